@@ -1,0 +1,6 @@
+#pragma once
+
+/** @file What an object on the bus is made of. */
+
+#include <sdbusplus/server/interface.hpp>
+#include <sdbusplus/vtable.hpp>
