@@ -1,0 +1,76 @@
+#pragma once
+
+/** @file Numbers and texts in the bytes of a record. Records are read on the
+ *  machine that wrote them, so numbers are in its own byte order. */
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace healthintf::host
+{
+
+/** Appends values to a buffer. */
+class ByteWriter
+{
+  public:
+    explicit ByteWriter(std::string& buffer) : out(buffer)
+    {}
+
+    template <std::integral T>
+    void put(T value)
+    {
+        out.append(reinterpret_cast<const char*>(&value), sizeof(value));
+    }
+
+    void put(std::string_view text)
+    {
+        put(static_cast<uint32_t>(text.size()));
+        out.append(text);
+    }
+
+  private:
+    std::string& out;
+};
+
+/** Takes values out of a record; a record that is too short for one throws
+ *  std::out_of_range. */
+class ByteReader
+{
+  public:
+    explicit ByteReader(std::string_view bytes) : left(bytes)
+    {}
+
+    template <std::integral T>
+    T get()
+    {
+        T value{};
+        std::memcpy(&value, take(sizeof(value)).data(), sizeof(value));
+        return value;
+    }
+
+    std::string getText()
+    {
+        return std::string(take(get<uint32_t>()));
+    }
+
+  private:
+    std::string_view take(std::size_t size)
+    {
+        if (size > left.size())
+        {
+            throw std::out_of_range("a record of the data cache is too short");
+        }
+        const std::string_view taken = left.substr(0, size);
+        left.remove_prefix(size);
+        return taken;
+    }
+
+    std::string_view left;
+};
+
+} // namespace healthintf::host

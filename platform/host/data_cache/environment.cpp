@@ -1,0 +1,200 @@
+#include "environment.hpp"
+
+#include "../host_log.hpp"
+#include "byte_codec.hpp"
+
+#include <sys/stat.h>
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+#include <system_error>
+
+namespace healthintf::host
+{
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+/** Changes with the layout of the records. */
+constexpr uint32_t formatVersion = 1;
+
+constexpr const char* dataFile = "data.mdb";
+constexpr const char* lockFile = "lock.mdb";
+
+constexpr mdb_mode_t fileMode = 0664;
+
+// The content need not outlive the machine's run, so nothing is synced. Pages
+// are written, not mapped for writing: a full filesystem is an error code
+// then and not a signal, and a stray pointer of one daemon does not reach the
+// records of all.
+constexpr unsigned int openFlags = MDB_NOSYNC | MDB_NOTLS;
+
+fs::path madeFolder(const fs::path& folder)
+{
+    fs::create_directories(folder);
+    return folder;
+}
+
+EnvironmentPtr newEnvironment()
+{
+    MDB_env* environment = nullptr;
+    checkLmdb("mdb_env_create", mdb_env_create(&environment));
+    EnvironmentPtr owned(environment);
+    checkLmdb("mdb_env_set_maxreaders",
+              mdb_env_set_maxreaders(environment, Environment::maxReaders));
+    return owned;
+}
+
+/** How many pages below the highest used one are free. */
+std::size_t freePages(MDB_env* environment)
+{
+    // LMDB keeps lists of them in its own first table, which only a read
+    // transaction may look at; each begins with its length.
+    constexpr MDB_dbi freeLists = 0;
+    const Transaction transaction(environment, Transaction::Kind::read);
+    std::size_t pages = 0;
+    Cursor cursor(transaction.get(), freeLists);
+    for (bool more = cursor.seek(""); more; more = cursor.next())
+    {
+        std::size_t length = 0;
+        std::memcpy(&length, cursor.value().data(), sizeof(length));
+        pages += length;
+    }
+    return pages;
+}
+
+/** Whether a data file that nobody uses is one of LMDB's. */
+bool intact(const fs::path& folder)
+{
+    const EnvironmentPtr probe = newEnvironment();
+    const int result = mdb_env_open(probe.get(), folder.c_str(),
+                                    openFlags | MDB_RDONLY, fileMode);
+    return result != MDB_INVALID && result != MDB_VERSION_MISMATCH &&
+           result != MDB_CORRUPTED;
+}
+
+/** Makes the lock file with all its blocks there: LMDB maps it, and a block
+ *  that a full filesystem cannot give would end the process.
+ *
+ *  Only while nobody else has the folder open: others have mapped the size
+ *  that they found. */
+void reserveLockFile(const fs::path& file)
+{
+    constexpr off_t bytesPerReader = 64;
+    constexpr off_t header = 4096;
+    const FileDescriptor opened(
+        open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, fileMode));
+    int result = opened.get() < 0 ? errno : 0;
+    if (result == 0)
+    {
+        result = posix_fallocate(
+            opened.get(), 0, header + bytesPerReader * Environment::maxReaders);
+    }
+    if (result != 0)
+    {
+        throw std::system_error(result, std::generic_category(), file.string());
+    }
+}
+
+} // namespace
+
+Environment::Environment(const fs::path& path, std::size_t capacity) :
+    folder(madeFolder(path)), users(folder / "users")
+{
+    const bool first = users.alone();
+    if (first)
+    {
+        startEmpty();
+    }
+    open(first ? capacity : 0);
+    openTable();
+    if (first)
+    {
+        users.letOthersIn();
+    }
+}
+
+bool Environment::hasRoom(const Transaction& transaction) const
+{
+    MDB_envinfo info{};
+    MDB_stat stat{};
+    checkLmdb("mdb_env_info", mdb_env_info(environment.get(), &info));
+    checkLmdb("mdb_stat", mdb_stat(transaction.get(), records, &stat));
+    const auto fits = [&](std::size_t pages) {
+        return pages * stat.ms_psize + reserve <= info.me_mapsize;
+    };
+    const std::size_t pages = info.me_last_pgno + 1;
+    return fits(pages) || fits(pages - freePages(environment.get()));
+}
+
+void Environment::startEmpty()
+{
+    const fs::path data = folder / dataFile;
+    if (fs::exists(data) && !intact(folder))
+    {
+        const fs::path aside = folder / "data.mdb.damaged";
+        HOST_LOG(log::warning,
+                 "%s.%d.%s: the data cache %s is damaged or of another "
+                 "version: it was set aside as %s and is made anew",
+                 data.c_str(), aside.c_str());
+        fs::rename(data, aside);
+    }
+    fs::remove(data);
+    fs::remove(folder / lockFile);
+    reserveLockFile(folder / lockFile);
+}
+
+void Environment::open(std::size_t capacity)
+{
+    environment = newEnvironment();
+    if (capacity != 0)
+    {
+        checkLmdb("mdb_env_set_mapsize",
+                  mdb_env_set_mapsize(environment.get(), capacity + reserve));
+    }
+    checkLmdb("mdb_env_open", mdb_env_open(environment.get(), folder.c_str(),
+                                           openFlags, fileMode));
+    mdb_reader_check(environment.get(), nullptr);
+}
+
+void Environment::openTable()
+{
+    Transaction transaction(environment.get(), Transaction::Kind::write);
+    // The unnamed table: one that is named costs each write another page.
+    checkLmdb("mdb_dbi_open",
+              mdb_dbi_open(transaction.get(), nullptr, 0, &records));
+    checkVersion(transaction);
+    transaction.commit();
+}
+
+void Environment::checkVersion(const Transaction& transaction) const
+{
+    constexpr std::string_view name = "version";
+    MDB_val key{name.size(), const_cast<char*>(name.data())};
+    MDB_val value{};
+    const int result = mdb_get(transaction.get(), records, &key, &value);
+    if (result == MDB_NOTFOUND)
+    {
+        uint32_t version = formatVersion;
+        value = {sizeof(version), &version};
+        checkLmdb("mdb_put",
+                  mdb_put(transaction.get(), records, &key, &value, 0));
+        return;
+    }
+    checkLmdb("mdb_get", result);
+    ByteReader reader({static_cast<const char*>(value.mv_data), value.mv_size});
+    if (const auto found = reader.get<uint32_t>(); found != formatVersion)
+    {
+        throw std::runtime_error(
+            "is in use in version " + std::to_string(found) +
+            " and this program needs version " + std::to_string(formatVersion) +
+            ": restart every process that uses it");
+    }
+}
+
+} // namespace healthintf::host

@@ -1,0 +1,69 @@
+#pragma once
+
+/** @file The LMDB environment of the data cache. */
+
+#include "lmdb.hpp"
+#include "users_lock.hpp"
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+
+namespace healthintf::host
+{
+
+/** The open data cache of one folder.
+ *
+ *  The content is only a cache of what living processes publish: the first
+ *  process to open a folder starts it empty, and sets aside what is damaged.
+ *
+ *  Thread-safe, like LMDB. Must not be used in a child after fork(). */
+class Environment
+{
+  public:
+    /** How many bytes the cache may grow to, unless told otherwise. */
+    static constexpr std::size_t defaultCapacity =
+        sizeof(void*) > 4 ? 256UL << 20 : 64UL << 20;
+
+    /** Bytes beyond the capacity that stay free for changing and removing
+     *  records, which take pages of their own. */
+    static constexpr std::size_t reserve = 1UL << 20;
+
+    /** The number of read transactions at the same time, over all
+     *  processes. */
+    static constexpr unsigned int maxReaders = 512;
+
+    /** @param[in] path the folder, made when it is not there
+     *  @param[in] capacity size limit in bytes, set by the first user
+     *  @throws std::exception saying what is wrong and what to do */
+    Environment(const std::filesystem::path& path, std::size_t capacity);
+
+    MDB_env* get() const
+    {
+        return environment.get();
+    }
+
+    /** Whether there is room for another record.
+     *
+     *  @param[in] transaction a write transaction */
+    bool hasRoom(const Transaction& transaction) const;
+
+    /** The table of all records. */
+    MDB_dbi table() const
+    {
+        return records;
+    }
+
+  private:
+    void startEmpty();
+    void open(std::size_t capacity);
+    void openTable();
+    void checkVersion(const Transaction& transaction) const;
+
+    std::filesystem::path folder;
+    UsersLock users;
+    EnvironmentPtr environment;
+    MDB_dbi records = 0;
+};
+
+} // namespace healthintf::host

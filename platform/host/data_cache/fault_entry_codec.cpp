@@ -1,0 +1,139 @@
+#include "fault_entry_codec.hpp"
+
+#include "byte_codec.hpp"
+
+#include <algorithm>
+#include <array>
+
+namespace healthintf::host
+{
+namespace
+{
+
+/** The type that a property's variant holds for a member of a view. */
+template <typename Member>
+struct Held
+{
+    using type = Member;
+};
+template <>
+struct Held<std::string_view>
+{
+    using type = std::string;
+};
+template <>
+struct Held<std::span<const std::string>>
+{
+    using type = std::vector<std::string>;
+};
+
+template <auto Member>
+bool assign(FaultEntryView& entry, const FaultEntryPropertyVariant& value)
+{
+    auto& member = entry.*Member;
+    using Type = typename Held<std::decay_t<decltype(member)>>::type;
+    const auto* given = std::get_if<Type>(&value);
+    if (given != nullptr)
+    {
+        member = *given;
+    }
+    return given != nullptr;
+}
+
+struct Property
+{
+    std::string_view name;
+    bool (*assign)(FaultEntryView&, const FaultEntryPropertyVariant&);
+};
+
+using V = FaultEntryView;
+
+constexpr std::array properties{
+    Property{"FQDD", assign<&V::fqdd>},
+    Property{"MessageID", assign<&V::messageID>},
+    Property{"Message", assign<&V::message>},
+    Property{"Args", assign<&V::args>},
+    Property{"Timestamp", assign<&V::timestamp>},
+    Property{"Severity", assign<&V::severity>},
+    Property{"SensorPath", assign<&V::sensorPath>},
+    Property{"SensorNumber", assign<&V::sensorNumber>},
+    Property{"SensorType", assign<&V::sensorType>},
+    Property{"LedState", assign<&V::ledState>},
+    Property{"LcdMessage", assign<&V::lcdMessage>},
+    Property{"Hidden", assign<&V::hidden>},
+};
+
+} // namespace
+
+FaultEntryView viewOf(const FaultEntryProperties& entry)
+{
+    return {.fqdd = entry.fqdd,
+            .messageID = entry.messageID,
+            .message = entry.message,
+            .args = entry.args,
+            .timestamp = entry.timestamp,
+            .severity = entry.severity,
+            .sensorPath = entry.sensorPath,
+            .sensorNumber = entry.sensorNumber,
+            .sensorType = entry.sensorType,
+            .ledState = entry.ledState,
+            .lcdMessage = entry.lcdMessage,
+            .hidden = entry.hidden};
+}
+
+bool setProperty(FaultEntryView& entry, std::string_view name,
+                 const FaultEntryPropertyVariant& value)
+{
+    const auto* found = std::ranges::find(properties, name, &Property::name);
+    return found != properties.end() && found->assign(entry, value);
+}
+
+std::string encodeFaultEntry(const FaultEntryView& entry)
+{
+    std::string payload;
+    constexpr std::size_t usualSize = 512;
+    payload.reserve(usualSize);
+    ByteWriter writer(payload);
+    writer.put(entry.timestamp);
+    writer.put(entry.severity);
+    writer.put(entry.ledState);
+    writer.put(static_cast<uint8_t>(entry.hidden));
+    writer.put(entry.sensorNumber);
+    writer.put(entry.sensorType);
+    writer.put(entry.fqdd);
+    writer.put(entry.messageID);
+    writer.put(entry.message);
+    writer.put(entry.sensorPath);
+    writer.put(entry.lcdMessage);
+    writer.put(static_cast<uint32_t>(entry.args.size()));
+    for (const std::string& arg : entry.args)
+    {
+        writer.put(arg);
+    }
+    return payload;
+}
+
+FaultEntryProperties decodeFaultEntry(std::string_view payload)
+{
+    ByteReader reader(payload);
+    FaultEntryProperties entry;
+    entry.timestamp = reader.get<uint64_t>();
+    entry.severity = reader.get<uint32_t>();
+    entry.ledState = reader.get<int32_t>();
+    entry.hidden = reader.get<uint8_t>() != 0;
+    entry.sensorNumber = reader.get<uint32_t>();
+    entry.sensorType = reader.get<uint32_t>();
+    entry.fqdd = reader.getText();
+    entry.messageID = reader.getText();
+    entry.message = reader.getText();
+    entry.sensorPath = reader.getText();
+    entry.lcdMessage = reader.getText();
+    // Not reserved by the count, which a damaged record may have wrong.
+    for (auto left = reader.get<uint32_t>(); left > 0; --left)
+    {
+        entry.args.push_back(reader.getText());
+    }
+    return entry;
+}
+
+} // namespace healthintf::host

@@ -1,0 +1,191 @@
+#pragma once
+
+/** @file Ownership of LMDB's handles. */
+
+#include <lmdb.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace healthintf::host
+{
+
+/** A failed call of LMDB with its code: an LMDB code or an errno. */
+class LmdbError : public std::runtime_error
+{
+  public:
+    LmdbError(const char* call, int code) :
+        std::runtime_error(std::string(call) + ": " + mdb_strerror(code)),
+        number(code)
+    {}
+
+    int code() const noexcept
+    {
+        return number;
+    }
+
+  private:
+    int number;
+};
+
+/** @throws LmdbError when a call did not succeed */
+inline void checkLmdb(const char* call, int code)
+{
+    if (code != MDB_SUCCESS)
+    {
+        throw LmdbError(call, code);
+    }
+}
+
+struct CloseEnvironment
+{
+    void operator()(MDB_env* environment) const
+    {
+        mdb_env_close(environment);
+    }
+};
+
+using EnvironmentPtr = std::unique_ptr<MDB_env, CloseEnvironment>;
+
+/** A transaction; one that is not committed changes nothing. */
+class Transaction
+{
+  public:
+    enum class Kind
+    {
+        read,
+        write,
+    };
+
+    Transaction(MDB_env* environment, Kind kind)
+    {
+        const unsigned int flags = kind == Kind::read ? MDB_RDONLY : 0;
+        int result = mdb_txn_begin(environment, nullptr, flags, &handle);
+        if (result == MDB_READERS_FULL)
+        {
+            // Readers that were killed keep their slots until somebody looks.
+            mdb_reader_check(environment, nullptr);
+            result = mdb_txn_begin(environment, nullptr, flags, &handle);
+        }
+        checkLmdb("mdb_txn_begin", result);
+    }
+
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    ~Transaction()
+    {
+        if (handle != nullptr)
+        {
+            mdb_txn_abort(handle);
+        }
+    }
+
+    MDB_txn* get() const
+    {
+        return handle;
+    }
+
+    void commit()
+    {
+        checkLmdb("mdb_txn_commit",
+                  mdb_txn_commit(std::exchange(handle, nullptr)));
+    }
+
+  private:
+    MDB_txn* handle = nullptr;
+};
+
+/** A position in a table; lives shorter than its transaction. */
+class Cursor
+{
+  public:
+    Cursor(MDB_txn* transaction, MDB_dbi table)
+    {
+        checkLmdb("mdb_cursor_open",
+                  mdb_cursor_open(transaction, table, &handle));
+    }
+
+    Cursor(const Cursor&) = delete;
+    Cursor& operator=(const Cursor&) = delete;
+
+    ~Cursor()
+    {
+        mdb_cursor_close(handle);
+    }
+
+    /** Moves to the first record at or after @p key.
+     *
+     *  @return whether there is one */
+    bool seek(std::string_view key)
+    {
+        foundKey = {key.size(), const_cast<char*>(key.data())};
+        return move(key.empty() ? MDB_FIRST : MDB_SET_RANGE);
+    }
+
+    /** Moves to the record of @p key.
+     *
+     *  @return whether there is one */
+    bool find(MDB_val key)
+    {
+        foundKey = key;
+        return move(MDB_SET_KEY);
+    }
+
+    /** Moves to the next record.
+     *
+     *  @return whether there is one */
+    bool next()
+    {
+        return move(MDB_NEXT);
+    }
+
+    /** Gives room for another value of the record, to be written before
+     *  anything else is done. */
+    MDB_val replace(std::size_t size)
+    {
+        MDB_val room{size, nullptr};
+        checkLmdb("mdb_cursor_put", mdb_cursor_put(handle, &foundKey, &room,
+                                                   MDB_CURRENT | MDB_RESERVE));
+        return room;
+    }
+
+    /** Removes the record; next() then goes on after it. */
+    void remove()
+    {
+        checkLmdb("mdb_cursor_del", mdb_cursor_del(handle, 0));
+    }
+
+    std::string_view key() const
+    {
+        return {static_cast<const char*>(foundKey.mv_data), foundKey.mv_size};
+    }
+
+    std::string_view value() const
+    {
+        return {static_cast<const char*>(foundValue.mv_data),
+                foundValue.mv_size};
+    }
+
+  private:
+    bool move(MDB_cursor_op operation)
+    {
+        const int result =
+            mdb_cursor_get(handle, &foundKey, &foundValue, operation);
+        if (result == MDB_NOTFOUND)
+        {
+            return false;
+        }
+        checkLmdb("mdb_cursor_get", result);
+        return true;
+    }
+
+    MDB_cursor* handle = nullptr;
+    MDB_val foundKey{};
+    MDB_val foundValue{};
+};
+
+} // namespace healthintf::host

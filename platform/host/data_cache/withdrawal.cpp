@@ -1,0 +1,68 @@
+#include "withdrawal.hpp"
+
+#include "byte_codec.hpp"
+#include "record_table.hpp"
+
+#include <platform/data_abstraction/results.hpp>
+
+namespace healthintf::host
+{
+namespace
+{
+
+/** A read without any record yet is a success that found nothing. */
+int foundNothingIsSuccess(long result)
+{
+    return result == DataAbstraction::readNoRecords
+               ? static_cast<int>(DataAbstraction::readOk)
+               : static_cast<int>(result);
+}
+
+} // namespace
+
+void giveWayToOthers()
+{
+    standBack();
+}
+
+int listOwners(std::set<ProcessIdentity>& owners)
+{
+    owners.clear();
+    return foundNothingIsSuccess(
+        readRecords(RecordKind::healthStatus, {},
+                    [&owners](std::string_view, const StoredRecord& record) {
+                        owners.insert(record.owner);
+                    }));
+}
+
+std::optional<HealthRecord> findHealthRecord(const std::string& key)
+{
+    std::optional<HealthRecord> found;
+    readRecords(RecordKind::healthStatus, {key},
+                [&](std::string_view path, const StoredRecord& record) {
+                    if (path == key)
+                    {
+                        found = {record.owner,
+                                 ByteReader(record.payload).get<uint32_t>()};
+                    }
+                });
+    return found;
+}
+
+int withdrawRecords(const ProcessIdentity& owner,
+                    std::vector<std::string>& keys)
+{
+    keys.clear();
+    return writeCache(
+        [&](const Environment& cache, const Transaction& transaction) {
+            removeRecordsOf(owner, RecordKind::healthStatus, cache, transaction,
+                            [&](std::string_view key) {
+                                keys.emplace_back(key);
+                            });
+            removeRecordsOf(owner, RecordKind::faultEntry, cache, transaction,
+                            [](std::string_view) {});
+            return 0;
+        });
+}
+
+} // namespace healthintf::host

@@ -1,0 +1,40 @@
+#include "directories.hpp"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <stdexcept>
+
+namespace healthintf::host
+{
+namespace
+{
+
+/** An environment variable that is set to something, or null. */
+const char* setting(const char* name)
+{
+    const char* value = secure_getenv(name);
+    return value != nullptr && *value != '\0' ? value : nullptr;
+}
+
+} // namespace
+
+std::filesystem::path runtimeDirectory()
+{
+    if (const char* given = setting("HEALTHINTF_RUNTIME_DIR"))
+    {
+        return given;
+    }
+    if (geteuid() == 0)
+    {
+        return "/run/healthintf";
+    }
+    if (const char* session = setting("XDG_RUNTIME_DIR"))
+    {
+        return std::filesystem::path(session) / "healthintf";
+    }
+    throw std::runtime_error(
+        "no runtime folder: set HEALTHINTF_RUNTIME_DIR or XDG_RUNTIME_DIR");
+}
+
+} // namespace healthintf::host

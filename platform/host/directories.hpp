@@ -1,0 +1,16 @@
+#pragma once
+
+/** @file Where the host platform keeps its state. */
+
+#include <filesystem>
+
+namespace healthintf::host
+{
+
+/** The folder of what lasts until the next boot: $HEALTHINTF_RUNTIME_DIR, or
+ *  /run/healthintf for root, or $XDG_RUNTIME_DIR/healthintf.
+ *
+ *  @throws std::runtime_error when none of them is set for this user */
+std::filesystem::path runtimeDirectory();
+
+} // namespace healthintf::host

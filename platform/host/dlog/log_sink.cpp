@@ -1,0 +1,62 @@
+#include "log_sink.hpp"
+
+#include <sys/stat.h>
+#include <sys/uio.h>
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+
+// The origin of a record is the line that was logged, not the one below.
+#define SD_JOURNAL_SUPPRESS_LOCATION
+#include <systemd/sd-journal.h>
+
+namespace healthintf::host
+{
+
+bool standardErrorIsJournal()
+{
+    const char* stream = secure_getenv("JOURNAL_STREAM");
+    struct stat status
+    {};
+    if (stream == nullptr || fstat(STDERR_FILENO, &status) != 0)
+    {
+        return false;
+    }
+    return std::to_string(status.st_dev) + ":" +
+               std::to_string(status.st_ino) ==
+           stream;
+}
+
+int writeToJournal(const LogRecord& record)
+{
+    std::array<std::string, 6> fields{
+        "MESSAGE=" + record.text,
+        "PRIORITY=" + std::to_string(priorityOf(record.level)),
+        "HEALTHINTF_MODULE=" + std::to_string(record.module),
+        "CODE_FILE=" + record.file,
+        "CODE_LINE=" + std::to_string(record.line),
+        "CODE_FUNC=" + record.function};
+    const int count = record.file.empty() ? 3 : 6;
+    std::array<iovec, 6> parts{};
+    for (int i = 0; i < count; ++i)
+    {
+        parts[i] = {fields[i].data(), fields[i].size()};
+    }
+    return sd_journal_sendv(parts.data(), count);
+}
+
+int writeAsText(int fd, const LogRecord& record)
+{
+    const std::string line = std::string(program_invocation_short_name) + ": " +
+                             levelWord(record.level) + ": " + record.text +
+                             "\n";
+    // In one call, so that lines of several processes do not mix.
+    const ssize_t written = write(fd, line.data(), line.size());
+    return written < 0 ? -errno : 0;
+}
+
+} // namespace healthintf::host

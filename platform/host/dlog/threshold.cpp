@@ -1,0 +1,46 @@
+#include "threshold.hpp"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace healthintf::host
+{
+namespace
+{
+
+int thresholdFromEnvironment()
+{
+    const char* text = secure_getenv("HEALTHINTF_LOG_LEVEL");
+    if (text == nullptr)
+    {
+        return defaultLogLevel;
+    }
+    if (const auto level = parseLogLevel(text))
+    {
+        return *level;
+    }
+    // Not a line of the log: the log is what cannot be set up.
+    std::fprintf(stderr,
+                 "HEALTHINTF_LOG_LEVEL=%s is no level from 0 to 9, using %d\n",
+                 text, defaultLogLevel);
+    return defaultLogLevel;
+}
+
+} // namespace
+
+std::optional<int> parseLogLevel(std::string_view text)
+{
+    if (text.size() != 1 || text.front() < '0' || text.front() > '9')
+    {
+        return std::nullopt;
+    }
+    return text.front() - '0';
+}
+
+int logThreshold()
+{
+    static const int threshold = thresholdFromEnvironment();
+    return threshold;
+}
+
+} // namespace healthintf::host

@@ -1,0 +1,19 @@
+#pragma once
+
+/** @file The log lines of the host platform itself. */
+
+#include <platform/log_line.hpp>
+
+namespace healthintf::host
+{
+
+/** The host platform's module number in the debug log. */
+inline constexpr int logModule = 300;
+
+} // namespace healthintf::host
+
+/** Logs one line in the name of the function that it stands in. */
+#define HOST_LOG(level, format, ...)                     \
+    DLOG_LINE(::healthintf::host::logModule,             \
+              static_cast<const char*>(__func__), level, \
+              format __VA_OPT__(, ) __VA_ARGS__)

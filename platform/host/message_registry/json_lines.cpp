@@ -1,0 +1,105 @@
+#include "json_lines.hpp"
+
+#include <algorithm>
+
+namespace healthintf::host
+{
+namespace
+{
+
+constexpr std::string_view blanks = " \t\r\n";
+
+/** The first byte of a key, or npos. A text in quotes is a key when a colon
+ *  follows. */
+std::size_t findKey(std::string_view text, const std::string& key)
+{
+    const std::string quoted = '"' + key + '"';
+    for (auto at = text.find(quoted); at != std::string_view::npos;
+         at = text.find(quoted, at + 1))
+    {
+        const auto next = text.find_first_not_of(blanks, at + quoted.size());
+        if (next != std::string_view::npos && text[next] == ':')
+        {
+            return at;
+        }
+    }
+    return std::string_view::npos;
+}
+
+/** The end of the text in quotes that begins at @p at. */
+std::size_t endOfQuotes(std::string_view text, std::size_t at)
+{
+    for (++at; at < text.size() && text[at] != '"'; ++at)
+    {
+        at += text[at] == '\\' ? 1 : 0;
+    }
+    return at;
+}
+
+/** The object that follows a key, or what follows it up to the next comma. */
+std::string_view valueAfter(std::string_view text)
+{
+    std::size_t depth = 0;
+    for (std::size_t at = endOfQuotes(text, 0) + 1; at < text.size(); ++at)
+    {
+        switch (text[at])
+        {
+            case '"':
+                at = endOfQuotes(text, at);
+                break;
+            case '{':
+                ++depth;
+                break;
+            case '}':
+                if (depth <= 1)
+                {
+                    return text.substr(0, at);
+                }
+                --depth;
+                break;
+            case ',':
+                if (depth == 0)
+                {
+                    return text.substr(0, at);
+                }
+                break;
+            default:
+                break;
+        }
+    }
+    return text;
+}
+
+} // namespace
+
+std::size_t lineOfByte(std::string_view text, std::size_t byte)
+{
+    const std::string_view before = text.substr(0, byte);
+    return 1 + std::ranges::count(before, '\n');
+}
+
+std::size_t lineOfKeys(std::string_view text,
+                       const std::vector<std::string>& keys)
+{
+    std::size_t lastKey = 0;
+    std::size_t at = 0;
+    std::string_view scope = text;
+    for (const std::string& key : keys)
+    {
+        const std::size_t found = findKey(scope, key);
+        if (found == std::string_view::npos)
+        {
+            break;
+        }
+        at += found;
+        const std::string_view value = valueAfter(scope.substr(found));
+        // The next key is looked for behind this one.
+        const std::size_t keySize = key.size() + 2;
+        scope = value.substr(keySize);
+        lastKey = at;
+        at += keySize;
+    }
+    return lineOfByte(text, lastKey);
+}
+
+} // namespace healthintf::host

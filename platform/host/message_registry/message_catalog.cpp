@@ -1,0 +1,164 @@
+#include "message_catalog.hpp"
+
+#include "../host_log.hpp"
+
+#include <algorithm>
+#include <charconv>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+namespace healthintf::host
+{
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+/** The registry files of a folder in the order of their names. */
+std::vector<fs::path> registryFiles(const fs::path& folder)
+{
+    std::vector<fs::path> files;
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error), end;
+         !error && entry != end; entry.increment(error))
+    {
+        if (entry->path().extension() == ".json")
+        {
+            files.push_back(entry->path());
+        }
+    }
+    if (error && error != std::errc::no_such_file_or_directory)
+    {
+        HOST_LOG(log::warning, "%s.%d.%s: unable to read the folder %s: %s",
+                 folder.c_str(), error.message().c_str());
+    }
+    std::ranges::sort(files);
+    return files;
+}
+
+std::string contentOf(const fs::path& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    if (!file)
+    {
+        throw RegistryError("unable to open it");
+    }
+    std::string content{std::istreambuf_iterator<char>(file), {}};
+    if (file.bad())
+    {
+        throw RegistryError("unable to read it");
+    }
+    return content;
+}
+
+void addFile(MessageCatalog& catalog, const fs::path& path)
+{
+    try
+    {
+        const RegistryFile file = parseRegistry(contentOf(path));
+        for (const std::string& problem : file.problems)
+        {
+            HOST_LOG(log::warning, "%s.%d.%s: %s: %s: message left out",
+                     path.c_str(), problem.c_str());
+        }
+        catalog.add(file);
+    }
+    catch (const std::exception& e)
+    {
+        HOST_LOG(log::warning, "%s.%d.%s: %s: %s: file left out", path.c_str(),
+                 e.what());
+    }
+}
+
+/** Language and identifier as one key. */
+std::string catalogKey(const std::string& language, const std::string& id)
+{
+    return language + '\n' + id;
+}
+
+/** The first two numbers of a version, which is how Redfish names it in an
+ *  identifier. */
+std::string shortVersion(const std::string& version)
+{
+    const auto first = version.find('.');
+    return first == std::string::npos
+               ? version
+               : version.substr(0, version.find('.', first + 1));
+}
+
+/** Takes the first number off a version. */
+unsigned int takeNumber(std::string_view& version)
+{
+    unsigned int number = 0;
+    const char* end = version.data() + version.size();
+    std::from_chars(version.data(), end, number);
+    const auto dot = version.find('.');
+    version.remove_prefix(dot == std::string_view::npos ? version.size()
+                                                        : dot + 1);
+    return number;
+}
+
+} // namespace
+
+bool isNewer(std::string_view version, std::string_view than)
+{
+    while (!version.empty() || !than.empty())
+    {
+        const unsigned int mine = takeNumber(version);
+        const unsigned int other = takeNumber(than);
+        if (mine != other)
+        {
+            return mine > other;
+        }
+    }
+    return false;
+}
+
+MessageCatalog MessageCatalog::load(const std::vector<fs::path>& folders)
+{
+    MessageCatalog catalog;
+    for (const fs::path& folder : folders)
+    {
+        for (const fs::path& file : registryFiles(folder))
+        {
+            addFile(catalog, file);
+        }
+    }
+    return catalog;
+}
+
+void MessageCatalog::add(const RegistryFile& file)
+{
+    for (const auto& [key, message] : file.messages)
+    {
+        addUnder(key, file, message);
+        addUnder(file.prefix + "." + key, file, message);
+        addUnder(file.prefix + "." + shortVersion(file.version) + "." + key,
+                 file, message);
+        addUnder(file.prefix + "." + file.version + "." + key, file, message);
+    }
+}
+
+void MessageCatalog::addUnder(const std::string& id, const RegistryFile& file,
+                              const Message& message)
+{
+    const auto [entry, added] =
+        messages.try_emplace(catalogKey(file.language, id),
+                             Entry{message, file.prefix, file.version});
+    if (!added && entry->second.prefix == file.prefix &&
+        isNewer(file.version, entry->second.version))
+    {
+        entry->second = {message, file.prefix, file.version};
+    }
+}
+
+const Message* MessageCatalog::find(const std::string& id,
+                                    const std::string& language) const
+{
+    const auto found = messages.find(catalogKey(language, id));
+    return found == messages.end() ? nullptr : &found->second.message;
+}
+
+} // namespace healthintf::host

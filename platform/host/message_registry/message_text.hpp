@@ -1,0 +1,22 @@
+#pragma once
+
+/** @file The text of a message with its arguments filled in. */
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace healthintf::host
+{
+
+/** Puts arguments in the places of %1, %2, …; a placeholder without an
+ *  argument becomes nothing, and any other percent sign stays. */
+std::string fillArguments(std::string_view text,
+                          const std::vector<std::string_view>& arguments);
+
+/** The longest start of a UTF-8 text that has at most @p size bytes and does
+ *  not end within a character. */
+std::string_view truncateUtf8(std::string_view text, std::size_t size);
+
+} // namespace healthintf::host

@@ -1,0 +1,200 @@
+#include "registry_file.hpp"
+
+#include "json_lines.hpp"
+
+#include <platform/message_registry.h>
+
+#include <nlohmann/json.hpp>
+
+#include <array>
+#include <optional>
+
+namespace healthintf::host
+{
+namespace
+{
+
+using nlohmann::json;
+
+/** A problem with one message; the text names the property. */
+class MessageError : public std::runtime_error
+{
+  public:
+    MessageError(std::string property, const std::string& cause) :
+        std::runtime_error(property + " " + cause), name(std::move(property))
+    {}
+
+    const std::string& property() const
+    {
+        return name;
+    }
+
+  private:
+    std::string name;
+};
+
+json parsed(std::string_view text)
+{
+    try
+    {
+        return json::parse(text);
+    }
+    catch (const json::parse_error& e)
+    {
+        const std::size_t before = e.byte > 0 ? e.byte - 1 : 0;
+        throw RegistryError("line " + std::to_string(lineOfByte(text, before)) +
+                            ": no valid JSON");
+    }
+}
+
+/** A property of the registry itself. */
+std::string headText(const json& registry, std::string_view text,
+                     const std::string& name)
+{
+    const auto found = registry.find(name);
+    if (found == registry.end())
+    {
+        throw RegistryError("line 1: " + name + " is missing");
+    }
+    if (!found->is_string() || found->get_ref<const std::string&>().empty())
+    {
+        throw RegistryError("line " + std::to_string(lineOfKeys(text, {name})) +
+                            ": " + name + " is no text");
+    }
+    return *found;
+}
+
+MessageSeverity severityOf(const json& message)
+{
+    // Registries before MessageRegistry 1.2 have the older name alone.
+    for (const char* name : {"MessageSeverity", "Severity"})
+    {
+        const auto found = message.find(name);
+        if (found == message.end())
+        {
+            continue;
+        }
+        if (*found == "Critical")
+        {
+            return MessageSeverity::critical;
+        }
+        if (*found == "Warning")
+        {
+            return MessageSeverity::warning;
+        }
+        if (*found == "OK")
+        {
+            return MessageSeverity::ok;
+        }
+        throw MessageError(name, "is none of Critical, Warning and OK");
+    }
+    throw MessageError("MessageSeverity", "is missing");
+}
+
+/** The largest number of a %1, %2, … in a text. */
+unsigned int highestPlaceholder(std::string_view text)
+{
+    unsigned int highest = 0;
+    for (auto at = text.find('%'); at != std::string_view::npos;
+         at = text.find('%', at + 1))
+    {
+        unsigned int number = 0;
+        for (std::size_t i = at + 1; i < text.size() && text[i] >= '0' &&
+                                     text[i] <= '9' && number < 1000;
+             ++i)
+        {
+            number = number * 10 + static_cast<unsigned int>(text[i] - '0');
+        }
+        highest = std::max(highest, number);
+    }
+    return highest;
+}
+
+unsigned int argumentsOf(const json& message, const std::string& text)
+{
+    const auto found = message.find("NumberOfArgs");
+    if (found == message.end())
+    {
+        throw MessageError("NumberOfArgs", "is missing");
+    }
+    if (!found->is_number_unsigned() ||
+        found->get<uint64_t>() > MSGREG_MAX_ARGUMENTS)
+    {
+        throw MessageError("NumberOfArgs",
+                           "is no number from 0 to " +
+                               std::to_string(MSGREG_MAX_ARGUMENTS));
+    }
+    const auto arguments = found->get<unsigned int>();
+    if (highestPlaceholder(text) > arguments)
+    {
+        throw MessageError("NumberOfArgs",
+                           "is less than the placeholders of Message");
+    }
+    return arguments;
+}
+
+Message messageOf(const json& message)
+{
+    if (!message.is_object())
+    {
+        throw MessageError("", "is no object");
+    }
+    const auto text = message.find("Message");
+    if (text == message.end() || !text->is_string())
+    {
+        throw MessageError("Message", "is no text");
+    }
+    return {.severity = severityOf(message),
+            .text = *text,
+            .arguments = argumentsOf(message, *text)};
+}
+
+/** What is wrong with a message, and where. */
+std::string problem(std::string_view text, const std::string& key,
+                    const MessageError& error)
+{
+    std::vector<std::string> keys{"Messages", key};
+    if (!error.property().empty())
+    {
+        keys.push_back(error.property());
+    }
+    return "line " + std::to_string(lineOfKeys(text, keys)) + ": " + key +
+           ": " + error.what();
+}
+
+} // namespace
+
+RegistryFile parseRegistry(std::string_view text)
+{
+    const json registry = parsed(text);
+    if (!registry.is_object())
+    {
+        throw RegistryError("line 1: no JSON object");
+    }
+    RegistryFile file{.prefix = headText(registry, text, "RegistryPrefix"),
+                      .version = headText(registry, text, "RegistryVersion"),
+                      .language = headText(registry, text, "Language"),
+                      .messages = {},
+                      .problems = {}};
+    const auto messages = registry.find("Messages");
+    if (messages == registry.end() || !messages->is_object())
+    {
+        throw RegistryError("line " +
+                            std::to_string(lineOfKeys(text, {"Messages"})) +
+                            ": Messages is no object");
+    }
+    for (const auto& [key, message] : messages->items())
+    {
+        try
+        {
+            file.messages.emplace(key, messageOf(message));
+        }
+        catch (const MessageError& e)
+        {
+            file.problems.push_back(problem(text, key, e));
+        }
+    }
+    return file;
+}
+
+} // namespace healthintf::host

@@ -1,0 +1,61 @@
+#pragma once
+
+/** @file One Redfish message registry file. */
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace healthintf::host
+{
+
+/** Severities as the registry's users know them. */
+enum class MessageSeverity : uint32_t
+{
+    critical = 1,
+    warning = 2,
+    ok = 3,
+};
+
+/** A message of a registry. */
+struct Message
+{
+    MessageSeverity severity = MessageSeverity::ok;
+    /** The text with %1, %2, … for its arguments. */
+    std::string text;
+    /** How many arguments the text takes. */
+    unsigned int arguments = 0;
+};
+
+/** What a registry file holds. */
+struct RegistryFile
+{
+    /** For example "Platform". */
+    std::string prefix;
+    /** For example "1.3.2". */
+    std::string version;
+    /** For example "en". */
+    std::string language;
+    /** The messages by their keys. */
+    std::map<std::string, Message> messages;
+    /** What is wrong with single messages, which were left out: line, key and
+     *  cause. */
+    std::vector<std::string> problems;
+};
+
+/** A file that cannot be used at all; the text names line and cause. */
+class RegistryError : public std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+/** Reads the text of a registry file.
+ *
+ *  @throws RegistryError when it is no registry */
+RegistryFile parseRegistry(std::string_view text);
+
+} // namespace healthintf::host

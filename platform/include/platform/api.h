@@ -1,0 +1,6 @@
+#pragma once
+
+/** @file Marks what the platform provides: the library is built with hidden
+ *  symbols, and these are the ones that must be seen across its border. */
+
+#define PLATFORM_API __attribute__((visibility("default")))

@@ -1,0 +1,161 @@
+#pragma once
+
+/** @file Fault-entry records of the data cache: one for each fault entry,
+ *  under the entry's object path. */
+
+#include <platform/api.h>
+#include <platform/data_abstraction/results.hpp>
+
+#include <sdbusplus/bus.hpp>
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+/** A value of a fault-entry record's property. */
+using FaultEntryPropertyVariant =
+    std::variant<bool, int32_t, std::string, std::vector<std::string>, uint32_t,
+                 uint64_t>;
+
+/** Properties of a fault-entry record by their D-Bus names. */
+using FaultEntryPropertyMap = std::map<std::string, FaultEntryPropertyVariant>;
+
+/** Creates the record at @p path, replacing one that stands there.
+ *
+ *  @return 0, or the platform's error number */
+PLATFORM_API int
+datacache_faultentry_create(const std::string& path,
+                            const FaultEntryPropertyMap& properties);
+
+/** Changes one property of the record at @p path.
+ *
+ *  @return 0, or the platform's error number; nothing is changed then */
+PLATFORM_API int
+datacache_faultentry_set_property(const std::string& path,
+                                  const std::string& name,
+                                  const FaultEntryPropertyVariant& value);
+
+/** Removes the record at @p path.
+ *
+ *  @return 0, or the platform's error number; removing what is not there does
+ *          no harm */
+PLATFORM_API int datacache_faultentry_remove(const std::string& path);
+
+/** Base of every object that publishes a fault entry; is told of each change
+ *  of a property. */
+class PLATFORM_API faultentry_cluster
+{
+  public:
+    explicit faultentry_cluster(sdbusplus::bus_t& bus);
+    faultentry_cluster(const faultentry_cluster&) = delete;
+    faultentry_cluster& operator=(const faultentry_cluster&) = delete;
+    ~faultentry_cluster();
+
+    /** Called after a property took another value and before that is
+     *  announced on D-Bus. */
+    void PropertyChanged(const std::string& path, const std::string& name,
+                         const FaultEntryPropertyVariant& value);
+};
+
+/** The properties of a fault entry; docs/dbus.md gives their meanings. */
+struct FaultEntryProperties
+{
+    std::string fqdd;
+    std::string messageID;
+    std::string message;
+    std::vector<std::string> args;
+    /** Seconds since the epoch. */
+    uint64_t timestamp = 0;
+    /** The health value that the entry stands for, 1 to 4. */
+    uint32_t severity = 0;
+    std::string sensorPath;
+    uint32_t sensorNumber = 0;
+    uint32_t sensorType = 0;
+    int32_t ledState = 0;
+    std::string lcdMessage;
+    bool hidden = false;
+};
+
+/** One fault-entry record as it was read. */
+class FaultEntry_gen
+{
+  public:
+    FaultEntry_gen() = default;
+    explicit FaultEntry_gen(FaultEntryProperties properties) :
+        held(std::move(properties))
+    {}
+
+    const std::string& fqdd() const
+    {
+        return held.fqdd;
+    }
+    const std::string& messageID() const
+    {
+        return held.messageID;
+    }
+    const std::string& message() const
+    {
+        return held.message;
+    }
+    const std::vector<std::string>& args() const
+    {
+        return held.args;
+    }
+    uint64_t timestamp() const
+    {
+        return held.timestamp;
+    }
+    uint32_t severity() const
+    {
+        return held.severity;
+    }
+    const std::string& sensorPath() const
+    {
+        return held.sensorPath;
+    }
+    uint32_t sensorNumber() const
+    {
+        return held.sensorNumber;
+    }
+    uint32_t sensorType() const
+    {
+        return held.sensorType;
+    }
+    int32_t ledState() const
+    {
+        return held.ledState;
+    }
+    const std::string& lcdMessage() const
+    {
+        return held.lcdMessage;
+    }
+    bool hidden() const
+    {
+        return held.hidden;
+    }
+
+  private:
+    FaultEntryProperties held;
+};
+
+namespace DataAbstraction::FaultEntry
+{
+
+/** Reads fault-entry records.
+ *
+ *  @param[in] services the services whose records are wanted; empty for all
+ *  @param[in] prefixes what the records' paths begin with, any one of them;
+ *             empty for all
+ *  @param[in,out] records the records found are added, by path
+ *  @return a ReadResult or the platform's error number
+ *
+ *  May be called from any thread. */
+PLATFORM_API long
+get_map_by_path_prefixes(const std::vector<std::string>& services,
+                         const std::vector<std::string>& prefixes,
+                         std::map<std::string, FaultEntry_gen>& records);
+
+} // namespace DataAbstraction::FaultEntry

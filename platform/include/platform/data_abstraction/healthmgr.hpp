@@ -1,0 +1,24 @@
+#pragma once
+
+/** @file Requests to the health manager. */
+
+#include <platform/api.h>
+
+#include <string>
+
+namespace DataAbstraction::Healthmgr
+{
+
+/** Asks the health manager for the health node of a key. The request is sent
+ *  and not waited for: the node appears later, or never when there is no
+ *  health manager.
+ *
+ *  @param[in] service the health manager's bus name
+ *  @param[in] path the health manager's object path
+ *  @param[in] key the wanted node's key
+ *  @return 0, or the platform's error number when the request could not be
+ *          sent */
+PLATFORM_API int AddHealthObject(const std::string& service,
+                                 const std::string& path, std::string key);
+
+} // namespace DataAbstraction::Healthmgr

@@ -1,0 +1,17 @@
+#pragma once
+
+/** @file Results that the data cache's calls share. */
+
+namespace DataAbstraction
+{
+
+/** What a read of the data cache answers; every other number is an error of
+ *  the platform's own. */
+enum ReadResult : long
+{
+    readOk = 0,
+    /** No record of the kind exists yet. */
+    readNoRecords = 256,
+};
+
+} // namespace DataAbstraction

@@ -1,0 +1,59 @@
+#pragma once
+
+/** @file How everything here logs: one macro that fills file, line and
+ *  function in. */
+
+#include <platform/dlog.h>
+
+#include <cstddef>
+
+namespace healthintf::log
+{
+
+enum Level : int
+{
+    error = 1,
+    warning = 2,
+    lifetime = 5,
+    progress = 7,
+    trace = 8,
+    binding = 9,
+};
+
+/** A source file's name without folder and suffix, worked out by the
+ *  compiler. */
+template <std::size_t N>
+struct BaseName
+{
+    char text[N]{};
+
+    consteval BaseName(const char (&file)[N])
+    {
+        std::size_t start = 0;
+        for (std::size_t i = 0; i < N; ++i)
+        {
+            if (file[i] == '/')
+            {
+                start = i + 1;
+            }
+        }
+        std::size_t length = 0;
+        while (file[start + length] != '.' && file[start + length] != '\0')
+        {
+            text[length] = file[start + length];
+            ++length;
+        }
+    }
+};
+
+template <BaseName name>
+inline constexpr const char* baseName = name.text;
+
+} // namespace healthintf::log
+
+/** Logs one line in the name of @p function. The format is a literal that
+ *  begins with "%s.%d.%s", for file, line and function, so that the compiler
+ *  checks the arguments and a search finds the text. */
+#define DLOG_LINE(module, function, level, format, ...)                       \
+    dlog_printf(level, module, format, ::healthintf::log::baseName<__FILE__>, \
+                __LINE__, function __VA_OPT__(, ) __VA_ARGS__)
