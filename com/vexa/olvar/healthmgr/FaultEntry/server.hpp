@@ -1,0 +1,146 @@
+#pragma once
+
+/** @file Server binding of com.vexa.olvar.healthmgr.FaultEntry: one fault,
+ *  mirrored into the data cache. */
+
+#include <com/vexa/olvar/healthmgr/FaultEntry/common.hpp>
+#include <com/vexa/olvar/mirror.hpp>
+#include <platform/data_abstraction/fault_entry.hpp>
+
+#include <sdbusplus/bus.hpp>
+#include <sdbusplus/vtable.hpp>
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace sdbusplus::server::com::vexa::olvar::healthmgr
+{
+
+/** One object with the interface. Used from the thread that owns its bus.
+ *
+ *  The virtual functions keep their order, which is part of the ABI: the two
+ *  destructors, then for each property, in the order of this header, the
+ *  getter and the two setters. D-Bus clients cannot write a property. */
+class HEALTHINTF_API FaultEntry
+    : public sdbusplus::common::com::vexa::olvar::healthmgr::FaultEntry,
+      public faultentry_cluster
+{
+  public:
+    using Self = FaultEntry;
+    using PropertiesVariant = FaultEntryPropertyVariant;
+    using PropertyMap = FaultEntryPropertyMap;
+
+    /** Puts the object on the bus and into the data cache.
+     *
+     *  @param[in] bus the connection; a reference to it is kept
+     *  @param[in] path the object's path
+     *  @param[in] properties initial values; with "meta-NonCached" among them
+     *             the object has no record
+     *  @param[in] skipSignal whether the initial values go unannounced
+     *  @throws sdbusplus::exception::SdBusError when sd-bus refuses the object
+     *  @throws std::bad_variant_access, or what the data cache throws; nothing
+     *          is left behind then */
+    FaultEntry(sdbusplus::bus_t& bus, const char* path,
+               const PropertyMap& properties, bool skipSignal);
+
+    FaultEntry(const FaultEntry&) = delete;
+    FaultEntry& operator=(const FaultEntry&) = delete;
+
+    /** Removes the record, then the object. */
+    virtual ~FaultEntry();
+
+    /** Sets a property by its D-Bus name; a name that is none is ignored.
+     *
+     *  @throws std::bad_variant_access when the value is of another type */
+    void setPropertyByName(const std::string& name,
+                           const PropertiesVariant& value,
+                           bool skipSignal = false);
+
+    /** The value of a property by its D-Bus name; a variant of false for a
+     *  name that is none. */
+    PropertiesVariant getPropertyByName(const std::string& name) const;
+
+    /** Sends the signal FaultEntryAdded to whoever listens.
+     *
+     *  @throws sdbusplus::exception::SdBusError naming the failed call */
+    void faultEntryAdded(const std::string& fqdd, const std::string& messageID,
+                         const std::string& message,
+                         const std::vector<std::string>& args,
+                         uint64_t timestamp, uint32_t severity,
+                         const std::string& sensorPath, uint32_t sensorNumber,
+                         uint32_t sensorType);
+
+    /** Sends the signal FaultEntryRemoved to whoever listens.
+     *
+     *  @throws sdbusplus::exception::SdBusError naming the failed call */
+    void faultEntryRemoved(const std::string& fqdd,
+                           const std::string& messageID,
+                           const std::string& sensorPath, uint32_t sensorNumber,
+                           uint32_t sensorType);
+
+    /** Sends the signal HideFaultForSensor to whoever listens.
+     *
+     *  @throws sdbusplus::exception::SdBusError naming the failed call */
+    void hideFaultForSensor(bool hide, const std::string& healthPath,
+                            const std::string& sensorPath,
+                            int32_t sensorNumber);
+
+    /** Announces the object to the listeners of its object manager, once. */
+    void emit_added();
+
+    /** Takes the announcement back, if one was made. */
+    void emit_removed();
+
+    /** The connection that the object is on. */
+    sdbusplus::bus_t& bus();
+
+  private:
+    struct Cache
+    {
+        using Variant = PropertiesVariant;
+        static constexpr auto create = datacache_faultentry_create;
+        static constexpr auto setProperty = datacache_faultentry_set_property;
+        static constexpr auto remove = datacache_faultentry_remove;
+    };
+
+    healthintf::binding::Mirror<Cache> mirror;
+
+    /** Identifier of the component that the fault is on. Constant to D-Bus
+     *  clients; the announcement of its first value is left to sd-bus, which
+     *  may refuse it. */
+    HEALTHINTF_MIRRORED_PROPERTY(std::string, fqdd, "FQDD", const_)
+    /** Identifier of the message in the message registry. */
+    HEALTHINTF_MIRRORED_PROPERTY(std::string, messageID, "MessageID",
+                                 emits_change)
+    /** The message's text with its arguments filled in. */
+    HEALTHINTF_MIRRORED_PROPERTY(std::string, message, "Message", emits_change)
+    /** The message's arguments. */
+    HEALTHINTF_MIRRORED_PROPERTY(std::vector<std::string>, args, "Args",
+                                 emits_change)
+    /** When the fault was added, in seconds since the epoch. */
+    HEALTHINTF_MIRRORED_PROPERTY(uint64_t, timestamp, "Timestamp", emits_change)
+    /** The health value that the fault stands for, 1 to 4. */
+    HEALTHINTF_MIRRORED_PROPERTY(uint32_t, severity, "Severity", emits_change)
+    /** The sensor that saw the fault. */
+    HEALTHINTF_MIRRORED_PROPERTY(std::string, sensorPath, "SensorPath",
+                                 emits_change)
+    /** The sensor's IPMI number. */
+    HEALTHINTF_MIRRORED_PROPERTY(uint32_t, sensorNumber, "SensorNumber",
+                                 emits_change)
+    /** The sensor's IPMI type. */
+    HEALTHINTF_MIRRORED_PROPERTY(uint32_t, sensorType, "SensorType",
+                                 emits_change)
+    /** The LED state that the fault asks for; 0 asks for none. */
+    HEALTHINTF_MIRRORED_PROPERTY(int32_t, ledState, "LedState", emits_change)
+    /** Text for the front-panel LCD. */
+    HEALTHINTF_MIRRORED_PROPERTY(std::string, lcdMessage, "LcdMessage",
+                                 emits_change)
+    /** Whether the fault is hidden and counts for no health. */
+    HEALTHINTF_MIRRORED_PROPERTY(bool, hidden, "Hidden", emits_change)
+};
+
+} // namespace sdbusplus::server::com::vexa::olvar::healthmgr

@@ -1,0 +1,62 @@
+#include <com/vexa/olvar/binding_log.hpp>
+#include <com/vexa/olvar/healthmgr/HealthStatus/server.hpp>
+#include <com/vexa/olvar/property_table.hpp>
+
+namespace sdbusplus::server::com::vexa::olvar::healthmgr
+{
+namespace
+{
+
+using Properties =
+    healthintf::binding::PropertyTable<HealthStatus,
+                                       HealthStatus::PropertiesVariant,
+                                       HealthStatus::healthStatusProperty>;
+
+constexpr auto table = healthintf::binding::objectTable<Properties>(
+    std::array{vtable::signal(HealthStatus::HealthStatusUpdate::name,
+                              HealthStatus::HealthStatusUpdate::signature)});
+
+} // namespace
+
+HealthStatus::HealthStatus(sdbusplus::bus_t& bus, const char* path,
+                           const PropertyMap& properties) :
+    healthstatus_cluster(bus),
+    mirror(bus, path, interface, table.data(), this)
+{
+    mirror.publish(properties, [this](const std::string& name,
+                                      const PropertiesVariant& value) {
+        setPropertyByName(name, value, false);
+    });
+}
+
+HealthStatus::~HealthStatus()
+{
+    healthintf::binding::logDestruction("~HealthStatus");
+    mirror.withdraw();
+}
+
+void HealthStatus::setPropertyByName(const std::string& name,
+                                     const PropertiesVariant& value,
+                                     bool skipSignal)
+{
+    Properties::set(*this, name, value, skipSignal);
+}
+
+HealthStatus::PropertiesVariant
+HealthStatus::getPropertyByName(const std::string& name) const
+{
+    return Properties::get(*this, name);
+}
+
+void HealthStatus::healthStatusUpdate(const std::string& parentKey,
+                                      const std::string& key, uint32_t health)
+{
+    mirror.signal(HealthStatusUpdate::name, parentKey, key, health);
+}
+
+sdbusplus::bus_t& HealthStatus::bus()
+{
+    return mirror.interface.bus();
+}
+
+} // namespace sdbusplus::server::com::vexa::olvar::healthmgr

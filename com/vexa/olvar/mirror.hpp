@@ -1,0 +1,176 @@
+#pragma once
+
+/** @file What the bindings of mirrored interfaces share: a property lives on
+ *  D-Bus and in the object's record of the data cache at the same time. */
+
+#include <sdbusplus/bus.hpp>
+#include <sdbusplus/server/interface.hpp>
+#include <sdbusplus/vtable.hpp>
+
+#include <map>
+#include <string>
+#include <utility>
+#include <variant>
+
+namespace healthintf::binding
+{
+
+/** A marker among the properties of a new object: it gets no record in the
+ *  data cache. */
+inline constexpr const char* nonCachedMarker = "meta-NonCached";
+
+/** The registration of one object on D-Bus and its record in the data cache.
+ *
+ *  @tparam Cache gives the Variant of the properties and the static calls
+ *          create, setProperty and remove of the data cache */
+template <typename Cache>
+class Mirror
+{
+  public:
+    using Variant = typename Cache::Variant;
+    using PropertyMap = std::map<std::string, Variant>;
+
+    /** Registers the object on D-Bus; it has no record yet.
+     *
+     *  @throws sdbusplus::exception::SdBusError when sd-bus refuses
+     *  @throws std::logic_error when @p path is null */
+    Mirror(sdbusplus::bus_t& bus, const char* path, const char* name,
+           const sdbusplus::vtable_t* table, void* context) :
+        interface(bus, path, name, table, context)
+    {}
+
+    /** Creates the record, unless the marker is among the properties, and
+     *  hands each property to @p apply. From then on changes reach the
+     *  record: what is applied here is in it already. */
+    template <typename Apply>
+    void publish(const PropertyMap& properties, Apply&& apply)
+    {
+        const bool cached = !properties.contains(nonCachedMarker);
+        if (cached)
+        {
+            Cache::create(path(), properties);
+        }
+        try
+        {
+            for (const auto& [name, value] : properties)
+            {
+                apply(name, value);
+            }
+        }
+        catch (...)
+        {
+            if (cached)
+            {
+                Cache::remove(path());
+            }
+            throw;
+        }
+        dalEnabled = cached;
+    }
+
+    /** Gives a property a new value: writes the record, compares, stores,
+     *  notifies the cluster, emits. The record is written even when the value
+     *  is the one held, and one that it refuses is not taken at all.
+     *
+     *  @return the value held afterwards */
+    template <typename Cluster, typename T>
+    T set(Cluster& cluster, T& held, const char* name, T value, bool skipSignal)
+    {
+        Variant wrapped(std::move(value));
+        T& given = std::get<T>(wrapped);
+        if (dalEnabled && Cache::setProperty(path(), name, wrapped) != 0)
+        {
+            return held;
+        }
+        if (held != given)
+        {
+            held = given;
+            cluster.PropertyChanged(path(), name, wrapped);
+            if (!skipSignal)
+            {
+                interface.property_changed(name);
+            }
+        }
+        return std::move(given);
+    }
+
+    /** Removes the record; for the object's destructor. */
+    void withdraw() noexcept
+    {
+        if (!dalEnabled)
+        {
+            return;
+        }
+        try
+        {
+            Cache::remove(path());
+        }
+        catch (...)
+        {
+            // A destructor has nobody to tell, and the record's owner is
+            // known to the data cache.
+        }
+    }
+
+    /** Sends a signal of the interface from the object's path.
+     *
+     *  @throws sdbusplus::exception::SdBusError naming the failed call */
+    template <typename... Args>
+    void signal(const char* member, const Args&... args)
+    {
+        auto message = interface.new_signal(member);
+        message.append(args...);
+        message.signal_send();
+    }
+
+    const std::string& path()
+    {
+        return interface.path();
+    }
+
+    /** The registration; it remembers whether the object was announced. */
+    sdbusplus::server::interface_t interface;
+
+  private:
+    bool dalEnabled = false;
+};
+
+} // namespace healthintf::binding
+
+/** Declares one mirrored property of the class Self, which has a Mirror
+ *  called mirror: the getter, the setter that may leave the signal out and the
+ *  plain setter, virtual and in this order, the stored value, and the type
+ *  <accessor>Property by which a PropertyTable knows it. */
+#define HEALTHINTF_MIRRORED_PROPERTY(Type, accessor, dbusName, dbusFlags)      \
+  public:                                                                      \
+    virtual Type accessor() const                                              \
+    {                                                                          \
+        return _##accessor;                                                    \
+    }                                                                          \
+    virtual Type accessor(Type value, bool skipSignal)                         \
+    {                                                                          \
+        return mirror.set(*this, _##accessor, dbusName, std::move(value),      \
+                          skipSignal);                                         \
+    }                                                                          \
+    virtual Type accessor(Type value)                                          \
+    {                                                                          \
+        return accessor(std::move(value), false);                              \
+    }                                                                          \
+                                                                               \
+    struct accessor##Property                                                  \
+    {                                                                          \
+        using type = Type;                                                     \
+        static constexpr const char* name = dbusName;                          \
+        static constexpr auto flags = sdbusplus::vtable::property_::dbusFlags; \
+        static Type get(const Self& object)                                    \
+        {                                                                      \
+            return object.accessor();                                          \
+        }                                                                      \
+        static void set(Self& object, Type value, bool skipSignal)             \
+        {                                                                      \
+            object.accessor(std::move(value), skipSignal);                     \
+        }                                                                      \
+    };                                                                         \
+                                                                               \
+  private:                                                                     \
+    Type _##accessor{};

@@ -1,0 +1,125 @@
+#pragma once
+
+/** @file The properties of a binding as one list of types, from which its
+ *  D-Bus object table and its access by name both follow. */
+
+#include <sdbusplus/sdbuspp_support/server.hpp>
+#include <sdbusplus/vtable.hpp>
+#include <systemd/sd-bus.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace healthintf::binding
+{
+
+/** D-Bus signature of a property's type. */
+template <typename T>
+constexpr const char* signatureOf = nullptr;
+template <>
+inline constexpr const char* signatureOf<bool> = "b";
+template <>
+inline constexpr const char* signatureOf<int32_t> = "i";
+template <>
+inline constexpr const char* signatureOf<uint32_t> = "u";
+template <>
+inline constexpr const char* signatureOf<uint64_t> = "t";
+template <>
+inline constexpr const char* signatureOf<std::string> = "s";
+template <>
+inline constexpr const char* signatureOf<std::vector<std::string>> = "as";
+
+/** Answers a D-Bus read of one property through its virtual getter. */
+template <typename Object, typename Property>
+int getCallback(sd_bus* /*bus*/, const char* /*path*/,
+                const char* /*interface*/, const char* /*name*/,
+                sd_bus_message* reply, void* context,
+                sd_bus_error* error) noexcept
+{
+    auto* object = static_cast<Object*>(context);
+    auto* intf = object->bus().getInterface();
+    try
+    {
+        return sdbusplus::sdbuspp::property_callback(
+            reply, intf, error, std::function([object]() {
+                return Property::get(*object);
+            }));
+    }
+    catch (const std::exception& e)
+    {
+        // sdbusplus answers for its own exceptions alone; sd-bus is C and
+        // must not see any other.
+        return intf->sd_bus_error_set(error, SD_BUS_ERROR_FAILED, e.what());
+    }
+}
+
+/** The properties of @p Object in the order of its object table. Each names
+ *  its type, D-Bus name and flags, and how to get and set it. */
+template <typename Object, typename Variant, typename... Properties>
+struct PropertyTable
+{
+    /** Entries of the object table, without its start and end. */
+    static constexpr std::array<sdbusplus::vtable_t, sizeof...(Properties)>
+        entries{sdbusplus::vtable::property(
+            Properties::name, signatureOf<typename Properties::type>,
+            getCallback<Object, Properties>, Properties::flags)...};
+
+    /** The value of the property @p name; a default variant for a name that
+     *  is none. */
+    static Variant get(const Object& object, std::string_view name)
+    {
+        Variant value{};
+        const auto found = [&]<typename Property>(const Property&) {
+            if (name == Property::name)
+            {
+                value = Variant(Property::get(object));
+            }
+            return name == Property::name;
+        };
+        static_cast<void>((found(Properties{}) || ...));
+        return value;
+    }
+
+    /** Sets the property @p name; a name that is none is ignored.
+     *
+     *  @throws std::bad_variant_access when the value is of another type */
+    static void set(Object& object, std::string_view name, const Variant& value,
+                    bool skipSignal)
+    {
+        const auto found = [&]<typename Property>(const Property&) {
+            if (name == Property::name)
+            {
+                Property::set(object, std::get<typename Property::type>(value),
+                              skipSignal);
+            }
+            return name == Property::name;
+        };
+        static_cast<void>((found(Properties{}) || ...));
+    }
+};
+
+/** The whole object table: @p first entries, then those of the
+ *  properties. */
+template <typename Table, std::size_t N>
+constexpr auto objectTable(const std::array<sdbusplus::vtable_t, N>& first)
+{
+    constexpr std::size_t count = Table::entries.size();
+    return [&]<std::size_t... I, std::size_t... J>(std::index_sequence<I...>,
+                                                   std::index_sequence<J...>)
+    {
+        return std::array<sdbusplus::vtable_t, N + count + 2>{
+            sdbusplus::vtable::start(), first[I]..., Table::entries[J]...,
+            sdbusplus::vtable::end()};
+    }
+    (std::make_index_sequence<N>{}, std::make_index_sequence<count>{});
+}
+
+} // namespace healthintf::binding

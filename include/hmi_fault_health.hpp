@@ -1,0 +1,225 @@
+#pragma once
+
+/** @file The object that a daemon holds for one component: its faults and the
+ *  health that follows from them. */
+
+#include <com/vexa/olvar/api.hpp>
+#include <hmi_faultentry.hpp>
+#include <hmi_health.hpp>
+
+#include <sdbusplus/bus.hpp>
+#include <sdbusplus/bus/match.hpp>
+#include <sdbusplus/message.hpp>
+#include <systemd/sd-bus.h>
+
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace health_namespace
+{
+
+/** Status codes of the library's functions. */
+enum Status : int
+{
+    statusOk = 0,
+    statusInvalidArgument = 1,
+    /** The fault entry could not be created. */
+    statusNotCreated = 4,
+    /** The message registry or the data cache could not be read. */
+    statusNotRead = 5,
+};
+
+/** The faults and the health of one component.
+ *
+ *  Owns the component's health node and at most ten fault entries, the least
+ *  important of which gives way to an eleventh. The health is the worst of
+ *  the base health and of the faults that are not hidden.
+ *
+ *  Everything here is used from the thread that owns the bus, and signals are
+ *  taken on that thread. Only the LCD notifications run on whatever thread the
+ *  platform delivers them on; on a platform that has one of its own the daemon
+ *  must not use the object at the same time. */
+class HEALTHINTF_API FaultAndHealth
+{
+  public:
+    /** How many faults a component holds at most. */
+    static constexpr std::size_t maxFaults = 10;
+
+    /** Creates the object of a component.
+     *
+     *  When the key's parent has no health node, the health manager is asked
+     *  for it; the answer is not waited for.
+     *
+     *  @param[in] bus the connection for all objects, signals and matches of
+     *             the key; it must outlive the object
+     *  @param[in] key the component key, a D-Bus object path below
+     *             /com/vexa/olvar/health
+     *  @param[in] baseHealth the health without any fault, 0 to 4
+     *  @param[in] fromHealthMgr true only in the health manager itself, for
+     *             which a missing parent is an error
+     *  @return the object, which the caller owns and deletes on the same
+     *          thread; null on any failure, which is logged
+     *
+     *  Does not throw. A failure leaves nothing behind, except a health node
+     *  in the case that HealthStatus::Init() tells of. */
+    static FaultAndHealth* Init(sdbusplus::bus_t& bus, const std::string& key,
+                                uint32_t baseHealth, bool fromHealthMgr);
+
+    /** The body of Init(). */
+    static FaultAndHealth* InitInternal(sdbusplus::bus_t& bus,
+                                        const std::string& key,
+                                        uint32_t baseHealth,
+                                        bool fromHealthMgr);
+
+    FaultAndHealth(const FaultAndHealth&) = delete;
+    FaultAndHealth& operator=(const FaultAndHealth&) = delete;
+
+    /** Takes back every fault, then the health node, and waits until the
+     *  signals have left. Does not throw; each step that fails is logged and
+     *  the next is tried. */
+    ~FaultAndHealth();
+
+    /** Reports a fault by a message of the registry.
+     *
+     *  The same message for the same sensor may be reported more than once;
+     *  each is a fault of its own.
+     *
+     *  @param[in] msgId the message's identifier
+     *  @param[in] sensorPath the sensor that saw the fault
+     *  @param[in] args the message's arguments, in order
+     *  @param[in] fqdd identifier of the component
+     *  @param[in] subSystem not used
+     *  @param[in] sensorNumber IPMI sensor number
+     *  @param[in] sensorType IPMI sensor type
+     *  @return statusOk, also for an informational message, which makes no
+     *          fault; statusNotRead when the registry has no such message;
+     *          statusNotCreated as the other overload */
+    int addFault(std::string& msgId, std::string& sensorPath,
+                 std::vector<std::string>& args, std::string& fqdd,
+                 std::string& subSystem, uint32_t sensorNumber,
+                 uint32_t sensorType);
+
+    /** Reports a fault with its text and severity.
+     *
+     *  @param[in] msgId the message's identifier
+     *  @param[in] sensorPath the sensor that saw the fault
+     *  @param[in] args the message's arguments
+     *  @param[in] fqdd identifier of the component
+     *  @param[in] subSystem not used
+     *  @param[in] sensorNumber IPMI sensor number
+     *  @param[in] sensorType IPMI sensor type
+     *  @param[in] message the text
+     *  @param[in] severity the registry's severity, 1 being the most severe
+     *  @param[in] lcdMessage text for the front-panel LCD
+     *  @param[in] ledState the LED state asked for, 0 for none
+     *  @return statusOk; statusNotCreated when the entry could not be created
+     *          or announced, or a text is one that D-Bus cannot carry (it must
+     *          be UTF-8 without NUL)
+     *
+     *  Does not throw. On failure the faults and the health are as before,
+     *  with one exception: a fault that gave way to this one stays removed.
+     *  An entry's name holds a 16-bit number, so a fault that is still there
+     *  after 65,536 others were added may hold the very name that the next
+     *  needs: that one fails, and reporting it again succeeds. */
+    int addFault(const std::string& msgId, const std::string& sensorPath,
+                 const std::vector<std::string>& args, const std::string& fqdd,
+                 const std::string& subSystem, uint32_t sensorNumber,
+                 uint32_t sensorType, const std::string& message,
+                 uint32_t severity, const std::string& lcdMessage,
+                 int32_t ledState);
+
+    /** Removes the least important fault when there are more than ten: the
+     *  one of the lowest severity, of those the newest, and of those of the
+     *  same second the one reported first. Hidden faults count like others.
+     *  The health is not worked out anew. */
+    void removeLowestPriorityFaultEntry();
+
+    /** Takes back every fault of a message and sensor.
+     *
+     *  @param[in] msgId the message's identifier
+     *  @param[in] sensorPath the sensor
+     *  @return statusOk, whether or not there was one; statusInvalidArgument
+     *          when either text is empty
+     *
+     *  Does not throw: a health that cannot be sent is logged. */
+    int removeFault(std::string& msgId, std::string& sensorPath);
+
+    /** Takes back every fault and updates the health.
+     *
+     *  @throws sdbusplus::exception::SdBusError when the health cannot be
+     *          sent; the faults are gone then */
+    void deleteFaultListAll();
+
+    /** The health that follows from the faults as they stand: the worst of
+     *  the base health and of the faults that are not hidden. */
+    uint32_t computeHealthStatusFromFaultList();
+
+    /** Subscribes to the changes of the LCD's configuration attributes,
+     *  ending earlier subscriptions.
+     *
+     *  @return the handle of the second subscription, 0 when it failed */
+    uint64_t RegisterForLCDAttributes();
+
+    /** Ends the subscriptions of RegisterForLCDAttributes(). */
+    void UnregisterLCDAttributes();
+
+    /** Subscribes to the signal by which any process hides faults, ending an
+     *  earlier subscription.
+     *
+     *  @throws sdbusplus::exception::SdBusError when the bus refuses */
+    void RegisterForHideFaultsSignal();
+
+    /** Takes one HideFaultForSensor signal.
+     *
+     *  @return 0
+     *  @throws sdbusplus::exception::SdBusError when it is malformed */
+    int hideFaultSignalHandler(sdbusplus::message_t& message);
+
+    /** Subscribes to the log manager's clearing of the System Event Log,
+     *  ending an earlier subscription.
+     *
+     *  @throws sdbusplus::exception::SdBusError when the bus refuses */
+    void RegisterForClearSELSignal();
+
+    /** Takes one ClearedSelEntries signal; the faults stay as they are.
+     *
+     *  @return 0 */
+    int clearSELSignalHandler(sdbusplus::message_t& message);
+
+  private:
+    struct UnrefSlot
+    {
+        void operator()(sd_bus_slot* slot) const
+        {
+            sd_bus_slot_unref(slot);
+        }
+    };
+
+    FaultAndHealth(sdbusplus::bus_t& connection, std::string at, uint32_t base);
+
+    void addObjectManager();
+    void undoConstruction() noexcept;
+
+    void listFault(const std::string& path,
+                   const FaultEntry::PropertyMap& properties);
+    void tryToUpdateHealth(const char* function) noexcept;
+
+    sdbusplus::bus_t& bus;
+    std::unique_ptr<HealthStatus> healthNode;
+    std::list<std::unique_ptr<FaultEntry>> faultList;
+    std::string key;
+    uint32_t baseHealth;
+    uint64_t hideErrorsHandle = 0;
+    uint64_t oemFlagsHandle = 0;
+    std::unique_ptr<sdbusplus::bus::match_t> hideFaultsMatch;
+    std::unique_ptr<sdbusplus::bus::match_t> clearSelMatch;
+    std::list<uint32_t> hiddenSensorNumbers;
+    std::list<std::string> hiddenSensorPaths;
+    [[maybe_unused]] uint64_t visibilityFlags = 0;
+    std::unique_ptr<sd_bus_slot, UnrefSlot> objectManager;
+};
+
+} // namespace health_namespace

@@ -1,0 +1,74 @@
+#include "bus_match.hpp"
+
+#include "log_line.hpp"
+#include "raw_bus.hpp"
+
+#include <sdbusplus/exception.hpp>
+#include <sdbusplus/sdbus.hpp>
+#include <systemd/sd-bus.h>
+
+#include <exception>
+#include <utility>
+
+namespace health_namespace::details
+{
+namespace
+{
+
+[[maybe_unused]] int ignore(sd_bus_message* /*message*/, void* /*context*/,
+                            sd_bus_error* /*error*/)
+{
+    return 0;
+}
+
+/** Makes sure that the bus takes one more match with this rule.
+ *
+ *  The sdbusplus of early 2023 does not look at the result of
+ *  sd_bus_add_match: a match over the bus's limit would just never hear
+ *  anything. That version can be told by its SdBusInterface, which does not
+ *  know the call. */
+template <typename Interface>
+void requireMatch([[maybe_unused]] sdbusplus::bus_t& bus,
+                  [[maybe_unused]] const std::string& rule)
+{
+    if constexpr (!requires { &Interface::sd_bus_add_match; })
+    {
+        sd_bus_slot* slot = nullptr;
+        const int result =
+            sd_bus_add_match(rawBus(bus), &slot, rule.c_str(), ignore, nullptr);
+        if (result < 0)
+        {
+            throw sdbusplus::exception::SdBusError(-result, "sd_bus_match");
+        }
+        sd_bus_slot_unref(slot);
+    }
+}
+
+} // namespace
+
+std::unique_ptr<sdbusplus::bus::match_t>
+makeMatch(sdbusplus::bus_t& bus, const std::string& rule, const char* name,
+          std::function<int(sdbusplus::message_t&)> handler)
+{
+    requireMatch<sdbusplus::SdBusInterface>(bus, rule);
+    return std::make_unique<sdbusplus::bus::match_t>(
+        bus, rule,
+        [name, handler = std::move(handler)](sdbusplus::message_t& message) {
+            try
+            {
+                handler(message);
+            }
+            catch (const std::exception& e)
+            {
+                HMI_LOG_AS(name, log::warning, "EXCEPTION %s.%d.%s: %s",
+                           e.what());
+            }
+            catch (...)
+            {
+                HMI_LOG_AS(name, log::warning, "EXCEPTION %s.%d.%s: %s",
+                           "of an unknown kind");
+            }
+        });
+}
+
+} // namespace health_namespace::details

@@ -1,0 +1,73 @@
+#include "log_line.hpp"
+
+#include <hmi_faultentry.hpp>
+#include <platform/data_abstraction/fault_entry.hpp>
+
+#include <atomic>
+#include <exception>
+
+namespace health_namespace
+{
+
+using namespace details;
+
+namespace
+{
+
+/** Runs one step of a destructor, which has nobody to throw to. */
+template <typename Step>
+void contained(Step&& step) noexcept
+{
+    try
+    {
+        step();
+    }
+    catch (const std::exception& e)
+    {
+        HMI_LOG_AS("~FaultEntry", log::warning, "EXCEPTION %s.%d.%s: %s",
+                   e.what());
+    }
+}
+
+} // namespace
+
+FaultEntry::FaultEntry(sdbusplus::bus_t& bus, const char* path,
+                       const PropertyMap& properties) :
+    sdbusplus::server::com::vexa::olvar::healthmgr::FaultEntry(
+        bus, path, properties, false),
+    path(path)
+{
+    HMI_LOG(log::trace, "%s.%d.%s Entry : FaultEntry constructor called");
+}
+
+FaultEntry::~FaultEntry()
+{
+    contained([this] {
+        HMI_LOG_AS("~FaultEntry", log::trace,
+                   "%s.%d.%s Entry : %s destructor called, generate signal",
+                   messageID().c_str());
+        faultEntryRemoved(fqdd(), messageID(), sensorPath(), sensorNumber(),
+                          sensorType());
+    });
+    contained([this] {
+        emit_removed();
+    });
+    HMI_LOG(log::trace, "%s.%d.%s Entry : %s key delete datacache",
+            path.c_str());
+    contained([this] {
+        datacache_faultentry_remove(path);
+    });
+}
+
+const std::string& FaultEntry::objectPath() const
+{
+    return path;
+}
+
+uint16_t FaultEntry::GetUniqueFaultNumber()
+{
+    static std::atomic<uint16_t> counter{0};
+    return counter.fetch_add(1);
+}
+
+} // namespace health_namespace

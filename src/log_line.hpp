@@ -1,0 +1,25 @@
+#pragma once
+
+/** @file The log lines of the library. */
+
+#include <platform/log_line.hpp>
+
+namespace health_namespace::details
+{
+
+/** The library's module number in the debug log. */
+inline constexpr int logModule = 271;
+
+namespace log = ::healthintf::log;
+
+} // namespace health_namespace::details
+
+/** Logs one line in the name of @p function. */
+#define HMI_LOG_AS(function, level, format, ...)                       \
+    DLOG_LINE(::health_namespace::details::logModule, function, level, \
+              format __VA_OPT__(, ) __VA_ARGS__)
+
+/** Logs one line in the name of the function that it stands in. */
+#define HMI_LOG(level, format, ...)                       \
+    HMI_LOG_AS(static_cast<const char*>(__func__), level, \
+               format __VA_OPT__(, ) __VA_ARGS__)
