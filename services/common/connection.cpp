@@ -1,0 +1,117 @@
+#include "connection.hpp"
+
+#include "service_log.hpp"
+
+#include <cstdlib>
+#include <exception>
+#include <system_error>
+#include <utility>
+
+namespace healthintf::services
+{
+namespace
+{
+
+void check(int result, const char* call)
+{
+    if (result < 0)
+    {
+        throw std::system_error(-result, std::generic_category(), call);
+    }
+}
+
+sd_bus* openDefault()
+{
+    sd_bus* bus = nullptr;
+    check(sd_bus_default(&bus), "unable to connect to the bus");
+    return bus;
+}
+
+constexpr const char* peerInterface = "org.freedesktop.DBus.Peer";
+constexpr const char* driver = "org.freedesktop.DBus";
+constexpr const char* driverPath = "/org/freedesktop/DBus";
+
+} // namespace
+
+Connection::Connection(EventLoop& loop) :
+    loop(loop), raw(openDefault()), connection(raw.get())
+{
+    const char* unique = nullptr;
+    check(sd_bus_get_unique_name(raw.get(), &unique),
+          "unable to connect to the bus");
+    name = unique;
+    check(sd_bus_attach_event(raw.get(), loop.get(), SD_EVENT_PRIORITY_NORMAL),
+          "sd_bus_attach_event");
+    sd_bus_slot* slot = nullptr;
+    check(sd_bus_match_signal(raw.get(), &slot, "org.freedesktop.DBus.Local",
+                              "/org/freedesktop/DBus/Local",
+                              "org.freedesktop.DBus.Local", "Disconnected",
+                              takeLoss, this),
+          "sd_bus_match_signal");
+    loss.reset(slot);
+}
+
+Connection::~Connection()
+{
+    sd_bus_detach_event(raw.get());
+}
+
+void Connection::requestName(const char* wanted)
+{
+    check(sd_bus_request_name(raw.get(), wanted, 0), wanted);
+}
+
+void Connection::afterWorkOf(const std::string& peer,
+                             std::function<void()> answered)
+{
+    // A process answers when it is back in its loop, and the bus when the
+    // process is gone.
+    Question& question =
+        questions.emplace_back(Question{this, std::move(answered), nullptr});
+    sd_bus_slot* slot = nullptr;
+    const int result = sd_bus_call_method_async(raw.get(), &slot, peer.c_str(),
+                                                "/", peerInterface, "Ping",
+                                                takeAnswer, &question, "");
+    question.slot.reset(slot);
+    if (result < 0)
+    {
+        questions.pop_back();
+        check(result, "sd_bus_call_method_async");
+    }
+}
+
+int Connection::takeAnswer(sd_bus_message* /*message*/, void* context,
+                           sd_bus_error* /*error*/)
+{
+    auto* question = static_cast<Question*>(context);
+    const auto answered = std::move(question->answered);
+    question->connection->questions.remove_if([question](const Question& each) {
+        return &each == question;
+    });
+    try
+    {
+        answered();
+    }
+    catch (const std::exception& e)
+    {
+        SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+    }
+    return 0;
+}
+
+int Connection::takeLoss(sd_bus_message* /*message*/, void* context,
+                         sd_bus_error* /*error*/)
+{
+    SERVICE_LOG(log::error, "%s.%d.%s: the connection to the bus is lost");
+    static_cast<Connection*>(context)->loop.exit(EXIT_FAILURE);
+    return 0;
+}
+
+void Connection::waitForBus()
+{
+    auto ping =
+        connection.new_method_call(driver, driverPath, peerInterface, "Ping");
+    connection.call(ping);
+}
+
+} // namespace healthintf::services

@@ -1,0 +1,87 @@
+#pragma once
+
+/** @file An sd-event loop and what a service hangs on it. */
+
+#include <systemd/sd-event.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+
+namespace healthintf::services
+{
+
+/** One source of events; what it calls ends with the object. */
+class EventSource
+{
+  public:
+    EventSource() = default;
+
+  private:
+    friend class EventLoop;
+
+    struct Unref
+    {
+        void operator()(sd_event_source* source) const
+        {
+            sd_event_source_disable_unref(source);
+        }
+    };
+
+    // Behind a pointer, because sd-event keeps its address.
+    std::unique_ptr<std::function<void()>> action;
+    std::unique_ptr<sd_event_source, Unref> source;
+};
+
+/** The event loop of this thread. An action that throws is logged and the
+ *  loop goes on. */
+class EventLoop
+{
+  public:
+    /** @throws std::system_error when there can be no loop */
+    EventLoop();
+
+    /** Runs until exit().
+     *
+     *  @return what exit() was given */
+    int run();
+
+    void exit(int code);
+
+    /** Ends the loop with 0 on any of these signals, which must not be
+     *  handled otherwise. */
+    void exitOn(std::initializer_list<int> signals);
+
+    /** Calls @p action when @p fd is readable. The descriptor stays the
+     *  caller's, and must outlive the source. */
+    [[nodiscard]] EventSource onReadable(int fd, std::function<void()> action);
+
+    /** Calls @p action when asked to with request(), once for any number of
+     *  requests before. */
+    [[nodiscard]] EventSource onRequest(std::function<void()> action);
+    static void request(EventSource& source);
+
+    /** Calls @p action again and again, first after one @p period. */
+    [[nodiscard]] EventSource every(std::chrono::microseconds period,
+                                    std::function<void()> action);
+
+    sd_event* get() const
+    {
+        return event.get();
+    }
+
+  private:
+    struct Unref
+    {
+        void operator()(sd_event* loop) const
+        {
+            sd_event_unref(loop);
+        }
+    };
+
+    std::unique_ptr<sd_event, Unref> event;
+};
+
+} // namespace healthintf::services

@@ -1,0 +1,57 @@
+/** @file healthmgr, the health manager: holds the nodes of the health tree
+ *  that no daemon holds, and withdraws what dead daemons left behind. */
+
+#include "../common/connection.hpp"
+#include "../common/event_loop.hpp"
+#include "../common/service_log.hpp"
+#include "data_cache/withdrawal.hpp"
+#include "hosted_nodes.hpp"
+#include "node_requests.hpp"
+#include "tree_keeper.hpp"
+
+#include <com/vexa/olvar/healthmgr/names.hpp>
+
+#include <CLI/CLI.hpp>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+
+namespace
+{
+
+using namespace healthintf;
+
+int serve()
+{
+    services::EventLoop loop;
+    loop.exitOn({SIGINT, SIGTERM});
+    services::Connection connection(loop);
+    host::giveWayToOthers();
+    healthmgr::HostedNodes nodes(connection.bus());
+    const healthmgr::NodeRequests requests(connection, nodes);
+    connection.requestName(names::managerService);
+    const healthmgr::TreeKeeper keeper(connection, loop, nodes);
+    return loop.run();
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try
+    {
+        CLI::App app("Holds the nodes of the health tree that no daemon holds, "
+                     "and withdraws what dead daemons left behind.",
+                     "healthmgr");
+        app.set_version_flag("--version", HEALTHINTF_VERSION);
+        CLI11_PARSE(app, argc, argv);
+        return serve();
+    }
+    catch (const std::exception& e)
+    {
+        std::fprintf(stderr, "healthmgr: %s\n", e.what());
+        return EXIT_FAILURE;
+    }
+}

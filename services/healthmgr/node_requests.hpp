@@ -1,0 +1,32 @@
+#pragma once
+
+/** @file The health manager's object on D-Bus, where daemons ask for nodes. */
+
+#include "../common/connection.hpp"
+#include "hosted_nodes.hpp"
+
+#include <sdbusplus/server/interface.hpp>
+#include <systemd/sd-bus.h>
+
+namespace healthintf::healthmgr
+{
+
+/** Answers AddHealthObject(s key). A key that is none, or a node that cannot
+ *  be made, is answered with a D-Bus error. */
+class NodeRequests
+{
+  public:
+    /** All arguments must outlive this object.
+     *
+     *  @throws sdbusplus::exception::SdBusError when the object is refused */
+    NodeRequests(services::Connection& connection, HostedNodes& nodes);
+
+  private:
+    static int take(sd_bus_message* message, void* context,
+                    sd_bus_error* error);
+
+    HostedNodes& nodes;
+    sdbusplus::server::interface_t interface;
+};
+
+} // namespace healthintf::healthmgr

@@ -1,0 +1,163 @@
+#include "tree_keeper.hpp"
+
+#include "../common/contained.hpp"
+#include "../common/service_log.hpp"
+#include "data_cache/withdrawal.hpp"
+
+#include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
+#include <com/vexa/olvar/healthmgr/names.hpp>
+#include <hmi_health.hpp>
+#include <hmi_health_value.hpp>
+
+#include <exception>
+
+namespace healthintf::healthmgr
+{
+
+namespace log = services::log;
+namespace rules = sdbusplus::bus::match::rules;
+using health_namespace::HealthStatus;
+using Interface = sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
+using services::contained;
+using services::EventLoop;
+
+TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
+                       HostedNodes& nodes) :
+    connection(connection),
+    nodes(nodes), processes(loop,
+                            [this](const host::ProcessIdentity& process) {
+                                withdraw(process);
+                            }),
+    reconciliation(loop.onRequest([this] {
+        reconcile();
+    })),
+    updates(connection.bus(),
+            "type='signal'," + rules::interface(Interface::interface) +
+                rules::member(Interface::HealthStatusUpdate::name),
+            contained([this](auto& message) {
+                takeUpdate(message);
+            })),
+    nameLosses(connection.bus(),
+               std::string(rules::nameOwnerChanged()) + rules::argN(2, ""),
+               contained([this](auto& message) {
+                   takeNameLoss(message);
+               }))
+{
+    reconcile();
+}
+
+void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
+{
+    const std::string sender = message.get_sender();
+    if (sender == connection.uniqueName())
+    {
+        return;
+    }
+    std::string parent;
+    std::string key;
+    uint32_t health = 0;
+    message.read(parent, key, health);
+    if (knownSenders.insert(sender).second)
+    {
+        EventLoop::request(reconciliation);
+    }
+    if (nodes.hosts(key))
+    {
+        giveWay(key);
+    }
+    if (health == health_namespace::healthNone)
+    {
+        // Perhaps the node's last word. Its record goes after it, so look
+        // again once the sender is through.
+        connection.afterWorkOf(sender, [this] {
+            EventLoop::request(reconciliation);
+        });
+    }
+}
+
+void TreeKeeper::takeNameLoss(sdbusplus::message_t& message)
+{
+    std::string name;
+    message.read(name);
+    if (name.starts_with(':'))
+    {
+        knownSenders.erase(name);
+        EventLoop::request(reconciliation);
+    }
+}
+
+void TreeKeeper::reconcile()
+{
+    withdrawTheDead();
+    hostMissingParents();
+}
+
+void TreeKeeper::withdrawTheDead()
+{
+    std::set<host::ProcessIdentity> owners;
+    host::listOwners(owners);
+    for (const host::ProcessIdentity& owner : owners)
+    {
+        processes.watch(owner);
+    }
+}
+
+void TreeKeeper::hostMissingParents()
+{
+    nodes.host(names::root);
+    std::vector<std::string> parents;
+    HealthStatus::GetMissingParents(parents);
+    for (const std::string& parent : parents)
+    {
+        // Keys outside the tree are nobody's to complete.
+        if (faultOfKey(parent).empty())
+        {
+            nodes.host(parent);
+        }
+    }
+}
+
+void TreeKeeper::withdraw(const host::ProcessIdentity& process)
+{
+    std::vector<std::string> keys;
+    host::withdrawRecords(process, keys);
+    for (const std::string& key : keys)
+    {
+        SERVICE_LOG(log::lifetime,
+                    "%s.%d.%s: process %d is gone, withdrawing %s",
+                    static_cast<int>(process.pid), key.c_str());
+        announce(key, health_namespace::healthNone);
+    }
+    EventLoop::request(reconciliation);
+}
+
+void TreeKeeper::giveWay(const std::string& key)
+{
+    const auto record = host::findHealthRecord(key);
+    if (!record || record->owner == host::ProcessIdentity::self())
+    {
+        return;
+    }
+    SERVICE_LOG(log::lifetime, "%s.%d.%s: %s is now held by process %d",
+                key.c_str(), static_cast<int>(record->owner.pid));
+    // The node's end tells its parent health 0. What the daemon's node told
+    // before is told once more, until nothing new came up meanwhile.
+    nodes.release(key);
+    for (auto last = record; last;)
+    {
+        announce(key, last->health);
+        connection.waitForBus();
+        const auto now = host::findHealthRecord(key);
+        last = now && now->health != last->health ? now : std::nullopt;
+    }
+}
+
+void TreeKeeper::announce(const std::string& key, uint32_t health)
+{
+    auto signal = connection.bus().new_signal(
+        key.c_str(), Interface::interface, Interface::HealthStatusUpdate::name);
+    signal.append(HealthStatus::GetParentKey(key), key, health);
+    signal.signal_send();
+}
+
+} // namespace healthintf::healthmgr

@@ -1,0 +1,230 @@
+#include "config.hpp"
+
+#include "config_table.hpp"
+
+#include <com/vexa/olvar/healthmgr/names.hpp>
+
+#include <systemd/sd-bus.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+namespace healthintf::hostmon
+{
+namespace
+{
+
+/** What is read of every table that watches something. */
+struct Kind
+{
+    /** The table's name, and the last part of the usual component's key. */
+    std::string_view name;
+    WatchConfig (*read)(ConfigTable& table);
+};
+
+/** Reads the limits of a table. */
+Limits readLimits(ConfigTable& table, Direction direction, double most,
+                  double usualHysteresis)
+{
+    Limits limits{.direction = direction,
+                  .warning = table.number("warning", 0, most),
+                  .critical = table.number("critical", 0, most),
+                  .hysteresis =
+                      table.number("hysteresis", 0, most, usualHysteresis)};
+    if (direction == Direction::above && limits.critical < limits.warning)
+    {
+        table.fail("critical", "must not be below warning");
+    }
+    if (direction == Direction::below && limits.critical > limits.warning)
+    {
+        table.fail("critical", "must not be above warning");
+    }
+    return limits;
+}
+
+constexpr double percent = 100;
+
+WatchConfig readFilesystem(ConfigTable& table)
+{
+    const std::string path = table.text("path");
+    if (!path.starts_with('/'))
+    {
+        table.fail("path", "must begin with a slash");
+    }
+    return {
+        Filesystem{path}, readLimits(table, Direction::above, percent, 2), {}};
+}
+
+WatchConfig readMemory(ConfigTable& table)
+{
+    return {Memory{}, readLimits(table, Direction::below, percent, 2), {}};
+}
+
+WatchConfig readLoad(ConfigTable& table)
+{
+    constexpr double most = 10000;
+    return {Load{table.oneOf("minutes", {1, 5, 15}, 5)},
+            readLimits(table, Direction::above, most, 0.25),
+            {}};
+}
+
+WatchConfig readPressure(ConfigTable& table)
+{
+    return {Pressure{table.oneOf("resource", {"cpu", "memory", "io"}),
+                     table.oneOf("seconds", {10, 60, 300}, 60)},
+            readLimits(table, Direction::above, percent, 2),
+            {}};
+}
+
+WatchConfig readTemperature(ConfigTable& table)
+{
+    constexpr double most = 1000;
+    return {Temperature{table.text("sensor", "*")},
+            readLimits(table, Direction::above, most, 3),
+            {}};
+}
+
+WatchConfig readProcess(ConfigTable& table)
+{
+    if (table.has("name") == table.has("pidfile"))
+    {
+        table.fail("name", "give either name or pidfile");
+    }
+    ProcessAlive process;
+    (table.has("name") ? process.name : process.pidfile) =
+        table.text(table.has("name") ? "name" : "pidfile");
+    // None alive is the level that is asked for, at once and without slack.
+    constexpr double none = 0.5;
+    const bool critical = table.oneOf("severity", {"critical", "warning"},
+                                      "critical") == "critical";
+    return {process,
+            {.direction = Direction::below,
+             .warning = none,
+             .critical = critical ? none : -1,
+             .hysteresis = 0},
+            {}};
+}
+
+constexpr std::array kinds{
+    Kind{"filesystem", readFilesystem},
+    Kind{"memory", readMemory},
+    Kind{"load", readLoad},
+    Kind{"pressure", readPressure},
+    Kind{"temperature", readTemperature},
+    Kind{"process", readProcess},
+};
+
+/** The key of a component, which must lie below the root of the tree. */
+std::string readComponent(ConfigTable& table, const std::string& usual)
+{
+    constexpr const char* key = "component";
+    std::string component = table.text(key, usual);
+    if (sd_bus_object_path_is_valid(component.c_str()) <= 0 ||
+        !component.starts_with(std::string(names::root) + "/"))
+    {
+        table.fail(key,
+                   std::string("must be an object path below ") + names::root);
+    }
+    return component;
+}
+
+/** Reads every table of one kind. */
+void readKind(const toml::table& root, const std::string& file,
+              const Kind& kind, const std::string& base, Config& config)
+{
+    const toml::node* node = root.get(kind.name);
+    if (node == nullptr)
+    {
+        return;
+    }
+    const std::string name(kind.name);
+    const toml::array* tables = node->as_array();
+    if (tables == nullptr || !tables->is_homogeneous<toml::table>())
+    {
+        ConfigTable(root, file, "")
+            .fail(name, "must be written [[" + name + "]]");
+    }
+    const std::string usualComponent = base + "/" + name;
+    for (const toml::node& each : *tables)
+    {
+        ConfigTable table(*each.as_table(), file, name);
+        WatchConfig watch = kind.read(table);
+        watch.component = readComponent(table, usualComponent);
+        table.finish();
+        config.watches.push_back(std::move(watch));
+    }
+}
+
+/** A key of the file that names no kind and no setting. */
+void refuseUnknownKeys(const toml::table& root, const std::string& file)
+{
+    for (const auto& [key, node] : root)
+    {
+        const std::string_view name = key.str();
+        const bool known =
+            name == "interval" || name == "component" ||
+            std::ranges::find(kinds, name, &Kind::name) != kinds.end();
+        if (!known)
+        {
+            ConfigTable(root, file, "")
+                .fail(std::string(name), "is no known key");
+        }
+    }
+}
+
+toml::table parsed(std::string_view text, const std::string& file)
+{
+    try
+    {
+        return toml::parse(text, file);
+    }
+    catch (const toml::parse_error& e)
+    {
+        throw ConfigError(file + ":" + std::to_string(e.source().begin.line) +
+                          ": " + std::string(e.description()));
+    }
+}
+
+} // namespace
+
+Config parseConfig(std::string_view text, const std::string& name)
+{
+    const toml::table root = parsed(text, name);
+    refuseUnknownKeys(root, name);
+
+    Config config;
+    ConfigTable settings(root, name, "");
+    constexpr double mostSeconds = 86400;
+    config.interval = std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::duration<double>(
+            settings.number("interval", 0.1, mostSeconds, 5)));
+    const std::string base =
+        readComponent(settings, std::string(names::root) + "/host");
+    for (const Kind& kind : kinds)
+    {
+        readKind(root, name, kind, base, config);
+    }
+    if (config.watches.empty())
+    {
+        throw ConfigError(name + ":1: there is nothing to watch");
+    }
+    return config;
+}
+
+Config loadConfig(const std::filesystem::path& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream || std::filesystem::is_directory(file))
+    {
+        throw ConfigError(file.string() + ": unable to read it: " +
+                          std::strerror(stream ? EISDIR : errno));
+    }
+    const std::string text{std::istreambuf_iterator<char>(stream), {}};
+    return parseConfig(text, file.string());
+}
+
+} // namespace healthintf::hostmon

@@ -1,0 +1,52 @@
+#pragma once
+
+/** @file The configuration of hostmon: a TOML file. */
+
+#include "limits.hpp"
+#include "subject.hpp"
+
+#include <chrono>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace healthintf::hostmon
+{
+
+/** One thing to watch. */
+struct WatchConfig
+{
+    Subject subject;
+    Limits limits;
+    /** The key of the component that its faults are on. */
+    std::string component;
+};
+
+struct Config
+{
+    /** Time between two readings. */
+    std::chrono::microseconds interval{};
+    std::vector<WatchConfig> watches;
+};
+
+/** A configuration that cannot be used. The text names file, line and key. */
+class ConfigError : public std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+/** Reads a configuration.
+ *
+ *  @param[in] text the file's content
+ *  @param[in] name the file's name, for errors
+ *  @throws ConfigError */
+Config parseConfig(std::string_view text, const std::string& name);
+
+/** Reads a configuration file.
+ *
+ *  @throws ConfigError */
+Config loadConfig(const std::filesystem::path& file);
+
+} // namespace healthintf::hostmon

@@ -1,0 +1,154 @@
+#include "config_table.hpp"
+
+#include "config.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <utility>
+
+namespace healthintf::hostmon
+{
+namespace
+{
+
+/** A number as people write it. */
+std::string shown(double number)
+{
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%g", number);
+    return text.data();
+}
+
+/** The elements of a list with commas between them. */
+template <typename Element, typename Show>
+std::string joined(std::initializer_list<Element> elements, Show&& show)
+{
+    std::string text;
+    for (const Element& element : elements)
+    {
+        text += (text.empty() ? "" : ", ") + show(element);
+    }
+    return text;
+}
+
+} // namespace
+
+ConfigTable::ConfigTable(const toml::table& table, std::string file,
+                         std::string name) :
+    table(table),
+    file(std::move(file)), name(std::move(name))
+{}
+
+bool ConfigTable::has(const std::string& key) const
+{
+    return table.contains(key);
+}
+
+const toml::node* ConfigTable::find(const std::string& key)
+{
+    asked.insert(key);
+    return table.get(key);
+}
+
+std::string ConfigTable::place(const std::string& key) const
+{
+    const toml::node* node = table.get(key);
+    const auto line =
+        (node != nullptr ? node->source() : table.source()).begin.line;
+    return file + ":" + std::to_string(std::max<uint32_t>(line, 1)) + ": " +
+           (name.empty() ? "" : name + ".") + key;
+}
+
+void ConfigTable::fail(const std::string& key, const std::string& cause) const
+{
+    throw ConfigError(place(key) + ": " + cause);
+}
+
+double ConfigTable::number(const std::string& key, double least, double most,
+                           std::optional<double> usual)
+{
+    const toml::node* node = find(key);
+    if (node == nullptr && usual)
+    {
+        return *usual;
+    }
+    const auto value = node == nullptr ? std::nullopt : node->value<double>();
+    // A number that is none fails every comparison.
+    if (!value || !(*value >= least && *value <= most))
+    {
+        fail(key,
+             "must be a number from " + shown(least) + " to " + shown(most));
+    }
+    return *value;
+}
+
+int ConfigTable::oneOf(const std::string& key,
+                       std::initializer_list<int> allowed, int usual)
+{
+    const toml::node* node = find(key);
+    if (node == nullptr)
+    {
+        return usual;
+    }
+    const auto value = node->value_exact<int64_t>();
+    const auto* found = std::ranges::find(allowed, value.value_or(-1));
+    if (found == allowed.end())
+    {
+        fail(key, "must be one of " + joined(allowed, [](int each) {
+                      return std::to_string(each);
+                  }));
+    }
+    return *found;
+}
+
+std::string ConfigTable::text(const std::string& key,
+                              std::optional<std::string> usual)
+{
+    const toml::node* node = find(key);
+    if (node == nullptr && usual)
+    {
+        return *usual;
+    }
+    auto value =
+        node == nullptr ? std::nullopt : node->value_exact<std::string>();
+    if (!value || value->empty())
+    {
+        fail(key, "must be a text");
+    }
+    return *value;
+}
+
+std::string ConfigTable::oneOf(const std::string& key,
+                               std::initializer_list<std::string_view> allowed,
+                               std::optional<std::string> usual)
+{
+    const toml::node* node = find(key);
+    if (node == nullptr && usual)
+    {
+        return *usual;
+    }
+    const auto value =
+        node == nullptr ? std::nullopt : node->value_exact<std::string>();
+    if (!value || std::ranges::find(allowed, *value) == allowed.end())
+    {
+        fail(key,
+             "must be one of " + joined(allowed, [](std::string_view each) {
+                 return '"' + std::string(each) + '"';
+             }));
+    }
+    return *value;
+}
+
+void ConfigTable::finish() const
+{
+    for (const auto& [key, node] : table)
+    {
+        if (!asked.contains(std::string(key.str())))
+        {
+            fail(std::string(key.str()), "is no known key");
+        }
+    }
+}
+
+} // namespace healthintf::hostmon

@@ -1,0 +1,64 @@
+#pragma once
+
+/** @file One table of a TOML file, read key by key. */
+
+#include <toml++/toml.h>
+
+#include <initializer_list>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace healthintf::hostmon
+{
+
+/** Every getter throws ConfigError naming file, line and key when the value is
+ *  not what is asked for. */
+class ConfigTable
+{
+  public:
+    /** @param[in] table the table; must outlive this object
+     *  @param[in] file the file's name
+     *  @param[in] name the table's name in front of its keys; empty for the
+     *             file's own table */
+    ConfigTable(const toml::table& table, std::string file, std::string name);
+
+    /** A number within a range; without a usual value it must be there. */
+    double number(const std::string& key, double least, double most,
+                  std::optional<double> usual = std::nullopt);
+
+    /** A whole number that is one of several. */
+    int oneOf(const std::string& key, std::initializer_list<int> allowed,
+              int usual);
+
+    /** A text that is not empty; without a usual value it must be there. */
+    std::string text(const std::string& key,
+                     std::optional<std::string> usual = std::nullopt);
+
+    /** A text that is one of several. */
+    std::string oneOf(const std::string& key,
+                      std::initializer_list<std::string_view> allowed,
+                      std::optional<std::string> usual = std::nullopt);
+
+    bool has(const std::string& key) const;
+
+    /** @throws ConfigError about @p key, at its line or, when it is not there,
+     *          at the table's */
+    [[noreturn]] void fail(const std::string& key,
+                           const std::string& cause) const;
+
+    /** @throws ConfigError about the first key that nothing has asked for */
+    void finish() const;
+
+  private:
+    const toml::node* find(const std::string& key);
+    std::string place(const std::string& key) const;
+
+    const toml::table& table;
+    std::string file;
+    std::string name;
+    std::set<std::string> asked;
+};
+
+} // namespace healthintf::hostmon

@@ -1,0 +1,97 @@
+#include "fault_texts.hpp"
+
+#include <array>
+#include <cctype>
+#include <cstdio>
+
+namespace healthintf::hostmon
+{
+namespace
+{
+
+// Sensor type codes of IPMI 2.0, table 42-3.
+constexpr uint32_t ipmiTemperature = 0x01;
+constexpr uint32_t ipmiProcessor = 0x07;
+constexpr uint32_t ipmiMemory = 0x0C;
+constexpr uint32_t ipmiDriveSlot = 0x0D;
+constexpr uint32_t ipmiSubsystemHealth = 0x28;
+
+struct TextsOfSubject
+{
+    FaultTexts operator()(const Filesystem& /*filesystem*/) const
+    {
+        return {"HostMonitor.1.0.FilesystemFillingUp",
+                "HostMonitor.1.0.FilesystemFull", "filesystem", ipmiDriveSlot};
+    }
+    FaultTexts operator()(const Memory& /*memory*/) const
+    {
+        return {"HostMonitor.1.0.MemoryLow", "HostMonitor.1.0.MemoryExhausted",
+                "memory", ipmiMemory};
+    }
+    FaultTexts operator()(const Load& /*load*/) const
+    {
+        return {"HostMonitor.1.0.LoadHigh", "HostMonitor.1.0.LoadCritical",
+                "load", ipmiProcessor};
+    }
+    FaultTexts operator()(const Pressure& pressure) const
+    {
+        const uint32_t type = pressure.resource == "cpu"      ? ipmiProcessor
+                              : pressure.resource == "memory" ? ipmiMemory
+                                                              : ipmiDriveSlot;
+        return {"HostMonitor.1.0.PressureHigh",
+                "HostMonitor.1.0.PressureCritical", "pressure", type};
+    }
+    FaultTexts operator()(const Temperature& /*temperature*/) const
+    {
+        return {"HostMonitor.1.0.TemperatureHigh",
+                "HostMonitor.1.0.TemperatureCritical", "temperature",
+                ipmiTemperature};
+    }
+    FaultTexts operator()(const ProcessAlive& /*process*/) const
+    {
+        return {"HostMonitor.1.0.ProcessMissing",
+                "HostMonitor.1.0.CriticalProcessMissing", "process",
+                ipmiSubsystemHealth};
+    }
+};
+
+} // namespace
+
+FaultTexts faultTextsOf(const Subject& subject)
+{
+    return std::visit(TextsOfSubject(), subject);
+}
+
+std::string messageIdOf(const FaultTexts& texts, Level level)
+{
+    return level == Level::critical ? texts.criticalId : texts.warningId;
+}
+
+std::string sensorPathOf(const FaultTexts& texts, const std::string& name)
+{
+    std::string path =
+        std::string("/com/vexa/olvar/sensors/") + texts.kind + "/";
+    for (const char c : name)
+    {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x80 && std::isalnum(byte) != 0)
+        {
+            path.push_back(c);
+            continue;
+        }
+        std::array<char, 4> code{};
+        std::snprintf(code.data(), code.size(), "_%02x",
+                      static_cast<unsigned int>(byte));
+        path.append(code.data());
+    }
+    return path;
+}
+
+std::string shownNumber(double number)
+{
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%.1f", number);
+    return text.data();
+}
+
+} // namespace healthintf::hostmon

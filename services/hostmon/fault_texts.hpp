@@ -1,0 +1,44 @@
+#pragma once
+
+/** @file What faults of the host are called. */
+
+#include "limits.hpp"
+#include "subject.hpp"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace healthintf::hostmon
+{
+
+/** What the faults of a kind of subject have in common. */
+struct FaultTexts
+{
+    /** Messages of the registry HostMonitor by their levels. */
+    const char* warningId;
+    const char* criticalId;
+    /** The part of sensor paths that stands for the kind. */
+    const char* kind;
+    /** Sensor type code of IPMI 2.0, table 42-3. */
+    uint32_t sensorType;
+};
+
+/** The message for a source that cannot be read. */
+inline constexpr const char* unreadableId =
+    "HostMonitor.1.0.ReadingUnavailable";
+
+FaultTexts faultTextsOf(const Subject& subject);
+
+/** The id of the message for a level that is not ok. */
+std::string messageIdOf(const FaultTexts& texts, Level level);
+
+/** A sensor path for a source: letters and digits of its name stay, anything
+ *  else becomes an underscore and its code, so that different names stay
+ *  different. */
+std::string sensorPathOf(const FaultTexts& texts, const std::string& name);
+
+/** A reading or limit with one digit after the point. */
+std::string shownNumber(double number);
+
+} // namespace healthintf::hostmon

@@ -1,0 +1,32 @@
+#include "limits.hpp"
+
+namespace healthintf::hostmon
+{
+
+bool LevelTracker::reaches(double reading, double limit) const
+{
+    return limits.direction == Direction::above ? reading >= limit
+                                                : reading <= limit;
+}
+
+Level LevelTracker::next(double reading) const
+{
+    // A limit that was reached is moved away from the bad side.
+    const double slack = limits.direction == Direction::above
+                             ? -limits.hysteresis
+                             : limits.hysteresis;
+    const auto limitOf = [&](double limit, Level level) {
+        return current >= level ? limit + slack : limit;
+    };
+    if (reaches(reading, limitOf(limits.critical, Level::critical)))
+    {
+        return Level::critical;
+    }
+    if (reaches(reading, limitOf(limits.warning, Level::warning)))
+    {
+        return Level::warning;
+    }
+    return Level::ok;
+}
+
+} // namespace healthintf::hostmon

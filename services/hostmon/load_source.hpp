@@ -1,0 +1,17 @@
+#pragma once
+
+/** @file How busy the processors are. */
+
+#include <filesystem>
+
+namespace healthintf::hostmon
+{
+
+/** The load average for each processor that is online.
+ *
+ *  @param[in] loadavg the kernel's file, /proc/loadavg
+ *  @param[in] minutes 1, 5 or 15
+ *  @throws std::runtime_error when it cannot be read */
+double loadPerProcessor(const std::filesystem::path& loadavg, int minutes);
+
+} // namespace healthintf::hostmon

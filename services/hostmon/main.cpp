@@ -1,0 +1,96 @@
+/** @file hostmon: watches the machine that it runs on and reports faults. */
+
+#include "../common/connection.hpp"
+#include "../common/event_loop.hpp"
+#include "config.hpp"
+#include "hostmon_config.hpp"
+#include "monitor.hpp"
+#include "watch.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <string>
+
+namespace
+{
+
+using namespace healthintf;
+
+struct Options
+{
+    std::string config = hostmon::defaultConfig;
+    std::string root;
+    bool checkOnly = false;
+    bool show = false;
+};
+
+/** Prints what every source reads now. */
+void show(const hostmon::Config& config, const std::string& root)
+{
+    for (const hostmon::WatchConfig& watch : config.watches)
+    {
+        for (const hostmon::Source& source :
+             hostmon::sourcesOf(watch.subject, root))
+        {
+            std::puts(hostmon::describe(watch, source).c_str());
+        }
+    }
+}
+
+int serve(const hostmon::Config& config, const std::string& root)
+{
+    services::EventLoop loop;
+    loop.exitOn({SIGINT, SIGTERM});
+    services::Connection connection(loop);
+    const hostmon::Monitor monitor(connection.bus(), loop, config, root);
+    return loop.run();
+}
+
+int run(const Options& options)
+{
+    const hostmon::Config config = hostmon::loadConfig(options.config);
+    if (options.checkOnly)
+    {
+        std::printf("%s: %zu to watch\n", options.config.c_str(),
+                    config.watches.size());
+        return EXIT_SUCCESS;
+    }
+    if (options.show)
+    {
+        show(config, options.root);
+        return EXIT_SUCCESS;
+    }
+    return serve(config, options.root);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try
+    {
+        CLI::App app("Watches this machine and reports faults on it.",
+                     "hostmon");
+        Options options;
+        app.set_version_flag("--version", HEALTHINTF_VERSION);
+        app.add_option("-c,--config", options.config, "What to watch")
+            ->capture_default_str();
+        app.add_option("--root", options.root,
+                       "Folder in front of /proc and /sys, for tests");
+        auto* check = app.add_flag("--check", options.checkOnly,
+                                   "Check the configuration and exit");
+        app.add_flag("--show", options.show, "Print present readings and exit")
+            ->excludes(check);
+        CLI11_PARSE(app, argc, argv);
+        return run(options);
+    }
+    catch (const std::exception& e)
+    {
+        std::fprintf(stderr, "hostmon: %s\n", e.what());
+        return EXIT_FAILURE;
+    }
+}

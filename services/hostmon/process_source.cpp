@@ -1,0 +1,99 @@
+#include "process_source.hpp"
+
+#include "kernel_file.hpp"
+
+#include <algorithm>
+#include <charconv>
+#include <stdexcept>
+#include <system_error>
+
+namespace healthintf::hostmon
+{
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+/** How much of a name the kernel keeps. */
+constexpr std::size_t keptNameSize = 15;
+
+bool isNumber(const std::string& text)
+{
+    return !text.empty() && std::ranges::all_of(text, [](char c) {
+        return c >= '0' && c <= '9';
+    });
+}
+
+/** A process by its line in stat: "1 (name) S ...". */
+struct ProcessStat
+{
+    std::string name;
+    char state = 'X';
+};
+
+/** Reads a process; one that is gone has no name. */
+ProcessStat readProcess(const fs::path& folder)
+{
+    try
+    {
+        const std::string text = contentOf(folder / "stat");
+        const auto begin = text.find('(');
+        const auto end = text.rfind(')');
+        if (begin != std::string::npos && end != std::string::npos &&
+            end > begin && end + 2 < text.size())
+        {
+            return {text.substr(begin + 1, end - begin - 1), text[end + 2]};
+        }
+    }
+    catch (const std::runtime_error&)
+    {
+        // It ended meanwhile.
+    }
+    return {};
+}
+
+bool lives(const ProcessStat& process)
+{
+    return process.state != 'Z' && process.state != 'X';
+}
+
+} // namespace
+
+std::size_t countProcesses(const fs::path& proc, const std::string& name)
+{
+    const std::string kept = name.substr(0, keptNameSize);
+    std::error_code error;
+    fs::directory_iterator entry(proc, error);
+    if (error)
+    {
+        throw std::runtime_error("unable to read " + proc.string() + ": " +
+                                 error.message());
+    }
+    std::size_t count = 0;
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error))
+    {
+        if (isNumber(entry->path().filename()))
+        {
+            const ProcessStat process = readProcess(entry->path());
+            count += process.name == kept && lives(process) ? 1 : 0;
+        }
+    }
+    return count;
+}
+
+bool livesByPidfile(const fs::path& proc, const fs::path& pidfile)
+{
+    try
+    {
+        const std::string text = contentOf(pidfile);
+        const std::string id = text.substr(0, text.find_first_of(" \t\r\n"));
+        return isNumber(id) && lives(readProcess(proc / id));
+    }
+    catch (const std::runtime_error&)
+    {
+        return false;
+    }
+}
+
+} // namespace healthintf::hostmon

@@ -1,0 +1,25 @@
+#pragma once
+
+/** @file Which processes live. */
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+
+namespace healthintf::hostmon
+{
+
+/** How many processes have a name; a zombie does not count.
+ *
+ *  @param[in] proc the kernel's folder, /proc
+ *  @param[in] name as the kernel keeps it, at most 15 bytes of it
+ *  @throws std::runtime_error when the folder cannot be read */
+std::size_t countProcesses(const std::filesystem::path& proc,
+                           const std::string& name);
+
+/** Whether the process lives whose id a file holds. A file that is not there
+ *  or holds no id stands for none. */
+bool livesByPidfile(const std::filesystem::path& proc,
+                    const std::filesystem::path& pidfile);
+
+} // namespace healthintf::hostmon

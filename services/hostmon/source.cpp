@@ -1,0 +1,92 @@
+#include "source.hpp"
+
+#include "filesystem_source.hpp"
+#include "load_source.hpp"
+#include "memory_source.hpp"
+#include "pressure_source.hpp"
+#include "process_source.hpp"
+#include "temperature_source.hpp"
+
+namespace healthintf::hostmon
+{
+namespace
+{
+
+namespace fs = std::filesystem;
+
+/** Makes the sources of each subject. */
+struct Maker
+{
+    const fs::path& root;
+
+    std::vector<Source> operator()(const Filesystem& filesystem) const
+    {
+        return {{filesystem.path, [filesystem] {
+                     return usedPercent(filesystem.path);
+                 }}};
+    }
+
+    std::vector<Source> operator()(const Memory& /*memory*/) const
+    {
+        return {{"memory", [file = root / "proc/meminfo"] {
+                     return availableMemoryPercent(file);
+                 }}};
+    }
+
+    std::vector<Source> operator()(const Load& load) const
+    {
+        return {{std::to_string(load.minutes) + " min",
+                 [load, file = root / "proc/loadavg"] {
+                     return loadPerProcessor(file, load.minutes);
+                 }}};
+    }
+
+    std::vector<Source> operator()(const Pressure& pressure) const
+    {
+        return {{pressure.resource,
+                 [pressure, file = root / "proc/pressure" / pressure.resource] {
+                     return pressurePercent(file, pressure.seconds);
+                 }}};
+    }
+
+    std::vector<Source> operator()(const Temperature& temperature) const
+    {
+        std::vector<Source> sources;
+        for (const TemperatureSensor& sensor :
+             temperatureSensors(root / "sys/class/hwmon"))
+        {
+            if (sensor.matches(temperature.sensor))
+            {
+                sources.push_back({sensor.name(), [file = sensor.input] {
+                                       return degreesCelsius(file);
+                                   }});
+            }
+        }
+        return sources;
+    }
+
+    std::vector<Source> operator()(const ProcessAlive& process) const
+    {
+        const fs::path proc = root / "proc";
+        if (!process.pidfile.empty())
+        {
+            return {{process.pidfile, [process, proc] {
+                         return livesByPidfile(proc, process.pidfile) ? 1.0
+                                                                      : 0.0;
+                     }}};
+        }
+        return {{process.name, [process, proc] {
+                     return static_cast<double>(
+                         countProcesses(proc, process.name));
+                 }}};
+    }
+};
+
+} // namespace
+
+std::vector<Source> sourcesOf(const Subject& subject, const fs::path& root)
+{
+    return std::visit(Maker{root.empty() ? fs::path("/") : root}, subject);
+}
+
+} // namespace healthintf::hostmon

@@ -1,0 +1,34 @@
+#pragma once
+
+/** @file Where readings come from. */
+
+#include "subject.hpp"
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace healthintf::hostmon
+{
+
+/** Something that can be read again and again. */
+struct Source
+{
+    /** What it is, for people, for example "/var" or "coretemp/temp1". */
+    std::string name;
+    /** The present value, in the unit of the subject.
+     *
+     *  Throws std::runtime_error saying why when there is none. */
+    std::function<double()> read;
+};
+
+/** The sources of a subject: one, or for temperatures one for each sensor
+ *  that there is.
+ *
+ *  @param[in] subject what is watched
+ *  @param[in] root in front of /proc and /sys, "" for the machine's own */
+std::vector<Source> sourcesOf(const Subject& subject,
+                              const std::filesystem::path& root);
+
+} // namespace healthintf::hostmon
