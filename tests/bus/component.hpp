@@ -1,0 +1,82 @@
+#pragma once
+
+/** @file A component daemon in the hands of a test. */
+
+#include "process.hpp"
+
+#include <stdexcept>
+#include <string>
+
+namespace healthintf::test
+{
+
+/** A component-daemon with components. */
+class Component
+{
+  public:
+    explicit Component(const std::string& loop = "sd-event") :
+        process({COMPONENT_DAEMON, loop})
+    {}
+
+    /** Starts a daemon that holds one component. */
+    Component(const std::string& key, uint32_t base,
+              const std::string& loop = "sd-event") :
+        Component(loop)
+    {
+        init(key, base);
+    }
+
+    /** @return the daemon's unique name */
+    std::string init(const std::string& key, uint32_t base)
+    {
+        uniqueName = process.ask("init " + key + " " + std::to_string(base));
+        return uniqueName;
+    }
+
+    void add(const std::string& key, const std::string& id,
+             const std::string& sensor, uint32_t severity)
+    {
+        expect("add " + key + " " + id + " " + sensor + " " +
+                   std::to_string(severity),
+               "0");
+    }
+
+    void remove(const std::string& key, const std::string& id,
+                const std::string& sensor)
+    {
+        expect("remove " + key + " " + id + " " + sensor, "0");
+    }
+
+    /** Ends the daemon, which deletes everything first. */
+    void end()
+    {
+        process.endInput();
+        if (const int status = process.wait(); status != 0)
+        {
+            throw std::runtime_error("the daemon ended with " +
+                                     std::to_string(status) + ": " +
+                                     process.errors());
+        }
+    }
+
+    void expect(const std::string& command, const std::string& answer)
+    {
+        if (const std::string given = process.ask(command); given != answer)
+        {
+            throw std::runtime_error(command + ": " + given + "\n" +
+                                     process.errors());
+        }
+    }
+
+    const std::string& name() const
+    {
+        return uniqueName;
+    }
+
+    Process process;
+
+  private:
+    std::string uniqueName;
+};
+
+} // namespace healthintf::test

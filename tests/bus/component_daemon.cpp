@@ -1,0 +1,242 @@
+/** @file A daemon for the tests: holds components on its default bus and does
+ *  with them what it is told on standard input, one command a line, each
+ *  answered with one line.
+ *
+ *  Usage: component-daemon sd-event|own-loop
+ *
+ *    init KEY BASE          null, or the daemon's unique name
+ *    add KEY ID SENSOR SEVERITY
+ *    message KEY ID SENSOR [ARGUMENT ...]
+ *    remove KEY ID SENSOR   each: the status
+ *    clear KEY              ok
+ *    delete KEY             ok
+ *    close                  ok; closes the connection under the library
+ *    quit                   ends the daemon without deleting anything
+ *    end of input           ends the daemon after deleting everything */
+
+#include <hmi_fault_health.hpp>
+
+#include <sdbusplus/bus.hpp>
+#include <systemd/sd-bus.h>
+#include <systemd/sd-event.h>
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+using health_namespace::FaultAndHealth;
+using Words = std::istringstream;
+
+class Daemon
+{
+  public:
+    explicit Daemon(sd_bus* raw) : raw(raw), bus(raw)
+    {}
+
+    /** Does what is told in one line and gives the answer. */
+    std::string obey(const std::string& line)
+    {
+        Words words(line);
+        std::string command;
+        words >> command;
+        if (command == "init")
+        {
+            return init(words);
+        }
+        if (command == "close")
+        {
+            sd_bus_close(raw);
+            return "ok";
+        }
+        if (command == "quit")
+        {
+            _exit(0);
+        }
+        std::string key;
+        words >> key;
+        const auto found = components.find(key);
+        if (found == components.end())
+        {
+            return "no component " + key;
+        }
+        if (command == "delete")
+        {
+            components.erase(found);
+            return "ok";
+        }
+        return work(command, *found->second, words);
+    }
+
+  private:
+    std::string init(Words& words)
+    {
+        std::string key;
+        uint32_t base = 0;
+        words >> key >> base;
+        auto* made = FaultAndHealth::Init(bus, key, base, false);
+        if (made == nullptr)
+        {
+            return "null";
+        }
+        components[key].reset(made);
+        return bus.get_unique_name();
+    }
+
+    static std::string work(const std::string& command,
+                            FaultAndHealth& component, Words& words)
+    {
+        std::string id;
+        std::string sensor;
+        words >> id >> sensor;
+        if (command == "add")
+        {
+            uint32_t severity = 0;
+            words >> severity;
+            return std::to_string(component.addFault(
+                id, sensor, {"one", "two"}, "Test.1", "test", 48, 4,
+                "A fault of " + sensor, severity, "", 0));
+        }
+        if (command == "message")
+        {
+            std::string fqdd = "Test.1";
+            std::string subSystem = "test";
+            std::vector<std::string> args;
+            for (std::string arg; words >> arg;)
+            {
+                args.push_back(arg);
+            }
+            return std::to_string(
+                component.addFault(id, sensor, args, fqdd, subSystem, 48, 4));
+        }
+        if (command == "remove")
+        {
+            return std::to_string(component.removeFault(id, sensor));
+        }
+        if (command == "clear")
+        {
+            component.deleteFaultListAll();
+            return "ok";
+        }
+        return "no command " + command;
+    }
+
+    sd_bus* raw;
+    sdbusplus::bus_t bus;
+    std::map<std::string, std::unique_ptr<FaultAndHealth>> components;
+};
+
+/** Commands as they arrive on standard input. */
+class Commands
+{
+  public:
+    /** Reads what has arrived and obeys it.
+     *
+     *  @return whether there may be more */
+    bool take(Daemon& daemon)
+    {
+        std::array<char, 4096> part{};
+        const ssize_t got = read(STDIN_FILENO, part.data(), part.size());
+        if (got <= 0)
+        {
+            return false;
+        }
+        pending.append(part.data(), got);
+        for (auto end = pending.find('\n'); end != std::string::npos;
+             end = pending.find('\n'))
+        {
+            const std::string line = pending.substr(0, end);
+            pending.erase(0, end + 1);
+            std::cout << daemon.obey(line) << std::endl;
+        }
+        return true;
+    }
+
+  private:
+    std::string pending;
+};
+
+struct Context
+{
+    Daemon& daemon;
+    Commands commands;
+};
+
+void runSdEvent(sd_bus* bus, Daemon& daemon)
+{
+    sd_event* event = nullptr;
+    Context context{daemon, {}};
+    sd_event_default(&event);
+    sd_bus_attach_event(bus, event, SD_EVENT_PRIORITY_NORMAL);
+    const auto take = [](sd_event_source* source, int, uint32_t, void* at) {
+        auto* given = static_cast<Context*>(at);
+        if (!given->commands.take(given->daemon))
+        {
+            sd_event_exit(sd_event_source_get_event(source), 0);
+        }
+        return 0;
+    };
+    sd_event_add_io(event, nullptr, STDIN_FILENO, EPOLLIN, take, &context);
+    sd_event_loop(event);
+    sd_bus_detach_event(bus);
+    sd_event_unref(event);
+}
+
+void runOwnLoop(sd_bus* bus, Daemon& daemon)
+{
+    Commands commands;
+    for (;;)
+    {
+        while (sd_bus_process(bus, nullptr) > 0)
+        {}
+        std::array<pollfd, 2> polled{
+            pollfd{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0},
+            pollfd{.fd = sd_bus_get_fd(bus), .events = POLLIN, .revents = 0}};
+        if (polled[1].fd < 0)
+        {
+            polled[1].fd = -1;
+        }
+        poll(polled.data(), polled.size(), -1);
+        if (polled[0].revents != 0 && !commands.take(daemon))
+        {
+            return;
+        }
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    sd_bus* bus = nullptr;
+    if (argc != 2 || sd_bus_default(&bus) < 0)
+    {
+        std::fprintf(stderr, "component-daemon: no bus, or no loop named\n");
+        return EXIT_FAILURE;
+    }
+    {
+        Daemon daemon(bus);
+        if (std::string(argv[1]) == "sd-event")
+        {
+            runSdEvent(bus, daemon);
+        }
+        else
+        {
+            runOwnLoop(bus, daemon);
+        }
+    }
+    sd_bus_flush_close_unref(bus);
+    return EXIT_SUCCESS;
+}

@@ -1,0 +1,226 @@
+/** @file hostmon as a user runs it: a configuration, a machine that changes,
+ *  faults that come and go. The machine's /proc is a folder of the test. */
+
+#include "bus_client.hpp"
+#include "cache_view.hpp"
+#include "private_bus.hpp"
+#include "process.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+namespace healthintf::test
+{
+namespace
+{
+
+using testing::HasSubstr;
+
+const std::string root = "/com/vexa/olvar/health";
+const std::string host = root + "/host";
+
+class HostMonitor : public testing::Test
+{
+  protected:
+    HostMonitor()
+    {
+        setenv("HEALTHINTF_REGISTRY_PATH", SHIPPED_REGISTRIES, 1);
+        memory(90);
+        config(R"(
+interval = 0.1
+[[memory]]
+warning = 20
+critical = 10
+hysteresis = 5
+)");
+    }
+
+    /** Sets how much of the machine's memory is available. */
+    void memory(int percent) const
+    {
+        // Replaced in one step, so that no half of it is read.
+        const auto file =
+            machine.write("new", "MemTotal: 100 kB\nMemAvailable: " +
+                                     std::to_string(percent) + " kB\n");
+        std::filesystem::create_directories(machine.path() / "proc");
+        std::filesystem::rename(file, machine.path() / "proc" / "meminfo");
+    }
+
+    void process(const std::string& stat) const
+    {
+        machine.write("proc/4711/stat", stat);
+    }
+
+    void config(const std::string& text) const
+    {
+        machine.write("hostmon.toml", text);
+    }
+
+    Process hostmon(std::vector<std::string> options = {}) const
+    {
+        std::vector<std::string> command{HOSTMON, "--config",
+                                         machine.path() / "hostmon.toml",
+                                         "--root", machine.path()};
+        command.insert(command.end(), options.begin(), options.end());
+        return Process(command);
+    }
+
+    TemporaryFolder machine;
+    PrivateBus bus;
+    BusClient client;
+};
+
+TEST_F(HostMonitor, RaisesAndLowersFaultsAsTheMachineChanges)
+{
+    Process running = hostmon();
+    const std::string key = host + "/memory";
+    client.waitForHealth(key, 2);
+    EXPECT_EQ(recordedFaults().size(), 0u);
+
+    memory(18);
+    client.waitForHealth(key, 3);
+    ASSERT_EQ(recordedFaults().size(), 1u);
+    EXPECT_EQ(recordedFaults()[0].messageID, "HostMonitor.1.0.MemoryLow");
+    EXPECT_EQ(recordedFaults()[0].message,
+              "The memory of this machine is getting low: 18.0 percent "
+              "available (limit 20.0).");
+
+    memory(5);
+    client.waitForHealth(key, 4);
+    ASSERT_EQ(recordedFaults().size(), 1u);
+    EXPECT_EQ(recordedFaults()[0].messageID, "HostMonitor.1.0.MemoryExhausted");
+
+    memory(80);
+    client.waitForHealth(key, 2);
+    EXPECT_EQ(recordedFaults().size(), 0u);
+    running.signal(SIGTERM);
+    EXPECT_EQ(running.wait(), 0);
+    EXPECT_EQ(recordedKeys().size(), 0u);
+}
+
+TEST_F(HostMonitor, NoticesAProcessThatEndsAndReturns)
+{
+    process("4711 (important) S 1\n");
+    config("interval = 0.1\n[[process]]\nname = \"important\"\n");
+    Process running = hostmon();
+    client.waitForHealth(host + "/process", 2);
+    process("4711 (important) Z 1\n");
+    client.waitForHealth(host + "/process", 4);
+    EXPECT_EQ(recordedFaults()[0].message,
+              "The process important, which must live, does not.");
+    process("4711 (important) S 1\n");
+    client.waitForHealth(host + "/process", 2);
+}
+
+TEST_F(HostMonitor, HasAComponentForEachKind)
+{
+    process("4711 (important) S 1\n");
+    config(R"(
+[[memory]]
+warning = 20
+critical = 10
+[[process]]
+name = "important"
+[[process]]
+name = "other"
+severity = "warning"
+component = "/com/vexa/olvar/health/special"
+)");
+    Process running = hostmon();
+    client.waitForHealth(root + "/special", 3);
+    EXPECT_THAT(recordedKeys(),
+                testing::ElementsAre(host + "/memory", host + "/process",
+                                     root + "/special"));
+}
+
+TEST_F(HostMonitor, ReportsWhatItCannotRead)
+{
+    config("interval = 0.1\n[[pressure]]\nresource = \"io\"\nwarning = "
+           "5\ncritical = 50\n");
+    Process running = hostmon();
+    client.waitForHealth(host + "/pressure", 3);
+    EXPECT_THAT(recordedFaults()[0].message,
+                HasSubstr("io cannot be watched: unable to open"));
+    machine.write("proc/pressure/io", "some avg10=0.00 avg60=0.00 "
+                                      "avg300=0.00 total=0\n");
+    client.waitForHealth(host + "/pressure", 2);
+}
+
+TEST_F(HostMonitor, SaysThatThereAreNoTemperatures)
+{
+    config("[[temperature]]\nwarning = 80\ncritical = 90\n");
+    Process running = hostmon();
+    client.waitForHealth(host + "/temperature", 2);
+    EXPECT_THAT(running.errors(),
+                HasSubstr("this machine has nothing to watch for "
+                          "temperature"));
+}
+
+TEST_F(HostMonitor, EndsWithFileLineAndKeyOfAWrongConfiguration)
+{
+    config("[[memory]]\nwarning = 5\ncritical = 10\n");
+    Process running = hostmon();
+    EXPECT_EQ(running.wait(), 1);
+    EXPECT_EQ(running.errors(),
+              "hostmon: " + (machine.path() / "hostmon.toml").string() +
+                  ":3: memory.critical: must not be above warning\n");
+}
+
+TEST_F(HostMonitor, ChecksAConfigurationWithoutABus)
+{
+    bus.kill();
+    Process good = hostmon({"--check"});
+    EXPECT_EQ(good.hear(),
+              (machine.path() / "hostmon.toml").string() + ": 1 to watch");
+    EXPECT_EQ(good.wait(), 0);
+    config("speed = 1");
+    Process bad = hostmon({"--check"});
+    EXPECT_EQ(bad.wait(), 1);
+}
+
+TEST_F(HostMonitor, ShowsPresentReadingsWithoutABus)
+{
+    bus.kill();
+    memory(15);
+    Process running = hostmon({"--show"});
+    EXPECT_EQ(running.hear(), "memory memory: 15.0 (warning)");
+    EXPECT_EQ(running.wait(), 0);
+}
+
+TEST_F(HostMonitor, EndsWithoutABus)
+{
+    bus.kill();
+    Process running = hostmon();
+    EXPECT_EQ(running.wait(), 1);
+    EXPECT_THAT(running.errors(),
+                HasSubstr("hostmon: unable to connect to the bus"));
+}
+
+TEST_F(HostMonitor, EndsWhenItLosesTheBus)
+{
+    memory(15);
+    Process running = hostmon();
+    client.waitForHealth(host + "/memory", 3);
+    bus.kill();
+    EXPECT_EQ(running.wait(), 1);
+    EXPECT_THAT(running.errors(),
+                HasSubstr("the connection to the bus is lost"));
+}
+
+TEST_F(HostMonitor, LivesWithAComponentThatTheDataCacheCannotHold)
+{
+    const std::string key = root + "/" + std::string(600, 'x');
+    config("component = \"" + key +
+           "\"\n[[memory]]\nwarning = 20\ncritical = 10\n");
+    const Process running = hostmon();
+    client.waitForHealth(key + "/memory", 2);
+    EXPECT_THAT(running.errors(), HasSubstr("an object path is too long"));
+}
+
+} // namespace
+} // namespace healthintf::test

@@ -1,0 +1,50 @@
+/** @file The bus allows so many match rules a connection; a component takes
+ *  three. */
+
+#include "bus_client.hpp"
+#include "component.hpp"
+#include "private_bus.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace healthintf::test
+{
+namespace
+{
+
+const std::string root = "/com/vexa/olvar/health";
+
+TEST(MatchLimit, FailsTheComponentThatReachesItAndNoOther)
+{
+    const PrivateBus bus;
+    BusClient client;
+    Component daemon(root, 2);
+    constexpr int most = 512 / 3;
+    int made = 1;
+    const auto key = [](int number) {
+        return root + "/c" + std::to_string(number);
+    };
+    while (daemon.init(key(made), 2) != "null")
+    {
+        ASSERT_LT(++made, 1000);
+    }
+    EXPECT_EQ(made, most);
+    EXPECT_THAT(daemon.process.errors(),
+                testing::HasSubstr("InitInternal: sd_bus_match: "
+                                   "org.freedesktop.DBus.Error."
+                                   "LimitsExceeded"));
+
+    // What was there works on, and nothing of the failed one is there.
+    daemon.add(key(made - 1), "BAD", "/sensor", 1);
+    client.waitForHealth(root, 4);
+    const std::string owner = client.ownerOf("org.freedesktop.DBus");
+    EXPECT_THROW(client.health(daemon.name(), key(made)), std::runtime_error);
+
+    // One that goes makes room for another.
+    daemon.expect("delete " + key(1), "ok");
+    EXPECT_NE(daemon.init(key(made), 2), "null");
+}
+
+} // namespace
+} // namespace healthintf::test

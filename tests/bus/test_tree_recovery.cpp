@@ -1,0 +1,282 @@
+/** @file The tree with a health manager: daemons come in any order, and die in
+ *  any way. */
+
+#include "bus_client.hpp"
+#include "cache_view.hpp"
+#include "component.hpp"
+#include "private_bus.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <memory>
+
+namespace healthintf::test
+{
+namespace
+{
+
+const std::string root = "/com/vexa/olvar/health";
+constexpr const char* service = "com.vexa.olvar.healthmgr";
+
+class TreeRecovery : public testing::Test
+{
+  protected:
+    void startManager()
+    {
+        manager =
+            std::make_unique<Process>(std::vector<std::string>{HEALTHMGR});
+        client.waitUntil("manager", [&] {
+            return managed(root);
+        });
+    }
+
+    /** Whether the manager holds the node of a key. */
+    bool managed(const std::string& key)
+    {
+        try
+        {
+            client.health(service, key);
+            return true;
+        }
+        catch (const std::runtime_error&)
+        {
+            return false;
+        }
+    }
+
+    void waitUntilManaged(const std::string& key, bool wanted = true)
+    {
+        client.waitUntil("change of hands of " + key, [&] {
+            client.catchUp();
+            return managed(key) == wanted;
+        });
+    }
+
+    PrivateBus bus;
+    BusClient client;
+    std::unique_ptr<Process> manager;
+};
+
+TEST_F(TreeRecovery, GivesALeafItsParentsUpToTheRoot)
+{
+    startManager();
+    Component leaf(root + "/a/b/c", 2);
+    client.waitForHealth(root, 2);
+    leaf.add(root + "/a/b/c", "BAD", "/sensor", 1);
+    client.waitForHealth(root, 4);
+    EXPECT_EQ(client.health(service, root + "/a/b"), 4u);
+    leaf.remove(root + "/a/b/c", "BAD", "/sensor");
+    client.waitForHealth(root, 2);
+}
+
+TEST_F(TreeRecovery, CompletesATreeThatWasThereBefore)
+{
+    Component leaf(root + "/a/b", 2);
+    leaf.add(root + "/a/b", "BAD", "/sensor", 1);
+    startManager();
+    client.waitForHealth(root, 4);
+    EXPECT_TRUE(managed(root + "/a"));
+    leaf.remove(root + "/a/b", "BAD", "/sensor");
+    client.waitForHealth(root, 2);
+}
+
+TEST_F(TreeRecovery, LeavesKeysOutsideTheTreeAlone)
+{
+    Component stranger("/elsewhere/deep/key", 2);
+    startManager();
+    EXPECT_THAT(recordedKeys(),
+                testing::ElementsAre(root, "/elsewhere/deep/key"));
+}
+
+TEST_F(TreeRecovery, WithdrawsWhatAKilledDaemonLeft)
+{
+    startManager();
+    Component other(root + "/a/other", 2);
+    Component leaf(root + "/a/leaf", 2);
+    leaf.init(root + "/b", 2);
+    leaf.add(root + "/a/leaf", "BAD", "/one", 1);
+    leaf.add(root + "/a/leaf", "BAD", "/two", 2);
+    client.waitForHealth(root, 4);
+    leaf.process.kill();
+    client.waitForHealth(root, 2);
+    EXPECT_EQ(recordedFaults().size(), 0u);
+    EXPECT_THAT(recordedKeys(),
+                testing::ElementsAre(root, root + "/a", root + "/a/other"));
+    client.catchUp();
+    EXPECT_THAT(client.updates,
+                testing::IsSupersetOf({root + "/a " + root + "/a/leaf 0",
+                                       root + " " + root + "/b 0"}));
+}
+
+TEST_F(TreeRecovery, WithdrawsADaemonThatDiedBeforeTheManagerStarted)
+{
+    Component living(root + "/living", 2);
+    Component dead(root + "/dead", 2);
+    dead.add(root + "/dead", "BAD", "/sensor", 1);
+    dead.process.kill();
+    startManager();
+    client.waitForHealth(root, 2);
+    EXPECT_THAT(recordedKeys(), testing::ElementsAre(root, root + "/living"));
+    EXPECT_EQ(recordedFaults().size(), 0u);
+}
+
+TEST_F(TreeRecovery, WithdrawsADaemonThatEndsWithoutCleaningUp)
+{
+    startManager();
+    Component leaf(root + "/a", 3);
+    client.waitForHealth(root, 3);
+    leaf.process.tell("quit");
+    client.waitForHealth(root, 0);
+    EXPECT_THAT(recordedKeys(), testing::ElementsAre(root));
+}
+
+TEST_F(TreeRecovery, ReplacesAParentThatWasKilled)
+{
+    startManager();
+    Component parent(root + "/a", 2);
+    Component leaf(root + "/a/b", 2);
+    leaf.add(root + "/a/b", "BAD", "/sensor", 1);
+    client.waitForHealth(root, 4);
+    EXPECT_FALSE(managed(root + "/a"));
+    parent.process.kill();
+    waitUntilManaged(root + "/a");
+    client.waitForHealth(root, 4);
+    leaf.remove(root + "/a/b", "BAD", "/sensor");
+    client.waitForHealth(root, 2);
+}
+
+TEST_F(TreeRecovery, ReplacesAParentThatEnded)
+{
+    startManager();
+    Component parent(root + "/a", 2);
+    Component leaf(root + "/a/b", 2);
+    client.waitForHealth(root, 2);
+    parent.end();
+    waitUntilManaged(root + "/a");
+    leaf.add(root + "/a/b", "BAD", "/sensor", 1);
+    client.waitForHealth(root, 4);
+}
+
+TEST_F(TreeRecovery, ReplacesAParentWhoseDaemonLivesOn)
+{
+    startManager();
+    Component parent(root + "/a", 2);
+    Component leaf(root + "/a/b", 2);
+    client.waitForHealth(root, 2);
+    parent.expect("delete " + root + "/a", "ok");
+    waitUntilManaged(root + "/a");
+    leaf.add(root + "/a/b", "BAD", "/sensor", 1);
+    client.waitForHealth(root, 4);
+}
+
+TEST_F(TreeRecovery, GivesANodeToTheDaemonThatComesForIt)
+{
+    startManager();
+    Component leaf(root + "/a/b", 2);
+    leaf.add(root + "/a/b", "BAD", "/sensor", 1);
+    client.waitForHealth(root, 4);
+    ASSERT_TRUE(managed(root + "/a"));
+
+    Component parent(root + "/a", 2);
+    waitUntilManaged(root + "/a", false);
+    client.waitForHealth(root, 4);
+    EXPECT_EQ(client.health(parent.name(), root + "/a"), 4u);
+    leaf.remove(root + "/a/b", "BAD", "/sensor");
+    client.waitForHealth(root, 2);
+    parent.add(root + "/a", "OWN", "/sensor", 2);
+    client.waitForHealth(root, 3);
+    EXPECT_THAT(recordedKeys(),
+                testing::ElementsAre(root, root + "/a", root + "/a/b"));
+}
+
+TEST_F(TreeRecovery, GivesTheRootToTheDaemonThatComesForIt)
+{
+    startManager();
+    Component leaf(root + "/a", 3);
+    client.waitForHealth(root, 3);
+    Component top(root, 2);
+    waitUntilManaged(root, false);
+    client.waitForHealth(root, 3);
+    top.end();
+    waitUntilManaged(root);
+    client.waitForHealth(root, 3);
+}
+
+TEST_F(TreeRecovery, SurvivesTheManagersDeathAndReturn)
+{
+    startManager();
+    Component leaf(root + "/a/b", 2);
+    leaf.add(root + "/a/b", "BAD", "/sensor", 1);
+    client.waitForHealth(root, 4);
+    manager->kill();
+    leaf.remove(root + "/a/b", "BAD", "/sensor");
+    leaf.add(root + "/a/b", "WORSE", "/sensor", 2);
+    startManager();
+    client.waitForHealth(root, 3);
+    EXPECT_THAT(recordedKeys(),
+                testing::ElementsAre(root, root + "/a", root + "/a/b"));
+}
+
+TEST_F(TreeRecovery, RestartsADaemonUnderTheSameKey)
+{
+    startManager();
+    auto leaf = std::make_unique<Component>(root + "/a", 2);
+    leaf->add(root + "/a", "BAD", "/sensor", 1);
+    client.waitForHealth(root, 4);
+    leaf->process.kill();
+    leaf = std::make_unique<Component>(root + "/a", 3);
+    client.waitForHealth(root, 3);
+    leaf->add(root + "/a", "BAD", "/sensor", 1);
+    client.waitForHealth(root, 4);
+    EXPECT_EQ(recordedFaults().size(), 1u);
+}
+
+TEST_F(TreeRecovery, KeepsAStoppedDaemonsRecords)
+{
+    startManager();
+    Component leaf(root + "/a", 3);
+    client.waitForHealth(root, 3);
+    leaf.process.signal(SIGSTOP);
+    Component other(root + "/b", 2);
+    other.end();
+    client.catchUp();
+    EXPECT_THAT(recordedKeys(), testing::Contains(root + "/a"));
+    leaf.process.signal(SIGCONT);
+    leaf.add(root + "/a", "BAD", "/sensor", 1);
+    client.waitForHealth(root, 4);
+}
+
+TEST_F(TreeRecovery, SettlesAfterManyDaemonsDieAtOnce)
+{
+    startManager();
+    std::vector<std::unique_ptr<Component>> leaves;
+    for (int i = 0; i < 8; ++i)
+    {
+        const std::string key =
+            root + "/g" + std::to_string(i % 2) + "/c" + std::to_string(i);
+        leaves.push_back(std::make_unique<Component>(key, 2));
+        leaves.back()->add(key, "BAD", "/sensor", i % 2 == 0 ? 1 : 2);
+    }
+    client.waitForHealth(root, 4);
+    for (std::size_t i = 0; i < leaves.size(); i += 2)
+    {
+        leaves[i]->process.signal(SIGKILL);
+    }
+    client.waitForHealth(root, 3);
+    for (std::size_t i = 1; i < leaves.size(); i += 2)
+    {
+        leaves[i]->process.signal(SIGKILL);
+    }
+    client.waitForHealth(root, 0);
+    client.waitUntil("empty cache", [&] {
+        client.catchUp();
+        return recordedFaults().size() == 0;
+    });
+    EXPECT_THAT(recordedKeys(),
+                testing::ElementsAre(root, root + "/g0", root + "/g1"));
+}
+
+} // namespace
+} // namespace healthintf::test

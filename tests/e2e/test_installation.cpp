@@ -1,0 +1,180 @@
+/** @file What a user gets who installs the project: libraries, headers,
+ *  programs, and the daemon of the README. */
+
+#include "bus_client.hpp"
+#include "installation.hpp"
+#include "private_bus.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <regex>
+
+namespace healthintf::test
+{
+namespace
+{
+
+using testing::HasSubstr;
+namespace fs = std::filesystem;
+
+const std::string root = "/com/vexa/olvar/health";
+
+/** Lines of a text that match. */
+std::vector<std::string> matching(const std::string& text,
+                                  const std::string& pattern)
+{
+    const std::regex wanted(pattern);
+    std::istringstream stream(text);
+    std::vector<std::string> found;
+    for (std::string line; std::getline(stream, line);)
+    {
+        if (std::regex_search(line, wanted))
+        {
+            found.push_back(line);
+        }
+    }
+    return found;
+}
+
+TEST(Installed, LibraryHasItsSoname)
+{
+    const auto library =
+        installation().at(LIBRARY_FOLDERS "/libhealthintf.so.1");
+    EXPECT_THAT(outputOf({"readelf", "-d", library}),
+                HasSubstr("Library soname: [libhealthintf.so.1]"));
+    EXPECT_TRUE(fs::exists(
+        installation().at(LIBRARY_FOLDERS "/libhealthintf-platform.so.1")));
+}
+
+TEST(Installed, LibraryShowsItsPublicInterfaceAlone)
+{
+    const std::string symbols =
+        outputOf({"nm", "-DC", "--defined-only",
+                  installation().at(LIBRARY_FOLDERS "/libhealthintf.so.1")});
+    const std::string classes =
+        "((vtable|typeinfo|typeinfo name) for )?"
+        "(health_namespace::(FaultAndHealth|FaultEntry|HealthStatus)"
+        "|sdbusplus::(server|common)::com::vexa::olvar::healthmgr::"
+        "(FaultEntry|HealthStatus))(::|@|$)";
+    const std::string functions =
+        "health_namespace::(_GetMessageContent|cfg_notif_handle_hide_err|"
+        "cfg_notif_handle_oem_flags|cfg_notif_check_self_source)";
+    for (const std::string& line : matching(symbols, "."))
+    {
+        EXPECT_TRUE(std::regex_search(
+            line, std::regex("^[0-9a-f]+ [TVWABDR] (" + classes + "|" +
+                             functions + "|HEALTHINTF_1)")))
+            << line;
+    }
+    for (const char* wanted :
+         {"health_namespace::FaultAndHealth::Init(",
+          "health_namespace::FaultAndHealth::addFault(",
+          "health_namespace::HealthStatus::Init(",
+          "vtable for sdbusplus::server::com::vexa::olvar::healthmgr::"
+          "FaultEntry"})
+    {
+        EXPECT_THAT(symbols, HasSubstr(wanted));
+    }
+}
+
+TEST(Installed, PackageNamesWhatItNeeds)
+{
+    EXPECT_THAT(outputOf({"pkg-config", "--modversion", "healthintf"}),
+                testing::MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    const std::string needs =
+        outputOf({"pkg-config", "--print-requires", "healthintf"});
+    EXPECT_THAT(needs, HasSubstr("libsystemd"));
+    EXPECT_THAT(needs, HasSubstr("sdbusplus"));
+    EXPECT_THAT(
+        outputOf({"pkg-config", "--print-requires-private", "healthintf"}),
+        HasSubstr("healthintf-platform"));
+}
+
+TEST(Installed, HeadersCanEachBeIncludedAlone)
+{
+    const fs::path headers = installation().at(PREFIX "/include/healthintf");
+    int count = 0;
+    for (const auto& file : fs::recursive_directory_iterator(headers))
+    {
+        if (!file.is_regular_file())
+        {
+            continue;
+        }
+        const std::string name = fs::relative(file.path(), headers);
+        const auto source = installation().files().write(
+            "include.cpp", "#include <" + name + ">\n");
+        EXPECT_NO_THROW(installation().compile({"-fsyntax-only", source}))
+            << name;
+        ++count;
+    }
+    EXPECT_GT(count, 15);
+}
+
+TEST(Installed, ContractCanBeIncludedFromC)
+{
+    const auto source = installation().files().write(
+        "include.c", "#include <platform/config_manager.h>\n"
+                     "#include <platform/dlog.h>\n"
+                     "#include <platform/message_registry.h>\n"
+                     "#include <platform/notification.h>\n"
+                     "int main(void) { return 0; }\n");
+    const auto include = installation().at(PREFIX "/include/healthintf");
+    EXPECT_NO_THROW(
+        outputOf({"cc", "-std=c11", "-Wall", "-Wextra", "-Wpedantic", "-Werror",
+                  "-fsyntax-only", "-I" + include.string(), source}));
+}
+
+/** The first block of C++ in a document. */
+std::string firstProgram(const std::string& document)
+{
+    const std::string opening = "```cpp\n";
+    const auto begin = document.find(opening);
+    const auto end = document.find("```\n", begin + opening.size());
+    if (begin == std::string::npos || end == std::string::npos)
+    {
+        throw std::runtime_error("no program in the document");
+    }
+    return document.substr(begin + opening.size(),
+                           end - begin - opening.size());
+}
+
+TEST(Installed, DaemonOfTheReadmeReportsItsFault)
+{
+    const auto source = installation().files().write(
+        "fand.cpp", firstProgram(contentOf(SOURCE_FOLDER "/README.md")));
+    const std::string program = installation().files().path() / "fand";
+    installation().compile({source, "-o", program});
+
+    const PrivateBus bus;
+    BusClient client;
+    Process manager({installation().program("healthmgr")});
+    Process daemon({program});
+    client.waitForHealth(root + "/chassis", 4);
+    client.waitForHealth(root, 4);
+    daemon.kill();
+    client.waitForHealth(root, 0);
+}
+
+TEST(Installed, HostmonChecksTheConfigurationThatComesWithIt)
+{
+    const std::string config =
+        installation().at(SYSCONF_FOLDER "/healthintf/hostmon.toml");
+    EXPECT_THAT(outputOf({installation().program("hostmon"), "--config", config,
+                          "--check"}),
+                HasSubstr("to watch"));
+}
+
+TEST(Installed, HealthManagerIsStartedByTheBus)
+{
+    const std::string file =
+        contentOf(installation().at(PREFIX "/share/dbus-1/system-services/"
+                                           "com.vexa.olvar.healthmgr.service"));
+    EXPECT_THAT(file, HasSubstr("Name=com.vexa.olvar.healthmgr\n"));
+    EXPECT_THAT(file,
+                HasSubstr("Exec=" LIBEXEC_FOLDER "/healthintf/healthmgr\n"));
+}
+
+} // namespace
+} // namespace healthintf::test

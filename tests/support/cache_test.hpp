@@ -1,0 +1,34 @@
+#pragma once
+
+/** @file The fixture of tests that use the host's data cache: one in a folder
+ *  of its own. A process opens one data cache in its life, so each test does
+ *  its work in children. */
+
+#include "child.hpp"
+#include "temporary_folder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace healthintf::test
+{
+
+class CacheTest : public testing::Test
+{
+  protected:
+    CacheTest()
+    {
+        setenv("HEALTHINTF_RUNTIME_DIR", folder.path().c_str(), 1);
+        unsetenv("HEALTHINTF_CACHE_MIB");
+    }
+
+    std::filesystem::path cacheFolder() const
+    {
+        return folder.path() / "datacache";
+    }
+
+    TemporaryFolder folder;
+};
+
+} // namespace healthintf::test

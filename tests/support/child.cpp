@@ -1,0 +1,148 @@
+#include "child.hpp"
+
+#include <sys/mman.h>
+#include <sys/wait.h>
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <stdexcept>
+
+namespace healthintf::test
+{
+
+void Child::Parent::tell(const std::string& line) const
+{
+    const std::string whole = line + "\n";
+    if (write(fd, whole.data(), whole.size()) !=
+        static_cast<ssize_t>(whole.size()))
+    {
+        throw std::runtime_error("unable to talk to the parent");
+    }
+}
+
+void Child::Parent::waitForever()
+{
+    for (;;)
+    {
+        pause();
+    }
+}
+
+Child::Child(const std::function<int(const Parent&)>& work)
+{
+    std::array<int, 2> pipes{};
+    standardError = memfd_create("errors", 0);
+    if (pipe(pipes.data()) != 0 || standardError < 0)
+    {
+        throw std::runtime_error("unable to make a pipe");
+    }
+    std::fflush(nullptr);
+    process = fork();
+    if (process < 0)
+    {
+        throw std::runtime_error("unable to fork");
+    }
+    if (process == 0)
+    {
+        close(pipes[0]);
+        dup2(standardError, STDERR_FILENO);
+        int result = 125;
+        try
+        {
+            result = work(Parent(pipes[1]));
+        }
+        catch (const std::exception& e)
+        {
+            std::fprintf(stderr, "%s\n", e.what());
+        }
+        std::fflush(nullptr);
+        _exit(result);
+    }
+    close(pipes[1]);
+    toParent = pipes[0];
+}
+
+Child::~Child()
+{
+    if (!gone)
+    {
+        kill();
+    }
+    close(toParent);
+    close(standardError);
+}
+
+std::string Child::hear()
+{
+    std::string line;
+    for (;;)
+    {
+        char next = 0;
+        const ssize_t got = read(toParent, &next, 1);
+        if (got == 1 && next == '\n')
+        {
+            return line;
+        }
+        if (got == 1)
+        {
+            line.push_back(next);
+        }
+        else if (got == 0 || errno != EINTR)
+        {
+            throw std::runtime_error("the child ended: " + errors());
+        }
+    }
+}
+
+void Child::kill()
+{
+    ::kill(process, SIGKILL);
+    wait();
+}
+
+int Child::wait()
+{
+    while (!gone)
+    {
+        gone = waitpid(process, &status, 0) == process || errno != EINTR;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+std::string Child::errors()
+{
+    std::string text;
+    std::array<char, 4096> part{};
+    off_t at = 0;
+    ssize_t got = 0;
+    while ((got = pread(standardError, part.data(), part.size(), at)) > 0)
+    {
+        text.append(part.data(), got);
+        at += got;
+    }
+    return text;
+}
+
+int inChild(const std::function<int()>& work, std::string* errors)
+{
+    Child child([&work](const Child::Parent&) {
+        return work();
+    });
+    const int status = child.wait();
+    if (errors != nullptr)
+    {
+        *errors = child.errors();
+    }
+    else if (status != 0)
+    {
+        std::fputs(child.errors().c_str(), stderr);
+    }
+    return status;
+}
+
+} // namespace healthintf::test

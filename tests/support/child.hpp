@@ -1,0 +1,77 @@
+#pragma once
+
+/** @file Runs a function in a process of its own. */
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+
+namespace healthintf::test
+{
+
+/** A forked process that runs a function and then exits. What it writes to
+ *  standard error is kept; it reports to its parent line by line. */
+class Child
+{
+  public:
+    /** What the function talks to its parent with. */
+    class Parent
+    {
+      public:
+        explicit Parent(int fd) : fd(fd)
+        {}
+
+        /** Sends one line. */
+        void tell(const std::string& line) const;
+
+        /** Waits for a signal that ends the process. */
+        [[noreturn]] static void waitForever();
+
+      private:
+        int fd;
+    };
+
+    /** @param[in] work its result is the exit status; what it throws is
+     *             written to standard error and makes the status 125 */
+    explicit Child(const std::function<int(const Parent&)>& work);
+    ~Child();
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+
+    pid_t pid() const
+    {
+        return process;
+    }
+
+    /** Waits for the next line.
+     *
+     *  @throws std::runtime_error when the child ends without one */
+    std::string hear();
+
+    /** Ends the child at once, as if it had crashed, and waits until it is
+     *  gone. */
+    void kill();
+
+    /** Waits for the child's end.
+     *
+     *  @return its exit status, or the number of its signal plus 128 */
+    int wait();
+
+    /** What the child has written to standard error; after its end. */
+    std::string errors();
+
+  private:
+    pid_t process = -1;
+    int status = -1;
+    bool gone = false;
+    int toParent = -1;
+    int standardError = -1;
+};
+
+/** Runs a function in a child and waits for it.
+ *
+ *  @return the child's status, as Child::wait() */
+int inChild(const std::function<int()>& work, std::string* errors = nullptr);
+
+} // namespace healthintf::test

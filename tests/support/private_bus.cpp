@@ -1,0 +1,56 @@
+#include "private_bus.hpp"
+
+#include <cstdlib>
+
+namespace healthintf::test
+{
+
+PrivateBus::PrivateBus() : daemon(start(temporary))
+{
+    const std::string address = daemon.hear();
+    unsetenv("DBUS_STARTER_ADDRESS");
+    unsetenv("DBUS_STARTER_BUS_TYPE");
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
+    setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+}
+
+Process PrivateBus::start(const TemporaryFolder& folder)
+{
+    setenv("HEALTHINTF_RUNTIME_DIR", (folder.path() / "run").c_str(), 1);
+    std::filesystem::create_directory(folder.path() / "services");
+    const auto config = folder.write(
+        "bus.conf",
+        "<!DOCTYPE busconfig PUBLIC "
+        "\"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
+        "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">"
+        "<busconfig><type>session</type>"
+        "<listen>unix:dir=" +
+            folder.path().string() +
+            "</listen><auth>EXTERNAL</auth>"
+            "<servicedir>" +
+            (folder.path() / "services").string() +
+            "</servicedir>"
+            "<policy context=\"default\"><allow own=\"*\"/>"
+            "<allow send_destination=\"*\"/><allow eavesdrop=\"true\"/>"
+            "</policy>"
+            "<limit name=\"max_match_rules_per_connection\">512</limit>"
+            "<limit name=\"max_connections_per_user\">256</limit>"
+            "</busconfig>");
+    return Process({"dbus-daemon", "--nofork", "--nopidfile", "--print-address",
+                    "--config-file=" + config.string()});
+}
+
+void PrivateBus::activate(const std::string& name,
+                          const std::string& program) const
+{
+    temporary.write("services/" + name + ".service",
+                    "[D-BUS Service]\nName=" + name + "\nExec=" + program +
+                        "\n");
+}
+
+void PrivateBus::kill()
+{
+    daemon.kill();
+}
+
+} // namespace healthintf::test

@@ -1,0 +1,252 @@
+#include "process.hpp"
+
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+extern char** environ;
+
+namespace healthintf::test
+{
+namespace
+{
+
+std::array<int, 2> makePipe()
+{
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0)
+    {
+        throw std::runtime_error("unable to make a pipe");
+    }
+    return ends;
+}
+
+std::vector<char*> pointers(std::vector<std::string>& texts)
+{
+    std::vector<char*> all;
+    for (std::string& text : texts)
+    {
+        all.push_back(text.data());
+    }
+    all.push_back(nullptr);
+    return all;
+}
+
+/** This process's environment with changes. */
+std::vector<std::string>
+environmentWith(const std::vector<std::string>& changes)
+{
+    std::vector<std::string> all(changes);
+    for (char** entry = environ; *entry != nullptr; ++entry)
+    {
+        const std::string setting = *entry;
+        const std::string name = setting.substr(0, setting.find('=') + 1);
+        bool changed = false;
+        for (const std::string& change : changes)
+        {
+            changed = changed || change.starts_with(name);
+        }
+        if (!changed)
+        {
+            all.push_back(setting);
+        }
+    }
+    return all;
+}
+
+/** Waits until a descriptor is readable.
+ *
+ *  @return whether it is in time */
+bool readable(int fd)
+{
+    pollfd poller{.fd = fd, .events = POLLIN, .revents = 0};
+    const auto milliseconds =
+        std::chrono::duration_cast<std::chrono::milliseconds>(patience);
+    return poll(&poller, 1, static_cast<int>(milliseconds.count())) > 0;
+}
+
+} // namespace
+
+Process::Process(const std::vector<std::string>& command,
+                 const std::vector<std::string>& environment)
+{
+    const auto toProgram = makePipe();
+    const auto fromProgram = makePipe();
+    standardError = memfd_create("errors", MFD_CLOEXEC);
+    input = toProgram[1];
+    lines = fromProgram[0];
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, toProgram[0], STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, fromProgram[1], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, standardError, STDERR_FILENO);
+    std::vector<std::string> arguments(command);
+    std::vector<std::string> settings = environmentWith(environment);
+    const int result =
+        posix_spawnp(&process, arguments.front().c_str(), &actions, nullptr,
+                     pointers(arguments).data(), pointers(settings).data());
+    posix_spawn_file_actions_destroy(&actions);
+    close(toProgram[0]);
+    close(fromProgram[1]);
+    if (result != 0)
+    {
+        throw std::runtime_error("unable to run " + command.front() + ": " +
+                                 std::strerror(result));
+    }
+}
+
+Process::Process(Process&& other) noexcept :
+    process(other.process), gone(std::exchange(other.gone, true)),
+    status(other.status), input(std::exchange(other.input, -1)),
+    lines(std::exchange(other.lines, -1)),
+    standardError(std::exchange(other.standardError, -1)),
+    heard(std::move(other.heard))
+{}
+
+Process::~Process()
+{
+    if (!gone)
+    {
+        kill();
+    }
+    for (const int fd : {input, lines, standardError})
+    {
+        if (fd >= 0)
+        {
+            close(fd);
+        }
+    }
+}
+
+void Process::tell(const std::string& line)
+{
+    const std::string whole = line + "\n";
+    if (write(input, whole.data(), whole.size()) !=
+        static_cast<ssize_t>(whole.size()))
+    {
+        throw std::runtime_error("unable to talk to the program: " + errors());
+    }
+}
+
+bool Process::readMore()
+{
+    if (!readable(lines))
+    {
+        throw std::runtime_error("the program says nothing: " + errors());
+    }
+    std::array<char, 4096> part{};
+    const ssize_t got = read(lines, part.data(), part.size());
+    if (got > 0)
+    {
+        heard.append(part.data(), got);
+    }
+    return got > 0;
+}
+
+std::string Process::hear()
+{
+    while (heard.find('\n') == std::string::npos)
+    {
+        if (!readMore())
+        {
+            throw std::runtime_error("the program ended: " + errors());
+        }
+    }
+    const auto end = heard.find('\n');
+    std::string line = heard.substr(0, end);
+    heard.erase(0, end + 1);
+    return line;
+}
+
+std::string Process::ask(const std::string& line)
+{
+    tell(line);
+    return hear();
+}
+
+void Process::endInput()
+{
+    close(std::exchange(input, -1));
+}
+
+void Process::signal(int number) const
+{
+    ::kill(process, number);
+}
+
+int Process::wait()
+{
+    if (!gone)
+    {
+        const int handle =
+            static_cast<int>(syscall(SYS_pidfd_open, process, 0));
+        const bool ended = handle >= 0 && readable(handle);
+        close(handle);
+        if (!ended)
+        {
+            throw std::runtime_error("the program does not end: " + errors());
+        }
+        waitpid(process, &status, 0);
+        gone = true;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+void Process::kill()
+{
+    if (!gone)
+    {
+        signal(SIGKILL);
+        wait();
+    }
+}
+
+std::string Process::errors() const
+{
+    std::string text;
+    std::array<char, 4096> part{};
+    off_t at = 0;
+    ssize_t got = 0;
+    while ((got = pread(standardError, part.data(), part.size(), at)) > 0)
+    {
+        text.append(part.data(), got);
+        at += got;
+    }
+    return text;
+}
+
+std::string Process::output()
+{
+    while (readMore())
+    {}
+    return std::exchange(heard, {});
+}
+
+std::string outputOf(const std::vector<std::string>& command,
+                     const std::vector<std::string>& environment)
+{
+    Process program(command, environment);
+    std::string output = program.output();
+    if (const int status = program.wait(); status != 0)
+    {
+        throw std::runtime_error(command.front() + " exits with " +
+                                 std::to_string(status) + ": " +
+                                 program.errors() + output);
+    }
+    return output;
+}
+
+} // namespace healthintf::test

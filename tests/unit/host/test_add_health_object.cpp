@@ -1,0 +1,33 @@
+#include "child.hpp"
+
+#include <platform/data_abstraction/healthmgr.hpp>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace
+{
+
+// What arrives at the other end needs a bus: tests/bus/ has that.
+
+TEST(AddHealthObject, ReportsThatThereIsNoBus)
+{
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+    setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+    std::string errors;
+    EXPECT_EQ(healthintf::test::inChild(
+                  [] {
+                      return DataAbstraction::Healthmgr::AddHealthObject(
+                                 "com.example", "/com/example", "/a") > 0
+                                 ? 0
+                                 : 1;
+                  },
+                  &errors),
+              0);
+    EXPECT_THAT(errors, testing::HasSubstr("unable to ask com.example for the "
+                                           "health node /a: No such file"));
+}
+
+} // namespace

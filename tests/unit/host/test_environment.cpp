@@ -1,0 +1,352 @@
+#include "child.hpp"
+#include "data_cache/environment.hpp"
+#include "temporary_folder.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+
+#include <sched.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+namespace healthintf::host
+{
+namespace
+{
+
+using test::Child;
+using test::inChild;
+using testing::HasSubstr;
+
+constexpr std::size_t capacity = 4UL << 20;
+
+void put(const Environment& environment, std::string key, std::string value)
+{
+    Transaction transaction(environment.get(), Transaction::Kind::write);
+    MDB_val k{key.size(), key.data()};
+    MDB_val v{value.size(), value.data()};
+    checkLmdb("mdb_put",
+              mdb_put(transaction.get(), environment.table(), &k, &v, 0));
+    transaction.commit();
+}
+
+bool has(const Environment& environment, std::string key)
+{
+    const Transaction transaction(environment.get(), Transaction::Kind::read);
+    Cursor cursor(transaction.get(), environment.table());
+    return cursor.find({key.size(), key.data()});
+}
+
+class DataCacheFolder : public testing::Test
+{
+  protected:
+    /** A process that has the folder open and put a record there. */
+    Child user(const std::string& key)
+    {
+        return Child([this, key](const Child::Parent& parent) {
+            const Environment environment(path, capacity);
+            put(environment, key, "value");
+            parent.tell("open");
+            Child::Parent::waitForever();
+            return 0;
+        });
+    }
+
+    test::TemporaryFolder folder;
+    std::filesystem::path path = folder.path() / "deep" / "datacache";
+};
+
+TEST_F(DataCacheFolder, IsMadeWhenItIsNotThere)
+{
+    EXPECT_EQ(inChild([this] {
+                  const Environment environment(path, capacity);
+                  put(environment, "key", "value");
+                  return has(environment, "key") ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(DataCacheFolder, IsSharedWithWhoeverHasItOpen)
+{
+    Child other = user("key");
+    other.hear();
+    EXPECT_EQ(inChild([this] {
+                  const Environment environment(path, capacity);
+                  return has(environment, "key") ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(DataCacheFolder, KeepsWhatAKilledUserLeftWhileOthersUseIt)
+{
+    Child other = user("other");
+    other.hear();
+    Child killed = user("killed");
+    killed.hear();
+    killed.kill();
+    EXPECT_EQ(inChild([this] {
+                  const Environment environment(path, capacity);
+                  return has(environment, "killed") ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(DataCacheFolder, StartsEmptyWhenNobodyUsesIt)
+{
+    Child killed = user("key");
+    killed.hear();
+    killed.kill();
+    EXPECT_EQ(inChild([this] {
+                  const Environment environment(path, capacity);
+                  return has(environment, "key") ? 1 : 0;
+              }),
+              0);
+}
+
+TEST_F(DataCacheFolder, IsSetAsideAndMadeAnewWhenItIsDamaged)
+{
+    std::filesystem::create_directories(path);
+    folder.write("deep/datacache/data.mdb", std::string(8192, 'x'));
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [this] {
+                      const Environment environment(path, capacity);
+                      put(environment, "key", "value");
+                      return has(environment, "key") ? 0 : 1;
+                  },
+                  &errors),
+              0);
+    EXPECT_THAT(errors, HasSubstr("is damaged or of another version: it was "
+                                  "set aside as"));
+    EXPECT_EQ(std::filesystem::file_size(path / "data.mdb.damaged"), 8192u);
+}
+
+TEST_F(DataCacheFolder, IsMadeAnewWhenItsFilesAreCutShort)
+{
+    for (const std::size_t size : {0UL, 1UL, 100UL, 4096UL})
+    {
+        std::filesystem::create_directories(path);
+        folder.write("deep/datacache/data.mdb", std::string(size, '\0'));
+        folder.write("deep/datacache/lock.mdb", std::string(size, '\1'));
+        std::string errors;
+        EXPECT_EQ(inChild(
+                      [this] {
+                          const Environment environment(path, capacity);
+                          put(environment, "key", "value");
+                          return has(environment, "key") ? 0 : 1;
+                      },
+                      &errors),
+                  0)
+            << size << ": " << errors;
+    }
+}
+
+TEST_F(DataCacheFolder, RefusesAnotherVersionThatIsInUse)
+{
+    Child other([this](const Child::Parent& parent) {
+        const Environment environment(path, capacity);
+        put(environment, "version", std::string("\x63\0\0\0", 4));
+        parent.tell("open");
+        Child::Parent::waitForever();
+        return 0;
+    });
+    other.hear();
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [this] {
+                      const Environment environment(path, capacity);
+                      return 0;
+                  },
+                  &errors),
+              125);
+    EXPECT_THAT(errors, HasSubstr("is in use in version 99 and this program "
+                                  "needs version 1: restart every process "
+                                  "that uses it"));
+}
+
+TEST_F(DataCacheFolder, ReportsWhatItCannotMake)
+{
+    folder.write("file", "");
+    EXPECT_THROW(Environment(folder.path() / "file" / "below", capacity),
+                 std::system_error);
+}
+
+TEST_F(DataCacheFolder, ReportsAFolderThatItMayNotWriteTo)
+{
+    if (geteuid() != 0)
+    {
+        GTEST_SKIP() << "needs root, to become another user";
+    }
+    std::filesystem::create_directories(path);
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [this] {
+                      constexpr uid_t nobody = 65534;
+                      if (setgid(nobody) != 0 || setuid(nobody) != 0)
+                      {
+                          return 1;
+                      }
+                      const Environment environment(path, capacity);
+                      return 0;
+                  },
+                  &errors),
+              125);
+    EXPECT_THAT(errors, HasSubstr("Permission denied"));
+}
+
+TEST_F(DataCacheFolder, GivesAnErrorCodeWhenItIsFull)
+{
+    EXPECT_EQ(
+        inChild([this] {
+            const Environment environment(path, 1UL << 20);
+            try
+            {
+                for (int i = 0;; ++i)
+                {
+                    put(environment, std::to_string(i), std::string(1000, 'x'));
+                }
+            }
+            catch (const LmdbError& e)
+            {
+                // What is there can still be read.
+                return e.code() == MDB_MAP_FULL && has(environment, "0") ? 0
+                                                                         : 1;
+            }
+        }),
+        0);
+}
+
+TEST_F(DataCacheFolder, TakesItsSizeFromTheFirstUser)
+{
+    Child first([this](const Child::Parent& parent) {
+        const Environment environment(path, 8UL << 20);
+        parent.tell("open");
+        Child::Parent::waitForever();
+        return 0;
+    });
+    first.hear();
+    EXPECT_EQ(inChild([this] {
+                  const Environment environment(path, 1UL << 20);
+                  MDB_envinfo info{};
+                  mdb_env_info(environment.get(), &info);
+                  return info.me_mapsize == (8UL << 20) + Environment::reserve
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+/** Runs work on a filesystem of so many bytes.
+ *
+ *  @return 77 where none can be mounted */
+int onSmallFilesystem(const std::filesystem::path& at, const char* options,
+                      const std::function<int()>& work)
+{
+    constexpr int cannot = 77;
+    return inChild([&] {
+        if (unshare(CLONE_NEWNS) != 0 ||
+            mount("none", "/", "", MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            mount("tmpfs", at.c_str(), "tmpfs", 0, options) != 0)
+        {
+            return cannot;
+        }
+        return work();
+    });
+}
+
+TEST_F(DataCacheFolder, GivesAnErrorWhenItsFilesystemIsFull)
+{
+    const int status = onSmallFilesystem(folder.path(), "size=256k", [this] {
+        const Environment environment(path, capacity);
+        try
+        {
+            for (int i = 0;; ++i)
+            {
+                put(environment, std::to_string(i), std::string(1000, 'x'));
+            }
+        }
+        catch (const LmdbError& e)
+        {
+            return e.code() == ENOSPC && has(environment, "0") ? 0 : 1;
+        }
+    });
+    if (status == 77)
+    {
+        GTEST_SKIP() << "no filesystem can be mounted here";
+    }
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(DataCacheFolder, GivesAnErrorWhenThereIsNoRoomToOpenIt)
+{
+    for (const char* options : {"size=4k", "size=16k", "size=40k", "size=44k"})
+    {
+        const int status = onSmallFilesystem(folder.path(), options, [this] {
+            try
+            {
+                const Environment environment(path, capacity);
+                return 1;
+            }
+            catch (const std::system_error& e)
+            {
+                return e.code().value() == ENOSPC ? 0 : 2;
+            }
+            catch (const LmdbError& e)
+            {
+                return e.code() == ENOSPC ? 0 : 3;
+            }
+        });
+        if (status == 77)
+        {
+            GTEST_SKIP() << "no filesystem can be mounted here";
+        }
+        EXPECT_EQ(status, 0) << options;
+    }
+}
+
+TEST_F(DataCacheFolder, SurvivesUsersThatAreKilledAtAnyInstant)
+{
+    Child keeper = user("keeper");
+    keeper.hear();
+    for (int round = 0; round < 40; ++round)
+    {
+        Child writer([this, round](const Child::Parent& parent) {
+            const Environment environment(path, capacity);
+            parent.tell("open");
+            for (int i = 0;; ++i)
+            {
+                put(environment, std::to_string((i * 7 + round) % 300),
+                    std::string(200 + (i % 500), 'x'));
+            }
+            return 0;
+        });
+        writer.hear();
+        Child reader([this](const Child::Parent& parent) {
+            const Environment environment(path, capacity);
+            parent.tell("open");
+            for (;;)
+            {
+                has(environment, "1");
+            }
+            return 0;
+        });
+        reader.hear();
+        writer.kill();
+        reader.kill();
+    }
+    EXPECT_EQ(inChild([this] {
+                  const Environment environment(path, capacity);
+                  put(environment, "after", "value");
+                  return has(environment, "after") && has(environment, "keeper")
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+} // namespace
+} // namespace healthintf::host

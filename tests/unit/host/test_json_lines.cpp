@@ -1,0 +1,65 @@
+#include "message_registry/json_lines.hpp"
+
+#include <gtest/gtest.h>
+
+namespace healthintf::host
+{
+namespace
+{
+
+constexpr std::string_view text = R"({
+  "Title": "Messages: all",
+  "Messages": {
+    "One": {
+      "Text": "One",
+      "Count": 1
+    },
+    "Two":
+      { "Count" : 2 }
+  }
+})";
+
+TEST(JsonLines, CountFromOne)
+{
+    EXPECT_EQ(lineOfByte(text, 0), 1u);
+    EXPECT_EQ(lineOfByte(text, 2), 2u);
+    EXPECT_EQ(lineOfByte("", 5), 1u);
+    EXPECT_EQ(lineOfByte(text, 100000), 11u);
+}
+
+TEST(JsonLines, AreFoundByTheKeysAbove)
+{
+    EXPECT_EQ(lineOfKeys(text, {"Messages"}), 3u);
+    EXPECT_EQ(lineOfKeys(text, {"Messages", "One", "Count"}), 6u);
+    EXPECT_EQ(lineOfKeys(text, {"Messages", "Two", "Count"}), 9u);
+}
+
+TEST(JsonLines, TakeNoTextForAKey)
+{
+    EXPECT_EQ(lineOfKeys(R"({"a": "b",
+"b": 1})",
+                         {"b"}),
+              2u);
+}
+
+TEST(JsonLines, AreLookedForWithinTheKeysAbove)
+{
+    EXPECT_EQ(lineOfKeys(text, {"Messages", "One", "Two"}), 4u);
+    EXPECT_EQ(lineOfKeys(text, {"Title", "Count"}), 2u);
+    EXPECT_EQ(lineOfKeys(R"({"a": {"t": "}\"{"},
+"b": {"c": 1}})",
+                         {"a", "c"}),
+              1u);
+}
+
+TEST(JsonLines, AreThoseOfTheLastKeyThatIsThere)
+{
+    EXPECT_EQ(lineOfKeys(text, {"Messages", "Two", "Missing"}), 8u);
+    EXPECT_EQ(lineOfKeys(text, {"Missing"}), 1u);
+    EXPECT_EQ(lineOfKeys(text, {}), 1u);
+    EXPECT_EQ(lineOfKeys("\"cut", {"cut"}), 1u);
+    EXPECT_EQ(lineOfKeys("\n\"cut\"", {"cut"}), 1u);
+}
+
+} // namespace
+} // namespace healthintf::host

@@ -1,0 +1,81 @@
+#include "child.hpp"
+#include "dlog/log_sink.hpp"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+
+namespace healthintf::host
+{
+namespace
+{
+
+using test::inChild;
+
+const LogRecord example{.level = 1,
+                        .module = 271,
+                        .text = "file.1.function: text",
+                        .file = "file",
+                        .line = 1,
+                        .function = "function"};
+
+TEST(LogAsText, IsOneLineWithProgramAndLevel)
+{
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    EXPECT_EQ(writeAsText(ends[1], example), 0);
+    close(ends[1]);
+    std::array<char, 200> text{};
+    ASSERT_GT(read(ends[0], text.data(), text.size() - 1), 0);
+    close(ends[0]);
+    EXPECT_EQ(std::string(text.data()),
+              std::string(program_invocation_short_name) +
+                  ": error: file.1.function: text\n");
+}
+
+TEST(LogAsText, ReportsAFailure)
+{
+    EXPECT_EQ(writeAsText(-1, example), -EBADF);
+}
+
+TEST(LogToTheJournal, TakesARecordWithOrWithoutOrigin)
+{
+    // Without a journal the call is still a success.
+    EXPECT_EQ(writeToJournal(example), 0);
+    LogRecord plain = example;
+    plain.file.clear();
+    EXPECT_EQ(writeToJournal(plain), 0);
+}
+
+TEST(StandardError, IsTheJournalWhenItIsTheStreamOfTheEnvironment)
+{
+    EXPECT_EQ(inChild([] {
+                  struct stat status
+                  {};
+                  fstat(STDERR_FILENO, &status);
+                  setenv("JOURNAL_STREAM",
+                         (std::to_string(status.st_dev) + ":" +
+                          std::to_string(status.st_ino))
+                             .c_str(),
+                         1);
+                  return standardErrorIsJournal() ? 0 : 1;
+              }),
+              0);
+}
+
+TEST(StandardError, IsNotTheJournalOtherwise)
+{
+    setenv("JOURNAL_STREAM", "1:2", 1);
+    EXPECT_FALSE(standardErrorIsJournal());
+    unsetenv("JOURNAL_STREAM");
+    EXPECT_FALSE(standardErrorIsJournal());
+}
+
+} // namespace
+} // namespace healthintf::host

@@ -1,0 +1,155 @@
+#include "message_registry/message_catalog.hpp"
+#include "temporary_folder.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace healthintf::host
+{
+namespace
+{
+
+using testing::HasSubstr;
+
+RegistryFile registry(const std::string& prefix, const std::string& version,
+                      const std::string& key, const std::string& text,
+                      const std::string& language = "en")
+{
+    return {.prefix = prefix,
+            .version = version,
+            .language = language,
+            .messages = {{key,
+                          {.severity = MessageSeverity::critical,
+                           .text = text,
+                           .arguments = 0}}},
+            .problems = {}};
+}
+
+std::string textOf(const MessageCatalog& catalog, const std::string& id,
+                   const std::string& language = "en")
+{
+    const Message* message = catalog.find(id, language);
+    return message == nullptr ? "none" : message->text;
+}
+
+TEST(Versions, AreComparedNumberByNumber)
+{
+    EXPECT_TRUE(isNewer("1.10.0", "1.9.5"));
+    EXPECT_FALSE(isNewer("1.9.5", "1.10.0"));
+    EXPECT_TRUE(isNewer("2", "1.9"));
+    EXPECT_TRUE(isNewer("1.0.1", "1.0"));
+    EXPECT_FALSE(isNewer("1.0.0", "1"));
+    EXPECT_FALSE(isNewer("1.2.3", "1.2.3"));
+    EXPECT_FALSE(isNewer("x", "1"));
+}
+
+TEST(MessageCatalogEntries, AreFoundByEveryFormOfTheirIdentifier)
+{
+    MessageCatalog catalog;
+    catalog.add(registry("Fan", "1.2.3", "Failed", "text"));
+    for (const char* id :
+         {"Failed", "Fan.Failed", "Fan.1.2.Failed", "Fan.1.2.3.Failed"})
+    {
+        EXPECT_EQ(textOf(catalog, id), "text") << id;
+    }
+    for (const char* id : {"failed", "Fan.1.Failed", "Fan.1.3.Failed",
+                           "Other.Failed", "Fan.", ""})
+    {
+        EXPECT_EQ(textOf(catalog, id), "none") << id;
+    }
+}
+
+TEST(MessageCatalogEntries, AreFoundInTheirLanguage)
+{
+    MessageCatalog catalog;
+    catalog.add(registry("Fan", "1.0.0", "Failed", "failed"));
+    catalog.add(registry("Fan", "1.0.0", "Failed", "ausgefallen", "de"));
+    EXPECT_EQ(textOf(catalog, "Failed"), "failed");
+    EXPECT_EQ(textOf(catalog, "Failed", "de"), "ausgefallen");
+    EXPECT_EQ(textOf(catalog, "Failed", "fr"), "none");
+}
+
+TEST(MessageCatalogEntries, AreOfTheNewestVersionWhenNoneIsNamed)
+{
+    MessageCatalog catalog;
+    catalog.add(registry("Fan", "1.9.0", "Failed", "old"));
+    catalog.add(registry("Fan", "1.10.0", "Failed", "new"));
+    catalog.add(registry("Fan", "1.2.0", "Failed", "oldest"));
+    EXPECT_EQ(textOf(catalog, "Failed"), "new");
+    EXPECT_EQ(textOf(catalog, "Fan.Failed"), "new");
+    EXPECT_EQ(textOf(catalog, "Fan.1.9.Failed"), "old");
+    EXPECT_EQ(textOf(catalog, "Fan.1.2.0.Failed"), "oldest");
+}
+
+TEST(MessageCatalogEntries, AreOfTheFirstRegistryWhenSeveralHaveTheKey)
+{
+    MessageCatalog catalog;
+    catalog.add(registry("Fan", "1.0.0", "Failed", "fan"));
+    catalog.add(registry("Disk", "9.0.0", "Failed", "disk"));
+    EXPECT_EQ(textOf(catalog, "Failed"), "fan");
+    EXPECT_EQ(textOf(catalog, "Disk.Failed"), "disk");
+}
+
+class MessageCatalogFolders : public testing::Test
+{
+  protected:
+    static std::string content(const std::string& prefix,
+                               const std::string& text)
+    {
+        return R"({"RegistryPrefix": ")" + prefix +
+               R"(", "RegistryVersion": "1.0.0", "Language": "en",
+"Messages": {"Failed": {"Message": ")" +
+               text +
+               R"(", "MessageSeverity": "Critical", "NumberOfArgs": 0}}})";
+    }
+
+    test::TemporaryFolder folder;
+};
+
+TEST_F(MessageCatalogFolders, AreReadInTheOrderOfFoldersAndNames)
+{
+    folder.write("one/b.json", content("Second", "b"));
+    folder.write("one/a.json", content("First", "a"));
+    folder.write("two/0.json", content("Third", "0"));
+    folder.write("two/read.me", "no registry");
+    const MessageCatalog catalog =
+        MessageCatalog::load({folder.path() / "one", folder.path() / "missing",
+                              folder.path() / "two"});
+    EXPECT_EQ(textOf(catalog, "Failed"), "a");
+    EXPECT_EQ(textOf(catalog, "Second.Failed"), "b");
+    EXPECT_EQ(textOf(catalog, "Third.Failed"), "0");
+}
+
+TEST_F(MessageCatalogFolders, LoseNothingToABadFile)
+{
+    folder.write("a.json", "{\n\"RegistryPrefix\"");
+    folder.write("b.json", content("Good", "b"));
+    folder.write("c.json", R"({"RegistryPrefix": "Half",
+"RegistryVersion": "1.0.0", "Language": "en", "Messages": {
+"Bad": {"Message": 5},
+"Fine": {"Message": "fine", "MessageSeverity": "OK", "NumberOfArgs": 0}}})");
+    std::filesystem::create_directory(folder.path() / "d.json");
+    testing::internal::CaptureStderr();
+    const MessageCatalog catalog = MessageCatalog::load({folder.path()});
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(textOf(catalog, "Good.Failed"), "b");
+    EXPECT_EQ(textOf(catalog, "Half.Fine"), "fine");
+    EXPECT_EQ(catalog.size(), 4u + 4u);
+    EXPECT_THAT(log, HasSubstr("a.json: line 2: no valid JSON: file left "
+                               "out"));
+    EXPECT_THAT(log, HasSubstr("c.json: line 3: Bad: Message is no text: "
+                               "message left out"));
+    EXPECT_THAT(log, HasSubstr("d.json: "));
+}
+
+TEST_F(MessageCatalogFolders, ThatCannotBeReadAreReported)
+{
+    const auto file = folder.write("file", "");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(MessageCatalog::load({file}).size(), 0u);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("unable to read the folder"));
+}
+
+} // namespace
+} // namespace healthintf::host

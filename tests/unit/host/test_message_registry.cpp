@@ -1,0 +1,162 @@
+#include "child.hpp"
+#include "temporary_folder.hpp"
+
+#include <platform/message_registry.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+using healthintf::test::inChild;
+
+/** The registry reads its folders once in a process's life. */
+class MessageRegistry : public testing::Test
+{
+  protected:
+    MessageRegistry()
+    {
+        folder.write("one/fan.json", R"({
+"RegistryPrefix": "Fan", "RegistryVersion": "1.0.0", "Language": "en",
+"Messages": {
+"Failed": {"Message": "Fan %1 in %2 failed.", "MessageSeverity": "Critical",
+           "NumberOfArgs": 2},
+"Long": {"Message": "%1", "MessageSeverity": "Warning", "NumberOfArgs": 1},
+"Fine": {"Message": "Fine.", "MessageSeverity": "OK", "NumberOfArgs": 0}}})");
+        setenv("HEALTHINTF_REGISTRY_PATH",
+               (":" + (folder.path() / "missing").string() +
+                "::" + (folder.path() / "one").string())
+                   .c_str(),
+               1);
+    }
+
+    static int get(const char* id, std::string arguments,
+                   std::vector<char>& content)
+    {
+        arguments.append(MSGREG_MAX_ARGUMENTS, '\0');
+        content.assign(MSGREG_CONTENT_SIZE, '\0');
+        return MsgRegGetContentWNByMsgID(id, "en", arguments.c_str(),
+                                         content.data());
+    }
+
+    static uint32_t severity(const std::vector<char>& content)
+    {
+        uint32_t value = 0;
+        std::memcpy(&value, content.data() + MSGREG_CONTENT_SEVERITY_OFFSET,
+                    sizeof(value));
+        return value;
+    }
+
+    static std::string text(const std::vector<char>& content)
+    {
+        return content.data() + MSGREG_CONTENT_TEXT_OFFSET;
+    }
+
+    healthintf::test::TemporaryFolder folder;
+};
+
+TEST_F(MessageRegistry, GivesSeverityAndTextWithItsArguments)
+{
+    EXPECT_EQ(inChild([] {
+                  std::vector<char> content;
+                  using namespace std::string_literals;
+                  return get("Fan.1.0.Failed", "7\0rear\0"s, content) == 0 &&
+                                 severity(content) == 1 &&
+                                 text(content) == "Fan 7 in rear failed."
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+TEST_F(MessageRegistry, NumbersTheSeverities)
+{
+    EXPECT_EQ(inChild([] {
+                  std::vector<char> content;
+                  int sum = 0;
+                  for (const char* id : {"Failed", "Long", "Fine"})
+                  {
+                      get(id, "", content);
+                      sum = sum * 10 + static_cast<int>(severity(content));
+                  }
+                  return sum;
+              }),
+              123);
+}
+
+TEST_F(MessageRegistry, ReadsMissingArgumentsAsEmpty)
+{
+    EXPECT_EQ(inChild([] {
+                  std::vector<char> content;
+                  return get("Failed", "", content) == 0 &&
+                                 text(content) == "Fan  in  failed."
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+TEST_F(MessageRegistry, CutsALongTextToTheRecord)
+{
+    EXPECT_EQ(inChild([] {
+                  std::vector<char> content;
+                  constexpr std::size_t room =
+                      MSGREG_CONTENT_SIZE - MSGREG_CONTENT_TEXT_OFFSET - 1;
+                  std::string argument(room - 1, 'x');
+                  argument += "\xE2\x82\xAC";
+                  return get("Long", argument, content) == 0 &&
+                                 text(content) == argument.substr(0, room - 1)
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+TEST_F(MessageRegistry, ReportsAMessageThatItDoesNotHave)
+{
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [] {
+                      std::vector<char> content;
+                      return get("Other", "", content);
+                  },
+                  &errors),
+              ENOENT);
+    EXPECT_THAT(errors, testing::HasSubstr("no message Other in any registry "
+                                           "of language en"));
+}
+
+TEST_F(MessageRegistry, RefusesNullArguments)
+{
+    std::vector<char> content(MSGREG_CONTENT_SIZE);
+    EXPECT_EQ(MsgRegGetContentWNByMsgID(nullptr, "en", "", content.data()),
+              EINVAL);
+    EXPECT_EQ(MsgRegGetContentWNByMsgID("a", nullptr, "", content.data()),
+              EINVAL);
+    EXPECT_EQ(MsgRegGetContentWNByMsgID("a", "en", nullptr, content.data()),
+              EINVAL);
+    EXPECT_EQ(MsgRegGetContentWNByMsgID("a", "en", "", nullptr), EINVAL);
+}
+
+TEST_F(MessageRegistry, LooksInTheSystemsFoldersWhenNoOthersAreNamed)
+{
+    unsetenv("HEALTHINTF_REGISTRY_PATH");
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [] {
+                      std::vector<char> content;
+                      return get("Fan.Failed", "", content);
+                  },
+                  &errors),
+              ENOENT);
+}
+
+} // namespace

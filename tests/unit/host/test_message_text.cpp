@@ -1,0 +1,56 @@
+#include "message_registry/message_text.hpp"
+
+#include <gtest/gtest.h>
+
+namespace healthintf::host
+{
+namespace
+{
+
+TEST(FillArguments, PutsEachInItsPlaces)
+{
+    EXPECT_EQ(fillArguments("%2 before %1, and %1 again", {"a", "b"}),
+              "b before a, and a again");
+    EXPECT_EQ(fillArguments("%10%1", {"1", "2", "3", "4", "5", "6", "7", "8",
+                                      "9", "ten"}),
+              "ten1");
+}
+
+TEST(FillArguments, LeavesNothingOfAPlaceholderWithoutArgument)
+{
+    EXPECT_EQ(fillArguments("a%1b%2c", {"x"}), "axbc");
+    EXPECT_EQ(fillArguments("%99999999", {}), "");
+}
+
+TEST(FillArguments, KeepsOtherPercentSigns)
+{
+    EXPECT_EQ(fillArguments("100% of %1%", {"x"}), "100% of x%");
+    EXPECT_EQ(fillArguments("%0 %-1 %s", {"x"}), "%0 %-1 %s");
+    EXPECT_EQ(fillArguments("%99999999999999999999999", {"x"}),
+              "%99999999999999999999999");
+}
+
+TEST(FillArguments, FillsNothingIntoArguments)
+{
+    EXPECT_EQ(fillArguments("%1 %2", {"%2", "x"}), "%2 x");
+}
+
+TEST(TruncateUtf8, KeepsAShortText)
+{
+    EXPECT_EQ(truncateUtf8("text", 4), "text");
+    EXPECT_EQ(truncateUtf8("", 0), "");
+}
+
+TEST(TruncateUtf8, EndsBeforeACharacterThatDoesNotFit)
+{
+    EXPECT_EQ(truncateUtf8("text", 3), "tex");
+    const std::string euro = "a\xE2\x82\xAC";
+    EXPECT_EQ(truncateUtf8(euro + "b", 4), euro);
+    EXPECT_EQ(truncateUtf8(euro + "b", 3), "a");
+    EXPECT_EQ(truncateUtf8(euro + "b", 2), "a");
+    EXPECT_EQ(truncateUtf8(euro + "b", 1), "a");
+    EXPECT_EQ(truncateUtf8(euro + "b", 0), "");
+}
+
+} // namespace
+} // namespace healthintf::host

@@ -1,0 +1,198 @@
+#include "config.hpp"
+#include "temporary_folder.hpp"
+
+#include <gtest/gtest.h>
+
+namespace healthintf::hostmon
+{
+namespace
+{
+
+using std::chrono::milliseconds;
+
+const std::string host = "/com/vexa/olvar/health/host";
+
+Config parse(const std::string& text)
+{
+    return parseConfig(text, "file.toml");
+}
+
+std::string errorOf(const std::string& text)
+{
+    try
+    {
+        parse(text);
+    }
+    catch (const ConfigError& e)
+    {
+        return e.what();
+    }
+    return "read";
+}
+
+TEST(ConfigText, DescribesEveryKindOfWatch)
+{
+    const Config config = parse(R"(
+interval = 0.5
+[[filesystem]]
+path = "/var"
+warning = 80
+critical = 90.5
+hysteresis = 1
+[[memory]]
+warning = 20
+critical = 10
+[[load]]
+minutes = 1
+warning = 2
+critical = 4
+[[pressure]]
+resource = "io"
+seconds = 10
+warning = 5
+critical = 50
+[[temperature]]
+sensor = "chip/temp1"
+warning = 80
+critical = 90
+[[process]]
+name = "sshd"
+[[process]]
+pidfile = "/run/x.pid"
+severity = "warning"
+)");
+    EXPECT_EQ(config.interval, milliseconds(500));
+    ASSERT_EQ(config.watches.size(), 7u);
+    const auto& w = config.watches;
+    EXPECT_EQ(std::get<Filesystem>(w[0].subject).path, "/var");
+    EXPECT_EQ(w[0].limits.direction, Direction::above);
+    EXPECT_EQ(w[0].limits.warning, 80);
+    EXPECT_EQ(w[0].limits.critical, 90.5);
+    EXPECT_EQ(w[0].limits.hysteresis, 1);
+    EXPECT_EQ(w[0].component, host + "/filesystem");
+    EXPECT_TRUE(std::holds_alternative<Memory>(w[1].subject));
+    EXPECT_EQ(w[1].limits.direction, Direction::below);
+    EXPECT_EQ(w[1].limits.hysteresis, 2) << "the usual one";
+    EXPECT_EQ(std::get<Load>(w[2].subject).minutes, 1);
+    EXPECT_EQ(std::get<Pressure>(w[3].subject).resource, "io");
+    EXPECT_EQ(std::get<Pressure>(w[3].subject).seconds, 10);
+    EXPECT_EQ(std::get<Temperature>(w[4].subject).sensor, "chip/temp1");
+    EXPECT_EQ(std::get<ProcessAlive>(w[5].subject).name, "sshd");
+    EXPECT_EQ(LevelTracker(w[5].limits).next(0), Level::critical);
+    EXPECT_EQ(LevelTracker(w[5].limits).next(1), Level::ok);
+    EXPECT_EQ(std::get<ProcessAlive>(w[6].subject).pidfile, "/run/x.pid");
+    EXPECT_EQ(LevelTracker(w[6].limits).next(0), Level::warning);
+}
+
+TEST(ConfigText, HasUsualValues)
+{
+    const Config config = parse(R"([[temperature]]
+warning = 80
+critical = 90)");
+    EXPECT_EQ(config.interval, milliseconds(5000));
+    EXPECT_EQ(std::get<Temperature>(config.watches[0].subject).sensor, "*");
+}
+
+TEST(ConfigText, PutsComponentsWhereItIsTold)
+{
+    const Config config = parse(R"(
+component = "/com/vexa/olvar/health/rack"
+[[memory]]
+warning = 20
+critical = 10
+[[memory]]
+component = "/com/vexa/olvar/health/other/memory"
+warning = 20
+critical = 10
+)");
+    EXPECT_EQ(config.watches[0].component,
+              "/com/vexa/olvar/health/rack/memory");
+    EXPECT_EQ(config.watches[1].component,
+              "/com/vexa/olvar/health/other/memory");
+}
+
+TEST(ConfigText, NamesFileLineAndKeyOfWhatIsWrong)
+{
+    EXPECT_EQ(errorOf("\ninterval = 0"),
+              "file.toml:2: interval: must be a number from 0.1 to 86400");
+    EXPECT_EQ(errorOf("speed = 1"), "file.toml:1: speed: is no known key");
+    EXPECT_EQ(errorOf("[[memory]]\nwarning = 5\ncritical = 6"),
+              "file.toml:3: memory.critical: must not be above warning");
+    EXPECT_EQ(errorOf("[[load]]\nwarning = 5\ncritical = 4"),
+              "file.toml:3: load.critical: must not be below warning");
+    EXPECT_EQ(errorOf("[[memory]]\n\nwarning = 200"),
+              "file.toml:3: memory.warning: must be a number from 0 to 100");
+    EXPECT_EQ(errorOf("\n[[memory]]\nwarning = 2"),
+              "file.toml:2: memory.critical: must be a number from 0 to 100");
+    EXPECT_EQ(errorOf("[[memory]]\nwarning = 9\ncritical = 1\nsize = 1"),
+              "file.toml:4: memory.size: is no known key");
+    EXPECT_EQ(errorOf("memory = 5"),
+              "file.toml:1: memory: must be written [[memory]]");
+    EXPECT_EQ(errorOf("[memory]\nwarning = 9"),
+              "file.toml:1: memory: must be written [[memory]]");
+    EXPECT_EQ(errorOf("[[filesystem]]\npath = \"var\""),
+              "file.toml:2: filesystem.path: must begin with a slash");
+    EXPECT_EQ(errorOf("[[filesystem]]\nwarning = 1"),
+              "file.toml:1: filesystem.path: must be a text");
+    EXPECT_EQ(errorOf("[[process]]\nname = \"a\"\npidfile = \"b\""),
+              "file.toml:2: process.name: give either name or pidfile");
+    EXPECT_EQ(errorOf("[[process]]\nseverity = \"critical\""),
+              "file.toml:1: process.name: give either name or pidfile");
+    EXPECT_EQ(errorOf("[[process]]\nname = \"a\"\nseverity = \"bad\""),
+              "file.toml:3: process.severity: must be one of \"critical\", "
+              "\"warning\"");
+    EXPECT_EQ(errorOf("component = \"/elsewhere\""),
+              "file.toml:1: component: must be an object path below "
+              "/com/vexa/olvar/health");
+    EXPECT_EQ(errorOf("component = \"/com/vexa/olvar/health/a b\""),
+              "file.toml:1: component: must be an object path below "
+              "/com/vexa/olvar/health");
+}
+
+TEST(ConfigText, MustWatchSomething)
+{
+    EXPECT_EQ(errorOf(""), "file.toml:1: there is nothing to watch");
+    EXPECT_EQ(errorOf("memory = []"),
+              "file.toml:1: memory: must be written [[memory]]");
+}
+
+TEST(ConfigText, MustBeToml)
+{
+    EXPECT_EQ(errorOf("a = 1\nb =\n").substr(0, 13), "file.toml:2: ");
+    EXPECT_EQ(errorOf("\xFF").substr(0, 13), "file.toml:1: ");
+}
+
+TEST(ConfigFile, IsReadFromItsPath)
+{
+    const test::TemporaryFolder folder;
+    const auto file =
+        folder.write("a.toml", "[[memory]]\nwarning = 9\ncritical = 1\n");
+    EXPECT_EQ(loadConfig(file).watches.size(), 1u);
+}
+
+TEST(ConfigFile, IsNamedWhenItCannotBeRead)
+{
+    const auto error = [](const std::string& path) -> std::string {
+        try
+        {
+            loadConfig(path);
+        }
+        catch (const ConfigError& e)
+        {
+            return e.what();
+        }
+        return "read";
+    };
+    EXPECT_EQ(error("/nonexistent/a.toml"),
+              "/nonexistent/a.toml: unable to read it: No such file or "
+              "directory");
+    EXPECT_EQ(error("/tmp"), "/tmp: unable to read it: Is a directory");
+}
+
+TEST(ConfigFile, ThatComesWithTheProjectIsSound)
+{
+    EXPECT_GE(loadConfig(SHIPPED_CONFIG).watches.size(), 6u);
+}
+
+} // namespace
+} // namespace healthintf::hostmon

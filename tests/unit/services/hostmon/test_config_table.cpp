@@ -1,0 +1,133 @@
+#include "config.hpp"
+#include "config_table.hpp"
+
+#include <gtest/gtest.h>
+
+namespace healthintf::hostmon
+{
+namespace
+{
+
+class ConfigTableText : public testing::Test
+{
+  protected:
+    template <typename Read>
+    std::string errorOf(Read&& read)
+    {
+        try
+        {
+            read();
+        }
+        catch (const ConfigError& e)
+        {
+            return e.what();
+        }
+        return "read";
+    }
+
+    toml::table parsed = toml::parse(R"(number = 5
+text = "word"
+empty = ""
+half = 0.5
+truth = true
+)");
+    ConfigTable table{parsed, "f", "t"};
+};
+
+TEST_F(ConfigTableText, GivesNumbersWithinTheirRange)
+{
+    EXPECT_EQ(table.number("number", 0, 5), 5);
+    EXPECT_EQ(table.number("half", 0, 5), 0.5);
+    EXPECT_EQ(table.number("missing", 0, 5, 3), 3);
+    EXPECT_EQ(errorOf([&] {
+                  table.number("number", 0, 4.5);
+              }),
+              "f:1: t.number: must be a number from 0 to 4.5");
+    EXPECT_EQ(errorOf([&] {
+                  table.number("text", 0, 4);
+              }),
+              "f:2: t.text: must be a number from 0 to 4");
+    EXPECT_EQ(errorOf([&] {
+                  table.number("missing", 0, 4);
+              }),
+              "f:1: t.missing: must be a number from 0 to 4");
+}
+
+TEST_F(ConfigTableText, GivesOneOfSeveralNumbers)
+{
+    EXPECT_EQ(table.oneOf("number", {1, 5}, 1), 5);
+    EXPECT_EQ(table.oneOf("missing", {1, 5}, 1), 1);
+    EXPECT_EQ(errorOf([&] {
+                  table.oneOf("number", {1, 2}, 1);
+              }),
+              "f:1: t.number: must be one of 1, 2");
+    EXPECT_EQ(errorOf([&] {
+                  table.oneOf("half", {1, 2}, 1);
+              }),
+              "f:4: t.half: must be one of 1, 2");
+}
+
+TEST_F(ConfigTableText, GivesTexts)
+{
+    EXPECT_EQ(table.text("text"), "word");
+    EXPECT_EQ(table.text("missing", "usual"), "usual");
+    EXPECT_EQ(errorOf([&] {
+                  table.text("empty");
+              }),
+              "f:3: t.empty: must be a text");
+    EXPECT_EQ(errorOf([&] {
+                  table.text("number", "usual");
+              }),
+              "f:1: t.number: must be a text");
+}
+
+TEST_F(ConfigTableText, GivesOneOfSeveralTexts)
+{
+    EXPECT_EQ(table.oneOf("text", {"word", "other"}), "word");
+    EXPECT_EQ(table.oneOf("missing", {"word"}, "word"), "word");
+    EXPECT_EQ(errorOf([&] {
+                  table.oneOf("text", {"a", "b"});
+              }),
+              "f:2: t.text: must be one of \"a\", \"b\"");
+    EXPECT_EQ(errorOf([&] {
+                  table.oneOf("missing", {"a"});
+              }),
+              "f:1: t.missing: must be one of \"a\"");
+}
+
+TEST_F(ConfigTableText, RefusesAKeyThatNobodyAskedFor)
+{
+    table.number("number", 0, 9);
+    table.text("text");
+    table.number("half", 0, 9);
+    EXPECT_EQ(errorOf([&] {
+                  table.finish();
+              }),
+              "f:3: t.empty: is no known key");
+}
+
+TEST_F(ConfigTableText, KnowsWhatItHas)
+{
+    EXPECT_TRUE(table.has("truth"));
+    EXPECT_FALSE(table.has("missing"));
+}
+
+TEST(ConfigTableOfAFile, HasNoNameInFrontOfItsKeys)
+{
+    const toml::table parsed = toml::parse("a = 1");
+    ConfigTable table(parsed, "f", "");
+    EXPECT_THROW(table.finish(), ConfigError);
+    table.number("a", 0, 2);
+    EXPECT_NO_THROW(table.finish());
+    try
+    {
+        table.fail("a", "is wrong");
+    }
+    catch (const ConfigError& e)
+    {
+        EXPECT_STREQ(e.what(), "f:1: a: is wrong");
+    }
+}
+
+} // namespace
+} // namespace healthintf::hostmon

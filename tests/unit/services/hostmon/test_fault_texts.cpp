@@ -1,0 +1,74 @@
+#include "fault_texts.hpp"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace healthintf::hostmon
+{
+namespace
+{
+
+const std::vector<Subject> subjects{
+    Filesystem{},       Memory{},       Load{},          Pressure{"cpu", 60},
+    Pressure{"memory"}, Pressure{"io"}, {Temperature{}}, ProcessAlive{}};
+
+TEST(MessagesOfTheHost, AreInTheRegistryThatComesWithTheProject)
+{
+    const auto registry = nlohmann::json::parse(std::ifstream(HOST_REGISTRY));
+    const auto find = [&](const std::string& id) {
+        const std::string prefix = "HostMonitor.1.0.";
+        EXPECT_EQ(id.substr(0, prefix.size()), prefix);
+        return registry["Messages"].value(id.substr(prefix.size()),
+                                          nlohmann::json());
+    };
+    for (const Subject& subject : subjects)
+    {
+        const FaultTexts texts = faultTextsOf(subject);
+        const auto warning = find(messageIdOf(texts, Level::warning));
+        const auto critical = find(messageIdOf(texts, Level::critical));
+        ASSERT_FALSE(warning.is_null()) << texts.kind;
+        ASSERT_FALSE(critical.is_null()) << texts.kind;
+        EXPECT_EQ(warning["MessageSeverity"], "Warning");
+        EXPECT_EQ(critical["MessageSeverity"], "Critical");
+        EXPECT_EQ(warning["NumberOfArgs"], 3);
+        EXPECT_EQ(critical["NumberOfArgs"], 3);
+    }
+    EXPECT_EQ(find(unreadableId)["NumberOfArgs"], 2);
+    EXPECT_EQ(find(unreadableId)["MessageSeverity"], "Warning");
+}
+
+TEST(SensorPathOfTheHost, KeepsDifferentNamesDifferent)
+{
+    const FaultTexts texts = faultTextsOf(Filesystem{});
+    EXPECT_EQ(sensorPathOf(texts, "/var"),
+              "/com/vexa/olvar/sensors/filesystem/_2fvar");
+    EXPECT_NE(sensorPathOf(texts, "/a/b"), sensorPathOf(texts, "/a_b"));
+    EXPECT_EQ(sensorPathOf(texts, "\xC3\xA9"),
+              "/com/vexa/olvar/sensors/filesystem/_c3_a9");
+}
+
+TEST(SensorTypeOfTheHost, IsThatOfIpmi)
+{
+    EXPECT_EQ(faultTextsOf(Temperature{}).sensorType, 0x01u);
+    EXPECT_EQ(faultTextsOf(Load{}).sensorType, 0x07u);
+    EXPECT_EQ(faultTextsOf(Memory{}).sensorType, 0x0Cu);
+    EXPECT_EQ(faultTextsOf(Filesystem{}).sensorType, 0x0Du);
+    EXPECT_EQ(faultTextsOf(Pressure{"cpu"}).sensorType, 0x07u);
+    EXPECT_EQ(faultTextsOf(Pressure{"memory"}).sensorType, 0x0Cu);
+    EXPECT_EQ(faultTextsOf(Pressure{"io"}).sensorType, 0x0Du);
+    EXPECT_EQ(faultTextsOf(ProcessAlive{}).sensorType, 0x28u);
+}
+
+TEST(NumbersForPeople, HaveOneDigitAfterThePoint)
+{
+    EXPECT_EQ(shownNumber(95), "95.0");
+    EXPECT_EQ(shownNumber(0.25), "0.2");
+    EXPECT_EQ(shownNumber(-3.14), "-3.1");
+}
+
+} // namespace
+} // namespace healthintf::hostmon

@@ -1,0 +1,64 @@
+#include "kernel_file.hpp"
+#include "temporary_folder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+namespace healthintf::hostmon
+{
+namespace
+{
+
+TEST(KernelFile, GivesItsContent)
+{
+    const test::TemporaryFolder folder;
+    EXPECT_EQ(contentOf(folder.write("a", "one\ntwo\n")), "one\ntwo\n");
+    EXPECT_EQ(contentOf(folder.write("b", "")), "");
+}
+
+TEST(KernelFile, IsNamedWhenItCannotBeRead)
+{
+    try
+    {
+        contentOf("/nonexistent");
+        FAIL() << "read";
+    }
+    catch (const std::runtime_error& e)
+    {
+        EXPECT_STREQ(e.what(), "unable to open /nonexistent: No such file or "
+                               "directory");
+    }
+    EXPECT_THROW(contentOf("/tmp"), std::runtime_error);
+}
+
+TEST(NumberInAText, StandsBehindItsLabel)
+{
+    EXPECT_EQ(numberAfter("A:  5 kB\nB: 6.5", "A:", "f"), 5);
+    EXPECT_EQ(numberAfter("A:  5 kB\nB: 6.5", "B:", "f"), 6.5);
+    EXPECT_EQ(numberAfter("avg10=0.50 avg60=1", "avg60=", "f"), 1);
+    EXPECT_EQ(numberAfter("-42000\n", "", "f"), -42000);
+}
+
+TEST(NumberInAText, IsMissedByItsLabelAndFile)
+{
+    const auto error = [](const std::string& text,
+                          const std::string& label) -> std::string {
+        try
+        {
+            numberAfter(text, label, "f");
+        }
+        catch (const std::runtime_error& e)
+        {
+            return e.what();
+        }
+        return "read";
+    };
+    EXPECT_EQ(error("A: 5", "B:"), "no number after B: in f");
+    EXPECT_EQ(error("A: x", "A:"), "no number after A: in f");
+    EXPECT_EQ(error("A:", "A:"), "no number after A: in f");
+    EXPECT_EQ(error("", ""), "no number in f");
+}
+
+} // namespace
+} // namespace healthintf::hostmon

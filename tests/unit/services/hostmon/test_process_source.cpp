@@ -1,0 +1,89 @@
+#include "child.hpp"
+#include "process_source.hpp"
+#include "temporary_folder.hpp"
+
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+
+#include <unistd.h>
+
+#include <stdexcept>
+
+namespace healthintf::hostmon
+{
+namespace
+{
+
+class Processes : public testing::Test
+{
+  protected:
+    Processes()
+    {
+        folder.write("10/stat", "10 (sshd) S 1 10 10\n");
+        folder.write("11/stat", "11 (sshd) R 1 11 11\n");
+        folder.write("12/stat", "12 (sshd) Z 1 12 12\n");
+        folder.write("13/stat", "13 (a) b (c) S 1 13 13\n");
+        folder.write("14/stat", "14 (abcdefghijklmno) S 1 14 14\n");
+        folder.write("15/other", "");
+        folder.write("16/stat", "cut short");
+        folder.write("self/stat", "17 (sshd) S 1\n");
+    }
+
+    std::size_t count(const std::string& name) const
+    {
+        return countProcesses(folder.path(), name);
+    }
+
+    bool lives(const std::string& pidfile) const
+    {
+        return livesByPidfile(folder.path(), folder.write("pidfile", pidfile));
+    }
+
+    test::TemporaryFolder folder;
+};
+
+TEST_F(Processes, AreCountedByNameWithoutZombies)
+{
+    EXPECT_EQ(count("sshd"), 2u);
+    EXPECT_EQ(count("ssh"), 0u);
+    EXPECT_EQ(count("a) b (c"), 1u);
+}
+
+TEST_F(Processes, HaveOnlySoMuchOfALongName)
+{
+    EXPECT_EQ(count("abcdefghijklmnopqrst"), 1u);
+}
+
+TEST_F(Processes, LiveByTheIdInAFile)
+{
+    EXPECT_TRUE(lives("10\n"));
+    EXPECT_TRUE(lives("11"));
+    EXPECT_FALSE(lives("12\n")) << "a zombie";
+    EXPECT_FALSE(lives("99\n"));
+    EXPECT_FALSE(lives(""));
+    EXPECT_FALSE(lives("x"));
+    EXPECT_FALSE(lives("../10"));
+    EXPECT_FALSE(livesByPidfile(folder.path(), "/nonexistent"));
+}
+
+TEST_F(Processes, CannotBeCountedWithoutTheFolder)
+{
+    EXPECT_THROW(countProcesses(folder.path() / "missing", "a"),
+                 std::runtime_error);
+}
+
+TEST(ProcessesOfThisMachine, AreCounted)
+{
+    test::Child child([](const test::Child::Parent& parent) -> int {
+        prctl(PR_SET_NAME, "hm-test-name");
+        parent.tell("named");
+        test::Child::Parent::waitForever();
+    });
+    child.hear();
+    EXPECT_EQ(countProcesses("/proc", "hm-test-name"), 1u);
+    child.kill();
+    EXPECT_EQ(countProcesses("/proc", "hm-test-name"), 0u);
+}
+
+} // namespace
+} // namespace healthintf::hostmon

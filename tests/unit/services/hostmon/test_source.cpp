@@ -1,0 +1,76 @@
+#include "source.hpp"
+#include "temporary_folder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+namespace healthintf::hostmon
+{
+namespace
+{
+
+class Sources : public testing::Test
+{
+  protected:
+    Source only(const Subject& subject) const
+    {
+        auto sources = sourcesOf(subject, folder.path());
+        EXPECT_EQ(sources.size(), 1u);
+        return sources.at(0);
+    }
+
+    test::TemporaryFolder folder;
+};
+
+TEST_F(Sources, ReadBelowTheirRoot)
+{
+    folder.write("proc/meminfo", "MemTotal: 100 kB\nMemAvailable: 30 kB\n");
+    folder.write("proc/loadavg", "0.00 0.00 0.00 1/1 1\n");
+    folder.write("proc/pressure/cpu", "some avg10=7.00 avg60=8.00\n");
+    folder.write("proc/5/stat", "5 (sshd) S 1\n");
+    EXPECT_EQ(only(Memory{}).read(), 30);
+    EXPECT_EQ(only(Load{5}).read(), 0);
+    EXPECT_EQ(only(Pressure{"cpu", 10}).read(), 7);
+    EXPECT_EQ(only(ProcessAlive{"sshd", ""}).read(), 1);
+    EXPECT_EQ(only(ProcessAlive{"other", ""}).read(), 0);
+    const auto pidfile = folder.write("run/sshd.pid", "5\n");
+    EXPECT_EQ(only(ProcessAlive{"", pidfile}).read(), 1);
+    EXPECT_GT(only(Filesystem{"/"}).read(), 0);
+}
+
+TEST_F(Sources, HaveNamesForPeople)
+{
+    EXPECT_EQ(only(Filesystem{"/var"}).name, "/var");
+    EXPECT_EQ(only(Memory{}).name, "memory");
+    EXPECT_EQ(only(Load{15}).name, "15 min");
+    EXPECT_EQ(only(Pressure{"io", 60}).name, "io");
+    EXPECT_EQ(only(ProcessAlive{"sshd", ""}).name, "sshd");
+    EXPECT_EQ(only(ProcessAlive{"", "/run/x.pid"}).name, "/run/x.pid");
+}
+
+TEST_F(Sources, AreAsManyAsThereAreTemperatures)
+{
+    EXPECT_TRUE(sourcesOf(Temperature{"*"}, folder.path()).empty());
+    folder.write("sys/class/hwmon/hwmon0/name", "chip\n");
+    folder.write("sys/class/hwmon/hwmon0/temp1_input", "40000\n");
+    folder.write("sys/class/hwmon/hwmon0/temp2_input", "50000\n");
+    EXPECT_EQ(sourcesOf(Temperature{"*"}, folder.path()).size(), 2u);
+    EXPECT_EQ(only(Temperature{"chip/temp2"}).read(), 50);
+    EXPECT_TRUE(sourcesOf(Temperature{"chip/temp3"}, folder.path()).empty());
+}
+
+TEST_F(Sources, ThrowWhatKeepsThemFromReading)
+{
+    EXPECT_THROW(only(Memory{}).read(), std::runtime_error);
+    EXPECT_THROW(only(Pressure{"io", 10}).read(), std::runtime_error);
+    EXPECT_THROW(only(Filesystem{"/nonexistent"}).read(), std::runtime_error);
+}
+
+TEST(SourcesOfThisMachine, ReadWithoutARoot)
+{
+    EXPECT_GT(sourcesOf(Memory{}, "").at(0).read(), 0);
+}
+
+} // namespace
+} // namespace healthintf::hostmon

@@ -1,0 +1,187 @@
+#include "library_test.hpp"
+#include "watch.hpp"
+
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace healthintf::hostmon
+{
+namespace
+{
+
+using namespace healthintf::test;
+using health_namespace::FaultAndHealth;
+
+class WatchOfASource : public LibraryTest
+{
+  protected:
+    WatchOfASource()
+    {
+        for (const Subject& subject : {Subject(Filesystem{})})
+        {
+            const FaultTexts texts = faultTextsOf(subject);
+            platform().messages[texts.warningId] = {2, "%1: %2 over %3"};
+            platform().messages[texts.criticalId] = {1, "%1: %2 over %3!"};
+        }
+        platform().messages[unreadableId] = {2, "%1: %2"};
+        haveHealthRecord("/com/vexa/olvar/health", 2);
+        component.reset(
+            FaultAndHealth::Init(bus, "/com/vexa/olvar/health/host", 2, false));
+        watch.emplace(WatchConfig{Filesystem{"/var"},
+                                  {.direction = Direction::above,
+                                   .warning = 80,
+                                   .critical = 90,
+                                   .hysteresis = 5},
+                                  ""},
+                      Source{"/var",
+                             [this] {
+                                 return read();
+                             }},
+                      7, *component);
+        journal().take();
+    }
+
+    double read() const
+    {
+        if (!failure.empty())
+        {
+            throw std::runtime_error(failure);
+        }
+        return reading;
+    }
+
+    void check(double now)
+    {
+        reading = now;
+        watch->check();
+    }
+
+    static Lines texts()
+    {
+        Lines all;
+        for (const auto& [path, record] : platform().faultRecords)
+        {
+            all.push_back(std::get<std::string>(record.at("Message")));
+        }
+        return all;
+    }
+
+    double reading = 0;
+    std::string failure;
+    std::unique_ptr<FaultAndHealth> component;
+    std::optional<Watch> watch;
+};
+
+TEST_F(WatchOfASource, ReportsEachLevelWithReadingAndLimit)
+{
+    check(50);
+    EXPECT_EQ(texts(), Lines{});
+    check(85.25);
+    EXPECT_EQ(texts(), Lines{"/var: 85.2 over 80.0"});
+    check(95);
+    EXPECT_EQ(texts(), Lines{"/var: 95.0 over 90.0!"});
+    check(82);
+    EXPECT_EQ(texts(), Lines{"/var: 82.0 over 80.0"});
+    check(10);
+    EXPECT_EQ(texts(), Lines{});
+}
+
+TEST_F(WatchOfASource, ReportsALevelOnce)
+{
+    check(85);
+    check(86);
+    check(84);
+    EXPECT_EQ(texts(), Lines{"/var: 85.0 over 80.0"});
+}
+
+TEST_F(WatchOfASource, AddsTheNewFaultBeforeItRemovesTheOld)
+{
+    check(85);
+    journal().take();
+    check(95);
+    Lines order;
+    for (const std::string& line : journal().take())
+    {
+        if (line.find("FaultEntryAdded") != std::string::npos)
+        {
+            order.emplace_back("added");
+        }
+        if (line.find("FaultEntryRemoved") != std::string::npos)
+        {
+            order.emplace_back("removed");
+        }
+    }
+    EXPECT_EQ(order, (Lines{"added", "removed"}));
+}
+
+TEST_F(WatchOfASource, TellsWhatTheFaultIsOn)
+{
+    check(85);
+    ASSERT_EQ(platform().faultRecords.size(), 1u);
+    auto record = platform().faultRecords.begin()->second;
+    EXPECT_EQ(std::get<std::string>(record["FQDD"]),
+              "System.Host.1#filesystem.7");
+    EXPECT_EQ(std::get<std::string>(record["SensorPath"]),
+              "/com/vexa/olvar/sensors/filesystem/_2fvar");
+    EXPECT_EQ(std::get<uint32_t>(record["SensorNumber"]), 7u);
+    EXPECT_EQ(std::get<uint32_t>(record["SensorType"]), 0x0Du);
+}
+
+TEST_F(WatchOfASource, TriesAgainWhatCouldNotBeReported)
+{
+    journal().answer("MsgRegGetContentWNByMsgID", 1);
+    check(85);
+    EXPECT_EQ(texts(), Lines{});
+    check(85);
+    EXPECT_EQ(texts(), Lines{"/var: 85.0 over 80.0"});
+}
+
+TEST_F(WatchOfASource, ReportsThatItCannotReadUntilItCan)
+{
+    failure = "unable to ask";
+    check(0);
+    check(0);
+    EXPECT_EQ(texts(), Lines{"/var: unable to ask"});
+    failure.clear();
+    check(50);
+    EXPECT_EQ(texts(), Lines{});
+}
+
+TEST_F(WatchOfASource, KeepsItsLevelWhileItCannotRead)
+{
+    check(85);
+    failure = "unable to ask";
+    check(0);
+    EXPECT_EQ(texts().size(), 2u);
+    failure.clear();
+    check(85);
+    EXPECT_EQ(texts(), Lines{"/var: 85.0 over 80.0"});
+}
+
+TEST_F(WatchOfASource, IsDescribedForPeople)
+{
+    const WatchConfig config{Filesystem{"/var"},
+                             {.direction = Direction::above,
+                              .warning = 80,
+                              .critical = 90,
+                              .hysteresis = 5},
+                             ""};
+    const Source source{"/var", [this] {
+                            return read();
+                        }};
+    reading = 10;
+    EXPECT_EQ(describe(config, source), "filesystem /var: 10.0 (ok)");
+    reading = 85;
+    EXPECT_EQ(describe(config, source), "filesystem /var: 85.0 (warning)");
+    reading = 95;
+    EXPECT_EQ(describe(config, source), "filesystem /var: 95.0 (critical)");
+    failure = "unable to ask";
+    EXPECT_EQ(describe(config, source), "filesystem /var: unable to ask");
+}
+
+} // namespace
+} // namespace healthintf::hostmon

@@ -1,0 +1,136 @@
+#include "common/event_loop.hpp"
+
+#include <gtest/gtest.h>
+#include <sys/eventfd.h>
+
+#include <unistd.h>
+
+#include <csignal>
+#include <stdexcept>
+
+namespace healthintf::services
+{
+namespace
+{
+
+using std::chrono::microseconds;
+
+TEST(EventLoopOfAThread, EndsWithTheCodeOfItsExit)
+{
+    EventLoop loop;
+    auto source = loop.onRequest([&loop] {
+        loop.exit(7);
+    });
+    EventLoop::request(source);
+    EXPECT_EQ(loop.run(), 7);
+}
+
+TEST(EventLoopOfAThread, EndsOnASignal)
+{
+    EventLoop loop;
+    loop.exitOn({SIGUSR1});
+    raise(SIGUSR1);
+    EXPECT_EQ(loop.run(), 0);
+}
+
+TEST(EventLoopOfAThread, CallsForReadableDescriptors)
+{
+    EventLoop loop;
+    const int fd = eventfd(1, EFD_CLOEXEC);
+    auto source = loop.onReadable(fd, [&loop] {
+        loop.exit(1);
+    });
+    EXPECT_EQ(loop.run(), 1);
+    close(fd);
+}
+
+TEST(EventLoopOfAThread, CallsOnceForAnyNumberOfRequests)
+{
+    EventLoop loop;
+    int calls = 0;
+    auto counted = loop.onRequest([&] {
+        ++calls;
+    });
+    EventLoop::request(counted);
+    EventLoop::request(counted);
+    int rounds = 0;
+    auto ending = loop.every(microseconds(1), [&] {
+        if (++rounds == 5)
+        {
+            loop.exit(0);
+        }
+    });
+    loop.run();
+    EXPECT_EQ(calls, 1);
+}
+
+TEST(EventLoopOfAThread, CallsAgainForARequestDuringACall)
+{
+    EventLoop loop;
+    int calls = 0;
+    EventSource source;
+    source = loop.onRequest([&] {
+        if (++calls == 3)
+        {
+            loop.exit(0);
+        }
+        EventLoop::request(source);
+    });
+    EventLoop::request(source);
+    loop.run();
+    EXPECT_EQ(calls, 3);
+}
+
+TEST(EventLoopOfAThread, CallsAgainAndAgain)
+{
+    EventLoop loop;
+    int calls = 0;
+    auto timer = loop.every(microseconds(10), [&] {
+        if (++calls == 4)
+        {
+            loop.exit(0);
+        }
+    });
+    loop.run();
+    EXPECT_EQ(calls, 4);
+}
+
+TEST(EventLoopOfAThread, GoesOnAfterAnActionThatThrows)
+{
+    EventLoop loop;
+    int calls = 0;
+    auto timer = loop.every(microseconds(10), [&] {
+        if (++calls == 3)
+        {
+            loop.exit(0);
+            return;
+        }
+        throw std::runtime_error("broken");
+    });
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(loop.run(), 0);
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(calls, 3);
+    EXPECT_NE(log.find("broken"), std::string::npos);
+}
+
+TEST(EventLoopOfAThread, CallsNothingForASourceThatIsGone)
+{
+    EventLoop loop;
+    bool called = false;
+    {
+        auto gone = loop.onRequest([&] {
+            called = true;
+        });
+        EventLoop::request(gone);
+    }
+    auto ending = loop.onRequest([&loop] {
+        loop.exit(0);
+    });
+    EventLoop::request(ending);
+    loop.run();
+    EXPECT_FALSE(called);
+}
+
+} // namespace
+} // namespace healthintf::services

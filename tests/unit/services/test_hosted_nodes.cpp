@@ -1,0 +1,55 @@
+#include "hosted_nodes.hpp"
+
+#include <gtest/gtest.h>
+
+namespace healthintf::healthmgr
+{
+namespace
+{
+
+const std::string root = "/com/vexa/olvar/health";
+
+// What the nodes do on a bus is tested in tests/bus/.
+
+TEST(KeyOfANode, IsTheRootOrBelowIt)
+{
+    EXPECT_EQ(faultOfKey(root), "");
+    EXPECT_EQ(faultOfKey(root + "/a/b_1"), "");
+    EXPECT_EQ(faultOfKey("/com/vexa/olvar"), "not below " + root);
+    EXPECT_EQ(faultOfKey(root + "x"), "not below " + root);
+    EXPECT_EQ(faultOfKey("/"), "not below " + root);
+}
+
+TEST(KeyOfANode, IsAnObjectPath)
+{
+    for (const char* key :
+         {"", "a", "/com/vexa/olvar/health/", "/com/vexa/olvar/health//a",
+          "/com/vexa/olvar/health/a b"})
+    {
+        EXPECT_EQ(faultOfKey(key), "no object path") << key;
+    }
+}
+
+TEST(KeyOfANode, IsOfLimitedDepthAndLength)
+{
+    std::string deep = root;
+    for (std::size_t i = 0; i < maxDepth; ++i)
+    {
+        deep += "/x";
+    }
+    EXPECT_EQ(faultOfKey(deep), "");
+    EXPECT_EQ(faultOfKey(deep + "/x"), "more than 32 levels deep");
+    EXPECT_EQ(faultOfKey(root + "/" + std::string(487, 'x')), "");
+    EXPECT_EQ(faultOfKey(root + "/" + std::string(488, 'x')),
+              "more than 510 bytes long");
+}
+
+TEST(AncestorsOfAKey, ComeFromTheRoot)
+{
+    EXPECT_EQ(withAncestors(root), std::vector<std::string>{root});
+    EXPECT_EQ(withAncestors(root + "/a/b"),
+              (std::vector<std::string>{root, root + "/a", root + "/a/b"}));
+}
+
+} // namespace
+} // namespace healthintf::healthmgr

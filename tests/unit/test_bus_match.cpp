@@ -1,0 +1,100 @@
+#include "bus_match.hpp"
+#include "library_test.hpp"
+
+#include <stdexcept>
+
+namespace health_namespace::details
+{
+namespace
+{
+
+using namespace healthintf::test;
+
+class BusMatch : public LibraryTest
+{
+  protected:
+    void tell(uint32_t number)
+    {
+        connection.signal("/a", "com.example", "Told", "u", number);
+    }
+
+    const std::string rule = "type='signal',member='Told'";
+};
+
+TEST_F(BusMatch, HandsMessagesToItsHandler)
+{
+    std::vector<uint32_t> heard;
+    const auto match =
+        makeMatch(bus, rule, "handler", [&](sdbusplus::message_t& message) {
+            uint32_t number = 0;
+            message.read(number);
+            heard.push_back(number);
+            return 0;
+        });
+    tell(1);
+    tell(2);
+    EXPECT_EQ(heard, (std::vector<uint32_t>{1, 2}));
+}
+
+TEST_F(BusMatch, LogsWhatAHandlerThrowsAndGoesOn)
+{
+    int calls = 0;
+    const auto match =
+        makeMatch(bus, rule, "handler", [&](sdbusplus::message_t& message) {
+            std::string noText;
+            switch (++calls)
+            {
+                case 1:
+                    throw std::runtime_error("broken");
+                case 2:
+                    throw 2;
+                case 3:
+                    message.read(noText);
+                    break;
+                default:
+                    break;
+            }
+            return 0;
+        });
+    journal().clear();
+    for (uint32_t i = 0; i < 4; ++i)
+    {
+        tell(i);
+    }
+    EXPECT_EQ(calls, 4);
+    EXPECT_EQ(journal().take(),
+              (Lines{"log 2 271 EXCEPTION bus_match.#.handler: broken",
+                     "log 2 271 EXCEPTION bus_match.#.handler: of an unknown "
+                     "kind",
+                     "log 2 271 EXCEPTION bus_match.#.handler: "
+                     "sd_bus_message_read_basic string: System.Error.ENXIO: "
+                     "No such device or address"}));
+}
+
+TEST_F(BusMatch, ThrowsWhenTheBusRefuses)
+{
+    const auto ignore = [](sdbusplus::message_t&) {
+        return 0;
+    };
+    EXPECT_THROW(makeMatch(bus, "no rule", "handler", ignore),
+                 sdbusplus::exception::SdBusError);
+    if constexpr (seamSeesMatches<>)
+    {
+        journal().answer("sd_bus_add_match", -ENOBUFS);
+        EXPECT_THROW(makeMatch(bus, rule, "handler", ignore),
+                     sdbusplus::exception::SdBusError);
+    }
+}
+
+TEST_F(BusMatch, EndsTheSubscriptionWithTheObject)
+{
+    int calls = 0;
+    makeMatch(bus, rule, "handler", [&](sdbusplus::message_t&) {
+        return ++calls;
+    }).reset();
+    tell(1);
+    EXPECT_EQ(calls, 0);
+}
+
+} // namespace
+} // namespace health_namespace::details

@@ -1,0 +1,90 @@
+#include "bus_text.hpp"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace health_namespace::details
+{
+namespace
+{
+
+using namespace std::string_literals;
+
+TEST(BusText, TakesWellFormedText)
+{
+    EXPECT_TRUE(isBusText(""));
+    EXPECT_TRUE(isBusText("plain"));
+    EXPECT_TRUE(isBusText("\x01\x7f"));
+    EXPECT_TRUE(isBusText("\xC2\x80 \xDF\xBF"));
+    EXPECT_TRUE(isBusText("\xE0\xA0\x80 \xED\x9F\xBF \xEE\x80\x80"));
+    EXPECT_TRUE(isBusText("\xEF\xBF\xBF"));
+    EXPECT_TRUE(isBusText("\xF0\x90\x80\x80 \xF4\x8F\xBF\xBF"));
+}
+
+TEST(BusText, LooksAtEveryByteOfALongText)
+{
+    const std::string plain(40, 'x');
+    EXPECT_TRUE(isBusText(plain));
+    for (std::size_t i = 0; i < plain.size(); ++i)
+    {
+        for (const char bad : {'\0', '\xFF', '\x80'})
+        {
+            std::string text = plain;
+            text[i] = bad;
+            EXPECT_FALSE(isBusText(text)) << i;
+        }
+        std::string accented = plain;
+        accented.insert(i, "\xC3\xA9");
+        EXPECT_TRUE(isBusText(accented)) << i;
+        accented = plain;
+        accented[i] = '\x01';
+        EXPECT_TRUE(isBusText(accented)) << i;
+    }
+}
+
+TEST(BusText, RefusesNul)
+{
+    EXPECT_FALSE(isBusText("a\0b"s));
+    EXPECT_FALSE(isBusText("\0"s));
+}
+
+TEST(BusText, RefusesMalformedSequences)
+{
+    EXPECT_FALSE(isBusText("\x80")) << "a continuation on its own";
+    EXPECT_FALSE(isBusText("\xC3")) << "cut short";
+    EXPECT_FALSE(isBusText("\xE2\x82")) << "cut short";
+    EXPECT_FALSE(isBusText("\xF0\x9F\x98")) << "cut short";
+    EXPECT_FALSE(isBusText("\xC3(")) << "no continuation";
+    EXPECT_FALSE(isBusText("\xE2\x82(")) << "no third byte";
+    EXPECT_FALSE(isBusText("\xF0\x9F\x98(")) << "no fourth byte";
+    EXPECT_FALSE(isBusText("\xFF"));
+}
+
+TEST(BusText, RefusesWhatUnicodeRulesOut)
+{
+    EXPECT_FALSE(isBusText("\xC0\xAF")) << "longer than needed";
+    EXPECT_FALSE(isBusText("\xE0\x9F\xBF")) << "longer than needed";
+    EXPECT_FALSE(isBusText("\xF0\x8F\xBF\xBF")) << "longer than needed";
+    EXPECT_FALSE(isBusText("\xED\xA0\x80")) << "a surrogate";
+    EXPECT_FALSE(isBusText("\xF4\x90\x80\x80")) << "above U+10FFFF";
+    EXPECT_FALSE(isBusText("\xF5\x80\x80\x80")) << "above U+10FFFF";
+}
+
+TEST(BusText, NamesTheTextThatItRefuses)
+{
+    EXPECT_NO_THROW(requireBusText("Message", "fine"));
+    try
+    {
+        requireBusText("Message", "\xFF");
+        FAIL() << "taken";
+    }
+    catch (const std::invalid_argument& e)
+    {
+        EXPECT_STREQ(e.what(), "Message is not UTF-8 text without NUL");
+    }
+}
+
+} // namespace
+} // namespace health_namespace::details
