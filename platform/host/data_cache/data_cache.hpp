@@ -66,6 +66,7 @@ int writeCache(Work&& work) noexcept
         {
             Environment& cache = dataCache();
             Transaction transaction(cache.get(), Transaction::Kind::write);
+            cache.makeRoomForChange();
             const int result = work(cache, transaction);
             if (result == 0)
             {

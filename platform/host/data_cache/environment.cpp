@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
@@ -29,10 +30,11 @@ constexpr const char* lockFile = "lock.mdb";
 constexpr mdb_mode_t fileMode = 0664;
 
 // The content need not outlive the machine's run, so nothing is synced. Pages
-// are written, not mapped for writing: a full filesystem is an error code
-// then and not a signal, and a stray pointer of one daemon does not reach the
-// records of all.
-constexpr unsigned int openFlags = MDB_NOSYNC | MDB_NOTLS;
+// are changed in the map: written by system calls they would double what a
+// change of health costs on its way up the tree. The blocks of every page that
+// a write may touch are there before it begins, so a full filesystem is an
+// error code and not a signal.
+constexpr unsigned int openFlags = MDB_NOSYNC | MDB_NOTLS | MDB_WRITEMAP;
 
 fs::path madeFolder(const fs::path& folder)
 {
@@ -78,6 +80,22 @@ bool intact(const fs::path& folder)
            result != MDB_CORRUPTED;
 }
 
+/** Gives a file all its blocks up to a size.
+ *
+ *  @throws std::system_error when the filesystem has not so many */
+void allocate(int file, std::size_t size, const fs::path& name)
+{
+    int result = EINTR;
+    while (result == EINTR)
+    {
+        result = posix_fallocate(file, 0, static_cast<off_t>(size));
+    }
+    if (result != 0)
+    {
+        throw std::system_error(result, std::generic_category(), name.string());
+    }
+}
+
 /** Makes the lock file with all its blocks there: LMDB maps it, and a block
  *  that a full filesystem cannot give would end the process.
  *
@@ -85,20 +103,16 @@ bool intact(const fs::path& folder)
  *  that they found. */
 void reserveLockFile(const fs::path& file)
 {
-    constexpr off_t bytesPerReader = 64;
-    constexpr off_t header = 4096;
+    constexpr std::size_t bytesPerReader = 64;
+    constexpr std::size_t header = 4096;
     const FileDescriptor opened(
         open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, fileMode));
-    int result = opened.get() < 0 ? errno : 0;
-    if (result == 0)
+    if (opened.get() < 0)
     {
-        result = posix_fallocate(
-            opened.get(), 0, header + bytesPerReader * Environment::maxReaders);
+        throw std::system_error(errno, std::generic_category(), file.string());
     }
-    if (result != 0)
-    {
-        throw std::system_error(result, std::generic_category(), file.string());
-    }
+    allocate(opened.get(), header + bytesPerReader * Environment::maxReaders,
+             file);
 }
 
 } // namespace
@@ -119,7 +133,7 @@ Environment::Environment(const fs::path& path, std::size_t capacity) :
     }
 }
 
-bool Environment::hasRoom(const Transaction& transaction) const
+void Environment::makeRoomForRecord(const Transaction& transaction)
 {
     MDB_envinfo info{};
     MDB_stat stat{};
@@ -129,7 +143,38 @@ bool Environment::hasRoom(const Transaction& transaction) const
         return pages * stat.ms_psize + reserve <= info.me_mapsize;
     };
     const std::size_t pages = info.me_last_pgno + 1;
-    return fits(pages) || fits(pages - freePages(environment.get()));
+    if (!fits(pages) && !fits(pages - freePages(environment.get())))
+    {
+        throw LmdbError("no room for another record", MDB_MAP_FULL);
+    }
+    makeBlocks(reserve);
+}
+
+void Environment::makeRoomForChange()
+{
+    makeBlocks(reserve / 2);
+}
+
+void Environment::makeBlocks(std::size_t spare)
+{
+    MDB_envinfo info{};
+    MDB_stat stat{};
+    checkLmdb("mdb_env_info", mdb_env_info(environment.get(), &info));
+    checkLmdb("mdb_env_stat", mdb_env_stat(environment.get(), &stat));
+    // A page that is changed is written elsewhere, each at most once.
+    const std::size_t pages = 2 * (info.me_last_pgno + 1);
+    const auto limited = [&](std::size_t bytes) {
+        return std::min<std::size_t>(bytes, info.me_mapsize);
+    };
+    if (limited(pages * stat.ms_psize + spare) <= blocks)
+    {
+        return;
+    }
+    const std::size_t wanted = limited(pages * stat.ms_psize + 2 * reserve);
+    mdb_filehandle_t file = -1;
+    checkLmdb("mdb_env_get_fd", mdb_env_get_fd(environment.get(), &file));
+    allocate(file, wanted, folder / dataFile);
+    blocks = wanted;
 }
 
 void Environment::startEmpty()
@@ -165,6 +210,7 @@ void Environment::open(std::size_t capacity)
 void Environment::openTable()
 {
     Transaction transaction(environment.get(), Transaction::Kind::write);
+    makeRoomForChange();
     // The unnamed table: one that is named costs each write another page.
     checkLmdb("mdb_dbi_open",
               mdb_dbi_open(transaction.get(), nullptr, 0, &records));

@@ -43,10 +43,19 @@ class Environment
         return environment.get();
     }
 
-    /** Whether there is room for another record.
+    /** Makes sure that there is room for another record and, after it, for
+     *  changing and removing records.
      *
-     *  @param[in] transaction a write transaction */
-    bool hasRoom(const Transaction& transaction) const;
+     *  @param[in] transaction a write transaction
+     *  @throws std::exception when the cache or its filesystem is full */
+    void makeRoomForRecord(const Transaction& transaction);
+
+    /** Makes sure that there is room for changing and removing records. Every
+     *  write transaction begins so: what it touches without room would end the
+     *  process.
+     *
+     *  @throws std::exception when the filesystem is full */
+    void makeRoomForChange();
 
     /** The table of all records. */
     MDB_dbi table() const
@@ -59,11 +68,15 @@ class Environment
     void open(std::size_t capacity);
     void openTable();
     void checkVersion(const Transaction& transaction) const;
+    void makeBlocks(std::size_t spare);
 
     std::filesystem::path folder;
     UsersLock users;
     EnvironmentPtr environment;
     MDB_dbi records = 0;
+    /** Bytes of the file that have their blocks; others may have made more.
+     *  Belongs to who holds a write transaction. */
+    std::size_t blocks = 0;
 };
 
 } // namespace healthintf::host

@@ -161,24 +161,20 @@ void standBack()
 int putRecord(RecordKind kind, const std::string& path,
               std::string_view payload)
 {
-    return writeCache(
-        [&](const Environment& cache, const Transaction& transaction) {
-            if (!cache.hasRoom(transaction))
-            {
-                throw LmdbError("no room for another record", MDB_MAP_FULL);
-            }
-            Key at(kind, path);
-            if (standsBack && isTaken(cache, transaction, at))
-            {
-                return EEXIST;
-            }
-            MDB_val key = at.value();
-            MDB_val room{headerSize + payload.size(), nullptr};
-            checkLmdb("mdb_put", mdb_put(transaction.get(), cache.table(), &key,
-                                         &room, MDB_RESERVE));
-            writeRecord(room, payload);
-            return 0;
-        });
+    return writeCache([&](Environment& cache, const Transaction& transaction) {
+        cache.makeRoomForRecord(transaction);
+        Key at(kind, path);
+        if (standsBack && isTaken(cache, transaction, at))
+        {
+            return EEXIST;
+        }
+        MDB_val key = at.value();
+        MDB_val room{headerSize + payload.size(), nullptr};
+        checkLmdb("mdb_put", mdb_put(transaction.get(), cache.table(), &key,
+                                     &room, MDB_RESERVE));
+        writeRecord(room, payload);
+        return 0;
+    });
 }
 
 int editRecord(RecordKind kind, const std::string& path,
