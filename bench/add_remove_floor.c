@@ -4,22 +4,15 @@
  *
  *  Usage: add-remove-floor ROUNDS */
 
-#define _GNU_SOURCE
-
-#include <systemd/sd-bus.h>
+#include "bare.h"
 
 #include <stddef.h>
-#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
-#include <time.h>
 #include <unistd.h>
 
-#define ROOT "/com/vexa/olvar/health"
 #define KEY ROOT "/benchmark"
 #define ENTRY_INTERFACE "com.vexa.olvar.healthmgr.FaultEntry"
-#define NODE_INTERFACE "com.vexa.olvar.healthmgr.HealthStatus"
 
 struct fault
 {
@@ -36,15 +29,6 @@ struct fault
     const char* lcd_message;
     int hidden;
 };
-
-static void check(int result, const char* call)
-{
-    if (result < 0)
-    {
-        fprintf(stderr, "%s: %s\n", call, strerror(-result));
-        exit(1);
-    }
-}
 
 static int get_args(sd_bus* bus, const char* path, const char* interface,
                     const char* property, sd_bus_message* reply, void* userdata,
@@ -83,29 +67,10 @@ static const sd_bus_vtable entry_table[] = {
     SD_BUS_VTABLE_END,
 };
 
-static const sd_bus_vtable node_table[] = {
-    SD_BUS_VTABLE_START(0),
-    SD_BUS_SIGNAL("HealthStatusUpdate", "ssu", 0),
-    SD_BUS_PROPERTY("HealthStatus", "u", NULL, 0,
-                    SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
-    SD_BUS_VTABLE_END,
-};
-
 /* The properties that a new fault changes, in the order of their names. */
 static const char* const changed[] = {
     "Args",         "LcdMessage", "LedState",   "Message",  "MessageID",
     "SensorNumber", "SensorPath", "SensorType", "Severity", "Timestamp"};
-
-static void set_health(sd_bus* bus, uint32_t* health, uint32_t value)
-{
-    *health = value;
-    check(sd_bus_emit_properties_changed(bus, KEY, NODE_INTERFACE,
-                                         "HealthStatus", NULL),
-          "HealthStatus");
-    check(sd_bus_emit_signal(bus, KEY, NODE_INTERFACE, "HealthStatusUpdate",
-                             "ssu", ROOT, KEY, value),
-          "HealthStatusUpdate");
-}
 
 static sd_bus_slot* add_fault(sd_bus* bus, const char* path,
                               struct fault* fault)
@@ -154,27 +119,14 @@ static void remove_fault(sd_bus* bus, const char* path,
     sd_bus_slot_unref(slot);
 }
 
-static double microseconds(clockid_t clock)
-{
-    struct timespec now;
-    clock_gettime(clock, &now);
-    return (double)now.tv_sec * 1e6 + (double)now.tv_nsec / 1e3;
-}
-
 int main(int argc, char** argv)
 {
     const long rounds = argc > 1 ? atol(argv[1]) : 1000;
     uint32_t health = 2;
-    sd_bus* bus = NULL;
-    const char* name = NULL;
-    check(sd_bus_default(&bus), "sd_bus_default");
-    /* Waits for the connection: what is sent before is queued, at a price. */
-    check(sd_bus_get_unique_name(bus, &name), "sd_bus_get_unique_name");
+    sd_bus* bus = connect_to_bus();
     check(sd_bus_add_object_manager(bus, NULL, ROOT),
           "sd_bus_add_object_manager");
-    check(sd_bus_add_object_vtable(bus, NULL, KEY, NODE_INTERFACE, node_table,
-                                   &health),
-          "sd_bus_add_object_vtable");
+    add_node(bus, KEY, &health);
 
     const double wall = microseconds(CLOCK_MONOTONIC);
     const double cpu = microseconds(CLOCK_PROCESS_CPUTIME_ID);
@@ -198,9 +150,9 @@ int main(int argc, char** argv)
         snprintf(path, sizeof(path), KEY "/entry/Fault_%04X%04X_4",
                  (unsigned)getpid(), (unsigned)(i & 0xFFFF));
         sd_bus_slot* slot = add_fault(bus, path, &fault);
-        set_health(bus, &health, 4);
+        set_health(bus, ROOT, KEY, &health, 4);
         remove_fault(bus, path, &fault, slot);
-        set_health(bus, &health, 2);
+        set_health(bus, ROOT, KEY, &health, 2);
     }
     check(sd_bus_flush(bus), "sd_bus_flush");
     printf("%.2f %.2f\n",

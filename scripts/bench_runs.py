@@ -1,0 +1,207 @@
+"""The measurements of scripts/bench.
+
+    bench_runs.py FOLDER-OF-THE-PROGRAMS [instructions] [time] [hops]
+
+Clocks are noisy, so both programs of a pair run in turn, and what counts is
+their ratio. Instructions are counted, not timed, and repeat.
+"""
+
+import contextlib
+import os
+import re
+import statistics
+import subprocess
+import sys
+
+INSTRUCTIONS_MARK = 1.10
+HOP_MARK = 1.15
+
+# A count of so many rounds less a count of so few is free of the start.
+FEW_ROUNDS, MANY_ROUNDS = 100, 300
+TIMED_TURNS, TIMED_ROUNDS = 15, 2000
+# Rounds are even: a turn ends with the health that the next does not begin
+# with.
+HOP_TURNS, HOP_ROUNDS, HOP_WARM_UP = 20, 200, 100
+
+ROOT = "/com/vexa/olvar/health"
+
+
+class Talker:
+    """A program that says a line when it is ready and ends with its input."""
+
+    def __init__(self, stack, command, environment):
+        process = subprocess.Popen(
+            command,
+            env=environment,
+            text=True,
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+        )
+        stack.callback(process.wait)
+        stack.callback(process.stdin.close)
+        self._process = process
+
+    def hear(self):
+        line = self._process.stdout.readline()
+        if not line:
+            raise RuntimeError(f"{self._process.args}: ended too early")
+        return line.strip()
+
+
+class Bus:
+    """A bus of its own, with a data cache of its own."""
+
+    def __init__(self, stack):
+        talker = Talker(
+            stack,
+            [
+                "scripts/private-bus",
+                "sh",
+                "-c",
+                'echo "$DBUS_SYSTEM_BUS_ADDRESS"; echo "$HEALTHINTF_RUNTIME_DIR";'
+                "exec cat",
+            ],
+            os.environ,
+        )
+        address = talker.hear()
+        self.environment = dict(
+            os.environ,
+            DBUS_SYSTEM_BUS_ADDRESS=address,
+            DBUS_SESSION_BUS_ADDRESS=address,
+            HEALTHINTF_RUNTIME_DIR=talker.hear(),
+        )
+
+    def run(self, command):
+        return subprocess.run(
+            command,
+            env=self.environment,
+            check=True,
+            text=True,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+        )
+
+
+class Report:
+    """A table of the bare programs beside the library."""
+
+    def __init__(self):
+        self.missed = False
+
+    @staticmethod
+    def head(title):
+        print(f"\n{title:<40}{'bare':>9}{'library':>9}{'ratio':>7}{'mark':>7}")
+
+    def line(self, what, bare, library, mark=None):
+        ratio = library / bare
+        text = f"  {what:<38}{bare:>9.1f}{library:>9.1f}{ratio:>7.3f}"
+        if mark is not None:
+            text += f"{mark:>7.2f}"
+            if ratio > mark:
+                text += "  missed"
+                self.missed = True
+        print(text, flush=True)
+
+
+def counted_instructions(bus, program, rounds):
+    output = bus.run(
+        [
+            "valgrind",
+            "--tool=callgrind",
+            "--callgrind-out-file=/dev/null",
+            program,
+            str(rounds),
+        ]
+    ).stderr
+    return int(re.search(r"Collected : (\d+)", output).group(1))
+
+
+def instructions_of_a_round(bus, program):
+    many = counted_instructions(bus, program, MANY_ROUNDS)
+    few = counted_instructions(bus, program, FEW_ROUNDS)
+    return (many - few) / (MANY_ROUNDS - FEW_ROUNDS)
+
+
+def measure_instructions(programs, report):
+    with contextlib.ExitStack() as stack:
+        bus = Bus(stack)
+        bare, library = (
+            instructions_of_a_round(bus, f"{programs}/add-remove-{which}")
+            for which in ("floor", "library")
+        )
+    report.head("A fault added and removed")
+    report.line("thousand instructions", bare / 1e3, library / 1e3, INSTRUCTIONS_MARK)
+
+
+def measure_time(programs, report):
+    kinds = ("wall time, us", "CPU time, us")
+    runs = {"floor": [], "library": []}
+    with contextlib.ExitStack() as stack:
+        bus = Bus(stack)
+        for _ in range(TIMED_TURNS):
+            for which, results in runs.items():
+                output = bus.run(
+                    [f"{programs}/add-remove-{which}", str(TIMED_ROUNDS)]
+                ).stdout
+                results.append([float(word) for word in output.split()])
+    for summary, of in (("median", statistics.median), ("best", min)):
+        report.head(f"A fault added and removed, {summary} of {TIMED_TURNS}")
+        for kind, bare, library in zip(kinds, zip(*runs["floor"]), zip(*runs["library"])):
+            report.line(kind, of(bare), of(library))
+
+
+class Chain:
+    """Processes that hold one node each, every node the child of the next."""
+
+    def __init__(self, stack, programs, which, length):
+        self.bus = Bus(stack)
+        self.length = length
+        self.keys = [ROOT + "/hop" * (i + 1) for i in range(length)]
+        self.driver = f"{programs}/hop-driver"
+        # From the top, as a health manager would have them.
+        for key in self.keys:
+            Talker(stack, [f"{programs}/hop-{which}", key], self.bus.environment).hear()
+
+    def climb(self, rounds):
+        """Microseconds a hop, for each way from the leaf to the top."""
+        command = [self.driver, self.keys[-1], self.keys[0], str(rounds)]
+        return [float(t) / self.length for t in self.bus.run(command).stdout.split()]
+
+
+def measure_hops(programs, report):
+    report.head(f"Health climbs, median us a hop of {HOP_TURNS * HOP_ROUNDS}")
+    for length in (1, 4, 8):
+        with contextlib.ExitStack() as stack:
+            chains = [
+                Chain(stack, programs, which, length) for which in ("floor", "library")
+            ]
+            samples = ([], [])
+            for chain in chains:
+                chain.climb(HOP_WARM_UP)
+            for _ in range(HOP_TURNS):
+                for chain, times in zip(chains, samples):
+                    times += chain.climb(HOP_ROUNDS)
+        bare, library = (statistics.median(times) for times in samples)
+        report.line(f"{length} process{'es' * (length > 1)}", bare, library, HOP_MARK)
+
+
+MEASUREMENTS = {
+    "instructions": measure_instructions,
+    "time": measure_time,
+    "hops": measure_hops,
+}
+
+
+def main(programs, wanted):
+    unknown = [name for name in wanted if name not in MEASUREMENTS]
+    if unknown:
+        print(f"bench: no measurement {unknown[0]}", file=sys.stderr)
+        return 2
+    report = Report()
+    for name in wanted or MEASUREMENTS:
+        MEASUREMENTS[name](programs, report)
+    return 1 if report.missed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1], sys.argv[2:]))
