@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 
+#include <grp.h>
 #include <unistd.h>
 
 #include <array>
@@ -143,6 +144,16 @@ int inChild(const std::function<int()>& work, std::string* errors)
         std::fputs(child.errors().c_str(), stderr);
     }
     return status;
+}
+
+void leaveRoot()
+{
+    constexpr uid_t nobody = 65534;
+    if (geteuid() == 0 && (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 ||
+                           setuid(nobody) != 0))
+    {
+        throw std::runtime_error("unable to leave root");
+    }
 }
 
 } // namespace healthintf::test

@@ -74,4 +74,9 @@ class Child
  *  @return the child's status, as Child::wait() */
 int inChild(const std::function<int()>& work, std::string* errors = nullptr);
 
+/** Makes this process that of a user without rights, if it is root's.
+ *
+ *  @throws std::runtime_error when it stays root's */
+void leaveRoot();
+
 } // namespace healthintf::test
