@@ -1,6 +1,7 @@
 #include "child.hpp"
 
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 
 #include <grp.h>
@@ -43,6 +44,7 @@ Child::Child(const std::function<int(const Parent&)>& work)
         throw std::runtime_error("unable to make a pipe");
     }
     std::fflush(nullptr);
+    const pid_t parent = getpid();
     process = fork();
     if (process < 0)
     {
@@ -50,6 +52,12 @@ Child::Child(const std::function<int(const Parent&)>& work)
     }
     if (process == 0)
     {
+        // A test that is killed must not leave its children running.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (getppid() != parent)
+        {
+            _exit(125);
+        }
         close(pipes[0]);
         dup2(standardError, STDERR_FILENO);
         int result = 125;

@@ -10,8 +10,9 @@
 namespace healthintf::test
 {
 
-/** A forked process that runs a function and then exits. What it writes to
- *  standard error is kept; it reports to its parent line by line. */
+/** A forked process that runs a function and then exits, at the latest with the
+ *  test. What it writes to standard error is kept; it reports to its parent
+ *  line by line. */
 class Child
 {
   public:
