@@ -144,6 +144,25 @@ TEST_F(HealthManager, RefusesMalformedRequests)
     EXPECT_TRUE(nodeIsThere(root));
 }
 
+TEST_F(HealthManager, RefusesANodeThatTheBusHasNoRoomFor)
+{
+    const Process running = manager();
+    const auto key = [](int number) {
+        return root + "/n" + std::to_string(number);
+    };
+    int made = 0;
+    std::string cause;
+    while ((cause = refusal(key(made))).empty())
+    {
+        ASSERT_LT(++made, 512) << "a node takes more than one match rule";
+    }
+    EXPECT_THAT(cause,
+                HasSubstr("org.freedesktop.DBus.Error.Failed: unable to make "
+                          "the node " +
+                          key(made)));
+    EXPECT_TRUE(nodeIsThere(key(made - 1)));
+}
+
 TEST_F(HealthManager, LivesOnAfterMalformedSignals)
 {
     const Process running = manager();

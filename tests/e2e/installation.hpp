@@ -6,8 +6,6 @@
 #include "temporary_folder.hpp"
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -15,12 +13,6 @@
 
 namespace healthintf::test
 {
-
-inline std::string contentOf(const std::filesystem::path& file)
-{
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 inline std::vector<std::string> words(const std::string& text)
 {

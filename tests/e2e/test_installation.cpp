@@ -2,6 +2,7 @@
  *  programs, and the daemon of the README. */
 
 #include "bus_client.hpp"
+#include "file_content.hpp"
 #include "installation.hpp"
 #include "private_bus.hpp"
 

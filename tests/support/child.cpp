@@ -1,8 +1,10 @@
 #include "child.hpp"
 
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 
+#include <grp.h>
 #include <unistd.h>
 
 #include <array>
@@ -42,6 +44,7 @@ Child::Child(const std::function<int(const Parent&)>& work)
         throw std::runtime_error("unable to make a pipe");
     }
     std::fflush(nullptr);
+    const pid_t parent = getpid();
     process = fork();
     if (process < 0)
     {
@@ -49,6 +52,12 @@ Child::Child(const std::function<int(const Parent&)>& work)
     }
     if (process == 0)
     {
+        // A test that is killed must not leave its children running.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (getppid() != parent)
+        {
+            _exit(125);
+        }
         close(pipes[0]);
         dup2(standardError, STDERR_FILENO);
         int result = 125;
@@ -143,6 +152,16 @@ int inChild(const std::function<int()>& work, std::string* errors)
         std::fputs(child.errors().c_str(), stderr);
     }
     return status;
+}
+
+void leaveRoot()
+{
+    constexpr uid_t nobody = 65534;
+    if (geteuid() == 0 && (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 ||
+                           setuid(nobody) != 0))
+    {
+        throw std::runtime_error("unable to leave root");
+    }
 }
 
 } // namespace healthintf::test

@@ -10,8 +10,9 @@
 namespace healthintf::test
 {
 
-/** A forked process that runs a function and then exits. What it writes to
- *  standard error is kept; it reports to its parent line by line. */
+/** A forked process that runs a function and then exits, at the latest with the
+ *  test. What it writes to standard error is kept; it reports to its parent
+ *  line by line. */
 class Child
 {
   public:
@@ -73,5 +74,10 @@ class Child
  *
  *  @return the child's status, as Child::wait() */
 int inChild(const std::function<int()>& work, std::string* errors = nullptr);
+
+/** Makes this process that of a user without rights, if it is root's.
+ *
+ *  @throws std::runtime_error when it stays root's */
+void leaveRoot();
 
 } // namespace healthintf::test

@@ -93,7 +93,9 @@ Process::Process(const std::vector<std::string>& command,
     posix_spawn_file_actions_adddup2(&actions, toProgram[0], STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, fromProgram[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, standardError, STDERR_FILENO);
-    std::vector<std::string> arguments(command);
+    // A test that is killed must not leave the program running.
+    std::vector<std::string> arguments{"setpriv", "--pdeathsig", "KILL"};
+    arguments.insert(arguments.end(), command.begin(), command.end());
     std::vector<std::string> settings = environmentWith(environment);
     const int result =
         posix_spawnp(&process, arguments.front().c_str(), &actions, nullptr,
@@ -103,7 +105,7 @@ Process::Process(const std::vector<std::string>& command,
     close(fromProgram[1]);
     if (result != 0)
     {
-        throw std::runtime_error("unable to run " + command.front() + ": " +
+        throw std::runtime_error("unable to run " + arguments.front() + ": " +
                                  std::strerror(result));
     }
 }
@@ -191,11 +193,7 @@ int Process::wait()
 {
     if (!gone)
     {
-        const int handle =
-            static_cast<int>(syscall(SYS_pidfd_open, process, 0));
-        const bool ended = handle >= 0 && readable(handle);
-        close(handle);
-        if (!ended)
+        if (!endsInTime(process))
         {
             throw std::runtime_error("the program does not end: " + errors());
         }
@@ -233,6 +231,18 @@ std::string Process::output()
     while (readMore())
     {}
     return std::exchange(heard, {});
+}
+
+bool endsInTime(pid_t process)
+{
+    const int handle = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
+    if (handle < 0)
+    {
+        return errno == ESRCH;
+    }
+    const bool ended = readable(handle);
+    close(handle);
+    return ended;
 }
 
 std::string outputOf(const std::vector<std::string>& command,

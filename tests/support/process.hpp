@@ -15,7 +15,7 @@ namespace healthintf::test
 inline constexpr std::chrono::seconds patience{20};
 
 /** A running program with its standard input and output in our hands. Its
- *  standard error is kept. It is killed when the object ends. */
+ *  standard error is kept. It is killed when the object ends, or the test. */
 class Process
 {
   public:
@@ -76,6 +76,11 @@ class Process
 
     bool readMore();
 };
+
+/** Waits until a process has ended, whosever child it is.
+ *
+ *  @return whether it does in time */
+bool endsInTime(pid_t process);
 
 /** Runs a program to its end.
  *

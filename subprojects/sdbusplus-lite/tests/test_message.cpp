@@ -1,7 +1,4 @@
-#include "peers.hpp"
-
-#include <gtest/gtest.h>
-#include <sdbusplus/message.hpp>
+#include "message_test.hpp"
 
 #include <cstdint>
 #include <deque>
@@ -25,24 +22,9 @@ using Map = std::map<std::string, uint32_t>;
 using Variant = std::variant<bool, int32_t, std::string,
                              std::vector<std::string>, uint32_t, uint64_t>;
 
-class Message : public testing::Test
+class Message : public test::MessageTest
 {
   protected:
-    /** A message that holds @p values and is ready to be read. */
-    template <typename... Args>
-    message_t sealed(const Args&... values)
-    {
-        message_t m = empty();
-        m.append(values...);
-        EXPECT_GE(sd_bus_message_seal(m.get(), 1, 0), 0);
-        return m;
-    }
-
-    message_t empty()
-    {
-        return peers.near.new_signal("/com/example", "com.example", "Told");
-    }
-
     template <typename T>
     T echoed(const T& value)
     {
@@ -50,8 +32,6 @@ class Message : public testing::Test
         sealed(value).read(read);
         return read;
     }
-
-    test::Peers peers;
 };
 
 TEST_F(Message, CarriesEveryBasicTypeUnderItsLetter)
@@ -114,66 +94,6 @@ TEST_F(Message, CarriesEveryAlternativeOfAVariant)
     {
         EXPECT_EQ(echoed(value), value);
     }
-}
-
-TEST_F(Message, ReadsAVariantOfAnUnknownAlternativeAsTheDefault)
-{
-    Variant read = uint32_t{7};
-    sealed(std::variant<double>(1.5)).read(read);
-    EXPECT_EQ(read, Variant(false));
-}
-
-TEST_F(Message, AppendsToTheContainerThatIsReadInto)
-{
-    std::vector<std::string> values{"kept"};
-    sealed(std::vector<std::string>{"new"}).read(values);
-    EXPECT_EQ(values, (std::vector<std::string>{"kept", "new"}));
-}
-
-TEST_F(Message, NamesTheCallWhenAValueIsOfAnotherType)
-{
-    const auto text = [](auto value, message_t m) -> std::string {
-        try
-        {
-            m.read(value);
-        }
-        catch (const exception::SdBusError& e)
-        {
-            return e.what();
-        }
-        return "read";
-    };
-    const std::string cause = ": System.Error.ENXIO: No such device or address";
-    EXPECT_EQ(text(uint32_t{}, sealed("text")),
-              "sd_bus_message_read_basic fundamental" + cause);
-    EXPECT_EQ(text(std::string{}, sealed(uint32_t{1})),
-              "sd_bus_message_read_basic string" + cause);
-    EXPECT_EQ(text(false, sealed(uint32_t{1})),
-              "sd_bus_message_read_basic bool" + cause);
-    EXPECT_EQ(text(std::vector<uint8_t>{}, sealed(uint32_t{1})),
-              "sd_bus_message_enter_container emplace_back_container" + cause);
-    EXPECT_EQ(text(Map{}, sealed(uint32_t{1})),
-              "sd_bus_message_enter_container emplace_container" + cause);
-    EXPECT_EQ(text(std::tuple<bool>{}, sealed(uint32_t{1})),
-              "sd_bus_message_enter_container tuple" + cause);
-    EXPECT_EQ(text(Variant{}, sealed(uint32_t{1})),
-              "sd_bus_message_skip variant" + cause);
-}
-
-TEST_F(Message, NamesTheCallAtTheEndOfTheMessage)
-{
-    std::string text;
-    uint32_t number = 0;
-    EXPECT_THROW(sealed("only").read(text, number), exception::SdBusError);
-    EXPECT_EQ(text, "only") << "what was read before stays";
-    EXPECT_EQ(number, 0u);
-}
-
-TEST_F(Message, ReportsNoValueThatSdBusRefuses)
-{
-    EXPECT_NO_THROW(empty().append("\xff is no text"));
-    EXPECT_NO_THROW(empty().append(message::object_path("no path")));
-    EXPECT_NO_THROW(message_t().append(uint32_t{1}));
 }
 
 TEST_F(Message, CountsReferencesWhenCopiedAndMoved)

@@ -136,6 +136,73 @@ TEST_F(RecordTable, EditsARecordInPlace)
         0);
 }
 
+/** The number of the last transaction that changed a page. */
+std::size_t lastTransaction()
+{
+    MDB_envinfo info{};
+    mdb_env_info(dataCache().get(), &info);
+    return info.me_last_txnid;
+}
+
+/** Makes a record what is given, and says whether that took a transaction. */
+bool tookATransaction(const char* text)
+{
+    const std::size_t before = lastTransaction();
+    editRecord(fault, "/a", [=](std::string& payload) {
+        payload = text;
+        return 0;
+    });
+    return lastTransaction() != before;
+}
+
+TEST_F(RecordTable, ChangesASingleByteInPlace)
+{
+    EXPECT_EQ(inChild([] {
+                  putRecord(fault, "/a", "one");
+                  return !tookATransaction("one") && !tookATransaction("oTe") &&
+                                 read(fault) == Map{{"/a", "oTe"}} &&
+                                 !tookATransaction("oTo") &&
+                                 read(fault) == Map{{"/a", "oTo"}}
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+TEST_F(RecordTable, ChangesMoreThanAByteInATransaction)
+{
+    EXPECT_EQ(inChild([] {
+                  putRecord(fault, "/a", "one");
+                  return tookATransaction("two") &&
+                                 read(fault) == Map{{"/a", "two"}} &&
+                                 tookATransaction("tw") &&
+                                 read(fault) == Map{{"/a", "tw"}} &&
+                                 tookATransaction("") &&
+                                 read(fault) == Map{{"/a", ""}}
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+TEST_F(RecordTable, ShowsAByteChangedInPlaceToOtherProcesses)
+{
+    Child other([](const Child::Parent& parent) {
+        putRecord(fault, "/a", "one");
+        parent.tell("put");
+        const bool whole = tookATransaction("onE");
+        parent.tell(whole ? "transaction" : "in place");
+        Child::Parent::waitForever();
+        return 0;
+    });
+    ASSERT_EQ(other.hear(), "put");
+    ASSERT_EQ(other.hear(), "in place");
+    EXPECT_EQ(inChild([] {
+                  return read(fault) == Map{{"/a", "onE"}} ? 0 : 1;
+              }),
+              0);
+}
+
 TEST_F(RecordTable, HasNothingToEditOrRemoveWithoutARecord)
 {
     EXPECT_EQ(inChild([] {

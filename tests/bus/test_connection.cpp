@@ -1,0 +1,215 @@
+/** @file What the services' connection does on a bus. */
+
+#include "bus_client.hpp"
+#include "common/connection.hpp"
+#include "private_bus.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+namespace healthintf::services
+{
+namespace
+{
+
+using test::BusClient;
+using testing::HasSubstr;
+
+constexpr const char* name = "com.example.Service";
+
+class ServiceConnection : public testing::Test
+{
+  protected:
+    static std::string nameOf(const BusClient& client)
+    {
+        const char* unique = nullptr;
+        sd_bus_get_unique_name(client.get(), &unique);
+        return unique;
+    }
+
+    /** Lets the loop do what there is to do now. */
+    void settle()
+    {
+        while (sd_event_run(loop.get(), 0) > 0)
+        {}
+    }
+
+    /** The failure to open another connection. */
+    std::string openingFailure()
+    {
+        try
+        {
+            const Connection another(loop);
+        }
+        catch (const std::system_error& e)
+        {
+            return e.what();
+        }
+        return "none";
+    }
+
+    test::PrivateBus bus;
+    EventLoop loop;
+    std::optional<Connection> connection{std::in_place, loop};
+};
+
+TEST_F(ServiceConnection, OwnsANameUntilItEnds)
+{
+    BusClient client;
+    const auto ignore = [](sd_bus_message*, void*, sd_bus_error*) {
+        return 0;
+    };
+    ASSERT_GE(sd_bus_match_signal(client.get(), nullptr, "org.freedesktop.DBus",
+                                  nullptr, nullptr, "NameOwnerChanged", ignore,
+                                  nullptr),
+              0);
+    connection->requestName(name);
+    EXPECT_EQ(client.ownerOf(name), connection->uniqueName());
+    connection.reset();
+    client.waitUntil("release of the name", [&] {
+        return client.ownerOf(name).empty();
+    });
+}
+
+TEST_F(ServiceConnection, ThrowsForANameThatAnotherOwns)
+{
+    const BusClient client;
+    ASSERT_GE(sd_bus_request_name(client.get(), name, 0), 0);
+    try
+    {
+        connection->requestName(name);
+        ADD_FAILURE() << "the name was taken over";
+    }
+    catch (const std::system_error& e)
+    {
+        EXPECT_EQ(e.code().value(), EEXIST);
+        EXPECT_THAT(e.what(), HasSubstr(name));
+    }
+    EXPECT_EQ(client.ownerOf(name), nameOf(client));
+}
+
+TEST_F(ServiceConnection, HearsFromAPeerOnceThatIsThrough)
+{
+    BusClient peer;
+    bool answered = false;
+    connection->afterWorkOf(nameOf(peer), [&] {
+        answered = true;
+        loop.exit(0);
+    });
+    connection->waitForBus();
+    settle();
+    EXPECT_FALSE(answered) << "the peer has not looked at its messages yet";
+    peer.catchUp();
+    loop.run();
+    EXPECT_TRUE(answered);
+}
+
+TEST_F(ServiceConnection, HearsOfAPeerThatIsGone)
+{
+    auto peer = std::make_unique<BusClient>();
+    int answers = 0;
+    const auto count = [&] {
+        if (++answers == 2)
+        {
+            loop.exit(0);
+        }
+    };
+    connection->afterWorkOf(nameOf(*peer), count);
+    connection->waitForBus();
+    connection->afterWorkOf("com.example.Nobody", count);
+    peer.reset();
+    loop.run();
+    EXPECT_EQ(answers, 2);
+}
+
+TEST_F(ServiceConnection, GoesOnAfterAnAnswerThatThrows)
+{
+    testing::internal::CaptureStderr();
+    connection->afterWorkOf("com.example.Nobody", [] {
+        throw std::runtime_error("broken");
+    });
+    connection->afterWorkOf("com.example.Nobody", [this] {
+        loop.exit(3);
+    });
+    EXPECT_EQ(loop.run(), 3);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("broken"));
+}
+
+TEST_F(ServiceConnection, MayBeAskedAgainByAnAnswer)
+{
+    connection->afterWorkOf("com.example.Nobody", [this] {
+        connection->afterWorkOf("com.example.Nobody", [this] {
+            loop.exit(4);
+        });
+    });
+    EXPECT_EQ(loop.run(), 4);
+}
+
+TEST_F(ServiceConnection, AsksNobodyUnderAnImpossibleName)
+{
+    EXPECT_THROW(connection->afterWorkOf("no name",
+                                         [] {
+                                             ADD_FAILURE();
+                                         }),
+                 std::system_error);
+    settle();
+}
+
+TEST_F(ServiceConnection, ForgetsItsQuestionsWhenItEnds)
+{
+    BusClient peer;
+    bool answered = false;
+    connection->afterWorkOf(nameOf(peer), [&] {
+        answered = true;
+    });
+    connection->waitForBus();
+    connection.reset();
+    peer.catchUp();
+    settle();
+    EXPECT_FALSE(answered);
+}
+
+TEST_F(ServiceConnection, WaitsUntilTheBusHasPassedItsSignalsOn)
+{
+    BusClient client;
+    constexpr int many = 500;
+    for (uint32_t i = 0; i < many; ++i)
+    {
+        auto signal = connection->bus().new_signal(
+            "/a", "com.vexa.olvar.healthmgr.HealthStatus",
+            "HealthStatusUpdate");
+        signal.append("/", "/a", i);
+        signal.signal_send();
+    }
+    connection->waitForBus();
+    client.catchUp();
+    ASSERT_EQ(client.updates.size(), static_cast<std::size_t>(many));
+    EXPECT_EQ(client.updates.back(), "/ /a 499");
+}
+
+TEST_F(ServiceConnection, EndsTheLoopWithAnErrorWhenTheBusIsLost)
+{
+    testing::internal::CaptureStderr();
+    bus.kill();
+    EXPECT_EQ(loop.run(), EXIT_FAILURE);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("the connection to the bus is lost"));
+}
+
+TEST_F(ServiceConnection, ThrowsWithoutABus)
+{
+    connection.reset();
+    EXPECT_EQ(openingFailure(), "none");
+    bus.kill();
+    EXPECT_THAT(openingFailure(), HasSubstr("unable to connect to the bus"));
+}
+
+} // namespace
+} // namespace healthintf::services

@@ -1,0 +1,175 @@
+#include "library_test.hpp"
+#include "monitor.hpp"
+#include "temporary_folder.hpp"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace healthintf::hostmon
+{
+namespace
+{
+
+using namespace healthintf::test;
+using testing::HasSubstr;
+
+const std::string root = "/com/vexa/olvar/health";
+
+/** A configuration of what there is to watch on a machine that is a folder. */
+class MonitorOfAMachine : public LibraryTest
+{
+  protected:
+    MonitorOfAMachine()
+    {
+        for (const Subject& subject :
+             {Subject(Memory{}), Subject(ProcessAlive{"", ""})})
+        {
+            const FaultTexts texts = faultTextsOf(subject);
+            platform().messages[texts.warningId] = {2, "%1: %2"};
+            platform().messages[texts.criticalId] = {1, "%1: %2!"};
+        }
+        haveHealthRecord(root, 2);
+        memory(90);
+    }
+
+    void memory(int percent) const
+    {
+        machine.write("proc/meminfo", "MemTotal: 100 kB\nMemAvailable: " +
+                                          std::to_string(percent) + " kB\n");
+    }
+
+    void watch(const Subject& subject, const std::string& component)
+    {
+        config.watches.push_back({subject,
+                                  {.direction = Direction::below,
+                                   .warning = 20,
+                                   .critical = 0.5,
+                                   .hysteresis = 0},
+                                  component});
+    }
+
+    void start()
+    {
+        monitor.emplace(bus, loop, config, machine.path());
+    }
+
+    /** The texts of the faults that are reported now. */
+    static Lines texts()
+    {
+        Lines all;
+        for (const auto& [path, record] : platform().faultRecords)
+        {
+            all.push_back(std::get<std::string>(record.at("Message")));
+        }
+        return all;
+    }
+
+    TemporaryFolder machine;
+    services::EventLoop loop;
+    Config config{.interval = std::chrono::milliseconds(1), .watches = {}};
+    std::optional<Monitor> monitor;
+};
+
+TEST_F(MonitorOfAMachine, ChecksEveryWatchAtOnce)
+{
+    memory(15);
+    watch(Memory{}, root + "/a");
+    watch(ProcessAlive{"important", ""}, root + "/b");
+    start();
+    EXPECT_THAT(texts(), testing::UnorderedElementsAre("memory: 15.0",
+                                                       "important: 0.0!"));
+}
+
+TEST_F(MonitorOfAMachine, ChecksAgainAtEachInterval)
+{
+    watch(Memory{}, root + "/a");
+    start();
+    memory(15);
+    constexpr int patience = 5000;
+    int rounds = 0;
+    const auto looking = loop.every(config.interval, [&] {
+        if (texts() == Lines{"memory: 15.0"})
+        {
+            memory(0);
+        }
+        if (texts() == Lines{"memory: 0.0!"} || ++rounds == patience)
+        {
+            loop.exit(rounds);
+        }
+    });
+    EXPECT_LT(loop.run(), patience);
+}
+
+TEST_F(MonitorOfAMachine, HasOneComponentForEachKey)
+{
+    watch(Memory{}, root + "/a");
+    watch(ProcessAlive{"one", ""}, root + "/b");
+    watch(ProcessAlive{"two", ""}, root + "/b");
+    start();
+    EXPECT_EQ(journal().count("datacache_healthstatus_create"), 2u);
+    EXPECT_TRUE(platform().healthRecords.contains(root + "/a"));
+    EXPECT_TRUE(platform().healthRecords.contains(root + "/b"));
+    EXPECT_EQ(platform().faultRecords.size(), 2u);
+}
+
+TEST_F(MonitorOfAMachine, CountsSensorNumbersFrom1To255)
+{
+    for (int i = 0; i < 256; ++i)
+    {
+        watch(ProcessAlive{"one", ""}, root + "/c" + std::to_string(i));
+    }
+    start();
+    std::map<uint32_t, int> uses;
+    for (const auto& [path, record] : platform().faultRecords)
+    {
+        ++uses[std::get<uint32_t>(record.at("SensorNumber"))];
+    }
+    ASSERT_EQ(uses.size(), 255u);
+    EXPECT_EQ(uses.begin()->first, 1u);
+    EXPECT_EQ(uses.rbegin()->first, 255u);
+    EXPECT_EQ(uses[1], 2);
+    EXPECT_EQ(uses[2], 1);
+}
+
+TEST_F(MonitorOfAMachine, HasAComponentForWhatTheMachineLacks)
+{
+    watch(Temperature{"*"}, root + "/a");
+    start();
+    EXPECT_TRUE(platform().healthRecords.contains(root + "/a"));
+    EXPECT_THAT(journal().take("log 2 310"),
+                testing::ElementsAre(HasSubstr("this machine has nothing to "
+                                               "watch for temperature")));
+}
+
+TEST_F(MonitorOfAMachine, ThrowsWhenAComponentCannotBeMade)
+{
+    watch(Memory{}, root + "/a");
+    journal().answer("sd_bus_add_object_vtable", -EEXIST);
+    try
+    {
+        start();
+        ADD_FAILURE() << "there is a component";
+    }
+    catch (const std::runtime_error& e)
+    {
+        EXPECT_EQ(e.what(), "unable to make the component " + root + "/a");
+    }
+}
+
+TEST_F(MonitorOfAMachine, LeavesNothingBehind)
+{
+    memory(15);
+    watch(Memory{}, root + "/a");
+    start();
+    monitor.reset();
+    EXPECT_EQ(platform().faultRecords.size(), 0u);
+    EXPECT_FALSE(platform().healthRecords.contains(root + "/a"));
+}
+
+} // namespace
+} // namespace healthintf::hostmon
