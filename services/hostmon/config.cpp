@@ -132,6 +132,23 @@ std::string readComponent(ConfigTable& table, const std::string& usual)
     return component;
 }
 
+/** A fault is known by its sensor and its message, so two watches of one thing
+ *  on one component would take back each other's faults. */
+void refuseTheSameAgain(const ConfigTable& table, const WatchConfig& watch,
+                        const Config& config)
+{
+    const bool again =
+        std::ranges::any_of(config.watches, [&](const WatchConfig& other) {
+            return other.component == watch.component &&
+                   meet(other.subject, watch.subject);
+        });
+    if (again)
+    {
+        table.fail("component", "is watched for the same thing by another "
+                                "table: name another component");
+    }
+}
+
 /** Reads every table of one kind. */
 void readKind(const toml::table& root, const std::string& file,
               const Kind& kind, const std::string& base, Config& config)
@@ -155,6 +172,7 @@ void readKind(const toml::table& root, const std::string& file,
         WatchConfig watch = kind.read(table);
         watch.component = readComponent(table, usualComponent);
         table.finish();
+        refuseTheSameAgain(table, watch, config);
         config.watches.push_back(std::move(watch));
     }
 }

@@ -55,4 +55,7 @@ struct ProcessAlive
 using Subject =
     std::variant<Filesystem, Memory, Load, Pressure, Temperature, ProcessAlive>;
 
+/** Whether the faults of both may be about the same sensor. */
+bool meet(const Subject& one, const Subject& other);
+
 } // namespace healthintf::hostmon

@@ -111,6 +111,23 @@ critical = 10
               "/com/vexa/olvar/health/other/memory");
 }
 
+TEST(ConfigText, RefusesTheSameThingTwiceOnOneComponent)
+{
+    const std::string memory = "[[memory]]\nwarning = 2\ncritical = 1\n";
+    const std::string component =
+        "component = \"/com/vexa/olvar/health/host/memory\"\n";
+    EXPECT_EQ(errorOf(memory + memory),
+              "file.toml:4: memory.component: is watched for the same thing by "
+              "another table: name another component");
+    EXPECT_EQ(errorOf(memory + memory + component),
+              "file.toml:7: memory.component: is watched for the same thing by "
+              "another table: name another component");
+    EXPECT_EQ(
+        parse(memory + "[[load]]\nwarning = 1\ncritical = 2\n" + component)
+            .watches.size(),
+        2U);
+}
+
 TEST(ConfigText, NamesFileLineAndKeyOfWhatIsWrong)
 {
     EXPECT_EQ(errorOf("\ninterval = 0"),
