@@ -72,6 +72,7 @@ const char* remedyFor(int code)
         case MDB_INVALID:
         case MDB_VERSION_MISMATCH:
         case MDB_CORRUPTED:
+        case MDB_MAP_RESIZED:
         case MDB_PAGE_NOTFOUND:
             return "it is damaged: restart every process that uses it, and it "
                    "is made anew";

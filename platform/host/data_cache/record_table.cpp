@@ -217,6 +217,13 @@ int editRecord(RecordKind kind, const std::string& path,
         Key key(kind, path);
         Cursor cursor(transaction.get(), cache.table());
         int result = findOwn(cursor, key);
+        if (result == EPERM)
+        {
+            HOST_LOG(log::warning,
+                     "%s.%d.%s: %s was changed in vain: another process holds "
+                     "this key now",
+                     path.c_str());
+        }
         if (result != 0)
         {
             return result;

@@ -249,6 +249,8 @@ TEST_F(DataCache, NamesTheRemedyOfEachFailure)
     };
     EXPECT_THAT(remedy(LmdbError("x", MDB_CORRUPTED)),
                 HasSubstr("it is damaged: restart every process"));
+    EXPECT_THAT(remedy(LmdbError("x", MDB_MAP_RESIZED)),
+                HasSubstr("it is damaged: restart every process"));
     EXPECT_THAT(remedy(LmdbError("x", ENOSPC)),
                 HasSubstr("its filesystem is full"));
     EXPECT_THAT(remedy(LmdbError("x", MDB_BAD_VALSIZE)),

@@ -3,6 +3,8 @@
 
 #include <platform/data_abstraction/results.hpp>
 
+#include <gmock/gmock.h>
+
 #include <cerrno>
 #include <map>
 
@@ -237,18 +239,22 @@ TEST_F(RecordTable, LeavesWhatBelongsToAnother)
 {
     Child other = owner(fault, "/a");
     ASSERT_EQ(other.hear(), "0");
-    EXPECT_EQ(inChild([] {
-                  const auto spoil = [](std::string& payload) {
-                      payload = "mine";
-                      return 0;
-                  };
-                  return editRecord(fault, "/a", spoil) == EPERM &&
-                                 removeRecord(fault, "/a") == EPERM &&
-                                 read(fault) == Map{{"/a", "theirs"}}
-                             ? 0
-                             : 1;
-              }),
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [] {
+                      const auto spoil = [](std::string& payload) {
+                          payload = "mine";
+                          return 0;
+                      };
+                      return editRecord(fault, "/a", spoil) == EPERM &&
+                                     removeRecord(fault, "/a") == EPERM &&
+                                     read(fault) == Map{{"/a", "theirs"}}
+                                 ? 0
+                                 : 1;
+                  },
+                  &errors),
               0);
+    EXPECT_THAT(errors, testing::HasSubstr("another process holds this key"));
 }
 
 TEST_F(RecordTable, TakesARecordOverByCreatingIt)
