@@ -5,7 +5,14 @@
 namespace healthintf::test
 {
 
-PrivateBus::PrivateBus() : daemon(start(temporary))
+PrivateBus::PrivateBus() :
+    PrivateBus("<policy context=\"default\"><allow own=\"*\"/>"
+               "<allow send_destination=\"*\"/><allow eavesdrop=\"true\"/>"
+               "</policy>")
+{}
+
+PrivateBus::PrivateBus(const std::string& rules) :
+    daemon(start(temporary, rules))
 {
     const std::string address = daemon.hear();
     unsetenv("DBUS_STARTER_ADDRESS");
@@ -14,7 +21,8 @@ PrivateBus::PrivateBus() : daemon(start(temporary))
     setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
 }
 
-Process PrivateBus::start(const TemporaryFolder& folder)
+Process PrivateBus::start(const TemporaryFolder& folder,
+                          const std::string& rules)
 {
     setenv("HEALTHINTF_RUNTIME_DIR", (folder.path() / "run").c_str(), 1);
     std::filesystem::create_directory(folder.path() / "services");
@@ -28,11 +36,7 @@ Process PrivateBus::start(const TemporaryFolder& folder)
             folder.path().string() +
             "</listen><auth>EXTERNAL</auth>"
             "<servicedir>" +
-            (folder.path() / "services").string() +
-            "</servicedir>"
-            "<policy context=\"default\"><allow own=\"*\"/>"
-            "<allow send_destination=\"*\"/><allow eavesdrop=\"true\"/>"
-            "</policy>"
+            (folder.path() / "services").string() + "</servicedir>" + rules +
             "<limit name=\"max_match_rules_per_connection\">512</limit>"
             "<limit name=\"max_connections_per_user\">256</limit>"
             "</busconfig>");

@@ -16,7 +16,12 @@ namespace healthintf::test
 class PrivateBus
 {
   public:
+    /** Everybody may do everything. */
     PrivateBus();
+
+    /** @param[in] rules what the bus's configuration says of who may do what,
+     *             in its own language */
+    explicit PrivateBus(const std::string& rules);
 
     /** Lets the bus start a program for a name. */
     void activate(const std::string& name, const std::string& program) const;
@@ -31,7 +36,8 @@ class PrivateBus
     void kill();
 
   private:
-    static Process start(const TemporaryFolder& folder);
+    static Process start(const TemporaryFolder& folder,
+                         const std::string& rules);
 
     TemporaryFolder temporary;
     Process daemon;
