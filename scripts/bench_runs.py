@@ -69,6 +69,8 @@ class Bus:
             DBUS_SYSTEM_BUS_ADDRESS=address,
             DBUS_SESSION_BUS_ADDRESS=address,
             HEALTHINTF_RUNTIME_DIR=talker.hear(),
+            # That a new cache is empty would be said between the figures.
+            HEALTHINTF_LOG_LEVEL="1",
         )
 
     def run(self, command):

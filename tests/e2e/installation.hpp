@@ -2,10 +2,13 @@
 
 /** @file The project as it is installed, in a folder of the test. */
 
+#include "file_content.hpp"
 #include "process.hpp"
+#include "search_path.hpp"
 #include "temporary_folder.hpp"
 
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -33,11 +36,11 @@ class Installation
     {
         outputOf({MESON, "install", "-C", BUILD_FOLDER, "--destdir",
                   folder.path(), "--no-rebuild", "--quiet"});
-        setenv("LD_LIBRARY_PATH", at(LIBRARY_FOLDERS).c_str(), 1);
+        relocatePackages();
+        lookInto(at(LIBRARY_FOLDERS), "LD_LIBRARY_PATH");
+        lookInto(packages(), "PKG_CONFIG_PATH");
         setenv("HEALTHINTF_REGISTRY_PATH",
                at(PREFIX "/share/healthintf/registries").c_str(), 1);
-        setenv("PKG_CONFIG_PATH", at(LIBRARY_FOLDERS "/pkgconfig").c_str(), 1);
-        setenv("PKG_CONFIG_SYSROOT_DIR", folder.path().c_str(), 1);
     }
 
     /** Where an installed path really lies. */
@@ -52,14 +55,14 @@ class Installation
         return at(LIBEXEC_FOLDER "/healthintf") / name;
     }
 
-    /** Compiles against the installation.
+    /** Compiles as the project was compiled, against the installation.
      *
      *  @throws std::runtime_error with the compiler's errors */
     void compile(const std::vector<std::string>& arguments) const
     {
-        std::vector<std::string> command = words(COMPILER);
-        command.insert(command.end(), {"-std=c++20", "-O1", "-Wall", "-Wextra",
-                                       "-Wpedantic", "-Werror"});
+        std::vector<std::string> command = words(COMPILER " " SDBUSPLUS_FLAGS);
+        command.insert(command.end(),
+                       {"-O1", "-Wall", "-Wextra", "-Wpedantic", "-Werror"});
         command.insert(command.end(), arguments.begin(), arguments.end());
         for (const std::string& flag : words(
                  outputOf({"pkg-config", "--cflags", "--libs", "healthintf"})))
@@ -76,6 +79,25 @@ class Installation
 
   private:
     TemporaryFolder folder;
+
+    std::filesystem::path packages() const
+    {
+        return at(LIBRARY_FOLDERS "/pkgconfig");
+    }
+
+    /** Lets the packages name the folder. A system root would do it for every
+     *  package, and the others are not in the folder. */
+    void relocatePackages() const
+    {
+        const std::string prefix = "prefix=";
+        for (const auto& file : std::filesystem::directory_iterator(packages()))
+        {
+            std::string text = contentOf(file);
+            text.replace(text.find(prefix + PREFIX), prefix.size(),
+                         prefix + folder.path().string());
+            std::ofstream(file.path(), std::ios::binary) << text;
+        }
+    }
 };
 
 /** The installation of this test program. */

@@ -2,6 +2,7 @@
  *  programs, and the daemon of the README. */
 
 #include "bus_client.hpp"
+#include "documents.hpp"
 #include "file_content.hpp"
 #include "installation.hpp"
 #include "private_bus.hpp"
@@ -125,20 +126,6 @@ TEST(Installed, ContractCanBeIncludedFromC)
     EXPECT_NO_THROW(
         outputOf({"cc", "-std=c11", "-Wall", "-Wextra", "-Wpedantic", "-Werror",
                   "-fsyntax-only", "-I" + include.string(), source}));
-}
-
-/** The first block of C++ in a document. */
-std::string firstProgram(const std::string& document)
-{
-    const std::string opening = "```cpp\n";
-    const auto begin = document.find(opening);
-    const auto end = document.find("```\n", begin + opening.size());
-    if (begin == std::string::npos || end == std::string::npos)
-    {
-        throw std::runtime_error("no program in the document");
-    }
-    return document.substr(begin + opening.size(),
-                           end - begin - opening.size());
 }
 
 TEST(Installed, DaemonOfTheReadmeReportsItsFault)

@@ -1,0 +1,25 @@
+#pragma once
+
+/** @file What documents say. */
+
+#include <stdexcept>
+#include <string>
+
+namespace healthintf::test
+{
+
+/** The first block of C++ in a document. */
+inline std::string firstProgram(const std::string& document)
+{
+    const std::string opening = "```cpp\n";
+    const auto begin = document.find(opening);
+    const auto end = document.find("```\n", begin + opening.size());
+    if (begin == std::string::npos || end == std::string::npos)
+    {
+        throw std::runtime_error("no program in the document");
+    }
+    return document.substr(begin + opening.size(),
+                           end - begin - opening.size());
+}
+
+} // namespace healthintf::test

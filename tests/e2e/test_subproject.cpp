@@ -1,0 +1,150 @@
+/** @file What a user gets who makes the project a part of another one. */
+
+#include "bus_client.hpp"
+#include "documents.hpp"
+#include "file_content.hpp"
+#include "private_bus.hpp"
+#include "search_path.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+namespace
+{
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::UnorderedElementsAre;
+namespace fs = std::filesystem;
+
+const std::string fan = "/com/vexa/olvar/health/chassis/fan7";
+
+/** A project of one program, with ours as its subproject. */
+class MainProject
+{
+  public:
+    explicit MainProject(const std::string& program,
+                         const std::vector<std::string>& options = {})
+    {
+        folder.write("program.cpp", program);
+        folder.write("meson.build",
+                     "project('user', 'cpp')\n"
+                     "executable('program', 'program.cpp', dependencies:\n"
+                     "  dependency('healthintf',\n"
+                     "    fallback: ['healthintf', 'healthintf_dep']))\n");
+        fs::create_directory(folder.path() / "subprojects");
+        fs::create_directory_symlink(SOURCE_FOLDER,
+                                     folder.path() / "subprojects/healthintf");
+        // The compiler's own flags name the standard.
+        std::vector<std::string> setup{MESON,
+                                       "setup",
+                                       build,
+                                       folder.path(),
+                                       "-Dcpp_std=none",
+                                       "-Dhealthintf:cpp_std=none",
+                                       "-Dbuildtype=plain",
+                                       "-Dwerror=true",
+                                       "-Dwarning_level=3"};
+        setup.insert(setup.end(), options.begin(), options.end());
+        configured = outputOf(setup, {"CXX=" COMPILER});
+    }
+
+    /** What the build system said. */
+    const std::string& configuration() const
+    {
+        return configured;
+    }
+
+    /** What is built. */
+    std::vector<std::string> targets() const
+    {
+        std::vector<std::string> names;
+        for (const auto& target : nlohmann::json::parse(
+                 outputOf({MESON, "introspect", "--targets", build})))
+        {
+            names.push_back(target.at("name"));
+        }
+        return names;
+    }
+
+    void compile() const
+    {
+        outputOf({MESON, "compile", "-C", build});
+    }
+
+    /** Runs the program with the libraries that were built for it. */
+    Process run(const std::vector<std::string>& arguments = {}) const
+    {
+        const std::string ours = build / "subprojects/healthintf";
+        const std::string libraries = ours + "/src:" + ours + "/platform/host";
+        std::vector<std::string> command{build / "program"};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        return Process(
+            command,
+            {"LD_LIBRARY_PATH=" + withFolder(libraries, "LD_LIBRARY_PATH"),
+             "HEALTHINTF_REGISTRY_PATH=" SOURCE_FOLDER "/data/registries"});
+    }
+
+    /** The libraries that ours needs. */
+    std::string needed() const
+    {
+        return outputOf(
+            {"readelf", "-d",
+             build / "subprojects/healthintf/src/libhealthintf.so.1"});
+    }
+
+  private:
+    TemporaryFolder folder;
+    fs::path build = folder.path() / "build";
+    std::string configured;
+};
+
+TEST(Subproject, IsTheLibraryAndThePlatformAlone)
+{
+    const MainProject project(
+        firstProgram(contentOf(SOURCE_FOLDER "/README.md")));
+    EXPECT_THAT(project.configuration(), Not(HasSubstr("WARNING")));
+    ASSERT_THAT(project.targets(),
+                UnorderedElementsAre(
+                    "program", "healthintf", "healthintf-objects",
+                    "healthintf-platform", "healthintf-platform-objects"));
+    project.compile();
+
+    const PrivateBus bus;
+    BusClient client;
+    const Process daemon = project.run();
+    client.waitForHealth(fan, 4);
+}
+
+TEST(Subproject, TakesThePlatformOfAnotherPackage)
+{
+    const TemporaryFolder packages;
+    packages.write("board-platform.pc", "Name: board-platform\n"
+                                        "Description: The platform of a board\n"
+                                        "Version: 1\n"
+                                        "Libs: -L" PLATFORM_FOLDER
+                                        " -ltest-recording -ltest-text\n");
+    lookInto(packages.path(), "PKG_CONFIG_PATH");
+    const MainProject project(
+        contentOf(SOURCE_FOLDER "/tests/bus/component_daemon.cpp"),
+        {"-Dhealthintf:platform=board-platform"});
+    ASSERT_THAT(project.targets(), UnorderedElementsAre("program", "healthintf",
+                                                        "healthintf-objects"));
+    project.compile();
+    EXPECT_THAT(project.needed(), Not(HasSubstr("healthintf-platform")));
+
+    const PrivateBus bus;
+    const BusClient client;
+    Process daemon = project.run({"own-loop"});
+    const std::string owner = daemon.ask("init " + fan + " 2");
+    EXPECT_EQ(client.health(owner, fan), 2u);
+}
+
+} // namespace
+} // namespace healthintf::test
