@@ -48,6 +48,10 @@ class HEALTHINTF_API FaultAndHealth
     /** How many faults a component holds at most. */
     static constexpr std::size_t maxFaults = 10;
 
+    /** How many bytes the texts of one fault may have together. They travel in
+     *  one message, and a bus disconnects whoever sends one of 32 MiB. */
+    static constexpr std::size_t maxFaultText = 1 << 20;
+
     /** Creates the object of a component.
      *
      *  When the key's parent has no health node, the health manager is asked
@@ -117,7 +121,8 @@ class HEALTHINTF_API FaultAndHealth
      *  @param[in] ledState the LED state asked for, 0 for none
      *  @return statusOk; statusNotCreated when the entry could not be created
      *          or announced, or a text is one that D-Bus cannot carry (it must
-     *          be UTF-8 without NUL)
+     *          be UTF-8 without NUL), or all texts together have more than
+     *          maxFaultText bytes
      *
      *  Does not throw. On failure the faults and the health are as before,
      *  with one exception: a fault that gave way to this one stays removed.

@@ -187,21 +187,44 @@ int FaultAndHealth::addFault(std::string& msgId, std::string& sensorPath,
 namespace
 {
 
-/** @throws std::invalid_argument when a text is none that D-Bus carries */
+/** Adds up the texts of a fault. */
+class TextCheck
+{
+  public:
+    /** @throws std::logic_error when D-Bus does not carry the text, or not
+     *          together with those before */
+    void require(const std::string& name, const std::string& text)
+    {
+        requireBusText(name.c_str(), text);
+        bytes += text.size();
+        if (bytes > FaultAndHealth::maxFaultText)
+        {
+            throw std::length_error(
+                "the texts have more than " +
+                std::to_string(FaultAndHealth::maxFaultText) + " bytes");
+        }
+    }
+
+  private:
+    std::size_t bytes = 0;
+};
+
+/** @throws std::logic_error when D-Bus does not carry the texts */
 void requireBusTexts(const FaultEntry::PropertyMap& properties)
 {
+    TextCheck check;
     for (const auto& [name, value] : properties)
     {
         if (const auto* text = std::get_if<std::string>(&value))
         {
-            requireBusText(name.c_str(), *text);
+            check.require(name, *text);
         }
         else if (const auto* texts =
                      std::get_if<std::vector<std::string>>(&value))
         {
             for (const auto& each : *texts)
             {
-                requireBusText(name.c_str(), each);
+                check.require(name, each);
             }
         }
     }

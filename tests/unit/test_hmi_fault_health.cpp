@@ -1006,6 +1006,22 @@ TEST_F(FaultAndHealthTest, RefusesTextsThatTheBusCannotCarry)
         << "the subsystem is not used";
 }
 
+TEST_F(FaultAndHealthTest, RefusesMoreTextThanAMessageShouldHold)
+{
+    const auto object = make();
+    const std::string half(FaultAndHealth::maxFaultText / 2, 'x');
+    EXPECT_EQ(object->addFault("", "", {half}, "", "", 1, 1, half, 1, "", 0),
+              0);
+    EXPECT_EQ(faults().size(), 1u);
+    EXPECT_EQ(object->addFault("", "", {half}, "x", "", 1, 1, half, 1, "", 0),
+              4);
+    EXPECT_EQ(faults().size(), 1u);
+    EXPECT_EQ(journal().count("log 2 271 EXCEPTION "
+                              "hmi_fault_health.#.addFault: the texts have "
+                              "more than 1048576 bytes"),
+              1u);
+}
+
 TEST_F(FaultAndHealthTest, AddsAFaultWithoutArgumentsOrTexts)
 {
     const auto object = make();
