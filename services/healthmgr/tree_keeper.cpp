@@ -156,7 +156,8 @@ void TreeKeeper::announce(const std::string& key, uint32_t health)
 {
     auto signal = connection.bus().new_signal(
         key.c_str(), Interface::interface, Interface::HealthStatusUpdate::name);
-    signal.append(HealthStatus::GetParentKey(key), key, health);
+    // The root's parent is the key above it, as in what its node sends.
+    signal.append(key.substr(0, key.rfind('/')), key, health);
     signal.signal_send();
 }
 

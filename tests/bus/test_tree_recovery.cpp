@@ -71,6 +71,22 @@ TEST_F(TreeRecovery, GivesALeafItsParentsUpToTheRoot)
     client.waitForHealth(root, 2);
 }
 
+TEST_F(TreeRecovery, TellsTheEndOfAKilledRootAsItsNodeWouldHave)
+{
+    startManager();
+    Component daemon(root, 3);
+    waitUntilManaged(root, false);
+    client.waitForHealth(root, 3);
+    client.catchUp();
+    client.updates.clear();
+    daemon.process.kill();
+    client.waitUntil("end of the root", [&] {
+        return !client.updates.empty();
+    });
+    EXPECT_EQ(client.updates.front(), "/com/vexa/olvar " + root + " 0");
+    waitUntilManaged(root);
+}
+
 TEST_F(TreeRecovery, CompletesATreeThatWasThereBefore)
 {
     Component leaf(root + "/a/b", 2);
