@@ -60,8 +60,14 @@ bool HostedNodes::host(const std::string& key)
 {
     for (const std::string& each : withAncestors(key))
     {
-        if (host::findHealthRecord(each))
+        if (const auto record = host::findHealthRecord(each))
         {
+            // What could not hear its children was published all the same,
+            // and does not do for a node.
+            if (record->owner == host::ProcessIdentity::self() && !hosts(each))
+            {
+                return false;
+            }
             continue;
         }
         // A node that only gathers what its children report has no health of

@@ -161,6 +161,9 @@ TEST_F(HealthManager, RefusesANodeThatTheBusHasNoRoomFor)
                           "the node " +
                           key(made)));
     EXPECT_TRUE(nodeIsThere(key(made - 1)));
+    EXPECT_EQ(refusal(key(made)), cause) << "when asked again";
+    EXPECT_THAT(refusal(key(made) + "/below"),
+                HasSubstr("unable to make the node " + key(made) + "/below"));
 }
 
 TEST_F(HealthManager, LivesOnAfterMalformedSignals)
