@@ -8,7 +8,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -94,18 +93,20 @@ bool changedInPlace(std::string_view record, std::string_view payload)
     {
         return false;
     }
-    const auto end = payload.end();
-    const auto [now, then] =
-        std::mismatch(payload.begin(), end, before.begin());
-    if (now == end)
+    std::size_t at = 0;
+    while (at < payload.size() && payload[at] == before[at])
+    {
+        ++at;
+    }
+    if (at == payload.size())
     {
         return true;
     }
-    if (!std::equal(now + 1, end, then + 1))
+    if (payload.substr(at + 1) != before.substr(at + 1))
     {
         return false;
     }
-    std::atomic_ref(*const_cast<char*>(then)).store(*now);
+    std::atomic_ref(const_cast<char&>(before[at])).store(payload[at]);
     return true;
 }
 
@@ -119,6 +120,14 @@ int findOwn(Cursor& cursor, Key& key)
         return ENOENT;
     }
     return parseRecord(cursor.value()).owner == self() ? 0 : EPERM;
+}
+
+void tellChangedInVain(const std::string& path)
+{
+    HOST_LOG(log::warning,
+             "%s.%d.%s: %s was changed in vain: another process holds this key "
+             "now",
+             path.c_str());
 }
 
 std::atomic<bool> standsBack{false};
@@ -219,10 +228,7 @@ int editRecord(RecordKind kind, const std::string& path,
         int result = findOwn(cursor, key);
         if (result == EPERM)
         {
-            HOST_LOG(log::warning,
-                     "%s.%d.%s: %s was changed in vain: another process holds "
-                     "this key now",
-                     path.c_str());
+            tellChangedInVain(path);
         }
         if (result != 0)
         {
