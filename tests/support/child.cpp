@@ -1,5 +1,7 @@
 #include "child.hpp"
 
+#include "file_content.hpp"
+
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -125,16 +127,7 @@ int Child::wait()
 
 std::string Child::errors()
 {
-    std::string text;
-    std::array<char, 4096> part{};
-    off_t at = 0;
-    ssize_t got = 0;
-    while ((got = pread(standardError, part.data(), part.size(), at)) > 0)
-    {
-        text.append(part.data(), got);
-        at += got;
-    }
-    return text;
+    return contentOf("/proc/self/fd/" + std::to_string(standardError));
 }
 
 int inChild(const std::function<int()>& work, std::string* errors)

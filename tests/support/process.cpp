@@ -1,5 +1,7 @@
 #include "process.hpp"
 
+#include "file_content.hpp"
+
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -214,16 +216,7 @@ void Process::kill()
 
 std::string Process::errors() const
 {
-    std::string text;
-    std::array<char, 4096> part{};
-    off_t at = 0;
-    ssize_t got = 0;
-    while ((got = pread(standardError, part.data(), part.size(), at)) > 0)
-    {
-        text.append(part.data(), got);
-        at += got;
-    }
-    return text;
+    return contentOf("/proc/self/fd/" + std::to_string(standardError));
 }
 
 std::string Process::output()

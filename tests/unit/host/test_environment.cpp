@@ -245,14 +245,14 @@ TEST_F(DataCacheFolder, TakesItsSizeFromTheFirstUser)
               0);
 }
 
-/** Runs work on a filesystem of so many bytes.
- *
- *  @return 77 where none can be mounted */
-int onSmallFilesystem(const std::filesystem::path& at, const char* options,
-                      const std::function<int()>& work)
+/** Expects that work on a filesystem of such a size gives 0; skips the test
+ *  where none can be mounted. */
+void expectOnSmallFilesystem(const std::filesystem::path& at,
+                             const char* options,
+                             const std::function<int()>& work)
 {
     constexpr int cannot = 77;
-    return inChild([&] {
+    const int status = inChild([&] {
         if (unshare(CLONE_NEWNS) != 0 ||
             mount("none", "/", "", MS_REC | MS_PRIVATE, nullptr) != 0 ||
             mount("tmpfs", at.c_str(), "tmpfs", 0, options) != 0)
@@ -261,11 +261,16 @@ int onSmallFilesystem(const std::filesystem::path& at, const char* options,
         }
         return work();
     });
+    if (status == cannot)
+    {
+        GTEST_SKIP() << "no filesystem can be mounted here";
+    }
+    EXPECT_EQ(status, 0) << options;
 }
 
 TEST_F(DataCacheFolder, GivesAnErrorWhenItsFilesystemIsFull)
 {
-    const int status = onSmallFilesystem(folder.path(), "size=3m", [this] {
+    expectOnSmallFilesystem(folder.path(), "size=3m", [this] {
         Environment environment(path, capacity);
         try
         {
@@ -279,16 +284,11 @@ TEST_F(DataCacheFolder, GivesAnErrorWhenItsFilesystemIsFull)
             return e.code().value() == ENOSPC && has(environment, "0") ? 0 : 1;
         }
     });
-    if (status == 77)
-    {
-        GTEST_SKIP() << "no filesystem can be mounted here";
-    }
-    EXPECT_EQ(status, 0);
 }
 
 TEST_F(DataCacheFolder, CanBeEmptiedOnAFullFilesystem)
 {
-    const int status = onSmallFilesystem(folder.path(), "size=3m", [this] {
+    expectOnSmallFilesystem(folder.path(), "size=3m", [this] {
         Environment environment(path, capacity);
         int stored = 0;
         try
@@ -308,11 +308,6 @@ TEST_F(DataCacheFolder, CanBeEmptiedOnAFullFilesystem)
         }
         return stored > 100 && !has(environment, "0") ? 0 : 1;
     });
-    if (status == 77)
-    {
-        GTEST_SKIP() << "no filesystem can be mounted here";
-    }
-    EXPECT_EQ(status, 0);
 }
 
 TEST_F(DataCacheFolder, GivesAnErrorWhenThereIsNoRoomToOpenIt)
@@ -320,7 +315,7 @@ TEST_F(DataCacheFolder, GivesAnErrorWhenThereIsNoRoomToOpenIt)
     for (const char* options :
          {"size=4k", "size=16k", "size=44k", "size=1m", "size=2m"})
     {
-        const int status = onSmallFilesystem(folder.path(), options, [this] {
+        expectOnSmallFilesystem(folder.path(), options, [this] {
             try
             {
                 const Environment environment(path, capacity);
@@ -335,11 +330,6 @@ TEST_F(DataCacheFolder, GivesAnErrorWhenThereIsNoRoomToOpenIt)
                 return e.code() == ENOSPC ? 0 : 3;
             }
         });
-        if (status == 77)
-        {
-            GTEST_SKIP() << "no filesystem can be mounted here";
-        }
-        EXPECT_EQ(status, 0) << options;
     }
 }
 
