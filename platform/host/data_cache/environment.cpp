@@ -133,7 +133,8 @@ Environment::Environment(const fs::path& path, std::size_t capacity) :
     }
 }
 
-void Environment::makeRoomForRecord(const Transaction& transaction)
+void Environment::makeRoomForRecord(const Transaction& transaction,
+                                    std::size_t size)
 {
     MDB_envinfo info{};
     MDB_stat stat{};
@@ -147,12 +148,12 @@ void Environment::makeRoomForRecord(const Transaction& transaction)
     {
         throw LmdbError("no room for another record", MDB_MAP_FULL);
     }
-    makeBlocks(reserve);
+    makeBlocks(reserve + size);
 }
 
-void Environment::makeRoomForChange()
+void Environment::makeRoomForChange(std::size_t size)
 {
-    makeBlocks(reserve / 2);
+    makeBlocks(reserve / 2 + size);
 }
 
 void Environment::makeBlocks(std::size_t spare)
@@ -170,7 +171,8 @@ void Environment::makeBlocks(std::size_t spare)
     {
         return;
     }
-    const std::size_t wanted = limited(pages * stat.ms_psize + 2 * reserve);
+    const std::size_t wanted =
+        limited(pages * stat.ms_psize + std::max(spare, 2 * reserve));
     mdb_filehandle_t file = -1;
     checkLmdb("mdb_env_get_fd", mdb_env_get_fd(environment.get(), &file));
     allocate(file, wanted, folder / dataFile);

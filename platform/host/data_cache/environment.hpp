@@ -47,15 +47,18 @@ class Environment
      *  changing and removing records.
      *
      *  @param[in] transaction a write transaction
+     *  @param[in] size the record's size in bytes
      *  @throws std::exception when the cache or its filesystem is full */
-    void makeRoomForRecord(const Transaction& transaction);
+    void makeRoomForRecord(const Transaction& transaction, std::size_t size);
 
     /** Makes sure that there is room for changing and removing records. Every
      *  write transaction begins so: what it touches without room would end the
      *  process.
      *
+     *  @param[in] size the size in bytes that a record shall have; records that
+     *             are removed need none
      *  @throws std::exception when the filesystem is full */
-    void makeRoomForChange();
+    void makeRoomForChange(std::size_t size = 0);
 
     /** The table of all records. */
     MDB_dbi table() const

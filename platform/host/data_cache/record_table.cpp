@@ -203,7 +203,7 @@ int putRecord(RecordKind kind, const std::string& path,
               std::string_view payload)
 {
     return writeCache([&](Environment& cache, const Transaction& transaction) {
-        cache.makeRoomForRecord(transaction);
+        cache.makeRoomForRecord(transaction, headerSize + payload.size());
         Key at(kind, path);
         if (standsBack && isTaken(cache, transaction, at))
         {
@@ -221,8 +221,7 @@ int putRecord(RecordKind kind, const std::string& path,
 int editRecord(RecordKind kind, const std::string& path,
                const std::function<int(std::string& payload)>& edit)
 {
-    return writeCache([&](const Environment& cache,
-                          const Transaction& transaction) {
+    return writeCache([&](Environment& cache, const Transaction& transaction) {
         Key key(kind, path);
         Cursor cursor(transaction.get(), cache.table());
         int result = findOwn(cursor, key);
@@ -238,6 +237,7 @@ int editRecord(RecordKind kind, const std::string& path,
         result = edit(payload);
         if (result == 0 && !changedInPlace(cursor.value(), payload))
         {
+            cache.makeRoomForChange(headerSize + payload.size());
             writeRecord(cursor.replace(headerSize + payload.size()), payload);
         }
         return result;

@@ -27,7 +27,7 @@ constexpr std::size_t capacity = 4UL << 20;
 void put(Environment& environment, std::string key, std::string value)
 {
     Transaction transaction(environment.get(), Transaction::Kind::write);
-    environment.makeRoomForRecord(transaction);
+    environment.makeRoomForRecord(transaction, value.size());
     MDB_val k{key.size(), key.data()};
     MDB_val v{value.size(), value.data()};
     checkLmdb("mdb_put",
@@ -282,6 +282,24 @@ TEST_F(DataCacheFolder, GivesAnErrorWhenItsFilesystemIsFull)
         catch (const std::system_error& e)
         {
             return e.code().value() == ENOSPC && has(environment, "0") ? 0 : 1;
+        }
+    });
+}
+
+TEST_F(DataCacheFolder, GivesAnErrorForARecordThatItsFilesystemHasNotRoomFor)
+{
+    expectOnSmallFilesystem(folder.path(), "size=3m", [this] {
+        Environment environment(path, capacity);
+        put(environment, "small", "value");
+        try
+        {
+            put(environment, "large", std::string(3UL << 20, 'x'));
+            return 1;
+        }
+        catch (const std::system_error& e)
+        {
+            return e.code().value() == ENOSPC && has(environment, "small") ? 0
+                                                                           : 2;
         }
     });
 }
