@@ -14,10 +14,17 @@ namespace log = ::healthintf::log;
 
 } // namespace health_namespace::details
 
+/** The file that lines are logged in the name of. A part of a class that has
+ *  a file of its own gives the class's file here, before it includes this
+ *  header: log readers know a line by the class. */
+#ifndef HMI_LOG_FILE
+#define HMI_LOG_FILE __FILE__
+#endif
+
 /** Logs one line in the name of @p function. */
 #define HMI_LOG_AS(function, level, format, ...)                       \
-    DLOG_LINE(::health_namespace::details::logModule, function, level, \
-              format __VA_OPT__(, ) __VA_ARGS__)
+    DLOG_LINE_IN(HMI_LOG_FILE, ::health_namespace::details::logModule, \
+                 function, level, format __VA_OPT__(, ) __VA_ARGS__)
 
 /** Logs one line in the name of the function that it stands in. */
 #define HMI_LOG(level, format, ...)                       \

@@ -2,6 +2,7 @@
 
 #include "text.hpp"
 
+#include <platform/config_manager.h>
 #include <platform/data_abstraction/healthmgr.hpp>
 #include <platform/dlog.h>
 #include <platform/message_registry.h>
@@ -349,6 +350,19 @@ extern "C"
                                           MSGREG_CONTENT_SIZE -
                                               MSGREG_CONTENT_TEXT_OFFSET));
         return 0;
+    }
+
+    int CfgSetAttributeInt(const char* name, int32_t value, int flags,
+                           const CfgMgrOrigin* origin)
+    {
+        const auto named = [](const char* string) {
+            return string == nullptr ? "null" : string;
+        };
+        return static_cast<int>(journal().called(
+            "CfgSetAttributeInt",
+            std::string(name) + " " + std::to_string(value) + " " +
+                std::to_string(flags) + " " + named(origin->source) + " " +
+                named(origin->second) + " " + named(origin->third)));
     }
 
     void* LQOVS_receive_signal(const char* name, LQOVS_callback callback,

@@ -1,11 +1,17 @@
 #pragma once
 
-/** @file The platform's configuration manager.
+/** @file The platform's configuration manager: attributes with integer
+ *  values.
  *
- *  It announces each change of an attribute as a notification whose record
- *  holds little-endian fields at these byte offsets from its start. Whoever
- *  delivers a record makes sure that it is long enough for them and that a
- *  source name ends within it. */
+ *  It announces each change of an attribute as a notification named
+ *  "CfgMgr/1/AttributeChange/" and the attribute's name. The notification's
+ *  record holds little-endian fields at these byte offsets from its start.
+ *  Whoever delivers a record makes sure that it is long enough for them and
+ *  that a source name ends within it. */
+
+#include <platform/api.h>
+
+#include <stdint.h>
 
 /** Unsigned 32-bit: where the NUL-terminated name of whoever made the change
  *  begins, counted from the start of the record; 0 when it is not known. */
@@ -14,3 +20,34 @@
 #define CFGMGR_CHANGE_NEW_VALUE_OFFSET 48
 /** Unsigned 32-bit: the attribute's value before. */
 #define CFGMGR_CHANGE_PREVIOUS_VALUE_OFFSET 52
+
+#ifdef __cplusplus
+extern "C"
+{
+#endif
+
+    /** Who changes an attribute. Each may be null. */
+    struct CfgMgrOrigin
+    {
+        /** The name that the announcement of the change carries. */
+        const char* source;
+        /** Two more strings for the configuration manager's own use. */
+        const char* second;
+        const char* third;
+    };
+
+    /** Sets an integer attribute.
+     *
+     *  @param[in] name the attribute's name, such as
+     *             "system.embedded.1#lcd.1#hideerrs"
+     *  @param[in] value its new value
+     *  @param[in] flags 0
+     *  @param[in] origin who sets it; valid during the call only
+     *  @return 0, or the platform's error number */
+    PLATFORM_API int CfgSetAttributeInt(const char* name, int32_t value,
+                                        int flags,
+                                        const struct CfgMgrOrigin* origin);
+
+#ifdef __cplusplus
+}
+#endif

@@ -51,9 +51,14 @@ inline constexpr const char* baseName = name.text;
 
 } // namespace healthintf::log
 
-/** Logs one line in the name of @p function. The format is a literal that
- *  begins with "%s.%d.%s", for file, line and function, so that the compiler
- *  checks the arguments and a search finds the text. */
-#define DLOG_LINE(module, function, level, format, ...)                       \
-    dlog_printf(level, module, format, ::healthintf::log::baseName<__FILE__>, \
+/** Logs one line in the name of @p function in a file. The format is a literal
+ *  that begins with "%s.%d.%s", for file, line and function, so that the
+ *  compiler checks the arguments and a search finds the text. */
+#define DLOG_LINE_IN(file, module, function, level, format, ...)          \
+    dlog_printf(level, module, format, ::healthintf::log::baseName<file>, \
                 __LINE__, function __VA_OPT__(, ) __VA_ARGS__)
+
+/** Logs one line in the name of @p function. */
+#define DLOG_LINE(module, function, level, format, ...) \
+    DLOG_LINE_IN(__FILE__, module, function, level,     \
+                 format __VA_OPT__(, ) __VA_ARGS__)
