@@ -59,7 +59,7 @@ class Bus:
                 "sh",
                 "-c",
                 'echo "$DBUS_SYSTEM_BUS_ADDRESS"; echo "$HEALTHINTF_RUNTIME_DIR";'
-                "exec cat",
+                'echo "$HEALTHINTF_STATE_DIR"; exec cat',
             ],
             os.environ,
         )
@@ -69,6 +69,7 @@ class Bus:
             DBUS_SYSTEM_BUS_ADDRESS=address,
             DBUS_SESSION_BUS_ADDRESS=address,
             HEALTHINTF_RUNTIME_DIR=talker.hear(),
+            HEALTHINTF_STATE_DIR=talker.hear(),
             # That a new cache is empty would be said between the figures.
             HEALTHINTF_LOG_LEVEL="1",
         )

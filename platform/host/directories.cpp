@@ -37,4 +37,26 @@ std::filesystem::path runtimeDirectory()
         "no runtime folder: set HEALTHINTF_RUNTIME_DIR or XDG_RUNTIME_DIR");
 }
 
+std::filesystem::path stateDirectory()
+{
+    if (const char* given = setting("HEALTHINTF_STATE_DIR"))
+    {
+        return given;
+    }
+    if (geteuid() == 0)
+    {
+        return "/var/lib/healthintf";
+    }
+    if (const char* states = setting("XDG_STATE_HOME"))
+    {
+        return std::filesystem::path(states) / "healthintf";
+    }
+    if (const char* home = setting("HOME"))
+    {
+        return std::filesystem::path(home) / ".local/state/healthintf";
+    }
+    throw std::runtime_error("no state folder: set HEALTHINTF_STATE_DIR, "
+                             "XDG_STATE_HOME or HOME");
+}
+
 } // namespace healthintf::host

@@ -13,4 +13,10 @@ namespace healthintf::host
  *  @throws std::runtime_error when none of them is set for this user */
 std::filesystem::path runtimeDirectory();
 
+/** The folder of what lasts: $HEALTHINTF_STATE_DIR, or /var/lib/healthintf for
+ *  root, or healthintf in $XDG_STATE_HOME or else in $HOME/.local/state.
+ *
+ *  @throws std::runtime_error when none of them is set for this user */
+std::filesystem::path stateDirectory();
+
 } // namespace healthintf::host

@@ -4,7 +4,7 @@
 
 #include "../common/event_loop.hpp"
 #include "data_cache/process_identity.hpp"
-#include "file_descriptor.hpp"
+#include "storage/file_descriptor.hpp"
 
 #include <functional>
 #include <map>

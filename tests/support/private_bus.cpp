@@ -25,6 +25,7 @@ Process PrivateBus::start(const TemporaryFolder& folder,
                           const std::string& rules)
 {
     setenv("HEALTHINTF_RUNTIME_DIR", (folder.path() / "run").c_str(), 1);
+    setenv("HEALTHINTF_STATE_DIR", (folder.path() / "state").c_str(), 1);
     std::filesystem::create_directory(folder.path() / "services");
     const auto config = folder.write(
         "bus.conf",

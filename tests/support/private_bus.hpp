@@ -12,7 +12,7 @@ namespace healthintf::test
 
 /** A dbus-daemon with the limits of the system bus. While it lives, this
  *  process and the programs that it runs take it for the default bus, and have
- *  a data cache of their own. */
+ *  a data cache and attributes of their own. */
 class PrivateBus
 {
   public:

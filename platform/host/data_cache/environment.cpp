@@ -1,6 +1,7 @@
 #include "environment.hpp"
 
 #include "../host_log.hpp"
+#include "../storage/files.hpp"
 #include "byte_codec.hpp"
 
 #include <sys/stat.h>
@@ -25,9 +26,6 @@ namespace
 constexpr uint32_t formatVersion = 1;
 
 constexpr const char* dataFile = "data.mdb";
-constexpr const char* lockFile = "lock.mdb";
-
-constexpr mdb_mode_t fileMode = 0664;
 
 // The content need not outlive the machine's run, so nothing is synced. Pages
 // are changed in the map: written by system calls they would double what a
@@ -75,44 +73,9 @@ bool intact(const fs::path& folder)
 {
     const EnvironmentPtr probe = newEnvironment();
     const int result = mdb_env_open(probe.get(), folder.c_str(),
-                                    openFlags | MDB_RDONLY, fileMode);
+                                    openFlags | MDB_RDONLY, storeFileMode);
     return result != MDB_INVALID && result != MDB_VERSION_MISMATCH &&
            result != MDB_CORRUPTED;
-}
-
-/** Gives a file all its blocks up to a size.
- *
- *  @throws std::system_error when the filesystem has not so many */
-void allocate(int file, std::size_t size, const fs::path& name)
-{
-    int result = EINTR;
-    while (result == EINTR)
-    {
-        result = posix_fallocate(file, 0, static_cast<off_t>(size));
-    }
-    if (result != 0)
-    {
-        throw std::system_error(result, std::generic_category(), name.string());
-    }
-}
-
-/** Makes the lock file with all its blocks there: LMDB maps it, and a block
- *  that a full filesystem cannot give would end the process.
- *
- *  Only while nobody else has the folder open: others have mapped the size
- *  that they found. */
-void reserveLockFile(const fs::path& file)
-{
-    constexpr std::size_t bytesPerReader = 64;
-    constexpr std::size_t header = 4096;
-    const FileDescriptor opened(
-        open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, fileMode));
-    if (opened.get() < 0)
-    {
-        throw std::system_error(errno, std::generic_category(), file.string());
-    }
-    allocate(opened.get(), header + bytesPerReader * Environment::maxReaders,
-             file);
 }
 
 } // namespace
@@ -175,7 +138,7 @@ void Environment::makeBlocks(std::size_t spare)
         limited(pages * stat.ms_psize + std::max(spare, 2 * reserve));
     mdb_filehandle_t file = -1;
     checkLmdb("mdb_env_get_fd", mdb_env_get_fd(environment.get(), &file));
-    allocate(file, wanted, folder / dataFile);
+    allocateBlocks(file, wanted, folder / dataFile);
     blocks = wanted;
 }
 
@@ -184,16 +147,14 @@ void Environment::startEmpty()
     const fs::path data = folder / dataFile;
     if (fs::exists(data) && !intact(folder))
     {
-        const fs::path aside = folder / "data.mdb.damaged";
+        const fs::path aside = setAside(data);
         HOST_LOG(log::warning,
                  "%s.%d.%s: the data cache %s is damaged or of another "
                  "version: it was set aside as %s and is made anew",
                  data.c_str(), aside.c_str());
-        fs::rename(data, aside);
     }
     fs::remove(data);
-    fs::remove(folder / lockFile);
-    reserveLockFile(folder / lockFile);
+    remakeLockFile(folder, Environment::maxReaders);
 }
 
 void Environment::open(std::size_t capacity)
@@ -205,7 +166,7 @@ void Environment::open(std::size_t capacity)
                   mdb_env_set_mapsize(environment.get(), capacity + reserve));
     }
     checkLmdb("mdb_env_open", mdb_env_open(environment.get(), folder.c_str(),
-                                           openFlags, fileMode));
+                                           openFlags, storeFileMode));
     mdb_reader_check(environment.get(), nullptr);
 }
 

@@ -2,8 +2,8 @@
 
 /** @file The LMDB environment of the data cache. */
 
-#include "lmdb.hpp"
-#include "users_lock.hpp"
+#include "../storage/lmdb.hpp"
+#include "../storage/users_lock.hpp"
 
 #include <cstddef>
 #include <filesystem>

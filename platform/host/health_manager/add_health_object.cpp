@@ -1,34 +1,18 @@
+#include "../bus_handles.hpp"
 #include "../host_log.hpp"
 #include "protocol.hpp"
 
 #include <platform/data_abstraction/healthmgr.hpp>
 
-#include <systemd/sd-bus.h>
-
 #include <cerrno>
 #include <cstring>
-#include <memory>
+#include <string>
 
 namespace
 {
 
 using namespace healthintf;
 using namespace healthintf::host;
-
-struct Unref
-{
-    void operator()(sd_bus* bus) const
-    {
-        sd_bus_unref(bus);
-    }
-    void operator()(sd_bus_message* message) const
-    {
-        sd_bus_message_unref(message);
-    }
-};
-
-using BusPtr = std::unique_ptr<sd_bus, Unref>;
-using MessagePtr = std::unique_ptr<sd_bus_message, Unref>;
 
 /** This thread's default connection, kept until the thread ends: the bus
  *  forgets a message for a service that it still has to start when the sender

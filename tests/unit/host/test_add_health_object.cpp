@@ -1,11 +1,10 @@
 #include "child.hpp"
+#include "no_bus.hpp"
 
 #include <platform/data_abstraction/healthmgr.hpp>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <cstdlib>
 
 namespace
 {
@@ -14,8 +13,7 @@ namespace
 
 TEST(AddHealthObject, ReportsThatThereIsNoBus)
 {
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
-    setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+    healthintf::test::haveNoBus();
     std::string errors;
     EXPECT_EQ(healthintf::test::inChild(
                   [] {

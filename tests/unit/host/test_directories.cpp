@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
 #include <string>
 
 namespace healthintf::host
@@ -27,21 +29,82 @@ TEST(RuntimeDirectory, IsTheSystemsForRootAndTheSessionsForOthers)
               geteuid() == 0 ? "/run/healthintf" : "/session/healthintf");
 }
 
-TEST(RuntimeDirectory, IsAnErrorWithoutASession)
+/** The message of the failure to name a folder as a user without rights. */
+std::string failureOf(std::filesystem::path (*directory)())
 {
-    unsetenv("HEALTHINTF_RUNTIME_DIR");
-    unsetenv("XDG_RUNTIME_DIR");
     std::string errors;
     EXPECT_EQ(test::inChild(
-                  [] {
+                  [directory] {
                       test::leaveRoot();
-                      runtimeDirectory();
+                      directory();
                       return 0;
                   },
                   &errors),
               125);
-    EXPECT_EQ(errors, "no runtime folder: set HEALTHINTF_RUNTIME_DIR or "
-                      "XDG_RUNTIME_DIR\n");
+    return errors;
+}
+
+TEST(RuntimeDirectory, IsAnErrorWithoutASession)
+{
+    unsetenv("HEALTHINTF_RUNTIME_DIR");
+    unsetenv("XDG_RUNTIME_DIR");
+    EXPECT_EQ(failureOf(runtimeDirectory),
+              "no runtime folder: set HEALTHINTF_RUNTIME_DIR or "
+              "XDG_RUNTIME_DIR\n");
+}
+
+class StateDirectory : public testing::Test
+{
+  protected:
+    StateDirectory()
+    {
+        for (const char* name :
+             {"HEALTHINTF_STATE_DIR", "XDG_STATE_HOME", "HOME"})
+        {
+            unsetenv(name);
+        }
+    }
+
+    /** What a user without rights gets. */
+    static std::string ofAUser()
+    {
+        return failureOf([]() -> std::filesystem::path {
+            throw std::runtime_error(stateDirectory().string());
+        });
+    }
+};
+
+TEST_F(StateDirectory, IsTheOneThatTheEnvironmentNames)
+{
+    setenv("HEALTHINTF_STATE_DIR", "/somewhere", 1);
+    setenv("XDG_STATE_HOME", "/states", 1);
+    EXPECT_EQ(stateDirectory(), "/somewhere");
+}
+
+TEST_F(StateDirectory, IsTheSystemsForRoot)
+{
+    if (geteuid() != 0)
+    {
+        GTEST_SKIP() << "needs root";
+    }
+    setenv("HEALTHINTF_STATE_DIR", "", 1);
+    setenv("XDG_STATE_HOME", "/states", 1);
+    EXPECT_EQ(stateDirectory(), "/var/lib/healthintf");
+}
+
+TEST_F(StateDirectory, IsTheUsersForOthers)
+{
+    setenv("HOME", "/home/me", 1);
+    EXPECT_EQ(ofAUser(), "/home/me/.local/state/healthintf\n");
+    setenv("XDG_STATE_HOME", "/states", 1);
+    EXPECT_EQ(ofAUser(), "/states/healthintf\n");
+}
+
+TEST_F(StateDirectory, IsAnErrorWithoutAHome)
+{
+    EXPECT_EQ(failureOf(stateDirectory),
+              "no state folder: set HEALTHINTF_STATE_DIR, XDG_STATE_HOME or "
+              "HOME\n");
 }
 
 } // namespace

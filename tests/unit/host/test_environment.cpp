@@ -1,12 +1,11 @@
 #include "child.hpp"
 #include "data_cache/environment.hpp"
+#include "small_filesystem.hpp"
 #include "temporary_folder.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/mount.h>
 
-#include <sched.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -19,6 +18,7 @@ namespace
 {
 
 using test::Child;
+using test::expectOnSmallFilesystem;
 using test::inChild;
 using testing::HasSubstr;
 
@@ -243,29 +243,6 @@ TEST_F(DataCacheFolder, TakesItsSizeFromTheFirstUser)
                              : 1;
               }),
               0);
-}
-
-/** Expects that work on a filesystem of such a size gives 0; skips the test
- *  where none can be mounted. */
-void expectOnSmallFilesystem(const std::filesystem::path& at,
-                             const char* options,
-                             const std::function<int()>& work)
-{
-    constexpr int cannot = 77;
-    const int status = inChild([&] {
-        if (unshare(CLONE_NEWNS) != 0 ||
-            mount("none", "/", "", MS_REC | MS_PRIVATE, nullptr) != 0 ||
-            mount("tmpfs", at.c_str(), "tmpfs", 0, options) != 0)
-        {
-            return cannot;
-        }
-        return work();
-    });
-    if (status == cannot)
-    {
-        GTEST_SKIP() << "no filesystem can be mounted here";
-    }
-    EXPECT_EQ(status, 0) << options;
 }
 
 TEST_F(DataCacheFolder, GivesAnErrorWhenItsFilesystemIsFull)

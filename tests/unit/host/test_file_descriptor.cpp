@@ -1,4 +1,4 @@
-#include "data_cache/file_descriptor.hpp"
+#include "storage/file_descriptor.hpp"
 
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>

@@ -1,4 +1,4 @@
-#include "data_cache/lmdb.hpp"
+#include "storage/lmdb.hpp"
 #include "temporary_folder.hpp"
 
 #include <gtest/gtest.h>

@@ -1,23 +1,22 @@
+/** @file Subscriptions where there is no bus; tests/bus has the rest. */
+
+#include "child.hpp"
+#include "no_bus.hpp"
+
 #include <platform/notification.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <string>
+
+namespace healthintf::host
+{
 namespace
 {
 
 void ignore(const char*, const char*, const uint8_t*, uint64_t, void*)
 {}
-
-TEST(Notification, GivesEachSubscriptionAHandleOfItsOwn)
-{
-    void* first = LQOVS_receive_signal("name", ignore, nullptr);
-    void* second = LQOVS_receive_signal("name", ignore, nullptr);
-    EXPECT_NE(first, nullptr);
-    EXPECT_NE(second, nullptr);
-    EXPECT_NE(first, second);
-    LQOVS_receive_signal_free(first);
-    LQOVS_receive_signal_free(second);
-}
 
 TEST(Notification, RefusesASubscriptionWithoutNameOrCallback)
 {
@@ -28,8 +27,32 @@ TEST(Notification, RefusesASubscriptionWithoutNameOrCallback)
 TEST(Notification, FreesNothingWithoutHarm)
 {
     LQOVS_receive_signal_free(nullptr);
-    int other = 0;
-    LQOVS_receive_signal_free(&other);
+}
+
+TEST(Notification, FailsWithoutABusAndSaysSoOnce)
+{
+    std::string errors;
+    EXPECT_EQ(test::inChild(
+                  [] {
+                      test::haveNoBus();
+                      for (int i = 0; i < 3; ++i)
+                      {
+                          if (LQOVS_receive_signal("name", ignore, nullptr) !=
+                              nullptr)
+                          {
+                              return 1;
+                          }
+                      }
+                      return 0;
+                  },
+                  &errors),
+              0);
+    EXPECT_EQ(std::ranges::count(errors, '\n'), 1) << errors;
+    EXPECT_NE(errors.find("unable to subscribe to notifications: unable to "
+                          "connect to the bus"),
+              std::string::npos)
+        << errors;
 }
 
 } // namespace
+} // namespace healthintf::host

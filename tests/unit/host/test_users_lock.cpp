@@ -1,5 +1,5 @@
 #include "child.hpp"
-#include "data_cache/users_lock.hpp"
+#include "storage/users_lock.hpp"
 #include "temporary_folder.hpp"
 
 #include <gtest/gtest.h>

@@ -1,21 +1,21 @@
 #pragma once
 
-/** @file Who uses a data cache: every process holds a lock on one file of its
- *  folder for as long as it has the cache open. */
+/** @file Who uses a store: every process holds a lock on one file of its folder
+ *  for as long as it has the store open. */
 
-#include "file_descriptor.hpp"
+#include "file_lock.hpp"
 
 #include <filesystem>
 
 namespace healthintf::host
 {
 
-/** One user's hold. The first user may prepare the cache before others come
- *  in; what stands in the cache then belongs to nobody alive. */
+/** One user's hold. The first user may prepare the store before others come
+ *  in; what stands in it then belongs to nobody alive. */
 class UsersLock
 {
   public:
-    /** Takes hold, waiting for a first user that is preparing the cache.
+    /** Takes hold, waiting for a first user that is preparing the store.
      *
      *  @throws std::system_error when the file cannot be locked */
     explicit UsersLock(const std::filesystem::path& path);
@@ -31,7 +31,7 @@ class UsersLock
     void letOthersIn();
 
   private:
-    FileDescriptor file;
+    LockFile file;
     bool first;
 };
 

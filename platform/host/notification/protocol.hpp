@@ -1,0 +1,16 @@
+#pragma once
+
+/** @file How processes on a host tell each other of notifications: a signal to
+ *  everybody, of any object, with the notification's name and record. */
+
+namespace healthintf::host
+{
+
+inline constexpr const char* notificationPath = "/com/vexa/olvar/notification";
+inline constexpr const char* notificationInterface =
+    "com.vexa.olvar.Notification";
+inline constexpr const char* notificationMember = "Notified";
+/** The name, and the bytes of the record. */
+inline constexpr const char* notificationSignature = "say";
+
+} // namespace healthintf::host

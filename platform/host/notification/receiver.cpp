@@ -1,0 +1,234 @@
+#include "receiver.hpp"
+
+#include "../config_manager/change_record.hpp"
+#include "../host_log.hpp"
+#include "protocol.hpp"
+
+#include <systemd/sd-event.h>
+
+#include <algorithm>
+#include <exception>
+#include <iterator>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace healthintf::host
+{
+namespace
+{
+
+/** What later subscriptions of this thread join. Subscriptions may end after
+ *  the thread's own objects, so nothing here is destroyed. */
+thread_local Receiver* current = nullptr;
+
+/** Whether somebody has this thread's default connection in an event loop. */
+bool defaultBusIsInALoop()
+{
+    return sd_bus_default(nullptr) > 0 &&
+           sd_bus_get_event(openDefaultBus().get()) != nullptr;
+}
+
+/** Whether this thread has an event loop that does not work on its default
+ *  connection. */
+bool needsOwnBus()
+{
+    return sd_event_default(nullptr) > 0 && !defaultBusIsInALoop();
+}
+
+/** A connection in this thread's event loop. */
+BusPtr openOwnBus()
+{
+    sd_bus* opened = nullptr;
+    checkBus("unable to connect to the bus", sd_bus_open(&opened));
+    BusPtr bus(opened);
+    sd_event* loop = nullptr;
+    checkBus("sd_event_default", sd_event_default(&loop));
+    const int attached =
+        sd_bus_attach_event(opened, loop, SD_EVENT_PRIORITY_NORMAL);
+    sd_event_unref(loop);
+    checkBus("sd_bus_attach_event", attached);
+    return bus;
+}
+
+/** One notification, in the message that brought it. */
+struct Notification
+{
+    const char* name = nullptr;
+    const uint8_t* data = nullptr;
+    std::size_t length = 0;
+};
+
+/** @return whether the message is a notification */
+bool read(sd_bus_message* message, Notification& notification)
+{
+    const void* data = nullptr;
+    if (sd_bus_message_has_signature(message, notificationSignature) <= 0 ||
+        sd_bus_message_read_basic(message, 's', &notification.name) <= 0 ||
+        sd_bus_message_read_array(message, 'y', &data, &notification.length) <
+            0)
+    {
+        return false;
+    }
+    // Where there are no bytes, the pointer does not lead anywhere.
+    notification.data =
+        notification.length == 0 ? nullptr : static_cast<const uint8_t*>(data);
+    return true;
+}
+
+/** Who made a change, empty for other notifications; null for a change whose
+ *  record is malformed. */
+const char* sourceOf(const Notification& notification)
+{
+    return std::string_view(notification.name).starts_with(changePrefix)
+               ? checkedSource(notification.data, notification.length)
+               : "";
+}
+
+void call(const Subscription& subscription, const char* source,
+          const Notification& notification)
+{
+    try
+    {
+        subscription.callback(source, notification.name, notification.data,
+                              notification.length, subscription.context);
+    }
+    catch (const std::exception& e)
+    {
+        HOST_LOG(log::warning, "EXCEPTION %s.%d.%s: a callback of %s: %s",
+                 notification.name, e.what());
+    }
+    catch (...)
+    {
+        HOST_LOG(log::warning,
+                 "EXCEPTION %s.%d.%s: a callback of %s threw something",
+                 notification.name);
+    }
+}
+
+const char* senderOf(sd_bus_message* message)
+{
+    const char* sender = sd_bus_message_get_sender(message);
+    return sender != nullptr ? sender : "an unknown sender";
+}
+
+} // namespace
+
+std::shared_ptr<Receiver> Receiver::ofThisThread()
+{
+    if (current != nullptr && current->isOpen())
+    {
+        return current->shared_from_this();
+    }
+    auto made = std::make_shared<Receiver>();
+    current = made.get();
+    return made;
+}
+
+Receiver::Receiver() : ownBus(needsOwnBus())
+{
+    bus = ownBus ? openOwnBus() : openDefaultBus();
+    sd_bus_slot* slot = nullptr;
+    checkBus("unable to listen on the bus",
+             sd_bus_match_signal(bus.get(), &slot, nullptr, notificationPath,
+                                 notificationInterface, notificationMember,
+                                 take, this));
+    match.reset(slot);
+}
+
+Receiver::~Receiver()
+{
+    if (current == this)
+    {
+        current = nullptr;
+    }
+    match.reset();
+    if (ownBus)
+    {
+        sd_bus_close(bus.get());
+    }
+}
+
+Subscription* Receiver::add(const char* name, LQOVS_callback callback,
+                            void* context)
+{
+    auto made = std::make_shared<Subscription>(
+        Subscription{name, callback, context, nullptr});
+    Subscription* subscription =
+        subscriptions.emplace(name, std::move(made))->second.get();
+    subscription->receiver = shared_from_this();
+    return subscription;
+}
+
+void Receiver::remove(Subscription* subscription)
+{
+    const auto receiver = std::exchange(subscription->receiver, nullptr);
+    auto& all = receiver->subscriptions;
+    const auto [first, last] = all.equal_range(subscription->name);
+    const auto found = std::find_if(first, last, [=](const auto& entry) {
+        return entry.second.get() == subscription;
+    });
+    all.erase(found);
+}
+
+bool Receiver::isOpen() const
+{
+    return sd_bus_is_open(bus.get()) > 0;
+}
+
+int Receiver::take(sd_bus_message* message, void* context,
+                   sd_bus_error* /*error*/) noexcept
+{
+    try
+    {
+        static_cast<Receiver*>(context)->deliver(message);
+    }
+    catch (const std::exception& e)
+    {
+        HOST_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+    }
+    return 0;
+}
+
+void Receiver::deliver(sd_bus_message* message)
+{
+    Notification notification;
+    if (!read(message, notification))
+    {
+        HOST_LOG(log::warning,
+                 "%s.%d.%s: a signal of %s is no notification: dropped",
+                 senderOf(message));
+        return;
+    }
+    // Callbacks may end and begin subscriptions, and with the last one this
+    // object.
+    const auto self = shared_from_this();
+    std::vector<std::shared_ptr<Subscription>> due;
+    const auto [first, last] =
+        subscriptions.equal_range(std::string_view(notification.name));
+    std::transform(first, last, std::back_inserter(due), [](const auto& entry) {
+        return entry.second;
+    });
+    if (due.empty())
+    {
+        return;
+    }
+    const char* source = sourceOf(notification);
+    if (source == nullptr)
+    {
+        HOST_LOG(log::warning,
+                 "%s.%d.%s: the record of %s that %s sent is malformed: "
+                 "dropped",
+                 notification.name, senderOf(message));
+        return;
+    }
+    for (const auto& subscription : due)
+    {
+        if (subscription->receiver)
+        {
+            call(*subscription, source, notification);
+        }
+    }
+}
+
+} // namespace healthintf::host

@@ -1,0 +1,45 @@
+#pragma once
+
+/** @file The files of a store. */
+
+#include "file_descriptor.hpp"
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <filesystem>
+
+namespace healthintf::host
+{
+
+/** Who may use a store's files, less the umask. */
+inline constexpr mode_t storeFileMode = 0664;
+
+/** Opens a file for reading and writing, and makes it when it is not there.
+ *
+ *  @throws std::system_error when it cannot be opened */
+FileDescriptor openFile(const std::filesystem::path& file);
+
+/** Gives a file all its blocks up to a size.
+ *
+ *  @throws std::system_error when the filesystem has not so many */
+void allocateBlocks(int file, std::size_t size,
+                    const std::filesystem::path& name);
+
+/** Makes the lock file of an LMDB environment anew, with all its blocks there:
+ *  LMDB maps it, and a block that a full filesystem cannot give would end the
+ *  process.
+ *
+ *  Only while nobody has the folder open: others have mapped the file that
+ *  they found.
+ *
+ *  @throws std::system_error when the filesystem is full */
+void remakeLockFile(const std::filesystem::path& folder,
+                    unsigned int maxReaders);
+
+/** Renames a store's damaged file, in place of one that was set aside before.
+ *
+ *  @return its path now */
+std::filesystem::path setAside(const std::filesystem::path& file);
+
+} // namespace healthintf::host

@@ -1,0 +1,116 @@
+/** @file Setting attributes where nobody can be told; tests/bus has the
+ *  rest. */
+
+#include "child.hpp"
+#include "no_bus.hpp"
+#include "temporary_folder.hpp"
+
+#include <platform/config_manager.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+
+namespace healthintf::host
+{
+namespace
+{
+
+using testing::HasSubstr;
+
+class ConfigManager : public testing::Test
+{
+  protected:
+    ConfigManager()
+    {
+        setenv("HEALTHINTF_STATE_DIR", folder.path().c_str(), 1);
+    }
+
+    /** What a process of its own gets for three attempts without a bus, whose
+     *  results must be the same. */
+    int set(const char* name, int flags = 0, const char* source = nullptr)
+    {
+        return test::inChild(
+            [&] {
+                test::haveNoBus();
+                const CfgMgrOrigin origin{source, nullptr, nullptr};
+                const int first = CfgSetAttributeInt(name, 1, flags, &origin);
+                for (int i = 0; i < 2; ++i)
+                {
+                    if (CfgSetAttributeInt(name, 1, flags, &origin) != first)
+                    {
+                        return -1;
+                    }
+                }
+                return first;
+            },
+            &errors);
+    }
+
+    bool hasLoggedOnce() const
+    {
+        return std::ranges::count(errors, '\n') == 1;
+    }
+
+    test::TemporaryFolder folder;
+    std::string errors;
+};
+
+TEST_F(ConfigManager, RefusesANameThatIsNone)
+{
+    EXPECT_EQ(set(nullptr), EINVAL);
+    EXPECT_EQ(set(""), EINVAL);
+    EXPECT_THAT(errors, HasSubstr("an attribute was not set: it has no name"));
+    EXPECT_EQ(set(std::string(512, 'x').c_str()), EINVAL);
+    EXPECT_THAT(errors, HasSubstr("its name has more than 511 bytes"));
+    EXPECT_EQ(set("a\xFF"), EINVAL);
+    EXPECT_THAT(errors, HasSubstr("its name is not UTF-8"));
+    EXPECT_TRUE(hasLoggedOnce()) << errors;
+}
+
+TEST_F(ConfigManager, RefusesAFlag)
+{
+    EXPECT_EQ(set("a", 1), EINVAL);
+    EXPECT_THAT(errors, HasSubstr("there is no flag 1"));
+    EXPECT_TRUE(hasLoggedOnce()) << errors;
+}
+
+TEST_F(ConfigManager, RefusesASourceThatIsNoText)
+{
+    EXPECT_EQ(set("a", 0, "\xC3("), EINVAL);
+    EXPECT_THAT(errors, HasSubstr("the name of who sets it is not UTF-8"));
+    EXPECT_EQ(set("a", 0, std::string(4097, 'x').c_str()), EINVAL);
+    EXPECT_THAT(errors, HasSubstr("the name of who sets it has more than 4096 "
+                                  "bytes"));
+}
+
+TEST_F(ConfigManager, MakesNothingForAnArgumentThatItRefuses)
+{
+    set("");
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
+
+TEST_F(ConfigManager, FailsWithoutABusAndSaysSoOnce)
+{
+    EXPECT_EQ(set("a"), ENOENT);
+    EXPECT_THAT(errors, HasSubstr("an attribute was not set: unable to connect "
+                                  "to the bus: No such file or directory"));
+    EXPECT_TRUE(hasLoggedOnce()) << errors;
+}
+
+TEST_F(ConfigManager, SaysWhatIsWrongWithItsFolder)
+{
+    folder.write("config", "a file");
+    EXPECT_EQ(set("a"), ENOTDIR);
+    EXPECT_THAT(errors,
+                HasSubstr("attributes " + (folder.path() / "config").string()));
+    EXPECT_THAT(errors, HasSubstr("(see the folder's files and permissions)"));
+    EXPECT_TRUE(hasLoggedOnce()) << errors;
+}
+
+} // namespace
+} // namespace healthintf::host

@@ -1,0 +1,81 @@
+#include "child.hpp"
+#include "storage/opened_once.hpp"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace healthintf::host
+{
+namespace
+{
+
+struct Store
+{
+    int number;
+};
+
+class Opened : public testing::Test
+{
+  protected:
+    Store& get()
+    {
+        return once.get([this] {
+            ++openings;
+            return std::make_unique<Store>(Store{openings});
+        });
+    }
+
+    OpenedOnce<Store> once;
+    int openings = 0;
+};
+
+TEST_F(Opened, IsOneForAProcess)
+{
+    EXPECT_EQ(once.opened(), nullptr);
+    Store& store = get();
+    EXPECT_EQ(&get(), &store);
+    EXPECT_EQ(once.opened(), &store);
+    EXPECT_EQ(openings, 1);
+}
+
+TEST_F(Opened, IsOneForAllThreads)
+{
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i)
+    {
+        threads.emplace_back([this] {
+            get();
+        });
+    }
+    for (std::thread& thread : threads)
+    {
+        thread.join();
+    }
+    EXPECT_EQ(openings, 1);
+}
+
+TEST_F(Opened, IsTriedAgainAfterAFailure)
+{
+    EXPECT_THROW(once.get([]() -> std::unique_ptr<Store> {
+        throw std::runtime_error("broken");
+    }),
+                 std::runtime_error);
+    EXPECT_EQ(once.opened(), nullptr);
+    EXPECT_EQ(get().number, 1);
+}
+
+TEST_F(Opened, IsAnotherOneInAChild)
+{
+    get();
+    EXPECT_EQ(test::inChild([this] {
+                  return once.opened() == nullptr && get().number == 2 ? 0 : 1;
+              }),
+              0);
+    EXPECT_EQ(get().number, 1);
+}
+
+} // namespace
+} // namespace healthintf::host
