@@ -13,6 +13,7 @@
 #include <systemd/sd-bus.h>
 
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <string>
@@ -162,17 +163,95 @@ class HEALTHINTF_API FaultAndHealth
      *  the base health and of the faults that are not hidden. */
     uint32_t computeHealthStatusFromFaultList();
 
-    /** Subscribes to the changes of the LCD's configuration attributes,
-     *  ending earlier subscriptions.
+    /** Hides every fault, also those that are hidden already, and updates the
+     *  health. A fault that is added later is visible.
      *
-     *  @return the handle of the second subscription, 0 when it failed */
-    uint64_t RegisterForLCDAttributes();
+     *  @return the node's health
+     *
+     *  Does not throw, like every operation on visibility but the sender and
+     *  the handler of the signal: a health that cannot be sent is logged. */
+    int hideFaults();
 
-    /** Ends the subscriptions of RegisterForLCDAttributes(). */
-    void UnregisterLCDAttributes();
+    /** Hides the faults of a sensor and remembers it until
+     *  unhideFaults(unsigned int). The health is updated when there was such a
+     *  fault.
+     *
+     *  @param[in] sensorNumber IPMI sensor number */
+    void hideFaults(unsigned int sensorNumber);
 
-    /** Subscribes to the signal by which any process hides faults, ending an
-     *  earlier subscription.
+    /** Hides the faults of a sensor and remembers it until
+     *  unhideFaults(const std::string&). The health is updated when there was
+     *  such a fault.
+     *
+     *  @param[in] sensorPath the sensor, compared byte for byte; the empty one
+     *             is that of faults without a sensor */
+    void hideFaults(const std::string& sensorPath);
+
+    /** Shows every fault whose sensor is not remembered as hidden, and updates
+     *  the health when there was one; does nothing while HideAllFaults() or
+     *  Disable() is in force.
+     *
+     *  @return the node's health, or the flag word where nothing was done: 0x2
+     *          while HideAllFaults() is in force, 0x8 while disabled, and 0
+     *          when there was no fault to show */
+    int unhideFaults();
+
+    /** Forgets a hidden sensor, if it is one, and goes on as unhideFaults():
+     *  that shows the faults of other sensors too.
+     *
+     *  @param[in] sensorNumber IPMI sensor number
+     *  @return as unhideFaults() */
+    int unhideFaults(unsigned int sensorNumber);
+
+    /** Forgets a hidden sensor, if it is one, and goes on as unhideFaults():
+     *  that shows the faults of other sensors too.
+     *
+     *  @param[in] sensorPath the sensor
+     *  @return as unhideFaults() */
+    int unhideFaults(const std::string& sensorPath);
+
+    /** Hides every fault until it is called with false; then shows what
+     *  nothing else hides. Independent of Disable().
+     *
+     *  @param[in] hide whether to hide
+     *  @return as hideFaults() or unhideFaults() */
+    int HideAllFaults(bool hide);
+
+    /** Hides every fault until Enable(), and leaves the component with its
+     *  base health. Does nothing when it is disabled.
+     *
+     *  @return as hideFaults(), or the flag word where nothing was done */
+    int Disable();
+
+    /** Ends Disable(), setting the health to healthOk, and shows what nothing
+     *  else hides. Does nothing when the component is not disabled.
+     *
+     *  @return as unhideFaults(), or the flag word where nothing was done */
+    int Enable();
+
+    /** Asks every component in every process to hide faults, or to show them
+     *  again. What is named first decides: the component with that key is
+     *  disabled or enabled; all others look at the sensor path and, without
+     *  one, at the sensor number.
+     *
+     *  Sends on this thread's default bus, which is the one of
+     *  sd_bus_default(); may be called from any thread.
+     *
+     *  @param[in] hide whether to hide
+     *  @param[in] healthPath a component key, or empty
+     *  @param[in] sensorPath a sensor, or empty
+     *  @param[in] sensorNumber IPMI sensor number, or 0 for none
+     *  @return statusOk; statusInvalidArgument when nothing is named, or D-Bus
+     *          cannot carry a text (it must be UTF-8 without NUL, and both
+     *          together have no more than maxFaultText bytes)
+     *  @throws sdbusplus::exception::SdBusError naming the failed call, also
+     *          when there is no bus */
+    static int SendHideFaultsSignal(bool hide, const std::string& healthPath,
+                                    const std::string& sensorPath,
+                                    int sensorNumber);
+
+    /** Subscribes to the signal of SendHideFaultsSignal(), ending an earlier
+     *  subscription.
      *
      *  @throws sdbusplus::exception::SdBusError when the bus refuses */
     void RegisterForHideFaultsSignal();
@@ -180,7 +259,8 @@ class HEALTHINTF_API FaultAndHealth
     /** Takes one HideFaultForSensor signal.
      *
      *  @return 0
-     *  @throws sdbusplus::exception::SdBusError when it is malformed */
+     *  @throws sdbusplus::exception::SdBusError when it is malformed, and
+     *          nothing is changed; or when the health cannot be sent */
     int hideFaultSignalHandler(sdbusplus::message_t& message);
 
     /** Subscribes to the log manager's clearing of the System Event Log,
@@ -193,6 +273,15 @@ class HEALTHINTF_API FaultAndHealth
      *
      *  @return 0 */
     int clearSELSignalHandler(sdbusplus::message_t& message);
+
+    /** Subscribes to the changes of the LCD's configuration attributes,
+     *  ending earlier subscriptions.
+     *
+     *  @return the handle of the second subscription, 0 when it failed */
+    uint64_t RegisterForLCDAttributes();
+
+    /** Ends the subscriptions of RegisterForLCDAttributes(). */
+    void UnregisterLCDAttributes();
 
   private:
     struct UnrefSlot
@@ -210,7 +299,25 @@ class HEALTHINTF_API FaultAndHealth
 
     void listFault(const std::string& path,
                    const FaultEntry::PropertyMap& properties);
-    void tryToUpdateHealth(const char* function) noexcept;
+
+    /** @throws as HealthStatus::updateHealthStatus() */
+    int publishHealth();
+    /** Runs an operation; what it throws is logged in the name of
+     *  @p function.
+     *
+     *  @return what the operation returns, or the published health */
+    int contained(const char* function,
+                  const std::function<int()>& operation) noexcept;
+
+    // The operations on visibility, which throw as publishHealth() does.
+    int hideAll();
+    int unhideAll();
+    template <typename Property>
+    void hideBy(std::list<typename Property::type>& hiddenValues,
+                const typename Property::type& value);
+    template <typename Property>
+    int setHidden(bool hide, std::list<typename Property::type>& hiddenValues,
+                  const typename Property::type& value);
 
     sdbusplus::bus_t& bus;
     std::unique_ptr<HealthStatus> healthNode;
@@ -223,7 +330,7 @@ class HEALTHINTF_API FaultAndHealth
     std::unique_ptr<sdbusplus::bus::match_t> clearSelMatch;
     std::list<uint32_t> hiddenSensorNumbers;
     std::list<std::string> hiddenSensorPaths;
-    [[maybe_unused]] uint64_t visibilityFlags = 0;
+    uint64_t visibilityFlags = 0;
     std::unique_ptr<sd_bus_slot, UnrefSlot> objectManager;
 };
 

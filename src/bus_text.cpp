@@ -102,12 +102,17 @@ bool isBusText(std::string_view text)
     return true;
 }
 
-void requireBusText(const char* what, const std::string& text)
+void BusTextCheck::require(const std::string& name, const std::string& text)
 {
     if (!isBusText(text))
     {
-        throw std::invalid_argument(std::string(what) +
-                                    " is not UTF-8 text without NUL");
+        throw std::invalid_argument(name + " is not UTF-8 text without NUL");
+    }
+    bytes += text.size();
+    if (bytes > most)
+    {
+        throw std::length_error("the texts have more than " +
+                                std::to_string(most) + " bytes");
     }
 }
 

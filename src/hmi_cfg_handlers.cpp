@@ -1,9 +1,10 @@
 #include "log_line.hpp"
 
 #include <hmi_cfg_handlers.hpp>
+#include <hmi_fault_health.hpp>
 #include <platform/config_manager.h>
+#include <platform/notification.h>
 
-#include <cstddef>
 #include <string_view>
 
 namespace health_namespace
@@ -14,8 +15,18 @@ using namespace details;
 namespace
 {
 
+constexpr const char* hideErrorsNotification =
+    "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#hideerrs";
+constexpr const char* oemFlagsNotification =
+    "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#oemLCDFlags";
+
+constexpr const char* hideErrorsAttribute = "system.embedded.1#lcd.1#hideerrs";
+/** The value of hideerrs that hides errors, and one that shows them. */
+constexpr uint32_t hideErrors = 0;
+constexpr int32_t showErrors = 1;
+
 /** What a change says that was made by this library. */
-constexpr std::string_view ownSource = "HealthManagerInterface";
+constexpr const char* ownSource = "HealthManagerInterface";
 
 /** The bit of oemLCDFlags that hides errors for good. */
 constexpr uint32_t alwaysHideErrors = 1;
@@ -56,7 +67,7 @@ bool argumentsGiven(const char* function, const uint8_t* data,
     return true;
 }
 
-void processOemLcdEvent(const uint8_t* record)
+void processOemLcdEvent(const uint8_t* record, FaultAndHealth& component)
 {
     HMI_LOG(log::progress, "%s.%d.%s: Entered");
     const uint32_t now = newValue(record);
@@ -71,10 +82,14 @@ void processOemLcdEvent(const uint8_t* record)
     else if ((now & alwaysHideErrors) != 0)
     {
         HMI_LOG(log::progress, "%s.%d.%s: Always Hiding errors");
+        component.HideAllFaults(true);
     }
     else
     {
         HMI_LOG(log::progress, "%s.%d.%s: Unhiding errors");
+        setLCDAttributeInt(hideErrorsAttribute, showErrors, ownSource, nullptr,
+                           nullptr);
+        component.HideAllFaults(false);
     }
 }
 
@@ -84,8 +99,8 @@ bool cfg_notif_check_self_source(const _CfgNotAttrChange* record)
 {
     const auto* bytes = reinterpret_cast<const uint8_t*>(record);
     const uint32_t offset = littleEndian32(bytes + CFGMGR_CHANGE_SOURCE_OFFSET);
-    return offset != 0 &&
-           ownSource == reinterpret_cast<const char*>(bytes + offset);
+    return offset != 0 && std::string_view(ownSource) ==
+                              reinterpret_cast<const char*>(bytes + offset);
 }
 
 void cfg_notif_handle_hide_err(const char* /*source*/, const char* /*name*/,
@@ -102,7 +117,10 @@ void cfg_notif_handle_hide_err(const char* /*source*/, const char* /*name*/,
     {
         HMI_LOG(log::progress, "%s.%d.%s: We have updated the attribute, skip "
                                "any operation\n");
+        return;
     }
+    static_cast<FaultAndHealth*>(context)->HideAllFaults(newValue(data) ==
+                                                         hideErrors);
 }
 
 void cfg_notif_handle_oem_flags(const char* /*source*/, const char* /*name*/,
@@ -112,8 +130,67 @@ void cfg_notif_handle_oem_flags(const char* /*source*/, const char* /*name*/,
     HMI_LOG(log::trace, "%s.%d.%s Entry : lcd oem called error");
     if (argumentsGiven(static_cast<const char*>(__func__), data, context))
     {
-        processOemLcdEvent(data);
+        processOemLcdEvent(data, *static_cast<FaultAndHealth*>(context));
     }
+}
+
+int setLCDAttributeInt(const char* name, int32_t value, const char* source,
+                       const char* a, const char* b)
+{
+    const CfgMgrOrigin origin{source, a, b};
+    const int result = CfgSetAttributeInt(name, value, 0, &origin);
+    if (result != 0)
+    {
+        HMI_LOG(log::error,
+                "%s.%d.%s: Unable to set interger attribute %s to value %d; rc "
+                "= %d\n",
+                name, value, result);
+    }
+    return result;
+}
+
+namespace
+{
+
+uint64_t subscribe(const char* notification, LQOVS_callback callback,
+                   FaultAndHealth* context)
+{
+    return reinterpret_cast<uintptr_t>(
+        LQOVS_receive_signal(notification, callback, context));
+}
+
+void unsubscribe(uint64_t& handle)
+{
+    if (handle != 0)
+    {
+        // A handle is a number here and a pointer there.
+        const auto number = static_cast<uintptr_t>(handle);
+        // NOLINTNEXTLINE(performance-no-int-to-ptr)
+        LQOVS_receive_signal_free(reinterpret_cast<void*>(number));
+        handle = 0;
+    }
+}
+
+} // namespace
+
+uint64_t FaultAndHealth::RegisterForLCDAttributes()
+{
+    // The name in the line differs from the one subscribed by its first '#';
+    // log readers know it so.
+    HMI_LOG(log::trace, "%s.%d.%s Entry : LCD Attr register %s",
+            "CfgMgr/1/AttributeChange/#system.embedded.1#lcd.1#hideerrs");
+    UnregisterLCDAttributes();
+    hideErrorsHandle =
+        subscribe(hideErrorsNotification, cfg_notif_handle_hide_err, this);
+    oemFlagsHandle =
+        subscribe(oemFlagsNotification, cfg_notif_handle_oem_flags, this);
+    return oemFlagsHandle;
+}
+
+void FaultAndHealth::UnregisterLCDAttributes()
+{
+    unsubscribe(hideErrorsHandle);
+    unsubscribe(oemFlagsHandle);
 }
 
 } // namespace health_namespace

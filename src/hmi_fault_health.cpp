@@ -1,4 +1,3 @@
-#include "bus_match.hpp"
 #include "bus_text.hpp"
 #include "entry_name.hpp"
 #include "log_line.hpp"
@@ -6,12 +5,9 @@
 #include "wall_clock.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
-#include <com/vexa/olvar/logmgr/names.hpp>
-#include <hmi_cfg_handlers.hpp>
 #include <hmi_fault_health.hpp>
 #include <hmi_utils.hpp>
 #include <platform/data_abstraction/healthmgr.hpp>
-#include <platform/notification.h>
 
 #include <sdbusplus/exception.hpp>
 #include <systemd/sd-bus.h>
@@ -187,32 +183,10 @@ int FaultAndHealth::addFault(std::string& msgId, std::string& sensorPath,
 namespace
 {
 
-/** Adds up the texts of a fault. */
-class TextCheck
-{
-  public:
-    /** @throws std::logic_error when D-Bus does not carry the text, or not
-     *          together with those before */
-    void require(const std::string& name, const std::string& text)
-    {
-        requireBusText(name.c_str(), text);
-        bytes += text.size();
-        if (bytes > FaultAndHealth::maxFaultText)
-        {
-            throw std::length_error(
-                "the texts have more than " +
-                std::to_string(FaultAndHealth::maxFaultText) + " bytes");
-        }
-    }
-
-  private:
-    std::size_t bytes = 0;
-};
-
 /** @throws std::logic_error when D-Bus does not carry the texts */
 void requireBusTexts(const FaultEntry::PropertyMap& properties)
 {
-    TextCheck check;
+    BusTextCheck check(FaultAndHealth::maxFaultText);
     for (const auto& [name, value] : properties)
     {
         if (const auto* text = std::get_if<std::string>(&value))
@@ -293,7 +267,7 @@ int FaultAndHealth::addFault(const std::string& msgId,
             HMI_LOG(log::progress, "%s.%d.%s: Updating health status %d != %d",
                     health, current);
             updatingHealth = true;
-            healthNode->updateHealthStatus(computeHealthStatusFromFaultList());
+            publishHealth();
         }
     }
     catch (const std::exception& e)
@@ -309,7 +283,9 @@ int FaultAndHealth::addFault(const std::string& msgId,
         }
         if (updatingHealth)
         {
-            tryToUpdateHealth(static_cast<const char*>(__func__));
+            contained(static_cast<const char*>(__func__), [this] {
+                return publishHealth();
+            });
         }
         return statusNotCreated;
     }
@@ -379,7 +355,9 @@ int FaultAndHealth::removeFault(std::string& msgId, std::string& sensorPath)
             ++entry;
         }
     }
-    tryToUpdateHealth(static_cast<const char*>(__func__));
+    contained(static_cast<const char*>(__func__), [this] {
+        return publishHealth();
+    });
     HMI_LOG(log::progress, "%s.%d.%s: Remove fault exiting");
     return statusOk;
 }
@@ -390,7 +368,7 @@ void FaultAndHealth::deleteFaultListAll()
     {
         faultList.pop_front();
     }
-    healthNode->updateHealthStatus(computeHealthStatusFromFaultList());
+    publishHealth();
 }
 
 uint32_t FaultAndHealth::computeHealthStatusFromFaultList()
@@ -406,120 +384,23 @@ uint32_t FaultAndHealth::computeHealthStatusFromFaultList()
     return health;
 }
 
-void FaultAndHealth::tryToUpdateHealth(const char* function) noexcept
+int FaultAndHealth::publishHealth()
+{
+    return healthNode->updateHealthStatus(computeHealthStatusFromFaultList());
+}
+
+int FaultAndHealth::contained(const char* function,
+                              const std::function<int()>& operation) noexcept
 {
     try
     {
-        healthNode->updateHealthStatus(computeHealthStatusFromFaultList());
+        return operation();
     }
     catch (const std::exception& e)
     {
         HMI_LOG_AS(function, log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+        return static_cast<int>(healthNode->healthStatus());
     }
-}
-
-namespace
-{
-
-constexpr const char* hideErrorsNotification =
-    "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#hideerrs";
-constexpr const char* oemFlagsNotification =
-    "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#oemLCDFlags";
-
-uint64_t subscribe(const char* notification, LQOVS_callback callback,
-                   FaultAndHealth* context)
-{
-    return reinterpret_cast<uintptr_t>(
-        LQOVS_receive_signal(notification, callback, context));
-}
-
-void unsubscribe(uint64_t& handle)
-{
-    if (handle != 0)
-    {
-        // A handle is a number here and a pointer there.
-        const auto number = static_cast<uintptr_t>(handle);
-        // NOLINTNEXTLINE(performance-no-int-to-ptr)
-        LQOVS_receive_signal_free(reinterpret_cast<void*>(number));
-        handle = 0;
-    }
-}
-
-/** The rule of a signal that any sender may send from one path. */
-std::string signalRule(const char* path, const char* interface,
-                       const char* member)
-{
-    namespace rules = sdbusplus::bus::match::rules;
-    return std::string("type='signal',") + rules::path(path) +
-           rules::interface(interface) + rules::member(member);
-}
-
-} // namespace
-
-uint64_t FaultAndHealth::RegisterForLCDAttributes()
-{
-    // The name in the line differs from the one subscribed by its first '#';
-    // log readers know it so.
-    HMI_LOG(log::trace, "%s.%d.%s Entry : LCD Attr register %s",
-            "CfgMgr/1/AttributeChange/#system.embedded.1#lcd.1#hideerrs");
-    UnregisterLCDAttributes();
-    hideErrorsHandle =
-        subscribe(hideErrorsNotification, cfg_notif_handle_hide_err, this);
-    oemFlagsHandle =
-        subscribe(oemFlagsNotification, cfg_notif_handle_oem_flags, this);
-    return oemFlagsHandle;
-}
-
-void FaultAndHealth::UnregisterLCDAttributes()
-{
-    unsubscribe(hideErrorsHandle);
-    unsubscribe(oemFlagsHandle);
-}
-
-void FaultAndHealth::RegisterForHideFaultsSignal()
-{
-    const std::string rule = signalRule(names::root, names::managerInterface,
-                                        FaultEntry::HideFaultForSensor::name);
-    hideFaultsMatch = makeMatch(bus, rule, "hideFaultSignalHandler",
-                                [this](sdbusplus::message_t& message) {
-                                    return hideFaultSignalHandler(message);
-                                });
-    HMI_LOG(log::progress,
-            "%s.%d.%s: Registered the hide Fault Signal Handler");
-    HMI_LOG(log::progress, "%s.%d.%s: %s", rule.c_str());
-}
-
-int FaultAndHealth::hideFaultSignalHandler(sdbusplus::message_t& message)
-{
-    bool hide = false;
-    std::string healthPath;
-    std::string sensorPath;
-    int32_t sensorNumber = 0;
-    message.read(hide, healthPath, sensorPath, sensorNumber);
-    HMI_LOG(log::progress, "%s.%d.%s: %s", key.c_str());
-    if (healthPath == key)
-    {
-        HMI_LOG(log::progress, "%s.%d.%s: Health Path Matched");
-    }
-    return 0;
-}
-
-void FaultAndHealth::RegisterForClearSELSignal()
-{
-    const std::string rule =
-        signalRule(names::selPath, names::selInterface, names::selCleared);
-    clearSelMatch = makeMatch(bus, rule, "clearSELSignalHandler",
-                              [this](sdbusplus::message_t& message) {
-                                  return clearSELSignalHandler(message);
-                              });
-    HMI_LOG(log::progress, "%s.%d.%s: Registered clear SEL  Signal Handler");
-    HMI_LOG(log::progress, "%s.%d.%s: %s", rule.c_str());
-}
-
-int FaultAndHealth::clearSELSignalHandler(sdbusplus::message_t& /*message*/)
-{
-    HMI_LOG(log::progress, "%s.%d.%s: clear SEL Signal Received");
-    return 0;
 }
 
 } // namespace health_namespace

@@ -72,18 +72,36 @@ TEST(BusText, RefusesWhatUnicodeRulesOut)
     EXPECT_FALSE(isBusText("\xF5\x80\x80\x80")) << "above U+10FFFF";
 }
 
-TEST(BusText, NamesTheTextThatItRefuses)
+template <typename Error>
+std::string refusal(BusTextCheck& check, const std::string& text)
 {
-    EXPECT_NO_THROW(requireBusText("Message", "fine"));
     try
     {
-        requireBusText("Message", "\xFF");
-        FAIL() << "taken";
+        check.require("Message", text);
     }
-    catch (const std::invalid_argument& e)
+    catch (const Error& e)
     {
-        EXPECT_STREQ(e.what(), "Message is not UTF-8 text without NUL");
+        return e.what();
     }
+    return "taken";
+}
+
+TEST(BusText, NamesTheTextThatItRefuses)
+{
+    BusTextCheck check(8);
+    EXPECT_NO_THROW(check.require("Message", "fine"));
+    EXPECT_EQ(refusal<std::invalid_argument>(check, "\xFF"),
+              "Message is not UTF-8 text without NUL");
+}
+
+TEST(BusText, AddsUpTheTextsOfOneMessage)
+{
+    BusTextCheck check(8);
+    EXPECT_NO_THROW(check.require("Message", "fine"));
+    EXPECT_NO_THROW(check.require("Message", "fine"));
+    EXPECT_NO_THROW(check.require("Message", ""));
+    EXPECT_EQ(refusal<std::length_error>(check, "x"),
+              "the texts have more than 8 bytes");
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "recording_platform.hpp"
+#include "component_test.hpp"
 
 #include <hmi_cfg_handlers.hpp>
 #include <platform/config_manager.h>
@@ -14,7 +14,6 @@ namespace
 {
 
 using namespace healthintf::test;
-using Lines = std::vector<std::string>;
 
 /** A change record of @p now after @p before, made by @p source. */
 std::vector<uint8_t> change(uint32_t now, uint32_t before,
@@ -41,27 +40,28 @@ bool madeBySelf(const std::vector<uint8_t>& record)
         reinterpret_cast<const _CfgNotAttrChange*>(record.data()));
 }
 
-class CfgHandlers : public testing::Test
+class CfgHandlers : public ComponentTest
 {
   protected:
-    CfgHandlers()
+    CfgHandlers() : object(make())
     {
-        resetPlatform();
+        add(*object, 1, "A");
+        journal().take();
     }
 
     void hideErr(const std::vector<uint8_t>& record)
     {
         cfg_notif_handle_hide_err("", "", record.data(), record.size(),
-                                  &context);
+                                  object.get());
     }
 
     void oemFlags(const std::vector<uint8_t>& record)
     {
         cfg_notif_handle_oem_flags("", "", record.data(), record.size(),
-                                   &context);
+                                   object.get());
     }
 
-    int context = 0;
+    std::unique_ptr<FaultAndHealth> object;
 };
 
 TEST_F(CfgHandlers, RecogniseOnlyTheirOwnNameAsTheirOwnSource)
@@ -92,9 +92,9 @@ TEST_F(CfgHandlers, RefuseAMissingContextOrRecord)
 {
     const auto record = change(1, 0);
     cfg_notif_handle_hide_err("", "", record.data(), record.size(), nullptr);
-    cfg_notif_handle_hide_err("", "", nullptr, 0, &context);
+    cfg_notif_handle_hide_err("", "", nullptr, 0, object.get());
     cfg_notif_handle_oem_flags("", "", record.data(), record.size(), nullptr);
-    cfg_notif_handle_oem_flags("", "", nullptr, 0, &context);
+    cfg_notif_handle_oem_flags("", "", nullptr, 0, object.get());
     EXPECT_EQ(
         journal().take(),
         (Lines{"log 8 271 hmi_cfg_handlers.#.cfg_notif_handle_hide_err Entry "
@@ -115,18 +115,95 @@ TEST_F(CfgHandlers, RefuseAMissingContextOrRecord)
                "invalid data argument"}));
 }
 
-TEST_F(CfgHandlers, LookOnlyAtTheLowestOemFlag)
+TEST_F(CfgHandlers, HideAndShowFaultsByTheHideErrorsAttribute)
 {
+    hideErr(change(0, 1));
+    EXPECT_EQ(hiddenMessages(), Lines{"A"});
+    hideErr(change(5, 0));
+    EXPECT_EQ(hiddenMessages(), Lines{});
+    hideErr(change(0, 0, "operator"));
+    EXPECT_EQ(hiddenMessages(), Lines{"A"}) << "whatever it was before";
+    hideErr(change(1, 1, "operator"));
+    EXPECT_EQ(hiddenMessages(), Lines{});
+    hideErr(change(0, 1));
+    hideErr(change(0x80000000, 0));
+    EXPECT_EQ(hiddenMessages(), Lines{});
+}
+
+TEST_F(CfgHandlers, ShowNothingOfADisabledComponent)
+{
+    object->Disable();
+    hideErr(change(0, 1));
+    hideErr(change(1, 0));
+    EXPECT_EQ(hiddenMessages(), Lines{"A"});
+    object->Enable();
+    EXPECT_EQ(hiddenMessages(), Lines{});
+}
+
+TEST_F(CfgHandlers, LeaveFaultsAsTheyAreForAnOwnChange)
+{
+    hideErr(change(0, 1, "HealthManagerInterface"));
+    EXPECT_EQ(hiddenMessages(), Lines{});
+    hideErr(change(0, 1));
+    hideErr(change(1, 0, "HealthManagerInterface"));
+    EXPECT_EQ(hiddenMessages(), Lines{"A"});
+}
+
+TEST_F(CfgHandlers, HideFaultsWhenTheLowestOemFlagIsSet)
+{
+    oemFlags(change(0xF1, 0xF0, "HealthManagerInterface"));
+    const Lines lines = journal().take();
     const std::string line = "log 7 271 hmi_cfg_handlers.#.processOemLcdEvent";
-    const std::string entry =
-        "log 8 271 hmi_cfg_handlers.#.cfg_notif_handle_oem_flags Entry : lcd "
-        "oem called error";
-    oemFlags(change(1, 0));
-    EXPECT_EQ(journal().take(), (Lines{entry, line + ": Entered",
-                                       line + ": Always Hiding errors"}));
+    EXPECT_EQ(Lines(lines.begin(), lines.begin() + 4),
+              (Lines{"log 8 271 hmi_cfg_handlers.#.cfg_notif_handle_oem_flags "
+                     "Entry : lcd oem called error",
+                     line + ": Entered", line + ": Always Hiding errors",
+                     "log 8 271 hmi_fault_health.#.hideFaults Entry : Hide "
+                     "all Faults"}));
+    EXPECT_EQ(hiddenMessages(), Lines{"A"});
+    oemFlags(change(0, 0xFFFFFFFF));
+    EXPECT_EQ(hiddenMessages(), Lines{});
+}
+
+TEST_F(CfgHandlers, SetTheHideErrorsAttributeWhenTheLowestOemFlagIsCleared)
+{
+    object->HideAllFaults(true);
+    journal().take();
     oemFlags(change(0xF0, 0xF1));
+    const Lines lines = journal().take();
+    const std::string line = "log 7 271 hmi_cfg_handlers.#.processOemLcdEvent";
+    EXPECT_EQ(Lines(lines.begin(), lines.begin() + 5),
+              (Lines{"log 8 271 hmi_cfg_handlers.#.cfg_notif_handle_oem_flags "
+                     "Entry : lcd oem called error",
+                     line + ": Entered", line + ": Unhiding errors",
+                     "CfgSetAttributeInt system.embedded.1#lcd.1#hideerrs 1 0 "
+                     "HealthManagerInterface null null",
+                     "log 8 271 hmi_fault_health.#.unhideFaults Entry : "
+                     "Unhide Faults"}));
+    EXPECT_EQ(hiddenMessages(), Lines{});
+}
+
+TEST_F(CfgHandlers, ShowFaultsEvenWhenTheAttributeCannotBeSet)
+{
+    object->HideAllFaults(true);
+    journal().take();
+    journal().answer("CfgSetAttributeInt", -7);
+    oemFlags(change(0, 1));
+    EXPECT_EQ(journal().take("log 1"),
+              Lines{"log 1 271 hmi_cfg_handlers.#.setLCDAttributeInt: Unable "
+                    "to set interger attribute "
+                    "system.embedded.1#lcd.1#hideerrs to value 1; rc = -7\n"});
+    EXPECT_EQ(hiddenMessages(), Lines{});
+}
+
+TEST_F(CfgHandlers, HandASettingOverAsItIs)
+{
+    EXPECT_EQ(setLCDAttributeInt("name", -5, "source", "a", "b"), 0);
+    EXPECT_EQ(setLCDAttributeInt("name", 5, nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(journal().take(),
-              (Lines{entry, line + ": Entered", line + ": Unhiding errors"}));
+              (Lines{"CfgSetAttributeInt name -5 0 source a b",
+                     "CfgSetAttributeInt name 5 0 null null "
+                     "null"}));
 }
 
 TEST_F(CfgHandlers, ReportOemFlagsThatLeaveTheLowestAsItWas)
@@ -141,6 +218,57 @@ TEST_F(CfgHandlers, ReportOemFlagsThatLeaveTheLowestAsItWas)
     EXPECT_EQ(journal().take("log 1"),
               Lines{line + "new value = 0x00000002 previous value = "
                            "0x00000000"});
+}
+
+TEST_F(CfgHandlers, AreSubscribedAnewWhenRegisteredTwice)
+{
+    const uint64_t handle = object->RegisterForLCDAttributes();
+    EXPECT_NE(handle, 0u);
+    EXPECT_EQ(journal().count("LQOVS_receive_signal_free"), 2u);
+    EXPECT_EQ(platform().subscriptions.size(), 2u);
+    EXPECT_EQ(platform()
+                  .subscriptions
+                  .at(reinterpret_cast<void*>(static_cast<uintptr_t>(handle)))
+                  .name,
+              "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#oemLCDFlags");
+    object->UnregisterLCDAttributes();
+    object->UnregisterLCDAttributes();
+    EXPECT_EQ(platform().subscriptions.size(), 0u);
+    EXPECT_EQ(journal().count("LQOVS_receive_signal_free"), 4u);
+}
+
+TEST_F(CfgHandlers, HaveTheirComponentForContext)
+{
+    for (const auto& [handle, subscription] : platform().subscriptions)
+    {
+        EXPECT_EQ(subscription.context, object.get());
+    }
+}
+
+TEST_F(CfgHandlers, FollowTheNotificationsOfTheirComponent)
+{
+    const std::string name =
+        "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#";
+    platform().notify(name + "hideerrs", change(0, 1));
+    EXPECT_EQ(hiddenMessages(), Lines{"A"});
+    platform().notify(name + "hideerrs", change(1, 0));
+    EXPECT_EQ(hiddenMessages(), Lines{});
+    platform().notify(name + "oemLCDFlags", change(1, 0));
+    EXPECT_EQ(hiddenMessages(), Lines{"A"});
+    platform().notify(name + "oemLCDFlags", change(0, 1));
+    EXPECT_EQ(hiddenMessages(), Lines{});
+}
+
+TEST_F(CfgHandlers, ReportNoFailureToSubscribe)
+{
+    object->UnregisterLCDAttributes();
+    journal().take();
+    journal().answer("LQOVS_receive_signal", 0);
+    journal().answer("LQOVS_receive_signal", 0);
+    EXPECT_EQ(object->RegisterForLCDAttributes(), 0u);
+    object->UnregisterLCDAttributes();
+    EXPECT_EQ(journal().count("log 1"), 0u);
+    EXPECT_EQ(journal().count("LQOVS_receive_signal_free"), 0u);
 }
 
 } // namespace

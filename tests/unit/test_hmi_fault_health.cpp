@@ -1,4 +1,4 @@
-#include "library_test.hpp"
+#include "component_test.hpp"
 #include "text.hpp"
 #include "wall_clock.hpp"
 
@@ -23,41 +23,14 @@ using testing::Contains;
 using testing::HasSubstr;
 using testing::Not;
 
-const std::string root = "/com/vexa/olvar/health";
-const std::string key = root + "/a";
-
 uint64_t clockReads = 1'700'000'000;
 
-class FaultAndHealthTest : public LibraryTest
+class FaultAndHealthTest : public ComponentTest
 {
   protected:
     FaultAndHealthTest()
     {
         clockReads = 1'700'000'000;
-        haveHealthRecord(root, 2);
-    }
-
-    std::unique_ptr<FaultAndHealth> make(const std::string& at = key,
-                                         uint32_t baseHealth = 2,
-                                         bool fromHealthMgr = false)
-    {
-        return std::unique_ptr<FaultAndHealth>(
-            FaultAndHealth::Init(bus, at, baseHealth, fromHealthMgr));
-    }
-
-    /** Adds a fault by its severity, with everything else at will. */
-    static int add(FaultAndHealth& object, uint32_t severity,
-                   const std::string& msgId = "FAN0001",
-                   const std::string& sensorPath = "/sensors/fan1")
-    {
-        return object.addFault(msgId, sensorPath, {"1"}, "Fan.1", "sub", 48, 4,
-                               "Fan 1 failed.", severity, "Fan 1", 3);
-    }
-
-    static int remove(FaultAndHealth& object, std::string msgId = "FAN0001",
-                      std::string sensorPath = "/sensors/fan1")
-    {
-        return object.removeFault(msgId, sensorPath);
     }
 
     /** Adds a fault by a message of the registry. */
@@ -100,23 +73,6 @@ class FaultAndHealthTest : public LibraryTest
             paths.push_back(path);
         }
         return paths;
-    }
-
-    /** The messages of the faults that are left. */
-    static Lines messages()
-    {
-        Lines ids;
-        for (const auto& [path, record] : platform().faultRecords)
-        {
-            ids.push_back(std::get<std::string>(record.at("MessageID")));
-        }
-        return ids;
-    }
-
-    static uint32_t health(const std::string& at = key)
-    {
-        return std::get<uint32_t>(
-            platform().healthRecords.at(at).at("HealthStatus"));
     }
 
     /** Whether anything of the library is left on the library's end. */
@@ -178,7 +134,7 @@ TEST_F(FaultAndHealthTest, IsMadeInThisOrder)
         "sd_bus_add_object_manager /com/vexa/olvar/health",
         log + "FaultAndHealth constructor called",
         log + "Setting close on event loop exit to false",
-        "log 8 271 hmi_fault_health.#.RegisterForLCDAttributes Entry : LCD "
+        "log 8 271 hmi_cfg_handlers.#.RegisterForLCDAttributes Entry : LCD "
         "Attr register "
         "CfgMgr/1/AttributeChange/#system.embedded.1#lcd.1#hideerrs",
         "LQOVS_receive_signal "
@@ -1045,102 +1001,6 @@ TEST_F(FaultAndHealthTest, KeepsAnOldFaultWhoseNameComesUpAgain)
     EXPECT_EQ(health(), 4u);
     EXPECT_EQ(add(*object, 1, "NEW"), 0);
     EXPECT_EQ(faults().size(), 2u);
-}
-
-TEST_F(FaultAndHealthTest, RegistersForTheLcdAttributesAnewWhenAskedTwice)
-{
-    const auto object = make();
-    const uint64_t handle = object->RegisterForLCDAttributes();
-    EXPECT_NE(handle, 0u);
-    EXPECT_EQ(journal().count("LQOVS_receive_signal_free"), 2u);
-    EXPECT_EQ(platform().subscriptions.size(), 2u);
-    EXPECT_EQ(platform()
-                  .subscriptions
-                  .at(reinterpret_cast<void*>(static_cast<uintptr_t>(handle)))
-                  .name,
-              "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#oemLCDFlags");
-    object->UnregisterLCDAttributes();
-    object->UnregisterLCDAttributes();
-    EXPECT_EQ(platform().subscriptions.size(), 0u);
-    EXPECT_EQ(journal().count("LQOVS_receive_signal_free"), 4u);
-}
-
-TEST_F(FaultAndHealthTest, IsTheContextOfItsNotifications)
-{
-    const auto object = make();
-    for (const auto& [handle, subscription] : platform().subscriptions)
-    {
-        EXPECT_EQ(subscription.context, object.get());
-    }
-}
-
-TEST_F(FaultAndHealthTest, NotesTheHideSignalOfEveryProcess)
-{
-    const auto object = make();
-    journal().take();
-    const auto hide = [this](const char* path) {
-        connection.signal(root.c_str(), "com.vexa.olvar.healthmgr",
-                          "HideFaultForSensor", "bssi", 1, path, "/sensor", 5);
-    };
-    const std::string log =
-        "log 7 271 hmi_fault_health.#.hideFaultSignalHandler: ";
-    hide(key.c_str());
-    EXPECT_EQ(journal().take(),
-              (Lines{log + key, log + "Health Path Matched"}));
-    hide("/other");
-    EXPECT_EQ(journal().take(), Lines{log + key});
-}
-
-TEST_F(FaultAndHealthTest, NotesTheClearedLog)
-{
-    const auto object = make();
-    add(*object, 1);
-    journal().take();
-    connection.signal("/com/vexa/olvar/logmgr/SEL", "com.vexa.olvar.logmgr.SEL",
-                      "ClearedSelEntries", "");
-    connection.signal("/com/vexa/olvar/logmgr/SEL", "com.vexa.olvar.logmgr.SEL",
-                      "ClearedSelEntries", "su", "anything", 1u);
-    EXPECT_EQ(journal().take(),
-              Lines(2, "log 7 271 hmi_fault_health.#.clearSELSignalHandler: "
-                       "clear SEL Signal Received"));
-    EXPECT_EQ(faults().size(), 1u);
-}
-
-TEST_F(FaultAndHealthTest, LivesOnAfterMalformedHideSignals)
-{
-    const auto object = make();
-    journal().take();
-    const auto hide = [this](const char* types, auto... args) {
-        connection.signal(root.c_str(), "com.vexa.olvar.healthmgr",
-                          "HideFaultForSensor", types, args...);
-    };
-    hide("");
-    hide("b", 1);
-    hide("s", "true");
-    hide("bs", 1, "/a");
-    hide("bss", 1, "/a", "/b");
-    hide("bssu", 1, "/a", "/b", 1u);
-    hide("bus", 1, 1u, "/b");
-    EXPECT_EQ(journal().count("log 2 271 EXCEPTION "
-                              "bus_match.#.hideFaultSignalHandler: "
-                              "sd_bus_message_read_basic "),
-              7u);
-    journal().take();
-    hide("bssi", 1, key.c_str(), "", 0);
-    EXPECT_EQ(journal().take().size(), 2u) << "and obeys the next good one";
-}
-
-TEST_F(FaultAndHealthTest, HearsItsSignalsOnceAfterRegisteringAgain)
-{
-    const auto object = make();
-    object->RegisterForHideFaultsSignal();
-    object->RegisterForClearSELSignal();
-    journal().take();
-    connection.signal("/com/vexa/olvar/logmgr/SEL", "com.vexa.olvar.logmgr.SEL",
-                      "ClearedSelEntries", "");
-    connection.signal(root.c_str(), "com.vexa.olvar.healthmgr",
-                      "HideFaultForSensor", "bssi", 1, "/other", "", 0);
-    EXPECT_EQ(journal().take().size(), 2u);
 }
 
 } // namespace
