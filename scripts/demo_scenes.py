@@ -3,6 +3,8 @@
     demo_scenes.py BUILD-FOLDER
 """
 
+import ctypes
+import glob
 import os
 import re
 import shutil
@@ -21,6 +23,7 @@ DEMO = ROOT + "/demo"
 NODE = "com.vexa.olvar.healthmgr.HealthStatus"
 ENTRY = "com.vexa.olvar.healthmgr.FaultEntry"
 MANAGER = "com.vexa.olvar.healthmgr"
+HIDE_ERRORS = "system.embedded.1#lcd.1#hideerrs"
 
 WORDS = ["none", "unknown", "OK", "warning", "critical"]
 NONE, UNKNOWN, OK, WARNING, CRITICAL = range(5)
@@ -89,12 +92,13 @@ class Tree:
         self.bus = dbus.SystemBus()
         self.loop = GLib.MainLoop()
         self.wanted = None
-        self.bus.add_signal_receiver(
-            self._changed,
-            signal_name="PropertiesChanged",
-            dbus_interface="org.freedesktop.DBus.Properties",
-            arg0=NODE,
-        )
+        for interface in (NODE, ENTRY):
+            self.bus.add_signal_receiver(
+                self._changed,
+                signal_name="PropertiesChanged",
+                dbus_interface="org.freedesktop.DBus.Properties",
+                arg0=interface,
+            )
         self.bus.add_signal_receiver(
             self._changed,
             signal_name="NameOwnerChanged",
@@ -221,14 +225,16 @@ class Show:
     def draw_fault(self, fault, indent):
         t = self.terminal
         first, rest = f"  {indent}• ", f"  {indent}  "
-        lines = textwrap.wrap(str(fault["Message"]), WIDTH - len(first))
-        colour = COLOURS[int(fault["Severity"])]
+        hidden = bool(fault["Hidden"])
+        text = str(fault["Message"]) + (" (hidden)" if hidden else "")
+        lines = textwrap.wrap(text, WIDTH - len(first))
+        colour = "2" if hidden else COLOURS[int(fault["Severity"])]
         for number, line in enumerate(lines):
             t.line((rest if number else first) + t.paint(line, colour))
 
-    def run_shown(self, words, shorten=lambda line: line):
+    def run_shown(self, words, shorten=lambda line: line, show=None):
         """Runs a program and shows what it says, shortened to fit."""
-        self.terminal.command(words)
+        self.terminal.command(show or words)
         done = subprocess.run(words, capture_output=True, text=True, check=False)
         if done.returncode != 0:
             raise Unexpected(f"{words[0]}: {done.stderr.strip()}")
@@ -434,6 +440,90 @@ class Show:
         self.draw()
         self.expect_faults()
 
+    def library(self, folder, name):
+        """A shared library of the build."""
+        (found,) = glob.glob(os.path.join(self.build, folder, name + ".so.1"))
+        return ctypes.CDLL(found)
+
+    def tell_counts(self, visible, hidden):
+        """Shows what a front panel would count, as the library counts it."""
+        counts = ctypes.c_int(-1), ctypes.c_int(-1)
+        status = self.library(
+            "src", "libhealthintf"
+        ).FaultAndHealth_GetVisibleHiddenMsgCount(*map(ctypes.byref, counts))
+        found = [count.value for count in counts]
+        self.expect(
+            f"{visible} visible and {hidden} hidden, found {found}",
+            status == 0 and found == [visible, hidden],
+        )
+        self.terminal.line(
+            f"The front panel counts {visible} visible and {hidden} hidden.\n"
+        )
+
+    def hide_sensor(self, hide, path):
+        words = ["busctl", "--system", "emit", ROOT, MANAGER, "HideFaultForSensor"]
+        words += ["bssi", str(hide).lower(), "", path, "0"]
+        self.run_shown(words, show=[word or "''" for word in words])
+
+    def set_hide_errors(self, value):
+        self.terminal.line(f"The setting {HIDE_ERRORS} becomes {value}:")
+        status = self.library(
+            "platform/host", "libhealthintf-platform"
+        ).CfgSetAttributeInt(HIDE_ERRORS.encode(), value, 0, None)
+        self.expect(f"the setting is taken, status {status}", status == 0)
+
+    def scene_visibility(self):
+        t = self.terminal
+        t.title("An operator hides a sensor")
+        worker = self.daemons.pop("worker")
+        worker.kill()
+        worker.wait()
+        if self.mounted:
+            self.fill(7)
+            self.tree.wait_for_health(f"{DEMO}/filesystem", WARNING)
+        self.tree.wait_for_health(ROOT, CRITICAL)
+        others = 1 if self.mounted else 0
+        rest = WARNING if self.mounted else OK
+        (sensor,) = (
+            str(fault["SensorPath"])
+            for fault in self.tree.faults().values()
+            if fault["Severity"] == CRITICAL
+        )
+        self.hide_sensor(True, sensor)
+        self.tree.wait_for_health(ROOT, rest)
+        self.draw()
+        self.tell_counts(others, 1)
+
+        t.title("The front panel's settings hide everything")
+        self.set_hide_errors(0)
+        self.tree.wait(
+            "everything hidden",
+            lambda: all(f["Hidden"] for f in self.tree.faults().values()),
+        )
+        self.tree.wait_for_health(ROOT, OK)
+        self.draw()
+        self.tell_counts(0, others + 1)
+
+        t.title("Both are lifted")
+        self.set_hide_errors(1)
+        self.tree.wait(
+            "one fault hidden",
+            lambda: [bool(f["Hidden"]) for f in self.tree.faults().values()].count(
+                True) == 1,
+        )
+        self.tree.wait_for_health(ROOT, rest)
+        t.line("What the operator hid stays hidden.")
+        self.tell_counts(others, 1)
+        self.hide_sensor(False, sensor)
+        self.tree.wait_for_health(ROOT, CRITICAL)
+        self.draw()
+        self.tell_counts(others + 1, 0)
+        if self.mounted:
+            os.remove(f"{self.disk}/data")
+        self.start_worker()
+        self.tree.wait_for_health(ROOT, OK)
+        self.expect_faults()
+
     def scene_crash(self):
         t = self.terminal
         t.title("A daemon dies with kill -9 while it holds a fault")
@@ -470,6 +560,7 @@ class Show:
             self.scene_storage()
         self.scene_memory()
         self.scene_process()
+        self.scene_visibility()
         self.scene_crash()
         self.scene_end()
 

@@ -31,7 +31,8 @@ int main()
                           {"messageID", entry.messageID()},
                           {"message", entry.message()},
                           {"args", entry.args()},
-                          {"severity", entry.severity()}});
+                          {"severity", entry.severity()},
+                          {"hidden", entry.hidden()}});
     }
     std::cout << json{{"health", health}, {"faults", faults}} << std::endl;
     return 0;

@@ -21,6 +21,7 @@ struct RecordedFault
     std::string message;
     std::vector<std::string> args;
     uint32_t severity;
+    bool hidden;
 };
 
 inline nlohmann::json dumpedCache()
@@ -60,7 +61,7 @@ inline std::vector<RecordedFault> recordedFaults()
     for (const auto& fault : cache["faults"])
     {
         faults.push_back({fault["path"], fault["messageID"], fault["message"],
-                          fault["args"], fault["severity"]});
+                          fault["args"], fault["severity"], fault["hidden"]});
     }
     return faults;
 }

@@ -34,10 +34,12 @@ class Component
     }
 
     void add(const std::string& key, const std::string& id,
-             const std::string& sensor, uint32_t severity)
+             const std::string& sensor, uint32_t severity,
+             uint32_t sensorNumber = 48)
     {
         expect("add " + key + " " + id + " " + sensor + " " +
-                   std::to_string(severity),
+                   std::to_string(severity) + " " +
+                   std::to_string(sensorNumber),
                "0");
     }
 

@@ -5,7 +5,12 @@
  *  Usage: component-daemon sd-event|own-loop
  *
  *    init KEY BASE          null, or the daemon's unique name
- *    add KEY ID SENSOR SEVERITY
+ *    count                  the numbers of visible and of hidden faults
+ *    hide 0|1 KEY|- SENSOR|- NUMBER
+ *    set ATTRIBUTE VALUE    each: the status, once the bus has passed it on
+ *    disable KEY
+ *    enable KEY             each: the result
+ *    add KEY ID SENSOR SEVERITY [NUMBER]
  *    message KEY ID SENSOR [ARGUMENT ...]
  *    remove KEY ID SENSOR   each: the status
  *    clear KEY              ok
@@ -15,6 +20,7 @@
  *    end of input           ends the daemon after deleting everything */
 
 #include <hmi_fault_health.hpp>
+#include <platform/config_manager.h>
 
 #include <sdbusplus/bus.hpp>
 #include <systemd/sd-bus.h>
@@ -61,6 +67,18 @@ class Daemon
             sd_bus_close(raw);
             return "ok";
         }
+        if (command == "count")
+        {
+            return count();
+        }
+        if (command == "hide")
+        {
+            return hide(words);
+        }
+        if (command == "set")
+        {
+            return set(words);
+        }
         if (command == "quit")
         {
             _exit(0);
@@ -95,18 +113,76 @@ class Daemon
         return bus.get_unique_name();
     }
 
+    static std::string count()
+    {
+        int visible = -1;
+        int hidden = -1;
+        const int status =
+            health_namespace::FaultEntry::GetNumberOfHiddenVisibleFaults(
+                visible, hidden);
+        return status != 0
+                   ? "status " + std::to_string(status)
+                   : std::to_string(visible) + " " + std::to_string(hidden);
+    }
+
+    std::string hide(Words& words)
+    {
+        const auto named = [&words] {
+            std::string word;
+            words >> word;
+            return word == "-" ? "" : word;
+        };
+        bool hide = false;
+        int number = 0;
+        words >> hide;
+        const std::string healthPath = named();
+        const std::string sensorPath = named();
+        words >> number;
+        const int status = FaultAndHealth::SendHideFaultsSignal(
+            hide, healthPath, sensorPath, number);
+        // What the bus answers to comes after what it was sent before.
+        sd_bus_call_method(raw, "org.freedesktop.DBus", "/",
+                           "org.freedesktop.DBus.Peer", "Ping", nullptr,
+                           nullptr, "");
+        return std::to_string(status);
+    }
+
+    static std::string set(Words& words)
+    {
+        std::string attribute;
+        int32_t value = 0;
+        words >> attribute >> value;
+        const CfgMgrOrigin origin{"operator", nullptr, nullptr};
+        return std::to_string(
+            CfgSetAttributeInt(attribute.c_str(), value, 0, &origin));
+    }
+
     static std::string work(const std::string& command,
                             FaultAndHealth& component, Words& words)
     {
+        if (command == "disable")
+        {
+            return std::to_string(component.Disable());
+        }
+        if (command == "enable")
+        {
+            return std::to_string(component.Enable());
+        }
         std::string id;
         std::string sensor;
         words >> id >> sensor;
         if (command == "add")
         {
+            constexpr uint32_t usualNumber = 48;
             uint32_t severity = 0;
+            uint32_t number = 0;
             words >> severity;
+            if (!(words >> number))
+            {
+                number = usualNumber;
+            }
             return std::to_string(component.addFault(
-                id, sensor, {"one", "two"}, "Test.1", "test", 48, 4,
+                id, sensor, {"one", "two"}, "Test.1", "test", number, 4,
                 "A fault of " + sensor, severity, "", 0));
         }
         if (command == "message")

@@ -92,6 +92,10 @@ TEST_P(MalformedMessages, DoNotEndADaemon)
     client.waitForHealth(key, 2);
     daemon.add(key, "BAD", "/sensor", 1);
     client.waitForHealth(key, 4);
+    hide("bssi", 1, at, "", 0);
+    client.waitForHealth(key, 2);
+    hide("bssi", 0, at, "", 0);
+    client.waitForHealth(key, 4);
     daemon.end();
 
     const std::string log = daemon.process.errors();
