@@ -6,6 +6,7 @@
 #include <com/vexa/olvar/api.hpp>
 #include <hmi_faultentry.hpp>
 #include <hmi_health.hpp>
+#include <hmi_status.hpp>
 
 #include <sdbusplus/bus.hpp>
 #include <sdbusplus/bus/match.hpp>
@@ -21,17 +22,6 @@
 
 namespace health_namespace
 {
-
-/** Status codes of the library's functions. */
-enum Status : int
-{
-    statusOk = 0,
-    statusInvalidArgument = 1,
-    /** The fault entry could not be created. */
-    statusNotCreated = 4,
-    /** The message registry or the data cache could not be read. */
-    statusNotRead = 5,
-};
 
 /** The faults and the health of one component.
  *

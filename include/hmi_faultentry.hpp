@@ -4,18 +4,26 @@
 
 #include <com/vexa/olvar/api.hpp>
 #include <com/vexa/olvar/healthmgr/FaultEntry/server.hpp>
+#include <hmi_status.hpp>
+#include <platform/data_abstraction/fault_entry.hpp>
 
 #include <sdbusplus/bus.hpp>
 
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace health_namespace
 {
 
 /** One fault of a component. Creating it publishes the fault, deleting it
  *  takes the fault back. Made and owned by FaultAndHealth; used from the
- *  thread that owns its bus. */
+ *  thread that owns its bus.
+ *
+ *  The queries ask the data cache for the fault entries of all processes.
+ *  They need no bus and no object, may be called from any thread, and throw
+ *  nothing but std::bad_alloc. */
 class HEALTHINTF_API FaultEntry
     : public sdbusplus::server::com::vexa::olvar::healthmgr::FaultEntry
 {
@@ -37,6 +45,46 @@ class HEALTHINTF_API FaultEntry
     /** The next number of a fault in this process, 0 first, wrapping from
      *  0xFFFF to 0. May be called from any thread. */
     static uint16_t GetUniqueFaultNumber();
+
+    /** Counts the fault entries of all processes.
+     *
+     *  @param[out] visible how many are not hidden; 0 after a failure
+     *  @param[out] hidden how many are; 0 after a failure
+     *  @return statusOk, also when there is none; statusNotRead when the data
+     *          cache could not be read */
+    static int GetNumberOfHiddenVisibleFaults(int& visible, int& hidden);
+
+    /** Tells which LED states the fault entries below /com/vexa/olvar/health
+     *  ask for, hidden ones too.
+     *
+     *  @param[in,out] ledStates seven elements. Element 1 to 6 becomes 1 when
+     *                 an entry asks for this state, else 0; element 0 becomes
+     *                 0. All are 0 when the data cache could not be read
+     *  @return statusOk, also when there is no entry; statusInvalidArgument
+     *          for another number of elements, which stay as they are;
+     *          statusNotRead when the data cache could not be read */
+    static int GetLEDStateFromFaultEntries(std::vector<int>& ledStates);
+
+    /** Finds the most important of the visible fault entries: the most severe
+     *  first, and of those the oldest first. Entries of the same severity and
+     *  second are in no particular order.
+     *
+     *  @param[in] pathPrefix what the entries' object paths begin with, a
+     *             plain prefix of the text; empty for all
+     *  @param[in] n how many are wanted; all for 0 and for a negative number
+     *  @param[in,out] entries what is found is added, as object path and
+     *                 record. Then all elements, those that were there too,
+     *                 are put in order, and no more are left than are wanted,
+     *                 or than there are records below the prefix if these are
+     *                 fewer. A negative @p n leaves all. Without such records
+     *                 and after a failure the elements stay as they are
+     *  @param[in] severeOnly whether only severities above 2 count
+     *  @return statusOk, also when nothing is found; statusNotRead when the
+     *          data cache could not be read */
+    static int GetNFaultEntries(
+        std::string& pathPrefix, int n,
+        std::vector<std::pair<std::string, FaultEntry_gen>>& entries,
+        bool severeOnly);
 
     /** The entry's object path. */
     const std::string& objectPath() const;

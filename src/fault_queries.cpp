@@ -1,0 +1,218 @@
+/** @file FaultEntry's queries: what the fault entries of all processes say. */
+
+// Log readers know the lines of the queries by this name.
+#define HMI_LOG_FILE "hmi_fault_health"
+#include "log_line.hpp"
+
+#include <com/vexa/olvar/healthmgr/names.hpp>
+#include <hmi_faultentry.hpp>
+#include <platform/data_abstraction/fault_entry.hpp>
+
+#include <algorithm>
+#include <cstddef>
+#include <map>
+#include <optional>
+
+namespace health_namespace
+{
+
+using namespace details;
+namespace names = healthintf::names;
+
+namespace
+{
+
+using Records = std::map<std::string, FaultEntry_gen>;
+using Entry = std::pair<std::string, FaultEntry_gen>;
+
+void tellNoEntries(const char* function)
+{
+    HMI_LOG_AS(function, log::progress,
+               "%s.%d.%s: No entries available, returning success");
+}
+
+void tellNoDatacache(const char* function)
+{
+    HMI_LOG_AS(function, log::progress,
+               "%s.%d.%s: Datacache not created(no entries), so skipping and "
+               "return success");
+}
+
+/** Fetches the records of a query.
+ *
+ *  @param[in] function the query, in whose name lines are logged
+ *  @param[in] tellNone logs that there has been no fault entry yet
+ *  @return the query's status, if this ends it */
+std::optional<int> fetch(const char* function,
+                         const std::vector<std::string>& prefixes,
+                         Records& records, void (*tellNone)(const char*))
+{
+    const long result = DataAbstraction::FaultEntry::get_map_by_path_prefixes(
+        {}, prefixes, records);
+    switch (result)
+    {
+        case DataAbstraction::readOk:
+            return std::nullopt;
+        case DataAbstraction::readNoRecords:
+            tellNone(function);
+            return statusOk;
+        default:
+            HMI_LOG_AS(function, log::error,
+                       "%s.%d.%s: Error in fetching from Datacache : %ld",
+                       result);
+            return statusNotRead;
+    }
+}
+
+} // namespace
+
+int FaultEntry::GetNumberOfHiddenVisibleFaults(int& visible, int& hidden)
+{
+    HMI_LOG(log::trace, "%s.%d.%s Entry : ");
+    visible = 0;
+    hidden = 0;
+    Records records;
+    if (const auto end = fetch(static_cast<const char*>(__func__), {}, records,
+                               tellNoEntries))
+    {
+        return *end;
+    }
+    if (records.empty())
+    {
+        HMI_LOG(log::progress, "%s.%d.%s: No Data found.");
+        return statusOk;
+    }
+    hidden = static_cast<int>(
+        std::ranges::count_if(records, [](const auto& record) {
+            return record.second.hidden();
+        }));
+    visible = static_cast<int>(records.size()) - hidden;
+    return statusOk;
+}
+
+int FaultEntry::GetLEDStateFromFaultEntries(std::vector<int>& ledStates)
+{
+    // The states that an entry may ask for; 0 asks for none.
+    constexpr int firstState = 1;
+    constexpr int lastState = 6;
+
+    HMI_LOG(log::trace, "%s.%d.%s Entry : ");
+    if (ledStates.size() != lastState + 1)
+    {
+        HMI_LOG(log::error,
+                "%s.%d.%s: Error in input vector ledStates of size %zd",
+                ledStates.size());
+        return statusInvalidArgument;
+    }
+    std::ranges::fill(ledStates, 0);
+    Records records;
+    if (const auto end = fetch(static_cast<const char*>(__func__),
+                               {names::root}, records, tellNoDatacache))
+    {
+        return *end;
+    }
+    if (records.empty())
+    {
+        HMI_LOG(log::progress, "%s.%d.%s: No Data found for given path %s",
+                names::root);
+        return statusOk;
+    }
+    for (const auto& [path, record] : records)
+    {
+        const int32_t state = record.ledState();
+        if (state >= firstState && state <= lastState)
+        {
+            ledStates[state] = 1;
+        }
+    }
+    HMI_LOG(log::progress, "%s.%d.%s: LED States: %d %d %d %d %d %d",
+            ledStates[1], ledStates[2], ledStates[3], ledStates[4],
+            ledStates[5], ledStates[6]);
+    return statusOk;
+}
+
+namespace
+{
+
+/** How many of @p found records are wanted. A negative number becomes larger
+ *  than any, and so means all that there are in the end. */
+std::size_t limitOf(int wanted, std::size_t found)
+{
+    if (wanted == 0 || std::cmp_less(found, wanted))
+    {
+        return found;
+    }
+    return static_cast<std::size_t>(wanted);
+}
+
+/** Moves the records that a query keeps to its result. */
+void addKept(Records& records, bool severeOnly, std::vector<Entry>& entries)
+{
+    constexpr uint32_t notSevere = 2;
+
+    entries.reserve(entries.size() + records.size());
+    for (auto& [path, record] : records)
+    {
+        HMI_LOG_AS("GetNFaultEntries", log::lifetime,
+                   "%s.%d.%s: Before:%s, msg:%s %d %ld", path.c_str(),
+                   record.messageID().c_str(), record.severity(),
+                   static_cast<long>(record.timestamp()));
+        if (!record.hidden() && (!severeOnly || record.severity() > notSevere))
+        {
+            entries.emplace_back(path, std::move(record));
+        }
+    }
+}
+
+/** Whether an entry goes before another; both ways when they are equal. */
+bool goesBefore(const Entry& a, const Entry& b)
+{
+    const uint32_t severityA = a.second.severity();
+    const uint32_t severityB = b.second.severity();
+    return severityA > severityB ||
+           (severityA == severityB &&
+            a.second.timestamp() <= b.second.timestamp());
+}
+
+} // namespace
+
+int FaultEntry::GetNFaultEntries(std::string& pathPrefix, int n,
+                                 std::vector<Entry>& entries, bool severeOnly)
+{
+    HMI_LOG(log::trace, "%s.%d.%s Entry : ");
+    Records records;
+    if (const auto end = fetch(static_cast<const char*>(__func__), {pathPrefix},
+                               records, tellNoEntries))
+    {
+        return *end;
+    }
+    if (records.empty())
+    {
+        HMI_LOG(log::progress, "%s.%d.%s: No Data found for given path %s",
+                pathPrefix.c_str());
+        return statusOk;
+    }
+    HMI_LOG(log::progress, "%s.%d.%s: No of entries found : %zd",
+            records.size());
+    addKept(records, severeOnly, entries);
+    if (entries.empty())
+    {
+        HMI_LOG(log::progress,
+                "%s.%d.%s: no entires added after filtering");
+        return statusOk;
+    }
+    const std::size_t limit =
+        std::min(limitOf(n, records.size()), entries.size());
+    const auto last = entries.begin() + static_cast<std::ptrdiff_t>(limit);
+    std::partial_sort(entries.begin(), last, entries.end(), goesBefore);
+    if (limit < entries.size())
+    {
+        HMI_LOG(log::progress, "%s.%d.%s: Resizing the array to %d",
+                static_cast<int>(limit));
+        entries.erase(last, entries.end());
+    }
+    HMI_LOG(log::progress, "%s.%d.%s: Exit: %zd", entries.size());
+    return statusOk;
+}
+
+} // namespace health_namespace
