@@ -3,10 +3,12 @@
 /** @file Numbers and texts in the bytes of a record. Records are read on the
  *  machine that wrote them, so numbers are in its own byte order. */
 
+#include <array>
+#include <atomic>
+#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -38,7 +40,10 @@ class ByteWriter
 };
 
 /** Takes values out of a record; a record that is too short for one throws
- *  std::out_of_range. */
+ *  std::out_of_range.
+ *
+ *  Numbers are read byte by byte in an atomic way each: a writer may change one
+ *  byte of them where they stand. */
 class ByteReader
 {
   public:
@@ -48,9 +53,14 @@ class ByteReader
     template <std::integral T>
     T get()
     {
-        T value{};
-        std::memcpy(&value, take(sizeof(value)).data(), sizeof(value));
-        return value;
+        const std::string_view from = take(sizeof(T));
+        std::array<char, sizeof(T)> bytes{};
+        for (std::size_t i = 0; i < sizeof(T); ++i)
+        {
+            bytes[i] = std::atomic_ref(const_cast<char&>(from[i]))
+                           .load(std::memory_order_relaxed);
+        }
+        return std::bit_cast<T>(bytes);
     }
 
     std::string getText()

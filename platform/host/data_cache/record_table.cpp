@@ -77,16 +77,18 @@ void writeRecord(const MDB_val& room, std::string_view payload)
     payload.copy(at + headerSize, payload.size());
 }
 
-/** Changes a record where it stands when that takes no more than one byte, as
- *  a change of health does.
+/** Changes a record where it stands when that takes no more than one byte of
+ *  its numbers, as a change of health does.
  *
  *  This spares the way up the tree LMDB's copies of pages, at the price of
  *  going behind its back. It may be done because the map is writable, because
- *  the write transaction keeps other writers away, and because a reader finds
- *  the byte as it was or as it is, and a whole record either way.
+ *  the write transaction keeps other writers away, and because a reader, which
+ *  takes each byte of a number at once, finds it as it was or as it is, and a
+ *  whole record either way.
  *
  *  @return whether nothing is left to be changed */
-bool changedInPlace(std::string_view record, std::string_view payload)
+bool changedInPlace(RecordKind kind, std::string_view record,
+                    std::string_view payload)
 {
     const std::string_view before = record.substr(headerSize);
     if (before.size() != payload.size())
@@ -102,7 +104,8 @@ bool changedInPlace(std::string_view record, std::string_view payload)
     {
         return true;
     }
-    if (payload.substr(at + 1) != before.substr(at + 1))
+    if (at >= numbersSize(kind) ||
+        payload.substr(at + 1) != before.substr(at + 1))
     {
         return false;
     }
@@ -235,7 +238,7 @@ int editRecord(RecordKind kind, const std::string& path,
         }
         std::string payload(parseRecord(cursor.value()).payload);
         result = edit(payload);
-        if (result == 0 && !changedInPlace(cursor.value(), payload))
+        if (result == 0 && !changedInPlace(kind, cursor.value(), payload))
         {
             cache.makeRoomForChange(headerSize + payload.size());
             writeRecord(cursor.replace(headerSize + payload.size()), payload);

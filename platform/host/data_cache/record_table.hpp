@@ -7,6 +7,7 @@
 #include "data_cache.hpp"
 #include "process_identity.hpp"
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -21,6 +22,15 @@ enum class RecordKind : char
     faultEntry = 'f',
     healthStatus = 'h',
 };
+
+/** How many bytes at the start of a payload are numbers, and nothing else.
+ *  Numbers alone may change while they are read. */
+constexpr std::size_t numbersSize(RecordKind kind)
+{
+    constexpr std::size_t ofFaultEntry = 25;
+    constexpr std::size_t ofHealthStatus = 4;
+    return kind == RecordKind::faultEntry ? ofFaultEntry : ofHealthStatus;
+}
 
 /** A record as it stands in the cache; valid during its transaction. */
 struct StoredRecord

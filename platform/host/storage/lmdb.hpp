@@ -2,6 +2,8 @@
 
 /** @file Ownership of LMDB's handles. */
 
+#include "thread_sanitizer.hpp"
+
 #include <lmdb.h>
 
 #include <memory>
@@ -60,7 +62,7 @@ class Transaction
         write,
     };
 
-    Transaction(MDB_env* environment, Kind kind)
+    Transaction(MDB_env* environment, Kind kind) : environment(environment)
     {
         const unsigned int flags = kind == Kind::read ? MDB_RDONLY : 0;
         int result = mdb_txn_begin(environment, nullptr, flags, &handle);
@@ -71,6 +73,7 @@ class Transaction
             result = mdb_txn_begin(environment, nullptr, flags, &handle);
         }
         checkLmdb("mdb_txn_begin", result);
+        comeAfter(environment);
     }
 
     Transaction(const Transaction&) = delete;
@@ -80,6 +83,7 @@ class Transaction
     {
         if (handle != nullptr)
         {
+            comeBefore(environment);
             mdb_txn_abort(handle);
         }
     }
@@ -91,11 +95,13 @@ class Transaction
 
     void commit()
     {
+        comeBefore(environment);
         checkLmdb("mdb_txn_commit",
                   mdb_txn_commit(std::exchange(handle, nullptr)));
     }
 
   private:
+    MDB_env* environment;
     MDB_txn* handle = nullptr;
 };
 

@@ -1,4 +1,5 @@
 #include "data_cache/fault_entry_codec.hpp"
+#include "data_cache/record_table.hpp"
 
 #include <gtest/gtest.h>
 
@@ -106,6 +107,18 @@ TEST(FaultEntryCodec, RefusesOtherNamesAndTypes)
     EXPECT_FALSE(setProperty(view, "Severity", int32_t{4}));
     EXPECT_FALSE(setProperty(view, "Args", "a"));
     EXPECT_EQ(view.severity, 0u);
+}
+
+TEST(FaultEntryCodec, PutsAllNumbersBeforeTheTexts)
+{
+    // Five texts and a list of texts, each with its size.
+    constexpr std::size_t sizes = 6 * sizeof(uint32_t);
+    EXPECT_EQ(encodeFaultEntry({}).size(),
+              numbersSize(RecordKind::faultEntry) + sizes);
+    FaultEntryView entry;
+    entry.fqdd = "first";
+    EXPECT_EQ(encodeFaultEntry(entry).find("first"),
+              numbersSize(RecordKind::faultEntry) + sizeof(uint32_t));
 }
 
 } // namespace

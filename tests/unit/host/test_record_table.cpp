@@ -171,6 +171,22 @@ TEST_F(RecordTable, ChangesASingleByteInPlace)
               0);
 }
 
+TEST_F(RecordTable, ChangesATextInATransactionWhileItMayBeRead)
+{
+    EXPECT_EQ(inChild([] {
+                  const std::string numbers(numbersSize(fault), '0');
+                  const std::string lastOne =
+                      numbers.substr(0, numbers.size() - 1) + '1';
+                  putRecord(fault, "/a", numbers + "text");
+                  return !tookATransaction((lastOne + "text").c_str()) &&
+                                 tookATransaction((lastOne + "Text").c_str()) &&
+                                 read(fault) == Map{{"/a", lastOne + "Text"}}
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
 TEST_F(RecordTable, ChangesMoreThanAByteInATransaction)
 {
     EXPECT_EQ(inChild([] {
