@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <utility>
 
 namespace health_namespace
 {
@@ -23,7 +24,7 @@ namespace
 {
 
 using Records = std::map<std::string, FaultEntry_gen>;
-using Entry = std::pair<std::string, FaultEntry_gen>;
+using Entries = std::vector<std::pair<std::string, FaultEntry_gen>>;
 
 void tellNoEntries(const char* function)
 {
@@ -82,8 +83,8 @@ int FaultEntry::GetNumberOfHiddenVisibleFaults(int& visible, int& hidden)
         HMI_LOG(log::progress, "%s.%d.%s: No Data found.");
         return statusOk;
     }
-    hidden = static_cast<int>(
-        std::ranges::count_if(records, [](const auto& record) {
+    hidden =
+        static_cast<int>(std::ranges::count_if(records, [](const auto& record) {
             return record.second.hidden();
         }));
     visible = static_cast<int>(records.size()) - hidden;
@@ -145,12 +146,40 @@ std::size_t limitOf(int wanted, std::size_t found)
     return static_cast<std::size_t>(wanted);
 }
 
-/** Moves the records that a query keeps to its result. */
-void addKept(Records& records, bool severeOnly, std::vector<Entry>& entries)
+/** An entry with what its rank hangs on. These are put in order instead of the
+ *  entries, of which only the best are moved then. */
+struct Candidate
+{
+    Candidate(const std::string& path, FaultEntry_gen& record) :
+        severity(record.severity()), timestamp(record.timestamp()), path(&path),
+        record(&record)
+    {}
+
+    uint32_t severity;
+    uint64_t timestamp;
+    const std::string* path;
+    FaultEntry_gen* record;
+};
+
+/** Whether a candidate goes before another; both ways when they are equal. */
+bool goesBefore(const Candidate& a, const Candidate& b)
+{
+    return a.severity > b.severity ||
+           (a.severity == b.severity && a.timestamp <= b.timestamp);
+}
+
+/** The entries that the caller had, then the records that the query keeps. */
+std::vector<Candidate> candidates(Entries& entries, Records& records,
+                                  bool severeOnly)
 {
     constexpr uint32_t notSevere = 2;
 
-    entries.reserve(entries.size() + records.size());
+    std::vector<Candidate> all;
+    all.reserve(entries.size() + records.size());
+    for (auto& [path, record] : entries)
+    {
+        all.emplace_back(path, record);
+    }
     for (auto& [path, record] : records)
     {
         HMI_LOG_AS("GetNFaultEntries", log::lifetime,
@@ -159,25 +188,29 @@ void addKept(Records& records, bool severeOnly, std::vector<Entry>& entries)
                    static_cast<long>(record.timestamp()));
         if (!record.hidden() && (!severeOnly || record.severity() > notSevere))
         {
-            entries.emplace_back(path, std::move(record));
+            all.emplace_back(path, record);
         }
     }
+    return all;
 }
 
-/** Whether an entry goes before another; both ways when they are equal. */
-bool goesBefore(const Entry& a, const Entry& b)
+/** Moves the best candidates out, in their order. */
+Entries best(std::size_t limit, std::vector<Candidate>& all)
 {
-    const uint32_t severityA = a.second.severity();
-    const uint32_t severityB = b.second.severity();
-    return severityA > severityB ||
-           (severityA == severityB &&
-            a.second.timestamp() <= b.second.timestamp());
+    const auto end = all.begin() + static_cast<std::ptrdiff_t>(limit);
+    std::partial_sort(all.begin(), end, all.end(), goesBefore);
+    Entries entries;
+    entries.reserve(limit);
+    std::for_each(all.begin(), end, [&entries](const Candidate& each) {
+        entries.emplace_back(*each.path, std::move(*each.record));
+    });
+    return entries;
 }
 
 } // namespace
 
 int FaultEntry::GetNFaultEntries(std::string& pathPrefix, int n,
-                                 std::vector<Entry>& entries, bool severeOnly)
+                                 Entries& entries, bool severeOnly)
 {
     HMI_LOG(log::trace, "%s.%d.%s Entry : ");
     Records records;
@@ -194,23 +227,19 @@ int FaultEntry::GetNFaultEntries(std::string& pathPrefix, int n,
     }
     HMI_LOG(log::progress, "%s.%d.%s: No of entries found : %zd",
             records.size());
-    addKept(records, severeOnly, entries);
-    if (entries.empty())
+    std::vector<Candidate> all = candidates(entries, records, severeOnly);
+    if (all.empty())
     {
-        HMI_LOG(log::progress,
-                "%s.%d.%s: no entires added after filtering");
+        HMI_LOG(log::progress, "%s.%d.%s: no entires added after filtering");
         return statusOk;
     }
-    const std::size_t limit =
-        std::min(limitOf(n, records.size()), entries.size());
-    const auto last = entries.begin() + static_cast<std::ptrdiff_t>(limit);
-    std::partial_sort(entries.begin(), last, entries.end(), goesBefore);
-    if (limit < entries.size())
+    const std::size_t limit = std::min(limitOf(n, records.size()), all.size());
+    if (limit < all.size())
     {
         HMI_LOG(log::progress, "%s.%d.%s: Resizing the array to %d",
                 static_cast<int>(limit));
-        entries.erase(last, entries.end());
     }
+    entries = best(limit, all);
     HMI_LOG(log::progress, "%s.%d.%s: Exit: %zd", entries.size());
     return statusOk;
 }

@@ -202,10 +202,10 @@ TEST_F(LedStates, AreNoneWithoutRecordsInTheTree)
     have("/elsewhere", {{"LedState", int32_t{2}}});
     EXPECT_EQ(ask(), statusOk);
     EXPECT_THAT(states, ElementsAre(0, 0, 0, 0, 0, 0, 0));
-    EXPECT_EQ(journal().take(),
-              (Lines{logged(8, name + " Entry : "), readTree,
-                     logged(7, name + ": No Data found for given path " +
-                                   root)}));
+    EXPECT_EQ(
+        journal().take(),
+        (Lines{logged(8, name + " Entry : "), readTree,
+               logged(7, name + ": No Data found for given path " + root)}));
 }
 
 TEST_F(LedStates, AreNoneWhenThereHasNeverBeenAFault)
@@ -304,16 +304,15 @@ TEST_F(TopFaults, AreTheMostSevereAndOfThoseTheOldest)
     EXPECT_THAT(ranks(), ElementsAre(Rank(4, 10), Rank(4, 30)));
     const std::string before =
         logged(5, name + ": Before:" + root + "/a/entry/");
-    EXPECT_EQ(journal().take(),
-              (Lines{logged(8, name + " Entry : "), readTree,
-                     logged(7, name + ": No of entries found : 5"),
-                     before + "0, msg:FAN0001 4 50",
-                     before + "1, msg:FAN0001 4 10",
-                     before + "2, msg:FAN0001 3 5",
-                     before + "3, msg:FAN0001 4 30",
-                     before + "4, msg:FAN0001 2 1",
-                     logged(7, name + ": Resizing the array to 2"),
-                     logged(7, name + ": Exit: 2")}));
+    EXPECT_EQ(
+        journal().take(),
+        (Lines{logged(8, name + " Entry : "), readTree,
+               logged(7, name + ": No of entries found : 5"),
+               before + "0, msg:FAN0001 4 50", before + "1, msg:FAN0001 4 10",
+               before + "2, msg:FAN0001 3 5", before + "3, msg:FAN0001 4 30",
+               before + "4, msg:FAN0001 2 1",
+               logged(7, name + ": Resizing the array to 2"),
+               logged(7, name + ": Exit: 2")}));
 }
 
 TEST_F(TopFaults, AreAllInOrderForNoLimit)
@@ -325,9 +324,8 @@ TEST_F(TopFaults, AreAllInOrderForNoLimit)
         entries.clear();
         journal().take();
         EXPECT_EQ(ask(n), statusOk);
-        EXPECT_THAT(ranks(),
-                    ElementsAre(Rank(4, 10), Rank(4, 30), Rank(4, 50),
-                                Rank(3, 5), Rank(2, 1)))
+        EXPECT_THAT(ranks(), ElementsAre(Rank(4, 10), Rank(4, 30), Rank(4, 50),
+                                         Rank(3, 5), Rank(2, 1)))
             << n;
         EXPECT_EQ(journal().lines().back(), logged(7, name + ": Exit: 5"));
         EXPECT_EQ(journal().count(logged(7, name + ": Resizing")), 0u) << n;
@@ -385,8 +383,8 @@ TEST_F(TopFaults, AreOnlySevereOnesOnRequest)
         haveFault(severity, 1);
     }
     EXPECT_EQ(ask(0, true), statusOk);
-    EXPECT_THAT(ranks(), ElementsAre(Rank(0xFFFFFFFF, 1), Rank(4, 1),
-                                     Rank(3, 1)));
+    EXPECT_THAT(ranks(),
+                ElementsAre(Rank(0xFFFFFFFF, 1), Rank(4, 1), Rank(3, 1)));
     EXPECT_EQ(journal().count(logged(5, name + ": Before:")), 6u);
     entries.clear();
     EXPECT_EQ(ask(0, false), statusOk);
@@ -476,8 +474,7 @@ TEST_F(TopFaults, LeaveAsManyElementsAsThereAreRecordsForNoLimit)
         entries = given;
     }
     EXPECT_EQ(ask(-1), statusOk);
-    EXPECT_THAT(ranks(),
-                ElementsAre(Rank(4, 10), Rank(3, 10), Rank(2, 20)));
+    EXPECT_THAT(ranks(), ElementsAre(Rank(4, 10), Rank(3, 10), Rank(2, 20)));
 }
 
 TEST_F(TopFaults, OrderTheElementsThatWereThereWhenNoneIsAdded)
@@ -510,11 +507,10 @@ TEST_F(TopFaults, AreNoneWithoutRecordsUnderThePath)
     prefix = "/nowhere";
     EXPECT_EQ(ask(1), statusOk);
     EXPECT_THAT(paths(), ElementsAre("older", "old"));
-    EXPECT_EQ(journal().take(),
-              (Lines{logged(8, name + " Entry : "),
-                     read + " [] ['/nowhere']",
-                     logged(7, name +
-                                   ": No Data found for given path /nowhere")}));
+    EXPECT_EQ(
+        journal().take(),
+        (Lines{logged(8, name + " Entry : "), read + " [] ['/nowhere']",
+               logged(7, name + ": No Data found for given path /nowhere")}));
 }
 
 TEST_F(TopFaults, AreNoneWhenThereHasNeverBeenAFault)

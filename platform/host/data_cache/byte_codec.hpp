@@ -63,9 +63,16 @@ class ByteReader
         return std::bit_cast<T>(bytes);
     }
 
-    std::string getText()
+    /** A text, valid as long as the bytes. */
+    std::string_view getText()
     {
-        return std::string(take(get<uint32_t>()));
+        return take(get<uint32_t>());
+    }
+
+    /** The number of bytes that are left. */
+    std::size_t size() const
+    {
+        return left.size();
     }
 
   private:

@@ -7,6 +7,22 @@
 
 using namespace healthintf::host;
 
+namespace
+{
+
+/** Becomes the record where a map puts it, so that it is not moved. */
+struct InPlace
+{
+    std::string_view payload;
+
+    operator FaultEntry_gen() const
+    {
+        return FaultEntry_gen(decodeFaultEntry(payload));
+    }
+};
+
+} // namespace
+
 int datacache_faultentry_create(const std::string& path,
                                 const FaultEntryPropertyMap& properties)
 {
@@ -50,9 +66,8 @@ long DataAbstraction::FaultEntry::get_map_by_path_prefixes(
     return readRecords(
         RecordKind::faultEntry, prefixes,
         [&records](std::string_view path, const StoredRecord& record) {
-            records.insert_or_assign(
-                records.end(), std::string(path),
-                FaultEntry_gen(decodeFaultEntry(record.payload)));
+            records.insert_or_assign(records.end(), std::string(path),
+                                     InPlace{record.payload});
         });
 }
 

@@ -128,10 +128,13 @@ FaultEntryProperties decodeFaultEntry(std::string_view payload)
     entry.message = reader.getText();
     entry.sensorPath = reader.getText();
     entry.lcdMessage = reader.getText();
-    // Not reserved by the count, which a damaged record may have wrong.
-    for (auto left = reader.get<uint32_t>(); left > 0; --left)
+    const auto count = reader.get<uint32_t>();
+    // A damaged record may have the count wrong, but no text without its size.
+    entry.args.reserve(
+        std::min<std::size_t>(count, reader.size() / sizeof(uint32_t)));
+    for (uint32_t i = 0; i < count; ++i)
     {
-        entry.args.push_back(reader.getText());
+        entry.args.emplace_back(reader.getText());
     }
     return entry;
 }

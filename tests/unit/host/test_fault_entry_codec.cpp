@@ -62,6 +62,13 @@ TEST(FaultEntryCodec, ThrowsOnEveryRecordThatIsCutShort)
     }
 }
 
+TEST(FaultEntryCodec, DoesNotTrustTheNumberOfArguments)
+{
+    std::string bytes = encodeFaultEntry({});
+    bytes.replace(bytes.size() - sizeof(uint32_t), sizeof(uint32_t), 4, '\xFF');
+    EXPECT_THROW(decodeFaultEntry(bytes), std::out_of_range);
+}
+
 TEST(FaultEntryCodec, SetsEveryPropertyByItsName)
 {
     FaultEntryView view;
