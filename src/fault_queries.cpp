@@ -194,17 +194,14 @@ std::vector<Candidate> candidates(Entries& entries, Records& records,
     return all;
 }
 
-/** Moves the best candidates out, in their order. */
-Entries best(std::size_t limit, std::vector<Candidate>& all)
+/** Moves the best candidates to @p entries, in their order. */
+void moveBest(std::size_t limit, std::vector<Candidate>& all, Entries& entries)
 {
     const auto end = all.begin() + static_cast<std::ptrdiff_t>(limit);
     std::partial_sort(all.begin(), end, all.end(), goesBefore);
-    Entries entries;
-    entries.reserve(limit);
     std::for_each(all.begin(), end, [&entries](const Candidate& each) {
         entries.emplace_back(*each.path, std::move(*each.record));
     });
-    return entries;
 }
 
 } // namespace
@@ -227,19 +224,26 @@ int FaultEntry::GetNFaultEntries(std::string& pathPrefix, int n,
     }
     HMI_LOG(log::progress, "%s.%d.%s: No of entries found : %zd",
             records.size());
+    std::size_t limit =
+        std::min(limitOf(n, records.size()), entries.size() + records.size());
+    // Before the candidates: as the last block of the heap, what the caller
+    // frees would let the allocator merge its free blocks after each query.
+    Entries best;
+    best.reserve(limit);
     std::vector<Candidate> all = candidates(entries, records, severeOnly);
     if (all.empty())
     {
         HMI_LOG(log::progress, "%s.%d.%s: no entires added after filtering");
         return statusOk;
     }
-    const std::size_t limit = std::min(limitOf(n, records.size()), all.size());
+    limit = std::min(limit, all.size());
     if (limit < all.size())
     {
         HMI_LOG(log::progress, "%s.%d.%s: Resizing the array to %d",
                 static_cast<int>(limit));
     }
-    entries = best(limit, all);
+    moveBest(limit, all, best);
+    entries = std::move(best);
     HMI_LOG(log::progress, "%s.%d.%s: Exit: %zd", entries.size());
     return statusOk;
 }
