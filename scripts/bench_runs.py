@@ -1,17 +1,22 @@
 """The measurements of scripts/bench.
 
-    bench_runs.py FOLDER-OF-THE-PROGRAMS [instructions] [time] [hops]
+    bench_runs.py FOLDER-OF-THE-PROGRAMS [instructions] [time] [hops] [queries]
 
 Clocks are noisy, so both programs of a pair run in turn, and what counts is
 their ratio. Instructions are counted, not timed, and repeat.
 """
 
+import collections
 import contextlib
+import operator
 import os
 import re
 import statistics
 import subprocess
 import sys
+import tempfile
+
+import bench_plot
 
 INSTRUCTIONS_MARK = 1.10
 HOP_MARK = 1.15
@@ -22,12 +27,24 @@ TIMED_TURNS, TIMED_ROUNDS = 15, 2000
 # Rounds are even: a turn ends with the health that the next does not begin
 # with.
 HOP_TURNS, HOP_ROUNDS, HOP_WARM_UP = 20, 200, 100
+# Where the memory of a process lies weighs as much as the clock: each program
+# is started again and again.
+QUERY_STARTS, QUERY_TURNS, RECORDS_OF_A_TURN = 15, 3, 20_000
+QUERY_COUNTS = (100, 300, 1_000, 3_000, 10_000, 30_000, 100_000)
+# What is asked, by the name that the program knows it by.
+Query = collections.namedtuple("Query", "title name mark")
+QUERIES = {
+    "counts": Query("Hidden and visible counted", "counts", 1.3),
+    "leds": Query("LED states collected", "LED states", 1.3),
+    "top": Query("Ten most important found", "top ten", 1.5),
+}
+QUERY_PLOT = "build/query-times.svg"
 
 ROOT = "/com/vexa/olvar/health"
 
 
 class Talker:
-    """A program that says a line when it is ready and ends with its input."""
+    """A program that says lines and ends with its input."""
 
     def __init__(self, stack, command, environment):
         process = subprocess.Popen(
@@ -46,6 +63,11 @@ class Talker:
         if not line:
             raise RuntimeError(f"{self._process.args}: ended too early")
         return line.strip()
+
+    def ask(self, line):
+        self._process.stdin.write(f"{line}\n")
+        self._process.stdin.flush()
+        return self.hear()
 
 
 class Bus:
@@ -95,8 +117,8 @@ class Report:
     def head(title):
         print(f"\n{title:<40}{'bare':>9}{'library':>9}{'ratio':>7}{'mark':>7}")
 
-    def line(self, what, bare, library, mark=None):
-        ratio = library / bare
+    def line(self, what, bare, library, mark=None, ratio=None):
+        ratio = ratio or library / bare
         text = f"  {what:<38}{bare:>9.1f}{library:>9.1f}{ratio:>7.3f}"
         if mark is not None:
             text += f"{mark:>7.2f}"
@@ -188,10 +210,72 @@ def measure_hops(programs, report):
         report.line(f"{length} process{'es' * (length > 1)}", bare, library, HOP_MARK)
 
 
+def timed_queries(programs, count):
+    """Microseconds of each turn of the bare scan and of each query."""
+    samples = {which: [] for which in ("floor", *QUERIES)}
+    rounds = max(1, RECORDS_OF_A_TURN // count)
+    with contextlib.ExitStack() as stack:
+        folder = stack.enter_context(tempfile.TemporaryDirectory())
+        environment = dict(os.environ, HEALTHINTF_RUNTIME_DIR=folder)
+        # What is logged by default is a part of what is measured.
+        environment.pop("HEALTHINTF_LOG_LEVEL", None)
+        library = f"{programs}/queries-library"
+        commands = {which: [library, which, str(count)] for which in QUERIES}
+        cache = f"{folder}/datacache"
+        commands["floor"] = [f"{programs}/queries-floor", cache, str(count)]
+        Talker(stack, [f"{programs}/queries-fill", str(count)], environment).hear()
+        for _ in range(QUERY_STARTS):
+            with contextlib.ExitStack() as started:
+                talkers = {
+                    which: Talker(started, commands[which], environment)
+                    for which in samples
+                }
+                for talker in talkers.values():
+                    talker.ask(rounds)
+                for _ in range(QUERY_TURNS):
+                    for which, talker in talkers.items():
+                        _, cpu = talker.ask(rounds).split()
+                        samples[which].append(float(cpu))
+    return samples
+
+
+class QueryTimes:
+    """The times of one query over the numbers of records."""
+
+    def __init__(self, samples, which):
+        self.times = [statistics.median(times[which]) for times in samples]
+        # Of what ran one after the other: the machine's pace comes and goes.
+        self.ratios = [
+            statistics.median(map(operator.truediv, times[which], times["floor"]))
+            for times in samples
+        ]
+
+
+def measure_queries(programs, report):
+    samples = [timed_queries(programs, count) for count in QUERY_COUNTS]
+    bare = QueryTimes(samples, "floor")
+    curves = {which: QueryTimes(samples, which) for which in QUERIES}
+    for which, query in QUERIES.items():
+        report.head(f"{query.title}, CPU us")
+        curve = curves[which]
+        for row in zip(QUERY_COUNTS, bare.times, curve.times, curve.ratios):
+            count, floor, time, ratio = row
+            report.line(f"{count:,} records", floor, time, query.mark, ratio)
+    bench_plot.draw(
+        QUERY_PLOT,
+        QUERY_COUNTS,
+        bare.times,
+        [(query.name, curves[which]) for which, query in QUERIES.items()],
+        sorted({query.mark for query in QUERIES.values()}),
+    )
+    print(f"\nDrawn: {QUERY_PLOT}")
+
+
 MEASUREMENTS = {
     "instructions": measure_instructions,
     "time": measure_time,
     "hops": measure_hops,
+    "queries": measure_queries,
 }
 
 

@@ -116,8 +116,8 @@ TEST_F(FaultQueriesOnTheHost, SeeTheFaultsOfAllProcesses)
 
     EXPECT_EQ(answerTo(counts), "0: 5 visible, 1 hidden");
     EXPECT_EQ(answerTo(ledStates), "0: 0 1 0 1 0 0 1");
-    const std::string two = "2 Of " + root + "/fan/entry/2; 4 Of " + root +
-                            "/disk/entry/4;";
+    const std::string two =
+        "2 Of " + root + "/fan/entry/2; 4 Of " + root + "/disk/entry/4;";
     const std::string fifty = " 1 Of " + root + "/fan/entry/1;";
     EXPECT_EQ(answerTo(top, 2, false, root), "0: " + two);
     EXPECT_EQ(answerTo(top, 0, true, root), "0: " + two + fifty);
