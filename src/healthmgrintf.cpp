@@ -1,0 +1,160 @@
+#include "log_line.hpp"
+
+#include <healthmgrintf.h>
+#include <hmi_fault_health.hpp>
+#include <hmi_health_value.hpp>
+#include <hmi_status.hpp>
+
+#include <algorithm>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+using namespace health_namespace;
+using namespace health_namespace::details;
+
+thread_local sdbusplus::bus_t gbus(nullptr);
+
+namespace
+{
+
+/** Whether gbus holds this thread's connection, and does so for good. */
+thread_local bool bound = false;
+
+/** Puts the first connection of this thread into gbus. Some versions of
+ *  sdbusplus throw for one that has no name, as a closed one.
+ *
+ *  @return whether gbus holds a connection */
+bool bindBus(sd_bus* bus)
+{
+    if (bound)
+    {
+        return true;
+    }
+    try
+    {
+        gbus = sdbusplus::bus_t(bus);
+        bound = true;
+    }
+    catch (const std::exception& e)
+    {
+        HMI_LOG(log::error, "%s.%d.%s: Unable to use the bus: %s", e.what());
+    }
+    return bound;
+}
+
+std::string orEmpty(const char* text)
+{
+    return text == nullptr ? "" : text;
+}
+
+} // namespace
+
+FaultAndHealth* FaultAndHealth_Initialization(sd_bus* bus,
+                                              const char* key) noexcept
+{
+    const std::string name = key;
+    FaultAndHealth* object =
+        bindBus(bus) ? FaultAndHealth::Init(gbus, name, healthOk, false)
+                     : nullptr;
+    std::cout << static_cast<const void*>(object);
+    return object;
+}
+
+int FaultAndHealth_AddFault(FaultAndHealth* obj, const char* msgId,
+                            const char* sensorPath, const char* const* args,
+                            int32_t noofArgs, const char* fqdd,
+                            const char* subSystem, uint32_t sensorNumber,
+                            uint32_t sensorType) noexcept
+{
+    if (obj == nullptr)
+    {
+        HMI_LOG(log::error, "%s.%d.%s: obj is NULL");
+        return statusInvalidArgument;
+    }
+    if (msgId == nullptr)
+    {
+        HMI_LOG(log::error, "%s.%d.%s: msgId is NULL");
+        return statusInvalidArgument;
+    }
+    if (sensorPath == nullptr)
+    {
+        HMI_LOG(log::error, "%s.%d.%s: sensorPath is NULL");
+        return statusInvalidArgument;
+    }
+    if (fqdd == nullptr)
+    {
+        HMI_LOG(log::error, "%s.%d.%s: fqdd is NULL");
+        return statusInvalidArgument;
+    }
+    if (subSystem == nullptr)
+    {
+        HMI_LOG(log::error, "%s.%d.%s: subSystem is NULL");
+        return statusInvalidArgument;
+    }
+    if (args == nullptr && noofArgs != 0)
+    {
+        HMI_LOG(log::progress, "%s.%d.%s: Args null but noofArgs is %d",
+                noofArgs);
+        return statusInvalidArgument;
+    }
+    if (noofArgs < 0)
+    {
+        HMI_LOG(log::error, "%s.%d.%s: noofArgs is negative: %d", noofArgs);
+        return statusInvalidArgument;
+    }
+    std::vector<std::string> arguments(noofArgs);
+    std::transform(args, args + noofArgs, arguments.begin(), orEmpty);
+    std::string id = msgId;
+    std::string sensor = sensorPath;
+    std::string component = fqdd;
+    std::string part = subSystem;
+    return obj->addFault(id, sensor, arguments, component, part, sensorNumber,
+                         sensorType);
+}
+
+int FaultAndHealth_RemoveFault(FaultAndHealth* obj, const char* msgId,
+                               const char* sensorPath) noexcept
+{
+    std::string id = msgId;
+    std::string sensor = sensorPath;
+    return obj->removeFault(id, sensor);
+}
+
+void FaultAndHealth_Destuctor(FaultAndHealth* obj) noexcept
+{
+    delete obj;
+}
+
+int FaultAndHealth_GetVisibleHiddenMsgCount(int32_t* first,
+                                            int32_t* second) noexcept
+{
+    if (first == nullptr || second == nullptr)
+    {
+        HMI_LOG(log::error, "%s.%d.%s: Args null ");
+        return statusInvalidArgument;
+    }
+    *first = 0;
+    *second = 0;
+    int visible = 0;
+    int hidden = 0;
+    const int status =
+        FaultEntry::GetNumberOfHiddenVisibleFaults(visible, hidden);
+    if (status != statusOk)
+    {
+        HMI_LOG(log::error,
+                "%s.%d.%s: Error in fetching the Hidden Visible Count : %d",
+                status);
+        return status;
+    }
+    *first = visible;
+    *second = hidden;
+    return statusOk;
+}
+
+int c_wrapper_hide_faults(bool hide, const char* a, const char* b, int32_t n)
+{
+    return FaultAndHealth::SendHideFaultsSignal(hide, orEmpty(a), orEmpty(b),
+                                                n);
+}
