@@ -8,10 +8,11 @@
 namespace healthintf::test
 {
 
-/** The first block of C++ in a document. */
-inline std::string firstProgram(const std::string& document)
+/** The first block of a language in a document. */
+inline std::string firstProgram(const std::string& document,
+                                const std::string& language)
 {
-    const std::string opening = "```cpp\n";
+    const std::string opening = "```" + language + "\n";
     const auto begin = document.find(opening);
     const auto end = document.find("```\n", begin + opening.size());
     if (begin == std::string::npos || end == std::string::npos)

@@ -60,7 +60,27 @@ class Installation
      *  @throws std::runtime_error with the compiler's errors */
     void compile(const std::vector<std::string>& arguments) const
     {
-        std::vector<std::string> command = words(COMPILER " " SDBUSPLUS_FLAGS);
+        compileBy(COMPILER " " SDBUSPLUS_FLAGS, arguments);
+    }
+
+    /** Compiles C, with nothing but what the package says. */
+    void compileC(const std::vector<std::string>& arguments) const
+    {
+        compileBy(C_COMPILER " -std=c99", arguments);
+    }
+
+    const TemporaryFolder& files() const
+    {
+        return folder;
+    }
+
+  private:
+    TemporaryFolder folder;
+
+    static void compileBy(const std::string& compiler,
+                          const std::vector<std::string>& arguments)
+    {
+        std::vector<std::string> command = words(compiler);
         command.insert(command.end(),
                        {"-O1", "-Wall", "-Wextra", "-Wpedantic", "-Werror"});
         command.insert(command.end(), arguments.begin(), arguments.end());
@@ -71,14 +91,6 @@ class Installation
         }
         outputOf(command);
     }
-
-    const TemporaryFolder& files() const
-    {
-        return folder;
-    }
-
-  private:
-    TemporaryFolder folder;
 
     std::filesystem::path packages() const
     {

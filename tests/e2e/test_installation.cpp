@@ -63,17 +63,25 @@ TEST(Installed, LibraryShowsItsPublicInterfaceAlone)
     const std::string functions =
         "health_namespace::(_GetMessageContent|cfg_notif_handle_hide_err|"
         "cfg_notif_handle_oem_flags|cfg_notif_check_self_source)";
+    const std::string plain =
+        "FaultAndHealth_(Initialization|AddFault|RemoveFault|Destuctor|"
+        "GetVisibleHiddenMsgCount)@|c_wrapper_hide_faults@|"
+        "(TLS init function for )?gbus@";
     for (const std::string& line : matching(symbols, "."))
     {
         EXPECT_TRUE(std::regex_search(
             line, std::regex("^[0-9a-f]+ [TVWABDR] (" + classes + "|" +
-                             functions + "|HEALTHINTF_1)")))
+                             functions + "|" + plain + "|HEALTHINTF_1)")))
             << line;
     }
     for (const char* wanted :
          {"health_namespace::FaultAndHealth::Init(",
           "health_namespace::FaultAndHealth::addFault(",
           "health_namespace::HealthStatus::Init(",
+          " FaultAndHealth_Initialization@", " FaultAndHealth_AddFault@",
+          " FaultAndHealth_RemoveFault@", " FaultAndHealth_Destuctor@",
+          " FaultAndHealth_GetVisibleHiddenMsgCount@",
+          " c_wrapper_hide_faults@", " B gbus@",
           "vtable for sdbusplus::server::com::vexa::olvar::healthmgr::"
           "FaultEntry"})
     {
@@ -114,27 +122,24 @@ TEST(Installed, HeadersCanEachBeIncludedAlone)
     EXPECT_GT(count, 15);
 }
 
-TEST(Installed, ContractCanBeIncludedFromC)
+TEST(Installed, HeadersForCNeedNothingElse)
 {
     const auto source = installation().files().write(
-        "include.c", "#include <platform/config_manager.h>\n"
+        "include.c", "#include <healthmgrintf.h>\n"
+                     "#include <platform/config_manager.h>\n"
                      "#include <platform/dlog.h>\n"
                      "#include <platform/message_registry.h>\n"
                      "#include <platform/notification.h>\n"
                      "int main(void) { return 0; }\n");
     const auto include = installation().at(PREFIX "/include/healthintf");
     EXPECT_NO_THROW(
-        outputOf({"cc", "-std=c11", "-Wall", "-Wextra", "-Wpedantic", "-Werror",
+        outputOf({"cc", "-std=c99", "-Wall", "-Wextra", "-Wpedantic", "-Werror",
                   "-fsyntax-only", "-I" + include.string(), source}));
 }
 
-TEST(Installed, DaemonOfTheReadmeReportsItsFault)
+/** Runs a daemon of the README, with a health manager. */
+void expectFaultOfDaemon(const std::string& program)
 {
-    const auto source = installation().files().write(
-        "fand.cpp", firstProgram(contentOf(SOURCE_FOLDER "/README.md")));
-    const std::string program = installation().files().path() / "fand";
-    installation().compile({source, "-o", program});
-
     const PrivateBus bus;
     BusClient client;
     Process manager({installation().program("healthmgr")});
@@ -143,6 +148,45 @@ TEST(Installed, DaemonOfTheReadmeReportsItsFault)
     client.waitForHealth(root, 4);
     daemon.kill();
     client.waitForHealth(root, 0);
+}
+
+TEST(Installed, DaemonOfTheReadmeReportsItsFault)
+{
+    const auto source = installation().files().write(
+        "fand.cpp", firstProgram(contentOf(SOURCE_FOLDER "/README.md"), "cpp"));
+    const std::string program = installation().files().path() / "fand";
+    installation().compile({source, "-o", program});
+    expectFaultOfDaemon(program);
+}
+
+TEST(Installed, DaemonOfTheReadmeInCReportsItsFault)
+{
+    const auto source = installation().files().write(
+        "fand.c", firstProgram(contentOf(SOURCE_FOLDER "/README.md"), "c"));
+    const std::string program = installation().files().path() / "fand_c";
+    installation().compileC({source, "-o", program});
+    expectFaultOfDaemon(program);
+}
+
+TEST(Installed, ConnectionOfAThreadIsSharedWithCxx)
+{
+    const auto source = installation().files().write(
+        "shared.cpp", "#include <healthmgrintf.h>\n"
+                      "#include <systemd/sd-bus.h>\n"
+                      "int main()\n"
+                      "{\n"
+                      "    sd_bus* bus = nullptr;\n"
+                      "    sd_bus_open(&bus);\n"
+                      "    FaultAndHealth_Destuctor(\n"
+                      "        FaultAndHealth_Initialization(bus, \"" +
+                          root +
+                          "\"));\n"
+                          "    return gbus.get_unique_name().empty();\n"
+                          "}\n");
+    const std::string program = installation().files().path() / "shared";
+    installation().compile({source, "-o", program});
+    const PrivateBus bus;
+    EXPECT_THAT(outputOf({program}), testing::StartsWith("0x"));
 }
 
 TEST(Installed, HostmonChecksTheConfigurationThatComesWithIt)

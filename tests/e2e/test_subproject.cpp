@@ -108,7 +108,7 @@ class MainProject
 TEST(Subproject, IsTheLibraryAndThePlatformAlone)
 {
     const MainProject project(
-        firstProgram(contentOf(SOURCE_FOLDER "/README.md")));
+        firstProgram(contentOf(SOURCE_FOLDER "/README.md"), "cpp"));
     EXPECT_THAT(project.configuration(), Not(HasSubstr("WARNING")));
     ASSERT_THAT(project.targets(),
                 UnorderedElementsAre(

@@ -181,11 +181,10 @@ TEST_F(FlatFaults, AreNotRemovedByAnEmptyText)
 {
     EXPECT_EQ(FaultAndHealth_RemoveFault(object.get(), "", "a"), 1);
     EXPECT_EQ(FaultAndHealth_RemoveFault(object.get(), "A", ""), 1);
-    EXPECT_EQ(
-        journal().take(),
-        (Lines{"log 1 271 hmi_fault_health.#.removeFault: invalid msgid",
-               "log 1 271 hmi_fault_health.#.removeFault: invalid "
-               "sensorPath"}));
+    EXPECT_EQ(journal().take(),
+              (Lines{"log 1 271 hmi_fault_health.#.removeFault: invalid msgid",
+                     "log 1 271 hmi_fault_health.#.removeFault: invalid "
+                     "sensorPath"}));
 }
 
 TEST_F(FlatFaults, AreGoneWithTheirObject)
@@ -521,7 +520,8 @@ TEST_F(FlatHiding, SendsAllThatItIsGiven)
     EXPECT_EQ(c_wrapper_hide_faults(true, "/key", "/sensor", -3), 0);
     EXPECT_EQ(c_wrapper_hide_faults(false, "", "/sensor", 0), 0);
     client.catchUp();
-    EXPECT_EQ(heard, (Lines{"true '/key' '/sensor' -3", "false '' '/sensor' 0"}));
+    EXPECT_EQ(heard,
+              (Lines{"true '/key' '/sensor' -3", "false '' '/sensor' 0"}));
 }
 
 TEST_F(FlatHiding, TakesNullForEmpty)
@@ -530,8 +530,8 @@ TEST_F(FlatHiding, TakesNullForEmpty)
     EXPECT_EQ(c_wrapper_hide_faults(true, "/key", nullptr, 0), 0);
     EXPECT_EQ(c_wrapper_hide_faults(true, nullptr, nullptr, 48), 0);
     client.catchUp();
-    EXPECT_EQ(heard,
-              (Lines{"true '' '/sensor' 0", "true '/key' '' 0", "true '' '' 48"}));
+    EXPECT_EQ(heard, (Lines{"true '' '/sensor' 0", "true '/key' '' 0",
+                            "true '' '' 48"}));
     EXPECT_EQ(c_wrapper_hide_faults(true, nullptr, nullptr, 0), 1);
     client.catchUp();
     EXPECT_EQ(heard.size(), 3u);
