@@ -62,7 +62,8 @@ TEST(Installed, LibraryShowsItsPublicInterfaceAlone)
         "(FaultEntry|HealthStatus))(::|@|$)";
     const std::string functions =
         "health_namespace::(_GetMessageContent|cfg_notif_handle_hide_err|"
-        "cfg_notif_handle_oem_flags|cfg_notif_check_self_source)";
+        "cfg_notif_handle_oem_flags|cfg_notif_check_self_source|"
+        "setLCDAttributeInt)";
     const std::string plain =
         "FaultAndHealth_(Initialization|AddFault|RemoveFault|Destuctor|"
         "GetVisibleHiddenMsgCount)@|c_wrapper_hide_faults@|"
