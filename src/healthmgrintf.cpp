@@ -22,13 +22,13 @@ namespace
 /** Whether gbus holds this thread's connection, and does so for good. */
 thread_local bool bound = false;
 
-/** Puts the first connection of this thread into gbus. Some versions of
- *  sdbusplus throw for one that has no name, as a closed one.
+/** Puts the first connection of this thread into gbus; null is none yet. Some
+ *  versions of sdbusplus throw for one that has no name, as a closed one.
  *
- *  @return whether gbus holds a connection */
+ *  @return whether the connection could be used */
 bool bindBus(sd_bus* bus)
 {
-    if (bound)
+    if (bound || bus == nullptr)
     {
         return true;
     }

@@ -497,6 +497,16 @@ TEST_F(FlatInitialization, GivesNothingWithoutAConnection)
     });
 }
 
+TEST_F(FlatInitialization, TakesTheFirstConnectionAfterNone)
+{
+    inThread([] {
+        const Connection first;
+        EXPECT_EQ(init(nullptr), nullptr);
+        EXPECT_NE(init(first.get()), nullptr);
+        EXPECT_EQ(rawBus(gbus), first.get());
+    });
+}
+
 class FlatHiding : public FlatInitialization
 {
   protected:
