@@ -7,6 +7,8 @@
 #include "private_bus.hpp"
 #include "process.hpp"
 
+#include <platform/config_manager.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -14,6 +16,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace healthintf::test
 {
@@ -51,6 +54,23 @@ std::string installedRules()
     rules.replace(rules.find(rootRules), rootRules.size(),
                   "user=\"" + std::to_string(getuid()) + "\"");
     return rules;
+}
+
+/** Runs busctl as a user without rights. */
+std::string asNobody(std::vector<std::string> command)
+{
+    command.insert(command.begin(),
+                   {"setpriv", "--reuid=65534", "--regid=65534",
+                    "--clear-groups", "busctl", "--system"});
+    return outputOf(command);
+}
+
+/** Lets other users come to a bus. */
+void letOthersIn(const PrivateBus& bus)
+{
+    std::filesystem::permissions(bus.folder().path(),
+                                 std::filesystem::perms::others_exec,
+                                 std::filesystem::perm_options::add);
 }
 
 /** A health manager and a component on a bus with the installed policy. */
@@ -91,15 +111,7 @@ TEST_F(BusPolicy, KeepsOtherUsersFromChangingTheHealth)
     {
         GTEST_SKIP() << "needs root, to become another user";
     }
-    std::filesystem::permissions(bus.folder().path(),
-                                 std::filesystem::perms::others_exec,
-                                 std::filesystem::perm_options::add);
-    const auto asNobody = [](std::vector<std::string> command) {
-        command.insert(command.begin(),
-                       {"setpriv", "--reuid=65534", "--regid=65534",
-                        "--clear-groups", "busctl", "--system"});
-        return outputOf(command);
-    };
+    letOthersIn(bus);
     EXPECT_THAT(
         asNobody({"call", manager, root, "org.freedesktop.DBus.ObjectManager",
                   "GetManagedObjects"}),
@@ -114,6 +126,37 @@ TEST_F(BusPolicy, KeepsOtherUsersFromChangingTheHealth)
               "HealthStatusUpdate", "ssu", root, "/mine", "4"});
     client.catchUp();
     EXPECT_EQ(client.health(manager, root), 2U);
+}
+
+TEST_F(BusPolicy, LetsRootAloneSendNotifications)
+{
+    if (geteuid() != 0)
+    {
+        GTEST_SKIP() << "needs root, to become another user";
+    }
+    letOthersIn(bus);
+    std::vector<std::string> heard;
+    const auto take = [](sd_bus_message* message, void* context,
+                         sd_bus_error*) {
+        const char* name = nullptr;
+        sd_bus_message_read(message, "s", &name);
+        static_cast<std::vector<std::string>*>(context)->emplace_back(name);
+        return 0;
+    };
+    ASSERT_GE(sd_bus_match_signal(client.get(), nullptr, nullptr, nullptr,
+                                  "com.vexa.olvar.Notification", nullptr, take,
+                                  &heard),
+              0);
+    const char* unique = nullptr;
+    sd_bus_get_unique_name(client.get(), &unique);
+    const std::string path = "/com/vexa/olvar/notification";
+    const std::string interface = "com.vexa.olvar.Notification";
+    asNobody({"emit", path, interface, "Notified", "say", "forged", "0"});
+    asNobody({"emit", "--destination=" + std::string(unique), path, interface,
+              "Notified", "say", "forged", "0"});
+    EXPECT_EQ(CfgSetAttributeInt("a", 1, 0, nullptr), 0);
+    client.catchUp();
+    EXPECT_EQ(heard, std::vector<std::string>{"CfgMgr/1/AttributeChange/a"});
 }
 
 } // namespace

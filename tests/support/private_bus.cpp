@@ -1,5 +1,6 @@
 #include "private_bus.hpp"
 
+#include <csignal>
 #include <cstdlib>
 
 namespace healthintf::test
@@ -56,6 +57,11 @@ void PrivateBus::activate(const std::string& name,
 void PrivateBus::kill()
 {
     daemon.kill();
+}
+
+void PrivateBus::freeze() const
+{
+    daemon.signal(SIGSTOP);
 }
 
 } // namespace healthintf::test

@@ -35,6 +35,9 @@ class PrivateBus
     /** Ends the bus at once. */
     void kill();
 
+    /** Lets the bus do nothing any more, as if it had got stuck. */
+    void freeze() const;
+
   private:
     static Process start(const TemporaryFolder& folder,
                          const std::string& rules);

@@ -116,9 +116,15 @@ const char* senderOf(sd_bus_message* message)
 
 std::shared_ptr<Receiver> Receiver::ofThisThread()
 {
-    if (current != nullptr && current->isOpen())
+    if (current != nullptr)
     {
-        return current->shared_from_this();
+        if (current->isOpen())
+        {
+            return current->shared_from_this();
+        }
+        // As long as anybody holds a default connection that is closed, there
+        // is no other.
+        current->close();
     }
     auto made = std::make_shared<Receiver>();
     current = made.get();
@@ -142,11 +148,7 @@ Receiver::~Receiver()
     {
         current = nullptr;
     }
-    match.reset();
-    if (ownBus)
-    {
-        sd_bus_close(bus.get());
-    }
+    close();
 }
 
 Subscription* Receiver::add(const char* name, LQOVS_callback callback,
@@ -173,7 +175,17 @@ void Receiver::remove(Subscription* subscription)
 
 bool Receiver::isOpen() const
 {
-    return sd_bus_is_open(bus.get()) > 0;
+    return bus && sd_bus_is_open(bus.get()) > 0;
+}
+
+void Receiver::close()
+{
+    match.reset();
+    if (bus && ownBus)
+    {
+        sd_bus_close(bus.get());
+    }
+    bus.reset();
 }
 
 int Receiver::take(sd_bus_message* message, void* context,

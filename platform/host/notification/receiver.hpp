@@ -52,6 +52,7 @@ class Receiver : public std::enable_shared_from_this<Receiver>
                     sd_bus_error* error) noexcept;
     void deliver(sd_bus_message* message);
     bool isOpen() const;
+    void close();
 
     BusPtr bus;
     /** Whether nobody else has the connection. */

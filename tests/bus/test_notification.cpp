@@ -1,0 +1,433 @@
+/** @file Attributes and their notifications between processes. */
+
+#include "bus_client.hpp"
+#include "private_bus.hpp"
+#include "process.hpp"
+
+#include <platform/config_manager.h>
+#include <platform/notification.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+namespace
+{
+
+using testing::HasSubstr;
+using Bytes = std::vector<uint8_t>;
+
+const std::string prefix = "CfgMgr/1/AttributeChange/";
+constexpr const char* path = "/com/vexa/olvar/notification";
+constexpr const char* interface = "com.vexa.olvar.Notification";
+constexpr const char* member = "Notified";
+
+/** A notification-client. */
+class Client
+{
+  public:
+    explicit Client(const std::string& kind,
+                    const std::string& name = "unused") :
+        process({NOTIFICATION_CLIENT, kind, name})
+    {}
+
+    /** Tells the client something and checks its answer. */
+    void expect(const std::string& command, const std::string& answer)
+    {
+        EXPECT_EQ(process.ask(command), answer) << command << "\n"
+                                                << process.errors();
+    }
+
+    void subscribe(const std::string& label, const std::string& attribute,
+                   const std::string& action = "")
+    {
+        expect("subscribe " + label + " " + prefix + attribute + " " + action,
+               "ok");
+    }
+
+    /** Checks the next line that the client writes. */
+    void expectLine(const std::string& line)
+    {
+        EXPECT_EQ(process.hear(), line) << process.errors();
+    }
+
+    /** Ends the client in peace. */
+    void end()
+    {
+        process.endInput();
+        EXPECT_EQ(process.wait(), 0) << process.errors();
+    }
+
+    Process process;
+};
+
+/** What a client writes when it hears of a change. */
+std::string heard(const std::string& label, const std::string& attribute,
+                  const std::string& values, const std::string& source = "-")
+{
+    return label + " own " + source + " " + prefix + attribute + " " + values;
+}
+
+class Notifications : public testing::Test
+{
+  protected:
+    /** Sends a notification's signal with any record. */
+    void forge(const std::string& name, const Bytes& record) const
+    {
+        sd_bus_message* raw = nullptr;
+        sd_bus_message_new_signal(sender.get(), &raw, path, interface, member);
+        const MessagePtr message(raw);
+        sd_bus_message_append(raw, "s", name.c_str());
+        sd_bus_message_append_array(raw, 'y', record.data(), record.size());
+        ASSERT_GE(sd_bus_send(sender.get(), raw, nullptr), 0);
+        ASSERT_GE(sd_bus_flush(sender.get()), 0);
+    }
+
+    PrivateBus bus;
+    BusClient sender;
+};
+
+/** A record with a source offset in its last byte but those of its values. */
+Bytes recordWithOffset(uint8_t offset)
+{
+    Bytes record(56);
+    record[CFGMGR_CHANGE_SOURCE_OFFSET] = offset;
+    return record;
+}
+
+TEST_F(Notifications, ReachEveryKindOfDaemonOnTheThreadThatSubscribed)
+{
+    std::vector<std::unique_ptr<Client>> daemons;
+    for (const char* kind : {"sd-event", "own-loop", "own-connection"})
+    {
+        daemons.push_back(std::make_unique<Client>(kind));
+        daemons.back()->subscribe("one", "a");
+    }
+    Client third("own-loop");
+    third.expect("set a 5 operator", "0");
+    third.expect("set a -1", "0");
+    for (const auto& daemon : daemons)
+    {
+        daemon->expectLine(heard("one", "a", "5 0", "operator"));
+        daemon->expectLine(heard("one", "a", "4294967295 5"));
+        daemon->end();
+        EXPECT_EQ(daemon->process.errors(), "");
+    }
+}
+
+TEST_F(Notifications, ReachEachThreadOfAProcess)
+{
+    Client daemon("threads", prefix + "a");
+    daemon.expectLine("second ok");
+    daemon.subscribe("first", "b");
+    Client other("own-loop");
+    other.expect("set a 5", "0");
+    daemon.expectLine(heard("second", "a", "5 0"));
+    other.expect("set b 6", "0");
+    daemon.expectLine(heard("first", "b", "6 0"));
+    daemon.end();
+}
+
+TEST_F(Notifications, ReachWhoeverMadeTheChange)
+{
+    for (const char* kind : {"sd-event", "own-loop", "own-connection"})
+    {
+        Client daemon(kind);
+        daemon.subscribe("one", kind);
+        daemon.expect(std::string("set ") + kind + " 5 me", "0");
+        daemon.expectLine(heard("one", kind, "5 0", "me"));
+    }
+}
+
+TEST_F(Notifications, AreOnlyOfChanges)
+{
+    Client daemon("sd-event");
+    daemon.subscribe("one", "a");
+    Client other("own-loop");
+    other.expect("set a 0", "0");
+    other.expect("set a 0", "0");
+    other.expect("set a 5", "0");
+    other.expect("set a 5", "0");
+    other.expect("set a 6", "0");
+    daemon.expectLine(heard("one", "a", "0 0"));
+    daemon.expectLine(heard("one", "a", "5 0"));
+    daemon.expectLine(heard("one", "a", "6 5"));
+}
+
+TEST_F(Notifications, AreOfAttributesThatOutliveEveryProcess)
+{
+    Client first("own-loop");
+    first.expect("set a 5", "0");
+    first.process.kill();
+    Client daemon("sd-event");
+    daemon.subscribe("one", "a");
+    daemon.expect("set a 5", "0");
+    daemon.expect("set a 6", "0");
+    daemon.expectLine(heard("one", "a", "6 5"));
+}
+
+TEST_F(Notifications, ComeInTheOrderOfTheChangesToEverybody)
+{
+    constexpr int writers = 4;
+    constexpr int changes = 40;
+    std::vector<std::unique_ptr<Client>> daemons;
+    for (const char* kind : {"sd-event", "own-loop", "own-connection"})
+    {
+        daemons.push_back(std::make_unique<Client>(kind));
+        daemons.back()->subscribe("one", "a");
+    }
+    std::vector<std::unique_ptr<Client>> counters;
+    for (int i = 0; i < writers; ++i)
+    {
+        counters.push_back(std::make_unique<Client>("own-loop"));
+        counters.back()->process.tell("count a " +
+                                      std::to_string(1000 * (i + 1)) + " " +
+                                      std::to_string(changes));
+    }
+    for (const auto& counter : counters)
+    {
+        counter->expectLine("ok");
+    }
+    for (const auto& daemon : daemons)
+    {
+        std::string last = "0";
+        for (int i = 0; i < writers * changes; ++i)
+        {
+            std::istringstream words(daemon->process.hear());
+            std::string word;
+            std::string value;
+            std::string previous;
+            words >> word >> word >> word >> word >> value >> previous;
+            ASSERT_EQ(previous, last) << i;
+            last = value;
+        }
+    }
+}
+
+TEST_F(Notifications, AreDroppedWhenTheirRecordIsMalformed)
+{
+    for (const char* kind : {"sd-event", "own-loop", "own-connection"})
+    {
+        Client daemon(kind);
+        daemon.subscribe("one", kind);
+        const std::string name = prefix + kind;
+        forge(name, {});
+        forge(name, Bytes(55));
+        forge(name, recordWithOffset(56));
+        forge(name, recordWithOffset(255));
+        forge(name, recordWithOffset(4));
+        forge(name + "else", {});
+        daemon.expect(std::string("set ") + kind + " 5", "0");
+        daemon.expectLine(heard("one", kind, "5 0"));
+        const std::string errors = daemon.process.errors();
+        EXPECT_EQ(std::ranges::count(errors, '\n'), 5) << errors;
+        EXPECT_THAT(errors, HasSubstr("the record of " + name));
+        EXPECT_THAT(errors, HasSubstr("is malformed: dropped"));
+    }
+}
+
+TEST_F(Notifications, AreDroppedWhenTheirSignalIsMalformed)
+{
+    Client daemon("sd-event");
+    daemon.subscribe("one", "a");
+    const std::string name = prefix + "a";
+    const auto emit = [&](const char* types, auto... arguments) {
+        ASSERT_GE(sd_bus_emit_signal(sender.get(), path, interface, member,
+                                     types, arguments...),
+                  0);
+    };
+    emit("");
+    emit("s", name.c_str());
+    emit("u", 5);
+    emit("ss", name.c_str(), "text");
+    emit("says", name.c_str(), 0, "more");
+    sd_bus_flush(sender.get());
+    daemon.expect("set a 5", "0");
+    daemon.expectLine(heard("one", "a", "5 0"));
+    EXPECT_THAT(daemon.process.errors(),
+                HasSubstr("is no notification: dropped"));
+}
+
+TEST_F(Notifications, HaveAnyRecordWhenTheyAreNotOfAttributes)
+{
+    Client daemon("sd-event");
+    daemon.expect("subscribe one Other/Name", "ok");
+    forge("Other/Name", {});
+    daemon.expectLine("one own - Other/Name");
+    forge("Other/Name", Bytes(56, 1));
+    daemon.expectLine("one own - Other/Name 16843009 16843009");
+}
+
+TEST_F(Notifications, ReachSubscriptionsInTheirOrder)
+{
+    Client daemon("own-loop");
+    for (const char* label : {"z", "a", "m"})
+    {
+        daemon.subscribe(label, "a");
+    }
+    daemon.expect("set a 5", "0");
+    for (const char* label : {"z", "a", "m"})
+    {
+        daemon.expectLine(heard(label, "a", "5 0"));
+    }
+}
+
+TEST_F(Notifications, MayEndSubscriptionsFromACallback)
+{
+    for (const char* kind : {"sd-event", "own-loop", "own-connection"})
+    {
+        const std::string attribute = kind;
+        Client daemon(kind);
+        daemon.subscribe("itself", attribute, "free itself");
+        daemon.subscribe("first", attribute, "free later");
+        daemon.subscribe("later", attribute);
+        daemon.subscribe("last", attribute, "free last");
+        daemon.expect("set " + attribute + " 5", "0");
+        daemon.expectLine(heard("itself", attribute, "5 0"));
+        daemon.expectLine("ok");
+        daemon.expectLine(heard("first", attribute, "5 0"));
+        daemon.expectLine("ok");
+        daemon.expectLine(heard("last", attribute, "5 0"));
+        daemon.expectLine("ok");
+        daemon.end();
+    }
+}
+
+TEST_F(Notifications, MayEndTheLastSubscriptionOfAThreadFromItsCallback)
+{
+    for (const char* kind : {"sd-event", "own-loop", "own-connection"})
+    {
+        const std::string attribute = kind;
+        Client daemon(kind);
+        for (int i = 1; i <= 3; ++i)
+        {
+            daemon.subscribe("one", attribute, "free one");
+            const std::string value = std::to_string(i);
+            daemon.expect("set " + attribute + " " + value, "0");
+            daemon.expectLine(
+                heard("one", attribute, value + " " + std::to_string(i - 1)));
+            daemon.expectLine("ok");
+        }
+        daemon.end();
+        EXPECT_EQ(daemon.process.errors(), "");
+    }
+}
+
+TEST_F(Notifications, MayBeginSubscriptionsFromACallback)
+{
+    Client daemon("sd-event");
+    daemon.subscribe("one", "a", "subscribe two " + prefix + "a");
+    daemon.expect("set a 5", "0");
+    daemon.expectLine(heard("one", "a", "5 0"));
+    daemon.expectLine("ok");
+    daemon.expect("free one", "ok");
+    daemon.expect("set a 6", "0");
+    daemon.expectLine(heard("two", "a", "6 5"));
+}
+
+TEST_F(Notifications, MaySetAttributesFromACallback)
+{
+    for (const char* kind : {"sd-event", "own-loop", "own-connection"})
+    {
+        const std::string attribute = kind;
+        Client daemon(kind);
+        daemon.subscribe("one", attribute, "set " + attribute + "2 7 me");
+        daemon.subscribe("two", attribute + "2");
+        daemon.expect("set " + attribute + " 5", "0");
+        daemon.expectLine(heard("one", attribute, "5 0"));
+        daemon.expectLine("0");
+        daemon.expectLine(heard("two", attribute + "2", "7 0", "me"));
+    }
+}
+
+TEST_F(Notifications, OutliveACallbackThatThrows)
+{
+    Client daemon("sd-event");
+    daemon.subscribe("one", "a", "throw");
+    daemon.subscribe("two", "a");
+    for (const char* value : {"5 0", "6 5"})
+    {
+        daemon.expect("set a " + std::string(value, 1), "0");
+        daemon.expectLine(heard("one", "a", value));
+        daemon.expectLine(heard("two", "a", value));
+    }
+    EXPECT_THAT(
+        daemon.process.errors(),
+        HasSubstr("a callback of " + prefix + "a: a callback's own failure"));
+}
+
+TEST_F(Notifications, TakeOneMatchRuleForAllSubscriptions)
+{
+    Client daemon("sd-event");
+    constexpr int moreThanTheBusAllows = 600;
+    for (int i = 0; i < moreThanTheBusAllows; ++i)
+    {
+        daemon.subscribe(std::to_string(i), "a" + std::to_string(i));
+    }
+    daemon.expect("set a599 5", "0");
+    daemon.expectLine(heard("599", "a599", "5 0"));
+}
+
+void ignore(const char*, const char*, const uint8_t*, uint64_t, void*)
+{}
+
+TEST(NotificationsOfALostBus, AreReceivedAgainByLaterSubscriptions)
+{
+    auto first = std::make_unique<PrivateBus>();
+    void* lost = LQOVS_receive_signal("name", ignore, nullptr);
+    ASSERT_NE(lost, nullptr);
+    {
+        sd_bus* connection = nullptr;
+        ASSERT_GE(sd_bus_default(&connection), 0);
+        first.reset();
+        while (sd_bus_process(connection, nullptr) >= 0 &&
+               sd_bus_is_open(connection) > 0)
+        {
+            sd_bus_wait(connection, UINT64_MAX);
+        }
+        sd_bus_unref(connection);
+    }
+    const PrivateBus second;
+    int calls = 0;
+    void* later = LQOVS_receive_signal(
+        (prefix + "a").c_str(),
+        [](const char*, const char*, const uint8_t*, uint64_t, void* context) {
+            ++*static_cast<int*>(context);
+        },
+        &calls);
+    ASSERT_NE(later, nullptr);
+    Client("own-loop").expect("set a 5", "0");
+    sd_bus* connection = nullptr;
+    ASSERT_GE(sd_bus_default(&connection), 0);
+    while (sd_bus_process(connection, nullptr) > 0)
+    {}
+    sd_bus_unref(connection);
+    EXPECT_EQ(calls, 1);
+    LQOVS_receive_signal_free(lost);
+    LQOVS_receive_signal_free(later);
+}
+
+TEST(NotificationsOfAFrozenBus, AreMissedAndTheLogSaysSo)
+{
+    const PrivateBus bus;
+    Client daemon("own-loop");
+    daemon.expect("set a 5", "0");
+    bus.freeze();
+    daemon.expect("set a 6", std::to_string(ETIMEDOUT));
+    EXPECT_THAT(daemon.process.errors(),
+                HasSubstr("the attribute a is set to 6 now, but this could not "
+                          "be announced: no answer of the bus"));
+    daemon.expect("set a 6", "0");
+}
+
+} // namespace
+} // namespace healthintf::test
