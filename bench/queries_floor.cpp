@@ -82,8 +82,8 @@ std::size_t scan(MDB_env* environment, MDB_dbi table)
     MDB_val key{1, &kind};
     MDB_val value{};
     int found = mdb_cursor_get(cursor, &key, &value, MDB_SET_RANGE);
-    for (; found == MDB_SUCCESS; found = mdb_cursor_get(cursor, &key, &value,
-                                                        MDB_NEXT))
+    for (; found == MDB_SUCCESS;
+         found = mdb_cursor_get(cursor, &key, &value, MDB_NEXT))
     {
         const char* path = static_cast<const char*>(key.mv_data);
         if (*path != kind)

@@ -43,8 +43,7 @@ bool top(unsigned long /*count*/)
     std::vector<std::pair<std::string, FaultEntry_gen>> entries;
     return FaultEntry::GetNFaultEntries(all, wanted, entries, false) ==
                statusOk &&
-           entries.size() == wanted &&
-           entries.front().second.severity() == 4;
+           entries.size() == wanted && entries.front().second.severity() == 4;
 }
 
 const std::map<std::string, std::function<bool(unsigned long)>> queries{
