@@ -45,44 +45,47 @@ extern "C"
 #endif
 
     /** Creates the object of a component, with the health healthOk (2) as long
-     * as it has no fault. Writes the returned pointer to standard output, as
-     * C++'s std::cout writes a pointer, without a newline.
+     *  as it has no fault. Writes the returned pointer to standard output, as
+     *  C++'s std::cout writes a pointer, without a newline.
      *
      *  All objects of a thread use the connection that its first call was
-     * given; that of a later one is ignored. The library takes a reference to
-     * the connection and drops it when the thread ends. The caller goes on to
-     * process its messages, on this thread.
+     *  given; that of a later one is ignored. The library takes a reference to
+     *  the connection and drops it when the thread ends. The caller goes on to
+     *  process its messages, on this thread.
      *
      *  @param[in] bus the connection
      *  @param[in] key the component key, a D-Bus object path below
      *             /com/vexa/olvar/health; not null
      *  @return the object, which the caller frees by
-     * FaultAndHealth_Destuctor(); null on any failure, which is logged */
+     *          FaultAndHealth_Destuctor(); null on any failure, which is
+     *          logged *
+     */
     HEALTHINTF_API FaultAndHealthObject*
     FaultAndHealth_Initialization(struct sd_bus* bus,
                                   const char* key) HEALTHINTF_NOEXCEPT;
 
     /** Reports a fault by a message of the registry. The same message for the
-     * same sensor may be reported more than once; each is a fault of its own.
+     *  same sensor may be reported more than once; each is a fault of its own.
      *
      *  @param[in] obj the component
      *  @param[in] msgId the message's identifier
      *  @param[in] sensorPath the sensor that saw the fault
      *  @param[in] args the message's arguments, in order; a null one among them
-     * is taken as the empty string. May be null when there are none. In C a
-     * char** wants a cast, since the only type that takes both it and const
-     * char** takes any other pointer as well
+     *             is taken as the empty string. May be null when there are
+     *             none. In C a char** wants a cast, since the only type that
+     *             takes both it and const char** takes any other pointer as
+     *             well
      *  @param[in] noofArgs how many arguments there are, 0 or more
      *  @param[in] fqdd identifier of the component
      *  @param[in] subSystem not used, but not null
      *  @param[in] sensorNumber IPMI sensor number
      *  @param[in] sensorType IPMI sensor type
      *  @return - 0: done, also for a message that only informs and makes no
-     * fault
+     *            fault
      *          - 1: a pointer is null that must not be, or noofArgs is
-     * negative; logged
+     *            negative; logged
      *          - 4: the fault could not be created or announced, or D-Bus
-     * cannot carry a text
+     *            cannot carry a text
      *          - 5: the registry has no such message */
     HEALTHINTF_API int
     FaultAndHealth_AddFault(FaultAndHealthObject* obj, const char* msgId,
@@ -110,29 +113,29 @@ extern "C"
     FaultAndHealth_Destuctor(FaultAndHealthObject* obj) HEALTHINTF_NOEXCEPT;
 
     /** Counts the faults of all components in all processes. Needs no object,
-     * and may be called from any thread.
+     *  and may be called from any thread.
      *
      *  @param[out] first how many are visible; 0 after an error
      *  @param[out] second how many are hidden; 0 after an error
      *  @return - 0: done
      *          - 1: a pointer is null, and nothing is written to the other;
-     * logged
+     *            logged
      *          - 5: the data cache could not be read; logged */
     HEALTHINTF_API int FaultAndHealth_GetVisibleHiddenMsgCount(
         int32_t* first, int32_t* second) HEALTHINTF_NOEXCEPT;
 
     /** Asks every component in every process to hide faults, or to show them
      *  again. What is named first decides: the component with that key is
-     * disabled or enabled; all others look at the sensor path and, without one,
-     * at the sensor number. A component of this process obeys when its messages
-     * are processed.
+     *  disabled or enabled; all others look at the sensor path and, without
+     *  one, at the sensor number. A component of this process obeys when its
+     *  messages are processed.
      *
      *  Sends on this thread's default bus, which is the one of
-     * sd_bus_default(); may be called from any thread.
+     *  sd_bus_default(); may be called from any thread.
      *
      *  This is the one function that an exception may leave:
      *  sdbusplus::exception::SdBusError when the signal cannot be sent, also
-     * when there is no bus. In a program in C that ends the process.
+     *  when there is no bus. In a program in C that ends the process.
      *
      *  @param[in] hide whether to hide
      *  @param[in] a a component key, or empty or null for none
