@@ -64,7 +64,7 @@ struct Request
 std::string textOf(const char* argument, const std::string& what,
                    std::size_t longest)
 {
-    const std::string text = argument != nullptr ? argument : "";
+    std::string text = argument != nullptr ? argument : "";
     if (text.size() > longest)
     {
         throw NotSet(what + " has more than " + std::to_string(longest) +

@@ -46,7 +46,7 @@ void remakeLockFile(const fs::path& folder, unsigned int maxReaders)
 
 fs::path setAside(const fs::path& file)
 {
-    const fs::path aside = file.string() + ".damaged";
+    fs::path aside = file.string() + ".damaged";
     fs::rename(file, aside);
     return aside;
 }
