@@ -9,8 +9,7 @@
  *  Usage: notification-client sd-event|own-loop|own-connection|threads NAME
  *
  *    subscribe LABEL NAME [ACTION ...]
- *                           ok or null; each notification is answered with the
- *                           action: nothing, throw, or a command of this list
+ *                           ok, null, or taken for a label that is in use
  *    free LABEL             ok
  *    set ATTRIBUTE VALUE [SOURCE]
  *                           the result
@@ -19,6 +18,9 @@
  *    name                   the unique name of the default bus
  *    quit                   ends the process without freeing anything
  *    end of input           ends the process
+ *
+ *  Each notification of a subscription is answered with its action: nothing,
+ *  "throw", or a command of this list.
  *
  *  With "threads NAME" a second thread has an event loop and the subscription
  *  "second" to NAME, and says "second ok"; the first one is own-loop. */
@@ -108,8 +110,12 @@ std::string subscribe(std::istringstream& words)
     std::string name;
     words >> made.label >> name;
     std::getline(words >> std::ws, made.action);
-    Subscriber& subscriber = subscribers[made.label];
-    subscriber = made;
+    const auto [at, isNew] = subscribers.emplace(made.label, made);
+    if (!isNew)
+    {
+        return "taken";
+    }
+    Subscriber& subscriber = at->second;
     subscriber.handle = LQOVS_receive_signal(name.c_str(), hear, &subscriber);
     return subscriber.handle != nullptr ? "ok" : "null";
 }

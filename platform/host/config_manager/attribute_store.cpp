@@ -2,6 +2,7 @@
 
 #include "../host_log.hpp"
 #include "../storage/files.hpp"
+#include "../storage/lmdb_file.hpp"
 #include "../storage/store_failure.hpp"
 #include "limits.hpp"
 
@@ -71,16 +72,6 @@ void syncFolder(const fs::path& folder)
     }
 }
 
-/** Whether every page in use is within the file. */
-bool isWhole(MDB_env* environment, const fs::path& file)
-{
-    MDB_envinfo info{};
-    MDB_stat stat{};
-    checkLmdb("mdb_env_info", mdb_env_info(environment, &info));
-    checkLmdb("mdb_env_stat", mdb_env_stat(environment, &stat));
-    return fs::file_size(file) / stat.ms_psize > info.me_last_pgno;
-}
-
 MDB_dbi openTable(const Transaction& transaction)
 {
     MDB_dbi table = 0;
@@ -89,39 +80,12 @@ MDB_dbi openTable(const Transaction& transaction)
     return table;
 }
 
-/** Reads everything, which ends with an exception where it is damaged. */
-void readAll(MDB_env* environment)
-{
-    const Transaction transaction(environment, Transaction::Kind::read);
-    Cursor cursor(transaction.get(), openTable(transaction));
-    for (bool more = cursor.seek(""); more; more = cursor.next())
-    {}
-}
-
-/** Whether a data file that nobody uses is one of LMDB's, and whole. One that
- *  cannot be looked at is left to who opens it to use it. */
-bool isIntact(const fs::path& folder)
+/** Whether LMDB takes a data file that nobody uses. */
+bool isReadable(const fs::path& folder)
 {
     const EnvironmentPtr probe = newEnvironment();
-    const int opened = mdb_env_open(probe.get(), folder.c_str(),
-                                    openFlags | MDB_RDONLY, storeFileMode);
-    if (opened != MDB_SUCCESS)
-    {
-        return !isDamage(opened);
-    }
-    try
-    {
-        if (!isWhole(probe.get(), folder / dataFile))
-        {
-            return false;
-        }
-        readAll(probe.get());
-        return true;
-    }
-    catch (const LmdbError& e)
-    {
-        return !isDamage(e.code());
-    }
+    return !isDamage(mdb_env_open(probe.get(), folder.c_str(),
+                                  openFlags | MDB_RDONLY, storeFileMode));
 }
 
 int32_t decode(std::string_view bytes)
@@ -177,7 +141,7 @@ void AttributeStore::prepare()
 {
     remakeLockFile(folder, maxReaders);
     const fs::path data = folder / dataFile;
-    if (fs::exists(data) && !isIntact(folder))
+    if (fs::exists(data) && !(isSound(data) && isReadable(folder)))
     {
         const fs::path aside = setAside(data);
         HOST_LOG(log::error,

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <system_error>
@@ -206,6 +207,18 @@ TEST_F(Attributes, SurviveAFileThatIsCutShortAnywhere)
         EXPECT_EQ(set("a", 6), "0") << size;
         EXPECT_EQ(set("a", 7), "6") << size;
     }
+}
+
+TEST_F(Attributes, SurviveAFileWithAnEmptyPage)
+{
+    set("a", 5);
+    std::string content = test::contentOf(dataFile());
+    // Without the pages that say where everything is.
+    std::fill(content.begin() + 8192, content.end(), '\0');
+    folder.write("deep/config/data.mdb", content);
+    EXPECT_EQ(set("a", 6), "0");
+    EXPECT_THAT(errors, HasSubstr("is damaged"));
+    EXPECT_EQ(set("a", 7), "6");
 }
 
 TEST_F(Attributes, SurviveADamagedLockFile)
