@@ -416,6 +416,25 @@ TEST(NotificationsOfALostBus, AreReceivedAgainByLaterSubscriptions)
     LQOVS_receive_signal_free(later);
 }
 
+TEST_F(Notifications, AreNotSentOfAnAttributeWhoseFolderCannotBeMade)
+{
+    bus.folder().write("file", "no folder");
+    const std::string state = bus.folder().path() / "file";
+    setenv("HEALTHINTF_STATE_DIR", state.c_str(), 1);
+    Client client("own-loop");
+    client.expect("set a 5", std::to_string(ENOTDIR));
+    client.expect("set a 5", std::to_string(ENOTDIR));
+    client.end();
+    EXPECT_THAT(client.process.errors(),
+                HasSubstr("an attribute was not set: attributes " + state +
+                          "/config"));
+    EXPECT_THAT(client.process.errors(),
+                HasSubstr("(see the folder's files and permissions)"));
+    EXPECT_EQ(client.process.errors().find("not set"),
+              client.process.errors().rfind("not set"))
+        << "logged once";
+}
+
 TEST(NotificationsOfAFrozenBus, AreMissedAndTheLogSaysSo)
 {
     const PrivateBus bus;

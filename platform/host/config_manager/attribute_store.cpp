@@ -2,16 +2,14 @@
 
 #include "../host_log.hpp"
 #include "../storage/files.hpp"
-#include "../storage/lmdb_file.hpp"
-#include "../storage/store_failure.hpp"
 #include "limits.hpp"
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <limits>
 #include <stdexcept>
 #include <system_error>
 
@@ -19,31 +17,16 @@ namespace healthintf::host
 {
 
 namespace fs = std::filesystem;
+using nlohmann::json;
 
 namespace
 {
 
-/** Changes with the layout of the records. */
-constexpr int32_t formatVersion = 1;
+/** Changes with what the file holds. */
+constexpr int formatVersion = 1;
 
-/** No attribute has a NUL in its name. */
-const std::string versionKey("\0version", 8);
-
-constexpr const char* dataFile = "data.mdb";
-
-/** Bytes that stay free for changing attributes, which takes pages of its
- *  own. */
-constexpr std::size_t reserve = 256UL << 10;
-
-/** How many pages a write may change, each of which is written elsewhere: the
- *  way down the attributes' tree and down that of the free pages. */
-constexpr std::size_t mostOfAWrite = 16;
-
-// All reading is done in write transactions.
-constexpr unsigned int maxReaders = 8;
-
-// LMDB syncs each commit.
-constexpr unsigned int openFlags = MDB_NOTLS;
+constexpr const char* versionMember = "version";
+constexpr const char* attributesMember = "attributes";
 
 fs::path madeFolder(const fs::path& folder)
 {
@@ -51,172 +34,108 @@ fs::path madeFolder(const fs::path& folder)
     return folder;
 }
 
-EnvironmentPtr newEnvironment()
+/** The content of a file that is there.
+ *
+ *  @throws std::system_error when it cannot be read */
+std::string contentOf(const fs::path& file)
 {
-    MDB_env* environment = nullptr;
-    checkLmdb("mdb_env_create", mdb_env_create(&environment));
-    EnvironmentPtr owned(environment);
-    checkLmdb("mdb_env_set_maxreaders",
-              mdb_env_set_maxreaders(environment, maxReaders));
-    return owned;
-}
-
-/** Makes what the folder lists as lasting as the files' content. */
-void syncFolder(const fs::path& folder)
-{
-    const FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_CLOEXEC));
-    if (opened.get() < 0 || fsync(opened.get()) != 0)
+    std::ifstream in(file, std::ios::binary);
+    std::string content(std::istreambuf_iterator<char>(in), {});
+    if (!in)
     {
-        throw std::system_error(errno, std::generic_category(),
-                                folder.string());
+        throw std::system_error(errno, std::generic_category(), file.string());
     }
+    return content;
 }
 
-MDB_dbi openTable(const Transaction& transaction)
+/** @throws std::exception when it is none that an attribute can have */
+int32_t valueOf(const json& given)
 {
-    MDB_dbi table = 0;
-    checkLmdb("mdb_dbi_open",
-              mdb_dbi_open(transaction.get(), nullptr, 0, &table));
-    return table;
-}
-
-/** Whether LMDB takes a data file that nobody uses. */
-bool isReadable(const fs::path& folder)
-{
-    const EnvironmentPtr probe = newEnvironment();
-    return !isDamage(mdb_env_open(probe.get(), folder.c_str(),
-                                  openFlags | MDB_RDONLY, storeFileMode));
-}
-
-int32_t decode(std::string_view bytes)
-{
-    int32_t value = 0;
-    if (bytes.size() != sizeof(value))
+    const auto value = given.get_ref<const json::number_integer_t&>();
+    using Limits = std::numeric_limits<int32_t>;
+    if (value < Limits::min() || value > Limits::max())
     {
-        throw LmdbError("an attribute's record", MDB_CORRUPTED);
+        throw std::out_of_range(std::to_string(value) +
+                                " is no value of an attribute");
     }
-    std::memcpy(&value, bytes.data(), sizeof(value));
-    return value;
-}
-
-/** A text as LMDB takes it, which does not write to it. */
-MDB_val asValue(const std::string& text)
-{
-    return {text.size(), const_cast<char*>(text.data())};
+    return static_cast<int32_t>(value);
 }
 
 } // namespace
 
-AttributeStore::AttributeStore(const fs::path& path) :
-    folder(madeFolder(path)), users(folder / "users")
-{
-    if (users.alone())
-    {
-        prepare();
-    }
-    open();
-    if (users.alone())
-    {
-        syncFolder(folder);
-        users.letOthersIn();
-    }
-}
+AttributeStore::AttributeStore(const fs::path& folder) :
+    file(madeFolder(folder) / "attributes.json"), lock(folder / "lock")
+{}
 
 std::optional<AttributeChange> AttributeStore::set(const std::string& name,
                                                    int32_t value)
 {
-    Transaction transaction(environment.get(), Transaction::Kind::write);
-    const std::optional<int32_t> before = find(transaction, name);
-    if (before == value)
+    Attributes attributes = read();
+    const auto found = attributes.find(name);
+    const bool isNew = found == attributes.end();
+    const AttributeChange change{value, isNew ? 0 : found->second};
+    if (!isNew && change.previous == value)
     {
         return std::nullopt;
     }
-    makeRoom(!before);
-    put(transaction, name, value);
-    transaction.commit();
-    return AttributeChange{value, before.value_or(0)};
+    if (isNew && attributes.size() >= maxAttributes)
+    {
+        throw std::system_error(EDQUOT, std::generic_category(),
+                                "no room for another attribute");
+    }
+    attributes[name] = value;
+    write(attributes);
+    return change;
 }
 
-void AttributeStore::prepare()
+AttributeStore::Attributes AttributeStore::read() const
 {
-    remakeLockFile(folder, maxReaders);
-    const fs::path data = folder / dataFile;
-    if (fs::exists(data) && !(isSound(data) && isReadable(folder)))
+    if (!fs::exists(file))
     {
-        const fs::path aside = setAside(data);
+        return {};
+    }
+    const std::string content = contentOf(file);
+    try
+    {
+        const json root = json::parse(content);
+        if (const int version = root.at(versionMember);
+            version != formatVersion)
+        {
+            throw std::system_error(ENOTSUP, std::generic_category(),
+                                    file.string() + " is of version " +
+                                        std::to_string(version) +
+                                        " and this program needs version " +
+                                        std::to_string(formatVersion));
+        }
+        Attributes attributes;
+        for (const auto& [name, value] :
+             root.at(attributesMember).get_ref<const json::object_t&>())
+        {
+            attributes.emplace(name, valueOf(value));
+        }
+        return attributes;
+    }
+    catch (const std::system_error&)
+    {
+        throw;
+    }
+    catch (const std::exception& e)
+    {
+        const fs::path aside = setAside(file);
         HOST_LOG(log::error,
-                 "%s.%d.%s: the attributes' file %s is damaged or of another "
-                 "version: it was set aside as %s, and every attribute counts "
-                 "as never set",
-                 data.c_str(), aside.c_str());
+                 "%s.%d.%s: the attributes' file %s is damaged: it was set "
+                 "aside as %s, and every attribute counts as never set: %s",
+                 file.c_str(), aside.c_str(), e.what());
+        return {};
     }
 }
 
-void AttributeStore::open()
+void AttributeStore::write(const Attributes& attributes) const
 {
-    environment = newEnvironment();
-    checkLmdb("mdb_env_set_mapsize",
-              mdb_env_set_mapsize(environment.get(), attributeCapacity));
-    checkLmdb("mdb_env_open", mdb_env_open(environment.get(), folder.c_str(),
-                                           openFlags, storeFileMode));
-    Transaction transaction(environment.get(), Transaction::Kind::write);
-    attributes = openTable(transaction);
-    const auto version = find(transaction, versionKey);
-    if (version.value_or(formatVersion) != formatVersion)
-    {
-        throw std::runtime_error("is of version " + std::to_string(*version) +
-                                 " and this program needs version " +
-                                 std::to_string(formatVersion));
-    }
-    if (!version)
-    {
-        makeRoom(true);
-        put(transaction, versionKey, formatVersion);
-    }
-    transaction.commit();
-}
-
-std::optional<int32_t> AttributeStore::find(const Transaction& transaction,
-                                            const std::string& name) const
-{
-    MDB_val key = asValue(name);
-    MDB_val value{};
-    const int result = mdb_get(transaction.get(), attributes, &key, &value);
-    if (result == MDB_NOTFOUND)
-    {
-        return std::nullopt;
-    }
-    checkLmdb("mdb_get", result);
-    return decode({static_cast<const char*>(value.mv_data), value.mv_size});
-}
-
-void AttributeStore::put(const Transaction& transaction,
-                         const std::string& name, int32_t value) const
-{
-    MDB_val key = asValue(name);
-    MDB_val content{sizeof(value), &value};
-    checkLmdb("mdb_put",
-              mdb_put(transaction.get(), attributes, &key, &content, 0));
-}
-
-void AttributeStore::makeRoom(bool forAnother) const
-{
-    MDB_envinfo info{};
-    MDB_stat stat{};
-    checkLmdb("mdb_env_info", mdb_env_info(environment.get(), &info));
-    checkLmdb("mdb_env_stat", mdb_env_stat(environment.get(), &stat));
-    const std::size_t used = (info.me_last_pgno + 1) * stat.ms_psize;
-    if (forAnother && used + reserve > info.me_mapsize)
-    {
-        throw LmdbError("no room for another attribute", MDB_MAP_FULL);
-    }
-    mdb_filehandle_t file = -1;
-    checkLmdb("mdb_env_get_fd", mdb_env_get_fd(environment.get(), &file));
-    // What another attribute leaves is enough for changing those there are.
-    const std::size_t spare = (forAnother ? 2 : 1) * mostOfAWrite;
-    allocateBlocks(file,
-                   std::min(used + spare * stat.ms_psize, info.me_mapsize),
-                   folder / dataFile);
+    constexpr int indent = 4;
+    const json root{{versionMember, formatVersion},
+                    {attributesMember, attributes}};
+    replaceFile(file, root.dump(indent) + "\n");
 }
 
 } // namespace healthintf::host

@@ -2,56 +2,47 @@
 
 /** @file The attributes on the disk. */
 
-#include "../storage/lmdb.hpp"
-#include "../storage/users_lock.hpp"
+#include "../storage/file_lock.hpp"
 #include "change_record.hpp"
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 
 namespace healthintf::host
 {
 
-/** The open attributes of one folder. What is set is on the disk when that
- *  returns.
+/** The attributes of one folder in the hands of this object alone: as long as
+ *  it lives, whoever else makes one of the same folder waits.
  *
- *  Thread-safe, like LMDB. Must not be used in a child after fork(). */
+ *  They are few and change seldom, so each change writes them all to a file
+ *  that then takes the place of the one before. Whatever happens, that file is
+ *  whole, and a person can read it. */
 class AttributeStore
 {
   public:
-    /** @param[in] path the folder, made when it is not there
+    /** @param[in] folder made when it is not there
      *  @throws std::exception saying what is wrong */
-    explicit AttributeStore(const std::filesystem::path& path);
+    explicit AttributeStore(const std::filesystem::path& folder);
 
-    /** Sets an attribute. One that was never set has the value 0 before.
+    /** Sets an attribute. One that was never set has the value 0 before. What
+     *  is set is on the disk when this returns.
      *
-     *  @param[in] name at most maxAttributeName bytes
+     *  @param[in] name UTF-8
      *  @return the change; nothing when the attribute has the value already
      *  @throws std::exception when nothing was changed */
     std::optional<AttributeChange> set(const std::string& name, int32_t value);
 
-    /** The file to lock by those who announce their changes in the order in
-     *  which they make them. */
-    std::filesystem::path orderFile() const
-    {
-        return folder / "order";
-    }
-
   private:
-    void prepare();
-    void open();
-    std::optional<int32_t> find(const Transaction& transaction,
-                                const std::string& name) const;
-    void put(const Transaction& transaction, const std::string& name,
-             int32_t value) const;
-    void makeRoom(bool forAnother) const;
+    using Attributes = std::map<std::string, int32_t>;
 
-    std::filesystem::path folder;
-    UsersLock users;
-    EnvironmentPtr environment;
-    MDB_dbi attributes = 0;
+    Attributes read() const;
+    void write(const Attributes& attributes) const;
+
+    std::filesystem::path file;
+    ExclusiveLock lock;
 };
 
 } // namespace healthintf::host

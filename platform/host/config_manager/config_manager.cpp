@@ -2,8 +2,6 @@
 #include "../host_log.hpp"
 #include "../notification/announcer.hpp"
 #include "../once_in_a_row.hpp"
-#include "../storage/file_lock.hpp"
-#include "../storage/opened_once.hpp"
 #include "../storage/store_failure.hpp"
 #include "../utf8.hpp"
 #include "attribute_store.hpp"
@@ -25,13 +23,11 @@ namespace
 using namespace healthintf;
 using namespace healthintf::host;
 
-constinit OpenedOnce<AttributeStore> store;
-
 constinit OnceInARow failures;
 
 constexpr StoreAdvice advice{
-    "it is full: no further attribute can be set for the first time",
-    "an attribute's name is too long for it", "HEALTHINTF_STATE_DIR"};
+    "it is full: no further attribute can be set for the first time", "",
+    "HEALTHINTF_STATE_DIR"};
 
 /** Why an attribute was not set, in words for the log, and its number. */
 class NotSet : public std::runtime_error
@@ -139,18 +135,14 @@ int announce(const Announcer& announcer, const Request& request,
 /** @return 0 or the number of the failure to announce what was set */
 int set(const Request& request)
 {
-    AttributeStore& attributes =
-        inStore([](const std::string& folder) -> AttributeStore& {
-            return store.get([&folder] {
-                return std::make_unique<AttributeStore>(folder);
-            });
-        });
     // First, so that nothing is set which nobody can be told of.
     const Announcer announcer;
-    std::optional<ExclusiveLock> order;
-    const auto change = inStore([&](const std::string& /*folder*/) {
-        order.emplace(attributes.orderFile());
-        return attributes.set(request.name, request.value);
+    // Kept until everybody was told, so that they hear of changes in the order
+    // in which they were made.
+    std::optional<AttributeStore> attributes;
+    const auto change = inStore([&](const std::string& folder) {
+        attributes.emplace(folder);
+        return attributes->set(request.name, request.value);
     });
     return change ? announce(announcer, request, *change) : 0;
 }

@@ -1,7 +1,9 @@
 #include "files.hpp"
 
 #include <fcntl.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -10,13 +12,23 @@ namespace healthintf::host
 
 namespace fs = std::filesystem;
 
+namespace
+{
+
+[[noreturn]] void throwFor(const fs::path& file)
+{
+    throw std::system_error(errno, std::generic_category(), file.string());
+}
+
+} // namespace
+
 FileDescriptor openFile(const fs::path& file)
 {
     FileDescriptor opened(
         open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, storeFileMode));
     if (opened.get() < 0)
     {
-        throw std::system_error(errno, std::generic_category(), file.string());
+        throwFor(file);
     }
     return opened;
 }
@@ -42,6 +54,64 @@ void remakeLockFile(const fs::path& folder, unsigned int maxReaders)
     fs::remove(file);
     allocateBlocks(openFile(file).get(), header + bytesPerReader * maxReaders,
                    file);
+}
+
+namespace
+{
+
+/** Makes a file with this content, which is on the disk then. */
+void writeFile(const fs::path& file, std::string_view content)
+{
+    const FileDescriptor opened(open(
+        file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, storeFileMode));
+    if (opened.get() < 0)
+    {
+        throwFor(file);
+    }
+    while (!content.empty())
+    {
+        const ssize_t written =
+            write(opened.get(), content.data(), content.size());
+        if (written < 0 && errno != EINTR)
+        {
+            throwFor(file);
+        }
+        content.remove_prefix(std::max<ssize_t>(written, 0));
+    }
+    if (fsync(opened.get()) != 0)
+    {
+        throwFor(file);
+    }
+}
+
+/** Makes what a folder lists as lasting as the content of its files. */
+void syncFolder(const fs::path& folder)
+{
+    const FileDescriptor opened(
+        open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (opened.get() < 0 || fsync(opened.get()) != 0)
+    {
+        throwFor(folder);
+    }
+}
+
+} // namespace
+
+void replaceFile(const fs::path& file, std::string_view content)
+{
+    const fs::path made = file.string() + ".new";
+    try
+    {
+        writeFile(made, content);
+        fs::rename(made, file);
+    }
+    catch (...)
+    {
+        std::error_code ignored;
+        fs::remove(made, ignored);
+        throw;
+    }
+    syncFolder(file.parent_path());
 }
 
 fs::path setAside(const fs::path& file)

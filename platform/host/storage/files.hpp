@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <string_view>
 
 namespace healthintf::host
 {
@@ -36,6 +37,16 @@ void allocateBlocks(int file, std::size_t size,
  *  @throws std::system_error when the filesystem is full */
 void remakeLockFile(const std::filesystem::path& folder,
                     unsigned int maxReaders);
+
+/** Puts a file with this content in the place of one of that name, at once and
+ *  for good: a reader, or somebody after a crash, finds the one or the other
+ *  whole.
+ *
+ *  Only for one process at a time.
+ *
+ *  @throws std::system_error when it cannot be written; the file that is there
+ *          stays */
+void replaceFile(const std::filesystem::path& file, std::string_view content);
 
 /** Renames a store's damaged file, in place of one that was set aside before.
  *

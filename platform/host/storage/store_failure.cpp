@@ -8,21 +8,10 @@
 
 namespace healthintf::host
 {
-
-int codeOf(const std::exception& failure) noexcept
+namespace
 {
-    if (const auto* lmdb = dynamic_cast<const LmdbError*>(&failure))
-    {
-        return lmdb->code();
-    }
-    if (const auto* system = dynamic_cast<const std::system_error*>(&failure))
-    {
-        return system->code().value();
-    }
-    return dynamic_cast<const std::bad_alloc*>(&failure) != nullptr ? ENOMEM
-                                                                    : EIO;
-}
 
+/** Whether an LMDB code says that the data file is damaged. */
 bool isDamage(int code) noexcept
 {
     switch (code)
@@ -38,6 +27,22 @@ bool isDamage(int code) noexcept
     }
 }
 
+} // namespace
+
+int codeOf(const std::exception& failure) noexcept
+{
+    if (const auto* lmdb = dynamic_cast<const LmdbError*>(&failure))
+    {
+        return lmdb->code();
+    }
+    if (const auto* system = dynamic_cast<const std::system_error*>(&failure))
+    {
+        return system->code().value();
+    }
+    return dynamic_cast<const std::bad_alloc*>(&failure) != nullptr ? ENOMEM
+                                                                    : EIO;
+}
+
 std::string remedyFor(int code, const StoreAdvice& advice)
 {
     if (isDamage(code))
@@ -49,6 +54,7 @@ std::string remedyFor(int code, const StoreAdvice& advice)
     switch (code)
     {
         case MDB_MAP_FULL:
+        case EDQUOT:
             return advice.full;
         case MDB_READERS_FULL:
             return "too many readers at the same time";

@@ -22,9 +22,6 @@ struct StoreAdvice
 /** The number of a failure: an LMDB code or an errno, never 0. */
 int codeOf(const std::exception& failure) noexcept;
 
-/** Whether an LMDB code says that the data file is damaged. */
-bool isDamage(int code) noexcept;
-
 /** What to do about a failure, in words. */
 std::string remedyFor(int code, const StoreAdvice& advice);
 

@@ -2,13 +2,12 @@
 #include "config_manager/limits.hpp"
 #include "file_content.hpp"
 #include "small_filesystem.hpp"
-#include "storage/file_lock.hpp"
 #include "temporary_folder.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <system_error>
@@ -42,7 +41,7 @@ class Attributes : public testing::Test
 
     std::filesystem::path dataFile() const
     {
-        return path / "data.mdb";
+        return path / "attributes.json";
     }
 
     test::TemporaryFolder folder;
@@ -103,8 +102,7 @@ TEST_F(Attributes, MayHaveTheNameOfTheirVersion)
 TEST_F(Attributes, AreSharedByProcesses)
 {
     Child other([this](const Child::Parent& parent) {
-        AttributeStore store(path);
-        store.set("a", 5);
+        AttributeStore(path).set("a", 5);
         parent.tell("set");
         Child::Parent::waitForever();
         return 0;
@@ -117,10 +115,9 @@ TEST_F(Attributes, AreSharedByProcesses)
  *  changes. */
 void countUp(const std::filesystem::path& path, const std::string& record)
 {
-    AttributeStore store(path);
     for (int i = 0; i < 50; ++i)
     {
-        const ExclusiveLock order(store.orderFile());
+        AttributeStore store(path);
         const auto change = store.set("a", (getpid() * 100) + i);
         std::ofstream(record, std::ios::app)
             << change->previous << " " << change->value << "\n";
@@ -163,10 +160,9 @@ TEST_F(Attributes, KeepWhatWasSetWhenTheirUserIsKilledAtAnyInstant)
     for (int round = 0; round < 40; ++round)
     {
         Child writer([&](const Child::Parent& parent) {
-            AttributeStore store(path);
             for (int32_t value = known + 1;; ++value)
             {
-                store.set("a", value);
+                AttributeStore(path).set("a", value);
                 parent.tell(std::to_string(value));
             }
             return 0;
@@ -183,145 +179,143 @@ TEST_F(Attributes, KeepWhatWasSetWhenTheirUserIsKilledAtAnyInstant)
     }
 }
 
+TEST_F(Attributes, CanBeReadByAPerson)
+{
+    set("b", -1);
+    set("a", 5);
+    EXPECT_EQ(test::contentOf(dataFile()), R"({
+    "attributes": {
+        "a": 5,
+        "b": -1
+    },
+    "version": 1
+}
+)");
+}
+
+TEST_F(Attributes, WaitForWhoHasThem)
+{
+    Child holder([this](const Child::Parent& parent) {
+        AttributeStore store(path);
+        parent.tell("has them");
+        store.set("a", 5);
+        Child::Parent::waitForever();
+        return 0;
+    });
+    holder.hear();
+    Child waiting([this](const Child::Parent& parent) {
+        parent.tell("waits");
+        const auto change = AttributeStore(path).set("a", 6);
+        parent.tell(std::to_string(change->previous));
+        return 0;
+    });
+    ASSERT_EQ(waiting.hear(), "waits");
+    holder.kill();
+    EXPECT_EQ(waiting.hear(), "5");
+}
+
 TEST_F(Attributes, AreSetAsideAndStartAnewWhenTheirFileIsDamaged)
 {
-    set("a", 5);
-    folder.write("deep/config/data.mdb", std::string(8192, 'x'));
-    EXPECT_EQ(set("a", 6), "0");
-    EXPECT_THAT(errors, HasSubstr("is damaged or of another version: it was "
-                                  "set aside as"));
-    EXPECT_EQ(std::filesystem::file_size(path / "data.mdb.damaged"), 8192U);
+    for (const std::string content :
+         {"", "xx", "[]", "{}", R"({"version": "1", "attributes": {}})",
+          R"({"version": 1})", R"({"version": 1, "attributes": []})",
+          R"({"version": 1, "attributes": {"a": "5"}})",
+          R"({"version": 1, "attributes": {"a": 5.5}})",
+          R"({"version": 1, "attributes": {"a": 2147483648}})",
+          R"({"version": 1, "attributes": {"a": 18446744073709551615}})",
+          "{\"version\": 1, \"attributes\": {\"\xFF\": 5}}"})
+    {
+        set("a", 5);
+        folder.write("deep/config/attributes.json", content);
+        EXPECT_EQ(set("a", 6), "0") << content;
+        EXPECT_THAT(errors, HasSubstr("is damaged: it was set aside as"));
+        EXPECT_EQ(test::contentOf(path / "attributes.json.damaged"), content);
+        EXPECT_EQ(set("a", 7), "6") << content;
+    }
 }
 
 TEST_F(Attributes, SurviveAFileThatIsCutShortAnywhere)
 {
-    for (int i = 0; i < 200; ++i)
-    {
-        set("attribute" + std::string(100, 'x') + std::to_string(i), i);
-    }
+    set("a", 5);
     const std::string whole = test::contentOf(dataFile());
-    ASSERT_GT(whole.size(), 20000U);
-    for (std::size_t size = 0; size < whole.size(); size += 2048)
+    for (std::size_t size = 0; size + 2 < whole.size(); ++size)
     {
-        folder.write("deep/config/data.mdb", whole.substr(0, size));
+        folder.write("deep/config/attributes.json", whole.substr(0, size));
         EXPECT_EQ(set("a", 6), "0") << size;
-        EXPECT_EQ(set("a", 7), "6") << size;
     }
 }
 
-TEST_F(Attributes, SurviveAFileWithAnEmptyPage)
+TEST_F(Attributes, SurviveAHalfWrittenFileOfAKilledProcess)
 {
     set("a", 5);
-    std::string content = test::contentOf(dataFile());
-    // Without the pages that say where everything is.
-    std::fill(content.begin() + 8192, content.end(), '\0');
-    folder.write("deep/config/data.mdb", content);
-    EXPECT_EQ(set("a", 6), "0");
-    EXPECT_THAT(errors, HasSubstr("is damaged"));
-    EXPECT_EQ(set("a", 7), "6");
-}
-
-TEST_F(Attributes, SurviveADamagedLockFile)
-{
-    set("a", 5);
-    for (const std::size_t size : {0UL, 1UL, 100UL, 4096UL, 100000UL})
-    {
-        folder.write("deep/config/lock.mdb", std::string(size, '\1'));
-        EXPECT_EQ(set("a", 5), "same") << size;
-    }
+    folder.write("deep/config/attributes.json.new", "{\"ver");
+    EXPECT_EQ(set("a", 6), "5");
+    EXPECT_FALSE(std::filesystem::exists(path / "attributes.json.new"));
 }
 
 TEST_F(Attributes, RefuseAnotherVersion)
 {
-    EXPECT_EQ(set(std::string("\0version", 8), 99), "1");
-    std::string failure;
-    EXPECT_EQ(inChild(
-                  [this] {
-                      const AttributeStore store(path);
-                      return 0;
-                  },
-                  &failure),
-              125);
-    EXPECT_EQ(failure, "is of version 99 and this program needs version 1\n");
+    const std::string newer = R"({"version": 99, "attributes": {"a": {}}})";
+    folder.write("deep/config/attributes.json", newer);
+    try
+    {
+        AttributeStore(path).set("a", 5);
+        FAIL() << "taken";
+    }
+    catch (const std::system_error& e)
+    {
+        EXPECT_EQ(e.code().value(), ENOTSUP);
+        EXPECT_THAT(e.what(), HasSubstr("is of version 99 and this program "
+                                        "needs version 1"));
+    }
+    EXPECT_EQ(test::contentOf(dataFile()), newer) << "it stays";
 }
 
-TEST_F(Attributes, GiveAnErrorCodeWhenTheyAreFullAndCanStillBeChanged)
+TEST_F(Attributes, GiveAnErrorWhenTheyAreFullAndCanStillBeChanged)
 {
-    EXPECT_EQ(inChild([this] {
-                  AttributeStore store(path);
-                  const std::string start(400, 'x');
-                  int stored = 0;
-                  try
-                  {
-                      for (;; ++stored)
-                      {
-                          store.set(start + std::to_string(stored), 1);
-                      }
-                  }
-                  catch (const LmdbError& e)
-                  {
-                      if (e.code() != MDB_MAP_FULL || stored < 5000)
-                      {
-                          return 1;
-                      }
-                  }
-                  for (int i = 0; i < stored; i += 100)
-                  {
-                      const auto change =
-                          store.set(start + std::to_string(i), 2);
-                      if (!change || change->previous != 1)
-                      {
-                          return 2;
-                      }
-                  }
-                  return 0;
-              }),
-              0);
+    nlohmann::json attributes = nlohmann::json::object();
+    for (std::size_t i = 1; i < maxAttributes; ++i)
+    {
+        attributes[std::to_string(i)] = 1;
+    }
+    folder.write(
+        "deep/config/attributes.json",
+        nlohmann::json{{"version", 1}, {"attributes", attributes}}.dump());
+    EXPECT_EQ(set("last", 1), "0");
+    try
+    {
+        AttributeStore(path).set("one more", 1);
+        FAIL() << "taken";
+    }
+    catch (const std::system_error& e)
+    {
+        EXPECT_EQ(e.code().value(), EDQUOT);
+    }
+    EXPECT_EQ(set("last", 2), "1");
 }
 
-TEST_F(Attributes, GiveAnErrorOnAFullFilesystemAndCanStillBeChanged)
+TEST_F(Attributes, GiveAnErrorOnAFullFilesystemAndStayAsTheyAre)
 {
-    test::expectOnSmallFilesystem(folder.path(), "size=600k", [this] {
+    test::expectOnSmallFilesystem(folder.path(), "size=64k", [this] {
         AttributeStore store(path);
-        int stored = 0;
+        store.set("a", 5);
+        std::ofstream(path / "filler") << std::string(1 << 20, 'x');
         try
         {
-            for (;; ++stored)
-            {
-                store.set(std::string(400, 'x') + std::to_string(stored), 1);
-            }
+            store.set("a", 6);
+            return 1;
         }
         catch (const std::system_error& e)
         {
-            const auto change = store.set(std::string(400, 'x') + "0", 2);
-            return e.code().value() == ENOSPC && stored > 50 && change &&
-                           change->previous == 1
-                       ? 0
-                       : 1;
+            if (e.code().value() != ENOSPC)
+            {
+                return 2;
+            }
         }
+        std::filesystem::remove(path / "filler");
+        const auto change = store.set("a", 7);
+        return change && change->previous == 5 ? 0 : 3;
     });
-}
-
-TEST_F(Attributes, GiveAnErrorWhenThereIsNoRoomToOpenThem)
-{
-    for (const char* options : {"size=4k", "size=8k", "size=12k"})
-    {
-        test::expectOnSmallFilesystem(folder.path(), options, [this] {
-            try
-            {
-                const AttributeStore store(path);
-                return 1;
-            }
-            catch (const std::system_error& e)
-            {
-                return e.code().value() == ENOSPC ? 0 : 2;
-            }
-            catch (const LmdbError& e)
-            {
-                return e.code() == ENOSPC ? 0 : 3;
-            }
-        });
-    }
 }
 
 } // namespace

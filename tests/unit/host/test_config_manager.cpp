@@ -102,15 +102,5 @@ TEST_F(ConfigManager, FailsWithoutABusAndSaysSoOnce)
     EXPECT_TRUE(hasLoggedOnce()) << errors;
 }
 
-TEST_F(ConfigManager, SaysWhatIsWrongWithItsFolder)
-{
-    folder.write("config", "a file");
-    EXPECT_EQ(set("a"), ENOTDIR);
-    EXPECT_THAT(errors,
-                HasSubstr("attributes " + (folder.path() / "config").string()));
-    EXPECT_THAT(errors, HasSubstr("(see the folder's files and permissions)"));
-    EXPECT_TRUE(hasLoggedOnce()) << errors;
-}
-
 } // namespace
 } // namespace healthintf::host
