@@ -102,5 +102,11 @@ TEST_F(ConfigManager, FailsWithoutABusAndSaysSoOnce)
     EXPECT_TRUE(hasLoggedOnce()) << errors;
 }
 
+TEST_F(ConfigManager, SetsNothingThatItCannotAnnounce)
+{
+    EXPECT_EQ(set("a"), ENOENT);
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
+
 } // namespace
 } // namespace healthintf::host
