@@ -19,6 +19,8 @@
  *    quit                   ends the daemon without deleting anything
  *    end of input           ends the daemon after deleting everything */
 
+#include "command_lines.hpp"
+
 #include <hmi_fault_health.hpp>
 #include <platform/config_manager.h>
 
@@ -214,40 +216,20 @@ class Daemon
     std::map<std::string, std::unique_ptr<FaultAndHealth>> components;
 };
 
-/** Commands as they arrive on standard input. */
-class Commands
+/** Obeys what has arrived on standard input.
+ *
+ *  @return whether there may be more */
+bool obeyInput(healthintf::test::CommandLines& commands, Daemon& daemon)
 {
-  public:
-    /** Reads what has arrived and obeys it.
-     *
-     *  @return whether there may be more */
-    bool take(Daemon& daemon)
-    {
-        std::array<char, 4096> part{};
-        const ssize_t got = read(STDIN_FILENO, part.data(), part.size());
-        if (got <= 0)
-        {
-            return false;
-        }
-        pending.append(part.data(), got);
-        for (auto end = pending.find('\n'); end != std::string::npos;
-             end = pending.find('\n'))
-        {
-            const std::string line = pending.substr(0, end);
-            pending.erase(0, end + 1);
-            std::cout << daemon.obey(line) << std::endl;
-        }
-        return true;
-    }
-
-  private:
-    std::string pending;
-};
+    return commands.take([&daemon](const std::string& line) {
+        std::cout << daemon.obey(line) << std::endl;
+    });
+}
 
 struct Context
 {
     Daemon& daemon;
-    Commands commands;
+    healthintf::test::CommandLines commands;
 };
 
 void runSdEvent(sd_bus* bus, Daemon& daemon)
@@ -258,7 +240,7 @@ void runSdEvent(sd_bus* bus, Daemon& daemon)
     sd_bus_attach_event(bus, event, SD_EVENT_PRIORITY_NORMAL);
     const auto take = [](sd_event_source* source, int, uint32_t, void* at) {
         auto* given = static_cast<Context*>(at);
-        if (!given->commands.take(given->daemon))
+        if (!obeyInput(given->commands, given->daemon))
         {
             sd_event_exit(sd_event_source_get_event(source), 0);
         }
@@ -272,7 +254,7 @@ void runSdEvent(sd_bus* bus, Daemon& daemon)
 
 void runOwnLoop(sd_bus* bus, Daemon& daemon)
 {
-    Commands commands;
+    healthintf::test::CommandLines commands;
     for (;;)
     {
         while (sd_bus_process(bus, nullptr) > 0)
@@ -285,7 +267,7 @@ void runOwnLoop(sd_bus* bus, Daemon& daemon)
             polled[1].fd = -1;
         }
         poll(polled.data(), polled.size(), -1);
-        if (polled[0].revents != 0 && !commands.take(daemon))
+        if (polled[0].revents != 0 && !obeyInput(commands, daemon))
         {
             return;
         }

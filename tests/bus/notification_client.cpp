@@ -203,22 +203,10 @@ std::string obey(const std::string& line)
  *  @return whether there may be more */
 bool obeyInput()
 {
-    static std::string pending;
-    std::array<char, 4096> part{};
-    const ssize_t got = read(STDIN_FILENO, part.data(), part.size());
-    if (got <= 0)
-    {
-        return false;
-    }
-    pending.append(part.data(), got);
-    for (auto end = pending.find('\n'); end != std::string::npos;
-         end = pending.find('\n'))
-    {
-        const std::string line = pending.substr(0, end);
-        pending.erase(0, end + 1);
+    static healthintf::test::CommandLines commands;
+    return commands.take([](const std::string& line) {
         say(obey(line));
-    }
-    return true;
+    });
 }
 
 using EventPtr = std::unique_ptr<sd_event, decltype(&sd_event_unref)>;

@@ -1,9 +1,9 @@
 #include "component_test.hpp"
+#include "no_bus.hpp"
 
 #include <gmock/gmock.h>
 
 #include <cerrno>
-#include <cstdlib>
 
 namespace health_namespace
 {
@@ -612,9 +612,7 @@ TEST_F(HideSignal, IsNotSentWithTextsThatDBusCannotCarry)
 
 TEST_F(HideSignal, IsNotSentWithoutABus)
 {
-    setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent", 1);
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
-    unsetenv("DBUS_STARTER_BUS_TYPE");
+    haveNoBus();
     try
     {
         FaultAndHealth::SendHideFaultsSignal(true, key, "/sensor", -3);

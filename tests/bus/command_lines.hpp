@@ -1,0 +1,43 @@
+#pragma once
+
+/** @file Commands as they arrive on standard input, one a line. */
+
+#include <unistd.h>
+
+#include <array>
+#include <string>
+
+namespace healthintf::test
+{
+
+class CommandLines
+{
+  public:
+    /** Reads what has arrived and hands each line to @p obey.
+     *
+     *  @return whether there may be more */
+    template <typename Obey>
+    bool take(Obey&& obey)
+    {
+        std::array<char, 4096> part{};
+        const ssize_t got = read(STDIN_FILENO, part.data(), part.size());
+        if (got <= 0)
+        {
+            return false;
+        }
+        pending.append(part.data(), got);
+        for (auto end = pending.find('\n'); end != std::string::npos;
+             end = pending.find('\n'))
+        {
+            const std::string line = pending.substr(0, end);
+            pending.erase(0, end + 1);
+            obey(line);
+        }
+        return true;
+    }
+
+  private:
+    std::string pending;
+};
+
+} // namespace healthintf::test
