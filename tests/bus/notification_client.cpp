@@ -25,6 +25,8 @@
  *  With "threads NAME" a second thread has an event loop and the subscription
  *  "second" to NAME, and says "second ok"; the first one is own-loop. */
 
+#include "command_lines.hpp"
+
 #include <platform/config_manager.h>
 #include <platform/notification.h>
 

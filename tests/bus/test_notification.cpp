@@ -425,9 +425,9 @@ TEST_F(Notifications, AreNotSentOfAnAttributeWhoseFolderCannotBeMade)
     client.expect("set a 5", std::to_string(ENOTDIR));
     client.expect("set a 5", std::to_string(ENOTDIR));
     client.end();
-    EXPECT_THAT(client.process.errors(),
-                HasSubstr("an attribute was not set: attributes " + state +
-                          "/config"));
+    EXPECT_THAT(
+        client.process.errors(),
+        HasSubstr("an attribute was not set: attributes " + state + "/config"));
     EXPECT_THAT(client.process.errors(),
                 HasSubstr("(see the folder's files and permissions)"));
     EXPECT_EQ(client.process.errors().find("not set"),
