@@ -466,7 +466,7 @@ class Show:
         self.run_shown(words, show=[word or "''" for word in words])
 
     def set_hide_errors(self, value):
-        self.terminal.line(f"The setting {HIDE_ERRORS} becomes {value}:")
+        self.terminal.line(f"The setting {HIDE_ERRORS} becomes {value}.")
         status = self.library(
             "platform/host", "libhealthintf-platform"
         ).CfgSetAttributeInt(HIDE_ERRORS.encode(), value, 0, None)
