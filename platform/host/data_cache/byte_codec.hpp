@@ -9,6 +9,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -40,10 +41,7 @@ class ByteWriter
 };
 
 /** Takes values out of a record; a record that is too short for one throws
- *  std::out_of_range.
- *
- *  Numbers are read byte by byte in an atomic way each: a writer may change one
- *  byte of them where they stand. */
+ *  std::out_of_range. */
 class ByteReader
 {
   public:
@@ -52,6 +50,16 @@ class ByteReader
 
     template <std::integral T>
     T get()
+    {
+        T value{};
+        std::memcpy(&value, take(sizeof(value)).data(), sizeof(value));
+        return value;
+    }
+
+    /** A number of which a writer may change one byte meanwhile: each byte is
+     *  as it was or as it is. */
+    template <std::integral T>
+    T getLive()
     {
         const std::string_view from = take(sizeof(T));
         std::array<char, sizeof(T)> bytes{};

@@ -120,7 +120,7 @@ FaultEntryProperties decodeFaultEntry(std::string_view payload)
     entry.timestamp = reader.get<uint64_t>();
     entry.severity = reader.get<uint32_t>();
     entry.ledState = reader.get<int32_t>();
-    entry.hidden = reader.get<uint8_t>() != 0;
+    entry.hidden = reader.getLive<uint8_t>() != 0;
     entry.sensorNumber = reader.get<uint32_t>();
     entry.sensorType = reader.get<uint32_t>();
     entry.fqdd = reader.getText();

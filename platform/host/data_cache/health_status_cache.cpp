@@ -21,7 +21,7 @@ std::string encode(uint32_t health)
 
 HealthStatus_gen decode(std::string_view payload)
 {
-    return HealthStatus_gen(ByteReader(payload).get<uint32_t>());
+    return HealthStatus_gen(ByteReader(payload).getLive<uint32_t>());
 }
 
 } // namespace

@@ -77,13 +77,13 @@ void writeRecord(const MDB_val& room, std::string_view payload)
     payload.copy(at + headerSize, payload.size());
 }
 
-/** Changes a record where it stands when that takes no more than one byte of
- *  its numbers, as a change of health does.
+/** Changes a record where it stands when that takes no more than one of its
+ *  live bytes, as a change of health does.
  *
  *  This spares the way up the tree LMDB's copies of pages, at the price of
  *  going behind its back. It may be done because the map is writable, because
  *  the write transaction keeps other writers away, and because a reader, which
- *  takes each byte of a number at once, finds it as it was or as it is, and a
+ *  takes each of these bytes at once, finds it as it was or as it is, and a
  *  whole record either way.
  *
  *  @return whether nothing is left to be changed */
@@ -104,7 +104,8 @@ bool changedInPlace(RecordKind kind, std::string_view record,
     {
         return true;
     }
-    if (at >= numbersSize(kind) ||
+    const auto [begin, end] = liveBytes(kind);
+    if (at < begin || at >= end ||
         payload.substr(at + 1) != before.substr(at + 1))
     {
         return false;

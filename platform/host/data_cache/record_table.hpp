@@ -23,13 +23,21 @@ enum class RecordKind : char
     healthStatus = 'h',
 };
 
-/** How many bytes at the start of a payload are numbers, and nothing else.
- *  Numbers alone may change while they are read. */
-constexpr std::size_t numbersSize(RecordKind kind)
+/** Bytes of a payload. */
+struct ByteRange
 {
-    constexpr std::size_t ofFaultEntry = 25;
-    constexpr std::size_t ofHealthStatus = 4;
-    return kind == RecordKind::faultEntry ? ofFaultEntry : ofHealthStatus;
+    std::size_t begin;
+    std::size_t end;
+};
+
+/** The number of a payload that changes most, and may do so while it is read:
+ *  a node's health, and whether a fault is hidden. Readers take it by
+ *  ByteReader::getLive(). */
+constexpr ByteRange liveBytes(RecordKind kind)
+{
+    constexpr ByteRange hidden{16, 17};
+    constexpr ByteRange health{0, 4};
+    return kind == RecordKind::faultEntry ? hidden : health;
 }
 
 /** A record as it stands in the cache; valid during its transaction. */

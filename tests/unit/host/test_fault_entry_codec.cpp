@@ -116,16 +116,17 @@ TEST(FaultEntryCodec, RefusesOtherNamesAndTypes)
     EXPECT_EQ(view.severity, 0u);
 }
 
-TEST(FaultEntryCodec, PutsAllNumbersBeforeTheTexts)
+TEST(FaultEntryCodec, HidesAFaultByItsLiveByte)
 {
-    // Five texts and a list of texts, each with its size.
-    constexpr std::size_t sizes = 6 * sizeof(uint32_t);
-    EXPECT_EQ(encodeFaultEntry({}).size(),
-              numbersSize(RecordKind::faultEntry) + sizes);
+    const std::string visible = encodeFaultEntry({});
     FaultEntryView entry;
-    entry.fqdd = "first";
-    EXPECT_EQ(encodeFaultEntry(entry).find("first"),
-              numbersSize(RecordKind::faultEntry) + sizeof(uint32_t));
+    entry.hidden = true;
+    std::string hidden = encodeFaultEntry(entry);
+    const auto [begin, end] = liveBytes(RecordKind::faultEntry);
+    ASSERT_EQ(end, begin + 1);
+    EXPECT_NE(hidden[begin], visible[begin]);
+    hidden[begin] = visible[begin];
+    EXPECT_EQ(hidden, visible) << "and by no other";
 }
 
 } // namespace
