@@ -133,7 +133,8 @@ TEST(Subproject, TakesThePlatformOfAnotherPackage)
     lookInto(packages.path(), "PKG_CONFIG_PATH");
     const MainProject project(
         contentOf(SOURCE_FOLDER "/tests/bus/component_daemon.cpp"),
-        {"-Dhealthintf:platform=board-platform"});
+        {"-Dhealthintf:platform=board-platform",
+         "-Dcpp_args=-I" SOURCE_FOLDER "/tests/bus"});
     ASSERT_THAT(project.targets(), UnorderedElementsAre("program", "healthintf",
                                                         "healthintf-objects"));
     project.compile();

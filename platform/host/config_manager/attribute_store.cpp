@@ -9,9 +9,9 @@
 #include <cerrno>
 #include <fstream>
 #include <iterator>
-#include <limits>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 namespace healthintf::host
 {
@@ -48,17 +48,18 @@ std::string contentOf(const fs::path& file)
     return content;
 }
 
-/** @throws std::exception when it is none that an attribute can have */
+/** @throws std::out_of_range when it is none that an attribute can have */
 int32_t valueOf(const json& given)
 {
-    const auto value = given.get_ref<const json::number_integer_t&>();
-    using Limits = std::numeric_limits<int32_t>;
-    if (value < Limits::min() || value > Limits::max())
+    const bool fits = given.is_number_unsigned()
+                          ? std::in_range<int32_t>(given.get<uint64_t>())
+                          : given.is_number_integer() &&
+                                std::in_range<int32_t>(given.get<int64_t>());
+    if (!fits)
     {
-        throw std::out_of_range(std::to_string(value) +
-                                " is no value of an attribute");
+        throw std::out_of_range(given.dump() + " is no value of an attribute");
     }
-    return static_cast<int32_t>(value);
+    return given.get<int32_t>();
 }
 
 } // namespace

@@ -193,16 +193,16 @@ TEST_F(Attributes, CanBeReadByAPerson)
 )");
 }
 
-TEST_F(Attributes, WaitForWhoHasThem)
+TEST_F(Attributes, AreFreeAgainWhenWhoHadThemIsKilled)
 {
     Child holder([this](const Child::Parent& parent) {
         AttributeStore store(path);
-        parent.tell("has them");
         store.set("a", 5);
+        parent.tell("has them");
         Child::Parent::waitForever();
         return 0;
     });
-    holder.hear();
+    ASSERT_EQ(holder.hear(), "has them");
     Child waiting([this](const Child::Parent& parent) {
         parent.tell("waits");
         const auto change = AttributeStore(path).set("a", 6);

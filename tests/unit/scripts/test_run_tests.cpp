@@ -19,7 +19,14 @@ namespace fs = std::filesystem;
 /** Notes how it is called. Its tests leave $CASES in the log $LOG and end with
  *  $STATUS. */
 constexpr const char* fakeMeson = R"(#!/bin/sh
-echo "$1 $2 $3" >>calls
+case $1 in
+compile)
+    echo "$*" >>calls
+    ;;
+*)
+    echo "$1 $2 $3" >>calls
+    ;;
+esac
 case $1 in
 setup)
     mkdir -p "$2/meson-logs"
@@ -51,14 +58,15 @@ class RunTests : public testing::Test
     }
 
     ScriptResult run(const std::string& log, const std::string& cases,
-                     int status = 0) const
+                     int status = 0, const std::string& targets = "") const
     {
         return runScript({project.path() / "scripts" / "run-tests", "build", "",
                           "--suite", "unit"},
                          {"PATH=" + (project.path() / "bin").string() + ":" +
                               std::getenv("PATH"),
                           "LOG=" + log, "CASES=" + cases,
-                          "STATUS=" + std::to_string(status)});
+                          "STATUS=" + std::to_string(status),
+                          "TARGETS=" + targets});
     }
 
     std::string calls() const
@@ -77,6 +85,13 @@ TEST_F(RunTests, SetsTheFolderUpOnceAndBuildsEachTime)
     EXPECT_EQ(calls(), "setup build -Dwerror=true\n"
                        "compile -C build\ntest -C build\n"
                        "compile -C build\ntest -C build\n");
+}
+
+TEST_F(RunTests, BuildsOnlyWhatItIsTold)
+{
+    EXPECT_EQ(run("testlog.junit.xml", passed, 0, "one two").status, 0);
+    EXPECT_EQ(calls(), "setup build -Dwerror=true\n"
+                       "compile -C build one two\ntest -C build\n");
 }
 
 TEST_F(RunTests, CountsTheLogsOfThisRunAlone)
