@@ -1,5 +1,6 @@
 #include "bus_client.hpp"
 #include "component_test.hpp"
+#include "keep_forever.hpp"
 #include "private_bus.hpp"
 #include "raw_bus.hpp"
 #include "text.hpp"
@@ -482,6 +483,8 @@ TEST_F(FlatInitialization, GivesNothingOnAClosedConnection)
     inThread([this] {
         const Connection closed;
         sd_bus_close(closed.get());
+        // A node that could not be subscribed stays on its connection.
+        keepForever(closed.get());
         EXPECT_EQ(init(closed.get()), nullptr);
         EXPECT_EQ(output.take(), written(nullptr));
         EXPECT_EQ(journal().take("log 1").size(), 1u);

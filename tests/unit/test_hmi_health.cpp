@@ -1,3 +1,4 @@
+#include "keep_forever.hpp"
 #include "library_test.hpp"
 #include "slots.hpp"
 #include "text.hpp"
@@ -36,14 +37,6 @@ class HealthNode : public LibraryTest
         connection.signal(
             child.c_str(), "com.vexa.olvar.healthmgr.HealthStatus",
             "HealthStatusUpdate", "ssu", parent.c_str(), child.c_str(), health);
-    }
-
-    /** Keeps a connection, and with it a node that nobody holds any more, in
-     *  reach of those who look for leaks. */
-    static void keepForever(sd_bus* bus)
-    {
-        static auto& kept = *new std::vector<sd_bus*>;
-        kept.push_back(sd_bus_ref(bus));
     }
 
     static std::string update(const std::string& path,

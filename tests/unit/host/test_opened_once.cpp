@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <list>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -28,7 +30,14 @@ class Opened : public testing::Test
         });
     }
 
-    OpenedOnce<Store> once;
+    /** What is opened once is never closed; here it stays in reach. */
+    static OpenedOnce<Store>& another()
+    {
+        static auto& kept = *new std::list<OpenedOnce<Store>>;
+        return kept.emplace_back();
+    }
+
+    OpenedOnce<Store>& once = another();
     int openings = 0;
 };
 
