@@ -361,6 +361,11 @@ class Show:
     def start_worker(self):
         self.start("worker", [self.worker_program, "600"])
 
+    def kill_worker(self):
+        worker = self.daemons.pop("worker")
+        worker.kill()
+        worker.wait()
+
     def fill(self, mebibytes):
         """Writes to the small filesystem until it is full or enough is
         there."""
@@ -428,9 +433,7 @@ class Show:
     def scene_process(self):
         t = self.terminal
         t.title("A watched process is killed")
-        worker = self.daemons.pop("worker")
-        worker.kill()
-        worker.wait()
+        self.kill_worker()
         self.tree.wait_for_health(ROOT, CRITICAL)
         self.draw()
         self.expect_faults("CriticalProcessMissing")
@@ -475,9 +478,7 @@ class Show:
     def scene_visibility(self):
         t = self.terminal
         t.title("An operator hides a sensor")
-        worker = self.daemons.pop("worker")
-        worker.kill()
-        worker.wait()
+        self.kill_worker()
         if self.mounted:
             self.fill(7)
             self.tree.wait_for_health(f"{DEMO}/filesystem", WARNING)
@@ -527,9 +528,7 @@ class Show:
     def scene_crash(self):
         t = self.terminal
         t.title("A daemon dies with kill -9 while it holds a fault")
-        worker = self.daemons.pop("worker")
-        worker.kill()
-        worker.wait()
+        self.kill_worker()
         self.tree.wait_for_health(ROOT, CRITICAL)
         t.line("Before:")
         self.draw()

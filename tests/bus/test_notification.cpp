@@ -9,6 +9,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cerrno>
@@ -414,6 +415,25 @@ TEST(NotificationsOfALostBus, AreReceivedAgainByLaterSubscriptions)
     EXPECT_EQ(calls, 1);
     LQOVS_receive_signal_free(lost);
     LQOVS_receive_signal_free(later);
+}
+
+TEST_F(Notifications, AreNotSentOfAnAttributeForWhichThereIsNoRoom)
+{
+    nlohmann::json attributes = nlohmann::json::object();
+    for (int i = 0; i < 4096; ++i)
+    {
+        attributes[std::to_string(i)] = 1;
+    }
+    bus.folder().write(
+        "state/config/attributes.json",
+        nlohmann::json{{"version", 1}, {"attributes", attributes}}.dump());
+    Client client("own-loop");
+    client.expect("set a 5", std::to_string(EDQUOT));
+    client.expect("set 7 5", "0");
+    client.end();
+    EXPECT_THAT(client.process.errors(),
+                HasSubstr("(it is full: no further attribute can be set for "
+                          "the first time)"));
 }
 
 TEST_F(Notifications, AreNotSentOfAnAttributeWhoseFolderCannotBeMade)

@@ -52,6 +52,17 @@ class ComponentTest : public LibraryTest
         return object.removeFault(msgId, sensorPath);
     }
 
+    /** The paths of the fault records. */
+    static Lines faults()
+    {
+        Lines paths;
+        for (const auto& [path, record] : platform().faultRecords)
+        {
+            paths.push_back(path);
+        }
+        return paths;
+    }
+
     /** The messages of the faults that are left. */
     static Lines messages()
     {

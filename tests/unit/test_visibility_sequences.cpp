@@ -1,6 +1,6 @@
 #include "component_test.hpp"
+#include "stopped_clock.hpp"
 #include "visibility_model.hpp"
-#include "wall_clock.hpp"
 
 #include <hmi_cfg_handlers.hpp>
 #include <platform/config_manager.h>
@@ -17,8 +17,6 @@ namespace
 {
 
 using namespace healthintf::test;
-
-uint64_t clockReads = 1'700'000'000;
 
 /** One component and its model, which are told the same. */
 class VisibilitySequence : public ComponentTest
@@ -352,11 +350,4 @@ TEST_F(VisibilitySequence, ShowsWhatTheModelShowsAfterEveryStep)
 }
 
 } // namespace
-
-/** The clock of the library in these tests. */
-uint64_t details::secondsSinceEpoch()
-{
-    return clockReads;
-}
-
 } // namespace health_namespace

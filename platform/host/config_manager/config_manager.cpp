@@ -25,9 +25,14 @@ using namespace healthintf::host;
 
 constinit OnceInARow failures;
 
-constexpr StoreAdvice advice{
-    "it is full: no further attribute can be set for the first time", "",
-    "HEALTHINTF_STATE_DIR"};
+/** What to do about a failure, in words. */
+std::string remedyFor(int code)
+{
+    return code == EDQUOT
+               ? "it is full: no further attribute can be set for the first "
+                 "time"
+               : folderRemedy(code, "HEALTHINTF_STATE_DIR");
+}
 
 /** Why an attribute was not set, in words for the log, and its number. */
 class NotSet : public std::runtime_error
@@ -105,7 +110,7 @@ decltype(auto) inStore(Work&& work)
     {
         const int code = codeOf(e);
         throw NotSet("attributes " + folder + ": " + e.what() + " (" +
-                         remedyFor(code, advice) + ")",
+                         remedyFor(code) + ")",
                      code);
     }
 }

@@ -47,11 +47,29 @@ constinit OpenedOnce<Environment> environment;
 
 constinit OnceInARow failures;
 
-constexpr StoreAdvice advice{
-    "it is full: raise HEALTHINTF_CACHE_MIB and restart every process that "
-    "uses it",
-    "an object path is too long for it (at most 510 bytes)",
-    "HEALTHINTF_RUNTIME_DIR"};
+/** What to do about a failure, in words. */
+std::string remedyFor(int code)
+{
+    switch (code)
+    {
+        case MDB_MAP_FULL:
+            return "it is full: raise HEALTHINTF_CACHE_MIB and restart every "
+                   "process that uses it";
+        case MDB_READERS_FULL:
+            return "too many readers at the same time";
+        case MDB_BAD_VALSIZE:
+            return "an object path is too long for it (at most 510 bytes)";
+        case MDB_INVALID:
+        case MDB_VERSION_MISMATCH:
+        case MDB_CORRUPTED:
+        case MDB_MAP_RESIZED:
+        case MDB_PAGE_NOTFOUND:
+            return "it is damaged: restart every process that uses it, and it "
+                   "is made anew";
+        default:
+            return folderRemedy(code, "HEALTHINTF_RUNTIME_DIR");
+    }
+}
 
 std::string folderForLog()
 {
@@ -90,7 +108,7 @@ int reportCacheFailure(const std::exception& failure) noexcept
     {
         HOST_LOG(log::error, "%s.%d.%s: data cache %s: %s (%s)",
                  folderForLog().c_str(), failure.what(),
-                 remedyFor(code, advice).c_str());
+                 remedyFor(code).c_str());
     }
     return code;
 }

@@ -4,15 +4,9 @@
 #include "../storage/files.hpp"
 #include "byte_codec.hpp"
 
-#include <sys/stat.h>
-
-#include <fcntl.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <stdexcept>
-#include <system_error>
 
 namespace healthintf::host
 {
@@ -26,6 +20,7 @@ namespace
 constexpr uint32_t formatVersion = 1;
 
 constexpr const char* dataFile = "data.mdb";
+constexpr const char* lockFile = "lock.mdb";
 
 // The content need not outlive the machine's run, so nothing is synced. Pages
 // are changed in the map: written by system calls they would double what a
@@ -76,6 +71,20 @@ bool intact(const fs::path& folder)
                                     openFlags | MDB_RDONLY, storeFileMode);
     return result != MDB_INVALID && result != MDB_VERSION_MISMATCH &&
            result != MDB_CORRUPTED;
+}
+
+/** Makes the lock file anew, with all its blocks there: LMDB maps it, and a
+ *  block that a full filesystem cannot give would end the process.
+ *
+ *  Only while nobody else has the folder open: others have mapped the file
+ *  that they found. */
+void remakeLockFile(const fs::path& file)
+{
+    constexpr std::size_t bytesPerReader = 64;
+    constexpr std::size_t header = 4096;
+    fs::remove(file);
+    allocateBlocks(openFile(file).get(),
+                   header + bytesPerReader * Environment::maxReaders, file);
 }
 
 } // namespace
@@ -154,7 +163,7 @@ void Environment::startEmpty()
                  data.c_str(), aside.c_str());
     }
     fs::remove(data);
-    remakeLockFile(folder, Environment::maxReaders);
+    remakeLockFile(folder / lockFile);
 }
 
 void Environment::open(std::size_t capacity)

@@ -27,17 +27,6 @@ FileDescriptor openFile(const std::filesystem::path& file);
 void allocateBlocks(int file, std::size_t size,
                     const std::filesystem::path& name);
 
-/** Makes the lock file of an LMDB environment anew, with all its blocks there:
- *  LMDB maps it, and a block that a full filesystem cannot give would end the
- *  process.
- *
- *  Only while nobody has the folder open: others have mapped the file that
- *  they found.
- *
- *  @throws std::system_error when the filesystem is full */
-void remakeLockFile(const std::filesystem::path& folder,
-                    unsigned int maxReaders);
-
 /** Puts a file with this content in the place of one of that name, at once and
  *  for good: a reader, or somebody after a crash, finds the one or the other
  *  whole.

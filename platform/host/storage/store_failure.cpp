@@ -8,26 +8,6 @@
 
 namespace healthintf::host
 {
-namespace
-{
-
-/** Whether an LMDB code says that the data file is damaged. */
-bool isDamage(int code) noexcept
-{
-    switch (code)
-    {
-        case MDB_INVALID:
-        case MDB_VERSION_MISMATCH:
-        case MDB_CORRUPTED:
-        case MDB_MAP_RESIZED:
-        case MDB_PAGE_NOTFOUND:
-            return true;
-        default:
-            return false;
-    }
-}
-
-} // namespace
 
 int codeOf(const std::exception& failure) noexcept
 {
@@ -43,23 +23,10 @@ int codeOf(const std::exception& failure) noexcept
                                                                     : EIO;
 }
 
-std::string remedyFor(int code, const StoreAdvice& advice)
+std::string folderRemedy(int code, const std::string& variable)
 {
-    if (isDamage(code))
-    {
-        return "it is damaged: restart every process that uses it, and it is "
-               "made anew";
-    }
-    const std::string variable = advice.folderVariable;
     switch (code)
     {
-        case MDB_MAP_FULL:
-        case EDQUOT:
-            return advice.full;
-        case MDB_READERS_FULL:
-            return "too many readers at the same time";
-        case MDB_BAD_VALSIZE:
-            return advice.tooLong;
         case ENOSPC:
             return "its filesystem is full: free some space or set " +
                    variable + " to another";

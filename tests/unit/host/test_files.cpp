@@ -58,13 +58,6 @@ TEST_F(StoreFiles, AreAnErrorWhereThereAreNoBlocks)
     });
 }
 
-TEST_F(StoreFiles, HaveALockFileAnew)
-{
-    folder.write("lock.mdb", "old");
-    remakeLockFile(folder.path(), 10);
-    EXPECT_EQ(test::contentOf(in("lock.mdb")), std::string(4096 + 640, '\0'));
-}
-
 TEST_F(StoreFiles, AreSetAsideInPlaceOfEarlierOnes)
 {
     folder.write("data.damaged", "earlier");

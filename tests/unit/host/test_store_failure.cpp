@@ -12,8 +12,6 @@ namespace healthintf::host
 namespace
 {
 
-constexpr StoreAdvice advice{"full", "too long", "FOLDER"};
-
 TEST(StoreFailure, HasTheNumberOfItsCause)
 {
     EXPECT_EQ(codeOf(LmdbError("x", MDB_MAP_FULL)), MDB_MAP_FULL);
@@ -22,27 +20,19 @@ TEST(StoreFailure, HasTheNumberOfItsCause)
     EXPECT_EQ(codeOf(std::runtime_error("x")), EIO);
 }
 
-TEST(StoreFailure, NamesTheStoresOwnRemedies)
+TEST(StoreFailure, NamesTheRemedyForAFolder)
 {
-    EXPECT_EQ(remedyFor(MDB_MAP_FULL, advice), "full");
-    EXPECT_EQ(remedyFor(MDB_BAD_VALSIZE, advice), "too long");
-    EXPECT_EQ(remedyFor(ENOSPC, advice),
+    EXPECT_EQ(folderRemedy(ENOSPC, "FOLDER"),
               "its filesystem is full: free some space or set FOLDER to "
               "another");
-    EXPECT_EQ(remedyFor(EACCES, advice),
-              "let this user write to the folder, or set FOLDER to another");
-    EXPECT_EQ(remedyFor(EIO, advice), "see the folder's files and permissions");
-}
-
-TEST(StoreFailure, TellsOfDamageWhereTheFileCannotBeRead)
-{
-    for (const int code : {MDB_INVALID, MDB_VERSION_MISMATCH, MDB_CORRUPTED,
-                           MDB_MAP_RESIZED, MDB_PAGE_NOTFOUND})
+    for (const int code : {EACCES, EPERM, EROFS})
     {
-        EXPECT_EQ(remedyFor(code, advice),
-                  "it is damaged: restart every process that uses it, and it "
-                  "is made anew");
+        EXPECT_EQ(folderRemedy(code, "FOLDER"),
+                  "let this user write to the folder, or set FOLDER to "
+                  "another");
     }
+    EXPECT_EQ(folderRemedy(EIO, "FOLDER"),
+              "see the folder's files and permissions");
 }
 
 } // namespace

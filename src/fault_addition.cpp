@@ -1,0 +1,200 @@
+// Log readers know these lines by the file of the class.
+#define HMI_LOG_FILE "hmi_fault_health"
+
+#include "bus_text.hpp"
+#include "entry_name.hpp"
+#include "log_line.hpp"
+#include "wall_clock.hpp"
+
+#include <hmi_fault_health.hpp>
+#include <hmi_utils.hpp>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+#include <variant>
+
+namespace health_namespace
+{
+
+using namespace details;
+
+int FaultAndHealth::addFault(std::string& msgId, std::string& sensorPath,
+                             std::vector<std::string>& args, std::string& fqdd,
+                             std::string& subSystem, uint32_t sensorNumber,
+                             uint32_t sensorType)
+{
+    // The most severe messages make faults; larger severities only inform.
+    constexpr uint32_t leastSevereFault = 2;
+
+    MessageContent content;
+    if (const int status = _GetMessageContent(msgId, args, content);
+        status != 0)
+    {
+        HMI_LOG(log::error,
+                "%s.%d.%s: Not able to fetch the Message Contents error : %d",
+                status);
+        return statusNotRead;
+    }
+    if (content.severity > leastSevereFault)
+    {
+        HMI_LOG(log::progress, "%s.%d.%s: %s Severity is %d, so not logging",
+                msgId.c_str(), content.severity);
+        return statusOk;
+    }
+    HMI_LOG(log::progress, "%s.%d.%s: Message Content : Severity : %d, %s",
+            content.severity, content.text.c_str());
+    return addFault(msgId, sensorPath, args, fqdd, subSystem, sensorNumber,
+                    sensorType, content.text, content.severity, "", 0);
+}
+
+namespace
+{
+
+/** @throws std::logic_error when D-Bus does not carry the texts */
+void requireBusTexts(const FaultEntry::PropertyMap& properties)
+{
+    BusTextCheck check(FaultAndHealth::maxFaultText);
+    for (const auto& [name, value] : properties)
+    {
+        if (const auto* text = std::get_if<std::string>(&value))
+        {
+            check.require(name, *text);
+        }
+        else if (const auto* texts =
+                     std::get_if<std::vector<std::string>>(&value))
+        {
+            for (const auto& each : *texts)
+            {
+                check.require(name, each);
+            }
+        }
+    }
+}
+
+} // namespace
+
+int FaultAndHealth::addFault(const std::string& msgId,
+                             const std::string& sensorPath,
+                             const std::vector<std::string>& args,
+                             const std::string& fqdd,
+                             const std::string& /*subSystem*/,
+                             uint32_t sensorNumber, uint32_t sensorType,
+                             const std::string& message, uint32_t severity,
+                             const std::string& lcdMessage, int32_t ledState)
+{
+    HMI_LOG(log::trace, "%s.%d.%s Entry : ");
+    std::string path;
+    bool listed = false;
+    bool updatingHealth = false;
+    try
+    {
+        const uint64_t timestamp = secondsSinceEpoch();
+        const uint32_t health =
+            HealthStatus::MCATSeverityToHealthStatus(severity);
+        // In the order of the names, each after the last.
+        FaultEntry::PropertyMap properties;
+        const auto put = [&properties](const char* name, auto value) {
+            properties.emplace_hint(properties.end(), name, std::move(value));
+        };
+        put("Args", args);
+        put("FQDD", fqdd);
+        put("Hidden", false);
+        put("LcdMessage", lcdMessage);
+        put("LedState", ledState);
+        put("Message", message);
+        put("MessageID", msgId);
+        put("SensorNumber", sensorNumber);
+        put("SensorPath", sensorPath);
+        put("SensorType", sensorType);
+        put("Severity", health);
+        put("Timestamp", timestamp);
+
+        path = key + "/entry/";
+        path += entryName(static_cast<uint32_t>(getpid()),
+                          FaultEntry::GetUniqueFaultNumber(), health);
+        HMI_LOG(log::progress, "%s.%d.%s: faultEntryPath %s", path.c_str());
+        listFault(path, properties);
+        listed = true;
+        HMI_LOG(log::progress, "%s.%d.%s: FaultEntry created: %s, severity: %d",
+                sensorPath.c_str(), health);
+        faultList.back()->faultEntryAdded(fqdd, msgId, message, args, timestamp,
+                                          health, sensorPath, sensorNumber,
+                                          sensorType);
+        if (faultList.size() > maxFaults)
+        {
+            HMI_LOG(log::progress,
+                    "%s.%d.%s: Current Fault Entry Size : %zd, removing "
+                    "lowest",
+                    faultList.size());
+            removeLowestPriorityFaultEntry();
+        }
+        const uint32_t current = healthNode->healthStatus();
+        if (current != health)
+        {
+            HMI_LOG(log::progress, "%s.%d.%s: Updating health status %d != %d",
+                    health, current);
+            updatingHealth = true;
+            publishHealth();
+        }
+    }
+    catch (const std::exception& e)
+    {
+        HMI_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+        HMI_LOG(log::error, "%s.%d.%s: Error in FaultEntry Creation for %s",
+                path.c_str());
+        if (listed)
+        {
+            faultList.remove_if([&path](const auto& entry) {
+                return entry->objectPath() == path;
+            });
+        }
+        if (updatingHealth)
+        {
+            contained(static_cast<const char*>(__func__), [this] {
+                return publishHealth();
+            });
+        }
+        return statusNotCreated;
+    }
+    HMI_LOG(log::trace, "%s.%d.%s Exit : ");
+    return statusOk;
+}
+
+void FaultAndHealth::listFault(const std::string& path,
+                               const FaultEntry::PropertyMap& properties)
+{
+    requireBusTexts(properties);
+    auto entry = std::make_unique<FaultEntry>(bus, path.c_str(), properties);
+    entry->emit_added();
+    faultList.push_back(std::move(entry));
+}
+
+void FaultAndHealth::removeLowestPriorityFaultEntry()
+{
+    HMI_LOG(log::trace, "%s.%d.%s Entry : ");
+    if (faultList.size() <= maxFaults)
+    {
+        HMI_LOG(log::progress, "%s.%d.%s: number of entry is low %zd",
+                faultList.size());
+        return;
+    }
+    const auto lessImportant = [](const auto& a, const auto& b) {
+        return a->severity() < b->severity() ||
+               (a->severity() == b->severity() &&
+                a->timestamp() > b->timestamp());
+    };
+    const auto lowest =
+        std::min_element(faultList.begin(), faultList.end(), lessImportant);
+    const FaultEntry& entry = **lowest;
+    HMI_LOG(log::progress,
+            "%s.%d.%s: MSG:%s, sev:%d, timestmap:%ld, sensorpath:%s",
+            entry.messageID().c_str(), entry.severity(),
+            static_cast<long>(entry.timestamp()), entry.sensorPath().c_str());
+    faultList.erase(lowest);
+    HMI_LOG(log::trace, "%s.%d.%s Exit : ");
+}
+
+} // namespace health_namespace
