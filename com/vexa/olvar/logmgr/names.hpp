@@ -5,9 +5,20 @@
 namespace healthintf::names
 {
 
+/** The log manager's bus name. */
+inline constexpr const char* logManagerService = "com.vexa.olvar.logmgr";
 inline constexpr const char* selPath = "/com/vexa/olvar/logmgr/SEL";
 inline constexpr const char* selInterface = "com.vexa.olvar.logmgr.SEL";
+/** The method that stores a record: `(ssyy)ay` to `u`. */
+inline constexpr const char* addSelMethod = "AddSEL";
 /** The signal that the log was cleared. */
 inline constexpr const char* selCleared = "ClearedSelEntries";
+/** The signal that announces a record, `ay`, before it is stored. It comes
+ *  from a path below that of the log which ends in the sensor's number. */
+inline constexpr const char* selEvent = "SignalSELEvent";
+/** The path of an entry in the data cache, before its identifier in five
+ *  digits. */
+inline constexpr const char* selEntryPrefix =
+    "/com/vexa/olvar/logmgr/selentry/";
 
 } // namespace healthintf::names
