@@ -51,21 +51,24 @@ makeMatch(sdbusplus::bus_t& bus, const std::string& rule, const char* name,
           std::function<int(sdbusplus::message_t&)> handler)
 {
     requireMatch<sdbusplus::SdBusInterface>(bus, rule);
+    const auto shared = std::make_shared<decltype(handler)>(std::move(handler));
     return std::make_unique<sdbusplus::bus::match_t>(
-        bus, rule,
-        [name, handler = std::move(handler)](sdbusplus::message_t& message) {
+        bus, rule, [name, shared](sdbusplus::message_t& message) {
+            // The handler may end its own subscription, and what is captured
+            // goes with it.
+            const auto [logName, running] = std::pair(name, shared);
             try
             {
-                handler(message);
+                (*running)(message);
             }
             catch (const std::exception& e)
             {
-                HMI_LOG_AS(name, log::warning, "EXCEPTION %s.%d.%s: %s",
+                HMI_LOG_AS(logName, log::warning, "EXCEPTION %s.%d.%s: %s",
                            e.what());
             }
             catch (...)
             {
-                HMI_LOG_AS(name, log::warning, "EXCEPTION %s.%d.%s: %s",
+                HMI_LOG_AS(logName, log::warning, "EXCEPTION %s.%d.%s: %s",
                            "of an unknown kind");
             }
         });
