@@ -31,8 +31,9 @@ int SELAndFault::RegisterForBIOSPreSELEvent(sdbusplus::bus_t& bus,
                              path + "',";
     auto shared = std::make_shared<const PreSELCallback>(std::move(callback));
     preSelMatch = makeMatch(bus, rule, "BIOSSELEventCallbackHandler",
-                            std::bind(&SELAndFault::BIOSSELEventCallbackHandler,
-                                      this, std::placeholders::_1));
+                            [this](sdbusplus::message_t& message) {
+                                return BIOSSELEventCallbackHandler(message);
+                            });
     preSelCallback = std::move(shared);
     if (sensorNumber != 0)
     {

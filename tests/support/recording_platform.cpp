@@ -1,5 +1,6 @@
 #include "recording_platform.hpp"
 
+#include "recording_query.hpp"
 #include "text.hpp"
 
 #include <platform/config_manager.h>
@@ -95,35 +96,6 @@ Cache<std::map<std::string, HealthStatusPropertyMap>> healthCache()
 Cache<std::map<std::string, FaultEntryPropertyMap>> faultCache()
 {
     return {"datacache_faultentry", platform().faultRecords};
-}
-
-bool selected(const std::string& path, const std::vector<std::string>& prefixes)
-{
-    return prefixes.empty() ||
-           std::ranges::any_of(prefixes, [&](const std::string& prefix) {
-               return path.starts_with(prefix);
-           });
-}
-
-/** Reads the records that the prefixes select. */
-template <typename Records, typename Found, typename Convert>
-long query(const char* call, const std::vector<std::string>& services,
-           const std::vector<std::string>& prefixes, const Records& records,
-           Found& found, Convert&& convert)
-{
-    const long result =
-        journal().called(call, text(services) + " " + text(prefixes));
-    if (result == 0)
-    {
-        for (const auto& [path, properties] : records)
-        {
-            if (selected(path, prefixes))
-            {
-                found.emplace(path, convert(properties));
-            }
-        }
-    }
-    return result;
 }
 
 template <typename T>
@@ -313,9 +285,10 @@ extern "C"
         {
             hideLineNumber(shown);
         }
-        journal().note("log " + std::to_string(level) + " " +
-                       std::to_string(module) + " " + shown);
-        return 0;
+        return static_cast<int>(
+            journal().called("log " + std::to_string(level) + " " +
+                                 std::to_string(module) + " " + shown,
+                             ""));
     }
 
     int MsgRegGetContentWNByMsgID(const char* msgId, const char* language,

@@ -4,6 +4,7 @@
  *  script, for tests that link it in the host platform's place. */
 
 #include "journal.hpp"
+#include "recording_sel.hpp"
 
 #include <platform/data_abstraction/fault_entry.hpp>
 #include <platform/data_abstraction/health_status.hpp>
@@ -45,6 +46,8 @@ struct RecordingPlatform
 
     /** Live subscriptions by handle. */
     std::map<void*, Subscription> subscriptions;
+
+    RecordingSel sel;
 
     /** Calls every subscriber of a notification with a change record. */
     void notify(const std::string& name, const std::vector<uint8_t>& record);

@@ -1,0 +1,63 @@
+#include "log_line.hpp"
+
+#include <com/vexa/olvar/logmgr/names.hpp>
+#include <hmi_client_stub.hpp>
+
+#include <sdbusplus/exception.hpp>
+#include <sdbusplus/message.hpp>
+
+#include <exception>
+#include <memory>
+#include <utility>
+
+namespace SelClientStub
+{
+
+using namespace health_namespace;
+using namespace health_namespace::details;
+namespace names = healthintf::names;
+
+SELClient* SELClient::Init(sdbusplus::bus_t& bus)
+{
+    static_assert(logModule == health_namespace::details::logModule);
+
+    std::unique_ptr<SELClient> client;
+    try
+    {
+        client = std::make_unique<SELClient>(bus);
+        HMI_LOG(log::progress, "%s.%d.%s: Class SELClient Created:");
+    }
+    catch (const std::exception& e)
+    {
+        HMI_LOG(log::error, "%s.%d.%s: %s", e.what());
+        return nullptr;
+    }
+    return client.release();
+}
+
+int SELClient::addSEL(Sensor sensor, std::vector<uint8_t> record,
+                      uint32_t& recordId)
+{
+    try
+    {
+        auto call =
+            bus.new_method_call(names::logManagerService, names::selPath,
+                                names::selInterface, names::addSelMethod);
+        call.append(std::move(sensor), std::move(record));
+        auto reply = bus.call(call);
+        uint32_t answered = 0;
+        reply.read(answered);
+        recordId = answered;
+    }
+    catch (const sdbusplus::exception::SdBusError& e)
+    {
+        HMI_LOG(log::error, "%s.%d.%s: %s\n", e.what());
+        return statusBusFailure;
+    }
+    // The words are as log readers know them.
+    HMI_LOG(log::progress, "%s.%d.%s: AddSEL(logmgr)  retruned RecordId = %d",
+            recordId);
+    return statusOk;
+}
+
+} // namespace SelClientStub
