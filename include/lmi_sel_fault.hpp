@@ -143,8 +143,9 @@ class HEALTHINTF_API SELAndFault
 
     /** Subscribes to the events that the host firmware raises, which the log
      *  manager announces before it stores them. Callback and subscription
-     *  replace earlier ones, which may be done from within the callback too.
-     *  The subscription lasts as long as the object.
+     *  replace earlier ones and last as long as the object. The callback may
+     *  destroy the object, or register another one in its own place, which
+     *  then hears of the event that is being handled as well.
      *
      *  @param[in] bus the connection; it must outlive the object
      *  @param[in] callback called for each event, on the thread that processes

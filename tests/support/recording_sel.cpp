@@ -4,8 +4,6 @@
 #include "recording_query.hpp"
 #include "text.hpp"
 
-#include <com/vexa/olvar/logmgr/names.hpp>
-
 #include <algorithm>
 #include <cstddef>
 #include <span>
@@ -128,8 +126,9 @@ long DataAbstraction::SELEntry::get_map_by_path_prefixes(
     std::map<std::string, SELEntry_gen>& entries)
 {
     // The log's path stands for all of its entries.
-    const bool all = std::ranges::find(prefixes, healthintf::names::selPath) !=
-                     prefixes.end();
+    const bool all =
+        std::ranges::find(prefixes, "/com/vexa/olvar/logmgr/SEL") !=
+        prefixes.end();
     return queryFor(
         "SELEntry.get_map_by_path_prefixes", services, prefixes,
         platform().sel.entries,

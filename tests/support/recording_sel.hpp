@@ -18,16 +18,17 @@ namespace healthintf::test
 
 using Bytes = std::vector<uint8_t>;
 
-/** The description of an event, from which its entry is made. */
+/** The description of an event, from which its entry is made. Every part may
+ *  be left out. */
 struct EventText
 {
     uint16_t severity = 2;
-    std::string messageId;
-    std::string message;
-    std::vector<std::string> args;
-    std::string description;
+    std::string messageId{};
+    std::string message{};
+    std::vector<std::string> args{};
+    std::string description{};
     /** The number of arguments that the entry tells, if another. */
-    std::optional<uint8_t> argumentCount;
+    std::optional<uint8_t> argumentCount{};
 };
 
 /** A description as the library fills it in; a text that fills its field has

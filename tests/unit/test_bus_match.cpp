@@ -96,5 +96,27 @@ TEST_F(BusMatch, EndsTheSubscriptionWithTheObject)
     EXPECT_EQ(calls, 0);
 }
 
+TEST_F(BusMatch, LetsAHandlerEndItsOwnSubscription)
+{
+    // Too long to be anywhere but on the heap.
+    const std::string text(100, 'x');
+    std::string seen;
+    std::unique_ptr<sdbusplus::bus::match_t> match;
+    match = makeMatch(bus, rule, "handler",
+                      [&match, &seen, text](sdbusplus::message_t&) -> int {
+                          match.reset();
+                          seen = text;
+                          throw std::runtime_error("after the end");
+                      });
+    journal().clear();
+    tell(1);
+    EXPECT_EQ(seen, text);
+    EXPECT_EQ(journal().take("log"),
+              Lines{"log 2 271 EXCEPTION bus_match.#.handler: after the end"});
+    seen.clear();
+    tell(2);
+    EXPECT_EQ(seen, "");
+}
+
 } // namespace
 } // namespace health_namespace::details
