@@ -22,6 +22,7 @@ struct Object
     uint32_t number = 1;
     std::string word = "one";
     std::function<void()> beforeGet;
+    std::function<void()> beforeWrite;
     Lines calls;
 
     sdbusplus::bus_t& bus()
@@ -64,9 +65,24 @@ struct Object
             object.word = std::move(value);
         }
     };
+
+    /** The one that D-Bus clients can write. */
+    struct Level : Number
+    {
+        static constexpr const char* name = "Level";
+        static void write(Object& object, uint32_t value)
+        {
+            if (object.beforeWrite)
+            {
+                object.beforeWrite();
+            }
+            object.number = value;
+        }
+    };
 };
 
-using Table = PropertyTable<Object, Variant, Object::Number, Object::Word>;
+using Table =
+    PropertyTable<Object, Variant, Object::Number, Object::Word, Object::Level>;
 
 constexpr auto table =
     objectTable<Table>(std::array{sdbusplus::vtable::signal("Told", "u")});
@@ -85,6 +101,13 @@ class PropertyTableTest : public LibraryTest
                                "ss", "com.example", name);
     }
 
+    template <typename... Value>
+    MessagePtr set(const char* name, const char* type, Value... value)
+    {
+        return connection.call("/a", "org.freedesktop.DBus.Properties", "Set",
+                               "ssv", "com.example", name, type, value...);
+    }
+
     Object object;
     sdbusplus::server::interface_t registered{bus, "/a", "com.example",
                                               table.data(), &object};
@@ -92,7 +115,7 @@ class PropertyTableTest : public LibraryTest
 
 TEST_F(PropertyTableTest, PutsSignalsBeforePropertiesInTheirOrder)
 {
-    ASSERT_EQ(table.size(), 5u);
+    ASSERT_EQ(table.size(), 6u);
     EXPECT_EQ(table[0].type, _SD_BUS_VTABLE_START);
     EXPECT_STREQ(table[1].x.signal.member, "Told");
     EXPECT_STREQ(table[2].x.property.member, "Number");
@@ -100,7 +123,9 @@ TEST_F(PropertyTableTest, PutsSignalsBeforePropertiesInTheirOrder)
     EXPECT_EQ(table[2].x.property.set, nullptr);
     EXPECT_STREQ(table[3].x.property.member, "Word");
     EXPECT_STREQ(table[3].x.property.signature, "s");
-    EXPECT_EQ(table[4].type, _SD_BUS_VTABLE_END);
+    EXPECT_EQ(table[3].type, _SD_BUS_VTABLE_PROPERTY);
+    EXPECT_EQ(table[4].type, _SD_BUS_VTABLE_WRITABLE_PROPERTY);
+    EXPECT_EQ(table[5].type, _SD_BUS_VTABLE_END);
 }
 
 TEST_F(PropertyTableTest, GetsByName)
@@ -151,9 +176,7 @@ TEST_F(PropertyTableTest, AnswersReadsOverTheBus)
 
 TEST_F(PropertyTableTest, RefusesWritesOverTheBus)
 {
-    const MessagePtr reply =
-        connection.call("/a", "org.freedesktop.DBus.Properties", "Set", "ssv",
-                        "com.example", "Word", "s", "two");
+    const MessagePtr reply = set("Word", "s", "two");
     EXPECT_TRUE(sd_bus_message_is_method_error(reply.get(), nullptr));
     EXPECT_EQ(object.word, "one");
 }
@@ -171,6 +194,38 @@ TEST_F(PropertyTableTest, AnswersWithAnErrorWhenAGetterThrows)
         get("Number").get(), "org.freedesktop.DBus.Error.IOError"));
     object.beforeGet = nullptr;
     EXPECT_FALSE(sd_bus_message_is_method_error(get("Number").get(), nullptr));
+}
+
+TEST_F(PropertyTableTest, CarriesWritesOutWhereThePropertySaysHow)
+{
+    EXPECT_FALSE(
+        sd_bus_message_is_method_error(set("Level", "u", 7u).get(), nullptr));
+    EXPECT_EQ(object.number, 7u);
+}
+
+TEST_F(PropertyTableTest, RefusesAWriteOfAnotherType)
+{
+    EXPECT_TRUE(sd_bus_message_is_method_error(
+        set("Level", "s", "seven").get(),
+        "org.freedesktop.DBus.Error.InvalidArgs"));
+    EXPECT_TRUE(
+        sd_bus_message_is_method_error(set("Level", "i", 7).get(), nullptr));
+    EXPECT_EQ(object.number, 1u);
+}
+
+TEST_F(PropertyTableTest, AnswersWithAnErrorWhenAWriteThrows)
+{
+    object.beforeWrite = [] {
+        throw 7;
+    };
+    EXPECT_TRUE(
+        sd_bus_message_is_method_error(set("Level", "u", 7u).get(), nullptr));
+    object.beforeWrite = [] {
+        throw sdbusplus::exception::SdBusError(EIO, "broken");
+    };
+    EXPECT_TRUE(sd_bus_message_is_method_error(
+        set("Level", "u", 7u).get(), "org.freedesktop.DBus.Error.IOError"));
+    EXPECT_EQ(object.number, 1u);
 }
 
 } // namespace

@@ -3,6 +3,8 @@
 /** @file The properties of a binding as one list of types, from which its
  *  D-Bus object table and its access by name both follow. */
 
+#include <com/vexa/olvar/answered.hpp>
+
 #include <sdbusplus/sdbuspp_support/server.hpp>
 #include <sdbusplus/vtable.hpp>
 #include <systemd/sd-bus.h>
@@ -10,7 +12,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <exception>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -46,31 +47,60 @@ int getCallback(sd_bus* /*bus*/, const char* /*path*/,
 {
     auto* object = static_cast<Object*>(context);
     auto* intf = object->bus().getInterface();
-    try
-    {
+    return answered(intf, error, [&] {
         return sdbusplus::sdbuspp::property_callback(
             reply, intf, error, std::function([object]() {
                 return Property::get(*object);
             }));
-    }
-    catch (const std::exception& e)
+    });
+}
+
+/** Carries a D-Bus write of one property out. */
+template <typename Object, typename Property>
+int setCallback(sd_bus* /*bus*/, const char* /*path*/,
+                const char* /*interface*/, const char* /*name*/,
+                sd_bus_message* value, void* context,
+                sd_bus_error* error) noexcept
+{
+    auto* object = static_cast<Object*>(context);
+    auto* intf = object->bus().getInterface();
+    return answered(intf, error, [&] {
+        return sdbusplus::sdbuspp::property_callback(
+            value, intf, error,
+            std::function([object](typename Property::type&& given) {
+                Property::write(*object, std::move(given));
+            }));
+    });
+}
+
+/** The entry of one property, which D-Bus clients can write if it says how. */
+template <typename Object, typename Property>
+constexpr sdbusplus::vtable_t entryOf()
+{
+    constexpr const char* signature = signatureOf<typename Property::type>;
+    if constexpr (requires { &Property::write; })
     {
-        // sdbusplus answers for its own exceptions alone; sd-bus is C and
-        // must not see any other.
-        return intf->sd_bus_error_set(error, SD_BUS_ERROR_FAILED, e.what());
+        return sdbusplus::vtable::property(
+            Property::name, signature, getCallback<Object, Property>,
+            setCallback<Object, Property>, Property::flags);
+    }
+    else
+    {
+        return sdbusplus::vtable::property(Property::name, signature,
+                                           getCallback<Object, Property>,
+                                           Property::flags);
     }
 }
 
 /** The properties of @p Object in the order of its object table. Each names
- *  its type, D-Bus name and flags, and how to get and set it. */
+ *  its type, D-Bus name and flags, how to get and set it, and how to write it
+ *  if D-Bus clients can. */
 template <typename Object, typename Variant, typename... Properties>
 struct PropertyTable
 {
     /** Entries of the object table, without its start and end. */
     static constexpr std::array<sdbusplus::vtable_t, sizeof...(Properties)>
-        entries{sdbusplus::vtable::property(
-            Properties::name, signatureOf<typename Properties::type>,
-            getCallback<Object, Properties>, Properties::flags)...};
+        entries{entryOf<Object, Properties>()...};
 
     /** The value of the property @p name; a default variant for a name that
      *  is none. */

@@ -61,11 +61,11 @@ TEST(ContainedWork, IsReportedUnderTheNameOfItsError)
     const Outcome outcome = outcomeOf([] {
         throw exception::SdBusError(EINVAL, "sd_bus_send");
     });
-    const std::string text = "sd_bus_send: org.freedesktop.DBus.Error."
-                             "InvalidArgs: Invalid argument";
-    EXPECT_EQ(outcome.reported,
-              "org.freedesktop.DBus.Error.InvalidArgs: " + text);
-    EXPECT_EQ(outcome.logged, "sdbusplus: exception in a test: " + text + "\n");
+    const std::string error =
+        "org.freedesktop.DBus.Error.InvalidArgs: Invalid argument";
+    EXPECT_EQ(outcome.reported, error);
+    EXPECT_EQ(outcome.logged,
+              "sdbusplus: exception in a test: sd_bus_send: " + error + "\n");
 }
 
 TEST(ContainedWork, IsReportedAsFailedWithoutAName)
@@ -82,6 +82,16 @@ TEST(ContainedWork, IsReportedAsFailedWithoutAName)
                   throw 7;
               }).reported,
               "org.freedesktop.DBus.Error.Failed: unknown exception");
+}
+
+TEST(ContainedWork, IsNotReportedWithATextThatCannotBeSent)
+{
+    const Outcome outcome = outcomeOf([] {
+        throw std::runtime_error("\xff");
+    });
+    EXPECT_EQ(outcome.reported, "org.freedesktop.DBus.Error.Failed: exception "
+                                "with a text that is not ASCII");
+    EXPECT_EQ(outcome.logged, "sdbusplus: exception in a test: \xff\n");
 }
 
 } // namespace
