@@ -1,0 +1,162 @@
+/** @file Events of the host firmware over a bus, with what any process may send
+ *  among them. */
+
+#include "bus_client.hpp"
+#include "own_bus.hpp"
+#include "private_bus.hpp"
+
+#include <lmi_sel_fault.hpp>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+namespace
+{
+
+using logmgr_interface::SELAndFault;
+using Numbers = std::vector<int>;
+
+const std::string log = "/com/vexa/olvar/logmgr/SEL";
+
+class PreSelEvents : public testing::Test
+{
+  protected:
+    void listen(uint32_t sensorNumber)
+    {
+        object->RegisterForBIOSPreSELEvent(
+            connection,
+            [this](const SELInterface::SELRecord& record) {
+                heard.push_back(record.sensorNumber);
+                if (record.sensorNumber == troublesome)
+                {
+                    throw std::runtime_error("broken");
+                }
+                return 0;
+            },
+            sensorNumber);
+    }
+
+    template <typename... Args>
+    void send(const std::string& path, const char* types, Args... args)
+    {
+        ASSERT_GE(sd_bus_emit_signal(client.get(), path.c_str(),
+                                     "com.vexa.olvar.logmgr.SEL",
+                                     "SignalSELEvent", types, args...),
+                  0);
+    }
+
+    /** Announces @p size bytes of a record. */
+    void announce(uint8_t sensorNumber, std::size_t size = 16)
+    {
+        std::vector<uint8_t> record(16);
+        record[11] = sensorNumber;
+        record.resize(size);
+        sd_bus_message* made = nullptr;
+        const std::string path = log + "/" + std::to_string(sensorNumber);
+        sd_bus_message_new_signal(client.get(), &made, path.c_str(),
+                                  "com.vexa.olvar.logmgr.SEL",
+                                  "SignalSELEvent");
+        const MessagePtr message(made);
+        sd_bus_message_append_array(made, 'y', record.data(), record.size());
+        ASSERT_GE(sd_bus_send(client.get(), made, nullptr), 0);
+    }
+
+    /** Works until a last event, that of sensor 200, was taken.
+     *
+     *  @return the sensor numbers heard before */
+    Numbers toldUntilLast()
+    {
+        announce(200);
+        while (heard.empty() || heard.back() != 200)
+        {
+            if (!connection.process_discard())
+            {
+                connection.wait();
+            }
+        }
+        heard.pop_back();
+        return std::exchange(heard, {});
+    }
+
+    static constexpr uint8_t troublesome = 66;
+
+    PrivateBus bus;
+    BusClient client;
+    sdbusplus::bus_t connection = openBus();
+    Numbers heard;
+    std::unique_ptr<SELAndFault> object = std::make_unique<SELAndFault>();
+};
+
+TEST_F(PreSelEvents, AreHeardFromWhateverProcess)
+{
+    listen(0);
+    announce(5);
+    announce(6);
+    EXPECT_EQ(toldUntilLast(), (Numbers{5, 6}));
+}
+
+TEST_F(PreSelEvents, OfOtherSensorsAreNotHeard)
+{
+    SELAndFault narrow;
+    Numbers narrowly;
+    narrow.RegisterForBIOSPreSELEvent(
+        connection,
+        [&](const SELInterface::SELRecord& record) {
+            narrowly.push_back(record.sensorNumber);
+            return 0;
+        },
+        5);
+    listen(0);
+    announce(6);
+    announce(5);
+    announce(50);
+    EXPECT_EQ(toldUntilLast(), (Numbers{6, 5, 50}));
+    EXPECT_EQ(narrowly, Numbers{5});
+}
+
+TEST_F(PreSelEvents, StayFilteredAfterARegistrationForAll)
+{
+    listen(200);
+    listen(0);
+    announce(5);
+    EXPECT_EQ(toldUntilLast(), Numbers{});
+}
+
+TEST_F(PreSelEvents, ThatAreMalformedEndNothing)
+{
+    listen(0);
+    send(log, "");
+    send(log, "s", "text");
+    send(log, "u", 5U);
+    send(log, "ai", 2, 1, 2);
+    send(log, "a{sv}", 0);
+    send(log, "v", "ay", 1, 1);
+    announce(7, 0);
+    announce(7, 15);
+    announce(troublesome);
+    announce(8, 16);
+    EXPECT_EQ(toldUntilLast(), (Numbers{troublesome, 8}));
+}
+
+TEST_F(PreSelEvents, WithMoreBytesAreTakenByTheFirst)
+{
+    listen(0);
+    std::vector<uint8_t> many(100000, 9);
+    sd_bus_message* made = nullptr;
+    sd_bus_message_new_signal(client.get(), &made, log.c_str(), "com.example",
+                              "SignalSELEvent");
+    const MessagePtr message(made);
+    sd_bus_message_append_array(made, 'y', many.data(), many.size());
+    ASSERT_GE(sd_bus_send(client.get(), made, nullptr), 0);
+    EXPECT_EQ(toldUntilLast(), Numbers{9});
+}
+
+} // namespace
+} // namespace healthintf::test

@@ -1,0 +1,200 @@
+/** @file The client of the System Event Log against a log manager in another
+ *  process. */
+
+#include "bus_client.hpp"
+#include "child.hpp"
+#include "own_bus.hpp"
+#include "private_bus.hpp"
+#include "text.hpp"
+
+#include <hmi_client_stub.hpp>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+namespace
+{
+
+using SelClientStub::SELClient;
+
+const char* const service = "com.vexa.olvar.logmgr";
+const char* const path = "/com/vexa/olvar/logmgr/SEL";
+
+/** How a log manager answers a call. */
+using Answer = int (*)(sd_bus_message* call);
+
+/** What a log manager needs to know in its callback. */
+struct Manager
+{
+    Answer answer;
+    const Child::Parent& parent;
+};
+
+int take(sd_bus_message* call, void* context, sd_bus_error* /*error*/)
+{
+    const auto* manager = static_cast<Manager*>(context);
+    if (sd_bus_message_is_method_call(call, "com.vexa.olvar.logmgr.SEL",
+                                      nullptr) <= 0)
+    {
+        return 0;
+    }
+    manager->parent.tell(std::string(sd_bus_message_get_member(call)) + " " +
+                         sd_bus_message_get_signature(call, 1) + ": " +
+                         arguments(call));
+    return manager->answer(call);
+}
+
+/** Tells its parent that it is there, then of each call. */
+int manageLog(Answer answer, const Child::Parent& parent)
+{
+    Manager manager{answer, parent};
+    sd_bus* bus = nullptr;
+    if (sd_bus_open(&bus) < 0 ||
+        sd_bus_add_object(bus, nullptr, path, take, &manager) < 0 ||
+        sd_bus_request_name(bus, service, 0) < 0)
+    {
+        return 1;
+    }
+    parent.tell("ready");
+    for (;;)
+    {
+        if (sd_bus_process(bus, nullptr) == 0)
+        {
+            sd_bus_wait(bus, UINT64_MAX);
+        }
+    }
+}
+
+class SelClient : public testing::Test
+{
+  protected:
+    /** Starts a log manager. */
+    void manage(Answer answer)
+    {
+        manager =
+            std::make_unique<Child>([answer](const Child::Parent& parent) {
+                return manageLog(answer, parent);
+            });
+        ASSERT_EQ(manager->hear(), "ready");
+    }
+
+    /** Stores a record through a client of its own. */
+    int add(const std::vector<uint8_t>& record)
+    {
+        sdbusplus::bus_t connection = openBus();
+        const std::unique_ptr<SELClient> client(SELClient::Init(connection));
+        return client->addSEL({"Fan 1", "/sensors/fan1", 7, 255}, record,
+                              recordId);
+    }
+
+    PrivateBus bus;
+    std::unique_ptr<Child> manager;
+    uint32_t recordId = 77;
+};
+
+TEST_F(SelClient, StoresARecordAndGivesItsIdentifier)
+{
+    manage([](sd_bus_message* call) {
+        return sd_bus_reply_method_return(call, "u", 4000000000U);
+    });
+    EXPECT_EQ(add({1, 0, 255}), 0);
+    EXPECT_EQ(recordId, 4000000000U);
+    EXPECT_EQ(manager->hear(), "AddSEL (ssyy)ay: ('Fan 1', '/sensors/fan1', 7, "
+                               "255) [1, 0, 255]");
+}
+
+TEST_F(SelClient, SendsAnEmptyRecordAsItIs)
+{
+    manage([](sd_bus_message* call) {
+        return sd_bus_reply_method_return(call, "u", 1U);
+    });
+    EXPECT_EQ(add({}), 0);
+    EXPECT_EQ(recordId, 1u);
+    EXPECT_EQ(manager->hear(),
+              "AddSEL (ssyy)ay: ('Fan 1', '/sensors/fan1', 7, 255) []");
+}
+
+TEST_F(SelClient, LeavesTheIdentifierWhenTheLogManagerRefuses)
+{
+    manage([](sd_bus_message* call) {
+        return sd_bus_reply_method_errno(call, ENOSPC, nullptr);
+    });
+    EXPECT_EQ(add({1}), 10);
+    EXPECT_EQ(recordId, 77u);
+    EXPECT_EQ(manager->hear().substr(0, 6), "AddSEL") << "and asks no more";
+}
+
+TEST_F(SelClient, LeavesTheIdentifierWhenTheReplyIsNoNumber)
+{
+    manage([](sd_bus_message* call) {
+        return sd_bus_reply_method_return(call, "s", "1");
+    });
+    EXPECT_EQ(add({1}), 10);
+    EXPECT_EQ(recordId, 77u);
+}
+
+TEST_F(SelClient, LeavesTheIdentifierWhenTheReplyIsEmpty)
+{
+    manage([](sd_bus_message* call) {
+        return sd_bus_reply_method_return(call, "");
+    });
+    EXPECT_EQ(add({1}), 10);
+    EXPECT_EQ(recordId, 77u);
+}
+
+TEST_F(SelClient, FailsWithoutALogManager)
+{
+    EXPECT_EQ(add({1}), 10);
+    EXPECT_EQ(recordId, 77u);
+}
+
+TEST_F(SelClient, FailsWhenTheLogManagerDiesWithTheCall)
+{
+    manage([](sd_bus_message*) -> int {
+        _exit(0);
+    });
+    EXPECT_EQ(add({1}), 10);
+    EXPECT_EQ(recordId, 77u);
+}
+
+TEST_F(SelClient, SendsNothingBeforeARecordIsToBeStored)
+{
+    using Members = std::vector<std::string>;
+    sdbusplus::bus_t connection = openBus();
+    BusClient watcher;
+    Members seen;
+    const auto note = [](sd_bus_message* message, void* context,
+                         sd_bus_error*) {
+        if (const char* member = sd_bus_message_get_member(message))
+        {
+            static_cast<Members*>(context)->emplace_back(member);
+        }
+        return 0;
+    };
+    ASSERT_GE(sd_bus_add_filter(watcher.get(), nullptr, note, &seen), 0);
+    // libsystemd does not know the first word, the bus does.
+    const std::string rule =
+        "eavesdrop='true',sender='" + connection.get_unique_name() + "'";
+    watcher.call("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                 "org.freedesktop.DBus", "AddMatch", "s", rule.c_str());
+    watcher.catchUp();
+    seen.clear();
+
+    const std::unique_ptr<SELClient> client(SELClient::Init(connection));
+    delete SELClient::Init(connection);
+    connection.new_signal("/a", "com.example", "Marker").signal_send();
+    client->addSEL({}, {}, recordId);
+    watcher.waitUntil("call", [&] {
+        return seen.size() >= 2;
+    });
+    EXPECT_EQ(seen, (Members{"Marker", "AddSEL"}));
+}
+
+} // namespace
+} // namespace healthintf::test
