@@ -166,6 +166,9 @@ TEST_F(SelClient, FailsWhenTheLogManagerDiesWithTheCall)
 TEST_F(SelClient, SendsNothingBeforeARecordIsToBeStored)
 {
     using Members = std::vector<std::string>;
+    manage([](sd_bus_message* call) {
+        return sd_bus_reply_method_return(call, "u", 1U);
+    });
     sdbusplus::bus_t connection = openBus();
     BusClient watcher;
     Members seen;
