@@ -50,13 +50,12 @@ class HEALTHINTF_API SELAndFault
 
     /** Makes an object that nothing is subscribed to yet.
      *
-     *  @param[in] faultAndHealth the component whose faults the events are; it
-     *             must outlive the object or be replaced before it goes. With
-     *             null, events are stored and make no faults
-     *  @param[in] name what the object is called in the log */
-    explicit SELAndFault(
-        health_namespace::FaultAndHealth* faultAndHealth = nullptr,
-        std::string name = {});
+     *  @param[in] component the component whose faults the events are; it must
+     *             outlive the object or be replaced before it goes. With null,
+     *             events are stored and make no faults
+     *  @param[in] title what the object is called in the log */
+    explicit SELAndFault(health_namespace::FaultAndHealth* component = nullptr,
+                         std::string title = {});
 
     SELAndFault(const SELAndFault&) = delete;
     SELAndFault& operator=(const SELAndFault&) = delete;
@@ -66,10 +65,9 @@ class HEALTHINTF_API SELAndFault
 
     /** Sets the component whose faults the events are from now on.
      *
-     *  @param[in] faultAndHealth the component, or null for none; it stays
-     *             the caller's, as in the constructor */
-    void
-    connectFaultAndHealth(health_namespace::FaultAndHealth* faultAndHealth);
+     *  @param[in] component the component, or null for none; it stays the
+     *             caller's, as in the constructor */
+    void connectFaultAndHealth(health_namespace::FaultAndHealth* component);
 
     /** Stores a record; no fault is touched.
      *

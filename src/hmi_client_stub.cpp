@@ -8,7 +8,6 @@
 
 #include <exception>
 #include <memory>
-#include <utility>
 
 namespace SelClientStub
 {
@@ -35,15 +34,18 @@ SELClient* SELClient::Init(sdbusplus::bus_t& bus)
     return client.release();
 }
 
+// By value, as those who link against it know it.
+// NOLINTBEGIN(performance-unnecessary-value-param)
 int SELClient::addSEL(Sensor sensor, std::vector<uint8_t> record,
                       uint32_t& recordId)
+// NOLINTEND(performance-unnecessary-value-param)
 {
     try
     {
         auto call =
             bus.new_method_call(names::logManagerService, names::selPath,
                                 names::selInterface, names::addSelMethod);
-        call.append(std::move(sensor), std::move(record));
+        call.append(sensor, record);
         auto reply = bus.call(call);
         uint32_t answered = 0;
         reply.read(answered);

@@ -59,8 +59,8 @@ int fetchMessage(const CSSDInfoFetcher& descriptions,
 
 } // namespace
 
-SELAndFault::SELAndFault(FaultAndHealth* component, std::string text) :
-    faultAndHealth(component), name(std::move(text))
+SELAndFault::SELAndFault(FaultAndHealth* component, std::string title) :
+    faultAndHealth(component), name(std::move(title))
 {}
 
 SELAndFault::~SELAndFault() = default;
