@@ -9,23 +9,6 @@ namespace
 
 constexpr std::string_view blanks = " \t\r\n";
 
-/** The first byte of a key, or npos. A text in quotes is a key when a colon
- *  follows. */
-std::size_t findKey(std::string_view text, const std::string& key)
-{
-    const std::string quoted = '"' + key + '"';
-    for (auto at = text.find(quoted); at != std::string_view::npos;
-         at = text.find(quoted, at + 1))
-    {
-        const auto next = text.find_first_not_of(blanks, at + quoted.size());
-        if (next != std::string_view::npos && text[next] == ':')
-        {
-            return at;
-        }
-    }
-    return std::string_view::npos;
-}
-
 /** The end of the text in quotes that begins at @p at. */
 std::size_t endOfQuotes(std::string_view text, std::size_t at)
 {
@@ -34,6 +17,48 @@ std::size_t endOfQuotes(std::string_view text, std::size_t at)
         at += text[at] == '\\' ? 1 : 0;
     }
     return at;
+}
+
+/** Whether the text in quotes that ends at @p end is a key: a colon follows. */
+bool isKey(std::string_view text, std::size_t end)
+{
+    const auto next = text.find_first_not_of(blanks, end + 1);
+    return next != std::string_view::npos && text[next] == ':';
+}
+
+/** The first byte of a key of the text's outermost object, or npos. */
+std::size_t findKey(std::string_view text, const std::string& key)
+{
+    const std::string quoted = '"' + key + '"';
+    std::size_t depth = 0;
+    for (std::size_t at = 0; at < text.size(); ++at)
+    {
+        switch (text[at])
+        {
+            case '{':
+            case '[':
+                ++depth;
+                break;
+            case '}':
+            case ']':
+                --depth;
+                break;
+            case '"':
+            {
+                const std::size_t end = endOfQuotes(text, at);
+                if (depth == 1 && text.substr(at, end + 1 - at) == quoted &&
+                    isKey(text, end))
+                {
+                    return at;
+                }
+                at = end;
+                break;
+            }
+            default:
+                break;
+        }
+    }
+    return std::string_view::npos;
 }
 
 /** The object that follows a key, or what follows it up to the next comma. */

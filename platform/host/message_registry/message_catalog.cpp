@@ -1,11 +1,9 @@
 #include "message_catalog.hpp"
 
+#include "../data_files.hpp"
 #include "../host_log.hpp"
 
-#include <algorithm>
 #include <charconv>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 
 namespace healthintf::host
@@ -16,41 +14,17 @@ namespace fs = std::filesystem;
 namespace
 {
 
-/** The registry files of a folder in the order of their names. */
+/** The registry files of a folder. */
 std::vector<fs::path> registryFiles(const fs::path& folder)
 {
-    std::vector<fs::path> files;
     std::error_code error;
-    for (fs::directory_iterator entry(folder, error), end;
-         !error && entry != end; entry.increment(error))
-    {
-        if (entry->path().extension() == ".json")
-        {
-            files.push_back(entry->path());
-        }
-    }
-    if (error && error != std::errc::no_such_file_or_directory)
+    std::vector<fs::path> files = jsonFilesOf(folder, error);
+    if (error)
     {
         HOST_LOG(log::warning, "%s.%d.%s: unable to read the folder %s: %s",
                  folder.c_str(), error.message().c_str());
     }
-    std::ranges::sort(files);
     return files;
-}
-
-std::string contentOf(const fs::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
-    {
-        throw RegistryError("unable to open it");
-    }
-    std::string content{std::istreambuf_iterator<char>(file), {}};
-    if (file.bad())
-    {
-        throw RegistryError("unable to read it");
-    }
-    return content;
 }
 
 void addFile(MessageCatalog& catalog, const fs::path& path)

@@ -1,3 +1,4 @@
+#include "../data_files.hpp"
 #include "../host_log.hpp"
 #include "host_config.hpp"
 #include "message_catalog.hpp"
@@ -6,36 +7,18 @@
 #include <platform/message_registry.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <sstream>
 
 namespace healthintf::host
 {
 namespace
 {
 
-/** The folders of $HEALTHINTF_REGISTRY_PATH, separated by colons, or the
- *  system's. */
-std::vector<std::filesystem::path> searchPath()
-{
-    const char* given = secure_getenv("HEALTHINTF_REGISTRY_PATH");
-    std::istringstream text(given != nullptr ? given : defaultRegistryPath);
-    std::vector<std::filesystem::path> folders;
-    for (std::string folder; std::getline(text, folder, ':');)
-    {
-        if (!folder.empty())
-        {
-            folders.emplace_back(folder);
-        }
-    }
-    return folders;
-}
-
 const MessageCatalog& catalog()
 {
-    static const MessageCatalog loaded = MessageCatalog::load(searchPath());
+    static const MessageCatalog loaded = MessageCatalog::load(
+        searchPath("HEALTHINTF_REGISTRY_PATH", defaultRegistryPath));
     return loaded;
 }
 

@@ -1,0 +1,82 @@
+#pragma once
+
+/** @file The event table: all that is known of events. */
+
+#include "event_table_file.hpp"
+
+#include <array>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace healthintf::host
+{
+
+/** No file of the table is there. */
+class NoEventTable : public EventTableError
+{
+    using EventTableError::EventTableError;
+};
+
+/** Events of all files. Of a state that several files describe, the one that
+ *  was added first counts. */
+class EventTable
+{
+  public:
+    /** Reads every *.json file of the folders, in the order of the folders
+     *  and of the files' names. A folder that is not there is empty.
+     *
+     *  @throws EventTableError when anything is wrong, its text names file,
+     *          line and cause; NoEventTable when there is no file */
+    static EventTable load(const std::vector<std::filesystem::path>& folders);
+
+    /** Adds what a file holds.
+     *
+     *  @param[in] name of the file, for messages
+     *  @throws EventTableError when two events would have one identifier */
+    void add(const EventTableFile& file, const std::string& name);
+
+    /** What is known of a sensor type or of an event type, or null. */
+    const SensorType* sensorType(uint8_t code) const
+    {
+        return sensorTypes[code].get();
+    }
+    const EventType* eventType(uint8_t code) const
+    {
+        return eventTypes[code].get();
+    }
+
+    /** A state of a sensor, or null. */
+    const EventState* find(uint8_t sensorType, uint8_t eventType,
+                           uint8_t offset) const;
+
+  private:
+    /** Identifiers without their categories, and where they are from. */
+    using Numbers = std::map<std::string, std::string>;
+
+    /** A message to take an identifier for, and where it stands. */
+    struct Claim
+    {
+        const EventMessage& message;
+        const std::string& file;
+        std::size_t prefix;
+    };
+
+    void add(const EventType& type, uint8_t code, const std::string& name);
+    void add(const SensorType& type, uint8_t code, const std::string& name);
+    void checkCategory(const SensorType& type, uint8_t code,
+                       const std::string& name);
+    void claimForAll(const Claim& claim);
+    void claimFor(uint8_t code, const Claim& claim);
+
+    std::array<std::unique_ptr<SensorType>, 256> sensorTypes;
+    std::array<std::unique_ptr<EventType>, 128> eventTypes;
+    std::map<std::string, uint8_t> categories;
+    /** Those of event types, and those of each sensor type. */
+    Numbers common;
+    std::map<uint8_t, Numbers> own;
+};
+
+} // namespace healthintf::host
