@@ -1,6 +1,7 @@
 #include "event_table.hpp"
 
 #include "../data_files.hpp"
+#include "../message_registry/json_lines.hpp"
 #include "event_record.hpp"
 
 namespace healthintf::host
@@ -11,12 +12,34 @@ namespace fs = std::filesystem;
 namespace
 {
 
-constexpr std::size_t categorySize = 3;
-constexpr std::size_t categoryPlaceSize = 10;
-
-std::string placeIn(const std::string& file, std::size_t line)
+/** Throws the problem with a word, which stands in quotes in its file. Of
+ *  several places the last is the one that came too late. */
+[[noreturn]] void refuse(const EventSource& source, const std::string& word,
+                         const std::string& cause)
 {
-    return file + ": line " + std::to_string(line);
+    const std::size_t at = source.text.rfind('"' + word + '"');
+    throw EventTableError(source.name + ": line " +
+                          std::to_string(lineOfByte(source.text, at)) + ": " +
+                          word + " " + cause);
+}
+
+/** What follows the category in an identifier. */
+std::string numberOf(const std::string& id)
+{
+    const std::size_t end = id.find('}');
+    return id.substr(end == std::string::npos ? 3 : end + 1);
+}
+
+/** Throws when an identifier is another event's. */
+void ensureFree(const std::map<std::string, std::string>& numbers,
+                const std::string& id, const EventSource& source)
+{
+    const auto taken = numbers.find(numberOf(id));
+    if (taken != numbers.end())
+    {
+        refuse(source, id,
+               "is the identifier of another event, in " + taken->second);
+    }
 }
 
 /** All table files of the folders.
@@ -38,17 +61,21 @@ std::vector<fs::path> tableFiles(const std::vector<fs::path>& folders)
     return files;
 }
 
-/** Reads one file, naming it when that fails. */
-EventTableFile readFile(const fs::path& file)
+/** Adds one file, naming it when that fails. */
+void addFile(EventTable& table, const fs::path& file)
 {
+    std::string text;
+    EventTableFile parsed;
     try
     {
-        return parseEventTable(contentOf(file));
+        text = contentOf(file);
+        parsed = parseEventTable(text);
     }
     catch (const std::runtime_error& e)
     {
         throw EventTableError(file.string() + ": " + e.what());
     }
+    table.add(parsed, {file.string(), text});
 }
 
 } // namespace
@@ -59,29 +86,34 @@ EventTable EventTable::load(const std::vector<fs::path>& folders)
     const std::vector<fs::path> files = tableFiles(folders);
     if (files.empty())
     {
-        throw NoEventTable("there is no file *.json");
+        std::string looked;
+        for (const fs::path& folder : folders)
+        {
+            looked += (looked.empty() ? "" : " or ") + folder.string();
+        }
+        throw NoEventTable("there is no file *.json in " + looked);
     }
     for (const fs::path& file : files)
     {
-        table.add(readFile(file), file.string());
+        addFile(table, file);
     }
     return table;
 }
 
-void EventTable::add(const EventTableFile& file, const std::string& name)
+void EventTable::add(const EventTableFile& file, const EventSource& source)
 {
     for (const auto& [code, type] : file.eventTypes)
     {
-        add(type, code, name);
+        add(type, code, source);
     }
     for (const auto& [code, type] : file.sensorTypes)
     {
-        add(type, code, name);
+        add(type, code, source);
     }
 }
 
 void EventTable::add(const EventType& type, uint8_t code,
-                     const std::string& name)
+                     const EventSource& source)
 {
     std::unique_ptr<EventType>& known = eventTypes.at(code);
     if (known == nullptr)
@@ -92,16 +124,16 @@ void EventTable::add(const EventType& type, uint8_t code,
     {
         if (known->states.try_emplace(offset, state).second)
         {
-            claimForAll({state.asserted, name, categoryPlaceSize});
-            claimForAll({state.deasserted, name, categoryPlaceSize});
+            claimForAll(state.asserted.id, source);
+            claimForAll(state.deasserted.id, source);
         }
     }
 }
 
 void EventTable::add(const SensorType& type, uint8_t code,
-                     const std::string& name)
+                     const EventSource& source)
 {
-    checkCategory(type, code, name);
+    checkCategory(type, code, source);
     std::unique_ptr<SensorType>& known = sensorTypes.at(code);
     if (known == nullptr)
     {
@@ -112,8 +144,8 @@ void EventTable::add(const SensorType& type, uint8_t code,
     {
         if (known->states.try_emplace(offset, state).second)
         {
-            claimFor(code, {state.asserted, name, categorySize});
-            claimFor(code, {state.deasserted, name, categorySize});
+            claimFor(code, state.asserted.id, source);
+            claimFor(code, state.deasserted.id, source);
         }
     }
 }
@@ -121,58 +153,39 @@ void EventTable::add(const SensorType& type, uint8_t code,
 // A category stands for one sensor type, so that identifiers of different
 // sensor types always differ.
 void EventTable::checkCategory(const SensorType& type, uint8_t code,
-                               const std::string& name)
+                               const EventSource& source)
 {
-    const std::string place = placeIn(name, type.line) + ": " + hexByte(code);
-    const auto [taken, added] = categories.try_emplace(type.category, code);
-    if (taken->second != code)
-    {
-        throw EventTableError(place + ": Category " + type.category +
-                              " is that of " + hexByte(taken->second));
-    }
     const SensorType* known = sensorType(code);
     if (known != nullptr && known->category != type.category)
     {
-        throw EventTableError(place + ": Category " + type.category +
-                              " is not " + known->category +
-                              " as in a file before");
+        refuse(source, type.category,
+               "is not " + known->category + ", the category of " +
+                   hexByte(code) + " in a file before");
+    }
+    const auto [taken, added] = categories.try_emplace(type.category, code);
+    if (taken->second != code)
+    {
+        refuse(source, type.category,
+               "is the category of " + hexByte(taken->second));
     }
 }
 
-void EventTable::claimForAll(const Claim& claim)
+void EventTable::claimForAll(const std::string& id, const EventSource& source)
 {
-    const std::string number = claim.message.id.substr(claim.prefix);
-    const std::string place = placeIn(claim.file, claim.message.line);
     for (const auto& [code, numbers] : own)
     {
-        if (const auto taken = numbers.find(number); taken != numbers.end())
-        {
-            throw EventTableError(place + ": Id " + claim.message.id +
-                                  " is taken in " + taken->second);
-        }
+        ensureFree(numbers, id, source);
     }
-    if (const auto [taken, added] = common.try_emplace(number, place); !added)
-    {
-        throw EventTableError(place + ": Id " + claim.message.id +
-                              " is taken in " + taken->second);
-    }
+    ensureFree(common, id, source);
+    common.emplace(numberOf(id), source.name);
 }
 
-void EventTable::claimFor(uint8_t code, const Claim& claim)
+void EventTable::claimFor(uint8_t code, const std::string& id,
+                          const EventSource& source)
 {
-    const std::string number = claim.message.id.substr(claim.prefix);
-    const std::string place = placeIn(claim.file, claim.message.line);
-    auto taken = common.find(number);
-    bool free = taken == common.end();
-    if (free)
-    {
-        std::tie(taken, free) = own[code].try_emplace(number, place);
-    }
-    if (!free)
-    {
-        throw EventTableError(place + ": Id " + claim.message.id +
-                              " is taken in " + taken->second);
-    }
+    ensureFree(common, id, source);
+    ensureFree(own[code], id, source);
+    own[code].emplace(numberOf(id), source.name);
 }
 
 const EventState* EventTable::find(uint8_t sensor, uint8_t event,

@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace healthintf::host
@@ -18,6 +19,13 @@ namespace healthintf::host
 class NoEventTable : public EventTableError
 {
     using EventTableError::EventTableError;
+};
+
+/** A file that is added to the table, for messages about it. */
+struct EventSource
+{
+    std::string name;
+    std::string_view text;
 };
 
 /** Events of all files. Of a state that several files describe, the one that
@@ -34,9 +42,8 @@ class EventTable
 
     /** Adds what a file holds.
      *
-     *  @param[in] name of the file, for messages
      *  @throws EventTableError when two events would have one identifier */
-    void add(const EventTableFile& file, const std::string& name);
+    void add(const EventTableFile& file, const EventSource& source);
 
     /** What is known of a sensor type or of an event type, or null. */
     const SensorType* sensorType(uint8_t code) const
@@ -53,23 +60,16 @@ class EventTable
                            uint8_t offset) const;
 
   private:
-    /** Identifiers without their categories, and where they are from. */
+    /** Identifiers without their categories, and the files they are from. */
     using Numbers = std::map<std::string, std::string>;
 
-    /** A message to take an identifier for, and where it stands. */
-    struct Claim
-    {
-        const EventMessage& message;
-        const std::string& file;
-        std::size_t prefix;
-    };
-
-    void add(const EventType& type, uint8_t code, const std::string& name);
-    void add(const SensorType& type, uint8_t code, const std::string& name);
+    void add(const EventType& type, uint8_t code, const EventSource& source);
+    void add(const SensorType& type, uint8_t code, const EventSource& source);
     void checkCategory(const SensorType& type, uint8_t code,
-                       const std::string& name);
-    void claimForAll(const Claim& claim);
-    void claimFor(uint8_t code, const Claim& claim);
+                       const EventSource& source);
+    void claimForAll(const std::string& id, const EventSource& source);
+    void claimFor(uint8_t code, const std::string& id,
+                  const EventSource& source);
 
     std::array<std::unique_ptr<SensorType>, 256> sensorTypes;
     std::array<std::unique_ptr<EventType>, 128> eventTypes;

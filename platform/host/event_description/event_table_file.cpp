@@ -44,8 +44,7 @@ uint8_t numberOf(const JsonPlace& place, uint8_t lowest, uint8_t highest)
     unsigned int number = 0;
     const char* end = key.data() + key.size();
     const bool hex = key.size() == 4 && key.starts_with("0x");
-    if (!hex ||
-        std::from_chars(key.data() + 2, end, number, 16).ptr != end ||
+    if (!hex || std::from_chars(key.data() + 2, end, number, 16).ptr != end ||
         number < lowest || number > highest)
     {
         place.fail("is no number from " + hexByte(lowest) + " to " +
@@ -141,8 +140,7 @@ EventMessage readMessage(const JsonPlace& place, const std::string& category)
             .ledState = place.has("Led")
                             ? static_cast<LedState>(
                                   place.at("Led").asNumber(highestLedState))
-                            : ledStateOf(severity),
-            .line = place.line()};
+                            : ledStateOf(severity)};
 }
 
 using DetailLists = std::map<std::string, EventDetails>;
@@ -167,10 +165,10 @@ EventState readState(const JsonPlace& place, const std::string& category,
                      const DetailLists& lists)
 {
     place.allowOnly({"Asserted", "Deasserted", "Detail"});
-    EventState state{
-        .asserted = readMessage(place.at("Asserted"), category),
-        .deasserted = readMessage(place.at("Deasserted"), category),
-        .details = {}};
+    EventState state{.asserted = readMessage(place.at("Asserted"), category),
+                     .deasserted =
+                         readMessage(place.at("Deasserted"), category),
+                     .details = {}};
     if (place.has("Detail"))
     {
         const JsonPlace detail = place.at("Detail");
@@ -193,8 +191,7 @@ EventStates readStates(const JsonPlace& type, const std::string& category)
     }
     const DetailLists lists = readDetailLists(type);
     return readNumbered<EventState>(
-        type.at("Offsets"), 0x00, highestOffset,
-        [&](const JsonPlace& state) {
+        type.at("Offsets"), 0x00, highestOffset, [&](const JsonPlace& state) {
             return readState(state, category, lists);
         });
 }
@@ -240,8 +237,7 @@ SensorType readSensorType(const JsonPlace& place)
     return {.name = place.at("Name").asText(maxNameSize),
             .category = category,
             .component = readComponent(place.at("Component")),
-            .states = readStates(place, category),
-            .line = place.line()};
+            .states = readStates(place, category)};
 }
 
 } // namespace
@@ -273,8 +269,8 @@ EventTableFile parseEventTable(std::string_view text)
     }
     if (whole.has("SensorTypes"))
     {
-        file.sensorTypes = readNumbered<SensorType>(
-            whole.at("SensorTypes"), 0x01, 0xFF, readSensorType);
+        file.sensorTypes = readNumbered<SensorType>(whole.at("SensorTypes"),
+                                                    0x01, 0xFF, readSensorType);
     }
     return file;
 }

@@ -44,8 +44,6 @@ struct EventMessage
     std::string text;
     std::string lcd;
     LedState ledState = LedState::none;
-    /** Where it stands in its file. */
-    std::size_t line = 0;
 };
 
 /** What a number in an event's data means. */
@@ -84,8 +82,6 @@ struct SensorType
     /** Its name in a component's identifier. */
     std::string component;
     EventStates states;
-    /** Where it stands in its file. */
-    std::size_t line = 0;
 };
 
 struct EventTableFile

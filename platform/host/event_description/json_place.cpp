@@ -72,9 +72,9 @@ json JsonPlace::parse(std::string_view text)
     json parsed;
     try
     {
-        parsed = json::parse(
-            text,
-            [&twice](int /*depth*/, json::parse_event_t event, json& value) {
+        parsed =
+            json::parse(text, [&twice](int /*depth*/, json::parse_event_t event,
+                                       json& value) {
                 twice.note(event, value);
                 return true;
             });
@@ -82,9 +82,9 @@ json JsonPlace::parse(std::string_view text)
     catch (const json::parse_error& e)
     {
         const std::size_t before = e.byte > 0 ? e.byte - 1 : 0;
-        throw EventTableError(
-            "line " + std::to_string(lineOfByte(text, before)) +
-            ": no valid JSON");
+        throw EventTableError("line " +
+                              std::to_string(lineOfByte(text, before)) +
+                              ": no valid JSON");
     }
     if (!parsed.is_object())
     {
@@ -96,11 +96,6 @@ json JsonPlace::parse(std::string_view text)
 void JsonPlace::fail(const std::string& cause) const
 {
     failAt(text, keys, cause);
-}
-
-std::size_t JsonPlace::line() const
-{
-    return lineOfKeys(text, keys);
 }
 
 JsonPlace JsonPlace::below(const std::string& name, const json& what) const

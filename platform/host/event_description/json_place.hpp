@@ -30,9 +30,6 @@ class JsonPlace
     /** Throws with line, way and cause. */
     [[noreturn]] void fail(const std::string& cause) const;
 
-    /** The line that its key stands in. */
-    std::size_t line() const;
-
     /** The key that it stands under. */
     const std::string& key() const
     {

@@ -1,0 +1,126 @@
+#pragma once
+
+/** @file Event records, and what the platform says of them. */
+
+#include <platform/event_description.h>
+
+#include <array>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+
+using Record = std::array<uint8_t, 16>;
+
+/** What tells one event of a sensor from another. */
+struct SensorEvent
+{
+    unsigned int sensorType;
+    unsigned int eventType;
+    unsigned int offset;
+    bool asserted = true;
+    unsigned int sensorNumber = 0x30;
+    /** The upper half of event data 1: what the others hold. */
+    unsigned int use = 0;
+    unsigned int data2 = 0xFF;
+    unsigned int data3 = 0xFF;
+};
+
+/** The record of an event as IPMI 2.0 has it. */
+inline Record recordOf(const SensorEvent& event)
+{
+    const auto byte = [](unsigned int value) {
+        return static_cast<uint8_t>(value);
+    };
+    return {0x01,
+            0x00,
+            0x02,
+            0x80,
+            0x51,
+            0x01,
+            0x65,
+            0x20,
+            0x00,
+            0x04,
+            byte(event.sensorType),
+            byte(event.sensorNumber),
+            byte(event.eventType | (event.asserted ? 0x00 : 0x80)),
+            byte(event.use | event.offset),
+            byte(event.data2),
+            byte(event.data3)};
+}
+
+/** What the library reads of a description. */
+struct Described
+{
+    unsigned int severity;
+    std::string id;
+    std::string text;
+    std::vector<std::string> arguments;
+    std::string component;
+    unsigned int ledState;
+    std::string lcd;
+};
+
+inline void throwUnlessZero(int result)
+{
+    if (result != 0)
+    {
+        throw std::runtime_error("no description: " + std::to_string(result));
+    }
+}
+
+/** Describes a record, for a caller that is attached. */
+inline Described describe(const Record& record)
+{
+    std::array<char, JNL_ENTRY_SIZE> entry{};
+    std::array<char, LCD_ENTRY_SIZE> lcd{};
+    throwUnlessZero(TransformSELEventToJNLEntry(record.data(), entry.data()));
+    throwUnlessZero(TransformSELEventToLCD(record.data(), lcd.data()));
+    const auto byte = [](char value) {
+        return static_cast<unsigned int>(static_cast<unsigned char>(value));
+    };
+    const char* start = entry.data();
+    Described described{.severity =
+                            byte(start[JNL_ENTRY_SEVERITY_OFFSET]) +
+                            byte(start[JNL_ENTRY_SEVERITY_OFFSET + 1]) * 256,
+                        .id = start + JNL_ENTRY_MESSAGE_ID_OFFSET,
+                        .text = start + JNL_ENTRY_MESSAGE_OFFSET,
+                        .arguments = {},
+                        .component = start + JNL_ENTRY_DESCRIPTION_OFFSET,
+                        .ledState = byte(lcd[LCD_ENTRY_LED_STATE_OFFSET]),
+                        .lcd = lcd.data() + LCD_ENTRY_TEXT_OFFSET};
+    for (unsigned int i = 0; i < byte(start[JNL_ENTRY_ARGUMENT_COUNT_OFFSET]);
+         ++i)
+    {
+        described.arguments.emplace_back(start + JNL_ENTRY_ARGUMENTS_OFFSET +
+                                         i * JNL_ENTRY_ARGUMENT_SIZE);
+    }
+    return described;
+}
+
+inline Described describe(const SensorEvent& event)
+{
+    return describe(recordOf(event));
+}
+
+/** Attaches to the platform's library while it lives. */
+class Attached
+{
+  public:
+    Attached() : result(IPMI_SELCSSDSELAttach())
+    {}
+    ~Attached()
+    {
+        IPMI_SELCSSDSELDetach();
+    }
+    Attached(const Attached&) = delete;
+    Attached& operator=(const Attached&) = delete;
+
+    const int result;
+};
+
+} // namespace healthintf::test

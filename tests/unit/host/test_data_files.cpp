@@ -1,0 +1,68 @@
+#include "data_files.hpp"
+
+#include "temporary_folder.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace healthintf::host
+{
+namespace
+{
+
+using test::TemporaryFolder;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr const char* variable = "HEALTHINTF_TEST_PATH";
+
+TEST(DataFiles, AreLookedForInTheFoldersOfAVariable)
+{
+    setenv(variable, "/one::/two:", 1);
+    EXPECT_THAT(searchPath(variable, "/three"), ElementsAre("/one", "/two"));
+    setenv(variable, "", 1);
+    EXPECT_THAT(searchPath(variable, "/three"), IsEmpty());
+    unsetenv(variable);
+    EXPECT_THAT(searchPath(variable, "/three:/four"),
+                ElementsAre("/three", "/four"));
+}
+
+TEST(DataFiles, ComeInTheOrderOfTheirNames)
+{
+    const TemporaryFolder folder;
+    const auto second = folder.write("b.json", "");
+    const auto first = folder.write("a.json", "");
+    folder.write("c.txt", "");
+    folder.write("below/d.json", "");
+    std::error_code error;
+    EXPECT_THAT(jsonFilesOf(folder.path(), error), ElementsAre(first, second));
+    EXPECT_FALSE(error);
+}
+
+TEST(DataFiles, AreNoneInAFolderThatIsNotThere)
+{
+    const TemporaryFolder folder;
+    std::error_code error;
+    EXPECT_THAT(jsonFilesOf(folder.path() / "missing", error), IsEmpty());
+    EXPECT_FALSE(error);
+}
+
+TEST(DataFiles, TellOfAFolderThatIsNone)
+{
+    const TemporaryFolder folder;
+    std::error_code error;
+    EXPECT_THAT(jsonFilesOf(folder.write("file", ""), error), IsEmpty());
+    EXPECT_TRUE(error);
+}
+
+TEST(DataFiles, AreReadWhole)
+{
+    const TemporaryFolder folder;
+    EXPECT_EQ(contentOf(folder.write("a", "one\ntwo")), "one\ntwo");
+    EXPECT_THROW(contentOf(folder.path() / "missing"), std::runtime_error);
+}
+
+} // namespace
+} // namespace healthintf::host
