@@ -32,11 +32,11 @@ struct EventRecord
     /** Which state of the event type it is about. */
     uint8_t offset = 0;
     /** Of a threshold event the reading and the threshold, both raw. */
-    OptionalByte reading;
-    OptionalByte threshold;
+    OptionalByte reading = std::nullopt;
+    OptionalByte threshold = std::nullopt;
     /** Of another event what event data 2 and 3 hold for its state. */
-    OptionalByte extension2;
-    OptionalByte extension3;
+    OptionalByte extension2 = std::nullopt;
+    OptionalByte extension3 = std::nullopt;
 };
 
 /** @param[in] record 16 bytes */

@@ -199,7 +199,7 @@ EventStates readStates(const JsonPlace& type, const std::string& category)
 EventType readEventType(const JsonPlace& place)
 {
     place.allowOnly({"Name", "Details", "Offsets"});
-    if (place.key() == hexByte(sensorSpecificEvent))
+    if (numberOf(place, 0x01, highestEventType) == sensorSpecificEvent)
     {
         place.fail("is for states that stand under SensorTypes");
     }

@@ -304,7 +304,7 @@ const std::vector<IpmiType>& ipmiSensorTypes()
              {0x00, assertedWarning, {"sensor", "unavailable"}},
              {0x01, assertedWarning, {"controller", "unavailable"}},
              {0x02, assertedCritical, {"controller", "off-line"}},
-             {0x03, assertedCritical, {"controller", "available"}},
+             {0x03, assertedCritical, {"controller", "unavailable"}},
              {0x04, assertedWarning, {"sensor failure"}},
              {0x05, assertedWarning, {"FRU", "failure"}},
          }},

@@ -1,6 +1,5 @@
-#include "event_description/event_entries.hpp"
-
 #include "event_description/described_event.hpp"
+#include "event_description/event_entries.hpp"
 
 #include <platform/event_description.h>
 
@@ -61,13 +60,13 @@ TEST(EventEntries, HoldAnEventAtItsOffsets)
 TEST(EventEntries, CutWhatIsTooLong)
 {
     const std::string lengthy(600, 'x');
-    const DescribedEvent event{
-        .severity = EventSeverity::critical,
-        .id = lengthy,
-        .text = lengthy,
-        .arguments = std::vector<std::string>(7, lengthy),
-        .component = lengthy,
-        .lcd = lengthy};
+    const DescribedEvent event{.severity = EventSeverity::critical,
+                               .id = lengthy,
+                               .text = lengthy,
+                               .arguments =
+                                   std::vector<std::string>(7, lengthy),
+                               .component = lengthy,
+                               .lcd = lengthy};
     Guarded<JNL_ENTRY_SIZE> journal;
     writeJournalEntry(event, journal.entry.data());
     EXPECT_EQ(std::string(&journal.entry[6]).size(), 15u);
@@ -84,7 +83,8 @@ TEST(EventEntries, CutWhatIsTooLong)
 
 TEST(EventEntries, AreNotCutWithinACharacter)
 {
-    const DescribedEvent event{.text = std::string(254, 'x') + "é"};
+    DescribedEvent event;
+    event.text = std::string(254, 'x') + "é";
     Guarded<JNL_ENTRY_SIZE> journal;
     writeJournalEntry(event, journal.entry.data());
     EXPECT_EQ(std::string(&journal.entry[22]), std::string(254, 'x'));

@@ -1,5 +1,4 @@
 #include "event_description/event_record.hpp"
-
 #include "event_records.hpp"
 
 #include <gtest/gtest.h>

@@ -1,1 +1,164 @@
+#include "event_description/event_record.hpp"
+#include "event_description/event_table.hpp"
+#include "event_table_text.hpp"
+#include "temporary_folder.hpp"
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+namespace healthintf::host
+{
+namespace
+{
+
+using test::eventState;
+using test::eventTypeFile;
+using test::sensorTypeFile;
+using testing::HasSubstr;
+
+class EventTables : public testing::Test
+{
+  protected:
+    EventTable load() const
+    {
+        return EventTable::load(
+            {folder.path() / "own", folder.path() / "shipped"});
+    }
+
+    std::string failure() const
+    {
+        try
+        {
+            load();
+        }
+        catch (const EventTableError& e)
+        {
+            return e.what();
+        }
+        return "none";
+    }
+
+    std::string pathOf(const std::string& name) const
+    {
+        return (folder.path() / name).string();
+    }
+
+    /** A file with one state of sensor type 0xC0. */
+    void writeState(const std::string& name, const std::string& offset,
+                    const std::string& number) const
+    {
+        folder.write(name, sensorTypeFile("0xC0", "BLD",
+                                          "\"" + offset + "\": " +
+                                              eventState("BLD", number)));
+    }
+
+    test::TemporaryFolder folder;
+};
+
+TEST_F(EventTables, FindStatesOfAllFiles)
+{
+    writeState("own/a.json", "0x01", "31");
+    writeState("shipped/b.json", "0x02", "32");
+    folder.write(
+        "shipped/c.json",
+        eventTypeFile("0x03", "\"0x01\": " + eventState("{category}", "41")));
+    const EventTable table = load();
+    EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 1)->asserted.id, "BLD31");
+    EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 2)->asserted.id, "BLD32");
+    EXPECT_EQ(table.find(0xC0, 0x03, 1)->asserted.id, "{category}41");
+    EXPECT_EQ(table.find(0x99, 0x03, 1)->asserted.id, "{category}41");
+    EXPECT_EQ(table.sensorType(0xC0)->category, "BLD");
+    EXPECT_EQ(table.eventType(0x03)->name, "Own");
+}
+
+TEST_F(EventTables, FindNothingForWhatIsNotThere)
+{
+    writeState("own/a.json", "0x01", "31");
+    const EventTable table = load();
+    EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 2), nullptr);
+    EXPECT_EQ(table.find(0xC1, sensorSpecificEvent, 1), nullptr);
+    EXPECT_EQ(table.find(0xC0, 0x03, 1), nullptr);
+    EXPECT_EQ(table.find(0xC0, 0xFF, 1), nullptr);
+    EXPECT_EQ(table.sensorType(0xC1), nullptr);
+    EXPECT_EQ(table.eventType(0x03), nullptr);
+}
+
+TEST_F(EventTables, TakeTheStateThatIsReadFirst)
+{
+    writeState("own/b.json", "0x01", "31");
+    writeState("own/c.json", "0x01", "32");
+    writeState("shipped/a.json", "0x01", "33");
+    EXPECT_EQ(load().find(0xC0, sensorSpecificEvent, 1)->asserted.id, "BLD31");
+}
+
+TEST_F(EventTables, AreNotThereWithoutAFile)
+{
+    EXPECT_THROW(load(), NoEventTable);
+    EXPECT_EQ(failure(), "there is no file *.json in " + pathOf("own") +
+                             " or " + pathOf("shipped"));
+}
+
+TEST_F(EventTables, AreRefusedWithABadFile)
+{
+    writeState("own/a.json", "0x01", "31");
+    folder.write("shipped/b.json", "{\n]");
+    EXPECT_EQ(failure(), pathOf("shipped/b.json") + ": line 2: no valid JSON");
+}
+
+TEST_F(EventTables, AreRefusedWithAFolderThatIsNone)
+{
+    folder.write("own", "");
+    EXPECT_THAT(failure(), HasSubstr(pathOf("own") + ": "));
+}
+
+TEST_F(EventTables, GiveNoTwoStatesOneIdentifier)
+{
+    writeState("own/a.json", "0x01", "31");
+    writeState("own/b.json", "0x02", "31");
+    EXPECT_EQ(failure(), pathOf("own/b.json") +
+                             ": line 2: BLD31 is the identifier of another "
+                             "event, in " +
+                             pathOf("own/a.json"));
+}
+
+TEST_F(EventTables, GiveNoTwoStatesOfAFileOneIdentifier)
+{
+    folder.write("own/a.json",
+                 sensorTypeFile("0xC0", "BLD",
+                                "\"0x01\": " + eventState("BLD", "31") +
+                                    ",\n\"0x02\": " + eventState("BLD", "31")));
+    EXPECT_THAT(failure(), HasSubstr("a.json: line 7: BLD31 is the identifier "
+                                     "of another event"));
+}
+
+TEST_F(EventTables, GiveNoStateAnIdentifierOfAnEventType)
+{
+    const std::string common =
+        eventTypeFile("0x03", "\"0x01\": " + eventState("{category}", "31"));
+    writeState("own/b.json", "0x01", "31");
+    folder.write("own/a.json", common);
+    EXPECT_THAT(failure(), HasSubstr("b.json: line 2: BLD31 is the"));
+    folder.write("own/a.json", "{}");
+    folder.write("own/c.json", common);
+    EXPECT_THAT(failure(), HasSubstr("c.json: line 2: {category}31 is the"));
+}
+
+TEST_F(EventTables, KeepACategoryForOneSensorType)
+{
+    folder.write("own/a.json", sensorTypeFile("0xC0", "BLD", ""));
+    folder.write("own/b.json", "\n" + sensorTypeFile("0xC1", "BLD", ""));
+    EXPECT_EQ(failure(),
+              pathOf("own/b.json") + ": line 2: BLD is the category of 0xC0");
+}
+
+TEST_F(EventTables, KeepOneCategoryForASensorType)
+{
+    folder.write("own/a.json", sensorTypeFile("0xC0", "BLD", ""));
+    folder.write("own/b.json", sensorTypeFile("0xC0", "BLE", ""));
+    EXPECT_EQ(failure(), pathOf("own/b.json") +
+                             ": line 1: BLE is not BLD, the category of 0xC0 "
+                             "in a file before");
+}
+
+} // namespace
+} // namespace healthintf::host

@@ -12,9 +12,8 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-const EventValues values{{"sensor", "Fan sensor 0x30"},
-                         {"number", "0x30"},
-                         {"reading", "0x05"}};
+const EventValues values{
+    {"sensor", "Fan sensor 0x30"}, {"number", "0x30"}, {"reading", "0x05"}};
 
 TEST(EventText, IsFilledWithItsValues)
 {
@@ -82,8 +81,7 @@ TEST(EventText, MustCloseWhatItOpens)
         EXPECT_EQ(textProblem(text, TextUse::message), "has a { without a }")
             << text;
     }
-    EXPECT_EQ(textProblem("sensor}", TextUse::message),
-              "has a } without a {");
+    EXPECT_EQ(textProblem("sensor}", TextUse::message), "has a } without a {");
     for (const char* text : {"[a", "a]", "[a[b]]", "[a]]"})
     {
         EXPECT_EQ(textProblem(text, TextUse::message),
