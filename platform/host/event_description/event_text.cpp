@@ -2,19 +2,27 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace healthintf::host
 {
 namespace
 {
 
-/** Placeholders that only some records have a value for. */
-constexpr std::array<std::string_view, 5> optionalNames{
-    "reading", "threshold", "extension2", "extension3", "detail"};
+/** The placeholders of messages in the order of the arguments. */
+constexpr std::array<std::string_view, 7> argumentNames{
+    "sensor", "number",     "reading",   "threshold",
+    "detail", "extension2", "extension3"};
 
+bool isMessageName(std::string_view name)
+{
+    return std::ranges::find(argumentNames, name) != argumentNames.end();
+}
+
+/** Whether only some records have a value for a placeholder. */
 bool isOptional(std::string_view name)
 {
-    return std::ranges::find(optionalNames, name) != optionalNames.end();
+    return isMessageName(name) && name != "sensor" && name != "number";
 }
 
 bool isKnown(std::string_view name, TextUse use)
@@ -28,7 +36,7 @@ bool isKnown(std::string_view name, TextUse use)
         case TextUse::message:
             break;
     }
-    return name == "sensor" || name == "number" || isOptional(name);
+    return isMessageName(name);
 }
 
 /** The next of "{", "[" and their ends in a text, taken off with what stands
@@ -63,16 +71,23 @@ std::string nameProblem(std::string_view name, TextUse use, bool inBrackets)
     return {};
 }
 
+/** A text that is being filled in, and the placeholders that it had. */
+struct Filling
+{
+    std::string text;
+    std::vector<std::string_view> names;
+};
+
 /** Fills in a text without brackets.
  *
  *  @return whether there was a value for each placeholder */
 bool fillPlain(std::string_view text, const EventValues& values,
-               FilledText& filled)
+               Filling& filling)
 {
     std::string_view before;
     while (nextMark(text, before) == '{')
     {
-        filled.text += before;
+        filling.text += before;
         std::string_view name;
         nextMark(text, name);
         const auto value = values.find(name);
@@ -80,15 +95,26 @@ bool fillPlain(std::string_view text, const EventValues& values,
         {
             return false;
         }
-        filled.text += value->second;
-        if (std::ranges::find(filled.arguments, value->second) ==
-            filled.arguments.end())
+        filling.text += value->second;
+        filling.names.push_back(name);
+    }
+    filling.text += before;
+    return true;
+}
+
+/** The values of the placeholders that a text had. */
+std::vector<std::string> argumentsOf(const std::vector<std::string_view>& names,
+                                     const EventValues& values)
+{
+    std::vector<std::string> arguments;
+    for (const std::string_view name : argumentNames)
+    {
+        if (std::ranges::find(names, name) != names.end())
         {
-            filled.arguments.push_back(value->second);
+            arguments.push_back(values.find(name)->second);
         }
     }
-    filled.text += before;
-    return true;
+    return arguments;
 }
 
 } // namespace
@@ -131,21 +157,21 @@ std::string textProblem(std::string_view text, TextUse use)
 
 FilledText fillText(std::string_view text, const EventValues& values)
 {
-    FilledText filled;
+    Filling filling;
     while (!text.empty())
     {
         const std::size_t open = std::min(text.find('['), text.size());
-        fillPlain(text.substr(0, open), values, filled);
+        fillPlain(text.substr(0, open), values, filling);
         text.remove_prefix(std::min(open + 1, text.size()));
         const std::size_t close = std::min(text.find(']'), text.size());
-        FilledText with = filled;
+        Filling with = filling;
         if (fillPlain(text.substr(0, close), values, with))
         {
-            filled = std::move(with);
+            filling = std::move(with);
         }
         text.remove_prefix(std::min(close + 1, text.size()));
     }
-    return filled;
+    return {std::move(filling.text), argumentsOf(filling.names, values)};
 }
 
 } // namespace healthintf::host

@@ -17,7 +17,8 @@ namespace healthintf::host
 /** Values of an event by the names of their placeholders. */
 using EventValues = std::map<std::string, std::string, std::less<>>;
 
-/** A text and the values that it was filled with, each once. */
+/** A text and the values that it was filled with: the sensor first, then its
+ *  number, reading, threshold, detail, and the extensions. */
 struct FilledText
 {
     std::string text;

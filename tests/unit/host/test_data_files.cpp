@@ -1,5 +1,4 @@
 #include "data_files.hpp"
-
 #include "temporary_folder.hpp"
 
 #include <gmock/gmock.h>

@@ -147,7 +147,7 @@ TEST(EventTableFile, HasTextsThatFit)
                 EndsWith("Text: is longer than 255 bytes"));
     EXPECT_EQ(
         problemOf(fileWith("{category} {number} broke",
-                           "{category} {number} " + std::string(24, 'x'))),
+                           "{category} {number} " + std::string(23, 'x'))),
         "none");
     EXPECT_THAT(
         problemOf(fileWith("{category} {number} broke",

@@ -21,13 +21,13 @@ TEST(EventText, IsFilledWithItsValues)
         fillText("{sensor} stopped at {reading}, {number}.", values);
     EXPECT_EQ(filled.text, "Fan sensor 0x30 stopped at 0x05, 0x30.");
     EXPECT_THAT(filled.arguments,
-                ElementsAre("Fan sensor 0x30", "0x05", "0x30"));
+                ElementsAre("Fan sensor 0x30", "0x30", "0x05"));
 }
 
-TEST(EventText, HasEachArgumentOnce)
+TEST(EventText, HasEachArgumentOnceAndTheSensorFirst)
 {
-    EXPECT_THAT(fillText("{number}, {number}", values).arguments,
-                ElementsAre("0x30"));
+    EXPECT_THAT(fillText("{number}, {number} of {sensor}", values).arguments,
+                ElementsAre("Fan sensor 0x30", "0x30"));
 }
 
 TEST(EventText, LeavesOutBracketsWithoutAllTheirValues)

@@ -1,12 +1,12 @@
 #include "event_records.hpp"
 #include "ipmi_states.hpp"
+#include "speaks_of.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -25,32 +25,6 @@ constexpr unsigned int sensorSpecific = 0x6F;
 constexpr unsigned int critical = 1;
 constexpr unsigned int warning = 2;
 constexpr unsigned int informational = 3;
-
-std::string lowered(std::string text)
-{
-    std::ranges::transform(text, text.begin(), [](unsigned char c) {
-        return static_cast<char>(std::tolower(c));
-    });
-    return text;
-}
-
-/** Whether a text has a word that begins like @p word, in any case. */
-bool speaksOf(const std::string& text, const std::string& word)
-{
-    const std::string in = lowered(text);
-    const std::string what = lowered(word);
-    for (auto at = in.find(what); at != std::string::npos;
-         at = in.find(what, at + 1))
-    {
-        const char before = at == 0 ? ' ' : in[at - 1];
-        if (std::isalnum(static_cast<unsigned char>(before)) == 0 &&
-            before != '-')
-        {
-            return true;
-        }
-    }
-    return false;
-}
 
 unsigned int severityOf(Fault fault, bool asserted)
 {

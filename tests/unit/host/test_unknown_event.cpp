@@ -1,6 +1,5 @@
-#include "event_description/unknown_event.hpp"
-
 #include "event_description/event_record.hpp"
+#include "event_description/unknown_event.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
