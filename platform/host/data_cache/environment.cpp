@@ -63,6 +63,12 @@ std::size_t freePages(MDB_env* environment)
     return pages;
 }
 
+std::size_t pagesOf(const MDB_stat& table)
+{
+    return table.ms_branch_pages + table.ms_leaf_pages +
+           table.ms_overflow_pages;
+}
+
 /** Whether a data file that nobody uses is one of LMDB's. */
 bool intact(const fs::path& folder)
 {
@@ -109,18 +115,23 @@ void Environment::makeRoomForRecord(const Transaction& transaction,
                                     std::size_t size)
 {
     MDB_envinfo info{};
-    MDB_stat stat{};
+    MDB_stat before{};
+    MDB_stat now{};
     checkLmdb("mdb_env_info", mdb_env_info(environment.get(), &info));
-    checkLmdb("mdb_stat", mdb_stat(transaction.get(), records, &stat));
+    checkLmdb("mdb_env_stat", mdb_env_stat(environment.get(), &before));
+    checkLmdb("mdb_stat", mdb_stat(transaction.get(), records, &now));
+    // What the transaction itself has taken is in no count of the environment.
+    const std::size_t grown =
+        pagesOf(now) - std::min(pagesOf(now), pagesOf(before));
     const auto fits = [&](std::size_t pages) {
-        return pages * stat.ms_psize + reserve <= info.me_mapsize;
+        return pages * now.ms_psize + reserve <= info.me_mapsize;
     };
-    const std::size_t pages = info.me_last_pgno + 1;
+    const std::size_t pages = info.me_last_pgno + 1 + grown;
     if (!fits(pages) && !fits(pages - freePages(environment.get())))
     {
         throw LmdbError("no room for another record", MDB_MAP_FULL);
     }
-    makeBlocks(reserve + size);
+    makeBlocks(reserve + size + grown * now.ms_psize);
 }
 
 void Environment::makeRoomForChange(std::size_t size)
@@ -144,7 +155,7 @@ void Environment::makeBlocks(std::size_t spare)
         return;
     }
     const std::size_t wanted =
-        limited(pages * stat.ms_psize + std::max(spare, 2 * reserve));
+        limited(pages * stat.ms_psize + std::max(spare, reserve) + reserve);
     mdb_filehandle_t file = -1;
     checkLmdb("mdb_env_get_fd", mdb_env_get_fd(environment.get(), &file));
     allocateBlocks(file, wanted, folder / dataFile);

@@ -44,7 +44,8 @@ class Environment
     }
 
     /** Makes sure that there is room for another record and, after it, for
-     *  changing and removing records.
+     *  changing and removing records. A transaction that puts several asks
+     *  before each.
      *
      *  @param[in] transaction a write transaction
      *  @param[in] size the record's size in bytes

@@ -207,19 +207,27 @@ int putRecord(RecordKind kind, const std::string& path,
               std::string_view payload)
 {
     return writeCache([&](Environment& cache, const Transaction& transaction) {
-        cache.makeRoomForRecord(transaction, headerSize + payload.size());
         Key at(kind, path);
         if (standsBack && isTaken(cache, transaction, at))
         {
             return EEXIST;
         }
-        MDB_val key = at.value();
-        MDB_val room{headerSize + payload.size(), nullptr};
-        checkLmdb("mdb_put", mdb_put(transaction.get(), cache.table(), &key,
-                                     &room, MDB_RESERVE));
-        writeRecord(room, payload);
+        putRecord(cache, transaction, kind, path, payload);
         return 0;
     });
+}
+
+void putRecord(Environment& cache, const Transaction& transaction,
+               RecordKind kind, const std::string& path,
+               std::string_view payload)
+{
+    cache.makeRoomForRecord(transaction, headerSize + payload.size());
+    Key at(kind, path);
+    MDB_val key = at.value();
+    MDB_val room{headerSize + payload.size(), nullptr};
+    checkLmdb("mdb_put", mdb_put(transaction.get(), cache.table(), &key, &room,
+                                 MDB_RESERVE));
+    writeRecord(room, payload);
 }
 
 int editRecord(RecordKind kind, const std::string& path,
@@ -290,18 +298,18 @@ long readRecords(RecordKind kind, const std::vector<std::string>& prefixes,
         });
 }
 
-void removeRecordsOf(const ProcessIdentity& owner, RecordKind kind,
-                     const Environment& cache, const Transaction& transaction,
-                     const std::function<void(std::string_view path)>& removed)
+void removeRecords(const Environment& cache, const Transaction& transaction,
+                   RecordKind kind, const std::string& prefix,
+                   const std::function<bool(std::string_view path,
+                                            std::string_view value)>& unwanted)
 {
     Cursor cursor(transaction.get(), cache.table());
-    const Key start(kind, "");
+    const Key start(kind, prefix);
     for (bool more = cursor.seek(start.text());
          more && cursor.key().starts_with(start.text()); more = cursor.next())
     {
-        if (parseRecord(cursor.value()).owner == owner)
+        if (unwanted(cursor.key().substr(1), cursor.value()))
         {
-            removed(cursor.key().substr(1));
             cursor.remove();
         }
     }

@@ -21,6 +21,7 @@ enum class RecordKind : char
 {
     faultEntry = 'f',
     healthStatus = 'h',
+    selEntry = 's',
 };
 
 /** Bytes of a payload. */
@@ -35,9 +36,19 @@ struct ByteRange
  *  ByteReader::getLive(). */
 constexpr ByteRange liveBytes(RecordKind kind)
 {
+    constexpr ByteRange none{0, 0};
     constexpr ByteRange hidden{16, 17};
     constexpr ByteRange health{0, 4};
-    return kind == RecordKind::faultEntry ? hidden : health;
+    switch (kind)
+    {
+        case RecordKind::faultEntry:
+            return hidden;
+        case RecordKind::healthStatus:
+            return health;
+        case RecordKind::selEntry:
+            break;
+    }
+    return none;
 }
 
 /** A record as it stands in the cache; valid during its transaction. */
@@ -87,12 +98,22 @@ long readRecords(RecordKind kind, const std::vector<std::string>& prefixes,
                  const std::function<void(std::string_view path,
                                           const StoredRecord& record)>& visit);
 
-/** Removes every record of a kind that belongs to one process, as part of a
+/** Puts a record of this process, whosever was there, as part of a
  *  transaction.
  *
- *  @param[in] removed called with the path of each */
-void removeRecordsOf(const ProcessIdentity& owner, RecordKind kind,
-                     const Environment& cache, const Transaction& transaction,
-                     const std::function<void(std::string_view path)>& removed);
+ *  @throws std::exception when there is no room for it */
+void putRecord(Environment& cache, const Transaction& transaction,
+               RecordKind kind, const std::string& path,
+               std::string_view payload);
+
+/** Removes every record of a kind that is wanted gone, as part of a
+ *  transaction.
+ *
+ *  @param[in] prefix what the records' paths begin with
+ *  @param[in] unwanted whether a record shall go */
+void removeRecords(const Environment& cache, const Transaction& transaction,
+                   RecordKind kind, const std::string& prefix,
+                   const std::function<bool(std::string_view path,
+                                            std::string_view value)>& unwanted);
 
 } // namespace healthintf::host

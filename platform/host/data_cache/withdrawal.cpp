@@ -55,12 +55,22 @@ int withdrawRecords(const ProcessIdentity& owner,
     keys.clear();
     return writeCache(
         [&](const Environment& cache, const Transaction& transaction) {
-            removeRecordsOf(owner, RecordKind::healthStatus, cache, transaction,
-                            [&](std::string_view key) {
-                                keys.emplace_back(key);
-                            });
-            removeRecordsOf(owner, RecordKind::faultEntry, cache, transaction,
-                            [](std::string_view) {});
+            const auto isTheirs = [&owner](std::string_view value) {
+                return parseRecord(value).owner == owner;
+            };
+            removeRecords(cache, transaction, RecordKind::healthStatus, "",
+                          [&](std::string_view key, std::string_view value) {
+                              const bool goes = isTheirs(value);
+                              if (goes)
+                              {
+                                  keys.emplace_back(key);
+                              }
+                              return goes;
+                          });
+            removeRecords(cache, transaction, RecordKind::faultEntry, "",
+                          [&](std::string_view, std::string_view value) {
+                              return isTheirs(value);
+                          });
             return 0;
         });
 }

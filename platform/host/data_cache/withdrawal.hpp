@@ -37,7 +37,8 @@ struct HealthRecord
 PLATFORM_API std::optional<HealthRecord>
 findHealthRecord(const std::string& key);
 
-/** Removes every record of one process.
+/** Removes every health record and fault entry of one process. Entries of the
+ *  log stay: they mirror what lasts, whoever has written them.
  *
  *  @param[in] owner the process, which must be dead
  *  @param[out] keys replaced by the keys whose health records were removed

@@ -1,12 +1,12 @@
-#include "../bus_handles.hpp"
 #include "../host_log.hpp"
+#include "../kept_bus.hpp"
 #include "protocol.hpp"
 
 #include <platform/data_abstraction/healthmgr.hpp>
 
-#include <cerrno>
 #include <cstring>
 #include <string>
+#include <system_error>
 
 namespace
 {
@@ -14,58 +14,26 @@ namespace
 using namespace healthintf;
 using namespace healthintf::host;
 
-/** This thread's default connection, kept until the thread ends: the bus
- *  forgets a message for a service that it still has to start when the sender
- *  goes away. */
-BusPtr& keptBus()
-{
-    static thread_local BusPtr kept;
-    return kept;
-}
-
-/** Sends a request on the kept connection, which is opened when there is
- *  none.
+/** Sends a request on the kept connection.
  *
- *  @return 0 or a negative errno */
-int send(const std::string& service, const std::string& path,
-         const std::string& key)
+ *  @throws std::system_error when it could not be sent */
+void send(const std::string& service, const std::string& path,
+          const std::string& key)
 {
-    BusPtr& bus = keptBus();
-    int result = 0;
-    if (!bus)
-    {
-        sd_bus* opened = nullptr;
-        result = sd_bus_default(&opened);
-        bus.reset(opened);
-    }
+    sd_bus* bus = keptBus();
     sd_bus_message* raw = nullptr;
-    if (result >= 0)
-    {
-        result = sd_bus_message_new_method_call(
-            bus.get(), &raw, service.c_str(), path.c_str(),
-            healthManagerInterface, addHealthObjectMethod);
-    }
+    checkBus("sd_bus_message_new_method_call",
+             sd_bus_message_new_method_call(
+                 bus, &raw, service.c_str(), path.c_str(),
+                 healthManagerInterface, addHealthObjectMethod));
     const MessagePtr message(raw);
-    if (result >= 0)
-    {
-        result = sd_bus_message_append(raw, "s", key.c_str());
-    }
-    if (result >= 0)
-    {
-        result = sd_bus_message_set_expect_reply(raw, 0);
-    }
-    if (result >= 0)
-    {
-        result = sd_bus_send(bus.get(), raw, nullptr);
-    }
+    checkBus("sd_bus_message_append",
+             sd_bus_message_append(raw, "s", key.c_str()));
+    checkBus("sd_bus_message_set_expect_reply",
+             sd_bus_message_set_expect_reply(raw, 0));
+    checkBus("sd_bus_send", sd_bus_send(bus, raw, nullptr));
     // Nobody may ever process this connection again.
-    return result >= 0 ? sd_bus_flush(bus.get()) : result;
-}
-
-/** Whether a failure means that the connection is gone. */
-bool isLoss(int result)
-{
-    return result == -ECONNRESET || result == -ENOTCONN || result == -EPIPE;
+    checkBus("sd_bus_flush", sd_bus_flush(bus));
 }
 
 } // namespace
@@ -75,18 +43,16 @@ int DataAbstraction::Healthmgr::AddHealthObject(
     // NOLINTNEXTLINE(performance-unnecessary-value-param): as declared
     std::string key)
 {
-    int result = send(service, path, key);
-    if (isLoss(result))
+    try
     {
-        keptBus().reset();
-        result = send(service, path, key);
+        send(service, path, key);
+        return 0;
     }
-    if (result < 0)
+    catch (const std::system_error& e)
     {
         HOST_LOG(log::warning,
                  "%s.%d.%s: unable to ask %s for the health node %s: %s",
-                 service.c_str(), key.c_str(), std::strerror(-result));
-        return -result;
+                 service.c_str(), key.c_str(), std::strerror(e.code().value()));
+        return e.code().value();
     }
-    return 0;
 }

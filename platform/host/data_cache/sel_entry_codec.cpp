@@ -1,0 +1,44 @@
+#include "sel_entry_codec.hpp"
+
+#include "byte_codec.hpp"
+
+namespace healthintf::host
+{
+
+std::string encodeSelEntry(const SELEntryProperties& entry)
+{
+    std::string payload;
+    constexpr std::size_t usualSize = 256;
+    payload.reserve(usualSize);
+    ByteWriter writer(payload);
+    writer.put(entry.recordId);
+    writer.put(entry.timestamp);
+    for (const uint8_t byte : entry.record)
+    {
+        writer.put(byte);
+    }
+    writer.put(entry.sensor.firstByte);
+    writer.put(entry.sensor.secondByte);
+    writer.put(entry.sensor.name);
+    writer.put(entry.sensor.path);
+    return payload;
+}
+
+SELEntryProperties decodeSelEntry(std::string_view payload)
+{
+    ByteReader reader(payload);
+    SELEntryProperties entry;
+    entry.recordId = reader.get<uint16_t>();
+    entry.timestamp = reader.get<uint32_t>();
+    for (uint8_t& byte : entry.record)
+    {
+        byte = reader.get<uint8_t>();
+    }
+    entry.sensor.firstByte = reader.get<uint8_t>();
+    entry.sensor.secondByte = reader.get<uint8_t>();
+    entry.sensor.name = reader.getText();
+    entry.sensor.path = reader.getText();
+    return entry;
+}
+
+} // namespace healthintf::host

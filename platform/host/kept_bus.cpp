@@ -1,0 +1,40 @@
+#include "kept_bus.hpp"
+
+#include <poll.h>
+
+namespace healthintf::host
+{
+namespace
+{
+
+/** Whether a connection is still one as far as can be told without using
+ *  it. */
+bool isAlive(sd_bus* bus)
+{
+    if (sd_bus_is_open(bus) <= 0)
+    {
+        return false;
+    }
+    pollfd socket{sd_bus_get_fd(bus), 0, 0};
+    // These events are told of without being asked for.
+    return poll(&socket, 1, 0) >= 0 &&
+           (socket.revents & (POLLHUP | POLLERR | POLLNVAL)) == 0;
+}
+
+} // namespace
+
+sd_bus* keptBus()
+{
+    static thread_local BusPtr kept;
+    if (kept && !isAlive(kept.get()))
+    {
+        kept.reset();
+    }
+    if (!kept)
+    {
+        kept = openDefaultBus();
+    }
+    return kept.get();
+}
+
+} // namespace healthintf::host

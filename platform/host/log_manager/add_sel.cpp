@@ -1,0 +1,183 @@
+#include "../host_log.hpp"
+#include "../kept_bus.hpp"
+#include "../once_in_a_row.hpp"
+#include "../storage/store_failure.hpp"
+#include "../utf8.hpp"
+#include "protocol.hpp"
+
+#include <platform/data_abstraction/sel.hpp>
+
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <string_view>
+#include <system_error>
+
+namespace
+{
+
+using namespace healthintf;
+using namespace healthintf::host;
+using DataAbstraction::SEL::Sensor;
+
+constinit OnceInARow failures;
+
+/** Our failures are numbers beyond any identifier. */
+constexpr uint32_t failureBase = DataAbstraction::SEL::largestRecordId + 1;
+
+/** How many bytes we give the bus at once; it cuts off who sends too much. */
+constexpr std::size_t maxArgument = 1UL << 20;
+
+[[noreturn]] void fail(int code, const std::string& why)
+{
+    throw std::system_error(code, std::generic_category(), why);
+}
+
+/** @throws std::system_error for what the bus cannot carry */
+void checkText(const std::string& text, const char* what)
+{
+    if (text.size() > maxArgument || text.find('\0') != std::string::npos ||
+        !isUtf8(text))
+    {
+        fail(EINVAL, std::string(what) + " of the sensor is no text for a bus");
+    }
+}
+
+void append(sd_bus_message* message, const Sensor& sensor,
+            const std::vector<uint8_t>& record,
+            const std::optional<uint32_t>& timestamp)
+{
+    const auto& [name, path, firstByte, secondByte] = sensor;
+    checkText(name, "the name");
+    checkText(path, "the path");
+    if (record.size() > maxArgument)
+    {
+        fail(EINVAL, "the record is too large for a bus");
+    }
+    checkBus("sd_bus_message_append",
+             sd_bus_message_append(message, "(ssyy)", name.c_str(),
+                                   path.c_str(), firstByte, secondByte));
+    checkBus("sd_bus_message_append_array",
+             sd_bus_message_append_array(message, 'y', record.data(),
+                                         record.size()));
+    if (timestamp)
+    {
+        checkBus("sd_bus_message_append",
+                 sd_bus_message_append(message, "u", *timestamp));
+    }
+}
+
+/** The number of an error that the service or the bus answered with. */
+int numberOf(const sd_bus_error& error)
+{
+    const std::string_view name = error.name;
+    if (name == selFull)
+    {
+        return ENOSPC;
+    }
+    if (name == selInvalidRecord)
+    {
+        return EINVAL;
+    }
+    return sd_bus_error_get_errno(&error);
+}
+
+/** Calls and waits for the reply.
+ *
+ *  @throws std::system_error with the text of an error reply */
+MessagePtr call(sd_bus* bus, sd_bus_message* message)
+{
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_message* reply = nullptr;
+    const int result = sd_bus_call(bus, message, 0, &error, &reply);
+    MessagePtr owned(reply);
+    if (sd_bus_error_is_set(&error) != 0)
+    {
+        const int code = numberOf(error);
+        const std::string text = error.message != nullptr ? error.message : "";
+        sd_bus_error_free(&error);
+        fail(code, text);
+    }
+    checkBus("sd_bus_call", result);
+    return owned;
+}
+
+/** @throws std::system_error when the reply holds no identifier */
+uint32_t identifierIn(sd_bus_message* reply)
+{
+    uint32_t id = 0;
+    if (sd_bus_message_has_signature(reply, "u") <= 0 ||
+        sd_bus_message_read(reply, "u", &id) < 0)
+    {
+        fail(EBADMSG, "the reply is no number");
+    }
+    if (id > DataAbstraction::SEL::largestRecordId)
+    {
+        fail(EBADMSG,
+             "the reply " + std::to_string(id) + " is no record's identifier");
+    }
+    return id;
+}
+
+/** What to do about a failure, in words. */
+const char* remedyFor(int code)
+{
+    switch (code)
+    {
+        case EINVAL:
+            return "see what the daemon gives";
+        case ENOSPC:
+            return "clear the log";
+        case EACCES:
+        case EPERM:
+            return "let this user add to the log in the policy of the bus";
+        case EHOSTUNREACH:
+        case ENXIO:
+        case ENOENT:
+        case ECONNREFUSED:
+            return "see that the bus and the log manager are there";
+        case EPIPE:
+        case ECONNRESET:
+        case ETIMEDOUT:
+            return "it may be stored all the same: look into the log";
+        default:
+            return "see the log manager's own lines";
+    }
+}
+
+} // namespace
+
+uint32_t DataAbstraction::SEL::AddSEL(const std::string& service,
+                                      const std::string& path,
+                                      const Sensor& sensor,
+                                      const std::vector<uint8_t>& record,
+                                      const std::optional<uint32_t>& timestamp)
+{
+    try
+    {
+        // Never sent twice: the one before may have been stored.
+        sd_bus* bus = keptBus();
+        sd_bus_message* raw = nullptr;
+        checkBus("sd_bus_message_new_method_call",
+                 sd_bus_message_new_method_call(
+                     bus, &raw, service.c_str(), path.c_str(),
+                     selObjectInterface,
+                     timestamp ? addSelWithTimestamp : addSel));
+        const MessagePtr message(raw);
+        append(raw, sensor, record, timestamp);
+        const uint32_t id = identifierIn(call(bus, raw).get());
+        failures.noteSuccess();
+        return id;
+    }
+    catch (const std::exception& e)
+    {
+        const int code = codeOf(e);
+        if (failures.isNews(code))
+        {
+            HOST_LOG(log::error,
+                     "%s.%d.%s: unable to store a record by %s: %s (%s)",
+                     service.c_str(), e.what(), remedyFor(code));
+        }
+        return failureBase + static_cast<uint32_t>(code);
+    }
+}

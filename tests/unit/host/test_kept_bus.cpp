@@ -1,0 +1,29 @@
+#include "child.hpp"
+#include "kept_bus.hpp"
+#include "no_bus.hpp"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+// How a connection is kept needs a bus: tests/bus/ has that.
+
+TEST(KeptBus, SaysThatThereIsNoBus)
+{
+    healthintf::test::haveNoBus();
+    EXPECT_EQ(healthintf::test::inChild([] {
+                  try
+                  {
+                      healthintf::host::keptBus();
+                  }
+                  catch (const std::system_error& e)
+                  {
+                      return e.code().value() == ENOENT ? 0 : 2;
+                  }
+                  return 1;
+              }),
+              0);
+}
+
+} // namespace
