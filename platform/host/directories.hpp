@@ -2,6 +2,8 @@
 
 /** @file Where the host platform keeps its state. */
 
+#include <platform/api.h>
+
 #include <filesystem>
 
 namespace healthintf::host
@@ -17,6 +19,6 @@ std::filesystem::path runtimeDirectory();
  *  root, or healthintf in $XDG_STATE_HOME or else in $HOME/.local/state.
  *
  *  @throws std::runtime_error when none of them is set for this user */
-std::filesystem::path stateDirectory();
+PLATFORM_API std::filesystem::path stateDirectory();
 
 } // namespace healthintf::host

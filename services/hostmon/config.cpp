@@ -1,6 +1,7 @@
 #include "config.hpp"
 
-#include "config_table.hpp"
+#include "../common/config_file.hpp"
+#include "../common/config_table.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
 
@@ -8,15 +9,14 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iterator>
 
 namespace healthintf::hostmon
 {
 namespace
 {
+
+using services::ConfigError;
+using services::ConfigTable;
 
 /** What is read of every table that watches something. */
 struct Kind
@@ -194,24 +194,11 @@ void refuseUnknownKeys(const toml::table& root, const std::string& file)
     }
 }
 
-toml::table parsed(std::string_view text, const std::string& file)
-{
-    try
-    {
-        return toml::parse(text, file);
-    }
-    catch (const toml::parse_error& e)
-    {
-        throw ConfigError(file + ":" + std::to_string(e.source().begin.line) +
-                          ": " + std::string(e.description()));
-    }
-}
-
 } // namespace
 
 Config parseConfig(std::string_view text, const std::string& name)
 {
-    const toml::table root = parsed(text, name);
+    const toml::table root = services::parseToml(text, name);
     refuseUnknownKeys(root, name);
 
     Config config;
@@ -235,14 +222,7 @@ Config parseConfig(std::string_view text, const std::string& name)
 
 Config loadConfig(const std::filesystem::path& file)
 {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream || std::filesystem::is_directory(file))
-    {
-        throw ConfigError(file.string() + ": unable to read it: " +
-                          std::strerror(stream ? EISDIR : errno));
-    }
-    const std::string text{std::istreambuf_iterator<char>(stream), {}};
-    return parseConfig(text, file.string());
+    return parseConfig(services::readConfigFile(file), file.string());
 }
 
 } // namespace healthintf::hostmon

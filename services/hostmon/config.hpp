@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,22 +30,16 @@ struct Config
     std::vector<WatchConfig> watches;
 };
 
-/** A configuration that cannot be used. The text names file, line and key. */
-class ConfigError : public std::runtime_error
-{
-    using std::runtime_error::runtime_error;
-};
-
 /** Reads a configuration.
  *
  *  @param[in] text the file's content
  *  @param[in] name the file's name, for errors
- *  @throws ConfigError */
+ *  @throws services::ConfigError */
 Config parseConfig(std::string_view text, const std::string& name);
 
 /** Reads a configuration file.
  *
- *  @throws ConfigError */
+ *  @throws services::ConfigError */
 Config loadConfig(const std::filesystem::path& file);
 
 } // namespace healthintf::hostmon

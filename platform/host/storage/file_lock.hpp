@@ -5,6 +5,8 @@
 
 #include "file_descriptor.hpp"
 
+#include <platform/api.h>
+
 #include <filesystem>
 
 namespace healthintf::host
@@ -13,7 +15,7 @@ namespace healthintf::host
 /** A file to lock, made when it is not there. A lock belongs to the open file
  *  and not to the process, so that threads wait for each other too, and
  *  changing it to another kind never lets go of it in between. */
-class LockFile
+class PLATFORM_API LockFile
 {
   public:
     enum class Kind

@@ -45,17 +45,6 @@ void writeFile(const fs::path& file, std::string_view content)
     }
 }
 
-/** Makes what a folder lists as lasting as the content of its files. */
-void syncFolder(const fs::path& folder)
-{
-    const FileDescriptor opened(
-        open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (opened.get() < 0 || fsync(opened.get()) != 0)
-    {
-        throwFor(folder);
-    }
-}
-
 } // namespace
 
 FileDescriptor openFile(const fs::path& file)
@@ -79,6 +68,16 @@ void allocateBlocks(int file, std::size_t size, const fs::path& name)
     if (result != 0)
     {
         throw std::system_error(result, std::generic_category(), name.string());
+    }
+}
+
+void syncFolder(const fs::path& folder)
+{
+    const FileDescriptor opened(
+        open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (opened.get() < 0 || fsync(opened.get()) != 0)
+    {
+        throwFor(folder);
     }
 }
 

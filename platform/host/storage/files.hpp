@@ -4,6 +4,8 @@
 
 #include "file_descriptor.hpp"
 
+#include <platform/api.h>
+
 #include <sys/types.h>
 
 #include <cstddef>
@@ -24,8 +26,13 @@ FileDescriptor openFile(const std::filesystem::path& file);
 /** Gives a file all its blocks up to a size.
  *
  *  @throws std::system_error when the filesystem has not so many */
-void allocateBlocks(int file, std::size_t size,
-                    const std::filesystem::path& name);
+PLATFORM_API void allocateBlocks(int file, std::size_t size,
+                                 const std::filesystem::path& name);
+
+/** Makes what a folder lists as lasting as the content of its files.
+ *
+ *  @throws std::system_error when that is not possible */
+PLATFORM_API void syncFolder(const std::filesystem::path& folder);
 
 /** Puts a file with this content in the place of one of that name, at once and
  *  for good: a reader, or somebody after a crash, finds the one or the other
@@ -40,6 +47,6 @@ void replaceFile(const std::filesystem::path& file, std::string_view content);
 /** Renames a store's damaged file, in place of one that was set aside before.
  *
  *  @return its path now */
-std::filesystem::path setAside(const std::filesystem::path& file);
+PLATFORM_API std::filesystem::path setAside(const std::filesystem::path& file);
 
 } // namespace healthintf::host

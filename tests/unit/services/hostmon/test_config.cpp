@@ -1,3 +1,4 @@
+#include "common/config_table.hpp"
 #include "config.hpp"
 #include "temporary_folder.hpp"
 
@@ -23,7 +24,7 @@ std::string errorOf(const std::string& text)
     {
         parse(text);
     }
-    catch (const ConfigError& e)
+    catch (const services::ConfigError& e)
     {
         return e.what();
     }
@@ -194,7 +195,7 @@ TEST(ConfigFile, IsNamedWhenItCannotBeRead)
         {
             loadConfig(path);
         }
-        catch (const ConfigError& e)
+        catch (const services::ConfigError& e)
         {
             return e.what();
         }

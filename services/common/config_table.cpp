@@ -1,13 +1,11 @@
 #include "config_table.hpp"
 
-#include "config.hpp"
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <utility>
 
-namespace healthintf::hostmon
+namespace healthintf::services
 {
 namespace
 {
@@ -83,6 +81,22 @@ double ConfigTable::number(const std::string& key, double least, double most,
     return *value;
 }
 
+int ConfigTable::whole(const std::string& key, int least, int most, int usual)
+{
+    const toml::node* node = find(key);
+    if (node == nullptr)
+    {
+        return usual;
+    }
+    const auto value = node->value_exact<int64_t>();
+    if (!value || *value < least || *value > most)
+    {
+        fail(key, "must be a whole number from " + std::to_string(least) +
+                      " to " + std::to_string(most));
+    }
+    return static_cast<int>(*value);
+}
+
 int ConfigTable::oneOf(const std::string& key,
                        std::initializer_list<int> allowed, int usual)
 {
@@ -151,4 +165,4 @@ void ConfigTable::finish() const
     }
 }
 
-} // namespace healthintf::hostmon
+} // namespace healthintf::services

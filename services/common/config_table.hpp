@@ -7,11 +7,18 @@
 #include <initializer_list>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
-namespace healthintf::hostmon
+namespace healthintf::services
 {
+
+/** A configuration that cannot be used. The text names file, line and key. */
+class ConfigError : public std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
 
 /** Every getter throws ConfigError naming file, line and key when the value is
  *  not what is asked for. */
@@ -27,6 +34,9 @@ class ConfigTable
     /** A number within a range; without a usual value it must be there. */
     double number(const std::string& key, double least, double most,
                   std::optional<double> usual = std::nullopt);
+
+    /** A whole number within a range. */
+    int whole(const std::string& key, int least, int most, int usual);
 
     /** A whole number that is one of several. */
     int oneOf(const std::string& key, std::initializer_list<int> allowed,
@@ -61,4 +71,4 @@ class ConfigTable
     std::set<std::string> asked;
 };
 
-} // namespace healthintf::hostmon
+} // namespace healthintf::services

@@ -1,9 +1,11 @@
-#include "config.hpp"
-#include "config_table.hpp"
+#include "common/config_table.hpp"
 
 #include <gtest/gtest.h>
 
-namespace healthintf::hostmon
+#include <string>
+#include <tuple>
+
+namespace healthintf::services
 {
 namespace
 {
@@ -51,6 +53,25 @@ TEST_F(ConfigTableText, GivesNumbersWithinTheirRange)
                   table.number("missing", 0, 4);
               }),
               "f:1: t.missing: must be a number from 0 to 4");
+}
+
+TEST_F(ConfigTableText, GivesWholeNumbersWithinTheirRange)
+{
+    EXPECT_EQ(table.whole("number", 5, 6, 6), 5);
+    EXPECT_EQ(table.whole("missing", 5, 6, 6), 6);
+    for (const auto& [key, least, most] :
+         {std::tuple{"number", 6, 7}, std::tuple{"number", 3, 4}})
+    {
+        EXPECT_EQ(errorOf([&] {
+                      table.whole(key, least, most, least);
+                  }),
+                  "f:1: t.number: must be a whole number from " +
+                      std::to_string(least) + " to " + std::to_string(most));
+    }
+    EXPECT_EQ(errorOf([&] {
+                  table.whole("half", 0, 1, 1);
+              }),
+              "f:4: t.half: must be a whole number from 0 to 1");
 }
 
 TEST_F(ConfigTableText, GivesOneOfSeveralNumbers)
@@ -130,4 +151,4 @@ TEST(ConfigTableOfAFile, HasNoNameInFrontOfItsKeys)
 }
 
 } // namespace
-} // namespace healthintf::hostmon
+} // namespace healthintf::services

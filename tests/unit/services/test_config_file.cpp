@@ -1,0 +1,58 @@
+#include "common/config_file.hpp"
+#include "common/config_table.hpp"
+#include "temporary_folder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace healthintf::services
+{
+namespace
+{
+
+std::string errorOf(const std::function<void()>& read)
+{
+    try
+    {
+        read();
+    }
+    catch (const ConfigError& e)
+    {
+        return e.what();
+    }
+    return "read";
+}
+
+TEST(ConfigFile, IsReadWhole)
+{
+    const test::TemporaryFolder folder;
+    EXPECT_EQ(readConfigFile(folder.write("f", std::string("a\0b\n", 4))),
+              std::string("a\0b\n", 4));
+}
+
+TEST(ConfigFile, IsNamedWhenItCannotBeRead)
+{
+    const test::TemporaryFolder folder;
+    const std::string file = folder.path() / "none";
+    EXPECT_EQ(errorOf([&] {
+                  readConfigFile(file);
+              }),
+              file + ": unable to read it: No such file or directory");
+    EXPECT_EQ(errorOf([&] {
+                  readConfigFile(folder.path());
+              }),
+              folder.path().string() + ": unable to read it: Is a directory");
+}
+
+TEST(ConfigFile, IsNamedWithTheLineThatIsNoToml)
+{
+    EXPECT_EQ(parseToml("a = 1\n", "f").size(), 1U);
+    EXPECT_EQ(errorOf([] {
+                  parseToml("a = 1\nb =\n", "f");
+              }).substr(0, 5),
+              "f:2: ");
+}
+
+} // namespace
+} // namespace healthintf::services
