@@ -141,6 +141,14 @@ class Cursor
         return move(MDB_SET_KEY);
     }
 
+    /** Moves to the last record.
+     *
+     *  @return whether there is one */
+    bool last()
+    {
+        return move(MDB_LAST);
+    }
+
     /** Moves to the next record.
      *
      *  @return whether there is one */

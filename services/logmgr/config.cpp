@@ -1,0 +1,44 @@
+#include "config.hpp"
+
+#include "../common/config_file.hpp"
+#include "../common/config_table.hpp"
+
+namespace healthintf::logmgr
+{
+
+namespace fs = std::filesystem;
+
+const char* nameOf(Overflow overflow)
+{
+    return overflow == Overflow::refuse ? "refuse" : "wrap";
+}
+
+Config parseConfig(std::string_view text, const std::string& name)
+{
+    const toml::table root = services::parseToml(text, name);
+    services::ConfigTable table(root, name, "");
+    Config config;
+    config.capacity = static_cast<uint16_t>(
+        table.whole("capacity", 1, identifiers, config.capacity));
+    const char* wrap = nameOf(Overflow::wrap);
+    const char* refuse = nameOf(Overflow::refuse);
+    if (table.oneOf("overflow", {refuse, wrap}, nameOf(config.overflow)) ==
+        wrap)
+    {
+        config.overflow = Overflow::wrap;
+    }
+    table.finish();
+    return config;
+}
+
+Config loadConfig(const fs::path& file, const fs::path& usual)
+{
+    if (file.empty() && !fs::exists(usual))
+    {
+        return {};
+    }
+    const fs::path& used = file.empty() ? usual : file;
+    return parseConfig(services::readConfigFile(used), used.string());
+}
+
+} // namespace healthintf::logmgr

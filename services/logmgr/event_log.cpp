@@ -1,0 +1,233 @@
+#include "event_log.hpp"
+
+#include "../common/service_log.hpp"
+#include "storage/store_failure.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <exception>
+#include <utility>
+
+namespace healthintf::logmgr
+{
+
+namespace log = services::log;
+
+namespace
+{
+
+// Places in a record.
+constexpr std::size_t identifierAt =
+    offsetof(SELInterface::SELRecord, recordId);
+constexpr std::size_t typeAt = offsetof(SELInterface::SELRecord, recordType);
+constexpr std::size_t timestampAt =
+    offsetof(SELInterface::SELRecord, timestamp);
+
+/** Writes a number into a record, its lowest byte first. */
+template <typename Number>
+void write(Record& record, std::size_t at, Number number)
+{
+    for (std::size_t i = 0; i < sizeof(number); ++i)
+    {
+        record[at + i] = static_cast<uint8_t>(number >> 8 * i);
+    }
+}
+
+SELEntryProperties entryOf(const Event& event, uint16_t recordId, uint32_t now)
+{
+    SELEntryProperties entry{.recordId = recordId,
+                             .timestamp = 0,
+                             .sensor = event.sensor,
+                             .record = event.record};
+    write(entry.record, identifierAt, recordId);
+    if (event.record[typeAt] < firstTypeWithoutTimestamp)
+    {
+        entry.timestamp = event.timestamp.value_or(now);
+        write(entry.record, timestampAt, entry.timestamp);
+    }
+    return entry;
+}
+
+void checkText(const std::string& text, const char* what)
+{
+    if (text.size() > maxSensorText)
+    {
+        throw Refusal(Refusal::Kind::invalidRecord,
+                      std::string("the ") + what + " of the sensor has " +
+                          std::to_string(text.size()) + " bytes, more than " +
+                          std::to_string(maxSensorText));
+    }
+}
+
+/** Works with the store, whose failures refuse what is wanted. */
+template <typename Work>
+void inStore(Work&& work)
+{
+    try
+    {
+        work();
+    }
+    catch (const std::exception& e)
+    {
+        const std::string why =
+            std::string(e.what()) + " (" +
+            host::folderRemedy(host::codeOf(e), "HEALTHINTF_STATE_DIR") + ")";
+        SERVICE_LOG(log::error, "%s.%d.%s: unable to change the log: %s",
+                    why.c_str());
+        throw Refusal(Refusal::Kind::notStored,
+                      "unable to change the log: " + why);
+    }
+}
+
+} // namespace
+
+Event checkedEvent(SELInterface::SensorInfo sensor,
+                   std::span<const uint8_t> record,
+                   std::optional<uint32_t> timestamp)
+{
+    if (record.size() != SELInterface::recordSize)
+    {
+        throw Refusal(Refusal::Kind::invalidRecord,
+                      "the record has " + std::to_string(record.size()) +
+                          " bytes, not " +
+                          std::to_string(SELInterface::recordSize));
+    }
+    checkText(sensor.name, "name");
+    checkText(sensor.path, "path");
+    Event event{std::move(sensor), {}, timestamp};
+    std::ranges::copy(record, event.record.begin());
+    return event;
+}
+
+EventLog::EventLog(SelStore& store, const Config& config, Clock clock) :
+    store(store), settings(config), clock(std::move(clock))
+{}
+
+EventLog::Addition EventLog::add(const Event& event)
+{
+    const uint64_t held = store.size();
+    LogState state = store.state();
+    std::vector<uint16_t> dropped;
+    if (held >= settings.capacity)
+    {
+        if (settings.overflow == Overflow::refuse)
+        {
+            refuseFull();
+        }
+        state.overflow = true;
+        const uint64_t end = store.next() - settings.capacity + 1;
+        for (uint64_t each = store.first(); each < end; ++each)
+        {
+            dropped.push_back(identifierOf(each));
+        }
+    }
+    state.lastAddition = clock();
+    Addition addition{
+        entryOf(event, identifierOf(store.next()), state.lastAddition),
+        std::move(dropped)};
+    inStore([&] {
+        store.append(addition.entry, addition.dropped.size(), state);
+    });
+    return addition;
+}
+
+void EventLog::refuseFull()
+{
+    if (!store.state().overflow)
+    {
+        noteOverflow();
+    }
+    throw Refusal(Refusal::Kind::full,
+                  "the log is full: it holds " + std::to_string(store.size()) +
+                      " of " + std::to_string(settings.capacity) +
+                      " entries; Clear empties it");
+}
+
+void EventLog::noteOverflow()
+{
+    LogState state = store.state();
+    state.overflow = true;
+    SERVICE_LOG(log::warning,
+                "%s.%d.%s: the log is full and refuses events until it is "
+                "cleared");
+    try
+    {
+        inStore([&] {
+            store.setState(state);
+        });
+    }
+    catch (const Refusal&)
+    {
+        // It was logged, and the event is refused in any case.
+    }
+}
+
+uint32_t EventLog::clear()
+{
+    const uint32_t erased = entries();
+    LogState state = store.state();
+    state.lastErase = clock();
+    state.overflow = false;
+    inStore([&] {
+        store.clear(state);
+    });
+    return erased;
+}
+
+std::optional<uint64_t> EventLog::find(uint16_t recordId) const
+{
+    if (store.size() == 0)
+    {
+        return std::nullopt;
+    }
+    if (recordId == firstEntry)
+    {
+        return store.first();
+    }
+    if (recordId == lastEntry)
+    {
+        return store.next() - 1;
+    }
+    const int ahead = recordId - identifierOf(store.first());
+    const uint64_t sequence =
+        store.first() +
+        static_cast<uint64_t>(ahead < 0 ? ahead + identifiers : ahead);
+    return sequence < store.next() ? std::optional(sequence) : std::nullopt;
+}
+
+Page EventLog::list(uint16_t first, uint32_t limit) const
+{
+    const auto begin = find(first);
+    if (!begin && first != firstEntry)
+    {
+        throw Refusal(Refusal::Kind::noSuchEntry,
+                      "the log has no entry " + std::to_string(first));
+    }
+    Page page;
+    if (!begin)
+    {
+        return page;
+    }
+    const std::size_t most = limit == 0 ? maxPage : std::min(limit, maxPage);
+    store.read(*begin, [&](uint64_t sequence, const SELEntryProperties& entry) {
+        if (page.entries.size() == most)
+        {
+            page.next = identifierOf(sequence);
+            return false;
+        }
+        page.entries.push_back(entry);
+        return true;
+    });
+    return page;
+}
+
+void EventLog::readAll(
+    const std::function<void(const SELEntryProperties&)>& visit) const
+{
+    store.read(0, [&](uint64_t, const SELEntryProperties& entry) {
+        visit(entry);
+        return true;
+    });
+}
+
+} // namespace healthintf::logmgr

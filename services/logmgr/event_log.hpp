@@ -1,0 +1,154 @@
+#pragma once
+
+/** @file The rules of the System Event Log, without any bus. */
+
+#include "config.hpp"
+#include "sel_store.hpp"
+
+#include <platform/data_abstraction/sel.hpp>
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace healthintf::logmgr
+{
+
+/** Why something is not done. */
+class Refusal : public std::runtime_error
+{
+  public:
+    enum class Kind
+    {
+        invalidRecord,
+        full,
+        notStored,
+        noSuchEntry,
+    };
+
+    Refusal(Kind kind, const std::string& why) :
+        std::runtime_error(why), reason(kind)
+    {}
+
+    Kind kind() const
+    {
+        return reason;
+    }
+
+  private:
+    Kind reason;
+};
+
+using Record = std::array<uint8_t, SELInterface::recordSize>;
+
+/** The longest name and the longest path of a sensor, in bytes. */
+inline constexpr std::size_t maxSensorText = 511;
+
+/** Record types from here on have no sensor. */
+inline constexpr uint8_t firstOemType = 0xc0;
+/** Record types from here on have bytes of their maker in the place of the
+ *  timestamp. */
+inline constexpr uint8_t firstTypeWithoutTimestamp = 0xe0;
+
+/** What somebody wants to be stored. */
+struct Event
+{
+    SELInterface::SensorInfo sensor;
+    Record record;
+    /** Without one, and in a record that has none, the clock's. */
+    std::optional<uint32_t> timestamp;
+};
+
+/** @throws Refusal for what is no event record */
+Event checkedEvent(SELInterface::SensorInfo sensor,
+                   std::span<const uint8_t> record,
+                   std::optional<uint32_t> timestamp);
+
+/** The identifiers that stand for entries by their place, as IPMI has them. */
+inline constexpr uint16_t firstEntry = 0;
+inline constexpr uint16_t lastEntry = 65535;
+/** There is no further entry. */
+inline constexpr uint16_t noEntry = 65535;
+
+/** Some entries in their order. */
+struct Page
+{
+    std::vector<SELEntryProperties> entries;
+    /** The identifier of the entry behind them, or noEntry. */
+    uint16_t next = noEntry;
+};
+
+/** A log with a capacity. */
+class EventLog
+{
+  public:
+    /** How many entries a page has at most. */
+    static constexpr uint32_t maxPage = 1000;
+
+    /** Seconds since the epoch. */
+    using Clock = std::function<uint32_t()>;
+
+    /** @param[in] store must outlive this object */
+    EventLog(SelStore& store, const Config& config, Clock clock);
+
+    /** What an event has become. */
+    struct Addition
+    {
+        SELEntryProperties entry;
+        /** Identifiers of the entries that went for it. */
+        std::vector<uint16_t> dropped;
+    };
+
+    /** Stores an event, for good when this returns.
+     *
+     *  @throws Refusal */
+    Addition add(const Event& event);
+
+    /** Removes every entry.
+     *
+     *  @return how many there were
+     *  @throws Refusal */
+    uint32_t clear();
+
+    /** Reads entries.
+     *
+     *  @param[in] first the identifier to begin with, firstEntry or lastEntry
+     *  @param[in] limit how many at most; 0 for as many as a page has
+     *  @throws Refusal without an entry of the identifier */
+    Page list(uint16_t first, uint32_t limit) const;
+
+    /** Reads all entries. */
+    void
+    readAll(const std::function<void(const SELEntryProperties&)>& visit) const;
+
+    uint32_t entries() const
+    {
+        return static_cast<uint32_t>(store.size());
+    }
+
+    const Config& config() const
+    {
+        return settings;
+    }
+
+    const LogState& state() const
+    {
+        return store.state();
+    }
+
+  private:
+    void noteOverflow();
+    [[noreturn]] void refuseFull();
+    std::optional<uint64_t> find(uint16_t recordId) const;
+
+    SelStore& store;
+    Config settings;
+    Clock clock;
+};
+
+} // namespace healthintf::logmgr

@@ -1,0 +1,68 @@
+/** @file logmgr, the log manager: keeps the System Event Log. */
+
+#include "../common/connection.hpp"
+#include "../common/event_loop.hpp"
+#include "config.hpp"
+#include "directories.hpp"
+#include "event_log.hpp"
+#include "logmgr_config.hpp"
+#include "mirror.hpp"
+#include "sel_object.hpp"
+#include "sel_store.hpp"
+
+#include <com/vexa/olvar/logmgr/names.hpp>
+
+#include <CLI/CLI.hpp>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <exception>
+#include <string>
+
+namespace
+{
+
+using namespace healthintf;
+
+uint32_t now()
+{
+    return static_cast<uint32_t>(std::time(nullptr));
+}
+
+int serve(const logmgr::Config& config)
+{
+    // Before signals are the loop's: it may wait for another process.
+    logmgr::SelStore store(host::stateDirectory() / "sel");
+    logmgr::EventLog events(store, config, now);
+    services::EventLoop loop;
+    loop.exitOn({SIGINT, SIGTERM});
+    services::Connection connection(loop);
+    logmgr::Mirror mirror(events);
+    const logmgr::SelObject object(connection, events, mirror);
+    connection.requestName(names::logManagerService);
+    return loop.run();
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try
+    {
+        CLI::App app("Keeps the System Event Log.", "logmgr");
+        std::string config;
+        app.set_version_flag("--version", HEALTHINTF_VERSION);
+        app.add_option("-c,--config", config,
+                       std::string("Capacity and overflow, instead of ") +
+                           logmgr::usualConfig);
+        CLI11_PARSE(app, argc, argv);
+        return serve(logmgr::loadConfig(config, logmgr::usualConfig));
+    }
+    catch (const std::exception& e)
+    {
+        std::fprintf(stderr, "logmgr: %s\n", e.what());
+        return EXIT_FAILURE;
+    }
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+/** @file The log as others read it in the data cache. */
+
+#include "event_log.hpp"
+
+namespace healthintf::logmgr
+{
+
+/** Keeps the data cache as the log is. What fails is logged, and made up for
+ *  with the next change: the log itself has it all. */
+class Mirror
+{
+  public:
+    /** Puts the whole log in the place of whatever is there.
+     *
+     *  @param[in] log must outlive this object */
+    explicit Mirror(const EventLog& log);
+
+    /** Follows an addition that the log has made. */
+    void follow(const EventLog::Addition& addition);
+
+    /** Follows any change. */
+    void renew();
+
+  private:
+    void note(int result);
+
+    const EventLog& events;
+    bool behind = false;
+};
+
+} // namespace healthintf::logmgr

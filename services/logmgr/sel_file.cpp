@@ -1,0 +1,118 @@
+#include "sel_file.hpp"
+
+#include "storage/files.hpp"
+
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+namespace healthintf::logmgr
+{
+
+namespace fs = std::filesystem;
+using host::checkLmdb;
+
+namespace
+{
+
+constexpr const char* dataFile = "data.mdb";
+
+// Nobody else has the file open. Everything else is LMDB's usual: what was
+// committed is on the disk.
+constexpr unsigned int openFlags = MDB_NOLOCK;
+
+/** How many bytes a file must have that begins with LMDB's two head pages. */
+std::size_t headSize()
+{
+    return 2 * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+/** LMDB would be killed by reading a page that is not there.
+ *
+ *  @throws DamagedFile */
+void expectSize(const fs::path& file, std::size_t size)
+{
+    if (const std::size_t found = fs::file_size(file); found < size)
+    {
+        throw DamagedFile("it has " + std::to_string(found) +
+                          " bytes and should have " + std::to_string(size));
+    }
+}
+
+} // namespace
+
+bool isDamage(const std::exception& failure)
+{
+    if (const auto* lmdb = dynamic_cast<const host::LmdbError*>(&failure))
+    {
+        switch (lmdb->code())
+        {
+            case MDB_BAD_TXN:
+            case MDB_BAD_VALSIZE:
+            case MDB_CORRUPTED:
+            case MDB_INCOMPATIBLE:
+            case MDB_INVALID:
+            case MDB_PAGE_NOTFOUND:
+            case MDB_PANIC:
+            case MDB_VERSION_MISMATCH:
+                return true;
+            default:
+                return false;
+        }
+    }
+    return dynamic_cast<const DamagedFile*>(&failure) != nullptr ||
+           dynamic_cast<const std::out_of_range*>(&failure) != nullptr;
+}
+
+fs::path madeFolder(const fs::path& folder)
+{
+    std::vector<fs::path> missing;
+    for (fs::path each = fs::absolute(folder); !fs::exists(each);
+         each = each.parent_path())
+    {
+        missing.push_back(each);
+    }
+    fs::create_directories(folder);
+    for (const fs::path& each : missing)
+    {
+        host::syncFolder(each.parent_path());
+    }
+    return folder;
+}
+
+host::EnvironmentPtr openLogFile(const fs::path& folder, std::size_t mapSize)
+{
+    const fs::path file = folder / dataFile;
+    if (fs::exists(file) && fs::file_size(file) != 0)
+    {
+        expectSize(file, headSize());
+    }
+    MDB_env* raw = nullptr;
+    checkLmdb("mdb_env_create", mdb_env_create(&raw));
+    host::EnvironmentPtr environment(raw);
+    checkLmdb("mdb_env_set_mapsize", mdb_env_set_mapsize(raw, mapSize));
+    checkLmdb("mdb_env_open", mdb_env_open(raw, folder.c_str(), openFlags,
+                                           host::storeFileMode));
+    MDB_envinfo info{};
+    MDB_stat stat{};
+    checkLmdb("mdb_env_info", mdb_env_info(raw, &info));
+    checkLmdb("mdb_env_stat", mdb_env_stat(raw, &stat));
+    expectSize(file, (info.me_last_pgno + 1) * stat.ms_psize);
+    return environment;
+}
+
+void allocateLogFile(MDB_env* environment, std::size_t size,
+                     const fs::path& folder)
+{
+    mdb_filehandle_t file = -1;
+    checkLmdb("mdb_env_get_fd", mdb_env_get_fd(environment, &file));
+    host::allocateBlocks(file, size, folder / dataFile);
+}
+
+fs::path setLogAside(const fs::path& folder)
+{
+    return host::setAside(folder / dataFile);
+}
+
+} // namespace healthintf::logmgr

@@ -1,0 +1,50 @@
+#pragma once
+
+/** @file The file of the System Event Log, and how it is found sound. */
+
+#include "storage/lmdb.hpp"
+
+#include <cstddef>
+#include <exception>
+#include <filesystem>
+#include <stdexcept>
+
+namespace healthintf::logmgr
+{
+
+/** A file that does not hold what it should. */
+class DamagedFile : public std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+/** Whether a failure means that the file is damaged. */
+bool isDamage(const std::exception& failure);
+
+/** Makes a folder that is there after a loss of power too.
+ *
+ *  @return the folder
+ *  @throws std::system_error when there can be none */
+std::filesystem::path madeFolder(const std::filesystem::path& folder);
+
+/** Opens the file of a folder for one thread of one process, and makes it when
+ *  it is not there.
+ *
+ *  @param[in] mapSize how many bytes it may grow to
+ *  @throws std::exception when it cannot be opened, and DamagedFile when pages
+ *          of it are missing */
+host::EnvironmentPtr openLogFile(const std::filesystem::path& folder,
+                                 std::size_t mapSize);
+
+/** Gives the file its blocks up to a size.
+ *
+ *  @throws std::system_error when the filesystem has not so many */
+void allocateLogFile(MDB_env* environment, std::size_t size,
+                     const std::filesystem::path& folder);
+
+/** Renames the file of a folder that nobody has open.
+ *
+ *  @return its path now */
+std::filesystem::path setLogAside(const std::filesystem::path& folder);
+
+} // namespace healthintf::logmgr

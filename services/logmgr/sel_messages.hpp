@@ -1,0 +1,28 @@
+#pragma once
+
+/** @file Events and entries in the messages of the log's object. */
+
+#include "event_log.hpp"
+
+#include <systemd/sd-bus.h>
+
+namespace healthintf::logmgr
+{
+
+/** Takes the event out of a call.
+ *
+ *  @param[in] timed whether its time stands behind it
+ *  @throws Refusal for what is no event record */
+Event readEvent(sd_bus_message* message, bool timed);
+
+/** Answers a call with one page of the log as a list.
+ *
+ *  @return what sd-bus says */
+int replyWithList(sd_bus_message* call, const Page& page);
+
+/** Answers a call with the first entry of a page.
+ *
+ *  @return what sd-bus says */
+int replyWithEntry(sd_bus_message* call, const Page& page);
+
+} // namespace healthintf::logmgr

@@ -1,0 +1,256 @@
+#include "sel_object.hpp"
+
+#include "../common/service_log.hpp"
+#include "log_manager/protocol.hpp"
+#include "sel_messages.hpp"
+
+#include <com/vexa/olvar/logmgr/names.hpp>
+
+#include <sdbusplus/message.hpp>
+#include <sdbusplus/vtable.hpp>
+
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <exception>
+#include <string>
+#include <vector>
+
+namespace healthintf::logmgr
+{
+
+namespace log = services::log;
+namespace vtable = sdbusplus::vtable;
+
+namespace
+{
+
+const char* errorName(Refusal::Kind kind)
+{
+    switch (kind)
+    {
+        case Refusal::Kind::invalidRecord:
+            return host::selInvalidRecord;
+        case Refusal::Kind::full:
+            return host::selFull;
+        case Refusal::Kind::noSuchEntry:
+            return host::selNoSuchEntry;
+        case Refusal::Kind::notStored:
+            break;
+    }
+    return host::selNotStored;
+}
+
+/** Appends a property's value as what it is. */
+template <typename Value>
+int append(sd_bus_message* reply, Value value)
+{
+    if constexpr (std::same_as<Value, bool>)
+    {
+        return sd_bus_message_append(reply, "b", static_cast<int>(value));
+    }
+    else if constexpr (std::same_as<Value, uint32_t>)
+    {
+        return sd_bus_message_append(reply, "u", value);
+    }
+    else
+    {
+        return sd_bus_message_append(reply, "s", value);
+    }
+}
+
+} // namespace
+
+template <auto Member>
+int SelObject::handle(sd_bus_message* message, void* context,
+                      sd_bus_error* error)
+{
+    try
+    {
+        return (static_cast<SelObject*>(context)->*Member)(message);
+    }
+    catch (const Refusal& e)
+    {
+        return sd_bus_error_set(error, errorName(e.kind()), e.what());
+    }
+    catch (const std::exception& e)
+    {
+        SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+        return sd_bus_error_set(error, SD_BUS_ERROR_FAILED, e.what());
+    }
+}
+
+template <auto Member>
+int SelObject::get(sd_bus* /*bus*/, const char* /*path*/,
+                   const char* /*interface*/, const char* /*name*/,
+                   sd_bus_message* reply, void* context,
+                   sd_bus_error* /*error*/)
+{
+    return append(reply, (static_cast<SelObject*>(context)->*Member)());
+}
+
+const sd_bus_vtable* SelObject::table()
+{
+    // Who may do what is for the bus's policy to say.
+    constexpr auto everybody = vtable::common_::unprivileged;
+    constexpr auto changes = vtable::property_::emits_change;
+    constexpr auto constant = vtable::property_::const_;
+    static constexpr std::array table{
+        vtable::start(),
+        vtable::method(host::addSel, "(ssyy)ay", "u", handle<&SelObject::add>,
+                       everybody),
+        vtable::method(host::addSelWithTimestamp, "(ssyy)ayu", "u",
+                       handle<&SelObject::addWithTimestamp>, everybody),
+        vtable::method("GetEntry", "q", "qu(ssyy)ayq",
+                       handle<&SelObject::getEntry>, everybody),
+        vtable::method("ListEntries", "qu", "a(qu(ssyy)ay)q",
+                       handle<&SelObject::listEntries>, everybody),
+        vtable::method("Clear", "", "u", handle<&SelObject::clear>, everybody),
+        vtable::signal(names::selEvent, "ay"),
+        vtable::signal(names::selCleared, ""),
+        vtable::property("Entries", "u", get<&SelObject::entries>, changes),
+        vtable::property("Capacity", "u", get<&SelObject::capacity>, constant),
+        vtable::property("OverflowPolicy", "s", get<&SelObject::overflowPolicy>,
+                         constant),
+        vtable::property("Overflow", "b", get<&SelObject::overflow>, changes),
+        vtable::property("LastAddition", "u", get<&SelObject::lastAddition>,
+                         changes),
+        vtable::property("LastErase", "u", get<&SelObject::lastErase>, changes),
+        vtable::end(),
+    };
+    return table.data();
+}
+
+SelObject::SelObject(services::Connection& connection, EventLog& events,
+                     Mirror& mirror) :
+    bus(connection.bus()),
+    events(events), mirror(mirror),
+    interface(bus, names::selPath, names::selInterface, table(), this)
+{}
+
+int SelObject::add(sd_bus_message* message)
+{
+    return store(message, readEvent(message, false));
+}
+
+int SelObject::addWithTimestamp(sd_bus_message* message)
+{
+    return store(message, readEvent(message, true));
+}
+
+int SelObject::store(sd_bus_message* message, const Event& event)
+{
+    announce(event);
+    const bool overflowed = overflow();
+    const auto tellOfOverflow = [&] {
+        if (overflow() != overflowed)
+        {
+            interface.property_changed("Overflow");
+        }
+    };
+    try
+    {
+        const EventLog::Addition addition = events.add(event);
+        mirror.follow(addition);
+        interface.property_changed("Entries");
+        interface.property_changed("LastAddition");
+        tellOfOverflow();
+        return sd_bus_reply_method_return(
+            message, "u", static_cast<uint32_t>(addition.entry.recordId));
+    }
+    catch (const Refusal&)
+    {
+        tellOfOverflow();
+        throw;
+    }
+}
+
+void SelObject::announce(const Event& event)
+{
+    try
+    {
+        std::string path = names::selPath;
+        if (event.record[offsetof(SELInterface::SELRecord, recordType)] <
+            firstOemType)
+        {
+            const int number =
+                event.record[offsetof(SELInterface::SELRecord, sensorNumber)];
+            path += "/" + std::to_string(number);
+        }
+        auto signal =
+            bus.new_signal(path.c_str(), names::selInterface, names::selEvent);
+        signal.append(
+            std::vector<uint8_t>(event.record.begin(), event.record.end()));
+        signal.signal_send();
+    }
+    catch (const std::exception& e)
+    {
+        // Worse than an event that nobody hears of is one that is lost.
+        SERVICE_LOG(log::error, "%s.%d.%s: unable to announce an event: %s",
+                    e.what());
+    }
+}
+
+int SelObject::getEntry(sd_bus_message* message)
+{
+    uint16_t recordId = 0;
+    sd_bus_message_read(message, "q", &recordId);
+    const Page page = events.list(recordId, 1);
+    if (page.entries.empty())
+    {
+        throw Refusal(Refusal::Kind::noSuchEntry, "the log has no entries");
+    }
+    return replyWithEntry(message, page);
+}
+
+int SelObject::listEntries(sd_bus_message* message)
+{
+    uint16_t first = 0;
+    uint32_t limit = 0;
+    sd_bus_message_read(message, "qu", &first, &limit);
+    return replyWithList(message, events.list(first, limit));
+}
+
+int SelObject::clear(sd_bus_message* message)
+{
+    const uint32_t erased = events.clear();
+    mirror.renew();
+    interface.new_signal(names::selCleared).signal_send();
+    for (const char* property : {"Entries", "Overflow", "LastErase"})
+    {
+        interface.property_changed(property);
+    }
+    return sd_bus_reply_method_return(message, "u", erased);
+}
+
+uint32_t SelObject::entries() const
+{
+    return events.entries();
+}
+
+uint32_t SelObject::capacity() const
+{
+    return events.config().capacity;
+}
+
+const char* SelObject::overflowPolicy() const
+{
+    return nameOf(events.config().overflow);
+}
+
+bool SelObject::overflow() const
+{
+    return events.state().overflow;
+}
+
+uint32_t SelObject::lastAddition() const
+{
+    return events.state().lastAddition;
+}
+
+uint32_t SelObject::lastErase() const
+{
+    return events.state().lastErase;
+}
+
+} // namespace healthintf::logmgr

@@ -1,0 +1,59 @@
+#pragma once
+
+/** @file The System Event Log's object on D-Bus. */
+
+#include "../common/connection.hpp"
+#include "event_log.hpp"
+#include "mirror.hpp"
+
+#include <sdbusplus/server/interface.hpp>
+#include <systemd/sd-bus.h>
+
+namespace healthintf::logmgr
+{
+
+/** Answers for the log. An addition is announced before it is stored, and
+ *  answered when it is stored and mirrored. */
+class SelObject
+{
+  public:
+    /** All arguments must outlive this object.
+     *
+     *  @throws sdbusplus::exception::SdBusError when the object is refused */
+    SelObject(services::Connection& connection, EventLog& events,
+              Mirror& mirror);
+
+  private:
+    /** Calls a member for a message; what it throws becomes the answer. */
+    template <auto Member>
+    static int handle(sd_bus_message* message, void* context,
+                      sd_bus_error* error);
+    template <auto Member>
+    static int get(sd_bus* bus, const char* path, const char* interface,
+                   const char* name, sd_bus_message* reply, void* context,
+                   sd_bus_error* error);
+    static const sd_bus_vtable* table();
+
+    int add(sd_bus_message* message);
+    int addWithTimestamp(sd_bus_message* message);
+    int getEntry(sd_bus_message* message);
+    int listEntries(sd_bus_message* message);
+    int clear(sd_bus_message* message);
+
+    int store(sd_bus_message* message, const Event& event);
+    void announce(const Event& event);
+
+    uint32_t entries() const;
+    uint32_t capacity() const;
+    const char* overflowPolicy() const;
+    bool overflow() const;
+    uint32_t lastAddition() const;
+    uint32_t lastErase() const;
+
+    sdbusplus::bus_t& bus;
+    EventLog& events;
+    Mirror& mirror;
+    sdbusplus::server::interface_t interface;
+};
+
+} // namespace healthintf::logmgr

@@ -1,0 +1,330 @@
+#include "sel_store.hpp"
+
+#include "../common/service_log.hpp"
+#include "data_cache/byte_codec.hpp"
+#include "data_cache/sel_entry_codec.hpp"
+#include "sel_file.hpp"
+#include "storage/files.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <utility>
+
+namespace healthintf::logmgr
+{
+
+namespace fs = std::filesystem;
+namespace log = services::log;
+using host::checkLmdb;
+using host::Cursor;
+using host::LockFile;
+using host::Transaction;
+
+namespace
+{
+
+/** Changes with what the file holds. */
+constexpr uint32_t formatVersion = 1;
+
+/** The key of the state, before those of all entries. */
+constexpr std::string_view stateKey("\0", 1);
+
+/** The key of an entry: its sequence number, so that the order of the keys is
+ *  that of the entries. */
+std::string keyOf(uint64_t sequence)
+{
+    std::string key(sizeof(sequence), '\0');
+    for (auto at = key.rbegin(); at != key.rend(); ++at)
+    {
+        *at = static_cast<char>(sequence);
+        sequence >>= 8;
+    }
+    return key;
+}
+
+/** @throws DamagedFile for a key that is none of ours */
+uint64_t sequenceOf(std::string_view key)
+{
+    if (key.size() != sizeof(uint64_t))
+    {
+        throw DamagedFile("an entry has no sequence number");
+    }
+    uint64_t sequence = 0;
+    for (const char byte : key)
+    {
+        sequence = sequence << 8 | static_cast<uint8_t>(byte);
+    }
+    return sequence;
+}
+
+/** Something to store, for LMDB; valid as long as the bytes. */
+MDB_val valueOf(std::string_view bytes)
+{
+    return {bytes.size(), const_cast<char*>(bytes.data())};
+}
+
+void put(MDB_txn* transaction, MDB_dbi table, std::string_view key,
+         std::string_view value, unsigned int flags)
+{
+    MDB_val at = valueOf(key);
+    MDB_val bytes = valueOf(value);
+    checkLmdb("mdb_put", mdb_put(transaction, table, &at, &bytes, flags));
+}
+
+std::string encodeState(const LogState& state)
+{
+    std::string value;
+    host::ByteWriter writer(value);
+    writer.put(formatVersion);
+    writer.put(state.lastAddition);
+    writer.put(state.lastErase);
+    writer.put(static_cast<uint8_t>(state.overflow));
+    return value;
+}
+
+LogState decodeState(std::string_view value)
+{
+    host::ByteReader reader(value);
+    if (const auto version = reader.get<uint32_t>(); version != formatVersion)
+    {
+        throw std::system_error(ENOTSUP, std::generic_category(),
+                                "it is of version " + std::to_string(version) +
+                                    " and this program needs version " +
+                                    std::to_string(formatVersion));
+    }
+    LogState state;
+    state.lastAddition = reader.get<uint32_t>();
+    state.lastErase = reader.get<uint32_t>();
+    state.overflow = reader.get<uint8_t>() != 0;
+    return state;
+}
+
+/** @throws std::exception when the bytes are no entry with this number */
+SELEntryProperties decodeEntry(uint64_t sequence, std::string_view value)
+{
+    SELEntryProperties entry = host::decodeSelEntry(value);
+    if (entry.recordId != identifierOf(sequence))
+    {
+        throw std::runtime_error("it has the identifier " +
+                                 std::to_string(entry.recordId));
+    }
+    return entry;
+}
+
+} // namespace
+
+SelStore::SelStore(fs::path path) :
+    folder(std::move(path)), lock(madeFolder(folder) / "lock")
+{
+    if (!lock.tryLock(LockFile::Kind::exclusive))
+    {
+        SERVICE_LOG(log::warning,
+                    "%s.%d.%s: another process has the log %s open, waiting "
+                    "until it ends",
+                    folder.c_str());
+        lock.lock(LockFile::Kind::exclusive);
+    }
+    openOrStartAnew();
+}
+
+void SelStore::openOrStartAnew()
+{
+    try
+    {
+        open();
+        // Whatever is wrong with an entry shall show now.
+        read(0, [](uint64_t, const SELEntryProperties&) {
+            return true;
+        });
+    }
+    catch (const std::exception& e)
+    {
+        environment.reset();
+        if (!isDamage(e))
+        {
+            throw;
+        }
+        const fs::path aside = setLogAside(folder);
+        SERVICE_LOG(log::error,
+                    "%s.%d.%s: the log %s is damaged: it was set aside as %s, "
+                    "and an empty one is begun: %s",
+                    folder.c_str(), aside.c_str(), e.what());
+        open();
+    }
+}
+
+void SelStore::open()
+{
+    environment = openLogFile(folder, mapSize);
+    blocks = 0;
+    Transaction transaction(environment.get(), Transaction::Kind::write);
+    checkLmdb("mdb_dbi_open",
+              mdb_dbi_open(transaction.get(), nullptr, 0, &table));
+    MDB_stat stat{};
+    checkLmdb("mdb_stat", mdb_stat(transaction.get(), table, &stat));
+    if (stat.ms_entries == 0)
+    {
+        putState(transaction.get(), {});
+    }
+    transaction.commit();
+    host::syncFolder(folder);
+    held = load();
+}
+
+SelStore::Content SelStore::load()
+{
+    const Transaction transaction(environment.get(), Transaction::Kind::read);
+    MDB_stat stat{};
+    checkLmdb("mdb_stat", mdb_stat(transaction.get(), table, &stat));
+    Cursor cursor(transaction.get(), table);
+    if (!cursor.seek("") || cursor.key() != stateKey)
+    {
+        throw DamagedFile("there is no state");
+    }
+    Content content;
+    content.state = decodeState(cursor.value());
+    const std::size_t entries = stat.ms_entries - 1;
+    if (cursor.next())
+    {
+        content.first = sequenceOf(cursor.key());
+        cursor.last();
+        content.next = sequenceOf(cursor.key()) + 1;
+    }
+    if (content.next - content.first != entries || entries > identifiers)
+    {
+        throw DamagedFile("the entries' sequence numbers are wrong");
+    }
+    return content;
+}
+
+void SelStore::reopenIfLost()
+{
+    if (!environment)
+    {
+        open();
+    }
+}
+
+void SelStore::change(Blocks need, const Work& work)
+{
+    reopenIfLost();
+    try
+    {
+        try
+        {
+            makeBlocks();
+        }
+        catch (const std::system_error&)
+        {
+            // What makes room uses what was set apart for it.
+            if (need == Blocks::needed)
+            {
+                throw;
+            }
+        }
+        Transaction transaction(environment.get(), Transaction::Kind::write);
+        const Content content = work(transaction.get());
+        transaction.commit();
+        held = content;
+    }
+    catch (...)
+    {
+        // LMDB refuses to go on after some failures to write.
+        environment.reset();
+        throw;
+    }
+}
+
+void SelStore::makeBlocks()
+{
+    MDB_envinfo info{};
+    MDB_stat stat{};
+    checkLmdb("mdb_env_info", mdb_env_info(environment.get(), &info));
+    checkLmdb("mdb_env_stat", mdb_env_stat(environment.get(), &stat));
+    const std::size_t used = (info.me_last_pgno + 1) * stat.ms_psize;
+    if (used + reserve <= blocks)
+    {
+        return;
+    }
+    const std::size_t wanted =
+        std::min<std::size_t>(used + 2 * reserve, info.me_mapsize);
+    allocateLogFile(environment.get(), wanted, folder);
+    blocks = wanted;
+}
+
+void SelStore::putState(MDB_txn* transaction, const LogState& state) const
+{
+    put(transaction, table, stateKey, encodeState(state), 0);
+}
+
+void SelStore::append(const SELEntryProperties& entry, uint64_t dropped,
+                      const LogState& state)
+{
+    change(Blocks::needed, [&](MDB_txn* transaction) {
+        {
+            Cursor cursor(transaction, table);
+            for (uint64_t left = dropped; left > 0; --left)
+            {
+                if (!cursor.seek(keyOf(0)))
+                {
+                    throw DamagedFile("an entry is missing");
+                }
+                cursor.remove();
+            }
+        }
+        putState(transaction, state);
+        put(transaction, table, keyOf(held.next), host::encodeSelEntry(entry),
+            MDB_APPEND);
+        return Content{held.first + dropped, held.next + 1, state};
+    });
+}
+
+void SelStore::clear(const LogState& state)
+{
+    change(Blocks::wanted, [&](MDB_txn* transaction) {
+        constexpr int emptied = 0;
+        checkLmdb("mdb_drop", mdb_drop(transaction, table, emptied));
+        putState(transaction, state);
+        return Content{0, 0, state};
+    });
+}
+
+void SelStore::setState(const LogState& state)
+{
+    change(Blocks::wanted, [&](MDB_txn* transaction) {
+        putState(transaction, state);
+        return Content{held.first, held.next, state};
+    });
+}
+
+void SelStore::read(uint64_t from, const Visit& visit)
+{
+    reopenIfLost();
+    const Transaction transaction(environment.get(), Transaction::Kind::read);
+    Cursor cursor(transaction.get(), table);
+    for (bool more = cursor.seek(keyOf(from)); more; more = cursor.next())
+    {
+        const uint64_t sequence = sequenceOf(cursor.key());
+        SELEntryProperties entry;
+        try
+        {
+            entry = decodeEntry(sequence, cursor.value());
+        }
+        catch (const std::exception& e)
+        {
+            SERVICE_LOG(log::warning,
+                        "%s.%d.%s: the entry %d of the log was left out: %s",
+                        identifierOf(sequence), e.what());
+            continue;
+        }
+        if (!visit(sequence, entry))
+        {
+            return;
+        }
+    }
+}
+
+} // namespace healthintf::logmgr
