@@ -5,6 +5,7 @@
 #include "data_cache/sel_entry_codec.hpp"
 #include "sel_file.hpp"
 #include "storage/files.hpp"
+#include "storage/free_pages.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -249,10 +250,25 @@ void SelStore::makeBlocks()
     {
         return;
     }
-    const std::size_t wanted =
-        std::min<std::size_t>(used + 2 * reserve, info.me_mapsize);
-    allocateLogFile(environment.get(), wanted, folder);
-    blocks = wanted;
+    const auto allocate = [&](std::size_t spare) {
+        const std::size_t wanted =
+            std::min<std::size_t>(used + spare, info.me_mapsize);
+        allocateLogFile(environment.get(), wanted, folder);
+        blocks = wanted;
+    };
+    try
+    {
+        allocate(2 * reserve);
+    }
+    catch (const std::system_error&)
+    {
+        // What is free within the file counts too, but some of it only after
+        // a change or two.
+        constexpr std::size_t least = 1UL << 16;
+        const std::size_t within =
+            host::freePages(environment.get()) * stat.ms_psize;
+        allocate(reserve - std::min(within, reserve - least));
+    }
 }
 
 void SelStore::putState(MDB_txn* transaction, const LogState& state) const

@@ -2,6 +2,7 @@
 
 #include "../host_log.hpp"
 #include "../storage/files.hpp"
+#include "../storage/free_pages.hpp"
 #include "byte_codec.hpp"
 
 #include <algorithm>
@@ -43,24 +44,6 @@ EnvironmentPtr newEnvironment()
     checkLmdb("mdb_env_set_maxreaders",
               mdb_env_set_maxreaders(environment, Environment::maxReaders));
     return owned;
-}
-
-/** How many pages below the highest used one are free. */
-std::size_t freePages(MDB_env* environment)
-{
-    // LMDB keeps lists of them in its own first table, which only a read
-    // transaction may look at; each begins with its length.
-    constexpr MDB_dbi freeLists = 0;
-    const Transaction transaction(environment, Transaction::Kind::read);
-    std::size_t pages = 0;
-    Cursor cursor(transaction.get(), freeLists);
-    for (bool more = cursor.seek(""); more; more = cursor.next())
-    {
-        std::size_t length = 0;
-        std::memcpy(&length, cursor.value().data(), sizeof(length));
-        pages += length;
-    }
-    return pages;
 }
 
 std::size_t pagesOf(const MDB_stat& table)

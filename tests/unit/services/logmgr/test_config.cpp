@@ -1,0 +1,75 @@
+#include "common/config_table.hpp"
+#include "logmgr/config.hpp"
+#include "temporary_folder.hpp"
+
+#include <gtest/gtest.h>
+
+namespace healthintf::logmgr
+{
+namespace
+{
+
+Config parse(const std::string& text)
+{
+    return parseConfig(text, "f");
+}
+
+std::string errorOf(const std::string& text)
+{
+    try
+    {
+        parse(text);
+    }
+    catch (const services::ConfigError& e)
+    {
+        return e.what();
+    }
+    return "read";
+}
+
+TEST(LogConfig, IsUsualWhereItSaysNothing)
+{
+    EXPECT_EQ(parse("").capacity, 4096);
+    EXPECT_EQ(parse("").overflow, Overflow::refuse);
+}
+
+TEST(LogConfig, TakesCapacityAndOverflow)
+{
+    const Config config = parse("capacity = 65534\noverflow = \"wrap\"\n");
+    EXPECT_EQ(config.capacity, 65534);
+    EXPECT_EQ(config.overflow, Overflow::wrap);
+    EXPECT_EQ(parse("capacity = 1\noverflow = \"refuse\"\n").overflow,
+              Overflow::refuse);
+}
+
+TEST(LogConfig, NamesTheLineAndTheKeyThatAreWrong)
+{
+    const std::string range = "must be a whole number from 1 to 65534";
+    EXPECT_EQ(errorOf("capacity = 0"), "f:1: capacity: " + range);
+    EXPECT_EQ(errorOf("\ncapacity = 65535"), "f:2: capacity: " + range);
+    EXPECT_EQ(errorOf("capacity = \"4\""), "f:1: capacity: " + range);
+    EXPECT_EQ(errorOf("overflow = \"drop\""),
+              "f:1: overflow: must be one of \"refuse\", \"wrap\"");
+    EXPECT_EQ(errorOf("size = 4"), "f:1: size: is no known key");
+}
+
+TEST(LogConfig, NeedNotBeThereWhereItUsuallyIs)
+{
+    const test::TemporaryFolder folder;
+    const auto none = folder.path() / "none";
+    const auto file = folder.write("file", "capacity = 5");
+    EXPECT_EQ(loadConfig("", none).capacity, 4096);
+    EXPECT_EQ(loadConfig("", file).capacity, 5);
+    EXPECT_EQ(loadConfig(file, none).capacity, 5);
+    EXPECT_THROW(loadConfig(none, file), services::ConfigError);
+}
+
+TEST(LogConfig, IsShippedAsItUsuallyIs)
+{
+    const Config shipped = loadConfig(SHIPPED_CONFIG, "");
+    EXPECT_EQ(shipped.capacity, Config{}.capacity);
+    EXPECT_EQ(shipped.overflow, Config{}.overflow);
+}
+
+} // namespace
+} // namespace healthintf::logmgr

@@ -1,0 +1,321 @@
+#include "child.hpp"
+#include "logmgr/event_log.hpp"
+#include "sample_events.hpp"
+#include "small_filesystem.hpp"
+#include "temporary_folder.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <optional>
+
+namespace healthintf::logmgr
+{
+namespace
+{
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Kind = Refusal::Kind;
+
+/** The kind and the words of a refusal. */
+std::pair<std::optional<Kind>, std::string>
+refusalOf(const std::function<void()>& work)
+{
+    try
+    {
+        work();
+    }
+    catch (const Refusal& e)
+    {
+        return {e.kind(), e.what()};
+    }
+    return {std::nullopt, ""};
+}
+
+class Log : public testing::Test
+{
+  protected:
+    /** A log over what the store holds. */
+    EventLog& open(uint16_t capacity = 10, Overflow overflow = Overflow::refuse)
+    {
+        log.reset();
+        store.reset();
+        store.emplace(folder.path());
+        return log.emplace(*store, Config{capacity, overflow}, [this] {
+            return time;
+        });
+    }
+
+    void add(int count)
+    {
+        for (int i = 0; i < count; ++i)
+        {
+            log->add(sampleEvent());
+        }
+    }
+
+    std::vector<uint16_t> ids(uint16_t first = firstEntry, uint32_t limit = 0)
+    {
+        std::vector<uint16_t> found;
+        for (const SELEntryProperties& entry : log->list(first, limit).entries)
+        {
+            found.push_back(entry.recordId);
+        }
+        return found;
+    }
+
+    test::TemporaryFolder folder;
+    uint32_t time = 0x01020304;
+    std::optional<SelStore> store;
+    std::optional<EventLog> log;
+};
+
+TEST_F(Log, GivesARecordItsIdentifierAndItsTime)
+{
+    open();
+    add(1);
+    const auto [entry, dropped] = log->add(sampleEvent());
+    EXPECT_EQ(entry.recordId, 2);
+    EXPECT_EQ(entry.timestamp, time);
+    EXPECT_EQ(entry.sensor.name, "Fan 7");
+    EXPECT_EQ(entry.sensor.path, "/sensors/fan7");
+    EXPECT_EQ(entry.sensor.firstByte, 20);
+    EXPECT_EQ(entry.sensor.secondByte, 1);
+    EXPECT_THAT(dropped, IsEmpty());
+    Record expected = sampleRecord();
+    expected[0] = 2;
+    expected[1] = 0;
+    std::ranges::copy(std::array{4, 3, 2, 1}, expected.begin() + 3);
+    EXPECT_EQ(entry.record, expected);
+}
+
+TEST_F(Log, WritesIdentifiersWithTheirLowByteFirst)
+{
+    open(300);
+    add(299);
+    const Record record = log->add(sampleEvent()).entry.record;
+    EXPECT_EQ(record[0], 300 & 0xff);
+    EXPECT_EQ(record[1], 300 >> 8);
+}
+
+TEST_F(Log, TakesTheTimeThatItIsGiven)
+{
+    open();
+    Event event = sampleEvent();
+    event.timestamp = 0xa0b0c0d0;
+    const SELEntryProperties entry = log->add(event).entry;
+    EXPECT_EQ(entry.timestamp, 0xa0b0c0d0);
+    EXPECT_EQ(entry.record[3], 0xd0);
+    EXPECT_EQ(entry.record[6], 0xa0);
+    EXPECT_EQ(log->state().lastAddition, time) << "when it was added";
+}
+
+TEST_F(Log, LeavesARecordAloneThatHasNoTime)
+{
+    open();
+    EXPECT_EQ(log->add(sampleEvent(0xdf)).entry.timestamp, time);
+    for (const uint8_t type : {0xe0, 0xff})
+    {
+        Event event = sampleEvent(type);
+        event.timestamp = 5;
+        const SELEntryProperties entry = log->add(event).entry;
+        EXPECT_EQ(entry.timestamp, 0U);
+        Record expected = sampleRecord(type);
+        expected[0] = static_cast<uint8_t>(entry.recordId);
+        expected[1] = 0;
+        EXPECT_EQ(entry.record, expected);
+    }
+}
+
+TEST_F(Log, RefusesRecordsOfAnyOtherSize)
+{
+    for (const std::size_t size : {0, 1, 15, 17, 100000})
+    {
+        const auto [kind, why] = refusalOf([&] {
+            checkedEvent({}, std::vector<uint8_t>(size), std::nullopt);
+        });
+        EXPECT_EQ(kind, Kind::invalidRecord);
+        EXPECT_EQ(why,
+                  "the record has " + std::to_string(size) + " bytes, not 16");
+    }
+}
+
+TEST_F(Log, RefusesTextsThatAreTooLong)
+{
+    const std::string longest(511, 'x');
+    open();
+    log->add(checkedEvent({longest, longest, 0, 0}, sampleRecord(), {}));
+    EXPECT_EQ(log->list(1, 1).entries.at(0).sensor.path, longest);
+    EXPECT_EQ(refusalOf([&] {
+                  checkedEvent({longest + "x", "", 0, 0}, sampleRecord(), {});
+              }).second,
+              "the name of the sensor has 512 bytes, more than 511");
+    EXPECT_EQ(refusalOf([&] {
+                  checkedEvent({"", longest + "x", 0, 0}, sampleRecord(), {});
+              }).second,
+              "the path of the sensor has 512 bytes, more than 511");
+}
+
+TEST_F(Log, RefusesEventsWhenItIsFullUntilItIsCleared)
+{
+    open(3);
+    add(3);
+    EXPECT_FALSE(log->state().overflow);
+    const auto [kind, why] = refusalOf([&] {
+        add(1);
+    });
+    EXPECT_EQ(kind, Kind::full);
+    EXPECT_EQ(why, "the log is full: it holds 3 of 3 entries; Clear empties "
+                   "it");
+    EXPECT_THAT(ids(), ElementsAre(1, 2, 3));
+    EXPECT_TRUE(log->state().overflow);
+    EXPECT_TRUE(open(3).state().overflow) << "after a restart";
+    time = 77;
+    EXPECT_EQ(log->clear(), 3U);
+    EXPECT_FALSE(log->state().overflow);
+    EXPECT_EQ(log->state().lastErase, 77U);
+    add(1);
+    EXPECT_THAT(ids(), ElementsAre(1));
+}
+
+TEST_F(Log, DropsTheOldestWhenItIsFullAndWraps)
+{
+    open(3, Overflow::wrap);
+    add(3);
+    EXPECT_FALSE(log->state().overflow);
+    EXPECT_THAT(log->add(sampleEvent()).dropped, ElementsAre(1));
+    EXPECT_THAT(ids(), ElementsAre(2, 3, 4));
+    EXPECT_TRUE(log->state().overflow);
+    open(3, Overflow::wrap);
+    EXPECT_TRUE(log->state().overflow);
+    EXPECT_THAT(ids(), ElementsAre(2, 3, 4));
+}
+
+TEST_F(Log, WrapsAtACapacityOfOne)
+{
+    open(1, Overflow::wrap);
+    add(5);
+    EXPECT_THAT(ids(), ElementsAre(5));
+    open(1, Overflow::wrap);
+    add(1);
+    EXPECT_THAT(ids(), ElementsAre(6)) << "it counts on";
+}
+
+TEST_F(Log, LosesNothingToASmallerCapacityUntilThereIsAnEvent)
+{
+    open(10);
+    add(6);
+    open(3);
+    EXPECT_EQ(ids().size(), 6U);
+    EXPECT_EQ(refusalOf([&] {
+                  add(1);
+              }).second,
+              "the log is full: it holds 6 of 3 entries; Clear empties it");
+    open(3, Overflow::wrap);
+    EXPECT_EQ(ids().size(), 6U);
+    EXPECT_THAT(log->add(sampleEvent()).dropped, ElementsAre(1, 2, 3, 4));
+    EXPECT_THAT(ids(), ElementsAre(5, 6, 7));
+}
+
+TEST_F(Log, GivesIdentifiersAnewWhenAllHaveBeenGiven)
+{
+    test::expectOnSmallFilesystem(folder.path(), "size=60m", [this] {
+        open(identifiers, Overflow::wrap);
+        add(identifiers);
+        const auto again = log->add(sampleEvent());
+        if (again.entry.recordId != 1 ||
+            again.dropped != std::vector<uint16_t>{1})
+        {
+            return 1;
+        }
+        add(9);
+        const bool last = ids(lastEntry) == std::vector<uint16_t>{10};
+        const bool first = ids(firstEntry, 1) == std::vector<uint16_t>{11};
+        const bool around =
+            ids(65533, 4) == std::vector<uint16_t>{65533, 65534, 1, 2};
+        return last && first && around ? 0 : 2;
+    });
+}
+
+TEST_F(Log, FindsEntriesByTheirIdentifiersAcrossTheWrap)
+{
+    open(4, Overflow::wrap);
+    add(6);
+    EXPECT_THAT(ids(4, 1), ElementsAre(4));
+    EXPECT_THAT(ids(firstEntry, 1), ElementsAre(3));
+    EXPECT_THAT(ids(lastEntry), ElementsAre(6));
+    for (const uint16_t gone : {2, 7, 65534})
+    {
+        const auto [kind, why] = refusalOf([&] {
+            log->list(gone, 1);
+        });
+        EXPECT_EQ(kind, Kind::noSuchEntry);
+        EXPECT_EQ(why, "the log has no entry " + std::to_string(gone));
+    }
+}
+
+TEST_F(Log, GivesPagesThatLeadToTheNext)
+{
+    open();
+    add(5);
+    EXPECT_THAT(ids(firstEntry, 2), ElementsAre(1, 2));
+    EXPECT_EQ(log->list(firstEntry, 2).next, 3);
+    EXPECT_THAT(ids(3, 2), ElementsAre(3, 4));
+    EXPECT_EQ(log->list(3, 2).next, 5);
+    EXPECT_THAT(ids(5, 2), ElementsAre(5));
+    EXPECT_EQ(log->list(5, 2).next, noEntry);
+}
+
+TEST_F(Log, LimitsAPage)
+{
+    test::expectOnSmallFilesystem(folder.path(), "size=20m", [this] {
+        open(2000);
+        add(1001);
+        const auto isWhole = [&](uint32_t limit) {
+            const Page page = log->list(firstEntry, limit);
+            return page.entries.size() == EventLog::maxPage &&
+                   page.next == 1001;
+        };
+        return isWhole(0) && isWhole(5000) ? 0 : 1;
+    });
+}
+
+TEST_F(Log, HasNoEntriesWhenItIsEmpty)
+{
+    open();
+    EXPECT_THAT(log->list(firstEntry, 5).entries, IsEmpty());
+    EXPECT_EQ(log->list(firstEntry, 5).next, noEntry);
+    EXPECT_EQ(refusalOf([&] {
+                  log->list(lastEntry, 1);
+              }).first,
+              Kind::noSuchEntry);
+    EXPECT_EQ(log->clear(), 0U);
+}
+
+TEST_F(Log, RefusesWhatCannotBeStoredAndGoesOn)
+{
+    test::expectOnSmallFilesystem(folder.path(), "size=3m", [this] {
+        open(identifiers);
+        std::pair<std::optional<Kind>, std::string> refused;
+        uint32_t added = 0;
+        while (!(refused = refusalOf([&] {
+                     add(1);
+                 })).first)
+        {
+            ++added;
+        }
+        const bool told =
+            refused.first == Kind::notStored &&
+            refused.second.find("free some space") != std::string::npos;
+        const bool same = log->entries() == added && added > 100;
+        log->clear();
+        add(1);
+        return told && same && ids() == std::vector<uint16_t>{1} ? 0 : 1;
+    });
+}
+
+} // namespace
+} // namespace healthintf::logmgr

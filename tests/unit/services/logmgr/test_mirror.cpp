@@ -1,0 +1,101 @@
+#include "cache_test.hpp"
+#include "logmgr/mirror.hpp"
+#include "sample_events.hpp"
+
+#include <gmock/gmock.h>
+
+#include <map>
+#include <string>
+
+namespace healthintf::logmgr
+{
+namespace
+{
+
+using test::inChild;
+using Ids = std::vector<uint16_t>;
+
+/** The identifiers of what others read. */
+Ids mirrored()
+{
+    std::map<std::string, SELEntry_gen> entries;
+    DataAbstraction::SELEntry::get_map_by_path_prefixes({}, {}, entries);
+    Ids ids;
+    for (const auto& [path, entry] : entries)
+    {
+        ids.push_back(entry.recordId());
+    }
+    return ids;
+}
+
+class LogMirror : public test::CacheTest
+{
+  protected:
+    /** Works with a log of three entries at most in a process of its own. */
+    template <typename Work>
+    int withLog(Work&& work, std::string* errors = nullptr)
+    {
+        return inChild(
+            [&] {
+                SelStore store(folder.path() / "sel");
+                EventLog log(store, {3, Overflow::wrap}, [] {
+                    return 1;
+                });
+                return work(log);
+            },
+            errors);
+    }
+};
+
+TEST_F(LogMirror, BeginsAsTheLogIs)
+{
+    EXPECT_EQ(withLog([](EventLog& log) {
+                  log.add(sampleEvent());
+                  log.add(sampleEvent());
+                  const Mirror mirror(log);
+                  return mirrored() == Ids{1, 2} ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(LogMirror, FollowsAdditionsAndClearing)
+{
+    EXPECT_EQ(withLog([](EventLog& log) {
+                  Mirror mirror(log);
+                  for (int i = 0; i < 4; ++i)
+                  {
+                      mirror.follow(log.add(sampleEvent()));
+                  }
+                  const bool wrapped = mirrored() == Ids{2, 3, 4};
+                  log.clear();
+                  mirror.renew();
+                  return wrapped && mirrored().empty() ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(LogMirror, MakesUpForWhatFailed)
+{
+    folder.write("datacache", "no folder");
+    std::string errors;
+    EXPECT_EQ(withLog(
+                  [this](EventLog& log) {
+                      Mirror mirror(log);
+                      mirror.follow(log.add(sampleEvent()));
+                      mirror.follow(log.add(sampleEvent()));
+                      std::filesystem::remove(cacheFolder());
+                      mirror.follow(log.add(sampleEvent()));
+                      const bool made = mirrored() == Ids{1, 2, 3};
+                      mirror.follow(log.add(sampleEvent()));
+                      return made && mirrored() == Ids{2, 3, 4} ? 0 : 1;
+                  },
+                  &errors),
+              0);
+    const std::string line = "the data cache lacks the last change of the log";
+    const std::size_t at = errors.find(line);
+    EXPECT_NE(at, std::string::npos) << errors;
+    EXPECT_EQ(errors.find(line, at + 1), std::string::npos) << errors;
+}
+
+} // namespace
+} // namespace healthintf::logmgr

@@ -1,0 +1,134 @@
+#include "logmgr/sel_file.hpp"
+#include "storage/files.hpp"
+#include "temporary_folder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+namespace healthintf::logmgr
+{
+namespace
+{
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t mapSize = 16UL << 20;
+
+class LogFile : public testing::Test
+{
+  protected:
+    fs::path file() const
+    {
+        return folder.path() / "data.mdb";
+    }
+
+    /** Puts so much into the file that it has pages beyond its head. */
+    void fill() const
+    {
+        const host::EnvironmentPtr environment =
+            openLogFile(folder.path(), mapSize);
+        host::Transaction transaction(environment.get(),
+                                      host::Transaction::Kind::write);
+        MDB_dbi table = 0;
+        host::checkLmdb("mdb_dbi_open",
+                        mdb_dbi_open(transaction.get(), nullptr, 0, &table));
+        std::string bytes(100000, 'x');
+        MDB_val key{3, bytes.data()};
+        MDB_val value{bytes.size(), bytes.data()};
+        host::checkLmdb("mdb_put",
+                        mdb_put(transaction.get(), table, &key, &value, 0));
+        transaction.commit();
+    }
+
+    test::TemporaryFolder folder;
+};
+
+TEST_F(LogFile, IsMadeAndOpenedAgain)
+{
+    fill();
+    EXPECT_NE(openLogFile(folder.path(), mapSize), nullptr);
+}
+
+TEST_F(LogFile, IsBegunAnewWhenItIsEmpty)
+{
+    folder.write("data.mdb", "");
+    EXPECT_NE(openLogFile(folder.path(), mapSize), nullptr);
+}
+
+TEST_F(LogFile, IsDamagedWhenPagesAreMissing)
+{
+    fill();
+    const std::size_t whole = fs::file_size(file());
+    for (const std::size_t size :
+         {whole - 1, whole - 4096, std::size_t{8192}, std::size_t{8191},
+          std::size_t{4096}, std::size_t{1}})
+    {
+        fs::resize_file(file(), size);
+        EXPECT_THROW(openLogFile(folder.path(), mapSize), DamagedFile) << size;
+    }
+}
+
+TEST_F(LogFile, IsDamagedWhenItIsNone)
+{
+    folder.write("data.mdb", std::string(100000, 'x'));
+    try
+    {
+        openLogFile(folder.path(), mapSize);
+        ADD_FAILURE() << "opened";
+    }
+    catch (const std::exception& e)
+    {
+        EXPECT_TRUE(isDamage(e)) << e.what();
+    }
+}
+
+TEST_F(LogFile, IsNotDamagedBecauseItCannotBeOpened)
+{
+    fs::create_directory(file());
+    try
+    {
+        openLogFile(folder.path(), mapSize);
+        ADD_FAILURE() << "opened";
+    }
+    catch (const std::exception& e)
+    {
+        EXPECT_FALSE(isDamage(e)) << e.what();
+    }
+    EXPECT_FALSE(isDamage(host::LmdbError("call", ENOSPC)));
+    EXPECT_FALSE(isDamage(host::LmdbError("call", MDB_MAP_FULL)));
+}
+
+TEST_F(LogFile, GetsBlocksWithoutLosingWhatItHolds)
+{
+    fill();
+    {
+        const host::EnvironmentPtr environment =
+            openLogFile(folder.path(), mapSize);
+        allocateLogFile(environment.get(), 1UL << 20, folder.path());
+    }
+    EXPECT_EQ(fs::file_size(file()), 1UL << 20);
+    EXPECT_NE(openLogFile(folder.path(), mapSize), nullptr);
+}
+
+TEST_F(LogFile, IsSetAsideUnderAnotherName)
+{
+    fill();
+    const fs::path aside = setLogAside(folder.path());
+    EXPECT_TRUE(fs::exists(aside));
+    EXPECT_FALSE(fs::exists(file()));
+}
+
+TEST_F(LogFile, HasItsFolderMadeWithAllAbove)
+{
+    const fs::path deep = folder.path() / "a" / "b" / "c";
+    EXPECT_EQ(madeFolder(deep), deep);
+    EXPECT_TRUE(fs::is_directory(deep));
+    EXPECT_EQ(madeFolder(deep), deep) << "when it is there already";
+    folder.write("file", "");
+    EXPECT_THROW(madeFolder(folder.path() / "file" / "below"),
+                 std::system_error);
+}
+
+} // namespace
+} // namespace healthintf::logmgr

@@ -1,0 +1,395 @@
+#include "child.hpp"
+#include "data_cache/sel_entry_codec.hpp"
+#include "file_content.hpp"
+#include "logmgr/sel_file.hpp"
+#include "logmgr/sel_store.hpp"
+#include "sample_events.hpp"
+#include "small_filesystem.hpp"
+#include "temporary_folder.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <optional>
+
+namespace healthintf::logmgr
+{
+namespace
+{
+
+namespace fs = std::filesystem;
+using test::Child;
+using test::contentOf;
+using test::inChild;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+/** Does something to the table of a file behind the store's back. */
+template <typename Work>
+void tamper(const fs::path& folder, Work&& work)
+{
+    const host::EnvironmentPtr environment =
+        openLogFile(folder, SelStore::mapSize);
+    host::Transaction transaction(environment.get(),
+                                  host::Transaction::Kind::write);
+    MDB_dbi table = 0;
+    host::checkLmdb("mdb_dbi_open",
+                    mdb_dbi_open(transaction.get(), nullptr, 0, &table));
+    work(transaction.get(), table);
+    transaction.commit();
+}
+
+void tamperWith(const fs::path& folder, std::string key,
+                std::optional<std::string> value)
+{
+    tamper(folder, [&](MDB_txn* transaction, MDB_dbi table) {
+        MDB_val k{key.size(), key.data()};
+        if (!value)
+        {
+            host::checkLmdb("mdb_del",
+                            mdb_del(transaction, table, &k, nullptr));
+            return;
+        }
+        MDB_val v{value->size(), value->data()};
+        host::checkLmdb("mdb_put", mdb_put(transaction, table, &k, &v, 0));
+    });
+}
+
+std::string keyOf(char last)
+{
+    return std::string(7, '\0') + last;
+}
+
+/** What a file holds, without the blocks at its end that have never been
+ *  written. */
+std::string writtenIn(const fs::path& file)
+{
+    constexpr std::size_t page = 4096;
+    std::string content = contentOf(file);
+    const std::size_t last = content.find_last_not_of('\0');
+    content.resize((last / page + 1) * page);
+    return content;
+}
+
+class Store : public testing::Test
+{
+  protected:
+    SelStore& open()
+    {
+        store.reset();
+        return store.emplace(path);
+    }
+
+    /** The log that a copy of the file holds. */
+    std::vector<uint16_t> idsInCopy(const std::string& content) const
+    {
+        const test::TemporaryFolder other;
+        other.write("data.mdb", content);
+        SelStore copy(other.path());
+        EXPECT_FALSE(fs::exists(other.path() / "data.mdb.damaged"));
+        return idsIn(copy);
+    }
+
+    test::TemporaryFolder folder;
+    fs::path path = folder.path() / "deep" / "sel";
+    fs::path file = path / "data.mdb";
+    std::optional<SelStore> store;
+};
+
+TEST_F(Store, IsEmptyAtFirst)
+{
+    open();
+    EXPECT_EQ(store->size(), 0U);
+    EXPECT_EQ(store->next(), 0U);
+    EXPECT_FALSE(store->state().overflow);
+    EXPECT_EQ(store->state().lastAddition, 0U);
+    EXPECT_THAT(idsIn(*store), IsEmpty());
+}
+
+TEST_F(Store, KeepsEntriesAndStateWhenItIsOpenedAgain)
+{
+    open();
+    SELEntryProperties entry = nextEntry(*store, "Fan 7");
+    entry.sensor.path = "/sensors/fan7";
+    entry.record = sampleRecord();
+    store->append(entry, 0, {5, 6, true});
+    append(*store, 2);
+    open();
+    EXPECT_EQ(store->size(), 3U);
+    EXPECT_EQ(store->state().lastAddition, 5U);
+    EXPECT_EQ(store->state().lastErase, 6U);
+    EXPECT_TRUE(store->state().overflow);
+    store->read(0, [&](uint64_t sequence, const SELEntryProperties& read) {
+        EXPECT_EQ(sequence, 0U);
+        EXPECT_EQ(read.recordId, 1);
+        EXPECT_EQ(read.sensor.name, entry.sensor.name);
+        EXPECT_EQ(read.sensor.path, entry.sensor.path);
+        EXPECT_EQ(read.record, entry.record);
+        return false;
+    });
+    EXPECT_THAT(idsIn(*store), ElementsAre(1, 2, 3));
+}
+
+TEST_F(Store, DropsTheFirstEntriesInOneStepWithAnAddition)
+{
+    append(open(), 3);
+    store->append(nextEntry(*store), 2, {});
+    EXPECT_THAT(idsIn(*store), ElementsAre(3, 4));
+    EXPECT_EQ(store->first(), 2U);
+    open();
+    EXPECT_THAT(idsIn(*store), ElementsAre(3, 4));
+    store->append(nextEntry(*store), 2, {});
+    EXPECT_THAT(idsIn(*store), ElementsAre(5));
+}
+
+TEST_F(Store, BeginsToCountAnewWhenItIsCleared)
+{
+    append(open(), 3);
+    store->clear({1, 2, false});
+    EXPECT_EQ(store->size(), 0U);
+    append(*store, 1);
+    open();
+    EXPECT_THAT(idsIn(*store), ElementsAre(1));
+    EXPECT_EQ(store->state().lastErase, 2U);
+}
+
+TEST_F(Store, ReadsFromAnEntryOn)
+{
+    append(open(), 5);
+    std::vector<uint64_t> read;
+    store->read(3, [&](uint64_t sequence, const SELEntryProperties&) {
+        read.push_back(sequence);
+        return true;
+    });
+    EXPECT_THAT(read, ElementsAre(3, 4));
+}
+
+TEST(Identifiers, LeaveOutTheTwoThatMeanSomethingElse)
+{
+    EXPECT_EQ(identifierOf(0), 1);
+    EXPECT_EQ(identifierOf(65533), 65534);
+    EXPECT_EQ(identifierOf(65534), 1);
+    EXPECT_EQ(identifierOf(uint64_t{65534} * 1000 + 41), 42);
+}
+
+TEST_F(Store, HasEveryAcknowledgedEntryWheneverThePowerFails)
+{
+    open();
+    std::string before = writtenIn(file);
+    std::vector<uint16_t> acknowledged;
+    for (int i = 0; i < 60; ++i)
+    {
+        const uint64_t dropped = i % 7 == 6 ? 3 : 0;
+        const SELEntryProperties entry =
+            nextEntry(*store, std::string(i * 8, 'x'));
+        store->append(entry, dropped, store->state());
+        const std::string after = writtenIn(file);
+
+        // Nothing of the change but the head pages, which are written last,
+        // is on the disk.
+        constexpr std::size_t head = 8192;
+        const std::string torn = before.substr(0, head) + after.substr(head);
+        EXPECT_EQ(idsInCopy(torn), acknowledged);
+
+        acknowledged.erase(acknowledged.begin(),
+                           acknowledged.begin() +
+                               static_cast<std::ptrdiff_t>(dropped));
+        acknowledged.push_back(entry.recordId);
+        EXPECT_EQ(idsInCopy(after), acknowledged);
+        before = after;
+    }
+}
+
+TEST_F(Store, SetsAFileAsideThatIsTooShort)
+{
+    append(open(), 100);
+    store.reset();
+    const std::string whole = contentOf(file);
+    for (const std::size_t size : {1U, 4096U, 5000U, 8192U, 12288U})
+    {
+        std::ofstream(file, std::ios::binary) << whole.substr(0, size);
+        testing::internal::CaptureStderr();
+        open();
+        EXPECT_EQ(store->size(), 0U);
+        EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                    HasSubstr("is damaged: it was set aside as " +
+                              file.string() + ".damaged"));
+        EXPECT_EQ(fs::file_size(file.string() + ".damaged"), size);
+        append(*store, 1);
+        store.reset();
+    }
+}
+
+TEST_F(Store, LosesNothingWithTheBlocksAtItsEnd)
+{
+    append(open(), 100);
+    store.reset();
+    fs::resize_file(file, fs::file_size(file) - SelStore::reserve);
+    EXPECT_EQ(open().size(), 100U);
+}
+
+TEST_F(Store, SetsAsideWhatIsNoLog)
+{
+    folder.write("deep/sel/data.mdb", std::string(100000, 'x'));
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(open().size(), 0U);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("is damaged"));
+    EXPECT_EQ(contentOf(file.string() + ".damaged"), std::string(100000, 'x'));
+}
+
+TEST_F(Store, SetsALogAsideWhoseKeysAreWrong)
+{
+    const auto expectDamage = [this](const std::string& key,
+                                     const std::optional<std::string>& value) {
+        append(open(), 3);
+        store.reset();
+        tamperWith(path, key, value);
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(open().size(), 0U);
+        EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                    HasSubstr("is damaged"));
+    };
+    const std::string state(1, '\0');
+    expectDamage(keyOf(1), std::nullopt);
+    expectDamage("short", "entry");
+    expectDamage(state, std::nullopt);
+    expectDamage(state, "ab");
+}
+
+TEST_F(Store, LeavesALogOfAnotherVersionAlone)
+{
+    append(open(), 1);
+    store.reset();
+    tamperWith(path, std::string(1, '\0'), std::string("\x63\0\0\0", 4));
+    try
+    {
+        open();
+        ADD_FAILURE() << "opened";
+    }
+    catch (const std::exception& e)
+    {
+        EXPECT_THAT(e.what(), HasSubstr("it is of version 99 and this program "
+                                        "needs version 1"));
+    }
+    EXPECT_FALSE(fs::exists(file.string() + ".damaged"));
+}
+
+TEST_F(Store, LeavesOutAnEntryThatMakesNoSense)
+{
+    append(open(), 4);
+    const std::string other = host::encodeSelEntry(nextEntry(*store));
+    store.reset();
+    tamperWith(path, keyOf(1), "short");
+    tamperWith(path, keyOf(2), other);
+    testing::internal::CaptureStderr();
+    open();
+    const std::string lines = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(lines, HasSubstr("the entry 2 of the log was left out"));
+    EXPECT_THAT(lines, HasSubstr("the entry 3 of the log was left out: it has "
+                                 "the identifier 5"));
+    EXPECT_EQ(store->size(), 4U) << "they keep their places";
+    EXPECT_THAT(idsIn(*store), ElementsAre(1, 4));
+}
+
+TEST_F(Store, WaitsForTheProcessThatHasIt)
+{
+    Child first([this](const Child::Parent& parent) {
+        append(open(), 1);
+        parent.tell("open");
+        Child::Parent::waitForever();
+        return 0;
+    });
+    first.hear();
+    Child second([this](const Child::Parent& parent) {
+        parent.tell("begin");
+        append(open(), 1);
+        return store->size() == 2 ? 0 : 1;
+    });
+    second.hear();
+    first.kill();
+    EXPECT_EQ(second.wait(), 0);
+}
+
+/** Takes all space that a filesystem has left. */
+void fillUp(const fs::path& folder)
+{
+    std::ofstream stream(folder / "filler", std::ios::binary);
+    const std::string block(4096, 'x');
+    while (stream.write(block.data(), block.size()) && stream.flush())
+    {}
+}
+
+TEST_F(Store, CanBeClearedOnAFullFilesystem)
+{
+    for (const char* size : {"size=4m", "size=5m", "size=6m"})
+    {
+        test::expectOnSmallFilesystem(folder.path(), size, [this] {
+            open();
+            int added = 0;
+            try
+            {
+                for (;; ++added)
+                {
+                    append(*store, 1, std::string(500, 'x'));
+                    if (added == 100)
+                    {
+                        fillUp(folder.path());
+                    }
+                }
+            }
+            catch (const std::system_error& e)
+            {
+                if (e.code().value() != ENOSPC)
+                {
+                    return 1;
+                }
+            }
+            const auto held = static_cast<uint64_t>(added);
+            if (added < 100 || store->size() != held ||
+                idsIn(*store).size() != held || open().size() != held)
+            {
+                return 2;
+            }
+            store->setState({1, 2, true});
+            store->clear({1, 3, false});
+            if (open().size() != 0 || store->state().lastErase != 3)
+            {
+                return 3;
+            }
+            fs::remove(folder.path() / "filler");
+            append(*store, 100, std::string(500, 'x'));
+            return open().size() == 100 ? 0 : 4;
+        });
+    }
+}
+
+TEST_F(Store, HoldsAsManyEntriesAsThereAreIdentifiersWithTheLongestTexts)
+{
+    // In memory, where nothing waits for a disk.
+    test::expectOnSmallFilesystem(folder.path(), "size=250m", [this] {
+        open();
+        SELEntryProperties entry = nextEntry(*store);
+        entry.sensor.name = std::string(maxSensorText, 'n');
+        entry.sensor.path = std::string(maxSensorText, 'p');
+        for (int i = 0; i < identifiers + 1000; ++i)
+        {
+            entry.recordId = identifierOf(store->next());
+            store->append(entry, store->size() < identifiers ? 0 : 1, {});
+        }
+        const std::vector<uint16_t> ids = idsIn(*store);
+        if (ids.size() != identifiers || ids.front() != 1001 ||
+            ids.back() != 1000)
+        {
+            return 1;
+        }
+        store->append(nextEntry(*store), 60000, {});
+        store->clear({});
+        return open().size() == 0 ? 0 : 2;
+    });
+}
+
+} // namespace
+} // namespace healthintf::logmgr
