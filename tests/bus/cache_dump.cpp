@@ -1,16 +1,21 @@
 /** @file Prints the data cache as one JSON object: a process opens one data
- *  cache in its life, so tests that see several read them through this. */
+ *  cache in its life, so tests that see several read them through this.
+ *
+ *  Arguments are prefixes of the paths of the log's entries; without any, all
+ *  are shown. */
 
 #include <platform/data_abstraction/fault_entry.hpp>
 #include <platform/data_abstraction/health_status.hpp>
+#include <platform/data_abstraction/sel.hpp>
 
 #include <nlohmann/json.hpp>
 
 #include <iostream>
 #include <map>
 #include <string>
+#include <vector>
 
-int main()
+int main(int argc, char** argv)
 {
     using nlohmann::json;
 
@@ -34,6 +39,22 @@ int main()
                           {"severity", entry.severity()},
                           {"hidden", entry.hidden()}});
     }
-    std::cout << json{{"health", health}, {"faults", faults}} << std::endl;
+    std::map<std::string, SELEntry_gen> events;
+    const long answer = DataAbstraction::SELEntry::get_map_by_path_prefixes(
+        {}, std::vector<std::string>(argv + 1, argv + argc), events);
+    json sel = json::object();
+    for (const auto& [path, event] : events)
+    {
+        sel[path] = {{"recordId", event.recordId()},
+                     {"timestamp", event.timestamp()},
+                     {"name", event.sensor().name},
+                     {"path", event.sensor().path},
+                     {"record", event.record()}};
+    }
+    std::cout << json{{"health", health},
+                      {"faults", faults},
+                      {"selAnswer", answer},
+                      {"sel", sel}}
+              << std::endl;
     return 0;
 }

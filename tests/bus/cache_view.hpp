@@ -24,9 +24,26 @@ struct RecordedFault
     bool hidden;
 };
 
-inline nlohmann::json dumpedCache()
+/** @param[in] selPrefixes which of the log's entries; empty for all */
+inline nlohmann::json
+dumpedCache(const std::vector<std::string>& selPrefixes = {})
 {
-    return nlohmann::json::parse(outputOf({CACHE_DUMP}));
+    std::vector<std::string> command{CACHE_DUMP};
+    command.insert(command.end(), selPrefixes.begin(), selPrefixes.end());
+    return nlohmann::json::parse(outputOf(command));
+}
+
+/** The identifiers of the log's entries in the data cache. */
+inline std::vector<uint16_t>
+recordedEvents(const std::vector<std::string>& prefixes = {})
+{
+    const auto cache = dumpedCache(prefixes);
+    std::vector<uint16_t> ids;
+    for (const auto& [path, entry] : cache["sel"].items())
+    {
+        ids.push_back(entry["recordId"]);
+    }
+    return ids;
 }
 
 /** The health that a key's record holds, if there is one. */

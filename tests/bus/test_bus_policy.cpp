@@ -4,6 +4,7 @@
 #include "bus_client.hpp"
 #include "component.hpp"
 #include "file_content.hpp"
+#include "log_client.hpp"
 #include "private_bus.hpp"
 #include "process.hpp"
 
@@ -42,11 +43,12 @@ const std::string systemRules =
     "<allow receive_type=\"signal\"/>"
     "<allow send_destination=\"org.freedesktop.DBus\"/></policy>";
 
-/** The installed policy as part of a configuration, with whoever runs the
- *  test in the place of root. */
-std::string installedRules()
+/** An installed policy as part of a configuration, with whoever runs the test
+ *  in the place of root. */
+std::string installedRules(const std::string& service = manager)
 {
-    const std::string file = contentOf(BUS_POLICY);
+    const std::string file =
+        contentOf(std::filesystem::path(BUS_POLICIES) / (service + ".conf"));
     const std::string open = "<busconfig>";
     const std::size_t start = file.find(open) + open.size();
     std::string rules = file.substr(start, file.rfind("</") - start);
@@ -157,6 +159,87 @@ TEST_F(BusPolicy, LetsRootAloneSendNotifications)
     EXPECT_EQ(CfgSetAttributeInt("a", 1, 0, nullptr), 0);
     client.catchUp();
     EXPECT_EQ(heard, std::vector<std::string>{"CfgMgr/1/AttributeChange/a"});
+}
+
+/** A log manager on a bus with the installed policy. */
+class LogPolicy : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        client.waitUntilReady();
+    }
+
+    PrivateBus bus{systemRules + installedRules(logService)};
+    LogClient client;
+    Process logmgr{{LOGMGR}};
+};
+
+TEST(BusWithoutAPolicy, RefusesTheLogManager)
+{
+    const PrivateBus bus(systemRules);
+    Process logmgr({LOGMGR});
+    EXPECT_NE(logmgr.wait(), 0);
+    EXPECT_THAT(logmgr.errors(), HasSubstr("Permission denied"));
+}
+
+TEST_F(LogPolicy, LetsRootAddClearAndHear)
+{
+    EXPECT_EQ(client.add(recordOf(7)), 1U);
+    EXPECT_EQ(client.entry(1).record[11], 7);
+    EXPECT_EQ(client.clear(), 1U);
+    client.catchUp();
+    EXPECT_EQ(client.heard.size(), 2U);
+}
+
+TEST_F(LogPolicy, LetsOthersReadAndNothingElse)
+{
+    if (geteuid() != 0)
+    {
+        GTEST_SKIP() << "needs root, to become another user";
+    }
+    letOthersIn(bus);
+    client.add(recordOf(7));
+    const auto call = [](const std::vector<std::string>& arguments) {
+        std::vector<std::string> command{"call", logService, logPath,
+                                         logInterface};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        return asNobody(command);
+    };
+    EXPECT_THAT(call({"GetEntry", "q", "1"}), HasSubstr("Fan 7"));
+    EXPECT_THAT(call({"ListEntries", "qu", "0", "0"}), HasSubstr("Fan 7"));
+    EXPECT_THAT(asNobody({"get-property", logService, logPath, logInterface,
+                          "Entries"}),
+                HasSubstr("u 1"));
+    for (const std::vector<std::string>& wanted :
+         {std::vector<std::string>{"Clear"},
+          {"AddSEL", "(ssyy)ay", "", "", "0", "0", "0"},
+          {"AddSELWithTimestamp", "(ssyy)ayu", "", "", "0", "0", "0", "0"}})
+    {
+        EXPECT_THAT(
+            [&] {
+                call(wanted);
+            },
+            ThrowsMessage<std::runtime_error>(HasSubstr("Access denied")))
+            << wanted[0];
+    }
+    EXPECT_EQ(client.property("Entries"), "1");
+}
+
+TEST_F(LogPolicy, LetsRootAloneSendItsSignals)
+{
+    if (geteuid() != 0)
+    {
+        GTEST_SKIP() << "needs root, to become another user";
+    }
+    letOthersIn(bus);
+    asNobody({"emit", logPath, logInterface, "ClearedSelEntries"});
+    asNobody({"emit", logPath, logInterface, "SignalSELEvent", "ay", "0"});
+    client.add(recordOf(7));
+    client.catchUp();
+    EXPECT_THAT(
+        client.heard,
+        testing::ElementsAre("SignalSELEvent " + std::string(logPath) + "/7"));
 }
 
 } // namespace

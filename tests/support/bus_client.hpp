@@ -73,8 +73,11 @@ class BusClient
     /** Every HealthStatusUpdate heard: "parent key health". */
     std::vector<std::string> updates;
 
-  private:
+  protected:
+    /** @throws std::runtime_error with the text of an error that is set */
     static void throwIfSet(sd_bus_error& error);
+
+  private:
     static int takeProperty(sd_bus_message* message, void* context,
                             sd_bus_error* error);
     static int takeUpdate(sd_bus_message* message, void* context,

@@ -1,0 +1,182 @@
+/** @file What the log manager has acknowledged is there, whatever happens to
+ *  it. */
+
+#include "cache_view.hpp"
+#include "log_client.hpp"
+#include "private_bus.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <numeric>
+#include <thread>
+
+namespace healthintf::test
+{
+namespace
+{
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class LogDurability : public testing::Test
+{
+  protected:
+    fs::path file() const
+    {
+        return bus.folder().path() / "state" / "sel" / "data.mdb";
+    }
+
+    /** A second log manager that waits for the first. */
+    Process waiting() const
+    {
+        Process second({LOGMGR});
+        const auto deadline = std::chrono::steady_clock::now() + patience;
+        while (second.errors().find("another process has the log") ==
+                   std::string::npos &&
+               std::chrono::steady_clock::now() < deadline)
+        {
+            std::this_thread::yield();
+        }
+        EXPECT_THAT(second.errors(), HasSubstr("another process has the log"));
+        return second;
+    }
+
+    PrivateBus bus;
+    LogClient client;
+};
+
+TEST_F(LogDurability, SurvivesARestart)
+{
+    Process running = client.start();
+    client.add(recordOf(1));
+    client.add(recordOf(2));
+    const ReadEntry before = client.entry(2);
+    running.signal(SIGTERM);
+    EXPECT_EQ(running.wait(), 0);
+    client.waitUntilGone();
+    const Process again = client.start();
+    EXPECT_EQ(client.entry(2).record, before.record);
+    EXPECT_EQ(client.entry(2).name, before.name);
+    EXPECT_THAT(recordedEvents(), ElementsAre(1, 2));
+    EXPECT_EQ(client.add(recordOf(3)), 3u);
+}
+
+TEST_F(LogDurability, HasWhatItAcknowledgedRightBeforeItWasKilled)
+{
+    for (uint16_t count = 1; count <= 12; ++count)
+    {
+        Process running = client.start();
+        EXPECT_EQ(client.add(recordOf(static_cast<uint8_t>(count))), count);
+        running.kill();
+        client.waitUntilGone();
+    }
+    const Process again = client.start();
+    Ids expected(12);
+    std::iota(expected.begin(), expected.end(), 1);
+    EXPECT_EQ(recordedEvents(), expected);
+    for (const uint16_t id : expected)
+    {
+        EXPECT_EQ(client.entry(id).record[11], id);
+    }
+}
+
+TEST_F(LogDurability, LosesNothingWhenItIsKilledInTheMiddleOfItsWork)
+{
+    for (int round = 0; round < 5; ++round)
+    {
+        Process running = client.start();
+        const Ids before = client.page(0, 0);
+        client.heard.clear();
+        constexpr int sent = 50;
+        for (int i = 0; i < sent; ++i)
+        {
+            client.sendAddition(recordOf(1));
+        }
+        const auto answers = [this] {
+            return static_cast<std::size_t>(
+                std::ranges::count(client.heard, "reply"));
+        };
+        client.waitUntil("answers", [&] {
+            return answers() >= 10;
+        });
+        running.kill();
+        client.waitUntilGone();
+        const Process again = client.start();
+        const Ids after = client.page(0, 0);
+        EXPECT_GE(after.size(), before.size() + answers());
+        EXPECT_LE(after.size(), before.size() + sent);
+        EXPECT_EQ(recordedEvents().size(), after.size() - 1);
+    }
+}
+
+TEST_F(LogDurability, SetsADamagedLogAsideAndGoesOn)
+{
+    {
+        Process running = client.start();
+        client.add(recordOf(1));
+        running.kill();
+        client.waitUntilGone();
+    }
+    fs::resize_file(file(), 8192);
+    const Process again = client.start();
+    EXPECT_THAT(again.errors(), HasSubstr("is damaged: it was set aside as " +
+                                          file().string() + ".damaged"));
+    EXPECT_TRUE(fs::exists(file().string() + ".damaged"));
+    EXPECT_THAT(recordedEvents(), testing::IsEmpty());
+    EXPECT_EQ(client.add(recordOf(1)), 1u);
+}
+
+TEST_F(LogDurability, MakesTheMirrorAnewWhenOthersEmptiedTheDataCache)
+{
+    {
+        Process running = client.start();
+        client.add(recordOf(1));
+        running.kill();
+        client.waitUntilGone();
+    }
+    EXPECT_EQ(dumpedCache()["selAnswer"], 256) << "nobody used it meanwhile";
+    const Process again = client.start();
+    EXPECT_THAT(recordedEvents(), ElementsAre(1));
+}
+
+TEST_F(LogDurability, KeepsTheRecordWhenTheDataCacheCannot)
+{
+    bus.folder().write("run/datacache", "no folder");
+    const Process running = client.start();
+    EXPECT_EQ(client.add(recordOf(1)), 1u);
+    EXPECT_THAT(running.errors(),
+                HasSubstr("the data cache lacks the last change of the log"));
+    fs::remove(bus.folder().path() / "run" / "datacache");
+    EXPECT_EQ(client.add(recordOf(2)), 2u);
+    EXPECT_THAT(recordedEvents(), ElementsAre(1, 2));
+}
+
+TEST_F(LogDurability, WaitsForAnotherProcessWithTheSameLog)
+{
+    Process first = client.start();
+    client.add(recordOf(1));
+    Process second = waiting();
+    first.kill();
+    client.waitUntilGone();
+    client.waitUntilReady();
+    EXPECT_EQ(client.add(recordOf(2)), 2u);
+    second.signal(SIGTERM);
+    EXPECT_EQ(second.wait(), 0);
+}
+
+TEST_F(LogDurability, EndsOnASignalWhileItWaits)
+{
+    const Process first = client.start();
+    Process second = waiting();
+    second.signal(SIGTERM);
+    EXPECT_EQ(second.wait(), 128 + SIGTERM);
+}
+
+} // namespace
+} // namespace healthintf::test
