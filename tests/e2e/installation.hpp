@@ -28,7 +28,7 @@ inline std::vector<std::string> words(const std::string& text)
     return all;
 }
 
-/** Installs what was built; programs find its libraries and registries. */
+/** Installs what was built; programs find its libraries and data. */
 class Installation
 {
   public:
@@ -41,6 +41,8 @@ class Installation
         lookInto(packages(), "PKG_CONFIG_PATH");
         setenv("HEALTHINTF_REGISTRY_PATH",
                at(PREFIX "/share/healthintf/registries").c_str(), 1);
+        setenv("HEALTHINTF_EVENT_PATH",
+               at(PREFIX "/share/healthintf/events").c_str(), 1);
     }
 
     /** Where an installed path really lies. */
