@@ -23,6 +23,9 @@ DEMO = ROOT + "/demo"
 NODE = "com.vexa.olvar.healthmgr.HealthStatus"
 ENTRY = "com.vexa.olvar.healthmgr.FaultEntry"
 MANAGER = "com.vexa.olvar.healthmgr"
+LOG_MANAGER = "com.vexa.olvar.logmgr"
+LOG = "/com/vexa/olvar/logmgr/SEL"
+LOG_INTERFACE = "com.vexa.olvar.logmgr.SEL"
 HIDE_ERRORS = "system.embedded.1#lcd.1#hideerrs"
 
 WORDS = ["none", "unknown", "OK", "warning", "critical"]
@@ -130,7 +133,7 @@ class Tree:
             lambda: self.nodes().get(key, (None,))[0] == health,
         )
 
-    def _call(self, owner, path, interface, member, *arguments):
+    def call(self, owner, path, interface, member, *arguments):
         return self.bus.get_object(owner, path, introspect=False).get_dbus_method(
             member, interface
         )(*arguments, timeout=5)
@@ -141,7 +144,7 @@ class Tree:
             if not owner.startswith(":") or owner == self.bus.get_unique_name():
                 continue
             try:
-                found = self._call(
+                found = self.call(
                     owner,
                     ROOT,
                     "org.freedesktop.DBus.ObjectManager",
@@ -152,7 +155,7 @@ class Tree:
             for path, interfaces in found.items():
                 yield owner, path, interfaces
             try:
-                health = self._call(
+                health = self.call(
                     owner, ROOT, "org.freedesktop.DBus.Properties", "Get",
                     NODE, "HealthStatus",
                 )
@@ -232,14 +235,17 @@ class Show:
         for number, line in enumerate(lines):
             t.line((rest if number else first) + t.paint(line, colour))
 
-    def run_shown(self, words, shorten=lambda line: line, show=None):
-        """Runs a program and shows what it says, shortened to fit."""
+    def run_shown(self, words, shorten=lambda line: line, show=None, fold=False):
+        """Runs a program and shows what it says, shortened or folded to fit."""
         self.terminal.command(show or words)
         done = subprocess.run(words, capture_output=True, text=True, check=False)
         if done.returncode != 0:
             raise Unexpected(f"{words[0]}: {done.stderr.strip()}")
         for line in done.stdout.splitlines():
-            self.terminal.line("  " + shorten(line.rstrip())[: WIDTH - 2])
+            line = shorten(line.rstrip())
+            lines = textwrap.wrap(line, WIDTH - 2) if fold else [line[: WIDTH - 2]]
+            for part in lines:
+                self.terminal.line("  " + part)
         self.terminal.line()
         return done.stdout
 
@@ -525,6 +531,89 @@ class Show:
         self.tree.wait_for_health(ROOT, OK)
         self.expect_faults()
 
+    def start_event_daemon(self, key):
+        """A daemon that reports what it is told as its sensors' events."""
+        program = os.path.join(self.build, "examples/sensor-events")
+        self.daemons["sensor-events"] = subprocess.Popen(
+            [program, key],
+            text=True,
+            bufsize=1,
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL,
+        )
+        self.expect(
+            "a daemon for events",
+            self.daemons["sensor-events"].stdout.readline() == "ready\n",
+        )
+
+    def report_event(self, sensor, offset, deasserted=False):
+        """A temperature that crosses one of its sensor's thresholds, or is
+        back."""
+        temperature, threshold_based, values_given = 0x01, 0x01, 0x50
+        limit = 60 + 3 * offset
+        direction = 0x80 if deasserted else 0
+        record = bytes([0, 0, 2, 0, 0, 0, 0, 0x20, 0, 4, temperature, sensor])
+        record += bytes([threshold_based | direction, values_given | offset])
+        record += bytes([limit + sensor, limit])
+        daemon = self.daemons["sensor-events"]
+        daemon.stdin.write(f"/sensors/temperature{sensor} {record.hex()}\n")
+        self.expect("the event is taken", daemon.stdout.readline() == "0\n")
+
+    def log_size(self):
+        return int(
+            self.tree.call(
+                LOG_MANAGER, LOG, "org.freedesktop.DBus.Properties", "Get",
+                LOG_INTERFACE, "Entries",
+            )
+        )
+
+    def scene_events(self):
+        t = self.terminal
+        key = f"{DEMO}/cooling"
+        warning, critical = 7, 9
+        storm = [(sensor, warning) for sensor in range(1, 37)]
+        storm += [(sensor, critical) for sensor in range(3, 36, 9)]
+        t.title("A storm of events: 36 sensors find it too warm, 4 much too warm")
+        self.start(
+            "logmgr", [os.path.join(self.build, "services/logmgr/logmgr")]
+        )
+        self.tree.wait(
+            "log manager", lambda: self.tree.bus.name_has_owner(LOG_MANAGER)
+        )
+        self.start_event_daemon(key)
+        for sensor, offset in storm:
+            self.report_event(sensor, offset)
+        self.tree.wait_for_health(ROOT, CRITICAL)
+        self.draw()
+        faults = self.tree.faults().values()
+        severities = sorted(int(fault["Severity"]) for fault in faults)
+        self.expect("ten faults", severities == 6 * [WARNING] + 4 * [CRITICAL])
+        self.expect("all in the log", self.log_size() == len(storm))
+        t.tell(
+            f"Of {len(storm)} events the component keeps the ten most important "
+            "faults. The System Event Log keeps every event, this one last:"
+        )
+        self.run_shown(
+            ["busctl", "--system", "call", LOG_MANAGER, LOG, LOG_INTERFACE,
+             "GetEntry", "q", "65535"],
+            fold=True,
+        )
+
+        t.title("Every sensor finds it right again")
+        for sensor, offset in storm:
+            self.report_event(sensor, offset, deasserted=True)
+        self.tree.wait_for_health(ROOT, OK)
+        self.draw()
+        self.expect_faults()
+        self.expect("all in the log", self.log_size() == 2 * len(storm))
+        t.line(f"The log has {self.log_size()} records.")
+        daemon = self.daemons.pop("sensor-events")
+        daemon.stdin.close()
+        daemon.stdout.close()
+        self.expect("sensor-events ends cleanly", daemon.wait(PATIENCE_SECONDS) == 0)
+        self.stop("logmgr")
+
     def scene_crash(self):
         t = self.terminal
         t.title("A daemon dies with kill -9 while it holds a fault")
@@ -560,6 +649,7 @@ class Show:
         self.scene_memory()
         self.scene_process()
         self.scene_visibility()
+        self.scene_events()
         self.scene_crash()
         self.scene_end()
 

@@ -1,0 +1,139 @@
+/** @file Reports an event and its end again and again, or does only one of the
+ *  things that belong to it, on this thread's default bus and the host
+ *  platform.
+ *
+ *  Usage: sel-events whole|store|describe|fault */
+
+#include "turns.hpp"
+
+#include <com/vexa/olvar/logmgr/names.hpp>
+#include <hmi_fault_health.hpp>
+#include <lmi_sel_fault.hpp>
+#include <platform/data_abstraction/sel.hpp>
+#include <platform/event_description.h>
+
+#include <sdbusplus/bus.hpp>
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+namespace names = healthintf::names;
+using health_namespace::FaultAndHealth;
+using logmgr_interface::SELAndFault;
+using Record = std::vector<unsigned char>;
+
+constexpr uint8_t powerSupply = 0x08;
+constexpr uint8_t number = 0x63;
+
+const SELInterface::SensorInfo sensor{"psu1", "/com/vexa/olvar/sensors/psu1", 1,
+                                      2};
+
+/** The failure of a power supply, and its end. */
+const Record failed{0, 0, 2,           0,      0,    0, 0,    0x20,
+                    0, 4, powerSupply, number, 0x6f, 1, 0xff, 0xff};
+const Record ended{0, 0, 2,           0,      0,    0, 0,    0x20,
+                   0, 4, powerSupply, number, 0xef, 1, 0xff, 0xff};
+
+void require(bool worked, const char* what)
+{
+    if (!worked)
+    {
+        std::fprintf(stderr, "unable to %s\n", what);
+        std::exit(1);
+    }
+}
+
+void store(const Record& record)
+{
+    require(DataAbstraction::SEL::AddSEL(
+                names::logManagerService, names::selPath,
+                {sensor.name, sensor.path, sensor.firstByte, sensor.secondByte},
+                record, std::nullopt) <= DataAbstraction::SEL::largestRecordId,
+            "store a record");
+}
+
+/** What one event asks of the event-description library: the opposite's entry,
+ *  its own, and what the front panel shows. */
+void describe(const Record& record, const Record& opposite)
+{
+    std::array<uint8_t, JNL_ENTRY_SIZE> entry{};
+    std::array<uint8_t, LCD_ENTRY_SIZE> panel{};
+    const int attached = IPMI_SELCSSDSELAttach();
+    const bool described =
+        TransformSELEventToJNLEntry(opposite.data(), entry.data()) == 0 &&
+        TransformSELEventToJNLEntry(record.data(), entry.data()) == 0 &&
+        TransformSELEventToLCD(record.data(), panel.data()) == 0;
+    require(attached == 0 && described && IPMI_SELCSSDSELDetach() == 0,
+            "describe an event");
+}
+
+/** The fault that an event makes, and its end. */
+void addAndRemove(FaultAndHealth& component)
+{
+    std::string messageId = "PSU0001";
+    std::string path = sensor.path;
+    const int added = component.addFault(
+        messageId, path, {"Power Supply sensor 0x63"}, "PowerSupply.Sensor.99",
+        "PowerSupply.Sensor.99", number, powerSupply,
+        "The power supply of sensor 0x63 has failed.", 1, "PSU 0x63 failed", 2);
+    require(added == 0 && component.removeFault(messageId, path) == 0,
+            "add and remove a fault");
+}
+
+/** What is done in a round, by its name. */
+std::map<std::string, std::function<void()>>
+kindsOfWork(FaultAndHealth& component, SELAndFault& events)
+{
+    const auto report = [&events](Record record) {
+        auto info = sensor;
+        require(events.addSELAndFault(info, record) == 0, "report an event");
+    };
+    return {{"whole",
+             [report] {
+                 report(failed);
+                 report(ended);
+             }},
+            {"store",
+             [] {
+                 store(failed);
+                 store(ended);
+             }},
+            {"describe",
+             [] {
+                 describe(failed, ended);
+                 describe(ended, failed);
+             }},
+            {"fault", [&component] {
+                 addAndRemove(component);
+             }}};
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    auto bus = sdbusplus::bus::new_default();
+    const std::unique_ptr<FaultAndHealth> component(FaultAndHealth::Init(
+        bus, "/com/vexa/olvar/health/benchmark", 2, false));
+    require(component != nullptr, "hold a component");
+    SELAndFault events(component.get(), "benchmark");
+    const auto kinds = kindsOfWork(*component, events);
+    const auto found = kinds.find(argc > 1 ? argv[1] : "");
+    if (found == kinds.end())
+    {
+        return 2;
+    }
+    healthintf::bench::takeTurns(found->second);
+    return 0;
+}
