@@ -21,7 +21,7 @@ void setIf(EventValues& values, const char* name, OptionalByte byte)
 
 /** What a record has for the placeholders of a text. */
 EventValues valuesOf(const EventRecord& record, const SensorType& sensor,
-                     const EventDetails& details)
+                     const EventState* state)
 {
     const std::string number = hexByte(record.sensorNumber);
     EventValues values{{"category", sensor.category},
@@ -31,9 +31,13 @@ EventValues valuesOf(const EventRecord& record, const SensorType& sensor,
     setIf(values, "threshold", record.threshold);
     setIf(values, "extension2", record.extension2);
     setIf(values, "extension3", record.extension3);
-    if (record.extension2 && details.contains(*record.extension2))
+    if (state != nullptr && record.extension2)
     {
-        values["detail"] = details.at(*record.extension2);
+        const auto detail = state->details.find(*record.extension2);
+        if (detail != state->details.end())
+        {
+            values["detail"] = detail->second;
+        }
     }
     return values;
 }
@@ -50,26 +54,35 @@ DescribedEvent inWords(const EventMessage& message, const EventValues& values)
             .ledState = message.ledState};
 }
 
+/** Describes an event of a sensor type, known or not. */
+DescribedEvent describeEventOf(const SensorType& sensor,
+                               const EventRecord& record,
+                               const EventState* state)
+{
+    const EventValues values = valuesOf(record, sensor, state);
+    DescribedEvent event =
+        state != nullptr ? inWords(state->message(record.asserted), values)
+                         : inWords(unknownMessage(record), values);
+    event.component =
+        sensor.component + ".Sensor." + hexByte(record.sensorNumber);
+    return event;
+}
+
 DescribedEvent describeSensorEvent(const EventRecord& record,
                                    const EventTable& table)
 {
-    const SensorType* known = table.sensorType(record.sensorType);
-    const SensorType sensor =
-        known != nullptr ? *known : unknownSensorType(record.sensorType);
+    const SensorType* sensor = table.sensorType(record.sensorType);
     const EventState* state =
         table.find(record.sensorType, record.eventType, record.offset);
-    const EventMessage message = state != nullptr
-                                     ? state->message(record.asserted)
-                                     : unknownMessage(record);
-    DescribedEvent event = inWords(
-        message, valuesOf(record, sensor,
-                          state != nullptr ? state->details : EventDetails{}));
-    if (known == nullptr || state == nullptr)
+    DescribedEvent event =
+        sensor != nullptr
+            ? describeEventOf(*sensor, record, state)
+            : describeEventOf(unknownSensorType(record.sensorType), record,
+                              state);
+    if (sensor == nullptr || state == nullptr)
     {
         event.id = unknownId(record);
     }
-    event.component =
-        sensor.component + ".Sensor." + hexByte(record.sensorNumber);
     return event;
 }
 
