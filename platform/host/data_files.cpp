@@ -47,15 +47,15 @@ std::vector<fs::path> jsonFilesOf(const fs::path& folder,
     return files;
 }
 
-std::string contentOf(const fs::path& path)
+std::string contentOf(const fs::path& file)
 {
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream)
     {
         throw std::runtime_error("unable to open it");
     }
-    std::string content{std::istreambuf_iterator<char>(file), {}};
-    if (file.bad())
+    std::string content{std::istreambuf_iterator<char>(stream), {}};
+    if (stream.bad())
     {
         throw std::runtime_error("unable to read it");
     }

@@ -27,7 +27,7 @@ namespace
 std::string numberOf(const std::string& id)
 {
     const std::size_t end = id.find('}');
-    return id.substr(end == std::string::npos ? 3 : end + 1);
+    return id.substr(end == std::string::npos ? categorySize : end + 1);
 }
 
 /** Throws when an identifier is another event's. */

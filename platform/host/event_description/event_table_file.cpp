@@ -18,7 +18,6 @@ constexpr std::size_t maxIdSize = JNL_ENTRY_MESSAGE_ID_SIZE - 1;
 constexpr std::size_t maxTextSize = JNL_ENTRY_MESSAGE_SIZE - 1;
 /** A sensor's name is an argument, with its number behind it. */
 constexpr std::size_t maxNameSize = 48;
-constexpr std::size_t categorySize = 3;
 constexpr std::string_view categoryPlace = "{category}";
 /** What the identifiers of events without a description begin with. */
 constexpr std::string_view reservedCategory = "UNK";

@@ -31,6 +31,9 @@ enum class LedState : uint8_t
 /** The LED state of events that say nothing else. */
 LedState ledStateOf(EventSeverity severity);
 
+/** Letters of a category, which identifiers begin with. */
+inline constexpr std::size_t categorySize = 3;
+
 /** Bytes of a text for the front panel, which has two lines of 16. */
 inline constexpr std::size_t maxLcdSize = 32;
 
