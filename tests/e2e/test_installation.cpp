@@ -197,14 +197,18 @@ TEST(Installed, HostmonChecksTheConfigurationThatComesWithIt)
                 HasSubstr("to watch"));
 }
 
-TEST(Installed, HealthManagerIsStartedByTheBus)
+TEST(Installed, ServicesAreStartedByTheBus)
 {
-    const std::string file =
-        contentOf(installation().at(PREFIX "/share/dbus-1/system-services/"
-                                           "com.vexa.olvar.healthmgr.service"));
-    EXPECT_THAT(file, HasSubstr("Name=com.vexa.olvar.healthmgr\n"));
-    EXPECT_THAT(file,
-                HasSubstr("Exec=" LIBEXEC_FOLDER "/healthintf/healthmgr\n"));
+    for (const std::string name : {"healthmgr", "logmgr"})
+    {
+        const std::string file =
+            contentOf(installation().at(PREFIX "/share/dbus-1/system-services/"
+                                               "com.vexa.olvar." +
+                                        name + ".service"));
+        EXPECT_THAT(file, HasSubstr("Name=com.vexa.olvar." + name + "\n"));
+        EXPECT_THAT(file, HasSubstr("Exec=" LIBEXEC_FOLDER "/healthintf/" +
+                                    name + "\n"));
+    }
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 
 #include <platform/data_abstraction/healthmgr.hpp>
 
+#include <cerrno>
 #include <cstring>
 #include <string>
 #include <system_error>
@@ -36,6 +37,12 @@ void send(const std::string& service, const std::string& path,
     checkBus("sd_bus_flush", sd_bus_flush(bus));
 }
 
+/** Whether a failure means that the connection is gone. */
+bool isLoss(int code)
+{
+    return code == ECONNRESET || code == ENOTCONN || code == EPIPE;
+}
+
 } // namespace
 
 int DataAbstraction::Healthmgr::AddHealthObject(
@@ -45,7 +52,18 @@ int DataAbstraction::Healthmgr::AddHealthObject(
 {
     try
     {
-        send(service, path, key);
+        try
+        {
+            send(service, path, key);
+        }
+        catch (const std::system_error& e)
+        {
+            if (!isLoss(e.code().value()))
+            {
+                throw;
+            }
+            send(service, path, key);
+        }
         return 0;
     }
     catch (const std::system_error& e)
