@@ -59,7 +59,7 @@ inline constexpr uint8_t firstTypeWithoutTimestamp = 0xe0;
 struct Event
 {
     SELInterface::SensorInfo sensor;
-    Record record;
+    Record record{};
     /** Without one, and in a record that has none, the clock's. */
     std::optional<uint32_t> timestamp;
 };

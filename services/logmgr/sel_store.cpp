@@ -38,9 +38,9 @@ constexpr std::string_view stateKey("\0", 1);
 std::string keyOf(uint64_t sequence)
 {
     std::string key(sizeof(sequence), '\0');
-    for (auto at = key.rbegin(); at != key.rend(); ++at)
+    for (std::size_t at = key.size(); at > 0; --at)
     {
-        *at = static_cast<char>(sequence);
+        key[at - 1] = static_cast<char>(sequence);
         sequence >>= 8;
     }
     return key;
@@ -209,7 +209,7 @@ void SelStore::reopenIfLost()
     }
 }
 
-void SelStore::change(Blocks need, const Work& work)
+void SelStore::change(Blocks extent, const Work& work)
 {
     reopenIfLost();
     try
@@ -221,7 +221,7 @@ void SelStore::change(Blocks need, const Work& work)
         catch (const std::system_error&)
         {
             // What makes room uses what was set apart for it.
-            if (need == Blocks::needed)
+            if (extent == Blocks::needed)
             {
                 throw;
             }

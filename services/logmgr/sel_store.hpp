@@ -55,9 +55,9 @@ class SelStore
     /** Opens a folder, waiting until no other process has it. What is damaged
      *  is set aside and started anew.
      *
-     *  @param[in] folder made when it is not there
+     *  @param[in] path the folder, made when it is not there
      *  @throws std::exception saying what is wrong */
-    explicit SelStore(std::filesystem::path folder);
+    explicit SelStore(std::filesystem::path path);
 
     const LogState& state() const
     {
@@ -123,6 +123,8 @@ class SelStore
      *  @return what the log holds then */
     using Work = std::function<Content(MDB_txn* transaction)>;
 
+    /** Whether a change needs more blocks set apart, or may use those that
+     *  are. */
     enum class Blocks
     {
         needed,
@@ -133,7 +135,7 @@ class SelStore
     void open();
     void reopenIfLost();
     Content load();
-    void change(Blocks blocks, const Work& work);
+    void change(Blocks extent, const Work& work);
     void makeBlocks();
     void putState(MDB_txn* transaction, const LogState& state) const;
 
