@@ -5,6 +5,7 @@
 #include "event_daemons.hpp"
 #include "event_records.hpp"
 #include "file_content.hpp"
+#include "log_client.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,10 +24,6 @@ namespace
 const std::string root = "/com/vexa/olvar/health";
 const std::string key = root + "/storm";
 
-constexpr const char* logService = "com.vexa.olvar.logmgr";
-constexpr const char* logPath = "/com/vexa/olvar/logmgr/SEL";
-constexpr const char* logInterface = "com.vexa.olvar.logmgr.SEL";
-
 /** What SELAndFault::addSEL() answers when the log did not take a record. */
 constexpr const char* notStored = "4";
 
@@ -42,27 +39,36 @@ long ownMemory(pid_t process)
 /** The event of a number: some sensor's, of a temperature that rises or
  *  falls, mostly asserted though it is asserted already, at a time that stands
  *  still or runs backwards. */
-Event numbered(unsigned int number)
+Record numbered(unsigned int number)
 {
-    constexpr uint8_t temperature = 0x01;
-    constexpr uint8_t threshold = 0x01;
+    constexpr unsigned int temperature = 0x01;
+    constexpr unsigned int threshold = 0x01;
     constexpr unsigned int sensors = 20;
     constexpr unsigned int offsets = 12;
     constexpr unsigned int assertedInARow = 7;
-    constexpr uint32_t start = 1'700'000'000;
-    return {.sensorType = temperature,
-            .sensorNumber = static_cast<uint8_t>(number % sensors + 1),
-            .eventType = threshold,
-            .offset = static_cast<uint8_t>(number / sensors % offsets),
-            .deasserted = number % assertedInARow == 0,
-            .data = static_cast<uint16_t>(number),
-            .timestamp = start - number / 3};
+    constexpr std::size_t timestampAt = 3;
+    Record record = recordOf({.sensorType = temperature,
+                              .eventType = threshold,
+                              .offset = number / sensors % offsets,
+                              .asserted = number % assertedInARow != 0,
+                              .sensorNumber = number % sensors + 1,
+                              .data2 = number % 0x100,
+                              .data3 = number / 0x100});
+    record[timestampAt] = static_cast<uint8_t>(UINT8_MAX - number / 3);
+    return record;
 }
 
-std::string lineOf(const Event& event)
+unsigned int numberOf(const Bytes& record)
 {
-    return "/sensors/temperature" + std::to_string(event.sensorNumber) + " " +
-           event.digits();
+    constexpr std::size_t data2At = 14;
+    return record.at(data2At) | record.at(data2At + 1) << 8;
+}
+
+std::string lineOf(const Record& record)
+{
+    constexpr std::size_t sensorNumberAt = 11;
+    return "/sensors/temperature" + std::to_string(record[sensorNumberAt]) +
+           " " + digitsOf(record);
 }
 
 class EventFlood : public testing::Test
@@ -105,28 +111,17 @@ class EventFlood : public testing::Test
     }
 
     /** The numbers of the events in the log, in its order. */
-    std::vector<unsigned int> logged() const
+    static std::vector<unsigned int> logged()
     {
+        const LogClient reader;
         std::vector<unsigned int> numbers;
-        for (uint16_t next = 0; next != UINT16_MAX;)
+        constexpr uint16_t first = 0;
+        constexpr uint16_t none = 65535;
+        for (uint16_t next = first; next != none;)
         {
-            const MessagePtr reply =
-                client->call(logService, logPath, logInterface, "ListEntries",
-                             "qu", next, 1000U);
-            sd_bus_message_enter_container(reply.get(), 'a', "(qu(ssyy)ay)");
-            while (sd_bus_message_enter_container(reply.get(), 'r',
-                                                  "qu(ssyy)ay") > 0)
-            {
-                const void* record = nullptr;
-                std::size_t size = 0;
-                sd_bus_message_skip(reply.get(), "qu(ssyy)");
-                sd_bus_message_read_array(reply.get(), 'y', &record, &size);
-                const auto* bytes = static_cast<const uint8_t*>(record);
-                numbers.push_back(bytes[14] | bytes[15] << 8);
-                sd_bus_message_exit_container(reply.get());
-            }
-            sd_bus_message_exit_container(reply.get());
-            sd_bus_message_read(reply.get(), "q", &next);
+            const ReadEntry entry = reader.entry(next);
+            numbers.push_back(numberOf(entry.record));
+            next = entry.next;
         }
         return numbers;
     }

@@ -21,7 +21,7 @@ using testing::MatchesRegex;
 const std::string root = "/com/vexa/olvar/health";
 const std::string key = root + "/power";
 const std::string sensor = "/sensors/psu1";
-constexpr uint8_t sensorNumber = 0x63;
+constexpr unsigned int sensorNumber = 0x63;
 
 /** Calls a method of the log. */
 std::string callLog(const std::vector<std::string>& arguments)
@@ -33,16 +33,28 @@ std::string callLog(const std::vector<std::string>& arguments)
     return busctl(all);
 }
 
-/** The bytes of a record as busctl shows them, from its type on, without what
- *  the log manager fills in. */
-std::string shownFromSensor(const Event& event)
+/** A power supply has failed, or its failure is over. */
+Record powerSupplyFailure(unsigned int sensorNumber, bool asserted = true)
 {
-    constexpr std::size_t digitsBefore = 20;
-    const std::string digits = event.digits().substr(digitsBefore);
+    constexpr unsigned int powerSupply = 0x08;
+    constexpr unsigned int sensorSpecific = 0x6f;
+    constexpr unsigned int failureDetected = 1;
+    return recordOf({.sensorType = powerSupply,
+                     .eventType = sensorSpecific,
+                     .offset = failureDetected,
+                     .asserted = asserted,
+                     .sensorNumber = sensorNumber});
+}
+
+/** The bytes of a record as busctl shows them, without those that the log
+ *  manager fills in. */
+std::string shownFromSensor(const Record& record)
+{
+    constexpr std::size_t filledIn = 7;
     std::string shown;
-    for (std::size_t i = 0; i < digits.size(); i += 2)
+    for (std::size_t i = filledIn; i < record.size(); ++i)
     {
-        shown += " " + std::to_string(std::stoi(digits.substr(i, 2), {}, 16));
+        shown += " " + std::to_string(record[i]);
     }
     return shown;
 }
@@ -76,9 +88,9 @@ class Events : public testing::Test
                        "com.vexa.olvar.healthmgr.FaultEntry", name});
     }
 
-    void report(const Event& event)
+    void report(const Record& record)
     {
-        EXPECT_EQ(daemon.ask(sensor + " " + event.digits()), "0")
+        EXPECT_EQ(daemon.ask(sensor + " " + digitsOf(record)), "0")
             << daemon.errors();
     }
 
@@ -111,13 +123,13 @@ TEST_F(Events, RaiseAFaultThatAnOperatorSeesAndItsDeassertionClears)
     EXPECT_THAT(one,
                 HasSubstr(shownFromSensor(powerSupplyFailure(sensorNumber))));
 
-    report(powerSupplyFailure(sensorNumber, true));
+    report(powerSupplyFailure(sensorNumber, false));
     client.waitForHealth(root, 2);
     EXPECT_THAT(faults(), testing::IsEmpty());
     const std::string two = callLog({"ListEntries", "qu", "0", "10"});
     EXPECT_THAT(two, testing::StartsWith("a(qu(ssyy)ay)q 2 1 "));
     EXPECT_THAT(two, HasSubstr(shownFromSensor(
-                         powerSupplyFailure(sensorNumber, true))));
+                         powerSupplyFailure(sensorNumber, false))));
 }
 
 /** Calls AddSEL from Python. */
@@ -128,7 +140,7 @@ std::string addSel(const std::string& signature, const std::string& arguments)
 
 TEST_F(Events, AreTakenFromPython)
 {
-    const std::string digits = powerSupplyFailure(sensorNumber).digits();
+    const std::string digits = digitsOf(powerSupplyFailure(sensorNumber));
     const std::string psu = R"(["psu1", "/sensors/psu1", 1, 2])";
     const auto add = [&psu](const std::string& record) {
         return addSel("(ssyy)ay", "[" + psu + ", \"" + record + "\"]");
@@ -155,9 +167,9 @@ TEST_F(Events, OfTheFirmwareReachTheSubscribersOfTheirSensorAlone)
     {
         ASSERT_EQ(each->hear(), "listening");
     }
-    const std::string ofSeven = powerSupplyFailure(7).digits();
-    const std::string ofNine = powerSupplyFailure(9).digits();
-    const std::string lastOfSeven = powerSupplyFailure(7, true).digits();
+    const std::string ofSeven = digitsOf(powerSupplyFailure(7));
+    const std::string ofNine = digitsOf(powerSupplyFailure(9));
+    const std::string lastOfSeven = digitsOf(powerSupplyFailure(7, false));
     for (const std::string& digits : {ofSeven, ofNine, lastOfSeven})
     {
         EXPECT_EQ(daemon.ask(sensor + " " + digits), "0");

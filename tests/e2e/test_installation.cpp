@@ -58,8 +58,10 @@ TEST(Installed, LibraryShowsItsPublicInterfaceAlone)
     const std::string classes =
         "((vtable|typeinfo|typeinfo name) for )?"
         "(health_namespace::(FaultAndHealth|FaultEntry|HealthStatus)"
-        "|sdbusplus::(server|common)::com::vexa::olvar::healthmgr::"
-        "(FaultEntry|HealthStatus))(::|@|$)";
+        "|logmgr_interface::SELAndFault|SelClientStub::SELClient"
+        "|sdbusplus::(server|common)::com::vexa::olvar::"
+        "(healthmgr::(FaultEntry|HealthStatus)|event_mgr::DummySensorCode))"
+        "(::|@|$)";
     const std::string functions =
         "health_namespace::(_GetMessageContent|cfg_notif_handle_hide_err|"
         "cfg_notif_handle_oem_flags|cfg_notif_check_self_source|"
@@ -84,7 +86,11 @@ TEST(Installed, LibraryShowsItsPublicInterfaceAlone)
           " FaultAndHealth_GetVisibleHiddenMsgCount@",
           " c_wrapper_hide_faults@", " B gbus@",
           "vtable for sdbusplus::server::com::vexa::olvar::healthmgr::"
-          "FaultEntry"})
+          "FaultEntry",
+          "vtable for sdbusplus::server::com::vexa::olvar::event_mgr::"
+          "DummySensorCode",
+          "logmgr_interface::SELAndFault::addSELAndFault(",
+          "SelClientStub::SELClient::addSEL("})
     {
         EXPECT_THAT(symbols, HasSubstr(wanted));
     }

@@ -5,7 +5,9 @@
 #include <platform/event_description.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -51,6 +53,17 @@ inline Record recordOf(const SensorEvent& event)
             byte(event.use | event.offset),
             byte(event.data2),
             byte(event.data3)};
+}
+
+/** A record in hexadecimal digits. */
+inline std::string digitsOf(const Record& record)
+{
+    std::array<char, 2 * sizeof(Record) + 1> digits{};
+    for (std::size_t i = 0; i < record.size(); ++i)
+    {
+        std::snprintf(&digits.at(2 * i), 3, "%02x", record[i]);
+    }
+    return digits.data();
 }
 
 /** What the library reads of a description. */

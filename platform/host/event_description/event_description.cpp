@@ -31,8 +31,13 @@ constinit std::atomic<unsigned int> users{0};
 
 std::unique_ptr<const EventTable> loadTable()
 {
-    return std::make_unique<const EventTable>(
+    auto loaded = std::make_unique<const EventTable>(
         EventTable::load(searchPath(pathVariable, defaultEventPath)));
+    for (const std::string& problem : loaded->problems())
+    {
+        HOST_LOG(log::warning, "%s.%d.%s: %s: left out", problem.c_str());
+    }
+    return loaded;
 }
 
 /** Logs a failure that is not the last one again. */
@@ -62,11 +67,6 @@ int attach()
         report(e.what(), "install the event table, or set "
                          "HEALTHINTF_EVENT_PATH to its folder");
         return ENOENT;
-    }
-    catch (const EventTableError& e)
-    {
-        report(e.what(), "correct the file or move it away");
-        return EBADMSG;
     }
     catch (const std::exception& e)
     {

@@ -42,40 +42,14 @@ void ensureFree(const std::map<std::string, std::string>& numbers,
     }
 }
 
-/** All table files of the folders.
- *
- *  @throws EventTableError when a folder cannot be read */
-std::vector<fs::path> tableFiles(const std::vector<fs::path>& folders)
+std::string listed(const std::vector<fs::path>& folders)
 {
-    std::vector<fs::path> files;
+    std::string list;
     for (const fs::path& folder : folders)
     {
-        std::error_code error;
-        const std::vector<fs::path> found = jsonFilesOf(folder, error);
-        if (error)
-        {
-            throw EventTableError(folder.string() + ": " + error.message());
-        }
-        files.insert(files.end(), found.begin(), found.end());
+        list += (list.empty() ? "" : " or ") + folder.string();
     }
-    return files;
-}
-
-/** Adds one file, naming it when that fails. */
-void addFile(EventTable& table, const fs::path& file)
-{
-    std::string text;
-    EventTableFile parsed;
-    try
-    {
-        text = contentOf(file);
-        parsed = parseEventTable(text);
-    }
-    catch (const std::runtime_error& e)
-    {
-        throw EventTableError(file.string() + ": " + e.what());
-    }
-    table.add(parsed, {file.string(), text});
+    return list;
 }
 
 } // namespace
@@ -83,21 +57,58 @@ void addFile(EventTable& table, const fs::path& file)
 EventTable EventTable::load(const std::vector<fs::path>& folders)
 {
     EventTable table;
-    const std::vector<fs::path> files = tableFiles(folders);
-    if (files.empty())
+    bool any = false;
+    for (const fs::path& folder : folders)
     {
-        std::string looked;
-        for (const fs::path& folder : folders)
+        std::error_code error;
+        for (const fs::path& file : jsonFilesOf(folder, error))
         {
-            looked += (looked.empty() ? "" : " or ") + folder.string();
+            any = table.addFile(file) || any;
         }
-        throw NoEventTable("there is no file *.json in " + looked);
+        if (error)
+        {
+            table.leftOut.push_back(folder.string() + ": " + error.message());
+        }
     }
-    for (const fs::path& file : files)
+    if (!any)
     {
-        addFile(table, file);
+        std::string why =
+            "there is no file *.json of use in " + listed(folders);
+        for (const std::string& problem : table.leftOut)
+        {
+            why += "; " + problem;
+        }
+        throw NoEventTable(why);
     }
     return table;
+}
+
+bool EventTable::addFile(const fs::path& file)
+{
+    try
+    {
+        const std::string text = contentOf(file);
+        add(parseEventTable(text), {file.string(), text});
+        return true;
+    }
+    catch (const std::runtime_error& e)
+    {
+        leftOut.push_back(file.string() + ": " + e.what());
+        return false;
+    }
+}
+
+template <typename Work>
+void EventTable::orLeaveOut(Work&& work)
+{
+    try
+    {
+        work();
+    }
+    catch (const EventTableError& e)
+    {
+        leftOut.emplace_back(e.what());
+    }
 }
 
 void EventTable::add(const EventTableFile& file, const EventSource& source)
@@ -106,9 +117,11 @@ void EventTable::add(const EventTableFile& file, const EventSource& source)
     {
         add(type, code, source);
     }
-    for (const auto& [code, type] : file.sensorTypes)
+    for (const auto& each : file.sensorTypes)
     {
-        add(type, code, source);
+        orLeaveOut([&] {
+            add(each.second, each.first, source);
+        });
     }
 }
 
@@ -120,14 +133,9 @@ void EventTable::add(const EventType& type, uint8_t code,
     {
         known = std::make_unique<EventType>(EventType{type.name, {}});
     }
-    for (const auto& [offset, state] : type.states)
-    {
-        if (known->states.try_emplace(offset, state).second)
-        {
-            claimForAll(state.asserted.id, source);
-            claimForAll(state.deasserted.id, source);
-        }
-    }
+    addStates(type.states, known->states, [&](const std::string& id) {
+        claimForAll(id, source);
+    });
 }
 
 void EventTable::add(const SensorType& type, uint8_t code,
@@ -140,12 +148,24 @@ void EventTable::add(const SensorType& type, uint8_t code,
         known = std::make_unique<SensorType>(type);
         known->states.clear();
     }
-    for (const auto& [offset, state] : type.states)
+    addStates(type.states, known->states, [&](const std::string& id) {
+        claimFor(code, id, source);
+    });
+}
+
+template <typename Claim>
+void EventTable::addStates(const EventStates& more, EventStates& known,
+                           Claim&& claim)
+{
+    for (const auto& each : more)
     {
-        if (known->states.try_emplace(offset, state).second)
+        if (!known.contains(each.first))
         {
-            claimFor(code, state.asserted.id, source);
-            claimFor(code, state.deasserted.id, source);
+            orLeaveOut([&] {
+                claim(each.second.asserted.id);
+                claim(each.second.deasserted.id);
+                known.insert(each);
+            });
         }
     }
 }

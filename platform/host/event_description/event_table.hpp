@@ -15,7 +15,7 @@
 namespace healthintf::host
 {
 
-/** No file of the table is there. */
+/** No file of the table is there, or none can be used. */
 class NoEventTable : public EventTableError
 {
     using EventTableError::EventTableError;
@@ -34,16 +34,21 @@ class EventTable
 {
   public:
     /** Reads every *.json file of the folders, in the order of the folders
-     *  and of the files' names. A folder that is not there is empty.
+     *  and of the files' names. A folder that is not there is empty. What is
+     *  wrong is left out: a state that has the identifier of another event, a
+     *  sensor type that has the category of another, or else a whole file.
      *
-     *  @throws EventTableError when anything is wrong, its text names file,
-     *          line and cause; NoEventTable when there is no file */
+     *  @throws NoEventTable when there is no file that can be used */
     static EventTable load(const std::vector<std::filesystem::path>& folders);
 
-    /** Adds what a file holds.
-     *
-     *  @throws EventTableError when two events would have one identifier */
+    /** Adds what a file holds, as load() does. */
     void add(const EventTableFile& file, const EventSource& source);
+
+    /** What was left out: for each its file, line and cause. */
+    const std::vector<std::string>& problems() const
+    {
+        return leftOut;
+    }
 
     /** What is known of a sensor type or of an event type, or null. */
     const SensorType* sensorType(uint8_t code) const
@@ -63,8 +68,13 @@ class EventTable
     /** Identifiers without their categories, and the files they are from. */
     using Numbers = std::map<std::string, std::string>;
 
+    bool addFile(const std::filesystem::path& file);
+    template <typename Work>
+    void orLeaveOut(Work&& work);
     void add(const EventType& type, uint8_t code, const EventSource& source);
     void add(const SensorType& type, uint8_t code, const EventSource& source);
+    template <typename Claim>
+    void addStates(const EventStates& more, EventStates& known, Claim&& claim);
     void checkCategory(const SensorType& type, uint8_t code,
                        const EventSource& source);
     void claimForAll(const std::string& id, const EventSource& source);
@@ -77,6 +87,7 @@ class EventTable
     /** Those of event types, and those of each sensor type. */
     Numbers common;
     std::map<uint8_t, Numbers> own;
+    std::vector<std::string> leftOut;
 };
 
 } // namespace healthintf::host

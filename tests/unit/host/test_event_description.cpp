@@ -138,14 +138,29 @@ TEST_F(EventDescriptions, AreTriedAgainAfterAFailure)
     inNewProcess([this] {
         folder.write("a.json", "{\n");
         testing::internal::CaptureStderr();
-        EXPECT_EQ(Attached().result, EBADMSG);
+        EXPECT_EQ(Attached().result, ENOENT);
         writeTable();
         EXPECT_EQ(Attached().result, 0);
         const std::string log = testing::internal::GetCapturedStderr();
-        EXPECT_THAT(log, HasSubstr("a.json: line 2: no valid JSON (correct "
-                                   "the file"));
+        EXPECT_THAT(log, HasSubstr("a.json: line 2: no valid JSON (install "
+                                   "the event table"));
         const Attached attached;
         EXPECT_EQ(transform(), 0);
+    });
+}
+
+TEST_F(EventDescriptions, TellOnceWhatWasLeftOutOfTheTable)
+{
+    writeTable();
+    folder.write("b.json", "{\n");
+    inNewProcess([] {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(Attached().result, 0);
+        const Attached attached;
+        EXPECT_EQ(transform(), 0);
+        const std::string log = testing::internal::GetCapturedStderr();
+        EXPECT_THAT(log, HasSubstr("b.json: line 2: no valid JSON: left out"));
+        EXPECT_EQ(std::ranges::count(log, '\n'), 1);
     });
 }
 
@@ -166,10 +181,10 @@ TEST_F(EventDescriptions, TellOfEachFailureOnce)
     inNewProcess([this] {
         testing::internal::CaptureStderr();
         folder.write("a.json", "{\n");
-        EXPECT_EQ(Attached().result, EBADMSG);
+        EXPECT_EQ(Attached().result, ENOENT);
         folder.write("a.json", "{\n\n");
-        EXPECT_EQ(Attached().result, EBADMSG);
-        EXPECT_EQ(Attached().result, EBADMSG);
+        EXPECT_EQ(Attached().result, ENOENT);
+        EXPECT_EQ(Attached().result, ENOENT);
         const std::string log = testing::internal::GetCapturedStderr();
         EXPECT_THAT(log, HasSubstr("line 2: no valid JSON"));
         EXPECT_THAT(log, HasSubstr("line 3: no valid JSON"));

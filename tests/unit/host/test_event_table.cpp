@@ -14,6 +14,7 @@ namespace
 using test::eventState;
 using test::eventTypeFile;
 using test::sensorTypeFile;
+using testing::ElementsAre;
 using testing::HasSubstr;
 
 class EventTables : public testing::Test
@@ -25,13 +26,14 @@ class EventTables : public testing::Test
             {folder.path() / "own", folder.path() / "shipped"});
     }
 
+    /** Why there is no table. */
     std::string failure() const
     {
         try
         {
             load();
         }
-        catch (const EventTableError& e)
+        catch (const NoEventTable& e)
         {
             return e.what();
         }
@@ -93,32 +95,54 @@ TEST_F(EventTables, TakeTheStateThatIsReadFirst)
 
 TEST_F(EventTables, AreNotThereWithoutAFile)
 {
-    EXPECT_THROW(load(), NoEventTable);
-    EXPECT_EQ(failure(), "there is no file *.json in " + pathOf("own") +
+    EXPECT_EQ(failure(), "there is no file *.json of use in " + pathOf("own") +
                              " or " + pathOf("shipped"));
 }
 
-TEST_F(EventTables, AreRefusedWithABadFile)
+TEST_F(EventTables, AreNotThereWithoutAFileThatCanBeUsed)
+{
+    folder.write("shipped/b.json", "{\n]");
+    EXPECT_THAT(failure(), HasSubstr("; " + pathOf("shipped/b.json") +
+                                     ": line 2: no valid JSON"));
+}
+
+TEST_F(EventTables, LeaveABadFileOut)
 {
     writeState("own/a.json", "0x01", "31");
     folder.write("shipped/b.json", "{\n]");
-    EXPECT_EQ(failure(), pathOf("shipped/b.json") + ": line 2: no valid JSON");
+    writeState("shipped/c.json", "0x02", "32");
+    const EventTable table = load();
+    EXPECT_THAT(table.problems(), ElementsAre(pathOf("shipped/b.json") +
+                                              ": line 2: no valid JSON"));
+    EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 1)->asserted.id, "BLD31");
+    EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 2)->asserted.id, "BLD32");
 }
 
-TEST_F(EventTables, AreRefusedWithAFolderThatIsNone)
+TEST_F(EventTables, LeaveAFolderOutThatIsNone)
 {
     folder.write("own", "");
-    EXPECT_THAT(failure(), HasSubstr(pathOf("own") + ": "));
+    writeState("shipped/a.json", "0x01", "31");
+    const EventTable table = load();
+    EXPECT_THAT(table.problems(), ElementsAre(HasSubstr(pathOf("own") + ": ")));
+    EXPECT_NE(table.find(0xC0, sensorSpecificEvent, 1), nullptr);
 }
 
 TEST_F(EventTables, GiveNoTwoStatesOneIdentifier)
 {
     writeState("own/a.json", "0x01", "31");
-    writeState("own/b.json", "0x02", "31");
-    EXPECT_EQ(failure(), pathOf("own/b.json") +
-                             ": line 2: BLD31 is the identifier of another "
-                             "event, in " +
-                             pathOf("own/a.json"));
+    folder.write("own/b.json",
+                 sensorTypeFile("0xC0", "BLD",
+                                "\"0x02\": " + eventState("BLD", "31") +
+                                    ",\n\"0x03\": " + eventState("BLD", "33")));
+    const EventTable table = load();
+    EXPECT_THAT(table.problems(),
+                ElementsAre(pathOf("own/b.json") +
+                            ": line 2: BLD31 is the identifier of another "
+                            "event, in " +
+                            pathOf("own/a.json")));
+    EXPECT_NE(table.find(0xC0, sensorSpecificEvent, 1), nullptr);
+    EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 2), nullptr);
+    EXPECT_NE(table.find(0xC0, sensorSpecificEvent, 3), nullptr);
 }
 
 TEST_F(EventTables, GiveNoTwoStatesOfAFileOneIdentifier)
@@ -127,8 +151,9 @@ TEST_F(EventTables, GiveNoTwoStatesOfAFileOneIdentifier)
                  sensorTypeFile("0xC0", "BLD",
                                 "\"0x01\": " + eventState("BLD", "31") +
                                     ",\n\"0x02\": " + eventState("BLD", "31")));
-    EXPECT_THAT(failure(), HasSubstr("a.json: line 7: BLD31 is the identifier "
-                                     "of another event"));
+    EXPECT_THAT(load().problems(),
+                ElementsAre(HasSubstr("a.json: line 7: BLD31 is the identifier "
+                                      "of another event")));
 }
 
 TEST_F(EventTables, GiveNoStateAnIdentifierOfAnEventType)
@@ -137,27 +162,35 @@ TEST_F(EventTables, GiveNoStateAnIdentifierOfAnEventType)
         eventTypeFile("0x03", "\"0x01\": " + eventState("{category}", "31"));
     writeState("own/b.json", "0x01", "31");
     folder.write("own/a.json", common);
-    EXPECT_THAT(failure(), HasSubstr("b.json: line 2: BLD31 is the"));
+    EXPECT_THAT(load().problems(),
+                ElementsAre(HasSubstr("b.json: line 2: BLD31 is the")));
     folder.write("own/a.json", "{}");
     folder.write("own/c.json", common);
-    EXPECT_THAT(failure(), HasSubstr("c.json: line 2: {category}31 is the"));
+    EXPECT_THAT(load().problems(),
+                ElementsAre(HasSubstr("c.json: line 2: {category}31 is the")));
 }
 
 TEST_F(EventTables, KeepACategoryForOneSensorType)
 {
     folder.write("own/a.json", sensorTypeFile("0xC0", "BLD", ""));
     folder.write("own/b.json", "\n" + sensorTypeFile("0xC1", "BLD", ""));
-    EXPECT_EQ(failure(),
-              pathOf("own/b.json") + ": line 2: BLD is the category of 0xC0");
+    const EventTable table = load();
+    EXPECT_THAT(table.problems(),
+                ElementsAre(pathOf("own/b.json") +
+                            ": line 2: BLD is the category of 0xC0"));
+    EXPECT_EQ(table.sensorType(0xC1), nullptr);
 }
 
 TEST_F(EventTables, KeepOneCategoryForASensorType)
 {
     folder.write("own/a.json", sensorTypeFile("0xC0", "BLD", ""));
     folder.write("own/b.json", sensorTypeFile("0xC0", "BLE", ""));
-    EXPECT_EQ(failure(), pathOf("own/b.json") +
-                             ": line 1: BLE is not BLD, the category of 0xC0 "
-                             "in a file before");
+    const EventTable table = load();
+    EXPECT_THAT(table.problems(),
+                ElementsAre(pathOf("own/b.json") +
+                            ": line 1: BLE is not BLD, the category of 0xC0 "
+                            "in a file before"));
+    EXPECT_EQ(table.sensorType(0xC0)->category, "BLD");
 }
 
 } // namespace
