@@ -4,50 +4,25 @@
  *
  *  Usage: queries-floor FOLDER COUNT */
 
+#include "bare_cache.hpp"
 #include "turns.hpp"
 
 #include <platform/data_abstraction/fault_entry.hpp>
 
-#include <lmdb.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <map>
 #include <string>
+#include <string_view>
 
 namespace
 {
 
-void check(int result, const char* call)
-{
-    if (result != MDB_SUCCESS)
-    {
-        std::fprintf(stderr, "%s: %s\n", call, mdb_strerror(result));
-        std::exit(1);
-    }
-}
-
-template <typename T>
-void take(const char*& at, T& value)
-{
-    std::memcpy(&value, at, sizeof(value));
-    at += sizeof(value);
-}
-
-void take(const char*& at, std::string& text)
-{
-    uint32_t size = 0;
-    take(at, size);
-    text.assign(at, size);
-    at += size;
-}
+using namespace healthintf::bench;
 
 void decode(const char* at, FaultEntryProperties& entry)
 {
-    // The process that the record belongs to: pid and start time.
-    at += sizeof(uint32_t) + sizeof(uint64_t);
     uint8_t hidden = 0;
     uint32_t args = 0;
     take(at, entry.timestamp);
@@ -70,32 +45,14 @@ void decode(const char* at, FaultEntryProperties& entry)
     }
 }
 
-std::size_t scan(MDB_env* environment, MDB_dbi table)
+std::size_t scan(const BareCache& cache)
 {
     std::map<std::string, FaultEntryProperties> entries;
-    MDB_txn* transaction = nullptr;
-    MDB_cursor* cursor = nullptr;
-    check(mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction),
-          "mdb_txn_begin");
-    check(mdb_cursor_open(transaction, table, &cursor), "mdb_cursor_open");
-    char kind = 'f';
-    MDB_val key{1, &kind};
-    MDB_val value{};
-    int found = mdb_cursor_get(cursor, &key, &value, MDB_SET_RANGE);
-    for (; found == MDB_SUCCESS;
-         found = mdb_cursor_get(cursor, &key, &value, MDB_NEXT))
-    {
-        const char* path = static_cast<const char*>(key.mv_data);
-        if (*path != kind)
-        {
-            break;
-        }
-        const auto entry = entries.try_emplace(
-            entries.end(), std::string(path + 1, key.mv_size - 1));
-        decode(static_cast<const char*>(value.mv_data), entry->second);
-    }
-    mdb_cursor_close(cursor);
-    mdb_txn_abort(transaction);
+    cache.scan("f", [&entries](std::string_view path, const char* record) {
+        const auto entry =
+            entries.try_emplace(entries.end(), std::string(path));
+        decode(record, entry->second);
+    });
     return entries.size();
 }
 
@@ -108,22 +65,13 @@ int main(int argc, char** argv)
         return 2;
     }
     const unsigned long count = std::strtoul(argv[2], nullptr, 10);
-    MDB_env* environment = nullptr;
-    MDB_txn* transaction = nullptr;
-    MDB_dbi table = 0;
-    check(mdb_env_create(&environment), "mdb_env_create");
-    check(mdb_env_open(environment, argv[1], MDB_RDONLY, 0), "mdb_env_open");
-    check(mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction),
-          "mdb_txn_begin");
-    check(mdb_dbi_open(transaction, nullptr, 0, &table), "mdb_dbi_open");
-    check(mdb_txn_commit(transaction), "mdb_txn_commit");
-    healthintf::bench::takeTurns([&] {
-        if (scan(environment, table) != count)
+    const BareCache cache(argv[1]);
+    takeTurns([&] {
+        if (scan(cache) != count)
         {
             std::fprintf(stderr, "not all entries were found\n");
             std::exit(1);
         }
     });
-    mdb_env_close(environment);
     return 0;
 }

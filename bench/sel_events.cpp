@@ -2,7 +2,10 @@
  *  things that belong to it, on this thread's default bus and the host
  *  platform.
  *
- *  Usage: sel-events whole|store|describe|fault */
+ *  Usage: sel-events whole|parts|store|describe|fault
+ *
+ *  "whole" is what the library does, and "parts" what it asks of others, in the
+ *  same order. The other three are a kind of part each. */
 
 #include "turns.hpp"
 
@@ -78,31 +81,48 @@ void describe(const Record& record, const Record& opposite)
             "describe an event");
 }
 
-/** The fault that an event makes, and its end. */
-void addAndRemove(FaultAndHealth& component)
+const std::string messageId = "PSU0032";
+
+void addFault(FaultAndHealth& component)
 {
-    std::string messageId = "PSU0001";
+    require(component.addFault(
+                messageId, sensor.path, {"Power Supply sensor 0x63"},
+                "PowerSupply.Sensor.0x63", "PowerSupply.Sensor.0x63", number,
+                powerSupply, "The power supply of sensor 0x63 has failed.", 1,
+                "PSU 0x63 failed", 2) == 0,
+            "add a fault");
+}
+
+void removeFault(FaultAndHealth& component)
+{
+    std::string id = messageId;
     std::string path = sensor.path;
-    const int added = component.addFault(
-        messageId, path, {"Power Supply sensor 0x63"}, "PowerSupply.Sensor.99",
-        "PowerSupply.Sensor.99", number, powerSupply,
-        "The power supply of sensor 0x63 has failed.", 1, "PSU 0x63 failed", 2);
-    require(added == 0 && component.removeFault(messageId, path) == 0,
-            "add and remove a fault");
+    require(component.removeFault(id, path) == 0, "remove a fault");
+}
+
+void report(SELAndFault& events, Record record)
+{
+    auto info = sensor;
+    require(events.addSELAndFault(info, record) == 0, "report an event");
 }
 
 /** What is done in a round, by its name. */
 std::map<std::string, std::function<void()>>
 kindsOfWork(FaultAndHealth& component, SELAndFault& events)
 {
-    const auto report = [&events](Record record) {
-        auto info = sensor;
-        require(events.addSELAndFault(info, record) == 0, "report an event");
-    };
     return {{"whole",
-             [report] {
-                 report(failed);
-                 report(ended);
+             [&events] {
+                 report(events, failed);
+                 report(events, ended);
+             }},
+            {"parts",
+             [&component] {
+                 store(failed);
+                 describe(failed, ended);
+                 addFault(component);
+                 store(ended);
+                 describe(ended, failed);
+                 removeFault(component);
              }},
             {"store",
              [] {
@@ -115,7 +135,8 @@ kindsOfWork(FaultAndHealth& component, SELAndFault& events)
                  describe(ended, failed);
              }},
             {"fault", [&component] {
-                 addAndRemove(component);
+                 addFault(component);
+                 removeFault(component);
              }}};
 }
 

@@ -1,6 +1,7 @@
 """The measurements of scripts/bench.
 
     bench_runs.py FOLDER-OF-THE-PROGRAMS [instructions] [time] [hops] [queries]
+                  [events] [sel-queries] [durability]
 
 Clocks are noisy, so both programs of a pair run in turn, and what counts is
 their ratio. Instructions are counted, not timed, and repeat.
@@ -39,6 +40,21 @@ QUERIES = {
     "top": Query("Ten most important found", "top ten", 1.5),
 }
 QUERY_PLOT = "build/query-times.svg"
+# What reporting an event consists of, and what it may cost beside that.
+EVENT_PARTS = {
+    "store": "two records stored",
+    "describe": "two events described",
+    "fault": "a fault added and removed",
+}
+EVENT_MARK = 1.10
+EVENT_TURNS, EVENT_ROUNDS = 30, 100
+SEL_COUNTS = (100, 3_000, 65_535)
+SEL_QUERIES = {
+    "list": Query("All entries of the log listed", "list", 1.3),
+    # Of so little work, what is logged is a large part.
+    "id": Query("An entry of the log found", "id", 4.0),
+}
+DISK_TURNS, DISK_ROUNDS = 10, 50
 
 ROOT = "/com/vexa/olvar/health"
 
@@ -73,7 +89,7 @@ class Talker:
 class Bus:
     """A bus of its own, with a data cache of its own."""
 
-    def __init__(self, stack):
+    def __init__(self, stack, environment=None):
         talker = Talker(
             stack,
             [
@@ -83,11 +99,11 @@ class Bus:
                 'echo "$DBUS_SYSTEM_BUS_ADDRESS"; echo "$HEALTHINTF_RUNTIME_DIR";'
                 'echo "$HEALTHINTF_STATE_DIR"; exec cat',
             ],
-            os.environ,
+            environment or os.environ,
         )
         address = talker.hear()
         self.environment = dict(
-            os.environ,
+            environment or os.environ,
             DBUS_SYSTEM_BUS_ADDRESS=address,
             DBUS_SESSION_BUS_ADDRESS=address,
             HEALTHINTF_RUNTIME_DIR=talker.hear(),
@@ -210,33 +226,67 @@ def measure_hops(programs, report):
         report.line(f"{length} process{'es' * (length > 1)}", bare, library, HOP_MARK)
 
 
-def timed_queries(programs, count):
-    """Microseconds of each turn of the bare scan and of each query."""
-    samples = {which: [] for which in ("floor", *QUERIES)}
-    rounds = max(1, RECORDS_OF_A_TURN // count)
+def interleaved(commands, environment, starts, turns, rounds, of):
+    """The times that programs take in turn: for each its microseconds.
+
+    OF picks the wall or the CPU time out of both.
+    """
+    samples = {which: [] for which in commands}
+    for _ in range(starts):
+        with contextlib.ExitStack() as started:
+            talkers = {
+                which: Talker(started, command, environment)
+                for which, command in commands.items()
+            }
+            for talker in talkers.values():
+                talker.ask(rounds)
+            for _ in range(turns):
+                for which, talker in talkers.items():
+                    samples[which].append(float(of(talker.ask(rounds).split())))
+    return samples
+
+
+WALL, CPU = operator.itemgetter(0), operator.itemgetter(1)
+
+
+def in_filled_cache(fill, count, commands_of, rounds):
+    """CPU microseconds of programs that read a data cache which another has
+    filled."""
     with contextlib.ExitStack() as stack:
         folder = stack.enter_context(tempfile.TemporaryDirectory())
         environment = dict(os.environ, HEALTHINTF_RUNTIME_DIR=folder)
         # What is logged by default is a part of what is measured.
         environment.pop("HEALTHINTF_LOG_LEVEL", None)
-        library = f"{programs}/queries-library"
-        commands = {which: [library, which, str(count)] for which in QUERIES}
-        cache = f"{folder}/datacache"
-        commands["floor"] = [f"{programs}/queries-floor", cache, str(count)]
-        Talker(stack, [f"{programs}/queries-fill", str(count)], environment).hear()
-        for _ in range(QUERY_STARTS):
-            with contextlib.ExitStack() as started:
-                talkers = {
-                    which: Talker(started, commands[which], environment)
-                    for which in samples
-                }
-                for talker in talkers.values():
-                    talker.ask(rounds)
-                for _ in range(QUERY_TURNS):
-                    for which, talker in talkers.items():
-                        _, cpu = talker.ask(rounds).split()
-                        samples[which].append(float(cpu))
-    return samples
+        Talker(stack, [fill, str(count)], environment).hear()
+        return interleaved(
+            commands_of(f"{folder}/datacache"),
+            environment,
+            QUERY_STARTS,
+            QUERY_TURNS,
+            rounds,
+            CPU,
+        )
+
+
+def timed_queries(programs, count):
+    """Microseconds of each turn of the bare scan and of each query."""
+    library = f"{programs}/queries-library"
+    commands = {which: [library, which, str(count)] for which in QUERIES}
+
+    def commands_of(cache):
+        return {"floor": [f"{programs}/queries-floor", cache, str(count)], **commands}
+
+    return in_filled_cache(
+        f"{programs}/queries-fill",
+        count,
+        commands_of,
+        max(1, RECORDS_OF_A_TURN // count),
+    )
+
+
+def median_ratio(times, floor):
+    """Of what ran one after the other: the machine's pace comes and goes."""
+    return statistics.median(map(operator.truediv, times, floor))
 
 
 class QueryTimes:
@@ -244,10 +294,8 @@ class QueryTimes:
 
     def __init__(self, samples, which):
         self.times = [statistics.median(times[which]) for times in samples]
-        # Of what ran one after the other: the machine's pace comes and goes.
         self.ratios = [
-            statistics.median(map(operator.truediv, times[which], times["floor"]))
-            for times in samples
+            median_ratio(times[which], times["floor"]) for times in samples
         ]
 
 
@@ -271,11 +319,114 @@ def measure_queries(programs, report):
     print(f"\nDrawn: {QUERY_PLOT}")
 
 
+def log_manager_bus(stack, programs, state):
+    """A bus with a log manager, which keeps its log in a folder."""
+    services = stack.enter_context(tempfile.TemporaryDirectory())
+    logmgr = os.path.abspath(f"{programs}/../services/logmgr/logmgr")
+    config = f"{services}/logmgr.toml"
+    with open(config, "w", encoding="utf-8") as file:
+        # Every turn stores as much as before.
+        file.write('capacity = 1000\noverflow = "wrap"\n')
+    with open(f"{services}/log.service", "w", encoding="utf-8") as file:
+        file.write(
+            "[D-BUS Service]\nName=com.vexa.olvar.logmgr\n"
+            f"Exec=/usr/bin/env HEALTHINTF_STATE_DIR={os.path.abspath(state)} "
+            f"{logmgr} --config {config}\n"
+        )
+    return Bus(
+        stack,
+        dict(
+            os.environ,
+            PRIVATE_BUS_SERVICES=services,
+            HEALTHINTF_EVENT_PATH=os.path.abspath("data/events"),
+        ),
+    )
+
+
+def measure_events(programs, report):
+    program = f"{programs}/sel-events"
+    with contextlib.ExitStack() as stack:
+        # In memory: the disk would hide everything else.
+        state = stack.enter_context(tempfile.TemporaryDirectory(dir="/dev/shm"))
+        bus = log_manager_bus(stack, programs, state)
+        samples = interleaved(
+            {
+                which: [program, which]
+                for which in (*EVENT_PARTS, "parts", "whole")
+            },
+            bus.environment,
+            1,
+            EVENT_TURNS,
+            EVENT_ROUNDS,
+            WALL,
+        )
+    report.head("An event and its end, wall us")
+    for which, title in EVENT_PARTS.items():
+        print(f"  {title:<38}{statistics.median(samples[which]):>9.1f}")
+    parts, whole = samples["parts"], samples["whole"]
+    report.line(
+        "all of them, and addSELAndFault twice",
+        statistics.median(parts),
+        statistics.median(whole),
+        EVENT_MARK,
+        median_ratio(whole, parts),
+    )
+
+
+def measure_sel_queries(programs, report):
+    for which, query in SEL_QUERIES.items():
+        report.head(f"{query.title}, CPU us")
+        for count in SEL_COUNTS:
+            samples = in_filled_cache(
+                f"{programs}/sel-fill",
+                count,
+                lambda cache, count=count, which=which: {
+                    "floor": [f"{programs}/sel-queries-floor", which, cache, str(count)],
+                    "library": [f"{programs}/sel-queries-library", which, str(count)],
+                },
+                max(1, RECORDS_OF_A_TURN // count) if which == "list" else 2000,
+            )
+            report.line(
+                f"{count:,} records",
+                statistics.median(samples["floor"]),
+                statistics.median(samples["library"]),
+                query.mark,
+                median_ratio(samples["library"], samples["floor"]),
+            )
+
+
+def measure_durability(programs, report):
+    report.head("Two records stored for good, wall us")
+    with contextlib.ExitStack() as stack:
+        # On the disk that the build is on.
+        state = stack.enter_context(tempfile.TemporaryDirectory(dir="build"))
+        bus = log_manager_bus(stack, programs, state)
+        samples = interleaved(
+            {
+                "floor": [f"{programs}/sync-floor", f"{state}/floor"],
+                "library": [f"{programs}/sel-events", "store"],
+            },
+            bus.environment,
+            1,
+            DISK_TURNS,
+            DISK_ROUNDS,
+            WALL,
+        )
+    report.line(
+        "appended and synced, and AddSEL",
+        *(statistics.median(times) for times in samples.values()),
+        ratio=median_ratio(samples["library"], samples["floor"]),
+    )
+
+
 MEASUREMENTS = {
     "instructions": measure_instructions,
     "time": measure_time,
     "hops": measure_hops,
     "queries": measure_queries,
+    "events": measure_events,
+    "sel-queries": measure_sel_queries,
+    "durability": measure_durability,
 }
 
 

@@ -30,6 +30,13 @@ class ByteWriter
         out.append(reinterpret_cast<const char*>(&value), sizeof(value));
     }
 
+    /** Bytes of which the reader knows how many there are. */
+    template <std::size_t N>
+    void put(const std::array<uint8_t, N>& bytes)
+    {
+        out.append(bytes.begin(), bytes.end());
+    }
+
     void put(std::string_view text)
     {
         put(static_cast<uint32_t>(text.size()));
@@ -54,6 +61,14 @@ class ByteReader
         T value{};
         std::memcpy(&value, take(sizeof(value)).data(), sizeof(value));
         return value;
+    }
+
+    template <std::size_t N>
+    std::array<uint8_t, N> getBytes()
+    {
+        std::array<uint8_t, N> bytes{};
+        std::memcpy(bytes.data(), take(N).data(), N);
+        return bytes;
     }
 
     /** A number of which a writer may change one byte meanwhile: each byte is

@@ -1,4 +1,5 @@
 #include "fault_entry_codec.hpp"
+#include "in_place.hpp"
 #include "record_table.hpp"
 
 #include <platform/data_abstraction/fault_entry.hpp>
@@ -6,22 +7,6 @@
 #include <cerrno>
 
 using namespace healthintf::host;
-
-namespace
-{
-
-/** Becomes the record where a map puts it, so that it is not moved. */
-struct InPlace
-{
-    std::string_view payload;
-
-    operator FaultEntry_gen() const
-    {
-        return FaultEntry_gen(decodeFaultEntry(payload));
-    }
-};
-
-} // namespace
 
 int datacache_faultentry_create(const std::string& path,
                                 const FaultEntryPropertyMap& properties)
@@ -66,8 +51,9 @@ long DataAbstraction::FaultEntry::get_map_by_path_prefixes(
     return readRecords(
         RecordKind::faultEntry, prefixes,
         [&records](std::string_view path, const StoredRecord& record) {
-            records.insert_or_assign(records.end(), std::string(path),
-                                     InPlace{record.payload});
+            records.insert_or_assign(
+                records.end(), std::string(path),
+                InPlace<FaultEntry_gen, decodeFaultEntry>{record.payload});
         });
 }
 

@@ -1,6 +1,7 @@
 #include "sel_entry_cache.hpp"
 
 #include "../log_manager/protocol.hpp"
+#include "in_place.hpp"
 #include "record_table.hpp"
 #include "sel_entry_codec.hpp"
 
@@ -97,6 +98,6 @@ long DataAbstraction::SELEntry::get_map_by_path_prefixes(
         [&entries](std::string_view path, const StoredRecord& record) {
             entries.insert_or_assign(
                 entries.end(), std::string(path),
-                SELEntry_gen(decodeSelEntry(record.payload)));
+                InPlace<SELEntry_gen, decodeSelEntry>{record.payload});
         });
 }

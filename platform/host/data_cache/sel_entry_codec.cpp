@@ -13,10 +13,7 @@ std::string encodeSelEntry(const SELEntryProperties& entry)
     ByteWriter writer(payload);
     writer.put(entry.recordId);
     writer.put(entry.timestamp);
-    for (const uint8_t byte : entry.record)
-    {
-        writer.put(byte);
-    }
+    writer.put(entry.record);
     writer.put(entry.sensor.firstByte);
     writer.put(entry.sensor.secondByte);
     writer.put(entry.sensor.name);
@@ -30,10 +27,7 @@ SELEntryProperties decodeSelEntry(std::string_view payload)
     SELEntryProperties entry;
     entry.recordId = reader.get<uint16_t>();
     entry.timestamp = reader.get<uint32_t>();
-    for (uint8_t& byte : entry.record)
-    {
-        byte = reader.get<uint8_t>();
-    }
+    entry.record = reader.getBytes<SELInterface::recordSize>();
     entry.sensor.firstByte = reader.get<uint8_t>();
     entry.sensor.secondByte = reader.get<uint8_t>();
     entry.sensor.name = reader.getText();

@@ -1,0 +1,55 @@
+/** @file Fills the host's data cache with entries of the System Event Log, says
+ *  "ready", and keeps it open until standard input ends.
+ *
+ *  Usage: sel-fill COUNT */
+
+#include "data_cache/sel_entry_cache.hpp"
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace
+{
+
+/** A temperature that crosses a threshold. */
+SELEntryProperties entryOf(uint16_t recordId)
+{
+    constexpr uint32_t start = 1'700'000'000;
+    const auto low = static_cast<uint8_t>(recordId);
+    const auto high = static_cast<uint8_t>(recordId >> 8);
+    const std::string sensor = "temperature" + std::to_string(low);
+    return {.recordId = recordId,
+            .timestamp = start + recordId,
+            .sensor = {sensor, "/com/vexa/olvar/sensors/" + sensor, 1, 2},
+            .record = {low, high, 2, 0, 0, 0, 0, 0x20, 0, 4, 1, low, 1, 0x59,
+                       low, high}};
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const unsigned long count =
+        argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 0;
+    const auto tellAll = [count](const healthintf::host::SelEntrySink& put) {
+        for (unsigned long i = 1; i <= count; ++i)
+        {
+            put(entryOf(static_cast<uint16_t>(i)));
+        }
+    };
+    if (healthintf::host::replaceSelEntries(tellAll) != 0)
+    {
+        std::fprintf(stderr, "unable to create the entries\n");
+        return 1;
+    }
+    std::puts("ready");
+    std::fflush(stdout);
+    char byte = 0;
+    while (read(STDIN_FILENO, &byte, 1) > 0)
+    {}
+    return 0;
+}
