@@ -44,6 +44,39 @@ void requireMatch([[maybe_unused]] sdbusplus::bus_t& bus,
     }
 }
 
+/** A handler with its name for the log. */
+class NamedHandler
+{
+  public:
+    using Handler = std::function<int(sdbusplus::message_t&)>;
+
+    NamedHandler(const char* name, Handler handler) :
+        name(name), handler(std::move(handler))
+    {}
+
+    /** Hands a message over; what the handler throws is logged. */
+    void take(sdbusplus::message_t& message) const
+    {
+        try
+        {
+            handler(message);
+        }
+        catch (const std::exception& e)
+        {
+            HMI_LOG_AS(name, log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+        }
+        catch (...)
+        {
+            HMI_LOG_AS(name, log::warning, "EXCEPTION %s.%d.%s: %s",
+                       "of an unknown kind");
+        }
+    }
+
+  private:
+    const char* name;
+    Handler handler;
+};
+
 } // namespace
 
 std::unique_ptr<sdbusplus::bus::match_t>
@@ -51,26 +84,14 @@ makeMatch(sdbusplus::bus_t& bus, const std::string& rule, const char* name,
           std::function<int(sdbusplus::message_t&)> handler)
 {
     requireMatch<sdbusplus::SdBusInterface>(bus, rule);
-    const auto shared = std::make_shared<decltype(handler)>(std::move(handler));
+    const auto shared =
+        std::make_shared<const NamedHandler>(name, std::move(handler));
     return std::make_unique<sdbusplus::bus::match_t>(
-        bus, rule, [name, shared](sdbusplus::message_t& message) {
+        bus, rule, [shared](sdbusplus::message_t& message) {
             // The handler may end its own subscription, and what is captured
             // goes with it.
-            const auto [logName, running] = std::pair(name, shared);
-            try
-            {
-                (*running)(message);
-            }
-            catch (const std::exception& e)
-            {
-                HMI_LOG_AS(logName, log::warning, "EXCEPTION %s.%d.%s: %s",
-                           e.what());
-            }
-            catch (...)
-            {
-                HMI_LOG_AS(logName, log::warning, "EXCEPTION %s.%d.%s: %s",
-                           "of an unknown kind");
-            }
+            const std::shared_ptr<const NamedHandler> kept = shared;
+            kept->take(message);
         });
 }
 
