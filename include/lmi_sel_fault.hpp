@@ -135,15 +135,16 @@ class HEALTHINTF_API SELAndFault
      *
      *  @param[in,out] entry the entry; left alone when there is none
      *  @param[in] recordId its record identifier
-     *  @return statusOk, also when the data cache has never held an entry;
+     *  @return statusOk, also when the data cache holds no entry at all;
      *          statusNotRead when it holds others only, or could not be read */
     int GetSELDatacacheEntryByID(SELEntry_gen& entry, uint16_t recordId);
 
     /** Subscribes to the events that the host firmware raises, which the log
      *  manager announces before it stores them. Callback and subscription
      *  replace earlier ones and last as long as the object. The callback may
-     *  destroy the object, or register another one in its own place, which
-     *  then hears of the event that is being handled as well.
+     *  destroy the object, or register one in its own place, which hears of
+     *  what is announced from then on: neither of the event that is being
+     *  handled nor of those that have arrived meanwhile.
      *
      *  @param[in] bus the connection; it must outlive the object
      *  @param[in] callback called for each event, on the thread that processes

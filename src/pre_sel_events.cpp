@@ -4,9 +4,12 @@
 #define HMI_LOG_FILE "lmi_sel_fault"
 #include "bus_match.hpp"
 #include "log_line.hpp"
+#include "raw_bus.hpp"
 
 #include <com/vexa/olvar/logmgr/names.hpp>
 #include <lmi_sel_fault.hpp>
+
+#include <systemd/sd-bus.h>
 
 #include <cstring>
 #include <utility>
@@ -16,6 +19,27 @@ namespace logmgr_interface
 
 using namespace health_namespace::details;
 namespace names = healthintf::names;
+
+namespace
+{
+
+struct MessageUnref
+{
+    void operator()(sd_bus_message* message) const
+    {
+        sd_bus_message_unref(message);
+    }
+};
+
+/** The message that a connection is handling, or null. It is kept, so that no
+ *  other one gets its address meanwhile. */
+std::shared_ptr<sd_bus_message> messageAtHand(sdbusplus::bus_t& bus)
+{
+    sd_bus_message* message = sd_bus_get_current_message(rawBus(bus));
+    return {sd_bus_message_ref(message), MessageUnref()};
+}
+
+} // namespace
 
 int SELAndFault::RegisterForBIOSPreSELEvent(sdbusplus::bus_t& bus,
                                             PreSELCallback callback,
@@ -30,10 +54,16 @@ int SELAndFault::RegisterForBIOSPreSELEvent(sdbusplus::bus_t& bus,
                              names::selEvent + "'," + "path_namespace='" +
                              path + "',";
     auto shared = std::make_shared<const PreSELCallback>(std::move(callback));
-    preSelMatch = makeMatch(bus, rule, "BIOSSELEventCallbackHandler",
-                            [this](sdbusplus::message_t& message) {
-                                return BIOSSELEventCallbackHandler(message);
-                            });
+    // Without a bus between the peers libsystemd hands the message at hand to
+    // new matches too: a callback that registers again at every event would be
+    // called without end.
+    preSelMatch = makeMatch(
+        bus, rule, "BIOSSELEventCallbackHandler",
+        [this, past = messageAtHand(bus)](sdbusplus::message_t& message) {
+            return message.get() == past.get()
+                       ? 0
+                       : BIOSSELEventCallbackHandler(message);
+        });
     preSelCallback = std::move(shared);
     if (sensorNumber != 0)
     {

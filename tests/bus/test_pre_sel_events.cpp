@@ -68,19 +68,25 @@ class PreSelEvents : public testing::Test
         ASSERT_GE(sd_bus_send(client.get(), made, nullptr), 0);
     }
 
-    /** Works until a last event, that of sensor 200, was taken.
-     *
-     *  @return the sensor numbers heard before */
-    Numbers toldUntilLast()
+    /** Announces a record and works until it was taken. */
+    void announceAndTake(uint8_t sensorNumber)
     {
-        announce(200);
-        while (heard.empty() || heard.back() != 200)
+        announce(sensorNumber);
+        while (heard.empty() || heard.back() != sensorNumber)
         {
             if (!connection.process_discard())
             {
                 connection.wait();
             }
         }
+    }
+
+    /** Works until a last event, that of sensor 200, was taken.
+     *
+     *  @return the sensor numbers heard before */
+    Numbers toldUntilLast()
+    {
+        announceAndTake(200);
         heard.pop_back();
         return std::exchange(heard, {});
     }
@@ -127,6 +133,25 @@ TEST_F(PreSelEvents, StayFilteredAfterARegistrationForAll)
     listen(0);
     announce(5);
     EXPECT_EQ(toldUntilLast(), Numbers{});
+}
+
+TEST_F(PreSelEvents, ReachACallbackThatRegistersAtEachOfThemOnce)
+{
+    const SELAndFault::PreSELCallback again =
+        [&](const SELInterface::SELRecord& record) {
+            heard.push_back(record.sensorNumber);
+            // An end, in case that there is none otherwise.
+            if (heard.size() < 10)
+            {
+                object->RegisterForBIOSPreSELEvent(connection, again, 0);
+            }
+            return 0;
+        };
+    object->RegisterForBIOSPreSELEvent(connection, again, 0);
+    // One after the other: what is on its way while it registers is not heard.
+    announceAndTake(5);
+    announceAndTake(6);
+    EXPECT_EQ(toldUntilLast(), (Numbers{5, 6}));
 }
 
 TEST_F(PreSelEvents, ThatAreMalformedEndNothing)
