@@ -59,6 +59,22 @@ int append(sd_bus_message* reply, Value value)
     }
 }
 
+/** Sends a signal. What nobody hears of is done all the same: its caller is
+ *  told so, and what fails here is only logged. */
+template <typename Send>
+void tellOf(const char* what, Send&& send)
+{
+    try
+    {
+        send();
+    }
+    catch (const std::exception& e)
+    {
+        SERVICE_LOG(log::error, "%s.%d.%s: unable to announce %s: %s", what,
+                    e.what());
+    }
+}
+
 } // namespace
 
 template <auto Member>
@@ -167,8 +183,7 @@ int SelObject::store(sd_bus_message* message, const Event& event)
 
 void SelObject::announce(const Event& event)
 {
-    try
-    {
+    tellOf("an event", [&] {
         std::string path = names::selPath;
         if (event.record[offsetof(SELInterface::SELRecord, recordType)] <
             firstOemType)
@@ -182,13 +197,7 @@ void SelObject::announce(const Event& event)
         signal.append(
             std::vector<uint8_t>(event.record.begin(), event.record.end()));
         signal.signal_send();
-    }
-    catch (const std::exception& e)
-    {
-        // Worse than an event that nobody hears of is one that is lost.
-        SERVICE_LOG(log::error, "%s.%d.%s: unable to announce an event: %s",
-                    e.what());
-    }
+    });
 }
 
 int SelObject::getEntry(sd_bus_message* message)
@@ -215,7 +224,9 @@ int SelObject::clear(sd_bus_message* message)
 {
     const uint32_t erased = events.clear();
     mirror.renew();
-    interface.new_signal(names::selCleared).signal_send();
+    tellOf("the clearing", [&] {
+        interface.new_signal(names::selCleared).signal_send();
+    });
     for (const char* property : {"Entries", "Overflow", "LastErase"})
     {
         interface.property_changed(property);
