@@ -221,6 +221,23 @@ Page EventLog::list(uint16_t first, uint32_t limit) const
     return page;
 }
 
+Page EventLog::entry(uint16_t recordId) const
+{
+    Page page = list(recordId, 1);
+    if (page.entries.empty())
+    {
+        throw Refusal(Refusal::Kind::noSuchEntry, "the log has no entries");
+    }
+    const bool byPlace = recordId == firstEntry || recordId == lastEntry;
+    if (!byPlace && page.entries.front().recordId != recordId)
+    {
+        throw Refusal(Refusal::Kind::noSuchEntry,
+                      "the entry " + std::to_string(recordId) +
+                          " of the log makes no sense");
+    }
+    return page;
+}
+
 void EventLog::readAll(
     const std::function<void(const SELEntryProperties&)>& visit) const
 {

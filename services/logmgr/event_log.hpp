@@ -122,6 +122,13 @@ class EventLog
      *  @throws Refusal without an entry of the identifier */
     Page list(uint16_t first, uint32_t limit) const;
 
+    /** Reads one entry, which a page is given with.
+     *
+     *  @param[in] recordId its identifier, firstEntry or lastEntry
+     *  @throws Refusal without such an entry, also when it is one that makes
+     *          no sense: another is not given in its place */
+    Page entry(uint16_t recordId) const;
+
     /** Reads all entries. */
     void
     readAll(const std::function<void(const SELEntryProperties&)>& visit) const;

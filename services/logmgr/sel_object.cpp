@@ -204,12 +204,7 @@ int SelObject::getEntry(sd_bus_message* message)
 {
     uint16_t recordId = 0;
     sd_bus_message_read(message, "q", &recordId);
-    const Page page = events.list(recordId, 1);
-    if (page.entries.empty())
-    {
-        throw Refusal(Refusal::Kind::noSuchEntry, "the log has no entries");
-    }
-    return replyWithEntry(message, page);
+    return replyWithEntry(message, events.entry(recordId));
 }
 
 int SelObject::listEntries(sd_bus_message* message)

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
 #include <optional>
 
 namespace healthintf::logmgr
@@ -254,6 +255,27 @@ TEST_F(Log, FindsEntriesByTheirIdentifiersAcrossTheWrap)
         });
         EXPECT_EQ(kind, Kind::noSuchEntry);
         EXPECT_EQ(why, "the log has no entry " + std::to_string(gone));
+    }
+}
+
+TEST_F(Log, GivesNoOtherEntryForOneThatMakesNoSense)
+{
+    open();
+    add(1);
+    SELEntryProperties odd = nextEntry(*store);
+    odd.recordId = 9;
+    store->append(odd, 0, store->state());
+    add(1);
+    EXPECT_EQ(refusalOf([this] {
+                  log->entry(2);
+              }),
+              std::pair(std::optional(Kind::noSuchEntry),
+                        std::string("the entry 2 of the log makes no sense")));
+    EXPECT_THAT(ids(2), ElementsAre(3)) << "a list goes on behind it";
+    for (const auto& [asked, given] : std::map<uint16_t, uint16_t>{
+             {1, 1}, {3, 3}, {firstEntry, 1}, {lastEntry, 3}})
+    {
+        EXPECT_EQ(log->entry(asked).entries.at(0).recordId, given);
     }
 }
 
