@@ -1,6 +1,8 @@
 #include "event_records.hpp"
 #include "ipmi_stand_in.hpp"
 #include "known_events.hpp"
+#include "log_client.hpp"
+#include "private_bus.hpp"
 #include "process.hpp"
 #include "speaks_of.hpp"
 #include "temporary_folder.hpp"
@@ -27,6 +29,7 @@ constexpr unsigned int lastSensorType = 0x2C;
 /** What ipmitool says of a record. */
 struct Line
 {
+    unsigned long number = 0;
     std::string sensor;
     std::string text;
     std::string direction;
@@ -50,7 +53,9 @@ Line lineOf(const std::string& columns)
         parts.push_back(trimmed(part));
     }
     parts.resize(6);
-    return {parts[3], parts[4], parts[5]};
+    constexpr int hexadecimal = 16;
+    return {std::stoul(parts[0], nullptr, hexadecimal), parts[3], parts[4],
+            parts[5]};
 }
 
 class Ipmitool : public testing::Test
@@ -70,6 +75,11 @@ class Ipmitool : public testing::Test
             const Record record = recordOf(event);
             raw.append(record.begin(), record.end());
         }
+        return read(raw);
+    }
+
+    std::vector<Line> read(const std::string& raw) const
+    {
         std::istringstream output(
             outputOf({IPMITOOL, "-I", "dummy", "sel", "readraw",
                       folder.write("records", raw).string()},
@@ -116,6 +126,34 @@ TEST_F(Ipmitool, SaysTheSameOfEachEvent)
             EXPECT_TRUE(speaksOf(lines[i].text, word)) << word;
             EXPECT_TRUE(speaksOf(ours.text, word)) << word;
         }
+    }
+}
+
+TEST_F(Ipmitool, ReadsTheLogThatTheLogManagerKeeps)
+{
+    const PrivateBus bus;
+    LogClient client;
+    const Process running = client.start();
+    std::vector<SensorEvent> events;
+    std::string exported;
+    for (const KnownEvent& known : knownEvents())
+    {
+        events.push_back(known.event);
+        const Record record = recordOf(known.event);
+        const auto id = static_cast<uint16_t>(
+            client.add(Bytes(record.begin(), record.end())));
+        const Bytes stored = client.entry(id).record;
+        exported.append(stored.begin(), stored.end());
+    }
+    const std::vector<Line> lines = read(exported);
+    const std::vector<Line> expected = read(events);
+    ASSERT_EQ(lines.size(), events.size());
+    for (std::size_t i = 0; i < lines.size(); ++i)
+    {
+        EXPECT_EQ(lines[i].number, i + 1);
+        EXPECT_EQ(lines[i].sensor, expected[i].sensor);
+        EXPECT_EQ(lines[i].text, expected[i].text);
+        EXPECT_EQ(lines[i].direction, expected[i].direction);
     }
 }
 
