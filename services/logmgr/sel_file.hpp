@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <stdexcept>
 
 namespace healthintf::logmgr
@@ -20,6 +21,13 @@ class DamagedFile : public std::runtime_error
 
 /** Whether a failure means that the file is damaged. */
 bool isDamage(const std::exception& failure);
+
+/** Tries what may end the process: LMDB believes the page numbers in a file.
+ *
+ *  @param[in] work runs in a process of its own, which nothing remains of; what
+ *             it throws is not looked at
+ *  @return whether that ended as by a page that is not there */
+bool endsItsProcess(const std::function<void()>& work);
 
 /** Makes a folder that is there after a loss of power too.
  *

@@ -133,13 +133,20 @@ SelStore::SelStore(fs::path path) :
 
 void SelStore::openOrStartAnew()
 {
-    try
-    {
+    const auto openAndRead = [this] {
         open();
         // Whatever is wrong with an entry shall show now.
         read(0, [](uint64_t, const SELEntryProperties&) {
             return true;
         });
+    };
+    try
+    {
+        if (endsItsProcess(openAndRead))
+        {
+            throw DamagedFile("reading it ends the process");
+        }
+        openAndRead();
     }
     catch (const std::exception& e)
     {

@@ -5,6 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <stdexcept>
 
 namespace healthintf::logmgr
 {
@@ -128,6 +131,23 @@ TEST_F(LogFile, HasItsFolderMadeWithAllAbove)
     folder.write("file", "");
     EXPECT_THROW(madeFolder(folder.path() / "file" / "below"),
                  std::system_error);
+}
+
+TEST(Trial, TellsACrashFromEveryOtherEnd)
+{
+    EXPECT_TRUE(endsItsProcess([] {
+        std::raise(SIGSEGV);
+    }));
+    EXPECT_TRUE(endsItsProcess([] {
+        std::abort();
+    }));
+    EXPECT_FALSE(endsItsProcess([] {}));
+    EXPECT_FALSE(endsItsProcess([] {
+        throw std::runtime_error("damaged");
+    }));
+    EXPECT_FALSE(endsItsProcess([] {
+        std::raise(SIGKILL);
+    })) << "somebody else ended it";
 }
 
 } // namespace

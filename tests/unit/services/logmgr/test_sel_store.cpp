@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <fstream>
 #include <optional>
 
@@ -71,6 +72,28 @@ std::string writtenIn(const fs::path& file)
     const std::size_t last = content.find_last_not_of('\0');
     content.resize((last / page + 1) * page);
     return content;
+}
+
+/** Marks the first node of each leaf page in an LMDB file as one of several
+ *  values, which the table has none of; LMDB looks for them at null. */
+void markFirstNodes(std::string& content)
+{
+    constexpr std::size_t page = 4096;
+    constexpr std::size_t headPages = 2;
+    constexpr std::size_t pageFlagsAt = 10;
+    constexpr std::size_t firstNodeAt = 16;
+    constexpr std::size_t nodeFlagsAt = 4;
+    constexpr char leaf = 2;
+    constexpr char severalValues = 4;
+    for (std::size_t at = headPages * page; at < content.size(); at += page)
+    {
+        if (content[at + pageFlagsAt] == leaf)
+        {
+            uint16_t node = 0;
+            std::memcpy(&node, &content[at + firstNodeAt], sizeof(node));
+            content[at + node + nodeFlagsAt] = severalValues;
+        }
+    }
 }
 
 class Store : public testing::Test
@@ -238,6 +261,23 @@ TEST_F(Store, SetsAsideWhatIsNoLog)
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 HasSubstr("is damaged"));
     EXPECT_EQ(contentOf(file.string() + ".damaged"), std::string(100000, 'x'));
+}
+
+TEST_F(Store, SetsALogAsideThatLmdbWouldDieOf)
+{
+    append(open(), 200);
+    store.reset();
+    std::string content = contentOf(file);
+    markFirstNodes(content);
+    folder.write("deep/sel/data.mdb", content);
+    testing::internal::CaptureStderr();
+    open();
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("reading it ends the process"));
+    EXPECT_TRUE(fs::exists(file.string() + ".damaged"));
+    EXPECT_EQ(store->size(), 0U);
+    append(*store, 1);
+    EXPECT_THAT(idsIn(*store), ElementsAre(1));
 }
 
 TEST_F(Store, SetsALogAsideWhoseKeysAreWrong)
