@@ -45,7 +45,7 @@ void requireMatch([[maybe_unused]] sdbusplus::bus_t& bus,
 }
 
 /** A handler with its name for the log. */
-class NamedHandler
+class NamedHandler : public std::enable_shared_from_this<NamedHandler>
 {
   public:
     using Handler = std::function<int(sdbusplus::message_t&)>;
@@ -57,6 +57,8 @@ class NamedHandler
     /** Hands a message over; what the handler throws is logged. */
     void take(sdbusplus::message_t& message) const
     {
+        // The handler may end its own subscription, and this object with it.
+        const auto kept = shared_from_this();
         try
         {
             handler(message);
@@ -88,10 +90,7 @@ makeMatch(sdbusplus::bus_t& bus, const std::string& rule, const char* name,
         std::make_shared<const NamedHandler>(name, std::move(handler));
     return std::make_unique<sdbusplus::bus::match_t>(
         bus, rule, [shared](sdbusplus::message_t& message) {
-            // The handler may end its own subscription, and what is captured
-            // goes with it.
-            const std::shared_ptr<const NamedHandler> kept = shared;
-            kept->take(message);
+            shared->take(message);
         });
 }
 
