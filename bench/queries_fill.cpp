@@ -3,9 +3,9 @@
  *
  *  Usage: queries-fill COUNT */
 
-#include <platform/data_abstraction/fault_entry.hpp>
+#include "hold.hpp"
 
-#include <unistd.h>
+#include <platform/data_abstraction/fault_entry.hpp>
 
 #include <array>
 #include <cstdint>
@@ -64,10 +64,6 @@ int main(int argc, char** argv)
             return 1;
         }
     }
-    std::puts("ready");
-    std::fflush(stdout);
-    char byte = 0;
-    while (read(STDIN_FILENO, &byte, 1) > 0)
-    {}
+    healthintf::bench::hold();
     return 0;
 }

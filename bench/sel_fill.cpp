@@ -4,8 +4,7 @@
  *  Usage: sel-fill COUNT */
 
 #include "data_cache/sel_entry_cache.hpp"
-
-#include <unistd.h>
+#include "hold.hpp"
 
 #include <cstdint>
 #include <cstdio>
@@ -46,10 +45,6 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "unable to create the entries\n");
         return 1;
     }
-    std::puts("ready");
-    std::fflush(stdout);
-    char byte = 0;
-    while (read(STDIN_FILENO, &byte, 1) > 0)
-    {}
+    healthintf::bench::hold();
     return 0;
 }
