@@ -73,6 +73,12 @@ class MainProject
         return names;
     }
 
+    /** What would be installed, and where. */
+    std::string installed() const
+    {
+        return outputOf({MESON, "introspect", "--installed", build});
+    }
+
     void compile() const
     {
         outputOf({MESON, "compile", "-C", build});
@@ -114,6 +120,8 @@ TEST(Subproject, IsTheLibraryAndThePlatformAlone)
                 UnorderedElementsAre(
                     "program", "healthintf", "healthintf-objects",
                     "healthintf-platform", "healthintf-platform-objects"));
+    EXPECT_THAT(project.installed(), HasSubstr("/ipmi-event-types.json"));
+    EXPECT_THAT(project.installed(), HasSubstr("/ipmi-sensor-types.json"));
     project.compile();
 
     const PrivateBus bus;
@@ -137,6 +145,7 @@ TEST(Subproject, TakesThePlatformOfAnotherPackage)
          "-Dcpp_args=-I" SOURCE_FOLDER "/tests/bus"});
     ASSERT_THAT(project.targets(), UnorderedElementsAre("program", "healthintf",
                                                         "healthintf-objects"));
+    EXPECT_THAT(project.installed(), Not(HasSubstr("/ipmi-event-types.json")));
     project.compile();
     EXPECT_THAT(project.needed(), Not(HasSubstr("healthintf-platform")));
 
