@@ -284,8 +284,6 @@ TEST_F(SelEntryCache, TakesAWholeLogInOneStepAndSaysWhenItIsFull)
 
 TEST_F(SelEntryCache, SurvivesAFilesystemThatIsFullInTheMiddleOfAStep)
 {
-    // Larger than the filesystems, and yet soon looked through for leaks.
-    setenv("HEALTHINTF_CACHE_MIB", "24", 1);
     for (const char* size : {"size=3m", "size=4m", "size=6m", "size=9m"})
     {
         expectOnSmallFilesystem(folder.path(), size, [] {
