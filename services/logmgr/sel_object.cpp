@@ -113,8 +113,8 @@ const sd_bus_vtable* SelObject::table()
     constexpr auto constant = vtable::property_::const_;
     static constexpr std::array table{
         vtable::start(),
-        vtable::method(host::addSel, "(ssyy)ay", "u", handle<&SelObject::add>,
-                       everybody),
+        vtable::method(names::addSelMethod, "(ssyy)ay", "u",
+                       handle<&SelObject::add>, everybody),
         vtable::method(host::addSelWithTimestamp, "(ssyy)ayu", "u",
                        handle<&SelObject::addWithTimestamp>, everybody),
         vtable::method("GetEntry", "q", "qu(ssyy)ayq",

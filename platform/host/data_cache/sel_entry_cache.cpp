@@ -1,6 +1,5 @@
 #include "sel_entry_cache.hpp"
 
-#include "../log_manager/protocol.hpp"
 #include "in_place.hpp"
 #include "record_table.hpp"
 #include "sel_entry_codec.hpp"
@@ -21,7 +20,7 @@ std::string pathOf(uint16_t recordId)
     constexpr std::size_t digits = 5;
     std::array<char, digits + 1> number{};
     std::snprintf(number.data(), number.size(), "%05d", recordId);
-    return std::string(selEntryPaths) + number.data();
+    return std::string(SELInterface::entryPrefix) + number.data();
 }
 
 void put(Environment& cache, const Transaction& transaction,
@@ -44,7 +43,7 @@ void removeAll(const Environment& cache, const Transaction& transaction,
 /** Whether a prefix selects the log, which stands for its entries. */
 bool selectsTheLog(const std::string& prefix)
 {
-    return std::string_view(selObject).starts_with(prefix);
+    return std::string_view(SELInterface::logPath).starts_with(prefix);
 }
 
 } // namespace

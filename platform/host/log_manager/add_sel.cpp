@@ -158,11 +158,12 @@ uint32_t DataAbstraction::SEL::AddSEL(const std::string& service,
         // Never sent twice: the one before may have been stored.
         sd_bus* bus = keptBus();
         sd_bus_message* raw = nullptr;
-        checkBus("sd_bus_message_new_method_call",
-                 sd_bus_message_new_method_call(
-                     bus, &raw, service.c_str(), path.c_str(),
-                     selObjectInterface,
-                     timestamp ? addSelWithTimestamp : addSel));
+        checkBus(
+            "sd_bus_message_new_method_call",
+            sd_bus_message_new_method_call(
+                bus, &raw, service.c_str(), path.c_str(),
+                SELInterface::logInterface,
+                timestamp ? addSelWithTimestamp : SELInterface::addMethod));
         const MessagePtr message(raw);
         append(raw, sensor, record, timestamp);
         const uint32_t id = identifierIn(call(bus, raw).get());

@@ -1,20 +1,12 @@
 #pragma once
 
-/** @file What the host platform and the log manager agree upon. */
+/** @file What the host platform and our log manager agree upon, beside what
+ *  every log manager has. */
 
 namespace healthintf::host
 {
 
-/** The object that stands for the whole log. */
-inline constexpr const char* selObject = "/com/vexa/olvar/logmgr/SEL";
-/** The path of an entry in the data cache, before its identifier in five
- *  digits. */
-inline constexpr const char* selEntryPaths = "/com/vexa/olvar/logmgr/selentry/";
-
-inline constexpr const char* selObjectInterface = "com.vexa.olvar.logmgr.SEL";
-/** Stores a record: `(ssyy)ay` to `u`. */
-inline constexpr const char* addSel = "AddSEL";
-/** The same with the record's time: `(ssyy)ayu` to `u`. */
+/** Stores a record with its time: `(ssyy)ayu` to `u`. */
 inline constexpr const char* addSelWithTimestamp = "AddSELWithTimestamp";
 
 /** The log manager's own errors. */

@@ -1,6 +1,7 @@
 #pragma once
 
-/** @file The sensor and the record of an event of the System Event Log. */
+/** @file The System Event Log: where it is, and the sensor and the record of an
+ *  event. */
 
 #include <array>
 #include <cstddef>
@@ -9,6 +10,15 @@
 
 namespace SELInterface
 {
+
+/** The object that stands for the whole log, on D-Bus and in the data cache. */
+inline constexpr const char* logPath = "/com/vexa/olvar/logmgr/SEL";
+/** The path of an entry in the data cache, before its identifier in five
+ *  digits. */
+inline constexpr const char* entryPrefix = "/com/vexa/olvar/logmgr/selentry/";
+inline constexpr const char* logInterface = "com.vexa.olvar.logmgr.SEL";
+/** The method that stores a record: `(ssyy)ay` to `u`. */
+inline constexpr const char* addMethod = "AddSEL";
 
 /** The sensor that saw an event, as the log manager is told of it. */
 struct SensorInfo

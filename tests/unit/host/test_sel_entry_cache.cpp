@@ -2,7 +2,6 @@
 #include "data_cache/record_table.hpp"
 #include "data_cache/sel_entry_cache.hpp"
 #include "data_cache/withdrawal.hpp"
-#include "log_manager/protocol.hpp"
 #include "small_filesystem.hpp"
 
 #include <com/vexa/olvar/logmgr/names.hpp>
@@ -21,7 +20,7 @@ using test::inChild;
 using Ids = std::vector<uint16_t>;
 using Map = std::map<std::string, SELEntry_gen>;
 
-const std::string paths = selEntryPaths;
+const std::string paths = SELInterface::entryPrefix;
 
 SELEntryProperties entry(uint16_t id, const std::string& name = "sensor")
 {
@@ -70,10 +69,12 @@ class SelEntryCache : public test::CacheTest
 
 TEST_F(SelEntryCache, IsWhereTheLogManagerSaysThatItIs)
 {
-    EXPECT_STREQ(selObject, names::selPath);
-    EXPECT_STREQ(selEntryPaths, names::selEntryPrefix);
-    EXPECT_STREQ(selObjectInterface, names::selInterface);
-    EXPECT_STREQ(addSel, names::addSelMethod);
+    EXPECT_STREQ(names::selPath, "/com/vexa/olvar/logmgr/SEL");
+    EXPECT_STREQ(names::selEntryPrefix, "/com/vexa/olvar/logmgr/selentry/");
+    EXPECT_STREQ(names::selInterface, "com.vexa.olvar.logmgr.SEL");
+    EXPECT_STREQ(names::addSelMethod, "AddSEL");
+    EXPECT_STREQ(SELInterface::logPath, names::selPath);
+    EXPECT_STREQ(SELInterface::entryPrefix, names::selEntryPrefix);
 }
 
 TEST_F(SelEntryCache, KeepsEveryProperty)
@@ -102,7 +103,7 @@ TEST_F(SelEntryCache, HasNoRecordsUntilTheFirstEntry)
 {
     EXPECT_EQ(inChild([] {
                   Map found;
-                  const long before = query({selObject}, found);
+                  const long before = query({SELInterface::logPath}, found);
                   addSelEntry(entry(1));
                   return before == DataAbstraction::readNoRecords &&
                                  query({paths + "00002"}, found) ==
@@ -154,7 +155,7 @@ TEST_F(SelEntryCache, AddsToTheEntriesThatTheCallerHas)
     EXPECT_EQ(inChild([] {
                   addSelEntry(entry(1));
                   Map found{{"mine", SELEntry_gen(entry(9))}};
-                  query({selObject}, found);
+                  query({SELInterface::logPath}, found);
                   return found.size() == 2 && found.at("mine").recordId() == 9
                              ? 0
                              : 1;

@@ -1,16 +1,18 @@
 #pragma once
 
-/** @file Where the log manager's System Event Log is found on D-Bus. */
+/** @file Where the log manager's System Event Log is found on D-Bus; the
+ *  platform knows some of it too. */
+
+#include <platform/sel_interface.hpp>
 
 namespace healthintf::names
 {
 
 /** The log manager's bus name. */
 inline constexpr const char* logManagerService = "com.vexa.olvar.logmgr";
-inline constexpr const char* selPath = "/com/vexa/olvar/logmgr/SEL";
-inline constexpr const char* selInterface = "com.vexa.olvar.logmgr.SEL";
-/** The method that stores a record: `(ssyy)ay` to `u`. */
-inline constexpr const char* addSelMethod = "AddSEL";
+inline constexpr const char* selPath = SELInterface::logPath;
+inline constexpr const char* selInterface = SELInterface::logInterface;
+inline constexpr const char* addSelMethod = SELInterface::addMethod;
 /** The signal that the log was cleared. */
 inline constexpr const char* selCleared = "ClearedSelEntries";
 /** The signal that announces a record, `ay`, before it is stored. It comes
@@ -18,7 +20,6 @@ inline constexpr const char* selCleared = "ClearedSelEntries";
 inline constexpr const char* selEvent = "SignalSELEvent";
 /** The path of an entry in the data cache, before its identifier in five
  *  digits. */
-inline constexpr const char* selEntryPrefix =
-    "/com/vexa/olvar/logmgr/selentry/";
+inline constexpr const char* selEntryPrefix = SELInterface::entryPrefix;
 
 } // namespace healthintf::names
