@@ -3,7 +3,10 @@
 #include "../host_log.hpp"
 #include "../storage/files.hpp"
 #include "../storage/free_pages.hpp"
+#include "../storage/mapped_file.hpp"
 #include "byte_codec.hpp"
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
@@ -24,11 +27,18 @@ constexpr const char* dataFile = "data.mdb";
 constexpr const char* lockFile = "lock.mdb";
 
 // The content need not outlive the machine's run, so nothing is synced. Pages
-// are changed in the map: written by system calls they would double what a
-// change of health costs on its way up the tree. The blocks of every page that
-// a write may touch are there before it begins, so a full filesystem is an
-// error code and not a signal.
-constexpr unsigned int openFlags = MDB_NOSYNC | MDB_NOTLS | MDB_WRITEMAP;
+// are written by system calls and not in the map: there a commit ends with
+// plain stores, which the compiler may put in another order, and a process that
+// is killed between two of them would leave the others a tree that is half of
+// one state and half of another.
+constexpr unsigned int openFlags = MDB_NOSYNC | MDB_NOTLS;
+
+/** Of the record that holds the version. */
+MDB_val versionKey()
+{
+    static std::string name = "version";
+    return {name.size(), name.data()};
+}
 
 fs::path madeFolder(const fs::path& folder)
 {
@@ -122,6 +132,18 @@ void Environment::makeRoomForChange(std::size_t size)
     makeBlocks(reserve / 2 + size);
 }
 
+bool Environment::changeByte(const char& at, char value) const
+{
+    return map != nullptr && pwrite(file(), &value, 1, &at - map) == 1;
+}
+
+mdb_filehandle_t Environment::file() const
+{
+    mdb_filehandle_t file = -1;
+    checkLmdb("mdb_env_get_fd", mdb_env_get_fd(environment.get(), &file));
+    return file;
+}
+
 void Environment::makeBlocks(std::size_t spare)
 {
     MDB_envinfo info{};
@@ -139,9 +161,7 @@ void Environment::makeBlocks(std::size_t spare)
     }
     const std::size_t wanted =
         limited(pages * stat.ms_psize + std::max(spare, reserve) + reserve);
-    mdb_filehandle_t file = -1;
-    checkLmdb("mdb_env_get_fd", mdb_env_get_fd(environment.get(), &file));
-    allocateBlocks(file, wanted, folder / dataFile);
+    allocateBlocks(file(), wanted, folder / dataFile);
     blocks = wanted;
 }
 
@@ -182,12 +202,24 @@ void Environment::openTable()
               mdb_dbi_open(transaction.get(), nullptr, 0, &records));
     checkVersion(transaction);
     transaction.commit();
+    findMap();
+}
+
+void Environment::findMap()
+{
+    const Transaction transaction(environment.get(), Transaction::Kind::read);
+    MDB_val key = versionKey();
+    MDB_val value{};
+    checkLmdb("mdb_get", mdb_get(transaction.get(), records, &key, &value));
+    if (const auto offset = offsetInFile(value.mv_data))
+    {
+        map = static_cast<const char*>(value.mv_data) - *offset;
+    }
 }
 
 void Environment::checkVersion(const Transaction& transaction) const
 {
-    constexpr std::string_view name = "version";
-    MDB_val key{name.size(), const_cast<char*>(name.data())};
+    MDB_val key = versionKey();
     MDB_val value{};
     const int result = mdb_get(transaction.get(), records, &key, &value);
     if (result == MDB_NOTFOUND)

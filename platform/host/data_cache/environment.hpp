@@ -53,13 +53,20 @@ class Environment
     void makeRoomForRecord(const Transaction& transaction, std::size_t size);
 
     /** Makes sure that there is room for changing and removing records. Every
-     *  write transaction begins so: what it touches without room would end the
-     *  process.
+     *  write transaction begins so: what is there can be removed on a full
+     *  filesystem, too.
      *
      *  @param[in] size the size in bytes that a record shall have; records that
      *             are removed need none
      *  @throws std::exception when the filesystem is full */
     void makeRoomForChange(std::size_t size = 0);
+
+    /** Changes a byte where it stands. Readers find it as it was or as it is.
+     *
+     *  @param[in] at a byte of a record that the current write transaction has
+     *             found and not changed
+     *  @return whether it was changed */
+    bool changeByte(const char& at, char value) const;
 
     /** The table of all records. */
     MDB_dbi table() const
@@ -71,13 +78,17 @@ class Environment
     void startEmpty();
     void open(std::size_t capacity);
     void openTable();
+    void findMap();
     void checkVersion(const Transaction& transaction) const;
     void makeBlocks(std::size_t spare);
+    mdb_filehandle_t file() const;
 
     std::filesystem::path folder;
     UsersLock users;
     EnvironmentPtr environment;
     MDB_dbi records = 0;
+    /** Where the file begins in memory, null when that is unknown. */
+    const char* map = nullptr;
     /** Bytes of the file that have their blocks; others may have made more.
      *  Belongs to who holds a write transaction. */
     std::size_t blocks = 0;

@@ -81,14 +81,13 @@ void writeRecord(const MDB_val& room, std::string_view payload)
  *  live bytes, as a change of health does.
  *
  *  This spares the way up the tree LMDB's copies of pages, at the price of
- *  going behind its back. It may be done because the map is writable, because
- *  the write transaction keeps other writers away, and because a reader, which
- *  takes each of these bytes at once, finds it as it was or as it is, and a
- *  whole record either way.
+ *  going behind its back. It may be done because the write transaction keeps
+ *  other writers away, and because a reader, which takes each of these bytes at
+ *  once, finds it as it was or as it is, and a whole record either way.
  *
  *  @return whether nothing is left to be changed */
-bool changedInPlace(RecordKind kind, std::string_view record,
-                    std::string_view payload)
+bool changedInPlace(const Environment& cache, RecordKind kind,
+                    std::string_view record, std::string_view payload)
 {
     const std::string_view before = record.substr(headerSize);
     if (before.size() != payload.size())
@@ -110,8 +109,7 @@ bool changedInPlace(RecordKind kind, std::string_view record,
     {
         return false;
     }
-    std::atomic_ref(const_cast<char&>(before[at])).store(payload[at]);
-    return true;
+    return cache.changeByte(before[at], payload[at]);
 }
 
 /** Moves a cursor to a record of this process.
@@ -247,7 +245,8 @@ int editRecord(RecordKind kind, const std::string& path,
         }
         std::string payload(parseRecord(cursor.value()).payload);
         result = edit(payload);
-        if (result == 0 && !changedInPlace(kind, cursor.value(), payload))
+        if (result == 0 &&
+            !changedInPlace(cache, kind, cursor.value(), payload))
         {
             cache.makeRoomForChange(headerSize + payload.size());
             writeRecord(cursor.replace(headerSize + payload.size()), payload);

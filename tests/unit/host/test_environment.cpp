@@ -1,5 +1,6 @@
 #include "child.hpp"
 #include "data_cache/environment.hpp"
+#include "raw_record.hpp"
 #include "small_filesystem.hpp"
 #include "temporary_folder.hpp"
 
@@ -20,20 +21,10 @@ namespace
 using test::Child;
 using test::expectOnSmallFilesystem;
 using test::inChild;
+using test::put;
 using testing::HasSubstr;
 
 constexpr std::size_t capacity = 4UL << 20;
-
-void put(Environment& environment, std::string key, std::string value)
-{
-    Transaction transaction(environment.get(), Transaction::Kind::write);
-    environment.makeRoomForRecord(transaction, value.size());
-    MDB_val k{key.size(), key.data()};
-    MDB_val v{value.size(), value.data()};
-    checkLmdb("mdb_put",
-              mdb_put(transaction.get(), environment.table(), &k, &v, 0));
-    transaction.commit();
-}
 
 void removeRecord(Environment& environment, std::string key)
 {
