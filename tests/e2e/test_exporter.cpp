@@ -1,0 +1,336 @@
+/** @file The exporter beside live daemons, scraped by curl and Python. */
+
+#include "component.hpp"
+#include "log_client.hpp"
+#include "private_bus.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <stdexcept>
+
+namespace healthintf::test
+{
+namespace
+{
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+const std::string root = "/com/vexa/olvar/health";
+const std::string key = root + "/fan";
+
+/** A running exporter on a port that is free. */
+class Exporter
+{
+  public:
+    Exporter() : Exporter({"--listen", "127.0.0.1:0"})
+    {}
+
+    explicit Exporter(std::vector<std::string> options) :
+        process(command(std::move(options)))
+    {
+        const std::string line = process.hear();
+        where = line.substr(line.rfind(' ') + 1);
+        waitUntilItListensToTheBus();
+    }
+
+    nlohmann::json scrape() const
+    {
+        return nlohmann::json::parse(
+            outputOf({"/usr/bin/python3", SCRAPER, where}));
+    }
+
+    /** @return how many of several scrapes at once were whole */
+    nlohmann::json scrapeAtOnce(int number) const
+    {
+        return nlohmann::json::parse(outputOf(
+            {"/usr/bin/python3", SCRAPER, where, std::to_string(number)}));
+    }
+
+    Process process;
+    std::string where;
+
+  private:
+    void waitUntilItListensToTheBus() const
+    {
+        const auto begin = std::chrono::steady_clock::now();
+        while (!scrape()["types"].contains("healthintf_fault_evictions"))
+        {
+            if (std::chrono::steady_clock::now() - begin > patience)
+            {
+                throw std::runtime_error("the exporter counts no evictions");
+            }
+        }
+    }
+
+    static std::vector<std::string> command(std::vector<std::string> options)
+    {
+        options.insert(options.begin(), HEALTH_EXPORTER);
+        return options;
+    }
+};
+
+class ExporterTest : public testing::Test
+{
+  protected:
+    /** A number of a scrape; -1 for one that is not there. */
+    double value(const std::string& name) const
+    {
+        return exporter.scrape()["samples"].value(name, -1.0);
+    }
+
+    double faults(const std::string& severity, bool hidden) const
+    {
+        return value("healthintf_faults{component=" + key + ",severity=" +
+                     severity + ",hidden=" + (hidden ? "true}" : "false}"));
+    }
+
+    double health(const std::string& node) const
+    {
+        return value("healthintf_node_health{node=" + node + "}");
+    }
+
+    double evictions() const
+    {
+        return value("healthintf_fault_evictions_total{component=" + key + "}");
+    }
+
+    /** What busctl says of a node. */
+    std::string busctlHealth(const Component& daemon) const
+    {
+        return outputOf({"busctl", "--system", "get-property", daemon.name(),
+                         key, "com.vexa.olvar.healthmgr.HealthStatus",
+                         "HealthStatus"});
+    }
+
+    static void hide(const std::string& sensor, bool hidden)
+    {
+        outputOf({"busctl", "--system", "emit", root,
+                  "com.vexa.olvar.healthmgr", "HideFaultForSensor", "bssi",
+                  hidden ? "true" : "false", "", sensor, "0"});
+    }
+
+    static std::string logProperty(const std::string& name)
+    {
+        return outputOf({"busctl", "--system", "get-property", logService,
+                         logPath, logInterface, name});
+    }
+
+    PrivateBus bus;
+    LogClient client;
+    Exporter exporter;
+};
+
+TEST_F(ExporterTest, FollowsAFaultThatIsRaisedHiddenAndRemoved)
+{
+    Component daemon(key, 2);
+    EXPECT_EQ(health(key), 2);
+    EXPECT_EQ(faults("critical", false), 0);
+
+    daemon.add(key, "FAN0001", "/sensor", 1);
+    EXPECT_EQ(busctlHealth(daemon), "u 4\n");
+    EXPECT_EQ(health(key), 4);
+    EXPECT_EQ(faults("critical", false), 1);
+
+    hide("/sensor", true);
+    client.waitForHealth(key, 2);
+    EXPECT_EQ(busctlHealth(daemon), "u 2\n");
+    EXPECT_EQ(health(key), 2);
+    EXPECT_EQ(faults("critical", false), 0);
+    EXPECT_EQ(faults("critical", true), 1);
+
+    daemon.remove(key, "FAN0001", "/sensor");
+    EXPECT_EQ(faults("critical", true), 0);
+    EXPECT_EQ(evictions(), 0);
+}
+
+TEST_F(ExporterTest, CountsEvictionsAndNoRemovals)
+{
+    Component daemon(key, 2);
+    const auto raise = [&](int number) {
+        const std::string text = std::to_string(number);
+        daemon.add(key, "FAN" + text, "/sensor" + text, 2);
+    };
+    for (int number = 0; number < 13; ++number)
+    {
+        raise(number);
+    }
+    client.catchUp();
+    EXPECT_EQ(faults("warning", false), 10);
+    EXPECT_EQ(evictions(), 3);
+    daemon.expect("clear " + key, "ok");
+    raise(20);
+    daemon.remove(key, "FAN20", "/sensor20");
+    client.catchUp();
+    EXPECT_EQ(faults("warning", false), 0);
+    EXPECT_EQ(evictions(), 3);
+}
+
+TEST_F(ExporterTest, CountsEvictionsFromFaultsThatWereThereBeforeIt)
+{
+    Component daemon(key, 2);
+    for (int number = 0; number < 10; ++number)
+    {
+        daemon.add(key, "FAN", "/sensor" + std::to_string(number), 2);
+    }
+    const Exporter later;
+    daemon.add(key, "FAN", "/another", 1);
+    EXPECT_EQ(later.scrape()["samples"]["healthintf_fault_evictions_total{"
+                                        "component=" +
+                                        key + "}"],
+              1);
+}
+
+TEST_F(ExporterTest, TellsTheFillOfTheLogAsBusctlDoes)
+{
+    const Process logmgr = client.start();
+    EXPECT_EQ(value("healthintf_sel_up"), 1);
+    EXPECT_EQ(value("healthintf_sel_entries"), 0);
+    EXPECT_EQ(value("healthintf_sel_capacity"), 4096);
+    EXPECT_EQ(value("healthintf_sel_last_addition_timestamp_seconds"), -1);
+    client.add(recordOf(7));
+    client.add(recordOf(8));
+    const auto added = static_cast<long>(
+        value("healthintf_sel_last_addition_timestamp_seconds"));
+    EXPECT_EQ(logProperty("Entries"), "u 2\n");
+    EXPECT_EQ(value("healthintf_sel_entries"), 2);
+    EXPECT_EQ(logProperty("LastAddition"), "u " + std::to_string(added) + "\n");
+    EXPECT_EQ(value("healthintf_sel_overflow"), 0);
+    client.clear();
+    const auto erased =
+        static_cast<long>(value("healthintf_sel_last_erase_timestamp_seconds"));
+    EXPECT_EQ(value("healthintf_sel_entries"), 0);
+    EXPECT_EQ(logProperty("LastErase"), "u " + std::to_string(erased) + "\n");
+}
+
+TEST_F(ExporterTest, TellsThatTheLogOverflowed)
+{
+    const auto config =
+        bus.folder().write("small.toml", "capacity = 1\noverflow = \"wrap\"\n");
+    const Process logmgr = client.start({"--config", config});
+    client.add(recordOf(7));
+    EXPECT_EQ(value("healthintf_sel_overflow"), 0);
+    client.add(recordOf(8));
+    EXPECT_EQ(logProperty("Overflow"), "b true\n");
+    EXPECT_EQ(value("healthintf_sel_overflow"), 1);
+    EXPECT_EQ(value("healthintf_sel_policy_info{overflow=wrap}"), 1);
+}
+
+TEST_F(ExporterTest, LeavesTheLogOutWhenItsManagerIsKilled)
+{
+    Process logmgr = client.start();
+    ASSERT_EQ(value("healthintf_sel_up"), 1);
+    logmgr.kill();
+    client.waitUntilGone();
+    EXPECT_EQ(value("healthintf_sel_up"), 0);
+    EXPECT_EQ(value("healthintf_sel_entries"), -1);
+    EXPECT_EQ(value("healthintf_data_cache_up"), 1);
+}
+
+TEST_F(ExporterTest, WaitsShortlyForALogManagerThatHangs)
+{
+    Process logmgr = client.start();
+    logmgr.signal(SIGSTOP);
+    const auto all = exporter.scrape()["samples"];
+    EXPECT_EQ(all["healthintf_sel_up"], 0);
+    EXPECT_EQ(all["healthintf_data_cache_up"], 1);
+    EXPECT_LT(all["healthintf_scrape_duration_seconds"], 2);
+    // The others do not wait one after the other.
+    const auto many = exporter.scrapeAtOnce(50);
+    EXPECT_EQ(many["whole"], 50);
+    EXPECT_LT(many["seconds"], 10);
+    logmgr.signal(SIGCONT);
+}
+
+TEST_F(ExporterTest, StartsNoLogManager)
+{
+    bus.activate(logService, LOGMGR);
+    EXPECT_EQ(value("healthintf_sel_up"), 0);
+    EXPECT_EQ(client.ownerOf(logService), "");
+}
+
+TEST_F(ExporterTest, AnswersFiftyAtOnce)
+{
+    Component daemon(key, 2);
+    const Process logmgr = client.start();
+    const auto many = exporter.scrapeAtOnce(50);
+    EXPECT_EQ(many["whole"], 50);
+}
+
+TEST_F(ExporterTest, GivesTheFamiliesTheirTypes)
+{
+    const auto types = exporter.scrape()["types"];
+    EXPECT_EQ(types["healthintf_build"], "info");
+    EXPECT_EQ(types["healthintf_faults"], "gauge");
+    EXPECT_EQ(types["healthintf_fault_evictions"], "counter");
+    EXPECT_EQ(types["healthintf_data_cache_used_bytes"], "gauge");
+}
+
+TEST_F(ExporterTest, TellsThatTheBusIsGoneAndWhatItCanWithoutIt)
+{
+    Component daemon(key, 2);
+    ASSERT_EQ(health(key), 2);
+    ASSERT_EQ(value("healthintf_bus_up"), 1);
+    bus.kill();
+    EXPECT_EQ(value("healthintf_bus_up"), 0);
+    EXPECT_EQ(evictions(), -1);
+    EXPECT_EQ(value("healthintf_sel_up"), 0);
+    EXPECT_EQ(value("healthintf_data_cache_up"), 1);
+}
+
+TEST_F(ExporterTest, IsScrapedByCurl)
+{
+    const std::string text =
+        outputOf({"curl", "--silent", "--fail", "--include",
+                  "http://127.0.0.1:" + exporter.where + "/metrics"});
+    EXPECT_THAT(text, StartsWith("HTTP/1.1 200 OK\r\n"));
+    EXPECT_THAT(text, EndsWith("\n# EOF\n"));
+}
+
+TEST_F(ExporterTest, IsScrapedByASocketOfTheFilesystem)
+{
+    const std::string path = bus.folder().path() / "metrics.sock";
+    Exporter local({"--unix", path});
+    EXPECT_EQ(local.where, path);
+    EXPECT_EQ(local.scrape()["samples"]["healthintf_data_cache_up"], 1);
+    EXPECT_THAT(outputOf({"curl", "--silent", "--fail", "--unix-socket", path,
+                          "http://localhost/metrics"}),
+                EndsWith("\n# EOF\n"));
+    local.process.signal(SIGTERM);
+    EXPECT_EQ(local.process.wait(), 0);
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST_F(ExporterTest, WarnsWhenOthersReachIt)
+{
+    const Exporter open({"--listen", "0.0.0.0:0"});
+    EXPECT_THAT(open.process.errors(), HasSubstr("whoever reaches 0.0.0.0:0"));
+    EXPECT_EQ(exporter.process.errors(), "");
+}
+
+TEST_F(ExporterTest, ListensOnThisMachineAlone)
+{
+    const std::string sockets =
+        outputOf({"ss", "--tcp", "--listening", "--numeric", "--no-header",
+                  "sport", "=", ":" + exporter.where});
+    EXPECT_THAT(sockets, HasSubstr("127.0.0.1:" + exporter.where));
+    EXPECT_EQ(std::count(sockets.begin(), sockets.end(), '\n'), 1);
+}
+
+TEST_F(ExporterTest, SaysWhatIsWrongWithAnAddress)
+{
+    Process wrong({HEALTH_EXPORTER, "--listen", "localhost:1"});
+    EXPECT_EQ(wrong.wait(), 1);
+    EXPECT_THAT(wrong.errors(), HasSubstr("localhost: is no address in "
+                                          "numbers"));
+}
+
+} // namespace
+} // namespace healthintf::test

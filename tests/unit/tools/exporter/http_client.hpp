@@ -1,0 +1,75 @@
+#pragma once
+
+/** @file A client that sends what it likes. */
+
+#include "storage/file_descriptor.hpp"
+
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+
+#include <array>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+namespace healthintf::test
+{
+
+/** A connection to a socket of the filesystem. */
+class HttpClient
+{
+  public:
+    explicit HttpClient(const std::string& path) :
+        socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::memcpy(address.sun_path, path.data(), path.size());
+        // So that a server that hangs fails the test.
+        const timeval patience{20, 0};
+        setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &patience,
+                   sizeof(patience));
+        const void* any = &address;
+        if (connect(socket.get(), static_cast<const sockaddr*>(any),
+                    sizeof(address)) != 0)
+        {
+            throw std::runtime_error("unable to connect to " + path);
+        }
+    }
+
+    /** @return whether all was taken */
+    bool send(const std::string& text) const
+    {
+        return ::send(socket.get(), text.data(), text.size(), MSG_NOSIGNAL) ==
+               static_cast<ssize_t>(text.size());
+    }
+
+    /** What comes until the server ends the connection.
+     *
+     *  @throws std::runtime_error when it does not in time */
+    std::string rest() const
+    {
+        std::string text;
+        std::array<char, 4096> part{};
+        for (;;)
+        {
+            const ssize_t size =
+                recv(socket.get(), part.data(), part.size(), 0);
+            if (size < 0 && errno == EAGAIN)
+            {
+                throw std::runtime_error("the connection does not end");
+            }
+            if (size <= 0)
+            {
+                return text;
+            }
+            text.append(part.data(), static_cast<std::size_t>(size));
+        }
+    }
+
+  private:
+    host::FileDescriptor socket;
+};
+
+} // namespace healthintf::test

@@ -1,0 +1,229 @@
+#include "child.hpp"
+#include "endpoint.hpp"
+#include "http_client.hpp"
+#include "open_metrics.hpp"
+#include "temporary_folder.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <list>
+#include <stdexcept>
+
+namespace healthintf::exporter
+{
+namespace
+{
+
+using test::Child;
+using test::HttpClient;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+class EndpointTest : public testing::Test
+{
+  protected:
+    explicit EndpointTest(Endpoint::Scrape scrape =
+                              [] {
+                                  return "all\n";
+                              }) :
+        server([this, scrape = std::move(scrape)](const Child::Parent& parent) {
+            services::EventLoop loop;
+            loop.exitOn({SIGTERM});
+            const Listener listener{std::filesystem::path(path)};
+            const Endpoint endpoint(loop, listener, scrape);
+            parent.tell("listening");
+            return loop.run();
+        })
+    {
+        server.hear();
+    }
+
+    /** The answer to a whole request. */
+    std::string answerTo(const std::string& request) const
+    {
+        const HttpClient client(path);
+        client.send(request);
+        return client.rest();
+    }
+
+    std::string get(const std::string& url) const
+    {
+        return answerTo("GET " + url + " HTTP/1.1\r\nHost: x\r\n\r\n");
+    }
+
+    void expectAlive() const
+    {
+        EXPECT_THAT(get("/metrics"), EndsWith("\r\n\r\nall\n"));
+    }
+
+    test::TemporaryFolder folder;
+    std::string path = folder.path() / "socket";
+    Child server;
+};
+
+TEST_F(EndpointTest, GivesTheScrapeWithItsType)
+{
+    const std::string answer = get("/metrics");
+    EXPECT_THAT(answer, StartsWith("HTTP/1.1 200 OK\r\n"));
+    EXPECT_THAT(answer, HasSubstr(std::string("\r\nContent-Type: ") +
+                                  openMetricsType + "\r\n"));
+    EXPECT_THAT(answer, HasSubstr("\r\nContent-Length: 4\r\n"));
+    EXPECT_THAT(answer, EndsWith("\r\n\r\nall\n"));
+}
+
+TEST_F(EndpointTest, TakesNoNoticeOfAQuery)
+{
+    EXPECT_THAT(get("/metrics?a=b"), EndsWith("\r\n\r\nall\n"));
+}
+
+TEST_F(EndpointTest, GivesTheHeadAlone)
+{
+    const std::string answer =
+        answerTo("HEAD /metrics HTTP/1.1\r\nHost: x\r\n\r\n");
+    EXPECT_THAT(answer, StartsWith("HTTP/1.1 200 OK\r\n"));
+    EXPECT_THAT(answer, EndsWith("\r\n\r\n"));
+}
+
+TEST_F(EndpointTest, HasNothingElsewhere)
+{
+    for (const char* url : {"/", "/metrics/", "/../etc/passwd", "/%00"})
+    {
+        EXPECT_THAT(get(url), StartsWith("HTTP/1.1 404 ")) << url;
+    }
+    expectAlive();
+}
+
+TEST_F(EndpointTest, RefusesOtherMethods)
+{
+    for (const std::string method : {"POST", "PUT", "DELETE", "OPTIONS", "X"})
+    {
+        const std::string answer = answerTo(
+            method + " /metrics HTTP/1.1\r\nHost: x\r\nContent-Length: "
+                     "0\r\n\r\n");
+        EXPECT_THAT(answer, StartsWith("HTTP/1.1 405 ")) << method;
+        EXPECT_THAT(answer, HasSubstr("\r\nAllow: GET, HEAD\r\n"));
+    }
+    expectAlive();
+}
+
+TEST_F(EndpointTest, DoesNotTakeABody)
+{
+    const std::string answer = answerTo(
+        "POST /metrics HTTP/1.1\r\nHost: x\r\nContent-Length: 1000000000\r\n"
+        "\r\nabc");
+    EXPECT_THAT(answer, StartsWith("HTTP/1.1 405 "));
+    expectAlive();
+}
+
+TEST_F(EndpointTest, RefusesHeadersBeyondItsLimit)
+{
+    const std::string answer = answerTo(
+        "GET /metrics HTTP/1.1\r\nHost: x\r\nA: " + std::string(100'000, 'x') +
+        "\r\n\r\n");
+    EXPECT_THAT(answer, Not(HasSubstr("all\n")));
+    expectAlive();
+}
+
+TEST_F(EndpointTest, RefusesTooManyHeaders)
+{
+    std::string request = "GET /metrics HTTP/1.1\r\nHost: x\r\n";
+    for (int i = 0; i < 2000; ++i)
+    {
+        request += "A" + std::to_string(i) + ": x\r\n";
+    }
+    EXPECT_THAT(answerTo(request + "\r\n"), Not(HasSubstr("all\n")));
+    expectAlive();
+}
+
+TEST_F(EndpointTest, OutlivesGarbage)
+{
+    for (const std::string& garbage :
+         {std::string("\r\n\r\n\r\n\r\n"), std::string("GET\r\n\r\n"),
+          std::string("\x16\x03\x01\x02\x00\x01", 6) + "\r\n\r\n",
+          std::string(5000, '\0') + "\r\n\r\n",
+          std::string("GET /metrics HTTP/9.9\r\n\r\n")})
+    {
+        const HttpClient client(path);
+        client.send(garbage);
+        expectAlive();
+    }
+}
+
+TEST_F(EndpointTest, ServesOthersBesideHalfRequests)
+{
+    std::list<HttpClient> half;
+    for (unsigned int i = 0; i + 1 < Endpoint::mostConnections; ++i)
+    {
+        EXPECT_TRUE(half.emplace_back(path).send("GET /metrics HT"));
+    }
+    expectAlive();
+}
+
+TEST_F(EndpointTest, EndsHalfRequestsSoThatAllArePutThrough)
+{
+    std::list<HttpClient> half;
+    for (unsigned int i = 0; i < 2 * Endpoint::mostConnections; ++i)
+    {
+        EXPECT_TRUE(half.emplace_back(path).send("GET /metrics HT"));
+    }
+    expectAlive();
+}
+
+TEST_F(EndpointTest, EndsARequestThatComesByteByByte)
+{
+    const HttpClient slow(path);
+    const auto begin = std::chrono::steady_clock::now();
+    slow.send("GET /metrics HTTP/1.1\r\nA: ");
+    while (slow.send("x"))
+    {
+        ASSERT_LT(std::chrono::steady_clock::now() - begin,
+                  Endpoint::longest + std::chrono::seconds(5));
+        // The pace of a client that keeps within every other limit.
+        usleep(200'000);
+    }
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, Endpoint::longest);
+}
+
+class FailingScrape : public EndpointTest
+{
+  protected:
+    FailingScrape() :
+        EndpointTest([calls = 0]() mutable -> std::string {
+            if (++calls == 1)
+            {
+                throw std::runtime_error("for once");
+            }
+            return "all\n";
+        })
+    {}
+};
+
+TEST_F(FailingScrape, FailsAlone)
+{
+    EXPECT_EQ(get("/metrics"), "");
+    expectAlive();
+}
+
+class LargeScrape : public EndpointTest
+{
+  protected:
+    LargeScrape() :
+        EndpointTest([] {
+            return std::string(8'000'000, 'x') + "all\n";
+        })
+    {}
+};
+
+TEST_F(LargeScrape, ComesWhole)
+{
+    const std::string answer = get("/metrics");
+    EXPECT_EQ(answer.size() - answer.find("\r\n\r\n") - 4, 8'000'004u);
+    EXPECT_THAT(answer, EndsWith("xall\n"));
+}
+
+} // namespace
+} // namespace healthintf::exporter

@@ -1,0 +1,166 @@
+#include "eviction_count.hpp"
+
+#include <gtest/gtest.h>
+
+namespace healthintf::exporter
+{
+namespace
+{
+
+using Counted = std::map<std::string, uint64_t>;
+
+const std::string fan = "/com/vexa/olvar/health/fan";
+
+/** An entry of a process, as the library names them. */
+std::string entry(int number, const std::string& key = fan,
+                  const std::string& process = "04D2")
+{
+    const std::string digits = std::to_string(number);
+    return key + "/entry/Fault_" + process +
+           std::string(4 - digits.size(), '0') + digits + "_3";
+}
+
+class Evictions : public testing::Test
+{
+  protected:
+    void add(int first, int last, const std::string& key = fan)
+    {
+        for (int number = first; number <= last; ++number)
+        {
+            count.added(":1.1", entry(number, key));
+        }
+    }
+
+    EvictionCount count;
+};
+
+TEST_F(Evictions, AreRemovalsFromElevenFaults)
+{
+    count.startCounting();
+    add(1, 11);
+    count.removed(entry(4));
+    EXPECT_EQ(count.evictions(), (Counted{{fan, 1}}));
+    add(12, 12);
+    count.removed(entry(12));
+    EXPECT_EQ(count.evictions(), (Counted{{fan, 2}}));
+}
+
+TEST_F(Evictions, AreNoOtherRemovals)
+{
+    count.startCounting();
+    add(1, 10);
+    for (int number = 1; number <= 10; ++number)
+    {
+        count.removed(entry(number));
+    }
+    add(1, 10);
+    count.removed(entry(10));
+    EXPECT_TRUE(count.evictions().empty());
+}
+
+TEST_F(Evictions, AreCountedByComponent)
+{
+    count.startCounting();
+    add(1, 11);
+    add(20, 30, fan + "2");
+    count.removed(entry(20, fan + "2"));
+    count.removed(entry(1));
+    add(12, 12);
+    count.removed(entry(2));
+    EXPECT_EQ(count.evictions(), (Counted{{fan, 2}, {fan + "2", 1}}));
+}
+
+TEST_F(Evictions, CountWithEntriesThatWereThereBefore)
+{
+    for (int number = 1; number <= 10; ++number)
+    {
+        count.know(entry(number));
+    }
+    count.startCounting();
+    add(11, 11);
+    count.removed(entry(1));
+    EXPECT_EQ(count.evictions(), (Counted{{fan, 1}}));
+}
+
+TEST_F(Evictions, DoNotCountBeforeAllIsKnown)
+{
+    add(1, 11);
+    count.removed(entry(1));
+    count.startCounting();
+    EXPECT_TRUE(count.evictions().empty());
+    add(12, 12);
+    count.removed(entry(2));
+    EXPECT_EQ(count.evictions(), (Counted{{fan, 1}}));
+}
+
+TEST_F(Evictions, AreNotSeenInAnEntryThatWasOnItsWayOutWhenItWasRead)
+{
+    add(1, 10);
+    count.removed(entry(10));
+    count.know(entry(10));
+    count.startCounting();
+    add(11, 11);
+    count.removed(entry(11));
+    EXPECT_TRUE(count.evictions().empty());
+}
+
+TEST_F(Evictions, AreNotSeenInEntriesThatANewProcessTookOver)
+{
+    count.startCounting();
+    add(1, 10);
+    for (int number = 1; number <= 10; ++number)
+    {
+        count.added(":1.2", entry(number, fan, "04D3"));
+    }
+    count.removed(entry(1, fan, "04D3"));
+    EXPECT_TRUE(count.evictions().empty());
+}
+
+TEST_F(Evictions, AreNotSeenAfterAProcessLeftItsEntries)
+{
+    count.startCounting();
+    add(1, 10);
+    count.left(":1.1");
+    add(11, 11);
+    count.removed(entry(11));
+    EXPECT_TRUE(count.evictions().empty());
+}
+
+TEST_F(Evictions, AreStillSeenAfterOthersLeft)
+{
+    count.startCounting();
+    add(1, 11);
+    count.left(":1.7");
+    count.removed(entry(1));
+    EXPECT_EQ(count.evictions(), (Counted{{fan, 1}}));
+}
+
+TEST_F(Evictions, AreKeptWhenListeningStartsAnew)
+{
+    count.startCounting();
+    add(1, 11);
+    count.removed(entry(1));
+    count.startAnew();
+    add(12, 12);
+    count.removed(entry(2));
+    EXPECT_EQ(count.evictions(), (Counted{{fan, 1}}));
+}
+
+TEST_F(Evictions, AreNotSeenInTheRemovalOfAnUnknownEntry)
+{
+    count.startCounting();
+    add(1, 11);
+    count.removed(entry(99));
+    count.removed("nonsense");
+    EXPECT_TRUE(count.evictions().empty());
+}
+
+TEST(ComponentOf, IsWhatStandsBeforeTheEntry)
+{
+    EXPECT_EQ(componentOf(entry(1)), fan);
+    EXPECT_EQ(componentOf("/a/entry/b/entry/Fault_04D20001_4"), "/a/entry/b");
+    EXPECT_EQ(componentOf("/a/b"), "");
+}
+
+} // namespace
+} // namespace healthintf::exporter

@@ -1,0 +1,57 @@
+#include "cache_content.hpp"
+
+#include "eviction_count.hpp"
+
+#include <platform/data_abstraction/fault_entry.hpp>
+#include <platform/data_abstraction/health_status.hpp>
+
+namespace healthintf::exporter
+{
+namespace
+{
+
+namespace da = DataAbstraction;
+
+bool isAnswer(long result)
+{
+    return result == da::readOk || result == da::readNoRecords;
+}
+
+} // namespace
+
+std::optional<CacheContent> readCacheContent()
+{
+    std::map<std::string, HealthStatus_gen> nodes;
+    std::map<std::string, FaultEntry_gen> entries;
+    if (!isAnswer(da::HealthStatus::get_map_by_path_prefixes({}, {}, nodes)) ||
+        !isAnswer(da::FaultEntry::get_map_by_path_prefixes({}, {}, entries)))
+    {
+        return std::nullopt;
+    }
+    CacheContent content;
+    for (const auto& [key, node] : nodes)
+    {
+        content.health.emplace(key, node.healthStatus());
+    }
+    for (const auto& [path, entry] : entries)
+    {
+        FaultCounts& counts = content.faults[std::string(componentOf(path))];
+        ++counts[{entry.severity(), entry.hidden()}];
+    }
+    return content;
+}
+
+std::vector<std::string> readFaultEntries()
+{
+    std::map<std::string, FaultEntry_gen> entries;
+    da::FaultEntry::get_map_by_path_prefixes({}, {}, entries);
+    std::vector<std::string> paths;
+    paths.reserve(entries.size());
+    for (const auto& [path, entry] : entries)
+    {
+        paths.push_back(path);
+    }
+    return paths;
+}
+
+} // namespace healthintf::exporter

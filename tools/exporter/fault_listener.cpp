@@ -1,0 +1,124 @@
+#include "fault_listener.hpp"
+
+#include "common/service_log.hpp"
+
+#include <exception>
+#include <utility>
+
+namespace healthintf::exporter
+{
+namespace
+{
+
+constexpr const char* driver = "org.freedesktop.DBus";
+constexpr const char* driverPath = "/org/freedesktop/DBus";
+constexpr const char* entryInterface = "com.vexa.olvar.healthmgr.FaultEntry";
+
+EvictionCount& countIn(void* context)
+{
+    return *static_cast<EvictionCount*>(context);
+}
+
+/** Runs what takes a message; libsystemd is C and must not see what it
+ *  throws. */
+template <typename Work>
+int contained(Work&& work) noexcept
+{
+    try
+    {
+        work();
+    }
+    catch (const std::exception& e)
+    {
+        SERVICE_LOG(services::log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+    }
+    return 0;
+}
+
+} // namespace
+
+FaultListener::FaultListener(ReadEntries readEntries) :
+    readEntries(std::move(readEntries))
+{}
+
+void FaultListener::listen(sd_bus* bus)
+{
+    evictions.startAnew();
+    const bool all =
+        sd_bus_match_signal_async(bus, nullptr, nullptr, nullptr,
+                                  entryInterface, "FaultEntryAdded", takeAdded,
+                                  nullptr, &evictions) >= 0 &&
+        sd_bus_match_signal_async(bus, nullptr, nullptr, nullptr,
+                                  entryInterface, "FaultEntryRemoved",
+                                  takeRemoved, nullptr, &evictions) >= 0 &&
+        sd_bus_add_match_async(bus, nullptr,
+                               "type='signal',sender='org.freedesktop.DBus',"
+                               "member='NameOwnerChanged',arg2=''",
+                               takeOwner, nullptr, &evictions) >= 0 &&
+        afterTheBus(bus, takeListening, this);
+    if (!all)
+    {
+        SERVICE_LOG(services::log::warning,
+                    "%s.%d.%s: unable to listen, no evictions are counted");
+    }
+}
+
+bool FaultListener::afterTheBus(sd_bus* bus, Handler next, void* context)
+{
+    return sd_bus_call_method_async(bus, nullptr, driver, driverPath, driver,
+                                    "GetId", next, context, "") >= 0;
+}
+
+int FaultListener::takeAdded(sd_bus_message* message, void* context,
+                             sd_bus_error* /*error*/)
+{
+    return contained([&] {
+        countIn(context).added(sd_bus_message_get_sender(message),
+                               sd_bus_message_get_path(message));
+    });
+}
+
+int FaultListener::takeRemoved(sd_bus_message* message, void* context,
+                               sd_bus_error* /*error*/)
+{
+    return contained([&] {
+        countIn(context).removed(sd_bus_message_get_path(message));
+    });
+}
+
+int FaultListener::takeOwner(sd_bus_message* message, void* context,
+                             sd_bus_error* /*error*/)
+{
+    return contained([&] {
+        const char* name = nullptr;
+        if (sd_bus_message_read(message, "s", &name) > 0)
+        {
+            countIn(context).left(name);
+        }
+    });
+}
+
+int FaultListener::takeListening(sd_bus_message* message, void* context,
+                                 sd_bus_error* /*error*/)
+{
+    return contained([&] {
+        auto* self = static_cast<FaultListener*>(context);
+        for (const std::string& entry : self->readEntries())
+        {
+            self->evictions.know(entry);
+        }
+        // Signals that were sent before the reading may not have been taken
+        // yet. They change what is known, but their evictions cannot be told.
+        afterTheBus(sd_bus_message_get_bus(message), takeCaughtUp,
+                    &self->evictions);
+    });
+}
+
+int FaultListener::takeCaughtUp(sd_bus_message* /*message*/, void* context,
+                                sd_bus_error* /*error*/)
+{
+    countIn(context).startCounting();
+    return 0;
+}
+
+} // namespace healthintf::exporter

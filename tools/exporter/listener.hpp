@@ -1,0 +1,61 @@
+#pragma once
+
+/** @file The socket that scrapes come in by. */
+
+#include "storage/file_descriptor.hpp"
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+namespace healthintf::exporter
+{
+
+/** An address of TCP. */
+struct TcpAddress
+{
+    /** In numbers, of IPv4 or IPv6. */
+    std::string host = "127.0.0.1";
+    uint16_t port = 9942;
+};
+
+/** Reads ADDRESS:PORT; an address of IPv6 stands in brackets.
+ *
+ *  @throws std::invalid_argument saying what is wrong */
+TcpAddress parseAddress(const std::string& text);
+
+/** Whether only this machine reaches an address.
+ *
+ *  @throws std::invalid_argument when the host is no address in numbers */
+bool isLoopback(const TcpAddress& address);
+
+/** A socket that listens; a path is removed with it. */
+class Listener
+{
+  public:
+    /** @throws std::exception when it cannot be listened on */
+    explicit Listener(const TcpAddress& address);
+
+    /** Takes the place of a socket that nobody listens on any more.
+     *
+     *  @throws std::exception when it cannot be listened on */
+    explicit Listener(const std::filesystem::path& path);
+
+    ~Listener();
+    Listener(const Listener&) = delete;
+    Listener& operator=(const Listener&) = delete;
+
+    int fd() const
+    {
+        return socket.get();
+    }
+
+    /** The port of TCP, also when it was chosen by the system; 0 for a path. */
+    uint16_t port() const;
+
+  private:
+    host::FileDescriptor socket;
+    std::filesystem::path made;
+};
+
+} // namespace healthintf::exporter

@@ -1,0 +1,54 @@
+#pragma once
+
+/** @file What one scrape has found. */
+
+#include "data_cache/cache_fill.hpp"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace healthintf::exporter
+{
+
+/** Numbers of faults by their health value and whether they are hidden. */
+using FaultCounts = std::map<std::pair<uint32_t, bool>, uint64_t>;
+
+/** What the data cache holds. */
+struct CacheContent
+{
+    /** The health of each node, by key. */
+    std::map<std::string, uint32_t> health;
+    /** The faults of each component, by key; only components with faults. */
+    std::map<std::string, FaultCounts> faults;
+};
+
+/** What the log manager says of the System Event Log. */
+struct LogStatus
+{
+    uint32_t entries = 0;
+    uint32_t capacity = 0;
+    std::string policy;
+    bool overflow = false;
+    /** Seconds since the epoch; 0 for never. */
+    uint32_t lastAddition = 0;
+    uint32_t lastErase = 0;
+};
+
+/** What one scrape has found; what could not be found is left out. */
+struct Snapshot
+{
+    std::optional<CacheContent> cache;
+    std::optional<host::CacheFill> fill;
+    bool bus = false;
+    std::optional<LogStatus> log;
+    /** The evictions of each component that had some; nothing while they do not
+     *  count. */
+    std::optional<std::map<std::string, uint64_t>> evictions;
+    /** How long it took to find out. */
+    double seconds = 0;
+};
+
+} // namespace healthintf::exporter
