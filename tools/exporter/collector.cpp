@@ -23,7 +23,7 @@ Snapshot Collector::collect()
     sd_bus* bus = link.get();
     snapshot.bus = bus != nullptr;
     snapshot.log = question.ask(bus);
-    if (listener.count().isCounting())
+    if (snapshot.bus && listener.count().isCounting())
     {
         snapshot.evictions = listener.count().evictions();
     }

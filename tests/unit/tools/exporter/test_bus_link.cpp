@@ -1,0 +1,96 @@
+#include "bus_link.hpp"
+#include "private_bus.hpp"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+
+namespace healthintf::exporter
+{
+namespace
+{
+
+using test::PrivateBus;
+using Clock = std::chrono::steady_clock;
+
+class BusLinkTest : public testing::Test
+{
+  protected:
+    /** Runs the loop until a connection is there, or until none is. */
+    void waitFor(BusLink& link, bool there)
+    {
+        const auto begin = Clock::now();
+        while ((link.get() != nullptr) != there)
+        {
+            if (Clock::now() - begin > test::patience)
+            {
+                throw std::runtime_error("no change of the connection");
+            }
+            constexpr uint64_t turn = 10'000;
+            sd_event_run(loop.get(), turn);
+        }
+    }
+
+    BusLink::Opened count()
+    {
+        return [this](sd_bus*) {
+            ++opened;
+        };
+    }
+
+    /** The path of the bus that is this process's default. */
+    static std::filesystem::path socketOfTheBus()
+    {
+        const std::string address = getenv("DBUS_SYSTEM_BUS_ADDRESS");
+        return address.substr(address.find('/'));
+    }
+
+    services::EventLoop loop;
+    int opened = 0;
+};
+
+TEST_F(BusLinkTest, ConnectsInItsLoop)
+{
+    const PrivateBus bus;
+    BusLink link(loop, count());
+    waitFor(link, true);
+    EXPECT_EQ(opened, 1);
+    EXPECT_GT(sd_bus_is_ready(link.get()), 0);
+}
+
+TEST_F(BusLinkTest, HasNoConnectionWithoutABus)
+{
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere", 1);
+    setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
+    BusLink link(loop, count());
+    sd_event_run(loop.get(), 0);
+    EXPECT_EQ(link.get(), nullptr);
+}
+
+TEST_F(BusLinkTest, ConnectsAnewToABusThatComesBack)
+{
+    const test::TemporaryFolder folder;
+    const auto name = folder.path() / "bus";
+    std::optional<PrivateBus> bus(std::in_place);
+    std::filesystem::create_symlink(socketOfTheBus(), name);
+    const std::string address = "unix:path=" + name.string();
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
+    setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+    BusLink link(loop, count());
+    waitFor(link, true);
+
+    bus->kill();
+    waitFor(link, false);
+    bus.emplace();
+    std::filesystem::remove(name);
+    std::filesystem::create_symlink(socketOfTheBus(), name);
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
+    setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+    waitFor(link, true);
+    EXPECT_EQ(opened, 2);
+}
+
+} // namespace
+} // namespace healthintf::exporter

@@ -1,0 +1,52 @@
+#include "cache_test.hpp"
+#include "collector.hpp"
+
+#include <platform/data_abstraction/health_status.hpp>
+
+namespace healthintf::exporter
+{
+namespace
+{
+
+class CollectorTest : public test::CacheTest
+{
+  protected:
+    CollectorTest()
+    {
+        setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere", 1);
+        setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
+    }
+
+    /** Looks at what is collected in a new process. */
+    static int judged(const std::function<bool(const Snapshot&)>& isRight)
+    {
+        return test::inChild([&isRight] {
+            services::EventLoop loop;
+            datacache_healthstatus_create("/r", {{"HealthStatus", 3u}});
+            return isRight(Collector(loop).collect()) ? 0 : 1;
+        });
+    }
+};
+
+TEST_F(CollectorTest, FindsWhatTheCacheHoldsWithoutABus)
+{
+    EXPECT_EQ(judged([](const Snapshot& found) {
+                  return found.cache && found.cache->health.at("/r") == 3 &&
+                         found.fill && found.fill->used > 0 && !found.bus &&
+                         !found.log && !found.evictions && found.seconds > 0;
+              }),
+              0);
+}
+
+TEST_F(CollectorTest, FindsNothingWithoutACacheAndABus)
+{
+    folder.write("datacache", "no folder");
+    EXPECT_EQ(judged([](const Snapshot& found) {
+                  return !found.cache && !found.fill && !found.bus &&
+                         !found.log && !found.evictions;
+              }),
+              0);
+}
+
+} // namespace
+} // namespace healthintf::exporter
