@@ -1,0 +1,13 @@
+#pragma once
+
+/** @file The command "count". */
+
+#include "../command_line.hpp"
+
+namespace healthintf::healthctl
+{
+
+/** Adds the command that counts visible and hidden faults. */
+void addCount(CommandLine& commands);
+
+} // namespace healthintf::healthctl

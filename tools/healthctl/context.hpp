@@ -1,0 +1,44 @@
+#pragma once
+
+/** @file What a command works with. */
+
+#include "output/style.hpp"
+
+#include <nlohmann/json_fwd.hpp>
+#include <sdbusplus/bus.hpp>
+
+#include <cstddef>
+#include <optional>
+#include <ostream>
+
+namespace healthintf::healthctl
+{
+
+/** Where and how a command writes, and whom it talks to. */
+struct Context
+{
+    std::ostream& out;
+    Style style{false, true};
+    /** The columns of the terminal; nothing when it writes into a pipe or a
+     *  file, where no line is shortened or wrapped. */
+    std::optional<std::size_t> width;
+    /** Whether JSON is wanted instead of text. */
+    bool json = false;
+    /** Whether JSON comes one object a line. */
+    bool compact = false;
+};
+
+/** The operator's bus, which is this thread's default one from then on: the
+ *  library sends there, too.
+ *
+ *  @throws Error when there is none */
+sdbusplus::bus_t connectBus();
+
+/** Writes one JSON document.
+ *
+ *  @param[in] schema its name and version, such as "healthctl.count/1"
+ *  @param[in] content an object; gets the member "schema" */
+void writeJson(const Context& context, const char* schema,
+               nlohmann::ordered_json content);
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,25 @@
+#pragma once
+
+/** @file What healthctl exits with. */
+
+namespace healthintf::healthctl
+{
+
+/** How a command ended. Scripts rely on the numbers. */
+enum class ExitCode : int
+{
+    ok = 0,
+    /** It worked, and the answer is no: nothing was found, or not all is as it
+     *  should be. */
+    nothingFound = 1,
+    /** The command line cannot be understood. */
+    usage = 2,
+    /** Nothing runs: no bus, no service, no data cache. */
+    unavailable = 3,
+    /** This user may not do it. */
+    notPermitted = 4,
+    /** Anything else that went wrong. */
+    failed = 5,
+};
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,31 @@
+#pragma once
+
+/** @file What standard output is. */
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+namespace healthintf::healthctl
+{
+
+/** When text is coloured. */
+enum class ColorChoice
+{
+    automatic,
+    always,
+    never,
+};
+
+/** Whether text on standard output is coloured: as chosen, else on a terminal
+ *  that knows colours and unless $NO_COLOR is set. */
+bool wantsColor(ColorChoice choice);
+
+/** Whether more signs than those of ASCII may be written, by the locale. */
+bool hasUnicode();
+
+/** How many columns the terminal on standard output has; nothing when it is
+ *  none, as in a pipe. */
+std::optional<std::size_t> terminalWidth();
+
+} // namespace healthintf::healthctl
