@@ -7,11 +7,8 @@
 #include <nlohmann/json.hpp>
 
 #include <cerrno>
-#include <fstream>
-#include <iterator>
-#include <stdexcept>
+#include <exception>
 #include <system_error>
-#include <utility>
 
 namespace healthintf::host
 {
@@ -22,50 +19,16 @@ using nlohmann::json;
 namespace
 {
 
-/** Changes with what the file holds. */
-constexpr int formatVersion = 1;
-
-constexpr const char* versionMember = "version";
-constexpr const char* attributesMember = "attributes";
-
 fs::path madeFolder(const fs::path& folder)
 {
     fs::create_directories(folder);
     return folder;
 }
 
-/** The content of a file that is there.
- *
- *  @throws std::system_error when it cannot be read */
-std::string contentOf(const fs::path& file)
-{
-    std::ifstream in(file, std::ios::binary);
-    std::string content(std::istreambuf_iterator<char>(in), {});
-    if (!in)
-    {
-        throw std::system_error(errno, std::generic_category(), file.string());
-    }
-    return content;
-}
-
-/** @throws std::out_of_range when it is none that an attribute can have */
-int32_t valueOf(const json& given)
-{
-    const bool fits = given.is_number_unsigned()
-                          ? std::in_range<int32_t>(given.get<uint64_t>())
-                          : given.is_number_integer() &&
-                                std::in_range<int32_t>(given.get<int64_t>());
-    if (!fits)
-    {
-        throw std::out_of_range(given.dump() + " is no value of an attribute");
-    }
-    return given.get<int32_t>();
-}
-
 } // namespace
 
 AttributeStore::AttributeStore(const fs::path& folder) :
-    file(madeFolder(folder) / "attributes.json"), lock(folder / "lock")
+    file(attributeFileIn(madeFolder(folder))), lock(folder / "lock")
 {}
 
 std::optional<AttributeChange> AttributeStore::set(const std::string& name,
@@ -89,32 +52,11 @@ std::optional<AttributeChange> AttributeStore::set(const std::string& name,
     return change;
 }
 
-AttributeStore::Attributes AttributeStore::read() const
+Attributes AttributeStore::read() const
 {
-    if (!fs::exists(file))
-    {
-        return {};
-    }
-    const std::string content = contentOf(file);
     try
     {
-        const json root = json::parse(content);
-        if (const int version = root.at(versionMember);
-            version != formatVersion)
-        {
-            throw std::system_error(ENOTSUP, std::generic_category(),
-                                    file.string() + " is of version " +
-                                        std::to_string(version) +
-                                        " and this program needs version " +
-                                        std::to_string(formatVersion));
-        }
-        Attributes attributes;
-        for (const auto& [name, value] :
-             root.at(attributesMember).get_ref<const json::object_t&>())
-        {
-            attributes.emplace(name, valueOf(value));
-        }
-        return attributes;
+        return readAttributeFile(file);
     }
     catch (const std::system_error&)
     {
@@ -134,7 +76,7 @@ AttributeStore::Attributes AttributeStore::read() const
 void AttributeStore::write(const Attributes& attributes) const
 {
     constexpr int indent = 4;
-    const json root{{versionMember, formatVersion},
+    const json root{{versionMember, attributeFileVersion},
                     {attributesMember, attributes}};
     replaceFile(file, root.dump(indent) + "\n");
 }

@@ -3,11 +3,11 @@
 /** @file The attributes on the disk. */
 
 #include "../storage/file_lock.hpp"
+#include "attribute_file.hpp"
 #include "change_record.hpp"
 
 #include <cstdint>
 #include <filesystem>
-#include <map>
 #include <optional>
 #include <string>
 
@@ -36,8 +36,6 @@ class AttributeStore
     std::optional<AttributeChange> set(const std::string& name, int32_t value);
 
   private:
-    using Attributes = std::map<std::string, int32_t>;
-
     Attributes read() const;
     void write(const Attributes& attributes) const;
 

@@ -1,10 +1,10 @@
 #include "data_cache.hpp"
 
-#include "../directories.hpp"
 #include "../host_log.hpp"
 #include "../once_in_a_row.hpp"
 #include "../storage/opened_once.hpp"
 #include "../storage/store_failure.hpp"
+#include "cache_use.hpp"
 
 #include <charconv>
 #include <cstdlib>
@@ -75,7 +75,7 @@ std::string folderForLog()
 {
     try
     {
-        return runtimeDirectory() / "datacache";
+        return dataCacheFolder();
     }
     catch (const std::exception&)
     {
@@ -88,8 +88,7 @@ std::string folderForLog()
 Environment& dataCache()
 {
     return environment.get([] {
-        return std::make_unique<Environment>(runtimeDirectory() / "datacache",
-                                             capacity());
+        return std::make_unique<Environment>(dataCacheFolder(), capacity());
     });
 }
 

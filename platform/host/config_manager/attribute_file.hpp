@@ -1,0 +1,41 @@
+#pragma once
+
+/** @file The file that holds the attributes, as it is read. */
+
+#include <platform/api.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <string>
+
+namespace healthintf::host
+{
+
+/** Values of attributes by their names. */
+using Attributes = std::map<std::string, int32_t>;
+
+/** Changes with what the file holds. */
+inline constexpr int attributeFileVersion = 1;
+
+/** The file's members. */
+inline constexpr const char* versionMember = "version";
+inline constexpr const char* attributesMember = "attributes";
+
+/** The attributes' file of a folder. */
+std::filesystem::path attributeFileIn(const std::filesystem::path& folder);
+
+/** What a file holds; nothing when it is not there.
+ *
+ *  @throws std::system_error when it cannot be read or is of another version;
+ *          another std::exception when it is damaged */
+Attributes readAttributeFile(const std::filesystem::path& file);
+
+/** The attributes of this user's state folder that were ever set. Nothing is
+ *  locked or made: whoever only looks waits for nobody.
+ *
+ *  @throws std::exception as readAttributeFile(), and when there is no state
+ *          folder */
+PLATFORM_API Attributes readAttributes();
+
+} // namespace healthintf::host
