@@ -1,9 +1,9 @@
 #include "command_line.hpp"
 
+#include "choices.hpp"
 #include "error.hpp"
 
 #include <cstdlib>
-#include <map>
 #include <ostream>
 #include <utility>
 
@@ -22,12 +22,11 @@ constexpr const char* footer =
     "\n"
     "\"healthctl COMMAND --help\" shows options and examples of a command.";
 
-const std::map<std::string, ColorChoice>& colorChoices()
+const Choices<ColorChoice>& colorChoices()
 {
-    static const std::map<std::string, ColorChoice> choices{
-        {"auto", ColorChoice::automatic},
-        {"always", ColorChoice::always},
-        {"never", ColorChoice::never}};
+    static const Choices<ColorChoice> choices{{"auto", ColorChoice::automatic},
+                                              {"always", ColorChoice::always},
+                                              {"never", ColorChoice::never}};
     return choices;
 }
 
@@ -57,10 +56,8 @@ CLI::App& CommandLine::add(CLI::App& parent, const CommandText& text, Work work)
     CLI::App& command = *parent.add_subcommand(text.name, text.summary);
     command.footer(text.more);
     command.add_flag("--json", json, "Write one JSON document");
-    command
-        .add_option("--color", color, "When to colour: auto, always or never")
-        ->transform(CLI::CheckedTransformer(colorChoices()).description(""))
-        ->type_name("WHEN");
+    addChoice(command, "--color", color, colorChoices(),
+              "When to colour: auto, always or never");
     command.add_flag("--user", userBus,
                      "Use the user's own bus, not the system's");
     command.callback([this, work = std::move(work)] {
@@ -103,6 +100,8 @@ ExitCode CommandLine::work()
     // A shell runs in a user's slice, where libsystemd takes the user's bus for
     // the default one; the daemons are on the system's.
     setenv("DBUS_STARTER_BUS_TYPE", userBus ? "user" : "system", 1);
+    // What fails becomes one line of ours, and not one of the log before it.
+    setenv("HEALTHINTF_LOG_LEVEL", "0", 0);
     const ExitCode code = chosen(context());
     if (!out.flush())
     {
@@ -134,8 +133,13 @@ ExitCode CommandLine::refuse(const CLI::ParseError& error)
         app.exit(error, out, errors);
         return ExitCode::ok;
     }
-    return fail(ExitCode::usage, firstLine(error.what()) + "; see \"" +
-                                     commandInUse() + " --help\"");
+    // The word that is no command tells more than that there is none.
+    const std::vector<std::string> words = app.remaining(true);
+    const bool unknown = error.get_name() == "RequiredError" && !words.empty();
+    return fail(ExitCode::usage,
+                (unknown ? "there is no command \"" + words.front() + "\""
+                         : firstLine(error.what())) +
+                    "; see \"" + commandInUse() + " --help\"");
 }
 
 std::string CommandLine::commandInUse() const

@@ -2,6 +2,12 @@
 
 #include "command_line.hpp"
 #include "commands/count.hpp"
+#include "commands/faults.hpp"
+#include "commands/hide.hpp"
+#include "commands/lcd.hpp"
+#include "commands/leds.hpp"
+#include "commands/top.hpp"
+#include "commands/tree.hpp"
 
 #include <exception>
 #include <iostream>
@@ -12,7 +18,14 @@ int main(int argc, char** argv)
     try
     {
         CommandLine commands(std::cout, std::cerr);
+        addTree(commands);
+        addFaults(commands);
+        addTop(commands);
         addCount(commands);
+        addLeds(commands);
+        addHide(commands);
+        addUnhide(commands);
+        addLcd(commands);
         return commands.run(argc, argv);
     }
     catch (const std::exception& e)

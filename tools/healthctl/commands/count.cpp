@@ -1,11 +1,10 @@
 #include "count.hpp"
 
-#include "../error.hpp"
-
-#include <hmi_faultentry.hpp>
+#include "../source/source_option.hpp"
 
 #include <nlohmann/json.hpp>
 
+#include <memory>
 #include <ostream>
 
 namespace healthintf::healthctl
@@ -13,24 +12,21 @@ namespace healthintf::healthctl
 namespace
 {
 
-ExitCode count(const Context& context)
+ExitCode count(const Context& context, SourceChoice choice)
 {
-    int visible = 0;
-    int hidden = 0;
-    if (health_namespace::FaultEntry::GetNumberOfHiddenVisibleFaults(
-            visible, hidden) != health_namespace::statusOk)
-    {
-        throw Error(ExitCode::failed,
-                    "the data cache cannot be read; see the log");
-    }
+    const auto source = openSource(choice);
+    const Counts counts = source->counts();
     if (context.json)
     {
         writeJson(context, "healthctl.count/1",
-                  {{"visible", visible}, {"hidden", hidden}});
+                  {{"source", source->name()},
+                   {"visible", counts.visible},
+                   {"hidden", counts.hidden}});
     }
     else
     {
-        context.out << "visible " << visible << "\nhidden " << hidden << '\n';
+        context.out << "visible  " << counts.visible << "\nhidden   "
+                    << counts.hidden << '\n';
     }
     return ExitCode::ok;
 }
@@ -39,12 +35,17 @@ ExitCode count(const Context& context)
 
 void addCount(CommandLine& commands)
 {
-    commands.add({.name = "count",
-                  .summary = "Counts the visible and the hidden faults.",
-                  .more = "Examples:\n"
-                          "  healthctl count\n"
-                          "  healthctl count --json"},
-                 count);
+    const auto choice = std::make_shared<SourceChoice>();
+    CLI::App& command =
+        commands.add({.name = "count",
+                      .summary = "Counts the visible and the hidden faults.",
+                      .more = "Examples:\n"
+                              "  healthctl count\n"
+                              "  healthctl count --json"},
+                     [choice](const Context& context) {
+                         return count(context, *choice);
+                     });
+    addSourceOption(command, *choice);
 }
 
 } // namespace healthintf::healthctl

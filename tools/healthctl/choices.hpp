@@ -1,0 +1,55 @@
+#pragma once
+
+/** @file Options that take one word of a few. */
+
+#include <CLI/CLI.hpp>
+
+#include <map>
+#include <string>
+
+namespace healthintf::healthctl
+{
+
+/** Words and what they mean. */
+template <typename Value>
+using Choices = std::map<std::string, Value>;
+
+/** What a word means, written in large or small letters.
+ *
+ *  @throws CLI::ValidationError naming the words when it is none of them */
+template <typename Value>
+Value chosenOf(const std::string& option, const std::string& word,
+               const Choices<Value>& choices)
+{
+    std::string all;
+    for (const auto& [name, value] : choices)
+    {
+        if (CLI::detail::to_lower(name) == CLI::detail::to_lower(word))
+        {
+            return value;
+        }
+        all += (all.empty() ? "" : ", ") + name;
+    }
+    throw CLI::ValidationError(option, "\"" + word + "\" is none of: " + all);
+}
+
+/** Adds an option for one of a few words.
+ *
+ *  @param[in] choices in static storage
+ *  @param[in,out] chosen must live until the command line is taken apart */
+template <typename Value>
+CLI::Option* addChoice(CLI::App& command, const std::string& option,
+                       Value& chosen, const Choices<Value>& choices,
+                       const std::string& description)
+{
+    return command
+        .add_option_function<std::string>(
+            option,
+            [&chosen, &choices, option](const std::string& word) {
+                chosen = chosenOf(option, word, choices);
+            },
+            description)
+        ->type_name("WORD");
+}
+
+} // namespace healthintf::healthctl

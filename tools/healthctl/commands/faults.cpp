@@ -1,0 +1,160 @@
+#include "faults.hpp"
+
+#include "../choices.hpp"
+#include "../model/component.hpp"
+#include "../model/fault_filter.hpp"
+#include "../output/fault_output.hpp"
+#include "../source/source_option.hpp"
+
+#include <hmi_health_value.hpp>
+
+#include <algorithm>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+struct Options
+{
+    std::string component;
+    bool visible = false;
+    bool hidden = false;
+    bool all = false;
+    FaultWish wish;
+    SourceChoice source = SourceChoice::automatic;
+};
+
+FaultWish wishOf(const Options& options)
+{
+    FaultWish wish = options.wish;
+    if (!options.component.empty())
+    {
+        wish.key = keyOf(options.component);
+    }
+    wish.visibility = options.all      ? Visibility::all
+                      : options.hidden ? Visibility::hidden
+                                       : Visibility::visible;
+    return wish;
+}
+
+/** Says what a look at the visible faults leaves out. */
+void tellHidden(const Context& context, const Faults& faults, FaultWish wish)
+{
+    if (wish.visibility != Visibility::visible)
+    {
+        return;
+    }
+    wish.visibility = Visibility::hidden;
+    wish.limit = 0;
+    if (const auto hidden = chooseFaults(faults, wish).size(); hidden > 0)
+    {
+        context.out << context.style.paint(std::to_string(hidden) +
+                                               (hidden == 1
+                                                    ? " hidden fault is"
+                                                    : " hidden faults are") +
+                                               " not shown (see --all)",
+                                           Tone::faint)
+                    << '\n';
+    }
+}
+
+ExitCode faults(const Context& context, const Options& options)
+{
+    const FaultWish wish = wishOf(options);
+    const auto source = openSource(options.source);
+    const Faults all = source->faults();
+    const Faults chosen = chooseFaults(all, wish);
+    if (context.json)
+    {
+        writeJson(context, "healthctl.faults/1",
+                  {{"source", source->name()}, {"faults", jsonOf(chosen)}});
+    }
+    else
+    {
+        if (chosen.empty())
+        {
+            context.out << "No such faults.\n";
+        }
+        printFaults(context, chosen);
+        tellHidden(context, all, wish);
+    }
+    return chosen.empty() ? ExitCode::nothingFound : ExitCode::ok;
+}
+
+void addSeverity(CLI::App& command, FaultWish& wish)
+{
+    static const Choices<uint32_t> words{
+        {"critical", health_namespace::healthCritical},
+        {"warning", health_namespace::healthWarning},
+        {"OK", health_namespace::healthOk},
+        {"unknown", health_namespace::healthUnknown}};
+    command
+        .add_option_function<std::vector<std::string>>(
+            "-s,--severity",
+            [&wish](const std::vector<std::string>& chosen) {
+                for (const std::string& word : chosen)
+                {
+                    wish.severities.insert(chosenOf("--severity", word, words));
+                }
+            },
+            "Only critical, warning, OK or unknown; may be given several "
+            "times")
+        ->type_name("WORD")
+        ->expected(1)
+        ->take_all();
+}
+
+void addOrder(CLI::App& command, FaultWish& wish)
+{
+    static const Choices<FaultOrder> orders{
+        {"time", FaultOrder::time},
+        {"severity", FaultOrder::severity},
+        {"component", FaultOrder::component}};
+    addChoice(command, "--sort", wish.order, orders,
+              "What comes first: by time the oldest, by severity (the "
+              "default) the most severe, or by component");
+    command.add_flag("-r,--reverse", wish.reverse, "The other way round");
+    command.add_option("-n,--limit", wish.limit, "How many at most; 0 for all")
+        ->type_name("N");
+}
+
+} // namespace
+
+void addFaults(CommandLine& commands)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App& command = commands.add(
+        {.name = "faults",
+         .summary = "Lists faults.",
+         .more = "Exits with 1 when there is none.\n\n"
+                 "Examples:\n"
+                 "  healthctl faults\n"
+                 "  healthctl faults --severity critical --severity warning\n"
+                 "  healthctl faults --component chassis/psu1 --all\n"
+                 "  healthctl faults --sort time --reverse --limit 5 --json"},
+        [options](const Context& context) {
+            return faults(context, *options);
+        });
+    command
+        .add_option("-c,--component", options->component,
+                    "Only faults of this component and below it")
+        ->type_name("PATH");
+    addSeverity(command, options->wish);
+    auto* hidden =
+        command.add_flag("--hidden", options->hidden, "Only hidden faults");
+    auto* visible = command.add_flag("--visible", options->visible,
+                                     "Only visible faults (the default)");
+    auto* all =
+        command.add_flag("--all", options->all, "Visible and hidden faults");
+    hidden->excludes(visible)->excludes(all);
+    visible->excludes(all);
+    addOrder(command, options->wish);
+    addSourceOption(command, options->source);
+}
+
+} // namespace healthintf::healthctl

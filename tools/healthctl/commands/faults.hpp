@@ -1,0 +1,13 @@
+#pragma once
+
+/** @file The command "faults". */
+
+#include "../command_line.hpp"
+
+namespace healthintf::healthctl
+{
+
+/** Adds the command that lists faults. */
+void addFaults(CommandLine& commands);
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,149 @@
+#include "hide.hpp"
+
+#include "../error.hpp"
+#include "../model/component.hpp"
+#include "../refusals.hpp"
+#include "../source/health_source.hpp"
+
+#include <hmi_fault_health.hpp>
+
+#include <nlohmann/json.hpp>
+
+#include <climits>
+#include <memory>
+#include <ostream>
+#include <string>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+/** Whose faults are meant. */
+struct Target
+{
+    std::string component;
+    std::string sensorPath;
+    int sensorNumber = 0;
+};
+
+/** The component's key; empty for none.
+ *
+ *  @throws Error when nobody holds it: nobody would answer a signal, so a slip
+ *          of the pen would go unseen */
+std::string heldKey(const Target& target)
+{
+    if (target.component.empty())
+    {
+        return "";
+    }
+    std::string key = keyOf(target.component);
+    if (!openSource(SourceChoice::automatic)->nodes().contains(key))
+    {
+        throw Error(ExitCode::nothingFound,
+                    "there is no component \"" + target.component +
+                        "\"; \"healthctl tree\" shows all");
+    }
+    return key;
+}
+
+void send(bool hide, const std::string& key, const Target& target)
+{
+    using health_namespace::FaultAndHealth;
+    Refusals refusals;
+    if (FaultAndHealth::SendHideFaultsSignal(hide, key, target.sensorPath,
+                                             target.sensorNumber) !=
+        health_namespace::statusOk)
+    {
+        throw Error(ExitCode::usage,
+                    "D-Bus cannot carry these names; give the sensor's path "
+                    "as \"healthctl faults\" shows it");
+    }
+    refusals.throwIfAny();
+}
+
+ExitCode setHidden(const Context& context, bool hide, const Target& target)
+{
+    if (target.component.empty() && target.sensorPath.empty() &&
+        target.sensorNumber == 0)
+    {
+        throw Error(ExitCode::usage,
+                    "nothing is named; give --component, --sensor-path or "
+                    "--sensor-number");
+    }
+    const std::string key = heldKey(target);
+    send(hide, key, target);
+    if (context.json)
+    {
+        writeJson(context, "healthctl.hide/1",
+                  {{"hide", hide},
+                   {"component", key},
+                   {"sensorPath", target.sensorPath},
+                   {"sensorNumber", target.sensorNumber}});
+    }
+    else
+    {
+        context.out << "All components were asked to "
+                    << (hide ? "hide" : "show") << " these faults.\n";
+    }
+    return ExitCode::ok;
+}
+
+void addTo(CommandLine& commands, bool hide, const CommandText& text)
+{
+    const auto target = std::make_shared<Target>();
+    CLI::App& command =
+        commands.add(text, [hide, target](const Context& context) {
+            return setHidden(context, hide, *target);
+        });
+    command
+        .add_option("-c,--component", target->component,
+                    "All faults of this component, but not below it")
+        ->type_name("PATH");
+    command
+        .add_option("--sensor-path", target->sensorPath,
+                    "The faults of this sensor")
+        ->type_name("PATH");
+    command
+        .add_option("--sensor-number", target->sensorNumber,
+                    "The faults of the sensors with this IPMI number")
+        ->check(CLI::Range(1, INT_MAX).description(""))
+        ->type_name("N");
+}
+
+} // namespace
+
+void addHide(CommandLine& commands)
+{
+    addTo(
+        commands, true,
+        {.name = "hide",
+         .summary = "Hides faults, which then count for no health.",
+         .more =
+             "Asks the components of all processes. Where several are named,\n"
+             "the component itself takes the first, others the sensor's path,\n"
+             "and without one its number. What is added later is visible.\n"
+             "\n"
+             "Examples:\n"
+             "  healthctl hide --component chassis/psu1\n"
+             "  healthctl hide --sensor-path /com/vexa/olvar/sensors/fan7\n"
+             "  healthctl hide --sensor-number 48"});
+}
+
+void addUnhide(CommandLine& commands)
+{
+    addTo(
+        commands, false,
+        {.name = "unhide",
+         .summary = "Shows faults again that were hidden.",
+         .more =
+             "Undoes \"healthctl hide\" with the same names. A component shows "
+             "then\nwhat nothing else hides, faults of other sensors, too.\n"
+             "\n"
+             "Examples:\n"
+             "  healthctl unhide --component chassis/psu1\n"
+             "  healthctl unhide --sensor-path /com/vexa/olvar/sensors/fan7\n"
+             "  healthctl unhide --sensor-number 48"});
+}
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,74 @@
+#include "top.hpp"
+
+#include "../model/component.hpp"
+#include "../output/fault_output.hpp"
+#include "../source/source_option.hpp"
+
+#include <memory>
+#include <ostream>
+#include <string>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+struct Options
+{
+    std::size_t n = 10;
+    std::string component;
+    bool severe = false;
+    SourceChoice source = SourceChoice::automatic;
+};
+
+ExitCode top(const Context& context, const Options& options)
+{
+    const std::string key =
+        options.component.empty() ? "" : keyOf(options.component);
+    const auto source = openSource(options.source);
+    const Faults faults = source->top(key, options.n, options.severe);
+    if (context.json)
+    {
+        writeJson(context, "healthctl.top/1",
+                  {{"source", source->name()}, {"faults", jsonOf(faults)}});
+    }
+    else if (faults.empty())
+    {
+        context.out << "No visible faults.\n";
+    }
+    else
+    {
+        printFaults(context, faults);
+    }
+    return faults.empty() ? ExitCode::nothingFound : ExitCode::ok;
+}
+
+} // namespace
+
+void addTop(CommandLine& commands)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App& command = commands.add(
+        {.name = "top",
+         .summary = "Lists the most important visible faults.",
+         .more = "The most severe come first, of those the oldest. Exits with "
+                 "1 when there is none.\n\n"
+                 "Examples:\n"
+                 "  healthctl top\n"
+                 "  healthctl top 3 --component chassis/psu1\n"
+                 "  healthctl top 0 --severe --json"},
+        [options](const Context& context) {
+            return top(context, *options);
+        });
+    command.add_option("N", options->n, "How many at most; 0 for all")
+        ->capture_default_str()
+        ->type_name("");
+    command
+        .add_option("-c,--component", options->component,
+                    "Only faults of this component and below it")
+        ->type_name("PATH");
+    command.add_flag("--severe", options->severe, "Only severities above OK");
+    addSourceOption(command, options->source);
+}
+
+} // namespace healthintf::healthctl

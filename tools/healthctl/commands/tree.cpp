@@ -1,0 +1,135 @@
+#include "tree.hpp"
+
+#include "../error.hpp"
+#include "../model/component.hpp"
+#include "../output/tree_output.hpp"
+#include "../source/source_option.hpp"
+
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+struct Options
+{
+    std::string root;
+    TreeView view;
+    bool paths = false;
+    SourceChoice source = SourceChoice::automatic;
+};
+
+using Tops = std::vector<const TreeNode*>;
+
+/** The trees that are wanted: all, or the one of a key.
+ *
+ *  @throws Error when there is no such key */
+Tops topsOf(const std::vector<TreeNode>& trees, const std::string& written)
+{
+    Tops tops;
+    if (written.empty())
+    {
+        for (const TreeNode& tree : trees)
+        {
+            tops.push_back(&tree);
+        }
+        return tops;
+    }
+    const TreeNode* found = findNode(trees, keyOf(written));
+    if (found == nullptr)
+    {
+        throw Error(ExitCode::nothingFound,
+                    "there is no component \"" + written +
+                        "\"; \"healthctl tree\" shows all");
+    }
+    return {found};
+}
+
+/** Writes keys for programs, such as the shell's completion. */
+void printPaths(std::ostream& out, const TreeNode& node)
+{
+    out << shownKey(node.key) << '\n';
+    for (const TreeNode& child : node.children)
+    {
+        printPaths(out, child);
+    }
+}
+
+void writeTrees(const Context& context, const HealthSource& source,
+                const Tops& tops, const TreeView& view)
+{
+    auto trees = nlohmann::ordered_json::array();
+    for (const TreeNode* top : tops)
+    {
+        trees.push_back(jsonOf(*top, view));
+    }
+    writeJson(context, "healthctl.tree/1",
+              {{"source", source.name()}, {"trees", trees}});
+}
+
+ExitCode tree(const Context& context, const Options& options)
+{
+    const auto source = openSource(options.source);
+    const auto trees = growTrees(source->nodes(), source->faults());
+    const Tops tops = topsOf(trees, options.root);
+    if (options.paths)
+    {
+        for (const TreeNode* top : tops)
+        {
+            printPaths(context.out, *top);
+        }
+    }
+    else if (context.json)
+    {
+        writeTrees(context, *source, tops, options.view);
+    }
+    else
+    {
+        printTrees(context, tops, options.view);
+    }
+    return ExitCode::ok;
+}
+
+constexpr const char* more =
+    "Each node with its health, where that comes from, its faults, and the\n"
+    "process that holds it. \"own\": from its own faults or its base health;\n"
+    "\"inherited\": from a child; \"both\". \"stale\" marks what a dead "
+    "process\n"
+    "left, \"no parent\" a node whose parent has no node.\n"
+    "\n"
+    "Examples:\n"
+    "  healthctl tree\n"
+    "  healthctl tree --faults chassis/psu1\n"
+    "  healthctl tree --depth 2 --json";
+
+} // namespace
+
+void addTree(CommandLine& commands)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App& command = commands.add(
+        {.name = "tree", .summary = "Draws the health tree.", .more = more},
+        [options](const Context& context) {
+            return tree(context, *options);
+        });
+    command
+        .add_option("PATH", options->root,
+                    "Only this component and what is below it")
+        ->type_name("");
+    command.add_flag("-f,--faults", options->view.faults,
+                     "List the faults below their nodes");
+    command
+        .add_option("-d,--depth", options->view.depth,
+                    "How many levels below the topmost node")
+        ->type_name("N");
+    auto* paths = command.add_flag("--paths", options->paths,
+                                   "Write only the components, one a line");
+    paths->excludes(command.get_option("--json"));
+    addSourceOption(command, options->source);
+}
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,28 @@
+#pragma once
+
+/** @file Components by their keys, and how an operator writes these. */
+
+#include <string>
+#include <string_view>
+
+namespace healthintf::healthctl
+{
+
+/** The key that an operator means: "psu/fan" stands for the key below the root
+ *  of the health tree, and what begins with a slash for itself. A slash at the
+ *  end does no harm.
+ *
+ *  @throws Error when it is no object path */
+std::string keyOf(const std::string& written);
+
+/** How a key is shown: without the root of the health tree, unless it is the
+ *  root or lies elsewhere. keyOf() takes it back. */
+std::string shownKey(const std::string& key);
+
+/** The key that a fault entry's path belongs to. */
+std::string componentOf(const std::string& entryPath);
+
+/** Whether a key is another one or below it; below the empty one is all. */
+bool isAtOrBelow(std::string_view key, std::string_view top);
+
+} // namespace healthintf::healthctl

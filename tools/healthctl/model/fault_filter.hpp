@@ -1,0 +1,51 @@
+#pragma once
+
+/** @file Choosing and ordering faults. */
+
+#include "../source/health_source.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <set>
+#include <string>
+
+namespace healthintf::healthctl
+{
+
+/** Which faults by their visibility. */
+enum class Visibility
+{
+    visible,
+    hidden,
+    all,
+};
+
+/** What comes first. */
+enum class FaultOrder
+{
+    /** The oldest. */
+    time,
+    /** The most severe, of those the oldest. */
+    severity,
+    /** By the components' keys, then as by severity. */
+    component,
+};
+
+/** What is wanted of the faults. */
+struct FaultWish
+{
+    /** The component that they are of or below; empty for all. */
+    std::string key;
+    /** The health values; empty for all. */
+    std::set<uint32_t> severities;
+    Visibility visibility = Visibility::visible;
+    FaultOrder order = FaultOrder::severity;
+    bool reverse = false;
+    /** How many at most; 0 for all. */
+    std::size_t limit = 0;
+};
+
+/** The faults that are wanted, in their order. */
+Faults chooseFaults(const Faults& faults, const FaultWish& wish);
+
+} // namespace healthintf::healthctl

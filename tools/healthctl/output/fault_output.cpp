@@ -1,0 +1,99 @@
+#include "fault_output.hpp"
+
+#include "../model/component.hpp"
+#include "table.hpp"
+#include "text.hpp"
+#include "time_text.hpp"
+
+#include <hmi_health_value.hpp>
+
+#include <string>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+/** What the sensor is called, for who wants to hide its faults. */
+std::string sensorOf(const FaultEntry_gen& record)
+{
+    std::string text = printable(record.sensorPath());
+    if (record.sensorNumber() != 0)
+    {
+        text += (text.empty() ? "" : ", ") + std::string("number ") +
+                std::to_string(record.sensorNumber());
+    }
+    return text.empty() ? text : "sensor " + text;
+}
+
+std::string markOf(const Fault& fault)
+{
+    const std::string hidden = fault.record.hidden() ? "hidden" : "";
+    const std::string stale = fault.stale ? "stale" : "";
+    return hidden + (hidden.empty() || stale.empty() ? "" : ", ") + stale;
+}
+
+void addFault(Table& table, const Fault& fault, const Style& style)
+{
+    const FaultEntry_gen& record = fault.record;
+    const Tone tone = record.hidden() ? Tone::faint : toneOf(record.severity());
+    const std::string bullet = std::string(style.signs().bullet) + " ";
+    table.addRow(
+        {{health_namespace::healthWord(record.severity()), tone, bullet},
+         localTime(record.timestamp()),
+         {shownKey(componentOf(fault.path)), Tone::strong},
+         printable(record.messageID()),
+         {markOf(fault), Tone::unknown}});
+    table.addText("  ", "  ", printable(record.message()), tone);
+    if (const std::string sensor = sensorOf(record); !sensor.empty())
+    {
+        table.addLine("  ", sensor, Tone::faint);
+    }
+}
+
+} // namespace
+
+nlohmann::ordered_json jsonOf(const Fault& fault)
+{
+    const FaultEntry_gen& record = fault.record;
+    return {{"path", fault.path},
+            {"component", componentOf(fault.path)},
+            {"severity", health_namespace::healthWord(record.severity())},
+            {"timestamp", record.timestamp()},
+            {"time", utcTime(record.timestamp())},
+            {"messageId", record.messageID()},
+            {"message", record.message()},
+            {"args", record.args()},
+            {"fqdd", record.fqdd()},
+            {"sensorPath", record.sensorPath()},
+            {"sensorNumber", record.sensorNumber()},
+            {"sensorType", record.sensorType()},
+            {"ledState", record.ledState()},
+            {"lcdMessage", record.lcdMessage()},
+            {"hidden", record.hidden()},
+            {"stale", fault.stale}};
+}
+
+nlohmann::ordered_json jsonOf(const Faults& faults)
+{
+    auto all = nlohmann::ordered_json::array();
+    for (const Fault& fault : faults)
+    {
+        all.push_back(jsonOf(fault));
+    }
+    return all;
+}
+
+void printFaults(const Context& context, const Faults& faults)
+{
+    constexpr std::size_t component = 2;
+    constexpr std::size_t message = 3;
+    Table table({{component, 20}, {message, 16}, {component, 8}});
+    for (const Fault& fault : faults)
+    {
+        addFault(table, fault, context.style);
+    }
+    table.print(context.out, context.style, context.width);
+}
+
+} // namespace healthintf::healthctl

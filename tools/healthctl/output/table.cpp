@@ -1,0 +1,145 @@
+#include "table.hpp"
+
+#include "text.hpp"
+
+#include <algorithm>
+#include <numeric>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+constexpr std::size_t gap = 2;
+
+std::size_t widthOf(const Cell& cell)
+{
+    return columnsOf(cell.lead) + columnsOf(cell.text);
+}
+
+/** A cell's text in the room that its column has. */
+std::string fitted(const Cell& cell, std::size_t width, const Style& style)
+{
+    const std::size_t lead = columnsOf(cell.lead);
+    return shortened(cell.text, width > lead ? width - lead : 1,
+                     style.signs().ellipsis);
+}
+
+} // namespace
+
+Table::Table(std::vector<Yielding> yielding) : yielding(std::move(yielding))
+{}
+
+void Table::addRow(std::vector<Cell> cells)
+{
+    lines.emplace_back(std::move(cells));
+}
+
+void Table::addText(const std::string& first, const std::string& rest,
+                    const std::string& text, Tone tone)
+{
+    lines.emplace_back(Text{first, rest, text, tone, true});
+}
+
+void Table::addLine(const std::string& lead, const std::string& text, Tone tone)
+{
+    lines.emplace_back(Text{lead, lead, text, tone, false});
+}
+
+void Table::print(std::ostream& out, const Style& style,
+                  std::optional<std::size_t> width) const
+{
+    const Widths all = widths(width);
+    for (const auto& line : lines)
+    {
+        if (const auto* row = std::get_if<Row>(&line))
+        {
+            printRow(out, style, *row, all);
+        }
+        else
+        {
+            printText(out, style, std::get<Text>(line), width);
+        }
+    }
+}
+
+Table::Widths Table::widths(std::optional<std::size_t> width) const
+{
+    Widths all;
+    for (const auto& line : lines)
+    {
+        if (const auto* row = std::get_if<Row>(&line))
+        {
+            all.resize(std::max(all.size(), row->size()));
+            for (std::size_t i = 0; i < row->size(); ++i)
+            {
+                all[i] = std::max(all[i], widthOf((*row)[i]));
+            }
+        }
+    }
+    const auto filled = static_cast<std::size_t>(
+        std::ranges::count_if(all, [](std::size_t each) {
+            return each > 0;
+        }));
+    std::size_t sum = std::accumulate(all.begin(), all.end(),
+                                      filled > 0 ? (filled - 1) * gap : 0);
+    for (const auto& [column, least] : yielding)
+    {
+        if (width && sum > *width && all.size() > column && all[column] > least)
+        {
+            const std::size_t less =
+                std::min(sum - *width, all[column] - least);
+            all[column] -= less;
+            sum -= less;
+        }
+    }
+    return all;
+}
+
+void Table::printRow(std::ostream& out, const Style& style, const Row& row,
+                     const Widths& widths)
+{
+    // Blanks wait until something follows them.
+    std::size_t blanks = 0;
+    for (std::size_t i = 0; i < row.size(); ++i)
+    {
+        const Cell& cell = row[i];
+        const std::string text = fitted(cell, widths[i], style);
+        const std::size_t taken = columnsOf(cell.lead) + columnsOf(text);
+        if (taken > 0)
+        {
+            out << std::string(blanks, ' ')
+                << style.paint(cell.lead, Tone::faint)
+                << style.paint(text, cell.tone);
+            blanks = 0;
+        }
+        // A column that is empty in all rows takes no room.
+        if (widths[i] > 0)
+        {
+            blanks += std::max(widths[i], taken) - taken + gap;
+        }
+    }
+    out << '\n';
+}
+
+void Table::printText(std::ostream& out, const Style& style, const Text& text,
+                      std::optional<std::size_t> width)
+{
+    constexpr std::size_t least = 16;
+    const std::size_t lead = columnsOf(text.first);
+    std::vector<std::string> all{text.text};
+    if (width)
+    {
+        const std::size_t room = std::max(least + lead, *width) - lead;
+        all = text.wraps ? wrapped(text.text, room)
+                         : std::vector<std::string>{shortened(
+                               text.text, room, style.signs().ellipsis)};
+    }
+    for (std::size_t i = 0; i < all.size(); ++i)
+    {
+        out << style.paint(i == 0 ? text.first : text.rest, Tone::faint)
+            << style.paint(all[i], text.tone) << '\n';
+    }
+}
+
+} // namespace healthintf::healthctl

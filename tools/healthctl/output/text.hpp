@@ -1,0 +1,30 @@
+#pragma once
+
+/** @file Texts on a terminal: how wide they are, and how they fit. Texts are
+ *  UTF-8; a byte that is not counts as one sign. */
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace healthintf::healthctl
+{
+
+/** A text without control characters, which come from anybody and would be
+ *  obeyed by a terminal: line ends become blanks, others are written out. */
+std::string printable(std::string_view text);
+
+/** How many columns a text takes. */
+std::size_t columnsOf(std::string_view text);
+
+/** A text of at most so many columns: what is too much is taken out of the
+ *  middle, and @p ellipsis stands for it. */
+std::string shortened(std::string_view text, std::size_t columns,
+                      std::string_view ellipsis);
+
+/** A text in lines of at most so many columns, broken at blanks; a word that is
+ *  longer is broken where the line ends. At least one line. */
+std::vector<std::string> wrapped(std::string_view text, std::size_t columns);
+
+} // namespace healthintf::healthctl

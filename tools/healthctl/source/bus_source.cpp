@@ -1,0 +1,163 @@
+#include "bus_source.hpp"
+
+#include "../context.hpp"
+#include "../model/component.hpp"
+#include "bus_survey.hpp"
+#include "process_name.hpp"
+
+#include <com/vexa/olvar/healthmgr/names.hpp>
+#include <hmi_health_value.hpp>
+
+#include <systemd/sd-bus.h>
+
+#include <algorithm>
+#include <memory>
+#include <tuple>
+#include <utility>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+constexpr const char* nodeInterface = "com.vexa.olvar.healthmgr.HealthStatus";
+constexpr const char* entryInterface = "com.vexa.olvar.healthmgr.FaultEntry";
+
+struct Unref
+{
+    void operator()(sd_bus* bus) const
+    {
+        sd_bus_unref(bus);
+    }
+    void operator()(sd_bus_creds* credentials) const
+    {
+        sd_bus_creds_unref(credentials);
+    }
+};
+
+/** The process behind a connection, in words. */
+std::string holderOf(sd_bus* bus, const std::string& peer)
+{
+    sd_bus_creds* found = nullptr;
+    pid_t pid = 0;
+    if (sd_bus_get_name_creds(bus, peer.c_str(), SD_BUS_CREDS_PID, &found) < 0)
+    {
+        return peer;
+    }
+    const std::unique_ptr<sd_bus_creds, Unref> credentials(found);
+    return sd_bus_creds_get_pid(found, &pid) < 0 ? peer : nameOfProcess(pid);
+}
+
+FaultEntry_gen recordOf(const Properties& of)
+{
+    return FaultEntry_gen(FaultEntryProperties{
+        .fqdd = valueOf<std::string>(of, "FQDD"),
+        .messageID = valueOf<std::string>(of, "MessageID"),
+        .message = valueOf<std::string>(of, "Message"),
+        .args = valueOf<std::vector<std::string>>(of, "Args"),
+        .timestamp = valueOf<uint64_t>(of, "Timestamp"),
+        .severity = valueOf<uint32_t>(of, "Severity"),
+        .sensorPath = valueOf<std::string>(of, "SensorPath"),
+        .sensorNumber = valueOf<uint32_t>(of, "SensorNumber"),
+        .sensorType = valueOf<uint32_t>(of, "SensorType"),
+        .ledState = valueOf<int32_t>(of, "LedState"),
+        .lcdMessage = valueOf<std::string>(of, "LcdMessage"),
+        .hidden = valueOf<bool>(of, "Hidden")});
+}
+
+} // namespace
+
+BusSource::BusSource()
+{
+    const auto kept = connectBus();
+    sd_bus* bus = nullptr;
+    sd_bus_default(&bus);
+    const std::unique_ptr<sd_bus, Unref> owned(bus);
+    for (const auto& [peer, shown] : surveyBus(bus))
+    {
+        const std::string holder = holderOf(bus, peer);
+        if (shown.rootHealth)
+        {
+            foundNodes[names::root] = {*shown.rootHealth, holder, false};
+        }
+        for (const auto& [path, interfaces] : shown.objects)
+        {
+            if (const auto node = interfaces.find(nodeInterface);
+                node != interfaces.end())
+            {
+                foundNodes[path] = {
+                    valueOf<uint32_t>(node->second, "HealthStatus"), holder,
+                    false};
+            }
+            if (const auto entry = interfaces.find(entryInterface);
+                entry != interfaces.end())
+            {
+                foundFaults.push_back({path, recordOf(entry->second), false});
+            }
+        }
+    }
+    std::ranges::sort(foundFaults, {}, &Fault::path);
+}
+
+const char* BusSource::name() const
+{
+    return "bus";
+}
+
+Nodes BusSource::nodes()
+{
+    return foundNodes;
+}
+
+Faults BusSource::faults()
+{
+    return foundFaults;
+}
+
+Counts BusSource::counts()
+{
+    const auto hidden =
+        std::ranges::count_if(foundFaults, [](const Fault& fault) {
+            return fault.record.hidden();
+        });
+    return {static_cast<int>(foundFaults.size()) - static_cast<int>(hidden),
+            static_cast<int>(hidden)};
+}
+
+LedStates BusSource::leds()
+{
+    LedStates states{};
+    for (const Fault& fault : foundFaults)
+    {
+        const int32_t state = fault.record.ledState();
+        if (state > 0 && static_cast<std::size_t>(state) < states.size())
+        {
+            states[static_cast<std::size_t>(state)] = true;
+        }
+    }
+    return states;
+}
+
+Faults BusSource::top(const std::string& key, std::size_t n, bool severeOnly)
+{
+    Faults wanted;
+    std::ranges::copy_if(
+        foundFaults, std::back_inserter(wanted), [&](const Fault& fault) {
+            return !fault.record.hidden() &&
+                   isAtOrBelow(componentOf(fault.path), key) &&
+                   (!severeOnly ||
+                    fault.record.severity() > health_namespace::healthOk);
+        });
+    std::ranges::stable_sort(wanted, {}, [](const Fault& fault) {
+        return std::pair(-static_cast<int64_t>(fault.record.severity()),
+                         fault.record.timestamp());
+    });
+    if (n != 0 && n < wanted.size())
+    {
+        wanted.erase(wanted.begin() + static_cast<std::ptrdiff_t>(n),
+                     wanted.end());
+    }
+    return wanted;
+}
+
+} // namespace healthintf::healthctl

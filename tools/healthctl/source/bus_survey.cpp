@@ -1,0 +1,187 @@
+#include "bus_survey.hpp"
+
+#include "../error.hpp"
+
+#include <com/vexa/olvar/healthmgr/names.hpp>
+
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <functional>
+#include <list>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+constexpr uint64_t patienceMicroseconds = 3'000'000;
+constexpr const char* nodeInterface = "com.vexa.olvar.healthmgr.HealthStatus";
+
+void check(int result)
+{
+    if (result < 0)
+    {
+        throw Error(ExitCode::unavailable,
+                    std::string("the bus does not answer: ") +
+                        std::strerror(-result) + "; see its log");
+    }
+}
+
+struct Free
+{
+    void operator()(char** names) const
+    {
+        for (char** each = names; each != nullptr && *each != nullptr; ++each)
+        {
+            std::free(*each);
+        }
+        std::free(names);
+    }
+};
+
+struct Unref
+{
+    void operator()(sd_bus_message* message) const
+    {
+        sd_bus_message_unref(message);
+    }
+    void operator()(sd_bus_slot* slot) const
+    {
+        sd_bus_slot_unref(slot);
+    }
+};
+
+std::vector<std::string> othersOn(sd_bus* bus)
+{
+    char** list = nullptr;
+    check(sd_bus_list_names(bus, &list, nullptr));
+    const std::unique_ptr<char*, Free> names(list);
+    const char* own = nullptr;
+    check(sd_bus_get_unique_name(bus, &own));
+    std::vector<std::string> others;
+    for (char** each = list; *each != nullptr; ++each)
+    {
+        if (**each == ':' && std::strcmp(*each, own) != 0)
+        {
+            others.emplace_back(*each);
+        }
+    }
+    return others;
+}
+
+/** Calls that are under way, and how many of them are open. */
+class Questions
+{
+  public:
+    using Take = std::function<void(sd_bus_message* reply)>;
+
+    explicit Questions(sd_bus* bus) : bus(bus)
+    {}
+
+    /** Sends a call and takes its answer if it is a good one. */
+    void ask(sd_bus_message* call, Take take)
+    {
+        Question& question =
+            asked.emplace_back(Question{this, std::move(take), nullptr});
+        sd_bus_slot* slot = nullptr;
+        check(sd_bus_call_async(bus, &slot, call, answered, &question,
+                                patienceMicroseconds));
+        question.slot.reset(slot);
+        ++open;
+    }
+
+    void waitForAll()
+    {
+        while (open > 0)
+        {
+            const int result = sd_bus_process(bus, nullptr);
+            check(result);
+            if (result == 0)
+            {
+                check(sd_bus_wait(bus, UINT64_MAX));
+            }
+        }
+    }
+
+  private:
+    struct Question
+    {
+        Questions* all;
+        Take take;
+        std::unique_ptr<sd_bus_slot, Unref> slot;
+    };
+
+    static int answered(sd_bus_message* reply, void* context,
+                        sd_bus_error* /*error*/)
+    {
+        auto* question = static_cast<Question*>(context);
+        --question->all->open;
+        try
+        {
+            if (sd_bus_message_is_method_error(reply, nullptr) == 0)
+            {
+                question->take(reply);
+            }
+        }
+        catch (const std::exception&)
+        {
+            // Anybody may answer anything; it says nothing about the others.
+        }
+        return 0;
+    }
+
+    sd_bus* bus;
+    std::list<Question> asked;
+    std::size_t open = 0;
+};
+
+std::unique_ptr<sd_bus_message, Unref> callOf(sd_bus* bus,
+                                              const std::string& peer,
+                                              const char* interface,
+                                              const char* member)
+{
+    sd_bus_message* call = nullptr;
+    check(sd_bus_message_new_method_call(bus, &call, peer.c_str(), names::root,
+                                         interface, member));
+    std::unique_ptr<sd_bus_message, Unref> owned(call);
+    // A service that is not there shall not be started for this.
+    check(sd_bus_message_set_auto_start(call, 0));
+    return owned;
+}
+
+void askFor(Questions& questions, sd_bus* bus, const std::string& peer,
+            std::map<std::string, Shown>& shown)
+{
+    const auto objects = callOf(bus, peer, "org.freedesktop.DBus.ObjectManager",
+                                "GetManagedObjects");
+    questions.ask(objects.get(), [&shown, peer](sd_bus_message* reply) {
+        shown[peer].objects = readManagedObjects(reply);
+    });
+    const auto root =
+        callOf(bus, peer, "org.freedesktop.DBus.Properties", "Get");
+    check(
+        sd_bus_message_append(root.get(), "ss", nodeInterface, "HealthStatus"));
+    questions.ask(root.get(), [&shown, peer](sd_bus_message* reply) {
+        shown[peer].rootHealth = std::get<uint32_t>(readVariant(reply));
+    });
+}
+
+} // namespace
+
+std::map<std::string, Shown> surveyBus(sd_bus* bus)
+{
+    std::map<std::string, Shown> shown;
+    Questions questions(bus);
+    for (const std::string& peer : othersOn(bus))
+    {
+        askFor(questions, bus, peer, shown);
+    }
+    questions.waitForAll();
+    return shown;
+}
+
+} // namespace healthintf::healthctl

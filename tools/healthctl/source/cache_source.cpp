@@ -1,0 +1,153 @@
+#include "cache_source.hpp"
+
+#include "../error.hpp"
+#include "data_cache/record_owners.hpp"
+#include "process_name.hpp"
+
+#include <hmi_faultentry.hpp>
+#include <platform/data_abstraction/health_status.hpp>
+
+#include <algorithm>
+#include <climits>
+#include <utility>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+using health_namespace::FaultEntry;
+
+/** @param[in] result 0, readNoRecords, or the number of a failure */
+void check(long result)
+{
+    if (result != DataAbstraction::readOk &&
+        result != DataAbstraction::readNoRecords)
+    {
+        throw Error(ExitCode::failed,
+                    "the data cache cannot be read; HEALTHINTF_LOG_LEVEL=4 in "
+                    "the environment shows why");
+    }
+}
+
+/** What is to be known of the owner of a record. */
+struct Holder
+{
+    std::string name;
+    bool dead = false;
+};
+
+/** Looks each process up only once: most own many records. */
+class Holders
+{
+  public:
+    explicit Holders(host::RecordOwners owners) : owners(std::move(owners))
+    {}
+
+    Holder of(const std::string& path)
+    {
+        const auto owner = owners.find(path);
+        if (owner == owners.end())
+        {
+            // It came or went between two looks.
+            return {};
+        }
+        const auto [found, isNew] = known.try_emplace(owner->second);
+        if (isNew)
+        {
+            const auto pid = static_cast<pid_t>(owner->second.pid);
+            const bool alive = owner->second.alive();
+            found->second = {alive ? nameOfProcess(pid)
+                                   : "dead[" + std::to_string(pid) + "]",
+                             !alive};
+        }
+        return found->second;
+    }
+
+  private:
+    host::RecordOwners owners;
+    std::map<host::ProcessIdentity, Holder> known;
+};
+
+Holders holdersBy(int (*list)(host::RecordOwners&))
+{
+    host::RecordOwners owners;
+    check(list(owners));
+    return Holders(std::move(owners));
+}
+
+} // namespace
+
+const char* CacheSource::name() const
+{
+    return "cache";
+}
+
+Nodes CacheSource::nodes()
+{
+    std::map<std::string, HealthStatus_gen> records;
+    check(DataAbstraction::HealthStatus::get_map_by_path_prefixes({}, {},
+                                                                  records));
+    Holders holders = holdersBy(host::listNodeOwners);
+    Nodes all;
+    for (const auto& [key, record] : records)
+    {
+        const Holder holder = holders.of(key);
+        all[key] = {record.healthStatus(), holder.name, holder.dead};
+    }
+    return all;
+}
+
+Faults CacheSource::faults()
+{
+    std::map<std::string, FaultEntry_gen> records;
+    check(
+        DataAbstraction::FaultEntry::get_map_by_path_prefixes({}, {}, records));
+    Holders holders = holdersBy(host::listEntryOwners);
+    Faults all;
+    for (auto& [path, record] : records)
+    {
+        const bool dead = holders.of(path).dead;
+        all.push_back({path, std::move(record), dead});
+    }
+    return all;
+}
+
+Counts CacheSource::counts()
+{
+    Counts counted;
+    check(FaultEntry::GetNumberOfHiddenVisibleFaults(counted.visible,
+                                                     counted.hidden));
+    return counted;
+}
+
+LedStates CacheSource::leds()
+{
+    LedStates states{};
+    std::vector<int> asked(states.size());
+    check(FaultEntry::GetLEDStateFromFaultEntries(asked));
+    std::ranges::transform(asked, states.begin(), [](int each) {
+        return each != 0;
+    });
+    return states;
+}
+
+Faults CacheSource::top(const std::string& key, std::size_t n, bool severeOnly)
+{
+    // With the slash no other component's name begins so.
+    std::string prefix = key.empty() ? key : key + "/";
+    std::vector<std::pair<std::string, FaultEntry_gen>> entries;
+    check(FaultEntry::GetNFaultEntries(
+        prefix, static_cast<int>(std::min<std::size_t>(n, INT_MAX)), entries,
+        severeOnly));
+    Holders holders = holdersBy(host::listEntryOwners);
+    Faults all;
+    for (auto& [path, record] : entries)
+    {
+        const bool dead = holders.of(path).dead;
+        all.push_back({path, std::move(record), dead});
+    }
+    return all;
+}
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,16 @@
+#include "process_name.hpp"
+
+#include <fstream>
+
+namespace healthintf::healthctl
+{
+
+std::string nameOfProcess(pid_t pid)
+{
+    std::ifstream file("/proc/" + std::to_string(pid) + "/comm");
+    std::string name;
+    std::getline(file, name);
+    return (name.empty() ? "process" : name) + "[" + std::to_string(pid) + "]";
+}
+
+} // namespace healthintf::healthctl
