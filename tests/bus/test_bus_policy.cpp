@@ -2,8 +2,8 @@
  *  bus, which allows nothing by itself. */
 
 #include "bus_client.hpp"
+#include "bus_rules.hpp"
 #include "component.hpp"
-#include "file_content.hpp"
 #include "log_client.hpp"
 #include "private_bus.hpp"
 #include "process.hpp"
@@ -13,9 +13,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -32,32 +29,6 @@ const std::string rack = root + "/rack";
 const std::string leafKey = rack + "/leaf";
 constexpr const char* manager = "com.vexa.olvar.healthmgr";
 
-/** What a system bus says before it includes anything. */
-const std::string systemRules =
-    "<policy context=\"default\"><allow user=\"*\"/><deny own=\"*\"/>"
-    "<deny send_type=\"method_call\"/><allow send_type=\"signal\"/>"
-    "<allow send_requested_reply=\"true\" send_type=\"method_return\"/>"
-    "<allow send_requested_reply=\"true\" send_type=\"error\"/>"
-    "<allow receive_type=\"method_call\"/>"
-    "<allow receive_type=\"method_return\"/><allow receive_type=\"error\"/>"
-    "<allow receive_type=\"signal\"/>"
-    "<allow send_destination=\"org.freedesktop.DBus\"/></policy>";
-
-/** An installed policy as part of a configuration, with whoever runs the test
- *  in the place of root. */
-std::string installedRules(const std::string& service = manager)
-{
-    const std::string file =
-        contentOf(std::filesystem::path(BUS_POLICIES) / (service + ".conf"));
-    const std::string open = "<busconfig>";
-    const std::size_t start = file.find(open) + open.size();
-    std::string rules = file.substr(start, file.rfind("</") - start);
-    const std::string rootRules = "user=\"root\"";
-    rules.replace(rules.find(rootRules), rootRules.size(),
-                  "user=\"" + std::to_string(getuid()) + "\"");
-    return rules;
-}
-
 /** Runs busctl as a user without rights. */
 std::string asNobody(std::vector<std::string> command)
 {
@@ -65,14 +36,6 @@ std::string asNobody(std::vector<std::string> command)
                    {"setpriv", "--reuid=65534", "--regid=65534",
                     "--clear-groups", "busctl", "--system"});
     return outputOf(command);
-}
-
-/** Lets other users come to a bus. */
-void letOthersIn(const PrivateBus& bus)
-{
-    std::filesystem::permissions(bus.folder().path(),
-                                 std::filesystem::perms::others_exec,
-                                 std::filesystem::perm_options::add);
 }
 
 /** A health manager and a component on a bus with the installed policy. */

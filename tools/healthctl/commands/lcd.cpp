@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <iomanip>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -84,7 +85,8 @@ ExitCode get(const Context& context, const std::string& name)
         }
         if (!context.json)
         {
-            context.out << shown << "  "
+            // As wide as the longest name.
+            context.out << std::left << std::setw(11) << shown << "  "
                         << (value ? std::to_string(*value) : "not set") << '\n';
         }
     }

@@ -1,0 +1,94 @@
+#pragma once
+
+/** @file healthctl in the hands of a test. */
+
+#include "bus_client.hpp"
+#include "component.hpp"
+#include "private_bus.hpp"
+#include "process.hpp"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+
+/** What a program that has ended left. */
+struct Answer
+{
+    int status;
+    std::string output;
+    std::string errors;
+};
+
+inline Answer answerOf(const std::vector<std::string>& command,
+                       const std::vector<std::string>& environment = {})
+{
+    Process program(command, environment);
+    std::string output = program.output();
+    const int status = program.wait();
+    return {status, std::move(output), program.errors()};
+}
+
+/** Runs healthctl into a pipe. */
+inline Answer healthctl(std::vector<std::string> arguments,
+                        const std::vector<std::string>& environment = {})
+{
+    arguments.insert(arguments.begin(), HEALTHCTL);
+    return answerOf(arguments, environment);
+}
+
+/** The words before a command that run it as a user without rights. */
+inline const std::vector<std::string> asNobody{
+    "setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+
+/** What healthctl says as JSON, whose form is checked.
+ *
+ *  @throws std::runtime_error when it has not the form of its schema */
+inline nlohmann::json jsonOf(std::vector<std::string> arguments, int status = 0)
+{
+    arguments.emplace_back("--json");
+    const Answer answer = healthctl(arguments);
+    if (answer.status != status)
+    {
+        throw std::runtime_error("status " + std::to_string(answer.status) +
+                                 ": " + answer.errors);
+    }
+    Process checker({CHECK_SCHEMA, SCHEMAS});
+    checker.tell(answer.output);
+    checker.endInput();
+    if (checker.wait() != 0)
+    {
+        throw std::runtime_error(checker.errors());
+    }
+    return nlohmann::json::parse(answer.output);
+}
+
+/** A tree: the root and "rack" are the health manager's, the daemon holds the
+ *  components "rack/fan" and "rack/psu". */
+class HealthctlTest : public testing::Test
+{
+  protected:
+    HealthctlTest()
+    {
+        daemon.init(fan, 2);
+        daemon.init(psu, 2);
+        client.waitForHealth(root, 2);
+    }
+
+    const std::string root = "/com/vexa/olvar/health";
+    const std::string rack = root + "/rack";
+    const std::string fan = rack + "/fan";
+    const std::string psu = rack + "/psu";
+
+    PrivateBus bus;
+    BusClient client;
+    Process healthmgr{{HEALTHMGR}};
+    Component daemon;
+};
+
+} // namespace healthintf::test

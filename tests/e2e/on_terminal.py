@@ -1,0 +1,35 @@
+#!/usr/bin/python3
+"""Runs a program on a terminal of its own and writes what the terminal got.
+
+    on_terminal.py COLUMNS PROGRAM [ARGUMENT ...]
+"""
+
+import fcntl
+import os
+import pty
+import struct
+import sys
+import termios
+
+
+def main(columns, command):
+    pid, terminal = pty.fork()
+    if pid == 0:
+        # The size must be there before the program looks.
+        size = struct.pack("HHHH", 24, columns, 0, 0)
+        fcntl.ioctl(1, termios.TIOCSWINSZ, size)
+        os.execvp(command[0], command)
+    while True:
+        try:
+            part = os.read(terminal, 4096)
+        except OSError:
+            # Linux's way to say that nobody has the other end.
+            break
+        if not part:
+            break
+        sys.stdout.buffer.write(part.replace(b"\r\n", b"\n"))
+    return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
+
+
+if __name__ == "__main__":
+    sys.exit(main(int(sys.argv[1]), sys.argv[2:]))

@@ -1,0 +1,147 @@
+/** @file The commands of healthctl that change something, over a living
+ *  tree. */
+
+#include "bus_rules.hpp"
+#include "healthctl.hpp"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+namespace
+{
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+class Changing : public HealthctlTest
+{
+  protected:
+    Changing()
+    {
+        daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 1, 7);
+        client.waitForHealth(root, 4);
+    }
+
+    void expectHidden(const std::vector<std::string>& by)
+    {
+        const auto told = [&by](const char* command) {
+            std::vector<std::string> words{command};
+            words.insert(words.end(), by.begin(), by.end());
+            return jsonOf(words);
+        };
+        EXPECT_EQ(told("hide")["hide"], true);
+        client.waitForHealth(root, 2);
+        EXPECT_EQ(told("unhide")["hide"], false);
+        client.waitForHealth(root, 4);
+    }
+};
+
+TEST_F(Changing, HidesByComponent)
+{
+    expectHidden({"--component", "rack/fan"});
+}
+
+TEST_F(Changing, HidesBySensorPath)
+{
+    expectHidden({"--sensor-path", "/sensors/fan"});
+}
+
+TEST_F(Changing, HidesBySensorNumber)
+{
+    expectHidden({"--sensor-number", "7"});
+}
+
+TEST_F(Changing, HidesNothingOfAComponentThatIsNotThere)
+{
+    const Answer answer = healthctl({"hide", "--component", "rack/fam"});
+    EXPECT_EQ(answer.status, 1);
+    EXPECT_EQ(answer.errors, "healthctl: there is no component \"rack/fam\"; "
+                             "\"healthctl tree\" shows all\n");
+}
+
+TEST_F(Changing, AsksWhatToHide)
+{
+    const Answer answer = healthctl({"hide"});
+    EXPECT_EQ(answer.status, 2);
+    EXPECT_THAT(answer.errors, HasSubstr("nothing is named; give --component"));
+}
+
+TEST_F(Changing, HidesByTheLcdsSettings)
+{
+    EXPECT_EQ(jsonOf({"lcd", "get", "hideerrs"})["attributes"][0]["value"],
+              nullptr);
+    EXPECT_EQ(jsonOf({"lcd", "set", "oemLCDFlags",
+                      "1"})["attributes"][0]["attribute"],
+              "system.embedded.1#lcd.1#oemLCDFlags");
+    client.waitForHealth(root, 2);
+    EXPECT_EQ(healthctl({"lcd", "set", "oemLCDFlags", "0"}).status, 0);
+    client.waitForHealth(root, 4);
+    // Which the components set when they show their faults again.
+    EXPECT_EQ(healthctl({"lcd", "get"}).output,
+              "hideerrs     1\noemLCDFlags  0\n");
+}
+
+TEST_F(Changing, KnowsTwoSettingsOnly)
+{
+    const Answer answer = healthctl({"lcd", "get", "brightness"});
+    EXPECT_EQ(answer.status, 2);
+    EXPECT_THAT(answer.errors, HasSubstr("hideerrs, oemLCDFlags"));
+}
+
+/** A system bus with the policy that is installed. */
+class ForOthers : public testing::Test
+{
+  protected:
+    ForOthers()
+    {
+        letOthersIn(bus);
+        client.waitForHealth(fan, 2);
+        client.waitForHealth("/com/vexa/olvar/health", 2);
+    }
+
+    static Answer asOther(const std::vector<std::string>& arguments)
+    {
+        auto command = asNobody;
+        command.emplace_back(HEALTHCTL);
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        return answerOf(command);
+    }
+
+    const std::string fan = "/com/vexa/olvar/health/rack/fan";
+    PrivateBus bus{systemRules + installedRules()};
+    BusClient client;
+    Process healthmgr{{HEALTHMGR}};
+    Component daemon{fan, 2};
+};
+
+TEST_F(ForOthers, TheTreeIsReadFromTheBus)
+{
+    if (getuid() != 0)
+    {
+        GTEST_SKIP() << "only root can become another user";
+    }
+    const Answer answer = asOther({"tree", "--json"});
+    EXPECT_EQ(answer.status, 0) << answer.errors;
+    const json document = json::parse(answer.output);
+    EXPECT_EQ(document["source"], "bus");
+    EXPECT_EQ(document["trees"][0]["children"][0]["children"][0]["key"], fan);
+}
+
+TEST_F(ForOthers, HidingIsRefusedInOneLine)
+{
+    if (getuid() != 0)
+    {
+        GTEST_SKIP() << "only root can become another user";
+    }
+    const Answer answer = asOther({"hide", "--sensor-number", "7"});
+    EXPECT_EQ(answer.status, 4);
+    EXPECT_EQ(answer.errors, "healthctl: the bus did not pass it on for this "
+                             "user; try again as root\n");
+}
+
+} // namespace
+} // namespace healthintf::test

@@ -1,0 +1,223 @@
+/** @file The commands of healthctl that only look, over a living tree. */
+
+#include "healthctl.hpp"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+namespace
+{
+
+using nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+class Reading : public HealthctlTest
+{
+  protected:
+    Reading()
+    {
+        daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
+        daemon.add(fan, "Test.1.0.Loud", "/sensors/noise", 1, 8);
+        daemon.add(psu, "Test.1.0.Low", "/sensors/volt", 2, 9);
+        daemon.expect("hide 1 - /sensors/noise 0", "0");
+        client.waitForHealth(fan, 3);
+        client.waitForHealth(root, 3);
+    }
+
+    /** The nodes of a tree by their keys, without their children. */
+    static std::map<std::string, json> flat(const json& trees)
+    {
+        std::map<std::string, json> nodes;
+        for (const json& tree : trees)
+        {
+            nodes.emplace(tree["key"], tree);
+            nodes.merge(flat(tree["children"]));
+        }
+        return nodes;
+    }
+
+    static std::vector<std::string> idsOf(const json& document)
+    {
+        std::vector<std::string> ids;
+        for (const json& fault : document["faults"])
+        {
+            ids.push_back(fault["messageId"]);
+        }
+        return ids;
+    }
+};
+
+TEST_F(Reading, TreeTellsOwnHealthFromInherited)
+{
+    const auto nodes = flat(jsonOf({"tree"})["trees"]);
+    ASSERT_EQ(nodes.size(), 4U);
+    EXPECT_EQ(nodes.at(fan)["health"], "warning");
+    EXPECT_EQ(nodes.at(fan)["origin"], json({"faults"}));
+    EXPECT_EQ(nodes.at(fan)["visibleFaults"], 1);
+    EXPECT_EQ(nodes.at(fan)["hiddenFaults"], 1);
+    EXPECT_EQ(nodes.at(rack)["health"], "warning");
+    EXPECT_EQ(nodes.at(rack)["origin"], json({"children"}));
+    EXPECT_THAT(nodes.at(rack)["holder"].get<std::string>(),
+                HasSubstr("healthmgr["));
+}
+
+TEST_F(Reading, TreeDrawsOneComponentWithItsFaults)
+{
+    const Answer answer = healthctl({"tree", "rack/fan", "--faults"});
+    EXPECT_EQ(answer.status, 0);
+    EXPECT_THAT(answer.output, HasSubstr(fan + "  warning  own"));
+    EXPECT_THAT(answer.output, HasSubstr("• A fault of /sensors/fan\n"));
+    EXPECT_THAT(answer.output,
+                HasSubstr("• A fault of /sensors/noise (hidden)\n"));
+    EXPECT_THAT(answer.output, Not(HasSubstr("volt")));
+}
+
+TEST_F(Reading, TreeGoesAsDeepAsIsAskedFor)
+{
+    const auto nodes = flat(jsonOf({"tree", "--depth", "1"})["trees"]);
+    EXPECT_EQ(nodes.size(), 2U);
+    EXPECT_EQ(nodes.count(rack), 1U);
+}
+
+TEST_F(Reading, TreeMarksWhatADeadProcessLeft)
+{
+    // Nobody is there who would clear up.
+    healthmgr.kill();
+    daemon.process.kill();
+    const Component other(root + "/other", 2);
+    const auto nodes = flat(jsonOf({"tree", "--faults"})["trees"]);
+    EXPECT_EQ(nodes.at(fan)["stale"], true);
+    EXPECT_EQ(nodes.at(fan)["faults"][0]["stale"], true);
+    EXPECT_EQ(nodes.at(root + "/other")["stale"], false);
+    EXPECT_THAT(healthctl({"tree"}).output, HasSubstr("stale"));
+}
+
+TEST_F(Reading, TreeMarksANodeWithoutAParent)
+{
+    healthmgr.signal(SIGTERM);
+    healthmgr.wait();
+    const auto nodes = flat(jsonOf({"tree"})["trees"]);
+    EXPECT_EQ(nodes.at(fan)["parentMissing"], true);
+    EXPECT_EQ(nodes.at(rack)["health"], nullptr);
+    EXPECT_THAT(healthctl({"tree"}).output, HasSubstr("no parent"));
+}
+
+TEST_F(Reading, TreeListsPathsForOtherPrograms)
+{
+    EXPECT_EQ(healthctl({"tree", "--paths"}).output,
+              root + "\nrack\nrack/fan\nrack/psu\n");
+}
+
+TEST_F(Reading, FaultsAreTheVisibleOnesTheMostSevereFirst)
+{
+    EXPECT_THAT(idsOf(jsonOf({"faults"})),
+                ElementsAre("Test.1.0.Slow", "Test.1.0.Low"));
+    EXPECT_THAT(idsOf(jsonOf({"faults", "--all"})),
+                ElementsAre("Test.1.0.Loud", "Test.1.0.Slow", "Test.1.0.Low"));
+    EXPECT_THAT(idsOf(jsonOf({"faults", "--hidden"})),
+                ElementsAre("Test.1.0.Loud"));
+}
+
+TEST_F(Reading, FaultsAreChosenByComponentAndSeverity)
+{
+    EXPECT_THAT(idsOf(jsonOf({"faults", "--component", "rack/psu"})),
+                ElementsAre("Test.1.0.Low"));
+    EXPECT_THAT(idsOf(jsonOf({"faults", "--all", "--severity", "CRITICAL"})),
+                ElementsAre("Test.1.0.Loud"));
+    EXPECT_THAT(idsOf(jsonOf({"faults", "--all", "--sort", "component",
+                              "--reverse", "--limit", "1"})),
+                ElementsAre("Test.1.0.Low"));
+}
+
+TEST_F(Reading, FaultsThatAreNoneAreAnAnswerOfTheirOwn)
+{
+    EXPECT_TRUE(jsonOf({"faults", "-s", "unknown"}, 1)["faults"].empty());
+    EXPECT_EQ(healthctl({"faults", "-s", "unknown"}).output,
+              "No such faults.\n");
+}
+
+TEST_F(Reading, TopIsTheMostImportantBelowAComponent)
+{
+    EXPECT_THAT(idsOf(jsonOf({"top", "1"})).size(), 1U);
+    EXPECT_THAT(idsOf(jsonOf({"top", "5", "--component", "rack/psu"})),
+                ElementsAre("Test.1.0.Low"));
+    // The beginning of a name is not the name.
+    EXPECT_TRUE(jsonOf({"top", "--component", "rack/ps"}, 1)["faults"].empty());
+}
+
+TEST_F(Reading, CountTellsVisibleFromHidden)
+{
+    const json counted = jsonOf({"count"});
+    EXPECT_EQ(counted["visible"], 2);
+    EXPECT_EQ(counted["hidden"], 1);
+    EXPECT_EQ(healthctl({"count"}).output, "visible  2\nhidden   1\n");
+}
+
+TEST_F(Reading, LedsAreSixOfWhichNoneIsAskedFor)
+{
+    const json leds = jsonOf({"leds"})["leds"];
+    EXPECT_EQ(leds.size(), 6U);
+    EXPECT_TRUE(std::none_of(leds.begin(), leds.end(), [](const json& led) {
+        return led["asked"].get<bool>();
+    }));
+    EXPECT_THAT(healthctl({"leds"}).output, HasSubstr("state 6  -\n"));
+}
+
+TEST_F(Reading, BusSaysTheSameAsTheCache)
+{
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"tree", "--faults"},
+          {"faults", "--all"},
+          {"top"},
+          {"count"},
+          {"leds"}})
+    {
+        const auto from = [&command](const char* source) {
+            auto words = command;
+            words.insert(words.end(), {"--source", source});
+            json document = jsonOf(words);
+            EXPECT_EQ(document["source"], source);
+            document.erase("source");
+            return document;
+        };
+        EXPECT_EQ(from("bus"), from("cache")) << command.front();
+    }
+}
+
+class NothingRuns : public testing::Test
+{
+  protected:
+    PrivateBus bus;
+};
+
+TEST_F(NothingRuns, IsSaidInOneLineAndNothingIsMade)
+{
+    const auto cache = bus.folder().path() / "run";
+    const Answer answer = healthctl({"tree"});
+    EXPECT_EQ(answer.status, 3);
+    EXPECT_EQ(answer.output, "");
+    EXPECT_THAT(answer.errors,
+                testing::StartsWith("healthctl: nothing runs: there is no data "
+                                    "cache in use and no health node"));
+    EXPECT_EQ(std::count(answer.errors.begin(), answer.errors.end(), '\n'), 1);
+    EXPECT_FALSE(std::filesystem::exists(cache));
+}
+
+TEST_F(NothingRuns, IsSaidOfTheBusWhenThereIsNone)
+{
+    bus.kill();
+    const Answer answer = healthctl({"count"});
+    EXPECT_EQ(answer.status, 3);
+    EXPECT_THAT(answer.errors, HasSubstr("unable to connect to the bus"));
+}
+
+} // namespace
+} // namespace healthintf::test

@@ -1,0 +1,175 @@
+/** @file healthctl on terminals, in pipes and in the shell. */
+
+#include "healthctl.hpp"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+namespace
+{
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+/** How many columns the widest line takes, if each sign takes one. */
+std::size_t widest(const std::string& text)
+{
+    const std::string plain =
+        std::regex_replace(text, std::regex("\x1b\\[[0-9;]*m"), "");
+    std::istringstream lines(plain);
+    std::size_t most = 0;
+    for (std::string line; std::getline(lines, line);)
+    {
+        const auto signs =
+            std::count_if(line.begin(), line.end(), [](unsigned char byte) {
+                return (byte & 0xC0U) != 0x80;
+            });
+        most = std::max(most, static_cast<std::size_t>(signs));
+    }
+    return most;
+}
+
+class Terminal : public HealthctlTest
+{
+  protected:
+    Terminal()
+    {
+        daemon.init(longKey, 2);
+        daemon.add(longKey, "Test.1.0.Slow",
+                   "/sensors/" + std::string(230, 's'), 1, 7);
+        client.waitForHealth(root, 4);
+    }
+
+    /** Runs healthctl on a terminal of a width. */
+    static std::string onTerminal(int columns,
+                                  const std::vector<std::string>& arguments,
+                                  const std::string& setting = "TERM=xterm")
+    {
+        std::vector<std::string> command{ON_TERMINAL, std::to_string(columns),
+                                         HEALTHCTL};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        return outputOf(command, {setting, "LC_ALL="});
+    }
+
+    const std::string longKey = rack + "/begin" + std::string(230, 'x') + "end";
+};
+
+TEST_F(Terminal, FitsEveryLineIntoItsWidth)
+{
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"tree", "--faults"}, {"faults"}, {"top"}})
+    {
+        for (const int columns : {40, 80, 200})
+        {
+            const std::string shown = onTerminal(columns, command);
+            EXPECT_LE(widest(shown), static_cast<std::size_t>(columns))
+                << shown;
+            EXPECT_THAT(shown, HasSubstr("…"));
+        }
+    }
+}
+
+TEST_F(Terminal, KeepsBothEndsOfANameThatIsTooLong)
+{
+    const std::string shown = onTerminal(80, {"tree"});
+    EXPECT_THAT(shown, HasSubstr("begin"));
+    EXPECT_THAT(shown, HasSubstr("xend"));
+}
+
+TEST_F(Terminal, ShowsColoursUnlessTheyAreNotWanted)
+{
+    EXPECT_THAT(onTerminal(80, {"tree"}), HasSubstr("\x1b[31;1mcritical"));
+    EXPECT_THAT(onTerminal(80, {"tree"}, "NO_COLOR=1"), Not(HasSubstr("\x1b")));
+    EXPECT_THAT(onTerminal(80, {"tree", "--color", "never"}),
+                Not(HasSubstr("\x1b")));
+}
+
+TEST_F(Terminal, UsesPlainSignsWhereTheLocaleHasNoOthers)
+{
+    const std::string shown =
+        outputOf({HEALTHCTL, "tree"}, {"LC_ALL=de_DE.ISO-8859-1"});
+    EXPECT_THAT(shown, HasSubstr("`- rack"));
+}
+
+TEST_F(Terminal, PipesGetEverythingAndNoColours)
+{
+    const Answer answer = healthctl({"tree"});
+    EXPECT_THAT(answer.output, HasSubstr(longKey.substr(rack.size() + 1)));
+    EXPECT_THAT(answer.output, Not(HasSubstr("\x1b")));
+    EXPECT_THAT(healthctl({"tree", "--color=always"}).output,
+                HasSubstr("\x1b[31;1mcritical"));
+}
+
+/** What the shell offers for a line whose last word is begun. */
+std::vector<std::string> completionsOf(const std::string& line)
+{
+    const std::string script = "PATH=$(dirname " HEALTHCTL "):$PATH\n"
+                               ". " COMPLETION "\n"
+                               "COMP_WORDS=(" +
+                               line +
+                               ")\n"
+                               "COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
+                               "_healthctl\n"
+                               "printf '%s\\n' \"${COMPREPLY[@]}\"";
+    std::istringstream lines(outputOf({"bash", "-c", script}));
+    std::vector<std::string> all;
+    for (std::string each; std::getline(lines, each);)
+    {
+        all.push_back(each);
+    }
+    return all;
+}
+
+TEST_F(Terminal, ShellCompletesCommandsAndOptions)
+{
+    EXPECT_THAT(completionsOf("healthctl t"), ElementsAre("tree", "top"));
+    EXPECT_THAT(completionsOf("healthctl lcd s"), ElementsAre("set"));
+    EXPECT_THAT(completionsOf("healthctl faults --s"),
+                ElementsAre("--severity", "--sort", "--source"));
+    EXPECT_THAT(completionsOf("healthctl faults --severity c"),
+                ElementsAre("critical"));
+}
+
+TEST_F(Terminal, ShellCompletesComponents)
+{
+    EXPECT_THAT(completionsOf("healthctl tree rack/f"),
+                ElementsAre("rack/fan"));
+    EXPECT_THAT(completionsOf("healthctl hide --component rack/p"),
+                ElementsAre("rack/psu"));
+}
+
+TEST(WrongUsage, IsOneLineThatSaysWhereToLook)
+{
+    const Answer unknown = healthctl({"tre"});
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_EQ(unknown.errors, "healthctl: there is no command \"tre\"; see "
+                              "\"healthctl --help\"\n");
+    const Answer word = healthctl({"tree", "--color", "blue"});
+    EXPECT_EQ(word.status, 2);
+    EXPECT_EQ(word.errors,
+              "healthctl: --color: \"blue\" is none of: always, auto, never; "
+              "see \"healthctl tree --help\"\n");
+}
+
+TEST(Help, HasExamplesForEveryCommand)
+{
+    for (const char* command :
+         {"tree", "faults", "top", "count", "leds", "hide", "unhide", "lcd"})
+    {
+        const Answer help = healthctl({command, "--help"});
+        EXPECT_EQ(help.status, 0);
+        EXPECT_THAT(help.output, HasSubstr("Examples:\n")) << command;
+        EXPECT_LE(widest(help.output), 80U) << help.output;
+    }
+}
+
+} // namespace
+} // namespace healthintf::test

@@ -1,0 +1,107 @@
+#include "command_line.hpp"
+#include "error.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <ostream>
+#include <sstream>
+#include <stdexcept>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+using testing::HasSubstr;
+
+class CommandLineTest : public testing::Test
+{
+  protected:
+    /** Runs a program with one command, "work", and one below another, "lcd
+     *  get". */
+    int run(std::vector<const char*> words, const Work& work)
+    {
+        CommandLine commands(out, errors);
+        commands.add({"work", "Works.", "Examples:\n  healthctl work"}, work);
+        CLI::App& group = commands.addGroup({"lcd", "Groups.", ""});
+        commands.add(group, {"get", "Gets.", ""}, work);
+        words.insert(words.begin(), "healthctl");
+        return commands.run(static_cast<int>(words.size()), words.data());
+    }
+
+    std::ostringstream out;
+    std::ostringstream errors;
+};
+
+ExitCode good(const Context& context)
+{
+    context.out << (context.json ? "json" : "text");
+    return ExitCode::ok;
+}
+
+TEST_F(CommandLineTest, RunsTheCommandThatWasChosen)
+{
+    EXPECT_EQ(run({"work"}, good), 0);
+    EXPECT_EQ(run({"lcd", "get", "--json"}, good), 0);
+    EXPECT_EQ(out.str(), "textjson");
+}
+
+TEST_F(CommandLineTest, ExitsWithWhatTheCommandSays)
+{
+    EXPECT_EQ(run({"work"},
+                  [](const Context&) {
+                      return ExitCode::nothingFound;
+                  }),
+              1);
+    EXPECT_EQ(errors.str(), "");
+}
+
+TEST_F(CommandLineTest, SaysInOneLineWhyACommandFailed)
+{
+    const Work fails = [](const Context&) -> ExitCode {
+        throw Error(ExitCode::notPermitted, "not for you; ask root\nmore");
+    };
+    EXPECT_EQ(run({"work"}, fails), 4);
+    EXPECT_EQ(errors.str(), "healthctl: not for you; ask root\n");
+}
+
+TEST_F(CommandLineTest, TakesAnyOtherExceptionForAFailure)
+{
+    const Work fails = [](const Context&) -> ExitCode {
+        throw std::runtime_error("broken");
+    };
+    EXPECT_EQ(run({"work"}, fails), 5);
+    EXPECT_EQ(errors.str(), "healthctl: broken\n");
+}
+
+TEST_F(CommandLineTest, FailsWhenTheOutputCannotBeWritten)
+{
+    const Work breaks = [this](const Context&) {
+        out.setstate(std::ios::badbit);
+        return ExitCode::ok;
+    };
+    EXPECT_EQ(run({"work"}, breaks), 5);
+    EXPECT_THAT(errors.str(), HasSubstr("unable to write the output"));
+}
+
+TEST_F(CommandLineTest, RefusesWhatItDoesNotKnow)
+{
+    EXPECT_EQ(run({"wrok"}, good), 2);
+    EXPECT_EQ(errors.str(), "healthctl: there is no command \"wrok\"; see "
+                            "\"healthctl --help\"\n");
+    errors.str("");
+    EXPECT_EQ(run({"lcd", "get", "--loud"}, good), 2);
+    EXPECT_THAT(errors.str(), HasSubstr("see \"healthctl lcd get --help\"\n"));
+}
+
+TEST_F(CommandLineTest, ShowsHelpOnStandardOutput)
+{
+    EXPECT_EQ(run({"work", "--help"}, good), 0);
+    EXPECT_THAT(out.str(), HasSubstr("Examples:\n  healthctl work"));
+    EXPECT_EQ(errors.str(), "");
+}
+
+} // namespace
+} // namespace healthintf::healthctl

@@ -1,0 +1,86 @@
+#include "output/table.hpp"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+const Style plain(false, true);
+
+std::string printed(const Table& table,
+                    std::optional<std::size_t> width = std::nullopt,
+                    const Style& style = plain)
+{
+    std::ostringstream out;
+    table.print(out, style, width);
+    return out.str();
+}
+
+TEST(TableTest, PutsColumnsBelowEachOther)
+{
+    Table table({});
+    table.addRow({std::string("fan"), std::string("OK")});
+    table.addRow({std::string("Lüfter"), std::string("warning")});
+    EXPECT_EQ(printed(table), "fan     OK\nLüfter  warning\n");
+}
+
+TEST(TableTest, GivesNoRoomToAColumnThatIsEmpty)
+{
+    Table table({});
+    table.addRow({std::string("fan"), std::string(), std::string("OK")});
+    EXPECT_EQ(printed(table), "fan  OK\n");
+}
+
+TEST(TableTest, WritesNoBlanksAtTheEndOfALine)
+{
+    Table table({});
+    table.addRow({std::string("a"), std::string("b")});
+    table.addRow({std::string("long"), std::string()});
+    EXPECT_EQ(printed(table), "a     b\nlong\n");
+}
+
+TEST(TableTest, ShortensTheColumnsThatGiveWayInTheirOrder)
+{
+    Table table({{1, 5}, {0, 3}});
+    table.addRow({std::string("0123456789"), std::string("abcdefghij")});
+    EXPECT_EQ(printed(table, 22), "0123456789  abcdefghij\n");
+    EXPECT_EQ(printed(table, 19), "0123456789  abc…hij\n");
+    EXPECT_EQ(printed(table, 14), "012…789  ab…ij\n");
+}
+
+TEST(TableTest, NeverShortensWhatStandsInFront)
+{
+    Table table({{0, 8}});
+    table.addRow({Cell("a_long_name", Tone::plain, "├─ ")});
+    EXPECT_EQ(printed(table, 8), "├─ a_…me\n");
+}
+
+TEST(TableTest, WrapsTextsWithTheIndentationOfTheirBullet)
+{
+    Table table({});
+    table.addText("  • ", "    ", "the fan of the rack is slow", Tone::plain);
+    EXPECT_EQ(printed(table, 24), "  • the fan of the rack\n    is slow\n");
+    EXPECT_EQ(printed(table), "  • the fan of the rack is slow\n");
+}
+
+TEST(TableTest, ShortensLinesOfTheirOwn)
+{
+    Table table({});
+    table.addLine("  ", "/sensors/a/very/long/name", Tone::faint);
+    EXPECT_EQ(printed(table, 20), "  /sensors…/long/name\n");
+}
+
+TEST(TableTest, ColoursTextsAndNotTheBlanksBetween)
+{
+    Table table({});
+    table.addRow({Cell("bad", Tone::critical), Cell("x")});
+    EXPECT_EQ(printed(table, std::nullopt, Style(true, true)),
+              "\033[31;1mbad\033[0m  x\n");
+}
+
+} // namespace
+} // namespace healthintf::healthctl

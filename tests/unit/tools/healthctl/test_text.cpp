@@ -1,0 +1,88 @@
+#include "output/text.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+using testing::ElementsAre;
+
+TEST(Printable, LeavesTextAsItIs)
+{
+    EXPECT_EQ(printable("Lüfter 7: 95 °C"), "Lüfter 7: 95 °C");
+}
+
+TEST(Printable, MakesLineEndsBlanks)
+{
+    EXPECT_EQ(printable("a\nb\tc"), "a b c");
+}
+
+TEST(Printable, WritesOutWhatATerminalWouldObey)
+{
+    EXPECT_EQ(printable("\x1b[2J"), "\\x1b[2J");
+    EXPECT_EQ(printable("\xC2\x9B"
+                        "2J"),
+              "\\x9b2J");
+    EXPECT_EQ(printable("a\u202Eb"), "a\\u202eb");
+}
+
+TEST(Printable, ReplacesWhatIsNotUtf8)
+{
+    EXPECT_EQ(printable("a\xFF\xC3"), "a??");
+    EXPECT_EQ(printable("\xE2\x82"), "??");
+}
+
+TEST(ColumnsOf, CountsSignsAndNotBytes)
+{
+    EXPECT_EQ(columnsOf("abc"), 3U);
+    EXPECT_EQ(columnsOf("äöü"), 3U);
+    EXPECT_EQ(columnsOf("風扇"), 4U);
+    EXPECT_EQ(columnsOf(""), 0U);
+}
+
+TEST(Shortened, LeavesWhatFits)
+{
+    EXPECT_EQ(shortened("fan", 3, "…"), "fan");
+}
+
+TEST(Shortened, TakesOutTheMiddle)
+{
+    EXPECT_EQ(shortened("begin-middle-end", 9, "…"), "begi…-end");
+    EXPECT_EQ(shortened("begin-middle-end", 9, "..."), "beg...end");
+}
+
+TEST(Shortened, NeverTakesMoreThanItMay)
+{
+    const std::string text = "風扇風扇 with a long name 風扇風扇";
+    for (std::size_t columns = 0; columns < 40; ++columns)
+    {
+        EXPECT_LE(columnsOf(shortened(text, columns, "…")), columns);
+        EXPECT_LE(columnsOf(shortened(text, columns, "...")), columns);
+    }
+}
+
+TEST(Wrapped, BreaksAtBlanks)
+{
+    EXPECT_THAT(wrapped("the fan is slow", 7),
+                ElementsAre("the fan", "is slow"));
+    EXPECT_THAT(wrapped("the fan is slow", 9),
+                ElementsAre("the fan", "is slow"));
+}
+
+TEST(Wrapped, BreaksAWordThatIsLongerThanALine)
+{
+    EXPECT_THAT(wrapped("/a/long/path is full", 6),
+                ElementsAre("/a/lon", "g/path", "is", "full"));
+}
+
+TEST(Wrapped, IsOneLineAtLeast)
+{
+    EXPECT_THAT(wrapped("", 5), ElementsAre(""));
+    EXPECT_THAT(wrapped("ab", 0), ElementsAre("a", "b"));
+}
+
+} // namespace
+} // namespace healthintf::healthctl
