@@ -4,6 +4,7 @@
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
 #include "../common/service_log.hpp"
+#include "../common/supervision.hpp"
 #include "data_cache/withdrawal.hpp"
 #include "hosted_nodes.hpp"
 #include "node_requests.hpp"
@@ -33,6 +34,7 @@ int serve()
     const healthmgr::NodeRequests requests(connection, nodes);
     connection.requestName(names::managerService);
     const healthmgr::TreeKeeper keeper(connection, loop, nodes);
+    const services::Supervision supervision(loop);
     return loop.run();
 }
 

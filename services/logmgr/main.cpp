@@ -2,6 +2,7 @@
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
+#include "../common/supervision.hpp"
 #include "config.hpp"
 #include "directories.hpp"
 #include "event_log.hpp"
@@ -42,6 +43,7 @@ int serve(const logmgr::Config& config)
     logmgr::Mirror mirror(events);
     const logmgr::SelObject object(connection, events, mirror);
     connection.requestName(names::logManagerService);
+    const services::Supervision supervision(loop);
     return loop.run();
 }
 

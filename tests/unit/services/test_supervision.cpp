@@ -1,0 +1,92 @@
+#include "common/supervision.hpp"
+#include "notify_socket.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <optional>
+
+namespace healthintf::services
+{
+namespace
+{
+
+using test::NotifySocket;
+using testing::HasSubstr;
+
+/** A service with a service manager, which may ask for signs of life. */
+class SupervisedService : public testing::Test
+{
+  protected:
+    SupervisedService()
+    {
+        putenv(setting.data());
+    }
+
+    ~SupervisedService() override
+    {
+        unsetenv("NOTIFY_SOCKET");
+        unsetenv("WATCHDOG_USEC");
+    }
+
+    NotifySocket manager;
+    std::string setting = manager.setting();
+    EventLoop loop;
+};
+
+TEST_F(SupervisedService, TellsThatItIsReadyAndThatItStops)
+{
+    std::optional<Supervision> supervision(loop);
+    EXPECT_EQ(manager.hear(), "READY=1");
+    EXPECT_TRUE(manager.silent());
+    supervision.reset();
+    EXPECT_EQ(manager.hear(), "STOPPING=1");
+}
+
+TEST_F(SupervisedService, GivesSignsOfLifeWhileItsLoopTurns)
+{
+    setenv("WATCHDOG_USEC", "20000", 1);
+    const Supervision supervision(loop);
+    int signs = 0;
+    const auto listening = loop.onReadable(manager.fd(), [&] {
+        signs += manager.hear() == "WATCHDOG=1" ? 1 : 0;
+        if (signs == 3)
+        {
+            loop.exit(0);
+        }
+    });
+    EXPECT_EQ(loop.run(), 0);
+    EXPECT_EQ(signs, 3);
+}
+
+TEST_F(SupervisedService, GivesNoSignOfLifeWhenNobodyAsks)
+{
+    const Supervision supervision(loop);
+    EXPECT_EQ(sd_event_get_watchdog(loop.get()), 0);
+}
+
+TEST_F(SupervisedService, GoesOnWhenTheServiceManagerIsGone)
+{
+    setenv("NOTIFY_SOCKET", "/nowhere/notify", 1);
+    testing::internal::CaptureStderr();
+    {
+        const Supervision supervision(loop);
+    }
+    EXPECT_THAT(
+        testing::internal::GetCapturedStderr(),
+        HasSubstr("unable to tell the service manager READY=1: No such file"));
+}
+
+TEST(ServiceWithoutAServiceManager, SaysNothing)
+{
+    EventLoop loop;
+    testing::internal::CaptureStderr();
+    {
+        const Supervision supervision(loop);
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+} // namespace
+} // namespace healthintf::services
