@@ -1,10 +1,10 @@
-/** @file The policy that the project installs, under the rules of a system
- *  bus, which allows nothing by itself. */
+/** @file Who may do what with the health tree, by the policy that the project
+ *  installs, under the rules of a system bus, which allows nothing by
+ *  itself. */
 
 #include "bus_client.hpp"
-#include "bus_rules.hpp"
 #include "component.hpp"
-#include "log_client.hpp"
+#include "installed_policy.hpp"
 #include "private_bus.hpp"
 #include "process.hpp"
 
@@ -12,6 +12,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -23,20 +25,20 @@ namespace
 
 using testing::HasSubstr;
 using testing::ThrowsMessage;
+using Words = std::vector<std::string>;
 
 const std::string root = "/com/vexa/olvar/health";
 const std::string rack = root + "/rack";
 const std::string leafKey = rack + "/leaf";
 constexpr const char* manager = "com.vexa.olvar.healthmgr";
+const std::string nodeInterface = std::string(manager) + ".HealthStatus";
+const std::string properties = "org.freedesktop.DBus.Properties";
 
-/** Runs busctl as a user without rights. */
-std::string asNobody(std::vector<std::string> command)
-{
-    command.insert(command.begin(),
-                   {"setpriv", "--reuid=65534", "--regid=65534",
-                    "--clear-groups", "busctl", "--system"});
-    return outputOf(command);
-}
+const Words hideLeaf{"emit", root,   manager, "HideFaultForSensor",
+                     "bssi", "true", "",      "/sensor",
+                     "0"};
+const Words tellCritical{"emit", "/mine", nodeInterface, "HealthStatusUpdate",
+                         "ssu",  root,    "/mine",       "4"};
 
 /** A health manager and a component on a bus with the installed policy. */
 class BusPolicy : public testing::Test
@@ -48,11 +50,37 @@ class BusPolicy : public testing::Test
         client.waitForHealth(root, 2);
     }
 
-    PrivateBus bus{systemRules + installedRules()};
+    PrivateBus bus{systemRules + installedRules(manager)};
     BusClient client;
     Process healthmgr{{HEALTHMGR}};
     Component leaf{leafKey, 2};
 };
+
+/** The same with other users. */
+class BusPolicyOfOthers : public BusPolicy
+{
+  protected:
+    void SetUp() override
+    {
+        if (geteuid() != 0)
+        {
+            GTEST_SKIP() << "needs root, to become another user";
+        }
+        letOthersIn(bus);
+        BusPolicy::SetUp();
+    }
+};
+
+/** Expects that the bus keeps a user from something. */
+void expectDenied(Caller caller, const Words& command)
+{
+    EXPECT_THAT(
+        [&] {
+            busctlAs(caller, command);
+        },
+        ThrowsMessage<std::runtime_error>(HasSubstr("Access denied")))
+        << testing::PrintToString(command);
+}
 
 TEST(BusWithoutAPolicy, RefusesTheHealthManager)
 {
@@ -70,139 +98,211 @@ TEST_F(BusPolicy, LetsHealthClimbAndTheTreeBeRead)
     EXPECT_EQ(client.objects(leaf.name()).size(), 2U);
 }
 
-TEST_F(BusPolicy, KeepsOtherUsersFromChangingTheHealth)
+TEST_F(BusPolicyOfOthers, LetsEverybodyReadWhatADaemonHolds)
 {
-    if (geteuid() != 0)
+    leaf.add(leafKey, "fault", "/sensor", 1);
+    for (const std::string& owner : {std::string(manager), leaf.name()})
     {
-        GTEST_SKIP() << "needs root, to become another user";
+        EXPECT_THAT(
+            busctlAs(Caller::stranger,
+                     {"call", owner, root, "org.freedesktop.DBus.ObjectManager",
+                      "GetManagedObjects"}),
+            HasSubstr("HealthStatus"));
     }
-    letOthersIn(bus);
-    EXPECT_THAT(
-        asNobody({"call", manager, root, "org.freedesktop.DBus.ObjectManager",
-                  "GetManagedObjects"}),
-        HasSubstr("HealthStatus"));
-    EXPECT_THAT(
-        [&] {
-            asNobody({"call", manager, root, manager, "AddHealthObject", "s",
-                      "/com/vexa/olvar/health/mine"});
-        },
-        ThrowsMessage<std::runtime_error>(HasSubstr("Access denied")));
-    asNobody({"emit", "/mine", "com.vexa.olvar.healthmgr.HealthStatus",
-              "HealthStatusUpdate", "ssu", root, "/mine", "4"});
+    client.waitForHealth(root, 4);
+    EXPECT_EQ(busctlAs(Caller::stranger, {"get-property", manager, root,
+                                          nodeInterface, "HealthStatus"}),
+              "u 4\n");
+    EXPECT_THAT(busctlAs(Caller::stranger, {"call", manager, root, properties,
+                                            "GetAll", "s", nodeInterface}),
+                HasSubstr("\"HealthStatus\" u 4"));
+}
+
+TEST_F(BusPolicyOfOthers, LetsEverybodyLookAroundInTheHealthManager)
+{
+    EXPECT_THAT(busctlAs(Caller::stranger, {"tree", "--list", manager}),
+                HasSubstr(rack + "\n"));
+    EXPECT_EQ(busctlAs(Caller::stranger, {"get-property", manager, rack,
+                                          nodeInterface, "HealthStatus"}),
+              "u 2\n");
+    EXPECT_THAT(busctlAs(Caller::stranger, {"call", manager, rack, properties,
+                                            "GetAll", "s", nodeInterface}),
+                HasSubstr("\"HealthStatus\" u 2"));
+    EXPECT_NO_THROW(
+        busctlAs(Caller::stranger,
+                 {"call", manager, root, "org.freedesktop.DBus.Peer", "Ping"}));
+}
+
+TEST_F(BusPolicyOfOthers, LetsRootAloneLookAroundInADaemon)
+{
+    EXPECT_THAT(outputOf({"busctl", "--system", "tree", "--list", leaf.name()}),
+                HasSubstr(leafKey + "\n"));
+    EXPECT_EQ(client.health(leaf.name(), leafKey), 2U);
+    EXPECT_THAT(outputOf({"busctl", "--system", "call", leaf.name(), leafKey,
+                          properties, "GetAll", "s", nodeInterface}),
+                HasSubstr("\"HealthStatus\" u 2"));
+    for (const Caller caller : {Caller::stranger, Caller::member})
+    {
+        expectDenied(caller, {"get-property", leaf.name(), leafKey,
+                              nodeInterface, "HealthStatus"});
+    }
+}
+
+TEST_F(BusPolicyOfOthers, KeepsStrangersFromAskingForNodesAndFromSetting)
+{
+    expectDenied(Caller::stranger, {"call", manager, root, manager,
+                                    "AddHealthObject", "s", root + "/mine"});
+    for (const std::string& path : {root, rack})
+    {
+        expectDenied(Caller::stranger,
+                     {"set-property", manager, path, nodeInterface,
+                      "HealthStatus", "u", "0"});
+    }
+}
+
+TEST_F(BusPolicyOfOthers, KeepsStrangersFromTellingHealth)
+{
+    busctlAs(Caller::stranger, tellCritical);
     client.catchUp();
     EXPECT_EQ(client.health(manager, root), 2U);
 }
 
-TEST_F(BusPolicy, LetsRootAloneSendNotifications)
+TEST_F(BusPolicyOfOthers, KeepsStrangersFromHidingFaults)
 {
-    if (geteuid() != 0)
-    {
-        GTEST_SKIP() << "needs root, to become another user";
-    }
-    letOthersIn(bus);
-    std::vector<std::string> heard;
-    const auto take = [](sd_bus_message* message, void* context,
-                         sd_bus_error*) {
-        const char* name = nullptr;
-        sd_bus_message_read(message, "s", &name);
-        static_cast<std::vector<std::string>*>(context)->emplace_back(name);
-        return 0;
-    };
-    ASSERT_GE(sd_bus_match_signal(client.get(), nullptr, nullptr, nullptr,
-                                  "com.vexa.olvar.Notification", nullptr, take,
-                                  &heard),
-              0);
-    const char* unique = nullptr;
-    sd_bus_get_unique_name(client.get(), &unique);
-    const std::string path = "/com/vexa/olvar/notification";
-    const std::string interface = "com.vexa.olvar.Notification";
-    asNobody({"emit", path, interface, "Notified", "say", "forged", "0"});
-    asNobody({"emit", "--destination=" + std::string(unique), path, interface,
-              "Notified", "say", "forged", "0"});
-    EXPECT_EQ(CfgSetAttributeInt("a", 1, 0, nullptr), 0);
-    client.catchUp();
-    EXPECT_EQ(heard, std::vector<std::string>{"CfgMgr/1/AttributeChange/a"});
+    leaf.add(leafKey, "fault", "/sensor", 1);
+    client.waitForHealth(root, 4);
+    busctlAs(Caller::stranger, hideLeaf);
+    Words toOne = hideLeaf;
+    toOne.insert(toOne.begin() + 1, "--destination=" + leaf.name());
+    busctlAs(Caller::stranger, toOne);
+    // It answers after what it was sent before.
+    EXPECT_EQ(client.health(leaf.name(), leafKey), 4U);
 }
 
-/** A log manager on a bus with the installed policy. */
-class LogPolicy : public testing::Test
+TEST_F(BusPolicyOfOthers, LetsMembersAskForNodesTellHealthAndHideFaults)
 {
-  protected:
-    void SetUp() override
-    {
-        client.waitUntilReady();
-    }
-
-    PrivateBus bus{systemRules + installedRules(logService)};
-    LogClient client;
-    Process logmgr{{LOGMGR}};
-};
-
-TEST(BusWithoutAPolicy, RefusesTheLogManager)
-{
-    const PrivateBus bus(systemRules);
-    Process logmgr({LOGMGR});
-    EXPECT_NE(logmgr.wait(), 0);
-    EXPECT_THAT(logmgr.errors(), HasSubstr("Permission denied"));
+    busctlAs(Caller::member, {"call", manager, "/com/vexa/olvar/healthmgr",
+                              manager, "AddHealthObject", "s", root + "/mine"});
+    EXPECT_EQ(client.objects(manager).count(root + "/mine"), 1U);
+    leaf.add(leafKey, "fault", "/sensor", 1);
+    client.waitForHealth(root, 4);
+    busctlAs(Caller::member, hideLeaf);
+    client.waitForHealth(root, 2);
+    busctlAs(Caller::member, tellCritical);
+    client.waitForHealth(root, 4);
 }
 
-TEST_F(LogPolicy, LetsRootAddClearAndHear)
+TEST_F(BusPolicyOfOthers, GivesTheNameToTheServicesUserAlone)
 {
-    EXPECT_EQ(client.add(recordOf(7)), 1U);
-    EXPECT_EQ(client.entry(1).record[11], 7);
-    EXPECT_EQ(client.clear(), 1U);
-    client.catchUp();
-    EXPECT_EQ(client.heard.size(), 2U);
-}
-
-TEST_F(LogPolicy, LetsOthersReadAndNothingElse)
-{
-    if (geteuid() != 0)
-    {
-        GTEST_SKIP() << "needs root, to become another user";
-    }
-    letOthersIn(bus);
-    client.add(recordOf(7));
-    const auto call = [](const std::vector<std::string>& arguments) {
-        std::vector<std::string> command{"call", logService, logPath,
-                                         logInterface};
-        command.insert(command.end(), arguments.begin(), arguments.end());
-        return asNobody(command);
-    };
-    EXPECT_THAT(call({"GetEntry", "q", "1"}), HasSubstr("Fan 7"));
-    EXPECT_THAT(call({"ListEntries", "qu", "0", "0"}), HasSubstr("Fan 7"));
-    EXPECT_THAT(asNobody({"get-property", logService, logPath, logInterface,
-                          "Entries"}),
-                HasSubstr("u 1"));
-    for (const std::vector<std::string>& wanted :
-         {std::vector<std::string>{"Clear"},
-          {"AddSEL", "(ssyy)ay", "", "", "0", "0", "0"},
-          {"AddSELWithTimestamp", "(ssyy)ayu", "", "", "0", "0", "0", "0"}})
+    healthmgr.kill();
+    for (const Caller caller : {Caller::stranger, Caller::member})
     {
         EXPECT_THAT(
             [&] {
-                call(wanted);
+                requestNameAs(caller, manager);
             },
-            ThrowsMessage<std::runtime_error>(HasSubstr("Access denied")))
-            << wanted[0];
+            ThrowsMessage<std::runtime_error>(HasSubstr("Access denied")));
     }
-    EXPECT_EQ(client.property("Entries"), "1");
+    EXPECT_EQ(requestNameAs(Caller::service, manager), "u 1\n");
 }
 
-TEST_F(LogPolicy, LetsRootAloneSendItsSignals)
+TEST_F(BusPolicyOfOthers, LetsTheServicesUserAskWhetherADaemonIsThrough)
 {
-    if (geteuid() != 0)
+    const Words ping{"call", leaf.name(), "/", "org.freedesktop.DBus.Peer",
+                     "Ping"};
+    EXPECT_NO_THROW(busctlAs(Caller::service, ping));
+    expectDenied(Caller::stranger, ping);
+    expectDenied(Caller::member, ping);
+}
+
+/** Hears the signals of others. */
+class SignalPolicy : public BusPolicyOfOthers
+{
+  protected:
+    /** Takes down the first argument of each signal of an interface. */
+    void listen(const std::string& interface)
     {
-        GTEST_SKIP() << "needs root, to become another user";
+        const auto take = [](sd_bus_message* message, void* context,
+                             sd_bus_error*) {
+            const char* text = nullptr;
+            sd_bus_message_read(message, "s", &text);
+            static_cast<Words*>(context)->emplace_back(text);
+            return 0;
+        };
+        ASSERT_GE(sd_bus_match_signal(client.get(), nullptr, nullptr, nullptr,
+                                      interface.c_str(), nullptr, take, &heard),
+                  0);
     }
-    letOthersIn(bus);
-    asNobody({"emit", logPath, logInterface, "ClearedSelEntries"});
-    asNobody({"emit", logPath, logInterface, "SignalSELEvent", "ay", "0"});
-    client.add(recordOf(7));
+
+    /** The receiver of a signal to this client alone. */
+    std::string toClient() const
+    {
+        const char* unique = nullptr;
+        sd_bus_get_unique_name(client.get(), &unique);
+        return "--destination=" + std::string(unique);
+    }
+
+    Words heard;
+};
+
+TEST_F(SignalPolicy, LetsRootAndMembersAloneSendNotifications)
+{
+    const std::string path = "/com/vexa/olvar/notification";
+    const std::string interface = "com.vexa.olvar.Notification";
+    listen(interface);
+    busctlAs(Caller::stranger,
+             {"emit", path, interface, "Notified", "say", "forged", "0"});
+    busctlAs(Caller::stranger, {"emit", toClient(), path, interface, "Notified",
+                                "say", "forged", "0"});
+    busctlAs(Caller::member,
+             {"emit", path, interface, "Notified", "say", "a member's", "0"});
+    EXPECT_EQ(CfgSetAttributeInt("a", 1, 0, nullptr), 0);
     client.catchUp();
-    EXPECT_THAT(
-        client.heard,
-        testing::ElementsAre("SignalSELEvent " + std::string(logPath) + "/7"));
+    EXPECT_EQ(heard, (Words{"a member's", "CfgMgr/1/AttributeChange/a"}));
+}
+
+TEST_F(SignalPolicy, LetsRootAndMembersAloneAnnounceFaults)
+{
+    const std::string interface = std::string(manager) + ".FaultEntry";
+    listen(interface);
+    const auto emitAs = [&](Caller caller, const std::string& name) {
+        busctlAs(caller,
+                 {"emit", leafKey + "/entry/Fault_1", interface,
+                  "FaultEntryRemoved", "sssuu", name, "", "", "0", "0"});
+    };
+    emitAs(Caller::stranger, "forged");
+    emitAs(Caller::member, "a member's");
+    leaf.add(leafKey, "fault", "/sensor", 1);
+    client.waitForHealth(root, 4);
+    ASSERT_EQ(heard.size(), 2U);
+    EXPECT_EQ(heard[0], "a member's");
+}
+
+TEST_F(SignalPolicy, LetsRootAndMembersAloneSpeakFromTheRoot)
+{
+    const std::string interface = "com.example.Any";
+    listen(interface);
+    busctlAs(Caller::stranger, {"emit", root, interface, "Any", "s", "forged"});
+    busctlAs(Caller::member,
+             {"emit", root, interface, "Any", "s", "a member's"});
+    // What does not come from there is nothing of ours.
+    busctlAs(Caller::stranger, {"emit", "/else", interface, "Any", "s", "any"});
+    client.catchUp();
+    EXPECT_EQ(heard, (Words{"a member's", "any"}));
+}
+
+TEST(BusLimits, LetADaemonHoldMoreThanAUsualBusDoes)
+{
+    const PrivateBus bus(systemRules + installedRules(manager) +
+                         installedRules("healthintf-limits"));
+    Component daemon(root, 2);
+    constexpr int most = 4096 / 3;
+    int made = 1;
+    while (daemon.init(root + "/c" + std::to_string(made), 2) != "null")
+    {
+        ASSERT_LT(++made, 2 * most);
+    }
+    EXPECT_EQ(made, most);
 }
 
 } // namespace

@@ -37,10 +37,10 @@ Process PrivateBus::start(const TemporaryFolder& folder,
         "<listen>unix:dir=" +
             folder.path().string() +
             "</listen><auth>EXTERNAL</auth>"
-            "<servicedir>" +
-            (folder.path() / "services").string() + "</servicedir>" + rules +
             "<limit name=\"max_match_rules_per_connection\">512</limit>"
             "<limit name=\"max_connections_per_user\">256</limit>"
+            "<servicedir>" +
+            (folder.path() / "services").string() + "</servicedir>" + rules +
             "</busconfig>");
     return Process({"dbus-daemon", "--nofork", "--nopidfile", "--print-address",
                     "--config-file=" + config.string()});

@@ -1,0 +1,115 @@
+#pragma once
+
+/** @file The policies that the project installs, on a bus of the test. */
+
+#include "file_content.hpp"
+#include "private_bus.hpp"
+#include "process.hpp"
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+
+/** What a system bus says before it includes anything. */
+inline const std::string systemRules =
+    "<policy context=\"default\"><allow user=\"*\"/><deny own=\"*\"/>"
+    "<deny send_type=\"method_call\"/><allow send_type=\"signal\"/>"
+    "<allow send_requested_reply=\"true\" send_type=\"method_return\"/>"
+    "<allow send_requested_reply=\"true\" send_type=\"error\"/>"
+    "<allow receive_type=\"method_call\"/>"
+    "<allow receive_type=\"method_return\"/><allow receive_type=\"error\"/>"
+    "<allow receive_type=\"signal\"/>"
+    "<allow send_destination=\"org.freedesktop.DBus\"/></policy>";
+
+// A bus knows only users and groups that the machine has. These are on every
+// one and stand for those that the packages make.
+inline const std::string servicesUser = "daemon";
+inline const std::string reportersGroup = "games";
+
+inline void replaceAll(std::string& text, const std::string& what,
+                       const std::string& by)
+{
+    for (std::size_t at = text.find(what); at != std::string::npos;
+         at = text.find(what, at + by.size()))
+    {
+        text.replace(at, what.size(), by);
+    }
+}
+
+/** An installed file as part of a configuration, with whoever runs the test in
+ *  the place of root. */
+inline std::string installedRules(const std::string& name)
+{
+    const std::string file =
+        contentOf(std::filesystem::path(BUS_POLICIES) / (name + ".conf"));
+    const std::string open = "<busconfig>";
+    const std::size_t start = file.find(open) + open.size();
+    std::string rules = file.substr(start, file.rfind("</") - start);
+    replaceAll(rules, "user=\"root\"",
+               "user=\"" + std::to_string(getuid()) + "\"");
+    replaceAll(rules, "user=\"healthintf\"", "user=\"" + servicesUser + "\"");
+    replaceAll(rules, "group=\"healthintf\"",
+               "group=\"" + reportersGroup + "\"");
+    return rules;
+}
+
+/** Whoever may come to a bus beside root. */
+enum class Caller
+{
+    /** A user without rights. */
+    stranger,
+    /** A user in the group of those who report and operate. */
+    member,
+    /** The services' user. */
+    service,
+};
+
+/** A command as another user. */
+inline std::vector<std::string> as(Caller caller,
+                                   const std::vector<std::string>& command)
+{
+    const std::string user =
+        caller == Caller::service ? servicesUser : std::string("nobody");
+    const std::string group =
+        caller == Caller::service ? reportersGroup : std::string("nogroup");
+    std::vector<std::string> whole{"setpriv", "--reuid=" + user,
+                                   "--regid=" + group};
+    whole.push_back(caller == Caller::member ? "--groups=" + reportersGroup
+                                             : "--clear-groups");
+    whole.insert(whole.end(), command.begin(), command.end());
+    return whole;
+}
+
+/** Runs busctl as another user.
+ *
+ *  @throws std::runtime_error with its errors when it fails */
+inline std::string busctlAs(Caller caller, std::vector<std::string> command)
+{
+    command.insert(command.begin(), {"busctl", "--system"});
+    return outputOf(as(caller, command));
+}
+
+/** Calls the bus for a name.
+ *
+ *  @throws std::runtime_error with the bus's answer when it refuses */
+inline std::string requestNameAs(Caller caller, const std::string& name)
+{
+    return busctlAs(caller,
+                    {"call", "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                     "org.freedesktop.DBus", "RequestName", "su", name, "0"});
+}
+
+/** Lets other users come to a bus. */
+inline void letOthersIn(const PrivateBus& bus)
+{
+    std::filesystem::permissions(bus.folder().path(),
+                                 std::filesystem::perms::others_exec,
+                                 std::filesystem::perm_options::add);
+}
+
+} // namespace healthintf::test

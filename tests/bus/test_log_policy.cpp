@@ -1,0 +1,181 @@
+/** @file Who may do what with the System Event Log, by the policy that the
+ *  project installs. */
+
+#include "installed_policy.hpp"
+#include "log_client.hpp"
+#include "private_bus.hpp"
+#include "process.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+namespace
+{
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::ThrowsMessage;
+using Words = std::vector<std::string>;
+
+/** A log manager on a bus with the installed policy. */
+class LogPolicy : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        client.waitUntilReady();
+    }
+
+    PrivateBus bus{systemRules + installedRules(logService)};
+    LogClient client;
+    Process logmgr{{LOGMGR}};
+};
+
+/** The same with other users. */
+class LogPolicyOfOthers : public LogPolicy
+{
+  protected:
+    void SetUp() override
+    {
+        if (geteuid() != 0)
+        {
+            GTEST_SKIP() << "needs root, to become another user";
+        }
+        letOthersIn(bus);
+        LogPolicy::SetUp();
+    }
+
+    /** Calls a method of the log. */
+    static std::string callAs(Caller caller, const Words& arguments)
+    {
+        Words command{"call", logService, logPath, logInterface};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        return busctlAs(caller, command);
+    }
+};
+
+/** What adds the record of a sensor without a name. */
+const Words addition{"AddSEL", "(ssyy)ay", "",  "",  "0", "0", "16",   "0",
+                     "0",      "2",        "0", "0", "0", "0", "0x20", "0",
+                     "4",      "4",        "7", "1", "0", "0", "0"};
+
+TEST(BusWithoutAPolicy, RefusesTheLogManager)
+{
+    const PrivateBus bus(systemRules);
+    Process logmgr({LOGMGR});
+    EXPECT_NE(logmgr.wait(), 0);
+    EXPECT_THAT(logmgr.errors(), HasSubstr("Permission denied"));
+}
+
+TEST_F(LogPolicy, LetsRootAddClearAndHear)
+{
+    EXPECT_EQ(client.add(recordOf(7)), 1U);
+    EXPECT_EQ(client.entry(1).record[11], 7);
+    EXPECT_EQ(client.clear(), 1U);
+    client.catchUp();
+    EXPECT_EQ(client.heard.size(), 2U);
+}
+
+TEST_F(LogPolicyOfOthers, LetsEverybodyRead)
+{
+    client.add(recordOf(7));
+    EXPECT_THAT(callAs(Caller::stranger, {"GetEntry", "q", "1"}),
+                HasSubstr("Fan 7"));
+    EXPECT_THAT(callAs(Caller::stranger, {"ListEntries", "qu", "0", "0"}),
+                HasSubstr("Fan 7"));
+    EXPECT_EQ(busctlAs(Caller::stranger, {"get-property", logService, logPath,
+                                          logInterface, "Entries"}),
+              "u 1\n");
+    // Asks for all properties and for the description.
+    EXPECT_THAT(busctlAs(Caller::stranger,
+                         {"introspect", logService, logPath, logInterface}),
+                HasSubstr("\"refuse\""));
+    EXPECT_NO_THROW(
+        busctlAs(Caller::stranger, {"call", logService, logPath,
+                                    "org.freedesktop.DBus.Peer", "Ping"}));
+}
+
+TEST_F(LogPolicyOfOthers, KeepsStrangersFromAddingAndClearing)
+{
+    client.add(recordOf(7));
+    for (const Words& wanted :
+         {Words{"Clear"},
+          addition,
+          {"AddSELWithTimestamp", "(ssyy)ayu", "", "", "0", "0", "0", "0"}})
+    {
+        EXPECT_THAT(
+            [&] {
+                callAs(Caller::stranger, wanted);
+            },
+            ThrowsMessage<std::runtime_error>(HasSubstr("Access denied")))
+            << wanted[0];
+    }
+    EXPECT_EQ(client.property("Entries"), "1");
+}
+
+TEST_F(LogPolicyOfOthers, LetsMembersAddAndClear)
+{
+    EXPECT_EQ(callAs(Caller::member, addition), "u 1\n");
+    EXPECT_EQ(callAs(Caller::member, {"Clear"}), "u 1\n");
+    EXPECT_EQ(client.property("Entries"), "0");
+}
+
+TEST_F(LogPolicyOfOthers, LetsRootAndTheServicesUserAloneSendItsSignals)
+{
+    for (const Caller caller :
+         {Caller::stranger, Caller::member, Caller::service})
+    {
+        busctlAs(caller, {"emit", logPath, logInterface, "ClearedSelEntries"});
+        busctlAs(caller,
+                 {"emit", logPath, logInterface, "SignalSELEvent", "ay", "0"});
+    }
+    client.add(recordOf(7));
+    client.catchUp();
+    EXPECT_THAT(client.heard,
+                ElementsAre("ClearedSelEntries " + std::string(logPath),
+                            "SignalSELEvent " + std::string(logPath),
+                            "SignalSELEvent " + std::string(logPath) + "/7"));
+}
+
+TEST_F(LogPolicyOfOthers, LetsNobodyElseSpeakFromTheLogsPath)
+{
+    const std::string interface = "com.example.Any";
+    int heard = 0;
+    const auto count = [](sd_bus_message*, void* context, sd_bus_error*) {
+        ++*static_cast<int*>(context);
+        return 0;
+    };
+    sd_bus_match_signal(client.get(), nullptr, nullptr, nullptr,
+                        interface.c_str(), nullptr, count, &heard);
+    for (const Caller caller :
+         {Caller::stranger, Caller::member, Caller::service})
+    {
+        busctlAs(caller, {"emit", logPath, interface, "SignalSELEvent"});
+    }
+    client.catchUp();
+    EXPECT_EQ(heard, 1);
+}
+
+TEST_F(LogPolicyOfOthers, GivesTheNameToTheServicesUserAlone)
+{
+    logmgr.kill();
+    for (const Caller caller : {Caller::stranger, Caller::member})
+    {
+        EXPECT_THAT(
+            [&] {
+                requestNameAs(caller, logService);
+            },
+            ThrowsMessage<std::runtime_error>(HasSubstr("Access denied")));
+    }
+    EXPECT_EQ(requestNameAs(Caller::service, logService), "u 1\n");
+}
+
+} // namespace
+} // namespace healthintf::test
