@@ -6,6 +6,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace healthintf::test
 {
@@ -16,6 +17,11 @@ class Component
   public:
     explicit Component(const std::string& loop = "sd-event") :
         process({COMPONENT_DAEMON, loop})
+    {}
+
+    /** @param[in] command starts a component-daemon some other way */
+    explicit Component(const std::vector<std::string>& command) :
+        process(command)
     {}
 
     /** Starts a daemon that holds one component. */
