@@ -1,0 +1,186 @@
+"""The packages on a machine of their own, where systemd runs the units with
+all that they forbid."""
+
+from bus import LOG, TREE, BusView
+from places import Machine, Skipped, eventually
+
+UNITS = ["healthmgr", "logmgr", "hostmon"]
+
+# Each reading is a fault.
+CONFIG = f"""
+interval = 0.1
+component = "{TREE}/packaged"
+[[filesystem]]
+path = "/home"
+warning = 0
+critical = 0
+[[memory]]
+warning = 100
+critical = 100
+[[load]]
+warning = 0
+critical = 0
+[[process]]
+name = "not-there"
+"""
+# A filesystem that only root can look into.
+DEEP_CONFIG = f"""
+component = "{TREE}/packaged"
+[[filesystem]]
+path = "/root/deep"
+warning = 0
+critical = 0
+"""
+AS_ROOT = """[Service]
+User=root
+CapabilityBoundingSet=CAP_DAC_READ_SEARCH
+"""
+# For a test that does not wait for minutes.
+IMPATIENT = "[Service]\nWatchdogSec=1\n"
+
+
+class Booted(BusView):
+    """The checks in their order; each builds on those before."""
+
+    def __init__(self, folder, packages):
+        self.machine = Machine(folder)
+        self.packages = packages
+        super().__init__(self.machine)
+        self.up = False
+
+    def show_logs(self):
+        """What the machine and the units said."""
+        with open(self.machine.log, encoding="utf-8") as log:
+            print(log.read()[-4000:])
+        if self.up:
+            print(self.machine.run("journalctl", "--no-pager", "--lines=100"))
+
+    def need_machine(self):
+        if not self.up:
+            raise Skipped("the machine is not up")
+
+    def property(self, unit, name):
+        return self.machine.run("systemctl", "show", f"--property={name}",
+                                "--value", unit).strip()
+
+    def process_id(self, unit):
+        return int(self.property(unit, "MainPID"))
+
+    def send(self, signal, unit):
+        self.machine.run("systemctl", "kill", "--kill-who=main",
+                         f"--signal={signal}", unit)
+
+    def check_machine_starts(self):
+        if not self.machine.booted():
+            raise Skipped("systemd cannot run in a container here")
+        self.up = True
+
+    def configure(self, config, **overrides):
+        """Gives hostmon a configuration and its unit more settings."""
+        self.machine.write("/etc/healthintf/hostmon.toml", config)
+        for name, text in overrides.items():
+            self.machine.write(
+                f"/etc/systemd/system/hostmon.service.d/{name}.conf", text)
+        self.machine.run("systemctl", "daemon-reload")
+        self.machine.run("systemctl", "restart", "hostmon")
+
+    def check_services_run_once_they_are_installed(self):
+        self.need_machine()
+        self.machine.install(self.packages)
+        for unit in UNITS:
+            eventually(f"{unit} is active", lambda unit=unit: self.property(
+                unit, "ActiveState") == "active")
+            assert self.property(unit, "NRestarts") == "0", unit
+        self.configure(CONFIG, impatient=IMPATIENT)
+
+    def check_units_are_sandboxed(self):
+        self.need_machine()
+        for unit in UNITS:
+            status = self.machine.run(
+                "cat", f"/proc/{self.process_id(unit)}/status")
+            for line in ["Seccomp:\t2", "NoNewPrivs:\t1",
+                         "CapEff:\t0000000000000000"]:
+                assert line in status, (unit, line)
+            owner = self.machine.run("stat", "--format=%U:%G",
+                                     f"/proc/{self.process_id(unit)}")
+            assert owner == "healthintf:healthintf\n", (unit, owner)
+
+    def check_fault_of_hostmon_climbs(self):
+        self.need_machine()
+        eventually("critical health", lambda: self.health(TREE) == "u 4")
+
+    def check_sandboxed_hostmon_sees_the_machine(self):
+        self.need_machine()
+        objects = self.objects_of(self.process_id("hostmon"))
+        assert "CriticalProcessMissing" in objects, objects
+        for kind in ["FilesystemFull", "MemoryExhausted", "LoadCritical"]:
+            assert kind in objects, (kind, objects)
+        assert "ReadingUnavailable" not in objects, objects
+
+    def check_log_is_kept_and_mirrored(self):
+        self.need_machine()
+        self.as_member("call", *LOG, "AddSEL", "(ssyy)ay", "Fan 7", "/fan7",
+                       "4", "0", *("16" + " 0" * 16).split())
+        assert "Fan 7" in self.as_stranger("call", *LOG, "GetEntry", "q", "1")
+        said = self.machine.run("journalctl", "--no-pager", "--unit=logmgr")
+        assert "error" not in said and "ermission" not in said, said
+
+    def check_hidden_attribute_is_set_by_a_sandboxed_service(self):
+        """A component answers the change of an attribute by another change,
+        which it writes into the state folder."""
+        self.need_machine()
+        name = "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#oemLCDFlags"
+        for value, before in [("1", "0"), ("0", "1")]:
+            record = ["0"] * 56
+            record[48], record[52] = value, before
+            self.as_member("emit", "/com/vexa/olvar/notification",
+                           "com.vexa.olvar.Notification", "Notified", "say",
+                           name, "56", *record)
+        file = "/var/lib/healthintf/config/attributes.json"
+        eventually("the attribute", lambda: "hideerrs" in self.machine.run(
+            "sh", "-c", f"cat {file} || true"))
+        assert self.machine.run("stat", "--format=%U:%G %a", file) == \
+            "healthintf:healthintf 664\n"
+
+    def check_bus_starts_the_unit(self):
+        self.need_machine()
+        self.machine.run("systemctl", "stop", "logmgr")
+        assert "Fan 7" in self.as_stranger("call", *LOG, "GetEntry", "q", "1")
+        assert self.property("logmgr", "ActiveState") == "active"
+        assert self.process_of(LOG[0]) == self.process_id("logmgr")
+
+    def check_killed_service_is_started_again(self):
+        self.need_machine()
+        before = self.process_id("healthmgr")
+        self.send("KILL", "healthmgr")
+        eventually("another process", lambda: self.process_id("healthmgr")
+                   not in (0, before))
+        eventually("critical health", lambda: self.health(TREE) == "u 4")
+
+    def check_stuck_service_is_started_again(self):
+        self.need_machine()
+        before = self.process_id("hostmon")
+        self.send("STOP", "hostmon")
+        eventually("another process", lambda: self.process_id("hostmon")
+                   not in (0, before))
+
+    def check_hostmon_may_run_as_root(self):
+        """As the manual says; the others keep their rights."""
+        self.need_machine()
+        self.machine.run("mkdir", "--parents", "--mode=700", "/root/deep")
+        self.configure(DEEP_CONFIG, root=AS_ROOT)
+        objects = self.objects_of(self.process_id("hostmon"))
+        assert "FilesystemFull" in objects, objects
+        for folder in ["/run/healthintf", "/run/healthintf/datacache",
+                       "/var/lib/healthintf/config"]:
+            listed = self.machine.run("ls", "-ld", folder).split()
+            assert listed[0] == "drwxrwsr-x+", (folder, listed)
+            assert listed[2:4] == ["healthintf"] * 2, (folder, listed)
+        self.machine.run("systemctl", "restart", "healthmgr")
+        eventually("critical health", lambda: self.health(TREE) == "u 4")
+
+    def check_services_end_well(self):
+        self.need_machine()
+        for unit in UNITS:
+            self.machine.run("systemctl", "stop", unit)
+            assert self.property(unit, "Result") == "success", unit
