@@ -1,7 +1,7 @@
 /** @file The commands of healthctl that change something, over a living
  *  tree. */
 
-#include "bus_rules.hpp"
+#include "installed_policy.hpp"
 #include "healthctl.hpp"
 
 #include <gmock/gmock.h>
@@ -105,14 +105,13 @@ class ForOthers : public testing::Test
 
     static Answer asOther(const std::vector<std::string>& arguments)
     {
-        auto command = asNobody;
-        command.emplace_back(HEALTHCTL);
+        std::vector<std::string> command{HEALTHCTL};
         command.insert(command.end(), arguments.begin(), arguments.end());
-        return answerOf(command);
+        return answerOf(as(Caller::stranger, command));
     }
 
     const std::string fan = "/com/vexa/olvar/health/rack/fan";
-    PrivateBus bus{systemRules + installedRules()};
+    PrivateBus bus{systemRules + installedRules("com.vexa.olvar.healthmgr")};
     BusClient client;
     Process healthmgr{{HEALTHMGR}};
     Component daemon{fan, 2};
