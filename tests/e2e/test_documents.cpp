@@ -1,0 +1,72 @@
+/** @file Whoever does what a page of docs/ shows sees what it says. */
+
+#include "installation.hpp"
+#include "private_bus.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace healthintf::test
+{
+namespace
+{
+
+using testing::EndsWith;
+namespace fs = std::filesystem;
+
+/** Runs the commands of a page on a bus of its own, in a folder that looks
+ *  like the project's after a build.
+ *
+ *  @return the runner's last line
+ *  @throws std::runtime_error with the first difference */
+std::string runPage(const std::string& name)
+{
+    const PrivateBus bus;
+    const TemporaryFolder project;
+    fs::create_directory_symlink(BUILD_FOLDER, project.path() / "build");
+    fs::create_directory_symlink(SOURCE_FOLDER "/data",
+                                 project.path() / "data");
+    return outputOf(
+        {SOURCE_FOLDER "/scripts/check-transcripts",
+         // What the pages call by the names that a user has for it.
+         "--let=/usr/libexec/healthintf=" +
+             fs::path(installation().program("")).parent_path().string(),
+         "--let=$ python3 =$ /usr/bin/python3 ",
+         // The compiler's own flags name the standard.
+         "--let=c++20 build=none build", SOURCE_FOLDER "/docs/" + name,
+         project.path()},
+        {"CXX=" COMPILER, "CXXFLAGS=" SDBUSPLUS_FLAGS, "CC=" C_COMPILER});
+}
+
+class Documents : public testing::TestWithParam<const char*>
+{};
+
+TEST_P(Documents, ShowWhatOneSees)
+{
+    EXPECT_THAT(runPage(GetParam()),
+                EndsWith("commands show what the document says\n"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Pages, Documents,
+                         testing::Values("dbus.md", "hostmon.md", "logmgr.md",
+                                         "tutorial.md"));
+
+/** The pages that have transcripts, so that no new one is forgotten. */
+TEST(DocumentsList, HasEveryPageWithTranscripts)
+{
+    std::vector<std::string> pages;
+    for (const auto& file : fs::directory_iterator(SOURCE_FOLDER "/docs"))
+    {
+        if (file.path().extension() == ".md" &&
+            contentOf(file.path()).find("```console\n$ ") != std::string::npos)
+        {
+            pages.push_back(file.path().filename());
+        }
+    }
+    EXPECT_THAT(pages,
+                testing::UnorderedElementsAre("dbus.md", "hostmon.md",
+                                              "logmgr.md", "tutorial.md"));
+}
+
+} // namespace
+} // namespace healthintf::test
