@@ -23,11 +23,13 @@
 #ifdef __cplusplus
 #include <sdbusplus/bus.hpp>
 
+/** Says in C++ that no exception leaves a function. */
 #define HEALTHINTF_NOEXCEPT noexcept
 namespace health_namespace
 {
 class FaultAndHealth;
 }
+/** A component; see health_namespace::FaultAndHealth. */
 typedef health_namespace::FaultAndHealth FaultAndHealthObject;
 #else
 #define HEALTHINTF_NOEXCEPT
@@ -58,8 +60,7 @@ extern "C"
      *             /com/vexa/olvar/health; not null
      *  @return the object, which the caller frees by
      *          FaultAndHealth_Destuctor(); null on any failure, which is
-     *          logged *
-     */
+     *          logged */
     HEALTHINTF_API FaultAndHealthObject*
     FaultAndHealth_Initialization(struct sd_bus* bus,
                                   const char* key) HEALTHINTF_NOEXCEPT;

@@ -41,7 +41,9 @@ namespace logmgr_interface
 class HEALTHINTF_API SELAndFault
 {
   public:
+    /** The sensor that saw an event. */
     using SensorInfo = SELInterface::SensorInfo;
+    /** The 16 bytes of an event. */
     using SELRecord = SELInterface::SELRecord;
 
     /** Takes a record before it is stored. What it returns is not looked at,

@@ -33,6 +33,7 @@ extern "C"
         const char* source;
         /** Two more strings for the configuration manager's own use. */
         const char* second;
+        /** The other of the two. */
         const char* third;
     };
 

@@ -16,18 +16,21 @@
 /** Byte offset of the severity, an unsigned 16-bit little-endian number:
  *  1 critical, 2 warning, 3 informational. */
 #define JNL_ENTRY_SEVERITY_OFFSET 4
-/** Byte offset and size of the message's identifier. */
+/** Byte offset of the message's identifier. */
 #define JNL_ENTRY_MESSAGE_ID_OFFSET 6
+/** Its size in bytes. */
 #define JNL_ENTRY_MESSAGE_ID_SIZE 16
-/** Byte offset and size of the message's text, its arguments filled in. */
+/** Byte offset of the message's text, its arguments filled in. */
 #define JNL_ENTRY_MESSAGE_OFFSET 22
+/** Its size in bytes. */
 #define JNL_ENTRY_MESSAGE_SIZE 256
 /** Byte offset of the number of arguments, one byte. */
 #define JNL_ENTRY_ARGUMENT_COUNT_OFFSET 278
-/** Byte offset of the first argument, and the number and size of the fields
- *  for them. */
+/** Byte offset of the first argument. */
 #define JNL_ENTRY_ARGUMENTS_OFFSET 279
+/** How many fields for arguments follow each other. */
 #define JNL_ENTRY_MAX_ARGUMENTS 5
+/** The size of each of them in bytes. */
 #define JNL_ENTRY_ARGUMENT_SIZE 80
 /** Byte offset of the description, which goes to the entry's end: what the
  *  event is about, such as a component's identifier. */

@@ -10,6 +10,7 @@
 namespace healthintf::log
 {
 
+/** How important a line is; dlog_printf() writes those up to its threshold. */
 enum Level : int
 {
     error = 1,
@@ -25,8 +26,10 @@ enum Level : int
 template <std::size_t N>
 struct BaseName
 {
+    /** The name, ended by a NUL. */
     char text[N]{};
 
+    /** @param[in] file what __FILE__ is */
     consteval BaseName(const char (&file)[N])
     {
         std::size_t start = 0;
@@ -46,6 +49,7 @@ struct BaseName
     }
 };
 
+/** The name of a file, for as long as the program runs. */
 template <BaseName name>
 inline constexpr const char* baseName = name.text;
 

@@ -16,6 +16,7 @@ inline constexpr const char* logPath = "/com/vexa/olvar/logmgr/SEL";
 /** The path of an entry in the data cache, before its identifier in five
  *  digits. */
 inline constexpr const char* entryPrefix = "/com/vexa/olvar/logmgr/selentry/";
+/** The log's interface on D-Bus. */
 inline constexpr const char* logInterface = "com.vexa.olvar.logmgr.SEL";
 /** The method that stores a record: `(ssyy)ay` to `u`. */
 inline constexpr const char* addMethod = "AddSEL";
@@ -31,6 +32,7 @@ struct SensorInfo
     /** Two bytes that are handed to the log manager and kept with the record;
      *  what they mean is between the daemon and whoever reads the log. */
     uint8_t firstByte = 0;
+    /** The second of them. */
     uint8_t secondByte = 0;
 };
 
@@ -44,10 +46,13 @@ struct SELRecord
     uint8_t recordType;
     /** Seconds since the epoch, from the log manager too. */
     std::array<uint8_t, 4> timestamp;
+    /** Who saw the event: IPMI address or software, and its channel. */
     std::array<uint8_t, 2> generatorId;
+    /** The form of the event message, 4 for IPMI 2.0. */
     uint8_t evmRevision;
     /** IPMI 2.0, table 42-3. */
     uint8_t sensorType;
+    /** The sensor's number, of those of its generator. */
     uint8_t sensorNumber;
     /** Bit 7 is set for a deassertion; the others are the event/reading type
      *  of IPMI 2.0, table 42-1. */

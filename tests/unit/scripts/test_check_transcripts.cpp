@@ -144,8 +144,9 @@ TEST_F(CheckTranscripts, KnowsWhatVariedWhenItComesBack)
 
 TEST_F(CheckTranscripts, RefusesAVaryingTextInACommandBeforeItWasSeen)
 {
-    expectWrong("<!-- varies: 4711 = [0-9]+ -->\n```console\n$ kill 4711\n```\n",
-                "4711 has not been seen before");
+    expectWrong(
+        "<!-- varies: 4711 = [0-9]+ -->\n```console\n$ kill 4711\n```\n",
+        "4711 has not been seen before");
 }
 
 TEST_F(CheckTranscripts, LooksAtNothingThatTheBackgroundWrites)

@@ -10,8 +10,11 @@ namespace healthintf::names
 
 /** The log manager's bus name. */
 inline constexpr const char* logManagerService = "com.vexa.olvar.logmgr";
+/** The object that stands for the log. */
 inline constexpr const char* selPath = SELInterface::logPath;
+/** Its interface. */
 inline constexpr const char* selInterface = SELInterface::logInterface;
+/** The method that stores a record: `(ssyy)ay` to `u`. */
 inline constexpr const char* addSelMethod = SELInterface::addMethod;
 /** The signal that the log was cleared. */
 inline constexpr const char* selCleared = "ClearedSelEntries";

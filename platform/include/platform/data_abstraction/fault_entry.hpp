@@ -49,6 +49,7 @@ PLATFORM_API int datacache_faultentry_remove(const std::string& path);
 class PLATFORM_API faultentry_cluster
 {
   public:
+    /** @param[in] bus the connection that the object lives on */
     explicit faultentry_cluster(sdbusplus::bus_t& bus);
     faultentry_cluster(const faultentry_cluster&) = delete;
     faultentry_cluster& operator=(const faultentry_cluster&) = delete;
@@ -63,19 +64,29 @@ class PLATFORM_API faultentry_cluster
 /** The properties of a fault entry; docs/dbus.md gives their meanings. */
 struct FaultEntryProperties
 {
+    /** Identifier of the component that the fault is on. */
     std::string fqdd;
+    /** Identifier of the message. */
     std::string messageID;
+    /** The text, its arguments filled in. */
     std::string message;
+    /** The arguments, in order. */
     std::vector<std::string> args;
     /** Seconds since the epoch. */
     uint64_t timestamp = 0;
     /** The health value that the entry stands for, 1 to 4. */
     uint32_t severity = 0;
+    /** The sensor that saw the fault. */
     std::string sensorPath;
+    /** Its IPMI number. */
     uint32_t sensorNumber = 0;
+    /** Its IPMI type. */
     uint32_t sensorType = 0;
+    /** The LED state asked for, 0 to 6; 0 asks for none. */
     int32_t ledState = 0;
+    /** The text for the front-panel LCD; may be empty. */
     std::string lcdMessage;
+    /** Whether the fault counts for no health. */
     bool hidden = false;
 };
 
@@ -84,10 +95,13 @@ class FaultEntry_gen
 {
   public:
     FaultEntry_gen() = default;
+    /** Makes a record of properties. */
     explicit FaultEntry_gen(FaultEntryProperties properties) :
         held(std::move(properties))
     {}
 
+    /** One of the properties; FaultEntryProperties tells of each.
+     *  @{ */
     const std::string& fqdd() const
     {
         return held.fqdd;
@@ -136,6 +150,7 @@ class FaultEntry_gen
     {
         return held.hidden;
     }
+    /** @} */
 
   private:
     FaultEntryProperties held;

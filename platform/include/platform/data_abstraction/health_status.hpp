@@ -47,6 +47,7 @@ PLATFORM_API int datacache_healthstatus_remove(const std::string& path);
 class PLATFORM_API healthstatus_cluster
 {
   public:
+    /** @param[in] bus the connection that the object lives on */
     explicit healthstatus_cluster(sdbusplus::bus_t& bus);
     healthstatus_cluster(const healthstatus_cluster&) = delete;
     healthstatus_cluster& operator=(const healthstatus_cluster&) = delete;
@@ -63,6 +64,7 @@ class HealthStatus_gen
 {
   public:
     HealthStatus_gen() = default;
+    /** Makes a record of a health, 0 to 4. */
     explicit HealthStatus_gen(uint32_t health) : held(health)
     {}
 

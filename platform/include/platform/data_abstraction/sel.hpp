@@ -52,6 +52,7 @@ struct SELEntryProperties
     /** Seconds since the epoch, as in the record; 0 for a record that has
      *  none. */
     uint32_t timestamp = 0;
+    /** The sensor that saw the event, as its daemon described it. */
     SELInterface::SensorInfo sensor;
     /** The record as it is stored, with its identifier and timestamp. */
     std::array<uint8_t, SELInterface::recordSize> record{};
@@ -62,10 +63,13 @@ class SELEntry_gen
 {
   public:
     SELEntry_gen() = default;
+    /** Makes an entry of properties. */
     explicit SELEntry_gen(SELEntryProperties properties) :
         held(std::move(properties))
     {}
 
+    /** One of the properties; SELEntryProperties tells of each.
+     *  @{ */
     uint16_t recordId() const
     {
         return held.recordId;
@@ -82,6 +86,7 @@ class SELEntry_gen
     {
         return held.record;
     }
+    /** @} */
 
   private:
     SELEntryProperties held;

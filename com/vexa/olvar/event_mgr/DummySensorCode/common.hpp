@@ -8,8 +8,10 @@
 namespace sdbusplus::common::com::vexa::olvar::event_mgr
 {
 
+/** The names that the interface has on D-Bus. */
 struct HEALTHINTF_API DummySensorCode
 {
+    /** The interface itself. */
     static constexpr auto interface =
         "com.vexa.olvar.event_mgr.DummySensorCode";
 };

@@ -28,6 +28,7 @@ class HEALTHINTF_API DummySensorCode
     : public sdbusplus::common::com::vexa::olvar::event_mgr::DummySensorCode
 {
   public:
+    /** The value of any property. */
     using PropertiesVariant = std::variant<uint32_t>;
 
     /** Puts the object on the bus.

@@ -7,13 +7,16 @@
 namespace sdbusplus::common::com::vexa::olvar::healthmgr
 {
 
+/** The names that the interface has on D-Bus. */
 struct HEALTHINTF_API FaultEntry
 {
+    /** The interface itself. */
     static constexpr auto interface = "com.vexa.olvar.healthmgr.FaultEntry";
 
     /** Announces a new fault. */
     struct FaultEntryAdded
     {
+        /** The signal itself. */
         static constexpr auto name = "FaultEntryAdded";
         /** FQDD, message id, message, arguments, timestamp, severity, sensor
          *  path, sensor number, sensor type. */
@@ -23,6 +26,7 @@ struct HEALTHINTF_API FaultEntry
     /** Takes a fault back. */
     struct FaultEntryRemoved
     {
+        /** The signal itself. */
         static constexpr auto name = "FaultEntryRemoved";
         /** FQDD, message id, sensor path, sensor number, sensor type. */
         static constexpr auto signature = "sssuu";
@@ -31,6 +35,7 @@ struct HEALTHINTF_API FaultEntry
     /** Asks every process to hide faults, or to show them again. */
     struct HideFaultForSensor
     {
+        /** The signal itself. */
         static constexpr auto name = "HideFaultForSensor";
         /** Whether to hide, component key, sensor path, sensor number. */
         static constexpr auto signature = "bssi";

@@ -30,8 +30,11 @@ class HEALTHINTF_API FaultEntry
       public faultentry_cluster
 {
   public:
+    /** The class, for the macro that declares its properties. */
     using Self = FaultEntry;
+    /** The value of any property. */
     using PropertiesVariant = FaultEntryPropertyVariant;
+    /** Properties by their D-Bus names. */
     using PropertyMap = FaultEntryPropertyMap;
 
     /** Puts the object on the bus and into the data cache.

@@ -28,8 +28,11 @@ class HEALTHINTF_API HealthStatus
       public healthstatus_cluster
 {
   public:
+    /** The class, for the macro that declares its properties. */
     using Self = HealthStatus;
+    /** The value of any property. */
     using PropertiesVariant = HealthStatusPropertyVariant;
+    /** Properties by their D-Bus names. */
     using PropertyMap = HealthStatusPropertyMap;
 
     /** Puts the object on the bus and into the data cache.
