@@ -6,6 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <regex>
+
 namespace healthintf::test
 {
 namespace
@@ -50,6 +52,40 @@ TEST_P(Documents, ShowWhatOneSees)
 INSTANTIATE_TEST_SUITE_P(Pages, Documents,
                          testing::Values("dbus.md", "hostmon.md", "logmgr.md",
                                          "tutorial.md"));
+
+/** Every option that a program tells of. */
+std::vector<std::string> optionsOf(const std::string& program)
+{
+    const std::string help =
+        outputOf({installation().program(program), "--help"});
+    const std::regex option("--([a-z]+)");
+    return {std::sregex_token_iterator(help.begin(), help.end(), option, 1),
+            std::sregex_token_iterator()};
+}
+
+TEST(Manual, HasAPageForEachServiceWithAllOfItsOptions)
+{
+    for (const std::string program : {"healthmgr", "hostmon", "logmgr"})
+    {
+        const std::string page =
+            contentOf(installation().at(MAN_FOLDER "/man8") / (program + ".8"));
+        EXPECT_THAT(optionsOf(program), testing::SizeIs(testing::Ge(2u)));
+        for (const std::string& option : optionsOf(program))
+        {
+            EXPECT_THAT(page, testing::HasSubstr("Fl Fl " + option)) << program;
+        }
+    }
+}
+
+TEST(Manual, HasPagesForTheLibraryAndTheConfigurations)
+{
+    for (const char* page :
+         {"man3/healthintf.3", "man5/hostmon.toml.5", "man5/logmgr.toml.5"})
+    {
+        EXPECT_TRUE(fs::exists(installation().at(MAN_FOLDER "/") / page))
+            << page;
+    }
+}
 
 /** The pages that have transcripts, so that no new one is forgotten. */
 TEST(DocumentsList, HasEveryPageWithTranscripts)
