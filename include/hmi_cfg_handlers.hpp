@@ -17,7 +17,7 @@ struct _CfgNotAttrChange; // NOLINT(bugprone-reserved-identifier)
 /** Takes a change of the attribute hideerrs: 0 hides all faults of the
  *  component, any other value shows them again. A change that this library
  *  made is passed over. For LQOVS_receive_signal; runs on the thread on which
- * the platform delivers notifications.
+ *  the platform delivers notifications.
  *
  *  @param[in] source not used
  *  @param[in] name not used

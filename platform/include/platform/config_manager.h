@@ -37,7 +37,8 @@ extern "C"
         const char* third;
     };
 
-    /** Sets an integer attribute.
+    /** Sets an integer attribute. May be called from any thread, also in the
+     *  callback of a notification.
      *
      *  @param[in] name the attribute's name, such as
      *             "system.embedded.1#lcd.1#hideerrs"

@@ -14,9 +14,9 @@ extern "C"
      *  A line below the platform's threshold must cost next to nothing: the
      *  platform decides by @p level before it formats anything.
      *
-     *  @param[in] level 1 errors, 2 caught exceptions and warnings, 5
-     * construction and destruction, 7 progress, 8 entry and exit, 9 destructors
-     * of the bindings
+     *  @param[in] level 1 errors, 2 caught exceptions and warnings,
+     *             5 construction and destruction, 7 progress, 8 entry and exit,
+     *             9 destructors of the bindings
      *  @param[in] module the part of the system that speaks
      *  @param[in] format a printf format; one trailing newline is not shown
      *  @return 0, or a negative number when the line could not be written

@@ -27,7 +27,7 @@ extern "C"
      *  @param[in] msgId the message's identifier
      *  @param[in] language language code of the wanted text, for example "en"
      *  @param[in] argumentBlock the arguments, each ended by a NUL byte, with
-     * at least MSGREG_MAX_ARGUMENTS zero bytes after the last
+     *             at least MSGREG_MAX_ARGUMENTS zero bytes after the last
      *  @param[out] content a record of MSGREG_CONTENT_SIZE bytes, zeroed by the
      *              caller
      *  @return 0 with severity and text filled in; otherwise the registry's own

@@ -16,8 +16,8 @@ extern "C"
      *
      *  @param[in] source who delivers it
      *  @param[in] name the notification's name
-     *  @param[in] data the notification's record; owned by the library and
-     * valid during the call only; may be null
+     *  @param[in] data the notification's record, which is the library's and
+     *             valid during the call only; may be null
      *  @param[in] length size of the record in bytes
      *  @param[in] context what was given at subscription */
     typedef void (*LQOVS_callback)(const char* source, const char* name,
@@ -27,7 +27,8 @@ extern "C"
     /** Subscribes to a notification.
      *
      *  The platform says in its own documentation on which thread it calls
-     * back; a subscriber that is not safe for that thread must arrange for it.
+     *  back; a subscriber that is not safe for that thread must arrange for
+     *  it. May be called from any thread, also in a callback.
      *
      *  @param[in] name the notification's name
      *  @param[in] callback what is called for each
@@ -37,7 +38,8 @@ extern "C"
                                             LQOVS_callback callback,
                                             void* context);
 
-    /** Ends a subscription; the callback is not called afterwards.
+    /** Ends a subscription; the callback is not called afterwards. Called on
+     *  the thread that subscribed, also in a callback.
      *
      *  @param[in] handle from LQOVS_receive_signal; null is allowed */
     PLATFORM_API void LQOVS_receive_signal_free(void* handle);

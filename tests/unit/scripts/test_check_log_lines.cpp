@@ -103,6 +103,17 @@ TEST_F(CheckLogLines, KnowsAPartOfAClassByTheClassesFile)
     expectCause("store_part.4.part: part", "there is no such file");
 }
 
+TEST_F(CheckLogLines, TakesAnyFunctionWhereTheCallerGivesIt)
+{
+    tree.write("src/read.cpp",
+               "void read(const char* function)\n"
+               "{\n"
+               "    HMI_LOG_AS(function, 2, \"%s.%d.%s: %ld\", 1L);\n"
+               "}\n");
+    EXPECT_EQ(check("read.3.caller: 1").output, "");
+    expectCause("read.4.caller: 1", "is line 3\n");
+}
+
 TEST_F(CheckLogLines, LooksForTheFunctionBehindStatements)
 {
     tree.write("services/loop.cpp", "void Loop::run(int a,\n"

@@ -1,7 +1,8 @@
 #pragma once
 
 /** @file Fault-entry records of the data cache: one for each fault entry,
- *  under the entry's object path. */
+ *  under the entry's object path. All functions may be called from several
+ *  threads at once. */
 
 #include <platform/api.h>
 #include <platform/data_abstraction/results.hpp>

@@ -1,7 +1,8 @@
 #pragma once
 
 /** @file Health records of the data cache: one for each health node, under
- *  the node's object path. */
+ *  the node's object path. All functions may be called from several threads
+ *  at once. */
 
 #include <platform/api.h>
 #include <platform/data_abstraction/results.hpp>

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Requests to the health manager. */
+/** @file Requests to the health manager, from any thread. */
 
 #include <platform/api.h>
 
