@@ -156,5 +156,49 @@ TEST(Subproject, TakesThePlatformOfAnotherPackage)
     EXPECT_EQ(client.health(owner, fan), 2u);
 }
 
+/** Builds the skeleton of a platform as its team would, and lets the package be
+ *  found that it makes. */
+void buildSkeleton(const TemporaryFolder& folder)
+{
+    // Where there is no sdbusplus, the stand-in's package.
+    folder.write("sdbusplus-lite.pc",
+                 "Name: sdbusplus-lite\nDescription: The stand-in\n"
+                 "Version: 1\nCflags: -I" SOURCE_FOLDER
+                 "/subprojects/sdbusplus-lite/include\n");
+    lookInto(folder.path(), "PKG_CONFIG_PATH");
+    const fs::path build = folder.path() / "build";
+    outputOf({MESON, "setup", build, SOURCE_FOLDER "/examples/platform",
+              "-Dcontract=" SOURCE_FOLDER "/platform/include", "-Dcpp_std=none",
+              "-Dwerror=true"},
+             {"CXX=" COMPILER, "CXXFLAGS=" SDBUSPLUS_FLAGS});
+    outputOf({MESON, "compile", "-C", build});
+    lookInto(build / "meson-uninstalled", "PKG_CONFIG_PATH");
+    lookInto(build, "LD_LIBRARY_PATH");
+}
+
+TEST(Subproject, WorksOnTheSkeletonOfAPlatform)
+{
+    const TemporaryFolder folder;
+    buildSkeleton(folder);
+    const MainProject project(
+        contentOf(SOURCE_FOLDER "/tests/bus/component_daemon.cpp"),
+        {"-Dhealthintf:platform=acme-platform",
+         "-Dcpp_args=-I" SOURCE_FOLDER "/tests/bus"});
+    project.compile();
+    EXPECT_THAT(project.needed(), HasSubstr("libacme-platform.so"));
+
+    const PrivateBus bus;
+    const BusClient client;
+    Process daemon = project.run({"own-loop"});
+    const std::string owner = daemon.ask("init " + fan + " 2");
+    EXPECT_EQ(client.health(owner, fan), 2u);
+    EXPECT_EQ(daemon.ask("message " + fan + " Fan.1.0.Gone /fan"), "5");
+    EXPECT_EQ(daemon.ask("add " + fan + " FAN0001 /fan 1"), "0");
+    EXPECT_THAT(client.objects(owner), testing::SizeIs(2));
+    EXPECT_EQ(daemon.ask("remove " + fan + " FAN0001 /fan"), "0");
+    EXPECT_THAT(client.objects(owner), testing::SizeIs(1));
+    EXPECT_EQ(client.health(owner, fan), 2u);
+}
+
 } // namespace
 } // namespace healthintf::test
