@@ -92,6 +92,53 @@ TEST(Manual, HasPagesForTheLibraryAndTheConfigurations)
     }
 }
 
+/** A program of a page's fragments, each of which sees those before it. They
+ *  use a daemon's component and connection without having made them. */
+std::string programOfFragments(const std::string& page)
+{
+    std::string includes = "#include <lmi_sel_fault.hpp>\n";
+    std::string body = "int take(const SELInterface::SELRecord& record);\n"
+                       "void fragments(health_namespace::FaultAndHealth* "
+                       "component, sdbusplus::bus_t& bus, "
+                       "std::vector<unsigned char> bytes) {\n";
+    std::string ends = "}\n";
+    std::istringstream lines(page);
+    bool inside = false;
+    for (std::string line; std::getline(lines, line);)
+    {
+        if (line == "```cpp")
+        {
+            inside = true;
+            body += "{\n";
+            ends += "}\n";
+        }
+        else if (line == "```")
+        {
+            inside = false;
+        }
+        else if (inside)
+        {
+            (line.starts_with("#include") ? includes : body) += line + "\n";
+        }
+    }
+    return includes + body + ends;
+}
+
+TEST(Fragments, CanBeCompiled)
+{
+    for (const char* page : {"queries.md", "sel.md"})
+    {
+        const std::string program = programOfFragments(
+            contentOf(fs::path(SOURCE_FOLDER "/docs") / page));
+        ASSERT_THAT(program, testing::HasSubstr("\n{\n")) << page;
+        const auto source =
+            installation().files().write("fragments.cpp", program);
+        EXPECT_NO_THROW(
+            installation().compile({"-fsyntax-only", "-Wno-unused", source}))
+            << page;
+    }
+}
+
 /** The pages that have transcripts, so that no new one is forgotten. */
 TEST(DocumentsList, HasEveryPageWithTranscripts)
 {
