@@ -9,8 +9,10 @@
 namespace DataAbstraction
 {
 
-int Healthmgr::AddHealthObject(const std::string& /*service*/,
-                               const std::string& /*path*/, std::string /*key*/)
+// The key is handed over by value, for those that keep it.
+int Healthmgr::AddHealthObject(
+    const std::string& /*service*/, const std::string& /*path*/,
+    std::string /*key*/) // NOLINT(performance-unnecessary-value-param)
 {
     return ENOSYS;
 }
