@@ -89,10 +89,10 @@ TEST_F(Reading, TreeGoesAsDeepAsIsAskedFor)
 
 TEST_F(Reading, TreeMarksWhatADeadProcessLeft)
 {
-    // Nobody is there who would clear up.
+    // One keeps the cache in use, and nobody is there who would clear up.
+    const Component other(root + "/other", 2);
     healthmgr.kill();
     daemon.process.kill();
-    const Component other(root + "/other", 2);
     const auto nodes = flat(jsonOf({"tree", "--faults"})["trees"]);
     EXPECT_EQ(nodes.at(fan)["stale"], true);
     EXPECT_EQ(nodes.at(fan)["faults"][0]["stale"], true);

@@ -20,7 +20,7 @@ std::string printed(const Faults& faults)
     setenv("TZ", "UTC0", 1);
     tzset();
     std::ostringstream out;
-    const Context context{.out = out, .style = Style(false, true)};
+    const Context context{.out = out, .style = Style(false, true), .width = {}};
     printFaults(context, faults);
     return out.str();
 }

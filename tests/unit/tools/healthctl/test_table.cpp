@@ -71,7 +71,7 @@ TEST(TableTest, ShortensLinesOfTheirOwn)
 {
     Table table({});
     table.addLine("  ", "/sensors/a/very/long/name", Tone::faint);
-    EXPECT_EQ(printed(table, 20), "  /sensors…/long/name\n");
+    EXPECT_EQ(printed(table, 20), "  /sensors…long/name\n");
 }
 
 TEST(TableTest, ColoursTextsAndNotTheBlanksBetween)

@@ -14,7 +14,7 @@ namespace
 TEST(TimeText, IsUtcForPrograms)
 {
     EXPECT_EQ(utcTime(0), "1970-01-01T00:00:00Z");
-    EXPECT_EQ(utcTime(1795261164), "2026-11-21T22:19:24Z");
+    EXPECT_EQ(utcTime(1795261164), "2026-11-21T11:39:24Z");
 }
 
 TEST(TimeText, IsLocalForPeople)

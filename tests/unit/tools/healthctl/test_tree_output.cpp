@@ -18,7 +18,8 @@ class TreeOutput : public testing::Test
     std::string drawn(const TreeView& view = {}, bool unicode = true) const
     {
         std::ostringstream out;
-        const Context context{.out = out, .style = Style(false, unicode)};
+        const Context context{
+            .out = out, .style = Style(false, unicode), .width = {}};
         printTrees(context, {trees.data()}, view);
         return out.str();
     }
