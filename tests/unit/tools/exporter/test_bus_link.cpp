@@ -44,7 +44,8 @@ class BusLinkTest : public testing::Test
     static std::filesystem::path socketOfTheBus()
     {
         const std::string address = getenv("DBUS_SYSTEM_BUS_ADDRESS");
-        return address.substr(address.find('/'));
+        const std::size_t begin = address.find('/');
+        return address.substr(begin, address.find(',') - begin);
     }
 
     services::EventLoop loop;
