@@ -48,8 +48,7 @@ MHD_Result reply(MHD_Connection* connection, unsigned int status,
     {
         MHD_add_response_header(response, MHD_HTTP_HEADER_ALLOW, "GET, HEAD");
     }
-    const MHD_Result result =
-        MHD_queue_response(connection, status, response);
+    const MHD_Result result = MHD_queue_response(connection, status, response);
     MHD_destroy_response(response);
     return result;
 }
