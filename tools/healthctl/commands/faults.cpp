@@ -102,8 +102,7 @@ void addSeverity(CLI::App& command, FaultWish& wish)
                     wish.severities.insert(chosenOf("--severity", word, words));
                 }
             },
-            "Only critical, warning, OK or unknown; may be given several "
-            "times")
+            "critical, warning, OK or unknown; repeatable")
         ->type_name("WORD")
         ->expected(1)
         ->take_all();
@@ -116,8 +115,7 @@ void addOrder(CLI::App& command, FaultWish& wish)
         {"severity", FaultOrder::severity},
         {"component", FaultOrder::component}};
     addChoice(command, "--sort", wish.order, orders,
-              "What comes first: by time the oldest, by severity (the "
-              "default) the most severe, or by component");
+              "time, severity (the default) or component");
     command.add_flag("-r,--reverse", wish.reverse, "The other way round");
     command.add_option("-n,--limit", wish.limit, "How many at most; 0 for all")
         ->type_name("N");

@@ -1,10 +1,11 @@
 #include "hide.hpp"
 
+#include "../echo.hpp"
 #include "../error.hpp"
 #include "../model/component.hpp"
-#include "../refusals.hpp"
 #include "../source/health_source.hpp"
 
+#include <com/vexa/olvar/healthmgr/names.hpp>
 #include <hmi_fault_health.hpp>
 
 #include <nlohmann/json.hpp>
@@ -50,7 +51,8 @@ std::string heldKey(const Target& target)
 void send(bool hide, const std::string& key, const Target& target)
 {
     using health_namespace::FaultAndHealth;
-    Refusals refusals;
+    Echo echo(std::string("path='") + names::root + "',interface='" +
+              names::managerInterface + "',member='HideFaultForSensor'");
     if (FaultAndHealth::SendHideFaultsSignal(hide, key, target.sensorPath,
                                              target.sensorNumber) !=
         health_namespace::statusOk)
@@ -59,7 +61,7 @@ void send(bool hide, const std::string& key, const Target& target)
                     "D-Bus cannot carry these names; give the sensor's path "
                     "as \"healthctl faults\" shows it");
     }
-    refusals.throwIfAny();
+    echo.expect();
 }
 
 ExitCode setHidden(const Context& context, bool hide, const Target& target)

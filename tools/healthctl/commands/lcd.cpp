@@ -1,9 +1,10 @@
 #include "lcd.hpp"
 
 #include "../choices.hpp"
+#include "../echo.hpp"
 #include "../error.hpp"
-#include "../refusals.hpp"
 #include "config_manager/attribute_file.hpp"
+#include "notification/protocol.hpp"
 
 #include <platform/config_manager.h>
 
@@ -100,7 +101,11 @@ ExitCode get(const Context& context, const std::string& name)
 /** @throws Error when the attribute was not set, or nobody could be told */
 void setAttribute(const std::string& attribute, int32_t value)
 {
-    Refusals refusals;
+    const host::Attributes before = attributes();
+    const auto held = before.find(attribute);
+    Echo echo(std::string("path='") + host::notificationPath + "',interface='" +
+              host::notificationInterface + "',member='" +
+              host::notificationMember + "'");
     const CfgMgrOrigin origin{"healthctl", nullptr, nullptr};
     const int result = CfgSetAttributeInt(attribute.c_str(), value, 0, &origin);
     if (result != 0)
@@ -113,7 +118,11 @@ void setAttribute(const std::string& attribute, int32_t value)
                                  : "; HEALTHINTF_LOG_LEVEL=4 in the "
                                    "environment shows why"));
     }
-    refusals.throwIfAny();
+    // What an attribute is already is told to nobody.
+    if (held == before.end() || held->second != value)
+    {
+        echo.expect();
+    }
 }
 
 ExitCode set(const Context& context, const std::string& name, int32_t value)

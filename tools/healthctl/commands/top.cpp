@@ -51,8 +51,8 @@ void addTop(CommandLine& commands)
     CLI::App& command = commands.add(
         {.name = "top",
          .summary = "Lists the most important visible faults.",
-         .more = "The most severe come first, of those the oldest. Exits with "
-                 "1 when there is none.\n\n"
+         .more = "The most severe come first, of those the oldest.\n"
+                 "Exits with 1 when there is none.\n\n"
                  "Examples:\n"
                  "  healthctl top\n"
                  "  healthctl top 3 --component chassis/psu1\n"

@@ -100,7 +100,8 @@ class Questions
         {
             const int result = sd_bus_process(bus, nullptr);
             check(result);
-            if (result == 0)
+            // An answer that did not come in time counts as nothing processed.
+            if (result == 0 && open > 0)
             {
                 check(sd_bus_wait(bus, UINT64_MAX));
             }

@@ -12,8 +12,7 @@ void addSourceOption(CLI::App& command, SourceChoice& choice)
         {"cache", SourceChoice::cache},
         {"bus", SourceChoice::bus}};
     addChoice(command, "--source", choice, choices,
-              "Where to read: cache, bus, or auto (the bus where the data "
-              "cache cannot be opened)");
+              "Where to read: auto, cache or bus");
 }
 
 } // namespace healthintf::healthctl

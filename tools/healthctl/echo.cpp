@@ -1,10 +1,9 @@
-#include "refusals.hpp"
+#include "echo.hpp"
 
 #include "context.hpp"
 #include "error.hpp"
 
 #include <cstring>
-#include <string>
 
 namespace healthintf::healthctl
 {
@@ -23,33 +22,31 @@ void check(int result)
 
 } // namespace
 
-Refusals::Refusals()
+Echo::Echo(const std::string& signal)
 {
     const auto kept = connectBus();
     sd_bus* opened = nullptr;
     check(sd_bus_default(&opened));
     bus.reset(opened);
+    const char* own = nullptr;
+    check(sd_bus_get_unique_name(opened, &own));
+    const std::string rule =
+        "type='signal',sender='" + std::string(own) + "'," + signal;
     sd_bus_slot* slot = nullptr;
-    check(sd_bus_add_filter(opened, &slot, take, this));
-    filter.reset(slot);
+    check(sd_bus_add_match(opened, &slot, rule.c_str(), take, this));
+    match.reset(slot);
 }
 
-Refusals::~Refusals() = default;
-
-int Refusals::take(sd_bus_message* message, void* context,
-                   sd_bus_error* /*error*/)
+int Echo::take(sd_bus_message* /*message*/, void* context,
+               sd_bus_error* /*error*/)
 {
-    if (sd_bus_message_is_method_error(
-            message, "org.freedesktop.DBus.Error.AccessDenied") > 0)
-    {
-        static_cast<Refusals*>(context)->refused = true;
-    }
+    static_cast<Echo*>(context)->heard = true;
     return 0;
 }
 
-void Refusals::throwIfAny()
+void Echo::expect()
 {
-    // The answer comes after what the bus had to say of the signals.
+    // The answer comes after what the bus had to pass on before.
     check(sd_bus_call_method(bus.get(), "org.freedesktop.DBus",
                              "/org/freedesktop/DBus", "org.freedesktop.DBus",
                              "GetId", nullptr, nullptr, ""));
@@ -59,7 +56,7 @@ void Refusals::throwIfAny()
         result = sd_bus_process(bus.get(), nullptr);
         check(result);
     }
-    if (refused)
+    if (!heard)
     {
         throw Error(ExitCode::notPermitted,
                     "the bus did not pass it on for this user; try again as "

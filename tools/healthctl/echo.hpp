@@ -5,26 +5,28 @@
 #include <systemd/sd-bus.h>
 
 #include <memory>
+#include <string>
 
 namespace healthintf::healthctl
 {
 
-/** Watches the operator's bus while signals are sent. A sender hears nothing of
- *  a signal that the bus's policy stops but an error that nobody waits for;
- *  this does. */
-class Refusals
+/** Listens to the operator's bus for a signal of this process. When the bus's
+ *  policy stops a signal its sender is not told; but whoever may send it also
+ *  hears it. */
+class Echo
 {
   public:
-    /** @throws Error when there is no bus */
-    Refusals();
-    ~Refusals();
-    Refusals(const Refusals&) = delete;
-    Refusals& operator=(const Refusals&) = delete;
+    /** @param[in] signal a match rule for the signal, without its sender
+     *  @throws Error when there is no bus */
+    explicit Echo(const std::string& signal);
+    Echo(const Echo&) = delete;
+    Echo& operator=(const Echo&) = delete;
 
     /** Waits until the bus has passed on what was sent since this was made.
      *
-     *  @throws Error when it refused any of it, or does not answer */
-    void throwIfAny();
+     *  @throws Error when the signal was not among it, or the bus does not
+     *          answer */
+    void expect();
 
   private:
     struct Unref
@@ -43,8 +45,8 @@ class Refusals
                     sd_bus_error* error);
 
     std::unique_ptr<sd_bus, Unref> bus;
-    std::unique_ptr<sd_bus_slot, Unref> filter;
-    bool refused = false;
+    std::unique_ptr<sd_bus_slot, Unref> match;
+    bool heard = false;
 };
 
 } // namespace healthintf::healthctl
