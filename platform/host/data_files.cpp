@@ -1,5 +1,7 @@
 #include "data_files.hpp"
 
+#include "host_config.hpp"
+
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
@@ -25,6 +27,16 @@ std::vector<fs::path> searchPath(const char* variable, const char* otherwise)
         }
     }
     return folders;
+}
+
+std::vector<fs::path> registryFolders()
+{
+    return searchPath("HEALTHINTF_REGISTRY_PATH", defaultRegistryPath);
+}
+
+std::vector<fs::path> eventFolders()
+{
+    return searchPath("HEALTHINTF_EVENT_PATH", defaultEventPath);
 }
 
 std::vector<fs::path> jsonFilesOf(const fs::path& folder,

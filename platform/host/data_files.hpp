@@ -16,6 +16,11 @@ namespace healthintf::host
 std::vector<std::filesystem::path> searchPath(const char* variable,
                                               const char* otherwise);
 
+/** Where message registries, and files of the event table, are looked for, in
+ *  this order. */
+std::vector<std::filesystem::path> registryFolders();
+std::vector<std::filesystem::path> eventFolders();
+
 /** The files *.json of a folder in the order of their names; none when it is
  *  not there.
  *

@@ -13,7 +13,7 @@ namespace healthintf::host
  *  /run/healthintf for root, or $XDG_RUNTIME_DIR/healthintf.
  *
  *  @throws std::runtime_error when none of them is set for this user */
-std::filesystem::path runtimeDirectory();
+PLATFORM_API std::filesystem::path runtimeDirectory();
 
 /** The folder of what lasts: $HEALTHINTF_STATE_DIR, or /var/lib/healthintf for
  *  root, or healthintf in $XDG_STATE_HOME or else in $HOME/.local/state.

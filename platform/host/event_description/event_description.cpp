@@ -6,7 +6,6 @@
 #include "event_entries.hpp"
 #include "event_record.hpp"
 #include "event_table.hpp"
-#include "host_config.hpp"
 
 #include <platform/event_description.h>
 
@@ -22,8 +21,6 @@ namespace healthintf::host
 namespace
 {
 
-constexpr const char* pathVariable = "HEALTHINTF_EVENT_PATH";
-
 constinit OpenedOnce<const EventTable> table;
 constinit OnceInARow failures;
 /** How many callers are attached. */
@@ -31,8 +28,8 @@ constinit std::atomic<unsigned int> users{0};
 
 std::unique_ptr<const EventTable> loadTable()
 {
-    auto loaded = std::make_unique<const EventTable>(
-        EventTable::load(searchPath(pathVariable, defaultEventPath)));
+    auto loaded =
+        std::make_unique<const EventTable>(EventTable::load(eventFolders()));
     for (const std::string& problem : loaded->problems())
     {
         HOST_LOG(log::warning, "%s.%d.%s: %s: left out", problem.c_str());

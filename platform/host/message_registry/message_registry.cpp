@@ -1,6 +1,5 @@
 #include "../data_files.hpp"
 #include "../host_log.hpp"
-#include "host_config.hpp"
 #include "message_catalog.hpp"
 #include "message_text.hpp"
 
@@ -17,8 +16,8 @@ namespace
 
 const MessageCatalog& catalog()
 {
-    static const MessageCatalog loaded = MessageCatalog::load(
-        searchPath("HEALTHINTF_REGISTRY_PATH", defaultRegistryPath));
+    static const MessageCatalog loaded =
+        MessageCatalog::load(registryFolders());
     return loaded;
 }
 

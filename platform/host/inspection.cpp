@@ -1,0 +1,92 @@
+#include "inspection.hpp"
+
+#include "data_cache/data_cache.hpp"
+#include "data_files.hpp"
+#include "event_description/event_table_file.hpp"
+#include "message_registry/registry_file.hpp"
+#include "storage/free_pages.hpp"
+
+#include <algorithm>
+#include <system_error>
+
+namespace healthintf::host
+{
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+/** Reads every file of the folders.
+ *
+ *  @param[in] parse takes a file's text and gives what is wrong with parts of
+ *             it, or throws when it cannot be used */
+template <typename Parse>
+InstalledFiles inspect(std::vector<fs::path> folders, Parse&& parse)
+{
+    InstalledFiles found{
+        .folders = std::move(folders), .usable = 0, .problems = {}};
+    const auto note = [&](const fs::path& where, const std::string& what) {
+        found.problems.push_back(where.string() + ": " + what);
+    };
+    for (const fs::path& folder : found.folders)
+    {
+        std::error_code error;
+        for (const fs::path& file : jsonFilesOf(folder, error))
+        {
+            try
+            {
+                for (const std::string& problem : parse(contentOf(file)))
+                {
+                    note(file, problem);
+                }
+                ++found.usable;
+            }
+            catch (const std::exception& e)
+            {
+                note(file, e.what());
+            }
+        }
+        if (error)
+        {
+            note(folder, error.message());
+        }
+    }
+    return found;
+}
+
+} // namespace
+
+InstalledFiles inspectRegistries()
+{
+    return inspect(registryFolders(), [](const std::string& text) {
+        return parseRegistry(text).problems;
+    });
+}
+
+InstalledFiles inspectEventTable()
+{
+    return inspect(eventFolders(), [](const std::string& text) {
+        parseEventTable(text);
+        return std::vector<std::string>{};
+    });
+}
+
+int measureCache(CacheSpace& space)
+{
+    return readCache([&](Environment& cache, const Transaction&) {
+        MDB_envinfo info{};
+        MDB_stat stat{};
+        checkLmdb("mdb_env_info", mdb_env_info(cache.get(), &info));
+        checkLmdb("mdb_env_stat", mdb_env_stat(cache.get(), &stat));
+        const std::size_t pages = info.me_last_pgno + 1;
+        const std::size_t unused = freePages(cache.get());
+        space = {.usedBytes = (pages - std::min(pages, unused)) * stat.ms_psize,
+                 .capacity = info.me_mapsize - Environment::reserve,
+                 .readers = info.me_numreaders,
+                 .maxReaders = Environment::maxReaders};
+        return 0;
+    });
+}
+
+} // namespace healthintf::host

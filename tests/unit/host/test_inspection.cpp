@@ -1,0 +1,93 @@
+#include "cache_test.hpp"
+#include "inspection.hpp"
+
+#include <platform/data_abstraction/health_status.hpp>
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace healthintf::host
+{
+namespace
+{
+
+using test::Child;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr const char* registry =
+    R"({"RegistryPrefix": "Fan", "RegistryVersion": "1.0.0",
+        "Language": "en", "Messages": {
+            "Slow": {"Message": "It is slow.", "MessageSeverity": "Warning",
+                     "NumberOfArgs": 0},
+            "Odd": {"Message": "It is odd.", "MessageSeverity": "Blue",
+                    "NumberOfArgs": 0}}})";
+
+class Inspection : public test::CacheTest
+{
+  protected:
+    Inspection()
+    {
+        const std::string folders = (folder.path() / "a").string() + ":" +
+                                    (folder.path() / "b").string();
+        setenv("HEALTHINTF_REGISTRY_PATH", folders.c_str(), 1);
+        setenv("HEALTHINTF_EVENT_PATH", folders.c_str(), 1);
+    }
+};
+
+TEST_F(Inspection, FindsNoFilesInFoldersThatAreNotThere)
+{
+    for (const InstalledFiles& found :
+         {inspectRegistries(), inspectEventTable()})
+    {
+        EXPECT_THAT(found.folders,
+                    ElementsAre(folder.path() / "a", folder.path() / "b"));
+        EXPECT_EQ(found.usable, 0);
+        EXPECT_THAT(found.problems, IsEmpty());
+    }
+}
+
+TEST_F(Inspection, CountsUsableFilesAndTellsWhatIsLeftOut)
+{
+    folder.write("a/fan.json", registry);
+    const auto bad = folder.write("b/bad.json", "{");
+    const InstalledFiles found = inspectRegistries();
+    EXPECT_EQ(found.usable, 1);
+    EXPECT_THAT(found.problems,
+                ElementsAre(HasSubstr("fan.json: line 5: Odd: "),
+                            HasSubstr(bad.string() + ": ")));
+    EXPECT_EQ(inspectEventTable().usable, 0);
+}
+
+TEST_F(Inspection, ReadsFilesAnewEachTime)
+{
+    EXPECT_EQ(inspectRegistries().usable, 0);
+    folder.write("a/fan.json", registry);
+    EXPECT_EQ(inspectRegistries().usable, 1);
+}
+
+TEST_F(Inspection, MeasuresWhatTheCacheHolds)
+{
+    Child child([](const Child::Parent&) {
+        CacheSpace before;
+        CacheSpace after;
+        const int first = measureCache(before);
+        for (int i = 0; i < 1000; ++i)
+        {
+            datacache_healthstatus_create("/node" + std::to_string(i),
+                                          {{"HealthStatus", 3u}});
+        }
+        const int second = measureCache(after);
+        const bool grown = after.usedBytes > before.usedBytes &&
+                           after.usedBytes < after.capacity;
+        const bool readers = after.readers >= 1 && after.maxReaders == 512;
+        return first == 0 && second == 0 && grown && readers ? 0 : 1;
+    });
+    EXPECT_EQ(child.wait(), 0);
+}
+
+} // namespace
+} // namespace healthintf::host
