@@ -6,6 +6,7 @@
 #include "commands/hide.hpp"
 #include "commands/lcd.hpp"
 #include "commands/leds.hpp"
+#include "commands/sel.hpp"
 #include "commands/top.hpp"
 #include "commands/tree.hpp"
 
@@ -26,6 +27,7 @@ int main(int argc, char** argv)
         addHide(commands);
         addUnhide(commands);
         addLcd(commands);
+        addSel(commands);
         return commands.run(argc, argv);
     }
     catch (const std::exception& e)

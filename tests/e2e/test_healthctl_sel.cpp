@@ -1,0 +1,298 @@
+/** @file healthctl's commands for the log, over a living log manager. */
+
+#include "healthctl.hpp"
+#include "ipmi_stand_in.hpp"
+#include "log_client.hpp"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+namespace
+{
+
+using nlohmann::json;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::SizeIs;
+
+const std::string fanRecord = "00000200000000200004040701570000";
+const std::string hotRecord = "00000200000000200004010601595a55";
+const std::string makersRecord = "0000e501020304200004010601595a55";
+
+std::vector<unsigned int> idsOf(const json& document)
+{
+    std::vector<unsigned int> ids;
+    for (const json& entry : document["entries"])
+    {
+        ids.push_back(entry["id"]);
+    }
+    return ids;
+}
+
+class HealthctlSel : public testing::Test
+{
+  protected:
+    HealthctlSel()
+    {
+        setenv("HEALTHINTF_EVENT_PATH", SHIPPED_EVENTS, 1);
+    }
+
+    static json add(std::vector<std::string> arguments)
+    {
+        arguments.insert(arguments.begin(), {"sel", "add"});
+        return jsonOf(arguments);
+    }
+
+    /** A fan's event, a hot sensor's, and a record of a maker's own. */
+    static void addThree()
+    {
+        add({fanRecord, "--name", "Fan 7", "--path", "/sensors/fan7", "--time",
+             "@1000"});
+        add({hotRecord, "--time", "@2000"});
+        add({makersRecord});
+    }
+
+    PrivateBus bus;
+    LogClient client;
+    Process logmgr = client.start();
+};
+
+TEST_F(HealthctlSel, AddAnswersTheIdentifier)
+{
+    EXPECT_EQ(add({fanRecord})["id"], 1);
+    const Answer second = healthctl({"sel", "add", "--name", "Fan 7", "--path",
+                                     "/sensors/fan7", "0000", "02", "00000000",
+                                     "2000", "04", "04", "07", "01", "570000"});
+    EXPECT_EQ(second.output, "2\n");
+    EXPECT_EQ(second.status, 0);
+    EXPECT_EQ(client.entry(2).name, "Fan 7");
+    EXPECT_EQ(client.entry(2).path, "/sensors/fan7");
+    EXPECT_EQ(client.entry(2).record[11], 7);
+}
+
+TEST_F(HealthctlSel, AddTakesOnlyARecord)
+{
+    const Answer answer = healthctl({"sel", "add", "0102"});
+    EXPECT_EQ(answer.status, 2);
+    EXPECT_EQ(answer.errors,
+              "healthctl: a record has 16 bytes, and 2 are given; write its 16 "
+              "bytes in hexadecimal digits\n");
+    EXPECT_EQ(client.property("Entries"), "0");
+}
+
+TEST_F(HealthctlSel, ListShowsWhatEachEventMeans)
+{
+    addThree();
+    const Answer answer = healthctl({"sel", "list"});
+    EXPECT_EQ(answer.status, 0);
+    EXPECT_THAT(answer.output,
+                AllOf(HasSubstr("Fan 7"), HasSubstr("asserted"),
+                      HasSubstr("warning"), HasSubstr("Fan sensor 0x07"),
+                      HasSubstr("critical"), HasSubstr("raw reading 0x5A")));
+    const json entries = jsonOf({"sel", "list"})["entries"];
+    ASSERT_THAT(entries, SizeIs(3));
+    EXPECT_EQ(entries[0]["timestamp"], 1000);
+    EXPECT_EQ(entries[0]["time"], "1970-01-01T00:16:40Z");
+    EXPECT_EQ(entries[0]["sensor"]["name"], "Fan 7");
+    EXPECT_EQ(entries[1]["description"]["severity"], "critical");
+    EXPECT_TRUE(entries[2]["event"].is_null());
+}
+
+TEST_F(HealthctlSel, ListFilters)
+{
+    addThree();
+    const auto listed = [](std::vector<std::string> filters) {
+        filters.insert(filters.begin(), {"sel", "list"});
+        return idsOf(jsonOf(filters));
+    };
+    EXPECT_THAT(listed({"--since", "@1500"}), ElementsAre(2));
+    EXPECT_THAT(listed({"--since", "@1", "--until", "@1000"}), ElementsAre(1));
+    EXPECT_THAT(listed({"--sensor-type", "fan"}), ElementsAre(1));
+    EXPECT_THAT(listed({"--sensor-type", "0x01", "--sensor-type", "4"}),
+                ElementsAre(1, 2));
+    EXPECT_THAT(listed({"--severity", "critical"}), ElementsAre(2));
+    EXPECT_THAT(listed({"--severity", "critical", "--severity", "warning"}),
+                ElementsAre(1, 2));
+    EXPECT_THAT(listed({"--last", "2"}), ElementsAre(2, 3));
+}
+
+TEST_F(HealthctlSel, ListExitsWithOneWhenThereIsNothing)
+{
+    EXPECT_EQ(healthctl({"sel", "list"}).status, 1);
+    EXPECT_THAT(jsonOf({"sel", "list"}, 1)["entries"], SizeIs(0));
+    const Answer wrong = healthctl({"sel", "list", "--since", "soon"});
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_THAT(wrong.errors, HasSubstr("\"soon\" is no time; write it as"));
+}
+
+TEST_F(HealthctlSel, ListAsksTheLogManagerWhereThisUserHasNoCache)
+{
+    addThree();
+    setenv("HEALTHINTF_RUNTIME_DIR", "/nowhere", 1);
+    EXPECT_THAT(idsOf(jsonOf({"sel", "list"})), ElementsAre(1, 2, 3));
+}
+
+TEST_F(HealthctlSel, ShowTellsEveryField)
+{
+    addThree();
+    const Answer answer = healthctl({"sel", "show", "2"});
+    EXPECT_EQ(answer.status, 0);
+    for (const char* line :
+         {"Record type     0x02\n", "Sensor type     0x01\n",
+          "Sensor number   0x06\n", "Offset          9\n",
+          "Event data      0x59 0x5A 0x55\n", "Severity        critical\n",
+          "Raw             02 00 02 d0 07 00 00 20 00 04 01 06 01 59 5a 55\n"})
+    {
+        EXPECT_THAT(answer.output, HasSubstr(line));
+    }
+    const json entry = jsonOf({"sel", "show", "2"})["entries"][0];
+    EXPECT_EQ(entry["event"]["offset"], 9);
+    EXPECT_EQ(entry["raw"], "02 00 02 d0 07 00 00 20 00 04 01 06 01 59 5a 55");
+}
+
+TEST_F(HealthctlSel, ShowSaysThatThereIsNoSuchEntry)
+{
+    const Answer answer = healthctl({"sel", "show", "9"});
+    EXPECT_EQ(answer.status, 1);
+    EXPECT_THAT(answer.errors, HasSubstr("the log has no entry 9; "));
+}
+
+TEST_F(HealthctlSel, ClearNeedsYesWhereNobodyCanBeAsked)
+{
+    addThree();
+    const Answer refused = healthctl({"sel", "clear"});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_THAT(refused.errors, HasSubstr("--yes"));
+    EXPECT_EQ(client.property("Entries"), "3");
+    EXPECT_EQ(jsonOf({"sel", "clear", "--yes"})["erased"], 3);
+    EXPECT_EQ(client.property("Entries"), "0");
+}
+
+TEST_F(HealthctlSel, ClearAsksOnATerminal)
+{
+    addThree();
+    const std::string question = "Remove all 3 entries of the log? [y/N] ";
+    Process asked({WATCH_ON_TERMINAL, HEALTHCTL, "sel", "clear"});
+    asked.tell("enter n");
+    EXPECT_THAT(asked.output(),
+                AllOf(HasSubstr(question), HasSubstr("Nothing was removed."),
+                      HasSubstr("ended 1, ")));
+    EXPECT_EQ(client.property("Entries"), "3");
+    Process agreed({WATCH_ON_TERMINAL, HEALTHCTL, "sel", "clear"});
+    agreed.tell("enter y");
+    EXPECT_THAT(agreed.output(),
+                AllOf(HasSubstr("3 entries removed"), HasSubstr("ended 0, ")));
+    EXPECT_EQ(client.property("Entries"), "0");
+}
+
+TEST_F(HealthctlSel, InfoTellsOfTheLogAsAWhole)
+{
+    json info = jsonOf({"sel", "info"});
+    EXPECT_EQ(info["entries"], 0);
+    EXPECT_EQ(info["capacity"], 4096);
+    EXPECT_EQ(info["policy"], "refuse");
+    EXPECT_EQ(info["overflow"], false);
+    EXPECT_TRUE(info["lastAddition"].is_null());
+    addThree();
+    healthctl({"sel", "clear", "--yes"});
+    info = jsonOf({"sel", "info"});
+    EXPECT_TRUE(info["lastAddition"].is_number());
+    EXPECT_TRUE(info["lastErase"].is_number());
+    EXPECT_THAT(healthctl({"sel", "info"}).output, HasSubstr("0 of 4096"));
+}
+
+TEST_F(HealthctlSel, ImportStoresWhatWasExported)
+{
+    addThree();
+    const std::string file = bus.folder().path() / "log.raw";
+    EXPECT_EQ(jsonOf({"sel", "export", file})["exported"], 3);
+    const std::string exported = healthctl({"sel", "export", "-"}).output;
+    EXPECT_EQ(exported.size(), 48);
+    const auto raw = [] {
+        std::vector<std::string> all;
+        const json list = jsonOf({"sel", "list"});
+        for (const json& entry : list["entries"])
+        {
+            all.push_back(entry["raw"]);
+        }
+        return all;
+    };
+    const auto before = raw();
+    healthctl({"sel", "clear", "--yes"});
+    const json imported = jsonOf({"sel", "import", file});
+    EXPECT_EQ(imported["imported"], 3);
+    EXPECT_EQ(imported["ids"], (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(raw(), before);
+}
+
+TEST_F(HealthctlSel, ImportOfACutFileStoresNothing)
+{
+    addThree();
+    const std::string content = healthctl({"sel", "export", "-"}).output;
+    const std::string file =
+        bus.folder().write("cut.raw", content.substr(0, 40));
+    const Answer answer = healthctl({"sel", "import", file});
+    EXPECT_EQ(answer.status, 5);
+    EXPECT_THAT(answer.errors, AllOf(HasSubstr("offset 32 is cut"),
+                                     HasSubstr("nothing was imported")));
+    EXPECT_EQ(client.property("Entries"), "3");
+}
+
+TEST_F(HealthctlSel, ExportIsWhatIpmitoolReads)
+{
+    addThree();
+    const std::string file = bus.folder().path() / "log.raw";
+    healthctl({"sel", "export", file});
+    const IpmiStandIn controller;
+    std::istringstream output(
+        outputOf({IPMITOOL, "-I", "dummy", "sel", "readraw", file},
+                 {controller.environment()}));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(output, line);)
+    {
+        lines.push_back(line);
+    }
+    ASSERT_THAT(lines, SizeIs(3));
+    EXPECT_THAT(lines[0], AllOf(HasSubstr("   1 |"), HasSubstr("Fan #0x07"),
+                                HasSubstr("Asserted")));
+    EXPECT_THAT(lines[1], AllOf(HasSubstr("Temperature #0x06"),
+                                HasSubstr("Upper Critical going high")));
+}
+
+TEST(HealthctlSelAlone, SaysThatThereIsNoLogManager)
+{
+    const PrivateBus bus;
+    for (const char* command : {"list", "info"})
+    {
+        const Answer answer = healthctl({"sel", command});
+        EXPECT_EQ(answer.status, 3);
+        EXPECT_EQ(answer.errors, "healthctl: there is no log manager; start "
+                                 "logmgr\n");
+    }
+}
+
+TEST(HealthctlSelAlone, ImportIntoALogWithoutRoomStoresNothing)
+{
+    const PrivateBus bus;
+    LogClient client;
+    const std::string config =
+        bus.folder().write("logmgr.toml", "capacity = 2\n");
+    const Process logmgr = client.start({"--config", config});
+    healthctl({"sel", "add", fanRecord});
+    const std::string record = healthctl({"sel", "export", "-"}).output;
+    const std::string file = bus.folder().write("two.raw", record + record);
+    const Answer answer = healthctl({"sel", "import", file});
+    EXPECT_EQ(answer.status, 5);
+    EXPECT_THAT(answer.errors, HasSubstr("room for 1 of 2 records"));
+    EXPECT_EQ(client.property("Entries"), "1");
+}
+
+} // namespace
+} // namespace healthintf::test

@@ -1,0 +1,134 @@
+#include "read_events.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sel/sel_entries.hpp>
+
+#include <cstdlib>
+#include <ctime>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+using testing::Contains;
+using testing::Key;
+using testing::Not;
+using testing::Pair;
+
+class SelEntries : public testing::Test
+{
+  protected:
+    SelEntries()
+    {
+        setenv("TZ", "UTC", 1);
+        tzset();
+    }
+
+    /** Of an event that the platform describes. */
+    static ReadEvent fanEvent()
+    {
+        return eventOf(17, 5, 0x04,
+                       EventWords{.severity = EventSeverity::warning,
+                                  .messageId = "FAN0107",
+                                  .text = "The fan is slow.",
+                                  .arguments = {"Fan", "0x11"},
+                                  .component = "Fan.Sensor.0x07",
+                                  .ledState = 1,
+                                  .lcd = "Fan slow"});
+    }
+
+    /** Of a record of a maker's own, which has no time. */
+    static ReadEvent makersRecord()
+    {
+        RawRecord record = recordOfEvent(18, 6, 0x04);
+        record[2] = 0xE5;
+        return {entryOf(record), std::nullopt};
+    }
+};
+
+TEST_F(SelEntries, CallTheSensorByTheBestNameThereIs)
+{
+    ReadEvent event = fanEvent();
+    EXPECT_EQ(sensorOf(event), "Fan.Sensor.0x07");
+    event.entry = entryOf(event.entry.record(), {.name = "", .path = "/fan"});
+    EXPECT_EQ(sensorOf(event), "/fan");
+    event.entry =
+        entryOf(event.entry.record(), {.name = "Fan 7", .path = "/fan"});
+    EXPECT_EQ(sensorOf(event), "Fan 7");
+    EXPECT_EQ(sensorOf(eventOf(1, 1, 0x04)), "type 0x04, number 0x07");
+    EXPECT_EQ(sensorOf(makersRecord()), "");
+}
+
+TEST_F(SelEntries, TellOfEachEventInWords)
+{
+    const ReadEvent event = fanEvent();
+    EXPECT_EQ(timeOf(event), "1970-01-01 00:00:05");
+    EXPECT_EQ(textOf(event), "The fan is slow.");
+    EXPECT_EQ(directionOf(event), "asserted");
+    EXPECT_EQ(severityOf(event), "warning");
+}
+
+TEST_F(SelEntries, ShowTheBytesOfWhatHasNoWords)
+{
+    const ReadEvent event = makersRecord();
+    EXPECT_EQ(timeOf(event), "");
+    EXPECT_EQ(directionOf(event), "");
+    EXPECT_EQ(severityOf(event), "");
+    EXPECT_EQ(textOf(event), digitsOf(event.entry.record()));
+}
+
+TEST_F(SelEntries, ShowEveryFieldOfAnEvent)
+{
+    const auto fields = allFieldsOf(fanEvent());
+    EXPECT_THAT(fields, Contains(Pair("Identifier", "17")));
+    EXPECT_THAT(fields, Contains(Pair("Record type", "0x02")));
+    EXPECT_THAT(fields, Contains(Pair("Generator", "0x20 0x00")));
+    EXPECT_THAT(fields, Contains(Pair("Message format", "0x04")));
+    EXPECT_THAT(fields, Contains(Pair("Sensor type", "0x04")));
+    EXPECT_THAT(fields, Contains(Pair("Sensor number", "0x07")));
+    EXPECT_THAT(fields, Contains(Pair("Event type", "0x01")));
+    EXPECT_THAT(fields, Contains(Pair("Offset", "7")));
+    EXPECT_THAT(fields, Contains(Pair("Event data", "0x57 0x11 0x22")));
+    EXPECT_THAT(fields, Contains(Pair("Message", "FAN0107")));
+    EXPECT_THAT(fields, Contains(Pair("Arguments", "Fan, 0x11")));
+    EXPECT_THAT(fields,
+                Contains(Pair("Raw", "11 00 02 05 00 00 00 20 00 04 04 07 01 "
+                                     "57 11 22")));
+}
+
+TEST_F(SelEntries, ShowOfAMakersRecordWhatItHas)
+{
+    const auto fields = allFieldsOf(makersRecord());
+    EXPECT_THAT(fields, Contains(Pair("Time", "none")));
+    EXPECT_THAT(fields, Contains(Pair("Event", "not described")));
+    EXPECT_THAT(fields, Not(Contains(Key("Sensor type"))));
+    EXPECT_THAT(fields, Not(Contains(Key("Severity"))));
+}
+
+TEST_F(SelEntries, GiveProgramsNumbersAsNumbers)
+{
+    const nlohmann::json json = jsonOf(fanEvent());
+    EXPECT_EQ(json["id"], 17);
+    EXPECT_EQ(json["timestamp"], 5);
+    EXPECT_EQ(json["event"]["generator"], 0x20);
+    EXPECT_EQ(json["event"]["sensorType"], 4);
+    EXPECT_EQ(json["event"]["offset"], 7);
+    EXPECT_EQ(json["event"]["data"], (std::vector<int>{0x57, 0x11, 0x22}));
+    EXPECT_EQ(json["description"]["severity"], "warning");
+    EXPECT_EQ(json["description"]["ledState"], 1);
+}
+
+TEST_F(SelEntries, GiveProgramsNullForWhatIsNotThere)
+{
+    const nlohmann::json json = jsonOf(makersRecord());
+    EXPECT_TRUE(json["timestamp"].is_null());
+    EXPECT_TRUE(json["event"].is_null());
+    EXPECT_TRUE(json["description"].is_null());
+    EXPECT_TRUE(json["sensor"]["name"].is_null());
+}
+
+} // namespace
+} // namespace healthintf::healthctl

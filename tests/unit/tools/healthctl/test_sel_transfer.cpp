@@ -1,0 +1,82 @@
+#include "read_events.hpp"
+#include "temporary_folder.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sel/sel_transfer.hpp>
+
+#include <sstream>
+
+#include <error.hpp>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+class SelTransfer : public testing::Test
+{
+  protected:
+    std::string complaintAbout(const std::string& file)
+    {
+        try
+        {
+            readRecords(file);
+            return "";
+        }
+        catch (const Error& e)
+        {
+            return e.what();
+        }
+    }
+
+    test::TemporaryFolder folder;
+    std::ostringstream out;
+    const std::vector<RawRecord> records{recordOfEvent(1, 2, 3),
+                                         recordOfEvent(4, 5, 6)};
+};
+
+TEST_F(SelTransfer, ReadsWhatItWrote)
+{
+    const std::string file = folder.path() / "log";
+    writeRecords(records, file, out);
+    EXPECT_EQ(readRecords(file), records);
+    EXPECT_EQ(out.str(), "");
+}
+
+TEST_F(SelTransfer, WritesInThePlaceOfWhatWasThere)
+{
+    const std::string file = folder.write("log", std::string(100, 'x'));
+    writeRecords({}, file, out);
+    EXPECT_TRUE(readRecords(file).empty());
+}
+
+TEST_F(SelTransfer, WritesToTheOutputForADash)
+{
+    writeRecords(records, "-", out);
+    EXPECT_EQ(out.str(), contentOf(records));
+}
+
+TEST_F(SelTransfer, SaysWhereAFileIsCut)
+{
+    EXPECT_THAT(
+        complaintAbout(folder.write("log", contentOf(records) + "more")),
+        AllOf(HasSubstr("log: nothing was imported"),
+              HasSubstr("offset 32 is cut: it has 4 bytes")));
+}
+
+TEST_F(SelTransfer, SaysWhichFileItCannotUse)
+{
+    const std::string missing = folder.path() / "missing";
+    EXPECT_THAT(complaintAbout(missing),
+                HasSubstr("unable to read " + missing + ": No such file"));
+    EXPECT_THAT(complaintAbout(folder.path()), HasSubstr("unable to read"));
+    EXPECT_THROW(writeRecords(records, folder.path() / "no" / "log", out),
+                 Error);
+}
+
+} // namespace
+} // namespace healthintf::healthctl

@@ -1,0 +1,17 @@
+#pragma once
+
+/** @file The commands below "sel": the System Event Log. */
+
+#include "../command_line.hpp"
+
+namespace healthintf::healthctl
+{
+
+/** Adds the commands that list, show, add, clear, export and import the log's
+ *  entries, and tell of the log as a whole. */
+void addSel(CommandLine& commands);
+
+/** Adds the command that lists entries below @p sel. */
+void addSelList(CommandLine& commands, CLI::App& sel);
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,208 @@
+#include "../choices.hpp"
+#include "../error.hpp"
+#include "../output/table.hpp"
+#include "../output/text.hpp"
+#include "../sel/log_reader.hpp"
+#include "../sel/moment.hpp"
+#include "../sel/sel_entries.hpp"
+#include "sel.hpp"
+
+#include <nlohmann/json.hpp>
+
+#include <ctime>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+constexpr const char* more =
+    "TIME is one of\n"
+    "  2026-01-31, '2026-01-31 13:45', '2026-01-31 13:45:10'  in local time\n"
+    "  90s, 10m, 2h, 3d                                       that long ago\n"
+    "  @1700000000                                            seconds since "
+    "1970\n"
+    "A sensor type is a number, as 4 or 0x04, or a name, as fan.\n"
+    "\n"
+    "Examples:\n"
+    "  healthctl sel list --last 20\n"
+    "  healthctl sel list --since 2h --severity critical\n"
+    "  healthctl sel list --sensor-type temperature --sensor-type fan\n"
+    "  healthctl sel list --since 2026-01-01 --until 2026-02-01 --json";
+
+/** The options as they were given. */
+struct Options
+{
+    std::string since;
+    std::string until;
+    std::vector<std::string> sensorTypes;
+    std::set<EventSeverity> severities;
+    std::size_t last = 0;
+};
+
+std::optional<int64_t> moment(const std::string& text)
+{
+    if (text.empty())
+    {
+        return std::nullopt;
+    }
+    try
+    {
+        return momentOf(text, std::time(nullptr));
+    }
+    catch (const std::invalid_argument& e)
+    {
+        throw Error(ExitCode::usage,
+                    std::string(e.what()) +
+                        "; write it as 2026-01-31, 10m or @1700000000");
+    }
+}
+
+SelFilter filterOf(const Options& options)
+{
+    SelFilter filter{
+        .since = moment(options.since),
+        .until = moment(options.until),
+        .sensorTypes = {options.sensorTypes.begin(), options.sensorTypes.end()},
+        .severities = options.severities,
+        .last = std::nullopt};
+    if (options.last > 0)
+    {
+        filter.last = options.last;
+    }
+    return filter;
+}
+
+/** A severity is as bad as the health of the fault that it makes. */
+Tone toneOf(const ReadEvent& event)
+{
+    if (!event.words)
+    {
+        return Tone::unknown;
+    }
+    switch (event.words->severity)
+    {
+        case EventSeverity::critical:
+            return Tone::critical;
+        case EventSeverity::warning:
+            return Tone::warning;
+        case EventSeverity::informational:
+            return Tone::plain;
+    }
+    return Tone::unknown;
+}
+
+/** Writes a row for each event, with its text beside the rest where there is
+ *  room for it, else below. */
+void writeTable(const Context& context, const std::vector<ReadEvent>& events)
+{
+    constexpr std::size_t roomy = 120;
+    constexpr std::size_t sensor = 2;
+    constexpr std::size_t last = 5;
+    const bool beside = !context.width || *context.width >= roomy;
+    Table table(
+        {{.column = last, .least = 40}, {.column = sensor, .least = 8}});
+    for (const ReadEvent& event : events)
+    {
+        const std::string text = printable(textOf(event));
+        table.addRow({std::to_string(event.entry.recordId()),
+                      timeOf(event),
+                      {printable(sensorOf(event)), Tone::strong},
+                      directionOf(event),
+                      {severityOf(event), toneOf(event)},
+                      beside ? text : ""});
+        if (!beside)
+        {
+            table.addText("  ", "  ", text, Tone::plain);
+        }
+    }
+    table.print(context.out, context.style, context.width);
+}
+
+ExitCode list(const Context& context, const Options& options)
+{
+    const SelFilter filter = filterOf(options);
+    const std::vector<ReadEvent> events =
+        filtered(described(readLog()), filter);
+    if (context.json)
+    {
+        nlohmann::ordered_json entries = nlohmann::ordered_json::array();
+        for (const ReadEvent& event : events)
+        {
+            entries.push_back(jsonOf(event));
+        }
+        writeJson(context, "healthctl.sel-entries/1", {{"entries", entries}});
+    }
+    else
+    {
+        if (events.empty())
+        {
+            context.out << "No such entries.\n";
+        }
+        writeTable(context, events);
+    }
+    return events.empty() ? ExitCode::nothingFound : ExitCode::ok;
+}
+
+void addSeverity(CLI::App& command, Options& options)
+{
+    static const Choices<EventSeverity> words{
+        {wordFor(EventSeverity::critical), EventSeverity::critical},
+        {wordFor(EventSeverity::warning), EventSeverity::warning},
+        {wordFor(EventSeverity::informational), EventSeverity::informational}};
+    command
+        .add_option_function<std::vector<std::string>>(
+            "-s,--severity",
+            [&options](const std::vector<std::string>& chosen) {
+                for (const std::string& word : chosen)
+                {
+                    options.severities.insert(
+                        chosenOf("--severity", word, words));
+                }
+            },
+            "Only critical, warning or informational; may be given several "
+            "times")
+        ->type_name("WORD")
+        ->expected(1)
+        ->take_all();
+}
+
+} // namespace
+
+void addSelList(CommandLine& commands, CLI::App& sel)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App& command =
+        commands.add(sel,
+                     {.name = "list",
+                      .summary = "Lists the entries, the oldest first.",
+                      .more = more},
+                     [options](const Context& context) {
+                         return list(context, *options);
+                     });
+    command.add_option("--since", options->since, "Only from this time on")
+        ->type_name("TIME");
+    command.add_option("--until", options->until, "Only up to this time")
+        ->type_name("TIME");
+    command
+        .add_option("--sensor-type", options->sensorTypes,
+                    "Only of sensors of this type; may be given several times")
+        ->type_name("TYPE")
+        ->expected(1)
+        ->take_all();
+    addSeverity(command, *options);
+    command
+        .add_option("-n,--last", options->last,
+                    "At most so many of those, the newest ones")
+        ->check(CLI::PositiveNumber.description(""))
+        ->type_name("N");
+}
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,265 @@
+#include "log_service.hpp"
+
+#include "../context.hpp"
+#include "../error.hpp"
+
+#include <com/vexa/olvar/logmgr/names.hpp>
+
+#include <log_manager/protocol.hpp>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <system_error>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+using host::checkBus;
+using host::MessagePtr;
+
+/** What ListEntries calls the first entry, and what it answers behind the
+ *  last one. */
+constexpr uint16_t firstEntry = 0;
+constexpr uint16_t noEntry = 0xFFFF;
+
+[[noreturn]] void failWith(const sd_bus_error& error, int result)
+{
+    const std::string_view name = error.name != nullptr ? error.name : "";
+    const std::string text = error.message != nullptr
+                                 ? error.message
+                                 : std::generic_category().message(-result);
+    if (name == host::selFull)
+    {
+        throw Error(ExitCode::failed,
+                    text + "; \"healthctl sel clear\" does that");
+    }
+    if (name == SD_BUS_ERROR_ACCESS_DENIED)
+    {
+        throw Error(ExitCode::notPermitted,
+                    "the bus lets this user not do that; try again as root");
+    }
+    if (name == SD_BUS_ERROR_SERVICE_UNKNOWN ||
+        name == SD_BUS_ERROR_NAME_HAS_NO_OWNER ||
+        name.starts_with("org.freedesktop.DBus.Error.Spawn"))
+    {
+        throw Error(ExitCode::unavailable,
+                    "there is no log manager; start logmgr");
+    }
+    if (name.starts_with("com.vexa.olvar.logmgr."))
+    {
+        throw Error(ExitCode::failed, text);
+    }
+    throw Error(ExitCode::failed, "the log manager did not answer: " + text +
+                                      "; see the log of logmgr");
+}
+
+MessagePtr newCall(const host::BusPtr& bus, const char* interface,
+                   const char* member)
+{
+    sd_bus_message* message = nullptr;
+    checkBus("sd_bus_message_new_method_call",
+             sd_bus_message_new_method_call(bus.get(), &message,
+                                            names::logManagerService,
+                                            names::selPath, interface, member));
+    return MessagePtr(message);
+}
+
+/** Calls and waits for the reply.
+ *
+ *  @throws Error for an error reply */
+MessagePtr reply(const host::BusPtr& bus, const MessagePtr& call)
+{
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_message* answer = nullptr;
+    const int result = sd_bus_call(bus.get(), call.get(), 0, &error, &answer);
+    const MessagePtr owned(answer);
+    if (result < 0)
+    {
+        const struct Free
+        {
+            sd_bus_error& error;
+            ~Free()
+            {
+                sd_bus_error_free(&error);
+            }
+        } atEnd{error};
+        failWith(error, result);
+    }
+    return MessagePtr(sd_bus_message_ref(answer));
+}
+
+uint32_t numberIn(const MessagePtr& message)
+{
+    uint32_t number = 0;
+    checkBus("unable to read the answer",
+             sd_bus_message_read(message.get(), "u", &number));
+    return number;
+}
+
+/** The property that comes next in a map of properties. */
+void takeProperty(sd_bus_message* message, LogInfo& info)
+{
+    const char* name = nullptr;
+    checkBus("unable to read a property",
+             sd_bus_message_read(message, "s", &name));
+    const std::string_view property = name;
+    const auto number = [&](uint32_t& value) {
+        checkBus("unable to read a property",
+                 sd_bus_message_read(message, "v", "u", &value));
+    };
+    if (property == "Entries")
+    {
+        number(info.entries);
+    }
+    else if (property == "Capacity")
+    {
+        number(info.capacity);
+    }
+    else if (property == "LastAddition")
+    {
+        number(info.lastAddition);
+    }
+    else if (property == "LastErase")
+    {
+        number(info.lastErase);
+    }
+    else if (property == "Overflow")
+    {
+        int overflow = 0;
+        checkBus("unable to read a property",
+                 sd_bus_message_read(message, "v", "b", &overflow));
+        info.overflow = overflow != 0;
+    }
+    else if (property == "OverflowPolicy")
+    {
+        const char* policy = "";
+        checkBus("unable to read a property",
+                 sd_bus_message_read(message, "v", "s", &policy));
+        info.policy = policy;
+    }
+    else
+    {
+        checkBus("unable to pass over a property",
+                 sd_bus_message_skip(message, "v"));
+    }
+}
+
+/** The entry that comes next in a list. */
+SELEntry_gen entryIn(sd_bus_message* message)
+{
+    SELEntryProperties entry;
+    const char* name = "";
+    const char* path = "";
+    const void* bytes = nullptr;
+    std::size_t size = 0;
+    checkBus("unable to read an entry",
+             sd_bus_message_read(
+                 message, "qu(ssyy)", &entry.recordId, &entry.timestamp, &name,
+                 &path, &entry.sensor.firstByte, &entry.sensor.secondByte));
+    checkBus("unable to read an entry",
+             sd_bus_message_read_array(message, 'y', &bytes, &size));
+    entry.sensor.name = name;
+    entry.sensor.path = path;
+    std::copy_n(static_cast<const uint8_t*>(bytes),
+                std::min(size, entry.record.size()), entry.record.begin());
+    return SELEntry_gen(entry);
+}
+
+/** Adds the entries of a page.
+ *
+ *  @return the identifier of the one behind them */
+uint16_t addPage(sd_bus_message* message, std::vector<SELEntry_gen>& entries)
+{
+    constexpr const char* entry = "qu(ssyy)ay";
+    checkBus("unable to read the entries",
+             sd_bus_message_enter_container(message, 'a', "(qu(ssyy)ay)"));
+    while (sd_bus_message_enter_container(message, 'r', entry) > 0)
+    {
+        entries.push_back(entryIn(message));
+        checkBus("unable to read the entries",
+                 sd_bus_message_exit_container(message));
+    }
+    checkBus("unable to read the entries",
+             sd_bus_message_exit_container(message));
+    uint16_t next = noEntry;
+    checkBus("unable to read the entries",
+             sd_bus_message_read(message, "q", &next));
+    return next;
+}
+
+} // namespace
+
+LogService::LogService()
+{
+    // The library's and this one are the same connection.
+    const auto operators = connectBus();
+    bus = host::openDefaultBus();
+}
+
+uint32_t LogService::add(const SELInterface::SensorInfo& sensor,
+                         const RawRecord& record,
+                         const std::optional<uint32_t>& time)
+{
+    const MessagePtr call =
+        newCall(bus, names::selInterface,
+                time ? host::addSelWithTimestamp : names::addSelMethod);
+    if (sd_bus_message_append(call.get(), "(ssyy)", sensor.name.c_str(),
+                              sensor.path.c_str(), sensor.firstByte,
+                              sensor.secondByte) < 0)
+    {
+        throw Error(ExitCode::usage,
+                    "the sensor's name or path is no text; write it in UTF-8");
+    }
+    checkBus("sd_bus_message_append_array",
+             sd_bus_message_append_array(call.get(), 'y', record.data(),
+                                         record.size()));
+    if (time)
+    {
+        checkBus("sd_bus_message_append",
+                 sd_bus_message_append(call.get(), "u", *time));
+    }
+    return numberIn(reply(bus, call));
+}
+
+uint32_t LogService::clear()
+{
+    return numberIn(reply(bus, newCall(bus, names::selInterface, "Clear")));
+}
+
+LogInfo LogService::info()
+{
+    const MessagePtr call =
+        newCall(bus, "org.freedesktop.DBus.Properties", "GetAll");
+    checkBus("sd_bus_message_append",
+             sd_bus_message_append(call.get(), "s", names::selInterface));
+    const MessagePtr answer = reply(bus, call);
+    LogInfo info;
+    checkBus("unable to read the properties",
+             sd_bus_message_enter_container(answer.get(), 'a', "{sv}"));
+    while (sd_bus_message_enter_container(answer.get(), 'e', "sv") > 0)
+    {
+        takeProperty(answer.get(), info);
+        checkBus("unable to read the properties",
+                 sd_bus_message_exit_container(answer.get()));
+    }
+    return info;
+}
+
+std::vector<SELEntry_gen> LogService::entries()
+{
+    std::vector<SELEntry_gen> entries;
+    for (uint16_t next = firstEntry; next != noEntry;)
+    {
+        const MessagePtr call =
+            newCall(bus, names::selInterface, "ListEntries");
+        checkBus("sd_bus_message_append",
+                 sd_bus_message_append(call.get(), "qu", next, 0U));
+        next = addPage(reply(bus, call).get(), entries);
+    }
+    return entries;
+}
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,189 @@
+#include "raw_records.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <stdexcept>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+constexpr uint8_t eventRecord = 0x02;
+/** From this record type on there are bytes of the maker where others have the
+ *  time. */
+constexpr uint8_t firstWithoutTime = 0xE0;
+constexpr uint8_t deassertion = 0x80;
+constexpr int hexadecimal = 16;
+
+/** Puts a blank where anything stands that may be between two bytes. */
+std::string withBlanks(const std::vector<std::string>& words)
+{
+    std::string text;
+    for (const std::string& word : words)
+    {
+        text += word + ' ';
+    }
+    std::ranges::replace_if(
+        text,
+        [](char c) {
+            return c == ':' || c == '-' || c == ',' || c == '\t';
+        },
+        ' ');
+    return text;
+}
+
+/** The pieces of a text between blanks, without a leading 0x. */
+std::vector<std::string> piecesOf(const std::string& text)
+{
+    std::vector<std::string> pieces;
+    for (std::size_t begin = text.find_first_not_of(' ');
+         begin != std::string::npos;)
+    {
+        const std::size_t end = std::min(text.find(' ', begin), text.size());
+        std::string piece = text.substr(begin, end - begin);
+        if (piece.starts_with("0x") || piece.starts_with("0X"))
+        {
+            piece.erase(0, 2);
+        }
+        pieces.push_back(std::move(piece));
+        begin = text.find_first_not_of(' ', end);
+    }
+    return pieces;
+}
+
+uint8_t byteOf(const std::string& digits)
+{
+    uint8_t byte = 0;
+    const char* end = digits.data() + digits.size();
+    const auto result = std::from_chars(digits.data(), end, byte, hexadecimal);
+    if (result.ec != std::errc{} || result.ptr != end)
+    {
+        throw std::invalid_argument("\"" + digits +
+                                    "\" is no byte in hexadecimal digits");
+    }
+    return byte;
+}
+
+/** The bytes of a piece: of one or two digits one, of more one for each two. */
+void addBytes(const std::string& piece, std::vector<uint8_t>& bytes)
+{
+    if (piece.size() > 2 && piece.size() % 2 != 0)
+    {
+        throw std::invalid_argument("\"" + piece +
+                                    "\" has an odd number of digits");
+    }
+    std::size_t at = 0;
+    do
+    {
+        bytes.push_back(byteOf(piece.substr(at, 2)));
+        at += 2;
+    } while (at < piece.size());
+}
+
+} // namespace
+
+std::vector<RawRecord> recordsIn(std::string_view content)
+{
+    const std::size_t over = content.size() % SELInterface::recordSize;
+    if (over != 0)
+    {
+        throw std::invalid_argument(
+            "the record at offset " + std::to_string(content.size() - over) +
+            " is cut: it has " + std::to_string(over) + " bytes, not " +
+            std::to_string(SELInterface::recordSize));
+    }
+    std::vector<RawRecord> records(content.size() / SELInterface::recordSize);
+    for (RawRecord& record : records)
+    {
+        std::copy_n(content.begin(), record.size(), record.begin());
+        content.remove_prefix(record.size());
+    }
+    return records;
+}
+
+std::string contentOf(const std::vector<RawRecord>& records)
+{
+    std::string content;
+    for (const RawRecord& record : records)
+    {
+        content.append(record.begin(), record.end());
+    }
+    return content;
+}
+
+RawRecord recordOf(const std::vector<std::string>& words)
+{
+    std::vector<uint8_t> bytes;
+    for (const std::string& piece : piecesOf(withBlanks(words)))
+    {
+        addBytes(piece, bytes);
+    }
+    RawRecord record{};
+    if (bytes.size() != record.size())
+    {
+        throw std::invalid_argument(
+            "a record has " + std::to_string(record.size()) + " bytes, and " +
+            std::to_string(bytes.size()) + " are given");
+    }
+    std::ranges::copy(bytes, record.begin());
+    return record;
+}
+
+std::string digitsOf(const RawRecord& record)
+{
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    for (const uint8_t byte : record)
+    {
+        text += text.empty() ? "" : " ";
+        text += digits[byte >> 4];
+        text += digits[byte & 0x0F];
+    }
+    return text;
+}
+
+std::string hexByte(unsigned int byte)
+{
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    return {'0', 'x', digits[byte >> 4 & 0x0F], digits[byte & 0x0F]};
+}
+
+uint16_t idOf(const RawRecord& record)
+{
+    return static_cast<uint16_t>(record[0] | record[1] << 8);
+}
+
+uint32_t timeOf(const RawRecord& record)
+{
+    const auto time = fieldsOf(record).timestamp;
+    uint32_t seconds = 0;
+    for (auto byte = time.rbegin(); byte != time.rend(); ++byte)
+    {
+        seconds = seconds << 8 | *byte;
+    }
+    return seconds;
+}
+
+bool hasTime(const RawRecord& record)
+{
+    return fieldsOf(record).recordType < firstWithoutTime;
+}
+
+bool isEvent(const RawRecord& record)
+{
+    return fieldsOf(record).recordType == eventRecord;
+}
+
+bool isAssertion(const RawRecord& record)
+{
+    return (fieldsOf(record).eventDirectionAndType & deassertion) == 0;
+}
+
+SELInterface::SELRecord fieldsOf(const RawRecord& record)
+{
+    return std::bit_cast<SELInterface::SELRecord>(record);
+}
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,205 @@
+#include "sel_entries.hpp"
+
+#include "../output/time_text.hpp"
+
+#include <nlohmann/json.hpp>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+using Fields = std::vector<std::pair<std::string, std::string>>;
+using Json = nlohmann::ordered_json;
+
+constexpr uint8_t eventTypeBits = 0x7F;
+constexpr uint8_t offsetBits = 0x0F;
+
+/** A text for people, where nothing is said of it. */
+std::string orNone(const std::string& text)
+{
+    return text.empty() ? "none" : text;
+}
+
+Json orNull(const std::string& text)
+{
+    return text.empty() ? Json(nullptr) : Json(text);
+}
+
+std::string joined(const std::vector<std::string>& texts)
+{
+    std::string all;
+    for (const std::string& text : texts)
+    {
+        all += (all.empty() ? "" : ", ") + text;
+    }
+    return all;
+}
+
+unsigned int generatorOf(const SELInterface::SELRecord& record)
+{
+    return record.generatorId[0] |
+           static_cast<unsigned int>(record.generatorId[1]) << 8;
+}
+
+/** What only records of a sensor's event have. */
+void addEventFields(const ReadEvent& event, Fields& fields)
+{
+    const auto record = fieldsOf(event.entry.record());
+    const auto& data = record.eventData;
+    fields.insert(
+        fields.end(),
+        {{"Generator", hexByte(record.generatorId[0]) + " " +
+                           hexByte(record.generatorId[1])},
+         {"Message format", hexByte(record.evmRevision)},
+         {"Sensor type", hexByte(record.sensorType)},
+         {"Sensor number", hexByte(record.sensorNumber)},
+         {"Direction", directionOf(event)},
+         {"Event type", hexByte(record.eventDirectionAndType & eventTypeBits)},
+         {"Offset", std::to_string(data[0] & offsetBits)},
+         {"Event data",
+          hexByte(data[0]) + " " + hexByte(data[1]) + " " + hexByte(data[2])}});
+}
+
+void addWords(const EventWords& words, Fields& fields)
+{
+    fields.insert(fields.end(),
+                  {{"Severity", wordFor(words.severity)},
+                   {"Message", words.messageId},
+                   {"Arguments", orNone(joined(words.arguments))},
+                   {"Component", orNone(words.component)},
+                   {"LCD text", orNone(words.lcd)},
+                   {"LED state", std::to_string(words.ledState)}});
+}
+
+Json eventJson(const ReadEvent& event)
+{
+    const auto record = fieldsOf(event.entry.record());
+    return {{"generator", generatorOf(record)},
+            {"format", record.evmRevision},
+            {"sensorType", record.sensorType},
+            {"sensorNumber", record.sensorNumber},
+            {"direction", directionOf(event)},
+            {"eventType", record.eventDirectionAndType & eventTypeBits},
+            {"offset", record.eventData[0] & offsetBits},
+            {"data", record.eventData}};
+}
+
+Json wordsJson(const EventWords& words)
+{
+    return {{"severity", wordFor(words.severity)},
+            {"messageId", words.messageId},
+            {"text", words.text},
+            {"arguments", words.arguments},
+            {"component", words.component},
+            {"lcd", words.lcd},
+            {"ledState", words.ledState}};
+}
+
+} // namespace
+
+std::vector<ReadEvent> described(const std::vector<SELEntry_gen>& entries)
+{
+    const EventDescriptions descriptions;
+    std::vector<ReadEvent> events;
+    events.reserve(entries.size());
+    for (const SELEntry_gen& entry : entries)
+    {
+        events.push_back({entry, descriptions.describe(entry.record())});
+    }
+    return events;
+}
+
+std::string sensorOf(const ReadEvent& event)
+{
+    const SELInterface::SensorInfo& sensor = event.entry.sensor();
+    if (!sensor.name.empty())
+    {
+        return sensor.name;
+    }
+    if (!sensor.path.empty())
+    {
+        return sensor.path;
+    }
+    if (event.words && !event.words->component.empty())
+    {
+        return event.words->component;
+    }
+    const auto record = fieldsOf(event.entry.record());
+    return isEvent(event.entry.record())
+               ? "type " + hexByte(record.sensorType) + ", number " +
+                     hexByte(record.sensorNumber)
+               : "";
+}
+
+std::string directionOf(const ReadEvent& event)
+{
+    if (!isEvent(event.entry.record()))
+    {
+        return "";
+    }
+    return isAssertion(event.entry.record()) ? "asserted" : "deasserted";
+}
+
+std::string severityOf(const ReadEvent& event)
+{
+    return event.words ? wordFor(event.words->severity) : "";
+}
+
+std::string timeOf(const ReadEvent& event)
+{
+    return hasTime(event.entry.record()) ? localTime(event.entry.timestamp())
+                                         : "";
+}
+
+std::string textOf(const ReadEvent& event)
+{
+    return event.words ? event.words->text : digitsOf(event.entry.record());
+}
+
+std::vector<std::pair<std::string, std::string>>
+allFieldsOf(const ReadEvent& event)
+{
+    const SELInterface::SensorInfo& sensor = event.entry.sensor();
+    const RawRecord& record = event.entry.record();
+    Fields fields{{"Identifier", std::to_string(event.entry.recordId())},
+                  {"Time", orNone(timeOf(event))},
+                  {"Event", event.words ? event.words->text : "not described"},
+                  {"Sensor name", orNone(sensor.name)},
+                  {"Sensor path", orNone(sensor.path)},
+                  {"Sensor bytes", hexByte(sensor.firstByte) + " " +
+                                       hexByte(sensor.secondByte)},
+                  {"Record type", hexByte(fieldsOf(record).recordType)}};
+    if (isEvent(record))
+    {
+        addEventFields(event, fields);
+    }
+    if (event.words)
+    {
+        addWords(*event.words, fields);
+    }
+    fields.emplace_back("Raw", digitsOf(record));
+    return fields;
+}
+
+nlohmann::ordered_json jsonOf(const ReadEvent& event)
+{
+    const SELInterface::SensorInfo& sensor = event.entry.sensor();
+    const RawRecord& record = event.entry.record();
+    return {
+        {"id", event.entry.recordId()},
+        {"timestamp",
+         hasTime(record) ? Json(event.entry.timestamp()) : Json(nullptr)},
+        {"time", hasTime(record) ? Json(utcTime(event.entry.timestamp()))
+                                 : Json(nullptr)},
+        {"sensor",
+         {{"name", orNull(sensor.name)},
+          {"path", orNull(sensor.path)},
+          {"bytes", {sensor.firstByte, sensor.secondByte}}}},
+        {"recordType", fieldsOf(record).recordType},
+        {"event", isEvent(record) ? eventJson(event) : Json(nullptr)},
+        {"description", event.words ? wordsJson(*event.words) : Json(nullptr)},
+        {"raw", digitsOf(record)}};
+}
+
+} // namespace healthintf::healthctl

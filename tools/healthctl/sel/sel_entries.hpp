@@ -1,0 +1,42 @@
+#pragma once
+
+/** @file Entries of the log in words, for people and for programs. */
+
+#include "sel_filter.hpp"
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace healthintf::healthctl
+{
+
+/** Adds to each entry what it means. */
+std::vector<ReadEvent> described(const std::vector<SELEntry_gen>& entries);
+
+/** What a person knows the sensor by: its name, else its path, else its type
+ *  and number. */
+std::string sensorOf(const ReadEvent& event);
+
+/** asserted or deasserted; empty for what is no event of a sensor. */
+std::string directionOf(const ReadEvent& event);
+
+/** The severity's word; empty when the platform has none. */
+std::string severityOf(const ReadEvent& event);
+
+/** When it was, in local time; empty for a record without a time. */
+std::string timeOf(const ReadEvent& event);
+
+/** What happened; the record's bytes when the platform has no words. */
+std::string textOf(const ReadEvent& event);
+
+/** Every field of an entry: what it is, and its value. */
+std::vector<std::pair<std::string, std::string>>
+allFieldsOf(const ReadEvent& event);
+
+/** Every field of an entry, for programs. */
+nlohmann::ordered_json jsonOf(const ReadEvent& event);
+
+} // namespace healthintf::healthctl

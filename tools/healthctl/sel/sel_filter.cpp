@@ -1,0 +1,105 @@
+#include "sel_filter.hpp"
+
+#include <algorithm>
+#include <charconv>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+constexpr int decimal = 10;
+constexpr int hexadecimal = 16;
+
+std::optional<uint8_t> numberOf(const std::string& text)
+{
+    const bool hex = text.starts_with("0x") || text.starts_with("0X");
+    const char* begin = text.data() + (hex ? 2 : 0);
+    const char* end = text.data() + text.size();
+    uint8_t number = 0;
+    const auto result =
+        std::from_chars(begin, end, number, hex ? hexadecimal : decimal);
+    const bool whole = result.ec == std::errc{} && result.ptr == end;
+    return whole ? std::optional(number) : std::nullopt;
+}
+
+/** Letters and digits of a name, all small. */
+std::string bareName(const std::string& name)
+{
+    std::string bare;
+    for (const char c : name)
+    {
+        if (c >= 'A' && c <= 'Z')
+        {
+            bare += static_cast<char>(c - 'A' + 'a');
+        }
+        else if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'))
+        {
+            bare += c;
+        }
+    }
+    return bare;
+}
+
+bool fitsTime(const ReadEvent& event, const SelFilter& filter)
+{
+    const int64_t time = event.entry.timestamp();
+    return (!filter.since || time >= *filter.since) &&
+           (!filter.until || time <= *filter.until);
+}
+
+bool fitsSensorType(const ReadEvent& event, const SelFilter& filter)
+{
+    return filter.sensorTypes.empty() ||
+           std::ranges::any_of(filter.sensorTypes,
+                               [&](const SensorTypeChoice& type) {
+                                   return type.fits(event);
+                               });
+}
+
+bool fitsSeverity(const ReadEvent& event, const SelFilter& filter)
+{
+    return filter.severities.empty() ||
+           (event.words && filter.severities.contains(event.words->severity));
+}
+
+} // namespace
+
+SensorTypeChoice::SensorTypeChoice(const std::string& text) :
+    number(numberOf(text)), name(bareName(text))
+{}
+
+bool SensorTypeChoice::fits(const ReadEvent& event) const
+{
+    if (!isEvent(event.entry.record()))
+    {
+        return false;
+    }
+    if (number)
+    {
+        return fieldsOf(event.entry.record()).sensorType == *number;
+    }
+    // What an event is about begins with the type: PowerSupply.Sensor.0x63.
+    return event.words && !name.empty() &&
+           bareName(event.words->component.substr(
+               0, event.words->component.find('.'))) == name;
+}
+
+std::vector<ReadEvent> filtered(const std::vector<ReadEvent>& events,
+                                const SelFilter& filter)
+{
+    std::vector<ReadEvent> wanted;
+    std::ranges::copy_if(
+        events, std::back_inserter(wanted), [&](const ReadEvent& event) {
+            return fitsTime(event, filter) && fitsSensorType(event, filter) &&
+                   fitsSeverity(event, filter);
+        });
+    if (filter.last && *filter.last < wanted.size())
+    {
+        wanted.erase(wanted.begin(),
+                     wanted.end() - static_cast<std::ptrdiff_t>(*filter.last));
+    }
+    return wanted;
+}
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,57 @@
+#pragma once
+
+/** @file Which entries of the log are wanted. */
+
+#include "event_words.hpp"
+
+#include <platform/data_abstraction/sel.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace healthintf::healthctl
+{
+
+/** An entry, and what it means as far as the platform knows. */
+struct ReadEvent
+{
+    SELEntry_gen entry;
+    std::optional<EventWords> words;
+};
+
+/** The type of sensors: its number, as 4 or 0x04, or its name. */
+class SensorTypeChoice
+{
+  public:
+    explicit SensorTypeChoice(const std::string& text);
+
+    /** Whether an event's sensor is of the type. Names are compared without
+     *  blanks and signs, and capitals count as small letters. */
+    bool fits(const ReadEvent& event) const;
+
+  private:
+    std::optional<uint8_t> number;
+    std::string name;
+};
+
+/** Conditions that all hold of the entries wanted; what is not set or empty
+ *  wants everything. An entry without a time is older than any. */
+struct SelFilter
+{
+    std::optional<int64_t> since = std::nullopt;
+    std::optional<int64_t> until = std::nullopt;
+    std::vector<SensorTypeChoice> sensorTypes = {};
+    std::set<EventSeverity> severities = {};
+    /** How many at most, of those at the end. */
+    std::optional<std::size_t> last = std::nullopt;
+};
+
+/** The events that are wanted, in their order. */
+std::vector<ReadEvent> filtered(const std::vector<ReadEvent>& events,
+                                const SelFilter& filter);
+
+} // namespace healthintf::healthctl

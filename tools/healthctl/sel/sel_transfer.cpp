@@ -1,0 +1,120 @@
+#include "sel_transfer.hpp"
+
+#include "../error.hpp"
+#include "log_service.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <stdexcept>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+[[noreturn]] void failOn(const std::string& file, const char* what)
+{
+    const int code = errno;
+    throw Error(code == EACCES || code == EPERM ? ExitCode::notPermitted
+                                                : ExitCode::failed,
+                std::string("unable to ") + what + " " + file + ": " +
+                    std::strerror(code) + "; name another file");
+}
+
+std::string contentOf(const std::string& file)
+{
+    std::ifstream stream;
+    if (file != standardStream)
+    {
+        stream.open(file, std::ios::binary);
+        if (!stream)
+        {
+            failOn(file, "read");
+        }
+    }
+    std::istream& source = file == standardStream ? std::cin : stream;
+    try
+    {
+        return {std::istreambuf_iterator<char>(source), {}};
+    }
+    catch (const std::ios_base::failure&)
+    {
+        // A folder can be opened, and not be read.
+        failOn(file, "read");
+    }
+}
+
+/** @throws Error unless all fit into the log */
+void checkRoom(const LogInfo& info, std::size_t records)
+{
+    const std::size_t room =
+        info.capacity - std::min(info.capacity, info.entries);
+    if (info.policy == "refuse" && records > room)
+    {
+        throw Error(ExitCode::failed,
+                    "nothing was imported: the log has room for " +
+                        std::to_string(room) + " of " +
+                        std::to_string(records) +
+                        " records; \"healthctl sel clear\" empties it");
+    }
+}
+
+} // namespace
+
+void writeRecords(const std::vector<RawRecord>& records,
+                  const std::string& file, std::ostream& out)
+{
+    const std::string content = contentOf(records);
+    if (file == standardStream)
+    {
+        out << content;
+        return;
+    }
+    std::ofstream stream(file, std::ios::binary | std::ios::trunc);
+    stream << content;
+    stream.close();
+    if (!stream)
+    {
+        failOn(file, "write");
+    }
+}
+
+std::vector<RawRecord> readRecords(const std::string& file)
+{
+    try
+    {
+        return recordsIn(contentOf(file));
+    }
+    catch (const std::invalid_argument& e)
+    {
+        throw Error(ExitCode::failed, file + ": nothing was imported: " +
+                                          e.what() + "; export the log anew");
+    }
+}
+
+std::vector<uint32_t> importRecords(LogService& log,
+                                    const std::vector<RawRecord>& records)
+{
+    checkRoom(log.info(), records.size());
+    std::vector<uint32_t> ids;
+    for (const RawRecord& record : records)
+    {
+        try
+        {
+            ids.push_back(log.add({}, record, timeOf(record)));
+        }
+        catch (const Error& e)
+        {
+            throw Error(e.code(), "imported " + std::to_string(ids.size()) +
+                                      " of " + std::to_string(records.size()) +
+                                      " records, then: " + e.what());
+        }
+    }
+    return ids;
+}
+
+} // namespace healthintf::healthctl
