@@ -9,6 +9,7 @@
 #include "commands/sel.hpp"
 #include "commands/top.hpp"
 #include "commands/tree.hpp"
+#include "commands/watch.hpp"
 
 #include <exception>
 #include <iostream>
@@ -28,6 +29,7 @@ int main(int argc, char** argv)
         addUnhide(commands);
         addLcd(commands);
         addSel(commands);
+        addWatch(commands);
         return commands.run(argc, argv);
     }
     catch (const std::exception& e)

@@ -1,0 +1,168 @@
+/** @file healthctl's watch over a tree that changes. */
+
+#include "healthctl.hpp"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <string>
+
+namespace healthintf::test
+{
+namespace
+{
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+/** A watcher whose lines are read; each has the form of its schema. */
+class Lines
+{
+  public:
+    explicit Lines(const std::vector<std::string>& command = {HEALTHCTL,
+                                                              "watch"}) :
+        watcher(command)
+    {}
+
+    json next()
+    {
+        const std::string line = watcher.hear();
+        Process checker({CHECK_SCHEMA, SCHEMAS});
+        checker.tell(line);
+        checker.endInput();
+        EXPECT_EQ(checker.wait(), 0) << line << checker.errors();
+        return json::parse(line);
+    }
+
+    /** Reads on until a change of a component or fault. */
+    json next(const std::string& change, const std::string& component)
+    {
+        for (;;)
+        {
+            json line = next();
+            if (line["change"] == change && line["component"] == component)
+            {
+                return line;
+            }
+        }
+    }
+
+    Process watcher;
+};
+
+class HealthctlWatch : public HealthctlTest
+{};
+
+TEST_F(HealthctlWatch, WritesALineForEachChange)
+{
+    Lines lines;
+    const json begin = lines.next();
+    EXPECT_EQ(begin["change"], "begin");
+    EXPECT_EQ(begin["nodes"], 4);
+    EXPECT_EQ(begin["faults"], 0);
+
+    daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
+    const json added = lines.next("fault-added", fan);
+    EXPECT_EQ(added["fault"]["messageId"], "Test.1.0.Slow");
+    EXPECT_EQ(added["fault"]["severity"], "warning");
+    EXPECT_EQ(added["fault"]["sensorPath"], "/sensors/fan");
+    const json worse = lines.next("health", fan);
+    EXPECT_EQ(worse["before"], "OK");
+    EXPECT_EQ(worse["now"], "warning");
+    EXPECT_EQ(lines.next("health", root)["now"], "warning");
+
+    daemon.expect("hide 1 - /sensors/fan 0", "0");
+    EXPECT_EQ(lines.next("fault-hidden", fan)["fault"]["hidden"], true);
+    daemon.expect("hide 0 - /sensors/fan 0", "0");
+    EXPECT_EQ(lines.next("fault-shown", fan)["path"], added["path"]);
+
+    daemon.remove(fan, "Test.1.0.Slow", "/sensors/fan");
+    EXPECT_EQ(lines.next("fault-removed", fan)["path"], added["path"]);
+    EXPECT_EQ(lines.next("health", root)["now"], "OK");
+}
+
+TEST_F(HealthctlWatch, HearsOfNodesThatComeAndGo)
+{
+    Lines lines;
+    lines.next();
+    Component disk(root + "/disk", 3);
+    EXPECT_EQ(lines.next("node-added", root + "/disk")["now"], "warning");
+    disk.end();
+    EXPECT_TRUE(lines.next("node-removed", root + "/disk")["now"].is_null());
+}
+
+TEST_F(HealthctlWatch, HearsWhatADeadDaemonLosesWithoutASignal)
+{
+    Component disk(root + "/disk", 2);
+    disk.add(root + "/disk", "Test.1.0.Bad", "/sensors/disk", 1);
+    client.waitForHealth(root, 4);
+    Lines lines({HEALTHCTL, "watch", "--json"});
+    EXPECT_EQ(lines.next()["faults"], 1);
+    disk.process.kill();
+    EXPECT_EQ(lines.next("fault-removed", root + "/disk")["fault"]["messageId"],
+              "Test.1.0.Bad");
+    lines.next("node-removed", root + "/disk");
+}
+
+TEST_F(HealthctlWatch, EndsWithZeroOnASignal)
+{
+    for (const int number : {SIGINT, SIGTERM})
+    {
+        Lines lines;
+        lines.next();
+        lines.watcher.signal(number);
+        EXPECT_EQ(lines.watcher.wait(), 0);
+    }
+}
+
+TEST_F(HealthctlWatch, EndsWhenTheBusIsGone)
+{
+    Lines lines;
+    lines.next();
+    bus.kill();
+    EXPECT_EQ(lines.watcher.wait(), 3);
+    EXPECT_THAT(lines.watcher.errors(), HasSubstr("the bus is gone; "));
+}
+
+TEST_F(HealthctlWatch, DrawsTheTreeAnewOnATerminal)
+{
+    Process watcher({WATCH_ON_TERMINAL, HEALTHCTL, "watch", "--faults"});
+    const auto hearUntil = [&](const std::string& text) {
+        std::string line;
+        do
+        {
+            line = watcher.hear();
+        } while (line.find(text) == std::string::npos);
+        return line;
+    };
+    EXPECT_THAT(hearUntil("fan"), HasSubstr("OK"));
+    daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
+    EXPECT_THAT(hearUntil("warning"), HasSubstr("/com/vexa/olvar/health"));
+
+    // At three lines there is no room for the tree.
+    watcher.tell("size 60 3");
+    hearUntil("more lines");
+    watcher.tell("keys q");
+    EXPECT_THAT(hearUntil("ended 0"), HasSubstr("screens restored"));
+    EXPECT_EQ(watcher.wait(), 0);
+}
+
+TEST_F(HealthctlWatch, GivesTheTerminalBackOnASignal)
+{
+    for (const char* name : {"INT", "TERM"})
+    {
+        Process watcher({WATCH_ON_TERMINAL, HEALTHCTL, "watch"});
+        while (watcher.hear().find("fan") == std::string::npos)
+        {}
+        watcher.tell(std::string("signal ") + name);
+        std::string line;
+        do
+        {
+            line = watcher.hear();
+        } while (!line.starts_with("ended"));
+        EXPECT_EQ(line, "ended 0, screens restored, keyboard restored");
+    }
+}
+
+} // namespace
+} // namespace healthintf::test

@@ -1,0 +1,60 @@
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <watch/change_line.hpp>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+const std::string key = "/com/vexa/olvar/health/a";
+
+TEST(ChangeLine, SaysHowANodesHealthChanged)
+{
+    WatchedTree tree;
+    const nlohmann::json added = jsonOf(tree.setHealth(key, 2).at(0));
+    EXPECT_EQ(added["change"], "node-added");
+    EXPECT_TRUE(added["before"].is_null());
+    EXPECT_EQ(added["now"], "OK");
+    const nlohmann::json changed = jsonOf(tree.setHealth(key, 4).at(0));
+    EXPECT_EQ(changed["change"], "health");
+    EXPECT_EQ(changed["component"], key);
+    EXPECT_EQ(changed["before"], "OK");
+    EXPECT_EQ(changed["now"], "critical");
+    const nlohmann::json removed = jsonOf(tree.takeOver({}, {}).at(0));
+    EXPECT_EQ(removed["change"], "node-removed");
+    EXPECT_TRUE(removed["now"].is_null());
+}
+
+TEST(ChangeLine, SaysWhatBecameOfAFault)
+{
+    WatchedTree tree;
+    FaultEntryProperties fault;
+    fault.messageID = "FanSlow";
+    fault.severity = 3;
+    const std::string path = key + "/entry/Fault_1";
+    const nlohmann::json added = jsonOf(tree.addFault(path, fault).at(0));
+    EXPECT_EQ(added["change"], "fault-added");
+    EXPECT_EQ(added["component"], key);
+    EXPECT_EQ(added["path"], path);
+    EXPECT_EQ(added["fault"]["messageId"], "FanSlow");
+    EXPECT_EQ(added["fault"]["severity"], "warning");
+    EXPECT_EQ(jsonOf(tree.setHidden(path, true).at(0))["change"],
+              "fault-hidden");
+    EXPECT_EQ(jsonOf(tree.setHidden(path, false).at(0))["change"],
+              "fault-shown");
+    EXPECT_EQ(jsonOf(tree.removeFault(path).at(0))["change"], "fault-removed");
+}
+
+TEST(ChangeLine, BeginsWithHowMuchThereIs)
+{
+    WatchedTree tree;
+    tree.setHealth(key, 2);
+    const nlohmann::json begin = beginningOf(tree);
+    EXPECT_EQ(begin["change"], "begin");
+    EXPECT_EQ(begin["nodes"], 1);
+    EXPECT_EQ(begin["faults"], 0);
+}
+
+} // namespace
+} // namespace healthintf::healthctl

@@ -1,0 +1,105 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <watch/watched_tree.hpp>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+using Kind = Change::Kind;
+
+std::vector<Kind> kindsOf(const Changes& changes)
+{
+    std::vector<Kind> kinds;
+    for (const Change& change : changes)
+    {
+        kinds.push_back(change.kind);
+    }
+    return kinds;
+}
+
+FaultEntryProperties faultOf(const std::string& id, bool hidden = false)
+{
+    FaultEntryProperties fault;
+    fault.messageID = id;
+    fault.hidden = hidden;
+    return fault;
+}
+
+TEST(WatchedTree, TellsWhenHealthChangesAndNotElse)
+{
+    WatchedTree tree;
+    EXPECT_THAT(kindsOf(tree.setHealth("/a", 2)), ElementsAre(Kind::nodeAdded));
+    EXPECT_THAT(tree.setHealth("/a", 2), IsEmpty());
+    const Changes changes = tree.setHealth("/a", 4);
+    ASSERT_THAT(changes, SizeIs(1));
+    EXPECT_EQ(changes[0].kind, Kind::health);
+    EXPECT_EQ(changes[0].path, "/a");
+    EXPECT_EQ(changes[0].before, 2);
+    EXPECT_EQ(changes[0].now, 4);
+}
+
+TEST(WatchedTree, TellsOfEachFaultOnce)
+{
+    WatchedTree tree;
+    EXPECT_THAT(kindsOf(tree.addFault("/a/entry/1", faultOf("X"))),
+                ElementsAre(Kind::faultAdded));
+    EXPECT_THAT(tree.addFault("/a/entry/1", faultOf("X")), IsEmpty());
+    const Changes changes = tree.removeFault("/a/entry/1");
+    ASSERT_THAT(changes, SizeIs(1));
+    EXPECT_EQ(changes[0].kind, Kind::faultRemoved);
+    EXPECT_EQ(changes[0].fault->messageID, "X");
+    EXPECT_THAT(tree.removeFault("/a/entry/1"), IsEmpty());
+}
+
+TEST(WatchedTree, TellsWhenAKnownFaultIsHiddenAndShown)
+{
+    WatchedTree tree;
+    EXPECT_THAT(tree.setHidden("/a/entry/1", true), IsEmpty());
+    tree.addFault("/a/entry/1", faultOf("X"));
+    EXPECT_THAT(tree.setHidden("/a/entry/1", false), IsEmpty());
+    const Changes changes = tree.setHidden("/a/entry/1", true);
+    ASSERT_THAT(changes, SizeIs(1));
+    EXPECT_EQ(changes[0].kind, Kind::faultHidden);
+    EXPECT_TRUE(changes[0].fault->hidden);
+    EXPECT_THAT(kindsOf(tree.setHidden("/a/entry/1", false)),
+                ElementsAre(Kind::faultShown));
+}
+
+TEST(WatchedTree, TakesOverWhatIsThere)
+{
+    WatchedTree tree;
+    tree.setHealth("/gone", 2);
+    tree.setHealth("/worse", 2);
+    tree.addFault("/gone/entry/1", faultOf("G"));
+    tree.addFault("/worse/entry/1", faultOf("H"));
+    const Changes changes = tree.takeOver(
+        {{"/new", 2}, {"/worse", 4}}, {{"/worse/entry/1", faultOf("H", true)},
+                                       {"/new/entry/1", faultOf("N", true)}});
+    EXPECT_THAT(kindsOf(changes),
+                ElementsAre(Kind::faultRemoved, Kind::nodeRemoved,
+                            Kind::nodeAdded, Kind::health, Kind::faultAdded,
+                            Kind::faultHidden));
+    EXPECT_EQ(changes[1].path, "/gone");
+    EXPECT_EQ(changes[1].before, 2);
+    EXPECT_EQ(changes[1].now, std::nullopt);
+    EXPECT_TRUE(changes[4].fault->hidden);
+}
+
+TEST(WatchedTree, TellsNothingWhenItKnewAll)
+{
+    WatchedTree tree;
+    const WatchedTree::Nodes nodes{{"/a", 3}};
+    const WatchedTree::Faults faults{{"/a/entry/1", faultOf("X", true)}};
+    tree.takeOver(nodes, faults);
+    EXPECT_THAT(tree.takeOver(nodes, faults), IsEmpty());
+    EXPECT_EQ(tree.nodes(), nodes);
+}
+
+} // namespace
+} // namespace healthintf::healthctl

@@ -1,0 +1,174 @@
+#include "bus_changes.hpp"
+
+#include <com/vexa/olvar/healthmgr/names.hpp>
+
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include <bus_handles.hpp>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+using host::checkBus;
+
+constexpr const char* nodeInterface = "com.vexa.olvar.healthmgr.HealthStatus";
+constexpr const char* faultInterface = "com.vexa.olvar.healthmgr.FaultEntry";
+
+std::string below(const char* interface, const char* member)
+{
+    return std::string("type='signal',interface='") + interface + "',member='" +
+           member + "',path_namespace='" + names::root + "'";
+}
+
+/** Announced properties of an interface, which the match names. */
+std::string announced(const char* interface)
+{
+    return below("org.freedesktop.DBus.Properties", "PropertiesChanged") +
+           ",arg0='" + interface + "'";
+}
+
+/** Reads a list of texts. Any process may send any signal, so what cannot be
+ *  read is as if it was not sent. */
+std::vector<std::string> textsIn(sd_bus_message* message)
+{
+    std::vector<std::string> texts;
+    checkBus("arguments", sd_bus_message_enter_container(message, 'a', "s"));
+    const char* text = nullptr;
+    while (sd_bus_message_read(message, "s", &text) > 0)
+    {
+        texts.emplace_back(text);
+    }
+    checkBus("arguments", sd_bus_message_exit_container(message));
+    return texts;
+}
+
+FaultEntryProperties faultIn(sd_bus_message* message)
+{
+    FaultEntryProperties fault;
+    const char* fqdd = "";
+    const char* id = "";
+    const char* text = "";
+    const char* sensor = "";
+    checkBus("fault", sd_bus_message_read(message, "sss", &fqdd, &id, &text));
+    fault.args = textsIn(message);
+    checkBus("fault", sd_bus_message_read(
+                          message, "tusuu", &fault.timestamp, &fault.severity,
+                          &sensor, &fault.sensorNumber, &fault.sensorType));
+    fault.fqdd = fqdd;
+    fault.messageID = id;
+    fault.message = text;
+    fault.sensorPath = sensor;
+    return fault;
+}
+
+} // namespace
+
+template <BusChanges::Handler handler>
+void BusChanges::match(const std::string& rule)
+{
+    sd_bus_slot* slot = nullptr;
+    checkBus("unable to listen to the bus",
+             sd_bus_add_match(
+                 bus, &slot, rule.c_str(),
+                 [](sd_bus_message* message, void* changes, sd_bus_error*) {
+                     try
+                     {
+                         (static_cast<BusChanges*>(changes)->*handler)(message);
+                     }
+                     catch (const std::system_error&)
+                     {
+                         // A malformed signal, which anybody may send.
+                     }
+                     return 0;
+                 },
+                 this));
+    slots.emplace_back(slot);
+}
+
+BusChanges::BusChanges(sd_bus* connection, Listener hears) :
+    bus(connection), listener(std::move(hears))
+{
+    match<&BusChanges::takeUpdate>(below(nodeInterface, "HealthStatusUpdate"));
+    match<&BusChanges::takeProperties>(announced(nodeInterface));
+    match<&BusChanges::takeProperties>(announced(faultInterface));
+    match<&BusChanges::takeAdded>(below(faultInterface, "FaultEntryAdded"));
+    match<&BusChanges::takeRemoved>(below(faultInterface, "FaultEntryRemoved"));
+    match<&BusChanges::takeOwner>(
+        "type='signal',sender='org.freedesktop.DBus',"
+        "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg2=''");
+}
+
+void BusChanges::takeUpdate(sd_bus_message* message)
+{
+    const char* parent = "";
+    const char* key = "";
+    uint32_t health = 0;
+    checkBus("update",
+             sd_bus_message_read(message, "ssu", &parent, &key, &health));
+    if (health == 0)
+    {
+        // Of a node that ends, or that has nothing to report.
+        listener.unsure();
+    }
+    else
+    {
+        listener.health(key, health);
+    }
+}
+
+void BusChanges::takeProperties(sd_bus_message* message)
+{
+    const std::string path = sd_bus_message_get_path(message);
+    checkBus("interface", sd_bus_message_skip(message, "s"));
+    checkBus("properties",
+             sd_bus_message_enter_container(message, 'a', "{sv}"));
+    while (sd_bus_message_enter_container(message, 'e', "sv") > 0)
+    {
+        const char* name = "";
+        checkBus("property", sd_bus_message_read(message, "s", &name));
+        if (std::string_view(name) == "HealthStatus")
+        {
+            uint32_t health = 0;
+            checkBus("health", sd_bus_message_read(message, "v", "u", &health));
+            listener.health(path, health);
+        }
+        else if (std::string_view(name) == "Hidden")
+        {
+            int hidden = 0;
+            checkBus("hidden", sd_bus_message_read(message, "v", "b", &hidden));
+            listener.hidden(path, hidden != 0);
+        }
+        else
+        {
+            checkBus("property", sd_bus_message_skip(message, "v"));
+        }
+        checkBus("property", sd_bus_message_exit_container(message));
+    }
+}
+
+void BusChanges::takeAdded(sd_bus_message* message)
+{
+    const FaultEntryProperties fault = faultIn(message);
+    listener.faultAdded(sd_bus_message_get_path(message), fault);
+}
+
+void BusChanges::takeRemoved(sd_bus_message* message)
+{
+    listener.faultRemoved(sd_bus_message_get_path(message));
+}
+
+void BusChanges::takeOwner(sd_bus_message* message)
+{
+    const char* name = "";
+    checkBus("owner", sd_bus_message_read(message, "s", &name));
+    if (name[0] == ':')
+    {
+        listener.unsure();
+    }
+}
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,68 @@
+#pragma once
+
+/** @file What the bus tells of the tree as it happens. */
+
+#include "watched_tree.hpp"
+
+#include <systemd/sd-bus.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace healthintf::healthctl
+{
+
+/** Takes what is heard. */
+struct Listener
+{
+    std::function<void(const std::string& key, uint32_t health)> health;
+    std::function<void(const std::string& path,
+                       const FaultEntryProperties& fault)>
+        faultAdded;
+    std::function<void(const std::string& path)> faultRemoved;
+    std::function<void(const std::string& path, bool hidden)> hidden;
+    /** What is there may be other than what was heard: a node has nothing to
+     *  report or is gone, or a connection was lost. */
+    std::function<void()> unsure;
+};
+
+/** Listens to the signals of nodes, of faults, and of lost connections. */
+class BusChanges
+{
+  public:
+    /** Listens from now on; the bus knows when this returns.
+     *
+     *  @param[in] bus must outlive this object
+     *  @throws std::system_error when the bus refuses */
+    BusChanges(sd_bus* bus, Listener listener);
+    BusChanges(const BusChanges&) = delete;
+    BusChanges& operator=(const BusChanges&) = delete;
+
+  private:
+    struct Unref
+    {
+        void operator()(sd_bus_slot* slot) const
+        {
+            sd_bus_slot_unref(slot);
+        }
+    };
+
+    using Handler = void (BusChanges::*)(sd_bus_message* message);
+
+    template <Handler handler>
+    void match(const std::string& rule);
+
+    void takeUpdate(sd_bus_message* message);
+    void takeProperties(sd_bus_message* message);
+    void takeAdded(sd_bus_message* message);
+    void takeRemoved(sd_bus_message* message);
+    void takeOwner(sd_bus_message* message);
+
+    sd_bus* bus;
+    Listener listener;
+    std::vector<std::unique_ptr<sd_bus_slot, Unref>> slots;
+};
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,90 @@
+#pragma once
+
+/** @file The loop of a command that goes on until it is told to end. */
+
+#include <systemd/sd-bus.h>
+#include <systemd/sd-event.h>
+
+#include <chrono>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace healthintf::healthctl
+{
+
+/** An sd-event loop with a connection to the bus. What its actions throw ends
+ *  it and comes out of run(). */
+class EventLoop
+{
+  public:
+    using Action = std::function<void()>;
+
+    /** SIGINT and SIGTERM end the loop.
+     *
+     *  @param[in] bus must outlive this object */
+    explicit EventLoop(sd_bus* bus);
+    ~EventLoop();
+    EventLoop(const EventLoop&) = delete;
+    EventLoop& operator=(const EventLoop&) = delete;
+
+    /** Calls @p action at each signal of this number. */
+    void onSignal(int number, Action action);
+
+    /** Calls @p action when a descriptor is readable. */
+    void onReadable(int fd, Action action);
+
+    /** Calls @p action soon after requestPaced(), once for any number of
+     *  requests, and never more often than once in a @p period. */
+    void setPaced(std::chrono::microseconds period, Action action);
+    void requestPaced();
+
+    /** Runs an action of somebody else's callback. */
+    void perform(const Action& action) noexcept;
+
+    /** Runs until exit() or a signal.
+     *
+     *  @throws Error when the bus is lost; or what an action threw */
+    void run();
+
+    void exit();
+
+  private:
+    struct Unref
+    {
+        void operator()(sd_event* loop) const
+        {
+            sd_event_unref(loop);
+        }
+        void operator()(sd_event_source* source) const
+        {
+            sd_event_source_disable_unref(source);
+        }
+    };
+
+    using Source = std::unique_ptr<sd_event_source, Unref>;
+
+    /** An action with its way back to the loop. */
+    struct Handler
+    {
+        EventLoop& loop;
+        Action action;
+    };
+
+    static void performHandler(void* handler);
+    Handler* keep(Action action);
+
+    sd_bus* bus;
+    std::unique_ptr<sd_event, Unref> event;
+    std::vector<std::unique_ptr<Handler>> handlers;
+    std::vector<Source> sources;
+    Source timer;
+    std::chrono::microseconds period{};
+    uint64_t lastPaced = 0;
+    bool paceRequested = false;
+    std::exception_ptr failure;
+};
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,24 @@
+#pragma once
+
+/** @file What the records say of the tree. */
+
+#include "watched_tree.hpp"
+
+namespace healthintf::healthctl
+{
+
+struct Records
+{
+    WatchedTree::Nodes nodes;
+    WatchedTree::Faults faults;
+};
+
+/** Reads what there is; nothing when nothing runs.
+ *
+ *  @throws Error when this user may not */
+Records readTree();
+
+/** All properties of a fault. */
+FaultEntryProperties propertiesOf(const FaultEntry_gen& fault);
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,82 @@
+#include "screen.hpp"
+
+#include <sys/ioctl.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+// What terminals are told: to change to the other screen and back, to hide and
+// show the cursor, to go to the first line, and to clear what is behind.
+constexpr const char* otherScreen = "\033[?1049h\033[?25l";
+constexpr const char* firstScreen = "\033[?25h\033[?1049l";
+constexpr const char* home = "\033[H";
+constexpr const char* clearLine = "\033[K";
+constexpr const char* clearBelow = "\033[J";
+
+std::size_t terminalLines()
+{
+    constexpr std::size_t usual = 24;
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0
+               ? size.ws_row
+               : usual;
+}
+
+} // namespace
+
+std::string pageOf(const std::string& text, std::size_t lines)
+{
+    const auto total = static_cast<std::size_t>(std::ranges::count(text, '\n'));
+    const bool fits = total <= lines;
+    const std::size_t shown =
+        fits ? total : std::max<std::size_t>(lines, 1) - 1;
+    std::string page;
+    std::size_t begin = 0;
+    for (std::size_t line = 0; line < shown; ++line)
+    {
+        const std::size_t end = text.find('\n', begin);
+        page += (line == 0 ? "" : "\r\n") + text.substr(begin, end - begin) +
+                clearLine;
+        begin = end + 1;
+    }
+    if (!fits)
+    {
+        page += (shown == 0 ? "" : "\r\n") + std::to_string(total - shown) +
+                " more lines" + clearLine;
+    }
+    return page;
+}
+
+Screen::Screen(std::ostream& stream) : out(stream)
+{
+    termios settings{};
+    if (tcgetattr(STDIN_FILENO, &settings) == 0)
+    {
+        keyboard = settings;
+        settings.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON);
+        tcsetattr(STDIN_FILENO, TCSANOW, &settings);
+    }
+    out << otherScreen << std::flush;
+}
+
+Screen::~Screen()
+{
+    out << firstScreen << std::flush;
+    if (keyboard)
+    {
+        tcsetattr(STDIN_FILENO, TCSADRAIN, &*keyboard);
+    }
+}
+
+void Screen::draw(const std::string& text)
+{
+    out << home << pageOf(text, terminalLines()) << clearBelow << std::flush;
+}
+
+} // namespace healthintf::healthctl

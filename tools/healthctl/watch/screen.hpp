@@ -1,0 +1,38 @@
+#pragma once
+
+/** @file The terminal while something is drawn on it again and again. */
+
+#include <termios.h>
+
+#include <cstddef>
+#include <optional>
+#include <ostream>
+#include <string>
+
+namespace healthintf::healthctl
+{
+
+/** What fits onto a screen of so many lines: the text's first ones, each from
+ *  the screen's left edge, and if there are more, a last one that says so. */
+std::string pageOf(const std::string& text, std::size_t lines);
+
+/** Takes the terminal's other screen, and gives the first one back with all
+ *  that stood there. What is typed meanwhile is not shown. */
+class Screen
+{
+  public:
+    explicit Screen(std::ostream& out);
+    ~Screen();
+    Screen(const Screen&) = delete;
+    Screen& operator=(const Screen&) = delete;
+
+    /** Draws a text in the place of what was drawn before. */
+    void draw(const std::string& text);
+
+  private:
+    std::ostream& out;
+    /** How the keyboard was set; nothing when there is none. */
+    std::optional<termios> keyboard;
+};
+
+} // namespace healthintf::healthctl

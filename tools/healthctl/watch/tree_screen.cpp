@@ -1,0 +1,128 @@
+#include "tree_screen.hpp"
+
+#include "../error.hpp"
+#include "../model/health_tree.hpp"
+#include "../output/terminal.hpp"
+#include "../output/time_text.hpp"
+#include "../source/health_source.hpp"
+
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <ctime>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+constexpr std::chrono::milliseconds pace{100};
+
+/** Whatever is heard may change the drawing. */
+Listener listenerThat(const std::function<void()>& redraws)
+{
+    return {.health =
+                [redraws](const std::string&, uint32_t) {
+                    redraws();
+                },
+            .faultAdded =
+                [redraws](const std::string&, const FaultEntryProperties&) {
+                    redraws();
+                },
+            .faultRemoved =
+                [redraws](const std::string&) {
+                    redraws();
+                },
+            .hidden =
+                [redraws](const std::string&, bool) {
+                    redraws();
+                },
+            .unsure = redraws};
+}
+
+/** Draws what there is. */
+void drawTree(const Context& context, const TreeView& view)
+{
+    try
+    {
+        const auto source = openSource(SourceChoice::automatic);
+        const auto trees = growTrees(source->nodes(), source->faults());
+        std::vector<const TreeNode*> tops;
+        tops.reserve(trees.size());
+        for (const TreeNode& tree : trees)
+        {
+            tops.push_back(&tree);
+        }
+        printTrees(context, tops, view);
+    }
+    catch (const Error& e)
+    {
+        // It may come back.
+        if (e.code() != ExitCode::unavailable)
+        {
+            throw;
+        }
+        context.out << e.what() << '\n';
+    }
+}
+
+} // namespace
+
+TreeScreen::TreeScreen(const Context& where, const TreeView& what, sd_bus* bus,
+                       EventLoop& runs) :
+    context(where),
+    view(what), loop(runs), heard(bus, listenerThat([this] {
+                                      loop.requestPaced();
+                                  })),
+    screen(context.out)
+{
+    loop.setPaced(pace, [this] {
+        draw();
+    });
+    loop.onSignal(SIGWINCH, [this] {
+        loop.requestPaced();
+    });
+    if (isatty(STDIN_FILENO) != 0)
+    {
+        loop.onReadable(STDIN_FILENO, [this] {
+            takeKeys();
+        });
+    }
+    draw();
+}
+
+void TreeScreen::draw()
+{
+    std::ostringstream text;
+    Context drawing{.out = text,
+                    .style = context.style,
+                    .width = terminalWidth(),
+                    .json = false,
+                    .compact = false};
+    const auto now = static_cast<uint64_t>(std::time(nullptr));
+    text << context.style.paint(localTime(now) + "  q ends", Tone::faint)
+         << '\n';
+    drawTree(drawing, view);
+    screen.draw(text.str());
+}
+
+void TreeScreen::takeKeys()
+{
+    std::array<char, 64> keys{};
+    const ssize_t count = read(STDIN_FILENO, keys.data(), keys.size());
+    const std::string_view typed(
+        keys.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+    if (typed.empty() || typed.find('q') != std::string_view::npos)
+    {
+        loop.exit();
+    }
+}
+
+} // namespace healthintf::healthctl
