@@ -2,6 +2,7 @@
 
 #include "command_line.hpp"
 #include "commands/count.hpp"
+#include "commands/doctor.hpp"
 #include "commands/faults.hpp"
 #include "commands/hide.hpp"
 #include "commands/lcd.hpp"
@@ -30,6 +31,7 @@ int main(int argc, char** argv)
         addLcd(commands);
         addSel(commands);
         addWatch(commands);
+        addDoctor(commands);
         return commands.run(argc, argv);
     }
     catch (const std::exception& e)

@@ -1,0 +1,150 @@
+/** @file healthctl's doctor among the sick and the healthy. */
+
+#include "healthctl.hpp"
+#include "log_client.hpp"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+namespace
+{
+
+using nlohmann::json;
+using testing::AllOf;
+using testing::HasSubstr;
+
+const std::string root = "/com/vexa/olvar/health";
+
+class HealthctlDoctor : public testing::Test
+{
+  protected:
+    HealthctlDoctor()
+    {
+        setenv("HEALTHINTF_EVENT_PATH", SHIPPED_EVENTS, 1);
+        setenv("HEALTHINTF_REGISTRY_PATH", SHIPPED_REGISTRIES, 1);
+    }
+
+    /** The worst finding of each check. */
+    static std::map<std::string, json> findings(int status)
+    {
+        const std::map<std::string, int> ranks{
+            {"ok", 0}, {"warning", 1}, {"problem", 2}};
+        std::map<std::string, json> worst;
+        const json report = jsonOf({"doctor"}, status);
+        for (const json& finding : report["findings"])
+        {
+            json& known = worst[finding["check"]];
+            if (known.is_null() ||
+                ranks.at(finding["grade"]) > ranks.at(known["grade"]))
+            {
+                known = finding;
+            }
+        }
+        return worst;
+    }
+
+    PrivateBus bus;
+    LogClient client;
+};
+
+TEST_F(HealthctlDoctor, FindsNothingWrongWithASystemThatRuns)
+{
+    const Process logmgr = client.start();
+    const Process healthmgr({HEALTHMGR});
+    Component fan(root + "/rack/fan", 2);
+    client.waitForHealth(root, 2);
+    const json report = jsonOf({"doctor"});
+    EXPECT_EQ(report["problems"], 0);
+    EXPECT_EQ(report["warnings"], 0);
+    EXPECT_GT(report["ok"], 15);
+    EXPECT_EQ(client.property("Entries"), "0");
+    const Answer brief = healthctl({"doctor", "--brief"});
+    EXPECT_EQ(brief.status, 0);
+    EXPECT_THAT(brief.output, HasSubstr("0 problems, 0 warnings, "));
+}
+
+TEST_F(HealthctlDoctor, MissesTheServices)
+{
+    const auto found = findings(1);
+    EXPECT_EQ(found.at("service.healthmgr")["grade"], "problem");
+    EXPECT_EQ(found.at("service.logmgr")["grade"], "problem");
+    EXPECT_EQ(found.at("bus")["grade"], "ok");
+    EXPECT_EQ(found.at("cache.folder")["grade"], "warning");
+}
+
+TEST_F(HealthctlDoctor, SaysThatTheBusCanStartAServiceAndDoesNotStartIt)
+{
+    bus.activate("com.vexa.olvar.healthmgr", HEALTHMGR);
+    bus.activate("com.vexa.olvar.logmgr", LOGMGR);
+    const auto found = findings(0);
+    EXPECT_EQ(found.at("service.healthmgr")["grade"], "warning");
+    EXPECT_THAT(std::string(found.at("service.healthmgr")["remedy"]),
+                HasSubstr("busctl call com.vexa.olvar.healthmgr"));
+    EXPECT_EQ(client.ownerOf("com.vexa.olvar.healthmgr"), "");
+    EXPECT_EQ(client.ownerOf("com.vexa.olvar.logmgr"), "");
+}
+
+TEST_F(HealthctlDoctor, FindsWhatADeadDaemonLeft)
+{
+    const Component alive(root, 2);
+    Component dead(root + "/fan", 2);
+    dead.process.kill();
+    const auto found = findings(1);
+    EXPECT_EQ(found.at("tree.owners")["grade"], "problem");
+    EXPECT_THAT(
+        std::string(found.at("tree.owners")["text"]),
+        AllOf(HasSubstr("process " + std::to_string(dead.process.pid())),
+              HasSubstr(root + "/fan")));
+    EXPECT_EQ(found.at("tree.parents")["grade"], "ok");
+}
+
+TEST_F(HealthctlDoctor, FindsAMissingParent)
+{
+    const Component fan(root + "/rack/fan", 2);
+    const auto found = findings(1);
+    EXPECT_EQ(found.at("tree.parents")["grade"], "problem");
+    EXPECT_THAT(std::string(found.at("tree.parents")["text"]),
+                HasSubstr("no node " + root + "/rack,"));
+    EXPECT_EQ(found.at("tree.owners")["grade"], "ok");
+}
+
+TEST_F(HealthctlDoctor, SaysWhereThereIsNoBus)
+{
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere/bus", 1);
+    const auto found = findings(1);
+    EXPECT_EQ(found.at("bus")["grade"], "problem");
+    EXPECT_THAT(std::string(found.at("bus")["text"]),
+                HasSubstr("unix:path=/nowhere/bus"));
+    EXPECT_FALSE(found.contains("service.healthmgr"));
+}
+
+TEST_F(HealthctlDoctor, MissesFilesOfTheInstallation)
+{
+    const std::string folder = bus.folder().path() / "none";
+    setenv("HEALTHINTF_EVENT_PATH", folder.c_str(), 1);
+    setenv("HEALTHINTF_REGISTRY_PATH",
+           bus.folder().write("registries/bad.json", "{").parent_path().c_str(),
+           1);
+    const auto found = findings(1);
+    EXPECT_EQ(found.at("files.events")["grade"], "problem");
+    EXPECT_THAT(std::string(found.at("files.events")["text"]),
+                HasSubstr(folder));
+    EXPECT_EQ(found.at("files.registries")["grade"], "problem");
+}
+
+TEST_F(HealthctlDoctor, MakesNoDataCache)
+{
+    findings(1);
+    EXPECT_FALSE(std::filesystem::exists(bus.folder().path() / "run"));
+    EXPECT_FALSE(std::filesystem::exists(bus.folder().path() / "state"));
+}
+
+} // namespace
+} // namespace healthintf::test

@@ -1,0 +1,114 @@
+#include <doctor/bus_findings.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+using testing::HasSubstr;
+
+constexpr bool asRoot = true;
+constexpr bool asOther = false;
+
+TEST(BusFindings, TellOfTheBusThatWasReached)
+{
+    const Finding finding =
+        findingOf(BusState{.address = "unix:path=/bus", .failure = ""});
+    EXPECT_EQ(finding.grade, Grade::ok);
+    EXPECT_THAT(finding.text, HasSubstr("unix:path=/bus"));
+    EXPECT_EQ(finding.remedy, "");
+}
+
+TEST(BusFindings, TakeAMissingBusForAProblem)
+{
+    const Finding finding =
+        findingOf(BusState{.address = "unix:path=/bus", .failure = "refused"});
+    EXPECT_EQ(finding.grade, Grade::problem);
+    EXPECT_THAT(finding.text, HasSubstr("refused"));
+    EXPECT_NE(finding.remedy, "");
+}
+
+TEST(BusFindings, GradeAServiceByHowItCanBeHad)
+{
+    ServiceState service{.program = "logmgr",
+                         .name = "com.vexa.olvar.logmgr",
+                         .pid = 17,
+                         .activatable = false};
+    EXPECT_EQ(findingOf(service).grade, Grade::ok);
+    EXPECT_THAT(findingOf(service).text, HasSubstr("17"));
+    service.pid = 0;
+    service.activatable = true;
+    EXPECT_EQ(findingOf(service).grade, Grade::warning);
+    EXPECT_THAT(findingOf(service).remedy, HasSubstr(service.name));
+    service.activatable = false;
+    EXPECT_EQ(findingOf(service).grade, Grade::problem);
+    EXPECT_THAT(findingOf(service).remedy, HasSubstr("start logmgr"));
+}
+
+TEST(BusFindings, TakeWhatRootMayNotForAProblem)
+{
+    const Attempt attempt{.check = "add-sel",
+                          .what = "add to the log",
+                          .result = Attempt::Result::denied,
+                          .why = "",
+                          .forRoot = true};
+    EXPECT_EQ(findingOf(attempt, asRoot).grade, Grade::problem);
+    EXPECT_EQ(findingOf(attempt, asOther).grade, Grade::ok);
+    EXPECT_THAT(findingOf(attempt, asOther).text, HasSubstr("may not add"));
+}
+
+TEST(BusFindings, TakeWhatEverybodyShouldBeAllowedForAProblem)
+{
+    const Attempt attempt{.check = "read-log",
+                          .what = "read the log",
+                          .result = Attempt::Result::denied,
+                          .why = ""};
+    EXPECT_EQ(findingOf(attempt, asOther).grade, Grade::problem);
+    EXPECT_NE(findingOf(attempt, asOther).remedy, "");
+}
+
+TEST(BusFindings, SayWhatWasNotFoundOut)
+{
+    Attempt attempt{.check = "read-log",
+                    .what = "read the log",
+                    .result = Attempt::Result::notTried,
+                    .why = "it sleeps"};
+    EXPECT_EQ(findingOf(attempt, asRoot).grade, Grade::ok);
+    EXPECT_THAT(findingOf(attempt, asRoot).text,
+                HasSubstr("not tried: it sleeps"));
+    attempt.result = Attempt::Result::failed;
+    EXPECT_EQ(findingOf(attempt, asRoot).grade, Grade::warning);
+    attempt.result = Attempt::Result::allowed;
+    EXPECT_EQ(findingOf(attempt, asRoot).text, "this user may read the log");
+}
+
+TEST(BusFindings, LookAtTheConnectionWithMostMatchRules)
+{
+    const std::vector<MatchUse> uses{{"a", 3}, {"b", 408}, {"c", 0}};
+    EXPECT_EQ(findingOf(uses).grade, Grade::ok);
+    EXPECT_THAT(findingOf(uses).text, HasSubstr("408 match rules"));
+    EXPECT_THAT(findingOf(uses).text, HasSubstr("b"));
+    EXPECT_EQ(findingOf(std::vector<MatchUse>{{"a", 410}}).grade,
+              Grade::warning);
+}
+
+TEST(BusFindings, SayWhenTheBusTellsOfNoRules)
+{
+    EXPECT_EQ(findingOf(std::optional<std::vector<MatchUse>>()).grade,
+              Grade::ok);
+}
+
+TEST(BusFindings, WarnWhenFilesRunOut)
+{
+    OpenFiles files{
+        .program = "healthmgr", .pid = 1, .open = 799, .limit = 1000};
+    EXPECT_EQ(findingOf(files).grade, Grade::ok);
+    files.open = 800;
+    EXPECT_EQ(findingOf(files).grade, Grade::warning);
+    EXPECT_THAT(findingOf(files).text, HasSubstr("800 of 1000"));
+}
+
+} // namespace
+} // namespace healthintf::healthctl

@@ -1,0 +1,122 @@
+#include <doctor/file_findings.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+using testing::HasSubstr;
+using testing::SizeIs;
+
+CacheState cacheInUse()
+{
+    return {.folder = "/run/cache",
+            .failure = "",
+            .there = true,
+            .usable = true,
+            .inUse = true,
+            .space = host::CacheSpace{.usedBytes = 3 << 20,
+                                      .capacity = 100 << 20,
+                                      .readers = 4,
+                                      .maxReaders = 500}};
+}
+
+StateFolder goodState()
+{
+    return {.folder = "/var/state/sel",
+            .failure = "",
+            .nearest = "/var/state",
+            .user = "root",
+            .writable = true,
+            .freeBytes = 100UL << 20};
+}
+
+TEST(FileFindings, FindNothingWrongWithACacheInUse)
+{
+    const Findings findings = findingsOf(cacheInUse());
+    ASSERT_THAT(findings, SizeIs(3));
+    for (const Finding& finding : findings)
+    {
+        EXPECT_EQ(finding.grade, Grade::ok) << finding.text;
+    }
+    EXPECT_THAT(findings[1].text, HasSubstr("3 MiB of 100 MiB"));
+    EXPECT_THAT(findings[2].text, HasSubstr("4 of 500"));
+}
+
+TEST(FileFindings, WarnBeforeTheCacheIsFull)
+{
+    CacheState cache = cacheInUse();
+    cache.space->usedBytes = 80 << 20;
+    cache.space->readers = 400;
+    const Findings findings = findingsOf(cache);
+    EXPECT_EQ(findings[1].grade, Grade::warning);
+    EXPECT_THAT(findings[1].remedy, HasSubstr("HEALTHINTF_CACHE_MIB"));
+    EXPECT_EQ(findings[2].grade, Grade::warning);
+}
+
+TEST(FileFindings, TellWhyThereIsNoCacheToLookInto)
+{
+    CacheState cache = cacheInUse();
+    cache.space.reset();
+    EXPECT_EQ(findingsOf(cache).back().grade, Grade::problem);
+    cache.inUse = false;
+    EXPECT_EQ(findingsOf(cache).back().grade, Grade::warning);
+    EXPECT_EQ(findingsOf(cache).back().check, "cache.users");
+    cache.usable = false;
+    EXPECT_EQ(findingsOf(cache).back().grade, Grade::problem);
+    EXPECT_EQ(findingsOf(cache).back().check, "cache.folder");
+    cache.there = false;
+    EXPECT_EQ(findingsOf(cache).back().grade, Grade::warning);
+    cache.failure = "no runtime folder";
+    EXPECT_EQ(findingsOf(cache).back().grade, Grade::problem);
+    EXPECT_EQ(findingsOf(cache).back().text, "no runtime folder");
+}
+
+TEST(FileFindings, MissAFolderThatTheLogCannotBeWrittenTo)
+{
+    StateFolder state = goodState();
+    EXPECT_EQ(findingOf(state).grade, Grade::ok);
+    state.freeBytes = 1;
+    EXPECT_EQ(findingOf(state).grade, Grade::warning);
+    state.writable = false;
+    EXPECT_EQ(findingOf(state).grade, Grade::problem);
+    EXPECT_THAT(findingOf(state).text, HasSubstr("root may not write in "));
+    state.failure = "no state folder";
+    EXPECT_EQ(findingOf(state).grade, Grade::problem);
+    EXPECT_EQ(findingOf(state).text, "no state folder");
+}
+
+TEST(FileFindings, TakeAMissingEventTableForAProblem)
+{
+    const Findings findings =
+        findingsOf("files.events", "event table", "EVENT_PATH",
+                   {.folders = {"/a", "/b"}, .usable = 0, .problems = {}});
+    ASSERT_THAT(findings, SizeIs(1));
+    EXPECT_EQ(findings[0].grade, Grade::problem);
+    EXPECT_THAT(findings[0].text, HasSubstr("no event table in /a, /b"));
+    EXPECT_THAT(findings[0].remedy, HasSubstr("EVENT_PATH"));
+}
+
+TEST(FileFindings, WarnOfEachFileThatIsLeftOut)
+{
+    const Findings findings = findingsOf(
+        "files.events", "event table", "EVENT_PATH",
+        {.folders = {"/a"}, .usable = 2, .problems = {"/a/x.json: bad"}});
+    ASSERT_THAT(findings, SizeIs(2));
+    EXPECT_EQ(findings[0].grade, Grade::ok);
+    EXPECT_EQ(findings[1].grade, Grade::warning);
+    EXPECT_EQ(findings[1].text, "/a/x.json: bad");
+}
+
+TEST(FileFindings, NameTheLibraryThatIsUsed)
+{
+    const Finding finding = findingOf(
+        LibraryState{.version = "1.2.3", .file = "/lib/libhealthintf.so.1"});
+    EXPECT_EQ(finding.grade, Grade::ok);
+    EXPECT_THAT(finding.text, HasSubstr("1.2.3 with /lib/libhealthintf.so.1"));
+}
+
+} // namespace
+} // namespace healthintf::healthctl

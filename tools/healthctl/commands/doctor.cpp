@@ -1,0 +1,158 @@
+#include "doctor.hpp"
+
+#include "../doctor/examination.hpp"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <memory>
+#include <ostream>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+constexpr const char* more =
+    "Looks at the bus, the services, their policies and limits, the data "
+    "cache,\n"
+    "the health tree, and the files of the installation. It changes nothing: "
+    "to\n"
+    "learn what this user may do, it makes calls that the services refuse.\n"
+    "\n"
+    "Each finding is ok, a warning or a problem; below the latter two stands\n"
+    "what to do. Exits with 1 when there is a problem.\n"
+    "\n"
+    "Examples:\n"
+    "  healthctl doctor\n"
+    "  healthctl doctor --brief\n"
+    "  healthctl doctor --json";
+
+Tone toneOf(Grade grade)
+{
+    switch (grade)
+    {
+        case Grade::ok:
+            return Tone::ok;
+        case Grade::warning:
+            return Tone::warning;
+        case Grade::problem:
+            return Tone::critical;
+    }
+    return Tone::plain;
+}
+
+std::size_t countOf(const Findings& findings, Grade grade)
+{
+    return static_cast<std::size_t>(
+        std::ranges::count(findings, grade, &Finding::grade));
+}
+
+std::string number(std::size_t count, const std::string& word)
+{
+    return std::to_string(count) + " " + word + (count == 1 ? "" : "s");
+}
+
+/** Writes a text beside a column, wrapped at blanks when there is a width. */
+void writeBeside(const Context& context, std::size_t column,
+                 const std::string& text)
+{
+    const std::string margin(column, ' ');
+    std::size_t used = column;
+    bool first = true;
+    for (std::size_t begin = 0; begin < text.size();)
+    {
+        const std::size_t end = std::min(text.find(' ', begin), text.size());
+        const std::string word = text.substr(begin, end - begin);
+        if (!first && context.width && used + 1 + word.size() > *context.width)
+        {
+            context.out << '\n' << margin;
+            used = column;
+            first = true;
+        }
+        context.out << (first ? "" : " ") << word;
+        used += word.size() + (first ? 0 : 1);
+        first = false;
+        begin = end + 1;
+    }
+    context.out << '\n';
+}
+
+void writeText(const Context& context, const Findings& findings, bool brief)
+{
+    constexpr std::size_t column = 9;
+    for (const Finding& finding : findings)
+    {
+        if (brief && finding.grade == Grade::ok)
+        {
+            continue;
+        }
+        const std::string word = wordFor(finding.grade);
+        context.out << context.style.paint(word, toneOf(finding.grade))
+                    << std::string(column - word.size(), ' ');
+        writeBeside(context, column, finding.text);
+        if (!finding.remedy.empty())
+        {
+            context.out << std::string(column, ' ');
+            writeBeside(context, column, "-> " + finding.remedy);
+        }
+    }
+    context.out << number(countOf(findings, Grade::problem), "problem") << ", "
+                << number(countOf(findings, Grade::warning), "warning") << ", "
+                << countOf(findings, Grade::ok) << " ok\n";
+}
+
+void writeJsonOf(const Context& context, const Findings& findings, bool brief)
+{
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const Finding& finding : findings)
+    {
+        if (!brief || finding.grade != Grade::ok)
+        {
+            list.push_back(
+                {{"check", finding.check},
+                 {"grade", wordFor(finding.grade)},
+                 {"text", finding.text},
+                 {"remedy", finding.remedy.empty()
+                                ? nlohmann::ordered_json(nullptr)
+                                : nlohmann::ordered_json(finding.remedy)}});
+        }
+    }
+    writeJson(context, "healthctl.doctor/1",
+              {{"problems", countOf(findings, Grade::problem)},
+               {"warnings", countOf(findings, Grade::warning)},
+               {"ok", countOf(findings, Grade::ok)},
+               {"findings", list}});
+}
+
+ExitCode examineAndTell(const Context& context, bool brief)
+{
+    const Findings findings = examine();
+    if (context.json)
+    {
+        writeJsonOf(context, findings, brief);
+    }
+    else
+    {
+        writeText(context, findings, brief);
+    }
+    return countOf(findings, Grade::problem) == 0 ? ExitCode::ok
+                                                  : ExitCode::nothingFound;
+}
+
+} // namespace
+
+void addDoctor(CommandLine& commands)
+{
+    const auto brief = std::make_shared<bool>(false);
+    CLI::App& command = commands.add(
+        {.name = "doctor",
+         .summary = "Looks for what may be wrong, and says what to do.",
+         .more = more},
+        [brief](const Context& context) {
+            return examineAndTell(context, *brief);
+        });
+    command.add_flag("--brief", *brief, "Leave out what is ok");
+}
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,144 @@
+#include "bus_findings.hpp"
+
+#include <algorithm>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+/** The rules of a connection that a system bus allows unless it is told
+ *  otherwise. */
+constexpr uint32_t usualMatchLimit = 512;
+
+std::string wakeUp(const ServiceState& service)
+{
+    return "busctl call " + service.name +
+           " / org.freedesktop.DBus.Peer Ping starts it";
+}
+
+} // namespace
+
+Finding findingOf(const BusState& bus)
+{
+    if (bus.failure.empty())
+    {
+        return {.check = "bus",
+                .grade = Grade::ok,
+                .text = "connected to " + bus.address,
+                .remedy = ""};
+    }
+    return {.check = "bus",
+            .grade = Grade::problem,
+            .text = "no bus at " + bus.address + ": " + bus.failure,
+            .remedy = "start dbus-daemon, or set DBUS_SYSTEM_BUS_ADDRESS to "
+                      "its address"};
+}
+
+Finding findingOf(const ServiceState& service)
+{
+    const std::string check = "service." + service.program;
+    if (service.pid != 0)
+    {
+        return {.check = check,
+                .grade = Grade::ok,
+                .text = service.program + " runs as process " +
+                        std::to_string(service.pid),
+                .remedy = ""};
+    }
+    if (service.activatable)
+    {
+        return {.check = check,
+                .grade = Grade::warning,
+                .text = service.program +
+                        " does not run; the bus starts it when it is called",
+                .remedy = wakeUp(service)};
+    }
+    return {.check = check,
+            .grade = Grade::problem,
+            .text = service.program +
+                    " does not run, and the bus does not know how to start it",
+            .remedy = "start " + service.program +
+                      ", or install its D-Bus activation file"};
+}
+
+Finding findingOf(const Attempt& attempt, bool root)
+{
+    Finding finding{.check = "policy." + attempt.check,
+                    .grade = Grade::ok,
+                    .text = "",
+                    .remedy = ""};
+    switch (attempt.result)
+    {
+        case Attempt::Result::allowed:
+            finding.text = "this user may " + attempt.what;
+            break;
+        case Attempt::Result::notTried:
+            finding.text = "whether this user may " + attempt.what +
+                           " was not tried: " + attempt.why;
+            break;
+        case Attempt::Result::failed:
+            finding.grade = Grade::warning;
+            finding.text = "unable to find out whether this user may " +
+                           attempt.what + ": " + attempt.why;
+            finding.remedy = "see the service's log";
+            break;
+        case Attempt::Result::denied:
+            finding.text = "this user may not " + attempt.what;
+            if (root || !attempt.forRoot)
+            {
+                finding.grade = Grade::problem;
+                finding.remedy = "install the policies com.vexa.olvar.*.conf "
+                                 "and reload the bus";
+            }
+            else
+            {
+                // That is what the policy is for.
+                finding.text += ", which only root may";
+            }
+            break;
+    }
+    return finding;
+}
+
+Finding findingOf(const std::optional<std::vector<MatchUse>>& uses)
+{
+    Finding finding{.check = "limits.match-rules",
+                    .grade = Grade::ok,
+                    .text = "",
+                    .remedy = ""};
+    if (!uses || uses->empty())
+    {
+        finding.text = "the bus does not tell this user of match rules";
+        return finding;
+    }
+    const MatchUse& most =
+        *std::ranges::max_element(*uses, {}, [](const MatchUse& use) {
+            return use.rules;
+        });
+    finding.text = "at most " + std::to_string(most.rules) +
+                   " match rules on one connection, that of " + most.owner +
+                   "; a system bus usually allows " +
+                   std::to_string(usualMatchLimit);
+    if (isNear(most.rules, usualMatchLimit))
+    {
+        finding.grade = Grade::warning;
+        finding.remedy = "raise max_match_rules_per_connection in the bus's "
+                         "configuration";
+    }
+    return finding;
+}
+
+Finding findingOf(const OpenFiles& files)
+{
+    const bool near = isNear(files.open, files.limit);
+    return {.check = "limits.open-files." + files.program,
+            .grade = near ? Grade::warning : Grade::ok,
+            .text = files.program + " has " + std::to_string(files.open) +
+                    " of " + std::to_string(files.limit) + " files open",
+            .remedy = near ? "raise the limit of open files of " +
+                                 files.program + " (LimitNOFILE= of its unit)"
+                           : ""};
+}
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,83 @@
+#pragma once
+
+/** @file What the doctor makes of the bus and of the services on it. */
+
+#include "finding.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace healthintf::healthctl
+{
+
+/** The way to the bus. */
+struct BusState
+{
+    std::string address;
+    /** Why there is no connection; empty when there is one. */
+    std::string failure;
+};
+
+/** A service by its bus name. */
+struct ServiceState
+{
+    /** The program's name. */
+    std::string program;
+    std::string name;
+    /** The process that owns the name; 0 for none. */
+    uint32_t pid = 0;
+    bool activatable = false;
+};
+
+/** Something that the bus's policy allows this user or not. */
+struct Attempt
+{
+    enum class Result
+    {
+        allowed,
+        denied,
+        notTried,
+        failed,
+    };
+
+    /** Identifies the attempt among the checks. */
+    std::string check;
+    /** What was tried, in words. */
+    std::string what;
+    Result result = Result::notTried;
+    /** Why it was not tried, or how it failed. */
+    std::string why;
+    /** Whether only root is meant to be allowed it. */
+    bool forRoot = false;
+};
+
+/** A connection's match rules. */
+struct MatchUse
+{
+    std::string owner;
+    uint32_t rules = 0;
+};
+
+/** A process's open files. */
+struct OpenFiles
+{
+    std::string program;
+    uint32_t pid = 0;
+    std::size_t open = 0;
+    std::size_t limit = 0;
+};
+
+Finding findingOf(const BusState& bus);
+Finding findingOf(const ServiceState& service);
+
+/** @param[in] root whether the attempt was root's */
+Finding findingOf(const Attempt& attempt, bool root);
+
+/** @param[in] uses the match rules of all connections; nothing when the bus
+ *             does not tell */
+Finding findingOf(const std::optional<std::vector<MatchUse>>& uses);
+Finding findingOf(const OpenFiles& files);
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,332 @@
+#include "bus_probe.hpp"
+
+#include "../source/process_name.hpp"
+
+#include <com/vexa/olvar/healthmgr/names.hpp>
+#include <com/vexa/olvar/logmgr/names.hpp>
+
+#include <health_manager/protocol.hpp>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include <bus_handles.hpp>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+using host::MessagePtr;
+using Names = std::vector<std::string>;
+
+constexpr const char* busName = "org.freedesktop.DBus";
+constexpr const char* busPath = "/org/freedesktop/DBus";
+
+/** What came of a call. */
+struct Answer
+{
+    MessagePtr reply;
+    /** The D-Bus name of an error, and its text. */
+    std::string error;
+    std::string text;
+};
+
+MessagePtr newCall(sd_bus* bus, const char* service, const char* path,
+                   const char* interface, const char* member)
+{
+    sd_bus_message* message = nullptr;
+    host::checkBus("sd_bus_message_new_method_call",
+                   sd_bus_message_new_method_call(bus, &message, service, path,
+                                                  interface, member));
+    MessagePtr owned(message);
+    // A doctor does not wake anybody up.
+    host::checkBus("sd_bus_message_set_auto_start",
+                   sd_bus_message_set_auto_start(message, 0));
+    return owned;
+}
+
+Answer call(sd_bus* bus, const MessagePtr& message)
+{
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_message* reply = nullptr;
+    const int result = sd_bus_call(bus, message.get(), 0, &error, &reply);
+    Answer answer{.reply = MessagePtr(reply), .error = "", .text = ""};
+    if (result < 0)
+    {
+        answer.error = error.name != nullptr ? error.name : "failed";
+        answer.text =
+            error.message != nullptr ? error.message : std::strerror(-result);
+        sd_bus_error_free(&error);
+    }
+    return answer;
+}
+
+Answer ask(sd_bus* bus, const char* interface, const char* member,
+           const char* name)
+{
+    const MessagePtr message =
+        newCall(bus, busName, busPath, interface, member);
+    host::checkBus("sd_bus_message_append",
+                   sd_bus_message_append(message.get(), "s", name));
+    return call(bus, message);
+}
+
+uint32_t pidOf(sd_bus* bus, const std::string& name)
+{
+    const Answer answer =
+        ask(bus, busName, "GetConnectionUnixProcessID", name.c_str());
+    uint32_t pid = 0;
+    if (answer.reply)
+    {
+        sd_bus_message_read(answer.reply.get(), "u", &pid);
+    }
+    return pid;
+}
+
+/** What the bus lists. */
+Names listed(sd_bus* bus, const char* member)
+{
+    const Answer answer =
+        call(bus, newCall(bus, busName, busPath, busName, member));
+    Names names;
+    if (answer.reply &&
+        sd_bus_message_enter_container(answer.reply.get(), 'a', "s") > 0)
+    {
+        const char* name = nullptr;
+        while (sd_bus_message_read(answer.reply.get(), "s", &name) > 0)
+        {
+            names.emplace_back(name);
+        }
+    }
+    return names;
+}
+
+/** Where the bus is looked for. */
+std::string expectedAddress()
+{
+    const char* kind = std::getenv("DBUS_STARTER_BUS_TYPE");
+    const bool user = kind != nullptr && std::string_view(kind) == "user";
+    const char* given = std::getenv(user ? "DBUS_SESSION_BUS_ADDRESS"
+                                         : "DBUS_SYSTEM_BUS_ADDRESS");
+    if (given != nullptr)
+    {
+        return given;
+    }
+    return user ? "$XDG_RUNTIME_DIR/bus" : "/run/dbus/system_bus_socket";
+}
+
+/** Writes down how a call ended. A service that answers an error of its own
+ *  was reached. */
+void take(const Answer& answer, Attempt& attempt)
+{
+    if (answer.error == SD_BUS_ERROR_ACCESS_DENIED)
+    {
+        attempt.result = Attempt::Result::denied;
+    }
+    else if (answer.reply || answer.error == SD_BUS_ERROR_INVALID_ARGS ||
+             answer.error.starts_with("com.vexa.olvar."))
+    {
+        attempt.result = Attempt::Result::allowed;
+    }
+    else
+    {
+        attempt.result = Attempt::Result::failed;
+        attempt.why = answer.text;
+    }
+}
+
+/** Asks for the node of what is no key. */
+Answer askForNoNode(sd_bus* bus)
+{
+    const MessagePtr message =
+        newCall(bus, names::managerService, names::managerPath,
+                names::managerInterface, host::addHealthObjectMethod);
+    host::checkBus("sd_bus_message_append",
+                   sd_bus_message_append(message.get(), "s", ""));
+    return call(bus, message);
+}
+
+Answer readTree(sd_bus* bus)
+{
+    return call(bus, newCall(bus, names::managerService, names::root,
+                             "org.freedesktop.DBus.ObjectManager",
+                             "GetManagedObjects"));
+}
+
+/** Adds what is no record, of which nobody is told. */
+Answer addNoRecord(sd_bus* bus)
+{
+    const MessagePtr message =
+        newCall(bus, names::logManagerService, names::selPath,
+                names::selInterface, names::addSelMethod);
+    host::checkBus(
+        "sd_bus_message_append",
+        sd_bus_message_append(message.get(), "(ssyy)ay", "", "", 0, 0, 0));
+    return call(bus, message);
+}
+
+Answer readLog(sd_bus* bus)
+{
+    const MessagePtr message =
+        newCall(bus, names::logManagerService, names::selPath,
+                names::selInterface, "GetEntry");
+    host::checkBus("sd_bus_message_append",
+                   sd_bus_message_append(message.get(), "q", 0));
+    return call(bus, message);
+}
+
+/** Requests the name of a process that has it and keeps it. */
+void tryToOwn(sd_bus* bus, const std::string& name, Attempt& attempt)
+{
+    const int result = sd_bus_request_name(bus, name.c_str(), 0);
+    if (result >= 0)
+    {
+        // Its owner has just ended.
+        sd_bus_release_name(bus, name.c_str());
+    }
+    if (result >= 0 || result == -EEXIST)
+    {
+        attempt.result = Attempt::Result::allowed;
+    }
+    else if (result == -EACCES || result == -EPERM)
+    {
+        attempt.result = Attempt::Result::denied;
+    }
+    else
+    {
+        attempt.result = Attempt::Result::failed;
+        attempt.why = std::strerror(-result);
+    }
+}
+
+/** How many match rules a connection has, as far as the bus tells. */
+std::optional<uint32_t> rulesOf(sd_bus* bus, const std::string& name)
+{
+    const Answer answer = ask(bus, "org.freedesktop.DBus.Debug.Stats",
+                              "GetConnectionStats", name.c_str());
+    sd_bus_message* stats = answer.reply.get();
+    if (stats == nullptr ||
+        sd_bus_message_enter_container(stats, 'a', "{sv}") <= 0)
+    {
+        return std::nullopt;
+    }
+    while (sd_bus_message_enter_container(stats, 'e', "sv") > 0)
+    {
+        const char* key = "";
+        uint32_t number = 0;
+        sd_bus_message_read(stats, "s", &key);
+        if (std::string_view(key) == "MatchRules" &&
+            sd_bus_message_read(stats, "v", "u", &number) > 0)
+        {
+            return number;
+        }
+        sd_bus_message_skip(stats, "v");
+        sd_bus_message_exit_container(stats);
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+BusProbe::BusProbe()
+{
+    sd_bus* connection = nullptr;
+    const int result = sd_bus_default(&connection);
+    const char* address = nullptr;
+    if (result < 0)
+    {
+        reached = {expectedAddress(), std::strerror(-result)};
+        return;
+    }
+    bus.reset(connection);
+    const std::string_view whole =
+        sd_bus_get_address(connection, &address) >= 0 ? address : "";
+    // The bus's own number says nothing to a person.
+    reached.address = whole.substr(0, whole.find(",guid="));
+}
+
+std::vector<ServiceState> BusProbe::services() const
+{
+    const Names activatable = listed(bus.get(), "ListActivatableNames");
+    std::vector<ServiceState> found{
+        {"healthmgr", names::managerService, 0, false},
+        {"logmgr", names::logManagerService, 0, false}};
+    for (ServiceState& service : found)
+    {
+        service.pid = pidOf(bus.get(), service.name);
+        service.activatable =
+            std::ranges::find(activatable, service.name) != activatable.end();
+    }
+    return found;
+}
+
+std::vector<Attempt>
+BusProbe::attempts(const std::vector<ServiceState>& services) const
+{
+    std::vector<Attempt> made;
+    const auto attempt = [&](Attempt next, auto&& act) {
+        act(next);
+        made.push_back(std::move(next));
+    };
+    const auto byCalling = [&](Answer (*make)(sd_bus*)) {
+        return [this, make](Attempt& next) {
+            take(make(bus.get()), next);
+        };
+    };
+    for (const ServiceState& service : services)
+    {
+        if (service.pid == 0)
+        {
+            made.push_back({.check = service.program,
+                            .what = "use " + service.program,
+                            .why = "it does not run"});
+            continue;
+        }
+        const bool health = service.program == "healthmgr";
+        attempt({.check = health ? "read-tree" : "read-log",
+                 .what = health ? "read the health manager's nodes"
+                                : "read the log",
+                 .why = ""},
+                byCalling(health ? readTree : readLog));
+        attempt({.check = health ? "add-node" : "add-sel",
+                 .what = health ? "ask for a health node" : "add to the log",
+                 .why = "",
+                 .forRoot = true},
+                byCalling(health ? askForNoNode : addNoRecord));
+        attempt({.check = "own-" + service.program,
+                 .what = "own the name " + service.name,
+                 .why = "",
+                 .forRoot = true},
+                [&](Attempt& next) {
+                    tryToOwn(bus.get(), service.name, next);
+                });
+    }
+    return made;
+}
+
+std::optional<std::vector<MatchUse>> BusProbe::matchRules() const
+{
+    std::vector<MatchUse> uses;
+    for (const std::string& name : listed(bus.get(), "ListNames"))
+    {
+        if (!name.starts_with(':'))
+        {
+            continue;
+        }
+        if (const auto rules = rulesOf(bus.get(), name))
+        {
+            const auto pid = static_cast<pid_t>(pidOf(bus.get(), name));
+            uses.push_back({nameOfProcess(pid), *rules});
+        }
+    }
+    return uses.empty() ? std::nullopt : std::optional(std::move(uses));
+}
+
+} // namespace healthintf::healthctl

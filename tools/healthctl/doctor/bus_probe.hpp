@@ -1,0 +1,60 @@
+#pragma once
+
+/** @file Looks at the bus and at what is on it. Nothing is changed: calls that
+ *  could do something are made so that the service refuses them, and no service
+ *  is started. */
+
+#include "bus_findings.hpp"
+
+#include <systemd/sd-bus.h>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace healthintf::healthctl
+{
+
+class BusProbe
+{
+  public:
+    /** Connects. */
+    BusProbe();
+
+    const BusState& state() const
+    {
+        return reached;
+    }
+
+    bool connected() const
+    {
+        return bus != nullptr;
+    }
+
+    /** Our services; to be asked only when connected, as all that follows. */
+    std::vector<ServiceState> services() const;
+
+    /** Tries what the policies are about.
+     *
+     *  @param[in] services what is not running is not called */
+    std::vector<Attempt>
+    attempts(const std::vector<ServiceState>& services) const;
+
+    /** The match rules of each connection; nothing when the bus does not
+     *  tell. */
+    std::optional<std::vector<MatchUse>> matchRules() const;
+
+  private:
+    struct Unref
+    {
+        void operator()(sd_bus* connection) const
+        {
+            sd_bus_unref(connection);
+        }
+    };
+
+    std::unique_ptr<sd_bus, Unref> bus;
+    BusState reached;
+};
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,91 @@
+#include "examination.hpp"
+
+#include "bus_probe.hpp"
+#include "host_probe.hpp"
+#include "process_probe.hpp"
+
+#include <unistd.h>
+
+#include <optional>
+
+#include <inspection.hpp>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+/** Whom the log manager runs as; root, unless it tells otherwise. */
+uid_t userOfLogManager(const std::vector<ServiceState>& services)
+{
+    for (const ServiceState& service : services)
+    {
+        if (service.program == "logmgr" && service.pid != 0)
+        {
+            return userOf(service.pid).value_or(0);
+        }
+    }
+    return geteuid();
+}
+
+Findings examineBus(const BusProbe& bus,
+                    const std::vector<ServiceState>& services)
+{
+    Findings findings;
+    for (const ServiceState& service : services)
+    {
+        findings.push_back(findingOf(service));
+    }
+    for (const Attempt& attempt : bus.attempts(services))
+    {
+        findings.push_back(findingOf(attempt, geteuid() == 0));
+    }
+    findings.push_back(findingOf(bus.matchRules()));
+    for (const ServiceState& service : services)
+    {
+        if (const auto files = openFilesOf(service.program, service.pid))
+        {
+            findings.push_back(findingOf(*files));
+        }
+    }
+    return findings;
+}
+
+Findings examineHost(uid_t logManager)
+{
+    const CacheState cache = probeCache();
+    Findings findings = findingsOf(cache);
+    if (cache.space)
+    {
+        const std::vector<NodeState> nodes = probeNodes(cache);
+        append(findings, deadOwners(nodes));
+        append(findings, missingParents(nodes));
+    }
+    append(findings,
+           findingsOf("files.registries", "message registry",
+                      "HEALTHINTF_REGISTRY_PATH", host::inspectRegistries()));
+    append(findings,
+           findingsOf("files.events", "event table", "HEALTHINTF_EVENT_PATH",
+                      host::inspectEventTable()));
+    findings.push_back(findingOf(probeStateFolder(logManager)));
+    return findings;
+}
+
+} // namespace
+
+Findings examine()
+{
+    Findings findings{findingOf(probeLibrary())};
+    const BusProbe bus;
+    findings.push_back(findingOf(bus.state()));
+    std::vector<ServiceState> services;
+    if (bus.connected())
+    {
+        services = bus.services();
+        append(findings, examineBus(bus, services));
+    }
+    append(findings, examineHost(userOfLogManager(services)));
+    return findings;
+}
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,13 @@
+#pragma once
+
+/** @file All that the doctor looks at. */
+
+#include "finding.hpp"
+
+namespace healthintf::healthctl
+{
+
+/** Looks at everything, in the order in which one thing needs another. */
+Findings examine();
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,190 @@
+#include "file_findings.hpp"
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+/** What the log's file grows by at once. */
+constexpr uint64_t neededBytes = 4UL << 20;
+constexpr uint64_t mebibyte = 1UL << 20;
+
+/** A size in the unit that leaves few digits. */
+std::string sizeText(uint64_t bytes)
+{
+    constexpr uint64_t kibibyte = 1UL << 10;
+    return bytes < mebibyte ? std::to_string(bytes / kibibyte) + " KiB"
+                            : std::to_string(bytes / mebibyte) + " MiB";
+}
+
+Finding spaceOf(const host::CacheSpace& space)
+{
+    const bool near = isNear(space.usedBytes, space.capacity);
+    return {.check = "cache.space",
+            .grade = near ? Grade::warning : Grade::ok,
+            .text = "the data cache has " + sizeText(space.usedBytes) + " of " +
+                    sizeText(space.capacity) + " in use",
+            .remedy = near ? "raise HEALTHINTF_CACHE_MIB and restart every "
+                             "process that uses the data cache"
+                           : ""};
+}
+
+Finding readersOf(const host::CacheSpace& space)
+{
+    const bool near = isNear(space.readers, space.maxReaders);
+    return {.check = "cache.readers",
+            .grade = near ? Grade::warning : Grade::ok,
+            .text = "at most " + std::to_string(space.readers) + " of " +
+                    std::to_string(space.maxReaders) +
+                    " readers at the same time",
+            .remedy = near ? "let fewer processes read the data cache at the "
+                             "same time"
+                           : ""};
+}
+
+/** What there is to say of the folder alone. */
+Finding folderOf(const CacheState& cache)
+{
+    const std::string folder = cache.folder.string();
+    if (!cache.failure.empty())
+    {
+        return {.check = "cache.folder",
+                .grade = Grade::problem,
+                .text = cache.failure,
+                .remedy = "set HEALTHINTF_RUNTIME_DIR as the daemons have it"};
+    }
+    if (!cache.there)
+    {
+        return {.check = "cache.folder",
+                .grade = Grade::warning,
+                .text = "there is no data cache in " + folder,
+                .remedy = "start healthmgr; or set HEALTHINTF_RUNTIME_DIR as "
+                          "the daemons have it"};
+    }
+    if (!cache.usable)
+    {
+        return {.check = "cache.folder",
+                .grade = Grade::problem,
+                .text = "this user may not read and write in " + folder,
+                .remedy = "run as root, or let this user's group write there"};
+    }
+    return {.check = "cache.folder",
+            .grade = Grade::ok,
+            .text = "the data cache is in " + folder,
+            .remedy = ""};
+}
+
+} // namespace
+
+Findings findingsOf(const CacheState& cache)
+{
+    Findings findings{folderOf(cache)};
+    if (findings.front().grade != Grade::ok)
+    {
+        return findings;
+    }
+    if (!cache.inUse)
+    {
+        findings.push_back({.check = "cache.users",
+                            .grade = Grade::warning,
+                            .text = "no process has the data cache open",
+                            .remedy = "start healthmgr and the daemons"});
+    }
+    else if (!cache.space)
+    {
+        findings.push_back({.check = "cache.users",
+                            .grade = Grade::problem,
+                            .text = "the data cache cannot be opened",
+                            .remedy = "run with HEALTHINTF_LOG_LEVEL=1, which "
+                                      "says why"});
+    }
+    else
+    {
+        findings.push_back(spaceOf(*cache.space));
+        findings.push_back(readersOf(*cache.space));
+    }
+    return findings;
+}
+
+Finding findingOf(const StateFolder& state)
+{
+    Finding finding{.check = "state.folder",
+                    .grade = Grade::problem,
+                    .text = state.failure,
+                    .remedy = "set HEALTHINTF_STATE_DIR as logmgr has it"};
+    if (!state.failure.empty())
+    {
+        return finding;
+    }
+    if (!state.writable)
+    {
+        finding.text = state.user + " may not write in " +
+                       state.nearest.string() + ", where logmgr keeps the log";
+        finding.remedy = "let " + state.user +
+                         " write there, or set HEALTHINTF_STATE_DIR to another "
+                         "folder";
+    }
+    else if (state.freeBytes < neededBytes)
+    {
+        finding.grade = Grade::warning;
+        finding.text = "the filesystem of " + state.nearest.string() +
+                       " has only " + sizeText(state.freeBytes) + " left";
+        finding.remedy = "free some space there";
+    }
+    else
+    {
+        finding.grade = Grade::ok;
+        finding.text = state.user + " may write in " + state.nearest.string();
+        finding.remedy.clear();
+    }
+    return finding;
+}
+
+Finding findingOf(const LibraryState& library)
+{
+    return {.check = "library",
+            .grade = Grade::ok,
+            .text = "healthctl " + library.version + " with " +
+                    library.file.string(),
+            .remedy = ""};
+}
+
+Findings findingsOf(const std::string& check, const std::string& what,
+                    const std::string& variable,
+                    const host::InstalledFiles& files)
+{
+    std::string folders;
+    for (const std::filesystem::path& folder : files.folders)
+    {
+        folders += (folders.empty() ? "" : ", ") + folder.string();
+    }
+    Findings findings;
+    if (files.usable == 0)
+    {
+        findings.push_back(
+            {.check = check,
+             .grade = Grade::problem,
+             .text = "there is no " + what + " in " + folders,
+             .remedy = "install it, or set " + variable + " to its folder"});
+    }
+    else
+    {
+        findings.push_back({.check = check,
+                            .grade = Grade::ok,
+                            .text = std::to_string(files.usable) +
+                                    (files.usable == 1 ? " file" : " files") +
+                                    " of use of the " + what + " in " + folders,
+                            .remedy = ""});
+    }
+    for (const std::string& problem : files.problems)
+    {
+        findings.push_back({.check = check,
+                            .grade = Grade::warning,
+                            .text = problem,
+                            .remedy = "mend the file, and restart the "
+                                      "daemons"});
+    }
+    return findings;
+}
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,65 @@
+#pragma once
+
+/** @file What the doctor makes of folders and files. */
+
+#include "finding.hpp"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include <inspection.hpp>
+
+namespace healthintf::healthctl
+{
+
+/** The data cache's folder. */
+struct CacheState
+{
+    std::filesystem::path folder;
+    /** Why nothing could be found out; empty when it could. */
+    std::string failure;
+    bool there = false;
+    /** Whether this user may read and write there. */
+    bool usable = false;
+    bool inUse = false;
+    /** Nothing when it could not be opened, or was not since nobody has it
+     *  open. */
+    std::optional<host::CacheSpace> space;
+};
+
+/** The folder of what lasts. */
+struct StateFolder
+{
+    std::filesystem::path folder;
+    /** Why nothing could be found out; empty when it could. */
+    std::string failure;
+    /** The folder itself, or the one above that it will be made in. */
+    std::filesystem::path nearest;
+    /** Whom it has to let write. */
+    std::string user;
+    bool writable = false;
+    uint64_t freeBytes = 0;
+};
+
+/** The library that this program runs with. */
+struct LibraryState
+{
+    /** This program's own. */
+    std::string version;
+    std::filesystem::path file;
+};
+
+Findings findingsOf(const CacheState& cache);
+Finding findingOf(const StateFolder& state);
+Finding findingOf(const LibraryState& library);
+
+/** @param[in] check what the finding is called
+ *  @param[in] what what the files are, in words
+ *  @param[in] variable the setting that names their folders */
+Findings findingsOf(const std::string& check, const std::string& what,
+                    const std::string& variable,
+                    const host::InstalledFiles& files);
+
+} // namespace healthintf::healthctl

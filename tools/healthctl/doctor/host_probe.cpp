@@ -1,0 +1,175 @@
+#include "host_probe.hpp"
+
+#include <hmi_faultentry.hpp>
+#include <platform/data_abstraction/health_status.hpp>
+
+#include <data_cache/cache_use.hpp>
+#include <data_cache/process_identity.hpp>
+#include <data_cache/withdrawal.hpp>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+#include <dlfcn.h>
+#include <grp.h>
+#include <pwd.h>
+
+#include <algorithm>
+#include <map>
+#include <string>
+#include <system_error>
+
+#include <directories.hpp>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+namespace fs = std::filesystem;
+
+/** The folder itself, or the nearest one above that is there. */
+fs::path nearestFolder(fs::path folder)
+{
+    std::error_code ignored;
+    while (!fs::exists(folder, ignored) && folder.has_relative_path())
+    {
+        folder = folder.parent_path();
+    }
+    return folder;
+}
+
+struct Account
+{
+    std::string name;
+    gid_t group = 0;
+};
+
+Account accountOf(uid_t user)
+{
+    const passwd* entry = getpwuid(user);
+    return entry != nullptr
+               ? Account{entry->pw_name, entry->pw_gid}
+               : Account{"user " + std::to_string(user), gid_t(-1)};
+}
+
+bool isInGroup(const Account& account, gid_t group)
+{
+    std::vector<gid_t> groups(64);
+    auto count = static_cast<int>(groups.size());
+    if (getgrouplist(account.name.c_str(), account.group, groups.data(),
+                     &count) >= 0)
+    {
+        groups.resize(static_cast<std::size_t>(count));
+    }
+    return std::ranges::find(groups, group) != groups.end();
+}
+
+/** Whether the modes of a folder let a user make files there. */
+bool modesLetWrite(const fs::path& folder, uid_t user)
+{
+    constexpr mode_t needed = S_IWOTH | S_IXOTH;
+    constexpr unsigned int ofOwner = 6;
+    constexpr unsigned int ofGroup = 3;
+    struct stat found
+    {};
+    if (stat(folder.c_str(), &found) != 0)
+    {
+        return false;
+    }
+    if (user == 0)
+    {
+        return true;
+    }
+    const unsigned int shift = found.st_uid == user ? ofOwner
+                               : isInGroup(accountOf(user), found.st_gid)
+                                   ? ofGroup
+                                   : 0;
+    return (found.st_mode >> shift & needed) == needed;
+}
+
+} // namespace
+
+CacheState probeCache()
+{
+    CacheState state;
+    try
+    {
+        state.folder = host::dataCacheFolder();
+        state.there = fs::exists(state.folder);
+        const host::CacheUse use = host::cacheUse(state.folder);
+        state.usable = use != host::CacheUse::forbidden;
+        state.inUse = use == host::CacheUse::open;
+    }
+    catch (const std::exception& e)
+    {
+        state.failure = e.what();
+    }
+    host::CacheSpace space;
+    if (state.inUse && host::measureCache(space) == 0)
+    {
+        state.space = space;
+    }
+    return state;
+}
+
+std::vector<NodeState> probeNodes(const CacheState& cache)
+{
+    std::vector<NodeState> nodes;
+    std::map<std::string, HealthStatus_gen> records;
+    if (!cache.space || DataAbstraction::HealthStatus::get_map_by_path_prefixes(
+                            {}, {}, records) != DataAbstraction::readOk)
+    {
+        return nodes;
+    }
+    for (const auto& [key, record] : records)
+    {
+        if (const auto found = host::findHealthRecord(key))
+        {
+            nodes.push_back({key, found->owner.pid, found->owner.alive()});
+        }
+    }
+    return nodes;
+}
+
+StateFolder probeStateFolder(uid_t user)
+{
+    StateFolder state;
+    try
+    {
+        state.folder = host::stateDirectory() / "sel";
+    }
+    catch (const std::exception& e)
+    {
+        state.failure = e.what();
+        return state;
+    }
+    state.nearest = nearestFolder(state.folder);
+    state.user = accountOf(user).name;
+    struct statvfs filesystem
+    {};
+    if (statvfs(state.nearest.c_str(), &filesystem) == 0)
+    {
+        state.freeBytes = filesystem.f_bavail * filesystem.f_frsize;
+        state.writable = (filesystem.f_flag & ST_RDONLY) == 0 &&
+                         modesLetWrite(state.nearest, user);
+    }
+    return state;
+}
+
+LibraryState probeLibrary()
+{
+    Dl_info where{};
+    // Any function of the library says where it is.
+    const auto function =
+        &health_namespace::FaultEntry::GetNumberOfHiddenVisibleFaults;
+    LibraryState state{.version = HEALTHINTF_VERSION, .file = ""};
+    if (dladdr(reinterpret_cast<const void*>(function), &where) != 0)
+    {
+        std::error_code error;
+        const fs::path file = fs::canonical(where.dli_fname, error);
+        state.file = error ? fs::path(where.dli_fname) : file;
+    }
+    return state;
+}
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,29 @@
+#pragma once
+
+/** @file Looks at the host platform's folders and records. */
+
+#include "file_findings.hpp"
+#include "tree_findings.hpp"
+
+#include <sys/types.h>
+
+#include <vector>
+
+namespace healthintf::healthctl
+{
+
+/** Looks at the data cache; it is opened only when others have it open, since
+ *  the first one to open it empties it. */
+CacheState probeCache();
+
+/** All health records; none when the data cache is not open anywhere. */
+std::vector<NodeState> probeNodes(const CacheState& cache);
+
+/** Looks whether a user may write where the log is kept.
+ *
+ *  @param[in] user whom logmgr runs as */
+StateFolder probeStateFolder(uid_t user);
+
+LibraryState probeLibrary();
+
+} // namespace healthintf::healthctl

@@ -1,0 +1,25 @@
+#pragma once
+
+/** @file What the kernel tells of a process. */
+
+#include "bus_findings.hpp"
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace healthintf::healthctl
+{
+
+/** The limit of open files in the text of a file /proc/PID/limits. */
+std::optional<std::size_t> openFileLimitIn(const std::string& limits);
+
+/** How many files a process has open; nothing when this user may not know. */
+std::optional<OpenFiles> openFilesOf(const std::string& program, uint32_t pid);
+
+/** The user that a process runs as; nothing when it is gone. */
+std::optional<uid_t> userOf(uint32_t pid);
+
+} // namespace healthintf::healthctl
