@@ -60,7 +60,7 @@ std::vector<SELEntry_gen> inLogOrder(std::vector<SELEntry_gen> entries)
             oldest = entry;
         }
     }
-    std::ranges::rotate(entries, oldest);
+    std::rotate(entries.begin(), oldest, entries.end());
     return entries;
 }
 

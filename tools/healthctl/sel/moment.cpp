@@ -22,16 +22,18 @@ std::optional<int64_t> numberOf(std::string_view digits)
 /** How many seconds a unit has; 0 when it is none. */
 constexpr int64_t secondsOf(char unit)
 {
+    constexpr int64_t minute = 60;
+    constexpr int64_t hour = 60 * minute;
     switch (unit)
     {
         case 's':
             return 1;
         case 'm':
-            return 60;
+            return minute;
         case 'h':
-            return 60 * 60;
+            return hour;
         case 'd':
-            return 24 * 60 * 60;
+            return 24 * hour;
         default:
             return 0;
     }
@@ -40,7 +42,7 @@ constexpr int64_t secondsOf(char unit)
 /** A length of time: 10m. Ten years are enough for any log. */
 std::optional<int64_t> spanOf(const std::string& text)
 {
-    constexpr int64_t longest = 10 * 366 * secondsOf('d');
+    constexpr int64_t longest = 3660 * secondsOf('d');
     if (text.size() < 2)
     {
         return std::nullopt;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <charconv>
+#include <cstddef>
 #include <stdexcept>
 
 namespace healthintf::healthctl
@@ -159,9 +160,9 @@ uint32_t timeOf(const RawRecord& record)
 {
     const auto time = fieldsOf(record).timestamp;
     uint32_t seconds = 0;
-    for (auto byte = time.rbegin(); byte != time.rend(); ++byte)
+    for (std::size_t i = time.size(); i > 0; --i)
     {
-        seconds = seconds << 8 | *byte;
+        seconds = seconds << 8 | time.at(i - 1);
     }
     return seconds;
 }

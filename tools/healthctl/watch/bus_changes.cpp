@@ -89,8 +89,8 @@ void BusChanges::match(const std::string& rule)
     slots.emplace_back(slot);
 }
 
-BusChanges::BusChanges(sd_bus* connection, Listener hears) :
-    bus(connection), listener(std::move(hears))
+BusChanges::BusChanges(sd_bus* bus, Listener listener) :
+    bus(bus), listener(std::move(listener))
 {
     match<&BusChanges::takeUpdate>(below(nodeInterface, "HealthStatusUpdate"));
     match<&BusChanges::takeProperties>(announced(nodeInterface));
@@ -102,7 +102,7 @@ BusChanges::BusChanges(sd_bus* connection, Listener hears) :
         "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg2=''");
 }
 
-void BusChanges::takeUpdate(sd_bus_message* message)
+void BusChanges::takeUpdate(sd_bus_message* message) const
 {
     const char* parent = "";
     const char* key = "";
@@ -120,7 +120,7 @@ void BusChanges::takeUpdate(sd_bus_message* message)
     }
 }
 
-void BusChanges::takeProperties(sd_bus_message* message)
+void BusChanges::takeProperties(sd_bus_message* message) const
 {
     const std::string path = sd_bus_message_get_path(message);
     checkBus("interface", sd_bus_message_skip(message, "s"));
@@ -150,18 +150,18 @@ void BusChanges::takeProperties(sd_bus_message* message)
     }
 }
 
-void BusChanges::takeAdded(sd_bus_message* message)
+void BusChanges::takeAdded(sd_bus_message* message) const
 {
     const FaultEntryProperties fault = faultIn(message);
     listener.faultAdded(sd_bus_message_get_path(message), fault);
 }
 
-void BusChanges::takeRemoved(sd_bus_message* message)
+void BusChanges::takeRemoved(sd_bus_message* message) const
 {
     listener.faultRemoved(sd_bus_message_get_path(message));
 }
 
-void BusChanges::takeOwner(sd_bus_message* message)
+void BusChanges::takeOwner(sd_bus_message* message) const
 {
     const char* name = "";
     checkBus("owner", sd_bus_message_read(message, "s", &name));

@@ -49,16 +49,16 @@ class BusChanges
         }
     };
 
-    using Handler = void (BusChanges::*)(sd_bus_message* message);
+    using Handler = void (BusChanges::*)(sd_bus_message* message) const;
 
     template <Handler handler>
     void match(const std::string& rule);
 
-    void takeUpdate(sd_bus_message* message);
-    void takeProperties(sd_bus_message* message);
-    void takeAdded(sd_bus_message* message);
-    void takeRemoved(sd_bus_message* message);
-    void takeOwner(sd_bus_message* message);
+    void takeUpdate(sd_bus_message* message) const;
+    void takeProperties(sd_bus_message* message) const;
+    void takeAdded(sd_bus_message* message) const;
+    void takeRemoved(sd_bus_message* message) const;
+    void takeOwner(sd_bus_message* message) const;
 
     sd_bus* bus;
     Listener listener;

@@ -34,7 +34,7 @@ int takeLoss(sd_bus_message* /*message*/, void* loop, sd_bus_error* /*error*/)
 
 } // namespace
 
-EventLoop::EventLoop(sd_bus* connection) : bus(connection)
+EventLoop::EventLoop(sd_bus* bus) : bus(bus)
 {
     sd_event* made = nullptr;
     checkBus("sd_event_new", sd_event_new(&made));
@@ -114,9 +114,9 @@ void EventLoop::onReadable(int fd, Action action)
     sources.emplace_back(made);
 }
 
-void EventLoop::setPaced(std::chrono::microseconds wanted, Action action)
+void EventLoop::setPaced(std::chrono::microseconds period, Action action)
 {
-    period = wanted;
+    this->period = period;
     sd_event_source* made = nullptr;
     checkBus("sd_event_add_time",
              sd_event_add_time(

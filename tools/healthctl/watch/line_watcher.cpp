@@ -30,10 +30,8 @@ void write(const Context& context, const nlohmann::ordered_json& line)
 
 } // namespace
 
-LineWatcher::LineWatcher(const Context& where, sd_bus* connection,
-                         EventLoop& runs) :
-    context(where),
-    bus(connection), loop(runs), heard(bus, listener())
+LineWatcher::LineWatcher(const Context& context, sd_bus* bus, EventLoop& loop) :
+    context(context), bus(bus), loop(loop), heard(bus, listener())
 {
     loop.setPaced(pace, [this] {
         takeOver();

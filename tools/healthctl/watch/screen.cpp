@@ -41,19 +41,19 @@ std::string pageOf(const std::string& text, std::size_t lines)
     for (std::size_t line = 0; line < shown; ++line)
     {
         const std::size_t end = text.find('\n', begin);
-        page += (line == 0 ? "" : "\r\n") + text.substr(begin, end - begin) +
+        page += (line == 0 ? "" : "\n") + text.substr(begin, end - begin) +
                 clearLine;
         begin = end + 1;
     }
     if (!fits)
     {
-        page += (shown == 0 ? "" : "\r\n") + std::to_string(total - shown) +
+        page += (shown == 0 ? "" : "\n") + std::to_string(total - shown) +
                 " more lines" + clearLine;
     }
     return page;
 }
 
-Screen::Screen(std::ostream& stream) : out(stream)
+Screen::Screen(std::ostream& out) : out(out)
 {
     termios settings{};
     if (tcgetattr(STDIN_FILENO, &settings) == 0)

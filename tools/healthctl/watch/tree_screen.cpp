@@ -75,11 +75,11 @@ void drawTree(const Context& context, const TreeView& view)
 
 } // namespace
 
-TreeScreen::TreeScreen(const Context& where, const TreeView& what, sd_bus* bus,
-                       EventLoop& runs) :
-    context(where),
-    view(what), loop(runs), heard(bus, listenerThat([this] {
-                                      loop.requestPaced();
+TreeScreen::TreeScreen(const Context& context, const TreeView& view,
+                       sd_bus* bus, EventLoop& loop) :
+    context(context),
+    view(view), loop(loop), heard(bus, listenerThat([this] {
+                                      this->loop.requestPaced();
                                   })),
     screen(context.out)
 {
@@ -87,7 +87,7 @@ TreeScreen::TreeScreen(const Context& where, const TreeView& what, sd_bus* bus,
         draw();
     });
     loop.onSignal(SIGWINCH, [this] {
-        loop.requestPaced();
+        this->loop.requestPaced();
     });
     if (isatty(STDIN_FILENO) != 0)
     {
