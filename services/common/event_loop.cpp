@@ -12,7 +12,7 @@ namespace healthintf::services
 namespace
 {
 
-int check(int result, const char* call)
+int checked(int result, const char* call)
 {
     if (result < 0)
     {
@@ -58,18 +58,18 @@ int onTime(sd_event_source* /*source*/, uint64_t /*due*/, void* action)
 EventLoop::EventLoop()
 {
     sd_event* raw = nullptr;
-    check(sd_event_default(&raw), "sd_event_default");
+    checked(sd_event_default(&raw), "sd_event_default");
     event.reset(raw);
 }
 
 int EventLoop::run()
 {
-    return check(sd_event_loop(event.get()), "sd_event_loop");
+    return checked(sd_event_loop(event.get()), "sd_event_loop");
 }
 
 void EventLoop::exit(int code)
 {
-    check(sd_event_exit(event.get(), code), "sd_event_exit");
+    checked(sd_event_exit(event.get(), code), "sd_event_exit");
 }
 
 void EventLoop::exitOn(std::initializer_list<int> signals)
@@ -80,10 +80,10 @@ void EventLoop::exitOn(std::initializer_list<int> signals)
     {
         sigaddset(&blocked, signal);
     }
-    check(-pthread_sigmask(SIG_BLOCK, &blocked, nullptr), "pthread_sigmask");
+    checked(-pthread_sigmask(SIG_BLOCK, &blocked, nullptr), "pthread_sigmask");
     for (const int signal : signals)
     {
-        check(
+        checked(
             sd_event_add_signal(event.get(), nullptr, signal, nullptr, nullptr),
             "sd_event_add_signal");
     }
@@ -94,9 +94,9 @@ EventSource EventLoop::onReadable(int fd, std::function<void()> action)
     EventSource made;
     made.action = std::make_unique<std::function<void()>>(std::move(action));
     sd_event_source* raw = nullptr;
-    check(sd_event_add_io(event.get(), &raw, fd, EPOLLIN, onIo,
-                          made.action.get()),
-          "sd_event_add_io");
+    checked(sd_event_add_io(event.get(), &raw, fd, EPOLLIN, onIo,
+                            made.action.get()),
+            "sd_event_add_io");
     made.source.reset(raw);
     return made;
 }
@@ -106,18 +106,18 @@ EventSource EventLoop::onRequest(std::function<void()> action)
     EventSource made;
     made.action = std::make_unique<std::function<void()>>(std::move(action));
     sd_event_source* raw = nullptr;
-    check(sd_event_add_defer(event.get(), &raw, onDefer, made.action.get()),
-          "sd_event_add_defer");
+    checked(sd_event_add_defer(event.get(), &raw, onDefer, made.action.get()),
+            "sd_event_add_defer");
     made.source.reset(raw);
-    check(sd_event_source_set_enabled(raw, SD_EVENT_OFF),
-          "sd_event_source_set_enabled");
+    checked(sd_event_source_set_enabled(raw, SD_EVENT_OFF),
+            "sd_event_source_set_enabled");
     return made;
 }
 
 void EventLoop::request(EventSource& source)
 {
-    check(sd_event_source_set_enabled(source.source.get(), SD_EVENT_ONESHOT),
-          "sd_event_source_set_enabled");
+    checked(sd_event_source_set_enabled(source.source.get(), SD_EVENT_ONESHOT),
+            "sd_event_source_set_enabled");
 }
 
 EventSource EventLoop::every(std::chrono::microseconds period,
@@ -130,16 +130,16 @@ EventSource EventLoop::every(std::chrono::microseconds period,
     // How late a call may be, so that the machine can wake up for several at
     // once.
     const uint64_t slack = 1 + period.count() / 16;
-    check(sd_event_add_time_relative(event.get(), &raw, CLOCK_MONOTONIC,
-                                     period.count(), slack, onTime,
-                                     made.action.get()),
-          "sd_event_add_time_relative");
+    checked(sd_event_add_time_relative(event.get(), &raw, CLOCK_MONOTONIC,
+                                       period.count(), slack, onTime,
+                                       made.action.get()),
+            "sd_event_add_time_relative");
     made.source.reset(raw);
-    check(sd_event_source_set_enabled(raw, SD_EVENT_ON),
-          "sd_event_source_set_enabled");
+    checked(sd_event_source_set_enabled(raw, SD_EVENT_ON),
+            "sd_event_source_set_enabled");
     *made.action = [raw, period, action = std::move(action)] {
-        check(sd_event_source_set_time_relative(raw, period.count()),
-              "sd_event_source_set_time_relative");
+        checked(sd_event_source_set_time_relative(raw, period.count()),
+                "sd_event_source_set_time_relative");
         action();
     };
     return made;
