@@ -107,7 +107,7 @@ int SELAndFault::GetSELDatacacheEntryByID(SELEntry_gen& entry,
     }
     entry = entries.begin()->second;
     HMI_LOG(log::progress,
-            "%s.%d.%s: Exiting from GetSELDatacacheEntryByID: Found %lu "
+            "%s.%d.%s: Exiting from GetSELDatacacheEntryByID: Found %zu "
             "entries for recordID %d",
             entries.size(), recordId);
     return statusOk;
