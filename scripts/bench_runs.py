@@ -72,6 +72,7 @@ class Talker:
         )
         stack.callback(process.wait)
         stack.callback(process.stdin.close)
+        self.pid = process.pid
         self._process = process
 
     def hear(self):
