@@ -1,0 +1,121 @@
+"""Scenes of the machine that the daemons watch."""
+
+import subprocess
+import sys
+
+from health import NOTHING_FOUND, ROOT
+from stage import DEMO
+from unexpected import expect
+
+
+def start(stage):
+    terminal, health, daemons = stage.terminal, stage.health, stage.daemons
+    terminal.title("A health manager and three daemons that watch this machine")
+    for service in ("healthmgr", "logmgr"):
+        daemons.start_service(
+            service, [daemons.program(f"services/{service}/{service}")]
+        )
+    health.begin()
+    stage.start_storage()
+    stage.start_memory()
+    stage.start_process()
+    for kind in stage.kinds():
+        health.wait_for(f"{DEMO}/{kind}", "OK")
+    health.wait_for(ROOT, "OK")
+    terminal.tell(
+        "Each daemon holds a node of the health tree. The nodes above them "
+        "are the health manager's; the daemons asked it for them."
+    )
+    terminal.line()
+    stage.draw()
+    health.show("doctor", "--brief")
+
+
+def storage(stage):
+    terminal, health = stage.terminal, stage.health
+    terminal.title("A filesystem of 8 MiB fills up")
+    stage.fill(7)
+    health.wait_for(ROOT, "warning")
+    terminal.line("7 MiB are written:")
+    stage.draw()
+    health.expect_faults("FilesystemFillingUp")
+    stage.fill(9)
+    health.wait_for(ROOT, "critical")
+    terminal.line("It is full:")
+    stage.draw()
+    health.expect_faults("FilesystemFull")
+    terminal.line("What there is to know of the fault:")
+    health.show("faults")
+
+    terminal.title("The file is removed")
+    stage.empty()
+    health.wait_for(ROOT, "OK")
+    stage.draw()
+    health.show("faults", "--all", answers=(NOTHING_FOUND,))
+
+
+def memory(stage):
+    terminal, health = stage.terminal, stage.health
+    terminal.title("Memory crosses its limit")
+    terminal.line(f"A process takes {stage.ballast >> 20} MiB:")
+    taker = subprocess.Popen(
+        [
+            sys.executable,
+            "-c",
+            "import sys; held = b'x' * int(sys.argv[1]); sys.stdin.read()",
+            str(stage.ballast),
+        ],
+        stdin=subprocess.PIPE,
+    )
+    try:
+        health.wait_for(ROOT, "warning")
+        stage.draw()
+        health.expect_faults("MemoryLow")
+    finally:
+        taker.stdin.close()
+        taker.wait()
+    health.wait_for(ROOT, "OK")
+    terminal.line("It ended, and all is well again.\n")
+
+
+def process(stage):
+    terminal, health = stage.terminal, stage.health
+    terminal.title("A watched process is killed")
+    stage.kill_worker()
+    health.wait_for(ROOT, "critical")
+    stage.draw()
+    health.expect_faults("CriticalProcessMissing")
+    terminal.line("It is started again:")
+    stage.start_worker()
+    health.wait_for(ROOT, "OK")
+    stage.draw()
+    health.expect_faults()
+
+
+def crash(stage):
+    terminal, health = stage.terminal, stage.health
+    terminal.title("A daemon dies with kill -9 while it holds a fault")
+    stage.kill_worker()
+    health.wait_for(ROOT, "critical")
+    terminal.line("Before:")
+    stage.draw()
+    stage.daemons.kill("hostmon process")
+    health.wait_for(ROOT, "OK")
+    health.wait("its node is gone", lambda: f"{DEMO}/process" not in health.nodes())
+    terminal.line("After: the health manager withdrew what the daemon left.")
+    stage.draw()
+    health.expect_faults()
+
+
+def end(stage):
+    terminal, health, daemons = stage.terminal, stage.health, stage.daemons
+    terminal.title("Everything ends")
+    for name in [n for n in daemons.running if n.startswith("hostmon")]:
+        daemons.stop(name)
+    health.wait_for(ROOT, "none")
+    stage.draw()
+    health.end()
+    daemons.stop("logmgr")
+    daemons.stop("healthmgr")
+    expect("no node is left", not health.nodes())
+    terminal.line("Everything was as expected.")
