@@ -42,10 +42,6 @@ inline Answer healthctl(std::vector<std::string> arguments,
     return answerOf(arguments, environment);
 }
 
-/** The words before a command that run it as a user without rights. */
-inline const std::vector<std::string> asNobody{
-    "setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
-
 /** What healthctl says as JSON, whose form is checked.
  *
  *  @throws std::runtime_error when it has not the form of its schema */

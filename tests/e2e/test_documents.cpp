@@ -37,7 +37,9 @@ std::string runPage(const std::string& name)
          // The compiler's own flags name the standard.
          "--let=c++20 build=none build", SOURCE_FOLDER "/docs/" + name,
          project.path()},
-        {"CXX=" COMPILER, "CXXFLAGS=" SDBUSPLUS_FLAGS, "CC=" C_COMPILER});
+        {"CXX=" COMPILER, "CXXFLAGS=" SDBUSPLUS_FLAGS, "CC=" C_COMPILER,
+         "PATH=" + installation().at(PREFIX "/bin").string() + ":" +
+             std::getenv("PATH")});
 }
 
 class Documents : public testing::TestWithParam<const char*>
@@ -50,8 +52,8 @@ TEST_P(Documents, ShowWhatOneSees)
 }
 
 INSTANTIATE_TEST_SUITE_P(Pages, Documents,
-                         testing::Values("dbus.md", "hostmon.md", "logmgr.md",
-                                         "tutorial.md"));
+                         testing::Values("dbus.md", "healthctl.md", "hostmon.md",
+                                         "logmgr.md", "tutorial.md"));
 
 /** Every option that a program tells of. */
 std::vector<std::string> optionsOf(const std::string& program)
@@ -152,8 +154,9 @@ TEST(DocumentsList, HasEveryPageWithTranscripts)
         }
     }
     EXPECT_THAT(pages,
-                testing::UnorderedElementsAre("dbus.md", "hostmon.md",
-                                              "logmgr.md", "tutorial.md"));
+                testing::UnorderedElementsAre("dbus.md", "healthctl.md",
+                                              "hostmon.md", "logmgr.md",
+                                              "tutorial.md"));
 }
 
 } // namespace
