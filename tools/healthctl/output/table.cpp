@@ -36,14 +36,14 @@ void Table::addRow(std::vector<Cell> cells)
 }
 
 void Table::addText(const std::string& first, const std::string& rest,
-                    const std::string& text, Tone tone)
+                    const std::string& text, Tone tone, Tone leadTone)
 {
-    lines.emplace_back(Text{first, rest, text, tone, true});
+    lines.emplace_back(Text{first, rest, text, tone, leadTone, true});
 }
 
 void Table::addLine(const std::string& lead, const std::string& text, Tone tone)
 {
-    lines.emplace_back(Text{lead, lead, text, tone, false});
+    lines.emplace_back(Text{lead, lead, text, tone, Tone::faint, false});
 }
 
 void Table::print(std::ostream& out, const Style& style,
@@ -54,7 +54,7 @@ void Table::print(std::ostream& out, const Style& style,
     {
         if (const auto* row = std::get_if<Row>(&line))
         {
-            printRow(out, style, *row, all);
+            printRow(out, style, *row, all, width);
         }
         else
         {
@@ -97,17 +97,26 @@ Table::Widths Table::widths(std::optional<std::size_t> width) const
 }
 
 void Table::printRow(std::ostream& out, const Style& style, const Row& row,
-                     const Widths& widths)
+                     const Widths& widths, std::optional<std::size_t> width)
 {
     // Blanks wait until something follows them.
     std::size_t blanks = 0;
+    std::size_t used = 0;
     for (std::size_t i = 0; i < row.size(); ++i)
     {
         const Cell& cell = row[i];
-        const std::string text = fitted(cell, widths[i], style);
+        // What yielding columns leave too wide ends at the terminal's edge.
+        const std::size_t room =
+            width ? *width - std::min(*width, used + blanks) : widths[i];
+        if (room < widthOf(cell) && room <= columnsOf(cell.lead))
+        {
+            break;
+        }
+        const std::string text = fitted(cell, std::min(widths[i], room), style);
         const std::size_t taken = columnsOf(cell.lead) + columnsOf(text);
         if (taken > 0)
         {
+            used += blanks + taken;
             out << std::string(blanks, ' ')
                 << style.paint(cell.lead, Tone::faint)
                 << style.paint(text, cell.tone);
@@ -137,7 +146,7 @@ void Table::printText(std::ostream& out, const Style& style, const Text& text,
     }
     for (std::size_t i = 0; i < all.size(); ++i)
     {
-        out << style.paint(i == 0 ? text.first : text.rest, Tone::faint)
+        out << style.paint(i == 0 ? text.first : text.rest, text.leadTone)
             << style.paint(all[i], text.tone) << '\n';
     }
 }

@@ -50,9 +50,11 @@ class Table
      *  needs.
      *
      *  @param[in] first what its first line begins with
-     *  @param[in] rest what its other lines begin with, of the same width */
+     *  @param[in] rest what its other lines begin with, of the same width
+     *  @param[in] leadTone of both */
     void addText(const std::string& first, const std::string& rest,
-                 const std::string& text, Tone tone);
+                 const std::string& text, Tone tone,
+                 Tone leadTone = Tone::faint);
 
     /** Adds a line below the last row that does not follow the columns; on a
      *  terminal it is shortened. */
@@ -70,6 +72,7 @@ class Table
         std::string rest;
         std::string text;
         Tone tone;
+        Tone leadTone;
         bool wraps;
     };
 
@@ -77,7 +80,8 @@ class Table
 
     Widths widths(std::optional<std::size_t> width) const;
     static void printRow(std::ostream& out, const Style& style, const Row& row,
-                         const Widths& widths);
+                         const Widths& widths,
+                         std::optional<std::size_t> width);
     static void printText(std::ostream& out, const Style& style,
                           const Text& text, std::optional<std::size_t> width);
 

@@ -116,6 +116,15 @@ std::size_t howManyFit(Iterator at, Iterator end, std::size_t columns)
     return count;
 }
 
+/** Whether a line may end between two signs: at a blank, and beside wide ones,
+ *  which are written without blanks. */
+bool mayBreak(const Sign& before, const Sign& after)
+{
+    return after.code == ' ' ||
+           (columnsOf(after) > 0 &&
+            (columnsOf(before) > 1 || columnsOf(after) > 1));
+}
+
 /** Takes a line off the front of a text. */
 std::string takeLine(std::string_view& rest, std::size_t columns)
 {
@@ -123,17 +132,18 @@ std::string takeLine(std::string_view& rest, std::size_t columns)
     const std::size_t fit = std::max<std::size_t>(
         1, howManyFit(signs.begin(), signs.end(), columns));
     std::size_t bytes = 0;
-    std::size_t lastBlank = 0;
+    std::size_t lastBreak = 0;
     for (std::size_t i = 0; i < std::min(fit, signs.size()); ++i)
     {
-        if (signs[i].code == ' ')
+        if (i > 0 && mayBreak(signs[i - 1], signs[i]))
         {
-            lastBlank = bytes;
+            lastBreak = bytes;
         }
         bytes += signs[i].bytes.size();
     }
-    const bool breaksWord = bytes < rest.size() && rest[bytes] != ' ';
-    const std::size_t end = breaksWord && lastBlank > 0 ? lastBlank : bytes;
+    const bool breaksWord =
+        fit < signs.size() && !mayBreak(signs[fit - 1], signs[fit]);
+    const std::size_t end = breaksWord && lastBreak > 0 ? lastBreak : bytes;
     std::string line(rest.substr(0, end));
     rest.remove_prefix(end);
     rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));

@@ -59,6 +59,16 @@ TEST(TableTest, NeverShortensWhatStandsInFront)
     EXPECT_EQ(printed(table, 8), "├─ a_…me\n");
 }
 
+TEST(TableTest, EndsARowThatIsStillTooWideAtTheEdge)
+{
+    Table table({});
+    table.addRow({std::string("fan"), std::string("critical"),
+                  Cell("x", Tone::plain, "<lead>")});
+    EXPECT_EQ(printed(table, 11), "fan  cr…cal\n");
+    EXPECT_EQ(printed(table, 5), "fan\n");
+    EXPECT_EQ(printed(table, 17), "fan  critical\n");
+}
+
 TEST(TableTest, WrapsTextsWithTheIndentationOfTheirBullet)
 {
     Table table({});

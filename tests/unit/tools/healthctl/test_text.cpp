@@ -72,6 +72,13 @@ TEST(Wrapped, BreaksAtBlanks)
                 ElementsAre("the fan", "is slow"));
 }
 
+TEST(Wrapped, BreaksBesideWideSigns)
+{
+    EXPECT_THAT(wrapped("fan 風扇風扇風扇 ab", 9),
+                ElementsAre("fan 風扇", "風扇風扇", "ab"));
+    EXPECT_THAT(wrapped("風扇fan", 6), ElementsAre("風扇", "fan"));
+}
+
 TEST(Wrapped, BreaksAWordThatIsLongerThanALine)
 {
     EXPECT_THAT(wrapped("/a/long/path is full", 6),
