@@ -1,8 +1,8 @@
 /** @file The commands of healthctl that change something, over a living
  *  tree. */
 
-#include "installed_policy.hpp"
 #include "healthctl.hpp"
+#include "installed_policy.hpp"
 
 #include <gmock/gmock.h>
 

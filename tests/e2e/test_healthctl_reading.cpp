@@ -150,7 +150,14 @@ TEST_F(Reading, TopIsTheMostImportantBelowAComponent)
     EXPECT_THAT(idsOf(jsonOf({"top", "5", "--component", "rack/psu"})),
                 ElementsAre("Test.1.0.Low"));
     // The beginning of a name is not the name.
-    EXPECT_TRUE(jsonOf({"top", "--component", "rack/ps"}, 1)["faults"].empty());
+    for (const char* command : {"top", "faults"})
+    {
+        const Answer unknown = healthctl({command, "--component", "rack/ps"});
+        EXPECT_EQ(unknown.status, 1);
+        EXPECT_EQ(unknown.errors,
+                  "healthctl: there is no component \"rack/ps\"; \"healthctl "
+                  "tree\" shows all\n");
+    }
 }
 
 TEST_F(Reading, CountTellsVisibleFromHidden)

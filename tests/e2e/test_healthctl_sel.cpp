@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace healthintf::test
@@ -87,6 +88,18 @@ TEST_F(HealthctlSel, AddTakesOnlyARecord)
     EXPECT_EQ(client.property("Entries"), "0");
 }
 
+TEST_F(HealthctlSel, AddTakesOnlyATimeThatARecordCanHave)
+{
+    for (const char* time : {"@4294967296", "1960-01-01"})
+    {
+        const Answer answer =
+            healthctl({"sel", "add", fanRecord, "--time", time});
+        EXPECT_EQ(answer.status, 2);
+        EXPECT_THAT(answer.errors, HasSubstr("give one between 1970 and 2106"));
+    }
+    EXPECT_EQ(client.property("Entries"), "0");
+}
+
 TEST_F(HealthctlSel, ListShowsWhatEachEventMeans)
 {
     addThree();
@@ -130,6 +143,12 @@ TEST_F(HealthctlSel, ListExitsWithOneWhenThereIsNothing)
     const Answer wrong = healthctl({"sel", "list", "--since", "soon"});
     EXPECT_EQ(wrong.status, 2);
     EXPECT_THAT(wrong.errors, HasSubstr("\"soon\" is no time; write it as"));
+    EXPECT_EQ(healthctl({"sel", "list", "--last", "0"}).errors,
+              "healthctl: --last: \"0\" is no number from 1 on; see "
+              "\"healthctl sel list --help\"\n");
+    EXPECT_EQ(healthctl({"sel", "list", "--sensor-type", "256"}).errors,
+              "healthctl: \"256\" is no sensor type; write it as 4, 0x04 or "
+              "fan\n");
 }
 
 TEST_F(HealthctlSel, ListAsksTheLogManagerWhereThisUserHasNoCache)
@@ -155,6 +174,17 @@ TEST_F(HealthctlSel, ShowTellsEveryField)
     const json entry = jsonOf({"sel", "show", "2"})["entries"][0];
     EXPECT_EQ(entry["event"]["offset"], 9);
     EXPECT_EQ(entry["raw"], "02 00 02 d0 07 00 00 20 00 04 01 06 01 59 5a 55");
+}
+
+TEST_F(HealthctlSel, ShowKeepsLongValuesBesideTheirNames)
+{
+    addThree();
+    const Answer answer = answerOf(
+        {WATCH_ON_TERMINAL, HEALTHCTL, "sel", "show", "1"}, {"NO_COLOR=1"});
+    EXPECT_THAT(
+        answer.output,
+        HasSubstr("Event           Fan sensor 0x07 went above its upper "
+                  "non-critical threshold, raw\n                reading"));
 }
 
 TEST_F(HealthctlSel, ShowSaysThatThereIsNoSuchEntry)
@@ -190,6 +220,16 @@ TEST_F(HealthctlSel, ClearAsksOnATerminal)
     EXPECT_THAT(agreed.output(),
                 AllOf(HasSubstr("3 entries removed"), HasSubstr("ended 0, ")));
     EXPECT_EQ(client.property("Entries"), "0");
+}
+
+TEST_F(HealthctlSel, ClearTakesTheEndOfInputForNo)
+{
+    addThree();
+    Process asked({WATCH_ON_TERMINAL, HEALTHCTL, "sel", "clear"});
+    asked.tell("keys \x04");
+    EXPECT_THAT(asked.output(), AllOf(HasSubstr("\nNothing was removed.\n"),
+                                      HasSubstr("ended 1, ")));
+    EXPECT_EQ(client.property("Entries"), "3");
 }
 
 TEST_F(HealthctlSel, InfoTellsOfTheLogAsAWhole)
@@ -275,6 +315,23 @@ TEST(HealthctlSelAlone, SaysThatThereIsNoLogManager)
         EXPECT_EQ(answer.status, 3);
         EXPECT_EQ(answer.errors, "healthctl: there is no log manager; start "
                                  "logmgr\n");
+    }
+}
+
+TEST(HealthctlSelAlone, SaysSoWhenTheLogManagerAnswersOddly)
+{
+    const PrivateBus bus;
+    Process log({ODD_LOG});
+    ASSERT_EQ(log.hear(), "ready");
+    const std::vector<std::pair<std::vector<std::string>, std::string>> cases{
+        {{"sel", "list"}, "there is more and sends nothing; restart logmgr\n"},
+        {{"sel", "info"}, "of one version\n"},
+        {{"sel", "clear", "--yes"}, "of one version\n"}};
+    for (const auto& [command, end] : cases)
+    {
+        const Answer answer = healthctl(command);
+        EXPECT_EQ(answer.status, 5);
+        EXPECT_THAT(answer.errors, testing::EndsWith(end));
     }
 }
 

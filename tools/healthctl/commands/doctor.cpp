@@ -1,6 +1,8 @@
 #include "doctor.hpp"
 
 #include "../doctor/examination.hpp"
+#include "../output/table.hpp"
+#include "../output/text.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -53,34 +55,11 @@ std::string number(std::size_t count, const std::string& word)
     return std::to_string(count) + " " + word + (count == 1 ? "" : "s");
 }
 
-/** Writes a text beside a column, wrapped at blanks when there is a width. */
-void writeBeside(const Context& context, std::size_t column,
-                 const std::string& text)
-{
-    const std::string margin(column, ' ');
-    std::size_t used = column;
-    bool first = true;
-    for (std::size_t begin = 0; begin < text.size();)
-    {
-        const std::size_t end = std::min(text.find(' ', begin), text.size());
-        const std::string word = text.substr(begin, end - begin);
-        if (!first && context.width && used + 1 + word.size() > *context.width)
-        {
-            context.out << '\n' << margin;
-            used = column;
-            first = true;
-        }
-        context.out << (first ? "" : " ") << word;
-        used += word.size() + (first ? 0 : 1);
-        first = false;
-        begin = end + 1;
-    }
-    context.out << '\n';
-}
-
 void writeText(const Context& context, const Findings& findings, bool brief)
 {
     constexpr std::size_t column = 9;
+    const std::string margin(column, ' ');
+    Table table({});
     for (const Finding& finding : findings)
     {
         if (brief && finding.grade == Grade::ok)
@@ -88,15 +67,16 @@ void writeText(const Context& context, const Findings& findings, bool brief)
             continue;
         }
         const std::string word = wordFor(finding.grade);
-        context.out << context.style.paint(word, toneOf(finding.grade))
-                    << std::string(column - word.size(), ' ');
-        writeBeside(context, column, finding.text);
+        table.addText(word + std::string(column - word.size(), ' '), margin,
+                      printable(finding.text), Tone::plain,
+                      toneOf(finding.grade));
         if (!finding.remedy.empty())
         {
-            context.out << std::string(column, ' ');
-            writeBeside(context, column, "-> " + finding.remedy);
+            table.addText(margin, margin, "-> " + printable(finding.remedy),
+                          Tone::plain);
         }
     }
+    table.print(context.out, context.style, context.width);
     context.out << number(countOf(findings, Grade::problem), "problem") << ", "
                 << number(countOf(findings, Grade::warning), "warning") << ", "
                 << countOf(findings, Grade::ok) << " ok\n";

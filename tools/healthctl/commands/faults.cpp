@@ -3,6 +3,7 @@
 #include "../choices.hpp"
 #include "../model/component.hpp"
 #include "../model/fault_filter.hpp"
+#include "../numbers.hpp"
 #include "../output/fault_output.hpp"
 #include "../source/source_option.hpp"
 
@@ -69,6 +70,10 @@ ExitCode faults(const Context& context, const Options& options)
     const auto source = openSource(options.source);
     const Faults all = source->faults();
     const Faults chosen = chooseFaults(all, wish);
+    if (chosen.empty() && !options.component.empty())
+    {
+        checkComponent(*source, options.component);
+    }
     if (context.json)
     {
         writeJson(context, "healthctl.faults/1",
@@ -118,6 +123,7 @@ void addOrder(CLI::App& command, FaultWish& wish)
               "time, severity (the default) or component");
     command.add_flag("-r,--reverse", wish.reverse, "The other way round");
     command.add_option("-n,--limit", wish.limit, "How many at most; 0 for all")
+        ->check(numberFrom(0))
         ->type_name("N");
 }
 

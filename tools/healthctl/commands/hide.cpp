@@ -3,6 +3,7 @@
 #include "../echo.hpp"
 #include "../error.hpp"
 #include "../model/component.hpp"
+#include "../numbers.hpp"
 #include "../source/health_source.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
@@ -10,7 +11,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include <climits>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -38,14 +38,8 @@ std::string heldKey(const Target& target)
     {
         return "";
     }
-    std::string key = keyOf(target.component);
-    if (!openSource(SourceChoice::automatic)->nodes().contains(key))
-    {
-        throw Error(ExitCode::nothingFound,
-                    "there is no component \"" + target.component +
-                        "\"; \"healthctl tree\" shows all");
-    }
-    return key;
+    checkComponent(*openSource(SourceChoice::automatic), target.component);
+    return keyOf(target.component);
 }
 
 void send(bool hide, const std::string& key, const Target& target)
@@ -109,7 +103,7 @@ void addTo(CommandLine& commands, bool hide, const CommandText& text)
     command
         .add_option("--sensor-number", target->sensorNumber,
                     "The faults of the sensors with this IPMI number")
-        ->check(CLI::Range(1, INT_MAX).description(""))
+        ->check(numberFrom(1))
         ->type_name("N");
 }
 

@@ -196,7 +196,7 @@ void addLcd(CommandLine& commands)
 {
     CLI::App& group = commands.addGroup(
         {.name = "lcd",
-         .summary = "Shows and changes the settings of the front panel's LCD.",
+         .summary = "Shows and changes the front panel's LCD settings.",
          .more = "hideerrs: 0 hides all faults, any other value shows them.\n"
                  "oemLCDFlags: bit 0 hides all faults; clearing it shows them "
                  "and sets\nhideerrs to 1.\n\n"

@@ -11,7 +11,10 @@ namespace healthintf::healthctl
  *  entries, and tell of the log as a whole. */
 void addSel(CommandLine& commands);
 
-/** Adds the command that lists entries below @p sel. */
+/** Adds below @p sel the command that lists entries, those that add and clear
+ *  them, and those for files. */
 void addSelList(CommandLine& commands, CLI::App& sel);
+void addSelChanges(CommandLine& commands, CLI::App& sel);
+void addSelTransfer(CommandLine& commands, CLI::App& sel);
 
 } // namespace healthintf::healthctl

@@ -1,20 +1,18 @@
 #include "../choices.hpp"
-#include "../error.hpp"
+#include "../numbers.hpp"
 #include "../output/table.hpp"
 #include "../output/text.hpp"
 #include "../sel/log_reader.hpp"
-#include "../sel/moment.hpp"
 #include "../sel/sel_entries.hpp"
+#include "arguments.hpp"
 #include "sel.hpp"
 
 #include <nlohmann/json.hpp>
 
-#include <ctime>
 #include <memory>
 #include <optional>
 #include <ostream>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -47,32 +45,19 @@ struct Options
     std::size_t last = 0;
 };
 
-std::optional<int64_t> moment(const std::string& text)
-{
-    if (text.empty())
-    {
-        return std::nullopt;
-    }
-    try
-    {
-        return momentOf(text, std::time(nullptr));
-    }
-    catch (const std::invalid_argument& e)
-    {
-        throw Error(ExitCode::usage,
-                    std::string(e.what()) +
-                        "; write it as 2026-01-31, 10m or @1700000000");
-    }
-}
-
 SelFilter filterOf(const Options& options)
 {
-    SelFilter filter{
-        .since = moment(options.since),
-        .until = moment(options.until),
-        .sensorTypes = {options.sensorTypes.begin(), options.sensorTypes.end()},
-        .severities = options.severities,
-        .last = std::nullopt};
+    SelFilter filter{.since = givenMoment(options.since),
+                     .until = givenMoment(options.until),
+                     .sensorTypes = argument(
+                         [&] {
+                             return std::vector<SensorTypeChoice>(
+                                 options.sensorTypes.begin(),
+                                 options.sensorTypes.end());
+                         },
+                         "write it as 4, 0x04 or fan"),
+                     .severities = options.severities,
+                     .last = std::nullopt};
     if (options.last > 0)
     {
         filter.last = options.last;
@@ -167,8 +152,7 @@ void addSeverity(CLI::App& command, Options& options)
                         chosenOf("--severity", word, words));
                 }
             },
-            "Only critical, warning or informational; may be given several "
-            "times")
+            "critical, warning or informational; repeatable")
         ->type_name("WORD")
         ->expected(1)
         ->take_all();
@@ -193,7 +177,7 @@ void addSelList(CommandLine& commands, CLI::App& sel)
         ->type_name("TIME");
     command
         .add_option("--sensor-type", options->sensorTypes,
-                    "Only of sensors of this type; may be given several times")
+                    "Only of sensors of this type; repeatable")
         ->type_name("TYPE")
         ->expected(1)
         ->take_all();
@@ -201,7 +185,7 @@ void addSelList(CommandLine& commands, CLI::App& sel)
     command
         .add_option("-n,--last", options->last,
                     "At most so many of those, the newest ones")
-        ->check(CLI::PositiveNumber.description(""))
+        ->check(numberFrom(1))
         ->type_name("N");
 }
 

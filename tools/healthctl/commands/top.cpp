@@ -1,6 +1,7 @@
 #include "top.hpp"
 
 #include "../model/component.hpp"
+#include "../numbers.hpp"
 #include "../output/fault_output.hpp"
 #include "../source/source_option.hpp"
 
@@ -27,6 +28,10 @@ ExitCode top(const Context& context, const Options& options)
         options.component.empty() ? "" : keyOf(options.component);
     const auto source = openSource(options.source);
     const Faults faults = source->top(key, options.n, options.severe);
+    if (faults.empty() && !options.component.empty())
+    {
+        checkComponent(*source, options.component);
+    }
     if (context.json)
     {
         writeJson(context, "healthctl.top/1",
@@ -62,6 +67,7 @@ void addTop(CommandLine& commands)
         });
     command.add_option("N", options->n, "How many at most; 0 for all")
         ->capture_default_str()
+        ->check(numberFrom(0))
         ->type_name("");
     command
         .add_option("-c,--component", options->component,

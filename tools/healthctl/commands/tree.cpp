@@ -1,7 +1,7 @@
 #include "tree.hpp"
 
-#include "../error.hpp"
 #include "../model/component.hpp"
+#include "../numbers.hpp"
 #include "../output/tree_output.hpp"
 #include "../source/source_option.hpp"
 
@@ -42,9 +42,7 @@ Tops topsOf(const std::vector<TreeNode>& trees, const std::string& written)
     const TreeNode* found = findNode(trees, keyOf(written));
     if (found == nullptr)
     {
-        throw Error(ExitCode::nothingFound,
-                    "there is no component \"" + written +
-                        "\"; \"healthctl tree\" shows all");
+        throw noComponent(written);
     }
     return {found};
 }
@@ -125,6 +123,7 @@ void addTree(CommandLine& commands)
     command
         .add_option("-d,--depth", options->view.depth,
                     "How many levels below the topmost node")
+        ->check(numberFrom(0))
         ->type_name("N");
     auto* paths = command.add_flag("--paths", options->paths,
                                    "Write only the components, one a line");

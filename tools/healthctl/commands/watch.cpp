@@ -1,10 +1,10 @@
 #include "watch.hpp"
 
+#include "../numbers.hpp"
+#include "../output/terminal.hpp"
 #include "../watch/event_loop.hpp"
 #include "../watch/line_watcher.hpp"
 #include "../watch/tree_screen.hpp"
-
-#include <unistd.h>
 
 #include <memory>
 
@@ -34,7 +34,7 @@ ExitCode watch(const Context& context, const TreeView& view)
     const auto operators = connectBus();
     const host::BusPtr bus = host::openDefaultBus();
     EventLoop loop(bus.get());
-    if (context.json || isatty(STDOUT_FILENO) == 0)
+    if (context.json || !canDraw())
     {
         const LineWatcher lines(context, bus.get(), loop);
         loop.run();
@@ -52,18 +52,19 @@ ExitCode watch(const Context& context, const TreeView& view)
 void addWatch(CommandLine& commands)
 {
     const auto view = std::make_shared<TreeView>();
-    CLI::App& command = commands.add(
-        {.name = "watch",
-         .summary = "Shows the health tree and its changes as they happen.",
-         .more = more},
-        [view](const Context& context) {
-            return watch(context, *view);
-        });
+    CLI::App& command =
+        commands.add({.name = "watch",
+                      .summary = "Shows the health tree as it changes.",
+                      .more = more},
+                     [view](const Context& context) {
+                         return watch(context, *view);
+                     });
     command.add_flag("-f,--faults", view->faults,
                      "List the faults below their nodes");
     command
         .add_option("-d,--depth", view->depth,
                     "How many levels below the topmost node")
+        ->check(numberFrom(0))
         ->type_name("N");
 }
 

@@ -1,7 +1,5 @@
 #include "component.hpp"
 
-#include "../error.hpp"
-
 #include <com/vexa/olvar/healthmgr/names.hpp>
 
 #include <systemd/sd-bus.h>
@@ -28,6 +26,12 @@ std::string keyOf(const std::string& written)
                         "they are written");
     }
     return key;
+}
+
+Error noComponent(const std::string& written)
+{
+    return {ExitCode::nothingFound, "there is no component \"" + written +
+                                        "\"; \"healthctl tree\" shows all"};
 }
 
 std::string shownKey(const std::string& key)

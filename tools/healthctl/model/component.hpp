@@ -2,6 +2,8 @@
 
 /** @file Components by their keys, and how an operator writes these. */
 
+#include "../error.hpp"
+
 #include <string>
 #include <string_view>
 
@@ -14,6 +16,9 @@ namespace healthintf::healthctl
  *
  *  @throws Error when it is no object path */
 std::string keyOf(const std::string& written);
+
+/** What ends a command that names a component which is not there. */
+Error noComponent(const std::string& written);
 
 /** How a key is shown: without the root of the health tree, unless it is the
  *  root or lies elsewhere. keyOf() takes it back. */

@@ -91,24 +91,43 @@ MessagePtr reply(const host::BusPtr& bus, const MessagePtr& call)
     return MessagePtr(sd_bus_message_ref(answer));
 }
 
+/** Reads what the log manager answered.
+ *
+ *  @throws Error when that is something else than it should be */
+template <typename Read>
+auto understood(Read&& read)
+{
+    try
+    {
+        return read();
+    }
+    catch (const std::system_error& e)
+    {
+        throw Error(
+            ExitCode::failed,
+            std::string("the log manager's answer cannot be read: ") +
+                e.what() +
+                "; see whether logmgr and healthctl are of one version");
+    }
+}
+
 uint32_t numberIn(const MessagePtr& message)
 {
-    uint32_t number = 0;
-    checkBus("unable to read the answer",
-             sd_bus_message_read(message.get(), "u", &number));
-    return number;
+    return understood([&] {
+        uint32_t number = 0;
+        checkBus("number", sd_bus_message_read(message.get(), "u", &number));
+        return number;
+    });
 }
 
 /** The property that comes next in a map of properties. */
 void takeProperty(sd_bus_message* message, LogInfo& info)
 {
     const char* name = nullptr;
-    checkBus("unable to read a property",
-             sd_bus_message_read(message, "s", &name));
+    checkBus("property", sd_bus_message_read(message, "s", &name));
     const std::string_view property = name;
     const auto number = [&](uint32_t& value) {
-        checkBus("unable to read a property",
-                 sd_bus_message_read(message, "v", "u", &value));
+        checkBus("property", sd_bus_message_read(message, "v", "u", &value));
     };
     if (property == "Entries")
     {
@@ -129,22 +148,33 @@ void takeProperty(sd_bus_message* message, LogInfo& info)
     else if (property == "Overflow")
     {
         int overflow = 0;
-        checkBus("unable to read a property",
-                 sd_bus_message_read(message, "v", "b", &overflow));
+        checkBus("property", sd_bus_message_read(message, "v", "b", &overflow));
         info.overflow = overflow != 0;
     }
     else if (property == "OverflowPolicy")
     {
         const char* policy = "";
-        checkBus("unable to read a property",
-                 sd_bus_message_read(message, "v", "s", &policy));
+        checkBus("property", sd_bus_message_read(message, "v", "s", &policy));
         info.policy = policy;
     }
     else
     {
-        checkBus("unable to pass over a property",
-                 sd_bus_message_skip(message, "v"));
+        checkBus("property", sd_bus_message_skip(message, "v"));
     }
+}
+
+/** What a map of properties says. */
+LogInfo infoIn(sd_bus_message* message)
+{
+    LogInfo info;
+    checkBus("properties",
+             sd_bus_message_enter_container(message, 'a', "{sv}"));
+    while (sd_bus_message_enter_container(message, 'e', "sv") > 0)
+    {
+        takeProperty(message, info);
+        checkBus("properties", sd_bus_message_exit_container(message));
+    }
+    return info;
 }
 
 /** The entry that comes next in a list. */
@@ -155,12 +185,11 @@ SELEntry_gen entryIn(sd_bus_message* message)
     const char* path = "";
     const void* bytes = nullptr;
     std::size_t size = 0;
-    checkBus("unable to read an entry",
-             sd_bus_message_read(
-                 message, "qu(ssyy)", &entry.recordId, &entry.timestamp, &name,
-                 &path, &entry.sensor.firstByte, &entry.sensor.secondByte));
-    checkBus("unable to read an entry",
-             sd_bus_message_read_array(message, 'y', &bytes, &size));
+    checkBus("entry", sd_bus_message_read(message, "qu(ssyy)", &entry.recordId,
+                                          &entry.timestamp, &name, &path,
+                                          &entry.sensor.firstByte,
+                                          &entry.sensor.secondByte));
+    checkBus("entry", sd_bus_message_read_array(message, 'y', &bytes, &size));
     entry.sensor.name = name;
     entry.sensor.path = path;
     std::copy_n(static_cast<const uint8_t*>(bytes),
@@ -174,19 +203,16 @@ SELEntry_gen entryIn(sd_bus_message* message)
 uint16_t addPage(sd_bus_message* message, std::vector<SELEntry_gen>& entries)
 {
     constexpr const char* entry = "qu(ssyy)ay";
-    checkBus("unable to read the entries",
+    checkBus("entries",
              sd_bus_message_enter_container(message, 'a', "(qu(ssyy)ay)"));
     while (sd_bus_message_enter_container(message, 'r', entry) > 0)
     {
         entries.push_back(entryIn(message));
-        checkBus("unable to read the entries",
-                 sd_bus_message_exit_container(message));
+        checkBus("entries", sd_bus_message_exit_container(message));
     }
-    checkBus("unable to read the entries",
-             sd_bus_message_exit_container(message));
+    checkBus("entries", sd_bus_message_exit_container(message));
     uint16_t next = noEntry;
-    checkBus("unable to read the entries",
-             sd_bus_message_read(message, "q", &next));
+    checkBus("entries", sd_bus_message_read(message, "q", &next));
     return next;
 }
 
@@ -236,16 +262,9 @@ LogInfo LogService::info()
     checkBus("sd_bus_message_append",
              sd_bus_message_append(call.get(), "s", names::selInterface));
     const MessagePtr answer = reply(bus, call);
-    LogInfo info;
-    checkBus("unable to read the properties",
-             sd_bus_message_enter_container(answer.get(), 'a', "{sv}"));
-    while (sd_bus_message_enter_container(answer.get(), 'e', "sv") > 0)
-    {
-        takeProperty(answer.get(), info);
-        checkBus("unable to read the properties",
-                 sd_bus_message_exit_container(answer.get()));
-    }
-    return info;
+    return understood([&] {
+        return infoIn(answer.get());
+    });
 }
 
 std::vector<SELEntry_gen> LogService::entries()
@@ -257,7 +276,17 @@ std::vector<SELEntry_gen> LogService::entries()
             newCall(bus, names::selInterface, "ListEntries");
         checkBus("sd_bus_message_append",
                  sd_bus_message_append(call.get(), "qu", next, 0U));
-        next = addPage(reply(bus, call).get(), entries);
+        const std::size_t before = entries.size();
+        const MessagePtr page = reply(bus, call);
+        next = understood([&] {
+            return addPage(page.get(), entries);
+        });
+        if (next != noEntry && entries.size() == before)
+        {
+            throw Error(ExitCode::failed, "the log manager says that there is "
+                                          "more and sends nothing; restart "
+                                          "logmgr");
+        }
     }
     return entries;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <stdexcept>
 
 namespace healthintf::healthctl
 {
@@ -67,7 +68,12 @@ bool fitsSeverity(const ReadEvent& event, const SelFilter& filter)
 
 SensorTypeChoice::SensorTypeChoice(const std::string& text) :
     number(numberOf(text)), name(bareName(text))
-{}
+{
+    if (name.empty() || (!number && text.front() >= '0' && text.front() <= '9'))
+    {
+        throw std::invalid_argument("\"" + text + "\" is no sensor type");
+    }
+}
 
 bool SensorTypeChoice::fits(const ReadEvent& event) const
 {
@@ -80,9 +86,8 @@ bool SensorTypeChoice::fits(const ReadEvent& event) const
         return fieldsOf(event.entry.record()).sensorType == *number;
     }
     // What an event is about begins with the type: PowerSupply.Sensor.0x63.
-    return event.words && !name.empty() &&
-           bareName(event.words->component.substr(
-               0, event.words->component.find('.'))) == name;
+    return event.words && bareName(event.words->component.substr(
+                              0, event.words->component.find('.'))) == name;
 }
 
 std::vector<ReadEvent> filtered(const std::vector<ReadEvent>& events,

@@ -27,6 +27,7 @@ struct ReadEvent
 class SensorTypeChoice
 {
   public:
+    /** @throws std::invalid_argument when the text can be neither */
     explicit SensorTypeChoice(const std::string& text);
 
     /** Whether an event's sensor is of the type. Names are compared without

@@ -1,6 +1,7 @@
 #include "health_source.hpp"
 
 #include "../error.hpp"
+#include "../model/component.hpp"
 #include "bus_source.hpp"
 #include "cache_source.hpp"
 #include "data_cache/cache_use.hpp"
@@ -73,6 +74,14 @@ std::unique_ptr<HealthSource> openSource(SourceChoice choice)
     // Nothing there for this user may also mean that others have theirs
     // elsewhere, and the bus shows both.
     return cacheUse() == host::CacheUse::open ? openCache() : openBus();
+}
+
+void checkComponent(HealthSource& source, const std::string& written)
+{
+    if (!source.nodes().contains(keyOf(written)))
+    {
+        throw noComponent(written);
+    }
 }
 
 } // namespace healthintf::healthctl

@@ -93,4 +93,10 @@ enum class SourceChoice
  *          had */
 std::unique_ptr<HealthSource> openSource(SourceChoice choice);
 
+/** Sees to it that a component is there: of a name that is misspelt all is
+ *  well.
+ *
+ *  @throws Error when it is not */
+void checkComponent(HealthSource& source, const std::string& written);
+
 } // namespace healthintf::healthctl

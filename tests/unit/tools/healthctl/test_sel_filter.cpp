@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <vector>
 
 namespace healthintf::healthctl
@@ -70,8 +71,6 @@ TEST(SelFilter, KnowsSensorTypesByNumberAndByName)
     EXPECT_THAT(of("Power Supply"), ElementsAre(2));
     EXPECT_THAT(of("power-supply"), ElementsAre(2));
     EXPECT_THAT(of("power"), IsEmpty());
-    EXPECT_THAT(of("256"), IsEmpty());
-    EXPECT_THAT(of(""), IsEmpty());
 }
 
 TEST(SelFilter, WantsAnyOfSeveralSensorTypes)
@@ -103,6 +102,14 @@ TEST(SelFilter, CountsTheLastOnesAfterAllOtherConditions)
     EXPECT_THAT(idsOf({.last = 2}), ElementsAre(3, 4));
     EXPECT_THAT(idsOf({.last = 9}), ElementsAre(1, 2, 3, 4));
     EXPECT_THAT(idsOf({.until = 300, .last = 1}), ElementsAre(3));
+}
+
+TEST(SensorTypeChoice, IsANumberOfAByteOrAName)
+{
+    for (const char* text : {"", "256", "0x", "0x1FF", "4x", "-"})
+    {
+        EXPECT_THROW(SensorTypeChoice{text}, std::invalid_argument) << text;
+    }
 }
 
 } // namespace

@@ -1,0 +1,34 @@
+#include <commands/arguments.hpp>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+TEST(GivenMoment, IsNothingForAnOptionThatWasNotGiven)
+{
+    EXPECT_EQ(givenMoment(""), std::nullopt);
+    EXPECT_EQ(givenMoment("@5"), 5);
+}
+
+TEST(GivenMoment, SaysHowATimeIsWritten)
+{
+    try
+    {
+        givenMoment("soon");
+        FAIL();
+    }
+    catch (const Error& e)
+    {
+        EXPECT_EQ(e.code(), ExitCode::usage);
+        EXPECT_EQ(std::string(e.what()),
+                  "\"soon\" is no time; write it as 2026-01-31, 10m or "
+                  "@1700000000");
+    }
+}
+
+} // namespace
+} // namespace healthintf::healthctl

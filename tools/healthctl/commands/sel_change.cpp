@@ -1,0 +1,169 @@
+#include "../error.hpp"
+#include "../sel/log_service.hpp"
+#include "arguments.hpp"
+#include "sel.hpp"
+
+#include <nlohmann/json.hpp>
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+/** The options of "sel add". */
+struct Addition
+{
+    std::vector<std::string> bytes;
+    SELInterface::SensorInfo sensor;
+    std::string time;
+};
+
+/** A time that a record can have. */
+std::optional<uint32_t> givenTime(const std::string& text)
+{
+    const std::optional<int64_t> moment = givenMoment(text);
+    if (moment &&
+        (*moment < 0 || *moment > std::numeric_limits<uint32_t>::max()))
+    {
+        throw Error(ExitCode::usage, "a record has no room for the time \"" +
+                                         text +
+                                         "\"; give one between 1970 and 2106");
+    }
+    return moment;
+}
+
+ExitCode add(const Context& context, const Addition& addition)
+{
+    const RawRecord record = argument(
+        [&] {
+            return recordOf(addition.bytes);
+        },
+        "write its 16 bytes in hexadecimal digits");
+    const uint32_t id =
+        LogService().add(addition.sensor, record, givenTime(addition.time));
+    if (context.json)
+    {
+        writeJson(context, "healthctl.sel-add/1", {{"id", id}});
+    }
+    else
+    {
+        context.out << id << '\n';
+    }
+    return ExitCode::ok;
+}
+
+/** Whether the operator wants the log emptied. */
+bool confirmed(const Context& context, LogService& log)
+{
+    if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0)
+    {
+        throw Error(ExitCode::usage,
+                    "nobody can be asked whether to remove all entries; say "
+                    "so with --yes");
+    }
+    context.out << "Remove all " << log.info().entries
+                << " entries of the log? [y/N] " << std::flush;
+    std::string answer;
+    if (!std::getline(std::cin, answer))
+    {
+        // What ends the input does not end the line.
+        context.out << '\n';
+    }
+    return answer == "y" || answer == "Y" || answer == "yes";
+}
+
+ExitCode clear(const Context& context, bool yes)
+{
+    LogService log;
+    if (!yes && !confirmed(context, log))
+    {
+        context.out << "Nothing was removed.\n";
+        return ExitCode::nothingFound;
+    }
+    const uint32_t erased = log.clear();
+    if (context.json)
+    {
+        writeJson(context, "healthctl.sel-clear/1", {{"erased", erased}});
+    }
+    else
+    {
+        context.out << erased << (erased == 1 ? " entry" : " entries")
+                    << " removed\n";
+    }
+    return ExitCode::ok;
+}
+
+void addAdd(CommandLine& commands, CLI::App& sel)
+{
+    const auto options = std::make_shared<Addition>();
+    CLI::App& command = commands.add(
+        sel,
+        {.name = "add",
+         .summary = "Stores a record, and says its identifier.",
+         .more = "The log manager writes identifier and time into the "
+                 "record.\n"
+                 "\n"
+                 "Examples:\n"
+                 "  healthctl sel add --name 'Fan 7' --path /sensors/fan7 \\\n"
+                 "      0000 02 00000000 2000 04 04 07 01 570000\n"
+                 "  healthctl sel add 00000200000000200004040701570000"},
+        [options](const Context& context) {
+            return add(context, *options);
+        });
+    command
+        .add_option("BYTES", options->bytes,
+                    "The record's 16 bytes in hexadecimal digits")
+        ->required()
+        ->type_name("");
+    command.add_option("--name", options->sensor.name, "The sensor's name")
+        ->type_name("TEXT");
+    command
+        .add_option("--path", options->sensor.path,
+                    "The sensor's path, which tells its faults apart")
+        ->type_name("TEXT");
+    command
+        .add_option("--time", options->time,
+                    "When it was, as --since of \"sel list\"")
+        ->type_name("TIME");
+}
+
+void addClear(CommandLine& commands, CLI::App& sel)
+{
+    const auto yes = std::make_shared<bool>(false);
+    commands
+        .add(sel,
+             {.name = "clear",
+              .summary = "Removes all entries.",
+              .more = "Asks before, on a terminal. Faults stay: what they "
+                      "tell of is still so.\n"
+                      "\n"
+                      "Examples:\n"
+                      "  healthctl sel clear\n"
+                      "  healthctl sel export backup.raw && "
+                      "healthctl sel clear --yes"},
+             [yes](const Context& context) {
+                 return clear(context, *yes);
+             })
+        .add_flag("--yes", *yes, "Do not ask");
+}
+
+} // namespace
+
+void addSelChanges(CommandLine& commands, CLI::App& sel)
+{
+    addAdd(commands, sel);
+    addClear(commands, sel);
+}
+
+} // namespace healthintf::healthctl
