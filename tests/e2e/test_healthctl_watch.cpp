@@ -124,6 +124,62 @@ TEST_F(HealthctlWatch, EndsWhenTheBusIsGone)
     EXPECT_THAT(lines.watcher.errors(), HasSubstr("the bus is gone; "));
 }
 
+TEST_F(HealthctlWatch, GoesOnAtASignalThatItIsToldToIgnore)
+{
+    Lines lines({"nohup", HEALTHCTL, "watch"});
+    lines.next();
+    lines.watcher.signal(SIGHUP);
+    daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
+    lines.next("fault-added", fan);
+    lines.watcher.signal(SIGTERM);
+    EXPECT_EQ(lines.watcher.wait(), 0);
+}
+
+TEST_F(HealthctlWatch, EndsWhenNobodyReadsItsLines)
+{
+    Process both(
+        {"bash", "-c", "set -o pipefail; " HEALTHCTL " watch | head -n 1"});
+    EXPECT_THAT(both.hear(), HasSubstr("begin"));
+    EXPECT_EQ(both.wait(), 0);
+}
+
+TEST_F(HealthctlWatch, FailsAtOnceWhereItCannotWrite)
+{
+    Process watcher({"sh", "-c", HEALTHCTL " watch >/dev/full"});
+    EXPECT_EQ(watcher.wait(), 5);
+    EXPECT_THAT(watcher.errors(), HasSubstr("unable to write the output; "));
+}
+
+TEST_F(HealthctlWatch, WritesLinesOnATerminalThatCannotBeDrawnUpon)
+{
+    Process watcher(
+        {WATCH_ON_TERMINAL, "env", "TERM=dumb", HEALTHCTL, "watch"});
+    EXPECT_EQ(json::parse(watcher.hear())["change"], "begin");
+}
+
+TEST_F(HealthctlWatch, GivesTheTerminalBackWhileItIsStopped)
+{
+    Process watcher({WATCH_ON_TERMINAL, "bash", "-c",
+                     "set -m\n" HEALTHCTL " watch\n"
+                     "stty -a | grep -ow -e icanon -e -icanon\n"
+                     "fg >/dev/null"});
+    const auto hearUntil = [&](const std::string& text) {
+        std::string line;
+        do
+        {
+            line = watcher.hear();
+        } while (line.find(text) == std::string::npos);
+        return line;
+    };
+    hearUntil("fan");
+    watcher.tell("keys \x1a");
+    EXPECT_EQ(hearUntil("icanon"), "icanon");
+    hearUntil("fan");
+    watcher.tell("keys q");
+    EXPECT_EQ(hearUntil("ended"),
+              "ended 0, screens restored, keyboard restored");
+}
+
 TEST_F(HealthctlWatch, DrawsTheTreeAnewOnATerminal)
 {
     Process watcher({WATCH_ON_TERMINAL, HEALTHCTL, "watch", "--faults"});
@@ -149,7 +205,7 @@ TEST_F(HealthctlWatch, DrawsTheTreeAnewOnATerminal)
 
 TEST_F(HealthctlWatch, GivesTheTerminalBackOnASignal)
 {
-    for (const char* name : {"INT", "TERM"})
+    for (const char* name : {"HUP", "INT", "QUIT", "TERM"})
     {
         Process watcher({WATCH_ON_TERMINAL, HEALTHCTL, "watch"});
         while (watcher.hear().find("fan") == std::string::npos)

@@ -46,6 +46,7 @@ class Terminal:
             fcntl.ioctl(slave, termios.TIOCSCTTY, 0)
             for stream in (0, 1, 2):
                 os.dup2(slave, stream)
+            os.environ["TERM"] = "xterm"
             os.execvp(command[0], command)
 
     def take(self):
@@ -75,7 +76,7 @@ class Terminal:
     def restored(self):
         """What the program gave back, in words."""
         screens = all(
-            self.everything.count(on) == self.everything.count(off) == 1
+            self.everything.count(on) == self.everything.count(off) > 0
             and self.everything.index(on) < self.everything.index(off)
             for on, off in (
                 (OTHER_SCREEN, FIRST_SCREEN),

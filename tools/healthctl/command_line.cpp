@@ -103,11 +103,7 @@ ExitCode CommandLine::work()
     // What fails becomes one line of ours, and not one of the log before it.
     setenv("HEALTHINTF_LOG_LEVEL", "0", 0);
     const ExitCode code = chosen(context());
-    if (!out.flush())
-    {
-        throw Error(ExitCode::failed,
-                    "unable to write the output; see where it goes to");
-    }
+    flush(out);
     return code;
 }
 

@@ -31,6 +31,15 @@ sdbusplus::bus_t connectBus()
     return {bus, std::false_type()};
 }
 
+void flush(std::ostream& out)
+{
+    if (!out.flush())
+    {
+        throw Error(ExitCode::failed,
+                    "unable to write the output; see where it goes to");
+    }
+}
+
 void writeJson(const Context& context, const char* schema,
                nlohmann::ordered_json content)
 {

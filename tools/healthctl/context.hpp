@@ -34,6 +34,11 @@ struct Context
  *  @throws Error when there is none */
 sdbusplus::bus_t connectBus();
 
+/** Writes out what was written so far.
+ *
+ *  @throws Error when that is not possible */
+void flush(std::ostream& out);
+
 /** Writes one JSON document.
  *
  *  @param[in] schema its name and version, such as "healthctl.count/1"

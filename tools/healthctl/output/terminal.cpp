@@ -40,8 +40,12 @@ bool wantsColor(ColorChoice choice)
     {
         return choice == ColorChoice::always;
     }
-    return isatty(STDOUT_FILENO) != 0 && setting("NO_COLOR").empty() &&
-           setting("TERM") != "dumb";
+    return canDraw() && setting("NO_COLOR").empty();
+}
+
+bool canDraw()
+{
+    return isatty(STDOUT_FILENO) != 0 && setting("TERM") != "dumb";
 }
 
 bool hasUnicode()

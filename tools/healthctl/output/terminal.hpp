@@ -21,6 +21,9 @@ enum class ColorChoice
  *  that knows colours and unless $NO_COLOR is set. */
 bool wantsColor(ColorChoice choice);
 
+/** Whether standard output is a terminal that obeys control sequences. */
+bool canDraw();
+
 /** Whether more signs than those of ASCII may be written, by the locale. */
 bool hasUnicode();
 

@@ -3,6 +3,7 @@
 #include "../error.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <utility>
 
@@ -17,6 +18,16 @@ using host::checkBus;
 
 /** What the loop ends with when the connection is lost. */
 constexpr int busLost = 1;
+
+/** Whether whoever started the program wants it to go on at a signal, as nohup
+ *  does. A signal that is blocked would come all the same. */
+bool isIgnored(int number)
+{
+    struct sigaction action
+    {};
+    return sigaction(number, nullptr, &action) == 0 &&
+           action.sa_handler == SIG_IGN;
+}
 
 void block(int number)
 {
@@ -39,8 +50,12 @@ EventLoop::EventLoop(sd_bus* bus) : bus(bus)
     sd_event* made = nullptr;
     checkBus("sd_event_new", sd_event_new(&made));
     event.reset(made);
-    for (const int number : {SIGINT, SIGTERM})
+    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM})
     {
+        if (isIgnored(number))
+        {
+            continue;
+        }
         block(number);
         checkBus("sd_event_add_signal",
                  sd_event_add_signal(made, nullptr, number, nullptr, nullptr));
@@ -102,16 +117,34 @@ void EventLoop::onSignal(int number, Action action)
 
 void EventLoop::onReadable(int fd, Action action)
 {
+    checkBus("sd_event_add_io", addIo(fd, EPOLLIN, std::move(action)));
+}
+
+void EventLoop::exitOnHangup(int fd)
+{
+    // Without any event asked for, those come that cannot be left out. Nobody
+    // hangs up a file, which there is no waiting for.
+    const int result = addIo(fd, 0, [this] {
+        exit();
+    });
+    if (result != -EPERM)
+    {
+        checkBus("sd_event_add_io", result);
+    }
+}
+
+int EventLoop::addIo(int fd, uint32_t events, Action action)
+{
     sd_event_source* made = nullptr;
-    checkBus("sd_event_add_io",
-             sd_event_add_io(
-                 event.get(), &made, fd, EPOLLIN,
-                 [](sd_event_source*, int, uint32_t, void* handler) {
-                     performHandler(handler);
-                     return 0;
-                 },
-                 keep(std::move(action))));
+    const int result = sd_event_add_io(
+        event.get(), &made, fd, events,
+        [](sd_event_source*, int, uint32_t, void* handler) {
+            performHandler(handler);
+            return 0;
+        },
+        keep(std::move(action)));
     sources.emplace_back(made);
+    return result;
 }
 
 void EventLoop::setPaced(std::chrono::microseconds period, Action action)

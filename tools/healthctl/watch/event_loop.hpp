@@ -22,7 +22,8 @@ class EventLoop
   public:
     using Action = std::function<void()>;
 
-    /** SIGINT and SIGTERM end the loop.
+    /** SIGHUP, SIGINT, SIGQUIT and SIGTERM end the loop, but for those that
+     *  are ignored.
      *
      *  @param[in] bus must outlive this object */
     explicit EventLoop(sd_bus* bus);
@@ -35,6 +36,10 @@ class EventLoop
 
     /** Calls @p action when a descriptor is readable. */
     void onReadable(int fd, Action action);
+
+    /** Ends the loop when nobody has the other end of a pipe, socket or
+     *  terminal any more. */
+    void exitOnHangup(int fd);
 
     /** Calls @p action soon after requestPaced(), once for any number of
      *  requests, and never more often than once in a @p period. */
@@ -73,6 +78,7 @@ class EventLoop
         Action action;
     };
 
+    int addIo(int fd, uint32_t events, Action action);
     static void performHandler(void* handler);
     Handler* keep(Action action);
 

@@ -5,6 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <unistd.h>
+
 #include <chrono>
 #include <ostream>
 
@@ -25,7 +27,7 @@ Context oneLineEach(const Context& context)
 void write(const Context& context, const nlohmann::ordered_json& line)
 {
     writeJson(oneLineEach(context), watchSchema, line);
-    context.out.flush();
+    flush(context.out);
 }
 
 } // namespace
@@ -36,6 +38,8 @@ LineWatcher::LineWatcher(const Context& context, sd_bus* bus, EventLoop& loop) :
     loop.setPaced(pace, [this] {
         takeOver();
     });
+    // Or it would go on behind "head" until there is something to write.
+    loop.exitOnHangup(STDOUT_FILENO);
     const Records records = readTree();
     tree.takeOver(records.nodes, records.faults);
     write(context, beginningOf(tree));

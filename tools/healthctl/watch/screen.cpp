@@ -55,6 +55,16 @@ std::string pageOf(const std::string& text, std::size_t lines)
 
 Screen::Screen(std::ostream& out) : out(out)
 {
+    take();
+}
+
+Screen::~Screen()
+{
+    giveBack();
+}
+
+void Screen::take()
+{
     termios settings{};
     if (tcgetattr(STDIN_FILENO, &settings) == 0)
     {
@@ -65,7 +75,7 @@ Screen::Screen(std::ostream& out) : out(out)
     out << otherScreen << std::flush;
 }
 
-Screen::~Screen()
+void Screen::giveBack()
 {
     out << firstScreen << std::flush;
     if (keyboard)

@@ -26,6 +26,10 @@ class Screen
     Screen(const Screen&) = delete;
     Screen& operator=(const Screen&) = delete;
 
+    /** Takes and gives back what the constructor and the destructor do. */
+    void take();
+    void giveBack();
+
     /** Draws a text in the place of what was drawn before. */
     void draw(const std::string& text);
 

@@ -47,6 +47,17 @@ Listener listenerThat(const std::function<void()>& redraws)
             .unsure = redraws};
 }
 
+/** Does what SIGTSTP does where it is not caught; goes on when told to. */
+void stopProcess()
+{
+    sigset_t stop;
+    sigemptyset(&stop);
+    sigaddset(&stop, SIGTSTP);
+    raise(SIGTSTP);
+    pthread_sigmask(SIG_UNBLOCK, &stop, nullptr);
+    pthread_sigmask(SIG_BLOCK, &stop, nullptr);
+}
+
 /** Draws what there is. */
 void drawTree(const Context& context, const TreeView& view)
 {
@@ -89,6 +100,9 @@ TreeScreen::TreeScreen(const Context& context, const TreeView& view,
     loop.onSignal(SIGWINCH, [this] {
         this->loop.requestPaced();
     });
+    loop.onSignal(SIGTSTP, [this] {
+        pause();
+    });
     if (isatty(STDIN_FILENO) != 0)
     {
         loop.onReadable(STDIN_FILENO, [this] {
@@ -111,6 +125,14 @@ void TreeScreen::draw()
          << '\n';
     drawTree(drawing, view);
     screen.draw(text.str());
+}
+
+void TreeScreen::pause()
+{
+    screen.giveBack();
+    stopProcess();
+    screen.take();
+    draw();
 }
 
 void TreeScreen::takeKeys()

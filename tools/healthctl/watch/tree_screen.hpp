@@ -12,7 +12,8 @@ namespace healthintf::healthctl
 {
 
 /** Draws the tree, and draws it anew when it or the terminal's size changes, at
- *  most ten times a second. The key q ends the loop. */
+ *  most ten times a second. The key q ends the loop; while the process is
+ *  stopped, the terminal is as it was before. */
 class TreeScreen
 {
   public:
@@ -22,6 +23,7 @@ class TreeScreen
 
   private:
     void draw();
+    void pause();
     void takeKeys();
 
     const Context& context;
