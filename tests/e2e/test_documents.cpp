@@ -55,14 +55,70 @@ INSTANTIATE_TEST_SUITE_P(Pages, Documents,
                          testing::Values("dbus.md", "healthctl.md", "hostmon.md",
                                          "logmgr.md", "tutorial.md"));
 
-/** Every option that a program tells of. */
-std::vector<std::string> optionsOf(const std::string& program)
+/** What a program says of itself or of one of its commands. */
+std::string helpOf(std::vector<std::string> command)
 {
-    const std::string help =
-        outputOf({installation().program(program), "--help"});
-    const std::regex option("--([a-z]+)");
+    command.emplace_back("--help");
+    return outputOf(command);
+}
+
+/** Every option that a help text tells of. */
+std::vector<std::string> optionsIn(const std::string& help)
+{
+    const std::regex option("--([a-z]+(-[a-z]+)*)");
     return {std::sregex_token_iterator(help.begin(), help.end(), option, 1),
             std::sregex_token_iterator()};
+}
+
+void expectOptions(const std::string& help, const std::string& page)
+{
+    for (const std::string& option : optionsIn(help))
+    {
+        EXPECT_THAT(page, testing::HasSubstr("Fl Fl " + option)) << help;
+    }
+}
+
+/** The commands that a help text lists. */
+std::vector<std::string> commandsIn(const std::string& help)
+{
+    std::istringstream lines(help);
+    std::string line;
+    while (line != "Subcommands:" && std::getline(lines, line))
+    {}
+    std::vector<std::string> commands;
+    while (std::getline(lines, line) && line.starts_with("  "))
+    {
+        commands.push_back(line.substr(2, line.find(' ', 2) - 2));
+    }
+    return commands;
+}
+
+/** Expects a command, its options and all commands below it on a page.
+ *
+ *  @return how many commands there were */
+int expectCommands(const std::vector<std::string>& command,
+                   const std::string& words, const std::string& page)
+{
+    const std::string help = helpOf(command);
+    expectOptions(help, page);
+    int commands = 1;
+    for (const std::string& next : commandsIn(help))
+    {
+        EXPECT_THAT(page, testing::HasSubstr("Ic " + words + next));
+        std::vector<std::string> longer = command;
+        longer.push_back(next);
+        commands += expectCommands(longer, words + next + " ", page);
+    }
+    return commands;
+}
+
+TEST(Manual, HasAPageForHealthctlWithAllOfItsCommandsAndOptions)
+{
+    const std::string page =
+        contentOf(installation().at(MAN_FOLDER "/man1/healthctl.1"));
+    EXPECT_GE(
+        expectCommands({installation().at(PREFIX "/bin/healthctl")}, "", page),
+        21);
 }
 
 TEST(Manual, HasAPageForEachServiceWithAllOfItsOptions)
@@ -74,11 +130,9 @@ TEST(Manual, HasAPageForEachServiceWithAllOfItsOptions)
         const std::string program = file.path().filename();
         const std::string page =
             contentOf(installation().at(MAN_FOLDER "/man8") / (program + ".8"));
-        EXPECT_THAT(optionsOf(program), testing::SizeIs(testing::Ge(2u)));
-        for (const std::string& option : optionsOf(program))
-        {
-            EXPECT_THAT(page, testing::HasSubstr("Fl Fl " + option)) << program;
-        }
+        const std::string help = helpOf({file.path()});
+        EXPECT_THAT(optionsIn(help), testing::SizeIs(testing::Ge(2u)));
+        expectOptions(help, page);
         ++services;
     }
     EXPECT_GE(services, 3);

@@ -113,6 +113,8 @@ std::vector<std::string> completionsOf(const std::string& line)
 {
     const std::string script = "PATH=$(dirname " HEALTHCTL "):$PATH\n"
                                ". " COMPLETION "\n"
+                               // Only a living completion has options.
+                               "compopt() { echo \"compopt $*\"; }\n"
                                "COMP_WORDS=(" +
                                line +
                                ")\n"
@@ -138,12 +140,46 @@ TEST_F(Terminal, ShellCompletesCommandsAndOptions)
                 ElementsAre("critical"));
 }
 
+TEST_F(Terminal, ShellCompletesTheLogsCommandsWatchAndDoctor)
+{
+    EXPECT_THAT(completionsOf("healthctl sel ''"),
+                ElementsAre("list", "show", "add", "clear", "export", "import",
+                            "info"));
+    EXPECT_THAT(completionsOf("healthctl sel list --se"),
+                ElementsAre("--sensor-type", "--severity"));
+    EXPECT_THAT(completionsOf("healthctl sel list --severity i"),
+                ElementsAre("informational"));
+    EXPECT_THAT(completionsOf("healthctl sel list --since ''"),
+                ElementsAre(""));
+    EXPECT_THAT(completionsOf("healthctl watch --d"), ElementsAre("--depth"));
+    EXPECT_THAT(completionsOf("healthctl doctor --b"), ElementsAre("--brief"));
+    EXPECT_THAT(completionsOf("healthctl d"), ElementsAre("doctor"));
+}
+
+TEST_F(Terminal, ShellCompletesFilesThatRecordsGoInto)
+{
+    EXPECT_THAT(completionsOf("healthctl sel export a"),
+                ElementsAre("compopt -o default", ""));
+    EXPECT_THAT(completionsOf("healthctl sel clear a"), ElementsAre(""));
+}
+
 TEST_F(Terminal, ShellCompletesComponents)
 {
     EXPECT_THAT(completionsOf("healthctl tree rack/f"),
                 ElementsAre("rack/fan"));
     EXPECT_THAT(completionsOf("healthctl hide --component rack/p"),
                 ElementsAre("rack/psu"));
+}
+
+TEST_F(Terminal, OutputThatIsClosedIsNotSentToTheBus)
+{
+    for (const char* command : {"tree", "watch"})
+    {
+        const Answer answer = answerOf(
+            {"sh", "-c", std::string(HEALTHCTL " ") + command + " >&-"});
+        EXPECT_EQ(answer.status, 5);
+        EXPECT_THAT(answer.errors, HasSubstr("unable to write the output"));
+    }
 }
 
 TEST(WrongUsage, IsOneLineThatSaysWhereToLook)
@@ -162,9 +198,13 @@ TEST(WrongUsage, IsOneLineThatSaysWhereToLook)
 TEST(Help, HasExamplesForEveryCommand)
 {
     for (const char* command :
-         {"tree", "faults", "top", "count", "leds", "hide", "unhide", "lcd"})
+         {"tree",       "faults",     "top",      "count",   "leds",
+          "hide",       "unhide",     "lcd",      "lcd get", "lcd set",
+          "sel",        "sel list",   "sel show", "sel add", "sel clear",
+          "sel export", "sel import", "sel info", "watch",   "doctor"})
     {
-        const Answer help = healthctl({command, "--help"});
+        const Answer help = answerOf(
+            {"sh", "-c", std::string(HEALTHCTL " ") + command + " --help"});
         EXPECT_EQ(help.status, 0);
         EXPECT_THAT(help.output, HasSubstr("Examples:\n")) << command;
         EXPECT_LE(widest(help.output), 80U) << help.output;
