@@ -24,7 +24,8 @@ inline const std::string systemRules =
     "<allow receive_type=\"method_call\"/>"
     "<allow receive_type=\"method_return\"/><allow receive_type=\"error\"/>"
     "<allow receive_type=\"signal\"/>"
-    "<allow send_destination=\"org.freedesktop.DBus\"/></policy>";
+    "<allow send_destination=\"org.freedesktop.DBus\" "
+    "send_interface=\"org.freedesktop.DBus\"/></policy>";
 
 // A bus knows only users and groups that the machine has. These are on every
 // one and stand for those that the packages make.

@@ -7,6 +7,7 @@
 #include "installed_policy.hpp"
 #include "private_bus.hpp"
 #include "process.hpp"
+#include "temporary_folder.hpp"
 
 #include <platform/config_manager.h>
 
@@ -259,6 +260,18 @@ TEST_F(SignalPolicy, LetsRootAndMembersAloneSendNotifications)
     EXPECT_EQ(CfgSetAttributeInt("a", 1, 0, nullptr), 0);
     client.catchUp();
     EXPECT_EQ(heard, (Words{"a member's", "CfgMgr/1/AttributeChange/a"}));
+}
+
+TEST_F(SignalPolicy, LetsMembersSetAttributes)
+{
+    listen("com.vexa.olvar.Notification");
+    const TemporaryFolder state;
+    std::filesystem::permissions(state.path(), std::filesystem::perms::all);
+    Process member(as(Caller::member, {NOTIFICATION_CLIENT, "own-loop", "any"}),
+                   {"HEALTHINTF_STATE_DIR=" + state.path().string()});
+    EXPECT_EQ(member.ask("set a 1"), "0");
+    client.catchUp();
+    EXPECT_EQ(heard, Words{"CfgMgr/1/AttributeChange/a"});
 }
 
 TEST_F(SignalPolicy, LetsRootAndMembersAloneAnnounceFaults)

@@ -100,7 +100,7 @@ void BusClient::catchUp()
 {
     // The bus answers after everything that it passed on before.
     call("org.freedesktop.DBus", "/org/freedesktop/DBus",
-         "org.freedesktop.DBus.Peer", "Ping", "");
+         "org.freedesktop.DBus", "GetId", "");
     while (sd_bus_process(bus.get(), nullptr) > 0)
     {}
 }

@@ -9,17 +9,18 @@ namespace
 
 constexpr uint64_t patience = 5'000'000;
 
-/** Waits until the bus has worked on all that was sent before. */
+/** Waits until the bus has worked on all that was sent before. A system bus
+ *  lets everybody ask for its identity, and not everybody Ping it. */
 void waitForBus(sd_bus* bus)
 {
     sd_bus_message* raw = nullptr;
     checkBus("sd_bus_message_new_method_call",
-             sd_bus_message_new_method_call(
-                 bus, &raw, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                 "org.freedesktop.DBus.Peer", "Ping"));
-    const MessagePtr ping(raw);
+             sd_bus_message_new_method_call(bus, &raw, "org.freedesktop.DBus",
+                                            "/org/freedesktop/DBus",
+                                            "org.freedesktop.DBus", "GetId"));
+    const MessagePtr question(raw);
     checkBus("no answer of the bus",
-             sd_bus_call(bus, ping.get(), patience, nullptr, nullptr));
+             sd_bus_call(bus, question.get(), patience, nullptr, nullptr));
 }
 
 } // namespace
