@@ -2,6 +2,7 @@
 
 #include "component.hpp"
 #include "log_client.hpp"
+#include "notify_socket.hpp"
 #include "private_bus.hpp"
 
 #include <gmock/gmock.h>
@@ -12,6 +13,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <set>
 #include <stdexcept>
 
 namespace healthintf::test
@@ -322,6 +324,18 @@ TEST_F(ExporterTest, ListensOnThisMachineAlone)
                   "sport", "=", ":" + exporter.where});
     EXPECT_THAT(sockets, HasSubstr("127.0.0.1:" + exporter.where));
     EXPECT_EQ(std::count(sockets.begin(), sockets.end(), '\n'), 1);
+}
+
+TEST_F(ExporterTest, TellsAServiceManagerThatItListensAndLives)
+{
+    const NotifySocket manager;
+    Process supervised({HEALTH_EXPORTER, "--listen", "127.0.0.1:0"},
+                       {manager.setting(), "WATCHDOG_USEC=100000"});
+    const std::set<std::string> heard{manager.hear(), manager.hear()};
+    EXPECT_EQ(heard, (std::set<std::string>{"READY=1", "WATCHDOG=1"}));
+    EXPECT_THAT(supervised.hear(), StartsWith("listening on port "));
+    supervised.signal(SIGTERM);
+    EXPECT_EQ(supervised.wait(), 0);
 }
 
 TEST_F(ExporterTest, SaysWhatIsWrongWithAnAddress)

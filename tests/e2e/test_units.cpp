@@ -10,6 +10,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <regex>
 #include <string>
@@ -71,10 +72,11 @@ TEST_P(InstalledUnit, IsWatchedOverAndRunsAsTheServicesUser)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, InstalledUnit,
-                         testing::Values("healthmgr", "hostmon", "logmgr"),
+INSTANTIATE_TEST_SUITE_P(Each, InstalledUnit, testing::ValuesIn(words(UNITS)),
                          [](const auto& unit) {
-                             return unit.param;
+                             std::string name = unit.param;
+                             std::replace(name.begin(), name.end(), '-', '_');
+                             return name;
                          });
 
 TEST(InstalledForSystemd, ActivationFilesNameTheUnits)

@@ -3,6 +3,7 @@
 #include "collector.hpp"
 #include "common/event_loop.hpp"
 #include "common/service_log.hpp"
+#include "common/supervision.hpp"
 #include "endpoint.hpp"
 #include "health_families.hpp"
 #include "listener.hpp"
@@ -61,6 +62,7 @@ int serve(const Options& options)
                     ? ("port " + std::to_string(listener->port())).c_str()
                     : options.path.c_str());
     std::fflush(stdout);
+    const services::Supervision supervision(loop);
     return loop.run();
 }
 
