@@ -1,10 +1,12 @@
 """The packages on a machine of their own, where systemd runs the units with
 all that they forbid."""
 
-from bus import LOG, TREE, BusView
-from places import Machine, Skipped, eventually
+from bus import LOG, MANAGER, STATE, TREE, BusView
+from metrics import expect_fault
+from places import Machine, Skipped, eventually, names_of
 
 UNITS = ["healthmgr", "logmgr", "hostmon"]
+EXPORTER = "health-exporter"
 
 # Each reading is a fault.
 CONFIG = f"""
@@ -43,6 +45,7 @@ class Booted(BusView):
     """The checks in their order; each builds on those before."""
 
     def __init__(self, folder, packages):
+        self.parts = (type(self),)
         self.machine = Machine(folder)
         self.packages = packages
         super().__init__(self.machine)
@@ -72,7 +75,7 @@ class Booted(BusView):
 
     def check_machine_starts(self):
         if not self.machine.booted():
-            raise Skipped("systemd cannot run in a container here")
+            raise Skipped(f"systemd does not run here: {self.machine.said()}")
         self.up = True
 
     def configure(self, config, **overrides):
@@ -93,9 +96,25 @@ class Booted(BusView):
             assert self.property(unit, "NRestarts") == "0", unit
         self.configure(CONFIG, impatient=IMPATIENT)
 
+    def check_exporter_waits_for_the_administrator(self):
+        self.need_machine()
+        assert self.property(EXPORTER, "ActiveState") == "inactive"
+        assert self.property(EXPORTER, "UnitFileState") == "disabled"
+        self.machine.run("systemctl", "start", EXPORTER)
+
+    def check_units_are_understood_and_expose_little(self):
+        self.need_machine()
+        files = [unit + ".service" for unit in [*UNITS, EXPORTER]]
+        said = self.machine.run("systemd-analyze", "verify", "--man=no",
+                                "--recursive-errors=no", *files)
+        assert said == "", said
+        for file in files:
+            self.machine.run("systemd-analyze", "security", "--no-pager",
+                             "--threshold=29", file)
+
     def check_units_are_sandboxed(self):
         self.need_machine()
-        for unit in UNITS:
+        for unit in [*UNITS, EXPORTER]:
             status = self.machine.run(
                 "cat", f"/proc/{self.process_id(unit)}/status")
             for line in ["Seccomp:\t2", "NoNewPrivs:\t1",
@@ -116,6 +135,15 @@ class Booted(BusView):
         for kind in ["FilesystemFull", "MemoryExhausted", "LoadCritical"]:
             assert kind in objects, (kind, objects)
         assert "ReadingUnavailable" not in objects, objects
+
+    def check_sandboxed_exporter_serves_the_fault(self):
+        self.need_machine()
+        expect_fault(TREE + "/packaged/memory")
+
+    def check_doctor_finds_no_problem(self):
+        self.need_machine()
+        said = self.machine.run("healthctl", "doctor")
+        assert "\n0 problems, " in said, said
 
     def check_log_is_kept_and_mirrored(self):
         self.need_machine()
@@ -179,8 +207,34 @@ class Booted(BusView):
         self.machine.run("systemctl", "restart", "healthmgr")
         eventually("critical health", lambda: self.health(TREE) == "u 4")
 
+    def check_services_run_on_when_they_are_installed_again(self):
+        self.need_machine()
+        before = {unit: self.process_id(unit) for unit in [*UNITS, EXPORTER]}
+        self.machine.install(self.packages)
+        for unit, process in before.items():
+            eventually(f"another {unit}", lambda unit=unit, process=process:
+                       self.process_id(unit) not in (0, process))
+        eventually("critical health", lambda: self.health(TREE) == "u 4")
+        assert "Fan 7" in self.as_stranger("call", *LOG, "GetEntry", "q", "1")
+
     def check_services_end_well(self):
         self.need_machine()
-        for unit in UNITS:
+        for unit in [*UNITS, EXPORTER]:
             self.machine.run("systemctl", "stop", unit)
             assert self.property(unit, "Result") == "success", unit
+
+    def check_stopped_exporter_stays_stopped(self):
+        """Also when it is installed again."""
+        self.need_machine()
+        self.machine.install(self.packages)
+        assert self.property("healthmgr", "ActiveState") == "active"
+        assert self.property(EXPORTER, "ActiveState") == "inactive"
+
+    def check_removal_ends_the_services_and_keeps_the_state(self):
+        self.need_machine()
+        self.machine.run("systemctl", "start", EXPORTER)
+        self.machine.run("dpkg", "--remove", *names_of(self.packages))
+        for unit in [*UNITS, EXPORTER]:
+            assert self.property(unit, "ActiveState") == "inactive", unit
+        self.machine.run("test", "-e", STATE + "/sel/data.mdb")
+        assert MANAGER not in self.busctl("list")

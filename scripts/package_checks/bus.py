@@ -11,6 +11,10 @@ MANAGER = "com.vexa.olvar.healthmgr"
 NODE = MANAGER + ".HealthStatus"
 LOG = ["com.vexa.olvar.logmgr", "/com/vexa/olvar/logmgr/SEL",
        "com.vexa.olvar.logmgr.SEL"]
+RECORD = "16 0 0 2 0 0 0 0 0x20 0 4 4 7 1 0 0 0".split()
+# A user in the group of those who report and operate; any other is "nobody".
+MEMBER = {"user": "games", "groups": "healthintf"}
+STATE = "/var/lib/healthintf"
 
 
 class BusView:
@@ -26,7 +30,7 @@ class BusView:
         return self.busctl(*command, user="nobody")
 
     def as_member(self, *command):
-        return self.busctl(*command, user="nobody", groups="healthintf")
+        return self.busctl(*command, **MEMBER)
 
     def health(self, key):
         return self.as_stranger("get-property", MANAGER, key, NODE,

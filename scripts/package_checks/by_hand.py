@@ -5,12 +5,14 @@ import os
 import signal
 import stat
 
-from bus import BUS, LOG, MANAGER, NODE, TREE, BusView
-from places import Refused, Skipped, Unit, eventually
+from bus import BUS, MANAGER, STATE, TREE, BusView
+from metrics import Metrics
+from operators_tool import OperatorsTool
+from places import Unit, eventually
+from removal import Removal
+from rights import Rights
 
-RECORD = "16 0 0 2 0 0 0 0 0x20 0 4 4 7 1 0 0 0".split()
 MISSING = "CriticalProcessMissing"
-STATE = "/var/lib/healthintf"
 ACTIVATION = "/usr/share/dbus-1/system-services/com.vexa.olvar.*"
 
 SERVICES_CONFIG = f"""
@@ -32,21 +34,8 @@ severity = "warning"
 """
 
 
-class ByHand(BusView):
-    """The checks in their order; each builds on those before."""
-
-    def __init__(self, root, packages):
-        super().__init__(root)
-        self.root = root
-        self.packages = packages
-        self.before = root.files()
-        self.units = {}
-
-    def show_logs(self):
-        """What the programs said."""
-        for log in sorted(glob.glob(self.root.at("/tmp/*.log"))):
-            with open(log, encoding="utf-8") as file:
-                print(f"--- {os.path.basename(log)}\n{file.read()}")
+class Beginning:
+    """Checks from nothing to units that run, with a fault of hostmon."""
 
     def expect_folder(self, path, mode, owner):
         status = os.stat(self.root.at(path))
@@ -122,83 +111,22 @@ class ByHand(BusView):
                       encoding="utf-8") as file:
                 assert "ermission" not in file.read(), log
 
-    def check_operators_tool_shows_the_fault(self):
-        if not os.path.exists(self.root.at("/usr/bin/healthctl")):
-            raise Skipped("there is no such package")
-        shown = self.root.run("healthctl", "tree")
-        assert "not-there" in shown, shown
 
-    def check_stranger_reads_everything(self):
-        assert TREE + "/packaged" in self.as_stranger("tree", "--list", MANAGER)
-        self.busctl("call", *LOG, "AddSEL", "(ssyy)ay", "Fan 7", "/fan7", "4",
-                    "0", *RECORD)
-        assert "Fan 7" in self.as_stranger("call", *LOG, "ListEntries", "qu",
-                                           "0", "0")
-        assert "refuse" in self.as_stranger("introspect", *LOG)
+class ByHand(Beginning, Metrics, OperatorsTool, Rights, Removal, BusView):
+    """The checks in their order; each builds on those before."""
 
-    def check_stranger_changes_nothing(self):
-        self.denied("call", *LOG, "Clear")
-        self.denied("call", *LOG, "AddSEL", "(ssyy)ay", "", "", "0", "0", "0")
-        self.denied("call", MANAGER, TREE, MANAGER, "AddHealthObject", "s",
-                    TREE + "/mine")
-        for name in [MANAGER, LOG[0], "com.vexa.olvar.any"]:
-            self.denied("call", *BUS, "RequestName", "su", name, "0")
-        self.as_stranger("emit", "/x", NODE, "HealthStatusUpdate", "ssu", TREE,
-                         TREE + "/packaged", "0")
-        self.as_stranger("emit", TREE, MANAGER, "HideFaultForSensor", "bssi",
-                         "true", TREE + "/packaged/process", "", "0")
-        assert "Hidden\" b false" in self.objects_of(
-            self.units["hostmon"].process.pid)
-        assert self.health(TREE) == "u 4"
-        assert self.as_stranger("get-property", *LOG, "Entries") == "u 1\n"
+    parts = (Beginning, Metrics, OperatorsTool, Rights, Removal)
 
-    def check_stranger_has_no_way_by_the_files(self):
-        for command in [["touch", STATE + "/config/attributes.json"],
-                        ["ls", STATE + "/sel"],
-                        ["touch", "/run/healthintf/datacache/data.mdb"]]:
-            try:
-                self.root.run(*command, user="nobody")
-            except Refused as refusal:
-                assert "ermission denied" in str(refusal), refusal
-                continue
-            raise AssertionError(f"allowed: {command}")
+    def __init__(self, root, packages):
+        super().__init__(root)
+        self.root = root
+        self.packages = packages
+        self.before = root.files()
+        self.units = {}
+        self.vendor = None
 
-    def check_member_hides_and_clears(self):
-        self.as_member("emit", TREE, MANAGER, "HideFaultForSensor", "bssi",
-                       "true", TREE + "/packaged/process", "", "0")
-        eventually("hidden", lambda: self.health(TREE) == "u 3")
-        assert self.as_member("call", *LOG, "Clear") == "u 1\n"
-
-    def check_units_stop(self):
-        assert len(self.units) == 3
-        for unit in self.units.values():
-            assert unit.stop() == 0, unit.name
-        self.vendor.terminate()
-        assert self.vendor.wait(20) == 0
-
-    def names(self):
-        return [os.path.basename(each).split("_")[0] for each in self.packages]
-
-    def left(self):
-        """What is there that was not before, beside dpkg's own notes."""
-        own = ("/var/lib/dpkg/", "/var/log/", "/var/cache/", "/etc/.pwd.lock",
-               "/etc/passwd-", "/etc/group-", "/etc/shadow-", "/etc/gshadow-")
-        return {path for path in self.root.files() - self.before
-                if not path.startswith(own)}
-
-    def check_removal_leaves_configuration_and_state(self):
-        self.root.run("dpkg", "--remove", *self.names())
-        others = {path for path in self.left()
-                  if not path.startswith((STATE, "/etc/healthintf"))}
-        # Whether the units are enabled is the administrator's choice.
-        others = {path for path in others if not path.startswith(
-            ("/var/lib/systemd/deb-systemd-helper", "/etc/systemd/system/"))}
-        assert not others, others
-        assert STATE + "/sel/data.mdb" in self.left()
-
-    def check_purge_leaves_state_alone(self):
-        self.root.run("dpkg", "--purge", *self.names())
-        others = {path for path in self.left() if not path.startswith(STATE)}
-        assert not others, others
-        assert not os.path.exists(self.root.at("/run/healthintf"))
-        assert STATE + "/sel/data.mdb" in self.left()
+    def show_logs(self):
+        """What the programs said."""
+        for log in sorted(glob.glob(self.root.at("/tmp/*.log"))):
+            with open(log, encoding="utf-8") as file:
+                print(f"--- {os.path.basename(log)}\n{file.read()}")

@@ -16,7 +16,11 @@ class Skipped(Exception):
 
 
 class Refused(Exception):
-    """A command that failed, with what it said."""
+    """A command that failed, with what it said and its exit status."""
+
+    def __init__(self, said, status):
+        super().__init__(said)
+        self.status = status
 
 
 def eventually(what, condition):
@@ -26,6 +30,11 @@ def eventually(what, condition):
         if time.monotonic() > end:
             raise AssertionError(f"not in time: {what}")
         time.sleep(0.02)
+
+
+def names_of(packages):
+    """The names of packages, by their files."""
+    return [os.path.basename(each).split("_")[0] for each in packages]
 
 
 def settings_of(unit):
@@ -71,7 +80,7 @@ class Place:
                               stderr=subprocess.STDOUT, check=False,
                               timeout=120)
         if done.returncode != 0:
-            raise Refused(done.stdout)
+            raise Refused(done.stdout, done.returncode)
         return done.stdout
 
     def start(self, *command, environment=None, umask=0o022, log=None):
@@ -149,6 +158,11 @@ class Machine(Place):
                 return True
             time.sleep(0.1)
         return False
+
+    def said(self):
+        """The last line that it said of itself."""
+        with open(self.log, encoding="utf-8", errors="replace") as log:
+            return (log.read().split("\n")[:-1] or ["nothing"])[-1].strip()
 
     def end(self):
         self.process.kill()
