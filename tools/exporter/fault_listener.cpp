@@ -2,6 +2,8 @@
 
 #include "common/service_log.hpp"
 
+#include <com/vexa/olvar/healthmgr/FaultEntry/common.hpp>
+
 #include <exception>
 #include <utility>
 
@@ -10,9 +12,10 @@ namespace healthintf::exporter
 namespace
 {
 
+using sdbusplus::common::com::vexa::olvar::healthmgr::FaultEntry;
+
 constexpr const char* driver = "org.freedesktop.DBus";
 constexpr const char* driverPath = "/org/freedesktop/DBus";
-constexpr const char* entryInterface = "com.vexa.olvar.healthmgr.FaultEntry";
 
 EvictionCount& countIn(void* context)
 {
@@ -46,10 +49,10 @@ void FaultListener::listen(sd_bus* bus)
     evictions.startAnew();
     const bool all =
         sd_bus_match_signal_async(bus, nullptr, nullptr, nullptr,
-                                  entryInterface, "FaultEntryAdded", takeAdded,
-                                  nullptr, &evictions) >= 0 &&
+                                  FaultEntry::interface, "FaultEntryAdded",
+                                  takeAdded, nullptr, &evictions) >= 0 &&
         sd_bus_match_signal_async(bus, nullptr, nullptr, nullptr,
-                                  entryInterface, "FaultEntryRemoved",
+                                  FaultEntry::interface, "FaultEntryRemoved",
                                   takeRemoved, nullptr, &evictions) >= 0 &&
         sd_bus_add_match_async(bus, nullptr,
                                "type='signal',sender='org.freedesktop.DBus',"

@@ -15,7 +15,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-constexpr const char* more =
+constexpr const char* doctorHelp =
     "Looks at the bus, the services, their policies and limits, the data "
     "cache,\n"
     "the health tree, and the files of the installation. It changes nothing: "
@@ -128,7 +128,7 @@ void addDoctor(CommandLine& commands)
     CLI::App& command = commands.add(
         {.name = "doctor",
          .summary = "Looks for what may be wrong, and says what to do.",
-         .more = more},
+         .more = doctorHelp},
         [brief](const Context& context) {
             return examineAndTell(context, *brief);
         });

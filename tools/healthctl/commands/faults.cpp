@@ -20,7 +20,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-struct Options
+struct FaultsOptions
 {
     std::string component;
     bool visible = false;
@@ -30,7 +30,7 @@ struct Options
     SourceChoice source = SourceChoice::automatic;
 };
 
-FaultWish wishOf(const Options& options)
+FaultWish wishOf(const FaultsOptions& options)
 {
     FaultWish wish = options.wish;
     if (!options.component.empty())
@@ -64,7 +64,7 @@ void tellHidden(const Context& context, const Faults& faults, FaultWish wish)
     }
 }
 
-ExitCode faults(const Context& context, const Options& options)
+ExitCode faults(const Context& context, const FaultsOptions& options)
 {
     const FaultWish wish = wishOf(options);
     const auto source = openSource(options.source);
@@ -131,7 +131,7 @@ void addOrder(CLI::App& command, FaultWish& wish)
 
 void addFaults(CommandLine& commands)
 {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<FaultsOptions>();
     CLI::App& command = commands.add(
         {.name = "faults",
          .summary = "Lists faults.",

@@ -21,7 +21,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-constexpr const char* more =
+constexpr const char* listHelp =
     "TIME is one of\n"
     "  2026-01-31, '2026-01-31 13:45', '2026-01-31 13:45:10'  in local time\n"
     "  90s, 10m, 2h, 3d                                       that long ago\n"
@@ -36,7 +36,7 @@ constexpr const char* more =
     "  healthctl sel list --since 2026-01-01 --until 2026-02-01 --json";
 
 /** The options as they were given. */
-struct Options
+struct ListOptions
 {
     std::string since;
     std::string until;
@@ -45,7 +45,7 @@ struct Options
     std::size_t last = 0;
 };
 
-SelFilter filterOf(const Options& options)
+SelFilter filterOf(const ListOptions& options)
 {
     SelFilter filter{.since = givenMoment(options.since),
                      .until = givenMoment(options.until),
@@ -111,7 +111,7 @@ void writeTable(const Context& context, const std::vector<ReadEvent>& events)
     table.print(context.out, context.style, context.width);
 }
 
-ExitCode list(const Context& context, const Options& options)
+ExitCode list(const Context& context, const ListOptions& options)
 {
     const SelFilter filter = filterOf(options);
     const std::vector<ReadEvent> events =
@@ -136,7 +136,7 @@ ExitCode list(const Context& context, const Options& options)
     return events.empty() ? ExitCode::nothingFound : ExitCode::ok;
 }
 
-void addSeverity(CLI::App& command, Options& options)
+void addSeverity(CLI::App& command, ListOptions& options)
 {
     static const Choices<EventSeverity> words{
         {wordFor(EventSeverity::critical), EventSeverity::critical},
@@ -162,12 +162,12 @@ void addSeverity(CLI::App& command, Options& options)
 
 void addSelList(CommandLine& commands, CLI::App& sel)
 {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<ListOptions>();
     CLI::App& command =
         commands.add(sel,
                      {.name = "list",
                       .summary = "Lists the entries, the oldest first.",
-                      .more = more},
+                      .more = listHelp},
                      [options](const Context& context) {
                          return list(context, *options);
                      });

@@ -14,7 +14,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-struct Options
+struct TopOptions
 {
     std::size_t n = 10;
     std::string component;
@@ -22,7 +22,7 @@ struct Options
     SourceChoice source = SourceChoice::automatic;
 };
 
-ExitCode top(const Context& context, const Options& options)
+ExitCode top(const Context& context, const TopOptions& options)
 {
     const std::string key =
         options.component.empty() ? "" : keyOf(options.component);
@@ -52,7 +52,7 @@ ExitCode top(const Context& context, const Options& options)
 
 void addTop(CommandLine& commands)
 {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<TopOptions>();
     CLI::App& command = commands.add(
         {.name = "top",
          .summary = "Lists the most important visible faults.",

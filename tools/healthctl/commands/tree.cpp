@@ -15,7 +15,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-struct Options
+struct TreeOptions
 {
     std::string root;
     TreeView view;
@@ -69,7 +69,7 @@ void writeTrees(const Context& context, const HealthSource& source,
               {{"source", source.name()}, {"trees", trees}});
 }
 
-ExitCode tree(const Context& context, const Options& options)
+ExitCode tree(const Context& context, const TreeOptions& options)
 {
     const auto source = openSource(options.source);
     const auto trees = growTrees(source->nodes(), source->faults());
@@ -92,7 +92,7 @@ ExitCode tree(const Context& context, const Options& options)
     return ExitCode::ok;
 }
 
-constexpr const char* more =
+constexpr const char* treeHelp =
     "Each node with its health, where that comes from, its faults, and the\n"
     "process that holds it. \"own\": from its own faults or its base health;\n"
     "\"inherited\": from a child; \"both\". \"stale\" marks what a dead "
@@ -108,9 +108,9 @@ constexpr const char* more =
 
 void addTree(CommandLine& commands)
 {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<TreeOptions>();
     CLI::App& command = commands.add(
-        {.name = "tree", .summary = "Draws the health tree.", .more = more},
+        {.name = "tree", .summary = "Draws the health tree.", .more = treeHelp},
         [options](const Context& context) {
             return tree(context, *options);
         });

@@ -15,7 +15,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-constexpr const char* more =
+constexpr const char* watchHelp =
     "On a terminal the tree is drawn anew when it changes; q or Ctrl-C ends "
     "it.\n"
     "Elsewhere, and with --json, there is a JSON object a line for each "
@@ -55,7 +55,7 @@ void addWatch(CommandLine& commands)
     CLI::App& command =
         commands.add({.name = "watch",
                       .summary = "Shows the health tree as it changes.",
-                      .more = more},
+                      .more = watchHelp},
                      [view](const Context& context) {
                          return watch(context, *view);
                      });

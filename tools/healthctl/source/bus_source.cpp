@@ -5,6 +5,8 @@
 #include "bus_survey.hpp"
 #include "process_name.hpp"
 
+#include <com/vexa/olvar/healthmgr/FaultEntry/common.hpp>
+#include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
 #include <com/vexa/olvar/healthmgr/names.hpp>
 #include <hmi_health_value.hpp>
 
@@ -15,20 +17,18 @@
 #include <tuple>
 #include <utility>
 
+#include <bus_handles.hpp>
+
 namespace healthintf::healthctl
 {
 namespace
 {
 
-constexpr const char* nodeInterface = "com.vexa.olvar.healthmgr.HealthStatus";
-constexpr const char* entryInterface = "com.vexa.olvar.healthmgr.FaultEntry";
+using sdbusplus::common::com::vexa::olvar::healthmgr::FaultEntry;
+using sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
 
 struct Unref
 {
-    void operator()(sd_bus* bus) const
-    {
-        sd_bus_unref(bus);
-    }
     void operator()(sd_bus_creds* credentials) const
     {
         sd_bus_creds_unref(credentials);
@@ -72,7 +72,7 @@ BusSource::BusSource()
     const auto kept = connectBus();
     sd_bus* bus = nullptr;
     sd_bus_default(&bus);
-    const std::unique_ptr<sd_bus, Unref> owned(bus);
+    const host::BusPtr owned(bus);
     for (const auto& [peer, shown] : surveyBus(bus))
     {
         const std::string holder = holderOf(bus, peer);
@@ -82,14 +82,14 @@ BusSource::BusSource()
         }
         for (const auto& [path, interfaces] : shown.objects)
         {
-            if (const auto node = interfaces.find(nodeInterface);
+            if (const auto node = interfaces.find(HealthStatus::interface);
                 node != interfaces.end())
             {
                 foundNodes[path] = {
                     valueOf<uint32_t>(node->second, "HealthStatus"), holder,
                     false};
             }
-            if (const auto entry = interfaces.find(entryInterface);
+            if (const auto entry = interfaces.find(FaultEntry::interface);
                 entry != interfaces.end())
             {
                 foundFaults.push_back({path, recordOf(entry->second), false});

@@ -2,6 +2,7 @@
 
 #include "../error.hpp"
 
+#include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
 #include <com/vexa/olvar/healthmgr/names.hpp>
 
 #include <cstdlib>
@@ -13,15 +14,17 @@
 #include <utility>
 #include <vector>
 
+#include <bus_handles.hpp>
+
 namespace healthintf::healthctl
 {
 namespace
 {
 
 constexpr uint64_t patienceMicroseconds = 3'000'000;
-constexpr const char* nodeInterface = "com.vexa.olvar.healthmgr.HealthStatus";
+using sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
 
-void check(int result)
+void expectAnswer(int result)
 {
     if (result < 0)
     {
@@ -43,25 +46,13 @@ struct Free
     }
 };
 
-struct Unref
-{
-    void operator()(sd_bus_message* message) const
-    {
-        sd_bus_message_unref(message);
-    }
-    void operator()(sd_bus_slot* slot) const
-    {
-        sd_bus_slot_unref(slot);
-    }
-};
-
 std::vector<std::string> othersOn(sd_bus* bus)
 {
     char** list = nullptr;
-    check(sd_bus_list_names(bus, &list, nullptr));
+    expectAnswer(sd_bus_list_names(bus, &list, nullptr));
     const std::unique_ptr<char*, Free> names(list);
     const char* own = nullptr;
-    check(sd_bus_get_unique_name(bus, &own));
+    expectAnswer(sd_bus_get_unique_name(bus, &own));
     std::vector<std::string> others;
     for (char** each = list; *each != nullptr; ++each)
     {
@@ -88,8 +79,8 @@ class Questions
         Question& question =
             asked.emplace_back(Question{this, std::move(take), nullptr});
         sd_bus_slot* slot = nullptr;
-        check(sd_bus_call_async(bus, &slot, call, answered, &question,
-                                patienceMicroseconds));
+        expectAnswer(sd_bus_call_async(bus, &slot, call, answered, &question,
+                                       patienceMicroseconds));
         question.slot.reset(slot);
         ++open;
     }
@@ -99,11 +90,11 @@ class Questions
         while (open > 0)
         {
             const int result = sd_bus_process(bus, nullptr);
-            check(result);
+            expectAnswer(result);
             // An answer that did not come in time counts as nothing processed.
             if (result == 0 && open > 0)
             {
-                check(sd_bus_wait(bus, UINT64_MAX));
+                expectAnswer(sd_bus_wait(bus, UINT64_MAX));
             }
         }
     }
@@ -113,7 +104,7 @@ class Questions
     {
         Questions* all;
         Take take;
-        std::unique_ptr<sd_bus_slot, Unref> slot;
+        host::SlotPtr slot;
     };
 
     static int answered(sd_bus_message* reply, void* context,
@@ -140,17 +131,15 @@ class Questions
     std::size_t open = 0;
 };
 
-std::unique_ptr<sd_bus_message, Unref> callOf(sd_bus* bus,
-                                              const std::string& peer,
-                                              const char* interface,
-                                              const char* member)
+host::MessagePtr callOf(sd_bus* bus, const std::string& peer,
+                        const char* interface, const char* member)
 {
     sd_bus_message* call = nullptr;
-    check(sd_bus_message_new_method_call(bus, &call, peer.c_str(), names::root,
-                                         interface, member));
-    std::unique_ptr<sd_bus_message, Unref> owned(call);
+    expectAnswer(sd_bus_message_new_method_call(
+        bus, &call, peer.c_str(), names::root, interface, member));
+    host::MessagePtr owned(call);
     // A service that is not there shall not be started for this.
-    check(sd_bus_message_set_auto_start(call, 0));
+    expectAnswer(sd_bus_message_set_auto_start(call, 0));
     return owned;
 }
 
@@ -164,8 +153,8 @@ void askFor(Questions& questions, sd_bus* bus, const std::string& peer,
     });
     const auto root =
         callOf(bus, peer, "org.freedesktop.DBus.Properties", "Get");
-    check(
-        sd_bus_message_append(root.get(), "ss", nodeInterface, "HealthStatus"));
+    expectAnswer(sd_bus_message_append(
+        root.get(), "ss", HealthStatus::interface, "HealthStatus"));
     questions.ask(root.get(), [&shown, peer](sd_bus_message* reply) {
         shown[peer].rootHealth = std::get<uint32_t>(readVariant(reply));
     });

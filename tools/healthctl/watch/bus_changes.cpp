@@ -1,5 +1,7 @@
 #include "bus_changes.hpp"
 
+#include <com/vexa/olvar/healthmgr/FaultEntry/common.hpp>
+#include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
 #include <com/vexa/olvar/healthmgr/names.hpp>
 
 #include <string_view>
@@ -15,8 +17,8 @@ namespace
 
 using host::checkBus;
 
-constexpr const char* nodeInterface = "com.vexa.olvar.healthmgr.HealthStatus";
-constexpr const char* faultInterface = "com.vexa.olvar.healthmgr.FaultEntry";
+using sdbusplus::common::com::vexa::olvar::healthmgr::FaultEntry;
+using sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
 
 std::string below(const char* interface, const char* member)
 {
@@ -92,11 +94,14 @@ void BusChanges::match(const std::string& rule)
 BusChanges::BusChanges(sd_bus* bus, Listener listener) :
     bus(bus), listener(std::move(listener))
 {
-    match<&BusChanges::takeUpdate>(below(nodeInterface, "HealthStatusUpdate"));
-    match<&BusChanges::takeProperties>(announced(nodeInterface));
-    match<&BusChanges::takeProperties>(announced(faultInterface));
-    match<&BusChanges::takeAdded>(below(faultInterface, "FaultEntryAdded"));
-    match<&BusChanges::takeRemoved>(below(faultInterface, "FaultEntryRemoved"));
+    match<&BusChanges::takeUpdate>(
+        below(HealthStatus::interface, "HealthStatusUpdate"));
+    match<&BusChanges::takeProperties>(announced(HealthStatus::interface));
+    match<&BusChanges::takeProperties>(announced(FaultEntry::interface));
+    match<&BusChanges::takeAdded>(
+        below(FaultEntry::interface, "FaultEntryAdded"));
+    match<&BusChanges::takeRemoved>(
+        below(FaultEntry::interface, "FaultEntryRemoved"));
     match<&BusChanges::takeOwner>(
         "type='signal',sender='org.freedesktop.DBus',"
         "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg2=''");
