@@ -27,7 +27,7 @@ std::filesystem::path runtimeDirectory()
     }
     if (geteuid() == 0)
     {
-        return "/run/healthintf";
+        return systemRuntimeDirectory;
     }
     if (const char* session = setting("XDG_RUNTIME_DIR"))
     {
@@ -45,7 +45,7 @@ std::filesystem::path stateDirectory()
     }
     if (geteuid() == 0)
     {
-        return "/var/lib/healthintf";
+        return systemStateDirectory;
     }
     if (const char* states = setting("XDG_STATE_HOME"))
     {

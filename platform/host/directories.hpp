@@ -9,6 +9,10 @@
 namespace healthintf::host
 {
 
+/** Where the daemons of the whole machine have the folders below. */
+inline constexpr const char* systemRuntimeDirectory = "/run/healthintf";
+inline constexpr const char* systemStateDirectory = "/var/lib/healthintf";
+
 /** The folder of what lasts until the next boot: $HEALTHINTF_RUNTIME_DIR, or
  *  /run/healthintf for root, or $XDG_RUNTIME_DIR/healthintf.
  *

@@ -1,20 +1,17 @@
 """What the operator's tool tells and does beside the packaged services."""
 
-from bus import LOG, MEMBER, STATE, TREE
+from bus import LOG, MEMBER, TREE
 from places import Refused, eventually
 
 RECORD = "16000200000000200004040701000000"
 NOT_PERMITTED = 4
-# Where a user other than root finds what the services have.
-FOLDERS = ["HEALTHINTF_RUNTIME_DIR=/run/healthintf",
-           "HEALTHINTF_STATE_DIR=" + STATE]
 
 
 class OperatorsTool:
     """Checks of healthctl beside units that run."""
 
     def tool(self, *command, **user):
-        return self.root.run("env", *FOLDERS, "healthctl", *command, **user)
+        return self.root.run("healthctl", *command, **user)
 
     def refused(self, *command):
         """Expects that a stranger may not do it."""

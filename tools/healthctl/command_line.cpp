@@ -7,6 +7,8 @@
 #include <ostream>
 #include <utility>
 
+#include <directories.hpp>
+
 namespace healthintf::healthctl
 {
 namespace
@@ -58,8 +60,7 @@ CLI::App& CommandLine::add(CLI::App& parent, const CommandText& text, Work work)
     command.add_flag("--json", json, "Write one JSON document");
     addChoice(command, "--color", color, colorChoices(),
               "When to colour: auto, always or never");
-    command.add_flag("--user", userBus,
-                     "Use the user's own bus, not the system's");
+    command.add_flag("--user", userBus, "Use the user's own bus and folders");
     command.callback([this, work = std::move(work)] {
         chosen = work;
     });
@@ -97,14 +98,24 @@ int CommandLine::run(int argc, const char* const* argv)
 
 ExitCode CommandLine::work()
 {
-    // A shell runs in a user's slice, where libsystemd takes the user's bus for
-    // the default one; the daemons are on the system's.
-    setenv("DBUS_STARTER_BUS_TYPE", userBus ? "user" : "system", 1);
+    choosePlaces();
     // What fails becomes one line of ours, and not one of the log before it.
     setenv("HEALTHINTF_LOG_LEVEL", "0", 0);
     const ExitCode code = chosen(context());
     flush(out);
     return code;
+}
+
+void CommandLine::choosePlaces() const
+{
+    // A shell runs in a user's slice, where libsystemd takes the user's bus for
+    // the default one; the daemons are on the system's.
+    setenv("DBUS_STARTER_BUS_TYPE", userBus ? "user" : "system", 1);
+    if (!userBus)
+    {
+        setenv("HEALTHINTF_RUNTIME_DIR", host::systemRuntimeDirectory, 0);
+        setenv("HEALTHINTF_STATE_DIR", host::systemStateDirectory, 0);
+    }
 }
 
 Context CommandLine::context() const

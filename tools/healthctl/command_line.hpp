@@ -57,6 +57,7 @@ class CommandLine
 
   private:
     ExitCode work();
+    void choosePlaces() const;
     Context context() const;
     ExitCode fail(ExitCode code, const std::string& line);
     ExitCode refuse(const CLI::ParseError& error);

@@ -94,7 +94,7 @@ Finding findingOf(const Attempt& attempt, bool root)
             else
             {
                 // That is what the policy is for.
-                finding.text += ", which only root may";
+                finding.text += ", which is for root and the daemons' group";
             }
             break;
     }

@@ -49,7 +49,7 @@ struct Attempt
     Result result = Result::notTried;
     /** Why it was not tried, or how it failed. */
     std::string why;
-    /** Whether only root is meant to be allowed it. */
+    /** Whether only root and the daemons' group are meant to be allowed it. */
     bool forRoot = false;
 };
 

@@ -5,9 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdlib>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
+
+#include <directories.hpp>
 
 namespace healthintf::healthctl
 {
@@ -84,6 +87,44 @@ TEST_F(CommandLineTest, FailsWhenTheOutputCannotBeWritten)
     };
     EXPECT_EQ(run({"work"}, breaks), 5);
     EXPECT_THAT(errors.str(), HasSubstr("unable to write the output"));
+}
+
+/** The folder that the data cache is looked for in. */
+ExitCode tellRuntimeFolder(const Context& context)
+{
+    try
+    {
+        context.out << host::runtimeDirectory().string();
+    }
+    catch (const std::runtime_error&)
+    {
+        context.out << "none";
+    }
+    return ExitCode::ok;
+}
+
+TEST_F(CommandLineTest, LooksWhereTheDaemonsOfTheMachineAre)
+{
+    unsetenv("HEALTHINTF_RUNTIME_DIR");
+    EXPECT_EQ(run({"work"}, tellRuntimeFolder), 0);
+    EXPECT_EQ(out.str(), "/run/healthintf");
+    EXPECT_STREQ(getenv("HEALTHINTF_STATE_DIR"), "/var/lib/healthintf");
+}
+
+TEST_F(CommandLineTest, LooksWhereTheEnvironmentSays)
+{
+    setenv("HEALTHINTF_RUNTIME_DIR", "/elsewhere", 1);
+    EXPECT_EQ(run({"work"}, tellRuntimeFolder), 0);
+    EXPECT_EQ(out.str(), "/elsewhere");
+}
+
+TEST_F(CommandLineTest, LeavesTheUsersOwnFoldersToTheUser)
+{
+    unsetenv("HEALTHINTF_RUNTIME_DIR");
+    setenv("DBUS_STARTER_BUS_TYPE", "system", 1);
+    EXPECT_EQ(run({"work", "--user"}, tellRuntimeFolder), 0);
+    EXPECT_EQ(getenv("HEALTHINTF_RUNTIME_DIR"), nullptr);
+    EXPECT_STREQ(getenv("DBUS_STARTER_BUS_TYPE"), "user");
 }
 
 TEST_F(CommandLineTest, RefusesWhatItDoesNotKnow)

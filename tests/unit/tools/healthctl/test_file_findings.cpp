@@ -65,8 +65,9 @@ TEST(FileFindings, TellWhyThereIsNoCacheToLookInto)
     EXPECT_EQ(findingsOf(cache).back().grade, Grade::warning);
     EXPECT_EQ(findingsOf(cache).back().check, "cache.users");
     cache.usable = false;
-    EXPECT_EQ(findingsOf(cache).back().grade, Grade::problem);
+    EXPECT_EQ(findingsOf(cache).back().grade, Grade::warning);
     EXPECT_EQ(findingsOf(cache).back().check, "cache.folder");
+    EXPECT_THAT(findingsOf(cache).back().text, HasSubstr("asks the bus"));
     cache.there = false;
     EXPECT_EQ(findingsOf(cache).back().grade, Grade::warning);
     cache.failure = "no runtime folder";
