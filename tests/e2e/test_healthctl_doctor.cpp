@@ -117,11 +117,12 @@ TEST_F(HealthctlDoctor, FindsAMissingParent)
 
 TEST_F(HealthctlDoctor, SaysWhereThereIsNoBus)
 {
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere/bus", 1);
+    setenv("DBUS_SYSTEM_BUS_ADDRESS",
+           "unix:path=/nowhere/bus,guid=0123456789abcdef0123456789abcdef", 1);
     const auto found = findings(1);
     EXPECT_EQ(found.at("bus")["grade"], "problem");
     EXPECT_THAT(std::string(found.at("bus")["text"]),
-                HasSubstr("unix:path=/nowhere/bus"));
+                HasSubstr("no bus at unix:path=/nowhere/bus: "));
     EXPECT_FALSE(found.contains("service.healthmgr"));
 }
 

@@ -108,6 +108,12 @@ Names listed(sd_bus* bus, const char* member)
     return names;
 }
 
+/** An address without the bus's own number, which says nothing to a person. */
+std::string withoutNumber(const std::string& address)
+{
+    return address.substr(0, address.find(",guid="));
+}
+
 /** Where the bus is looked for. */
 std::string expectedAddress()
 {
@@ -117,7 +123,7 @@ std::string expectedAddress()
                                          : "DBUS_SYSTEM_BUS_ADDRESS");
     if (given != nullptr)
     {
-        return given;
+        return withoutNumber(given);
     }
     return user ? "$XDG_RUNTIME_DIR/bus" : "/run/dbus/system_bus_socket";
 }
@@ -246,10 +252,10 @@ BusProbe::BusProbe()
         return;
     }
     bus.reset(connection);
-    const std::string_view whole =
-        sd_bus_get_address(connection, &address) >= 0 ? address : "";
-    // The bus's own number says nothing to a person.
-    reached.address = whole.substr(0, whole.find(",guid="));
+    if (sd_bus_get_address(connection, &address) >= 0)
+    {
+        reached.address = withoutNumber(address);
+    }
 }
 
 std::vector<ServiceState> BusProbe::services() const
