@@ -27,12 +27,15 @@ OWN_PAIRS = ("-MQ", "-MF", "-o", "-c")
 
 def flags_of(command):
     """The command to compile, without what names the source."""
-    words = iter(shlex.split(command))
+    # Before the compiler may stand a program that runs it.
+    launched = shlex.split(command)
+    compiler = next(i for i, word in enumerate(launched) if word.startswith("-")) - 1
+    words = iter(launched[compiler:])
     kept = []
     for word in words:
         if word in OWN_PAIRS:
             next(words)
-        elif word not in ("-MD", "ccache") and not OWN.match(word):
+        elif word != "-MD" and not OWN.match(word):
             kept.append(word)
     return kept
 
