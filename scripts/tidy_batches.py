@@ -17,6 +17,7 @@ import shlex
 import shutil
 import sys
 
+INCLUDED = re.compile(r"^#include *<(/.*)>$", re.MULTILINE)
 MACRO = re.compile(r"^#define .*$", re.MULTILINE)
 PROGRAM = re.compile(r"^int main\(", re.MULTILINE)
 
@@ -40,15 +41,23 @@ def flags_of(command):
     return kept
 
 
+def together_in(file):
+    """The sources that the build itself compiles together in a file."""
+    if "-unity" not in os.path.basename(file) or not os.path.exists(file):
+        return []
+    return [os.path.realpath(path) for path in INCLUDED.findall(read(file))]
+
+
 def compiled(build):
     """How each file is compiled, by its path: the folder and the flags."""
     with open(os.path.join(build, "compile_commands.json"), encoding="utf-8") as file:
         entries = json.load(file)
-    return {
-        os.path.realpath(os.path.join(entry["directory"], entry["file"])):
-            (entry["directory"], tuple(flags_of(entry["command"])))
-        for entry in entries
-    }
+    ways = {}
+    for entry in entries:
+        way = (entry["directory"], tuple(flags_of(entry["command"])))
+        file = os.path.realpath(os.path.join(entry["directory"], entry["file"]))
+        ways.update((source, way) for source in together_in(file) or [file])
+    return ways
 
 
 def read(path):

@@ -52,8 +52,9 @@ TEST_P(Documents, ShowWhatOneSees)
 }
 
 INSTANTIATE_TEST_SUITE_P(Pages, Documents,
-                         testing::Values("dbus.md", "healthctl.md", "hostmon.md",
-                                         "logmgr.md", "tutorial.md"));
+                         testing::Values("dbus.md", "healthctl.md",
+                                         "hostmon.md", "logmgr.md",
+                                         "tutorial.md"));
 
 /** What a program says of itself or of one of its commands. */
 std::string helpOf(std::vector<std::string> command)
@@ -207,10 +208,9 @@ TEST(DocumentsList, HasEveryPageWithTranscripts)
             pages.push_back(file.path().filename());
         }
     }
-    EXPECT_THAT(pages,
-                testing::UnorderedElementsAre("dbus.md", "healthctl.md",
-                                              "hostmon.md", "logmgr.md",
-                                              "tutorial.md"));
+    EXPECT_THAT(pages, testing::UnorderedElementsAre("dbus.md", "healthctl.md",
+                                                     "hostmon.md", "logmgr.md",
+                                                     "tutorial.md"));
 }
 
 } // namespace

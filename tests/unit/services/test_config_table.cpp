@@ -62,7 +62,7 @@ TEST_F(ConfigTableText, GivesWholeNumbersWithinTheirRange)
     for (const auto& [key, least, most] :
          {std::tuple{"number", 6, 7}, std::tuple{"number", 3, 4}})
     {
-        EXPECT_EQ(errorOf([&] {
+        EXPECT_EQ(errorOf([&, key = key, least = least, most = most] {
                       table.whole(key, least, most, least);
                   }),
                   "f:1: t.number: must be a whole number from " +

@@ -1,0 +1,3 @@
+// What takes the longest to compile of a test.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
