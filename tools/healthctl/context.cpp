@@ -41,7 +41,7 @@ void flush(std::ostream& out)
 }
 
 void writeJson(const Context& context, const char* schema,
-               nlohmann::ordered_json content)
+               const nlohmann::ordered_json& content)
 {
     constexpr int indent = 2;
     nlohmann::ordered_json document{{"schema", schema}};

@@ -44,6 +44,6 @@ void flush(std::ostream& out);
  *  @param[in] schema its name and version, such as "healthctl.count/1"
  *  @param[in] content an object; gets the member "schema" */
 void writeJson(const Context& context, const char* schema,
-               nlohmann::ordered_json content);
+               const nlohmann::ordered_json& content);
 
 } // namespace healthintf::healthctl

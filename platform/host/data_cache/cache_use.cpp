@@ -6,6 +6,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 
 namespace healthintf::host
@@ -24,16 +26,12 @@ bool isForbidden(int error)
 /** Whether everything can be written that every user writes, readers too. */
 bool mayBeWritten(const fs::path& folder)
 {
-    for (const char* name : {"", "users", "data.mdb", "lock.mdb"})
-    {
-        if (faccessat(AT_FDCWD, (folder / name).c_str(), W_OK, AT_EACCESS) !=
-                0 &&
-            isForbidden(errno))
-        {
-            return false;
-        }
-    }
-    return true;
+    return std::ranges::all_of(
+        std::array{"", "users", "data.mdb", "lock.mdb"}, [&](const char* name) {
+            const fs::path path = folder / name;
+            return faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0 ||
+                   !isForbidden(errno);
+        });
 }
 
 /** Whether a process holds a lock on the file. */

@@ -31,7 +31,7 @@ std::string keyOf(const std::string& written)
 Error noComponent(const std::string& written)
 {
     return {ExitCode::nothingFound, "there is no component \"" + written +
-                                        "\"; \"healthctl tree\" shows all"};
+                                        R"("; "healthctl tree" shows all)"};
 }
 
 std::string shownKey(const std::string& key)

@@ -70,7 +70,7 @@ std::vector<Sign> signsOf(std::string_view text)
 }
 
 /** What the system knows of a sign's width, whatever the locale is. */
-std::size_t columnsOf(const Sign& sign)
+std::size_t takenBy(const Sign& sign)
 {
     if (sign.code < 0x7F)
     {
@@ -109,9 +109,9 @@ template <typename Iterator>
 std::size_t howManyFit(Iterator at, Iterator end, std::size_t columns)
 {
     std::size_t count = 0;
-    for (; at != end && columnsOf(*at) <= columns; ++at, ++count)
+    for (; at != end && takenBy(*at) <= columns; ++at, ++count)
     {
-        columns -= columnsOf(*at);
+        columns -= takenBy(*at);
     }
     return count;
 }
@@ -121,8 +121,7 @@ std::size_t howManyFit(Iterator at, Iterator end, std::size_t columns)
 bool mayBreak(const Sign& before, const Sign& after)
 {
     return after.code == ' ' ||
-           (columnsOf(after) > 0 &&
-            (columnsOf(before) > 1 || columnsOf(after) > 1));
+           (takenBy(after) > 0 && (takenBy(before) > 1 || takenBy(after) > 1));
 }
 
 /** Takes a line off the front of a text. */
@@ -183,7 +182,7 @@ std::size_t columnsOf(std::string_view text)
     std::size_t columns = 0;
     for (const Sign& sign : signsOf(text))
     {
-        columns += columnsOf(sign);
+        columns += takenBy(sign);
     }
     return columns;
 }

@@ -10,7 +10,7 @@ namespace
 {
 
 constexpr int decimal = 10;
-constexpr int hexadecimal = 16;
+constexpr int hexBase = 16;
 
 std::optional<uint8_t> numberOf(const std::string& text)
 {
@@ -19,7 +19,7 @@ std::optional<uint8_t> numberOf(const std::string& text)
     const char* end = text.data() + text.size();
     uint8_t number = 0;
     const auto result =
-        std::from_chars(begin, end, number, hex ? hexadecimal : decimal);
+        std::from_chars(begin, end, number, hex ? hexBase : decimal);
     const bool whole = result.ec == std::errc{} && result.ptr == end;
     return whole ? std::optional(number) : std::nullopt;
 }

@@ -24,8 +24,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-using sdbusplus::common::com::vexa::olvar::healthmgr::FaultEntry;
-using sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
+namespace common = sdbusplus::common::com::vexa::olvar::healthmgr;
 
 struct Unref
 {
@@ -82,14 +81,16 @@ BusSource::BusSource()
         }
         for (const auto& [path, interfaces] : shown.objects)
         {
-            if (const auto node = interfaces.find(HealthStatus::interface);
+            if (const auto node =
+                    interfaces.find(common::HealthStatus::interface);
                 node != interfaces.end())
             {
                 foundNodes[path] = {
                     valueOf<uint32_t>(node->second, "HealthStatus"), holder,
                     false};
             }
-            if (const auto entry = interfaces.find(FaultEntry::interface);
+            if (const auto entry =
+                    interfaces.find(common::FaultEntry::interface);
                 entry != interfaces.end())
             {
                 foundFaults.push_back({path, recordOf(entry->second), false});

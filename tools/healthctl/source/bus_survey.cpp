@@ -22,7 +22,7 @@ namespace
 {
 
 constexpr uint64_t patienceMicroseconds = 3'000'000;
-using sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
+namespace common = sdbusplus::common::com::vexa::olvar::healthmgr;
 
 void expectAnswer(int result)
 {
@@ -154,7 +154,7 @@ void askFor(Questions& questions, sd_bus* bus, const std::string& peer,
     const auto root =
         callOf(bus, peer, "org.freedesktop.DBus.Properties", "Get");
     expectAnswer(sd_bus_message_append(
-        root.get(), "ss", HealthStatus::interface, "HealthStatus"));
+        root.get(), "ss", common::HealthStatus::interface, "HealthStatus"));
     questions.ask(root.get(), [&shown, peer](sd_bus_message* reply) {
         shown[peer].rootHealth = std::get<uint32_t>(readVariant(reply));
     });

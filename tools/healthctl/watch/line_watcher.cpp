@@ -15,7 +15,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-constexpr std::chrono::milliseconds pace{100};
+constexpr std::chrono::milliseconds readingPace{100};
 
 Context oneLineEach(const Context& context)
 {
@@ -35,7 +35,7 @@ void write(const Context& context, const nlohmann::ordered_json& line)
 LineWatcher::LineWatcher(const Context& context, sd_bus* bus, EventLoop& loop) :
     context(context), bus(bus), loop(loop), heard(bus, listener())
 {
-    loop.setPaced(pace, [this] {
+    loop.setPaced(readingPace, [this] {
         takeOver();
     });
     // Or it would go on behind "head" until there is something to write.

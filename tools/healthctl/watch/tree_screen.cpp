@@ -23,7 +23,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-constexpr std::chrono::milliseconds pace{100};
+constexpr std::chrono::milliseconds drawingPace{100};
 
 /** Whatever is heard may change the drawing. */
 Listener listenerThat(const std::function<void()>& redraws)
@@ -94,7 +94,7 @@ TreeScreen::TreeScreen(const Context& context, const TreeView& view,
                                   })),
     screen(context.out)
 {
-    loop.setPaced(pace, [this] {
+    loop.setPaced(drawingPace, [this] {
         draw();
     });
     loop.onSignal(SIGWINCH, [this] {
