@@ -2,6 +2,9 @@
 
 #include <lmi_sel_fault.hpp>
 
+#include <limits>
+#include <string>
+
 namespace logmgr_interface
 {
 namespace
@@ -98,13 +101,15 @@ TEST_F(SelQueries, SucceedWhereNoEntryHasEverBeen)
 TEST_F(SelQueries, FailWithTheDataCache)
 {
     std::map<std::string, SELEntry_gen> entries;
-    journal().answer("SELEntry.get_map_by_path_prefixes", -5000000000);
+    // Wider than the status, where that makes a difference.
+    constexpr long failure = std::numeric_limits<long>::min();
+    journal().answer("SELEntry.get_map_by_path_prefixes", failure);
     EXPECT_EQ(object.GetSELDatacacheEntries(entries), 5);
     EXPECT_EQ(journal().take(),
               (Lines{sel8 + all + " Entry : ",
                      reading + "['/com/vexa/olvar/logmgr/SEL']",
-                     sel1 + all +
-                         ": Error in fetching from Datacache : -5000000000"}));
+                     sel1 + all + ": Error in fetching from Datacache : " +
+                         std::to_string(failure)}));
 }
 
 TEST_F(SelQueries, ReadOneEntryByItsIdentifier)
