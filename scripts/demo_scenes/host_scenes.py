@@ -57,13 +57,14 @@ def storage(stage):
 def memory(stage):
     terminal, health = stage.terminal, stage.health
     terminal.title("Memory crosses its limit")
-    terminal.line(f"A process takes {stage.ballast >> 20} MiB:")
+    taken = stage.missing_memory()
+    terminal.line(f"A process takes {taken >> 20} MiB:")
     taker = subprocess.Popen(
         [
             sys.executable,
             "-c",
             "import sys; held = b'x' * int(sys.argv[1]); sys.stdin.read()",
-            str(stage.ballast),
+            str(taken),
         ],
         stdin=subprocess.PIPE,
     )

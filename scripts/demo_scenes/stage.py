@@ -9,6 +9,13 @@ from health import ROOT
 DEMO = ROOT + "/demo"
 
 
+def memory():
+    """What the machine has, and what is available of it, in bytes."""
+    with open("/proc/meminfo", encoding="utf-8") as file:
+        sizes = dict(line.split(":") for line in file)
+    return [int(sizes[name].split()[0]) * 1024 for name in ("MemTotal", "MemAvailable")]
+
+
 class Stage:
     """Three daemons: of a small filesystem, the memory, and a process."""
 
@@ -20,6 +27,7 @@ class Stage:
         self.mounted = False
         self.disk = None
         self.ballast = 0
+        self.memory_limit = 0
 
     def start_monitor(self, name, config, before=()):
         path = os.path.join(self.folder, name + ".toml")
@@ -60,17 +68,20 @@ class Stage:
 
     def start_memory(self):
         """A daemon whose limit lies just below what is available now."""
-        with open("/proc/meminfo", encoding="utf-8") as file:
-            memory = dict(line.split(":") for line in file)
-        total = int(memory["MemTotal"].split()[0]) * 1024
-        available = 100 * int(memory["MemAvailable"].split()[0]) * 1024 / total
+        total, available = memory()
         self.ballast = max(64 << 20, total // 64)
+        self.memory_limit = available - self.ballast // 2
         share = 100 * self.ballast / total
         self.start_monitor(
             "memory",
-            f"[[memory]]\nwarning = {available - share / 2:.2f}\n"
+            f"[[memory]]\nwarning = {100 * self.memory_limit / total:.2f}\n"
             f"critical = 1\nhysteresis = {share / 8:.2f}\n",
         )
+
+    def missing_memory(self):
+        """What must be taken to cross the limit; others take and give back,
+        too."""
+        return max(0, memory()[1] - self.memory_limit) + self.ballast // 2
 
     def start_process(self):
         """A daemon that watches a process by its name."""
