@@ -8,7 +8,10 @@
 #include <sys/time.h>
 #include <sys/un.h>
 
+#include <poll.h>
+
 #include <array>
+#include <chrono>
 #include <cstring>
 #include <stdexcept>
 #include <string>
@@ -43,6 +46,15 @@ class HttpClient
     {
         return ::send(socket.get(), text.data(), text.size(), MSG_NOSIGNAL) ==
                static_cast<ssize_t>(text.size());
+    }
+
+    /** Waits until the server ends the connection.
+     *
+     *  @return whether it did in time */
+    bool ended(std::chrono::milliseconds patience) const
+    {
+        pollfd end{.fd = socket.get(), .events = POLLRDHUP, .revents = 0};
+        return poll(&end, 1, static_cast<int>(patience.count())) == 1;
     }
 
     /** What comes until the server ends the connection.

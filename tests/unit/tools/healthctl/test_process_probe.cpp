@@ -1,6 +1,7 @@
 #include <doctor/process_probe.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <unistd.h>
 
@@ -22,8 +23,17 @@ TEST(ProcessProbe, CountsTheFilesThatAProcessHasOpen)
     close(more);
     ASSERT_TRUE(after);
     EXPECT_EQ(after->open, before->open + 1);
-    EXPECT_EQ(after->limit, static_cast<std::size_t>(sysconf(_SC_OPEN_MAX)));
     EXPECT_EQ(after->program, "test");
+}
+
+// Of another process: valgrind tells this one less than the kernel's limit.
+TEST(ProcessProbe, KnowsHowManyFilesAProcessMayOpen)
+{
+    rlimit limit{};
+    ASSERT_EQ(prlimit(getppid(), RLIMIT_NOFILE, nullptr, &limit), 0);
+    const auto files = openFilesOf("test", static_cast<uint32_t>(getppid()));
+    ASSERT_TRUE(files);
+    EXPECT_EQ(files->limit, limit.rlim_cur);
 }
 
 TEST(ProcessProbe, KnowsWhomAProcessRunsAs)
