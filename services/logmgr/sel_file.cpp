@@ -117,7 +117,7 @@ bool isDamage(const std::exception& failure)
            dynamic_cast<const std::out_of_range*>(&failure) != nullptr;
 }
 
-fs::path madeFolder(const fs::path& folder)
+fs::path lastingFolder(const fs::path& folder)
 {
     std::vector<fs::path> missing;
     for (fs::path each = fs::absolute(folder); !fs::exists(each);

@@ -33,7 +33,7 @@ bool endsItsProcess(const std::function<void()>& work);
  *
  *  @return the folder
  *  @throws std::system_error when there can be none */
-std::filesystem::path madeFolder(const std::filesystem::path& folder);
+std::filesystem::path lastingFolder(const std::filesystem::path& folder);
 
 /** Opens the file of a folder for one thread of one process, and makes it when
  *  it is not there.

@@ -118,7 +118,7 @@ SELEntryProperties decodeEntry(uint64_t sequence, std::string_view value)
 } // namespace
 
 SelStore::SelStore(fs::path path) :
-    folder(std::move(path)), lock(madeFolder(folder) / "lock")
+    folder(std::move(path)), lock(lastingFolder(folder) / "lock")
 {
     if (!lock.tryLock(LockFile::Kind::exclusive))
     {

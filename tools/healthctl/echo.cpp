@@ -10,7 +10,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-void check(int result)
+void checkAnswered(int result)
 {
     if (result < 0)
     {
@@ -26,14 +26,14 @@ Echo::Echo(const std::string& signal)
 {
     const auto kept = connectBus();
     sd_bus* opened = nullptr;
-    check(sd_bus_default(&opened));
+    checkAnswered(sd_bus_default(&opened));
     bus.reset(opened);
     const char* own = nullptr;
-    check(sd_bus_get_unique_name(opened, &own));
+    checkAnswered(sd_bus_get_unique_name(opened, &own));
     const std::string rule =
         "type='signal',sender='" + std::string(own) + "'," + signal;
     sd_bus_slot* slot = nullptr;
-    check(sd_bus_add_match(opened, &slot, rule.c_str(), take, this));
+    checkAnswered(sd_bus_add_match(opened, &slot, rule.c_str(), take, this));
     match.reset(slot);
 }
 
@@ -47,14 +47,14 @@ int Echo::take(sd_bus_message* /*message*/, void* context,
 void Echo::expect()
 {
     // The answer comes after what the bus had to pass on before.
-    check(sd_bus_call_method(bus.get(), "org.freedesktop.DBus",
-                             "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                             "GetId", nullptr, nullptr, ""));
+    checkAnswered(sd_bus_call_method(
+        bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+        "org.freedesktop.DBus", "GetId", nullptr, nullptr, ""));
     int result = 1;
     while (result > 0)
     {
         result = sd_bus_process(bus.get(), nullptr);
-        check(result);
+        checkAnswered(result);
     }
     if (!heard)
     {

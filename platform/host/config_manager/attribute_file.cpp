@@ -23,7 +23,7 @@ namespace
 /** The content of a file that is there.
  *
  *  @throws std::system_error when it cannot be read */
-std::string contentOf(const fs::path& file)
+std::string storedIn(const fs::path& file)
 {
     std::ifstream in(file, std::ios::binary);
     std::string content(std::istreambuf_iterator<char>(in), {});
@@ -61,7 +61,7 @@ Attributes readAttributeFile(const fs::path& file)
     {
         return {};
     }
-    const json root = json::parse(contentOf(file));
+    const json root = json::parse(storedIn(file));
     if (const int version = root.at(versionMember);
         version != attributeFileVersion)
     {

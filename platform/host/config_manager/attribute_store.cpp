@@ -16,17 +16,6 @@ namespace healthintf::host
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-namespace
-{
-
-fs::path madeFolder(const fs::path& folder)
-{
-    fs::create_directories(folder);
-    return folder;
-}
-
-} // namespace
-
 AttributeStore::AttributeStore(const fs::path& folder) :
     file(attributeFileIn(madeFolder(folder))), lock(folder / "lock")
 {}

@@ -23,10 +23,10 @@ namespace
 using namespace healthintf;
 using namespace healthintf::host;
 
-constinit OnceInARow failures;
+constinit OnceInARow attributeFailures;
 
 /** What to do about a failure, in words. */
-std::string remedyFor(int code)
+std::string remedyForStore(int code)
 {
     return code == EDQUOT
                ? "it is full: no further attribute can be set for the first "
@@ -110,7 +110,7 @@ decltype(auto) inStore(Work&& work)
     {
         const int code = codeOf(e);
         throw NotSet("attributes " + folder + ": " + e.what() + " (" +
-                         remedyFor(code) + ")",
+                         remedyForStore(code) + ")",
                      code);
     }
 }
@@ -160,14 +160,14 @@ int CfgSetAttributeInt(const char* name, int32_t value, int flags,
     try
     {
         const int result = set(requestOf(name, value, flags, origin));
-        failures.noteSuccess();
+        attributeFailures.noteSuccess();
         return result;
     }
     catch (const std::exception& e)
     {
         const auto* known = dynamic_cast<const NotSet*>(&e);
         const int code = known != nullptr ? known->code() : codeOf(e);
-        if (failures.isNews(code))
+        if (attributeFailures.isNews(code))
         {
             HOST_LOG(log::error, "%s.%d.%s: an attribute was not set: %s",
                      e.what());

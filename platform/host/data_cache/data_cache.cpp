@@ -45,10 +45,10 @@ std::size_t capacity()
 
 constinit OpenedOnce<Environment> environment;
 
-constinit OnceInARow failures;
+constinit OnceInARow cacheFailures;
 
 /** What to do about a failure, in words. */
-std::string remedyFor(int code)
+std::string remedyForCache(int code)
 {
     switch (code)
     {
@@ -103,18 +103,18 @@ bool freedPages(const LmdbError& failure) noexcept
 int reportCacheFailure(const std::exception& failure) noexcept
 {
     const int code = codeOf(failure);
-    if (failures.isNews(code))
+    if (cacheFailures.isNews(code))
     {
         HOST_LOG(log::error, "%s.%d.%s: data cache %s: %s (%s)",
                  folderForLog().c_str(), failure.what(),
-                 remedyFor(code).c_str());
+                 remedyForCache(code).c_str());
     }
     return code;
 }
 
 void noteCacheSuccess() noexcept
 {
-    failures.noteSuccess();
+    cacheFailures.noteSuccess();
 }
 
 } // namespace healthintf::host

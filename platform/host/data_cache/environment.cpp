@@ -40,12 +40,6 @@ MDB_val versionKey()
     return {name.size(), name.data()};
 }
 
-fs::path madeFolder(const fs::path& folder)
-{
-    fs::create_directories(folder);
-    return folder;
-}
-
 EnvironmentPtr newEnvironment()
 {
     MDB_env* environment = nullptr;

@@ -22,7 +22,7 @@ namespace
 {
 
 constinit OpenedOnce<const EventTable> table;
-constinit OnceInARow failures;
+constinit OnceInARow descriptionFailures;
 /** How many callers are attached. */
 constinit std::atomic<unsigned int> users{0};
 
@@ -41,7 +41,7 @@ std::unique_ptr<const EventTable> loadTable()
 void report(const std::string& problem, const char* remedy)
 {
     const auto code = static_cast<int>(std::hash<std::string>{}(problem));
-    if (failures.isNews(code == 0 ? 1 : code))
+    if (descriptionFailures.isNews(code == 0 ? 1 : code))
     {
         HOST_LOG(log::error,
                  "%s.%d.%s: unable to describe events: %s (%s; the next event "
@@ -56,7 +56,7 @@ int attach()
     try
     {
         table.get(loadTable);
-        failures.noteSuccess();
+        descriptionFailures.noteSuccess();
         return 0;
     }
     catch (const NoEventTable& e)

@@ -20,7 +20,7 @@ using namespace healthintf;
 using namespace healthintf::host;
 using DataAbstraction::SEL::Sensor;
 
-constinit OnceInARow failures;
+constinit OnceInARow logFailures;
 
 /** Our failures are numbers beyond any identifier. */
 constexpr uint32_t failureBase = DataAbstraction::SEL::largestRecordId + 1;
@@ -120,7 +120,7 @@ uint32_t identifierIn(sd_bus_message* reply)
 }
 
 /** What to do about a failure, in words. */
-const char* remedyFor(int code)
+const char* remedyForCall(int code)
 {
     switch (code)
     {
@@ -167,17 +167,17 @@ uint32_t DataAbstraction::SEL::AddSEL(const std::string& service,
         const MessagePtr message(raw);
         append(raw, sensor, record, timestamp);
         const uint32_t id = identifierIn(call(bus, raw).get());
-        failures.noteSuccess();
+        logFailures.noteSuccess();
         return id;
     }
     catch (const std::exception& e)
     {
         const int code = codeOf(e);
-        if (failures.isNews(code))
+        if (logFailures.isNews(code))
         {
             HOST_LOG(log::error,
                      "%s.%d.%s: unable to store a record by %s: %s (%s)",
-                     service.c_str(), e.what(), remedyFor(code));
+                     service.c_str(), e.what(), remedyForCall(code));
         }
         return failureBase + static_cast<uint32_t>(code);
     }

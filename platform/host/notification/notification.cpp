@@ -13,7 +13,7 @@ namespace
 using namespace healthintf;
 using namespace healthintf::host;
 
-constinit OnceInARow failures;
+constinit OnceInARow notificationFailures;
 
 } // namespace
 
@@ -27,12 +27,12 @@ void* LQOVS_receive_signal(const char* name, LQOVS_callback callback,
     try
     {
         void* handle = Receiver::ofThisThread()->add(name, callback, context);
-        failures.noteSuccess();
+        notificationFailures.noteSuccess();
         return handle;
     }
     catch (const std::exception& e)
     {
-        if (failures.isNews(codeOf(e)))
+        if (notificationFailures.isNews(codeOf(e)))
         {
             HOST_LOG(log::error,
                      "%s.%d.%s: unable to subscribe to notifications: %s",

@@ -47,6 +47,12 @@ void writeFile(const fs::path& file, std::string_view content)
 
 } // namespace
 
+fs::path madeFolder(const fs::path& folder)
+{
+    fs::create_directories(folder);
+    return folder;
+}
+
 FileDescriptor openFile(const fs::path& file)
 {
     FileDescriptor opened(

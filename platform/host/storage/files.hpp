@@ -18,6 +18,12 @@ namespace healthintf::host
 /** Who may use a store's files, less the umask. */
 inline constexpr mode_t storeFileMode = 0664;
 
+/** Makes a folder, and those above it, when it is not there.
+ *
+ *  @return the folder
+ *  @throws std::filesystem::filesystem_error when that is not possible */
+std::filesystem::path madeFolder(const std::filesystem::path& folder);
+
 /** Opens a file for reading and writing, and makes it when it is not there.
  *
  *  @throws std::system_error when it cannot be opened */

@@ -32,6 +32,14 @@ TEST_F(StoreFiles, AreMadeWhenTheyAreNotThere)
     EXPECT_THROW(openFile(in("none") / "new"), std::system_error);
 }
 
+TEST_F(StoreFiles, LieInAFolderThatIsMadeWithThoseAboveIt)
+{
+    const std::filesystem::path deep = in("store") / "of" / "one";
+    EXPECT_EQ(madeFolder(deep), deep);
+    EXPECT_TRUE(std::filesystem::is_directory(deep));
+    EXPECT_EQ(madeFolder(deep), deep);
+}
+
 TEST_F(StoreFiles, HaveAllTheirBlocks)
 {
     const FileDescriptor file = openFile(in("file"));

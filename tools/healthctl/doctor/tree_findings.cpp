@@ -1,5 +1,7 @@
 #include "tree_findings.hpp"
 
+#include "../model/component.hpp"
+
 #include <com/vexa/olvar/healthmgr/names.hpp>
 
 #include <map>
@@ -9,11 +11,6 @@ namespace healthintf::healthctl
 {
 namespace
 {
-
-std::string parentOf(const std::string& key)
-{
-    return key.substr(0, key.rfind('/'));
-}
 
 /** A first one and how many more. */
 std::string listed(const std::vector<std::string>& names)

@@ -45,6 +45,11 @@ std::string componentOf(const std::string& entryPath)
     return entryPath.substr(0, entryPath.rfind("/entry/"));
 }
 
+std::string parentOf(const std::string& key)
+{
+    return key.substr(0, key.rfind('/'));
+}
+
 bool isAtOrBelow(std::string_view key, std::string_view top)
 {
     return key.starts_with(top) &&

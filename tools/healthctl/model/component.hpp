@@ -27,6 +27,9 @@ std::string shownKey(const std::string& key);
 /** The key that a fault entry's path belongs to. */
 std::string componentOf(const std::string& entryPath);
 
+/** The key above a key. */
+std::string parentOf(const std::string& key);
+
 /** Whether a key is another one or below it; below the empty one is all. */
 bool isAtOrBelow(std::string_view key, std::string_view top);
 

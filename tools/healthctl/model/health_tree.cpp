@@ -14,11 +14,6 @@ namespace healthintf::healthctl
 namespace
 {
 
-std::string parentOf(const std::string& key)
-{
-    return key.substr(0, key.rfind('/'));
-}
-
 /** Whether something must be above a key: everything below the root hangs
  *  together. */
 bool hasParent(const std::string& key)

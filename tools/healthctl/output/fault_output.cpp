@@ -7,6 +7,8 @@
 
 #include <hmi_health_value.hpp>
 
+#include <nlohmann/json.hpp>
+
 #include <string>
 
 namespace healthintf::healthctl

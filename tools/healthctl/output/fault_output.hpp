@@ -5,7 +5,7 @@
 #include "../context.hpp"
 #include "../source/health_source.hpp"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 namespace healthintf::healthctl
 {

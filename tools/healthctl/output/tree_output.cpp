@@ -6,6 +6,8 @@
 
 #include <hmi_health_value.hpp>
 
+#include <nlohmann/json.hpp>
+
 #include <string>
 #include <utility>
 

@@ -5,7 +5,7 @@
 #include "../context.hpp"
 #include "../model/health_tree.hpp"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <cstddef>
 #include <optional>

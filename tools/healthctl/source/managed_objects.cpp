@@ -9,7 +9,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-int check(int result)
+int checkWellFormed(int result)
 {
     if (result < 0)
     {
@@ -24,23 +24,24 @@ int check(int result)
 void readDictionary(sd_bus_message* message, const char* content, char key,
                     const std::function<void(const char* key)>& readValue)
 {
-    check(sd_bus_message_enter_container(message, 'a', nullptr));
-    while (check(sd_bus_message_enter_container(message, 'e', content)) > 0)
+    checkWellFormed(sd_bus_message_enter_container(message, 'a', nullptr));
+    while (checkWellFormed(
+               sd_bus_message_enter_container(message, 'e', content)) > 0)
     {
         const char* name = nullptr;
-        check(
+        checkWellFormed(
             sd_bus_message_read_basic(message, key, static_cast<void*>(&name)));
         readValue(name);
-        check(sd_bus_message_exit_container(message));
+        checkWellFormed(sd_bus_message_exit_container(message));
     }
-    check(sd_bus_message_exit_container(message));
+    checkWellFormed(sd_bus_message_exit_container(message));
 }
 
 template <typename Value>
 Value readNumber(sd_bus_message* message, char type)
 {
     Value value{};
-    check(sd_bus_message_read_basic(message, type, &value));
+    checkWellFormed(sd_bus_message_read_basic(message, type, &value));
     return value;
 }
 
@@ -48,13 +49,13 @@ std::vector<std::string> readTexts(sd_bus_message* message)
 {
     std::vector<std::string> texts;
     const char* text = nullptr;
-    check(sd_bus_message_enter_container(message, 'a', "s"));
-    while (check(sd_bus_message_read_basic(message, 's',
-                                           static_cast<void*>(&text))) > 0)
+    checkWellFormed(sd_bus_message_enter_container(message, 'a', "s"));
+    while (checkWellFormed(sd_bus_message_read_basic(
+               message, 's', static_cast<void*>(&text))) > 0)
     {
         texts.emplace_back(text);
     }
-    check(sd_bus_message_exit_container(message));
+    checkWellFormed(sd_bus_message_exit_container(message));
     return texts;
 }
 
@@ -79,7 +80,7 @@ PropertyValue readValue(sd_bus_message* message, std::string_view type)
     if (type == "s")
     {
         const char* text = nullptr;
-        check(
+        checkWellFormed(
             sd_bus_message_read_basic(message, 's', static_cast<void*>(&text)));
         return std::string(text);
     }
@@ -87,7 +88,7 @@ PropertyValue readValue(sd_bus_message* message, std::string_view type)
     {
         return readTexts(message);
     }
-    check(sd_bus_message_skip(message, std::string(type).c_str()));
+    checkWellFormed(sd_bus_message_skip(message, std::string(type).c_str()));
     return {};
 }
 
@@ -97,15 +98,16 @@ PropertyValue readVariant(sd_bus_message* message)
 {
     char type = 0;
     const char* content = nullptr;
-    check(sd_bus_message_peek_type(message, &type, &content));
+    checkWellFormed(sd_bus_message_peek_type(message, &type, &content));
     if (type != 'v')
     {
         throw std::runtime_error("the answer is malformed");
     }
     const std::string inside = content;
-    check(sd_bus_message_enter_container(message, 'v', inside.c_str()));
+    checkWellFormed(
+        sd_bus_message_enter_container(message, 'v', inside.c_str()));
     PropertyValue value = readValue(message, inside);
-    check(sd_bus_message_exit_container(message));
+    checkWellFormed(sd_bus_message_exit_container(message));
     return value;
 }
 

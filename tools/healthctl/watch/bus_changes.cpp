@@ -17,8 +17,7 @@ namespace
 
 using host::checkBus;
 
-using sdbusplus::common::com::vexa::olvar::healthmgr::FaultEntry;
-using sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
+namespace interfaces = sdbusplus::common::com::vexa::olvar::healthmgr;
 
 std::string below(const char* interface, const char* member)
 {
@@ -95,13 +94,15 @@ BusChanges::BusChanges(sd_bus* bus, Listener listener) :
     bus(bus), listener(std::move(listener))
 {
     match<&BusChanges::takeUpdate>(
-        below(HealthStatus::interface, "HealthStatusUpdate"));
-    match<&BusChanges::takeProperties>(announced(HealthStatus::interface));
-    match<&BusChanges::takeProperties>(announced(FaultEntry::interface));
+        below(interfaces::HealthStatus::interface, "HealthStatusUpdate"));
+    match<&BusChanges::takeProperties>(
+        announced(interfaces::HealthStatus::interface));
+    match<&BusChanges::takeProperties>(
+        announced(interfaces::FaultEntry::interface));
     match<&BusChanges::takeAdded>(
-        below(FaultEntry::interface, "FaultEntryAdded"));
+        below(interfaces::FaultEntry::interface, "FaultEntryAdded"));
     match<&BusChanges::takeRemoved>(
-        below(FaultEntry::interface, "FaultEntryRemoved"));
+        below(interfaces::FaultEntry::interface, "FaultEntryRemoved"));
     match<&BusChanges::takeOwner>(
         "type='signal',sender='org.freedesktop.DBus',"
         "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg2=''");

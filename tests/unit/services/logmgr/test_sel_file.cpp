@@ -125,11 +125,11 @@ TEST_F(LogFile, IsSetAsideUnderAnotherName)
 TEST_F(LogFile, HasItsFolderMadeWithAllAbove)
 {
     const fs::path deep = folder.path() / "a" / "b" / "c";
-    EXPECT_EQ(madeFolder(deep), deep);
+    EXPECT_EQ(lastingFolder(deep), deep);
     EXPECT_TRUE(fs::is_directory(deep));
-    EXPECT_EQ(madeFolder(deep), deep) << "when it is there already";
+    EXPECT_EQ(lastingFolder(deep), deep) << "when it is there already";
     folder.write("file", "");
-    EXPECT_THROW(madeFolder(folder.path() / "file" / "below"),
+    EXPECT_THROW(lastingFolder(folder.path() / "file" / "below"),
                  std::system_error);
 }
 

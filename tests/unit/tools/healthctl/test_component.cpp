@@ -49,6 +49,12 @@ TEST(ComponentKey, IsWhatAnEntryBelongsTo)
     EXPECT_EQ(componentOf("/a/entry/b/entry/Fault_1"), "/a/entry/b");
 }
 
+TEST(ComponentKey, HasTheKeyAboveItsLastName)
+{
+    EXPECT_EQ(parentOf("/com/vexa/olvar/health/psu/fan"),
+              "/com/vexa/olvar/health/psu");
+}
+
 TEST(ComponentKey, IsBelowAnotherByWholeNames)
 {
     EXPECT_TRUE(isAtOrBelow("/a/b", "/a"));

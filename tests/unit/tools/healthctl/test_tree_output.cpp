@@ -2,6 +2,7 @@
 #include "output/tree_output.hpp"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <sstream>
 

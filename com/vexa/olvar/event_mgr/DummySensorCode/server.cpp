@@ -29,24 +29,25 @@ struct HealthStatusProperty
     }
 };
 
-using Properties = healthintf::binding::PropertyTable<
+using DummySensorCodeProperties = healthintf::binding::PropertyTable<
     DummySensorCode, DummySensorCode::PropertiesVariant, HealthStatusProperty>;
 
-constexpr auto table = healthintf::binding::objectTable<Properties>(
-    std::array{vtable::method("TriggerFault", "u", "i",
-                              methodCallback<&DummySensorCode::triggerFault>,
-                              vtable::common_::unprivileged),
-               vtable::method("RemoveFault", "", "i",
-                              methodCallback<&DummySensorCode::removeFault>,
-                              vtable::common_::unprivileged),
-               vtable::method("ClearAllFault", "", "i",
-                              methodCallback<&DummySensorCode::clearAllFault>,
-                              vtable::common_::unprivileged)});
+constexpr auto dummySensorCodeTable =
+    healthintf::binding::objectTable<DummySensorCodeProperties>(std::array{
+        vtable::method("TriggerFault", "u", "i",
+                       methodCallback<&DummySensorCode::triggerFault>,
+                       vtable::common_::unprivileged),
+        vtable::method("RemoveFault", "", "i",
+                       methodCallback<&DummySensorCode::removeFault>,
+                       vtable::common_::unprivileged),
+        vtable::method("ClearAllFault", "", "i",
+                       methodCallback<&DummySensorCode::clearAllFault>,
+                       vtable::common_::unprivileged)});
 
 } // namespace
 
 DummySensorCode::DummySensorCode(sdbusplus::bus_t& bus, const char* path) :
-    registration(bus, path, interface, table.data(), this)
+    registration(bus, path, interface, dummySensorCodeTable.data(), this)
 {}
 
 uint32_t DummySensorCode::healthStatus() const
@@ -76,13 +77,13 @@ void DummySensorCode::setPropertyByName(const std::string& name,
                                         const PropertiesVariant& value,
                                         bool skipSignal)
 {
-    Properties::set(*this, name, value, skipSignal);
+    DummySensorCodeProperties::set(*this, name, value, skipSignal);
 }
 
 DummySensorCode::PropertiesVariant
 DummySensorCode::getPropertyByName(const std::string& name) const
 {
-    return Properties::get(*this, name);
+    return DummySensorCodeProperties::get(*this, name);
 }
 
 sdbusplus::bus_t& DummySensorCode::bus()

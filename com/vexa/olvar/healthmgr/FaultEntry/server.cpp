@@ -7,7 +7,7 @@ namespace sdbusplus::server::com::vexa::olvar::healthmgr
 namespace
 {
 
-using Properties = healthintf::binding::PropertyTable<
+using FaultEntryProperties = healthintf::binding::PropertyTable<
     FaultEntry, FaultEntry::PropertiesVariant, FaultEntry::fqddProperty,
     FaultEntry::messageIDProperty, FaultEntry::messageProperty,
     FaultEntry::argsProperty, FaultEntry::timestampProperty,
@@ -16,20 +16,21 @@ using Properties = healthintf::binding::PropertyTable<
     FaultEntry::ledStateProperty, FaultEntry::lcdMessageProperty,
     FaultEntry::hiddenProperty>;
 
-constexpr auto table = healthintf::binding::objectTable<Properties>(
-    std::array{vtable::signal(FaultEntry::FaultEntryAdded::name,
-                              FaultEntry::FaultEntryAdded::signature),
-               vtable::signal(FaultEntry::FaultEntryRemoved::name,
-                              FaultEntry::FaultEntryRemoved::signature),
-               vtable::signal(FaultEntry::HideFaultForSensor::name,
-                              FaultEntry::HideFaultForSensor::signature)});
+constexpr auto faultEntryTable =
+    healthintf::binding::objectTable<FaultEntryProperties>(
+        std::array{vtable::signal(FaultEntry::FaultEntryAdded::name,
+                                  FaultEntry::FaultEntryAdded::signature),
+                   vtable::signal(FaultEntry::FaultEntryRemoved::name,
+                                  FaultEntry::FaultEntryRemoved::signature),
+                   vtable::signal(FaultEntry::HideFaultForSensor::name,
+                                  FaultEntry::HideFaultForSensor::signature)});
 
 } // namespace
 
 FaultEntry::FaultEntry(sdbusplus::bus_t& bus, const char* path,
                        const PropertyMap& properties, bool skipSignal) :
     faultentry_cluster(bus),
-    mirror(bus, path, interface, table.data(), this)
+    mirror(bus, path, interface, faultEntryTable.data(), this)
 {
     mirror.publish(properties,
                    [this, skipSignal](const std::string& name,
@@ -48,13 +49,13 @@ void FaultEntry::setPropertyByName(const std::string& name,
                                    const PropertiesVariant& value,
                                    bool skipSignal)
 {
-    Properties::set(*this, name, value, skipSignal);
+    FaultEntryProperties::set(*this, name, value, skipSignal);
 }
 
 FaultEntry::PropertiesVariant
 FaultEntry::getPropertyByName(const std::string& name) const
 {
-    return Properties::get(*this, name);
+    return FaultEntryProperties::get(*this, name);
 }
 
 void FaultEntry::faultEntryAdded(const std::string& fqdd,

@@ -7,21 +7,22 @@ namespace sdbusplus::server::com::vexa::olvar::healthmgr
 namespace
 {
 
-using Properties =
+using HealthStatusProperties =
     healthintf::binding::PropertyTable<HealthStatus,
                                        HealthStatus::PropertiesVariant,
                                        HealthStatus::healthStatusProperty>;
 
-constexpr auto table = healthintf::binding::objectTable<Properties>(
-    std::array{vtable::signal(HealthStatus::HealthStatusUpdate::name,
-                              HealthStatus::HealthStatusUpdate::signature)});
+constexpr auto healthStatusTable =
+    healthintf::binding::objectTable<HealthStatusProperties>(std::array{
+        vtable::signal(HealthStatus::HealthStatusUpdate::name,
+                       HealthStatus::HealthStatusUpdate::signature)});
 
 } // namespace
 
 HealthStatus::HealthStatus(sdbusplus::bus_t& bus, const char* path,
                            const PropertyMap& properties) :
     healthstatus_cluster(bus),
-    mirror(bus, path, interface, table.data(), this)
+    mirror(bus, path, interface, healthStatusTable.data(), this)
 {
     mirror.publish(properties, [this](const std::string& name,
                                       const PropertiesVariant& value) {
@@ -39,13 +40,13 @@ void HealthStatus::setPropertyByName(const std::string& name,
                                      const PropertiesVariant& value,
                                      bool skipSignal)
 {
-    Properties::set(*this, name, value, skipSignal);
+    HealthStatusProperties::set(*this, name, value, skipSignal);
 }
 
 HealthStatus::PropertiesVariant
 HealthStatus::getPropertyByName(const std::string& name) const
 {
-    return Properties::get(*this, name);
+    return HealthStatusProperties::get(*this, name);
 }
 
 void HealthStatus::healthStatusUpdate(const std::string& parentKey,
