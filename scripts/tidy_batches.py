@@ -4,10 +4,10 @@ they all include.
 
     scripts/tidy_batches.py BUILD-FOLDER FOLDER SOURCE ...
 
-Writes into FOLDER a file for the sources of each folder that are compiled
-alike, which includes them, and the compile_commands.json that clang-tidy needs
-to read it. BUILD-FOLDER has the one that the sources are in. Prints the names
-of the files. A source that is not compiled there is an error.
+Writes into FOLDER a file for the sources of each room that are compiled alike,
+which includes them, and the compile_commands.json that clang-tidy needs to read
+it. BUILD-FOLDER has the one that the sources are in. Prints the names of the
+files, the longest first. A source that is not compiled there is an error.
 """
 
 import json
@@ -66,7 +66,8 @@ def read(path):
 
 
 def batches(build, sources):
-    """The sources that are read together, by what they have in common."""
+    """The sources that are read together, by what they have in common. Where
+    several are read at a time, all end soonest when the longest come first."""
     ways = compiled(build)
     together = {}
     for source in sources:
@@ -75,10 +76,10 @@ def batches(build, sources):
             sys.exit(f"{source} is not compiled in {build}")
         text = read(path)
         # Two programs cannot be one, and the headers heed a source's macros.
-        place = source if PROGRAM.search(text) else os.path.dirname(source)
+        place = source if PROGRAM.search(text) else source.split(os.sep)[0]
         alike = (place, *ways[path], tuple(MACRO.findall(text)))
         together.setdefault(alike, []).append(path)
-    return together
+    return dict(sorted(together.items(), key=lambda batch: -len(batch[1])))
 
 
 def write(folder, together):
