@@ -39,19 +39,25 @@ class TidyBatches : public testing::Test
     void entry(const std::string& file, const std::string& flag,
                const std::string& name)
     {
-        entries += (entries.empty() ? "" : ",") +
-                   (R"({"directory": ")" + folder.path().string() +
-                    R"(", "file": ")" + file + R"(", "command": "launcher c++ )" +
-                    flag + " -I" + name + ".p -MD -MQ " + name + ".o -MF " +
-                    name + ".d -o " + name + ".o -c " + file + R"("})");
+        entries +=
+            (entries.empty() ? "" : ",") +
+            (R"({"directory": ")" + folder.path().string() + R"(", "file": ")" +
+             file + R"(", "command": "launcher c++ )" + flag + " -I" + name +
+             ".p -MD -MQ " + name + ".o -MF " + name + ".d -o " + name +
+             ".o -c " + file + R"("})");
     }
 
     ScriptResult batches(const std::vector<std::string>& sources)
     {
         folder.write("compile_commands.json", "[" + entries + "]");
-        std::vector<std::string> command{
-            "sh", "-c", R"(cd "$1" && shift && exec "$@")", "sh",
-            folder.path().string(), SCRIPTS "/tidy_batches.py", ".", "batches"};
+        std::vector<std::string> command{"sh",
+                                         "-c",
+                                         R"(cd "$1" && shift && exec "$@")",
+                                         "sh",
+                                         folder.path().string(),
+                                         SCRIPTS "/tidy_batches.py",
+                                         ".",
+                                         "batches"};
         for (const std::string& name : sources)
         {
             command.push_back("room/" + name);

@@ -1,0 +1,2 @@
+// What takes the longest to compile of a test.
+#include <gtest/gtest.h>
