@@ -58,6 +58,15 @@ class DataCacheFolder : public testing::Test
         });
     }
 
+    /** Whether one that opens the folder now finds a record there. */
+    bool holds(const std::string& key) const
+    {
+        return inChild([this, &key] {
+                   const Environment environment(path, capacity);
+                   return has(environment, key) ? 0 : 1;
+               }) == 0;
+    }
+
     test::TemporaryFolder folder;
     std::filesystem::path path = folder.path() / "deep" / "datacache";
 };
@@ -76,11 +85,7 @@ TEST_F(DataCacheFolder, IsSharedWithWhoeverHasItOpen)
 {
     Child other = user("key");
     other.hear();
-    EXPECT_EQ(inChild([this] {
-                  const Environment environment(path, capacity);
-                  return has(environment, "key") ? 0 : 1;
-              }),
-              0);
+    EXPECT_TRUE(holds("key"));
 }
 
 TEST_F(DataCacheFolder, KeepsWhatAKilledUserLeftWhileOthersUseIt)
@@ -90,11 +95,7 @@ TEST_F(DataCacheFolder, KeepsWhatAKilledUserLeftWhileOthersUseIt)
     Child killed = user("killed");
     killed.hear();
     killed.kill();
-    EXPECT_EQ(inChild([this] {
-                  const Environment environment(path, capacity);
-                  return has(environment, "killed") ? 0 : 1;
-              }),
-              0);
+    EXPECT_TRUE(holds("killed"));
 }
 
 TEST_F(DataCacheFolder, StartsEmptyWhenNobodyUsesIt)
@@ -102,11 +103,7 @@ TEST_F(DataCacheFolder, StartsEmptyWhenNobodyUsesIt)
     Child killed = user("key");
     killed.hear();
     killed.kill();
-    EXPECT_EQ(inChild([this] {
-                  const Environment environment(path, capacity);
-                  return has(environment, "key") ? 1 : 0;
-              }),
-              0);
+    EXPECT_FALSE(holds("key"));
 }
 
 TEST_F(DataCacheFolder, IsSetAsideAndMadeAnewWhenItIsDamaged)
