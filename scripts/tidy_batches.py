@@ -4,10 +4,11 @@ they all include.
 
     scripts/tidy_batches.py BUILD-FOLDER FOLDER SOURCE ...
 
-Writes into FOLDER a file for the sources of each room that are compiled alike,
-which includes them, and the compile_commands.json that clang-tidy needs to read
-it. BUILD-FOLDER has the one that the sources are in. Prints the names of the
-files, the longest first. A source that is not compiled there is an error.
+Writes into FOLDER a file for the sources of each component, such as tools or
+platform, that are compiled alike, which includes them, and the
+compile_commands.json that clang-tidy needs to read it. BUILD-FOLDER has the one
+that the sources are in. Prints the names of the files, the longest first. A
+source that is not compiled there is an error.
 """
 
 import json
