@@ -1,5 +1,6 @@
 """Scenes of the machine that the daemons watch."""
 
+import os
 import subprocess
 import sys
 
@@ -57,15 +58,10 @@ def storage(stage):
 def memory(stage):
     terminal, health = stage.terminal, stage.health
     terminal.title("Memory crosses its limit")
-    taken = stage.missing_memory()
-    terminal.line(f"A process takes {taken >> 20} MiB:")
+    terminal.line("A process takes memory until it is beyond:")
     taker = subprocess.Popen(
-        [
-            sys.executable,
-            "-c",
-            "import sys; held = b'x' * int(sys.argv[1]); sys.stdin.read()",
-            str(taken),
-        ],
+        [sys.executable, os.path.join(os.path.dirname(__file__), "take_memory.py")]
+        + [str(size) for size in stage.memory_to_take()],
         stdin=subprocess.PIPE,
     )
     try:

@@ -78,10 +78,10 @@ class Stage:
             f"critical = 1\nhysteresis = {share / 8:.2f}\n",
         )
 
-    def missing_memory(self):
-        """What must be taken to cross the limit; others take and give back,
-        too."""
-        return max(0, memory()[1] - self.memory_limit) + self.ballast // 2
+    def memory_to_take(self):
+        """What may stay available, so that the limit is crossed, and what must
+        not be taken for it."""
+        return self.memory_limit - self.ballast // 4, 8 * self.ballast
 
     def start_process(self):
         """A daemon that watches a process by its name."""
