@@ -1,0 +1,43 @@
+/** @file Announcements of changed LCD attributes, as anybody may send them. */
+
+#include "component_harness.hpp"
+#include "stranger.hpp"
+
+#include <array>
+
+namespace
+{
+
+using namespace healthintf::test;
+
+const std::array<std::string, 3> names{
+    "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#hideerrs",
+    "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#oemLCDFlags",
+    "CfgMgr/1/AttributeChange/other",
+};
+
+/** More than a record has. */
+constexpr std::size_t maxRecord = 256;
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
+{
+    FuzzInput input(data, size);
+    ComponentHarness daemon;
+    daemon.component->RegisterForLCDAttributes();
+    daemon.addFault();
+    Stranger stranger(daemon.bus, [&daemon] {
+        daemon.work();
+    });
+    while (!input.empty())
+    {
+        const std::string& name = names.at(input.below(names.size()));
+        stranger.sendRecord({SD_BUS_MESSAGE_SIGNAL,
+                             "/com/vexa/olvar/notification",
+                             "com.vexa.olvar.Notification", "Notified", "say"},
+                            name, input.bytes(input.below(maxRecord)));
+    }
+    stranger.settle();
+    return 0;
+}

@@ -1,0 +1,53 @@
+/** @file What anybody may send to the health manager. */
+
+#include "../../services/common/connection.hpp"
+#include "../../services/common/event_loop.hpp"
+#include "hosted_nodes.hpp"
+#include "node_requests.hpp"
+#include "stranger.hpp"
+#include "surroundings.hpp"
+#include "tree_keeper.hpp"
+
+namespace
+{
+
+using namespace healthintf;
+using namespace healthintf::test;
+
+const std::vector<KnownMessage> known{
+    {SD_BUS_MESSAGE_METHOD_CALL, "/com/vexa/olvar/healthmgr",
+     "com.vexa.olvar.healthmgr", "AddHealthObject", "s"},
+    {SD_BUS_MESSAGE_SIGNAL, "/com/vexa/olvar/health/a",
+     "com.vexa.olvar.healthmgr.HealthStatus", "HealthStatusUpdate", "ssu"},
+    {SD_BUS_MESSAGE_SIGNAL, "/com/vexa/olvar/health",
+     "com.vexa.olvar.healthmgr", "HideFaultForSensor", "bssi"},
+    {SD_BUS_MESSAGE_METHOD_CALL, "/com/vexa/olvar/health",
+     "org.freedesktop.DBus.ObjectManager", "GetManagedObjects", ""},
+    {SD_BUS_MESSAGE_METHOD_CALL, "/com/vexa/olvar/health",
+     "org.freedesktop.DBus.Properties", "Set", "ssv"},
+    {SD_BUS_MESSAGE_METHOD_CALL, "/com/vexa/olvar/healthmgr",
+     "org.freedesktop.DBus.Properties", "GetAll", "s"},
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
+{
+    surroundings();
+    services::EventLoop loop;
+    services::Connection connection(loop);
+    healthmgr::HostedNodes nodes(connection.bus());
+    const healthmgr::NodeRequests requests(connection, nodes);
+    const healthmgr::TreeKeeper keeper(connection, loop, nodes);
+    Stranger stranger(connection.bus(), [&loop] {
+        while (sd_event_run(loop.get(), 0) > 0)
+        {}
+    });
+    FuzzInput input(data, size);
+    while (!input.empty())
+    {
+        stranger.send(known, input);
+    }
+    stranger.settle();
+    return 0;
+}

@@ -1,0 +1,17 @@
+/** @file What anybody may write into the configuration of hostmon. */
+
+#include "../../services/common/config_table.hpp"
+#include "config.hpp"
+#include "fuzz_input.hpp"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
+{
+    try
+    {
+        healthintf::test::FuzzInput input(data, size);
+        healthintf::hostmon::parseConfig(input.rest(), "hostmon.toml");
+    }
+    catch (const healthintf::services::ConfigError&)
+    {}
+    return 0;
+}

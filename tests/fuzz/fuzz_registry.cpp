@@ -1,0 +1,52 @@
+/** @file Message registries of anybody: read, and every message filled in. */
+
+#include "fuzz_input.hpp"
+#include "message_registry/message_catalog.hpp"
+#include "message_registry/message_text.hpp"
+#include "message_registry/registry_file.hpp"
+
+#include <cstdlib>
+#include <string_view>
+
+namespace
+{
+
+using namespace healthintf::host;
+
+void fill(const Message& message)
+{
+    const std::string text = fillArguments(message.text, {"1", "%2", "\xff"});
+    if (truncateUtf8(text, 10).size() > 10)
+    {
+        std::abort();
+    }
+}
+
+void readAll(std::string_view text)
+{
+    const RegistryFile file = parseRegistry(text);
+    MessageCatalog catalog;
+    catalog.add(file);
+    for (const auto& [key, message] : file.messages)
+    {
+        fill(message);
+        if (catalog.find(key, file.language) == nullptr)
+        {
+            std::abort();
+        }
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
+{
+    try
+    {
+        healthintf::test::FuzzInput input(data, size);
+        readAll(input.rest());
+    }
+    catch (const RegistryError&)
+    {}
+    return 0;
+}

@@ -1,0 +1,69 @@
+#pragma once
+
+/** @file A client of the bus that sends what nobody asked for. */
+
+#include "fuzz_input.hpp"
+
+#include <sdbusplus/bus.hpp>
+#include <systemd/sd-bus.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+
+/** A message that a program listens to. */
+struct KnownMessage
+{
+    /** SD_BUS_MESSAGE_SIGNAL or SD_BUS_MESSAGE_METHOD_CALL. */
+    uint8_t type;
+    std::string path;
+    const char* interface;
+    const char* member;
+    const char* signature;
+};
+
+/** Has a connection of its own to the default bus. */
+class Stranger
+{
+  public:
+    /** @param[in] victim the connection of who is sent to, of this process;
+     * must outlive this object
+     *  @param[in] work lets the victim take what has arrived */
+    Stranger(sdbusplus::bus_t& victim, std::function<void()> work);
+
+    /** Sends one message: a known one as it is known, or with other arguments,
+     *  or from another path. What libsystemd refuses to send is left out. */
+    void send(const std::vector<KnownMessage>& known, FuzzInput& input);
+
+    /** Sends a signal with a text and an array of bytes. */
+    void sendRecord(const KnownMessage& signal, const std::string& text,
+                    const std::vector<uint8_t>& record);
+
+    /** Lets the victim take all that was sent.
+     *
+     *  @throws std::runtime_error when it does not answer any more */
+    void settle();
+
+  private:
+    struct Close
+    {
+        void operator()(sd_bus* bus) const
+        {
+            sd_bus_flush_close_unref(bus);
+        }
+    };
+
+    void take() const;
+    void wait() const;
+
+    std::unique_ptr<sd_bus, Close> bus;
+    sdbusplus::bus_t& victim;
+    std::string name;
+    std::function<void()> work;
+};
+
+} // namespace healthintf::test
