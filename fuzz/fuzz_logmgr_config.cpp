@@ -1,6 +1,6 @@
-/** @file What anybody may write into the configuration of hostmon. */
+/** @file What anybody may write into the configuration of logmgr. */
 
-#include "../../services/common/config_table.hpp"
+#include "../services/common/config_table.hpp"
 #include "config.hpp"
 #include "fuzz_input.hpp"
 
@@ -9,7 +9,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     try
     {
         healthintf::test::FuzzInput input(data, size);
-        healthintf::hostmon::parseConfig(input.rest(), "hostmon.toml");
+        healthintf::logmgr::parseConfig(input.rest(), "logmgr.toml");
     }
     catch (const healthintf::services::ConfigError&)
     {}

@@ -1,7 +1,7 @@
 /** @file What anybody may send to the log manager. */
 
-#include "../../services/common/connection.hpp"
-#include "../../services/common/event_loop.hpp"
+#include "../services/common/connection.hpp"
+#include "../services/common/event_loop.hpp"
 #include "directories.hpp"
 #include "event_log.hpp"
 #include "mirror.hpp"

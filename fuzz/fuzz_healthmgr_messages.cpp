@@ -1,7 +1,7 @@
 /** @file What anybody may send to the health manager. */
 
-#include "../../services/common/connection.hpp"
-#include "../../services/common/event_loop.hpp"
+#include "../services/common/connection.hpp"
+#include "../services/common/event_loop.hpp"
 #include "hosted_nodes.hpp"
 #include "node_requests.hpp"
 #include "stranger.hpp"
