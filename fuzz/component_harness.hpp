@@ -2,7 +2,6 @@
 
 /** @file A component in the hands of a fuzzer. */
 
-#include "own_bus.hpp"
 #include "surroundings.hpp"
 
 #include <hmi_fault_health.hpp>
@@ -16,7 +15,16 @@
 namespace healthintf::test
 {
 
-/** A component on a connection of its own to the private bus. */
+/** This thread's default connection to the private bus, where the platform's
+ *  notifications arrive, too. */
+inline sdbusplus::bus_t& daemonBus()
+{
+    surroundings();
+    static auto bus = sdbusplus::bus::new_default();
+    return bus;
+}
+
+/** A component of a daemon that runs one connection. */
 class ComponentHarness
 {
   public:
@@ -24,9 +32,7 @@ class ComponentHarness
 
     inline static const std::string key = "/com/vexa/olvar/health/a";
 
-    ComponentHarness() :
-        bus((surroundings(), openBus())),
-        component(FaultAndHealth::Init(bus, key, 2, false))
+    ComponentHarness() : component(FaultAndHealth::Init(bus, key, 2, false))
     {
         if (!component)
         {
@@ -48,7 +54,7 @@ class ComponentHarness
                                    3);
     }
 
-    sdbusplus::bus_t bus;
+    sdbusplus::bus_t& bus = daemonBus();
     std::unique_ptr<FaultAndHealth> component;
 };
 

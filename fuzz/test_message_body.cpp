@@ -1,0 +1,91 @@
+#include "message_body.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+namespace
+{
+
+struct Release
+{
+    void operator()(sd_bus* bus) const
+    {
+        sd_bus_unref(bus);
+    }
+    void operator()(sd_bus_message* message) const
+    {
+        sd_bus_message_unref(message);
+    }
+};
+
+class MessageBody : public testing::Test
+{
+  protected:
+    MessageBody()
+    {
+        sd_bus* made = nullptr;
+        sd_bus_new(&made);
+        bus.reset(made);
+        // Messages are made for a connection that has begun to start.
+        sd_bus_set_address(made, "unix:path=/nonexistent");
+        sd_bus_start(made);
+    }
+
+    /** The signature of a message with values of @p signature. */
+    std::string signatureOfMessage(const std::string& signature,
+                                   const std::vector<uint8_t>& bytes) const
+    {
+        sd_bus_message* made = nullptr;
+        orThrow(
+            sd_bus_message_new(bus.get(), &made, SD_BUS_MESSAGE_METHOD_CALL),
+            "message");
+        const std::unique_ptr<sd_bus_message, Release> message(made);
+        FuzzInput input(bytes.data(), bytes.size());
+        appendValues(made, signature, input);
+        return sd_bus_message_get_signature(made, 1);
+    }
+
+    std::unique_ptr<sd_bus, Release> bus;
+};
+
+TEST_F(MessageBody, HasTheSignatureThatItWasMadeFor)
+{
+    for (const char* signature :
+         {"", "ssu", "bssi", "ay", "say", "(ssyy)ay", "a{s(ux)}", "aav", "ogd"})
+    {
+        EXPECT_EQ(signatureOfMessage(signature, {}), signature);
+    }
+}
+
+TEST_F(MessageBody, IsMadeOfAnyBytes)
+{
+    std::mt19937 random(1); // NOLINT(cert-msc51-cpp) the same bytes every time
+    std::size_t containers = 0;
+    for (int round = 0; round < 2000; ++round)
+    {
+        std::vector<uint8_t> bytes(round % 200);
+        std::generate(bytes.begin(), bytes.end(), std::ref(random));
+        FuzzInput input(bytes.data(), bytes.size());
+        const std::string signature = makeSignature(input);
+        EXPECT_EQ(signatureOfMessage(signature, bytes), signature);
+        containers += signature.find_first_of("av(") < signature.size() ? 1 : 0;
+    }
+    EXPECT_GT(containers, 100);
+}
+
+TEST_F(MessageBody, MayNotBeOfTypesThatAreNone)
+{
+    EXPECT_THROW(signatureOfMessage("!", {}), std::runtime_error);
+}
+
+} // namespace
+} // namespace healthintf::test
