@@ -49,7 +49,7 @@ class RunTests : public testing::Test
     RunTests()
     {
         fs::create_directory(project.path() / "scripts");
-        for (const char* name : {"run-tests", "count-tests"})
+        for (const char* name : {"run-tests", "set-up", "count-tests"})
         {
             fs::copy_file(fs::path(SCRIPTS) / name,
                           project.path() / "scripts" / name);
