@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -35,7 +34,7 @@ class FuzzInput
         static_assert(std::is_arithmetic_v<Number>);
         Number value = 0;
         const std::string_view taken = take(sizeof(value));
-        std::memcpy(&value, taken.data(), taken.size());
+        std::copy(taken.begin(), taken.end(), reinterpret_cast<char*>(&value));
         return value;
     }
 

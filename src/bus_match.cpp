@@ -3,6 +3,8 @@
 #include "log_line.hpp"
 #include "raw_bus.hpp"
 
+#include <platform/held_signals.hpp>
+
 #include <sdbusplus/exception.hpp>
 #include <sdbusplus/sdbus.hpp>
 #include <systemd/sd-bus.h>
@@ -85,6 +87,7 @@ std::unique_ptr<sdbusplus::bus::match_t>
 makeMatch(sdbusplus::bus_t& bus, const std::string& rule, const char* name,
           std::function<int(sdbusplus::message_t&)> handler)
 {
+    const healthintf::HeldSignals held;
     requireMatch<sdbusplus::SdBusInterface>(bus, rule);
     const auto shared =
         std::make_shared<const NamedHandler>(name, std::move(handler));

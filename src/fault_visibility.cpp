@@ -9,6 +9,7 @@
 #include <com/vexa/olvar/logmgr/names.hpp>
 #include <hmi_fault_health.hpp>
 #include <hmi_health_value.hpp>
+#include <platform/held_signals.hpp>
 
 #include <systemd/sd-bus.h>
 
@@ -247,6 +248,7 @@ int FaultAndHealth::SendHideFaultsSignal(bool hide,
         HMI_LOG(log::error, "%s.%d.%s: %s", e.what());
         return statusInvalidArgument;
     }
+    const healthintf::HeldSignals held;
     sdbusplus::bus_t bus = defaultBus();
     auto signal = bus.new_signal(names::root, names::managerInterface,
                                  FaultEntry::HideFaultForSensor::name);

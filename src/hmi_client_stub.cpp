@@ -2,6 +2,7 @@
 
 #include <com/vexa/olvar/logmgr/names.hpp>
 #include <hmi_client_stub.hpp>
+#include <platform/held_signals.hpp>
 
 #include <sdbusplus/exception.hpp>
 #include <sdbusplus/message.hpp>
@@ -46,6 +47,7 @@ int SELClient::addSEL(Sensor sensor, std::vector<uint8_t> record,
             bus.new_method_call(names::logManagerService, names::selPath,
                                 names::selInterface, names::addSelMethod);
         call.append(sensor, record);
+        const healthintf::HeldSignals held;
         auto reply = bus.call(call);
         uint32_t answered = 0;
         reply.read(answered);

@@ -79,12 +79,9 @@ json JsonPlace::parse(std::string_view text)
                 return true;
             });
     }
-    catch (const json::parse_error& e)
+    catch (const json::exception& e)
     {
-        const std::size_t before = e.byte > 0 ? e.byte - 1 : 0;
-        throw EventTableError("line " +
-                              std::to_string(lineOfByte(text, before)) +
-                              ": no valid JSON");
+        throw EventTableError(problemOf(text, e));
     }
     if (!parsed.is_object())
     {

@@ -3,6 +3,7 @@
 #include "protocol.hpp"
 
 #include <platform/data_abstraction/healthmgr.hpp>
+#include <platform/held_signals.hpp>
 
 #include <cerrno>
 #include <cstring>
@@ -21,6 +22,7 @@ using namespace healthintf::host;
 void send(const std::string& service, const std::string& path,
           const std::string& key)
 {
+    const HeldSignals held;
     sd_bus* bus = keptBus();
     sd_bus_message* raw = nullptr;
     checkBus("sd_bus_message_new_method_call",

@@ -6,6 +6,7 @@
 #include "protocol.hpp"
 
 #include <platform/data_abstraction/sel.hpp>
+#include <platform/held_signals.hpp>
 
 #include <cerrno>
 #include <cstring>
@@ -89,6 +90,7 @@ MessagePtr call(sd_bus* bus, sd_bus_message* message)
 {
     sd_bus_error error = SD_BUS_ERROR_NULL;
     sd_bus_message* reply = nullptr;
+    const HeldSignals held;
     const int result = sd_bus_call(bus, message, 0, &error, &reply);
     MessagePtr owned(reply);
     if (sd_bus_error_is_set(&error) != 0)

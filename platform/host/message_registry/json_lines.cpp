@@ -127,4 +127,18 @@ std::size_t lineOfKeys(std::string_view text,
     return lineOfByte(text, lastKey);
 }
 
+std::string problemOf(std::string_view text,
+                      const nlohmann::json::exception& found)
+{
+    const auto* place =
+        dynamic_cast<const nlohmann::json::parse_error*>(&found);
+    if (place == nullptr)
+    {
+        return "a number is too large";
+    }
+    const std::size_t before = place->byte > 0 ? place->byte - 1 : 0;
+    return "line " + std::to_string(lineOfByte(text, before)) +
+           ": no valid JSON";
+}
+
 } // namespace healthintf::host

@@ -3,6 +3,8 @@
 /** @file Where something stands in a JSON text, for messages to whoever wrote
  *  it. */
 
+#include <nlohmann/json.hpp>
+
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -19,5 +21,10 @@ std::size_t lineOfByte(std::string_view text, std::size_t byte);
  *  any. */
 std::size_t lineOfKeys(std::string_view text,
                        const std::vector<std::string>& keys);
+
+/** What is wrong with a text in which json found no valid JSON: the line, as
+ *  far as it is known, and the cause. */
+std::string problemOf(std::string_view text,
+                      const nlohmann::json::exception& found);
 
 } // namespace healthintf::host

@@ -39,11 +39,9 @@ json parsed(std::string_view text)
     {
         return json::parse(text);
     }
-    catch (const json::parse_error& e)
+    catch (const json::exception& e)
     {
-        const std::size_t before = e.byte > 0 ? e.byte - 1 : 0;
-        throw RegistryError("line " + std::to_string(lineOfByte(text, before)) +
-                            ": no valid JSON");
+        throw RegistryError(problemOf(text, e));
     }
 }
 

@@ -2,6 +2,8 @@
 
 #include "protocol.hpp"
 
+#include <platform/held_signals.hpp>
+
 namespace healthintf::host
 {
 namespace
@@ -19,6 +21,7 @@ void waitForBus(sd_bus* bus)
                                             "/org/freedesktop/DBus",
                                             "org.freedesktop.DBus", "GetId"));
     const MessagePtr question(raw);
+    const HeldSignals held;
     checkBus("no answer of the bus",
              sd_bus_call(bus, question.get(), patience, nullptr, nullptr));
 }
@@ -28,6 +31,7 @@ void waitForBus(sd_bus* bus)
 Announcer::Announcer() : bus(openDefaultBus())
 {
     const char* unique = nullptr;
+    const HeldSignals held;
     checkBus("unable to connect to the bus",
              sd_bus_get_unique_name(bus.get(), &unique));
 }

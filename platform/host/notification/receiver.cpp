@@ -4,6 +4,8 @@
 #include "../host_log.hpp"
 #include "protocol.hpp"
 
+#include <platform/held_signals.hpp>
+
 #include <systemd/sd-event.h>
 
 #include <algorithm>
@@ -133,6 +135,7 @@ std::shared_ptr<Receiver> Receiver::ofThisThread()
 
 Receiver::Receiver() : ownBus(needsOwnBus())
 {
+    const HeldSignals held;
     bus = ownBus ? openOwnBus() : openDefaultBus();
     sd_bus_slot* slot = nullptr;
     checkBus("unable to listen on the bus",

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace healthintf::host
 {
 namespace
@@ -59,6 +61,33 @@ TEST(JsonLines, AreThoseOfTheLastKeyThatIsThere)
     EXPECT_EQ(lineOfKeys(text, {}), 1u);
     EXPECT_EQ(lineOfKeys("\"cut", {"cut"}), 1u);
     EXPECT_EQ(lineOfKeys("\n\"cut\"", {"cut"}), 1u);
+}
+
+TEST(JsonLines, AreThoseOfWhatIsNoJson)
+{
+    const std::string wrong = "{\n\"a\": }";
+    try
+    {
+        std::ignore = nlohmann::json::parse(wrong);
+        FAIL();
+    }
+    catch (const nlohmann::json::exception& e)
+    {
+        EXPECT_EQ(problemOf(wrong, e), "line 2: no valid JSON");
+    }
+}
+
+TEST(JsonLines, AreNotKnownOfANumberThatIsTooLarge)
+{
+    try
+    {
+        std::ignore = nlohmann::json::parse("1e999");
+        FAIL();
+    }
+    catch (const nlohmann::json::exception& e)
+    {
+        EXPECT_EQ(problemOf("1e999", e), "a number is too large");
+    }
 }
 
 } // namespace

@@ -101,6 +101,7 @@ TEST_F(JsonPlaces, AreInValidJsonOnly)
     EXPECT_EQ(failureToParse("{\n\"a\": }"), "line 2: no valid JSON");
     EXPECT_EQ(failureToParse(""), "line 1: no valid JSON");
     EXPECT_EQ(failureToParse("{\n\"a\": \"\xFF\"}"), "line 2: no valid JSON");
+    EXPECT_EQ(failureToParse(R"({"a": 1e999})"), "a number is too large");
     EXPECT_EQ(failureToParse("[]"), "line 1: no JSON object");
 }
 

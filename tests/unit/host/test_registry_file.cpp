@@ -92,6 +92,7 @@ TEST(RegistryFileText, MustBeJson)
     EXPECT_EQ(errorOf("{\n\n\"a\": }"), "line 3: no valid JSON");
     EXPECT_EQ(errorOf(""), "line 1: no valid JSON");
     EXPECT_EQ(errorOf("\xFF\xFE"), "line 1: no valid JSON");
+    EXPECT_EQ(errorOf(R"({"a": 1e999})"), "a number is too large");
     EXPECT_EQ(errorOf("[]"), "line 1: no JSON object");
 }
 
