@@ -176,6 +176,15 @@ bool visitAll(Cursor& cursor, const Key& start, const Visit& visit)
     return any;
 }
 
+/** Visits the record of a key, if there is one. */
+void visitOne(Cursor& cursor, Key&& key, const Visit& visit)
+{
+    if (cursor.find(key.value()))
+    {
+        visitRecord(cursor, visit);
+    }
+}
+
 /** Whether there is no record of a kind. */
 bool noneOfKind(Cursor& cursor, RecordKind kind)
 {
@@ -271,7 +280,7 @@ int removeRecord(RecordKind kind, const std::string& path)
 }
 
 long readRecords(RecordKind kind, const std::vector<std::string>& prefixes,
-                 const Visit& visit)
+                 const Visit& visit, Wanted wanted)
 {
     return readCache(
         [&](const Environment& cache, const Transaction& transaction) -> int {
@@ -288,7 +297,15 @@ long readRecords(RecordKind kind, const std::vector<std::string>& prefixes,
                 static_cast<std::size_t>(mdb_env_get_maxkeysize(cache.get()));
             for (const std::string& prefix : prefixes)
             {
-                if (prefix.size() < longest)
+                if (prefix.size() >= longest)
+                {
+                    continue;
+                }
+                if (wanted == Wanted::wholePaths)
+                {
+                    visitOne(cursor, Key(kind, prefix), visit);
+                }
+                else
                 {
                     visitAll(cursor, Key(kind, prefix), visit);
                 }

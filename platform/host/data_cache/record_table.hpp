@@ -89,6 +89,15 @@ int editRecord(RecordKind kind, const std::string& path,
  *          the number of the failure */
 int removeRecord(RecordKind kind, const std::string& path);
 
+/** Which records a prefix stands for. */
+enum class Wanted
+{
+    /** Those whose paths begin with it. */
+    allBelow,
+    /** The one whose path it is; the others cost nothing then. */
+    wholePaths,
+};
+
 /** Reads the records whose paths begin with any of the prefixes, in the order
  *  of their paths; without prefixes, all. One that cannot be read is logged
  *  and left out.
@@ -96,7 +105,8 @@ int removeRecord(RecordKind kind, const std::string& path);
  *  @return a DataAbstraction::ReadResult, or the number of the failure */
 long readRecords(RecordKind kind, const std::vector<std::string>& prefixes,
                  const std::function<void(std::string_view path,
-                                          const StoredRecord& record)>& visit);
+                                          const StoredRecord& record)>& visit,
+                 Wanted wanted = Wanted::allBelow);
 
 /** Puts a record of this process, whosever was there, as part of a
  *  transaction.

@@ -38,14 +38,12 @@ int listOwners(std::set<ProcessIdentity>& owners)
 std::optional<HealthRecord> findHealthRecord(const std::string& key)
 {
     std::optional<HealthRecord> found;
-    readRecords(RecordKind::healthStatus, {key},
-                [&](std::string_view path, const StoredRecord& record) {
-                    if (path == key)
-                    {
-                        found = {record.owner,
-                                 ByteReader(record.payload).get<uint32_t>()};
-                    }
-                });
+    readRecords(
+        RecordKind::healthStatus, {key},
+        [&](std::string_view, const StoredRecord& record) {
+            found = {record.owner, ByteReader(record.payload).get<uint32_t>()};
+        },
+        Wanted::wholePaths);
     return found;
 }
 

@@ -1,4 +1,5 @@
 #include "cache_test.hpp"
+#include "data_cache/limits.hpp"
 #include "data_cache/record_table.hpp"
 
 #include <platform/data_abstraction/results.hpp>
@@ -109,6 +110,30 @@ TEST_F(RecordTable, ReadsByPrefix)
                                  read(fault, {std::string(600, '/')}) == Map{}
                              ? 0
                              : 1;
+              }),
+              0);
+}
+
+TEST_F(RecordTable, ReadsTheRecordsOfWholePathsAndVisitsNoOther)
+{
+    EXPECT_EQ(inChild([] {
+                  putRecord(health, "/a", "1");
+                  putRecord(health, "/a/b", "2");
+                  putRecord(health, "/a/b/c", "3");
+                  putRecord(fault, "/a/b", "4");
+                  Map found;
+                  const auto add = [&](std::string_view path,
+                                       const StoredRecord& record) {
+                      found.emplace(path, record.payload);
+                  };
+                  const std::string tooLong(maxRecordPath + 1, 'a');
+                  if (readRecords(health, {"/a/b", "/", tooLong}, add,
+                                  Wanted::wholePaths) !=
+                      DataAbstraction::readOk)
+                  {
+                      return 1;
+                  }
+                  return found == Map{{"/a/b", "2"}} ? 0 : 2;
               }),
               0);
 }
