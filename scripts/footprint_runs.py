@@ -12,7 +12,7 @@ import statistics
 import subprocess
 import sys
 
-from bench_runs import Bus, Talker
+from benchmarks.bus import Bus, Talker
 
 SIZE_MARK, SIZE_MARKED = 400.0, ("aarch64", "libhealthintf")
 MEMORY_MARK, MEMORY_MARKED = 2048.0, (1, 10)

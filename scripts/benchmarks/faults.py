@@ -1,0 +1,90 @@
+"""What a fault costs the component that has it, and each node above."""
+
+import contextlib
+import statistics
+
+from . import callgrind
+from .bus import Bus, Talker
+
+INSTRUCTIONS_MARK = 1.10
+HOP_MARK = 1.15
+
+# A count of so many rounds less a count of so few is free of the start.
+FEW_ROUNDS, MANY_ROUNDS = 100, 300
+TIMED_TURNS, TIMED_ROUNDS = 15, 2000
+# Rounds are even: a turn ends with the health that the next does not begin
+# with.
+HOP_TURNS, HOP_ROUNDS, HOP_WARM_UP = 20, 200, 100
+
+ROOT = "/com/vexa/olvar/health"
+
+
+def instructions_of_a_round(bus, program):
+    many, few = (
+        callgrind.of_run(bus, [program, str(rounds)])
+        for rounds in (MANY_ROUNDS, FEW_ROUNDS)
+    )
+    return (many - few) / (MANY_ROUNDS - FEW_ROUNDS)
+
+
+def measure_instructions(programs, report):
+    with contextlib.ExitStack() as stack:
+        bus = Bus(stack)
+        bare, library = (
+            instructions_of_a_round(bus, f"{programs}/add-remove-{which}")
+            for which in ("floor", "library")
+        )
+    report.head("A fault added and removed", counted=True)
+    report.line("thousand instructions", bare / 1e3, library / 1e3, INSTRUCTIONS_MARK)
+
+
+def measure_time(programs, report):
+    kinds = ("wall time, us", "CPU time, us")
+    runs = {"floor": [], "library": []}
+    with contextlib.ExitStack() as stack:
+        bus = Bus(stack)
+        for _ in range(TIMED_TURNS):
+            for which, results in runs.items():
+                output = bus.run(
+                    [f"{programs}/add-remove-{which}", str(TIMED_ROUNDS)]
+                ).stdout
+                results.append([float(word) for word in output.split()])
+    for summary, of in (("median", statistics.median), ("best", min)):
+        report.head(f"A fault added and removed, {summary} of {TIMED_TURNS}")
+        for kind, bare, library in zip(kinds, zip(*runs["floor"]), zip(*runs["library"])):
+            report.line(kind, of(bare), of(library))
+
+
+class Chain:
+    """Processes that hold one node each, every node the child of the next."""
+
+    def __init__(self, stack, programs, which, length):
+        self.bus = Bus(stack)
+        self.length = length
+        self.keys = [ROOT + "/hop" * (i + 1) for i in range(length)]
+        self.driver = f"{programs}/hop-driver"
+        # From the top, as a health manager would have them.
+        for key in self.keys:
+            Talker(stack, [f"{programs}/hop-{which}", key], self.bus.environment).hear()
+
+    def climb(self, rounds):
+        """Microseconds a hop, for each way from the leaf to the top."""
+        command = [self.driver, self.keys[-1], self.keys[0], str(rounds)]
+        return [float(t) / self.length for t in self.bus.run(command).stdout.split()]
+
+
+def measure_hops(programs, report):
+    report.head(f"Health climbs, median us a hop of {HOP_TURNS * HOP_ROUNDS}")
+    for length in (1, 4, 8):
+        with contextlib.ExitStack() as stack:
+            chains = [
+                Chain(stack, programs, which, length) for which in ("floor", "library")
+            ]
+            samples = ([], [])
+            for chain in chains:
+                chain.climb(HOP_WARM_UP)
+            for _ in range(HOP_TURNS):
+                for chain, times in zip(chains, samples):
+                    times += chain.climb(HOP_ROUNDS)
+        bare, library = (statistics.median(times) for times in samples)
+        report.line(f"{length} process{'es' * (length > 1)}", bare, library, HOP_MARK)
