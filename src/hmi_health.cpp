@@ -264,6 +264,34 @@ long readRecords(const char* function, const std::vector<std::string>& prefixes,
     return result;
 }
 
+/** While it lives, what is below the paths that are read is of no use; on a
+ *  platform that can, it costs nothing then. */
+class WholePaths
+{
+  public:
+    WholePaths()
+    {
+        say(true);
+    }
+
+    ~WholePaths()
+    {
+        say(false);
+    }
+
+    WholePaths(const WholePaths&) = delete;
+    WholePaths& operator=(const WholePaths&) = delete;
+
+  private:
+    static void say(bool only)
+    {
+        if (datacache_healthstatus_whole_paths != nullptr)
+        {
+            datacache_healthstatus_whole_paths(only);
+        }
+    }
+};
+
 /** Whether a path below @p key is its child rather than a grandchild. The
  *  character at the key's length is passed over, whatever it is. */
 bool isImmediateChild(const std::string& key, const std::string& path)
@@ -319,6 +347,7 @@ bool HealthStatus::CheckHealthStatusExist(const std::string& path)
         return true;
     }
     std::map<std::string, HealthStatus_gen> found;
+    const WholePaths wanted;
     return readRecords(static_cast<const char*>(__func__), {path}, found) ==
                DataAbstraction::readOk &&
            found.contains(path);

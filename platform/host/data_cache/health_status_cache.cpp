@@ -24,6 +24,9 @@ HealthStatus_gen decode(std::string_view payload)
     return HealthStatus_gen(ByteReader(payload).getLive<uint32_t>());
 }
 
+/** What this thread looks for. */
+thread_local Wanted wanted = Wanted::allBelow;
+
 } // namespace
 
 int datacache_healthstatus_create(const std::string& path,
@@ -66,7 +69,13 @@ long DataAbstraction::HealthStatus::get_map_by_path_prefixes(
         [&records](std::string_view path, const StoredRecord& record) {
             records.insert_or_assign(records.end(), std::string(path),
                                      decode(record.payload));
-        });
+        },
+        wanted);
+}
+
+void datacache_healthstatus_whole_paths(bool only)
+{
+    wanted = only ? Wanted::wholePaths : Wanted::allBelow;
 }
 
 healthstatus_cluster::healthstatus_cluster(sdbusplus::bus_t& /*bus*/)

@@ -5,3 +5,7 @@
 
 /** Stands before a class or function of the contract. */
 #define PLATFORM_API __attribute__((visibility("default")))
+
+/** Stands before a function that a platform need not have. Where it is not, its
+ *  address is null. */
+#define PLATFORM_OPTIONAL __attribute__((weak))

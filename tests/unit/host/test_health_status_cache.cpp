@@ -3,6 +3,7 @@
 #include <platform/data_abstraction/health_status.hpp>
 
 #include <cerrno>
+#include <thread>
 
 namespace
 {
@@ -48,6 +49,41 @@ TEST_F(HealthStatusCache, CreatesChangesAndRemovesARecord)
             return datacache_healthstatus_remove("/a") == 0 && read() == Map{}
                        ? 0
                        : 3;
+        }),
+        0);
+}
+
+TEST_F(HealthStatusCache, ReadsWholePathsOnlyForTheThreadThatSaysSo)
+{
+    EXPECT_EQ(inChild([] {
+                  datacache_healthstatus_create("/a", {});
+                  datacache_healthstatus_create("/a/b", {});
+                  const auto readsAll = [] {
+                      return read({"/a"}) == Map{{"/a", 0}, {"/a/b", 0}};
+                  };
+                  datacache_healthstatus_whole_paths(true);
+                  const bool whole =
+                      read({"/a"}) == Map{{"/a", 0}} && read({"/a/"}).empty();
+                  bool otherReadsAll = false;
+                  std::thread([&] {
+                      otherReadsAll = readsAll();
+                  }).join();
+                  datacache_healthstatus_whole_paths(false);
+                  return whole && otherReadsAll && readsAll() ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(HealthStatusCache, KnowsNoWholePathsWithoutARecord)
+{
+    EXPECT_EQ(
+        inChild([] {
+            datacache_healthstatus_whole_paths(true);
+            std::map<std::string, HealthStatus_gen> records;
+            return DataAbstraction::HealthStatus::get_map_by_path_prefixes(
+                       {}, {"/a"}, records) == DataAbstraction::readNoRecords
+                       ? 0
+                       : 1;
         }),
         0);
 }

@@ -43,6 +43,18 @@ datacache_healthstatus_set_property(const std::string& path,
  *          no harm */
 PLATFORM_API int datacache_healthstatus_remove(const std::string& path);
 
+/** Says what this thread's next queries look for, until it says otherwise.
+ *
+ *  A component that is made looks for its parent's record, and the only
+ *  question there is brings all records below the parent. A platform that knows
+ *  this function can spare them.
+ *
+ *  @param[in] only whether records are of use only where their whole path is
+ *             among the prefixes: get_map_by_path_prefixes() may leave out the
+ *             others then */
+PLATFORM_API PLATFORM_OPTIONAL void
+datacache_healthstatus_whole_paths(bool only);
+
 /** Base of every object that publishes a health status; is told of each
  *  change of a property. */
 class PLATFORM_API healthstatus_cluster
