@@ -5,6 +5,7 @@ import statistics
 
 from . import callgrind
 from .bus import Bus, Talker
+from .turns import median_ratio
 
 INSTRUCTIONS_MARK = 1.10
 HOP_MARK = 1.15
@@ -85,6 +86,12 @@ def measure_hops(programs, report):
                 chain.climb(HOP_WARM_UP)
             for _ in range(HOP_TURNS):
                 for chain, times in zip(chains, samples):
-                    times += chain.climb(HOP_ROUNDS)
-        bare, library = (statistics.median(times) for times in samples)
-        report.line(f"{length} process{'es' * (length > 1)}", bare, library, HOP_MARK)
+                    times.append(statistics.median(chain.climb(HOP_ROUNDS)))
+        bare, library = samples
+        report.line(
+            f"{length} process{'es' * (length > 1)}",
+            statistics.median(bare),
+            statistics.median(library),
+            HOP_MARK,
+            median_ratio(library, bare),
+        )

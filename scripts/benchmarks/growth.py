@@ -46,11 +46,10 @@ class Grown:
         self.counted = None not in self.instructions
 
     def few_and_many(self):
-        """Which two counts are compared, in words, and their costs in thousand
+        """Which two counts are compared, in words, and their costs in
         instructions or microseconds."""
-        counts, costs = self.curve.counts, self.times
-        if self.counted:
-            costs = [count / 1e3 for count in self.instructions]
+        counts = self.curve.counts
+        costs = self.instructions if self.counted else self.times
         if self.curve.law == CONSTANT:
             return f"{counts[-1]:,} against {counts[0]:,}", costs[0], costs[-1]
         # Ten times as many: what grows with their square takes a ratio of 10.
@@ -228,7 +227,7 @@ def measure_growth(programs, report):
             grown.append(Grown(curve))
             print_curve(growth, grown[-1])
         counted = grown[0].counted
-        unit = "thousand instructions" if counted else "CPU us"
+        unit = "instructions" if counted else "CPU us"
         report.head(f"{growth.title}, {unit}", counted=counted, width=72)
         for each in grown:
             counts, few, many = each.few_and_many()
