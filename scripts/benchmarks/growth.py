@@ -12,7 +12,7 @@ import tempfile
 from . import callgrind, plot
 from .bus import Bus, Talker
 
-COUNTED_ROUNDS, TIMED_ROUNDS, TIMED_STARTS = 20, 200, 5
+COUNTED_ROUNDS, TIMED_ROUNDS, TIMED_STARTS = 20, 200, 3
 MANAGER_STARTS = 10
 CHASSIS = "/com/vexa/olvar/health/chassis"
 MANAGER = "com.vexa.olvar.healthmgr"
