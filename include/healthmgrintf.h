@@ -12,8 +12,8 @@
  *  destroyed before that thread ends. Different threads may use different
  *  objects at the same time.
  *
- *  In C++ no exception leaves these functions, except c_wrapper_hide_faults();
- *  where memory runs out the process ends. */
+ *  In C++ no exception leaves these functions, except
+ *  c_wrapper_hide_faults(). */
 
 #include <com/vexa/olvar/api.hpp>
 
@@ -85,8 +85,8 @@ extern "C"
      *            fault
      *          - 1: a pointer is null that must not be, or noofArgs is
      *            negative; logged
-     *          - 4: the fault could not be created or announced, or D-Bus
-     *            cannot carry a text
+     *          - 4: the fault could not be created or announced, D-Bus
+     *            cannot carry a text, or memory has run out
      *          - 5: the registry has no such message */
     HEALTHINTF_API int
     FaultAndHealth_AddFault(FaultAndHealthObject* obj, const char* msgId,
@@ -101,7 +101,8 @@ extern "C"
      *  @param[in] msgId the message's identifier; not null
      *  @param[in] sensorPath the sensor; not null
      *  @return - 0: done, whether or not there was one
-     *          - 1: a string is empty; logged */
+     *          - 1: a string is empty; logged
+     *          - 4: memory has run out, and no fault was taken back; logged */
     HEALTHINTF_API int
     FaultAndHealth_RemoveFault(FaultAndHealthObject* obj, const char* msgId,
                                const char* sensorPath) HEALTHINTF_NOEXCEPT;

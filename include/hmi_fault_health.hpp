@@ -90,8 +90,10 @@ class HEALTHINTF_API FaultAndHealth
      *  @param[in] sensorNumber IPMI sensor number
      *  @param[in] sensorType IPMI sensor type
      *  @return statusOk, also for an informational message, which makes no
-     *          fault; statusNotRead when the registry has no such message;
-     *          statusNotCreated as the other overload */
+     *          fault; statusNotRead when the registry has no such message,
+     *          or memory runs out; statusNotCreated as the other overload
+     *
+     *  Does not throw. */
     int addFault(std::string& msgId, std::string& sensorPath,
                  std::vector<std::string>& args, std::string& fqdd,
                  std::string& subSystem, uint32_t sensorNumber,

@@ -111,9 +111,12 @@ class HEALTHINTF_API SELAndFault
      *  @return statusOk, also when the message is informational or there is
      *          no component; statusNotRead when the record is too short to
      *          tell an assertion from a deassertion; statusNotAttached when
-     *          the event descriptions are not to be had; else what they, or
+     *          the event descriptions are not to be had; statusNotCreated
+     *          also when memory runs out; else what the descriptions, or
      *          removing or adding the fault, answered. Nothing is done after
-     *          a step that failed */
+     *          a step that failed
+     *
+     *  Does not throw. */
     int findFaultInfoAndAddFault(SensorInfo& sensor,
                                  std::vector<unsigned char>& record);
 

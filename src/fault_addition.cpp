@@ -30,12 +30,21 @@ int FaultAndHealth::addFault(std::string& msgId, std::string& sensorPath,
     constexpr uint32_t leastSevereFault = 2;
 
     MessageContent content;
-    if (const int status = _GetMessageContent(msgId, args, content);
-        status != 0)
+    try
     {
-        HMI_LOG(log::error,
+        if (const int status = _GetMessageContent(msgId, args, content);
+            status != 0)
+        {
+            HMI_LOG(
+                log::error,
                 "%s.%d.%s: Not able to fetch the Message Contents error : %d",
                 status);
+            return statusNotRead;
+        }
+    }
+    catch (const std::exception& e)
+    {
+        HMI_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
         return statusNotRead;
     }
     if (content.severity > leastSevereFault)

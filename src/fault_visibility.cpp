@@ -70,7 +70,7 @@ void FaultAndHealth::hideBy(std::list<typename Property::type>& hiddenValues,
     bool matched = false;
     for (const auto& entry : faultList)
     {
-        if (Property::get(*entry) == value)
+        if (Property::held(*entry) == value)
         {
             entry->hidden(true);
             matched = true;
@@ -96,11 +96,13 @@ int FaultAndHealth::unhideAll()
     bool shown = false;
     for (const auto& entry : faultList)
     {
-        if (contains(hiddenSensorNumbers, entry->sensorNumber()) ||
-            contains(hiddenSensorPaths, entry->sensorPath()))
+        const uint32_t number = FaultEntry::sensorNumberProperty::held(*entry);
+        const std::string& path = FaultEntry::sensorPathProperty::held(*entry);
+        if (contains(hiddenSensorNumbers, number) ||
+            contains(hiddenSensorPaths, path))
         {
             HMI_LOG_AS(function, log::progress, "%s.%d.%s: %d:%s:in list",
-                       entry->sensorNumber(), entry->sensorPath().c_str());
+                       number, path.c_str());
         }
         else
         {

@@ -49,15 +49,37 @@ std::string orEmpty(const char* text)
     return text == nullptr ? "" : text;
 }
 
+/** Makes a call for those to whom nothing may be thrown: what it throws, as
+ *  when memory runs out, is logged in the name of @p function.
+ *
+ *  @return what it returns, or @p failure */
+template <typename Result, typename Call>
+Result contained(const char* function, Result failure, Call&& call) noexcept
+{
+    try
+    {
+        return call();
+    }
+    catch (const std::exception& e)
+    {
+        HMI_LOG_AS(function, log::error, "%s.%d.%s: %s", e.what());
+        return failure;
+    }
+}
+
 } // namespace
 
 FaultAndHealth* FaultAndHealth_Initialization(sd_bus* bus,
                                               const char* key) noexcept
 {
-    const std::string name = key;
+    constexpr FaultAndHealth* none = nullptr;
     FaultAndHealth* object =
-        bindBus(bus) ? FaultAndHealth::Init(gbus, name, healthOk, false)
-                     : nullptr;
+        contained(static_cast<const char*>(__func__), none, [&] {
+            const std::string name = key;
+            return bindBus(bus)
+                       ? FaultAndHealth::Init(gbus, name, healthOk, false)
+                       : none;
+        });
     std::cout << static_cast<const void*>(object);
     return object;
 }
@@ -104,22 +126,28 @@ int FaultAndHealth_AddFault(FaultAndHealth* obj, const char* msgId,
         HMI_LOG(log::error, "%s.%d.%s: noofArgs is negative: %d", noofArgs);
         return statusInvalidArgument;
     }
-    std::vector<std::string> arguments(noofArgs);
-    std::transform(args, args + noofArgs, arguments.begin(), orEmpty);
-    std::string id = msgId;
-    std::string sensor = sensorPath;
-    std::string component = fqdd;
-    std::string part = subSystem;
-    return obj->addFault(id, sensor, arguments, component, part, sensorNumber,
-                         sensorType);
+    return contained<int>(
+        static_cast<const char*>(__func__), statusNotCreated, [&] {
+            std::vector<std::string> arguments(noofArgs);
+            std::transform(args, args + noofArgs, arguments.begin(), orEmpty);
+            std::string id = msgId;
+            std::string sensor = sensorPath;
+            std::string component = fqdd;
+            std::string part = subSystem;
+            return obj->addFault(id, sensor, arguments, component, part,
+                                 sensorNumber, sensorType);
+        });
 }
 
 int FaultAndHealth_RemoveFault(FaultAndHealth* obj, const char* msgId,
                                const char* sensorPath) noexcept
 {
-    std::string id = msgId;
-    std::string sensor = sensorPath;
-    return obj->removeFault(id, sensor);
+    return contained<int>(static_cast<const char*>(__func__), statusNotCreated,
+                          [&] {
+                              std::string id = msgId;
+                              std::string sensor = sensorPath;
+                              return obj->removeFault(id, sensor);
+                          });
 }
 
 void FaultAndHealth_Destuctor(FaultAndHealth* obj) noexcept

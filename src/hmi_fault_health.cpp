@@ -160,8 +160,8 @@ int FaultAndHealth::removeFault(std::string& msgId, std::string& sensorPath)
             msgId.c_str());
     for (auto entry = faultList.begin(); entry != faultList.end();)
     {
-        if ((*entry)->messageID() == msgId &&
-            (*entry)->sensorPath() == sensorPath)
+        if (FaultEntry::messageIDProperty::held(**entry) == msgId &&
+            FaultEntry::sensorPathProperty::held(**entry) == sensorPath)
         {
             entry = faultList.erase(entry);
             HMI_LOG(log::progress,

@@ -121,7 +121,16 @@ int SELAndFault::addSELAndFault(SensorInfo& sensor,
 int SELAndFault::addSELAndFault(SensorInfo& sensor, const SELRecord& record)
 {
     const auto* first = reinterpret_cast<const unsigned char*>(&record);
-    std::vector<unsigned char> bytes(first, first + sizeof(record));
+    std::vector<unsigned char> bytes;
+    try
+    {
+        bytes.assign(first, first + sizeof(record));
+    }
+    catch (const std::exception& e)
+    {
+        HMI_LOG(log::error, "%s.%d.%s: EXCEPTION %s", e.what());
+        return statusStoreException;
+    }
     return addSELAndFault(sensor, bytes);
 }
 
@@ -142,12 +151,20 @@ int SELAndFault::findFaultInfoAndAddFault(SensorInfo& sensor,
                 "returning");
         return statusOk;
     }
-    if (const int status = removeOpposite(descriptions, sensor, record);
-        status != statusOk)
+    try
     {
-        return status;
+        if (const int status = removeOpposite(descriptions, sensor, record);
+            status != statusOk)
+        {
+            return status;
+        }
+        return addOwn(descriptions, sensor, record);
     }
-    return addOwn(descriptions, sensor, record);
+    catch (const std::exception& e)
+    {
+        HMI_LOG(log::error, "%s.%d.%s: EXCEPTION %s", e.what());
+        return statusNotCreated;
+    }
 }
 
 int SELAndFault::removeOpposite(const CSSDInfoFetcher& descriptions,

@@ -166,6 +166,11 @@ class Mirror
         {                                                                      \
             return object.accessor();                                          \
         }                                                                      \
+        /** The value itself, for those who must not need memory. */           \
+        static const Type& held(const Self& object) noexcept                   \
+        {                                                                      \
+            return object._##accessor;                                         \
+        }                                                                      \
         static void set(Self& object, Type value, bool skipSignal)             \
         {                                                                      \
             object.accessor(std::move(value), skipSignal);                     \
