@@ -1,0 +1,31 @@
+#pragma once
+
+/** @file Asks the sanitizer for what nobody can reach any more. */
+
+#if defined(__SANITIZE_ADDRESS__)
+#define HEALTHINTF_FINDS_LEAKS 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define HEALTHINTF_FINDS_LEAKS 1
+#endif
+#endif
+
+#ifdef HEALTHINTF_FINDS_LEAKS
+#include <sanitizer/lsan_interface.h>
+#endif
+
+namespace healthintf::test
+{
+
+/** Whether memory has leaked since the start; what did is written to standard
+ *  error. False in a build that cannot tell. */
+inline bool leaked()
+{
+#ifdef HEALTHINTF_FINDS_LEAKS
+    return __lsan_do_recoverable_leak_check() != 0;
+#else
+    return false;
+#endif
+}
+
+} // namespace healthintf::test

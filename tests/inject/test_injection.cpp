@@ -1,0 +1,283 @@
+/** @file Every call on the roads of the library made to fail, one in each run,
+ *  until a run has none left that could. After each the documented status is
+ *  answered, those who look see the same, the road goes to its end at the next
+ *  try, and nothing is left of the component or in the memory. */
+
+#include "failer.hpp"
+#include "leaks.hpp"
+#include "library_memory.hpp"
+#include "road.hpp"
+#include "world.hpp"
+
+#include <platform/data_abstraction/health_status.hpp>
+
+#include <gtest/gtest.h>
+#include <sdbusplus/exception.hpp>
+
+#include <exception>
+#include <iterator>
+#include <new>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+
+namespace healthintf::test
+{
+namespace
+{
+
+constexpr uint32_t base = 2;
+
+std::vector<Road> allRoads()
+{
+    std::vector<Road> all;
+    for (const auto& part : {componentRoads(), visibilityRoads(), signalRoads(),
+                             eventRoads(), queryRoads(), plainRoads()})
+    {
+        all.insert(all.end(), part.begin(), part.end());
+    }
+    return all;
+}
+
+/** How a run ended: with a status, or with an exception. */
+struct End
+{
+    std::optional<int> status;
+    std::string thrown;
+    bool documented = true;
+};
+
+End runOf(const Road& road, Try& tried)
+{
+    End end;
+    try
+    {
+        end.status = road.run(tried);
+    }
+    catch (const sdbusplus::exception::SdBusError& e)
+    {
+        end.thrown = e.what();
+        end.documented = road.throwsBusErrors;
+    }
+    catch (const std::bad_alloc& e)
+    {
+        end.thrown = e.what();
+        end.documented = road.throwsBadAlloc;
+    }
+    catch (const std::exception& e)
+    {
+        end.thrown = e.what();
+        end.documented = false;
+    }
+    return end;
+}
+
+/** A key that was never used, nor is the beginning of another. */
+std::string freshKey()
+{
+    static unsigned number = 100000;
+    return "/com/vexa/olvar/health/n" + std::to_string(++number);
+}
+
+/** Whether the data cache is what it has to be beside the bus: the same, but
+ *  for what it has refused. */
+bool agree(const View& cache, View bus)
+{
+    if (failer().refused(Refusal::newFault))
+    {
+        std::erase_if(bus.faults, [&](const auto& fault) {
+            return !cache.faults.contains(fault.first);
+        });
+    }
+    if (failer().refused(Refusal::newNode))
+    {
+        bus.health.reset();
+    }
+    if (failer().refused(Refusal::removalOfNode) && !bus.health)
+    {
+        bus.health = cache.health;
+    }
+    return cache == bus;
+}
+
+class Injection : public testing::TestWithParam<std::tuple<Road, Seam>>
+{
+  public:
+    static void SetUpTestSuite()
+    {
+        world();
+        ASSERT_TRUE(watchLibraryMemory());
+    }
+
+  protected:
+    const Road& road = std::get<0>(GetParam());
+    const Seam seam = std::get<1>(GetParam());
+
+    /** Runs the road with one failure and looks at what it leaves.
+     *
+     *  @return whether a call was made to fail */
+    bool tryOnce(unsigned nth);
+
+    /** Looks at the component.
+     *
+     *  @return what the bus shows of it */
+    View look(const Try& tried) const;
+
+    void judge(const End& end, const View& before, const View& after) const;
+    void repeat(Try& tried);
+    void finish(Try& tried);
+};
+
+View Injection::look(const Try& tried) const
+{
+    world().settle();
+    const View bus = world().viewOfBus(tried.key);
+    const View cache = viewOfCache(tried.key);
+    EXPECT_TRUE(agree(cache, bus))
+        << "on the bus: " << bus << "\nin the cache: " << cache;
+    if (tried.component)
+    {
+        EXPECT_EQ(tried.component->computeHealthStatusFromFaultList(),
+                  bus.worst(base))
+            << "in the list, and on the bus: " << bus;
+        // Health that is refused stays as it was, here and there; and a node
+        // without a record has none that could be written.
+        if (!failer().refused(Refusal::health) &&
+            !failer().refused(Refusal::newNode))
+        {
+            EXPECT_EQ(bus.health, bus.worst(base)) << bus;
+        }
+    }
+    return bus;
+}
+
+void Injection::judge(const End& end, const View& before,
+                      const View& after) const
+{
+    EXPECT_TRUE(end.documented) << "threw " << end.thrown;
+    if (end.status && road.successes.contains(*end.status))
+    {
+        EXPECT_TRUE(road.keepsNoPromise || road.done(before, after))
+            << "ended well, from " << before << "\nto " << after;
+        return;
+    }
+    if (end.status)
+    {
+        EXPECT_TRUE(road.failures.contains(*end.status))
+            << "status " << *end.status;
+    }
+    EXPECT_TRUE(road.undone(before, after))
+        << "failed, from " << before << "\nto " << after;
+}
+
+void Injection::repeat(Try& tried)
+{
+    if (!tried.component && world().viewOfBus(tried.key).health)
+    {
+        // The node that could not be published has its key for good. Its record
+        // would be read by all that is tried later.
+        datacache_healthstatus_remove(tried.key);
+        tried.key = freshKey();
+    }
+    const View before = world().viewOfBus(tried.key);
+    failer().forget(Refusal::health);
+    failer().forget(Refusal::newNode);
+    const int status = road.again ? road.again(tried) : road.run(tried);
+    EXPECT_TRUE(road.successes.contains(status)) << "again: " << status;
+    const View after = look(tried);
+    EXPECT_TRUE(road.done(before, after))
+        << "again, from " << before << "\nto " << after;
+}
+
+/** Ends the component, of which nothing is left then. */
+void Injection::finish(Try& tried)
+{
+    tried.events.reset();
+    tried.component.reset();
+    look(tried);
+    if (failer().refused(Refusal::removalOfNode))
+    {
+        // The next holder of the key takes the record over.
+        withFaults(tried);
+        tried.component.reset();
+    }
+    EXPECT_EQ(viewOfCache(tried.key), View());
+    EXPECT_EQ(world().viewOfBus(tried.key), View());
+}
+
+bool Injection::tryOnce(unsigned nth)
+{
+    Try tried;
+    tried.key = freshKey();
+    road.prepare(tried);
+    const bool hadComponent = tried.component != nullptr;
+    const View before = world().viewOfBus(tried.key);
+
+    failer().arm(seam, nth);
+    const End end = runOf(road, tried);
+    failer().disarm();
+    const char* failed = failer().failed();
+    SCOPED_TRACE("call " + std::to_string(nth) + ", " +
+                 (failed == nullptr ? "none left" : failed));
+
+    const View after = look(tried);
+    judge(end, before, after);
+    if (failed == nullptr)
+    {
+        EXPECT_TRUE(end.status && road.successes.contains(*end.status))
+            << "without a failure";
+        EXPECT_TRUE(road.done(before, after)) << after;
+    }
+    else if (!hadComponent || tried.component)
+    {
+        repeat(tried);
+    }
+    finish(tried);
+    return failed != nullptr;
+}
+
+TEST_P(Injection, LeavesAllInOrder)
+{
+    if (seam == Seam::libraryMemory && road.byMessage)
+    {
+        GTEST_SKIP() << "the daemon's own loop takes this memory";
+    }
+    unsigned failures = 0;
+    while (tryOnce(failures + 1) && !HasFailure())
+    {
+        ++failures;
+    }
+    RecordProperty("injected", static_cast<int>(failures));
+    EXPECT_FALSE(leaked());
+}
+
+const char* nameOf(Seam seam)
+{
+    switch (seam)
+    {
+        case Seam::platform:
+            return "platform";
+        case Seam::bus:
+            return "bus";
+        case Seam::memory:
+            return "memory";
+        case Seam::libraryMemory:
+            return "libraryMemory";
+        default:
+            return "none";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, Injection,
+    testing::Combine(testing::ValuesIn(allRoads()),
+                     testing::Values(Seam::platform, Seam::bus, Seam::memory,
+                                     Seam::libraryMemory)),
+    [](const auto& each) {
+        return std::get<0>(each.param).name + "_" +
+               nameOf(std::get<1>(each.param));
+    });
+
+} // namespace
+} // namespace healthintf::test

@@ -1,0 +1,52 @@
+#pragma once
+
+/** @file What of a component can be seen, by whoever looks. */
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <ostream>
+#include <string>
+
+namespace healthintf::test
+{
+
+/** A fault, as far as a component's health and the tests hang on it. */
+struct SeenFault
+{
+    std::string message;
+    std::string sensor;
+    uint32_t severity = 0;
+    bool hidden = false;
+
+    bool operator==(const SeenFault&) const = default;
+};
+
+/** A component: its faults by their paths, and its health if it has a node. */
+struct View
+{
+    std::map<std::string, SeenFault> faults;
+    std::optional<uint32_t> health;
+
+    bool operator==(const View&) const = default;
+
+    bool empty() const
+    {
+        return faults.empty() && !health;
+    }
+
+    /** How many faults have a message, hidden or not. */
+    std::size_t count(const std::string& message) const;
+
+    std::size_t hidden() const;
+
+    /** The worst of the faults that are not hidden, and of @p base. */
+    uint32_t worst(uint32_t base) const;
+};
+
+std::ostream& operator<<(std::ostream& out, const View& view);
+
+/** A component in the data cache. */
+View viewOfCache(const std::string& key);
+
+} // namespace healthintf::test
