@@ -1,0 +1,32 @@
+#pragma once
+
+/** @file What abi/ says of the libraries. */
+
+#include "file_content.hpp"
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+
+/** The lines of a text. */
+inline std::vector<std::string> linesOf(const std::string& text)
+{
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);)
+    {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+/** The lines of a file below abi/. */
+inline std::vector<std::string> announced(const std::string& name)
+{
+    return linesOf(contentOf(ANNOUNCED_ABI "/" + name));
+}
+
+} // namespace healthintf::test
