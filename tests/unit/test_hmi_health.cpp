@@ -324,6 +324,21 @@ TEST_F(HealthNode, IsTheWorstOfItsChildrenAndItself)
     EXPECT_EQ(node->healthStatus(), 2u);
 }
 
+TEST_F(HealthNode, KnowsAChildUntilItsHealthIsNone)
+{
+    const auto node = make(root + "/a", 0);
+    HealthStatus::ChildMap known;
+    node->healthCalculator = [&known](const std::string&,
+                                      const HealthStatus::ChildMap& children) {
+        known = children;
+        return 1u;
+    };
+    childReports(root + "/a", root + "/a/x", 1);
+    EXPECT_EQ(known, (HealthStatus::ChildMap{{root + "/a/x", 1}}));
+    childReports(root + "/a", root + "/a/x", 0);
+    EXPECT_EQ(known, HealthStatus::ChildMap{});
+}
+
 TEST_F(HealthNode, TakesAChildsReportInThisOrder)
 {
     const auto node = make(root + "/a", 2);
