@@ -339,6 +339,16 @@ TEST_F(HealthNode, KnowsAChildUntilItsHealthIsNone)
     EXPECT_EQ(known, HealthStatus::ChildMap{});
 }
 
+TEST_F(HealthNode, TakesAChildsHealthWithoutASignalToo)
+{
+    const auto node = make(root + "/a", 2);
+    std::string child = root + "/a/x";
+    EXPECT_EQ(node->healthStatusInternalCallbackHandler(child, 3), 0);
+    EXPECT_EQ(node->healthStatus(), 3u);
+    EXPECT_EQ(node->healthStatusInternalCallbackHandler(child, 0), 0);
+    EXPECT_EQ(node->healthStatus(), 2u);
+}
+
 TEST_F(HealthNode, TakesAChildsReportInThisOrder)
 {
     const auto node = make(root + "/a", 2);

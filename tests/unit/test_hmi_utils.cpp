@@ -13,6 +13,12 @@ namespace
 using namespace healthintf::test;
 using Lines = std::vector<std::string>;
 
+TEST(MessageContent, SaysNothingBeforeItIsFetched)
+{
+    EXPECT_EQ(MessageContent{}.severity, 0u);
+    EXPECT_EQ(MessageContent{}.text, "");
+}
+
 class GetMessageContent : public testing::Test
 {
   protected:
