@@ -59,6 +59,10 @@ TEST(BusText, RefusesMalformedSequences)
     EXPECT_FALSE(isBusText("\xC3(")) << "no continuation";
     EXPECT_FALSE(isBusText("\xE2\x82(")) << "no third byte";
     EXPECT_FALSE(isBusText("\xF0\x9F\x98(")) << "no fourth byte";
+    EXPECT_FALSE(isBusText("\xE0\xC0\x80")) << "no continuation";
+    EXPECT_FALSE(isBusText("\xED\x7F\x80")) << "no continuation";
+    EXPECT_FALSE(isBusText("\xF0\xC0\x80\x80")) << "no continuation";
+    EXPECT_FALSE(isBusText("\xF4\x7F\x80\x80")) << "no continuation";
     EXPECT_FALSE(isBusText("\xFF"));
 }
 
