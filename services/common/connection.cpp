@@ -34,7 +34,9 @@ constexpr const char* driverPath = "/org/freedesktop/DBus";
 } // namespace
 
 Connection::Connection(EventLoop& loop) :
-    loop(loop), raw(openDefault()), connection(raw.get())
+    raw(openDefault()), connection(raw.get()), loss(raw.get(), [&loop] {
+        loop.exit(EXIT_FAILURE);
+    })
 {
     const char* unique = nullptr;
     check(sd_bus_get_unique_name(raw.get(), &unique),
@@ -42,13 +44,6 @@ Connection::Connection(EventLoop& loop) :
     name = unique;
     check(sd_bus_attach_event(raw.get(), loop.get(), SD_EVENT_PRIORITY_NORMAL),
           "sd_bus_attach_event");
-    sd_bus_slot* slot = nullptr;
-    check(sd_bus_match_signal(raw.get(), &slot, "org.freedesktop.DBus.Local",
-                              "/org/freedesktop/DBus/Local",
-                              "org.freedesktop.DBus.Local", "Disconnected",
-                              takeLoss, this),
-          "sd_bus_match_signal");
-    loss.reset(slot);
 }
 
 Connection::~Connection()
@@ -96,14 +91,6 @@ int Connection::takeAnswer(sd_bus_message* /*message*/, void* context,
     {
         SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
     }
-    return 0;
-}
-
-int Connection::takeLoss(sd_bus_message* /*message*/, void* context,
-                         sd_bus_error* /*error*/)
-{
-    SERVICE_LOG(log::error, "%s.%d.%s: the connection to the bus is lost");
-    static_cast<Connection*>(context)->loop.exit(EXIT_FAILURE);
     return 0;
 }
 

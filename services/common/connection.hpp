@@ -2,6 +2,7 @@
 
 /** @file A service's connection to the bus. */
 
+#include "bus_loss.hpp"
 #include "event_loop.hpp"
 
 #include <sdbusplus/bus.hpp>
@@ -76,14 +77,11 @@ class Connection
 
     static int takeAnswer(sd_bus_message* message, void* context,
                           sd_bus_error* error);
-    static int takeLoss(sd_bus_message* message, void* context,
-                        sd_bus_error* error);
 
-    EventLoop& loop;
     std::unique_ptr<sd_bus, Close> raw;
     sdbusplus::bus_t connection;
     std::string name;
-    std::unique_ptr<sd_bus_slot, Unref> loss;
+    host::BusLossWatch loss;
     std::list<Question> questions;
 };
 

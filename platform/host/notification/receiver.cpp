@@ -143,6 +143,7 @@ Receiver::Receiver() : ownBus(needsOwnBus())
                                  notificationInterface, notificationMember,
                                  take, this));
     match.reset(slot);
+    loss.emplace(bus.get());
 }
 
 Receiver::~Receiver()
@@ -183,6 +184,7 @@ bool Receiver::isOpen() const
 
 void Receiver::close()
 {
+    loss.reset();
     match.reset();
     if (bus && ownBus)
     {

@@ -3,11 +3,13 @@
 /** @file Receives notifications for the subscriptions of one thread. */
 
 #include "../bus_handles.hpp"
+#include "../bus_loss.hpp"
 
 #include <platform/notification.h>
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace healthintf::host
@@ -58,6 +60,8 @@ class Receiver : public std::enable_shared_from_this<Receiver>
     /** Whether nobody else has the connection. */
     bool ownBus;
     SlotPtr match;
+    /** What a daemon of a component says when the bus goes away. */
+    std::optional<BusLossWatch> loss;
     /** In the order of their names, and for each name as they were added. */
     std::multimap<std::string, std::shared_ptr<Subscription>, std::less<>>
         subscriptions;

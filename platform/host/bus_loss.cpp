@@ -1,0 +1,56 @@
+#include "bus_loss.hpp"
+
+#include "host_log.hpp"
+
+#include <exception>
+#include <utility>
+
+namespace healthintf::host
+{
+namespace
+{
+
+/** Whether this thread has told that it lost what it watches. */
+constinit thread_local bool told = false;
+
+constexpr const char* local = "org.freedesktop.DBus.Local";
+
+} // namespace
+
+BusLossWatch::BusLossWatch(sd_bus* bus, std::function<void()> react) :
+    react(std::move(react))
+{
+    sd_bus_slot* slot = nullptr;
+    checkBus("sd_bus_match_signal",
+             sd_bus_match_signal(bus, &slot, local,
+                                 "/org/freedesktop/DBus/Local", local,
+                                 "Disconnected", take, this));
+    match.reset(slot);
+    told = false;
+}
+
+BusLossWatch::~BusLossWatch() = default;
+
+int BusLossWatch::take(sd_bus_message* /*message*/, void* context,
+                       sd_bus_error* /*error*/) noexcept
+{
+    if (!std::exchange(told, true))
+    {
+        HOST_LOG(log::error, "%s.%d.%s: the connection to the bus is lost");
+    }
+    const auto& react = static_cast<BusLossWatch*>(context)->react;
+    try
+    {
+        if (react)
+        {
+            react();
+        }
+    }
+    catch (const std::exception& e)
+    {
+        HOST_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+    }
+    return 0;
+}
+
+} // namespace healthintf::host

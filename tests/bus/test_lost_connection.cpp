@@ -1,0 +1,107 @@
+/** @file What daemons and services say when their bus goes away. */
+
+#include "bus_client.hpp"
+#include "cache_view.hpp"
+#include "component.hpp"
+#include "notify_socket.hpp"
+#include "private_bus.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+
+namespace healthintf::test
+{
+namespace
+{
+
+const std::string root = "/com/vexa/olvar/health";
+
+/** How often a program told that its connection is lost. */
+std::size_t losses(const Process& program)
+{
+    const std::string line = "the connection to the bus is lost";
+    const std::string errors = program.errors();
+    std::size_t count = 0;
+    for (auto at = errors.find(line); at != std::string::npos;
+         at = errors.find(line, at + line.size()))
+    {
+        ++count;
+    }
+    return count;
+}
+
+class LostConnection : public testing::TestWithParam<const char*>
+{
+  protected:
+    std::optional<PrivateBus> bus{std::in_place};
+};
+
+TEST_P(LostConnection, IsToldOnceHoweverManyComponentsThereAre)
+{
+    Component daemon(root, 2, GetParam());
+    daemon.init(root + "/a", 2);
+    daemon.init(root + "/b", 2);
+    daemon.add(root + "/a", "BAD", "/sensor", 1);
+    bus->kill();
+    daemon.expect("count", "1 0");
+    daemon.expect("add " + root + " BAD /sensor 1", "4");
+    daemon.expect("init " + root + "/c 2", "null");
+    daemon.end();
+    EXPECT_EQ(losses(daemon.process), 1u) << daemon.process.errors();
+}
+
+TEST_P(LostConnection, IsNotToldByADaemonThatEndsOrClosesIt)
+{
+    Component ended(root, 2, GetParam());
+    ended.end();
+    EXPECT_EQ(losses(ended.process), 0u);
+    Component closed(root, 2, GetParam());
+    closed.expect("close", "ok");
+    closed.end();
+    EXPECT_EQ(losses(closed.process), 0u);
+}
+
+TEST_P(LostConnection, IsOverWithARestart)
+{
+    {
+        Component daemon(root, 2, GetParam());
+        daemon.add(root, "BAD", "/sensor", 1);
+        bus->kill();
+        daemon.end();
+    }
+    bus.emplace();
+    BusClient client;
+    Component daemon(root, 2, GetParam());
+    daemon.add(root, "WORSE", "/sensor", 2);
+    client.waitForHealth(root, 3);
+    EXPECT_EQ(recordedFaults().size(), 1u);
+    EXPECT_EQ(losses(daemon.process), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(EachLoop, LostConnection,
+                         testing::Values("sd-event", "own-loop"),
+                         [](const auto& loop) {
+                             return std::string(loop.param) == "sd-event"
+                                        ? "SdEvent"
+                                        : "OwnLoop";
+                         });
+
+TEST(LostConnectionOfAService, IsToldOnce)
+{
+    for (const char* program : {HEALTHMGR, LOGMGR})
+    {
+        PrivateBus bus;
+        NotifySocket manager;
+        Process service({program}, {manager.setting()});
+        EXPECT_EQ(manager.hear(), "READY=1");
+        bus.kill();
+        EXPECT_EQ(service.wait(), 1);
+        EXPECT_EQ(losses(service), 1u) << service.errors();
+    }
+}
+
+} // namespace
+} // namespace healthintf::test
