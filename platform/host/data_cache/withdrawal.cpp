@@ -28,11 +28,20 @@ void giveWayToOthers()
 int listOwners(std::set<ProcessIdentity>& owners)
 {
     owners.clear();
-    return foundNothingIsSuccess(
-        readRecords(RecordKind::healthStatus, {},
-                    [&owners](std::string_view, const StoredRecord& record) {
-                        owners.insert(record.owner);
-                    }));
+    // Who has lost its nodes to another process may still have faults.
+    for (const RecordKind kind :
+         {RecordKind::healthStatus, RecordKind::faultEntry})
+    {
+        const int result = foundNothingIsSuccess(readRecords(
+            kind, {}, [&owners](std::string_view, const StoredRecord& record) {
+                owners.insert(record.owner);
+            }));
+        if (result != static_cast<int>(DataAbstraction::readOk))
+        {
+            return result;
+        }
+    }
+    return static_cast<int>(DataAbstraction::readOk);
 }
 
 std::optional<HealthRecord> findHealthRecord(const std::string& key)

@@ -20,7 +20,7 @@ namespace healthintf::host
  *  there only as long as no daemon has them. */
 PLATFORM_API void giveWayToOthers();
 
-/** Whose health records there are.
+/** Whose nodes and faults there are.
  *
  *  @param[out] owners replaced by the owners found
  *  @return 0, or the data cache's error number */

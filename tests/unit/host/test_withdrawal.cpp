@@ -62,6 +62,20 @@ TEST_F(Withdrawal, KnowsTheOwnersOfHealthRecords)
               0);
 }
 
+TEST_F(Withdrawal, KnowsWhoHasNothingButFaults)
+{
+    Child first = daemon("/a");
+    const ProcessIdentity owner = identityOf(first);
+    EXPECT_EQ(inChild([&owner] {
+                  datacache_healthstatus_create("/a", {});
+                  datacache_healthstatus_create("/a/sub", {});
+                  std::set<ProcessIdentity> owners;
+                  return listOwners(owners) == 0 && owners.contains(owner) ? 0
+                                                                           : 1;
+              }),
+              0);
+}
+
 TEST_F(Withdrawal, KnowsNoOwnersOfNoRecords)
 {
     EXPECT_EQ(inChild([] {
