@@ -21,6 +21,18 @@ using Interface = sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
 using services::contained;
 using services::EventLoop;
 
+namespace
+{
+
+/** What the data cache says of a node; health 0 when there is none. */
+uint32_t recordedHealth(const std::string& key)
+{
+    const auto record = host::findHealthRecord(key);
+    return record ? record->health : health_namespace::healthNone;
+}
+
+} // namespace
+
 TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
                        HostedNodes& nodes) :
     connection(connection),
@@ -57,9 +69,18 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     std::string key;
     uint32_t health = 0;
     message.read(parent, key, health);
-    if (knownSenders.insert(sender).second)
+    const auto [nodesOfSender, isNew] = told.try_emplace(sender);
+    if (isNew)
     {
         EventLoop::request(reconciliation);
+    }
+    if (health == health_namespace::healthNone)
+    {
+        nodesOfSender->second.erase(key);
+    }
+    else
+    {
+        nodesOfSender->second.insert_or_assign(key, health);
     }
     if (nodes.hosts(key))
     {
@@ -68,9 +89,14 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     if (health == health_namespace::healthNone)
     {
         // Perhaps the node's last word. Its record goes after it, so look
-        // again once the sender is through.
-        connection.afterWorkOf(sender, [this] {
+        // again once the sender is through. Another process may have made the
+        // node anew by then, and been overtaken by this.
+        connection.afterWorkOf(sender, [this, key] {
             EventLoop::request(reconciliation);
+            if (recordedHealth(key) != health_namespace::healthNone)
+            {
+                tellAsRecorded({key});
+            }
         });
     }
 }
@@ -79,11 +105,24 @@ void TreeKeeper::takeNameLoss(sdbusplus::message_t& message)
 {
     std::string name;
     message.read(name);
-    if (name.starts_with(':'))
+    if (!name.starts_with(':'))
     {
-        knownSenders.erase(name);
-        EventLoop::request(reconciliation);
+        return;
     }
+    EventLoop::request(reconciliation);
+    // The bus still passes on what a process sent before it died, perhaps
+    // after its nodes were withdrawn, or after another process took them over.
+    // It passes nothing on after this.
+    std::vector<std::string> overtaken;
+    for (const auto& [key, health] : told[name])
+    {
+        if (recordedHealth(key) != health)
+        {
+            overtaken.push_back(key);
+        }
+    }
+    told.erase(name);
+    tellAsRecorded(overtaken);
 }
 
 void TreeKeeper::reconcile()
@@ -126,8 +165,12 @@ void TreeKeeper::withdraw(const host::ProcessIdentity& process)
         SERVICE_LOG(log::lifetime,
                     "%s.%d.%s: process %d is gone, withdrawing %s",
                     static_cast<int>(process.pid), key.c_str());
-        announce(key, health_namespace::healthNone);
+        for (auto& [sender, nodesOfSender] : told)
+        {
+            nodesOfSender.erase(key);
+        }
     }
+    tellAsRecorded(keys);
     EventLoop::request(reconciliation);
 }
 
@@ -141,14 +184,29 @@ void TreeKeeper::giveWay(const std::string& key)
     SERVICE_LOG(log::lifetime, "%s.%d.%s: %s is now held by process %d",
                 key.c_str(), static_cast<int>(record->owner.pid));
     // The node's end tells its parent health 0. What the daemon's node told
-    // before is told once more, until nothing new came up meanwhile.
+    // before is told once more.
     nodes.release(key);
-    for (auto last = record; last;)
+    tellAsRecorded({key});
+}
+
+/** Tells the parents of nodes what the records say, until nothing new came up
+ *  meanwhile: another process may make a node at the same time, whose own word
+ *  the bus may pass on before this one. */
+void TreeKeeper::tellAsRecorded(std::vector<std::string> keys)
+{
+    while (!keys.empty())
     {
-        announce(key, last->health);
+        std::map<std::string, uint32_t> announced;
+        for (const std::string& key : keys)
+        {
+            const uint32_t health = recordedHealth(key);
+            announced.emplace(key, health);
+            announce(key, health);
+        }
         connection.waitForBus();
-        const auto now = host::findHealthRecord(key);
-        last = now && now->health != last->health ? now : std::nullopt;
+        std::erase_if(keys, [&announced](const std::string& key) {
+            return recordedHealth(key) == announced.at(key);
+        });
     }
 }
 

@@ -11,7 +11,7 @@
 #include <sdbusplus/bus/match.hpp>
 #include <sdbusplus/message.hpp>
 
-#include <set>
+#include <map>
 #include <string>
 
 namespace healthintf::healthmgr
@@ -46,14 +46,16 @@ class TreeKeeper
     void hostMissingParents();
     void withdraw(const host::ProcessIdentity& process);
     void giveWay(const std::string& key);
+    void tellAsRecorded(std::vector<std::string> keys);
     void announce(const std::string& key, uint32_t health);
 
     services::Connection& connection;
     HostedNodes& nodes;
     ProcessWatch processes;
     services::EventSource reconciliation;
-    /** Connections that hold nodes, by their unique names. */
-    std::set<std::string> knownSenders;
+    /** The nodes that each connection told of last, with their health; by its
+     *  unique name. */
+    std::map<std::string, std::map<std::string, uint32_t>> told;
     sdbusplus::bus::match_t updates;
     sdbusplus::bus::match_t nameLosses;
 };

@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <memory>
 
@@ -52,6 +53,16 @@ class TreeRecovery : public testing::Test
             client.catchUp();
             return managed(key) == wanted;
         });
+    }
+
+    /** Says what a node would. */
+    static void tell(const BusClient& sender, const std::string& key,
+                     uint32_t health)
+    {
+        const std::string parent = key.substr(0, key.rfind('/'));
+        sd_bus_emit_signal(
+            sender.get(), key.c_str(), "com.vexa.olvar.healthmgr.HealthStatus",
+            "HealthStatusUpdate", "ssu", parent.c_str(), key.c_str(), health);
     }
 
     PrivateBus bus;
@@ -136,6 +147,58 @@ TEST_F(TreeRecovery, WithdrawsADaemonThatDiedBeforeTheManagerStarted)
     client.waitForHealth(root, 2);
     EXPECT_THAT(recordedKeys(), testing::ElementsAre(root, root + "/living"));
     EXPECT_EQ(recordedFaults().size(), 0u);
+}
+
+TEST_F(TreeRecovery, WithdrawsTheFaultsOfADeadDaemonWhoseNodeAnotherTookOver)
+{
+    Component living(root + "/b", 2);
+    Component dead(root + "/a", 2);
+    dead.add(root + "/a", "BAD", "/sensor", 1);
+    dead.process.kill();
+    living.init(root + "/a", 2);
+    living.add(root + "/a", "NEW", "/sensor", 2);
+    EXPECT_EQ(recordedFaults().size(), 2u);
+    startManager();
+    client.waitForHealth(root, 3);
+    EXPECT_EQ(recordedFaults().size(), 1u);
+}
+
+TEST_F(TreeRecovery, TakesBackWhatTheBusPassesOnOfADeadDaemon)
+{
+    startManager();
+    Component living(root + "/a", 2);
+    client.waitForHealth(root, 2);
+    {
+        // What it told comes when its records are gone, or another's.
+        const BusClient dead;
+        tell(dead, root + "/a", 4);
+        tell(dead, root + "/b", 3);
+        client.waitForHealth(root, 4);
+    }
+    client.waitForHealth(root, 2);
+}
+
+TEST_F(TreeRecovery, TellsOfANodeAgainThatTheEndOfAnotherOvertook)
+{
+    startManager();
+    Component leaf(root + "/a/b", 3);
+    client.waitForHealth(root, 3);
+    // One is held by a daemon, one by the manager.
+    for (const std::string& key : {root + "/a/b", root + "/a"})
+    {
+        client.updates.clear();
+        {
+            BusClient ended;
+            tell(ended, key, 0);
+            ended.catchUp();
+        }
+        const std::string rootIs = "/com/vexa/olvar " + root + " ";
+        client.waitUntil("return of " + key, [&] {
+            const auto lost = std::ranges::find(client.updates, rootIs + "0");
+            return std::find(lost, client.updates.end(), rootIs + "3") !=
+                   client.updates.end();
+        });
+    }
 }
 
 TEST_F(TreeRecovery, WithdrawsADaemonThatEndsWithoutCleaningUp)
