@@ -12,7 +12,8 @@
  *    enable KEY             each: the result
  *    add KEY ID SENSOR SEVERITY [NUMBER]
  *    message KEY ID SENSOR [ARGUMENT ...]
- *    remove KEY ID SENSOR   each: the status
+ *    remove KEY ID SENSOR
+ *    event KEY SENSOR DIGITS   a record of the log; each: the status
  *    clear KEY              ok
  *    delete KEY             ok
  *    close                  ok; closes the connection under the library
@@ -22,6 +23,7 @@
 #include "command_lines.hpp"
 
 #include <hmi_fault_health.hpp>
+#include <lmi_sel_fault.hpp>
 #include <platform/config_manager.h>
 
 #include <sdbusplus/bus.hpp>
@@ -170,6 +172,10 @@ class Daemon
         {
             return std::to_string(component.Enable());
         }
+        if (command == "event")
+        {
+            return event(component, words);
+        }
         std::string id;
         std::string sensor;
         words >> id >> sensor;
@@ -209,6 +215,22 @@ class Daemon
             return "ok";
         }
         return "no command " + command;
+    }
+
+    static std::string event(FaultAndHealth& component, Words& words)
+    {
+        constexpr int hexadecimal = 16;
+        logmgr_interface::SELAndFault events(&component, "component-daemon");
+        logmgr_interface::SELAndFault::SensorInfo sensor;
+        std::string digits;
+        words >> sensor.path >> digits;
+        std::vector<unsigned char> record;
+        for (std::size_t at = 0; at + 1 < digits.size(); at += 2)
+        {
+            record.push_back(static_cast<unsigned char>(
+                std::stoul(digits.substr(at, 2), nullptr, hexadecimal)));
+        }
+        return std::to_string(events.addSELAndFault(sensor, record));
     }
 
     sd_bus* raw;

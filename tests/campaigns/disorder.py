@@ -1,0 +1,158 @@
+"""The rounds of scripts/disorder, with their results.
+
+    disorder.py [--build FOLDER] [--rounds N] [--seed S] [--keep] [--no-result]
+"""
+
+import argparse
+import collections
+import pathlib
+import random
+import shutil
+import statistics
+import sys
+import tempfile
+import time
+
+import programs
+from chaos_world import ChaosWorld
+from disorder_rounds import Disagreement, Rounds
+
+sys.path.insert(0, str(programs.SOURCE / "scripts"))
+import campaign  # noqa: E402
+
+FEW_FAILURES = 5
+
+
+def options():
+    parser = argparse.ArgumentParser(description="Crashes, and disorder at start.")
+    parser.add_argument("--build", default="build/test", help="folder of the build")
+    parser.add_argument("--rounds", type=int, default=500)
+    parser.add_argument("--seed", type=int, default=random.randrange(2**32))
+    parser.add_argument("--keep", action="store_true", help="keep the logs' folder")
+    parser.add_argument("--no-result", action="store_true", help="keep no result")
+    return parser.parse_args()
+
+
+class Totals:
+    """What all worlds together saw."""
+
+    def __init__(self):
+        self.found = []
+        self.starts = collections.Counter()
+        self.kills = collections.Counter()
+        self.operations = collections.Counter()
+        self.notes = collections.Counter()
+        self.lines = collections.Counter()
+        self.times = collections.defaultdict(list)
+        self.acknowledged = 0
+        self.rounds = 0
+
+    def take(self, world, rounds):
+        for program in list(world.services.values()):
+            world.read_log(program)
+        for daemon in world.daemons.values():
+            world.read_log(daemon.program)
+        self.starts += world.starts
+        self.lines += world.lines
+        self.kills += rounds.kills
+        self.operations += rounds.operations
+        self.notes += rounds.notes
+        for kind, times in rounds.times.items():
+            self.times[kind] += times
+
+
+def run_world(arguments, folder, seed, totals):
+    """Runs rounds until all are done or one fails; whether all are done."""
+    generator = random.Random(seed)
+    world = ChaosWorld(arguments.build, folder, generator)
+    rounds = Rounds(world, generator)
+    try:
+        world.raise_bus()
+        rounds.start_dead()
+        rounds.settle("first start")
+        while totals.rounds < arguments.rounds:
+            totals.rounds += 1
+            rounds.run()
+        return True
+    except (Disagreement, programs.Gone, AssertionError) as failure:
+        what = f"seed {seed}, round {totals.rounds}: {type(failure).__name__}"
+        print(f"FAILED: {what}\n{failure}\nlogs: {folder}", flush=True)
+        first = "; ".join(str(failure).splitlines()[:2])
+        totals.found.append(f"{what}: {first}")
+        return False
+    finally:
+        totals.take(world, rounds)
+        world.close()
+
+
+def milliseconds(seconds):
+    return f"{seconds * 1000:.0f}"
+
+
+def table(head, rows):
+    lines = [head, ["---"] * len(head), *rows]
+    return "\n".join("| " + " | ".join(map(str, line)) + " |" for line in lines) + "\n"
+
+
+def listed(counter):
+    return ", ".join(f"{count} {name}" for name, count in sorted(counter.items()))
+
+
+def details(totals, seed):
+    times = sorted(totals.times.items())
+    every = sorted(time for _, each in times for time in each)
+    rows = []
+    for kind, each in [*times, ("all together", every)]:
+        ordered = sorted(each)
+        late = ordered[min(len(ordered) - 1, int(len(ordered) * 0.95))]
+        values = (statistics.median(ordered), late, ordered[-1])
+        rows.append([kind, len(ordered), *map(milliseconds, values)])
+    text = "### What was done\n\n"
+    text += table(
+        ["What", "How often"],
+        [
+            ["rounds", totals.rounds],
+            ["killed or stopped", listed(totals.kills)],
+            ["starts", listed(totals.starts)],
+            ["daemons were told", listed(totals.operations)],
+            ["besides", listed(totals.notes) or "nothing"],
+        ],
+    )
+    text += f"\nThe seed was {seed}.\n\n### Until all agree, in milliseconds\n\n"
+    text += table(["After", "Times", "Median", "95 of 100", "Worst"], rows)
+    text += "\n### What the programs logged\n\n"
+    logged = sorted(totals.lines.items(), key=lambda item: -item[1])
+    text += table(["Where", "Lines"], [[f"`{place}`", count] for place, count in logged])
+    return text
+
+
+def main():
+    arguments = options()
+    print(f"seed {arguments.seed}", flush=True)
+    totals = Totals()
+    begin = time.monotonic()
+    seed = arguments.seed
+    done = False
+    while not done and len(totals.found) < FEW_FAILURES:
+        folder = pathlib.Path(tempfile.mkdtemp(prefix="disorder.", dir="/tmp"))
+        failures = len(totals.found)
+        done = run_world(arguments, folder, seed, totals) or totals.rounds >= arguments.rounds
+        if not arguments.keep and len(totals.found) == failures:
+            shutil.rmtree(folder)
+        seed += 1
+    text = details(totals, arguments.seed)
+    if not arguments.no_result:
+        campaign.write_result(
+            "disorder",
+            tried="processes killed, stopped, ended and started in any order, the bus too",
+            times=f"{totals.rounds} rounds with 10 daemons and 60 nodes",
+            found=totals.found,
+            details=text,
+        )
+    print(text)
+    seconds = time.monotonic() - begin
+    print(f"{totals.rounds} rounds in {seconds:.0f} s, {len(totals.found)} failed")
+    sys.exit(1 if totals.found else 0)
+
+
+main()

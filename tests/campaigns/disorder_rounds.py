@@ -1,0 +1,353 @@
+"""The rounds of scripts/disorder: what is done to the daemons, and what is done
+to them meanwhile."""
+
+import collections
+import signal
+import time
+
+import model
+import programs
+from chaos_world import LOST
+
+SENSORS = [f"/sensors/s{number}" for number in range(6)]
+NUMBERS = [1, 2, 3, 48]
+WARNING = "HostMonitor.1.0.MemoryLow"
+TOO_HOT = "TMP0109"
+TOO_HOT_HEALTH, WARNING_HEALTH = 4, 3
+# Sensor and number of a fault that is reported by its message alone.
+MESSAGE_NUMBER = 48
+# How long those who go on may be held up by one that is stopped.
+HELD_UP = 3.0
+
+
+class Disagreement(Exception):
+    """What the bus, the cache and the daemons say does not become one."""
+
+
+class Rounds:
+    """One world that rounds are run in."""
+
+    def __init__(self, world, generator):
+        self.world = world
+        self.generator = generator
+        self.operations = collections.Counter()
+        self.kills = collections.Counter()
+        self.times = collections.defaultdict(list)
+        self.notes = collections.Counter()
+        self.bus_is_gone = False
+        self.operation_of = {
+            self.add: 40,
+            self.message: 8,
+            self.event: 8,
+            self.remove: 20,
+            self.clear: 3,
+            self.disable: 8,
+        }
+        self.kinds = {
+            self.nothing: 2,
+            self.kill_daemons: 4,
+            self.end_daemons: 2,
+            self.kill_manager: 3,
+            self.kill_log: 3,
+            self.kill_bus: 2,
+            self.stop_some: 3,
+            self.kill_everything: 2,
+        }
+
+    # What daemons are told.
+
+    def add(self, daemon, component):
+        generator = self.generator
+        severity = generator.choice((1, 2, 2, 3))
+        fault = model.Fault(
+            f"M{generator.randrange(8)}",
+            generator.choice(SENSORS),
+            generator.choice(NUMBERS),
+            5 - severity,
+        )
+        line = f"add {component.key} {fault.message} {fault.sensor} {severity} {fault.number}"
+        self._tell_fault(daemon, component, line, fault)
+
+    def message(self, daemon, component):
+        sensor = self.generator.choice(SENSORS)
+        fault = model.Fault(WARNING, sensor, MESSAGE_NUMBER, WARNING_HEALTH)
+        line = f"message {component.key} {WARNING} {sensor} memory 5 10"
+        self._tell_fault(daemon, component, line, fault)
+
+    def _tell_fault(self, daemon, component, line, fault):
+        # The model must know now which fault gives way: all before must be in.
+        daemon.program.collect()
+        if component.room_for(fault.health):
+            self._tell(daemon, line, lambda: component.add(fault))
+
+    def event(self, daemon, component):
+        world = self.world
+        daemon.program.collect()
+        if not component.room_for(TOO_HOT_HEALTH):
+            return
+        world.serial += 1
+        serial = world.serial
+        sensor = self.generator.choice(SENSORS)
+        number = self.generator.choice(NUMBERS)
+        asserted = self.generator.random() < 0.6
+        digits = world.log.record(serial, number, asserted).hex()
+
+        def take(answer):
+            # Anything else says that the record is perhaps in the log, and
+            # that no fault was touched.
+            if answer == "4":
+                self.notes["events not acknowledged"] += 1
+                return
+            assert answer == "0", f"event: {answer}"
+            world.log.acknowledged.append(serial)
+            if asserted:
+                component.remove("TMP1109", sensor)
+                component.add(model.Fault(TOO_HOT, sensor, number, TOO_HOT_HEALTH))
+            else:
+                component.remove(TOO_HOT, sensor)
+
+        daemon.program.tell(f"event {component.key} {sensor} {digits}", take)
+
+    def remove(self, daemon, component):
+        daemon.program.collect()
+        if component.faults and self.generator.random() < 0.8:
+            fault = self.generator.choice(component.faults)
+            message, sensor = fault.message, fault.sensor
+        else:
+            message, sensor = "M0", self.generator.choice(SENSORS)
+        line = f"remove {component.key} {message} {sensor}"
+        self._tell(daemon, line, lambda: component.remove(message, sensor))
+
+    def clear(self, daemon, component):
+        self._tell(daemon, f"clear {component.key}", component.clear, "ok")
+
+    def disable(self, daemon, component):
+        disabled = self.generator.random() < 0.5
+        word = "disable" if disabled else "enable"
+        self._tell(
+            daemon, f"{word} {component.key}", lambda: component.disable(disabled), None
+        )
+
+    def _tell(self, daemon, line, done, wanted="0"):
+        def take(answer):
+            if answer != wanted and self.bus_is_gone:
+                # Nothing is done without a bus, and all is begun anew.
+                return
+            assert wanted in (answer, None), f"{line}: {answer}"
+            done()
+
+        daemon.program.tell(line, take)
+
+    def hide(self):
+        world, generator = self.world, self.generator
+        key, sensor, number = "", "", 0
+        by = generator.randrange(3)
+        if by == 0:
+            key = generator.choice(world.components()).key
+        elif by == 1:
+            sensor = generator.choice(SENSORS)
+        else:
+            number = generator.choice(NUMBERS)
+        teller = generator.choice(world.running())
+        world.hide(teller, generator.random() < 0.5, key, sensor, number)
+        self.operations["hide"] += 1
+
+    def clear_log(self):
+        self.world.collect()
+        if self.world.client.owner("com.vexa.olvar.logmgr"):
+            self.world.client.clear_log()
+            self.world.log.acknowledged.clear()
+            self.world.log.attempted.clear()
+
+    def work(self, count, without=()):
+        """Tells daemons so many things; the answers to the last may be yet to
+        come."""
+        for _ in range(count):
+            holders = [each for each in self.world.running() if each.components]
+            if not holders:
+                return
+            kinds = [kind for kind in self.operation_of if kind not in without]
+            weights = [self.operation_of[kind] for kind in kinds]
+            kind = self.generator.choices(kinds, weights)[0]
+            daemon = self.generator.choice(holders)
+            kind(daemon, self.generator.choice(list(daemon.components.values())))
+            self.operations[kind.__name__] += 1
+
+    def calm_work(self):
+        for _ in range(self.generator.randrange(1, 4)):
+            self.work(self.generator.randrange(5, 20))
+            self.hide()
+
+    # What is done to them. Each leaves what shall run again dead.
+
+    def some_slots(self):
+        slots = list(self.world.daemons)
+        return self.generator.sample(slots, self.generator.randint(1, len(slots)))
+
+    def kill(self, what):
+        world = self.world
+        program = world.services[what] if what in world.services else world.daemons[what].program
+        program.kill()
+        self.kills[what if isinstance(what, str) else "daemon"] += 1
+        world.drop(what)
+
+    def nothing(self):
+        self.work(10)
+
+    def kill_daemons(self):
+        victims = self.some_slots()
+        self.work(25)
+        for slot in victims:
+            self.kill(slot)
+
+    def end_daemons(self):
+        self.work(10)
+        self.world.collect()
+        for slot in self.some_slots():
+            program = self.world.daemons[slot].program
+            assert program.end() == 0, program.log()
+            self.world.drop(slot)
+            self.operations["end"] += 1
+
+    def kill_manager(self):
+        victims = self.some_slots() if self.generator.random() < 0.6 else []
+        self.work(25)
+        # What it is about to withdraw, and what died when it was not there.
+        self.generator.shuffle(victims := [*victims, "healthmgr"])
+        for what in victims:
+            self.kill(what)
+
+    def kill_log(self):
+        for _ in range(5):
+            holders = self.generator.sample(self.world.running(), 3)
+            for daemon in holders:
+                component = self.generator.choice(list(daemon.components.values()))
+                self.event(daemon, component)
+                self.operations["event"] += 1
+        self.kill("logmgr")
+
+    def kill_bus(self):
+        world = self.world
+        self.work(25)
+        self.bus_is_gone = True
+        world.kill_bus()
+        self.kills["bus"] += 1
+        for name in list(world.services):
+            status = world.services[name].wait()
+            assert status == 1, f"{name} ended with {status}"
+            self._check_loss(world.drop(name))
+        for slot in list(world.daemons):
+            program = world.daemons[slot].program
+            program.collect()
+            self._hear_of_loss(program)
+            if self.generator.random() < 0.5:
+                assert program.end() == 0, program.log()
+            else:
+                program.kill()
+            self._check_loss(world.drop(slot))
+        self.bus_is_gone = False
+        world.raise_bus()
+
+    @staticmethod
+    def _hear_of_loss(program):
+        # It lives on, and takes what it is told.
+        deadline = time.monotonic() + programs.PATIENCE
+        while LOST not in program.log() and time.monotonic() < deadline:
+            program.ask("count")
+
+    @staticmethod
+    def _check_loss(program):
+        told = program.log().count(LOST)
+        if told != 1:
+            raise Disagreement(
+                f"{program.name} tells {told} times that its connection is lost"
+            )
+
+    def stop_some(self):
+        world = self.world
+        stopped = [world.daemons[slot] for slot in self.some_slots()]
+        programs_stopped = [daemon.program for daemon in stopped]
+        if self.generator.random() < 0.3:
+            programs_stopped.append(world.services["healthmgr"])
+        self.work(20)
+        for program in programs_stopped:
+            program.signal(signal.SIGSTOP)
+            self.kills["stop"] += 1
+        # Those who go on, and those who do not live to see the end of it.
+        held_up = not self._go_on()
+        if not held_up and world.running() and self.generator.random() < 0.5:
+            for slot, daemon in list(world.daemons.items()):
+                if not daemon.program.stopped and self.generator.random() < 0.3:
+                    self.kill(slot)
+            held_up = not self._go_on()
+        for program in programs_stopped:
+            program.signal(signal.SIGCONT)
+        if held_up:
+            self.notes["held up by one that was stopped while it wrote"] += 1
+        world.collect()
+
+    def _go_on(self):
+        """Work of those that are not stopped; whether they could."""
+        try:
+            self.world.collect(HELD_UP)
+            self.work(20, without=(self.event,))
+            self.world.collect(HELD_UP)
+            return True
+        except programs.Gone:
+            return False
+
+    def kill_everything(self):
+        self.work(25)
+        everything = [*self.world.daemons, *self.world.services]
+        self.generator.shuffle(everything)
+        for what in everything:
+            self.kill(what)
+
+    # A round.
+
+    def start_dead(self):
+        """Starts what is dead in random order, all at once."""
+        dead = self.world.dead()
+        self.generator.shuffle(dead)
+        for what in dead:
+            self.world.raise_one(what, self.generator)
+        self.world.collect()
+
+    def settle(self, kind, deadline=programs.PATIENCE):
+        """Waits until all agree, and stay so when nobody has work left."""
+        world = self.world
+        world.collect()
+        world.catch_up()
+        world.freshen()
+        begin = time.monotonic()
+        looks = 0
+        while True:
+            different = world.differences()
+            now = time.monotonic()
+            if not different:
+                world.catch_up()
+                world.client.ping(world.client.owner("com.vexa.olvar.healthmgr"))
+                different = world.differences()
+                if not different:
+                    break
+                self.notes["agreed too early"] += 1
+            if now - begin > deadline:
+                raise Disagreement(f"{kind}\n" + "\n".join(different))
+            looks += 1
+        self.times[kind].append(now - begin)
+
+    def run(self):
+        kinds = list(self.kinds)
+        kind = self.generator.choices(kinds, list(self.kinds.values()))[0]
+        if self.world.running() and not self.world.dead():
+            self.calm_work()
+            if self.generator.random() < 0.1:
+                self.clear_log()
+        kind()
+        name = kind.__name__.replace("_", " ")
+        self.world.collect()
+        if "healthmgr" in self.world.services and "logmgr" in self.world.services:
+            self.settle(f"{name}: those that live")
+        self.start_dead()
+        self.settle(f"{name}: all again")
+        return name

@@ -1,0 +1,122 @@
+"""What the components of living daemons must look like after what they were
+told and have acknowledged."""
+
+import dataclasses
+
+MOST_FAULTS = 10
+OK = 2
+
+
+@dataclasses.dataclass
+class Fault:
+    message: str
+    sensor: str
+    number: int
+    health: int
+    hidden: bool = False
+
+
+class Component:
+    """A component with its faults and with what hides them."""
+
+    def __init__(self, key, base=OK):
+        self.key = key
+        self.base = base
+        self.faults = []
+        self.disabled = False
+        self.hidden_numbers = set()
+        self.hidden_sensors = set()
+        # Whether the node may show something else until the component's health
+        # is worked out anew.
+        self.stale = False
+
+    def health(self):
+        return max([self.base] + [f.health for f in self.faults if not f.hidden])
+
+    def room_for(self, health):
+        """Whether it is certain which fault is there no more after another
+        one of such a health: times decide between equals."""
+        if len(self.faults) < MOST_FAULTS:
+            return True
+        values = [fault.health for fault in self.faults] + [health]
+        return values.count(min(values)) == 1
+
+    def add(self, fault):
+        # A fault that is as bad as what the node shows is not worked in: that
+        # may be what a child reports.
+        self.stale = self.stale or fault.health > self.health()
+        self.faults.append(fault)
+        if len(self.faults) > MOST_FAULTS:
+            self.faults.remove(min(self.faults, key=lambda each: each.health))
+
+    def remove(self, message, sensor):
+        self.faults = [f for f in self.faults if (f.message, f.sensor) != (message, sensor)]
+        self.stale = False
+
+    def clear(self):
+        self.faults = []
+        self.stale = False
+
+    def disable(self, disabled):
+        if disabled != self.disabled:
+            self.stale = True
+            self._set_disabled(disabled)
+
+    def _set_disabled(self, disabled):
+        self.disabled = disabled
+        if disabled:
+            for fault in self.faults:
+                fault.hidden = True
+        else:
+            self._show()
+
+    def _show(self):
+        if self.disabled:
+            return
+        for fault in self.faults:
+            if (
+                fault.number not in self.hidden_numbers
+                and fault.sensor not in self.hidden_sensors
+            ):
+                fault.hidden = False
+
+    def take_signal(self, hide, key, sensor, number):
+        """What the signal HideFaultForSensor does."""
+        if key == self.key:
+            self._set_disabled(hide)
+        elif sensor:
+            self._set_hidden(hide, self.hidden_sensors, sensor, lambda f: f.sensor)
+        elif number:
+            self._set_hidden(hide, self.hidden_numbers, number, lambda f: f.number)
+        self.stale = True
+
+    def _set_hidden(self, hide, hidden, value, of):
+        if not hide:
+            hidden.discard(value)
+            self._show()
+            return
+        hidden.add(value)
+        for fault in self.faults:
+            if of(fault) == value:
+                fault.hidden = True
+
+
+def parent_of(key):
+    return key.rsplit("/", 1)[0]
+
+
+def ancestors(key, root):
+    while key != root:
+        key = parent_of(key)
+        yield key
+
+
+def expected_health(own, hosted):
+    """The health of every node: that of each key that a daemon holds, by what
+    it has itself, and of those that only gather."""
+    health = dict.fromkeys(hosted, 0) | own
+    for key in sorted(health, key=lambda each: each.count("/"), reverse=True):
+        parent = parent_of(key)
+        if parent in health:
+            health[parent] = max(health[parent], health[key])
+    return health

@@ -1,0 +1,228 @@
+"""Programs in the hands of a campaign, and the bus that they meet on."""
+
+import contextlib
+import json
+import os
+import pathlib
+import re
+import select
+import signal
+import subprocess
+import time
+
+SOURCE = pathlib.Path(__file__).parents[2]
+# How long anything may take before it counts as not happening.
+PATIENCE = 20.0
+
+BUS_CONFIG = """\
+<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>session</type>
+  <listen>unix:path={socket}</listen>
+  <auth>EXTERNAL</auth>
+  <policy context="default">
+    <allow own="*"/>
+    <allow send_destination="*"/>
+    <allow eavesdrop="true"/>
+  </policy>
+{limits}
+</busconfig>
+"""
+
+
+class Gone(Exception):
+    """A program ended, or did not answer in time."""
+
+
+class Program:
+    """A program that is told lines and answers each with one."""
+
+    def __init__(self, name, command, world):
+        self.name = name
+        self.errors = world.folder / f"{name}.{world.next_number()}.log"
+        with open(self.errors, "wb") as errors:
+            self._process = subprocess.Popen(
+                [str(part) for part in command],
+                env=world.environment,
+                stdin=subprocess.PIPE,
+                stdout=subprocess.PIPE,
+                stderr=errors,
+                bufsize=0,
+            )
+        self.pid = self._process.pid
+        self.stopped = False
+        self._heard = b""
+        # What is done with each answer that is yet to come.
+        self._awaited = []
+
+    def tell(self, line, take=lambda answer: None):
+        """Writes a line; its answer goes to @p take when it is collected."""
+        with contextlib.suppress(BrokenPipeError):
+            self._process.stdin.write(f"{line}\n".encode())
+        self._awaited.append(take)
+
+    def ask(self, line, patience=PATIENCE):
+        """Writes a line and waits for its answer, after all before it."""
+        answers = []
+        self.tell(line, answers.append)
+        self.collect(patience)
+        return answers[0]
+
+    def pending(self):
+        return len(self._awaited)
+
+    def collect(self, patience=PATIENCE, down_to=0):
+        """Waits for answers until so many are yet to come.
+
+        Raises Gone when the program ends before, or takes too long."""
+        deadline = time.monotonic() + patience
+        while len(self._awaited) > down_to:
+            self._take(self.hear(deadline - time.monotonic()))
+
+    def _take(self, line):
+        self._awaited.pop(0)(line)
+
+    def hear(self, patience=PATIENCE):
+        """The next line of standard output."""
+        deadline = time.monotonic() + patience
+        while b"\n" not in self._heard:
+            left = max(deadline - time.monotonic(), 0)
+            if not select.select([self._process.stdout], [], [], left)[0]:
+                raise Gone(f"{self.name} ({self.pid}) does not answer")
+            got = self._process.stdout.read(65536)
+            if not got:
+                raise Gone(f"{self.name} ({self.pid}) ended")
+            self._heard += got
+        line, self._heard = self._heard.split(b"\n", 1)
+        return line.decode()
+
+    def alive(self):
+        return self._process.poll() is None
+
+    def signal(self, number):
+        self._process.send_signal(number)
+        if number in (signal.SIGSTOP, signal.SIGCONT):
+            self.stopped = number == signal.SIGSTOP
+
+    def kill(self):
+        """Ends it as a crash would, and waits until it is gone."""
+        self._process.kill()
+        self._close()
+
+    def end(self, patience=PATIENCE):
+        """Ends its input, and waits until it is through.
+
+        Returns its status."""
+        with contextlib.suppress(BrokenPipeError):
+            self._process.stdin.close()
+        return self.wait(patience)
+
+    def wait(self, patience=PATIENCE):
+        try:
+            self._process.wait(patience)
+        except subprocess.TimeoutExpired:
+            raise Gone(f"{self.name} ({self.pid}) does not end") from None
+        return self._close()
+
+    def _close(self):
+        status = self._process.wait()
+        self._process.stdout.close()
+        with contextlib.suppress(BrokenPipeError):
+            self._process.stdin.close()
+        self._awaited.clear()
+        return status
+
+    def log(self):
+        return self.errors.read_text(errors="replace")
+
+    def status(self, field):
+        """A number of /proc/PID/status, such as VmRSS in KiB."""
+        text = pathlib.Path(f"/proc/{self.pid}/status").read_text()
+        return int(re.search(rf"^{field}:\s*(\d+)", text, re.MULTILINE).group(1))
+
+    def cpu_seconds(self):
+        fields = pathlib.Path(f"/proc/{self.pid}/stat").read_text()
+        used = fields.rsplit(")", 1)[1].split()[11:13]
+        return sum(map(int, used)) / os.sysconf("SC_CLK_TCK")
+
+
+class World:
+    """A bus with a data cache and a log, and the programs on it."""
+
+    def __init__(self, build, folder, limits="", environment=None):
+        self.build = pathlib.Path(build).resolve()
+        self.folder = pathlib.Path(folder)
+        self.address = f"unix:path={self.folder}/bus"
+        self._number = 0
+        self._running = []
+        (self.folder / "bus.conf").write_text(
+            BUS_CONFIG.format(socket=self.folder / "bus", limits=limits)
+        )
+        self.environment = {
+            name: value
+            for name, value in os.environ.items()
+            if not name.startswith(("HEALTHINTF_", "DBUS_"))
+        }
+        self.environment |= {
+            "DBUS_SYSTEM_BUS_ADDRESS": self.address,
+            "DBUS_SESSION_BUS_ADDRESS": self.address,
+            "HEALTHINTF_RUNTIME_DIR": str(self.folder / "run"),
+            "HEALTHINTF_STATE_DIR": str(self.folder / "state"),
+            "HEALTHINTF_EVENT_PATH": str(SOURCE / "data/events"),
+            "HEALTHINTF_REGISTRY_PATH": str(SOURCE / "data/registries"),
+        } | (environment or {})
+
+    def next_number(self):
+        self._number += 1
+        return self._number
+
+    def start(self, name, command):
+        program = Program(name, command, self)
+        self._running = [each for each in self._running if each.alive()]
+        self._running.append(program)
+        return program
+
+    def start_bus(self):
+        """Starts the bus, which has the same address each time."""
+        (self.folder / "bus").unlink(missing_ok=True)
+        bus = self.start(
+            "dbus-daemon",
+            [
+                "dbus-daemon",
+                "--nofork",
+                "--nopidfile",
+                "--print-address",
+                f"--config-file={self.folder}/bus.conf",
+            ],
+        )
+        bus.hear()
+        return bus
+
+    def start_service(self, name, *arguments):
+        return self.start(name, [self.build / "services" / name / name, *arguments])
+
+    def start_daemon(self, name="component-daemon", loop="sd-event"):
+        return self.start(name, [self.build / "tests/bus/component-daemon", loop])
+
+    def recorded(self):
+        """How many nodes and faults the data cache has."""
+        cache = json.loads(self.dump_cache())
+        return len(cache["health"]), len(cache["faults"])
+
+    def dump_cache(self):
+        """What the data cache holds, as cache-dump prints it."""
+        return subprocess.run(
+            [
+                self.build / "tests/bus/cache-dump",
+                "/com/vexa/olvar/logmgr/selentry/",
+            ],
+            env=self.environment | {"HEALTHINTF_LOG_LEVEL": "0"},
+            check=True,
+            capture_output=True,
+        ).stdout
+
+    def close(self):
+        for program in self._running:
+            if program.alive():
+                program.kill()
