@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
+#include <system_error>
 
 namespace healthintf::host
 {
@@ -83,16 +84,15 @@ void remakeLockFile(const fs::path& file)
 } // namespace
 
 Environment::Environment(const fs::path& path, std::size_t capacity) :
-    folder(madeFolder(path)), users(folder / "users")
+    folder(madeFolder(path)), users(folder / "users"), joined(!users.alone())
 {
-    const bool first = users.alone();
-    if (first)
+    if (!joined)
     {
         startEmpty();
     }
-    open(first ? capacity : 0);
+    open(joined ? 0 : capacity);
     openTable();
-    if (first)
+    if (!joined)
     {
         users.letOthersIn();
     }
@@ -149,14 +149,28 @@ void Environment::makeBlocks(std::size_t spare)
     const auto limited = [&](std::size_t bytes) {
         return std::min<std::size_t>(bytes, info.me_mapsize);
     };
-    if (limited(pages * stat.ms_psize + spare) <= blocks)
+    const std::size_t needed = limited(pages * stat.ms_psize + spare);
+    if (needed <= blocks)
     {
         return;
     }
     const std::size_t wanted =
         limited(pages * stat.ms_psize + std::max(spare, reserve) + reserve);
-    allocateBlocks(file(), wanted, folder / dataFile);
-    blocks = wanted;
+    try
+    {
+        allocateBlocks(file(), wanted, folder / dataFile);
+        blocks = wanted;
+    }
+    catch (const std::system_error&)
+    {
+        if (!joined)
+        {
+            throw;
+        }
+        // On a full filesystem, those that others have made may do.
+        allocateBlocks(file(), needed, folder / dataFile);
+        blocks = needed;
+    }
 }
 
 void Environment::startEmpty()
@@ -189,11 +203,22 @@ void Environment::open(std::size_t capacity)
 
 void Environment::openTable()
 {
-    Transaction transaction(environment.get(), Transaction::Kind::write);
-    makeRoomForChange();
+    // Whoever comes to what others have open only reads here: on a full
+    // filesystem there is no room for more.
+    Transaction transaction(environment.get(), joined
+                                                   ? Transaction::Kind::read
+                                                   : Transaction::Kind::write);
+    if (!joined)
+    {
+        makeRoomForChange();
+    }
     // The unnamed table: one that is named costs each write another page.
     checkLmdb("mdb_dbi_open",
               mdb_dbi_open(transaction.get(), nullptr, 0, &records));
+    if (!joined)
+    {
+        putVersion(transaction);
+    }
     checkVersion(transaction);
     transaction.commit();
     findMap();
@@ -211,20 +236,19 @@ void Environment::findMap()
     }
 }
 
+void Environment::putVersion(const Transaction& transaction) const
+{
+    MDB_val key = versionKey();
+    uint32_t version = formatVersion;
+    MDB_val value{sizeof(version), &version};
+    checkLmdb("mdb_put", mdb_put(transaction.get(), records, &key, &value, 0));
+}
+
 void Environment::checkVersion(const Transaction& transaction) const
 {
     MDB_val key = versionKey();
     MDB_val value{};
-    const int result = mdb_get(transaction.get(), records, &key, &value);
-    if (result == MDB_NOTFOUND)
-    {
-        uint32_t version = formatVersion;
-        value = {sizeof(version), &version};
-        checkLmdb("mdb_put",
-                  mdb_put(transaction.get(), records, &key, &value, 0));
-        return;
-    }
-    checkLmdb("mdb_get", result);
+    checkLmdb("mdb_get", mdb_get(transaction.get(), records, &key, &value));
     ByteReader reader({static_cast<const char*>(value.mv_data), value.mv_size});
     if (const auto found = reader.get<uint32_t>(); found != formatVersion)
     {

@@ -79,12 +79,15 @@ class Environment
     void open(std::size_t capacity);
     void openTable();
     void findMap();
+    void putVersion(const Transaction& transaction) const;
     void checkVersion(const Transaction& transaction) const;
     void makeBlocks(std::size_t spare);
     mdb_filehandle_t file() const;
 
     std::filesystem::path folder;
     UsersLock users;
+    /** Whether others have made what this has opened. */
+    bool joined;
     EnvironmentPtr environment;
     MDB_dbi records = 0;
     /** Where the file begins in memory, null when that is unknown. */

@@ -293,6 +293,36 @@ TEST_F(DataCacheFolder, CanBeEmptiedOnAFullFilesystem)
     });
 }
 
+TEST_F(DataCacheFolder, LetsOthersReadAndChangeItOnAFullFilesystem)
+{
+    expectOnSmallFilesystem(folder.path(), "size=3m", [this] {
+        Child filler([this](const Child::Parent& parent) {
+            Environment environment(path, capacity);
+            try
+            {
+                for (int i = 0;; ++i)
+                {
+                    put(environment, std::to_string(i), std::string(1000, 'x'));
+                }
+            }
+            catch (const std::system_error&)
+            {
+                parent.tell("full");
+            }
+            Child::Parent::waitForever();
+            return 0;
+        });
+        filler.hear();
+        Environment environment(path, 0);
+        if (!has(environment, "0"))
+        {
+            return 1;
+        }
+        removeRecord(environment, "0");
+        return has(environment, "0") ? 2 : 0;
+    });
+}
+
 TEST_F(DataCacheFolder, GivesAnErrorWhenThereIsNoRoomToOpenIt)
 {
     for (const char* options :
