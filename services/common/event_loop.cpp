@@ -145,4 +145,11 @@ EventSource EventLoop::every(std::chrono::microseconds period,
     return made;
 }
 
+void EventLoop::enable(EventSource& source, bool enabled)
+{
+    checked(sd_event_source_set_enabled(source.source.get(),
+                                        enabled ? SD_EVENT_ON : SD_EVENT_OFF),
+            "sd_event_source_set_enabled");
+}
+
 } // namespace healthintf::services

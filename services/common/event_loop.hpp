@@ -67,6 +67,9 @@ class EventLoop
     [[nodiscard]] EventSource every(std::chrono::microseconds period,
                                     std::function<void()> action);
 
+    /** Lets what every() gave rest, or call again. */
+    static void enable(EventSource& source, bool enabled);
+
     sd_event* get() const
     {
         return event.get();

@@ -25,7 +25,8 @@ class ProcessWatch
     /** Watches a process. One that has ended already is told of before this
      *  returns; one that is watched already stays so.
      *
-     *  @throws std::system_error when the process cannot be watched */
+     *  @throws std::system_error when the process lives and cannot be
+     *          watched */
     void watch(const host::ProcessIdentity& process);
 
   private:

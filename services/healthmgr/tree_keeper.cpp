@@ -9,7 +9,10 @@
 #include <hmi_health.hpp>
 #include <hmi_health_value.hpp>
 
+#include <chrono>
+#include <cstring>
 #include <exception>
+#include <system_error>
 
 namespace healthintf::healthmgr
 {
@@ -43,6 +46,10 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
     reconciliation(loop.onRequest([this] {
         reconcile();
     })),
+    looking(loop.every(std::chrono::seconds(1),
+                       [this] {
+                           reconcile();
+                       })),
     updates(connection.bus(),
             "type='signal'," + rules::interface(Interface::interface) +
                 rules::member(Interface::HealthStatusUpdate::name),
@@ -135,9 +142,37 @@ void TreeKeeper::withdrawTheDead()
 {
     std::set<host::ProcessIdentity> owners;
     host::listOwners(owners);
+    std::size_t unwatched = 0;
+    int error = 0;
     for (const host::ProcessIdentity& owner : owners)
     {
-        processes.watch(owner);
+        try
+        {
+            processes.watch(owner);
+        }
+        catch (const std::system_error& e)
+        {
+            ++unwatched;
+            error = e.code().value();
+        }
+    }
+    noteUnwatched(unwatched, error);
+}
+
+void TreeKeeper::noteUnwatched(std::size_t count, int error)
+{
+    EventLoop::enable(looking, count != 0);
+    if (count == 0)
+    {
+        watchFailures.noteSuccess();
+    }
+    else if (watchFailures.isNews(error))
+    {
+        SERVICE_LOG(log::error,
+                    "%s.%d.%s: unable to watch %zu processes with nodes: %s "
+                    "(raise the limit of open files); each is looked at "
+                    "every second",
+                    count, std::strerror(error));
     }
 }
 

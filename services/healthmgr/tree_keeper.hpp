@@ -6,6 +6,7 @@
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
 #include "hosted_nodes.hpp"
+#include "once_in_a_row.hpp"
 #include "process_watch.hpp"
 
 #include <sdbusplus/bus/match.hpp>
@@ -43,6 +44,7 @@ class TreeKeeper
 
     void reconcile();
     void withdrawTheDead();
+    void noteUnwatched(std::size_t count, int error);
     void hostMissingParents();
     void withdraw(const host::ProcessIdentity& process);
     void giveWay(const std::string& key);
@@ -52,7 +54,11 @@ class TreeKeeper
     services::Connection& connection;
     HostedNodes& nodes;
     ProcessWatch processes;
+    host::OnceInARow watchFailures;
     services::EventSource reconciliation;
+    /** Looks again and again at what cannot be watched. Made ahead, as it takes
+     *  a file descriptor itself. */
+    services::EventSource looking;
     /** The nodes that each connection told of last, with their health; by its
      *  unique name. */
     std::map<std::string, std::map<std::string, uint32_t>> told;

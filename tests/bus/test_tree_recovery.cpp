@@ -327,6 +327,37 @@ TEST_F(TreeRecovery, KeepsAStoppedDaemonsRecords)
     client.waitForHealth(root, 4);
 }
 
+TEST_F(TreeRecovery, KeepsTheTreeWholeWithoutAFileDescriptorForEachDaemon)
+{
+    constexpr std::size_t daemons = 20;
+    std::vector<std::unique_ptr<Component>> leaves;
+    for (std::size_t i = 0; i < daemons; ++i)
+    {
+        const std::string key =
+            root + "/g" + std::string(1, static_cast<char>('a' + i)) + "/leaf";
+        leaves.push_back(std::make_unique<Component>(key, 2));
+        leaves.back()->add(key, "BAD", "/sensor", 2);
+    }
+    manager = std::make_unique<Process>(
+        std::vector<std::string>{"prlimit", "--nofile=20:20", HEALTHMGR});
+    client.waitForHealth(root, 3);
+    client.waitUntil("all parents", [&] {
+        client.catchUp();
+        return recordedKeys().size() == 1 + 2 * daemons;
+    });
+    EXPECT_EQ(recordedFaults().size(), daemons);
+    EXPECT_THAT(manager->errors(), testing::HasSubstr("unable to watch "));
+    // Whoever is not watched is among them.
+    for (std::size_t left = daemons; left-- > 0;)
+    {
+        leaves[left]->process.kill();
+        client.waitUntil("withdrawal", [&] {
+            client.catchUp();
+            return recordedFaults().size() == left;
+        });
+    }
+}
+
 TEST_F(TreeRecovery, SettlesAfterManyDaemonsDieAtOnce)
 {
     startManager();

@@ -1,9 +1,14 @@
 #include "process_identity.hpp"
 
+#include "../storage/file_descriptor.hpp"
+
+#include <fcntl.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <iterator>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -20,17 +25,31 @@ struct ProcessStat
     uint64_t startTime = 0;
 };
 
-/** Reads a process's state and start; a process that is not there is
- *  dead. */
-ProcessStat readStat(pid_t pid)
+/** Reads a process's state and start; a process that is not there is dead.
+ *
+ *  @return nothing when it cannot be told */
+std::optional<ProcessStat> readStat(pid_t pid)
 {
-    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    // More than all that stands in front of the start.
+    std::array<char, 1024> line{};
+    const auto isGone = [] {
+        return errno == ENOENT || errno == ESRCH;
+    };
+    const FileDescriptor file(
+        open(("/proc/" + std::to_string(pid) + "/stat").c_str(),
+             O_RDONLY | O_CLOEXEC));
+    const ssize_t length =
+        file.get() < 0 ? -1 : read(file.get(), line.data(), line.size());
+    if (length < 0)
+    {
+        return isGone() ? std::optional(ProcessStat{}) : std::nullopt;
+    }
+    const std::string text(line.data(), static_cast<std::size_t>(length));
     // The name, in parentheses, may hold blanks and parentheses itself.
     const auto nameEnd = text.rfind(')');
     if (nameEnd == std::string::npos)
     {
-        return {};
+        return ProcessStat{};
     }
     std::istringstream fields(text.substr(nameEnd + 1));
     ProcessStat stat;
@@ -44,6 +63,11 @@ ProcessStat readStat(pid_t pid)
     }
     fields >> stat.startTime;
     return fields ? stat : ProcessStat{};
+}
+
+bool lives(const ProcessStat& stat)
+{
+    return stat.state != 'X' && stat.state != 'Z';
 }
 
 } // namespace
@@ -60,17 +84,25 @@ ProcessIdentity ProcessIdentity::self()
 
 ProcessIdentity ProcessIdentity::of(pid_t pid)
 {
-    const ProcessStat stat = readStat(pid);
-    if (stat.state == 'X' || stat.state == 'Z')
-    {
-        return {};
-    }
-    return {static_cast<uint32_t>(pid), stat.startTime};
+    const auto stat = readStat(pid);
+    return stat && lives(*stat)
+               ? ProcessIdentity{static_cast<uint32_t>(pid), stat->startTime}
+               : ProcessIdentity{};
 }
 
 bool ProcessIdentity::alive() const
 {
-    return pid != 0 && of(static_cast<pid_t>(pid)) == *this;
+    if (pid == 0)
+    {
+        return false;
+    }
+    const auto process = static_cast<pid_t>(pid);
+    if (const auto stat = readStat(process))
+    {
+        return lives(*stat) && stat->startTime == startTime;
+    }
+    // Whoever has no file descriptor left must not take the living for dead.
+    return kill(process, 0) == 0 || errno != ESRCH;
 }
 
 } // namespace healthintf::host

@@ -34,7 +34,8 @@ struct PLATFORM_API ProcessIdentity
      *  not live. */
     static ProcessIdentity of(pid_t pid);
 
-    /** Whether the process still lives. */
+    /** Whether the process still lives, as far as can be told: one of its id
+     *  when no file can be opened. */
     bool alive() const;
 };
 

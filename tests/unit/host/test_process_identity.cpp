@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <unistd.h>
@@ -53,6 +54,25 @@ TEST(ProcessIdentityOfAProcess, IsDeadAsAZombie)
     EXPECT_EQ(ProcessIdentity::of(pid).pid, 0u);
     waitpid(pid, nullptr, 0);
     EXPECT_FALSE(identity.alive());
+}
+
+TEST(ProcessIdentityOfAProcess, LivesAlsoForWhomHasNoFileDescriptorLeft)
+{
+    EXPECT_EQ(test::inChild([] {
+                  const pid_t pid = fork();
+                  if (pid == 0)
+                  {
+                      pause();
+                  }
+                  const ProcessIdentity identity = ProcessIdentity::of(pid);
+                  const rlimit none{0, 0};
+                  setrlimit(RLIMIT_NOFILE, &none);
+                  const bool lived = identity.alive();
+                  kill(pid, SIGKILL);
+                  waitpid(pid, nullptr, 0);
+                  return lived && !identity.alive() ? 0 : 1;
+              }),
+              0);
 }
 
 TEST(ProcessIdentityOfAProcess, IsNotThatOfAnotherWithTheSameId)

@@ -95,6 +95,28 @@ TEST(EventLoopOfAThread, CallsAgainAndAgain)
     EXPECT_EQ(calls, 4);
 }
 
+TEST(EventLoopOfAThread, LetsATimerRestAndCallAgain)
+{
+    EventLoop loop;
+    int calls = 0;
+    auto timer = loop.every(microseconds(10), [&] {
+        ++calls;
+        loop.exit(0);
+    });
+    EventLoop::enable(timer, false);
+    int rounds = 0;
+    auto other = loop.every(microseconds(50), [&] {
+        if (++rounds == 5)
+        {
+            EXPECT_EQ(calls, 0);
+            EventLoop::enable(timer, true);
+        }
+    });
+    loop.run();
+    EXPECT_EQ(calls, 1);
+    EXPECT_GE(rounds, 5);
+}
+
 TEST(EventLoopOfAThread, GoesOnAfterAnActionThatThrows)
 {
     EventLoop loop;

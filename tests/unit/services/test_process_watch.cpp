@@ -2,8 +2,10 @@
 #include "process_watch.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <memory>
+#include <system_error>
 #include <vector>
 
 namespace healthintf::healthmgr
@@ -61,6 +63,23 @@ TEST_F(WatchedProcesses, AreToldOfAtOnceWhenTheyHaveEnded)
     const auto identity = ProcessIdentity::of(process->pid());
     process->kill();
     watch.watch(identity);
+    EXPECT_EQ(ended, std::vector<ProcessIdentity>{identity});
+}
+
+TEST_F(WatchedProcesses, AreToldApartFromTheDeadWithoutAFileDescriptor)
+{
+    const auto living = child();
+    const auto dead = child();
+    const auto identity = ProcessIdentity::of(dead->pid());
+    const auto other = ProcessIdentity::of(living->pid());
+    dead->kill();
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_THROW(watch.watch(other), std::system_error);
+    watch.watch(identity);
+    setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_EQ(ended, std::vector<ProcessIdentity>{identity});
 }
 
