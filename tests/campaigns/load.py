@@ -1,0 +1,95 @@
+"""The scenes of scripts/load, with their results.
+
+    load.py [--build FOLDER] [--no-result] [SCENE ...]
+"""
+
+import argparse
+import ctypes
+import os
+import subprocess
+import sys
+import traceback
+
+import load_full
+import load_size
+import load_slow
+import programs
+
+sys.path.insert(0, str(programs.SOURCE / "scripts"))
+import campaign  # noqa: E402
+
+SCENES = {
+    "components": load_size.many_components,
+    "storm": load_size.storm,
+    "children": load_size.many_children,
+    "listing": load_size.long_listing,
+    "deaf-receiver": load_slow.deaf_receiver,
+    "stopped-parent": load_slow.stopped_parent,
+    "stopped-manager": load_slow.stopped_manager,
+    "full-cache": load_full.full_cache,
+    "full-disk-cache": load_full.full_disk_of_cache,
+    "full-disk-log": load_full.full_disk_of_log,
+    "descriptors-healthmgr": load_full.no_descriptors_of_manager,
+    "descriptors-daemon": load_full.no_descriptors_of_daemon,
+}
+
+
+def in_own_namespace():
+    """Has what is mounted here go with this process."""
+    new_mounts = 0x20000
+    if ctypes.CDLL(None, use_errno=True).unshare(new_mounts) != 0:
+        raise OSError(ctypes.get_errno(), os.strerror(ctypes.get_errno()))
+    subprocess.run(["mount", "--make-rprivate", "/"], check=True)
+
+
+def run(name, build):
+    """The row of the table of a scene, and what broke its expectations."""
+    play = SCENES[name]
+    try:
+        scene = play(build)
+        broken, numbers = scene.broken, "; ".join(scene.numbers)
+        row = [scene.happens, scene.limit, scene.told, numbers]
+        print(f"{name}: {scene.happens}; met: {scene.limit}; told: {scene.told}", flush=True)
+    except Exception as failure:  # noqa: BLE001 - is what the scene met
+        traceback.print_exc()
+        broken = [f"{name}: {type(failure).__name__}: {failure}"]
+        row = ["it ended early", "", "", ""]
+    return [f"`{name}`: {play.__doc__.strip()}", *row], broken
+
+
+def table(rows):
+    head = ["Scene", "What happens", "Limit met", "What the user is told", "Numbers"]
+    cells = [head, ["---"] * len(head), *rows]
+    lines = (" | ".join(cell.replace("\n", " ").replace("|", "\\|") for cell in line) for line in cells)
+    return "".join(f"| {line} |\n" for line in lines)
+
+
+def main():
+    parser = argparse.ArgumentParser(description="Load, up to the limits and over.")
+    parser.add_argument("--build", default="build/test", help="folder of the build")
+    parser.add_argument("--no-result", action="store_true", help="keep no result")
+    parser.add_argument("scenes", nargs="*", metavar="SCENE")
+    arguments = parser.parse_args()
+    unknown = set(arguments.scenes) - set(SCENES)
+    if unknown:
+        sys.exit(f"unknown: {' '.join(sorted(unknown))}; known: {' '.join(SCENES)}")
+    in_own_namespace()
+    rows = []
+    found = []
+    for name in arguments.scenes or SCENES:
+        row, broken = run(name, arguments.build)
+        rows.append(row)
+        found += broken
+    if not arguments.no_result:
+        campaign.write_result(
+            "load",
+            tried="many components, storms, receivers that do not read, full stores",
+            times=f"{len(rows)} scenes",
+            found=found,
+            details=table(rows),
+        )
+    print(f"{len(rows)} scenes, {len(found)} expectations broken")
+    sys.exit(1 if found else 0)
+
+
+main()
