@@ -347,15 +347,20 @@ TEST_F(TreeRecovery, KeepsTheTreeWholeWithoutAFileDescriptorForEachDaemon)
     });
     EXPECT_EQ(recordedFaults().size(), daemons);
     EXPECT_THAT(manager->errors(), testing::HasSubstr("unable to watch "));
-    // Whoever is not watched is among them.
-    for (std::size_t left = daemons; left-- > 0;)
-    {
-        leaves[left]->process.kill();
+    const auto kill = [&](std::size_t first) {
+        for (std::size_t i = first; i < leaves.size(); ++i)
+        {
+            leaves[i]->process.kill();
+        }
+        leaves.resize(first);
         client.waitUntil("withdrawal", [&] {
             client.catchUp();
-            return recordedFaults().size() == left;
+            return recordedFaults().size() == first;
         });
-    }
+    };
+    // Both those that are watched and those that are not.
+    kill(daemons - 1);
+    kill(0);
 }
 
 TEST_F(TreeRecovery, SettlesAfterManyDaemonsDieAtOnce)
