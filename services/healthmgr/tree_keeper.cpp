@@ -97,10 +97,12 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     {
         // Perhaps the node's last word. Its record goes after it, so look
         // again once the sender is through. Another process may have made the
-        // node anew by then, and been overtaken by this.
+        // node anew by then, and been overtaken by this; or a parent that was
+        // made meanwhile has found the record, and did not hear this.
         connection.afterWorkOf(sender, [this, key] {
             EventLoop::request(reconciliation);
-            if (recordedHealth(key) != health_namespace::healthNone)
+            const auto record = host::findHealthRecord(key);
+            if (!record || record->health != health_namespace::healthNone)
             {
                 tellAsRecorded({key});
             }

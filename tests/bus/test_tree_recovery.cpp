@@ -178,6 +178,21 @@ TEST_F(TreeRecovery, TakesBackWhatTheBusPassesOnOfADeadDaemon)
     client.waitForHealth(root, 2);
 }
 
+TEST_F(TreeRecovery, TellsAParentOfAnEndThatItDidNotHear)
+{
+    startManager();
+    client.updates.clear();
+    {
+        BusClient ended;
+        tell(ended, root + "/a", 0);
+        ended.catchUp();
+    }
+    const std::string end = root + " " + root + "/a 0";
+    client.waitUntil("the end told again", [&] {
+        return std::ranges::count(client.updates, end) == 2;
+    });
+}
+
 TEST_F(TreeRecovery, TellsOfANodeAgainThatTheEndOfAnotherOvertook)
 {
     startManager();
