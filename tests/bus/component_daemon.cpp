@@ -36,6 +36,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -244,7 +245,16 @@ class Daemon
 bool obeyInput(healthintf::test::CommandLines& commands, Daemon& daemon)
 {
     return commands.take([&daemon](const std::string& line) {
-        std::cout << daemon.obey(line) << std::endl;
+        std::string answer;
+        try
+        {
+            answer = daemon.obey(line);
+        }
+        catch (const std::exception& e)
+        {
+            answer = std::string("exception: ") + e.what();
+        }
+        std::cout << answer << std::endl;
     });
 }
 
