@@ -27,6 +27,10 @@ using services::EventLoop;
 namespace
 {
 
+/** So many nodes of one sender are remembered: more than a bus lets one
+ *  connection have, and no more than whoever makes up messages may cost. */
+constexpr std::size_t maxTold = 16'384;
+
 /** What the data cache says of a node; health 0 when there is none. */
 uint32_t recordedHealth(const std::string& key)
 {
@@ -85,7 +89,7 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     {
         nodesOfSender->second.erase(key);
     }
-    else
+    else if (nodesOfSender->second.size() < maxTold)
     {
         nodesOfSender->second.insert_or_assign(key, health);
     }
