@@ -54,7 +54,8 @@ def run(name, build):
         traceback.print_exc()
         broken = [f"{name}: {type(failure).__name__}: {failure}"]
         row = ["it ended early", "", "", ""]
-    return [f"`{name}`: {play.__doc__.strip()}", *row], broken
+    what = " ".join(play.__doc__.split())
+    return [f"`{name}`: {what}", *row], broken
 
 
 def table(rows):

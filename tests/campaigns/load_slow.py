@@ -127,7 +127,8 @@ def deaf_receiver(build, additions=200_000):
             f"comes then; the client {'keeps' if connected else 'loses'} its connection"
         )
         scene.limit = "`max_outgoing_bytes` of the bus, 127 MiB a connection by default"
-        scene.told = f"the bus logs `{said[0][:300]}`" if said else "nothing"
+        # Behind that come names of this machine's programs.
+        scene.told = f"the bus logs `{said[0].split(';')[0]}`" if said else "nothing"
         return scene
 
 
