@@ -54,14 +54,19 @@ def run(name, build):
         traceback.print_exc()
         broken = [f"{name}: {type(failure).__name__}: {failure}"]
         row = ["it ended early", "", "", ""]
-    what = " ".join(play.__doc__.split())
-    return [f"`{name}`: {what}", *row], broken
+    return [f"`{name}`: {play.__doc__.strip()}", *row], broken
+
+
+def shown(text):
+    """A text as a cell shows it, whatever folder this was run in."""
+    text = text.replace(f"{programs.SOURCE}/", "")
+    return " ".join(text.split()).replace("|", "\\|")
 
 
 def table(rows):
     head = ["Scene", "What happens", "Limit met", "What the user is told", "Numbers"]
     cells = [head, ["---"] * len(head), *rows]
-    lines = (" | ".join(cell.replace("\n", " ").replace("|", "\\|") for cell in line) for line in cells)
+    lines = (" | ".join(map(shown, line)) for line in cells)
     return "".join(f"| {line} |\n" for line in lines)
 
 
