@@ -17,6 +17,7 @@ as long as the library's soname is the same.
 """
 
 import collections
+import os
 import pathlib
 import re
 import subprocess
@@ -51,6 +52,8 @@ def description(library, headers):
     folders = [word for folder in headers for word in ("--headers-dir", folder)]
     root = xml.fromstring(output("abidw", *ABIDW, *folders, library))
     for unit in root.iter("abi-instr"):
+        # Wherever this was built.
+        unit.set("path", os.path.basename(unit.get("path")))
         for space in unit.findall("namespace-decl"):
             if space.get("name") in FOREIGN:
                 empty(space)

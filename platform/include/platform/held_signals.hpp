@@ -5,6 +5,7 @@
  *  it was asked to. */
 
 #include <csignal>
+#include <initializer_list>
 
 namespace healthintf
 {
