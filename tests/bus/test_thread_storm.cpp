@@ -144,7 +144,7 @@ class ThreadStorm : public testing::Test
         {
             int visible = 0;
             int hidden = 0;
-            std::vector<int> states(4);
+            std::vector<int> states(7);
             std::string everything;
             std::vector<std::pair<std::string, FaultEntry_gen>> worst;
             std::map<std::string, SELEntry_gen> entries;
