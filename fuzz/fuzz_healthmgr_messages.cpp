@@ -8,6 +8,11 @@
 #include "surroundings.hpp"
 #include "tree_keeper.hpp"
 
+#include <platform/held_signals.hpp>
+
+#include <optional>
+#include <utility>
+
 namespace
 {
 
@@ -34,6 +39,8 @@ const std::vector<KnownMessage> known{
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 {
     surroundings();
+    // The fuzzer's own alarm is for what comes after.
+    std::optional<HeldSignals> held(std::in_place);
     services::EventLoop loop;
     services::Connection connection(loop);
     healthmgr::HostedNodes nodes(connection.bus());
@@ -43,6 +50,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
         while (sd_event_run(loop.get(), 0) > 0)
         {}
     });
+    held.reset();
     FuzzInput input(data, size);
     while (!input.empty())
     {

@@ -2,6 +2,8 @@
 
 #include "service_log.hpp"
 
+#include <platform/held_signals.hpp>
+
 #include <cstdlib>
 #include <exception>
 #include <system_error>
@@ -38,6 +40,7 @@ Connection::Connection(EventLoop& loop) :
         loop.exit(EXIT_FAILURE);
     })
 {
+    const HeldSignals held;
     const char* unique = nullptr;
     check(sd_bus_get_unique_name(raw.get(), &unique),
           "unable to connect to the bus");
@@ -53,6 +56,7 @@ Connection::~Connection()
 
 void Connection::requestName(const char* wanted)
 {
+    const HeldSignals held;
     check(sd_bus_request_name(raw.get(), wanted, 0), wanted);
 }
 
@@ -98,6 +102,7 @@ void Connection::waitForBus()
 {
     auto ping =
         connection.new_method_call(driver, driverPath, peerInterface, "Ping");
+    const HeldSignals held;
     connection.call(ping);
 }
 
