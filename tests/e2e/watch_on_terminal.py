@@ -47,6 +47,10 @@ class Terminal:
             for stream in (0, 1, 2):
                 os.dup2(slave, stream)
             os.environ["TERM"] = "xterm"
+            # Whoever runs the tests may ignore them, as a shell does that runs
+            # something in the background.
+            for number in (signal.SIGHUP, signal.SIGINT, signal.SIGQUIT, signal.SIGTERM):
+                signal.signal(number, signal.SIG_DFL)
             os.execvp(command[0], command)
 
     def take(self):
