@@ -16,9 +16,15 @@ void Failer::disarm() noexcept
     watched = Seam::none;
 }
 
+void Failer::spare(Seam seam, bool spared) noexcept
+{
+    sparedSeam = spared ? seam : Seam::none;
+}
+
 bool Failer::fails(Seam seam, const char* call) noexcept
 {
-    if (seam != watched || culprit != nullptr || --left != 0)
+    if (seam != watched || seam == sparedSeam || culprit != nullptr ||
+        --left != 0)
     {
         return false;
     }

@@ -43,6 +43,10 @@ class Failer
     /** Lets no call fail any more. */
     void disarm() noexcept;
 
+    /** Lets calls of a seam be as they are, and neither fail nor count, until
+     *  told otherwise. */
+    void spare(Seam seam, bool spared) noexcept;
+
     /** Whether the call that is about to be made has to fail.
      *
      *  @param[in] call its name, a literal */
@@ -65,6 +69,7 @@ class Failer
 
   private:
     Seam watched = Seam::none;
+    Seam sparedSeam = Seam::none;
     unsigned left = 0;
     const char* culprit = nullptr;
     unsigned refusals = 0;
