@@ -31,6 +31,20 @@ namespace
  *  connection have, and no more than whoever makes up messages may cost. */
 constexpr std::size_t maxTold = 16'384;
 
+/** Notes what a sender tells of a node. */
+void remember(std::map<std::string, uint32_t>& nodesOfSender,
+              const std::string& key, uint32_t health)
+{
+    if (health == health_namespace::healthNone)
+    {
+        nodesOfSender.erase(key);
+    }
+    else if (nodesOfSender.size() < maxTold)
+    {
+        nodesOfSender.insert_or_assign(key, health);
+    }
+}
+
 /** What the data cache says of a node; health 0 when there is none. */
 uint32_t recordedHealth(const std::string& key)
 {
@@ -80,38 +94,40 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     std::string key;
     uint32_t health = 0;
     message.read(parent, key, health);
-    const auto [nodesOfSender, isNew] = told.try_emplace(sender);
-    if (isNew)
+    if (!told.contains(sender))
     {
+        told.try_emplace(sender);
         EventLoop::request(reconciliation);
     }
-    if (health == health_namespace::healthNone)
+    if (!faultOfKey(key).empty())
     {
-        nodesOfSender->second.erase(key);
+        return;
     }
-    else if (nodesOfSender->second.size() < maxTold)
-    {
-        nodesOfSender->second.insert_or_assign(key, health);
-    }
+    remember(told.at(sender), key, health);
     if (nodes.hosts(key))
     {
         giveWay(key);
     }
     if (health == health_namespace::healthNone)
     {
-        // Perhaps the node's last word. Its record goes after it, so look
-        // again once the sender is through. Another process may have made the
-        // node anew by then, and been overtaken by this; or a parent that was
-        // made meanwhile has found the record, and did not hear this.
-        connection.afterWorkOf(sender, [this, key] {
-            EventLoop::request(reconciliation);
-            const auto record = host::findHealthRecord(key);
-            if (!record || record->health != health_namespace::healthNone)
-            {
-                tellAsRecorded({key});
-            }
-        });
+        takeEnd(sender, key);
     }
+}
+
+/** Takes what is perhaps a node's last word. Its record goes after it, so look
+ *  again once the sender is through. Another process may have made the node
+ *  anew by then, and been overtaken by this; or a parent that was made
+ *  meanwhile has found the record, and did not hear this. */
+void TreeKeeper::takeEnd(const std::string& sender, const std::string& key)
+{
+    connection.afterWorkOf(sender, [this, key] {
+        EventLoop::request(reconciliation);
+        const auto record = host::findHealthRecord(key);
+        if (!record || record->health != health_namespace::healthNone)
+        {
+            tellAsRecorded({key});
+        }
+    });
 }
 
 void TreeKeeper::takeNameLoss(sdbusplus::message_t& message)

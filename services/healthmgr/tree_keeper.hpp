@@ -40,6 +40,7 @@ class TreeKeeper
 
   private:
     void takeUpdate(sdbusplus::message_t& message);
+    void takeEnd(const std::string& sender, const std::string& key);
     void takeNameLoss(sdbusplus::message_t& message);
 
     void reconcile();

@@ -183,6 +183,20 @@ TEST_F(HealthManager, LivesOnAfterMalformedSignals)
     EXPECT_THAT(running.errors(), HasSubstr("EXCEPTION"));
 }
 
+TEST_F(HealthManager, HasNothingToSayOfTheEndOfWhatIsNoNode)
+{
+    const Process running = manager();
+    sd_bus_emit_signal(
+        client.get(), "/x", "com.vexa.olvar.healthmgr.HealthStatus",
+        "HealthStatusUpdate", "ssu", root.c_str(), "no path", 0u);
+    // The manager would ask the sender whether it is through, and hear that
+    // before the second request.
+    request(root + "/a");
+    client.catchUp();
+    request(root + "/a");
+    EXPECT_EQ(running.errors(), "");
+}
+
 TEST_F(HealthManager, KeepsANodeThatSomebodyOnlyPretendsToHold)
 {
     const Process running = manager();
