@@ -31,12 +31,5 @@ void readAll(std::string_view text)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 {
-    try
-    {
-        healthintf::test::FuzzInput input(data, size);
-        readAll(input.rest());
-    }
-    catch (const EventTableError&)
-    {}
-    return 0;
+    return healthintf::test::tryToRead<EventTableError>(data, size, readAll);
 }

@@ -4,14 +4,12 @@
 #include "config.hpp"
 #include "fuzz_input.hpp"
 
+#include <string_view>
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 {
-    try
-    {
-        healthintf::test::FuzzInput input(data, size);
-        healthintf::hostmon::parseConfig(input.rest(), "hostmon.toml");
-    }
-    catch (const healthintf::services::ConfigError&)
-    {}
-    return 0;
+    return healthintf::test::tryToRead<healthintf::services::ConfigError>(
+        data, size, [](std::string_view text) {
+            healthintf::hostmon::parseConfig(text, "hostmon.toml");
+        });
 }

@@ -79,4 +79,19 @@ class FuzzInput
     std::string_view left;
 };
 
+/** Lets a reader read the whole input, which it may refuse.
+ *
+ *  @return what a fuzz target returns */
+template <typename Refusal, typename Read>
+int tryToRead(const uint8_t* bytes, std::size_t size, Read&& read)
+{
+    try
+    {
+        read(FuzzInput(bytes, size).rest());
+    }
+    catch (const Refusal&)
+    {}
+    return 0;
+}
+
 } // namespace healthintf::test

@@ -41,12 +41,5 @@ void readAll(std::string_view text)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 {
-    try
-    {
-        healthintf::test::FuzzInput input(data, size);
-        readAll(input.rest());
-    }
-    catch (const RegistryError&)
-    {}
-    return 0;
+    return healthintf::test::tryToRead<RegistryError>(data, size, readAll);
 }

@@ -14,16 +14,6 @@ namespace healthintf::test
 namespace
 {
 
-struct Unref
-{
-    void operator()(sd_bus_message* message) const
-    {
-        sd_bus_message_unref(message);
-    }
-};
-
-using MessagePtr = std::unique_ptr<sd_bus_message, Unref>;
-
 /** How long a victim may think about what it was sent. */
 constexpr int patienceMs = 10'000;
 

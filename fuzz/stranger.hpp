@@ -2,6 +2,7 @@
 
 /** @file A client of the bus that sends what nobody asked for. */
 
+#include "direct_connection.hpp"
 #include "fuzz_input.hpp"
 
 #include <sdbusplus/bus.hpp>
@@ -49,18 +50,10 @@ class Stranger
     void settle();
 
   private:
-    struct Close
-    {
-        void operator()(sd_bus* bus) const
-        {
-            sd_bus_flush_close_unref(bus);
-        }
-    };
-
     void take() const;
     void wait() const;
 
-    std::unique_ptr<sd_bus, Close> bus;
+    std::unique_ptr<sd_bus, Unref> bus;
     sdbusplus::bus_t& victim;
     std::string name;
     std::function<void()> work;

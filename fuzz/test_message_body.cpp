@@ -1,3 +1,4 @@
+#include "direct_connection.hpp"
 #include "message_body.hpp"
 
 #include <gtest/gtest.h>
@@ -14,18 +15,6 @@ namespace healthintf::test
 {
 namespace
 {
-
-struct Release
-{
-    void operator()(sd_bus* bus) const
-    {
-        sd_bus_unref(bus);
-    }
-    void operator()(sd_bus_message* message) const
-    {
-        sd_bus_message_unref(message);
-    }
-};
 
 class MessageBody : public testing::Test
 {
@@ -48,13 +37,13 @@ class MessageBody : public testing::Test
         orThrow(
             sd_bus_message_new(bus.get(), &made, SD_BUS_MESSAGE_METHOD_CALL),
             "message");
-        const std::unique_ptr<sd_bus_message, Release> message(made);
+        const MessagePtr message(made);
         FuzzInput input(bytes.data(), bytes.size());
         appendValues(made, signature, input);
         return sd_bus_message_get_signature(made, 1);
     }
 
-    std::unique_ptr<sd_bus, Release> bus;
+    std::unique_ptr<sd_bus, Unref> bus;
 };
 
 TEST_F(MessageBody, HasTheSignatureThatItWasMadeFor)

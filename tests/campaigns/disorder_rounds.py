@@ -320,7 +320,6 @@ class Rounds:
         world.catch_up()
         world.freshen()
         begin = time.monotonic()
-        looks = 0
         while True:
             different = world.differences()
             now = time.monotonic()
@@ -333,7 +332,6 @@ class Rounds:
                 self.notes["agreed too early"] += 1
             if now - begin > deadline:
                 raise Disagreement(f"{kind}\n" + "\n".join(different))
-            looks += 1
         self.times[kind].append(now - begin)
 
     def run(self):

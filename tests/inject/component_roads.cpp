@@ -97,6 +97,11 @@ Road initRoad(const std::string& name, const std::string& below)
                 }};
 }
 
+int addAnother(Try& tried)
+{
+    return addFault(tried, another, thirdSensor, 3, 1);
+}
+
 } // namespace
 
 int addFault(Try& tried, const std::string& message, const std::string& sensor,
@@ -122,10 +127,7 @@ std::vector<Road> componentRoads()
         initRoad("InitWithoutParent", "/fan"),
         {.name = "addFault",
          .prepare = withFaults,
-         .run =
-             [](Try& tried) {
-                 return addFault(tried, another, thirdSensor, 3, 1);
-             },
+         .run = addAnother,
          .failures = {4},
          .done =
              [](const View& before, const View& after) {
@@ -144,10 +146,7 @@ std::vector<Road> componentRoads()
              }},
         {.name = "addFaultEleventh",
          .prepare = withTenFaults,
-         .run =
-             [](Try& tried) {
-                 return addFault(tried, another, thirdSensor, 3, 1);
-             },
+         .run = addAnother,
          .failures = {4},
          .done =
              [](const View& before, const View& after) {

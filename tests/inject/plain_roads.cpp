@@ -67,11 +67,6 @@ int hide(Try& tried)
     return c_wrapper_hide_faults(true, tried.key.c_str(), nullptr, 0);
 }
 
-bool always(const View& /*before*/, const View& /*after*/)
-{
-    return true;
-}
-
 } // namespace
 
 std::vector<Road> plainRoads()
@@ -118,15 +113,11 @@ std::vector<Road> plainRoads()
          .prepare = withFaults,
          .run = count,
          .failures = {5},
-         .done = always},
-        {.name = "c_wrapper_hide_faults",
-         .prepare = withFaults,
-         .run = hide,
-         .failures = {},
-         .throwsBusErrors = true,
-         .throwsBadAlloc = true,
-         .done = always,
-         .undone = always},
+         .done =
+             [](const View&, const View&) {
+                 return true;
+             }},
+        sentHideRoad("c_wrapper_hide_faults", hide),
     };
 }
 

@@ -103,6 +103,24 @@ inline const std::string thirdSensor = "/sensors/chassis/fan3";
  *  whose number is 1, and between them a warning of the second. */
 void withFaults(Try& tried);
 
+/** The road of a signal that asks to hide faults. The component hears it when
+ *  its connection is worked on, also one that was sent before a call failed. */
+inline Road sentHideRoad(const std::string& name,
+                         const std::function<int(Try&)>& send)
+{
+    const auto always = [](const View&, const View&) {
+        return true;
+    };
+    return {.name = name,
+            .prepare = withFaults,
+            .run = send,
+            .failures = {},
+            .throwsBusErrors = true,
+            .throwsBadAlloc = true,
+            .done = always,
+            .undone = always};
+}
+
 /** Adds a fault by its text. */
 int addFault(Try& tried, const std::string& message, const std::string& sensor,
              uint32_t sensorNumber, uint32_t severity);

@@ -125,13 +125,6 @@ Road onceRoad(Road road, const Operation& opposite, const Operation& operation)
     return road;
 }
 
-/** The component hears the signal when its connection is worked on, also one
- *  that was sent before the call failed. */
-bool always(const View& /*before*/, const View& /*after*/)
-{
-    return true;
-}
-
 int sendHide(Try& tried)
 {
     return FaultAndHealth::SendHideFaultsSignal(true, tried.key, "", 0);
@@ -158,14 +151,7 @@ std::vector<Road> visibilityRoads()
                  disable),
         onceRoad(visibilityRoad("Enable", disable, enable, none), disable,
                  enable),
-        {.name = "SendHideFaultsSignal",
-         .prepare = withFaults,
-         .run = sendHide,
-         .failures = {},
-         .throwsBusErrors = true,
-         .throwsBadAlloc = true,
-         .done = always,
-         .undone = always},
+        sentHideRoad("SendHideFaultsSignal", sendHide),
     };
 }
 
