@@ -45,15 +45,15 @@ def draw_queries(folder, counts, bare, curves, marks):
     names = dict(enumerate(["bare scan", *(each for each, _ in curves)]))
     times = [bare, *(curve.times for _, curve in curves)]
     panels = [
-        picture.Logarithmic(
+        picture.logarithmic(
             PICTURES[name],
-            300,
+            3.2,
             [picture.Curve(at, counts, values) for at, values in enumerate(times)],
             duration,
         ),
-        picture.Ratios(
+        picture.ratios(
             "As multiples of the bare scan",
-            150,
+            1.6,
             [
                 picture.Curve(at, counts, curve.ratios)
                 for at, (_, curve) in enumerate(curves, 1)
@@ -75,7 +75,7 @@ def draw_growth(folder, growth, grown):
             picture.Curve(at, each.curve.counts, values(each))
             for at, each in enumerate(grown, 1)
         ]
-        return picture.Logarithmic(title, 220, curves, label)
+        return picture.logarithmic(title, 2.4, curves, label)
 
     panels = [
         panel(f"{PICTURES[name]}, in CPU time", duration, lambda each: each.times)
