@@ -27,24 +27,6 @@ using services::EventLoop;
 namespace
 {
 
-/** So many nodes of one sender are remembered: more than a bus lets one
- *  connection have, and no more than whoever makes up messages may cost. */
-constexpr std::size_t maxTold = 16'384;
-
-/** Notes what a sender tells of a node. */
-void remember(std::map<std::string, uint32_t>& nodesOfSender,
-              const std::string& key, uint32_t health)
-{
-    if (health == health_namespace::healthNone)
-    {
-        nodesOfSender.erase(key);
-    }
-    else if (nodesOfSender.size() < maxTold)
-    {
-        nodesOfSender.insert_or_assign(key, health);
-    }
-}
-
 /** What the data cache says of a node; health 0 when there is none. */
 uint32_t recordedHealth(const std::string& key)
 {
@@ -94,16 +76,15 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     std::string key;
     uint32_t health = 0;
     message.read(parent, key, health);
-    if (!told.contains(sender))
+    if (told.meet(sender))
     {
-        told.try_emplace(sender);
         EventLoop::request(reconciliation);
     }
     if (!faultOfKey(key).empty())
     {
         return;
     }
-    remember(told.at(sender), key, health);
+    told.note(sender, key, health);
     if (nodes.hosts(key))
     {
         giveWay(key);
@@ -143,14 +124,13 @@ void TreeKeeper::takeNameLoss(sdbusplus::message_t& message)
     // after its nodes were withdrawn, or after another process took them over.
     // It passes nothing on after this.
     std::vector<std::string> overtaken;
-    for (const auto& [key, health] : told[name])
+    for (const auto& [key, health] : told.take(name))
     {
         if (recordedHealth(key) != health)
         {
             overtaken.push_back(key);
         }
     }
-    told.erase(name);
     tellAsRecorded(overtaken);
 }
 
@@ -222,10 +202,7 @@ void TreeKeeper::withdraw(const host::ProcessIdentity& process)
         SERVICE_LOG(log::lifetime,
                     "%s.%d.%s: process %d is gone, withdrawing %s",
                     static_cast<int>(process.pid), key.c_str());
-        for (auto& [sender, nodesOfSender] : told)
-        {
-            nodesOfSender.erase(key);
-        }
+        told.forget(key);
     }
     tellAsRecorded(keys);
     EventLoop::request(reconciliation);

@@ -8,12 +8,13 @@
 #include "hosted_nodes.hpp"
 #include "once_in_a_row.hpp"
 #include "process_watch.hpp"
+#include "told_nodes.hpp"
 
 #include <sdbusplus/bus/match.hpp>
 #include <sdbusplus/message.hpp>
 
-#include <map>
 #include <string>
+#include <vector>
 
 namespace healthintf::healthmgr
 {
@@ -60,9 +61,7 @@ class TreeKeeper
     /** Looks again and again at what cannot be watched. Made ahead, as it takes
      *  a file descriptor itself. */
     services::EventSource looking;
-    /** The nodes that each connection told of last, with their health; by its
-     *  unique name. */
-    std::map<std::string, std::map<std::string, uint32_t>> told;
+    ToldNodes told;
     sdbusplus::bus::match_t updates;
     sdbusplus::bus::match_t nameLosses;
 };
