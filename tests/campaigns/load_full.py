@@ -26,7 +26,8 @@ def fill(scene, daemon, sensor_length, most):
 
 def told_by_doctor(scene):
     status, text, _ = scene.healthctl("doctor", "--brief")
-    lines = [line for line in text.splitlines() if "data cache" in line.lower()]
+    lines = [line for line in text.splitlines() if "data cache" in line or "datacache" in line]
+    scene.expect(bool(lines), f"the doctor has nothing to say of it: {text}")
     return f"`healthctl doctor --brief` (status {status}): `{(lines or ['nothing of it'])[0].strip()}`"
 
 

@@ -5,9 +5,10 @@ namespace healthintf::healthctl
 namespace
 {
 
-/** What the log's file grows by at once. */
-constexpr uint64_t neededBytes = 4UL << 20;
 constexpr uint64_t mebibyte = 1UL << 20;
+/** What the files of the log and of the data cache grow by at once. */
+constexpr uint64_t growthOfLog = 4 * mebibyte;
+constexpr uint64_t growthOfCache = 2 * mebibyte;
 
 /** A size in the unit that leaves few digits. */
 std::string sizeText(uint64_t bytes)
@@ -15,6 +16,12 @@ std::string sizeText(uint64_t bytes)
     constexpr uint64_t kibibyte = 1UL << 10;
     return bytes < mebibyte ? std::to_string(bytes / kibibyte) + " KiB"
                             : std::to_string(bytes / mebibyte) + " MiB";
+}
+
+std::string shortage(const std::filesystem::path& folder, uint64_t freeBytes)
+{
+    return "the filesystem of " + folder.string() + " has only " +
+           sizeText(freeBytes) + " left";
 }
 
 Finding spaceOf(const host::CacheSpace& space)
@@ -105,6 +112,15 @@ Findings findingsOf(const CacheState& cache)
         findings.push_back(spaceOf(*cache.space));
         findings.push_back(readersOf(*cache.space));
     }
+    if (cache.freeBytes < growthOfCache)
+    {
+        findings.push_back({.check = "cache.filesystem",
+                            .grade = Grade::warning,
+                            .text = shortage(cache.folder, cache.freeBytes),
+                            .remedy = "free some space there, or set "
+                                      "HEALTHINTF_RUNTIME_DIR to another "
+                                      "folder"});
+    }
     return findings;
 }
 
@@ -126,11 +142,10 @@ Finding findingOf(const StateFolder& state)
                          " write there, or set HEALTHINTF_STATE_DIR to another "
                          "folder";
     }
-    else if (state.freeBytes < neededBytes)
+    else if (state.freeBytes < growthOfLog)
     {
         finding.grade = Grade::warning;
-        finding.text = "the filesystem of " + state.nearest.string() +
-                       " has only " + sizeText(state.freeBytes) + " left";
+        finding.text = shortage(state.nearest, state.freeBytes);
         finding.remedy = "free some space there";
     }
     else

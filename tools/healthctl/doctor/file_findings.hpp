@@ -27,6 +27,8 @@ struct CacheState
     /** Nothing when it could not be opened, or was not since nobody has it
      *  open. */
     std::optional<host::CacheSpace> space;
+    /** What its filesystem has left. */
+    uint64_t freeBytes = 0;
 };
 
 /** The folder of what lasts. */

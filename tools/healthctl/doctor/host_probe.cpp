@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <string>
 #include <system_error>
 
@@ -36,6 +37,20 @@ fs::path nearestFolder(fs::path folder)
         folder = folder.parent_path();
     }
     return folder;
+}
+
+/** What is known of a folder's filesystem; nothing when it cannot be asked. */
+std::optional<struct statvfs> filesystemOf(const fs::path& folder)
+{
+    struct statvfs found
+    {};
+    return statvfs(folder.c_str(), &found) == 0 ? std::optional(found)
+                                                : std::nullopt;
+}
+
+uint64_t freeBytesOf(const struct statvfs& filesystem)
+{
+    return uint64_t{filesystem.f_bavail} * filesystem.f_frsize;
 }
 
 struct Account
@@ -104,6 +119,10 @@ CacheState probeCache()
     {
         state.failure = e.what();
     }
+    if (const auto filesystem = filesystemOf(state.folder))
+    {
+        state.freeBytes = freeBytesOf(*filesystem);
+    }
     host::CacheSpace space;
     if (state.inUse && host::measureCache(space) == 0)
     {
@@ -145,12 +164,10 @@ StateFolder probeStateFolder(uid_t user)
     }
     state.nearest = nearestFolder(state.folder);
     state.user = accountOf(user).name;
-    struct statvfs filesystem
-    {};
-    if (statvfs(state.nearest.c_str(), &filesystem) == 0)
+    if (const auto filesystem = filesystemOf(state.nearest))
     {
-        state.freeBytes = filesystem.f_bavail * filesystem.f_frsize;
-        state.writable = (filesystem.f_flag & ST_RDONLY) == 0 &&
+        state.freeBytes = freeBytesOf(*filesystem);
+        state.writable = (filesystem->f_flag & ST_RDONLY) == 0 &&
                          modesLetWrite(state.nearest, user);
     }
     return state;

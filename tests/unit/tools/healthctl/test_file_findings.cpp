@@ -20,7 +20,8 @@ CacheState cacheInUse()
             .space = host::CacheSpace{.usedBytes = 3 << 20,
                                       .capacity = 100 << 20,
                                       .readers = 4,
-                                      .maxReaders = 500}};
+                                      .maxReaders = 500},
+            .freeBytes = 100UL << 20};
 }
 
 StateFolder goodState()
@@ -54,6 +55,18 @@ TEST(FileFindings, WarnBeforeTheCacheIsFull)
     EXPECT_EQ(findings[1].grade, Grade::warning);
     EXPECT_THAT(findings[1].remedy, HasSubstr("HEALTHINTF_CACHE_MIB"));
     EXPECT_EQ(findings[2].grade, Grade::warning);
+}
+
+TEST(FileFindings, WarnOfAFilesystemInWhichTheCacheCannotGrow)
+{
+    CacheState cache = cacheInUse();
+    cache.freeBytes = 100UL << 10;
+    const Findings findings = findingsOf(cache);
+    ASSERT_THAT(findings, SizeIs(4));
+    EXPECT_EQ(findings[3].check, "cache.filesystem");
+    EXPECT_EQ(findings[3].grade, Grade::warning);
+    EXPECT_THAT(findings[3].text, HasSubstr("/run/cache has only 100 KiB"));
+    EXPECT_THAT(findings[3].remedy, HasSubstr("HEALTHINTF_RUNTIME_DIR"));
 }
 
 TEST(FileFindings, TellWhyThereIsNoCacheToLookInto)

@@ -1,0 +1,103 @@
+#include "small_filesystem.hpp"
+#include "temporary_folder.hpp"
+
+#include <doctor/host_probe.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+namespace fs = std::filesystem;
+using testing::EndsWith;
+using testing::IsEmpty;
+
+/** No process has it, and it is in no group. */
+constexpr uid_t stranger = 64999;
+constexpr mode_t forAll = 0777;
+constexpr mode_t forOwner = 0700;
+
+class HostProbe : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        setenv("HEALTHINTF_RUNTIME_DIR", folder.path().c_str(), 1);
+        setenv("HEALTHINTF_STATE_DIR", folder.path().c_str(), 1);
+        chmod(folder.path().c_str(), forAll);
+    }
+
+    void TearDown() override
+    {
+        unsetenv("HEALTHINTF_RUNTIME_DIR");
+        unsetenv("HEALTHINTF_STATE_DIR");
+    }
+
+    test::TemporaryFolder folder;
+};
+
+TEST_F(HostProbe, DoesNotMakeTheDataCacheThatItLooksFor)
+{
+    const CacheState cache = probeCache();
+    EXPECT_EQ(cache.folder, folder.path() / "datacache");
+    EXPECT_THAT(cache.failure, IsEmpty());
+    EXPECT_FALSE(cache.there);
+    EXPECT_FALSE(cache.inUse);
+    EXPECT_FALSE(cache.space);
+    EXPECT_TRUE(fs::is_empty(folder.path()));
+}
+
+TEST_F(HostProbe, FindsADataCacheThatNobodyHasOpen)
+{
+    fs::create_directory(folder.path() / "datacache");
+    const CacheState cache = probeCache();
+    EXPECT_TRUE(cache.there);
+    EXPECT_TRUE(cache.usable);
+    EXPECT_FALSE(cache.inUse);
+}
+
+TEST_F(HostProbe, SeesWhatTheFilesystemsHaveLeft)
+{
+    test::expectOnSmallFilesystem(folder.path(), "size=64k", [this] {
+        fs::create_directory(folder.path() / "datacache");
+        constexpr uint64_t most = 64 << 10;
+        const uint64_t cache = probeCache().freeBytes;
+        const uint64_t state = probeStateFolder(getuid()).freeBytes;
+        return cache > 0 && cache <= most && cache == state ? 0 : 1;
+    });
+}
+
+TEST_F(HostProbe, LooksAtTheFolderInWhichThatOfTheLogWillBeMade)
+{
+    const StateFolder state = probeStateFolder(getuid());
+    EXPECT_THAT(state.folder.string(), EndsWith("/sel"));
+    EXPECT_EQ(state.nearest, folder.path());
+    EXPECT_TRUE(state.writable);
+}
+
+TEST_F(HostProbe, SeesWhoMayWriteTheLog)
+{
+    EXPECT_TRUE(probeStateFolder(stranger).writable);
+    chmod(folder.path().c_str(), forOwner);
+    EXPECT_FALSE(probeStateFolder(stranger).writable);
+    EXPECT_TRUE(probeStateFolder(getuid()).writable);
+    EXPECT_TRUE(probeStateFolder(0).writable);
+}
+
+TEST_F(HostProbe, NamesTheLibraryThatItRunsWith)
+{
+    const LibraryState library = probeLibrary();
+    EXPECT_TRUE(fs::is_regular_file(library.file)) << library.file;
+    EXPECT_THAT(library.version, testing::MatchesRegex("[0-9.]+"));
+}
+
+} // namespace
+} // namespace healthintf::healthctl
