@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <stdexcept>
 #include <string>
 #include <vector>
 

@@ -2,22 +2,18 @@
 
 /** @file The file of the System Event Log, and how it is found sound. */
 
+#include "storage/damaged_file.hpp"
 #include "storage/lmdb.hpp"
 
 #include <cstddef>
 #include <exception>
 #include <filesystem>
 #include <functional>
-#include <stdexcept>
 
 namespace healthintf::logmgr
 {
 
-/** A file that does not hold what it should. */
-class DamagedFile : public std::runtime_error
-{
-    using std::runtime_error::runtime_error;
-};
+using host::DamagedFile;
 
 /** Whether a failure means that the file is damaged. */
 bool isDamage(const std::exception& failure);

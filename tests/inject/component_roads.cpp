@@ -112,6 +112,11 @@ int addFault(Try& tried, const std::string& message, const std::string& sensor,
                                      severity, "Fan", 3);
 }
 
+void withoutFaults(Try& tried)
+{
+    make(tried);
+}
+
 void withFaults(Try& tried)
 {
     make(tried);
@@ -134,10 +139,7 @@ std::vector<Road> componentRoads()
                  return added(before, after, another);
              }},
         {.name = "addFaultByRegistry",
-         .prepare =
-             [](Try& tried) {
-                 make(tried);
-             },
+         .prepare = withoutFaults,
          .run = addRegistered,
          .failures = {4, 5},
          .done =

@@ -28,6 +28,8 @@ struct Try
     std::string key;
     std::unique_ptr<FaultAndHealth> component;
     std::unique_ptr<logmgr_interface::SELAndFault> events;
+    /** The worst that a child has told, which the component may have missed. */
+    uint32_t childsHealth = 0;
     /** What was heard of events. */
     int heard = 0;
 };
@@ -39,6 +41,11 @@ struct Road
 
     /** Before it: nothing, or a component with faults. */
     std::function<void(Try&)> prepare;
+
+    /** What is sent to the component after that, if the road is run by
+     *  messages: sd_bus_process() takes them, and what fails inside that is the
+     *  daemon's to see. */
+    std::function<void(Try&)> send = {};
 
     /** The road itself; its status. */
     std::function<int(Try&)> run;
@@ -71,10 +78,6 @@ struct Road
     /** Whether its status says nothing of a failure, which is logged instead:
      *  only that all agree can be asked then. */
     bool keepsNoPromise = false;
-
-    /** Whether it is run by messages, which sd_bus_process() takes: what fails
-     *  inside that is the daemon's to see. */
-    bool byMessage = false;
 };
 
 inline std::ostream& operator<<(std::ostream& out, const Road& road)
@@ -98,6 +101,9 @@ inline const std::string another = "Fans.1.0.FAN0003";
 inline const std::string firstSensor = "/sensors/chassis/fan1";
 inline const std::string secondSensor = "/sensors/chassis/fan2";
 inline const std::string thirdSensor = "/sensors/chassis/fan3";
+
+/** Makes a component without faults. */
+void withoutFaults(Try& tried);
 
 /** Makes a component with three faults: two critical ones of the first sensor,
  *  whose number is 1, and between them a warning of the second. */

@@ -23,13 +23,8 @@ Road messageRoad(const std::string& name,
                  const std::function<bool(const View&, const View&)>& done)
 {
     return {.name = name,
-            .prepare =
-                [=](Try& tried) {
-                    prepare(tried);
-                    world().settle();
-                    send(tried);
-                    world().deliver();
-                },
+            .prepare = prepare,
+            .send = send,
             .run =
                 [](Try&) {
                     world().take();
@@ -45,8 +40,7 @@ Road messageRoad(const std::string& name,
                     return 0;
                 },
             // A message that cannot be handled is dropped.
-            .keepsNoPromise = true,
-            .byMessage = true};
+            .keepsNoPromise = true};
 }
 
 void sendHide(bool hide, const std::string& key, const std::string& path,
@@ -175,9 +169,10 @@ std::vector<Road> signalRoads()
                 return after.hidden() == 0;
             }),
         messageRoad(
-            "childsHealth", withFaults,
+            "childsHealth", withoutFaults,
             [](Try& tried) {
-                sendHealth(tried, 3);
+                tried.childsHealth = 4;
+                sendHealth(tried, tried.childsHealth);
             },
             [](const View&, const View& after) {
                 return after.health == 4u;

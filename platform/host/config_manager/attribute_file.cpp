@@ -1,13 +1,14 @@
 #include "attribute_file.hpp"
 
 #include "../directories.hpp"
+#include "../storage/damaged_file.hpp"
 
 #include <nlohmann/json.hpp>
 
 #include <cerrno>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -19,6 +20,10 @@ using nlohmann::json;
 
 namespace
 {
+
+/** The file's members. */
+constexpr const char* versionMember = "version";
+constexpr const char* attributesMember = "attributes";
 
 /** The content of a file that is there.
  *
@@ -34,19 +39,164 @@ std::string storedIn(const fs::path& file)
     return content;
 }
 
-/** @throws std::out_of_range when it is none that an attribute can have */
-int32_t valueOf(const json& given)
+/** Takes the attributes from the text as it is read. Nothing is built of it: to
+ *  take a json with members apart needs memory, and ends the process when there
+ *  is none. */
+class AttributeReader : public nlohmann::json_sax<json>
 {
-    const bool fits = given.is_number_unsigned()
-                          ? std::in_range<int32_t>(given.get<uint64_t>())
-                          : given.is_number_integer() &&
-                                std::in_range<int32_t>(given.get<int64_t>());
-    if (!fits)
+  public:
+    bool null() override
     {
-        throw std::out_of_range(given.dump() + " is no value of an attribute");
+        return take("null");
     }
-    return given.get<int32_t>();
-}
+
+    bool boolean(bool given) override
+    {
+        return take(given ? "true" : "false");
+    }
+
+    bool number_integer(int64_t given) override
+    {
+        return takeNumber(given);
+    }
+
+    bool number_unsigned(uint64_t given) override
+    {
+        return takeNumber(given);
+    }
+
+    bool number_float(double /*given*/, const std::string& text) override
+    {
+        return take(text);
+    }
+
+    bool string(std::string& /*text*/) override
+    {
+        return take("a text");
+    }
+
+    bool binary(json::binary_t& /*bytes*/) override
+    {
+        return take("bytes");
+    }
+
+    bool start_object(std::size_t /*size*/) override
+    {
+        hasAttributes = hasAttributes || isAt(1, attributesMember);
+        return isAt(1, attributesMember) ? enter() : enter("an object");
+    }
+
+    bool start_array(std::size_t /*size*/) override
+    {
+        return enter("an array");
+    }
+
+    bool key(std::string& name) override
+    {
+        (depth == 1 ? member : attribute) = name;
+        return true;
+    }
+
+    bool end_object() override
+    {
+        --depth;
+        return true;
+    }
+
+    bool end_array() override
+    {
+        --depth;
+        return true;
+    }
+
+    bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
+                     const json::exception& error) override
+    {
+        fault = error.what();
+        return false;
+    }
+
+    /** What was found.
+     *
+     *  @throws std::system_error when the file is of another version, and
+     *          DamagedFile when it is not in order */
+    Attributes result(const fs::path& file) &&
+    {
+        if (version && *version != attributeFileVersion)
+        {
+            throw std::system_error(ENOTSUP, std::generic_category(),
+                                    file.string() + " is of version " +
+                                        std::to_string(*version) +
+                                        " and this program needs version " +
+                                        std::to_string(attributeFileVersion));
+        }
+        if (fault.empty() && !(version && hasAttributes))
+        {
+            fault = "it does not tell its version and its attributes";
+        }
+        if (!fault.empty())
+        {
+            throw DamagedFile(fault);
+        }
+        return std::move(found);
+    }
+
+  private:
+    /** Whether a value is one of a member, so many objects deep. */
+    bool isAt(int where, const char* name) const
+    {
+        return depth == where && member == name;
+    }
+
+    bool enter(const char* what = nullptr)
+    {
+        if (what != nullptr)
+        {
+            take(what);
+        }
+        ++depth;
+        return true;
+    }
+
+    /** Takes what cannot be a value of an attribute. */
+    bool take(const std::string& text)
+    {
+        if (isAt(1, versionMember) || isAt(1, attributesMember) ||
+            isAt(2, attributesMember))
+        {
+            fault = text + " is no value of " +
+                    (depth == 1 ? member : "an attribute");
+        }
+        return true;
+    }
+
+    template <typename Number>
+    bool takeNumber(Number given)
+    {
+        if (!std::in_range<int32_t>(given) || isAt(1, attributesMember))
+        {
+            return take(std::to_string(given));
+        }
+        const auto value = static_cast<int32_t>(given);
+        if (isAt(1, versionMember))
+        {
+            version = value;
+        }
+        else if (isAt(2, attributesMember))
+        {
+            found.insert_or_assign(attribute, value);
+        }
+        return true;
+    }
+
+    int depth = 0;
+    std::string member;
+    std::string attribute;
+    std::optional<int32_t> version;
+    bool hasAttributes = false;
+    std::string fault;
+    Attributes found;
+};
 
 } // namespace
 
@@ -61,23 +211,22 @@ Attributes readAttributeFile(const fs::path& file)
     {
         return {};
     }
-    const json root = json::parse(storedIn(file));
-    if (const int version = root.at(versionMember);
-        version != attributeFileVersion)
+    AttributeReader reader;
+    json::sax_parse(storedIn(file), &reader);
+    return std::move(reader).result(file);
+}
+
+std::string textOf(const Attributes& attributes)
+{
+    std::string lines;
+    for (const auto& [name, value] : attributes)
     {
-        throw std::system_error(ENOTSUP, std::generic_category(),
-                                file.string() + " is of version " +
-                                    std::to_string(version) +
-                                    " and this program needs version " +
-                                    std::to_string(attributeFileVersion));
+        lines += lines.empty() ? "\n" : ",\n";
+        lines += "        " + json(name).dump() + ": " + std::to_string(value);
     }
-    Attributes attributes;
-    for (const auto& [name, value] :
-         root.at(attributesMember).get_ref<const json::object_t&>())
-    {
-        attributes.emplace(name, valueOf(value));
-    }
-    return attributes;
+    return "{\n    " + json(attributesMember).dump() + ": {" + lines +
+           "\n    },\n    " + json(versionMember).dump() + ": " +
+           std::to_string(attributeFileVersion) + "\n}\n";
 }
 
 Attributes readAttributes()

@@ -1,6 +1,7 @@
 #pragma once
 
-/** @file The file that holds the attributes, as it is read. */
+/** @file The file that holds the attributes, as it is read and
+ *  written. */
 
 #include <platform/api.h>
 
@@ -18,18 +19,17 @@ using Attributes = std::map<std::string, int32_t>;
 /** Changes with what the file holds. */
 inline constexpr int attributeFileVersion = 1;
 
-/** The file's members. */
-inline constexpr const char* versionMember = "version";
-inline constexpr const char* attributesMember = "attributes";
-
 /** The attributes' file of a folder. */
 std::filesystem::path attributeFileIn(const std::filesystem::path& folder);
 
 /** What a file holds; nothing when it is not there.
  *
- *  @throws std::system_error when it cannot be read or is of another version;
- *          another std::exception when it is damaged */
+ *  @throws std::system_error when it cannot be read or is of another version,
+ *          DamagedFile when it is damaged, std::bad_alloc */
 Attributes readAttributeFile(const std::filesystem::path& file);
+
+/** What a file has to hold. */
+std::string textOf(const Attributes& attributes);
 
 /** The attributes of this user's state folder that were ever set. Nothing is
  *  locked or made: whoever only looks waits for nobody.

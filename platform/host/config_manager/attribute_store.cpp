@@ -1,10 +1,9 @@
 #include "attribute_store.hpp"
 
 #include "../host_log.hpp"
+#include "../storage/damaged_file.hpp"
 #include "../storage/files.hpp"
 #include "limits.hpp"
-
-#include <nlohmann/json.hpp>
 
 #include <cerrno>
 #include <exception>
@@ -14,7 +13,6 @@ namespace healthintf::host
 {
 
 namespace fs = std::filesystem;
-using nlohmann::json;
 
 AttributeStore::AttributeStore(const fs::path& folder) :
     file(attributeFileIn(madeFolder(folder))), lock(folder / "lock")
@@ -47,11 +45,7 @@ Attributes AttributeStore::read() const
     {
         return readAttributeFile(file);
     }
-    catch (const std::system_error&)
-    {
-        throw;
-    }
-    catch (const std::exception& e)
+    catch (const DamagedFile& e)
     {
         const fs::path aside = setAside(file);
         HOST_LOG(log::error,
@@ -64,10 +58,7 @@ Attributes AttributeStore::read() const
 
 void AttributeStore::write(const Attributes& attributes) const
 {
-    constexpr int indent = 4;
-    const json root{{versionMember, attributeFileVersion},
-                    {attributesMember, attributes}};
-    replaceFile(file, root.dump(indent) + "\n");
+    replaceFile(file, textOf(attributes));
 }
 
 } // namespace healthintf::host

@@ -1,5 +1,6 @@
 #include "config_manager/attribute_file.hpp"
 #include "config_manager/attribute_store.hpp"
+#include "storage/damaged_file.hpp"
 #include "temporary_folder.hpp"
 
 #include <gmock/gmock.h>
@@ -62,8 +63,85 @@ TEST_F(AttributeFile, OfAnotherVersionIsRefused)
 TEST_F(AttributeFile, ThatIsDamagedIsRefusedAndLeftAlone)
 {
     const auto file = folder.write("config/attributes.json", "{");
-    EXPECT_THROW(readAttributes(), std::exception);
+    EXPECT_THROW(readAttributes(), DamagedFile);
     EXPECT_TRUE(std::filesystem::exists(file));
+}
+
+/** Why a file with such a text is taken for damaged. */
+std::string faultOf(const test::TemporaryFolder& folder,
+                    const std::string& text)
+{
+    try
+    {
+        readAttributeFile(folder.write("attributes.json", text));
+        return "none";
+    }
+    catch (const DamagedFile& e)
+    {
+        return e.what();
+    }
+}
+
+TEST_F(AttributeFile, ThatLacksItsVersionOrItsAttributesIsDamaged)
+{
+    const std::string lacking =
+        "it does not tell its version and its attributes";
+    EXPECT_EQ(faultOf(folder, "{}"), lacking);
+    EXPECT_EQ(faultOf(folder, R"({"version": 1})"), lacking);
+    EXPECT_EQ(faultOf(folder, R"({"attributes": {}})"), lacking);
+    EXPECT_EQ(faultOf(folder, R"([{"version": 1, "attributes": {}}])"),
+              lacking);
+    EXPECT_EQ(faultOf(folder, "5"), lacking);
+}
+
+TEST_F(AttributeFile, OfWhichAMemberIsSomethingElseIsDamaged)
+{
+    EXPECT_EQ(faultOf(folder, R"({"version": "1", "attributes": {}})"),
+              "a text is no value of version");
+    EXPECT_EQ(faultOf(folder, R"({"version": 4294967297, "attributes": {}})"),
+              "4294967297 is no value of version");
+    EXPECT_EQ(faultOf(folder, R"({"version": 1, "attributes": [5]})"),
+              "an array is no value of attributes");
+    EXPECT_EQ(faultOf(folder, R"({"version": 1, "attributes": 5})"),
+              "5 is no value of attributes");
+}
+
+TEST_F(AttributeFile, WithAValueThatNoAttributeHasIsDamaged)
+{
+    const auto fault = [this](const std::string& value) {
+        return faultOf(folder, R"({"attributes": {"a": )" + value +
+                                   R"(}, "version": 1})");
+    };
+    const std::string end = " is no value of an attribute";
+    EXPECT_EQ(fault("2147483647"), "none");
+    EXPECT_EQ(fault("-2147483648"), "none");
+    EXPECT_EQ(fault("2147483648"), "2147483648" + end);
+    EXPECT_EQ(fault("-2147483649"), "-2147483649" + end);
+    EXPECT_EQ(fault("1.5"), "1.5" + end);
+    EXPECT_EQ(fault("null"), "null" + end);
+    EXPECT_EQ(fault("true"), "true" + end);
+    EXPECT_EQ(fault("false"), "false" + end);
+    EXPECT_EQ(fault(R"("5")"), "a text" + end);
+    EXPECT_EQ(fault("[1]"), "an array" + end);
+    EXPECT_EQ(fault(R"({"b": 1})"), "an object" + end);
+}
+
+TEST_F(AttributeFile, MayHaveMembersThatNobodyKnows)
+{
+    EXPECT_THAT(readAttributeFile(folder.write("attributes.json", R"({
+        "by": {"attributes": {"x": 1.5}, "version": [2]},
+        "attributes": {"a": 5}, "more": [{"version": 3}], "version": 1})")),
+                UnorderedElementsAre(Pair("a", 5)));
+}
+
+TEST_F(AttributeFile, IsReadAsItWasWritten)
+{
+    const Attributes strange{{"a\"b\\", -1}, {"attributes", 2}, {"ä\n", 3}};
+    EXPECT_EQ(
+        readAttributeFile(folder.write("attributes.json", textOf(strange))),
+        strange);
+    EXPECT_EQ(readAttributeFile(folder.write("attributes.json", textOf({}))),
+              Attributes());
 }
 
 } // namespace
