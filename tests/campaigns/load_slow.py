@@ -171,6 +171,7 @@ def stopped_manager(build, changes=20_000):
     """healthmgr is stopped, while daemons come and go."""
     with Scene(build, "stopped-manager") as scene:
         manager = scene.start_service("healthmgr")
+        scene.start_service("logmgr")
         living = scene.daemon([f"{ROOT}/a/b"])
         living.collect()
         manager.signal(signal.SIGSTOP)
@@ -186,11 +187,12 @@ def stopped_manager(build, changes=20_000):
         living.ask(f"add {key} M /s 2")
         _, before = scene.world.recorded()
         status, text, _ = scene.healthctl("doctor", "--brief")
+        scene.expect("does not answer" in text, f"the doctor does not tell: {text}")
         manager.signal(signal.SIGCONT)
         seconds = scene.wait_until("all is withdrawn", lambda: scene.world.recorded()[1] == 1)
         scene.wait_until("the root is at warning", lambda: scene.shown_health() == 3)
         scene.number(f"{before} faults, 20 of dead daemons; withdrawn {seconds:.2f} s after it goes on")
         scene.happens = "nothing climbs past its nodes and the dead stay until it goes on"
         scene.limit = "systemd kills and restarts it after a minute without a sign of life"
-        scene.told = f"`healthctl doctor --brief` (status {status}): {text.splitlines()[0] if text else 'nothing'}"
+        scene.told = f"`healthctl doctor --brief` (status {status}): {text.splitlines()[0]}"
         return scene

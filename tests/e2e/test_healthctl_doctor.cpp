@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
@@ -89,6 +90,24 @@ TEST_F(HealthctlDoctor, SaysThatTheBusCanStartAServiceAndDoesNotStartIt)
                 HasSubstr("busctl call com.vexa.olvar.healthmgr"));
     EXPECT_EQ(client.ownerOf("com.vexa.olvar.healthmgr"), "");
     EXPECT_EQ(client.ownerOf("com.vexa.olvar.logmgr"), "");
+}
+
+TEST_F(HealthctlDoctor, FindsAServiceThatDoesNotAnswer)
+{
+    const Process logmgr = client.start();
+    const Process healthmgr({HEALTHMGR});
+    const Component fan(root + "/fan", 2);
+    client.waitForHealth(root, 2);
+    kill(healthmgr.pid(), SIGSTOP);
+    const auto found = findings(1);
+    EXPECT_EQ(found.at("service.healthmgr")["grade"], "problem");
+    EXPECT_EQ(found.at("service.healthmgr")["text"],
+              "healthmgr runs as process " + std::to_string(healthmgr.pid()) +
+                  " and does not answer");
+    EXPECT_THAT(std::string(found.at("policy.healthmgr")["text"]),
+                HasSubstr("was not tried: it does not answer"));
+    EXPECT_EQ(found.at("service.logmgr")["grade"], "ok");
+    EXPECT_EQ(found.at("policy.read-log")["grade"], "ok");
 }
 
 TEST_F(HealthctlDoctor, FindsWhatADeadDaemonLeft)

@@ -38,6 +38,15 @@ Finding findingOf(const BusState& bus)
 Finding findingOf(const ServiceState& service)
 {
     const std::string check = "service." + service.program;
+    if (service.pid != 0 && !service.answers)
+    {
+        return {.check = check,
+                .grade = Grade::problem,
+                .text = service.program + " runs as process " +
+                        std::to_string(service.pid) + " and does not answer",
+                .remedy =
+                    "see whether it is stopped, or restart " + service.program};
+    }
     if (service.pid != 0)
     {
         return {.check = check,

@@ -29,6 +29,8 @@ struct ServiceState
     /** The process that owns the name; 0 for none. */
     uint32_t pid = 0;
     bool activatable = false;
+    /** Whether it answers, if it runs. */
+    bool answers = true;
 };
 
 /** Something that the bus's policy allows this user or not. */

@@ -29,10 +29,14 @@ using Names = std::vector<std::string>;
 constexpr const char* busName = "org.freedesktop.DBus";
 constexpr const char* busPath = "/org/freedesktop/DBus";
 
+/** So many microseconds a service has to show that it answers. */
+constexpr uint64_t patience = 5'000'000;
+
 /** What came of a call. */
 struct Answer
 {
     MessagePtr reply;
+    bool late = false;
     /** The D-Bus name of an error, and its text. */
     std::string error;
     std::string text;
@@ -52,12 +56,16 @@ MessagePtr newCall(sd_bus* bus, const char* service, const char* path,
     return owned;
 }
 
-Answer call(sd_bus* bus, const MessagePtr& message)
+/** @param[in] timeout microseconds; 0 for the usual time */
+Answer call(sd_bus* bus, const MessagePtr& message, uint64_t timeout = 0)
 {
     sd_bus_error error = SD_BUS_ERROR_NULL;
     sd_bus_message* reply = nullptr;
-    const int result = sd_bus_call(bus, message.get(), 0, &error, &reply);
-    Answer answer{.reply = MessagePtr(reply), .error = "", .text = ""};
+    const int result = sd_bus_call(bus, message.get(), timeout, &error, &reply);
+    Answer answer{.reply = MessagePtr(reply),
+                  .late = result == -ETIMEDOUT,
+                  .error = "",
+                  .text = ""};
     if (result < 0)
     {
         answer.error = error.name != nullptr ? error.name : "failed";
@@ -88,6 +96,17 @@ uint32_t pidOf(sd_bus* bus, const std::string& name)
         sd_bus_message_read(answer.reply.get(), "u", &pid);
     }
     return pid;
+}
+
+/** Whether a service says anything at all, and be it that this user may not
+ *  ask. */
+bool answers(sd_bus* bus, const std::string& name)
+{
+    return !call(bus,
+                 newCall(bus, name.c_str(), "/", "org.freedesktop.DBus.Peer",
+                         "Ping"),
+                 patience)
+                .late;
 }
 
 /** What the bus lists. */
@@ -262,13 +281,14 @@ std::vector<ServiceState> BusProbe::services() const
 {
     const Names activatable = listed(bus.get(), "ListActivatableNames");
     std::vector<ServiceState> found{
-        {"healthmgr", names::managerService, 0, false},
-        {"logmgr", names::logManagerService, 0, false}};
+        {.program = "healthmgr", .name = names::managerService},
+        {.program = "logmgr", .name = names::logManagerService}};
     for (ServiceState& service : found)
     {
         service.pid = pidOf(bus.get(), service.name);
         service.activatable =
             std::ranges::find(activatable, service.name) != activatable.end();
+        service.answers = service.pid == 0 || answers(bus.get(), service.name);
     }
     return found;
 }
@@ -288,11 +308,12 @@ BusProbe::attempts(const std::vector<ServiceState>& services) const
     };
     for (const ServiceState& service : services)
     {
-        if (service.pid == 0)
+        if (service.pid == 0 || !service.answers)
         {
             made.push_back({.check = service.program,
                             .what = "use " + service.program,
-                            .why = "it does not run"});
+                            .why = service.pid == 0 ? "it does not run"
+                                                    : "it does not answer"});
             continue;
         }
         const bool health = service.program == "healthmgr";

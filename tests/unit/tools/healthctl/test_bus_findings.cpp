@@ -38,6 +38,10 @@ TEST(BusFindings, GradeAServiceByHowItCanBeHad)
                          .activatable = false};
     EXPECT_EQ(findingOf(service).grade, Grade::ok);
     EXPECT_THAT(findingOf(service).text, HasSubstr("17"));
+    service.answers = false;
+    EXPECT_EQ(findingOf(service).grade, Grade::problem);
+    EXPECT_THAT(findingOf(service).text, HasSubstr("17 and does not answer"));
+    EXPECT_THAT(findingOf(service).remedy, HasSubstr("restart logmgr"));
     service.pid = 0;
     service.activatable = true;
     EXPECT_EQ(findingOf(service).grade, Grade::warning);
