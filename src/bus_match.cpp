@@ -50,7 +50,7 @@ void requireMatch([[maybe_unused]] sdbusplus::bus_t& bus,
 class NamedHandler : public std::enable_shared_from_this<NamedHandler>
 {
   public:
-    using Handler = std::function<int(sdbusplus::message_t&)>;
+    using Handler = std::function<void(sdbusplus::message_t&)>;
 
     NamedHandler(const char* name, Handler handler) :
         name(name), handler(std::move(handler))
@@ -85,7 +85,7 @@ class NamedHandler : public std::enable_shared_from_this<NamedHandler>
 
 std::unique_ptr<sdbusplus::bus::match_t>
 makeMatch(sdbusplus::bus_t& bus, const std::string& rule, const char* name,
-          std::function<int(sdbusplus::message_t&)> handler)
+          std::function<void(sdbusplus::message_t&)> handler)
 {
     const healthintf::HeldSignals held;
     requireMatch<sdbusplus::SdBusInterface>(bus, rule);

@@ -21,10 +21,11 @@ namespace health_namespace::details
  *  @param[in] bus the connection
  *  @param[in] rule the match rule
  *  @param[in] name the handler's name for the log; must be a literal
- *  @param[in] handler called for each message that matches
+ *  @param[in] handler called for each message that matches; others that match
+ *             it hear it too, whatever this one does
  *  @throws sdbusplus::exception::SdBusError when the bus refuses the rule */
 std::unique_ptr<sdbusplus::bus::match_t>
 makeMatch(sdbusplus::bus_t& bus, const std::string& rule, const char* name,
-          std::function<int(sdbusplus::message_t&)> handler);
+          std::function<void(sdbusplus::message_t&)> handler);
 
 } // namespace health_namespace::details

@@ -81,7 +81,6 @@ int FaultEntry::GetNumberOfHiddenVisibleFaults(int& visible, int& hidden)
     if (records.empty())
     {
         HMI_LOG(log::progress, "%s.%d.%s: No Data found.");
-        return statusOk;
     }
     hidden =
         static_cast<int>(std::ranges::count_if(records, [](const auto& record) {

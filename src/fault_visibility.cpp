@@ -268,7 +268,7 @@ void FaultAndHealth::RegisterForHideFaultsSignal()
                                         FaultEntry::HideFaultForSensor::name);
     hideFaultsMatch = makeMatch(bus, rule, "hideFaultSignalHandler",
                                 [this](sdbusplus::message_t& message) {
-                                    return hideFaultSignalHandler(message);
+                                    hideFaultSignalHandler(message);
                                 });
     HMI_LOG(log::progress,
             "%s.%d.%s: Registered the hide Fault Signal Handler");
@@ -311,7 +311,7 @@ void FaultAndHealth::RegisterForClearSELSignal()
         signalRule(names::selPath, names::selInterface, names::selCleared);
     clearSelMatch = makeMatch(bus, rule, "clearSELSignalHandler",
                               [this](sdbusplus::message_t& message) {
-                                  return clearSELSignalHandler(message);
+                                  clearSELSignalHandler(message);
                               });
     HMI_LOG(log::progress, "%s.%d.%s: Registered clear SEL  Signal Handler");
     HMI_LOG(log::progress, "%s.%d.%s: %s", rule.c_str());

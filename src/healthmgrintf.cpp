@@ -163,22 +163,15 @@ int FaultAndHealth_GetVisibleHiddenMsgCount(int32_t* first,
         HMI_LOG(log::error, "%s.%d.%s: Args null ");
         return statusInvalidArgument;
     }
-    *first = 0;
-    *second = 0;
-    int visible = 0;
-    int hidden = 0;
     const int status =
-        FaultEntry::GetNumberOfHiddenVisibleFaults(visible, hidden);
+        FaultEntry::GetNumberOfHiddenVisibleFaults(*first, *second);
     if (status != statusOk)
     {
         HMI_LOG(log::error,
                 "%s.%d.%s: Error in fetching the Hidden Visible Count : %d",
                 status);
-        return status;
     }
-    *first = visible;
-    *second = hidden;
-    return statusOk;
+    return status;
 }
 
 int c_wrapper_hide_faults(bool hide, const char* a, const char* b, int32_t n)

@@ -6,6 +6,7 @@
 #include <platform/notification.h>
 
 #include <string_view>
+#include <utility>
 
 namespace health_namespace
 {
@@ -164,10 +165,10 @@ void unsubscribe(uint64_t& handle)
     if (handle != 0)
     {
         // A handle is a number here and a pointer there.
-        const auto number = static_cast<uintptr_t>(handle);
+        const auto number =
+            static_cast<uintptr_t>(std::exchange(handle, uint64_t{0}));
         // NOLINTNEXTLINE(performance-no-int-to-ptr)
         LQOVS_receive_signal_free(reinterpret_cast<void*>(number));
-        handle = 0;
     }
 }
 

@@ -187,7 +187,7 @@ void HealthStatus::RegisterHealthStatusCallback(sdbusplus::bus_t& bus)
                              HealthStatusUpdate::name + "',arg0='" + key + "'";
     healthMatch = makeMatch(bus, rule, "healthStatusCallbackHandler",
                             [this](sdbusplus::message_t& message) {
-                                return healthStatusCallbackHandler(message);
+                                healthStatusCallbackHandler(message);
                             });
     HMI_LOG(log::progress, "%s.%d.%s: Registered the health status call back");
     HMI_LOG(log::progress, "%s.%d.%s: %s", rule.c_str());
@@ -296,8 +296,7 @@ class WholePaths
  *  character at the key's length is passed over, whatever it is. */
 bool isImmediateChild(const std::string& key, const std::string& path)
 {
-    return path.size() <= key.size() ||
-           path.find('/', key.size() + 1) == std::string::npos;
+    return path.find('/', key.size() + 1) == std::string::npos;
 }
 
 } // namespace

@@ -60,9 +60,10 @@ int SELAndFault::RegisterForBIOSPreSELEvent(sdbusplus::bus_t& bus,
     preSelMatch = makeMatch(
         bus, rule, "BIOSSELEventCallbackHandler",
         [this, past = messageAtHand(bus)](sdbusplus::message_t& message) {
-            return message.get() == past.get()
-                       ? 0
-                       : BIOSSELEventCallbackHandler(message);
+            if (message.get() != past.get())
+            {
+                BIOSSELEventCallbackHandler(message);
+            }
         });
     preSelCallback = std::move(shared);
     if (sensorNumber != 0)

@@ -1,4 +1,5 @@
 #include "component_test.hpp"
+#include "direct_connection.hpp"
 #include "no_bus.hpp"
 
 #include <gmock/gmock.h>
@@ -639,6 +640,19 @@ TEST_F(FaultVisibility, KeepsEveryFaultWhenTheEventLogIsCleared)
               Lines(2, log7 + "clearSELSignalHandler: clear SEL Signal "
                               "Received"));
     EXPECT_EQ(messages(), Lines{"FAN0001"});
+}
+
+TEST_F(HideSignal, IsAnswered0)
+{
+    sd_bus_message* raw = nullptr;
+    ASSERT_GE(
+        sd_bus_message_new_signal(connection.raw(), &raw, "/x", "a.b", "C"), 0);
+    const MessagePtr owned(raw);
+    ASSERT_GE(sd_bus_message_append(raw, "bssi", 1, "", "", 1), 0);
+    ASSERT_GE(sd_bus_message_seal(raw, 1, 0), 0);
+    sdbusplus::message_t message(raw);
+    EXPECT_EQ(object->hideFaultSignalHandler(message), 0);
+    EXPECT_EQ(object->clearSELSignalHandler(message), 0);
 }
 
 TEST_F(FaultVisibility, HearsTheClearedLogOnceAfterRegisteringAgain)

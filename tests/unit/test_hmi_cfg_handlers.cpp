@@ -218,6 +218,10 @@ TEST_F(CfgHandlers, ReportOemFlagsThatLeaveTheLowestAsItWas)
     EXPECT_EQ(journal().take("log 1"),
               Lines{line + "new value = 0x00000002 previous value = "
                            "0x00000000"});
+    oemFlags(change(0x12345678, 0x0A0B0C0E));
+    EXPECT_EQ(journal().take("log 1"),
+              Lines{line + "new value = 0x12345678 previous value = "
+                           "0x0a0b0c0e"});
 }
 
 TEST_F(CfgHandlers, AreSubscribedAnewWhenRegisteredTwice)
