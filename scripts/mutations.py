@@ -243,12 +243,12 @@ class Reader:
         if kind not in ("call", "assignment"):
             place = None
         if place and block.previous:
-            start, stop = block.previous
+            before, (start, stop) = block.previous
             between = self.text[stop : place[0]]
             swapped = self.text[slice(*place)] + between + self.text[start:stop]
-            if self.text[slice(*place)] != self.text[start:stop]:
+            if not independent(before, statement):
                 self.add("swapped", start, place[1], swapped)
-        block.previous = place
+        block.previous = (statement, place) if place else None
 
     def nested(self, block):
         """Whether a block is one of if, for and the like."""
@@ -264,6 +264,23 @@ class Reader:
                 break
             index -= 1
         return self.word(index - 1) in ("if", "for", "while", "switch", "catch")
+
+
+def independent(first, second):
+    """Whether it is plain that the order of two statements does not matter: they
+    give values that never change to different variables, or hand something over
+    under different names."""
+    words, others = ([token.text for token in each] for each in (first, second))
+    kinds, others_kinds = ([token.kind for token in each] for each in (first, second))
+    if words == others:
+        return True
+    assigned = ["word", "sign", "number"]
+    if kinds == others_kinds == assigned and words[1] == others[1] == "=":
+        return words[0] != others[0]
+    named = ["word", "sign", "text"]
+    if kinds[:3] == others_kinds[:3] == named and words[1] == others[1] == "(":
+        return words[0] == others[0] and words[2] != others[2]
+    return False
 
 
 def kind_of_statement(statement):

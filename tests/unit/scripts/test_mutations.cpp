@@ -110,6 +110,21 @@ TEST_F(Mutations, ExchangeStatementsThatFollowEachOther)
                 Not(Contains(testing::HasSubstr("swapped"))));
     EXPECT_THAT(inside("a();\na();"),
                 Not(Contains(testing::HasSubstr("swapped"))));
+    EXPECT_THAT(
+        inside("a = 1;\na = 2;"),
+        Contains("3: swapped: `a = 1; a = 2;` becomes `a = 2; a = 1;`"));
+    EXPECT_THAT(inside("put(\"a\", 1);\nset(\"b\", 2);"),
+                Contains(testing::HasSubstr("swapped")));
+}
+
+TEST_F(Mutations, DoNotExchangeStatementsWhoseOrderPlainlyDoesNotMatter)
+{
+    EXPECT_THAT(inside("a = 1;\nb = 2;"),
+                Not(Contains(testing::HasSubstr("swapped"))));
+    EXPECT_THAT(inside("put(\"a\", x);\nput(\"b\", y);"),
+                Not(Contains(testing::HasSubstr("swapped"))));
+    EXPECT_THAT(inside("put(\"a\", x);\nput(\"a\", y);"),
+                Contains(testing::HasSubstr("swapped")));
 }
 
 TEST_F(Mutations, GoIntoLambdasAndCases)
