@@ -49,9 +49,7 @@ int SELClient::addSEL(Sensor sensor, std::vector<uint8_t> record,
         call.append(sensor, record);
         const healthintf::HeldSignals held;
         auto reply = bus.call(call);
-        uint32_t answered = 0;
-        reply.read(answered);
-        recordId = answered;
+        reply.read(recordId);
     }
     catch (const sdbusplus::exception::SdBusError& e)
     {

@@ -109,7 +109,7 @@ void FaultAndHealth::addObjectManager()
 
 void FaultAndHealth::undoConstruction() noexcept
 {
-    hideFaultsMatch.reset();
+    // The match for hiding is made last of all.
     clearSelMatch.reset();
     UnregisterLCDAttributes();
     healthNode.reset();
