@@ -120,6 +120,15 @@ TEST_F(Visibility, FollowsASensorPathInEveryProcess)
     expectShown({}, 4, 4);
 }
 
+TEST_F(Visibility, IsAskedForInTheSendersLog)
+{
+    hide(true, "-", "/s1", 0);
+    sender.end();
+    EXPECT_THAT(sender.process.errors(),
+                testing::HasSubstr(
+                    "SendHideFaultsSignal: HideFaultForSensor signal sent"));
+}
+
 TEST_F(Visibility, FollowsASensorNumberInEveryProcess)
 {
     hide(true, "-", "-", 1);

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <ios>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace health_namespace::details
 {
@@ -41,6 +43,52 @@ TEST(BusText, LooksAtEveryByteOfALongText)
         accented = plain;
         accented[i] = '\x01';
         EXPECT_TRUE(isBusText(accented)) << i;
+    }
+}
+
+TEST(BusText, LooksAtNothingBehindTheText)
+{
+    const std::string longer = std::string(20, 'x') + "\xFF";
+    for (std::size_t size = 0; size <= 20; ++size)
+    {
+        EXPECT_TRUE(isBusText(std::string_view(longer).substr(0, size)))
+            << size;
+    }
+}
+
+/** What the second byte of a sequence may be after a first one. */
+struct SecondBytes
+{
+    int first;
+    int lowest;
+    int highest;
+};
+
+TEST(BusText, TakesTheSecondBytesThatUnicodeAllows)
+{
+    for (const auto& [first, lowest, highest] : {
+             SecondBytes{0xC2, 0x80, 0xBF},
+             SecondBytes{0xDF, 0x80, 0xBF},
+             SecondBytes{0xE0, 0xA0, 0xBF},
+             SecondBytes{0xE1, 0x80, 0xBF},
+             SecondBytes{0xEC, 0x80, 0xBF},
+             SecondBytes{0xED, 0x80, 0x9F},
+             SecondBytes{0xEE, 0x80, 0xBF},
+             SecondBytes{0xEF, 0x80, 0xBF},
+             SecondBytes{0xF0, 0x90, 0xBF},
+             SecondBytes{0xF1, 0x80, 0xBF},
+             SecondBytes{0xF3, 0x80, 0xBF},
+             SecondBytes{0xF4, 0x80, 0x8F},
+         })
+    {
+        for (int second = 0; second <= 0xFF; ++second)
+        {
+            std::string text{static_cast<char>(first),
+                             static_cast<char>(second)};
+            text += first < 0xE0 ? "" : first < 0xF0 ? "\x80" : "\x80\x80";
+            EXPECT_EQ(isBusText(text), second >= lowest && second <= highest)
+                << std::hex << first << " " << second;
+        }
     }
 }
 

@@ -147,6 +147,15 @@ TEST_F(LedStates, AreThoseThatFaultsOfTheTreeAskFor)
                      logged(7, name + ": LED States: 1 0 1 0 0 1")}));
 }
 
+TEST_F(LedStates, AreEachLoggedInTheirPlace)
+{
+    haveState(2);
+    haveState(4);
+    EXPECT_EQ(ask(), statusOk);
+    EXPECT_EQ(journal().lines().back(),
+              logged(7, name + ": LED States: 0 1 0 1 0 0"));
+}
+
 TEST_F(LedStates, AreEachAnElementOfItsOwn)
 {
     for (int32_t state = 1; state <= 6; ++state)

@@ -74,7 +74,12 @@ TEST_F(CfgHandlers, RecogniseOnlyTheirOwnNameAsTheirOwnSource)
 
 TEST_F(CfgHandlers, NeverTakeAChangeWithoutASourceForTheirOwn)
 {
-    EXPECT_FALSE(madeBySelf(change(1, 0)));
+    std::vector<uint8_t> record = change(1, 0);
+    EXPECT_FALSE(madeBySelf(record));
+    // Whatever stands where there is none.
+    std::ranges::copy(std::string_view("HealthManagerInterface"),
+                      record.begin());
+    EXPECT_FALSE(madeBySelf(record));
 }
 
 TEST_F(CfgHandlers, SkipTheEchoOfAnOwnChange)
