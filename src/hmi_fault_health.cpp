@@ -109,8 +109,6 @@ void FaultAndHealth::addObjectManager()
 
 void FaultAndHealth::undoConstruction() noexcept
 {
-    // The match for hiding is made last of all.
-    clearSelMatch.reset();
     UnregisterLCDAttributes();
     healthNode.reset();
     objectManager.reset();

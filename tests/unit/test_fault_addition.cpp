@@ -222,6 +222,19 @@ TEST_F(FaultAddition, NeverHoldsMoreThanTenFaults)
     EXPECT_EQ(faults().size(), FaultAndHealth::maxFaults);
 }
 
+TEST_F(FaultAddition, LooksForNoneToEvictUpToTheTenth)
+{
+    const auto object = make();
+    for (std::size_t i = 0; i < FaultAndHealth::maxFaults; ++i)
+    {
+        EXPECT_EQ(add(*object, 1), 0);
+    }
+    for (const std::string& line : journal().take())
+    {
+        EXPECT_THAT(line, Not(HasSubstr("removing lowest")));
+    }
+}
+
 TEST_F(FaultAddition, EvictsTheLeastImportantInThisOrder)
 {
     const auto object = make();
