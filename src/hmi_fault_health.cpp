@@ -109,9 +109,8 @@ void FaultAndHealth::addObjectManager()
 
 void FaultAndHealth::undoConstruction() noexcept
 {
+    // What the members hold goes with them.
     UnregisterLCDAttributes();
-    healthNode.reset();
-    objectManager.reset();
 }
 
 FaultAndHealth::~FaultAndHealth()
