@@ -9,9 +9,11 @@
 
 #include <hmi_client_stub.hpp>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
@@ -94,6 +96,8 @@ class SelClient : public testing::Test
     }
 
     PrivateBus bus;
+    /** Before the first line is logged, so that each step is told. */
+    const int verbose = setenv("HEALTHINTF_LOG_LEVEL", "7", 1);
     std::unique_ptr<Child> manager;
     uint32_t recordId = 77;
 };
@@ -107,6 +111,17 @@ TEST_F(SelClient, StoresARecordAndGivesItsIdentifier)
     EXPECT_EQ(recordId, 4000000000U);
     EXPECT_EQ(manager->hear(), "AddSEL (ssyy)ay: ('Fan 1', '/sensors/fan1', 7, "
                                "255) [1, 0, 255]");
+}
+
+TEST_F(SelClient, LogsTheIdentifier)
+{
+    manage([](sd_bus_message* call) {
+        return sd_bus_reply_method_return(call, "u", 17U);
+    });
+    testing::internal::CaptureStderr();
+    add({});
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                testing::HasSubstr("AddSEL(logmgr)  retruned RecordId = 17"));
 }
 
 TEST_F(SelClient, SendsAnEmptyRecordAsItIs)
