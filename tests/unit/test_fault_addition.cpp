@@ -9,6 +9,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <new>
 #include <stdexcept>
 
 namespace health_namespace
@@ -201,6 +202,19 @@ TEST_F(FaultAddition, ReportsAMessageThatTheRegistryHasNot)
                "MsgRegGetContentByMsgID failed with status: 1\n",
                "log 1 271 hmi_fault_health.#.addFault: Not able to fetch the "
                "Message Contents error : 1"}));
+}
+
+TEST_F(FaultAddition, ReportsAMessageThatMemoryRunsOutFor)
+{
+    const auto object = make();
+    journal().fail("MsgRegGetContentWNByMsgID", [] {
+        throw std::bad_alloc();
+    });
+    EXPECT_EQ(addByMessage(*object, "NONE"), 5);
+    EXPECT_EQ(
+        journal().lines().back(),
+        "log 2 271 EXCEPTION hmi_fault_health.#.addFault: std::bad_alloc");
+    EXPECT_THAT(faults(), testing::IsEmpty());
 }
 
 TEST_F(FaultAddition, KeepsBothFaultsOfOneMessageAndSensor)
