@@ -166,7 +166,7 @@ TEST_F(FaultEntryServer, WritesEachPropertyUnderItsName)
                set + "LcdMessage='l'", set + "Hidden=false"}));
 }
 
-TEST_F(FaultEntryServer, AnnouncesNoChangeOfTheConstantProperty)
+TEST_F(FaultEntryServer, AnnouncesEachChangeButOfTheConstantProperty)
 {
     FaultEntry object = make();
     connection.settle();
@@ -188,6 +188,12 @@ TEST_F(FaultEntryServer, AnnouncesNoChangeOfTheConstantProperty)
     object.message("other");
     connection.settle();
     EXPECT_EQ(heard, 1);
+    object.setPropertyByName("Message", std::string("third"));
+    connection.settle();
+    EXPECT_EQ(heard, 2) << "unless it is told not to";
+    object.setPropertyByName("Message", std::string("fourth"), true);
+    connection.settle();
+    EXPECT_EQ(heard, 2);
 }
 
 TEST_F(FaultEntryServer, KeepsTheOldValueWhenTheCacheRefusesTheNew)

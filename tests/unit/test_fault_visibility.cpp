@@ -611,6 +611,14 @@ TEST_F(HideSignal, IsNotSentWithTextsThatDBusCannotCarry)
                      log + "the texts have more than 1048576 bytes"}));
 }
 
+TEST_F(HideSignal, IsRefusedForTheFirstTextThatDBusCannotCarry)
+{
+    EXPECT_EQ(FaultAndHealth::SendHideFaultsSignal(true, "\xFF", "\xFF", 0), 1);
+    EXPECT_EQ(journal().take("log 1"),
+              (Lines{"log 1 271 hmi_fault_health.#.SendHideFaultsSignal: "
+                     "health path is not UTF-8 text without NUL"}));
+}
+
 TEST_F(HideSignal, IsNotSentWithoutABus)
 {
     haveNoBus();
