@@ -115,7 +115,9 @@ TEST_F(HealthStatusServer, AnnouncesAChangeUnlessTold)
 TEST_F(HealthStatusServer, SetsAndGetsByName)
 {
     HealthStatus object = make(3);
+    journal().take();
     object.setPropertyByName("HealthStatus", 4u);
+    EXPECT_EQ(journal().count("PropertiesChanged"), 1u);
     EXPECT_EQ(object.getPropertyByName("HealthStatus"),
               HealthStatus::PropertiesVariant(4u));
 }

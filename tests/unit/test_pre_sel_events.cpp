@@ -223,6 +223,19 @@ TEST_F(PreSelEvents, WithAnotherContentAreLoggedAndDropped)
     EXPECT_EQ(told(), Numbers{5}) << "and the next is heard";
 }
 
+TEST_F(PreSelEvents, AreAnswered0ToWhoeverHandsThemOverByHand)
+{
+    listen(0);
+    for (const std::size_t size : {sizeof(SELRecord), sizeof(SELRecord) - 1})
+    {
+        auto message = bus.new_signal("/a", "com.example", "SignalSELEvent");
+        message.append(std::vector<uint8_t>(size));
+        ASSERT_GE(sd_bus_message_seal(message.get(), 1, 0), 0);
+        EXPECT_EQ(object->BIOSSELEventCallbackHandler(message), 0) << size;
+    }
+    EXPECT_EQ(told(), Numbers{0}) << "the other one is too short";
+}
+
 TEST_F(PreSelEvents, ThrowToWhoeverHandsThemOverByHand)
 {
     listen(0);
