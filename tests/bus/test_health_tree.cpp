@@ -130,7 +130,7 @@ TEST_F(HealthTree, ShowsNodesAndEntriesToAClient)
         std::vector<std::string>{"com.vexa.olvar.healthmgr.HealthStatus"});
     const auto& entry = *objects.rbegin();
     EXPECT_THAT(entry.first,
-                testing::MatchesRegex(root + "/a/entry/Fault_[0-9A-F]+_4"));
+                testing::MatchesRegex(root + "/a/entry/Fault_[0-9A-F]+0000_4"));
     EXPECT_EQ(entry.second,
               std::vector<std::string>{"com.vexa.olvar.healthmgr.FaultEntry"});
 }
