@@ -82,8 +82,13 @@ class AttributeReader : public nlohmann::json_sax<json>
 
     bool start_object(std::size_t /*size*/) override
     {
-        hasAttributes = hasAttributes || isAt(1, attributesMember);
-        return isAt(1, attributesMember) ? enter() : enter("an object");
+        if (!isAt(1, attributesMember))
+        {
+            return enter("an object");
+        }
+        hasAttributes = true;
+        ++depth;
+        return true;
     }
 
     bool start_array(std::size_t /*size*/) override
@@ -99,14 +104,12 @@ class AttributeReader : public nlohmann::json_sax<json>
 
     bool end_object() override
     {
-        --depth;
-        return true;
+        return leave();
     }
 
     bool end_array() override
     {
-        --depth;
-        return true;
+        return leave();
     }
 
     bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
@@ -148,13 +151,17 @@ class AttributeReader : public nlohmann::json_sax<json>
         return depth == where && member == name;
     }
 
-    bool enter(const char* what = nullptr)
+    /** Goes into what cannot be a value of an attribute. */
+    bool enter(const char* what)
     {
-        if (what != nullptr)
-        {
-            take(what);
-        }
+        take(what);
         ++depth;
+        return true;
+    }
+
+    bool leave()
+    {
+        --depth;
         return true;
     }
 
