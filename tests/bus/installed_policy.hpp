@@ -8,7 +8,9 @@
 
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -29,8 +31,10 @@ inline const std::string systemRules =
 
 // A bus knows only users and groups that the machine has. These are on every
 // one and stand for those that the packages make.
-inline const std::string servicesUser = "daemon";
+inline const std::string healthManagersUser = "daemon";
+inline const std::string logManagersUser = "bin";
 inline const std::string reportersGroup = "games";
+inline const std::string operatorsGroup = "mail";
 
 inline void replaceAll(std::string& text, const std::string& what,
                        const std::string& by)
@@ -51,11 +55,16 @@ inline std::string installedRules(const std::string& name)
     const std::string open = "<busconfig>";
     const std::size_t start = file.find(open) + open.size();
     std::string rules = file.substr(start, file.rfind("</") - start);
-    replaceAll(rules, "user=\"root\"",
-               "user=\"" + std::to_string(getuid()) + "\"");
-    replaceAll(rules, "user=\"healthintf\"", "user=\"" + servicesUser + "\"");
-    replaceAll(rules, "group=\"healthintf\"",
-               "group=\"" + reportersGroup + "\"");
+    const auto put = [&rules](const std::string& kind, const std::string& whom,
+                              const std::string& standIn) {
+        replaceAll(rules, kind + "=\"" + whom + "\"",
+                   kind + "=\"" + standIn + "\"");
+    };
+    put("user", "root", std::to_string(getuid()));
+    put("user", "healthintf", healthManagersUser);
+    put("user", "healthintf-logmgr", logManagersUser);
+    put("group", "healthintf", reportersGroup);
+    put("group", "healthintf-operators", operatorsGroup);
     return rules;
 }
 
@@ -64,24 +73,32 @@ enum class Caller
 {
     /** A user without rights. */
     stranger,
-    /** A user in the group of those who report and operate. */
-    member,
-    /** The services' user. */
-    service,
+    /** A user in the group of those who report. */
+    reporter,
+    /** A user in the group of those who operate. */
+    operatorUser,
+    /** The user that healthmgr runs as. */
+    healthManager,
+    /** The user that logmgr runs as. */
+    logManager,
 };
 
 /** A command as another user. */
 inline std::vector<std::string> as(Caller caller,
                                    const std::vector<std::string>& command)
 {
-    const std::string user =
-        caller == Caller::service ? servicesUser : std::string("nobody");
-    const std::string group =
-        caller == Caller::service ? reportersGroup : std::string("nogroup");
-    std::vector<std::string> whole{"setpriv", "--reuid=" + user,
-                                   "--regid=" + group};
-    whole.push_back(caller == Caller::member ? "--groups=" + reportersGroup
-                                             : "--clear-groups");
+    // User, group and further groups.
+    static const std::map<Caller, std::array<std::string, 3>> identities{
+        {Caller::stranger, {"nobody", "nogroup", ""}},
+        {Caller::reporter, {"nobody", "nogroup", reportersGroup}},
+        {Caller::operatorUser, {"nobody", "nogroup", operatorsGroup}},
+        {Caller::healthManager, {healthManagersUser, reportersGroup, ""}},
+        {Caller::logManager, {logManagersUser, logManagersUser, ""}},
+    };
+    const auto& [user, group, further] = identities.at(caller);
+    std::vector<std::string> whole{
+        "setpriv", "--reuid=" + user, "--regid=" + group,
+        further.empty() ? "--clear-groups" : "--groups=" + further};
     whole.insert(whole.end(), command.begin(), command.end());
     return whole;
 }

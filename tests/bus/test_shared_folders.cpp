@@ -11,11 +11,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -51,15 +49,12 @@ class SharedFolders : public testing::Test
         std::string text = contentOf(TMPFILES);
         replaceAll(text, "/run/healthintf", at("run"));
         replaceAll(text, "/var/lib/healthintf", at("state"));
+        replaceAll(text, "healthintf-logmgr healthintf-logmgr",
+                   logManagersUser + " " + logManagersUser);
         replaceAll(text, "healthintf healthintf",
-                   servicesUser + " " + reportersGroup);
+                   healthManagersUser + " " + reportersGroup);
         outputOf({"systemd-tmpfiles", "--create",
                   bus.folder().write("folders.conf", text)});
-    }
-
-    ~SharedFolders() override
-    {
-        umask(before);
     }
 
     std::string at(const std::string& name) const
@@ -67,13 +62,18 @@ class SharedFolders : public testing::Test
         return bus.folder().path() / name;
     }
 
-    /** Sets an attribute.
-     *
-     *  @param[in] command starts a notification-client
-     *  @return its result */
-    static std::string setBy(const Words& command, const std::string& value)
+    /** Whether a user may do to files what a command does. */
+    static bool may(const Words& command)
     {
-        return Process(command).ask("set color " + value);
+        Process attempt(command);
+        const bool done = attempt.wait() == 0;
+        if (!done)
+        {
+            EXPECT_THAT(attempt.errors(),
+                        testing::AnyOf(HasSubstr("Permission denied"),
+                                       HasSubstr("Operation not permitted")));
+        }
+        return done;
     }
 
     /** Expects that two daemons of different users make one tree. */
@@ -87,7 +87,8 @@ class SharedFolders : public testing::Test
         Component parent(second);
         parent.init(branch, 2);
         client.waitForHealth(branch, 4);
-        for (const Caller caller : {Caller::member, Caller::service})
+        for (const Caller caller :
+             {Caller::stranger, Caller::reporter, Caller::healthManager})
         {
             EXPECT_THAT(outputOf(as(caller, {CACHE_DUMP})),
                         testing::AllOf(HasSubstr("\"" + leafKey + "\":4"),
@@ -97,66 +98,84 @@ class SharedFolders : public testing::Test
                     testing::Not(HasSubstr("Permission denied")));
     }
 
-    // By itself it would keep the group from writing.
-    const mode_t before = umask(022);
     PrivateBus bus{systemRules + installedRules("com.vexa.olvar.healthmgr") +
                    installedRules(logService)};
 };
 
 const Words daemonOfRoot{COMPONENT_DAEMON, "sd-event"};
-const Words clientOfRoot{NOTIFICATION_CLIENT, "sd-event"};
 
 TEST_F(SharedFolders, GiveRootAndTheServicesOneTree)
 {
-    expectOneTree(daemonOfRoot, as(Caller::service, daemonOfRoot));
+    expectOneTree(daemonOfRoot, as(Caller::healthManager, daemonOfRoot));
 }
 
 TEST_F(SharedFolders, GiveTheServicesAndRootOneTree)
 {
-    expectOneTree(as(Caller::service, daemonOfRoot), daemonOfRoot);
+    expectOneTree(as(Caller::healthManager, daemonOfRoot), daemonOfRoot);
 }
 
-TEST_F(SharedFolders, GiveAMemberOfTheGroupAndTheServicesOneTree)
+TEST_F(SharedFolders, GiveAReporterAndTheServicesOneTree)
 {
-    expectOneTree(as(Caller::member, daemonOfRoot),
-                  as(Caller::service, daemonOfRoot));
+    expectOneTree(as(Caller::reporter, daemonOfRoot),
+                  as(Caller::healthManager, daemonOfRoot));
 }
 
-TEST_F(SharedFolders, KeepStrangersOutOfTheDataCache)
+TEST_F(SharedFolders, KeepWhatIsNotInTheDataCacheForTheServices)
 {
-    Component leaf(root, 2);
-    Process dump(as(Caller::stranger, {CACHE_DUMP}));
-    EXPECT_THAT(dump.output(), HasSubstr("\"health\":{}"));
-    EXPECT_THAT(dump.errors(), HasSubstr("Permission denied"));
+    for (const Caller caller : {Caller::stranger, Caller::reporter,
+                                Caller::operatorUser, Caller::logManager})
+    {
+        for (const char* folder : {"run", "state", "state/config"})
+        {
+            EXPECT_FALSE(
+                may(as(caller, {"touch", at(std::string(folder) + "/file")})))
+                << folder;
+        }
+    }
+    EXPECT_FALSE(may(as(Caller::healthManager, {"touch", at("run/file")})));
+    EXPECT_FALSE(may(as(Caller::healthManager, {"touch", at("run/sel/file")})));
+    EXPECT_FALSE(may(as(Caller::reporter, {"touch", at("run/sel/file")})));
+    EXPECT_TRUE(may(as(Caller::logManager, {"touch", at("run/sel/file")})));
+    EXPECT_TRUE(
+        may(as(Caller::healthManager, {"touch", at("state/config/file")})));
 }
 
-TEST_F(SharedFolders, LetRootAndMembersChangeAttributesInTurn)
+TEST_F(SharedFolders, LetReportersAloneMakeFilesInTheDataCache)
 {
-    EXPECT_EQ(setBy(clientOfRoot, "1"), "0");
-    EXPECT_EQ(setBy(as(Caller::member, clientOfRoot), "2"), "0");
-    EXPECT_EQ(setBy(as(Caller::service, clientOfRoot), "3"), "0");
-    EXPECT_EQ(setBy(clientOfRoot, "4"), "0");
-    EXPECT_THAT(contentOf(at("state/config/attributes.json")),
-                HasSubstr("\"color\": 4"));
+    const std::string file = at("run/datacache/file");
+    for (const Caller caller :
+         {Caller::stranger, Caller::operatorUser, Caller::logManager})
+    {
+        EXPECT_FALSE(may(as(caller, {"touch", file})));
+    }
+    EXPECT_TRUE(may(as(Caller::reporter, {"touch", file})));
 }
 
-TEST_F(SharedFolders, LetStrangersReadAttributesAndNotChangeThem)
+TEST_F(SharedFolders, KeepAReportersFileForHimAndTheHealthManager)
 {
-    EXPECT_EQ(setBy(clientOfRoot, "1"), "0");
-    EXPECT_EQ(setBy(as(Caller::stranger, clientOfRoot), "2"),
-              std::to_string(EACCES));
-    EXPECT_THAT(outputOf(as(Caller::stranger,
-                            {"cat", at("state/config/attributes.json")})),
-                HasSubstr("\"color\": 1"));
+    const std::string file = at("run/datacache/file");
+    const Words byAnotherReporter{"setpriv", "--reuid=" + logManagersUser,
+                                  "--regid=" + reportersGroup,
+                                  "--clear-groups"};
+    for (const Words& attempt :
+         {Words{"rm", "--force", file}, {"mv", "--force", file, file + ".new"}})
+    {
+        ASSERT_TRUE(may(as(Caller::reporter, {"touch", file})));
+        Words whole = byAnotherReporter;
+        whole.insert(whole.end(), attempt.begin(), attempt.end());
+        EXPECT_FALSE(may(whole));
+        EXPECT_TRUE(may(as(Caller::healthManager, attempt)));
+    }
 }
 
 TEST_F(SharedFolders, KeepTheLogForItsServiceAlone)
 {
     LogClient client;
-    Process logmgr(as(Caller::service, {LOGMGR}));
+    Process logmgr(as(Caller::logManager, {LOGMGR}));
     client.waitUntilReady();
     EXPECT_EQ(client.add(recordOf(7)), 1U);
-    for (const Caller caller : {Caller::stranger, Caller::member})
+    for (const Caller caller : {Caller::stranger, Caller::reporter,
+                                Caller::operatorUser, Caller::healthManager})
     {
         EXPECT_THAT(
             [&] {
@@ -164,7 +183,15 @@ TEST_F(SharedFolders, KeepTheLogForItsServiceAlone)
             },
             ThrowsMessage<std::runtime_error>(HasSubstr("Permission denied")));
     }
-    EXPECT_THAT(outputOf(as(Caller::member, {CACHE_DUMP})),
+}
+
+TEST_F(SharedFolders, LetEverybodyReadTheMirrorOfTheLog)
+{
+    LogClient client;
+    Process logmgr(as(Caller::logManager, {LOGMGR}));
+    client.waitUntilReady();
+    EXPECT_EQ(client.add(recordOf(7)), 1U);
+    EXPECT_THAT(outputOf(as(Caller::stranger, {CACHE_DUMP})),
                 HasSubstr("selentry/00001"));
 }
 

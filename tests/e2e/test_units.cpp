@@ -12,8 +12,10 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <regex>
 #include <string>
+#include <vector>
 
 namespace healthintf::test
 {
@@ -93,30 +95,125 @@ TEST(InstalledForSystemd, ActivationFilesNameTheUnits)
     }
 }
 
-TEST(InstalledForSystemd, UserAndFoldersAreMadeInARoot)
+/** Users and folders as systemd makes them, in a root of their own. */
+class InstalledFolders : public testing::Test
 {
-    if (geteuid() != 0)
+  protected:
+    void SetUp() override
     {
-        GTEST_SKIP() << "needs root, to make users and folders";
+        if (geteuid() != 0)
+        {
+            GTEST_SKIP() << "needs root, to make users and folders";
+        }
+        fs::create_directories(root / "etc");
+        outputOf({"systemd-sysusers", "--root=" + root.string(),
+                  installation().at(SYSUSERS_FOLDER "/healthintf.conf")});
     }
+
+    ~InstalledFolders() override
+    {
+        fs::remove_all(root);
+    }
+
+    void make() const
+    {
+        outputOf({"systemd-tmpfiles", "--create", "--remove",
+                  "--root=" + root.string(),
+                  installation().at(TMPFILES_FOLDER "/healthintf.conf")});
+    }
+
+    /** The number of a user or a group of the root. */
+    std::string numberOf(const std::string& file, const std::string& name) const
+    {
+        const std::string text = "\n" + contentOf(root / "etc" / file);
+        std::smatch found;
+        return std::regex_search(text, found,
+                                 std::regex("\n" + name + ":x:([0-9]+):"))
+                   ? found[1].str()
+                   : "no " + name + " in " + file;
+    }
+
+    /** Expects the mode of a folder or file, and whose it is. */
+    void expect(const std::string& path, const std::string& mode,
+                const std::string& owner) const
+    {
+        EXPECT_EQ(
+            outputOf({"stat", "--format=%a %u %g", root / path}),
+            mode + " " + (owner == "root" ? "0" : numberOf("passwd", owner)) +
+                " " + (owner == "root" ? "0" : numberOf("group", owner)) + "\n")
+            << path;
+    }
+
+    void expectFolders() const
+    {
+        expect("run/healthintf", "755", "root");
+        expect("run/healthintf/datacache", "1775", "healthintf");
+        expect("run/healthintf/sel", "755", "healthintf-logmgr");
+        expect("var/lib/healthintf", "755", "root");
+        expect("var/lib/healthintf/config", "755", "healthintf");
+        expect("var/lib/healthintf/sel", "700", "healthintf-logmgr");
+    }
+
     const fs::path root = installation().files().path() / "root";
-    fs::create_directories(root / "etc");
-    outputOf({"systemd-sysusers", "--root=" + root.string(),
-              installation().at(SYSUSERS_FOLDER "/healthintf.conf")});
-    EXPECT_THAT(contentOf(root / "etc/passwd"), HasSubstr("healthintf:"));
-    EXPECT_THAT(contentOf(root / "etc/group"), HasSubstr("healthintf:"));
-    outputOf({"systemd-tmpfiles", "--create", "--root=" + root.string(),
-              installation().at(TMPFILES_FOLDER "/healthintf.conf")});
-    const auto shared = fs::perms::owner_all | fs::perms::group_all |
-                        fs::perms::others_read | fs::perms::others_exec |
-                        fs::perms::set_gid;
-    for (const char* folder :
-         {"run/healthintf/datacache", "var/lib/healthintf/config"})
+};
+
+TEST_F(InstalledFolders, AreWritableForNoGroupButTheStickyOne)
+{
+    make();
+    expectFolders();
+}
+
+TEST_F(InstalledFolders, HaveAHostMonitorThatMayReportAndNotOperate)
+{
+    const std::string groups = "\n" + contentOf(root / "etc/group");
+    EXPECT_TRUE(std::regex_search(
+        groups, std::regex("\nhealthintf:x:[0-9]+:healthintf-hostmon\n")))
+        << groups;
+    EXPECT_TRUE(std::regex_search(
+        groups, std::regex("\nhealthintf-operators:x:[0-9]+:\n")))
+        << groups;
+}
+
+TEST_F(InstalledFolders, ArePutRightWhereAnOlderVersionMadeThem)
+{
+    const auto make2775 = [this](const std::string& path) {
+        fs::create_directories(root / path);
+        outputOf({"chown",
+                  numberOf("passwd", "healthintf") + ":" +
+                      numberOf("group", "healthintf"),
+                  root / path});
+        outputOf({"chmod", "2775", root / path});
+    };
+    make2775("run/healthintf");
+    make2775("run/healthintf/datacache");
+    make2775("var/lib/healthintf/config");
+    make2775("var/lib/healthintf/sel");
+    const std::vector<std::string> old{
+        "run/healthintf/datacache/users", "run/healthintf/datacache/lock.mdb",
+        "run/healthintf/datacache/data.mdb", "var/lib/healthintf/config/lock"};
+    const std::vector<std::string> kept{
+        "var/lib/healthintf/config/attributes.json",
+        "var/lib/healthintf/sel/data.mdb"};
+    for (const auto& files : {old, kept})
     {
-        EXPECT_EQ(fs::status(root / folder).permissions(), shared) << folder;
+        for (const std::string& file : files)
+        {
+            std::ofstream(root / file) << file;
+        }
     }
-    EXPECT_EQ(fs::status(root / "var/lib/healthintf/sel").permissions(),
-              fs::perms::owner_all);
+    fs::permissions(root / kept[1],
+                    fs::perms::owner_read | fs::perms::owner_write);
+    make();
+    expectFolders();
+    for (const std::string& file : old)
+    {
+        EXPECT_FALSE(fs::exists(root / file)) << file;
+    }
+    for (const std::string& file : kept)
+    {
+        EXPECT_EQ(contentOf(root / file), file);
+    }
+    expect(kept[1], "600", "healthintf-logmgr");
 }
 
 } // namespace

@@ -1,0 +1,181 @@
+/** @file Who may send which signal, by the policies that the project installs,
+ *  to all and to the services' names alone. */
+
+#include "bus_client.hpp"
+#include "installed_policy.hpp"
+#include "log_client.hpp"
+#include "private_bus.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+namespace
+{
+
+constexpr const char* manager = "com.vexa.olvar.healthmgr";
+const std::string root = "/com/vexa/olvar/health";
+const std::string nodes = std::string(manager) + ".HealthStatus";
+const std::string entries = std::string(manager) + ".FaultEntry";
+const std::string anything = "com.example.Any";
+
+/** By the names that the tests' messages have for them. */
+const std::map<std::string, Caller> callers{
+    {"stranger", Caller::stranger},     {"reporter", Caller::reporter},
+    {"operator", Caller::operatorUser}, {"healthmgr", Caller::healthManager},
+    {"logmgr", Caller::logManager},
+};
+
+using Names = std::set<std::string>;
+
+// The health manager's user is in the group of those who report.
+const Names reporters{"reporter", "healthmgr"};
+const Names operators{"operator"};
+const Names healthManager{"healthmgr"};
+const Names logManager{"logmgr"};
+const Names nobodyElse;
+
+struct Signal
+{
+    std::string path;
+    std::string interface;
+    std::string member;
+};
+
+/** Is what the senders of signals take for both services. */
+class SignalPolicy : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        if (geteuid() != 0)
+        {
+            GTEST_SKIP() << "needs root, to become another user";
+        }
+        letOthersIn(bus);
+        for (const char* name : {manager, logService})
+        {
+            ASSERT_GE(sd_bus_request_name(client.get(), name, 0), 0);
+        }
+        const auto take = [](sd_bus_message* message, void* context,
+                             sd_bus_error*) {
+            const char* text = nullptr;
+            if (sd_bus_message_read(message, "s", &text) > 0)
+            {
+                static_cast<Names*>(context)->insert(text);
+            }
+            return 0;
+        };
+        ASSERT_GE(sd_bus_add_match(client.get(), nullptr, "type='signal'", take,
+                                   &heard),
+                  0);
+    }
+
+    /** Sends a signal as each caller, and expects that those alone are heard
+     *  who may. */
+    void expectSenders(const Signal& signal, const Names& senders)
+    {
+        heard.clear();
+        Names expected;
+        for (const std::string to : {"", manager, logService})
+        {
+            for (const auto& [name, caller] : callers)
+            {
+                const std::string text = name + " to '" + to + "'";
+                std::vector<std::string> command{
+                    "emit",        signal.path, signal.interface,
+                    signal.member, "s",         text};
+                if (!to.empty())
+                {
+                    command.insert(command.begin() + 1, "--destination=" + to);
+                }
+                busctlAs(caller, command);
+                if (senders.count(name) != 0)
+                {
+                    expected.insert(text);
+                }
+            }
+        }
+        client.catchUp();
+        // The bus tells of the callers' connections, too.
+        std::erase_if(heard, [](const std::string& text) {
+            return text.find(" to '") == std::string::npos;
+        });
+        EXPECT_EQ(heard, expected)
+            << signal.path << " " << signal.interface << " " << signal.member;
+    }
+
+    PrivateBus bus{systemRules + installedRules(manager) +
+                   installedRules(logService)};
+    BusClient client;
+    Names heard;
+};
+
+TEST_F(SignalPolicy, LetsReportersAloneTellHealthAndAnnounceFaults)
+{
+    expectSenders({"/mine", nodes, "HealthStatusUpdate"}, reporters);
+    expectSenders({"/mine", entries, "FaultEntryAdded"}, reporters);
+    expectSenders({"/mine", entries, "FaultEntryRemoved"}, reporters);
+    expectSenders({root, nodes, "HealthStatusUpdate"}, reporters);
+}
+
+TEST_F(SignalPolicy, LetsReportersAloneTellWhichEntriesThereAre)
+{
+    expectSenders(
+        {root, "org.freedesktop.DBus.ObjectManager", "InterfacesAdded"},
+        reporters);
+    expectSenders(
+        {root, "org.freedesktop.DBus.ObjectManager", "InterfacesRemoved"},
+        reporters);
+    expectSenders(
+        {root, "org.freedesktop.DBus.Properties", "PropertiesChanged"},
+        reporters);
+}
+
+TEST_F(SignalPolicy, LetsOperatorsAloneHideFaults)
+{
+    expectSenders({root, manager, "HideFaultForSensor"}, operators);
+    expectSenders({"/else", manager, "HideFaultForSensor"}, nobodyElse);
+    expectSenders({"/mine", entries, "HideFaultForSensor"}, nobodyElse);
+}
+
+TEST_F(SignalPolicy, LetsTheHealthManagerAloneSendNotifications)
+{
+    expectSenders({"/com/vexa/olvar/notification",
+                   "com.vexa.olvar.Notification", "Notified"},
+                  healthManager);
+}
+
+TEST_F(SignalPolicy, LetsTheLogManagerAloneTellOfTheLog)
+{
+    expectSenders({logPath, logInterface, "ClearedSelEntries"}, logManager);
+    expectSenders({logPath, logInterface, "SignalSELEvent"}, logManager);
+    expectSenders({std::string(logPath) + "/7", logInterface, "SignalSELEvent"},
+                  logManager);
+    expectSenders({logPath, anything, "Any"}, logManager);
+}
+
+TEST_F(SignalPolicy, LetsNobodyElseSendWhatNobodySends)
+{
+    expectSenders({"/mine", nodes, "Any"}, nobodyElse);
+    expectSenders({"/mine", entries, "Any"}, nobodyElse);
+    expectSenders({root, manager, "Any"}, nobodyElse);
+    expectSenders({root, anything, "HideFaultForSensor"}, nobodyElse);
+}
+
+TEST_F(SignalPolicy, SaysNothingOfOthers)
+{
+    expectSenders({"/else", anything, "Any"},
+                  {"stranger", "reporter", "operator", "healthmgr", "logmgr"});
+}
+
+} // namespace
+} // namespace healthintf::test
