@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <regex>
 #include <string>
 #include <vector>
@@ -63,15 +64,50 @@ TEST_P(InstalledUnit, IsUnderstoodBySystemd)
     EXPECT_EQ(verify.errors(), "");
 }
 
-TEST_P(InstalledUnit, IsWatchedOverAndRunsAsTheServicesUser)
+TEST_P(InstalledUnit, IsWatchedOverAndStartedAgainForEver)
 {
     const std::string text = contentOf(unit());
     for (const char* wanted :
-         {"\nType=notify\n", "\nWatchdogSec=", "\nRestart=on-failure\n",
-          "\nUser=healthintf\n", "\nGroup=healthintf\n"})
+         {"\nType=notify\n", "\nWatchdogSec=", "\nRestart=always\n",
+          "\nRestartSec=", "\nStartLimitIntervalSec=0\n", "\nMemoryMax="})
     {
         EXPECT_THAT(text, HasSubstr(wanted));
     }
+}
+
+TEST_P(InstalledUnit, RunsAsAUserOfItsOwn)
+{
+    const std::string user = GetParam() == "healthmgr" ? "healthintf"
+                             : GetParam() == "health-exporter"
+                                 ? "healthintf-exporter"
+                                 : "healthintf-" + GetParam();
+    const std::string text = contentOf(unit());
+    EXPECT_THAT(text, HasSubstr("\nUser=" + user + "\n"));
+    EXPECT_THAT(text, HasSubstr("\nGroup=" + user + "\n"));
+    EXPECT_THAT(
+        contentOf(installation().at(SYSUSERS_FOLDER "/healthintf.conf")),
+        HasSubstr("\nu " + user + " "));
+}
+
+TEST_P(InstalledUnit, WritesOnlyWhatIsItsOwn)
+{
+    const std::map<std::string, std::string> writable{
+        {"healthmgr", "/run/healthintf/datacache /var/lib/healthintf/config"},
+        // Its part of the state is its StateDirectory=.
+        {"logmgr", "/run/healthintf/sel"},
+        {"hostmon", "/run/healthintf/datacache"},
+    };
+    const std::string text = contentOf(unit());
+    std::smatch found;
+    const bool any =
+        std::regex_search(text, found, std::regex("\nReadWritePaths=(.*)\n"));
+    const auto wanted = writable.find(GetParam());
+    ASSERT_EQ(any, wanted != writable.end());
+    if (any)
+    {
+        EXPECT_EQ(found[1], wanted->second);
+    }
+    EXPECT_THAT(text, HasSubstr("\nUMask=0022\n"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, InstalledUnit, testing::ValuesIn(words(UNITS)),
