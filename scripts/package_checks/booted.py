@@ -1,7 +1,8 @@
 """The packages on a machine of their own, where systemd runs the units with
 all that they forbid."""
 
-from bus import LOG, MANAGER, STATE, TREE, BusView
+from bus import LOG, MANAGER, OPERATOR, STATE, TREE, BusView
+from folders import expect_folders, user_of
 from metrics import expect_fault
 from places import Machine, Skipped, eventually, names_of
 
@@ -122,7 +123,8 @@ class Booted(BusView):
                 assert line in status, (unit, line)
             owner = self.machine.run("stat", "--format=%U:%G",
                                      f"/proc/{self.process_id(unit)}")
-            assert owner == "healthintf:healthintf\n", (unit, owner)
+            user = user_of(unit)
+            assert owner == f"{user}:{user}\n", (unit, owner)
 
     def check_fault_of_hostmon_climbs(self):
         self.need_machine()
@@ -147,28 +149,37 @@ class Booted(BusView):
 
     def check_log_is_kept_and_mirrored(self):
         self.need_machine()
-        self.as_member("call", *LOG, "AddSEL", "(ssyy)ay", "Fan 7", "/fan7",
+        self.as_reporter("call", *LOG, "AddSEL", "(ssyy)ay", "Fan 7", "/fan7",
                        "4", "0", *("16" + " 0" * 16).split())
         assert "Fan 7" in self.as_stranger("call", *LOG, "GetEntry", "q", "1")
         said = self.machine.run("journalctl", "--no-pager", "--unit=logmgr")
         assert "error" not in said and "ermission" not in said, said
 
-    def check_hidden_attribute_is_set_by_a_sandboxed_service(self):
-        """A component answers the change of an attribute by another change,
-        which it writes into the state folder."""
+    def check_attribute_is_set_by_the_sandboxed_health_manager(self):
+        """It answers the change of an attribute by another change."""
         self.need_machine()
-        name = "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#oemLCDFlags"
-        for value, before in [("1", "0"), ("0", "1")]:
-            record = ["0"] * 56
-            record[48], record[52] = value, before
-            self.as_member("emit", "/com/vexa/olvar/notification",
-                           "com.vexa.olvar.Notification", "Notified", "say",
-                           name, "56", *record)
-        file = "/var/lib/healthintf/config/attributes.json"
+        for value in ["1", "0"]:
+            self.machine.run("healthctl", "lcd", "set", "oemLCDFlags", value,
+                             **OPERATOR)
+        file = STATE + "/config/attributes.json"
         eventually("the attribute", lambda: "hideerrs" in self.machine.run(
             "sh", "-c", f"cat {file} || true"))
         assert self.machine.run("stat", "--format=%U:%G %a", file) == \
-            "healthintf:healthintf 664\n"
+            "healthintf:healthintf 644\n"
+
+    def check_service_that_fails_again_and_again_is_started_again(self):
+        """However often: more often than systemd allows by itself."""
+        self.need_machine()
+        for _ in range(8):
+            before = self.process_id("healthmgr")
+            self.send("KILL", "healthmgr")
+            eventually("another process", lambda before=before:
+                       self.process_id("healthmgr") not in (0, before))
+        self.machine.run("systemctl", "kill", "--signal=TERM", "healthmgr")
+        eventually("another process after a clean end", lambda:
+                   self.property("healthmgr", "NRestarts") == "9" and
+                   self.property("healthmgr", "ActiveState") == "active")
+        eventually("critical health", lambda: self.health(TREE) == "u 4")
 
     def check_bus_starts_the_unit(self):
         self.need_machine()
@@ -199,11 +210,7 @@ class Booted(BusView):
         self.configure(DEEP_CONFIG, root=AS_ROOT)
         objects = self.objects_of(self.process_id("hostmon"))
         assert "FilesystemFull" in objects, objects
-        for folder in ["/run/healthintf", "/run/healthintf/datacache",
-                       "/var/lib/healthintf/config"]:
-            listed = self.machine.run("ls", "-ld", folder).split()
-            assert listed[0] == "drwxrwsr-x+", (folder, listed)
-            assert listed[2:4] == ["healthintf"] * 2, (folder, listed)
+        expect_folders(self.machine)
         self.machine.run("systemctl", "restart", "healthmgr")
         eventually("critical health", lambda: self.health(TREE) == "u 4")
 

@@ -12,8 +12,10 @@ NODE = MANAGER + ".HealthStatus"
 LOG = ["com.vexa.olvar.logmgr", "/com/vexa/olvar/logmgr/SEL",
        "com.vexa.olvar.logmgr.SEL"]
 RECORD = "16 0 0 2 0 0 0 0 0x20 0 4 4 7 1 0 0 0".split()
-# A user in the group of those who report and operate; any other is "nobody".
-MEMBER = {"user": "games", "groups": "healthintf"}
+# Users in the groups of those who report and of those who operate; any other is
+# "nobody".
+REPORTER = {"user": "games", "groups": "healthintf"}
+OPERATOR = {"user": "games", "groups": "healthintf-operators"}
 STATE = "/var/lib/healthintf"
 
 
@@ -29,8 +31,11 @@ class BusView:
     def as_stranger(self, *command):
         return self.busctl(*command, user="nobody")
 
-    def as_member(self, *command):
-        return self.busctl(*command, **MEMBER)
+    def as_reporter(self, *command):
+        return self.busctl(*command, **REPORTER)
+
+    def as_operator(self, *command):
+        return self.busctl(*command, **OPERATOR)
 
     def health(self, key):
         return self.as_stranger("get-property", MANAGER, key, NODE,
@@ -57,10 +62,12 @@ class BusView:
                                 "org.freedesktop.DBus.ObjectManager",
                                 "GetManagedObjects")
 
-    def denied(self, *command):
+    def denied(self, *command, **user):
+        """Expects that the bus refuses it to a user, without one to nobody."""
+        user = user or {"user": "nobody"}
         try:
-            self.as_stranger(*command)
+            self.busctl(*command, **user)
         except Refused as refusal:
             assert "Access denied" in str(refusal), refusal
             return
-        raise AssertionError(f"allowed: {command}")
+        raise AssertionError(f"allowed to {user}: {command}")

@@ -3,14 +3,15 @@
 import glob
 import os
 import signal
-import stat
 
-from bus import BUS, MANAGER, STATE, TREE, BusView
+from bus import BUS, MANAGER, TREE, BusView
+from folders import USERS, expect_folders, user_of
 from metrics import Metrics
 from operators_tool import OperatorsTool
 from places import Unit, eventually
 from removal import Removal
 from rights import Rights
+from upgrade import Upgrade
 
 MISSING = "CriticalProcessMissing"
 ACTIVATION = "/usr/share/dbus-1/system-services/com.vexa.olvar.*"
@@ -37,23 +38,14 @@ severity = "warning"
 class Beginning:
     """Checks from nothing to units that run, with a fault of hostmon."""
 
-    def expect_folder(self, path, mode, owner):
-        status = os.stat(self.root.at(path))
-        names = self.root.run("stat", "--format=%U:%G", path).strip()
-        assert (stat.S_IMODE(status.st_mode), names) == (mode, owner), \
-            f"{path} is {stat.S_IMODE(status.st_mode):o} {names}"
-
     def check_they_install(self):
         self.root.install(self.packages)
 
-    def check_user_and_folders_are_there(self):
-        assert "healthintf" in self.root.run("id", "healthintf")
-        both = "healthintf:healthintf"
-        self.expect_folder("/run/healthintf", 0o2775, both)
-        self.expect_folder("/run/healthintf/datacache", 0o2775, both)
-        self.expect_folder(STATE, 0o755, "root:root")
-        self.expect_folder(STATE + "/config", 0o2775, both)
-        self.expect_folder(STATE + "/sel", 0o700, both)
+    def check_users_and_folders_are_there(self):
+        for user, groups in USERS.items():
+            assert self.root.run("id", "-nG", user).split() == groups, user
+        self.root.run("getent", "group", "healthintf-operators")
+        expect_folders(self.root)
 
     def check_bus_takes_the_policies(self):
         os.makedirs(self.root.at("/run/dbus"), exist_ok=True)
@@ -93,7 +85,8 @@ class Beginning:
             owner = self.root.run(
                 "stat", "--format=%U:%G",
                 f"/proc/{self.units[name].process.pid}").strip()
-            assert owner == "healthintf:healthintf", owner
+            user = user_of(name)
+            assert owner == f"{user}:{user}", owner
 
     def check_fault_of_hostmon_is_on_the_bus(self):
         assert MISSING in self.objects_of(self.units["hostmon"].process.pid)
@@ -103,19 +96,24 @@ class Beginning:
         # The health manager finds it there; the daemon was before it.
         eventually("the vendor's health",
                    lambda: self.health(TREE + "/vendor") == "u 3")
-        for name in ["data.mdb", "lock.mdb", "users"]:
-            path = "/run/healthintf/datacache/" + name
-            assert os.stat(self.root.at(path)).st_uid == 0, path
+        # Each has a file of its own there, which the others only read.
+        found = self.root.run("find", "/run/healthintf/datacache",
+                              "-mindepth", "1", "-printf", "%u %m\\n")
+        files = found.splitlines()
+        assert {file.split()[1] for file in files} == {"644"}, files
+        assert {file.split()[0] for file in files} == {
+            "root", "healthintf", "healthintf-hostmon"}, files
         for log in ["vendor", "healthmgr", "logmgr", "hostmon"]:
             with open(self.root.at(f"/tmp/{log}.log"),
                       encoding="utf-8") as file:
                 assert "ermission" not in file.read(), log
 
 
-class ByHand(Beginning, Metrics, OperatorsTool, Rights, Removal, BusView):
+class ByHand(Beginning, Metrics, OperatorsTool, Rights, Removal, Upgrade,
+             BusView):
     """The checks in their order; each builds on those before."""
 
-    parts = (Beginning, Metrics, OperatorsTool, Rights, Removal)
+    parts = (Beginning, Metrics, OperatorsTool, Rights, Removal, Upgrade)
 
     def __init__(self, root, packages):
         super().__init__(root)

@@ -1,6 +1,6 @@
 """What the operator's tool tells and does beside the packaged services."""
 
-from bus import LOG, MEMBER, TREE
+from bus import LOG, OPERATOR, REPORTER, TREE
 from places import Refused, eventually
 
 RECORD = "16000200000000200004040701000000"
@@ -13,10 +13,10 @@ class OperatorsTool:
     def tool(self, *command, **user):
         return self.root.run("healthctl", *command, **user)
 
-    def refused(self, *command):
-        """Expects that a stranger may not do it."""
+    def refused(self, *command, **user):
+        """Expects that a user may not do it, without one a stranger."""
         try:
-            self.tool(*command, user="nobody")
+            self.tool(*command, **(user or {"user": "nobody"}))
         except Refused as refusal:
             assert refusal.status == NOT_PERMITTED, (command, refusal)
             return
@@ -28,7 +28,7 @@ class OperatorsTool:
 
     def check_doctor_finds_no_problem(self):
         # It ends with another status when there is one.
-        for user in [{}, MEMBER]:
+        for user in [{}, REPORTER, OPERATOR]:
             said = self.tool("doctor", **user)
             assert "\n0 problems, 0 warnings, " in said, said
 
@@ -50,20 +50,28 @@ class OperatorsTool:
         assert (self.tool("sel", "list"), self.tool("lcd", "get")) == before
         assert self.health(TREE) == "u 4"
 
-    def check_member_hides_and_shows_by_the_tool(self):
+    def check_tool_does_for_each_group_only_what_is_its(self):
+        before = self.tool("sel", "list"), self.tool("lcd", "get")
+        self.refused("sel", "add", RECORD, **OPERATOR)
+        for command in ["sel clear --yes", "hide --component packaged/process",
+                        "lcd set hideerrs 1"]:
+            self.refused(*command.split(), **REPORTER)
+        assert (self.tool("sel", "list"), self.tool("lcd", "get")) == before
+
+    def check_operator_hides_and_shows_by_the_tool(self):
         for name, health in [("hide", "u 3"), ("unhide", "u 4")]:
-            self.tool(name, "--component", "packaged/process", **MEMBER)
+            self.tool(name, "--component", "packaged/process", **OPERATOR)
             eventually(name, lambda health=health:
                        self.health(TREE) == health)
 
-    def check_member_sets_attributes_by_the_tool(self):
+    def check_operator_sets_attributes_by_the_tool(self):
         for value, health in [("0", "u 2"), ("1", "u 4")]:
-            self.tool("lcd", "set", "hideerrs", value, **MEMBER)
+            self.tool("lcd", "set", "hideerrs", value, **OPERATOR)
             eventually(f"hideerrs {value}", lambda health=health:
                        self.health(TREE) == health)
 
-    def check_member_and_root_clear_by_the_tool(self):
-        for user in [MEMBER, {}]:
-            self.tool("sel", "add", RECORD, **user)
-            self.tool("sel", "clear", "--yes", **user)
+    def check_reporter_adds_and_operator_clears_by_the_tool(self):
+        for reporter, operator in [(REPORTER, OPERATOR), ({}, {})]:
+            self.tool("sel", "add", RECORD, **reporter)
+            self.tool("sel", "clear", "--yes", **operator)
             assert self.as_stranger("get-property", *LOG, "Entries") == "u 0\n"

@@ -1,6 +1,7 @@
 """What users may do on the bus and with the files of the packages."""
 
-from bus import BUS, LOG, MANAGER, NODE, RECORD, STATE, TREE
+from bus import (BUS, LOG, MANAGER, NODE, OPERATOR, RECORD, REPORTER, STATE,
+                 TREE)
 from places import Refused, eventually
 
 
@@ -31,19 +32,51 @@ class Rights:
         assert self.health(TREE) == "u 4"
         assert self.as_stranger("get-property", *LOG, "Entries") == "u 1\n"
 
-    def check_stranger_has_no_way_by_the_files(self):
-        for command in [["touch", STATE + "/config/attributes.json"],
-                        ["ls", STATE + "/sel"],
-                        ["touch", "/run/healthintf/datacache/data.mdb"]]:
-            try:
-                self.root.run(*command, user="nobody")
-            except Refused as refusal:
-                assert "ermission denied" in str(refusal), refusal
-                continue
-            raise AssertionError(f"allowed: {command}")
+    def check_files_are_for_the_services_alone(self):
+        stranger = {"user": "nobody"}
+        for user in [stranger, REPORTER, OPERATOR]:
+            for command in [["touch", STATE + "/config/attributes.json"],
+                            ["touch", STATE + "/config/any"],
+                            ["touch", STATE + "/any"],
+                            ["ls", STATE + "/sel"],
+                            ["touch", "/run/healthintf/any"],
+                            ["touch", "/run/healthintf/sel/any"]]:
+                self.refused_by_the_files(command, user)
+        for user in [stranger, OPERATOR]:
+            self.refused_by_the_files(
+                ["touch", "/run/healthintf/datacache/any"], user)
+        self.root.run("touch", "/run/healthintf/datacache/any", **REPORTER)
+        self.root.run("rm", "/run/healthintf/datacache/any", **REPORTER)
 
-    def check_member_hides_and_clears(self):
-        self.as_member("emit", TREE, MANAGER, "HideFaultForSensor", "bssi",
-                       "true", TREE + "/packaged/process", "", "0")
+    def refused_by_the_files(self, command, user):
+        try:
+            self.root.run(*command, **user)
+        except Refused as refusal:
+            assert "ermission denied" in str(refusal), refusal
+            return
+        raise AssertionError(f"allowed to {user}: {command}")
+
+    def check_reporter_does_not_operate(self):
+        self.denied("call", *LOG, "Clear", **REPORTER)
+        self.denied("call", MANAGER, "/com/vexa/olvar/healthmgr",
+                    MANAGER + ".Attributes", "Set", "sis", "any", "1", "any",
+                    **REPORTER)
+        self.as_reporter("emit", TREE, MANAGER, "HideFaultForSensor", "bssi",
+                         "true", TREE + "/packaged/process", "", "0")
+        assert "Hidden\" b false" in self.objects_of(
+            self.units["hostmon"].process.pid)
+
+    def check_operator_does_not_report(self):
+        self.denied("call", *LOG, "AddSEL", "(ssyy)ay", "", "", "0", "0", "0",
+                    **OPERATOR)
+        self.denied("call", MANAGER, TREE, MANAGER, "AddHealthObject", "s",
+                    TREE + "/mine", **OPERATOR)
+        self.as_operator("emit", "/x", NODE, "HealthStatusUpdate", "ssu", TREE,
+                         TREE + "/packaged", "0")
+        assert self.health(TREE) == "u 4"
+
+    def check_operator_hides_and_clears(self):
+        self.as_operator("emit", TREE, MANAGER, "HideFaultForSensor", "bssi",
+                         "true", TREE + "/packaged/process", "", "0")
         eventually("hidden", lambda: self.health(TREE) == "u 3")
-        assert self.as_member("call", *LOG, "Clear") == "u 1\n"
+        assert self.as_operator("call", *LOG, "Clear") == "u 1\n"

@@ -1,0 +1,46 @@
+"""The users that the packages make, and the folders."""
+
+import os
+import stat
+
+from bus import STATE
+
+# Each user with all its groups.
+USERS = {
+    "healthintf": ["healthintf"],
+    "healthintf-logmgr": ["healthintf-logmgr"],
+    "healthintf-hostmon": ["healthintf-hostmon", "healthintf"],
+    "healthintf-exporter": ["healthintf-exporter"],
+}
+MANAGERS = "healthintf:healthintf"
+LOGS = "healthintf-logmgr:healthintf-logmgr"
+FOLDERS = {
+    "/run/healthintf": (0o755, "root:root"),
+    "/run/healthintf/datacache": (0o1775, MANAGERS),
+    "/run/healthintf/sel": (0o755, LOGS),
+    STATE: (0o755, "root:root"),
+    STATE + "/config": (0o755, MANAGERS),
+    STATE + "/sel": (0o700, LOGS),
+}
+
+
+def user_of(unit):
+    """The user that a unit runs as."""
+    names = {"healthmgr": "healthintf", "health-exporter":
+             "healthintf-exporter"}
+    return names.get(unit, "healthintf-" + unit)
+
+
+def expect(place, path, mode, owner):
+    """Expects the mode and owner of a path, and that it has no ACL."""
+    there = place.at(path)
+    found = (stat.S_IMODE(os.stat(there).st_mode),
+             place.run("stat", "--format=%U:%G", path).strip())
+    assert found == (mode, owner), f"{path} is {found[0]:o} {found[1]}"
+    extended = [name for name in os.listxattr(there) if "acl" in name]
+    assert not extended, f"{path} has {extended}"
+
+
+def expect_folders(place):
+    for path, (mode, owner) in FOLDERS.items():
+        expect(place, path, mode, owner)
