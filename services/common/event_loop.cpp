@@ -145,6 +145,29 @@ EventSource EventLoop::every(std::chrono::microseconds period,
     return made;
 }
 
+EventSource EventLoop::onceLater(std::function<void()> action)
+{
+    EventSource made;
+    made.action = std::make_unique<std::function<void()>>(std::move(action));
+    sd_event_source* raw = nullptr;
+    checked(sd_event_add_time(event.get(), &raw, CLOCK_MONOTONIC, 0, 1, onTime,
+                              made.action.get()),
+            "sd_event_add_time");
+    made.source.reset(raw);
+    checked(sd_event_source_set_enabled(raw, SD_EVENT_OFF),
+            "sd_event_source_set_enabled");
+    return made;
+}
+
+void EventLoop::after(EventSource& source, std::chrono::microseconds delay)
+{
+    sd_event_source* raw = source.source.get();
+    checked(sd_event_source_set_time_relative(raw, delay.count()),
+            "sd_event_source_set_time_relative");
+    checked(sd_event_source_set_enabled(raw, SD_EVENT_ONESHOT),
+            "sd_event_source_set_enabled");
+}
+
 void EventLoop::enable(EventSource& source, bool enabled)
 {
     checked(sd_event_source_set_enabled(source.source.get(),

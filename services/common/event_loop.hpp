@@ -67,6 +67,13 @@ class EventLoop
     [[nodiscard]] EventSource every(std::chrono::microseconds period,
                                     std::function<void()> action);
 
+    /** Calls @p action once when the time is up that after() gives. */
+    [[nodiscard]] EventSource onceLater(std::function<void()> action);
+
+    /** Lets what onceLater() gave call after @p delay from now on, whatever it
+     *  was given before. */
+    static void after(EventSource& source, std::chrono::microseconds delay);
+
     /** Lets what every() gave rest, or call again. */
     static void enable(EventSource& source, bool enabled);
 

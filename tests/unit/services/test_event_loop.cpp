@@ -117,6 +117,40 @@ TEST(EventLoopOfAThread, LetsATimerRestAndCallAgain)
     EXPECT_GE(rounds, 5);
 }
 
+TEST(EventLoopOfAThread, CallsOnceAfterADelay)
+{
+    EventLoop loop;
+    int calls = 0;
+    auto timer = loop.onceLater([&] {
+        ++calls;
+    });
+    EventLoop::after(timer, std::chrono::hours(1));
+    EventLoop::after(timer, microseconds(10));
+    int rounds = 0;
+    auto other = loop.every(microseconds(50), [&] {
+        if (calls != 0 && ++rounds == 5)
+        {
+            loop.exit(0);
+        }
+    });
+    loop.run();
+    EXPECT_EQ(calls, 1);
+}
+
+TEST(EventLoopOfAThread, CallsNothingWithoutADelay)
+{
+    EventLoop loop;
+    bool called = false;
+    auto timer = loop.onceLater([&] {
+        called = true;
+    });
+    auto ending = loop.every(microseconds(50), [&] {
+        loop.exit(0);
+    });
+    loop.run();
+    EXPECT_FALSE(called);
+}
+
 TEST(EventLoopOfAThread, GoesOnAfterAnActionThatThrows)
 {
     EventLoop loop;
