@@ -4,6 +4,7 @@
 #include "../services/common/event_loop.hpp"
 #include "hosted_nodes.hpp"
 #include "node_requests.hpp"
+#include "peer_users.hpp"
 #include "stranger.hpp"
 #include "surroundings.hpp"
 #include "tree_keeper.hpp"
@@ -44,8 +45,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     services::EventLoop loop;
     services::Connection connection(loop);
     healthmgr::HostedNodes nodes(connection.bus());
-    const healthmgr::NodeRequests requests(connection, nodes);
-    const healthmgr::TreeKeeper keeper(connection, loop, nodes);
+    healthmgr::PeerUsers users(connection);
+    const healthmgr::NodeRequests requests(connection, nodes, users);
+    const healthmgr::TreeKeeper keeper(connection, loop, nodes, users);
     Stranger stranger(connection.bus(), [&loop] {
         while (sd_event_run(loop.get(), 0) > 0)
         {}

@@ -60,17 +60,17 @@ void Connection::requestName(const char* wanted)
     check(sd_bus_request_name(raw.get(), wanted, 0), wanted);
 }
 
-void Connection::afterWorkOf(const std::string& peer,
-                             std::function<void()> answered)
+void Connection::ask(const char* peer, const char* path, const char* interface,
+                     const char* method,
+                     std::function<void(sd_bus_message*)> answered,
+                     const char* argument)
 {
-    // A process answers when it is back in its loop, and the bus when the
-    // process is gone.
     Question& question =
         questions.emplace_back(Question{this, std::move(answered), nullptr});
     sd_bus_slot* slot = nullptr;
-    const int result = sd_bus_call_method_async(raw.get(), &slot, peer.c_str(),
-                                                "/", peerInterface, "Ping",
-                                                takeAnswer, &question, "");
+    const int result = sd_bus_call_method_async(
+        raw.get(), &slot, peer, path, interface, method, takeAnswer, &question,
+        argument == nullptr ? "" : "s", argument);
     question.slot.reset(slot);
     if (result < 0)
     {
@@ -79,7 +79,41 @@ void Connection::afterWorkOf(const std::string& peer,
     }
 }
 
-int Connection::takeAnswer(sd_bus_message* /*message*/, void* context,
+void Connection::afterWorkOf(const std::string& peer,
+                             std::function<void()> answered)
+{
+    // A process answers when it is back in its loop, and the bus when the
+    // process is gone.
+    ask(peer.c_str(), "/", peerInterface, "Ping",
+        [answered = std::move(answered)](sd_bus_message*) {
+            answered();
+        });
+}
+
+void Connection::afterBus(std::function<void()> answered)
+{
+    ask(driver, driverPath, peerInterface, "Ping",
+        [answered = std::move(answered)](sd_bus_message*) {
+            answered();
+        });
+}
+
+void Connection::userOf(const std::string& peer,
+                        std::function<void(std::optional<uint32_t>)> answered)
+{
+    ask(
+        driver, driverPath, driver, "GetConnectionUnixUser",
+        [answered = std::move(answered)](sd_bus_message* reply) {
+            uint32_t user = 0;
+            const bool known =
+                sd_bus_message_is_method_error(reply, nullptr) == 0 &&
+                sd_bus_message_read(reply, "u", &user) > 0;
+            answered(known ? std::optional(user) : std::nullopt);
+        },
+        peer.c_str());
+}
+
+int Connection::takeAnswer(sd_bus_message* message, void* context,
                            sd_bus_error* /*error*/)
 {
     auto* question = static_cast<Question*>(context);
@@ -89,7 +123,7 @@ int Connection::takeAnswer(sd_bus_message* /*message*/, void* context,
     });
     try
     {
-        answered();
+        answered(message);
     }
     catch (const std::exception& e)
     {
@@ -98,12 +132,10 @@ int Connection::takeAnswer(sd_bus_message* /*message*/, void* context,
     return 0;
 }
 
-void Connection::waitForBus()
+void Connection::flush()
 {
-    auto ping =
-        connection.new_method_call(driver, driverPath, peerInterface, "Ping");
     const HeldSignals held;
-    connection.call(ping);
+    check(sd_bus_flush(raw.get()), "sd_bus_flush");
 }
 
 } // namespace healthintf::services

@@ -8,9 +8,11 @@
 #include <sdbusplus/bus.hpp>
 #include <systemd/sd-bus.h>
 
+#include <cstdint>
 #include <functional>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace healthintf::services
@@ -33,6 +35,11 @@ class Connection
         return connection;
     }
 
+    sd_bus* get() const
+    {
+        return raw.get();
+    }
+
     const std::string& uniqueName() const
     {
         return name;
@@ -47,8 +54,16 @@ class Connection
      *  about to do, or is gone. */
     void afterWorkOf(const std::string& peer, std::function<void()> answered);
 
-    /** Waits until the bus has passed on what was sent so far. */
-    void waitForBus();
+    /** Calls @p answered once the bus has passed on what was sent so far. */
+    void afterBus(std::function<void()> answered);
+
+    /** Calls @p answered with the user of the process behind a unique name;
+     *  with nothing when the bus cannot tell, as when the process is gone. */
+    void userOf(const std::string& peer,
+                std::function<void(std::optional<uint32_t>)> answered);
+
+    /** Waits until the bus has taken what was sent so far. */
+    void flush();
 
   private:
     struct Close
@@ -67,13 +82,20 @@ class Connection
         }
     };
 
-    /** A peer that has been asked whether it is through. */
+    using Slot = std::unique_ptr<sd_bus_slot, Unref>;
+
+    /** A call whose answer is outstanding. */
     struct Question
     {
         Connection* connection;
-        std::function<void()> answered;
-        std::unique_ptr<sd_bus_slot, Unref> slot;
+        /** Takes the answer, which may be an error. */
+        std::function<void(sd_bus_message*)> answered;
+        Slot slot;
     };
+
+    void ask(const char* peer, const char* path, const char* interface,
+             const char* method, std::function<void(sd_bus_message*)> answered,
+             const char* argument = nullptr);
 
     static int takeAnswer(sd_bus_message* message, void* context,
                           sd_bus_error* error);

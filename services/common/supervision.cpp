@@ -4,8 +4,10 @@
 
 #include <systemd/sd-daemon.h>
 
+#include <chrono>
+#include <cstdint>
 #include <cstring>
-#include <system_error>
+#include <utility>
 
 namespace healthintf::services
 {
@@ -26,12 +28,17 @@ void tell(const char* state)
 
 } // namespace
 
-Supervision::Supervision(EventLoop& loop)
+Supervision::Supervision(EventLoop& loop, std::function<bool()> isProgressing)
 {
-    if (const int result = sd_event_set_watchdog(loop.get(), 1); result < 0)
+    if (uint64_t limit = 0; sd_watchdog_enabled(0, &limit) > 0)
     {
-        throw std::system_error(-result, std::generic_category(),
-                                "sd_event_set_watchdog");
+        signs = loop.every(std::chrono::microseconds(limit / 2),
+                           [isProgressing = std::move(isProgressing)] {
+                               if (isProgressing())
+                               {
+                                   tell("WATCHDOG=1");
+                               }
+                           });
     }
     tell("READY=1");
 }

@@ -3,11 +3,13 @@
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
+#include "../common/self_call.hpp"
 #include "../common/service_log.hpp"
 #include "../common/supervision.hpp"
 #include "data_cache/withdrawal.hpp"
 #include "hosted_nodes.hpp"
 #include "node_requests.hpp"
+#include "peer_users.hpp"
 #include "tree_keeper.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
@@ -31,10 +33,14 @@ int serve()
     services::Connection connection(loop);
     host::giveWayToOthers();
     healthmgr::HostedNodes nodes(connection.bus());
-    const healthmgr::NodeRequests requests(connection, nodes);
+    healthmgr::PeerUsers users(connection);
+    const healthmgr::NodeRequests requests(connection, nodes, users);
     connection.requestName(names::managerService);
-    const healthmgr::TreeKeeper keeper(connection, loop, nodes);
-    const services::Supervision supervision(loop);
+    const healthmgr::TreeKeeper keeper(connection, loop, nodes, users);
+    services::SelfCall selfCall(connection);
+    const services::Supervision supervision(loop, [&] {
+        return selfCall.isAnswered() && keeper.isProgressing();
+    });
     return loop.run();
 }
 

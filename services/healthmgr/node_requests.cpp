@@ -8,9 +8,9 @@
 #include <sdbusplus/vtable.hpp>
 
 #include <array>
-#include <cerrno>
+#include <cstring>
 #include <exception>
-#include <string>
+#include <memory>
 
 namespace healthintf::healthmgr
 {
@@ -18,9 +18,10 @@ namespace healthintf::healthmgr
 namespace log = services::log;
 namespace vtable = sdbusplus::vtable;
 
-NodeRequests::NodeRequests(services::Connection& connection,
-                           HostedNodes& nodes) :
+NodeRequests::NodeRequests(services::Connection& connection, HostedNodes& nodes,
+                           PeerUsers& users) :
     nodes(nodes),
+    users(users),
     interface(
         connection.bus(), names::managerPath, host::healthManagerInterface,
         [] {
@@ -48,22 +49,54 @@ int NodeRequests::take(sd_bus_message* message, void* context,
     {
         if (const std::string fault = faultOfKey(key); !fault.empty())
         {
-            return sd_bus_error_setf(error, SD_BUS_ERROR_INVALID_ARGS,
-                                     "%s is no key: %s", key, fault.c_str());
+            return sd_bus_error_setf(
+                error, SD_BUS_ERROR_INVALID_ARGS, "%s is no key: %s",
+                std::strlen(key) > maxKey ? "this" : key, fault.c_str());
         }
-        if (!requests->nodes.host(key))
-        {
-            return sd_bus_error_setf(error, SD_BUS_ERROR_FAILED,
-                                     "unable to make the node %s, see the log",
-                                     key);
-        }
-        return sd_bus_reply_method_return(message, "");
+        // The caller is answered once the bus has told whose it is.
+        const std::shared_ptr<sd_bus_message> request(
+            sd_bus_message_ref(message), sd_bus_message_unref);
+        const bool waits = requests->users.find(
+            sd_bus_message_get_sender(message),
+            [requests, request,
+             wanted = std::string(key)](std::optional<uint32_t> user) {
+                requests->hostFor(request.get(), wanted, user);
+            });
+        return waits ? 1
+                     : sd_bus_error_set(error, SD_BUS_ERROR_LIMITS_EXCEEDED,
+                                        "too many requests at once");
     }
     catch (const std::exception& e)
     {
         SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
         return sd_bus_error_set(error, SD_BUS_ERROR_FAILED, e.what());
     }
+}
+
+/** Makes the node and answers the request for it. */
+int NodeRequests::hostFor(sd_bus_message* message, const std::string& key,
+                          std::optional<uint32_t> user)
+{
+    if (!user)
+    {
+        return sd_bus_reply_method_errorf(
+            message, SD_BUS_ERROR_FAILED,
+            "the bus does not tell whose this connection is");
+    }
+    switch (nodes.host(key, Asker{sd_bus_message_get_sender(message), *user}))
+    {
+        case HostedNodes::Outcome::overLimit:
+            return sd_bus_reply_method_errorf(
+                message, SD_BUS_ERROR_LIMITS_EXCEEDED,
+                "user %u has asked for as many nodes as one user may", *user);
+        case HostedNodes::Outcome::failed:
+            return sd_bus_reply_method_errorf(
+                message, SD_BUS_ERROR_FAILED,
+                "unable to make the node %s, see the log", key.c_str());
+        case HostedNodes::Outcome::there:
+            break;
+    }
+    return sd_bus_reply_method_return(message, "");
 }
 
 } // namespace healthintf::healthmgr

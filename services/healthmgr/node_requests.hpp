@@ -4,28 +4,39 @@
 
 #include "../common/connection.hpp"
 #include "hosted_nodes.hpp"
+#include "peer_users.hpp"
 
 #include <sdbusplus/server/interface.hpp>
 #include <systemd/sd-bus.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
 
 namespace healthintf::healthmgr
 {
 
 /** Answers AddHealthObject(s key). A key that is none, or a node that cannot
- *  be made, is answered with a D-Bus error. */
+ *  be made or that is over its user's limit, is answered with a D-Bus
+ *  error. */
 class NodeRequests
 {
   public:
     /** All arguments must outlive this object.
      *
      *  @throws sdbusplus::exception::SdBusError when the object is refused */
-    NodeRequests(services::Connection& connection, HostedNodes& nodes);
+    NodeRequests(services::Connection& connection, HostedNodes& nodes,
+                 PeerUsers& users);
 
   private:
     static int take(sd_bus_message* message, void* context,
                     sd_bus_error* error);
 
+    int hostFor(sd_bus_message* message, const std::string& key,
+                std::optional<uint32_t> user);
+
     HostedNodes& nodes;
+    PeerUsers& users;
     sdbusplus::server::interface_t interface;
 };
 

@@ -11,8 +11,10 @@
 
 #include <chrono>
 #include <cstring>
-#include <exception>
+#include <optional>
+#include <set>
 #include <system_error>
+#include <vector>
 
 namespace healthintf::healthmgr
 {
@@ -27,29 +29,39 @@ using services::EventLoop;
 namespace
 {
 
-/** What the data cache says of a node; health 0 when there is none. */
-uint32_t recordedHealth(const std::string& key)
-{
-    const auto record = host::findHealthRecord(key);
-    return record ? record->health : health_namespace::healthNone;
-}
+/** A failure that lasts longer is for the service manager to see. */
+constexpr std::chrono::seconds longestFailure{30};
+
+/** How often to look for nodes that nobody needs. */
+constexpr std::chrono::seconds idlePeriod{10};
 
 } // namespace
 
 TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
-                       HostedNodes& nodes) :
+                       HostedNodes& nodes, PeerUsers& users) :
     connection(connection),
-    nodes(nodes), processes(loop,
-                            [this](const host::ProcessIdentity& process) {
-                                withdraw(process);
-                            }),
-    reconciliation(loop.onRequest([this] {
-        reconcile();
-    })),
+    nodes(nodes), users(users), announcer(connection, loop),
+    processes(loop,
+              [this](const host::ProcessIdentity& process) {
+                  withdraw(process);
+              }),
+    hosting(loop,
+            [this] {
+                return hostMissingParents();
+            }),
+    reconciliation(loop,
+                   [this] {
+                       return reconcile();
+                   }),
     looking(loop.every(std::chrono::seconds(1),
                        [this] {
-                           reconcile();
+                           reconciliation.attempt();
                        })),
+    idleNodes(loop.every(idlePeriod,
+                         [&nodes] {
+                             nodes.releaseIdle(NodeSlots::Clock::now());
+                         })),
+    filter(connection, nodes, announcer),
     updates(connection.bus(),
             "type='signal'," + rules::interface(Interface::interface) +
                 rules::member(Interface::HealthStatusUpdate::name),
@@ -62,7 +74,12 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
                    takeNameLoss(message);
                }))
 {
-    reconcile();
+    reconciliation.attempt();
+}
+
+bool TreeKeeper::isProgressing() const
+{
+    return reconciliation.isProgressing(longestFailure);
 }
 
 void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
@@ -76,39 +93,77 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     std::string key;
     uint32_t health = 0;
     message.read(parent, key, health);
-    if (told.meet(sender))
+    if (reported.meet(sender))
     {
-        EventLoop::request(reconciliation);
+        meet(sender);
     }
-    if (!faultOfKey(key).empty())
+    if (!isKey(key.c_str()))
     {
         return;
     }
-    told.note(sender, key, health);
+    const bool remembered = reported.note(sender, key, health);
     if (nodes.hosts(key))
     {
         giveWay(key);
     }
-    if (health == health_namespace::healthNone)
+    if (!remembered)
     {
-        takeEnd(sender, key);
+        tellIfUntrue({{key, health}});
     }
+    else if (health == health_namespace::healthNone)
+    {
+        askAboutEnds(sender);
+    }
+    completeAbove(key);
 }
 
-/** Takes what is perhaps a node's last word. Its record goes after it, so look
- *  again once the sender is through. Another process may have made the node
- *  anew by then, and been overtaken by this; or a parent that was made
- *  meanwhile has found the record, and did not hear this. */
-void TreeKeeper::takeEnd(const std::string& sender, const std::string& key)
+/** Notes somebody who reports for the first time. */
+void TreeKeeper::meet(const std::string& sender)
 {
-    connection.afterWorkOf(sender, [this, key] {
-        EventLoop::request(reconciliation);
-        const auto record = host::findHealthRecord(key);
-        if (!record || record->health != health_namespace::healthNone)
+    reconciliation.request();
+    users.find(sender, [this, sender](std::optional<uint32_t> user) {
+        if (user)
         {
-            tellAsRecorded({key});
+            tellIfUntrue(reported.setUser(sender, *user));
         }
     });
+}
+
+/** Looks at what are perhaps nodes' last words. Their records go after them, so
+ *  look again once the sender is through. Another process may have made a node
+ *  anew by then, and been overtaken by this; or a parent that was made
+ *  meanwhile has found the record, and did not hear this. */
+void TreeKeeper::askAboutEnds(const std::string& sender)
+{
+    if (!reported.beginQuestion(sender))
+    {
+        return;
+    }
+    connection.afterWorkOf(sender, [this, sender] {
+        reconciliation.request();
+        std::vector<std::string> changed;
+        for (const std::string& key : reported.endQuestion(sender))
+        {
+            const auto record = host::findHealthRecord(key);
+            if (!record || record->health != health_namespace::healthNone)
+            {
+                changed.push_back(key);
+            }
+        }
+        announcer.announce(changed);
+        askAboutEnds(sender);
+    });
+}
+
+/** Makes the parent of a node that lost it since it looked for it. */
+void TreeKeeper::completeAbove(const std::string& key)
+{
+    const std::string parent = HealthStatus::GetParentKey(key);
+    if (!parent.empty() && !nodes.hosts(parent) &&
+        !host::findHealthRecord(parent) && host::findHealthRecord(key))
+    {
+        hosting.request();
+    }
 }
 
 void TreeKeeper::takeNameLoss(sdbusplus::message_t& message)
@@ -119,25 +174,36 @@ void TreeKeeper::takeNameLoss(sdbusplus::message_t& message)
     {
         return;
     }
-    EventLoop::request(reconciliation);
+    reconciliation.request();
+    users.forget(name);
+    nodes.forget(name);
     // The bus still passes on what a process sent before it died, perhaps
     // after its nodes were withdrawn, or after another process took them over.
     // It passes nothing on after this.
-    std::vector<std::string> overtaken;
-    for (const auto& [key, health] : told.take(name))
-    {
-        if (recordedHealth(key) != health)
-        {
-            overtaken.push_back(key);
-        }
-    }
-    tellAsRecorded(overtaken);
+    tellIfUntrue(reported.take(name));
 }
 
-void TreeKeeper::reconcile()
+/** Tells the parents of nodes what the records say, where somebody reported
+ *  something else. */
+void TreeKeeper::tellIfUntrue(const ReportedHealth::Healths& reports)
 {
+    for (const auto& [key, health] : reports)
+    {
+        // Of a node's end a parent may not have heard that found its record.
+        if (health == health_namespace::healthNone ||
+            recordedHealth(key) != health)
+        {
+            announcer.announceIfRoom(key);
+        }
+    }
+}
+
+bool TreeKeeper::reconcile()
+{
+    withdrawn = true;
     withdrawTheDead();
-    hostMissingParents();
+    hosting.attempt();
+    return withdrawn;
 }
 
 void TreeKeeper::withdrawTheDead()
@@ -178,9 +244,9 @@ void TreeKeeper::noteUnwatched(std::size_t count, int error)
     }
 }
 
-void TreeKeeper::hostMissingParents()
+bool TreeKeeper::hostMissingParents()
 {
-    nodes.host(names::root);
+    bool whole = nodes.host(names::root) == HostedNodes::Outcome::there;
     std::vector<std::string> parents;
     HealthStatus::GetMissingParents(parents);
     for (const std::string& parent : parents)
@@ -188,24 +254,33 @@ void TreeKeeper::hostMissingParents()
         // Keys outside the tree are nobody's to complete.
         if (faultOfKey(parent).empty())
         {
-            nodes.host(parent);
+            whole = nodes.host(parent) == HostedNodes::Outcome::there && whole;
         }
     }
+    return whole;
 }
 
 void TreeKeeper::withdraw(const host::ProcessIdentity& process)
 {
+    reconciliation.request();
     std::vector<std::string> keys;
-    host::withdrawRecords(process, keys);
+    if (const int error = host::withdrawRecords(process, keys); error != 0)
+    {
+        SERVICE_LOG(log::error,
+                    "%s.%d.%s: unable to withdraw what process %d left, trying "
+                    "again: error %d of the data cache",
+                    static_cast<int>(process.pid), error);
+        withdrawn = false;
+        return;
+    }
     for (const std::string& key : keys)
     {
         SERVICE_LOG(log::lifetime,
                     "%s.%d.%s: process %d is gone, withdrawing %s",
                     static_cast<int>(process.pid), key.c_str());
-        told.forget(key);
+        reported.forget(key);
     }
-    tellAsRecorded(keys);
-    EventLoop::request(reconciliation);
+    announcer.announce(keys);
 }
 
 void TreeKeeper::giveWay(const std::string& key)
@@ -220,37 +295,7 @@ void TreeKeeper::giveWay(const std::string& key)
     // The node's end tells its parent health 0. What the daemon's node told
     // before is told once more.
     nodes.release(key);
-    tellAsRecorded({key});
-}
-
-/** Tells the parents of nodes what the records say, until nothing new came up
- *  meanwhile: another process may make a node at the same time, whose own word
- *  the bus may pass on before this one. */
-void TreeKeeper::tellAsRecorded(std::vector<std::string> keys)
-{
-    while (!keys.empty())
-    {
-        std::map<std::string, uint32_t> announced;
-        for (const std::string& key : keys)
-        {
-            const uint32_t health = recordedHealth(key);
-            announced.emplace(key, health);
-            announce(key, health);
-        }
-        connection.waitForBus();
-        std::erase_if(keys, [&announced](const std::string& key) {
-            return recordedHealth(key) == announced.at(key);
-        });
-    }
-}
-
-void TreeKeeper::announce(const std::string& key, uint32_t health)
-{
-    auto signal = connection.bus().new_signal(
-        key.c_str(), Interface::interface, Interface::HealthStatusUpdate::name);
-    // The root's parent is the key above it, as in what its node sends.
-    signal.append(key.substr(0, key.rfind('/')), key, health);
-    signal.signal_send();
+    announcer.announce({key});
 }
 
 } // namespace healthintf::healthmgr

@@ -5,16 +5,19 @@
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
+#include "../common/retry.hpp"
 #include "hosted_nodes.hpp"
 #include "once_in_a_row.hpp"
+#include "peer_users.hpp"
 #include "process_watch.hpp"
-#include "told_nodes.hpp"
+#include "record_announcer.hpp"
+#include "reported_health.hpp"
+#include "update_filter.hpp"
 
 #include <sdbusplus/bus/match.hpp>
 #include <sdbusplus/message.hpp>
 
 #include <string>
-#include <vector>
 
 namespace healthintf::healthmgr
 {
@@ -24,7 +27,9 @@ namespace healthintf::healthmgr
  *  - A node whose parent is missing gets one, held here.
  *  - What a process leaves behind that dies is withdrawn, and the parents are
  *    told health 0.
- *  - A node held here gives way to that of a daemon with the same key. */
+ *  - A node held here gives way to that of a daemon with the same key, and
+ *    goes when nobody needs it.
+ *  - What somebody made up of a node is taken back. */
 class TreeKeeper
 {
   public:
@@ -34,34 +39,46 @@ class TreeKeeper
      *  @throws sdbusplus::exception::SdBusError when the bus refuses a match
      */
     TreeKeeper(services::Connection& connection, services::EventLoop& loop,
-               HostedNodes& nodes);
+               HostedNodes& nodes, PeerUsers& users);
 
     TreeKeeper(const TreeKeeper&) = delete;
     TreeKeeper& operator=(const TreeKeeper&) = delete;
 
+    /** Whether the dead are withdrawn, or have been waiting for it no longer
+     *  than half a minute. */
+    bool isProgressing() const;
+
   private:
     void takeUpdate(sdbusplus::message_t& message);
-    void takeEnd(const std::string& sender, const std::string& key);
+    void meet(const std::string& sender);
+    void askAboutEnds(const std::string& sender);
+    void completeAbove(const std::string& key);
     void takeNameLoss(sdbusplus::message_t& message);
 
-    void reconcile();
+    bool reconcile();
     void withdrawTheDead();
     void noteUnwatched(std::size_t count, int error);
-    void hostMissingParents();
+    bool hostMissingParents();
     void withdraw(const host::ProcessIdentity& process);
     void giveWay(const std::string& key);
-    void tellAsRecorded(std::vector<std::string> keys);
-    void announce(const std::string& key, uint32_t health);
+    void tellIfUntrue(const ReportedHealth::Healths& reported);
 
     services::Connection& connection;
     HostedNodes& nodes;
+    PeerUsers& users;
+    ReportedHealth reported;
+    RecordAnnouncer announcer;
     ProcessWatch processes;
     host::OnceInARow watchFailures;
-    services::EventSource reconciliation;
+    /** Whether no withdrawal has failed since it was tried last. */
+    bool withdrawn = true;
+    services::Retry hosting;
+    services::Retry reconciliation;
     /** Looks again and again at what cannot be watched. Made ahead, as it takes
      *  a file descriptor itself. */
     services::EventSource looking;
-    ToldNodes told;
+    services::EventSource idleNodes;
+    UpdateFilter filter;
     sdbusplus::bus::match_t updates;
     sdbusplus::bus::match_t nameLosses;
 };

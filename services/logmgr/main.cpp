@@ -2,6 +2,7 @@
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
+#include "../common/self_call.hpp"
 #include "../common/supervision.hpp"
 #include "config.hpp"
 #include "directories.hpp"
@@ -43,7 +44,10 @@ int serve(const logmgr::Config& config)
     logmgr::Mirror mirror(events);
     const logmgr::SelObject object(connection, events, mirror);
     connection.requestName(names::logManagerService);
-    const services::Supervision supervision(loop);
+    services::SelfCall selfCall(connection);
+    const services::Supervision supervision(loop, [&selfCall] {
+        return selfCall.isAnswered();
+    });
     return loop.run();
 }
 

@@ -7,6 +7,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -39,6 +41,19 @@ class ServiceConnection : public testing::Test
     {
         while (sd_event_run(loop.get(), 0) > 0)
         {}
+    }
+
+    /** Waits until the bus has passed on what was sent so far. */
+    void waitForBus()
+    {
+        bool passed = false;
+        connection->afterBus([&] {
+            passed = true;
+        });
+        while (!passed)
+        {
+            sd_event_run(loop.get(), UINT64_MAX);
+        }
     }
 
     /** The failure to open another connection. */
@@ -103,7 +118,7 @@ TEST_F(ServiceConnection, HearsFromAPeerOnceThatIsThrough)
         answered = true;
         loop.exit(0);
     });
-    connection->waitForBus();
+    waitForBus();
     settle();
     EXPECT_FALSE(answered) << "the peer has not looked at its messages yet";
     peer.catchUp();
@@ -122,7 +137,7 @@ TEST_F(ServiceConnection, HearsOfAPeerThatIsGone)
         }
     };
     connection->afterWorkOf(nameOf(*peer), count);
-    connection->waitForBus();
+    waitForBus();
     connection->afterWorkOf("com.example.Nobody", count);
     peer.reset();
     loop.run();
@@ -169,14 +184,14 @@ TEST_F(ServiceConnection, ForgetsItsQuestionsWhenItEnds)
     connection->afterWorkOf(nameOf(peer), [&] {
         answered = true;
     });
-    connection->waitForBus();
+    waitForBus();
     connection.reset();
     peer.catchUp();
     settle();
     EXPECT_FALSE(answered);
 }
 
-TEST_F(ServiceConnection, WaitsUntilTheBusHasPassedItsSignalsOn)
+TEST_F(ServiceConnection, HearsOnceTheBusHasPassedItsSignalsOn)
 {
     BusClient client;
     constexpr int many = 500;
@@ -188,10 +203,44 @@ TEST_F(ServiceConnection, WaitsUntilTheBusHasPassedItsSignalsOn)
         signal.append("/", "/a", i);
         signal.signal_send();
     }
-    connection->waitForBus();
+    waitForBus();
     client.catchUp();
     ASSERT_EQ(client.updates.size(), static_cast<std::size_t>(many));
     EXPECT_EQ(client.updates.back(), "/ /a 499");
+}
+
+TEST_F(ServiceConnection, HearsOfTheUserOfAPeer)
+{
+    const BusClient peer;
+    std::optional<uint32_t> user;
+    connection->userOf(nameOf(peer), [&](std::optional<uint32_t> found) {
+        user = found;
+        loop.exit(0);
+    });
+    EXPECT_EQ(loop.run(), 0);
+    EXPECT_EQ(user, std::optional<uint32_t>(geteuid()));
+}
+
+TEST_F(ServiceConnection, HearsOfNoUserOfAPeerThatIsGone)
+{
+    std::optional<uint32_t> user = 0;
+    connection->userOf(":1.4711", [&](std::optional<uint32_t> found) {
+        user = found;
+        loop.exit(0);
+    });
+    EXPECT_EQ(loop.run(), 0);
+    EXPECT_EQ(user, std::nullopt);
+}
+
+TEST_F(ServiceConnection, SendsWhatIsLeftToSendAtOnce)
+{
+    const std::string large(16UL << 20, 'x');
+    sd_bus_emit_signal(connection->get(), "/a", "com.example.Any", "Any", "s",
+                       large.c_str());
+    connection->flush();
+    uint64_t left = 1;
+    ASSERT_GE(sd_bus_get_n_queued_write(connection->get(), &left), 0);
+    EXPECT_EQ(left, 0U);
 }
 
 TEST_F(ServiceConnection, EndsTheLoopWithAnErrorWhenTheBusIsLost)

@@ -2,11 +2,13 @@
 
 #include "bus_client.hpp"
 #include "component.hpp"
+#include "file_content.hpp"
 #include "private_bus.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 
 namespace healthintf::test
@@ -18,6 +20,7 @@ using testing::HasSubstr;
 
 const std::string root = "/com/vexa/olvar/health";
 constexpr const char* service = "com.vexa.olvar.healthmgr";
+constexpr const char* nodeInterface = "com.vexa.olvar.healthmgr.HealthStatus";
 
 class HealthManager : public testing::Test
 {
@@ -50,6 +53,15 @@ class HealthManager : public testing::Test
         client.call(service, "/com/vexa/olvar/healthmgr",
                     "com.vexa.olvar.healthmgr", "AddHealthObject", "s",
                     key.c_str());
+    }
+
+    /** Says what a node would of its health. */
+    void update(const std::string& parent, const std::string& key,
+                uint32_t health) const
+    {
+        sd_bus_emit_signal(client.get(), "/x", nodeInterface,
+                           "HealthStatusUpdate", "ssu", parent.c_str(),
+                           key.c_str(), health);
     }
 
     std::string refusal(const std::string& key)
@@ -116,8 +128,9 @@ TEST_F(HealthManager, RefusesWhatIsNoKey)
     }
     EXPECT_THAT(refusal(deep), HasSubstr("more than 32 levels deep"));
     EXPECT_EQ(refusal(deep.substr(0, deep.size() - 2)), "");
-    EXPECT_THAT(refusal(root + "/" + std::string(490, 'x')),
-                HasSubstr("more than 510 bytes long"));
+    EXPECT_EQ(refusal(root + "/" + std::string(462, 'x')), "");
+    EXPECT_THAT(refusal(root + "/" + std::string(463, 'x')),
+                HasSubstr("this is no key: more than 485 bytes long"));
     running.signal(SIGTERM);
     EXPECT_EQ(running.wait(), 0);
 }
@@ -169,41 +182,128 @@ TEST_F(HealthManager, RefusesANodeThatTheBusHasNoRoomFor)
 TEST_F(HealthManager, LivesOnAfterMalformedSignals)
 {
     const Process running = manager();
-    const auto update = [this](const char* types, auto... args) {
-        sd_bus_emit_signal(client.get(), "/x",
-                           "com.vexa.olvar.healthmgr.HealthStatus",
+    const auto send = [this](const char* types, auto... args) {
+        sd_bus_emit_signal(client.get(), "/x", nodeInterface,
                            "HealthStatusUpdate", types, args...);
     };
-    update("");
-    update("s", root.c_str());
-    update("u", 1u);
-    update("ssi", root.c_str(), "/x", -1);
-    update("ssu", root.c_str(), "no path", 3u);
+    send("");
+    send("s", root.c_str());
+    send("u", 1u);
+    send("ssi", root.c_str(), "/x", -1);
+    update(root, root + "/a", 3);
     client.waitForHealth(root, 3);
-    EXPECT_THAT(running.errors(), HasSubstr("EXCEPTION"));
+    const std::string log = running.errors();
+    EXPECT_THAT(log, HasSubstr("is no node's, refused"));
+    EXPECT_EQ(std::ranges::count(log, '\n'), 1) << log;
 }
 
-TEST_F(HealthManager, HasNothingToSayOfTheEndOfWhatIsNoNode)
+TEST_F(HealthManager, AnswersNobodyOfTheEndOfWhatIsNoNode)
 {
     const Process running = manager();
-    sd_bus_emit_signal(
-        client.get(), "/x", "com.vexa.olvar.healthmgr.HealthStatus",
-        "HealthStatusUpdate", "ssu", root.c_str(), "no path", 0u);
-    // The manager would ask the sender whether it is through, and hear that
-    // before the second request.
+    client.catchUp();
+    client.updates.clear();
+    update(root, "no path", 0);
+    // The manager would answer before it takes the request.
     request(root + "/a");
     client.catchUp();
-    request(root + "/a");
-    EXPECT_EQ(running.errors(), "");
+    const std::vector<std::string> expected{root + " no path 0",
+                                            root + " " + root + "/a 0"};
+    EXPECT_EQ(client.updates, expected);
+}
+
+TEST_F(HealthManager, KeepsMadeUpChildrenFromItsNodes)
+{
+    const Process running = manager();
+    request(root + "/a/b");
+    const std::string longest = root + "/" + std::string(462, 'x');
+    for (const std::string& child :
+         {std::string("no path"), std::string(), std::string("/elsewhere"),
+          root, root + "/a/b", longest + "x"})
+    {
+        update(root, child, 4);
+    }
+    update("/com/vexa/olvar", "/com/vexa/olvar/else", 4);
+    client.updates.clear();
+    update(root, longest, 3);
+    client.waitForHealth(root, 3);
+    EXPECT_EQ(
+        std::ranges::count(client.updates, "/com/vexa/olvar " + root + " 4"),
+        0);
+}
+
+TEST_F(HealthManager, RidsParentsInOtherProcessesOfMadeUpChildren)
+{
+    const Process running = manager();
+    Component parent(root + "/a", 2);
+    client.waitForHealth(root, 2);
+    for (const std::string& child :
+         {std::string("no path"), std::string("/elsewhere"), root + "/b",
+          root + "/a/b/c", root + "/a/" + std::string(461, 'x')})
+    {
+        client.updates.clear();
+        update(root + "/a", child, 4);
+        client.waitUntil("rise and fall for " + child, [&] {
+            const std::string rootIs = "/com/vexa/olvar " + root + " ";
+            const auto rise = std::ranges::find(client.updates, rootIs + "4");
+            return std::find(rise, client.updates.end(), rootIs + "2") !=
+                   client.updates.end();
+        });
+    }
+}
+
+TEST_F(HealthManager, ForgetsWhatASenderMadeUpOfMoreNodesThanFit)
+{
+    const Process running = manager();
+    Component parent(root + "/a", 2);
+    client.waitForHealth(root, 2);
+    {
+        const BusClient flood;
+        // Each takes 485 bytes and 128 more of the mebibyte.
+        constexpr int more = (1 << 20) / (485 + 128) + 50;
+        const std::string base = root + "/a/" + std::string(454, 'x');
+        for (int i = 0; i < more; ++i)
+        {
+            const std::string child = base + std::to_string(100000 + i);
+            ASSERT_EQ(child.size(), 485U);
+            sd_bus_emit_signal(flood.get(), "/x", nodeInterface,
+                               "HealthStatusUpdate", "ssu",
+                               (root + "/a").c_str(), child.c_str(), 4u);
+        }
+        sd_bus_flush(flood.get());
+        client.waitForHealth(root, 4);
+    }
+    client.waitForHealth(root, 2);
+}
+
+TEST_F(HealthManager, HoldsLittleOfLargeKeys)
+{
+    const Process running = manager();
+    const Component parent(root + "/a", 2);
+    client.waitForHealth(root, 2);
+    const std::string large(8UL << 20, 'x');
+    const std::string below = "/" + large;
+    for (int i = 0; i < 8; ++i)
+    {
+        update(root, large + std::to_string(i), 4);
+        update(root, root + below + std::to_string(i), 4);
+        update(root + "/a", large + std::to_string(i), 4);
+        client.catchUp();
+    }
+    EXPECT_THAT(refusal(root + below), HasSubstr("this is no key"));
+    const std::string status =
+        contentOf("/proc/" + std::to_string(running.pid()) + "/status");
+    const std::string field = "VmHWM:";
+    const auto peak =
+        std::stoul(status.substr(status.find(field) + field.size()));
+    EXPECT_LT(peak, 100UL << 10) << "KiB of 192 MiB that were sent";
+    client.waitForHealth(root, 2);
 }
 
 TEST_F(HealthManager, KeepsANodeThatSomebodyOnlyPretendsToHold)
 {
     const Process running = manager();
     request(root + "/a");
-    sd_bus_emit_signal(
-        client.get(), "/x", "com.vexa.olvar.healthmgr.HealthStatus",
-        "HealthStatusUpdate", "ssu", root.c_str(), (root + "/a").c_str(), 2u);
+    update(root, root + "/a", 2);
     client.waitForHealth(root, 2);
     EXPECT_TRUE(nodeIsThere(root + "/a"));
 }

@@ -39,9 +39,25 @@ TEST(KeyOfANode, IsOfLimitedDepthAndLength)
     }
     EXPECT_EQ(faultOfKey(deep), "");
     EXPECT_EQ(faultOfKey(deep + "/x"), "more than 32 levels deep");
-    EXPECT_EQ(faultOfKey(root + "/" + std::string(487, 'x')), "");
-    EXPECT_EQ(faultOfKey(root + "/" + std::string(488, 'x')),
-              "more than 510 bytes long");
+    EXPECT_EQ(faultOfKey(root + "/" + std::string(462, 'x')), "");
+    EXPECT_EQ(faultOfKey(root + "/" + std::string(463, 'x')),
+              "more than 485 bytes long");
+}
+
+TEST(TextThatIsAKey, IsAShortPathBelowTheRoot)
+{
+    const std::string longest = root + "/" + std::string(462, 'x');
+    EXPECT_EQ(longest.size(), maxKey);
+    EXPECT_TRUE(isKey(longest.c_str()));
+    EXPECT_FALSE(isKey((longest + "x").c_str()));
+    EXPECT_TRUE(isKey(root.c_str()));
+    EXPECT_TRUE(isKey((root + "/a/b_1").c_str()));
+    for (const char* text :
+         {"", "no path", "/", "/elsewhere", "/com/vexa/olvar/healthy",
+          "/com/vexa/olvar/health/", "/com/vexa/olvar/health/a b"})
+    {
+        EXPECT_FALSE(isKey(text)) << text;
+    }
 }
 
 TEST(AncestorsOfAKey, ComeFromTheRoot)

@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <optional>
+#include <stdexcept>
 
 namespace healthintf::services
 {
@@ -44,7 +45,7 @@ TEST_F(SupervisedService, TellsThatItIsReadyAndThatItStops)
     EXPECT_EQ(manager.hear(), "STOPPING=1");
 }
 
-TEST_F(SupervisedService, GivesSignsOfLifeWhileItsLoopTurns)
+TEST_F(SupervisedService, GivesSignsOfLifeWhileItProgresses)
 {
     setenv("WATCHDOG_USEC", "20000", 1);
     const Supervision supervision(loop);
@@ -60,10 +61,51 @@ TEST_F(SupervisedService, GivesSignsOfLifeWhileItsLoopTurns)
     EXPECT_EQ(signs, 3);
 }
 
+TEST_F(SupervisedService, GivesNoSignOfLifeWhileNothingGetsDone)
+{
+    setenv("WATCHDOG_USEC", "2000", 1);
+    int checks = 0;
+    const Supervision supervision(loop, [&] {
+        if (++checks == 5)
+        {
+            loop.exit(0);
+        }
+        return checks == 3;
+    });
+    EXPECT_EQ(manager.hear(), "READY=1");
+    EXPECT_EQ(loop.run(), 0);
+    EXPECT_EQ(manager.hear(), "WATCHDOG=1");
+    EXPECT_TRUE(manager.silent()) << "one check of five found progress";
+}
+
+TEST_F(SupervisedService, GivesNoSignOfLifeWhenTheCheckThrows)
+{
+    setenv("WATCHDOG_USEC", "2000", 1);
+    testing::internal::CaptureStderr();
+    const Supervision supervision(loop, [&]() -> bool {
+        loop.exit(0);
+        throw std::runtime_error("broken");
+    });
+    EXPECT_EQ(manager.hear(), "READY=1");
+    EXPECT_EQ(loop.run(), 0);
+    EXPECT_TRUE(manager.silent());
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("broken"));
+}
+
 TEST_F(SupervisedService, GivesNoSignOfLifeWhenNobodyAsks)
 {
-    const Supervision supervision(loop);
-    EXPECT_EQ(sd_event_get_watchdog(loop.get()), 0);
+    bool checked = false;
+    const Supervision supervision(loop, [&] {
+        checked = true;
+        return true;
+    });
+    EXPECT_EQ(manager.hear(), "READY=1");
+    auto ending = loop.every(std::chrono::milliseconds(5), [&] {
+        loop.exit(0);
+    });
+    loop.run();
+    EXPECT_FALSE(checked);
+    EXPECT_TRUE(manager.silent());
 }
 
 TEST_F(SupervisedService, GoesOnWhenTheServiceManagerIsGone)

@@ -1,0 +1,165 @@
+#include "record_announcer.hpp"
+
+#include "../common/service_log.hpp"
+#include "data_cache/withdrawal.hpp"
+
+#include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
+#include <com/vexa/olvar/healthmgr/names.hpp>
+#include <hmi_health_value.hpp>
+#include <platform/data_abstraction/health_status.hpp>
+
+#include <exception>
+
+namespace healthintf::healthmgr
+{
+
+namespace log = services::log;
+using Interface = sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
+using services::EventLoop;
+
+uint32_t recordedHealth(const std::string& key)
+{
+    const auto record = host::findHealthRecord(key);
+    return record ? record->health : health_namespace::healthNone;
+}
+
+RecordAnnouncer::RecordAnnouncer(services::Connection& connection,
+                                 EventLoop& loop) :
+    connection(connection),
+    pauseEnd(loop.onceLater([this] {
+        goOn();
+    }))
+{}
+
+void RecordAnnouncer::announce(const std::vector<std::string>& keys)
+{
+    for (const std::string& key : keys)
+    {
+        // What is no path has no node, whatever the data cache says.
+        if (sd_bus_object_path_is_valid(key.c_str()) > 0)
+        {
+            waiting.insert(key);
+        }
+    }
+    sendWaiting();
+}
+
+void RecordAnnouncer::announceIfRoom(const std::string& key)
+{
+    if (waiting.size() + sent.size() + unsettled.size() < most)
+    {
+        announce({key});
+        return;
+    }
+    send(key, recordedHealth(key));
+    all = true;
+    rest();
+}
+
+void RecordAnnouncer::disown(const char* parent, const char* child)
+{
+    // The child may be no object path to speak from.
+    auto signal =
+        connection.bus().new_signal(names::managerPath, Interface::interface,
+                                    Interface::HealthStatusUpdate::name);
+    const uint32_t none = health_namespace::healthNone;
+    signal.append(parent, child, none);
+    signal.signal_send();
+    connection.flush();
+}
+
+void RecordAnnouncer::sendWaiting()
+{
+    if (asked || (waiting.empty() && sent.empty()))
+    {
+        return;
+    }
+    try
+    {
+        while (!waiting.empty())
+        {
+            const auto first = waiting.begin();
+            const uint32_t health = recordedHealth(*first);
+            send(*first, health);
+            sent.insert_or_assign(*first, health);
+            waiting.erase(first);
+        }
+        connection.afterBus([this] {
+            compare();
+        });
+        asked = true;
+    }
+    catch (const std::exception& e)
+    {
+        SERVICE_LOG(log::warning,
+                    "%s.%d.%s: unable to tell of %zu nodes, trying again: %s",
+                    waiting.size() + sent.size(), e.what());
+        unsettled.merge(waiting);
+        rest();
+    }
+}
+
+void RecordAnnouncer::send(const std::string& key, uint32_t health)
+{
+    auto signal = connection.bus().new_signal(
+        key.c_str(), Interface::interface, Interface::HealthStatusUpdate::name);
+    // The root's parent is the key above it, as in what its node sends.
+    signal.append(key.substr(0, key.rfind('/')), key, health);
+    signal.signal_send();
+}
+
+/** Looks whether the records say what the bus has passed on. */
+void RecordAnnouncer::compare()
+{
+    asked = false;
+    for (const auto& [key, health] : sent)
+    {
+        if (recordedHealth(key) != health)
+        {
+            unsettled.insert(key);
+        }
+    }
+    sent.clear();
+    if (!unsettled.empty())
+    {
+        rest();
+    }
+    else if (!resting)
+    {
+        pauses.reset();
+    }
+    sendWaiting();
+}
+
+void RecordAnnouncer::rest()
+{
+    if (!resting)
+    {
+        resting = true;
+        EventLoop::after(pauseEnd, pauses.next());
+    }
+}
+
+/** Tells anew of all that had to wait for the end of the pause. */
+void RecordAnnouncer::goOn()
+{
+    resting = false;
+    waiting.merge(unsettled);
+    unsettled.clear();
+    if (all)
+    {
+        all = false;
+        std::map<std::string, HealthStatus_gen> records;
+        DataAbstraction::HealthStatus::get_map_by_path_prefixes({}, {},
+                                                                records);
+        std::vector<std::string> keys;
+        for (const auto& [key, record] : records)
+        {
+            keys.push_back(key);
+        }
+        announce(keys);
+    }
+    sendWaiting();
+}
+
+} // namespace healthintf::healthmgr

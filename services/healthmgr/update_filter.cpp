@@ -1,0 +1,101 @@
+#include "update_filter.hpp"
+
+#include "../common/service_log.hpp"
+#include "data_cache/limits.hpp"
+#include "data_cache/withdrawal.hpp"
+
+#include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
+#include <hmi_health_value.hpp>
+
+#include <string_view>
+
+namespace healthintf::healthmgr
+{
+
+namespace log = services::log;
+using Interface = sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
+
+namespace
+{
+
+/** Whether an update of a child goes to the child's own parent. */
+bool isOfItsChild(std::string_view parent, std::string_view child)
+{
+    return parent == child.substr(0, child.rfind('/'));
+}
+
+/** Whether there may be a record at a path. */
+bool isRecordable(const char* path)
+{
+    return std::string_view(path).size() <= host::maxRecordPath &&
+           sd_bus_object_path_is_valid(path) > 0;
+}
+
+} // namespace
+
+UpdateFilter::UpdateFilter(services::Connection& connection, HostedNodes& nodes,
+                           RecordAnnouncer& announcer) :
+    connection(connection),
+    nodes(nodes), announcer(announcer),
+    filter(connection.get(), [this](sd_bus_message* message) {
+        return refuses(message);
+    })
+{}
+
+bool UpdateFilter::refuses(sd_bus_message* message)
+{
+    if (sd_bus_message_is_signal(message, Interface::interface,
+                                 Interface::HealthStatusUpdate::name) <= 0 ||
+        connection.uniqueName() == sd_bus_message_get_sender(message))
+    {
+        return false;
+    }
+    // Read where it stands: a copy may be large.
+    const char* parent = nullptr;
+    const char* child = nullptr;
+    uint32_t health = 0;
+    if (sd_bus_message_read(message, "ssu", &parent, &child, &health) <= 0)
+    {
+        noteRefusal(message);
+        return true;
+    }
+    if (!isOfItsChild(parent, child) || !isRecordable(child))
+    {
+        noteRefusal(message);
+        if (health != health_namespace::healthNone && isHeardBy(parent))
+        {
+            announcer.disown(parent, child);
+        }
+        return true;
+    }
+    // Components may be held outside of the tree, or with a key that is too
+    // long for their faults.
+    if (!isKey(child) && health != health_namespace::healthNone &&
+        recordedHealth(child) != health)
+    {
+        announcer.announceIfRoom(child);
+        return nodes.hosts(parent);
+    }
+    return false;
+}
+
+/** Whether there is a node in another process that hears an update. */
+bool UpdateFilter::isHeardBy(const char* parent) const
+{
+    return isRecordable(parent) && !nodes.hosts(parent) &&
+           host::findHealthRecord(parent).has_value();
+}
+
+void UpdateFilter::noteRefusal(sd_bus_message* message)
+{
+    constexpr int anyRefusal = 1;
+    if (refusals.isNews(anyRefusal))
+    {
+        SERVICE_LOG(log::warning,
+                    "%s.%d.%s: a health update of %s is no node's, refused "
+                    "(others like it are refused without a word)",
+                    sd_bus_message_get_sender(message));
+    }
+}
+
+} // namespace healthintf::healthmgr

@@ -1,0 +1,39 @@
+#pragma once
+
+/** @file Keeps health updates that no node sends out of the tree. */
+
+#include "../common/connection.hpp"
+#include "../common/message_filter.hpp"
+#include "hosted_nodes.hpp"
+#include "once_in_a_row.hpp"
+#include "record_announcer.hpp"
+
+namespace healthintf::healthmgr
+{
+
+/** Looks at every health update before the nodes of this process hear it. One
+ *  whose child is no key, or whose parent is not the child's, they do not
+ *  hear, and a parent in another process is told at once what the records say:
+ *  of nothing of it is a note kept. */
+class UpdateFilter
+{
+  public:
+    /** All arguments must outlive this object.
+     *
+     *  @throws std::system_error when the connection takes no filter */
+    UpdateFilter(services::Connection& connection, HostedNodes& nodes,
+                 RecordAnnouncer& announcer);
+
+  private:
+    bool refuses(sd_bus_message* message);
+    bool isHeardBy(const char* parent) const;
+    void noteRefusal(sd_bus_message* message);
+
+    services::Connection& connection;
+    HostedNodes& nodes;
+    RecordAnnouncer& announcer;
+    host::OnceInARow refusals;
+    services::MessageFilter filter;
+};
+
+} // namespace healthintf::healthmgr

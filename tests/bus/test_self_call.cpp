@@ -1,0 +1,65 @@
+#include "common/self_call.hpp"
+#include "private_bus.hpp"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+namespace healthintf::services
+{
+namespace
+{
+
+class CallToItself : public testing::Test
+{
+  protected:
+    /** Lets the service do its work until the bus has passed on what it
+     *  sent, and with it its own call. */
+    void work()
+    {
+        bool passed = false;
+        connection.afterBus([&] {
+            passed = true;
+        });
+        while (!passed)
+        {
+            sd_event_run(loop.get(), UINT64_MAX);
+        }
+        while (sd_event_run(loop.get(), 0) > 0)
+        {}
+    }
+
+    test::PrivateBus bus;
+    EventLoop loop;
+    Connection connection{loop};
+};
+
+TEST_F(CallToItself, IsAnsweredByAServiceThatTakesItsMessages)
+{
+    SelfCall call(connection);
+    EXPECT_TRUE(call.isAnswered()) << "none was made yet";
+    while (!call.isAnswered())
+    {
+        work();
+    }
+    EXPECT_FALSE(call.isAnswered()) << "the next was made";
+}
+
+TEST_F(CallToItself, IsNotAnsweredByAServiceThatTakesNoMessages)
+{
+    SelfCall call(connection);
+    EXPECT_TRUE(call.isAnswered());
+    EXPECT_FALSE(call.isAnswered());
+    EXPECT_FALSE(call.isAnswered());
+}
+
+TEST_F(CallToItself, MayBeAnsweredWhenNobodyWaitsForItAnyMore)
+{
+    std::optional<SelfCall> call(std::in_place, connection);
+    EXPECT_TRUE(call->isAnswered());
+    call.reset();
+    work();
+}
+
+} // namespace
+} // namespace healthintf::services

@@ -1,0 +1,228 @@
+#include "reported_health.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace healthintf::healthmgr
+{
+namespace
+{
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+using testing::SizeIs;
+
+class HealthThatWasReported : public testing::Test
+{
+  protected:
+    ReportedHealth reported;
+};
+
+TEST_F(HealthThatWasReported, MeetsAConnectionOnce)
+{
+    EXPECT_TRUE(reported.meet(":1.1"));
+    EXPECT_FALSE(reported.meet(":1.1"));
+    EXPECT_TRUE(reported.meet(":1.2"));
+}
+
+TEST_F(HealthThatWasReported, MeetsAConnectionAgainThatWasForgotten)
+{
+    reported.meet(":1.1");
+    reported.take(":1.1");
+
+    EXPECT_TRUE(reported.meet(":1.1"));
+}
+
+TEST_F(HealthThatWasReported, IsWhatWasReportedLast)
+{
+    reported.note(":1.1", "/a", 2);
+    reported.note(":1.1", "/b", 2);
+    reported.note(":1.1", "/a", 4);
+
+    EXPECT_THAT(reported.take(":1.1"),
+                ElementsAre(Pair("/a", 4), Pair("/b", 2)));
+}
+
+TEST_F(HealthThatWasReported, IsKeptApartForEachConnection)
+{
+    reported.note(":1.1", "/a", 2);
+    reported.note(":1.2", "/a", 4);
+
+    EXPECT_THAT(reported.take(":1.1"), ElementsAre(Pair("/a", 2)));
+    EXPECT_THAT(reported.take(":1.2"), ElementsAre(Pair("/a", 4)));
+}
+
+TEST_F(HealthThatWasReported, IsNothingOfAConnectionThatIsUnknown)
+{
+    EXPECT_THAT(reported.take(":1.1"), IsEmpty());
+    EXPECT_THAT(reported.setUser(":1.1", 7), IsEmpty());
+    EXPECT_FALSE(reported.beginQuestion(":1.1"));
+    EXPECT_THAT(reported.endQuestion(":1.1"), IsEmpty());
+}
+
+TEST_F(HealthThatWasReported, IsForgottenForEveryConnection)
+{
+    reported.note(":1.1", "/a", 2);
+    reported.note(":1.2", "/a", 3);
+    reported.note(":1.2", "/b", 4);
+    reported.forget("/a");
+
+    EXPECT_THAT(reported.take(":1.1"), IsEmpty());
+    EXPECT_THAT(reported.take(":1.2"), ElementsAre(Pair("/b", 4)));
+}
+
+TEST_F(HealthThatWasReported, OfEndedNodesIsAskedAboutOnceAtATime)
+{
+    reported.note(":1.1", "/a", 2);
+    EXPECT_FALSE(reported.beginQuestion(":1.1")) << "nothing has ended";
+    reported.note(":1.1", "/a", 0);
+    EXPECT_TRUE(reported.beginQuestion(":1.1"));
+    reported.note(":1.1", "/b", 0);
+    EXPECT_FALSE(reported.beginQuestion(":1.1")) << "one is outstanding";
+
+    EXPECT_THAT(reported.endQuestion(":1.1"), ElementsAre("/a"));
+    EXPECT_TRUE(reported.beginQuestion(":1.1"));
+    EXPECT_THAT(reported.endQuestion(":1.1"), ElementsAre("/b"));
+    EXPECT_FALSE(reported.beginQuestion(":1.1"));
+    EXPECT_THAT(reported.take(":1.1"), IsEmpty());
+}
+
+TEST_F(HealthThatWasReported, IsNoneForEndsThatWereNotAnswered)
+{
+    reported.note(":1.1", "/asked", 0);
+    reported.beginQuestion(":1.1");
+    reported.note(":1.1", "/ended", 0);
+
+    EXPECT_THAT(reported.take(":1.1"),
+                ElementsAre(Pair("/asked", 0), Pair("/ended", 0)));
+    EXPECT_THAT(reported.endQuestion(":1.1"), IsEmpty());
+}
+
+TEST_F(HealthThatWasReported, OfANodeThatIsMadeAnewIsKeptBesideItsEnd)
+{
+    reported.note(":1.1", "/a", 0);
+    reported.note(":1.1", "/a", 3);
+    EXPECT_TRUE(reported.beginQuestion(":1.1"));
+    EXPECT_THAT(reported.endQuestion(":1.1"), ElementsAre("/a"));
+    EXPECT_THAT(reported.take(":1.1"), ElementsAre(Pair("/a", 3)));
+}
+
+/** Room for two keys of two bytes a connection and for three a user. */
+class BoundedReports : public testing::Test
+{
+  protected:
+    static constexpr std::size_t one = ReportedHealth::overhead + 2;
+
+    ReportedHealth reported{{.connection = 2 * one, .user = 3 * one}};
+};
+
+TEST_F(BoundedReports, TakeNoFurtherNodeOfAFullConnection)
+{
+    EXPECT_TRUE(reported.note(":1.1", "/a", 2));
+    EXPECT_TRUE(reported.note(":1.1", "/b", 2));
+    EXPECT_FALSE(reported.note(":1.1", "/c", 2));
+    EXPECT_FALSE(reported.note(":1.1", "/c", 0)) << "an end takes room, too";
+    EXPECT_THAT(reported.take(":1.1"), SizeIs(2));
+}
+
+TEST_F(BoundedReports, CountTheBytesOfKeys)
+{
+    EXPECT_TRUE(reported.note(":1.1", "/a", 2));
+    EXPECT_FALSE(reported.note(":1.1", "/bb", 2));
+    EXPECT_TRUE(reported.note(":1.1", "/b", 2));
+}
+
+TEST_F(BoundedReports, TakeANewHealthOfANodeTheyHave)
+{
+    reported.note(":1.1", "/a", 2);
+    reported.note(":1.1", "/b", 2);
+    EXPECT_TRUE(reported.note(":1.1", "/a", 4));
+    EXPECT_THAT(reported.take(":1.1"),
+                ElementsAre(Pair("/a", 4), Pair("/b", 2)));
+}
+
+TEST_F(BoundedReports, TakeTheEndsOfNodesTheyHave)
+{
+    reported.note(":1.1", "/a", 2);
+    reported.note(":1.1", "/b", 2);
+    EXPECT_TRUE(reported.note(":1.1", "/a", 0));
+    EXPECT_TRUE(reported.note(":1.1", "/a", 0)) << "once more";
+}
+
+TEST_F(BoundedReports, HaveRoomAgainOnceAnEndIsAnswered)
+{
+    reported.note(":1.1", "/a", 0);
+    reported.note(":1.1", "/b", 0);
+    reported.beginQuestion(":1.1");
+    EXPECT_FALSE(reported.note(":1.1", "/c", 2));
+    reported.endQuestion(":1.1");
+    EXPECT_TRUE(reported.note(":1.1", "/c", 2));
+    EXPECT_TRUE(reported.note(":1.1", "/d", 2));
+    EXPECT_FALSE(reported.note(":1.1", "/e", 2));
+}
+
+TEST_F(BoundedReports, HaveRoomAgainForWhatWasForgotten)
+{
+    reported.note(":1.1", "/a", 2);
+    reported.note(":1.1", "/b", 2);
+    reported.forget("/a");
+    EXPECT_TRUE(reported.note(":1.1", "/c", 2));
+    EXPECT_FALSE(reported.note(":1.1", "/d", 2));
+}
+
+TEST_F(BoundedReports, AreBoundedForAllConnectionsOfAUser)
+{
+    for (const char* sender : {":1.1", ":1.2", ":1.3"})
+    {
+        reported.meet(sender);
+        EXPECT_THAT(reported.setUser(sender, 7), IsEmpty());
+    }
+    reported.meet(":1.4");
+    reported.setUser(":1.4", 8);
+    EXPECT_TRUE(reported.note(":1.1", "/a", 2));
+    EXPECT_TRUE(reported.note(":1.2", "/a", 2));
+    EXPECT_TRUE(reported.note(":1.3", "/a", 2));
+    EXPECT_FALSE(reported.note(":1.3", "/b", 2));
+    EXPECT_TRUE(reported.note(":1.4", "/a", 2)) << "another user's";
+    reported.take(":1.1");
+    EXPECT_TRUE(reported.note(":1.3", "/b", 2)) << "one is gone";
+    EXPECT_FALSE(reported.note(":1.2", "/b", 2));
+}
+
+TEST_F(BoundedReports, AreBoundedForConnectionsOfUnknownUsersTogether)
+{
+    EXPECT_TRUE(reported.note(":1.1", "/a", 2));
+    EXPECT_TRUE(reported.note(":1.2", "/a", 2));
+    EXPECT_TRUE(reported.note(":1.3", "/a", 2));
+    EXPECT_FALSE(reported.note(":1.4", "/a", 2));
+}
+
+TEST_F(BoundedReports, AreTakenFromAConnectionWhoseUserHasTooMany)
+{
+    reported.meet(":1.1");
+    reported.setUser(":1.1", 7);
+    reported.note(":1.1", "/a", 2);
+    reported.note(":1.1", "/b", 2);
+    reported.note(":1.2", "/c", 2);
+    EXPECT_THAT(reported.setUser(":1.2", 7), IsEmpty()) << "at the bound";
+    reported.note(":1.3", "/d", 2);
+    reported.note(":1.3", "/e", 0);
+    EXPECT_THAT(reported.setUser(":1.3", 7),
+                ElementsAre(Pair("/d", 2), Pair("/e", 0)));
+    EXPECT_FALSE(reported.meet(":1.3")) << "but it is known";
+    EXPECT_FALSE(reported.note(":1.3", "/d", 2));
+    reported.take(":1.2");
+    EXPECT_TRUE(reported.note(":1.3", "/d", 2));
+}
+
+TEST_F(BoundedReports, AreEightMebibytesForAUserAndOneForAConnection)
+{
+    EXPECT_EQ(ReportedHealth::Bounds().connection, 1UL << 20);
+    EXPECT_EQ(ReportedHealth::Bounds().user, 8UL << 20);
+}
+
+} // namespace
+} // namespace healthintf::healthmgr
