@@ -45,8 +45,8 @@ const Words setAttribute{"call",
                          "any",
                          "1",
                          "busctl"};
-const Words tellCritical{"emit", "/mine", nodeInterface, "HealthStatusUpdate",
-                         "ssu",  root,    "/mine",       "4"};
+const Words tellCritical{"emit", "/mine", nodeInterface,  "HealthStatusUpdate",
+                         "ssu",  root,    root + "/mine", "4"};
 
 /** A health manager and a component on a bus with the installed policy. */
 class BusPolicy : public testing::Test
@@ -288,6 +288,67 @@ TEST_F(BusPolicyOfOthers, LetsTheHealthManagerAskWhetherADaemonIsThrough)
     {
         expectDenied(caller, ping);
     }
+}
+
+/** Asks for a node as another user.
+ *
+ *  @return the answer when it is an error */
+std::string requestAs(Caller caller, const std::string& key)
+{
+    try
+    {
+        busctlAs(caller, {"call", manager, "/com/vexa/olvar/healthmgr", manager,
+                          "AddHealthObject", "s", key});
+    }
+    catch (const std::runtime_error& e)
+    {
+        return e.what();
+    }
+    return "";
+}
+
+TEST(BusLimits, LetAUserAskForAQuarterOfTheNodes)
+{
+    if (geteuid() != 0)
+    {
+        GTEST_SKIP() << "needs root, to become another user";
+    }
+    const PrivateBus bus(systemRules + installedRules(manager) +
+                         installedRules("healthintf-limits"));
+    letOthersIn(bus);
+    BusClient client;
+    const Process healthmgr({HEALTHMGR});
+    client.waitUntil("manager", [&] {
+        client.catchUp();
+        return !client.ownerOf(manager).empty();
+    });
+    const auto deep = [](const std::string& name, int levels) {
+        std::string key = root;
+        for (int i = 0; i < levels; ++i)
+        {
+            key += "/" + name;
+        }
+        return key;
+    };
+    // Ten times 32 nodes and one time 20: ancestors count.
+    for (int i = 0; i < 10; ++i)
+    {
+        const std::string name = "n" + std::to_string(i);
+        ASSERT_EQ(requestAs(Caller::reporter, deep(name, 32)), "");
+    }
+    EXPECT_THAT(requestAs(Caller::reporter, deep("a", 21)),
+                HasSubstr("has asked for as many nodes as one user may"));
+    EXPECT_EQ(requestAs(Caller::reporter, deep("a", 20)), "");
+    EXPECT_EQ(client.objects(manager).size(), 340U);
+    EXPECT_THAT(requestAs(Caller::reporter, root + "/b"),
+                HasSubstr("has asked for as many nodes as one user may"));
+    EXPECT_EQ(requestAs(Caller::reporter, deep("a", 3)), "") << "it is there";
+
+    // Others, and the tree itself, have what they need.
+    EXPECT_EQ(requestAs(Caller::healthManager, root + "/c"), "");
+    Component leaf(root + "/d/e", 3);
+    client.waitForHealth(root, 3);
+    EXPECT_EQ(client.health(manager, root + "/d"), 3U);
 }
 
 TEST(BusLimits, LetADaemonHoldMoreThanAUsualBusDoes)
