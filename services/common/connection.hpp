@@ -35,6 +35,7 @@ class Connection
         return connection;
     }
 
+    /** The same without sdbusplus. */
     sd_bus* get() const
     {
         return raw.get();

@@ -34,8 +34,8 @@ void perform(void* action) noexcept
     }
 }
 
-int onIo(sd_event_source* /*source*/, int /*fd*/, uint32_t /*events*/,
-         void* action)
+int performForIo(sd_event_source* /*source*/, int /*fd*/, uint32_t /*events*/,
+                 void* action)
 {
     perform(action);
     return 0;
@@ -89,15 +89,30 @@ void EventLoop::exitOn(std::initializer_list<int> signals)
     }
 }
 
-EventSource EventLoop::onReadable(int fd, std::function<void()> action)
+EventSource EventLoop::onIo(int fd, uint32_t events,
+                            std::function<void()> action)
 {
     EventSource made;
     made.action = std::make_unique<std::function<void()>>(std::move(action));
     sd_event_source* raw = nullptr;
-    checked(sd_event_add_io(event.get(), &raw, fd, EPOLLIN, onIo,
+    checked(sd_event_add_io(event.get(), &raw, fd, events, performForIo,
                             made.action.get()),
             "sd_event_add_io");
     made.source.reset(raw);
+    return made;
+}
+
+EventSource EventLoop::onReadable(int fd, std::function<void()> action)
+{
+    return onIo(fd, EPOLLIN, std::move(action));
+}
+
+EventSource EventLoop::onWritable(int fd, std::function<void()> action)
+{
+    EventSource made = onIo(fd, EPOLLOUT, std::move(action));
+    checked(
+        sd_event_source_set_priority(made.source.get(), SD_EVENT_PRIORITY_IDLE),
+        "sd_event_source_set_priority");
     return made;
 }
 

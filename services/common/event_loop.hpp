@@ -58,6 +58,11 @@ class EventLoop
      *  caller's, and must outlive the source. */
     [[nodiscard]] EventSource onReadable(int fd, std::function<void()> action);
 
+    /** Calls @p action when @p fd is writable and nothing else waits, again
+     *  and again until enable() lets it rest. The descriptor stays the
+     *  caller's, and must outlive the source. */
+    [[nodiscard]] EventSource onWritable(int fd, std::function<void()> action);
+
     /** Calls @p action when asked to with request(), once for any number of
      *  requests before. */
     [[nodiscard]] EventSource onRequest(std::function<void()> action);
@@ -74,7 +79,7 @@ class EventLoop
      *  was given before. */
     static void after(EventSource& source, std::chrono::microseconds delay);
 
-    /** Lets what every() gave rest, or call again. */
+    /** Lets what every() or onWritable() gave rest, or call again. */
     static void enable(EventSource& source, bool enabled);
 
     sd_event* get() const
@@ -83,6 +88,8 @@ class EventLoop
     }
 
   private:
+    EventSource onIo(int fd, uint32_t events, std::function<void()> action);
+
     struct Unref
     {
         void operator()(sd_event* loop) const

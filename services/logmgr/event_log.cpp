@@ -48,6 +48,13 @@ SELEntryProperties entryOf(const Event& event, uint16_t recordId, uint32_t now)
     return entry;
 }
 
+/** How many bytes of a message an entry takes, in round numbers. */
+std::size_t bytesInAPage(const SELEntryProperties& entry)
+{
+    constexpr std::size_t besidesTexts = 64;
+    return besidesTexts + entry.sensor.name.size() + entry.sensor.path.size();
+}
+
 void checkText(const std::string& text, const char* what)
 {
     if (text.size() > maxSensorText)
@@ -208,9 +215,12 @@ Page EventLog::list(uint16_t first, uint32_t limit) const
     {
         return page;
     }
-    const std::size_t most = limit == 0 ? maxPage : std::min(limit, maxPage);
+    std::size_t bytes = 0;
     store.read(*begin, [&](uint64_t sequence, const SELEntryProperties& entry) {
-        if (page.entries.size() == most)
+        bytes += bytesInAPage(entry);
+        const std::size_t before = page.entries.size();
+        if ((limit != 0 && before == limit) ||
+            (before > 0 && bytes > maxPageBytes))
         {
             page.next = identifierOf(sequence);
             return false;

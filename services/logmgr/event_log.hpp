@@ -8,6 +8,7 @@
 #include <platform/data_abstraction/sel.hpp>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -87,8 +88,9 @@ struct Page
 class EventLog
 {
   public:
-    /** How many entries a page has at most. */
-    static constexpr uint32_t maxPage = 1000;
+    /** How many bytes a page has at most, unless its only entry has more: what
+     *  is answered after it waits for the bus to take it. */
+    static constexpr std::size_t maxPageBytes = 16 * 1024;
 
     /** Seconds since the epoch. */
     using Clock = std::function<uint32_t()>;
@@ -118,7 +120,7 @@ class EventLog
     /** Reads entries.
      *
      *  @param[in] first the identifier to begin with, firstEntry or lastEntry
-     *  @param[in] limit how many at most; 0 for as many as a page has
+     *  @param[in] limit how many at most; 0 for as many as a page holds
      *  @throws Refusal without an entry of the identifier */
     Page list(uint16_t first, uint32_t limit) const;
 

@@ -7,6 +7,7 @@
 #include "config.hpp"
 #include "directories.hpp"
 #include "event_log.hpp"
+#include "list_answers.hpp"
 #include "logmgr_config.hpp"
 #include "mirror.hpp"
 #include "sel_object.hpp"
@@ -42,7 +43,8 @@ int serve(const logmgr::Config& config)
     loop.exitOn({SIGINT, SIGTERM});
     services::Connection connection(loop);
     logmgr::Mirror mirror(events);
-    const logmgr::SelObject object(connection, events, mirror);
+    logmgr::ListAnswers lists(loop, connection, events);
+    const logmgr::SelObject object(connection, events, mirror, lists);
     connection.requestName(names::logManagerService);
     services::SelfCall selfCall(connection);
     const services::Supervision supervision(loop, [&selfCall] {

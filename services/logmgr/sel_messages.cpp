@@ -1,6 +1,7 @@
 #include "sel_messages.hpp"
 
 #include "bus_handles.hpp"
+#include "log_manager/protocol.hpp"
 
 #include <cstddef>
 
@@ -65,6 +66,22 @@ Event readEvent(sd_bus_message* message, bool timed)
     return checkedEvent(std::move(sensor),
                         {static_cast<const uint8_t*>(bytes), size},
                         timed ? std::optional(timestamp) : std::nullopt);
+}
+
+const char* errorName(Refusal::Kind kind)
+{
+    switch (kind)
+    {
+        case Refusal::Kind::invalidRecord:
+            return host::selInvalidRecord;
+        case Refusal::Kind::full:
+            return host::selFull;
+        case Refusal::Kind::noSuchEntry:
+            return host::selNoSuchEntry;
+        case Refusal::Kind::notStored:
+            break;
+    }
+    return host::selNotStored;
 }
 
 int replyWithList(sd_bus_message* call, const Page& page)

@@ -15,6 +15,9 @@ namespace healthintf::logmgr
  *  @throws Refusal for what is no event record */
 Event readEvent(sd_bus_message* message, bool timed);
 
+/** The name of the error that says why something is not done. */
+const char* errorName(Refusal::Kind kind);
+
 /** Answers a call with one page of the log as a list.
  *
  *  @return what sd-bus says */

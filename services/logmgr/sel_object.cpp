@@ -25,22 +25,6 @@ namespace vtable = sdbusplus::vtable;
 namespace
 {
 
-const char* errorName(Refusal::Kind kind)
-{
-    switch (kind)
-    {
-        case Refusal::Kind::invalidRecord:
-            return host::selInvalidRecord;
-        case Refusal::Kind::full:
-            return host::selFull;
-        case Refusal::Kind::noSuchEntry:
-            return host::selNoSuchEntry;
-        case Refusal::Kind::notStored:
-            break;
-    }
-    return host::selNotStored;
-}
-
 /** Appends a property's value as what it is. */
 template <typename Value>
 int append(sd_bus_message* reply, Value value)
@@ -138,9 +122,9 @@ const sd_bus_vtable* SelObject::table()
 }
 
 SelObject::SelObject(services::Connection& connection, EventLog& events,
-                     Mirror& mirror) :
+                     Mirror& mirror, ListAnswers& lists) :
     bus(connection.bus()),
-    events(events), mirror(mirror),
+    events(events), mirror(mirror), lists(lists),
     interface(bus, names::selPath, names::selInterface, table(), this)
 {}
 
@@ -209,10 +193,8 @@ int SelObject::getEntry(sd_bus_message* message)
 
 int SelObject::listEntries(sd_bus_message* message)
 {
-    uint16_t first = 0;
-    uint32_t limit = 0;
-    sd_bus_message_read(message, "qu", &first, &limit);
-    return replyWithList(message, events.list(first, limit));
+    lists.take(message);
+    return 1;
 }
 
 int SelObject::clear(sd_bus_message* message)

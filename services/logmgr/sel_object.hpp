@@ -4,6 +4,7 @@
 
 #include "../common/connection.hpp"
 #include "event_log.hpp"
+#include "list_answers.hpp"
 #include "mirror.hpp"
 
 #include <sdbusplus/server/interface.hpp>
@@ -13,7 +14,7 @@ namespace healthintf::logmgr
 {
 
 /** Answers for the log. An addition is announced before it is stored, and
- *  answered when it is stored and mirrored. */
+ *  answered when it is stored and mirrored. Lists wait behind additions. */
 class SelObject
 {
   public:
@@ -21,7 +22,7 @@ class SelObject
      *
      *  @throws sdbusplus::exception::SdBusError when the object is refused */
     SelObject(services::Connection& connection, EventLog& events,
-              Mirror& mirror);
+              Mirror& mirror, ListAnswers& lists);
 
   private:
     /** Calls a member for a message; what it throws becomes the answer. */
@@ -53,6 +54,7 @@ class SelObject
     sdbusplus::bus_t& bus;
     EventLog& events;
     Mirror& mirror;
+    ListAnswers& lists;
     sdbusplus::server::interface_t interface;
 };
 

@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <stdexcept>
+#include <string>
 
 namespace healthintf::services
 {
@@ -42,6 +43,30 @@ TEST(EventLoopOfAThread, CallsForReadableDescriptors)
     });
     EXPECT_EQ(loop.run(), 1);
     close(fd);
+}
+
+TEST(EventLoopOfAThread, CallsForWritableDescriptorsBehindEverythingElse)
+{
+    EventLoop loop;
+    const int writable = eventfd(0, EFD_CLOEXEC);
+    const int readable = eventfd(3, EFD_CLOEXEC | EFD_SEMAPHORE);
+    std::string order;
+    auto last = loop.onWritable(writable, [&] {
+        order += 'w';
+        if (order.ends_with("ww"))
+        {
+            loop.exit(0);
+        }
+    });
+    auto first = loop.onReadable(readable, [&] {
+        eventfd_t one = 0;
+        eventfd_read(readable, &one);
+        order += 'r';
+    });
+    loop.run();
+    EXPECT_EQ(order, "rrrww");
+    close(writable);
+    close(readable);
 }
 
 TEST(EventLoopOfAThread, CallsOnceForAnyNumberOfRequests)

@@ -1,0 +1,244 @@
+#include "list_answers.hpp"
+
+#include "../common/service_log.hpp"
+#include "sel_messages.hpp"
+
+#include <sys/socket.h>
+
+#include <fcntl.h>
+#include <poll.h>
+
+#include <cerrno>
+#include <exception>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+namespace healthintf::logmgr
+{
+
+namespace log = services::log;
+using host::checkBus;
+
+namespace
+{
+
+/** How many bytes the kernel keeps of what the bus has not taken. libsystemd
+ *  asks for 8 MiB, behind which an answer to an addition would have to wait. */
+constexpr int sendBuffer = 64 * 1024;
+
+/** How many calls are refused before a list is given, whatever else there is
+ *  to take: calls without end must not keep the lists of others waiting. */
+constexpr std::size_t refusalsBetweenLists = 16;
+
+/** How many refusals wait at most for the bus to take them; each is a message
+ *  of less than 1 KiB. */
+constexpr std::size_t maxRefusals = 8192;
+
+constexpr const char* driver = "org.freedesktop.DBus";
+constexpr const char* driverPath = "/org/freedesktop/DBus";
+constexpr const char* lostNamesRule =
+    "type='signal',sender='org.freedesktop.DBus',"
+    "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg2=''";
+
+int socketOf(sd_bus* bus)
+{
+    const int fd = sd_bus_get_fd(bus);
+    checkBus("sd_bus_get_fd", fd);
+    return fd;
+}
+
+int duplicateOf(int fd)
+{
+    const int copy = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+    if (copy < 0)
+    {
+        throw std::system_error(errno, std::generic_category(),
+                                "F_DUPFD_CLOEXEC");
+    }
+    return copy;
+}
+
+void limitSendBuffer(int fd)
+{
+    if (setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &sendBuffer,
+                   sizeof(sendBuffer)) != 0)
+    {
+        throw std::system_error(errno, std::generic_category(), "SO_SNDBUF");
+    }
+}
+
+void answer(const ListCall& call, const EventLog& events)
+{
+    sd_bus_message* message = call.message.get();
+    try
+    {
+        replyWithList(message, events.list(call.first, call.limit));
+    }
+    catch (const Refusal& e)
+    {
+        sd_bus_reply_method_errorf(message, errorName(e.kind()), "%s",
+                                   e.what());
+    }
+    catch (const std::exception& e)
+    {
+        SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+        sd_bus_reply_method_errorf(message, SD_BUS_ERROR_FAILED, "%s",
+                                   e.what());
+    }
+}
+
+} // namespace
+
+ListAnswers::ListAnswers(services::EventLoop& loop,
+                         services::Connection& connection,
+                         const EventLog& events) :
+    bus(connection.get()),
+    events(events), socket(duplicateOf(socketOf(bus))),
+    writable(loop.onWritable(socket.get(), [this] {
+        answerNext();
+    }))
+{
+    limitSendBuffer(socket.get());
+    services::EventLoop::enable(writable, false);
+    sd_bus_slot* slot = nullptr;
+    checkBus("sd_bus_add_match_async",
+             sd_bus_add_match_async(bus, &slot, lostNamesRule, takeLostName,
+                                    nullptr, this));
+    lostNames.reset(slot);
+}
+
+void ListAnswers::take(sd_bus_message* message)
+{
+    ListCall call;
+    checkBus("sd_bus_message_read",
+             sd_bus_message_read(message, "qu", &call.first, &call.limit));
+    const char* sender = sd_bus_message_get_sender(message);
+    if (sender == nullptr)
+    {
+        throw std::runtime_error("a call without a sender");
+    }
+    if (sd_bus_message_get_expect_reply(message) <= 0)
+    {
+        return;
+    }
+    call.message.reset(sd_bus_message_ref(message));
+    const bool known = queue.knows(sender);
+    if (!queue.add(sender, std::move(call)))
+    {
+        refuse(host::MessagePtr(sd_bus_message_ref(message)));
+    }
+    else if (!known)
+    {
+        askForUser(sender);
+    }
+    noteWork();
+}
+
+bool ListAnswers::canSend() const
+{
+    uint64_t unsent = 0;
+    pollfd taken{socket.get(), POLLOUT, 0};
+    return sd_bus_get_n_queued_write(bus, &unsent) >= 0 && unsent == 0 &&
+           poll(&taken, 1, 0) == 1 && (taken.revents & POLLOUT) != 0;
+}
+
+void ListAnswers::noteWork()
+{
+    services::EventLoop::enable(writable, queue.ready() || !refused.empty());
+}
+
+void ListAnswers::refuse(host::MessagePtr call)
+{
+    if (refused.size() < maxRefusals)
+    {
+        refused.push_back(std::move(call));
+    }
+    if (++refusals % refusalsBetweenLists == 0)
+    {
+        answerNext();
+    }
+}
+
+void ListAnswers::sendRefusals()
+{
+    for (std::size_t sent = 0;
+         sent < refusalsBetweenLists && !refused.empty() && canSend(); ++sent)
+    {
+        sd_bus_reply_method_errorf(
+            refused.front().get(), SD_BUS_ERROR_LIMITS_EXCEEDED,
+            "too many lists are wanted at once: at most %zu on a connection "
+            "and %zu of a user",
+            maxListsOfSender, maxListsOfUser);
+        refused.pop_front();
+    }
+}
+
+void ListAnswers::askForUser(const std::string& sender)
+{
+    Question& question = questions[sender];
+    question.answers = this;
+    question.sender = sender;
+    sd_bus_slot* slot = nullptr;
+    const int result = sd_bus_call_method_async(
+        bus, &slot, driver, driverPath, driver, "GetConnectionUnixUser",
+        takeUser, &question, "s", sender.c_str());
+    question.slot.reset(slot);
+    if (result < 0)
+    {
+        questions.erase(sender);
+        queue.forget(sender);
+        checkBus("sd_bus_call_method_async", result);
+    }
+}
+
+int ListAnswers::takeUser(sd_bus_message* reply, void* question,
+                          sd_bus_error* /*error*/)
+{
+    auto* asked = static_cast<Question*>(question);
+    ListAnswers& self = *asked->answers;
+    const std::string sender = std::move(asked->sender);
+    self.questions.erase(sender);
+    uint32_t user = 0;
+    if (sd_bus_message_is_method_error(reply, nullptr) > 0 ||
+        sd_bus_message_read(reply, "u", &user) <= 0)
+    {
+        // Who asked has gone, or comes again.
+        self.queue.forget(sender);
+        return 0;
+    }
+    for (ListCall& call : self.queue.setUser(sender, user))
+    {
+        self.refuse(std::move(call.message));
+    }
+    self.noteWork();
+    return 0;
+}
+
+int ListAnswers::takeLostName(sd_bus_message* signal, void* self,
+                              sd_bus_error* /*error*/)
+{
+    const char* name = nullptr;
+    if (sd_bus_message_read(signal, "s", &name) > 0)
+    {
+        auto* answers = static_cast<ListAnswers*>(self);
+        answers->questions.erase(name);
+        answers->queue.forget(name);
+    }
+    return 0;
+}
+
+void ListAnswers::answerNext()
+{
+    sendRefusals();
+    if (canSend())
+    {
+        if (const auto call = queue.next())
+        {
+            answer(*call, events);
+        }
+    }
+    noteWork();
+}
+
+} // namespace healthintf::logmgr
