@@ -43,6 +43,10 @@ class HEALTHINTF_API FaultAndHealth
      *  one message, and a bus disconnects whoever sends one of 32 MiB. */
     static constexpr std::size_t maxFaultText = 1 << 20;
 
+    /** How many bytes each text of a hide signal may have for a component to
+     *  obey it, as a component remembers the sensor paths. */
+    static constexpr std::size_t maxHideText = 1024;
+
     /** Creates the object of a component.
      *
      *  When the key's parent has no health node, the health manager is asked
@@ -235,7 +239,9 @@ class HEALTHINTF_API FaultAndHealth
      *  @param[in] sensorNumber IPMI sensor number, or 0 for none
      *  @return statusOk; statusInvalidArgument when nothing is named, or D-Bus
      *          cannot carry a text (it must be UTF-8 without NUL, and both
-     *          together have no more than maxFaultText bytes)
+     *          together have no more than maxFaultText bytes). A signal with a
+     *          text of more than maxHideText bytes is sent, and no component
+     *          obeys it.
      *  @throws sdbusplus::exception::SdBusError naming the failed call, also
      *          when there is no bus */
     static int SendHideFaultsSignal(bool hide, const std::string& healthPath,
@@ -248,7 +254,8 @@ class HEALTHINTF_API FaultAndHealth
      *  @throws sdbusplus::exception::SdBusError when the bus refuses */
     void RegisterForHideFaultsSignal();
 
-    /** Takes one HideFaultForSensor signal.
+    /** Takes one HideFaultForSensor signal. One with a text of more than
+     *  maxHideText bytes is logged and changes nothing.
      *
      *  @return 0
      *  @throws sdbusplus::exception::SdBusError when it is malformed, and

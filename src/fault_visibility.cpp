@@ -14,6 +14,7 @@
 #include <systemd/sd-bus.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <stdexcept>
 #include <type_traits>
 
@@ -282,6 +283,16 @@ int FaultAndHealth::hideFaultSignalHandler(sdbusplus::message_t& message)
     std::string sensorPath;
     int32_t sensorNumber = 0;
     message.read(hide, healthPath, sensorPath, sensorNumber);
+    if (const std::size_t longest =
+            std::max(healthPath.size(), sensorPath.size());
+        longest > maxHideText)
+    {
+        HMI_LOG(log::warning,
+                "%s.%d.%s: a hide signal is refused: a text has %zu bytes, "
+                "more than %zu",
+                longest, maxHideText);
+        return 0;
+    }
     HMI_LOG(log::progress, "%s.%d.%s: %s", key.c_str());
     if (!healthPath.empty() && healthPath == key)
     {

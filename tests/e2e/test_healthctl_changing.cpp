@@ -70,6 +70,17 @@ TEST_F(Changing, AsksWhatToHide)
     EXPECT_THAT(answer.errors, HasSubstr("nothing is named; give --component"));
 }
 
+TEST_F(Changing, HidesNoNameThatComponentsRefuse)
+{
+    EXPECT_EQ(
+        healthctl({"hide", "--sensor-path", std::string(1024, 'p')}).status, 0);
+    const Answer answer =
+        healthctl({"hide", "--sensor-path", std::string(1025, 'p')});
+    EXPECT_EQ(answer.status, 2);
+    EXPECT_EQ(answer.errors, "healthctl: a name has 1025 bytes; components "
+                             "obey names of up to 1024\n");
+}
+
 TEST_F(Changing, HidesByTheLcdsSettings)
 {
     EXPECT_EQ(jsonOf({"lcd", "get", "hideerrs"})["attributes"][0]["value"],

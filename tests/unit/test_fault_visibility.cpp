@@ -570,6 +570,35 @@ TEST_F(HideSignal, ChangesNothingWhenItIsMalformed)
     EXPECT_EQ(hiddenMessages(), (Lines{"A", "B"})) << "and obeys the next";
 }
 
+TEST_F(HideSignal, MayHaveTextsOf1024Bytes)
+{
+    const std::string path(FaultAndHealth::maxHideText, 'p');
+    add(*object, 3, "C", path, 3);
+    sendHide(true, path, path, 0);
+    EXPECT_EQ(hiddenMessages(), Lines{"C"});
+}
+
+TEST_F(HideSignal, IsRefusedWithALongerText)
+{
+    const std::string path(FaultAndHealth::maxHideText + 1, 'p');
+    add(*object, 3, "C", path, 3);
+    journal().take();
+    sendHide(true, "", path, 0);
+    sendHide(true, path, "", 1);
+    sendHide(false, path, path, 1);
+    const std::string refused =
+        "log 2 271 hmi_fault_health.#.hideFaultSignalHandler: a hide signal "
+        "is refused: a text has 1025 bytes, more than 1024";
+    EXPECT_EQ(journal().take(), Lines(3, refused));
+    EXPECT_EQ(hiddenMessages(), Lines{});
+    sendHide(true, "", "a", 0);
+    sendHide(false, "", "a", 0);
+    EXPECT_EQ(hiddenMessages(), Lines{});
+    object->hideFaults();
+    object->unhideFaults();
+    EXPECT_EQ(hiddenMessages(), Lines{}) << "the path is not remembered";
+}
+
 TEST_F(HideSignal, MayHaveMoreArgumentsThanItNeeds)
 {
     connection.signal(root.c_str(), "com.vexa.olvar.healthmgr",

@@ -42,6 +42,19 @@ std::string heldKey(const Target& target)
     return keyOf(target.component);
 }
 
+/** @throws Error for a text that no component obeys */
+void checkLength(const std::string& text)
+{
+    using health_namespace::FaultAndHealth;
+    if (text.size() > FaultAndHealth::maxHideText)
+    {
+        throw Error(ExitCode::usage,
+                    "a name has " + std::to_string(text.size()) +
+                        " bytes; components obey names of up to " +
+                        std::to_string(FaultAndHealth::maxHideText));
+    }
+}
+
 void send(bool hide, const std::string& key, const Target& target)
 {
     using health_namespace::FaultAndHealth;
@@ -67,6 +80,8 @@ ExitCode setHidden(const Context& context, bool hide, const Target& target)
                     "nothing is named; give --component, --sensor-path or "
                     "--sensor-number");
     }
+    checkLength(target.component);
+    checkLength(target.sensorPath);
     const std::string key = heldKey(target);
     send(hide, key, target);
     if (context.json)
