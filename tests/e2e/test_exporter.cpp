@@ -310,6 +310,25 @@ TEST_F(ExporterTest, IsScrapedByASocketOfTheFilesystem)
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
+TEST_F(ExporterTest, IsScrapedBesideAThousandIdleConnections)
+{
+    Process crowd({"/usr/bin/python3", "-c",
+                   "import resource, socket, sys\n"
+                   "resource.setrlimit(resource.RLIMIT_NOFILE, (2048, 2048))\n"
+                   "idle = [socket.create_connection(('127.0.0.1', " +
+                       exporter.where +
+                       ")) for _ in range(1000)]\n"
+                       "print('connected', flush=True)\n"
+                       "sys.stdin.read()\n"});
+    ASSERT_EQ(crowd.hear(), "connected");
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_THAT(outputOf({"curl", "--silent", "--fail",
+                          "http://127.0.0.1:" + exporter.where + "/metrics"}),
+                EndsWith("\n# EOF\n"));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin,
+              std::chrono::seconds(1));
+}
+
 TEST_F(ExporterTest, WarnsWhenOthersReachIt)
 {
     const Exporter open({"--listen", "0.0.0.0:0"});

@@ -7,10 +7,13 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <exception>
+#include <functional>
 #include <stdexcept>
 #include <system_error>
+#include <tuple>
 #include <utility>
 
 namespace healthintf::exporter
@@ -20,6 +23,18 @@ namespace
 
 constexpr const char* metricsUrl = "/metrics";
 constexpr const char* plainText = "text/plain; charset=utf-8";
+
+/** How many connections the server may have beside those that are served: it
+ *  takes several at once, and notices one after the other that it was ended. */
+constexpr unsigned int connectionsInPassing = 16;
+
+/** The descriptor of a connection, negative without one. */
+int descriptorOf(MHD_Connection* connection)
+{
+    const auto* info =
+        MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
+    return info == nullptr ? -1 : info->connect_fd;
+}
 
 /** The server closes what it is given. */
 int duplicate(int fd)
@@ -84,7 +99,8 @@ void Endpoint::start(const Listener& listener)
     daemon.reset(MHD_start_daemon(
         MHD_USE_EPOLL, 0, nullptr, nullptr, takeRequest, this,
         MHD_OPTION_LISTEN_SOCKET, fd, MHD_OPTION_CONNECTION_LIMIT,
-        mostConnections, MHD_OPTION_CONNECTION_MEMORY_LIMIT, largestRequest,
+        mostConnections + connectionsInPassing,
+        MHD_OPTION_CONNECTION_MEMORY_LIMIT, largestRequest,
         MHD_OPTION_CONNECTION_TIMEOUT,
         static_cast<unsigned int>(longest.count()),
         MHD_OPTION_NOTIFY_CONNECTION, takeConnection, this, MHD_OPTION_END));
@@ -110,12 +126,31 @@ void Endpoint::endOldConnections()
 {
     // The server's own limit begins anew with each byte that comes in.
     const auto before = Clock::now() - longest;
-    for (const auto& [fd, since] : connections)
+    for (const auto& [fd, connection] : connections)
     {
-        if (since < before)
+        if (connection.since < before)
         {
             shutdown(fd, SHUT_RDWR);
         }
+    }
+}
+
+void Endpoint::makeRoom()
+{
+    const auto order = [](const auto& each) {
+        const Connection& connection = each.second;
+        return std::tuple(connection.ended, connection.asked, connection.since);
+    };
+    const auto served =
+        std::ranges::count_if(connections, [](const auto& each) {
+            return !each.second.ended;
+        });
+    if (served > mostConnections)
+    {
+        auto& [fd, first] =
+            *std::ranges::min_element(connections, std::less(), order);
+        first.ended = true;
+        shutdown(fd, SHUT_RDWR);
     }
 }
 
@@ -123,20 +158,16 @@ void Endpoint::takeConnection(void* context, MHD_Connection* connection,
                               void** /*state*/,
                               MHD_ConnectionNotificationCode code)
 {
-    auto& connections = static_cast<Endpoint*>(context)->connections;
-    const auto* info =
-        MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
-    if (info == nullptr)
+    auto* self = static_cast<Endpoint*>(context);
+    const int fd = descriptorOf(connection);
+    if (code != MHD_CONNECTION_NOTIFY_STARTED)
     {
-        return;
+        self->connections.erase(fd);
     }
-    if (code == MHD_CONNECTION_NOTIFY_STARTED)
+    else if (fd >= 0)
     {
-        connections.insert_or_assign(info->connect_fd, Clock::now());
-    }
-    else
-    {
-        connections.erase(info->connect_fd);
+        self->connections.insert_or_assign(fd, Connection{Clock::now()});
+        self->makeRoom();
     }
 }
 
@@ -146,9 +177,15 @@ MHD_Result Endpoint::takeRequest(void* context, MHD_Connection* connection,
                                  const char* /*upload*/,
                                  std::size_t* /*uploadSize*/, void** /*state*/)
 {
+    auto* self = static_cast<Endpoint*>(context);
+    if (const auto found = self->connections.find(descriptorOf(connection));
+        found != self->connections.end())
+    {
+        found->second.asked = true;
+    }
     try
     {
-        return static_cast<Endpoint*>(context)->answer(connection, url, method);
+        return self->answer(connection, url, method);
     }
     catch (const std::exception& e)
     {

@@ -25,8 +25,9 @@ class Endpoint
     /** Makes the text of a scrape. */
     using Scrape = std::function<std::string()>;
 
-    /** How many connections are served at the same time; others wait in the
-     *  socket's queue. */
+    /** How many connections there are at the same time. For one more the
+     *  oldest goes, of those that have not asked for anything yet before any
+     *  other: whoever says nothing keeps nobody waiting. */
     static constexpr unsigned int mostConnections = 32;
     /** How much of a request is looked at, in bytes. */
     static constexpr std::size_t largestRequest = 16UL << 10;
@@ -52,6 +53,15 @@ class Endpoint
         }
     };
 
+    struct Connection
+    {
+        Clock::time_point since;
+        /** There was a whole request. */
+        bool asked = false;
+        /** The server has still to notice that it was ended. */
+        bool ended = false;
+    };
+
     static MHD_Result takeRequest(void* context, MHD_Connection* connection,
                                   const char* url, const char* method,
                                   const char* version, const char* upload,
@@ -65,10 +75,11 @@ class Endpoint
                       const std::string& method);
     void work();
     void endOldConnections();
+    void makeRoom();
 
     Scrape scrape;
-    /** The descriptors of the connections, and since when. */
-    std::map<int, Clock::time_point> connections;
+    /** By descriptor. */
+    std::map<int, Connection> connections;
     std::unique_ptr<MHD_Daemon, Stop> daemon;
     services::EventSource readable;
     services::EventSource more;

@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <csignal>
 #include <list>
@@ -173,6 +174,79 @@ TEST_F(EndpointTest, EndsHalfRequestsSoThatAllArePutThrough)
     expectAlive();
 }
 
+/** Connections that do not ask for anything. */
+class Crowd
+{
+  public:
+    explicit Crowd(const std::string& path)
+    {
+        rlimit limit{};
+        getrlimit(RLIMIT_NOFILE, &limit);
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+        for (int i = 0; i < 1000; ++i)
+        {
+            clients.emplace_back(path);
+        }
+    }
+
+    void sendToEach(const std::string& text) const
+    {
+        for (const HttpClient& each : clients)
+        {
+            each.send(text);
+        }
+    }
+
+  private:
+    std::list<HttpClient> clients;
+};
+
+TEST_F(EndpointTest, KeepsNoScrapeWaitingForAThousandIdleConnections)
+{
+    const Crowd crowd(path);
+    const auto begin = std::chrono::steady_clock::now();
+    expectAlive();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin,
+              std::chrono::seconds(1));
+}
+
+TEST_F(EndpointTest, KeepsNoScrapeWaitingForAThousandSlowConnections)
+{
+    const Crowd crowd(path);
+    const auto begin = std::chrono::steady_clock::now();
+    for (const char* byte : {"G", "E", "T", " ", "/"})
+    {
+        crowd.sendToEach(byte);
+        expectAlive();
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin,
+              std::chrono::seconds(1));
+}
+
+TEST_F(EndpointTest, EndsTheOldestOfTooManyIdleConnections)
+{
+    std::list<HttpClient> idle;
+    for (unsigned int i = 0; i < Endpoint::mostConnections; ++i)
+    {
+        idle.emplace_back(path);
+    }
+    EXPECT_FALSE(idle.front().ended(std::chrono::milliseconds(0)));
+    expectAlive();
+    EXPECT_TRUE(idle.front().ended(std::chrono::seconds(2)));
+    idle.pop_front();
+    for (const HttpClient& each : idle)
+    {
+        EXPECT_FALSE(each.ended(std::chrono::milliseconds(0)));
+    }
+}
+
+TEST_F(EndpointTest, EndsAnIdleConnection)
+{
+    const HttpClient idle(path);
+    EXPECT_TRUE(idle.ended(std::chrono::seconds(10)));
+}
+
 TEST_F(EndpointTest, EndsARequestThatComesByteByByte)
 {
     const HttpClient slow(path);
@@ -217,6 +291,28 @@ class LargeScrape : public EndpointTest
         })
     {}
 };
+
+TEST_F(LargeScrape, IsNotCutOffForIdleConnections)
+{
+    const HttpClient reader(path);
+    reader.send("GET /metrics HTTP/1.1\r\nHost: x\r\n\r\n");
+    const Crowd crowd(path);
+    EXPECT_THAT(reader.rest(), EndsWith("xall\n"));
+}
+
+TEST_F(LargeScrape, ComesBesideThoseWhoDoNotReadTheirs)
+{
+    std::list<HttpClient> readers;
+    for (unsigned int i = 0; i < 2 * Endpoint::mostConnections; ++i)
+    {
+        readers.emplace_back(path).send(
+            "GET /metrics HTTP/1.1\r\nHost: x\r\n\r\n");
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_THAT(get("/metrics"), EndsWith("xall\n"));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin,
+              std::chrono::seconds(2));
+}
 
 TEST_F(LargeScrape, ComesWhole)
 {
