@@ -2,6 +2,7 @@
 
 /** @file Keeps what a match callback throws inside it. */
 
+#include "line_limit.hpp"
 #include "service_log.hpp"
 
 #include <sdbusplus/message.hpp>
@@ -12,6 +13,9 @@
 
 namespace healthintf::services
 {
+
+/** Lines about messages, which anybody may send. */
+inline constinit host::LineLimit messageLines;
 
 /** Makes a match callback of a handler that may throw, which would end the
  *  process in sdbusplus: it is logged and the message dropped. */
@@ -25,7 +29,10 @@ contained(std::function<void(sdbusplus::message_t&)> handler)
         }
         catch (const std::exception& e)
         {
-            SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+            if (messageLines.admits())
+            {
+                SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+            }
         }
     };
 }

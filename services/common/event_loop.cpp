@@ -1,5 +1,6 @@
 #include "event_loop.hpp"
 
+#include "line_limit.hpp"
 #include "service_log.hpp"
 
 #include <csignal>
@@ -11,6 +12,9 @@ namespace healthintf::services
 {
 namespace
 {
+
+/** Lines about actions that fail, which may come again at each turn. */
+constinit host::LineLimit failureLines;
 
 int checked(int result, const char* call)
 {
@@ -30,7 +34,10 @@ void perform(void* action) noexcept
     }
     catch (const std::exception& e)
     {
-        SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+        if (failureLines.admits())
+        {
+            SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+        }
     }
 }
 

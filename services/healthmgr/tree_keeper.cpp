@@ -234,7 +234,7 @@ void TreeKeeper::noteUnwatched(std::size_t count, int error)
     {
         watchFailures.noteSuccess();
     }
-    else if (watchFailures.isNews(error))
+    else if (watchFailures.admits(error))
     {
         SERVICE_LOG(log::error,
                     "%s.%d.%s: unable to watch %zu processes with nodes: %s "

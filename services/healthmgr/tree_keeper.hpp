@@ -6,8 +6,8 @@
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
 #include "../common/retry.hpp"
+#include "failure_log.hpp"
 #include "hosted_nodes.hpp"
-#include "once_in_a_row.hpp"
 #include "peer_users.hpp"
 #include "process_watch.hpp"
 #include "record_announcer.hpp"
@@ -69,7 +69,7 @@ class TreeKeeper
     ReportedHealth reported;
     RecordAnnouncer announcer;
     ProcessWatch processes;
-    host::OnceInARow watchFailures;
+    host::FailureLog watchFailures;
     /** Whether no withdrawal has failed since it was tried last. */
     bool withdrawn = true;
     services::Retry hosting;

@@ -1,6 +1,7 @@
 #include "event_log.hpp"
 
 #include "../common/service_log.hpp"
+#include "line_limit.hpp"
 #include "storage/store_failure.hpp"
 
 #include <algorithm>
@@ -66,6 +67,9 @@ void checkText(const std::string& text, const char* what)
     }
 }
 
+/** Lines about changes that fail, which others ask for without end. */
+constinit host::LineLimit failureLines;
+
 /** Works with the store, whose failures refuse what is wanted. */
 template <typename Work>
 void inStore(Work&& work)
@@ -79,8 +83,11 @@ void inStore(Work&& work)
         const std::string why =
             std::string(e.what()) + " (" +
             host::folderRemedy(host::codeOf(e), "HEALTHINTF_STATE_DIR") + ")";
-        SERVICE_LOG(log::error, "%s.%d.%s: unable to change the log: %s",
-                    why.c_str());
+        if (failureLines.admits())
+        {
+            SERVICE_LOG(log::error, "%s.%d.%s: unable to change the log: %s",
+                        why.c_str());
+        }
         throw Refusal(Refusal::Kind::notStored,
                       "unable to change the log: " + why);
     }

@@ -1,6 +1,7 @@
 #include "list_answers.hpp"
 
 #include "../common/service_log.hpp"
+#include "line_limit.hpp"
 #include "sel_messages.hpp"
 
 #include <sys/socket.h>
@@ -22,6 +23,9 @@ using host::checkBus;
 
 namespace
 {
+
+/** Lines about calls that fail, which anybody may make. */
+constinit host::LineLimit failureLines;
 
 /** How many bytes the kernel keeps of what the bus has not taken. libsystemd
  *  asks for 8 MiB, behind which an answer to an addition would have to wait. */
@@ -82,7 +86,10 @@ void answer(const ListCall& call, const EventLog& events)
     }
     catch (const std::exception& e)
     {
-        SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+        if (failureLines.admits())
+        {
+            SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+        }
         sd_bus_reply_method_errorf(message, SD_BUS_ERROR_FAILED, "%s",
                                    e.what());
     }

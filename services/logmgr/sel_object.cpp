@@ -1,6 +1,7 @@
 #include "sel_object.hpp"
 
 #include "../common/service_log.hpp"
+#include "line_limit.hpp"
 #include "log_manager/protocol.hpp"
 #include "sel_messages.hpp"
 
@@ -24,6 +25,9 @@ namespace vtable = sdbusplus::vtable;
 
 namespace
 {
+
+/** Lines about calls that fail, which anybody may make. */
+constinit host::LineLimit failureLines;
 
 /** Appends a property's value as what it is. */
 template <typename Value>
@@ -54,8 +58,11 @@ void tellOf(const char* what, Send&& send)
     }
     catch (const std::exception& e)
     {
-        SERVICE_LOG(log::error, "%s.%d.%s: unable to announce %s: %s", what,
-                    e.what());
+        if (failureLines.admits())
+        {
+            SERVICE_LOG(log::error, "%s.%d.%s: unable to announce %s: %s", what,
+                        e.what());
+        }
     }
 }
 
@@ -75,7 +82,10 @@ int SelObject::handle(sd_bus_message* message, void* context,
     }
     catch (const std::exception& e)
     {
-        SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+        if (failureLines.admits())
+        {
+            SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+        }
         return sd_bus_error_set(error, SD_BUS_ERROR_FAILED, e.what());
     }
 }

@@ -3,6 +3,7 @@
 #include "../common/service_log.hpp"
 #include "data_cache/byte_codec.hpp"
 #include "data_cache/sel_entry_codec.hpp"
+#include "line_limit.hpp"
 #include "sel_file.hpp"
 #include "storage/files.hpp"
 #include "storage/free_pages.hpp"
@@ -26,6 +27,9 @@ using host::Transaction;
 
 namespace
 {
+
+/** Lines about entries, which anybody may read again and again. */
+constinit host::LineLimit entryLines;
 
 /** Changes with what the file holds. */
 constexpr uint32_t formatVersion = 1;
@@ -338,9 +342,13 @@ void SelStore::read(uint64_t from, const Visit& visit)
         }
         catch (const std::exception& e)
         {
-            SERVICE_LOG(log::warning,
-                        "%s.%d.%s: the entry %d of the log was left out: %s",
-                        identifierOf(sequence), e.what());
+            if (entryLines.admits())
+            {
+                SERVICE_LOG(
+                    log::warning,
+                    "%s.%d.%s: the entry %d of the log was left out: %s",
+                    identifierOf(sequence), e.what());
+            }
             continue;
         }
         if (!visit(sequence, entry))

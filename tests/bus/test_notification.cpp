@@ -258,6 +258,22 @@ TEST_F(Notifications, AreDroppedWhenTheirSignalIsMalformed)
                 HasSubstr("is no notification: dropped"));
 }
 
+TEST_F(Notifications, FillNoLogWhenTheyAreMalformed)
+{
+    Client daemon("sd-event");
+    daemon.subscribe("one", "a");
+    for (int i = 0; i < 1000; ++i)
+    {
+        ASSERT_GE(sd_bus_emit_signal(sender.get(), path, interface, member, ""),
+                  0);
+    }
+    sd_bus_flush(sender.get());
+    daemon.expect("set a 5", "0");
+    daemon.expectLine(heard("one", "a", "5 0"));
+    const std::string errors = daemon.process.errors();
+    EXPECT_EQ(std::ranges::count(errors, '\n'), 10);
+}
+
 TEST_F(Notifications, HaveAnyRecordWhenTheyAreNotOfAttributes)
 {
     Client daemon("sd-event");

@@ -1,6 +1,7 @@
 #include "endpoint.hpp"
 
 #include "common/service_log.hpp"
+#include "line_limit.hpp"
 #include "open_metrics.hpp"
 
 #include <sys/socket.h>
@@ -20,6 +21,9 @@ namespace healthintf::exporter
 {
 namespace
 {
+
+/** Lines about scrapes that fail, which anybody may ask for. */
+constinit host::LineLimit failureLines;
 
 constexpr const char* metricsUrl = "/metrics";
 constexpr const char* plainText = "text/plain; charset=utf-8";
@@ -189,7 +193,11 @@ MHD_Result Endpoint::takeRequest(void* context, MHD_Connection* connection,
     }
     catch (const std::exception& e)
     {
-        SERVICE_LOG(services::log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+        if (failureLines.admits())
+        {
+            SERVICE_LOG(services::log::warning, "EXCEPTION %s.%d.%s: %s",
+                        e.what());
+        }
         return MHD_NO;
     }
 }

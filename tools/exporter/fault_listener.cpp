@@ -1,6 +1,7 @@
 #include "fault_listener.hpp"
 
 #include "common/service_log.hpp"
+#include "line_limit.hpp"
 
 #include <com/vexa/olvar/healthmgr/FaultEntry/common.hpp>
 
@@ -11,6 +12,9 @@ namespace healthintf::exporter
 {
 namespace
 {
+
+/** Lines about messages, which anybody may send. */
+constinit host::LineLimit failureLines;
 
 using sdbusplus::common::com::vexa::olvar::healthmgr::FaultEntry;
 
@@ -33,7 +37,11 @@ int contained(Work&& work) noexcept
     }
     catch (const std::exception& e)
     {
-        SERVICE_LOG(services::log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+        if (failureLines.admits())
+        {
+            SERVICE_LOG(services::log::warning, "EXCEPTION %s.%d.%s: %s",
+                        e.what());
+        }
     }
     return 0;
 }

@@ -1,7 +1,7 @@
 #include "../directories.hpp"
+#include "../failure_log.hpp"
 #include "../host_log.hpp"
 #include "../notification/announcer.hpp"
-#include "../once_in_a_row.hpp"
 #include "../storage/store_failure.hpp"
 #include "../utf8.hpp"
 #include "attribute_store.hpp"
@@ -23,7 +23,7 @@ namespace
 using namespace healthintf;
 using namespace healthintf::host;
 
-constinit OnceInARow attributeFailures;
+constinit FailureLog attributeFailures;
 
 /** What to do about a failure, in words. */
 std::string remedyForStore(int code)
@@ -167,7 +167,7 @@ int CfgSetAttributeInt(const char* name, int32_t value, int flags,
     {
         const auto* known = dynamic_cast<const NotSet*>(&e);
         const int code = known != nullptr ? known->code() : codeOf(e);
-        if (attributeFailures.isNews(code))
+        if (attributeFailures.admits(code))
         {
             HOST_LOG(log::error, "%s.%d.%s: an attribute was not set: %s",
                      e.what());

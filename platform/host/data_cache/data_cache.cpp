@@ -1,7 +1,7 @@
 #include "data_cache.hpp"
 
+#include "../failure_log.hpp"
 #include "../host_log.hpp"
-#include "../once_in_a_row.hpp"
 #include "../storage/opened_once.hpp"
 #include "../storage/store_failure.hpp"
 #include "cache_use.hpp"
@@ -45,7 +45,7 @@ std::size_t capacity()
 
 constinit OpenedOnce<Environment> environment;
 
-constinit OnceInARow cacheFailures;
+constinit FailureLog cacheFailures;
 
 /** What to do about a failure, in words. */
 std::string remedyForCache(int code)
@@ -103,7 +103,7 @@ bool freedPages(const LmdbError& failure) noexcept
 int reportCacheFailure(const std::exception& failure) noexcept
 {
     const int code = codeOf(failure);
-    if (cacheFailures.isNews(code))
+    if (cacheFailures.admits(code))
     {
         HOST_LOG(log::error, "%s.%d.%s: data cache %s: %s (%s)",
                  folderForLog().c_str(), failure.what(),

@@ -1,6 +1,6 @@
 #include "../data_files.hpp"
+#include "../failure_log.hpp"
 #include "../host_log.hpp"
-#include "../once_in_a_row.hpp"
 #include "../storage/opened_once.hpp"
 #include "described_event.hpp"
 #include "event_entries.hpp"
@@ -22,7 +22,7 @@ namespace
 {
 
 constinit OpenedOnce<const EventTable> table;
-constinit OnceInARow descriptionFailures;
+constinit FailureLog descriptionFailures;
 /** How many callers are attached. */
 constinit std::atomic<unsigned int> users{0};
 
@@ -41,7 +41,7 @@ std::unique_ptr<const EventTable> loadTable()
 void report(const std::string& problem, const char* remedy)
 {
     const auto code = static_cast<int>(std::hash<std::string>{}(problem));
-    if (descriptionFailures.isNews(code == 0 ? 1 : code))
+    if (descriptionFailures.admits(code == 0 ? 1 : code))
     {
         HOST_LOG(log::error,
                  "%s.%d.%s: unable to describe events: %s (%s; the next event "

@@ -1,6 +1,6 @@
+#include "../failure_log.hpp"
 #include "../host_log.hpp"
 #include "../kept_bus.hpp"
-#include "../once_in_a_row.hpp"
 #include "../storage/store_failure.hpp"
 #include "../utf8.hpp"
 #include "protocol.hpp"
@@ -21,7 +21,7 @@ using namespace healthintf;
 using namespace healthintf::host;
 using DataAbstraction::SEL::Sensor;
 
-constinit OnceInARow logFailures;
+constinit FailureLog logFailures;
 
 /** Our failures are numbers beyond any identifier. */
 constexpr uint32_t failureBase = DataAbstraction::SEL::largestRecordId + 1;
@@ -175,7 +175,7 @@ uint32_t DataAbstraction::SEL::AddSEL(const std::string& service,
     catch (const std::exception& e)
     {
         const int code = codeOf(e);
-        if (logFailures.isNews(code))
+        if (logFailures.admits(code))
         {
             HOST_LOG(log::error,
                      "%s.%d.%s: unable to store a record by %s: %s (%s)",

@@ -1,5 +1,5 @@
+#include "../failure_log.hpp"
 #include "../host_log.hpp"
-#include "../once_in_a_row.hpp"
 #include "../storage/store_failure.hpp"
 #include "receiver.hpp"
 
@@ -13,7 +13,7 @@ namespace
 using namespace healthintf;
 using namespace healthintf::host;
 
-constinit OnceInARow notificationFailures;
+constinit FailureLog notificationFailures;
 
 } // namespace
 
@@ -32,7 +32,7 @@ void* LQOVS_receive_signal(const char* name, LQOVS_callback callback,
     }
     catch (const std::exception& e)
     {
-        if (notificationFailures.isNews(codeOf(e)))
+        if (notificationFailures.admits(codeOf(e)))
         {
             HOST_LOG(log::error,
                      "%s.%d.%s: unable to subscribe to notifications: %s",

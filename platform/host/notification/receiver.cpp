@@ -2,6 +2,7 @@
 
 #include "../config_manager/change_record.hpp"
 #include "../host_log.hpp"
+#include "../line_limit.hpp"
 #include "protocol.hpp"
 
 #include <platform/held_signals.hpp>
@@ -19,6 +20,9 @@ namespace healthintf::host
 {
 namespace
 {
+
+/** Lines about messages, which anybody may send. */
+constinit LineLimit messageLines;
 
 /** What later subscriptions of this thread join. Subscriptions may end after
  *  the thread's own objects, so nothing here is destroyed. */
@@ -97,14 +101,20 @@ void call(const Subscription& subscription, const char* source,
     }
     catch (const std::exception& e)
     {
-        HOST_LOG(log::warning, "EXCEPTION %s.%d.%s: a callback of %s: %s",
-                 notification.name, e.what());
+        if (messageLines.admits())
+        {
+            HOST_LOG(log::warning, "EXCEPTION %s.%d.%s: a callback of %s: %s",
+                     notification.name, e.what());
+        }
     }
     catch (...)
     {
-        HOST_LOG(log::warning,
-                 "EXCEPTION %s.%d.%s: a callback of %s threw something",
-                 notification.name);
+        if (messageLines.admits())
+        {
+            HOST_LOG(log::warning,
+                     "EXCEPTION %s.%d.%s: a callback of %s threw something",
+                     notification.name);
+        }
     }
 }
 
@@ -202,7 +212,10 @@ int Receiver::take(sd_bus_message* message, void* context,
     }
     catch (const std::exception& e)
     {
-        HOST_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+        if (messageLines.admits())
+        {
+            HOST_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+        }
     }
     return 0;
 }
@@ -212,9 +225,12 @@ void Receiver::deliver(sd_bus_message* message)
     Notification notification;
     if (!read(message, notification))
     {
-        HOST_LOG(log::warning,
-                 "%s.%d.%s: a signal of %s is no notification: dropped",
-                 senderOf(message));
+        if (messageLines.admits())
+        {
+            HOST_LOG(log::warning,
+                     "%s.%d.%s: a signal of %s is no notification: dropped",
+                     senderOf(message));
+        }
         return;
     }
     // Callbacks may end and begin subscriptions, and with the last one this
@@ -233,10 +249,13 @@ void Receiver::deliver(sd_bus_message* message)
     const char* source = sourceOf(notification);
     if (source == nullptr)
     {
-        HOST_LOG(log::warning,
-                 "%s.%d.%s: the record of %s that %s sent is malformed: "
-                 "dropped",
-                 notification.name, senderOf(message));
+        if (messageLines.admits())
+        {
+            HOST_LOG(log::warning,
+                     "%s.%d.%s: the record of %s that %s sent is malformed: "
+                     "dropped",
+                     notification.name, senderOf(message));
+        }
         return;
     }
     for (const auto& subscription : due)
