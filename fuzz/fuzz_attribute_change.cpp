@@ -1,4 +1,5 @@
-/** @file Announcements of changed LCD attributes, as anybody may send them. */
+/** @file Announcements of changed LCD attributes, whatever their sender made
+ *  up. */
 
 #include "component_harness.hpp"
 #include "stranger.hpp"
@@ -30,6 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     Stranger stranger(daemon.bus, [&daemon] {
         daemon.work();
     });
+    stranger.own("com.vexa.olvar.healthmgr");
     while (!input.empty())
     {
         const std::string& name = names.at(input.below(names.size()));

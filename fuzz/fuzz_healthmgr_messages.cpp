@@ -2,6 +2,7 @@
 
 #include "../services/common/connection.hpp"
 #include "../services/common/event_loop.hpp"
+#include "attribute_requests.hpp"
 #include "hosted_nodes.hpp"
 #include "node_requests.hpp"
 #include "peer_users.hpp"
@@ -33,6 +34,8 @@ const std::vector<KnownMessage> known{
      "org.freedesktop.DBus.Properties", "Set", "ssv"},
     {SD_BUS_MESSAGE_METHOD_CALL, "/com/vexa/olvar/healthmgr",
      "org.freedesktop.DBus.Properties", "GetAll", "s"},
+    {SD_BUS_MESSAGE_METHOD_CALL, "/com/vexa/olvar/healthmgr",
+     "com.vexa.olvar.healthmgr.Attributes", "Set", "sis"},
 };
 
 } // namespace
@@ -47,6 +50,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     healthmgr::HostedNodes nodes(connection.bus());
     healthmgr::PeerUsers users(connection);
     const healthmgr::NodeRequests requests(connection, nodes, users);
+    const healthmgr::AttributeRequests attributes(connection);
     const healthmgr::TreeKeeper keeper(connection, loop, nodes, users);
     Stranger stranger(connection.bus(), [&loop] {
         while (sd_event_run(loop.get(), 0) > 0)

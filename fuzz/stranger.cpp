@@ -62,6 +62,11 @@ void Stranger::sendRecord(const KnownMessage& signal, const std::string& text,
     orThrow(sd_bus_send(bus.get(), message.get(), nullptr), "sd_bus_send");
 }
 
+void Stranger::own(const char* wanted)
+{
+    orThrow(sd_bus_request_name(bus.get(), wanted, 0), "no name");
+}
+
 void Stranger::settle()
 {
     // The bus keeps the order, and so does the victim.

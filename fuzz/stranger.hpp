@@ -44,6 +44,9 @@ class Stranger
     void sendRecord(const KnownMessage& signal, const std::string& text,
                     const std::vector<uint8_t>& record);
 
+    /** Takes a name, by which the victim believes what it is sent. */
+    void own(const char* wanted);
+
     /** Lets the victim take all that was sent.
      *
      *  @throws std::runtime_error when it does not answer any more */

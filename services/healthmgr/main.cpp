@@ -1,11 +1,13 @@
 /** @file healthmgr, the health manager: holds the nodes of the health tree
- *  that no daemon holds, and withdraws what dead daemons left behind. */
+ *  that no daemon holds, withdraws what dead daemons left behind, and sets the
+ *  configuration attributes. */
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
 #include "../common/self_call.hpp"
 #include "../common/service_log.hpp"
 #include "../common/supervision.hpp"
+#include "attribute_requests.hpp"
 #include "data_cache/withdrawal.hpp"
 #include "hosted_nodes.hpp"
 #include "node_requests.hpp"
@@ -36,6 +38,8 @@ int serve()
     healthmgr::PeerUsers users(connection);
     const healthmgr::NodeRequests requests(connection, nodes, users);
     connection.requestName(names::managerService);
+    // Only one process at a time has the name, and so the attributes.
+    const healthmgr::AttributeRequests attributes(connection);
     const healthmgr::TreeKeeper keeper(connection, loop, nodes, users);
     services::SelfCall selfCall(connection);
     const services::Supervision supervision(loop, [&] {

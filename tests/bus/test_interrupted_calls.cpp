@@ -104,8 +104,9 @@ TEST_F(InterruptedCalls, DoNotKeepAComponentFromBeingMade)
     }));
 }
 
-TEST_F(InterruptedCalls, DoNotKeepAnAttributeFromBeingAnnounced)
+TEST_F(InterruptedCalls, DoNotKeepAnAttributeFromBeingSet)
 {
+    privateBus().activate("com.vexa.olvar.healthmgr", HEALTHMGR);
     const CfgMgrOrigin origin{"test", nullptr, nullptr};
     EXPECT_TRUE(holds([&origin, value = 0]() mutable {
         return CfgSetAttributeInt("some.attribute", ++value, 0, &origin) == 0;

@@ -28,6 +28,7 @@ using testing::HasSubstr;
 using Bytes = std::vector<uint8_t>;
 
 const std::string prefix = "CfgMgr/1/AttributeChange/";
+constexpr const char* service = "com.vexa.olvar.healthmgr";
 constexpr const char* path = "/com/vexa/olvar/notification";
 constexpr const char* interface = "com.vexa.olvar.Notification";
 constexpr const char* member = "Notified";
@@ -81,12 +82,30 @@ std::string heard(const std::string& label, const std::string& attribute,
 class Notifications : public testing::Test
 {
   protected:
-    /** Sends a notification's signal with any record. */
-    void forge(const std::string& name, const Bytes& record) const
+    Notifications()
+    {
+        bus.activate(service, HEALTHMGR);
+    }
+
+    /** Lets the test itself be the one whom receivers hear. */
+    void takeTheNameOfTheHealthManager() const
+    {
+        ASSERT_GE(sd_bus_request_name(sender.get(), service, 0), 0);
+    }
+
+    /** Sends a notification's signal with any record.
+     *
+     *  @param[in] receiver a unique name; empty for everybody */
+    void forge(const std::string& name, const Bytes& record,
+               const std::string& receiver = "") const
     {
         sd_bus_message* raw = nullptr;
         sd_bus_message_new_signal(sender.get(), &raw, path, interface, member);
         const MessagePtr message(raw);
+        if (!receiver.empty())
+        {
+            sd_bus_message_set_destination(raw, receiver.c_str());
+        }
         sd_bus_message_append(raw, "s", name.c_str());
         sd_bus_message_append_array(raw, 'y', record.data(), record.size());
         ASSERT_GE(sd_bus_send(sender.get(), raw, nullptr), 0);
@@ -102,6 +121,15 @@ Bytes recordWithOffset(uint8_t offset)
 {
     Bytes record(56);
     record[CFGMGR_CHANGE_SOURCE_OFFSET] = offset;
+    return record;
+}
+
+/** A record of a change without a source, of and to values of one byte. */
+Bytes recordOf(uint8_t value, uint8_t previous)
+{
+    Bytes record = recordWithOffset(0);
+    record[CFGMGR_CHANGE_NEW_VALUE_OFFSET] = value;
+    record[CFGMGR_CHANGE_PREVIOUS_VALUE_OFFSET] = previous;
     return record;
 }
 
@@ -216,6 +244,7 @@ TEST_F(Notifications, ComeInTheOrderOfTheChangesToEverybody)
 
 TEST_F(Notifications, AreDroppedWhenTheirRecordIsMalformed)
 {
+    takeTheNameOfTheHealthManager();
     for (const char* kind : {"sd-event", "own-loop", "own-connection"})
     {
         Client daemon(kind);
@@ -227,7 +256,7 @@ TEST_F(Notifications, AreDroppedWhenTheirRecordIsMalformed)
         forge(name, recordWithOffset(255));
         forge(name, recordWithOffset(4));
         forge(name + "else", {});
-        daemon.expect(std::string("set ") + kind + " 5", "0");
+        forge(name, recordOf(5, 0));
         daemon.expectLine(heard("one", kind, "5 0"));
         const std::string errors = daemon.process.errors();
         EXPECT_EQ(std::ranges::count(errors, '\n'), 5) << errors;
@@ -238,6 +267,7 @@ TEST_F(Notifications, AreDroppedWhenTheirRecordIsMalformed)
 
 TEST_F(Notifications, AreDroppedWhenTheirSignalIsMalformed)
 {
+    takeTheNameOfTheHealthManager();
     Client daemon("sd-event");
     daemon.subscribe("one", "a");
     const std::string name = prefix + "a";
@@ -251,8 +281,7 @@ TEST_F(Notifications, AreDroppedWhenTheirSignalIsMalformed)
     emit("u", 5);
     emit("ss", name.c_str(), "text");
     emit("says", name.c_str(), 0, "more");
-    sd_bus_flush(sender.get());
-    daemon.expect("set a 5", "0");
+    forge(name, recordOf(5, 0));
     daemon.expectLine(heard("one", "a", "5 0"));
     EXPECT_THAT(daemon.process.errors(),
                 HasSubstr("is no notification: dropped"));
@@ -276,12 +305,56 @@ TEST_F(Notifications, FillNoLogWhenTheyAreMalformed)
 
 TEST_F(Notifications, HaveAnyRecordWhenTheyAreNotOfAttributes)
 {
+    takeTheNameOfTheHealthManager();
     Client daemon("sd-event");
     daemon.expect("subscribe one Other/Name", "ok");
     forge("Other/Name", {});
     daemon.expectLine("one own - Other/Name");
     forge("Other/Name", Bytes(56, 1));
     daemon.expectLine("one own - Other/Name 16843009 16843009");
+}
+
+TEST_F(Notifications, AreHeardOfTheHealthManagerAlone)
+{
+    for (const char* kind : {"sd-event", "own-loop", "own-connection"})
+    {
+        Client daemon(kind);
+        // Before there is a health manager.
+        daemon.subscribe("one", kind);
+        const std::string name = prefix + kind;
+        const std::string receiver = daemon.process.ask("name");
+        const auto forgeTwice = [&] {
+            forge(name, recordOf(9, 0));
+            forge(name, recordOf(9, 0), receiver);
+        };
+        forgeTwice();
+        daemon.expect(std::string("set ") + kind + " 5", "0");
+        daemon.expectLine(heard("one", kind, "5 0"));
+        forgeTwice();
+        daemon.expect(std::string("set ") + kind + " 6", "0");
+        daemon.expectLine(heard("one", kind, "6 5"));
+        daemon.end();
+    }
+}
+
+TEST_F(Notifications, AreHeardOfTheNextHealthManager)
+{
+    Client daemon("sd-event");
+    daemon.subscribe("one", "a");
+    for (const std::string value : {"5 0", "6 5", "7 6"})
+    {
+        Process manager({HEALTHMGR});
+        sender.waitUntil("manager", [this] {
+            return !sender.ownerOf(service).empty();
+        });
+        daemon.expect("set a " + value.substr(0, 1), "0");
+        daemon.expectLine(heard("one", "a", value));
+        manager.kill();
+        sender.waitUntil("end of the manager", [this] {
+            return sender.ownerOf(service).empty();
+        });
+        forge(prefix + "a", recordOf(9, 0));
+    }
 }
 
 TEST_F(Notifications, ReachSubscriptionsInTheirOrder)
@@ -414,6 +487,7 @@ TEST(NotificationsOfALostBus, AreReceivedAgainByLaterSubscriptions)
         sd_bus_unref(connection);
     }
     const PrivateBus second;
+    second.activate(service, HEALTHMGR);
     int calls = 0;
     void* later = LQOVS_receive_signal(
         (prefix + "a").c_str(),
@@ -457,6 +531,10 @@ TEST_F(Notifications, AreNotSentOfAnAttributeWhoseFolderCannotBeMade)
     bus.folder().write("file", "no folder");
     const std::string state = bus.folder().path() / "file";
     setenv("HEALTHINTF_STATE_DIR", state.c_str(), 1);
+    const Process manager({HEALTHMGR});
+    sender.waitUntil("manager", [this] {
+        return !sender.ownerOf(service).empty();
+    });
     Client client("own-loop");
     client.expect("set a 5", std::to_string(ENOTDIR));
     client.expect("set a 5", std::to_string(ENOTDIR));
@@ -469,19 +547,6 @@ TEST_F(Notifications, AreNotSentOfAnAttributeWhoseFolderCannotBeMade)
     EXPECT_EQ(client.process.errors().find("not set"),
               client.process.errors().rfind("not set"))
         << "logged once";
-}
-
-TEST(NotificationsOfAFrozenBus, AreMissedAndTheLogSaysSo)
-{
-    const PrivateBus bus;
-    Client daemon("own-loop");
-    daemon.expect("set a 5", "0");
-    bus.freeze();
-    daemon.expect("set a 6", std::to_string(ETIMEDOUT));
-    EXPECT_THAT(daemon.process.errors(),
-                HasSubstr("the attribute a is set to 6 now, but this could not "
-                          "be announced: no answer of the bus"));
-    daemon.expect("set a 6", "0");
 }
 
 } // namespace

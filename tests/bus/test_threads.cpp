@@ -175,6 +175,7 @@ void askUntil(const std::atomic<bool>& done)
 TEST(Threads, HaveComponentsThatFollowSettingsAndSignalsOnTheirOwnLoops)
 {
     const PrivateBus bus;
+    bus.activate("com.vexa.olvar.healthmgr", HEALTHMGR);
     BusClient client;
     const ComponentThread fans(root + "/fans", runSdEvent);
     const ComponentThread disks(root + "/disks", runOwnLoop);

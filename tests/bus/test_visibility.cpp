@@ -34,6 +34,7 @@ class Visibility : public testing::Test
   protected:
     Visibility()
     {
+        bus.activate("com.vexa.olvar.healthmgr", HEALTHMGR);
         fanDaemon.add(fans, "FAN_BAD", "/s1", 1, 1);
         fanDaemon.add(fans, "FAN_SLOW", "/s2", 2, 2);
         diskDaemon.add(disks, "DISK_BAD", "/s1", 1, 1);

@@ -21,6 +21,7 @@ namespace
 
 const char* const root = "/com/vexa/olvar/health";
 const char* const logService = "com.vexa.olvar.logmgr";
+const char* const healthService = "com.vexa.olvar.healthmgr";
 
 void require(int result, const char* call)
 {
@@ -137,7 +138,9 @@ World::World() :
     setenv("HEALTHINTF_REGISTRY_PATH", daemon.folder().path().c_str(), 1);
     setenv("HEALTHINTF_EVENT_PATH", SHIPPED_EVENTS, 1);
     datacache_healthstatus_create(root, {{"HealthStatus", uint32_t{2}}});
-    startLogManager();
+    start(logManager, LOGMGR, logService);
+    // Others set no attributes.
+    start(healthManager, HEALTHMGR, healthService);
 }
 
 World::~World()
@@ -145,18 +148,19 @@ World::~World()
     datacache_healthstatus_remove(root);
 }
 
-void World::startLogManager()
+void World::start(std::unique_ptr<Process>& service, const char* program,
+                  const char* name)
 {
-    logManager = std::make_unique<Process>(std::vector<std::string>{LOGMGR});
+    service = std::make_unique<Process>(std::vector<std::string>{program});
     const auto deadline = std::chrono::steady_clock::now() + patience;
     while (sd_bus_call_method(other.get(), "org.freedesktop.DBus",
                               "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                              "GetNameOwner", nullptr, nullptr, "s",
-                              logService) < 0)
+                              "GetNameOwner", nullptr, nullptr, "s", name) < 0)
     {
         if (std::chrono::steady_clock::now() > deadline)
         {
-            throw std::runtime_error("no log manager: " + logManager->errors());
+            throw std::runtime_error(std::string("no ") + name + ": " +
+                                     service->errors());
         }
     }
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 /** @file What components live in: a bus, the host platform with its data cache
- *  in a folder of its own, a log manager, and a client that looks at all. */
+ *  in a folder of its own, the services, and a client that looks at all. */
 
 #include "direct_connection.hpp"
 #include "private_bus.hpp"
@@ -54,8 +54,11 @@ class World
     std::unique_ptr<sd_bus, Unref> other;
     sd_bus* own = nullptr;
     std::unique_ptr<Process> logManager;
+    std::unique_ptr<Process> healthManager;
 
-    void startLogManager();
+    /** Starts a service and waits until it has its name. */
+    void start(std::unique_ptr<Process>& service, const char* program,
+               const char* name);
     void workUntil(const std::function<bool()>& done);
 
   public:

@@ -2,12 +2,18 @@
 
 #include "../directories.hpp"
 #include "../storage/damaged_file.hpp"
+#include "../storage/file_descriptor.hpp"
+#include "limits.hpp"
 
 #include <nlohmann/json.hpp>
+#include <sys/stat.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
 #include <cerrno>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -25,18 +31,66 @@ namespace
 constexpr const char* versionMember = "version";
 constexpr const char* attributesMember = "attributes";
 
-/** The content of a file that is there.
- *
- *  @throws std::system_error when it cannot be read */
-std::string storedIn(const fs::path& file)
+[[noreturn]] void fail(int code, const fs::path& file)
 {
-    std::ifstream in(file, std::ios::binary);
-    std::string content(std::istreambuf_iterator<char>(in), {});
-    if (!in)
+    throw std::system_error(code, std::generic_category(), file.string());
+}
+
+/** Opens a file of a folder in which whoever reads does not trust its owner: a
+ *  link is not followed, and what is no file, such as a pipe, is not waited
+ *  for.
+ *
+ *  @return nothing when there is none
+ *  @throws std::system_error when it cannot be read */
+std::optional<FileDescriptor> openedForReading(const fs::path& file)
+{
+    FileDescriptor opened(
+        open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (opened.get() < 0)
     {
-        throw std::system_error(errno, std::generic_category(), file.string());
+        if (errno == ENOENT)
+        {
+            return std::nullopt;
+        }
+        fail(errno, file);
     }
-    return content;
+    struct stat found
+    {};
+    if (fstat(opened.get(), &found) != 0)
+    {
+        fail(errno, file);
+    }
+    if (!S_ISREG(found.st_mode))
+    {
+        fail(S_ISDIR(found.st_mode) ? EISDIR : ENOTSUP, file);
+    }
+    return opened;
+}
+
+/** The content of an open file.
+ *
+ *  @throws std::system_error when it cannot be read, or is too large */
+std::string contentOf(const FileDescriptor& opened, const fs::path& file)
+{
+    std::string content;
+    std::array<char, 4096> part{};
+    while (true)
+    {
+        const ssize_t size = read(opened.get(), part.data(), part.size());
+        if (size == 0)
+        {
+            return content;
+        }
+        if (size < 0 && errno != EINTR)
+        {
+            fail(errno, file);
+        }
+        content.append(part.data(), std::max<ssize_t>(size, 0));
+        if (content.size() > maxAttributeFile)
+        {
+            fail(EFBIG, file);
+        }
+    }
 }
 
 /** Takes the attributes from the text as it is read. Nothing is built of it: to
@@ -214,13 +268,20 @@ fs::path attributeFileIn(const fs::path& folder)
 
 Attributes readAttributeFile(const fs::path& file)
 {
-    if (!fs::exists(file))
+    const std::optional<FileDescriptor> opened = openedForReading(file);
+    if (!opened)
     {
         return {};
     }
     AttributeReader reader;
-    json::sax_parse(storedIn(file), &reader);
+    json::sax_parse(contentOf(*opened, file), &reader);
     return std::move(reader).result(file);
+}
+
+std::string quoted(const std::string& name)
+{
+    constexpr int onOneLine = -1;
+    return json(name).dump(onOneLine, ' ', true);
 }
 
 std::string textOf(const Attributes& attributes)

@@ -24,15 +24,21 @@ std::filesystem::path attributeFileIn(const std::filesystem::path& folder);
 
 /** What a file holds; nothing when it is not there.
  *
- *  @throws std::system_error when it cannot be read or is of another version,
- *          DamagedFile when it is damaged, std::bad_alloc */
+ *  @throws std::system_error when it cannot be read, which a link is not, is
+ *          too large or of another version, DamagedFile when it is damaged,
+ *          std::bad_alloc */
 Attributes readAttributeFile(const std::filesystem::path& file);
+
+/** A name in quotes, with nothing but ASCII, whatever it holds.
+ *
+ *  @param[in] name UTF-8 */
+std::string quoted(const std::string& name);
 
 /** What a file has to hold. */
 std::string textOf(const Attributes& attributes);
 
 /** The attributes of this user's state folder that were ever set. Nothing is
- *  locked or made: whoever only looks waits for nobody.
+ *  locked or made, and nobody waited for.
  *
  *  @throws std::exception as readAttributeFile(), and when there is no state
  *          folder */

@@ -3,23 +3,63 @@
 #include "../host_log.hpp"
 #include "../storage/damaged_file.hpp"
 #include "../storage/files.hpp"
+#include "attribute_request.hpp"
 #include "limits.hpp"
+#include "placed_file.hpp"
 
 #include <cerrno>
 #include <exception>
 #include <system_error>
+#include <utility>
 
 namespace healthintf::host
 {
 
 namespace fs = std::filesystem;
 
-AttributeStore::AttributeStore(const fs::path& folder) :
-    file(attributeFileIn(madeFolder(folder))), lock(folder / "lock")
+namespace
+{
+
+/** Takes out what cannot be set any more.
+ *
+ *  @return whether there was any */
+bool dropOtherNames(Attributes& attributes, const fs::path& file)
+{
+    return std::erase_if(attributes, [&file](const auto& attribute) {
+               const auto& [name, value] = attribute;
+               if (isAttributeName(name))
+               {
+                   return false;
+               }
+               HOST_LOG(log::warning,
+                        "%s.%d.%s: the attribute %s in %s, which is %d, is "
+                        "dropped: a name has 1 to %zu letters, digits and "
+                        ".#_-",
+                        quoted(name).c_str(), file.c_str(), value,
+                        maxAttributeName);
+               return true;
+           }) != 0;
+}
+
+} // namespace
+
+AttributeStore::AttributeStore(fs::path folder) :
+    folder(std::move(folder)), file(attributeFileIn(this->folder))
 {}
 
+void AttributeStore::takeOver() const
+{
+    std::error_code ignored;
+    fs::remove(folder / "lock", ignored);
+    Attributes attributes = read();
+    if (dropOtherNames(attributes, file))
+    {
+        write(attributes);
+    }
+}
+
 std::optional<AttributeChange> AttributeStore::set(const std::string& name,
-                                                   int32_t value)
+                                                   int32_t value) const
 {
     Attributes attributes = read();
     const auto found = attributes.find(name);
@@ -58,7 +98,8 @@ Attributes AttributeStore::read() const
 
 void AttributeStore::write(const Attributes& attributes) const
 {
-    replaceFile(file, textOf(attributes));
+    madeFolder(folder);
+    putInPlace(file, textOf(attributes));
 }
 
 } // namespace healthintf::host

@@ -8,12 +8,16 @@ namespace healthintf::host
 {
 
 /** The longest name of an attribute, in bytes. */
-inline constexpr std::size_t maxAttributeName = 511;
+inline constexpr std::size_t maxAttributeName = 255;
 
 /** The longest name of who changes an attribute, in bytes. */
 inline constexpr std::size_t maxSourceName = 4096;
 
 /** How many attributes there may be. */
 inline constexpr std::size_t maxAttributes = 4096;
+
+/** The largest file of attributes that is read, in bytes: more than so many
+ *  with the longest names take. */
+inline constexpr std::size_t maxAttributeFile = 16UL << 20;
 
 } // namespace healthintf::host

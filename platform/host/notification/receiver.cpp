@@ -1,6 +1,7 @@
 #include "receiver.hpp"
 
 #include "../config_manager/change_record.hpp"
+#include "../health_manager/protocol.hpp"
 #include "../host_log.hpp"
 #include "../line_limit.hpp"
 #include "protocol.hpp"
@@ -149,9 +150,9 @@ Receiver::Receiver() : ownBus(needsOwnBus())
     bus = ownBus ? openOwnBus() : openDefaultBus();
     sd_bus_slot* slot = nullptr;
     checkBus("unable to listen on the bus",
-             sd_bus_match_signal(bus.get(), &slot, nullptr, notificationPath,
-                                 notificationInterface, notificationMember,
-                                 take, this));
+             sd_bus_match_signal(bus.get(), &slot, healthManagerService,
+                                 notificationPath, notificationInterface,
+                                 notificationMember, take, this));
     match.reset(slot);
     loss.emplace(bus.get());
 }
@@ -222,6 +223,12 @@ int Receiver::take(sd_bus_message* message, void* context,
 
 void Receiver::deliver(sd_bus_message* message)
 {
+    // The bus checks the sender of what is for everybody. It does not where
+    // somebody sends to this connection alone, which no notification is.
+    if (sd_bus_message_get_destination(message) != nullptr)
+    {
+        return;
+    }
     Notification notification;
     if (!read(message, notification))
     {

@@ -1,10 +1,12 @@
 #include "config_manager/attribute_file.hpp"
 #include "config_manager/attribute_store.hpp"
+#include "config_manager/limits.hpp"
 #include "storage/damaged_file.hpp"
 #include "temporary_folder.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -38,10 +40,9 @@ TEST_F(AttributeFile, ThatIsNotThereHoldsNothingAndIsNotMade)
 
 TEST_F(AttributeFile, HoldsWhatTheStoreHasSet)
 {
-    AttributeStore store(folder.path() / "config");
+    const AttributeStore store(folder.path() / "config");
     store.set("a", 5);
     store.set("b", -1);
-    // The store still has its lock.
     EXPECT_THAT(readAttributes(),
                 UnorderedElementsAre(Pair("a", 5), Pair("b", -1)));
 }
@@ -58,6 +59,60 @@ TEST_F(AttributeFile, OfAnotherVersionIsRefused)
     {
         EXPECT_EQ(e.code().value(), ENOTSUP);
     }
+}
+
+/** The number of the failure to read the attributes; 0 when there is none. */
+int failureToRead()
+{
+    try
+    {
+        readAttributes();
+        return 0;
+    }
+    catch (const std::system_error& e)
+    {
+        return e.code().value();
+    }
+}
+
+TEST_F(AttributeFile, ThatIsALinkIsNotFollowed)
+{
+    const auto other = folder.write("other", textOf({{"a", 5}}));
+    const auto file = folder.path() / "config/attributes.json";
+    std::filesystem::create_directory(file.parent_path());
+    std::filesystem::create_symlink(other, file);
+    EXPECT_EQ(failureToRead(), ELOOP);
+}
+
+TEST_F(AttributeFile, ThatIsAPipeIsNotWaitedFor)
+{
+    const auto file = folder.path() / "config/attributes.json";
+    std::filesystem::create_directory(file.parent_path());
+    ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+    EXPECT_EQ(failureToRead(), ENOTSUP);
+}
+
+TEST_F(AttributeFile, ThatIsAFolderIsRefused)
+{
+    std::filesystem::create_directories(folder.path() /
+                                        "config/attributes.json");
+    EXPECT_EQ(failureToRead(), EISDIR);
+}
+
+TEST_F(AttributeFile, IsReadUpToItsLargestSize)
+{
+    std::string text = textOf({{"a", 5}});
+    text.resize(maxAttributeFile, ' ');
+    folder.write("config/attributes.json", text);
+    EXPECT_THAT(readAttributes(), UnorderedElementsAre(Pair("a", 5)));
+    folder.write("config/attributes.json", text + " ");
+    EXPECT_EQ(failureToRead(), EFBIG);
+}
+
+TEST_F(AttributeFile, NamesAreShownWithNothingButAscii)
+{
+    EXPECT_EQ(quoted("a.b"), "\"a.b\"");
+    EXPECT_EQ(quoted("a\n\xC3\xA4"), "\"a\\n\\u00e4\"");
 }
 
 TEST_F(AttributeFile, ThatIsDamagedIsRefusedAndLeftAlone)

@@ -2,12 +2,14 @@
 #include "config_manager/limits.hpp"
 #include "file_content.hpp"
 #include "small_filesystem.hpp"
+#include "storage/file_lock.hpp"
 #include "temporary_folder.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <system_error>
@@ -53,7 +55,7 @@ class Attributes : public testing::Test
 TEST_F(Attributes, StartAtZeroAndChange)
 {
     EXPECT_EQ(inChild([this] {
-                  AttributeStore store(path);
+                  const AttributeStore store(path);
                   const auto first = store.set("a", 5);
                   const auto second = store.set("a", -1);
                   return first && first->previous == 0 && first->value == 5 &&
@@ -99,61 +101,6 @@ TEST_F(Attributes, MayHaveTheNameOfTheirVersion)
     EXPECT_EQ(set("version", 6), "5");
 }
 
-TEST_F(Attributes, AreSharedByProcesses)
-{
-    Child other([this](const Child::Parent& parent) {
-        AttributeStore(path).set("a", 5);
-        parent.tell("set");
-        Child::Parent::waitForever();
-        return 0;
-    });
-    other.hear();
-    EXPECT_EQ(set("a", 6), "5");
-}
-
-/** Counts an attribute up and writes each change down, in the order of the
- *  changes. */
-void countUp(const std::filesystem::path& path, const std::string& record)
-{
-    for (int i = 0; i < 50; ++i)
-    {
-        AttributeStore store(path);
-        const auto change = store.set("a", (getpid() * 100) + i);
-        std::ofstream(record, std::ios::app)
-            << change->previous << " " << change->value << "\n";
-    }
-}
-
-TEST_F(Attributes, ChangeInOneOrderForEverybody)
-{
-    const std::string record = folder.path() / "record";
-    {
-        std::vector<std::unique_ptr<Child>> writers;
-        for (int i = 0; i < 3; ++i)
-        {
-            writers.push_back(
-                std::make_unique<Child>([&](const Child::Parent&) {
-                    countUp(path, record);
-                    return 0;
-                }));
-        }
-        for (const auto& writer : writers)
-        {
-            EXPECT_EQ(writer->wait(), 0) << writer->errors();
-        }
-    }
-    std::ifstream changes(record);
-    int32_t last = 0;
-    int32_t previous = 0;
-    int count = 0;
-    for (int32_t value = 0; changes >> previous >> value; last = value)
-    {
-        ASSERT_EQ(previous, last) << "change " << count;
-        ++count;
-    }
-    EXPECT_EQ(count, 150);
-}
-
 TEST_F(Attributes, KeepWhatWasSetWhenTheirUserIsKilledAtAnyInstant)
 {
     int32_t known = 0;
@@ -191,27 +138,6 @@ TEST_F(Attributes, CanBeReadByAPerson)
     "version": 1
 }
 )");
-}
-
-TEST_F(Attributes, AreFreeAgainWhenWhoHadThemIsKilled)
-{
-    Child holder([this](const Child::Parent& parent) {
-        AttributeStore store(path);
-        store.set("a", 5);
-        parent.tell("has them");
-        Child::Parent::waitForever();
-        return 0;
-    });
-    ASSERT_EQ(holder.hear(), "has them");
-    Child waiting([this](const Child::Parent& parent) {
-        parent.tell("waits");
-        const auto change = AttributeStore(path).set("a", 6);
-        parent.tell(std::to_string(change->previous));
-        return 0;
-    });
-    ASSERT_EQ(waiting.hear(), "waits");
-    holder.kill();
-    EXPECT_EQ(waiting.hear(), "5");
 }
 
 TEST_F(Attributes, AreSetAsideAndStartAnewWhenTheirFileIsDamaged)
@@ -253,6 +179,93 @@ TEST_F(Attributes, SurviveAHalfWrittenFileOfAKilledProcess)
     EXPECT_FALSE(std::filesystem::exists(path / "attributes.json.new"));
 }
 
+TEST_F(Attributes, AreNotWrittenThroughALink)
+{
+    set("a", 5);
+    const auto victim = folder.write("victim", "of somebody else");
+    std::filesystem::create_symlink(victim, path / "attributes.json.new");
+    EXPECT_EQ(set("a", 6), "5");
+    EXPECT_EQ(test::contentOf(victim), "of somebody else");
+    EXPECT_TRUE(std::filesystem::is_regular_file(
+        std::filesystem::symlink_status(dataFile())));
+}
+
+TEST_F(Attributes, WaitForNobodyWhoLocksTheFileOfEarlierVersions)
+{
+    folder.write("deep/config/lock", "");
+    Child holder([this](const Child::Parent& parent) {
+        LockFile file(path / "lock");
+        file.lock(LockFile::Kind::shared);
+        parent.tell("held");
+        Child::Parent::waitForever();
+        return 0;
+    });
+    ASSERT_EQ(holder.hear(), "held");
+    EXPECT_EQ(set("a", 5), "0");
+}
+
+/** What a process of its own logs when it takes a folder over. */
+std::string takenOver(const std::filesystem::path& path)
+{
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [&path] {
+                      AttributeStore(path).takeOver();
+                      return 0;
+                  },
+                  &errors),
+              0);
+    return errors;
+}
+
+TEST_F(Attributes, AreTakenOverFromAnEarlierVersion)
+{
+    const std::string earlier = R"({
+    "attributes": {
+        "system.embedded.1#lcd.1#hideerrs": 1,
+        "system.embedded.1#lcd.1#oemLCDFlags": -2147483648
+    },
+    "version": 1
+}
+)";
+    folder.write("deep/config/attributes.json", earlier);
+    folder.write("deep/config/lock", "");
+    EXPECT_EQ(takenOver(path), "");
+    EXPECT_EQ(test::contentOf(dataFile()), earlier);
+    EXPECT_FALSE(std::filesystem::exists(path / "lock"));
+    EXPECT_EQ(set("system.embedded.1#lcd.1#hideerrs", 0), "1");
+}
+
+TEST_F(Attributes, LoseOnlyNamesThatNoneMayHaveWhenTheyAreTakenOver)
+{
+    const std::string longest(maxAttributeName, 'x');
+    const std::string tooLong = longest + "x";
+    folder.write("deep/config/attributes.json", textOf({{"a b", 1},
+                                                        {"", 2},
+                                                        {"a\n\xE2\x80\xAE", 3},
+                                                        {tooLong, 4},
+                                                        {longest, 5},
+                                                        {"a.b#c_d-E9", 6}}));
+    const std::string errors = takenOver(path);
+    EXPECT_EQ(std::ranges::count(errors, '\n'), 4) << errors;
+    for (const std::string& dropped :
+         {std::string("\"a b\""), std::string("\"\""),
+          std::string("\"a\\n\\u202e\""), '"' + tooLong + '"'})
+    {
+        EXPECT_THAT(errors, HasSubstr("the attribute " + dropped));
+    }
+    EXPECT_THAT(readAttributeFile(dataFile()),
+                testing::UnorderedElementsAre(testing::Pair(longest, 5),
+                                              testing::Pair("a.b#c_d-E9", 6)));
+    EXPECT_EQ(takenOver(path), "") << "the second time";
+}
+
+TEST_F(Attributes, MakeNothingWhenThereIsNothingToTakeOver)
+{
+    EXPECT_EQ(takenOver(path), "");
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+
 TEST_F(Attributes, RefuseAnotherVersion)
 {
     const std::string newer = R"({"version": 99, "attributes": {"a": {}}})";
@@ -284,7 +297,7 @@ TEST_F(Attributes, GiveAnErrorWhenTheyAreFullAndCanStillBeChanged)
     EXPECT_EQ(set("last", 1), "0");
     try
     {
-        AttributeStore(path).set("one more", 1);
+        AttributeStore(path).set("one.more", 1);
         FAIL() << "taken";
     }
     catch (const std::system_error& e)
@@ -297,7 +310,7 @@ TEST_F(Attributes, GiveAnErrorWhenTheyAreFullAndCanStillBeChanged)
 TEST_F(Attributes, GiveAnErrorOnAFullFilesystemAndStayAsTheyAre)
 {
     test::expectOnSmallFilesystem(folder.path(), "size=64k", [this] {
-        AttributeStore store(path);
+        const AttributeStore store(path);
         store.set("a", 5);
         std::ofstream(path / "filler") << std::string(1 << 20, 'x');
         try

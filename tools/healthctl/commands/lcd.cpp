@@ -1,10 +1,8 @@
 #include "lcd.hpp"
 
 #include "../choices.hpp"
-#include "../echo.hpp"
 #include "../error.hpp"
 #include "config_manager/attribute_file.hpp"
-#include "notification/protocol.hpp"
 
 #include <platform/config_manager.h>
 
@@ -98,30 +96,46 @@ ExitCode get(const Context& context, const std::string& name)
     return ExitCode::ok;
 }
 
+/** Why an attribute was not set, and what to do.
+ *
+ *  @param[in] code the platform's error number */
+Error failureOf(const std::string& attribute, int code)
+{
+    const std::string line = attribute + " was not set: ";
+    switch (code)
+    {
+        case EACCES:
+        case EPERM:
+            return {ExitCode::notPermitted,
+                    line + "it is not permitted; try again as root or as a "
+                           "member of the group healthintf-operators"};
+        case EHOSTUNREACH:
+        case ENXIO:
+            return {ExitCode::unavailable,
+                    line + "no health manager is there; start healthmgr"};
+        case ETIMEDOUT:
+            return {ExitCode::unavailable,
+                    line + "the health manager did not answer; \"healthctl lcd "
+                           "get\" shows whether it is set all the same"};
+        case EDQUOT:
+            return {ExitCode::failed,
+                    line + "there is no room for another attribute; take one "
+                           "out of the file"};
+        default:
+            return {ExitCode::failed,
+                    line + std::strerror(code) + "; see healthmgr's log"};
+    }
+}
+
 /** @throws Error when the attribute was not set, or nobody could be told */
 void setAttribute(const std::string& attribute, int32_t value)
 {
-    const host::Attributes before = attributes();
-    const auto held = before.find(attribute);
-    Echo echo(std::string("path='") + host::notificationPath + "',interface='" +
-              host::notificationInterface + "',member='" +
-              host::notificationMember + "'");
+    const auto bus = connectBus();
     const CfgMgrOrigin origin{"healthctl", nullptr, nullptr};
     const int result = CfgSetAttributeInt(attribute.c_str(), value, 0, &origin);
     if (result != 0)
     {
-        const bool refused =
-            result == EACCES || result == EPERM || result == EROFS;
-        throw Error(refused ? ExitCode::notPermitted : ExitCode::failed,
-                    attribute + " was not set: " + std::strerror(result) +
-                        (refused ? "; try again as root"
-                                 : "; HEALTHINTF_LOG_LEVEL=4 in the "
-                                   "environment shows why"));
-    }
-    // What an attribute is already is told to nobody.
-    if (held == before.end() || held->second != value)
-    {
-        echo.expect();
+        throw failureOf(attribute, result);
     }
 }
 

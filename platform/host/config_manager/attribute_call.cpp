@@ -1,0 +1,127 @@
+#include "attribute_call.hpp"
+
+#include "../health_manager/protocol.hpp"
+#include "../kept_bus.hpp"
+#include "protocol.hpp"
+
+#include <platform/held_signals.hpp>
+
+#include <cerrno>
+#include <chrono>
+#include <string>
+#include <string_view>
+
+namespace healthintf::host
+{
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::microseconds;
+
+constexpr std::chrono::seconds patience{5};
+
+/** How long it is until then, in microseconds as libsystemd takes them: at
+ *  least one, as none would be its own patience. */
+uint64_t timeUntil(Clock::time_point deadline)
+{
+    const auto left =
+        std::chrono::duration_cast<microseconds>(deadline - Clock::now());
+    return left > microseconds(1) ? left.count() : 1;
+}
+
+/** Waits until a new connection has been greeted by the bus. Until then nothing
+ *  else can have arrived on it, so nobody is called back here.
+ *
+ *  @throws std::system_error when that is not so in time */
+void waitForGreeting(sd_bus* bus, Clock::time_point deadline)
+{
+    while (sd_bus_is_open(bus) > 0 && sd_bus_is_ready(bus) == 0)
+    {
+        const int worked = sd_bus_process(bus, nullptr);
+        checkBus("unable to connect to the bus", worked);
+        if (worked == 0)
+        {
+            const int woken = sd_bus_wait(bus, timeUntil(deadline));
+            checkBus("unable to connect to the bus", woken);
+            if (woken == 0 && Clock::now() >= deadline)
+            {
+                checkBus("unable to connect to the bus", -ETIMEDOUT);
+            }
+        }
+    }
+}
+
+MessagePtr messageOf(sd_bus* bus, const AttributeRequest& request)
+{
+    sd_bus_message* raw = nullptr;
+    checkBus("sd_bus_message_new_method_call",
+             sd_bus_message_new_method_call(
+                 bus, &raw, healthManagerService, healthManagerPath,
+                 attributesInterface, setAttributeMethod));
+    MessagePtr message(raw);
+    checkBus("sd_bus_message_append",
+             sd_bus_message_append(raw, setAttributeSignature,
+                                   request.name.c_str(), request.value,
+                                   request.source.c_str()));
+    return message;
+}
+
+/** What the bus or libsystemd answers in the place of the health manager, in
+ *  words. */
+std::string faultOfBus(const sd_bus_error& error, int code)
+{
+    if (std::string_view(error.name) == SD_BUS_ERROR_ACCESS_DENIED)
+    {
+        return "this user may not set attributes: the bus policy denies it "
+               "(group healthintf-operators may)";
+    }
+    const std::string text = error.message != nullptr ? error.message : "";
+    switch (code)
+    {
+        case EHOSTUNREACH:
+        case ENXIO:
+            return text + " (see that the health manager, healthmgr, runs)";
+        case ETIMEDOUT:
+            return "no answer of the health manager (it may be set all the "
+                   "same)";
+        default:
+            return text + " (see the health manager's own lines)";
+    }
+}
+
+AttributeOutcome outcomeOf(const sd_bus_error& error)
+{
+    if (const auto number = numberOfError(error.name))
+    {
+        return {*number, error.message != nullptr ? error.message : ""};
+    }
+    const int code = sd_bus_error_get_errno(&error);
+    return notSet(code, faultOfBus(error, code));
+}
+
+} // namespace
+
+AttributeOutcome callForAttribute(const AttributeRequest& request)
+{
+    const Clock::time_point deadline = Clock::now() + patience;
+    const HeldSignals held;
+    sd_bus* bus = keptBus();
+    waitForGreeting(bus, deadline);
+    const MessagePtr message = messageOf(bus, request);
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    const int result =
+        sd_bus_call(bus, message.get(), timeUntil(deadline), &error, nullptr);
+    AttributeOutcome outcome;
+    if (sd_bus_error_is_set(&error) != 0)
+    {
+        outcome = outcomeOf(error);
+        sd_bus_error_free(&error);
+        return outcome;
+    }
+    checkBus("no answer of the bus", result);
+    return outcome;
+}
+
+} // namespace healthintf::host

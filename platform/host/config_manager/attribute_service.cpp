@@ -1,0 +1,112 @@
+#include "attribute_service.hpp"
+
+#include "../directories.hpp"
+#include "../host_log.hpp"
+#include "../notification/announcer.hpp"
+#include "../storage/store_failure.hpp"
+#include "attribute_store.hpp"
+#include "change_record.hpp"
+
+#include <cerrno>
+#include <exception>
+#include <filesystem>
+#include <optional>
+
+namespace healthintf::host
+{
+namespace
+{
+
+thread_local AttributeService* current = nullptr;
+
+/** What to do about a failure, in words. */
+std::string remedyForStore(int code)
+{
+    return code == EDQUOT
+               ? "it is full: no further attribute can be set for the first "
+                 "time"
+               : folderRemedy(code, "HEALTHINTF_STATE_DIR");
+}
+
+/** What came of a failure of the attributes in a folder, in words. */
+std::string faultOfStore(const std::string& folder, const std::exception& e)
+{
+    return "attributes " + folder + ": " + e.what() + " (" +
+           remedyForStore(codeOf(e)) + ")";
+}
+
+std::filesystem::path attributesFolder()
+{
+    return stateDirectory() / "config";
+}
+
+/** Tells everybody of a change. */
+AttributeOutcome announceChange(const AttributeRequest& request,
+                                const AttributeChange& change)
+{
+    try
+    {
+        announce(std::string(changePrefix) + request.name,
+                 encodeChange(change, request.source));
+        return {};
+    }
+    catch (const std::exception& e)
+    {
+        return {codeOf(e),
+                "the attribute " + request.name + " is set to " +
+                    std::to_string(change.value) +
+                    " now, but this could not be announced: " + e.what()};
+    }
+}
+
+} // namespace
+
+AttributeService::AttributeService()
+{
+    std::string folder;
+    try
+    {
+        folder = attributesFolder();
+        AttributeStore(folder).takeOver();
+    }
+    catch (const std::exception& e)
+    {
+        HOST_LOG(log::error, "%s.%d.%s: no attribute can be set: %s",
+                 faultOfStore(folder, e).c_str());
+    }
+    current = this;
+}
+
+AttributeService::~AttributeService()
+{
+    current = nullptr;
+}
+
+// It stands for the attributes of the whole machine.
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static)
+AttributeOutcome AttributeService::set(const AttributeRequest& request)
+{
+    if (const std::string fault = faultOf(request); !fault.empty())
+    {
+        return notSet(EINVAL, fault);
+    }
+    std::string folder;
+    std::optional<AttributeChange> change;
+    try
+    {
+        folder = attributesFolder();
+        change = AttributeStore(folder).set(request.name, request.value);
+    }
+    catch (const std::exception& e)
+    {
+        return notSet(codeOf(e), faultOfStore(folder, e));
+    }
+    return change ? announceChange(request, *change) : AttributeOutcome();
+}
+
+AttributeService* AttributeService::ofThisThread()
+{
+    return current;
+}
+
+} // namespace healthintf::host

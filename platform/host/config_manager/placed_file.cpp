@@ -1,0 +1,88 @@
+#include "placed_file.hpp"
+
+#include "../storage/file_descriptor.hpp"
+#include "../storage/files.hpp"
+
+#include <sys/types.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+namespace healthintf::host
+{
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+/** Who may use the file, less the umask. */
+constexpr mode_t fileMode = 0644;
+
+[[noreturn]] void throwFor(const fs::path& file)
+{
+    throw std::system_error(errno, std::generic_category(), file.string());
+}
+
+/** Makes a file that nobody else has open. What is there is taken away and not
+ *  used: it may be a link, or lead to a file of somebody else. */
+FileDescriptor madeFile(const fs::path& file)
+{
+    if (unlink(file.c_str()) != 0 && errno != ENOENT)
+    {
+        throwFor(file);
+    }
+    FileDescriptor made(
+        open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+             fileMode));
+    if (made.get() < 0)
+    {
+        throwFor(file);
+    }
+    return made;
+}
+
+/** Makes a file with this content, which is on the disk then. */
+void writeFile(const fs::path& file, std::string_view content)
+{
+    const FileDescriptor made = madeFile(file);
+    while (!content.empty())
+    {
+        const ssize_t written =
+            write(made.get(), content.data(), content.size());
+        if (written < 0 && errno != EINTR)
+        {
+            throwFor(file);
+        }
+        content.remove_prefix(std::max<ssize_t>(written, 0));
+    }
+    if (fsync(made.get()) != 0)
+    {
+        throwFor(file);
+    }
+}
+
+} // namespace
+
+void putInPlace(const fs::path& file, std::string_view content)
+{
+    const fs::path made = file.string() + ".new";
+    try
+    {
+        writeFile(made, content);
+        fs::rename(made, file);
+    }
+    catch (...)
+    {
+        std::error_code ignored;
+        fs::remove(made, ignored);
+        throw;
+    }
+    syncFolder(file.parent_path());
+}
+
+} // namespace healthintf::host

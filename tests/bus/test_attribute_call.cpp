@@ -1,0 +1,215 @@
+/** @file What whoever sets an attribute is told when there is no health manager
+ *  that sets it. */
+
+#include "bus_client.hpp"
+#include "config_manager/protocol.hpp"
+#include "private_bus.hpp"
+#include "process.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace healthintf::test
+{
+namespace
+{
+
+using testing::HasSubstr;
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* service = "com.vexa.olvar.healthmgr";
+
+/** A program that sets attributes when it is told to. */
+class Setter
+{
+  public:
+    /** @return the number that it gets */
+    int set(const std::string& words)
+    {
+        return std::stoi(process.ask("set " + words));
+    }
+
+    std::string errors() const
+    {
+        return process.errors();
+    }
+
+    Process process{{NOTIFICATION_CLIENT, "own-loop"}};
+};
+
+/** Has the name of the health manager. */
+class FalseManager
+{
+  public:
+    /** @param[in] name the D-Bus error that it answers with; empty when it does
+     *             not answer */
+    explicit FalseManager(std::string name = "") : error(std::move(name))
+    {
+        sd_bus_slot* slot = nullptr;
+        EXPECT_GE(sd_bus_add_object(client.get(), &slot,
+                                    "/com/vexa/olvar/healthmgr", take, this),
+                  0);
+        object.reset(slot);
+        EXPECT_GE(sd_bus_request_name(client.get(), service, 0), 0);
+    }
+
+    /** Waits until it was called. */
+    void waitForACall()
+    {
+        client.waitUntil("call", [this] {
+            return called;
+        });
+        sd_bus_flush(client.get());
+    }
+
+  private:
+    static int take(sd_bus_message* message, void* context,
+                    sd_bus_error* /*error*/)
+    {
+        auto* self = static_cast<FalseManager*>(context);
+        self->called = true;
+        return self->error.empty()
+                   ? 1
+                   : sd_bus_reply_method_errorf(message, self->error.c_str(),
+                                                "%s", "its own words");
+    }
+
+    BusClient client;
+    std::string error;
+    bool called = false;
+    std::unique_ptr<sd_bus_slot, Unref> object;
+};
+
+class AttributeCall : public testing::Test
+{
+  protected:
+    Process runningManager()
+    {
+        Process manager({HEALTHMGR});
+        client.waitUntil("manager", [this] {
+            return !client.ownerOf(service).empty();
+        });
+        return manager;
+    }
+
+    /** Expects that a call fails when its time is over, and not later. */
+    void expectTimeout()
+    {
+        const auto start = Clock::now();
+        EXPECT_EQ(setter.set("a 6"), ETIMEDOUT);
+        const auto taken = Clock::now() - start;
+        EXPECT_GE(taken, std::chrono::milliseconds(4900));
+        EXPECT_LT(taken, std::chrono::seconds(10));
+    }
+
+    PrivateBus bus;
+    BusClient client;
+    Setter setter;
+};
+
+TEST_F(AttributeCall, FailsAtOnceWithoutAHealthManager)
+{
+    EXPECT_EQ(setter.set("a 5"), EHOSTUNREACH);
+    EXPECT_THAT(setter.errors(), HasSubstr("an attribute was not set: "));
+    EXPECT_THAT(setter.errors(),
+                HasSubstr("(see that the health manager, healthmgr, runs)"));
+    EXPECT_EQ(setter.set("a 5"), EHOSTUNREACH);
+    EXPECT_EQ(setter.errors().find("not set"), setter.errors().rfind("not set"))
+        << "logged once";
+}
+
+TEST_F(AttributeCall, StartsTheHealthManager)
+{
+    bus.activate(service, HEALTHMGR);
+    EXPECT_EQ(setter.set("a 5"), 0);
+    EXPECT_FALSE(client.ownerOf(service).empty());
+}
+
+TEST_F(AttributeCall, WaitsFiveSecondsForAHealthManagerThatIsStopped)
+{
+    const Process manager = runningManager();
+    EXPECT_EQ(setter.set("a 5"), 0);
+    manager.signal(SIGSTOP);
+    expectTimeout();
+    EXPECT_THAT(setter.errors(),
+                HasSubstr("no answer of the health manager (it may be set all "
+                          "the same)"));
+    manager.signal(SIGCONT);
+    EXPECT_EQ(setter.set("a 7"), 0);
+}
+
+TEST_F(AttributeCall, WaitsFiveSecondsForABusThatIsStuck)
+{
+    const Process manager = runningManager();
+    EXPECT_EQ(setter.set("a 5"), 0);
+    bus.freeze();
+    expectTimeout();
+}
+
+TEST_F(AttributeCall, WaitsFiveSecondsForABusThatDoesNotGreet)
+{
+    bus.freeze();
+    expectTimeout();
+    EXPECT_THAT(setter.errors(), HasSubstr("unable to connect to the bus"));
+}
+
+TEST_F(AttributeCall, IsToldWhenTheHealthManagerEndsMeanwhile)
+{
+    {
+        FalseManager manager;
+        setter.process.tell("set a 5");
+        manager.waitForACall();
+    }
+    EXPECT_EQ(setter.process.hear(), std::to_string(ETIMEDOUT));
+}
+
+TEST_F(AttributeCall, KeepsTheNumberAndTheWordsOfTheHealthManager)
+{
+    const auto answerOf = [](const std::string& error) {
+        FalseManager manager(error);
+        Setter asking;
+        asking.process.tell("set a 5");
+        manager.waitForACall();
+        const std::string number = asking.process.hear();
+        return number + " " + asking.errors();
+    };
+    const auto isAnswer = [](int number, const std::string& words) {
+        return testing::AllOf(testing::StartsWith(std::to_string(number) + " "),
+                              HasSubstr("CfgSetAttributeInt: " + words + "\n"));
+    };
+    for (const int code : {EINVAL, EDQUOT, EACCES, ENOSPC, EIO})
+    {
+        EXPECT_THAT(answerOf(host::errorNameOf(code)),
+                    isAnswer(code, "its own words"));
+    }
+    EXPECT_THAT(answerOf("com.example.Other"),
+                isAnswer(EIO, "an attribute was not set: its own words (see "
+                              "the health manager's own lines)"));
+}
+
+TEST_F(AttributeCall, SaysWhoMayWhenThePolicyOfTheBusDeniesIt)
+{
+    const PrivateBus strict(
+        "<policy context=\"default\"><allow own=\"*\"/>"
+        "<allow send_destination=\"*\"/><allow eavesdrop=\"true\"/>"
+        "<deny send_type=\"method_call\" "
+        "send_interface=\"com.vexa.olvar.healthmgr.Attributes\"/>"
+        "</policy>");
+    strict.activate(service, HEALTHMGR);
+    Setter denied;
+    EXPECT_EQ(denied.set("a 5"), EACCES);
+    EXPECT_THAT(denied.errors(),
+                HasSubstr("an attribute was not set: this user may not set "
+                          "attributes: the bus policy denies it (group "
+                          "healthintf-operators may)"));
+}
+
+} // namespace
+} // namespace healthintf::test

@@ -1,0 +1,41 @@
+#include "config_manager/protocol.hpp"
+
+#include <gtest/gtest.h>
+#include <systemd/sd-bus.h>
+
+#include <cerrno>
+
+namespace healthintf::host
+{
+namespace
+{
+
+TEST(AttributeProtocol, HasAnErrorForEachNumber)
+{
+    EXPECT_EQ(errorNameOf(EDQUOT),
+              "com.vexa.olvar.healthmgr.Attributes.Error.EDQUOT");
+    for (const int code : {EINVAL, EDQUOT, EACCES, EPERM, EROFS, ENOSPC, EIO,
+                           ENOMEM, ENOTDIR, ELOOP, EFBIG, ENOTSUP})
+    {
+        EXPECT_EQ(numberOfError(errorNameOf(code)), code);
+    }
+}
+
+TEST(AttributeProtocol, CallsANumberThatNobodyKnowsAnInputOutputError)
+{
+    EXPECT_EQ(numberOfError(errorNameOf(100000)), EIO);
+    EXPECT_EQ(numberOfError(errorNameOf(EIO) + "X"), EIO);
+}
+
+TEST(AttributeProtocol, KnowsTheErrorsOfOthers)
+{
+    for (const char* name :
+         {SD_BUS_ERROR_ACCESS_DENIED, SD_BUS_ERROR_INVALID_ARGS,
+          "System.Error.EDQUOT", "com.example.Other", ""})
+    {
+        EXPECT_EQ(numberOfError(name), std::nullopt) << name;
+    }
+}
+
+} // namespace
+} // namespace healthintf::host
