@@ -73,21 +73,4 @@ bool LockFile::tryLock(Kind kind)
     return result == 0;
 }
 
-ExclusiveLock::ExclusiveLock(const std::filesystem::path& path) : file(path)
-{
-    file.lock(LockFile::Kind::exclusive);
-}
-
-ExclusiveLock::~ExclusiveLock()
-{
-    // A child that another thread forked meanwhile has the file open too, so
-    // closing it is not enough.
-    try
-    {
-        file.tryLock(LockFile::Kind::none);
-    }
-    catch (const std::system_error&)
-    {}
-}
-
 } // namespace healthintf::host

@@ -44,20 +44,4 @@ class PLATFORM_API LockFile
     FileDescriptor file;
 };
 
-/** Keeps everybody else out who has one on the same file. */
-class ExclusiveLock
-{
-  public:
-    /** Waits for its turn.
-     *
-     *  @throws std::system_error when the file cannot be locked */
-    explicit ExclusiveLock(const std::filesystem::path& path);
-    ~ExclusiveLock();
-    ExclusiveLock(const ExclusiveLock&) = delete;
-    ExclusiveLock& operator=(const ExclusiveLock&) = delete;
-
-  private:
-    LockFile file;
-};
-
 } // namespace healthintf::host

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -18,31 +17,6 @@ namespace
 [[noreturn]] void throwFor(const fs::path& file)
 {
     throw std::system_error(errno, std::generic_category(), file.string());
-}
-
-/** Makes a file with this content, which is on the disk then. */
-void writeFile(const fs::path& file, std::string_view content)
-{
-    const FileDescriptor opened(open(
-        file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, storeFileMode));
-    if (opened.get() < 0)
-    {
-        throwFor(file);
-    }
-    while (!content.empty())
-    {
-        const ssize_t written =
-            write(opened.get(), content.data(), content.size());
-        if (written < 0 && errno != EINTR)
-        {
-            throwFor(file);
-        }
-        content.remove_prefix(std::max<ssize_t>(written, 0));
-    }
-    if (fsync(opened.get()) != 0)
-    {
-        throwFor(file);
-    }
 }
 
 } // namespace
@@ -85,23 +59,6 @@ void syncFolder(const fs::path& folder)
     {
         throwFor(folder);
     }
-}
-
-void replaceFile(const fs::path& file, std::string_view content)
-{
-    const fs::path made = file.string() + ".new";
-    try
-    {
-        writeFile(made, content);
-        fs::rename(made, file);
-    }
-    catch (...)
-    {
-        std::error_code ignored;
-        fs::remove(made, ignored);
-        throw;
-    }
-    syncFolder(file.parent_path());
 }
 
 fs::path setAside(const fs::path& file)

@@ -10,7 +10,6 @@
 
 #include <cstddef>
 #include <filesystem>
-#include <string_view>
 
 namespace healthintf::host
 {
@@ -39,16 +38,6 @@ PLATFORM_API void allocateBlocks(int file, std::size_t size,
  *
  *  @throws std::system_error when that is not possible */
 PLATFORM_API void syncFolder(const std::filesystem::path& folder);
-
-/** Puts a file with this content in the place of one of that name, at once and
- *  for good: a reader, or somebody after a crash, finds the one or the other
- *  whole.
- *
- *  Only for one process at a time.
- *
- *  @throws std::system_error when it cannot be written; the file that is there
- *          stays */
-void replaceFile(const std::filesystem::path& file, std::string_view content);
 
 /** Renames a store's damaged file, in place of one that was set aside before.
  *

@@ -75,38 +75,5 @@ TEST_F(StoreFiles, AreSetAsideInPlaceOfEarlierOnes)
     EXPECT_FALSE(std::filesystem::exists(in("data")));
 }
 
-TEST_F(StoreFiles, AreReplacedWhole)
-{
-    replaceFile(in("file"), "one");
-    EXPECT_EQ(test::contentOf(in("file")), "one");
-    const std::string large(1 << 20, 'x');
-    replaceFile(in("file"), large);
-    EXPECT_EQ(test::contentOf(in("file")), large);
-    replaceFile(in("file"), "");
-    EXPECT_EQ(test::contentOf(in("file")), "");
-    EXPECT_FALSE(std::filesystem::exists(in("file.new")));
-}
-
-TEST_F(StoreFiles, StayWhenTheyCannotBeReplaced)
-{
-    test::expectOnSmallFilesystem(folder.path(), "size=64k", [this] {
-        replaceFile(in("file"), "one");
-        try
-        {
-            replaceFile(in("file"), std::string(1 << 20, 'x'));
-            return 1;
-        }
-        catch (const std::system_error& e)
-        {
-            return e.code().value() == ENOSPC &&
-                           test::contentOf(in("file")) == "one" &&
-                           !std::filesystem::exists(in("file.new"))
-                       ? 0
-                       : 2;
-        }
-    });
-    EXPECT_THROW(replaceFile(in("none") / "file", "one"), std::system_error);
-}
-
 } // namespace
 } // namespace healthintf::host
