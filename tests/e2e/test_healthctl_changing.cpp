@@ -103,6 +103,21 @@ TEST_F(Changing, KnowsTwoSettingsOnly)
     EXPECT_THAT(answer.errors, HasSubstr("hideerrs, oemLCDFlags"));
 }
 
+TEST_F(Changing, SetsNothingWithoutAHealthManager)
+{
+    healthmgr.kill();
+    client.waitUntil("end of the manager", [this] {
+        return client.ownerOf("com.vexa.olvar.healthmgr").empty();
+    });
+    const Answer answer = healthctl({"lcd", "set", "hideerrs", "0"});
+    EXPECT_EQ(answer.status, 3);
+    EXPECT_EQ(answer.errors,
+              "healthctl: system.embedded.1#lcd.1#hideerrs was not set: no "
+              "health manager is there; start healthmgr\n");
+    EXPECT_EQ(healthctl({"lcd", "get", "hideerrs"}).output,
+              "hideerrs     not set\n");
+}
+
 /** A system bus with the policy that is installed. */
 class ForOthers : public testing::Test
 {
@@ -151,6 +166,20 @@ TEST_F(ForOthers, HidingIsRefusedInOneLine)
     EXPECT_EQ(answer.status, 4);
     EXPECT_EQ(answer.errors, "healthctl: the bus did not pass it on for this "
                              "user; try again as root\n");
+}
+
+TEST_F(ForOthers, SettingIsRefusedInOneLine)
+{
+    if (getuid() != 0)
+    {
+        GTEST_SKIP() << "only root can become another user";
+    }
+    const Answer answer = asOther({"lcd", "set", "hideerrs", "0"});
+    EXPECT_EQ(answer.status, 4);
+    EXPECT_EQ(answer.errors,
+              "healthctl: system.embedded.1#lcd.1#hideerrs was not set: it is "
+              "not permitted; try again as root or as a member of the group "
+              "healthintf-operators\n");
 }
 
 } // namespace
