@@ -38,10 +38,12 @@ extern "C"
     };
 
     /** Sets an integer attribute. May be called from any thread, also in the
-     *  callback of a notification.
+     *  callback of a notification. Comes to an end, whatever others do: the
+     *  host platform answers an error number after 5 seconds.
      *
      *  @param[in] name the attribute's name, such as
-     *             "system.embedded.1#lcd.1#hideerrs"
+     *             "system.embedded.1#lcd.1#hideerrs"; with the host platform 1
+     *             to 255 letters, digits and ".#_-"
      *  @param[in] value its new value
      *  @param[in] flags 0
      *  @param[in] origin who sets it; valid during the call only
