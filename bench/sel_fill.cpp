@@ -34,13 +34,14 @@ int main(int argc, char** argv)
 {
     const unsigned long count =
         argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 0;
-    const auto tellAll = [count](const healthintf::host::SelEntrySink& put) {
+    const auto tellAll = [count](const healthintf::host::SelMirror::Sink& put) {
         for (unsigned long i = 1; i <= count; ++i)
         {
             put(entryOf(static_cast<uint16_t>(i)));
         }
     };
-    if (healthintf::host::replaceSelEntries(tellAll) != 0)
+    healthintf::host::SelMirror mirror;
+    if (mirror.replace(tellAll) != 0)
     {
         std::fprintf(stderr, "unable to create the entries\n");
         return 1;

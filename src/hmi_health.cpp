@@ -250,6 +250,12 @@ int HealthStatus::GetImmediateChildsAndUpdate()
 namespace
 {
 
+void logReadFailure(const char* function, long result)
+{
+    HMI_LOG_AS(function, log::warning,
+               "%s.%d.%s: Error in fetching from data cache %ld", result);
+}
+
 /** Reads health records; a failure is logged in the name of @p function. */
 long readRecords(const char* function, const std::vector<std::string>& prefixes,
                  std::map<std::string, HealthStatus_gen>& records)
@@ -258,39 +264,31 @@ long readRecords(const char* function, const std::vector<std::string>& prefixes,
         {}, prefixes, records);
     if (result != DataAbstraction::readOk)
     {
-        HMI_LOG_AS(function, log::warning,
-                   "%s.%d.%s: Error in fetching from data cache %ld", result);
+        logReadFailure(function, result);
     }
     return result;
 }
 
-/** While it lives, what is below the paths that are read is of no use; on a
- *  platform that can, it costs nothing then. */
-class WholePaths
+/** Whether there is a record at @p path; a failure is logged in the name of
+ *  @p function. */
+bool isRecorded(const char* function, const std::string& path)
 {
-  public:
-    WholePaths()
+    if (datacache_healthstatus_read == nullptr)
     {
-        say(true);
+        std::map<std::string, HealthStatus_gen> found;
+        return readRecords(function, {path}, found) ==
+                   DataAbstraction::readOk &&
+               found.contains(path);
     }
-
-    ~WholePaths()
+    HealthStatus_gen record;
+    const long result = datacache_healthstatus_read(path, record);
+    if (result != DataAbstraction::readOk &&
+        result != DataAbstraction::readNoRecords)
     {
-        say(false);
+        logReadFailure(function, result);
     }
-
-    WholePaths(const WholePaths&) = delete;
-    WholePaths& operator=(const WholePaths&) = delete;
-
-  private:
-    static void say(bool only)
-    {
-        if (datacache_healthstatus_whole_paths != nullptr)
-        {
-            datacache_healthstatus_whole_paths(only);
-        }
-    }
-};
+    return result == DataAbstraction::readOk;
+}
 
 /** Whether a path below @p key is its child rather than a grandchild. The
  *  character at the key's length is passed over, whatever it is. */
@@ -345,11 +343,7 @@ bool HealthStatus::CheckHealthStatusExist(const std::string& path)
     {
         return true;
     }
-    std::map<std::string, HealthStatus_gen> found;
-    const WholePaths wanted;
-    return readRecords(static_cast<const char*>(__func__), {path}, found) ==
-               DataAbstraction::readOk &&
-           found.contains(path);
+    return isRecorded(static_cast<const char*>(__func__), path);
 }
 
 void HealthStatus::GetMissingParents(std::vector<std::string>& parents)

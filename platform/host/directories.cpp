@@ -59,4 +59,14 @@ std::filesystem::path stateDirectory()
                              "XDG_STATE_HOME or HOME");
 }
 
+std::filesystem::path dataCacheFolder()
+{
+    return runtimeDirectory() / "datacache";
+}
+
+std::filesystem::path selMirrorFolder()
+{
+    return runtimeDirectory() / "sel";
+}
+
 } // namespace healthintf::host

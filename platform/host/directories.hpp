@@ -25,4 +25,14 @@ PLATFORM_API std::filesystem::path runtimeDirectory();
  *  @throws std::runtime_error when none of them is set for this user */
 PLATFORM_API std::filesystem::path stateDirectory();
 
+/** The folder of the data cache, where each process has a segment.
+ *
+ *  @throws std::runtime_error as runtimeDirectory() */
+PLATFORM_API std::filesystem::path dataCacheFolder();
+
+/** The folder of the mirror of the System Event Log.
+ *
+ *  @throws std::runtime_error as runtimeDirectory() */
+PLATFORM_API std::filesystem::path selMirrorFolder();
+
 } // namespace healthintf::host

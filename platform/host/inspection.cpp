@@ -1,12 +1,9 @@
 #include "inspection.hpp"
 
-#include "data_cache/data_cache.hpp"
 #include "data_files.hpp"
 #include "event_description/event_table_file.hpp"
 #include "message_registry/registry_file.hpp"
-#include "storage/free_pages.hpp"
 
-#include <algorithm>
 #include <system_error>
 
 namespace healthintf::host
@@ -69,23 +66,6 @@ InstalledFiles inspectEventTable()
     return inspect(eventFolders(), [](const std::string& text) {
         parseEventTable(text);
         return std::vector<std::string>{};
-    });
-}
-
-int measureCache(CacheSpace& space)
-{
-    return readCache([&](Environment& cache, const Transaction&) {
-        MDB_envinfo info{};
-        MDB_stat stat{};
-        checkLmdb("mdb_env_info", mdb_env_info(cache.get(), &info));
-        checkLmdb("mdb_env_stat", mdb_env_stat(cache.get(), &stat));
-        const std::size_t pages = info.me_last_pgno + 1;
-        const std::size_t unused = freePages(cache.get());
-        space = {.usedBytes = (pages - std::min(pages, unused)) * stat.ms_psize,
-                 .capacity = info.me_mapsize - Environment::reserve,
-                 .readers = info.me_numreaders,
-                 .maxReaders = Environment::maxReaders};
-        return 0;
     });
 }
 

@@ -30,20 +30,4 @@ PLATFORM_API InstalledFiles inspectRegistries();
 /** Reads the event table anew. */
 PLATFORM_API InstalledFiles inspectEventTable();
 
-/** How much of the data cache is taken. */
-struct CacheSpace
-{
-    std::size_t usedBytes = 0;
-    std::size_t capacity = 0;
-    /** The most that have read at the same time so far. */
-    unsigned int readers = 0;
-    unsigned int maxReaders = 0;
-};
-
-/** Opens the data cache and looks how full it is.
- *
- *  @param[out] space what was found
- *  @return 0, or the data cache's error number */
-PLATFORM_API int measureCache(CacheSpace& space);
-
 } // namespace healthintf::host

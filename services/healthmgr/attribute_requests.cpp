@@ -70,7 +70,7 @@ AttributeRequests::set(const host::AttributeRequest& request)
         failures.noteSuccess();
     }
     // What is wrong with a request is said to who makes it alone.
-    else if (outcome.code != EINVAL && failures.isNews(outcome.code))
+    else if (outcome.code != EINVAL && failures.admits(outcome.code))
     {
         SERVICE_LOG(log::error, "%s.%d.%s: %s", outcome.why.c_str());
     }

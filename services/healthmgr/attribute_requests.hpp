@@ -5,7 +5,7 @@
 
 #include "../common/connection.hpp"
 #include "config_manager/attribute_service.hpp"
-#include "once_in_a_row.hpp"
+#include "failure_log.hpp"
 
 #include <sdbusplus/server/interface.hpp>
 #include <systemd/sd-bus.h>
@@ -31,7 +31,7 @@ class AttributeRequests
     host::AttributeOutcome set(const host::AttributeRequest& request);
 
     host::AttributeService attributes;
-    host::OnceInARow failures;
+    host::FailureLog failures;
     sdbusplus::server::interface_t interface;
 };
 

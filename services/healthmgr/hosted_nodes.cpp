@@ -1,7 +1,7 @@
 #include "hosted_nodes.hpp"
 
 #include "../common/service_log.hpp"
-#include "data_cache/limits.hpp"
+#include "data_cache/segment_format.hpp"
 #include "data_cache/withdrawal.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>

@@ -2,7 +2,7 @@
 
 #include "../common/contained.hpp"
 #include "../common/service_log.hpp"
-#include "data_cache/withdrawal.hpp"
+#include "directories.hpp"
 
 #include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
 #include <com/vexa/olvar/healthmgr/names.hpp>
@@ -10,9 +10,7 @@
 #include <hmi_health_value.hpp>
 
 #include <chrono>
-#include <cstring>
 #include <optional>
-#include <set>
 #include <system_error>
 #include <vector>
 
@@ -41,10 +39,6 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
                        HostedNodes& nodes, PeerUsers& users) :
     connection(connection),
     nodes(nodes), users(users), announcer(connection, loop),
-    processes(loop,
-              [this](const host::ProcessIdentity& process) {
-                  withdraw(process);
-              }),
     hosting(loop,
             [this] {
                 return hostMissingParents();
@@ -74,12 +68,32 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
                    takeNameLoss(message);
                }))
 {
+    watchSegments(loop);
     reconciliation.attempt();
 }
 
 bool TreeKeeper::isProgressing() const
 {
     return reconciliation.isProgressing(longestFailure);
+}
+
+/** Without a watch, who has died is found a second later at most. */
+void TreeKeeper::watchSegments(EventLoop& loop)
+{
+    try
+    {
+        segments.emplace(loop, host::dataCacheFolder(), [this] {
+            reconciliation.request();
+        });
+        EventLoop::enable(looking, false);
+    }
+    catch (const std::system_error& e)
+    {
+        SERVICE_LOG(log::error,
+                    "%s.%d.%s: unable to watch the data cache: %s; it is "
+                    "looked at every second",
+                    e.what());
+    }
 }
 
 void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
@@ -200,48 +214,35 @@ void TreeKeeper::tellIfUntrue(const ReportedHealth::Healths& reports)
 
 bool TreeKeeper::reconcile()
 {
-    withdrawn = true;
-    withdrawTheDead();
+    const bool withdrawn = withdrawTheDead();
     hosting.attempt();
     return withdrawn;
 }
 
-void TreeKeeper::withdrawTheDead()
+/** @return whether the data cache could be looked at */
+bool TreeKeeper::withdrawTheDead()
 {
-    std::set<host::ProcessIdentity> owners;
-    host::listOwners(owners);
-    std::size_t unwatched = 0;
-    int error = 0;
-    for (const host::ProcessIdentity& owner : owners)
+    const auto left = withdrawal.removeTheDead();
+    if (!left)
     {
-        try
+        return false;
+    }
+    std::vector<std::string> keys;
+    for (const auto& [key, owner] : *left)
+    {
+        // The segment of a stranger may hold any text.
+        if (!isKey(key.c_str()))
         {
-            processes.watch(owner);
+            continue;
         }
-        catch (const std::system_error& e)
-        {
-            ++unwatched;
-            error = e.code().value();
-        }
+        SERVICE_LOG(log::lifetime,
+                    "%s.%d.%s: process %d is gone, withdrawing %s",
+                    static_cast<int>(owner.pid), key.c_str());
+        reported.forget(key);
+        keys.push_back(key);
     }
-    noteUnwatched(unwatched, error);
-}
-
-void TreeKeeper::noteUnwatched(std::size_t count, int error)
-{
-    EventLoop::enable(looking, count != 0);
-    if (count == 0)
-    {
-        watchFailures.noteSuccess();
-    }
-    else if (watchFailures.admits(error))
-    {
-        SERVICE_LOG(log::error,
-                    "%s.%d.%s: unable to watch %zu processes with nodes: %s "
-                    "(raise the limit of open files); each is looked at "
-                    "every second",
-                    count, std::strerror(error));
-    }
+    announcer.announce(keys);
+    return true;
 }
 
 bool TreeKeeper::hostMissingParents()
@@ -258,29 +259,6 @@ bool TreeKeeper::hostMissingParents()
         }
     }
     return whole;
-}
-
-void TreeKeeper::withdraw(const host::ProcessIdentity& process)
-{
-    reconciliation.request();
-    std::vector<std::string> keys;
-    if (const int error = host::withdrawRecords(process, keys); error != 0)
-    {
-        SERVICE_LOG(log::error,
-                    "%s.%d.%s: unable to withdraw what process %d left, trying "
-                    "again: error %d of the data cache",
-                    static_cast<int>(process.pid), error);
-        withdrawn = false;
-        return;
-    }
-    for (const std::string& key : keys)
-    {
-        SERVICE_LOG(log::lifetime,
-                    "%s.%d.%s: process %d is gone, withdrawing %s",
-                    static_cast<int>(process.pid), key.c_str());
-        reported.forget(key);
-    }
-    announcer.announce(keys);
 }
 
 void TreeKeeper::giveWay(const std::string& key)

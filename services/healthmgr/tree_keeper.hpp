@@ -6,17 +6,18 @@
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
 #include "../common/retry.hpp"
-#include "failure_log.hpp"
+#include "data_cache/withdrawal.hpp"
 #include "hosted_nodes.hpp"
 #include "peer_users.hpp"
-#include "process_watch.hpp"
 #include "record_announcer.hpp"
 #include "reported_health.hpp"
+#include "segment_watch.hpp"
 #include "update_filter.hpp"
 
 #include <sdbusplus/bus/match.hpp>
 #include <sdbusplus/message.hpp>
 
+#include <optional>
 #include <string>
 
 namespace healthintf::healthmgr
@@ -55,11 +56,10 @@ class TreeKeeper
     void completeAbove(const std::string& key);
     void takeNameLoss(sdbusplus::message_t& message);
 
+    void watchSegments(services::EventLoop& loop);
     bool reconcile();
-    void withdrawTheDead();
-    void noteUnwatched(std::size_t count, int error);
+    bool withdrawTheDead();
     bool hostMissingParents();
-    void withdraw(const host::ProcessIdentity& process);
     void giveWay(const std::string& key);
     void tellIfUntrue(const ReportedHealth::Healths& reported);
 
@@ -68,14 +68,12 @@ class TreeKeeper
     PeerUsers& users;
     ReportedHealth reported;
     RecordAnnouncer announcer;
-    ProcessWatch processes;
-    host::FailureLog watchFailures;
-    /** Whether no withdrawal has failed since it was tried last. */
-    bool withdrawn = true;
+    host::Withdrawal withdrawal;
     services::Retry hosting;
     services::Retry reconciliation;
-    /** Looks again and again at what cannot be watched. Made ahead, as it takes
-     *  a file descriptor itself. */
+    /** Nothing when the data cache's folder cannot be watched. */
+    std::optional<SegmentWatch> segments;
+    /** Looks at the folder again and again if it cannot be watched. */
     services::EventSource looking;
     services::EventSource idleNodes;
     UpdateFilter filter;

@@ -1,7 +1,7 @@
 #include "update_filter.hpp"
 
 #include "../common/service_log.hpp"
-#include "data_cache/limits.hpp"
+#include "data_cache/segment_format.hpp"
 #include "data_cache/withdrawal.hpp"
 
 #include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
@@ -89,7 +89,7 @@ bool UpdateFilter::isHeardBy(const char* parent) const
 void UpdateFilter::noteRefusal(sd_bus_message* message)
 {
     constexpr int anyRefusal = 1;
-    if (refusals.isNews(anyRefusal))
+    if (refusals.admits(anyRefusal))
     {
         SERVICE_LOG(log::warning,
                     "%s.%d.%s: a health update of %s is no node's, refused "

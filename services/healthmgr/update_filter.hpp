@@ -5,7 +5,7 @@
 #include "../common/connection.hpp"
 #include "../common/message_filter.hpp"
 #include "hosted_nodes.hpp"
-#include "once_in_a_row.hpp"
+#include "failure_log.hpp"
 #include "record_announcer.hpp"
 
 namespace healthintf::healthmgr
@@ -32,7 +32,7 @@ class UpdateFilter
     services::Connection& connection;
     HostedNodes& nodes;
     RecordAnnouncer& announcer;
-    host::OnceInARow refusals;
+    host::FailureLog refusals;
     services::MessageFilter filter;
 };
 

@@ -1,7 +1,6 @@
 #include "mirror.hpp"
 
 #include "../common/service_log.hpp"
-#include "data_cache/sel_entry_cache.hpp"
 
 namespace healthintf::logmgr
 {
@@ -21,17 +20,15 @@ void Mirror::follow(const EventLog::Addition& addition)
     }
     else
     {
-        note(host::addSelEntry(addition.entry, addition.dropped));
+        note(mirror.add(addition.entry, addition.dropped));
     }
 }
 
 void Mirror::renew()
 {
-    note(events.entries() == 0
-             ? host::removeSelEntries()
-             : host::replaceSelEntries([this](const host::SelEntrySink& put) {
-                   events.readAll(put);
-               }));
+    note(mirror.replace([this](const host::SelMirror::Sink& put) {
+        events.readAll(put);
+    }));
 }
 
 void Mirror::note(int result)

@@ -2,6 +2,7 @@
 
 /** @file The log as others read it in the data cache. */
 
+#include "data_cache/sel_entry_cache.hpp"
 #include "event_log.hpp"
 
 namespace healthintf::logmgr
@@ -27,6 +28,7 @@ class Mirror
     void note(int result);
 
     const EventLog& events;
+    host::SelMirror mirror;
     bool behind = false;
 };
 

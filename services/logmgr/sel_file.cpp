@@ -17,7 +17,6 @@ namespace healthintf::logmgr
 {
 
 namespace fs = std::filesystem;
-using host::checkLmdb;
 
 namespace
 {
@@ -97,9 +96,9 @@ bool endsItsProcess(const std::function<void()>& work)
 
 bool isDamage(const std::exception& failure)
 {
-    if (const auto* lmdb = dynamic_cast<const host::LmdbError*>(&failure))
+    if (const auto* lmdb = dynamic_cast<const LmdbError*>(&failure))
     {
-        switch (lmdb->code())
+        switch (lmdb->code().value())
         {
             case MDB_BAD_TXN:
             case MDB_BAD_VALSIZE:
@@ -134,7 +133,7 @@ fs::path lastingFolder(const fs::path& folder)
     return folder;
 }
 
-host::EnvironmentPtr openLogFile(const fs::path& folder, std::size_t mapSize)
+EnvironmentPtr openLogFile(const fs::path& folder, std::size_t mapSize)
 {
     const fs::path file = folder / dataFile;
     if (fs::exists(file) && fs::file_size(file) != 0)
@@ -143,7 +142,7 @@ host::EnvironmentPtr openLogFile(const fs::path& folder, std::size_t mapSize)
     }
     MDB_env* raw = nullptr;
     checkLmdb("mdb_env_create", mdb_env_create(&raw));
-    host::EnvironmentPtr environment(raw);
+    EnvironmentPtr environment(raw);
     checkLmdb("mdb_env_set_mapsize", mdb_env_set_mapsize(raw, mapSize));
     checkLmdb("mdb_env_open", mdb_env_open(raw, folder.c_str(), openFlags,
                                            host::storeFileMode));

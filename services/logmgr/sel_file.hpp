@@ -2,8 +2,8 @@
 
 /** @file The file of the System Event Log, and how it is found sound. */
 
+#include "lmdb.hpp"
 #include "storage/damaged_file.hpp"
-#include "storage/lmdb.hpp"
 
 #include <cstddef>
 #include <exception>
@@ -37,8 +37,8 @@ std::filesystem::path lastingFolder(const std::filesystem::path& folder);
  *  @param[in] mapSize how many bytes it may grow to
  *  @throws std::exception when it cannot be opened, and DamagedFile when pages
  *          of it are missing */
-host::EnvironmentPtr openLogFile(const std::filesystem::path& folder,
-                                 std::size_t mapSize);
+EnvironmentPtr openLogFile(const std::filesystem::path& folder,
+                           std::size_t mapSize);
 
 /** Gives the file its blocks up to a size.
  *

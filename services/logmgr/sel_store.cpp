@@ -3,10 +3,10 @@
 #include "../common/service_log.hpp"
 #include "data_cache/byte_codec.hpp"
 #include "data_cache/sel_entry_codec.hpp"
+#include "free_pages.hpp"
 #include "line_limit.hpp"
 #include "sel_file.hpp"
 #include "storage/files.hpp"
-#include "storage/free_pages.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -20,10 +20,7 @@ namespace healthintf::logmgr
 
 namespace fs = std::filesystem;
 namespace log = services::log;
-using host::checkLmdb;
-using host::Cursor;
 using host::LockFile;
-using host::Transaction;
 
 namespace
 {
@@ -276,8 +273,7 @@ void SelStore::makeBlocks()
         // What is free within the file counts too, but some of it only after
         // a change or two.
         constexpr std::size_t least = 1UL << 16;
-        const std::size_t within =
-            host::freePages(environment.get()) * stat.ms_psize;
+        const std::size_t within = freePages(environment.get()) * stat.ms_psize;
         allocate(reserve - std::min(within, reserve - least));
     }
 }

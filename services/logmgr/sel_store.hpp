@@ -2,8 +2,8 @@
 
 /** @file The System Event Log on the disk. */
 
+#include "lmdb.hpp"
 #include "storage/file_lock.hpp"
-#include "storage/lmdb.hpp"
 
 #include <platform/data_abstraction/sel.hpp>
 
@@ -141,7 +141,7 @@ class SelStore
 
     std::filesystem::path folder;
     host::LockFile lock;
-    host::EnvironmentPtr environment;
+    EnvironmentPtr environment;
     MDB_dbi table = 0;
     Content held;
     /** Bytes of the file that have their blocks. */

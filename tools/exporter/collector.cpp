@@ -19,7 +19,7 @@ Snapshot Collector::collect()
     const auto begin = Clock::now();
     Snapshot snapshot;
     snapshot.cache = readCacheContent();
-    snapshot.fill = host::cacheFill();
+    snapshot.space = host::measureCache();
     sd_bus* bus = link.get();
     snapshot.bus = bus != nullptr;
     snapshot.log = question.ask(bus);

@@ -124,16 +124,23 @@ void appendCache(std::vector<Family>& families, const Snapshot& snapshot)
     families.push_back(gauge("healthintf_data_cache_up",
                              "Whether the data cache could be read.",
                              snapshot.cache ? 1 : 0));
-    if (snapshot.fill)
+    if (const auto& space = snapshot.space)
     {
+        families.push_back(gauge("healthintf_data_cache_processes",
+                                 "Processes that have records.",
+                                 static_cast<double>(space->segments)));
         families.push_back(gauge("healthintf_data_cache_used_bytes",
-                                 "What the data cache's records take.",
-                                 static_cast<double>(snapshot.fill->used),
+                                 "What the records of all processes take.",
+                                 static_cast<double>(space->usedBytes),
                                  "bytes"));
-        families.push_back(gauge("healthintf_data_cache_capacity_bytes",
-                                 "Where the data cache refuses new records.",
-                                 static_cast<double>(snapshot.fill->capacity),
-                                 "bytes"));
+        families.push_back(gauge(
+            "healthintf_data_cache_fullest_used_bytes",
+            "What the records of the process take that is next to its limit.",
+            static_cast<double>(space->fullestUsedBytes), "bytes"));
+        families.push_back(
+            gauge("healthintf_data_cache_fullest_capacity_bytes",
+                  "Where new records of that process are refused.",
+                  static_cast<double>(space->fullestCapacity), "bytes"));
     }
     if (snapshot.cache)
     {

@@ -2,7 +2,7 @@
 
 /** @file What one scrape has found. */
 
-#include "data_cache/cache_fill.hpp"
+#include "data_cache/cache_space.hpp"
 
 #include <cstdint>
 #include <map>
@@ -41,7 +41,7 @@ struct LogStatus
 struct Snapshot
 {
     std::optional<CacheContent> cache;
-    std::optional<host::CacheFill> fill;
+    std::optional<host::CacheSpace> space;
     bool bus = false;
     std::optional<LogStatus> log;
     /** The evictions of each component that had some; nothing while they do not

@@ -4,8 +4,6 @@
  *  machine that wrote them, so numbers are in its own byte order. */
 
 #include <array>
-#include <atomic>
-#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -69,21 +67,6 @@ class ByteReader
         std::array<uint8_t, N> bytes{};
         std::memcpy(bytes.data(), take(N).data(), N);
         return bytes;
-    }
-
-    /** A number of which a writer may change one byte meanwhile: each byte is
-     *  as it was or as it is. */
-    template <std::integral T>
-    T getLive()
-    {
-        const std::string_view from = take(sizeof(T));
-        std::array<char, sizeof(T)> bytes{};
-        for (std::size_t i = 0; i < sizeof(T); ++i)
-        {
-            bytes[i] = std::atomic_ref(const_cast<char&>(from[i]))
-                           .load(std::memory_order_relaxed);
-        }
-        return std::bit_cast<T>(bytes);
     }
 
     /** A text, valid as long as the bytes. */

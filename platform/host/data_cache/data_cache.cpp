@@ -1,49 +1,112 @@
 #include "data_cache.hpp"
 
+#include "../directories.hpp"
 #include "../failure_log.hpp"
 #include "../host_log.hpp"
-#include "../storage/opened_once.hpp"
 #include "../storage/store_failure.hpp"
-#include "cache_use.hpp"
+#include "segment_folder.hpp"
 
+#include <pthread.h>
+
+#include <atomic>
+#include <cerrno>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <system_error>
 
 namespace healthintf::host
 {
+
+namespace fs = std::filesystem;
+
 namespace
 {
 
-/** The size limit that $HEALTHINTF_CACHE_MIB asks for, in bytes. */
-std::size_t capacity()
+constexpr int bitsOfMiB = 20;
+
+/** What this process has made. Never destroyed: objects that outlive main()
+ *  still use it. */
+std::atomic<OwnRecords*> own{nullptr};
+/** What the parent of this process has made, kept reachable. */
+OwnRecords* inherited = nullptr;
+std::mutex making;
+std::atomic<bool> placeholders{false};
+
+/** A child keeps what its parent made apart from its own. */
+void handleForks()
 {
-    const char* text = secure_getenv("HEALTHINTF_CACHE_MIB");
-    if (text == nullptr)
+    const int result = pthread_atfork(
+        [] {
+            making.lock();
+        },
+        [] {
+            making.unlock();
+        },
+        [] {
+            making.unlock();
+            inherited = own.exchange(nullptr);
+            if (inherited != nullptr)
+            {
+                inherited->abandon();
+            }
+        });
+    if (result != 0)
     {
-        return Environment::defaultCapacity;
+        throw std::system_error(result, std::generic_category(),
+                                "pthread_atfork");
     }
-    constexpr std::size_t most = sizeof(void*) > 4 ? 1UL << 20 : 1024;
-    constexpr int bitsOfMiB = 20;
-    std::size_t mebibytes = 0;
-    const char* end = text + std::strlen(text);
-    const auto [stopped, error] = std::from_chars(text, end, mebibytes);
-    if (error != std::errc{} || stopped != end || mebibytes == 0 ||
-        mebibytes > most)
-    {
-        HOST_LOG(log::warning,
-                 "%s.%d.%s: HEALTHINTF_CACHE_MIB=%s is no number from 1 to "
-                 "%zu, using %zu",
-                 text, most, Environment::defaultCapacity >> bitsOfMiB);
-        return Environment::defaultCapacity;
-    }
-    return mebibytes << bitsOfMiB;
 }
 
-constinit OpenedOnce<Environment> environment;
+/** Removes what dead processes left, as far as nobody misses it: the health
+ *  manager wants to tell the parents of their nodes. */
+void removeLeftovers(const fs::path& folder)
+{
+    constexpr std::size_t mostLeft = 64;
+    const auto dead = findDeadSegments(folder);
+    for (const DeadSegment& segment : dead)
+    {
+        if (segment.nodes.empty() || dead.size() > mostLeft)
+        {
+            removeSegment(folder, segment.name);
+        }
+    }
+}
+
+std::unique_ptr<OwnRecords> makeRecords()
+{
+    static std::once_flag forksHandled;
+    std::call_once(forksHandled, handleForks);
+    const fs::path folder = dataCacheFolder();
+    removeLeftovers(folder);
+    auto made = std::make_unique<OwnRecords>(folder, segmentCapacity());
+    if (placeholders)
+    {
+        made->makePlaceholders();
+    }
+    return made;
+}
+
+/** Removes the file of a process that ends in order and has removed its
+ *  records. */
+struct RemovalAtExit
+{
+    RemovalAtExit() = default;
+    ~RemovalAtExit()
+    {
+        if (OwnRecords* made = own)
+        {
+            made->removeFileIfEmpty();
+        }
+    }
+    RemovalAtExit(const RemovalAtExit&) = delete;
+    RemovalAtExit& operator=(const RemovalAtExit&) = delete;
+};
+
+const RemovalAtExit removal;
 
 constinit FailureLog cacheFailures;
 
@@ -52,20 +115,18 @@ std::string remedyForCache(int code)
 {
     switch (code)
     {
-        case MDB_MAP_FULL:
-            return "it is full: raise HEALTHINTF_CACHE_MIB and restart every "
-                   "process that uses it";
-        case MDB_READERS_FULL:
-            return "too many readers at the same time";
-        case MDB_BAD_VALSIZE:
+        case EDQUOT:
+            return "this process has no room for another record: raise "
+                   "HEALTHINTF_CACHE_MIB and restart it";
+        case ENAMETOOLONG:
             return "an object path is too long for it (at most 510 bytes)";
-        case MDB_INVALID:
-        case MDB_VERSION_MISMATCH:
-        case MDB_CORRUPTED:
-        case MDB_MAP_RESIZED:
-        case MDB_PAGE_NOTFOUND:
-            return "it is damaged: restart every process that uses it, and it "
-                   "is made anew";
+        case E2BIG:
+            return "the texts of a fault are too long for it (at most 1 MiB)";
+        case EACCES:
+        case EPERM:
+            return "this user may not report health: let it make files in the "
+                   "folder (group healthintf may), or set "
+                   "HEALTHINTF_RUNTIME_DIR to another";
         default:
             return folderRemedy(code, "HEALTHINTF_RUNTIME_DIR");
     }
@@ -85,19 +146,59 @@ std::string folderForLog()
 
 } // namespace
 
-Environment& dataCache()
+std::size_t segmentCapacity()
 {
-    return environment.get([] {
-        return std::make_unique<Environment>(dataCacheFolder(), capacity());
-    });
+    constexpr std::size_t usual = sizeof(void*) > 4 ? 256 : 64;
+    constexpr std::size_t most = sizeof(void*) > 4 ? 65536 : 1024;
+    const char* text = secure_getenv("HEALTHINTF_CACHE_MIB");
+    if (text == nullptr)
+    {
+        return usual << bitsOfMiB;
+    }
+    std::size_t mebibytes = 0;
+    const char* end = text + std::strlen(text);
+    const auto [stopped, error] = std::from_chars(text, end, mebibytes);
+    if (error != std::errc{} || stopped != end || mebibytes == 0 ||
+        mebibytes > most)
+    {
+        HOST_LOG(log::warning,
+                 "%s.%d.%s: HEALTHINTF_CACHE_MIB=%s is no number from 1 to "
+                 "%zu, using %zu",
+                 text, most, usual);
+        return usual << bitsOfMiB;
+    }
+    return mebibytes << bitsOfMiB;
 }
 
-bool freedPages(const LmdbError& failure) noexcept
+OwnRecords& ownRecords()
 {
-    const Environment* cache = environment.opened();
-    int dead = 0;
-    return failure.code() == MDB_MAP_FULL && cache != nullptr &&
-           mdb_reader_check(cache->get(), &dead) == 0 && dead > 0;
+    if (OwnRecords* made = own.load(std::memory_order_acquire))
+    {
+        return *made;
+    }
+    const std::lock_guard lock(making);
+    if (OwnRecords* made = own.load(std::memory_order_acquire))
+    {
+        return *made;
+    }
+    OwnRecords* made = makeRecords().release();
+    own.store(made, std::memory_order_release);
+    return *made;
+}
+
+OwnRecords* ownRecordsIfAny() noexcept
+{
+    return own.load(std::memory_order_acquire);
+}
+
+void makeOwnRecordsPlaceholders()
+{
+    const std::lock_guard lock(making);
+    placeholders = true;
+    if (OwnRecords* made = own)
+    {
+        made->makePlaceholders();
+    }
 }
 
 int reportCacheFailure(const std::exception& failure) noexcept

@@ -4,20 +4,31 @@
  *  for the caller and, when it is another one than the last, one line in the
  *  log that says what to do. */
 
-#include "environment.hpp"
+#include "own_records.hpp"
 
-#include <cerrno>
 #include <exception>
 #include <utility>
 
 namespace healthintf::host
 {
 
-/** The open data cache of this process. It is opened at the first use and
- *  stays open; a failed attempt is made again at the next use.
+/** The size in bytes that a segment may grow to: $HEALTHINTF_CACHE_MIB, or
+ *  256 MiB, and 64 MiB where addresses have 32 bits. */
+std::size_t segmentCapacity();
+
+/** The records of this process. The segment is made at the first use and stays;
+ *  a failed attempt is made again at the next use. A child of fork() has none
+ *  until it uses this itself.
  *
- *  @throws std::exception when it cannot be opened */
-Environment& dataCache();
+ *  @throws std::exception when the segment cannot be made */
+OwnRecords& ownRecords();
+
+/** The same without making it; null when there is none. */
+OwnRecords* ownRecordsIfAny() noexcept;
+
+/** Lets the records of this process count only where no other process has any,
+ *  from now on and also before the first. */
+void makeOwnRecordsPlaceholders();
 
 /** Logs what is wrong with the data cache, once in a row.
  *
@@ -28,64 +39,21 @@ int reportCacheFailure(const std::exception& failure) noexcept;
 /** Notes that the data cache worked. */
 void noteCacheSuccess() noexcept;
 
-/** Runs @p work with a read transaction.
+/** Runs @p work, which uses the data cache.
  *
  *  @return what @p work returns, or the number of the failure */
 template <typename Work>
-int readCache(Work&& work) noexcept
+int useCache(Work&& work) noexcept
 {
     try
     {
-        Environment& cache = dataCache();
-        const Transaction transaction(cache.get(), Transaction::Kind::read);
-        const int result = work(cache, transaction);
+        const int result = std::forward<Work>(work)();
         noteCacheSuccess();
         return result;
     }
     catch (const std::exception& e)
     {
         return reportCacheFailure(e);
-    }
-}
-
-/** Whether a write that failed may be tried again: readers that were killed
- *  kept old pages from being used again, and now do no longer. */
-bool freedPages(const LmdbError& failure) noexcept;
-
-/** Runs @p work with a write transaction and commits it when @p work returns
- *  0.
- *
- *  @return what @p work returns, or the number of the failure; nothing is
- *          changed unless it is 0 */
-template <typename Work>
-int writeCache(Work&& work) noexcept
-{
-    for (bool mayTryAgain = true;; mayTryAgain = false)
-    {
-        try
-        {
-            Environment& cache = dataCache();
-            Transaction transaction(cache.get(), Transaction::Kind::write);
-            cache.makeRoomForChange();
-            const int result = work(cache, transaction);
-            if (result == 0)
-            {
-                transaction.commit();
-            }
-            noteCacheSuccess();
-            return result;
-        }
-        catch (const LmdbError& e)
-        {
-            if (!mayTryAgain || !freedPages(e))
-            {
-                return reportCacheFailure(e);
-            }
-        }
-        catch (const std::exception& e)
-        {
-            return reportCacheFailure(e);
-        }
     }
 }
 

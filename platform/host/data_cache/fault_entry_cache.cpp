@@ -1,5 +1,4 @@
 #include "fault_entry_codec.hpp"
-#include "in_place.hpp"
 #include "record_table.hpp"
 
 #include <platform/data_abstraction/fault_entry.hpp>
@@ -7,6 +6,14 @@
 #include <cerrno>
 
 using namespace healthintf::host;
+
+namespace
+{
+
+/** The one property of a fault entry that is a record's live value. */
+constexpr const char* hiddenProperty = "Hidden";
+
+} // namespace
 
 int datacache_faultentry_create(const std::string& path,
                                 const FaultEntryPropertyMap& properties)
@@ -19,16 +26,24 @@ int datacache_faultentry_create(const std::string& path,
             return EINVAL;
         }
     }
-    return putRecord(RecordKind::faultEntry, path, encodeFaultEntry(entry));
+    return putRecord(RecordKind::faultEntry, path, encodeFaultEntry(entry),
+                     static_cast<uint32_t>(entry.hidden));
 }
 
 int datacache_faultentry_set_property(const std::string& path,
                                       const std::string& name,
                                       const FaultEntryPropertyVariant& value)
 {
+    if (name == hiddenProperty)
+    {
+        const bool* hidden = std::get_if<bool>(&value);
+        return hidden == nullptr ? EINVAL
+                                 : setLiveValue(RecordKind::faultEntry, path,
+                                                static_cast<uint32_t>(*hidden));
+    }
     return editRecord(RecordKind::faultEntry, path, [&](std::string& payload) {
-        const FaultEntryProperties held = decodeFaultEntry(payload);
-        FaultEntryView entry = viewOf(held);
+        const FaultEntryProperties stored = decodeFaultEntry(payload, 0);
+        FaultEntryView entry = viewOf(stored);
         if (!setProperty(entry, name, value))
         {
             return EINVAL;
@@ -48,12 +63,11 @@ long DataAbstraction::FaultEntry::get_map_by_path_prefixes(
     const std::vector<std::string>& prefixes,
     std::map<std::string, FaultEntry_gen>& records)
 {
-    return readRecords(
-        RecordKind::faultEntry, prefixes,
-        [&records](std::string_view path, const StoredRecord& record) {
-            records.insert_or_assign(
-                records.end(), std::string(path),
-                InPlace<FaultEntry_gen, decodeFaultEntry>{record.payload});
+    return readRecordsInto(
+        records, RecordQuery::below(RecordKind::faultEntry, prefixes),
+        [](const ReadRecord& record, const ProcessIdentity&) {
+            return FaultEntry_gen(
+                decodeFaultEntry(record.payload, record.live));
         });
 }
 

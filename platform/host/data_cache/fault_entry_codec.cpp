@@ -97,7 +97,6 @@ std::string encodeFaultEntry(const FaultEntryView& entry)
     writer.put(entry.timestamp);
     writer.put(entry.severity);
     writer.put(entry.ledState);
-    writer.put(static_cast<uint8_t>(entry.hidden));
     writer.put(entry.sensorNumber);
     writer.put(entry.sensorType);
     writer.put(entry.fqdd);
@@ -113,14 +112,14 @@ std::string encodeFaultEntry(const FaultEntryView& entry)
     return payload;
 }
 
-FaultEntryProperties decodeFaultEntry(std::string_view payload)
+FaultEntryProperties decodeFaultEntry(std::string_view payload, uint32_t live)
 {
     ByteReader reader(payload);
     FaultEntryProperties entry;
     entry.timestamp = reader.get<uint64_t>();
     entry.severity = reader.get<uint32_t>();
     entry.ledState = reader.get<int32_t>();
-    entry.hidden = reader.getLive<uint8_t>() != 0;
+    entry.hidden = live != 0;
     entry.sensorNumber = reader.get<uint32_t>();
     entry.sensorType = reader.get<uint32_t>();
     entry.fqdd = reader.getText();

@@ -39,10 +39,12 @@ FaultEntryView viewOf(const FaultEntryProperties& entry);
 bool setProperty(FaultEntryView& entry, std::string_view name,
                  const FaultEntryPropertyVariant& value);
 
-/** The bytes of an entry: what queries look at first has fixed places. */
+/** The bytes of an entry, all but whether it is hidden: that is the record's
+ *  live value. */
 std::string encodeFaultEntry(const FaultEntryView& entry);
 
-/** @throws std::out_of_range when the bytes are too few */
-FaultEntryProperties decodeFaultEntry(std::string_view payload);
+/** @param[in] live the record's live value, not 0 for an entry that is hidden
+ *  @throws std::out_of_range when the bytes are too few */
+FaultEntryProperties decodeFaultEntry(std::string_view payload, uint32_t live);
 
 } // namespace healthintf::host

@@ -1,4 +1,3 @@
-#include "byte_codec.hpp"
 #include "record_table.hpp"
 
 #include <platform/data_abstraction/health_status.hpp>
@@ -12,20 +11,14 @@ namespace
 
 constexpr const char* healthProperty = "HealthStatus";
 
-std::string encode(uint32_t health)
+long readHealth(const RecordQuery& query,
+                std::map<std::string, HealthStatus_gen>& records)
 {
-    std::string payload;
-    ByteWriter(payload).put(health);
-    return payload;
+    return readRecordsInto(
+        records, query, [](const ReadRecord& record, const ProcessIdentity&) {
+            return HealthStatus_gen(record.live);
+        });
 }
-
-HealthStatus_gen decode(std::string_view payload)
-{
-    return HealthStatus_gen(ByteReader(payload).getLive<uint32_t>());
-}
-
-/** What this thread looks for. */
-thread_local Wanted wanted = Wanted::allBelow;
 
 } // namespace
 
@@ -33,25 +26,19 @@ int datacache_healthstatus_create(const std::string& path,
                                   const HealthStatusPropertyMap& properties)
 {
     const auto health = properties.find(healthProperty);
-    return putRecord(RecordKind::healthStatus, path,
-                     encode(health == properties.end()
-                                ? 0
-                                : std::get<uint32_t>(health->second)));
+    // The health is the record's live value; there is nothing else.
+    return putRecord(
+        RecordKind::healthStatus, path, {},
+        health == properties.end() ? 0 : std::get<uint32_t>(health->second));
 }
 
 int datacache_healthstatus_set_property(
     const std::string& path, const std::string& name,
     const HealthStatusPropertyVariant& value)
 {
-    if (name != healthProperty)
-    {
-        return EINVAL;
-    }
-    return editRecord(RecordKind::healthStatus, path,
-                      [&](std::string& payload) {
-                          payload = encode(std::get<uint32_t>(value));
-                          return 0;
-                      });
+    return name == healthProperty ? setLiveValue(RecordKind::healthStatus, path,
+                                                 std::get<uint32_t>(value))
+                                  : EINVAL;
 }
 
 int datacache_healthstatus_remove(const std::string& path)
@@ -59,23 +46,31 @@ int datacache_healthstatus_remove(const std::string& path)
     return removeRecord(RecordKind::healthStatus, path);
 }
 
+long datacache_healthstatus_read(const std::string& path,
+                                 HealthStatus_gen& record)
+{
+    std::map<std::string, HealthStatus_gen> found;
+    const long result =
+        readHealth(RecordQuery::exactly(RecordKind::healthStatus, path), found);
+    if (result != DataAbstraction::readOk)
+    {
+        return result;
+    }
+    if (found.empty())
+    {
+        return DataAbstraction::readNoRecords;
+    }
+    record = found.begin()->second;
+    return DataAbstraction::readOk;
+}
+
 long DataAbstraction::HealthStatus::get_map_by_path_prefixes(
     const std::vector<std::string>& /*services*/,
     const std::vector<std::string>& prefixes,
     std::map<std::string, HealthStatus_gen>& records)
 {
-    return readRecords(
-        RecordKind::healthStatus, prefixes,
-        [&records](std::string_view path, const StoredRecord& record) {
-            records.insert_or_assign(records.end(), std::string(path),
-                                     decode(record.payload));
-        },
-        wanted);
-}
-
-void datacache_healthstatus_whole_paths(bool only)
-{
-    wanted = only ? Wanted::wholePaths : Wanted::allBelow;
+    return readHealth(RecordQuery::below(RecordKind::healthStatus, prefixes),
+                      records);
 }
 
 healthstatus_cluster::healthstatus_cluster(sdbusplus::bus_t& /*bus*/)

@@ -12,11 +12,11 @@ namespace
 int listOwnersOf(RecordKind kind, RecordOwners& owners)
 {
     owners.clear();
-    const long result = readRecords(
-        kind, {}, [&owners](std::string_view path, const StoredRecord& record) {
-            owners.insert_or_assign(owners.end(), std::string(path),
-                                    record.owner);
-        });
+    const long result =
+        readRecordsInto(owners, RecordQuery::below(kind, {}),
+                        [](const ReadRecord&, const ProcessIdentity& owner) {
+                            return owner;
+                        });
     return result == DataAbstraction::readNoRecords ? 0
                                                     : static_cast<int>(result);
 }

@@ -1,43 +1,59 @@
 #include "sel_entry_cache.hpp"
 
-#include "in_place.hpp"
-#include "record_table.hpp"
+#include "../directories.hpp"
+#include "../host_log.hpp"
+#include "../storage/files.hpp"
+#include "data_cache.hpp"
+#include "segment.hpp"
+#include "segment_reader.hpp"
 #include "sel_entry_codec.hpp"
+
+#include <fcntl.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <charconv>
 #include <cstdio>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace healthintf::host
 {
+
+namespace fs = std::filesystem;
+
 namespace
 {
 
+constexpr const char* mirrorFile = "log";
+constexpr std::size_t digitsOfId = 5;
+
 std::string pathOf(uint16_t recordId)
 {
-    constexpr std::size_t digits = 5;
-    std::array<char, digits + 1> number{};
+    std::array<char, digitsOfId + 1> number{};
     std::snprintf(number.data(), number.size(), "%05d", recordId);
     return std::string(SELInterface::entryPrefix) + number.data();
 }
 
-void put(Environment& cache, const Transaction& transaction,
-         const SELEntryProperties& entry)
+/** The identifier of an entry when a prefix is its whole path. */
+std::optional<uint16_t> idOf(std::string_view prefix)
 {
-    putRecord(cache, transaction, RecordKind::selEntry, pathOf(entry.recordId),
-              encodeSelEntry(entry));
-}
-
-/** Removes the entries whose paths begin with @p prefix. */
-void removeAll(const Environment& cache, const Transaction& transaction,
-               const std::string& prefix)
-{
-    removeRecords(cache, transaction, RecordKind::selEntry, prefix,
-                  [](std::string_view, std::string_view) {
-                      return true;
-                  });
+    const std::string_view start = SELInterface::entryPrefix;
+    uint16_t id = 0;
+    if (prefix.size() != start.size() + digitsOfId ||
+        !prefix.starts_with(start))
+    {
+        return std::nullopt;
+    }
+    const char* end = prefix.data() + prefix.size();
+    const auto [stopped, error] =
+        std::from_chars(prefix.data() + start.size(), end, id);
+    return error == std::errc{} && stopped == end ? std::optional(id)
+                                                  : std::nullopt;
 }
 
 /** Whether a prefix selects the log, which stands for its entries. */
@@ -46,40 +62,110 @@ bool selectsTheLog(const std::string& prefix)
     return std::string_view(SELInterface::logPath).starts_with(prefix);
 }
 
+void put(Segment& segment, const SELEntryProperties& entry)
+{
+    segment.putAt(entry.recordId, {.kind = RecordKind::selEntry,
+                                   .path = pathOf(entry.recordId),
+                                   .payload = encodeSelEntry(entry)});
+}
+
+/** The mirror, opened for reading.
+ *
+ *  @return nothing when there is none
+ *  @throws std::system_error when its folder cannot be read */
+std::optional<SegmentReader> openMirror()
+{
+    const FileDescriptor folder(
+        open(selMirrorFolder().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (folder.get() < 0)
+    {
+        if (errno == ENOENT)
+        {
+            return std::nullopt;
+        }
+        throw std::system_error(errno, std::generic_category(),
+                                selMirrorFolder().string());
+    }
+    return SegmentReader::open(folder.get(), mirrorFile);
+}
+
+using Entries = std::map<std::string, SELEntry_gen>;
+
+void take(const ReadRecord& record, Entries& entries)
+{
+    try
+    {
+        entries.insert_or_assign(entries.end(), std::string(record.path),
+                                 SELEntry_gen(decodeSelEntry(record.payload)));
+    }
+    catch (const std::out_of_range& e)
+    {
+        HOST_LOG(log::warning, "%s.%d.%s: the entry %s was left out: %s",
+                 std::string(record.path).c_str(), e.what());
+    }
+}
+
+/** Reads the entries whose paths begin with any of the prefixes.
+ *
+ *  @return a DataAbstraction::ReadResult */
+int readAll(const SegmentReader& mirror,
+            const std::vector<std::string>& prefixes, Entries& entries)
+{
+    ReadingBudget budget;
+    const Coverage coverage =
+        mirror.read(RecordQuery::below(RecordKind::selEntry, prefixes), budget,
+                    [&entries](const ReadRecord& record) {
+                        take(record, entries);
+                    });
+    return coverage.anyOfKind ? DataAbstraction::readOk
+                              : DataAbstraction::readNoRecords;
+}
+
+/** Reads the entry of an identifier.
+ *
+ *  @return whether it is there */
+bool readOne(const SegmentReader& mirror, uint16_t id, Entries& entries)
+{
+    ReadingBudget budget;
+    return mirror.readSlot(id, budget, [&entries](const ReadRecord& record) {
+        take(record, entries);
+    });
+}
+
 } // namespace
 
-int addSelEntry(const SELEntryProperties& entry,
-                const std::vector<uint16_t>& removed)
+SelMirror::SelMirror() = default;
+
+SelMirror::~SelMirror() = default;
+
+int SelMirror::replace(const std::function<void(const Sink& put)>& tellAll)
 {
-    return writeCache([&](Environment& cache, const Transaction& transaction) {
+    return useCache([&] {
+        auto made = std::make_unique<Segment>(
+            madeFolder(selMirrorFolder()) / mirrorFile, segmentCapacity());
+        tellAll([&made](const SELEntryProperties& entry) {
+            put(*made, entry);
+        });
+        made->publish();
+        segment = std::move(made);
+        return 0;
+    });
+}
+
+int SelMirror::add(const SELEntryProperties& entry,
+                   const std::vector<uint16_t>& removed)
+{
+    return useCache([&] {
+        put(*segment, entry);
         for (const uint16_t recordId : removed)
         {
-            removeAll(cache, transaction, pathOf(recordId));
+            if (recordId != entry.recordId)
+            {
+                segment->remove(recordId);
+            }
         }
-        put(cache, transaction, entry);
         return 0;
     });
-}
-
-int replaceSelEntries(
-    const std::function<void(const SelEntrySink& put)>& tellAll)
-{
-    return writeCache([&](Environment& cache, const Transaction& transaction) {
-        removeAll(cache, transaction, "");
-        tellAll([&](const SELEntryProperties& entry) {
-            put(cache, transaction, entry);
-        });
-        return 0;
-    });
-}
-
-int removeSelEntries()
-{
-    return writeCache(
-        [](const Environment& cache, const Transaction& transaction) {
-            removeAll(cache, transaction, "");
-            return 0;
-        });
 }
 
 } // namespace healthintf::host
@@ -91,12 +177,20 @@ long DataAbstraction::SELEntry::get_map_by_path_prefixes(
     const std::vector<std::string>& prefixes,
     std::map<std::string, SELEntry_gen>& entries)
 {
-    const bool all = std::ranges::any_of(prefixes, selectsTheLog);
-    return readRecords(
-        RecordKind::selEntry, all ? std::vector<std::string>{} : prefixes,
-        [&entries](std::string_view path, const StoredRecord& record) {
-            entries.insert_or_assign(
-                entries.end(), std::string(path),
-                InPlace<SELEntry_gen, decodeSelEntry>{record.payload});
-        });
+    return useCache([&]() -> int {
+        const auto mirror = openMirror();
+        if (!mirror)
+        {
+            return readNoRecords;
+        }
+        const auto id =
+            prefixes.size() == 1 ? idOf(prefixes.front()) : std::nullopt;
+        if (id && readOne(*mirror, *id, entries))
+        {
+            return readOk;
+        }
+        const bool all = std::ranges::any_of(prefixes, selectsTheLog);
+        return readAll(*mirror, all ? std::vector<std::string>{} : prefixes,
+                       entries);
+    });
 }

@@ -1,40 +1,52 @@
 #pragma once
 
-/** @file The mirror of the System Event Log in the data cache, as the log
- *  manager writes it. What it mirrors lasts and belongs to no process, so that
- *  each call takes over what is there, whoever has put it there. */
+/** @file The mirror of the System Event Log, from which everybody reads the
+ *  log's entries. The log manager writes it, in a folder that only its user can
+ *  write, and it stays when the log manager ends: what it mirrors lasts. */
 
 #include <platform/api.h>
 #include <platform/data_abstraction/sel.hpp>
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace healthintf::host
 {
 
-/** Adds an entry in one step with the removal of others.
- *
- *  @param[in] removed identifiers of entries that go first, as far as they are
- *             there
- *  @return 0, or the data cache's error number; nothing is changed then */
-PLATFORM_API int addSelEntry(const SELEntryProperties& entry,
-                             const std::vector<uint16_t>& removed = {});
+class Segment;
 
-/** Takes one entry. */
-using SelEntrySink = std::function<void(const SELEntryProperties& entry)>;
+/** Writes the mirror of the System Event Log. Every failure becomes a number
+ *  and, when it is another one than the last, one line in the log. */
+class PLATFORM_API SelMirror
+{
+  public:
+    SelMirror();
+    ~SelMirror();
+    SelMirror(const SelMirror&) = delete;
+    SelMirror& operator=(const SelMirror&) = delete;
 
-/** Puts other entries in the place of all that are there, in one step.
- *
- *  @param[in] tellAll hands each of them to the sink; may be called again
- *  @return 0, or the data cache's error number; nothing is changed then */
-PLATFORM_API int
-replaceSelEntries(const std::function<void(const SelEntrySink& put)>& tellAll);
+    /** Takes one entry. */
+    using Sink = std::function<void(const SELEntryProperties& entry)>;
 
-/** Removes every entry.
- *
- *  @return 0, or the data cache's error number; nothing is changed then */
-PLATFORM_API int removeSelEntries();
+    /** Puts other entries in the place of all that are there, at once for
+     *  readers.
+     *
+     *  @param[in] tellAll hands each of them to the sink
+     *  @return 0, or the number of the failure; nothing is changed then */
+    int replace(const std::function<void(const Sink& put)>& tellAll);
+
+    /** Adds an entry and removes others. replace() must have succeeded before.
+     *
+     *  @param[in] removed identifiers of the entries that go, as far as they
+     *             are there
+     *  @return 0, or the number of the failure; nothing is changed then */
+    int add(const SELEntryProperties& entry,
+            const std::vector<uint16_t>& removed = {});
+
+  private:
+    std::unique_ptr<Segment> segment;
+};
 
 } // namespace healthintf::host

@@ -15,16 +15,10 @@
 namespace healthintf::host
 {
 
-/** Lets records of this process stand back: from now on none takes the place
- *  of another living process's record. For the health manager, whose nodes are
- *  there only as long as no daemon has them. */
+/** Lets the records of this process count only where no other process has any.
+ *  For the health manager, whose nodes are there as long as no daemon has
+ *  them. */
 PLATFORM_API void giveWayToOthers();
-
-/** Whose nodes and faults there are.
- *
- *  @param[out] owners replaced by the owners found
- *  @return 0, or the data cache's error number */
-PLATFORM_API int listOwners(std::set<ProcessIdentity>& owners);
 
 /** Who a health record belongs to, and what it says. */
 struct HealthRecord
@@ -37,13 +31,28 @@ struct HealthRecord
 PLATFORM_API std::optional<HealthRecord>
 findHealthRecord(const std::string& key);
 
-/** Removes every health record and fault entry of one process. Entries of the
- *  log stay: they mirror what lasts, whoever has written them.
- *
- *  @param[in] owner the process, which must be dead
- *  @param[out] keys replaced by the keys whose health records were removed
- *  @return 0, or the data cache's error number; nothing is removed then */
-PLATFORM_API int withdrawRecords(const ProcessIdentity& owner,
-                                 std::vector<std::string>& keys);
+/** A node that a process left behind when it died. */
+struct LeftNode
+{
+    std::string key;
+    ProcessIdentity owner;
+};
+
+/** Removes what dead processes left behind. Nobody reads it any more, but the
+ *  parents of their nodes do not know yet that they are gone. */
+class Withdrawal
+{
+  public:
+    /** Removes the files that belong to no living process.
+     *
+     *  @return the nodes in them, each once, also when its file could not be
+     *          removed; nothing when the data cache cannot be read, which is
+     *          logged */
+    PLATFORM_API std::optional<std::vector<LeftNode>> removeTheDead();
+
+  private:
+    /** Files whose nodes were told of and that could not be removed. */
+    std::set<std::string> unremovable;
+};
 
 } // namespace healthintf::host

@@ -1,7 +1,5 @@
 #include "store_failure.hpp"
 
-#include "lmdb.hpp"
-
 #include <cerrno>
 #include <new>
 #include <system_error>
@@ -11,10 +9,6 @@ namespace healthintf::host
 
 int codeOf(const std::exception& failure) noexcept
 {
-    if (const auto* lmdb = dynamic_cast<const LmdbError*>(&failure))
-    {
-        return lmdb->code();
-    }
     if (const auto* system = dynamic_cast<const std::system_error*>(&failure))
     {
         return system->code().value();

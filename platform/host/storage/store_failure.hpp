@@ -10,7 +10,7 @@
 namespace healthintf::host
 {
 
-/** The number of a failure: an LMDB code or an errno, never 0. */
+/** The number of a failure, such as an errno; never 0. */
 PLATFORM_API int codeOf(const std::exception& failure) noexcept;
 
 /** What to do about a store's folder, in words.

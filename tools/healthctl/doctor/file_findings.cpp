@@ -26,26 +26,19 @@ std::string shortage(const std::filesystem::path& folder, uint64_t freeBytes)
 
 Finding spaceOf(const host::CacheSpace& space)
 {
-    const bool near = isNear(space.usedBytes, space.capacity);
+    const bool near = isNear(space.fullestUsedBytes, space.fullestCapacity);
     return {.check = "cache.space",
             .grade = near ? Grade::warning : Grade::ok,
-            .text = "the data cache has " + sizeText(space.usedBytes) + " of " +
-                    sizeText(space.capacity) + " in use",
-            .remedy = near ? "raise HEALTHINTF_CACHE_MIB and restart every "
-                             "process that uses the data cache"
-                           : ""};
-}
-
-Finding readersOf(const host::CacheSpace& space)
-{
-    const bool near = isNear(space.readers, space.maxReaders);
-    return {.check = "cache.readers",
-            .grade = near ? Grade::warning : Grade::ok,
-            .text = "at most " + std::to_string(space.readers) + " of " +
-                    std::to_string(space.maxReaders) +
-                    " readers at the same time",
-            .remedy = near ? "let fewer processes read the data cache at the "
-                             "same time"
+            .text = std::to_string(space.segments) + " processes have " +
+                    sizeText(space.usedBytes) +
+                    " of records; the fullest, process " +
+                    std::to_string(space.fullest.pid) + ", uses " +
+                    sizeText(space.fullestUsedBytes) + " of " +
+                    sizeText(space.fullestCapacity),
+            .remedy = near ? "look why process " +
+                                 std::to_string(space.fullest.pid) +
+                                 " has so many faults, or raise "
+                                 "HEALTHINTF_CACHE_MIB for it and restart it"
                            : ""};
 }
 
@@ -72,10 +65,9 @@ Finding folderOf(const CacheState& cache)
     {
         return {.check = "cache.folder",
                 .grade = Grade::warning,
-                .text = "this user may not read and write in " + folder +
+                .text = "this user may not read " + folder +
                         "; healthctl asks the bus instead",
-                .remedy = "if this user has daemons, add it to the group of "
-                          "that folder"};
+                .remedy = "let everybody read that folder: mode 1775"};
     }
     return {.check = "cache.folder",
             .grade = Grade::ok,
@@ -96,21 +88,20 @@ Findings findingsOf(const CacheState& cache)
     {
         findings.push_back({.check = "cache.users",
                             .grade = Grade::warning,
-                            .text = "no process has the data cache open",
+                            .text = "no process has records in the data cache",
                             .remedy = "start healthmgr and the daemons"});
     }
     else if (!cache.space)
     {
         findings.push_back({.check = "cache.users",
                             .grade = Grade::problem,
-                            .text = "the data cache cannot be opened",
+                            .text = "the data cache cannot be read",
                             .remedy = "run with HEALTHINTF_LOG_LEVEL=1, which "
                                       "says why"});
     }
     else
     {
         findings.push_back(spaceOf(*cache.space));
-        findings.push_back(readersOf(*cache.space));
     }
     if (cache.freeBytes < growthOfCache)
     {

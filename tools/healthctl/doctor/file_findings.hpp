@@ -4,6 +4,8 @@
 
 #include "finding.hpp"
 
+#include <data_cache/cache_space.hpp>
+
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -21,11 +23,10 @@ struct CacheState
     /** Why nothing could be found out; empty when it could. */
     std::string failure;
     bool there = false;
-    /** Whether this user may read and write there. */
+    /** Whether this user may read there. */
     bool usable = false;
     bool inUse = false;
-    /** Nothing when it could not be opened, or was not since nobody has it
-     *  open. */
+    /** Nothing when it is not in use or cannot be read. */
     std::optional<host::CacheSpace> space;
     /** What its filesystem has left. */
     uint64_t freeBytes = 0;

@@ -3,7 +3,7 @@
 #include <hmi_faultentry.hpp>
 #include <platform/data_abstraction/health_status.hpp>
 
-#include <data_cache/cache_use.hpp>
+#include <data_cache/cache_space.hpp>
 #include <data_cache/process_identity.hpp>
 #include <data_cache/withdrawal.hpp>
 #include <sys/stat.h>
@@ -123,10 +123,9 @@ CacheState probeCache()
     {
         state.freeBytes = freeBytesOf(*filesystem);
     }
-    host::CacheSpace space;
-    if (state.inUse && host::measureCache(space) == 0)
+    if (state.inUse)
     {
-        state.space = space;
+        state.space = host::measureCache();
     }
     return state;
 }

@@ -4,8 +4,6 @@
 
 #include <lmi_sel_fault.hpp>
 
-#include <data_cache/cache_use.hpp>
-
 #include <algorithm>
 #include <map>
 #include <string>
@@ -24,9 +22,7 @@ std::vector<SELEntry_gen> mirroredLog()
 {
     std::map<std::string, SELEntry_gen> found;
     logmgr_interface::SELAndFault queries;
-    // Opening a data cache that nobody uses would make one.
-    if (host::cacheUse(host::dataCacheFolder()) != host::CacheUse::open ||
-        queries.GetSELDatacacheEntries(found) != health_namespace::statusOk)
+    if (queries.GetSELDatacacheEntries(found) != health_namespace::statusOk)
     {
         return {};
     }

@@ -4,7 +4,8 @@
 #include "../model/component.hpp"
 #include "bus_source.hpp"
 #include "cache_source.hpp"
-#include "data_cache/cache_use.hpp"
+#include "data_cache/cache_space.hpp"
+#include "directories.hpp"
 
 #include <exception>
 

@@ -43,18 +43,6 @@ datacache_healthstatus_set_property(const std::string& path,
  *          no harm */
 PLATFORM_API int datacache_healthstatus_remove(const std::string& path);
 
-/** Says what this thread's next queries look for, until it says otherwise.
- *
- *  A component that is made looks for its parent's record, and the only
- *  question there is brings all records below the parent. A platform that knows
- *  this function can spare them.
- *
- *  @param[in] only whether records are of use only where their whole path is
- *             among the prefixes: get_map_by_path_prefixes() may leave out the
- *             others then */
-PLATFORM_API PLATFORM_OPTIONAL void
-datacache_healthstatus_whole_paths(bool only);
-
 /** Base of every object that publishes a health status; is told of each
  *  change of a property. */
 class PLATFORM_API healthstatus_cluster
@@ -90,6 +78,19 @@ class HealthStatus_gen
   private:
     uint32_t held = 0;
 };
+
+/** Reads the one record at @p path.
+ *
+ *  A platform need not have this function: get_map_by_path_prefixes() answers
+ *  the same, but reads all records whose paths begin with this one.
+ *
+ *  @param[out] record what was found
+ *  @return DataAbstraction::readOk, readNoRecords when there is no record at
+ *          this path, or the platform's error number
+ *
+ *  May be called from any thread. */
+PLATFORM_API PLATFORM_OPTIONAL long
+datacache_healthstatus_read(const std::string& path, HealthStatus_gen& record);
 
 namespace DataAbstraction::HealthStatus
 {

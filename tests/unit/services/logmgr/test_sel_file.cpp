@@ -29,17 +29,17 @@ class LogFile : public testing::Test
     /** Puts so much into the file that it has pages beyond its head. */
     void fill() const
     {
-        const host::EnvironmentPtr environment =
+        const EnvironmentPtr environment =
             openLogFile(folder.path(), mapSize);
-        host::Transaction transaction(environment.get(),
-                                      host::Transaction::Kind::write);
+        Transaction transaction(environment.get(),
+                                      Transaction::Kind::write);
         MDB_dbi table = 0;
-        host::checkLmdb("mdb_dbi_open",
+        checkLmdb("mdb_dbi_open",
                         mdb_dbi_open(transaction.get(), nullptr, 0, &table));
         std::string bytes(100000, 'x');
         MDB_val key{3, bytes.data()};
         MDB_val value{bytes.size(), bytes.data()};
-        host::checkLmdb("mdb_put",
+        checkLmdb("mdb_put",
                         mdb_put(transaction.get(), table, &key, &value, 0));
         transaction.commit();
     }
@@ -98,15 +98,15 @@ TEST_F(LogFile, IsNotDamagedBecauseItCannotBeOpened)
     {
         EXPECT_FALSE(isDamage(e)) << e.what();
     }
-    EXPECT_FALSE(isDamage(host::LmdbError("call", ENOSPC)));
-    EXPECT_FALSE(isDamage(host::LmdbError("call", MDB_MAP_FULL)));
+    EXPECT_FALSE(isDamage(LmdbError("call", ENOSPC)));
+    EXPECT_FALSE(isDamage(LmdbError("call", MDB_MAP_FULL)));
 }
 
 TEST_F(LogFile, GetsBlocksWithoutLosingWhatItHolds)
 {
     fill();
     {
-        const host::EnvironmentPtr environment =
+        const EnvironmentPtr environment =
             openLogFile(folder.path(), mapSize);
         allocateLogFile(environment.get(), 1UL << 20, folder.path());
     }

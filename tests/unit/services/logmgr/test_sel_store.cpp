@@ -31,12 +31,12 @@ using testing::IsEmpty;
 template <typename Work>
 void tamper(const fs::path& folder, Work&& work)
 {
-    const host::EnvironmentPtr environment =
+    const EnvironmentPtr environment =
         openLogFile(folder, SelStore::mapSize);
-    host::Transaction transaction(environment.get(),
-                                  host::Transaction::Kind::write);
+    Transaction transaction(environment.get(),
+                                  Transaction::Kind::write);
     MDB_dbi table = 0;
-    host::checkLmdb("mdb_dbi_open",
+    checkLmdb("mdb_dbi_open",
                     mdb_dbi_open(transaction.get(), nullptr, 0, &table));
     work(transaction.get(), table);
     transaction.commit();
@@ -49,12 +49,12 @@ void tamperWith(const fs::path& folder, std::string key,
         MDB_val k{key.size(), key.data()};
         if (!value)
         {
-            host::checkLmdb("mdb_del",
+            checkLmdb("mdb_del",
                             mdb_del(transaction, table, &k, nullptr));
             return;
         }
         MDB_val v{value->size(), value->data()};
-        host::checkLmdb("mdb_put", mdb_put(transaction, table, &k, &v, 0));
+        checkLmdb("mdb_put", mdb_put(transaction, table, &k, &v, 0));
     });
 }
 

@@ -7,30 +7,42 @@
 #include <lmdb.h>
 
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
-namespace healthintf::host
+namespace healthintf::logmgr
 {
 
-/** A failed call of LMDB with its code: an LMDB code or an errno. */
-class LmdbError : public std::runtime_error
+/** LMDB's codes, which are its own or errnos, with its texts for them. */
+class LmdbCategory : public std::error_category
+{
+  public:
+    const char* name() const noexcept override
+    {
+        return "LMDB";
+    }
+
+    std::string message(int code) const override
+    {
+        return mdb_strerror(code);
+    }
+
+    static const LmdbCategory& instance()
+    {
+        static const LmdbCategory category;
+        return category;
+    }
+};
+
+/** A failed call of LMDB with its code. */
+class LmdbError : public std::system_error
 {
   public:
     LmdbError(const char* call, int code) :
-        std::runtime_error(std::string(call) + ": " + mdb_strerror(code)),
-        number(code)
+        std::system_error(code, LmdbCategory::instance(), call)
     {}
-
-    int code() const noexcept
-    {
-        return number;
-    }
-
-  private:
-    int number;
 };
 
 /** @throws LmdbError when a call did not succeed */
@@ -202,4 +214,4 @@ class Cursor
     MDB_val foundValue{};
 };
 
-} // namespace healthintf::host
+} // namespace healthintf::logmgr

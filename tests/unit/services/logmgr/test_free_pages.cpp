@@ -1,12 +1,12 @@
-#include "storage/free_pages.hpp"
-#include "storage/lmdb.hpp"
+#include "free_pages.hpp"
+#include "lmdb.hpp"
 #include "temporary_folder.hpp"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-namespace healthintf::host
+namespace healthintf::logmgr
 {
 namespace
 {
@@ -44,4 +44,4 @@ TEST(FreePages, AreThoseThatWereGivenUp)
 }
 
 } // namespace
-} // namespace healthintf::host
+} // namespace healthintf::logmgr

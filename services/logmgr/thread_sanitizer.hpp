@@ -8,7 +8,7 @@
 #include <sanitizer/tsan_interface.h>
 #endif
 
-namespace healthintf::host
+namespace healthintf::logmgr
 {
 
 /** What this thread did so far comes before what others do after
@@ -29,4 +29,4 @@ inline void comeAfter([[maybe_unused]] void* store)
 #endif
 }
 
-} // namespace healthintf::host
+} // namespace healthintf::logmgr

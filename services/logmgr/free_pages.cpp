@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-namespace healthintf::host
+namespace healthintf::logmgr
 {
 
 std::size_t freePages(MDB_env* environment)
@@ -24,4 +24,4 @@ std::size_t freePages(MDB_env* environment)
     return pages;
 }
 
-} // namespace healthintf::host
+} // namespace healthintf::logmgr

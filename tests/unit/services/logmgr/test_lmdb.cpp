@@ -1,4 +1,4 @@
-#include "storage/lmdb.hpp"
+#include "lmdb.hpp"
 #include "temporary_folder.hpp"
 
 #include <gtest/gtest.h>
@@ -6,7 +6,7 @@
 #include <cstring>
 #include <map>
 
-namespace healthintf::host
+namespace healthintf::logmgr
 {
 namespace
 {
@@ -155,4 +155,4 @@ TEST_F(Lmdb, GoesOnAfterARecordThatItRemoves)
 }
 
 } // namespace
-} // namespace healthintf::host
+} // namespace healthintf::logmgr

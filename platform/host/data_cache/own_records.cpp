@@ -1,0 +1,140 @@
+#include "own_records.hpp"
+
+#include "../storage/files.hpp"
+
+#include <sys/random.h>
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <system_error>
+#include <utility>
+
+namespace healthintf::host
+{
+namespace
+{
+
+/** A name that no other process has taken or could guess. */
+std::string newName()
+{
+    uint64_t random = 0;
+    if (getrandom(&random, sizeof(random), 0) !=
+        static_cast<ssize_t>(sizeof(random)))
+    {
+        throw std::system_error(errno, std::generic_category(), "getrandom");
+    }
+    std::array<char, 40> name{};
+    std::snprintf(name.data(), name.size(), "%d-%016" PRIx64,
+                  static_cast<int>(getpid()), random);
+    return name.data();
+}
+
+} // namespace
+
+OwnRecords::OwnRecords(const std::filesystem::path& folder,
+                       std::size_t capacity) :
+    segment(madeFolder(folder) / newName(), capacity)
+{
+    segment.publish();
+}
+
+OwnRecords::Slots& OwnRecords::slotsOf(RecordKind kind)
+{
+    return kind == RecordKind::faultEntry ? faultEntries : healthRecords;
+}
+
+void OwnRecords::put(const NewRecord& record)
+{
+    const std::lock_guard lock(mutex);
+    Slots& slots = slotsOf(record.kind);
+    const auto [entry, isNew] = slots.try_emplace(std::string(record.path));
+    try
+    {
+        // The new one first: there is no instant without a record.
+        const uint32_t before =
+            std::exchange(entry->second, segment.add(record));
+        if (!isNew)
+        {
+            segment.remove(before);
+        }
+    }
+    catch (...)
+    {
+        if (isNew)
+        {
+            slots.erase(entry);
+        }
+        throw;
+    }
+}
+
+int OwnRecords::edit(RecordKind kind, std::string_view path,
+                     const std::function<int(std::string& payload)>& edit)
+{
+    const std::lock_guard lock(mutex);
+    const Slots& slots = slotsOf(kind);
+    const auto entry = slots.find(path);
+    if (entry == slots.end())
+    {
+        return ENOENT;
+    }
+    std::string payload(segment.payloadOf(entry->second));
+    const int result = edit(payload);
+    if (result == 0)
+    {
+        segment.setPayload(entry->second, payload);
+    }
+    return result;
+}
+
+int OwnRecords::setLive(RecordKind kind, std::string_view path, uint32_t value)
+{
+    const std::lock_guard lock(mutex);
+    const Slots& slots = slotsOf(kind);
+    const auto entry = slots.find(path);
+    if (entry == slots.end())
+    {
+        return ENOENT;
+    }
+    segment.setLive(entry->second, value);
+    return 0;
+}
+
+int OwnRecords::remove(RecordKind kind, std::string_view path)
+{
+    const std::lock_guard lock(mutex);
+    Slots& slots = slotsOf(kind);
+    const auto entry = slots.find(path);
+    if (entry == slots.end())
+    {
+        return ENOENT;
+    }
+    segment.remove(entry->second);
+    slots.erase(entry);
+    return 0;
+}
+
+void OwnRecords::makePlaceholders()
+{
+    const std::lock_guard lock(mutex);
+    segment.makePlaceholders();
+}
+
+void OwnRecords::removeFileIfEmpty() noexcept
+{
+    if (faultEntries.empty() && healthRecords.empty())
+    {
+        segment.unlink();
+    }
+}
+
+void OwnRecords::abandon() noexcept
+{
+    segment.abandon();
+}
+
+} // namespace healthintf::host

@@ -1,0 +1,84 @@
+#pragma once
+
+/** @file The records of this process. */
+
+#include "segment.hpp"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+namespace healthintf::host
+{
+
+/** The records of this process by their paths, in a segment. Thread-safe. */
+class OwnRecords
+{
+  public:
+    /** Makes the segment, which readers find from now on.
+     *
+     *  @param[in] folder the folder of all segments
+     *  @param[in] capacity the size in bytes that the segment may grow to
+     *  @throws std::system_error when it cannot be made */
+    OwnRecords(const std::filesystem::path& folder, std::size_t capacity);
+
+    /** Puts a record, in the place of one of the same kind and path.
+     *
+     *  @throws std::exception when there is no room; nothing is changed then */
+    void put(const NewRecord& record);
+
+    /** Changes the payload of a record.
+     *
+     *  @param[in] edit changes the payload that it is given and returns 0, or
+     *             returns another number to leave it
+     *  @return what @p edit returned, or ENOENT without a record
+     *  @throws as put() */
+    int edit(RecordKind kind, std::string_view path,
+             const std::function<int(std::string& payload)>& edit);
+
+    /** Changes the live value of a record, which needs no room.
+     *
+     *  @return 0, or ENOENT without a record */
+    int setLive(RecordKind kind, std::string_view path, uint32_t value);
+
+    /** Removes a record, which needs no room.
+     *
+     *  @return 0, or ENOENT without a record */
+    int remove(RecordKind kind, std::string_view path);
+
+    /** Lets the records count only where no other process has any. */
+    void makePlaceholders();
+
+    /** Removes the segment's file if there is no record left. */
+    void removeFileIfEmpty() noexcept;
+
+    /** See Segment::abandon(). */
+    void abandon() noexcept;
+
+  private:
+    struct Hash
+    {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view text) const
+        {
+            return std::hash<std::string_view>()(text);
+        }
+    };
+    using Slots =
+        std::unordered_map<std::string, uint32_t, Hash, std::equal_to<>>;
+
+    Slots& slotsOf(RecordKind kind);
+
+    std::mutex mutex;
+    Segment segment;
+    Slots faultEntries;
+    Slots healthRecords;
+};
+
+} // namespace healthintf::host

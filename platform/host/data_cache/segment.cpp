@@ -1,0 +1,444 @@
+#include "segment.hpp"
+
+#include "../storage/files.hpp"
+#include "process_identity.hpp"
+
+#include <sys/mman.h>
+#include <sys/stat.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <system_error>
+#include <utility>
+
+namespace healthintf::host
+{
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+constexpr std::size_t pageSize = 4096;
+/** The size of a new file, enough for a daemon with a few faults. */
+constexpr std::size_t firstSize = 4 * pageSize;
+
+[[noreturn]] void fail(int code, const std::string& what)
+{
+    throw std::system_error(code, std::generic_category(), what);
+}
+
+void check(int result, const fs::path& file)
+{
+    if (result != 0)
+    {
+        fail(errno, file.string());
+    }
+}
+
+/** Writes one number of the mapping at once, after all that was written
+ *  before. */
+template <typename Number>
+void store(Number& at, Number value)
+{
+    std::atomic_ref(at).store(value, std::memory_order_release);
+}
+
+uint64_t nanosecondsSinceBoot()
+{
+    constexpr uint64_t nanosecondsOfSecond = 1'000'000'000;
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<uint64_t>(now.tv_sec) * nanosecondsOfSecond +
+           static_cast<uint64_t>(now.tv_nsec);
+}
+
+/** Holds the lock by which readers know that the owner lives. */
+void lockWhole(int file, const fs::path& name)
+{
+    struct flock whole
+    {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    check(fcntl(file, F_OFD_SETLK, &whole), name);
+}
+
+void checkSizes(const NewRecord& record)
+{
+    if (record.path.size() > maxRecordPath)
+    {
+        fail(ENAMETOOLONG, "the path of a record");
+    }
+    if (sizeof(BlockHeader) + record.path.size() + record.payload.size() >
+        maxBlock)
+    {
+        fail(E2BIG, "a record");
+    }
+}
+
+BlockHeader headerOf(const char* block)
+{
+    BlockHeader header{};
+    std::memcpy(&header, block, sizeof(header));
+    return header;
+}
+
+void writeBlock(char* at, BlockHeader header, std::string_view path,
+                std::string_view payload)
+{
+    header.pathSize = static_cast<uint16_t>(path.size());
+    header.payloadSize = static_cast<uint32_t>(payload.size());
+    header.checksum = checksumOf(header, path, payload);
+    std::memcpy(at, &header, sizeof(header));
+    path.copy(at + sizeof(header), path.size());
+    payload.copy(at + sizeof(header) + path.size(), payload.size());
+}
+
+} // namespace
+
+Segment::Segment(const fs::path& path, std::size_t capacity) :
+    name(path),
+    hiddenName(path.parent_path() / (".new-" + path.filename().string())),
+    capacity(capacity)
+{
+    create();
+    try
+    {
+        map();
+    }
+    catch (...)
+    {
+        discard();
+        throw;
+    }
+}
+
+Segment::~Segment()
+{
+    discard();
+}
+
+void Segment::discard() noexcept
+{
+    if (begin != nullptr)
+    {
+        munmap(begin, capacity);
+    }
+    if (!published)
+    {
+        ::unlink(hiddenName.c_str());
+    }
+}
+
+void Segment::create()
+{
+    const auto open = [this] {
+        // Until it is locked, the file is for its owner alone.
+        return FileDescriptor(
+            ::open(hiddenName.c_str(),
+                   O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                   S_IRUSR | S_IWUSR));
+    };
+    file = open();
+    if (file.get() < 0 && errno == EEXIST)
+    {
+        // What a process left that was killed at this place.
+        check(::unlink(hiddenName.c_str()), hiddenName);
+        file = open();
+    }
+    if (file.get() < 0)
+    {
+        fail(errno, hiddenName.string());
+    }
+}
+
+void Segment::map()
+{
+    lockWhole(file.get(), hiddenName);
+    check(fchmod(file.get(), S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH),
+          hiddenName);
+    allocate(std::min(firstSize, capacity));
+    void* mapped = mmap(nullptr, capacity, PROT_READ | PROT_WRITE, MAP_SHARED,
+                        file.get(), 0);
+    if (mapped == MAP_FAILED)
+    {
+        fail(errno, hiddenName.string());
+    }
+    begin = static_cast<char*>(mapped);
+    // A child's mapping would keep the lock held after the owner's end.
+    check(madvise(begin, capacity, MADV_DONTFORK), hiddenName);
+
+    const ProcessIdentity self = ProcessIdentity::self();
+    header() = {.magic = segmentMagic,
+                .version = segmentVersion,
+                .placeholders = 0,
+                .pid = self.pid,
+                .slotCount = 0,
+                .startTime = self.startTime,
+                .capacity = capacity,
+                .usedBytes = end,
+                .tables = {}};
+}
+
+void Segment::publish()
+{
+    check(rename(hiddenName.c_str(), name.c_str()), name);
+    published = true;
+}
+
+void Segment::unlink() noexcept
+{
+    ::unlink((published ? name : hiddenName).c_str());
+}
+
+void Segment::abandon() noexcept
+{
+    file = FileDescriptor();
+}
+
+void Segment::makePlaceholders() noexcept
+{
+    store(header().placeholders, uint32_t{1});
+}
+
+SegmentHeader& Segment::header() const
+{
+    return *reinterpret_cast<SegmentHeader*>(begin);
+}
+
+Slot& Segment::slotAt(uint32_t slot) const
+{
+    const auto [table, index] = positionOf(slot);
+    return reinterpret_cast<Slot*>(begin + header().tables.at(table))[index];
+}
+
+Place Segment::placeOf(uint32_t slot) const
+{
+    Place place;
+    decodePlace(slotAt(slot).place, place);
+    return place;
+}
+
+char* Segment::blockAt(const Place& place) const
+{
+    return begin + std::size_t{place.unit} * blockUnit;
+}
+
+uint32_t Segment::add(const NewRecord& record)
+{
+    checkSizes(record);
+    if (freeSlots != 0)
+    {
+        const auto slot = static_cast<uint32_t>(freeSlots - 1);
+        const uint64_t next = slotAt(slot).hash;
+        fill(slot, record);
+        freeSlots = next;
+        return slot;
+    }
+    const uint32_t slot = header().slotCount;
+    reachSlot(slot);
+    try
+    {
+        fill(slot, record);
+    }
+    catch (...)
+    {
+        slotAt(slot).hash = freeSlots;
+        freeSlots = uint64_t{slot} + 1;
+        throw;
+    }
+    return slot;
+}
+
+void Segment::putAt(uint32_t slot, const NewRecord& record)
+{
+    checkSizes(record);
+    reachSlot(slot);
+    const Place before = placeOf(slot);
+    fill(slot, record);
+    giveBack(before);
+}
+
+/** Makes sure that a slot has its table and is among those that are read. */
+void Segment::reachSlot(uint32_t slot)
+{
+    if (slot >= maxSlots)
+    {
+        fail(EDQUOT, name.string());
+    }
+    const std::size_t last = positionOf(slot).table;
+    for (std::size_t table = 0; table <= last; ++table)
+    {
+        if (header().tables.at(table) == 0)
+        {
+            store(header().tables.at(table),
+                  uint64_t{extend(sizeOfTable(table) * sizeof(Slot))});
+        }
+    }
+    if (slot >= header().slotCount)
+    {
+        store(header().slotCount, slot + 1);
+    }
+}
+
+/** Writes a record's block, and the slot so that its place comes last. */
+void Segment::fill(uint32_t slot, const NewRecord& record)
+{
+    Place place = takeBlock(sizeof(BlockHeader) + record.path.size() +
+                            record.payload.size());
+    Slot& at = slotAt(slot);
+    LiveValue live;
+    decodeLive(at.live, live);
+    place.tag = live.tag + 1;
+    live = {.value = record.live, .kind = record.kind, .tag = place.tag};
+    writeBlock(blockAt(place),
+               {.slot = slot,
+                .pathSize = 0,
+                .tag = place.tag,
+                .reserved = 0,
+                .payloadSize = 0,
+                .reserved2 = 0,
+                .created = nanosecondsSinceBoot(),
+                .checksum = 0},
+               record.path, record.payload);
+    store(at.place, uint64_t{0});
+    store(at.live, encodeLive(live));
+    store(at.hash, hashOf(record.path));
+    store(at.signature, PathSignature(record.path).bits);
+    store(at.place, encodePlace(place));
+}
+
+void Segment::setPayload(uint32_t slot, std::string_view payload)
+{
+    const Place before = placeOf(slot);
+    const char* old = blockAt(before);
+    const BlockHeader header = headerOf(old);
+    const NewRecord record{.kind = {},
+                           .path = {old + sizeof(header), header.pathSize},
+                           .payload = payload};
+    checkSizes(record);
+    Place place =
+        takeBlock(sizeof(header) + record.path.size() + payload.size());
+    place.tag = before.tag;
+    writeBlock(blockAt(place), header, record.path, payload);
+    store(slotAt(slot).place, encodePlace(place));
+    giveBack(before);
+}
+
+void Segment::setLive(uint32_t slot, uint32_t value) noexcept
+{
+    uint64_t& at = slotAt(slot).live;
+    LiveValue live;
+    decodeLive(at, live);
+    live.value = value;
+    store(at, encodeLive(live));
+}
+
+void Segment::remove(uint32_t slot) noexcept
+{
+    const Place place = placeOf(slot);
+    if (place.unit == 0)
+    {
+        return;
+    }
+    Slot& at = slotAt(slot);
+    store(at.place, uint64_t{0});
+    at.hash = freeSlots;
+    freeSlots = uint64_t{slot} + 1;
+    giveBack(place);
+}
+
+std::string_view Segment::payloadOf(uint32_t slot) const
+{
+    const char* block = blockAt(placeOf(slot));
+    const BlockHeader header = headerOf(block);
+    return {block + sizeof(header) + header.pathSize, header.payloadSize};
+}
+
+uint32_t Segment::liveOf(uint32_t slot) const
+{
+    LiveValue live;
+    decodeLive(slotAt(slot).live, live);
+    return live.value;
+}
+
+/** Takes space that was never used, in whole units.
+ *
+ *  @return where it begins, in bytes
+ *  @throws std::system_error with EDQUOT at the segment's capacity, or with the
+ *          number of the filesystem's failure */
+std::size_t Segment::extend(std::size_t size)
+{
+    if (size > capacity - end)
+    {
+        fail(EDQUOT, name.string());
+    }
+    allocate(end + size);
+    const std::size_t at = std::exchange(end, end + size);
+    store(header().usedBytes, header().usedBytes + size);
+    return at;
+}
+
+/** Gives the file its blocks up to a size, and some more where there are, as
+ *  writing to a page that has none ends the process. */
+void Segment::allocate(std::size_t size)
+{
+    if (size <= allocated)
+    {
+        return;
+    }
+    const auto wholePages = [this](std::size_t bytes) {
+        return std::min(capacity, (bytes + pageSize - 1) / pageSize * pageSize);
+    };
+    constexpr std::size_t share = 4;
+    std::size_t wanted = wholePages(size + allocated / share);
+    try
+    {
+        allocateBlocks(file.get(), wanted, name);
+    }
+    catch (const std::system_error&)
+    {
+        wanted = wholePages(size);
+        allocateBlocks(file.get(), wanted, name);
+    }
+    allocated = wanted;
+}
+
+Place Segment::takeBlock(std::size_t size)
+{
+    Place place;
+    place.units = static_cast<uint16_t>(unitsFor(size));
+    // Made here, so that giving a block back needs no memory.
+    uint32_t& first = freeBlocks[place.units];
+    const std::size_t bytes = std::size_t{place.units} * blockUnit;
+    if (first == 0)
+    {
+        place.unit = static_cast<uint32_t>(extend(bytes) / blockUnit);
+        return place;
+    }
+    place.unit = first;
+    std::memcpy(&first, blockAt(place), sizeof(first));
+    store(header().usedBytes, header().usedBytes + bytes);
+    return place;
+}
+
+void Segment::giveBack(const Place& place) noexcept
+{
+    if (place.unit == 0)
+    {
+        return;
+    }
+    const auto list = freeBlocks.find(place.units);
+    std::memcpy(blockAt(place), &list->second, sizeof(list->second));
+    list->second = place.unit;
+    store(header().usedBytes,
+          header().usedBytes - std::size_t{place.units} * blockUnit);
+}
+
+} // namespace healthintf::host

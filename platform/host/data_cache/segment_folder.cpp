@@ -1,0 +1,351 @@
+#include "segment_folder.hpp"
+
+#include "../failure_log.hpp"
+#include "../host_log.hpp"
+
+#include <sys/stat.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <ctime>
+#include <map>
+#include <set>
+#include <system_error>
+#include <utility>
+
+namespace healthintf::host
+{
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+/** So many names of a folder are looked at. More are there only while somebody
+ *  makes files faster than the health manager removes them. */
+constexpr std::size_t mostNames = 65536;
+
+/** The names in a folder. Unlike opendir(), this takes no memory, of which the
+ *  allocator would have to give so much at once that it merges its free blocks
+ *  at each query. */
+class FolderNames
+{
+  public:
+    /** @throws std::system_error when the folder is there and cannot be read */
+    explicit FolderNames(const fs::path& path) :
+        name(path.string()),
+        folder(
+            open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC))
+    {
+        if (folder.get() < 0 && errno != ENOENT)
+        {
+            fail();
+        }
+    }
+
+    int descriptor() const
+    {
+        return folder.get();
+    }
+
+    /** @return the next name, valid until the next call; null at the end */
+    const char* next()
+    {
+        if (at == end && !readMore())
+        {
+            return nullptr;
+        }
+        const auto* entry = reinterpret_cast<const dirent64*>(&entries.at(at));
+        at += entry->d_reclen;
+        left -= std::min<std::size_t>(left, 1);
+        return static_cast<const char*>(entry->d_name);
+    }
+
+  private:
+    [[noreturn]] void fail() const
+    {
+        throw std::system_error(errno, std::generic_category(), name);
+    }
+
+    bool readMore()
+    {
+        if (folder.get() < 0 || left == 0)
+        {
+            return false;
+        }
+        const ssize_t size =
+            getdents64(folder.get(), entries.data(), entries.size());
+        if (size < 0)
+        {
+            fail();
+        }
+        at = 0;
+        end = static_cast<std::size_t>(size);
+        return size > 0;
+    }
+
+    std::string name;
+    FileDescriptor folder;
+    alignas(dirent64) std::array<char, 8192> entries;
+    std::size_t at = 0;
+    std::size_t end = 0;
+    std::size_t left = mostNames;
+};
+
+/** Says once of each user in a row that not all of its records are read. */
+void noteTooMuch(uid_t user)
+{
+    static constinit FailureLog users;
+    if (users.admits(static_cast<int>(user) + 1))
+    {
+        HOST_LOG(log::warning,
+                 "%s.%d.%s: user %u keeps more in the data cache than is read "
+                 "of one user: the rest is left out",
+                 static_cast<unsigned int>(user));
+    }
+}
+
+/** What may still be read of each user. */
+class Budgets
+{
+  public:
+    ReadingBudget& of(uid_t user)
+    {
+        return budgets[user];
+    }
+
+    /** Takes one segment of a user.
+     *
+     *  @return whether there may be one more */
+    bool takeSegment(uid_t user)
+    {
+        std::size_t& left = of(user).segments;
+        if (left == 0)
+        {
+            noteTooMuch(user);
+            return false;
+        }
+        --left;
+        return true;
+    }
+
+  private:
+    std::map<uid_t, ReadingBudget> budgets;
+};
+
+/** Whether a name is none that a segment has: that of a file which is being
+ *  made, or of the folder itself. */
+bool isHidden(const char* name)
+{
+    return *name == '.';
+}
+
+/** Visits each segment once, whatever its names, whose owner lives, within the
+ *  budgets of the users. */
+void forEachLiving(const fs::path& folder, Budgets& budgets,
+                   const std::function<void(const SegmentReader&)>& visit)
+{
+    FolderNames names(folder);
+    std::set<ino_t> visited;
+    while (const char* name = names.next())
+    {
+        if (isHidden(name))
+        {
+            continue;
+        }
+        const auto segment = SegmentReader::open(names.descriptor(), name);
+        if (segment && segment->isOwned() &&
+            visited.insert(segment->inode()).second &&
+            budgets.takeSegment(segment->user()))
+        {
+            visit(*segment);
+        }
+    }
+}
+
+/** Whether a file that is being made is so old that nobody makes it any
+ *  more. */
+bool isLeftUnmade(int folder, const char* name)
+{
+    constexpr time_t longEnough = 60;
+    struct stat status
+    {};
+    return fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+           !S_ISDIR(status.st_mode) &&
+           status.st_mtime + longEnough < time(nullptr);
+}
+
+/** Which of several records of one path counts: the larger one. */
+using Rank = std::pair<bool, uint64_t>;
+
+Rank rankOf(const SegmentReader& segment, const ReadRecord& record)
+{
+    return {!segment.hasPlaceholders(), record.created};
+}
+
+/** Sees to it that of several records of one path the right one is kept. The
+ *  ranks are looked up only when there are several, which is rare. */
+class Contest
+{
+  public:
+    explicit Contest(const KeepRecord& keep) : keep(keep)
+    {
+        kept.clear();
+    }
+
+    ~Contest()
+    {
+        constexpr std::size_t few = 4096;
+        if (kept.capacity() > few)
+        {
+            kept = {};
+        }
+    }
+
+    Contest(const Contest&) = delete;
+    Contest& operator=(const Contest&) = delete;
+
+    void take(const SegmentReader& segment, const ReadRecord& record)
+    {
+        const ProcessIdentity owner = segment.owner();
+        const Rank rank = rankOf(segment, record);
+        if (const std::string* path = keep(record, owner, false))
+        {
+            kept.push_back({.path = path, .rank = rank});
+            return;
+        }
+        challengers.push_back({.rank = rank,
+                               .owner = owner,
+                               .record = record,
+                               .path = std::string(record.path),
+                               .payload = std::string(record.payload)});
+    }
+
+    /** Lets those records be kept that have a higher rank. */
+    void decide()
+    {
+        if (challengers.empty())
+        {
+            return;
+        }
+        std::ranges::sort(challengers, {}, &Challenger::rank);
+        std::ranges::sort(kept, {}, pathOf);
+        for (Challenger& each : challengers)
+        {
+            const auto holder =
+                std::ranges::lower_bound(kept, each.path, {}, pathOf);
+            const bool ranked =
+                holder != kept.end() && *holder->path == each.path;
+            if (!ranked || holder->rank < each.rank)
+            {
+                each.record.path = each.path;
+                each.record.payload = each.payload;
+                keep(each.record, each.owner, true);
+            }
+        }
+    }
+
+  private:
+    struct Kept
+    {
+        const std::string* path;
+        Rank rank;
+    };
+
+    struct Challenger
+    {
+        Rank rank;
+        ProcessIdentity owner;
+        ReadRecord record;
+        std::string path;
+        std::string payload;
+    };
+
+    static const std::string& pathOf(const Kept& each)
+    {
+        return *each.path;
+    }
+
+    const KeepRecord& keep;
+    /** What a query with few records takes stays for the next one. */
+    static inline thread_local std::vector<Kept> kept;
+    std::vector<Challenger> challengers;
+};
+
+} // namespace
+
+void forEachLivingSegment(
+    const fs::path& folder,
+    const std::function<void(const SegmentReader&)>& visit)
+{
+    Budgets budgets;
+    forEachLiving(folder, budgets, visit);
+}
+
+bool readLivingRecords(const fs::path& folder, const RecordQuery& query,
+                       const KeepRecord& keep)
+{
+    bool any = false;
+    Budgets budgets;
+    Contest contest(keep);
+    forEachLiving(folder, budgets, [&](const SegmentReader& segment) {
+        const auto [complete, anyOfKind] = segment.read(
+            query, budgets.of(segment.user()), [&](const ReadRecord& record) {
+                contest.take(segment, record);
+            });
+        any |= anyOfKind;
+        if (!complete)
+        {
+            noteTooMuch(segment.user());
+        }
+    });
+    contest.decide();
+    return any;
+}
+
+std::vector<DeadSegment> findDeadSegments(const fs::path& folder)
+{
+    std::vector<DeadSegment> dead;
+    Budgets budgets;
+    FolderNames names(folder);
+    while (const char* name = names.next())
+    {
+        if (isHidden(name))
+        {
+            if (isLeftUnmade(names.descriptor(), name))
+            {
+                dead.push_back({.name = name, .owner = {}, .nodes = {}});
+            }
+            continue;
+        }
+        const auto segment = SegmentReader::open(names.descriptor(), name);
+        if (segment && segment->isOwned())
+        {
+            continue;
+        }
+        DeadSegment& made = dead.emplace_back(
+            DeadSegment{.name = name, .owner = {}, .nodes = {}});
+        if (segment)
+        {
+            made.owner = segment->owner();
+            segment->read(RecordQuery::below(RecordKind::healthStatus, {}),
+                          budgets.of(segment->user()),
+                          [&made](const ReadRecord& record) {
+                              made.nodes.emplace_back(record.path);
+                          });
+        }
+    }
+    return dead;
+}
+
+bool removeSegment(const fs::path& folder, const std::string& name) noexcept
+{
+    return unlink((folder / name).c_str()) == 0 || errno == ENOENT;
+}
+
+} // namespace healthintf::host

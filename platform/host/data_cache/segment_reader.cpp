@@ -1,0 +1,431 @@
+#include "segment_reader.hpp"
+
+#include <sys/stat.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <span>
+#include <utility>
+
+namespace healthintf::host
+{
+namespace
+{
+
+/** So much is read at once of blocks that stand together, in bytes. */
+constexpr std::size_t largestRun = 64UL << 10;
+/** So much between two blocks is read along rather than left out, in bytes. */
+constexpr std::size_t largestGap = 512;
+
+/** Where a block begins and ends in the file, in bytes. */
+uint64_t beginOf(const Place& place)
+{
+    return uint64_t{place.unit} * blockUnit;
+}
+
+uint64_t endOf(const Place& place)
+{
+    return beginOf(place) + std::size_t{place.units} * blockUnit;
+}
+
+bool isPath(std::string_view text)
+{
+    return text.size() <= maxRecordPath &&
+           text.find('\0') == std::string_view::npos;
+}
+
+/** Takes a slot in use apart.
+ *
+ *  @return whether it makes sense: it does not when it was read while it was
+ *          written, or when somebody made it up */
+bool decodeSlot(const Slot& slot, Place& place, LiveValue& live)
+{
+    const bool decoded =
+        decodePlace(slot.place, place) && decodeLive(slot.live, live);
+    const std::size_t size = endOf(place) - beginOf(place);
+    return decoded && place.tag == live.tag && place.unit != 0 &&
+           size >= sizeof(BlockHeader) && size <= 2 * maxBlock;
+}
+
+/** The record of a block, unless the block is another slot's by now, or not
+ *  whole. */
+std::optional<ReadRecord> recordIn(std::span<const char> block, uint32_t slot,
+                                   const LiveValue& live)
+{
+    BlockHeader header{};
+    std::memcpy(&header, block.data(), sizeof(header));
+    const std::size_t room = block.size() - sizeof(header);
+    if (header.slot != slot || header.tag != live.tag ||
+        header.pathSize > room || header.payloadSize > room - header.pathSize)
+    {
+        return std::nullopt;
+    }
+    const char* at = block.data() + sizeof(header);
+    const ReadRecord record{
+        .kind = live.kind,
+        .live = live.value,
+        .created = header.created,
+        .path = {at, header.pathSize},
+        .payload = {at + header.pathSize, header.payloadSize}};
+    const bool whole =
+        header.checksum == checksumOf(header, record.path, record.payload);
+    return whole && isPath(record.path) ? std::optional(record) : std::nullopt;
+}
+
+/** Memory for what is read at once. Each thread keeps what usually does, as
+ *  the allocator merges its free blocks each time when as much is freed. */
+class Scratch
+{
+  public:
+    explicit Scratch(std::size_t size)
+    {
+        static thread_local std::unique_ptr<char[]> kept =
+            std::make_unique_for_overwrite<char[]>(largestRun);
+        at = kept.get();
+        if (size > largestRun)
+        {
+            larger = std::make_unique_for_overwrite<char[]>(size);
+            at = larger.get();
+        }
+    }
+
+    char* get() const
+    {
+        return at;
+    }
+
+  private:
+    char* at;
+    std::unique_ptr<char[]> larger;
+};
+
+} // namespace
+
+RecordQuery RecordQuery::below(RecordKind kind,
+                               const std::vector<std::string>& prefixes)
+{
+    RecordQuery query(kind);
+    for (const std::string& prefix : prefixes)
+    {
+        query.prefixes.push_back({prefix, PathSignature(prefix)});
+    }
+    return query;
+}
+
+RecordQuery RecordQuery::exactly(RecordKind kind, std::string_view path)
+{
+    RecordQuery query(kind);
+    query.prefixes.push_back({path, PathSignature(path)});
+    query.hash = hashOf(path);
+    return query;
+}
+
+bool RecordQuery::mayMatch(const Slot& slot) const
+{
+    if (hash && *hash != slot.hash)
+    {
+        return false;
+    }
+    return prefixes.empty() ||
+           std::ranges::any_of(prefixes, [&slot](const Wanted& wanted) {
+               return wanted.signature.mayBegin(slot.signature);
+           });
+}
+
+bool RecordQuery::matches(const ReadRecord& record) const
+{
+    const auto isWanted = [&](const Wanted& wanted) {
+        return hash ? record.path == wanted.text
+                    : record.path.starts_with(wanted.text);
+    };
+    return record.kind == kind &&
+           (prefixes.empty() || std::ranges::any_of(prefixes, isWanted));
+}
+
+std::optional<SegmentReader> SegmentReader::open(int folder, const char* name)
+{
+    // A pipe that nobody writes, or a device, must not hold anybody up.
+    FileDescriptor opened(
+        openat(folder, name,
+               O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status
+    {};
+    SegmentHeader header{};
+    if (opened.get() < 0 || fstat(opened.get(), &status) != 0 ||
+        !S_ISREG(status.st_mode) ||
+        pread(opened.get(), &header, sizeof(header), 0) !=
+            static_cast<ssize_t>(sizeof(header)) ||
+        header.magic != segmentMagic || header.version != segmentVersion)
+    {
+        return std::nullopt;
+    }
+    return SegmentReader(std::move(opened), header, status.st_uid,
+                         status.st_ino);
+}
+
+bool SegmentReader::isOwned() const
+{
+    // Asks whether a read lock would be refused: nobody but the owner of the
+    // file can hold one that refuses it.
+    struct flock whole
+    {};
+    whole.l_type = F_RDLCK;
+    whole.l_whence = SEEK_SET;
+    return fcntl(file.get(), F_OFD_GETLK, &whole) == 0 &&
+           whole.l_type == F_WRLCK;
+}
+
+/** Reads bytes at a place of the file.
+ *
+ *  @return whether all of them are there */
+bool SegmentReader::fetch(void* into, std::size_t size, uint64_t at) const
+{
+    auto* next = static_cast<char*>(into);
+    if (at > static_cast<uint64_t>(std::numeric_limits<off_t>::max()) - size)
+    {
+        return false;
+    }
+    while (size > 0)
+    {
+        const ssize_t got =
+            pread(file.get(), next, size, static_cast<off_t>(at));
+        if (got == 0 || (got < 0 && errno != EINTR))
+        {
+            return false;
+        }
+        const std::size_t taken = std::max<ssize_t>(got, 0);
+        next += taken;
+        at += taken;
+        size -= taken;
+    }
+    return true;
+}
+
+/** Reads slots of a table, from an index on.
+ *
+ *  @return whether they are there */
+bool SegmentReader::fetchSlots(std::span<Slot> slots, std::size_t table,
+                               std::size_t index) const
+{
+    const uint64_t begin = header.tables.at(table);
+    return begin != 0 && fetch(slots.data(), slots.size_bytes(),
+                               begin + index * sizeof(Slot));
+}
+
+Coverage SegmentReader::read(const RecordQuery& query, ReadingBudget& budget,
+                             const VisitReadRecord& visit) const
+{
+    constexpr std::size_t atOnce = 512;
+    const std::size_t count =
+        std::min<std::size_t>({header.slotCount, maxSlots, budget.slots});
+    Coverage coverage{.complete = count == header.slotCount};
+    budget.slots -= count;
+    const VisitReadRecord visitWanted = [&](const ReadRecord& record) {
+        if (query.matches(record))
+        {
+            visit(record);
+        }
+    };
+    // Kept, so that a query takes little memory from the allocator at once.
+    static thread_local Selection selection;
+    std::array<Slot, atOnce> slots;
+    for (uint32_t next = 0; next < count && coverage.complete;)
+    {
+        const auto [table, index] = positionOf(next);
+        const auto piece = std::span(slots).first(std::min(
+            {atOnce, sizeOfTable(table) - index, std::size_t{count} - next}));
+        if (!fetchSlots(piece, table, index))
+        {
+            break;
+        }
+        for (const Slot& slot : piece)
+        {
+            select(slot, next++, query, budget, selection, coverage);
+        }
+        readSelected(selection, budget, visitWanted);
+    }
+    return coverage;
+}
+
+/** Looks whether the record of a slot may be wanted. */
+void SegmentReader::select(const Slot& slot, uint32_t number,
+                           const RecordQuery& query, ReadingBudget& budget,
+                           Selection& selection, Coverage& coverage)
+{
+    Candidate candidate{.slot = number, .place = {}, .live = {}};
+    if (slot.place == 0)
+    {
+        return;
+    }
+    if (!decodeSlot(slot, candidate.place, candidate.live))
+    {
+        selection.torn.push_back(number);
+        return;
+    }
+    if (candidate.live.kind != query.recordKind())
+    {
+        return;
+    }
+    coverage.anyOfKind = true;
+    if (!query.mayMatch(slot))
+    {
+        return;
+    }
+    const std::size_t size = endOf(candidate.place) - beginOf(candidate.place);
+    if (budget.records == 0 || budget.bytes < size)
+    {
+        coverage.complete = false;
+        return;
+    }
+    --budget.records;
+    budget.bytes -= size;
+    selection.candidates.push_back(candidate);
+}
+
+/** Visits the records of a selection, and empties it. Blocks that stand
+ * together are read at once. */
+void SegmentReader::readSelected(Selection& selection, ReadingBudget& budget,
+                                 const VisitReadRecord& visit) const
+{
+    auto& [candidates, torn] = selection;
+    const auto unit = [](const Candidate& candidate) {
+        return candidate.place.unit;
+    };
+    if (!std::ranges::is_sorted(candidates, {}, unit))
+    {
+        std::ranges::sort(candidates, {}, unit);
+    }
+    for (std::span<const Candidate> left(candidates); !left.empty();)
+    {
+        const std::size_t size = sizeOfRun(left);
+        readRun(left.first(size), torn, visit);
+        left = left.subspan(size);
+    }
+    for (const uint32_t slot : torn)
+    {
+        readAgain(slot, budget, visit);
+    }
+    candidates.clear();
+    torn.clear();
+}
+
+/** How many of the candidates, the first ones, are read at once. */
+std::size_t SegmentReader::sizeOfRun(std::span<const Candidate> candidates)
+{
+    const uint64_t begin = beginOf(candidates.front().place);
+    uint64_t end = begin;
+    std::size_t size = 0;
+    for (const Candidate& each : candidates)
+    {
+        if (size > 0 && (beginOf(each.place) > end + largestGap ||
+                         endOf(each.place) - begin > largestRun))
+        {
+            break;
+        }
+        end = std::max(end, endOf(each.place));
+        ++size;
+    }
+    return size;
+}
+
+/** Visits the records whose blocks stand next to each other.
+ *
+ *  @param[in,out] torn the slots are added whose blocks are not theirs or not
+ *                 whole */
+void SegmentReader::readRun(std::span<const Candidate> run,
+                            std::vector<uint32_t>& torn,
+                            const VisitReadRecord& visit) const
+{
+    const uint64_t begin = beginOf(run.front().place);
+    uint64_t end = begin;
+    for (const Candidate& each : run)
+    {
+        end = std::max(end, endOf(each.place));
+    }
+    const Scratch scratch(end - begin);
+    const bool fetched = fetch(scratch.get(), end - begin, begin);
+    for (const auto& [slot, place, live] : run)
+    {
+        const std::span block(scratch.get() + (beginOf(place) - begin),
+                              endOf(place) - beginOf(place));
+        if (const auto record =
+                fetched ? recordIn(block, slot, live) : std::nullopt)
+        {
+            visit(*record);
+        }
+        else
+        {
+            torn.push_back(slot);
+        }
+    }
+}
+
+/** What a slot says now; nothing when it is free. */
+std::optional<SegmentReader::Candidate>
+SegmentReader::candidateAt(uint32_t slot) const
+{
+    const auto [table, index] = positionOf(slot);
+    Slot read{};
+    Candidate candidate{.slot = slot, .place = {}, .live = {}};
+    if (!fetchSlots(std::span(&read, 1), table, index) || read.place == 0)
+    {
+        return std::nullopt;
+    }
+    if (!decodeSlot(read, candidate.place, candidate.live))
+    {
+        candidate.place = {};
+    }
+    return candidate;
+}
+
+/** Visits the record of a slot that was changed while it was read. A record
+ * that stays torn is not being written: its owner made it up.
+ *
+ *  @return whether there is one */
+bool SegmentReader::readAgain(uint32_t slot, ReadingBudget& budget,
+                              const VisitReadRecord& visit) const
+{
+    for (int attempts = 100; attempts > 0 && budget.repetitions > 0; --attempts)
+    {
+        --budget.repetitions;
+        const auto candidate = candidateAt(slot);
+        if (!candidate)
+        {
+            return false;
+        }
+        const uint64_t begin = beginOf(candidate->place);
+        const std::size_t size = endOf(candidate->place) - begin;
+        if (size > budget.bytes)
+        {
+            return false;
+        }
+        const Scratch scratch(size);
+        if (size == 0 || !fetch(scratch.get(), size, begin))
+        {
+            continue;
+        }
+        if (const auto record =
+                recordIn({scratch.get(), size}, slot, candidate->live))
+        {
+            budget.bytes -= size;
+            visit(*record);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool SegmentReader::readSlot(uint32_t slot, ReadingBudget& budget,
+                             const VisitReadRecord& visit) const
+{
+    return slot < header.slotCount && readAgain(slot, budget, visit);
+}
+
+} // namespace healthintf::host

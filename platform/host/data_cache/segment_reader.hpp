@@ -1,0 +1,203 @@
+#pragma once
+
+/** @file Reads the segments of others, whatever is in them. */
+
+#include "../storage/file_descriptor.hpp"
+#include "process_identity.hpp"
+#include "segment_format.hpp"
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace healthintf::host
+{
+
+/** A record as it was read; the texts are valid during a visit. */
+struct ReadRecord
+{
+    RecordKind kind{};
+    uint32_t live = 0;
+    uint64_t created = 0;
+    std::string_view path;
+    std::string_view payload;
+};
+
+using VisitReadRecord = std::function<void(const ReadRecord& record)>;
+
+/** Which records are wanted: those of a kind whose paths begin with any of some
+ *  texts, or whose path is one. */
+class RecordQuery
+{
+  public:
+    /** @param[in] prefixes what the paths begin with; empty for all */
+    static RecordQuery below(RecordKind kind,
+                             const std::vector<std::string>& prefixes);
+
+    /** @param[in] path the whole path */
+    static RecordQuery exactly(RecordKind kind, std::string_view path);
+
+    /** Whether the path of a slot's record may be wanted. */
+    bool mayMatch(const Slot& slot) const;
+
+    /** Whether a record is wanted. */
+    bool matches(const ReadRecord& record) const;
+
+    /** The kind that is wanted. */
+    RecordKind recordKind() const
+    {
+        return kind;
+    }
+
+  private:
+    struct Wanted
+    {
+        std::string_view text;
+        PathSignature signature;
+    };
+
+    explicit RecordQuery(RecordKind kind) : kind(kind)
+    {}
+
+    RecordKind kind;
+    std::vector<Wanted> prefixes;
+    /** The hash of the path when it is to be the whole one. */
+    std::optional<uint64_t> hash;
+};
+
+/** How much is read of the segments of one user, so that nobody can fill the
+ *  memory of a reader or keep it busy. */
+struct ReadingBudget
+{
+    std::size_t segments = 1024;
+    std::size_t slots = std::size_t{1} << 20;
+    std::size_t records = std::size_t{1} << 18;
+    std::size_t bytes = 256UL << 20;
+    /** Reads of what was changed while it was read. */
+    std::size_t repetitions = 10'000;
+};
+
+/** What was looked at for a query. */
+struct Coverage
+{
+    /** Whether it was all that is wanted. */
+    bool complete = true;
+    /** Whether there was any record of the kind. */
+    bool anyOfKind = false;
+};
+
+/** A segment that was opened for reading. Nothing that its owner does to it,
+ *  also while it is read, makes more of a call than an answer that leaves
+ *  records out. */
+class SegmentReader
+{
+  public:
+    /** Opens a segment.
+     *
+     *  @param[in] folder an open folder
+     *  @param[in] name the file in it; a link is not followed
+     *  @return nothing when it is no segment that can be read */
+    static std::optional<SegmentReader> open(int folder, const char* name);
+
+    /** Whether its owner lives. */
+    bool isOwned() const;
+
+    /** Who owns the file. */
+    uid_t user() const
+    {
+        return userId;
+    }
+
+    /** The file's number, equal for two names of one file. */
+    ino_t inode() const
+    {
+        return number;
+    }
+
+    /** Who the owner says to be. */
+    ProcessIdentity owner() const
+    {
+        return {.pid = header.pid, .startTime = header.startTime};
+    }
+
+    /** Whether its records count only where no other process has any. */
+    bool hasPlaceholders() const
+    {
+        return header.placeholders != 0;
+    }
+
+    /** Bytes in use, and how many the owner allows itself, as it says. */
+    uint64_t usedBytes() const
+    {
+        return header.usedBytes;
+    }
+    uint64_t capacity() const
+    {
+        return header.capacity;
+    }
+
+    /** Visits the records that are wanted, in no order.
+     *
+     *  @param[in,out] budget what may be read; less what was */
+    Coverage read(const RecordQuery& query, ReadingBudget& budget,
+                  const VisitReadRecord& visit) const;
+
+    /** Visits the record of one slot.
+     *
+     *  @return whether there is one */
+    bool readSlot(uint32_t slot, ReadingBudget& budget,
+                  const VisitReadRecord& visit) const;
+
+  private:
+    /** A slot whose record may be wanted. */
+    struct Candidate
+    {
+        uint32_t slot = 0;
+        Place place;
+        LiveValue live;
+    };
+
+    /** Some slots by what is to be done about their records. */
+    struct Selection
+    {
+        std::vector<Candidate> candidates;
+        /** Those that were changed while they were read. */
+        std::vector<uint32_t> torn;
+    };
+
+    SegmentReader(FileDescriptor opened, const SegmentHeader& header,
+                  uid_t user, ino_t inode) :
+        file(std::move(opened)),
+        header(header), userId(user), number(inode)
+    {}
+
+    bool fetch(void* into, std::size_t size, uint64_t at) const;
+    bool fetchSlots(std::span<Slot> slots, std::size_t table,
+                    std::size_t index) const;
+    static void select(const Slot& slot, uint32_t number,
+                       const RecordQuery& query, ReadingBudget& budget,
+                       Selection& selection, Coverage& coverage);
+    void readSelected(Selection& selection, ReadingBudget& budget,
+                      const VisitReadRecord& visit) const;
+    static std::size_t sizeOfRun(std::span<const Candidate> candidates);
+    void readRun(std::span<const Candidate> run, std::vector<uint32_t>& torn,
+                 const VisitReadRecord& visit) const;
+    std::optional<Candidate> candidateAt(uint32_t slot) const;
+    bool readAgain(uint32_t slot, ReadingBudget& budget,
+                   const VisitReadRecord& visit) const;
+
+    FileDescriptor file;
+    SegmentHeader header;
+    uid_t userId;
+    ino_t number;
+};
+
+} // namespace healthintf::host
