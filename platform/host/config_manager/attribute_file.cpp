@@ -31,7 +31,7 @@ namespace
 constexpr const char* versionMember = "version";
 constexpr const char* attributesMember = "attributes";
 
-[[noreturn]] void fail(int code, const fs::path& file)
+[[noreturn]] void failToRead(int code, const fs::path& file)
 {
     throw std::system_error(code, std::generic_category(), file.string());
 }
@@ -52,17 +52,17 @@ std::optional<FileDescriptor> openedForReading(const fs::path& file)
         {
             return std::nullopt;
         }
-        fail(errno, file);
+        failToRead(errno, file);
     }
     struct stat found
     {};
     if (fstat(opened.get(), &found) != 0)
     {
-        fail(errno, file);
+        failToRead(errno, file);
     }
     if (!S_ISREG(found.st_mode))
     {
-        fail(S_ISDIR(found.st_mode) ? EISDIR : ENOTSUP, file);
+        failToRead(S_ISDIR(found.st_mode) ? EISDIR : ENOTSUP, file);
     }
     return opened;
 }
@@ -70,7 +70,7 @@ std::optional<FileDescriptor> openedForReading(const fs::path& file)
 /** The content of an open file.
  *
  *  @throws std::system_error when it cannot be read, or is too large */
-std::string contentOf(const FileDescriptor& opened, const fs::path& file)
+std::string readToItsEnd(const FileDescriptor& opened, const fs::path& file)
 {
     std::string content;
     std::array<char, 4096> part{};
@@ -83,12 +83,12 @@ std::string contentOf(const FileDescriptor& opened, const fs::path& file)
         }
         if (size < 0 && errno != EINTR)
         {
-            fail(errno, file);
+            failToRead(errno, file);
         }
         content.append(part.data(), std::max<ssize_t>(size, 0));
         if (content.size() > maxAttributeFile)
         {
-            fail(EFBIG, file);
+            failToRead(EFBIG, file);
         }
     }
 }
@@ -274,7 +274,7 @@ Attributes readAttributeFile(const fs::path& file)
         return {};
     }
     AttributeReader reader;
-    json::sax_parse(contentOf(*opened, file), &reader);
+    json::sax_parse(readToItsEnd(*opened, file), &reader);
     return std::move(reader).result(file);
 }
 

@@ -17,7 +17,7 @@ namespace healthintf::host
 namespace
 {
 
-thread_local AttributeService* current = nullptr;
+thread_local AttributeService* serving = nullptr;
 
 /** What to do about a failure, in words. */
 std::string remedyForStore(int code)
@@ -74,12 +74,12 @@ AttributeService::AttributeService()
         HOST_LOG(log::error, "%s.%d.%s: no attribute can be set: %s",
                  faultOfStore(folder, e).c_str());
     }
-    current = this;
+    serving = this;
 }
 
 AttributeService::~AttributeService()
 {
-    current = nullptr;
+    serving = nullptr;
 }
 
 // It stands for the attributes of the whole machine.
@@ -106,7 +106,7 @@ AttributeOutcome AttributeService::set(const AttributeRequest& request)
 
 AttributeService* AttributeService::ofThisThread()
 {
-    return current;
+    return serving;
 }
 
 } // namespace healthintf::host

@@ -23,7 +23,7 @@ namespace
 /** Who may use the file, less the umask. */
 constexpr mode_t fileMode = 0644;
 
-[[noreturn]] void throwFor(const fs::path& file)
+[[noreturn]] void failToPlace(const fs::path& file)
 {
     throw std::system_error(errno, std::generic_category(), file.string());
 }
@@ -34,14 +34,14 @@ FileDescriptor madeFile(const fs::path& file)
 {
     if (unlink(file.c_str()) != 0 && errno != ENOENT)
     {
-        throwFor(file);
+        failToPlace(file);
     }
     FileDescriptor made(
         open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
              fileMode));
     if (made.get() < 0)
     {
-        throwFor(file);
+        failToPlace(file);
     }
     return made;
 }
@@ -56,13 +56,13 @@ void writeFile(const fs::path& file, std::string_view content)
             write(made.get(), content.data(), content.size());
         if (written < 0 && errno != EINTR)
         {
-            throwFor(file);
+            failToPlace(file);
         }
         content.remove_prefix(std::max<ssize_t>(written, 0));
     }
     if (fsync(made.get()) != 0)
     {
-        throwFor(file);
+        failToPlace(file);
     }
 }
 
