@@ -1,14 +1,11 @@
 #include "record_table.hpp"
 
 #include "../directories.hpp"
-#include "../host_log.hpp"
 #include "data_cache.hpp"
 
 #include <platform/data_abstraction/results.hpp>
 
 #include <cerrno>
-#include <optional>
-#include <stdexcept>
 
 namespace healthintf::host
 {
@@ -61,23 +58,8 @@ int removeRecord(RecordKind kind, const std::string& path)
 
 long readRecords(const RecordQuery& query, const KeepRecord& keep)
 {
-    const auto keepSound = [&keep](const ReadRecord& record,
-                                   const ProcessIdentity& owner,
-                                   bool replace) -> const std::string* {
-        try
-        {
-            return keep(record, owner, replace);
-        }
-        catch (const std::out_of_range& e)
-        {
-            HOST_LOG(log::warning,
-                     "%s.%d.%s: the record of %s was left out: %s",
-                     std::string(record.path).c_str(), e.what());
-            return nullptr;
-        }
-    };
     return useCache([&]() -> int {
-        return readLivingRecords(dataCacheFolder(), query, keepSound)
+        return readLivingRecords(dataCacheFolder(), query, keep)
                    ? DataAbstraction::readOk
                    : DataAbstraction::readNoRecords;
     });

@@ -2,6 +2,7 @@
 
 #include "../failure_log.hpp"
 #include "../host_log.hpp"
+#include "../line_limit.hpp"
 
 #include <sys/stat.h>
 
@@ -15,6 +16,7 @@
 #include <ctime>
 #include <map>
 #include <set>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -188,6 +190,17 @@ Rank rankOf(const SegmentReader& segment, const ReadRecord& record)
     return {!segment.hasPlaceholders(), record.created};
 }
 
+/** Tells of a record whose payload makes no sense. */
+void noteUnsound(const ReadRecord& record, const char* why)
+{
+    static constinit LineLimit lines;
+    if (lines.admits())
+    {
+        HOST_LOG(log::warning, "%s.%d.%s: the record of %s was left out: %s",
+                 std::string(record.path).c_str(), why);
+    }
+}
+
 /** Sees to it that of several records of one path the right one is kept. The
  *  ranks are looked up only when there are several, which is rare. */
 class Contest
@@ -214,9 +227,17 @@ class Contest
     {
         const ProcessIdentity owner = segment.owner();
         const Rank rank = rankOf(segment, record);
-        if (const std::string* path = keep(record, owner, false))
+        try
         {
-            kept.push_back({.path = path, .rank = rank});
+            if (const std::string* path = keep(record, owner, false))
+            {
+                kept.push_back({.path = path, .rank = rank});
+                return;
+            }
+        }
+        catch (const std::out_of_range& e)
+        {
+            noteUnsound(record, e.what());
             return;
         }
         challengers.push_back({.rank = rank,
@@ -245,7 +266,7 @@ class Contest
             {
                 each.record.path = each.path;
                 each.record.payload = each.payload;
-                keep(each.record, each.owner, true);
+                replaceBy(each);
             }
         }
     }
@@ -265,6 +286,18 @@ class Contest
         std::string path;
         std::string payload;
     };
+
+    void replaceBy(const Challenger& each) const
+    {
+        try
+        {
+            keep(each.record, each.owner, true);
+        }
+        catch (const std::out_of_range& e)
+        {
+            noteUnsound(each.record, e.what());
+        }
+    }
 
     static const std::string& pathOf(const Kept& each)
     {

@@ -20,7 +20,8 @@ void forEachLivingSegment(
     const std::filesystem::path& folder,
     const std::function<void(const SegmentReader&)>& visit);
 
-/** Puts a record where the caller keeps what it reads.
+/** Puts a record where the caller keeps what it reads. One that throws
+ *  std::out_of_range is left out, with a line in the log.
  *
  *  @param[in] replace whether it takes the place of one of the same path; else
  *             that one stays

@@ -157,16 +157,17 @@ std::optional<SegmentReader> SegmentReader::open(int folder, const char* name)
                O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status
     {};
-    SegmentHeader header{};
+    Begin begin{};
     if (opened.get() < 0 || fstat(opened.get(), &status) != 0 ||
         !S_ISREG(status.st_mode) ||
-        pread(opened.get(), &header, sizeof(header), 0) !=
-            static_cast<ssize_t>(sizeof(header)) ||
-        header.magic != segmentMagic || header.version != segmentVersion)
+        pread(opened.get(), &begin, sizeof(begin), 0) !=
+            static_cast<ssize_t>(sizeof(begin)) ||
+        begin.header.magic != segmentMagic ||
+        begin.header.version != segmentVersion)
     {
         return std::nullopt;
     }
-    return SegmentReader(std::move(opened), header, status.st_uid,
+    return SegmentReader(std::move(opened), begin, status.st_uid,
                          status.st_ino);
 }
 
@@ -214,7 +215,7 @@ bool SegmentReader::fetch(void* into, std::size_t size, uint64_t at) const
 bool SegmentReader::fetchSlots(std::span<Slot> slots, std::size_t table,
                                std::size_t index) const
 {
-    const uint64_t begin = header.tables.at(table);
+    const uint64_t begin = header().tables.at(table);
     return begin != 0 && fetch(slots.data(), slots.size_bytes(),
                                begin + index * sizeof(Slot));
 }
@@ -224,32 +225,31 @@ Coverage SegmentReader::read(const RecordQuery& query, ReadingBudget& budget,
 {
     constexpr std::size_t atOnce = 512;
     const std::size_t count =
-        std::min<std::size_t>({header.slotCount, maxSlots, budget.slots});
-    Coverage coverage{.complete = count == header.slotCount};
+        std::min<std::size_t>({header().slotCount, maxSlots, budget.slots});
+    Coverage coverage{.complete = count == header().slotCount};
     budget.slots -= count;
-    const VisitReadRecord visitWanted = [&](const ReadRecord& record) {
-        if (query.matches(record))
-        {
-            visit(record);
-        }
-    };
     // Kept, so that a query takes little memory from the allocator at once.
     static thread_local Selection selection;
     std::array<Slot, atOnce> slots;
     for (uint32_t next = 0; next < count && coverage.complete;)
     {
         const auto [table, index] = positionOf(next);
-        const auto piece = std::span(slots).first(std::min(
-            {atOnce, sizeOfTable(table) - index, std::size_t{count} - next}));
-        if (!fetchSlots(piece, table, index))
+        const std::size_t size = std::min(
+            {atOnce, sizeOfTable(table) - index, std::size_t{count} - next});
+        std::span<const Slot> piece(start.slots);
+        if (table != 0)
         {
-            break;
+            if (!fetchSlots(std::span(slots).first(size), table, index))
+            {
+                break;
+            }
+            piece = slots;
         }
-        for (const Slot& slot : piece)
+        for (const Slot& slot : piece.first(size))
         {
             select(slot, next++, query, budget, selection, coverage);
         }
-        readSelected(selection, budget, visitWanted);
+        readSelected(selection, query, budget, visit);
     }
     return coverage;
 }
@@ -291,7 +291,8 @@ void SegmentReader::select(const Slot& slot, uint32_t number,
 
 /** Visits the records of a selection, and empties it. Blocks that stand
  * together are read at once. */
-void SegmentReader::readSelected(Selection& selection, ReadingBudget& budget,
+void SegmentReader::readSelected(Selection& selection, const RecordQuery& query,
+                                 ReadingBudget& budget,
                                  const VisitReadRecord& visit) const
 {
     auto& [candidates, torn] = selection;
@@ -305,12 +306,17 @@ void SegmentReader::readSelected(Selection& selection, ReadingBudget& budget,
     for (std::span<const Candidate> left(candidates); !left.empty();)
     {
         const std::size_t size = sizeOfRun(left);
-        readRun(left.first(size), torn, visit);
+        readRun(left.first(size), query, torn, visit);
         left = left.subspan(size);
     }
     for (const uint32_t slot : torn)
     {
-        readAgain(slot, budget, visit);
+        readAgain(slot, budget, [&](const ReadRecord& record) {
+            if (query.matches(record))
+            {
+                visit(record);
+            }
+        });
     }
     candidates.clear();
     torn.clear();
@@ -340,6 +346,7 @@ std::size_t SegmentReader::sizeOfRun(std::span<const Candidate> candidates)
  *  @param[in,out] torn the slots are added whose blocks are not theirs or not
  *                 whole */
 void SegmentReader::readRun(std::span<const Candidate> run,
+                            const RecordQuery& query,
                             std::vector<uint32_t>& torn,
                             const VisitReadRecord& visit) const
 {
@@ -355,14 +362,15 @@ void SegmentReader::readRun(std::span<const Candidate> run,
     {
         const std::span block(scratch.get() + (beginOf(place) - begin),
                               endOf(place) - beginOf(place));
-        if (const auto record =
-                fetched ? recordIn(block, slot, live) : std::nullopt)
-        {
-            visit(*record);
-        }
-        else
+        const auto record =
+            fetched ? recordIn(block, slot, live) : std::nullopt;
+        if (!record)
         {
             torn.push_back(slot);
+        }
+        else if (query.matches(*record))
+        {
+            visit(*record);
         }
     }
 }
@@ -425,7 +433,7 @@ bool SegmentReader::readAgain(uint32_t slot, ReadingBudget& budget,
 bool SegmentReader::readSlot(uint32_t slot, ReadingBudget& budget,
                              const VisitReadRecord& visit) const
 {
-    return slot < header.slotCount && readAgain(slot, budget, visit);
+    return slot < header().slotCount && readAgain(slot, budget, visit);
 }
 
 } // namespace healthintf::host

@@ -8,6 +8,7 @@
 
 #include <sys/types.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -125,23 +126,23 @@ class SegmentReader
     /** Who the owner says to be. */
     ProcessIdentity owner() const
     {
-        return {.pid = header.pid, .startTime = header.startTime};
+        return {.pid = header().pid, .startTime = header().startTime};
     }
 
     /** Whether its records count only where no other process has any. */
     bool hasPlaceholders() const
     {
-        return header.placeholders != 0;
+        return header().placeholders != 0;
     }
 
     /** Bytes in use, and how many the owner allows itself, as it says. */
     uint64_t usedBytes() const
     {
-        return header.usedBytes;
+        return header().usedBytes;
     }
     uint64_t capacity() const
     {
-        return header.capacity;
+        return header().capacity;
     }
 
     /** Visits the records that are wanted, in no order.
@@ -173,10 +174,20 @@ class SegmentReader
         std::vector<uint32_t> torn;
     };
 
-    SegmentReader(FileDescriptor opened, const SegmentHeader& header,
-                  uid_t user, ino_t inode) :
+    /** The begin of a segment, which is read at once: the header and the first
+     *  table of slots. */
+    struct Begin
+    {
+        SegmentHeader header;
+        std::array<char, firstTable - sizeof(SegmentHeader)> padding;
+        std::array<Slot, slotsOfFirstTable> slots;
+    };
+    static_assert(offsetof(Begin, slots) == firstTable);
+
+    SegmentReader(FileDescriptor opened, const Begin& begin, uid_t user,
+                  ino_t inode) :
         file(std::move(opened)),
-        header(header), userId(user), number(inode)
+        start(begin), userId(user), number(inode)
     {}
 
     bool fetch(void* into, std::size_t size, uint64_t at) const;
@@ -185,17 +196,24 @@ class SegmentReader
     static void select(const Slot& slot, uint32_t number,
                        const RecordQuery& query, ReadingBudget& budget,
                        Selection& selection, Coverage& coverage);
-    void readSelected(Selection& selection, ReadingBudget& budget,
+    void readSelected(Selection& selection, const RecordQuery& query,
+                      ReadingBudget& budget,
                       const VisitReadRecord& visit) const;
     static std::size_t sizeOfRun(std::span<const Candidate> candidates);
-    void readRun(std::span<const Candidate> run, std::vector<uint32_t>& torn,
+    void readRun(std::span<const Candidate> run, const RecordQuery& query,
+                 std::vector<uint32_t>& torn,
                  const VisitReadRecord& visit) const;
     std::optional<Candidate> candidateAt(uint32_t slot) const;
     bool readAgain(uint32_t slot, ReadingBudget& budget,
                    const VisitReadRecord& visit) const;
 
+    const SegmentHeader& header() const
+    {
+        return start.header;
+    }
+
     FileDescriptor file;
-    SegmentHeader header;
+    Begin start;
     uid_t userId;
     ino_t number;
 };
