@@ -1,8 +1,8 @@
 #pragma once
 
 /** @file The fixture of tests that use the host's data cache: one in a folder
- *  of its own. A process opens one data cache in its life, so each test does
- *  its work in children. */
+ *  of its own. A process makes one segment in its life, so each test does its
+ *  work in children. */
 
 #include "child.hpp"
 #include "temporary_folder.hpp"

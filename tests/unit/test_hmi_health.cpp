@@ -12,10 +12,21 @@
 
 /** The platform of these tests has what a platform may have; that of the others
  *  does without. */
-void datacache_healthstatus_whole_paths(bool only)
+long datacache_healthstatus_read(const std::string& path,
+                                 HealthStatus_gen& record)
 {
-    healthintf::test::journal().called("datacache_healthstatus_whole_paths",
-                                       only ? "true" : "false");
+    using namespace healthintf::test;
+    const auto& records = platform().healthRecords;
+    const auto found = records.find(path);
+    const long result =
+        journal().called("datacache_healthstatus_read", "'" + path + "'",
+                         found == records.end() ? 256 : 0);
+    if (result == DataAbstraction::readOk)
+    {
+        record = HealthStatus_gen(
+            std::get<uint32_t>(found->second.at("HealthStatus")));
+    }
+    return result;
 }
 
 namespace health_namespace
@@ -630,12 +641,11 @@ TEST_F(HealthRecords, ExistByTheirWholePath)
     EXPECT_EQ(journal().take(),
               (Lines{"log 7 271 hmi_health.#.CheckHealthStatusExist: Entry "
                      "path:/a/b",
-                     "datacache_healthstatus_whole_paths true",
-                     "HealthStatus.get_map_by_path_prefixes [] ['/a/b']",
-                     "datacache_healthstatus_whole_paths false"}))
+                     "datacache_healthstatus_read '/a/b'"}));
+    EXPECT_FALSE(HealthStatus::CheckHealthStatusExist("/a"))
         << "what is below does not count";
-    EXPECT_FALSE(HealthStatus::CheckHealthStatusExist("/a"));
     EXPECT_FALSE(HealthStatus::CheckHealthStatusExist("/a/b/c"));
+    EXPECT_EQ(journal().count("log 2"), 0) << "it is no failure";
 }
 
 TEST_F(HealthRecords, ExistAboveTheRootWithoutAQuestion)
@@ -649,15 +659,11 @@ TEST_F(HealthRecords, ExistAboveTheRootWithoutAQuestion)
 TEST_F(HealthRecords, DoNotExistWhenTheyCannotBeRead)
 {
     have({"/a"});
-    journal().answer("HealthStatus.get_map_by_path_prefixes", 256);
+    journal().answer("datacache_healthstatus_read", 12);
     EXPECT_FALSE(HealthStatus::CheckHealthStatusExist("/a"));
-    EXPECT_THAT(journal().lines(),
-                testing::ElementsAre(
-                    testing::_, "datacache_healthstatus_whole_paths true",
-                    testing::_,
-                    "log 2 271 hmi_health.#.CheckHealthStatusExist: Error in "
-                    "fetching from data cache 256",
-                    "datacache_healthstatus_whole_paths false"));
+    EXPECT_EQ(journal().lines().back(),
+              "log 2 271 hmi_health.#.CheckHealthStatusExist: Error in "
+              "fetching from data cache 12");
 }
 
 TEST_F(HealthRecords, TellWhichParentsAreMissing)

@@ -82,6 +82,27 @@ TEST_F(FaultEntryCache, ChangesOneProperty)
         0);
 }
 
+TEST_F(FaultEntryCache, KeepsWhetherAFaultIsHiddenWhateverElseChanges)
+{
+    EXPECT_EQ(
+        inChild([] {
+            FaultEntryPropertyMap hidden = properties;
+            hidden["Hidden"] = true;
+            datacache_faultentry_create("/a", hidden);
+            if (!read().at("/a").hidden() ||
+                datacache_faultentry_set_property("/a", "Severity", 2u) != 0 ||
+                !read().at("/a").hidden())
+            {
+                return 1;
+            }
+            datacache_faultentry_set_property("/a", "Hidden", false);
+            return !read().at("/a").hidden() && read().at("/a").severity() == 2
+                       ? 0
+                       : 2;
+        }),
+        0);
+}
+
 TEST_F(FaultEntryCache, RefusesPropertiesThatItDoesNotHave)
 {
     EXPECT_EQ(
@@ -98,8 +119,12 @@ TEST_F(FaultEntryCache, RefusesPropertiesThatItDoesNotHave)
                                EINVAL &&
                            datacache_faultentry_set_property("/a", "Severity",
                                                              "4") == EINVAL &&
+                           datacache_faultentry_set_property("/a", "Hidden",
+                                                             1u) == EINVAL &&
                            datacache_faultentry_set_property("/b", "Hidden",
-                                                             true) == ENOENT
+                                                             true) == ENOENT &&
+                           datacache_faultentry_set_property("/b", "Severity",
+                                                             1u) == ENOENT
                        ? 0
                        : 2;
         }),

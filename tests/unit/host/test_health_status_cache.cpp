@@ -3,7 +3,7 @@
 #include <platform/data_abstraction/health_status.hpp>
 
 #include <cerrno>
-#include <thread>
+#include <string>
 
 namespace
 {
@@ -53,39 +53,58 @@ TEST_F(HealthStatusCache, CreatesChangesAndRemovesARecord)
         0);
 }
 
-TEST_F(HealthStatusCache, ReadsWholePathsOnlyForTheThreadThatSaysSo)
+/** What is read of one path: its health, or the result without one. */
+std::string readOne(const std::string& path)
+{
+    HealthStatus_gen record;
+    const long result = datacache_healthstatus_read(path, record);
+    return result == DataAbstraction::readOk
+               ? std::to_string(record.healthStatus())
+               : "result " + std::to_string(result);
+}
+
+TEST_F(HealthStatusCache, ReadsTheRecordOfOneWholePath)
 {
     EXPECT_EQ(inChild([] {
-                  datacache_healthstatus_create("/a", {});
-                  datacache_healthstatus_create("/a/b", {});
-                  const auto readsAll = [] {
-                      return read({"/a"}) == Map{{"/a", 0}, {"/a/b", 0}};
-                  };
-                  datacache_healthstatus_whole_paths(true);
-                  const bool whole =
-                      read({"/a"}) == Map{{"/a", 0}} && read({"/a/"}).empty();
-                  bool otherReadsAll = false;
-                  std::thread([&] {
-                      otherReadsAll = readsAll();
-                  }).join();
-                  datacache_healthstatus_whole_paths(false);
-                  return whole && otherReadsAll && readsAll() ? 0 : 1;
+                  datacache_healthstatus_create("/a", {{"HealthStatus", 2u}});
+                  datacache_healthstatus_create("/a/b", {{"HealthStatus", 3u}});
+                  const std::string none =
+                      "result " +
+                      std::to_string(DataAbstraction::readNoRecords);
+                  return readOne("/a") == "2" && readOne("/a/b") == "3" &&
+                                 readOne("/") == none &&
+                                 readOne("/a/") == none && readOne("") == none
+                             ? 0
+                             : 1;
               }),
               0);
 }
 
-TEST_F(HealthStatusCache, KnowsNoWholePathsWithoutARecord)
+TEST_F(HealthStatusCache, HasNoRecordOfAPathWithoutAnyRecord)
 {
-    EXPECT_EQ(
-        inChild([] {
-            datacache_healthstatus_whole_paths(true);
-            std::map<std::string, HealthStatus_gen> records;
-            return DataAbstraction::HealthStatus::get_map_by_path_prefixes(
-                       {}, {"/a"}, records) == DataAbstraction::readNoRecords
-                       ? 0
-                       : 1;
-        }),
-        0);
+    EXPECT_EQ(inChild([] {
+                  HealthStatus_gen record(4);
+                  return datacache_healthstatus_read("/a", record) ==
+                                     DataAbstraction::readNoRecords &&
+                                 record.healthStatus() == 4
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+TEST_F(HealthStatusCache, SaysWhenAPathCannotBeRead)
+{
+    folder.write("datacache", "no folder");
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [] {
+                      HealthStatus_gen record;
+                      return static_cast<int>(
+                          datacache_healthstatus_read("/a", record));
+                  },
+                  &errors),
+              ENOTDIR);
 }
 
 TEST_F(HealthStatusCache, StartsARecordAtNone)

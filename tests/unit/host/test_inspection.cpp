@@ -1,9 +1,8 @@
-#include "cache_test.hpp"
 #include "inspection.hpp"
-
-#include <platform/data_abstraction/health_status.hpp>
+#include "temporary_folder.hpp"
 
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <string>
@@ -13,7 +12,6 @@ namespace healthintf::host
 namespace
 {
 
-using test::Child;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -26,7 +24,7 @@ constexpr const char* registry =
             "Odd": {"Message": "It is odd.", "MessageSeverity": "Blue",
                     "NumberOfArgs": 0}}})";
 
-class Inspection : public test::CacheTest
+class Inspection : public testing::Test
 {
   protected:
     Inspection()
@@ -36,6 +34,8 @@ class Inspection : public test::CacheTest
         setenv("HEALTHINTF_REGISTRY_PATH", folders.c_str(), 1);
         setenv("HEALTHINTF_EVENT_PATH", folders.c_str(), 1);
     }
+
+    test::TemporaryFolder folder;
 };
 
 TEST_F(Inspection, FindsNoFilesInFoldersThatAreNotThere)
@@ -67,26 +67,6 @@ TEST_F(Inspection, ReadsFilesAnewEachTime)
     EXPECT_EQ(inspectRegistries().usable, 0);
     folder.write("a/fan.json", registry);
     EXPECT_EQ(inspectRegistries().usable, 1);
-}
-
-TEST_F(Inspection, MeasuresWhatTheCacheHolds)
-{
-    Child child([](const Child::Parent&) {
-        CacheSpace before;
-        CacheSpace after;
-        const int first = measureCache(before);
-        for (int i = 0; i < 1000; ++i)
-        {
-            datacache_healthstatus_create("/node" + std::to_string(i),
-                                          {{"HealthStatus", 3u}});
-        }
-        const int second = measureCache(after);
-        const bool grown = after.usedBytes > before.usedBytes &&
-                           after.usedBytes < after.capacity;
-        const bool readers = after.readers >= 1 && after.maxReaders == 512;
-        return first == 0 && second == 0 && grown && readers ? 0 : 1;
-    });
-    EXPECT_EQ(child.wait(), 0);
 }
 
 } // namespace

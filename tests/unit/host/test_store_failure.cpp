@@ -1,4 +1,3 @@
-#include "storage/lmdb.hpp"
 #include "storage/store_failure.hpp"
 
 #include <gtest/gtest.h>
@@ -14,7 +13,6 @@ namespace
 
 TEST(StoreFailure, HasTheNumberOfItsCause)
 {
-    EXPECT_EQ(codeOf(LmdbError("x", MDB_MAP_FULL)), MDB_MAP_FULL);
     EXPECT_EQ(codeOf(std::system_error(EROFS, std::generic_category())), EROFS);
     EXPECT_EQ(codeOf(std::bad_alloc()), ENOMEM);
     EXPECT_EQ(codeOf(std::runtime_error("x")), EIO);

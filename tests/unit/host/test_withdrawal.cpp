@@ -5,6 +5,10 @@
 #include <platform/data_abstraction/fault_entry.hpp>
 #include <platform/data_abstraction/health_status.hpp>
 
+#include <filesystem>
+#include <map>
+#include <set>
+
 namespace healthintf::host
 {
 namespace
@@ -37,77 +41,81 @@ class Withdrawal : public test::CacheTest
         return {pid, std::stoull(daemon.hear())};
     }
 
-    static std::size_t count(RecordKind kind)
+    /** The paths that are read of a kind. */
+    static std::vector<std::string> paths(RecordKind kind)
     {
-        std::size_t found = 0;
-        readRecords(kind, {}, [&](std::string_view, const StoredRecord&) {
-            ++found;
-        });
-        return found;
+        std::map<std::string, uint32_t> found;
+        readRecordsInto(found, RecordQuery::below(kind, {}),
+                        [](const ReadRecord& record, const ProcessIdentity&) {
+                            return record.live;
+                        });
+        std::vector<std::string> all;
+        for (const auto& [path, live] : found)
+        {
+            all.push_back(path);
+        }
+        return all;
+    }
+
+    /** The files in the data cache's folder. */
+    std::ptrdiff_t files() const
+    {
+        return std::distance(std::filesystem::directory_iterator(cacheFolder()),
+                             std::filesystem::directory_iterator());
     }
 };
 
 using Keys = std::vector<std::string>;
 
-TEST_F(Withdrawal, KnowsTheOwnersOfHealthRecords)
-{
-    Child first = daemon("/a");
-    Child second = daemon("/b");
-    const std::set<ProcessIdentity> expected{identityOf(first),
-                                             identityOf(second)};
-    EXPECT_EQ(inChild([&expected] {
-                  std::set<ProcessIdentity> owners{{1, 1}};
-                  return listOwners(owners) == 0 && owners == expected ? 0 : 1;
-              }),
-              0);
-}
-
-TEST_F(Withdrawal, KnowsWhoHasNothingButFaults)
-{
-    Child first = daemon("/a");
-    const ProcessIdentity owner = identityOf(first);
-    EXPECT_EQ(inChild([&owner] {
-                  datacache_healthstatus_create("/a", {});
-                  datacache_healthstatus_create("/a/sub", {});
-                  std::set<ProcessIdentity> owners;
-                  return listOwners(owners) == 0 && owners.contains(owner) ? 0
-                                                                           : 1;
-              }),
-              0);
-}
-
-TEST_F(Withdrawal, KnowsNoOwnersOfNoRecords)
-{
-    EXPECT_EQ(inChild([] {
-                  std::set<ProcessIdentity> owners{{1, 1}};
-                  return listOwners(owners) == 0 && owners.empty() ? 0 : 1;
-              }),
-              0);
-}
-
-TEST_F(Withdrawal, RemovesWhatADeadProcessLeftAndNothingElse)
+TEST_F(Withdrawal, FindsWhatADeadProcessLeftAndNothingElse)
 {
     Child living = daemon("/a");
     identityOf(living);
     Child dead = daemon("/b");
     const ProcessIdentity owner = identityOf(dead);
     dead.kill();
-    EXPECT_EQ(inChild([&owner] {
-                  Keys keys{"before"};
-                  return withdrawRecords(owner, keys) == 0 &&
-                                 keys == Keys{"/b", "/b/sub"} &&
-                                 count(RecordKind::healthStatus) == 2 &&
-                                 count(RecordKind::faultEntry) == 1
+    EXPECT_EQ(inChild([&] {
+                  const auto left = removeTheDead();
+                  std::set<std::string> keys;
+                  for (const LeftNode& node : left)
+                  {
+                      keys.insert(node.owner == owner ? node.key : "not its");
+                  }
+                  return left.size() == 2 &&
+                                 keys ==
+                                     std::set<std::string>{"/b", "/b/sub"} &&
+                                 removeTheDead().empty()
                              ? 0
                              : 1;
               }),
               0);
+    EXPECT_EQ(files(), 1);
+}
+
+TEST_F(Withdrawal, IsNotNeededForRecordsToBeGone)
+{
+    Child living = daemon("/a");
+    identityOf(living);
+    Child dead = daemon("/b");
+    identityOf(dead);
+    dead.kill();
+    EXPECT_EQ(inChild([] {
+                  return paths(RecordKind::healthStatus) ==
+                                     Keys{"/a", "/a/sub"} &&
+                                 paths(RecordKind::faultEntry) ==
+                                     Keys{"/a/entry/1"} &&
+                                 !findHealthRecord("/b")
+                             ? 0
+                             : 1;
+              }),
+              0);
+    EXPECT_EQ(files(), 2);
 }
 
 TEST_F(Withdrawal, LeavesAKeyThatAnotherTookOver)
 {
     Child dead = daemon("/a");
-    const ProcessIdentity owner = identityOf(dead);
+    identityOf(dead);
     Child successor([](const Child::Parent& parent) {
         datacache_healthstatus_create("/a", {{"HealthStatus", 4u}});
         parent.tell("there");
@@ -116,25 +124,68 @@ TEST_F(Withdrawal, LeavesAKeyThatAnotherTookOver)
     });
     successor.hear();
     dead.kill();
-    EXPECT_EQ(inChild([&owner] {
-                  Keys keys;
-                  withdrawRecords(owner, keys);
+    EXPECT_EQ(inChild([] {
+                  const bool left = removeTheDead().size() == 2;
                   const auto record = findHealthRecord("/a");
-                  return keys == Keys{"/a/sub"} && record && record->health == 4
+                  return left && record && record->health == 4 ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(Withdrawal, HasNothingToRemoveWithoutADataCache)
+{
+    EXPECT_EQ(inChild([this] {
+                  return removeTheDead().empty() &&
+                                 !std::filesystem::exists(cacheFolder())
                              ? 0
                              : 1;
               }),
               0);
 }
 
-TEST_F(Withdrawal, HasNothingToRemoveOfAStranger)
+TEST_F(Withdrawal, SaysWhenTheDataCacheCannotBeRead)
 {
-    EXPECT_EQ(
-        inChild([] {
-            Keys keys{"before"};
-            return withdrawRecords({1, 1}, keys) == 0 && keys.empty() ? 0 : 1;
-        }),
-        0);
+    folder.write("datacache", "no folder");
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [] {
+                      return removeTheDead().empty() ? 0 : 1;
+                  },
+                  &errors),
+              0);
+    EXPECT_NE(errors.find("data cache"), std::string::npos);
+}
+
+TEST_F(Withdrawal, LetsTheRecordsOfDaemonsCount)
+{
+    Child daemons = daemon("/a");
+    const ProcessIdentity owner = identityOf(daemons);
+    EXPECT_EQ(inChild([&owner] {
+                  giveWayToOthers();
+                  datacache_healthstatus_create("/a", {{"HealthStatus", 1u}});
+                  datacache_healthstatus_create("/c", {{"HealthStatus", 1u}});
+                  const auto theirs = findHealthRecord("/a");
+                  const auto own = findHealthRecord("/c");
+                  return theirs && theirs->owner == owner &&
+                                 theirs->health == 3 && own &&
+                                 own->owner == ProcessIdentity::self()
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+TEST_F(Withdrawal, GivesWayAlsoWithRecordsThatAreThereAlready)
+{
+    Child daemons = daemon("/a");
+    identityOf(daemons);
+    EXPECT_EQ(inChild([] {
+                  datacache_healthstatus_create("/a", {{"HealthStatus", 1u}});
+                  const bool before = findHealthRecord("/a")->health == 1;
+                  giveWayToOthers();
+                  return before && findHealthRecord("/a")->health == 3 ? 0 : 1;
+              }),
+              0);
 }
 
 TEST_F(Withdrawal, FindsAHealthRecordByItsWholeKey)

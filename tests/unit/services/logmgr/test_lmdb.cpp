@@ -84,7 +84,7 @@ TEST_F(Lmdb, NamesTheCallThatFailedAndItsCode)
     }
     catch (const LmdbError& e)
     {
-        EXPECT_EQ(e.code(), EACCES);
+        EXPECT_EQ(e.code().value(), EACCES);
         EXPECT_STREQ(e.what(), "put: Permission denied");
     }
 }

@@ -37,7 +37,7 @@ class LogMirror : public test::CacheTest
     {
         return inChild(
             [&] {
-                SelStore store(folder.path() / "sel");
+                SelStore store(folder.path() / "state");
                 EventLog log(store, {3, Overflow::wrap}, [] {
                     return 1;
                 });
@@ -76,14 +76,14 @@ TEST_F(LogMirror, FollowsAdditionsAndClearing)
 
 TEST_F(LogMirror, MakesUpForWhatFailed)
 {
-    folder.write("datacache", "no folder");
+    const auto blocked = folder.write("sel", "no folder");
     std::string errors;
     EXPECT_EQ(withLog(
-                  [this](EventLog& log) {
+                  [&blocked](EventLog& log) {
                       Mirror mirror(log);
                       mirror.follow(log.add(sampleEvent()));
                       mirror.follow(log.add(sampleEvent()));
-                      std::filesystem::remove(cacheFolder());
+                      std::filesystem::remove(blocked);
                       mirror.follow(log.add(sampleEvent()));
                       const bool made = mirrored() == Ids{1, 2, 3};
                       mirror.follow(log.add(sampleEvent()));

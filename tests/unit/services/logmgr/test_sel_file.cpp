@@ -29,18 +29,16 @@ class LogFile : public testing::Test
     /** Puts so much into the file that it has pages beyond its head. */
     void fill() const
     {
-        const EnvironmentPtr environment =
-            openLogFile(folder.path(), mapSize);
-        Transaction transaction(environment.get(),
-                                      Transaction::Kind::write);
+        const EnvironmentPtr environment = openLogFile(folder.path(), mapSize);
+        Transaction transaction(environment.get(), Transaction::Kind::write);
         MDB_dbi table = 0;
         checkLmdb("mdb_dbi_open",
-                        mdb_dbi_open(transaction.get(), nullptr, 0, &table));
+                  mdb_dbi_open(transaction.get(), nullptr, 0, &table));
         std::string bytes(100000, 'x');
         MDB_val key{3, bytes.data()};
         MDB_val value{bytes.size(), bytes.data()};
         checkLmdb("mdb_put",
-                        mdb_put(transaction.get(), table, &key, &value, 0));
+                  mdb_put(transaction.get(), table, &key, &value, 0));
         transaction.commit();
     }
 
@@ -106,8 +104,7 @@ TEST_F(LogFile, GetsBlocksWithoutLosingWhatItHolds)
 {
     fill();
     {
-        const EnvironmentPtr environment =
-            openLogFile(folder.path(), mapSize);
+        const EnvironmentPtr environment = openLogFile(folder.path(), mapSize);
         allocateLogFile(environment.get(), 1UL << 20, folder.path());
     }
     EXPECT_EQ(fs::file_size(file()), 1UL << 20);

@@ -31,13 +31,11 @@ using testing::IsEmpty;
 template <typename Work>
 void tamper(const fs::path& folder, Work&& work)
 {
-    const EnvironmentPtr environment =
-        openLogFile(folder, SelStore::mapSize);
-    Transaction transaction(environment.get(),
-                                  Transaction::Kind::write);
+    const EnvironmentPtr environment = openLogFile(folder, SelStore::mapSize);
+    Transaction transaction(environment.get(), Transaction::Kind::write);
     MDB_dbi table = 0;
     checkLmdb("mdb_dbi_open",
-                    mdb_dbi_open(transaction.get(), nullptr, 0, &table));
+              mdb_dbi_open(transaction.get(), nullptr, 0, &table));
     work(transaction.get(), table);
     transaction.commit();
 }
@@ -49,8 +47,7 @@ void tamperWith(const fs::path& folder, std::string key,
         MDB_val k{key.size(), key.data()};
         if (!value)
         {
-            checkLmdb("mdb_del",
-                            mdb_del(transaction, table, &k, nullptr));
+            checkLmdb("mdb_del", mdb_del(transaction, table, &k, nullptr));
             return;
         }
         MDB_val v{value->size(), value->data()};

@@ -109,11 +109,20 @@ TEST(HealthFamilies, LeaveEvictionsOutWhileTheyDoNotCount)
 TEST(HealthFamilies, HaveTheFillOfTheDataCache)
 {
     Snapshot snapshot;
-    snapshot.fill = host::CacheFill{12288, 268435456};
+    snapshot.space = host::CacheSpace{.segments = 2,
+                                      .usedBytes = 20000,
+                                      .fullestUsedBytes = 12288,
+                                      .fullestCapacity = 268435456,
+                                      .fullest = {}};
     const Lines lines = samplesOf(snapshot);
-    EXPECT_THAT(lines, Contains("healthintf_data_cache_used_bytes 12288"));
-    EXPECT_THAT(lines,
-                Contains("healthintf_data_cache_capacity_bytes 268435456"));
+    for (const char* line :
+         {"healthintf_data_cache_processes 2",
+          "healthintf_data_cache_used_bytes 20000",
+          "healthintf_data_cache_fullest_used_bytes 12288",
+          "healthintf_data_cache_fullest_capacity_bytes 268435456"})
+    {
+        EXPECT_THAT(lines, Contains(line));
+    }
 }
 
 TEST(HealthFamilies, HaveWhatTheLogManagerSays)

@@ -17,10 +17,11 @@ CacheState cacheInUse()
             .there = true,
             .usable = true,
             .inUse = true,
-            .space = host::CacheSpace{.usedBytes = 3 << 20,
-                                      .capacity = 100 << 20,
-                                      .readers = 4,
-                                      .maxReaders = 500},
+            .space = host::CacheSpace{.segments = 5,
+                                      .usedBytes = 7 << 20,
+                                      .fullestUsedBytes = 3 << 20,
+                                      .fullestCapacity = 100 << 20,
+                                      .fullest = {.pid = 12, .startTime = 1}},
             .freeBytes = 100UL << 20};
 }
 
@@ -37,24 +38,24 @@ StateFolder goodState()
 TEST(FileFindings, FindNothingWrongWithACacheInUse)
 {
     const Findings findings = findingsOf(cacheInUse());
-    ASSERT_THAT(findings, SizeIs(3));
+    ASSERT_THAT(findings, SizeIs(2));
     for (const Finding& finding : findings)
     {
         EXPECT_EQ(finding.grade, Grade::ok) << finding.text;
     }
-    EXPECT_THAT(findings[1].text, HasSubstr("3 MiB of 100 MiB"));
-    EXPECT_THAT(findings[2].text, HasSubstr("4 of 500"));
+    EXPECT_EQ(findings[1].text,
+              "5 processes have 7 MiB of records; the fullest, process 12, "
+              "uses 3 MiB of 100 MiB");
 }
 
 TEST(FileFindings, WarnBeforeTheCacheIsFull)
 {
     CacheState cache = cacheInUse();
-    cache.space->usedBytes = 80 << 20;
-    cache.space->readers = 400;
+    cache.space->fullestUsedBytes = 80 << 20;
     const Findings findings = findingsOf(cache);
     EXPECT_EQ(findings[1].grade, Grade::warning);
+    EXPECT_THAT(findings[1].remedy, HasSubstr("process 12"));
     EXPECT_THAT(findings[1].remedy, HasSubstr("HEALTHINTF_CACHE_MIB"));
-    EXPECT_EQ(findings[2].grade, Grade::warning);
 }
 
 TEST(FileFindings, WarnOfAFilesystemInWhichTheCacheCannotGrow)
@@ -62,11 +63,11 @@ TEST(FileFindings, WarnOfAFilesystemInWhichTheCacheCannotGrow)
     CacheState cache = cacheInUse();
     cache.freeBytes = 100UL << 10;
     const Findings findings = findingsOf(cache);
-    ASSERT_THAT(findings, SizeIs(4));
-    EXPECT_EQ(findings[3].check, "cache.filesystem");
-    EXPECT_EQ(findings[3].grade, Grade::warning);
-    EXPECT_THAT(findings[3].text, HasSubstr("/run/cache has only 100 KiB"));
-    EXPECT_THAT(findings[3].remedy, HasSubstr("HEALTHINTF_RUNTIME_DIR"));
+    ASSERT_THAT(findings, SizeIs(3));
+    EXPECT_EQ(findings[2].check, "cache.filesystem");
+    EXPECT_EQ(findings[2].grade, Grade::warning);
+    EXPECT_THAT(findings[2].text, HasSubstr("/run/cache has only 100 KiB"));
+    EXPECT_THAT(findings[2].remedy, HasSubstr("HEALTHINTF_RUNTIME_DIR"));
 }
 
 TEST(FileFindings, TellWhyThereIsNoCacheToLookInto)

@@ -1,0 +1,167 @@
+#include "cache_test.hpp"
+#include "data_cache/cache_space.hpp"
+#include "directories.hpp"
+
+#include <platform/data_abstraction/fault_entry.hpp>
+#include <platform/data_abstraction/health_status.hpp>
+
+#include <filesystem>
+#include <string>
+
+namespace healthintf::host
+{
+namespace
+{
+
+using test::Child;
+using test::inChild;
+
+class CacheSpaceTest : public test::CacheTest
+{
+  protected:
+    /** A process that has records, and lives. */
+    static Child user(const std::string& path = "/a", std::size_t text = 0)
+    {
+        return Child([path, text](const Child::Parent& parent) {
+            datacache_faultentry_create(path,
+                                        {{"Message", std::string(text, 'x')}});
+            parent.tell("ready");
+            Child::Parent::waitForever();
+            return 0;
+        });
+    }
+};
+
+TEST_F(CacheSpaceTest, FindsNoneAndMakesNone)
+{
+    EXPECT_EQ(dataCacheFolder(), cacheFolder());
+    EXPECT_EQ(cacheUse(cacheFolder()), CacheUse::unused);
+    EXPECT_EQ(measureCache()->segments, 0U);
+    EXPECT_FALSE(std::filesystem::exists(cacheFolder()));
+}
+
+TEST_F(CacheSpaceTest, FindsAUserAsLongAsItLives)
+{
+    Child first = user();
+    first.hear();
+    EXPECT_EQ(cacheUse(cacheFolder()), CacheUse::open);
+    EXPECT_EQ(measureCache()->segments, 1U);
+    first.kill();
+    EXPECT_EQ(cacheUse(cacheFolder()), CacheUse::unused);
+    EXPECT_EQ(measureCache()->segments, 0U);
+}
+
+TEST_F(CacheSpaceTest, FindsAUserForWhomMayOnlyRead)
+{
+    Child first = user();
+    first.hear();
+    std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+    EXPECT_EQ(inChild([this] {
+                  test::leaveRoot();
+                  return static_cast<int>(cacheUse(cacheFolder()));
+              }),
+              static_cast<int>(CacheUse::open));
+}
+
+TEST_F(CacheSpaceTest, ForbidsWhoMayNotEvenLook)
+{
+    Child first = user();
+    first.hear();
+    std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+    std::filesystem::permissions(cacheFolder(), std::filesystem::perms::none);
+    EXPECT_EQ(inChild([this] {
+                  test::leaveRoot();
+                  return static_cast<int>(cacheUse(cacheFolder()));
+              }),
+              static_cast<int>(CacheUse::forbidden));
+    EXPECT_EQ(cacheUse(folder.write("file", "")), CacheUse::forbidden);
+}
+
+TEST_F(CacheSpaceTest, IsNearlyNothingOfTheUsualCapacityAtFirst)
+{
+    Child first = user();
+    first.hear();
+    const CacheSpace space = *measureCache();
+    EXPECT_EQ(space.fullestCapacity,
+              sizeof(void*) > 4 ? 256U << 20 : 64U << 20);
+    EXPECT_GT(space.usedBytes, 0U);
+    EXPECT_LT(space.usedBytes, 16384U);
+    EXPECT_EQ(space.fullest, ProcessIdentity::of(first.pid()));
+}
+
+TEST_F(CacheSpaceTest, GrowsByWhatIsPutAndShrinksByWhatIsRemoved)
+{
+    EXPECT_EQ(inChild([] {
+                  constexpr std::size_t size = 100'000;
+                  datacache_faultentry_create("/a", {});
+                  const uint64_t before = measureCache()->usedBytes;
+                  datacache_faultentry_create(
+                      "/b", {{"Message", std::string(size, 'x')}});
+                  const uint64_t grown = measureCache()->usedBytes - before;
+                  datacache_faultentry_remove("/b");
+                  return grown >= size && grown < 2 * size &&
+                                 measureCache()->usedBytes == before
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+TEST_F(CacheSpaceTest, IsTheSumOfAllAndNamesTheFullest)
+{
+    Child small = user("/a");
+    Child large = user("/b", 50'000);
+    Child smallToo = user("/c");
+    for (Child* each : {&small, &large, &smallToo})
+    {
+        each->hear();
+    }
+    const CacheSpace space = *measureCache();
+    EXPECT_EQ(space.segments, 3U);
+    EXPECT_EQ(space.fullest, ProcessIdentity::of(large.pid()));
+    EXPECT_GT(space.fullestUsedBytes, 50'000U);
+    EXPECT_GT(space.usedBytes, space.fullestUsedBytes);
+    EXPECT_LT(space.usedBytes, space.fullestUsedBytes + 32'768);
+}
+
+TEST_F(CacheSpaceTest, ReachesTheCapacityWhereRecordsAreRefused)
+{
+    setenv("HEALTHINTF_CACHE_MIB", "1", 1);
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [] {
+                      int number = 0;
+                      while (datacache_faultentry_create(
+                                 "/fill/" + std::to_string(number),
+                                 {{"Message", std::string(2000, 'x')}}) == 0)
+                      {
+                          ++number;
+                      }
+                      const CacheSpace space = *measureCache();
+                      return space.fullestCapacity == 1U << 20 &&
+                                     space.fullestUsedBytes >
+                                         space.fullestCapacity / 10 * 9 &&
+                                     space.fullestUsedBytes <=
+                                         space.fullestCapacity
+                                 ? 0
+                                 : 1;
+                  },
+                  &errors),
+              0);
+}
+
+TEST_F(CacheSpaceTest, IsNotToldOfACacheThatCannotBeRead)
+{
+    folder.write("datacache", "no folder");
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [] {
+                      return measureCache() ? 1 : 0;
+                  },
+                  &errors),
+              0);
+    EXPECT_NE(errors.find("data cache"), std::string::npos);
+}
+
+} // namespace
+} // namespace healthintf::host

@@ -1,0 +1,108 @@
+#include "cache_test.hpp"
+#include "segment_watch.hpp"
+
+#include <platform/data_abstraction/health_status.hpp>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <system_error>
+
+namespace healthintf::healthmgr
+{
+namespace
+{
+
+using test::Child;
+
+class WatchedSegments : public test::CacheTest
+{
+  protected:
+    /** A process with a segment, that lives until it is told otherwise. */
+    static std::unique_ptr<Child> reporter(const std::function<void()>& then)
+    {
+        auto child =
+            std::make_unique<Child>([then](const Child::Parent& parent) {
+                datacache_healthstatus_create("/a", {{"HealthStatus", 3u}});
+                parent.tell("here");
+                then();
+                return 0;
+            });
+        EXPECT_EQ(child->hear(), "here");
+        return child;
+    }
+
+    /** How often the watch tells of what has happened until now. */
+    int toldSoFar()
+    {
+        // The kernel tells at once, so nothing has to be waited for.
+        while (sd_event_run(loop.get(), 0) > 0)
+        {}
+        return changes;
+    }
+
+    services::EventLoop loop;
+    int changes = 0;
+    SegmentWatch watch{loop, cacheFolder(), [this] {
+                           ++changes;
+                       }};
+};
+
+TEST_F(WatchedSegments, HaveTheirFolderMade)
+{
+    EXPECT_TRUE(std::filesystem::is_directory(cacheFolder()));
+}
+
+TEST_F(WatchedSegments, AreToldOfWhenTheirOwnerIsKilled)
+{
+    const auto owner = reporter([] {
+        Child::Parent::waitForever();
+    });
+    EXPECT_EQ(toldSoFar(), 0);
+    owner->kill();
+    EXPECT_EQ(toldSoFar(), 1);
+}
+
+TEST_F(WatchedSegments, AreToldOfWhenTheirOwnerExits)
+{
+    const auto owner = reporter([] {});
+    EXPECT_EQ(owner->wait(), 0);
+    EXPECT_EQ(toldSoFar(), 1);
+}
+
+TEST_F(WatchedSegments, AreToldOfOnceForSeveralOwners)
+{
+    const auto wait = [] {
+        Child::Parent::waitForever();
+    };
+    const auto one = reporter(wait);
+    const auto other = reporter(wait);
+    one->kill();
+    other->kill();
+    EXPECT_EQ(toldSoFar(), 1);
+}
+
+TEST_F(WatchedSegments, AreNotToldOfWhenOthersOnlyRead)
+{
+    const auto owner = reporter([] {
+        Child::Parent::waitForever();
+    });
+    EXPECT_EQ(test::inChild([] {
+                  std::map<std::string, HealthStatus_gen> found;
+                  DataAbstraction::HealthStatus::get_map_by_path_prefixes(
+                      {}, {}, found);
+                  return found.size() == 1 ? 0 : 1;
+              }),
+              0);
+    EXPECT_EQ(toldSoFar(), 0);
+}
+
+TEST_F(WatchedSegments, AreRefusedInWhatIsNoFolder)
+{
+    const auto file = folder.write("file", "");
+    EXPECT_THROW(SegmentWatch(loop, file, [] {}), std::system_error);
+    EXPECT_THROW(SegmentWatch(loop, file / "below", [] {}), std::system_error);
+}
+
+} // namespace
+} // namespace healthintf::healthmgr
