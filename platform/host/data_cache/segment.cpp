@@ -410,21 +410,41 @@ void Segment::allocate(std::size_t size)
     allocated = wanted;
 }
 
+/** Takes a free block, or space that was never used, or else a larger block
+ *  than is needed.
+ *
+ *  @throws as extend() */
 Place Segment::takeBlock(std::size_t size)
 {
     Place place;
     place.units = static_cast<uint16_t>(unitsFor(size));
     // Made here, so that giving a block back needs no memory.
-    uint32_t& first = freeBlocks[place.units];
-    const std::size_t bytes = std::size_t{place.units} * blockUnit;
-    if (first == 0)
+    auto list = freeBlocks.try_emplace(place.units).first;
+    if (list->second == 0)
     {
-        place.unit = static_cast<uint32_t>(extend(bytes) / blockUnit);
-        return place;
+        try
+        {
+            const std::size_t at = extend(place.units * blockUnit);
+            place.unit = static_cast<uint32_t>(at / blockUnit);
+            return place;
+        }
+        catch (const std::system_error&)
+        {
+            const auto hasBlock = [](const auto& each) {
+                return each.second != 0;
+            };
+            list = std::find_if(list, freeBlocks.end(), hasBlock);
+            if (list == freeBlocks.end())
+            {
+                throw;
+            }
+        }
     }
-    place.unit = first;
+    auto& [units, first] = *list;
+    place = {.unit = first, .units = units, .tag = 0};
     std::memcpy(&first, blockAt(place), sizeof(first));
-    store(header().usedBytes, header().usedBytes + bytes);
+    store(header().usedBytes,
+          header().usedBytes + std::size_t{units} * blockUnit);
     return place;
 }
 
