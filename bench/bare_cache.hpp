@@ -1,25 +1,32 @@
 #pragma once
 
-/** @file The records of the host's data cache, read by bare calls of LMDB: the
- *  floor that queries are measured against. */
+/** @file The records of the host's data cache, read by bare system calls and
+ *  taken apart without any other work: the floor that queries are measured
+ *  against. */
 
-#include <lmdb.h>
+#include "data_cache/segment_format.hpp"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace healthintf::bench
 {
 
-inline void check(int result, const char* call)
+inline void require(bool done, const char* what)
 {
-    if (result != MDB_SUCCESS)
+    if (!done)
     {
-        std::fprintf(stderr, "%s: %s\n", call, mdb_strerror(result));
+        std::perror(what);
         std::exit(1);
     }
 }
@@ -39,67 +46,75 @@ inline void take(const char*& at, std::string& text)
     at += size;
 }
 
-/** The data cache in a folder, open for reading. */
-class BareCache
+/** Calls @p visit with the path, the payload and the live value of a slot's
+ *  record. */
+template <typename Visit>
+void readSlot(const char* segment, const host::Slot& slot, Visit&& visit)
 {
-  public:
-    explicit BareCache(const char* folder)
+    host::Place place;
+    host::LiveValue live;
+    if (slot.place == 0 || !host::decodePlace(slot.place, place) ||
+        !host::decodeLive(slot.live, live))
     {
-        MDB_txn* transaction = nullptr;
-        check(mdb_env_create(&environment), "mdb_env_create");
-        check(mdb_env_open(environment, folder, MDB_RDONLY, 0), "mdb_env_open");
-        check(mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction),
-              "mdb_txn_begin");
-        check(mdb_dbi_open(transaction, nullptr, 0, &table), "mdb_dbi_open");
-        check(mdb_txn_commit(transaction), "mdb_txn_commit");
+        return;
     }
-
-    ~BareCache()
+    host::BlockHeader header{};
+    const char* at = segment + std::size_t{place.unit} * host::blockUnit;
+    std::memcpy(&header, at, sizeof(header));
+    at += sizeof(header);
+    const std::string_view path(at, header.pathSize);
+    const std::string_view payload(at + header.pathSize, header.payloadSize);
+    if (header.checksum == host::checksumOf(header, path, payload))
     {
-        mdb_env_close(environment);
+        visit(path, payload.data(), live.value);
     }
+}
 
-    BareCache(const BareCache&) = delete;
-    BareCache& operator=(const BareCache&) = delete;
+/** The content of a file, in memory of its own. */
+inline std::vector<char> contentOf(int folder, const char* name)
+{
+    const int file = openat(folder, name, O_RDONLY | O_CLOEXEC);
+    require(file >= 0, name);
+    host::SegmentHeader header{};
+    require(pread(file, &header, sizeof(header), 0) == sizeof(header), name);
+    std::vector<char> content(lseek(file, 0, SEEK_END));
+    const auto size = static_cast<ssize_t>(content.size());
+    require(pread(file, content.data(), content.size(), 0) == size, name);
+    close(file);
+    return content;
+}
 
-    /** Reads the records whose keys begin with @p start, which is the letter
-     *  of their kind and a part of their paths.
-     *
-     *  @param[in] visit called with each path and the record's bytes, without
-     *             the process that it belongs to */
-    template <typename Visit>
-    void scan(const std::string& start, Visit&& visit) const
+/** Calls @p visit for each record of a file. */
+template <typename Visit>
+void readSegment(int folder, const char* name, Visit&& visit)
+{
+    const std::vector<char> content = contentOf(folder, name);
+    const auto& header =
+        *reinterpret_cast<const host::SegmentHeader*>(content.data());
+    for (uint32_t number = 0; number < header.slotCount; ++number)
     {
-        // A process's id and its start time.
-        constexpr std::size_t ownerSize = sizeof(uint32_t) + sizeof(uint64_t);
+        const auto [table, index] = host::positionOf(number);
+        readSlot(content.data(),
+                 reinterpret_cast<const host::Slot*>(
+                     content.data() + header.tables[table])[index],
+                 visit);
+    }
+}
 
-        MDB_txn* transaction = nullptr;
-        MDB_cursor* cursor = nullptr;
-        check(mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction),
-              "mdb_txn_begin");
-        check(mdb_cursor_open(transaction, table, &cursor), "mdb_cursor_open");
-        MDB_val key{start.size(), const_cast<char*>(start.data())};
-        MDB_val value{};
-        int found = mdb_cursor_get(cursor, &key, &value, MDB_SET_RANGE);
-        for (; found == MDB_SUCCESS;
-             found = mdb_cursor_get(cursor, &key, &value, MDB_NEXT))
+/** Calls @p visit for each record of the segments in a folder. */
+template <typename Visit>
+void readFolder(const char* path, Visit&& visit)
+{
+    DIR* folder = opendir(path);
+    require(folder != nullptr, path);
+    while (const dirent* entry = readdir(folder))
+    {
+        if (entry->d_name[0] != '.')
         {
-            const std::string_view path(static_cast<const char*>(key.mv_data),
-                                        key.mv_size);
-            if (!path.starts_with(start))
-            {
-                break;
-            }
-            visit(path.substr(1),
-                  static_cast<const char*>(value.mv_data) + ownerSize);
+            readSegment(dirfd(folder), entry->d_name, visit);
         }
-        mdb_cursor_close(cursor);
-        mdb_txn_abort(transaction);
     }
-
-  private:
-    MDB_env* environment = nullptr;
-    MDB_dbi table = 0;
-};
+    closedir(folder);
+}
 
 } // namespace healthintf::bench

@@ -1,5 +1,5 @@
 /** @file Reads every fault entry of the data cache once into a map, by bare
- *  calls of LMDB and without any other work: the floor that the queries are
+ *  system calls and without any other work: the floor that the queries are
  *  measured against. A round ends when the map is gone, as a query does.
  *
  *  Usage: queries-floor FOLDER COUNT */
@@ -23,13 +23,10 @@ using namespace healthintf::bench;
 
 void decode(const char* at, FaultEntryProperties& entry)
 {
-    uint8_t hidden = 0;
     uint32_t args = 0;
     take(at, entry.timestamp);
     take(at, entry.severity);
     take(at, entry.ledState);
-    take(at, hidden);
-    entry.hidden = hidden != 0;
     take(at, entry.sensorNumber);
     take(at, entry.sensorType);
     take(at, entry.fqdd);
@@ -45,13 +42,15 @@ void decode(const char* at, FaultEntryProperties& entry)
     }
 }
 
-std::size_t scan(const BareCache& cache)
+std::size_t scan(const char* folder)
 {
     std::map<std::string, FaultEntryProperties> entries;
-    cache.scan("f", [&entries](std::string_view path, const char* record) {
-        const auto entry =
-            entries.try_emplace(entries.end(), std::string(path));
-        decode(record, entry->second);
+    readFolder(folder, [&entries](std::string_view path, const char* record,
+                                  uint32_t live) {
+        FaultEntryProperties& entry =
+            entries.try_emplace(entries.end(), std::string(path))->second;
+        decode(record, entry);
+        entry.hidden = live != 0;
     });
     return entries.size();
 }
@@ -65,9 +64,8 @@ int main(int argc, char** argv)
         return 2;
     }
     const unsigned long count = std::strtoul(argv[2], nullptr, 10);
-    const BareCache cache(argv[1]);
     takeTurns([&] {
-        if (scan(cache) != count)
+        if (scan(argv[1]) != count)
         {
             std::fprintf(stderr, "not all entries were found\n");
             std::exit(1);

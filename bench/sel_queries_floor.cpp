@@ -1,6 +1,6 @@
-/** @file Reads the entries of the System Event Log in the data cache into a
- * map, or one after the other by their identifiers, by bare calls of LMDB and
- *  without any other work: the floor that the queries are measured against.
+/** @file Reads the entries in the mirror of the System Event Log into a map, or
+ *  one after the other by their identifiers, by bare system calls and without
+ *  any other work: the floor that the queries are measured against.
  *
  *  Usage: sel-queries-floor list|id FOLDER COUNT */
 
@@ -23,33 +23,64 @@ namespace
 
 using namespace healthintf::bench;
 
-std::map<std::string, SELEntryProperties> read(const BareCache& cache,
-                                               const std::string& start)
+using Entries = std::map<std::string, SELEntryProperties>;
+
+void add(Entries& entries, std::string_view path, const char* at)
 {
-    std::map<std::string, SELEntryProperties> entries;
-    cache.scan(start, [&entries](std::string_view path, const char* at) {
-        SELEntryProperties& entry =
-            entries.try_emplace(entries.end(), std::string(path))->second;
-        take(at, entry.recordId);
-        take(at, entry.timestamp);
-        take(at, entry.record);
-        take(at, entry.sensor.firstByte);
-        take(at, entry.sensor.secondByte);
-        take(at, entry.sensor.name);
-        take(at, entry.sensor.path);
-    });
+    SELEntryProperties& entry =
+        entries.try_emplace(entries.end(), std::string(path))->second;
+    take(at, entry.recordId);
+    take(at, entry.timestamp);
+    take(at, entry.record);
+    take(at, entry.sensor.firstByte);
+    take(at, entry.sensor.secondByte);
+    take(at, entry.sensor.name);
+    take(at, entry.sensor.path);
+}
+
+Entries readAll(const char* folder)
+{
+    Entries entries;
+    readFolder(folder,
+               [&entries](std::string_view path, const char* at, uint32_t) {
+                   add(entries, path, at);
+               });
     return entries;
 }
 
-std::string pathOf(uint16_t recordId)
+/** Reads the header, a slot and its block, and nothing else. */
+Entries readOne(const char* file, uint16_t recordId)
 {
-    std::array<char, 64> path{};
-    std::snprintf(path.data(), path.size(),
-                  "s/com/vexa/olvar/logmgr/selentry/%05u", recordId);
-    return path.data();
+    using namespace healthintf::host;
+
+    Entries entries;
+    const int opened = open(file, O_RDONLY | O_CLOEXEC);
+    SegmentHeader header{};
+    Slot slot{};
+    Place place;
+    const auto [table, index] = positionOf(recordId);
+    const bool found =
+        pread(opened, &header, sizeof(header), 0) == sizeof(header) &&
+        pread(opened, &slot, sizeof(slot),
+              static_cast<off_t>(header.tables[table] +
+                                 index * sizeof(slot))) == sizeof(slot) &&
+        decodePlace(slot.place, place);
+    require(found, file);
+    const std::size_t size = place.units * blockUnit;
+    std::vector<char> block(size);
+    require(pread(opened, block.data(), size,
+                  static_cast<off_t>(place.unit * blockUnit)) ==
+                static_cast<ssize_t>(size),
+            file);
+    close(opened);
+    BlockHeader blockHeader{};
+    std::memcpy(&blockHeader, block.data(), sizeof(blockHeader));
+    const char* path = block.data() + sizeof(blockHeader);
+    add(entries, {path, blockHeader.pathSize}, path + blockHeader.pathSize);
+    return entries;
 }
 
-void require(bool found)
+void requireFound(bool found)
 {
     if (!found)
     {
@@ -67,20 +98,20 @@ int main(int argc, char** argv)
         return 2;
     }
     const unsigned long count = std::strtoul(argv[3], nullptr, 10);
-    const BareCache cache(argv[2]);
     if (std::string_view(argv[1]) == "list")
     {
         takeTurns([&] {
-            require(read(cache, "s").size() == count);
+            requireFound(readAll(argv[2]).size() == count);
         });
         return 0;
     }
     IdentifierWalk walk(count);
     takeTurns([&] {
         const uint16_t recordId = walk.next();
-        const auto entries = read(cache, pathOf(recordId));
-        require(entries.size() == 1 &&
-                entries.begin()->second.recordId == recordId);
+        const auto entries =
+            readOne((std::string(argv[2]) + "/log").c_str(), recordId);
+        requireFound(entries.size() == 1 &&
+                     entries.begin()->second.recordId == recordId);
     });
     return 0;
 }

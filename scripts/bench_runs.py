@@ -51,7 +51,7 @@ def main(programs, wanted):
     for line in found:
         print(f"missed: {line}")
     if not found:
-        print("No ratio is above its mark by more than 5 percent.")
+        print("No ratio is above its mark.")
     if not wanted:
         keep(report)
     return 1 if found else 0

@@ -2,8 +2,6 @@
 
 import collections
 
-TOLERANCE = 1.05
-
 # counted: whether these are instructions, which repeat, or times
 Row = collections.namedtuple("Row", "what counted library floor ratio mark")
 
@@ -11,13 +9,11 @@ Row = collections.namedtuple("Row", "what counted library floor ratio mark")
 def verdict(row):
     if row.mark is None:
         return ""
-    if row.ratio <= row.mark:
-        return "kept"
-    return "missed" if missed(row) else "within 5 percent"
+    return "missed" if missed(row) else "kept"
 
 
 def missed(row):
-    return row.mark is not None and row.ratio > TOLERANCE * row.mark
+    return row.mark is not None and row.ratio > row.mark
 
 
 class Report:

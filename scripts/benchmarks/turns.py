@@ -36,9 +36,9 @@ def interleaved(commands, environment, starts, turns, rounds, of):
     return samples
 
 
-def in_filled_cache(fill, count, commands_of, rounds):
-    """CPU microseconds of programs that read a data cache which another has
-    filled."""
+def in_filled_cache(fill, count, commands_of, rounds, part="datacache"):
+    """CPU microseconds of programs that read a PART of the runtime folder which
+    another has filled."""
     with contextlib.ExitStack() as stack:
         folder = stack.enter_context(tempfile.TemporaryDirectory())
         environment = dict(os.environ, HEALTHINTF_RUNTIME_DIR=folder)
@@ -46,7 +46,7 @@ def in_filled_cache(fill, count, commands_of, rounds):
         environment.pop("HEALTHINTF_LOG_LEVEL", None)
         Talker(stack, [fill, str(count)], environment).hear()
         return interleaved(
-            commands_of(f"{folder}/datacache"),
+            commands_of(f"{folder}/{part}"),
             environment,
             QUERY_STARTS,
             QUERY_TURNS,
