@@ -1,13 +1,95 @@
 #pragma once
 
-/** @file What D-Bus and JSON can carry as text. */
+/** @file Texts as characters of UTF-8. */
 
-#include <string>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
 
 namespace healthintf::host
 {
 
-/** Whether a text is well-formed UTF-8. */
-bool isUtf8(const std::string& text);
+/** One character of a text. */
+struct Character
+{
+    /** Where it stands in the text. */
+    std::string_view bytes;
+    uint32_t code;
+    /** A byte that is no UTF-8 is a character by itself, which is not valid. */
+    bool valid;
+};
+
+/** How many bytes a character has by its first one; 0 when none begins so. */
+constexpr std::size_t lengthBy(unsigned char first)
+{
+    if (first < 0x80)
+    {
+        return 1;
+    }
+    if (first < 0xC2 || first > 0xF4)
+    {
+        return 0;
+    }
+    return first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+}
+
+/** Whether there is a character of a number, and it takes so many bytes. */
+constexpr bool isCharacter(uint32_t code, std::size_t length)
+{
+    constexpr std::array<uint32_t, 5> least{0, 0, 0x80, 0x800, 0x10000};
+    const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
+    return code >= least.at(length) && code <= 0x10FFFF && !surrogate;
+}
+
+/** The character that a text begins with.
+ *
+ *  @param[in] text not empty; must outlive what is returned */
+constexpr Character firstCharacter(std::string_view text)
+{
+    constexpr uint32_t replacement = 0xFFFD;
+    const Character broken{text.substr(0, 1), replacement, false};
+    const auto first = static_cast<unsigned char>(text.front());
+    const std::size_t length = lengthBy(first);
+    if (length == 0 || length > text.size())
+    {
+        return broken;
+    }
+    uint32_t code = length == 1 ? first : first & (0x7FU >> length);
+    for (const char each : text.substr(1, length - 1))
+    {
+        const auto byte = static_cast<unsigned char>(each);
+        if ((byte & 0xC0U) != 0x80)
+        {
+            return broken;
+        }
+        code = code << 6U | (byte & 0x3FU);
+    }
+    return isCharacter(code, length)
+               ? Character{text.substr(0, length), code, true}
+               : broken;
+}
+
+/** Hands each character of a text to a function. */
+template <typename Take>
+constexpr void forEachCharacter(std::string_view text, Take&& take)
+{
+    while (!text.empty())
+    {
+        const Character character = firstCharacter(text);
+        take(character);
+        text.remove_prefix(character.bytes.size());
+    }
+}
+
+/** Whether a text is well-formed UTF-8, which D-Bus and JSON can carry. */
+constexpr bool isUtf8(std::string_view text)
+{
+    bool valid = true;
+    forEachCharacter(text, [&valid](const Character& character) {
+        valid = valid && character.valid;
+    });
+    return valid;
+}
 
 } // namespace healthintf::host

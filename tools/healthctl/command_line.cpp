@@ -8,6 +8,7 @@
 #include <utility>
 
 #include <directories.hpp>
+#include <printable.hpp>
 
 namespace healthintf::healthctl
 {
@@ -129,7 +130,7 @@ Context CommandLine::context() const
 ExitCode CommandLine::fail(ExitCode code, const std::string& line)
 {
     out.flush();
-    errors << "healthctl: " << firstLine(line) << '\n';
+    errors << "healthctl: " << host::printable(firstLine(line)) << '\n';
     return code;
 }
 

@@ -5,11 +5,17 @@
 #include <nlohmann/json.hpp>
 #include <systemd/sd-bus.h>
 
+#include <array>
 #include <cerrno>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
+
+#include <printable.hpp>
 
 namespace healthintf::healthctl
 {
@@ -40,6 +46,46 @@ void flush(std::ostream& out)
     }
 }
 
+namespace
+{
+
+/** A number of 16 bits as JSON writes it in a string. */
+std::string escape(uint32_t unit)
+{
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "\\u%04x", unit);
+    return text.data();
+}
+
+/** A JSON document without characters that mislead who reads it on a terminal.
+ *  Beyond ASCII they stand in strings only; those of ASCII are escaped or, as
+ *  line ends, ours, but for DEL. */
+std::string escaped(std::string_view document)
+{
+    constexpr uint32_t firstToEscape = 0x7F;
+    constexpr uint32_t firstPair = 0x10000;
+    std::string result;
+    host::forEachCharacter(document, [&](const host::Character& character) {
+        const uint32_t code = character.code;
+        if (code < firstToEscape || !host::misleads(code))
+        {
+            result += character.bytes;
+        }
+        else if (code < firstPair)
+        {
+            result += escape(code);
+        }
+        else
+        {
+            result += escape(0xD800 + ((code - firstPair) >> 10)) +
+                      escape(0xDC00 + ((code - firstPair) & 0x3FF));
+        }
+    });
+    return result;
+}
+
+} // namespace
+
 void writeJson(const Context& context, const char* schema,
                const nlohmann::ordered_json& content)
 {
@@ -47,9 +93,9 @@ void writeJson(const Context& context, const char* schema,
     nlohmann::ordered_json document{{"schema", schema}};
     document.update(content);
     // What is not UTF-8 in a record must not cost the operator the rest.
-    context.out << document.dump(
+    context.out << escaped(document.dump(
                        context.compact ? -1 : indent, ' ', false,
-                       nlohmann::ordered_json::error_handler_t::replace)
+                       nlohmann::ordered_json::error_handler_t::replace))
                 << '\n';
 }
 

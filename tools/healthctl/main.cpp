@@ -18,6 +18,8 @@
 #include <exception>
 #include <iostream>
 
+#include <printable.hpp>
+
 namespace
 {
 
@@ -61,7 +63,8 @@ int main(int argc, char** argv)
     }
     catch (const std::exception& e)
     {
-        std::cerr << "healthctl: " << e.what() << '\n';
+        std::cerr << "healthctl: " << healthintf::host::printable(e.what())
+                  << '\n';
         return static_cast<int>(ExitCode::failed);
     }
 }

@@ -1,5 +1,7 @@
 #include "log_sink.hpp"
 
+#include "../printable.hpp"
+
 #include <sys/stat.h>
 #include <sys/uio.h>
 
@@ -52,8 +54,8 @@ int writeToJournal(const LogRecord& record)
 int writeAsText(int fd, const LogRecord& record)
 {
     const std::string line = std::string(program_invocation_short_name) + ": " +
-                             levelWord(record.level) + ": " + record.text +
-                             "\n";
+                             levelWord(record.level) + ": " +
+                             printable(record.text) + "\n";
     // In one call, so that lines of several processes do not mix.
     const ssize_t written = write(fd, line.data(), line.size());
     return written < 0 ? -errno : 0;

@@ -39,6 +39,22 @@ TEST(LogAsText, IsOneLineWithProgramAndLevel)
                   ": error: file.1.function: text\n");
 }
 
+TEST(LogAsText, IsOneLineWhateverTheTextHolds)
+{
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    LogRecord record = example;
+    record.text = "key\nlogmgr: error: \x1b[2J\u202Eb\u2028\xFF";
+    EXPECT_EQ(writeAsText(ends[1], record), 0);
+    close(ends[1]);
+    std::array<char, 200> text{};
+    ASSERT_GT(read(ends[0], text.data(), text.size() - 1), 0);
+    close(ends[0]);
+    EXPECT_EQ(std::string(text.data()),
+              std::string(program_invocation_short_name) +
+                  ": error: key logmgr: error: \\x1b[2J\\u202eb\\u2028?\n");
+}
+
 TEST(LogAsText, ReportsAFailure)
 {
     EXPECT_EQ(writeAsText(-1, example), -EBADF);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 namespace healthintf::host
 {
 namespace
@@ -25,6 +27,17 @@ TEST(Utf8, IsNotBrokenOverlongOrBeyondTheLastCharacter)
     {
         EXPECT_FALSE(isUtf8(text)) << testing::PrintToString(text);
     }
+}
+
+TEST(Utf8, IsTakenApartIntoCharacters)
+{
+    std::vector<uint32_t> codes;
+    forEachCharacter("a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80\xFF",
+                     [&codes](const Character& character) {
+                         codes.push_back(character.code);
+                     });
+    EXPECT_EQ(codes,
+              (std::vector<uint32_t>{'a', 0xE4, 0x20AC, 0x1F600, 0xFFFD}));
 }
 
 } // namespace

@@ -68,12 +68,10 @@ void writeText(const Context& context, const Findings& findings, bool brief)
         }
         const std::string word = wordFor(finding.grade);
         table.addText(word + std::string(column - word.size(), ' '), margin,
-                      printable(finding.text), Tone::plain,
-                      toneOf(finding.grade));
+                      finding.text, Tone::plain, toneOf(finding.grade));
         if (!finding.remedy.empty())
         {
-            table.addText(margin, margin, "-> " + printable(finding.remedy),
-                          Tone::plain);
+            table.addText(margin, margin, "-> " + finding.remedy, Tone::plain);
         }
     }
     table.print(context.out, context.style, context.width);

@@ -50,8 +50,7 @@ void writeFields(const Context& context,
     for (const auto& [name, value] : fields)
     {
         table.addText(name + std::string(widest + 2 - name.size(), ' '),
-                      std::string(widest + 2, ' '), printable(value),
-                      Tone::plain);
+                      std::string(widest + 2, ' '), value, Tone::plain);
     }
     table.print(context.out, context.style, context.width);
 }

@@ -96,10 +96,10 @@ void writeTable(const Context& context, const std::vector<ReadEvent>& events)
         {{.column = last, .least = 40}, {.column = sensor, .least = 8}});
     for (const ReadEvent& event : events)
     {
-        const std::string text = printable(textOf(event));
+        const std::string text = textOf(event);
         table.addRow({std::to_string(event.entry.recordId()),
                       timeOf(event),
-                      {printable(sensorOf(event)), Tone::strong},
+                      {sensorOf(event), Tone::strong},
                       directionOf(event),
                       {severityOf(event), toneOf(event)},
                       beside ? text : ""});

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include <printable.hpp>
+
 namespace healthintf::healthctl
 {
 namespace
@@ -50,7 +52,7 @@ Tops topsOf(const std::vector<TreeNode>& trees, const std::string& written)
 /** Writes keys for programs, such as the shell's completion. */
 void printPaths(std::ostream& out, const TreeNode& node)
 {
-    out << shownKey(node.key) << '\n';
+    out << host::printable(shownKey(node.key)) << '\n';
     for (const TreeNode& child : node.children)
     {
         printPaths(out, child);

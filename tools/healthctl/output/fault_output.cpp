@@ -19,7 +19,7 @@ namespace
 /** What the sensor is called, for who wants to hide its faults. */
 std::string sensorOf(const FaultEntry_gen& record)
 {
-    std::string text = printable(record.sensorPath());
+    std::string text = record.sensorPath();
     if (record.sensorNumber() != 0)
     {
         text += (text.empty() ? "" : ", ") + std::string("number ") +
@@ -44,9 +44,9 @@ void addFault(Table& table, const Fault& fault, const Style& style)
         {{health_namespace::healthWord(record.severity()), tone, bullet},
          localTime(record.timestamp()),
          {shownKey(componentOf(fault.path)), Tone::strong},
-         printable(record.messageID()),
+         record.messageID(),
          {markOf(fault), Tone::unknown}});
-    table.addText("  ", "  ", printable(record.message()), tone);
+    table.addText("  ", "  ", record.message(), tone);
     if (const std::string sensor = sensorOf(record); !sensor.empty())
     {
         table.addLine("  ", sensor, Tone::faint);

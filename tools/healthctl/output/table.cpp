@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <numeric>
 
+#include <printable.hpp>
+
 namespace healthintf::healthctl
 {
 namespace
@@ -32,18 +34,24 @@ Table::Table(std::vector<Yielding> yielding) : yielding(std::move(yielding))
 
 void Table::addRow(std::vector<Cell> cells)
 {
+    for (Cell& cell : cells)
+    {
+        cell.text = host::printable(cell.text);
+    }
     lines.emplace_back(std::move(cells));
 }
 
 void Table::addText(const std::string& first, const std::string& rest,
                     const std::string& text, Tone tone, Tone leadTone)
 {
-    lines.emplace_back(Text{first, rest, text, tone, leadTone, true});
+    lines.emplace_back(
+        Text{first, rest, host::printable(text), tone, leadTone, true});
 }
 
 void Table::addLine(const std::string& lead, const std::string& text, Tone tone)
 {
-    lines.emplace_back(Text{lead, lead, text, tone, Tone::faint, false});
+    lines.emplace_back(
+        Text{lead, lead, host::printable(text), tone, Tone::faint, false});
 }
 
 void Table::print(std::ostream& out, const Style& style,

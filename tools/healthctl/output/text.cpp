@@ -4,68 +4,22 @@
 #include <wchar.h> // NOLINT(modernize-deprecated-headers): wcwidth()
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
-#include <cstdio>
+
+#include <utf8.hpp>
 
 namespace healthintf::healthctl
 {
 namespace
 {
 
-/** One sign of a text: its bytes and its number. */
-struct Sign
-{
-    std::string_view bytes;
-    uint32_t code;
-};
-
-constexpr uint32_t replacement = 0xFFFD;
-
-/** How many bytes a sign has by its first one; 0 when none begins so. */
-std::size_t lengthBy(unsigned char first)
-{
-    if (first < 0x80)
-    {
-        return 1;
-    }
-    if (first < 0xC2 || first > 0xF4)
-    {
-        return 0;
-    }
-    return first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-}
-
-/** The sign that a text begins with. */
-Sign firstSign(std::string_view text)
-{
-    const auto first = static_cast<unsigned char>(text.front());
-    const std::size_t length = lengthBy(first);
-    if (length == 0 || length > text.size())
-    {
-        return {text.substr(0, 1), replacement};
-    }
-    uint32_t code = length == 1 ? first : first & (0x7FU >> length);
-    for (const char each : text.substr(1, length - 1))
-    {
-        const auto byte = static_cast<unsigned char>(each);
-        if ((byte & 0xC0U) != 0x80)
-        {
-            return {text.substr(0, 1), replacement};
-        }
-        code = code << 6U | (byte & 0x3FU);
-    }
-    return {text.substr(0, length), code};
-}
+using Sign = host::Character;
 
 std::vector<Sign> signsOf(std::string_view text)
 {
     std::vector<Sign> signs;
-    while (!text.empty())
-    {
-        signs.push_back(firstSign(text));
-        text.remove_prefix(signs.back().bytes.size());
-    }
+    host::forEachCharacter(text, [&signs](const Sign& sign) {
+        signs.push_back(sign);
+    });
     return signs;
 }
 
@@ -86,22 +40,6 @@ std::size_t takenBy(const Sign& sign)
     const int width = wcwidth(static_cast<wchar_t>(sign.code));
     uselocale(before);
     return width < 0 ? 1 : static_cast<std::size_t>(width);
-}
-
-bool isControl(uint32_t code)
-{
-    // Also what changes the direction of a line.
-    return code < 0x20 || (code >= 0x7F && code < 0xA0) ||
-           (code >= 0x202A && code <= 0x202E) ||
-           (code >= 0x2066 && code <= 0x2069);
-}
-
-std::string writtenOut(const Sign& sign)
-{
-    std::array<char, 16> text{};
-    std::snprintf(text.data(), text.size(),
-                  sign.code < 0x100 ? "\\x%02x" : "\\u%04x", sign.code);
-    return text.data();
 }
 
 /** As many signs as fit, from the left or from the right. */
@@ -151,31 +89,6 @@ std::string takeLine(std::string_view& rest, std::size_t columns)
 }
 
 } // namespace
-
-std::string printable(std::string_view text)
-{
-    std::string result;
-    for (const Sign& sign : signsOf(text))
-    {
-        if (sign.code == '\n' || sign.code == '\r' || sign.code == '\t')
-        {
-            result += ' ';
-        }
-        else if (isControl(sign.code))
-        {
-            result += writtenOut(sign);
-        }
-        else if (sign.code == replacement && sign.bytes.size() == 1)
-        {
-            result += '?';
-        }
-        else
-        {
-            result += sign.bytes;
-        }
-    }
-    return result;
-}
 
 std::size_t columnsOf(std::string_view text)
 {

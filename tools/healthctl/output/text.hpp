@@ -11,10 +11,6 @@
 namespace healthintf::healthctl
 {
 
-/** A text without control characters, which come from anybody and would be
- *  obeyed by a terminal: line ends become blanks, others are written out. */
-std::string printable(std::string_view text);
-
 /** How many columns a text takes. */
 std::size_t columnsOf(std::string_view text);
 

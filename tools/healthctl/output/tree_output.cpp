@@ -112,18 +112,18 @@ class Drawing
                       {originWord(node), tone},
                       faultsInWords(node),
                       {marksOf(node), Tone::unknown},
-                      {printable(node.node.holder), Tone::faint}});
+                      {node.node.holder, Tone::faint}});
     }
 
     void addFault(const Fault& fault, const std::string& indent)
     {
         const bool hidden = fault.record.hidden();
         const std::string bullet = std::string(style.signs().bullet) + " ";
-        table.addText(
-            indent + bullet, indent + std::string(columnsOf(bullet), ' '),
-            printable(fault.record.message()) + (hidden ? " (hidden)" : "") +
-                (fault.stale ? " (stale)" : ""),
-            hidden ? Tone::faint : toneOf(fault.record.severity()));
+        table.addText(indent + bullet,
+                      indent + std::string(columnsOf(bullet), ' '),
+                      fault.record.message() + (hidden ? " (hidden)" : "") +
+                          (fault.stale ? " (stale)" : ""),
+                      hidden ? Tone::faint : toneOf(fault.record.severity()));
     }
 
     static constexpr std::size_t nameColumn = 0;

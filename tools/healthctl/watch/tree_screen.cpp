@@ -18,6 +18,8 @@
 #include <string_view>
 #include <vector>
 
+#include <printable.hpp>
+
 namespace healthintf::healthctl
 {
 namespace
@@ -80,7 +82,7 @@ void drawTree(const Context& context, const TreeView& view)
         {
             throw;
         }
-        context.out << e.what() << '\n';
+        context.out << host::printable(e.what()) << '\n';
     }
 }
 

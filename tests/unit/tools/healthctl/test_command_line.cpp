@@ -61,6 +61,15 @@ TEST_F(CommandLineTest, ExitsWithWhatTheCommandSays)
     EXPECT_EQ(errors.str(), "");
 }
 
+TEST_F(CommandLineTest, SaysNothingThatMisleads)
+{
+    const Work fails = [](const Context&) -> ExitCode {
+        throw Error(ExitCode::failed, "logmgr: \x1b[2J\u202Eyek\u2029");
+    };
+    EXPECT_EQ(run({"work"}, fails), 5);
+    EXPECT_EQ(errors.str(), "healthctl: logmgr: \\x1b[2J\\u202eyek\\u2029\n");
+}
+
 TEST_F(CommandLineTest, SaysInOneLineWhyACommandFailed)
 {
     const Work fails = [](const Context&) -> ExitCode {

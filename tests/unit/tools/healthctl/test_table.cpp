@@ -28,6 +28,17 @@ TEST(TableTest, PutsColumnsBelowEachOther)
     EXPECT_EQ(printed(table), "fan     OK\nLüfter  warning\n");
 }
 
+TEST(TableTest, WritesNothingThatMisleads)
+{
+    Table table({});
+    table.addRow({std::string("fan\nroot"), std::string("\u202E")});
+    table.addText("  ", "  ", "a\u2028b\x1b[2J", Tone::plain);
+    table.addLine("  ", "c\u200F\nd", Tone::plain);
+    EXPECT_EQ(printed(table), "fan root  \\u202e\n"
+                              "  a\\u2028b\\x1b[2J\n"
+                              "  c\\u200f d\n");
+}
+
 TEST(TableTest, GivesNoRoomToAColumnThatIsEmpty)
 {
     Table table({});

@@ -10,31 +10,6 @@ namespace
 
 using testing::ElementsAre;
 
-TEST(Printable, LeavesTextAsItIs)
-{
-    EXPECT_EQ(printable("Lüfter 7: 95 °C"), "Lüfter 7: 95 °C");
-}
-
-TEST(Printable, MakesLineEndsBlanks)
-{
-    EXPECT_EQ(printable("a\nb\tc"), "a b c");
-}
-
-TEST(Printable, WritesOutWhatATerminalWouldObey)
-{
-    EXPECT_EQ(printable("\x1b[2J"), "\\x1b[2J");
-    EXPECT_EQ(printable("\xC2\x9B"
-                        "2J"),
-              "\\x9b2J");
-    EXPECT_EQ(printable("a\u202Eb"), "a\\u202eb");
-}
-
-TEST(Printable, ReplacesWhatIsNotUtf8)
-{
-    EXPECT_EQ(printable("a\xFF\xC3"), "a??");
-    EXPECT_EQ(printable("\xE2\x82"), "??");
-}
-
 TEST(ColumnsOf, CountsSignsAndNotBytes)
 {
     EXPECT_EQ(columnsOf("abc"), 3U);
