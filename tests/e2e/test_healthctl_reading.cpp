@@ -80,6 +80,23 @@ TEST_F(Reading, TreeDrawsOneComponentWithItsFaults)
     EXPECT_THAT(answer.output, Not(HasSubstr("volt")));
 }
 
+TEST_F(Reading, ShowsNoTextThatMisleads)
+{
+    daemon.add(psu, "Test.1.0.Slow", "/s\x1b[2J\u202Eod\u2028", 1, 7);
+    client.waitForHealth(root, 4);
+    using Words = std::vector<std::string>;
+    for (const Words& words :
+         {Words{"tree", "--faults"}, Words{"faults"}, Words{"top"},
+          Words{"faults", "--json"}, Words{"tree", "--faults", "--json"}})
+    {
+        const Answer answer = healthctl(words);
+        EXPECT_THAT(answer.output, HasSubstr("u202eod"));
+        EXPECT_THAT(answer.output, Not(HasSubstr("\x1b")));
+        EXPECT_THAT(answer.output, Not(HasSubstr("\u202E")));
+        EXPECT_THAT(answer.output, Not(HasSubstr("\u2028")));
+    }
+}
+
 TEST_F(Reading, TreeGoesAsDeepAsIsAskedFor)
 {
     const auto nodes = flat(jsonOf({"tree", "--depth", "1"})["trees"]);
