@@ -62,7 +62,11 @@ bool UpdateFilter::refuses(sd_bus_message* message)
     if (!isOfItsChild(parent, child) || !isRecordable(child))
     {
         noteRefusal(message);
-        if (health != health_namespace::healthNone && isHeardBy(parent))
+        // What a node itself has to report stands in its list under its own
+        // key, and in no record.
+        const bool isItself = std::string_view(parent) == child;
+        if (health != health_namespace::healthNone && !isItself &&
+            isHeardBy(parent))
         {
             announcer.disown(parent, child);
         }

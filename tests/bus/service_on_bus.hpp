@@ -1,0 +1,66 @@
+#pragma once
+
+/** @file A service's parts in the hands of a test. */
+
+#include "common/connection.hpp"
+#include "common/event_loop.hpp"
+#include "private_bus.hpp"
+
+#include <systemd/sd-event.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+namespace healthintf::test
+{
+
+/** A bus with a service's connection to it. As the data cache of a process is
+ *  opened once, it is one for all tests of a program. */
+struct ServiceOnBus
+{
+    static ServiceOnBus& instance()
+    {
+        static ServiceOnBus only;
+        return only;
+    }
+
+    /** Runs the loop until @p done.
+     *
+     *  @throws std::runtime_error saying that there is no @p what in time */
+    void runUntil(const std::string& what, const std::function<bool()>& done)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + patience;
+        while (!done())
+        {
+            const auto left =
+                std::chrono::duration_cast<std::chrono::microseconds>(
+                    deadline - std::chrono::steady_clock::now());
+            if (left.count() <= 0)
+            {
+                throw std::runtime_error("no " + what);
+            }
+            sd_event_run(loop.get(), static_cast<uint64_t>(left.count()));
+        }
+    }
+
+    /** Runs the loop until the bus has passed on what was sent so far. */
+    void catchUp()
+    {
+        bool passed = false;
+        connection.afterBus([&] {
+            passed = true;
+        });
+        runUntil("answer of the bus", [&] {
+            return passed;
+        });
+    }
+
+    PrivateBus bus;
+    services::EventLoop loop;
+    services::Connection connection{loop};
+};
+
+} // namespace healthintf::test

@@ -1,0 +1,112 @@
+/** @file Nodes that are made on request and go again. What others see of the
+ *  requests is in test_health_manager.cpp and test_bus_policy.cpp. */
+
+#include "bus_client.hpp"
+#include "node_requests.hpp"
+#include "service_on_bus.hpp"
+
+#include <platform/data_abstraction/health_status.hpp>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+namespace healthintf::healthmgr
+{
+namespace
+{
+
+using test::BusClient;
+using test::ServiceOnBus;
+
+const std::string root = "/com/vexa/olvar/health";
+
+class RequestedNodes : public testing::Test
+{
+  protected:
+    static std::string nameOf(const BusClient& client)
+    {
+        const char* name = nullptr;
+        sd_bus_get_unique_name(client.get(), &name);
+        return name;
+    }
+
+    /** Asks for a node and waits for it. */
+    void request(const BusClient& client, const std::string& key)
+    {
+        sd_bus_call_method_async(
+            client.get(), nullptr, service.connection.uniqueName().c_str(),
+            "/com/vexa/olvar/healthmgr", "com.vexa.olvar.healthmgr",
+            "AddHealthObject", nullptr, nullptr, "s", key.c_str());
+        sd_bus_flush(client.get());
+        service.runUntil("node " + key, [&] {
+            return nodes.hosts(key);
+        });
+    }
+
+    /** Looks for idle nodes some time after the test began. */
+    void look(NodeSlots::Clock::duration later)
+    {
+        nodes.releaseIdle(start + later);
+    }
+
+    ServiceOnBus& service = ServiceOnBus::instance();
+    NodeSlots::Clock::time_point start = NodeSlots::Clock::now();
+    HostedNodes nodes{service.connection.bus()};
+    PeerUsers users{service.connection};
+    NodeRequests requests{service.connection, nodes, users};
+};
+
+TEST_F(RequestedNodes, GoAMinuteAfterWhoAskedForThem)
+{
+    using std::chrono::seconds;
+    auto client = std::make_unique<BusClient>();
+    request(*client, root + "/a/b");
+    look(seconds(0));
+    look(seconds(100));
+    EXPECT_TRUE(nodes.hosts(root + "/a/b")) << "who asked is there";
+    nodes.forget(nameOf(*client));
+    look(seconds(101));
+    look(seconds(160));
+    EXPECT_TRUE(nodes.hosts(root + "/a/b"));
+    look(seconds(161));
+    EXPECT_FALSE(nodes.hosts(root + "/a/b"));
+    EXPECT_FALSE(nodes.hosts(root + "/a"));
+    EXPECT_TRUE(nodes.hosts(root)) << "the root stays";
+}
+
+TEST_F(RequestedNodes, StayWhileSomethingIsBelow)
+{
+    using std::chrono::minutes;
+    const BusClient client;
+    request(client, root + "/a/b");
+    nodes.forget(nameOf(client));
+    datacache_healthstatus_create(root + "/a/child", {{"HealthStatus", 2u}});
+    look(minutes(0));
+    look(minutes(1));
+    EXPECT_FALSE(nodes.hosts(root + "/a/b"));
+    EXPECT_TRUE(nodes.hosts(root + "/a"));
+    datacache_healthstatus_remove(root + "/a/child");
+    look(minutes(2));
+    EXPECT_TRUE(nodes.hosts(root + "/a"));
+    look(minutes(3));
+    EXPECT_FALSE(nodes.hosts(root + "/a"));
+}
+
+TEST_F(RequestedNodes, CanBeAskedForAgain)
+{
+    using std::chrono::minutes;
+    const BusClient client;
+    request(client, root + "/a");
+    nodes.forget(nameOf(client));
+    look(minutes(0));
+    look(minutes(1));
+    EXPECT_FALSE(nodes.hosts(root + "/a"));
+    request(client, root + "/a");
+}
+
+} // namespace
+} // namespace healthintf::healthmgr
