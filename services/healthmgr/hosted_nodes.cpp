@@ -162,6 +162,10 @@ void HostedNodes::release(const std::string& key)
 
 void HostedNodes::releaseIdle(NodeSlots::Clock::time_point now)
 {
+    if (slots.empty())
+    {
+        return;
+    }
     std::map<std::string, HealthStatus_gen> records;
     if (DataAbstraction::HealthStatus::get_map_by_path_prefixes(
             {}, {}, records) != DataAbstraction::readOk)

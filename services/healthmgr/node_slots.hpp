@@ -48,6 +48,11 @@ class NodeSlots
     NodeSlots(Bounds bounds, uint32_t self) : bounds(bounds), self(self)
     {}
 
+    bool empty() const
+    {
+        return slots.empty();
+    }
+
     /** Whether somebody may have more nodes.
      *
      *  @param[in] count how many */

@@ -173,7 +173,7 @@ void TreeKeeper::askAboutEnds(const std::string& sender)
 void TreeKeeper::completeAbove(const std::string& key)
 {
     const std::string parent = HealthStatus::GetParentKey(key);
-    if (!parent.empty() && !nodes.hosts(parent) &&
+    if (faultOfKey(parent).empty() && !nodes.hosts(parent) &&
         !host::findHealthRecord(parent) && host::findHealthRecord(key))
     {
         hosting.request();

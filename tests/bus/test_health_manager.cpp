@@ -295,7 +295,7 @@ TEST_F(HealthManager, HoldsLittleOfLargeKeys)
     const std::string field = "VmHWM:";
     const auto peak =
         std::stoul(status.substr(status.find(field) + field.size()));
-    EXPECT_LT(peak, 100UL << 10) << "KiB of 192 MiB that were sent";
+    EXPECT_LT(peak, 60UL << 10) << "KiB of 192 MiB that were sent";
     client.waitForHealth(root, 2);
 }
 

@@ -27,6 +27,10 @@ class AnnouncedRecords : public testing::Test
   protected:
     void TearDown() override
     {
+        // The connection outlives the announcer: no answer may be left.
+        announcer.announce({"/last"});
+        waitFor(update("/last", 0));
+        service.catchUp();
         for (const std::string& key : made)
         {
             datacache_healthstatus_remove(key);
