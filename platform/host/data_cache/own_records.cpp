@@ -11,7 +11,6 @@
 #include <cinttypes>
 #include <cstdio>
 #include <system_error>
-#include <utility>
 
 namespace healthintf::host
 {
@@ -52,22 +51,18 @@ void OwnRecords::put(const NewRecord& record)
     const std::lock_guard lock(mutex);
     Slots& slots = slotsOf(record.kind);
     const auto [entry, isNew] = slots.try_emplace(std::string(record.path));
+    if (!isNew)
+    {
+        segment.replace(entry->second, record);
+        return;
+    }
     try
     {
-        // The new one first: there is no instant without a record.
-        const uint32_t before =
-            std::exchange(entry->second, segment.add(record));
-        if (!isNew)
-        {
-            segment.remove(before);
-        }
+        entry->second = segment.add(record);
     }
     catch (...)
     {
-        if (isNew)
-        {
-            slots.erase(entry);
-        }
+        slots.erase(entry);
         throw;
     }
 }

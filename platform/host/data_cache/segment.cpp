@@ -100,6 +100,14 @@ void writeBlock(char* at, BlockHeader header, std::string_view path,
     payload.copy(at + sizeof(header) + path.size(), payload.size());
 }
 
+/** Whether the record of a slot in use has this kind and path. */
+bool isSame(const Slot& slot, const NewRecord& record)
+{
+    LiveValue live;
+    decodeLive(slot.live, live);
+    return live.kind == record.kind && slot.hash == hashOf(record.path);
+}
+
 } // namespace
 
 Segment::Segment(const fs::path& path, std::size_t capacity) :
@@ -261,7 +269,26 @@ void Segment::putAt(uint32_t slot, const NewRecord& record)
     checkSizes(record);
     reachSlot(slot);
     const Place before = placeOf(slot);
+    if (before.unit != 0 && isSame(slotAt(slot), record))
+    {
+        replace(slot, record);
+        return;
+    }
     fill(slot, record);
+    giveBack(before);
+}
+
+void Segment::replace(uint32_t slot, const NewRecord& record)
+{
+    checkSizes(record);
+    const Place before = placeOf(slot);
+    const Place place = writeRecord(slot, record);
+    Slot& at = slotAt(slot);
+    // Until the live value follows, the one in the block counts.
+    store(at.place, encodePlace(place));
+    store(at.live,
+          encodeLive(
+              {.value = record.live, .kind = record.kind, .tag = place.tag}));
     giveBack(before);
 }
 
@@ -287,28 +314,38 @@ void Segment::reachSlot(uint32_t slot)
     }
 }
 
-/** Writes a record's block, and the slot so that its place comes last. */
-void Segment::fill(uint32_t slot, const NewRecord& record)
+/** Writes the block of a slot's next record.
+ *
+ *  @return its place, which the slot does not name yet */
+Place Segment::writeRecord(uint32_t slot, const NewRecord& record)
 {
     Place place = takeBlock(sizeof(BlockHeader) + record.path.size() +
                             record.payload.size());
-    Slot& at = slotAt(slot);
     LiveValue live;
-    decodeLive(at.live, live);
+    decodeLive(slotAt(slot).live, live);
     place.tag = live.tag + 1;
-    live = {.value = record.live, .kind = record.kind, .tag = place.tag};
     writeBlock(blockAt(place),
                {.slot = slot,
                 .pathSize = 0,
                 .tag = place.tag,
                 .reserved = 0,
                 .payloadSize = 0,
-                .reserved2 = 0,
+                .live = record.live,
                 .created = nanosecondsSinceBoot(),
                 .checksum = 0},
                record.path, record.payload);
+    return place;
+}
+
+/** Puts a record into a free slot so that its place comes last. */
+void Segment::fill(uint32_t slot, const NewRecord& record)
+{
+    const Place place = writeRecord(slot, record);
+    Slot& at = slotAt(slot);
     store(at.place, uint64_t{0});
-    store(at.live, encodeLive(live));
+    store(at.live,
+          encodeLive(
+              {.value = record.live, .kind = record.kind, .tag = place.tag}));
     store(at.hash, hashOf(record.path));
     store(at.signature, PathSignature(record.path).bits);
     store(at.place, encodePlace(place));

@@ -70,6 +70,12 @@ class Segment
      *  @throws as add() */
     void putAt(uint32_t slot, const NewRecord& record);
 
+    /** Puts a record in the place of one of the same kind and path. At every
+     *  instant readers find the one or the other.
+     *
+     *  @throws as add() */
+    void replace(uint32_t slot, const NewRecord& record);
+
     /** Changes the payload of a record and leaves its live value.
      *
      *  @throws as add() */
@@ -97,6 +103,7 @@ class Segment
     char* blockAt(const Place& place) const;
 
     void reachSlot(uint32_t slot);
+    Place writeRecord(uint32_t slot, const NewRecord& record);
     void fill(uint32_t slot, const NewRecord& record);
     std::size_t extend(std::size_t size);
     void allocate(std::size_t size);

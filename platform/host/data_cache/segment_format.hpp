@@ -67,7 +67,9 @@ struct SegmentHeader
 
 /** One record of a segment. Each of the two numbers is written in one store
  *  and has a check of its own; the tag, which changes with each record that a
- *  slot is used for, tells that both belong together. */
+ *  slot is used for, tells that both belong together. Where the live value is
+ *  still that of the record before, which was replaced, BlockHeader::live
+ *  counts: so a replacement takes place in one store, too. */
 struct Slot
 {
     /** Where the record's block is; 0 for a slot that is free. */
@@ -125,7 +127,8 @@ struct BlockHeader
     uint8_t tag;
     uint8_t reserved;
     uint32_t payloadSize;
-    uint32_t reserved2;
+    /** The live value that the record was written with. */
+    uint32_t live;
     /** When the record was created, in nanoseconds since boot: of two records
      *  of one path the younger counts. */
     uint64_t created;

@@ -41,6 +41,13 @@ bool isPath(std::string_view text)
            text.find('\0') == std::string_view::npos;
 }
 
+/** Whether a live value is that of the record before the one that the place is
+ *  of: the owner has not written the new one yet. */
+bool isReplaced(uint8_t tagOfLive, uint8_t tagOfPlace)
+{
+    return static_cast<uint8_t>(tagOfLive + 1) == tagOfPlace;
+}
+
 /** Takes a slot in use apart.
  *
  *  @return whether it makes sense: it does not when it was read while it was
@@ -50,27 +57,30 @@ bool decodeSlot(const Slot& slot, Place& place, LiveValue& live)
     const bool decoded =
         decodePlace(slot.place, place) && decodeLive(slot.live, live);
     const std::size_t size = endOf(place) - beginOf(place);
-    return decoded && place.tag == live.tag && place.unit != 0 &&
+    const bool together =
+        place.tag == live.tag || isReplaced(live.tag, place.tag);
+    return decoded && together && place.unit != 0 &&
            size >= sizeof(BlockHeader) && size <= 2 * maxBlock;
 }
 
 /** The record of a block, unless the block is another slot's by now, or not
  *  whole. */
 std::optional<ReadRecord> recordIn(std::span<const char> block, uint32_t slot,
-                                   const LiveValue& live)
+                                   uint8_t tag, const LiveValue& live)
 {
     BlockHeader header{};
     std::memcpy(&header, block.data(), sizeof(header));
     const std::size_t room = block.size() - sizeof(header);
-    if (header.slot != slot || header.tag != live.tag ||
-        header.pathSize > room || header.payloadSize > room - header.pathSize)
+    const bool replaced = isReplaced(live.tag, header.tag);
+    if (header.slot != slot || header.tag != tag || header.pathSize > room ||
+        header.payloadSize > room - header.pathSize)
     {
         return std::nullopt;
     }
     const char* at = block.data() + sizeof(header);
     const ReadRecord record{
         .kind = live.kind,
-        .live = live.value,
+        .live = replaced ? header.live : live.value,
         .created = header.created,
         .path = {at, header.pathSize},
         .payload = {at + header.pathSize, header.payloadSize}};
@@ -363,7 +373,7 @@ void SegmentReader::readRun(std::span<const Candidate> run,
         const std::span block(scratch.get() + (beginOf(place) - begin),
                               endOf(place) - beginOf(place));
         const auto record =
-            fetched ? recordIn(block, slot, live) : std::nullopt;
+            fetched ? recordIn(block, slot, place.tag, live) : std::nullopt;
         if (!record)
         {
             torn.push_back(slot);
@@ -419,8 +429,8 @@ bool SegmentReader::readAgain(uint32_t slot, ReadingBudget& budget,
         {
             continue;
         }
-        if (const auto record =
-                recordIn({scratch.get(), size}, slot, candidate->live))
+        if (const auto record = recordIn({scratch.get(), size}, slot,
+                                         candidate->place.tag, candidate->live))
         {
             budget.bytes -= size;
             visit(*record);
