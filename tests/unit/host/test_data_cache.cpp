@@ -7,6 +7,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <new>
 #include <system_error>
 
 namespace healthintf::host
@@ -16,7 +22,6 @@ namespace
 
 using test::inChild;
 using testing::HasSubstr;
-using testing::Not;
 
 class DataCache : public test::CacheTest
 {};
@@ -33,71 +38,176 @@ std::size_t count(const std::string& text, const std::string& part)
     return found;
 }
 
-TEST_F(DataCache, IsOpenedOnceInTheRuntimeFolder)
+/** The files in a folder; -1 when it is not there. */
+std::ptrdiff_t filesIn(const std::filesystem::path& folder)
+{
+    using std::filesystem::directory_iterator;
+    return std::filesystem::exists(folder)
+               ? std::distance(directory_iterator(folder), directory_iterator())
+               : -1;
+}
+
+/** The paths of the health records, and whether this process owns them. */
+std::map<std::string, bool> nodes()
+{
+    std::map<std::string, bool> found;
+    readRecordsInto(found, RecordQuery::below(RecordKind::healthStatus, {}),
+                    [](const ReadRecord&, const ProcessIdentity& owner) {
+                        return owner == ProcessIdentity::self();
+                    });
+    return found;
+}
+
+using Nodes = std::map<std::string, bool>;
+
+int putNode(const std::string& path)
+{
+    return putRecord(RecordKind::healthStatus, path, {}, 1);
+}
+
+TEST_F(DataCache, IsOneFileOfAProcessInTheRuntimeFolder)
 {
     EXPECT_EQ(inChild([this] {
-                  return &dataCache() == &dataCache() &&
-                                 std::filesystem::exists(cacheFolder() /
-                                                         "data.mdb")
+                  return &ownRecords() == &ownRecords() &&
+                                 ownRecordsIfAny() == &ownRecords() &&
+                                 putNode("/a") == 0 &&
+                                 filesIn(cacheFolder()) == 1
                              ? 0
                              : 1;
               }),
               0);
 }
 
-TEST_F(DataCache, IsOpenedAnewInAChild)
+TEST_F(DataCache, IsNotMadeByWhoOnlyReadsOrHasNothing)
+{
+    EXPECT_EQ(inChild([this] {
+                  const bool nothing =
+                      nodes().empty() &&
+                      removeRecord(RecordKind::healthStatus, "/a") == ENOENT &&
+                      setLiveValue(RecordKind::healthStatus, "/a", 1) ==
+                          ENOENT &&
+                      ownRecordsIfAny() == nullptr;
+                  makeOwnRecordsPlaceholders();
+                  return nothing && filesIn(cacheFolder()) == -1 ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(DataCache, IsAnotherOneInAChild)
 {
     EXPECT_EQ(
-        inChild([] {
-            putRecord(RecordKind::healthStatus, "/a", "parent");
-            return inChild([] {
-                if (putRecord(RecordKind::healthStatus, "/b", "child") != 0)
+        inChild([this] {
+            putNode("/a");
+            const int child = inChild([this] {
+                if (nodes() != Nodes{{"/a", false}} ||
+                    removeRecord(RecordKind::healthStatus, "/a") != ENOENT)
                 {
                     return 1;
                 }
-                int found = 0;
-                readRecords(RecordKind::healthStatus, {},
-                            [&](std::string_view, const StoredRecord& record) {
-                                found += record.owner == ProcessIdentity::self()
-                                             ? 1
-                                             : 10;
-                            });
-                return found == 11 ? 0 : 2;
+                return putNode("/b") == 0 &&
+                               nodes() == Nodes{{"/a", false}, {"/b", true}} &&
+                               filesIn(cacheFolder()) == 2
+                           ? 0
+                           : 2;
             });
+            return child == 0 && nodes() == Nodes{{"/a", true}} &&
+                           putNode("/c") == 0 && nodes().size() == 2
+                       ? 0
+                       : 10 + child;
         }),
         0);
 }
 
-TEST_F(DataCache, CommitsWorkThatSucceedsAndNoOther)
+TEST_F(DataCache, LivesOnWhenAChildExitsInOrder)
 {
-    EXPECT_EQ(
-        inChild([] {
-            const auto write = [](const char* name, int result) {
-                return writeCache([&](const Environment& cache,
-                                      const Transaction& transaction) {
-                    std::string text = name;
-                    MDB_val key{text.size(), text.data()};
-                    MDB_val value{text.size(), text.data()};
-                    checkLmdb("mdb_put",
-                              mdb_put(transaction.get(), cache.table(), &key,
-                                      &value, 0));
-                    return result;
-                });
-            };
-            const auto has = [](const char* name) {
-                return readCache([&](const Environment& cache,
-                                     const Transaction& transaction) -> int {
-                    std::string text = name;
-                    Cursor cursor(transaction.get(), cache.table());
-                    return cursor.find({text.size(), text.data()}) ? 1 : 0;
-                });
-            };
-            return write("kept", 0) == 0 && write("dropped", 5) == 5 &&
-                           has("kept") == 1 && has("dropped") == 0
-                       ? 0
-                       : 1;
-        }),
-        0);
+    EXPECT_EQ(inChild([this] {
+                  putNode("/a");
+                  test::Child child([](const test::Child::Parent&) -> int {
+                      // Runs what is to run at an exit, other than inChild().
+                      std::exit(0);
+                  });
+                  return child.wait() == 0 && nodes() == Nodes{{"/a", true}} &&
+                                 filesIn(cacheFolder()) == 1
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+TEST_F(DataCache, EndsWithItsProcessThoughAChildLives)
+{
+    int toTest[2];
+    ASSERT_EQ(pipe(toTest), 0);
+    test::Child parent([&toTest](const test::Child::Parent& told) {
+        putNode("/a");
+        const pid_t child = fork();
+        if (child == 0)
+        {
+            // What the child inherits is let go of; it lives until the test
+            // ends it.
+            putNode("/b");
+            const pid_t self = getpid();
+            static_cast<void>(write(toTest[1], &self, sizeof(self)));
+            pause();
+        }
+        told.tell("forked");
+        test::Child::Parent::waitForever();
+        return 0;
+    });
+    parent.hear();
+    pid_t child = 0;
+    ASSERT_EQ(read(toTest[0], &child, sizeof(child)),
+              static_cast<ssize_t>(sizeof(child)));
+    EXPECT_EQ(nodes(), (Nodes{{"/a", false}, {"/b", false}}));
+    parent.kill();
+    EXPECT_EQ(nodes(), (Nodes{{"/b", false}}));
+    kill(child, SIGKILL);
+    close(toTest[0]);
+    close(toTest[1]);
+}
+
+TEST_F(DataCache, LeavesNoFileAtAnExitWithoutRecords)
+{
+    const auto exitAfter = [](const std::function<void()>& work) {
+        test::Child child([&work](const test::Child::Parent&) -> int {
+            work();
+            std::exit(0);
+        });
+        return child.wait();
+    };
+    EXPECT_EQ(exitAfter([] {
+                  putNode("/a");
+                  removeRecord(RecordKind::healthStatus, "/a");
+              }),
+              0);
+    EXPECT_EQ(filesIn(cacheFolder()), 0);
+    EXPECT_EQ(exitAfter([] {
+                  putNode("/a");
+              }),
+              0);
+    EXPECT_EQ(filesIn(cacheFolder()), 1)
+        << "the health manager tells the parents of the node";
+}
+
+TEST_F(DataCache, RemovesWhatTheDeadLeftButNotTheirNodes)
+{
+    for (const RecordKind kind :
+         {RecordKind::faultEntry, RecordKind::healthStatus})
+    {
+        test::Child dead([kind](const test::Child::Parent& parent) {
+            putRecord(kind, "/dead", {}, 1);
+            parent.tell("put");
+            test::Child::Parent::waitForever();
+            return 0;
+        });
+        dead.hear();
+        dead.kill();
+    }
+    EXPECT_EQ(inChild([this] {
+                  putNode("/a");
+                  return filesIn(cacheFolder()) == 2 ? 0 : 1;
+              }),
+              0);
 }
 
 TEST_F(DataCache, ReportsAFailureOnceAndWhatToDo)
@@ -110,7 +220,7 @@ TEST_F(DataCache, ReportsAFailureOnceAndWhatToDo)
                       int code = 0;
                       for (int i = 0; i < 3; ++i)
                       {
-                          code = putRecord(RecordKind::healthStatus, "/a", "x");
+                          code = putNode("/a");
                       }
                       return code;
                   },
@@ -126,15 +236,35 @@ TEST_F(DataCache, IsTriedAgainAfterAFailure)
 {
     const auto blocked = folder.write("blocked", "");
     setenv("HEALTHINTF_RUNTIME_DIR", blocked.c_str(), 1);
-    EXPECT_EQ(inChild([&blocked] {
-                  if (putRecord(RecordKind::healthStatus, "/a", "x") == 0)
-                  {
-                      return 1;
-                  }
-                  std::filesystem::remove(blocked);
-                  return putRecord(RecordKind::healthStatus, "/a", "x");
-              }),
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [&blocked] {
+                      if (putNode("/a") == 0)
+                      {
+                          return 1;
+                      }
+                      std::filesystem::remove(blocked);
+                      return putNode("/a");
+                  },
+                  &errors),
               0);
+}
+
+TEST_F(DataCache, ReportsAFolderThatItMayNotWriteTo)
+{
+    using std::filesystem::perms;
+    std::filesystem::create_directories(cacheFolder());
+    std::filesystem::permissions(folder.path(), perms(0755));
+    std::filesystem::permissions(cacheFolder(), perms(0755));
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [] {
+                      test::leaveRoot();
+                      return putNode("/a") == EACCES && nodes().empty() ? 0 : 1;
+                  },
+                  &errors),
+              0);
+    EXPECT_THAT(errors, HasSubstr("this user may not report health"));
 }
 
 TEST_F(DataCache, SaysThatItIsFullAndStillReads)
@@ -144,19 +274,21 @@ TEST_F(DataCache, SaysThatItIsFullAndStillReads)
     EXPECT_EQ(inChild(
                   [] {
                       int result = 0;
-                      for (int i = 0; result == 0; ++i)
+                      std::size_t stored = 0;
+                      const std::string text(1000, 'x');
+                      for (;; ++stored)
                       {
-                          result = putRecord(RecordKind::faultEntry,
-                                             std::to_string(i),
-                                             std::string(1000, 'x'));
+                          result = putRecord(RecordKind::healthStatus,
+                                             std::to_string(stored), text, 0);
+                          if (result != 0)
+                          {
+                              break;
+                          }
                       }
-                      int found = 0;
-                      const long read = readRecords(
-                          RecordKind::faultEntry, {},
-                          [&](std::string_view, const StoredRecord&) {
-                              ++found;
-                          });
-                      return result == MDB_MAP_FULL && read == 0 && found > 500
+                      return result == EDQUOT && stored > 500 &&
+                                     putRecord(RecordKind::healthStatus, "x",
+                                               text, 0) == EDQUOT &&
+                                     nodes().size() == stored
                                  ? 0
                                  : 1;
                   },
@@ -164,110 +296,64 @@ TEST_F(DataCache, SaysThatItIsFullAndStillReads)
               0);
     EXPECT_EQ(count(errors, "\n"), 1u) << errors;
     EXPECT_THAT(errors,
-                HasSubstr("it is full: raise HEALTHINTF_CACHE_MIB and restart "
-                          "every process that uses it"));
+                HasSubstr("this process has no room for another record: raise "
+                          "HEALTHINTF_CACHE_MIB and restart it"));
 }
 
-TEST_F(DataCache, TakesRecordsAgainOnceThereIsRoom)
+TEST_F(DataCache, TakesItsSizeFromTheEnvironment)
 {
+    unsetenv("HEALTHINTF_CACHE_MIB");
+    const std::size_t usual = segmentCapacity();
+    EXPECT_EQ(usual, sizeof(void*) > 4 ? 256U << 20 : 64U << 20);
+    const std::string most = sizeof(void*) > 4 ? "65536" : "1024";
     setenv("HEALTHINTF_CACHE_MIB", "1", 1);
-    std::string errors;
-    EXPECT_EQ(inChild(
-                  [] {
-                      int result = 0;
-                      int stored = 0;
-                      for (; result == 0; ++stored)
-                      {
-                          result = putRecord(RecordKind::faultEntry,
-                                             std::to_string(stored),
-                                             std::string(1000, 'x'));
-                      }
-                      // Everything can be removed, and then be stored again.
-                      for (int round = 0; round < 3; ++round)
-                      {
-                          for (int i = 0; i < stored - 1; ++i)
-                          {
-                              if (removeRecord(RecordKind::faultEntry,
-                                               std::to_string(i)) != 0)
-                              {
-                                  return 1;
-                              }
-                          }
-                          for (int i = 0; i < stored - 1; ++i)
-                          {
-                              // Pages that were freed can be used one
-                              // transaction later.
-                              if (putRecord(RecordKind::faultEntry,
-                                            std::to_string(i),
-                                            std::string(1000, 'x')) != 0 &&
-                                  i < stored * 3 / 4)
-                              {
-                                  return 2;
-                              }
-                          }
-                      }
-                      return 0;
-                  },
-                  &errors),
-              0)
-        << errors;
-}
-
-TEST_F(DataCache, RefusesAWrongSizeAndUsesTheUsualOne)
-{
-    for (const char* size : {"0", "-1", "x", "1x", "99999999999", ""})
+    EXPECT_EQ(segmentCapacity(), 1U << 20);
+    setenv("HEALTHINTF_CACHE_MIB", most.c_str(), 1);
+    EXPECT_EQ(segmentCapacity(), std::stoull(most) << 20);
+    const std::string over = std::to_string(std::stoul(most) + 1);
+    for (const char* size :
+         {"0", "-1", "x", "1x", "99999999999999999999", "", over.c_str()})
     {
         setenv("HEALTHINTF_CACHE_MIB", size, 1);
-        std::string errors;
-        EXPECT_EQ(inChild(
-                      [] {
-                          MDB_envinfo info{};
-                          mdb_env_info(dataCache().get(), &info);
-                          return info.me_mapsize ==
-                                         Environment::defaultCapacity +
-                                             Environment::reserve
-                                     ? 0
-                                     : 1;
-                      },
-                      &errors),
-                  0);
-        EXPECT_THAT(errors, HasSubstr("is no number from 1 to"));
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(segmentCapacity(), usual) << size;
+        EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                    HasSubstr("is no number from 1 to " + most));
     }
+    unsetenv("HEALTHINTF_CACHE_MIB");
+}
+
+std::system_error failure(int code)
+{
+    return {code, std::generic_category(), "x"};
 }
 
 TEST_F(DataCache, NamesTheRemedyOfEachFailure)
 {
-    const auto remedy = [](const std::exception& failure) {
+    const auto remedy = [](int code) {
         std::string errors;
         inChild(
-            [&failure] {
-                reportCacheFailure(failure);
+            [code] {
+                reportCacheFailure(failure(code));
                 return 0;
             },
             &errors);
         return errors;
     };
-    EXPECT_THAT(remedy(LmdbError("x", MDB_CORRUPTED)),
-                HasSubstr("it is damaged: restart every process"));
-    EXPECT_THAT(remedy(LmdbError("x", MDB_MAP_RESIZED)),
-                HasSubstr("it is damaged: restart every process"));
-    EXPECT_THAT(remedy(LmdbError("x", ENOSPC)),
-                HasSubstr("its filesystem is full"));
-    EXPECT_THAT(remedy(LmdbError("x", MDB_BAD_VALSIZE)),
-                HasSubstr("an object path is too long"));
-    EXPECT_THAT(remedy(LmdbError("x", MDB_READERS_FULL)),
-                HasSubstr("too many readers"));
-    EXPECT_THAT(remedy(std::system_error(EACCES, std::generic_category())),
-                HasSubstr("let this user write to the folder"));
+    EXPECT_THAT(remedy(EDQUOT), HasSubstr("raise HEALTHINTF_CACHE_MIB"));
+    EXPECT_THAT(remedy(ENOSPC), HasSubstr("its filesystem is full"));
+    EXPECT_THAT(remedy(ENAMETOOLONG),
+                HasSubstr("an object path is too long for it (at most 510 "
+                          "bytes)"));
+    EXPECT_THAT(remedy(E2BIG), HasSubstr("the texts of a fault are too long"));
+    EXPECT_THAT(remedy(EACCES), HasSubstr("group healthintf may"));
+    EXPECT_THAT(remedy(EPERM), HasSubstr("group healthintf may"));
 }
 
 TEST_F(DataCache, HasANumberForEachFailure)
 {
     testing::internal::CaptureStderr();
-    EXPECT_EQ(reportCacheFailure(LmdbError("x", MDB_MAP_FULL)), MDB_MAP_FULL);
-    EXPECT_EQ(
-        reportCacheFailure(std::system_error(EROFS, std::generic_category())),
-        EROFS);
+    EXPECT_EQ(reportCacheFailure(failure(EROFS)), EROFS);
     EXPECT_EQ(reportCacheFailure(std::bad_alloc()), ENOMEM);
     EXPECT_EQ(reportCacheFailure(std::runtime_error("x")), EIO);
     testing::internal::GetCapturedStderr();
@@ -276,42 +362,11 @@ TEST_F(DataCache, HasANumberForEachFailure)
 TEST_F(DataCache, ReportsAFailureAgainAfterASuccess)
 {
     testing::internal::CaptureStderr();
-    reportCacheFailure(LmdbError("x", ENOSPC));
-    reportCacheFailure(LmdbError("x", ENOSPC));
+    reportCacheFailure(failure(ENOSPC));
+    reportCacheFailure(failure(ENOSPC));
     noteCacheSuccess();
-    reportCacheFailure(LmdbError("x", ENOSPC));
+    reportCacheFailure(failure(ENOSPC));
     EXPECT_EQ(count(testing::internal::GetCapturedStderr(), "\n"), 2u);
-}
-
-TEST_F(DataCache, OutlivesReadersThatAreKilledWithATransactionOpen)
-{
-    setenv("HEALTHINTF_CACHE_MIB", "1", 1);
-    EXPECT_EQ(inChild([] {
-                  putRecord(RecordKind::faultEntry, "first", "x");
-                  test::Child reader([](const test::Child::Parent& parent) {
-                      return readCache(
-                          [&](const Environment&, const Transaction&) -> int {
-                              parent.tell("reading");
-                              test::Child::Parent::waitForever();
-                          });
-                  });
-                  reader.hear();
-                  reader.kill();
-                  // The pages that the dead reader saw would fill the cache in
-                  // time.
-                  for (int i = 0; i < 5000; ++i)
-                  {
-                      const int result = putRecord(RecordKind::faultEntry,
-                                                   std::to_string(i % 10),
-                                                   std::string(3000, 'x'));
-                      if (result != 0)
-                      {
-                          return 1;
-                      }
-                  }
-                  return 0;
-              }),
-              0);
 }
 
 } // namespace

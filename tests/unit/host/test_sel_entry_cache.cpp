@@ -1,13 +1,19 @@
 #include "cache_test.hpp"
-#include "data_cache/record_table.hpp"
+#include "data_cache/segment_format.hpp"
 #include "data_cache/sel_entry_cache.hpp"
 #include "data_cache/withdrawal.hpp"
+#include "file_content.hpp"
 #include "small_filesystem.hpp"
 
 #include <com/vexa/olvar/logmgr/names.hpp>
 #include <platform/data_abstraction/health_status.hpp>
 
 #include <gmock/gmock.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
 
 namespace healthintf::host
 {
@@ -65,7 +71,48 @@ bool allFind(const std::vector<std::string>& prefixes, const Ids& expected)
 }
 
 class SelEntryCache : public test::CacheTest
-{};
+{
+  protected:
+    /** The mirror's file. */
+    std::filesystem::path file() const
+    {
+        return folder.path() / "sel" / "log";
+    }
+};
+
+/** Makes a mirror hold these entries and no other. */
+int replaceBy(SelMirror& mirror, const Ids& ids,
+              const std::string& name = "sensor")
+{
+    return mirror.replace([&](const SelMirror::Sink& put) {
+        for (const uint16_t id : ids)
+        {
+            put(entry(id, name));
+        }
+    });
+}
+
+/** Makes a new mirror of these entries, which stays. */
+int mirror(const Ids& ids)
+{
+    SelMirror made;
+    return replaceBy(made, ids);
+}
+
+/** What is read of one entry: its sensor's name, or the result without it. */
+std::string readOne(uint16_t id)
+{
+    std::array<char, 6> digits{};
+    std::snprintf(digits.data(), digits.size(), "%05d", id);
+    Map found;
+    const long result = query({paths + digits.data()}, found);
+    if (found.size() == 1 && found.begin()->second.recordId() == id)
+    {
+        return found.begin()->second.sensor().name;
+    }
+    return "result " + std::to_string(result) + ", " +
+           std::to_string(found.size()) + " entries";
+}
 
 TEST_F(SelEntryCache, IsWhereTheLogManagerSaysThatItIs)
 {
@@ -79,226 +126,268 @@ TEST_F(SelEntryCache, IsWhereTheLogManagerSaysThatItIs)
 
 TEST_F(SelEntryCache, KeepsEveryProperty)
 {
-    EXPECT_EQ(inChild([] {
-                  if (addSelEntry(entry(42)) != 0)
-                  {
-                      return 1;
-                  }
-                  Map found;
-                  query({}, found);
-                  const SELEntry_gen& kept = found.at(paths + "00042");
-                  return kept.recordId() == 42 && kept.timestamp() == 7 &&
-                                 kept.sensor().name == "sensor" &&
-                                 kept.sensor().path == "/sensor" &&
-                                 kept.sensor().firstByte == 1 &&
-                                 kept.sensor().secondByte == 2 &&
-                                 kept.record() == entry(42).record
-                             ? 0
-                             : 2;
-              }),
-              0);
+    ASSERT_EQ(mirror({42}), 0);
+    Map found;
+    query({}, found);
+    const SELEntry_gen& kept = found.at(paths + "00042");
+    EXPECT_EQ(kept.recordId(), 42);
+    EXPECT_EQ(kept.timestamp(), 7U);
+    EXPECT_EQ(kept.sensor().name, "sensor");
+    EXPECT_EQ(kept.sensor().path, "/sensor");
+    EXPECT_EQ(kept.sensor().firstByte, 1);
+    EXPECT_EQ(kept.sensor().secondByte, 2);
+    EXPECT_EQ(kept.record(), entry(42).record);
 }
 
 TEST_F(SelEntryCache, HasNoRecordsUntilTheFirstEntry)
 {
-    EXPECT_EQ(inChild([] {
-                  Map found;
-                  const long before = query({SELInterface::logPath}, found);
-                  addSelEntry(entry(1));
-                  return before == DataAbstraction::readNoRecords &&
-                                 query({paths + "00002"}, found) ==
-                                     DataAbstraction::readOk &&
-                                 found.empty()
-                             ? 0
-                             : 1;
-              }),
-              0);
+    Map found;
+    EXPECT_EQ(query({SELInterface::logPath}, found),
+              DataAbstraction::readNoRecords);
+    EXPECT_FALSE(std::filesystem::exists(file().parent_path()))
+        << "reading makes nothing";
+    SelMirror mirror;
+    ASSERT_EQ(replaceBy(mirror, {}), 0);
+    for (const std::string& prefix : {std::string(), paths + "00002"})
+    {
+        EXPECT_EQ(query({prefix}, found), DataAbstraction::readNoRecords);
+    }
+    ASSERT_EQ(mirror.add(entry(1)), 0);
+    EXPECT_EQ(query({paths + "00002"}, found), DataAbstraction::readOk);
+    EXPECT_TRUE(found.empty());
 }
 
 TEST_F(SelEntryCache, FindsAllEntriesByWhatSelectsTheLog)
 {
-    EXPECT_EQ(inChild([] {
-                  addSelEntry(entry(65534));
-                  addSelEntry(entry(1));
-                  return allFind({"", "/", "/com/vexa/olvar/logmgr",
-                                  "/com/vexa/olvar/logmgr/",
-                                  "/com/vexa/olvar/logmgr/SEL", paths},
-                                 {1, 65534})
-                             ? 0
-                             : 1;
-              }),
-              0);
+    ASSERT_EQ(mirror({65534, 1}), 0);
+    EXPECT_TRUE(
+        allFind({"", "/", "/com/vexa/olvar/logmgr", "/com/vexa/olvar/logmgr/",
+                 "/com/vexa/olvar/logmgr/SEL", paths},
+                {1, 65534}));
 }
 
 TEST_F(SelEntryCache, FindsEntriesByThePrefixesOfTheirPaths)
 {
+    ASSERT_EQ(mirror({7, 70, 71, 700}), 0);
+    EXPECT_TRUE(allFind({paths + "0007"}, {70, 71}));
+    EXPECT_TRUE(allFind({paths + "00007"}, {7}));
+    EXPECT_TRUE(allFind({"/com/vexa/olvar/logmgr/SEL/", "/elsewhere"}, {}));
     EXPECT_EQ(
-        inChild([] {
-            for (const uint16_t id : {7, 70, 71, 700})
-            {
-                addSelEntry(entry(id));
-            }
-            const bool narrow =
-                allFind({paths + "0007"}, {70, 71}) &&
-                allFind({paths + "00007"}, {7}) &&
-                allFind({"/com/vexa/olvar/logmgr/SEL/", "/elsewhere"}, {});
-            return narrow && idsBy({paths + "00700", paths + "007",
-                                    "/com/vexa/olvar/logmgr/SELX"}) == Ids{700}
-                       ? 0
-                       : 1;
-        }),
-        0);
+        idsBy({paths + "00700", paths + "007", "/com/vexa/olvar/logmgr/SELX"}),
+        Ids{700});
+    EXPECT_EQ(idsBy({paths + "00007", paths + "00070"}), (Ids{7, 70}));
+}
+
+TEST_F(SelEntryCache, FindsTheFirstAndTheLastEntryByTheirIdentifiers)
+{
+    ASSERT_EQ(mirror({1, 2, 65534}), 0);
+    EXPECT_EQ(readOne(1), "sensor");
+    EXPECT_EQ(readOne(2), "sensor");
+    EXPECT_EQ(readOne(65534), "sensor");
+    for (const uint16_t id : {0, 3, 65533, 65535})
+    {
+        EXPECT_EQ(readOne(id), "result 0, 0 entries") << id;
+    }
+}
+
+TEST_F(SelEntryCache, TakesNothingElseForAnIdentifier)
+{
+    ASSERT_EQ(mirror({1, 65534}), 0);
+    EXPECT_TRUE(
+        allFind({paths + "1", paths + "+0001", paths + " 0001", paths + "0000x",
+                 paths + "000001", paths + "70000", paths + "99999"},
+                {}));
 }
 
 TEST_F(SelEntryCache, AddsToTheEntriesThatTheCallerHas)
 {
-    EXPECT_EQ(inChild([] {
-                  addSelEntry(entry(1));
-                  Map found{{"mine", SELEntry_gen(entry(9))}};
-                  query({SELInterface::logPath}, found);
-                  return found.size() == 2 && found.at("mine").recordId() == 9
-                             ? 0
-                             : 1;
-              }),
-              0);
+    ASSERT_EQ(mirror({1}), 0);
+    Map found{{"mine", SELEntry_gen(entry(9))}};
+    query({SELInterface::logPath}, found);
+    EXPECT_EQ(found.size(), 2U);
+    EXPECT_EQ(found.at("mine").recordId(), 9);
 }
 
-TEST_F(SelEntryCache, RemovesInOneStepWithAnAddition)
+TEST_F(SelEntryCache, AddsAndRemovesEntries)
 {
-    EXPECT_EQ(inChild([] {
-                  addSelEntry(entry(1));
-                  addSelEntry(entry(2));
-                  addSelEntry(entry(3), {1, 2, 1000});
-                  return idsBy({}) == Ids{3} ? 0 : 1;
-              }),
-              0);
+    SelMirror mirror;
+    ASSERT_EQ(replaceBy(mirror, {1, 2}), 0);
+    EXPECT_EQ(mirror.add(entry(3), {1, 2, 1000}), 0);
+    EXPECT_EQ(idsBy({}), Ids{3});
+    EXPECT_EQ(mirror.add(entry(4)), 0);
+    EXPECT_EQ(idsBy({}), (Ids{3, 4}));
 }
 
-TEST_F(SelEntryCache, TakesOverWhatAnotherProcessHasPut)
+TEST_F(SelEntryCache, UsesAnIdentifierAgain)
 {
-    Child other([](const Child::Parent& parent) {
-        for (const uint16_t id : {1, 2, 3})
-        {
-            addSelEntry(entry(id, "theirs"));
-        }
+    SelMirror mirror;
+    ASSERT_EQ(replaceBy(mirror, {1, 2}), 0);
+    // The identifier of the one that goes is that of the one that comes.
+    EXPECT_EQ(mirror.add(entry(1, "again, with a longer name"), {1}), 0);
+    EXPECT_EQ(readOne(1), "again, with a longer name");
+    EXPECT_EQ(idsBy({}), (Ids{1, 2}));
+    for (int i = 0; i < 1000; ++i)
+    {
+        const std::string name = "round " + std::to_string(i);
+        ASSERT_EQ(mirror.add(entry(2, name)), 0);
+        ASSERT_EQ(readOne(2), name);
+    }
+}
+
+TEST_F(SelEntryCache, OutlivesItsWriter)
+{
+    Child writer([](const Child::Parent& parent) {
+        SelMirror made;
+        replaceBy(made, {1, 65534}, "theirs");
+        datacache_healthstatus_create("/a", {{"HealthStatus", 3u}});
         parent.tell("put");
         Child::Parent::waitForever();
         return 0;
     });
-    other.hear();
-    EXPECT_EQ(inChild([] {
-                  addSelEntry(entry(2, "mine"), {1});
-                  Map found;
-                  query({}, found);
-                  const bool added =
-                      found.size() == 2 &&
-                      found.at(paths + "00002").sensor().name == "mine";
-                  replaceSelEntries([](const SelEntrySink& put) {
-                      put(entry(4));
-                      put(entry(5));
-                  });
-                  const bool replaced = idsBy({}) == Ids{4, 5};
-                  return added && replaced && removeSelEntries() == 0 &&
-                                 idsBy({}).empty()
-                             ? 0
-                             : 1;
-              }),
-              0);
-}
-
-TEST_F(SelEntryCache, LeavesTheOtherKindsAlone)
-{
-    EXPECT_EQ(inChild([] {
-                  datacache_healthstatus_create(paths + "00001",
-                                                {{"HealthStatus", 3u}});
-                  addSelEntry(entry(1));
-                  removeSelEntries();
-                  return findHealthRecord(paths + "00001") ? 0 : 1;
-              }),
-              0);
-}
-
-TEST_F(SelEntryCache, OutlivesItsWriterInTheEyesOfTheHealthManager)
-{
-    Child user([](const Child::Parent& parent) {
-        datacache_healthstatus_create("/living", {{"HealthStatus", 3u}});
-        parent.tell("here");
-        Child::Parent::waitForever();
-        return 0;
-    });
-    user.hear();
-    Child writer([](const Child::Parent& parent) {
-        addSelEntry(entry(1));
-        datacache_healthstatus_create("/a", {{"HealthStatus", 3u}});
-        const ProcessIdentity self = ProcessIdentity::self();
-        parent.tell(std::to_string(self.pid));
-        parent.tell(std::to_string(self.startTime));
-        Child::Parent::waitForever();
-        return 0;
-    });
-    const auto pid = static_cast<uint32_t>(std::stoul(writer.hear()));
-    const ProcessIdentity dead{pid, std::stoull(writer.hear())};
+    writer.hear();
     writer.kill();
-    EXPECT_EQ(inChild([&dead] {
-                  std::vector<std::string> keys;
-                  withdrawRecords(dead, keys);
-                  std::set<ProcessIdentity> owners;
-                  listOwners(owners);
-                  return keys == std::vector<std::string>{"/a"} &&
-                                 !owners.contains(dead) && idsBy({}) == Ids{1}
-                             ? 0
-                             : 1;
+    EXPECT_EQ(inChild([] {
+                  const auto left = removeTheDead();
+                  return left.size() == 1 && left.front().key == "/a" ? 0 : 1;
               }),
               0);
+    EXPECT_EQ(idsBy({}), (Ids{1, 65534}));
+    EXPECT_EQ(readOne(65534), "theirs");
 }
 
-TEST_F(SelEntryCache, TakesAWholeLogInOneStepAndSaysWhenItIsFull)
+TEST_F(SelEntryCache, IsReplacedAtOnceByAWriterThatStartsAgain)
+{
+    Child first([](const Child::Parent& parent) {
+        SelMirror made;
+        replaceBy(made, {1, 2}, "first");
+        parent.tell("put");
+        Child::Parent::waitForever();
+        return 0;
+    });
+    first.hear();
+    first.kill();
+    SelMirror second;
+    EXPECT_EQ(second.replace([](const SelMirror::Sink& put) {
+        put(entry(3, "second"));
+        // Until all are there, readers find the old ones.
+        EXPECT_EQ(idsBy({}), (Ids{1, 2}));
+        put(entry(4, "second"));
+    }),
+              0);
+    EXPECT_EQ(idsBy({}), (Ids{3, 4}));
+    EXPECT_EQ(readOne(1), "result 0, 0 entries");
+    EXPECT_EQ(second.add(entry(1, "second")), 0);
+    EXPECT_EQ(readOne(1), "second");
+}
+
+TEST_F(SelEntryCache, IsMadeAlsoWhereAWriterDiedWhileItMadeOne)
+{
+    folder.write("sel/.new-log", "half");
+    EXPECT_EQ(mirror({5}), 0);
+    EXPECT_EQ(idsBy({}), Ids{5});
+    EXPECT_FALSE(std::filesystem::exists(file().parent_path() / ".new-log"));
+}
+
+TEST_F(SelEntryCache, BelievesNoLinkAndNothingThatIsNoMirror)
+{
+    ASSERT_EQ(mirror({1}), 0);
+    const std::string content = test::contentOf(file());
+    folder.write("elsewhere", content);
+    std::filesystem::remove(file());
+    std::filesystem::create_symlink(folder.path() / "elsewhere", file());
+    Map found;
+    EXPECT_EQ(query({}, found), DataAbstraction::readNoRecords);
+    std::filesystem::remove(file());
+    folder.write("sel/log", content.substr(0, sizeof(SegmentHeader) - 1));
+    EXPECT_EQ(query({}, found), DataAbstraction::readNoRecords);
+    folder.write("sel/log", content);
+    EXPECT_EQ(query({}, found), DataAbstraction::readOk);
+    EXPECT_EQ(found.size(), 1U);
+}
+
+TEST_F(SelEntryCache, SaysWhenItCannotBeReadOrMade)
+{
+    folder.write("sel", "no folder");
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [] {
+                      Map found;
+                      return query({}, found) == ENOTDIR && mirror({1}) != 0
+                                 ? 0
+                                 : 1;
+                  },
+                  &errors),
+              0);
+    EXPECT_THAT(errors, testing::HasSubstr("data cache"));
+}
+
+TEST_F(SelEntryCache, TakesAWholeLogAndSaysWhenItIsFull)
 {
     setenv("HEALTHINTF_CACHE_MIB", "2", 1);
     std::string errors;
     EXPECT_EQ(inChild(
                   [] {
-                      addSelEntry(entry(1));
-                      const auto fill = [](uint16_t count) {
-                          return replaceSelEntries(
-                              [count](const SelEntrySink& put) {
-                                  for (uint16_t id = 1; id <= count; ++id)
-                                  {
-                                      put(entry(id, std::string(500, 'x')));
-                                  }
-                              });
+                      SelMirror kept;
+                      const auto fill = [&kept](uint16_t count) {
+                          Ids ids;
+                          for (uint16_t id = 1; id <= count; ++id)
+                          {
+                              ids.push_back(id);
+                          }
+                          return replaceBy(kept, ids, std::string(500, 'x'));
                       };
                       if (fill(800) != 0 || idsBy({}).size() != 800)
                       {
                           return 1;
                       }
-                      if (fill(65534) == 0 || idsBy({}).size() != 800)
+                      if (fill(65534) != EDQUOT || idsBy({}).size() != 800)
                       {
                           return 2;
                       }
-                      return removeSelEntries() == 0 && fill(800) == 0 ? 0 : 3;
+                      // The one that is there can still be changed.
+                      return kept.add(entry(801), {1}) == 0 &&
+                                     idsBy({}).size() == 800
+                                 ? 0
+                                 : 3;
                   },
                   &errors),
               0);
     EXPECT_THAT(errors, testing::HasSubstr("raise HEALTHINTF_CACHE_MIB"));
 }
 
+TEST_F(SelEntryCache, HasRoomForTheLargestLog)
+{
+    EXPECT_EQ(inChild([] {
+                  Ids ids;
+                  for (uint16_t id = 1; id <= 65534; ++id)
+                  {
+                      ids.push_back(id);
+                  }
+                  return mirror(ids) == 0 && idsBy({}) == ids &&
+                                 readOne(65534) == "sensor"
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
 TEST_F(SelEntryCache, SurvivesAFilesystemThatIsFullInTheMiddleOfAStep)
 {
-    for (const char* size : {"size=3m", "size=4m", "size=6m", "size=9m"})
+    for (const char* size : {"size=64k", "size=1m", "size=3m", "size=6m"})
     {
         expectOnSmallFilesystem(folder.path(), size, [] {
-            if (addSelEntry(entry(1)) != 0)
+            SelMirror kept;
+            if (replaceBy(kept, {1}) != 0)
             {
-                return 0;
+                return 1;
             }
-            const int result = replaceSelEntries([](const SelEntrySink& put) {
-                for (uint16_t id = 1; id <= 20000; ++id)
-                {
-                    put(entry(id, std::string(500, 'x')));
-                }
-            });
-            return result == ENOSPC && idsBy({}) == Ids{1} ? 0 : 1;
+            Ids ids;
+            for (uint16_t id = 1; id <= 20000; ++id)
+            {
+                ids.push_back(id);
+            }
+            const int result = replaceBy(kept, ids, std::string(500, 'x'));
+            return result == ENOSPC && idsBy({}) == Ids{1} ? 0 : 2;
         });
     }
 }

@@ -1,0 +1,126 @@
+#pragma once
+
+/** @file Segments of which a test changes any byte. */
+
+#include "data_cache/segment.hpp"
+#include "data_cache/segment_reader.hpp"
+#include "file_content.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+namespace healthintf::test
+{
+
+/** The bytes of a segment that was written in a folder. */
+inline std::string
+segmentBytes(const std::filesystem::path& folder,
+             const std::function<void(host::Segment& segment)>& write)
+{
+    constexpr std::size_t capacity = 64UL << 20;
+    const auto file = folder / "whole-segment";
+    host::Segment segment(file, capacity);
+    segment.publish();
+    write(segment);
+    std::string bytes = contentOf(file);
+    segment.unlink();
+    return bytes;
+}
+
+/** A value of the bytes, at a place. */
+template <typename Value>
+Value valueAt(const std::string& bytes, std::size_t at)
+{
+    Value value{};
+    std::memcpy(&value, bytes.data() + at, sizeof(value));
+    return value;
+}
+
+template <typename Value>
+void putValue(std::string& bytes, std::size_t at, const Value& value)
+{
+    std::memcpy(bytes.data() + at, &value, sizeof(value));
+}
+
+/** Changes the header of a segment. */
+template <typename Change>
+std::string withHeader(std::string bytes, const Change& change)
+{
+    auto header = valueAt<host::SegmentHeader>(bytes, 0);
+    change(header);
+    putValue(bytes, 0, header);
+    return bytes;
+}
+
+/** Where a slot is. */
+inline std::size_t placeOfSlot(const std::string& bytes, uint32_t slot)
+{
+    const auto [table, index] = host::positionOf(slot);
+    return valueAt<host::SegmentHeader>(bytes, 0).tables.at(table) +
+           index * sizeof(host::Slot);
+}
+
+/** Changes a slot of a segment. */
+template <typename Change>
+std::string withSlot(std::string bytes, uint32_t slot, const Change& change)
+{
+    const std::size_t at = placeOfSlot(bytes, slot);
+    auto changed = valueAt<host::Slot>(bytes, at);
+    change(changed);
+    putValue(bytes, at, changed);
+    return bytes;
+}
+
+/** Changes the header of a slot's block, and makes the checksum right again
+ *  unless what it says reaches behind the bytes. */
+template <typename Change>
+std::string withBlock(std::string bytes, uint32_t slot, const Change& change,
+                      bool checked = true)
+{
+    host::Place place;
+    host::decodePlace(
+        valueAt<host::Slot>(bytes, placeOfSlot(bytes, slot)).place, place);
+    const std::size_t at = std::size_t{place.unit} * host::blockUnit;
+    auto header = valueAt<host::BlockHeader>(bytes, at);
+    change(header);
+    const std::size_t texts = at + sizeof(header);
+    if (checked && texts + header.pathSize + header.payloadSize <= bytes.size())
+    {
+        const std::string_view all(bytes);
+        header.checksum = host::checksumOf(
+            header, all.substr(texts, header.pathSize),
+            all.substr(texts + header.pathSize, header.payloadSize));
+    }
+    putValue(bytes, at, header);
+    return bytes;
+}
+
+/** A file that this process holds as a segment's owner does. */
+class HeldFile
+{
+  public:
+    explicit HeldFile(const std::filesystem::path& path) :
+        file(open(path.c_str(), O_RDWR | O_CLOEXEC))
+    {
+        struct flock whole
+        {};
+        whole.l_type = F_WRLCK;
+        whole.l_whence = SEEK_SET;
+        if (fcntl(file.get(), F_OFD_SETLK, &whole) != 0)
+        {
+            throw std::runtime_error("unable to lock a file");
+        }
+    }
+
+  private:
+    host::FileDescriptor file;
+};
+
+} // namespace healthintf::test
