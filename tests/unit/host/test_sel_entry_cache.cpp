@@ -247,8 +247,8 @@ TEST_F(SelEntryCache, OutlivesItsWriter)
     writer.hear();
     writer.kill();
     EXPECT_EQ(inChild([] {
-                  const auto left = removeTheDead();
-                  return left.size() == 1 && left.front().key == "/a" ? 0 : 1;
+                  const auto left = Withdrawal().removeTheDead();
+                  return left->size() == 1 && left->front().key == "/a" ? 0 : 1;
               }),
               0);
     EXPECT_EQ(idsBy({}), (Ids{1, 65534}));

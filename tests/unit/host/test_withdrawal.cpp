@@ -17,7 +17,7 @@ namespace
 using test::Child;
 using test::inChild;
 
-class Withdrawal : public test::CacheTest
+class WithdrawalTest : public test::CacheTest
 {
   protected:
     /** A process that publishes two nodes and a fault, and lives. */
@@ -67,7 +67,7 @@ class Withdrawal : public test::CacheTest
 
 using Keys = std::vector<std::string>;
 
-TEST_F(Withdrawal, FindsWhatADeadProcessLeftAndNothingElse)
+TEST_F(WithdrawalTest, FindsWhatADeadProcessLeftAndNothingElse)
 {
     Child living = daemon("/a");
     identityOf(living);
@@ -75,7 +75,8 @@ TEST_F(Withdrawal, FindsWhatADeadProcessLeftAndNothingElse)
     const ProcessIdentity owner = identityOf(dead);
     dead.kill();
     EXPECT_EQ(inChild([&] {
-                  const auto left = removeTheDead();
+                  Withdrawal withdrawal;
+                  const auto left = withdrawal.removeTheDead().value();
                   std::set<std::string> keys;
                   for (const LeftNode& node : left)
                   {
@@ -84,7 +85,7 @@ TEST_F(Withdrawal, FindsWhatADeadProcessLeftAndNothingElse)
                   return left.size() == 2 &&
                                  keys ==
                                      std::set<std::string>{"/b", "/b/sub"} &&
-                                 removeTheDead().empty()
+                                 withdrawal.removeTheDead()->empty()
                              ? 0
                              : 1;
               }),
@@ -92,7 +93,7 @@ TEST_F(Withdrawal, FindsWhatADeadProcessLeftAndNothingElse)
     EXPECT_EQ(files(), 1);
 }
 
-TEST_F(Withdrawal, IsNotNeededForRecordsToBeGone)
+TEST_F(WithdrawalTest, IsNotNeededForRecordsToBeGone)
 {
     Child living = daemon("/a");
     identityOf(living);
@@ -112,7 +113,7 @@ TEST_F(Withdrawal, IsNotNeededForRecordsToBeGone)
     EXPECT_EQ(files(), 2);
 }
 
-TEST_F(Withdrawal, LeavesAKeyThatAnotherTookOver)
+TEST_F(WithdrawalTest, LeavesAKeyThatAnotherTookOver)
 {
     Child dead = daemon("/a");
     identityOf(dead);
@@ -125,17 +126,39 @@ TEST_F(Withdrawal, LeavesAKeyThatAnotherTookOver)
     successor.hear();
     dead.kill();
     EXPECT_EQ(inChild([] {
-                  const bool left = removeTheDead().size() == 2;
+                  Withdrawal withdrawal;
+                  const bool left = withdrawal.removeTheDead()->size() == 2;
                   const auto record = findHealthRecord("/a");
                   return left && record && record->health == 4 ? 0 : 1;
               }),
               0);
 }
 
-TEST_F(Withdrawal, HasNothingToRemoveWithoutADataCache)
+TEST_F(WithdrawalTest, TellsOnceOfWhatItCannotRemove)
+{
+    if (geteuid() != 0)
+    {
+        GTEST_SKIP() << "needs root, to become another user";
+    }
+    Child dead = daemon("/b");
+    identityOf(dead);
+    dead.kill();
+    EXPECT_EQ(inChild([] {
+                  test::leaveRoot();
+                  Withdrawal withdrawal;
+                  return withdrawal.removeTheDead()->size() == 2 &&
+                                 withdrawal.removeTheDead()->empty()
+                             ? 0
+                             : 1;
+              }),
+              0);
+    EXPECT_EQ(files(), 1);
+}
+
+TEST_F(WithdrawalTest, HasNothingToRemoveWithoutADataCache)
 {
     EXPECT_EQ(inChild([this] {
-                  return removeTheDead().empty() &&
+                  return Withdrawal().removeTheDead()->empty() &&
                                  !std::filesystem::exists(cacheFolder())
                              ? 0
                              : 1;
@@ -143,20 +166,20 @@ TEST_F(Withdrawal, HasNothingToRemoveWithoutADataCache)
               0);
 }
 
-TEST_F(Withdrawal, SaysWhenTheDataCacheCannotBeRead)
+TEST_F(WithdrawalTest, SaysWhenTheDataCacheCannotBeRead)
 {
     folder.write("datacache", "no folder");
     std::string errors;
     EXPECT_EQ(inChild(
                   [] {
-                      return removeTheDead().empty() ? 0 : 1;
+                      return Withdrawal().removeTheDead() ? 1 : 0;
                   },
                   &errors),
               0);
     EXPECT_NE(errors.find("data cache"), std::string::npos);
 }
 
-TEST_F(Withdrawal, LetsTheRecordsOfDaemonsCount)
+TEST_F(WithdrawalTest, LetsTheRecordsOfDaemonsCount)
 {
     Child daemons = daemon("/a");
     const ProcessIdentity owner = identityOf(daemons);
@@ -175,7 +198,7 @@ TEST_F(Withdrawal, LetsTheRecordsOfDaemonsCount)
               0);
 }
 
-TEST_F(Withdrawal, GivesWayAlsoWithRecordsThatAreThereAlready)
+TEST_F(WithdrawalTest, GivesWayAlsoWithRecordsThatAreThereAlready)
 {
     Child daemons = daemon("/a");
     identityOf(daemons);
@@ -188,7 +211,7 @@ TEST_F(Withdrawal, GivesWayAlsoWithRecordsThatAreThereAlready)
               0);
 }
 
-TEST_F(Withdrawal, FindsAHealthRecordByItsWholeKey)
+TEST_F(WithdrawalTest, FindsAHealthRecordByItsWholeKey)
 {
     EXPECT_EQ(inChild([] {
                   datacache_healthstatus_create("/a/b", {{"HealthStatus", 3u}});
