@@ -173,7 +173,9 @@ std::optional<SegmentReader> SegmentReader::open(int folder, const char* name)
         pread(opened.get(), &begin, sizeof(begin), 0) !=
             static_cast<ssize_t>(sizeof(begin)) ||
         begin.header.magic != segmentMagic ||
-        begin.header.version != segmentVersion)
+        begin.header.version != segmentVersion ||
+        (begin.header.slotCount > 0 &&
+         begin.header.tables.front() != firstTable))
     {
         return std::nullopt;
     }
@@ -236,10 +238,13 @@ Coverage SegmentReader::read(const RecordQuery& query, ReadingBudget& budget,
     constexpr std::size_t atOnce = 512;
     const std::size_t count =
         std::min<std::size_t>({header().slotCount, maxSlots, budget.slots});
-    Coverage coverage{.complete = count == header().slotCount};
+    Coverage coverage;
     budget.slots -= count;
     // Kept, so that a query takes little memory from the allocator at once.
     static thread_local Selection selection;
+    // What a visit that threw has left.
+    selection.candidates.clear();
+    selection.torn.clear();
     std::array<Slot, atOnce> slots;
     for (uint32_t next = 0; next < count && coverage.complete;)
     {
@@ -261,6 +266,7 @@ Coverage SegmentReader::read(const RecordQuery& query, ReadingBudget& budget,
         }
         readSelected(selection, query, budget, visit);
     }
+    coverage.complete = coverage.complete && count == header().slotCount;
     return coverage;
 }
 
@@ -424,6 +430,7 @@ bool SegmentReader::readAgain(uint32_t slot, ReadingBudget& budget,
         {
             return false;
         }
+        budget.bytes -= size;
         const Scratch scratch(size);
         if (size == 0 || !fetch(scratch.get(), size, begin))
         {
@@ -432,7 +439,6 @@ bool SegmentReader::readAgain(uint32_t slot, ReadingBudget& budget,
         if (const auto record = recordIn({scratch.get(), size}, slot,
                                          candidate->place.tag, candidate->live))
         {
-            budget.bytes -= size;
             visit(*record);
             return true;
         }
@@ -443,7 +449,8 @@ bool SegmentReader::readAgain(uint32_t slot, ReadingBudget& budget,
 bool SegmentReader::readSlot(uint32_t slot, ReadingBudget& budget,
                              const VisitReadRecord& visit) const
 {
-    return slot < header().slotCount && readAgain(slot, budget, visit);
+    return slot < std::min<std::size_t>(header().slotCount, maxSlots) &&
+           readAgain(slot, budget, visit);
 }
 
 } // namespace healthintf::host
