@@ -170,6 +170,28 @@ void forEachLiving(const fs::path& folder, Budgets& budgets,
     }
 }
 
+/** Whether a file that cannot be read as a segment belongs to no living process
+ *  for sure. It may be one of another version, or one that this process has no
+ *  file descriptor left for. */
+bool isNobodys(int folder, const char* name)
+{
+    struct stat status
+    {};
+    if (fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+        S_ISDIR(status.st_mode))
+    {
+        return false;
+    }
+    if (!S_ISREG(status.st_mode))
+    {
+        return true;
+    }
+    const FileDescriptor file(
+        openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    // What cannot be read is of no use to anybody.
+    return file.get() < 0 ? errno == EACCES : !isHeldByOwner(file.get());
+}
+
 /** Whether a file that is being made is so old that nobody makes it any
  *  more. */
 bool isLeftUnmade(int folder, const char* name)
@@ -178,8 +200,8 @@ bool isLeftUnmade(int folder, const char* name)
     struct stat status
     {};
     return fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-           !S_ISDIR(status.st_mode) &&
-           status.st_mtime + longEnough < time(nullptr);
+           status.st_mtime + longEnough < time(nullptr) &&
+           isNobodys(folder, name);
 }
 
 /** Which of several records of one path counts: the larger one. */
@@ -357,7 +379,7 @@ std::vector<DeadSegment> findDeadSegments(const fs::path& folder)
             continue;
         }
         const auto segment = SegmentReader::open(names.descriptor(), name);
-        if (segment && segment->isOwned())
+        if (segment ? segment->isOwned() : !isNobodys(names.descriptor(), name))
         {
             continue;
         }

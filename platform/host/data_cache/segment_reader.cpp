@@ -183,7 +183,7 @@ std::optional<SegmentReader> SegmentReader::open(int folder, const char* name)
                          status.st_ino);
 }
 
-bool SegmentReader::isOwned() const
+bool isHeldByOwner(int file)
 {
     // Asks whether a read lock would be refused: nobody but the owner of the
     // file can hold one that refuses it.
@@ -191,8 +191,12 @@ bool SegmentReader::isOwned() const
     {};
     whole.l_type = F_RDLCK;
     whole.l_whence = SEEK_SET;
-    return fcntl(file.get(), F_OFD_GETLK, &whole) == 0 &&
-           whole.l_type == F_WRLCK;
+    return fcntl(file, F_OFD_GETLK, &whole) == 0 && whole.l_type == F_WRLCK;
+}
+
+bool SegmentReader::isOwned() const
+{
+    return isHeldByOwner(file.get());
 }
 
 /** Reads bytes at a place of the file.

@@ -95,6 +95,9 @@ struct Coverage
     bool anyOfKind = false;
 };
 
+/** Whether the owner of an open file, that of a segment, lives. */
+bool isHeldByOwner(int file);
+
 /** A segment that was opened for reading. Nothing that its owner does to it,
  *  also while it is read, makes more of a call than an answer that leaves
  *  records out. */

@@ -1,0 +1,439 @@
+#include "child.hpp"
+#include "data_cache/own_records.hpp"
+#include "data_cache/segment_folder.hpp"
+#include "segment_bytes.hpp"
+#include "temporary_folder.hpp"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/wait.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <ctime>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <system_error>
+#include <vector>
+
+namespace healthintf::host
+{
+namespace
+{
+
+namespace fs = std::filesystem;
+using test::Child;
+using test::HeldFile;
+using test::segmentBytes;
+using test::withHeader;
+
+constexpr auto fault = RecordKind::faultEntry;
+constexpr auto health = RecordKind::healthStatus;
+constexpr std::size_t capacity = 1UL << 20;
+
+using Map = std::map<std::string, std::string>;
+
+class SegmentFolder : public testing::Test
+{
+  protected:
+    /** A process with these records, that lives. */
+    std::unique_ptr<Child> owner(const Map& records,
+                                 bool placeholders = false) const
+    {
+        auto child = std::make_unique<Child>([&](const Child::Parent& parent) {
+            OwnRecords own(cache, capacity);
+            if (placeholders)
+            {
+                own.makePlaceholders();
+            }
+            for (const auto& [path, payload] : records)
+            {
+                own.put({.kind = fault, .path = path, .payload = payload});
+            }
+            parent.tell("ready");
+            Child::Parent::waitForever();
+            return 0;
+        });
+        child->hear();
+        return child;
+    }
+
+    /** The bytes of a segment with one record. */
+    std::string bytesWith(const std::string& path,
+                          const std::string& payload = "x") const
+    {
+        return segmentBytes(folder.path(), [&](Segment& segment) {
+            segment.add({.kind = fault, .path = path, .payload = payload});
+            segment.add({.kind = health, .path = path, .payload = {}});
+        });
+    }
+
+    /** Writes a file into the folder. */
+    fs::path write(const std::string& name, const std::string& bytes) const
+    {
+        return folder.write("cache/" + name, bytes);
+    }
+
+    /** Writes a file into the folder that is held as by its owner. */
+    HeldFile hold(const std::string& name, const std::string& bytes) const
+    {
+        return HeldFile(write(name, bytes));
+    }
+
+    static const std::string* keep(Map& found, const ReadRecord& each,
+                                   bool replace)
+    {
+        const auto [at, isNew] = found.try_emplace(std::string(each.path));
+        if (!isNew && !replace)
+        {
+            return nullptr;
+        }
+        at->second = each.payload;
+        return &at->first;
+    }
+
+    Map read(const RecordQuery& query = RecordQuery::below(fault, {})) const
+    {
+        Map found;
+        readLivingRecords(cache, query,
+                          [&found](const ReadRecord& each,
+                                   const ProcessIdentity&, bool replace) {
+                              return keep(found, each, replace);
+                          });
+        return found;
+    }
+
+    std::size_t livingSegments() const
+    {
+        std::size_t count = 0;
+        forEachLivingSegment(cache, [&count](const SegmentReader&) {
+            ++count;
+        });
+        return count;
+    }
+
+    /** The names of the files that belong to no living process. */
+    std::set<std::string> deadNames() const
+    {
+        std::set<std::string> names;
+        for (const DeadSegment& dead : findDeadSegments(cache))
+        {
+            names.insert(dead.name);
+        }
+        return names;
+    }
+
+    test::TemporaryFolder folder;
+    fs::path cache = folder.path() / "cache";
+};
+
+using Names = std::set<std::string>;
+
+TEST_F(SegmentFolder, NeedNotBeThere)
+{
+    EXPECT_TRUE(read().empty());
+    EXPECT_EQ(livingSegments(), 0U);
+    EXPECT_TRUE(deadNames().empty());
+    EXPECT_FALSE(fs::exists(cache));
+}
+
+TEST_F(SegmentFolder, SaysWhenItCannotBeRead)
+{
+    folder.write("cache", "no folder");
+    EXPECT_THROW(read(), std::system_error);
+    EXPECT_THROW(livingSegments(), std::system_error);
+    EXPECT_THROW(deadNames(), std::system_error);
+}
+
+TEST_F(SegmentFolder, HoldsTheRecordsOfAllProcesses)
+{
+    const auto one = owner({{"/a", "1"}, {"/b", "2"}});
+    const auto other = owner({{"/c", "3"}});
+    EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "2"}, {"/c", "3"}}));
+    EXPECT_EQ(livingSegments(), 2U);
+    std::map<std::string, ProcessIdentity> owners;
+    readLivingRecords(cache, RecordQuery::below(fault, {}),
+                      [&owners](const ReadRecord& each,
+                                const ProcessIdentity& process, bool) {
+                          return &owners
+                                      .emplace(std::string(each.path), process)
+                                      .first->first;
+                      });
+    EXPECT_EQ(owners.at("/a"), ProcessIdentity::of(one->pid()));
+    EXPECT_EQ(owners.at("/c"), ProcessIdentity::of(other->pid()));
+}
+
+TEST_F(SegmentFolder, HoldsNothingOfTheDead)
+{
+    const auto living = owner({{"/a", "1"}});
+    const auto dead = owner({{"/b", "2"}});
+    dead->kill();
+    EXPECT_EQ(read(), (Map{{"/a", "1"}}));
+    EXPECT_EQ(livingSegments(), 1U);
+    EXPECT_EQ(deadNames().size(), 1U);
+}
+
+TEST_F(SegmentFolder, HoldsNothingOfTheDeadWhileOthersHoldALock)
+{
+    const auto dead = owner({{"/b", "2"}});
+    const fs::path file = fs::directory_iterator(cache)->path();
+    const FileDescriptor opened(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    struct flock shared
+    {};
+    shared.l_type = F_RDLCK;
+    shared.l_whence = SEEK_SET;
+    EXPECT_NE(fcntl(opened.get(), F_OFD_SETLK, &shared), 0)
+        << "nobody takes the owner's lock away";
+    dead->kill();
+    ASSERT_EQ(fcntl(opened.get(), F_OFD_SETLK, &shared), 0);
+    EXPECT_TRUE(read().empty());
+    EXPECT_EQ(deadNames().size(), 1U);
+}
+
+TEST_F(SegmentFolder, HoldsTheRecordsOfAProcessThatIsStopped)
+{
+    const auto stopped = owner({{"/a", "1"}});
+    ASSERT_EQ(kill(stopped->pid(), SIGSTOP), 0);
+    int status = 0;
+    ASSERT_EQ(waitpid(stopped->pid(), &status, WUNTRACED), stopped->pid());
+    EXPECT_EQ(read(), (Map{{"/a", "1"}}));
+    EXPECT_TRUE(deadNames().empty());
+}
+
+TEST_F(SegmentFolder, IsReadByWhoMayOnlyRead)
+{
+    const auto living = owner({{"/a", "1"}});
+    fs::permissions(folder.path(), fs::perms(0755));
+    fs::permissions(cache, fs::perms(0755));
+    EXPECT_EQ(test::inChild([this] {
+                  test::leaveRoot();
+                  return read() == Map{{"/a", "1"}} ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(SegmentFolder, LetsTheYoungerOfTwoRecordsCount)
+{
+    const auto first = owner({{"/a", "first"}, {"/x", "x"}});
+    {
+        const auto second = owner({{"/a", "second"}, {"/y", "y"}});
+        const auto third = owner({{"/a", "third"}});
+        const Map expected{{"/a", "third"}, {"/x", "x"}, {"/y", "y"}};
+        EXPECT_EQ(read(), expected);
+        EXPECT_EQ(read(RecordQuery::exactly(fault, "/a")),
+                  (Map{{"/a", "third"}}));
+        third->kill();
+        EXPECT_EQ(read().at("/a"), "second");
+    }
+    EXPECT_EQ(read(), (Map{{"/a", "first"}, {"/x", "x"}}));
+}
+
+TEST_F(SegmentFolder, LetsNoPlaceholderHideARecord)
+{
+    const auto placeholder = owner({{"/a", "old"}, {"/b", "old"}}, true);
+    EXPECT_EQ(read(), (Map{{"/a", "old"}, {"/b", "old"}}));
+    const auto daemon = owner({{"/a", "daemon"}});
+    const auto younger = owner({{"/a", "new"}, {"/c", "new"}}, true);
+    EXPECT_EQ(read(), (Map{{"/a", "daemon"}, {"/b", "old"}, {"/c", "new"}}));
+    daemon->kill();
+    EXPECT_EQ(read().at("/a"), "new");
+}
+
+TEST_F(SegmentFolder, LeavesOutWhatIsNoSegment)
+{
+    const auto living = owner({{"/a", "1"}});
+    const std::string good = bytesWith("/no");
+    folder.write("elsewhere", good);
+    const HeldFile held(folder.path() / "elsewhere");
+    fs::create_symlink(folder.path() / "elsewhere", cache / "link");
+    fs::create_directory(cache / "folder");
+    ASSERT_EQ(mkfifo((cache / "pipe").c_str(), 0666), 0);
+    const HeldFile empty = hold("empty", "");
+    const HeldFile cut = hold("short", good.substr(0, 100));
+    const HeldFile version =
+        hold("version", withHeader(good, [](SegmentHeader& header) {
+                 ++header.version;
+             }));
+    const HeldFile hidden = hold(".new-one", good);
+    write("dead", good);
+    if (geteuid() == 0)
+    {
+        EXPECT_EQ(
+            mknod((cache / "device").c_str(), S_IFCHR | 0666, makedev(1, 5)),
+            0);
+    }
+    EXPECT_EQ(read(), (Map{{"/a", "1"}}));
+    EXPECT_EQ(livingSegments(), 1U);
+}
+
+TEST_F(SegmentFolder, ReadsTwoNamesOfOneFileOnce)
+{
+    const HeldFile held = hold("one", bytesWith("/a"));
+    fs::create_hard_link(cache / "one", cache / "two");
+    EXPECT_EQ(livingSegments(), 1U);
+    EXPECT_EQ(read(), (Map{{"/a", "x"}}));
+}
+
+TEST_F(SegmentFolder, ReadsAsManySegmentsOfAUserAsMayBe)
+{
+    const std::string bytes = bytesWith("/a");
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files);
+    constexpr std::size_t most = ReadingBudget{}.segments;
+    if (files.rlim_max < most + 100)
+    {
+        GTEST_SKIP() << "too few files may be open here";
+    }
+    files.rlim_cur = files.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &files);
+    std::vector<std::unique_ptr<HeldFile>> held;
+    const auto add = [&] {
+        const auto name = std::to_string(held.size());
+        held.push_back(std::make_unique<HeldFile>(write(name, bytes)));
+    };
+    while (held.size() < most)
+    {
+        add();
+    }
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(livingSegments(), most);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    add();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(livingSegments(), most);
+    EXPECT_EQ(livingSegments(), most);
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find("user " + std::to_string(geteuid()) +
+                       " keeps more in the data cache than is read of one "
+                       "user"),
+              std::string::npos);
+    EXPECT_EQ(log.find('\n'), log.size() - 1) << "once";
+    if (geteuid() == 0)
+    {
+        ASSERT_EQ(chown((cache / "0").c_str(), 1, 1), 0);
+        EXPECT_EQ(livingSegments(), most + 1) << "each user has its own";
+    }
+}
+
+TEST_F(SegmentFolder, FindsTheDeadWithTheirNodes)
+{
+    write("dead", bytesWith("/a"));
+    const auto found = findDeadSegments(cache);
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(found.front().name, "dead");
+    EXPECT_EQ(found.front().owner.pid, static_cast<uint32_t>(getpid()));
+    EXPECT_EQ(found.front().nodes, std::vector<std::string>{"/a"});
+    removeSegment(cache, "dead");
+    removeSegment(cache, "dead");
+    EXPECT_TRUE(fs::is_empty(cache));
+}
+
+TEST_F(SegmentFolder, TakesWhatIsNoSegmentForDead)
+{
+    write("text", "text");
+    write("empty", "");
+    fs::create_symlink("/etc/passwd", cache / "link");
+    ASSERT_EQ(mkfifo((cache / "pipe").c_str(), 0666), 0);
+    fs::create_directory(cache / "folder");
+    EXPECT_EQ(deadNames(), (Names{"text", "empty", "link", "pipe"}))
+        << "what cannot be removed does not count";
+    fs::remove(cache / "folder");
+    for (const DeadSegment& dead : findDeadSegments(cache))
+    {
+        EXPECT_EQ(dead.owner, ProcessIdentity{});
+        EXPECT_TRUE(dead.nodes.empty());
+        removeSegment(cache, dead.name);
+    }
+    EXPECT_TRUE(fs::is_empty(cache));
+    EXPECT_TRUE(fs::exists("/etc/passwd"));
+}
+
+TEST_F(SegmentFolder, TakesNoFileForDeadThatIsHeld)
+{
+    // The segments of another version of the library, too.
+    const HeldFile version =
+        hold("version", withHeader(bytesWith("/a"), [](SegmentHeader& header) {
+                 ++header.version;
+             }));
+    const HeldFile empty = hold("empty", "");
+    EXPECT_TRUE(deadNames().empty());
+}
+
+TEST_F(SegmentFolder, TakesNothingForDeadThatItCannotOpen)
+{
+    const auto living = owner({{"/a", "1"}});
+    const auto other = owner({{"/b", "1"}});
+    EXPECT_EQ(test::inChild([this] {
+                  // As many as the folder itself needs.
+                  const int next = dup(STDIN_FILENO);
+                  close(next);
+                  const rlimit few{static_cast<rlim_t>(next) + 1,
+                                   static_cast<rlim_t>(next) + 1};
+                  setrlimit(RLIMIT_NOFILE, &few);
+                  return deadNames().empty() ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(SegmentFolder, TakesForDeadWhatMayNotBeRead)
+{
+    const auto living = owner({{"/a", "1"}});
+    const HeldFile held = hold("private", bytesWith("/c"));
+    fs::permissions(folder.path(), fs::perms(0755));
+    fs::permissions(cache, fs::perms(0755));
+    fs::permissions(cache / "private", fs::perms::none);
+    EXPECT_EQ(test::inChild([this] {
+                  test::leaveRoot();
+                  return deadNames() == Names{"private"} ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(SegmentFolder, TakesAFileThatIsMadeForDeadAfterAWhile)
+{
+    write(".new-young", "half");
+    const auto left = write(".new-old", "half");
+    const auto locked = write(".new-locked", "half");
+    const HeldFile held(locked);
+    const timespec longAgo{.tv_sec = time(nullptr) - 61, .tv_nsec = 0};
+    const std::array<timespec, 2> times{longAgo, longAgo};
+    for (const fs::path& each : {left, locked})
+    {
+        ASSERT_EQ(utimensat(AT_FDCWD, each.c_str(), times.data(), 0), 0);
+    }
+    EXPECT_EQ(deadNames(), Names{".new-old"});
+}
+
+TEST_F(SegmentFolder, IsReadWhileItsSegmentsComeAndGo)
+{
+    const auto living = owner({{"/a", "1"}});
+    Child makers([this](const Child::Parent& parent) {
+        parent.tell("ready");
+        for (;;)
+        {
+            OwnRecords own(cache, capacity);
+            own.put({.kind = fault, .path = "/b", .payload = "2"});
+            own.remove(fault, "/b");
+            own.removeFileIfEmpty();
+        }
+        return 0;
+    });
+    makers.hear();
+    for (int i = 0; i < 2000; ++i)
+    {
+        Map found = read();
+        found.erase("/b");
+        ASSERT_EQ(found, (Map{{"/a", "1"}}));
+    }
+}
+
+} // namespace
+} // namespace healthintf::host
