@@ -8,7 +8,6 @@ namespace healthintf::host
 namespace
 {
 
-constexpr unsigned int bitsOfByte = 8;
 constexpr unsigned int tagShift = 48;
 constexpr unsigned int checkShift = 56;
 
@@ -50,7 +49,11 @@ class Checksum
         {
             a = add(a, at, step);
         }
-        b = add(b, at, left);
+        // An empty text may have no address to read at.
+        if (left > 0)
+        {
+            b = add(b, at, left);
+        }
     }
 
     uint64_t get() const
@@ -140,6 +143,7 @@ PathSignature::PathSignature(std::string_view path)
     constexpr std::size_t step = 2;
     constexpr unsigned int bitsEach = 4;
     constexpr unsigned int bitsOfHash = 64;
+    constexpr unsigned int secondByte = 8;
 
     if (path.size() < first)
     {
@@ -157,7 +161,7 @@ PathSignature::PathSignature(std::string_view path)
         }
         const auto a = static_cast<uint8_t>(path[next - 2]);
         const auto b = static_cast<uint8_t>(path[next - 1]);
-        hash = (hash ^ (a | b << bitsOfByte)) * factor;
+        hash = (hash ^ (a | b << secondByte)) * factor;
     }
 }
 
