@@ -18,7 +18,7 @@ enum class Seam
     bus,
     /** operator new, called by library, platform or C++ itself. */
     memory,
-    /** malloc and the like, called inside libsystemd and LMDB. */
+    /** malloc and the like, called inside libsystemd. */
     libraryMemory,
 };
 

@@ -1,11 +1,11 @@
 #pragma once
 
-/** @file The memory that libsystemd and LMDB take for themselves. */
+/** @file The memory that libsystemd takes for itself. */
 
 namespace healthintf::test
 {
 
-/** From now on libsystemd and LMDB take memory through the seam libraryMemory:
+/** From now on libsystemd takes memory through the seam libraryMemory:
  *  the entries of malloc and the like in their tables of imported functions are
  *  written anew. What they call else, and what others call, stays as it is.
  *

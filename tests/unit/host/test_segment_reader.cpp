@@ -125,11 +125,13 @@ TEST_F(SegmentReaderTest, OpensNothingButRegularFiles)
 TEST_F(SegmentReaderTest, OpensNoFileThatIsShort)
 {
     const std::string whole = segmentOf(1);
-    for (std::size_t size = 0; size < sizeof(SegmentHeader); ++size)
+    constexpr std::size_t shortest =
+        firstTable + slotsOfFirstTable * sizeof(Slot);
+    for (std::size_t size = 0; size < shortest; ++size)
     {
         EXPECT_EQ(pathsIn(whole.substr(0, size)), noSegment) << size;
     }
-    EXPECT_EQ(pathsIn(whole.substr(0, sizeof(SegmentHeader))), Paths{});
+    EXPECT_EQ(pathsIn(whole.substr(0, shortest)), Paths{});
 }
 
 TEST_F(SegmentReaderTest, OpensNoFileOfAnotherVersionOrKind)
@@ -184,19 +186,20 @@ TEST_F(SegmentReaderTest, ReadsNoSlotsThatAreNotThere)
 
 TEST_F(SegmentReaderTest, ReadsNoTablesThatAreElsewhere)
 {
-    const std::string whole = segmentOf(2);
+    const std::string whole = segmentOf(66);
     for (const uint64_t at :
          {uint64_t{0}, uint64_t{1}, uint64_t{8}, whole.size() - 1, whole.size(),
           whole.size() + 4096, uint64_t{1} << 62, uint64_t{1} << 63,
           std::numeric_limits<uint64_t>::max(),
           std::numeric_limits<uint64_t>::max() - 31})
     {
-        EXPECT_EQ(pathsIn(withHeader(whole,
-                                     [at](SegmentHeader& header) {
-                                         header.tables.front() = at;
-                                     })),
-                  Paths{})
-            << at;
+        const auto moved = [&](std::size_t table) {
+            return withHeader(whole, [&](SegmentHeader& header) {
+                header.tables.at(table) = at;
+            });
+        };
+        EXPECT_EQ(pathsIn(moved(0)), noSegment) << at;
+        EXPECT_EQ(pathsIn(moved(1)).size(), slotsOfFirstTable) << at;
     }
     // Tables may lie over each other: what they say is read again.
     EXPECT_LE(pathsIn(withHeader(whole,
@@ -205,7 +208,7 @@ TEST_F(SegmentReaderTest, ReadsNoTablesThatAreElsewhere)
                                      header.tables.fill(header.tables.front());
                                  }))
                   .size(),
-              2U);
+              slotsOfFirstTable);
 }
 
 TEST_F(SegmentReaderTest, LeavesOutSlotsThatPointElsewhere)

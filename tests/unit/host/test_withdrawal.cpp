@@ -143,6 +143,7 @@ TEST_F(WithdrawalTest, TellsOnceOfWhatItCannotRemove)
     Child dead = daemon("/b");
     identityOf(dead);
     dead.kill();
+    std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
     EXPECT_EQ(inChild([] {
                   test::leaveRoot();
                   Withdrawal withdrawal;
