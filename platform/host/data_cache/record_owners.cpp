@@ -1,8 +1,13 @@
 #include "record_owners.hpp"
 
+#include "../directories.hpp"
+#include "data_cache.hpp"
 #include "record_table.hpp"
 
 #include <platform/data_abstraction/results.hpp>
+
+#include <set>
+#include <utility>
 
 namespace healthintf::host
 {
@@ -21,6 +26,29 @@ int listOwnersOf(RecordKind kind, RecordOwners& owners)
                                                     : static_cast<int>(result);
 }
 
+using ClaimantsByKey = std::map<std::string, std::vector<Claimant>>;
+
+/** Notes the health records of one segment. */
+void noteClaims(const SegmentReader& segment, ReadingBudget& budget,
+                ClaimantsByKey& claims)
+{
+    // A segment that was made up may hold a path twice.
+    std::set<std::string> keys;
+    segment.read(RecordQuery::below(RecordKind::healthStatus, {}), budget,
+                 [&keys](const ReadRecord& record) {
+                     keys.emplace(record.path);
+                 });
+    for (const std::string& key : keys)
+    {
+        auto& claimants = claims[key];
+        if (claimants.size() < ClaimedKeys::mostClaimants)
+        {
+            claimants.push_back(
+                {.process = segment.owner(), .user = segment.user()});
+        }
+    }
+}
+
 } // namespace
 
 int listNodeOwners(RecordOwners& owners)
@@ -31,6 +59,36 @@ int listNodeOwners(RecordOwners& owners)
 int listEntryOwners(RecordOwners& owners)
 {
     return listOwnersOf(RecordKind::faultEntry, owners);
+}
+
+int listClaimedKeys(ClaimedKeys& claimed)
+{
+    claimed = {};
+    return useCache([&claimed] {
+        ClaimantsByKey claims;
+        std::map<uid_t, ReadingBudget> budgets;
+        forEachLivingSegment(
+            dataCacheFolder(), [&](const SegmentReader& segment) {
+                if (!segment.hasPlaceholders())
+                {
+                    noteClaims(segment, budgets[segment.user()], claims);
+                }
+            });
+        for (auto& [key, claimants] : claims)
+        {
+            if (claimants.size() < 2)
+            {
+                continue;
+            }
+            ++claimed.count;
+            if (claimed.keys.size() < ClaimedKeys::mostKeys)
+            {
+                claimed.keys.push_back(
+                    {.key = key, .claimants = std::move(claimants)});
+            }
+        }
+        return 0;
+    });
 }
 
 } // namespace healthintf::host

@@ -1,8 +1,15 @@
 #include "cache_test.hpp"
 #include "data_cache/record_owners.hpp"
+#include "data_cache/withdrawal.hpp"
 
 #include <platform/data_abstraction/fault_entry.hpp>
 #include <platform/data_abstraction/health_status.hpp>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
 
 namespace healthintf::host
 {
@@ -24,6 +31,30 @@ class RecordOwnersTest : public test::CacheTest
             parent.tell("ready");
             Child::Parent::waitForever();
             return 0;
+        });
+    }
+
+    /** A process that does something and then lives. */
+    static std::unique_ptr<Child> living(const std::function<void()>& work)
+    {
+        auto made =
+            std::make_unique<Child>([work](const Child::Parent& parent) {
+                work();
+                parent.tell("ready");
+                Child::Parent::waitForever();
+                return 0;
+            });
+        made->hear();
+        return made;
+    }
+
+    static std::unique_ptr<Child> nodesOf(std::size_t count)
+    {
+        return living([count] {
+            for (std::size_t i = 0; i < count; ++i)
+            {
+                datacache_healthstatus_create("/" + std::to_string(i), {});
+            }
         });
     }
 };
@@ -58,6 +89,119 @@ TEST_F(RecordOwnersTest, AreNoneWithoutRecords)
                   return listEntryOwners(owners) == 0 && owners.empty() ? 0 : 1;
               }),
               0);
+}
+
+TEST_F(RecordOwnersTest, AreAllNamedThatClaimOneKey)
+{
+    Child first = daemon("/a");
+    first.hear();
+    Child second = daemon("/a");
+    second.hear();
+    Child other = daemon("/b");
+    other.hear();
+    std::vector<ProcessIdentity> both{ProcessIdentity::of(first.pid()),
+                                      ProcessIdentity::of(second.pid())};
+    std::ranges::sort(both);
+    EXPECT_EQ(inChild([&] {
+                  ClaimedKeys claimed{.count = 7, .keys = {{}, {}}};
+                  if (listClaimedKeys(claimed) != 0 || claimed.count != 1 ||
+                      claimed.keys.size() != 1 || claimed.keys[0].key != "/a" ||
+                      claimed.keys[0].claimants.size() != 2)
+                  {
+                      return 1;
+                  }
+                  std::vector<ProcessIdentity> found;
+                  for (const Claimant& each : claimed.keys[0].claimants)
+                  {
+                      if (each.user != geteuid())
+                      {
+                          return 2;
+                      }
+                      found.push_back(each.process);
+                  }
+                  std::ranges::sort(found);
+                  return found == both ? 0 : 3;
+              }),
+              0);
+    second.kill();
+    EXPECT_EQ(inChild([] {
+                  ClaimedKeys claimed;
+                  return listClaimedKeys(claimed) == 0 && claimed.count == 0 &&
+                                 claimed.keys.empty()
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+TEST_F(RecordOwnersTest, ClaimNoKeyByAPlaceholder)
+{
+    Child real = daemon("/a");
+    real.hear();
+    const auto placeholder = living([] {
+        giveWayToOthers();
+        datacache_healthstatus_create("/a", {});
+    });
+    EXPECT_EQ(inChild([] {
+                  ClaimedKeys claimed;
+                  return listClaimedKeys(claimed) == 0 && claimed.count == 0
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+TEST_F(RecordOwnersTest, AreListedForAHundredKeys)
+{
+    for (const std::size_t count :
+         {ClaimedKeys::mostKeys, ClaimedKeys::mostKeys + 1})
+    {
+        const auto first = nodesOf(count);
+        const auto second = nodesOf(count);
+        EXPECT_EQ(inChild([count] {
+                      ClaimedKeys claimed;
+                      return listClaimedKeys(claimed) == 0 &&
+                                     claimed.count == count &&
+                                     claimed.keys.size() ==
+                                         ClaimedKeys::mostKeys
+                                 ? 0
+                                 : 1;
+                  }),
+                  0)
+            << count;
+        first->kill();
+        second->kill();
+    }
+}
+
+TEST_F(RecordOwnersTest, AreListedForEightProcessesOfAKey)
+{
+    std::vector<std::unique_ptr<Child>> processes;
+    for (std::size_t count = 1; count <= ClaimedKeys::mostClaimants + 1;
+         ++count)
+    {
+        processes.push_back(nodesOf(1));
+        const std::size_t expected =
+            std::min(count, ClaimedKeys::mostClaimants);
+        EXPECT_EQ(inChild([count, expected] {
+                      ClaimedKeys claimed;
+                      if (listClaimedKeys(claimed) != 0)
+                      {
+                          return 1;
+                      }
+                      if (count == 1)
+                      {
+                          return claimed.count == 0 ? 0 : 2;
+                      }
+                      return claimed.count == 1 &&
+                                     claimed.keys[0].claimants.size() ==
+                                         expected
+                                 ? 0
+                                 : 3;
+                  }),
+                  0)
+            << count;
+    }
 }
 
 } // namespace

@@ -60,6 +60,7 @@ Findings examineHost(uid_t logManager)
         const std::vector<NodeState> nodes = probeNodes(cache);
         append(findings, deadOwners(nodes));
         append(findings, missingParents(nodes));
+        append(findings, probeSharedKeys());
     }
     append(findings,
            findingsOf("files.registries", "message registry",

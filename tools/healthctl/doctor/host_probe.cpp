@@ -1,11 +1,11 @@
 #include "host_probe.hpp"
 
+#include "../source/process_name.hpp"
+
 #include <hmi_faultentry.hpp>
-#include <platform/data_abstraction/health_status.hpp>
 
 #include <data_cache/cache_space.hpp>
-#include <data_cache/process_identity.hpp>
-#include <data_cache/withdrawal.hpp>
+#include <data_cache/record_owners.hpp>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
@@ -14,7 +14,6 @@
 #include <pwd.h>
 
 #include <algorithm>
-#include <map>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -102,6 +101,16 @@ bool modesLetWrite(const fs::path& folder, uid_t user)
     return (found.st_mode >> shift & needed) == needed;
 }
 
+/** A process that has a record, as "fan-daemon[812] (user fans)". */
+std::string inWords(const host::Claimant& claimant)
+{
+    const passwd* entry = getpwuid(claimant.user);
+    const std::string user = entry != nullptr ? std::string(entry->pw_name)
+                                              : std::to_string(claimant.user);
+    return nameOfProcess(static_cast<pid_t>(claimant.process.pid)) + " (user " +
+           user + ")";
+}
+
 } // namespace
 
 CacheState probeCache()
@@ -133,20 +142,36 @@ CacheState probeCache()
 std::vector<NodeState> probeNodes(const CacheState& cache)
 {
     std::vector<NodeState> nodes;
-    std::map<std::string, HealthStatus_gen> records;
-    if (!cache.space || DataAbstraction::HealthStatus::get_map_by_path_prefixes(
-                            {}, {}, records) != DataAbstraction::readOk)
+    host::RecordOwners owners;
+    if (!cache.space || host::listNodeOwners(owners) != 0)
     {
         return nodes;
     }
-    for (const auto& [key, record] : records)
+    for (const auto& [key, owner] : owners)
     {
-        if (const auto found = host::findHealthRecord(key))
-        {
-            nodes.push_back({key, found->owner.pid, found->owner.alive()});
-        }
+        nodes.push_back({key, owner.pid, owner.alive()});
     }
     return nodes;
+}
+
+Findings probeSharedKeys()
+{
+    host::ClaimedKeys claimed;
+    if (host::listClaimedKeys(claimed) != 0)
+    {
+        return {};
+    }
+    std::vector<SharedKey> shared;
+    for (const host::ClaimedKey& claim : claimed.keys)
+    {
+        SharedKey& key =
+            shared.emplace_back(SharedKey{.key = claim.key, .holders = {}});
+        for (const host::Claimant& claimant : claim.claimants)
+        {
+            key.holders.push_back(inWords(claimant));
+        }
+    }
+    return {sharedKeys(shared, claimed.count)};
 }
 
 StateFolder probeStateFolder(uid_t user)

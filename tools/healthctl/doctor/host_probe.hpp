@@ -12,12 +12,15 @@
 namespace healthintf::healthctl
 {
 
-/** Looks at the data cache; it is opened only when others have it open, since
- *  the first one to open it empties it. */
+/** Looks at the data cache. */
 CacheState probeCache();
 
-/** All health records; none when the data cache is not open anywhere. */
+/** All health records; none when the data cache cannot be read. */
 std::vector<NodeState> probeNodes(const CacheState& cache);
+
+/** Looks for keys that several processes hold; nothing when the data cache
+ *  cannot be read. */
+Findings probeSharedKeys();
 
 /** Looks whether a user may write where the log is kept.
  *

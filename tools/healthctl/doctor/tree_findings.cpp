@@ -4,6 +4,7 @@
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
 
+#include <algorithm>
 #include <map>
 #include <set>
 
@@ -18,6 +19,19 @@ std::string listed(const std::vector<std::string>& names)
     return names.size() == 1 ? names.front()
                              : names.front() + " and " +
                                    std::to_string(names.size() - 1) + " more";
+}
+
+/** A key and its holders, as "KEY by A and B". */
+std::string inWords(const SharedKey& key)
+{
+    std::string text = key.key;
+    const char* before = " by ";
+    for (const std::string& holder : key.holders)
+    {
+        text += before + holder;
+        before = " and ";
+    }
+    return text;
 }
 
 } // namespace
@@ -89,6 +103,38 @@ Findings missingParents(const std::vector<NodeState>& nodes)
                             .remedy = ""});
     }
     return findings;
+}
+
+Finding sharedKeys(const std::vector<SharedKey>& keys, std::size_t count)
+{
+    constexpr std::size_t mostNamed = 10;
+    if (keys.empty())
+    {
+        return {.check = "tree.claims",
+                .grade = Grade::ok,
+                .text = "no key is held by two processes",
+                .remedy = ""};
+    }
+    const bool twoEach = std::ranges::all_of(keys, [](const SharedKey& key) {
+        return key.holders.size() == 2;
+    });
+    std::string text = std::to_string(count) +
+                       (count == 1 ? " key is" : " keys are") + " held by " +
+                       (twoEach ? "two" : "several") + " processes: ";
+    const std::size_t named = std::min(keys.size(), mostNamed);
+    for (std::size_t i = 0; i < named; ++i)
+    {
+        text += (i == 0 ? "" : "; ") + inWords(keys[i]);
+    }
+    if (count > named)
+    {
+        text += "; and " + std::to_string(count - named) + " more";
+    }
+    return {.check = "tree.claims",
+            .grade = Grade::warning,
+            .text = text,
+            .remedy = "let one process have each key: end the others, or "
+                      "give them other keys"};
 }
 
 } // namespace healthintf::healthctl

@@ -1,5 +1,8 @@
+#include "child.hpp"
 #include "small_filesystem.hpp"
 #include "temporary_folder.hpp"
+
+#include <platform/data_abstraction/health_status.hpp>
 
 #include <doctor/host_probe.hpp>
 #include <gmock/gmock.h>
@@ -62,6 +65,30 @@ TEST_F(HostProbe, FindsADataCacheThatNobodyHasOpen)
     EXPECT_TRUE(cache.there);
     EXPECT_TRUE(cache.usable);
     EXPECT_FALSE(cache.inUse);
+}
+
+TEST_F(HostProbe, NamesTheProcessesThatHoldOneKey)
+{
+    const auto holder = [](const test::Child::Parent& parent) {
+        datacache_healthstatus_create("/a", {});
+        parent.tell("ready");
+        test::Child::Parent::waitForever();
+        return 0;
+    };
+    test::Child first(holder);
+    first.hear();
+    EXPECT_EQ(probeSharedKeys().front().grade, Grade::ok);
+    test::Child second(holder);
+    second.hear();
+    const Findings findings = probeSharedKeys();
+    ASSERT_EQ(findings.size(), 1);
+    EXPECT_EQ(findings.front().grade, Grade::warning);
+    for (const pid_t process : {first.pid(), second.pid()})
+    {
+        EXPECT_THAT(
+            findings.front().text,
+            testing::HasSubstr("[" + std::to_string(process) + "] (user "));
+    }
 }
 
 TEST_F(HostProbe, SeesWhatTheFilesystemsHaveLeft)

@@ -56,5 +56,43 @@ TEST(TreeFindings, MissTheRootAboveItsChildren)
     EXPECT_THAT(findings[0].text, HasSubstr("no node " + root + ","));
 }
 
+TEST(TreeFindings, FindNothingWrongWithKeysThatOneProcessHolds)
+{
+    EXPECT_EQ(sharedKeys({}, 0).grade, Grade::ok);
+    EXPECT_EQ(sharedKeys({}, 0).check, "tree.claims");
+}
+
+TEST(TreeFindings, NameTheHoldersOfASharedKey)
+{
+    const Finding finding = sharedKeys(
+        {{root + "/a", {"fan[1] (user fans)", "test[2] (user dev)"}}}, 1);
+    EXPECT_EQ(finding.grade, Grade::warning);
+    EXPECT_EQ(finding.text, "1 key is held by two processes: " + root +
+                                "/a by fan[1] (user fans) and test[2] (user "
+                                "dev)");
+    EXPECT_FALSE(finding.remedy.empty());
+}
+
+TEST(TreeFindings, TellOfMoreThanTwoHolders)
+{
+    EXPECT_EQ(
+        sharedKeys({{"/a", {"x[1]", "y[2]"}}, {"/b", {"x[1]", "y[2]", "z[3]"}}},
+                   2)
+            .text,
+        "2 keys are held by several processes: /a by x[1] and y[2]; /b "
+        "by x[1] and y[2] and z[3]");
+}
+
+TEST(TreeFindings, NameTenSharedKeysAndCountTheOthers)
+{
+    const std::vector<SharedKey> ten(10, {"/a", {"x[1]", "y[2]"}});
+    std::vector<SharedKey> eleven = ten;
+    eleven.push_back({"/last", {"x[1]", "y[2]"}});
+    EXPECT_THAT(sharedKeys(ten, 10).text, testing::EndsWith("y[2]"));
+    EXPECT_THAT(sharedKeys(eleven, 500).text,
+                testing::AllOf(testing::EndsWith("; and 490 more"),
+                               testing::Not(HasSubstr("/last"))));
+}
+
 } // namespace
 } // namespace healthintf::healthctl
