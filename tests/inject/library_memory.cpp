@@ -213,8 +213,8 @@ int takeLibrary(dl_phdr_info* info, size_t /*size*/, void* context)
             const Imports imports =
                 importsOf(reinterpret_cast<const ElfW(Dyn)*>(info->dlpi_addr +
                                                              header.p_vaddr));
-            *static_cast<int*>(context) +=
-                redirect(info->dlpi_addr, imports) > 0 ? 1 : 0;
+            *static_cast<bool*>(context) =
+                redirect(info->dlpi_addr, imports) > 0;
         }
     }
     return 0;
@@ -224,12 +224,12 @@ int takeLibrary(dl_phdr_info* info, size_t /*size*/, void* context)
 
 bool watchLibraryMemory()
 {
-    int libraries = 0;
+    bool found = false;
     if constexpr (sizeof(void*) == sizeof(uint64_t))
     {
-        dl_iterate_phdr(takeLibrary, &libraries);
+        dl_iterate_phdr(takeLibrary, &found);
     }
-    return libraries == 1;
+    return found;
 }
 
 } // namespace healthintf::test

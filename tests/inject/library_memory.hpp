@@ -5,12 +5,11 @@
 namespace healthintf::test
 {
 
-/** From now on libsystemd takes memory through the seam libraryMemory:
- *  the entries of malloc and the like in their tables of imported functions are
- *  written anew. What they call else, and what others call, stays as it is.
+/** From now on libsystemd takes memory through the seam libraryMemory: the
+ *  entries of malloc and the like in its table of imported functions are
+ *  written anew. What it calls else, and what others call, stays as it is.
  *
- *  @return whether entries were found in both; not where these tables have
- *          another form */
+ *  @return whether entries were found; not where the table has another form */
 bool watchLibraryMemory();
 
 } // namespace healthintf::test
