@@ -165,7 +165,8 @@ TEST_F(ForOthers, HidingIsRefusedInOneLine)
     const Answer answer = asOther({"hide", "--sensor-number", "7"});
     EXPECT_EQ(answer.status, 4);
     EXPECT_EQ(answer.errors, "healthctl: the bus did not pass it on for this "
-                             "user; try again as root\n");
+                             "user; try again as root or as a member of the "
+                             "group healthintf-operators\n");
 }
 
 TEST_F(ForOthers, SettingIsRefusedInOneLine)

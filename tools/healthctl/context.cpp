@@ -30,7 +30,7 @@ sdbusplus::bus_t connectBus()
         throw Error(refused ? ExitCode::notPermitted : ExitCode::unavailable,
                     std::string("unable to connect to the bus: ") +
                         std::strerror(-result) +
-                        (refused ? "; try again as root"
+                        (refused ? "; try again as the user whose bus it is"
                                  : "; start the D-Bus daemon, or set "
                                    "DBUS_SYSTEM_BUS_ADDRESS to its address"));
     }

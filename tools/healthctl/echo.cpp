@@ -60,7 +60,7 @@ void Echo::expect()
     {
         throw Error(ExitCode::notPermitted,
                     "the bus did not pass it on for this user; try again as "
-                    "root");
+                    "root or as a member of the group healthintf-operators");
     }
 }
 

@@ -54,7 +54,7 @@ host::Attributes attributes()
         const bool refused = e.code() == std::errc::permission_denied;
         throw Error(refused ? ExitCode::notPermitted : ExitCode::failed,
                     std::string("the attributes cannot be read: ") + e.what() +
-                        (refused ? "; try again as root"
+                        (refused ? "; let this user read that file"
                                  : "; see HEALTHINTF_STATE_DIR"));
     }
     catch (const std::exception& e)

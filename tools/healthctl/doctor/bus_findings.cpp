@@ -94,7 +94,7 @@ Finding findingOf(const Attempt& attempt, bool root)
             break;
         case Attempt::Result::denied:
             finding.text = "this user may not " + attempt.what;
-            if (root || !attempt.forRoot)
+            if (root || attempt.reservedFor == nullptr)
             {
                 finding.grade = Grade::problem;
                 finding.remedy = "install the policies com.vexa.olvar.*.conf "
@@ -103,7 +103,8 @@ Finding findingOf(const Attempt& attempt, bool root)
             else
             {
                 // That is what the policy is for.
-                finding.text += ", which is for root and the daemons' group";
+                finding.text += ", which is for ";
+                finding.text += attempt.reservedFor;
             }
             break;
     }

@@ -51,8 +51,8 @@ struct Attempt
     Result result = Result::notTried;
     /** Why it was not tried, or how it failed. */
     std::string why;
-    /** Whether only root and the daemons' group are meant to be allowed it. */
-    bool forRoot = false;
+    /** Who alone is meant to be allowed it, in words; null for everybody. */
+    const char* reservedFor = nullptr;
 };
 
 /** A connection's match rules. */

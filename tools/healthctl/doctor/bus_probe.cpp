@@ -325,12 +325,12 @@ BusProbe::attempts(const std::vector<ServiceState>& services) const
         attempt({.check = health ? "add-node" : "add-sel",
                  .what = health ? "ask for a health node" : "add to the log",
                  .why = "",
-                 .forRoot = true},
+                 .reservedFor = "root and the group healthintf"},
                 byCalling(health ? askForNoNode : addNoRecord));
         attempt({.check = "own-" + service.program,
                  .what = "own the name " + service.name,
                  .why = "",
-                 .forRoot = true},
+                 .reservedFor = "root and the user of the service"},
                 [&](Attempt& next) {
                     tryToOwn(bus.get(), service.name, next);
                 });

@@ -25,7 +25,25 @@ using host::MessagePtr;
 constexpr uint16_t firstEntry = 0;
 constexpr uint16_t noEntry = 0xFFFF;
 
-[[noreturn]] void failWith(const sd_bus_error& error, int result)
+constexpr const char* clearMethod = "Clear";
+
+/** Who may call a method of the log manager, for somebody who may not. */
+std::string whoMayCall(std::string_view member)
+{
+    if (member == clearMethod)
+    {
+        return "root or as a member of the group healthintf-operators";
+    }
+    if (member == names::addSelMethod || member == host::addSelWithTimestamp)
+    {
+        return "root or as a member of the group healthintf";
+    }
+    return "root";
+}
+
+/** @param[in] member the method that was called */
+[[noreturn]] void failWith(const sd_bus_error& error, int result,
+                           const char* member)
 {
     const std::string_view name = error.name != nullptr ? error.name : "";
     const std::string text = error.message != nullptr
@@ -39,7 +57,9 @@ constexpr uint16_t noEntry = 0xFFFF;
     if (name == SD_BUS_ERROR_ACCESS_DENIED)
     {
         throw Error(ExitCode::notPermitted,
-                    "the bus lets this user not do that; try again as root");
+                    "the bus policy does not let this user do that; try again "
+                    "as " +
+                        whoMayCall(member));
     }
     if (name == SD_BUS_ERROR_SERVICE_UNKNOWN ||
         name == SD_BUS_ERROR_NAME_HAS_NO_OWNER ||
@@ -86,7 +106,7 @@ MessagePtr reply(const host::BusPtr& bus, const MessagePtr& call)
                 sd_bus_error_free(&error);
             }
         } atEnd{error};
-        failWith(error, result);
+        failWith(error, result, sd_bus_message_get_member(call.get()));
     }
     return MessagePtr(sd_bus_message_ref(answer));
 }
@@ -252,7 +272,7 @@ uint32_t LogService::add(const SELInterface::SensorInfo& sensor,
 
 uint32_t LogService::clear()
 {
-    return numberIn(reply(bus, newCall(bus, names::selInterface, "Clear")));
+    return numberIn(reply(bus, newCall(bus, names::selInterface, clearMethod)));
 }
 
 LogInfo LogService::info()

@@ -39,8 +39,8 @@ std::unique_ptr<HealthSource> openCache()
                         "set HEALTHINTF_RUNTIME_DIR to their folder");
         case host::CacheUse::forbidden:
             throw Error(ExitCode::notPermitted,
-                        "this user may not open the data cache; try again as "
-                        "root, or with --source bus");
+                        "this user may not read the data cache; let everybody "
+                        "read its folder, or try again with --source bus");
     }
     return std::make_unique<CacheSource>();
 }

@@ -57,10 +57,12 @@ TEST(BusFindings, TakeWhatRootMayNotForAProblem)
                           .what = "add to the log",
                           .result = Attempt::Result::denied,
                           .why = "",
-                          .forRoot = true};
+                          .reservedFor = "root and the group healthintf"};
     EXPECT_EQ(findingOf(attempt, asRoot).grade, Grade::problem);
     EXPECT_EQ(findingOf(attempt, asOther).grade, Grade::ok);
-    EXPECT_THAT(findingOf(attempt, asOther).text, HasSubstr("may not add"));
+    EXPECT_THAT(findingOf(attempt, asOther).text,
+                HasSubstr("may not add to the log, which is for root and the "
+                          "group healthintf"));
 }
 
 TEST(BusFindings, TakeWhatEverybodyShouldBeAllowedForAProblem)
