@@ -29,12 +29,14 @@ Finding spaceOf(const host::CacheSpace& space)
     const bool near = isNear(space.fullestUsedBytes, space.fullestCapacity);
     return {.check = "cache.space",
             .grade = near ? Grade::warning : Grade::ok,
-            .text = std::to_string(space.segments) + " processes have " +
-                    sizeText(space.usedBytes) +
-                    " of records; the fullest, process " +
-                    std::to_string(space.fullest.pid) + ", uses " +
-                    sizeText(space.fullestUsedBytes) + " of " +
-                    sizeText(space.fullestCapacity),
+            .text =
+                std::to_string(space.segments) +
+                (space.segments == 1 ? " process has " : " processes have ") +
+                sizeText(space.usedBytes) +
+                " of records in the data cache; the fullest, process " +
+                std::to_string(space.fullest.pid) + ", uses " +
+                sizeText(space.fullestUsedBytes) + " of " +
+                sizeText(space.fullestCapacity),
             .remedy = near ? "look why process " +
                                  std::to_string(space.fullest.pid) +
                                  " has so many faults, or raise "

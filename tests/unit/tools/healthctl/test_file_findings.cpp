@@ -43,9 +43,17 @@ TEST(FileFindings, FindNothingWrongWithACacheInUse)
     {
         EXPECT_EQ(finding.grade, Grade::ok) << finding.text;
     }
-    EXPECT_EQ(findings[1].text,
-              "5 processes have 7 MiB of records; the fullest, process 12, "
-              "uses 3 MiB of 100 MiB");
+    EXPECT_EQ(findings[1].text, "5 processes have 7 MiB of records in the data "
+                                "cache; the fullest, process 12, "
+                                "uses 3 MiB of 100 MiB");
+}
+
+TEST(FileFindings, TellOfOneProcessInTheSingular)
+{
+    CacheState cache = cacheInUse();
+    cache.space->segments = 1;
+    EXPECT_THAT(findingsOf(cache)[1].text,
+                testing::StartsWith("1 process has "));
 }
 
 TEST(FileFindings, WarnBeforeTheCacheIsFull)
