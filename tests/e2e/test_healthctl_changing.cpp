@@ -143,7 +143,7 @@ class ForOthers : public testing::Test
     Component daemon{fan, 2};
 };
 
-TEST_F(ForOthers, TheTreeIsReadFromTheBus)
+TEST_F(ForOthers, TheTreeIsReadFromTheDataCache)
 {
     if (getuid() != 0)
     {
@@ -152,7 +152,7 @@ TEST_F(ForOthers, TheTreeIsReadFromTheBus)
     const Answer answer = asOther({"tree", "--json"});
     EXPECT_EQ(answer.status, 0) << answer.errors;
     const json document = json::parse(answer.output);
-    EXPECT_EQ(document["source"], "bus");
+    EXPECT_EQ(document["source"], "cache");
     EXPECT_EQ(document["trees"][0]["children"][0]["children"][0]["key"], fan);
 }
 
