@@ -4,8 +4,8 @@
 
 #include "../common/connection.hpp"
 #include "../common/message_filter.hpp"
-#include "hosted_nodes.hpp"
 #include "failure_log.hpp"
+#include "hosted_nodes.hpp"
 #include "record_announcer.hpp"
 
 namespace healthintf::healthmgr
