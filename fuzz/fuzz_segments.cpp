@@ -270,8 +270,8 @@ void askEverything()
            root + "part2/entry/1");
     askFor(DataAbstraction::HealthStatus::get_map_by_path_prefixes,
            root + "part2");
-    HealthStatus_gen health;
-    datacache_healthstatus_read(root + "part4", health);
+    bool exists = false;
+    datacache_healthstatus_exists(root + "part4", exists);
     RecordOwners owners;
     listNodeOwners(owners);
     listEntryOwners(owners);

@@ -273,21 +273,20 @@ long readRecords(const char* function, const std::vector<std::string>& prefixes,
  *  @p function. */
 bool isRecorded(const char* function, const std::string& path)
 {
-    if (datacache_healthstatus_read == nullptr)
+    if (datacache_healthstatus_exists == nullptr)
     {
         std::map<std::string, HealthStatus_gen> found;
         return readRecords(function, {path}, found) ==
                    DataAbstraction::readOk &&
                found.contains(path);
     }
-    HealthStatus_gen record;
-    const long result = datacache_healthstatus_read(path, record);
-    if (result != DataAbstraction::readOk &&
-        result != DataAbstraction::readNoRecords)
+    bool exists = false;
+    const long result = datacache_healthstatus_exists(path, exists);
+    if (result != DataAbstraction::readOk)
     {
         logReadFailure(function, result);
     }
-    return result == DataAbstraction::readOk;
+    return result == DataAbstraction::readOk && exists;
 }
 
 /** Whether a path below @p key is its child rather than a grandchild. The

@@ -12,19 +12,14 @@
 
 /** The platform of these tests has what a platform may have; that of the others
  *  does without. */
-long datacache_healthstatus_read(const std::string& path,
-                                 HealthStatus_gen& record)
+long datacache_healthstatus_exists(const std::string& path, bool& exists)
 {
     using namespace healthintf::test;
-    const auto& records = platform().healthRecords;
-    const auto found = records.find(path);
     const long result =
-        journal().called("datacache_healthstatus_read", "'" + path + "'",
-                         found == records.end() ? 256 : 0);
+        journal().called("datacache_healthstatus_exists", "'" + path + "'", 0);
     if (result == DataAbstraction::readOk)
     {
-        record = HealthStatus_gen(
-            std::get<uint32_t>(found->second.at("HealthStatus")));
+        exists = platform().healthRecords.contains(path);
     }
     return result;
 }
@@ -641,7 +636,7 @@ TEST_F(HealthRecords, ExistByTheirWholePath)
     EXPECT_EQ(journal().take(),
               (Lines{"log 7 271 hmi_health.#.CheckHealthStatusExist: Entry "
                      "path:/a/b",
-                     "datacache_healthstatus_read '/a/b'"}));
+                     "datacache_healthstatus_exists '/a/b'"}));
     EXPECT_FALSE(HealthStatus::CheckHealthStatusExist("/a"))
         << "what is below does not count";
     EXPECT_FALSE(HealthStatus::CheckHealthStatusExist("/a/b/c"));
@@ -659,11 +654,15 @@ TEST_F(HealthRecords, ExistAboveTheRootWithoutAQuestion)
 TEST_F(HealthRecords, DoNotExistWhenTheyCannotBeRead)
 {
     have({"/a"});
-    journal().answer("datacache_healthstatus_read", 12);
-    EXPECT_FALSE(HealthStatus::CheckHealthStatusExist("/a"));
-    EXPECT_EQ(journal().lines().back(),
-              "log 2 271 hmi_health.#.CheckHealthStatusExist: Error in "
-              "fetching from data cache 12");
+    for (const int answer : {12, 256})
+    {
+        journal().answer("datacache_healthstatus_exists", answer);
+        EXPECT_FALSE(HealthStatus::CheckHealthStatusExist("/a"));
+        EXPECT_EQ(journal().lines().back(),
+                  "log 2 271 hmi_health.#.CheckHealthStatusExist: Error in "
+                  "fetching from data cache " +
+                      std::to_string(answer));
+    }
 }
 
 TEST_F(HealthRecords, TellWhichParentsAreMissing)

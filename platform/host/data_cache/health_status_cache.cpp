@@ -46,22 +46,16 @@ int datacache_healthstatus_remove(const std::string& path)
     return removeRecord(RecordKind::healthStatus, path);
 }
 
-long datacache_healthstatus_read(const std::string& path,
-                                 HealthStatus_gen& record)
+long datacache_healthstatus_exists(const std::string& path, bool& exists)
 {
     std::map<std::string, HealthStatus_gen> found;
     const long result =
         readHealth(RecordQuery::exactly(RecordKind::healthStatus, path), found);
-    if (result != DataAbstraction::readOk)
+    if (result == DataAbstraction::readOk)
     {
-        return result;
+        exists = !found.empty();
     }
-    if (found.empty())
-    {
-        return DataAbstraction::readNoRecords;
-    }
-    record = found.begin()->second;
-    return DataAbstraction::readOk;
+    return result;
 }
 
 long DataAbstraction::HealthStatus::get_map_by_path_prefixes(

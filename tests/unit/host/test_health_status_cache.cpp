@@ -53,55 +53,50 @@ TEST_F(HealthStatusCache, CreatesChangesAndRemovesARecord)
         0);
 }
 
-/** What is read of one path: its health, or the result without one. */
-std::string readOne(const std::string& path)
+/** Whether there is a record at a path, or the result without success. */
+std::string existenceOf(const std::string& path)
 {
-    HealthStatus_gen record;
-    const long result = datacache_healthstatus_read(path, record);
-    return result == DataAbstraction::readOk
-               ? std::to_string(record.healthStatus())
-               : "result " + std::to_string(result);
+    bool exists = false;
+    const long result = datacache_healthstatus_exists(path, exists);
+    return result != DataAbstraction::readOk
+               ? "result " + std::to_string(result)
+           : exists ? "yes"
+                    : "no";
 }
 
-TEST_F(HealthStatusCache, ReadsTheRecordOfOneWholePath)
+TEST_F(HealthStatusCache, TellsWhetherAWholePathHasARecord)
 {
     EXPECT_EQ(inChild([] {
                   datacache_healthstatus_create("/a", {{"HealthStatus", 2u}});
                   datacache_healthstatus_create("/a/b", {{"HealthStatus", 3u}});
-                  const std::string none =
-                      "result " +
-                      std::to_string(DataAbstraction::readNoRecords);
-                  return readOne("/a") == "2" && readOne("/a/b") == "3" &&
-                                 readOne("/") == none &&
-                                 readOne("/a/") == none && readOne("") == none
+                  return existenceOf("/a") == "yes" &&
+                                 existenceOf("/a/b") == "yes" &&
+                                 existenceOf("/") == "no" &&
+                                 existenceOf("/a/") == "no" &&
+                                 existenceOf("") == "no"
                              ? 0
                              : 1;
               }),
               0);
 }
 
-TEST_F(HealthStatusCache, HasNoRecordOfAPathWithoutAnyRecord)
+TEST_F(HealthStatusCache, TellsOfNoPathWithoutAnyRecord)
 {
     EXPECT_EQ(inChild([] {
-                  HealthStatus_gen record(4);
-                  return datacache_healthstatus_read("/a", record) ==
-                                     DataAbstraction::readNoRecords &&
-                                 record.healthStatus() == 4
-                             ? 0
-                             : 1;
+                  return existenceOf("/a") == "result 256" ? 0 : 1;
               }),
               0);
 }
 
-TEST_F(HealthStatusCache, SaysWhenAPathCannotBeRead)
+TEST_F(HealthStatusCache, SaysWhenAPathCannotBeLookedFor)
 {
     folder.write("datacache", "no folder");
     std::string errors;
     EXPECT_EQ(inChild(
                   [] {
-                      HealthStatus_gen record;
+                      bool exists = false;
                       return static_cast<int>(
-                          datacache_healthstatus_read("/a", record));
+                          datacache_healthstatus_exists("/a", exists));
                   },
                   &errors),
               ENOTDIR);

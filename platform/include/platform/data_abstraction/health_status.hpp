@@ -43,6 +43,18 @@ datacache_healthstatus_set_property(const std::string& path,
  *          no harm */
 PLATFORM_API int datacache_healthstatus_remove(const std::string& path);
 
+/** Tells whether there is a record at @p path.
+ *
+ *  A platform need not have this function: get_map_by_path_prefixes() tells the
+ *  same, but reads all records whose paths begin with this one.
+ *
+ *  @param[out] exists what was found; unchanged without success
+ *  @return a DataAbstraction::ReadResult or the platform's error number
+ *
+ *  May be called from any thread. */
+PLATFORM_API PLATFORM_OPTIONAL long
+datacache_healthstatus_exists(const std::string& path, bool& exists);
+
 /** Base of every object that publishes a health status; is told of each
  *  change of a property. */
 class PLATFORM_API healthstatus_cluster
@@ -78,19 +90,6 @@ class HealthStatus_gen
   private:
     uint32_t held = 0;
 };
-
-/** Reads the one record at @p path.
- *
- *  A platform need not have this function: get_map_by_path_prefixes() answers
- *  the same, but reads all records whose paths begin with this one.
- *
- *  @param[out] record what was found
- *  @return DataAbstraction::readOk, readNoRecords when there is no record at
- *          this path, or the platform's error number
- *
- *  May be called from any thread. */
-PLATFORM_API PLATFORM_OPTIONAL long
-datacache_healthstatus_read(const std::string& path, HealthStatus_gen& record);
 
 namespace DataAbstraction::HealthStatus
 {
