@@ -92,6 +92,7 @@ void Connection::afterWorkOf(const std::string& peer,
 
 void Connection::afterBus(std::function<void()> answered)
 {
+    // NOLINTNEXTLINE(readability-suspicious-call-argument): in this order
     ask(driver, driverPath, peerInterface, "Ping",
         [answered = std::move(answered)](sd_bus_message*) {
             answered();

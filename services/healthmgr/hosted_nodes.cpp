@@ -138,7 +138,8 @@ bool HostedNodes::make(const std::string& key)
 {
     // A node that only gathers what its children report has no health of its
     // own.
-    std::string name = key;
+    // Init takes a key that it may change.
+    std::string name = key; // NOLINT(performance-unnecessary-copy-*)
     std::unique_ptr<FaultAndHealth> node(
         FaultAndHealth::Init(bus, name, health_namespace::healthNone, true));
     if (!node)

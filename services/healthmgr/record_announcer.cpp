@@ -153,6 +153,7 @@ void RecordAnnouncer::goOn()
         DataAbstraction::HealthStatus::get_map_by_path_prefixes({}, {},
                                                                 records);
         std::vector<std::string> keys;
+        keys.reserve(records.size());
         for (const auto& [key, record] : records)
         {
             keys.push_back(key);

@@ -61,7 +61,7 @@ class TreeKeeper
     bool withdrawTheDead();
     bool hostMissingParents();
     void giveWay(const std::string& key);
-    void tellIfUntrue(const ReportedHealth::Healths& reported);
+    void tellIfUntrue(const ReportedHealth::Healths& reports);
 
     services::Connection& connection;
     HostedNodes& nodes;

@@ -68,7 +68,7 @@ void checkText(const std::string& text, const char* what)
 }
 
 /** Lines about changes that fail, which others ask for without end. */
-constinit host::LineLimit failureLines;
+constinit host::LineLimit storeFailureLines;
 
 /** Works with the store, whose failures refuse what is wanted. */
 template <typename Work>
@@ -83,7 +83,7 @@ void inStore(Work&& work)
         const std::string why =
             std::string(e.what()) + " (" +
             host::folderRemedy(host::codeOf(e), "HEALTHINTF_STATE_DIR") + ")";
-        if (failureLines.admits())
+        if (storeFailureLines.admits())
         {
             SERVICE_LOG(log::error, "%s.%d.%s: unable to change the log: %s",
                         why.c_str());

@@ -90,7 +90,7 @@ class EventLog
   public:
     /** How many bytes a page has at most, unless its only entry has more: what
      *  is answered after it waits for the bus to take it. */
-    static constexpr std::size_t maxPageBytes = 16 * 1024;
+    static constexpr std::size_t maxPageBytes = 16UL << 10;
 
     /** Seconds since the epoch. */
     using Clock = std::function<uint32_t()>;

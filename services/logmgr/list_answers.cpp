@@ -25,7 +25,7 @@ namespace
 {
 
 /** Lines about calls that fail, which anybody may make. */
-constinit host::LineLimit failureLines;
+constinit host::LineLimit answerFailureLines;
 
 /** How many bytes the kernel keeps of what the bus has not taken. libsystemd
  *  asks for 8 MiB, behind which an answer to an addition would have to wait. */
@@ -86,7 +86,7 @@ void answer(const ListCall& call, const EventLog& events)
     }
     catch (const std::exception& e)
     {
-        if (failureLines.admits())
+        if (answerFailureLines.admits())
         {
             SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
         }

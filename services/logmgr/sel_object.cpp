@@ -27,7 +27,7 @@ namespace
 {
 
 /** Lines about calls that fail, which anybody may make. */
-constinit host::LineLimit failureLines;
+constinit host::LineLimit callFailureLines;
 
 /** Appends a property's value as what it is. */
 template <typename Value>
@@ -58,7 +58,7 @@ void tellOf(const char* what, Send&& send)
     }
     catch (const std::exception& e)
     {
-        if (failureLines.admits())
+        if (callFailureLines.admits())
         {
             SERVICE_LOG(log::error, "%s.%d.%s: unable to announce %s: %s", what,
                         e.what());
@@ -82,7 +82,7 @@ int SelObject::handle(sd_bus_message* message, void* context,
     }
     catch (const std::exception& e)
     {
-        if (failureLines.admits())
+        if (callFailureLines.admits())
         {
             SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
         }

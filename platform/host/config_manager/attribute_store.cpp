@@ -20,6 +20,14 @@ namespace fs = std::filesystem;
 namespace
 {
 
+void logDropped(const std::string& name, int32_t value, const fs::path& file)
+{
+    HOST_LOG(log::warning,
+             "%s.%d.%s: the attribute %s in %s, which is %d, is dropped: a "
+             "name has 1 to %zu letters, digits and .#_-",
+             quoted(name).c_str(), file.c_str(), value, maxAttributeName);
+}
+
 /** Takes out what cannot be set any more.
  *
  *  @return whether there was any */
@@ -27,17 +35,12 @@ bool dropOtherNames(Attributes& attributes, const fs::path& file)
 {
     return std::erase_if(attributes, [&file](const auto& attribute) {
                const auto& [name, value] = attribute;
-               if (isAttributeName(name))
+               const bool dropped = !isAttributeName(name);
+               if (dropped)
                {
-                   return false;
+                   logDropped(name, value, file);
                }
-               HOST_LOG(log::warning,
-                        "%s.%d.%s: the attribute %s in %s, which is %d, is "
-                        "dropped: a name has 1 to %zu letters, digits and "
-                        ".#_-",
-                        quoted(name).c_str(), file.c_str(), value,
-                        maxAttributeName);
-               return true;
+               return dropped;
            }) != 0;
 }
 

@@ -39,6 +39,7 @@ class FolderNames
 {
   public:
     /** @throws std::system_error when the folder is there and cannot be read */
+    // NOLINTNEXTLINE(*-member-init): see entries
     explicit FolderNames(const fs::path& path) :
         name(path.string()),
         folder(
@@ -93,6 +94,7 @@ class FolderNames
 
     std::string name;
     FileDescriptor folder;
+    // Written as far as it is read.
     alignas(dirent64) std::array<char, 8192> entries;
     std::size_t at = 0;
     std::size_t end = 0;

@@ -240,7 +240,7 @@ Coverage SegmentReader::read(const RecordQuery& query, ReadingBudget& budget,
                              const VisitReadRecord& visit) const
 {
     constexpr std::size_t atOnce = 512;
-    const std::size_t count =
+    const auto count =
         std::min<std::size_t>({header().slotCount, maxSlots, budget.slots});
     Coverage coverage;
     budget.slots -= count;
@@ -249,7 +249,8 @@ Coverage SegmentReader::read(const RecordQuery& query, ReadingBudget& budget,
     // What a visit that threw has left.
     selection.candidates.clear();
     selection.torn.clear();
-    std::array<Slot, atOnce> slots;
+    // Written as far as it is read.
+    std::array<Slot, atOnce> slots; // NOLINT(*-member-init)
     for (uint32_t next = 0; next < count && coverage.complete;)
     {
         const auto [table, index] = positionOf(next);
