@@ -97,9 +97,8 @@ ExitCode tree(const Context& context, const TreeOptions& options)
 constexpr const char* treeHelp =
     "Each node with its health, where that comes from, its faults, and the\n"
     "process that holds it. \"own\": from its own faults or its base health;\n"
-    "\"inherited\": from a child; \"both\". \"stale\" marks what a dead "
-    "process\n"
-    "left, \"no parent\" a node whose parent has no node.\n"
+    "\"inherited\": from a child; \"both\". \"no parent\" marks a node whose\n"
+    "parent has no node.\n"
     "\n"
     "Examples:\n"
     "  healthctl tree\n"

@@ -57,9 +57,7 @@ Findings examineHost(uid_t logManager)
     Findings findings = findingsOf(cache);
     if (cache.space)
     {
-        const std::vector<NodeState> nodes = probeNodes(cache);
-        append(findings, deadOwners(nodes));
-        append(findings, missingParents(nodes));
+        append(findings, missingParents(probeNodes()));
         append(findings, probeSharedKeys());
     }
     append(findings,

@@ -139,19 +139,18 @@ CacheState probeCache()
     return state;
 }
 
-std::vector<NodeState> probeNodes(const CacheState& cache)
+std::set<std::string> probeNodes()
 {
-    std::vector<NodeState> nodes;
+    std::set<std::string> keys;
     host::RecordOwners owners;
-    if (!cache.space || host::listNodeOwners(owners) != 0)
+    if (host::listNodeOwners(owners) == 0)
     {
-        return nodes;
+        for (const auto& [key, owner] : owners)
+        {
+            keys.insert(key);
+        }
     }
-    for (const auto& [key, owner] : owners)
-    {
-        nodes.push_back({key, owner.pid, owner.alive()});
-    }
-    return nodes;
+    return keys;
 }
 
 Findings probeSharedKeys()

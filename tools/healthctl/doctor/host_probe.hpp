@@ -7,7 +7,8 @@
 
 #include <sys/types.h>
 
-#include <vector>
+#include <set>
+#include <string>
 
 namespace healthintf::healthctl
 {
@@ -15,8 +16,8 @@ namespace healthintf::healthctl
 /** Looks at the data cache. */
 CacheState probeCache();
 
-/** All health records; none when the data cache cannot be read. */
-std::vector<NodeState> probeNodes(const CacheState& cache);
+/** The keys of all nodes; none when the data cache cannot be read. */
+std::set<std::string> probeNodes();
 
 /** Looks for keys that several processes hold; nothing when the data cache
  *  cannot be read. */

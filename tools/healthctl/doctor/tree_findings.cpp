@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
 
 namespace healthintf::healthctl
 {
@@ -36,46 +35,8 @@ std::string inWords(const SharedKey& key)
 
 } // namespace
 
-Findings deadOwners(const std::vector<NodeState>& nodes)
+Findings missingParents(const std::set<std::string>& keys)
 {
-    std::map<uint32_t, std::vector<std::string>> dead;
-    for (const NodeState& node : nodes)
-    {
-        if (!node.alive)
-        {
-            dead[node.pid].push_back(node.key);
-        }
-    }
-    Findings findings;
-    for (const auto& [pid, keys] : dead)
-    {
-        findings.push_back(
-            {.check = "tree.owners",
-             .grade = Grade::problem,
-             .text = "process " + std::to_string(pid) +
-                     " is gone and left behind " + listed(keys),
-             .remedy = "start healthmgr, which removes what dead processes "
-                       "left"});
-    }
-    if (findings.empty())
-    {
-        findings.push_back({.check = "tree.owners",
-                            .grade = Grade::ok,
-                            .text = "the owners of all " +
-                                    std::to_string(nodes.size()) +
-                                    " nodes live",
-                            .remedy = ""});
-    }
-    return findings;
-}
-
-Findings missingParents(const std::vector<NodeState>& nodes)
-{
-    std::set<std::string> keys;
-    for (const NodeState& node : nodes)
-    {
-        keys.insert(node.key);
-    }
     std::map<std::string, std::vector<std::string>> missing;
     for (const std::string& key : keys)
     {

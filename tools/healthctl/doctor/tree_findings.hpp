@@ -5,29 +5,18 @@
 #include "finding.hpp"
 
 #include <cstddef>
-#include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
 namespace healthintf::healthctl
 {
 
-/** A health record. */
-struct NodeState
-{
-    std::string key;
-    uint32_t pid = 0;
-    /** Whether the process lives. */
-    bool alive = true;
-};
-
-/** The records of dead processes, a finding for each process; or that there
- *  are none. */
-Findings deadOwners(const std::vector<NodeState>& nodes);
-
 /** The nodes without a parent, one finding for each missing parent; or that
- *  there are none. */
-Findings missingParents(const std::vector<NodeState>& nodes);
+ *  there are none.
+ *
+ *  @param[in] keys those of all nodes */
+Findings missingParents(const std::set<std::string>& keys);
 
 /** A key that several processes have a health record of. */
 struct SharedKey

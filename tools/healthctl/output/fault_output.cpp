@@ -28,13 +28,6 @@ std::string sensorOf(const FaultEntry_gen& record)
     return text.empty() ? text : "sensor " + text;
 }
 
-std::string markOf(const Fault& fault)
-{
-    const std::string hidden = fault.record.hidden() ? "hidden" : "";
-    const std::string stale = fault.stale ? "stale" : "";
-    return hidden + (hidden.empty() || stale.empty() ? "" : ", ") + stale;
-}
-
 void addFault(Table& table, const Fault& fault, const Style& style)
 {
     const FaultEntry_gen& record = fault.record;
@@ -45,7 +38,7 @@ void addFault(Table& table, const Fault& fault, const Style& style)
          localTime(record.timestamp()),
          {shownKey(componentOf(fault.path)), Tone::strong},
          record.messageID(),
-         {markOf(fault), Tone::unknown}});
+         {record.hidden() ? "hidden" : "", Tone::unknown}});
     table.addText("  ", "  ", record.message(), tone);
     if (const std::string sensor = sensorOf(record); !sensor.empty())
     {
@@ -72,8 +65,7 @@ nlohmann::ordered_json jsonOf(const Fault& fault)
             {"sensorType", record.sensorType()},
             {"ledState", record.ledState()},
             {"lcdMessage", record.lcdMessage()},
-            {"hidden", record.hidden()},
-            {"stale", fault.stale}};
+            {"hidden", record.hidden()}};
 }
 
 nlohmann::ordered_json jsonOf(const Faults& faults)

@@ -49,17 +49,6 @@ std::string faultsInWords(const TreeNode& node)
     return words;
 }
 
-/** What is not as it should be about the records. */
-std::string marksOf(const TreeNode& node)
-{
-    std::string marks = node.node.stale ? "stale" : "";
-    if (node.parentMissing)
-    {
-        marks += (marks.empty() ? "" : ", ") + std::string("no parent");
-    }
-    return marks;
-}
-
 /** Draws into a table, which knows then how wide the columns must be. */
 class Drawing
 {
@@ -111,7 +100,7 @@ class Drawing
                       {word, tone},
                       {originWord(node), tone},
                       faultsInWords(node),
-                      {marksOf(node), Tone::unknown},
+                      {node.parentMissing ? "no parent" : "", Tone::unknown},
                       {node.node.holder, Tone::faint}});
     }
 
@@ -121,8 +110,7 @@ class Drawing
         const std::string bullet = std::string(style.signs().bullet) + " ";
         table.addText(indent + bullet,
                       indent + std::string(columnsOf(bullet), ' '),
-                      fault.record.message() + (hidden ? " (hidden)" : "") +
-                          (fault.stale ? " (stale)" : ""),
+                      fault.record.message() + (hidden ? " (hidden)" : ""),
                       hidden ? Tone::faint : toneOf(fault.record.severity()));
     }
 
@@ -165,7 +153,6 @@ nlohmann::ordered_json jsonAt(const TreeNode& node, const TreeView& view,
         {"visibleFaults", node.visible()},
         {"hiddenFaults", node.hidden()},
         {"holder", node.node.holder},
-        {"stale", node.node.stale},
         {"parentMissing", node.parentMissing}};
     if (view.faults)
     {

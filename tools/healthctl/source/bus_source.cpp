@@ -77,7 +77,7 @@ BusSource::BusSource()
         const std::string holder = holderOf(bus, peer);
         if (shown.rootHealth)
         {
-            foundNodes[names::root] = {*shown.rootHealth, holder, false};
+            foundNodes[names::root] = {*shown.rootHealth, holder};
         }
         for (const auto& [path, interfaces] : shown.objects)
         {
@@ -86,14 +86,13 @@ BusSource::BusSource()
                 node != interfaces.end())
             {
                 foundNodes[path] = {
-                    valueOf<uint32_t>(node->second, "HealthStatus"), holder,
-                    false};
+                    valueOf<uint32_t>(node->second, "HealthStatus"), holder};
             }
             if (const auto entry =
                     interfaces.find(common::FaultEntry::interface);
                 entry != interfaces.end())
             {
-                foundFaults.push_back({path, recordOf(entry->second), false});
+                foundFaults.push_back({path, recordOf(entry->second)});
             }
         }
     }

@@ -30,21 +30,15 @@ void check(long result)
     }
 }
 
-/** What is to be known of the owner of a record. */
-struct Holder
-{
-    std::string name;
-    bool dead = false;
-};
-
-/** Looks each process up only once: most own many records. */
+/** Names the owners of nodes. Looks each process up only once: most own many
+ *  records. */
 class Holders
 {
   public:
     explicit Holders(host::RecordOwners owners) : owners(std::move(owners))
     {}
 
-    Holder of(const std::string& path)
+    std::string of(const std::string& path)
     {
         const auto owner = owners.find(path);
         if (owner == owners.end())
@@ -55,26 +49,16 @@ class Holders
         const auto [found, isNew] = known.try_emplace(owner->second);
         if (isNew)
         {
-            const auto pid = static_cast<pid_t>(owner->second.pid);
-            const bool alive = owner->second.alive();
-            found->second = {alive ? nameOfProcess(pid)
-                                   : "dead[" + std::to_string(pid) + "]",
-                             !alive};
+            found->second =
+                nameOfProcess(static_cast<pid_t>(owner->second.pid));
         }
         return found->second;
     }
 
   private:
     host::RecordOwners owners;
-    std::map<host::ProcessIdentity, Holder> known;
+    std::map<host::ProcessIdentity, std::string> known;
 };
-
-Holders holdersBy(int (*list)(host::RecordOwners&))
-{
-    host::RecordOwners owners;
-    check(list(owners));
-    return Holders(std::move(owners));
-}
 
 } // namespace
 
@@ -88,12 +72,13 @@ Nodes CacheSource::nodes()
     std::map<std::string, HealthStatus_gen> records;
     check(DataAbstraction::HealthStatus::get_map_by_path_prefixes({}, {},
                                                                   records));
-    Holders holders = holdersBy(host::listNodeOwners);
+    host::RecordOwners owners;
+    check(host::listNodeOwners(owners));
+    Holders holders(std::move(owners));
     Nodes all;
     for (const auto& [key, record] : records)
     {
-        const Holder holder = holders.of(key);
-        all[key] = {record.healthStatus(), holder.name, holder.dead};
+        all[key] = {record.healthStatus(), holders.of(key)};
     }
     return all;
 }
@@ -103,12 +88,10 @@ Faults CacheSource::faults()
     std::map<std::string, FaultEntry_gen> records;
     check(
         DataAbstraction::FaultEntry::get_map_by_path_prefixes({}, {}, records));
-    Holders holders = holdersBy(host::listEntryOwners);
     Faults all;
     for (auto& [path, record] : records)
     {
-        const bool dead = holders.of(path).dead;
-        all.push_back({path, std::move(record), dead});
+        all.push_back({path, std::move(record)});
     }
     return all;
 }
@@ -140,12 +123,10 @@ Faults CacheSource::top(const std::string& key, std::size_t n, bool severeOnly)
     check(FaultEntry::GetNFaultEntries(
         prefix, static_cast<int>(std::min<std::size_t>(n, INT_MAX)), entries,
         severeOnly));
-    Holders holders = holdersBy(host::listEntryOwners);
     Faults all;
     for (auto& [path, record] : entries)
     {
-        const bool dead = holders.of(path).dead;
-        all.push_back({path, std::move(record), dead});
+        all.push_back({path, std::move(record)});
     }
     return all;
 }

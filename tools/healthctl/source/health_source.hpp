@@ -21,8 +21,6 @@ struct Node
     uint32_t health = 0;
     /** The process that holds it, in words; empty when it is not known. */
     std::string holder;
-    /** Whether that process is dead. */
-    bool stale = false;
 };
 
 /** Nodes by their keys. */
@@ -33,7 +31,6 @@ struct Fault
 {
     std::string path;
     FaultEntry_gen record;
-    bool stale = false;
 };
 
 using Faults = std::vector<Fault>;

@@ -10,7 +10,8 @@ std::string nameOfProcess(pid_t pid)
     std::ifstream file("/proc/" + std::to_string(pid) + "/comm");
     std::string name;
     std::getline(file, name);
-    return (name.empty() ? "process" : name) + "[" + std::to_string(pid) + "]";
+    const std::string number = std::to_string(pid);
+    return name.empty() ? number : name + "[" + number + "]";
 }
 
 } // namespace healthintf::healthctl

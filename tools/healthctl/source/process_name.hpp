@@ -9,7 +9,8 @@
 namespace healthintf::healthctl
 {
 
-/** A living process's name and number, as "hostmon[17]". */
+/** A process's name and number, as "hostmon[17]"; its number alone where /proc
+ *  does not show it. */
 std::string nameOfProcess(pid_t pid);
 
 } // namespace healthintf::healthctl

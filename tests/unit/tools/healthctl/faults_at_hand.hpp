@@ -22,8 +22,7 @@ inline Fault faultOf(const std::string& key, const std::string& name,
     properties.severity = severity;
     properties.timestamp = timestamp;
     properties.hidden = hidden;
-    return {key + "/entry/" + name, FaultEntry_gen(std::move(properties)),
-            false};
+    return {key + "/entry/" + name, FaultEntry_gen(std::move(properties))};
 }
 
 } // namespace healthintf::healthctl

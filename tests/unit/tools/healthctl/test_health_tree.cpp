@@ -14,7 +14,7 @@ const std::string root = "/com/vexa/olvar/health";
 
 Node healthy(uint32_t health)
 {
-    return {health, "daemon[1]", false};
+    return {health, "daemon[1]"};
 }
 
 TEST(HealthTree, HangsChildrenBelowTheirParents)

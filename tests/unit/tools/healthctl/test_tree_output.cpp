@@ -26,10 +26,10 @@ class TreeOutput : public testing::Test
     }
 
     std::vector<TreeNode> trees = growTrees(
-        {{root, {3, "manager[1]", false}},
-         {root + "/a", {3, "daemon[2]", true}},
-         {root + "/a/deep", {2, "daemon[2]", false}},
-         {root + "/gap/b", {2, "daemon[2]", false}}},
+        {{root, {3, "manager[1]"}},
+         {root + "/a", {3, "daemon[2]"}},
+         {root + "/a/deep", {2, "daemon[2]"}},
+         {root + "/gap/b", {2, "daemon[2]"}}},
         {faultOf(root + "/a", "x", 3), faultOf(root + "/a", "y", 4, 0, true)});
 };
 
@@ -38,7 +38,7 @@ TEST_F(TreeOutput, DrawsTheTree)
     EXPECT_EQ(drawn(), "/com/vexa/olvar/health  warning  inherited"
                        "                                manager[1]\n"
                        "├─ a                    warning  own      "
-                       "  1 fault, 1 hidden  stale      daemon[2]\n"
+                       "  1 fault, 1 hidden             daemon[2]\n"
                        "│  └─ deep              OK               "
                        "                                 daemon[2]\n"
                        "└─ gap                  no node\n"
@@ -73,7 +73,7 @@ TEST_F(TreeOutput, HasTheSameInJson)
 {
     const auto json = jsonOf(trees.front(), {.depth = 2, .faults = true});
     EXPECT_EQ(json["health"], "warning");
-    EXPECT_EQ(json["children"][0]["stale"], true);
+    EXPECT_EQ(json["children"][0]["holder"], "daemon[2]");
     EXPECT_EQ(json["children"][0]["faults"].size(), 2U);
     EXPECT_EQ(json["children"][1]["health"], nullptr);
     EXPECT_EQ(json["children"][1]["children"][0]["parentMissing"], true);

@@ -1,0 +1,36 @@
+#include "child.hpp"
+#include "source/process_name.hpp"
+
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+
+#include <limits>
+#include <string>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+TEST(ProcessName, IsNameAndNumber)
+{
+    test::Child child([](const test::Child::Parent& parent) {
+        prctl(PR_SET_NAME, "hostmon");
+        parent.tell("named");
+        test::Child::Parent::waitForever();
+        return 0;
+    });
+    child.hear();
+    EXPECT_EQ(nameOfProcess(child.pid()),
+              "hostmon[" + std::to_string(child.pid()) + "]");
+}
+
+TEST(ProcessName, IsTheNumberAloneWhereProcDoesNotShowTheProcess)
+{
+    // No kernel gives a number so high.
+    constexpr auto nobody = std::numeric_limits<pid_t>::max();
+    EXPECT_EQ(nameOfProcess(nobody), std::to_string(nobody));
+}
+
+} // namespace
+} // namespace healthintf::healthctl
