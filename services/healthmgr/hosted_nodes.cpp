@@ -138,10 +138,8 @@ bool HostedNodes::make(const std::string& key)
 {
     // A node that only gathers what its children report has no health of its
     // own.
-    // Init takes a key that it may change.
-    std::string name = key; // NOLINT(performance-unnecessary-copy-*)
     std::unique_ptr<FaultAndHealth> node(
-        FaultAndHealth::Init(bus, name, health_namespace::healthNone, true));
+        FaultAndHealth::Init(bus, key, health_namespace::healthNone, true));
     if (!node)
     {
         return false;

@@ -4,8 +4,6 @@
 
 #include <platform/api.h>
 
-#include <sys/types.h>
-
 #include <compare>
 #include <cstdint>
 
@@ -29,14 +27,6 @@ struct PLATFORM_API ProcessIdentity
      *
      *  @throws std::runtime_error when /proc cannot be read */
     static ProcessIdentity self();
-
-    /** The living process of an id; pid 0 when there is none. A zombie does
-     *  not live. */
-    static ProcessIdentity of(pid_t pid);
-
-    /** Whether the process still lives, as far as can be told: one of its id
-     *  when no file can be opened. */
-    bool alive() const;
 };
 
 } // namespace healthintf::host

@@ -14,18 +14,6 @@ namespace healthintf::host
 namespace
 {
 
-int listOwnersOf(RecordKind kind, RecordOwners& owners)
-{
-    owners.clear();
-    const long result =
-        readRecordsInto(owners, RecordQuery::below(kind, {}),
-                        [](const ReadRecord&, const ProcessIdentity& owner) {
-                            return owner;
-                        });
-    return result == DataAbstraction::readNoRecords ? 0
-                                                    : static_cast<int>(result);
-}
-
 using ClaimantsByKey = std::map<std::string, std::vector<Claimant>>;
 
 /** Notes the health records of one segment. */
@@ -53,12 +41,14 @@ void noteClaims(const SegmentReader& segment, ReadingBudget& budget,
 
 int listNodeOwners(RecordOwners& owners)
 {
-    return listOwnersOf(RecordKind::healthStatus, owners);
-}
-
-int listEntryOwners(RecordOwners& owners)
-{
-    return listOwnersOf(RecordKind::faultEntry, owners);
+    owners.clear();
+    const long result = readRecordsInto(
+        owners, RecordQuery::below(RecordKind::healthStatus, {}),
+        [](const ReadRecord&, const ProcessIdentity& owner) {
+            return owner;
+        });
+    return result == DataAbstraction::readNoRecords ? 0
+                                                    : static_cast<int>(result);
 }
 
 int listClaimedKeys(ClaimedKeys& claimed)

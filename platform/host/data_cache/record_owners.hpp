@@ -25,9 +25,6 @@ using RecordOwners = std::map<std::string, ProcessIdentity>;
  *  @return 0, or the data cache's error number */
 PLATFORM_API int listNodeOwners(RecordOwners& owners);
 
-/** Finds the owners of all fault entries, as listNodeOwners(). */
-PLATFORM_API int listEntryOwners(RecordOwners& owners);
-
 /** A living process that has a record. */
 struct Claimant
 {

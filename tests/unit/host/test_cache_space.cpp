@@ -1,6 +1,7 @@
 #include "cache_test.hpp"
 #include "data_cache/cache_space.hpp"
 #include "directories.hpp"
+#include "told_identity.hpp"
 
 #include <platform/data_abstraction/fault_entry.hpp>
 #include <platform/data_abstraction/health_status.hpp>
@@ -25,7 +26,7 @@ class CacheSpaceTest : public test::CacheTest
         return Child([path, text](const Child::Parent& parent) {
             datacache_faultentry_create(path,
                                         {{"Message", std::string(text, 'x')}});
-            parent.tell("ready");
+            test::tellIdentity(parent);
             Child::Parent::waitForever();
             return 0;
         });
@@ -80,13 +81,13 @@ TEST_F(CacheSpaceTest, ForbidsWhoMayNotEvenLook)
 TEST_F(CacheSpaceTest, IsNearlyNothingOfTheUsualCapacityAtFirst)
 {
     Child first = user();
-    first.hear();
+    const ProcessIdentity owner = test::hearIdentity(first);
     const CacheSpace space = *measureCache();
     EXPECT_EQ(space.fullestCapacity,
               sizeof(void*) > 4 ? 256U << 20 : 64U << 20);
     EXPECT_GT(space.usedBytes, 0U);
     EXPECT_LT(space.usedBytes, 16384U);
-    EXPECT_EQ(space.fullest, ProcessIdentity::of(first.pid()));
+    EXPECT_EQ(space.fullest, owner);
 }
 
 TEST_F(CacheSpaceTest, GrowsByWhatIsPutAndShrinksByWhatIsRemoved)
@@ -112,13 +113,12 @@ TEST_F(CacheSpaceTest, IsTheSumOfAllAndNamesTheFullest)
     Child small = user("/a");
     Child large = user("/b", 50'000);
     Child smallToo = user("/c");
-    for (Child* each : {&small, &large, &smallToo})
-    {
-        each->hear();
-    }
+    small.hear();
+    const ProcessIdentity largest = test::hearIdentity(large);
+    smallToo.hear();
     const CacheSpace space = *measureCache();
     EXPECT_EQ(space.segments, 3U);
-    EXPECT_EQ(space.fullest, ProcessIdentity::of(large.pid()));
+    EXPECT_EQ(space.fullest, largest);
     EXPECT_GT(space.fullestUsedBytes, 50'000U);
     EXPECT_GT(space.usedBytes, space.fullestUsedBytes);
     EXPECT_LT(space.usedBytes, space.fullestUsedBytes + 32'768);

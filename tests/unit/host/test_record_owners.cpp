@@ -1,6 +1,7 @@
 #include "cache_test.hpp"
 #include "data_cache/record_owners.hpp"
 #include "data_cache/withdrawal.hpp"
+#include "told_identity.hpp"
 
 #include <platform/data_abstraction/fault_entry.hpp>
 #include <platform/data_abstraction/health_status.hpp>
@@ -28,7 +29,7 @@ class RecordOwnersTest : public test::CacheTest
         return Child([key](const Child::Parent& parent) {
             datacache_healthstatus_create(key, {{"HealthStatus", 3u}});
             datacache_faultentry_create(key + "/entry/1", {});
-            parent.tell("ready");
+            test::tellIdentity(parent);
             Child::Parent::waitForever();
             return 0;
         });
@@ -59,25 +60,16 @@ class RecordOwnersTest : public test::CacheTest
     }
 };
 
-TEST_F(RecordOwnersTest, AreThoseOfNodesAndOfEntries)
+TEST_F(RecordOwnersTest, AreThoseOfNodes)
 {
     Child first = daemon("/a");
     Child second = daemon("/b");
-    first.hear();
-    second.hear();
-    const auto one = ProcessIdentity::of(first.pid());
-    const auto other = ProcessIdentity::of(second.pid());
+    const ProcessIdentity one = test::hearIdentity(first);
+    const ProcessIdentity other = test::hearIdentity(second);
     EXPECT_EQ(inChild([&] {
                   RecordOwners nodes{{"/old", {1, 1}}};
-                  RecordOwners entries{{"/old", {1, 1}}};
-                  const RecordOwners bothNodes{{"/a", one}, {"/b", other}};
-                  const RecordOwners bothEntries{{"/a/entry/1", one},
-                                                 {"/b/entry/1", other}};
-                  return listNodeOwners(nodes) == 0 &&
-                                 listEntryOwners(entries) == 0 &&
-                                 nodes == bothNodes && entries == bothEntries
-                             ? 0
-                             : 1;
+                  const RecordOwners both{{"/a", one}, {"/b", other}};
+                  return listNodeOwners(nodes) == 0 && nodes == both ? 0 : 1;
               }),
               0);
 }
@@ -86,7 +78,7 @@ TEST_F(RecordOwnersTest, AreNoneWithoutRecords)
 {
     EXPECT_EQ(inChild([] {
                   RecordOwners owners{{"/old", {1, 1}}};
-                  return listEntryOwners(owners) == 0 && owners.empty() ? 0 : 1;
+                  return listNodeOwners(owners) == 0 && owners.empty() ? 0 : 1;
               }),
               0);
 }
@@ -94,13 +86,11 @@ TEST_F(RecordOwnersTest, AreNoneWithoutRecords)
 TEST_F(RecordOwnersTest, AreAllNamedThatClaimOneKey)
 {
     Child first = daemon("/a");
-    first.hear();
     Child second = daemon("/a");
-    second.hear();
     Child other = daemon("/b");
     other.hear();
-    std::vector<ProcessIdentity> both{ProcessIdentity::of(first.pid()),
-                                      ProcessIdentity::of(second.pid())};
+    std::vector<ProcessIdentity> both{test::hearIdentity(first),
+                                      test::hearIdentity(second)};
     std::ranges::sort(both);
     EXPECT_EQ(inChild([&] {
                   ClaimedKeys claimed{.count = 7, .keys = {{}, {}}};

@@ -3,6 +3,7 @@
 #include "data_cache/segment_folder.hpp"
 #include "segment_bytes.hpp"
 #include "temporary_folder.hpp"
+#include "told_identity.hpp"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -44,9 +45,9 @@ using Map = std::map<std::string, std::string>;
 class SegmentFolder : public testing::Test
 {
   protected:
-    /** A process with these records, that lives. */
-    std::unique_ptr<Child> owner(const Map& records,
-                                 bool placeholders = false) const
+    /** A process with these records, that lives, and tells who it is. */
+    std::unique_ptr<Child> telling(const Map& records,
+                                   bool placeholders = false) const
     {
         auto child = std::make_unique<Child>([&](const Child::Parent& parent) {
             OwnRecords own(cache, capacity);
@@ -58,10 +59,18 @@ class SegmentFolder : public testing::Test
             {
                 own.put({.kind = fault, .path = path, .payload = payload});
             }
-            parent.tell("ready");
+            test::tellIdentity(parent);
             Child::Parent::waitForever();
             return 0;
         });
+        return child;
+    }
+
+    /** A process with these records, that lives. */
+    std::unique_ptr<Child> owner(const Map& records,
+                                 bool placeholders = false) const
+    {
+        auto child = telling(records, placeholders);
         child->hear();
         return child;
     }
@@ -155,8 +164,10 @@ TEST_F(SegmentFolder, SaysWhenItCannotBeRead)
 
 TEST_F(SegmentFolder, HoldsTheRecordsOfAllProcesses)
 {
-    const auto one = owner({{"/a", "1"}, {"/b", "2"}});
-    const auto other = owner({{"/c", "3"}});
+    const auto first = telling({{"/a", "1"}, {"/b", "2"}});
+    const auto second = telling({{"/c", "3"}});
+    const ProcessIdentity one = test::hearIdentity(*first);
+    const ProcessIdentity other = test::hearIdentity(*second);
     EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "2"}, {"/c", "3"}}));
     EXPECT_EQ(livingSegments(), 2U);
     std::map<std::string, ProcessIdentity> owners;
@@ -167,8 +178,8 @@ TEST_F(SegmentFolder, HoldsTheRecordsOfAllProcesses)
                                       .emplace(std::string(each.path), process)
                                       .first->first;
                       });
-    EXPECT_EQ(owners.at("/a"), ProcessIdentity::of(one->pid()));
-    EXPECT_EQ(owners.at("/c"), ProcessIdentity::of(other->pid()));
+    EXPECT_EQ(owners.at("/a"), one);
+    EXPECT_EQ(owners.at("/c"), other);
 }
 
 TEST_F(SegmentFolder, HoldsNothingOfTheDead)

@@ -1,6 +1,7 @@
 #include "cache_test.hpp"
 #include "data_cache/record_table.hpp"
 #include "data_cache/withdrawal.hpp"
+#include "told_identity.hpp"
 
 #include <platform/data_abstraction/fault_entry.hpp>
 #include <platform/data_abstraction/health_status.hpp>
@@ -15,6 +16,7 @@ namespace
 {
 
 using test::Child;
+using test::hearIdentity;
 using test::inChild;
 
 class WithdrawalTest : public test::CacheTest
@@ -27,18 +29,10 @@ class WithdrawalTest : public test::CacheTest
             datacache_healthstatus_create(key, {{"HealthStatus", 3u}});
             datacache_healthstatus_create(key + "/sub", {{"HealthStatus", 2u}});
             datacache_faultentry_create(key + "/entry/1", {});
-            const ProcessIdentity self = ProcessIdentity::self();
-            parent.tell(std::to_string(self.pid));
-            parent.tell(std::to_string(self.startTime));
+            test::tellIdentity(parent);
             Child::Parent::waitForever();
             return 0;
         });
-    }
-
-    static ProcessIdentity identityOf(Child& daemon)
-    {
-        const auto pid = static_cast<uint32_t>(std::stoul(daemon.hear()));
-        return {pid, std::stoull(daemon.hear())};
     }
 
     /** The paths that are read of a kind. */
@@ -70,9 +64,9 @@ using Keys = std::vector<std::string>;
 TEST_F(WithdrawalTest, FindsWhatADeadProcessLeftAndNothingElse)
 {
     Child living = daemon("/a");
-    identityOf(living);
+    hearIdentity(living);
     Child dead = daemon("/b");
-    const ProcessIdentity owner = identityOf(dead);
+    const ProcessIdentity owner = hearIdentity(dead);
     dead.kill();
     EXPECT_EQ(inChild([&] {
                   Withdrawal withdrawal;
@@ -96,9 +90,9 @@ TEST_F(WithdrawalTest, FindsWhatADeadProcessLeftAndNothingElse)
 TEST_F(WithdrawalTest, IsNotNeededForRecordsToBeGone)
 {
     Child living = daemon("/a");
-    identityOf(living);
+    hearIdentity(living);
     Child dead = daemon("/b");
-    identityOf(dead);
+    hearIdentity(dead);
     dead.kill();
     EXPECT_EQ(inChild([] {
                   return paths(RecordKind::healthStatus) ==
@@ -116,7 +110,7 @@ TEST_F(WithdrawalTest, IsNotNeededForRecordsToBeGone)
 TEST_F(WithdrawalTest, LeavesAKeyThatAnotherTookOver)
 {
     Child dead = daemon("/a");
-    identityOf(dead);
+    hearIdentity(dead);
     Child successor([](const Child::Parent& parent) {
         datacache_healthstatus_create("/a", {{"HealthStatus", 4u}});
         parent.tell("there");
@@ -141,7 +135,7 @@ TEST_F(WithdrawalTest, TellsOnceOfWhatItCannotRemove)
         GTEST_SKIP() << "needs root, to become another user";
     }
     Child dead = daemon("/b");
-    identityOf(dead);
+    hearIdentity(dead);
     dead.kill();
     std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
     EXPECT_EQ(inChild([] {
@@ -183,7 +177,7 @@ TEST_F(WithdrawalTest, SaysWhenTheDataCacheCannotBeRead)
 TEST_F(WithdrawalTest, LetsTheRecordsOfDaemonsCount)
 {
     Child daemons = daemon("/a");
-    const ProcessIdentity owner = identityOf(daemons);
+    const ProcessIdentity owner = hearIdentity(daemons);
     EXPECT_EQ(inChild([&owner] {
                   giveWayToOthers();
                   datacache_healthstatus_create("/a", {{"HealthStatus", 1u}});
@@ -202,7 +196,7 @@ TEST_F(WithdrawalTest, LetsTheRecordsOfDaemonsCount)
 TEST_F(WithdrawalTest, GivesWayAlsoWithRecordsThatAreThereAlready)
 {
     Child daemons = daemon("/a");
-    identityOf(daemons);
+    hearIdentity(daemons);
     EXPECT_EQ(inChild([] {
                   datacache_healthstatus_create("/a", {{"HealthStatus", 1u}});
                   const bool before = findHealthRecord("/a")->health == 1;
