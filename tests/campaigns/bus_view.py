@@ -49,6 +49,18 @@ class Client:
         )
         return reply.unpack()
 
+    @property
+    def raw(self):
+        return self._connection
+
+    def signal(self, path, interface, member, signature, arguments, receiver=None):
+        """Emits a signal, to all or to one receiver; flush() sends it."""
+        packed = GLib.Variant(signature, arguments)
+        self._connection.emit_signal(receiver, path, interface, member, packed)
+
+    def flush(self):
+        self._connection.flush_sync(None)
+
     def names(self):
         """The unique names of all other connections."""
         own = self._connection.get_unique_name()

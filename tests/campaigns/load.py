@@ -4,15 +4,13 @@
 """
 
 import argparse
-import ctypes
-import os
-import subprocess
 import sys
 import traceback
 
 import load_full
 import load_size
 import load_slow
+import namespaces
 import programs
 
 sys.path.insert(0, str(programs.SOURCE / "scripts"))
@@ -32,14 +30,6 @@ SCENES = {
     "descriptors-healthmgr": load_full.no_descriptors_of_manager,
     "descriptors-daemon": load_full.no_descriptors_of_daemon,
 }
-
-
-def in_own_namespace():
-    """Has what is mounted here go with this process."""
-    new_mounts = 0x20000
-    if ctypes.CDLL(None, use_errno=True).unshare(new_mounts) != 0:
-        raise OSError(ctypes.get_errno(), os.strerror(ctypes.get_errno()))
-    subprocess.run(["mount", "--make-rprivate", "/"], check=True)
 
 
 def run(name, build):
@@ -79,7 +69,7 @@ def main():
     unknown = set(arguments.scenes) - set(SCENES)
     if unknown:
         sys.exit(f"unknown: {' '.join(sorted(unknown))}; known: {' '.join(SCENES)}")
-    in_own_namespace()
+    namespaces.in_own_namespace()
     rows = []
     found = []
     for name in arguments.scenes or SCENES:

@@ -2,7 +2,8 @@
 
 from gi.repository import GLib
 
-from load_scene import ROOT, Scene, errors_of
+from load_scene import Scene
+from observation import ROOT, errors_of
 
 KEY = f"{ROOT}/c"
 RECORD = bytes([0, 0, 2, 0, 0, 0, 0, 0, 0, 4, 1, 1, 1, 0x59, 0, 0])

@@ -3,7 +3,8 @@
 import itertools
 import time
 
-from load_scene import INSTALLED, ROOT, Scene, fault, mib, own
+from load_scene import INSTALLED, Scene, fault
+from observation import ROOT, mib, own
 
 
 # How many faults a daemon of the storm adds before it looks at its bus.

@@ -5,7 +5,8 @@ import signal
 import socket
 import time
 
-from load_scene import ROOT, Scene, fault, mib, own
+from load_scene import Scene, fault
+from observation import ROOT, mib, own
 
 EVERY_SIGNAL = "type='signal'"
 # 384 Ki messages of about 500 bytes each, in KiB with what keeping them takes.

@@ -1,0 +1,98 @@
+"""The attacks of scripts/attack, with their results.
+
+    attack.py [--build FOLDER] [--data FOLDER] [--seconds N] [--no-result]
+              [NAME ...]
+"""
+
+import argparse
+import os
+import sys
+import traceback
+
+import attack_bus
+import attack_files
+import attack_records
+import attack_world
+import programs
+
+sys.path.insert(0, str(programs.SOURCE / "scripts"))
+import campaign  # noqa: E402
+
+ATTACKS = {
+    "attributes": attack_files.attribute_locks,
+    "locks": attack_files.cache_locks,
+    "links": attack_files.links,
+    "crowd": attack_files.crowd,
+    "stopped-readers": attack_records.stopped_readers,
+    "stopped-writers": attack_records.stopped_writers,
+    "scribble": attack_records.scribbled_segments,
+    "leases": attack_records.leases,
+    "health": attack_bus.forged_health,
+    "requests": attack_bus.many_requests,
+    "hide": attack_bus.long_hide_texts,
+    "lists": attack_bus.list_flood,
+    "exporter": attack_bus.idle_connections,
+    "forging": attack_bus.forging,
+}
+NEEDS_ROOT = 77
+
+
+def run(name, seconds):
+    """The row of the table of an attack, and what broke its expectations."""
+    attack = ATTACKS[name]
+    try:
+        seen = attack(seconds)
+        broken, numbers = seen.broken, "; ".join(seen.numbers)
+    except Exception as failure:  # noqa: BLE001 - is what the attack led to
+        traceback.print_exc()
+        broken = [f"{name}: {type(failure).__name__}: {failure}"]
+        numbers = "it ended early"
+    print(f"{name}: {'broken' if broken else 'held'}: {'; '.join(broken) or numbers}", flush=True)
+    tried = " ".join(attack.__doc__.split())
+    return [f"`{name}`: {tried}", "broken" if broken else "held", numbers], broken
+
+
+def table(rows):
+    cells = [["Attack, and what it did before", "Now", "Seen"], ["---"] * 3, *rows]
+    lines = (" | ".join(" ".join(cell.split()).replace("|", "\\|") for cell in row)
+             for row in cells)
+    return "".join(f"| {line} |\n" for line in lines)
+
+
+def main():
+    parser = argparse.ArgumentParser(description="Attacks by users of the machine.")
+    parser.add_argument("--build", default="build/test", help="folder of the build")
+    parser.add_argument("--data", default=programs.SOURCE / "data",
+                        help="folder of policies, modes and units")
+    parser.add_argument("--seconds", type=float, default=10,
+                        help="how long what has no end of its own goes on")
+    parser.add_argument("--no-result", action="store_true", help="keep no result")
+    parser.add_argument("attacks", nargs="*", metavar="NAME")
+    arguments = parser.parse_args()
+    unknown = set(arguments.attacks) - set(ATTACKS)
+    if unknown:
+        sys.exit(f"unknown: {' '.join(sorted(unknown))}; known: {' '.join(ATTACKS)}")
+    if os.geteuid() != 0:
+        print("needs root, to become other users", file=sys.stderr)
+        sys.exit(NEEDS_ROOT)
+    attack_world.become_a_machine(arguments.build, arguments.data)
+    rows, found, failed = [], [], 0
+    for name in arguments.attacks or ATTACKS:
+        row, broken = run(name, arguments.seconds)
+        rows.append(row)
+        found += broken
+        failed += bool(broken)
+    if not arguments.no_result:
+        campaign.write_result(
+            "attack",
+            tried="an outsider, a reporter and an operator on the system bus with the "
+            "packages' policies, users and folders",
+            times=f"{len(rows)} attacks",
+            found=found,
+            details=table(rows),
+        )
+    print(f"{len(rows) - failed} passed, {failed} failed")
+    sys.exit(1 if failed else 0)
+
+
+main()

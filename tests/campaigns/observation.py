@@ -1,0 +1,106 @@
+"""What campaigns share that look at services: what is measured, and what is
+expected."""
+
+import re
+import subprocess
+import time
+
+import bus_view
+
+ROOT = bus_view.ROOT
+# How many commands may be under way in a daemon's input.
+UNDER_WAY = 200
+
+
+class Observation:
+    """What is seen in a world: numbers, and what breaks expectations."""
+
+    def __init__(self, name, world):
+        self.name = name
+        self.numbers = []
+        self.broken = []
+        self.world = world
+        self.bus = world.start_bus()
+        self.client = bus_view.Client(world.address)
+
+    def expect(self, holds, what):
+        if not holds:
+            self.broken.append(f"{self.name}: {what}")
+            print(f"BROKEN {self.name}: {what}", flush=True)
+
+    def number(self, text):
+        self.numbers.append(text)
+        print(f"{self.name}: {text}", flush=True)
+
+    # Programs.
+
+    def start_service(self, name, *arguments):
+        service = self.world.start_service(name, *arguments)
+        self.wait_until(f"{name} owns its name", lambda: self.client.owner(f"com.vexa.olvar.{name}"))
+        return service
+
+    def daemon(self, keys=(), base=2):
+        """A component daemon; the answers to its making are its names."""
+        daemon = self.world.start_daemon()
+        daemon.names = []
+        for key in keys:
+            daemon.tell(f"init {key} {base}", daemon.names.append)
+        return daemon
+
+    def tell_all(self, daemon, lines):
+        """Tells a daemon lines, not all at once; its answers by how often
+        each came."""
+        answers = {}
+
+        def take(answer):
+            answers[answer] = answers.get(answer, 0) + 1
+
+        for line in lines:
+            daemon.tell(line, take)
+            if daemon.pending() >= UNDER_WAY:
+                daemon.collect(patience=120, down_to=UNDER_WAY // 2)
+        daemon.collect(patience=120)
+        return answers
+
+    def wait_until(self, what, done, patience=60):
+        """Looks until something is so; how long that took, in seconds."""
+        begin = time.monotonic()
+        while not done():
+            if time.monotonic() - begin > patience:
+                self.expect(False, f"not in {patience} s: {what}")
+                break
+        return time.monotonic() - begin
+
+    def shown_health(self, key=ROOT):
+        """What the connections that hold a node show of it; the worst."""
+        shown = [self.client.health(name, key) for name in self.client.names()]
+        return max([health for health in shown if health is not None], default=None)
+
+    def healthctl(self, *arguments):
+        """Status, output and time of the operator's command line."""
+        begin = time.monotonic()
+        ran = subprocess.run(
+            [self.world.build / "tools/healthctl/healthctl", *arguments],
+            env=self.world.environment,
+            capture_output=True,
+            text=True,
+        )
+        return ran.returncode, (ran.stdout + ran.stderr).strip(), time.monotonic() - begin
+
+
+def own(program):
+    """What a process has for itself: the data cache is not counted."""
+    return program.status("RssAnon")
+
+
+def mib(kib):
+    return f"{kib / 1024:.1f} MiB"
+
+
+def errors_of(program, pattern=r"error|warning"):
+    """The lines of a program's log that tell of errors, each kind once."""
+    lines = {}
+    for line in program.log().splitlines():
+        if re.search(pattern, line):
+            lines.setdefault(re.sub(r"\d+", "N", line), line)
+    return list(lines.values())
