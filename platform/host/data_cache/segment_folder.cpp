@@ -28,11 +28,22 @@ namespace fs = std::filesystem;
 namespace
 {
 
-/** So many names of a folder are looked at. More are there only while somebody
- *  makes files faster than the health manager removes them. */
-constexpr std::size_t mostNames = 65536;
+/** So many files of a folder are opened whoever owns them; beyond that, only so
+ *  many of each user: nobody can make so many names that those of others are
+ *  not looked at. Opening one takes some microseconds. */
+struct OpeningBudget
+{
+    std::size_t anybodys;
+    std::size_t ofUser;
+};
 
-/** The names in a folder. Unlike opendir(), this takes no memory, of which the
+constexpr OpeningBudget openedByReaders{.anybodys = 2048, .ofUser = 1024};
+/** The health manager shall find all that many daemons left that died at
+ *  once. */
+constexpr OpeningBudget openedForRemoval{.anybodys = 65536, .ofUser = 4096};
+
+/** The names in a folder that segments may have, and those of files that are
+ *  being made. Unlike opendir(), this takes no memory, of which the
  *  allocator would have to give so much at once that it merges its free blocks
  *  at each query. */
 class FolderNames
@@ -56,17 +67,20 @@ class FolderNames
         return folder.get();
     }
 
-    /** @return the next name, valid until the next call; null at the end */
-    const char* next()
+    /** @return the next file, valid until the next call; null at the end */
+    const dirent64* next()
     {
-        if (at == end && !readMore())
+        while (at != end || readMore())
         {
-            return nullptr;
+            const auto* entry =
+                reinterpret_cast<const dirent64*>(&entries.at(at));
+            at += entry->d_reclen;
+            if (entry->d_type != DT_DIR)
+            {
+                return entry;
+            }
         }
-        const auto* entry = reinterpret_cast<const dirent64*>(&entries.at(at));
-        at += entry->d_reclen;
-        left -= std::min<std::size_t>(left, 1);
-        return static_cast<const char*>(entry->d_name);
+        return nullptr;
     }
 
   private:
@@ -77,7 +91,7 @@ class FolderNames
 
     bool readMore()
     {
-        if (folder.get() < 0 || left == 0)
+        if (folder.get() < 0)
         {
             return false;
         }
@@ -98,7 +112,37 @@ class FolderNames
     alignas(dirent64) std::array<char, 8192> entries;
     std::size_t at = 0;
     std::size_t end = 0;
-    std::size_t left = mostNames;
+};
+
+/** Decides which files are opened. */
+class Openings
+{
+  public:
+    Openings(int folder, OpeningBudget budget) : folder(folder), budget(budget)
+    {}
+
+    bool admit(const char* name)
+    {
+        if (budget.anybodys > 0)
+        {
+            --budget.anybodys;
+            return true;
+        }
+        struct stat status
+        {};
+        if (fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0)
+        {
+            return false;
+        }
+        std::size_t& left =
+            users.try_emplace(status.st_uid, budget.ofUser).first->second;
+        return left > 0 && left-- > 0;
+    }
+
+  private:
+    int folder;
+    OpeningBudget budget;
+    std::map<uid_t, std::size_t> users;
 };
 
 /** Says once of each user in a row that not all of its records are read. */
@@ -149,22 +193,31 @@ bool isHidden(const char* name)
     return *name == '.';
 }
 
+/** Whether an entry may be a file with content; some filesystems do not say. */
+bool mayBeRegular(const dirent64& entry)
+{
+    return entry.d_type == DT_REG || entry.d_type == DT_UNKNOWN;
+}
+
 /** Visits each segment once, whatever its names, whose owner lives, within the
  *  budgets of the users. */
 void forEachLiving(const fs::path& folder, Budgets& budgets,
                    const std::function<void(const SegmentReader&)>& visit)
 {
     FolderNames names(folder);
-    std::set<ino_t> visited;
-    while (const char* name = names.next())
+    Openings openings(names.descriptor(), openedByReaders);
+    std::set<ino_t> opened;
+    while (const dirent64* entry = names.next())
     {
-        if (isHidden(name))
+        const char* name = static_cast<const char*>(entry->d_name);
+        if (isHidden(name) || !mayBeRegular(*entry) ||
+            opened.contains(entry->d_ino) || !openings.admit(name))
         {
             continue;
         }
+        opened.insert(entry->d_ino);
         const auto segment = SegmentReader::open(names.descriptor(), name);
         if (segment && segment->isOwned() &&
-            visited.insert(segment->inode()).second &&
             budgets.takeSegment(segment->user()))
         {
             visit(*segment);
@@ -370,8 +423,15 @@ std::vector<DeadSegment> findDeadSegments(const fs::path& folder)
     std::vector<DeadSegment> dead;
     Budgets budgets;
     FolderNames names(folder);
-    while (const char* name = names.next())
+    Openings openings(names.descriptor(), openedForRemoval);
+    std::set<ino_t> owned;
+    while (const dirent64* entry = names.next())
     {
+        const char* name = static_cast<const char*>(entry->d_name);
+        if (owned.contains(entry->d_ino) || !openings.admit(name))
+        {
+            continue;
+        }
         if (isHidden(name))
         {
             if (isLeftUnmade(names.descriptor(), name))
@@ -383,6 +443,7 @@ std::vector<DeadSegment> findDeadSegments(const fs::path& folder)
         const auto segment = SegmentReader::open(names.descriptor(), name);
         if (segment ? segment->isOwned() : !isNobodys(names.descriptor(), name))
         {
+            owned.insert(entry->d_ino);
             continue;
         }
         DeadSegment& made = dead.emplace_back(
