@@ -138,9 +138,9 @@ class Attack(Observation):
         self.expect(not said, f"a new daemon has no data cache: {said[:1]}")
         return seconds
 
-    def sees(self, key, health):
-        """What an outsider sees of a node in the data cache."""
-        text, seconds = self.said("a query", OUTSIDER, self.world.build / "tests/bus/cache-dump",
+    def sees(self, key, health, user=COLLEAGUE):
+        """What a user sees of a node in the data cache."""
+        text, seconds = self.said("a query", user, self.world.build / "tests/bus/cache-dump",
                                   most=STARTED_BY)
         shown = content(text)["health"].get(key)
         self.expect(shown == health, f"a query shows {shown} instead of {health} for {key}")
@@ -153,6 +153,7 @@ class Attack(Observation):
             "a fault climbs and goes": self.fault_comes_and_goes(),
             "a daemon starts": self.daemon_starts(),
             "a query": self.sees(self.key, 3),
+            "an outsider's query": self.sees(self.key, 3, OUTSIDER),
             "an attribute is set": self.attribute_is_set(),
             "an event is stored": self.event_is_stored()[1],
         }

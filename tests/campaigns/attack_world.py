@@ -181,6 +181,6 @@ class AttackWorld(programs.World):
             return None, f"no answer in {patience} s"
         return ran.returncode, ran.stdout.strip()
 
-    def dump(self, user=OUTSIDER, patience=30):
+    def dump(self, user, patience=30):
         """The data cache as a user reads it: status and JSON."""
         return self.run_as(user, self.build / "tests/bus/cache-dump", patience=patience)
