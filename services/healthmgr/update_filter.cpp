@@ -72,15 +72,37 @@ bool UpdateFilter::refuses(sd_bus_message* message)
         }
         return true;
     }
+    return health != health_namespace::healthNone &&
+           refusesUntrue(parent, child, health);
+}
+
+/** Handles an update that the child's record may not confirm: it was made up,
+ *  or another one follows.
+ *
+ *  @return whether nobody here is to hear it */
+bool UpdateFilter::refusesUntrue(const char* parent, const char* child,
+                                 uint32_t health)
+{
+    const bool hosted = nodes.hosts(parent);
     // Components may be held outside of the tree, or with a key that is too
     // long for their faults.
-    if (!isKey(child) && health != health_namespace::healthNone &&
-        recordedHealth(child) != health)
+    if (!hosted && isKey(child))
+    {
+        return false;
+    }
+    const uint32_t recorded = recordedHealth(child);
+    if (recorded == health)
+    {
+        return false;
+    }
+    // What only nodes of this process would have heard, and did not, needs no
+    // other word. That could be lost: the bus drops what comes faster than this
+    // process reads.
+    if (!hosted || recorded != health_namespace::healthNone)
     {
         announcer.announceIfRoom(child);
-        return nodes.hosts(parent);
     }
-    return false;
+    return hosted;
 }
 
 /** Whether there is a node in another process that hears an update. */

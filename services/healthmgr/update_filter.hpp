@@ -8,13 +8,16 @@
 #include "hosted_nodes.hpp"
 #include "record_announcer.hpp"
 
+#include <cstdint>
+
 namespace healthintf::healthmgr
 {
 
 /** Looks at every health update before the nodes of this process hear it. One
- *  whose child is no key, or whose parent is not the child's, they do not
- *  hear, and a parent in another process is told at once what the records say:
- *  of nothing of it is a note kept. */
+ *  that the child's record does not confirm, whose child is no key, or whose
+ *  parent is not the child's, they do not hear. Of the last two, a parent in
+ * another process is told at once what the records say: of nothing of it is a
+ * note kept. */
 class UpdateFilter
 {
   public:
@@ -26,6 +29,7 @@ class UpdateFilter
 
   private:
     bool refuses(sd_bus_message* message);
+    bool refusesUntrue(const char* parent, const char* child, uint32_t health);
     bool isHeardBy(const char* parent) const;
     void noteRefusal(sd_bus_message* message);
 
