@@ -80,7 +80,7 @@ def long_hide_texts(seconds):
         return attack
 
 
-def list_flood(seconds, entries=4000):
+def list_flood(seconds, entries=3500):
     """An outsider asks for the log over 200 connections, 20 times each at once:
     a reporter's AddSEL failed after 25 s, and logmgr took 317 MiB."""
     with Attack("lists") as attack:

@@ -164,5 +164,6 @@ def leases(seconds):
         attack.number(f"{held} leases")
         attack.all_works()
         attack.live()
+        attack.expect(attacker.alive(), "the attacker has ended")
         attacker.kill()
         return attack
