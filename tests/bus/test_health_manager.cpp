@@ -190,7 +190,7 @@ TEST_F(HealthManager, LivesOnAfterMalformedSignals)
     send("s", root.c_str());
     send("u", 1u);
     send("ssi", root.c_str(), "/x", -1);
-    update(root, root + "/a", 3);
+    const Component sound(root + "/a", 3);
     client.waitForHealth(root, 3);
     const std::string log = running.errors();
     EXPECT_THAT(log, HasSubstr("is no node's, refused"));
@@ -224,7 +224,8 @@ TEST_F(HealthManager, KeepsMadeUpChildrenFromItsNodes)
     }
     update("/com/vexa/olvar", "/com/vexa/olvar/else", 4);
     client.updates.clear();
-    update(root, longest, 3);
+    update(root, longest, 4);
+    const Component sound(root + "/c", 3);
     client.waitForHealth(root, 3);
     EXPECT_EQ(
         std::ranges::count(client.updates, "/com/vexa/olvar " + root + " 4"),
@@ -243,9 +244,9 @@ TEST_F(HealthManager, RidsParentsInOtherProcessesOfMadeUpChildren)
         client.updates.clear();
         update(root + "/a", child, 4);
         client.waitUntil("rise and fall for " + child, [&] {
-            const std::string rootIs = "/com/vexa/olvar " + root + " ";
-            const auto rise = std::ranges::find(client.updates, rootIs + "4");
-            return std::find(rise, client.updates.end(), rootIs + "2") !=
+            const std::string parentIs = root + " " + root + "/a ";
+            const auto rise = std::ranges::find(client.updates, parentIs + "4");
+            return std::find(rise, client.updates.end(), parentIs + "2") !=
                    client.updates.end();
         });
     }
@@ -304,8 +305,9 @@ TEST_F(HealthManager, KeepsANodeThatSomebodyOnlyPretendsToHold)
     const Process running = manager();
     request(root + "/a");
     update(root, root + "/a", 2);
-    client.waitForHealth(root, 2);
+    request(root + "/b");
     EXPECT_TRUE(nodeIsThere(root + "/a"));
+    EXPECT_EQ(client.health(service, root), 0U) << "there is no such record";
 }
 
 TEST_F(HealthManager, EndsWhenTheNameIsTaken)
