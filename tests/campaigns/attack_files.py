@@ -65,7 +65,7 @@ def _starts_at_once(attack, times):
             daemon.collect()
         attack.wait_until("the root is at critical", lambda: attack.root_health() == 4, 10)
         started = [*daemons, *attack.services.values()]
-        without += sum("data cache" in each.log() for each in started)
+        without += sum("reportCacheFailure" in each.log() for each in started)
         for daemon in daemons:
             daemon.kill()
     attack.expect(without == 0, f"{without} of {times * 5} programs that start have no data cache")
