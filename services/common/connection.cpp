@@ -45,6 +45,10 @@ Connection::Connection(EventLoop& loop) :
     check(sd_bus_get_unique_name(raw.get(), &unique),
           "unable to connect to the bus");
     name = unique;
+    // A bus whose queue for this service is full drops answers, too.
+    constexpr uint64_t longestWait = 5'000'000;
+    check(sd_bus_set_method_call_timeout(raw.get(), longestWait),
+          "sd_bus_set_method_call_timeout");
     check(sd_bus_attach_event(raw.get(), loop.get(), SD_EVENT_PRIORITY_NORMAL),
           "sd_bus_attach_event");
 }

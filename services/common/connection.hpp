@@ -18,7 +18,8 @@
 namespace healthintf::services
 {
 
-/** This thread's default connection, run by an event loop. Failures throw
+/** This thread's default connection, run by an event loop. A call that is not
+ *  answered within 5 seconds has failed. Failures throw
  *  std::system_error naming the call. */
 class Connection
 {
