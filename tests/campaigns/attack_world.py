@@ -121,7 +121,8 @@ class AttackWorld(programs.World):
     def remove_planted(self):
         """What an attacker made in the data cache."""
         found = ["find", CACHE, "-mindepth", "1", "-user", REPORTER, "-delete"]
-        subprocess.run(found, check=True)
+        # The health manager removes them meanwhile, too.
+        subprocess.run([*found, "-ignore_readdir_race"], check=True)
 
     def clear_all(self):
         subprocess.run(["rm", "-rf", RUNTIME, STATE], check=True)
