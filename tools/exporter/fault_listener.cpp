@@ -14,7 +14,7 @@ namespace
 {
 
 /** Lines about messages, which anybody may send. */
-constinit host::LineLimit failureLines;
+constinit host::LineLimit signalFailureLines;
 
 using sdbusplus::common::com::vexa::olvar::healthmgr::FaultEntry;
 
@@ -37,7 +37,7 @@ int contained(Work&& work) noexcept
     }
     catch (const std::exception& e)
     {
-        if (failureLines.admits())
+        if (signalFailureLines.admits())
         {
             SERVICE_LOG(services::log::warning, "EXCEPTION %s.%d.%s: %s",
                         e.what());

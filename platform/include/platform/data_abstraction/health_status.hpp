@@ -48,6 +48,7 @@ PLATFORM_API int datacache_healthstatus_remove(const std::string& path);
  *  A platform need not have this function: get_map_by_path_prefixes() tells the
  *  same, but reads all records whose paths begin with this one.
  *
+ *  @param[in] path the whole path of the record
  *  @param[out] exists what was found; unchanged without success
  *  @return a DataAbstraction::ReadResult or the platform's error number
  *
