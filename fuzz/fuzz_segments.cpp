@@ -274,7 +274,6 @@ void askEverything()
     datacache_healthstatus_exists(root + "part4", exists);
     RecordOwners owners;
     listNodeOwners(owners);
-    listEntryOwners(owners);
     if (!measureCache())
     {
         std::abort();
@@ -309,13 +308,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     }
     askEverything();
     const std::size_t living = held.size();
-    removeTheDead();
+    Withdrawal withdrawal;
+    withdrawal.removeTheDead();
     const auto left = std::distance(fs::directory_iterator(cache), {});
     if (static_cast<std::size_t>(left) != living)
     {
         std::abort();
     }
     held.clear();
-    removeTheDead();
+    withdrawal.removeTheDead();
     return 0;
 }
