@@ -51,7 +51,9 @@ TEST(ProcessIdentityOfAProcess, IsNotThatOfItsChild)
 TEST(ProcessIdentityOfAProcess, CannotBeReadWithoutAFileDescriptor)
 {
     EXPECT_EQ(inChild([] {
-                  const rlimit none{0, 0};
+                  rlimit usual{};
+                  getrlimit(RLIMIT_NOFILE, &usual);
+                  const rlimit none{0, usual.rlim_max};
                   setrlimit(RLIMIT_NOFILE, &none);
                   try
                   {
@@ -59,6 +61,8 @@ TEST(ProcessIdentityOfAProcess, CannotBeReadWithoutAFileDescriptor)
                   }
                   catch (const std::runtime_error& e)
                   {
+                      // The sanitizer needs one to look at the exception.
+                      setrlimit(RLIMIT_NOFILE, &usual);
                       return std::string(e.what()) ==
                                      "unable to read /proc/self/stat"
                                  ? 0

@@ -1,0 +1,21 @@
+#pragma once
+
+/** @file Whether the address sanitizer watches the programs of the tests. It
+ *  keeps memory that was freed, so that what a process holds says nothing. */
+
+namespace healthintf::test
+{
+
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool isAddressSanitized = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+inline constexpr bool isAddressSanitized = true;
+#else
+inline constexpr bool isAddressSanitized = false;
+#endif
+#else
+inline constexpr bool isAddressSanitized = false;
+#endif
+
+} // namespace healthintf::test
