@@ -217,13 +217,14 @@ void Segment::makePlaceholders() noexcept
 
 SegmentHeader& Segment::header() const
 {
-    return *reinterpret_cast<SegmentHeader*>(begin);
+    return *static_cast<SegmentHeader*>(static_cast<void*>(begin));
 }
 
 Slot& Segment::slotAt(uint32_t slot) const
 {
     const auto [table, index] = positionOf(slot);
-    return reinterpret_cast<Slot*>(begin + header().tables.at(table))[index];
+    void* slots = begin + header().tables.at(table);
+    return static_cast<Slot*>(slots)[index];
 }
 
 Place Segment::placeOf(uint32_t slot) const

@@ -72,8 +72,8 @@ class FolderNames
     {
         while (at != end || readMore())
         {
-            const auto* entry =
-                reinterpret_cast<const dirent64*>(&entries.at(at));
+            const void* next = &entries.at(at);
+            const auto* entry = static_cast<const dirent64*>(next);
             at += entry->d_reclen;
             if (entry->d_type != DT_DIR)
             {
