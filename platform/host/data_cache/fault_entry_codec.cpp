@@ -63,6 +63,20 @@ constexpr std::array properties{
     Property{"Hidden", assign<&V::hidden>},
 };
 
+std::vector<std::string> getTexts(ByteReader& reader)
+{
+    const auto count = reader.get<uint32_t>();
+    std::vector<std::string> texts;
+    // A damaged record may have the count wrong, but no text without its size.
+    texts.reserve(
+        std::min<std::size_t>(count, reader.size() / sizeof(uint32_t)));
+    for (uint32_t i = 0; i < count; ++i)
+    {
+        texts.emplace_back(reader.getText());
+    }
+    return texts;
+}
+
 } // namespace
 
 FaultEntryView viewOf(const FaultEntryProperties& entry)
@@ -94,48 +108,40 @@ std::string encodeFaultEntry(const FaultEntryView& entry)
     constexpr std::size_t usualSize = 512;
     payload.reserve(usualSize);
     ByteWriter writer(payload);
-    writer.put(entry.timestamp);
-    writer.put(entry.severity);
-    writer.put(entry.ledState);
-    writer.put(entry.sensorNumber);
-    writer.put(entry.sensorType);
     writer.put(entry.fqdd);
     writer.put(entry.messageID);
     writer.put(entry.message);
-    writer.put(entry.sensorPath);
-    writer.put(entry.lcdMessage);
     writer.put(static_cast<uint32_t>(entry.args.size()));
     for (const std::string& arg : entry.args)
     {
         writer.put(arg);
     }
+    writer.put(entry.timestamp);
+    writer.put(entry.severity);
+    writer.put(entry.sensorPath);
+    writer.put(entry.sensorNumber);
+    writer.put(entry.sensorType);
+    writer.put(entry.ledState);
+    writer.put(entry.lcdMessage);
     return payload;
 }
 
 FaultEntryProperties decodeFaultEntry(std::string_view payload, uint32_t live)
 {
     ByteReader reader(payload);
-    FaultEntryProperties entry;
-    entry.timestamp = reader.get<uint64_t>();
-    entry.severity = reader.get<uint32_t>();
-    entry.ledState = reader.get<int32_t>();
-    entry.hidden = live != 0;
-    entry.sensorNumber = reader.get<uint32_t>();
-    entry.sensorType = reader.get<uint32_t>();
-    entry.fqdd = reader.getText();
-    entry.messageID = reader.getText();
-    entry.message = reader.getText();
-    entry.sensorPath = reader.getText();
-    entry.lcdMessage = reader.getText();
-    const auto count = reader.get<uint32_t>();
-    // A damaged record may have the count wrong, but no text without its size.
-    entry.args.reserve(
-        std::min<std::size_t>(count, reader.size() / sizeof(uint32_t)));
-    for (uint32_t i = 0; i < count; ++i)
-    {
-        entry.args.emplace_back(reader.getText());
-    }
-    return entry;
+    // In the order of the members, in which they are made.
+    return {.fqdd = std::string(reader.getText()),
+            .messageID = std::string(reader.getText()),
+            .message = std::string(reader.getText()),
+            .args = getTexts(reader),
+            .timestamp = reader.get<uint64_t>(),
+            .severity = reader.get<uint32_t>(),
+            .sensorPath = std::string(reader.getText()),
+            .sensorNumber = reader.get<uint32_t>(),
+            .sensorType = reader.get<uint32_t>(),
+            .ledState = reader.get<int32_t>(),
+            .lcdMessage = std::string(reader.getText()),
+            .hidden = live != 0};
 }
 
 } // namespace healthintf::host

@@ -72,28 +72,26 @@ template <typename Value, typename Make>
 long readRecordsInto(std::map<std::string, Value>& records,
                      const RecordQuery& query, const Make& make)
 {
-    return readRecords(
-        query,
-        [&](const ReadRecord& record, const ProcessIdentity& owner,
-            bool replace) -> const std::string* {
-            const auto value = [&] {
-                return make(record, owner);
-            };
-            const auto size = records.size();
-            // Most are read in the order of their paths.
-            const auto at =
-                records.try_emplace(records.end(), std::string(record.path),
-                                    MadeInPlace<decltype(value)>{value});
-            if (records.size() == size)
+    return readRecords(query, [&](const ReadRecord& record,
+                                  const ProcessIdentity& owner, bool replace) {
+        const auto value = [&] {
+            return make(record, owner);
+        };
+        const auto size = records.size();
+        // Most are read in the order of their paths.
+        const auto at =
+            records.try_emplace(records.end(), std::string(record.path),
+                                MadeInPlace<decltype(value)>{value});
+        if (records.size() == size)
+        {
+            if (replace)
             {
-                if (!replace)
-                {
-                    return nullptr;
-                }
                 at->second = value();
             }
-            return &at->first;
-        });
+            return replace;
+        }
+        return true;
+    });
 }
 
 } // namespace healthintf::host

@@ -191,6 +191,7 @@ void Segment::map()
                 .startTime = self.startTime,
                 .capacity = capacity,
                 .usedBytes = end,
+                .generation = 0,
                 .tables = {}};
 }
 
@@ -213,6 +214,7 @@ void Segment::abandon() noexcept
 void Segment::makePlaceholders() noexcept
 {
     store(header().placeholders, uint32_t{1});
+    countChange();
 }
 
 SegmentHeader& Segment::header() const
@@ -290,6 +292,7 @@ void Segment::replace(uint32_t slot, const NewRecord& record)
     store(at.live,
           encodeLive(
               {.value = record.live, .kind = record.kind, .tag = place.tag}));
+    countChange();
     giveBack(before);
 }
 
@@ -350,6 +353,7 @@ void Segment::fill(uint32_t slot, const NewRecord& record)
     store(at.hash, hashOf(record.path));
     store(at.signature, PathSignature(record.path).bits);
     store(at.place, encodePlace(place));
+    countChange();
 }
 
 void Segment::setPayload(uint32_t slot, std::string_view payload)
@@ -366,6 +370,7 @@ void Segment::setPayload(uint32_t slot, std::string_view payload)
     place.tag = before.tag;
     writeBlock(blockAt(place), header, record.path, payload);
     store(slotAt(slot).place, encodePlace(place));
+    countChange();
     giveBack(before);
 }
 
@@ -376,6 +381,7 @@ void Segment::setLive(uint32_t slot, uint32_t value) noexcept
     decodeLive(at, live);
     live.value = value;
     store(at, encodeLive(live));
+    countChange();
 }
 
 void Segment::remove(uint32_t slot) noexcept
@@ -387,6 +393,7 @@ void Segment::remove(uint32_t slot) noexcept
     }
     Slot& at = slotAt(slot);
     store(at.place, uint64_t{0});
+    countChange();
     at.hash = freeSlots;
     freeSlots = uint64_t{slot} + 1;
     giveBack(place);
@@ -497,6 +504,12 @@ void Segment::giveBack(const Place& place) noexcept
     list->second = place.unit;
     store(header().usedBytes,
           header().usedBytes - std::size_t{place.units} * blockUnit);
+}
+
+/** Tells readers that what they have copied is out of date. */
+void Segment::countChange() noexcept
+{
+    store(header().generation, header().generation + 1);
 }
 
 } // namespace healthintf::host

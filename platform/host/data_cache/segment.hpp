@@ -109,6 +109,7 @@ class Segment
     void allocate(std::size_t size);
     Place takeBlock(std::size_t size);
     void giveBack(const Place& place) noexcept;
+    void countChange() noexcept;
 
     std::filesystem::path name;
     std::filesystem::path hiddenName;

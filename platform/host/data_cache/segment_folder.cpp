@@ -3,6 +3,7 @@
 #include "../failure_log.hpp"
 #include "../host_log.hpp"
 #include "../line_limit.hpp"
+#include "kept_segments.hpp"
 
 #include <sys/stat.h>
 
@@ -11,10 +12,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <ctime>
 #include <map>
+#include <memory>
 #include <set>
 #include <stdexcept>
 #include <system_error>
@@ -42,21 +43,15 @@ constexpr OpeningBudget openedByReaders{.anybodys = 2048, .ofUser = 1024};
  *  once. */
 constexpr OpeningBudget openedForRemoval{.anybodys = 65536, .ofUser = 4096};
 
-/** The names in a folder that segments may have, and those of files that are
- *  being made. Unlike opendir(), this takes no memory, of which the
- *  allocator would have to give so much at once that it merges its free blocks
- *  at each query. */
-class FolderNames
+/** The entries of a folder. */
+class FolderEntries
 {
   public:
     /** @throws std::system_error when the folder is there and cannot be read */
-    // NOLINTNEXTLINE(*-member-init): see entries
-    explicit FolderNames(const fs::path& path) :
-        name(path.string()),
-        folder(
-            open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC))
+    explicit FolderEntries(const fs::path& path) :
+        name(path.string()), folder(opendir(path.c_str()))
     {
-        if (folder.get() < 0 && errno != ENOENT)
+        if (folder == nullptr && errno != ENOENT)
         {
             fail();
         }
@@ -64,54 +59,41 @@ class FolderNames
 
     int descriptor() const
     {
-        return folder.get();
+        return folder == nullptr ? -1 : dirfd(folder.get());
     }
 
     /** @return the next file, valid until the next call; null at the end */
-    const dirent64* next()
+    const dirent* next()
     {
-        while (at != end || readMore())
+        const dirent* entry = nullptr;
+        do
         {
-            const void* next = &entries.at(at);
-            const auto* entry = static_cast<const dirent64*>(next);
-            at += entry->d_reclen;
-            if (entry->d_type != DT_DIR)
-            {
-                return entry;
-            }
+            errno = 0;
+            entry = folder == nullptr ? nullptr : readdir(folder.get());
+        } while (entry != nullptr && entry->d_type == DT_DIR);
+        if (entry == nullptr && errno != 0)
+        {
+            fail();
         }
-        return nullptr;
+        return entry;
     }
 
   private:
+    struct Close
+    {
+        void operator()(DIR* folder) const
+        {
+            closedir(folder);
+        }
+    };
+
     [[noreturn]] void fail() const
     {
         throw std::system_error(errno, std::generic_category(), name);
     }
 
-    bool readMore()
-    {
-        if (folder.get() < 0)
-        {
-            return false;
-        }
-        const ssize_t size =
-            getdents64(folder.get(), entries.data(), entries.size());
-        if (size < 0)
-        {
-            fail();
-        }
-        at = 0;
-        end = static_cast<std::size_t>(size);
-        return size > 0;
-    }
-
     std::string name;
-    FileDescriptor folder;
-    // Written as far as it is read.
-    alignas(dirent64) std::array<char, 8192> entries;
-    std::size_t at = 0;
-    std::size_t end = 0;
+    std::unique_ptr<DIR, Close> folder;
 };
 
 /** Decides which files are opened. */
@@ -194,20 +176,29 @@ bool isHidden(const char* name)
 }
 
 /** Whether an entry may be a file with content; some filesystems do not say. */
-bool mayBeRegular(const dirent64& entry)
+bool mayBeRegular(const dirent& entry)
 {
     return entry.d_type == DT_REG || entry.d_type == DT_UNKNOWN;
 }
 
-/** Visits each segment once, whatever its names, whose owner lives, within the
- *  budgets of the users. */
-void forEachLiving(const fs::path& folder, Budgets& budgets,
-                   const std::function<void(const SegmentReader&)>& visit)
+/** Whether a file could not be opened because this process, or the machine, has
+ *  no room for one more. */
+bool isShortOfFiles(int code)
 {
-    FolderNames names(folder);
+    return code == EMFILE || code == ENFILE || code == ENOMEM;
+}
+
+/** Lists a folder, visits each segment once, whatever its names, whose owner
+ *  lives, within the budgets of the users, and keeps it open. */
+void listLiving(const fs::path& folder, KeptSegments& kept, Budgets& budgets,
+                const std::function<void(const SegmentReader&)>& visit)
+{
+    kept.beginListing(folder);
+    bool complete = true;
+    FolderEntries names(folder);
     Openings openings(names.descriptor(), openedByReaders);
     std::set<ino_t> opened;
-    while (const dirent64* entry = names.next())
+    while (const dirent* entry = names.next())
     {
         const char* name = static_cast<const char*>(entry->d_name);
         if (isHidden(name) || !mayBeRegular(*entry) ||
@@ -216,11 +207,38 @@ void forEachLiving(const fs::path& folder, Budgets& budgets,
             continue;
         }
         opened.insert(entry->d_ino);
-        const auto segment = SegmentReader::open(names.descriptor(), name);
+        errno = 0;
+        auto segment = SegmentReader::open(names.descriptor(), name);
+        complete &= segment || !isShortOfFiles(errno);
         if (segment && segment->isOwned() &&
             budgets.takeSegment(segment->user()))
         {
             visit(*segment);
+            kept.add(std::move(*segment));
+        }
+    }
+    kept.endListing(complete);
+}
+
+/** Visits the segments whose owners live; those of the query before are still
+ *  open when nothing has come to the folder, or gone. */
+void forEachLiving(const fs::path& folder, Budgets& budgets,
+                   const std::function<void(const SegmentReader&)>& visit)
+{
+    LentSegments lent;
+    KeptSegments& kept = lent.get();
+    if (!kept.areThoseOf(folder))
+    {
+        listLiving(folder, kept, budgets, visit);
+        return;
+    }
+    std::size_t room = KeptSegments::roomForCopies;
+    for (SegmentReader& segment : kept.all())
+    {
+        if (segment.isOwned() && segment.refresh(room) &&
+            budgets.takeSegment(segment.user()))
+        {
+            visit(segment);
         }
     }
 }
@@ -278,84 +296,56 @@ void noteUnsound(const ReadRecord& record, const char* why)
     }
 }
 
-/** Sees to it that of several records of one path the right one is kept. The
- *  ranks are looked up only when there are several, which is rare. */
-class Contest
+using VisitOwnedRecord =
+    std::function<void(const SegmentReader& owner, const ReadRecord& record)>;
+
+/** Visits the records that are wanted of all living processes.
+ *
+ *  @return whether there is any record of the kind, wanted or not */
+bool forEachRecord(const fs::path& folder, const RecordQuery& query,
+                   const VisitOwnedRecord& visit)
 {
-  public:
-    explicit Contest(const KeepRecord& keep) : keep(keep)
+    bool any = false;
+    Budgets budgets;
+    forEachLiving(folder, budgets, [&](const SegmentReader& segment) {
+        const auto [complete, anyOfKind] = segment.read(
+            query, budgets.of(segment.user()), [&](const ReadRecord& record) {
+                visit(segment, record);
+            });
+        any |= anyOfKind;
+        if (!complete)
+        {
+            noteTooMuch(segment.user());
+        }
+    });
+    return any;
+}
+
+/** Lets a record be kept.
+ *
+ *  @return whether that was settled: it is not for one whose path has a record
+ *          already */
+bool keepSound(const KeepRecord& keep, const ReadRecord& record,
+               const ProcessIdentity& owner, bool replace)
+{
+    try
     {
-        kept.clear();
+        return keep(record, owner, replace);
     }
-
-    ~Contest()
+    catch (const std::out_of_range& e)
     {
-        constexpr std::size_t few = 4096;
-        if (kept.capacity() > few)
-        {
-            kept = {};
-        }
+        noteUnsound(record, e.what());
+        return true;
     }
+}
 
-    Contest(const Contest&) = delete;
-    Contest& operator=(const Contest&) = delete;
-
-    void take(const SegmentReader& segment, const ReadRecord& record)
-    {
-        const ProcessIdentity owner = segment.owner();
-        const Rank rank = rankOf(segment, record);
-        try
-        {
-            if (const std::string* path = keep(record, owner, false))
-            {
-                kept.push_back({.path = path, .rank = rank});
-                return;
-            }
-        }
-        catch (const std::out_of_range& e)
-        {
-            noteUnsound(record, e.what());
-            return;
-        }
-        challengers.push_back({.rank = rank,
-                               .owner = owner,
-                               .record = record,
-                               .path = std::string(record.path),
-                               .payload = std::string(record.payload)});
-    }
-
-    /** Lets those records be kept that have a higher rank. */
-    void decide()
-    {
-        if (challengers.empty())
-        {
-            return;
-        }
-        std::ranges::sort(challengers, {}, &Challenger::rank);
-        std::ranges::sort(kept, {}, pathOf);
-        for (Challenger& each : challengers)
-        {
-            const auto holder =
-                std::ranges::lower_bound(kept, each.path, {}, pathOf);
-            const bool ranked =
-                holder != kept.end() && *holder->path == each.path;
-            if (!ranked || holder->rank < each.rank)
-            {
-                each.record.path = each.path;
-                each.record.payload = each.payload;
-                replaceBy(each);
-            }
-        }
-    }
-
-  private:
-    struct Kept
-    {
-        const std::string* path;
-        Rank rank;
-    };
-
-    struct Challenger
+/** Reads the records again whose paths several processes hold, and lets them be
+ *  kept by rank, so that the right one stays. */
+void keepByRank(const fs::path& folder, const RecordQuery& query,
+                const std::set<std::string, std::less<>>& contested,
+                const KeepRecord& keep)
+{
+    struct Claim
     {
         Rank rank;
         ProcessIdentity owner;
@@ -363,29 +353,27 @@ class Contest
         std::string path;
         std::string payload;
     };
-
-    void replaceBy(const Challenger& each) const
+    std::vector<Claim> claims;
+    forEachRecord(folder, query,
+                  [&](const SegmentReader& segment, const ReadRecord& record) {
+                      if (contested.contains(record.path))
+                      {
+                          claims.push_back(
+                              {.rank = rankOf(segment, record),
+                               .owner = segment.owner(),
+                               .record = record,
+                               .path = std::string(record.path),
+                               .payload = std::string(record.payload)});
+                      }
+                  });
+    std::ranges::sort(claims, {}, &Claim::rank);
+    for (Claim& each : claims)
     {
-        try
-        {
-            keep(each.record, each.owner, true);
-        }
-        catch (const std::out_of_range& e)
-        {
-            noteUnsound(each.record, e.what());
-        }
+        each.record.path = each.path;
+        each.record.payload = each.payload;
+        keepSound(keep, each.record, each.owner, true);
     }
-
-    static const std::string& pathOf(const Kept& each)
-    {
-        return *each.path;
-    }
-
-    const KeepRecord& keep;
-    /** What a query with few records takes stays for the next one. */
-    static inline thread_local std::vector<Kept> kept;
-    std::vector<Challenger> challengers;
-};
+}
 
 } // namespace
 
@@ -400,21 +388,19 @@ void forEachLivingSegment(
 bool readLivingRecords(const fs::path& folder, const RecordQuery& query,
                        const KeepRecord& keep)
 {
-    bool any = false;
-    Budgets budgets;
-    Contest contest(keep);
-    forEachLiving(folder, budgets, [&](const SegmentReader& segment) {
-        const auto [complete, anyOfKind] = segment.read(
-            query, budgets.of(segment.user()), [&](const ReadRecord& record) {
-                contest.take(segment, record);
-            });
-        any |= anyOfKind;
-        if (!complete)
-        {
-            noteTooMuch(segment.user());
-        }
-    });
-    contest.decide();
+    std::set<std::string, std::less<>> contested;
+    const bool any = forEachRecord(
+        folder, query,
+        [&](const SegmentReader& segment, const ReadRecord& record) {
+            if (!keepSound(keep, record, segment.owner(), false))
+            {
+                contested.emplace(record.path);
+            }
+        });
+    if (!contested.empty())
+    {
+        keepByRank(folder, query, contested, keep);
+    }
     return any;
 }
 
@@ -422,10 +408,10 @@ std::vector<DeadSegment> findDeadSegments(const fs::path& folder)
 {
     std::vector<DeadSegment> dead;
     Budgets budgets;
-    FolderNames names(folder);
+    FolderEntries names(folder);
     Openings openings(names.descriptor(), openedForRemoval);
     std::set<ino_t> owned;
-    while (const dirent64* entry = names.next())
+    while (const dirent* entry = names.next())
     {
         const char* name = static_cast<const char*>(entry->d_name);
         if (owned.contains(entry->d_ino) || !openings.admit(name))

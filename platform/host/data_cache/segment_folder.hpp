@@ -25,9 +25,8 @@ void forEachLivingSegment(
  *
  *  @param[in] replace whether it takes the place of one of the same path; else
  *             that one stays
- *  @return the path as the caller keeps it, which stays where it is; null when
- *          one of the same path stays */
-using KeepRecord = std::function<const std::string*(
+ *  @return whether it was put there */
+using KeepRecord = std::function<bool(
     const ReadRecord& record, const ProcessIdentity& owner, bool replace)>;
 
 /** Reads the records that are wanted of all living processes. Of several with

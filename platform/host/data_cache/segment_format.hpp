@@ -60,6 +60,9 @@ struct SegmentHeader
     uint64_t capacity;
     /** Bytes of header, slots and blocks that are in use. */
     uint64_t usedBytes;
+    /** Counts the changes of the records: a copy that was made at the same
+     *  number is not out of date. */
+    uint64_t generation;
     /** Where the tables of slots begin, in bytes; 0 for one that is not there
      *  yet. */
     std::array<uint64_t, slotTables> tables;
@@ -164,7 +167,7 @@ struct PathSignature
     uint64_t mask = 0;
 };
 
-static_assert(sizeof(SegmentHeader) == 168);
+static_assert(sizeof(SegmentHeader) == 176);
 static_assert(sizeof(Slot) == 32);
 static_assert(sizeof(BlockHeader) == 32);
 

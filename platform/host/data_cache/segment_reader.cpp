@@ -20,7 +20,7 @@ namespace
 {
 
 /** So much is read at once of blocks that stand together, in bytes. */
-constexpr std::size_t largestRun = 64UL << 10;
+constexpr std::size_t largestRun = 32UL << 10;
 /** So much between two blocks is read along rather than left out, in bytes. */
 constexpr std::size_t largestGap = 512;
 
@@ -89,75 +89,29 @@ std::optional<ReadRecord> recordIn(std::span<const char> block, uint32_t slot,
     return whole && isPath(record.path) ? std::optional(record) : std::nullopt;
 }
 
-/** Memory for what is read at once. Each thread keeps what usually does, as
- *  the allocator merges its free blocks each time when as much is freed. */
+/** Memory for what is read at once: on the stack what usually does, as a
+ *  query shall not ask the allocator for so much. */
 class Scratch
 {
   public:
-    explicit Scratch(std::size_t size)
+    /** @return so many bytes, valid until the next call */
+    char* get(std::size_t size)
     {
-        static thread_local std::unique_ptr<char[]> kept =
-            std::make_unique_for_overwrite<char[]>(largestRun);
-        at = kept.get();
-        if (size > largestRun)
+        if (size <= usual.size())
         {
-            larger = std::make_unique_for_overwrite<char[]>(size);
-            at = larger.get();
+            return usual.data();
         }
-    }
-
-    char* get() const
-    {
-        return at;
+        larger = std::make_unique_for_overwrite<char[]>(size);
+        return larger.get();
     }
 
   private:
-    char* at;
+    // Written as far as it is read.
+    std::array<char, largestRun> usual; // NOLINT(*-member-init)
     std::unique_ptr<char[]> larger;
 };
 
 } // namespace
-
-RecordQuery RecordQuery::below(RecordKind kind,
-                               const std::vector<std::string>& prefixes)
-{
-    RecordQuery query(kind);
-    for (const std::string& prefix : prefixes)
-    {
-        query.prefixes.push_back({prefix, PathSignature(prefix)});
-    }
-    return query;
-}
-
-RecordQuery RecordQuery::exactly(RecordKind kind, std::string_view path)
-{
-    RecordQuery query(kind);
-    query.prefixes.push_back({path, PathSignature(path)});
-    query.hash = hashOf(path);
-    return query;
-}
-
-bool RecordQuery::mayMatch(const Slot& slot) const
-{
-    if (hash && *hash != slot.hash)
-    {
-        return false;
-    }
-    return prefixes.empty() ||
-           std::ranges::any_of(prefixes, [&slot](const Wanted& wanted) {
-               return wanted.signature.mayBegin(slot.signature);
-           });
-}
-
-bool RecordQuery::matches(const ReadRecord& record) const
-{
-    const auto isWanted = [&](const Wanted& wanted) {
-        return hash ? record.path == wanted.text
-                    : record.path.starts_with(wanted.text);
-    };
-    return record.kind == kind &&
-           (prefixes.empty() || std::ranges::any_of(prefixes, isWanted));
-}
 
 std::optional<SegmentReader> SegmentReader::open(int folder, const char* name)
 {
@@ -169,18 +123,75 @@ std::optional<SegmentReader> SegmentReader::open(int folder, const char* name)
     {};
     Begin begin{};
     if (opened.get() < 0 || fstat(opened.get(), &status) != 0 ||
-        !S_ISREG(status.st_mode) ||
-        pread(opened.get(), &begin, sizeof(begin), 0) !=
-            static_cast<ssize_t>(sizeof(begin)) ||
-        begin.header.magic != segmentMagic ||
-        begin.header.version != segmentVersion ||
-        (begin.header.slotCount > 0 &&
-         begin.header.tables.front() != firstTable))
+        !S_ISREG(status.st_mode) || !readBegin(opened.get(), begin))
     {
         return std::nullopt;
     }
     return SegmentReader(std::move(opened), begin, status.st_uid,
                          status.st_ino);
+}
+
+/** Reads the begin of a segment.
+ *
+ *  @return whether the file is one */
+bool SegmentReader::readBegin(int file, Begin& begin)
+{
+    const SegmentHeader& header = begin.header;
+    return pread(file, &begin, sizeof(begin), 0) ==
+               static_cast<ssize_t>(sizeof(begin)) &&
+           header.magic == segmentMagic && header.version == segmentVersion &&
+           (header.slotCount == 0 || header.tables.front() == firstTable);
+}
+
+bool SegmentReader::refresh(std::size_t& room)
+{
+    const uint64_t before = header().generation;
+    if (!readBegin(file.get(), start))
+    {
+        return false;
+    }
+    if (header().generation != before)
+    {
+        copy.reset();
+    }
+    else if (!copy && room >= SegmentCopy::largest)
+    {
+        copyRecords();
+    }
+    room -= copy ? std::min(room, copy->size()) : 0;
+    return true;
+}
+
+/** Copies the records, or makes a copy that is not whole where there are too
+ *  many: until they change, that is not tried again. */
+void SegmentReader::copyRecords()
+{
+    copy.emplace();
+    if (header().usedBytes > SegmentCopy::largest)
+    {
+        return;
+    }
+    ReadingBudget budget{.segments = 1,
+                         .slots = SegmentCopy::mostRecords,
+                         .records = SegmentCopy::mostRecords,
+                         .bytes = SegmentCopy::largest,
+                         .repetitions = SegmentCopy::mostRecords};
+    bool complete = true;
+    for (const auto kind : {RecordKind::faultEntry, RecordKind::healthStatus})
+    {
+        budget.slots = SegmentCopy::mostRecords;
+        complete &= readFile(RecordQuery::below(kind, {}), budget,
+                             [this](const ReadRecord& record) {
+                                 copy->add(record);
+                             })
+                        .complete;
+    }
+    if (complete)
+    {
+        copy->close();
+        return;
+    }
+    copy.emplace();
 }
 
 bool isHeldByOwner(int file)
@@ -239,16 +250,20 @@ bool SegmentReader::fetchSlots(std::span<Slot> slots, std::size_t table,
 Coverage SegmentReader::read(const RecordQuery& query, ReadingBudget& budget,
                              const VisitReadRecord& visit) const
 {
+    return copy && copy->isWhole() ? copy->read(query, visit)
+                                   : readFile(query, budget, visit);
+}
+
+Coverage SegmentReader::readFile(const RecordQuery& query,
+                                 ReadingBudget& budget,
+                                 const VisitReadRecord& visit) const
+{
     constexpr std::size_t atOnce = 512;
     const auto count =
         std::min<std::size_t>({header().slotCount, maxSlots, budget.slots});
     Coverage coverage;
     budget.slots -= count;
-    // Kept, so that a query takes little memory from the allocator at once.
-    static thread_local Selection selection;
-    // What a visit that threw has left.
-    selection.candidates.clear();
-    selection.torn.clear();
+    Selection selection;
     // Written as far as it is read.
     std::array<Slot, atOnce> slots; // NOLINT(*-member-init)
     for (uint32_t next = 0; next < count && coverage.complete;)
@@ -377,11 +392,12 @@ void SegmentReader::readRun(std::span<const Candidate> run,
     {
         end = std::max(end, endOf(each.place));
     }
-    const Scratch scratch(end - begin);
-    const bool fetched = fetch(scratch.get(), end - begin, begin);
+    Scratch scratch;
+    char* const read = scratch.get(end - begin);
+    const bool fetched = fetch(read, end - begin, begin);
     for (const auto& [slot, place, live] : run)
     {
-        const std::span block(scratch.get() + (beginOf(place) - begin),
+        const std::span block(read + (beginOf(place) - begin),
                               endOf(place) - beginOf(place));
         const auto record =
             fetched ? recordIn(block, slot, place.tag, live) : std::nullopt;
@@ -436,12 +452,13 @@ bool SegmentReader::readAgain(uint32_t slot, ReadingBudget& budget,
             return false;
         }
         budget.bytes -= size;
-        const Scratch scratch(size);
-        if (size == 0 || !fetch(scratch.get(), size, begin))
+        Scratch scratch;
+        char* const read = scratch.get(size);
+        if (size == 0 || !fetch(read, size, begin))
         {
             continue;
         }
-        if (const auto record = recordIn({scratch.get(), size}, slot,
+        if (const auto record = recordIn({read, size}, slot,
                                          candidate->place.tag, candidate->live))
         {
             visit(*record);

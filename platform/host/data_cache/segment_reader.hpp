@@ -4,6 +4,8 @@
 
 #include "../storage/file_descriptor.hpp"
 #include "process_identity.hpp"
+#include "record_query.hpp"
+#include "segment_copy.hpp"
 #include "segment_format.hpp"
 
 #include <sys/types.h>
@@ -11,68 +13,13 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <span>
-#include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace healthintf::host
 {
-
-/** A record as it was read; the texts are valid during a visit. */
-struct ReadRecord
-{
-    RecordKind kind{};
-    uint32_t live = 0;
-    uint64_t created = 0;
-    std::string_view path;
-    std::string_view payload;
-};
-
-using VisitReadRecord = std::function<void(const ReadRecord& record)>;
-
-/** Which records are wanted: those of a kind whose paths begin with any of some
- *  texts, or whose path is one. */
-class RecordQuery
-{
-  public:
-    /** @param[in] prefixes what the paths begin with; empty for all */
-    static RecordQuery below(RecordKind kind,
-                             const std::vector<std::string>& prefixes);
-
-    /** @param[in] path the whole path */
-    static RecordQuery exactly(RecordKind kind, std::string_view path);
-
-    /** Whether the path of a slot's record may be wanted. */
-    bool mayMatch(const Slot& slot) const;
-
-    /** Whether a record is wanted. */
-    bool matches(const ReadRecord& record) const;
-
-    /** The kind that is wanted. */
-    RecordKind recordKind() const
-    {
-        return kind;
-    }
-
-  private:
-    struct Wanted
-    {
-        std::string_view text;
-        PathSignature signature;
-    };
-
-    explicit RecordQuery(RecordKind kind) : kind(kind)
-    {}
-
-    RecordKind kind;
-    std::vector<Wanted> prefixes;
-    /** The hash of the path when it is to be the whole one. */
-    std::optional<uint64_t> hash;
-};
 
 /** How much is read of the segments of one user, so that nobody can fill the
  *  memory of a reader or keep it busy. */
@@ -84,15 +31,6 @@ struct ReadingBudget
     std::size_t bytes = 256UL << 20;
     /** Reads of what was changed while it was read. */
     std::size_t repetitions = 10'000;
-};
-
-/** What was looked at for a query. */
-struct Coverage
-{
-    /** Whether it was all that is wanted. */
-    bool complete = true;
-    /** Whether there was any record of the kind. */
-    bool anyOfKind = false;
 };
 
 /** Whether the owner of an open file, that of a segment, lives. */
@@ -113,6 +51,15 @@ class SegmentReader
 
     /** Whether its owner lives. */
     bool isOwned() const;
+
+    /** Makes ready for one more query of a segment that stays open: reads what
+     *  its owner says of it again, and copies the records of a small one that
+     *  has not changed since the query before.
+     *
+     *  @param[in,out] room how many bytes copies may take, less what this one
+     *                 does
+     *  @return whether it can be read */
+    bool refresh(std::size_t& room);
 
     /** Who owns the file. */
     uid_t user() const
@@ -187,12 +134,17 @@ class SegmentReader
     };
     static_assert(offsetof(Begin, slots) == firstTable);
 
+    static bool readBegin(int file, Begin& begin);
+
     SegmentReader(FileDescriptor opened, const Begin& begin, uid_t user,
                   ino_t inode) :
         file(std::move(opened)),
         start(begin), userId(user), number(inode)
     {}
 
+    void copyRecords();
+    Coverage readFile(const RecordQuery& query, ReadingBudget& budget,
+                      const VisitReadRecord& visit) const;
     bool fetch(void* into, std::size_t size, uint64_t at) const;
     bool fetchSlots(std::span<Slot> slots, std::size_t table,
                     std::size_t index) const;
@@ -219,6 +171,7 @@ class SegmentReader
     Begin start;
     uid_t userId;
     ino_t number;
+    std::optional<SegmentCopy> copy;
 };
 
 } // namespace healthintf::host

@@ -13,7 +13,9 @@
 #include <functional>
 #include <map>
 #include <new>
+#include <string>
 #include <system_error>
+#include <thread>
 
 namespace healthintf::host
 {
@@ -89,6 +91,34 @@ TEST_F(DataCache, IsNotMadeByWhoOnlyReadsOrHasNothing)
                       ownRecordsIfAny() == nullptr;
                   makeOwnRecordsPlaceholders();
                   return nothing && filesIn(cacheFolder()) == -1 ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(DataCache, IsReadByObjectsThatOutliveTheirThread)
+{
+    struct Late
+    {
+        ~Late()
+        {
+            *found = nodes().size();
+        }
+        std::size_t* found = nullptr;
+    };
+    EXPECT_EQ(inChild([] {
+                  constexpr std::size_t count = 100;
+                  for (std::size_t i = 0; i < count; ++i)
+                  {
+                      putNode("/" + std::to_string(i));
+                  }
+                  std::size_t found = 0;
+                  std::thread([&found] {
+                      // Goes after all that the query makes for the thread.
+                      static thread_local Late late;
+                      late.found = &found;
+                      nodes();
+                  }).join();
+                  return found == count ? 0 : 1;
               }),
               0);
 }

@@ -41,17 +41,16 @@ class OwnRecordsTest : public testing::Test
         std::map<std::string, std::string> found;
         readLivingRecords(folder.path(), RecordQuery::below(kind, {}),
                           [&found](const ReadRecord& each,
-                                   const ProcessIdentity&,
-                                   bool replace) -> const std::string* {
+                                   const ProcessIdentity&, bool replace) {
                               const auto [at, isNew] =
                                   found.try_emplace(std::string(each.path));
                               if (!isNew && !replace)
                               {
-                                  return nullptr;
+                                  return false;
                               }
                               at->second = std::string(each.payload) + ":" +
                                            std::to_string(each.live);
-                              return &at->first;
+                              return true;
                           });
         return found;
     }
@@ -280,18 +279,17 @@ TEST_F(OwnRecordsTest, AreNeverMissedWhileTheyAreReplaced)
     {
         std::string payload = "none";
         std::string live = "none";
-        readLivingRecords(folder.path(), RecordQuery::exactly(fault, "/wanted"),
-                          [&](const ReadRecord& each, const ProcessIdentity&,
-                              bool replace) -> const std::string* {
-                              static const std::string path = "/wanted";
-                              if (live != "none" && !replace)
-                              {
-                                  return nullptr;
-                              }
-                              payload = each.payload;
-                              live = std::to_string(each.live);
-                              return &path;
-                          });
+        readLivingRecords(
+            folder.path(), RecordQuery::exactly(fault, "/wanted"),
+            [&](const ReadRecord& each, const ProcessIdentity&, bool replace) {
+                if (live != "none" && !replace)
+                {
+                    return false;
+                }
+                payload = each.payload;
+                live = std::to_string(each.live);
+                return true;
+            });
         missed += live == "none" ? 1 : 0;
         if (payload.ends_with('!'))
         {

@@ -2,6 +2,7 @@
 #include "data_cache/own_records.hpp"
 #include "data_cache/segment_folder.hpp"
 #include "segment_bytes.hpp"
+#include "settled_folder.hpp"
 #include "temporary_folder.hpp"
 #include "told_identity.hpp"
 
@@ -17,9 +18,13 @@
 #include <array>
 #include <csignal>
 #include <ctime>
+#include <fstream>
 #include <functional>
+#include <iterator>
+#include <list>
 #include <map>
 #include <memory>
+#include <random>
 #include <set>
 #include <string>
 #include <system_error>
@@ -97,16 +102,15 @@ class SegmentFolder : public testing::Test
         return HeldFile(write(name, bytes));
     }
 
-    static const std::string* keep(Map& found, const ReadRecord& each,
-                                   bool replace)
+    static bool keep(Map& found, const ReadRecord& each, bool replace)
     {
         const auto [at, isNew] = found.try_emplace(std::string(each.path));
         if (!isNew && !replace)
         {
-            return nullptr;
+            return false;
         }
         at->second = each.payload;
-        return &at->first;
+        return true;
     }
 
     Map read(const RecordQuery& query = RecordQuery::below(fault, {})) const
@@ -171,13 +175,12 @@ TEST_F(SegmentFolder, HoldsTheRecordsOfAllProcesses)
     EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "2"}, {"/c", "3"}}));
     EXPECT_EQ(livingSegments(), 2U);
     std::map<std::string, ProcessIdentity> owners;
-    readLivingRecords(cache, RecordQuery::below(fault, {}),
-                      [&owners](const ReadRecord& each,
-                                const ProcessIdentity& process, bool) {
-                          return &owners
-                                      .emplace(std::string(each.path), process)
-                                      .first->first;
-                      });
+    readLivingRecords(
+        cache, RecordQuery::below(fault, {}),
+        [&owners](const ReadRecord& each, const ProcessIdentity& process,
+                  bool) {
+            return owners.emplace(std::string(each.path), process).second;
+        });
     EXPECT_EQ(owners.at("/a"), one);
     EXPECT_EQ(owners.at("/c"), other);
 }
@@ -444,6 +447,212 @@ TEST_F(SegmentFolder, IsReadWhileItsSegmentsComeAndGo)
         found.erase("/b");
         ASSERT_EQ(found, (Map{{"/a", "1"}}));
     }
+}
+
+/** The segments of a folder that a query has kept open. */
+class KeptOpen : public SegmentFolder
+{
+  protected:
+    KeptOpen() : own(cache, capacity)
+    {
+        put("/a", "1");
+        keepOpen();
+    }
+
+    void put(const std::string& path, const std::string& payload)
+    {
+        own.put({.kind = fault, .path = path, .payload = payload});
+    }
+
+    /** Reads until segments are open and copied. */
+    void keepOpen() const
+    {
+        test::waitUntilSettled(cache);
+        for (int i = 0; i < 3; ++i)
+        {
+            read();
+        }
+    }
+
+    OwnRecords own;
+};
+
+TEST_F(KeptOpen, AreReadAsTheyAreNow)
+{
+    EXPECT_EQ(read(), (Map{{"/a", "1"}}));
+    put("/b", "2");
+    EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "2"}}));
+    put("/a", "3");
+    EXPECT_EQ(read(), (Map{{"/a", "3"}, {"/b", "2"}}));
+    own.edit(fault, "/b", [](std::string& payload) {
+        payload = "4";
+        return 0;
+    });
+    EXPECT_EQ(read(), (Map{{"/a", "3"}, {"/b", "4"}}));
+    own.remove(fault, "/a");
+    EXPECT_EQ(read(), (Map{{"/b", "4"}}));
+}
+
+TEST_F(KeptOpen, ShowALiveValueThatWasChanged)
+{
+    const auto live = [this] {
+        uint32_t value = 0;
+        readLivingRecords(
+            cache, RecordQuery::below(fault, {}),
+            [&value](const ReadRecord& each, const ProcessIdentity&, bool) {
+                value = each.live;
+                return true;
+            });
+        return value;
+    };
+    EXPECT_EQ(live(), 0U);
+    own.setLive(fault, "/a", 5);
+    EXPECT_EQ(live(), 5U);
+}
+
+TEST_F(KeptOpen, DoNotHideOneThatComes)
+{
+    const auto other = owner({{"/b", "2"}});
+    EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "2"}}));
+}
+
+TEST_F(KeptOpen, ArePassedOverOnceTheirOwnersAreDead)
+{
+    const auto other = owner({{"/b", "2"}});
+    keepOpen();
+    EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "2"}}));
+    other->kill();
+    EXPECT_EQ(read(), (Map{{"/a", "1"}}));
+}
+
+TEST_F(KeptOpen, ArePassedOverWhenTheirOwnersDestroyThem)
+{
+    const HeldFile held = hold("held", bytesWith("/b"));
+    keepOpen();
+    EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "x"}}));
+    fs::resize_file(cache / "held", 100);
+    EXPECT_EQ(read(), (Map{{"/a", "1"}}));
+}
+
+TEST_F(KeptOpen, CountTheirRankAsBefore)
+{
+    const auto younger = owner({{"/a", "2"}});
+    keepOpen();
+    EXPECT_EQ(read(), (Map{{"/a", "2"}}));
+    younger->kill();
+    EXPECT_EQ(read(), (Map{{"/a", "1"}}));
+}
+
+TEST_F(KeptOpen, AgreeWithAModelWhateverHappens)
+{
+    std::list<OwnRecords> others;
+    for (int i = 0; i < 4; ++i)
+    {
+        others.emplace_back(cache, capacity);
+    }
+    keepOpen();
+    Map model{{"/a", "1"}};
+    std::mt19937 random(7); // NOLINT(*-msc51-cpp): the same steps each time
+    for (int step = 0; step < 5000; ++step)
+    {
+        const auto number = random() % 40;
+        const std::string path = "/m" + std::to_string(number);
+        OwnRecords& records = *std::next(others.begin(), number % 4);
+        if (random() % 3 == 0)
+        {
+            records.remove(fault, path);
+            model.erase(path);
+        }
+        else
+        {
+            const std::string payload = std::to_string(step);
+            records.put({.kind = fault, .path = path, .payload = payload});
+            model[path] = payload;
+        }
+        for (auto reads = random() % 4; reads > 0; --reads)
+        {
+            ASSERT_EQ(read(), model) << step;
+        }
+    }
+}
+
+/** More than the files that are opened of one user. */
+constexpr int many = 2500;
+/** So many that some stand behind those files in the folder's order. */
+constexpr int segments = 12;
+constexpr uid_t another = 12345;
+
+/** A segment with names around it, in whatever order the folder has them. */
+class SegmentCrowd : public testing::Test
+{
+  protected:
+    std::string name(int number) const
+    {
+        return folder.path() / ("crowd" + std::to_string(number));
+    }
+
+    template <typename Make>
+    void surround(const Make& make)
+    {
+        for (int number = 0; number < many; ++number)
+        {
+            make(name(number));
+        }
+        for (int number = 0; number < segments; ++number)
+        {
+            own.emplace_back(folder.path(), std::size_t{1} << 20);
+        }
+        for (int number = many; number < 2 * many; ++number)
+        {
+            make(name(number));
+        }
+    }
+
+    /** How many segments of living processes are found. */
+    int found() const
+    {
+        int living = 0;
+        forEachLivingSegment(folder.path(), [&living](const SegmentReader&) {
+            ++living;
+        });
+        return living;
+    }
+
+    test::TemporaryFolder folder;
+    std::list<OwnRecords> own;
+};
+
+TEST_F(SegmentCrowd, OfFoldersHidesNoSegment)
+{
+    surround([](const std::string& name) {
+        std::filesystem::create_directory(name);
+    });
+    EXPECT_EQ(found(), segments);
+    EXPECT_TRUE(findDeadSegments(folder.path()).empty());
+}
+
+TEST_F(SegmentCrowd, OfFilesHidesNoSegmentOfAnotherUser)
+{
+    if (geteuid() != 0)
+    {
+        GTEST_SKIP() << "needs root, to give files away";
+    }
+    surround([](const std::string& name) {
+        std::ofstream(name) << "no segment";
+        ASSERT_EQ(chown(name.c_str(), another, another), 0);
+    });
+    EXPECT_EQ(found(), segments);
+}
+
+TEST_F(SegmentCrowd, OfLinksToOneSegmentHidesNoOther)
+{
+    const OwnRecords linked(folder.path(), std::size_t{1} << 20);
+    const std::string first =
+        std::filesystem::directory_iterator(folder.path())->path();
+    surround([&first](const std::string& name) {
+        std::filesystem::create_hard_link(first, name);
+    });
+    EXPECT_EQ(found(), segments + 1);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "child.hpp"
 #include "data_cache/segment_reader.hpp"
+#include "file_content.hpp"
 #include "segment_bytes.hpp"
 #include "temporary_folder.hpp"
 
@@ -23,6 +24,7 @@ namespace
 {
 
 namespace fs = std::filesystem;
+using test::contentOf;
 using test::segmentBytes;
 using test::withBlock;
 using test::withHeader;
@@ -564,6 +566,99 @@ TEST_F(SegmentReaderTest, LivesWithASegmentThatChangesItsSize)
         ASSERT_LE(paths.size(), 300U);
     }
     EXPECT_GT(most, 0U);
+}
+
+/** A segment that stays open, and how much room copies have. */
+class RefreshedReader : public SegmentReaderTest
+{
+  protected:
+    /** Writes a segment, opens it, and refreshes the reader. */
+    void open(const std::string& bytes)
+    {
+        folder.write("segment", bytes);
+        reader = SegmentReaderTest::open();
+    }
+
+    bool refresh()
+    {
+        return reader->refresh(room);
+    }
+
+    /** How many records are read once nothing is left of the blocks. */
+    std::size_t countWithoutBlocks()
+    {
+        const std::string bytes =
+            contentOf(folder.path() / "segment")
+                .substr(0, firstTable + slotsOfFirstTable * sizeof(Slot));
+        folder.write("segment", bytes);
+        std::size_t count = 0;
+        ReadingBudget budget;
+        reader->read(RecordQuery::below(fault, {}), budget,
+                     [&count](const ReadRecord&) {
+                         ++count;
+                     });
+        return count;
+    }
+
+    std::size_t room = SegmentCopy::largest;
+    std::optional<SegmentReader> reader;
+};
+
+TEST_F(RefreshedReader, CopiesASmallSegmentThatHasNotChanged)
+{
+    open(segmentOf(10));
+    EXPECT_TRUE(refresh());
+    EXPECT_LT(room, SegmentCopy::largest);
+    EXPECT_EQ(countWithoutBlocks(), 10U);
+}
+
+TEST_F(RefreshedReader, CopiesNothingWithoutRoom)
+{
+    open(segmentOf(10));
+    --room;
+    EXPECT_TRUE(refresh());
+    EXPECT_EQ(room, SegmentCopy::largest - 1);
+    EXPECT_EQ(countWithoutBlocks(), 0U);
+}
+
+TEST_F(RefreshedReader, CopiesNoSegmentThatIsLarge)
+{
+    open(segmentOf(60, 3000));
+    EXPECT_TRUE(refresh());
+    EXPECT_EQ(countWithoutBlocks(), 0U);
+}
+
+TEST_F(RefreshedReader, CopiesNoSegmentThatIsLargerThanItSays)
+{
+    open(withHeader(segmentOf(60, 3000), [](SegmentHeader& header) {
+        header.usedBytes = 1;
+    }));
+    EXPECT_TRUE(refresh());
+    EXPECT_EQ(countWithoutBlocks(), 0U);
+}
+
+TEST_F(RefreshedReader, ForgetsItsCopyWhenTheSegmentChanges)
+{
+    const std::string bytes = segmentOf(10);
+    open(bytes);
+    EXPECT_TRUE(refresh());
+    folder.write("segment", withHeader(bytes, [](SegmentHeader& header) {
+                     ++header.generation;
+                 }));
+    EXPECT_TRUE(refresh());
+    EXPECT_EQ(countWithoutBlocks(), 0U);
+}
+
+TEST_F(RefreshedReader, TellsOfWhatIsNoSegmentAnyMore)
+{
+    const std::string bytes = segmentOf(10);
+    open(bytes);
+    folder.write("segment", withHeader(bytes, [](SegmentHeader& header) {
+                     ++header.magic;
+                 }));
+    EXPECT_FALSE(refresh());
+    folder.write("segment", "");
+    EXPECT_FALSE(refresh());
 }
 
 } // namespace

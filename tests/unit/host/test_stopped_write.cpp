@@ -82,21 +82,20 @@ class Head
 std::string foundIn(const fs::path& folder)
 {
     std::map<std::string, std::string> found;
-    readLivingRecords(folder, RecordQuery::below(fault, {}),
-                      [&found](const ReadRecord& each, const ProcessIdentity&,
-                               bool replace) -> const std::string* {
-                          const std::string path(each.path);
-                          if (found.contains(path) && !replace)
-                          {
-                              return nullptr;
-                          }
-                          const std::string payload(each.payload);
-                          found[path] =
-                              std::to_string(payload.size()) +
-                              (payload.empty() ? "" : payload.substr(0, 1)) +
-                              ":" + std::to_string(each.live);
-                          return &found.find(path)->first;
-                      });
+    readLivingRecords(
+        folder, RecordQuery::below(fault, {}),
+        [&found](const ReadRecord& each, const ProcessIdentity&, bool replace) {
+            const std::string path(each.path);
+            if (found.contains(path) && !replace)
+            {
+                return false;
+            }
+            const std::string payload(each.payload);
+            found[path] = std::to_string(payload.size()) +
+                          (payload.empty() ? "" : payload.substr(0, 1)) + ":" +
+                          std::to_string(each.live);
+            return true;
+        });
     std::string line;
     for (const auto& [path, content] : found)
     {

@@ -1,0 +1,104 @@
+#include "kept_segments.hpp"
+
+#include <fcntl.h>
+
+#include <atomic>
+#include <utility>
+
+namespace healthintf::host
+{
+namespace
+{
+
+constinit std::atomic_flag lent;
+
+} // namespace
+
+std::optional<FolderState> FolderState::of(int folder)
+{
+    FolderState state;
+    return fstat(folder, &state.status) == 0 ? std::optional(state)
+                                             : std::nullopt;
+}
+
+bool FolderState::isSettled() const
+{
+    // Longer than any step of the clock that stamps files.
+    constexpr time_t nanosecondsToSettle = 100'000'000;
+    constexpr time_t nanosecondsOfSecond = 1'000'000'000;
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const time_t seconds = now.tv_sec - status.st_ctim.tv_sec;
+    const long rest = now.tv_nsec - status.st_ctim.tv_nsec;
+    return seconds > 1 ||
+           (seconds >= 0 &&
+            seconds * nanosecondsOfSecond + rest > nanosecondsToSettle);
+}
+
+bool operator==(const FolderState& a, const FolderState& b)
+{
+    return a.status.st_dev == b.status.st_dev &&
+           a.status.st_ino == b.status.st_ino &&
+           a.status.st_ctim.tv_sec == b.status.st_ctim.tv_sec &&
+           a.status.st_ctim.tv_nsec == b.status.st_ctim.tv_nsec;
+}
+
+bool KeptSegments::areThoseOf(const std::filesystem::path& path) const
+{
+    return listed && path.native() == name.native() &&
+           listed == FolderState::of(folder.get());
+}
+
+void KeptSegments::beginListing(const std::filesystem::path& path)
+{
+    segments.clear();
+    listed.reset();
+    name = path;
+    folder =
+        FileDescriptor(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    before = FolderState::of(folder.get());
+    if (before && !before->isSettled())
+    {
+        before.reset();
+    }
+}
+
+void KeptSegments::add(SegmentReader segment)
+{
+    if (!before)
+    {
+        return;
+    }
+    if (segments.size() == most)
+    {
+        before.reset();
+        segments.clear();
+        return;
+    }
+    segments.push_back(std::move(segment));
+}
+
+void KeptSegments::endListing(bool complete)
+{
+    listed = complete ? before : std::nullopt;
+}
+
+LentSegments::LentSegments() : shared(nullptr)
+{
+    // Never destroyed: objects that outlive main() still ask.
+    static KeptSegments& kept = *new KeptSegments;
+    if (!lent.test_and_set(std::memory_order_acquire))
+    {
+        shared = &kept;
+    }
+}
+
+LentSegments::~LentSegments()
+{
+    if (shared != nullptr)
+    {
+        lent.clear(std::memory_order_release);
+    }
+}
+
+} // namespace healthintf::host
