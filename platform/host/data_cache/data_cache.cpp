@@ -31,8 +31,9 @@ constexpr int bitsOfMiB = 20;
 /** What this process has made. Never destroyed: objects that outlive main()
  *  still use it. */
 std::atomic<OwnRecords*> own{nullptr};
-/** What the parent of this process has made, kept reachable. */
-OwnRecords* inherited = nullptr;
+/** What the parent of this process has made, kept reachable: volatile, as
+ *  nothing reads it. */
+OwnRecords* volatile inherited = nullptr;
 std::mutex making;
 std::atomic<bool> placeholders{false};
 
@@ -48,10 +49,11 @@ void handleForks()
         },
         [] {
             making.unlock();
-            inherited = own.exchange(nullptr);
-            if (inherited != nullptr)
+            OwnRecords* made = own.exchange(nullptr);
+            inherited = made;
+            if (made != nullptr)
             {
-                inherited->abandon();
+                made->abandon();
             }
         });
     if (result != 0)

@@ -6,6 +6,7 @@
 #include <platform/data_abstraction/fault_entry.hpp>
 #include <platform/data_abstraction/health_status.hpp>
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 
@@ -80,6 +81,7 @@ TEST_F(CacheSpaceTest, ForbidsWhoMayNotEvenLook)
 
 TEST_F(CacheSpaceTest, IsNearlyNothingOfTheUsualCapacityAtFirst)
 {
+    unsetenv("HEALTHINTF_CACHE_MIB");
     Child first = user();
     const ProcessIdentity owner = test::hearIdentity(first);
     const CacheSpace space = *measureCache();
