@@ -96,7 +96,8 @@ void readSegment(int folder, const char* name, Visit&& visit)
         const auto [table, index] = host::positionOf(number);
         readSlot(content.data(),
                  reinterpret_cast<const host::Slot*>(
-                     content.data() + header.tables[table])[index],
+                     content.data() + header.tables[table] +
+                     host::slotsBehind(table))[index],
                  visit);
     }
 }

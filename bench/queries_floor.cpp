@@ -24,22 +24,22 @@ using namespace healthintf::bench;
 void decode(const char* at, FaultEntryProperties& entry)
 {
     uint32_t args = 0;
-    take(at, entry.timestamp);
-    take(at, entry.severity);
-    take(at, entry.ledState);
-    take(at, entry.sensorNumber);
-    take(at, entry.sensorType);
     take(at, entry.fqdd);
     take(at, entry.messageID);
     take(at, entry.message);
-    take(at, entry.sensorPath);
-    take(at, entry.lcdMessage);
     take(at, args);
     entry.args.resize(args);
     for (std::string& arg : entry.args)
     {
         take(at, arg);
     }
+    take(at, entry.timestamp);
+    take(at, entry.severity);
+    take(at, entry.sensorPath);
+    take(at, entry.sensorNumber);
+    take(at, entry.sensorType);
+    take(at, entry.ledState);
+    take(at, entry.lcdMessage);
 }
 
 std::size_t scan(const char* folder)

@@ -102,7 +102,7 @@ void change(std::string& bytes, std::size_t at, const Change& change)
 /** Where a slot of the first table is. */
 std::size_t placeOfSlot(std::size_t slot)
 {
-    return firstTable + slot * sizeof(Slot);
+    return firstTable + slotsBehind(0) + slot * sizeof(Slot);
 }
 
 /** Makes the checksum of a slot's block right, as far as the block is there. */

@@ -11,6 +11,8 @@
 
 #include <chrono>
 #include <optional>
+#include <set>
+#include <string>
 #include <system_error>
 #include <vector>
 
@@ -250,7 +252,8 @@ bool TreeKeeper::hostMissingParents()
     bool whole = nodes.host(names::root) == HostedNodes::Outcome::there;
     std::vector<std::string> parents;
     HealthStatus::GetMissingParents(parents);
-    for (const std::string& parent : parents)
+    // Each child names its parent.
+    for (const std::string& parent : std::set(parents.begin(), parents.end()))
     {
         // Keys outside the tree are nobody's to complete.
         if (faultOfKey(parent).empty())

@@ -20,20 +20,8 @@ RecordQuery RecordQuery::exactly(RecordKind kind, std::string_view path)
 {
     RecordQuery query(kind);
     query.prefixes.push_back({path, PathSignature(path)});
-    query.hash = hashOf(path);
+    query.hash = slotHashOf(path);
     return query;
-}
-
-bool RecordQuery::mayMatch(const Slot& slot) const
-{
-    if (hash && *hash != slot.hash)
-    {
-        return false;
-    }
-    return prefixes.empty() ||
-           std::ranges::any_of(prefixes, [&slot](const Wanted& wanted) {
-               return wanted.signature.mayBegin(slot.signature);
-           });
 }
 
 bool RecordQuery::matches(const ReadRecord& record) const

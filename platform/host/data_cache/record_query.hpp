@@ -4,6 +4,7 @@
 
 #include "segment_format.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -38,8 +39,21 @@ class RecordQuery
     /** @param[in] path the whole path */
     static RecordQuery exactly(RecordKind kind, std::string_view path);
 
+    /** The hash of the path when one whole path is wanted. */
+    std::optional<SlotHash> wantedHash() const
+    {
+        return hash;
+    }
+
     /** Whether the path of a slot's record may be wanted. */
-    bool mayMatch(const Slot& slot) const;
+    bool mayMatch(const Slot& slot) const
+    {
+        // Inline, as a query asks this of each slot.
+        return prefixes.empty() ||
+               std::ranges::any_of(prefixes, [&slot](const Wanted& wanted) {
+                   return wanted.signature.mayBegin(slot.signature);
+               });
+    }
 
     /** Whether a record is wanted. */
     bool matches(const ReadRecord& record) const;
@@ -62,8 +76,8 @@ class RecordQuery
 
     RecordKind kind;
     std::vector<Wanted> prefixes;
-    /** The hash of the path when it is to be the whole one. */
-    std::optional<uint64_t> hash;
+    /** See wantedHash(). */
+    std::optional<SlotHash> hash;
 };
 
 /** What was looked at for a query. */

@@ -100,12 +100,11 @@ void writeBlock(char* at, BlockHeader header, std::string_view path,
     payload.copy(at + sizeof(header) + path.size(), payload.size());
 }
 
-/** Whether the record of a slot in use has this kind and path. */
-bool isSame(const Slot& slot, const NewRecord& record)
+RecordKind kindOf(const Slot& slot)
 {
     LiveValue live;
     decodeLive(slot.live, live);
-    return live.kind == record.kind && slot.hash == hashOf(record.path);
+    return live.kind;
 }
 
 } // namespace
@@ -225,8 +224,21 @@ SegmentHeader& Segment::header() const
 Slot& Segment::slotAt(uint32_t slot) const
 {
     const auto [table, index] = positionOf(slot);
-    void* slots = begin + header().tables.at(table);
+    void* slots = begin + header().tables.at(table) + slotsBehind(table);
     return static_cast<Slot*>(slots)[index];
+}
+
+SlotHash& Segment::hashAt(uint32_t slot) const
+{
+    const auto [table, index] = positionOf(slot);
+    void* hashes = begin + header().tables.at(table);
+    return static_cast<SlotHash*>(hashes)[index];
+}
+
+std::string_view Segment::pathOf(const Place& place) const
+{
+    const char* block = blockAt(place);
+    return {block + sizeof(BlockHeader), headerOf(block).pathSize};
 }
 
 Place Segment::placeOf(uint32_t slot) const
@@ -247,7 +259,7 @@ uint32_t Segment::add(const NewRecord& record)
     if (freeSlots != 0)
     {
         const auto slot = static_cast<uint32_t>(freeSlots - 1);
-        const uint64_t next = slotAt(slot).hash;
+        const uint64_t next = slotAt(slot).signature;
         fill(slot, record);
         freeSlots = next;
         return slot;
@@ -260,7 +272,7 @@ uint32_t Segment::add(const NewRecord& record)
     }
     catch (...)
     {
-        slotAt(slot).hash = freeSlots;
+        slotAt(slot).signature = freeSlots;
         freeSlots = uint64_t{slot} + 1;
         throw;
     }
@@ -272,7 +284,8 @@ void Segment::putAt(uint32_t slot, const NewRecord& record)
     checkSizes(record);
     reachSlot(slot);
     const Place before = placeOf(slot);
-    if (before.unit != 0 && isSame(slotAt(slot), record))
+    if (before.unit != 0 && kindOf(slotAt(slot)) == record.kind &&
+        pathOf(before) == record.path)
     {
         replace(slot, record);
         return;
@@ -309,7 +322,7 @@ void Segment::reachSlot(uint32_t slot)
         if (header().tables.at(table) == 0)
         {
             store(header().tables.at(table),
-                  uint64_t{extend(sizeOfTable(table) * sizeof(Slot))});
+                  uint64_t{extend(bytesOfTable(table))});
         }
     }
     if (slot >= header().slotCount)
@@ -350,7 +363,7 @@ void Segment::fill(uint32_t slot, const NewRecord& record)
     store(at.live,
           encodeLive(
               {.value = record.live, .kind = record.kind, .tag = place.tag}));
-    store(at.hash, hashOf(record.path));
+    store(hashAt(slot), slotHashOf(record.path));
     store(at.signature, PathSignature(record.path).bits);
     store(at.place, encodePlace(place));
     countChange();
@@ -361,9 +374,8 @@ void Segment::setPayload(uint32_t slot, std::string_view payload)
     const Place before = placeOf(slot);
     const char* old = blockAt(before);
     const BlockHeader header = headerOf(old);
-    const NewRecord record{.kind = {},
-                           .path = {old + sizeof(header), header.pathSize},
-                           .payload = payload};
+    const NewRecord record{
+        .kind = {}, .path = pathOf(before), .payload = payload};
     checkSizes(record);
     Place place =
         takeBlock(sizeof(header) + record.path.size() + payload.size());
@@ -394,7 +406,7 @@ void Segment::remove(uint32_t slot) noexcept
     Slot& at = slotAt(slot);
     store(at.place, uint64_t{0});
     countChange();
-    at.hash = freeSlots;
+    at.signature = freeSlots;
     freeSlots = uint64_t{slot} + 1;
     giveBack(place);
 }

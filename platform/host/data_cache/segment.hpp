@@ -99,6 +99,8 @@ class Segment
     void discard() noexcept;
     SegmentHeader& header() const;
     Slot& slotAt(uint32_t slot) const;
+    SlotHash& hashAt(uint32_t slot) const;
+    std::string_view pathOf(const Place& place) const;
     Place placeOf(uint32_t slot) const;
     char* blockAt(const Place& place) const;
 
@@ -123,7 +125,8 @@ class Segment
     /** The first free block of each size, in units; each begins with the number
      *  of the next, and 0 is none. */
     std::map<uint16_t, uint32_t> freeBlocks;
-    /** The first free slot, plus 1; Slot::hash of each is that of the next. */
+    /** The first free slot, plus 1; Slot::signature of each is that of the
+     *  next. */
     uint64_t freeSlots = 0;
     bool published = false;
 };

@@ -12,10 +12,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <ctime>
 #include <map>
-#include <memory>
 #include <set>
 #include <stdexcept>
 #include <system_error>
@@ -43,15 +43,21 @@ constexpr OpeningBudget openedByReaders{.anybodys = 2048, .ofUser = 1024};
  *  once. */
 constexpr OpeningBudget openedForRemoval{.anybodys = 65536, .ofUser = 4096};
 
-/** The entries of a folder. */
+/** The names in a folder that segments may have, and those of files that are
+ *  being made. Unlike opendir(), this takes no memory, of which the
+ *  allocator would have to give so much at once that it merges its free blocks
+ *  at each query. */
 class FolderEntries
 {
   public:
     /** @throws std::system_error when the folder is there and cannot be read */
+    // NOLINTNEXTLINE(*-member-init): see entries
     explicit FolderEntries(const fs::path& path) :
-        name(path.string()), folder(opendir(path.c_str()))
+        name(path.string()),
+        folder(
+            open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC))
     {
-        if (folder == nullptr && errno != ENOENT)
+        if (folder.get() < 0 && errno != ENOENT)
         {
             fail();
         }
@@ -59,41 +65,54 @@ class FolderEntries
 
     int descriptor() const
     {
-        return folder == nullptr ? -1 : dirfd(folder.get());
+        return folder.get();
     }
 
     /** @return the next file, valid until the next call; null at the end */
-    const dirent* next()
+    const dirent64* next()
     {
-        const dirent* entry = nullptr;
-        do
+        while (at != end || readMore())
         {
-            errno = 0;
-            entry = folder == nullptr ? nullptr : readdir(folder.get());
-        } while (entry != nullptr && entry->d_type == DT_DIR);
-        if (entry == nullptr && errno != 0)
-        {
-            fail();
+            const void* next = &entries.at(at);
+            const auto* entry = static_cast<const dirent64*>(next);
+            at += entry->d_reclen;
+            if (entry->d_type != DT_DIR)
+            {
+                return entry;
+            }
         }
-        return entry;
+        return nullptr;
     }
 
   private:
-    struct Close
-    {
-        void operator()(DIR* folder) const
-        {
-            closedir(folder);
-        }
-    };
-
     [[noreturn]] void fail() const
     {
         throw std::system_error(errno, std::generic_category(), name);
     }
 
+    bool readMore()
+    {
+        if (folder.get() < 0)
+        {
+            return false;
+        }
+        const ssize_t size =
+            getdents64(folder.get(), entries.data(), entries.size());
+        if (size < 0)
+        {
+            fail();
+        }
+        at = 0;
+        end = static_cast<std::size_t>(size);
+        return size > 0;
+    }
+
     std::string name;
-    std::unique_ptr<DIR, Close> folder;
+    FileDescriptor folder;
+    // Written as far as it is read.
+    alignas(dirent64) std::array<char, 8192> entries;
+    std::size_t at = 0;
+    std::size_t end = 0;
 };
 
 /** Decides which files are opened. */
@@ -176,7 +195,7 @@ bool isHidden(const char* name)
 }
 
 /** Whether an entry may be a file with content; some filesystems do not say. */
-bool mayBeRegular(const dirent& entry)
+bool mayBeRegular(const dirent64& entry)
 {
     return entry.d_type == DT_REG || entry.d_type == DT_UNKNOWN;
 }
@@ -198,7 +217,7 @@ void listLiving(const fs::path& folder, KeptSegments& kept, Budgets& budgets,
     FolderEntries names(folder);
     Openings openings(names.descriptor(), openedByReaders);
     std::set<ino_t> opened;
-    while (const dirent* entry = names.next())
+    while (const dirent64* entry = names.next())
     {
         const char* name = static_cast<const char*>(entry->d_name);
         if (isHidden(name) || !mayBeRegular(*entry) ||
@@ -411,7 +430,7 @@ std::vector<DeadSegment> findDeadSegments(const fs::path& folder)
     FolderEntries names(folder);
     Openings openings(names.descriptor(), openedForRemoval);
     std::set<ino_t> owned;
-    while (const dirent* entry = names.next())
+    while (const dirent64* entry = names.next())
     {
         const char* name = static_cast<const char*>(entry->d_name);
         if (owned.contains(entry->d_ino) || !openings.admit(name))

@@ -137,6 +137,11 @@ uint64_t hashOf(std::string_view path)
     return sum.get() ^ path.size();
 }
 
+SlotHash slotHashOf(std::string_view path)
+{
+    return static_cast<SlotHash>(hashOf(path));
+}
+
 PathSignature::PathSignature(std::string_view path)
 {
     constexpr std::size_t first = 24;

@@ -5,7 +5,9 @@
  *  of its parts, at any time, and believes none of them without a check.
  *
  *  A segment begins with a SegmentHeader. Slots stand in tables, each twice as
- *  large as the one before, and never move. A slot in use names the block that
+ *  large as the one before, and never move; the hashes of their paths stand in
+ *  front of them, so that one path is found among many without reading all of
+ *  each slot. A slot in use names the block that
  *  holds its record. A block is written before its slot names it, and is used
  *  again only after its slot names another. So a process may stop or die at any
  *  instruction: what the slots name is whole.
@@ -79,8 +81,6 @@ struct Slot
     uint64_t place;
     /** The one number of a record that changes most, and the kind. */
     uint64_t live;
-    /** Of the path, see hashOf(). */
-    uint64_t hash;
     /** Of the path, see PathSignature. */
     uint64_t signature;
 };
@@ -148,6 +148,11 @@ uint64_t checksumOf(const BlockHeader& header, std::string_view path,
  *  others. */
 uint64_t hashOf(std::string_view path);
 
+/** What stands of hashOf() in front of the slots. */
+using SlotHash = uint32_t;
+
+SlotHash slotHashOf(std::string_view path);
+
 /** Tells of most paths, without looking at them, that they do not begin with a
  *  text: four bits each of the hashes of the path's first 24, 26, 28, ...
  * bytes, as far as it goes. */
@@ -168,7 +173,7 @@ struct PathSignature
 };
 
 static_assert(sizeof(SegmentHeader) == 176);
-static_assert(sizeof(Slot) == 32);
+static_assert(sizeof(Slot) == 24);
 static_assert(sizeof(BlockHeader) == 32);
 
 /** Where the first table of slots begins, in bytes. */
@@ -188,6 +193,18 @@ SlotPosition positionOf(uint32_t slot);
 constexpr std::size_t sizeOfTable(std::size_t table)
 {
     return slotsOfFirstTable << table;
+}
+
+/** Where the slots of a table begin, in bytes from the begin of its hashes. */
+constexpr std::size_t slotsBehind(std::size_t table)
+{
+    return sizeOfTable(table) * sizeof(SlotHash);
+}
+
+/** The size of a table in bytes. */
+constexpr std::size_t bytesOfTable(std::size_t table)
+{
+    return slotsBehind(table) + sizeOfTable(table) * sizeof(Slot);
 }
 
 /** The size in units of the smallest block that holds so many bytes. */

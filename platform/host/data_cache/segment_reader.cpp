@@ -12,6 +12,7 @@
 #include <limits>
 #include <memory>
 #include <span>
+#include <type_traits>
 #include <utility>
 
 namespace healthintf::host
@@ -236,15 +237,59 @@ bool SegmentReader::fetch(void* into, std::size_t size, uint64_t at) const
     return true;
 }
 
-/** Reads slots of a table, from an index on.
+/** Reads slots of a table, or hashes, from an index on.
  *
  *  @return whether they are there */
-bool SegmentReader::fetchSlots(std::span<Slot> slots, std::size_t table,
-                               std::size_t index) const
+template <typename Element>
+bool SegmentReader::fetchOfTable(std::span<Element> elements, std::size_t table,
+                                 std::size_t index) const
 {
     const uint64_t begin = header().tables.at(table);
-    return begin != 0 && fetch(slots.data(), slots.size_bytes(),
-                               begin + index * sizeof(Slot));
+    const std::size_t behind =
+        std::is_same_v<Element, Slot> ? slotsBehind(table) : 0;
+    return begin != 0 && fetch(elements.data(), elements.size_bytes(),
+                               begin + behind + index * sizeof(Element));
+}
+
+/** Visits the first slots, or hashes, some at a time, as far as they are there.
+ *
+ *  @tparam Element Slot or SlotHash
+ *  @param[in] visit gets a span, and the number of its first slot; returns
+ *             whether to go on */
+template <typename Element, typename Visit>
+void SegmentReader::forEachPiece(std::size_t count, Visit&& visit) const
+{
+    constexpr std::size_t atOnce = largestRun / sizeof(Element);
+    // Written as far as it is read.
+    std::array<Element, atOnce> read; // NOLINT(*-member-init)
+    std::span<const Element> piece;
+    if constexpr (std::is_same_v<Element, Slot>)
+    {
+        piece = start.slots;
+    }
+    else
+    {
+        piece = start.hashes;
+    }
+    for (uint32_t next = 0; next < count;)
+    {
+        const auto [table, index] = positionOf(next);
+        const std::size_t size = std::min(
+            {atOnce, sizeOfTable(table) - index, std::size_t{count} - next});
+        if (table != 0)
+        {
+            if (!fetchOfTable(std::span(read).first(size), table, index))
+            {
+                return;
+            }
+            piece = read;
+        }
+        if (!visit(piece.first(size), next))
+        {
+            return;
+        }
+        next += static_cast<uint32_t>(size);
+    }
 }
 
 Coverage SegmentReader::read(const RecordQuery& query, ReadingBudget& budget,
@@ -258,36 +303,86 @@ Coverage SegmentReader::readFile(const RecordQuery& query,
                                  ReadingBudget& budget,
                                  const VisitReadRecord& visit) const
 {
-    constexpr std::size_t atOnce = 512;
     const auto count =
         std::min<std::size_t>({header().slotCount, maxSlots, budget.slots});
-    Coverage coverage;
     budget.slots -= count;
-    Selection selection;
-    // Written as far as it is read.
-    std::array<Slot, atOnce> slots; // NOLINT(*-member-init)
-    for (uint32_t next = 0; next < count && coverage.complete;)
-    {
-        const auto [table, index] = positionOf(next);
-        const std::size_t size = std::min(
-            {atOnce, sizeOfTable(table) - index, std::size_t{count} - next});
-        std::span<const Slot> piece(start.slots);
-        if (table != 0)
-        {
-            if (!fetchSlots(std::span(slots).first(size), table, index))
-            {
-                break;
-            }
-            piece = slots;
-        }
-        for (const Slot& slot : piece.first(size))
-        {
-            select(slot, next++, query, budget, selection, coverage);
-        }
-        readSelected(selection, query, budget, visit);
-    }
+    Coverage coverage = query.wantedHash()
+                            ? readByHash(count, query, budget, visit)
+                            : readSlots(count, query, budget, visit);
     coverage.complete = coverage.complete && count == header().slotCount;
     return coverage;
+}
+
+/** Visits the records that are wanted among the first slots. */
+Coverage SegmentReader::readSlots(std::size_t count, const RecordQuery& query,
+                                  ReadingBudget& budget,
+                                  const VisitReadRecord& visit) const
+{
+    Coverage coverage;
+    Selection selection;
+    forEachPiece<Slot>(
+        count, [&](std::span<const Slot> slots, uint32_t number) {
+            for (const Slot& slot : slots)
+            {
+                // Most are passed over here.
+                if (query.mayMatch(slot) || !coverage.anyOfKind)
+                {
+                    select(slot, number, query, budget, selection, coverage);
+                }
+                ++number;
+            }
+            readSelected(selection, query, budget, visit);
+            return coverage.complete;
+        });
+    return coverage;
+}
+
+/** The same for a query of one whole path. */
+Coverage SegmentReader::readByHash(std::size_t count, const RecordQuery& query,
+                                   ReadingBudget& budget,
+                                   const VisitReadRecord& visit) const
+{
+    const SlotHash wanted = *query.wantedHash();
+    Coverage coverage;
+    const auto take = [&](const ReadRecord& record) {
+        if (query.matches(record))
+        {
+            coverage.anyOfKind = true;
+            visit(record);
+        }
+    };
+    forEachPiece<SlotHash>(
+        count, [&](std::span<const SlotHash> hashes, uint32_t number) {
+            for (const SlotHash hash : hashes)
+            {
+                if (hash == wanted)
+                {
+                    readAgain(number, budget, take);
+                }
+                ++number;
+            }
+            return budget.repetitions > 0;
+        });
+    coverage.complete = budget.repetitions > 0;
+    coverage.anyOfKind =
+        coverage.anyOfKind || hasKind(query.recordKind(), count);
+    return coverage;
+}
+
+/** Whether one of the first slots has a record of a kind. */
+bool SegmentReader::hasKind(RecordKind kind, std::size_t count) const
+{
+    bool found = false;
+    forEachPiece<Slot>(count, [&](std::span<const Slot> slots, uint32_t) {
+        found = std::ranges::any_of(slots, [kind](const Slot& slot) {
+            Place place;
+            LiveValue live;
+            return slot.place != 0 && decodeSlot(slot, place, live) &&
+                   live.kind == kind;
+        });
+        return !found;
+    });
+    return found;
 }
 
 /** Looks whether the record of a slot may be wanted. */
@@ -419,7 +514,7 @@ SegmentReader::candidateAt(uint32_t slot) const
     const auto [table, index] = positionOf(slot);
     Slot read{};
     Candidate candidate{.slot = slot, .place = {}, .live = {}};
-    if (!fetchSlots(std::span(&read, 1), table, index) || read.place == 0)
+    if (!fetchOfTable(std::span(&read, 1), table, index) || read.place == 0)
     {
         return std::nullopt;
     }

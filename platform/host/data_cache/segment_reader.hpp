@@ -124,15 +124,17 @@ class SegmentReader
         std::vector<uint32_t> torn;
     };
 
-    /** The begin of a segment, which is read at once: the header and the first
-     *  table of slots. */
+    /** The begin of a segment, which is read at once: the header, and the first
+     *  table with its hashes. */
     struct Begin
     {
         SegmentHeader header;
         std::array<char, firstTable - sizeof(SegmentHeader)> padding;
+        std::array<SlotHash, slotsOfFirstTable> hashes;
         std::array<Slot, slotsOfFirstTable> slots;
     };
-    static_assert(offsetof(Begin, slots) == firstTable);
+    static_assert(offsetof(Begin, hashes) == firstTable);
+    static_assert(sizeof(Begin) == firstTable + bytesOfTable(0));
 
     static bool readBegin(int file, Begin& begin);
 
@@ -146,8 +148,18 @@ class SegmentReader
     Coverage readFile(const RecordQuery& query, ReadingBudget& budget,
                       const VisitReadRecord& visit) const;
     bool fetch(void* into, std::size_t size, uint64_t at) const;
-    bool fetchSlots(std::span<Slot> slots, std::size_t table,
-                    std::size_t index) const;
+    template <typename Element>
+    bool fetchOfTable(std::span<Element> elements, std::size_t table,
+                      std::size_t index) const;
+    template <typename Element, typename Visit>
+    void forEachPiece(std::size_t count, Visit&& visit) const;
+    Coverage readSlots(std::size_t count, const RecordQuery& query,
+                       ReadingBudget& budget,
+                       const VisitReadRecord& visit) const;
+    Coverage readByHash(std::size_t count, const RecordQuery& query,
+                        ReadingBudget& budget,
+                        const VisitReadRecord& visit) const;
+    bool hasKind(RecordKind kind, std::size_t count) const;
     static void select(const Slot& slot, uint32_t number,
                        const RecordQuery& query, ReadingBudget& budget,
                        Selection& selection, Coverage& coverage);

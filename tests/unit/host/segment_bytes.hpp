@@ -64,7 +64,7 @@ inline std::size_t placeOfSlot(const std::string& bytes, uint32_t slot)
 {
     const auto [table, index] = host::positionOf(slot);
     return valueAt<host::SegmentHeader>(bytes, 0).tables.at(table) +
-           index * sizeof(host::Slot);
+           host::slotsBehind(table) + index * sizeof(host::Slot);
 }
 
 /** Changes a slot of a segment. */

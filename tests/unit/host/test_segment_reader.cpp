@@ -127,8 +127,7 @@ TEST_F(SegmentReaderTest, OpensNothingButRegularFiles)
 TEST_F(SegmentReaderTest, OpensNoFileThatIsShort)
 {
     const std::string whole = segmentOf(1);
-    constexpr std::size_t shortest =
-        firstTable + slotsOfFirstTable * sizeof(Slot);
+    constexpr std::size_t shortest = firstTable + bytesOfTable(0);
     for (std::size_t size = 0; size < shortest; ++size)
     {
         EXPECT_EQ(pathsIn(whole.substr(0, size)), noSegment) << size;
@@ -587,9 +586,8 @@ class RefreshedReader : public SegmentReaderTest
     /** How many records are read once nothing is left of the blocks. */
     std::size_t countWithoutBlocks()
     {
-        const std::string bytes =
-            contentOf(folder.path() / "segment")
-                .substr(0, firstTable + slotsOfFirstTable * sizeof(Slot));
+        const std::string bytes = contentOf(folder.path() / "segment")
+                                      .substr(0, firstTable + bytesOfTable(0));
         folder.write("segment", bytes);
         std::size_t count = 0;
         ReadingBudget budget;
