@@ -1,25 +1,35 @@
 #include "record_query.hpp"
 
 #include <algorithm>
+#include <utility>
 
 namespace healthintf::host
 {
 
+RecordQuery::RecordQuery(RecordKind kind, std::vector<Wanted> wanted) :
+    kind(kind), prefixes(std::move(wanted)),
+    common(prefixes.empty() ? PathSignature({}) : prefixes.front().signature)
+{
+    for (const auto& [text, signature] : prefixes)
+    {
+        common.mask &= signature.mask & ~(common.bits ^ signature.bits);
+    }
+}
+
 RecordQuery RecordQuery::below(RecordKind kind,
                                const std::vector<std::string>& prefixes)
 {
-    RecordQuery query(kind);
+    std::vector<Wanted> wanted;
     for (const std::string& prefix : prefixes)
     {
-        query.prefixes.push_back({prefix, PathSignature(prefix)});
+        wanted.push_back({prefix, PathSignature(prefix)});
     }
-    return query;
+    return {kind, std::move(wanted)};
 }
 
 RecordQuery RecordQuery::exactly(RecordKind kind, std::string_view path)
 {
-    RecordQuery query(kind);
-    query.prefixes.push_back({path, PathSignature(path)});
+    RecordQuery query(kind, {{path, PathSignature(path)}});
     query.hash = slotHashOf(path);
     return query;
 }

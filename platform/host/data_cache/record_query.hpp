@@ -49,10 +49,11 @@ class RecordQuery
     bool mayMatch(const Slot& slot) const
     {
         // Inline, as a query asks this of each slot.
-        return prefixes.empty() ||
-               std::ranges::any_of(prefixes, [&slot](const Wanted& wanted) {
-                   return wanted.signature.mayBegin(slot.signature);
-               });
+        return common.mayBegin(slot.signature) &&
+               (prefixes.size() < 2 ||
+                std::ranges::any_of(prefixes, [&slot](const Wanted& wanted) {
+                    return wanted.signature.mayBegin(slot.signature);
+                }));
     }
 
     /** Whether a record is wanted. */
@@ -71,11 +72,12 @@ class RecordQuery
         PathSignature signature;
     };
 
-    explicit RecordQuery(RecordKind kind) : kind(kind)
-    {}
+    RecordQuery(RecordKind kind, std::vector<Wanted> prefixes);
 
     RecordKind kind;
     std::vector<Wanted> prefixes;
+    /** What the signatures of all prefixes have in common. */
+    PathSignature common;
     /** See wantedHash(). */
     std::optional<SlotHash> hash;
 };

@@ -322,14 +322,15 @@ Coverage SegmentReader::readSlots(std::size_t count, const RecordQuery& query,
     Selection selection;
     forEachPiece<Slot>(
         count, [&](std::span<const Slot> slots, uint32_t number) {
-            for (const Slot& slot : slots)
+            const auto concerns = [&](const Slot& slot) {
+                return query.mayMatch(slot) || !coverage.anyOfKind;
+            };
+            for (auto at = slots.begin();
+                 (at = std::find_if(at, slots.end(), concerns)) != slots.end();
+                 ++at)
             {
-                // Most are passed over here.
-                if (query.mayMatch(slot) || !coverage.anyOfKind)
-                {
-                    select(slot, number, query, budget, selection, coverage);
-                }
-                ++number;
+                select(*at, number + (at - slots.begin()), query, budget,
+                       selection, coverage);
             }
             readSelected(selection, query, budget, visit);
             return coverage.complete;
@@ -351,18 +352,15 @@ Coverage SegmentReader::readByHash(std::size_t count, const RecordQuery& query,
             visit(record);
         }
     };
-    forEachPiece<SlotHash>(
-        count, [&](std::span<const SlotHash> hashes, uint32_t number) {
-            for (const SlotHash hash : hashes)
-            {
-                if (hash == wanted)
-                {
-                    readAgain(number, budget, take);
-                }
-                ++number;
-            }
-            return budget.repetitions > 0;
-        });
+    forEachPiece<SlotHash>(count, [&](std::span<const SlotHash> hashes,
+                                      uint32_t number) {
+        for (auto at = hashes.begin();
+             (at = std::find(at, hashes.end(), wanted)) != hashes.end(); ++at)
+        {
+            readAgain(number + (at - hashes.begin()), budget, take);
+        }
+        return budget.repetitions > 0;
+    });
     coverage.complete = budget.repetitions > 0;
     coverage.anyOfKind =
         coverage.anyOfKind || hasKind(query.recordKind(), count);

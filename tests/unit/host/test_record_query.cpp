@@ -43,6 +43,29 @@ TEST(RecordQueryTest, WantsThePathsThatBeginWithAnyPrefix)
     EXPECT_FALSE(wants(query, root + "disk"));
 }
 
+TEST(RecordQueryTest, WantsPathsOfAnyLengthBesideOneAnother)
+{
+    const std::vector<std::string> prefixes{root + "fan/1/blade", "/", "/com"};
+    const RecordQuery query = RecordQuery::below(fault, prefixes);
+    EXPECT_TRUE(wants(query, root + "fan/1/blade"));
+    EXPECT_TRUE(wants(query, "/x"));
+    EXPECT_FALSE(wants(query, "com"));
+}
+
+TEST(RecordQueryTest, PassesOverSlotsOfOtherPaths)
+{
+    const std::vector<std::string> prefixes{root + "chassis/fan/",
+                                            root + "chassis/psu/"};
+    const RecordQuery query = RecordQuery::below(fault, prefixes);
+    const auto mayMatch = [&query](const std::string& path) {
+        return query.mayMatch(
+            {.place = 0, .live = 0, .signature = PathSignature(path).bits});
+    };
+    EXPECT_TRUE(mayMatch(root + "chassis/fan/1"));
+    EXPECT_TRUE(mayMatch(root + "chassis/psu/1"));
+    EXPECT_FALSE(mayMatch(root + "storage/disk/1"));
+}
+
 TEST(RecordQueryTest, WantsOnePathAndNoLongerOne)
 {
     const std::string path = root + "fan";
