@@ -4,11 +4,11 @@
               [NAME ...]
 """
 
-import argparse
 import os
 import sys
 import traceback
 
+import arguments
 import attack_bus
 import attack_files
 import attack_records
@@ -60,29 +60,23 @@ def table(rows):
 
 
 def main():
-    parser = argparse.ArgumentParser(description="Attacks by users of the machine.")
-    parser.add_argument("--build", default="build/test", help="folder of the build")
+    parser = arguments.parser("Attacks by users of the machine.")
     parser.add_argument("--data", default=programs.SOURCE / "data",
                         help="folder of policies, modes and units")
     parser.add_argument("--seconds", type=float, default=10,
                         help="how long what has no end of its own goes on")
-    parser.add_argument("--no-result", action="store_true", help="keep no result")
-    parser.add_argument("attacks", nargs="*", metavar="NAME")
-    arguments = parser.parse_args()
-    unknown = set(arguments.attacks) - set(ATTACKS)
-    if unknown:
-        sys.exit(f"unknown: {' '.join(sorted(unknown))}; known: {' '.join(ATTACKS)}")
+    given = arguments.parse(parser, ATTACKS)
     if os.geteuid() != 0:
         print("needs root, to become other users", file=sys.stderr)
         sys.exit(NEEDS_ROOT)
-    attack_world.become_a_machine(arguments.build, arguments.data)
+    attack_world.become_a_machine(given.build, given.data)
     rows, found, failed = [], [], 0
-    for name in arguments.attacks or ATTACKS:
-        row, broken = run(name, arguments.seconds)
+    for name in given.names:
+        row, broken = run(name, given.seconds)
         rows.append(row)
         found += broken
         failed += bool(broken)
-    if not arguments.no_result:
+    if not given.no_result:
         campaign.write_result(
             "attack",
             tried="an outsider, a reporter and an operator on the system bus with the "

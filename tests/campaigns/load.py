@@ -3,10 +3,10 @@
     load.py [--build FOLDER] [--no-result] [SCENE ...]
 """
 
-import argparse
 import sys
 import traceback
 
+import arguments
 import load_full
 import load_size
 import load_slow
@@ -61,22 +61,17 @@ def table(rows):
 
 
 def main():
-    parser = argparse.ArgumentParser(description="Load, up to the limits and over.")
-    parser.add_argument("--build", default="build/test", help="folder of the build")
-    parser.add_argument("--no-result", action="store_true", help="keep no result")
-    parser.add_argument("scenes", nargs="*", metavar="SCENE")
-    arguments = parser.parse_args()
-    unknown = set(arguments.scenes) - set(SCENES)
-    if unknown:
-        sys.exit(f"unknown: {' '.join(sorted(unknown))}; known: {' '.join(SCENES)}")
+    given = arguments.parse(
+        arguments.parser("Load, up to the limits and over."), SCENES
+    )
     namespaces.in_own_namespace()
     rows = []
     found = []
-    for name in arguments.scenes or SCENES:
-        row, broken = run(name, arguments.build)
+    for name in given.names:
+        row, broken = run(name, given.build)
         rows.append(row)
         found += broken
-    if not arguments.no_result:
+    if not given.no_result:
         campaign.write_result(
             "load",
             tried="many components, storms, receivers that do not read, full stores",

@@ -25,32 +25,31 @@ const LogRecord example{.level = 1,
                         .line = 1,
                         .function = "function"};
 
-TEST(LogAsText, IsOneLineWithProgramAndLevel)
+/** What is written of a record. */
+std::string textOf(const LogRecord& record)
 {
     std::array<int, 2> ends{};
-    ASSERT_EQ(pipe(ends.data()), 0);
-    EXPECT_EQ(writeAsText(ends[1], example), 0);
+    EXPECT_EQ(pipe(ends.data()), 0);
+    EXPECT_EQ(writeAsText(ends[1], record), 0);
     close(ends[1]);
     std::array<char, 200> text{};
-    ASSERT_GT(read(ends[0], text.data(), text.size() - 1), 0);
+    EXPECT_GT(read(ends[0], text.data(), text.size() - 1), 0);
     close(ends[0]);
-    EXPECT_EQ(std::string(text.data()),
+    return text.data();
+}
+
+TEST(LogAsText, IsOneLineWithProgramAndLevel)
+{
+    EXPECT_EQ(textOf(example),
               std::string(program_invocation_short_name) +
                   ": error: file.1.function: text\n");
 }
 
 TEST(LogAsText, IsOneLineWhateverTheTextHolds)
 {
-    std::array<int, 2> ends{};
-    ASSERT_EQ(pipe(ends.data()), 0);
     LogRecord record = example;
     record.text = "key\nlogmgr: error: \x1b[2J\u202Eb\u2028\xFF";
-    EXPECT_EQ(writeAsText(ends[1], record), 0);
-    close(ends[1]);
-    std::array<char, 200> text{};
-    ASSERT_GT(read(ends[0], text.data(), text.size() - 1), 0);
-    close(ends[0]);
-    EXPECT_EQ(std::string(text.data()),
+    EXPECT_EQ(textOf(record),
               std::string(program_invocation_short_name) +
                   ": error: key logmgr: error: \\x1b[2J\\u202eb\\u2028?\n");
 }
