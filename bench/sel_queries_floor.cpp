@@ -62,8 +62,8 @@ Entries readOne(const char* file, uint16_t recordId)
     const bool found =
         pread(opened, &header, sizeof(header), 0) == sizeof(header) &&
         pread(opened, &slot, sizeof(slot),
-              static_cast<off_t>(header.tables[table] +
-                                 slotsBehind(table) + index * sizeof(slot))) == sizeof(slot) &&
+              static_cast<off_t>(header.tables[table] + slotsBehind(table) +
+                                 index * sizeof(slot))) == sizeof(slot) &&
         decodePlace(slot.place, place);
     require(found, file);
     const std::size_t size = place.units * blockUnit;

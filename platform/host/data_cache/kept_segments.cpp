@@ -1,6 +1,7 @@
 #include "kept_segments.hpp"
 
 #include <fcntl.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <utility>
@@ -11,6 +12,22 @@ namespace
 {
 
 constinit std::atomic_flag lent;
+
+/** Makes what this process keeps; nothing destroys it, as objects that outlive
+ *  main() still ask. */
+KeptSegments* makeKept()
+{
+    static KeptSegments* const kept = new KeptSegments;
+    pthread_atfork(nullptr, nullptr, [] {
+        // What is lent at this moment may be half changed, and stays lent.
+        if (!lent.test_and_set())
+        {
+            kept->forget();
+            lent.clear();
+        }
+    });
+    return kept;
+}
 
 } // namespace
 
@@ -51,8 +68,7 @@ bool KeptSegments::areThoseOf(const std::filesystem::path& path) const
 
 void KeptSegments::beginListing(const std::filesystem::path& path)
 {
-    segments.clear();
-    listed.reset();
+    forget();
     name = path;
     folder =
         FileDescriptor(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
@@ -61,6 +77,13 @@ void KeptSegments::beginListing(const std::filesystem::path& path)
     {
         before.reset();
     }
+}
+
+void KeptSegments::forget()
+{
+    segments.clear();
+    listed.reset();
+    folder = FileDescriptor();
 }
 
 void KeptSegments::add(SegmentReader segment)
@@ -85,11 +108,10 @@ void KeptSegments::endListing(bool complete)
 
 LentSegments::LentSegments() : shared(nullptr)
 {
-    // Never destroyed: objects that outlive main() still ask.
-    static KeptSegments& kept = *new KeptSegments;
+    static KeptSegments* const kept = makeKept();
     if (!lent.test_and_set(std::memory_order_acquire))
     {
-        shared = &kept;
+        shared = kept;
     }
 }
 

@@ -57,6 +57,9 @@ class KeptSegments
      *  @param[in] complete whether all segments could be opened */
     void endListing(bool complete);
 
+    /** Closes all. */
+    void forget();
+
     /** Those that are kept. */
     std::vector<SegmentReader>& all()
     {
@@ -77,7 +80,8 @@ class KeptSegments
 
 /** The kept segments of this process, lent to one query at a time: another that
  *  runs meanwhile keeps nothing. So no query waits for another, nor does one in
- *  a child of fork() for its parent's. */
+ *  a child of fork() for its parent's. A child opens segments of its own, as it
+ *  may close whatever it finds open. */
 class LentSegments
 {
   public:

@@ -40,9 +40,8 @@ std::string textOf(const LogRecord& record)
 
 TEST(LogAsText, IsOneLineWithProgramAndLevel)
 {
-    EXPECT_EQ(textOf(example),
-              std::string(program_invocation_short_name) +
-                  ": error: file.1.function: text\n");
+    EXPECT_EQ(textOf(example), std::string(program_invocation_short_name) +
+                                   ": error: file.1.function: text\n");
 }
 
 TEST(LogAsText, IsOneLineWhateverTheTextHolds)

@@ -534,6 +534,39 @@ TEST_F(KeptOpen, ArePassedOverWhenTheirOwnersDestroyThem)
     EXPECT_EQ(read(), (Map{{"/a", "1"}}));
 }
 
+TEST_F(KeptOpen, AreOpenedAgainByAChildThatHasFilesInTheirPlaces)
+{
+    const auto other = owner({{"/b", "2"}});
+    keepOpen();
+    EXPECT_EQ(test::inChild([this] {
+                  constexpr int first = STDERR_FILENO + 1;
+                  constexpr int end = 100;
+                  for (int file = first; file < end; ++file)
+                  {
+                      close(file);
+                  }
+                  const int last = open("/dev/null", O_RDONLY | O_CLOEXEC);
+                  for (int file = first; file < end; ++file)
+                  {
+                      dup2(last, file);
+                  }
+                  if (read() != Map{{"/a", "1"}, {"/b", "2"}})
+                  {
+                      return 1;
+                  }
+                  for (int file = first; file < end; ++file)
+                  {
+                      if (fcntl(file, F_GETFD) < 0)
+                      {
+                          return 2;
+                      }
+                  }
+                  return 0;
+              }),
+              0);
+    EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "2"}}));
+}
+
 TEST_F(KeptOpen, CountTheirRankAsBefore)
 {
     const auto younger = owner({{"/a", "2"}});
