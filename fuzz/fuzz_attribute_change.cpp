@@ -11,6 +11,8 @@ namespace
 
 using namespace healthintf::test;
 
+constexpr const char* manager = "com.vexa.olvar.healthmgr";
+
 const std::array<std::string, 3> names{
     "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#hideerrs",
     "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#oemLCDFlags",
@@ -31,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     Stranger stranger(daemon.bus, [&daemon] {
         daemon.work();
     });
-    stranger.own("com.vexa.olvar.healthmgr");
+    stranger.own(manager);
     while (!input.empty())
     {
         const std::string& name = names.at(input.below(names.size()));
@@ -40,6 +42,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
                              "com.vexa.olvar.Notification", "Notified", "say"},
                             name, input.bytes(input.below(maxRecord)));
     }
+    // The component asks the manager to set attributes, and would wait.
+    stranger.release(manager);
     stranger.settle();
     return 0;
 }

@@ -67,6 +67,11 @@ void Stranger::own(const char* wanted)
     orThrow(sd_bus_request_name(bus.get(), wanted, 0), "no name");
 }
 
+void Stranger::release(const char* owned)
+{
+    orThrow(sd_bus_release_name(bus.get(), owned), "name kept");
+}
+
 void Stranger::settle()
 {
     // The bus keeps the order, and so does the victim.

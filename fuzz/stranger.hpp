@@ -47,6 +47,10 @@ class Stranger
     /** Takes a name, by which the victim believes what it is sent. */
     void own(const char* wanted);
 
+    /** Gives a name back once the bus has passed on what was sent under it: who
+     *  calls it then gets an error at once. */
+    void release(const char* owned);
+
     /** Lets the victim take all that was sent.
      *
      *  @throws std::runtime_error when it does not answer any more */
