@@ -67,11 +67,11 @@ std::string messageIdOf(const FaultTexts& texts, Level level)
     return level == Level::critical ? texts.criticalId : texts.warningId;
 }
 
-std::string sensorPathOf(const FaultTexts& texts, const std::string& name)
+std::string sensorPathOf(const FaultTexts& texts, const std::string& id)
 {
     std::string path =
         std::string("/com/vexa/olvar/sensors/") + texts.kind + "/";
-    for (const char c : name)
+    for (const char c : id)
     {
         const auto byte = static_cast<unsigned char>(c);
         if (byte < 0x80 && std::isalnum(byte) != 0)

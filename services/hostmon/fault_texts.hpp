@@ -33,10 +33,10 @@ FaultTexts faultTextsOf(const Subject& subject);
 /** The id of the message for a level that is not ok. */
 std::string messageIdOf(const FaultTexts& texts, Level level);
 
-/** A sensor path for a source: letters and digits of its name stay, anything
- *  else becomes an underscore and its code, so that different names stay
+/** A sensor path for a source: letters and digits of its id stay, anything
+ *  else becomes an underscore and its code, so that different ids stay
  *  different. */
-std::string sensorPathOf(const FaultTexts& texts, const std::string& name);
+std::string sensorPathOf(const FaultTexts& texts, const std::string& id);
 
 /** A reading or limit with one digit after the point. */
 std::string shownNumber(double number);

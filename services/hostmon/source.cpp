@@ -21,29 +21,29 @@ struct Maker
 
     std::vector<Source> operator()(const Filesystem& filesystem) const
     {
-        return {{filesystem.path, [filesystem] {
+        return {{filesystem.path, filesystem.path, [filesystem] {
                      return usedPercent(filesystem.path);
                  }}};
     }
 
     std::vector<Source> operator()(const Memory& /*memory*/) const
     {
-        return {{"memory", [file = root / "proc/meminfo"] {
+        return {{"memory", "memory", [file = root / "proc/meminfo"] {
                      return availableMemoryPercent(file);
                  }}};
     }
 
     std::vector<Source> operator()(const Load& load) const
     {
-        return {{std::to_string(load.minutes) + " min",
-                 [load, file = root / "proc/loadavg"] {
+        const std::string name = std::to_string(load.minutes) + " min";
+        return {{name, name, [load, file = root / "proc/loadavg"] {
                      return loadPerProcessor(file, load.minutes);
                  }}};
     }
 
     std::vector<Source> operator()(const Pressure& pressure) const
     {
-        return {{pressure.resource,
+        return {{pressure.resource, pressure.resource,
                  [pressure, file = root / "proc/pressure" / pressure.resource] {
                      return pressurePercent(file, pressure.seconds);
                  }}};
@@ -57,9 +57,10 @@ struct Maker
         {
             if (sensor.matches(temperature.sensor))
             {
-                sources.push_back({sensor.name(), [file = sensor.input] {
-                                       return degreesCelsius(file);
-                                   }});
+                sources.push_back(
+                    {sensor.shownName(), sensor.id(), [file = sensor.input] {
+                         return degreesCelsius(file);
+                     }});
             }
         }
         return sources;
@@ -70,12 +71,12 @@ struct Maker
         const fs::path proc = root / "proc";
         if (!process.pidfile.empty())
         {
-            return {{process.pidfile, [process, proc] {
+            return {{process.pidfile, process.pidfile, [process, proc] {
                          return livesByPidfile(proc, process.pidfile) ? 1.0
                                                                       : 0.0;
                      }}};
         }
-        return {{process.name, [process, proc] {
+        return {{process.name, process.name, [process, proc] {
                      return static_cast<double>(
                          countProcesses(proc, process.name));
                  }}};

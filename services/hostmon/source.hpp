@@ -15,8 +15,11 @@ namespace healthintf::hostmon
 /** Something that can be read again and again. */
 struct Source
 {
-    /** What it is, for people, for example "/var" or "coretemp/temp1". */
+    /** What it is, for people, for example "/var" or
+     *  "coretemp/temp1 (coretemp.0)". */
     std::string name;
+    /** What tells it apart from every other source of its kind, for good. */
+    std::string id;
     /** The present value, in the unit of the subject.
      *
      *  Throws std::runtime_error saying why when there is none. */

@@ -3,6 +3,7 @@
 #include "kernel_file.hpp"
 
 #include <algorithm>
+#include <map>
 #include <stdexcept>
 #include <system_error>
 
@@ -28,12 +29,52 @@ std::string firstLine(const fs::path& file)
     }
 }
 
-void addSensorsOfChip(const fs::path& folder,
+/** Whether a folder below /sys/devices is a device of a bus, as opposed to one
+ *  that the kernel only numbers, such as "nvme0". */
+bool isBusDevice(const fs::path& folder)
+{
+    std::error_code error;
+    const fs::path subsystem = fs::canonical(folder / "subsystem", error);
+    return !error && subsystem.parent_path().filename() == "bus";
+}
+
+/** The folder of the device that a chip belongs to: the nearest one that is on
+ *  a bus. */
+fs::path deviceFolderOf(const fs::path& chip, const fs::path& devices)
+{
+    std::error_code error;
+    const fs::path nearest = fs::canonical(chip / "device", error);
+    if (error)
+    {
+        return chip;
+    }
+    for (fs::path folder = nearest;
+         folder != devices && folder.has_relative_path();
+         folder = folder.parent_path())
+    {
+        if (isBusDevice(folder))
+        {
+            return folder;
+        }
+    }
+    return nearest;
+}
+
+/** A path below /sys/devices without what stands in front. */
+std::string below(const fs::path& devices, const fs::path& path)
+{
+    const fs::path rest = path.lexically_relative(devices);
+    return rest.empty() || *rest.begin() == ".." ? path.filename() : rest;
+}
+
+void addSensorsOfChip(const fs::path& entry, const fs::path& devices,
                       std::vector<TemperatureSensor>& sensors)
 {
     constexpr std::string_view ending = "_input";
-    const std::string chip = firstLine(folder / "name");
     std::error_code error;
+    const fs::path folder = fs::canonical(entry, error);
+    const std::string chip = firstLine(folder / "name");
+    const std::string device = below(devices, deviceFolderOf(folder, devices));
     for (const auto& file : fs::directory_iterator(folder, error))
     {
         const std::string name = file.path().filename();
@@ -43,7 +84,25 @@ void addSensorsOfChip(const fs::path& folder,
                 name.substr(0, name.size() - ending.size());
             sensors.push_back({chip, sensor,
                                firstLine(folder / (sensor + "_label")),
-                               file.path()});
+                               file.path(), device});
+        }
+    }
+}
+
+/** Gives chips of one name on one device, as two ports of a card may have,
+ *  names of their own: the numbered parts of their paths. */
+void tellApart(std::vector<TemperatureSensor>& sensors, const fs::path& devices)
+{
+    std::map<std::string, std::size_t> uses;
+    for (const TemperatureSensor& sensor : sensors)
+    {
+        ++uses[sensor.id()];
+    }
+    for (TemperatureSensor& sensor : sensors)
+    {
+        if (uses[sensor.id()] > 1)
+        {
+            sensor.device = below(devices, sensor.input.parent_path());
         }
     }
 }
@@ -57,20 +116,42 @@ std::string TemperatureSensor::name() const
 
 bool TemperatureSensor::matches(const std::string& wanted) const
 {
-    return wanted == "*" || wanted == name() ||
-           (!label.empty() && wanted == chip + "/" + label);
+    const std::string ofDevice = " (" + deviceName() + ")";
+    const auto isMeant = [&](const std::string& called) {
+        return wanted == called || wanted == called + ofDevice;
+    };
+    return wanted == "*" || isMeant(name()) ||
+           (!label.empty() && isMeant(chip + "/" + label));
+}
+
+std::string TemperatureSensor::shownName() const
+{
+    return name() + " (" + deviceName() + ")";
+}
+
+std::string TemperatureSensor::deviceName() const
+{
+    return fs::path(device).filename();
+}
+
+std::string TemperatureSensor::id() const
+{
+    return device + "/" + name();
 }
 
 std::vector<TemperatureSensor> temperatureSensors(const fs::path& hwmon)
 {
     std::vector<TemperatureSensor> sensors;
     std::error_code error;
+    const fs::path devices = fs::weakly_canonical(
+        hwmon.parent_path().parent_path() / "devices", error);
     for (const auto& chip : fs::directory_iterator(hwmon, error))
     {
-        addSensorsOfChip(chip.path(), sensors);
+        addSensorsOfChip(chip.path(), devices, sensors);
     }
+    tellApart(sensors, devices);
     std::ranges::sort(sensors, {}, [](const TemperatureSensor& sensor) {
-        return std::pair(sensor.name(), sensor.input);
+        return std::pair(sensor.name(), sensor.device);
     });
     return sensors;
 }

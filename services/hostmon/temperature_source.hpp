@@ -18,13 +18,28 @@ struct TemperatureSensor
     std::string sensor;
     /** For example "Package id 0"; empty when the chip gives none. */
     std::string label;
-    /** The file with the reading. */
+    /** The file with the reading, below the device's own folder. */
     std::filesystem::path input;
+    /** The device that the chip belongs to, as the kernel's path below
+     *  /sys/devices, for example "platform/coretemp.0". It stays when chips
+     *  are numbered anew, and no two devices share it. */
+    std::string device;
 
     /** Chip and sensor, for example "coretemp/temp1". */
     std::string name() const;
 
-    /** Whether "*", "chip/sensor" or "chip/label" means this one. */
+    /** Name and device for people, for example
+     *  "coretemp/temp1 (coretemp.0)". */
+    std::string shownName() const;
+
+    /** The last part of the device's path, for example "coretemp.0". */
+    std::string deviceName() const;
+
+    /** Device, chip and sensor: no other sensor of the machine has it. */
+    std::string id() const;
+
+    /** Whether "*", "chip/sensor", "chip/label" or one of the last two with
+     *  the device's name behind it, as shownName() has it, means this one. */
     bool matches(const std::string& wanted) const;
 };
 

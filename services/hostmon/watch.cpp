@@ -15,7 +15,7 @@ Watch::Watch(const WatchConfig& config, Source watched, uint32_t sensorNumber,
     limits(config.limits),
     source(std::move(watched)), number(sensorNumber), component(owner),
     texts(faultTextsOf(config.subject)),
-    sensorPath(sensorPathOf(texts, source.name)), tracker(config.limits)
+    sensorPath(sensorPathOf(texts, source.id)), tracker(config.limits)
 {}
 
 void Watch::check()

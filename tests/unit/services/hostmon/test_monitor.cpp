@@ -117,6 +117,36 @@ TEST_F(MonitorOfAMachine, HasOneComponentForEachKey)
     EXPECT_EQ(platform().faultRecords.size(), 2u);
 }
 
+TEST_F(MonitorOfAMachine, KeepsFaultsOfChipsWithOneNameApart)
+{
+    const FaultTexts temperature = faultTextsOf(Temperature{});
+    platform().messages[temperature.criticalId] = {1, "%1: %2!"};
+    for (const std::string chip : {"hwmon0", "hwmon1"})
+    {
+        machine.write("sys/class/hwmon/" + chip + "/name", "nvme\n");
+        machine.write("sys/class/hwmon/" + chip + "/temp1_input", "97000");
+    }
+    config.watches.push_back({Temperature{"*"},
+                              {.direction = Direction::above,
+                               .warning = 80,
+                               .critical = 95,
+                               .hysteresis = 3},
+                              root + "/a"});
+    start();
+    EXPECT_EQ(texts().size(), 2u);
+    machine.write("sys/class/hwmon/hwmon1/temp1_input", "40000");
+    constexpr int patience = 5000;
+    int rounds = 0;
+    const auto looking = loop.every(config.interval, [&] {
+        if (texts().size() < 2 || ++rounds == patience)
+        {
+            loop.exit(rounds);
+        }
+    });
+    EXPECT_LT(loop.run(), patience);
+    EXPECT_EQ(texts(), Lines{"nvme/temp1 (hwmon0): 97.0!"});
+}
+
 TEST_F(MonitorOfAMachine, CountsSensorNumbersFrom1To255)
 {
     for (int i = 0; i < 256; ++i)

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <stdexcept>
+#include <string>
 
 namespace healthintf::hostmon
 {
@@ -54,6 +56,89 @@ TEST_F(Temperatures, AreMeantByNameLabelOrAll)
     EXPECT_FALSE(sensor.matches("coretemp/temp2"));
     EXPECT_FALSE(sensor.matches("acpitz/temp1"));
     EXPECT_FALSE(temperatureSensors(folder.path())[0].matches("acpitz/"));
+}
+
+/** A kernel's folder /sys with devices and links to them. */
+class TemperaturesOfDevices : public testing::Test
+{
+  protected:
+    /** A chip with one sensor below @p device, which is on a bus; @p between
+     *  are the folders that the kernel numbers. */
+    void chip(const std::string& name, const std::string& device,
+              const std::string& between, const std::string& number,
+              int millidegrees) const
+    {
+        namespace fs = std::filesystem;
+        const fs::path devices = folder.path() / "devices";
+        const fs::path parent = devices / device / between;
+        const fs::path place = parent / number;
+        folder.write(fs::path("devices") / device / between / number / "name",
+                     name + "\n");
+        folder.write(place / "temp1_input", std::to_string(millidegrees));
+        fs::create_directories(folder.path() / "bus/some");
+        fs::create_directories(folder.path() / "class/hwmon");
+        link(folder.path() / "bus/some", devices / device / "subsystem");
+        link(parent, place / "device");
+        link(place, folder.path() / "class/hwmon" / number);
+    }
+
+    static void link(const std::filesystem::path& to,
+                     const std::filesystem::path& from)
+    {
+        if (!std::filesystem::is_symlink(from))
+        {
+            std::filesystem::create_symlink(to, from);
+        }
+    }
+
+    auto sensors() const
+    {
+        return temperatureSensors(folder.path() / "class/hwmon");
+    }
+
+    test::TemporaryFolder folder;
+};
+
+TEST_F(TemperaturesOfDevices, OfOneNameAreToldApartByTheirDevices)
+{
+    chip("nvme", "pci0/0000:01:00.0", "nvme/nvme0", "hwmon1", 40000);
+    chip("nvme", "pci0/0000:02:00.0", "nvme/nvme1", "hwmon2", 50000);
+    const auto found = sensors();
+    ASSERT_EQ(found.size(), 2u);
+    EXPECT_EQ(found[0].id(), "pci0/0000:01:00.0/nvme/temp1");
+    EXPECT_EQ(found[1].id(), "pci0/0000:02:00.0/nvme/temp1");
+    EXPECT_EQ(found[0].shownName(), "nvme/temp1 (0000:01:00.0)");
+    EXPECT_EQ(found[1].shownName(), "nvme/temp1 (0000:02:00.0)");
+    EXPECT_TRUE(found[1].matches("nvme/temp1"));
+    EXPECT_TRUE(found[1].matches("nvme/temp1 (0000:02:00.0)"));
+    EXPECT_FALSE(found[1].matches("nvme/temp1 (0000:01:00.0)"));
+}
+
+TEST_F(TemperaturesOfDevices, KeepTheirIdsWhenChipsAreNumberedAnew)
+{
+    chip("nvme", "pci0/0000:02:00.0", "nvme/nvme0", "hwmon1", 50000);
+    const auto found = sensors();
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(found[0].id(), "pci0/0000:02:00.0/nvme/temp1");
+}
+
+TEST_F(TemperaturesOfDevices, AreNotReadFromTheChipThatGetsTheNumber)
+{
+    chip("nvme", "pci0/0000:01:00.0", "nvme/nvme0", "hwmon1", 40000);
+    const auto before = sensors();
+    std::filesystem::remove(folder.path() / "class/hwmon/hwmon1");
+    std::filesystem::remove_all(folder.path() / "devices/pci0/0000:01:00.0");
+    chip("nvme", "pci0/0000:02:00.0", "nvme/nvme1", "hwmon1", 97000);
+    EXPECT_THROW(degreesCelsius(before.at(0).input), std::runtime_error);
+}
+
+TEST_F(TemperaturesOfDevices, OfOneNameOnOneDeviceAreToldApart)
+{
+    chip("phy", "pci0/0000:01:00.0", "net/eth0", "hwmon1", 40000);
+    chip("phy", "pci0/0000:01:00.0", "net/eth1", "hwmon2", 50000);
+    const auto found = sensors();
+    ASSERT_EQ(found.size(), 2u);
+    EXPECT_NE(found[0].id(), found[1].id());
 }
 
 TEST_F(Temperatures, AreNoneWhereTheKernelShowsNone)

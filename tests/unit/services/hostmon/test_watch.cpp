@@ -37,7 +37,7 @@ class WatchOfASource : public LibraryTest
                                    .critical = 90,
                                    .hysteresis = 5},
                                   ""},
-                      Source{"/var",
+                      Source{"/var", "/var",
                              [this] {
                                  return read();
                              }},
@@ -170,7 +170,7 @@ TEST_F(WatchOfASource, IsDescribedForPeople)
                               .critical = 90,
                               .hysteresis = 5},
                              ""};
-    const Source source{"/var", [this] {
+    const Source source{"/var", "/var", [this] {
                             return read();
                         }};
     reading = 10;
