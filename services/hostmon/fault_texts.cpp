@@ -14,7 +14,6 @@ constexpr uint32_t ipmiTemperature = 0x01;
 constexpr uint32_t ipmiProcessor = 0x07;
 constexpr uint32_t ipmiMemory = 0x0C;
 constexpr uint32_t ipmiDriveSlot = 0x0D;
-constexpr uint32_t ipmiSubsystemHealth = 0x28;
 
 struct TextsOfSubject
 {
@@ -67,10 +66,9 @@ std::string messageIdOf(const FaultTexts& texts, Level level)
     return level == Level::critical ? texts.criticalId : texts.warningId;
 }
 
-std::string sensorPathOf(const FaultTexts& texts, const std::string& id)
+std::string sensorPathOf(const std::string& kind, const std::string& id)
 {
-    std::string path =
-        std::string("/com/vexa/olvar/sensors/") + texts.kind + "/";
+    std::string path = "/com/vexa/olvar/sensors/" + kind + "/";
     for (const char c : id)
     {
         const auto byte = static_cast<unsigned char>(c);

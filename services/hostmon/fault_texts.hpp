@@ -33,10 +33,13 @@ FaultTexts faultTextsOf(const Subject& subject);
 /** The id of the message for a level that is not ok. */
 std::string messageIdOf(const FaultTexts& texts, Level level);
 
-/** A sensor path for a source: letters and digits of its id stay, anything
- *  else becomes an underscore and its code, so that different ids stay
+/** Sensor type code of IPMI 2.0, table 42-3: management subsystem health. */
+inline constexpr uint32_t ipmiSubsystemHealth = 0x28;
+
+/** A sensor path for a source of a kind: letters and digits of its id stay,
+ * anything else becomes an underscore and its code, so that different ids stay
  *  different. */
-std::string sensorPathOf(const FaultTexts& texts, const std::string& id);
+std::string sensorPathOf(const std::string& kind, const std::string& id);
 
 /** A reading or limit with one digit after the point. */
 std::string shownNumber(double number);

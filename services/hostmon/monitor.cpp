@@ -25,20 +25,34 @@ Monitor::Monitor(sdbusplus::bus_t& bus, services::EventLoop& loop,
     });
 }
 
-FaultAndHealth& Monitor::componentOf(sdbusplus::bus_t& bus,
-                                     const std::string& key)
+namespace
 {
-    auto& component = components[key];
-    if (!component)
+
+std::unique_ptr<FaultAndHealth> makeHealth(sdbusplus::bus_t& bus,
+                                           const std::string& key)
+{
+    std::unique_ptr<FaultAndHealth> health(
+        FaultAndHealth::Init(bus, key, health_namespace::healthOk, false));
+    if (!health)
     {
-        component.reset(
-            FaultAndHealth::Init(bus, key, health_namespace::healthOk, false));
-        if (!component)
-        {
-            throw std::runtime_error("unable to make the component " + key);
-        }
+        throw std::runtime_error("unable to make the component " + key);
     }
-    return *component;
+    return health;
+}
+
+} // namespace
+
+Monitor::Component::Component(sdbusplus::bus_t& bus, const std::string& key) :
+    health(makeHealth(bus, key)), faults(key, *health)
+{}
+
+Monitor::Component& Monitor::componentOf(sdbusplus::bus_t& bus,
+                                         const std::string& key)
+{
+    const auto found = components.find(key);
+    return found != components.end()
+               ? found->second
+               : components.try_emplace(key, bus, key).first->second;
 }
 
 void Monitor::addWatches(sdbusplus::bus_t& bus, const WatchConfig& config,
@@ -51,13 +65,13 @@ void Monitor::addWatches(sdbusplus::bus_t& bus, const WatchConfig& config,
                     "%s.%d.%s: this machine has nothing to watch for %s",
                     faultTextsOf(config.subject).kind);
     }
-    FaultAndHealth& component = componentOf(bus, config.component);
+    Component& component = componentOf(bus, config.component);
     constexpr std::size_t sensorNumbers = 255;
     for (const Source& source : sources)
     {
         const auto number =
             static_cast<uint32_t>(1 + watches.size() % sensorNumbers);
-        watches.emplace_back(config, source, number, component);
+        watches.emplace_back(config, source, number, component.faults);
     }
 }
 
@@ -66,6 +80,10 @@ void Monitor::check()
     for (Watch& watch : watches)
     {
         watch.check();
+    }
+    for (auto& [key, component] : components)
+    {
+        component.faults.report();
     }
 }
 

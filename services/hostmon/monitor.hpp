@@ -4,6 +4,7 @@
  *  on. */
 
 #include "../common/event_loop.hpp"
+#include "component_faults.hpp"
 #include "config.hpp"
 #include "watch.hpp"
 
@@ -33,14 +34,21 @@ class Monitor
             const Config& config, const std::filesystem::path& root);
 
   private:
-    health_namespace::FaultAndHealth& componentOf(sdbusplus::bus_t& bus,
-                                                  const std::string& key);
+    /** A component and the faults on it. */
+    struct Component
+    {
+        Component(sdbusplus::bus_t& bus, const std::string& key);
+
+        std::unique_ptr<health_namespace::FaultAndHealth> health;
+        ComponentFaults faults;
+    };
+
+    Component& componentOf(sdbusplus::bus_t& bus, const std::string& key);
     void addWatches(sdbusplus::bus_t& bus, const WatchConfig& config,
                     const std::filesystem::path& root);
     void check();
 
-    std::map<std::string, std::unique_ptr<health_namespace::FaultAndHealth>>
-        components;
+    std::map<std::string, Component> components;
     std::vector<Watch> watches;
     services::EventSource timer;
 };

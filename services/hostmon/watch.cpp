@@ -11,11 +11,11 @@ namespace healthintf::hostmon
 namespace log = services::log;
 
 Watch::Watch(const WatchConfig& config, Source watched, uint32_t sensorNumber,
-             health_namespace::FaultAndHealth& owner) :
+             ComponentFaults& componentFaults) :
     limits(config.limits),
-    source(std::move(watched)), number(sensorNumber), component(owner),
+    source(std::move(watched)), number(sensorNumber), faults(componentFaults),
     texts(faultTextsOf(config.subject)),
-    sensorPath(sensorPathOf(texts, source.id)), tracker(config.limits)
+    sensorPath(sensorPathOf(texts.kind, source.id)), tracker(config.limits)
 {}
 
 void Watch::check()
@@ -36,24 +36,17 @@ void Watch::takeReading(double reading)
 {
     const Level before = tracker.level();
     const Level now = tracker.next(reading);
-    if (now == before)
+    if (now != before && before != Level::ok)
     {
-        return;
+        remove(messageIdOf(texts, before));
     }
-    // First the new fault, so that the health does not dip in between.
     if (now != Level::ok)
     {
         const double limit =
             now == Level::critical ? limits.critical : limits.warning;
-        if (!add(messageIdOf(texts, now),
-                 {source.name, shownNumber(reading), shownNumber(limit)}))
-        {
-            return;
-        }
-    }
-    if (before != Level::ok)
-    {
-        remove(messageIdOf(texts, before));
+        // Again at each reading: one that waits has the present one then.
+        add(messageIdOf(texts, now), now,
+            {source.name, shownNumber(reading), shownNumber(limit)});
     }
     tracker.take(now);
 }
@@ -64,8 +57,9 @@ void Watch::takeFailure(const std::string& cause)
     {
         SERVICE_LOG(log::warning, "%s.%d.%s: %s: %s", source.name.c_str(),
                     cause.c_str());
-        unreadable = add(unreadableId, {source.name, cause});
     }
+    unreadable = true;
+    add(unreadableId, Level::warning, {source.name, cause});
 }
 
 void Watch::takeSuccess()
@@ -77,27 +71,23 @@ void Watch::takeSuccess()
     }
 }
 
-bool Watch::add(const std::string& id, std::vector<std::string> arguments)
+void Watch::add(const std::string& id, Level level,
+                std::vector<std::string> arguments)
 {
-    std::string messageId = id;
-    std::string fqdd = "System.Host.1#" + std::string(texts.kind) + "." +
-                       std::to_string(number);
-    std::string subSystem = texts.kind;
-    const int status =
-        component.addFault(messageId, sensorPath, arguments, fqdd, subSystem,
-                           number, texts.sensorType);
-    if (status != health_namespace::statusOk)
-    {
-        SERVICE_LOG(log::warning,
-                    "%s.%d.%s: unable to report %s for %s: status %d",
-                    id.c_str(), source.name.c_str(), status);
-    }
-    return status == health_namespace::statusOk;
+    faults.add({.messageId = id,
+                .sensorPath = sensorPath,
+                .arguments = std::move(arguments),
+                .fqdd = "System.Host.1#" + std::string(texts.kind) + "." +
+                        std::to_string(number),
+                .subSystem = texts.kind,
+                .sensorNumber = number,
+                .sensorType = texts.sensorType,
+                .level = level});
 }
 
-void Watch::remove(std::string id)
+void Watch::remove(const std::string& id)
 {
-    component.removeFault(id, sensorPath);
+    faults.remove(id, sensorPath);
 }
 
 std::string describe(const WatchConfig& config, const Source& source)

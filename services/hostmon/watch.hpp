@@ -2,12 +2,11 @@
 
 /** @file One source under watch: its readings become faults. */
 
+#include "component_faults.hpp"
 #include "config.hpp"
 #include "fault_texts.hpp"
 #include "limits.hpp"
 #include "source.hpp"
-
-#include <hmi_fault_health.hpp>
 
 #include <string>
 
@@ -21,26 +20,27 @@ class Watch
     /** @param[in] config the watch's configuration
      *  @param[in] watched one of its sources
      *  @param[in] sensorNumber 1 to 255
-     *  @param[in] owner the component that the faults are on; must outlive
-     *             this object */
+     *  @param[in] componentFaults the faults of the component that the watch
+     *             is for; must outlive this object */
     Watch(const WatchConfig& config, Source watched, uint32_t sensorNumber,
-          health_namespace::FaultAndHealth& owner);
+          ComponentFaults& componentFaults);
 
-    /** Reads the source and adds and removes faults as its level asks. What
-     *  cannot be reported is tried again the next time. */
+    /** Reads the source and adds and removes faults as its level asks. The
+     *  component's faults are to be reported then. */
     void check();
 
   private:
     void takeReading(double reading);
     void takeFailure(const std::string& cause);
     void takeSuccess();
-    bool add(const std::string& id, std::vector<std::string> arguments);
-    void remove(std::string id);
+    void add(const std::string& id, Level level,
+             std::vector<std::string> arguments);
+    void remove(const std::string& id);
 
     Limits limits;
     Source source;
     uint32_t number;
-    health_namespace::FaultAndHealth& component;
+    ComponentFaults& faults;
     FaultTexts texts;
     std::string sensorPath;
     LevelTracker tracker;

@@ -1,3 +1,4 @@
+#include "component_faults.hpp"
 #include "fault_texts.hpp"
 
 #include <gtest/gtest.h>
@@ -39,15 +40,19 @@ TEST(MessagesOfTheHost, AreInTheRegistryThatComesWithTheProject)
     }
     EXPECT_EQ(find(unreadableId)["NumberOfArgs"], 2);
     EXPECT_EQ(find(unreadableId)["MessageSeverity"], "Warning");
+    EXPECT_EQ(find(moreFaultsId)["NumberOfArgs"], 2);
+    EXPECT_EQ(find(moreFaultsId)["MessageSeverity"], "Warning");
+    EXPECT_EQ(find(moreCriticalFaultsId)["NumberOfArgs"], 2);
+    EXPECT_EQ(find(moreCriticalFaultsId)["MessageSeverity"], "Critical");
 }
 
 TEST(SensorPathOfTheHost, KeepsDifferentNamesDifferent)
 {
-    const FaultTexts texts = faultTextsOf(Filesystem{});
-    EXPECT_EQ(sensorPathOf(texts, "/var"),
+    EXPECT_EQ(sensorPathOf("filesystem", "/var"),
               "/com/vexa/olvar/sensors/filesystem/_2fvar");
-    EXPECT_NE(sensorPathOf(texts, "/a/b"), sensorPathOf(texts, "/a_b"));
-    EXPECT_EQ(sensorPathOf(texts, "\xC3\xA9"),
+    EXPECT_NE(sensorPathOf("filesystem", "/a/b"),
+              sensorPathOf("filesystem", "/a_b"));
+    EXPECT_EQ(sensorPathOf("filesystem", "\xC3\xA9"),
               "/com/vexa/olvar/sensors/filesystem/_c3_a9");
 }
 

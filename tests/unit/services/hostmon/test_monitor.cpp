@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -56,6 +57,20 @@ class MonitorOfAMachine : public LibraryTest
     void start()
     {
         monitor.emplace(bus, loop, config, machine.path());
+    }
+
+    /** Lets the monitor work until @p done. */
+    void runUntil(const std::function<bool()>& done)
+    {
+        constexpr int patience = 5000;
+        int rounds = 0;
+        const auto looking = loop.every(config.interval, [&] {
+            if (done() || ++rounds == patience)
+            {
+                loop.exit(rounds);
+            }
+        });
+        EXPECT_LT(loop.run(), patience);
     }
 
     /** The texts of the faults that are reported now. */
@@ -135,16 +150,47 @@ TEST_F(MonitorOfAMachine, KeepsFaultsOfChipsWithOneNameApart)
     start();
     EXPECT_EQ(texts().size(), 2u);
     machine.write("sys/class/hwmon/hwmon1/temp1_input", "40000");
-    constexpr int patience = 5000;
-    int rounds = 0;
-    const auto looking = loop.every(config.interval, [&] {
-        if (texts().size() < 2 || ++rounds == patience)
-        {
-            loop.exit(rounds);
-        }
+    runUntil([] {
+        return texts().size() < 2;
     });
-    EXPECT_LT(loop.run(), patience);
     EXPECT_EQ(texts(), Lines{"nvme/temp1 (hwmon0): 97.0!"});
+}
+
+TEST_F(MonitorOfAMachine, ReportsAgainWhatHadNoPlaceWhenThereIsOne)
+{
+    const FaultTexts temperature = faultTextsOf(Temperature{});
+    platform().messages[temperature.criticalId] = {1, "%1: %2!"};
+    platform().messages["HostMonitor.1.0.MoreCriticalFaults"] = {1, "%2 more"};
+    const auto sensor = [this](int number, const std::string& value) {
+        machine.write("sys/class/hwmon/hwmon0/temp" + std::to_string(number) +
+                          "_input",
+                      value);
+    };
+    machine.write("sys/class/hwmon/hwmon0/name", "chip\n");
+    for (int number = 11; number < 23; ++number)
+    {
+        sensor(number, "97000");
+    }
+    config.watches.push_back({Temperature{"*"},
+                              {.direction = Direction::above,
+                               .warning = 80,
+                               .critical = 95,
+                               .hysteresis = 3},
+                              root + "/a"});
+    start();
+    EXPECT_EQ(texts().size(), 10u);
+    for (int number = 13; number < 21; ++number)
+    {
+        sensor(number, "40000");
+    }
+    runUntil([] {
+        return texts().size() < 10;
+    });
+    EXPECT_THAT(texts(),
+                testing::UnorderedElementsAre("chip/temp11 (hwmon0): 97.0!",
+                                              "chip/temp12 (hwmon0): 97.0!",
+                                              "chip/temp21 (hwmon0): 97.0!",
+                                              "chip/temp22 (hwmon0): 97.0!"));
 }
 
 TEST_F(MonitorOfAMachine, CountsSensorNumbersFrom1To255)

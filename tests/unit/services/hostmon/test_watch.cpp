@@ -31,6 +31,7 @@ class WatchOfASource : public LibraryTest
         haveHealthRecord("/com/vexa/olvar/health", 2);
         component.reset(
             FaultAndHealth::Init(bus, "/com/vexa/olvar/health/host", 2, false));
+        faults.emplace("/com/vexa/olvar/health/host", *component);
         watch.emplace(WatchConfig{Filesystem{"/var"},
                                   {.direction = Direction::above,
                                    .warning = 80,
@@ -41,7 +42,7 @@ class WatchOfASource : public LibraryTest
                              [this] {
                                  return read();
                              }},
-                      7, *component);
+                      7, *faults);
         journal().take();
     }
 
@@ -58,6 +59,7 @@ class WatchOfASource : public LibraryTest
     {
         reading = now;
         watch->check();
+        faults->report();
     }
 
     static Lines texts()
@@ -73,6 +75,7 @@ class WatchOfASource : public LibraryTest
     double reading = 0;
     std::string failure;
     std::unique_ptr<FaultAndHealth> component;
+    std::optional<ComponentFaults> faults;
     std::optional<Watch> watch;
 };
 
