@@ -83,7 +83,9 @@ WatchConfig readPressure(ConfigTable& table)
 WatchConfig readTemperature(ConfigTable& table)
 {
     constexpr double most = 1000;
-    return {Temperature{table.text("sensor", "*")},
+    const bool eachDevice =
+        table.oneOf("components", {"one", "each device"}, "one") != "one";
+    return {Temperature{table.text("sensor", "*"), eachDevice},
             readLimits(table, Direction::above, most, 3),
             {}};
 }

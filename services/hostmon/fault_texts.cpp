@@ -66,10 +66,14 @@ std::string messageIdOf(const FaultTexts& texts, Level level)
     return level == Level::critical ? texts.criticalId : texts.warningId;
 }
 
-std::string sensorPathOf(const std::string& kind, const std::string& id)
+namespace
 {
-    std::string path = "/com/vexa/olvar/sensors/" + kind + "/";
-    for (const char c : id)
+
+/** Adds @p text to a path as one part of it. */
+std::string withPart(std::string path, const std::string& text)
+{
+    path.push_back('/');
+    for (const char c : text)
     {
         const auto byte = static_cast<unsigned char>(c);
         if (byte < 0x80 && std::isalnum(byte) != 0)
@@ -83,6 +87,18 @@ std::string sensorPathOf(const std::string& kind, const std::string& id)
         path.append(code.data());
     }
     return path;
+}
+
+} // namespace
+
+std::string sensorPathOf(const std::string& kind, const std::string& id)
+{
+    return withPart("/com/vexa/olvar/sensors/" + kind, id);
+}
+
+std::string deviceKeyOf(const std::string& component, const std::string& device)
+{
+    return withPart(component, device);
 }
 
 std::string shownNumber(double number)

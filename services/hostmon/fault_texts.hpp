@@ -41,6 +41,10 @@ inline constexpr uint32_t ipmiSubsystemHealth = 0x28;
  *  different. */
 std::string sensorPathOf(const std::string& kind, const std::string& id);
 
+/** The key of a device's component, escaped in the same way. */
+std::string deviceKeyOf(const std::string& component,
+                        const std::string& device);
+
 /** A reading or limit with one digit after the point. */
 std::string shownNumber(double number);
 

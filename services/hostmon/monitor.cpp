@@ -65,13 +65,18 @@ void Monitor::addWatches(sdbusplus::bus_t& bus, const WatchConfig& config,
                     "%s.%d.%s: this machine has nothing to watch for %s",
                     faultTextsOf(config.subject).kind);
     }
-    Component& component = componentOf(bus, config.component);
+    componentOf(bus, config.component);
     constexpr std::size_t sensorNumbers = 255;
     for (const Source& source : sources)
     {
         const auto number =
             static_cast<uint32_t>(1 + watches.size() % sensorNumbers);
-        watches.emplace_back(config, source, number, component.faults);
+        const std::string key =
+            source.device.empty()
+                ? config.component
+                : deviceKeyOf(config.component, source.device);
+        watches.emplace_back(config, source, number,
+                             componentOf(bus, key).faults);
     }
 }
 

@@ -57,10 +57,13 @@ struct Maker
         {
             if (sensor.matches(temperature.sensor))
             {
-                sources.push_back(
-                    {sensor.shownName(), sensor.id(), [file = sensor.input] {
-                         return degreesCelsius(file);
-                     }});
+                sources.push_back({sensor.shownName(), sensor.id(),
+                                   [file = sensor.input] {
+                                       return degreesCelsius(file);
+                                   },
+                                   temperature.eachDevice
+                                       ? sensor.chip + "/" + sensor.deviceName()
+                                       : ""});
             }
         }
         return sources;

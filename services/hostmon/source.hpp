@@ -24,6 +24,9 @@ struct Source
      *
      *  Throws std::runtime_error saying why when there is none. */
     std::function<double()> read;
+    /** Chip and device, for example "coretemp/coretemp.0", where the device is
+     *  to have a component of its own; otherwise empty. */
+    std::string device{};
 };
 
 /** The sources of a subject: one, or for temperatures one for each sensor

@@ -41,6 +41,8 @@ struct Temperature
     /** The chip's name and the sensor's name or label, as in "coretemp/temp1";
      *  "*" for every sensor that there is. */
     std::string sensor;
+    /** Whether each device has a component of its own, below the watch's. */
+    bool eachDevice = false;
 };
 
 /** How many processes of a kind live. */

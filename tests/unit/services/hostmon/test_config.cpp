@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace healthintf::hostmon
 {
 namespace
@@ -205,6 +207,16 @@ TEST(ConfigFile, IsNamedWhenItCannotBeRead)
               "/nonexistent/a.toml: unable to read it: No such file or "
               "directory");
     EXPECT_EQ(error("/tmp"), "/tmp: unable to read it: Is a directory");
+}
+
+TEST(ConfigFile, ThatComesWithTheProjectGivesEachDeviceAComponent)
+{
+    const auto watches = loadConfig(SHIPPED_CONFIG).watches;
+    EXPECT_TRUE(std::ranges::any_of(watches, [](const WatchConfig& watch) {
+        const auto* temperature = std::get_if<Temperature>(&watch.subject);
+        return temperature != nullptr && temperature->sensor == "*" &&
+               temperature->eachDevice;
+    }));
 }
 
 TEST(ConfigFile, ThatComesWithTheProjectIsSound)

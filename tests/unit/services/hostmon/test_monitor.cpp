@@ -193,6 +193,20 @@ TEST_F(MonitorOfAMachine, ReportsAgainWhatHadNoPlaceWhenThereIsOne)
                                               "chip/temp22 (hwmon0): 97.0!"));
 }
 
+TEST_F(MonitorOfAMachine, HasAComponentForEachDeviceWhereItIsAskedTo)
+{
+    for (const std::string chip : {"hwmon0", "hwmon1"})
+    {
+        machine.write("sys/class/hwmon/" + chip + "/name", "nvme\n");
+        machine.write("sys/class/hwmon/" + chip + "/temp1_input", "40000");
+    }
+    watch(Temperature{"*", true}, root + "/a");
+    start();
+    EXPECT_TRUE(platform().healthRecords.contains(root + "/a"));
+    EXPECT_TRUE(platform().healthRecords.contains(root + "/a/nvme_2fhwmon0"));
+    EXPECT_TRUE(platform().healthRecords.contains(root + "/a/nvme_2fhwmon1"));
+}
+
 TEST_F(MonitorOfAMachine, CountsSensorNumbersFrom1To255)
 {
     for (int i = 0; i < 256; ++i)
