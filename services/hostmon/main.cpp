@@ -3,6 +3,7 @@
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
 #include "../common/supervision.hpp"
+#include "claim.hpp"
 #include "config.hpp"
 #include "hostmon_config.hpp"
 #include "monitor.hpp"
@@ -47,6 +48,7 @@ int serve(const hostmon::Config& config, const std::string& root)
     services::EventLoop loop;
     loop.exitOn({SIGINT, SIGTERM});
     services::Connection connection(loop);
+    hostmon::claimKeys(connection, config);
     const hostmon::Monitor monitor(connection.bus(), loop, config, root);
     const services::Supervision supervision(loop);
     return loop.run();

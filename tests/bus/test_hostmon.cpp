@@ -192,6 +192,37 @@ TEST_F(HostMonitor, ShowsPresentReadingsWithoutABus)
     EXPECT_EQ(running.wait(), 0);
 }
 
+TEST_F(HostMonitor, IsRefusedWhereAnotherReportsOnAComponent)
+{
+    memory(15);
+    Process first = hostmon();
+    client.waitForHealth(host + "/memory", 3);
+    Process second = hostmon();
+    EXPECT_EQ(second.wait(), 1);
+    EXPECT_EQ(second.errors(),
+              "hostmon: another hostmon reports on " + host + "/memory\n");
+    EXPECT_EQ(recordedKeys(), std::vector{host + "/memory"});
+    EXPECT_EQ(recordedFaults().size(), 1u);
+
+    first.signal(SIGTERM);
+    EXPECT_EQ(first.wait(), 0);
+    const Process third = hostmon();
+    client.waitForHealth(host + "/memory", 3);
+}
+
+TEST_F(HostMonitor, MayRunTwiceForDifferentComponents)
+{
+    memory(15);
+    const Process first = hostmon();
+    client.waitForHealth(host + "/memory", 3);
+    config("[[memory]]\ncomponent = \"" + root +
+           "/other\"\nwarning = 20\ncritical = 10\n");
+    const Process second = hostmon();
+    client.waitForHealth(root + "/other", 3);
+    EXPECT_THAT(recordedKeys(),
+                testing::ElementsAre(host + "/memory", root + "/other"));
+}
+
 TEST_F(HostMonitor, EndsWithoutABus)
 {
     bus.kill();

@@ -1,0 +1,68 @@
+#include "claim.hpp"
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <set>
+#include <stdexcept>
+#include <system_error>
+
+namespace healthintf::hostmon
+{
+namespace
+{
+
+/** A number of 64 bits for a text (FNV-1a): a key may be longer than a bus name
+ *  and have parts that a bus name cannot have. */
+uint64_t numberOf(const std::string& text)
+{
+    uint64_t number = 0xCBF29CE484222325;
+    for (const char c : text)
+    {
+        number = (number ^ static_cast<unsigned char>(c)) * 0x100000001B3;
+    }
+    return number;
+}
+
+void claim(services::Connection& connection, const std::string& component)
+{
+    try
+    {
+        connection.requestName(busNameOf(component).c_str());
+    }
+    catch (const std::system_error& e)
+    {
+        if (e.code().value() == EEXIST)
+        {
+            throw std::runtime_error("another hostmon reports on " + component);
+        }
+        throw std::runtime_error("unable to report on " + component + ": " +
+                                 e.what());
+    }
+}
+
+} // namespace
+
+std::string busNameOf(const std::string& component)
+{
+    std::array<char, 17> digits{};
+    std::snprintf(digits.data(), digits.size(), "%016llx",
+                  static_cast<unsigned long long>(numberOf(component)));
+    return std::string("com.vexa.olvar.hostmon.key_") + digits.data();
+}
+
+void claimKeys(services::Connection& connection, const Config& config)
+{
+    std::set<std::string> components;
+    for (const WatchConfig& watch : config.watches)
+    {
+        components.insert(watch.component);
+    }
+    for (const std::string& component : components)
+    {
+        claim(connection, component);
+    }
+}
+
+} // namespace healthintf::hostmon
