@@ -365,5 +365,16 @@ TEST_F(ExporterTest, SaysWhatIsWrongWithAnAddress)
                                           "numbers"));
 }
 
+TEST_F(ExporterTest, DoesNotListenElsewhereForAnEmptyArgument)
+{
+    for (const std::string option : {"--unix", "--listen"})
+    {
+        Process wrong({HEALTH_EXPORTER, option, ""});
+        EXPECT_NE(wrong.wait(), 0);
+        EXPECT_THAT(wrong.errors(), HasSubstr("the argument after \"" + option +
+                                              "\" is empty"));
+    }
+}
+
 } // namespace
 } // namespace healthintf::test

@@ -103,6 +103,27 @@ TEST_F(Changing, KnowsTwoSettingsOnly)
     EXPECT_THAT(answer.errors, HasSubstr("hideerrs, oemLCDFlags"));
 }
 
+TEST_F(Changing, SetsNothingWithoutAValueOrAName)
+{
+    EXPECT_EQ(healthctl({"lcd", "set", "hideerrs", "1"}).status, 0);
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"lcd", "set", "hideerrs", ""},
+          {"lcd", "set", "", "0"}})
+    {
+        const Answer answer = healthctl(words);
+        EXPECT_EQ(answer.status, 2);
+        EXPECT_THAT(answer.errors, HasSubstr("\"healthctl lcd set --help\""));
+    }
+    EXPECT_EQ(healthctl({"lcd", "get", "hideerrs"}).output, "hideerrs     1\n");
+}
+
+TEST_F(Changing, ReadsZerosInFrontAsDecimalDigits)
+{
+    EXPECT_EQ(healthctl({"lcd", "set", "hideerrs", "010"}).output,
+              "hideerrs  10\n");
+    EXPECT_EQ(jsonOf({"hide", "--sensor-number", "010"})["sensorNumber"], 10);
+}
+
 TEST_F(Changing, SetsNothingWithoutAHealthManager)
 {
     healthmgr.kill();

@@ -144,7 +144,7 @@ TEST_F(HealthctlSel, ListExitsWithOneWhenThereIsNothing)
     EXPECT_EQ(wrong.status, 2);
     EXPECT_THAT(wrong.errors, HasSubstr("\"soon\" is no time; write it as"));
     EXPECT_EQ(healthctl({"sel", "list", "--last", "0"}).errors,
-              "healthctl: --last: \"0\" is no number from 1 on; see "
+              "healthctl: --last: \"0\" is no number from 1 to 2147483647; see "
               "\"healthctl sel list --help\"\n");
     EXPECT_EQ(healthctl({"sel", "list", "--sensor-type", "256"}).errors,
               "healthctl: \"256\" is no sensor type; write it as 4, 0x04 or "

@@ -195,6 +195,28 @@ TEST(WrongUsage, IsOneLineThatSaysWhereToLook)
               "see \"healthctl tree --help\"\n");
 }
 
+TEST(WrongUsage, IsWhatHasAnEmptyArgument)
+{
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"tree", ""},
+          {"faults", "-c", ""},
+          {"faults", "--component=", "--all"},
+          {"top", "-c", ""},
+          {"hide", "-c", "", "--sensor-path", "/sensors/fan"},
+          {"unhide", "--sensor-path", ""},
+          {"lcd", "get", ""},
+          {"sel", "list", "--since", ""},
+          {"watch", "--depth", ""}})
+    {
+        const Answer answer = healthctl(words);
+        EXPECT_EQ(answer.status, 2) << words[0];
+        EXPECT_THAT(answer.errors, HasSubstr(words[0])) << answer.errors;
+    }
+    EXPECT_EQ(healthctl({"tree", ""}).errors,
+              "healthctl: the argument after \"tree\" is empty; see "
+              "\"healthctl tree --help\"\n");
+}
+
 TEST(Help, HasExamplesForEveryCommand)
 {
     for (const char* command :

@@ -1,5 +1,6 @@
 /** @file health-exporter: health and faults as metrics over HTTP. */
 
+#include "../common/empty_arguments.hpp"
 #include "collector.hpp"
 #include "common/event_loop.hpp"
 #include "common/service_log.hpp"
@@ -66,29 +67,42 @@ int serve(const Options& options)
     return loop.run();
 }
 
+int run(int argc, const char* const* argv)
+{
+    CLI::App app("Serves health and faults as metrics in the OpenMetrics "
+                 "format, at /metrics over HTTP.",
+                 "health-exporter");
+    Options options;
+    app.set_version_flag("--version", HEALTHINTF_VERSION);
+    auto* listen =
+        app.add_option("-l,--listen", options.address,
+                       "Address and port to listen on; anything but this "
+                       "machine's own addresses is warned of")
+            ->type_name("ADDRESS:PORT")
+            ->capture_default_str();
+    app.add_option("-u,--unix", options.path,
+                   "Socket to listen on instead of TCP")
+        ->type_name("PATH")
+        ->excludes(listen);
+    try
+    {
+        app.parse(argc, argv);
+        tools::refuseEmptyArguments(argc, argv);
+    }
+    catch (const CLI::ParseError& e)
+    {
+        return app.exit(e);
+    }
+    return serve(options);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     try
     {
-        CLI::App app("Serves health and faults as metrics in the OpenMetrics "
-                     "format, at /metrics over HTTP.",
-                     "health-exporter");
-        Options options;
-        app.set_version_flag("--version", HEALTHINTF_VERSION);
-        auto* listen =
-            app.add_option("-l,--listen", options.address,
-                           "Address and port to listen on; anything but this "
-                           "machine's own addresses is warned of")
-                ->type_name("ADDRESS:PORT")
-                ->capture_default_str();
-        app.add_option("-u,--unix", options.path,
-                       "Socket to listen on instead of TCP")
-            ->type_name("PATH")
-            ->excludes(listen);
-        CLI11_PARSE(app, argc, argv);
-        return serve(options);
+        return run(argc, argv);
     }
     catch (const std::exception& e)
     {

@@ -1,5 +1,6 @@
 #include "command_line.hpp"
 
+#include "../common/empty_arguments.hpp"
 #include "choices.hpp"
 #include "error.hpp"
 
@@ -81,6 +82,7 @@ int CommandLine::run(int argc, const char* const* argv)
     try
     {
         app.parse(argc, argv);
+        tools::refuseEmptyArguments(argc, argv);
         return static_cast<int>(work());
     }
     catch (const CLI::ParseError& e)

@@ -122,8 +122,8 @@ void addOrder(CLI::App& command, FaultWish& wish)
     addChoice(command, "--sort", wish.order, orders,
               "time, severity (the default) or component");
     command.add_flag("-r,--reverse", wish.reverse, "The other way round");
-    command.add_option("-n,--limit", wish.limit, "How many at most; 0 for all")
-        ->check(numberFrom(0))
+    addNumber(command, "-n,--limit", wish.limit, {0},
+              "How many at most; 0 for all")
         ->type_name("N");
 }
 

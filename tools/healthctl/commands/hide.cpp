@@ -115,10 +115,8 @@ void addTo(CommandLine& commands, bool hide, const CommandText& text)
         .add_option("--sensor-path", target->sensorPath,
                     "The faults of this sensor")
         ->type_name("PATH");
-    command
-        .add_option("--sensor-number", target->sensorNumber,
-                    "The faults of the sensors with this IPMI number")
-        ->check(numberFrom(1))
+    addNumber(command, "--sensor-number", target->sensorNumber, {1},
+              "The faults of the sensors with this IPMI number")
         ->type_name("N");
 }
 

@@ -2,6 +2,7 @@
 
 #include "../choices.hpp"
 #include "../error.hpp"
+#include "../numbers.hpp"
 #include "config_manager/attribute_file.hpp"
 
 #include <platform/config_manager.h>
@@ -9,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <exception>
 #include <iomanip>
@@ -199,7 +201,8 @@ void addSet(CommandLine& commands, CLI::App& group)
     command.add_option("NAME", wanted->name, "hideerrs or oemLCDFlags")
         ->required()
         ->type_name("");
-    command.add_option("VALUE", wanted->value, "A number of 32 bits")
+    addNumber(command, "VALUE", wanted->value, {INT32_MIN, INT32_MAX},
+              "A number of 32 bits")
         ->required()
         ->type_name("");
 }

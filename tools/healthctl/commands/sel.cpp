@@ -1,6 +1,7 @@
 #include "sel.hpp"
 
 #include "../error.hpp"
+#include "../numbers.hpp"
 #include "../output/table.hpp"
 #include "../output/text.hpp"
 #include "../output/time_text.hpp"
@@ -108,17 +109,17 @@ ExitCode info(const Context& context)
 void addShow(CommandLine& commands, CLI::App& sel)
 {
     const auto id = std::make_shared<uint16_t>(0);
-    commands
-        .add(sel,
-             {.name = "show",
-              .summary = "Shows every field of one entry.",
-              .more = "Examples:\n"
-                      "  healthctl sel show 17\n"
-                      "  healthctl sel show 17 --json"},
-             [id](const Context& context) {
-                 return show(context, *id);
-             })
-        .add_option("ID", *id, "The entry's identifier")
+    CLI::App& command =
+        commands.add(sel,
+                     {.name = "show",
+                      .summary = "Shows every field of one entry.",
+                      .more = "Examples:\n"
+                              "  healthctl sel show 17\n"
+                              "  healthctl sel show 17 --json"},
+                     [id](const Context& context) {
+                         return show(context, *id);
+                     });
+    addNumber(command, "ID", *id, {0, UINT16_MAX}, "The entry's identifier")
         ->required()
         ->type_name("");
 }

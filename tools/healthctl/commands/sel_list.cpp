@@ -182,10 +182,8 @@ void addSelList(CommandLine& commands, CLI::App& sel)
         ->expected(1)
         ->take_all();
     addSeverity(command, *options);
-    command
-        .add_option("-n,--last", options->last,
-                    "At most so many of those, the newest ones")
-        ->check(numberFrom(1))
+    addNumber(command, "-n,--last", options->last, {1},
+              "At most so many of those, the newest ones")
         ->type_name("N");
 }
 

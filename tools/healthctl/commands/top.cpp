@@ -65,9 +65,8 @@ void addTop(CommandLine& commands)
         [options](const Context& context) {
             return top(context, *options);
         });
-    command.add_option("N", options->n, "How many at most; 0 for all")
+    addNumber(command, "N", options->n, {0}, "How many at most; 0 for all")
         ->capture_default_str()
-        ->check(numberFrom(0))
         ->type_name("");
     command
         .add_option("-c,--component", options->component,

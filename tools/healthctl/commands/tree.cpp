@@ -121,10 +121,8 @@ void addTree(CommandLine& commands)
         ->type_name("");
     command.add_flag("-f,--faults", options->view.faults,
                      "List the faults below their nodes");
-    command
-        .add_option("-d,--depth", options->view.depth,
-                    "How many levels below the topmost node")
-        ->check(numberFrom(0))
+    addNumber(command, "-d,--depth", options->view.depth, {0},
+              "How many levels below the topmost node")
         ->type_name("N");
     auto* paths = command.add_flag("--paths", options->paths,
                                    "Write only the components, one a line");

@@ -61,10 +61,8 @@ void addWatch(CommandLine& commands)
                      });
     command.add_flag("-f,--faults", view->faults,
                      "List the faults below their nodes");
-    command
-        .add_option("-d,--depth", view->depth,
-                    "How many levels below the topmost node")
-        ->check(numberFrom(0))
+    addNumber(command, "-d,--depth", view->depth, {0},
+              "How many levels below the topmost node")
         ->type_name("N");
 }
 

@@ -9,25 +9,54 @@ namespace healthintf::healthctl
 namespace
 {
 
-/** What is said of a text where a number from one on is wanted. */
-std::string saidOf(std::string text)
+/** What is said of a text where a number is wanted. */
+std::string saidOf(std::string text, const Range& range = {1})
 {
-    return numberFrom(1)(text);
+    return numberIn(range)(text);
 }
 
-TEST(NumberFrom, LetsWholeNumbersPass)
+TEST(NumberIn, LetsWholeNumbersPass)
 {
     EXPECT_EQ(saidOf("1"), "");
     EXPECT_EQ(saidOf("2147483647"), "");
 }
 
-TEST(NumberFrom, SaysWhatIsWanted)
+TEST(NumberIn, SaysWhatIsWanted)
 {
-    for (const char* text : {"0", "-1", "x", "", "1.5", "2147483648"})
+    for (const char* text : {"0", "-1", "x", "", "1.5", "2147483648", "0x1",
+                             "+1", " 1", "1 ", "1e1", "{}"})
     {
-        EXPECT_EQ(saidOf(text),
-                  "\"" + std::string(text) + "\" is no number from 1 on");
+        EXPECT_EQ(saidOf(text), "\"" + std::string(text) +
+                                    "\" is no number from 1 to 2147483647");
     }
+}
+
+TEST(NumberIn, EndsAtBothBoundsOfItsRange)
+{
+    const Range range{-8, 8};
+    EXPECT_EQ(saidOf("-8", range), "");
+    EXPECT_EQ(saidOf("8", range), "");
+    EXPECT_EQ(saidOf("9", range), "\"9\" is no number from -8 to 8");
+    EXPECT_EQ(saidOf("-9", range), "\"-9\" is no number from -8 to 8");
+}
+
+/** What an option makes of a text. */
+int numberOf(const std::string& text)
+{
+    CLI::App app;
+    int number = -1;
+    addNumber(app, "-n", number, {0}, "");
+    app.parse("-n " + text);
+    return number;
+}
+
+TEST(AddNumber, TakesDigitsForDecimalOnesAfterZerosToo)
+{
+    EXPECT_EQ(numberOf("10"), 10);
+    EXPECT_EQ(numberOf("010"), 10);
+    EXPECT_EQ(numberOf("08"), 8);
+    EXPECT_EQ(numberOf("000"), 0);
+    EXPECT_THROW(numberOf("0x10"), CLI::ValidationError);
 }
 
 } // namespace
