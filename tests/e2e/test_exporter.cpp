@@ -287,6 +287,49 @@ TEST_F(ExporterTest, TellsThatTheBusIsGoneAndWhatItCanWithoutIt)
     EXPECT_EQ(value("healthintf_data_cache_up"), 1);
 }
 
+TEST_F(ExporterTest, TellsThatTheBusDoesNotAnswer)
+{
+    EXPECT_EQ(value("healthintf_bus_up"), 1);
+    bus.freeze();
+    EXPECT_EQ(value("healthintf_bus_up"), 0);
+    EXPECT_EQ(evictions(), -1);
+}
+
+TEST_F(ExporterTest, TellsWhetherTheHealthManagerAnswers)
+{
+    const std::string up = "healthintf_healthmgr_up";
+    EXPECT_EQ(value(up), 0);
+    {
+        Process healthmgr({HEALTHMGR});
+        const Component daemon(key, 2);
+        client.waitForHealth(root, 2);
+        EXPECT_EQ(value(up), 1);
+        healthmgr.signal(SIGSTOP);
+        EXPECT_EQ(value(up), 0);
+    }
+    EXPECT_EQ(value(up), 0);
+}
+
+/** A node that a living process holds above that of a dead one keeps the dead
+ *  one's health until the health manager withdraws it. */
+TEST_F(ExporterTest, MarksHealthOfTheDeadThatNobodyWithdraws)
+{
+    Component above(root, 2);
+    {
+        Component below(key, 2);
+        below.add(key, "FAN0001", "/sensor", 1);
+        client.waitForHealth(root, 4);
+    }
+    EXPECT_EQ(health(root), 4);
+    EXPECT_EQ(health(key), -1);
+    EXPECT_EQ(value("healthintf_healthmgr_up"), 0);
+
+    const Process healthmgr({HEALTHMGR});
+    client.waitForHealth(root, 2);
+    EXPECT_EQ(health(root), 2);
+    EXPECT_EQ(value("healthintf_healthmgr_up"), 1);
+}
+
 TEST_F(ExporterTest, IsScrapedByCurl)
 {
     const std::string text =

@@ -2,15 +2,26 @@
 
 #include "cache_content.hpp"
 
+#include <com/vexa/olvar/healthmgr/names.hpp>
+
 #include <chrono>
 
 namespace healthintf::exporter
 {
 
 Collector::Collector(services::EventLoop& loop) :
-    listener(readFaultEntries), link(loop, [this](sd_bus* bus) {
-        listener.listen(bus);
-    })
+    listener(readFaultEntries), link(loop,
+                                     [this](sd_bus* bus) {
+                                         listener.listen(bus);
+                                     }),
+    driver({.service = "org.freedesktop.DBus",
+            .path = "/org/freedesktop/DBus",
+            .interface = "org.freedesktop.DBus",
+            .member = "GetId"}),
+    healthManager({.service = names::managerService,
+                   .path = "/",
+                   .interface = "org.freedesktop.DBus.Peer",
+                   .member = "Ping"})
 {}
 
 Snapshot Collector::collect()
@@ -21,8 +32,12 @@ Snapshot Collector::collect()
     snapshot.cache = readCacheContent();
     snapshot.space = host::measureCache();
     sd_bus* bus = link.get();
-    snapshot.bus = bus != nullptr;
-    snapshot.log = question.ask(bus);
+    snapshot.bus = driver.make(bus) != nullptr;
+    if (snapshot.bus)
+    {
+        snapshot.healthManager = healthManager.make(bus) != nullptr;
+        snapshot.log = question.ask(bus);
+    }
     if (snapshot.bus && listener.count().isCounting())
     {
         snapshot.evictions = listener.count().evictions();

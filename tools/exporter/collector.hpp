@@ -2,6 +2,7 @@
 
 /** @file Collects what a scrape tells. */
 
+#include "brief_call.hpp"
 #include "bus_link.hpp"
 #include "common/event_loop.hpp"
 #include "fault_listener.hpp"
@@ -19,13 +20,15 @@ class Collector
      *             object */
     explicit Collector(services::EventLoop& loop);
 
-    /** Never fails as a whole, and waits for the log manager only. */
+    /** Never fails as a whole, and waits only for the bus and the services. */
     Snapshot collect();
 
   private:
     // The connection calls the listener.
     FaultListener listener;
     BusLink link;
+    BriefCall driver;
+    BriefCall healthManager;
     LogQuestion question;
 };
 

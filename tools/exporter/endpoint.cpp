@@ -7,12 +7,14 @@
 #include <sys/socket.h>
 
 #include <fcntl.h>
+#include <strings.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <exception>
 #include <functional>
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
 #include <tuple>
 #include <utility>
@@ -27,6 +29,19 @@ constinit host::LineLimit failureLines;
 
 constexpr const char* metricsUrl = "/metrics";
 constexpr const char* plainText = "text/plain; charset=utf-8";
+
+/** The path of a URL; a client may send the whole one, as proxies are sent. */
+std::string_view pathOf(std::string_view url)
+{
+    constexpr std::string_view scheme = "http://";
+    if (url.size() < scheme.size() ||
+        strncasecmp(url.data(), scheme.data(), scheme.size()) != 0)
+    {
+        return url;
+    }
+    const std::size_t path = url.find('/', scheme.size());
+    return path == std::string_view::npos ? "/" : url.substr(path);
+}
 
 /** How many connections the server may have beside those that are served: it
  *  takes several at once, and notices one after the other that it was ended. */
@@ -210,7 +225,7 @@ MHD_Result Endpoint::answer(MHD_Connection* connection, const std::string& url,
         return reply(connection, MHD_HTTP_METHOD_NOT_ALLOWED, plainText,
                      "Only GET and HEAD.\n");
     }
-    if (url != metricsUrl)
+    if (pathOf(url) != metricsUrl)
     {
         return reply(connection, MHD_HTTP_NOT_FOUND, plainText,
                      std::string("The metrics are at ") + metricsUrl + ".\n");

@@ -191,9 +191,12 @@ std::vector<Family> familiesOf(const Snapshot& snapshot,
                                   "The version of this program.",
                                   {{{{"version", version}}, 1}}}};
     appendCache(families, snapshot);
-    families.push_back(gauge("healthintf_bus_up",
-                             "Whether there is a connection to the bus.",
+    families.push_back(gauge("healthintf_bus_up", "Whether the bus answered.",
                              snapshot.bus ? 1 : 0));
+    families.push_back(gauge("healthintf_healthmgr_up",
+                             "Whether the health manager answered; without it "
+                             "nodes above others may be out of date.",
+                             snapshot.healthManager ? 1 : 0));
     if (snapshot.evictions)
     {
         families.push_back(

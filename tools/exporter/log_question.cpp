@@ -4,38 +4,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
 #include <string_view>
 
 namespace healthintf::exporter
 {
 namespace
 {
-
-struct Unref
-{
-    void operator()(sd_bus_message* message) const
-    {
-        sd_bus_message_unref(message);
-    }
-};
-
-using MessagePtr = std::unique_ptr<sd_bus_message, Unref>;
-
-MessagePtr questionOn(sd_bus* bus)
-{
-    sd_bus_message* raw = nullptr;
-    sd_bus_message_new_method_call(bus, &raw, names::logManagerService,
-                                   names::selPath,
-                                   "org.freedesktop.DBus.Properties", "GetAll");
-    MessagePtr question(raw);
-    if (question == nullptr || sd_bus_message_set_auto_start(raw, 0) < 0 ||
-        sd_bus_message_append(raw, "s", names::selInterface) < 0)
-    {
-        return nullptr;
-    }
-    return question;
-}
 
 /** Reads one property's value.
  *
@@ -103,27 +77,19 @@ bool readStatus(sd_bus_message* answer, LogStatus& status)
 
 } // namespace
 
+LogQuestion::LogQuestion() :
+    call({.service = names::logManagerService,
+          .path = names::selPath,
+          .interface = "org.freedesktop.DBus.Properties",
+          .member = "GetAll",
+          .argument = names::selInterface})
+{}
+
 std::optional<LogStatus> LogQuestion::ask(sd_bus* bus)
 {
-    const auto now = std::chrono::steady_clock::now();
-    const MessagePtr question =
-        bus == nullptr || now < silentUntil ? nullptr : questionOn(bus);
-    if (question == nullptr)
-    {
-        return std::nullopt;
-    }
-    sd_bus_message* raw = nullptr;
-    const int result = sd_bus_call(
-        bus, question.get(),
-        std::chrono::duration_cast<std::chrono::microseconds>(patience).count(),
-        nullptr, &raw);
-    const MessagePtr answer(raw);
-    if (result == -ETIMEDOUT)
-    {
-        silentUntil = std::chrono::steady_clock::now() + pause;
-    }
+    const host::MessagePtr answer = call.make(bus);
     LogStatus status;
-    if (result < 0 || !readStatus(raw, status))
+    if (answer == nullptr || !readStatus(answer.get(), status))
     {
         return std::nullopt;
     }

@@ -2,11 +2,9 @@
 
 /** @file Asks the log manager how full its log is. */
 
+#include "brief_call.hpp"
 #include "snapshot.hpp"
 
-#include <systemd/sd-bus.h>
-
-#include <chrono>
 #include <optional>
 
 namespace healthintf::exporter
@@ -16,11 +14,7 @@ namespace healthintf::exporter
 class LogQuestion
 {
   public:
-    /** How long an answer is waited for. */
-    static constexpr std::chrono::milliseconds patience{300};
-    /** How long a log manager that did not answer in time is not asked again,
-     *  so that many scrapes do not wait one after the other. */
-    static constexpr std::chrono::seconds pause{5};
+    LogQuestion();
 
     /** @param[in] bus the connection, or null
      *  @return nothing when there is no log manager or no whole answer in
@@ -28,7 +22,7 @@ class LogQuestion
     std::optional<LogStatus> ask(sd_bus* bus);
 
   private:
-    std::chrono::steady_clock::time_point silentUntil;
+    BriefCall call;
 };
 
 } // namespace healthintf::exporter

@@ -42,7 +42,10 @@ struct Snapshot
 {
     std::optional<CacheContent> cache;
     std::optional<host::CacheSpace> space;
+    /** Whether the bus answered. */
     bool bus = false;
+    /** Whether the health manager answered. */
+    bool healthManager = false;
     std::optional<LogStatus> log;
     /** The evictions of each component that had some; nothing while they do not
      *  count. */

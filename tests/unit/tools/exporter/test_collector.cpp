@@ -33,8 +33,8 @@ TEST_F(CollectorTest, FindsWhatTheCacheHoldsWithoutABus)
     EXPECT_EQ(judged([](const Snapshot& found) {
                   return found.cache && found.cache->health.at("/r") == 3 &&
                          found.space && found.space->usedBytes > 0 &&
-                         !found.bus && !found.log && !found.evictions &&
-                         found.seconds > 0;
+                         !found.bus && !found.healthManager && !found.log &&
+                         !found.evictions && found.seconds > 0;
               }),
               0);
 }
@@ -44,7 +44,7 @@ TEST_F(CollectorTest, FindsNothingWithoutACacheAndABus)
     folder.write("datacache", "no folder");
     EXPECT_EQ(judged([](const Snapshot& found) {
                   return !found.cache && !found.space && !found.bus &&
-                         !found.log && !found.evictions;
+                         !found.healthManager && !found.log && !found.evictions;
               }),
               0);
 }

@@ -81,6 +81,21 @@ TEST_F(EndpointTest, TakesNoNoticeOfAQuery)
     EXPECT_THAT(get("/metrics?a=b"), EndsWith("\r\n\r\nall\n"));
 }
 
+TEST_F(EndpointTest, AnswersAWholeUrlAsItsPath)
+{
+    for (const char* url :
+         {"http://localhost:9942/metrics", "http://[::1]:9942/metrics?a=b",
+          "HTTP://x/metrics"})
+    {
+        EXPECT_THAT(get(url), EndsWith("\r\n\r\nall\n")) << url;
+    }
+    for (const char* url : {"http://x", "http://x/", "http://x//metrics",
+                            "http:///metrics/", "ftp://x/metrics", "http:/x"})
+    {
+        EXPECT_THAT(get(url), StartsWith("HTTP/1.1 404 ")) << url;
+    }
+}
+
 TEST_F(EndpointTest, GivesTheHeadAlone)
 {
     const std::string answer =

@@ -41,11 +41,11 @@ Snapshot withCache(CacheContent content)
 
 TEST(HealthFamilies, SayWhatIsAwayWhenNothingCouldBeFound)
 {
-    EXPECT_EQ(
-        samplesOf({}),
-        (Lines{"healthintf_build_info{version=\"1.2.3\"} 1",
-               "healthintf_data_cache_up 0", "healthintf_bus_up 0",
-               "healthintf_sel_up 0", "healthintf_scrape_duration_seconds 0"}));
+    EXPECT_EQ(samplesOf({}),
+              (Lines{"healthintf_build_info{version=\"1.2.3\"} 1",
+                     "healthintf_data_cache_up 0", "healthintf_bus_up 0",
+                     "healthintf_healthmgr_up 0", "healthintf_sel_up 0",
+                     "healthintf_scrape_duration_seconds 0"}));
 }
 
 TEST(HealthFamilies, HaveTheHealthOfEachNode)
@@ -141,6 +141,13 @@ TEST(HealthFamilies, HaveWhatTheLogManagerSays)
     {
         EXPECT_THAT(lines, Contains(line));
     }
+}
+
+TEST(HealthFamilies, SayWhetherTheHealthManagerAnswers)
+{
+    Snapshot snapshot;
+    snapshot.healthManager = true;
+    EXPECT_THAT(samplesOf(snapshot), Contains("healthintf_healthmgr_up 1"));
 }
 
 TEST(HealthFamilies, LeaveOutTimesThatNeverWere)

@@ -126,27 +126,5 @@ TEST_F(LogQuestionTest, FindsNothingWithoutLogManagerOrBus)
     EXPECT_FALSE(question.ask(nullptr));
 }
 
-TEST_F(LogQuestionTest, WaitsShortlyAndThenNotForAWhile)
-{
-    Child stuck([](const Child::Parent& parent) {
-        const BusPtr own = openBus();
-        sd_bus_request_name(own.get(), "com.vexa.olvar.logmgr", 0);
-        parent.tell("ready");
-        Child::Parent::waitForever();
-        return 0;
-    });
-    stuck.hear();
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_FALSE(question.ask(bus.get()));
-    const auto waited = std::chrono::steady_clock::now();
-    EXPECT_GE(waited - begin, LogQuestion::patience);
-    for (int i = 0; i < 50; ++i)
-    {
-        EXPECT_FALSE(question.ask(bus.get()));
-    }
-    EXPECT_LT(std::chrono::steady_clock::now() - waited,
-              LogQuestion::patience * 5);
-}
-
 } // namespace
 } // namespace healthintf::exporter
