@@ -72,6 +72,70 @@ TEST_F(HealthctlDoctor, FindsNothingWrongWithASystemThatRuns)
     EXPECT_THAT(brief.output, HasSubstr("0 problems, 0 warnings, "));
 }
 
+/** A daemon with 411 match rules or one more, over four fifths of 512. */
+class HealthctlMatchRules : public testing::Test
+{
+  protected:
+    explicit HealthctlMatchRules(const std::string& limit) :
+        bus("<policy context=\"default\"><allow own=\"*\"/>"
+            "<allow send_destination=\"*\"/><allow eavesdrop=\"true\"/>"
+            "</policy>"
+            "<limit name=\"max_match_rules_per_connection\">" +
+            limit + "</limit>")
+    {
+        for (int i = 0; i < 137; ++i)
+        {
+            daemon.init(root + "/c" + std::to_string(i), 2);
+        }
+    }
+
+    static json finding()
+    {
+        const json report = jsonOf({"doctor"}, 1);
+        for (const json& each : report["findings"])
+        {
+            if (each["check"] == "limits.match-rules")
+            {
+                return each;
+            }
+        }
+        return {};
+    }
+
+    PrivateBus bus;
+    Component daemon;
+};
+
+class SmallMatchLimit : public HealthctlMatchRules
+{
+  protected:
+    SmallMatchLimit() : HealthctlMatchRules("512")
+    {}
+};
+
+TEST_F(SmallMatchLimit, IsWarnedOf)
+{
+    const json warned = finding();
+    EXPECT_EQ(warned["grade"], "warning");
+    EXPECT_THAT(warned["text"].get<std::string>(),
+                HasSubstr("; the bus allows 512"));
+}
+
+class LargeMatchLimit : public HealthctlMatchRules
+{
+  protected:
+    LargeMatchLimit() : HealthctlMatchRules("4096")
+    {}
+};
+
+TEST_F(LargeMatchLimit, IsNotTakenForTheUsualOne)
+{
+    const json good = finding();
+    EXPECT_EQ(good["grade"], "ok");
+    EXPECT_THAT(good["text"].get<std::string>(),
+                HasSubstr("; the bus allows at least 5"));
+}
+
 TEST_F(HealthctlDoctor, MissesTheServices)
 {
     const auto found = findings(1);

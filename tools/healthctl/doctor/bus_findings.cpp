@@ -7,14 +7,16 @@ namespace healthintf::healthctl
 namespace
 {
 
-/** The rules of a connection that a system bus allows unless it is told
- *  otherwise. */
-constexpr uint32_t usualMatchLimit = 512;
-
 std::string wakeUp(const ServiceState& service)
 {
     return "busctl call " + service.name +
            " / org.freedesktop.DBus.Peer Ping starts it";
+}
+
+/** The connection with most match rules. */
+const MatchUse& busiest(const std::vector<MatchUse>& uses)
+{
+    return *std::ranges::max_element(uses, {}, &MatchUse::rules);
 }
 
 } // namespace
@@ -111,26 +113,36 @@ Finding findingOf(const Attempt& attempt, bool root)
     return finding;
 }
 
-Finding findingOf(const std::optional<std::vector<MatchUse>>& uses)
+std::optional<uint32_t> rulesToTry(const MatchUses& uses)
+{
+    // So many that isNear() does not hold when the bus allows them all.
+    constexpr uint32_t most = 20'000;
+    const uint32_t rules = uses ? busiest(*uses).rules : 0;
+    return uses && rules < most ? std::optional(rules + rules / 4 + 2)
+                                : std::nullopt;
+}
+
+Finding findingOf(const MatchUses& uses, const std::optional<MatchLimit>& limit)
 {
     Finding finding{.check = "limits.match-rules",
                     .grade = Grade::ok,
                     .text = "",
                     .remedy = ""};
-    if (!uses || uses->empty())
+    if (!uses)
     {
         finding.text = "the bus does not tell this user of match rules";
         return finding;
     }
-    const MatchUse& most =
-        *std::ranges::max_element(*uses, {}, [](const MatchUse& use) {
-            return use.rules;
-        });
+    const MatchUse& most = busiest(*uses);
     finding.text = "at most " + std::to_string(most.rules) +
-                   " match rules on one connection, that of " + most.owner +
-                   "; a system bus usually allows " +
-                   std::to_string(usualMatchLimit);
-    if (isNear(most.rules, usualMatchLimit))
+                   " match rules on one connection, that of " + most.owner;
+    if (limit)
+    {
+        finding.text +=
+            limit->isLimit ? "; the bus allows " : "; the bus allows at least ";
+        finding.text += std::to_string(limit->made);
+    }
+    if (limit && limit->isLimit && isNear(most.rules, limit->made))
     {
         finding.grade = Grade::warning;
         finding.remedy = "raise max_match_rules_per_connection in the bus's "

@@ -62,6 +62,18 @@ struct MatchUse
     uint32_t rules = 0;
 };
 
+/** The match rules of all connections, of one at least; nothing when the bus
+ *  does not tell. */
+using MatchUses = std::optional<std::vector<MatchUse>>;
+
+/** How many match rules a connection may have, as far as it was tried. */
+struct MatchLimit
+{
+    uint32_t made = 0;
+    /** Whether the bus refused one more. */
+    bool isLimit = false;
+};
+
 /** A process's open files. */
 struct OpenFiles
 {
@@ -77,9 +89,15 @@ Finding findingOf(const ServiceState& service);
 /** @param[in] root whether the attempt was root's */
 Finding findingOf(const Attempt& attempt, bool root);
 
-/** @param[in] uses the match rules of all connections; nothing when the bus
- *             does not tell */
-Finding findingOf(const std::optional<std::vector<MatchUse>>& uses);
+/** How many rules a connection must be able to have for no other one to be
+ *  near its limit; nothing when the bus does not tell of rules, or when they
+ *  are too many to be tried. */
+std::optional<uint32_t> rulesToTry(const MatchUses& uses);
+
+/** @param[in] limit what was tried with as many rules; nothing when it was not
+ *             or failed */
+Finding findingOf(const MatchUses& uses,
+                  const std::optional<MatchLimit>& limit);
 Finding findingOf(const OpenFiles& files);
 
 } // namespace healthintf::healthctl

@@ -338,7 +338,7 @@ BusProbe::attempts(const std::vector<ServiceState>& services) const
     return made;
 }
 
-std::optional<std::vector<MatchUse>> BusProbe::matchRules() const
+MatchUses BusProbe::matchRules() const
 {
     std::vector<MatchUse> uses;
     for (const std::string& name : listed(bus.get(), "ListNames"))

@@ -40,9 +40,7 @@ class BusProbe
     std::vector<Attempt>
     attempts(const std::vector<ServiceState>& services) const;
 
-    /** The match rules of each connection; nothing when the bus does not
-     *  tell. */
-    std::optional<std::vector<MatchUse>> matchRules() const;
+    MatchUses matchRules() const;
 
   private:
     struct Unref

@@ -2,6 +2,7 @@
 
 #include "bus_probe.hpp"
 #include "host_probe.hpp"
+#include "match_limit.hpp"
 #include "process_probe.hpp"
 
 #include <unistd.h>
@@ -28,6 +29,12 @@ uid_t userOfLogManager(const std::vector<ServiceState>& services)
     return geteuid();
 }
 
+Finding examineMatchRules(const MatchUses& uses)
+{
+    const std::optional<uint32_t> enough = rulesToTry(uses);
+    return findingOf(uses, enough ? probeMatchLimit(*enough) : std::nullopt);
+}
+
 Findings examineBus(const BusProbe& bus,
                     const std::vector<ServiceState>& services)
 {
@@ -40,7 +47,7 @@ Findings examineBus(const BusProbe& bus,
     {
         findings.push_back(findingOf(attempt, geteuid() == 0));
     }
-    findings.push_back(findingOf(bus.matchRules()));
+    findings.push_back(examineMatchRules(bus.matchRules()));
     for (const ServiceState& service : services)
     {
         if (const auto files = openFilesOf(service.program, service.pid))

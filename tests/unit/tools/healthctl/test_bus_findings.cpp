@@ -92,18 +92,43 @@ TEST(BusFindings, SayWhatWasNotFoundOut)
 
 TEST(BusFindings, LookAtTheConnectionWithMostMatchRules)
 {
-    const std::vector<MatchUse> uses{{"a", 3}, {"b", 408}, {"c", 0}};
-    EXPECT_EQ(findingOf(uses).grade, Grade::ok);
-    EXPECT_THAT(findingOf(uses).text, HasSubstr("408 match rules"));
-    EXPECT_THAT(findingOf(uses).text, HasSubstr("b"));
-    EXPECT_EQ(findingOf(std::vector<MatchUse>{{"a", 410}}).grade,
-              Grade::warning);
+    const MatchUses uses{{{"a", 3}, {"b", 408}, {"c", 0}}};
+    EXPECT_EQ(findingOf(uses, std::nullopt).text,
+              "at most 408 match rules on one connection, that of b");
+    EXPECT_EQ(findingOf(uses, MatchLimit{512, true}).grade, Grade::ok);
+    EXPECT_THAT(findingOf(uses, MatchLimit{512, true}).text,
+                HasSubstr("that of b; the bus allows 512"));
+}
+
+TEST(BusFindings, WarnWhenMatchRulesComeNearToTheBussLimit)
+{
+    const MatchUses uses{{{"a", 410}}};
+    EXPECT_EQ(findingOf(uses, MatchLimit{512, true}).grade, Grade::warning);
+    EXPECT_EQ(findingOf(uses, MatchLimit{4096, true}).grade, Grade::ok);
+}
+
+TEST(BusFindings, DoNotWarnOfALimitThatTheBusHasNot)
+{
+    for (const uint32_t rules : {0U, 1U, 4U, 408U, 410U, 19'999U})
+    {
+        const MatchUses uses{{{"a", rules}}};
+        const std::optional<uint32_t> enough = rulesToTry(uses);
+        ASSERT_TRUE(enough);
+        EXPECT_EQ(findingOf(uses, MatchLimit{*enough, false}).grade, Grade::ok);
+        // If it were the limit, it would be far enough away.
+        EXPECT_EQ(findingOf(uses, MatchLimit{*enough, true}).grade, Grade::ok);
+    }
+}
+
+TEST(BusFindings, TryNoMatchRulesWithoutEndOrWithoutNeed)
+{
+    EXPECT_EQ(rulesToTry(MatchUses{{{"a", 20'000}}}), std::nullopt);
+    EXPECT_EQ(rulesToTry(std::nullopt), std::nullopt);
 }
 
 TEST(BusFindings, SayWhenTheBusTellsOfNoRules)
 {
-    EXPECT_EQ(findingOf(std::optional<std::vector<MatchUse>>()).grade,
-              Grade::ok);
+    EXPECT_EQ(findingOf(MatchUses(), std::nullopt).grade, Grade::ok);
 }
 
 TEST(BusFindings, WarnWhenFilesRunOut)
