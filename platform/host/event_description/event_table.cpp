@@ -42,6 +42,29 @@ void ensureFree(const std::map<std::string, std::string>& numbers,
     }
 }
 
+/** Throws when one of a state's identifiers is another event's. */
+void ensureFree(const std::map<std::string, std::string>& numbers,
+                const EventState& state, const EventSource& source)
+{
+    ensureFree(numbers, state.asserted.id, source);
+    ensureFree(numbers, state.deasserted.id, source);
+}
+
+/** Takes both identifiers of a state, which are free, or neither. */
+void claim(std::map<std::string, std::string>& numbers, const EventState& state,
+           const EventSource& source)
+{
+    const std::string asserted = numberOf(state.asserted.id);
+    const std::string deasserted = numberOf(state.deasserted.id);
+    if (asserted == deasserted)
+    {
+        refuse(source, state.deasserted.id,
+               "is the identifier of another event, in " + source.name);
+    }
+    numbers.emplace(asserted, source.name);
+    numbers.emplace(deasserted, source.name);
+}
+
 std::string listed(const std::vector<fs::path>& folders)
 {
     std::string list;
@@ -133,8 +156,8 @@ void EventTable::add(const EventType& type, uint8_t code,
     {
         known = std::make_unique<EventType>(EventType{type.name, {}});
     }
-    addStates(type.states, known->states, [&](const std::string& id) {
-        claimForAll(id, source);
+    addStates(type.states, known->states, [&](const EventState& state) {
+        claimForAll(state, source);
     });
 }
 
@@ -148,8 +171,8 @@ void EventTable::add(const SensorType& type, uint8_t code,
         known = std::make_unique<SensorType>(type);
         known->states.clear();
     }
-    addStates(type.states, known->states, [&](const std::string& id) {
-        claimFor(code, id, source);
+    addStates(type.states, known->states, [&](const EventState& state) {
+        claimFor(code, state, source);
     });
 }
 
@@ -162,8 +185,7 @@ void EventTable::addStates(const EventStates& more, EventStates& known,
         if (!known.contains(each.first))
         {
             orLeaveOut([&] {
-                claim(each.second.asserted.id);
-                claim(each.second.deasserted.id);
+                claim(each.second);
                 known.insert(each);
             });
         }
@@ -190,22 +212,22 @@ void EventTable::checkCategory(const SensorType& type, uint8_t code,
     }
 }
 
-void EventTable::claimForAll(const std::string& id, const EventSource& source)
+void EventTable::claimForAll(const EventState& state, const EventSource& source)
 {
     for (const auto& [code, numbers] : own)
     {
-        ensureFree(numbers, id, source);
+        ensureFree(numbers, state, source);
     }
-    ensureFree(common, id, source);
-    common.emplace(numberOf(id), source.name);
+    ensureFree(common, state, source);
+    claim(common, state, source);
 }
 
-void EventTable::claimFor(uint8_t code, const std::string& id,
+void EventTable::claimFor(uint8_t code, const EventState& state,
                           const EventSource& source)
 {
-    ensureFree(common, id, source);
-    ensureFree(own[code], id, source);
-    own[code].emplace(numberOf(id), source.name);
+    ensureFree(common, state, source);
+    ensureFree(own[code], state, source);
+    claim(own[code], state, source);
 }
 
 const EventState* EventTable::find(uint8_t sensor, uint8_t event,

@@ -77,8 +77,8 @@ class EventTable
     void addStates(const EventStates& more, EventStates& known, Claim&& claim);
     void checkCategory(const SensorType& type, uint8_t code,
                        const EventSource& source);
-    void claimForAll(const std::string& id, const EventSource& source);
-    void claimFor(uint8_t code, const std::string& id,
+    void claimForAll(const EventState& state, const EventSource& source);
+    void claimFor(uint8_t code, const EventState& state,
                   const EventSource& source);
 
     std::array<std::unique_ptr<SensorType>, 256> sensorTypes;

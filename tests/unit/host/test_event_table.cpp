@@ -156,6 +156,40 @@ TEST_F(EventTables, GiveNoTwoStatesOfAFileOneIdentifier)
                                       "of another event")));
 }
 
+TEST_F(EventTables, TakeNothingFromOthersForAStateThatIsLeftOut)
+{
+    std::string same = eventState("BLD", "31");
+    same.replace(same.find("BLD931"), 6, "BLD31");
+    folder.write("own/a.json",
+                 sensorTypeFile("0xC0", "BLD", "\"0x01\": " + same));
+    writeState("shipped/b.json", "0x01", "31");
+    const EventTable table = load();
+    EXPECT_THAT(table.problems(),
+                ElementsAre(HasSubstr("a.json: line 4: BLD31 is the identifier "
+                                      "of another event, in " +
+                                      pathOf("own/a.json"))));
+    const EventState* state = table.find(0xC0, sensorSpecificEvent, 1);
+    ASSERT_NE(state, nullptr);
+    EXPECT_EQ(state->deasserted.id, "BLD931");
+}
+
+TEST_F(EventTables, TakeNothingFromOthersForAStateOfAnEventTypeThatIsLeftOut)
+{
+    // The second of its identifiers is that of a sensor type's state.
+    writeState("own/a.json", "0x01", "931");
+    folder.write(
+        "own/b.json",
+        eventTypeFile("0x03", "\"0x01\": " + eventState("{category}", "31")));
+    writeState("own/c.json", "0x02", "31");
+    std::string other = eventState("{category}", "31");
+    other.replace(other.find("{category}931"), 13, "{category}77");
+    folder.write("shipped/d.json", eventTypeFile("0x03", "\"0x01\": " + other));
+    const EventTable table = load();
+    EXPECT_EQ(table.problems().size(), 2U);
+    ASSERT_NE(table.find(0xC0, 0x03, 1), nullptr);
+    EXPECT_EQ(table.find(0xC0, 0x03, 1)->deasserted.id, "{category}77");
+}
+
 TEST_F(EventTables, GiveNoStateAnIdentifierOfAnEventType)
 {
     const std::string common =
