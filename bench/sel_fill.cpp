@@ -37,7 +37,7 @@ int main(int argc, char** argv)
     const auto tellAll = [count](const healthintf::host::SelMirror::Sink& put) {
         for (unsigned long i = 1; i <= count; ++i)
         {
-            put(entryOf(static_cast<uint16_t>(i)));
+            put(i - 1, entryOf(static_cast<uint16_t>(i)));
         }
     };
     healthintf::host::SelMirror mirror;

@@ -138,7 +138,7 @@ EventLog::Addition EventLog::add(const Event& event)
     state.lastAddition = clock();
     Addition addition{
         entryOf(event, identifierOf(store.next()), state.lastAddition),
-        std::move(dropped)};
+        std::move(dropped), store.next()};
     inStore([&] {
         store.append(addition.entry, addition.dropped.size(), state);
     });
@@ -188,6 +188,34 @@ uint32_t EventLog::clear()
     return erased;
 }
 
+uint32_t EventLog::clearUpTo(uint64_t generation, uint16_t last)
+{
+    checkGeneration(generation);
+    if (const uint16_t found = lastIdentifier();
+        last != lastEntry && last != found)
+    {
+        throw Refusal(Refusal::Kind::grown,
+                      "nothing was removed: the last entry of the log is " +
+                          std::to_string(found) + " and not " +
+                          std::to_string(last));
+    }
+    return clear();
+}
+
+uint16_t EventLog::lastIdentifier() const
+{
+    return store.size() == 0 ? 0 : identifierOf(store.next() - 1);
+}
+
+void EventLog::checkGeneration(uint64_t known) const
+{
+    if (known != anyGeneration && known != generation())
+    {
+        throw Refusal(Refusal::Kind::oldGeneration,
+                      "the log was cleared or begun anew since");
+    }
+}
+
 std::optional<uint64_t> EventLog::find(uint16_t recordId) const
 {
     if (store.size() == 0)
@@ -217,19 +245,34 @@ Page EventLog::list(uint16_t first, uint32_t limit) const
         throw Refusal(Refusal::Kind::noSuchEntry,
                       "the log has no entry " + std::to_string(first));
     }
-    Page page;
-    if (!begin)
+    return begin ? pageFrom(*begin, limit) : Page{};
+}
+
+Page EventLog::listFrom(uint64_t generation, uint64_t first,
+                        uint32_t limit) const
+{
+    checkGeneration(generation);
+    if (first != 0 && (first < store.first() || first >= store.next()))
     {
-        return page;
+        throw Refusal(Refusal::Kind::noSuchEntry,
+                      "the log has no entry with the sequence number " +
+                          std::to_string(first));
     }
+    return pageFrom(first, limit);
+}
+
+Page EventLog::pageFrom(uint64_t begin, uint32_t limit) const
+{
+    Page page;
     std::size_t bytes = 0;
-    store.read(*begin, [&](uint64_t sequence, const SELEntryProperties& entry) {
+    store.read(begin, [&](uint64_t sequence, const SELEntryProperties& entry) {
         bytes += bytesInAPage(entry);
         const std::size_t before = page.entries.size();
         if ((limit != 0 && before == limit) ||
             (before > 0 && bytes > maxPageBytes))
         {
             page.next = identifierOf(sequence);
+            page.nextSequence = sequence;
             return false;
         }
         page.entries.push_back(entry);
@@ -255,11 +298,10 @@ Page EventLog::entry(uint16_t recordId) const
     return page;
 }
 
-void EventLog::readAll(
-    const std::function<void(const SELEntryProperties&)>& visit) const
+void EventLog::readAll(const Take& take) const
 {
-    store.read(0, [&](uint64_t, const SELEntryProperties& entry) {
-        visit(entry);
+    store.read(0, [&](uint64_t sequence, const SELEntryProperties& entry) {
+        take(sequence, entry);
         return true;
     });
 }

@@ -30,6 +30,10 @@ class Refusal : public std::runtime_error
         full,
         notStored,
         noSuchEntry,
+        /** The log was cleared or begun anew since. */
+        oldGeneration,
+        /** The last entry is another than somebody knows. */
+        grown,
     };
 
     Refusal(Kind kind, const std::string& why) :
@@ -76,12 +80,19 @@ inline constexpr uint16_t lastEntry = 65535;
 /** There is no further entry. */
 inline constexpr uint16_t noEntry = 65535;
 
+/** What stands for the sequence number of an entry that there is not. */
+inline constexpr uint64_t noSequence = UINT64_MAX;
+/** What stands for whichever generation the log has. */
+inline constexpr uint64_t anyGeneration = 0;
+
 /** Some entries in their order. */
 struct Page
 {
     std::vector<SELEntryProperties> entries;
     /** The identifier of the entry behind them, or noEntry. */
     uint16_t next = noEntry;
+    /** The sequence number of the entry behind them, or noSequence. */
+    uint64_t nextSequence = noSequence;
 };
 
 /** A log with a capacity. */
@@ -104,6 +115,7 @@ class EventLog
         SELEntryProperties entry;
         /** Identifiers of the entries that went for it. */
         std::vector<uint16_t> dropped;
+        uint64_t sequence = 0;
     };
 
     /** Stores an event, for good when this returns.
@@ -117,12 +129,35 @@ class EventLog
      *  @throws Refusal */
     uint32_t clear();
 
+    /** Removes every entry, if the log is what somebody knows of it.
+     *
+     *  @param[in] generation the log's, or anyGeneration
+     *  @param[in] last the identifier of its last entry; 0 for a log without
+     *             entries, lastEntry for whichever it is
+     *  @return how many there were
+     *  @throws Refusal when the log is another or has grown; nothing is
+     *          removed then */
+    uint32_t clearUpTo(uint64_t generation, uint16_t last);
+
+    /** The identifier of the last entry; 0 without one. */
+    uint16_t lastIdentifier() const;
+
     /** Reads entries.
      *
      *  @param[in] first the identifier to begin with, firstEntry or lastEntry
      *  @param[in] limit how many at most; 0 for as many as a page holds
      *  @throws Refusal without an entry of the identifier */
     Page list(uint16_t first, uint32_t limit) const;
+
+    /** Reads entries by their sequence numbers, which no two entries of a
+     *  generation share.
+     *
+     *  @param[in] generation the log's, or anyGeneration
+     *  @param[in] first the sequence number to begin with; 0 for the first
+     *             entry that there is
+     *  @param[in] limit how many at most; 0 for as many as a page holds
+     *  @throws Refusal when the log is another, or has not the entry */
+    Page listFrom(uint64_t generation, uint64_t first, uint32_t limit) const;
 
     /** Reads one entry, which a page is given with.
      *
@@ -131,9 +166,18 @@ class EventLog
      *          no sense: another is not given in its place */
     Page entry(uint16_t recordId) const;
 
+    /** Takes an entry with its sequence number. */
+    using Take =
+        std::function<void(uint64_t sequence, const SELEntryProperties& entry)>;
+
     /** Reads all entries. */
-    void
-    readAll(const std::function<void(const SELEntryProperties&)>& visit) const;
+    void readAll(const Take& take) const;
+
+    /** Changes when the log is cleared or begun anew. */
+    uint64_t generation() const
+    {
+        return store.generation();
+    }
 
     uint32_t entries() const
     {
@@ -154,6 +198,8 @@ class EventLog
     void noteOverflow();
     [[noreturn]] void refuseFull();
     std::optional<uint64_t> find(uint16_t recordId) const;
+    void checkGeneration(uint64_t known) const;
+    Page pageFrom(uint64_t begin, uint32_t limit) const;
 
     SelStore& store;
     Config settings;

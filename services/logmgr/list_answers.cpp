@@ -77,7 +77,18 @@ void answer(const ListCall& call, const EventLog& events)
     sd_bus_message* message = call.message.get();
     try
     {
-        replyWithList(message, events.list(call.first, call.limit));
+        if (call.generation)
+        {
+            replyWithList(
+                message, events.generation(),
+                events.listFrom(*call.generation, call.first, call.limit));
+        }
+        else
+        {
+            replyWithList(
+                message,
+                events.list(static_cast<uint16_t>(call.first), call.limit));
+        }
     }
     catch (const Refusal& e)
     {
@@ -115,11 +126,9 @@ ListAnswers::ListAnswers(services::EventLoop& loop,
     lostNames.reset(slot);
 }
 
-void ListAnswers::take(sd_bus_message* message)
+void ListAnswers::take(ListCall call)
 {
-    ListCall call;
-    checkBus("sd_bus_message_read",
-             sd_bus_message_read(message, "qu", &call.first, &call.limit));
+    sd_bus_message* message = call.message.get();
     const char* sender = sd_bus_message_get_sender(message);
     if (sender == nullptr)
     {
@@ -129,11 +138,11 @@ void ListAnswers::take(sd_bus_message* message)
     {
         return;
     }
-    call.message.reset(sd_bus_message_ref(message));
+    host::MessagePtr tooMany(sd_bus_message_ref(message));
     const bool known = queue.knows(sender);
     if (!queue.add(sender, std::move(call)))
     {
-        refuse(host::MessagePtr(sd_bus_message_ref(message)));
+        refuse(std::move(tooMany));
     }
     else if (!known)
     {

@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file Answers calls of ListEntries when nothing more urgent is to be done.
- */
+/** @file Answers calls of ListEntries and ListLog when nothing more urgent is
+ *  to be done. */
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
@@ -34,12 +34,12 @@ class ListAnswers
     ListAnswers(const ListAnswers&) = delete;
     ListAnswers& operator=(const ListAnswers&) = delete;
 
-    /** Takes a call with its arguments, and answers it later. A call too many
-     *  is answered with LimitsExceeded; not at all when thousands of such
+    /** Takes a call, which has its message, and answers it later. A call too
+     * many is answered with LimitsExceeded; not at all when thousands of such
      *  answers wait for the bus to take them.
      *
      *  @throws std::exception for a call that makes no sense */
-    void take(sd_bus_message* message);
+    void take(ListCall call);
 
   private:
     /** The bus has been asked for the user of a sender. */

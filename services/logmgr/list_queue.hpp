@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The calls of ListEntries that wait for their answers. */
+/** @file The calls of ListEntries and ListLog that wait for their answers. */
 
 #include "bus_handles.hpp"
 
@@ -22,12 +22,16 @@ inline constexpr std::size_t maxListsOfSender = 4;
 /** How many calls of all connections of one user may wait. */
 inline constexpr std::size_t maxListsOfUser = 16;
 
-/** A call of ListEntries with its arguments. */
+/** A call of ListEntries or ListLog with its arguments. */
 struct ListCall
 {
     host::MessagePtr message;
-    uint16_t first = 0;
+    /** An identifier in a call of ListEntries, a sequence number in one of
+     *  ListLog. */
+    uint64_t first = 0;
     uint32_t limit = 0;
+    /** Of a call of ListLog. */
+    std::optional<uint64_t> generation = std::nullopt;
 };
 
 /** Lets the users take turns, however many calls each of them has made. The

@@ -20,7 +20,7 @@ void Mirror::follow(const EventLog::Addition& addition)
     }
     else
     {
-        note(mirror.add(addition.entry, addition.dropped));
+        note(mirror.add(addition.sequence, addition.entry, addition.dropped));
     }
 }
 

@@ -4,6 +4,7 @@
 #include "log_manager/protocol.hpp"
 
 #include <cstddef>
+#include <vector>
 
 namespace healthintf::logmgr
 {
@@ -78,28 +79,53 @@ const char* errorName(Refusal::Kind kind)
             return host::selFull;
         case Refusal::Kind::noSuchEntry:
             return host::selNoSuchEntry;
+        case Refusal::Kind::oldGeneration:
+            return host::selOldGeneration;
+        case Refusal::Kind::grown:
+            return host::selGrown;
         case Refusal::Kind::notStored:
             break;
     }
     return host::selNotStored;
 }
 
+namespace
+{
+
+void append(sd_bus_message* reply, const std::vector<SELEntryProperties>& list)
+{
+    checkBus("sd_bus_message_open_container",
+             sd_bus_message_open_container(reply, 'a', "(qu(ssyy)ay)"));
+    for (const SELEntryProperties& entry : list)
+    {
+        checkBus("sd_bus_message_open_container",
+                 sd_bus_message_open_container(reply, 'r', "qu(ssyy)ay"));
+        append(reply, entry);
+        checkBus("sd_bus_message_close_container",
+                 sd_bus_message_close_container(reply));
+    }
+    checkBus("sd_bus_message_close_container",
+             sd_bus_message_close_container(reply));
+}
+
+} // namespace
+
 int replyWithList(sd_bus_message* call, const Page& page)
 {
     const MessagePtr reply = replyTo(call);
-    checkBus("sd_bus_message_open_container",
-             sd_bus_message_open_container(reply.get(), 'a', "(qu(ssyy)ay)"));
-    for (const SELEntryProperties& entry : page.entries)
-    {
-        checkBus("sd_bus_message_open_container",
-                 sd_bus_message_open_container(reply.get(), 'r', "qu(ssyy)ay"));
-        append(reply.get(), entry);
-        checkBus("sd_bus_message_close_container",
-                 sd_bus_message_close_container(reply.get()));
-    }
-    checkBus("sd_bus_message_close_container",
-             sd_bus_message_close_container(reply.get()));
+    append(reply.get(), page.entries);
     return send(reply, page.next);
+}
+
+int replyWithList(sd_bus_message* call, uint64_t generation, const Page& page)
+{
+    const MessagePtr reply = replyTo(call);
+    checkBus("sd_bus_message_append",
+             sd_bus_message_append(reply.get(), "t", generation));
+    append(reply.get(), page.entries);
+    checkBus("sd_bus_message_append",
+             sd_bus_message_append(reply.get(), "t", page.nextSequence));
+    return sd_bus_send(nullptr, reply.get(), nullptr);
 }
 
 int replyWithEntry(sd_bus_message* call, const Page& page)

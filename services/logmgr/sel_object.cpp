@@ -1,6 +1,7 @@
 #include "sel_object.hpp"
 
 #include "../common/service_log.hpp"
+#include "bus_handles.hpp"
 #include "line_limit.hpp"
 #include "log_manager/protocol.hpp"
 #include "sel_messages.hpp"
@@ -15,6 +16,7 @@
 #include <cstddef>
 #include <exception>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace healthintf::logmgr
@@ -22,6 +24,7 @@ namespace healthintf::logmgr
 
 namespace log = services::log;
 namespace vtable = sdbusplus::vtable;
+using host::checkBus;
 
 namespace
 {
@@ -37,9 +40,17 @@ int append(sd_bus_message* reply, Value value)
     {
         return sd_bus_message_append(reply, "b", static_cast<int>(value));
     }
+    else if constexpr (std::same_as<Value, uint16_t>)
+    {
+        return sd_bus_message_append(reply, "q", value);
+    }
     else if constexpr (std::same_as<Value, uint32_t>)
     {
         return sd_bus_message_append(reply, "u", value);
+    }
+    else if constexpr (std::same_as<Value, uint64_t>)
+    {
+        return sd_bus_message_append(reply, "t", value);
     }
     else
     {
@@ -115,7 +126,11 @@ const sd_bus_vtable* SelObject::table()
                        handle<&SelObject::getEntry>, everybody),
         vtable::method("ListEntries", "qu", "a(qu(ssyy)ay)q",
                        handle<&SelObject::listEntries>, everybody),
+        vtable::method(host::listLog, "ttu", "ta(qu(ssyy)ay)t",
+                       handle<&SelObject::listLog>, everybody),
         vtable::method("Clear", "", "u", handle<&SelObject::clear>, everybody),
+        vtable::method(host::clearUpTo, "tq", "uq",
+                       handle<&SelObject::clearUpTo>, everybody),
         vtable::signal(names::selEvent, "ay"),
         vtable::signal(names::selCleared, ""),
         vtable::property("Entries", "u", get<&SelObject::entries>, changes),
@@ -126,6 +141,8 @@ const sd_bus_vtable* SelObject::table()
         vtable::property("LastAddition", "u", get<&SelObject::lastAddition>,
                          changes),
         vtable::property("LastErase", "u", get<&SelObject::lastErase>, changes),
+        vtable::property("Generation", "t", get<&SelObject::generation>),
+        vtable::property("LastEntry", "q", get<&SelObject::lastEntry>),
         vtable::end(),
     };
     return table.data();
@@ -203,13 +220,50 @@ int SelObject::getEntry(sd_bus_message* message)
 
 int SelObject::listEntries(sd_bus_message* message)
 {
-    lists.take(message);
+    ListCall call;
+    uint16_t first = 0;
+    checkBus("sd_bus_message_read",
+             sd_bus_message_read(message, "qu", &first, &call.limit));
+    call.first = first;
+    call.message.reset(sd_bus_message_ref(message));
+    lists.take(std::move(call));
+    return 1;
+}
+
+int SelObject::listLog(sd_bus_message* message)
+{
+    ListCall call;
+    uint64_t generation = 0;
+    checkBus("sd_bus_message_read",
+             sd_bus_message_read(message, "ttu", &generation, &call.first,
+                                 &call.limit));
+    call.generation = generation;
+    call.message.reset(sd_bus_message_ref(message));
+    lists.take(std::move(call));
     return 1;
 }
 
 int SelObject::clear(sd_bus_message* message)
 {
     const uint32_t erased = events.clear();
+    tellOfClearing();
+    return sd_bus_reply_method_return(message, "u", erased);
+}
+
+int SelObject::clearUpTo(sd_bus_message* message)
+{
+    uint64_t generation = 0;
+    uint16_t last = 0;
+    checkBus("sd_bus_message_read",
+             sd_bus_message_read(message, "tq", &generation, &last));
+    const uint16_t found = events.lastIdentifier();
+    const uint32_t erased = events.clearUpTo(generation, last);
+    tellOfClearing();
+    return sd_bus_reply_method_return(message, "uq", erased, found);
+}
+
+void SelObject::tellOfClearing()
+{
     mirror.renew();
     tellOf("the clearing", [&] {
         interface.new_signal(names::selCleared).signal_send();
@@ -218,7 +272,6 @@ int SelObject::clear(sd_bus_message* message)
     {
         interface.property_changed(property);
     }
-    return sd_bus_reply_method_return(message, "u", erased);
 }
 
 uint32_t SelObject::entries() const
@@ -249,6 +302,16 @@ uint32_t SelObject::lastAddition() const
 uint32_t SelObject::lastErase() const
 {
     return events.state().lastErase;
+}
+
+uint64_t SelObject::generation() const
+{
+    return events.generation();
+}
+
+uint16_t SelObject::lastEntry() const
+{
+    return events.lastIdentifier();
 }
 
 } // namespace healthintf::logmgr

@@ -39,10 +39,13 @@ class SelObject
     int addWithTimestamp(sd_bus_message* message);
     int getEntry(sd_bus_message* message);
     int listEntries(sd_bus_message* message);
+    int listLog(sd_bus_message* message);
     int clear(sd_bus_message* message);
+    int clearUpTo(sd_bus_message* message);
 
     int store(sd_bus_message* message, const Event& event);
     void announce(const Event& event);
+    void tellOfClearing();
 
     uint32_t entries() const;
     uint32_t capacity() const;
@@ -50,6 +53,8 @@ class SelObject
     bool overflow() const;
     uint32_t lastAddition() const;
     uint32_t lastErase() const;
+    uint64_t generation() const;
+    uint16_t lastEntry() const;
 
     sdbusplus::bus_t& bus;
     EventLog& events;

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -76,7 +77,14 @@ void put(MDB_txn* transaction, MDB_dbi table, std::string_view key,
     checkLmdb("mdb_put", mdb_put(transaction, table, &at, &bytes, flags));
 }
 
-std::string encodeState(const LogState& state)
+/** A number that no log has had: a random one, which is not 0. */
+uint64_t newGeneration()
+{
+    std::random_device source;
+    return std::uniform_int_distribution<uint64_t>(1)(source);
+}
+
+std::string encodeState(const LogState& state, uint64_t generation)
 {
     std::string value;
     host::ByteWriter writer(value);
@@ -84,10 +92,13 @@ std::string encodeState(const LogState& state)
     writer.put(state.lastAddition);
     writer.put(state.lastErase);
     writer.put(static_cast<uint8_t>(state.overflow));
+    writer.put(generation);
     return value;
 }
 
-LogState decodeState(std::string_view value)
+/** Reads the state and the generation into a log's content. */
+template <typename Content>
+void decodeState(std::string_view value, Content& content)
 {
     host::ByteReader reader(value);
     if (const auto version = reader.get<uint32_t>(); version != formatVersion)
@@ -97,11 +108,12 @@ LogState decodeState(std::string_view value)
                                     " and this program needs version " +
                                     std::to_string(formatVersion));
     }
-    LogState state;
-    state.lastAddition = reader.get<uint32_t>();
-    state.lastErase = reader.get<uint32_t>();
-    state.overflow = reader.get<uint8_t>() != 0;
-    return state;
+    content.state.lastAddition = reader.get<uint32_t>();
+    content.state.lastErase = reader.get<uint32_t>();
+    content.state.overflow = reader.get<uint8_t>() != 0;
+    // Logs did not always have one; it is written with the next change.
+    content.generation =
+        reader.size() > 0 ? reader.get<uint64_t>() : newGeneration();
 }
 
 /** @throws std::exception when the bytes are no entry with this number */
@@ -176,7 +188,7 @@ void SelStore::open()
     checkLmdb("mdb_stat", mdb_stat(transaction.get(), table, &stat));
     if (stat.ms_entries == 0)
     {
-        putState(transaction.get(), {});
+        putState(transaction.get(), {0, 0, newGeneration(), {}});
     }
     transaction.commit();
     host::syncFolder(folder);
@@ -194,7 +206,7 @@ SelStore::Content SelStore::load()
         throw DamagedFile("there is no state");
     }
     Content content;
-    content.state = decodeState(cursor.value());
+    decodeState(cursor.value(), content);
     const std::size_t entries = stat.ms_entries - 1;
     if (cursor.next())
     {
@@ -278,9 +290,10 @@ void SelStore::makeBlocks()
     }
 }
 
-void SelStore::putState(MDB_txn* transaction, const LogState& state) const
+void SelStore::putState(MDB_txn* transaction, const Content& content) const
 {
-    put(transaction, table, stateKey, encodeState(state), 0);
+    put(transaction, table, stateKey,
+        encodeState(content.state, content.generation), 0);
 }
 
 void SelStore::append(const SELEntryProperties& entry, uint64_t dropped,
@@ -298,10 +311,12 @@ void SelStore::append(const SELEntryProperties& entry, uint64_t dropped,
                 cursor.remove();
             }
         }
-        putState(transaction, state);
+        const Content content{held.first + dropped, held.next + 1,
+                              held.generation, state};
+        putState(transaction, content);
         put(transaction, table, keyOf(held.next), host::encodeSelEntry(entry),
             MDB_APPEND);
-        return Content{held.first + dropped, held.next + 1, state};
+        return content;
     });
 }
 
@@ -310,16 +325,18 @@ void SelStore::clear(const LogState& state)
     change(Blocks::wanted, [&](MDB_txn* transaction) {
         constexpr int emptied = 0;
         checkLmdb("mdb_drop", mdb_drop(transaction, table, emptied));
-        putState(transaction, state);
-        return Content{0, 0, state};
+        const Content content{0, 0, newGeneration(), state};
+        putState(transaction, content);
+        return content;
     });
 }
 
 void SelStore::setState(const LogState& state)
 {
     change(Blocks::wanted, [&](MDB_txn* transaction) {
-        putState(transaction, state);
-        return Content{held.first, held.next, state};
+        const Content content{held.first, held.next, held.generation, state};
+        putState(transaction, content);
+        return content;
     });
 }
 

@@ -81,6 +81,14 @@ class SelStore
         return held.next - held.first;
     }
 
+    /** A number that no log before this one had: it changes when the log is
+     *  cleared or begun anew, and sequence numbers begin with 0 again. Never
+     *  0. */
+    uint64_t generation() const
+    {
+        return held.generation;
+    }
+
     /** Adds an entry behind the last one.
      *
      *  @param[in] entry with the identifier of next()
@@ -115,6 +123,7 @@ class SelStore
     {
         uint64_t first = 0;
         uint64_t next = 0;
+        uint64_t generation = 0;
         LogState state;
     };
 
@@ -137,7 +146,7 @@ class SelStore
     Content load();
     void change(Blocks extent, const Work& work);
     void makeBlocks();
-    void putState(MDB_txn* transaction, const LogState& state) const;
+    void putState(MDB_txn* transaction, const Content& content) const;
 
     std::filesystem::path folder;
     host::LockFile lock;

@@ -221,6 +221,52 @@ TEST_F(LogManager, GivesItsEntriesPageByPage)
               errors + "NoSuchEntry: the log has no entries");
 }
 
+TEST_F(LogManager, RefusesToGoOnWithTheListOfALogThatWasCleared)
+{
+    const Process running = client.start();
+    add(3);
+    uint64_t generation = 0;
+    sd_bus_message_read(
+        client.callLog("ListLog", "ttu", uint64_t{0}, uint64_t{0}, 2u).get(),
+        "t", &generation);
+    EXPECT_EQ(client.property("Generation"), std::to_string(generation));
+    client.clear();
+    add(5);
+    EXPECT_EQ(refusalOf([&] {
+                  client.callLog("ListLog", "ttu", generation, uint64_t{2}, 2u);
+              }),
+              errors + "OldGeneration: the log was cleared or begun anew "
+                       "since");
+    EXPECT_EQ(refusalOf([&] {
+                  client.callLog("ListLog", "ttu", uint64_t{0}, uint64_t{5},
+                                 2u);
+              }),
+              errors + "NoSuchEntry: the log has no entry with the sequence "
+                       "number 5");
+}
+
+TEST_F(LogManager, ClearsOnlyUpToTheEntryThatIsKnown)
+{
+    const Process running = client.start();
+    add(3);
+    EXPECT_EQ(client.property("LastEntry"), "3");
+    EXPECT_EQ(refusalOf([&] {
+                  client.callLog("ClearUpTo", "tq", uint64_t{0}, 2);
+              }),
+              errors + "Grown: nothing was removed: the last entry of the log "
+                       "is 3 and not 2");
+    EXPECT_EQ(client.property("Entries"), "3");
+    uint32_t erased = 0;
+    uint16_t last = 0;
+    sd_bus_message_read(
+        client.callLog("ClearUpTo", "tq", uint64_t{0}, 65535).get(), "uq",
+        &erased, &last);
+    EXPECT_EQ(erased, 3u);
+    EXPECT_EQ(last, 3);
+    EXPECT_EQ(client.property("LastEntry"), "0");
+    EXPECT_THAT(recordedEvents(), IsEmpty());
+}
+
 TEST_F(LogManager, MirrorsItsEntriesBeforeItAnswers)
 {
     const Process running = client.start();

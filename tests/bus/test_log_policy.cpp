@@ -89,6 +89,8 @@ TEST_F(LogPolicyOfOthers, LetsEverybodyRead)
                 HasSubstr("Fan 7"));
     EXPECT_THAT(callAs(Caller::stranger, {"ListEntries", "qu", "0", "0"}),
                 HasSubstr("Fan 7"));
+    EXPECT_THAT(callAs(Caller::stranger, {"ListLog", "ttu", "0", "0", "0"}),
+                HasSubstr("Fan 7"));
     EXPECT_EQ(busctlAs(Caller::stranger, {"get-property", logService, logPath,
                                           logInterface, "Entries"}),
               "u 1\n");
@@ -107,6 +109,7 @@ TEST_F(LogPolicyOfOthers, KeepsEverybodyFromWhatIsNotHis)
     const Words stamped{
         "AddSELWithTimestamp", "(ssyy)ayu", "", "", "0", "0", "0", "0"};
     const Words clear{"Clear"};
+    const Words clearUpTo{"ClearUpTo", "tq", "0", "65535"};
     const auto expectDenied = [](Caller caller, const Words& wanted) {
         EXPECT_THAT(
             [&] {
@@ -125,6 +128,7 @@ TEST_F(LogPolicyOfOthers, KeepsEverybodyFromWhatIsNotHis)
                                 Caller::healthManager, Caller::logManager})
     {
         expectDenied(caller, clear);
+        expectDenied(caller, clearUpTo);
     }
     EXPECT_EQ(client.property("Entries"), "1");
 }
@@ -135,6 +139,8 @@ TEST_F(LogPolicyOfOthers, LetsReportersAddAndOperatorsClear)
     EXPECT_EQ(client.property("Entries"), "1");
     EXPECT_EQ(callAs(Caller::operatorUser, {"Clear"}), "u 1\n");
     EXPECT_EQ(client.property("Entries"), "0");
+    EXPECT_EQ(callAs(Caller::operatorUser, {"ClearUpTo", "tq", "0", "0"}),
+              "uq 0 0\n");
 }
 
 TEST_F(LogPolicyOfOthers, GivesTheNameToTheLogManagersUserAlone)

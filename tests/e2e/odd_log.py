@@ -13,12 +13,14 @@ INTERFACE = "com.vexa.olvar.logmgr.SEL"
 
 
 class OddLog(dbus.service.Object):
-    @dbus.service.method(INTERFACE, in_signature="qu", out_signature="a(qu(ssyy)ay)q")
-    def ListEntries(self, first, count):
-        return dbus.Array([], signature="(qu(ssyy)ay)"), 1
+    @dbus.service.method(
+        INTERFACE, in_signature="ttu", out_signature="ta(qu(ssyy)ay)t"
+    )
+    def ListLog(self, generation, first, count):
+        return 1, dbus.Array([], signature="(qu(ssyy)ay)"), 1
 
-    @dbus.service.method(INTERFACE, in_signature="", out_signature="s")
-    def Clear(self):
+    @dbus.service.method(INTERFACE, in_signature="tq", out_signature="s")
+    def ClearUpTo(self, generation, last):
         return "all"
 
     @dbus.service.method(

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -208,7 +209,8 @@ TEST_F(HealthctlSel, ClearNeedsYesWhereNobodyCanBeAsked)
 TEST_F(HealthctlSel, ClearAsksOnATerminal)
 {
     addThree();
-    const std::string question = "Remove all 3 entries of the log? [y/N] ";
+    const std::string question =
+        "Remove all 3 entries of the log, up to entry 3? [y/N] ";
     Process asked({WATCH_ON_TERMINAL, HEALTHCTL, "sel", "clear"});
     asked.tell("enter n");
     EXPECT_THAT(asked.output(),
@@ -218,7 +220,8 @@ TEST_F(HealthctlSel, ClearAsksOnATerminal)
     Process agreed({WATCH_ON_TERMINAL, HEALTHCTL, "sel", "clear"});
     agreed.tell("enter y");
     EXPECT_THAT(agreed.output(),
-                AllOf(HasSubstr("3 entries removed"), HasSubstr("ended 0, ")));
+                AllOf(HasSubstr("3 entries removed, up to entry 3"),
+                      HasSubstr("ended 0, ")));
     EXPECT_EQ(client.property("Entries"), "0");
 }
 
@@ -230,6 +233,62 @@ TEST_F(HealthctlSel, ClearTakesTheEndOfInputForNo)
     EXPECT_THAT(asked.output(), AllOf(HasSubstr("\nNothing was removed.\n"),
                                       HasSubstr("ended 1, ")));
     EXPECT_EQ(client.property("Entries"), "3");
+}
+
+TEST_F(HealthctlSel, ClearRefusesWhenTheLogHasGrownPastWhatWasExported)
+{
+    addThree();
+    const std::string file = bus.folder().path() / "log.raw";
+    EXPECT_EQ(healthctl({"sel", "export", file}).output,
+              "3 exported, up to entry 3\n");
+    add({fanRecord});
+    const Answer refused = healthctl({"sel", "clear", "--yes", "--up-to", "3"});
+    EXPECT_EQ(refused.status, 5);
+    EXPECT_EQ(refused.errors,
+              "healthctl: nothing was removed: the last entry of the log is 4 "
+              "and not 3; export it anew\n");
+    EXPECT_EQ(client.property("Entries"), "4");
+    EXPECT_EQ(jsonOf({"sel", "export", file})["upTo"], 4);
+    const json cleared = jsonOf({"sel", "clear", "--yes", "--up-to", "4"});
+    EXPECT_EQ(cleared["erased"], 4);
+    EXPECT_EQ(cleared["upTo"], 4);
+    EXPECT_EQ(jsonOf({"sel", "export", file})["upTo"], 0);
+    EXPECT_EQ(healthctl({"sel", "clear", "--yes", "--up-to", "0"}).output,
+              "0 entries removed\n");
+    EXPECT_EQ(healthctl({"sel", "clear", "--yes", "--up-to", "65535"}).status,
+              2);
+}
+
+TEST_F(HealthctlSel, ExportAndListAreTheLogAlsoWhenTheMirrorIsBehind)
+{
+    namespace fs = std::filesystem;
+    add({fanRecord});
+    const fs::path mirror = bus.folder().path() / "run" / "sel" / "log";
+    const fs::path old = bus.folder().path() / "old";
+    fs::copy_file(mirror, old);
+    add({hotRecord});
+    fs::copy_file(old, mirror, fs::copy_options::overwrite_existing);
+    const std::string file = bus.folder().path() / "log.raw";
+    EXPECT_EQ(jsonOf({"sel", "export", file})["exported"], 2);
+    const json list = jsonOf({"sel", "list"});
+    EXPECT_THAT(idsOf(list), ElementsAre(1, 2));
+    EXPECT_EQ(list["source"], "log");
+    EXPECT_THAT(idsOf(jsonOf({"sel", "show", "2"})), ElementsAre(2));
+}
+
+TEST_F(HealthctlSel, ListsTheMirrorAndSaysSoWhenThereIsNoLogManager)
+{
+    addThree();
+    logmgr.kill();
+    client.waitUntilGone();
+    const Answer answer = healthctl({"sel", "list"});
+    EXPECT_EQ(answer.status, 0);
+    EXPECT_EQ(answer.errors,
+              "healthctl: there is no log manager; start logmgr; what follows "
+              "is the mirror of the log in the data cache, which may lack "
+              "changes\n");
+    EXPECT_EQ(jsonOf({"sel", "export", bus.folder().path() / "log"})["source"],
+              "mirror");
 }
 
 TEST_F(HealthctlSel, InfoTellsOfTheLogAsAWhole)

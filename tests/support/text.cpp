@@ -67,6 +67,8 @@ std::string next(sd_bus_message* message)
         }
         case SD_BUS_TYPE_BYTE:
             return number<uint8_t>(message, type);
+        case SD_BUS_TYPE_UINT16:
+            return number<uint16_t>(message, type);
         case SD_BUS_TYPE_INT32:
             return number<int32_t>(message, type);
         case SD_BUS_TYPE_UINT32:

@@ -3,6 +3,7 @@
 #include "../directories.hpp"
 #include "../host_log.hpp"
 #include "../storage/files.hpp"
+#include "byte_codec.hpp"
 #include "data_cache.hpp"
 #include "segment.hpp"
 #include "segment_reader.hpp"
@@ -20,6 +21,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace healthintf::host
 {
@@ -62,11 +64,21 @@ bool selectsTheLog(const std::string& prefix)
     return std::string_view(SELInterface::logPath).starts_with(prefix);
 }
 
-void put(Segment& segment, const SELEntryProperties& entry)
+/** A record holds the entry, and behind it the sequence number. */
+void put(Segment& segment, uint64_t sequence, const SELEntryProperties& entry)
 {
+    std::string payload = encodeSelEntry(entry);
+    ByteWriter(payload).put(sequence);
     segment.putAt(entry.recordId, {.kind = RecordKind::selEntry,
                                    .path = pathOf(entry.recordId),
-                                   .payload = encodeSelEntry(entry)});
+                                   .payload = payload});
+}
+
+uint64_t sequenceIn(std::string_view payload)
+{
+    const std::size_t size =
+        payload.size() - std::min(payload.size(), sizeof(uint64_t));
+    return ByteReader(payload.substr(size)).get<uint64_t>();
 }
 
 /** The mirror, opened for reading.
@@ -91,12 +103,27 @@ std::optional<SegmentReader> openMirror()
 
 using Entries = std::map<std::string, SELEntry_gen>;
 
-void take(const ReadRecord& record, Entries& entries)
+void keep(const ReadRecord& record, Entries& entries)
+{
+    entries.insert_or_assign(entries.end(), std::string(record.path),
+                             SELEntry_gen(decodeSelEntry(record.payload)));
+}
+
+/** Entries by their sequence numbers. */
+using EntriesInOrder = std::map<uint64_t, SELEntryProperties>;
+
+void keep(const ReadRecord& record, EntriesInOrder& entries)
+{
+    entries.insert_or_assign(sequenceIn(record.payload),
+                             decodeSelEntry(record.payload));
+}
+
+template <typename Found>
+void take(const ReadRecord& record, Found& entries)
 {
     try
     {
-        entries.insert_or_assign(entries.end(), std::string(record.path),
-                                 SELEntry_gen(decodeSelEntry(record.payload)));
+        keep(record, entries);
     }
     catch (const std::out_of_range& e)
     {
@@ -108,8 +135,9 @@ void take(const ReadRecord& record, Entries& entries)
 /** Reads the entries whose paths begin with any of the prefixes.
  *
  *  @return a DataAbstraction::ReadResult */
+template <typename Found>
 int readAll(const SegmentReader& mirror,
-            const std::vector<std::string>& prefixes, Entries& entries)
+            const std::vector<std::string>& prefixes, Found& entries)
 {
     ReadingBudget budget;
     const Coverage coverage =
@@ -143,8 +171,8 @@ int SelMirror::replace(const std::function<void(const Sink& put)>& tellAll)
     return useCache([&] {
         auto made = std::make_unique<Segment>(
             madeFolder(selMirrorFolder()) / mirrorFile, segmentCapacity());
-        tellAll([&made](const SELEntryProperties& entry) {
-            put(*made, entry);
+        tellAll([&made](uint64_t sequence, const SELEntryProperties& entry) {
+            put(*made, sequence, entry);
         });
         made->publish();
         segment = std::move(made);
@@ -152,11 +180,11 @@ int SelMirror::replace(const std::function<void(const Sink& put)>& tellAll)
     });
 }
 
-int SelMirror::add(const SELEntryProperties& entry,
+int SelMirror::add(uint64_t sequence, const SELEntryProperties& entry,
                    const std::vector<uint16_t>& removed)
 {
     return useCache([&] {
-        put(*segment, entry);
+        put(*segment, sequence, entry);
         for (const uint16_t recordId : removed)
         {
             if (recordId != entry.recordId)
@@ -165,6 +193,24 @@ int SelMirror::add(const SELEntryProperties& entry,
             }
         }
         return 0;
+    });
+}
+
+long readSelMirror(std::vector<SELEntryProperties>& entries)
+{
+    return useCache([&]() -> int {
+        const auto mirror = openMirror();
+        if (!mirror)
+        {
+            return DataAbstraction::readNoRecords;
+        }
+        EntriesInOrder found;
+        const int result = readAll(*mirror, {}, found);
+        for (auto& [sequence, entry] : found)
+        {
+            entries.push_back(std::move(entry));
+        }
+        return result;
     });
 }
 

@@ -27,8 +27,10 @@ class PLATFORM_API SelMirror
     SelMirror(const SelMirror&) = delete;
     SelMirror& operator=(const SelMirror&) = delete;
 
-    /** Takes one entry. */
-    using Sink = std::function<void(const SELEntryProperties& entry)>;
+    /** Takes one entry with its sequence number, which gives it its place in
+     *  the log: identifiers begin again with 1. */
+    using Sink =
+        std::function<void(uint64_t sequence, const SELEntryProperties& entry)>;
 
     /** Puts other entries in the place of all that are there, at once for
      *  readers.
@@ -42,11 +44,18 @@ class PLATFORM_API SelMirror
      *  @param[in] removed identifiers of the entries that go, as far as they
      *             are there
      *  @return 0, or the number of the failure; nothing is changed then */
-    int add(const SELEntryProperties& entry,
+    int add(uint64_t sequence, const SELEntryProperties& entry,
             const std::vector<uint16_t>& removed = {});
 
   private:
     std::unique_ptr<Segment> segment;
 };
+
+/** Reads the mirror.
+ *
+ *  @param[out] entries what it holds, in the order of the log; none without a
+ *              mirror
+ *  @return a DataAbstraction::ReadResult, or the number of the failure */
+PLATFORM_API long readSelMirror(std::vector<SELEntryProperties>& entries);
 
 } // namespace healthintf::host

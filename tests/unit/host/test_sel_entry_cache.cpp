@@ -87,7 +87,7 @@ int replaceBy(SelMirror& mirror, const Ids& ids,
     return mirror.replace([&](const SelMirror::Sink& put) {
         for (const uint16_t id : ids)
         {
-            put(entry(id, name));
+            put(id, entry(id, name));
         }
     });
 }
@@ -152,7 +152,7 @@ TEST_F(SelEntryCache, HasNoRecordsUntilTheFirstEntry)
     {
         EXPECT_EQ(query({prefix}, found), DataAbstraction::readNoRecords);
     }
-    ASSERT_EQ(mirror.add(entry(1)), 0);
+    ASSERT_EQ(mirror.add(7, entry(1)), 0);
     EXPECT_EQ(query({paths + "00002"}, found), DataAbstraction::readOk);
     EXPECT_TRUE(found.empty());
 }
@@ -212,9 +212,9 @@ TEST_F(SelEntryCache, AddsAndRemovesEntries)
 {
     SelMirror mirror;
     ASSERT_EQ(replaceBy(mirror, {1, 2}), 0);
-    EXPECT_EQ(mirror.add(entry(3), {1, 2, 1000}), 0);
+    EXPECT_EQ(mirror.add(7, entry(3), {1, 2, 1000}), 0);
     EXPECT_EQ(idsBy({}), Ids{3});
-    EXPECT_EQ(mirror.add(entry(4)), 0);
+    EXPECT_EQ(mirror.add(7, entry(4)), 0);
     EXPECT_EQ(idsBy({}), (Ids{3, 4}));
 }
 
@@ -223,15 +223,40 @@ TEST_F(SelEntryCache, UsesAnIdentifierAgain)
     SelMirror mirror;
     ASSERT_EQ(replaceBy(mirror, {1, 2}), 0);
     // The identifier of the one that goes is that of the one that comes.
-    EXPECT_EQ(mirror.add(entry(1, "again, with a longer name"), {1}), 0);
+    EXPECT_EQ(mirror.add(7, entry(1, "again, with a longer name"), {1}), 0);
     EXPECT_EQ(readOne(1), "again, with a longer name");
     EXPECT_EQ(idsBy({}), (Ids{1, 2}));
     for (int i = 0; i < 1000; ++i)
     {
         const std::string name = "round " + std::to_string(i);
-        ASSERT_EQ(mirror.add(entry(2, name)), 0);
+        ASSERT_EQ(mirror.add(7, entry(2, name)), 0);
         ASSERT_EQ(readOne(2), name);
     }
+}
+
+TEST_F(SelEntryCache, IsReadInTheOrderOfTheSequenceNumbers)
+{
+    // A log that is full and has wrapped: no identifier is free.
+    constexpr uint16_t identifiers = 65534;
+    constexpr uint64_t first = 1000;
+    SelMirror mirror;
+    ASSERT_EQ(mirror.replace([](const SelMirror::Sink& put) {
+        for (uint64_t each = first; each < first + identifiers; ++each)
+        {
+            put(each, entry(static_cast<uint16_t>(each % identifiers + 1)));
+        }
+    }),
+              0);
+    std::vector<SELEntryProperties> read;
+    EXPECT_EQ(readSelMirror(read), DataAbstraction::readOk);
+    ASSERT_EQ(read.size(), identifiers);
+    EXPECT_EQ(read.front().recordId, first + 1);
+    EXPECT_EQ(read.back().recordId, first);
+    ASSERT_EQ(mirror.add(first + identifiers, entry(first + 1)), 0);
+    read.clear();
+    readSelMirror(read);
+    EXPECT_EQ(read.front().recordId, first + 2);
+    EXPECT_EQ(read.back().recordId, first + 1);
 }
 
 TEST_F(SelEntryCache, OutlivesItsWriter)
@@ -268,15 +293,15 @@ TEST_F(SelEntryCache, IsReplacedAtOnceByAWriterThatStartsAgain)
     first.kill();
     SelMirror second;
     EXPECT_EQ(second.replace([](const SelMirror::Sink& put) {
-        put(entry(3, "second"));
+        put(2, entry(3, "second"));
         // Until all are there, readers find the old ones.
         EXPECT_EQ(idsBy({}), (Ids{1, 2}));
-        put(entry(4, "second"));
+        put(3, entry(4, "second"));
     }),
               0);
     EXPECT_EQ(idsBy({}), (Ids{3, 4}));
     EXPECT_EQ(readOne(1), "result 0, 0 entries");
-    EXPECT_EQ(second.add(entry(1, "second")), 0);
+    EXPECT_EQ(second.add(7, entry(1, "second")), 0);
     EXPECT_EQ(readOne(1), "second");
 }
 
@@ -345,7 +370,7 @@ TEST_F(SelEntryCache, TakesAWholeLogAndSaysWhenItIsFull)
                           return 2;
                       }
                       // The one that is there can still be changed.
-                      return kept.add(entry(801), {1}) == 0 &&
+                      return kept.add(7, entry(801), {1}) == 0 &&
                                      idsBy({}).size() == 800
                                  ? 0
                                  : 3;

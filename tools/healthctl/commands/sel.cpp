@@ -26,11 +26,11 @@ using Json = nlohmann::ordered_json;
 
 constexpr const char* entriesSchema = "healthctl.sel-entries/1";
 
-ReadEvent findEvent(uint16_t id)
+ReadEvent findEvent(const ReadLog& log, uint16_t id)
 {
-    std::vector<SELEntry_gen> entries = readLog();
-    const auto entry = std::ranges::find(entries, id, &SELEntry_gen::recordId);
-    if (entry == entries.end())
+    const auto entry =
+        std::ranges::find(log.entries, id, &SELEntry_gen::recordId);
+    if (entry == log.entries.end())
     {
         throw Error(ExitCode::nothingFound,
                     "the log has no entry " + std::to_string(id) +
@@ -58,11 +58,13 @@ void writeFields(const Context& context,
 
 ExitCode show(const Context& context, uint16_t id)
 {
-    const ReadEvent event = findEvent(id);
+    const ReadLog log = readLog();
+    const ReadEvent event = findEvent(log, id);
     if (context.json)
     {
         writeJson(context, entriesSchema,
-                  {{"entries", Json::array({jsonOf(event)})}});
+                  {{"source", log.source()},
+                   {"entries", Json::array({jsonOf(event)})}});
     }
     else
     {

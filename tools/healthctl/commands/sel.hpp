@@ -4,6 +4,9 @@
 
 #include "../command_line.hpp"
 
+#include <cstdint>
+#include <string>
+
 namespace healthintf::healthctl
 {
 
@@ -16,5 +19,14 @@ void addSel(CommandLine& commands);
 void addSelList(CommandLine& commands, CLI::App& sel);
 void addSelChanges(CommandLine& commands, CLI::App& sel);
 void addSelTransfer(CommandLine& commands, CLI::App& sel);
+
+/** Says behind a number of entries up to which one they go; nothing without
+ *  one.
+ *
+ *  @param[in] last its identifier, or 0 */
+inline std::string upTo(uint16_t last)
+{
+    return last == 0 ? "" : ", up to entry " + std::to_string(last);
+}
 
 } // namespace healthintf::healthctl

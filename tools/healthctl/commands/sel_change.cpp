@@ -21,6 +21,9 @@ namespace healthintf::healthctl
 namespace
 {
 
+/** The highest identifier that an entry can have. */
+constexpr int lastIdentifier = 65534;
+
 /** The options of "sel add". */
 struct Addition
 {
@@ -63,8 +66,16 @@ ExitCode add(const Context& context, const Addition& addition)
     return ExitCode::ok;
 }
 
+/** The options of "sel clear". */
+struct ClearOptions
+{
+    bool yes = false;
+    /** The identifier of the last entry that may go. */
+    std::optional<uint16_t> upTo;
+};
+
 /** Whether the operator wants the log emptied. */
-bool confirmed(const Context& context, LogService& log)
+bool confirmed(const Context& context, const LogInfo& log)
 {
     if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0)
     {
@@ -72,8 +83,8 @@ bool confirmed(const Context& context, LogService& log)
                     "nobody can be asked whether to remove all entries; say "
                     "so with --yes");
     }
-    context.out << "Remove all " << log.info().entries
-                << " entries of the log? [y/N] " << std::flush;
+    context.out << "Remove all " << log.entries << " entries of the log"
+                << upTo(log.lastEntry) << "? [y/N] " << std::flush;
     std::string answer;
     if (!std::getline(std::cin, answer))
     {
@@ -83,23 +94,33 @@ bool confirmed(const Context& context, LogService& log)
     return answer == "y" || answer == "Y" || answer == "yes";
 }
 
-ExitCode clear(const Context& context, bool yes)
+ExitCode clear(const Context& context, const ClearOptions& options)
 {
     LogService log;
-    if (!yes && !confirmed(context, log))
+    std::optional<uint16_t> last = options.upTo;
+    std::optional<uint64_t> generation;
+    if (!options.yes)
     {
-        context.out << "Nothing was removed.\n";
-        return ExitCode::nothingFound;
+        // What comes while the operator thinks is not what was asked about.
+        const LogInfo info = log.info();
+        last = options.upTo.value_or(info.lastEntry);
+        generation = info.generation;
+        if (!confirmed(context, info))
+        {
+            context.out << "Nothing was removed.\n";
+            return ExitCode::nothingFound;
+        }
     }
-    const uint32_t erased = log.clear();
+    const auto [erased, end] = log.clear(last, generation);
     if (context.json)
     {
-        writeJson(context, "healthctl.sel-clear/1", {{"erased", erased}});
+        writeJson(context, "healthctl.sel-clear/1",
+                  {{"erased", erased}, {"upTo", end}});
     }
     else
     {
         context.out << erased << (erased == 1 ? " entry" : " entries")
-                    << " removed\n";
+                    << " removed" << upTo(end) << '\n';
     }
     return ExitCode::ok;
 }
@@ -140,22 +161,30 @@ void addAdd(CommandLine& commands, CLI::App& sel)
 
 void addClear(CommandLine& commands, CLI::App& sel)
 {
-    const auto yes = std::make_shared<bool>(false);
-    commands
-        .add(sel,
-             {.name = "clear",
-              .summary = "Removes all entries.",
-              .more = "Asks before, on a terminal. Faults stay: what they "
-                      "tell of is still so.\n"
-                      "\n"
-                      "Examples:\n"
-                      "  healthctl sel clear\n"
-                      "  healthctl sel export backup.raw && "
-                      "healthctl sel clear --yes"},
-             [yes](const Context& context) {
-                 return clear(context, *yes);
-             })
-        .add_flag("--yes", *yes, "Do not ask");
+    const auto options = std::make_shared<ClearOptions>();
+    CLI::App& command = commands.add(
+        sel,
+        {.name = "clear",
+         .summary = "Removes all entries.",
+         .more = "Asks before, on a terminal. Faults stay: what they "
+                 "tell of is still so.\n"
+                 "Nothing is removed when the log has grown past what was "
+                 "asked about, or past\n"
+                 "entry N of --up-to, which \"sel export\" says.\n"
+                 "\n"
+                 "Examples:\n"
+                 "  healthctl sel clear\n"
+                 "  healthctl sel export backup.raw\n"
+                 "  healthctl sel clear --yes --up-to 336"},
+        [options](const Context& context) {
+            return clear(context, *options);
+        });
+    command.add_flag("--yes", options->yes, "Do not ask");
+    command
+        .add_option("--up-to", options->upTo,
+                    "Only if this is the last entry; 0 if there is none")
+        ->check(CLI::Range(0, lastIdentifier))
+        ->type_name("N");
 }
 
 } // namespace

@@ -114,8 +114,9 @@ void writeTable(const Context& context, const std::vector<ReadEvent>& events)
 ExitCode list(const Context& context, const ListOptions& options)
 {
     const SelFilter filter = filterOf(options);
+    const ReadLog log = readLog();
     const std::vector<ReadEvent> events =
-        filtered(described(readLog()), filter);
+        filtered(described(log.entries), filter);
     if (context.json)
     {
         nlohmann::ordered_json entries = nlohmann::ordered_json::array();
@@ -123,7 +124,8 @@ ExitCode list(const Context& context, const ListOptions& options)
         {
             entries.push_back(jsonOf(event));
         }
-        writeJson(context, "healthctl.sel-entries/1", {{"entries", entries}});
+        writeJson(context, "healthctl.sel-entries/1",
+                  {{"source", log.source()}, {"entries", entries}});
     }
     else
     {

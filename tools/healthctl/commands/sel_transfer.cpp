@@ -27,8 +27,9 @@ ExitCode exportTo(const Context& context, const std::string& file)
                     "records and JSON cannot both go to standard output; name "
                     "a file");
     }
+    const ReadLog log = readLog();
     std::vector<RawRecord> records;
-    for (const SELEntry_gen& entry : readLog())
+    for (const SELEntry_gen& entry : log.entries)
     {
         records.push_back(entry.record());
     }
@@ -36,11 +37,15 @@ ExitCode exportTo(const Context& context, const std::string& file)
     if (context.json)
     {
         writeJson(context, "healthctl.sel-export/1",
-                  {{"file", file}, {"exported", records.size()}});
+                  {{"file", file},
+                   {"exported", records.size()},
+                   {"upTo", log.last()},
+                   {"source", log.source()}});
     }
     else if (!intoOutput)
     {
-        context.out << records.size() << " exported\n";
+        context.out << records.size() << " exported" << upTo(log.last())
+                    << '\n';
     }
     return ExitCode::ok;
 }
@@ -87,6 +92,9 @@ void addSelTransfer(CommandLine& commands, CLI::App& sel)
                          "another: what\n"
                          "\"ipmitool sel writeraw\" writes and \"ipmitool sel "
                          "readraw\" reads.\n"
+                         "\n"
+                         "Says up to which entry the log went, which \"sel "
+                         "clear --up-to\" takes.\n"
                          "\n"
                          "Examples:\n"
                          "  healthctl sel export log.raw\n"

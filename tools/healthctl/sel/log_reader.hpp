@@ -4,20 +4,41 @@
 
 #include <platform/data_abstraction/sel.hpp>
 
+#include <cstdint>
 #include <vector>
 
 namespace healthintf::healthctl
 {
 
-/** Puts entries that are sorted by identifier into the order in which they were
- *  stored: the identifiers of a log that has wrapped begin again with 1. */
-std::vector<SELEntry_gen> inLogOrder(std::vector<SELEntry_gen> entries);
+/** What was read of the log. */
+struct ReadLog
+{
+    /** The oldest first. */
+    std::vector<SELEntry_gen> entries;
+    /** Whether they are of the log's mirror in the data cache, which may lack
+     *  changes, and not of the log. */
+    bool mirror = false;
 
-/** Reads the log, the oldest entry first: from the data cache, which costs no
- *  call, or from the log manager when there is nothing, since it may not have
- *  started yet.
+    /** The identifier of the last entry; 0 without one. */
+    uint16_t last() const
+    {
+        return entries.empty() ? uint16_t{0} : entries.back().recordId();
+    }
+
+    /** The word for where they are from. */
+    const char* source() const
+    {
+        return mirror ? "mirror" : "log";
+    }
+};
+
+/** Reads the log from the log manager, or its mirror when there is no log
+ *  manager, which is said on standard error.
  *
- *  @throws Error when neither has it */
-std::vector<SELEntry_gen> readLog();
+ *  @throws Error when neither has entries */
+ReadLog readLog();
+
+/** Reads the mirror; no entries when it is not to be had. */
+std::vector<SELEntry_gen> readMirror();
 
 } // namespace healthintf::healthctl

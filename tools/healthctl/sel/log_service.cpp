@@ -20,17 +20,20 @@ namespace
 using host::checkBus;
 using host::MessagePtr;
 
-/** What ListEntries calls the first entry, and what it answers behind the
- *  last one. */
-constexpr uint16_t firstEntry = 0;
-constexpr uint16_t noEntry = 0xFFFF;
+/** How often the log is read anew when it changes meanwhile. */
+constexpr int mostReadings = 10;
 
-constexpr const char* clearMethod = "Clear";
+/** What was to be read next is gone, or the log is another. */
+class LogChanged : public Error
+{
+  public:
+    using Error::Error;
+};
 
 /** Who may call a method of the log manager, for somebody who may not. */
 std::string whoMayCall(std::string_view member)
 {
-    if (member == clearMethod)
+    if (member == host::clearUpTo)
     {
         return "root or as a member of the group healthintf-operators";
     }
@@ -67,6 +70,14 @@ std::string whoMayCall(std::string_view member)
     {
         throw Error(ExitCode::unavailable,
                     "there is no log manager; start logmgr");
+    }
+    if (name == host::selGrown)
+    {
+        throw Error(ExitCode::failed, text + "; export it anew");
+    }
+    if (name == host::selOldGeneration || name == host::selNoSuchEntry)
+    {
+        throw LogChanged(ExitCode::failed, text + "; try again");
     }
     if (name.starts_with("com.vexa.olvar.logmgr."))
     {
@@ -165,6 +176,16 @@ void takeProperty(sd_bus_message* message, LogInfo& info)
     {
         number(info.lastErase);
     }
+    else if (property == "Generation")
+    {
+        checkBus("property",
+                 sd_bus_message_read(message, "v", "t", &info.generation));
+    }
+    else if (property == "LastEntry")
+    {
+        checkBus("property",
+                 sd_bus_message_read(message, "v", "q", &info.lastEntry));
+    }
     else if (property == "Overflow")
     {
         int overflow = 0;
@@ -219,10 +240,13 @@ SELEntry_gen entryIn(sd_bus_message* message)
 
 /** Adds the entries of a page.
  *
- *  @return the identifier of the one behind them */
-uint16_t addPage(sd_bus_message* message, std::vector<SELEntry_gen>& entries)
+ *  @param[out] generation the log's
+ *  @return the sequence number of the one behind them */
+uint64_t addPage(sd_bus_message* message, uint64_t& generation,
+                 std::vector<SELEntry_gen>& entries)
 {
     constexpr const char* entry = "qu(ssyy)ay";
+    checkBus("generation", sd_bus_message_read(message, "t", &generation));
     checkBus("entries",
              sd_bus_message_enter_container(message, 'a', "(qu(ssyy)ay)"));
     while (sd_bus_message_enter_container(message, 'r', entry) > 0)
@@ -231,8 +255,8 @@ uint16_t addPage(sd_bus_message* message, std::vector<SELEntry_gen>& entries)
         checkBus("entries", sd_bus_message_exit_container(message));
     }
     checkBus("entries", sd_bus_message_exit_container(message));
-    uint16_t next = noEntry;
-    checkBus("entries", sd_bus_message_read(message, "q", &next));
+    uint64_t next = host::noSelSequence;
+    checkBus("entries", sd_bus_message_read(message, "t", &next));
     return next;
 }
 
@@ -270,9 +294,22 @@ uint32_t LogService::add(const SELInterface::SensorInfo& sensor,
     return numberIn(reply(bus, call));
 }
 
-uint32_t LogService::clear()
+Clearing LogService::clear(const std::optional<uint16_t>& last,
+                           const std::optional<uint64_t>& generation)
 {
-    return numberIn(reply(bus, newCall(bus, names::selInterface, clearMethod)));
+    const MessagePtr call = newCall(bus, names::selInterface, host::clearUpTo);
+    checkBus("sd_bus_message_append",
+             sd_bus_message_append(call.get(), "tq",
+                                   generation.value_or(host::anySelGeneration),
+                                   last.value_or(host::anyLastSelEntry)));
+    const MessagePtr answer = reply(bus, call);
+    return understood([&] {
+        Clearing clearing;
+        checkBus("numbers",
+                 sd_bus_message_read(answer.get(), "uq", &clearing.erased,
+                                     &clearing.last));
+        return clearing;
+    });
 }
 
 LogInfo LogService::info()
@@ -289,19 +326,39 @@ LogInfo LogService::info()
 
 std::vector<SELEntry_gen> LogService::entries()
 {
+    for (int reading = 1;; ++reading)
+    {
+        try
+        {
+            return readEntries();
+        }
+        catch (const LogChanged&)
+        {
+            if (reading == mostReadings)
+            {
+                throw;
+            }
+        }
+    }
+}
+
+std::vector<SELEntry_gen> LogService::readEntries()
+{
     std::vector<SELEntry_gen> entries;
-    for (uint16_t next = firstEntry; next != noEntry;)
+    uint64_t generation = host::anySelGeneration;
+    for (uint64_t next = 0; next != host::noSelSequence;)
     {
         const MessagePtr call =
-            newCall(bus, names::selInterface, "ListEntries");
-        checkBus("sd_bus_message_append",
-                 sd_bus_message_append(call.get(), "qu", next, 0U));
+            newCall(bus, names::selInterface, host::listLog);
+        checkBus(
+            "sd_bus_message_append",
+            sd_bus_message_append(call.get(), "ttu", generation, next, 0U));
         const std::size_t before = entries.size();
         const MessagePtr page = reply(bus, call);
         next = understood([&] {
-            return addPage(page.get(), entries);
+            return addPage(page.get(), generation, entries);
         });
-        if (next != noEntry && entries.size() == before)
+        if (next != host::noSelSequence && entries.size() == before)
         {
             throw Error(ExitCode::failed, "the log manager says that there is "
                                           "more and sends nothing; restart "

@@ -29,6 +29,18 @@ struct LogInfo
     /** Seconds since the epoch; 0 for never. */
     uint32_t lastAddition = 0;
     uint32_t lastErase = 0;
+    /** Changes when the log is cleared or begun anew. */
+    uint64_t generation = 0;
+    /** The identifier of the last entry; 0 without one. */
+    uint16_t lastEntry = 0;
+};
+
+/** What clearing the log has removed. */
+struct Clearing
+{
+    uint32_t erased = 0;
+    /** The identifier of the last entry that went; 0 when there was none. */
+    uint16_t last = 0;
 };
 
 class LogService
@@ -48,21 +60,29 @@ class LogService
                  const RawRecord& record,
                  const std::optional<uint32_t>& time = std::nullopt);
 
-    /** Removes all entries.
+    /** Removes all entries, if the log is what somebody knows of it.
      *
-     *  @return how many there were
-     *  @throws Error */
-    uint32_t clear();
+     *  @param[in] last the identifier of its last entry, 0 for none; nothing
+     *             when it does not matter
+     *  @param[in] generation as LogInfo has it; nothing when it does not
+     *             matter
+     *  @throws Error; when the log is another or has grown, nothing was
+     *          removed */
+    Clearing clear(const std::optional<uint16_t>& last,
+                   const std::optional<uint64_t>& generation);
 
     /** @throws Error */
     LogInfo info();
 
-    /** All entries, the oldest first.
+    /** All entries, the oldest first. When the log is cleared meanwhile, or
+     *  drops what was to be read next, that begins anew.
      *
      *  @throws Error */
     std::vector<SELEntry_gen> entries();
 
   private:
+    std::vector<SELEntry_gen> readEntries();
+
     host::BusPtr bus;
 };
 

@@ -78,7 +78,8 @@ TEST_F(Log, GivesARecordItsIdentifierAndItsTime)
 {
     open();
     add(1);
-    const auto [entry, dropped] = log->add(sampleEvent());
+    const auto [entry, dropped, sequence] = log->add(sampleEvent());
+    EXPECT_EQ(sequence, 1U);
     EXPECT_EQ(entry.recordId, 2);
     EXPECT_EQ(entry.timestamp, time);
     EXPECT_EQ(entry.sensor.name, "Fan 7");
@@ -340,6 +341,72 @@ TEST_F(Log, RefusesWhatCannotBeStoredAndGoesOn)
         add(1);
         return told && same && ids() == std::vector<uint16_t>{1} ? 0 : 1;
     });
+}
+
+TEST_F(Log, IsListedBySequenceNumbersThatAreNotGivenAgain)
+{
+    open(identifiers, Overflow::wrap);
+    store->append(nextEntry(*store), 0, {});
+    const Page page = log->listFrom(anyGeneration, 0, 1);
+    EXPECT_EQ(page.entries.size(), 1U);
+    EXPECT_EQ(page.nextSequence, noSequence);
+    add(4);
+    EXPECT_EQ(log->listFrom(log->generation(), 2, 2).entries.front().recordId,
+              3);
+    EXPECT_EQ(log->listFrom(log->generation(), 2, 2).nextSequence, 4U);
+    store->append(nextEntry(*store), 3, {});
+    EXPECT_EQ(log->listFrom(anyGeneration, 0, 0).entries.front().recordId, 4);
+    const auto refused = [this](uint64_t first) {
+        return refusalOf([&] {
+                   log->listFrom(anyGeneration, first, 0);
+               })
+            .first;
+    };
+    EXPECT_EQ(refused(2), Kind::noSuchEntry) << "it was dropped";
+    EXPECT_EQ(refused(6), Kind::noSuchEntry);
+    EXPECT_EQ(refused(3), std::nullopt);
+}
+
+TEST_F(Log, IsAnotherWhenItIsCleared)
+{
+    open();
+    add(3);
+    const uint64_t before = log->generation();
+    EXPECT_NE(before, anyGeneration);
+    open();
+    EXPECT_EQ(log->generation(), before);
+    log->clear();
+    add(3);
+    EXPECT_NE(log->generation(), before);
+    EXPECT_EQ(refusalOf([&] {
+                  log->listFrom(before, 1, 0);
+              }),
+              std::pair(std::optional(Kind::oldGeneration),
+                        std::string("the log was cleared or begun anew "
+                                    "since")));
+}
+
+TEST_F(Log, IsClearedOnlyUpToTheEntryThatIsNamed)
+{
+    open();
+    add(3);
+    EXPECT_EQ(log->lastIdentifier(), 3);
+    const auto refused = [this](uint64_t generation, uint16_t last) {
+        return refusalOf([&] {
+                   log->clearUpTo(generation, last);
+               })
+            .first;
+    };
+    EXPECT_EQ(refused(anyGeneration, 2), Kind::grown);
+    EXPECT_EQ(refused(anyGeneration, 0), Kind::grown);
+    EXPECT_EQ(refused(log->generation() + 1, 3), Kind::oldGeneration);
+    EXPECT_EQ(log->entries(), 3U);
+    EXPECT_EQ(log->clearUpTo(log->generation(), 3), 3U);
+    EXPECT_EQ(log->lastIdentifier(), 0);
+    EXPECT_EQ(refused(anyGeneration, 3), Kind::grown);
+    EXPECT_EQ(log->clearUpTo(anyGeneration, 0), 0U);
+    add(2);
+    EXPECT_EQ(log->clearUpTo(anyGeneration, lastEntry), 2U);
 }
 
 } // namespace

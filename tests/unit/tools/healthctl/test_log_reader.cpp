@@ -1,10 +1,15 @@
+#include "cache_test.hpp"
 #include "read_events.hpp"
 
+#include <data_cache/sel_entry_cache.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sel/log_reader.hpp>
 
+#include <cstdlib>
 #include <vector>
+
+#include <error.hpp>
 
 namespace healthintf::healthctl
 {
@@ -12,40 +17,49 @@ namespace
 {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::HasSubstr;
 
-std::vector<uint16_t> inOrder(const std::vector<uint16_t>& ids)
+/** Reads where there is no bus, and so no log manager. */
+class LogReader : public test::CacheTest
 {
-    std::vector<SELEntry_gen> entries;
-    for (const uint16_t id : ids)
+  protected:
+    LogReader()
     {
-        entries.push_back(entryOf(recordOfEvent(id, 1, 0x04)));
+        setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere", 1);
     }
-    std::vector<uint16_t> ordered;
-    for (const SELEntry_gen& entry : inLogOrder(entries))
+};
+
+TEST_F(LogReader, SaysThatItReadTheMirrorWhereThereIsNoLogManager)
+{
+    host::SelMirror mirror;
+    mirror.replace([](const host::SelMirror::Sink& put) {
+        for (const uint16_t id : {65533, 65534, 1, 2})
+        {
+            SELEntryProperties entry;
+            entry.recordId = id;
+            put(id < 3 ? 65533 + id : id - 1, entry);
+        }
+    });
+    testing::internal::CaptureStderr();
+    const ReadLog log = readLog();
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("what follows is the mirror of the log"));
+    EXPECT_TRUE(log.mirror);
+    EXPECT_STREQ(log.source(), "mirror");
+    EXPECT_EQ(log.last(), 2);
+    std::vector<uint16_t> ids;
+    for (const SELEntry_gen& entry : log.entries)
     {
-        ordered.push_back(entry.recordId());
+        ids.push_back(entry.recordId());
     }
-    return ordered;
+    EXPECT_THAT(ids, ElementsAre(65533, 65534, 1, 2));
 }
 
-TEST(LogReader, KeepsTheOrderOfALogThatHasNotWrapped)
+TEST_F(LogReader, FailsWhereThereIsNeither)
 {
-    EXPECT_THAT(inOrder({}), IsEmpty());
-    EXPECT_THAT(inOrder({1, 2, 3}), ElementsAre(1, 2, 3));
-    EXPECT_THAT(inOrder({65533, 65534}), ElementsAre(65533, 65534));
-}
-
-TEST(LogReader, BeginsWithTheOldestOfALogThatHasWrapped)
-{
-    EXPECT_THAT(inOrder({1, 2, 65533, 65534}), ElementsAre(65533, 65534, 1, 2));
-    EXPECT_THAT(inOrder({1, 65534}), ElementsAre(65534, 1));
-}
-
-TEST(LogReader, IsNotMisledByAnEntryThatIsMissing)
-{
-    EXPECT_THAT(inOrder({1, 3, 65530, 65532, 65534}),
-                ElementsAre(65530, 65532, 65534, 1, 3));
+    EXPECT_THROW(readLog(), Error);
+    EXPECT_TRUE(readMirror().empty());
+    EXPECT_EQ(ReadLog().last(), 0);
 }
 
 } // namespace
