@@ -46,6 +46,9 @@ int serve(const logmgr::Config& config)
     logmgr::ListAnswers lists(loop, connection, events);
     const logmgr::SelObject object(connection, events, mirror, lists);
     connection.requestName(names::logManagerService);
+    // Not before: the mirror is that of the log manager who has the name. Calls
+    // are answered when it is made.
+    mirror.renew();
     services::SelfCall selfCall(connection);
     const services::Supervision supervision(loop, [&selfCall] {
         return selfCall.isAnswered();

@@ -8,9 +8,7 @@ namespace healthintf::logmgr
 namespace log = services::log;
 
 Mirror::Mirror(const EventLog& log) : events(log)
-{
-    renew();
-}
+{}
 
 void Mirror::follow(const EventLog::Addition& addition)
 {
@@ -33,14 +31,14 @@ void Mirror::renew()
 
 void Mirror::note(int result)
 {
-    const bool failed = result != 0;
-    if (failed && !behind)
+    behind = result != 0;
+    if (behind && !failing)
     {
         SERVICE_LOG(log::error,
                     "%s.%d.%s: the data cache lacks the last change of the "
                     "log until a later one is mirrored");
     }
-    behind = failed;
+    failing = behind;
 }
 
 } // namespace healthintf::logmgr

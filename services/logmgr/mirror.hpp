@@ -13,7 +13,7 @@ namespace healthintf::logmgr
 class Mirror
 {
   public:
-    /** Puts the whole log in the place of whatever is there.
+    /** Leaves whatever is there until renew().
      *
      *  @param[in] log must outlive this object */
     explicit Mirror(const EventLog& log);
@@ -21,7 +21,8 @@ class Mirror
     /** Follows an addition that the log has made. */
     void follow(const EventLog::Addition& addition);
 
-    /** Follows any change. */
+    /** Follows any change: puts the whole log in the place of whatever is
+     *  there. */
     void renew();
 
   private:
@@ -29,7 +30,9 @@ class Mirror
 
     const EventLog& events;
     host::SelMirror mirror;
-    bool behind = false;
+    /** Whether only renew() makes the mirror whole. */
+    bool behind = true;
+    bool failing = false;
 };
 
 } // namespace healthintf::logmgr

@@ -77,6 +77,8 @@ class LogClient : public BusClient
         waitUntil("log manager", [this] {
             return !ownerOf(logService).empty();
         });
+        // It answers when the mirror is made, which comes after the name.
+        call(logService, logPath, "org.freedesktop.DBus.Peer", "Ping", "");
     }
 
     /** A call to add a record. */

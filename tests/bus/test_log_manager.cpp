@@ -319,6 +319,18 @@ TEST_F(LogManager, EndsWhenTheNameIsTaken)
                 HasSubstr("logmgr: com.vexa.olvar.logmgr: File exists"));
 }
 
+TEST_F(LogManager, LeavesTheMirrorOfTheOneThatHasTheName)
+{
+    const Process running = client.start();
+    add(3);
+    Process second({LOGMGR}, {"HEALTHINTF_STATE_DIR=" +
+                              (bus.folder().path() / "other").string()});
+    EXPECT_EQ(second.wait(), 1);
+    EXPECT_THAT(recordedEvents(), ElementsAre(1, 2, 3));
+    add(1);
+    EXPECT_THAT(recordedEvents(), ElementsAre(1, 2, 3, 4));
+}
+
 TEST_F(LogManager, EndsCleanlyOnASignal)
 {
     for (const int signal : {SIGTERM, SIGINT})
