@@ -2,6 +2,7 @@
 
 #include "../error.hpp"
 #include "log_service.hpp"
+#include "whole_file.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,15 +11,15 @@
 #include <iostream>
 #include <iterator>
 #include <stdexcept>
+#include <system_error>
 
 namespace healthintf::healthctl
 {
 namespace
 {
 
-[[noreturn]] void failOn(const std::string& file, const char* what)
+[[noreturn]] void failOn(const std::string& file, const char* what, int code)
 {
-    const int code = errno;
     throw Error(code == EACCES || code == EPERM ? ExitCode::notPermitted
                                                 : ExitCode::failed,
                 std::string("unable to ") + what + " " + file + ": " +
@@ -33,7 +34,7 @@ std::string contentOf(const std::string& file)
         stream.open(file, std::ios::binary);
         if (!stream)
         {
-            failOn(file, "read");
+            failOn(file, "read", errno);
         }
     }
     std::istream& source = file == standardStream ? std::cin : stream;
@@ -44,7 +45,7 @@ std::string contentOf(const std::string& file)
     catch (const std::ios_base::failure&)
     {
         // A folder can be opened, and not be read.
-        failOn(file, "read");
+        failOn(file, "read", errno);
     }
 }
 
@@ -74,12 +75,13 @@ void writeRecords(const std::vector<RawRecord>& records,
         out << content;
         return;
     }
-    std::ofstream stream(file, std::ios::binary | std::ios::trunc);
-    stream << content;
-    stream.close();
-    if (!stream)
+    try
     {
-        failOn(file, "write");
+        writeWholeFile(file, content);
+    }
+    catch (const std::system_error& e)
+    {
+        failOn(file, "write", e.code().value());
     }
 }
 

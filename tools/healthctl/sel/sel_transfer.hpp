@@ -17,10 +17,10 @@ class LogService;
 /** The name that stands for standard input or output. */
 inline constexpr const char* standardStream = "-";
 
-/** Writes records to a file, in the place of what it held.
+/** Writes records to a file, in the place of what it held, for good.
  *
  *  @param[in] out where they go to instead of a file named "-"
- *  @throws Error when they cannot be written */
+ *  @throws Error when they cannot be written; the file is as it was then */
 void writeRecords(const std::vector<RawRecord>& records,
                   const std::string& file, std::ostream& out);
 

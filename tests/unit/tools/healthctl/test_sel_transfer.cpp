@@ -1,10 +1,14 @@
+#include "file_content.hpp"
 #include "read_events.hpp"
+#include "small_filesystem.hpp"
 #include "temporary_folder.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sel/sel_transfer.hpp>
 
+#include <filesystem>
+#include <iterator>
 #include <sstream>
 
 #include <error.hpp>
@@ -14,6 +18,7 @@ namespace healthintf::healthctl
 namespace
 {
 
+namespace fs = std::filesystem;
 using testing::AllOf;
 using testing::HasSubstr;
 
@@ -52,6 +57,28 @@ TEST_F(SelTransfer, WritesInThePlaceOfWhatWasThere)
     const std::string file = folder.write("log", std::string(100, 'x'));
     writeRecords({}, file, out);
     EXPECT_TRUE(readRecords(file).empty());
+}
+
+TEST_F(SelTransfer, LeavesWhatWasThereWhenItCannotBeWritten)
+{
+    test::expectOnSmallFilesystem(folder.path(), "size=64k", [this] {
+        const std::string before = contentOf(records);
+        const std::string file = folder.write("log", before);
+        folder.write("filler", std::string(1 << 20, 'x'));
+        try
+        {
+            writeRecords(std::vector<RawRecord>(10000), file, out);
+            return 1;
+        }
+        catch (const Error& e)
+        {
+            const fs::directory_iterator files(folder.path());
+            const bool alone = std::distance(begin(files), end(files)) == 2;
+            const bool said = std::string(e.what()).find("No space left") !=
+                              std::string::npos;
+            return alone && said && test::contentOf(file) == before ? 0 : 2;
+        }
+    });
 }
 
 TEST_F(SelTransfer, WritesToTheOutputForADash)

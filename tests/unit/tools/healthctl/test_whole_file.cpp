@@ -1,0 +1,72 @@
+#include "file_content.hpp"
+#include "temporary_folder.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sel/whole_file.hpp>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <system_error>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+namespace fs = std::filesystem;
+
+class WholeFile : public testing::Test
+{
+  protected:
+    std::size_t files() const
+    {
+        const fs::directory_iterator all(folder.path());
+        return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+    }
+
+    test::TemporaryFolder folder;
+    const fs::path file = folder.path() / "file";
+};
+
+TEST_F(WholeFile, IsMadeWhereThereIsNone)
+{
+    writeWholeFile(file, "content");
+    EXPECT_EQ(test::contentOf(file), "content");
+    EXPECT_EQ(files(), 1U);
+}
+
+TEST_F(WholeFile, TakesThePlaceOfAnotherAtOnce)
+{
+    folder.write("file", "before");
+    constexpr auto mode = fs::perms::owner_read | fs::perms::owner_write;
+    fs::permissions(file, mode);
+    const std::ifstream reader(file);
+    const fs::path link = folder.path() / "link";
+    fs::create_symlink(file, link);
+    writeWholeFile(link, "after");
+    EXPECT_EQ((std::ostringstream() << reader.rdbuf()).str(), "before");
+    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_EQ(test::contentOf(file), "after");
+    EXPECT_EQ(fs::status(file).permissions(), mode);
+    EXPECT_EQ(files(), 2U);
+}
+
+TEST_F(WholeFile, IsWrittenIntoWhatIsNoPlainFile)
+{
+    writeWholeFile("/dev/null", "content");
+    EXPECT_TRUE(fs::is_character_file("/dev/null"));
+}
+
+TEST_F(WholeFile, LeavesNothingWhereItCannotBe)
+{
+    fs::create_directory(file);
+    EXPECT_THROW(writeWholeFile(file, "content"), std::system_error);
+    EXPECT_THROW(writeWholeFile(folder.path() / "no" / "file", "content"),
+                 std::system_error);
+    EXPECT_EQ(files(), 1U);
+}
+
+} // namespace
+} // namespace healthintf::healthctl
