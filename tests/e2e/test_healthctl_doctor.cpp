@@ -189,6 +189,24 @@ TEST_F(HealthctlDoctor, FindsNothingOfADeadDaemon)
                       Not(HasSubstr("/rack"))));
 }
 
+TEST_F(HealthctlDoctor, FindsAMirrorThatIsBehindTheLog)
+{
+    const Process logmgr = client.start();
+    client.add(recordOf(1));
+    EXPECT_EQ(findings(1).at("log.mirror")["grade"], "ok");
+    const std::filesystem::path mirror =
+        bus.folder().path() / "run" / "sel" / "log";
+    const std::filesystem::path old = bus.folder().path() / "old";
+    std::filesystem::copy_file(mirror, old);
+    client.add(recordOf(2));
+    std::filesystem::rename(old, mirror);
+    const json found = findings(1).at("log.mirror");
+    EXPECT_EQ(found["grade"], "problem");
+    EXPECT_THAT(std::string(found["text"]),
+                HasSubstr("the log has 2 entries and its mirror in the data "
+                          "cache 1; 1 of the log"));
+}
+
 TEST_F(HealthctlDoctor, FindsAMissingParent)
 {
     const Component fan(root + "/rack/fan", 2);

@@ -2,6 +2,7 @@
 
 #include "bus_probe.hpp"
 #include "host_probe.hpp"
+#include "log_probe.hpp"
 #include "match_limit.hpp"
 #include "process_probe.hpp"
 
@@ -58,6 +59,19 @@ Findings examineBus(const BusProbe& bus,
     return findings;
 }
 
+/** Compares the log with its mirror, if the log manager answers. */
+Findings examineLog(const std::vector<ServiceState>& services)
+{
+    for (const ServiceState& service : services)
+    {
+        if (service.program == "logmgr" && service.pid != 0 && service.answers)
+        {
+            return {findingOf(compareLogWithMirror())};
+        }
+    }
+    return {};
+}
+
 Findings examineHost(uid_t logManager)
 {
     const CacheState cache = probeCache();
@@ -91,6 +105,7 @@ Findings examine()
         append(findings, examineBus(bus, services));
     }
     append(findings, examineHost(userOfLogManager(services)));
+    append(findings, examineLog(services));
     return findings;
 }
 

@@ -1,0 +1,49 @@
+#include <doctor/log_findings.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+using testing::HasSubstr;
+
+Finding findingFor(std::size_t entries, std::size_t mirrored,
+                   std::size_t different)
+{
+    return findingOf(LogComparison{.failure = "",
+                                   .entries = entries,
+                                   .mirrored = mirrored,
+                                   .different = different});
+}
+
+TEST(LogFindings, AreFineWhenTheMirrorHasWhatTheLogHas)
+{
+    EXPECT_EQ(findingFor(3, 3, 0).grade, Grade::ok);
+    EXPECT_EQ(findingFor(0, 0, 0).grade, Grade::ok);
+    EXPECT_EQ(findingFor(3, 3, 0).remedy, "");
+}
+
+TEST(LogFindings, TellOfAMirrorThatIsOtherwise)
+{
+    EXPECT_EQ(findingFor(3, 3, 1).grade, Grade::problem);
+    EXPECT_EQ(findingFor(0, 1, 0).grade, Grade::problem);
+    const Finding behind = findingFor(3003, 2667, 336);
+    EXPECT_EQ(behind.check, "log.mirror");
+    EXPECT_EQ(behind.text,
+              "the log has 3003 entries and its mirror in the data cache 2667; "
+              "336 of the log are missing there or others");
+    EXPECT_THAT(behind.remedy, HasSubstr("HEALTHINTF_RUNTIME_DIR"));
+}
+
+TEST(LogFindings, WarnWhenTheyCouldNotBeCompared)
+{
+    const Finding finding = findingOf(LogComparison{
+        .failure = "no log", .entries = 0, .mirrored = 0, .different = 0});
+    EXPECT_EQ(finding.grade, Grade::warning);
+    EXPECT_THAT(finding.text, HasSubstr("no log"));
+}
+
+} // namespace
+} // namespace healthintf::healthctl

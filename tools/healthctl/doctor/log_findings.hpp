@@ -1,0 +1,27 @@
+#pragma once
+
+/** @file What the doctor makes of the log and its mirror. */
+
+#include "finding.hpp"
+
+#include <cstddef>
+#include <string>
+
+namespace healthintf::healthctl
+{
+
+/** The log beside its mirror in the data cache. */
+struct LogComparison
+{
+    /** Why they could not be compared; empty when they could. */
+    std::string failure;
+    std::size_t entries = 0;
+    std::size_t mirrored = 0;
+    /** How many entries of the log stand otherwise, or not at all, in their
+     *  places of the mirror. */
+    std::size_t different = 0;
+};
+
+Finding findingOf(const LogComparison& comparison);
+
+} // namespace healthintf::healthctl

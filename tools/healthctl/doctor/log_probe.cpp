@@ -1,0 +1,91 @@
+#include "log_probe.hpp"
+
+#include "../error.hpp"
+#include "../sel/log_service.hpp"
+
+#include <data_cache/sel_entry_cache.hpp>
+#include <data_cache/sel_entry_codec.hpp>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+/** How often both are read while the log changes. */
+constexpr int mostReadings = 5;
+
+std::string bytesOf(const SELEntry_gen& entry)
+{
+    return host::encodeSelEntry({.recordId = entry.recordId(),
+                                 .timestamp = entry.timestamp(),
+                                 .sensor = entry.sensor(),
+                                 .record = entry.record()});
+}
+
+LogComparison compared(const std::vector<SELEntry_gen>& log,
+                       const std::vector<SELEntryProperties>& mirror)
+{
+    LogComparison comparison{.failure = "",
+                             .entries = log.size(),
+                             .mirrored = mirror.size(),
+                             .different = 0};
+    for (std::size_t i = 0; i < log.size(); ++i)
+    {
+        if (i >= mirror.size() ||
+            bytesOf(log[i]) != host::encodeSelEntry(mirror[i]))
+        {
+            ++comparison.different;
+        }
+    }
+    return comparison;
+}
+
+bool isSame(const LogInfo& one, const LogInfo& other)
+{
+    return one.generation == other.generation &&
+           one.lastEntry == other.lastEntry && one.entries == other.entries;
+}
+
+LogComparison failed(const std::string& why)
+{
+    LogComparison comparison;
+    comparison.failure = why;
+    return comparison;
+}
+
+} // namespace
+
+LogComparison compareLogWithMirror()
+{
+    try
+    {
+        LogService log;
+        for (int reading = 0; reading < mostReadings; ++reading)
+        {
+            const LogInfo before = log.info();
+            const std::vector<SELEntry_gen> entries = log.entries();
+            std::vector<SELEntryProperties> mirror;
+            const long result = host::readSelMirror(mirror);
+            if (result != DataAbstraction::readOk &&
+                result != DataAbstraction::readNoRecords)
+            {
+                return failed("the mirror cannot be read");
+            }
+            if (isSame(before, log.info()))
+            {
+                return compared(entries, mirror);
+            }
+        }
+        return failed("the log changes all the time");
+    }
+    catch (const Error& e)
+    {
+        return failed(e.what());
+    }
+}
+
+} // namespace healthintf::healthctl
