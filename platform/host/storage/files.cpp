@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <string>
 #include <system_error>
 
 namespace healthintf::host
@@ -63,7 +64,12 @@ void syncFolder(const fs::path& folder)
 
 fs::path setAside(const fs::path& file)
 {
-    fs::path aside = file.string() + ".damaged";
+    const fs::path first = file.string() + ".damaged";
+    fs::path aside = first;
+    for (int count = 1; count < mostSetAside && fs::exists(aside); ++count)
+    {
+        aside = first.string() + "." + std::to_string(count);
+    }
     fs::rename(file, aside);
     return aside;
 }

@@ -39,7 +39,11 @@ PLATFORM_API void allocateBlocks(int file, std::size_t size,
  *  @throws std::system_error when that is not possible */
 PLATFORM_API void syncFolder(const std::filesystem::path& folder);
 
-/** Renames a store's damaged file, in place of one that was set aside before.
+/** How many damaged files of one name are kept. */
+inline constexpr int mostSetAside = 10;
+
+/** Renames a store's damaged file. What was set aside before stays, except for
+ *  the last of too many.
  *
  *  @return its path now */
 PLATFORM_API std::filesystem::path setAside(const std::filesystem::path& file);

@@ -66,13 +66,28 @@ TEST_F(StoreFiles, AreAnErrorWhereThereAreNoBlocks)
     });
 }
 
-TEST_F(StoreFiles, AreSetAsideInPlaceOfEarlierOnes)
+TEST_F(StoreFiles, AreSetAsideBesideEarlierOnes)
 {
-    folder.write("data.damaged", "earlier");
-    folder.write("data", "now");
+    folder.write("data", "first");
     EXPECT_EQ(setAside(in("data")), in("data.damaged"));
-    EXPECT_EQ(test::contentOf(in("data.damaged")), "now");
     EXPECT_FALSE(std::filesystem::exists(in("data")));
+    folder.write("data", "second");
+    EXPECT_EQ(setAside(in("data")), in("data.damaged.1"));
+    EXPECT_EQ(test::contentOf(in("data.damaged")), "first");
+    EXPECT_EQ(test::contentOf(in("data.damaged.1")), "second");
+}
+
+TEST_F(StoreFiles, AreSetAsideInPlaceOfTheLastWhenThereAreTooMany)
+{
+    for (int count = 0; count < mostSetAside + 1; ++count)
+    {
+        folder.write("data", std::to_string(count));
+        setAside(in("data"));
+    }
+    EXPECT_EQ(test::contentOf(in("data.damaged")), "0");
+    EXPECT_EQ(test::contentOf(in("data.damaged.8")), "8");
+    EXPECT_EQ(test::contentOf(in("data.damaged.9")), "10");
+    EXPECT_FALSE(std::filesystem::exists(in("data.damaged.10")));
 }
 
 } // namespace

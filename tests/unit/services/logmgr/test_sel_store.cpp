@@ -237,6 +237,7 @@ TEST_F(Store, SetsAFileAsideThatIsTooShort)
                     HasSubstr("is damaged: it was set aside as " +
                               file.string() + ".damaged"));
         EXPECT_EQ(fs::file_size(file.string() + ".damaged"), size);
+        fs::remove(file.string() + ".damaged");
         append(*store, 1);
         store.reset();
     }
