@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <exception>
+#include <limits>
 #include <utility>
 
 namespace healthintf::logmgr
@@ -94,6 +95,12 @@ void inStore(Work&& work)
 }
 
 } // namespace
+
+uint32_t secondsOf(std::time_t time)
+{
+    return static_cast<uint32_t>(
+        std::clamp<std::time_t>(time, 0, std::numeric_limits<uint32_t>::max()));
+}
 
 Event checkedEvent(SELInterface::SensorInfo sensor,
                    std::span<const uint8_t> record,
@@ -284,17 +291,31 @@ Page EventLog::pageFrom(uint64_t begin, uint32_t limit) const
 Page EventLog::entry(uint16_t recordId) const
 {
     Page page = list(recordId, 1);
-    if (page.entries.empty())
+    if (page.entries.empty() && recordId == lastEntry)
+    {
+        page = lastPage();
+    }
+    if (page.entries.empty() && entries() == 0)
     {
         throw Refusal(Refusal::Kind::noSuchEntry, "the log has no entries");
     }
     const bool byPlace = recordId == firstEntry || recordId == lastEntry;
-    if (!byPlace && page.entries.front().recordId != recordId)
+    if (page.entries.empty() ||
+        (!byPlace && page.entries.front().recordId != recordId))
     {
         throw Refusal(Refusal::Kind::noSuchEntry,
                       "the entry " + std::to_string(recordId) +
                           " of the log makes no sense");
     }
+    return page;
+}
+
+Page EventLog::lastPage() const
+{
+    Page page;
+    readAll([&page](uint64_t, const SELEntryProperties& entry) {
+        page.entries.assign({entry});
+    });
     return page;
 }
 

@@ -10,6 +10,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <functional>
 #include <optional>
 #include <span>
@@ -59,6 +60,10 @@ inline constexpr uint8_t firstOemType = 0xc0;
 /** Record types from here on have bytes of their maker in the place of the
  *  timestamp. */
 inline constexpr uint8_t firstTypeWithoutTimestamp = 0xe0;
+
+/** A time as records have it, which ends where there is no more room: before
+ *  1970 and after 2106. */
+uint32_t secondsOf(std::time_t time);
 
 /** What somebody wants to be stored. */
 struct Event
@@ -200,6 +205,8 @@ class EventLog
     std::optional<uint64_t> find(uint16_t recordId) const;
     void checkGeneration(uint64_t known) const;
     Page pageFrom(uint64_t begin, uint32_t limit) const;
+    /** The last entry that makes sense. */
+    Page lastPage() const;
 
     SelStore& store;
     Config settings;

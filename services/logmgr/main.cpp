@@ -31,7 +31,7 @@ using namespace healthintf;
 
 uint32_t now()
 {
-    return static_cast<uint32_t>(std::time(nullptr));
+    return logmgr::secondsOf(std::time(nullptr));
 }
 
 int serve(const logmgr::Config& config)

@@ -133,10 +133,16 @@ fs::path lastingFolder(const fs::path& folder)
     return folder;
 }
 
+bool isEmptyLogFile(const fs::path& folder)
+{
+    const fs::path file = folder / dataFile;
+    return fs::exists(file) && fs::file_size(file) == 0;
+}
+
 EnvironmentPtr openLogFile(const fs::path& folder, std::size_t mapSize)
 {
     const fs::path file = folder / dataFile;
-    if (fs::exists(file) && fs::file_size(file) != 0)
+    if (fs::exists(file) && !isEmptyLogFile(folder))
     {
         expectSize(file, headSize());
     }

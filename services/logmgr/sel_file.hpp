@@ -31,6 +31,9 @@ bool endsItsProcess(const std::function<void()>& work);
  *  @throws std::system_error when there can be none */
 std::filesystem::path lastingFolder(const std::filesystem::path& folder);
 
+/** Whether the file of a folder is there and has no bytes. */
+bool isEmptyLogFile(const std::filesystem::path& folder);
+
 /** Opens the file of a folder for one thread of one process, and makes it when
  *  it is not there.
  *

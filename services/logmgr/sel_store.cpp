@@ -7,6 +7,7 @@
 #include "line_limit.hpp"
 #include "sel_file.hpp"
 #include "storage/files.hpp"
+#include "utf8.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -116,6 +117,12 @@ void decodeState(std::string_view value, Content& content)
         reader.size() > 0 ? reader.get<uint64_t>() : newGeneration();
 }
 
+/** Whether a text is one that D-Bus can carry. */
+bool isText(std::string_view text)
+{
+    return host::isUtf8(text) && text.find('\0') == std::string_view::npos;
+}
+
 /** @throws std::exception when the bytes are no entry with this number */
 SELEntryProperties decodeEntry(uint64_t sequence, std::string_view value)
 {
@@ -124,6 +131,10 @@ SELEntryProperties decodeEntry(uint64_t sequence, std::string_view value)
     {
         throw std::runtime_error("it has the identifier " +
                                  std::to_string(entry.recordId));
+    }
+    if (!isText(entry.sensor.name) || !isText(entry.sensor.path))
+    {
+        throw std::runtime_error("a text of its sensor is damaged");
     }
     return entry;
 }
@@ -146,6 +157,13 @@ SelStore::SelStore(fs::path path) :
 
 void SelStore::openOrStartAnew()
 {
+    if (isEmptyLogFile(folder))
+    {
+        SERVICE_LOG(log::error,
+                    "%s.%d.%s: the file of the log %s has no bytes: whatever "
+                    "it held is lost, and an empty log is begun",
+                    folder.c_str());
+    }
     const auto openAndRead = [this] {
         open();
         // Whatever is wrong with an entry shall show now.

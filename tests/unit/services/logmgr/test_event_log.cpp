@@ -280,6 +280,56 @@ TEST_F(Log, GivesNoOtherEntryForOneThatMakesNoSense)
     }
 }
 
+TEST_F(Log, GivesTheOthersWhenATextIsDamaged)
+{
+    open();
+    for (const char* damaged : {"a\xff", "a\0b"})
+    {
+        add(1);
+        SELEntryProperties odd = nextEntry(*store);
+        odd.sensor.name = std::string(damaged, 3);
+        store->append(odd, 0, store->state());
+        SELEntryProperties path = nextEntry(*store);
+        path.sensor.path = odd.sensor.name;
+        store->append(path, 0, store->state());
+    }
+    EXPECT_THAT(ids(), ElementsAre(1, 4));
+    EXPECT_EQ(log->listFrom(anyGeneration, 1, 0).entries.size(), 1U);
+    for (const uint16_t id : {2, 3, 5, 6})
+    {
+        EXPECT_EQ(refusalOf([&] {
+                      log->entry(id);
+                  }).first,
+                  Kind::noSuchEntry);
+    }
+    EXPECT_EQ(log->entry(lastEntry).entries.at(0).recordId, 4)
+        << "the last one that makes sense";
+}
+
+TEST_F(Log, HasNoEntryToGiveWhenAllAreDamaged)
+{
+    open();
+    SELEntryProperties odd = nextEntry(*store);
+    odd.sensor.name = "\xff";
+    store->append(odd, 0, store->state());
+    for (const uint16_t id : {firstEntry, uint16_t{1}, lastEntry})
+    {
+        EXPECT_EQ(refusalOf([&] {
+                      log->entry(id);
+                  }).second,
+                  "the entry " + std::to_string(id) +
+                      " of the log makes no sense");
+    }
+}
+
+TEST_F(Log, EndsTimesAtTheirBounds)
+{
+    EXPECT_EQ(secondsOf(-1), 0U);
+    EXPECT_EQ(secondsOf(0), 0U);
+    EXPECT_EQ(secondsOf(4294967295), 4294967295U);
+    EXPECT_EQ(secondsOf(4294967296), 4294967295U);
+}
+
 TEST_F(Log, GivesPagesThatLeadToTheNext)
 {
     open();

@@ -243,6 +243,26 @@ TEST_F(Store, SetsAFileAsideThatIsTooShort)
     }
 }
 
+TEST_F(Store, SaysThatItBeginsAnewWhereTheFileHasNoBytes)
+{
+    folder.write("deep/sel/data.mdb", "");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(open().size(), 0U);
+    EXPECT_THAT(
+        testing::internal::GetCapturedStderr(),
+        HasSubstr("the file of the log " + path.string() + " has no bytes"));
+    testing::internal::CaptureStderr();
+    open();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(Store, SaysNothingWhereThereIsNoFile)
+{
+    testing::internal::CaptureStderr();
+    open();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
 TEST_F(Store, LosesNothingWithTheBlocksAtItsEnd)
 {
     append(open(), 100);
