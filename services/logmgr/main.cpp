@@ -2,6 +2,8 @@
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
+#include "../common/growing_pause.hpp"
+#include "../common/retry.hpp"
 #include "../common/self_call.hpp"
 #include "../common/supervision.hpp"
 #include "config.hpp"
@@ -17,6 +19,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -28,6 +31,10 @@ namespace
 {
 
 using namespace healthintf;
+
+/** How long a mirror that could not be written stays so at most once it can be
+ *  written again. */
+constexpr std::chrono::milliseconds longestRepairPause(800);
 
 uint32_t now()
 {
@@ -43,6 +50,15 @@ int serve(const logmgr::Config& config)
     loop.exitOn({SIGINT, SIGTERM});
     services::Connection connection(loop);
     logmgr::Mirror mirror(events);
+    services::Retry repair(
+        loop,
+        [&mirror] {
+            return mirror.renew();
+        },
+        services::GrowingPause(longestRepairPause / 8, longestRepairPause));
+    mirror.onFailure([&repair] {
+        repair.request();
+    });
     logmgr::ListAnswers lists(loop, connection, events);
     const logmgr::SelObject object(connection, events, mirror, lists);
     connection.requestName(names::logManagerService);

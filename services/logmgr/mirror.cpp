@@ -22,11 +22,12 @@ void Mirror::follow(const EventLog::Addition& addition)
     }
 }
 
-void Mirror::renew()
+bool Mirror::renew()
 {
     note(mirror.replace([this](const host::SelMirror::Sink& put) {
         events.readAll(put);
     }));
+    return !behind;
 }
 
 void Mirror::note(int result)
@@ -36,9 +37,13 @@ void Mirror::note(int result)
     {
         SERVICE_LOG(log::error,
                     "%s.%d.%s: the data cache lacks the last change of the "
-                    "log until a later one is mirrored");
+                    "log until it can be written again");
     }
     failing = behind;
+    if (behind && askForRepair)
+    {
+        askForRepair();
+    }
 }
 
 } // namespace healthintf::logmgr

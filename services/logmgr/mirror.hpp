@@ -5,11 +5,14 @@
 #include "data_cache/sel_entry_cache.hpp"
 #include "event_log.hpp"
 
+#include <functional>
+#include <utility>
+
 namespace healthintf::logmgr
 {
 
 /** Keeps the data cache as the log is. What fails is logged, and made up for
- *  with the next change: the log itself has it all. */
+ *  later: the log itself has it all. */
 class Mirror
 {
   public:
@@ -22,8 +25,17 @@ class Mirror
     void follow(const EventLog::Addition& addition);
 
     /** Follows any change: puts the whole log in the place of whatever is
-     *  there. */
-    void renew();
+     *  there.
+     *
+     *  @return whether that is done */
+    bool renew();
+
+    /** Calls @p repair whenever a change could not be followed, so that renew()
+     *  is called again later. */
+    void onFailure(std::function<void()> repair)
+    {
+        askForRepair = std::move(repair);
+    }
 
   private:
     void note(int result);
@@ -33,6 +45,7 @@ class Mirror
     /** Whether only renew() makes the mirror whole. */
     bool behind = true;
     bool failing = false;
+    std::function<void()> askForRepair;
 };
 
 } // namespace healthintf::logmgr

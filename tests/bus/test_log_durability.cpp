@@ -157,6 +157,21 @@ TEST_F(LogDurability, KeepsTheRecordWhenTheDataCacheCannot)
     EXPECT_THAT(recordedEvents(), ElementsAre(1, 2));
 }
 
+TEST_F(LogDurability, MakesTheMirrorWholeWithoutAnotherChange)
+{
+    bus.folder().write("run/sel", "no folder");
+    const Process running = client.start();
+    EXPECT_EQ(client.add(recordOf(1)), 1u);
+    fs::remove(bus.folder().path() / "run" / "sel");
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (recordedEvents().empty() &&
+           std::chrono::steady_clock::now() < deadline)
+    {
+        std::this_thread::yield();
+    }
+    EXPECT_THAT(recordedEvents(), ElementsAre(1));
+}
+
 TEST_F(LogDurability, WaitsForAnotherProcessWithTheSameLog)
 {
     Process first = client.start();
