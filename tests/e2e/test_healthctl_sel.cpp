@@ -113,7 +113,8 @@ TEST_F(HealthctlSel, ListShowsWhatEachEventMeans)
     const json entries = jsonOf({"sel", "list"})["entries"];
     ASSERT_THAT(entries, SizeIs(3));
     EXPECT_EQ(entries[0]["timestamp"], 1000);
-    EXPECT_EQ(entries[0]["time"], "1970-01-01T00:16:40Z");
+    EXPECT_TRUE(entries[0]["time"].is_null());
+    EXPECT_THAT(answer.output, HasSubstr("clock not set, 1000 s"));
     EXPECT_EQ(entries[0]["sensor"]["name"], "Fan 7");
     EXPECT_EQ(entries[1]["description"]["severity"], "critical");
     EXPECT_TRUE(entries[2]["event"].is_null());

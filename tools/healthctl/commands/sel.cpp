@@ -4,7 +4,6 @@
 #include "../numbers.hpp"
 #include "../output/table.hpp"
 #include "../output/text.hpp"
-#include "../output/time_text.hpp"
 #include "../sel/log_reader.hpp"
 #include "../sel/log_service.hpp"
 #include "../sel/sel_entries.hpp"
@@ -75,7 +74,7 @@ ExitCode show(const Context& context, uint16_t id)
 
 std::string momentOrNever(uint32_t seconds)
 {
-    return seconds == 0 ? "never" : localTime(seconds);
+    return seconds == 0 ? "never" : momentText(seconds);
 }
 
 ExitCode info(const Context& context)

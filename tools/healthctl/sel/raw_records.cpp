@@ -15,6 +15,8 @@ constexpr uint8_t eventRecord = 0x02;
 /** From this record type on there are bytes of the maker where others have the
  *  time. */
 constexpr uint8_t firstWithoutTime = 0xE0;
+/** IPMI has times up to here count from the start of the controller. */
+constexpr uint32_t lastTimeSinceStart = 0x20000000;
 constexpr uint8_t deassertion = 0x80;
 constexpr int hexadecimal = 16;
 
@@ -170,6 +172,11 @@ uint32_t timeOf(const RawRecord& record)
 bool hasTime(const RawRecord& record)
 {
     return fieldsOf(record).recordType < firstWithoutTime;
+}
+
+bool isOfSetClock(uint32_t time)
+{
+    return time > lastTimeSinceStart;
 }
 
 bool isEvent(const RawRecord& record)

@@ -46,6 +46,10 @@ uint32_t timeOf(const RawRecord& record);
 /** Whether the record has a time: those of some makers' types do not. */
 bool hasTime(const RawRecord& record);
 
+/** Whether a time is of a clock that was set: smaller ones count the seconds
+ *  since the system started. */
+bool isOfSetClock(uint32_t time);
+
 /** Whether the record is of an event of a sensor; others are their maker's. */
 bool isEvent(const RawRecord& record);
 

@@ -146,9 +146,16 @@ std::string severityOf(const ReadEvent& event)
     return event.words ? wordFor(event.words->severity) : "";
 }
 
+std::string momentText(uint32_t seconds)
+{
+    return isOfSetClock(seconds)
+               ? localTime(seconds)
+               : "clock not set, " + std::to_string(seconds) + " s";
+}
+
 std::string timeOf(const ReadEvent& event)
 {
-    return hasTime(event.entry.record()) ? localTime(event.entry.timestamp())
+    return hasTime(event.entry.record()) ? momentText(event.entry.timestamp())
                                          : "";
 }
 
@@ -190,8 +197,9 @@ nlohmann::ordered_json jsonOf(const ReadEvent& event)
         {"id", event.entry.recordId()},
         {"timestamp",
          hasTime(record) ? Json(event.entry.timestamp()) : Json(nullptr)},
-        {"time", hasTime(record) ? Json(utcTime(event.entry.timestamp()))
-                                 : Json(nullptr)},
+        {"time", hasTime(record) && isOfSetClock(event.entry.timestamp())
+                     ? Json(utcTime(event.entry.timestamp()))
+                     : Json(nullptr)},
         {"sensor",
          {{"name", orNull(sensor.name)},
           {"path", orNull(sensor.path)},

@@ -6,6 +6,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -26,7 +27,11 @@ std::string directionOf(const ReadEvent& event);
 /** The severity's word; empty when the platform has none. */
 std::string severityOf(const ReadEvent& event);
 
-/** When it was, in local time; empty for a record without a time. */
+/** A time of the log in local time; the seconds alone of a clock that was not
+ *  set. */
+std::string momentText(uint32_t seconds);
+
+/** When it was, as momentText(); empty for a record without a time. */
 std::string timeOf(const ReadEvent& event);
 
 /** What happened; the record's bytes when the platform has no words. */

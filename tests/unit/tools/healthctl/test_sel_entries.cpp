@@ -65,7 +65,7 @@ TEST_F(SelEntries, CallTheSensorByTheBestNameThereIs)
 TEST_F(SelEntries, TellOfEachEventInWords)
 {
     const ReadEvent event = fanEvent();
-    EXPECT_EQ(timeOf(event), "1970-01-01 00:00:05");
+    EXPECT_EQ(timeOf(event), "clock not set, 5 s");
     EXPECT_EQ(textOf(event), "The fan is slow.");
     EXPECT_EQ(directionOf(event), "asserted");
     EXPECT_EQ(severityOf(event), "warning");
@@ -119,6 +119,18 @@ TEST_F(SelEntries, GiveProgramsNumbersAsNumbers)
     EXPECT_EQ(json["event"]["data"], (std::vector<int>{0x57, 0x11, 0x22}));
     EXPECT_EQ(json["description"]["severity"], "warning");
     EXPECT_EQ(json["description"]["ledState"], 1);
+}
+
+TEST_F(SelEntries, ShowTimesBeforeTheClockWasSetAsSuch)
+{
+    constexpr uint32_t last = 536870912;
+    const ReadEvent before = eventOf(1, last, 0x04);
+    EXPECT_EQ(timeOf(before), "clock not set, 536870912 s");
+    EXPECT_EQ(jsonOf(before)["timestamp"], last);
+    EXPECT_TRUE(jsonOf(before)["time"].is_null());
+    const ReadEvent after = eventOf(1, last + 1, 0x04);
+    EXPECT_EQ(jsonOf(after)["time"], "1987-01-05T18:48:33Z");
+    EXPECT_EQ(timeOf(after), momentText(last + 1));
 }
 
 TEST_F(SelEntries, GiveProgramsNullForWhatIsNotThere)
