@@ -78,11 +78,13 @@ void put(MDB_txn* transaction, MDB_dbi table, std::string_view key,
     checkLmdb("mdb_put", mdb_put(transaction, table, &at, &bytes, flags));
 }
 
-/** A number that no log has had: a random one, which is not 0. */
+/** A number that no log has had: a random one of twelve digits. */
 uint64_t newGeneration()
 {
+    constexpr uint64_t least = 100'000'000'000;
+    constexpr uint64_t most = 999'999'999'999;
     std::random_device source;
-    return std::uniform_int_distribution<uint64_t>(1)(source);
+    return std::uniform_int_distribution<uint64_t>(least, most)(source);
 }
 
 std::string encodeState(const LogState& state, uint64_t generation)
