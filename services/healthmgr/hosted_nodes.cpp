@@ -1,6 +1,7 @@
 #include "hosted_nodes.hpp"
 
 #include "../common/service_log.hpp"
+#include "data_cache/record_owners.hpp"
 #include "data_cache/segment_format.hpp"
 #include "data_cache/withdrawal.hpp"
 
@@ -110,32 +111,66 @@ HostedNodes::Outcome HostedNodes::host(const std::string& key,
     {
         return Outcome::there;
     }
-    if (asker && !slots.hasRoom(*asker, missing.size()))
+    const auto more = static_cast<std::size_t>(
+        std::ranges::count_if(missing, [this](const std::string& each) {
+            return !slots.contains(each);
+        }));
+    if (asker && !slots.hasRoom(*asker, more))
     {
         return Outcome::overLimit;
     }
+    return knowsRecordsOf(missing) ? makeAll(missing, asker) : Outcome::failed;
+}
+
+/** Whether nodes without a record have none for sure, rather than a data cache
+ *  that cannot be read now. What is not held here is made in any case. */
+bool HostedNodes::knowsRecordsOf(const std::vector<std::string>& missing) const
+{
+    host::RecordOwners owners;
+    return std::ranges::none_of(missing,
+                                [this](const std::string& key) {
+                                    return hosts(key);
+                                }) ||
+           host::listNodeOwners(owners) == 0;
+}
+
+HostedNodes::Outcome HostedNodes::makeAll(const std::vector<std::string>& keys,
+                                          const std::optional<Asker>& asker)
+{
     if (NodeSlots::Clock::now() < pauseEnd)
     {
         return Outcome::failed;
     }
-    for (const std::string& each : missing)
+    for (const std::string& key : keys)
     {
-        if (!make(each))
+        const bool made = make(key);
+        if (hosts(key) && key != names::root && !slots.takeBack(key) &&
+            !slots.contains(key))
         {
+            slots.add(key, asker);
+        }
+        if (!made)
+        {
+            // Who asked for one that is gone still needs it.
+            if (!hosts(key))
+            {
+                slots.lend(key);
+            }
             pauseEnd = NodeSlots::Clock::now() + pauses.next();
             return Outcome::failed;
-        }
-        if (each != names::root)
-        {
-            slots.add(each, asker);
         }
     }
     pauses.reset();
     return Outcome::there;
 }
 
+/** Makes a node. Without a record it is on the bus only, and not well.
+ *
+ *  @return whether it is there with a record */
 bool HostedNodes::make(const std::string& key)
 {
+    // One without a record is in the way of the new one.
+    nodes.erase(key);
     // A node that only gathers what its children report has no health of its
     // own.
     std::unique_ptr<FaultAndHealth> node(
@@ -145,12 +180,58 @@ bool HostedNodes::make(const std::string& key)
         return false;
     }
     nodes.insert_or_assign(key, std::move(node));
-    return true;
+    return host::findHealthRecord(key).has_value();
 }
 
 bool HostedNodes::hosts(const std::string& key) const
 {
     return nodes.contains(key);
+}
+
+std::vector<std::string> HostedNodes::overtaken() const
+{
+    host::RecordOwners owners;
+    host::listNodeOwners(owners);
+    std::vector<std::string> keys;
+    for (const auto& [key, node] : nodes)
+    {
+        const auto owner = owners.find(key);
+        if (owner != owners.end() &&
+            !(owner->second == host::ProcessIdentity::self()))
+        {
+            keys.push_back(key);
+        }
+    }
+    return keys;
+}
+
+std::vector<std::string> HostedNodes::withoutRecord() const
+{
+    host::RecordOwners owners;
+    if (host::listNodeOwners(owners) != 0)
+    {
+        return {};
+    }
+    std::vector<std::string> keys = slots.lent();
+    for (const auto& [key, node] : nodes)
+    {
+        keys.push_back(key);
+    }
+    std::erase_if(keys, [&owners](const std::string& key) {
+        return owners.contains(key);
+    });
+    return keys;
+}
+
+void HostedNodes::lend(const std::string& key)
+{
+    nodes.erase(key);
+    slots.lend(key);
+}
+
+HostedNodes::Outcome HostedNodes::renew(const std::string& key)
+{
+    return makeAll({key}, std::nullopt);
 }
 
 void HostedNodes::release(const std::string& key)
@@ -178,9 +259,12 @@ void HostedNodes::releaseIdle(NodeSlots::Clock::time_point now)
     }
     for (const std::string& key : slots.idle(keys, now))
     {
-        SERVICE_LOG(log::lifetime,
-                    "%s.%d.%s: nothing is below %s any more, giving it up",
-                    key.c_str());
+        if (hosts(key))
+        {
+            SERVICE_LOG(log::lifetime,
+                        "%s.%d.%s: nothing is below %s any more, giving it up",
+                        key.c_str());
+        }
         release(key);
     }
 }

@@ -69,6 +69,21 @@ class HostedNodes
     /** Whether the node of a key is one of these. */
     bool hosts(const std::string& key) const;
 
+    /** The nodes of this process whose records other processes overtook. */
+    std::vector<std::string> overtaken() const;
+
+    /** The nodes that are to be here and have no record in any process: those
+     *  whose record could not be made or is lost, and those that were lent and
+     *  whose daemon has ended. */
+    std::vector<std::string> withoutRecord() const;
+
+    /** Gives a node up for a daemon that holds it now. It is made again when
+     *  the daemon ends, as long as somebody needs it. */
+    void lend(const std::string& key);
+
+    /** Makes a node anew that is here already. */
+    Outcome renew(const std::string& key);
+
     /** Gives a node up. */
     void release(const std::string& key);
 
@@ -80,6 +95,9 @@ class HostedNodes
 
   private:
     bool make(const std::string& key);
+    Outcome makeAll(const std::vector<std::string>& keys,
+                    const std::optional<Asker>& asker);
+    bool knowsRecordsOf(const std::vector<std::string>& missing) const;
 
     sdbusplus::bus_t& bus;
     NodeSlots slots;

@@ -1,6 +1,7 @@
 #include "node_slots.hpp"
 
 #include <algorithm>
+#include <utility>
 
 namespace healthintf::healthmgr
 {
@@ -56,6 +57,33 @@ void NodeSlots::remove(const std::string& key)
     slots.erase(key);
 }
 
+void NodeSlots::lend(const std::string& key)
+{
+    if (const auto found = slots.find(key); found != slots.end())
+    {
+        found->second.lent = true;
+    }
+}
+
+bool NodeSlots::takeBack(const std::string& key)
+{
+    const auto found = slots.find(key);
+    return found != slots.end() && std::exchange(found->second.lent, false);
+}
+
+std::vector<std::string> NodeSlots::lent() const
+{
+    std::vector<std::string> keys;
+    for (const auto& [key, slot] : slots)
+    {
+        if (slot.lent)
+        {
+            keys.push_back(key);
+        }
+    }
+    return keys;
+}
+
 void NodeSlots::forget(const std::string& name)
 {
     for (auto& [key, slot] : slots)
@@ -73,7 +101,8 @@ std::vector<std::string> NodeSlots::idle(const std::set<std::string>& records,
     std::set<std::string> aboveOthers;
     for (const std::string& key : records)
     {
-        if (!slots.contains(key))
+        const auto slot = slots.find(key);
+        if (slot == slots.end() || slot->second.lent)
         {
             insertAncestors(aboveOthers, key);
         }
@@ -92,7 +121,8 @@ std::vector<std::string> NodeSlots::idle(const std::set<std::string>& records,
     {
         if (aboveOthers.contains(key))
         {
-            slot = Slot();
+            slot = Slot{
+                .user = {}, .asker = {}, .idleSince = {}, .lent = slot.lent};
         }
         else if (kept.contains(key))
         {

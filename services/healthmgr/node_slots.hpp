@@ -65,6 +65,24 @@ class NodeSlots
 
     void remove(const std::string& key);
 
+    /** Notes that a node is not held here now, because a daemon has it. Its
+     *  slot stays, if it has one: who asked for the node needs it when the
+     *  daemon ends. */
+    void lend(const std::string& key);
+
+    /** Notes that a node is held here again.
+     *
+     *  @return whether it was lent */
+    bool takeBack(const std::string& key);
+
+    bool contains(const std::string& key) const
+    {
+        return slots.contains(key);
+    }
+
+    /** The nodes that were lent. */
+    std::vector<std::string> lent() const;
+
     /** Notes that a connection is gone. */
     void forget(const std::string& name);
 
@@ -85,6 +103,7 @@ class NodeSlots
         /** The connection that keeps it; empty when it is gone. */
         std::string asker;
         std::optional<Clock::time_point> idleSince;
+        bool lent = false;
     };
 
     std::size_t countOf(uint32_t user) const;

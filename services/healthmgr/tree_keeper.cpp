@@ -32,7 +32,8 @@ namespace
 /** A failure that lasts longer is for the service manager to see. */
 constexpr std::chrono::seconds longestFailure{30};
 
-/** How often to look for nodes that nobody needs. */
+/** How often to look, also without cause, whether all is in order, and for
+ *  nodes that nobody needs. */
 constexpr std::chrono::seconds idlePeriod{10};
 
 } // namespace
@@ -54,8 +55,9 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
                            reconciliation.attempt();
                        })),
     idleNodes(loop.every(idlePeriod,
-                         [&nodes] {
-                             nodes.releaseIdle(NodeSlots::Clock::now());
+                         [this] {
+                             this->nodes.releaseIdle(NodeSlots::Clock::now());
+                             reconciliation.request();
                          })),
     filter(connection, nodes, announcer),
     updates(connection.bus(),
@@ -217,6 +219,11 @@ void TreeKeeper::tellIfUntrue(const ReportedHealth::Healths& reports)
 bool TreeKeeper::reconcile()
 {
     const bool withdrawn = withdrawTheDead();
+    // Who took a node over may have told so before this process listened.
+    for (const std::string& key : nodes.overtaken())
+    {
+        giveWay(key);
+    }
     hosting.attempt();
     return withdrawn;
 }
@@ -261,6 +268,10 @@ bool TreeKeeper::hostMissingParents()
             whole = nodes.host(parent) == HostedNodes::Outcome::there && whole;
         }
     }
+    for (const std::string& key : nodes.withoutRecord())
+    {
+        whole = nodes.host(key) == HostedNodes::Outcome::there && whole;
+    }
     return whole;
 }
 
@@ -275,7 +286,7 @@ void TreeKeeper::giveWay(const std::string& key)
                 key.c_str(), static_cast<int>(record->owner.pid));
     // The node's end tells its parent health 0. What the daemon's node told
     // before is told once more.
-    nodes.release(key);
+    nodes.lend(key);
     announcer.announce({key});
 }
 

@@ -78,6 +78,41 @@ class HiddenCache
     const std::filesystem::path aside = folder.string() + ".aside";
 };
 
+TEST_F(KeptTree, MakesANodeAnewWhoseRecordIsGone)
+{
+    const test::BusClient daemon;
+    ASSERT_EQ(nodes.host(root + "/p"), HostedNodes::Outcome::there);
+    for (const std::string& key : {root + "/p", root})
+    {
+        datacache_healthstatus_remove(key);
+        // What anybody tells wakes the health manager.
+        const test::BusClient stranger;
+        sd_bus_emit_signal(stranger.get(), "/x",
+                           "com.vexa.olvar.healthmgr.HealthStatus",
+                           "HealthStatusUpdate", "ssu", root.c_str(),
+                           (root + "/q").c_str(), 0u);
+        service.runUntil("record of " + key, [&key] {
+            return host::findHealthRecord(key).has_value();
+        });
+        EXPECT_TRUE(nodes.hosts(key));
+    }
+    test::Component leaf(root + "/p/leaf", 3);
+    service.runUntil("health", [] {
+        return recordedHealth(root) == 3;
+    });
+    leaf.end();
+    service.runUntil("end", [] {
+        return recordedHealth(root) == 0;
+    });
+}
+
+TEST_F(KeptTree, LeavesANodeAloneWhoseRecordCannotBeRead)
+{
+    const HiddenCache hidden;
+    EXPECT_EQ(nodes.host(root), HostedNodes::Outcome::failed);
+    EXPECT_TRUE(nodes.hosts(root));
+}
+
 TEST_F(KeptTree, HasItsDeadWithdrawnOnceTheDataCacheCanBeReadAgain)
 {
     test::Component leaf(root + "/leaf", 4);

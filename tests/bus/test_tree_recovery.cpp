@@ -55,6 +55,14 @@ class TreeRecovery : public testing::Test
         });
     }
 
+    /** Asks for a node, which this client needs until it ends. */
+    void request(const std::string& key)
+    {
+        client.call(service, "/com/vexa/olvar/healthmgr",
+                    "com.vexa.olvar.healthmgr", "AddHealthObject", "s",
+                    key.c_str());
+    }
+
     /** Says what a node would. */
     static void tell(const BusClient& sender, const std::string& key,
                      uint32_t health)
@@ -327,6 +335,62 @@ TEST_F(TreeRecovery, RestartsADaemonUnderTheSameKey)
     leaf->add(root + "/a", "BAD", "/sensor", 1);
     client.waitForHealth(root, 4);
     EXPECT_EQ(recordedFaults().size(), 1u);
+}
+
+TEST_F(TreeRecovery, TakesBackTheNodesOfDaemonsThatEndAtOnce)
+{
+    constexpr int parents = 40;
+    startManager();
+    std::vector<std::string> keys;
+    std::vector<std::unique_ptr<Component>> daemons;
+    for (int i = 0; i < parents; ++i)
+    {
+        keys.push_back(root + "/p" + std::to_string(i));
+        request(keys.back());
+        daemons.push_back(std::make_unique<Component>());
+    }
+    for (std::size_t i = 0; i < keys.size(); ++i)
+    {
+        daemons[i]->process.tell("init " + keys[i] + " 4");
+        daemons[i]->process.endInput();
+    }
+    for (const auto& daemon : daemons)
+    {
+        daemon->process.wait();
+    }
+    for (const std::string& key : keys)
+    {
+        waitUntilManaged(key);
+    }
+    Component leaves;
+    for (const std::string& key : keys)
+    {
+        leaves.init(key + "/leaf", 3);
+        client.waitForHealth(key, 3);
+    }
+    client.waitForHealth(root, 3);
+}
+
+TEST_F(TreeRecovery, TakesBackANodeThatWasAskedForWhenItsDaemonEnds)
+{
+    startManager();
+    const std::string key = root + "/a";
+    request(key);
+    for (const bool killed : {false, true})
+    {
+        Component daemon(key, 3);
+        waitUntilManaged(key, false);
+        if (killed)
+        {
+            daemon.process.kill();
+        }
+        else
+        {
+            daemon.end();
+        }
+        waitUntilManaged(key);
+        client.waitForHealth(root, 0);
+    }
 }
 
 TEST_F(TreeRecovery, KeepsAStoppedDaemonsRecords)

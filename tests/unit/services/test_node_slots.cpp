@@ -165,5 +165,31 @@ TEST_F(SlotsOfNodes, AreNotKeptByWhatOnlyBeginsAlike)
     EXPECT_THAT(idle({"a", "ab/c"}, minutes(1)), ElementsAre(root + "/a"));
 }
 
+TEST_F(SlotsOfNodes, AreKeptForWhoAskedWhileADaemonHoldsTheNode)
+{
+    add("a", somebody);
+    add("a/b", somebody);
+    slots.lend(root + "/a/b");
+    slots.lend(root + "/no/slot");
+    EXPECT_THAT(slots.lent(), ElementsAre(root + "/a/b"));
+    EXPECT_FALSE(slots.hasRoom(somebody, 1)) << "both still count";
+    slots.forget(somebody.name);
+    idle({"a", "a/b"}, seconds(0));
+    EXPECT_THAT(idle({"a", "a/b"}, minutes(2)), ElementsAre(root + "/a/b"))
+        << "its daemon needs what is above it";
+    EXPECT_TRUE(slots.takeBack(root + "/a/b"));
+    EXPECT_THAT(slots.lent(), IsEmpty());
+    EXPECT_FALSE(slots.takeBack(root + "/a/b"));
+    EXPECT_FALSE(slots.takeBack(root + "/no/slot"));
+}
+
+TEST_F(SlotsOfNodes, StayLentWhenTheyBecomeTheTreesOwn)
+{
+    add("a", somebody);
+    slots.lend(root + "/a");
+    idle({"a", "a/b"}, seconds(0));
+    EXPECT_TRUE(slots.takeBack(root + "/a"));
+}
+
 } // namespace
 } // namespace healthintf::healthmgr
