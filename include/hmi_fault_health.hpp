@@ -63,7 +63,12 @@ class HEALTHINTF_API FaultAndHealth
      *          thread; null on any failure, which is logged
      *
      *  Does not throw. A failure leaves nothing behind, except a health node
-     *  in the case that HealthStatus::Init() tells of. */
+     *  in the case that HealthStatus::Init() tells of.
+     *
+     *  This process may have another object of the key on another connection:
+     *  a daemon that connects anew may make its new object before it deletes
+     *  the old one. The younger one's health is recorded. A key is refused
+     *  that this connection has already. */
     static FaultAndHealth* Init(sdbusplus::bus_t& bus, const std::string& key,
                                 uint32_t baseHealth, bool fromHealthMgr);
 

@@ -65,7 +65,9 @@ HealthStatus::~HealthStatus()
     HMI_LOG(log::progress, "%s.%d.%s: destructor %s", key.c_str());
     try
     {
-        healthStatusUpdate(parentKey, key, 0);
+        // Another node of the key in this process, on another connection,
+        // counts from now on.
+        healthStatusUpdate(parentKey, key, healthWithoutThis());
     }
     catch (const std::exception& e)
     {

@@ -528,5 +528,66 @@ TEST_F(FaultAndHealthTest, IsDestroyedStepByStepWhateverFails)
     EXPECT_FALSE(somethingListens());
 }
 
+/** Two components of one key in this process, each on a connection of its
+ *  own. */
+class SecondComponent : public ComponentTest
+{
+  protected:
+    std::unique_ptr<FaultAndHealth> makeOnOther(uint32_t baseHealth)
+    {
+        return std::unique_ptr<FaultAndHealth>(
+            FaultAndHealth::Init(other.bus, key, baseHealth, false));
+    }
+
+    static std::string update(uint32_t health)
+    {
+        return "signal " + key +
+               " com.vexa.olvar.healthmgr.HealthStatus HealthStatusUpdate "
+               "ssu: '" +
+               root + "' '" + key + "' " + std::to_string(health);
+    }
+
+    DirectConnection other;
+};
+
+TEST_F(SecondComponent, KeepsItsRecordWhenTheFirstEnds)
+{
+    auto component = make(key, 3);
+    journal().take();
+    component = makeOnOther(2);
+    EXPECT_EQ(health(), 2U);
+    EXPECT_EQ(journal().take("signal " + key).back(), update(2))
+        << "the parent hears last what counts";
+    add(*component, 1);
+    EXPECT_EQ(health(), 4U);
+    component.reset();
+    EXPECT_FALSE(platform().healthRecords.contains(key));
+}
+
+TEST_F(SecondComponent, CountsWhateverTheFirstReports)
+{
+    const auto first = make();
+    const auto second = makeOnOther(2);
+    add(*second, 2);
+    add(*first, 1);
+    EXPECT_EQ(health(), 3U);
+    remove(*first);
+    EXPECT_EQ(health(), 3U);
+}
+
+TEST_F(SecondComponent, LeavesTheRecordToTheFirstWhenItEnds)
+{
+    const auto first = make();
+    auto second = makeOnOther(3);
+    add(*first, 1);
+    EXPECT_EQ(health(), 3U);
+    journal().take();
+    second.reset();
+    EXPECT_EQ(health(), 4U);
+    EXPECT_EQ(journal().take("signal " + key).back(), update(4));
+    remove(*first);
+    EXPECT_EQ(health(), 2U);
+}
+
 } // namespace
 } // namespace health_namespace

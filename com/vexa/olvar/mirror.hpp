@@ -9,6 +9,7 @@
 
 #include <map>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <variant>
 
@@ -22,7 +23,8 @@ inline constexpr const char* nonCachedMarker = "meta-NonCached";
 /** The registration of one object on D-Bus and its record in the data cache.
  *
  *  @tparam Cache gives the Variant of the properties and the static calls
- *          create, setProperty and remove of the data cache */
+ *          create, setProperty and remove of the data cache, each perhaps
+ *          with the address of the mirror as first argument */
 template <typename Cache>
 class Mirror
 {
@@ -48,7 +50,7 @@ class Mirror
         const bool cached = !properties.contains(nonCachedMarker);
         if (cached)
         {
-            Cache::create(path(), properties);
+            call(Cache::create, path(), properties);
         }
         try
         {
@@ -61,7 +63,7 @@ class Mirror
         {
             if (cached)
             {
-                Cache::remove(path());
+                call(Cache::remove, path());
             }
             throw;
         }
@@ -78,7 +80,7 @@ class Mirror
     {
         Variant wrapped(std::move(value));
         T& given = std::get<T>(wrapped);
-        if (dalEnabled && Cache::setProperty(path(), name, wrapped) != 0)
+        if (dalEnabled && call(Cache::setProperty, path(), name, wrapped) != 0)
         {
             return held;
         }
@@ -103,7 +105,7 @@ class Mirror
         }
         try
         {
-            Cache::remove(path());
+            call(Cache::remove, path());
         }
         catch (...)
         {
@@ -132,6 +134,21 @@ class Mirror
     sdbusplus::server::interface_t interface;
 
   private:
+    /** Calls the data cache. One that tells the objects of a path apart is told
+     *  which of them calls. */
+    template <typename Call, typename... Args>
+    int call(const Call& function, const Args&... args)
+    {
+        if constexpr (std::is_invocable_v<Call, const void*, const Args&...>)
+        {
+            return function(this, args...);
+        }
+        else
+        {
+            return function(args...);
+        }
+    }
+
     bool dalEnabled = false;
 };
 

@@ -1,9 +1,14 @@
+#include "record_holders.hpp"
+
 #include <com/vexa/olvar/binding_log.hpp>
 #include <com/vexa/olvar/healthmgr/HealthStatus/server.hpp>
 #include <com/vexa/olvar/property_table.hpp>
 
 namespace sdbusplus::server::com::vexa::olvar::healthmgr
 {
+
+using healthintf::binding::RecordHolders;
+
 namespace
 {
 
@@ -47,6 +52,31 @@ HealthStatus::PropertiesVariant
 HealthStatus::getPropertyByName(const std::string& name) const
 {
     return HealthStatusProperties::get(*this, name);
+}
+
+int HealthStatus::Cache::create(const void* holder, const std::string& path,
+                                const PropertyMap& properties)
+{
+    return RecordHolders::ofThisProcess().create(holder, path, properties);
+}
+
+int HealthStatus::Cache::setProperty(const void* holder,
+                                     const std::string& path,
+                                     const std::string& name,
+                                     const Variant& value)
+{
+    return RecordHolders::ofThisProcess().setProperty(holder, path, name,
+                                                      value);
+}
+
+int HealthStatus::Cache::remove(const void* holder, const std::string& path)
+{
+    return RecordHolders::ofThisProcess().remove(holder, path);
+}
+
+uint32_t HealthStatus::healthWithoutThis()
+{
+    return RecordHolders::ofThisProcess().healthWithout(&mirror, mirror.path());
 }
 
 void HealthStatus::healthStatusUpdate(const std::string& parentKey,

@@ -50,7 +50,8 @@ class HEALTHINTF_API HealthStatus
     HealthStatus(const HealthStatus&) = delete;
     HealthStatus& operator=(const HealthStatus&) = delete;
 
-    /** Removes the record, then the object. */
+    /** Removes the record, then the object. The record of a path at which this
+     *  process has another object, on another connection, stays. */
     virtual ~HealthStatus();
 
     /** Sets a property by its D-Bus name; a name that is none is ignored.
@@ -73,16 +74,23 @@ class HEALTHINTF_API HealthStatus
     void healthStatusUpdate(const std::string& parentKey,
                             const std::string& key, uint32_t health);
 
+    /** The health that the path has in this process once this object is gone:
+     *  that of the youngest other object there, 0 when there is none. */
+    uint32_t healthWithoutThis();
+
     /** The connection that the object is on. */
     sdbusplus::bus_t& bus();
 
   private:
+    /** The data cache, with the objects of one path told apart. */
     struct Cache
     {
         using Variant = PropertiesVariant;
-        static constexpr auto create = datacache_healthstatus_create;
-        static constexpr auto setProperty = datacache_healthstatus_set_property;
-        static constexpr auto remove = datacache_healthstatus_remove;
+        static int create(const void* holder, const std::string& path,
+                          const PropertyMap& properties);
+        static int setProperty(const void* holder, const std::string& path,
+                               const std::string& name, const Variant& value);
+        static int remove(const void* holder, const std::string& path);
     };
 
     healthintf::binding::Mirror<Cache> mirror;

@@ -1,0 +1,89 @@
+#include "library_test.hpp"
+
+#include <com/vexa/olvar/healthmgr/HealthStatus/record_holders.hpp>
+
+#include <stdexcept>
+
+namespace healthintf::binding
+{
+namespace
+{
+
+using namespace healthintf::test;
+
+const std::string path = "/a";
+
+class HoldersOfARecord : public LibraryTest
+{
+  protected:
+    int create(const void* holder, uint32_t health)
+    {
+        return holders.create(holder, path, {{"HealthStatus", health}});
+    }
+
+    int set(const void* holder, uint32_t health)
+    {
+        return holders.setProperty(holder, path, "HealthStatus", health);
+    }
+
+    static uint32_t recorded()
+    {
+        return std::get<uint32_t>(
+            platform().healthRecords.at(path).at("HealthStatus"));
+    }
+
+    RecordHolders holders;
+    const int oldest = 0;
+    const int middle = 0;
+    const int youngest = 0;
+};
+
+TEST_F(HoldersOfARecord, PassEachCallOnForOneObject)
+{
+    journal().answer("datacache_healthstatus_create", 5);
+    EXPECT_EQ(create(&oldest, 2), 5);
+    EXPECT_EQ(set(&oldest, 3), 0);
+    journal().answer("datacache_healthstatus_set_property", 6);
+    EXPECT_EQ(set(&oldest, 4), 6);
+    EXPECT_EQ(holders.healthWithout(&oldest, path), 0U);
+    journal().answer("datacache_healthstatus_remove", 7);
+    EXPECT_EQ(holders.remove(&oldest, path), 7);
+    EXPECT_EQ(journal().take(),
+              (Lines{"datacache_healthstatus_create /a {HealthStatus=2}",
+                     "datacache_healthstatus_set_property /a HealthStatus=3",
+                     "datacache_healthstatus_set_property /a HealthStatus=4",
+                     "datacache_healthstatus_remove /a"}));
+}
+
+TEST_F(HoldersOfARecord, LetTheYoungestCountInWhateverOrderTheyEnd)
+{
+    create(&oldest, 1);
+    create(&middle, 2);
+    create(&youngest, 3);
+    EXPECT_EQ(set(&middle, 4), 0);
+    EXPECT_EQ(recorded(), 3U);
+    EXPECT_EQ(holders.healthWithout(&youngest, path), 4U);
+    EXPECT_EQ(holders.healthWithout(&middle, path), 3U);
+    holders.remove(&oldest, path);
+    EXPECT_EQ(recorded(), 3U);
+    holders.remove(&youngest, path);
+    EXPECT_EQ(recorded(), 4U);
+    set(&middle, 2);
+    EXPECT_EQ(recorded(), 2U);
+    holders.remove(&middle, path);
+    EXPECT_TRUE(platform().healthRecords.empty());
+}
+
+TEST_F(HoldersOfARecord, DoNotHoldWhatCouldNotBeMade)
+{
+    create(&oldest, 1);
+    journal().fail("datacache_healthstatus_create", [] {
+        throw std::runtime_error("no room");
+    });
+    EXPECT_THROW(create(&youngest, 3), std::runtime_error);
+    set(&oldest, 2);
+    EXPECT_EQ(recorded(), 2U);
+}
+
+} // namespace
+} // namespace healthintf::binding
