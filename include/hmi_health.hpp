@@ -162,12 +162,19 @@ class HEALTHINTF_API HealthStatus
   public:
     /** Works out a node's health from its key and child map; when empty, the
      *  health is the largest value of the map, 0 for an empty one. May be set
-     *  by the node's owner after Init(). */
+     *  by the node's owner after Init().
+     *
+     *  It may replace or clear either callable, itself too, and destroy the
+     *  node: nothing is published then. Its arguments are the node's own, and
+     *  end with it. */
     std::function<unsigned int(const std::string&, const ChildMap&)>
         healthCalculator;
 
     /** Called with the published health after every publication. May be set
-     *  by the node's owner after Init(). */
+     *  by the node's owner after Init().
+     *
+     *  It may replace or clear either callable, itself too, and destroy the
+     *  node. */
     std::function<void(unsigned int)> healthChangedCallback;
 };
 

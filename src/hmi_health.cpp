@@ -1,5 +1,6 @@
 #include "bus_match.hpp"
 #include "log_line.hpp"
+#include "owners_callable.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
 #include <hmi_health.hpp>
@@ -63,6 +64,7 @@ HealthStatus::HealthStatus(sdbusplus::bus_t& bus, const std::string& key,
 HealthStatus::~HealthStatus()
 {
     HMI_LOG(log::progress, "%s.%d.%s: destructor %s", key.c_str());
+    EndWatch::tell(this);
     try
     {
         // Another node of the key in this process, on another connection,
@@ -152,7 +154,12 @@ unsigned int HealthStatus::recalculateHealth(bool force)
     {
         HMI_LOG(log::progress, "%s.%d.%s: Registerd callback called for "
                                "calculating health");
-        health = healthCalculator(key, childMap);
+        const EndWatch node(this);
+        health = callOwners(healthCalculator, key, childMap);
+        if (node.isOver())
+        {
+            return health;
+        }
     }
     else
     {
@@ -167,7 +174,8 @@ unsigned int HealthStatus::recalculateHealth(bool force)
     updateHealthStatusAndSendSignalInternal(health);
     if (healthChangedCallback)
     {
-        healthChangedCallback(healthStatus());
+        // The last look at this node: it may be gone after the call.
+        callOwners(healthChangedCallback, healthStatus());
     }
     return health;
 }
