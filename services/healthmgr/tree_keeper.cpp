@@ -32,6 +32,12 @@ namespace
 /** A failure that lasts longer is for the service manager to see. */
 constexpr std::chrono::seconds longestFailure{30};
 
+/** How soon to compare the health of nodes after a change, and then again. */
+constexpr std::chrono::milliseconds comparisonPause{100};
+
+/** How long to go on comparing after a change. */
+constexpr std::chrono::seconds afterChange{1};
+
 /** How often to look, also without cause, whether all is in order, and for
  *  nodes that nobody needs. */
 constexpr std::chrono::seconds idlePeriod{10};
@@ -42,6 +48,9 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
                        HostedNodes& nodes, PeerUsers& users) :
     connection(connection),
     nodes(nodes), users(users), announcer(connection, loop),
+    comparisonDue(loop.onceLater([this] {
+        compareHealths();
+    })),
     hosting(loop,
             [this] {
                 return hostMissingParents();
@@ -57,6 +66,7 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
     idleNodes(loop.every(idlePeriod,
                          [this] {
                              this->nodes.releaseIdle(NodeSlots::Clock::now());
+                             comparison.beginAnew();
                              reconciliation.request();
                          })),
     filter(connection, nodes, announcer),
@@ -111,6 +121,7 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     std::string key;
     uint32_t health = 0;
     message.read(parent, key, health);
+    compareSoon();
     if (reported.meet(sender))
     {
         meet(sender);
@@ -218,6 +229,7 @@ void TreeKeeper::tellIfUntrue(const ReportedHealth::Healths& reports)
 
 bool TreeKeeper::reconcile()
 {
+    compareSoon();
     const bool withdrawn = withdrawTheDead();
     // Who took a node over may have told so before this process listened.
     for (const std::string& key : nodes.overtaken())
@@ -288,6 +300,61 @@ void TreeKeeper::giveWay(const std::string& key)
     // before is told once more.
     nodes.lend(key);
     announcer.announce({key});
+}
+
+/** Compares what is held here with the records after a change, once for many
+ *  changes. */
+void TreeKeeper::compareSoon()
+{
+    lastChange = services::Retry::Clock::now();
+    if (!comparing)
+    {
+        comparing = true;
+        EventLoop::after(comparisonDue, comparisonPause);
+    }
+}
+
+void TreeKeeper::compareHealths()
+{
+    std::map<std::string, HealthStatus_gen> records;
+    DataAbstraction::HealthStatus::get_map_by_path_prefixes({}, {}, records);
+    HealthComparison::Healths healths;
+    for (const auto& [key, record] : records)
+    {
+        healths.emplace_hint(healths.end(), key, record.healthStatus());
+    }
+    const auto findings =
+        comparison.compare(healths, [this](const std::string& key) {
+            return nodes.hosts(key);
+        });
+    for (const std::string& key : findings.stale)
+    {
+        // What differs may be a daemon's, which has faults of its own.
+        giveWay(key);
+        if (!nodes.hosts(key))
+        {
+            continue;
+        }
+        SERVICE_LOG(log::lifetime,
+                    "%s.%d.%s: %s is not as its children are, making it anew",
+                    key.c_str());
+        if (nodes.renew(key) != HostedNodes::Outcome::there)
+        {
+            hosting.request();
+        }
+    }
+    for (const auto& [key, stranger] : findings.strangers)
+    {
+        announcer.disown(key.c_str(), stranger.c_str());
+    }
+    announcer.announce(findings.untold);
+    // The record of a node may go some time after the node's last word.
+    comparing = findings.unsettled ||
+                services::Retry::Clock::now() - lastChange < afterChange;
+    if (comparing)
+    {
+        EventLoop::after(comparisonDue, comparisonPause);
+    }
 }
 
 } // namespace healthintf::healthmgr

@@ -7,6 +7,7 @@
 #include "../common/event_loop.hpp"
 #include "../common/retry.hpp"
 #include "data_cache/withdrawal.hpp"
+#include "health_comparison.hpp"
 #include "hosted_nodes.hpp"
 #include "peer_users.hpp"
 #include "record_announcer.hpp"
@@ -30,7 +31,9 @@ namespace healthintf::healthmgr
  *    told health 0.
  *  - A node held here gives way to that of a daemon with the same key, and
  *    goes when nobody needs it.
- *  - What somebody made up of a node is taken back. */
+ *  - What somebody made up of a node is taken back.
+ *  - A node held here whose health is not that of its children's records is
+ *    put right. */
 class TreeKeeper
 {
   public:
@@ -61,6 +64,8 @@ class TreeKeeper
     bool withdrawTheDead();
     bool hostMissingParents();
     void giveWay(const std::string& key);
+    void compareSoon();
+    void compareHealths();
     void tellIfUntrue(const ReportedHealth::Healths& reports);
 
     services::Connection& connection;
@@ -69,6 +74,11 @@ class TreeKeeper
     ReportedHealth reported;
     RecordAnnouncer announcer;
     host::Withdrawal withdrawal;
+    HealthComparison comparison;
+    /** When a change was last heard of. */
+    services::Retry::Clock::time_point lastChange;
+    bool comparing = false;
+    services::EventSource comparisonDue;
     services::Retry hosting;
     services::Retry reconciliation;
     /** Nothing when the data cache's folder cannot be watched. */

@@ -12,8 +12,10 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <string>
 
 namespace healthintf::healthmgr
@@ -104,6 +106,70 @@ TEST_F(KeptTree, MakesANodeAnewWhoseRecordIsGone)
     service.runUntil("end", [] {
         return recordedHealth(root) == 0;
     });
+}
+
+/** Health records of other nodes, of which nobody tells anything. */
+class SilentRecords : public KeptTree
+{
+  protected:
+    SilentRecords()
+    {
+        put("/p/c", 4);
+        EXPECT_EQ(nodes.host(root + "/p"), HostedNodes::Outcome::there);
+    }
+
+    ~SilentRecords() override
+    {
+        for (const std::string& key : keys)
+        {
+            datacache_healthstatus_remove(key);
+        }
+    }
+
+    void put(const std::string& name, uint32_t health)
+    {
+        keys.insert(root + name);
+        datacache_healthstatus_create(root + name, {{"HealthStatus", health}});
+    }
+
+    void waitFor(const std::string& name, uint32_t health)
+    {
+        const auto start = std::chrono::steady_clock::now();
+        service.runUntil("health of " + name, [&] {
+            return recordedHealth(root + name) == health &&
+                   recordedHealth(root) == health;
+        });
+        EXPECT_LT(std::chrono::steady_clock::now() - start,
+                  std::chrono::seconds(1));
+    }
+
+    std::set<std::string> keys;
+};
+
+TEST_F(SilentRecords, CountNoLongerOnceTheyAreGone)
+{
+    waitFor("/p", 4);
+    datacache_healthstatus_remove(root + "/p/c");
+    waitFor("/p", 0);
+}
+
+TEST_F(SilentRecords, CountAsTheyStand)
+{
+    datacache_healthstatus_set_property(root + "/p/c", "HealthStatus", 2u);
+    waitFor("/p", 2);
+}
+
+TEST_F(SilentRecords, CountForTheirOwnParentAlone)
+{
+    put("/p1", 3);
+    datacache_healthstatus_remove(root + "/p/c");
+    nodes.release(root + "/p");
+    EXPECT_EQ(nodes.host(root + "/p"), HostedNodes::Outcome::there);
+    EXPECT_EQ(recordedHealth(root + "/p"), 3U) << "which begins alike";
+    service.runUntil("end of the mistake", [] {
+        return recordedHealth(root + "/p") == 0;
+    });
+    EXPECT_EQ(recordedHealth(root), 3U);
 }
 
 TEST_F(KeptTree, LeavesANodeAloneWhoseRecordCannotBeRead)

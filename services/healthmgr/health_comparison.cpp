@@ -1,0 +1,101 @@
+#include "health_comparison.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace healthintf::healthmgr
+{
+namespace
+{
+
+/** After so many comparisons a node is told of its children, made anew, told
+ *  again, and left alone. */
+constexpr std::size_t telling = 2;
+constexpr std::size_t making = 4;
+constexpr std::size_t tellingAgain = 5;
+constexpr std::size_t givingUp = 6;
+
+using Healths = HealthComparison::Healths;
+
+std::string parentOf(const std::string& key)
+{
+    return key.substr(0, key.rfind('/'));
+}
+
+/** The worst health of the children of each parent. */
+Healths worstOfChildren(const Healths& records)
+{
+    Healths worst;
+    for (const auto& [key, health] : records)
+    {
+        uint32_t& ofParent = worst[parentOf(key)];
+        ofParent = std::max(ofParent, health);
+    }
+    return worst;
+}
+
+/** Visits the nodes whose keys begin with a text, and have no slash after
+ *  it. */
+void forEachBeside(const Healths& records, const std::string& text,
+                   const std::function<void(const std::string&)>& visit)
+{
+    for (auto each = records.upper_bound(text);
+         each != records.end() && each->first.starts_with(text); ++each)
+    {
+        if (each->first.find('/', text.size()) == std::string::npos)
+        {
+            visit(each->first);
+        }
+    }
+}
+
+void tell(const Healths& records, const std::string& key,
+          HealthComparison::Findings& findings)
+{
+    forEachBeside(records, key + "/", [&findings](const std::string& child) {
+        findings.untold.push_back(child);
+    });
+    forEachBeside(records, key, [&](const std::string& stranger) {
+        findings.strangers.emplace_back(key, stranger);
+    });
+}
+
+} // namespace
+
+HealthComparison::Findings HealthComparison::compare(
+    const Healths& records,
+    const std::function<bool(const std::string&)>& isHosted)
+{
+    Findings findings;
+    const Healths worst = worstOfChildren(records);
+    std::map<std::string, Difference> now;
+    for (const auto& [key, held] : records)
+    {
+        const auto found = worst.find(key);
+        const uint32_t expected = found == worst.end() ? 0 : found->second;
+        if (held == expected || !isHosted(key))
+        {
+            continue;
+        }
+        const auto before = differing.find(key);
+        const bool isSame = before != differing.end() &&
+                            before->second.held == held &&
+                            before->second.expected == expected;
+        const std::size_t times =
+            isSame ? std::min(before->second.times + 1, givingUp) : 1;
+        now[key] = {.held = held, .expected = expected, .times = times};
+        if (times == telling || times == tellingAgain)
+        {
+            tell(records, key, findings);
+        }
+        else if (times == making)
+        {
+            findings.stale.push_back(key);
+        }
+        findings.unsettled |= times < givingUp;
+    }
+    differing = std::move(now);
+    return findings;
+}
+
+} // namespace healthintf::healthmgr

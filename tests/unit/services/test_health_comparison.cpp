@@ -1,0 +1,96 @@
+#include "health_comparison.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace healthintf::healthmgr
+{
+namespace
+{
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+using Findings = HealthComparison::Findings;
+
+class ComparedHealth : public testing::Test
+{
+  protected:
+    /** Compares a number of times; all nodes without "daemon" in their names
+     *  are held here. */
+    Findings compare(int times = 1)
+    {
+        Findings findings;
+        for (int i = 0; i < times; ++i)
+        {
+            findings = comparison.compare(records, [](const std::string& key) {
+                return key.find("daemon") == std::string::npos;
+            });
+        }
+        return findings;
+    }
+
+    static bool asksForNothing(const Findings& findings)
+    {
+        return findings.untold.empty() && findings.strangers.empty() &&
+               findings.stale.empty();
+    }
+
+    HealthComparison comparison;
+    HealthComparison::Healths records{
+        {"/r", 3},           {"/r/a", 3},      {"/r/a/daemon1", 3},
+        {"/r/a/daemon2", 2}, {"/r/daemon", 1}, {"/r/daemon/daemon", 0}};
+};
+
+TEST_F(ComparedHealth, IsLeftAloneWhenItIsTheWorstOfTheChildren)
+{
+    EXPECT_TRUE(asksForNothing(compare(9)));
+    EXPECT_FALSE(compare().unsettled);
+}
+
+TEST_F(ComparedHealth, IsToldAgainWhenItGoesOnDiffering)
+{
+    records["/r/a/daemon2"] = 4;
+    EXPECT_TRUE(asksForNothing(compare()));
+    const Findings findings = compare();
+    EXPECT_TRUE(findings.unsettled);
+    EXPECT_THAT(findings.untold, ElementsAre("/r/a/daemon1", "/r/a/daemon2"));
+    EXPECT_THAT(findings.stale, IsEmpty());
+}
+
+TEST_F(ComparedHealth, MayChangeAsLongAsItLikes)
+{
+    for (uint32_t i = 0; i < 20; ++i)
+    {
+        records["/r/a/daemon1"] = 1 + i % 2;
+        records["/r/a/daemon2"] = 1 + i % 2;
+        EXPECT_TRUE(asksForNothing(compare())) << i;
+    }
+}
+
+TEST_F(ComparedHealth, OfANodeThatTellingDoesNotHelpIsMadeAnewOnce)
+{
+    records = {{"/r", 3}, {"/r/a", 3}};
+    EXPECT_THAT(compare(4).stale, ElementsAre("/r/a"));
+    EXPECT_THAT(compare().stale, IsEmpty());
+    EXPECT_TRUE(asksForNothing(compare()));
+    EXPECT_FALSE(compare().unsettled);
+    comparison.beginAnew();
+    EXPECT_THAT(compare(4).stale, ElementsAre("/r/a"));
+}
+
+TEST_F(ComparedHealth, OfNodesThatBeginAlikeIsToldApart)
+{
+    records = {{"/r", 3}, {"/r/a", 3}, {"/r/a1", 3}, {"/r/a1/b", 3}};
+    EXPECT_THAT(compare(2).strangers, ElementsAre(Pair("/r/a", "/r/a1")));
+}
+
+TEST_F(ComparedHealth, OfADaemonsNodeIsItsOwnAffair)
+{
+    records["/r/daemon/daemon"] = 2;
+    EXPECT_TRUE(asksForNothing(compare(2)));
+    EXPECT_FALSE(compare().unsettled);
+}
+
+} // namespace
+} // namespace healthintf::healthmgr
