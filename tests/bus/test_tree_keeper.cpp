@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -70,6 +71,12 @@ class HiddenCache
     {
         std::filesystem::remove(folder);
         std::filesystem::rename(aside, folder);
+    }
+
+    /** Ends the writing of a file, as the end of a daemon does. */
+    void stir() const
+    {
+        std::ofstream(aside / "file") << "x";
     }
 
     HiddenCache(const HiddenCache&) = delete;
@@ -177,6 +184,30 @@ TEST_F(KeptTree, LeavesANodeAloneWhoseRecordCannotBeRead)
     const HiddenCache hidden;
     EXPECT_EQ(nodes.host(root), HostedNodes::Outcome::failed);
     EXPECT_TRUE(nodes.hosts(root));
+}
+
+TEST_F(KeptTree, TriesSeldomAndLogsLittleWhileNothingCanBeWithdrawn)
+{
+    constexpr int wakes = 500;
+    testing::internal::CaptureStderr();
+    {
+        const HiddenCache hidden;
+        for (int i = 0; i < wakes; ++i)
+        {
+            hidden.stir();
+            {
+                test::BusClient client;
+                client.ownerOf("org.freedesktop.DBus");
+            }
+            service.catchUp();
+        }
+    }
+    service.runUntil("record", [] {
+        return host::findHealthRecord(root).has_value();
+    });
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_LT(std::ranges::count(log, '\n'), 20) << log;
+    EXPECT_EQ(log.find("File exists"), std::string::npos) << log;
 }
 
 TEST_F(KeptTree, HasItsDeadWithdrawnOnceTheDataCacheCanBeReadAgain)
