@@ -132,6 +132,20 @@ class ChaosWorld(programs.World):
         for key in generator.sample(daemon.keys, len(daemon.keys)):
             daemon.make(key)
 
+    def free_keys(self):
+        """The keys of the tree that no running daemon holds."""
+        held = {component.key for component in self.components()}
+        return [key for keys in self.tree.values() for key in keys if key not in held]
+
+    def raise_for_a_moment(self, key):
+        """Starts a daemon that holds a key with a fault; it is no part of the
+        world, and must be gone when that is looked at."""
+        program = self.start_daemon(name="moment")
+        self.starts["daemon of a moment"] += 1
+        program.tell(f"init {key} {model.OK}")
+        program.tell(f"add {key} MOMENT /sensors/moment 1")
+        return program
+
     def drop(self, what):
         """Forgets what has ended, once its log is read."""
         if what in self.services:

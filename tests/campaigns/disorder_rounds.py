@@ -47,6 +47,7 @@ class Rounds:
             self.nothing: 2,
             self.kill_daemons: 4,
             self.end_daemons: 2,
+            self.take_over_for_a_moment: 3,
             self.kill_manager: 3,
             self.kill_log: 3,
             self.kill_bus: 2,
@@ -208,6 +209,26 @@ class Rounds:
             assert program.end() == 0, program.log()
             self.world.drop(slot)
             self.operations["end"] += 1
+
+    def take_over_for_a_moment(self):
+        """Takes over what daemons leave to the manager, and nodes that nobody
+        holds, by daemons that end at once."""
+        world = self.world
+        for slot in self.some_slots():
+            self.kill(slot)
+        for _ in range(self.generator.randint(1, 3)):
+            moments = [world.raise_for_a_moment(key) for key in world.free_keys()]
+            self.generator.shuffle(moments)
+            for program in moments:
+                if self.generator.random() < 0.5:
+                    program.collect(down_to=self.generator.randrange(2))
+                if self.generator.random() < 0.5:
+                    program.kill()
+                    self.kills["daemon of a moment"] += 1
+                else:
+                    assert program.end() == 0, program.log()
+                    self.operations["end"] += 1
+                world.read_log(program)
 
     def kill_manager(self):
         victims = self.some_slots() if self.generator.random() < 0.6 else []
