@@ -19,6 +19,7 @@ def main(columns, command):
         size = struct.pack("HHHH", 24, columns, 0, 0)
         fcntl.ioctl(1, termios.TIOCSWINSZ, size)
         os.execvp(command[0], command)
+    output = b""
     while True:
         try:
             part = os.read(terminal, 4096)
@@ -27,7 +28,9 @@ def main(columns, command):
             break
         if not part:
             break
-        sys.stdout.buffer.write(part.replace(b"\r\n", b"\n"))
+        output += part
+    # Not part by part: a line's end may be in two of them.
+    sys.stdout.buffer.write(output.replace(b"\r\n", b"\n"))
     return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
 
 

@@ -77,6 +77,38 @@ TEST_F(Terminal, FitsEveryLineIntoItsWidth)
     }
 }
 
+TEST_F(Terminal, FitsEveryLineIntoOneThatIsNarrow)
+{
+    healthctl({"hide", "--sensor-number", "7"});
+    client.waitForHealth(root, 2);
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"tree", "--faults"},
+          {"faults"},
+          {"faults", "--all"},
+          {"top"},
+          {"count"},
+          {"leds"},
+          {"lcd", "get"},
+          {"hide", "--component", "rack/fan"},
+          {"doctor"},
+          {"--help"},
+          {"faults", "--help"}})
+    {
+        for (int columns = 1; columns <= 20; ++columns)
+        {
+            std::vector<std::string> words{ON_TERMINAL, std::to_string(columns),
+                                           HEALTHCTL};
+            words.insert(words.end(), command.begin(), command.end());
+            const Answer shown = answerOf(words, {"TERM=xterm", "LC_ALL="});
+            EXPECT_LE(widest(shown.output), static_cast<std::size_t>(columns))
+                << command[0] << '\n'
+                << shown.output;
+            EXPECT_LE(shown.status, 1) << shown.output;
+            EXPECT_NE(shown.output, "");
+        }
+    }
+}
+
 TEST_F(Terminal, KeepsBothEndsOfANameThatIsTooLong)
 {
     const std::string shown = onTerminal(80, {"tree"});

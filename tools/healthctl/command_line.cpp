@@ -3,9 +3,11 @@
 #include "../common/empty_arguments.hpp"
 #include "choices.hpp"
 #include "error.hpp"
+#include "output/line_output.hpp"
 
 #include <cstdlib>
 #include <ostream>
+#include <sstream>
 #include <utility>
 
 #include <directories.hpp>
@@ -140,7 +142,7 @@ ExitCode CommandLine::refuse(const CLI::ParseError& error)
 {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
     {
-        app.exit(error, out, errors);
+        tell(error);
         return ExitCode::ok;
     }
     // The word that is no command tells more than that there is none.
@@ -150,6 +152,16 @@ ExitCode CommandLine::refuse(const CLI::ParseError& error)
                 (unknown ? "there is no command \"" + words.front() + "\""
                          : firstLine(error.what())) +
                     "; see \"" + commandInUse() + " --help\"");
+}
+
+void CommandLine::tell(const CLI::ParseError& help)
+{
+    std::stringstream text;
+    app.exit(help, text, text);
+    for (std::string line; std::getline(text, line);)
+    {
+        writeLine(context(), line);
+    }
 }
 
 std::string CommandLine::commandInUse() const

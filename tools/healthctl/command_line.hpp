@@ -61,6 +61,7 @@ class CommandLine
     Context context() const;
     ExitCode fail(ExitCode code, const std::string& line);
     ExitCode refuse(const CLI::ParseError& error);
+    void tell(const CLI::ParseError& help);
     std::string commandInUse() const;
 
     std::ostream& out;

@@ -1,11 +1,12 @@
 #include "count.hpp"
 
+#include "../output/line_output.hpp"
 #include "../source/source_option.hpp"
 
 #include <nlohmann/json.hpp>
 
 #include <memory>
-#include <ostream>
+#include <string>
 
 namespace healthintf::healthctl
 {
@@ -25,8 +26,8 @@ ExitCode count(const Context& context, SourceChoice choice)
     }
     else
     {
-        context.out << "visible  " << counts.visible << "\nhidden   "
-                    << counts.hidden << '\n';
+        writeFields(context, {{"visible", std::to_string(counts.visible)},
+                              {"hidden", std::to_string(counts.hidden)}});
     }
     return ExitCode::ok;
 }

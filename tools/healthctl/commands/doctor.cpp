@@ -1,6 +1,7 @@
 #include "doctor.hpp"
 
 #include "../doctor/examination.hpp"
+#include "../output/line_output.hpp"
 #include "../output/table.hpp"
 #include "../output/text.hpp"
 
@@ -8,7 +9,7 @@
 
 #include <algorithm>
 #include <memory>
-#include <ostream>
+#include <string>
 
 namespace healthintf::healthctl
 {
@@ -75,9 +76,10 @@ void writeText(const Context& context, const Findings& findings, bool brief)
         }
     }
     table.print(context.out, context.style, context.width);
-    context.out << number(countOf(findings, Grade::problem), "problem") << ", "
-                << number(countOf(findings, Grade::warning), "warning") << ", "
-                << countOf(findings, Grade::ok) << " ok\n";
+    writeLine(context,
+              number(countOf(findings, Grade::problem), "problem") + ", " +
+                  number(countOf(findings, Grade::warning), "warning") + ", " +
+                  std::to_string(countOf(findings, Grade::ok)) + " ok");
 }
 
 void writeJsonOf(const Context& context, const Findings& findings, bool brief)

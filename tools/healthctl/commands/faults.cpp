@@ -5,13 +5,13 @@
 #include "../model/fault_filter.hpp"
 #include "../numbers.hpp"
 #include "../output/fault_output.hpp"
+#include "../output/line_output.hpp"
 #include "../source/source_option.hpp"
 
 #include <hmi_health_value.hpp>
 
 #include <algorithm>
 #include <memory>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -54,13 +54,12 @@ void tellHidden(const Context& context, const Faults& faults, FaultWish wish)
     wish.limit = 0;
     if (const auto hidden = chooseFaults(faults, wish).size(); hidden > 0)
     {
-        context.out << context.style.paint(std::to_string(hidden) +
-                                               (hidden == 1
-                                                    ? " hidden fault is"
-                                                    : " hidden faults are") +
-                                               " not shown (see --all)",
-                                           Tone::faint)
-                    << '\n';
+        writeLine(
+            context,
+            std::to_string(hidden) +
+                (hidden == 1 ? " hidden fault is" : " hidden faults are") +
+                " not shown (see --all)",
+            Tone::faint);
     }
 }
 
@@ -83,7 +82,7 @@ ExitCode faults(const Context& context, const FaultsOptions& options)
     {
         if (chosen.empty())
         {
-            context.out << "No such faults.\n";
+            writeLine(context, "No such faults.");
         }
         printFaults(context, chosen);
         tellHidden(context, all, wish);

@@ -4,6 +4,7 @@
 #include "../error.hpp"
 #include "../model/component.hpp"
 #include "../numbers.hpp"
+#include "../output/line_output.hpp"
 #include "../source/health_source.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
@@ -12,7 +13,6 @@
 #include <nlohmann/json.hpp>
 
 #include <memory>
-#include <ostream>
 #include <string>
 
 namespace healthintf::healthctl
@@ -94,8 +94,8 @@ ExitCode setHidden(const Context& context, bool hide, const Target& target)
     }
     else
     {
-        context.out << "All components were asked to "
-                    << (hide ? "hide" : "show") << " these faults.\n";
+        writeLine(context, std::string("All components were asked to ") +
+                               (hide ? "hide" : "show") + " these faults.");
     }
     return ExitCode::ok;
 }

@@ -3,6 +3,7 @@
 #include "../choices.hpp"
 #include "../error.hpp"
 #include "../numbers.hpp"
+#include "../output/line_output.hpp"
 #include "config_manager/attribute_file.hpp"
 
 #include <platform/config_manager.h>
@@ -13,12 +14,12 @@
 #include <cstdint>
 #include <cstring>
 #include <exception>
-#include <iomanip>
 #include <memory>
 #include <optional>
-#include <ostream>
 #include <string>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 namespace healthintf::healthctl
 {
@@ -71,6 +72,9 @@ ExitCode get(const Context& context, const std::string& name)
 {
     const host::Attributes held = attributes();
     auto all = nlohmann::ordered_json::array();
+    // Values stand at one place, whichever are shown.
+    constexpr std::size_t longestName = 11;
+    std::vector<std::pair<std::string, std::string>> fields;
     for (const auto& [shown, attribute] : settingsOf(name))
     {
         std::optional<int32_t> value;
@@ -84,16 +88,16 @@ ExitCode get(const Context& context, const std::string& name)
         {
             all.back()["value"] = *value;
         }
-        if (!context.json)
-        {
-            // As wide as the longest name.
-            context.out << std::left << std::setw(11) << shown << "  "
-                        << (value ? std::to_string(*value) : "not set") << '\n';
-        }
+        fields.emplace_back(shown, value ? std::to_string(*value) : "not set");
+        fields.back().first.resize(longestName, ' ');
     }
     if (context.json)
     {
         writeJson(context, "healthctl.lcd/1", {{"attributes", all}});
+    }
+    else
+    {
+        writeFields(context, fields);
     }
     return ExitCode::ok;
 }
@@ -156,7 +160,7 @@ ExitCode set(const Context& context, const std::string& name, int32_t value)
     }
     else
     {
-        context.out << shown << "  " << value << '\n';
+        writeFields(context, {{shown, std::to_string(value)}});
     }
     return ExitCode::ok;
 }

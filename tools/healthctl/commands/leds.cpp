@@ -1,11 +1,12 @@
 #include "leds.hpp"
 
+#include "../output/table.hpp"
 #include "../source/source_option.hpp"
 
 #include <nlohmann/json.hpp>
 
 #include <memory>
-#include <ostream>
+#include <string>
 
 namespace healthintf::healthctl
 {
@@ -26,14 +27,16 @@ void writeLeds(const Context& context, const HealthSource& source,
 
 void printLeds(const Context& context, const LedStates& states)
 {
+    Table table({});
     for (std::size_t state = 1; state < states.size(); ++state)
     {
         const bool asked = states.at(state);
-        context.out << "state " << state << "  "
-                    << (asked ? context.style.paint("asked for", Tone::strong)
-                              : context.style.paint("-", Tone::faint))
-                    << '\n';
+        table.addText("state ", "      ",
+                      std::to_string(state) + "  " +
+                          (asked ? "asked for" : "-"),
+                      asked ? Tone::strong : Tone::faint, Tone::plain);
     }
+    table.print(context.out, context.style, context.width);
 }
 
 ExitCode leds(const Context& context, SourceChoice choice)

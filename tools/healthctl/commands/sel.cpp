@@ -2,8 +2,7 @@
 
 #include "../error.hpp"
 #include "../numbers.hpp"
-#include "../output/table.hpp"
-#include "../output/text.hpp"
+#include "../output/line_output.hpp"
 #include "../sel/log_reader.hpp"
 #include "../sel/log_service.hpp"
 #include "../sel/sel_entries.hpp"
@@ -36,23 +35,6 @@ ReadEvent findEvent(const ReadLog& log, uint16_t id)
                         "; \"healthctl sel list\" shows those it has");
     }
     return described({*entry}).front();
-}
-
-void writeFields(const Context& context,
-                 const std::vector<std::pair<std::string, std::string>>& fields)
-{
-    std::size_t widest = 0;
-    for (const auto& [name, value] : fields)
-    {
-        widest = std::max(widest, name.size());
-    }
-    Table table({});
-    for (const auto& [name, value] : fields)
-    {
-        table.addText(name + std::string(widest + 2 - name.size(), ' '),
-                      std::string(widest + 2, ' '), value, Tone::plain);
-    }
-    table.print(context.out, context.style, context.width);
 }
 
 ExitCode show(const Context& context, uint16_t id)

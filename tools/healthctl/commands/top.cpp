@@ -3,10 +3,10 @@
 #include "../model/component.hpp"
 #include "../numbers.hpp"
 #include "../output/fault_output.hpp"
+#include "../output/line_output.hpp"
 #include "../source/source_option.hpp"
 
 #include <memory>
-#include <ostream>
 #include <string>
 
 namespace healthintf::healthctl
@@ -39,7 +39,7 @@ ExitCode top(const Context& context, const TopOptions& options)
     }
     else if (faults.empty())
     {
-        context.out << "No visible faults.\n";
+        writeLine(context, "No visible faults.");
     }
     else
     {

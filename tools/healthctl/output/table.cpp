@@ -19,12 +19,33 @@ std::size_t widthOf(const Cell& cell)
     return columnsOf(cell.lead) + columnsOf(cell.text);
 }
 
-/** A cell's text in the room that its column has. */
-std::string fitted(const Cell& cell, std::size_t width, const Style& style)
+/** What stands in front in less room than it wants; the blank that parts it
+ *  from the text stays. */
+std::string cutLead(const std::string& lead, std::size_t columns)
 {
-    const std::size_t lead = columnsOf(cell.lead);
-    return shortened(cell.text, width > lead ? width - lead : 1,
-                     style.signs().ellipsis);
+    if (columnsOf(lead) <= columns || columns == 0)
+    {
+        return columns == 0 ? "" : lead;
+    }
+    return columns > 1 && lead.ends_with(' ')
+               ? beginning(lead, columns - 1) + " "
+               : beginning(lead, columns);
+}
+
+/** A cell in the room that its column and the line have for it. */
+Cell fitted(const Cell& cell, std::size_t width, std::size_t room,
+            const Style& style)
+{
+    // What stands in front leaves something for the text.
+    constexpr std::size_t least = 8;
+    const std::size_t kept = std::min({columnsOf(cell.text), room / 2, least});
+    Cell result(cell.text, cell.tone, cutLead(cell.lead, room - kept));
+    const std::size_t lead = columnsOf(result.lead);
+    const std::size_t inColumn =
+        std::max(std::min(width, room), std::min(room, lead + 1)) - lead;
+    result.text =
+        shortened(cell.text, std::max(inColumn, kept), style.signs().ellipsis);
+    return result;
 }
 
 } // namespace
@@ -116,18 +137,18 @@ void Table::printRow(std::ostream& out, const Style& style, const Row& row,
         // What yielding columns leave too wide ends at the terminal's edge.
         const std::size_t room =
             width ? *width - std::min(*width, used + blanks) : widths[i];
-        if (room < widthOf(cell) && room <= columnsOf(cell.lead))
+        if (used > 0 && room < widthOf(cell) && room <= columnsOf(cell.lead))
         {
             break;
         }
-        const std::string text = fitted(cell, std::min(widths[i], room), style);
-        const std::size_t taken = columnsOf(cell.lead) + columnsOf(text);
+        const Cell shown = fitted(cell, widths[i], room, style);
+        const std::size_t taken = widthOf(shown);
         if (taken > 0)
         {
             used += blanks + taken;
             out << std::string(blanks, ' ')
-                << style.paint(cell.lead, Tone::faint)
-                << style.paint(text, cell.tone);
+                << style.paint(shown.lead, Tone::faint)
+                << style.paint(shown.text, shown.tone);
             blanks = 0;
         }
         // A column that is empty in all rows takes no room.
@@ -143,18 +164,24 @@ void Table::printText(std::ostream& out, const Style& style, const Text& text,
                       std::optional<std::size_t> width)
 {
     constexpr std::size_t least = 16;
-    const std::size_t lead = columnsOf(text.first);
+    std::string first = text.first;
+    std::string rest = text.rest;
     std::vector<std::string> all{text.text};
     if (width)
     {
-        const std::size_t room = std::max(least + lead, *width) - lead;
+        const std::size_t kept = std::clamp<std::size_t>(
+            std::min(*width / 2, columnsOf(text.text)), 1, least);
+        const std::size_t forLead = *width - std::min(*width, kept);
+        first = cutLead(first, forLead);
+        rest = cutLead(rest, forLead);
+        const std::size_t room = *width - columnsOf(first);
         all = text.wraps ? wrapped(text.text, room)
                          : std::vector<std::string>{shortened(
                                text.text, room, style.signs().ellipsis)};
     }
     for (std::size_t i = 0; i < all.size(); ++i)
     {
-        out << style.paint(i == 0 ? text.first : text.rest, text.leadTone)
+        out << style.paint(i == 0 ? first : rest, text.leadTone)
             << style.paint(all[i], text.tone) << '\n';
     }
 }

@@ -18,8 +18,8 @@ namespace healthintf::healthctl
 /** One field of a row. */
 struct Cell
 {
-    /** @param[in] lead stands in front and is never shortened, as the lines of
-     *             a tree */
+    /** @param[in] lead stands in front, as the lines of a tree; only the edge
+     * of the terminal shortens it */
     Cell(std::string text, Tone tone = Tone::plain, std::string lead = {}) :
         text(std::move(text)), tone(tone), lead(std::move(lead))
     {}

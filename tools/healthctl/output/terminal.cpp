@@ -70,7 +70,6 @@ bool hasUnicode()
 std::optional<std::size_t> terminalWidth()
 {
     constexpr std::size_t usual = 80;
-    constexpr std::size_t least = 20;
     if (isatty(STDOUT_FILENO) == 0)
     {
         return std::nullopt;
@@ -86,7 +85,7 @@ std::optional<std::size_t> terminalWidth()
         // A serial line does not know its size.
         columns = toldColumns();
     }
-    return std::max(least, columns == 0 ? usual : columns);
+    return columns == 0 ? usual : columns;
 }
 
 } // namespace healthintf::healthctl

@@ -62,10 +62,21 @@ bool mayBreak(const Sign& before, const Sign& after)
            (takenBy(after) > 0 && (takenBy(before) > 1 || takenBy(after) > 1));
 }
 
+void dropBlanks(std::string_view& rest)
+{
+    rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
+}
+
 /** Takes a line off the front of a text. */
 std::string takeLine(std::string_view& rest, std::size_t columns)
 {
     const std::vector<Sign> signs = signsOf(rest);
+    if (columns > 0 && takenBy(signs.front()) > columns)
+    {
+        rest.remove_prefix(signs.front().bytes.size());
+        dropBlanks(rest);
+        return "?";
+    }
     const std::size_t fit = std::max<std::size_t>(
         1, howManyFit(signs.begin(), signs.end(), columns));
     std::size_t bytes = 0;
@@ -83,7 +94,7 @@ std::string takeLine(std::string_view& rest, std::size_t columns)
     const std::size_t end = breaksWord && lastBreak > 0 ? lastBreak : bytes;
     std::string line(rest.substr(0, end));
     rest.remove_prefix(end);
-    rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
+    dropBlanks(rest);
     line.erase(line.find_last_not_of(' ') + 1);
     return line;
 }
@@ -100,6 +111,18 @@ std::size_t columnsOf(std::string_view text)
     return columns;
 }
 
+std::string beginning(std::string_view text, std::size_t columns)
+{
+    const std::vector<Sign> signs = signsOf(text);
+    const std::size_t count = howManyFit(signs.begin(), signs.end(), columns);
+    std::string result;
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        result += signs[i].bytes;
+    }
+    return result;
+}
+
 std::string shortened(std::string_view text, std::size_t columns,
                       std::string_view ellipsis)
 {
@@ -111,14 +134,9 @@ std::string shortened(std::string_view text, std::size_t columns,
     // The end of a name tells more than its beginning.
     const std::size_t front = (columns - dots) / 2;
     const std::vector<Sign> signs = signsOf(text);
-    const std::size_t first = howManyFit(signs.begin(), signs.end(), front);
     const std::size_t last =
         howManyFit(signs.rbegin(), signs.rend(), columns - dots - front);
-    std::string result;
-    for (std::size_t i = 0; i < first; ++i)
-    {
-        result += signs[i].bytes;
-    }
+    std::string result = beginning(text, front);
     result += dots < columnsOf(ellipsis) ? ellipsis.substr(0, dots) : ellipsis;
     for (std::size_t i = signs.size() - last; i < signs.size(); ++i)
     {

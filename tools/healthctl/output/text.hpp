@@ -14,13 +14,17 @@ namespace healthintf::healthctl
 /** How many columns a text takes. */
 std::size_t columnsOf(std::string_view text);
 
+/** The first signs of a text that fit into so many columns. */
+std::string beginning(std::string_view text, std::size_t columns);
+
 /** A text of at most so many columns: what is too much is taken out of the
  *  middle, and @p ellipsis stands for it. */
 std::string shortened(std::string_view text, std::size_t columns,
                       std::string_view ellipsis);
 
 /** A text in lines of at most so many columns, broken at blanks; a word that is
- *  longer is broken where the line ends. At least one line. */
+ *  longer is broken where the line ends. At least one line. A sign that is
+ *  wider than a line is written as "?"; in no columns each sign is a line. */
 std::vector<std::string> wrapped(std::string_view text, std::size_t columns);
 
 } // namespace healthintf::healthctl

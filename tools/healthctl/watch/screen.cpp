@@ -1,5 +1,7 @@
 #include "screen.hpp"
 
+#include "../output/text.hpp"
+
 #include <sys/ioctl.h>
 
 #include <unistd.h>
@@ -30,7 +32,8 @@ std::size_t terminalLines()
 
 } // namespace
 
-std::string pageOf(const std::string& text, std::size_t lines)
+std::string pageOf(const std::string& text, std::size_t lines,
+                   std::size_t columns)
 {
     const auto total = static_cast<std::size_t>(std::ranges::count(text, '\n'));
     const bool fits = total <= lines;
@@ -47,8 +50,10 @@ std::string pageOf(const std::string& text, std::size_t lines)
     }
     if (!fits)
     {
-        page += (shown == 0 ? "" : "\n") + std::to_string(total - shown) +
-                " more lines" + clearLine;
+        page +=
+            (shown == 0 ? "" : "\n") +
+            beginning(std::to_string(total - shown) + " more lines", columns) +
+            clearLine;
     }
     return page;
 }
@@ -84,9 +89,10 @@ void Screen::giveBack()
     }
 }
 
-void Screen::draw(const std::string& text)
+void Screen::draw(const std::string& text, std::size_t columns)
 {
-    out << home << pageOf(text, terminalLines()) << clearBelow << std::flush;
+    out << home << pageOf(text, terminalLines(), columns) << clearBelow
+        << std::flush;
 }
 
 } // namespace healthintf::healthctl

@@ -12,9 +12,14 @@
 namespace healthintf::healthctl
 {
 
-/** What fits onto a screen of so many lines: the text's first ones, each from
- *  the screen's left edge, and if there are more, a last one that says so. */
-std::string pageOf(const std::string& text, std::size_t lines);
+/** What fits onto a screen: the text's first lines, each from the screen's left
+ *  edge, and if there are more, a last one that says so.
+ *
+ *  @param[in] text lines that are no wider than the screen
+ *  @param[in] lines how many the screen has
+ *  @param[in] columns how wide it is */
+std::string pageOf(const std::string& text, std::size_t lines,
+                   std::size_t columns);
 
 /** Takes the terminal's other screen, and gives the first one back with all
  *  that stood there. What is typed meanwhile is not shown. */
@@ -30,8 +35,10 @@ class Screen
     void take();
     void giveBack();
 
-    /** Draws a text in the place of what was drawn before. */
-    void draw(const std::string& text);
+    /** Draws a text in the place of what was drawn before.
+     *
+     *  @param[in] columns the width of the terminal */
+    void draw(const std::string& text, std::size_t columns);
 
   private:
     std::ostream& out;

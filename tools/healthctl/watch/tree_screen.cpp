@@ -2,6 +2,7 @@
 
 #include "../error.hpp"
 #include "../model/health_tree.hpp"
+#include "../output/line_output.hpp"
 #include "../output/terminal.hpp"
 #include "../output/time_text.hpp"
 #include "../source/health_source.hpp"
@@ -17,8 +18,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <printable.hpp>
 
 namespace healthintf::healthctl
 {
@@ -82,7 +81,7 @@ void drawTree(const Context& context, const TreeView& view)
         {
             throw;
         }
-        context.out << host::printable(e.what()) << '\n';
+        writeLine(context, e.what());
     }
 }
 
@@ -123,10 +122,9 @@ void TreeScreen::draw()
                     .json = false,
                     .compact = false};
     const auto now = static_cast<uint64_t>(std::time(nullptr));
-    text << context.style.paint(localTime(now) + "  q ends", Tone::faint)
-         << '\n';
+    writeLine(drawing, localTime(now) + "  q ends", Tone::faint);
     drawTree(drawing, view);
-    screen.draw(text.str());
+    screen.draw(text.str(), drawing.width.value_or(std::string::npos));
 }
 
 void TreeScreen::pause()

@@ -1,4 +1,5 @@
 #include "output/table.hpp"
+#include "output/text.hpp"
 
 #include <gtest/gtest.h>
 
@@ -86,6 +87,39 @@ TEST(TableTest, WrapsTextsWithTheIndentationOfTheirBullet)
     table.addText("  • ", "    ", "the fan of the rack is slow", Tone::plain);
     EXPECT_EQ(printed(table, 24), "  • the fan of the rack\n    is slow\n");
     EXPECT_EQ(printed(table), "  • the fan of the rack is slow\n");
+}
+
+TEST(TableTest, IsNeverWiderThanTheTerminal)
+{
+    for (const Style& style : {Style(false, true), Style(false, false)})
+    {
+        Table table({{1, 20}, {0, 12}, {1, 8}});
+        table.addRow({Cell("風扇_of_the_rack", Tone::plain, "│  │  │  └─ "),
+                      std::string("critical"), std::string(),
+                      Cell("風", Tone::plain, "• ")});
+        table.addText("│  │  │  • ", "│  │  │    ", "風扇 is slow",
+                      Tone::plain);
+        table.addText("problem  ", "         ", "x", Tone::plain);
+        table.addLine("  ", "/sensors/風扇/very/long", Tone::faint);
+        for (std::size_t width = 1; width <= 60; ++width)
+        {
+            std::istringstream lines(printed(table, width, style));
+            for (std::string line; std::getline(lines, line);)
+            {
+                EXPECT_LE(columnsOf(line), width) << line;
+                EXPECT_FALSE(line.empty()) << width;
+            }
+        }
+    }
+}
+
+TEST(TableTest, KeepsNamesBehindWhatStandsInFront)
+{
+    Table table({{0, 4}});
+    table.addRow({Cell("fan", Tone::plain, "│  │  │  └─ ")});
+    table.addText("│  │  │  • ", "│  │  │    ", "is slow", Tone::plain);
+    EXPECT_EQ(printed(table, 8), "│  │ fan\n│   is\n│   slow\n");
+    EXPECT_EQ(printed(table, 2), "│…\n│i\n│s\n│s\n│l\n│o\n│w\n");
 }
 
 TEST(TableTest, ShortensLinesOfTheirOwn)

@@ -60,6 +60,26 @@ TEST(Wrapped, BreaksAWordThatIsLongerThanALine)
                 ElementsAre("/a/lon", "g/path", "is", "full"));
 }
 
+TEST(Wrapped, NeverTakesMoreThanItMay)
+{
+    for (std::size_t columns = 1; columns < 40; ++columns)
+    {
+        for (const std::string& line :
+             wrapped("風扇風扇 with a long name 風扇風扇", columns))
+        {
+            EXPECT_LE(columnsOf(line), columns) << line;
+        }
+    }
+    EXPECT_THAT(wrapped("a風b", 1), ElementsAre("a", "?", "b"));
+}
+
+TEST(Beginning, IsWhatFits)
+{
+    EXPECT_EQ(beginning("風扇", 3), "風");
+    EXPECT_EQ(beginning("fan", 3), "fan");
+    EXPECT_EQ(beginning("fan", 0), "");
+}
+
 TEST(Wrapped, IsOneLineAtLeast)
 {
     EXPECT_THAT(wrapped("", 5), ElementsAre(""));

@@ -1,0 +1,37 @@
+#include "line_output.hpp"
+
+#include "table.hpp"
+
+#include <algorithm>
+
+namespace healthintf::healthctl
+{
+
+void writeLine(const Context& context, const std::string& text, Tone tone)
+{
+    const std::size_t begin =
+        std::min(text.find_first_not_of(' '), text.size());
+    const std::string margin = text.substr(0, begin);
+    Table table({});
+    table.addText(margin, margin, text.substr(begin), tone);
+    table.print(context.out, context.style, context.width);
+}
+
+void writeFields(const Context& context,
+                 const std::vector<std::pair<std::string, std::string>>& fields)
+{
+    std::size_t widest = 0;
+    for (const auto& [name, value] : fields)
+    {
+        widest = std::max(widest, name.size());
+    }
+    Table table({});
+    for (const auto& [name, value] : fields)
+    {
+        table.addText(name + std::string(widest + 2 - name.size(), ' '),
+                      std::string(widest + 2, ' '), value, Tone::plain);
+    }
+    table.print(context.out, context.style, context.width);
+}
+
+} // namespace healthintf::healthctl
