@@ -80,7 +80,7 @@ void answer(const ListCall& call, const EventLog& events)
         if (call.generation)
         {
             replyWithList(
-                message, events.generation(),
+                message, events,
                 events.listFrom(*call.generation, call.first, call.limit));
         }
         else

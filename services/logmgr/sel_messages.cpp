@@ -117,14 +117,16 @@ int replyWithList(sd_bus_message* call, const Page& page)
     return send(reply, page.next);
 }
 
-int replyWithList(sd_bus_message* call, uint64_t generation, const Page& page)
+int replyWithList(sd_bus_message* call, const EventLog& events,
+                  const Page& page)
 {
     const MessagePtr reply = replyTo(call);
     checkBus("sd_bus_message_append",
-             sd_bus_message_append(reply.get(), "t", generation));
+             sd_bus_message_append(reply.get(), "t", events.generation()));
     append(reply.get(), page.entries);
     checkBus("sd_bus_message_append",
-             sd_bus_message_append(reply.get(), "t", page.nextSequence));
+             sd_bus_message_append(reply.get(), "tq", page.nextSequence,
+                                   events.lastIdentifier()));
     return sd_bus_send(nullptr, reply.get(), nullptr);
 }
 

@@ -23,11 +23,12 @@ const char* errorName(Refusal::Kind kind);
  *  @return what sd-bus says */
 int replyWithList(sd_bus_message* call, const Page& page);
 
-/** Answers a call with the log's generation and one page as a list by sequence
- *  numbers.
+/** Answers a call with one page of the log as a list by sequence numbers, with
+ *  the log's generation and the identifier of its last entry.
  *
  *  @return what sd-bus says */
-int replyWithList(sd_bus_message* call, uint64_t generation, const Page& page);
+int replyWithList(sd_bus_message* call, const EventLog& events,
+                  const Page& page);
 
 /** Answers a call with the first entry of a page.
  *

@@ -126,7 +126,7 @@ const sd_bus_vtable* SelObject::table()
                        handle<&SelObject::getEntry>, everybody),
         vtable::method("ListEntries", "qu", "a(qu(ssyy)ay)q",
                        handle<&SelObject::listEntries>, everybody),
-        vtable::method(host::listLog, "ttu", "ta(qu(ssyy)ay)t",
+        vtable::method(host::listLog, "ttu", "ta(qu(ssyy)ay)tq",
                        handle<&SelObject::listLog>, everybody),
         vtable::method("Clear", "", "u", handle<&SelObject::clear>, everybody),
         vtable::method(host::clearUpTo, "tq", "uq",

@@ -1,6 +1,11 @@
 #!/usr/bin/python3
-"""A log manager that answers oddly: it always has more entries and sends none,
-and its numbers are texts. Writes "ready", and ends with its input."""
+"""A log manager that answers oddly. Writes "ready", and ends with its input.
+
+    odd_log.py [gaps | once | always]
+
+Without an argument it always has more entries and sends none, and its numbers
+are texts. With gaps, two of its entries make no sense. It is cleared while it is
+listed: once, or always."""
 
 import sys
 
@@ -12,12 +17,47 @@ from gi.repository import GLib
 INTERFACE = "com.vexa.olvar.logmgr.SEL"
 
 
-class OddLog(dbus.service.Object):
+NO_SEQUENCE = 2**64 - 1
+
+
+class OldGeneration(dbus.DBusException):
+    _dbus_error_name = "com.vexa.olvar.logmgr.Error.OldGeneration"
+
+
+def entry(identifier):
+    return dbus.Struct(
+        (identifier, 5, ("", "", 0, 0), dbus.ByteArray(bytes(16))),
+        signature="qu(ssyy)ay",
+    )
+
+
+class LogWithEntries(dbus.service.Object):
+    """A log of the entries 1 to 4, which is cleared so often while it is
+    listed."""
+
+    def __init__(self, bus, path, clears, identifiers):
+        super().__init__(bus, path)
+        self.clears = clears
+        self.identifiers = identifiers
+
     @dbus.service.method(
-        INTERFACE, in_signature="ttu", out_signature="ta(qu(ssyy)ay)t"
+        INTERFACE, in_signature="ttu", out_signature="ta(qu(ssyy)ay)tq"
     )
     def ListLog(self, generation, first, count):
-        return 1, dbus.Array([], signature="(qu(ssyy)ay)"), 1
+        if generation == 0:
+            return 7, [entry(self.identifiers[0])], 1, 4
+        if self.clears > 0:
+            self.clears -= 1
+            raise OldGeneration("the log was cleared")
+        return 7, [entry(each) for each in self.identifiers[1:]], NO_SEQUENCE, 4
+
+
+class OddLog(dbus.service.Object):
+    @dbus.service.method(
+        INTERFACE, in_signature="ttu", out_signature="ta(qu(ssyy)ay)tq"
+    )
+    def ListLog(self, generation, first, count):
+        return 1, dbus.Array([], signature="(qu(ssyy)ay)"), 1, 0
 
     @dbus.service.method(INTERFACE, in_signature="tq", out_signature="s")
     def ClearUpTo(self, generation, last):
@@ -34,7 +74,14 @@ def main():
     dbus.mainloop.glib.DBusGMainLoop(set_as_default=True)
     bus = dbus.SystemBus()
     name = dbus.service.BusName("com.vexa.olvar.logmgr", bus)
-    service = OddLog(bus, "/com/vexa/olvar/logmgr/SEL")
+    path = "/com/vexa/olvar/logmgr/SEL"
+    services = {
+        "gaps": lambda: LogWithEntries(bus, path, 0, [1, 3]),
+        "once": lambda: LogWithEntries(bus, path, 1, [1, 2, 3, 4]),
+        "always": lambda: LogWithEntries(bus, path, 1000, [1, 2, 3, 4]),
+    }
+    mode = sys.argv[1] if len(sys.argv) > 1 else ""
+    service = services.get(mode, lambda: OddLog(bus, path))()
     loop = GLib.MainLoop()
     GLib.io_add_watch(sys.stdin, GLib.IO_HUP, lambda *_: loop.quit())
     print("ready", flush=True)

@@ -395,6 +395,37 @@ TEST(HealthctlSelAlone, SaysSoWhenTheLogManagerAnswersOddly)
     }
 }
 
+TEST(HealthctlSelAlone, ListsAnewWhenTheLogIsClearedMeanwhile)
+{
+    const PrivateBus bus;
+    {
+        Process log({ODD_LOG, "once"});
+        ASSERT_EQ(log.hear(), "ready");
+        EXPECT_THAT(idsOf(jsonOf({"sel", "list"})), ElementsAre(1, 2, 3, 4));
+    }
+    Process log({ODD_LOG, "always"});
+    ASSERT_EQ(log.hear(), "ready");
+    const Answer answer = healthctl({"sel", "list"});
+    EXPECT_EQ(answer.status, 5);
+    EXPECT_EQ(answer.errors, "healthctl: the log was cleared; try again\n");
+}
+
+TEST(HealthctlSelAlone, SaysHowManyEntriesMakeNoSense)
+{
+    const PrivateBus bus;
+    Process log({ODD_LOG, "gaps"});
+    ASSERT_EQ(log.hear(), "ready");
+    const Answer answer =
+        healthctl({"sel", "export", bus.folder().path() / "log.raw", "--json"});
+    EXPECT_EQ(answer.status, 0);
+    EXPECT_EQ(answer.errors,
+              "healthctl: the log has entries that make no sense and are left "
+              "out: 2; see the log of logmgr\n");
+    const json exported = json::parse(answer.output);
+    EXPECT_EQ(exported["exported"], 2);
+    EXPECT_EQ(exported["upTo"], 4) << "which \"sel clear --up-to\" takes";
+}
+
 TEST(HealthctlSelAlone, ImportIntoALogWithoutRoomStoresNothing)
 {
     const PrivateBus bus;

@@ -12,7 +12,7 @@ namespace healthintf::host
 inline constexpr const char* addSelWithTimestamp = "AddSELWithTimestamp";
 
 /** Lists entries of a generation of the log by their sequence numbers: `ttu` to
- *  `ta(qu(ssyy)ay)t`. */
+ *  `ta(qu(ssyy)ay)tq`. */
 inline constexpr const char* listLog = "ListLog";
 
 /** Clears the log if its last entry is known: `tq` to `uq`. */

@@ -39,13 +39,12 @@ ExitCode exportTo(const Context& context, const std::string& file)
         writeJson(context, "healthctl.sel-export/1",
                   {{"file", file},
                    {"exported", records.size()},
-                   {"upTo", log.last()},
+                   {"upTo", log.last},
                    {"source", log.source()}});
     }
     else if (!intoOutput)
     {
-        context.out << records.size() << " exported" << upTo(log.last())
-                    << '\n';
+        context.out << records.size() << " exported" << upTo(log.last) << '\n';
     }
     return ExitCode::ok;
 }

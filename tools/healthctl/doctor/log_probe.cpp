@@ -67,7 +67,7 @@ LogComparison compareLogWithMirror()
         for (int reading = 0; reading < mostReadings; ++reading)
         {
             const LogInfo before = log.info();
-            const std::vector<SELEntry_gen> entries = log.entries();
+            const std::vector<SELEntry_gen> entries = log.content().entries;
             std::vector<SELEntryProperties> mirror;
             const long result = host::readSelMirror(mirror);
             if (result != DataAbstraction::readOk &&

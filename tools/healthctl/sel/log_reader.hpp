@@ -18,12 +18,9 @@ struct ReadLog
     /** Whether they are of the log's mirror in the data cache, which may lack
      *  changes, and not of the log. */
     bool mirror = false;
-
-    /** The identifier of the last entry; 0 without one. */
-    uint16_t last() const
-    {
-        return entries.empty() ? uint16_t{0} : entries.back().recordId();
-    }
+    /** The identifier of the last entry, also of one that makes no sense; 0
+     *  without one. */
+    uint16_t last = 0;
 
     /** The word for where they are from. */
     const char* source() const
@@ -33,7 +30,8 @@ struct ReadLog
 };
 
 /** Reads the log from the log manager, or its mirror when there is no log
- *  manager, which is said on standard error.
+ *  manager. That is said on standard error, as is how many entries make no
+ *  sense and are not among those that are read.
  *
  *  @throws Error when neither has entries */
 ReadLog readLog();

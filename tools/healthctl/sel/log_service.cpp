@@ -243,7 +243,7 @@ SELEntry_gen entryIn(sd_bus_message* message)
  *  @param[out] generation the log's
  *  @return the sequence number of the one behind them */
 uint64_t addPage(sd_bus_message* message, uint64_t& generation,
-                 std::vector<SELEntry_gen>& entries)
+                 LogContent& content)
 {
     constexpr const char* entry = "qu(ssyy)ay";
     checkBus("generation", sd_bus_message_read(message, "t", &generation));
@@ -251,12 +251,13 @@ uint64_t addPage(sd_bus_message* message, uint64_t& generation,
              sd_bus_message_enter_container(message, 'a', "(qu(ssyy)ay)"));
     while (sd_bus_message_enter_container(message, 'r', entry) > 0)
     {
-        entries.push_back(entryIn(message));
+        content.entries.push_back(entryIn(message));
         checkBus("entries", sd_bus_message_exit_container(message));
     }
     checkBus("entries", sd_bus_message_exit_container(message));
     uint64_t next = host::noSelSequence;
-    checkBus("entries", sd_bus_message_read(message, "t", &next));
+    checkBus("entries",
+             sd_bus_message_read(message, "tq", &next, &content.last));
     return next;
 }
 
@@ -324,13 +325,13 @@ LogInfo LogService::info()
     });
 }
 
-std::vector<SELEntry_gen> LogService::entries()
+LogContent LogService::content()
 {
     for (int reading = 1;; ++reading)
     {
         try
         {
-            return readEntries();
+            return readContent();
         }
         catch (const LogChanged&)
         {
@@ -342,9 +343,9 @@ std::vector<SELEntry_gen> LogService::entries()
     }
 }
 
-std::vector<SELEntry_gen> LogService::readEntries()
+LogContent LogService::readContent()
 {
-    std::vector<SELEntry_gen> entries;
+    LogContent content;
     uint64_t generation = host::anySelGeneration;
     for (uint64_t next = 0; next != host::noSelSequence;)
     {
@@ -353,19 +354,19 @@ std::vector<SELEntry_gen> LogService::readEntries()
         checkBus(
             "sd_bus_message_append",
             sd_bus_message_append(call.get(), "ttu", generation, next, 0U));
-        const std::size_t before = entries.size();
+        const std::size_t before = content.entries.size();
         const MessagePtr page = reply(bus, call);
         next = understood([&] {
-            return addPage(page.get(), generation, entries);
+            return addPage(page.get(), generation, content);
         });
-        if (next != host::noSelSequence && entries.size() == before)
+        if (next != host::noSelSequence && content.entries.size() == before)
         {
             throw Error(ExitCode::failed, "the log manager says that there is "
                                           "more and sends nothing; restart "
                                           "logmgr");
         }
     }
-    return entries;
+    return content;
 }
 
 } // namespace healthintf::healthctl

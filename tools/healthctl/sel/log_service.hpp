@@ -35,6 +35,16 @@ struct LogInfo
     uint16_t lastEntry = 0;
 };
 
+/** What was read of the log. */
+struct LogContent
+{
+    /** The oldest first; those that make no sense are not among them. */
+    std::vector<SELEntry_gen> entries;
+    /** The identifier of the last entry, whether it makes sense or not; 0
+     *  without one. */
+    uint16_t last = 0;
+};
+
 /** What clearing the log has removed. */
 struct Clearing
 {
@@ -78,10 +88,10 @@ class LogService
      *  drops what was to be read next, that begins anew.
      *
      *  @throws Error */
-    std::vector<SELEntry_gen> entries();
+    LogContent content();
 
   private:
-    std::vector<SELEntry_gen> readEntries();
+    LogContent readContent();
 
     host::BusPtr bus;
 };

@@ -46,7 +46,7 @@ TEST_F(LogReader, SaysThatItReadTheMirrorWhereThereIsNoLogManager)
                 HasSubstr("what follows is the mirror of the log"));
     EXPECT_TRUE(log.mirror);
     EXPECT_STREQ(log.source(), "mirror");
-    EXPECT_EQ(log.last(), 2);
+    EXPECT_EQ(log.last, 2);
     std::vector<uint16_t> ids;
     for (const SELEntry_gen& entry : log.entries)
     {
@@ -59,7 +59,7 @@ TEST_F(LogReader, FailsWhereThereIsNeither)
 {
     EXPECT_THROW(readLog(), Error);
     EXPECT_TRUE(readMirror().empty());
-    EXPECT_EQ(ReadLog().last(), 0);
+    EXPECT_EQ(ReadLog().last, 0);
 }
 
 } // namespace
