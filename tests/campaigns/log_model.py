@@ -1,0 +1,382 @@
+"""Does random things to the log, and compares it with a model; what
+scripts/log-model runs."""
+
+import argparse
+import collections
+import contextlib
+import json
+import os
+import pathlib
+import random
+import subprocess
+import sys
+import tempfile
+import time
+
+from gi.repository import GLib
+
+import bus_view
+import programs
+from namespaces import in_own_namespace
+
+IDENTIFIERS = 65534
+# How long the mirror may be behind.
+BEHIND = 1.0
+# More long entries than the log's file usually has space for.
+LARGE = 2500
+# What the programs have to start within.
+PATIENCE = 20.0
+NAME = bus_view.LOG[0]
+
+
+class Difference(Exception):
+    """The log is not what the model says."""
+
+
+class Model:
+    """The log as it should be: entries are pairs of identifier and what tells
+    records apart."""
+
+    def __init__(self, capacity, wraps):
+        self.capacity = capacity
+        self.wraps = wraps
+        self.entries = collections.deque()
+        self.next = 0
+
+    def add(self, mark):
+        """The identifier; nothing when the log is full."""
+        if len(self.entries) >= self.capacity:
+            if not self.wraps:
+                return None
+            self.entries.popleft()
+        identifier = self.next % IDENTIFIERS + 1
+        self.next += 1
+        self.entries.append((identifier, mark))
+        return identifier
+
+    def clear(self):
+        self.entries.clear()
+        self.next = 0
+
+    def last(self):
+        return self.entries[-1][0] if self.entries else 0
+
+
+def record_of(mark):
+    """A record without a time, which has room for a mark."""
+    return bytes([0, 0, 0xE5]) + mark.to_bytes(13, "little")
+
+
+def mark_of(record):
+    return int.from_bytes(record[3:16], "little")
+
+
+def entry_of(record):
+    return int.from_bytes(record[:2], "little"), mark_of(record)
+
+
+class Campaign:
+    """A log manager, healthctl and a model, which are told the same."""
+
+    def __init__(self, build, folder, seed):
+        self.random = random.Random(seed)
+        for place, size in (("state", "6m"), ("run", "12m")):
+            (folder / place).mkdir()
+            command = ["mount", "-t", "tmpfs", "-o", f"size={size}", "tmpfs"]
+            subprocess.run([*command, folder / place], check=True)
+        # The blocks of a mirror's file are its limit, once for the one that is
+        # there and once for the next.
+        self.world = programs.World(
+            build, folder, environment={"HEALTHINTF_CACHE_MIB": "4"}
+        )
+        self.world.start_bus()
+        self.client = bus_view.Client(self.world.address)
+        self.config = folder / "logmgr.toml"
+        self.backup = folder / "backup.raw"
+        self.exported = None
+        self.marks = 0
+        self.done = collections.Counter()
+        self.log = None
+        self.model = None
+        self.begin()
+
+    def healthctl(self, *arguments, expected=(0,)):
+        command = [self.world.build / "tools/healthctl/healthctl", "sel", *arguments]
+        ran = subprocess.run(
+            command, env=self.world.environment, capture_output=True, check=False
+        )
+        if ran.returncode not in expected:
+            raise Difference(f"{arguments} ended {ran.returncode}: {ran.stderr}")
+        return ran
+
+    def json_of(self, *arguments, expected=(0,)):
+        ran = self.healthctl(*arguments, "--json", expected=expected)
+        return json.loads(ran.stdout) if ran.stdout else None
+
+    # The log manager.
+
+    def start(self):
+        self.log = self.world.start_service("logmgr", "--config", self.config)
+        deadline = time.monotonic() + PATIENCE
+        while not self.client.owner(NAME):
+            if time.monotonic() > deadline or not self.log.alive():
+                raise Difference(f"logmgr does not start: {self.log.log()}")
+
+    def kill(self):
+        """Ends it, while an addition may be under way."""
+        self.log.kill()
+        while self.client.owner(NAME):
+            pass
+        self.start()
+
+    def begin(self):
+        self.begin_with(self.random.choice([1, 3, 40, 300]), self.random.random() < 0.6)
+
+    def begin_with(self, capacity, wraps):
+        """Begins an empty log of another capacity."""
+        policy = "wrap" if wraps else "refuse"
+        self.config.write_text(f'capacity = {capacity}\noverflow = "{policy}"\n')
+        if self.log:
+            self.log.kill()
+            while self.client.owner(NAME):
+                pass
+        self.start()
+        self.healthctl("clear", "--yes")
+        self.model = Model(capacity, wraps)
+        self.exported = None
+
+    # What is done.
+
+    def new_mark(self):
+        self.marks += 1
+        return self.marks
+
+    def add(self, path="/s"):
+        mark = self.new_mark()
+        before = self.model.next
+        expected = self.model.add(mark)
+        try:
+            found = self.client.add_event(path, record_of(mark))
+        except GLib.Error as error:
+            if expected is not None or "Full" not in error.message:
+                raise Difference(f"addition {before} refused: {error.message}") from None
+            return
+        if found != expected:
+            raise Difference(f"the entry {expected} got the identifier {found}")
+
+    def add_many(self):
+        for _ in range(self.random.randint(1, 60)):
+            self.add()
+
+    def clear(self):
+        cleared = self.json_of("clear", "--yes")
+        known = {"erased": len(self.model.entries), "upTo": self.model.last()}
+        if {name: cleared[name] for name in known} != known:
+            raise Difference(f"cleared {cleared}, not {known}")
+        self.model.clear()
+
+    def clear_up_to(self):
+        """Clears what was exported, if that is all."""
+        if self.exported is None:
+            return
+        refused = self.exported != self.model.last()
+        arguments = ("clear", "--yes", "--up-to", str(self.exported))
+        self.healthctl(*arguments, expected=(5,) if refused else (0,))
+        if not refused:
+            self.model.clear()
+        self.done["clears that were refused"] += refused
+
+    def export(self):
+        told = self.json_of("export", str(self.backup))
+        if told["source"] != "log" or told["upTo"] != self.model.last():
+            raise Difference(f"exported {told}, not up to {self.model.last()}")
+        self.compare("export", self.records())
+        self.exported = told["upTo"]
+
+    def records(self):
+        content = self.backup.read_bytes()
+        return [entry_of(content[at : at + 16]) for at in range(0, len(content), 16)]
+
+    def import_backup(self):
+        if not self.backup.exists():
+            return
+        marks = [mark for _, mark in self.records()]
+        room = self.model.capacity - len(self.model.entries)
+        refused = not self.model.wraps and len(marks) > room
+        self.healthctl("import", str(self.backup), expected=(5,) if refused else (0,))
+        if not refused:
+            for mark in marks:
+                self.model.add(mark)
+
+    def kill_in_the_middle(self):
+        """Kills it while additions are under way: they may be there or not, in
+        their order."""
+        before = list(self.model.entries)
+        sent = [self.new_mark() for _ in range(self.random.randint(1, 20))]
+        for mark in sent:
+            arguments = GLib.Variant(
+                "((ssyy)ay)", (("sensor", "/s", 0, 0), record_of(mark))
+            )
+            self.client.raw.call(
+                *bus_view.LOG, "AddSEL", arguments, None, 0, -1, None, None
+            )
+        self.client.flush()
+        time.sleep(self.random.random() * 0.003)
+        self.kill()
+        found = self.listed()
+        for mark in [None, *sent]:
+            if mark is not None:
+                self.model.add(mark)
+            if found == list(self.model.entries):
+                return
+        raise Difference(f"after a kill {found}, before {before}, sent {sent}")
+
+    @contextlib.contextmanager
+    def full(self, place):
+        """Has no space left on a filesystem for a while."""
+        filler = self.world.folder / place / "filler"
+        with open(filler, "wb", buffering=0) as file, contextlib.suppress(OSError):
+            while True:
+                file.write(b"x" * 65536)
+        try:
+            yield
+        finally:
+            filler.unlink()
+
+    def full_run(self):
+        """The mirror cannot be made, and is followed as far as it goes."""
+        with self.full("run"):
+            if self.random.random() < 0.5:
+                self.kill()
+            self.add_many()
+            if self.random.random() < 0.5:
+                self.clear()
+            self.compare("list", self.listed())
+            self.done["mirrors behind on a full disk"] += self.mirrored() != dict(
+                self.model.entries
+            )
+
+    def full_state(self):
+        """The log cannot grow, can be cleared, and loses nothing."""
+        self.begin_with(LARGE, False)
+        with self.full("state"):
+            while self.add_if_there_is_space():
+                pass
+            self.done["logs without space"] += len(self.model.entries) < LARGE
+            self.compare("list", self.listed())
+            if self.random.random() < 0.5:
+                self.kill()
+            if self.random.random() < 0.5:
+                self.clear()
+                self.add_many()
+            self.compare("list", self.listed())
+        self.clear()
+        self.add_many()
+        self.begin()
+
+    def add_if_there_is_space(self):
+        if len(self.model.entries) == LARGE:
+            # What the file has grown to before is enough for all of them.
+            return False
+        entries, following = self.model.entries.copy(), self.model.next
+        try:
+            self.add("/" + "x" * 500)
+            return True
+        except Difference as difference:
+            if "NotStored" not in str(difference):
+                raise
+            self.model.entries, self.model.next = entries, following
+            return False
+
+    # What is compared.
+
+    def listed(self):
+        told = self.json_of("list", expected=(0, 1))
+        if told["source"] != "log":
+            raise Difference(f"listed the {told['source']}")
+        return [entry_of(bytes.fromhex(each["raw"])) for each in told["entries"]]
+
+    def mirrored(self):
+        cache = json.loads(self.world.dump_cache())
+        return {
+            entry["recordId"]: mark_of(bytes(entry["record"]))
+            for entry in cache["sel"].values()
+        }
+
+    def compare(self, what, found):
+        expected = list(self.model.entries)
+        if found != expected:
+            raise Difference(
+                f"{what}: {len(found)} entries, the last {found[-5:]}, "
+                f"not {len(expected)}, the last {expected[-5:]}"
+            )
+
+    def compare_mirror(self):
+        expected = dict(self.model.entries)
+        deadline = time.monotonic() + BEHIND
+        found = self.mirrored()
+        while found != expected:
+            if time.monotonic() > deadline:
+                raise Difference(f"mirror: {found}, not {expected}")
+            found = self.mirrored()
+
+    # The steps.
+
+    def step(self):
+        choices = {
+            self.add: 50,
+            self.add_many: 12,
+            self.clear: 4,
+            self.clear_up_to: 8,
+            self.export: 10,
+            self.import_backup: 5,
+            self.kill: 2,
+            self.kill_in_the_middle: 4,
+            self.full_state: 0.2,
+            self.full_run: 2,
+            self.begin: 3,
+        }
+        what = self.random.choices(list(choices), list(choices.values()))[0]
+        what()
+        self.done[what.__name__] += 1
+        self.compare("list", self.listed())
+        self.compare_mirror()
+
+
+def options():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--build", required=True)
+    parser.add_argument("--operations", type=int, default=10_000)
+    parser.add_argument("--seed", type=int, default=random.SystemRandom().randrange(1 << 32))
+    return parser.parse_args()
+
+
+def main():
+    arguments = options()
+    if os.geteuid() != 0:
+        print("needs root, for filesystems of its own")
+        sys.exit(77)
+    in_own_namespace()
+    print(f"seed {arguments.seed}", flush=True)
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="log-model.", dir="/tmp"))
+    campaign = Campaign(arguments.build, folder, arguments.seed)
+    number = 0
+    begin = time.monotonic()
+    try:
+        for number in range(1, arguments.operations + 1):
+            campaign.step()
+            if number % 500 == 0:
+                print(f"{number} operations, {time.monotonic() - begin:.0f} s", flush=True)
+    except Difference as difference:
+        print(f"DIFFERENCE in operation {number}: {difference}")
+        print(campaign.log.log()[-2000:])
+        sys.exit(1)
+    finally:
+        campaign.world.close()
+        for place in ("state", "run"):
+            subprocess.run(["umount", folder / place], check=False)
+        print(f"{number} operations: {dict(campaign.done)}")
+    subprocess.run(["rm", "-r", folder], check=True)
+
+
+main()
