@@ -178,6 +178,12 @@ class EventLog
     /** Reads all entries. */
     void readAll(const Take& take) const;
 
+    /** The sequence number that the next entry gets. */
+    uint64_t nextSequence() const
+    {
+        return store.next();
+    }
+
     /** Changes when the log is cleared or begun anew. */
     uint64_t generation() const
     {

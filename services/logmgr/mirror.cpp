@@ -12,7 +12,9 @@ Mirror::Mirror(const EventLog& log) : events(log)
 
 void Mirror::follow(const EventLog::Addition& addition)
 {
-    if (behind)
+    // A change that failed may be in the log all the same once it is opened
+    // again.
+    if (behind || addition.sequence != next)
     {
         renew();
     }
@@ -33,6 +35,7 @@ bool Mirror::renew()
 void Mirror::note(int result)
 {
     behind = result != 0;
+    next = events.nextSequence();
     if (behind && !failing)
     {
         SERVICE_LOG(log::error,

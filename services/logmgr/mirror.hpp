@@ -5,6 +5,7 @@
 #include "data_cache/sel_entry_cache.hpp"
 #include "event_log.hpp"
 
+#include <cstdint>
 #include <functional>
 #include <utility>
 
@@ -44,6 +45,8 @@ class Mirror
     host::SelMirror mirror;
     /** Whether only renew() makes the mirror whole. */
     bool behind = true;
+    /** The sequence number of the next entry, if there is a mirror. */
+    uint64_t next = 0;
     bool failing = false;
     std::function<void()> askForRepair;
 };

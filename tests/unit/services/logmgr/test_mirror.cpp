@@ -76,6 +76,18 @@ TEST_F(LogMirror, FollowsAdditionsAndClearing)
               0);
 }
 
+TEST_F(LogMirror, MakesUpForAnEntryThatItWasNotToldOf)
+{
+    EXPECT_EQ(withLog([](EventLog& log) {
+                  Mirror mirror(log);
+                  mirror.renew();
+                  log.add(sampleEvent());
+                  mirror.follow(log.add(sampleEvent()));
+                  return mirrored() == Ids{1, 2} ? 0 : 1;
+              }),
+              0);
+}
+
 TEST_F(LogMirror, MakesUpForWhatFailed)
 {
     const auto blocked = folder.write("sel", "no folder");
