@@ -35,6 +35,22 @@ void append(sd_bus_message* message, const SELEntryProperties& entry)
                                          entry.record.size()));
 }
 
+void append(sd_bus_message* reply, const std::vector<SELEntryProperties>& list)
+{
+    checkBus("sd_bus_message_open_container",
+             sd_bus_message_open_container(reply, 'a', "(qu(ssyy)ay)"));
+    for (const SELEntryProperties& entry : list)
+    {
+        checkBus("sd_bus_message_open_container",
+                 sd_bus_message_open_container(reply, 'r', "qu(ssyy)ay"));
+        append(reply, entry);
+        checkBus("sd_bus_message_close_container",
+                 sd_bus_message_close_container(reply));
+    }
+    checkBus("sd_bus_message_close_container",
+             sd_bus_message_close_container(reply));
+}
+
 int send(const MessagePtr& reply, uint16_t next)
 {
     checkBus("sd_bus_message_append",
@@ -88,27 +104,6 @@ const char* errorName(Refusal::Kind kind)
     }
     return host::selNotStored;
 }
-
-namespace
-{
-
-void append(sd_bus_message* reply, const std::vector<SELEntryProperties>& list)
-{
-    checkBus("sd_bus_message_open_container",
-             sd_bus_message_open_container(reply, 'a', "(qu(ssyy)ay)"));
-    for (const SELEntryProperties& entry : list)
-    {
-        checkBus("sd_bus_message_open_container",
-                 sd_bus_message_open_container(reply, 'r', "qu(ssyy)ay"));
-        append(reply, entry);
-        checkBus("sd_bus_message_close_container",
-                 sd_bus_message_close_container(reply));
-    }
-    checkBus("sd_bus_message_close_container",
-             sd_bus_message_close_container(reply));
-}
-
-} // namespace
 
 int replyWithList(sd_bus_message* call, const Page& page)
 {
