@@ -14,10 +14,13 @@ class Rights:
                     "0", *RECORD)
         assert "Fan 7" in self.as_stranger("call", *LOG, "ListEntries", "qu",
                                            "0", "0")
+        assert "Fan 7" in self.as_stranger("call", *LOG, "ListLog", "ttu", "0",
+                                           "0", "0")
         assert "refuse" in self.as_stranger("introspect", *LOG)
 
     def check_stranger_changes_nothing(self):
         self.denied("call", *LOG, "Clear")
+        self.denied("call", *LOG, "ClearUpTo", "tq", "0", "65535")
         self.denied("call", *LOG, "AddSEL", "(ssyy)ay", "", "", "0", "0", "0")
         self.denied("call", MANAGER, TREE, MANAGER, "AddHealthObject", "s",
                     TREE + "/mine")

@@ -356,7 +356,11 @@ def main():
     if os.geteuid() != 0:
         print("needs root, for filesystems of its own")
         sys.exit(77)
-    in_own_namespace()
+    try:
+        in_own_namespace()
+    except OSError as error:
+        print(f"cannot mount filesystems here: {error}")
+        sys.exit(77)
     print(f"seed {arguments.seed}", flush=True)
     folder = pathlib.Path(tempfile.mkdtemp(prefix="log-model.", dir="/tmp"))
     campaign = Campaign(arguments.build, folder, arguments.seed)
