@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 
 #include <netdb.h>
@@ -99,6 +100,16 @@ void removeStale(const sockaddr_un& address, const std::filesystem::path& path)
     }
 }
 
+/** Which file a path names; nothing when it names none. */
+std::optional<FileNumber> fileAt(const std::filesystem::path& path)
+{
+    struct stat status
+    {};
+    return lstat(path.c_str(), &status) == 0
+               ? std::optional(FileNumber(status.st_dev, status.st_ino))
+               : std::nullopt;
+}
+
 } // namespace
 
 TcpAddress parseAddress(const std::string& text)
@@ -161,11 +172,13 @@ Listener::Listener(const std::filesystem::path& path) :
     bindAndListen(socket.get(), generic(&address), sizeof(address),
                   path.native());
     made = path;
+    madeFile = fileAt(path);
 }
 
 Listener::~Listener()
 {
-    if (!made.empty())
+    // Its place may be another program's by now.
+    if (madeFile && fileAt(made) == madeFile)
     {
         std::error_code ignored;
         std::filesystem::remove(made, ignored);

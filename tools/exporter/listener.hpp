@@ -4,9 +4,13 @@
 
 #include "storage/file_descriptor.hpp"
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
+#include <utility>
 
 namespace healthintf::exporter
 {
@@ -29,7 +33,11 @@ TcpAddress parseAddress(const std::string& text);
  *  @throws std::invalid_argument when the host is no address in numbers */
 bool isLoopback(const TcpAddress& address);
 
-/** A socket that listens; a path is removed with it. */
+/** A filesystem's number and that of a file in it. */
+using FileNumber = std::pair<dev_t, ino_t>;
+
+/** A socket that listens; a path is removed with it, unless another file has
+ *  taken its place. */
 class Listener
 {
   public:
@@ -56,6 +64,7 @@ class Listener
   private:
     host::FileDescriptor socket;
     std::filesystem::path made;
+    std::optional<FileNumber> madeFile;
 };
 
 } // namespace healthintf::exporter

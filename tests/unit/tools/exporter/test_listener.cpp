@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <optional>
 #include <stdexcept>
 
 namespace healthintf::exporter
@@ -100,6 +101,15 @@ TEST_F(ListenerOnAPath, LeavesOneThatLivesAlone)
 {
     const Listener first(path);
     EXPECT_THROW(Listener{path}, std::system_error);
+    EXPECT_TRUE(std::filesystem::is_socket(path));
+}
+
+TEST_F(ListenerOnAPath, LeavesOneThatCameInItsPlaceAtItsEnd)
+{
+    std::optional<Listener> first(path);
+    std::filesystem::remove(path);
+    const Listener second(path);
+    first.reset();
     EXPECT_TRUE(std::filesystem::is_socket(path));
 }
 
