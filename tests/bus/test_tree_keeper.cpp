@@ -29,6 +29,16 @@ const std::string root = "/com/vexa/olvar/health";
 class KeptTree : public testing::Test
 {
   protected:
+    /** Takes the answers that the keeper waits for: they must not outlive
+     *  it. */
+    void TearDown() override
+    {
+        for (int i = 0; i < 3; ++i)
+        {
+            service.catchUp();
+        }
+    }
+
     test::ServiceOnBus& service = test::ServiceOnBus::instance();
     HostedNodes nodes{service.connection.bus()};
     PeerUsers users{service.connection};
