@@ -14,8 +14,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 namespace healthintf::healthmgr
@@ -32,6 +34,14 @@ namespace
 constexpr std::size_t entrySuffix =
     std::string_view("/entry/Fault_4194304FFFF_4").size();
 static_assert(maxKey + entrySuffix <= host::maxRecordPath + 1);
+
+struct UnrefSlot
+{
+    void operator()(sd_bus_slot* slot) const
+    {
+        sd_bus_slot_unref(slot);
+    }
+};
 
 bool isBelowTheRoot(std::string_view path)
 {
@@ -164,6 +174,36 @@ HostedNodes::Outcome HostedNodes::makeAll(const std::vector<std::string>& keys,
     return Outcome::there;
 }
 
+/** Whether the bus takes all the match rules of one more node. A node that got
+ *  none would be on the bus all the same, deaf and for good. */
+bool HostedNodes::hasRoomForRules()
+{
+    // Each is a rule of its own, as the node's are.
+    constexpr std::array rules{"type='signal',arg0='1'",
+                               "type='signal',arg0='2'",
+                               "type='signal',arg0='3'"};
+    std::array<std::unique_ptr<sd_bus_slot, UnrefSlot>, rules.size()> slots;
+    auto message =
+        bus.new_signal(names::managerPath, names::managerService, "Rules");
+    sd_bus* const raw = sd_bus_message_get_bus(message.get());
+    for (std::size_t i = 0; i < rules.size(); ++i)
+    {
+        sd_bus_slot* slot = nullptr;
+        const int result =
+            sd_bus_add_match(raw, &slot, rules.at(i), nullptr, nullptr);
+        slots.at(i).reset(slot);
+        if (result < 0)
+        {
+            SERVICE_LOG(log::error,
+                        "%s.%d.%s: the bus takes no more match rules (%s): "
+                        "there is no room for another node",
+                        std::generic_category().message(-result).c_str());
+            return false;
+        }
+    }
+    return true;
+}
+
 /** Makes a node. Without a record it is on the bus only, and not well.
  *
  *  @return whether it is there with a record */
@@ -171,6 +211,10 @@ bool HostedNodes::make(const std::string& key)
 {
     // One without a record is in the way of the new one.
     nodes.erase(key);
+    if (!hasRoomForRules())
+    {
+        return false;
+    }
     // A node that only gathers what its children report has no health of its
     // own.
     std::unique_ptr<FaultAndHealth> node(

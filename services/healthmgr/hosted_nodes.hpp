@@ -95,6 +95,7 @@ class HostedNodes
 
   private:
     bool make(const std::string& key);
+    bool hasRoomForRules();
     Outcome makeAll(const std::vector<std::string>& keys,
                     const std::optional<Asker>& asker);
     bool knowsRecordsOf(const std::vector<std::string>& missing) const;

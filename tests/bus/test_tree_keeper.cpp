@@ -189,6 +189,35 @@ TEST_F(SilentRecords, CountForTheirOwnParentAlone)
     EXPECT_EQ(recordedHealth(root), 3U);
 }
 
+TEST_F(KeptTree, GetsTheNodeOnceTheBusHasRoomForItsRules)
+{
+    // Whichever of a node's three rules is the first that is refused.
+    for (int more = 0; more < 3; ++more)
+    {
+        sd_bus_add_match(service.connection.get(), nullptr, "type='error'",
+                         nullptr, nullptr);
+        const auto key = [more](int number) {
+            return root + "/n" + std::to_string(1000 * (more + 1) + number);
+        };
+        int made = 0;
+        while (nodes.host(key(made)) == HostedNodes::Outcome::there)
+        {
+            ASSERT_LT(++made, 512) << "a node takes more than one match rule";
+        }
+        EXPECT_FALSE(host::findHealthRecord(key(made)));
+        nodes.release(key(0));
+        service.runUntil("room", [&] {
+            service.catchUp();
+            return nodes.host(key(made)) == HostedNodes::Outcome::there;
+        });
+        EXPECT_TRUE(host::findHealthRecord(key(made)));
+        for (int i = 1; i <= made; ++i)
+        {
+            nodes.release(key(i));
+        }
+    }
+}
+
 TEST_F(KeptTree, LeavesANodeAloneWhoseRecordCannotBeRead)
 {
     const HiddenCache hidden;
