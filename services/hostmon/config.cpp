@@ -179,6 +179,14 @@ void readKind(const toml::table& root, const std::string& file,
     }
 }
 
+std::chrono::microseconds readSeconds(ConfigTable& table,
+                                      const std::string& key, double usual)
+{
+    constexpr double most = 86400;
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::duration<double>(table.number(key, 0.1, most, usual)));
+}
+
 /** A key of the file that names no kind and no setting. */
 void refuseUnknownKeys(const toml::table& root, const std::string& file)
 {
@@ -186,7 +194,7 @@ void refuseUnknownKeys(const toml::table& root, const std::string& file)
     {
         const std::string_view name = key.str();
         const bool known =
-            name == "interval" || name == "component" ||
+            name == "interval" || name == "timeout" || name == "component" ||
             std::ranges::find(kinds, name, &Kind::name) != kinds.end();
         if (!known)
         {
@@ -205,10 +213,8 @@ Config parseConfig(std::string_view text, const std::string& name)
 
     Config config;
     ConfigTable settings(root, name, "");
-    constexpr double mostSeconds = 86400;
-    config.interval = std::chrono::duration_cast<std::chrono::microseconds>(
-        std::chrono::duration<double>(
-            settings.number("interval", 0.1, mostSeconds, 5)));
+    config.interval = readSeconds(settings, "interval", 5);
+    config.timeout = readSeconds(settings, "timeout", 10);
     const std::string base =
         readComponent(settings, std::string(names::root) + "/host");
     for (const Kind& kind : kinds)

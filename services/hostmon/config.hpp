@@ -27,6 +27,8 @@ struct Config
 {
     /** Time between two readings. */
     std::chrono::microseconds interval{};
+    /** How long a reading may take before its source counts as blocked. */
+    std::chrono::microseconds timeout{};
     std::vector<WatchConfig> watches;
 };
 

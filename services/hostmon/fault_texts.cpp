@@ -101,6 +101,13 @@ std::string deviceKeyOf(const std::string& component, const std::string& device)
     return withPart(component, device);
 }
 
+std::string noAnswerWithin(std::chrono::microseconds time)
+{
+    return "no answer within " +
+           shownNumber(std::chrono::duration<double>(time).count()) +
+           " seconds";
+}
+
 std::string shownNumber(double number)
 {
     std::array<char, 32> text{};

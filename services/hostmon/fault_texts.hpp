@@ -5,6 +5,7 @@
 #include "limits.hpp"
 #include "subject.hpp"
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -44,6 +45,9 @@ std::string sensorPathOf(const std::string& kind, const std::string& id);
 /** The key of a device's component, escaped in the same way. */
 std::string deviceKeyOf(const std::string& component,
                         const std::string& device);
+
+/** Why there is no reading of a source that blocks. */
+std::string noAnswerWithin(std::chrono::microseconds time);
 
 /** A reading or limit with one digit after the point. */
 std::string shownNumber(double number);

@@ -1,10 +1,11 @@
 #include "kernel_file.hpp"
 
+#include <array>
 #include <cerrno>
 #include <charconv>
+#include <cstddef>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <system_error>
 
@@ -13,20 +14,29 @@ namespace healthintf::hostmon
 
 std::string contentOf(const std::filesystem::path& file)
 {
+    constexpr std::size_t most = 1 << 20;
     std::ifstream stream(file, std::ios::binary);
     if (!stream)
     {
         throw std::runtime_error("unable to open " + file.string() + ": " +
                                  std::strerror(errno));
     }
-    try
+    std::string content;
+    std::array<char, 4096> part{};
+    while (stream.read(part.data(), part.size()) || stream.gcount() > 0)
     {
-        return {std::istreambuf_iterator<char>(stream), {}};
+        content.append(part.data(), static_cast<std::size_t>(stream.gcount()));
+        if (content.size() > most)
+        {
+            throw std::runtime_error(file.string() + " has more than 1 MiB");
+        }
     }
-    catch (const std::ios_base::failure&)
+    if (stream.bad())
     {
-        throw std::runtime_error("unable to read " + file.string());
+        throw std::runtime_error("unable to read " + file.string() + ": " +
+                                 std::strerror(errno));
     }
+    return content;
 }
 
 double numberAfter(const std::string& text, const std::string& label,

@@ -8,7 +8,7 @@
 namespace healthintf::hostmon
 {
 
-/** The content of a file.
+/** The content of a file, which may have up to 1 MiB.
  *
  *  @throws std::runtime_error naming the file */
 std::string contentOf(const std::filesystem::path& file);

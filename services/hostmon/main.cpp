@@ -7,14 +7,17 @@
 #include "config.hpp"
 #include "hostmon_config.hpp"
 #include "monitor.hpp"
+#include "source_reader.hpp"
 #include "watch.hpp"
 
 #include <CLI/CLI.hpp>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <optional>
 #include <string>
 
 namespace
@@ -30,6 +33,16 @@ struct Options
     bool show = false;
 };
 
+/** What a source reads, or that it gives no answer in time. */
+hostmon::Reading readOnce(const hostmon::Source& source,
+                          std::chrono::microseconds patience)
+{
+    hostmon::SourceReader reader(source.read, [] {});
+    reader.start();
+    return reader.wait(patience).value_or(
+        hostmon::Reading{std::nullopt, hostmon::noAnswerWithin(patience)});
+}
+
 /** Prints what every source reads now. */
 void show(const hostmon::Config& config, const std::string& root)
 {
@@ -38,7 +51,8 @@ void show(const hostmon::Config& config, const std::string& root)
         for (const hostmon::Source& source :
              hostmon::sourcesOf(watch.subject, root))
         {
-            std::puts(hostmon::describe(watch, source).c_str());
+            const hostmon::Reading reading = readOnce(source, config.timeout);
+            std::puts(hostmon::describe(watch, source, reading).c_str());
         }
     }
 }

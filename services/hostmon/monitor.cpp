@@ -4,26 +4,16 @@
 
 #include <hmi_health_value.hpp>
 
+#include <exception>
 #include <stdexcept>
+#include <variant>
+#include <vector>
 
 namespace healthintf::hostmon
 {
 
 namespace log = services::log;
 using health_namespace::FaultAndHealth;
-
-Monitor::Monitor(sdbusplus::bus_t& bus, services::EventLoop& loop,
-                 const Config& config, const std::filesystem::path& root)
-{
-    for (const WatchConfig& watch : config.watches)
-    {
-        addWatches(bus, watch, root);
-    }
-    check();
-    timer = loop.every(config.interval, [this] {
-        check();
-    });
-}
 
 namespace
 {
@@ -46,8 +36,27 @@ Monitor::Component::Component(sdbusplus::bus_t& bus, const std::string& key) :
     health(makeHealth(bus, key)), faults(key, *health)
 {}
 
-Monitor::Component& Monitor::componentOf(sdbusplus::bus_t& bus,
-                                         const std::string& key)
+Monitor::Monitor(sdbusplus::bus_t& ownBus, services::EventLoop& loop,
+                 Config ownConfig, std::filesystem::path ownRoot) :
+    bus(ownBus),
+    config(std::move(ownConfig)), root(std::move(ownRoot)),
+    arrivals(loop.onReadable(doorbell->descriptor(),
+                             [this] {
+                                 takeReadings();
+                             })),
+    timeout(loop.onceLater([this] {
+        findBlocked();
+    }))
+{
+    watchAll();
+    check();
+    timer = loop.every(config.interval, [this] {
+        followDevices();
+        check();
+    });
+}
+
+Monitor::Component& Monitor::componentOf(const std::string& key)
 {
     const auto found = components.find(key);
     return found != components.end()
@@ -55,37 +64,156 @@ Monitor::Component& Monitor::componentOf(sdbusplus::bus_t& bus,
                : components.try_emplace(key, bus, key).first->second;
 }
 
-void Monitor::addWatches(sdbusplus::bus_t& bus, const WatchConfig& config,
-                         const std::filesystem::path& root)
+std::unique_ptr<SourceReader> Monitor::readerOf(const Source& source) const
 {
-    const std::vector<Source> sources = sourcesOf(config.subject, root);
-    if (sources.empty())
+    return std::make_unique<SourceReader>(source.read, [bell = doorbell] {
+        bell->ring();
+    });
+}
+
+void Monitor::watchSource(const WatchConfig& watch, const Source& source,
+                          std::set<Key>& present)
+{
+    const std::string component =
+        source.device.empty() ? watch.component
+                              : deviceKeyOf(watch.component, source.device);
+    const Key key(component,
+                  sensorPathOf(faultTextsOf(watch.subject).kind, source.id));
+    present.insert(key);
+    const auto known = watched.find(key);
+    if (known == watched.end())
     {
-        SERVICE_LOG(log::warning,
-                    "%s.%d.%s: this machine has nothing to watch for %s",
-                    faultTextsOf(config.subject).kind);
+        constexpr std::size_t most = 255;
+        const auto number =
+            static_cast<uint32_t>(1 + sensorNumbers.size() % most);
+        watched.emplace(
+            key,
+            Watched{&watch, source.place,
+                    Watch(watch, source,
+                          sensorNumbers.try_emplace(key, number).first->second,
+                          componentOf(component).faults),
+                    readerOf(source)});
     }
-    componentOf(bus, config.component);
-    constexpr std::size_t sensorNumbers = 255;
+    else if (known->second.config == &watch &&
+             known->second.place != source.place)
+    {
+        known->second.place = source.place;
+        known->second.reader = readerOf(source);
+    }
+}
+
+std::size_t Monitor::watchSources(const WatchConfig& watch,
+                                  std::set<Key>& present)
+{
+    const std::vector<Source> sources = sourcesOf(watch.subject, root);
     for (const Source& source : sources)
     {
-        const auto number =
-            static_cast<uint32_t>(1 + watches.size() % sensorNumbers);
-        const std::string key =
-            source.device.empty()
-                ? config.component
-                : deviceKeyOf(config.component, source.device);
-        watches.emplace_back(config, source, number,
-                             componentOf(bus, key).faults);
+        watchSource(watch, source, present);
     }
+    return sources.size();
+}
+
+void Monitor::watchAll()
+{
+    std::set<Key> present;
+    for (const WatchConfig& watch : config.watches)
+    {
+        if (watchSources(watch, present) == 0)
+        {
+            SERVICE_LOG(log::warning,
+                        "%s.%d.%s: this machine has nothing to watch for %s",
+                        faultTextsOf(watch.subject).kind);
+        }
+        componentOf(watch.component);
+    }
+}
+
+void Monitor::followDevices()
+{
+    try
+    {
+        std::set<Key> present;
+        for (const WatchConfig& watch : config.watches)
+        {
+            if (std::holds_alternative<Temperature>(watch.subject))
+            {
+                watchSources(watch, present);
+            }
+        }
+        withdraw(present);
+    }
+    catch (const std::exception& e)
+    {
+        SERVICE_LOG(log::warning, "%s.%d.%s: %s", e.what());
+    }
+}
+
+void Monitor::withdraw(const std::set<Key>& present)
+{
+    std::set<std::string> used;
+    for (const WatchConfig& watch : config.watches)
+    {
+        used.insert(watch.component);
+    }
+    for (auto each = watched.begin(); each != watched.end();)
+    {
+        const bool gone =
+            std::holds_alternative<Temperature>(each->second.config->subject) &&
+            !present.contains(each->first);
+        if (gone)
+        {
+            each->second.watch.withdraw();
+            each = watched.erase(each);
+        }
+        else
+        {
+            used.insert(each->first.first);
+            ++each;
+        }
+    }
+    std::erase_if(components, [&](const auto& component) {
+        return !used.contains(component.first);
+    });
 }
 
 void Monitor::check()
 {
-    for (Watch& watch : watches)
+    findBlocked();
+    for (auto& [key, each] : watched)
     {
-        watch.check();
+        each.reader->start();
     }
+    services::EventLoop::after(timeout, config.timeout);
+}
+
+void Monitor::takeReadings()
+{
+    doorbell->answer();
+    for (auto& [key, each] : watched)
+    {
+        if (const auto reading = each.reader->take())
+        {
+            each.watch.take(*reading);
+        }
+    }
+    report();
+}
+
+void Monitor::findBlocked()
+{
+    const std::string cause = noAnswerWithin(config.timeout);
+    for (auto& [key, each] : watched)
+    {
+        if (each.reader->busyFor() >= config.timeout)
+        {
+            each.watch.take({std::nullopt, cause});
+        }
+    }
+    report();
+}
+
+void Monitor::report()
+{
     for (auto& [key, component] : components)
     {
         component.faults.report();

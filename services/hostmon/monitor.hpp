@@ -6,22 +6,30 @@
 #include "../common/event_loop.hpp"
 #include "component_faults.hpp"
 #include "config.hpp"
+#include "doorbell.hpp"
+#include "source_reader.hpp"
 #include "watch.hpp"
 
 #include <hmi_fault_health.hpp>
 
 #include <sdbusplus/bus.hpp>
 
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
-#include <vector>
+#include <utility>
 
 namespace healthintf::hostmon
 {
 
-/** Checks every watch at once and then at each interval. */
+/** Reads every source at once and then at each interval. Each is read on a
+ *  thread of its own, so that one that blocks stops nothing else; it gets a
+ *  fault after the configured timeout. Temperature sensors are looked for at
+ *  each interval; what a device that is gone had reported goes with it. */
 class Monitor
 {
   public:
@@ -29,9 +37,13 @@ class Monitor
      *  @param[in] loop runs the checks; must outlive this object
      *  @param[in] config what to watch
      *  @param[in] root in front of /proc and /sys
-     *  @throws std::runtime_error when a component cannot be made */
-    Monitor(sdbusplus::bus_t& bus, services::EventLoop& loop,
-            const Config& config, const std::filesystem::path& root);
+     *  @throws std::runtime_error when a component cannot be made
+     *  @throws std::system_error when the machine gives no thread or event */
+    Monitor(sdbusplus::bus_t& bus, services::EventLoop& loop, Config config,
+            std::filesystem::path root);
+    Monitor(const Monitor&) = delete;
+    Monitor& operator=(const Monitor&) = delete;
+    ~Monitor() = default;
 
   private:
     /** A component and the faults on it. */
@@ -43,13 +55,41 @@ class Monitor
         ComponentFaults faults;
     };
 
-    Component& componentOf(sdbusplus::bus_t& bus, const std::string& key);
-    void addWatches(sdbusplus::bus_t& bus, const WatchConfig& config,
-                    const std::filesystem::path& root);
-    void check();
+    /** A source under watch. */
+    struct Watched
+    {
+        const WatchConfig* config;
+        std::string place;
+        Watch watch;
+        std::unique_ptr<SourceReader> reader;
+    };
 
+    /** A component's key and a sensor path: what tells faults apart. */
+    using Key = std::pair<std::string, std::string>;
+
+    Component& componentOf(const std::string& key);
+    std::unique_ptr<SourceReader> readerOf(const Source& source) const;
+    void watchSource(const WatchConfig& watch, const Source& source,
+                     std::set<Key>& present);
+    std::size_t watchSources(const WatchConfig& watch, std::set<Key>& present);
+    void watchAll();
+    void followDevices();
+    void withdraw(const std::set<Key>& present);
+    void check();
+    void takeReadings();
+    void findBlocked();
+    void report();
+
+    sdbusplus::bus_t& bus;
+    Config config;
+    std::filesystem::path root;
+    std::shared_ptr<Doorbell> doorbell = std::make_shared<Doorbell>();
     std::map<std::string, Component> components;
-    std::vector<Watch> watches;
+    std::map<Key, Watched> watched;
+    /** Of sources that are gone, too: one that returns has its number again. */
+    std::map<Key, uint32_t> sensorNumbers;
+    services::EventSource arrivals;
+    services::EventSource timeout;
     services::EventSource timer;
 };
 

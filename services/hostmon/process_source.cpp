@@ -92,7 +92,12 @@ bool livesByPidfile(const fs::path& proc, const fs::path& pidfile)
     }
     catch (const std::runtime_error&)
     {
-        return false;
+        std::error_code error;
+        if (fs::status(pidfile, error).type() == fs::file_type::not_found)
+        {
+            return false;
+        }
+        throw;
     }
 }
 

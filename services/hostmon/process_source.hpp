@@ -18,7 +18,9 @@ std::size_t countProcesses(const std::filesystem::path& proc,
                            const std::string& name);
 
 /** Whether the process lives whose id a file holds. A file that is not there
- *  or holds no id stands for none. */
+ *  or holds no id stands for none.
+ *
+ *  @throws std::runtime_error when the file is there and cannot be read */
 bool livesByPidfile(const std::filesystem::path& proc,
                     const std::filesystem::path& pidfile);
 

@@ -63,7 +63,8 @@ struct Maker
                                    },
                                    temperature.eachDevice
                                        ? sensor.chip + "/" + sensor.deviceName()
-                                       : ""});
+                                       : "",
+                                   sensor.input});
             }
         }
         return sources;

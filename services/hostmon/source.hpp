@@ -22,11 +22,14 @@ struct Source
     std::string id;
     /** The present value, in the unit of the subject.
      *
-     *  Throws std::runtime_error saying why when there is none. */
+     *  Throws std::runtime_error saying why when there is none. Refers to
+     *  nothing outside of itself, as it may run on any thread. */
     std::function<double()> read;
     /** Chip and device, for example "coretemp/coretemp.0", where the device is
      *  to have a component of its own; otherwise empty. */
     std::string device{};
+    /** The file that is read where that may change while hostmon runs. */
+    std::string place{};
 };
 
 /** The sources of a subject: one, or for temperatures one for each sensor

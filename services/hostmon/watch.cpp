@@ -2,7 +2,6 @@
 
 #include "../common/service_log.hpp"
 
-#include <stdexcept>
 #include <utility>
 
 namespace healthintf::hostmon
@@ -10,32 +9,41 @@ namespace healthintf::hostmon
 
 namespace log = services::log;
 
-Watch::Watch(const WatchConfig& config, Source watched, uint32_t sensorNumber,
-             ComponentFaults& componentFaults) :
+Watch::Watch(const WatchConfig& config, const Source& source,
+             uint32_t sensorNumber, ComponentFaults& componentFaults) :
     limits(config.limits),
-    source(std::move(watched)), number(sensorNumber), faults(componentFaults),
+    name(source.name), number(sensorNumber), faults(componentFaults),
     texts(faultTextsOf(config.subject)),
     sensorPath(sensorPathOf(texts.kind, source.id)), tracker(config.limits)
 {}
 
-void Watch::check()
+void Watch::take(const Reading& reading)
 {
-    try
+    if (reading.value)
     {
-        const double reading = source.read();
         takeSuccess();
-        takeReading(reading);
+        takeValue(*reading.value);
     }
-    catch (const std::runtime_error& e)
+    else
     {
-        takeFailure(e.what());
+        takeFailure(reading.failure);
     }
 }
 
-void Watch::takeReading(double reading)
+void Watch::withdraw()
+{
+    takeSuccess();
+    if (tracker.level() != Level::ok)
+    {
+        remove(messageIdOf(texts, tracker.level()));
+        tracker.take(Level::ok);
+    }
+}
+
+void Watch::takeValue(double value)
 {
     const Level before = tracker.level();
-    const Level now = tracker.next(reading);
+    const Level now = tracker.next(value);
     if (now != before && before != Level::ok)
     {
         remove(messageIdOf(texts, before));
@@ -46,7 +54,7 @@ void Watch::takeReading(double reading)
             now == Level::critical ? limits.critical : limits.warning;
         // Again at each reading: one that waits has the present one then.
         add(messageIdOf(texts, now), now,
-            {source.name, shownNumber(reading), shownNumber(limit)});
+            {name, shownNumber(value), shownNumber(limit)});
     }
     tracker.take(now);
 }
@@ -55,11 +63,11 @@ void Watch::takeFailure(const std::string& cause)
 {
     if (!unreadable)
     {
-        SERVICE_LOG(log::warning, "%s.%d.%s: %s: %s", source.name.c_str(),
+        SERVICE_LOG(log::warning, "%s.%d.%s: %s: %s", name.c_str(),
                     cause.c_str());
     }
     unreadable = true;
-    add(unreadableId, Level::warning, {source.name, cause});
+    add(unreadableId, Level::warning, {name, cause});
 }
 
 void Watch::takeSuccess()
@@ -90,25 +98,21 @@ void Watch::remove(const std::string& id)
     faults.remove(id, sensorPath);
 }
 
-std::string describe(const WatchConfig& config, const Source& source)
+std::string describe(const WatchConfig& config, const Source& source,
+                     const Reading& reading)
 {
-    const FaultTexts texts = faultTextsOf(config.subject);
-    std::string line = std::string(texts.kind) + " " + source.name + ": ";
-    try
+    const std::string start =
+        std::string(faultTextsOf(config.subject).kind) + " " + source.name;
+    if (!reading.value)
     {
-        const double reading = source.read();
-        const Level level = LevelTracker(config.limits).next(reading);
-        line += shownNumber(reading) + " (" +
-                (level == Level::ok        ? "ok"
-                 : level == Level::warning ? "warning"
-                                           : "critical") +
-                ")";
+        return start + ": " + reading.failure;
     }
-    catch (const std::runtime_error& e)
-    {
-        line += e.what();
-    }
-    return line;
+    const Level level = LevelTracker(config.limits).next(*reading.value);
+    return start + ": " + shownNumber(*reading.value) + " (" +
+           (level == Level::ok        ? "ok"
+            : level == Level::warning ? "warning"
+                                      : "critical") +
+           ")";
 }
 
 } // namespace healthintf::hostmon

@@ -6,31 +6,34 @@
 #include "config.hpp"
 #include "fault_texts.hpp"
 #include "limits.hpp"
-#include "source.hpp"
+#include "source_reader.hpp"
 
 #include <string>
 
 namespace healthintf::hostmon
 {
 
-/** Watches one source for one component. */
+/** Turns the readings of one source into faults of one component. */
 class Watch
 {
   public:
     /** @param[in] config the watch's configuration
-     *  @param[in] watched one of its sources
+     *  @param[in] source one of its sources
      *  @param[in] sensorNumber 1 to 255
      *  @param[in] componentFaults the faults of the component that the watch
      *             is for; must outlive this object */
-    Watch(const WatchConfig& config, Source watched, uint32_t sensorNumber,
-          ComponentFaults& componentFaults);
+    Watch(const WatchConfig& config, const Source& source,
+          uint32_t sensorNumber, ComponentFaults& componentFaults);
 
-    /** Reads the source and adds and removes faults as its level asks. The
-     *  component's faults are to be reported then. */
-    void check();
+    /** Adds and removes faults as a reading's level asks, or as it could not
+     *  be read. The component's faults are to be reported then. */
+    void take(const Reading& reading);
+
+    /** Removes the faults of a source that is there no more. */
+    void withdraw();
 
   private:
-    void takeReading(double reading);
+    void takeValue(double value);
     void takeFailure(const std::string& cause);
     void takeSuccess();
     void add(const std::string& id, Level level,
@@ -38,7 +41,7 @@ class Watch
     void remove(const std::string& id);
 
     Limits limits;
-    Source source;
+    std::string name;
     uint32_t number;
     ComponentFaults& faults;
     FaultTexts texts;
@@ -47,7 +50,8 @@ class Watch
     bool unreadable = false;
 };
 
-/** What a source reads now, and its level, as a line for people. */
-std::string describe(const WatchConfig& config, const Source& source);
+/** What a source read, and its level, as a line for people. */
+std::string describe(const WatchConfig& config, const Source& source,
+                     const Reading& reading);
 
 } // namespace healthintf::hostmon

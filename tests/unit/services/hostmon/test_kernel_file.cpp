@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <string>
 
 namespace healthintf::hostmon
 {
@@ -15,6 +16,18 @@ TEST(KernelFile, GivesItsContent)
     const test::TemporaryFolder folder;
     EXPECT_EQ(contentOf(folder.write("a", "one\ntwo\n")), "one\ntwo\n");
     EXPECT_EQ(contentOf(folder.write("b", "")), "");
+}
+
+TEST(KernelFile, HasUpToOneMebibyte)
+{
+    const test::TemporaryFolder folder;
+    constexpr std::size_t most = 1 << 20;
+    const auto of = [&](std::size_t size) {
+        return contentOf(folder.write("a", std::string(size, 'x'))).size();
+    };
+    EXPECT_EQ(of(most), most);
+    EXPECT_THROW(of(most + 1), std::runtime_error);
+    EXPECT_THROW(contentOf("/dev/zero"), std::runtime_error);
 }
 
 TEST(KernelFile, IsNamedWhenItCannotBeRead)

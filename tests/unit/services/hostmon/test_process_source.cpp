@@ -66,6 +66,13 @@ TEST_F(Processes, LiveByTheIdInAFile)
     EXPECT_FALSE(livesByPidfile(folder.path(), "/nonexistent"));
 }
 
+TEST_F(Processes, AreNotMissingWhenTheFileCannotBeRead)
+{
+    // A folder, which nobody can read as a file, not even root.
+    EXPECT_THROW(livesByPidfile(folder.path(), folder.path() / "10"),
+                 std::runtime_error);
+}
+
 TEST_F(Processes, CannotBeCountedWithoutTheFolder)
 {
     EXPECT_THROW(countProcesses(folder.path() / "missing", "a"),

@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <memory>
-#include <stdexcept>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,27 +38,14 @@ class WatchOfASource : public LibraryTest
                                    .critical = 90,
                                    .hysteresis = 5},
                                   ""},
-                      Source{"/var", "/var",
-                             [this] {
-                                 return read();
-                             }},
-                      7, *faults);
+                      Source{"/var", "/var", {}}, 7, *faults);
         journal().take();
-    }
-
-    double read() const
-    {
-        if (!failure.empty())
-        {
-            throw std::runtime_error(failure);
-        }
-        return reading;
     }
 
     void check(double now)
     {
-        reading = now;
-        watch->check();
+        watch->take(failure.empty() ? Reading{now, {}}
+                                    : Reading{std::nullopt, failure});
         faults->report();
     }
 
@@ -72,7 +59,6 @@ class WatchOfASource : public LibraryTest
         return all;
     }
 
-    double reading = 0;
     std::string failure;
     std::unique_ptr<FaultAndHealth> component;
     std::optional<ComponentFaults> faults;
@@ -165,6 +151,17 @@ TEST_F(WatchOfASource, KeepsItsLevelWhileItCannotRead)
     EXPECT_EQ(texts(), Lines{"/var: 85.0 over 80.0"});
 }
 
+TEST_F(WatchOfASource, TakesItsFaultsBackWhenTheSourceIsGone)
+{
+    check(85);
+    failure = "unable to ask";
+    check(0);
+    EXPECT_EQ(texts().size(), 2u);
+    watch->withdraw();
+    faults->report();
+    EXPECT_EQ(texts(), Lines{});
+}
+
 TEST_F(WatchOfASource, IsDescribedForPeople)
 {
     const WatchConfig config{Filesystem{"/var"},
@@ -173,17 +170,15 @@ TEST_F(WatchOfASource, IsDescribedForPeople)
                               .critical = 90,
                               .hysteresis = 5},
                              ""};
-    const Source source{"/var", "/var", [this] {
-                            return read();
-                        }};
-    reading = 10;
-    EXPECT_EQ(describe(config, source), "filesystem /var: 10.0 (ok)");
-    reading = 85;
-    EXPECT_EQ(describe(config, source), "filesystem /var: 85.0 (warning)");
-    reading = 95;
-    EXPECT_EQ(describe(config, source), "filesystem /var: 95.0 (critical)");
-    failure = "unable to ask";
-    EXPECT_EQ(describe(config, source), "filesystem /var: unable to ask");
+    const Source source{"/var", "/var", {}};
+    const auto described = [&](const Reading& reading) {
+        return describe(config, source, reading);
+    };
+    EXPECT_EQ(described({10, {}}), "filesystem /var: 10.0 (ok)");
+    EXPECT_EQ(described({85, {}}), "filesystem /var: 85.0 (warning)");
+    EXPECT_EQ(described({95, {}}), "filesystem /var: 95.0 (critical)");
+    EXPECT_EQ(described({std::nullopt, "unable to ask"}),
+              "filesystem /var: unable to ask");
 }
 
 } // namespace

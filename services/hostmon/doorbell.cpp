@@ -1,0 +1,39 @@
+#include "doorbell.hpp"
+
+#include <sys/eventfd.h>
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace healthintf::hostmon
+{
+
+Doorbell::Doorbell() : fd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+{
+    if (fd < 0)
+    {
+        throw std::system_error(errno, std::generic_category(), "eventfd");
+    }
+}
+
+Doorbell::~Doorbell()
+{
+    close(fd);
+}
+
+void Doorbell::ring() const
+{
+    // Fails only when it was rung already, 2^64 times.
+    static_cast<void>(eventfd_write(fd, 1));
+}
+
+void Doorbell::answer() const
+{
+    // Fails only when it was not rung.
+    eventfd_t count = 0;
+    static_cast<void>(eventfd_read(fd, &count));
+}
+
+} // namespace healthintf::hostmon
