@@ -55,8 +55,15 @@ WatchConfig readFilesystem(ConfigTable& table)
     {
         table.fail("path", "must begin with a slash");
     }
-    return {
-        Filesystem{path}, readLimits(table, Direction::above, percent, 2), {}};
+    const std::string mountPoint =
+        table.has("mount_point") ? table.text("mount_point") : "";
+    if (!mountPoint.empty() && !mountPoint.starts_with('/'))
+    {
+        table.fail("mount_point", "must begin with a slash");
+    }
+    return {Filesystem{path, mountPoint},
+            readLimits(table, Direction::above, percent, 2),
+            {}};
 }
 
 WatchConfig readMemory(ConfigTable& table)
@@ -130,6 +137,11 @@ std::string readComponent(ConfigTable& table, const std::string& usual)
     {
         table.fail(key,
                    std::string("must be an object path below ") + names::root);
+    }
+    // What stands behind this part is a fault entry of the component above.
+    if ((component + "/").find("/entry/") != std::string::npos)
+    {
+        table.fail(key, "must have no part \"entry\", which faults have");
     }
     return component;
 }

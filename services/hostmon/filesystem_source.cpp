@@ -1,13 +1,68 @@
 #include "filesystem_source.hpp"
 
+#include <sys/stat.h>
 #include <sys/statvfs.h>
+
+#include <fcntl.h>
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <stdexcept>
+#include <system_error>
 
 namespace healthintf::hostmon
 {
+
+namespace
+{
+
+/** Whether another filesystem begins at a folder than in its parent. */
+bool isMountPoint(const std::filesystem::path& folder)
+{
+    struct statx status
+    {};
+    if (statx(AT_FDCWD, folder.c_str(), AT_NO_AUTOMOUNT, STATX_TYPE, &status) !=
+        0)
+    {
+        throw std::runtime_error("unable to ask for " + folder.string() + ": " +
+                                 std::strerror(errno));
+    }
+    return (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+}
+
+} // namespace
+
+std::string mountPointOf(const std::string& folder)
+{
+    std::error_code error;
+    std::filesystem::path at = std::filesystem::canonical(folder, error);
+    if (error)
+    {
+        throw std::runtime_error("unable to ask for " + folder + ": " +
+                                 error.message());
+    }
+    while (at.has_relative_path() && !isMountPoint(at))
+    {
+        at = at.parent_path();
+    }
+    return at;
+}
+
+double MountedFilesystem::usedPercent()
+{
+    const std::string found = mountPointOf(folder);
+    if (mountPoint.empty())
+    {
+        mountPoint = found;
+    }
+    // Below it another one may have been mounted since.
+    if (!isMountPoint(mountPoint) && mountPoint != "/")
+    {
+        throw std::runtime_error(mountPoint + " is not mounted");
+    }
+    return hostmon::usedPercent(folder);
+}
 
 double usedPercent(const std::string& folder)
 {

@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <charconv>
+#include <sstream>
 #include <stdexcept>
 #include <system_error>
+#include <vector>
 
 namespace healthintf::hostmon
 {
@@ -53,6 +55,18 @@ ProcessStat readProcess(const fs::path& folder)
     return {};
 }
 
+/** The names that are called for, as far as the kernel keeps them. */
+std::vector<std::string> keptNames(const std::string& names)
+{
+    std::vector<std::string> kept;
+    std::istringstream rest(names);
+    for (std::string name; std::getline(rest, name, '|');)
+    {
+        kept.push_back(name.substr(0, keptNameSize));
+    }
+    return kept;
+}
+
 bool lives(const ProcessStat& process)
 {
     return process.state != 'Z' && process.state != 'X';
@@ -62,7 +76,7 @@ bool lives(const ProcessStat& process)
 
 std::size_t countProcesses(const fs::path& proc, const std::string& name)
 {
-    const std::string kept = name.substr(0, keptNameSize);
+    const std::vector<std::string> kept = keptNames(name);
     std::error_code error;
     fs::directory_iterator entry(proc, error);
     if (error)
@@ -76,7 +90,10 @@ std::size_t countProcesses(const fs::path& proc, const std::string& name)
         if (isNumber(entry->path().filename()))
         {
             const ProcessStat process = readProcess(entry->path());
-            count += process.name == kept && lives(process) ? 1 : 0;
+            count +=
+                std::ranges::count(kept, process.name) != 0 && lives(process)
+                    ? 1
+                    : 0;
         }
     }
     return count;

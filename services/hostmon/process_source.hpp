@@ -9,10 +9,11 @@
 namespace healthintf::hostmon
 {
 
-/** How many processes have a name; a zombie does not count.
+/** How many processes have one of some names; a zombie does not count.
  *
  *  @param[in] proc the kernel's folder, /proc
- *  @param[in] name as the kernel keeps it, at most 15 bytes of it
+ *  @param[in] name one, or several with '|' between them; at most 15 bytes of
+ *             each are compared, as the kernel keeps no more
  *  @throws std::runtime_error when the folder cannot be read */
 std::size_t countProcesses(const std::filesystem::path& proc,
                            const std::string& name);

@@ -21,8 +21,10 @@ struct Maker
 
     std::vector<Source> operator()(const Filesystem& filesystem) const
     {
-        return {{filesystem.path, filesystem.path, [filesystem] {
-                     return usedPercent(filesystem.path);
+        return {{filesystem.path, filesystem.path,
+                 [mounted = MountedFilesystem(
+                      filesystem.path, filesystem.mountPoint)]() mutable {
+                     return mounted.usedPercent();
                  }}};
     }
 

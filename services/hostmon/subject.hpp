@@ -13,6 +13,8 @@ struct Filesystem
 {
     /** A folder on it. */
     std::string path;
+    /** Where it must be mounted; empty for where it is found. */
+    std::string mountPoint{};
 };
 
 /** How much memory is available, in percent of all. */

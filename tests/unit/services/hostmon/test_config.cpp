@@ -169,6 +169,21 @@ TEST(ConfigText, NamesFileLineAndKeyOfWhatIsWrong)
               "/com/vexa/olvar/health");
 }
 
+TEST(ConfigText, RefusesKeysOfFaultEntries)
+{
+    const std::string memory = "[[memory]]\nwarning = 2\ncritical = 1\n";
+    for (const std::string part : {"entry/a", "a/entry/b", "a/entry"})
+    {
+        EXPECT_EQ(errorOf(memory + "component = \"/com/vexa/olvar/health/" +
+                          part + "\""),
+                  "file.toml:4: memory.component: must have no part \"entry\", "
+                  "which faults have");
+    }
+    EXPECT_EQ(parse(memory + "component = \"/com/vexa/olvar/health/entry1\"")
+                  .watches.size(),
+              1u);
+}
+
 TEST(ConfigText, MustWatchSomething)
 {
     EXPECT_EQ(errorOf(""), "file.toml:1: there is nothing to watch");

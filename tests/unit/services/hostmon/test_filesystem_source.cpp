@@ -1,4 +1,5 @@
 #include "filesystem_source.hpp"
+#include "temporary_folder.hpp"
 
 #include <gtest/gtest.h>
 
@@ -21,6 +22,30 @@ TEST(FilesystemUsage, IsAnErrorWhereThereIsNone)
     EXPECT_THROW(usedPercent("/nonexistent"), std::runtime_error);
     EXPECT_THROW(usedPercent("/proc"), std::runtime_error)
         << "a filesystem without a size";
+}
+
+TEST(MountPoint, IsTheFolderThatTheFilesystemBeginsAt)
+{
+    EXPECT_EQ(mountPointOf("/"), "/");
+    EXPECT_EQ(mountPointOf("/proc"), "/proc");
+    EXPECT_EQ(mountPointOf("/proc/1"), "/proc");
+    EXPECT_THROW(mountPointOf("/nonexistent"), std::runtime_error);
+}
+
+TEST(MountedFilesystems, AreNotTheirParentsWhenTheyAreNotMounted)
+{
+    const test::TemporaryFolder folder;
+    MountedFilesystem missing(folder.path(), folder.path());
+    try
+    {
+        missing.usedPercent();
+        ADD_FAILURE() << "the parent's figures";
+    }
+    catch (const std::runtime_error& e)
+    {
+        EXPECT_EQ(e.what(), folder.path().string() + " is not mounted");
+    }
+    EXPECT_GT(MountedFilesystem("/").usedPercent(), 0);
 }
 
 } // namespace

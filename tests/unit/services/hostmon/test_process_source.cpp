@@ -49,6 +49,13 @@ TEST_F(Processes, AreCountedByNameWithoutZombies)
     EXPECT_EQ(count("a) b (c"), 1u);
 }
 
+TEST_F(Processes, AreCountedByEachOfSeveralNames)
+{
+    EXPECT_EQ(count("sshd|abcdefghijklmnopqrst"), 3u);
+    EXPECT_EQ(count("missing|sshd"), 2u);
+    EXPECT_EQ(count("missing|other"), 0u);
+}
+
 TEST_F(Processes, HaveOnlySoMuchOfALongName)
 {
     EXPECT_EQ(count("abcdefghijklmnopqrst"), 1u);
