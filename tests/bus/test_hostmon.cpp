@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <filesystem>
@@ -221,6 +222,22 @@ TEST_F(HostMonitor, MayRunTwiceForDifferentComponents)
     client.waitForHealth(root + "/other", 3);
     EXPECT_THAT(recordedKeys(),
                 testing::ElementsAre(host + "/memory", root + "/other"));
+}
+
+TEST_F(HostMonitor, EndsOnRequestWhileASourceBlocks)
+{
+    memory(15);
+    const std::string pipe = machine.path() / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    config("interval = 0.1\ntimeout = 0.1\n[[memory]]\nwarning = 20\n"
+           "critical = 10\n[[process]]\npidfile = \"" +
+           pipe + "\"\n");
+    Process running = hostmon();
+    client.waitForHealth(host + "/process", 3);
+    client.waitForHealth(host + "/memory", 3);
+    running.signal(SIGTERM);
+    EXPECT_EQ(running.wait(), 0);
+    EXPECT_EQ(recordedKeys().size(), 0u);
 }
 
 TEST_F(HostMonitor, EndsWithoutABus)
