@@ -96,10 +96,10 @@ void inStore(Work&& work)
 
 } // namespace
 
-uint32_t secondsOf(std::time_t time)
+uint32_t secondsOf(int64_t time)
 {
     return static_cast<uint32_t>(
-        std::clamp<std::time_t>(time, 0, std::numeric_limits<uint32_t>::max()));
+        std::clamp<int64_t>(time, 0, std::numeric_limits<uint32_t>::max()));
 }
 
 Event checkedEvent(SELInterface::SensorInfo sensor,

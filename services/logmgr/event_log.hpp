@@ -10,7 +10,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <ctime>
 #include <functional>
 #include <optional>
 #include <span>
@@ -63,7 +62,7 @@ inline constexpr uint8_t firstTypeWithoutTimestamp = 0xe0;
 
 /** A time as records have it, which ends where there is no more room: before
  *  1970 and after 2106. */
-uint32_t secondsOf(std::time_t time);
+uint32_t secondsOf(int64_t time);
 
 /** What somebody wants to be stored. */
 struct Event
