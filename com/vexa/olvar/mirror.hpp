@@ -137,7 +137,7 @@ class Mirror
     /** Calls the data cache. One that tells the objects of a path apart is told
      *  which of them calls. */
     template <typename Call, typename... Args>
-    int call(const Call& function, const Args&... args)
+    int call(Call function, const Args&... args)
     {
         if constexpr (std::is_invocable_v<Call, const void*, const Args&...>)
         {
