@@ -48,11 +48,11 @@ inline constexpr const char* moreCriticalFaultsId =
 class ComponentFaults
 {
   public:
-    /** @param[in] key the component's key
-     *  @param[in] component reports the faults, and nobody else does so on it;
-     *             must outlive this object */
-    ComponentFaults(std::string key,
-                    health_namespace::FaultAndHealth& component);
+    /** @param[in] ownKey the component's key
+     *  @param[in] owner reports the faults, and nobody else does so on it; must
+     *             outlive this object */
+    ComponentFaults(std::string ownKey,
+                    health_namespace::FaultAndHealth& owner);
 
     /** Adds a fault, or puts new arguments into one that waits to be
      *  reported. One that is reported stays as it is. */

@@ -43,7 +43,7 @@ bool isBusDevice(const fs::path& folder)
 fs::path deviceFolderOf(const fs::path& chip, const fs::path& devices)
 {
     std::error_code error;
-    const fs::path nearest = fs::canonical(chip / "device", error);
+    fs::path nearest = fs::canonical(chip / "device", error);
     if (error)
     {
         return chip;

@@ -17,7 +17,7 @@ constinit std::atomic_flag lent;
  *  main() still ask. */
 KeptSegments* makeKept()
 {
-    static KeptSegments* const kept = new KeptSegments;
+    static auto* const kept = new KeptSegments;
     pthread_atfork(nullptr, nullptr, [] {
         // What is lent at this moment may be half changed, and stays lent.
         if (!lent.test_and_set())
@@ -106,7 +106,7 @@ void KeptSegments::endListing(bool complete)
     listed = complete ? before : std::nullopt;
 }
 
-LentSegments::LentSegments() : shared(nullptr)
+LentSegments::LentSegments()
 {
     static KeptSegments* const kept = makeKept();
     if (!lent.test_and_set(std::memory_order_acquire))

@@ -96,7 +96,7 @@ class LentSegments
     }
 
   private:
-    KeptSegments* shared;
+    KeptSegments* shared = nullptr;
     KeptSegments temporary;
 };
 

@@ -20,6 +20,7 @@ RecordQuery RecordQuery::below(RecordKind kind,
                                const std::vector<std::string>& prefixes)
 {
     std::vector<Wanted> wanted;
+    wanted.reserve(prefixes.size());
     for (const std::string& prefix : prefixes)
     {
         wanted.push_back({prefix, PathSignature(prefix)});

@@ -72,7 +72,7 @@ class RecordQuery
         PathSignature signature;
     };
 
-    RecordQuery(RecordKind kind, std::vector<Wanted> prefixes);
+    RecordQuery(RecordKind kind, std::vector<Wanted> wanted);
 
     RecordKind kind;
     std::vector<Wanted> prefixes;

@@ -92,7 +92,7 @@ std::optional<ReadRecord> recordIn(std::span<const char> block, uint32_t slot,
 
 /** Memory for what is read at once: on the stack what usually does, as a
  *  query shall not ask the allocator for so much. */
-class Scratch
+class Scratch // NOLINT(*-member-init): see usual
 {
   public:
     /** @return so many bytes, valid until the next call */

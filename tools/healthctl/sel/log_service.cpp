@@ -21,7 +21,7 @@ using host::checkBus;
 using host::MessagePtr;
 
 /** How often the log is read anew when it changes meanwhile. */
-constexpr int mostReadings = 10;
+constexpr int mostListings = 10;
 
 /** What was to be read next is gone, or the log is another. */
 class LogChanged : public Error
@@ -327,7 +327,7 @@ LogInfo LogService::info()
 
 LogContent LogService::content()
 {
-    for (int reading = 1;; ++reading)
+    for (int listing = 1;; ++listing)
     {
         try
         {
@@ -335,7 +335,7 @@ LogContent LogService::content()
         }
         catch (const LogChanged&)
         {
-            if (reading == mostReadings)
+            if (listing == mostListings)
             {
                 throw;
             }
