@@ -61,6 +61,19 @@ class MonitorOfAMachine : public LibraryTest
                                   component});
     }
 
+    /** Watches all sensors of temperature; 97 degrees are critical. */
+    void watchTemperatures()
+    {
+        const FaultTexts temperature = faultTextsOf(Temperature{});
+        platform().messages[temperature.criticalId] = {1, "%1: %2!"};
+        config.watches.push_back({Temperature{"*"},
+                                  {.direction = Direction::above,
+                                   .warning = 80,
+                                   .critical = 95,
+                                   .hysteresis = 3},
+                                  root + "/a"});
+    }
+
     void start()
     {
         monitor.emplace(bus, loop, config, machine.path());
@@ -149,19 +162,12 @@ TEST_F(MonitorOfAMachine, HasOneComponentForEachKey)
 
 TEST_F(MonitorOfAMachine, KeepsFaultsOfChipsWithOneNameApart)
 {
-    const FaultTexts temperature = faultTextsOf(Temperature{});
-    platform().messages[temperature.criticalId] = {1, "%1: %2!"};
     for (const std::string chip : {"hwmon0", "hwmon1"})
     {
         machine.write("sys/class/hwmon/" + chip + "/name", "nvme\n");
         machine.write("sys/class/hwmon/" + chip + "/temp1_input", "97000");
     }
-    config.watches.push_back({Temperature{"*"},
-                              {.direction = Direction::above,
-                               .warning = 80,
-                               .critical = 95,
-                               .hysteresis = 3},
-                              root + "/a"});
+    watchTemperatures();
     start();
     runUntil([] {
         return texts().size() == 2u;
@@ -175,8 +181,6 @@ TEST_F(MonitorOfAMachine, KeepsFaultsOfChipsWithOneNameApart)
 
 TEST_F(MonitorOfAMachine, ReportsAgainWhatHadNoPlaceWhenThereIsOne)
 {
-    const FaultTexts temperature = faultTextsOf(Temperature{});
-    platform().messages[temperature.criticalId] = {1, "%1: %2!"};
     platform().messages["HostMonitor.1.0.MoreCriticalFaults"] = {1, "%2 more"};
     const auto sensor = [this](int number, const std::string& value) {
         machine.write("sys/class/hwmon/hwmon0/temp" + std::to_string(number) +
@@ -188,12 +192,7 @@ TEST_F(MonitorOfAMachine, ReportsAgainWhatHadNoPlaceWhenThereIsOne)
     {
         sensor(number, "97000");
     }
-    config.watches.push_back({Temperature{"*"},
-                              {.direction = Direction::above,
-                               .warning = 80,
-                               .critical = 95,
-                               .hysteresis = 3},
-                              root + "/a"});
+    watchTemperatures();
     start();
     runUntil([] {
         return texts().size() == 10u;
