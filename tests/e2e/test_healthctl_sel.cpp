@@ -260,6 +260,21 @@ TEST_F(HealthctlSel, ClearRefusesWhenTheLogHasGrownPastWhatWasExported)
               2);
 }
 
+TEST_F(HealthctlSel, ClearReadsItsLastEntryInDecimalDigits)
+{
+    for (int i = 0; i < 8; ++i)
+    {
+        add({fanRecord});
+    }
+    const auto clearUpTo = [](const std::string& entry) {
+        return healthctl({"sel", "clear", "--yes", "--up-to", entry});
+    };
+    EXPECT_THAT(clearUpTo("010").errors, HasSubstr("is 8 and not 10"));
+    EXPECT_EQ(clearUpTo("0x8").status, 2);
+    EXPECT_EQ(client.property("Entries"), "8");
+    EXPECT_EQ(clearUpTo("08").output, "8 entries removed, up to entry 8\n");
+}
+
 TEST_F(HealthctlSel, ExportAndListAreTheLogAlsoWhenTheMirrorIsBehind)
 {
     namespace fs = std::filesystem;

@@ -1,4 +1,5 @@
 #include "../error.hpp"
+#include "../numbers.hpp"
 #include "../sel/log_service.hpp"
 #include "arguments.hpp"
 #include "sel.hpp"
@@ -180,10 +181,8 @@ void addClear(CommandLine& commands, CLI::App& sel)
             return clear(context, *options);
         });
     command.add_flag("--yes", options->yes, "Do not ask");
-    command
-        .add_option("--up-to", options->upTo,
-                    "Only if this is the last entry; 0 if there is none")
-        ->check(CLI::Range(0, lastIdentifier))
+    addNumber(command, "--up-to", options->upTo, {0, lastIdentifier},
+              "Only if this is the last entry; 0 if there is none")
         ->type_name("N");
 }
 
