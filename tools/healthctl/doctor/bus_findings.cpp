@@ -19,6 +19,17 @@ const MatchUse& busiest(const std::vector<MatchUse>& uses)
     return *std::ranges::max_element(uses, {}, &MatchUse::rules);
 }
 
+/** The user who has left least of what the bus allows. */
+const MatchQuota& nearest(const MatchQuotas& quotas)
+{
+    return *std::ranges::max_element(quotas, {}, [](const MatchQuota& quota) {
+        return static_cast<double>(quota.rules) / std::max(quota.most, 1U);
+    });
+}
+
+constexpr const char* moreRules =
+    "raise max_match_rules_per_connection in the bus's configuration";
+
 } // namespace
 
 Finding findingOf(const BusState& bus)
@@ -145,10 +156,22 @@ Finding findingOf(const MatchUses& uses, const std::optional<MatchLimit>& limit)
     if (limit && limit->isLimit && isNear(most.rules, limit->made))
     {
         finding.grade = Grade::warning;
-        finding.remedy = "raise max_match_rules_per_connection in the bus's "
-                         "configuration";
+        finding.remedy = moreRules;
     }
     return finding;
+}
+
+Finding findingOf(const MatchQuotas& quotas)
+{
+    const MatchQuota& most = nearest(quotas);
+    const bool near = isNear(most.rules, most.most);
+    return {.check = "limits.match-rules",
+            .grade = near ? Grade::warning : Grade::ok,
+            .text = "all connections of the user " + most.user + " have " +
+                    std::to_string(most.rules) +
+                    " match rules together; the bus allows " +
+                    std::to_string(most.most),
+            .remedy = near ? moreRules : ""};
 }
 
 Finding findingOf(const OpenFiles& files)

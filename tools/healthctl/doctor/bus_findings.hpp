@@ -74,6 +74,19 @@ struct MatchLimit
     bool isLimit = false;
 };
 
+/** A user's match rules on a bus that bounds those of all connections of a user
+ *  together. */
+struct MatchQuota
+{
+    std::string user;
+    uint32_t rules = 0;
+    /** How many the bus allows. */
+    uint32_t most = 0;
+};
+
+/** The match rules of all users; none when the bus does not tell. */
+using MatchQuotas = std::vector<MatchQuota>;
+
 /** A process's open files. */
 struct OpenFiles
 {
@@ -98,6 +111,9 @@ std::optional<uint32_t> rulesToTry(const MatchUses& uses);
  *             or failed */
 Finding findingOf(const MatchUses& uses,
                   const std::optional<MatchLimit>& limit);
+
+/** @param[in] quotas one at least */
+Finding findingOf(const MatchQuotas& quotas);
 Finding findingOf(const OpenFiles& files);
 
 } // namespace healthintf::healthctl

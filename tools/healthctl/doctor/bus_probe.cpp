@@ -1,6 +1,7 @@
 #include "bus_probe.hpp"
 
 #include "../source/process_name.hpp"
+#include "match_quotas.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
 #include <com/vexa/olvar/logmgr/names.hpp>
@@ -354,6 +355,14 @@ MatchUses BusProbe::matchRules() const
         }
     }
     return uses.empty() ? std::nullopt : std::optional(std::move(uses));
+}
+
+MatchQuotas BusProbe::matchQuotas() const
+{
+    const Answer answer = call(
+        bus.get(), newCall(bus.get(), busName, busPath,
+                           "org.freedesktop.DBus.Debug.Stats", "GetStats"));
+    return answer.reply ? matchQuotasIn(answer.reply.get()) : MatchQuotas();
 }
 
 } // namespace healthintf::healthctl

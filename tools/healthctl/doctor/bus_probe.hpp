@@ -42,6 +42,8 @@ class BusProbe
 
     MatchUses matchRules() const;
 
+    MatchQuotas matchQuotas() const;
+
   private:
     struct Unref
     {

@@ -30,8 +30,14 @@ uid_t userOfLogManager(const std::vector<ServiceState>& services)
     return geteuid();
 }
 
-Finding examineMatchRules(const MatchUses& uses)
+Finding examineMatchRules(const BusProbe& bus)
 {
+    const MatchQuotas quotas = bus.matchQuotas();
+    if (!quotas.empty())
+    {
+        return findingOf(quotas);
+    }
+    const MatchUses uses = bus.matchRules();
     const std::optional<uint32_t> enough = rulesToTry(uses);
     return findingOf(uses, enough ? probeMatchLimit(*enough) : std::nullopt);
 }
@@ -48,7 +54,7 @@ Findings examineBus(const BusProbe& bus,
     {
         findings.push_back(findingOf(attempt, geteuid() == 0));
     }
-    findings.push_back(examineMatchRules(bus.matchRules()));
+    findings.push_back(examineMatchRules(bus));
     for (const ServiceState& service : services)
     {
         if (const auto files = openFilesOf(service.program, service.pid))

@@ -104,11 +104,8 @@ bool modesLetWrite(const fs::path& folder, uid_t user)
 /** A process that has a record, as "fan-daemon[812] (user fans)". */
 std::string inWords(const host::Claimant& claimant)
 {
-    const passwd* entry = getpwuid(claimant.user);
-    const std::string user = entry != nullptr ? std::string(entry->pw_name)
-                                              : std::to_string(claimant.user);
     return nameOfProcess(static_cast<pid_t>(claimant.process.pid)) + " (user " +
-           user + ")";
+           nameOfUser(claimant.user) + ")";
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "process_name.hpp"
 
+#include <pwd.h>
+
 #include <fstream>
 
 namespace healthintf::healthctl
@@ -12,6 +14,12 @@ std::string nameOfProcess(pid_t pid)
     std::getline(file, name);
     const std::string number = std::to_string(pid);
     return name.empty() ? number : name + "[" + number + "]";
+}
+
+std::string nameOfUser(uid_t user)
+{
+    const passwd* entry = getpwuid(user);
+    return entry != nullptr ? entry->pw_name : std::to_string(user);
 }
 
 } // namespace healthintf::healthctl

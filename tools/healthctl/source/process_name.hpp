@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Processes in words. */
+/** @file Processes and users in words. */
 
 #include <sys/types.h>
 
@@ -12,5 +12,8 @@ namespace healthintf::healthctl
 /** A process's name and number, as "hostmon[17]"; its number alone where /proc
  *  does not show it. */
 std::string nameOfProcess(pid_t pid);
+
+/** A user's name; his number where the system knows no name. */
+std::string nameOfUser(uid_t user);
 
 } // namespace healthintf::healthctl

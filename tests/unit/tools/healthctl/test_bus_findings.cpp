@@ -126,6 +126,18 @@ TEST(BusFindings, TryNoMatchRulesWithoutEndOrWithoutNeed)
     EXPECT_EQ(rulesToTry(std::nullopt), std::nullopt);
 }
 
+TEST(BusFindings, WarnWhenAUserComesNearToWhatTheBusAllowsHim)
+{
+    const MatchQuotas quotas{{"root", 9000, 16'384}, {"fans", 410, 512}};
+    EXPECT_EQ(findingOf(quotas).grade, Grade::warning);
+    EXPECT_EQ(findingOf(quotas).text,
+              "all connections of the user fans have 410 match rules "
+              "together; the bus allows 512");
+    EXPECT_THAT(findingOf(quotas).remedy,
+                HasSubstr("max_match_rules_per_connection"));
+    EXPECT_EQ(findingOf(MatchQuotas{{"root", 9000, 16'384}}).grade, Grade::ok);
+}
+
 TEST(BusFindings, SayWhenTheBusTellsOfNoRules)
 {
     EXPECT_EQ(findingOf(MatchUses(), std::nullopt).grade, Grade::ok);

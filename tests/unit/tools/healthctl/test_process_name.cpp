@@ -32,5 +32,12 @@ TEST(ProcessName, IsTheNumberAloneWhereProcDoesNotShowTheProcess)
     EXPECT_EQ(nameOfProcess(nobody), std::to_string(nobody));
 }
 
+TEST(UserName, IsTheNumberWhereTheSystemKnowsNone)
+{
+    constexpr uid_t nobody = 4'000'000'000;
+    EXPECT_EQ(nameOfUser(0), "root");
+    EXPECT_EQ(nameOfUser(nobody), "4000000000");
+}
+
 } // namespace
 } // namespace healthintf::healthctl
