@@ -227,6 +227,16 @@ TEST_F(HealthctlDoctor, SaysWhereThereIsNoBus)
     EXPECT_FALSE(found.contains("service.healthmgr"));
 }
 
+TEST_F(HealthctlDoctor, SaysThatTheBusDoesNotAnswer)
+{
+    bus.freeze();
+    const auto found = findings(1);
+    EXPECT_EQ(found.at("bus")["grade"], "problem");
+    EXPECT_THAT(std::string(found.at("bus")["text"]),
+                HasSubstr("Connection timed out"));
+    EXPECT_FALSE(found.contains("service.healthmgr"));
+}
+
 TEST_F(HealthctlDoctor, MissesFilesOfTheInstallation)
 {
     const std::string folder = bus.folder().path() / "none";

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -15,26 +16,76 @@
 #include <type_traits>
 #include <utility>
 
+#include <bus_handles.hpp>
 #include <printable.hpp>
 
 namespace healthintf::healthctl
 {
 
+namespace
+{
+
+const char* remedyFor(int result)
+{
+    switch (-result)
+    {
+        case EACCES:
+        case EPERM:
+            return "; try again as the user whose bus it is";
+        case ETIMEDOUT:
+            return "; see whether the D-Bus daemon is stopped";
+        default:
+            return "; start the D-Bus daemon, or set DBUS_SYSTEM_BUS_ADDRESS "
+                   "to its address";
+    }
+}
+
+} // namespace
+
 sdbusplus::bus_t connectBus()
 {
-    sd_bus* bus = nullptr;
-    const int result = sd_bus_default(&bus);
+    sd_bus* opened = nullptr;
+    int result = sd_bus_default(&opened);
+    host::BusPtr bus(opened);
+    if (result >= 0)
+    {
+        result = waitForBus(opened);
+    }
     if (result < 0)
     {
         const bool refused = result == -EACCES || result == -EPERM;
         throw Error(refused ? ExitCode::notPermitted : ExitCode::unavailable,
                     std::string("unable to connect to the bus: ") +
-                        std::strerror(-result) +
-                        (refused ? "; try again as the user whose bus it is"
-                                 : "; start the D-Bus daemon, or set "
-                                   "DBUS_SYSTEM_BUS_ADDRESS to its address"));
+                        std::strerror(-result) + remedyFor(result));
     }
-    return {bus, std::false_type()};
+    return {bus.release(), std::false_type()};
+}
+
+int waitForBus(sd_bus* bus)
+{
+    using Clock = std::chrono::steady_clock;
+    using Microseconds = std::chrono::microseconds;
+    constexpr std::chrono::seconds patience{5};
+    const auto end = Clock::now() + patience;
+    while (sd_bus_is_ready(bus) == 0)
+    {
+        int result = sd_bus_process(bus, nullptr);
+        const auto left =
+            std::chrono::duration_cast<Microseconds>(end - Clock::now());
+        if (result == 0 && left.count() <= 0)
+        {
+            return -ETIMEDOUT;
+        }
+        if (result == 0)
+        {
+            result = sd_bus_wait(bus, static_cast<uint64_t>(left.count()));
+        }
+        if (result < 0 && result != -EINTR)
+        {
+            return result;
+        }
+    }
+    return 0;
 }
 
 void flush(std::ostream& out)

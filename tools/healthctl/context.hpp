@@ -6,6 +6,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 #include <sdbusplus/bus.hpp>
+#include <systemd/sd-bus.h>
 
 #include <cstddef>
 #include <optional>
@@ -33,6 +34,12 @@ struct Context
  *
  *  @throws Error when there is none */
 sdbusplus::bus_t connectBus();
+
+/** Waits until the bus has taken a new connection. The wait that libsystemd
+ *  itself has is too long for a person.
+ *
+ *  @return the number of an error, -ETIMEDOUT when the bus does not answer */
+int waitForBus(sd_bus* bus);
 
 /** Writes out what was written so far.
  *

@@ -1,5 +1,6 @@
 #include "bus_probe.hpp"
 
+#include "../context.hpp"
 #include "../source/process_name.hpp"
 #include "match_quotas.hpp"
 
@@ -264,14 +265,19 @@ std::optional<uint32_t> rulesOf(sd_bus* bus, const std::string& name)
 BusProbe::BusProbe()
 {
     sd_bus* connection = nullptr;
-    const int result = sd_bus_default(&connection);
-    const char* address = nullptr;
+    int result = sd_bus_default(&connection);
+    bus.reset(connection);
+    if (result >= 0)
+    {
+        result = waitForBus(connection);
+    }
     if (result < 0)
     {
         reached = {expectedAddress(), std::strerror(-result)};
+        bus.reset();
         return;
     }
-    bus.reset(connection);
+    const char* address = nullptr;
     if (sd_bus_get_address(connection, &address) >= 0)
     {
         reached.address = withoutNumber(address);
