@@ -258,6 +258,38 @@ TEST_F(Reading, BusIsNotHeldUpForeverByWhoDoesNotAnswer)
     EXPECT_EQ(jsonOf({"count", "--source", "bus"})["visible"], 2);
 }
 
+TEST_F(Reading, BusSaysWhoDoesNotAnswer)
+{
+    sd_bus_close(client.get());
+    healthmgr.signal(SIGSTOP);
+    const Answer tree = healthctl({"tree", "--source", "bus"});
+    EXPECT_EQ(tree.status, 0);
+    EXPECT_EQ(tree.errors, "healthctl: what healthmgr[" +
+                               std::to_string(healthmgr.pid()) +
+                               "] has is missing: it did not answer\n");
+    const Answer count = healthctl({"count", "--source", "bus"});
+    EXPECT_EQ(count.errors, tree.errors);
+}
+
+TEST_F(Reading, BusDoesNotCallAComponentMissingThatMayNotHaveAnswered)
+{
+    sd_bus_close(client.get());
+    healthmgr.signal(SIGSTOP);
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"tree", "rack"},
+          {"faults", "-s", "unknown", "-c", "rack"}})
+    {
+        std::vector<std::string> words = command;
+        words.insert(words.end(), {"--source", "bus"});
+        const Answer answer = healthctl(words);
+        // The tree knows the node from those below it.
+        const bool isTree = command.front() == "tree";
+        EXPECT_EQ(answer.status, isTree ? 0 : 3) << command.front();
+        EXPECT_THAT(answer.errors, HasSubstr("did not answer"));
+        EXPECT_THAT(answer.errors, Not(HasSubstr("there is no component")));
+    }
+}
+
 class NothingRuns : public testing::Test
 {
   protected:
@@ -275,6 +307,23 @@ TEST_F(NothingRuns, IsSaidInOneLineAndNothingIsMade)
                                     "cache in use and no health node"));
     EXPECT_EQ(std::count(answer.errors.begin(), answer.errors.end(), '\n'), 1);
     EXPECT_FALSE(std::filesystem::exists(cache));
+}
+
+TEST_F(NothingRuns, IsSaidOfABusThatDoesNotAnswer)
+{
+    bus.freeze();
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"count"},
+          {"hide", "--sensor-number", "1"},
+          {"sel", "info"}})
+    {
+        const Answer answer = healthctl(command);
+        EXPECT_EQ(answer.status, 3) << command.front();
+        EXPECT_EQ(answer.errors,
+                  "healthctl: unable to connect to the bus: Connection timed "
+                  "out; see whether the D-Bus daemon is stopped\n")
+            << command.front();
+    }
 }
 
 TEST_F(NothingRuns, IsSaidOfTheBusWhenThereIsNone)

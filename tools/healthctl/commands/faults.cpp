@@ -66,7 +66,7 @@ void tellHidden(const Context& context, const Faults& faults, FaultWish wish)
 ExitCode faults(const Context& context, const FaultsOptions& options)
 {
     const FaultWish wish = wishOf(options);
-    const auto source = openSource(options.source);
+    const auto source = openSourceAndTell(options.source);
     const Faults all = source->faults();
     const Faults chosen = chooseFaults(all, wish);
     if (chosen.empty() && !options.component.empty())

@@ -38,7 +38,8 @@ std::string heldKey(const Target& target)
     {
         return "";
     }
-    checkComponent(*openSource(SourceChoice::automatic), target.component);
+    checkComponent(*openSourceAndTell(SourceChoice::automatic),
+                   target.component);
     return keyOf(target.component);
 }
 

@@ -30,7 +30,8 @@ using Tops = std::vector<const TreeNode*>;
 /** The trees that are wanted: all, or the one of a key.
  *
  *  @throws Error when there is no such key */
-Tops topsOf(const std::vector<TreeNode>& trees, const std::string& written)
+Tops topsOf(const HealthSource& source, const std::vector<TreeNode>& trees,
+            const std::string& written)
 {
     Tops tops;
     if (written.empty())
@@ -44,7 +45,7 @@ Tops topsOf(const std::vector<TreeNode>& trees, const std::string& written)
     const TreeNode* found = findNode(trees, keyOf(written));
     if (found == nullptr)
     {
-        throw noComponent(written);
+        throw noComponentIn(source, written);
     }
     return {found};
 }
@@ -73,9 +74,9 @@ void writeTrees(const Context& context, const HealthSource& source,
 
 ExitCode tree(const Context& context, const TreeOptions& options)
 {
-    const auto source = openSource(options.source);
+    const auto source = openSourceAndTell(options.source);
     const auto trees = growTrees(source->nodes(), source->faults());
-    const Tops tops = topsOf(trees, options.root);
+    const Tops tops = topsOf(*source, trees, options.root);
     if (options.paths)
     {
         for (const TreeNode* top : tops)

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <tuple>
 #include <utility>
 
@@ -34,14 +35,14 @@ struct Unref
     }
 };
 
-/** The process behind a connection, in words. */
-std::string holderOf(sd_bus* bus, const std::string& peer)
+/** The process behind a connection, in words; nothing when it has left. */
+std::optional<std::string> processOf(sd_bus* bus, const std::string& peer)
 {
     sd_bus_creds* found = nullptr;
     pid_t pid = 0;
     if (sd_bus_get_name_creds(bus, peer.c_str(), SD_BUS_CREDS_PID, &found) < 0)
     {
-        return peer;
+        return std::nullopt;
     }
     const std::unique_ptr<sd_bus_creds, Unref> credentials(found);
     return sd_bus_creds_get_pid(found, &pid) < 0 ? peer : nameOfProcess(pid);
@@ -72,9 +73,17 @@ BusSource::BusSource()
     sd_bus* bus = nullptr;
     sd_bus_default(&bus);
     const host::BusPtr owned(bus);
-    for (const auto& [peer, shown] : surveyBus(bus))
+    const Survey survey = surveyBus(bus);
+    for (const std::string& peer : survey.silent)
     {
-        const std::string holder = holderOf(bus, peer);
+        if (const auto process = processOf(bus, peer))
+        {
+            silentProcesses.push_back(*process);
+        }
+    }
+    for (const auto& [peer, shown] : survey.shown)
+    {
+        const std::string holder = processOf(bus, peer).value_or(peer);
         if (shown.rootHealth)
         {
             foundNodes[names::root] = {*shown.rootHealth, holder};
@@ -102,6 +111,11 @@ BusSource::BusSource()
 const char* BusSource::name() const
 {
     return "bus";
+}
+
+std::vector<std::string> BusSource::silent() const
+{
+    return silentProcesses;
 }
 
 Nodes BusSource::nodes()

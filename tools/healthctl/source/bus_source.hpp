@@ -22,6 +22,7 @@ class BusSource : public HealthSource
     BusSource();
 
     const char* name() const override;
+    std::vector<std::string> silent() const override;
     Nodes nodes() override;
     Faults faults() override;
     Counts counts() override;
@@ -31,6 +32,7 @@ class BusSource : public HealthSource
   private:
     Nodes foundNodes;
     Faults foundFaults;
+    std::vector<std::string> silentProcesses;
 };
 
 } // namespace healthintf::healthctl

@@ -70,14 +70,16 @@ class Questions
   public:
     using Take = std::function<void(sd_bus_message* reply)>;
 
-    explicit Questions(sd_bus* bus) : bus(bus)
+    /** @param[out] silent gets the names of who does not answer */
+    Questions(sd_bus* bus, std::set<std::string>& silent) :
+        bus(bus), silent(silent)
     {}
 
     /** Sends a call and takes its answer if it is a good one. */
-    void ask(sd_bus_message* call, Take take)
+    void ask(const std::string& peer, sd_bus_message* call, Take take)
     {
         Question& question =
-            asked.emplace_back(Question{this, std::move(take), nullptr});
+            asked.emplace_back(Question{this, peer, std::move(take), nullptr});
         sd_bus_slot* slot = nullptr;
         expectAnswer(sd_bus_call_async(bus, &slot, call, answered, &question,
                                        patienceMicroseconds));
@@ -103,6 +105,7 @@ class Questions
     struct Question
     {
         Questions* all;
+        std::string peer;
         Take take;
         host::SlotPtr slot;
     };
@@ -118,6 +121,11 @@ class Questions
             {
                 question->take(reply);
             }
+            else if (sd_bus_message_is_method_error(reply,
+                                                    SD_BUS_ERROR_NO_REPLY) != 0)
+            {
+                question->all->silent.insert(question->peer);
+            }
         }
         catch (const std::exception&)
         {
@@ -127,6 +135,7 @@ class Questions
     }
 
     sd_bus* bus;
+    std::set<std::string>& silent;
     std::list<Question> asked;
     std::size_t open = 0;
 };
@@ -148,30 +157,30 @@ void askFor(Questions& questions, sd_bus* bus, const std::string& peer,
 {
     const auto objects = callOf(bus, peer, "org.freedesktop.DBus.ObjectManager",
                                 "GetManagedObjects");
-    questions.ask(objects.get(), [&shown, peer](sd_bus_message* reply) {
+    questions.ask(peer, objects.get(), [&shown, peer](sd_bus_message* reply) {
         shown[peer].objects = readManagedObjects(reply);
     });
     const auto root =
         callOf(bus, peer, "org.freedesktop.DBus.Properties", "Get");
     expectAnswer(sd_bus_message_append(
         root.get(), "ss", common::HealthStatus::interface, "HealthStatus"));
-    questions.ask(root.get(), [&shown, peer](sd_bus_message* reply) {
+    questions.ask(peer, root.get(), [&shown, peer](sd_bus_message* reply) {
         shown[peer].rootHealth = std::get<uint32_t>(readVariant(reply));
     });
 }
 
 } // namespace
 
-std::map<std::string, Shown> surveyBus(sd_bus* bus)
+Survey surveyBus(sd_bus* bus)
 {
-    std::map<std::string, Shown> shown;
-    Questions questions(bus);
+    Survey survey;
+    Questions questions(bus, survey.silent);
     for (const std::string& peer : othersOn(bus))
     {
-        askFor(questions, bus, peer, shown);
+        askFor(questions, bus, peer, survey.shown);
     }
     questions.waitForAll();
-    return shown;
+    return survey;
 }
 
 } // namespace healthintf::healthctl

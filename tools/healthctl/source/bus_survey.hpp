@@ -8,6 +8,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 
 namespace healthintf::healthctl
@@ -21,11 +22,19 @@ struct Shown
     std::optional<uint32_t> rootHealth;
 };
 
+/** What all connections show, by their unique names. */
+struct Survey
+{
+    /** Those that have components. */
+    std::map<std::string, Shown> shown;
+    /** Those that did not answer in time, or have left meanwhile. */
+    std::set<std::string> silent;
+};
+
 /** Asks all connections at once, so that one that hangs costs its time only
- *  once. Those that do not answer, or have no components, are left out.
+ *  once.
  *
- *  @return what they show by their unique names
  *  @throws Error when the bus does not answer */
-std::map<std::string, Shown> surveyBus(sd_bus* bus);
+Survey surveyBus(sd_bus* bus);
 
 } // namespace healthintf::healthctl

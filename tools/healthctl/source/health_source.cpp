@@ -1,6 +1,5 @@
 #include "health_source.hpp"
 
-#include "../error.hpp"
 #include "../model/component.hpp"
 #include "bus_source.hpp"
 #include "cache_source.hpp"
@@ -8,6 +7,9 @@
 #include "directories.hpp"
 
 #include <exception>
+#include <iostream>
+
+#include <printable.hpp>
 
 namespace healthintf::healthctl
 {
@@ -45,12 +47,28 @@ std::unique_ptr<HealthSource> openCache()
     return std::make_unique<CacheSource>();
 }
 
+/** Says that what some processes have is missing. */
+std::string missingOf(const std::vector<std::string>& silent)
+{
+    const bool one = silent.size() == 1;
+    return "what " + silent.front() +
+           (one ? std::string(" has")
+                : " and " + std::to_string(silent.size() - 1) + " more have") +
+           " is missing: " + (one ? "it" : "they") + " did not answer";
+}
+
 /** The bus, if there is a node on it. */
 std::unique_ptr<HealthSource> openBus()
 {
     auto source = std::make_unique<BusSource>();
     if (source->nodes().empty())
     {
+        if (const auto silent = source->silent(); !silent.empty())
+        {
+            throw Error(ExitCode::unavailable,
+                        "no health node is shown on the bus; " +
+                            missingOf(silent));
+        }
         throw Error(ExitCode::unavailable,
                     "nothing runs: there is no data cache in use and no health "
                     "node on the bus; start the services, for example "
@@ -77,11 +95,31 @@ std::unique_ptr<HealthSource> openSource(SourceChoice choice)
     return cacheUse() == host::CacheUse::open ? openCache() : openBus();
 }
 
+std::unique_ptr<HealthSource> openSourceAndTell(SourceChoice choice)
+{
+    auto source = openSource(choice);
+    if (const auto silent = source->silent(); !silent.empty())
+    {
+        std::cerr << "healthctl: " << host::printable(missingOf(silent))
+                  << '\n';
+    }
+    return source;
+}
+
+Error noComponentIn(const HealthSource& source, const std::string& written)
+{
+    return source.silent().empty()
+               ? noComponent(written)
+               : Error(ExitCode::unavailable,
+                       "no process that answered has the component \"" +
+                           written + "\"; try again once all answer");
+}
+
 void checkComponent(HealthSource& source, const std::string& written)
 {
     if (!source.nodes().contains(keyOf(written)))
     {
-        throw noComponent(written);
+        throw noComponentIn(source, written);
     }
 }
 

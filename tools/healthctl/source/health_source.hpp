@@ -2,6 +2,8 @@
 
 /** @file Where the commands that only look get nodes and faults from. */
 
+#include "../error.hpp"
+
 #include <platform/data_abstraction/fault_entry.hpp>
 
 #include <array>
@@ -57,6 +59,13 @@ class HealthSource
     /** What it is called in JSON. */
     virtual const char* name() const = 0;
 
+    /** The processes that could not be asked, in words: what they have is
+     *  missing in all answers. */
+    virtual std::vector<std::string> silent() const
+    {
+        return {};
+    }
+
     virtual Nodes nodes() = 0;
 
     /** All fault entries in the order of their paths. */
@@ -89,6 +98,13 @@ enum class SourceChoice
  *  @throws Error when nothing runs, or the source that is wanted cannot be
  *          had */
 std::unique_ptr<HealthSource> openSource(SourceChoice choice);
+
+/** Opens a source as openSource() does, and says on standard error whose
+ *  nodes and faults are missing in it. */
+std::unique_ptr<HealthSource> openSourceAndTell(SourceChoice choice);
+
+/** What ends a command that names a component which a source does not have. */
+Error noComponentIn(const HealthSource& source, const std::string& written);
 
 /** Sees to it that a component is there: of a name that is misspelt all is
  *  well.
