@@ -58,7 +58,7 @@ TEST_F(Changing, HidesBySensorNumber)
 TEST_F(Changing, HidesNothingOfAComponentThatIsNotThere)
 {
     const Answer answer = healthctl({"hide", "--component", "rack/fam"});
-    EXPECT_EQ(answer.status, 1);
+    EXPECT_EQ(answer.status, 6);
     EXPECT_EQ(answer.errors, "healthctl: there is no component \"rack/fam\"; "
                              "\"healthctl tree\" shows all\n");
 }

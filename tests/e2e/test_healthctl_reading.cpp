@@ -199,10 +199,13 @@ TEST_F(Reading, TopIsTheMostImportantBelowAComponent)
     EXPECT_THAT(idsOf(jsonOf({"top", "5", "--component", "rack/psu"})),
                 ElementsAre("Test.1.0.Low"));
     // The beginning of a name is not the name.
-    for (const char* command : {"top", "faults"})
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"top", "--component", "rack/ps"},
+          {"faults", "--component", "rack/ps", "--severity", "critical"},
+          {"tree", "rack/ps", "--json"}})
     {
-        const Answer unknown = healthctl({command, "--component", "rack/ps"});
-        EXPECT_EQ(unknown.status, 1);
+        const Answer unknown = healthctl(command);
+        EXPECT_EQ(unknown.status, 6);
         EXPECT_EQ(unknown.errors,
                   "healthctl: there is no component \"rack/ps\"; \"healthctl "
                   "tree\" shows all\n");

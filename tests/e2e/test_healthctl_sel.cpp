@@ -192,7 +192,7 @@ TEST_F(HealthctlSel, ShowKeepsLongValuesBesideTheirNames)
 TEST_F(HealthctlSel, ShowSaysThatThereIsNoSuchEntry)
 {
     const Answer answer = healthctl({"sel", "show", "9"});
-    EXPECT_EQ(answer.status, 1);
+    EXPECT_EQ(answer.status, 6);
     EXPECT_THAT(answer.errors, HasSubstr("the log has no entry 9; "));
 }
 

@@ -20,6 +20,8 @@ enum class ExitCode : int
     notPermitted = 4,
     /** Anything else that went wrong. */
     failed = 5,
+    /** There is no such component, or no such entry of the log. */
+    notThere = 6,
 };
 
 } // namespace healthintf::healthctl

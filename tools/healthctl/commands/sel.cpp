@@ -30,7 +30,7 @@ ReadEvent findEvent(const ReadLog& log, uint16_t id)
         std::ranges::find(log.entries, id, &SELEntry_gen::recordId);
     if (entry == log.entries.end())
     {
-        throw Error(ExitCode::nothingFound,
+        throw Error(ExitCode::notThere,
                     "the log has no entry " + std::to_string(id) +
                         "; \"healthctl sel list\" shows those it has");
     }

@@ -30,8 +30,8 @@ std::string keyOf(const std::string& written)
 
 Error noComponent(const std::string& written)
 {
-    return {ExitCode::nothingFound, "there is no component \"" + written +
-                                        R"("; "healthctl tree" shows all)"};
+    return {ExitCode::notThere, "there is no component \"" + written +
+                                    R"("; "healthctl tree" shows all)"};
 }
 
 std::string shownKey(const std::string& key)
