@@ -226,6 +226,31 @@ TEST_F(HealthctlSel, ClearAsksOnATerminal)
     EXPECT_EQ(client.property("Entries"), "0");
 }
 
+TEST_F(HealthctlSel, FitsEveryLineIntoANarrowTerminal)
+{
+    const std::string file = bus.folder().path() / "log.raw";
+    for (const std::string columns : {"1", "5", "15"})
+    {
+        for (const std::vector<std::string>& command :
+             {std::vector<std::string>{"list"},
+              {"export", file},
+              {"import", file},
+              {"clear", "--yes"}})
+        {
+            std::vector<std::string> words{ON_TERMINAL, columns, HEALTHCTL,
+                                           "sel"};
+            words.insert(words.end(), command.begin(), command.end());
+            const Answer shown = answerOf(words, {"TERM=xterm", "LC_ALL="});
+            EXPECT_LE(shown.status, 1) << shown.output;
+            std::istringstream lines(shown.output);
+            for (std::string line; std::getline(lines, line);)
+            {
+                EXPECT_LE(line.size(), std::stoul(columns)) << command[0];
+            }
+        }
+    }
+}
+
 TEST_F(HealthctlSel, ClearTakesTheEndOfInputForNo)
 {
     addThree();

@@ -1,5 +1,6 @@
 #include "../error.hpp"
 #include "../numbers.hpp"
+#include "../output/line_output.hpp"
 #include "../sel/log_service.hpp"
 #include "arguments.hpp"
 #include "sel.hpp"
@@ -108,7 +109,7 @@ ExitCode clear(const Context& context, const ClearOptions& options)
         generation = info.generation;
         if (!confirmed(context, info))
         {
-            context.out << "Nothing was removed.\n";
+            writeLine(context, "Nothing was removed.");
             return ExitCode::nothingFound;
         }
     }
@@ -120,8 +121,9 @@ ExitCode clear(const Context& context, const ClearOptions& options)
     }
     else
     {
-        context.out << erased << (erased == 1 ? " entry" : " entries")
-                    << " removed" << upTo(end) << '\n';
+        writeLine(context, std::to_string(erased) +
+                               (erased == 1 ? " entry" : " entries") +
+                               " removed" + upTo(end));
     }
     return ExitCode::ok;
 }

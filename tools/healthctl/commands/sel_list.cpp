@@ -1,5 +1,6 @@
 #include "../choices.hpp"
 #include "../numbers.hpp"
+#include "../output/line_output.hpp"
 #include "../output/table.hpp"
 #include "../output/text.hpp"
 #include "../sel/log_reader.hpp"
@@ -131,7 +132,7 @@ ExitCode list(const Context& context, const ListOptions& options)
     {
         if (events.empty())
         {
-            context.out << "No such entries.\n";
+            writeLine(context, "No such entries.");
         }
         writeTable(context, events);
     }

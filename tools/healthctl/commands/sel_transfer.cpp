@@ -1,6 +1,7 @@
 #include "../sel/sel_transfer.hpp"
 
 #include "../error.hpp"
+#include "../output/line_output.hpp"
 #include "../sel/log_reader.hpp"
 #include "../sel/log_service.hpp"
 #include "sel.hpp"
@@ -44,7 +45,8 @@ ExitCode exportTo(const Context& context, const std::string& file)
     }
     else if (!intoOutput)
     {
-        context.out << records.size() << " exported" << upTo(log.last) << '\n';
+        writeLine(context, std::to_string(records.size()) + " exported" +
+                               upTo(log.last));
     }
     return ExitCode::ok;
 }
@@ -61,7 +63,7 @@ ExitCode importFrom(const Context& context, const std::string& file)
     }
     else
     {
-        context.out << ids.size() << " imported\n";
+        writeLine(context, std::to_string(ids.size()) + " imported");
     }
     return ExitCode::ok;
 }
