@@ -8,7 +8,9 @@
 #include <cstdlib>
 #include <ostream>
 #include <sstream>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include <directories.hpp>
 #include <printable.hpp>
@@ -24,9 +26,9 @@ constexpr const char* summary =
 constexpr const char* footer =
     "Exit status: 0 done; 1 nothing found, or not all is well; 2 wrong usage;\n"
     "3 nothing runs (no bus, service or data cache); 4 not permitted;\n"
-    "5 anything else.\n"
+    "5 anything else; 6 no such component or entry.\n"
     "\n"
-    "\"healthctl COMMAND --help\" shows options and examples of a command.";
+    "\"healthctl help COMMAND\" shows options and examples of a command.";
 
 const Choices<ColorChoice>& colorChoices()
 {
@@ -34,6 +36,18 @@ const Choices<ColorChoice>& colorChoices()
                                               {"always", ColorChoice::always},
                                               {"never", ColorChoice::never}};
     return choices;
+}
+
+/** The words of a command line, "help COMMAND" as "COMMAND --help". */
+std::vector<const char*> withHelpOption(int argc, const char* const* argv)
+{
+    std::vector<const char*> words(argv, argv + argc);
+    if (argc > 1 && std::string_view(argv[1]) == "help")
+    {
+        words.erase(words.begin() + 1);
+        words.push_back("--help");
+    }
+    return words;
 }
 
 /** The first line of a text: an error is one line, whatever it came from. */
@@ -50,6 +64,7 @@ CommandLine::CommandLine(std::ostream& out, std::ostream& errors) :
     app.set_version_flag("--version", HEALTHINTF_VERSION);
     app.require_subcommand(1);
     app.footer(footer);
+    addCommonOptions(app);
 }
 
 CLI::App& CommandLine::add(const CommandText& text, Work work)
@@ -61,14 +76,19 @@ CLI::App& CommandLine::add(CLI::App& parent, const CommandText& text, Work work)
 {
     CLI::App& command = *parent.add_subcommand(text.name, text.summary);
     command.footer(text.more);
-    command.add_flag("--json", json, "Write one JSON document");
-    addChoice(command, "--color", color, colorChoices(),
-              "When to colour: auto, always or never");
-    command.add_flag("--user", userBus, "Use the user's own bus and folders");
+    addCommonOptions(command);
     command.callback([this, work = std::move(work)] {
         chosen = work;
     });
     return command;
+}
+
+void CommandLine::addCommonOptions(CLI::App& command)
+{
+    command.add_flag("--json", json, "Write one JSON document");
+    addChoice(command, "--color", color, colorChoices(),
+              "When to colour: auto, always or never");
+    command.add_flag("--user", userBus, "Use the user's own bus and folders");
 }
 
 CLI::App& CommandLine::addGroup(const CommandText& text)
@@ -76,6 +96,7 @@ CLI::App& CommandLine::addGroup(const CommandText& text)
     CLI::App& command = *app.add_subcommand(text.name, text.summary);
     command.footer(text.more);
     command.require_subcommand(1);
+    addCommonOptions(command);
     return command;
 }
 
@@ -83,7 +104,8 @@ int CommandLine::run(int argc, const char* const* argv)
 {
     try
     {
-        app.parse(argc, argv);
+        const std::vector<const char*> words = withHelpOption(argc, argv);
+        app.parse(static_cast<int>(words.size()), words.data());
         tools::refuseEmptyArguments(argc, argv);
         return static_cast<int>(work());
     }
@@ -140,21 +162,23 @@ ExitCode CommandLine::fail(ExitCode code, const std::string& line)
 
 ExitCode CommandLine::refuse(const CLI::ParseError& error)
 {
-    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
-    {
-        tell(error);
-        return ExitCode::ok;
-    }
-    // The word that is no command tells more than that there is none.
+    // The word that is no command tells more than that there is none, and than
+    // the help of others.
     const std::vector<std::string> words = app.remaining(true);
-    const bool unknown = error.get_name() == "RequiredError" && !words.empty();
+    const bool unknown = appInUse().get_require_subcommand_min() > 0 &&
+                         !words.empty() && !words.front().starts_with('-');
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success) &&
+        !unknown)
+    {
+        return tell(error);
+    }
     return fail(ExitCode::usage,
                 (unknown ? "there is no command \"" + words.front() + "\""
                          : firstLine(error.what())) +
                     "; see \"" + commandInUse() + " --help\"");
 }
 
-void CommandLine::tell(const CLI::ParseError& help)
+ExitCode CommandLine::tell(const CLI::ParseError& help)
 {
     std::stringstream text;
     app.exit(help, text, text);
@@ -162,6 +186,25 @@ void CommandLine::tell(const CLI::ParseError& help)
     {
         writeLine(context(), line);
     }
+    try
+    {
+        flush(out);
+    }
+    catch (const Error& e)
+    {
+        return fail(e.code(), e.what());
+    }
+    return ExitCode::ok;
+}
+
+const CLI::App& CommandLine::appInUse() const
+{
+    const CLI::App* at = &app;
+    while (!at->get_subcommands().empty())
+    {
+        at = at->get_subcommands().front();
+    }
+    return *at;
 }
 
 std::string CommandLine::commandInUse() const

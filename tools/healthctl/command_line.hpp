@@ -50,18 +50,21 @@ class CommandLine
     /** Adds a command that only has others below it. */
     CLI::App& addGroup(const CommandText& text);
 
-    /** Does what a command line asks for.
+    /** Does what a command line asks for. Options that all commands have may
+     *  stand in front of the command, and "help COMMAND" is "COMMAND --help".
      *
      *  @return the status to exit with */
     int run(int argc, const char* const* argv);
 
   private:
+    void addCommonOptions(CLI::App& command);
     ExitCode work();
     void choosePlaces() const;
     Context context() const;
     ExitCode fail(ExitCode code, const std::string& line);
     ExitCode refuse(const CLI::ParseError& error);
-    void tell(const CLI::ParseError& help);
+    ExitCode tell(const CLI::ParseError& help);
+    const CLI::App& appInUse() const;
     std::string commandInUse() const;
 
     std::ostream& out;

@@ -1,5 +1,6 @@
 #include "tree.hpp"
 
+#include "../error.hpp"
 #include "../model/component.hpp"
 #include "../numbers.hpp"
 #include "../output/tree_output.hpp"
@@ -74,6 +75,11 @@ void writeTrees(const Context& context, const HealthSource& source,
 
 ExitCode tree(const Context& context, const TreeOptions& options)
 {
+    if (options.paths && context.json)
+    {
+        throw Error(ExitCode::usage, "--json excludes --paths; see \"healthctl "
+                                     "tree --help\"");
+    }
     const auto source = openSourceAndTell(options.source);
     const auto trees = growTrees(source->nodes(), source->faults());
     const Tops tops = topsOf(*source, trees, options.root);
@@ -125,9 +131,8 @@ void addTree(CommandLine& commands)
     addNumber(command, "-d,--depth", options->view.depth, {0},
               "How many levels below the topmost node")
         ->type_name("N");
-    auto* paths = command.add_flag("--paths", options->paths,
-                                   "Write only the components, one a line");
-    paths->excludes(command.get_option("--json"));
+    command.add_flag("--paths", options->paths,
+                     "Write only the components, one a line");
     addSourceOption(command, options->source);
 }
 

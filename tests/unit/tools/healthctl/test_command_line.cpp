@@ -146,6 +146,45 @@ TEST_F(CommandLineTest, RefusesWhatItDoesNotKnow)
     EXPECT_THAT(errors.str(), HasSubstr("see \"healthctl lcd get --help\"\n"));
 }
 
+TEST_F(CommandLineTest, TakesTheOptionsOfAllCommandsInFrontOfTheCommandToo)
+{
+    EXPECT_EQ(run({"--json", "work"}, good), 0);
+    EXPECT_EQ(run({"lcd", "--json", "get"}, good), 0);
+    EXPECT_EQ(run({"--color", "never", "--json", "lcd", "get"}, good), 0);
+    EXPECT_EQ(out.str(), "jsonjsonjson");
+    EXPECT_EQ(run({"--json"}, good), 2);
+}
+
+TEST_F(CommandLineTest, ShowsTheHelpOfACommandThatIsAskedFor)
+{
+    EXPECT_EQ(run({"help", "work"}, good), 0);
+    EXPECT_THAT(out.str(), HasSubstr("Examples:\n  healthctl work"));
+    out.str("");
+    EXPECT_EQ(run({"help", "lcd", "get"}, good), 0);
+    EXPECT_THAT(out.str(), HasSubstr("Gets."));
+    out.str("");
+    EXPECT_EQ(run({"help"}, good), 0);
+    EXPECT_THAT(out.str(), HasSubstr("Works."));
+}
+
+TEST_F(CommandLineTest, ShowsNoHelpOfWhatItDoesNotKnow)
+{
+    EXPECT_EQ(run({"help", "wrok"}, good), 2);
+    EXPECT_EQ(run({"lcd", "gte", "--help"}, good), 2);
+    EXPECT_EQ(out.str(), "");
+    EXPECT_EQ(errors.str(), "healthctl: there is no command \"wrok\"; see "
+                            "\"healthctl --help\"\n"
+                            "healthctl: there is no command \"gte\"; see "
+                            "\"healthctl lcd --help\"\n");
+}
+
+TEST_F(CommandLineTest, SaysWhenHelpCannotBeWritten)
+{
+    out.setstate(std::ios::badbit);
+    EXPECT_EQ(run({"--help"}, good), 5);
+    EXPECT_THAT(errors.str(), HasSubstr("unable to write the output"));
+}
+
 TEST_F(CommandLineTest, ShowsHelpOnStandardOutput)
 {
     EXPECT_EQ(run({"work", "--help"}, good), 0);
