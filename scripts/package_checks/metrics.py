@@ -26,7 +26,7 @@ def expect_fault(component):
     series = scrape()
     assert series[f'healthintf_faults{{component="{component}",'
                   'severity="critical",hidden="false"}'] >= 1, series
-    assert series[f'healthintf_node_health{{node="{TREE}"}}'] == 4, series
+    assert series[f'healthintf_node_health{{component="{TREE}"}}'] == 4, series
 
 
 class Metrics:

@@ -96,7 +96,7 @@ class ExporterTest : public testing::Test
 
     double health(const std::string& node) const
     {
-        return value("healthintf_node_health{node=" + node + "}");
+        return value("healthintf_node_health{component=" + node + "}");
     }
 
     double evictions() const

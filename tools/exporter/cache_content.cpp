@@ -41,6 +41,20 @@ std::optional<CacheContent> readCacheContent()
     return content;
 }
 
+std::set<std::string> componentsOf(const CacheContent& cache)
+{
+    std::set<std::string> keys;
+    for (const auto& [key, health] : cache.health)
+    {
+        keys.insert(key);
+    }
+    for (const auto& [key, counts] : cache.faults)
+    {
+        keys.insert(key);
+    }
+    return keys;
+}
+
 std::vector<std::string> readFaultEntries()
 {
     std::map<std::string, FaultEntry_gen> entries;

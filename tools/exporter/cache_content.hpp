@@ -5,6 +5,7 @@
 #include "snapshot.hpp"
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,9 @@ namespace healthintf::exporter
 /** The nodes and faults of all processes; nothing when the data cache cannot
  *  be read. */
 std::optional<CacheContent> readCacheContent();
+
+/** The keys of all nodes, and of faults that have none. */
+std::set<std::string> componentsOf(const CacheContent& cache);
 
 /** The object paths of all fault entries; empty also when the data cache
  *  cannot be read. */

@@ -38,6 +38,10 @@ Snapshot Collector::collect()
         snapshot.healthManager = healthManager.make(bus) != nullptr;
         snapshot.log = question.ask(bus);
     }
+    if (snapshot.cache)
+    {
+        listener.forgetAllBut(componentsOf(*snapshot.cache));
+    }
     if (snapshot.bus && listener.count().isCounting())
     {
         snapshot.evictions = listener.count().evictions();

@@ -82,6 +82,13 @@ void EvictionCount::removed(const std::string& entry)
     }
 }
 
+void EvictionCount::forgetAllBut(const std::set<std::string>& components)
+{
+    std::erase_if(counted, [&components](const auto& each) {
+        return !components.contains(each.first);
+    });
+}
+
 void EvictionCount::left(const std::string& sender)
 {
     std::erase_if(groups, [&sender](const auto& each) {

@@ -52,6 +52,9 @@ class EvictionCount
     /** Forgets the entries of a process that has left the bus. */
     void left(const std::string& sender);
 
+    /** Forgets what was counted for all other components. */
+    void forgetAllBut(const std::set<std::string>& components);
+
     /** How many evictions were counted, by component; only components that had
      *  some. */
     const std::map<std::string, uint64_t>& evictions() const

@@ -7,6 +7,7 @@
 #include <systemd/sd-bus.h>
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,12 @@ class FaultListener
      *  this object. Evictions count a little later, once the entries that were
      *  there before are known. */
     void listen(sd_bus* bus);
+
+    /** Forgets the evictions of all other components. */
+    void forgetAllBut(const std::set<std::string>& components)
+    {
+        evictions.forgetAllBut(components);
+    }
 
     const EvictionCount& count() const
     {

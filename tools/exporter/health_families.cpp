@@ -1,5 +1,7 @@
 #include "health_families.hpp"
 
+#include "cache_content.hpp"
+
 #include <hmi_health_value.hpp>
 
 #include <set>
@@ -33,24 +35,9 @@ Family nodeHealth(const CacheContent& cache)
     for (const auto& [key, health] : cache.health)
     {
         family.samples.push_back(
-            {{{"node", key}}, static_cast<double>(health)});
+            {{{"component", key}}, static_cast<double>(health)});
     }
     return family;
-}
-
-/** The keys of all nodes, and of faults that have none. */
-std::set<std::string> componentsOf(const CacheContent& cache)
-{
-    std::set<std::string> keys;
-    for (const auto& [key, health] : cache.health)
-    {
-        keys.insert(key);
-    }
-    for (const auto& [key, counts] : cache.faults)
-    {
-        keys.insert(key);
-    }
-    return keys;
 }
 
 /** A health value's word, and whether hidden. */

@@ -116,6 +116,23 @@ TEST_F(Evictions, AreNotSeenInEntriesThatANewProcessTookOver)
     EXPECT_TRUE(count.evictions().empty());
 }
 
+TEST_F(Evictions, AreForgottenOfComponentsThatAreGone)
+{
+    const std::string psu = "/com/vexa/olvar/health/psu";
+    count.startCounting();
+    for (const std::string& key : {fan, psu})
+    {
+        add(1, 11, key);
+        count.removed(entry(1, key));
+    }
+    ASSERT_EQ(count.evictions(), (Counted{{fan, 1}, {psu, 1}}));
+    count.forgetAllBut({psu});
+    EXPECT_EQ(count.evictions(), (Counted{{psu, 1}}));
+    add(12, 12);
+    count.removed(entry(2));
+    EXPECT_EQ(count.evictions(), (Counted{{fan, 1}, {psu, 1}}));
+}
+
 TEST_F(Evictions, AreNotSeenAfterAProcessLeftItsEntries)
 {
     count.startCounting();

@@ -52,8 +52,9 @@ TEST(HealthFamilies, HaveTheHealthOfEachNode)
 {
     const Lines lines = samplesOf(withCache({{{"/r", 4}, {"/r/fan", 2}}, {}}));
     EXPECT_THAT(lines, Contains("healthintf_data_cache_up 1"));
-    EXPECT_THAT(lines, Contains("healthintf_node_health{node=\"/r\"} 4"));
-    EXPECT_THAT(lines, Contains("healthintf_node_health{node=\"/r/fan\"} 2"));
+    EXPECT_THAT(lines, Contains("healthintf_node_health{component=\"/r\"} 4"));
+    EXPECT_THAT(lines,
+                Contains("healthintf_node_health{component=\"/r/fan\"} 2"));
 }
 
 TEST(HealthFamilies, CountFaultsBySeverityAndHiddenState)
@@ -91,7 +92,7 @@ TEST(HealthFamilies, CountAllSeveritiesThatAreNoneInOneSample)
                          "\"invalid\",hidden=\"false\"} 7"));
 }
 
-TEST(HealthFamilies, KeepEvictionsOfComponentsThatAreGone)
+TEST(HealthFamilies, HaveEvictionsAlsoOfComponentsWithoutRecords)
 {
     Snapshot snapshot = withCache({{{"/r", 2}}, {}});
     snapshot.evictions = Evictions{{"/gone", 5}};
