@@ -1,6 +1,7 @@
 #include "cache_source.hpp"
 
 #include "../error.hpp"
+#include "../model/fault_filter.hpp"
 #include "data_cache/record_owners.hpp"
 #include "process_name.hpp"
 
@@ -8,7 +9,6 @@
 #include <platform/data_abstraction/health_status.hpp>
 
 #include <algorithm>
-#include <climits>
 #include <utility>
 
 namespace healthintf::healthctl
@@ -120,15 +120,17 @@ Faults CacheSource::top(const std::string& key, std::size_t n, bool severeOnly)
     // With the slash no other component's name begins so.
     std::string prefix = key.empty() ? key : key + "/";
     std::vector<std::pair<std::string, FaultEntry_gen>> entries;
-    check(FaultEntry::GetNFaultEntries(
-        prefix, static_cast<int>(std::min<std::size_t>(n, INT_MAX)), entries,
-        severeOnly));
+    // The query orders faults of one severity and second at random, so that
+    // others are among the first each time.
+    check(FaultEntry::GetNFaultEntries(prefix, 0, entries, severeOnly));
     Faults all;
     for (auto& [path, record] : entries)
     {
         all.push_back({path, std::move(record)});
     }
-    return all;
+    FaultWish first;
+    first.limit = n;
+    return chooseFaults(all, first);
 }
 
 } // namespace healthintf::healthctl
