@@ -1,13 +1,12 @@
 #include "data_files.hpp"
 
 #include "host_config.hpp"
+#include "host_log.hpp"
+#include "storage/regular_file.hpp"
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <sstream>
-#include <stdexcept>
 
 namespace healthintf::host
 {
@@ -31,12 +30,12 @@ std::vector<fs::path> searchPath(const char* variable, const char* otherwise)
 
 std::vector<fs::path> registryFolders()
 {
-    return searchPath("HEALTHINTF_REGISTRY_PATH", defaultRegistryPath);
+    return searchPath(registryPathVariable, defaultRegistryPath);
 }
 
 std::vector<fs::path> eventFolders()
 {
-    return searchPath("HEALTHINTF_EVENT_PATH", defaultEventPath);
+    return searchPath(eventPathVariable, defaultEventPath);
 }
 
 std::vector<fs::path> jsonFilesOf(const fs::path& folder,
@@ -59,19 +58,29 @@ std::vector<fs::path> jsonFilesOf(const fs::path& folder,
     return files;
 }
 
+void warnOfMissing(const char* variable, const std::vector<fs::path>& folders)
+{
+    if (secure_getenv(variable) == nullptr)
+    {
+        // Those of the installation need not all be there.
+        return;
+    }
+    for (const fs::path& folder : folders)
+    {
+        std::error_code error;
+        if (!fs::exists(folder, error) && !error)
+        {
+            HOST_LOG(log::warning,
+                     "%s.%d.%s: %s names the folder %s, which does not exist",
+                     variable, folder.c_str());
+        }
+    }
+}
+
 std::string contentOf(const fs::path& file)
 {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream)
-    {
-        throw std::runtime_error("unable to open it");
-    }
-    std::string content{std::istreambuf_iterator<char>(stream), {}};
-    if (stream.bad())
-    {
-        throw std::runtime_error("unable to read it");
-    }
-    return content;
+    return readToEnd(openRegularFile(file, 0, "unable to open it"), maxDataFile,
+                     "unable to read it");
 }
 
 } // namespace healthintf::host

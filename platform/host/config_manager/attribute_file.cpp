@@ -2,17 +2,14 @@
 
 #include "../directories.hpp"
 #include "../storage/damaged_file.hpp"
-#include "../storage/file_descriptor.hpp"
+#include "../storage/regular_file.hpp"
 #include "limits.hpp"
 
 #include <nlohmann/json.hpp>
-#include <sys/stat.h>
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <optional>
 #include <system_error>
@@ -30,68 +27,6 @@ namespace
 /** The file's members. */
 constexpr const char* versionMember = "version";
 constexpr const char* attributesMember = "attributes";
-
-[[noreturn]] void failToRead(int code, const fs::path& file)
-{
-    throw std::system_error(code, std::generic_category(), file.string());
-}
-
-/** Opens a file of a folder in which whoever reads does not trust its owner: a
- *  link is not followed, and what is no file, such as a pipe, is not waited
- *  for.
- *
- *  @return nothing when there is none
- *  @throws std::system_error when it cannot be read */
-std::optional<FileDescriptor> openedForReading(const fs::path& file)
-{
-    FileDescriptor opened(
-        open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (opened.get() < 0)
-    {
-        if (errno == ENOENT)
-        {
-            return std::nullopt;
-        }
-        failToRead(errno, file);
-    }
-    struct stat found
-    {};
-    if (fstat(opened.get(), &found) != 0)
-    {
-        failToRead(errno, file);
-    }
-    if (!S_ISREG(found.st_mode))
-    {
-        failToRead(S_ISDIR(found.st_mode) ? EISDIR : ENOTSUP, file);
-    }
-    return opened;
-}
-
-/** The content of an open file.
- *
- *  @throws std::system_error when it cannot be read, or is too large */
-std::string readToItsEnd(const FileDescriptor& opened, const fs::path& file)
-{
-    std::string content;
-    std::array<char, 4096> part{};
-    while (true)
-    {
-        const ssize_t size = read(opened.get(), part.data(), part.size());
-        if (size == 0)
-        {
-            return content;
-        }
-        if (size < 0 && errno != EINTR)
-        {
-            failToRead(errno, file);
-        }
-        content.append(part.data(), std::max<ssize_t>(size, 0));
-        if (content.size() > maxAttributeFile)
-        {
-            failToRead(EFBIG, file);
-        }
-    }
-}
 
 /** Takes the attributes from the text as it is read. Nothing is built of it: to
  *  take a json with members apart needs memory, and ends the process when there
@@ -268,13 +203,24 @@ fs::path attributeFileIn(const fs::path& folder)
 
 Attributes readAttributeFile(const fs::path& file)
 {
-    const std::optional<FileDescriptor> opened = openedForReading(file);
-    if (!opened)
-    {
-        return {};
-    }
     AttributeReader reader;
-    json::sax_parse(readToItsEnd(*opened, file), &reader);
+    try
+    {
+        // Whoever reads does not trust the owner of the folder: a link is not
+        // followed.
+        const FileDescriptor opened =
+            openRegularFile(file, O_NOFOLLOW, file.string());
+        json::sax_parse(readToEnd(opened, maxAttributeFile, file.string()),
+                        &reader);
+    }
+    catch (const std::system_error& e)
+    {
+        if (e.code() == std::errc::no_such_file_or_directory)
+        {
+            return {};
+        }
+        throw;
+    }
     return std::move(reader).result(file);
 }
 

@@ -28,8 +28,9 @@ constinit std::atomic<unsigned int> users{0};
 
 std::unique_ptr<const EventTable> loadTable()
 {
-    auto loaded =
-        std::make_unique<const EventTable>(EventTable::load(eventFolders()));
+    const auto folders = eventFolders();
+    auto loaded = std::make_unique<const EventTable>(EventTable::load(folders));
+    warnOfMissing(eventPathVariable, folders);
     for (const std::string& problem : loaded->problems())
     {
         HOST_LOG(log::warning, "%s.%d.%s: %s: left out", problem.c_str());

@@ -3,6 +3,7 @@
 #include "../data_files.hpp"
 #include "../host_log.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <system_error>
 
@@ -31,7 +32,8 @@ void addFile(MessageCatalog& catalog, const fs::path& path)
 {
     try
     {
-        const RegistryFile file = parseRegistry(contentOf(path));
+        RegistryFile file = parseRegistry(contentOf(path));
+        file.name = path.string();
         for (const std::string& problem : file.problems)
         {
             HOST_LOG(log::warning, "%s.%d.%s: %s: %s: message left out",
@@ -100,13 +102,16 @@ MessageCatalog MessageCatalog::load(const std::vector<fs::path>& folders)
             addFile(catalog, file);
         }
     }
+    catalog.tellShared();
     return catalog;
 }
 
 void MessageCatalog::add(const RegistryFile& file)
 {
-    for (const auto& [key, message] : file.messages)
+    for (const auto& [key, content] : file.messages)
     {
+        const auto message = std::make_shared<const Message>(content);
+        noteShared(key, file);
         addUnder(key, file, message);
         addUnder(file.prefix + "." + key, file, message);
         addUnder(file.prefix + "." + shortVersion(file.version) + "." + key,
@@ -116,15 +121,46 @@ void MessageCatalog::add(const RegistryFile& file)
 }
 
 void MessageCatalog::addUnder(const std::string& id, const RegistryFile& file,
-                              const Message& message)
+                              const std::shared_ptr<const Message>& message)
 {
-    const auto [entry, added] =
-        messages.try_emplace(catalogKey(file.language, id),
-                             Entry{message, file.prefix, file.version});
+    const auto [entry, added] = messages.try_emplace(
+        catalogKey(file.language, id),
+        Entry{message, file.prefix, file.version, file.name});
     if (!added && entry->second.prefix == file.prefix &&
         isNewer(file.version, entry->second.version))
     {
-        entry->second = {message, file.prefix, file.version};
+        entry->second = {message, file.prefix, file.version, file.name};
+    }
+}
+
+void MessageCatalog::noteShared(const std::string& key,
+                                const RegistryFile& file)
+{
+    const auto found = messages.find(catalogKey(file.language, key));
+    if (found != messages.end() && found->second.prefix != file.prefix &&
+        std::ranges::find(shared, key, &SharedKey::key) == shared.end())
+    {
+        shared.push_back({key, found->second.file, file.name});
+    }
+}
+
+void MessageCatalog::tellShared() const
+{
+    // A process that reads the public registries shares some dozens.
+    constexpr std::size_t most = 10;
+    for (std::size_t i = 0; i < std::min(most, shared.size()); ++i)
+    {
+        HOST_LOG(log::warning,
+                 "%s.%d.%s: the registries %s and %s both have the key %s: "
+                 "without a registry's name, it is that of the first",
+                 shared[i].counts.c_str(), shared[i].other.c_str(),
+                 shared[i].key.c_str());
+    }
+    if (shared.size() > most)
+    {
+        HOST_LOG(log::warning,
+                 "%s.%d.%s: %zu more keys are in more than one registry",
+                 shared.size() - most);
     }
 }
 
@@ -132,7 +168,7 @@ const Message* MessageCatalog::find(const std::string& id,
                                     const std::string& language) const
 {
     const auto found = messages.find(catalogKey(language, id));
-    return found == messages.end() ? nullptr : &found->second.message;
+    return found == messages.end() ? nullptr : found->second.message.get();
 }
 
 } // namespace healthintf::host

@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <mutex>
+#include <unordered_set>
 
 namespace healthintf::host
 {
@@ -16,8 +18,11 @@ namespace
 
 const MessageCatalog& catalog()
 {
-    static const MessageCatalog loaded =
-        MessageCatalog::load(registryFolders());
+    static const MessageCatalog loaded = [] {
+        const auto folders = registryFolders();
+        warnOfMissing(registryPathVariable, folders);
+        return MessageCatalog::load(folders);
+    }();
     return loaded;
 }
 
@@ -34,6 +39,36 @@ std::vector<std::string_view> argumentsOf(const char* block, unsigned int count)
     return arguments;
 }
 
+/** Logs, once for each message, that it takes more arguments than it got.
+ *
+ *  @param[in] arguments as many as the message takes; those that were not
+ *             given are empty */
+void tellMissing(const char* id, const Message& message,
+                 const std::vector<std::string_view>& arguments)
+{
+    static std::mutex mutex;
+    static std::unordered_set<const Message*> told;
+
+    std::size_t given = arguments.size();
+    while (given > 0 && arguments[given - 1].empty())
+    {
+        --given;
+    }
+    if (given == arguments.size())
+    {
+        return;
+    }
+    const std::lock_guard lock(mutex);
+    if (told.insert(&message).second)
+    {
+        HOST_LOG(
+            log::warning,
+            "%s.%d.%s: the message %s takes %zu arguments, of which only the "
+            "first %zu have a text",
+            id, arguments.size(), given);
+    }
+}
+
 int fetch(const char* id, const char* language, const char* block,
           char* content)
 {
@@ -45,8 +80,9 @@ int fetch(const char* id, const char* language, const char* block,
                  language);
         return ENOENT;
     }
-    const std::string text =
-        fillArguments(message->text, argumentsOf(block, message->arguments));
+    const auto arguments = argumentsOf(block, message->arguments);
+    tellMissing(id, *message, arguments);
+    const std::string text = fillArguments(message->text, arguments);
     constexpr std::size_t room =
         MSGREG_CONTENT_SIZE - MSGREG_CONTENT_TEXT_OFFSET - 1;
     const std::string_view fitting = truncateUtf8(text, room);

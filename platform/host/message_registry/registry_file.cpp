@@ -16,12 +16,14 @@ namespace
 
 using nlohmann::json;
 
-/** A problem with one message; the text names the property. */
+/** A problem with one message; the text names the property, unless it is the
+ *  message itself. */
 class MessageError : public std::runtime_error
 {
   public:
     MessageError(std::string property, const std::string& cause) :
-        std::runtime_error(property + " " + cause), name(std::move(property))
+        std::runtime_error(property.empty() ? cause : property + " " + cause),
+        name(std::move(property))
     {}
 
     const std::string& property() const

@@ -34,6 +34,8 @@ struct Message
 /** What a registry file holds. */
 struct RegistryFile
 {
+    /** The file's name, for the log. */
+    std::string name{};
     /** For example "Platform". */
     std::string prefix;
     /** For example "1.3.2". */

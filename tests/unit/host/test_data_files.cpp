@@ -63,5 +63,23 @@ TEST(DataFiles, AreReadWhole)
     EXPECT_THROW(contentOf(folder.path() / "missing"), std::runtime_error);
 }
 
+TEST(DataFiles, AreReadUpToTheirLargestSize)
+{
+    const TemporaryFolder folder;
+    const auto file = folder.write("a", "");
+    std::filesystem::resize_file(file, maxDataFile);
+    EXPECT_EQ(contentOf(file).size(), maxDataFile);
+    std::filesystem::resize_file(file, maxDataFile + 1);
+    EXPECT_THROW(contentOf(file), std::system_error);
+}
+
+TEST(DataFiles, MayBeMissingFromTheFoldersOfTheInstallation)
+{
+    unsetenv(variable);
+    testing::internal::CaptureStderr();
+    warnOfMissing(variable, {"/nonexistent"});
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
 } // namespace
 } // namespace healthintf::host

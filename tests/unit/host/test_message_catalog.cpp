@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 namespace healthintf::host
 {
@@ -149,6 +150,68 @@ TEST_F(MessageCatalogFolders, ThatCannotBeReadAreReported)
     EXPECT_EQ(MessageCatalog::load({file}).size(), 0u);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 HasSubstr("unable to read the folder"));
+}
+
+/** The lines that loading a folder logs. */
+class MessageCatalogLines : public MessageCatalogFolders
+{
+  protected:
+    std::string linesOfLoading() const
+    {
+        testing::internal::CaptureStderr();
+        MessageCatalog::load({folder.path()});
+        return testing::internal::GetCapturedStderr();
+    }
+};
+
+TEST_F(MessageCatalogLines, SayOnceWhichRegistryABareKeyIsOf)
+{
+    folder.write("a.json", content("First", "a"));
+    folder.write("b.json", content("Second", "b"));
+    folder.write("c.json", content("Third", "c"));
+    const std::string lines = linesOfLoading();
+    const std::string line =
+        "the registries " + (folder.path() / "a.json").string() + " and " +
+        (folder.path() / "b.json").string() + " both have the key Failed";
+    EXPECT_THAT(lines, HasSubstr(line));
+    EXPECT_EQ(lines.find("both have", lines.find("both have") + 1),
+              std::string::npos);
+}
+
+TEST_F(MessageCatalogLines, AreNoneForTwoVersionsOfOneRegistry)
+{
+    folder.write("a.json", content("First", "a"));
+    folder.write("b.json", content("First", "b"));
+    EXPECT_EQ(linesOfLoading(), "");
+}
+
+TEST_F(MessageCatalogLines, CountTheBareKeysAfterTheTenth)
+{
+    for (const char* prefix : {"First", "Second"})
+    {
+        std::string messages;
+        for (int i = 0; i < 13; ++i)
+        {
+            messages += (i == 0 ? "\"K" : ",\"K") + std::to_string(i) +
+                        R"(": {"Message": "", "MessageSeverity": "OK",
+                              "NumberOfArgs": 0})";
+        }
+        folder.write(std::string(prefix) + ".json",
+                     std::string(R"({"RegistryPrefix": ")") + prefix +
+                         R"(", "RegistryVersion": "1.0.0", "Language": "en",
+                            "Messages": {)" +
+                         messages + "}}");
+    }
+    EXPECT_THAT(linesOfLoading(),
+                HasSubstr("3 more keys are in more than one registry"));
+}
+
+TEST_F(MessageCatalogFolders, LeaveOutWhatIsNoRegularFile)
+{
+    ASSERT_EQ(mkfifo((folder.path() / "a.json").c_str(), 0600), 0);
+    std::filesystem::create_directory(folder.path() / "b.json");
+    folder.write("c.json", content("Good", "c"));
+    EXPECT_EQ(textOf(MessageCatalog::load({folder.path()}), "Failed"), "c");
 }
 
 } // namespace

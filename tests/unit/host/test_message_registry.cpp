@@ -104,6 +104,58 @@ TEST_F(MessageRegistry, ReadsMissingArgumentsAsEmpty)
               0);
 }
 
+/** How often a text stands in another. */
+int count(const std::string& text, const std::string& part)
+{
+    int found = 0;
+    for (auto at = text.find(part); at != std::string::npos;
+         at = text.find(part, at + 1))
+    {
+        ++found;
+    }
+    return found;
+}
+
+TEST_F(MessageRegistry, TellsOfMissingArgumentsOnceForEachMessage)
+{
+    using namespace std::string_literals;
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [] {
+                      std::vector<char> content;
+                      get("Failed", "7\0"s, content);
+                      get("Fan.Failed", "", content);
+                      get("Long", "", content);
+                      get("Failed", "7\0rear\0"s, content);
+                      return get("Fine", "", content);
+                  },
+                  &errors),
+              0);
+    EXPECT_EQ(count(errors, "takes"), 2) << errors;
+    EXPECT_THAT(errors, testing::HasSubstr("the message Failed takes 2 "
+                                           "arguments, of which only the "
+                                           "first 1 have a text"));
+    EXPECT_THAT(errors, testing::HasSubstr("the message Long takes 1 "));
+}
+
+TEST_F(MessageRegistry, NamesAFolderThatDoesNotExistOnce)
+{
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [] {
+                      std::vector<char> content;
+                      get("Fine", "", content);
+                      return get("Fine", "", content);
+                  },
+                  &errors),
+              0);
+    EXPECT_EQ(count(errors, "HEALTHINTF_REGISTRY_PATH names the folder " +
+                                (folder.path() / "missing").string() +
+                                ", which does not exist"),
+              1)
+        << errors;
+}
+
 TEST_F(MessageRegistry, CutsALongTextToTheRecord)
 {
     EXPECT_EQ(inChild([] {

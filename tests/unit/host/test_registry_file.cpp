@@ -80,8 +80,7 @@ TEST(RegistryFileText, LeavesOutAMessageAndNamesLineAndKey)
             "line 15: ManyArgs: NumberOfArgs is no number from 0 to 64",
             "line 13: NoArgs: NumberOfArgs is missing",
             "line 12: NoSeverity: MessageSeverity is missing",
-            "line 7: NoText: Message is no text",
-            "line 18: Text:  is no object",
+            "line 7: NoText: Message is no text", "line 18: Text: is no object",
             "line 14: TextArgs: NumberOfArgs is no number from 0 to 64",
             "line 10: Worse: MessageSeverity is none of Critical, Warning and "
             "OK"}));

@@ -1,0 +1,31 @@
+#pragma once
+
+/** @file Reading files that somebody else may have put there. */
+
+#include "file_descriptor.hpp"
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+
+namespace healthintf::host
+{
+
+/** Opens a regular file for reading. What is none is refused: a pipe would keep
+ *  whoever reads it waiting.
+ *
+ *  @param[in] flags further flags of open(), such as O_NOFOLLOW
+ *  @param[in] what begins the error's text
+ *  @throws std::system_error when it cannot be opened, or is no regular file */
+FileDescriptor openRegularFile(const std::filesystem::path& file, int flags,
+                               const std::string& what);
+
+/** What an open file holds from where it is read to its end.
+ *
+ *  @param[in] most how many bytes it may hold
+ *  @param[in] what begins the error's text
+ *  @throws std::system_error when it cannot be read, or holds more */
+std::string readToEnd(const FileDescriptor& opened, std::size_t most,
+                      const std::string& what);
+
+} // namespace healthintf::host
