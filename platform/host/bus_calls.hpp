@@ -1,35 +1,15 @@
 #pragma once
 
-/** @file Ownership of libsystemd's bus objects, and its failures as
- *  exceptions. */
+/** @file libsystemd's failures as exceptions. */
+
+#include <platform/bus_handles.hpp>
 
 #include <systemd/sd-bus.h>
 
-#include <memory>
 #include <system_error>
 
 namespace healthintf::host
 {
-
-struct UnrefBusObject
-{
-    void operator()(sd_bus* bus) const
-    {
-        sd_bus_unref(bus);
-    }
-    void operator()(sd_bus_message* message) const
-    {
-        sd_bus_message_unref(message);
-    }
-    void operator()(sd_bus_slot* slot) const
-    {
-        sd_bus_slot_unref(slot);
-    }
-};
-
-using BusPtr = std::unique_ptr<sd_bus, UnrefBusObject>;
-using MessagePtr = std::unique_ptr<sd_bus_message, UnrefBusObject>;
-using SlotPtr = std::unique_ptr<sd_bus_slot, UnrefBusObject>;
 
 /** @throws std::system_error when a call did not succeed */
 inline void checkBus(const char* call, int result)

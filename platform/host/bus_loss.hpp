@@ -2,7 +2,7 @@
 
 /** @file Tells, once, that the connection to the bus is lost. */
 
-#include "bus_handles.hpp"
+#include "bus_calls.hpp"
 
 #include <platform/api.h>
 

@@ -2,7 +2,7 @@
 
 /** @file A connection for what the platform says on the bus at any time. */
 
-#include "bus_handles.hpp"
+#include "bus_calls.hpp"
 
 namespace healthintf::host
 {

@@ -5,6 +5,8 @@
 #include "bus_loss.hpp"
 #include "event_loop.hpp"
 
+#include <platform/bus_handles.hpp>
+
 #include <sdbusplus/bus.hpp>
 #include <systemd/sd-bus.h>
 
@@ -76,23 +78,13 @@ class Connection
         }
     };
 
-    struct Unref
-    {
-        void operator()(sd_bus_slot* slot) const
-        {
-            sd_bus_slot_unref(slot);
-        }
-    };
-
-    using Slot = std::unique_ptr<sd_bus_slot, Unref>;
-
     /** A call whose answer is outstanding. */
     struct Question
     {
         Connection* connection;
         /** Takes the answer, which may be an error. */
         std::function<void(sd_bus_message*)> answered;
-        Slot slot;
+        SlotPtr slot;
     };
 
     void ask(const char* peer, const char* path, const char* interface,

@@ -2,6 +2,8 @@
 
 /** @file An sd-event loop and what a service hangs on it. */
 
+#include <platform/bus_handles.hpp>
+
 #include <systemd/sd-event.h>
 
 #include <chrono>
@@ -22,17 +24,9 @@ class EventSource
   private:
     friend class EventLoop;
 
-    struct Unref
-    {
-        void operator()(sd_event_source* source) const
-        {
-            sd_event_source_disable_unref(source);
-        }
-    };
-
     // Behind a pointer, because sd-event keeps its address.
     std::unique_ptr<std::function<void()>> action;
-    std::unique_ptr<sd_event_source, Unref> source;
+    EventSourcePtr source;
 };
 
 /** The event loop of this thread. An action that throws is logged and the
@@ -90,15 +84,7 @@ class EventLoop
   private:
     EventSource onIo(int fd, uint32_t events, std::function<void()> action);
 
-    struct Unref
-    {
-        void operator()(sd_event* loop) const
-        {
-            sd_event_unref(loop);
-        }
-    };
-
-    std::unique_ptr<sd_event, Unref> event;
+    EventPtr event;
 };
 
 } // namespace healthintf::services

@@ -2,6 +2,8 @@
 
 /** @file Keeps messages from those in this process who would hear them. */
 
+#include <platform/bus_handles.hpp>
+
 #include <systemd/sd-bus.h>
 
 #include <functional>
@@ -28,19 +30,11 @@ class MessageFilter
     MessageFilter& operator=(const MessageFilter&) = delete;
 
   private:
-    struct Unref
-    {
-        void operator()(sd_bus_slot* slot) const
-        {
-            sd_bus_slot_unref(slot);
-        }
-    };
-
     static int take(sd_bus_message* message, void* context,
                     sd_bus_error* error) noexcept;
 
     Refuses refuses;
-    std::unique_ptr<sd_bus_slot, Unref> slot;
+    SlotPtr slot;
 };
 
 } // namespace healthintf::services

@@ -35,14 +35,6 @@ constexpr std::size_t entrySuffix =
     std::string_view("/entry/Fault_4194304FFFF_4").size();
 static_assert(maxKey + entrySuffix <= host::maxRecordPath + 1);
 
-struct UnrefSlot
-{
-    void operator()(sd_bus_slot* slot) const
-    {
-        sd_bus_slot_unref(slot);
-    }
-};
-
 bool isBelowTheRoot(std::string_view path)
 {
     const std::string_view root = names::root;
@@ -182,7 +174,7 @@ bool HostedNodes::hasRoomForRules()
     constexpr std::array rules{"type='signal',arg0='1'",
                                "type='signal',arg0='2'",
                                "type='signal',arg0='3'"};
-    std::array<std::unique_ptr<sd_bus_slot, UnrefSlot>, rules.size()> slots;
+    std::array<SlotPtr, rules.size()> slots;
     auto message =
         bus.new_signal(names::managerPath, names::managerService, "Rules");
     sd_bus* const raw = sd_bus_message_get_bus(message.get());

@@ -138,7 +138,7 @@ void ListAnswers::take(ListCall call)
     {
         return;
     }
-    host::MessagePtr tooMany(sd_bus_message_ref(message));
+    MessagePtr tooMany(sd_bus_message_ref(message));
     const bool known = queue.knows(sender);
     if (!queue.add(sender, std::move(call)))
     {
@@ -164,7 +164,7 @@ void ListAnswers::noteWork()
     services::EventLoop::enable(writable, queue.ready() || !refused.empty());
 }
 
-void ListAnswers::refuse(host::MessagePtr call)
+void ListAnswers::refuse(MessagePtr call)
 {
     if (refused.size() < maxRefusals)
     {

@@ -5,7 +5,7 @@
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
-#include "bus_handles.hpp"
+#include "bus_calls.hpp"
 #include "event_log.hpp"
 #include "list_queue.hpp"
 #include "storage/file_descriptor.hpp"
@@ -47,7 +47,7 @@ class ListAnswers
     {
         ListAnswers* answers = nullptr;
         std::string sender;
-        host::SlotPtr slot;
+        SlotPtr slot;
     };
 
     static int takeUser(sd_bus_message* reply, void* question,
@@ -57,7 +57,7 @@ class ListAnswers
 
     bool canSend() const;
     void noteWork();
-    void refuse(host::MessagePtr call);
+    void refuse(MessagePtr call);
     void sendRefusals();
     void askForUser(const std::string& sender);
     void answerNext();
@@ -66,11 +66,11 @@ class ListAnswers
     const EventLog& events;
     ListQueue queue;
     /** Calls too many, which the bus has not taken the answers of. */
-    std::deque<host::MessagePtr> refused;
+    std::deque<MessagePtr> refused;
     /** How many there were. */
     std::size_t refusals = 0;
     std::map<std::string, Question> questions;
-    host::SlotPtr lostNames;
+    SlotPtr lostNames;
     /** The connection's socket once more, as an event loop wants for a second
      *  source. */
     host::FileDescriptor socket;

@@ -2,7 +2,7 @@
 
 /** @file The calls of ListEntries and ListLog that wait for their answers. */
 
-#include "bus_handles.hpp"
+#include "bus_calls.hpp"
 
 #include <sys/types.h>
 
@@ -25,7 +25,7 @@ inline constexpr std::size_t maxListsOfUser = 16;
 /** A call of ListEntries or ListLog with its arguments. */
 struct ListCall
 {
-    host::MessagePtr message;
+    MessagePtr message;
     /** An identifier in a call of ListEntries, a sequence number in one of
      *  ListLog. */
     uint64_t first = 0;

@@ -1,6 +1,6 @@
 #include "sel_messages.hpp"
 
-#include "bus_handles.hpp"
+#include "bus_calls.hpp"
 #include "log_manager/protocol.hpp"
 
 #include <cstddef>
@@ -9,8 +9,8 @@
 namespace healthintf::logmgr
 {
 
+using MessagePtr;
 using host::checkBus;
-using host::MessagePtr;
 
 namespace
 {

@@ -1,7 +1,7 @@
 #include "sel_object.hpp"
 
 #include "../common/service_log.hpp"
-#include "bus_handles.hpp"
+#include "bus_calls.hpp"
 #include "line_limit.hpp"
 #include "log_manager/protocol.hpp"
 #include "sel_messages.hpp"

@@ -7,8 +7,6 @@ namespace healthintf::exporter
 namespace
 {
 
-using host::MessagePtr;
-
 MessagePtr callOf(sd_bus* bus, const BriefCall::Method& method)
 {
     sd_bus_message* raw = nullptr;

@@ -6,7 +6,7 @@
 
 #include <chrono>
 
-#include <bus_handles.hpp>
+#include <bus_calls.hpp>
 
 namespace healthintf::exporter
 {
@@ -40,7 +40,7 @@ class BriefCall
      *  @param[in] bus the connection, or null
      *  @return null without a bus, a service, or an answer in time that is no
      *          error */
-    host::MessagePtr make(sd_bus* bus);
+    MessagePtr make(sd_bus* bus);
 
   private:
     Method method;

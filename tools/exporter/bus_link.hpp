@@ -4,6 +4,8 @@
 
 #include "common/event_loop.hpp"
 
+#include <platform/bus_handles.hpp>
+
 #include <systemd/sd-bus.h>
 
 #include <chrono>
@@ -38,20 +40,11 @@ class BusLink
     sd_bus* get();
 
   private:
-    struct Close
-    {
-        void operator()(sd_bus* bus) const
-        {
-            sd_bus_detach_event(bus);
-            sd_bus_close_unref(bus);
-        }
-    };
-
     void open();
 
     services::EventLoop& loop;
     Opened opened;
-    std::unique_ptr<sd_bus, Close> bus;
+    ClosedBusPtr bus;
     std::chrono::steady_clock::time_point tried;
 };
 

@@ -87,7 +87,7 @@ LogQuestion::LogQuestion() :
 
 std::optional<LogStatus> LogQuestion::ask(sd_bus* bus)
 {
-    const host::MessagePtr answer = call.make(bus);
+    const MessagePtr answer = call.make(bus);
     LogStatus status;
     if (answer == nullptr || !readStatus(answer.get(), status))
     {

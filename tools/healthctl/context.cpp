@@ -16,7 +16,7 @@
 #include <type_traits>
 #include <utility>
 
-#include <bus_handles.hpp>
+#include <bus_calls.hpp>
 #include <printable.hpp>
 
 namespace healthintf::healthctl
@@ -46,7 +46,7 @@ sdbusplus::bus_t connectBus()
 {
     sd_bus* opened = nullptr;
     int result = sd_bus_default(&opened);
-    host::BusPtr bus(opened);
+    BusPtr bus(opened);
     if (result >= 0)
     {
         result = waitForBus(opened);

@@ -2,6 +2,8 @@
 
 /** @file Whether the bus lets signals through. */
 
+#include <platform/bus_handles.hpp>
+
 #include <systemd/sd-bus.h>
 
 #include <memory>
@@ -29,23 +31,11 @@ class Echo
     void expect();
 
   private:
-    struct Unref
-    {
-        void operator()(sd_bus* bus) const
-        {
-            sd_bus_unref(bus);
-        }
-        void operator()(sd_bus_slot* slot) const
-        {
-            sd_bus_slot_unref(slot);
-        }
-    };
-
     static int take(sd_bus_message* message, void* context,
                     sd_bus_error* error);
 
-    std::unique_ptr<sd_bus, Unref> bus;
-    std::unique_ptr<sd_bus_slot, Unref> match;
+    BusPtr bus;
+    SlotPtr match;
     bool heard = false;
 };
 

@@ -1,6 +1,6 @@
 #include "announcer.hpp"
 
-#include "../bus_handles.hpp"
+#include "../bus_calls.hpp"
 #include "protocol.hpp"
 
 namespace healthintf::host

@@ -2,7 +2,7 @@
 
 /** @file Receives notifications for the subscriptions of one thread. */
 
-#include "../bus_handles.hpp"
+#include "../bus_calls.hpp"
 #include "../bus_loss.hpp"
 
 #include <platform/notification.h>

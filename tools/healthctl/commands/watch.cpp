@@ -8,7 +8,7 @@
 
 #include <memory>
 
-#include <bus_handles.hpp>
+#include <bus_calls.hpp>
 
 namespace healthintf::healthctl
 {
@@ -32,7 +32,7 @@ constexpr const char* watchHelp =
 ExitCode watch(const Context& context, const TreeView& view)
 {
     const auto operators = connectBus();
-    const host::BusPtr bus = host::openDefaultBus();
+    const BusPtr bus = host::openDefaultBus();
     EventLoop loop(bus.get());
     if (context.json || !canDraw())
     {

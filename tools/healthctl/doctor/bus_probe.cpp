@@ -18,14 +18,14 @@
 #include <string>
 #include <string_view>
 
-#include <bus_handles.hpp>
+#include <bus_calls.hpp>
 
 namespace healthintf::healthctl
 {
 namespace
 {
 
-using host::MessagePtr;
+using MessagePtr;
 using Names = std::vector<std::string>;
 
 constexpr const char* busName = "org.freedesktop.DBus";

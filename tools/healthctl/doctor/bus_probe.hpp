@@ -6,6 +6,8 @@
 
 #include "bus_findings.hpp"
 
+#include <platform/bus_handles.hpp>
+
 #include <systemd/sd-bus.h>
 
 #include <memory>
@@ -45,15 +47,7 @@ class BusProbe
     MatchQuotas matchQuotas() const;
 
   private:
-    struct Unref
-    {
-        void operator()(sd_bus* connection) const
-        {
-            sd_bus_unref(connection);
-        }
-    };
-
-    std::unique_ptr<sd_bus, Unref> bus;
+    BusPtr bus;
     BusState reached;
 };
 

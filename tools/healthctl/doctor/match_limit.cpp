@@ -1,5 +1,7 @@
 #include "match_limit.hpp"
 
+#include <platform/bus_handles.hpp>
+
 #include <systemd/sd-bus.h>
 
 #include <memory>
@@ -9,16 +11,6 @@ namespace healthintf::healthctl
 {
 namespace
 {
-
-struct Close
-{
-    void operator()(sd_bus* bus) const
-    {
-        sd_bus_close_unref(bus);
-    }
-};
-
-using Connection = std::unique_ptr<sd_bus, Close>;
 
 /** What the bus did with a rule. */
 enum class Outcome
@@ -55,7 +47,7 @@ std::optional<MatchLimit> probeMatchLimit(uint32_t enough)
     {
         return std::nullopt;
     }
-    const Connection bus(opened);
+    const ClosedBusPtr bus(opened);
     for (uint32_t made = 0; made < enough; ++made)
     {
         const Outcome outcome = makeRule(bus.get(), made);

@@ -18,7 +18,6 @@ namespace
 {
 
 using host::checkBus;
-using host::MessagePtr;
 
 /** How often the log is read anew when it changes meanwhile. */
 constexpr int mostListings = 10;
@@ -87,8 +86,7 @@ std::string whoMayCall(std::string_view member)
                                       "; see the log of logmgr");
 }
 
-MessagePtr newCall(const host::BusPtr& bus, const char* interface,
-                   const char* member)
+MessagePtr newCall(const BusPtr& bus, const char* interface, const char* member)
 {
     sd_bus_message* message = nullptr;
     checkBus("sd_bus_message_new_method_call",
@@ -101,7 +99,7 @@ MessagePtr newCall(const host::BusPtr& bus, const char* interface,
 /** Calls and waits for the reply.
  *
  *  @throws Error for an error reply */
-MessagePtr reply(const host::BusPtr& bus, const MessagePtr& call)
+MessagePtr reply(const BusPtr& bus, const MessagePtr& call)
 {
     sd_bus_error error = SD_BUS_ERROR_NULL;
     sd_bus_message* answer = nullptr;

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include <bus_handles.hpp>
+#include <bus_calls.hpp>
 
 namespace healthintf::healthctl
 {
@@ -93,7 +93,7 @@ class LogService
   private:
     LogContent readContent();
 
-    host::BusPtr bus;
+    BusPtr bus;
 };
 
 } // namespace healthintf::healthctl

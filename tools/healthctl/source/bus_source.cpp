@@ -18,7 +18,7 @@
 #include <tuple>
 #include <utility>
 
-#include <bus_handles.hpp>
+#include <bus_calls.hpp>
 
 namespace healthintf::healthctl
 {
@@ -72,7 +72,7 @@ BusSource::BusSource()
     const auto kept = connectBus();
     sd_bus* bus = nullptr;
     sd_bus_default(&bus);
-    const host::BusPtr owned(bus);
+    const BusPtr owned(bus);
     const Survey survey = surveyBus(bus);
     for (const std::string& peer : survey.silent)
     {

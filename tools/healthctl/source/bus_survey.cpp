@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include <bus_handles.hpp>
+#include <bus_calls.hpp>
 
 namespace healthintf::healthctl
 {
@@ -107,7 +107,7 @@ class Questions
         Questions* all;
         std::string peer;
         Take take;
-        host::SlotPtr slot;
+        SlotPtr slot;
     };
 
     static int answered(sd_bus_message* reply, void* context,
@@ -140,13 +140,13 @@ class Questions
     std::size_t open = 0;
 };
 
-host::MessagePtr callOf(sd_bus* bus, const std::string& peer,
-                        const char* interface, const char* member)
+MessagePtr callOf(sd_bus* bus, const std::string& peer, const char* interface,
+                  const char* member)
 {
     sd_bus_message* call = nullptr;
     expectAnswer(sd_bus_message_new_method_call(
         bus, &call, peer.c_str(), names::root, interface, member));
-    host::MessagePtr owned(call);
+    MessagePtr owned(call);
     // A service that is not there shall not be started for this.
     expectAnswer(sd_bus_message_set_auto_start(call, 0));
     return owned;

@@ -8,7 +8,7 @@
 #include <system_error>
 #include <utility>
 
-#include <bus_handles.hpp>
+#include <bus_calls.hpp>
 
 namespace healthintf::healthctl
 {

@@ -4,6 +4,8 @@
 
 #include "watched_tree.hpp"
 
+#include <platform/bus_handles.hpp>
+
 #include <systemd/sd-bus.h>
 
 #include <functional>
@@ -41,14 +43,6 @@ class BusChanges
     BusChanges& operator=(const BusChanges&) = delete;
 
   private:
-    struct Unref
-    {
-        void operator()(sd_bus_slot* slot) const
-        {
-            sd_bus_slot_unref(slot);
-        }
-    };
-
     using Handler = void (BusChanges::*)(sd_bus_message* message) const;
 
     template <Handler handler>
@@ -62,7 +56,7 @@ class BusChanges
 
     sd_bus* bus;
     Listener listener;
-    std::vector<std::unique_ptr<sd_bus_slot, Unref>> slots;
+    std::vector<SlotPtr> slots;
 };
 
 } // namespace healthintf::healthctl

@@ -7,7 +7,7 @@
 #include <csignal>
 #include <utility>
 
-#include <bus_handles.hpp>
+#include <bus_calls.hpp>
 
 namespace healthintf::healthctl
 {

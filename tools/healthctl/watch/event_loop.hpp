@@ -2,6 +2,8 @@
 
 /** @file The loop of a command that goes on until it is told to end. */
 
+#include <platform/bus_handles.hpp>
+
 #include <systemd/sd-bus.h>
 #include <systemd/sd-event.h>
 
@@ -57,20 +59,6 @@ class EventLoop
     void exit();
 
   private:
-    struct Unref
-    {
-        void operator()(sd_event* loop) const
-        {
-            sd_event_unref(loop);
-        }
-        void operator()(sd_event_source* source) const
-        {
-            sd_event_source_disable_unref(source);
-        }
-    };
-
-    using Source = std::unique_ptr<sd_event_source, Unref>;
-
     /** An action with its way back to the loop. */
     struct Handler
     {
@@ -83,10 +71,10 @@ class EventLoop
     Handler* keep(Action action);
 
     sd_bus* bus;
-    std::unique_ptr<sd_event, Unref> event;
+    EventPtr event;
     std::vector<std::unique_ptr<Handler>> handlers;
-    std::vector<Source> sources;
-    Source timer;
+    std::vector<EventSourcePtr> sources;
+    EventSourcePtr timer;
     std::chrono::microseconds period{};
     uint64_t lastPaced = 0;
     bool paceRequested = false;

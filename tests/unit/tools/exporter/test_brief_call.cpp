@@ -11,11 +11,11 @@ namespace
 
 using test::Child;
 
-host::BusPtr openBus()
+BusPtr openBus()
 {
     sd_bus* bus = nullptr;
     sd_bus_open(&bus);
-    return host::BusPtr(bus);
+    return BusPtr(bus);
 }
 
 class BriefCallTest : public testing::Test
@@ -25,7 +25,7 @@ class BriefCallTest : public testing::Test
     static Child service(const std::function<void(sd_bus*)>& work)
     {
         return Child([work](const Child::Parent& parent) {
-            const host::BusPtr own = openBus();
+            const BusPtr own = openBus();
             sd_bus_request_name(own.get(), "x.service", 0);
             parent.tell("ready");
             work(own.get());
@@ -34,7 +34,7 @@ class BriefCallTest : public testing::Test
     }
 
     test::PrivateBus daemon;
-    host::BusPtr bus = openBus();
+    BusPtr bus = openBus();
     BriefCall ping{{.service = "x.service",
                     .path = "/",
                     .interface = "org.freedesktop.DBus.Peer",
@@ -62,7 +62,7 @@ TEST_F(BriefCallTest, PassesItsArgument)
                         .interface = "org.freedesktop.DBus",
                         .member = "NameHasOwner",
                         .argument = "org.freedesktop.DBus"});
-    const host::MessagePtr answer = question.make(bus.get());
+    const MessagePtr answer = question.make(bus.get());
     ASSERT_NE(answer, nullptr);
     int has = 0;
     EXPECT_GT(sd_bus_message_read(answer.get(), "b", &has), 0);

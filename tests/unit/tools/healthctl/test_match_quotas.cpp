@@ -5,7 +5,7 @@
 
 #include <functional>
 
-#include <bus_handles.hpp>
+#include <bus_calls.hpp>
 
 namespace healthintf::healthctl
 {
@@ -21,10 +21,10 @@ MatchQuotas quotasIn(const Write& write)
     const test::PrivateBus bus;
     sd_bus* opened = nullptr;
     sd_bus_open(&opened);
-    const host::BusPtr connection(opened);
+    const BusPtr connection(opened);
     sd_bus_message* made = nullptr;
     sd_bus_message_new_signal(opened, &made, "/", "test.Stats", "Stats");
-    const host::MessagePtr message(made);
+    const MessagePtr message(made);
     write(made);
     sd_bus_message_seal(made, 1, 0);
     return matchQuotasIn(made);
