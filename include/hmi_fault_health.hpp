@@ -7,6 +7,7 @@
 #include <hmi_faultentry.hpp>
 #include <hmi_health.hpp>
 #include <hmi_status.hpp>
+#include <platform/bus_handles.hpp>
 
 #include <sdbusplus/bus.hpp>
 #include <sdbusplus/bus/match.hpp>
@@ -288,40 +289,35 @@ class HEALTHINTF_API FaultAndHealth
     void UnregisterLCDAttributes();
 
   private:
-    struct UnrefSlot
-    {
-        void operator()(sd_bus_slot* slot) const
-        {
-            sd_bus_slot_unref(slot);
-        }
-    };
-
     FaultAndHealth(sdbusplus::bus_t& connection, std::string at, uint32_t base);
 
-    void addObjectManager();
-    void undoConstruction() noexcept;
+    HEALTHINTF_LOCAL void addObjectManager();
+    HEALTHINTF_LOCAL void undoConstruction() noexcept;
 
-    void listFault(const std::string& path,
-                   const FaultEntry::PropertyMap& properties);
+    HEALTHINTF_LOCAL void listFault(const std::string& path,
+                                    const FaultEntry::PropertyMap& properties);
 
     /** @throws as HealthStatus::updateHealthStatus() */
-    int publishHealth();
+    HEALTHINTF_LOCAL int publishHealth();
     /** Runs an operation; what it throws is logged in the name of
      *  @p function.
      *
      *  @return what the operation returns, or the published health */
-    int contained(const char* function,
-                  const std::function<int()>& operation) noexcept;
+    HEALTHINTF_LOCAL int
+    contained(const char* function,
+              const std::function<int()>& operation) noexcept;
 
     // The operations on visibility, which throw as publishHealth() does.
-    int hideAll();
-    int unhideAll();
+    HEALTHINTF_LOCAL int hideAll();
+    HEALTHINTF_LOCAL int unhideAll();
     template <typename Property>
-    void hideBy(std::list<typename Property::type>& hiddenValues,
-                const typename Property::type& value);
+    HEALTHINTF_LOCAL void
+    hideBy(std::list<typename Property::type>& hiddenValues,
+           const typename Property::type& value);
     template <typename Property>
-    int setHidden(bool hide, std::list<typename Property::type>& hiddenValues,
-                  const typename Property::type& value);
+    HEALTHINTF_LOCAL int
+    setHidden(bool hide, std::list<typename Property::type>& hiddenValues,
+              const typename Property::type& value);
 
     sdbusplus::bus_t& bus;
     std::unique_ptr<HealthStatus> healthNode;
@@ -335,7 +331,7 @@ class HEALTHINTF_API FaultAndHealth
     std::list<uint32_t> hiddenSensorNumbers;
     std::list<std::string> hiddenSensorPaths;
     uint64_t visibilityFlags = 0;
-    std::unique_ptr<sd_bus_slot, UnrefSlot> objectManager;
+    healthintf::SlotPtr objectManager;
 };
 
 } // namespace health_namespace

@@ -87,7 +87,10 @@ class HEALTHINTF_API FaultEntry
         bool severeOnly);
 
     /** The entry's object path. */
-    const std::string& objectPath() const;
+    HEALTHINTF_LOCAL const std::string& objectPath() const
+    {
+        return path;
+    }
 
   private:
     std::string path;

@@ -152,7 +152,7 @@ class HEALTHINTF_API HealthStatus
     static void GetMissingParents(std::vector<std::string>& parents);
 
   private:
-    unsigned int worstOfChildMap() const;
+    HEALTHINTF_LOCAL unsigned int worstOfChildMap() const;
 
     std::string key;
     std::string parentKey;

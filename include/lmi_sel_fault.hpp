@@ -7,6 +7,7 @@
 #include <com/vexa/olvar/api.hpp>
 #include <hmi_fault_health.hpp>
 #include <hmi_status.hpp>
+#include <platform/bus_handles.hpp>
 #include <platform/data_abstraction/sel.hpp>
 #include <platform/sel_interface.hpp>
 
@@ -177,20 +178,26 @@ class HEALTHINTF_API SELAndFault
     /** Clears the faults of an event's opposite.
      *
      *  @return statusOk, or what the step that failed answered */
-    int removeOpposite(
+    HEALTHINTF_LOCAL int removeOpposite(
         const health_namespace::details::CSSDInfoFetcher& descriptions,
         SensorInfo& sensor, const std::vector<unsigned char>& record);
     /** Adds an event's own fault, unless its message is informational.
      *
      *  @return statusOk, or what the step that failed answered */
-    int addOwn(const health_namespace::details::CSSDInfoFetcher& descriptions,
-               const SensorInfo& sensor,
-               const std::vector<unsigned char>& record);
+    HEALTHINTF_LOCAL int
+    addOwn(const health_namespace::details::CSSDInfoFetcher& descriptions,
+           const SensorInfo& sensor, const std::vector<unsigned char>& record);
+
+    /** Subscribes to the events of a rule, instead of those before. */
+    HEALTHINTF_LOCAL void subscribe(sdbusplus::bus_t& bus,
+                                    const std::string& rule);
 
     health_namespace::FaultAndHealth* faultAndHealth;
     std::string name;
     /** Shared with the call that is under way, if the callback replaces it. */
     std::shared_ptr<const PreSELCallback> preSelCallback;
+    /** Makes the bus deliver the events that the match takes. */
+    healthintf::SlotPtr preSelDelivery;
     std::unique_ptr<sdbusplus::bus::match_t> preSelMatch;
     uint32_t sensorFilter = 0;
 };

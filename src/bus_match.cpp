@@ -17,8 +17,8 @@ namespace health_namespace::details
 namespace
 {
 
-[[maybe_unused]] int ignore(sd_bus_message* /*message*/, void* /*context*/,
-                            sd_bus_error* /*error*/)
+int ignore(sd_bus_message* /*message*/, void* /*context*/,
+           sd_bus_error* /*error*/)
 {
     return 0;
 }
@@ -35,14 +35,7 @@ void requireMatch([[maybe_unused]] sdbusplus::bus_t& bus,
 {
     if constexpr (!requires { &Interface::sd_bus_add_match; })
     {
-        sd_bus_slot* slot = nullptr;
-        const int result =
-            sd_bus_add_match(rawBus(bus), &slot, rule.c_str(), ignore, nullptr);
-        if (result < 0)
-        {
-            throw sdbusplus::exception::SdBusError(-result, "sd_bus_match");
-        }
-        sd_bus_slot_unref(slot);
+        makeMatchWithoutHandler(bus, rule.c_str());
     }
 }
 
@@ -52,7 +45,7 @@ class NamedHandler : public std::enable_shared_from_this<NamedHandler>
   public:
     using Handler = std::function<void(sdbusplus::message_t&)>;
 
-    NamedHandler(const char* name, Handler handler) :
+    NamedHandler(HandlerName name, Handler handler) :
         name(name), handler(std::move(handler))
     {}
 
@@ -67,24 +60,29 @@ class NamedHandler : public std::enable_shared_from_this<NamedHandler>
         }
         catch (const std::exception& e)
         {
-            HMI_LOG_AS(name, log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+            tell(e.what(), __LINE__);
         }
         catch (...)
         {
-            HMI_LOG_AS(name, log::warning, "EXCEPTION %s.%d.%s: %s",
-                       "of an unknown kind");
+            tell("of an unknown kind", __LINE__);
         }
     }
 
   private:
-    const char* name;
+    void tell(const char* problem, int line) const
+    {
+        dlog_printf(log::warning, logModule, "EXCEPTION %s.%d.%s: %s",
+                    name.file, line, name.function, problem);
+    }
+
+    HandlerName name;
     Handler handler;
 };
 
 } // namespace
 
 std::unique_ptr<sdbusplus::bus::match_t>
-makeMatch(sdbusplus::bus_t& bus, const std::string& rule, const char* name,
+makeMatch(sdbusplus::bus_t& bus, const std::string& rule, HandlerName name,
           std::function<void(sdbusplus::message_t&)> handler)
 {
     const healthintf::HeldSignals held;
@@ -95,6 +93,19 @@ makeMatch(sdbusplus::bus_t& bus, const std::string& rule, const char* name,
         bus, rule, [shared](sdbusplus::message_t& message) {
             shared->take(message);
         });
+}
+
+healthintf::SlotPtr makeMatchWithoutHandler(sdbusplus::bus_t& bus,
+                                            const char* rule)
+{
+    sd_bus_slot* slot = nullptr;
+    const int result =
+        sd_bus_add_match(rawBus(bus), &slot, rule, ignore, nullptr);
+    if (result < 0)
+    {
+        throw sdbusplus::exception::SdBusError(-result, "sd_bus_match");
+    }
+    return healthintf::SlotPtr(slot);
 }
 
 } // namespace health_namespace::details

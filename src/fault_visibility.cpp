@@ -267,10 +267,11 @@ void FaultAndHealth::RegisterForHideFaultsSignal()
 {
     const std::string rule = signalRule(names::root, names::managerInterface,
                                         FaultEntry::HideFaultForSensor::name);
-    hideFaultsMatch = makeMatch(bus, rule, "hideFaultSignalHandler",
-                                [this](sdbusplus::message_t& message) {
-                                    hideFaultSignalHandler(message);
-                                });
+    hideFaultsMatch =
+        makeMatch(bus, rule, HMI_HANDLER("hideFaultSignalHandler"),
+                  [this](sdbusplus::message_t& message) {
+                      hideFaultSignalHandler(message);
+                  });
     HMI_LOG(log::progress,
             "%s.%d.%s: Registered the hide Fault Signal Handler");
     HMI_LOG(log::progress, "%s.%d.%s: %s", rule.c_str());
@@ -320,7 +321,7 @@ void FaultAndHealth::RegisterForClearSELSignal()
 {
     const std::string rule =
         signalRule(names::selPath, names::selInterface, names::selCleared);
-    clearSelMatch = makeMatch(bus, rule, "clearSELSignalHandler",
+    clearSelMatch = makeMatch(bus, rule, HMI_HANDLER("clearSELSignalHandler"),
                               [this](sdbusplus::message_t& message) {
                                   clearSELSignalHandler(message);
                               });

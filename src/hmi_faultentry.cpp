@@ -59,11 +59,6 @@ FaultEntry::~FaultEntry()
     });
 }
 
-const std::string& FaultEntry::objectPath() const
-{
-    return path;
-}
-
 uint16_t FaultEntry::GetUniqueFaultNumber()
 {
     static std::atomic<uint16_t> counter{0};

@@ -195,10 +195,11 @@ void HealthStatus::RegisterHealthStatusCallback(sdbusplus::bus_t& bus)
                                          "interface='") +
                              interface + "',member='" +
                              HealthStatusUpdate::name + "',arg0='" + key + "'";
-    healthMatch = makeMatch(bus, rule, "healthStatusCallbackHandler",
-                            [this](sdbusplus::message_t& message) {
-                                healthStatusCallbackHandler(message);
-                            });
+    healthMatch =
+        makeMatch(bus, rule, HMI_HANDLER("healthStatusCallbackHandler"),
+                  [this](sdbusplus::message_t& message) {
+                      healthStatusCallbackHandler(message);
+                  });
     HMI_LOG(log::progress, "%s.%d.%s: Registered the health status call back");
     HMI_LOG(log::progress, "%s.%d.%s: %s", rule.c_str());
 }

@@ -8,6 +8,7 @@
 
 #include <com/vexa/olvar/logmgr/names.hpp>
 #include <lmi_sel_fault.hpp>
+#include <platform/bus_handles.hpp>
 
 #include <systemd/sd-bus.h>
 
@@ -23,20 +24,12 @@ namespace names = healthintf::names;
 namespace
 {
 
-struct MessageUnref
-{
-    void operator()(sd_bus_message* message) const
-    {
-        sd_bus_message_unref(message);
-    }
-};
-
 /** The message that a connection is handling, or null. It is kept, so that no
  *  other one gets its address meanwhile. */
 std::shared_ptr<sd_bus_message> messageAtHand(sdbusplus::bus_t& bus)
 {
     sd_bus_message* message = sd_bus_get_current_message(rawBus(bus));
-    return {sd_bus_message_ref(message), MessageUnref()};
+    return {sd_bus_message_ref(message), healthintf::Unref()};
 }
 
 } // namespace
@@ -54,23 +47,45 @@ int SELAndFault::RegisterForBIOSPreSELEvent(sdbusplus::bus_t& bus,
                              names::selEvent + "'," + "path_namespace='" +
                              path + "',";
     auto shared = std::make_shared<const PreSELCallback>(std::move(callback));
+    const uint32_t filterBefore = sensorFilter;
+    if (sensorNumber != 0)
+    {
+        sensorFilter = sensorNumber;
+    }
+    try
+    {
+        subscribe(bus, rule);
+    }
+    catch (...)
+    {
+        sensorFilter = filterBefore;
+        throw;
+    }
+    preSelCallback = std::move(shared);
+    return 0;
+}
+
+void SELAndFault::subscribe(sdbusplus::bus_t& bus, const std::string& rule)
+{
+    // dbus-daemon does not compare path_namespace when it removes a rule: of
+    // all the rules of a connection that differ in it alone, it removes the
+    // youngest. This rule, which no removal of those others can hit, makes it
+    // go on delivering the events; the rule of the match chooses among them.
+    auto delivery = makeMatchWithoutHandler(
+        bus, (std::string("type='signal',member='") + names::selEvent + "'")
+                 .c_str());
     // Without a bus between the peers libsystemd hands the message at hand to
     // new matches too: a callback that registers again at every event would be
     // called without end.
     preSelMatch = makeMatch(
-        bus, rule, "BIOSSELEventCallbackHandler",
+        bus, rule, HMI_HANDLER("BIOSSELEventCallbackHandler"),
         [this, past = messageAtHand(bus)](sdbusplus::message_t& message) {
             if (message.get() != past.get())
             {
                 BIOSSELEventCallbackHandler(message);
             }
         });
-    preSelCallback = std::move(shared);
-    if (sensorNumber != 0)
-    {
-        sensorFilter = sensorNumber;
-    }
-    return 0;
+    preSelDelivery = std::move(delivery);
 }
 
 int SELAndFault::BIOSSELEventCallbackHandler(sdbusplus::message_t& message)

@@ -68,8 +68,8 @@ int SELAndFault::GetSELDatacacheEntries(Entries& entries)
     }
     if (entries.empty())
     {
-        HMI_LOG(log::progress, "%s.%d.%s: No data found for given path %s",
-                names::selPath);
+        HMI_LOG(log::progress, "%s.%d.%s: No data found for given path "
+                               "/com/vexa/olvar/logmgr/SEL");
     }
     else
     {
@@ -107,9 +107,9 @@ int SELAndFault::GetSELDatacacheEntryByID(SELEntry_gen& entry,
     }
     entry = entries.begin()->second;
     HMI_LOG(log::progress,
-            "%s.%d.%s: Exiting from GetSELDatacacheEntryByID: Found %zu "
+            "%s.%d.%s: Exiting from GetSELDatacacheEntryByID: Found %lu "
             "entries for recordID %d",
-            entries.size(), recordId);
+            static_cast<unsigned long>(entries.size()), recordId);
     return statusOk;
 }
 

@@ -13,6 +13,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace healthintf::test
@@ -134,6 +135,86 @@ TEST_F(PreSelEvents, StayFilteredAfterARegistrationForAll)
     announce(5);
     EXPECT_EQ(toldUntilLast(), Numbers{});
 }
+
+TEST_F(PreSelEvents, OfTheSensorOfTheLatestRegistrationAreHeard)
+{
+    for (const uint32_t sensorNumber : {5, 200, 5, 200})
+    {
+        listen(sensorNumber);
+        announceAndTake(static_cast<uint8_t>(sensorNumber));
+    }
+    EXPECT_EQ(std::exchange(heard, {}), (Numbers{5, 200, 5, 200}));
+    announce(5);
+    EXPECT_EQ(toldUntilLast(), Numbers{});
+}
+
+TEST_F(PreSelEvents, OfOneSensorAreHeardAfterARegistrationForAll)
+{
+    listen(0);
+    listen(200);
+    announce(5);
+    EXPECT_EQ(toldUntilLast(), Numbers{});
+}
+
+TEST_F(PreSelEvents, AreHeardAsBeforeAfterARegistrationThatFails)
+{
+    listen(200);
+    // The rule of a connection that is closed is refused.
+    sdbusplus::bus_t closed = openBus();
+    closed.close();
+    EXPECT_THROW(object->RegisterForBIOSPreSELEvent(
+                     closed,
+                     [](const SELInterface::SELRecord&) {
+                         return 0;
+                     },
+                     5),
+                 sdbusplus::exception::exception);
+    announce(5);
+    EXPECT_EQ(toldUntilLast(), Numbers{});
+}
+
+/** Two objects on one connection, of which one goes. */
+struct Pair
+{
+    uint32_t goes;
+    uint32_t stays;
+    bool olderGoes;
+};
+
+class PreSelEventsOfTwo : public PreSelEvents,
+                          public testing::WithParamInterface<Pair>
+{};
+
+TEST_P(PreSelEventsOfTwo, AreHeardByTheOneThatStays)
+{
+    auto other = std::make_unique<SELAndFault>();
+    const auto listenOther = [&] {
+        other->RegisterForBIOSPreSELEvent(
+            connection,
+            [](const SELInterface::SELRecord&) {
+                return 0;
+            },
+            GetParam().goes);
+    };
+    if (GetParam().olderGoes)
+    {
+        listenOther();
+    }
+    listen(GetParam().stays);
+    if (!GetParam().olderGoes)
+    {
+        listenOther();
+    }
+    other.reset();
+    EXPECT_EQ(toldUntilLast(), Numbers{});
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EitherOrder, PreSelEventsOfTwo,
+    testing::Values(Pair{200, 200, true}, Pair{200, 200, false},
+                    Pair{5, 200, true}, Pair{5, 200, false}, Pair{0, 200, true},
+                    Pair{0, 200, false}, Pair{200, 0, true},
+                    Pair{200, 0, false}, Pair{5, 0, true}, Pair{5, 0, false}));
 
 TEST_F(PreSelEvents, ReachACallbackThatRegistersAtEachOfThemOnce)
 {

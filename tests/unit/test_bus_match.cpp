@@ -19,13 +19,14 @@ class BusMatch : public LibraryTest
     }
 
     const std::string rule = "type='signal',member='Told'";
+    const HandlerName name{"file", "handler"};
 };
 
 TEST_F(BusMatch, HandsMessagesToItsHandler)
 {
     std::vector<uint32_t> heard;
     const auto match =
-        makeMatch(bus, rule, "handler", [&](sdbusplus::message_t& message) {
+        makeMatch(bus, rule, name, [&](sdbusplus::message_t& message) {
             uint32_t number = 0;
             message.read(number);
             heard.push_back(number);
@@ -40,7 +41,7 @@ TEST_F(BusMatch, LogsWhatAHandlerThrowsAndGoesOn)
 {
     int calls = 0;
     const auto match =
-        makeMatch(bus, rule, "handler", [&](sdbusplus::message_t& message) {
+        makeMatch(bus, rule, name, [&](sdbusplus::message_t& message) {
             std::string noText;
             switch (++calls)
             {
@@ -63,10 +64,10 @@ TEST_F(BusMatch, LogsWhatAHandlerThrowsAndGoesOn)
     }
     EXPECT_EQ(calls, 4);
     EXPECT_EQ(journal().take(),
-              (Lines{"log 2 271 EXCEPTION bus_match.#.handler: broken",
-                     "log 2 271 EXCEPTION bus_match.#.handler: of an unknown "
+              (Lines{"log 2 271 EXCEPTION file.#.handler: broken",
+                     "log 2 271 EXCEPTION file.#.handler: of an unknown "
                      "kind",
-                     "log 2 271 EXCEPTION bus_match.#.handler: "
+                     "log 2 271 EXCEPTION file.#.handler: "
                      "sd_bus_message_read_basic string: System.Error.ENXIO: "
                      "No such device or address"}));
 }
@@ -76,12 +77,12 @@ TEST_F(BusMatch, ThrowsWhenTheBusRefuses)
     const auto ignore = [](sdbusplus::message_t&) {
         return 0;
     };
-    EXPECT_THROW(makeMatch(bus, "no rule", "handler", ignore),
+    EXPECT_THROW(makeMatch(bus, "no rule", name, ignore),
                  sdbusplus::exception::SdBusError);
     if constexpr (seamSeesMatches<>)
     {
         journal().answer("sd_bus_add_match", -ENOBUFS);
-        EXPECT_THROW(makeMatch(bus, rule, "handler", ignore),
+        EXPECT_THROW(makeMatch(bus, rule, name, ignore),
                      sdbusplus::exception::SdBusError);
     }
 }
@@ -89,7 +90,7 @@ TEST_F(BusMatch, ThrowsWhenTheBusRefuses)
 TEST_F(BusMatch, EndsTheSubscriptionWithTheObject)
 {
     int calls = 0;
-    makeMatch(bus, rule, "handler", [&](sdbusplus::message_t&) {
+    makeMatch(bus, rule, name, [&](sdbusplus::message_t&) {
         return ++calls;
     }).reset();
     tell(1);
@@ -102,7 +103,7 @@ TEST_F(BusMatch, LetsAHandlerEndItsOwnSubscription)
     const std::string text(100, 'x');
     std::string seen;
     std::unique_ptr<sdbusplus::bus::match_t> match;
-    match = makeMatch(bus, rule, "handler",
+    match = makeMatch(bus, rule, name,
                       [&match, &seen, text](sdbusplus::message_t&) -> int {
                           match.reset();
                           seen = text;
@@ -112,7 +113,7 @@ TEST_F(BusMatch, LetsAHandlerEndItsOwnSubscription)
     tell(1);
     EXPECT_EQ(seen, text);
     EXPECT_EQ(journal().take("log"),
-              Lines{"log 2 271 EXCEPTION bus_match.#.handler: after the end"});
+              Lines{"log 2 271 EXCEPTION file.#.handler: after the end"});
     seen.clear();
     tell(2);
     EXPECT_EQ(seen, "");

@@ -538,7 +538,7 @@ TEST_F(HideSignal, LetsAFailureToSendPass)
     sendHide(true, key, "", 0);
     EXPECT_EQ(
         journal().take("log 2"),
-        Lines{"log 2 271 EXCEPTION bus_match.#.hideFaultSignalHandler: "
+        Lines{"log 2 271 EXCEPTION hmi_fault_health.#.hideFaultSignalHandler: "
               "sd_bus_send: System.Error.ENOTCONN: Transport endpoint is not "
               "connected"});
     EXPECT_EQ(hiddenMessages(), (Lines{"A", "B"}));
@@ -562,7 +562,7 @@ TEST_F(HideSignal, ChangesNothingWhenItIsMalformed)
     hide("bus", 1, 1u, "b");
     hide("ssss", "true", "a", "b", "1");
     EXPECT_EQ(journal().count("log 2 271 EXCEPTION "
-                              "bus_match.#.hideFaultSignalHandler: "
+                              "hmi_fault_health.#.hideFaultSignalHandler: "
                               "sd_bus_message_read_basic "),
               9u);
     EXPECT_EQ(hiddenMessages(), Lines{});

@@ -418,7 +418,7 @@ TEST_F(HealthNode, LivesOnAfterMalformedReports)
     report("sss", key.c_str(), "child", "4");
     report("suu", key.c_str(), 1u, 4u);
     report("ssi", key.c_str(), "child", 4);
-    EXPECT_EQ(journal().count("log 2 271 EXCEPTION bus_match.#."
+    EXPECT_EQ(journal().count("log 2 271 EXCEPTION hmi_health.#."
                               "healthStatusCallbackHandler: sd_bus_message_"
                               "read_basic "),
               5u);

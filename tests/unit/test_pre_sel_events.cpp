@@ -216,7 +216,7 @@ TEST_F(PreSelEvents, WithAnotherContentAreLoggedAndDropped)
     connection.signal(log.c_str(), "com.example", "SignalSELEvent", "as", 1,
                       "x");
     EXPECT_EQ(journal()
-                  .take("log 2 271 EXCEPTION bus_match.#." + handler + ": ")
+                  .take("log 2 271 EXCEPTION lmi_sel_fault.#." + handler + ": ")
                   .size(),
               3u);
     announce(5);
@@ -259,7 +259,7 @@ TEST_F(PreSelEvents, SurviveACallbackThatThrows)
     announce(5);
     announce(5);
     EXPECT_EQ(calls, 2);
-    EXPECT_EQ(journal().count("log 2 271 EXCEPTION bus_match.#." + handler +
+    EXPECT_EQ(journal().count("log 2 271 EXCEPTION lmi_sel_fault.#." + handler +
                               ": broken"),
               2u);
 }
@@ -279,7 +279,7 @@ TEST_F(PreSelEvents, LetTheCallbackRegisterAnotherOne)
         0);
     announce(5);
     EXPECT_EQ(seen, kept);
-    EXPECT_EQ(journal().count("log 2 271 EXCEPTION bus_match.#." + handler +
+    EXPECT_EQ(journal().count("log 2 271 EXCEPTION lmi_sel_fault.#." + handler +
                               ": after it"),
               1u);
     announce(6);

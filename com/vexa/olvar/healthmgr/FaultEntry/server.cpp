@@ -79,22 +79,15 @@ void FaultEntry::faultEntryRemoved(const std::string& fqdd,
                   sensorNumber, sensorType);
 }
 
-void FaultEntry::hideFaultForSensor(bool hide, const std::string& healthPath,
-                                    const std::string& sensorPath,
+// By value, as those who link against it know it.
+// NOLINTBEGIN(performance-unnecessary-value-param)
+void FaultEntry::hideFaultForSensor(bool hide, std::string healthPath,
+                                    std::string sensorPath,
                                     int32_t sensorNumber)
+// NOLINTEND(performance-unnecessary-value-param)
 {
     mirror.signal(HideFaultForSensor::name, hide, healthPath, sensorPath,
                   sensorNumber);
-}
-
-void FaultEntry::emit_added()
-{
-    mirror.interface.emit_added();
-}
-
-void FaultEntry::emit_removed()
-{
-    mirror.interface.emit_removed();
 }
 
 sdbusplus::bus_t& FaultEntry::bus()

@@ -88,15 +88,20 @@ class HEALTHINTF_API FaultEntry
     /** Sends the signal HideFaultForSensor to whoever listens.
      *
      *  @throws sdbusplus::exception::SdBusError naming the failed call */
-    void hideFaultForSensor(bool hide, const std::string& healthPath,
-                            const std::string& sensorPath,
-                            int32_t sensorNumber);
+    void hideFaultForSensor(bool hide, std::string healthPath,
+                            std::string sensorPath, int32_t sensorNumber);
 
     /** Announces the object to the listeners of its object manager, once. */
-    void emit_added();
+    HEALTHINTF_LOCAL void emit_added()
+    {
+        mirror.interface.emit_added();
+    }
 
     /** Takes the announcement back, if one was made. */
-    void emit_removed();
+    HEALTHINTF_LOCAL void emit_removed()
+    {
+        mirror.interface.emit_removed();
+    }
 
     /** The connection that the object is on. */
     sdbusplus::bus_t& bus();

@@ -76,7 +76,7 @@ class HEALTHINTF_API HealthStatus
 
     /** The health that the path has in this process once this object is gone:
      *  that of the youngest other object there, 0 when there is none. */
-    uint32_t healthWithoutThis();
+    HEALTHINTF_LOCAL uint32_t healthWithoutThis();
 
     /** The connection that the object is on. */
     sdbusplus::bus_t& bus();
