@@ -39,8 +39,7 @@ class HEALTHINTF_API SELClient
     /** Makes a client; see Init(). */
     explicit SELClient(sdbusplus::bus_t& connection) : bus(connection)
     {
-        DLOG_LINE(logModule, static_cast<const char*>(__func__),
-                  ::healthintf::log::lifetime,
+        DLOG_LINE(logModule, __func__, ::healthintf::log::lifetime,
                   "%s.%d.%s: SELCLient constructor called");
     }
 
@@ -50,8 +49,7 @@ class HEALTHINTF_API SELClient
     ~SELClient()
     {
         // Log readers know the line by the class that it names.
-        DLOG_LINE(logModule, static_cast<const char*>(__func__),
-                  ::healthintf::log::lifetime,
+        DLOG_LINE(logModule, __func__, ::healthintf::log::lifetime,
                   "%s.%d.%s: FaultAndHealth destructor called");
     }
 

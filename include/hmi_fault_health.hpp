@@ -294,8 +294,12 @@ class HEALTHINTF_API FaultAndHealth
     HEALTHINTF_LOCAL void addObjectManager();
     HEALTHINTF_LOCAL void undoConstruction() noexcept;
 
-    HEALTHINTF_LOCAL void listFault(const std::string& path,
+    // The steps of addFault(), which throw what ends it.
+    struct Addition;
+    HEALTHINTF_LOCAL void listFault(Addition& addition,
                                     const FaultEntry::PropertyMap& properties);
+    HEALTHINTF_LOCAL void publishAddition(Addition& addition, uint32_t health);
+    HEALTHINTF_LOCAL void rollBack(const Addition& addition);
 
     /** @throws as HealthStatus::updateHealthStatus() */
     HEALTHINTF_LOCAL int publishHealth();
@@ -304,8 +308,8 @@ class HEALTHINTF_API FaultAndHealth
      *
      *  @return what the operation returns, or the published health */
     HEALTHINTF_LOCAL int
-    contained(const char* function,
-              const std::function<int()>& operation) noexcept;
+    logFailureOf(const char* function,
+                 const std::function<int()>& operation) noexcept;
 
     // The operations on visibility, which throw as publishHealth() does.
     HEALTHINTF_LOCAL int hideAll();

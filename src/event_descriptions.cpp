@@ -61,7 +61,7 @@ int CSSDInfoFetcher::FetchJNLEntryFromSELEvent(
     const std::vector<unsigned char>& record, JnlEntry& entry) const
 {
     entry = {};
-    if (!attached(static_cast<const char*>(__func__)))
+    if (!attached(__func__))
     {
         return statusNotAttached;
     }
@@ -76,7 +76,7 @@ int CSSDInfoFetcher::FetchLCDEntryFromSELEvent(
     const std::vector<unsigned char>& record, LcdEntry& entry) const
 {
     entry = {};
-    if (!attached(static_cast<const char*>(__func__)))
+    if (!attached(__func__))
     {
         return statusNotAttached;
     }

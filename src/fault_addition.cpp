@@ -83,7 +83,56 @@ void requireBusTexts(const FaultEntry::PropertyMap& properties)
     }
 }
 
+/** The object path of a component's next entry. */
+std::string nextEntryPath(const std::string& key, uint32_t health)
+{
+    return key + "/entry/" +
+           entryName(static_cast<uint32_t>(getpid()),
+                     FaultEntry::GetUniqueFaultNumber(), health);
+}
+
+/** The properties of a new entry, put in in the order of their names, each
+ *  after the last. */
+FaultEntry::PropertyMap
+entryProperties(const std::string& msgId, const std::string& sensorPath,
+                const std::vector<std::string>& args, const std::string& fqdd,
+                uint32_t sensorNumber, uint32_t sensorType,
+                const std::string& message, uint32_t health, uint64_t timestamp,
+                const std::string& lcdMessage, int32_t ledState)
+{
+    FaultEntry::PropertyMap properties;
+    const auto put = [&properties](const char* name, auto value) {
+        properties.emplace_hint(properties.end(), name, std::move(value));
+    };
+    put("Args", args);
+    put("FQDD", fqdd);
+    put("Hidden", false);
+    put("LcdMessage", lcdMessage);
+    put("LedState", ledState);
+    put("Message", message);
+    put("MessageID", msgId);
+    put("SensorNumber", sensorNumber);
+    put("SensorPath", sensorPath);
+    put("SensorType", sensorType);
+    put("Severity", health);
+    put("Timestamp", timestamp);
+    return properties;
+}
+
+/** The function whose name the lines about adding a fault have. */
+constexpr const char* adding = "addFault";
+
 } // namespace
+
+/** How far an addition has come. */
+struct FaultAndHealth::Addition
+{
+    std::string path;
+    /** Whether the entry at the path is this fault's. Without it, that of an
+     *  older fault may be there. */
+    bool listed = false;
+    bool publishingHealth = false;
+};
 
 int FaultAndHealth::addFault(const std::string& msgId,
                              const std::string& sensorPath,
@@ -95,90 +144,83 @@ int FaultAndHealth::addFault(const std::string& msgId,
                              const std::string& lcdMessage, int32_t ledState)
 {
     HMI_LOG(log::trace, "%s.%d.%s Entry : ");
-    std::string path;
-    bool listed = false;
-    bool updatingHealth = false;
+    Addition addition;
     try
     {
         const uint64_t timestamp = secondsSinceEpoch();
         const uint32_t health =
             HealthStatus::MCATSeverityToHealthStatus(severity);
-        // In the order of the names, each after the last.
-        FaultEntry::PropertyMap properties;
-        const auto put = [&properties](const char* name, auto value) {
-            properties.emplace_hint(properties.end(), name, std::move(value));
-        };
-        put("Args", args);
-        put("FQDD", fqdd);
-        put("Hidden", false);
-        put("LcdMessage", lcdMessage);
-        put("LedState", ledState);
-        put("Message", message);
-        put("MessageID", msgId);
-        put("SensorNumber", sensorNumber);
-        put("SensorPath", sensorPath);
-        put("SensorType", sensorType);
-        put("Severity", health);
-        put("Timestamp", timestamp);
-
-        path = key + "/entry/";
-        path += entryName(static_cast<uint32_t>(getpid()),
-                          FaultEntry::GetUniqueFaultNumber(), health);
-        HMI_LOG(log::progress, "%s.%d.%s: faultEntryPath %s", path.c_str());
-        listFault(path, properties);
-        listed = true;
+        const auto properties = entryProperties(
+            msgId, sensorPath, args, fqdd, sensorNumber, sensorType, message,
+            health, timestamp, lcdMessage, ledState);
+        addition.path = nextEntryPath(key, health);
+        listFault(addition, properties);
         HMI_LOG(log::progress, "%s.%d.%s: FaultEntry created: %s, severity: %d",
                 sensorPath.c_str(), health);
         faultList.back()->faultEntryAdded(fqdd, msgId, message, args, timestamp,
                                           health, sensorPath, sensorNumber,
                                           sensorType);
-        if (faultList.size() > maxFaults)
-        {
-            HMI_LOG(log::progress,
-                    "%s.%d.%s: Current Fault Entry Size : %zd, removing "
-                    "lowest",
-                    faultList.size());
-            removeLowestPriorityFaultEntry();
-        }
-        const uint32_t current = healthNode->healthStatus();
-        if (current != health)
-        {
-            HMI_LOG(log::progress, "%s.%d.%s: Updating health status %d != %d",
-                    health, current);
-            updatingHealth = true;
-            publishHealth();
-        }
+        publishAddition(addition, health);
     }
     catch (const std::exception& e)
     {
         HMI_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
         HMI_LOG(log::error, "%s.%d.%s: Error in FaultEntry Creation for %s",
-                path.c_str());
-        if (listed)
-        {
-            faultList.remove_if([&path](const auto& entry) {
-                return entry->objectPath() == path;
-            });
-        }
-        if (updatingHealth)
-        {
-            contained(static_cast<const char*>(__func__), [this] {
-                return publishHealth();
-            });
-        }
+                addition.path.c_str());
+        rollBack(addition);
         return statusNotCreated;
     }
     HMI_LOG(log::trace, "%s.%d.%s Exit : ");
     return statusOk;
 }
 
-void FaultAndHealth::listFault(const std::string& path,
+void FaultAndHealth::listFault(Addition& addition,
                                const FaultEntry::PropertyMap& properties)
 {
+    HMI_LOG_AS(adding, log::progress, "%s.%d.%s: faultEntryPath %s",
+               addition.path.c_str());
     requireBusTexts(properties);
-    auto entry = std::make_unique<FaultEntry>(bus, path.c_str(), properties);
+    auto entry =
+        std::make_unique<FaultEntry>(bus, addition.path.c_str(), properties);
     entry->emit_added();
     faultList.push_back(std::move(entry));
+    addition.listed = true;
+}
+
+void FaultAndHealth::publishAddition(Addition& addition, uint32_t health)
+{
+    if (faultList.size() > maxFaults)
+    {
+        HMI_LOG_AS(adding, log::progress,
+                   "%s.%d.%s: Current Fault Entry Size : %zd, removing lowest",
+                   faultList.size());
+        removeLowestPriorityFaultEntry();
+    }
+    const uint32_t current = healthNode->healthStatus();
+    if (current != health)
+    {
+        HMI_LOG_AS(adding, log::progress,
+                   "%s.%d.%s: Updating health status %d != %d", health,
+                   current);
+        addition.publishingHealth = true;
+        publishHealth();
+    }
+}
+
+void FaultAndHealth::rollBack(const Addition& addition)
+{
+    if (addition.listed)
+    {
+        faultList.remove_if([&addition](const auto& entry) {
+            return entry->objectPath() == addition.path;
+        });
+    }
+    if (addition.publishingHealth)
+    {
+        logFailureOf(adding, [this] {
+            return publishHealth();
+        });
+    }
 }
 
 void FaultAndHealth::removeLowestPriorityFaultEntry()

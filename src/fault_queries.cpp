@@ -73,8 +73,7 @@ int FaultEntry::GetNumberOfHiddenVisibleFaults(int& visible, int& hidden)
     visible = 0;
     hidden = 0;
     Records records;
-    if (const auto end = fetch(static_cast<const char*>(__func__), {}, records,
-                               tellNoEntries))
+    if (const auto end = fetch(__func__, {}, records, tellNoEntries))
     {
         return *end;
     }
@@ -106,8 +105,8 @@ int FaultEntry::GetLEDStateFromFaultEntries(std::vector<int>& ledStates)
     }
     std::ranges::fill(ledStates, 0);
     Records records;
-    if (const auto end = fetch(static_cast<const char*>(__func__),
-                               {names::root}, records, tellNoDatacache))
+    if (const auto end =
+            fetch(__func__, {names::root}, records, tellNoDatacache))
     {
         return *end;
     }
@@ -210,8 +209,7 @@ int FaultEntry::GetNFaultEntries(std::string& pathPrefix, int n,
 {
     HMI_LOG(log::trace, "%s.%d.%s Entry : ");
     Records records;
-    if (const auto end = fetch(static_cast<const char*>(__func__), {pathPrefix},
-                               records, tellNoEntries))
+    if (const auto end = fetch(__func__, {pathPrefix}, records, tellNoEntries))
     {
         return *end;
     }

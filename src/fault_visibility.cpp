@@ -130,14 +130,14 @@ int FaultAndHealth::setHidden(bool hide,
 
 int FaultAndHealth::hideFaults()
 {
-    return contained(static_cast<const char*>(__func__), [this] {
+    return logFailureOf(__func__, [this] {
         return hideAll();
     });
 }
 
 void FaultAndHealth::hideFaults(unsigned int sensorNumber)
 {
-    contained(static_cast<const char*>(__func__), [&] {
+    logFailureOf(__func__, [&] {
         return setHidden<FaultEntry::sensorNumberProperty>(
             true, hiddenSensorNumbers, sensorNumber);
     });
@@ -145,7 +145,7 @@ void FaultAndHealth::hideFaults(unsigned int sensorNumber)
 
 void FaultAndHealth::hideFaults(const std::string& sensorPath)
 {
-    contained(static_cast<const char*>(__func__), [&] {
+    logFailureOf(__func__, [&] {
         return setHidden<FaultEntry::sensorPathProperty>(
             true, hiddenSensorPaths, sensorPath);
     });
@@ -153,14 +153,14 @@ void FaultAndHealth::hideFaults(const std::string& sensorPath)
 
 int FaultAndHealth::unhideFaults()
 {
-    return contained(static_cast<const char*>(__func__), [this] {
+    return logFailureOf(__func__, [this] {
         return unhideAll();
     });
 }
 
 int FaultAndHealth::unhideFaults(unsigned int sensorNumber)
 {
-    return contained(static_cast<const char*>(__func__), [&] {
+    return logFailureOf(__func__, [&] {
         return setHidden<FaultEntry::sensorNumberProperty>(
             false, hiddenSensorNumbers, sensorNumber);
     });
@@ -168,7 +168,7 @@ int FaultAndHealth::unhideFaults(unsigned int sensorNumber)
 
 int FaultAndHealth::unhideFaults(const std::string& sensorPath)
 {
-    return contained(static_cast<const char*>(__func__), [&] {
+    return logFailureOf(__func__, [&] {
         return setHidden<FaultEntry::sensorPathProperty>(
             false, hiddenSensorPaths, sensorPath);
     });

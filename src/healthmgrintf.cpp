@@ -54,7 +54,7 @@ std::string orEmpty(const char* text)
  *
  *  @return what it returns, or @p failure */
 template <typename Result, typename Call>
-Result contained(const char* function, Result failure, Call&& call) noexcept
+Result callForC(const char* function, Result failure, Call&& call) noexcept
 {
     try
     {
@@ -73,13 +73,11 @@ FaultAndHealth* FaultAndHealth_Initialization(sd_bus* bus,
                                               const char* key) noexcept
 {
     constexpr FaultAndHealth* none = nullptr;
-    FaultAndHealth* object =
-        contained(static_cast<const char*>(__func__), none, [&] {
-            const std::string name = key;
-            return bindBus(bus)
-                       ? FaultAndHealth::Init(gbus, name, healthOk, false)
-                       : none;
-        });
+    FaultAndHealth* object = callForC(__func__, none, [&] {
+        const std::string name = key;
+        return bindBus(bus) ? FaultAndHealth::Init(gbus, name, healthOk, false)
+                            : none;
+    });
     std::cout << static_cast<const void*>(object);
     return object;
 }
@@ -126,28 +124,26 @@ int FaultAndHealth_AddFault(FaultAndHealth* obj, const char* msgId,
         HMI_LOG(log::error, "%s.%d.%s: noofArgs is negative: %d", noofArgs);
         return statusInvalidArgument;
     }
-    return contained<int>(
-        static_cast<const char*>(__func__), statusNotCreated, [&] {
-            std::vector<std::string> arguments(noofArgs);
-            std::transform(args, args + noofArgs, arguments.begin(), orEmpty);
-            std::string id = msgId;
-            std::string sensor = sensorPath;
-            std::string component = fqdd;
-            std::string part = subSystem;
-            return obj->addFault(id, sensor, arguments, component, part,
-                                 sensorNumber, sensorType);
-        });
+    return callForC<int>(__func__, statusNotCreated, [&] {
+        std::vector<std::string> arguments(noofArgs);
+        std::transform(args, args + noofArgs, arguments.begin(), orEmpty);
+        std::string id = msgId;
+        std::string sensor = sensorPath;
+        std::string component = fqdd;
+        std::string part = subSystem;
+        return obj->addFault(id, sensor, arguments, component, part,
+                             sensorNumber, sensorType);
+    });
 }
 
 int FaultAndHealth_RemoveFault(FaultAndHealth* obj, const char* msgId,
                                const char* sensorPath) noexcept
 {
-    return contained<int>(static_cast<const char*>(__func__), statusNotCreated,
-                          [&] {
-                              std::string id = msgId;
-                              std::string sensor = sensorPath;
-                              return obj->removeFault(id, sensor);
-                          });
+    return callForC<int>(__func__, statusNotCreated, [&] {
+        std::string id = msgId;
+        std::string sensor = sensorPath;
+        return obj->removeFault(id, sensor);
+    });
 }
 
 void FaultAndHealth_Destuctor(FaultAndHealth* obj) noexcept

@@ -109,7 +109,7 @@ void cfg_notif_handle_hide_err(const char* /*source*/, const char* /*name*/,
                                void* context)
 {
     HMI_LOG(log::trace, "%s.%d.%s Entry : hide error");
-    if (!argumentsGiven(static_cast<const char*>(__func__), data, context))
+    if (!argumentsGiven(__func__, data, context))
     {
         return;
     }
@@ -129,7 +129,7 @@ void cfg_notif_handle_oem_flags(const char* /*source*/, const char* /*name*/,
                                 void* context)
 {
     HMI_LOG(log::trace, "%s.%d.%s Entry : lcd oem called error");
-    if (argumentsGiven(static_cast<const char*>(__func__), data, context))
+    if (argumentsGiven(__func__, data, context))
     {
         processOemLcdEvent(data, *static_cast<FaultAndHealth*>(context));
     }

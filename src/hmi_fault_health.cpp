@@ -169,7 +169,7 @@ int FaultAndHealth::removeFault(std::string& msgId, std::string& sensorPath)
             ++entry;
         }
     }
-    contained(static_cast<const char*>(__func__), [this] {
+    logFailureOf(__func__, [this] {
         return publishHealth();
     });
     HMI_LOG(log::progress, "%s.%d.%s: Remove fault exiting");
@@ -203,8 +203,8 @@ int FaultAndHealth::publishHealth()
     return healthNode->updateHealthStatus(computeHealthStatusFromFaultList());
 }
 
-int FaultAndHealth::contained(const char* function,
-                              const std::function<int()>& operation) noexcept
+int FaultAndHealth::logFailureOf(const char* function,
+                                 const std::function<int()>& operation) noexcept
 {
     try
     {

@@ -16,7 +16,7 @@ namespace
 
 /** Runs one step of a destructor, which has nobody to throw to. */
 template <typename Step>
-void contained(Step&& step) noexcept
+void attempt(Step&& step) noexcept
 {
     try
     {
@@ -42,19 +42,19 @@ FaultEntry::FaultEntry(sdbusplus::bus_t& bus, const char* path,
 
 FaultEntry::~FaultEntry()
 {
-    contained([this] {
+    attempt([this] {
         HMI_LOG_AS("~FaultEntry", log::trace,
                    "%s.%d.%s Entry : %s destructor called, generate signal",
                    messageID().c_str());
         faultEntryRemoved(fqdd(), messageID(), sensorPath(), sensorNumber(),
                           sensorType());
     });
-    contained([this] {
+    attempt([this] {
         emit_removed();
     });
     HMI_LOG(log::trace, "%s.%d.%s Entry : %s key delete datacache",
             path.c_str());
-    contained([this] {
+    attempt([this] {
         datacache_faultentry_remove(path);
     });
 }

@@ -314,8 +314,7 @@ int HealthStatus::GetImmediateChildHealthStatus(const std::string& key,
 {
     HMI_LOG(log::progress, "%s.%d.%s: Entry path:%s", key.c_str());
     std::map<std::string, HealthStatus_gen> found;
-    if (const long result =
-            readRecords(static_cast<const char*>(__func__), {key}, found);
+    if (const long result = readRecords(__func__, {key}, found);
         result != DataAbstraction::readOk)
     {
         return static_cast<int>(result);
@@ -353,15 +352,14 @@ bool HealthStatus::CheckHealthStatusExist(const std::string& path)
     {
         return true;
     }
-    return isRecorded(static_cast<const char*>(__func__), path);
+    return isRecorded(__func__, path);
 }
 
 void HealthStatus::GetMissingParents(std::vector<std::string>& parents)
 {
     parents.clear();
     std::map<std::string, HealthStatus_gen> found;
-    if (readRecords(static_cast<const char*>(__func__), {}, found) !=
-        DataAbstraction::readOk)
+    if (readRecords(__func__, {}, found) != DataAbstraction::readOk)
     {
         return;
     }

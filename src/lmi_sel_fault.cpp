@@ -98,8 +98,7 @@ int SELAndFault::addSELAndFault(SensorInfo& sensor,
     HMI_LOG(log::progress, "%s.%d.%s: Entry");
     if (record.size() != SELInterface::recordSize)
     {
-        return tellRecordSize(static_cast<const char*>(__func__),
-                              record.size());
+        return tellRecordSize(__func__, record.size());
     }
     if (const int status = addSEL(sensor, record); status != statusOk)
     {
@@ -140,8 +139,7 @@ int SELAndFault::findFaultInfoAndAddFault(SensorInfo& sensor,
     HMI_LOG(log::trace, "%s.%d.%s Entry : ");
     if (record.size() <= directionAt)
     {
-        return tellRecordSize(static_cast<const char*>(__func__),
-                              record.size());
+        return tellRecordSize(__func__, record.size());
     }
     const CSSDInfoFetcher descriptions;
     if (faultAndHealth == nullptr)

@@ -27,6 +27,5 @@ namespace log = ::healthintf::log;
                  function, level, format __VA_OPT__(, ) __VA_ARGS__)
 
 /** Logs one line in the name of the function that it stands in. */
-#define HMI_LOG(level, format, ...)                       \
-    HMI_LOG_AS(static_cast<const char*>(__func__), level, \
-               format __VA_OPT__(, ) __VA_ARGS__)
+#define HMI_LOG(level, format, ...) \
+    HMI_LOG_AS(__func__, level, format __VA_OPT__(, ) __VA_ARGS__)

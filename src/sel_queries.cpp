@@ -61,8 +61,7 @@ std::string entryPath(uint16_t recordId)
 int SELAndFault::GetSELDatacacheEntries(Entries& entries)
 {
     HMI_LOG(log::trace, "%s.%d.%s Entry : ");
-    if (const auto end =
-            fetch(static_cast<const char*>(__func__), names::selPath, entries))
+    if (const auto end = fetch(__func__, names::selPath, entries))
     {
         return *end;
     }
@@ -86,8 +85,7 @@ int SELAndFault::GetSELDatacacheEntryByID(SELEntry_gen& entry,
     HMI_LOG(log::trace, "%s.%d.%s Entry : ");
     const std::string path = entryPath(recordId);
     Entries entries;
-    if (const auto end =
-            fetch(static_cast<const char*>(__func__), path, entries))
+    if (const auto end = fetch(__func__, path, entries))
     {
         return *end;
     }

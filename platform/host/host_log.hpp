@@ -15,5 +15,5 @@ inline constexpr int logModule = 300;
 /** Logs one line in the name of the function that it stands in. */
 #define HOST_LOG(level, format, ...)                     \
     DLOG_LINE(::healthintf::host::logModule,             \
-              static_cast<const char*>(__func__), level, \
+              __func__, level, \
               format __VA_OPT__(, ) __VA_ARGS__)

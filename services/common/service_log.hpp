@@ -17,5 +17,5 @@ namespace log = ::healthintf::log;
 /** Logs one line in the name of the function that it stands in. */
 #define SERVICE_LOG(level, format, ...)                  \
     DLOG_LINE(::healthintf::services::logModule,         \
-              static_cast<const char*>(__func__), level, \
+              __func__, level, \
               format __VA_OPT__(, ) __VA_ARGS__)
