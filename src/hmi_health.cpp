@@ -93,16 +93,6 @@ std::string HealthStatus::GetParentKey(const std::string& key)
     return key.substr(0, slash);
 }
 
-unsigned int HealthStatus::MCATSeverityToHealthStatus(unsigned int severity)
-{
-    constexpr unsigned int severities = 3;
-    if (severity == 0 || severity > severities)
-    {
-        return 1;
-    }
-    return 5 - severity;
-}
-
 void HealthStatus::print()
 {
     HMI_LOG(log::progress, "%s.%d.%s: HealthStatus of parent %s is %d",

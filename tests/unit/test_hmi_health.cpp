@@ -512,17 +512,6 @@ TEST(HealthNodeSlots, OverrideNothingButTheDestructors)
         (PropertySlots{2, 3, 4}));
 }
 
-TEST(Severity, MapsToAHealthValue)
-{
-    EXPECT_EQ(HealthStatus::MCATSeverityToHealthStatus(1), 4u);
-    EXPECT_EQ(HealthStatus::MCATSeverityToHealthStatus(2), 3u);
-    EXPECT_EQ(HealthStatus::MCATSeverityToHealthStatus(3), 2u);
-    EXPECT_EQ(HealthStatus::MCATSeverityToHealthStatus(0), 1u);
-    EXPECT_EQ(HealthStatus::MCATSeverityToHealthStatus(4), 1u);
-    EXPECT_EQ(HealthStatus::MCATSeverityToHealthStatus(7), 1u);
-    EXPECT_EQ(HealthStatus::MCATSeverityToHealthStatus(UINT32_MAX), 1u);
-}
-
 TEST(ParentKey, IsWhatStandsBeforeTheLastSlash)
 {
     resetPlatform();

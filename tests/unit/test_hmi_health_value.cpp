@@ -1,6 +1,9 @@
+#include <hmi_health.hpp>
 #include <hmi_health_value.hpp>
 
 #include <gtest/gtest.h>
+
+#include <cstdint>
 
 namespace health_namespace
 {
@@ -20,6 +23,17 @@ TEST(HealthValue, HasAWordForANumberThatIsNone)
 {
     EXPECT_STREQ(healthWord(5), "invalid");
     EXPECT_STREQ(healthWord(UINT32_MAX), "invalid");
+}
+
+TEST(Severity, MapsToAHealthValue)
+{
+    EXPECT_EQ(HealthStatus::MCATSeverityToHealthStatus(1), 4u);
+    EXPECT_EQ(HealthStatus::MCATSeverityToHealthStatus(2), 3u);
+    EXPECT_EQ(HealthStatus::MCATSeverityToHealthStatus(3), 2u);
+    EXPECT_EQ(HealthStatus::MCATSeverityToHealthStatus(0), 1u);
+    EXPECT_EQ(HealthStatus::MCATSeverityToHealthStatus(4), 1u);
+    EXPECT_EQ(HealthStatus::MCATSeverityToHealthStatus(7), 1u);
+    EXPECT_EQ(HealthStatus::MCATSeverityToHealthStatus(UINT32_MAX), 1u);
 }
 
 } // namespace
