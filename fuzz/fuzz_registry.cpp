@@ -5,6 +5,8 @@
 #include "message_registry/message_text.hpp"
 #include "message_registry/registry_file.hpp"
 
+#include <platform/utf8.hpp>
+
 #include <cstdlib>
 #include <string_view>
 
@@ -16,7 +18,7 @@ using namespace healthintf::host;
 void fill(const Message& message)
 {
     const std::string text = fillArguments(message.text, {"1", "%2", "\xff"});
-    if (truncateUtf8(text, 10).size() > 10)
+    if (healthintf::truncateUtf8(text, 10).size() > 10)
     {
         std::abort();
     }

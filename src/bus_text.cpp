@@ -1,5 +1,7 @@
 #include "bus_text.hpp"
 
+#include <platform/utf8.hpp>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -9,66 +11,6 @@ namespace health_namespace::details
 {
 namespace
 {
-
-/** How many bytes a sequence has by its first byte; 0 for a byte that starts
- *  none. */
-std::size_t sequenceLength(uint8_t first)
-{
-    if (first < 0x80)
-    {
-        return first == 0 ? 0 : 1;
-    }
-    if (first < 0xC2 || first > 0xF4)
-    {
-        return 0;
-    }
-    if (first < 0xE0)
-    {
-        return 2;
-    }
-    return first < 0xF0 ? 3 : 4;
-}
-
-/** The range of a sequence's second byte: it leaves out the longer forms of
- *  short sequences, the surrogates and what lies above U+10FFFF. */
-bool secondByteFits(uint8_t first, uint8_t second)
-{
-    switch (first)
-    {
-        case 0xE0:
-            return second >= 0xA0 && second <= 0xBF;
-        case 0xED:
-            return second >= 0x80 && second <= 0x9F;
-        case 0xF0:
-            return second >= 0x90 && second <= 0xBF;
-        case 0xF4:
-            return second >= 0x80 && second <= 0x8F;
-        default:
-            return (second & 0xC0) == 0x80;
-    }
-}
-
-/** Whether the whole sequence at the start of @p text is well formed. */
-bool sequenceFits(std::string_view text, std::size_t length)
-{
-    if (length == 0 || length > text.size())
-    {
-        return false;
-    }
-    if (length > 1 && !secondByteFits(static_cast<uint8_t>(text[0]),
-                                      static_cast<uint8_t>(text[1])))
-    {
-        return false;
-    }
-    for (std::size_t i = 2; i < length; ++i)
-    {
-        if ((static_cast<uint8_t>(text[i]) & 0xC0) != 0x80)
-        {
-            return false;
-        }
-    }
-    return true;
-}
 
 /** Whether eight bytes are all ASCII and none of them is NUL. */
 bool allPlain(const char* bytes)
@@ -91,13 +33,12 @@ bool isBusText(std::string_view text)
             text.remove_prefix(sizeof(uint64_t));
             continue;
         }
-        const std::size_t length =
-            sequenceLength(static_cast<uint8_t>(text.front()));
-        if (!sequenceFits(text, length))
+        const healthintf::Character first = healthintf::firstCharacter(text);
+        if (!first.valid || first.code == 0)
         {
             return false;
         }
-        text.remove_prefix(length);
+        text.remove_prefix(first.bytes.size());
     }
     return true;
 }

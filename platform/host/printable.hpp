@@ -2,7 +2,7 @@
 
 /** @file Texts of others as people may see them. */
 
-#include "utf8.hpp"
+#include <platform/utf8.hpp>
 
 #include <array>
 #include <cstdint>

@@ -7,7 +7,8 @@
 #include "line_limit.hpp"
 #include "sel_file.hpp"
 #include "storage/files.hpp"
-#include "utf8.hpp"
+
+#include <platform/utf8.hpp>
 
 #include <algorithm>
 #include <cerrno>

@@ -1,8 +1,7 @@
 #include "open_metrics.hpp"
 
-#include "utf8_prefix.hpp"
+#include <platform/utf8.hpp>
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -112,28 +111,24 @@ std::string escaped(std::string_view text)
 {
     std::string result;
     result.reserve(text.size());
-    while (!text.empty())
-    {
-        const std::size_t length = utf8Prefix(text);
-        const char first = text.front();
-        if (length == 0)
+    forEachCharacter(text, [&result](const Character& character) {
+        if (!character.valid)
         {
             result += "\xEF\xBF\xBD";
         }
-        else if (first == '\n')
+        else if (character.code == '\n')
         {
             result += "\\n";
         }
         else
         {
-            if (first == '\\' || first == '"')
+            if (character.code == '\\' || character.code == '"')
             {
                 result += '\\';
             }
-            result += text.substr(0, length);
+            result += character.bytes;
         }
-        text.remove_prefix(std::max<std::size_t>(length, 1));
-    }
+    });
     return result;
 }
 

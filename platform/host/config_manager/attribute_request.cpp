@@ -1,7 +1,8 @@
 #include "attribute_request.hpp"
 
-#include "../utf8.hpp"
 #include "limits.hpp"
+
+#include <platform/utf8.hpp>
 
 #include <algorithm>
 #include <string_view>

@@ -4,6 +4,7 @@
 #include "described_event.hpp"
 
 #include <platform/event_description.h>
+#include <platform/utf8.hpp>
 
 #include <algorithm>
 #include <cstring>

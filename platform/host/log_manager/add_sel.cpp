@@ -2,11 +2,11 @@
 #include "../host_log.hpp"
 #include "../kept_bus.hpp"
 #include "../storage/store_failure.hpp"
-#include "../utf8.hpp"
 #include "protocol.hpp"
 
 #include <platform/data_abstraction/sel.hpp>
 #include <platform/held_signals.hpp>
+#include <platform/utf8.hpp>
 
 #include <cerrno>
 #include <cstring>

@@ -4,6 +4,7 @@
 #include "message_text.hpp"
 
 #include <platform/message_registry.h>
+#include <platform/utf8.hpp>
 
 #include <cerrno>
 #include <cstring>

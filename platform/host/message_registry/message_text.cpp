@@ -36,20 +36,4 @@ std::string fillArguments(std::string_view text,
     return filled;
 }
 
-std::string_view truncateUtf8(std::string_view text, std::size_t size)
-{
-    if (text.size() <= size)
-    {
-        return text;
-    }
-    const auto continues = [&text](std::size_t at) {
-        return (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80;
-    };
-    while (size > 0 && continues(size))
-    {
-        --size;
-    }
-    return text.substr(0, size);
-}
-
 } // namespace healthintf::host

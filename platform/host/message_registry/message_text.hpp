@@ -2,7 +2,6 @@
 
 /** @file The text of a message with its arguments filled in. */
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,9 +13,5 @@ namespace healthintf::host
  *  argument becomes nothing, and any other percent sign stays. */
 std::string fillArguments(std::string_view text,
                           const std::vector<std::string_view>& arguments);
-
-/** The longest start of a UTF-8 text that has at most @p size bytes and does
- *  not end within a character. */
-std::string_view truncateUtf8(std::string_view text, std::size_t size);
 
 } // namespace healthintf::host

@@ -35,22 +35,5 @@ TEST(FillArguments, FillsNothingIntoArguments)
     EXPECT_EQ(fillArguments("%1 %2", {"%2", "x"}), "%2 x");
 }
 
-TEST(TruncateUtf8, KeepsAShortText)
-{
-    EXPECT_EQ(truncateUtf8("text", 4), "text");
-    EXPECT_EQ(truncateUtf8("", 0), "");
-}
-
-TEST(TruncateUtf8, EndsBeforeACharacterThatDoesNotFit)
-{
-    EXPECT_EQ(truncateUtf8("text", 3), "tex");
-    const std::string euro = "a\xE2\x82\xAC";
-    EXPECT_EQ(truncateUtf8(euro + "b", 4), euro);
-    EXPECT_EQ(truncateUtf8(euro + "b", 3), "a");
-    EXPECT_EQ(truncateUtf8(euro + "b", 2), "a");
-    EXPECT_EQ(truncateUtf8(euro + "b", 1), "a");
-    EXPECT_EQ(truncateUtf8(euro + "b", 0), "");
-}
-
 } // namespace
 } // namespace healthintf::host

@@ -1,32 +1,30 @@
 #include "text.hpp"
 
+#include <platform/utf8.hpp>
+
 #include <locale.h> // NOLINT(modernize-deprecated-headers): newlocale()
 #include <wchar.h> // NOLINT(modernize-deprecated-headers): wcwidth()
 
 #include <algorithm>
-
-#include <utf8.hpp>
 
 namespace healthintf::healthctl
 {
 namespace
 {
 
-using Sign = host::Character;
-
-std::vector<Sign> signsOf(std::string_view text)
+std::vector<Character> charactersOf(std::string_view text)
 {
-    std::vector<Sign> signs;
-    host::forEachCharacter(text, [&signs](const Sign& sign) {
-        signs.push_back(sign);
+    std::vector<Character> characters;
+    forEachCharacter(text, [&characters](const Character& character) {
+        characters.push_back(character);
     });
-    return signs;
+    return characters;
 }
 
-/** What the system knows of a sign's width, whatever the locale is. */
-std::size_t takenBy(const Sign& sign)
+/** What the system knows of a character's width, whatever the locale is. */
+std::size_t takenBy(const Character& character)
 {
-    if (sign.code < 0x7F)
+    if (character.code < 0x7F)
     {
         return 1;
     }
@@ -37,12 +35,12 @@ std::size_t takenBy(const Sign& sign)
         return 1;
     }
     const locale_t before = uselocale(utf8);
-    const int width = wcwidth(static_cast<wchar_t>(sign.code));
+    const int width = wcwidth(static_cast<wchar_t>(character.code));
     uselocale(before);
     return width < 0 ? 1 : static_cast<std::size_t>(width);
 }
 
-/** As many signs as fit, from the left or from the right. */
+/** As many characters as fit, from the left or from the right. */
 template <typename Iterator>
 std::size_t howManyFit(Iterator at, Iterator end, std::size_t columns)
 {
@@ -54,9 +52,9 @@ std::size_t howManyFit(Iterator at, Iterator end, std::size_t columns)
     return count;
 }
 
-/** Whether a line may end between two signs: at a blank, and beside wide ones,
- *  which are written without blanks. */
-bool mayBreak(const Sign& before, const Sign& after)
+/** Whether a line may end between two characters: at a blank, and beside wide
+ * ones, which are written without blanks. */
+bool mayBreak(const Character& before, const Character& after)
 {
     return after.code == ' ' ||
            (takenBy(after) > 0 && (takenBy(before) > 1 || takenBy(after) > 1));
@@ -70,27 +68,27 @@ void dropBlanks(std::string_view& rest)
 /** Takes a line off the front of a text. */
 std::string takeLine(std::string_view& rest, std::size_t columns)
 {
-    const std::vector<Sign> signs = signsOf(rest);
-    if (columns > 0 && takenBy(signs.front()) > columns)
+    const std::vector<Character> characters = charactersOf(rest);
+    if (columns > 0 && takenBy(characters.front()) > columns)
     {
-        rest.remove_prefix(signs.front().bytes.size());
+        rest.remove_prefix(characters.front().bytes.size());
         dropBlanks(rest);
         return "?";
     }
     const std::size_t fit = std::max<std::size_t>(
-        1, howManyFit(signs.begin(), signs.end(), columns));
+        1, howManyFit(characters.begin(), characters.end(), columns));
     std::size_t bytes = 0;
     std::size_t lastBreak = 0;
-    for (std::size_t i = 0; i < std::min(fit, signs.size()); ++i)
+    for (std::size_t i = 0; i < std::min(fit, characters.size()); ++i)
     {
-        if (i > 0 && mayBreak(signs[i - 1], signs[i]))
+        if (i > 0 && mayBreak(characters[i - 1], characters[i]))
         {
             lastBreak = bytes;
         }
-        bytes += signs[i].bytes.size();
+        bytes += characters[i].bytes.size();
     }
-    const bool breaksWord =
-        fit < signs.size() && !mayBreak(signs[fit - 1], signs[fit]);
+    const bool breaksWord = fit < characters.size() &&
+                            !mayBreak(characters[fit - 1], characters[fit]);
     const std::size_t end = breaksWord && lastBreak > 0 ? lastBreak : bytes;
     std::string line(rest.substr(0, end));
     rest.remove_prefix(end);
@@ -104,21 +102,22 @@ std::string takeLine(std::string_view& rest, std::size_t columns)
 std::size_t columnsOf(std::string_view text)
 {
     std::size_t columns = 0;
-    for (const Sign& sign : signsOf(text))
+    for (const Character& character : charactersOf(text))
     {
-        columns += takenBy(sign);
+        columns += takenBy(character);
     }
     return columns;
 }
 
 std::string beginning(std::string_view text, std::size_t columns)
 {
-    const std::vector<Sign> signs = signsOf(text);
-    const std::size_t count = howManyFit(signs.begin(), signs.end(), columns);
+    const std::vector<Character> characters = charactersOf(text);
+    const std::size_t count =
+        howManyFit(characters.begin(), characters.end(), columns);
     std::string result;
     for (std::size_t i = 0; i < count; ++i)
     {
-        result += signs[i].bytes;
+        result += characters[i].bytes;
     }
     return result;
 }
@@ -133,14 +132,14 @@ std::string shortened(std::string_view text, std::size_t columns,
     const std::size_t dots = std::min(columnsOf(ellipsis), columns);
     // The end of a name tells more than its beginning.
     const std::size_t front = (columns - dots) / 2;
-    const std::vector<Sign> signs = signsOf(text);
-    const std::size_t last =
-        howManyFit(signs.rbegin(), signs.rend(), columns - dots - front);
+    const std::vector<Character> characters = charactersOf(text);
+    const std::size_t last = howManyFit(characters.rbegin(), characters.rend(),
+                                        columns - dots - front);
     std::string result = beginning(text, front);
     result += dots < columnsOf(ellipsis) ? ellipsis.substr(0, dots) : ellipsis;
-    for (std::size_t i = signs.size() - last; i < signs.size(); ++i)
+    for (std::size_t i = characters.size() - last; i < characters.size(); ++i)
     {
-        result += signs[i].bytes;
+        result += characters[i].bytes;
     }
     return result;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 /** @file Texts on a terminal: how wide they are, and how they fit. Texts are
- *  UTF-8; a byte that is not counts as one sign. */
+ *  UTF-8; a byte that is not counts as one character. */
 
 #include <cstddef>
 #include <string>
@@ -14,7 +14,7 @@ namespace healthintf::healthctl
 /** How many columns a text takes. */
 std::size_t columnsOf(std::string_view text);
 
-/** The first signs of a text that fit into so many columns. */
+/** The first characters of a text that fit into so many columns. */
 std::string beginning(std::string_view text, std::size_t columns);
 
 /** A text of at most so many columns: what is too much is taken out of the
@@ -23,8 +23,9 @@ std::string shortened(std::string_view text, std::size_t columns,
                       std::string_view ellipsis);
 
 /** A text in lines of at most so many columns, broken at blanks; a word that is
- *  longer is broken where the line ends. At least one line. A sign that is
- *  wider than a line is written as "?"; in no columns each sign is a line. */
+ *  longer is broken where the line ends. At least one line. A character that is
+ *  wider than a line is written as "?"; in no columns each character is a line.
+ */
 std::vector<std::string> wrapped(std::string_view text, std::size_t columns);
 
 } // namespace healthintf::healthctl

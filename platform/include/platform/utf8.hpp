@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace healthintf::host
+namespace healthintf
 {
 
 /** One character of a text. */
@@ -82,6 +82,22 @@ constexpr void forEachCharacter(std::string_view text, Take&& take)
     }
 }
 
+/** The longest start of a UTF-8 text that has at most @p size bytes and does
+ *  not end within a character. */
+constexpr std::string_view truncateUtf8(std::string_view text,
+                                        std::size_t size)
+{
+    if (text.size() <= size)
+    {
+        return text;
+    }
+    while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0U) == 0x80)
+    {
+        --size;
+    }
+    return text.substr(0, size);
+}
+
 /** Whether a text is well-formed UTF-8, which D-Bus and JSON can carry. */
 constexpr bool isUtf8(std::string_view text)
 {
@@ -92,4 +108,4 @@ constexpr bool isUtf8(std::string_view text)
     return valid;
 }
 
-} // namespace healthintf::host
+} // namespace healthintf
