@@ -36,6 +36,9 @@ using namespace healthintf;
  *  written again. */
 constexpr std::chrono::milliseconds longestRepairPause(800);
 
+/** How often the files are looked for, which somebody may have removed. */
+constexpr std::chrono::milliseconds lookPeriod(800);
+
 uint32_t now()
 {
     return logmgr::secondsOf(std::time(nullptr));
@@ -65,6 +68,9 @@ int serve(const logmgr::Config& config)
     // Not before: the mirror is that of the log manager who has the name. Calls
     // are answered when it is made.
     mirror.renew();
+    const services::EventSource look = loop.every(lookPeriod, [&mirror] {
+        mirror.look();
+    });
     services::SelfCall selfCall(connection);
     const services::Supervision supervision(loop, [&selfCall] {
         return selfCall.isAnswered();

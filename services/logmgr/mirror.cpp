@@ -1,11 +1,20 @@
 #include "mirror.hpp"
 
 #include "../common/service_log.hpp"
+#include "line_limit.hpp"
 
 namespace healthintf::logmgr
 {
 
 namespace log = services::log;
+
+namespace
+{
+
+/** Lines about a mirror that goes again and again. */
+constinit host::LineLimit lossLines;
+
+} // namespace
 
 Mirror::Mirror(const EventLog& log) : events(log)
 {}
@@ -14,6 +23,7 @@ void Mirror::follow(const EventLog::Addition& addition)
 {
     // A change that failed may be in the log all the same once it is opened
     // again.
+    look();
     if (behind || addition.sequence != next)
     {
         renew();
@@ -22,6 +32,21 @@ void Mirror::follow(const EventLog::Addition& addition)
     {
         note(mirror.add(addition.sequence, addition.entry, addition.dropped));
     }
+}
+
+void Mirror::look()
+{
+    if (behind || mirror.isInPlace())
+    {
+        return;
+    }
+    if (lossLines.admits())
+    {
+        SERVICE_LOG(log::warning,
+                    "%s.%d.%s: the mirror of the log in the data cache was "
+                    "removed or replaced: it is made anew");
+    }
+    renew();
 }
 
 bool Mirror::renew()

@@ -31,6 +31,10 @@ class Mirror
      *  @return whether that is done */
     bool renew();
 
+    /** Makes the mirror anew when somebody has removed it or put something else
+     *  in its place. */
+    void look();
+
     /** Calls @p repair whenever a change could not be followed, so that renew()
      *  is called again later. */
     void onFailure(std::function<void()> repair)

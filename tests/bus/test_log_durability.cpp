@@ -12,6 +12,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <numeric>
 #include <thread>
 
@@ -23,6 +24,16 @@ namespace
 namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
+
+/** Waits for what nobody announces. */
+void waitFor(const std::function<bool()>& done)
+{
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!done() && std::chrono::steady_clock::now() < deadline)
+    {
+        std::this_thread::yield();
+    }
+}
 
 class LogDurability : public testing::Test
 {
@@ -36,13 +47,10 @@ class LogDurability : public testing::Test
     Process waiting() const
     {
         Process second({LOGMGR});
-        const auto deadline = std::chrono::steady_clock::now() + patience;
-        while (second.errors().find("another process has the log") ==
-                   std::string::npos &&
-               std::chrono::steady_clock::now() < deadline)
-        {
-            std::this_thread::yield();
-        }
+        waitFor([&second] {
+            return second.errors().find("another process has the log") !=
+                   std::string::npos;
+        });
         EXPECT_THAT(second.errors(), HasSubstr("another process has the log"));
         return second;
     }
@@ -163,12 +171,20 @@ TEST_F(LogDurability, MakesTheMirrorWholeWithoutAnotherChange)
     const Process running = client.start();
     EXPECT_EQ(client.add(recordOf(1)), 1u);
     fs::remove(bus.folder().path() / "run" / "sel");
-    const auto deadline = std::chrono::steady_clock::now() + patience;
-    while (recordedEvents().empty() &&
-           std::chrono::steady_clock::now() < deadline)
-    {
-        std::this_thread::yield();
-    }
+    waitFor([] {
+        return !recordedEvents().empty();
+    });
+    EXPECT_THAT(recordedEvents(), ElementsAre(1));
+}
+
+TEST_F(LogDurability, MakesTheMirrorAnewThatWasRemovedWithoutAnotherChange)
+{
+    const Process running = client.start();
+    client.add(recordOf(1));
+    fs::remove_all(bus.folder().path() / "run");
+    waitFor([] {
+        return !recordedEvents().empty();
+    });
     EXPECT_THAT(recordedEvents(), ElementsAre(1));
 }
 

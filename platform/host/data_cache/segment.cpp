@@ -200,6 +200,12 @@ void Segment::publish()
     published = true;
 }
 
+bool Segment::isInPlace() const noexcept
+{
+    const auto found = namedFile(file.get(), name);
+    return found && static_cast<std::size_t>(found->st_size) >= allocated;
+}
+
 void Segment::unlink() noexcept
 {
     ::unlink((published ? name : hiddenName).c_str());

@@ -46,6 +46,10 @@ class Segment
      *  @throws std::system_error when that is not possible */
     void publish();
 
+    /** Whether readers find what was published: the file has its name, and
+     *  nobody has cut it. */
+    bool isInPlace() const noexcept;
+
     /** Removes the file. Records that are written from now on are nobody's to
      *  read. */
     void unlink() noexcept;

@@ -180,6 +180,11 @@ int SelMirror::replace(const std::function<void(const Sink& put)>& tellAll)
     });
 }
 
+bool SelMirror::isInPlace() const
+{
+    return segment != nullptr && segment->isInPlace();
+}
+
 int SelMirror::add(uint64_t sequence, const SELEntryProperties& entry,
                    const std::vector<uint16_t>& removed)
 {

@@ -39,7 +39,12 @@ class PLATFORM_API SelMirror
      *  @return 0, or the number of the failure; nothing is changed then */
     int replace(const std::function<void(const Sink& put)>& tellAll);
 
-    /** Adds an entry and removes others. replace() must have succeeded before.
+    /** Whether readers still find what replace() has made: somebody may have
+     *  removed it. */
+    bool isInPlace() const;
+
+    /** Adds an entry and removes others. replace() must have succeeded before,
+     *  and the mirror be in place.
      *
      *  @param[in] removed identifiers of the entries that go, as far as they
      *             are there

@@ -4,6 +4,7 @@
  *  lets go of what a process held when it ends, however it ends. */
 
 #include "file_descriptor.hpp"
+#include "files.hpp"
 
 #include <platform/api.h>
 
@@ -38,6 +39,12 @@ class PLATFORM_API LockFile
      *  @return whether it is held
      *  @throws std::system_error when the file cannot be locked */
     bool tryLock(Kind kind);
+
+    /** Whether others who lock the file of this name still meet this one. */
+    bool isInPlace() const
+    {
+        return namedFile(file.get(), name).has_value();
+    }
 
   private:
     std::filesystem::path name;

@@ -6,10 +6,12 @@
 
 #include <platform/api.h>
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstddef>
 #include <filesystem>
+#include <optional>
 
 namespace healthintf::host
 {
@@ -26,7 +28,7 @@ std::filesystem::path madeFolder(const std::filesystem::path& folder);
 /** Opens a file for reading and writing, and makes it when it is not there.
  *
  *  @throws std::system_error when it cannot be opened */
-FileDescriptor openFile(const std::filesystem::path& file);
+PLATFORM_API FileDescriptor openFile(const std::filesystem::path& file);
 
 /** Gives a file all its blocks up to a size.
  *
@@ -38,6 +40,25 @@ PLATFORM_API void allocateBlocks(int file, std::size_t size,
  *
  *  @throws std::system_error when that is not possible */
 PLATFORM_API void syncFolder(const std::filesystem::path& folder);
+
+/** Whether a name is still that of an open file: somebody may have removed it,
+ *  or put another file in its place.
+ *
+ *  @return what is known of the file; nothing when it has the name no longer */
+inline std::optional<struct stat> namedFile(int file,
+                                            const std::filesystem::path& name)
+{
+    struct stat opened
+    {};
+    struct stat found
+    {};
+    if (fstat(file, &opened) != 0 || stat(name.c_str(), &found) != 0 ||
+        opened.st_dev != found.st_dev || opened.st_ino != found.st_ino)
+    {
+        return std::nullopt;
+    }
+    return found;
+}
 
 /** How many damaged files of one name are kept. */
 inline constexpr int mostSetAside = 10;

@@ -51,6 +51,21 @@ TEST_F(StoreFiles, HaveAllTheirBlocks)
     EXPECT_GE(found.st_blocks * 512, 100000);
 }
 
+TEST_F(StoreFiles, HaveTheirNamesUntilTheyAreRemovedOrReplaced)
+{
+    const FileDescriptor file = openFile(in("file"));
+    allocateBlocks(file.get(), 100, in("file"));
+    const auto found = namedFile(file.get(), in("file"));
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->st_size, 100);
+    std::filesystem::rename(in("file"), in("moved"));
+    EXPECT_FALSE(namedFile(file.get(), in("file")));
+    EXPECT_TRUE(namedFile(file.get(), in("moved")));
+    folder.write("file", "another");
+    EXPECT_FALSE(namedFile(file.get(), in("file")));
+    EXPECT_FALSE(namedFile(-1, in("file")));
+}
+
 TEST_F(StoreFiles, AreAnErrorWhereThereAreNoBlocks)
 {
     test::expectOnSmallFilesystem(folder.path(), "size=64k", [this] {

@@ -157,6 +157,30 @@ TEST_F(SelEntryCache, HasNoRecordsUntilTheFirstEntry)
     EXPECT_TRUE(found.empty());
 }
 
+TEST_F(SelEntryCache, KnowsWhetherTheMirrorIsWhereItWasMade)
+{
+    SelMirror mirror;
+    EXPECT_FALSE(mirror.isInPlace());
+    const auto made = [&mirror] {
+        return replaceBy(mirror, {1}) == 0 && mirror.add(7, entry(2)) == 0 &&
+               mirror.isInPlace();
+    };
+    ASSERT_TRUE(made());
+    std::filesystem::remove(file());
+    EXPECT_FALSE(mirror.isInPlace());
+    ASSERT_TRUE(made());
+    std::filesystem::remove_all(file().parent_path());
+    EXPECT_FALSE(mirror.isInPlace());
+    ASSERT_TRUE(made());
+    folder.write("sel/other", "no mirror");
+    std::filesystem::rename(folder.path() / "sel" / "other", file());
+    EXPECT_FALSE(mirror.isInPlace());
+    ASSERT_TRUE(made());
+    std::filesystem::resize_file(file(), 100);
+    EXPECT_FALSE(mirror.isInPlace());
+    EXPECT_TRUE(made());
+}
+
 TEST_F(SelEntryCache, FindsAllEntriesByWhatSelectsTheLog)
 {
     ASSERT_EQ(mirror({65534, 1}), 0);

@@ -111,5 +111,31 @@ TEST_F(LogMirror, MakesUpForWhatFailed)
     EXPECT_EQ(errors.find(line, at + 1), std::string::npos) << errors;
 }
 
+TEST_F(LogMirror, IsMadeAnewWhenSomebodyHasRemovedIt)
+{
+    std::string errors;
+    EXPECT_EQ(withLog(
+                  [this](EventLog& log) {
+                      Mirror mirror(log);
+                      mirror.follow(log.add(sampleEvent()));
+                      std::filesystem::remove(folder.path() / "sel" / "log");
+                      mirror.follow(log.add(sampleEvent()));
+                      const bool followed = mirrored() == Ids{1, 2};
+                      std::filesystem::remove_all(folder.path() / "sel");
+                      mirror.look();
+                      mirror.look();
+                      return followed && mirrored() == Ids{1, 2} ? 0 : 1;
+                  },
+                  &errors),
+              0);
+    const std::string line = "the mirror of the log in the data cache was "
+                             "removed or replaced";
+    const std::size_t first = errors.find(line);
+    ASSERT_NE(first, std::string::npos) << errors;
+    const std::size_t second = errors.find(line, first + 1);
+    EXPECT_NE(second, std::string::npos) << errors;
+    EXPECT_EQ(errors.find(line, second + 1), std::string::npos) << errors;
+}
+
 } // namespace
 } // namespace healthintf::logmgr
