@@ -124,6 +124,20 @@ EventLog::EventLog(SelStore& store, const Config& config, Clock clock) :
     store(store), settings(config), clock(std::move(clock))
 {}
 
+void EventLog::keepInPlace()
+{
+    try
+    {
+        inStore([&] {
+            store.keepInPlace();
+        });
+    }
+    catch (const Refusal&)
+    {
+        // It was logged, and nobody asked for anything.
+    }
+}
+
 EventLog::Addition EventLog::add(const Event& event)
 {
     const uint64_t held = store.size();
@@ -168,14 +182,15 @@ void EventLog::noteOverflow()
 {
     LogState state = store.state();
     state.overflow = true;
-    SERVICE_LOG(log::warning,
-                "%s.%d.%s: the log is full and refuses events until it is "
-                "cleared");
     try
     {
         inStore([&] {
             store.setState(state);
         });
+        // Once, as the log remembers it now.
+        SERVICE_LOG(log::warning,
+                    "%s.%d.%s: the log is full and refuses events until it is "
+                    "cleared");
     }
     catch (const Refusal&)
     {

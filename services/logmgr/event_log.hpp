@@ -113,6 +113,10 @@ class EventLog
     /** @param[in] store must outlive this object */
     EventLog(SelStore& store, const Config& config, Clock clock);
 
+    /** Sees to it that the log is in its folder, as every change does. What
+     *  fails is logged. */
+    void keepInPlace();
+
     /** What an event has become. */
     struct Addition
     {

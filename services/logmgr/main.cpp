@@ -68,7 +68,8 @@ int serve(const logmgr::Config& config)
     // Not before: the mirror is that of the log manager who has the name. Calls
     // are answered when it is made.
     mirror.renew();
-    const services::EventSource look = loop.every(lookPeriod, [&mirror] {
+    const services::EventSource look = loop.every(lookPeriod, [&] {
+        events.keepInPlace();
         mirror.look();
     });
     services::SelfCall selfCall(connection);

@@ -11,6 +11,7 @@
 #include <csignal>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace healthintf::logmgr
@@ -43,6 +44,13 @@ void expectSize(const fs::path& file, std::size_t size)
         throw DamagedFile("it has " + std::to_string(found) +
                           " bytes and should have " + std::to_string(size));
     }
+}
+
+mdb_filehandle_t fileOf(MDB_env* environment)
+{
+    mdb_filehandle_t file = -1;
+    checkLmdb("mdb_env_get_fd", mdb_env_get_fd(environment, &file));
+    return file;
 }
 
 [[noreturn]] void runAsChild(const std::function<void()>& work)
@@ -163,9 +171,41 @@ EnvironmentPtr openLogFile(const fs::path& folder, std::size_t mapSize)
 void allocateLogFile(MDB_env* environment, std::size_t size,
                      const fs::path& folder)
 {
-    mdb_filehandle_t file = -1;
-    checkLmdb("mdb_env_get_fd", mdb_env_get_fd(environment, &file));
-    host::allocateBlocks(file, size, folder / dataFile);
+    host::allocateBlocks(fileOf(environment), size, folder / dataFile);
+}
+
+bool isLogFileInPlace(MDB_env* environment, const fs::path& folder)
+{
+    return host::namedFile(fileOf(environment), folder / dataFile).has_value();
+}
+
+void writeLogFileAnew(MDB_env* environment, const fs::path& folder)
+{
+    const fs::path file = folder / dataFile;
+    const fs::path made = file.string() + ".new";
+    fs::remove(made);
+    try
+    {
+        const host::FileDescriptor copy = host::openFile(made);
+        checkLmdb("mdb_env_copyfd", mdb_env_copyfd(environment, copy.get()));
+        if (fsync(copy.get()) != 0)
+        {
+            throw std::system_error(errno, std::generic_category(),
+                                    made.string());
+        }
+        if (fs::exists(file))
+        {
+            setLogAside(folder);
+        }
+        fs::rename(made, file);
+    }
+    catch (...)
+    {
+        std::error_code ignored;
+        fs::remove(made, ignored);
+        throw;
+    }
+    host::syncFolder(folder);
 }
 
 fs::path setLogAside(const fs::path& folder)

@@ -49,6 +49,18 @@ EnvironmentPtr openLogFile(const std::filesystem::path& folder,
 void allocateLogFile(MDB_env* environment, std::size_t size,
                      const std::filesystem::path& folder);
 
+/** Whether the file of a folder is the one that is open: somebody may have
+ *  removed it, or put another in its place. */
+bool isLogFileInPlace(MDB_env* environment,
+                      const std::filesystem::path& folder);
+
+/** Writes the file of a folder anew, with all that is open. One that is there
+ *  is set aside. What is open is not the folder's file then.
+ *
+ *  @throws std::exception when that is not possible */
+void writeLogFileAnew(MDB_env* environment,
+                      const std::filesystem::path& folder);
+
 /** Renames the file of a folder that nobody has open.
  *
  *  @return its path now */

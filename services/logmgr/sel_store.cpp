@@ -31,6 +31,8 @@ namespace
 /** Lines about entries, which anybody may read again and again. */
 constinit host::LineLimit entryLines;
 
+constexpr const char* lockFile = "lock";
+
 /** Changes with what the file holds. */
 constexpr uint32_t formatVersion = 1;
 
@@ -145,7 +147,7 @@ SELEntryProperties decodeEntry(uint64_t sequence, std::string_view value)
 } // namespace
 
 SelStore::SelStore(fs::path path) :
-    folder(std::move(path)), lock(lastingFolder(folder) / "lock")
+    folder(std::move(path)), lock(lastingFolder(folder) / lockFile)
 {
     if (!lock.tryLock(LockFile::Kind::exclusive))
     {
@@ -250,9 +252,64 @@ void SelStore::reopenIfLost()
     }
 }
 
-void SelStore::change(Blocks extent, const Work& work)
+/** LMDB does not go on after some failures to write. What it goes on with stays
+ *  open, as it may be possible to open it no longer. */
+void SelStore::reopenIfRefused()
+{
+    try
+    {
+        const Transaction possible(environment.get(), Transaction::Kind::read);
+    }
+    catch (const std::exception&)
+    {
+        environment.reset();
+        try
+        {
+            open();
+        }
+        catch (const std::exception&)
+        {
+            // Whoever needs it tries again, and hears why it cannot be.
+        }
+    }
+}
+
+void SelStore::keepInPlace()
 {
     reopenIfLost();
+    keepLocked();
+    if (isLogFileInPlace(environment.get(), folder))
+    {
+        return;
+    }
+    writeLogFileAnew(environment.get(), folder);
+    SERVICE_LOG(log::error,
+                "%s.%d.%s: the file of the log %s was removed or replaced: it "
+                "was written anew with all that it held",
+                folder.c_str());
+    environment.reset();
+    open();
+}
+
+/** Whoever removes the folder takes the lock with it. */
+void SelStore::keepLocked()
+{
+    if (lock.isInPlace())
+    {
+        return;
+    }
+    LockFile anew(lastingFolder(folder) / lockFile);
+    if (!anew.tryLock(LockFile::Kind::exclusive))
+    {
+        throw std::runtime_error("another process has the log " +
+                                 folder.string() + " open");
+    }
+    lock = std::move(anew);
+}
+
+void SelStore::change(Blocks extent, const Work& work)
+{
+    keepInPlace();
     try
     {
         try
@@ -274,8 +331,7 @@ void SelStore::change(Blocks extent, const Work& work)
     }
     catch (...)
     {
-        // LMDB refuses to go on after some failures to write.
-        environment.reset();
+        reopenIfRefused();
         throw;
     }
 }
@@ -321,6 +377,11 @@ void SelStore::append(const SELEntryProperties& entry, uint64_t dropped,
                       const LogState& state)
 {
     change(Blocks::needed, [&](MDB_txn* transaction) {
+        if (entry.recordId != identifierOf(held.next))
+        {
+            throw std::runtime_error("the log was opened anew and holds "
+                                     "something else now");
+        }
         {
             Cursor cursor(transaction, table);
             for (uint64_t left = dropped; left > 0; --left)

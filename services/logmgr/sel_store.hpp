@@ -89,6 +89,14 @@ class SelStore
         return held.generation;
     }
 
+    /** Sees to it that the log is in its folder: when somebody has removed the
+     *  file, or put another in its place, it is written anew with all that it
+     *  held, and the other is set aside. Each change begins with this.
+     *
+     *  @throws std::exception when it is not there and cannot be written;
+     *          it can be read all the same */
+    void keepInPlace();
+
     /** Adds an entry behind the last one.
      *
      *  @param[in] entry with the identifier of next()
@@ -143,6 +151,8 @@ class SelStore
     void openOrStartAnew();
     void open();
     void reopenIfLost();
+    void reopenIfRefused();
+    void keepLocked();
     Content load();
     void change(Blocks extent, const Work& work);
     void makeBlocks();

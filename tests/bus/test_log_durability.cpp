@@ -188,6 +188,32 @@ TEST_F(LogDurability, MakesTheMirrorAnewThatWasRemovedWithoutAnotherChange)
     EXPECT_THAT(recordedEvents(), ElementsAre(1));
 }
 
+TEST_F(LogDurability, WritesTheLogAnewThatWasRemovedWithoutAnotherChange)
+{
+    Process running = client.start();
+    client.add(recordOf(1));
+    fs::remove_all(file().parent_path());
+    waitFor([this] {
+        return fs::exists(file());
+    });
+    running.kill();
+    client.waitUntilGone();
+    const Process again = client.start();
+    EXPECT_THAT(client.page(0, 0), ElementsAre(1, 65535));
+}
+
+TEST_F(LogDurability, KeepsWhatItAcknowledgesAfterItsFileWasRemoved)
+{
+    Process running = client.start();
+    client.add(recordOf(1));
+    fs::remove(file());
+    EXPECT_EQ(client.add(recordOf(2)), 2u);
+    running.kill();
+    client.waitUntilGone();
+    const Process again = client.start();
+    EXPECT_THAT(client.page(0, 0), ElementsAre(1, 2, 65535));
+}
+
 TEST_F(LogDurability, WaitsForAnotherProcessWithTheSameLog)
 {
     Process first = client.start();

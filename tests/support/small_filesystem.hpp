@@ -1,14 +1,16 @@
 #pragma once
 
-/** @file Runs work on a filesystem that is soon full. */
+/** @file Runs work where files cannot grow. */
 
 #include "child.hpp"
 
 #include <gtest/gtest.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 
 #include <sched.h>
 
+#include <csignal>
 #include <filesystem>
 #include <functional>
 
@@ -36,6 +38,16 @@ inline void expectOnSmallFilesystem(const std::filesystem::path& at,
         GTEST_SKIP() << "no filesystem can be mounted here";
     }
     EXPECT_EQ(status, 0) << options;
+}
+
+/** Lets this process write no file beyond its first page, as if there were no
+ *  space. For a child. */
+inline void growNoMore()
+{
+    constexpr rlim_t page = 4096;
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit most{page, RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &most);
 }
 
 } // namespace healthintf::test

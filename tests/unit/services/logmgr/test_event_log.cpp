@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <optional>
@@ -19,6 +20,7 @@ namespace
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using Kind = Refusal::Kind;
 
 /** The kind and the words of a refusal. */
@@ -259,12 +261,36 @@ TEST_F(Log, FindsEntriesByTheirIdentifiersAcrossTheWrap)
     }
 }
 
+TEST_F(Log, DoesNotSayAtEachEventThatItIsFullWhereItCannotRememberIt)
+{
+    std::string lines;
+    EXPECT_EQ(test::inChild(
+                  [this] {
+                      open(1);
+                      add(1);
+                      test::growNoMore();
+                      int refused = 0;
+                      for (int i = 0; i < 100; ++i)
+                      {
+                          refused += static_cast<int>(refusalOf([this] {
+                                                          add(1);
+                                                      }).first == Kind::full);
+                      }
+                      return refused == 100 && ids().size() == 1 ? 0 : 1;
+                  },
+                  &lines),
+              0);
+    EXPECT_THAT(lines, Not(HasSubstr("the log is full")));
+    EXPECT_THAT(lines, HasSubstr("unable to change the log"));
+    EXPECT_LT(std::ranges::count(lines, '\n'), 20) << lines;
+}
+
 TEST_F(Log, GivesNoOtherEntryForOneThatMakesNoSense)
 {
     open();
     add(1);
     SELEntryProperties odd = nextEntry(*store);
-    odd.recordId = 9;
+    odd.sensor.name = "a\xff";
     store->append(odd, 0, store->state());
     add(1);
     EXPECT_EQ(refusalOf([this] {

@@ -424,6 +424,76 @@ TEST_F(Store, CanBeClearedOnAFullFilesystem)
     }
 }
 
+TEST_F(Store, IsWrittenAnewWhenItsFileIsGone)
+{
+    testing::internal::CaptureStderr();
+    append(open(), 3);
+    const uint64_t generation = store->generation();
+    fs::remove(file);
+    append(*store, 1);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("the file of the log " + path.string() +
+                          " was removed or replaced: it was written anew"));
+    EXPECT_THAT(idsIn(open()), ElementsAre(1, 2, 3, 4));
+    EXPECT_EQ(store->generation(), generation);
+    fs::rename(path, folder.path() / "moved");
+    store->keepInPlace();
+    EXPECT_THAT(idsIn(open()), ElementsAre(1, 2, 3, 4));
+    EXPECT_FALSE(fs::exists(file.string() + ".damaged"));
+    EXPECT_FALSE(fs::exists(file.string() + ".new"));
+}
+
+TEST_F(Store, SetsAFileAsideThatTookThePlaceOfItsOwn)
+{
+    append(open(), 3);
+    folder.write("other", "another");
+    fs::rename(folder.path() / "other", file);
+    store->clear({1, 2, false});
+    append(*store, 1);
+    EXPECT_EQ(contentOf(file.string() + ".damaged"), "another");
+    EXPECT_THAT(idsIn(open()), ElementsAre(1));
+}
+
+TEST_F(Store, TakesNoFolderThatAnotherHasMeanwhile)
+{
+    append(open(), 3);
+    fs::rename(path, folder.path() / "moved");
+    const SelStore other(path);
+    EXPECT_THROW(append(*store, 1), std::runtime_error);
+    EXPECT_THAT(idsIn(*store), ElementsAre(1, 2, 3));
+    EXPECT_EQ(store->size(), 3U);
+}
+
+TEST_F(Store, CanBeReadAfterAFailureAlsoWhenItCannotBeOpenedAgain)
+{
+    EXPECT_EQ(inChild([this] {
+                  append(open(), 3);
+                  test::growNoMore();
+                  try
+                  {
+                      append(*store, 1, std::string(500, 'x'));
+                      return 1;
+                  }
+                  catch (const std::system_error&)
+                  {
+                      fs::rename(path, folder.path() / "moved");
+                      folder.write("deep/sel", "no folder");
+                  }
+                  return idsIn(*store).size() == 3 ? 0 : 2;
+              }),
+              0);
+}
+
+TEST_F(Store, TakesNoEntryWithAnotherIdentifierThanTheNext)
+{
+    append(open(), 3);
+    SELEntryProperties entry = nextEntry(*store);
+    entry.recordId = 7;
+    EXPECT_THROW(store->append(entry, 0, {}), std::runtime_error);
+    EXPECT_THAT(idsIn(open()), ElementsAre(1, 2, 3));
+    EXPECT_EQ(store->size(), 3U);
+}
+
 TEST_F(Store, HoldsAsManyEntriesAsThereAreIdentifiersWithTheLongestTexts)
 {
     // In memory, where nothing waits for a disk.
