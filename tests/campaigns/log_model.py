@@ -8,6 +8,7 @@ import json
 import os
 import pathlib
 import random
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -19,11 +20,17 @@ import bus_view
 import programs
 from namespaces import in_own_namespace
 
+sys.path.insert(0, str(programs.SOURCE / "scripts"))
+import campaign  # noqa: E402
+
 IDENTIFIERS = 65534
 # How long the mirror may be behind.
 BEHIND = 1.0
-# More long entries than the log's file usually has space for.
+# More long entries than fit into the blocks that a new log's file has.
 LARGE = 2500
+# What there is for the log, and for its mirror: the blocks of a mirror's file
+# are its limit, once for the one that is there and once for the next.
+SIZES = {"state": "6m", "run": "12m"}
 # What the programs have to start within.
 PATIENCE = 20.0
 NAME = bus_view.LOG[0]
@@ -75,17 +82,19 @@ def entry_of(record):
     return int.from_bytes(record[:2], "little"), mark_of(record)
 
 
+def mount(folder, size):
+    command = ["mount", "-t", "tmpfs", "-o", f"size={size}", "tmpfs", folder]
+    subprocess.run(command, check=True)
+
+
 class Campaign:
     """A log manager, healthctl and a model, which are told the same."""
 
     def __init__(self, build, folder, seed):
         self.random = random.Random(seed)
-        for place, size in (("state", "6m"), ("run", "12m")):
+        for place, size in SIZES.items():
             (folder / place).mkdir()
-            command = ["mount", "-t", "tmpfs", "-o", f"size={size}", "tmpfs"]
-            subprocess.run([*command, folder / place], check=True)
-        # The blocks of a mirror's file are its limit, once for the one that is
-        # there and once for the next.
+            mount(folder / place, size)
         self.world = programs.World(
             build, folder, environment={"HEALTHINTF_CACHE_MIB": "4"}
         )
@@ -122,11 +131,14 @@ class Campaign:
             if time.monotonic() > deadline or not self.log.alive():
                 raise Difference(f"logmgr does not start: {self.log.log()}")
 
-    def kill(self):
-        """Ends it, while an addition may be under way."""
+    def stop(self):
         self.log.kill()
         while self.client.owner(NAME):
             pass
+
+    def kill(self):
+        """Ends it, while an addition may be under way."""
+        self.stop()
         self.start()
 
     def begin(self):
@@ -137,9 +149,7 @@ class Campaign:
         policy = "wrap" if wraps else "refuse"
         self.config.write_text(f'capacity = {capacity}\noverflow = "{policy}"\n')
         if self.log:
-            self.log.kill()
-            while self.client.owner(NAME):
-                pass
+            self.stop()
         self.start()
         self.healthctl("clear", "--yes")
         self.model = Model(capacity, wraps)
@@ -258,11 +268,19 @@ class Campaign:
 
     def full_state(self):
         """The log cannot grow, can be cleared, and loses nothing."""
+        # A file that has grown before has space enough.
+        self.stop()
+        state = self.world.folder / "state"
+        subprocess.run(["umount", state], check=True)
+        mount(state, SIZES["state"])
         self.begin_with(LARGE, False)
+        self.add_many()
         with self.full("state"):
             while self.add_if_there_is_space():
                 pass
-            self.done["logs without space"] += len(self.model.entries) < LARGE
+            if len(self.model.entries) == LARGE:
+                raise Difference("a full disk refused nothing")
+            self.done["full disks that refused additions"] += 1
             self.compare("list", self.listed())
             if self.random.random() < 0.5:
                 self.kill()
@@ -276,7 +294,6 @@ class Campaign:
 
     def add_if_there_is_space(self):
         if len(self.model.entries) == LARGE:
-            # What the file has grown to before is enough for all of them.
             return False
         entries, following = self.model.entries.copy(), self.model.next
         try:
@@ -287,6 +304,27 @@ class Campaign:
                 raise
             self.model.entries, self.model.next = entries, following
             return False
+
+    def remove_files(self):
+        """What somebody removes while logmgr runs is made anew."""
+        sel = self.random.choice(["run/sel", "state/sel"])
+        folder = self.world.folder / sel
+        if self.random.random() < 0.5:
+            shutil.rmtree(folder)
+        else:
+            (folder / {"run/sel": "log", "state/sel": "data.mdb"}[sel]).unlink()
+        if self.random.random() < 0.5:
+            self.add_many()
+        else:
+            self.wait_for_the_file(folder)
+        if sel == "state/sel" and self.random.random() < 0.5:
+            self.kill()
+
+    def wait_for_the_file(self, folder):
+        deadline = time.monotonic() + BEHIND
+        while not list(folder.glob("log")) + list(folder.glob("data.mdb")):
+            if time.monotonic() > deadline:
+                raise Difference(f"{folder} is not made anew")
 
     # What is compared.
 
@@ -332,8 +370,9 @@ class Campaign:
             self.import_backup: 5,
             self.kill: 2,
             self.kill_in_the_middle: 4,
-            self.full_state: 0.2,
+            self.full_state: 0.3,
             self.full_run: 2,
+            self.remove_files: 2,
             self.begin: 3,
         }
         what = self.random.choices(list(choices), list(choices.values()))[0]
@@ -344,11 +383,50 @@ class Campaign:
 
 
 def options():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--build", required=True)
+    parser = argparse.ArgumentParser(description="The log beside a model of it.")
+    parser.add_argument("--build", required=True, help="folder of the build")
     parser.add_argument("--operations", type=int, default=10_000)
     parser.add_argument("--seed", type=int, default=random.SystemRandom().randrange(1 << 32))
+    parser.add_argument("--seeds", type=int, default=1, help="how many, from that one on")
+    parser.add_argument("--no-result", action="store_true", help="keep no result")
     return parser.parse_args()
+
+
+def run(build, operations, seed, done):
+    """Operations from a seed on; what was different, if anything was."""
+    print(f"seed {seed}", flush=True)
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="log-model.", dir="/tmp"))
+    log = Campaign(build, folder, seed)
+    number = 0
+    begin = time.monotonic()
+    try:
+        for number in range(1, operations + 1):
+            log.step()
+            if number % 500 == 0:
+                print(f"{number} operations, {time.monotonic() - begin:.0f} s", flush=True)
+    except Difference as difference:
+        print(f"DIFFERENCE in operation {number}: {difference}")
+        print(log.log.log()[-2000:])
+        return f"seed {seed}, operation {number}: {str(difference)[:200]}"
+    finally:
+        log.world.close()
+        for place in SIZES:
+            subprocess.run(["umount", folder / place], check=False)
+        print(f"{number} operations: {dict(log.done)}", flush=True)
+        done += log.done
+    subprocess.run(["rm", "-r", folder], check=True)
+    return None
+
+
+def details(done, seeds):
+    rows = "".join(
+        f"| {name.replace('_', ' ')} | {count} |\n" for name, count in sorted(done.items())
+    )
+    return (
+        f"| What | How often |\n| --- | --- |\n{rows}\n"
+        f"The seeds were {seeds[0]} to {seeds[-1]}. After each operation what "
+        "`healthctl` lists must be the model's, and within a second the mirror.\n"
+    )
 
 
 def main():
@@ -361,26 +439,20 @@ def main():
     except OSError as error:
         print(f"cannot mount filesystems here: {error}")
         sys.exit(77)
-    print(f"seed {arguments.seed}", flush=True)
-    folder = pathlib.Path(tempfile.mkdtemp(prefix="log-model.", dir="/tmp"))
-    campaign = Campaign(arguments.build, folder, arguments.seed)
-    number = 0
-    begin = time.monotonic()
-    try:
-        for number in range(1, arguments.operations + 1):
-            campaign.step()
-            if number % 500 == 0:
-                print(f"{number} operations, {time.monotonic() - begin:.0f} s", flush=True)
-    except Difference as difference:
-        print(f"DIFFERENCE in operation {number}: {difference}")
-        print(campaign.log.log()[-2000:])
-        sys.exit(1)
-    finally:
-        campaign.world.close()
-        for place in ("state", "run"):
-            subprocess.run(["umount", folder / place], check=False)
-        print(f"{number} operations: {dict(campaign.done)}")
-    subprocess.run(["rm", "-r", folder], check=True)
+    seeds = range(arguments.seed, arguments.seed + arguments.seeds)
+    done = collections.Counter()
+    found = [run(arguments.build, arguments.operations, seed, done) for seed in seeds]
+    found = [each for each in found if each]
+    if not arguments.no_result:
+        campaign.write_result(
+            "log-model",
+            tried="additions, clears, exports, imports, kills, full disks and removed "
+            "files, beside a model of the log",
+            times=f"{len(seeds)} times {arguments.operations:,} operations",
+            found=found,
+            details=details(done, seeds),
+        )
+    sys.exit(1 if found else 0)
 
 
 main()
