@@ -314,9 +314,9 @@ class Campaign:
         else:
             (folder / {"run/sel": "log", "state/sel": "data.mdb"}[sel]).unlink()
         if self.random.random() < 0.5:
+            # Which a full log refuses, without a change.
             self.add_many()
-        else:
-            self.wait_for_the_file(folder)
+        self.wait_for_the_file(folder)
         if sel == "state/sel" and self.random.random() < 0.5:
             self.kill()
 
