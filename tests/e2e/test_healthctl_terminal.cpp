@@ -1,6 +1,7 @@
 /** @file healthctl on terminals, in pipes and in the shell. */
 
 #include "healthctl.hpp"
+#include "log_client.hpp"
 
 #include <gmock/gmock.h>
 
@@ -59,6 +60,23 @@ class Terminal : public HealthctlTest
         return outputOf(command, {setting, "LC_ALL="});
     }
 
+    /** Expects what a command shows to be no wider than narrow terminals. */
+    static void expectToFitNarrowOnes(const std::vector<std::string>& command)
+    {
+        for (int columns = 1; columns <= 20; ++columns)
+        {
+            std::vector<std::string> words{ON_TERMINAL, std::to_string(columns),
+                                           HEALTHCTL};
+            words.insert(words.end(), command.begin(), command.end());
+            const Answer shown = answerOf(words, {"TERM=xterm", "LC_ALL="});
+            EXPECT_LE(widest(shown.output), static_cast<std::size_t>(columns))
+                << command[0] << '\n'
+                << shown.output;
+            EXPECT_LE(shown.status, 1) << shown.output;
+            EXPECT_NE(shown.output, "");
+        }
+    }
+
     const std::string longKey = rack + "/begin" + std::string(230, 'x') + "end";
 };
 
@@ -94,19 +112,26 @@ TEST_F(Terminal, FitsEveryLineIntoOneThatIsNarrow)
           {"--help"},
           {"faults", "--help"}})
     {
-        for (int columns = 1; columns <= 20; ++columns)
-        {
-            std::vector<std::string> words{ON_TERMINAL, std::to_string(columns),
-                                           HEALTHCTL};
-            words.insert(words.end(), command.begin(), command.end());
-            const Answer shown = answerOf(words, {"TERM=xterm", "LC_ALL="});
-            EXPECT_LE(widest(shown.output), static_cast<std::size_t>(columns))
-                << command[0] << '\n'
-                << shown.output;
-            EXPECT_LE(shown.status, 1) << shown.output;
-            EXPECT_NE(shown.output, "");
-        }
+        expectToFitNarrowOnes(command);
     }
+}
+
+TEST_F(Terminal, FitsEveryLineOfTheLogIntoOneThatIsNarrow)
+{
+    LogClient log;
+    const Process running = log.start();
+    const std::string file = bus.folder().path() / "log.raw";
+    const auto addAndExpect = [&](const std::vector<std::string>& command) {
+        log.add(recordOf(7));
+        expectToFitNarrowOnes(command);
+    };
+    addAndExpect({"sel", "list"});
+    addAndExpect({"sel", "list", "--since", "@4000000000"});
+    addAndExpect({"sel", "show", "1"});
+    addAndExpect({"sel", "info"});
+    addAndExpect({"sel", "export", file});
+    addAndExpect({"sel", "import", file});
+    addAndExpect({"sel", "clear", "--yes"});
 }
 
 TEST_F(Terminal, KeepsBothEndsOfANameThatIsTooLong)
