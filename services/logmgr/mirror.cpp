@@ -14,17 +14,19 @@ namespace
 /** Lines about a mirror that goes again and again. */
 constinit host::LineLimit lossLines;
 
+/** A mirror of so many bytes is not worth the work of making it smaller. */
+constexpr std::size_t small = 256UL << 10;
+
 } // namespace
 
-Mirror::Mirror(const EventLog& log) : events(log)
+Mirror::Mirror(const EventLog& log) : events(log), tolerated(small)
 {}
 
 void Mirror::follow(const EventLog::Addition& addition)
 {
     // A change that failed may be in the log all the same once it is opened
     // again.
-    look();
-    if (behind || addition.sequence != next)
+    if (behind || addition.sequence != next || isLost())
     {
         renew();
     }
@@ -36,9 +38,25 @@ void Mirror::follow(const EventLog::Addition& addition)
 
 void Mirror::look()
 {
-    if (behind || mirror.isInPlace())
+    if (behind)
     {
         return;
+    }
+    if (isLost())
+    {
+        renew();
+    }
+    else
+    {
+        giveSpaceBack();
+    }
+}
+
+bool Mirror::isLost() const
+{
+    if (mirror.isInPlace())
+    {
+        return false;
     }
     if (lossLines.admits())
     {
@@ -46,14 +64,32 @@ void Mirror::look()
                     "%s.%d.%s: the mirror of the log in the data cache was "
                     "removed or replaced: it is made anew");
     }
-    renew();
+    return true;
+}
+
+void Mirror::giveSpaceBack()
+{
+    if (mirror.size() <= tolerated || !mirror.isMostlyFree())
+    {
+        return;
+    }
+    // For a moment it needs space for both. The one that is there is as whole
+    // as before when there is none.
+    const std::size_t before = mirror.size();
+    constexpr std::size_t more = 2;
+    tolerated = makeAnew() == 0 ? small : before * more;
+}
+
+int Mirror::makeAnew()
+{
+    return mirror.replace([this](const host::SelMirror::Sink& put) {
+        events.readAll(put);
+    });
 }
 
 bool Mirror::renew()
 {
-    note(mirror.replace([this](const host::SelMirror::Sink& put) {
-        events.readAll(put);
-    }));
+    note(makeAnew());
     return !behind;
 }
 

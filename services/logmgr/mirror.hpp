@@ -5,6 +5,7 @@
 #include "data_cache/sel_entry_cache.hpp"
 #include "event_log.hpp"
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <utility>
@@ -32,7 +33,7 @@ class Mirror
     bool renew();
 
     /** Makes the mirror anew when somebody has removed it or put something else
-     *  in its place. */
+     *  in its place, and when most of its space is free. */
     void look();
 
     /** Calls @p repair whenever a change could not be followed, so that renew()
@@ -43,6 +44,9 @@ class Mirror
     }
 
   private:
+    bool isLost() const;
+    int makeAnew();
+    void giveSpaceBack();
     void note(int result);
 
     const EventLog& events;
@@ -52,6 +56,8 @@ class Mirror
     /** The sequence number of the next entry, if there is a mirror. */
     uint64_t next = 0;
     bool failing = false;
+    /** Up to so many bytes the mirror may be mostly free. */
+    std::size_t tolerated;
     std::function<void()> askForRepair;
 };
 

@@ -206,6 +206,11 @@ bool Segment::isInPlace() const noexcept
     return found && static_cast<std::size_t>(found->st_size) >= allocated;
 }
 
+std::size_t Segment::usedSize() const noexcept
+{
+    return static_cast<std::size_t>(header().usedBytes);
+}
+
 void Segment::unlink() noexcept
 {
     ::unlink((published ? name : hiddenName).c_str());

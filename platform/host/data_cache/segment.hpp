@@ -50,6 +50,14 @@ class Segment
      *  nobody has cut it. */
     bool isInPlace() const noexcept;
 
+    /** How much space the file has, and how much of it records take, in
+     *  bytes. */
+    std::size_t size() const noexcept
+    {
+        return allocated;
+    }
+    std::size_t usedSize() const noexcept;
+
     /** Removes the file. Records that are written from now on are nobody's to
      *  read. */
     void unlink() noexcept;

@@ -185,6 +185,17 @@ bool SelMirror::isInPlace() const
     return segment != nullptr && segment->isInPlace();
 }
 
+std::size_t SelMirror::size() const
+{
+    return segment != nullptr ? segment->size() : 0;
+}
+
+bool SelMirror::isMostlyFree() const
+{
+    constexpr std::size_t share = 4;
+    return segment != nullptr && segment->usedSize() < segment->size() / share;
+}
+
 int SelMirror::add(uint64_t sequence, const SELEntryProperties& entry,
                    const std::vector<uint16_t>& removed)
 {

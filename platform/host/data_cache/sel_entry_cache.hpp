@@ -7,6 +7,7 @@
 #include <platform/api.h>
 #include <platform/data_abstraction/sel.hpp>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -42,6 +43,13 @@ class PLATFORM_API SelMirror
     /** Whether readers still find what replace() has made: somebody may have
      *  removed it. */
     bool isInPlace() const;
+
+    /** How much space the mirror has, in bytes. */
+    std::size_t size() const;
+
+    /** Whether entries take less than a quarter of that space: what entries of
+     *  other sizes have left is not used for all. replace() gives it back. */
+    bool isMostlyFree() const;
 
     /** Adds an entry and removes others. replace() must have succeeded before,
      *  and the mirror be in place.

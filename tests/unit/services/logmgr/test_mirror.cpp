@@ -3,6 +3,7 @@
 #include "sample_events.hpp"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <map>
 #include <string>
@@ -135,6 +136,48 @@ TEST_F(LogMirror, IsMadeAnewWhenSomebodyHasRemovedIt)
     const std::size_t second = errors.find(line, first + 1);
     EXPECT_NE(second, std::string::npos) << errors;
     EXPECT_EQ(errors.find(line, second + 1), std::string::npos) << errors;
+}
+
+/** How many bytes of the filesystem a file has. */
+std::size_t bytesOf(const std::filesystem::path& file)
+{
+    struct stat found
+    {};
+    return stat(file.c_str(), &found) == 0
+               ? static_cast<std::size_t>(found.st_blocks) * 512
+               : 0;
+}
+
+TEST_F(LogMirror, GivesTheSpaceBackThatEntriesOfOtherSizesTook)
+{
+    EXPECT_EQ(inChild([this] {
+                  SelStore store(folder.path() / "state");
+                  EventLog log(store, {100, Overflow::wrap}, [] {
+                      return 1;
+                  });
+                  Mirror mirror(log);
+                  for (std::size_t size = 512; size > 0; size /= 2)
+                  {
+                      Event event = sampleEvent();
+                      event.sensor.name = std::string(size - 1, 'n');
+                      event.sensor.path = event.sensor.name;
+                      for (int i = 0; i < 100; ++i)
+                      {
+                          mirror.follow(log.add(event));
+                      }
+                  }
+                  const auto file = folder.path() / "sel" / "log";
+                  const std::size_t before = bytesOf(file);
+                  mirror.look();
+                  const std::size_t after = bytesOf(file);
+                  mirror.follow(log.add(sampleEvent()));
+                  const auto ids = mirrored();
+                  return after * 4 < before && ids.size() == 100 &&
+                                 ids.back() == 1001
+                             ? 0
+                             : 1;
+              }),
+              0);
 }
 
 } // namespace
