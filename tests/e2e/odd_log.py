@@ -1,10 +1,11 @@
 #!/usr/bin/python3
 """A log manager that answers oddly. Writes "ready", and ends with its input.
 
-    odd_log.py [gaps | once | always]
+    odd_log.py [gaps | late | once | always]
 
 Without an argument it always has more entries and sends none, and its numbers
-are texts. With gaps, two of its entries make no sense. It is cleared while it is
+are texts. With gaps, two of its entries make no sense, and with late its first
+two. It is cleared while it is
 listed: once, or always."""
 
 import sys
@@ -52,6 +53,17 @@ class LogWithEntries(dbus.service.Object):
         return 7, [entry(each) for each in self.identifiers[1:]], NO_SEQUENCE, 4
 
 
+    @dbus.service.method(
+        "org.freedesktop.DBus.Properties", in_signature="s", out_signature="a{sv}"
+    )
+    def GetAll(self, interface):
+        return {
+            "Entries": dbus.UInt32(4),
+            "Generation": dbus.UInt64(7),
+            "LastEntry": dbus.UInt16(4),
+        }
+
+
 class OddLog(dbus.service.Object):
     @dbus.service.method(
         INTERFACE, in_signature="ttu", out_signature="ta(qu(ssyy)ay)tq"
@@ -77,6 +89,7 @@ def main():
     path = "/com/vexa/olvar/logmgr/SEL"
     services = {
         "gaps": lambda: LogWithEntries(bus, path, 0, [1, 3]),
+        "late": lambda: LogWithEntries(bus, path, 0, [3, 4]),
         "once": lambda: LogWithEntries(bus, path, 1, [1, 2, 3, 4]),
         "always": lambda: LogWithEntries(bus, path, 1000, [1, 2, 3, 4]),
     }

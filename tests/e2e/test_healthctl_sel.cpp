@@ -453,14 +453,20 @@ TEST(HealthctlSelAlone, ListsAnewWhenTheLogIsClearedMeanwhile)
 TEST(HealthctlSelAlone, SaysHowManyEntriesMakeNoSense)
 {
     const PrivateBus bus;
+    const std::string leftOut =
+        "healthctl: the log has entries that make no sense and are left out: "
+        "2; see the log of logmgr\n";
+    {
+        Process log({ODD_LOG, "late"});
+        ASSERT_EQ(log.hear(), "ready");
+        EXPECT_EQ(healthctl({"sel", "list"}).errors, leftOut);
+    }
     Process log({ODD_LOG, "gaps"});
     ASSERT_EQ(log.hear(), "ready");
     const Answer answer =
         healthctl({"sel", "export", bus.folder().path() / "log.raw", "--json"});
     EXPECT_EQ(answer.status, 0);
-    EXPECT_EQ(answer.errors,
-              "healthctl: the log has entries that make no sense and are left "
-              "out: 2; see the log of logmgr\n");
+    EXPECT_EQ(answer.errors, leftOut);
     const json exported = json::parse(answer.output);
     EXPECT_EQ(exported["exported"], 2);
     EXPECT_EQ(exported["upTo"], 4) << "which \"sel clear --up-to\" takes";

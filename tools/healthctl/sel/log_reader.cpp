@@ -17,16 +17,27 @@ namespace
 /** How many identifiers there are; behind the last comes 1. */
 constexpr int identifiers = 65534;
 
-/** Entries keep their identifiers when one between them makes no sense. */
-void tellOfLeftOut(const LogContent& content)
+/** How many entries there were, also those that make no sense.
+ *
+ *  @param[in] info what was heard of the log later */
+std::size_t entriesOf(const LogContent& content, const LogInfo& info)
 {
+    if (info.generation == content.generation && info.lastEntry == content.last)
+    {
+        return info.entries;
+    }
     if (content.entries.empty())
     {
-        return;
+        return 0;
     }
+    // Entries keep their identifiers when one between them makes no sense.
     const int ahead = content.last - content.entries.front().recordId();
-    const auto places =
-        static_cast<std::size_t>((ahead + identifiers) % identifiers + 1);
+    return static_cast<std::size_t>((ahead + identifiers) % identifiers + 1);
+}
+
+void tellOfLeftOut(const LogContent& content, const LogInfo& info)
+{
+    const std::size_t places = entriesOf(content, info);
     if (places > content.entries.size())
     {
         std::cerr << "healthctl: the log has entries that make no sense and "
@@ -42,8 +53,9 @@ ReadLog readLog()
 {
     try
     {
-        LogContent content = LogService().content();
-        tellOfLeftOut(content);
+        LogService log;
+        LogContent content = log.content();
+        tellOfLeftOut(content, log.info());
         return {.entries = std::move(content.entries),
                 .mirror = false,
                 .last = content.last};

@@ -236,15 +236,14 @@ SELEntry_gen entryIn(sd_bus_message* message)
     return SELEntry_gen(entry);
 }
 
-/** Adds the entries of a page.
+/** Adds the entries of a page, and takes the log's generation.
  *
- *  @param[out] generation the log's
  *  @return the sequence number of the one behind them */
-uint64_t addPage(sd_bus_message* message, uint64_t& generation,
-                 LogContent& content)
+uint64_t addPage(sd_bus_message* message, LogContent& content)
 {
     constexpr const char* entry = "qu(ssyy)ay";
-    checkBus("generation", sd_bus_message_read(message, "t", &generation));
+    checkBus("generation",
+             sd_bus_message_read(message, "t", &content.generation));
     checkBus("entries",
              sd_bus_message_enter_container(message, 'a', "(qu(ssyy)ay)"));
     while (sd_bus_message_enter_container(message, 'r', entry) > 0)
@@ -344,18 +343,18 @@ LogContent LogService::content()
 LogContent LogService::readContent()
 {
     LogContent content;
-    uint64_t generation = host::anySelGeneration;
+    content.generation = host::anySelGeneration;
     for (uint64_t next = 0; next != host::noSelSequence;)
     {
         const MessagePtr call =
             newCall(bus, names::selInterface, host::listLog);
-        checkBus(
-            "sd_bus_message_append",
-            sd_bus_message_append(call.get(), "ttu", generation, next, 0U));
+        checkBus("sd_bus_message_append",
+                 sd_bus_message_append(call.get(), "ttu", content.generation,
+                                       next, 0U));
         const std::size_t before = content.entries.size();
         const MessagePtr page = reply(bus, call);
         next = understood([&] {
-            return addPage(page.get(), generation, content);
+            return addPage(page.get(), content);
         });
         if (next != host::noSelSequence && content.entries.size() == before)
         {

@@ -43,6 +43,8 @@ struct LogContent
     /** The identifier of the last entry, whether it makes sense or not; 0
      *  without one. */
     uint16_t last = 0;
+    /** As LogInfo has it. */
+    uint64_t generation = 0;
 };
 
 /** What clearing the log has removed. */
