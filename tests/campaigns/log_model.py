@@ -424,7 +424,7 @@ def details(done, seeds):
     )
     return (
         f"| What | How often |\n| --- | --- |\n{rows}\n"
-        f"The seeds were {seeds[0]} to {seeds[-1]}. After each operation what "
+        f"The seeds were {', '.join(map(str, seeds))}. After each operation what "
         "`healthctl` lists must be the model's, and within a second the mirror.\n"
     )
 
@@ -448,7 +448,7 @@ def main():
             "log-model",
             tried="additions, clears, exports, imports, kills, full disks and removed "
             "files, beside a model of the log",
-            times=f"{len(seeds)} times {arguments.operations:,} operations",
+            times=f"{len(seeds) * arguments.operations:,} operations",
             found=found,
             details=details(done, seeds),
         )
