@@ -60,6 +60,17 @@ TEST_F(FileLock, EndsWithAProcessThatIsKilled)
     file.lock(Kind::exclusive);
 }
 
+TEST_F(FileLock, IsMetByOthersAsLongAsItsFileHasItsName)
+{
+    const LockFile first(path);
+    EXPECT_TRUE(first.isInPlace());
+    std::filesystem::remove(path);
+    EXPECT_FALSE(first.isInPlace());
+    const LockFile second(path);
+    EXPECT_FALSE(first.isInPlace());
+    EXPECT_TRUE(second.isInPlace());
+}
+
 TEST_F(FileLock, IsAnErrorWhereNoFileCanBe)
 {
     EXPECT_THROW(LockFile(folder.path() / "none" / "lock"), std::system_error);
