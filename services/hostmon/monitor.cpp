@@ -64,13 +64,6 @@ Monitor::Component& Monitor::componentOf(const std::string& key)
                : components.try_emplace(key, bus, key).first->second;
 }
 
-std::unique_ptr<SourceReader> Monitor::readerOf(const Source& source) const
-{
-    return std::make_unique<SourceReader>(source.read, [bell = doorbell] {
-        bell->ring();
-    });
-}
-
 void Monitor::watchSource(const WatchConfig& watch, const Source& source,
                           std::set<Key>& present)
 {
@@ -88,17 +81,17 @@ void Monitor::watchSource(const WatchConfig& watch, const Source& source,
             static_cast<uint32_t>(1 + sensorNumbers.size() % most);
         watched.emplace(
             key,
-            Watched{&watch, source.place,
+            Watched{&watch, source,
                     Watch(watch, source,
                           sensorNumbers.try_emplace(key, number).first->second,
                           componentOf(component).faults),
-                    readerOf(source)});
+                    nullptr});
     }
     else if (known->second.config == &watch &&
-             known->second.place != source.place)
+             known->second.source.place != source.place)
     {
-        known->second.place = source.place;
-        known->second.reader = readerOf(source);
+        known->second.source = source;
+        known->second.reader.reset();
     }
 }
 
@@ -176,13 +169,34 @@ void Monitor::withdraw(const std::set<Key>& present)
     });
 }
 
+/** Asks for a reading; a source without a thread gets one first, or a fault. */
+void Monitor::startReading(Watched& each) const
+{
+    try
+    {
+        if (!each.reader)
+        {
+            each.reader = std::make_unique<SourceReader>(each.source.read,
+                                                         [bell = doorbell] {
+                                                             bell->ring();
+                                                         });
+        }
+        each.reader->start();
+    }
+    catch (const std::exception& e)
+    {
+        each.watch.take({std::nullopt, e.what()});
+    }
+}
+
 void Monitor::check()
 {
     findBlocked();
     for (auto& [key, each] : watched)
     {
-        each.reader->start();
+        startReading(each);
     }
+    report();
     services::EventLoop::after(timeout, config.timeout);
 }
 
@@ -191,7 +205,8 @@ void Monitor::takeReadings()
     doorbell->answer();
     for (auto& [key, each] : watched)
     {
-        if (const auto reading = each.reader->take())
+        const auto reading = each.reader ? each.reader->take() : std::nullopt;
+        if (reading)
         {
             each.watch.take(*reading);
         }
@@ -204,7 +219,7 @@ void Monitor::findBlocked()
     const std::string cause = noAnswerWithin(config.timeout);
     for (auto& [key, each] : watched)
     {
-        if (each.reader->busyFor() >= config.timeout)
+        if (each.reader && each.reader->busyFor() >= config.timeout)
         {
             each.watch.take({std::nullopt, cause});
         }

@@ -28,8 +28,9 @@ namespace healthintf::hostmon
 
 /** Reads every source at once and then at each interval. Each is read on a
  *  thread of its own, so that one that blocks stops nothing else; it gets a
- *  fault after the configured timeout. Temperature sensors are looked for at
- *  each interval; what a device that is gone had reported goes with it. */
+ *  fault after the configured timeout, as does one that there is no thread for,
+ *  at once. Temperature sensors are looked for at each interval; what a device
+ *  that is gone had reported goes with it. */
 class Monitor
 {
   public:
@@ -38,7 +39,7 @@ class Monitor
      *  @param[in] config what to watch
      *  @param[in] root in front of /proc and /sys
      *  @throws std::runtime_error when a component cannot be made
-     *  @throws std::system_error when the machine gives no thread or event */
+     *  @throws std::system_error when the machine gives no event */
     Monitor(sdbusplus::bus_t& bus, services::EventLoop& loop, Config config,
             std::filesystem::path root);
     Monitor(const Monitor&) = delete;
@@ -59,8 +60,9 @@ class Monitor
     struct Watched
     {
         const WatchConfig* config;
-        std::string place;
+        Source source;
         Watch watch;
+        /** Null until there is a thread for it. */
         std::unique_ptr<SourceReader> reader;
     };
 
@@ -68,13 +70,13 @@ class Monitor
     using Key = std::pair<std::string, std::string>;
 
     Component& componentOf(const std::string& key);
-    std::unique_ptr<SourceReader> readerOf(const Source& source) const;
     void watchSource(const WatchConfig& watch, const Source& source,
                      std::set<Key>& present);
     std::size_t watchSources(const WatchConfig& watch, std::set<Key>& present);
     void watchAll();
     void followDevices();
     void withdraw(const std::set<Key>& present);
+    void startReading(Watched& each) const;
     void check();
     void takeReadings();
     void findBlocked();

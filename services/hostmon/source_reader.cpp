@@ -1,8 +1,11 @@
 #include "source_reader.hpp"
 
+#include <atomic>
 #include <condition_variable>
 #include <exception>
 #include <mutex>
+#include <stdexcept>
+#include <string>
 #include <thread>
 #include <utility>
 
@@ -10,6 +13,18 @@ namespace healthintf::hostmon
 {
 
 using Clock = std::chrono::steady_clock;
+
+namespace
+{
+
+std::atomic<std::size_t> leftBehind{0};
+
+} // namespace
+
+std::size_t threadsLeftBehind()
+{
+    return leftBehind;
+}
 
 /** What the reader and its thread, which may outlive it, share. */
 struct SourceReader::Shared
@@ -26,6 +41,7 @@ struct SourceReader::Shared
 
     /** The body of the thread. */
     void run();
+    void serve();
     Reading readOnce() const;
 };
 
@@ -42,6 +58,16 @@ Reading SourceReader::Shared::readOnce() const
 }
 
 void SourceReader::Shared::run()
+{
+    serve();
+    // The reader ended, and found a read under way.
+    if (since)
+    {
+        --leftBehind;
+    }
+}
+
+void SourceReader::Shared::serve()
 {
     std::unique_lock lock(mutex);
     for (;;)
@@ -71,6 +97,12 @@ SourceReader::SourceReader(std::function<double()> read,
                            std::function<void()> arrived) :
     shared(std::make_shared<Shared>())
 {
+    if (leftBehind >= mostThreadsLeftBehind)
+    {
+        throw std::runtime_error(
+            "the reads of " + std::to_string(leftBehind) +
+            " sources that are gone have not ended, which is the most");
+    }
     shared->read = std::move(read);
     shared->arrived = std::move(arrived);
     std::thread([shared = shared] {
@@ -82,6 +114,10 @@ SourceReader::~SourceReader()
 {
     const std::lock_guard lock(shared->mutex);
     shared->ended = true;
+    if (shared->since)
+    {
+        ++leftBehind;
+    }
     shared->changed.notify_all();
 }
 

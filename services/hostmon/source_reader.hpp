@@ -5,6 +5,7 @@
 #include "source.hpp"
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -20,6 +21,12 @@ struct Reading
     std::string failure;
 };
 
+/** How many threads may be left behind before there is no new reader. */
+inline constexpr std::size_t mostThreadsLeftBehind = 16;
+
+/** How many threads of readers that have ended are still in a read. */
+std::size_t threadsLeftBehind();
+
 /** Reads one source on a thread of its own. A read that blocks keeps nothing
  *  else waiting, not even the end of this object: the thread is left behind
  *  then, and ends when the read does. */
@@ -30,7 +37,8 @@ class SourceReader
      *             process does
      *  @param[in] arrived called on the reader's thread after each reading;
      *             never again once this object has ended
-     *  @throws std::system_error when there can be no thread */
+     *  @throws std::runtime_error when mostThreadsLeftBehind are left behind;
+     *          std::system_error when the machine gives no thread */
     SourceReader(std::function<double()> read, std::function<void()> arrived);
     ~SourceReader();
     SourceReader(const SourceReader&) = delete;

@@ -28,6 +28,12 @@ using testing::HasSubstr;
 
 const std::string root = "/com/vexa/olvar/health";
 
+/** Ends whoever waits for a writer of a pipe. */
+void letGo(const std::string& pipe)
+{
+    close(open(pipe.c_str(), O_RDWR | O_CLOEXEC));
+}
+
 /** A configuration of what there is to watch on a machine that is a folder. */
 class MonitorOfAMachine : public LibraryTest
 {
@@ -257,7 +263,55 @@ TEST_F(MonitorOfAMachine, EndsWhileASourceBlocks)
     monitor.reset();
     EXPECT_FALSE(platform().healthRecords.contains(root + "/a"));
     // Lets the thread that was left behind end, if it reads already.
-    close(open(pipe.c_str(), O_RDWR | O_CLOEXEC));
+    letGo(pipe);
+}
+
+TEST_F(MonitorOfAMachine, LeavesNoMoreThanSoManyThreadsBehind)
+{
+    platform().messages[unreadableId] = {2, "%1: %2"};
+    config.timeout = std::chrono::milliseconds(5);
+    watchTemperatures();
+    start();
+    const auto chip = machine.path() / "sys/class/hwmon/hwmon1";
+    const std::string input = chip / "temp1_input";
+    // The same sensor all the time, which blocks and goes away.
+    std::size_t replaced = 0;
+    const auto replaceSensor = [&] {
+        machine.write("sys/class/hwmon/hwmon1/name", "chip");
+        ASSERT_EQ(mkfifo(input.c_str(), 0600), 0);
+        runUntil([] {
+            return !texts().empty();
+        });
+        std::filesystem::rename(chip,
+                                machine.path() / std::to_string(replaced++));
+        runUntil([] {
+            return texts().empty();
+        });
+    };
+    // One that is gone before its thread reads leaves none behind.
+    constexpr std::size_t most = 10 * mostThreadsLeftBehind;
+    while (threadsLeftBehind() < mostThreadsLeftBehind && replaced < most)
+    {
+        replaceSensor();
+    }
+    EXPECT_EQ(threadsLeftBehind(), mostThreadsLeftBehind);
+    replaceSensor();
+    EXPECT_EQ(threadsLeftBehind(), mostThreadsLeftBehind);
+
+    machine.write("sys/class/hwmon/hwmon1/name", "chip");
+    machine.write("sys/class/hwmon/hwmon1/temp1_input", "97000");
+    runUntil([] {
+        return texts() == Lines{"chip/temp1 (hwmon1): the reads of 16 sources "
+                                "that are gone have not ended, which is the "
+                                "most"};
+    });
+    for (std::size_t i = 0; i < replaced; ++i)
+    {
+        letGo(machine.path() / std::to_string(i) / "temp1_input");
+    }
+    runUntil([] {
+        return texts() == Lines{"chip/temp1 (hwmon1): 97.0!"};
+    });
 }
 
 TEST_F(MonitorOfAMachine, FollowsDevicesThatComeAndGo)

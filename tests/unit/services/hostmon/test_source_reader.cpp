@@ -3,9 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstddef>
 #include <future>
 #include <memory>
 #include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
 
 namespace healthintf::hostmon
 {
@@ -77,6 +81,93 @@ TEST(ReaderOfASource, IsBusyAndEndsWhileTheSourceBlocks)
         EXPECT_GT(reader.busyFor(), std::chrono::seconds(0));
     }
     answer->set_value(1);
+}
+
+/** Lets threads go that were left behind, whatever becomes of the test. */
+class ReadersLeftBehind : public testing::Test
+{
+  protected:
+    ~ReadersLeftBehind() override
+    {
+        if (!let)
+        {
+            letGo();
+        }
+    }
+
+    void letGo()
+    {
+        let = true;
+        answer.set_value(1);
+        waitUntilLeft(0);
+    }
+
+    /** Leaves one thread behind. */
+    void leaveOne() const
+    {
+        auto begun = std::make_shared<std::promise<void>>();
+        SourceReader reader(
+            [begun, answered = answered] {
+                begun->set_value();
+                return answered.get();
+            },
+            [] {});
+        reader.start();
+        begun->get_future().wait_for(patience);
+    }
+
+    /** Waits until so many threads are left behind. */
+    static void waitUntilLeft(std::size_t count)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + patience;
+        while (threadsLeftBehind() != count &&
+               std::chrono::steady_clock::now() < deadline)
+        {
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(threadsLeftBehind(), count);
+    }
+
+    bool let = false;
+    std::promise<double> answer;
+    std::shared_future<double> answered{answer.get_future()};
+};
+
+TEST_F(ReadersLeftBehind, AreSixteenAtMostBeforeThereIsNoOther)
+{
+    for (std::size_t i = 0; i < mostThreadsLeftBehind; ++i)
+    {
+        EXPECT_EQ(threadsLeftBehind(), i);
+        EXPECT_NO_THROW(leaveOne());
+    }
+    EXPECT_EQ(threadsLeftBehind(), mostThreadsLeftBehind);
+    try
+    {
+        leaveOne();
+        ADD_FAILURE() << "one more was left behind";
+    }
+    catch (const std::runtime_error& e)
+    {
+        EXPECT_STREQ(e.what(), "the reads of 16 sources that are gone have not "
+                               "ended, which is the most");
+    }
+    letGo();
+    EXPECT_NO_THROW(leaveOne());
+    waitUntilLeft(0);
+}
+
+TEST_F(ReadersLeftBehind, AreNoneOfThoseThatWereIdle)
+{
+    {
+        SourceReader idle(
+            [] {
+                return 1.0;
+            },
+            [] {});
+        idle.start();
+        ASSERT_TRUE(idle.wait(patience));
+    }
+    EXPECT_EQ(threadsLeftBehind(), 0u);
 }
 
 } // namespace
