@@ -5,7 +5,11 @@
 #include "memory_source.hpp"
 #include "pressure_source.hpp"
 #include "process_source.hpp"
+#include "reading_process.hpp"
 #include "temperature_source.hpp"
+
+#include <memory>
+#include <utility>
 
 namespace healthintf::hostmon
 {
@@ -13,6 +17,14 @@ namespace
 {
 
 namespace fs = std::filesystem;
+
+/** Runs a read of what may lie on a filesystem that hangs. */
+std::function<double()> inAnotherProcess(std::function<double()> read)
+{
+    return [process = std::make_shared<ReadingProcess>(std::move(read))] {
+        return process->read();
+    };
+}
 
 /** Makes the sources of each subject. */
 struct Maker
@@ -22,10 +34,11 @@ struct Maker
     std::vector<Source> operator()(const Filesystem& filesystem) const
     {
         return {{filesystem.path, filesystem.path,
-                 [mounted = MountedFilesystem(
-                      filesystem.path, filesystem.mountPoint)]() mutable {
-                     return mounted.usedPercent();
-                 }}};
+                 inAnotherProcess(
+                     [mounted = MountedFilesystem(
+                          filesystem.path, filesystem.mountPoint)]() mutable {
+                         return mounted.usedPercent();
+                     })}};
     }
 
     std::vector<Source> operator()(const Memory& /*memory*/) const
@@ -77,10 +90,11 @@ struct Maker
         const fs::path proc = root / "proc";
         if (!process.pidfile.empty())
         {
-            return {{process.pidfile, process.pidfile, [process, proc] {
+            return {{process.pidfile, process.pidfile,
+                     inAnotherProcess([process, proc] {
                          return livesByPidfile(proc, process.pidfile) ? 1.0
                                                                       : 0.0;
-                     }}};
+                     })}};
         }
         return {{process.name, process.name, [process, proc] {
                      return static_cast<double>(

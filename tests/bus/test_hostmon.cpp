@@ -5,15 +5,22 @@
 #include "cache_view.hpp"
 #include "private_bus.hpp"
 #include "process.hpp"
+#include "unanswering_filesystem.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 
+#include <sched.h>
+
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
+#include <system_error>
 
 namespace healthintf::test
 {
@@ -272,6 +279,131 @@ TEST_F(HostMonitor, LivesWithAComponentThatTheDataCacheCannotHold)
     const Process running = hostmon();
     client.waitForHealth(key + "/memory", 2);
     EXPECT_THAT(running.errors(), HasSubstr("an object path is too long"));
+}
+
+/** With filesystems that nobody but the test sees. */
+class HostMonitorOfMounts : public HostMonitor
+{
+  protected:
+    void SetUp() override
+    {
+        std::filesystem::create_directory(place);
+        if (unshare(CLONE_NEWNS) != 0 ||
+            mount("none", "/", "", MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            !mountNew())
+        {
+            GTEST_SKIP() << "no filesystem can be mounted here";
+        }
+        umount(place.c_str());
+        config("interval = 0.1\ntimeout = 0.2\n[[memory]]\nwarning = 20\n"
+               "critical = 10\n[[filesystem]]\npath = \"" +
+               place.string() + "\"\nwarning = 95\ncritical = 99\n");
+    }
+
+    void TearDown() override
+    {
+        umount2(place.c_str(), MNT_DETACH);
+    }
+
+    bool mountNew() const
+    {
+        return mount("tmpfs", place.c_str(), "tmpfs", 0, "size=1m") == 0;
+    }
+
+    /** Expects that the only fault is that the filesystem cannot be watched. */
+    void expectCause(const std::string& cause) const
+    {
+        const auto faults = recordedFaults();
+        ASSERT_EQ(faults.size(), 1u);
+        EXPECT_EQ(faults[0].message,
+                  place.string() + " cannot be watched: " + cause + ".");
+    }
+
+    const std::filesystem::path place{machine.path() / "mounted"};
+};
+
+TEST_F(HostMonitorOfMounts, TellsAFilesystemThatIsNoLongerMounted)
+{
+    ASSERT_TRUE(mountNew());
+    const auto large =
+        machine.write("mounted/large", std::string(1 << 20, 'x'));
+    const Process running = hostmon();
+    client.waitForHealth(host + "/filesystem", 4);
+    std::filesystem::remove(large);
+    client.waitForHealth(host + "/filesystem", 2);
+
+    ASSERT_EQ(umount(place.c_str()), 0);
+    client.waitForHealth(host + "/filesystem", 3);
+    expectCause(place.string() + " is not mounted");
+    ASSERT_TRUE(mountNew());
+    client.waitForHealth(host + "/filesystem", 2);
+    EXPECT_EQ(recordedFaults().size(), 0u);
+}
+
+/** With one that answers no more. */
+class HostMonitorOfAHungMount : public HostMonitorOfMounts
+{
+  protected:
+    void SetUp() override
+    {
+        HostMonitorOfMounts::SetUp();
+        if (IsSkipped())
+        {
+            return;
+        }
+        try
+        {
+            mounted.emplace(place);
+        }
+        catch (const std::system_error& e)
+        {
+            GTEST_SKIP() << "no filesystem in user space: " << e.what();
+        }
+    }
+
+    /** Lets it hang while hostmon reads it. */
+    void hang()
+    {
+        client.waitForHealth(host + "/filesystem", 2);
+        mounted->hang();
+        client.waitForHealth(host + "/filesystem", 3);
+        expectCause("no answer within 0.2 seconds");
+    }
+
+    std::optional<UnansweringFilesystem> mounted;
+};
+
+TEST_F(HostMonitorOfAHungMount, GoesOnWithAllElse)
+{
+    const Process running = hostmon();
+    hang();
+    memory(15);
+    client.waitForHealth(host + "/memory", 3);
+    memory(90);
+    client.waitForHealth(host + "/memory", 2);
+}
+
+TEST_F(HostMonitorOfAHungMount, EndsOnRequest)
+{
+    Process running = hostmon();
+    hang();
+    running.signal(SIGTERM);
+    EXPECT_EQ(running.wait(), 0);
+    EXPECT_EQ(recordedKeys().size(), 0u);
+}
+
+TEST_F(HostMonitorOfAHungMount, LeavesItsComponentsToTheNextWhenItIsKilled)
+{
+    Process first = hostmon();
+    hang();
+    first.signal(SIGKILL);
+    EXPECT_EQ(first.wait(), 128 + SIGKILL);
+    EXPECT_EQ(recordedKeys().size(), 0u);
+
+    memory(5);
+    const Process second = hostmon();
+    client.waitForHealth(host + "/memory", 4);
+    client.waitForHealth(host + "/filesystem", 3);
 }
 
 } // namespace

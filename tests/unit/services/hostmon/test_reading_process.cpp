@@ -1,0 +1,145 @@
+#include "child.hpp"
+#include "process.hpp"
+#include "reading_process.hpp"
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+#include <sys/wait.h>
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace healthintf::hostmon
+{
+namespace
+{
+
+/** The process that runs the reads. */
+pid_t processOf(ReadingProcess& reading)
+{
+    return static_cast<pid_t>(reading.read());
+}
+
+double ownNumber()
+{
+    return getpid();
+}
+
+TEST(ReadInAnotherProcess, GivesWhatTheReadGives)
+{
+    ReadingProcess reading([number = 0.5]() mutable {
+        return number += 1;
+    });
+    EXPECT_EQ(reading.read(), 1.5);
+    EXPECT_EQ(reading.read(), 2.5);
+}
+
+TEST(ReadInAnotherProcess, SaysWhyThereIsNoReading)
+{
+    ReadingProcess reading([]() -> double {
+        throw std::runtime_error("unable to ask");
+    });
+    for (int i = 0; i < 2; ++i)
+    {
+        try
+        {
+            reading.read();
+            ADD_FAILURE() << "there is a reading";
+        }
+        catch (const std::runtime_error& e)
+        {
+            EXPECT_STREQ(e.what(), "unable to ask");
+        }
+    }
+}
+
+TEST(ReadInAnotherProcess, CutsACauseThatIsTooLong)
+{
+    ReadingProcess reading([]() -> double {
+        throw std::runtime_error(std::string(20000, 'x'));
+    });
+    try
+    {
+        reading.read();
+        ADD_FAILURE() << "there is a reading";
+    }
+    catch (const std::runtime_error& e)
+    {
+        EXPECT_EQ(std::string(e.what()), std::string(16383, 'x'));
+    }
+}
+
+TEST(ReadInAnotherProcess, IsAlwaysInTheSame)
+{
+    ReadingProcess reading(ownNumber);
+    const pid_t process = processOf(reading);
+    EXPECT_NE(process, getpid());
+    EXPECT_EQ(processOf(reading), process);
+}
+
+TEST(ReadInAnotherProcess, HasNothingOpenOfItsOwner)
+{
+    ReadingProcess reading([] {
+        const std::filesystem::directory_iterator all("/proc/self/fd");
+        return static_cast<double>(std::distance(begin(all), end(all)));
+    });
+    // The first three, the connection to its owner, and the folder itself.
+    EXPECT_EQ(reading.read(), 5);
+}
+
+TEST(ReadInAnotherProcess, GoesOnInANewOneWhenThatHasEnded)
+{
+    ReadingProcess reading(ownNumber);
+    const pid_t first = processOf(reading);
+    kill(first, SIGKILL);
+    ASSERT_TRUE(test::endsInTime(first));
+    EXPECT_NE(processOf(reading), first);
+}
+
+TEST(ReadInAnotherProcess, FailsWhenEachProcessEnds)
+{
+    ReadingProcess reading([]() -> double {
+        _exit(1);
+    });
+    EXPECT_THROW(reading.read(), std::runtime_error);
+}
+
+TEST(ReadInAnotherProcess, LeavesNoProcessThatWouldHaveToBeWaitedFor)
+{
+    {
+        ReadingProcess reading(ownNumber);
+        kill(processOf(reading), SIGKILL);
+        reading.read();
+    }
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
+}
+
+TEST(ReadInAnotherProcess, EndsWithItsOwnerEvenIfItNeverWould)
+{
+    test::Child owner([](const test::Child::Parent& parent) {
+        ReadingProcess reading([first = true]() mutable {
+            if (!std::exchange(first, false))
+            {
+                test::Child::Parent::waitForever();
+            }
+            return ownNumber();
+        });
+        parent.tell(std::to_string(processOf(reading)));
+        reading.read();
+        return 0;
+    });
+    const pid_t process = std::stoi(owner.hear());
+    owner.kill();
+    EXPECT_TRUE(test::endsInTime(process));
+}
+
+} // namespace
+} // namespace healthintf::hostmon
