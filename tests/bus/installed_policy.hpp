@@ -33,6 +33,7 @@ inline const std::string systemRules =
 // one and stand for those that the packages make.
 inline const std::string healthManagersUser = "daemon";
 inline const std::string logManagersUser = "bin";
+inline const std::string hostMonitorsUser = "sys";
 inline const std::string reportersGroup = "games";
 inline const std::string operatorsGroup = "mail";
 
@@ -63,6 +64,7 @@ inline std::string installedRules(const std::string& name)
     put("user", "root", std::to_string(getuid()));
     put("user", "healthintf", healthManagersUser);
     put("user", "healthintf-logmgr", logManagersUser);
+    put("user", "healthintf-hostmon", hostMonitorsUser);
     put("group", "healthintf", reportersGroup);
     put("group", "healthintf-operators", operatorsGroup);
     return rules;
@@ -81,6 +83,8 @@ enum class Caller
     healthManager,
     /** The user that logmgr runs as. */
     logManager,
+    /** The user that hostmon runs as. */
+    hostMonitor,
 };
 
 /** A command as another user. */
@@ -94,6 +98,7 @@ inline std::vector<std::string> as(Caller caller,
         {Caller::operatorUser, {"nobody", "nogroup", operatorsGroup}},
         {Caller::healthManager, {healthManagersUser, reportersGroup, ""}},
         {Caller::logManager, {logManagersUser, logManagersUser, ""}},
+        {Caller::hostMonitor, {hostMonitorsUser, reportersGroup, ""}},
     };
     const auto& [user, group, further] = identities.at(caller);
     std::vector<std::string> whole{
@@ -128,6 +133,22 @@ inline void letOthersIn(const PrivateBus& bus)
     std::filesystem::permissions(bus.folder().path(),
                                  std::filesystem::perms::others_exec,
                                  std::filesystem::perm_options::add);
+}
+
+/** Makes the folders of the project's tmpfiles.d file in that of a bus, for
+ *  users who may come to it. */
+inline void makeSharedFolders(const PrivateBus& bus)
+{
+    const std::filesystem::path& folder = bus.folder().path();
+    std::string text = contentOf(TMPFILES);
+    replaceAll(text, "/run/healthintf", folder / "run");
+    replaceAll(text, "/var/lib/healthintf", folder / "state");
+    replaceAll(text, "healthintf-logmgr healthintf-logmgr",
+               logManagersUser + " " + logManagersUser);
+    replaceAll(text, "healthintf healthintf",
+               healthManagersUser + " " + reportersGroup);
+    outputOf({"systemd-tmpfiles", "--create",
+              bus.folder().write("folders.conf", text)});
 }
 
 } // namespace healthintf::test

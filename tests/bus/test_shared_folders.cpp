@@ -3,7 +3,6 @@
 
 #include "bus_client.hpp"
 #include "component.hpp"
-#include "file_content.hpp"
 #include "installed_policy.hpp"
 #include "log_client.hpp"
 #include "private_bus.hpp"
@@ -46,15 +45,7 @@ class SharedFolders : public testing::Test
             GTEST_SKIP() << "needs a build folder that other users may enter";
         }
         letOthersIn(bus);
-        std::string text = contentOf(TMPFILES);
-        replaceAll(text, "/run/healthintf", at("run"));
-        replaceAll(text, "/var/lib/healthintf", at("state"));
-        replaceAll(text, "healthintf-logmgr healthintf-logmgr",
-                   logManagersUser + " " + logManagersUser);
-        replaceAll(text, "healthintf healthintf",
-                   healthManagersUser + " " + reportersGroup);
-        outputOf({"systemd-tmpfiles", "--create",
-                  bus.folder().write("folders.conf", text)});
+        makeSharedFolders(bus);
     }
 
     std::string at(const std::string& name) const
