@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <charconv>
 #include <cstddef>
-#include <cstring>
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
@@ -18,8 +17,8 @@ std::string contentOf(const std::filesystem::path& file)
     std::ifstream stream(file, std::ios::binary);
     if (!stream)
     {
-        throw std::runtime_error("unable to open " + file.string() + ": " +
-                                 std::strerror(errno));
+        throw std::system_error(errno, std::generic_category(),
+                                "unable to open " + file.string());
     }
     std::string content;
     std::array<char, 4096> part{};
@@ -33,10 +32,23 @@ std::string contentOf(const std::filesystem::path& file)
     }
     if (stream.bad())
     {
-        throw std::runtime_error("unable to read " + file.string() + ": " +
-                                 std::strerror(errno));
+        throw std::system_error(errno, std::generic_category(),
+                                "unable to read " + file.string());
     }
     return content;
+}
+
+bool isGone(const std::error_code& error)
+{
+    const int number = error.value();
+    return number == ENOENT || number == ENOTDIR || number == ESRCH ||
+           number == ENODEV;
+}
+
+bool isShortage(const std::error_code& error)
+{
+    const int number = error.value();
+    return number == EMFILE || number == ENFILE || number == ENOMEM;
 }
 
 double numberAfter(const std::string& text, const std::string& label,

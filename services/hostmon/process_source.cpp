@@ -3,7 +3,7 @@
 #include "kernel_file.hpp"
 
 #include <algorithm>
-#include <charconv>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -34,7 +34,9 @@ struct ProcessStat
     char state = 'X';
 };
 
-/** Reads a process; one that is gone has no name. */
+/** Reads a process; one that is gone has no name.
+ *
+ *  @throws std::system_error when it is there and cannot be read */
 ProcessStat readProcess(const fs::path& folder)
 {
     try
@@ -48,9 +50,12 @@ ProcessStat readProcess(const fs::path& folder)
             return {text.substr(begin + 1, end - begin - 1), text[end + 2]};
         }
     }
-    catch (const std::runtime_error&)
+    catch (const std::system_error& e)
     {
-        // It ended meanwhile.
+        if (!isGone(e.code()))
+        {
+            throw;
+        }
     }
     return {};
 }
@@ -85,9 +90,14 @@ std::size_t countProcesses(const fs::path& proc, const std::string& name)
                                  error.message());
     }
     std::size_t count = 0;
+    std::optional<std::system_error> unreadable;
     for (; !error && entry != fs::directory_iterator(); entry.increment(error))
     {
-        if (isNumber(entry->path().filename()))
+        if (!isNumber(entry->path().filename()))
+        {
+            continue;
+        }
+        try
         {
             const ProcessStat process = readProcess(entry->path());
             count +=
@@ -95,6 +105,20 @@ std::size_t countProcesses(const fs::path& proc, const std::string& name)
                     ? 1
                     : 0;
         }
+        catch (const std::system_error& e)
+        {
+            unreadable = e;
+        }
+    }
+    if (error)
+    {
+        unreadable =
+            std::system_error(error, "unable to read " + proc.string());
+    }
+    // It may be one of those that were looked for.
+    if (count == 0 && unreadable)
+    {
+        throw std::system_error(*unreadable);
     }
     return count;
 }
@@ -107,7 +131,7 @@ bool livesByPidfile(const fs::path& proc, const fs::path& pidfile)
         const std::string id = text.substr(0, text.find_first_of(" \t\r\n"));
         return isNumber(id) && lives(readProcess(proc / id));
     }
-    catch (const std::runtime_error&)
+    catch (const std::system_error&)
     {
         std::error_code error;
         if (fs::status(pidfile, error).type() == fs::file_type::not_found)

@@ -6,6 +6,7 @@
 #include <map>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 namespace healthintf::hostmon
 {
@@ -15,7 +16,10 @@ namespace fs = std::filesystem;
 namespace
 {
 
-/** The first line of a file, empty when there is none. */
+/** The first line of a file, empty when there is none.
+ *
+ *  @throws std::system_error when there is a shortage, which says nothing of
+ *          the file */
 std::string firstLine(const fs::path& file)
 {
     try
@@ -23,10 +27,37 @@ std::string firstLine(const fs::path& file)
         const std::string text = contentOf(file);
         return text.substr(0, text.find('\n'));
     }
+    catch (const std::system_error& e)
+    {
+        if (isShortage(e.code()))
+        {
+            throw;
+        }
+        return {};
+    }
     catch (const std::runtime_error&)
     {
         return {};
     }
+}
+
+/** What is in a folder, which may be missing.
+ *
+ *  @throws std::system_error when it is there and cannot be read */
+std::vector<fs::path> entriesOf(const fs::path& folder)
+{
+    std::vector<fs::path> entries;
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error);
+         !error && entry != fs::directory_iterator(); entry.increment(error))
+    {
+        entries.push_back(entry->path());
+    }
+    if (error && !isGone(error))
+    {
+        throw std::system_error(error, "unable to read " + folder.string());
+    }
+    return entries;
 }
 
 /** Whether a folder below /sys/devices is a device of a bus, as opposed to one
@@ -75,16 +106,16 @@ void addSensorsOfChip(const fs::path& entry, const fs::path& devices,
     const fs::path folder = fs::canonical(entry, error);
     const std::string chip = firstLine(folder / "name");
     const std::string device = below(devices, deviceFolderOf(folder, devices));
-    for (const auto& file : fs::directory_iterator(folder, error))
+    for (const fs::path& file : entriesOf(folder))
     {
-        const std::string name = file.path().filename();
+        const std::string name = file.filename();
         if (name.starts_with("temp") && name.ends_with(ending))
         {
             const std::string sensor =
                 name.substr(0, name.size() - ending.size());
             sensors.push_back({chip, sensor,
-                               firstLine(folder / (sensor + "_label")),
-                               file.path(), device});
+                               firstLine(folder / (sensor + "_label")), file,
+                               device});
         }
     }
 }
@@ -145,9 +176,9 @@ std::vector<TemperatureSensor> temperatureSensors(const fs::path& hwmon)
     std::error_code error;
     const fs::path devices = fs::weakly_canonical(
         hwmon.parent_path().parent_path() / "devices", error);
-    for (const auto& chip : fs::directory_iterator(hwmon, error))
+    for (const fs::path& chip : entriesOf(hwmon))
     {
-        addSensorsOfChip(chip.path(), devices, sensors);
+        addSensorsOfChip(chip, devices, sensors);
     }
     tellApart(sensors, devices);
     std::ranges::sort(sensors, {}, [](const TemperatureSensor& sensor) {

@@ -45,7 +45,9 @@ struct TemperatureSensor
 
 /** Every sensor, in the order of the names.
  *
- *  @param[in] hwmon the kernel's folder, /sys/class/hwmon; may be missing */
+ *  @param[in] hwmon the kernel's folder, /sys/class/hwmon; may be missing
+ *  @throws std::system_error when they cannot be looked for, which does not
+ *          mean that there are none */
 std::vector<TemperatureSensor>
 temperatureSensors(const std::filesystem::path& hwmon);
 

@@ -1,10 +1,12 @@
 #include "kernel_file.hpp"
+#include "no_more_descriptors.hpp"
 #include "temporary_folder.hpp"
 
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace healthintf::hostmon
 {
@@ -43,6 +45,29 @@ TEST(KernelFile, IsNamedWhenItCannotBeRead)
                                "directory");
     }
     EXPECT_THROW(contentOf("/tmp"), std::runtime_error);
+}
+
+TEST(KernelFile, SaysWhetherItIsThereWhenItCannotBeRead)
+{
+    const auto failureOf = [](const std::string& file) {
+        try
+        {
+            contentOf(file);
+        }
+        catch (const std::system_error& e)
+        {
+            return e.code();
+        }
+        return std::error_code();
+    };
+    EXPECT_TRUE(isGone(failureOf("/nonexistent")));
+    EXPECT_TRUE(isGone(failureOf("/dev/null/file")));
+    EXPECT_FALSE(isGone(failureOf("/tmp"))) << "a folder";
+    EXPECT_FALSE(isShortage(failureOf("/tmp")));
+    EXPECT_FALSE(isShortage(failureOf("/nonexistent")));
+    const test::NoMoreDescriptors shortage;
+    EXPECT_TRUE(isShortage(failureOf("/proc/meminfo")));
+    EXPECT_FALSE(isGone(failureOf("/proc/meminfo")));
 }
 
 TEST(NumberInAText, StandsBehindItsLabel)

@@ -7,6 +7,7 @@
 
 #include <unistd.h>
 
+#include <filesystem>
 #include <stdexcept>
 
 namespace healthintf::hostmon
@@ -78,6 +79,15 @@ TEST_F(Processes, AreNotMissingWhenTheFileCannotBeRead)
     // A folder, which nobody can read as a file, not even root.
     EXPECT_THROW(livesByPidfile(folder.path(), folder.path() / "10"),
                  std::runtime_error);
+}
+
+TEST_F(Processes, AreNotMissingWhenOneCannotBeRead)
+{
+    // A folder in the place of the file, which nobody can read.
+    std::filesystem::create_directories(folder.path() / "17" / "stat");
+    EXPECT_EQ(count("sshd"), 2u);
+    EXPECT_THROW(count("missing"), std::runtime_error);
+    EXPECT_THROW(lives("17"), std::runtime_error);
 }
 
 TEST_F(Processes, CannotBeCountedWithoutTheFolder)

@@ -87,6 +87,12 @@ TEST(ReaderOfASource, IsBusyAndEndsWhileTheSourceBlocks)
 class ReadersLeftBehind : public testing::Test
 {
   protected:
+    ReadersLeftBehind()
+    {
+        // Of tests before.
+        waitUntilLeft(0);
+    }
+
     ~ReadersLeftBehind() override
     {
         if (!let)

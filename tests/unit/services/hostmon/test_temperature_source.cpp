@@ -1,3 +1,4 @@
+#include "no_more_descriptors.hpp"
 #include "temperature_source.hpp"
 #include "temporary_folder.hpp"
 
@@ -6,6 +7,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace healthintf::hostmon
 {
@@ -38,6 +40,17 @@ TEST_F(Temperatures, AreFoundInTheOrderOfTheirNames)
     EXPECT_EQ(sensors[1].name(), "coretemp/temp1");
     EXPECT_EQ(sensors[1].label, "Package id 0");
     EXPECT_EQ(sensors[2].name(), "coretemp/temp2");
+}
+
+TEST_F(Temperatures, AreNotGoneWhenTheyCannotBeLookedFor)
+{
+    const test::NoMoreDescriptors shortage;
+    EXPECT_THROW(temperatureSensors(folder.path()), std::system_error);
+}
+
+TEST_F(Temperatures, AreNoneWhereThereIsNoFolder)
+{
+    EXPECT_EQ(temperatureSensors(folder.path() / "missing").size(), 0u);
 }
 
 TEST_F(Temperatures, AreInDegrees)
