@@ -87,23 +87,16 @@ void Monitor::watchSource(const WatchConfig& watch, const Source& source,
                           componentOf(component).faults),
                     nullptr});
     }
-    else if (known->second.config == &watch &&
-             known->second.source.place != source.place)
+    else if (known->second.config != &watch)
+    {
+        problems.insert(source.name + " is watched by two tables for " +
+                        component + ": the first one counts");
+    }
+    else if (known->second.source.place != source.place)
     {
         known->second.source = source;
         known->second.reader.reset();
     }
-}
-
-std::size_t Monitor::watchSources(const WatchConfig& watch,
-                                  std::set<Key>& present)
-{
-    const std::vector<Source> sources = sourcesOf(watch.subject, root);
-    for (const Source& source : sources)
-    {
-        watchSource(watch, source, present);
-    }
-    return sources.size();
 }
 
 void Monitor::watchAll()
@@ -111,7 +104,12 @@ void Monitor::watchAll()
     std::set<Key> present;
     for (const WatchConfig& watch : config.watches)
     {
-        if (watchSources(watch, present) == 0)
+        const std::vector<Source> sources = sourcesOf(watch.subject, root);
+        for (const Source& source : sources)
+        {
+            watchSource(watch, source, present);
+        }
+        if (sources.empty())
         {
             SERVICE_LOG(log::warning,
                         "%s.%d.%s: this machine has nothing to watch for %s",
@@ -119,26 +117,67 @@ void Monitor::watchAll()
         }
         componentOf(watch.component);
     }
+    tellProblems();
+}
+
+/** Looks for the sources of one watch.
+ *
+ *  @return whether @p present has all that there are */
+bool Monitor::followSources(const WatchConfig& watch, std::set<Key>& present)
+{
+    std::vector<Source> sources;
+    try
+    {
+        sources = sourcesOf(watch.subject, root);
+    }
+    catch (const std::exception& e)
+    {
+        problems.insert(e.what());
+        return false;
+    }
+    for (const Source& source : sources)
+    {
+        try
+        {
+            watchSource(watch, source, present);
+        }
+        catch (const std::exception& e)
+        {
+            problems.insert(e.what());
+        }
+    }
+    return true;
 }
 
 void Monitor::followDevices()
 {
-    try
+    std::set<Key> present;
+    bool complete = true;
+    for (const WatchConfig& watch : config.watches)
     {
-        std::set<Key> present;
-        for (const WatchConfig& watch : config.watches)
+        if (std::holds_alternative<Temperature>(watch.subject))
         {
-            if (std::holds_alternative<Temperature>(watch.subject))
-            {
-                watchSources(watch, present);
-            }
+            complete = followSources(watch, present) && complete;
         }
+    }
+    if (complete)
+    {
         withdraw(present);
     }
-    catch (const std::exception& e)
+    tellProblems();
+}
+
+/** Logs what was not wrong the last time. */
+void Monitor::tellProblems()
+{
+    for (const std::string& problem : problems)
     {
-        SERVICE_LOG(log::warning, "%s.%d.%s: %s", e.what());
+        if (!toldProblems.contains(problem))
+        {
+            SERVICE_LOG(log::warning, "%s.%d.%s: %s", problem.c_str());
+        }
     }
+    toldProblems = std::exchange(problems, {});
 }
 
 void Monitor::withdraw(const std::set<Key>& present)

@@ -72,9 +72,10 @@ class Monitor
     Component& componentOf(const std::string& key);
     void watchSource(const WatchConfig& watch, const Source& source,
                      std::set<Key>& present);
-    std::size_t watchSources(const WatchConfig& watch, std::set<Key>& present);
     void watchAll();
+    bool followSources(const WatchConfig& watch, std::set<Key>& present);
     void followDevices();
+    void tellProblems();
     void withdraw(const std::set<Key>& present);
     void startReading(Watched& each) const;
     void check();
@@ -90,6 +91,9 @@ class Monitor
     std::map<Key, Watched> watched;
     /** Of sources that are gone, too: one that returns has its number again. */
     std::map<Key, uint32_t> sensorNumbers;
+    /** What the present look for sources finds wrong, and the last one did. */
+    std::set<std::string> problems;
+    std::set<std::string> toldProblems;
     services::EventSource arrivals;
     services::EventSource timeout;
     services::EventSource timer;

@@ -17,6 +17,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace healthintf::hostmon
 {
@@ -359,6 +360,78 @@ TEST_F(MonitorOfAMachine, CountsSensorNumbersFrom1To255)
     EXPECT_EQ(uses.rbegin()->first, 255u);
     EXPECT_EQ(uses[1], 2);
     EXPECT_EQ(uses[2], 1);
+}
+
+TEST_F(MonitorOfAMachine, SaysOnceThatTwoTablesWatchOneSensor)
+{
+    machine.write("sys/class/hwmon/hwmon0/name", "chip");
+    machine.write("sys/class/hwmon/hwmon0/temp1_label", "Core");
+    machine.write("sys/class/hwmon/hwmon0/temp1_input", "85000");
+    platform().messages["HostMonitor.1.0.TemperatureHigh"] = {2, "%1: %3"};
+    for (const auto& [sensor, warning] :
+         {std::pair("chip/temp1", 80.0), std::pair("chip/Core", 70.0)})
+    {
+        config.watches.push_back({Temperature{sensor},
+                                  {.direction = Direction::above,
+                                   .warning = warning,
+                                   .critical = 95,
+                                   .hysteresis = 3},
+                                  root + "/a"});
+    }
+    start();
+    runUntil([] {
+        return texts().size() == 1;
+    });
+    EXPECT_EQ(texts(), Lines{"chip/temp1 (hwmon0): 80.0"});
+    // At the next interval the same is found again.
+    int rounds = 0;
+    runUntil([&rounds] {
+        return ++rounds > 10;
+    });
+    EXPECT_THAT(journal().take("log 2 310"),
+                testing::ElementsAre(HasSubstr(
+                    "chip/temp1 (hwmon0) is watched by two tables for " + root +
+                    "/a: the first one counts")));
+}
+
+TEST_F(MonitorOfAMachine, WithdrawsWhatIsGoneThoughANewDeviceGetsNoComponent)
+{
+    watchTemperatures();
+    std::get<Temperature>(config.watches[0].subject).eachDevice = true;
+    const auto chips = machine.path() / "sys/class/hwmon";
+    machine.write("sys/class/hwmon/hwmon0/name", "chip");
+    machine.write("sys/class/hwmon/hwmon0/temp1_input", "97000");
+    start();
+    runUntil([] {
+        return texts() == Lines{"chip/temp1 (hwmon0): 97.0!"};
+    });
+    journal().take();
+    constexpr int failures = 100000;
+    for (int i = 0; i < failures; ++i)
+    {
+        journal().answer("sd_bus_add_object_vtable", -ENOBUFS);
+    }
+    machine.write("new/name", "chip");
+    machine.write("new/temp1_input", "97000");
+    std::filesystem::rename(machine.path() / "new", chips / "hwmon1");
+    std::filesystem::rename(chips / "hwmon0", machine.path() / "gone");
+    runUntil([] {
+        return texts().empty();
+    });
+    int rounds = 0;
+    runUntil([&rounds] {
+        return ++rounds > 20;
+    });
+    Lines own = journal().take("log 2 310");
+    std::erase_if(own, [](const std::string& line) {
+        return line.find("unable to make the component") == std::string::npos;
+    });
+    EXPECT_THAT(own,
+                testing::ElementsAre(HasSubstr(root + "/a/chip_2fhwmon1")));
+    journal().clear();
+    runUntil([] {
+        return texts() == Lines{"chip/temp1 (hwmon1): 97.0!"};
+    });
 }
 
 TEST_F(MonitorOfAMachine, HasAComponentForWhatTheMachineLacks)
