@@ -26,11 +26,14 @@ auto findNamed(Faults& faults, const SourceFault& wanted)
     });
 }
 
-/** Whether a fault stands for those without a place. Its arguments count. */
-bool standsForMore(const SourceFault& fault)
+/** Whether a fault is reported anew when its arguments change: how many faults
+ *  have no place, or why a source cannot be read. Others keep the reading that
+ *  they began with. */
+bool followsArguments(const SourceFault& fault)
 {
     return fault.messageId == moreFaultsId ||
-           fault.messageId == moreCriticalFaultsId;
+           fault.messageId == moreCriticalFaultsId ||
+           fault.messageId == unreadableId;
 }
 
 } // namespace
@@ -120,7 +123,7 @@ bool ComponentFaults::isReported(const SourceFault& fault) const
 {
     const auto found = findNamed(reported, fault);
     return found != reported.end() &&
-           (!standsForMore(fault) || found->arguments == fault.arguments);
+           (!followsArguments(fault) || found->arguments == fault.arguments);
 }
 
 /** What is reported and should not be, the least important one last. */
@@ -132,7 +135,7 @@ ComponentFaults::outdatedReports(const Faults& wanted) const
                          [&](const SourceFault& fault) {
                              const auto found = findNamed(wanted, fault);
                              return found == wanted.end() ||
-                                    (standsForMore(fault) &&
+                                    (followsArguments(fault) &&
                                      found->arguments != fault.arguments);
                          });
     std::ranges::stable_sort(outdated, std::greater(), &SourceFault::level);

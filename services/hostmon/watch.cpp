@@ -61,21 +61,21 @@ void Watch::takeValue(double value)
 
 void Watch::takeFailure(const std::string& cause)
 {
-    if (!unreadable)
+    if (cause != failure)
     {
         SERVICE_LOG(log::warning, "%s.%d.%s: %s: %s", name.c_str(),
                     cause.c_str());
     }
-    unreadable = true;
+    failure = cause;
     add(unreadableId, Level::warning, {name, cause});
 }
 
 void Watch::takeSuccess()
 {
-    if (unreadable)
+    if (failure)
     {
         remove(unreadableId);
-        unreadable = false;
+        failure.reset();
     }
 }
 

@@ -8,6 +8,7 @@
 #include "limits.hpp"
 #include "source_reader.hpp"
 
+#include <optional>
 #include <string>
 
 namespace healthintf::hostmon
@@ -47,7 +48,8 @@ class Watch
     FaultTexts texts;
     std::string sensorPath;
     LevelTracker tracker;
-    bool unreadable = false;
+    /** Why the source cannot be read; nothing while it can. */
+    std::optional<std::string> failure;
 };
 
 /** What a source read, and its level, as a line for people. */

@@ -140,6 +140,21 @@ TEST_F(WatchOfASource, ReportsThatItCannotReadUntilItCan)
     EXPECT_EQ(texts(), Lines{});
 }
 
+TEST_F(WatchOfASource, SaysThePresentCauseOfThatItCannotRead)
+{
+    failure = "no answer within 10.0 seconds";
+    check(0);
+    check(0);
+    failure = "/var is not mounted";
+    check(0);
+    check(0);
+    EXPECT_EQ(texts(), Lines{"/var: /var is not mounted"});
+    EXPECT_THAT(journal().take("log 2 310"),
+                testing::ElementsAre(
+                    testing::EndsWith("/var: no answer within 10.0 seconds"),
+                    testing::EndsWith("/var: /var is not mounted")));
+}
+
 TEST_F(WatchOfASource, KeepsItsLevelWhileItCannotRead)
 {
     check(85);
