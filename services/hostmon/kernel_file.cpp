@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <cstddef>
 #include <fstream>
 #include <stdexcept>
@@ -62,7 +63,8 @@ double numberAfter(const std::string& text, const std::string& label,
         if (start != std::string::npos &&
             std::from_chars(text.data() + start, text.data() + text.size(),
                             number)
-                    .ec == std::errc{})
+                    .ec == std::errc{} &&
+            std::isfinite(number))
         {
             return number;
         }

@@ -127,8 +127,8 @@ bool livesByPidfile(const fs::path& proc, const fs::path& pidfile)
 {
     try
     {
-        const std::string text = contentOf(pidfile);
-        const std::string id = text.substr(0, text.find_first_of(" \t\r\n"));
+        std::string id;
+        std::istringstream(contentOf(pidfile)) >> id;
         return isNumber(id) && lives(readProcess(proc / id));
     }
     catch (const std::system_error&)

@@ -70,6 +70,14 @@ TEST(KernelFile, SaysWhetherItIsThereWhenItCannotBeRead)
     EXPECT_FALSE(isGone(failureOf("/proc/meminfo")));
 }
 
+TEST(NumberInAText, IsFinite)
+{
+    for (const char* text : {"nan", "inf", "-inf"})
+    {
+        EXPECT_THROW(numberAfter(text, "", "f"), std::runtime_error) << text;
+    }
+}
+
 TEST(NumberInAText, StandsBehindItsLabel)
 {
     EXPECT_EQ(numberAfter("A:  5 kB\nB: 6.5", "A:", "f"), 5);

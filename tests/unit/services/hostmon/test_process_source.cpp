@@ -66,6 +66,7 @@ TEST_F(Processes, LiveByTheIdInAFile)
 {
     EXPECT_TRUE(lives("10\n"));
     EXPECT_TRUE(lives("11"));
+    EXPECT_TRUE(lives("        11\n")) << "filled up with blanks";
     EXPECT_FALSE(lives("12\n")) << "a zombie";
     EXPECT_FALSE(lives("99\n"));
     EXPECT_FALSE(lives(""));
