@@ -36,6 +36,26 @@ bool followsArguments(const SourceFault& fault)
            fault.messageId == unreadableId;
 }
 
+/** A fault's text where the registry has none. */
+std::string ownTextOf(const SourceFault& fault)
+{
+    std::string text = fault.messageId;
+    for (const std::string& argument : fault.arguments)
+    {
+        text +=
+            (&argument == &fault.arguments.front() ? " (" : ", ") + argument;
+    }
+    return text + ")";
+}
+
+/** A fault's severity as registries count it. */
+uint32_t severityOf(const SourceFault& fault)
+{
+    constexpr uint32_t criticalSeverity = 1;
+    constexpr uint32_t warningSeverity = 2;
+    return fault.level == Level::critical ? criticalSeverity : warningSeverity;
+}
+
 } // namespace
 
 ComponentFaults::ComponentFaults(std::string ownKey,
@@ -161,9 +181,17 @@ void ComponentFaults::makeRoom(const SourceFault& fault, Faults& outdated)
 bool ComponentFaults::addReport(const SourceFault& fault)
 {
     SourceFault report = fault;
-    const int status = component.addFault(
+    int status = component.addFault(
         report.messageId, report.sensorPath, report.arguments, report.fqdd,
         report.subSystem, report.sensorNumber, report.sensorType);
+    if (status == health_namespace::statusNotRead)
+    {
+        // Without the registry the machine must not seem to be well.
+        status = component.addFault(
+            fault.messageId, fault.sensorPath, fault.arguments, fault.fqdd,
+            fault.subSystem, fault.sensorNumber, fault.sensorType,
+            ownTextOf(fault), severityOf(fault), "", 0);
+    }
     if (status != health_namespace::statusOk)
     {
         SERVICE_LOG(log::warning,

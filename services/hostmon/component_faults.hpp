@@ -63,7 +63,8 @@ class ComponentFaults
     void remove(const std::string& messageId, const std::string& sensorPath);
 
     /** Reports what has changed. New faults come before old ones go, so that
-     *  the health does not dip in between. What cannot be reported is logged
+     *  the health does not dip in between. A fault whose message no registry
+     *  has gets a text of its own. What cannot be reported is logged
      *  and tried again the next time; until then an older fault of the same
      *  sensor stays. */
     void report();

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cerrno>
 #include <memory>
 #include <string>
 #include <vector>
@@ -94,6 +95,18 @@ TEST_F(FaultsOfAComponent, AreAllReportedWhileThereIsRoom)
                                                  "7", "8", "9", "10"));
 }
 
+TEST_F(FaultsOfAComponent, AreReportedWithoutATextWhereTheRegistryHasNone)
+{
+    platform().messages.clear();
+    add(1);
+    add(2, Level::critical, "sensor");
+    EXPECT_THAT(reported(), UnorderedElementsAre("W (1)", "C (sensor)"));
+    EXPECT_EQ(component->computeHealthStatusFromFaultList(), 4u);
+    remove(2, Level::critical);
+    EXPECT_EQ(reported(), Lines{"W (1)"});
+    EXPECT_EQ(component->computeHealthStatusFromFaultList(), 3u);
+}
+
 TEST_F(FaultsOfAComponent, AreCountedWhereTheyHaveNoPlace)
 {
     addRange(1, 11);
@@ -169,7 +182,7 @@ TEST_F(FaultsOfAComponent, NeverMakeTheLibraryDropOne)
 TEST_F(FaultsOfAComponent, AreReportedWithTheNewestArguments)
 {
     add(1, Level::warning, "early");
-    journal().answer("MsgRegGetContentWNByMsgID", 1);
+    journal().answer("sd_bus_add_object_vtable", -ENOBUFS);
     EXPECT_EQ(reported(), Lines{});
     add(1, Level::warning, "late");
     EXPECT_EQ(reported(), Lines{"late"});
@@ -184,7 +197,7 @@ TEST_F(FaultsOfAComponent, KeepTheOlderOneOfASensorWhileTheNewCannotBeReported)
     remove(1);
     remove(2);
     add(1, Level::critical);
-    journal().answer("MsgRegGetContentWNByMsgID", 1);
+    journal().answer("sd_bus_add_object_vtable", -ENOBUFS);
     EXPECT_EQ(reported(), Lines{"1"});
     EXPECT_EQ(reported(), Lines{"1!"});
 }

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cerrno>
 #include <memory>
 #include <optional>
 #include <string>
@@ -122,7 +123,7 @@ TEST_F(WatchOfASource, TellsWhatTheFaultIsOn)
 
 TEST_F(WatchOfASource, TriesAgainWhatCouldNotBeReported)
 {
-    journal().answer("MsgRegGetContentWNByMsgID", 1);
+    journal().answer("sd_bus_add_object_vtable", -ENOBUFS);
     check(85);
     EXPECT_EQ(texts(), Lines{});
     check(85);
