@@ -130,6 +130,11 @@ std::string ConfigTable::text(const std::string& key,
     {
         fail(key, "must be a text");
     }
+    // Names and paths end there, for the kernel and the bus.
+    if (value->find('\0') != std::string::npos)
+    {
+        fail(key, "must have no NUL");
+    }
     return *value;
 }
 

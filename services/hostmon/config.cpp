@@ -106,6 +106,11 @@ WatchConfig readProcess(ConfigTable& table)
     ProcessAlive process;
     (table.has("name") ? process.name : process.pidfile) =
         table.text(table.has("name") ? "name" : "pidfile");
+    const std::string names = "|" + process.name + "|";
+    if (!process.name.empty() && names.find("||") != std::string::npos)
+    {
+        table.fail("name", "must have a name on each side of \"|\"");
+    }
     // None alive is the level that is asked for, at once and without slack.
     constexpr double none = 0.5;
     const bool critical = table.oneOf("severity", {"critical", "warning"},

@@ -158,6 +158,14 @@ TEST(ConfigText, NamesFileLineAndKeyOfWhatIsWrong)
               "file.toml:2: process.name: give either name or pidfile");
     EXPECT_EQ(errorOf("[[process]]\nseverity = \"critical\""),
               "file.toml:1: process.name: give either name or pidfile");
+    for (const char* name : {"|", "a|", "|a", "a||b"})
+    {
+        EXPECT_EQ(errorOf("[[process]]\nname = \"" + std::string(name) + "\""),
+                  "file.toml:2: process.name: must have a name on each side of "
+                  "\"|\"");
+    }
+    EXPECT_EQ(errorOf("[[process]]\nname = \"a\\u0000b\""),
+              "file.toml:2: process.name: must have no NUL");
     EXPECT_EQ(errorOf("[[process]]\nname = \"a\"\nseverity = \"bad\""),
               "file.toml:3: process.severity: must be one of \"critical\", "
               "\"warning\"");
