@@ -1,8 +1,13 @@
+#include "child.hpp"
 #include "library_test.hpp"
 
 #include <com/vexa/olvar/healthmgr/HealthStatus/record_holders.hpp>
 
+#include <unistd.h>
+
+#include <future>
 #include <stdexcept>
+#include <thread>
 
 namespace healthintf::binding
 {
@@ -83,6 +88,52 @@ TEST_F(HoldersOfARecord, DoNotHoldWhatCouldNotBeMade)
     EXPECT_THROW(create(&youngest, 3), std::runtime_error);
     set(&oldest, 2);
     EXPECT_EQ(recorded(), 2U);
+}
+
+/** Ends a child that waits for good. */
+constexpr unsigned longestChild = 10;
+
+TEST_F(HoldersOfARecord, AreFreeInAChildOfAProcessThatChangesOne)
+{
+    std::promise<void> changing;
+    std::promise<void> forked;
+    journal().fail("datacache_healthstatus_set_property", [&] {
+        changing.set_value();
+        forked.get_future().wait();
+    });
+    std::thread changer([this] {
+        auto& ofThisProcess = RecordHolders::ofThisProcess();
+        ofThisProcess.create(&oldest, path, {{"HealthStatus", uint32_t{1}}});
+        ofThisProcess.setProperty(&oldest, path, "HealthStatus", uint32_t{2});
+        ofThisProcess.remove(&oldest, path);
+    });
+    changing.get_future().wait();
+    EXPECT_EQ(inChild([this] {
+                  alarm(longestChild);
+                  return RecordHolders::ofThisProcess().create(
+                      &youngest, path, {{"HealthStatus", uint32_t{3}}});
+              }),
+              0);
+    forked.set_value();
+    changer.join();
+}
+
+TEST_F(HoldersOfARecord, AreNoneOfTheParentsInAChild)
+{
+    auto& parents = RecordHolders::ofThisProcess();
+    parents.create(&oldest, path, {{"HealthStatus", uint32_t{2}}});
+    EXPECT_EQ(inChild([this] {
+                  auto& own = RecordHolders::ofThisProcess();
+                  own.create(&youngest, path, {{"HealthStatus", uint32_t{3}}});
+                  const bool hadOthers =
+                      own.healthWithout(&youngest, path) != 0;
+                  own.remove(&youngest, path);
+                  return !hadOthers && platform().healthRecords.empty() ? 0 : 1;
+              }),
+              0)
+        << "the child's record would stay with what the parent's node said";
+    EXPECT_EQ(parents.healthWithout(&youngest, path), 2U);
+    parents.remove(&oldest, path);
 }
 
 } // namespace

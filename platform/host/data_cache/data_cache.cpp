@@ -80,8 +80,6 @@ void removeLeftovers(const fs::path& folder)
 
 std::unique_ptr<OwnRecords> makeRecords()
 {
-    static std::once_flag forksHandled;
-    std::call_once(forksHandled, handleForks);
     const fs::path folder = dataCacheFolder();
     removeLeftovers(folder);
     auto made = std::make_unique<OwnRecords>(folder, segmentCapacity());
@@ -178,6 +176,9 @@ OwnRecords& ownRecords()
     {
         return *made;
     }
+    // Before the lock is taken: a child must not inherit it.
+    static std::once_flag forksHandled;
+    std::call_once(forksHandled, handleForks);
     const std::lock_guard lock(making);
     if (OwnRecords* made = own.load(std::memory_order_acquire))
     {

@@ -2,6 +2,8 @@
 
 /** @file What each process opens once. */
 
+#include <platform/of_each_process.hpp>
+
 #include <sys/types.h>
 
 #include <unistd.h>
@@ -33,7 +35,7 @@ class OpenedOnce
         {
             return *mine;
         }
-        const std::lock_guard lock(opening);
+        const std::lock_guard lock(opening.get());
         if (Store* mine = opened())
         {
             return *mine;
@@ -63,7 +65,9 @@ class OpenedOnce
     };
 
     std::atomic<const Entry*> current{nullptr};
-    std::mutex opening;
+    /** Each process has one of its own: in a child of fork() the parent's may
+     *  stay locked. */
+    OfEachProcess<std::mutex> opening;
 };
 
 } // namespace healthintf::host

@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <future>
 #include <list>
 #include <memory>
 #include <stdexcept>
@@ -84,6 +87,28 @@ TEST_F(Opened, IsAnotherOneInAChild)
               }),
               0);
     EXPECT_EQ(get().number, 1);
+}
+
+TEST_F(Opened, IsOpenedInAChildOfAProcessThatIsOpeningIt)
+{
+    std::promise<void> opening;
+    std::promise<void> forked;
+    std::thread opener([&] {
+        once.get([&] {
+            opening.set_value();
+            forked.get_future().wait();
+            return std::make_unique<Store>(Store{1});
+        });
+    });
+    opening.get_future().wait();
+    EXPECT_EQ(test::inChild([this] {
+                  constexpr unsigned longestChild = 10;
+                  alarm(longestChild);
+                  return get().number == 1 ? 0 : 1;
+              }),
+              0);
+    forked.set_value();
+    opener.join();
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "record_holders.hpp"
 
+#include <platform/of_each_process.hpp>
+
 #include <algorithm>
 #include <variant>
 
@@ -14,9 +16,8 @@ constexpr const char* healthProperty = "HealthStatus";
 
 RecordHolders& RecordHolders::ofThisProcess()
 {
-    // Never destroyed: objects that outlive main() still use it.
-    static RecordHolders& all = *new RecordHolders;
-    return all;
+    static constinit OfEachProcess<RecordHolders> all;
+    return all.get();
 }
 
 int RecordHolders::create(const void* holder, const std::string& path,

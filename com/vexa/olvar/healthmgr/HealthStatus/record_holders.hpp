@@ -23,7 +23,8 @@ namespace healthintf::binding
 class RecordHolders
 {
   public:
-    /** The holders of this process. */
+    /** The holders of this process. A child of fork() has none at first, as it
+     *  has no records. */
     static RecordHolders& ofThisProcess();
 
     /** Adds an object, the youngest at its path from now on, and creates or
