@@ -94,16 +94,21 @@ void KeptSegments::add(SegmentReader segment)
     }
     if (segments.size() == most)
     {
-        before.reset();
-        segments.clear();
+        giveUp();
         return;
     }
     segments.push_back(std::move(segment));
 }
 
-void KeptSegments::endListing(bool complete)
+void KeptSegments::giveUp()
 {
-    listed = complete ? before : std::nullopt;
+    before.reset();
+    forget();
+}
+
+void KeptSegments::endListing()
+{
+    listed = before;
 }
 
 LentSegments::LentSegments()

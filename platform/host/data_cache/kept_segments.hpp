@@ -52,10 +52,11 @@ class KeptSegments
     /** Keeps a segment that was found. */
     void add(SegmentReader segment);
 
-    /** Lets areThoseOf() be true from now on, if all were kept.
-     *
-     *  @param[in] complete whether all segments could be opened */
-    void endListing(bool complete);
+    /** Closes all, and keeps none of those that this listing still finds. */
+    void giveUp();
+
+    /** Lets areThoseOf() be true from now on, if all were kept. */
+    void endListing();
 
     /** Closes all. */
     void forget();

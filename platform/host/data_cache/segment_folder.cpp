@@ -207,14 +207,37 @@ bool isShortOfFiles(int code)
     return code == EMFILE || code == ENFILE || code == ENOMEM;
 }
 
+/** Opens a segment, if need be in the place of those that are kept open.
+ *
+ *  @return nothing when the file is no segment
+ *  @throws std::system_error when this process may open no more files */
+std::optional<SegmentReader> openSegment(int folder, const char* name,
+                                         KeptSegments& kept)
+{
+    errno = 0;
+    auto segment = SegmentReader::open(folder, name);
+    if (segment || !isShortOfFiles(errno))
+    {
+        return segment;
+    }
+    kept.giveUp();
+    errno = 0;
+    segment = SegmentReader::open(folder, name);
+    if (!segment && isShortOfFiles(errno))
+    {
+        throw std::system_error(errno, std::generic_category(), name);
+    }
+    return segment;
+}
+
 /** Lists a folder, visits each segment once, whatever its names, whose owner
  *  lives, within the budgets of the users, and keeps it open. */
 void listLiving(const fs::path& folder, KeptSegments& kept, Budgets& budgets,
                 const std::function<void(const SegmentReader&)>& visit)
 {
-    kept.beginListing(folder);
-    bool complete = true;
+    kept.forget();
     FolderEntries names(folder);
+    kept.beginListing(folder);
     Openings openings(names.descriptor(), openedByReaders);
     std::set<ino_t> opened;
     while (const dirent64* entry = names.next())
@@ -226,9 +249,7 @@ void listLiving(const fs::path& folder, KeptSegments& kept, Budgets& budgets,
             continue;
         }
         opened.insert(entry->d_ino);
-        errno = 0;
-        auto segment = SegmentReader::open(names.descriptor(), name);
-        complete &= segment || !isShortOfFiles(errno);
+        auto segment = openSegment(names.descriptor(), name, kept);
         if (segment && segment->isOwned() &&
             budgets.takeSegment(segment->user()))
         {
@@ -236,7 +257,7 @@ void listLiving(const fs::path& folder, KeptSegments& kept, Budgets& budgets,
             kept.add(std::move(*segment));
         }
     }
-    kept.endListing(complete);
+    kept.endListing();
 }
 
 /** Visits the segments whose owners live; those of the query before are still

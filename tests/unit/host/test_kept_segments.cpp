@@ -31,7 +31,7 @@ class KeptSegmentsTest : public testing::Test
     }
 
     /** Lists the folder as a query does. */
-    void list(bool complete = true)
+    void list()
     {
         kept.beginListing(cache);
         const FileDescriptor opened(
@@ -42,7 +42,7 @@ class KeptSegmentsTest : public testing::Test
                                          entry.path().filename().c_str())
                          .value());
         }
-        kept.endListing(complete);
+        kept.endListing();
     }
 
     test::TemporaryFolder folder;
@@ -94,11 +94,16 @@ TEST_F(KeptSegmentsTest, AreNoneWhileAChangeOfTheFolderMightNotShow)
     EXPECT_TRUE(kept.all().empty());
 }
 
-TEST_F(KeptSegmentsTest, AreNoneWhenOneCouldNotBeOpened)
+TEST_F(KeptSegmentsTest, AreNoneOnceTheListingHasGivenThemUp)
 {
+    own.emplace_back(cache, capacity);
     waitUntilSettled(cache);
-    list(false);
+    kept.beginListing(cache);
+    kept.giveUp();
+    kept.endListing();
     EXPECT_FALSE(kept.areThoseOf(cache));
+    list();
+    EXPECT_TRUE(kept.areThoseOf(cache));
 }
 
 TEST_F(KeptSegmentsTest, AreAsManyAsMayBe)
@@ -125,7 +130,7 @@ TEST_F(KeptSegmentsTest, AreLentToOneQueryAtATime)
     {
         LentSegments first;
         first.get().beginListing(cache);
-        first.get().endListing(true);
+        first.get().endListing();
         LentSegments second;
         EXPECT_NE(&first.get(), &second.get());
         EXPECT_FALSE(second.get().areThoseOf(cache));

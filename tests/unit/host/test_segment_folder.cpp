@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <ctime>
 #include <fstream>
@@ -142,6 +143,16 @@ class SegmentFolder : public testing::Test
             names.insert(dead.name);
         }
         return names;
+    }
+
+    /** Lets this process open only so many files more. */
+    static void leaveFiles(rlim_t count)
+    {
+        const int next = dup(STDIN_FILENO);
+        close(next);
+        const rlim_t most = static_cast<rlim_t>(next) + count;
+        const rlimit few{most, most};
+        setrlimit(RLIMIT_NOFILE, &few);
     }
 
     test::TemporaryFolder folder;
@@ -387,11 +398,7 @@ TEST_F(SegmentFolder, TakesNothingForDeadThatItCannotOpen)
     const auto other = owner({{"/b", "1"}});
     EXPECT_EQ(test::inChild([this] {
                   // As many as the folder itself needs.
-                  const int next = dup(STDIN_FILENO);
-                  close(next);
-                  const rlimit few{static_cast<rlim_t>(next) + 1,
-                                   static_cast<rlim_t>(next) + 1};
-                  setrlimit(RLIMIT_NOFILE, &few);
+                  leaveFiles(1);
                   return deadNames().empty() ? 0 : 1;
               }),
               0);
@@ -565,6 +572,45 @@ TEST_F(KeptOpen, AreOpenedAgainByAChildThatHasFilesInTheirPlaces)
               }),
               0);
     EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "2"}}));
+}
+
+TEST_F(KeptOpen, AreFewerThanThereAreWhereFilesAreScarce)
+{
+    constexpr int others = 8;
+    Map all{{"/a", "1"}};
+    std::vector<std::unique_ptr<Child>> owners;
+    for (int i = 0; i < others; ++i)
+    {
+        const std::string path = "/b" + std::to_string(i);
+        all.emplace(path, "2");
+        owners.push_back(owner({{path, "2"}}));
+    }
+    test::waitUntilSettled(cache);
+    EXPECT_EQ(test::inChild([&] {
+                  // For the folder, the same kept open, and a few segments.
+                  constexpr rlim_t few = 5;
+                  leaveFiles(few);
+                  return read() == all && read() == all ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(KeptOpen, AreNotTakenForAllWithoutAFileForOne)
+{
+    EXPECT_EQ(test::inChild([this] {
+                  // For the folder alone.
+                  leaveFiles(1);
+                  try
+                  {
+                      read();
+                  }
+                  catch (const std::system_error& e)
+                  {
+                      return e.code().value();
+                  }
+                  return 0;
+              }),
+              EMFILE);
 }
 
 TEST_F(KeptOpen, CountTheirRankAsBefore)
