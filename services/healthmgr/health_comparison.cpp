@@ -62,11 +62,31 @@ void tell(const Healths& records, const std::string& key,
 
 } // namespace
 
+/** Takes the nodes out that have no record any more. */
+std::vector<std::string> HealthComparison::takeGone(const Healths& records)
+{
+    std::vector<std::string> gone;
+    for (const std::string& key : known)
+    {
+        if (!records.contains(key))
+        {
+            gone.push_back(key);
+        }
+    }
+    known.clear();
+    for (const auto& [key, health] : records)
+    {
+        known.insert(known.end(), key);
+    }
+    return gone;
+}
+
 HealthComparison::Findings HealthComparison::compare(
     const Healths& records,
     const std::function<bool(const std::string&)>& isHosted)
 {
     Findings findings;
+    findings.untold = takeGone(records);
     const Healths worst = worstOfChildren(records);
     std::map<std::string, Difference> now;
     for (const auto& [key, held] : records)

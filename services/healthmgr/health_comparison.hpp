@@ -1,12 +1,13 @@
 #pragma once
 
 /** @file Finds the nodes held here whose health is not that of their
- *  children. */
+ *  children, and the nodes that are gone. */
 
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -26,7 +27,8 @@ class HealthComparison
     /** What is to be done. */
     struct Findings
     {
-        /** Whose health is to be told to their parents again. */
+        /** Whose health is to be told to their parents: again, or for the first
+         *  time because their records are gone. */
         std::vector<std::string> untold;
         /** Nodes with others that begin alike, which a new node takes for its
          *  children: each pair is to be told that there is no such child. */
@@ -38,12 +40,19 @@ class HealthComparison
     };
 
     /** Compares the nodes of this process, which have no health of their own,
-     *  with the worst of their children.
+     *  with the worst of their children, and all nodes with those of the
+     *  comparison before.
      *
      *  @param[in] records the health of all nodes
      *  @param[in] isHosted whether a node is held here */
     Findings compare(const Healths& records,
                      const std::function<bool(const std::string&)>& isHosted);
+
+    /** Notes that the parent of a node was told of its end. */
+    void noteEnd(const std::string& key)
+    {
+        known.erase(key);
+    }
 
     /** Forgets what was of no use, so that it is tried again. */
     void beginAnew()
@@ -59,7 +68,11 @@ class HealthComparison
         std::size_t times = 0;
     };
 
+    std::vector<std::string> takeGone(const Healths& records);
+
     std::map<std::string, Difference> differing;
+    /** The nodes that had records at the last comparison. */
+    std::set<std::string> known;
 };
 
 } // namespace healthintf::healthmgr

@@ -8,8 +8,10 @@
 #include <com/vexa/olvar/healthmgr/names.hpp>
 #include <hmi_health.hpp>
 #include <hmi_health_value.hpp>
+#include <platform/data_abstraction/results.hpp>
 
 #include <chrono>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -41,6 +43,25 @@ constexpr std::chrono::seconds afterChange{1};
 /** How often to look, also without cause, whether all is in order, and for
  *  nodes that nobody needs. */
 constexpr std::chrono::seconds idlePeriod{10};
+
+/** The health of all nodes; nothing when the data cache cannot be read. */
+std::optional<HealthComparison::Healths> readHealths()
+{
+    std::map<std::string, HealthStatus_gen> records;
+    const long result = DataAbstraction::HealthStatus::get_map_by_path_prefixes(
+        {}, {}, records);
+    if (result != DataAbstraction::readOk &&
+        result != DataAbstraction::readNoRecords)
+    {
+        return std::nullopt;
+    }
+    HealthComparison::Healths healths;
+    for (const auto& [key, record] : records)
+    {
+        healths.emplace_hint(healths.end(), key, record.healthStatus());
+    }
+    return healths;
+}
 
 } // namespace
 
@@ -174,6 +195,10 @@ void TreeKeeper::askAboutEnds(const std::string& sender)
         for (const std::string& key : reported.endQuestion(sender))
         {
             const auto record = host::findHealthRecord(key);
+            if (!record)
+            {
+                comparison.noteEnd(key);
+            }
             if (!record || record->health != health_namespace::healthNone)
             {
                 changed.push_back(key);
@@ -260,6 +285,7 @@ bool TreeKeeper::withdrawTheDead()
                     "%s.%d.%s: process %d is gone, withdrawing %s",
                     static_cast<int>(owner.pid), key.c_str());
         reported.forget(key);
+        comparison.noteEnd(key);
         keys.push_back(key);
     }
     announcer.announce(keys);
@@ -316,17 +342,14 @@ void TreeKeeper::compareSoon()
 
 void TreeKeeper::compareHealths()
 {
-    std::map<std::string, HealthStatus_gen> records;
-    DataAbstraction::HealthStatus::get_map_by_path_prefixes({}, {}, records);
-    HealthComparison::Healths healths;
-    for (const auto& [key, record] : records)
+    HealthComparison::Findings findings;
+    // In a cache that cannot be read nothing is gone.
+    if (const auto healths = readHealths())
     {
-        healths.emplace_hint(healths.end(), key, record.healthStatus());
-    }
-    const auto findings =
-        comparison.compare(healths, [this](const std::string& key) {
+        findings = comparison.compare(*healths, [this](const std::string& key) {
             return nodes.hosts(key);
         });
+    }
     for (const std::string& key : findings.stale)
     {
         // What differs may be a daemon's, which has faults of its own.

@@ -160,12 +160,50 @@ class SilentRecords : public KeptTree
                   std::chrono::seconds(1));
     }
 
+    /** Waits until the keeper compares nothing any more, which it does for a
+     *  second after a change. */
+    void waitForRest()
+    {
+        const auto rested =
+            std::chrono::steady_clock::now() + std::chrono::milliseconds(1300);
+        while (std::chrono::steady_clock::now() < rested)
+        {
+            constexpr uint64_t step = 50'000;
+            sd_event_run(service.loop.get(), step);
+        }
+    }
+
     std::set<std::string> keys;
 };
 
 TEST_F(SilentRecords, CountNoLongerOnceTheyAreGone)
 {
     waitFor("/p", 4);
+    datacache_healthstatus_remove(root + "/p/c");
+    waitFor("/p", 0);
+}
+
+TEST_F(SilentRecords, CountNoLongerAlsoInADaemonsNode)
+{
+    put("/d/c", 4);
+    test::Component daemon(root + "/d", 1);
+    service.runUntil("health", [] {
+        return recordedHealth(root + "/d") == 4;
+    });
+    waitForRest();
+    datacache_healthstatus_remove(root + "/d/c");
+    const auto start = std::chrono::steady_clock::now();
+    service.runUntil("end", [] {
+        return recordedHealth(root + "/d") == 1;
+    });
+    EXPECT_LT(std::chrono::steady_clock::now() - start,
+              std::chrono::seconds(1));
+}
+
+TEST_F(SilentRecords, CountNoLongerHoweverLateTheyGo)
+{
+    waitFor("/p", 4);
+    waitForRest();
     datacache_healthstatus_remove(root + "/p/c");
     waitFor("/p", 0);
 }

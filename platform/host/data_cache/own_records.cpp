@@ -110,6 +110,11 @@ int OwnRecords::remove(RecordKind kind, std::string_view path)
     }
     segment.remove(entry->second);
     slots.erase(entry);
+    if (kind == RecordKind::healthStatus)
+    {
+        // The node's last word comes before this, and no other after it.
+        segment.tellWatchers();
+    }
     return 0;
 }
 

@@ -47,7 +47,8 @@ class OwnRecords
      *  @return 0, or ENOENT without a record */
     int setLive(RecordKind kind, std::string_view path, uint32_t value);
 
-    /** Removes a record, which needs no room.
+    /** Removes a record, which needs no room. Who watches the folder is told
+     *  that a health record is gone.
      *
      *  @return 0, or ENOENT without a record */
     int remove(RecordKind kind, std::string_view path);

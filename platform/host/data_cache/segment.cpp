@@ -422,6 +422,13 @@ void Segment::remove(uint32_t slot) noexcept
     giveBack(place);
 }
 
+void Segment::tellWatchers() noexcept
+{
+    // The kernel tells of nothing that is written through a mapping, but of new
+    // times of a file.
+    futimens(file.get(), nullptr);
+}
+
 std::string_view Segment::payloadOf(uint32_t slot) const
 {
     const char* block = blockAt(placeOf(slot));

@@ -99,6 +99,9 @@ class Segment
     /** Removes the record of a slot, if there is one. Needs no room. */
     void remove(uint32_t slot) noexcept;
 
+    /** Lets those who watch the folder of the file know of a change. */
+    void tellWatchers() noexcept;
+
     /** The payload of a record, valid until the next change. */
     std::string_view payloadOf(uint32_t slot) const;
 

@@ -79,6 +79,17 @@ TEST_F(ComparedHealth, OfANodeThatTellingDoesNotHelpIsMadeAnewOnce)
     EXPECT_THAT(compare(4).stale, ElementsAre("/r/a"));
 }
 
+TEST_F(ComparedHealth, IsToldOnceOfANodeThatIsGone)
+{
+    EXPECT_TRUE(asksForNothing(compare()));
+    records.erase("/r/daemon/daemon");
+    EXPECT_THAT(compare().untold, ElementsAre("/r/daemon/daemon"));
+    EXPECT_TRUE(asksForNothing(compare()));
+    records.erase("/r/daemon");
+    comparison.noteEnd("/r/daemon");
+    EXPECT_TRUE(asksForNothing(compare())) << "its parent was told";
+}
+
 TEST_F(ComparedHealth, OfNodesThatBeginAlikeIsToldApart)
 {
     records = {{"/r", 3}, {"/r/a", 3}, {"/r/a1", 3}, {"/r/a1/b", 3}};

@@ -82,6 +82,18 @@ TEST_F(WatchedSegments, AreToldOfOnceForSeveralOwners)
     EXPECT_EQ(toldSoFar(), 1);
 }
 
+TEST_F(WatchedSegments, AreToldOfWhenAHealthRecordIsRemoved)
+{
+    const auto owner = reporter([] {
+        datacache_healthstatus_remove("/a");
+        Child::Parent::waitForever();
+    });
+    constexpr uint64_t patience = 20'000'000;
+    while (changes == 0 && sd_event_run(loop.get(), patience) > 0)
+    {}
+    EXPECT_EQ(changes, 1);
+}
+
 TEST_F(WatchedSegments, AreNotToldOfWhenOthersOnlyRead)
 {
     const auto owner = reporter([] {
