@@ -90,7 +90,15 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
                              comparison.beginAnew();
                              reconciliation.request();
                          })),
-    filter(connection, nodes, announcer),
+    filter(connection, nodes, announcer,
+           {.replace =
+                [this](const std::string& key) {
+                    replaceEnded(key);
+                },
+            .take =
+                [this](auto& message) {
+                    takeUpdate(message);
+                }}),
     updates(connection.bus(),
             "type='signal'," + rules::interface(Interface::interface) +
                 rules::member(Interface::HealthStatusUpdate::name),
@@ -217,6 +225,19 @@ void TreeKeeper::completeAbove(const std::string& key)
         !host::findHealthRecord(parent) && host::findHealthRecord(key))
     {
         hosting.request();
+    }
+}
+
+/** Makes a node in the place of one that ended, so that its parent does not
+ *  lose what is below. */
+void TreeKeeper::replaceEnded(const std::string& key)
+{
+    std::map<std::string, HealthStatus_gen> below;
+    DataAbstraction::HealthStatus::get_map_by_path_prefixes({}, {key + "/"},
+                                                            below);
+    if (!below.empty())
+    {
+        hosting.attempt();
     }
 }
 

@@ -57,6 +57,7 @@ class TreeKeeper
     void meet(const std::string& sender);
     void askAboutEnds(const std::string& sender);
     void completeAbove(const std::string& key);
+    void replaceEnded(const std::string& key);
     void takeNameLoss(sdbusplus::message_t& message);
 
     void watchSegments(services::EventLoop& loop);

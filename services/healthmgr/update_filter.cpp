@@ -8,6 +8,7 @@
 #include <hmi_health_value.hpp>
 
 #include <string_view>
+#include <utility>
 
 namespace healthintf::healthmgr
 {
@@ -34,9 +35,9 @@ bool isRecordable(const char* path)
 } // namespace
 
 UpdateFilter::UpdateFilter(services::Connection& connection, HostedNodes& nodes,
-                           RecordAnnouncer& announcer) :
+                           RecordAnnouncer& announcer, EndHandlers ends) :
     connection(connection),
-    nodes(nodes), announcer(announcer),
+    nodes(nodes), announcer(announcer), ends(std::move(ends)),
     filter(connection.get(), [this](sd_bus_message* message) {
         return refuses(message);
     })
@@ -45,11 +46,12 @@ UpdateFilter::UpdateFilter(services::Connection& connection, HostedNodes& nodes,
 bool UpdateFilter::refuses(sd_bus_message* message)
 {
     if (sd_bus_message_is_signal(message, Interface::interface,
-                                 Interface::HealthStatusUpdate::name) <= 0 ||
-        connection.uniqueName() == sd_bus_message_get_sender(message))
+                                 Interface::HealthStatusUpdate::name) <= 0)
     {
         return false;
     }
+    const bool isOwn =
+        connection.uniqueName() == sd_bus_message_get_sender(message);
     // Read where it stands: a copy may be large.
     const char* parent = nullptr;
     const char* child = nullptr;
@@ -58,6 +60,12 @@ bool UpdateFilter::refuses(sd_bus_message* message)
     {
         noteRefusal(message);
         return true;
+    }
+    if (isOwn)
+    {
+        return health == health_namespace::healthNone &&
+               isOfItsChild(parent, child) &&
+               refusesEnd(nullptr, parent, child);
     }
     if (!isOfItsChild(parent, child) || !isRecordable(child))
     {
@@ -72,8 +80,39 @@ bool UpdateFilter::refuses(sd_bus_message* message)
         }
         return true;
     }
-    return health != health_namespace::healthNone &&
-           refusesUntrue(parent, child, health);
+    return health == health_namespace::healthNone
+               ? refusesEnd(message, parent, child)
+               : refusesUntrue(parent, child, health);
+}
+
+/** Handles a node's last word. Its record goes after it, or another process has
+ *  made the node anew: then the parent would show a health in between that
+ *  nobody has.
+ *
+ *  @param[in] message null for this process's own, which nobody takes
+ *  @return whether nobody here is to hear it */
+bool UpdateFilter::refusesEnd(sd_bus_message* message, const char* parent,
+                              const char* child)
+{
+    if (!nodes.hosts(parent))
+    {
+        return false;
+    }
+    if (!host::findHealthRecord(child))
+    {
+        ends.replace(child);
+    }
+    if (recordedHealth(child) == health_namespace::healthNone)
+    {
+        return false;
+    }
+    if (message != nullptr)
+    {
+        sd_bus_message_rewind(message, 1);
+        sdbusplus::message_t ended(message);
+        ends.take(ended);
+    }
+    return true;
 }
 
 /** Handles an update that the child's record may not confirm: it was made up,

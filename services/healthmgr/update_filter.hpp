@@ -8,10 +8,24 @@
 #include "hosted_nodes.hpp"
 #include "record_announcer.hpp"
 
+#include <sdbusplus/message.hpp>
+
 #include <cstdint>
+#include <functional>
+#include <string>
 
 namespace healthintf::healthmgr
 {
+
+/** What else is to be done about the end of a node. */
+struct EndHandlers
+{
+    /** Makes the node of a key that has no record any more, if others are below
+     *  it. */
+    std::function<void(const std::string& key)> replace;
+    /** Takes a node's last word that is kept from its parent. */
+    std::function<void(sdbusplus::message_t& message)> take;
+};
 
 /** Looks at every health update before the nodes of this process hear it. One
  *  that the child's record does not confirm, whose child is no key, or whose
@@ -21,14 +35,16 @@ namespace healthintf::healthmgr
 class UpdateFilter
 {
   public:
-    /** All arguments must outlive this object.
+    /** All arguments but the last must outlive this object.
      *
      *  @throws std::system_error when the connection takes no filter */
     UpdateFilter(services::Connection& connection, HostedNodes& nodes,
-                 RecordAnnouncer& announcer);
+                 RecordAnnouncer& announcer, EndHandlers ends);
 
   private:
     bool refuses(sd_bus_message* message);
+    bool refusesEnd(sd_bus_message* message, const char* parent,
+                    const char* child);
     bool refusesUntrue(const char* parent, const char* child, uint32_t health);
     bool isHeardBy(const char* parent) const;
     void noteRefusal(sd_bus_message* message);
@@ -36,6 +52,7 @@ class UpdateFilter
     services::Connection& connection;
     HostedNodes& nodes;
     RecordAnnouncer& announcer;
+    EndHandlers ends;
     host::FailureLog refusals;
     services::MessageFilter filter;
 };

@@ -206,23 +206,44 @@ TEST_F(TreeRecovery, TellsAParentOfAnEndThatItDidNotHear)
 TEST_F(TreeRecovery, TellsOfANodeAgainThatTheEndOfAnotherOvertook)
 {
     startManager();
+    Component parent(root + "/a", 2);
+    Component leaf(root + "/a/b", 3);
+    client.waitForHealth(root, 3);
+    client.updates.clear();
+    {
+        BusClient ended;
+        tell(ended, root + "/a/b", 0);
+        ended.catchUp();
+    }
+    const std::string parentIs = root + " " + root + "/a ";
+    client.waitUntil("return of the node", [&] {
+        const auto lost = std::ranges::find(client.updates, parentIs + "2");
+        return std::find(lost, client.updates.end(), parentIs + "3") !=
+               client.updates.end();
+    });
+}
+
+TEST_F(TreeRecovery, BelievesNoEndOfANodeThatHasARecord)
+{
+    startManager();
     Component leaf(root + "/a/b", 3);
     client.waitForHealth(root, 3);
     // One is held by a daemon, one by the manager.
     for (const std::string& key : {root + "/a/b", root + "/a"})
     {
         client.updates.clear();
-        {
-            BusClient ended;
-            tell(ended, key, 0);
-            ended.catchUp();
-        }
-        const std::string rootIs = "/com/vexa/olvar " + root + " ";
-        client.waitUntil("return of " + key, [&] {
-            const auto lost = std::ranges::find(client.updates, rootIs + "0");
-            return std::find(lost, client.updates.end(), rootIs + "3") !=
-                   client.updates.end();
+        BusClient stranger;
+        tell(stranger, key, 0);
+        stranger.catchUp();
+        const std::string again =
+            key.substr(0, key.rfind('/')) + " " + key + " 3";
+        client.waitUntil("word of the record", [&] {
+            return std::ranges::count(client.updates, again) > 0;
         });
+        EXPECT_EQ(std::ranges::count(client.updates,
+                                     "/com/vexa/olvar " + root + " 0"),
+                  0)
+            << key;
     }
 }
 
@@ -293,6 +314,30 @@ TEST_F(TreeRecovery, GivesANodeToTheDaemonThatComesForIt)
     client.waitForHealth(root, 3);
     EXPECT_THAT(recordedKeys(),
                 testing::ElementsAre(root, root + "/a", root + "/a/b"));
+}
+
+TEST_F(TreeRecovery, ShowsNoOtherHealthWhileANodeChangesHands)
+{
+    startManager();
+    Component leaf(root + "/a/b/c", 4);
+    client.waitForHealth(root, 4);
+    client.catchUp();
+    client.updates.clear();
+    {
+        Component middle(root + "/a/b", 2);
+        waitUntilManaged(root + "/a/b", false);
+        client.catchUp();
+        middle.end();
+    }
+    waitUntilManaged(root + "/a/b");
+    leaf.expect("delete " + root + "/a/b/c", "ok");
+    client.waitForHealth(root, 0);
+    const std::string rootIs = "/com/vexa/olvar " + root + " ";
+    EXPECT_EQ(std::ranges::count_if(client.updates,
+                                    [&](const std::string& update) {
+                                        return update.starts_with(rootIs);
+                                    }),
+              1);
 }
 
 TEST_F(TreeRecovery, GivesTheRootToTheDaemonThatComesForIt)
