@@ -1,5 +1,7 @@
 #include "own_records.hpp"
 
+#include "../host_log.hpp"
+#include "../line_limit.hpp"
 #include "../storage/files.hpp"
 
 #include <sys/random.h>
@@ -10,7 +12,9 @@
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
+#include <exception>
 #include <system_error>
+#include <utility>
 
 namespace healthintf::host
 {
@@ -36,9 +40,73 @@ std::string newName()
 
 OwnRecords::OwnRecords(const std::filesystem::path& folder,
                        std::size_t capacity) :
-    segment(madeFolder(folder) / newName(), capacity)
+    folder(folder),
+    capacity(capacity),
+    segment(std::make_unique<Segment>(madeFolder(folder) / newName(), capacity))
 {
-    segment.publish();
+    segment->publish();
+}
+
+/** Makes the segment anew if somebody has removed it. What cannot be
+ *  made now is tried again at the next change. */
+void OwnRecords::replaceRemoved() noexcept
+{
+    if (!segment->isRemoved())
+    {
+        return;
+    }
+    static constinit LineLimit lines;
+    try
+    {
+        makeAnew();
+        if (lines.admits())
+        {
+            HOST_LOG(log::warning,
+                     "%s.%d.%s: somebody removed the file of this process from "
+                     "the data cache %s: made it anew",
+                     folder.c_str());
+        }
+    }
+    catch (const std::exception& e)
+    {
+        if (lines.admits())
+        {
+            HOST_LOG(log::error,
+                     "%s.%d.%s: somebody removed the file of this process from "
+                     "the data cache %s, and it cannot be made anew: %s",
+                     folder.c_str(), e.what());
+        }
+    }
+}
+
+void OwnRecords::makeAnew()
+{
+    auto made =
+        std::make_unique<Segment>(madeFolder(folder) / newName(), capacity);
+    if (placeholders)
+    {
+        made->makePlaceholders();
+    }
+    Slots entries = copy(RecordKind::faultEntry, *made);
+    Slots nodes = copy(RecordKind::healthStatus, *made);
+    made->publish();
+    segment = std::move(made);
+    faultEntries = std::move(entries);
+    healthRecords = std::move(nodes);
+}
+
+OwnRecords::Slots OwnRecords::copy(RecordKind kind, Segment& to)
+{
+    Slots copied;
+    for (const auto& [path, slot] : slotsOf(kind))
+    {
+        copied.emplace(path, to.add({.kind = kind,
+                                     .path = path,
+                                     .payload = segment->payloadOf(slot),
+                                     .live = segment->liveOf(slot),
+                                     .created = segment->createdOf(slot)}));
+    }
+    return copied;
 }
 
 OwnRecords::Slots& OwnRecords::slotsOf(RecordKind kind)
@@ -49,16 +117,17 @@ OwnRecords::Slots& OwnRecords::slotsOf(RecordKind kind)
 void OwnRecords::put(const NewRecord& record)
 {
     const std::lock_guard lock(mutex);
+    replaceRemoved();
     Slots& slots = slotsOf(record.kind);
     const auto [entry, isNew] = slots.try_emplace(std::string(record.path));
     if (!isNew)
     {
-        segment.replace(entry->second, record);
+        segment->replace(entry->second, record);
         return;
     }
     try
     {
-        entry->second = segment.add(record);
+        entry->second = segment->add(record);
     }
     catch (...)
     {
@@ -71,17 +140,18 @@ int OwnRecords::edit(RecordKind kind, std::string_view path,
                      const std::function<int(std::string& payload)>& edit)
 {
     const std::lock_guard lock(mutex);
+    replaceRemoved();
     const Slots& slots = slotsOf(kind);
     const auto entry = slots.find(path);
     if (entry == slots.end())
     {
         return ENOENT;
     }
-    std::string payload(segment.payloadOf(entry->second));
+    std::string payload(segment->payloadOf(entry->second));
     const int result = edit(payload);
     if (result == 0)
     {
-        segment.setPayload(entry->second, payload);
+        segment->setPayload(entry->second, payload);
     }
     return result;
 }
@@ -89,13 +159,14 @@ int OwnRecords::edit(RecordKind kind, std::string_view path,
 int OwnRecords::setLive(RecordKind kind, std::string_view path, uint32_t value)
 {
     const std::lock_guard lock(mutex);
+    replaceRemoved();
     const Slots& slots = slotsOf(kind);
     const auto entry = slots.find(path);
     if (entry == slots.end())
     {
         return ENOENT;
     }
-    segment.setLive(entry->second, value);
+    segment->setLive(entry->second, value);
     return 0;
 }
 
@@ -108,12 +179,12 @@ int OwnRecords::remove(RecordKind kind, std::string_view path)
     {
         return ENOENT;
     }
-    segment.remove(entry->second);
+    segment->remove(entry->second);
     slots.erase(entry);
     if (kind == RecordKind::healthStatus)
     {
         // The node's last word comes before this, and no other after it.
-        segment.tellWatchers();
+        segment->tellWatchers();
     }
     return 0;
 }
@@ -121,20 +192,21 @@ int OwnRecords::remove(RecordKind kind, std::string_view path)
 void OwnRecords::makePlaceholders()
 {
     const std::lock_guard lock(mutex);
-    segment.makePlaceholders();
+    placeholders = true;
+    segment->makePlaceholders();
 }
 
 void OwnRecords::removeFileIfEmpty() noexcept
 {
     if (faultEntries.empty() && healthRecords.empty())
     {
-        segment.unlink();
+        segment->unlink();
     }
 }
 
 void OwnRecords::abandon() noexcept
 {
-    segment.abandon();
+    segment->abandon();
 }
 
 } // namespace healthintf::host

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -17,7 +18,10 @@
 namespace healthintf::host
 {
 
-/** The records of this process by their paths, in a segment. Thread-safe. */
+/** The records of this process by their paths, in a segment. Thread-safe.
+ *
+ *  A segment that somebody has removed, or its folder, is made anew at the next
+ *  change of a record, with all records. */
 class OwnRecords
 {
   public:
@@ -75,9 +79,15 @@ class OwnRecords
         std::unordered_map<std::string, uint32_t, Hash, std::equal_to<>>;
 
     Slots& slotsOf(RecordKind kind);
+    void replaceRemoved() noexcept;
+    void makeAnew();
+    Slots copy(RecordKind kind, Segment& to);
 
+    std::filesystem::path folder;
+    std::size_t capacity;
+    bool placeholders = false;
     std::mutex mutex;
-    Segment segment;
+    std::unique_ptr<Segment> segment;
     Slots faultEntries;
     Slots healthRecords;
 };

@@ -211,6 +211,14 @@ std::size_t Segment::usedSize() const noexcept
     return static_cast<std::size_t>(header().usedBytes);
 }
 
+bool Segment::isRemoved() const noexcept
+{
+    // Not by its name: a process that changed its root does not find that.
+    struct stat status
+    {};
+    return fstat(file.get(), &status) == 0 && status.st_nlink == 0;
+}
+
 void Segment::unlink() noexcept
 {
     ::unlink((published ? name : hiddenName).c_str());
@@ -359,7 +367,8 @@ Place Segment::writeRecord(uint32_t slot, const NewRecord& record)
                 .reserved = 0,
                 .payloadSize = 0,
                 .live = record.live,
-                .created = nanosecondsSinceBoot(),
+                .created = record.created == 0 ? nanosecondsSinceBoot()
+                                               : record.created,
                 .checksum = 0},
                record.path, record.payload);
     return place;
@@ -434,6 +443,11 @@ std::string_view Segment::payloadOf(uint32_t slot) const
     const char* block = blockAt(placeOf(slot));
     const BlockHeader header = headerOf(block);
     return {block + sizeof(header) + header.pathSize, header.payloadSize};
+}
+
+uint64_t Segment::createdOf(uint32_t slot) const
+{
+    return headerOf(blockAt(placeOf(slot))).created;
 }
 
 uint32_t Segment::liveOf(uint32_t slot) const

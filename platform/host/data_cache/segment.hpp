@@ -21,6 +21,8 @@ struct NewRecord
     std::string_view path;
     std::string_view payload;
     uint32_t live = 0;
+    /** When it was made, in nanoseconds since boot; 0 for now. */
+    uint64_t created = 0;
 };
 
 /** A segment that this process writes, and nobody else.
@@ -57,6 +59,9 @@ class Segment
         return allocated;
     }
     std::size_t usedSize() const noexcept;
+
+    /** Whether somebody has removed the file, so that no reader finds it. */
+    bool isRemoved() const noexcept;
 
     /** Removes the file. Records that are written from now on are nobody's to
      *  read. */
@@ -107,6 +112,9 @@ class Segment
 
     /** The live value of a record. */
     uint32_t liveOf(uint32_t slot) const;
+
+    /** When a record was made, as NewRecord::created. */
+    uint64_t createdOf(uint32_t slot) const;
 
   private:
     void create();

@@ -8,6 +8,8 @@
 
 #include <atomic>
 #include <cerrno>
+#include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -38,8 +40,14 @@ class OwnRecordsTest : public testing::Test
   protected:
     std::map<std::string, std::string> read(RecordKind kind) const
     {
+        return read(kind, folder.path());
+    }
+
+    static std::map<std::string, std::string> read(RecordKind kind,
+                                                   const fs::path& cache)
+    {
         std::map<std::string, std::string> found;
-        readLivingRecords(folder.path(), RecordQuery::below(kind, {}),
+        readLivingRecords(cache, RecordQuery::below(kind, {}),
                           [&found](const ReadRecord& each,
                                    const ProcessIdentity&, bool replace) {
                               const auto [at, isNew] =
@@ -299,6 +307,93 @@ TEST_F(OwnRecordsTest, AreNeverMissedWhileTheyAreReplaced)
     }
     EXPECT_EQ(missed, 0);
     EXPECT_EQ(mixed, 0);
+}
+
+/** What somebody may do to the file of a process, or to its folder. */
+class LostRecords : public OwnRecordsTest
+{
+  protected:
+    LostRecords()
+    {
+        records.put(record(health, "/a", "", 4));
+        records.put(record(fault, "/a/entry/f", "text", 1));
+        records.put(record(health, "/b", "", 2));
+    }
+
+    const fs::path cache = folder.path() / "cache";
+    OwnRecords records{cache, capacity};
+};
+
+TEST_F(LostRecords, AreAllFoundAgainAfterAChangeOfOne)
+{
+    const std::vector<std::function<void()>> losses{
+        [this] {
+            fs::remove_all(cache);
+        },
+        [this] {
+            fs::remove(*fs::directory_iterator(cache));
+        },
+    };
+    uint32_t live = 0;
+    for (const auto& lose : losses)
+    {
+        testing::internal::CaptureStderr();
+        lose();
+        EXPECT_TRUE(read(health, cache).empty());
+        EXPECT_EQ(records.setLive(health, "/b", ++live), 0);
+        EXPECT_EQ(read(health, cache),
+                  (Map{{"/a", ":4"}, {"/b", ":" + std::to_string(live)}}));
+        EXPECT_EQ(read(fault, cache), (Map{{"/a/entry/f", "text:1"}}));
+        const std::string log = testing::internal::GetCapturedStderr();
+        EXPECT_NE(log.find("somebody removed the file"), std::string::npos)
+            << log;
+        EXPECT_EQ(records.setLive(health, "/b", live), 0);
+        EXPECT_EQ(std::distance(fs::directory_iterator(cache), {}), 1);
+    }
+}
+
+TEST_F(LostRecords, AreFoundAgainAfterANewOneOrAnEdit)
+{
+    fs::remove_all(cache);
+    records.put(record(health, "/c", "", 1));
+    EXPECT_EQ(read(health, cache),
+              (Map{{"/a", ":4"}, {"/b", ":2"}, {"/c", ":1"}}));
+    fs::remove_all(cache);
+    records.edit(fault, "/a/entry/f", [](std::string& payload) {
+        payload = "other";
+        return 0;
+    });
+    EXPECT_EQ(read(fault, cache), (Map{{"/a/entry/f", "other:1"}}));
+}
+
+TEST_F(LostRecords, KeepTheirRank)
+{
+    records.makePlaceholders();
+    OwnRecords younger(cache, capacity);
+    younger.makePlaceholders();
+    younger.put(record(health, "/a", "", 1));
+    fs::remove_all(cache);
+    younger.setLive(health, "/a", 1);
+    records.setLive(health, "/a", 4);
+    EXPECT_EQ(read(health, cache).at("/a"), ":1");
+    OwnRecords daemons(cache, capacity);
+    daemons.put(record(health, "/b", "", 3));
+    EXPECT_EQ(read(health, cache).at("/b"), ":3");
+}
+
+TEST_F(LostRecords, AreKeptUntilTheFolderCanBeMade)
+{
+    fs::remove_all(cache);
+    const auto inTheWay = folder.write("cache", "");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(records.setLive(health, "/a", 3), 0);
+    records.put(record(health, "/c", "", 1));
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find("cannot be made anew"), std::string::npos) << log;
+    fs::remove(inTheWay);
+    records.setLive(health, "/b", 1);
+    EXPECT_EQ(read(health, cache),
+              (Map{{"/a", ":3"}, {"/b", ":1"}, {"/c", ":1"}}));
 }
 
 } // namespace
