@@ -115,7 +115,9 @@ class HEALTHINTF_API HealthStatus
      *          and as updateHealthStatus() */
     int healthStatusCallbackHandler(sdbusplus::message_t& message);
 
-    /** Takes one child's health; 0 forgets the child.
+    /** Takes one child's health; 0 forgets the child. An empty key is no
+     *  child's: the node publishes its health again, as somebody may have
+     *  removed its record.
      *
      *  @return 0
      *  @throws as updateHealthStatus() */

@@ -218,6 +218,12 @@ int HealthStatus::healthStatusCallbackHandler(sdbusplus::message_t& message)
 int HealthStatus::healthStatusInternalCallbackHandler(std::string& childKey,
                                                       unsigned int health)
 {
+    if (childKey.empty())
+    {
+        // The health manager misses the record.
+        recalculateHealth(true);
+        return 0;
+    }
     if (health != 0)
     {
         childMap.insert_or_assign(childKey, health);

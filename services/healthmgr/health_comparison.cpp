@@ -86,7 +86,7 @@ HealthComparison::Findings HealthComparison::compare(
     const std::function<bool(const std::string&)>& isHosted)
 {
     Findings findings;
-    findings.untold = takeGone(records);
+    findings.gone = takeGone(records);
     const Healths worst = worstOfChildren(records);
     std::map<std::string, Difference> now;
     for (const auto& [key, held] : records)

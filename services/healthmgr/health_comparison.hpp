@@ -27,9 +27,10 @@ class HealthComparison
     /** What is to be done. */
     struct Findings
     {
-        /** Whose health is to be told to their parents: again, or for the first
-         *  time because their records are gone. */
+        /** Whose health is to be told to their parents again. */
         std::vector<std::string> untold;
+        /** Nodes that had a record at the last comparison and have none now. */
+        std::vector<std::string> gone;
         /** Nodes with others that begin alike, which a new node takes for its
          *  children: each pair is to be told that there is no such child. */
         std::vector<std::pair<std::string, std::string>> strangers;

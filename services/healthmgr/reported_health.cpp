@@ -108,6 +108,22 @@ void ReportedHealth::forget(const std::string& key)
     }
 }
 
+std::set<std::string> ReportedHealth::missingFrom(const Healths& known) const
+{
+    std::set<std::string> missing;
+    for (const auto& [sender, peer] : peers)
+    {
+        for (const auto& [key, health] : peer.nodes)
+        {
+            if (!known.contains(key))
+            {
+                missing.insert(key);
+            }
+        }
+    }
+    return missing;
+}
+
 ReportedHealth::Healths ReportedHealth::take(const std::string& sender)
 {
     const auto found = peers.find(sender);

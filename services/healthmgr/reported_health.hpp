@@ -78,6 +78,12 @@ class ReportedHealth
     /** Forgets the health of a node, whoever reported it. */
     void forget(const std::string& key);
 
+    /** The nodes that connections have reported and not ended, and that are not
+     *  among others.
+     *
+     *  @param[in] known the others */
+    std::set<std::string> missingFrom(const Healths& known) const;
+
     /** Forgets a connection.
      *
      *  @param[in] sender its unique name

@@ -26,8 +26,17 @@ class SegmentWatch
      *  @throws std::system_error when the folder cannot be watched */
     SegmentWatch(services::EventLoop& loop, const std::filesystem::path& folder,
                  std::function<void()> changed);
+    SegmentWatch(const SegmentWatch&) = delete;
+    SegmentWatch& operator=(const SegmentWatch&) = delete;
+
+    /** Whether somebody has removed or moved the folder: nothing is told of the
+     *  one that has its name now. */
+    bool isLost() const noexcept;
 
   private:
+    std::filesystem::path folder;
+    /** The folder that is watched, open so that no other gets its number. */
+    host::FileDescriptor opened;
     host::FileDescriptor watched;
     services::EventSource source;
 };

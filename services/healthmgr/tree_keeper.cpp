@@ -16,6 +16,7 @@
 #include <set>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace healthintf::healthmgr
@@ -68,7 +69,7 @@ std::optional<HealthComparison::Healths> readHealths()
 TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
                        HostedNodes& nodes, PeerUsers& users) :
     connection(connection),
-    nodes(nodes), users(users), announcer(connection, loop),
+    loop(loop), nodes(nodes), users(users), announcer(connection, loop),
     comparisonDue(loop.onceLater([this] {
         compareHealths();
     })),
@@ -111,7 +112,7 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
                    takeNameLoss(message);
                }))
 {
-    watchSegments(loop);
+    watchSegments();
     reconciliation.attempt();
 }
 
@@ -121,21 +122,36 @@ bool TreeKeeper::isProgressing() const
 }
 
 /** Without a watch, who has died is found a second later at most. */
-void TreeKeeper::watchSegments(EventLoop& loop)
+void TreeKeeper::watchSegments()
 {
+    const bool isNews = segments.has_value() || !looksOften;
+    segments.reset();
     try
     {
         segments.emplace(loop, host::dataCacheFolder(), [this] {
             reconciliation.request();
         });
-        EventLoop::enable(looking, false);
     }
     catch (const std::system_error& e)
     {
-        SERVICE_LOG(log::error,
-                    "%s.%d.%s: unable to watch the data cache: %s; it is "
-                    "looked at every second",
-                    e.what());
+        if (isNews)
+        {
+            SERVICE_LOG(log::error,
+                        "%s.%d.%s: unable to watch the data cache: %s; it is "
+                        "looked at every second",
+                        e.what());
+        }
+    }
+    looksOften = !segments;
+    EventLoop::enable(looking, looksOften);
+}
+
+/** Watches the folder that has the name now, if that is another one. */
+void TreeKeeper::keepWatching()
+{
+    if (!segments || segments->isLost())
+    {
+        watchSegments();
     }
 }
 
@@ -276,6 +292,7 @@ void TreeKeeper::tellIfUntrue(const ReportedHealth::Healths& reports)
 bool TreeKeeper::reconcile()
 {
     compareSoon();
+    keepWatching();
     const bool withdrawn = withdrawTheDead();
     // Who took a node over may have told so before this process listened.
     for (const std::string& key : nodes.overtaken())
@@ -349,6 +366,22 @@ void TreeKeeper::giveWay(const std::string& key)
     announcer.announce({key});
 }
 
+/** Asks nodes to publish their health again that are on the bus and have no
+ *  record, each once: perhaps somebody has removed the file of their process,
+ *  which makes it anew then. */
+void TreeKeeper::askForRecords(const HealthComparison::Healths& records)
+{
+    auto missing = reported.missingFrom(records);
+    for (const std::string& key : missing)
+    {
+        if (!askedForRecords.contains(key))
+        {
+            announcer.disown(key.c_str(), "");
+        }
+    }
+    askedForRecords = std::move(missing);
+}
+
 /** Compares what is held here with the records after a change, once for many
  *  changes. */
 void TreeKeeper::compareSoon()
@@ -363,6 +396,7 @@ void TreeKeeper::compareSoon()
 
 void TreeKeeper::compareHealths()
 {
+    keepWatching();
     HealthComparison::Findings findings;
     // In a cache that cannot be read nothing is gone.
     if (const auto healths = readHealths())
@@ -370,6 +404,7 @@ void TreeKeeper::compareHealths()
         findings = comparison.compare(*healths, [this](const std::string& key) {
             return nodes.hosts(key);
         });
+        askForRecords(*healths);
     }
     for (const std::string& key : findings.stale)
     {
@@ -392,6 +427,7 @@ void TreeKeeper::compareHealths()
         announcer.disown(key.c_str(), stranger.c_str());
     }
     announcer.announce(findings.untold);
+    announcer.announce(findings.gone);
     // The record of a node may go some time after the node's last word.
     comparing = findings.unsettled ||
                 services::Retry::Clock::now() - lastChange < afterChange;

@@ -19,6 +19,7 @@
 #include <sdbusplus/message.hpp>
 
 #include <optional>
+#include <set>
 #include <string>
 
 namespace healthintf::healthmgr
@@ -60,7 +61,9 @@ class TreeKeeper
     void replaceEnded(const std::string& key);
     void takeNameLoss(sdbusplus::message_t& message);
 
-    void watchSegments(services::EventLoop& loop);
+    void watchSegments();
+    void keepWatching();
+    void askForRecords(const HealthComparison::Healths& records);
     bool reconcile();
     bool withdrawTheDead();
     bool hostMissingParents();
@@ -70,12 +73,15 @@ class TreeKeeper
     void tellIfUntrue(const ReportedHealth::Healths& reports);
 
     services::Connection& connection;
+    services::EventLoop& loop;
     HostedNodes& nodes;
     PeerUsers& users;
     ReportedHealth reported;
     RecordAnnouncer announcer;
     host::Withdrawal withdrawal;
     HealthComparison comparison;
+    /** Nodes that were asked for their records. */
+    std::set<std::string> askedForRecords;
     /** When a change was last heard of. */
     services::Retry::Clock::time_point lastChange;
     bool comparing = false;
@@ -86,6 +92,7 @@ class TreeKeeper
     std::optional<SegmentWatch> segments;
     /** Looks at the folder again and again if it cannot be watched. */
     services::EventSource looking;
+    bool looksOften = false;
     services::EventSource idleNodes;
     UpdateFilter filter;
     sdbusplus::bus::match_t updates;

@@ -355,6 +355,20 @@ TEST_F(HealthNode, TakesAChildsHealthWithoutASignalToo)
     EXPECT_EQ(node->healthStatus(), 2u);
 }
 
+TEST_F(HealthNode, PublishesItsHealthAgainWhenNoChildIsNamed)
+{
+    const auto node = make(root + "/a", 2);
+    childReports(root + "/a", root + "/a/x", 3);
+    journal().take();
+    connection.signal("/x", "com.vexa.olvar.healthmgr.HealthStatus",
+                      "HealthStatusUpdate", "ssu", (root + "/a").c_str(), "",
+                      0u);
+    EXPECT_EQ(journal().takeCalls(),
+              (Lines{"datacache_healthstatus_set_property " + root +
+                         "/a HealthStatus=3",
+                     update(root + "/a", root, root + "/a", 3)}));
+}
+
 TEST_F(HealthNode, TakesAChildsReportInThisOrder)
 {
     const auto node = make(root + "/a", 2);

@@ -32,8 +32,8 @@ class ComparedHealth : public testing::Test
 
     static bool asksForNothing(const Findings& findings)
     {
-        return findings.untold.empty() && findings.strangers.empty() &&
-               findings.stale.empty();
+        return findings.untold.empty() && findings.gone.empty() &&
+               findings.strangers.empty() && findings.stale.empty();
     }
 
     HealthComparison comparison;
@@ -79,11 +79,11 @@ TEST_F(ComparedHealth, OfANodeThatTellingDoesNotHelpIsMadeAnewOnce)
     EXPECT_THAT(compare(4).stale, ElementsAre("/r/a"));
 }
 
-TEST_F(ComparedHealth, IsToldOnceOfANodeThatIsGone)
+TEST_F(ComparedHealth, FindsANodeThatIsGoneOnce)
 {
     EXPECT_TRUE(asksForNothing(compare()));
     records.erase("/r/daemon/daemon");
-    EXPECT_THAT(compare().untold, ElementsAre("/r/daemon/daemon"));
+    EXPECT_THAT(compare().gone, ElementsAre("/r/daemon/daemon"));
     EXPECT_TRUE(asksForNothing(compare()));
     records.erase("/r/daemon");
     comparison.noteEnd("/r/daemon");

@@ -46,6 +46,17 @@ TEST_F(HealthThatWasReported, IsWhatWasReportedLast)
                 ElementsAre(Pair("/a", 4), Pair("/b", 2)));
 }
 
+TEST_F(HealthThatWasReported, NamesTheNodesThatAreMissing)
+{
+    reported.note(":1.1", "/a", 2);
+    reported.note(":1.2", "/b", 2);
+    reported.note(":1.2", "/c", 2);
+    reported.note(":1.2", "/c", 0);
+    reported.note(":1.2", "/d", 2);
+    EXPECT_THAT(reported.missingFrom({{"/d", 4}, {"/e", 4}}),
+                ElementsAre("/a", "/b"));
+}
+
 TEST_F(HealthThatWasReported, IsKeptApartForEachConnection)
 {
     reported.note(":1.1", "/a", 2);

@@ -109,6 +109,25 @@ TEST_F(WatchedSegments, AreNotToldOfWhenOthersOnlyRead)
     EXPECT_EQ(toldSoFar(), 0);
 }
 
+TEST_F(WatchedSegments, AreLostWithTheirFolder)
+{
+    EXPECT_FALSE(watch.isLost());
+    const auto aside = folder.path() / "aside";
+    std::filesystem::rename(cacheFolder(), aside);
+    EXPECT_EQ(toldSoFar(), 1);
+    EXPECT_TRUE(watch.isLost());
+
+    SegmentWatch another(loop, cacheFolder(), [this] {
+        ++changes;
+    });
+    folder.write("datacache/segment", "");
+    toldSoFar();
+    changes = 0;
+    std::filesystem::remove_all(cacheFolder());
+    EXPECT_EQ(toldSoFar(), 1);
+    EXPECT_TRUE(another.isLost());
+}
+
 TEST_F(WatchedSegments, AreRefusedInWhatIsNoFolder)
 {
     const auto file = folder.write("file", "");
