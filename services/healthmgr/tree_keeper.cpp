@@ -89,6 +89,7 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
                          [this] {
                              this->nodes.releaseIdle(NodeSlots::Clock::now());
                              comparison.beginAnew();
+                             askedForRecords.clear();
                              reconciliation.request();
                          })),
     filter(connection, nodes, announcer,
