@@ -130,19 +130,8 @@ class AttackWorld(programs.World):
 
     def start_bus(self):
         pathlib.Path(BUS_SOCKET).unlink(missing_ok=True)
-        bus = self.start(
-            "dbus-daemon",
-            [
-                "dbus-daemon",
-                "--config-file=/usr/share/dbus-1/system.conf",
-                "--nofork",
-                "--nopidfile",
-                "--nosyslog",
-                "--print-address",
-            ],
-        )
-        bus.hear()
-        return bus
+        config = "/usr/share/dbus-1/system.conf"
+        return self._add(programs.Bus(config, self, "--nosyslog"))
 
     def start_as(self, user, name, command):
         return self.start(name, as_user(user, command))

@@ -147,6 +147,35 @@ class Program:
         return sum(map(int, used)) / os.sysconf("SC_CLK_TCK")
 
 
+class Bus(Program):
+    """The bus, whichever it is: dbus-daemon, or dbus-broker, as the environment
+    variable HEALTHINTF_TEST_BUS names it."""
+
+    def __init__(self, config, world, *options):
+        super().__init__("bus", [*self._command(world), *options,
+                                 f"--config-file={config}"], world)
+        self.hear()
+        # Of the processes of dbus-broker, the one that passes messages on.
+        self.pid = int(self.hear())
+
+    @staticmethod
+    def kind():
+        return os.environ.get("HEALTHINTF_TEST_BUS", "daemon")
+
+    @classmethod
+    def _command(cls, world):
+        programs = {
+            "daemon": "dbus-daemon",
+            "broker": world.build / "tests/support/broker_daemon/broker-daemon",
+        }
+        return [programs[cls.kind()], "--nofork", "--nopidfile",
+                "--print-address=1", "--print-pid=1"]
+
+    def kill(self):
+        os.kill(self.pid, signal.SIGKILL)
+        self._close()
+
+
 class World:
     """A bus with a data cache and a log, and the programs on it."""
 
@@ -178,7 +207,9 @@ class World:
         return self._number
 
     def start(self, name, command):
-        program = Program(name, command, self)
+        return self._add(Program(name, command, self))
+
+    def _add(self, program):
         self._running = [each for each in self._running if each.alive()]
         self._running.append(program)
         return program
@@ -186,18 +217,7 @@ class World:
     def start_bus(self):
         """Starts the bus, which has the same address each time."""
         (self.folder / "bus").unlink(missing_ok=True)
-        bus = self.start(
-            "dbus-daemon",
-            [
-                "dbus-daemon",
-                "--nofork",
-                "--nopidfile",
-                "--print-address",
-                f"--config-file={self.folder}/bus.conf",
-            ],
-        )
-        bus.hear()
-        return bus
+        return self._add(Bus(self.folder / "bus.conf", self))
 
     def start_service(self, name, *arguments):
         return self.start(name, [self.build / "services" / name / name, *arguments])

@@ -1,10 +1,38 @@
 #include "private_bus.hpp"
 
+#include "direct_connection.hpp"
+
+#include <systemd/sd-bus.h>
+
 #include <csignal>
 #include <cstdlib>
+#include <memory>
+#include <stdexcept>
+#include <utility>
 
 namespace healthintf::test
 {
+namespace
+{
+
+const char* programOf(BusKind kind)
+{
+    return kind == BusKind::broker ? BROKER_DAEMON : "dbus-daemon";
+}
+
+} // namespace
+
+BusKind busKind()
+{
+    const char* given = getenv("HEALTHINTF_TEST_BUS");
+    const std::string name = given == nullptr ? "daemon" : given;
+    if (name != "daemon" && name != "broker")
+    {
+        throw std::runtime_error("HEALTHINTF_TEST_BUS is " + name +
+                                 ", neither daemon nor broker");
+    }
+    return name == "broker" ? BusKind::broker : BusKind::daemon;
+}
 
 PrivateBus::PrivateBus() :
     PrivateBus("<policy context=\"default\"><allow own=\"*\"/>"
@@ -13,13 +41,19 @@ PrivateBus::PrivateBus() :
 {}
 
 PrivateBus::PrivateBus(const std::string& rules) :
-    daemon(start(temporary, rules))
+    daemon(start(temporary, rules)), address(daemon.hear()),
+    passing(std::stoi(daemon.hear()))
 {
-    const std::string address = daemon.hear();
     unsetenv("DBUS_STARTER_ADDRESS");
     unsetenv("DBUS_STARTER_BUS_TYPE");
     setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
     setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+}
+
+PrivateBus::~PrivateBus()
+{
+    // A frozen one ends by nothing else.
+    kill();
 }
 
 Process PrivateBus::start(const TemporaryFolder& folder,
@@ -42,7 +76,8 @@ Process PrivateBus::start(const TemporaryFolder& folder,
             "<servicedir>" +
             (folder.path() / "services").string() + "</servicedir>" + rules +
             "</busconfig>");
-    return Process({"dbus-daemon", "--nofork", "--nopidfile", "--print-address",
+    return Process({programOf(busKind()), "--nofork", "--nopidfile",
+                    "--print-address=1", "--print-pid=1",
                     "--config-file=" + config.string()});
 }
 
@@ -52,16 +87,38 @@ void PrivateBus::activate(const std::string& name,
     temporary.write("services/" + name + ".service",
                     "[D-BUS Service]\nName=" + name + "\nExec=" + program +
                         "\n");
+    reload();
+}
+
+void PrivateBus::reload() const
+{
+    sd_bus* made = nullptr;
+    sd_bus_new(&made);
+    const std::unique_ptr<sd_bus, Unref> bus(made);
+    sd_bus_set_address(made, address.c_str());
+    sd_bus_set_bus_client(made, 1);
+    if (sd_bus_start(made) < 0 ||
+        sd_bus_call_method(made, "org.freedesktop.DBus",
+                           "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                           "ReloadConfig", nullptr, nullptr, nullptr) < 0)
+    {
+        throw std::runtime_error("the bus does not read its configuration: " +
+                                 daemon.errors());
+    }
 }
 
 void PrivateBus::kill()
 {
-    daemon.kill();
+    if (passing > 0)
+    {
+        ::kill(std::exchange(passing, -1), SIGKILL);
+        daemon.wait();
+    }
 }
 
 void PrivateBus::freeze() const
 {
-    daemon.signal(SIGSTOP);
+    ::kill(passing, SIGSTOP);
 }
 
 } // namespace healthintf::test

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file A bus daemon for one test. */
+/** @file A bus for one test. */
 
 #include "process.hpp"
 #include "temporary_folder.hpp"
@@ -10,9 +10,24 @@
 namespace healthintf::test
 {
 
-/** A dbus-daemon with the limits of the system bus. While it lives, this
- *  process and the programs that it runs take it for the default bus, and have
- *  a data cache and attributes of their own. */
+/** The buses that the tests run on. */
+enum class BusKind
+{
+    /** dbus-daemon. */
+    daemon,
+    /** dbus-broker. */
+    broker,
+};
+
+/** The bus that the environment variable HEALTHINTF_TEST_BUS names, `daemon` or
+ *  `broker`; without it dbus-daemon.
+ *
+ *  @throws std::runtime_error for another one */
+BusKind busKind();
+
+/** A bus with the limits of the system bus. While it lives, this process and
+ *  the programs that it runs take it for the default bus, and have a data cache
+ *  and attributes of their own. */
 class PrivateBus
 {
   public:
@@ -22,8 +37,11 @@ class PrivateBus
     /** @param[in] rules what the bus's configuration says of who may do what,
      *             in its own language */
     explicit PrivateBus(const std::string& rules);
+    ~PrivateBus();
+    PrivateBus(const PrivateBus&) = delete;
+    PrivateBus& operator=(const PrivateBus&) = delete;
 
-    /** Lets the bus start a program for a name. */
+    /** Lets the bus start a program for a name, from now on. */
     void activate(const std::string& name, const std::string& program) const;
 
     /** The folder that goes with the bus. */
@@ -42,8 +60,13 @@ class PrivateBus
     static Process start(const TemporaryFolder& folder,
                          const std::string& rules);
 
+    void reload() const;
+
     TemporaryFolder temporary;
     Process daemon;
+    std::string address;
+    /** The process that passes messages on. */
+    pid_t passing = -1;
 };
 
 } // namespace healthintf::test

@@ -1,0 +1,55 @@
+#pragma once
+
+/** @file Starts the programs that dbus-broker-launch asks systemd for. */
+
+#include <sys/types.h>
+#include <systemd/sd-bus.h>
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace healthintf::test
+{
+
+/** What dbus-broker-launch uses of systemd on the bus: it starts each service
+ *  that a message is for as a transient unit. */
+class UnitStarter
+{
+  public:
+    /** Takes the service manager's name.
+     *
+     *  @param[in] bus a connection, which it uses as long as it lives
+     *  @param[in] environment the environment of the programs
+     *  @throws std::system_error */
+    UnitStarter(sd_bus* bus, std::vector<std::string> environment);
+    ~UnitStarter() = default;
+    UnitStarter(const UnitStarter&) = delete;
+    UnitStarter& operator=(const UnitStarter&) = delete;
+
+    /** Takes note of a program's end, and announces one that failed.
+     *
+     *  @param[in] succeeded whether it ended with the exit status 0 */
+    void reportEnd(pid_t process, bool succeeded);
+
+  private:
+    static const std::vector<sd_bus_vtable>& methods();
+
+    /** Calls a method of this class for libsystemd. */
+    template <int (UnitStarter::*Method)(sd_bus_message*)>
+    static int answer(sd_bus_message* message, void* starter,
+                      sd_bus_error* error);
+
+    int loadUnit(sd_bus_message* message);
+    int startUnit(sd_bus_message* message);
+    void start(const std::string& unit, std::vector<std::string> command);
+    void announceFailure(const std::string& unit);
+
+    sd_bus* bus;
+    std::vector<std::string> environment;
+    std::map<pid_t, std::string> units;
+    uint32_t jobs = 0;
+};
+
+} // namespace healthintf::test
