@@ -58,7 +58,7 @@ struct ServiceOnBus
         });
     }
 
-    PrivateBus bus;
+    PrivateBus bus{openRules + matchRuleLimit(512)};
     services::EventLoop loop;
     services::Connection connection{loop};
 };

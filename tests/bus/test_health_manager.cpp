@@ -78,7 +78,7 @@ class HealthManager : public testing::Test
         return "";
     }
 
-    PrivateBus bus;
+    PrivateBus bus{openRules + matchRuleLimit(512)};
     BusClient client;
 };
 

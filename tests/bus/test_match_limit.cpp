@@ -17,10 +17,13 @@ const std::string root = "/com/vexa/olvar/health";
 
 TEST(MatchLimit, FailsTheComponentThatReachesItAndNoOther)
 {
-    const PrivateBus bus;
+    const PrivateBus bus(openRules + matchRuleLimit(512));
     BusClient client;
     Component daemon(root, 2);
-    constexpr int most = 512 / 3;
+    // Of rules with the same text dbus-broker counts one for each connection,
+    // so that a component adds one only. Three are those that all share, two
+    // are the client's, and a rule counts once more while it is added.
+    const int most = busKind() == BusKind::broker ? 512 - 3 - 2 - 1 : 512 / 3;
     int made = 1;
     const auto key = [](int number) {
         return root + "/c" + std::to_string(number);

@@ -186,23 +186,31 @@ TEST_F(SelClient, SendsNothingBeforeARecordIsToBeStored)
     });
     sdbusplus::bus_t connection = openBus();
     BusClient watcher;
-    Members seen;
+    struct Watched
+    {
+        std::string sender;
+        Members members;
+    } watched{.sender = connection.get_unique_name(), .members = {}};
+    const Members& seen = watched.members;
     const auto note = [](sd_bus_message* message, void* context,
                          sd_bus_error*) {
-        if (const char* member = sd_bus_message_get_member(message))
+        auto* all = static_cast<Watched*>(context);
+        const char* member = sd_bus_message_get_member(message);
+        if (member != nullptr &&
+            all->sender == sd_bus_message_get_sender(message))
         {
-            static_cast<Members*>(context)->emplace_back(member);
+            all->members.emplace_back(member);
         }
-        return 0;
+        // Nobody else answers what is meant for others.
+        return 1;
     };
-    ASSERT_GE(sd_bus_add_filter(watcher.get(), nullptr, note, &seen), 0);
-    // libsystemd does not know the first word, the bus does.
-    const std::string rule =
-        "eavesdrop='true',sender='" + connection.get_unique_name() + "'";
+    sd_bus_slot* filter = nullptr;
+    ASSERT_GE(sd_bus_add_filter(watcher.get(), &filter, note, &watched), 0);
+    const std::unique_ptr<sd_bus_slot, Unref> owner(filter);
+    const std::string rule = "sender='" + watched.sender + "'";
     watcher.call("org.freedesktop.DBus", "/org/freedesktop/DBus",
-                 "org.freedesktop.DBus", "AddMatch", "s", rule.c_str());
-    watcher.catchUp();
-    seen.clear();
+                 "org.freedesktop.DBus.Monitoring", "BecomeMonitor", "asu", 1,
+                 rule.c_str(), 0U);
 
     const std::unique_ptr<SELClient> client(SELClient::Init(connection));
     delete SELClient::Init(connection);

@@ -76,12 +76,8 @@ TEST_F(HealthctlDoctor, FindsNothingWrongWithASystemThatRuns)
 class HealthctlMatchRules : public testing::Test
 {
   protected:
-    explicit HealthctlMatchRules(const std::string& limit) :
-        bus("<policy context=\"default\"><allow own=\"*\"/>"
-            "<allow send_destination=\"*\"/><allow eavesdrop=\"true\"/>"
-            "</policy>"
-            "<limit name=\"max_match_rules_per_connection\">" +
-            limit + "</limit>")
+    explicit HealthctlMatchRules(unsigned limit) :
+        bus(openRules + matchRuleLimit(limit))
     {
         for (int i = 0; i < 137; ++i)
         {
@@ -109,7 +105,7 @@ class HealthctlMatchRules : public testing::Test
 class SmallMatchLimit : public HealthctlMatchRules
 {
   protected:
-    SmallMatchLimit() : HealthctlMatchRules("512")
+    SmallMatchLimit() : HealthctlMatchRules(512)
     {}
 };
 
@@ -124,7 +120,7 @@ TEST_F(SmallMatchLimit, IsWarnedOf)
 class LargeMatchLimit : public HealthctlMatchRules
 {
   protected:
-    LargeMatchLimit() : HealthctlMatchRules("4096")
+    LargeMatchLimit() : HealthctlMatchRules(4096)
     {}
 };
 

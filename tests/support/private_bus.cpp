@@ -34,10 +34,25 @@ BusKind busKind()
     return name == "broker" ? BusKind::broker : BusKind::daemon;
 }
 
-PrivateBus::PrivateBus() :
-    PrivateBus("<policy context=\"default\"><allow own=\"*\"/>"
-               "<allow send_destination=\"*\"/><allow eavesdrop=\"true\"/>"
-               "</policy>")
+std::string matchRuleLimit(unsigned rules)
+{
+    const auto limit = [](const std::string& name, unsigned value) {
+        return "<limit name=\"" + name + "\">" + std::to_string(value) +
+               "</limit>";
+    };
+    const std::string config = limit("max_match_rules_per_connection", rules);
+    if (busKind() == BusKind::daemon)
+    {
+        return config;
+    }
+    // The quotas of a user are those of a connection, so many times. Only that
+    // of match rules is to be small.
+    return config + limit("max_connections_per_user", 1) +
+           limit("max_outgoing_bytes", 1U << 30) +
+           limit("max_outgoing_unix_fds", 1U << 14);
+}
+
+PrivateBus::PrivateBus() : PrivateBus(openRules)
 {}
 
 PrivateBus::PrivateBus(const std::string& rules) :

@@ -25,6 +25,15 @@ enum class BusKind
  *  @throws std::runtime_error for another one */
 BusKind busKind();
 
+/** A bus's configuration that lets everybody do everything. */
+inline constexpr const char* openRules =
+    "<policy context=\"default\"><allow own=\"*\"/>"
+    "<allow send_destination=\"*\"/><allow eavesdrop=\"true\"/></policy>";
+
+/** A bus's configuration that limits the match rules: of each connection, or
+ *  where the bus knows no such limit, of all connections of a user together. */
+std::string matchRuleLimit(unsigned rules);
+
 /** A bus with the limits of the system bus. While it lives, this process and
  *  the programs that it runs take it for the default bus, and have a data cache
  *  and attributes of their own. */

@@ -107,14 +107,22 @@ TEST_F(FaultListenerTest, KnowsWhatWasThereBefore)
 TEST_F(FaultListenerTest, ForgetsTheEntriesOfAProcessThatIsGone)
 {
     listen();
+    std::string name;
     {
         const BusClient other;
+        const char* unique = "";
+        sd_bus_get_unique_name(other.get(), &unique);
+        name = unique;
         for (int number = 1; number <= 10; ++number)
         {
             emit(other, entry(number), "FaultEntryAdded");
         }
         EXPECT_EQ(evictions(), Counted());
     }
+    daemon.waitUntil("end of the other", [&] {
+        daemon.catchUp();
+        return daemon.ownerOf(name).empty();
+    });
     add(11, 11);
     remove(11);
     EXPECT_EQ(evictions(), Counted());

@@ -8,36 +8,38 @@ namespace healthintf::healthctl
 namespace
 {
 
-TEST(MatchLimitProbe, FindsTheLimitOfTheBus)
+class MatchLimitProbe : public testing::Test
 {
-    const test::PrivateBus bus;
+  protected:
+    test::PrivateBus bus{test::openRules + test::matchRuleLimit(512)};
+};
+
+TEST_F(MatchLimitProbe, FindsTheLimitOfTheBus)
+{
     const auto limit = probeMatchLimit(513);
     ASSERT_TRUE(limit);
     EXPECT_EQ(limit->made, 512u);
     EXPECT_TRUE(limit->isLimit);
 }
 
-TEST(MatchLimitProbe, TriesNoMoreThanIsWanted)
+TEST_F(MatchLimitProbe, TriesNoMoreThanIsWanted)
 {
-    const test::PrivateBus bus;
     const auto limit = probeMatchLimit(512);
     ASSERT_TRUE(limit);
     EXPECT_EQ(limit->made, 512u);
     EXPECT_FALSE(limit->isLimit);
 }
 
-TEST(MatchLimitProbe, LeavesNothingBehind)
+TEST_F(MatchLimitProbe, LeavesNothingBehind)
 {
-    const test::PrivateBus bus;
     for (int i = 0; i < 3; ++i)
     {
         EXPECT_EQ(probeMatchLimit(513)->made, 512u);
     }
 }
 
-TEST(MatchLimitProbe, FindsNothingWithoutABus)
+TEST_F(MatchLimitProbe, FindsNothingWithoutABus)
 {
-    test::PrivateBus bus;
     bus.kill();
     EXPECT_FALSE(probeMatchLimit(1));
 }
