@@ -1,12 +1,12 @@
 """The measurements of scripts/bench.
 
     bench_runs.py FOLDER-OF-THE-PROGRAMS [instructions] [growth] [time] [hops]
-                  [queries] [events] [sel-queries] [durability]
+                  [buses] [queries] [events] [sel-queries] [durability]
 """
 
 import sys
 
-from benchmarks import events, faults, growth, plot, queries
+from benchmarks import buses, events, faults, growth, plot, queries
 from benchmarks.report import Report
 from campaign import write_result
 
@@ -15,6 +15,7 @@ MEASUREMENTS = {
     "growth": growth.measure_growth,
     "time": faults.measure_time,
     "hops": faults.measure_hops,
+    "buses": buses.measure_buses,
     "queries": queries.measure_queries,
     "events": events.measure_events,
     "sel-queries": queries.measure_sel_queries,

@@ -1,7 +1,11 @@
 """Programs on a bus and a data cache of their own."""
 
 import os
+import pathlib
 import subprocess
+
+# What HEALTHINTF_TEST_BUS calls the buses, and what others call them.
+BUSES = {"daemon": "dbus-daemon", "broker": "dbus-broker"}
 
 
 class Talker:
@@ -32,10 +36,23 @@ class Talker:
         return self.hear()
 
 
-class Bus:
-    """A bus of its own, with a data cache of its own."""
+def descendants(pid):
+    """The processes below one, by their names."""
+    for task in pathlib.Path(f"/proc/{pid}/task").iterdir():
+        for child in (task / "children").read_text().split():
+            yield pathlib.Path(f"/proc/{child}/comm").read_text().strip(), int(child)
+            yield from descendants(child)
 
-    def __init__(self, stack, environment=None):
+
+class Bus:
+    """A bus of its own, with a data cache of its own.
+
+    kind: one of BUSES; without it, the one that the environment names"""
+
+    def __init__(self, stack, environment=None, kind=None):
+        environment = dict(environment or os.environ)
+        if kind:
+            environment["HEALTHINTF_TEST_BUS"] = kind
         talker = Talker(
             stack,
             [
@@ -45,11 +62,11 @@ class Bus:
                 'echo "$DBUS_SYSTEM_BUS_ADDRESS"; echo "$HEALTHINTF_RUNTIME_DIR";'
                 'echo "$HEALTHINTF_STATE_DIR"; exec cat',
             ],
-            environment or os.environ,
+            environment,
         )
         address = talker.hear()
         self.environment = dict(
-            environment or os.environ,
+            environment,
             DBUS_SYSTEM_BUS_ADDRESS=address,
             DBUS_SESSION_BUS_ADDRESS=address,
             HEALTHINTF_RUNTIME_DIR=talker.hear(),
@@ -57,6 +74,15 @@ class Bus:
             # That a new cache is empty would be said between the figures.
             HEALTHINTF_LOG_LEVEL="1",
         )
+        self._private_bus = talker.pid
+
+    def cpu_time(self):
+        """The nanoseconds that the process has run that passes messages on."""
+        pid = next(
+            pid for name, pid in descendants(self._private_bus)
+            if name in BUSES.values()
+        )
+        return int(pathlib.Path(f"/proc/{pid}/schedstat").read_text().split()[0])
 
     def run(self, command):
         return subprocess.run(

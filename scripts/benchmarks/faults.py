@@ -4,7 +4,7 @@ import contextlib
 import statistics
 
 from . import callgrind
-from .bus import Bus, Talker
+from .bus import BUSES, Bus, Talker
 from .turns import median_ratio
 
 INSTRUCTIONS_MARK = 1.05
@@ -19,6 +19,9 @@ TIMED_TURNS, TIMED_ROUNDS = 15, 2000
 HOP_TURNS, HOP_ROUNDS, HOP_WARM_UP = 4, 100, 100
 # A chain stays as fast or as slow as it begins, by a third, whichever it is.
 HOP_STARTS = 16
+
+# Of the first column, with the name of the bus.
+WIDTH = 60
 
 ROOT = "/com/vexa/olvar/health"
 
@@ -43,10 +46,15 @@ def measure_instructions(programs, report):
 
 
 def measure_time(programs, report):
+    for kind in BUSES:
+        measure_time_on(kind, programs, report)
+
+
+def measure_time_on(bus_kind, programs, report):
     kinds = {"wall time, us": WALL_MARK, "CPU time, us": None}
     runs = {"floor": [], "library": []}
     with contextlib.ExitStack() as stack:
-        bus = Bus(stack)
+        bus = Bus(stack, kind=bus_kind)
         for _ in range(TIMED_TURNS):
             for which, results in runs.items():
                 output = bus.run(
@@ -54,7 +62,11 @@ def measure_time(programs, report):
                 ).stdout
                 results.append([float(word) for word in output.split()])
     for summary, of in (("median", statistics.median), ("best", min)):
-        report.head(f"A fault added and removed, {summary} of {TIMED_TURNS}")
+        report.head(
+            f"A fault added and removed, {summary} of {TIMED_TURNS}, "
+            f"on {BUSES[bus_kind]}",
+            width=WIDTH,
+        )
         for kind, bare, library in zip(kinds, zip(*runs["floor"]), zip(*runs["library"])):
             report.line(kind, of(bare), of(library), kinds[kind])
 
@@ -62,8 +74,8 @@ def measure_time(programs, report):
 class Chain:
     """Processes that hold one node each, every node the child of the next."""
 
-    def __init__(self, stack, programs, which, length):
-        self.bus = Bus(stack)
+    def __init__(self, stack, bus_kind, programs, which, length):
+        self.bus = Bus(stack, kind=bus_kind)
         self.length = length
         self.keys = [ROOT + "/hop" * (i + 1) for i in range(length)]
         self.driver = f"{programs}/hop-driver"
@@ -77,13 +89,14 @@ class Chain:
         return [float(t) / self.length for t in self.bus.run(command).stdout.split()]
 
 
-def take_hops(programs, length, taken):
+def take_hops(bus_kind, programs, length, taken):
     """Starts a chain of each kind and adds the times that they take in turn.
 
     taken: the kinds, with the lists of their times"""
     with contextlib.ExitStack() as stack:
         chains = [
-            (Chain(stack, programs, which, length), times) for which, times in taken
+            (Chain(stack, bus_kind, programs, which, length), times)
+            for which, times in taken
         ]
         for chain, _ in chains:
             chain.climb(HOP_WARM_UP)
@@ -93,14 +106,22 @@ def take_hops(programs, length, taken):
 
 
 def measure_hops(programs, report):
+    for kind in BUSES:
+        measure_hops_on(kind, programs, report)
+
+
+def measure_hops_on(bus_kind, programs, report):
     climbs = HOP_STARTS * HOP_TURNS * HOP_ROUNDS
-    report.head(f"Health climbs, median us a hop of {climbs}")
+    report.head(
+        f"Health climbs, median us a hop of {climbs}, on {BUSES[bus_kind]}",
+        width=WIDTH,
+    )
     for length in (1, 4, 8):
         bare, library = [], []
         taken = [("floor", bare), ("library", library)]
         for start in range(HOP_STARTS):
             # The chain that is started last is as often the one as the other.
-            take_hops(programs, length, taken if start % 2 else taken[::-1])
+            take_hops(bus_kind, programs, length, taken if start % 2 else taken[::-1])
         report.line(
             f"{length} process{'es' * (length > 1)}",
             statistics.median(bare),

@@ -9,6 +9,7 @@ PICTURES = {
     "query-times": "CPU time of a query",
     "start-growth": "Cost of the start of a component",
     "manager-growth": "Cost of the start and the end of healthmgr",
+    "bus-growth": "The bus's CPU time for a fault that is added and removed",
 }
 
 
@@ -62,6 +63,21 @@ def draw_queries(folder, counts, bare, curves, marks):
         ),
     ]
     draw(folder, name, names, panels, "fault entries in the data cache")
+
+
+def draw_buses(folder, counts, buses):
+    """Draws the CPU microseconds of each bus over the number of components."""
+    name = "bus-growth"
+    curves = [
+        picture.Curve(at, counts, times) for at, times in enumerate(buses.values(), 1)
+    ]
+    draw(
+        folder,
+        name,
+        dict(enumerate(buses, 1)),
+        [picture.logarithmic(PICTURES[name], 2.8, curves, duration)],
+        "components on the bus",
+    )
 
 
 def draw_growth(folder, growth, grown):
