@@ -55,19 +55,28 @@ void enterNamespaces()
     writeFile("/proc/self/gid_map", onlyThis(group));
 }
 
+/** Makes /run/systemd/journal where it is missing: in memory that this
+ * namespace alone sees, over /run/systemd or else over /run. */
+void makeMountPoint(const fs::path& shown)
+{
+    const fs::path parent = shown.parent_path();
+    std::error_code refused;
+    // An empty /run/systemd does no harm, and what is in /run stays to be seen.
+    fs::create_directory(parent, refused);
+    const fs::path covered = fs::exists(parent) ? parent : "/run";
+    checkErrno(mount("none", covered.c_str(), "tmpfs", 0, nullptr), covered);
+    fs::create_directories(shown);
+}
+
 /** Puts a folder in the place of /run/systemd/journal, for this namespace
- *  alone. What is missing on the way is made in memory. */
+ *  alone. */
 void showJournal(const fs::path& journal)
 {
     checkErrno(mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), "/");
     const fs::path shown = "/run/systemd/journal";
     if (!fs::exists(shown))
     {
-        const fs::path parent = shown.parent_path();
-        const fs::path covered = fs::exists(parent) ? parent : "/run";
-        checkErrno(mount("none", covered.c_str(), "tmpfs", 0, nullptr),
-                   covered);
-        fs::create_directories(shown);
+        makeMountPoint(shown);
     }
     checkErrno(mount(journal.c_str(), shown.c_str(), nullptr, MS_BIND, nullptr),
                shown);
