@@ -9,7 +9,6 @@
 namespace healthintf::logmgr
 {
 
-using MessagePtr;
 using host::checkBus;
 
 namespace

@@ -25,7 +25,6 @@ namespace healthintf::healthctl
 namespace
 {
 
-using MessagePtr;
 using Names = std::vector<std::string>;
 
 constexpr const char* busName = "org.freedesktop.DBus";
