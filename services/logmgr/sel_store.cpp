@@ -125,7 +125,7 @@ void decodeState(std::string_view value, Content& content)
 /** Whether a text is one that D-Bus can carry. */
 bool isText(std::string_view text)
 {
-    return host::isUtf8(text) && text.find('\0') == std::string_view::npos;
+    return isUtf8(text) && text.find('\0') == std::string_view::npos;
 }
 
 /** @throws std::exception when the bytes are no entry with this number */

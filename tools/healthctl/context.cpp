@@ -116,7 +116,7 @@ std::string escaped(std::string_view document)
     constexpr uint32_t firstToEscape = 0x7F;
     constexpr uint32_t firstPair = 0x10000;
     std::string result;
-    host::forEachCharacter(document, [&](const host::Character& character) {
+    forEachCharacter(document, [&](const Character& character) {
         const uint32_t code = character.code;
         if (code < firstToEscape || !host::misleads(code))
         {
