@@ -221,9 +221,10 @@ sdbusplus::bus_t defaultBus()
 std::string signalRule(const char* path, const char* interface,
                        const char* member)
 {
-    namespace rules = sdbusplus::bus::match::rules;
-    return std::string("type='signal',") + rules::path(path) +
-           rules::interface(interface) + rules::member(member);
+    // sdbusplus' own functions for rules end the process when there is no
+    // memory for one.
+    return std::string("type='signal',path='") + path + "',interface='" +
+           interface + "',member='" + member + "',";
 }
 
 } // namespace
