@@ -1,6 +1,5 @@
 #include "tree_keeper.hpp"
 
-#include "../common/contained.hpp"
 #include "../common/service_log.hpp"
 #include "directories.hpp"
 
@@ -23,10 +22,8 @@ namespace healthintf::healthmgr
 {
 
 namespace log = services::log;
-namespace rules = sdbusplus::bus::match::rules;
 using health_namespace::HealthStatus;
 using Interface = sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
-using services::contained;
 using services::EventLoop;
 
 namespace
@@ -63,6 +60,17 @@ std::optional<HealthComparison::Healths> readHealths()
     }
     return healths;
 }
+
+std::string updateRule()
+{
+    return std::string("type='signal',interface='") + Interface::interface +
+           "',member='" + Interface::HealthStatusUpdate::name + "'";
+}
+
+/** That of the names that have no owner any more. */
+constexpr const char* nameLossRule =
+    "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',"
+    "arg2=''";
 
 } // namespace
 
@@ -101,17 +109,13 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
                 [this](auto& message) {
                     takeUpdate(message);
                 }}),
-    updates(connection.bus(),
-            "type='signal'," + rules::interface(Interface::interface) +
-                rules::member(Interface::HealthStatusUpdate::name),
-            contained([this](auto& message) {
+    updates(connection.get(), updateRule(),
+            [this](auto& message) {
                 takeUpdate(message);
-            })),
-    nameLosses(connection.bus(),
-               std::string(rules::nameOwnerChanged()) + rules::argN(2, ""),
-               contained([this](auto& message) {
-                   takeNameLoss(message);
-               }))
+            }),
+    nameLosses(connection.get(), nameLossRule, [this](auto& message) {
+        takeNameLoss(message);
+    })
 {
     watchSegments();
     reconciliation.attempt();

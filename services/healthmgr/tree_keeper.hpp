@@ -6,6 +6,7 @@
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
 #include "../common/retry.hpp"
+#include "../common/subscription.hpp"
 #include "data_cache/withdrawal.hpp"
 #include "health_comparison.hpp"
 #include "hosted_nodes.hpp"
@@ -15,7 +16,6 @@
 #include "segment_watch.hpp"
 #include "update_filter.hpp"
 
-#include <sdbusplus/bus/match.hpp>
 #include <sdbusplus/message.hpp>
 
 #include <optional>
@@ -41,8 +41,7 @@ class TreeKeeper
     /** Brings the tree in order as it stands and keeps it so. All arguments
      *  must outlive this object.
      *
-     *  @throws sdbusplus::exception::SdBusError when the bus refuses a match
-     */
+     *  @throws std::system_error when the bus refuses a match rule */
     TreeKeeper(services::Connection& connection, services::EventLoop& loop,
                HostedNodes& nodes, PeerUsers& users);
 
@@ -95,8 +94,8 @@ class TreeKeeper
     bool looksOften = false;
     services::EventSource idleNodes;
     UpdateFilter filter;
-    sdbusplus::bus::match_t updates;
-    sdbusplus::bus::match_t nameLosses;
+    services::Subscription updates;
+    services::Subscription nameLosses;
 };
 
 } // namespace healthintf::healthmgr

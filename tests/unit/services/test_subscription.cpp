@@ -1,9 +1,9 @@
-#include "common/contained.hpp"
+#include "common/subscription.hpp"
 #include "library_test.hpp"
 
-#include <sdbusplus/bus/match.hpp>
-
+#include <optional>
 #include <stdexcept>
+#include <system_error>
 
 namespace healthintf::services
 {
@@ -12,7 +12,7 @@ namespace
 
 using namespace healthintf::test;
 
-class ContainedHandler : public LibraryTest
+class ServiceSubscription : public LibraryTest
 {
   protected:
     void tell(uint32_t number)
@@ -22,9 +22,9 @@ class ContainedHandler : public LibraryTest
 
     std::vector<uint32_t> heard;
     /** Throws for the number 1, reads too much for the number 2. */
-    sdbusplus::bus::match_t match{
-        bus, "type='signal',member='Told'",
-        contained([this](sdbusplus::message_t& message) {
+    std::optional<Subscription> subscription{
+        std::in_place, connection.raw(), "type='signal',member='Told'",
+        [this](sdbusplus::message_t& message) {
             uint32_t number = 0;
             message.read(number);
             heard.push_back(number);
@@ -36,10 +36,10 @@ class ContainedHandler : public LibraryTest
             {
                 message.read(number);
             }
-        })};
+        }};
 };
 
-TEST_F(ContainedHandler, IsGivenItsMessages)
+TEST_F(ServiceSubscription, HandsItsMessagesOver)
 {
     tell(7);
     tell(8);
@@ -47,7 +47,7 @@ TEST_F(ContainedHandler, IsGivenItsMessages)
     EXPECT_EQ(journal().count("log "), 0u);
 }
 
-TEST_F(ContainedHandler, LosesOnlyTheMessageForWhichItThrows)
+TEST_F(ServiceSubscription, LosesOnlyTheMessageForWhichItsHandlerThrows)
 {
     journal().clear();
     for (uint32_t number = 0; number < 4; ++number)
@@ -56,10 +56,32 @@ TEST_F(ContainedHandler, LosesOnlyTheMessageForWhichItThrows)
     }
     EXPECT_EQ(heard, (std::vector<uint32_t>{0, 1, 2, 3}));
     EXPECT_EQ(journal().take("log "),
-              (Lines{"log 2 310 EXCEPTION contained.#.operator(): broken",
-                     "log 2 310 EXCEPTION contained.#.operator(): "
+              (Lines{"log 2 310 EXCEPTION subscription.#.take: broken",
+                     "log 2 310 EXCEPTION subscription.#.take: "
                      "sd_bus_message_read_basic fundamental: "
                      "System.Error.ENXIO: No such device or address"}));
+}
+
+TEST_F(ServiceSubscription, EndsWithItsObject)
+{
+    subscription.reset();
+    tell(7);
+    EXPECT_TRUE(heard.empty());
+}
+
+TEST_F(ServiceSubscription, IsNotMadeWhenItsRuleIsRefused)
+{
+    try
+    {
+        const Subscription refused(connection.raw(), "no rule",
+                                   [](sdbusplus::message_t&) {});
+        FAIL() << "subscribed";
+    }
+    catch (const std::system_error& e)
+    {
+        EXPECT_EQ(e.code(), std::errc::invalid_argument);
+        EXPECT_STREQ(e.what(), "sd_bus_add_match: Invalid argument");
+    }
 }
 
 } // namespace
