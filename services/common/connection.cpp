@@ -29,6 +29,16 @@ sd_bus* openDefault()
     return bus;
 }
 
+/** A connection that the bus has given a name. sdbusplus asks for the name,
+ * too, but does not say why there is none. */
+sd_bus* named(sd_bus* bus)
+{
+    const HeldSignals held;
+    const char* unique = nullptr;
+    check(sd_bus_get_unique_name(bus, &unique), "unable to connect to the bus");
+    return bus;
+}
+
 constexpr const char* peerInterface = "org.freedesktop.DBus.Peer";
 constexpr const char* driver = "org.freedesktop.DBus";
 constexpr const char* driverPath = "/org/freedesktop/DBus";
@@ -36,15 +46,12 @@ constexpr const char* driverPath = "/org/freedesktop/DBus";
 } // namespace
 
 Connection::Connection(EventLoop& loop) :
-    raw(openDefault()), connection(raw.get()), loss(raw.get(), [&loop] {
+    raw(openDefault()), connection(named(raw.get())),
+    name(connection.get_unique_name()), loss(raw.get(), [&loop] {
         loop.exit(EXIT_FAILURE);
     })
 {
     const HeldSignals held;
-    const char* unique = nullptr;
-    check(sd_bus_get_unique_name(raw.get(), &unique),
-          "unable to connect to the bus");
-    name = unique;
     // A bus whose queue for this service is full drops answers, too.
     constexpr uint64_t longestWait = 5'000'000;
     check(sd_bus_set_method_call_timeout(raw.get(), longestWait),

@@ -3,9 +3,12 @@
 #include "bus_client.hpp"
 #include "common/connection.hpp"
 #include "private_bus.hpp"
+#include "temporary_folder.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 #include <unistd.h>
 
@@ -15,6 +18,7 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <thread>
 
 namespace healthintf::services
 {
@@ -74,6 +78,49 @@ class ServiceConnection : public testing::Test
     EventLoop loop;
     std::optional<Connection> connection{std::in_place, loop};
 };
+
+/** A bus that hangs up on whoever connects. */
+class DyingBus
+{
+  public:
+    DyingBus() : listening(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        const std::string path = folder.path() / "bus";
+        path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+        if (bind(listening, reinterpret_cast<const sockaddr*>(&address),
+                 sizeof(address)) != 0 ||
+            listen(listening, 1) != 0)
+        {
+            throw std::runtime_error("unable to listen");
+        }
+        setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + path).c_str(), 1);
+        setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + path).c_str(), 1);
+        hangingUp = std::thread([this] {
+            close(accept(listening, nullptr, nullptr));
+        });
+    }
+    ~DyingBus()
+    {
+        hangingUp.join();
+        close(listening);
+    }
+    DyingBus(const DyingBus&) = delete;
+    DyingBus& operator=(const DyingBus&) = delete;
+
+  private:
+    test::TemporaryFolder folder;
+    int listening;
+    std::thread hangingUp;
+};
+
+TEST_F(ServiceConnection, SaysThatTheBusHungUpBeforeItGaveAName)
+{
+    connection.reset();
+    const DyingBus dying;
+    EXPECT_THAT(openingFailure(), HasSubstr("unable to connect to the bus: "));
+}
 
 TEST_F(ServiceConnection, OwnsANameUntilItEnds)
 {
