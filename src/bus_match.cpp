@@ -5,7 +5,6 @@
 
 #include <platform/held_signals.hpp>
 
-#include <sdbusplus/exception.hpp>
 #include <sdbusplus/sdbus.hpp>
 #include <systemd/sd-bus.h>
 
@@ -99,12 +98,8 @@ healthintf::SlotPtr makeMatchWithoutHandler(sdbusplus::bus_t& bus,
                                             const char* rule)
 {
     sd_bus_slot* slot = nullptr;
-    const int result =
-        sd_bus_add_match(rawBus(bus), &slot, rule, ignore, nullptr);
-    if (result < 0)
-    {
-        throw sdbusplus::exception::SdBusError(-result, "sd_bus_match");
-    }
+    requireDone(sd_bus_add_match(rawBus(bus), &slot, rule, ignore, nullptr),
+                "sd_bus_match");
     return healthintf::SlotPtr(slot);
 }
 

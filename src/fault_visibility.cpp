@@ -4,6 +4,7 @@
 #include "bus_match.hpp"
 #include "bus_text.hpp"
 #include "log_line.hpp"
+#include "raw_bus.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
 #include <com/vexa/olvar/logmgr/names.hpp>
@@ -15,6 +16,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <memory>
 #include <stdexcept>
 #include <type_traits>
 
@@ -207,14 +209,35 @@ int FaultAndHealth::Enable()
 namespace
 {
 
-/** The default connection of this thread; an empty one, from which nothing
- *  can be sent, when it cannot be opened. Not all versions of sdbusplus'
- *  own factory tell the two apart in the same way. */
-sdbusplus::bus_t defaultBus()
+struct BusUnref
+{
+    void operator()(sd_bus* bus) const
+    {
+        sd_bus_unref(bus);
+    }
+};
+
+/** The default connection of this thread; null when it cannot be opened. It
+ *  is not wrapped in sdbusplus' class, which is made of no connection that was
+ *  lost. */
+std::unique_ptr<sd_bus, BusUnref> defaultBus()
 {
     sd_bus* bus = nullptr;
     sd_bus_default(&bus);
-    return {bus, std::false_type()};
+    return std::unique_ptr<sd_bus, BusUnref>(bus);
+}
+
+/** A signal to be filled and sent from a connection, which may be null.
+ *
+ *  @throws sdbusplus::exception::SdBusError when it cannot be made */
+sdbusplus::message_t newSignal(sd_bus* bus, const char* path,
+                               const char* interface, const char* member)
+{
+    sd_bus_message* message = nullptr;
+    requireDone(
+        sd_bus_message_new_signal(bus, &message, path, interface, member),
+        "sd_bus_message_new_signal");
+    return {message, std::false_type()};
 }
 
 /** The rule of a signal that any sender may send from one path. */
@@ -253,13 +276,13 @@ int FaultAndHealth::SendHideFaultsSignal(bool hide,
         return statusInvalidArgument;
     }
     const healthintf::HeldSignals held;
-    sdbusplus::bus_t bus = defaultBus();
-    auto signal = bus.new_signal(names::root, names::managerInterface,
-                                 FaultEntry::HideFaultForSensor::name);
+    const auto bus = defaultBus();
+    auto signal = newSignal(bus.get(), names::root, names::managerInterface,
+                            FaultEntry::HideFaultForSensor::name);
     signal.append(hide, healthPath, sensorPath, sensorNumber);
     signal.signal_send();
     // With the last reference to the connection goes what it has not sent.
-    bus.flush();
+    requireDone(sd_bus_flush(bus.get()), "sd_bus_flush");
     HMI_LOG(log::progress, "%s.%d.%s: HideFaultForSensor signal sent");
     return statusOk;
 }

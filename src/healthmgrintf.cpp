@@ -1,4 +1,5 @@
 #include "log_line.hpp"
+#include "raw_bus.hpp"
 
 #include <healthmgrintf.h>
 #include <hmi_fault_health.hpp>
@@ -22,8 +23,15 @@ namespace
 /** Whether gbus holds this thread's connection, and does so for good. */
 thread_local bool bound = false;
 
-/** Puts the first connection of this thread into gbus; null is none yet. Some
- *  versions of sdbusplus throw for one that has no name, as a closed one.
+/** Makes sure that a connection has a name, as one that was lost has not.
+ *  sdbusplus asks for it, too, but does not say why it fails. */
+void requireName(sd_bus* bus)
+{
+    const char* name = nullptr;
+    requireDone(sd_bus_get_unique_name(bus, &name), "sd_bus_get_unique_name");
+}
+
+/** Puts the first connection of this thread into gbus; null is none yet.
  *
  *  @return whether the connection could be used */
 bool bindBus(sd_bus* bus)
@@ -34,6 +42,7 @@ bool bindBus(sd_bus* bus)
     }
     try
     {
+        requireName(bus);
         gbus = sdbusplus::bus_t(bus);
         bound = true;
     }

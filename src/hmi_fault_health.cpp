@@ -5,7 +5,6 @@
 #include <hmi_fault_health.hpp>
 #include <platform/data_abstraction/healthmgr.hpp>
 
-#include <sdbusplus/exception.hpp>
 #include <systemd/sd-bus.h>
 
 #include <algorithm>
@@ -97,13 +96,9 @@ FaultAndHealth::FaultAndHealth(sdbusplus::bus_t& connection, std::string at,
 void FaultAndHealth::addObjectManager()
 {
     sd_bus_slot* slot = nullptr;
-    const int result = bus.getInterface()->sd_bus_add_object_manager(
-        rawBus(bus), &slot, names::root);
-    if (result < 0)
-    {
-        throw sdbusplus::exception::SdBusError(-result,
-                                               "sd_bus_add_object_manager");
-    }
+    requireDone(bus.getInterface()->sd_bus_add_object_manager(
+                    rawBus(bus), &slot, names::root),
+                "sd_bus_add_object_manager");
     objectManager.reset(slot);
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
-/** @file The libsystemd connection inside a sdbusplus one. */
+/** @file The libsystemd connection inside a sdbusplus one, and calls of
+ *  libsystemd that fail as those of sdbusplus do. */
 
 #include <sdbusplus/bus.hpp>
+#include <sdbusplus/exception.hpp>
 #include <systemd/sd-bus.h>
 
 // The class that hands the connection out has moved between these namespaces;
@@ -29,6 +31,18 @@ struct Bus : bus_friend
 inline sd_bus* rawBus(sdbusplus::bus_t& bus)
 {
     return lookup::Bus::get_busp(bus);
+}
+
+/** Looks at the result of a call of libsystemd.
+ *
+ *  @throws sdbusplus::exception::SdBusError naming @p call when the result is
+ *          negative */
+inline void requireDone(int result, const char* call)
+{
+    if (result < 0)
+    {
+        throw sdbusplus::exception::SdBusError(-result, call);
+    }
 }
 
 } // namespace health_namespace::details

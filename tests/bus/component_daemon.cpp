@@ -143,8 +143,16 @@ class Daemon
         const std::string healthPath = named();
         const std::string sensorPath = named();
         words >> number;
-        const int status = FaultAndHealth::SendHideFaultsSignal(
-            hide, healthPath, sensorPath, number);
+        int status = 0;
+        try
+        {
+            status = FaultAndHealth::SendHideFaultsSignal(hide, healthPath,
+                                                          sensorPath, number);
+        }
+        catch (const sdbusplus::exception::SdBusError& e)
+        {
+            return e.what();
+        }
         // What the bus answers to comes after what it was sent before.
         sd_bus_call_method(raw, "org.freedesktop.DBus", "/",
                            "org.freedesktop.DBus.Peer", "Ping", nullptr,

@@ -17,6 +17,8 @@ namespace healthintf::test
 namespace
 {
 
+using testing::HasSubstr;
+
 const std::string root = "/com/vexa/olvar/health";
 
 /** How often a program told that its connection is lost. */
@@ -49,6 +51,11 @@ TEST_P(LostConnection, IsToldOnceHoweverManyComponentsThereAre)
     daemon.expect("count", "1 0");
     daemon.expect("add " + root + " BAD /sensor 1", "4");
     daemon.expect("init " + root + "/c 2", "null");
+    const std::string notConnected =
+        ": System.Error.ENOTCONN: Transport endpoint is not connected";
+    daemon.expect("hide 1 - /sensor 0", "sd_bus_send" + notConnected);
+    EXPECT_THAT(daemon.process.errors(),
+                HasSubstr("addFault: sd_bus_is_open" + notConnected));
     daemon.end();
     EXPECT_EQ(losses(daemon.process), 1u) << daemon.process.errors();
 }

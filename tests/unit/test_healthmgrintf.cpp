@@ -1,6 +1,5 @@
 #include "bus_client.hpp"
 #include "component_test.hpp"
-#include "keep_forever.hpp"
 #include "private_bus.hpp"
 #include "raw_bus.hpp"
 #include "text.hpp"
@@ -483,11 +482,30 @@ TEST_F(FlatInitialization, GivesNothingOnAClosedConnection)
     inThread([this] {
         const Connection closed;
         sd_bus_close(closed.get());
-        // A node that could not be subscribed stays on its connection.
-        keepForever(closed.get());
         EXPECT_EQ(init(closed.get()), nullptr);
         EXPECT_EQ(output.take(), written(nullptr));
-        EXPECT_EQ(journal().take("log 1").size(), 1u);
+        EXPECT_EQ(journal().take("log 1"),
+                  Lines{logged(1, "bindBus: Unable to use the bus: "
+                                  "sd_bus_get_unique_name: "
+                                  "System.Error.ENOTCONN: Transport endpoint "
+                                  "is not connected")});
+        const Connection open;
+        EXPECT_NE(init(open.get()), nullptr);
+        EXPECT_EQ(rawBus(gbus), open.get());
+    });
+}
+
+TEST_F(FlatInitialization, SaysThatTheConnectionOfItsThreadWasClosed)
+{
+    inThread([] {
+        const Connection first;
+        EXPECT_NE(init(first.get()), nullptr);
+        sd_bus_close(first.get());
+        EXPECT_EQ(init(first.get(), root + "/b"), nullptr);
+        EXPECT_THAT(journal().take("log 2"),
+                    Contains("log 2 271 EXCEPTION hmi_health.#.Init: "
+                             "sd_bus_is_open: System.Error.ENOTCONN: "
+                             "Transport endpoint is not connected"));
     });
 }
 
@@ -548,6 +566,31 @@ TEST_F(FlatHiding, TakesNullForEmpty)
     EXPECT_EQ(c_wrapper_hide_faults(true, nullptr, nullptr, 0), 1);
     client.catchUp();
     EXPECT_EQ(heard.size(), 3u);
+}
+
+TEST_F(FlatHiding, LetsTheSameExceptionPassAfterTheBusWasLost)
+{
+    inThread([this] {
+        sd_bus* own = nullptr;
+        ASSERT_GE(sd_bus_default(&own), 0);
+        const std::unique_ptr<sd_bus, Unref> held(own);
+        ASSERT_EQ(c_wrapper_hide_faults(true, "/key", nullptr, 0), 0);
+        daemon.kill();
+        while (sd_bus_process(own, nullptr) >= 0)
+        {
+            sd_bus_wait(own, UINT64_MAX);
+        }
+        try
+        {
+            c_wrapper_hide_faults(true, "/key", nullptr, 0);
+            FAIL() << "sent";
+        }
+        catch (const sdbusplus::exception::SdBusError& e)
+        {
+            EXPECT_STREQ(e.what(), "sd_bus_send: System.Error.ENOTCONN: "
+                                   "Transport endpoint is not connected");
+        }
+    });
 }
 
 TEST_F(FlatHiding, LetsAnExceptionPassWithoutABus)

@@ -3,6 +3,8 @@
 /** @file What the bindings of mirrored interfaces share: a property lives on
  *  D-Bus and in the object's record of the data cache at the same time. */
 
+#include <com/vexa/olvar/open_bus.hpp>
+
 #include <sdbusplus/bus.hpp>
 #include <sdbusplus/server/interface.hpp>
 #include <sdbusplus/vtable.hpp>
@@ -34,11 +36,12 @@ class Mirror
 
     /** Registers the object on D-Bus; it has no record yet.
      *
-     *  @throws sdbusplus::exception::SdBusError when sd-bus refuses
+     *  @throws sdbusplus::exception::SdBusError when sd-bus refuses, as it does
+     *          where the connection is closed
      *  @throws std::logic_error when @p path is null */
     Mirror(sdbusplus::bus_t& bus, const char* path, const char* name,
            const sdbusplus::vtable_t* table, void* context) :
-        interface(bus, path, name, table, context)
+        interface(requireOpen(bus), path, name, table, context)
     {}
 
     /** Creates the record, unless the marker is among the properties, and

@@ -1,5 +1,6 @@
 #include <com/vexa/olvar/event_mgr/DummySensorCode/server.hpp>
 #include <com/vexa/olvar/method_callback.hpp>
+#include <com/vexa/olvar/open_bus.hpp>
 #include <com/vexa/olvar/property_table.hpp>
 
 namespace sdbusplus::server::com::vexa::olvar::event_mgr
@@ -47,7 +48,8 @@ constexpr auto dummySensorCodeTable =
 } // namespace
 
 DummySensorCode::DummySensorCode(sdbusplus::bus_t& bus, const char* path) :
-    registration(bus, path, interface, dummySensorCodeTable.data(), this)
+    registration(healthintf::binding::requireOpen(bus), path, interface,
+                 dummySensorCodeTable.data(), this)
 {}
 
 uint32_t DummySensorCode::healthStatus() const

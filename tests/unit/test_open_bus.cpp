@@ -1,0 +1,53 @@
+#include "library_test.hpp"
+
+#include <com/vexa/olvar/open_bus.hpp>
+
+#include <string>
+
+namespace healthintf::binding
+{
+namespace
+{
+
+using namespace healthintf::test;
+
+class OpenBus : public LibraryTest
+{
+  protected:
+    /** Why a connection is refused. */
+    static std::string refusal(sdbusplus::bus_t& refused)
+    {
+        try
+        {
+            requireOpen(refused);
+        }
+        catch (const sdbusplus::exception::SdBusError& e)
+        {
+            return e.what();
+        }
+        return "none";
+    }
+
+    const std::string closed = "sd_bus_is_open: System.Error.ENOTCONN: "
+                               "Transport endpoint is not connected";
+};
+
+TEST_F(OpenBus, IsTheConnectionItself)
+{
+    EXPECT_EQ(&requireOpen(bus), &bus);
+}
+
+TEST_F(OpenBus, IsNoConnectionThatWasClosed)
+{
+    bus.close();
+    EXPECT_EQ(refusal(bus), closed);
+}
+
+TEST_F(OpenBus, IsNotMissing)
+{
+    sdbusplus::bus_t none(nullptr);
+    EXPECT_EQ(refusal(none), closed);
+}
+
+} // namespace
+} // namespace healthintf::binding
