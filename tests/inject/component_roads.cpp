@@ -3,6 +3,7 @@
 #include "road.hpp"
 #include "world.hpp"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace healthintf::test

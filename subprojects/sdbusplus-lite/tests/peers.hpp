@@ -13,6 +13,18 @@
 namespace sdbusplus::test
 {
 
+/** Gives connections a name, which without a bus they do not have. */
+struct Named : SdBusImpl
+{
+    int sd_bus_get_unique_name(sd_bus* /*bus*/, const char** unique) override
+    {
+        *unique = ":1.1";
+        return 0;
+    }
+};
+
+inline Named named;
+
 /** The ends of one socket: what one sends, the other processes. */
 class Peers
 {
@@ -41,8 +53,7 @@ class Peers
     };
 
     explicit Peers(Sockets s) :
-        near(end(s.fds[0], true), std::false_type{}),
-        far(end(s.fds[1], false), std::false_type{})
+        near(end(s.fds[0], true)), far(end(s.fds[1], false))
     {
         settle();
     }
@@ -58,7 +69,7 @@ class Peers
         return s;
     }
 
-    static sd_bus* end(int fd, bool server)
+    static bus_t end(int fd, bool server)
     {
         sd_bus* b = nullptr;
         sd_id128_t id{};
@@ -69,7 +80,9 @@ class Peers
         {
             throw std::runtime_error("unable to start a connection");
         }
-        return b;
+        bus_t held(b, &named);
+        sd_bus_unref(b);
+        return held;
     }
 };
 

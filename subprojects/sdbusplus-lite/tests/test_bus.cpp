@@ -6,7 +6,10 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <stdexcept>
 #include <string>
+#include <type_traits>
+#include <typeinfo>
 #include <utility>
 
 namespace sdbusplus
@@ -79,10 +82,6 @@ TEST(Bus, NamesTheFailedCall)
                   none.request_name("a.b");
               }),
               "sd_bus_request_name" + invalid);
-    EXPECT_EQ(thrown([&] {
-                  none.get_unique_name();
-              }),
-              "sd_bus_get_unique_name" + invalid);
     EXPECT_THROW(none.new_signal("/a", "a.b", "C"), exception::SdBusError);
     EXPECT_THROW(none.new_method_call("a.b", "/a", "a.b", "C"),
                  exception::SdBusError);
@@ -111,10 +110,53 @@ TEST(Bus, FailsACallWhoseConnectionIsClosed)
 TEST(Bus, KeepsTheConnectionAliveWhileAnyReferenceStands)
 {
     test::Peers peers;
-    bus_t second(bus::details::bus_friend::get_busp(peers.near));
+    bus_t second(peers.near.get(), peers.near.getInterface());
     peers.near = bus_t(nullptr);
     EXPECT_TRUE(second.is_open());
     EXPECT_GE(second.get_fd(), 0);
+}
+
+TEST(Bus, HasToHaveAName)
+{
+    bus_t none(nullptr);
+    EXPECT_THROW(none.get_unique_name(), std::logic_error);
+
+    // Without a bus, as after it was lost, there is none.
+    test::Peers peers;
+    sd_bus* const nameless = peers.near.get();
+    EXPECT_THROW(bus_t{nameless}, std::logic_error);
+    EXPECT_THROW(bus_t(nameless, &sdbus_impl), std::logic_error);
+    EXPECT_THROW(bus_t(sd_bus_ref(nameless), std::false_type()),
+                 std::logic_error);
+}
+
+TEST(Bus, TakesANameFromItsOwnerAndGivesItAway)
+{
+    struct Seam : test::Named
+    {
+        int sd_bus_request_name(sd_bus* /*bus*/, const char* /*name*/,
+                                uint64_t given) override
+        {
+            flags = given;
+            return 1;
+        }
+        uint64_t flags = 0;
+    };
+    test::Peers peers;
+    Seam seam;
+    bus_t(peers.near.get(), &seam).request_name("a.b");
+    EXPECT_EQ(seam.flags,
+              SD_BUS_NAME_ALLOW_REPLACEMENT | SD_BUS_NAME_REPLACE_EXISTING);
+}
+
+TEST(Bus, IsNoClassOfTheFullLibraryForTheLinker)
+{
+    EXPECT_STREQ(typeid(bus_t).name(), "N9sdbusplus3bus4lite3busE");
+    EXPECT_STREQ(typeid(message_t).name(), "N9sdbusplus7message4lite7messageE");
+    EXPECT_STREQ(typeid(exception::SdBusError).name(),
+                 "N9sdbusplus9exception4lite10SdBusErrorE");
+    EXPECT_STREQ(typeid(SdBusInterface).name(),
+                 "N9sdbusplus4lite14SdBusInterfaceE");
 }
 
 TEST(Bus, AttachesToAnEventLoop)

@@ -18,12 +18,16 @@ namespace rules = bus::match::rules;
 class Match : public testing::Test
 {
   protected:
-    void tell(const std::string& text)
+    static void tell(test::Peers& peers, const std::string& text)
     {
         message_t m = peers.far.new_signal("/a", "com.example", "Told");
         m.append(text);
         m.signal_send();
         peers.settle();
+    }
+    void tell(const std::string& text)
+    {
+        tell(peers, text);
     }
 
     test::Peers peers;
@@ -74,35 +78,17 @@ TEST_F(Match, TakesAHandlerInTheTermsOfC)
     EXPECT_EQ(count, 2);
 }
 
-TEST_F(Match, DropsAMessageWhoseCallbackThrowsAndGoesOn)
+TEST_F(Match, EndsTheProcessWhenItsCallbackThrows)
 {
-    bus::match_t match(peers.near, rule, [this](message_t& m) {
-        heard.push_back(m.unpack<std::string>());
-        if (heard.size() == 1)
-        {
-            m.unpack<uint32_t>();
-        }
-        if (heard.size() == 2)
-        {
+    const auto fail = [this] {
+        // libsystemd refuses connections of before a fork.
+        test::Peers own;
+        bus::match_t match(own.near, rule, [](message_t&) {
             throw std::runtime_error("broken");
-        }
-        if (heard.size() == 3)
-        {
-            throw 3;
-        }
-    });
-    testing::internal::CaptureStderr();
-    tell("one");
-    tell("two");
-    tell("three");
-    tell("four");
-    const std::string log = testing::internal::GetCapturedStderr();
-
-    EXPECT_EQ(heard.size(), 4u);
-    EXPECT_NE(log.find("sd_bus_message_read_basic fundamental"),
-              std::string::npos);
-    EXPECT_NE(log.find("broken"), std::string::npos);
-    EXPECT_NE(log.find("unknown exception"), std::string::npos);
+        });
+        tell(own, "one");
+    };
+    EXPECT_DEATH(fail(), "broken");
 }
 
 TEST_F(Match, RefusesABadRule)
@@ -116,6 +102,10 @@ TEST_F(Match, RefusesABadRule)
 
 TEST(MatchRules, SpellTheTermsOfARule)
 {
+    static_assert(noexcept(rules::type::signal()));
+    static_assert(noexcept(rules::member("C")));
+    static_assert(noexcept(rules::argN(2, "x")));
+    static_assert(noexcept(rules::nameOwnerChanged()));
     EXPECT_EQ(rules::type::signal(), "type='signal',");
     EXPECT_EQ(rules::sender("a.b"), "sender='a.b',");
     EXPECT_EQ(rules::interface("a.b"), "interface='a.b',");

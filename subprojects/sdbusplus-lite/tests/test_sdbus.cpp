@@ -192,7 +192,7 @@ TEST_F(Seam, RunsAConnectionInALoopAndClosesIt)
 
 TEST_F(Seam, LetsATestMakeACallFail)
 {
-    struct Broken : SdBusImpl
+    struct Broken : test::Named
     {
         int calls = 0;
 

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -25,8 +26,6 @@ namespace bus
 {
 namespace details
 {
-
-struct bus_friend;
 
 /** Drops a reference to a connection, flushing and closing it first where it
  *  was opened for one owner alone. */
@@ -50,21 +49,32 @@ struct Release
 
 } // namespace details
 
-/** One reference to a connection. It can be moved, not copied. */
+inline namespace lite
+{
+
+/** One reference to a connection, or to none. It can be moved, not copied. */
 struct bus
 {
-    /** Takes a reference of its own. */
+    /** Takes a reference of its own.
+     *
+     *  @throws std::logic_error when the connection has no unique name, as a
+     *          closed one */
     explicit bus(sd_bus* b) : bus(b, &sdbus_impl)
     {}
     bus(sd_bus* b, SdBusInterface* interface) :
         intf(interface), held(b != nullptr ? intf->sd_bus_ref(b) : nullptr,
                               details::Release{interface})
-    {}
+    {
+        requireName();
+    }
 
-    /** Takes over the caller's reference. */
+    /** Takes over the caller's reference, which is dropped when this throws
+     *  as above. */
     bus(sd_bus* b, std::false_type) :
         intf(&sdbus_impl), held(b, details::Release{intf})
-    {}
+    {
+        requireName();
+    }
 
     bus(const bus&) = delete;
     bus& operator=(const bus&) = delete;
@@ -83,11 +93,22 @@ struct bus
         return intf;
     }
 
+    /** The connection itself, for an event loop of the caller's; it stays
+     *  owned by this object. */
+    sd_bus* get() noexcept
+    {
+        return held.get();
+    }
+
+    /** @throws std::logic_error when there is none */
     std::string get_unique_name()
     {
         const char* name = nullptr;
-        check(intf->sd_bus_get_unique_name(held.get(), &name),
-              "sd_bus_get_unique_name");
+        intf->sd_bus_get_unique_name(held.get(), &name);
+        if (name == nullptr)
+        {
+            throw std::logic_error("the connection has no unique name");
+        }
         return name;
     }
 
@@ -142,10 +163,13 @@ struct bus
         return wait(timeout ? timeout->count() : UINT64_MAX);
     }
 
-    /** Claims a name; the first owner keeps it. */
+    /** Claims a name, also from its owner if that has claimed it so; the next
+     *  one who claims it so gets it. */
     void request_name(const char* name)
     {
-        check(intf->sd_bus_request_name(held.get(), name, 0),
+        check(intf->sd_bus_request_name(held.get(), name,
+                                        SD_BUS_NAME_ALLOW_REPLACEMENT |
+                                            SD_BUS_NAME_REPLACE_EXISTING),
               "sd_bus_request_name");
     }
 
@@ -216,11 +240,17 @@ struct bus
         return intf->sd_bus_get_event(held.get());
     }
 
-    friend struct details::bus_friend;
-
   private:
     SdBusInterface* intf;
     std::unique_ptr<sd_bus, details::Release> held;
+
+    void requireName()
+    {
+        if (held)
+        {
+            get_unique_name();
+        }
+    }
 
     static int check(int result, const char* call)
     {
@@ -240,15 +270,17 @@ struct bus
     }
 };
 
+} // namespace lite
+
 namespace details
 {
 
-/** Lets the classes of this layer reach the raw connection. */
+/** Lets classes reach the raw connection in the way of the full library. */
 struct bus_friend
 {
     static sd_bus* get_busp(bus& b) noexcept
     {
-        return b.held.get();
+        return b.get();
     }
 };
 

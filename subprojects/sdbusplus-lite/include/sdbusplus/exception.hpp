@@ -15,6 +15,8 @@ namespace sdbusplus
 {
 namespace exception
 {
+inline namespace lite
+{
 
 /** What every exception of the D-Bus layer can tell. */
 struct exception : public std::exception
@@ -134,6 +136,7 @@ class SdBusError final : public internal_exception
     }
 };
 
+} // namespace lite
 } // namespace exception
 
 using exception_t = exception::exception;

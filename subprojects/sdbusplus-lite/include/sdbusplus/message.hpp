@@ -32,6 +32,9 @@ struct Unref
 
 } // namespace details
 
+inline namespace lite
+{
+
 /** One reference to an sd-bus message; copying takes another reference. */
 class message
 {
@@ -187,6 +190,7 @@ class message
     std::unique_ptr<sd_bus_message, details::Unref> held;
 };
 
+} // namespace lite
 } // namespace sdbusplus::message
 
 namespace sdbusplus

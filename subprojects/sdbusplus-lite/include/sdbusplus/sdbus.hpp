@@ -12,6 +12,12 @@
 namespace sdbusplus
 {
 
+/** The classes have other names for the linker than those of the full
+ *  library, whose layout is another: a program of the one does not link with a
+ *  library of the other. */
+inline namespace lite
+{
+
 /** The sd-bus calls in use, each with libsystemd's own name, arguments and
  *  result. */
 class SdBusInterface
@@ -413,4 +419,5 @@ class SdBusImpl : public SdBusInterface
 /** The instance that is used where no other is given. */
 inline SdBusImpl sdbus_impl;
 
+} // namespace lite
 } // namespace sdbusplus

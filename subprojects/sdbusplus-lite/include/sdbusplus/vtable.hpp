@@ -14,6 +14,14 @@ namespace vtable
 using vtable_t = sd_bus_vtable;
 using flags_t = decltype(vtable_t::flags);
 
+namespace details
+{
+
+/** The flags that an entry has room for. */
+constexpr flags_t room = (flags_t{1} << 56U) - 1;
+
+} // namespace details
+
 /** Flags that fit every kind of entry. */
 namespace common_
 {
@@ -41,7 +49,7 @@ constexpr auto none = flags_t{};
 /** First entry of every table. */
 constexpr vtable_t start(flags_t flags = 0)
 {
-    return vtable_t SD_BUS_VTABLE_START(flags);
+    return vtable_t SD_BUS_VTABLE_START(flags & details::room);
 }
 
 /** Last entry of every table. */
@@ -54,20 +62,22 @@ constexpr vtable_t method(const char* member, const char* signature,
                           const char* result, sd_bus_message_handler_t handler,
                           flags_t flags = 0)
 {
-    return vtable_t SD_BUS_METHOD(member, signature, result, handler, flags);
+    return vtable_t SD_BUS_METHOD(member, signature, result, handler,
+                                  flags & details::room);
 }
 
 constexpr vtable_t signal(const char* member, const char* signature,
                           flags_t flags = 0)
 {
-    return vtable_t SD_BUS_SIGNAL(member, signature, flags);
+    return vtable_t SD_BUS_SIGNAL(member, signature, flags & details::room);
 }
 
 /** A property that D-Bus clients can only read. */
 constexpr vtable_t property(const char* member, const char* signature,
                             sd_bus_property_get_t get, flags_t flags = 0)
 {
-    return vtable_t SD_BUS_PROPERTY(member, signature, get, 0, flags);
+    return vtable_t SD_BUS_PROPERTY(member, signature, get, 0,
+                                    flags & details::room);
 }
 
 /** A property that D-Bus clients can read and write. */
@@ -76,7 +86,7 @@ constexpr vtable_t property(const char* member, const char* signature,
                             sd_bus_property_set_t set, flags_t flags = 0)
 {
     return vtable_t SD_BUS_WRITABLE_PROPERTY(member, signature, get, set, 0,
-                                             flags);
+                                             flags & details::room);
 }
 
 } // namespace vtable

@@ -3,7 +3,6 @@
 /** @file Subscriptions to messages, and the terms of their rules. */
 
 #include <sdbusplus/bus.hpp>
-#include <sdbusplus/details/contained.hpp>
 #include <sdbusplus/message.hpp>
 #include <sdbusplus/slot.hpp>
 #include <systemd/sd-bus.h>
@@ -18,28 +17,29 @@
 namespace sdbusplus::bus::match
 {
 
-/** One subscription; it ends with the object. What a handler throws is logged
- *  and its message dropped. */
+inline namespace lite
+{
+
+/** One subscription; it ends with the object. A callback that throws ends the
+ *  process. */
 struct match : private sdbusplus::bus::details::bus_friend
 {
     using callback_t = std::function<void(message_t&)>;
 
     /** @throws exception::SdBusError when the rule is refused */
-    match(bus_t& bus, const char* rule, callback_t callback) :
-        subscriber(std::make_unique<Subscriber>(
-            Subscriber{std::move(callback), bus.getInterface()})),
-        slot(add(bus, rule, subscriber.get()))
+    match(bus_t& bus, const char* rule, callback_t given) :
+        callback(std::make_unique<callback_t>(std::move(given))),
+        slot(add(bus, rule, deliver, callback.get()))
     {}
-    match(bus_t& bus, const std::string& rule, callback_t callback) :
-        match(bus, rule.c_str(), std::move(callback))
+    match(bus_t& bus, const std::string& rule, callback_t given) :
+        match(bus, rule.c_str(), std::move(given))
     {}
 
-    /** A handler in C's terms; its result is not looked at. */
+    /** A handler in C's terms: with another result than 0 the message is not
+     *  handed on. */
     match(bus_t& bus, const char* rule, sd_bus_message_handler_t handler,
           void* context = nullptr) :
-        match(bus, rule, [handler, context](message_t& m) {
-            handler(m.get(), context, nullptr);
-        })
+        slot(add(bus, rule, handler, context))
     {}
     match(bus_t& bus, const std::string& rule, sd_bus_message_handler_t handler,
           void* context = nullptr) :
@@ -47,48 +47,41 @@ struct match : private sdbusplus::bus::details::bus_friend
     {}
 
   private:
-    struct Subscriber
-    {
-        callback_t callback;
-        SdBusInterface* intf;
-    };
-
-    std::unique_ptr<Subscriber> subscriber;
+    std::unique_ptr<callback_t> callback;
     sdbusplus::details::Slot slot;
 
     static sdbusplus::details::Slot add(bus_t& bus, const char* rule,
-                                        Subscriber* subscriber)
+                                        sd_bus_message_handler_t handler,
+                                        void* context)
     {
+        SdBusInterface* intf = bus.getInterface();
         sd_bus_slot* added = nullptr;
-        sdbusplus::details::check(
-            subscriber->intf->sd_bus_add_match(get_busp(bus), &added, rule,
-                                               deliver, subscriber),
-            "sd_bus_match");
-        return {added, {subscriber->intf}};
+        sdbusplus::details::check(intf->sd_bus_add_match(get_busp(bus), &added,
+                                                         rule, handler,
+                                                         context),
+                                  "sd_bus_match");
+        return {added, {intf}};
     }
 
     static int deliver(sd_bus_message* m, void* context,
                        sd_bus_error* /*error*/) noexcept
     {
-        auto* subscriber = static_cast<Subscriber*>(context);
-        sdbusplus::details::contained(
-            "match callback",
-            [&] {
-                message_t held(m, subscriber->intf);
-                subscriber->callback(held);
-            },
-            [](const char*, const char*) {});
+        message_t held(m);
+        (*static_cast<callback_t*>(context))(held);
         return 0;
     }
 };
 
-/** The terms of a rule; each ends with a comma, so that they can be joined. */
+} // namespace lite
+
+/** The terms of a rule; each ends with a comma, so that they can be joined.
+ *  When there is no memory for one, the process ends. */
 namespace rules
 {
 namespace details
 {
 
-inline std::string term(std::string_view key, std::string_view value)
+inline std::string term(std::string_view key, std::string_view value) noexcept
 {
     std::string text;
     text.append(key).append("='").append(value).append("',");
@@ -100,44 +93,44 @@ inline std::string term(std::string_view key, std::string_view value)
 namespace type
 {
 
-inline std::string signal()
+inline std::string signal() noexcept
 {
     return details::term("type", "signal");
 }
 
 } // namespace type
 
-inline std::string sender(std::string_view value)
+inline std::string sender(std::string_view value) noexcept
 {
     return details::term("sender", value);
 }
 
-inline std::string interface(std::string_view value)
+inline std::string interface(std::string_view value) noexcept
 {
     return details::term("interface", value);
 }
 
-inline std::string member(std::string_view value)
+inline std::string member(std::string_view value) noexcept
 {
     return details::term("member", value);
 }
 
-inline std::string path(std::string_view value)
+inline std::string path(std::string_view value) noexcept
 {
     return details::term("path", value);
 }
 
-inline std::string path_namespace(std::string_view value)
+inline std::string path_namespace(std::string_view value) noexcept
 {
     return details::term("path_namespace", value);
 }
 
-inline std::string argN(std::size_t number, std::string_view value)
+inline std::string argN(std::size_t number, std::string_view value) noexcept
 {
     return details::term("arg" + std::to_string(number), value);
 }
 
-inline std::string nameOwnerChanged()
+inline std::string nameOwnerChanged() noexcept
 {
     return type::signal() + sender("org.freedesktop.DBus") +
            member("NameOwnerChanged");

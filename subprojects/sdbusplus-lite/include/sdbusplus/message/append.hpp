@@ -14,6 +14,7 @@
 #include <type_traits>
 #include <utility>
 #include <variant>
+#include <vector>
 
 namespace sdbusplus::message
 {
@@ -59,6 +60,8 @@ void append_text(SdBusInterface* intf, sd_bus_message* m, const T& item)
 template <typename T>
 void append_sequence(SdBusInterface* intf, sd_bus_message* m, const T& items)
 {
+    static_assert(!std::is_same_v<T, std::vector<bool>>,
+                  "only the newest sdbusplus appends a vector of bool");
     intf->sd_bus_message_open_container(m, SD_BUS_TYPE_ARRAY,
                                         types::wire_t<T>::element::text);
     for (const auto& item : items)

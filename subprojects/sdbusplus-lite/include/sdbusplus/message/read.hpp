@@ -9,7 +9,9 @@
 #include <sdbusplus/sdbus.hpp>
 #include <systemd/sd-bus.h>
 
+#include <string_view>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 #include <variant>
 
@@ -32,6 +34,8 @@ inline void require(int result, const char* call)
 template <typename T>
 void read_text(SdBusInterface* intf, sd_bus_message* m, T& item)
 {
+    static_assert(!std::is_same_v<T, std::string_view>,
+                  "only the newest sdbusplus reads views");
     const char* text = nullptr;
     require(intf->sd_bus_message_read_basic(m, types::wire_t<T>::letter, &text),
             "sd_bus_message_read_basic string");

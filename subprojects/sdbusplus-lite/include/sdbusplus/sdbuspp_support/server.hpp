@@ -1,9 +1,11 @@
 #pragma once
 
 /** @file The bodies that the callbacks of an object table share: arguments
- *  from the message, results into the reply, exceptions into a D-Bus error. */
+ *  from the message, results into the reply. The exceptions of this layer
+ *  become a D-Bus error; every other one leaves the callback, which must keep
+ *  it from libsystemd. */
 
-#include <sdbusplus/details/contained.hpp>
+#include <sdbusplus/exception.hpp>
 #include <sdbusplus/message.hpp>
 #include <sdbusplus/sdbus.hpp>
 #include <sdbusplus/server.hpp>
@@ -23,16 +25,17 @@ namespace details
  *
  *  @return 1, or the negative number that @p error stands for */
 template <typename Work>
-int answer(const char* where, SdBusInterface* intf, sd_bus_error* error,
-           Work&& work)
+int answer(SdBusInterface* intf, sd_bus_error* error, Work&& work)
 {
-    int result = 1;
-    sdbusplus::details::contained(where, std::forward<Work>(work),
-                                  [&](const char* name, const char* text) {
-                                      result = intf->sd_bus_error_set(
-                                          error, name, text);
-                                  });
-    return result;
+    try
+    {
+        std::forward<Work>(work)();
+        return 1;
+    }
+    catch (const internal_exception_t& e)
+    {
+        return intf->sd_bus_error_set(error, e.name(), e.description());
+    }
 }
 
 /** Reads the arguments of @p function from the message and calls it. */
@@ -57,7 +60,7 @@ int property_callback(sd_bus_message* msg, SdBusInterface* intf,
                       sd_bus_error* error,
                       std::function<Return(Args&&...)> function)
 {
-    return details::answer("property callback", intf, error, [&] {
+    return details::answer(intf, error, [&] {
         message_t m(msg, intf);
         if constexpr (std::is_void_v<Return>)
         {
@@ -78,7 +81,7 @@ int method_callback(sd_bus_message* msg, SdBusInterface* intf,
                     sd_bus_error* error,
                     std::function<Return(Args&&...)> function)
 {
-    return details::answer("method callback", intf, error, [&] {
+    return details::answer(intf, error, [&] {
         message_t m(msg, intf);
         message_t reply = m.new_method_return();
         if constexpr (std::is_void_v<Return>)

@@ -13,6 +13,8 @@
 
 namespace sdbusplus::server::interface
 {
+inline namespace lite
+{
 
 /** Registers on construction and withdraws on destruction. It can be neither
  *  copied nor moved, since sd-bus holds pointers into it. */
@@ -24,7 +26,8 @@ struct interface final : private sdbusplus::bus::details::bus_friend
      *  @param[in] members the interface's object table; must outlive this
      *             object
      *  @param[in] context what the table's callbacks are given
-     *  @throws exception::SdBusError when sd-bus refuses */
+     *  @throws exception::SdBusError when sd-bus refuses
+     *  @throws std::logic_error when the connection is closed */
     interface(bus_t& bus, const char* path, const char* name,
               const vtable_t* members, void* context) :
         connection(get_busp(bus), bus.getInterface()),
@@ -135,6 +138,7 @@ struct interface final : private sdbusplus::bus::details::bus_friend
     }
 };
 
+} // namespace lite
 } // namespace sdbusplus::server::interface
 
 namespace sdbusplus::server
