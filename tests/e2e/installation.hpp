@@ -57,12 +57,14 @@ class Installation
         return at(LIBEXEC_FOLDER "/healthintf") / name;
     }
 
-    /** Compiles as the project was compiled, against the installation.
+    /** Compiles C++, with nothing but what the package says.
      *
      *  @throws std::runtime_error with the compiler's errors */
     void compile(const std::vector<std::string>& arguments) const
     {
-        compileBy(COMPILER " " SDBUSPLUS_FLAGS, arguments);
+        compileBy(COMPILER " " + outputOf({"pkg-config", "--variable=cxxflags",
+                                           "healthintf"}),
+                  arguments);
     }
 
     /** Compiles C, with nothing but what the package says. */

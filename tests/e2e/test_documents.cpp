@@ -37,7 +37,8 @@ std::string runPage(const std::string& name)
          // The compiler's own flags name the standard.
          "--let=c++20 build=none build", SOURCE_FOLDER "/docs/" + name,
          project.path()},
-        {"CXX=" COMPILER, "CXXFLAGS=" SDBUSPLUS_FLAGS, "CC=" C_COMPILER,
+        {"CXX=" COMPILER, "CXXFLAGS=" STANDARD " " SDBUSPLUS_FLAGS,
+         "CC=" C_COMPILER,
          "PATH=" + installation().at(PREFIX "/bin").string() + ":" +
              std::getenv("PATH")});
 }

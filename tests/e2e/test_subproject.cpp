@@ -30,14 +30,19 @@ class MainProject
 {
   public:
     explicit MainProject(const std::string& program,
-                         const std::vector<std::string>& options = {})
+                         const std::vector<std::string>& options = {},
+                         const std::string& language = "cpp")
     {
-        folder.write("program.cpp", program);
+        const std::string source = "program." + language;
+        folder.write(source, program);
         folder.write("meson.build",
-                     "project('user', 'cpp')\n"
-                     "executable('program', 'program.cpp', dependencies:\n"
-                     "  dependency('healthintf',\n"
-                     "    fallback: ['healthintf', 'healthintf_dep']))\n");
+                     "project('user', '" + language +
+                         "')\n"
+                         "executable('program', '" +
+                         source +
+                         "', dependencies:\n"
+                         "  dependency('healthintf',\n"
+                         "    fallback: ['healthintf', 'healthintf_dep']))\n");
         fs::create_directory(folder.path() / "subprojects");
         fs::create_directory_symlink(SOURCE_FOLDER,
                                      folder.path() / "subprojects/healthintf");
@@ -47,15 +52,22 @@ class MainProject
                                        "setup",
                                        build,
                                        folder.path(),
-                                       "-Dcpp_std=none",
                                        "-Dhealthintf:cpp_std=none",
                                        "-Dbuildtype=plain",
                                        "-Dunity=subprojects",
                                        "-Dunity_size=100",
                                        "-Dwerror=true",
                                        "-Dwarning_level=3"};
+        // Who writes in C need not know of flags for C++.
+        std::string flags = "CXXFLAGS=" STANDARD;
+        if (language == "cpp")
+        {
+            setup.emplace_back("-Dcpp_std=none");
+            flags += " " SDBUSPLUS_FLAGS;
+        }
         setup.insert(setup.end(), options.begin(), options.end());
-        configured = outputOf(setup, {"CXX=" COMPILER});
+        configured =
+            outputOf(setup, {"CXX=" COMPILER, "CC=" C_COMPILER, flags});
     }
 
     /** What the build system said. */
@@ -133,6 +145,18 @@ TEST(Subproject, IsTheLibraryAndThePlatformAlone)
     client.waitForHealth(fan, 4);
 }
 
+TEST(Subproject, ServesADaemonInC)
+{
+    const MainProject project(
+        firstProgram(contentOf(SOURCE_FOLDER "/README.md"), "c"), {}, "c");
+    project.compile();
+
+    const PrivateBus bus;
+    BusClient client;
+    const Process daemon = project.run();
+    client.waitForHealth(fan, 4);
+}
+
 TEST(Subproject, TakesThePlatformOfAnotherPackage)
 {
     const TemporaryFolder packages;
@@ -173,7 +197,7 @@ void buildSkeleton(const TemporaryFolder& folder)
     outputOf({MESON, "setup", build, SOURCE_FOLDER "/examples/platform",
               "-Dcontract=" SOURCE_FOLDER "/platform/include", "-Dcpp_std=none",
               "-Dwerror=true"},
-             {"CXX=" COMPILER, "CXXFLAGS=" SDBUSPLUS_FLAGS});
+             {"CXX=" COMPILER, "CXXFLAGS=" STANDARD " " SDBUSPLUS_FLAGS});
     outputOf({MESON, "compile", "-C", build});
     lookInto(build / "meson-uninstalled", "PKG_CONFIG_PATH");
     lookInto(build, "LD_LIBRARY_PATH");
