@@ -3,11 +3,12 @@
 /** @file A service's subscription to messages, which surely exists and never
  *  ends the process. */
 
+#include <platform/bus_handles.hpp>
+
 #include <sdbusplus/message.hpp>
 #include <systemd/sd-bus.h>
 
 #include <functional>
-#include <memory>
 #include <string>
 
 namespace healthintf::services
@@ -31,19 +32,11 @@ class Subscription
     Subscription& operator=(const Subscription&) = delete;
 
   private:
-    struct Unref
-    {
-        void operator()(sd_bus_slot* slot) const
-        {
-            sd_bus_slot_unref(slot);
-        }
-    };
-
     static int take(sd_bus_message* message, void* context,
                     sd_bus_error* error) noexcept;
 
     Handler handler;
-    std::unique_ptr<sd_bus_slot, Unref> slot;
+    SlotPtr slot;
 };
 
 } // namespace healthintf::services
