@@ -10,6 +10,7 @@
 #include <com/vexa/olvar/logmgr/names.hpp>
 #include <hmi_fault_health.hpp>
 #include <hmi_health_value.hpp>
+#include <platform/bus_handles.hpp>
 #include <platform/held_signals.hpp>
 
 #include <systemd/sd-bus.h>
@@ -209,22 +210,14 @@ int FaultAndHealth::Enable()
 namespace
 {
 
-struct BusUnref
-{
-    void operator()(sd_bus* bus) const
-    {
-        sd_bus_unref(bus);
-    }
-};
-
 /** The default connection of this thread; null when it cannot be opened. It
  *  is not wrapped in sdbusplus' class, which is made of no connection that was
  *  lost. */
-std::unique_ptr<sd_bus, BusUnref> defaultBus()
+healthintf::BusPtr defaultBus()
 {
     sd_bus* bus = nullptr;
     sd_bus_default(&bus);
-    return std::unique_ptr<sd_bus, BusUnref>(bus);
+    return healthintf::BusPtr(bus);
 }
 
 /** A signal to be filled and sent from a connection, which may be null.
