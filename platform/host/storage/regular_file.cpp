@@ -15,7 +15,7 @@ namespace healthintf::host
 namespace
 {
 
-[[noreturn]] void fail(int code, const std::string& what)
+[[noreturn]] void throwReadError(int code, const std::string& what)
 {
     throw std::system_error(code, std::generic_category(), what);
 }
@@ -31,11 +31,11 @@ FileDescriptor openRegularFile(const std::filesystem::path& file, int flags,
     {};
     if (opened.get() < 0 || fstat(opened.get(), &found) != 0)
     {
-        fail(errno, what);
+        throwReadError(errno, what);
     }
     if (!S_ISREG(found.st_mode))
     {
-        fail(S_ISDIR(found.st_mode) ? EISDIR : ENOTSUP, what);
+        throwReadError(S_ISDIR(found.st_mode) ? EISDIR : ENOTSUP, what);
     }
     return opened;
 }
@@ -47,19 +47,19 @@ std::string readToEnd(const FileDescriptor& opened, std::size_t most,
     std::array<char, 16384> part{};
     while (true)
     {
-        const ssize_t size = read(opened.get(), part.data(), part.size());
+        const ssize_t size = ::read(opened.get(), part.data(), part.size());
         if (size == 0)
         {
             return content;
         }
         if (size < 0 && errno != EINTR)
         {
-            fail(errno, what);
+            throwReadError(errno, what);
         }
         content.append(part.data(), std::max<ssize_t>(size, 0));
         if (content.size() > most)
         {
-            fail(EFBIG, what);
+            throwReadError(EFBIG, what);
         }
     }
 }
