@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file Calls what an object's owner has set in it, which may replace itself
- *  and destroy the object. */
+/** @file Calls a callback that an object's owner has set, and that may replace
+ *  itself or destroy the object. */
 
 #include <functional>
 #include <memory>
@@ -10,8 +10,8 @@
 namespace health_namespace::details
 {
 
-/** Stands in a std::function for another one, whose end it does not depend
- *  on. Copies share what that one remembers. */
+/** A std::function behind a shared pointer: a copy keeps the function alive
+ *  during a call, and shares its state. */
 template <typename Result, typename... Args>
 struct SharedCallable
 {
@@ -23,13 +23,13 @@ struct SharedCallable
     }
 };
 
-/** Calls a function that may replace, clear or destroy the very variable that
- *  it stands in.
+/** Calls a function that may replace, clear or destroy the variable that holds
+ *  it.
  *
- *  @param[in,out] member the function, not empty; stands behind a
- *                 SharedCallable from the first call on
- *  @throws std::bad_alloc at the first call, which is not made then; and what
- *          the function throws */
+ *  @param[in,out] member the function, not empty; the first call wraps it into
+ *                 a SharedCallable
+ *  @throws std::bad_alloc when the first call has no memory for the wrapping,
+ *          and nothing is called; and what the function throws */
 template <typename Result, typename... Args, typename... Given>
 Result callOwners(std::function<Result(Args...)>& member, Given&&... args)
 {
@@ -45,8 +45,9 @@ Result callOwners(std::function<Result(Args...)>& member, Given&&... args)
     return (*held)(std::forward<Given>(args)...);
 }
 
-/** Tells whether an object has been destroyed since this was made. The object
- *  tells so itself; both belong to the same thread. */
+/** Tells whether an object has been destroyed since the watch was made. The
+ *  object's destructor must call markDestroyed(); both belong to the same
+ *  thread. */
 class EndWatch
 {
   public:
@@ -68,7 +69,7 @@ class EndWatch
         return over;
     }
 
-    /** Tells all that watch an object of its end. */
+    /** Tells all watches of an object that it is being destroyed. */
     static void tell(const void* object)
     {
         for (EndWatch* each = innermost; each != nullptr; each = each->outer)

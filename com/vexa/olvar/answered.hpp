@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What every callback of an object table has around its work. */
+/** @file Turns exceptions in D-Bus callbacks into error replies. */
 
 #include <sdbusplus/exception.hpp>
 #include <sdbusplus/sdbus.hpp>
@@ -14,8 +14,8 @@
 namespace healthintf::binding
 {
 
-/** The text of an exception for an error reply. One that D-Bus might not carry
- *  would end the connection; which text is UTF-8 is not worth finding out. */
+/** The text of an exception for an error reply. A text that is not UTF-8 would
+ *  end the connection. Only ASCII passes, which is simple to check. */
 inline const char* sendable(const char* text)
 {
     const bool ascii = std::ranges::none_of(std::string_view(text), [](char c) {
@@ -24,16 +24,16 @@ inline const char* sendable(const char* text)
     return ascii ? text : "exception with a text that is not ASCII";
 }
 
-/** Runs a callback's work. sdbusplus answers for its own exceptions alone;
- *  sd-bus is C and must not see any other, so that they become errors here.
+/** Runs a callback's work and turns its exceptions into D-Bus errors. sdbusplus
+ *  does so for its own exceptions only, and sd-bus is written in C and must see
+ *  none.
  *
- *  @return what the work returns, or the negative number that @p error stands
- *          for */
+ *  @return what the work returns, or the negative errno of @p error */
 template <typename Work>
 int answered(sdbusplus::SdBusInterface* intf, sd_bus_error* error,
              Work&& work) noexcept
 {
-    const auto failed = [&](const char* name, const char* text) {
+    const auto setError = [&](const char* name, const char* text) {
         return intf->sd_bus_error_set(
             error, name != nullptr ? name : SD_BUS_ERROR_FAILED, text);
     };
@@ -43,15 +43,15 @@ int answered(sdbusplus::SdBusInterface* intf, sd_bus_error* error,
     }
     catch (const sdbusplus::exception_t& e)
     {
-        return failed(e.name(), e.description());
+        return setError(e.name(), e.description());
     }
     catch (const std::exception& e)
     {
-        return failed(nullptr, sendable(e.what()));
+        return setError(nullptr, sendable(e.what()));
     }
     catch (...)
     {
-        return failed(nullptr, "unknown exception");
+        return setError(nullptr, "unknown exception");
     }
 }
 
