@@ -29,17 +29,17 @@ using services::EventLoop;
 namespace
 {
 
-/** A failure that lasts longer is for the service manager to see. */
+/** After a longer failure the service manager is to restart healthmgr. */
 constexpr std::chrono::seconds longestFailure{30};
 
-/** How soon to compare the health of nodes after a change, and then again. */
+/** The pause before the first comparison after a change, and between
+ *  comparisons. */
 constexpr std::chrono::milliseconds comparisonPause{100};
 
-/** How long to go on comparing after a change. */
+/** How long comparisons go on after a change. */
 constexpr std::chrono::seconds afterChange{1};
 
-/** How often to look, also without cause, whether all is in order, and for
- *  nodes that nobody needs. */
+/** How often to check the tree and to remove idle nodes without any event. */
 constexpr std::chrono::seconds idlePeriod{10};
 
 /** The health of all nodes; nothing when the data cache cannot be read. */
@@ -67,7 +67,7 @@ std::string updateRule()
            "',member='" + Interface::HealthStatusUpdate::name + "'";
 }
 
-/** That of the names that have no owner any more. */
+/** Matches the signal about names that have lost their owner. */
 constexpr const char* nameLossRule =
     "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',"
     "arg2=''";
@@ -126,7 +126,8 @@ bool TreeKeeper::isProgressing() const
     return reconciliation.isProgressing(longestFailure);
 }
 
-/** Without a watch, who has died is found a second later at most. */
+/** Watches the segments' folder. If that fails, the folder is checked every
+ *  second. */
 void TreeKeeper::watchSegments()
 {
     const bool isNews = segments.has_value() || !looksOften;
@@ -151,7 +152,7 @@ void TreeKeeper::watchSegments()
     EventLoop::enable(looking, looksOften);
 }
 
-/** Watches the folder that has the name now, if that is another one. */
+/** Watches the folder again if it was replaced by another one. */
 void TreeKeeper::keepWatching()
 {
     if (!segments || segments->isLost())
@@ -196,7 +197,7 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     completeAbove(key);
 }
 
-/** Notes somebody who reports for the first time. */
+/** Finds the user of a connection that reports for the first time. */
 void TreeKeeper::meet(const std::string& sender)
 {
     reconciliation.request();
@@ -208,10 +209,11 @@ void TreeKeeper::meet(const std::string& sender)
     });
 }
 
-/** Looks at what are perhaps nodes' last words. Their records go after them, so
- *  look again once the sender is through. Another process may have made a node
- *  anew by then, and been overtaken by this; or a parent that was made
- *  meanwhile has found the record, and did not hear this. */
+/** Checks the records of nodes that reported their end. A node's record is
+ *  removed after that report, so the check follows when the sender has
+ *  finished. By then another process may have made the node again, with its
+ *  report delivered before this one; or a new parent may have read the old
+ *  record and missed this report. */
 void TreeKeeper::askAboutEnds(const std::string& sender)
 {
     if (!reported.beginQuestion(sender))
@@ -238,7 +240,8 @@ void TreeKeeper::askAboutEnds(const std::string& sender)
     });
 }
 
-/** Makes the parent of a node that lost it since it looked for it. */
+/** Makes the parent of a node if the parent ended after the node had found
+ *  it. */
 void TreeKeeper::completeAbove(const std::string& key)
 {
     const std::string parent = HealthStatus::GetParentKey(key);
@@ -249,8 +252,8 @@ void TreeKeeper::completeAbove(const std::string& key)
     }
 }
 
-/** Makes a node in the place of one that ended, so that its parent does not
- *  lose what is below. */
+/** Makes a node in place of one that ended, if there are nodes below it: so the
+ *  parent does not lose their health. */
 void TreeKeeper::replaceEnded(const std::string& key)
 {
     std::map<std::string, HealthStatus_gen> below;
@@ -273,19 +276,21 @@ void TreeKeeper::takeNameLoss(sdbusplus::message_t& message)
     reconciliation.request();
     users.forget(name);
     nodes.forget(name);
-    // The bus still passes on what a process sent before it died, perhaps
-    // after its nodes were withdrawn, or after another process took them over.
-    // It passes nothing on after this.
+    // The bus may deliver a dead process's reports after its nodes were
+    // withdrawn or taken over by another process. It delivers none of them
+    // after this signal, so now the reports that differ from the records can be
+    // corrected.
     tellIfUntrue(reported.take(name));
 }
 
-/** Tells the parents of nodes what the records say, where somebody reported
- *  something else. */
+/** Sends the recorded health to the parents of nodes whose reports differ from
+ *  it. */
 void TreeKeeper::tellIfUntrue(const ReportedHealth::Healths& reports)
 {
     for (const auto& [key, health] : reports)
     {
-        // Of a node's end a parent may not have heard that found its record.
+        // A new parent may have read the record of an ended node and missed the
+        // report of its end.
         if (health == health_namespace::healthNone ||
             recordedHealth(key) != health)
         {
@@ -299,7 +304,7 @@ bool TreeKeeper::reconcile()
     compareSoon();
     keepWatching();
     const bool withdrawn = withdrawTheDead();
-    // Who took a node over may have told so before this process listened.
+    // A daemon may have taken a node over before this process subscribed.
     for (const std::string& key : nodes.overtaken())
     {
         giveWay(key);
@@ -308,7 +313,7 @@ bool TreeKeeper::reconcile()
     return withdrawn;
 }
 
-/** @return whether the data cache could be looked at */
+/** @return whether the data cache could be read */
 bool TreeKeeper::withdrawTheDead()
 {
     const auto left = withdrawal.removeTheDead();
@@ -319,7 +324,7 @@ bool TreeKeeper::withdrawTheDead()
     std::vector<std::string> keys;
     for (const auto& [key, owner] : *left)
     {
-        // The segment of a stranger may hold any text.
+        // A segment of another user may contain any text.
         if (!isKey(key.c_str()))
         {
             continue;
@@ -340,10 +345,10 @@ bool TreeKeeper::hostMissingParents()
     bool whole = nodes.host(names::root) == HostedNodes::Outcome::there;
     std::vector<std::string> parents;
     HealthStatus::GetMissingParents(parents);
-    // Each child names its parent.
+    // GetMissingParents() lists a parent once for each child.
     for (const std::string& parent : std::set(parents.begin(), parents.end()))
     {
-        // Keys outside the tree are nobody's to complete.
+        // Keys outside the tree get no parents.
         if (faultOfKey(parent).empty())
         {
             whole = nodes.host(parent) == HostedNodes::Outcome::there && whole;
@@ -365,15 +370,15 @@ void TreeKeeper::giveWay(const std::string& key)
     }
     SERVICE_LOG(log::lifetime, "%s.%d.%s: %s is now held by process %d",
                 key.c_str(), static_cast<int>(record->owner.pid));
-    // The node's end tells its parent health 0. What the daemon's node told
-    // before is told once more.
+    // Removing the node tells its parent health 0, so the health of the
+    // daemon's node is announced again.
     nodes.lend(key);
     announcer.announce({key});
 }
 
-/** Asks nodes to publish their health again that are on the bus and have no
- *  record, each once: perhaps somebody has removed the file of their process,
- *  which makes it anew then. */
+/** Asks nodes on the bus without a record to publish their health again, each
+ *  once. If the file of their process was removed, the process then makes it
+ *  again. */
 void TreeKeeper::askForRecords(const HealthComparison::Healths& records)
 {
     auto missing = reported.missingFrom(records);
@@ -387,8 +392,7 @@ void TreeKeeper::askForRecords(const HealthComparison::Healths& records)
     askedForRecords = std::move(missing);
 }
 
-/** Compares what is held here with the records after a change, once for many
- *  changes. */
+/** Schedules a comparison after a change; several changes share one. */
 void TreeKeeper::compareSoon()
 {
     lastChange = services::Retry::Clock::now();
@@ -403,7 +407,7 @@ void TreeKeeper::compareHealths()
 {
     keepWatching();
     HealthComparison::Findings findings;
-    // In a cache that cannot be read nothing is gone.
+    // While the data cache cannot be read, no node counts as gone.
     if (const auto healths = readHealths())
     {
         findings = comparison.compare(*healths, [this](const std::string& key) {
@@ -413,7 +417,7 @@ void TreeKeeper::compareHealths()
     }
     for (const std::string& key : findings.stale)
     {
-        // What differs may be a daemon's, which has faults of its own.
+        // The record may be a daemon's, whose node has faults of its own.
         giveWay(key);
         if (!nodes.hosts(key))
         {
@@ -433,7 +437,7 @@ void TreeKeeper::compareHealths()
     }
     announcer.announce(findings.untold);
     announcer.announce(findings.gone);
-    // The record of a node may go some time after the node's last word.
+    // A node's record may be removed some time after the report of its end.
     comparing = findings.unsettled ||
                 services::Retry::Clock::now() - lastChange < afterChange;
     if (comparing)
