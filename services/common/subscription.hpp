@@ -5,8 +5,6 @@
 
 #include <platform/bus_handles.hpp>
 
-#include <platform/bus_handles.hpp>
-
 #include <sdbusplus/message.hpp>
 #include <systemd/sd-bus.h>
 
