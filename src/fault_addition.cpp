@@ -11,7 +11,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <exception>
 #include <utility>
 #include <variant>
@@ -221,31 +220,6 @@ void FaultAndHealth::rollBack(const Addition& addition)
             return publishHealth();
         });
     }
-}
-
-void FaultAndHealth::removeLowestPriorityFaultEntry()
-{
-    HMI_LOG(log::trace, "%s.%d.%s Entry : ");
-    if (faultList.size() <= maxFaults)
-    {
-        HMI_LOG(log::progress, "%s.%d.%s: number of entry is low %zd",
-                faultList.size());
-        return;
-    }
-    const auto lessImportant = [](const auto& a, const auto& b) {
-        return a->severity() < b->severity() ||
-               (a->severity() == b->severity() &&
-                a->timestamp() > b->timestamp());
-    };
-    const auto lowest =
-        std::min_element(faultList.begin(), faultList.end(), lessImportant);
-    const FaultEntry& entry = **lowest;
-    HMI_LOG(log::progress,
-            "%s.%d.%s: MSG:%s, sev:%d, timestmap:%ld, sensorpath:%s",
-            entry.messageID().c_str(), entry.severity(),
-            static_cast<long>(entry.timestamp()), entry.sensorPath().c_str());
-    faultList.erase(lowest);
-    HMI_LOG(log::trace, "%s.%d.%s Exit : ");
 }
 
 } // namespace health_namespace
