@@ -3,7 +3,7 @@
 /** @file The properties of a binding as one list of types, which yields its
  *  D-Bus object table and the access by name. */
 
-#include <com/vexa/olvar/answered.hpp>
+#include <com/vexa/olvar/error_reply.hpp>
 
 #include <sdbusplus/sdbuspp_support/server.hpp>
 #include <sdbusplus/vtable.hpp>
@@ -47,7 +47,7 @@ int getCallback(sd_bus* /*bus*/, const char* /*path*/,
 {
     auto* object = static_cast<Object*>(context);
     auto* intf = object->bus().getInterface();
-    return answered(intf, error, [&] {
+    return runWithErrorReply(intf, error, [&] {
         return sdbusplus::sdbuspp::property_callback(
             reply, intf, error, std::function([object]() {
                 return Property::get(*object);
@@ -64,7 +64,7 @@ int setCallback(sd_bus* /*bus*/, const char* /*path*/,
 {
     auto* object = static_cast<Object*>(context);
     auto* intf = object->bus().getInterface();
-    return answered(intf, error, [&] {
+    return runWithErrorReply(intf, error, [&] {
         return sdbusplus::sdbuspp::property_callback(
             value, intf, error,
             std::function([object](typename Property::type&& given) {

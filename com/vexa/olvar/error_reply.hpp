@@ -16,7 +16,7 @@ namespace healthintf::binding
 
 /** The text of an exception for an error reply. A text that is not UTF-8 would
  *  end the connection. Only ASCII passes, which is simple to check. */
-inline const char* sendable(const char* text)
+inline const char* asciiText(const char* text)
 {
     const bool ascii = std::ranges::none_of(std::string_view(text), [](char c) {
         return (static_cast<unsigned char>(c) & 0x80U) != 0;
@@ -30,8 +30,8 @@ inline const char* sendable(const char* text)
  *
  *  @return what the work returns, or the negative errno of @p error */
 template <typename Work>
-int answered(sdbusplus::SdBusInterface* intf, sd_bus_error* error,
-             Work&& work) noexcept
+int runWithErrorReply(sdbusplus::SdBusInterface* intf, sd_bus_error* error,
+                      Work&& work) noexcept
 {
     const auto setError = [&](const char* name, const char* text) {
         return intf->sd_bus_error_set(
@@ -47,7 +47,7 @@ int answered(sdbusplus::SdBusInterface* intf, sd_bus_error* error,
     }
     catch (const std::exception& e)
     {
-        return setError(nullptr, sendable(e.what()));
+        return setError(nullptr, asciiText(e.what()));
     }
     catch (...)
     {
