@@ -1,6 +1,6 @@
 #include "bus_match.hpp"
 #include "log_line.hpp"
-#include "owners_callable.hpp"
+#include "owner_callback.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
 #include <hmi_health.hpp>
@@ -64,7 +64,7 @@ HealthStatus::HealthStatus(sdbusplus::bus_t& bus, const std::string& key,
 HealthStatus::~HealthStatus()
 {
     HMI_LOG(log::progress, "%s.%d.%s: destructor %s", key.c_str());
-    EndWatch::tell(this);
+    DestructionWatch::markDestroyed(this);
     try
     {
         // If this process has another node of the key, on another connection,
@@ -144,9 +144,9 @@ unsigned int HealthStatus::recalculateHealth(bool force)
     {
         HMI_LOG(log::progress, "%s.%d.%s: Registerd callback called for "
                                "calculating health");
-        const EndWatch node(this);
-        health = callOwners(healthCalculator, key, childMap);
-        if (node.isOver())
+        const DestructionWatch node(this);
+        health = callOwnerCallback(healthCalculator, key, childMap);
+        if (node.isDestroyed())
         {
             return health;
         }
@@ -165,7 +165,7 @@ unsigned int HealthStatus::recalculateHealth(bool force)
     if (healthChangedCallback)
     {
         // The callback may destroy this node: nothing of it is used afterwards.
-        callOwners(healthChangedCallback, healthStatus());
+        callOwnerCallback(healthChangedCallback, healthStatus());
     }
     return health;
 }

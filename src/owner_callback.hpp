@@ -13,7 +13,7 @@ namespace health_namespace::details
 /** A std::function behind a shared pointer: a copy keeps the function alive
  *  during a call, and shares its state. */
 template <typename Result, typename... Args>
-struct SharedCallable
+struct SharedCallback
 {
     std::shared_ptr<std::function<Result(Args...)>> shared;
 
@@ -27,13 +27,14 @@ struct SharedCallable
  *  it.
  *
  *  @param[in,out] member the function, not empty; the first call wraps it into
- *                 a SharedCallable
+ *                 a SharedCallback
  *  @throws std::bad_alloc when the first call has no memory for the wrapping,
  *          and nothing is called; and what the function throws */
 template <typename Result, typename... Args, typename... Given>
-Result callOwners(std::function<Result(Args...)>& member, Given&&... args)
+Result callOwnerCallback(std::function<Result(Args...)>& member,
+                         Given&&... args)
 {
-    using Shared = SharedCallable<Result, Args...>;
+    using Shared = SharedCallback<Result, Args...>;
     if (member.template target<Shared>() == nullptr)
     {
         Shared made{std::make_shared<std::function<Result(Args...)>>()};
@@ -41,49 +42,51 @@ Result callOwners(std::function<Result(Args...)>& member, Given&&... args)
         made.shared->swap(member);
         member.swap(standIn);
     }
-    const auto held = member.template target<Shared>()->shared;
-    return (*held)(std::forward<Given>(args)...);
+    const auto callback = member.template target<Shared>()->shared;
+    return (*callback)(std::forward<Given>(args)...);
 }
 
 /** Tells whether an object has been destroyed since the watch was made. The
  *  object's destructor must call markDestroyed(); both belong to the same
  *  thread. */
-class EndWatch
+class DestructionWatch
 {
   public:
-    explicit EndWatch(const void* object) : object(object), outer(innermost)
+    explicit DestructionWatch(const void* object) :
+        object(object), outer(innermost)
     {
         innermost = this;
     }
 
-    ~EndWatch()
+    ~DestructionWatch()
     {
         innermost = outer;
     }
 
-    EndWatch(const EndWatch&) = delete;
-    EndWatch& operator=(const EndWatch&) = delete;
+    DestructionWatch(const DestructionWatch&) = delete;
+    DestructionWatch& operator=(const DestructionWatch&) = delete;
 
-    bool isOver() const
+    bool isDestroyed() const
     {
-        return over;
+        return destroyed;
     }
 
     /** Tells all watches of an object that it is being destroyed. */
-    static void tell(const void* object)
+    static void markDestroyed(const void* object)
     {
-        for (EndWatch* each = innermost; each != nullptr; each = each->outer)
+        for (DestructionWatch* each = innermost; each != nullptr;
+             each = each->outer)
         {
-            each->over |= each->object == object;
+            each->destroyed |= each->object == object;
         }
     }
 
   private:
-    inline static thread_local EndWatch* innermost = nullptr;
+    inline static thread_local DestructionWatch* innermost = nullptr;
 
     const void* object;
-    EndWatch* outer;
-    bool over = false;
+    DestructionWatch* outer;
+    bool destroyed = false;
 };
 
 } // namespace health_namespace::details
