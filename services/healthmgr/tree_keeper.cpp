@@ -78,13 +78,10 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
                        HostedNodes& nodes, PeerUsers& users) :
     connection(connection),
     loop(loop), nodes(nodes), users(users), announcer(connection, loop),
+    missing(loop, nodes), handover(nodes, announcer, missing),
     comparisonDue(loop.onceLater([this] {
         compareHealths();
     })),
-    hosting(loop,
-            [this] {
-                return hostMissingParents();
-            }),
     reconciliation(loop,
                    [this] {
                        return reconcile();
@@ -103,7 +100,7 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
     filter(connection, nodes, announcer,
            {.replace =
                 [this](const std::string& key) {
-                    replaceEnded(key);
+                    handover.takeBack(key);
                 },
             .take =
                 [this](auto& message) {
@@ -184,7 +181,7 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     const bool remembered = reported.note(sender, key, health);
     if (nodes.hosts(key))
     {
-        giveWay(key);
+        handover.giveToDaemon(key);
     }
     if (!remembered)
     {
@@ -194,7 +191,7 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     {
         askAboutEnds(sender);
     }
-    completeAbove(key);
+    missing.hostParent(key);
 }
 
 /** Finds the user of a connection that reports for the first time. */
@@ -240,31 +237,6 @@ void TreeKeeper::askAboutEnds(const std::string& sender)
     });
 }
 
-/** Makes the parent of a node if the parent ended after the node had found
- *  it. */
-void TreeKeeper::completeAbove(const std::string& key)
-{
-    const std::string parent = HealthStatus::GetParentKey(key);
-    if (faultOfKey(parent).empty() && !nodes.hosts(parent) &&
-        !host::findHealthRecord(parent) && host::findHealthRecord(key))
-    {
-        hosting.request();
-    }
-}
-
-/** Makes a node in place of one that ended, if there are nodes below it: so the
- *  parent does not lose their health. */
-void TreeKeeper::replaceEnded(const std::string& key)
-{
-    std::map<std::string, HealthStatus_gen> below;
-    DataAbstraction::HealthStatus::get_map_by_path_prefixes({}, {key + "/"},
-                                                            below);
-    if (!below.empty())
-    {
-        hosting.attempt();
-    }
-}
-
 void TreeKeeper::takeNameLoss(sdbusplus::message_t& message)
 {
     std::string name;
@@ -305,11 +277,8 @@ bool TreeKeeper::reconcile()
     keepWatching();
     const bool withdrawn = withdrawTheDead();
     // A daemon may have taken a node over before this process subscribed.
-    for (const std::string& key : nodes.overtaken())
-    {
-        giveWay(key);
-    }
-    hosting.attempt();
+    handover.giveAllToDaemons();
+    missing.hostNow();
     return withdrawn;
 }
 
@@ -338,42 +307,6 @@ bool TreeKeeper::withdrawTheDead()
     }
     announcer.announce(keys);
     return true;
-}
-
-bool TreeKeeper::hostMissingParents()
-{
-    bool whole = nodes.host(names::root) == HostedNodes::Outcome::there;
-    std::vector<std::string> parents;
-    HealthStatus::GetMissingParents(parents);
-    // GetMissingParents() lists a parent once for each child.
-    for (const std::string& parent : std::set(parents.begin(), parents.end()))
-    {
-        // Keys outside the tree get no parents.
-        if (faultOfKey(parent).empty())
-        {
-            whole = nodes.host(parent) == HostedNodes::Outcome::there && whole;
-        }
-    }
-    for (const std::string& key : nodes.withoutRecord())
-    {
-        whole = nodes.host(key) == HostedNodes::Outcome::there && whole;
-    }
-    return whole;
-}
-
-void TreeKeeper::giveWay(const std::string& key)
-{
-    const auto record = host::findHealthRecord(key);
-    if (!record || record->owner == host::ProcessIdentity::self())
-    {
-        return;
-    }
-    SERVICE_LOG(log::lifetime, "%s.%d.%s: %s is now held by process %d",
-                key.c_str(), static_cast<int>(record->owner.pid));
-    // Removing the node tells its parent health 0, so the health of the
-    // daemon's node is announced again.
-    nodes.lend(key);
-    announcer.announce({key});
 }
 
 /** Asks nodes on the bus without a record to publish their health again, each
@@ -418,7 +351,7 @@ void TreeKeeper::compareHealths()
     for (const std::string& key : findings.stale)
     {
         // The record may be a daemon's, whose node has faults of its own.
-        giveWay(key);
+        handover.giveToDaemon(key);
         if (!nodes.hosts(key))
         {
             continue;
@@ -428,7 +361,7 @@ void TreeKeeper::compareHealths()
                     key.c_str());
         if (nodes.renew(key) != HostedNodes::Outcome::there)
         {
-            hosting.request();
+            missing.hostSoon();
         }
     }
     for (const auto& [key, stranger] : findings.strangers)

@@ -10,6 +10,8 @@
 #include "data_cache/withdrawal.hpp"
 #include "health_comparison.hpp"
 #include "hosted_nodes.hpp"
+#include "missing_nodes.hpp"
+#include "node_handover.hpp"
 #include "peer_users.hpp"
 #include "record_announcer.hpp"
 #include "reported_health.hpp"
@@ -56,8 +58,6 @@ class TreeKeeper
     void takeUpdate(sdbusplus::message_t& message);
     void meet(const std::string& sender);
     void askAboutEnds(const std::string& sender);
-    void completeAbove(const std::string& key);
-    void replaceEnded(const std::string& key);
     void takeNameLoss(sdbusplus::message_t& message);
 
     void watchSegments();
@@ -65,8 +65,6 @@ class TreeKeeper
     void askForRecords(const HealthComparison::Healths& records);
     bool reconcile();
     bool withdrawTheDead();
-    bool hostMissingParents();
-    void giveWay(const std::string& key);
     void compareSoon();
     void compareHealths();
     void tellIfUntrue(const ReportedHealth::Healths& reports);
@@ -77,6 +75,8 @@ class TreeKeeper
     PeerUsers& users;
     ReportedHealth reported;
     RecordAnnouncer announcer;
+    MissingNodes missing;
+    NodeHandover handover;
     host::Withdrawal withdrawal;
     HealthComparison comparison;
     /** Nodes that were asked to publish their health again. */
@@ -85,7 +85,6 @@ class TreeKeeper
     services::Retry::Clock::time_point lastChange;
     bool comparing = false;
     services::EventSource comparisonDue;
-    services::Retry hosting;
     services::Retry reconciliation;
     /** Nothing when the data cache's folder cannot be watched. */
     std::optional<SegmentWatch> segments;
