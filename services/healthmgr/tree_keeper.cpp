@@ -4,15 +4,12 @@
 #include "directories.hpp"
 
 #include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
-#include <com/vexa/olvar/healthmgr/names.hpp>
-#include <hmi_health.hpp>
 #include <hmi_health_value.hpp>
 #include <platform/data_abstraction/results.hpp>
 
 #include <chrono>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -22,7 +19,6 @@ namespace healthintf::healthmgr
 {
 
 namespace log = services::log;
-using health_namespace::HealthStatus;
 using Interface = sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
 using services::EventLoop;
 
