@@ -64,7 +64,7 @@ void readSlot(const char* segment, const host::Slot& slot, Visit&& visit)
     at += sizeof(header);
     const std::string_view path(at, header.pathSize);
     const std::string_view payload(at + header.pathSize, header.payloadSize);
-    if (header.checksum == host::checksumOf(header, path, payload))
+    if (header.checksum == host::blockChecksum(header, path, payload))
     {
         visit(path, payload.data(), live.value);
     }
@@ -93,7 +93,7 @@ void readSegment(int folder, const char* name, Visit&& visit)
         *reinterpret_cast<const host::SegmentHeader*>(content.data());
     for (uint32_t number = 0; number < header.slotCount; ++number)
     {
-        const auto [table, index] = host::positionOf(number);
+        const auto [table, index] = host::slotPosition(number);
         readSlot(content.data(),
                  reinterpret_cast<const host::Slot*>(
                      content.data() + header.tables[table] +

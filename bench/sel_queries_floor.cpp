@@ -58,7 +58,7 @@ Entries readOne(const char* file, uint16_t recordId)
     SegmentHeader header{};
     Slot slot{};
     Place place;
-    const auto [table, index] = positionOf(recordId);
+    const auto [table, index] = slotPosition(recordId);
     const bool found =
         pread(opened, &header, sizeof(header), 0) == sizeof(header) &&
         pread(opened, &slot, sizeof(slot),

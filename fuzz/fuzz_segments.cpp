@@ -118,7 +118,7 @@ void mendBlock(std::string& bytes, std::size_t slot)
             const std::string_view path = rest.substr(0, header.pathSize);
             const std::string_view payload =
                 rest.substr(path.size()).substr(0, header.payloadSize);
-            header.checksum = checksumOf(header, path, payload);
+            header.checksum = blockChecksum(header, path, payload);
         });
     });
 }

@@ -4,9 +4,9 @@
 /** @file Reports the faults of a component by plain functions, for daemons in
  *  C, and for those that do not use health_namespace::FaultAndHealth.
  *
- *  Every string is NUL-terminated and in UTF-8; the library keeps none of
- *  those that it is given. A string that is null counts as a mistake of the
- *  caller, unless a function says otherwise.
+ *  Every string is NUL-terminated and in UTF-8; the library does not keep the
+ *  pointers that it is given. A null string is an error of the caller, unless a
+ *  function says otherwise.
  *
  *  All calls on one object come from the thread that created it, and it is
  *  destroyed before that thread ends. Different threads may use different
@@ -50,10 +50,10 @@ extern "C"
      *  as it has no fault. Writes the returned pointer to standard output, as
      *  C++'s std::cout writes a pointer, without a newline.
      *
-     *  All objects of a thread use the connection that its first call was
-     *  given; that of a later one is ignored. The library takes a reference to
-     *  the connection and drops it when the thread ends. The caller goes on to
-     *  process its messages, on this thread.
+     *  All objects of a thread use the connection of its first call; the
+     *  connection of a later call is ignored. The library takes a reference to
+     *  the connection and drops it when the thread ends. The caller must keep
+     *  processing its messages on this thread.
      *
      *  @param[in] bus the connection
      *  @param[in] key the component key, a D-Bus object path below
@@ -73,9 +73,8 @@ extern "C"
      *  @param[in] sensorPath the sensor that saw the fault
      *  @param[in] args the message's arguments, in order; a null one among them
      *             is taken as the empty string. May be null when there are
-     *             none. In C a char** wants a cast, since the only type that
-     *             takes both it and const char** takes any other pointer as
-     *             well
+     *             none. In C a char** needs a cast: a type that takes both it
+     *             and const char** would take any pointer
      *  @param[in] noofArgs how many arguments there are, 0 or more
      *  @param[in] fqdd identifier of the component
      *  @param[in] subSystem not used, but not null
@@ -83,7 +82,7 @@ extern "C"
      *  @param[in] sensorType IPMI sensor type
      *  @return - 0: done, also for a message that only informs and makes no
      *            fault
-     *          - 1: a pointer is null that must not be, or noofArgs is
+     *          - 1: a pointer that must not be null is null, or noofArgs is
      *            negative; logged
      *          - 4: the fault could not be created or announced, D-Bus
      *            cannot carry a text, or memory has run out
@@ -108,7 +107,7 @@ extern "C"
                                const char* sensorPath) HEALTHINTF_NOEXCEPT;
 
     /** Takes back every fault of a component and its health node, and frees the
-     *  object. The name is spelled so since its first users.
+     *  object. The misspelling is part of the interface.
      *
      *  @param[in] obj the component; nothing happens when it is null */
     HEALTHINTF_API void
@@ -127,10 +126,10 @@ extern "C"
         int32_t* first, int32_t* second) HEALTHINTF_NOEXCEPT;
 
     /** Asks every component in every process to hide faults, or to show them
-     *  again. What is named first decides: the component with that key is
-     *  disabled or enabled; all others look at the sensor path and, without
-     *  one, at the sensor number. A component of this process obeys when its
-     *  messages are processed.
+     *  again. The component with the given key is disabled or enabled. Every
+     *  other component compares the sensor path or, if that is empty, the
+     *  sensor number. A component of this process obeys when its messages are
+     *  processed.
      *
      *  Sends on this thread's default bus, which is the one of
      *  sd_bus_default(); may be called from any thread.
@@ -144,7 +143,8 @@ extern "C"
      *  @param[in] b a sensor path, or empty or null for none
      *  @param[in] n IPMI sensor number, or 0 for none
      *  @return - 0: sent
-     *          - 1: nothing is named, or D-Bus cannot carry a text; logged */
+     *          - 1: all three are empty, or D-Bus cannot carry a text;
+     *            logged */
     HEALTHINTF_API int c_wrapper_hide_faults(bool hide, const char* a,
                                              const char* b, int32_t n);
 
@@ -152,7 +152,7 @@ extern "C"
 }
 
 /** The connection of all objects that this thread creates by
- *  FaultAndHealth_Initialization(), whose first call puts it here; empty until
+ *  FaultAndHealth_Initialization(). The first call sets it; empty until
  *  then. */
 extern thread_local HEALTHINTF_API sdbusplus::bus_t gbus;
 #endif

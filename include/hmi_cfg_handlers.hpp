@@ -1,7 +1,6 @@
 #pragma once
 
-/** @file Takes the changes of the front-panel LCD's configuration
- *  attributes. */
+/** @file Handles changes of the front-panel LCD's configuration attributes. */
 
 #include <com/vexa/olvar/api.hpp>
 
@@ -14,9 +13,9 @@ namespace health_namespace
  *  it: a wire record of little-endian fields at fixed offsets. */
 struct _CfgNotAttrChange; // NOLINT(bugprone-reserved-identifier)
 
-/** Takes a change of the attribute hideerrs: 0 hides all faults of the
- *  component, any other value shows them again. A change that this library
- *  made is passed over. For LQOVS_receive_signal; runs on the thread on which
+/** Handles a change of the attribute hideerrs: 0 hides all faults of the
+ *  component, any other value shows them again. A change that this library made
+ *  is ignored. A callback for LQOVS_receive_signal; runs on the thread on which
  *  the platform delivers notifications.
  *
  *  @param[in] source not used
@@ -29,7 +28,7 @@ HEALTHINTF_API void cfg_notif_handle_hide_err(const char* source,
                                               const uint8_t* data,
                                               uint64_t length, void* context);
 
-/** Takes a change of the attribute oemLCDFlags, of which bit 0 alone counts:
+/** Handles a change of the attribute oemLCDFlags, of which only bit 0 is used:
  *  when it is set all faults of the component are hidden; when it is cleared
  *  they are shown again, and the attribute hideerrs is set to show errors.
  *  Arguments and thread as cfg_notif_handle_hide_err(). */

@@ -16,15 +16,15 @@
 namespace SelClientStub
 {
 
-/** A client of the log manager's method AddSEL.
+/** A client of logmgr's method AddSEL.
  *
- *  It has no connection of its own and sends nothing until a record is to be
- *  stored. It is used from the thread that owns the bus. */
+ *  It has no connection of its own and sends nothing but the calls of addSEL().
+ *  It is used from the thread that owns the bus. */
 class HEALTHINTF_API SELClient
 {
   public:
-    /** The sensor that saw an event: its name, its path, and two bytes that
-     *  are kept with the record; SELInterface::SensorInfo says more. */
+    /** The sensor that saw an event: its name, its path, and two bytes that are
+     *  kept with the record; see SELInterface::SensorInfo. */
     using Sensor = std::tuple<std::string, std::string, uint8_t, uint8_t>;
 
     /** Creates a client.
@@ -36,7 +36,7 @@ class HEALTHINTF_API SELClient
      *  Does not throw. */
     static SELClient* Init(sdbusplus::bus_t& bus);
 
-    /** Makes a client; see Init(). */
+    /** Creates a client; see Init(). */
     explicit SELClient(sdbusplus::bus_t& connection) : bus(connection)
     {
         DLOG_LINE(logModule, __func__, ::healthintf::log::lifetime,
@@ -48,19 +48,18 @@ class HEALTHINTF_API SELClient
 
     ~SELClient()
     {
-        // Log readers know the line by the class that it names.
+        // Log readers search for this text, which names another class.
         DLOG_LINE(logModule, __func__, ::healthintf::log::lifetime,
                   "%s.%d.%s: FaultAndHealth destructor called");
     }
 
-    /** Stores a record, and waits until the log manager has answered or the
-     *  bus's time for a call is over.
+    /** Stores a record, and waits until logmgr has answered or the call has
+     *  timed out.
      *
      *  @param[in] sensor the sensor that saw the event
-     *  @param[in] record the record's bytes; how many there are is for the log
-     *             manager to judge
-     *  @param[out] recordId the identifier that the log manager gave the
-     *              record; left alone on failure
+     *  @param[in] record the record's bytes; logmgr checks how many there are
+     *  @param[out] recordId the identifier that logmgr gave the record;
+     *              unchanged on failure
      *  @return statusOk, or statusBusFailure on every failure of the call,
      *          which is logged
      *

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The object that a daemon holds for one component: its faults and the
+/** @file The object that a daemon creates for one component: its faults and the
  *  health that follows from them. */
 
 #include <com/vexa/olvar/api.hpp>
@@ -26,50 +26,50 @@ namespace health_namespace
 
 /** The faults and the health of one component.
  *
- *  Owns the component's health node and at most ten fault entries, the least
- *  important of which gives way to an eleventh. The health is the worst of
- *  the base health and of the faults that are not hidden.
+ *  Owns the component's health node and at most ten fault entries, of which the
+ *  least important is evicted for an eleventh. The health is the worst of the
+ *  base health and of the faults that are not hidden.
  *
  *  Everything here is used from the thread that owns the bus, and signals are
- *  taken on that thread. Only the LCD notifications run on whatever thread the
- *  platform delivers them on; on a platform that has one of its own the daemon
- *  must not use the object at the same time. */
+ *  handled on that thread. Only LCD notifications run on the thread on which
+ *  the platform delivers them; if that is another thread, the daemon must not
+ *  use the object at the same time. */
 class HEALTHINTF_API FaultAndHealth
 {
   public:
     /** How many faults a component holds at most. */
     static constexpr std::size_t maxFaults = 10;
 
-    /** How many bytes the texts of one fault may have together. They travel in
-     *  one message, and a bus disconnects whoever sends one of 32 MiB. */
+    /** How many bytes the texts of one fault may have together. They are sent
+     *  in one message, and a bus disconnects a client that sends 32 MiB. */
     static constexpr std::size_t maxFaultText = 1 << 20;
 
-    /** How many bytes each text of a hide signal may have for a component to
-     *  obey it, as a component remembers the sensor paths. */
+    /** How many bytes each text of a hide signal may have. Components ignore a
+     *  signal with a longer text, because they remember its sensor path. */
     static constexpr std::size_t maxHideText = 1024;
 
     /** Creates the object of a component.
      *
-     *  When the key's parent has no health node, the health manager is asked
-     *  for it; the answer is not waited for.
+     *  When the key's parent has no health node, healthmgr is asked to make
+     *  one; Init() does not wait for the answer.
      *
      *  @param[in] bus the connection for all objects, signals and matches of
      *             the key; it must outlive the object
      *  @param[in] key the component key, a D-Bus object path below
      *             /com/vexa/olvar/health
      *  @param[in] baseHealth the health without any fault, 0 to 4
-     *  @param[in] fromHealthMgr true only in the health manager itself, for
-     *             which a missing parent is an error
+     *  @param[in] fromHealthMgr true only in healthmgr itself, where a missing
+     *             parent is an error
      *  @return the object, which the caller owns and deletes on the same
      *          thread; null on any failure, which is logged
      *
-     *  Does not throw. A failure leaves nothing behind, except a health node
-     *  in the case that HealthStatus::Init() tells of.
+     *  Does not throw. A failure leaves nothing behind, except a health node as
+     *  described at HealthStatus::Init().
      *
-     *  This process may have another object of the key on another connection:
-     *  a daemon that connects anew may make its new object before it deletes
-     *  the old one. The younger one's health is recorded. A key is refused
-     *  that this connection has already. */
+     *  This process may have another object of the key on another connection: a
+     *  daemon that reconnects may create its new object before it deletes the
+     *  old one. The younger object's health is recorded. A second object of the
+     *  key on the same connection is refused. */
     static FaultAndHealth* Init(sdbusplus::bus_t& bus, const std::string& key,
                                 uint32_t baseHealth, bool fromHealthMgr);
 
@@ -83,8 +83,8 @@ class HEALTHINTF_API FaultAndHealth
     FaultAndHealth& operator=(const FaultAndHealth&) = delete;
 
     /** Takes back every fault, then the health node, and waits until the
-     *  signals have left. Does not throw; each step that fails is logged and
-     *  the next is tried. */
+     *  signals are sent. Does not throw: a step that fails is logged, and the
+     *  next one follows. */
     ~FaultAndHealth();
 
     /** Reports a fault by a message of the registry.
@@ -127,11 +127,11 @@ class HEALTHINTF_API FaultAndHealth
      *          be UTF-8 without NUL), or all texts together have more than
      *          maxFaultText bytes
      *
-     *  Does not throw. On failure the faults and the health are as before,
-     *  with one exception: a fault that gave way to this one stays removed.
-     *  An entry's name holds a 16-bit number, so a fault that is still there
-     *  after 65,536 others were added may hold the very name that the next
-     *  needs: that one fails, and reporting it again succeeds. */
+     *  Does not throw. On failure the faults and the health are as before, with
+     *  one exception: a fault that was evicted for this one stays removed. An
+     *  entry's name holds a 16-bit number, so a fault that is still there after
+     *  65,536 others were added may have the name that the next one needs:
+     *  adding that one fails, and adding it again succeeds. */
     int addFault(const std::string& msgId, const std::string& sensorPath,
                  const std::vector<std::string>& args, const std::string& fqdd,
                  const std::string& subSystem, uint32_t sensorNumber,
@@ -139,10 +139,10 @@ class HEALTHINTF_API FaultAndHealth
                  uint32_t severity, const std::string& lcdMessage,
                  int32_t ledState);
 
-    /** Removes the least important fault when there are more than ten: the
-     *  one of the lowest severity, of those the newest, and of those of the
-     *  same second the one reported first. Hidden faults count like others.
-     *  The health is not worked out anew. */
+    /** Removes the least important fault when there are more than ten: the one
+     *  of the lowest severity, of those the newest, and of those of the same
+     *  second the one reported first. Hidden faults count like others. The
+     *  health is not updated. */
     void removeLowestPriorityFaultEntry();
 
     /** Takes back every fault of a message and sensor.
@@ -161,8 +161,8 @@ class HEALTHINTF_API FaultAndHealth
      *          sent; the faults are gone then */
     void deleteFaultListAll();
 
-    /** The health that follows from the faults as they stand: the worst of
-     *  the base health and of the faults that are not hidden. */
+    /** Computes the health from the current faults: the worst of the base
+     *  health and of the faults that are not hidden. */
     uint32_t computeHealthStatusFromFaultList();
 
     /** Hides every fault, also those that are hidden already, and updates the
@@ -191,11 +191,11 @@ class HEALTHINTF_API FaultAndHealth
 
     /** Shows every fault whose sensor is not remembered as hidden, and updates
      *  the health when there was one; does nothing while HideAllFaults() or
-     *  Disable() is in force.
+     *  Disable() is in effect.
      *
-     *  @return the node's health, or the flag word where nothing was done: 0x2
-     *          while HideAllFaults() is in force, 0x8 while disabled, and 0
-     *          when there was no fault to show */
+     *  @return the node's health or, when nothing was done, the visibility
+     *          flags: 0x2 while HideAllFaults() is in effect, 0x8 while
+     *          disabled, and 0 when there was no fault to show */
     int unhideFaults();
 
     /** Forgets a hidden sensor, if it is one, and goes on as unhideFaults():
@@ -219,22 +219,24 @@ class HEALTHINTF_API FaultAndHealth
      *  @return as hideFaults() or unhideFaults() */
     int HideAllFaults(bool hide);
 
-    /** Hides every fault until Enable(), and leaves the component with its
-     *  base health. Does nothing when it is disabled.
+    /** Hides every fault until Enable(), and leaves the component with its base
+     *  health. Does nothing when it is disabled.
      *
-     *  @return as hideFaults(), or the flag word where nothing was done */
+     *  @return as hideFaults(), or the visibility flags when nothing was
+     *          done */
     int Disable();
 
     /** Ends Disable(), setting the health to healthOk, and shows what nothing
      *  else hides. Does nothing when the component is not disabled.
      *
-     *  @return as unhideFaults(), or the flag word where nothing was done */
+     *  @return as unhideFaults(), or the visibility flags when nothing was
+     *          done */
     int Enable();
 
     /** Asks every component in every process to hide faults, or to show them
-     *  again. What is named first decides: the component with that key is
-     *  disabled or enabled; all others look at the sensor path and, without
-     *  one, at the sensor number.
+     *  again. The component with the given key is disabled or enabled. Every
+     *  other component compares the sensor path or, if that is empty, the
+     *  sensor number.
      *
      *  Sends on this thread's default bus, which is the one of
      *  sd_bus_default(); may be called from any thread.
@@ -243,11 +245,11 @@ class HEALTHINTF_API FaultAndHealth
      *  @param[in] healthPath a component key, or empty
      *  @param[in] sensorPath a sensor, or empty
      *  @param[in] sensorNumber IPMI sensor number, or 0 for none
-     *  @return statusOk; statusInvalidArgument when nothing is named, or D-Bus
-     *          cannot carry a text (it must be UTF-8 without NUL, and both
-     *          together have no more than maxFaultText bytes). A signal with a
-     *          text of more than maxHideText bytes is sent, and no component
-     *          obeys it.
+     *  @return statusOk; statusInvalidArgument when all three are empty, or
+     *          D-Bus cannot carry a text (it must be UTF-8 without NUL, and
+     *          both together have no more than maxFaultText bytes). A signal
+     *          with a text of more than maxHideText bytes is sent, and no
+     *          component obeys it.
      *  @throws sdbusplus::exception::SdBusError naming the failed call, also
      *          when there is no bus */
     static int SendHideFaultsSignal(bool hide, const std::string& healthPath,
@@ -260,7 +262,7 @@ class HEALTHINTF_API FaultAndHealth
      *  @throws sdbusplus::exception::SdBusError when the bus refuses */
     void RegisterForHideFaultsSignal();
 
-    /** Takes one HideFaultForSensor signal. One with a text of more than
+    /** Handles one HideFaultForSensor signal. One with a text of more than
      *  maxHideText bytes is logged and changes nothing.
      *
      *  @return 0
@@ -268,13 +270,13 @@ class HEALTHINTF_API FaultAndHealth
      *          nothing is changed; or when the health cannot be sent */
     int hideFaultSignalHandler(sdbusplus::message_t& message);
 
-    /** Subscribes to the log manager's clearing of the System Event Log,
+    /** Subscribes to logmgr's signal that the System Event Log was cleared,
      *  ending an earlier subscription.
      *
      *  @throws sdbusplus::exception::SdBusError when the bus refuses */
     void RegisterForClearSELSignal();
 
-    /** Takes one ClearedSelEntries signal; the faults stay as they are.
+    /** Handles one ClearedSelEntries signal; the faults stay as they are.
      *
      *  @return 0 */
     int clearSELSignalHandler(sdbusplus::message_t& message);
@@ -294,7 +296,7 @@ class HEALTHINTF_API FaultAndHealth
     HEALTHINTF_LOCAL void addObjectManager();
     HEALTHINTF_LOCAL void undoConstruction() noexcept;
 
-    // The steps of addFault(), which throw what ends it.
+    // The steps of addFault(); what they throw ends it.
     struct Addition;
     HEALTHINTF_LOCAL void listFault(Addition& addition,
                                     const FaultEntry::PropertyMap& properties);
@@ -303,10 +305,10 @@ class HEALTHINTF_API FaultAndHealth
 
     /** @throws as HealthStatus::updateHealthStatus() */
     HEALTHINTF_LOCAL int publishHealth();
-    /** Runs an operation; what it throws is logged in the name of
-     *  @p function.
+    /** Runs an operation; logs what it throws in the name of @p function.
      *
-     *  @return what the operation returns, or the published health */
+     *  @return what the operation returns, or the published health if it
+     *          throws */
     HEALTHINTF_LOCAL int
     logFailureOf(const char* function,
                  const std::function<int()>& operation) noexcept;

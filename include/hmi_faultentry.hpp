@@ -17,19 +17,19 @@
 namespace health_namespace
 {
 
-/** One fault of a component. Creating it publishes the fault, deleting it
- *  takes the fault back. Made and owned by FaultAndHealth; used from the
- *  thread that owns its bus.
+/** One fault of a component. Creating it publishes the fault, deleting it takes
+ *  the fault back. Created and owned by FaultAndHealth; used from the thread
+ *  that owns its bus.
  *
- *  The queries ask the data cache for the fault entries of all processes.
- *  They need no bus and no object, may be called from any thread, and throw
- *  nothing but std::bad_alloc. */
+ *  The queries ask the data cache for the fault entries of all processes. They
+ *  need no bus and no object, may be called from any thread, and throw nothing
+ *  but std::bad_alloc. */
 class HEALTHINTF_API FaultEntry
     : public sdbusplus::server::com::vexa::olvar::healthmgr::FaultEntry
 {
   public:
-    /** Puts the entry on the bus and into the data cache. Its creator then
-     *  announces it: emit_added(), faultEntryAdded().
+    /** Puts the entry on the bus and into the data cache. Its creator must
+     *  announce it by emit_added() and faultEntryAdded().
      *
      *  @param[in] bus the connection; a reference to it is kept
      *  @param[in] path the entry's object path
@@ -69,15 +69,15 @@ class HEALTHINTF_API FaultEntry
      *  first, and of those the oldest first. Entries of the same severity and
      *  second are in no particular order.
      *
-     *  @param[in] pathPrefix what the entries' object paths begin with, a
-     *             plain prefix of the text; empty for all
+     *  @param[in] pathPrefix a text prefix of the entries' object paths; empty
+     *             for all
      *  @param[in] n how many are wanted; all for 0 and for a negative number
-     *  @param[in,out] entries what is found is added, as object path and
-     *                 record. Then all elements, those that were there too,
-     *                 are put in order, and no more are left than are wanted,
-     *                 or than there are records below the prefix if these are
-     *                 fewer. A negative @p n leaves all. Without such records
-     *                 and after a failure the elements stay as they are
+     *  @param[in,out] entries the entries found are appended as object path and
+     *                 record. Then all elements, also earlier ones, are sorted
+     *                 and cut to @p n, or to the number of records below the
+     *                 prefix when that is less; a negative @p n cuts nothing.
+     *                 Without such records and after a failure the elements
+     *                 stay as they are
      *  @param[in] severeOnly whether only severities above 2 count
      *  @return statusOk, also when nothing is found; statusNotRead when the
      *          data cache could not be read */

@@ -24,11 +24,11 @@ namespace health_namespace
 /** The health node of one component key.
  *
  *  The node is a D-Bus object at the key and a record of the data cache. Its
- *  health is the worst of its own and of what its child nodes report, in this
- *  process or in any other; each change goes on to its parent node.
+ *  health is the worst of its own health and of what its child nodes report, in
+ *  this process or in any other; each change is reported to its parent node.
  *
- *  A node belongs to the thread that processes its bus: every function here
- *  is called from that thread, and signals arrive on it. */
+ *  A node belongs to the thread that processes its bus: every function here is
+ *  called from that thread, and signals arrive on it. */
 class HEALTHINTF_API HealthStatus
     : public sdbusplus::server::com::vexa::olvar::healthmgr::HealthStatus
 {
@@ -42,20 +42,19 @@ class HEALTHINTF_API HealthStatus
 
     /** Creates a node, subscribes it to its children and publishes it.
      *
-     *  @param[in] bus the connection that the node lives on; it must outlive
-     *             the node
+     *  @param[in] bus the node's connection; it must outlive the node
      *  @param[in] key the component key, a D-Bus object path
      *  @param[in] initialHealth the node's own health, 0 to 4
      *  @return the node, which the caller owns; null on any failure, which is
      *          logged
      *
-     *  Does not throw. When a node was made but could not be subscribed or
-     *  published it stays on the bus although null is returned: its children
+     *  Does not throw. When a created node cannot be subscribed or published,
+     *  null is returned, but the node stays on the bus, because its children
      *  may have seen it already. Its key cannot be used again on this bus. */
     static HealthStatus* Init(sdbusplus::bus_t& bus, std::string& key,
                               unsigned int initialHealth);
 
-    /** Makes a node without subscribing it; use Init().
+    /** Creates a node without subscribing it; use Init().
      *
      *  @throws sdbusplus::exception::SdBusError when the key is no object path
      *          or is taken on this bus */
@@ -65,9 +64,9 @@ class HEALTHINTF_API HealthStatus
     /** Tells the parent health 0 and withdraws the node; does not throw. */
     ~HealthStatus() override;
 
-    /** The key of a key's parent: what stands before its last slash. Empty
-     *  for the root of the health tree and, with a line in the log, for a key
-     *  without a slash. */
+    /** The key of the parent: the text before the last slash. Empty for the
+     *  root of the health tree and, with a line in the log, for a key without a
+     *  slash. */
     static std::string GetParentKey(const std::string& key);
 
     /** The health value of a fault by its message's severity.
@@ -79,24 +78,24 @@ class HEALTHINTF_API HealthStatus
     /** Writes the node and its children to the debug log. */
     void print();
 
-    /** Sets the node's own health, and publishes what follows from it.
+    /** Sets the node's own health and publishes the resulting health.
      *
-     *  @param[in] status the health, 0 to 4; 0 takes the node itself out of
-     *             the comparison
+     *  @param[in] status the health, 0 to 4; 0 for none, so that only the
+     *             children count
      *  @return the node's health
-     *  @throws sdbusplus::exception::SdBusError when the parent cannot be
-     *          told, or what one of the callables throws */
+     *  @throws sdbusplus::exception::SdBusError when the parent cannot be told,
+     *          or what one of the callbacks throws */
     int updateHealthStatus(unsigned int status);
 
-    /** Works the node's health out anew and publishes a change.
+    /** Computes the node's health again and publishes a change.
      *
      *  @param[in] force whether to publish although nothing changed
      *  @return the node's health
      *  @throws as updateHealthStatus() */
     unsigned int recalculateHealth(bool force);
 
-    /** Publishes a health and tells the parent what the property then holds:
-     *  the value before, when the data cache refuses the new one.
+    /** Publishes a health and reports the property's value to the parent: the
+     *  old value, if the data cache refuses the new one.
      *
      *  @throws sdbusplus::exception::SdBusError when the parent cannot be
      *          told */
@@ -108,16 +107,16 @@ class HEALTHINTF_API HealthStatus
      *  @throws sdbusplus::exception::SdBusError when the bus refuses */
     void RegisterHealthStatusCallback(sdbusplus::bus_t& bus);
 
-    /** Takes one HealthStatusUpdate signal.
+    /** Handles one HealthStatusUpdate signal.
      *
      *  @return 0
      *  @throws sdbusplus::exception::SdBusError when the signal is malformed,
      *          and as updateHealthStatus() */
     int healthStatusCallbackHandler(sdbusplus::message_t& message);
 
-    /** Takes one child's health; 0 forgets the child. An empty key is no
-     *  child's: the node publishes its health again, as somebody may have
-     *  removed its record.
+    /** Stores one child's health; 0 forgets the child. With an empty key the
+     *  node publishes its health again, because its record may have been
+     *  removed.
      *
      *  @return 0
      *  @throws as updateHealthStatus() */
@@ -133,21 +132,22 @@ class HEALTHINTF_API HealthStatus
 
     /** Reads the records of a key and of its immediate children.
      *
-     *  A record counts as a child by what follows the character after the
-     *  key's length: that character need not be a slash.
+     *  A path that begins with the key is a child's when no slash follows
+     *  behind the next character. That character itself need not be a slash:
+     *  "/health/ab" counts as a child of "/health/a".
      *
      *  @param[in] key the key
-     *  @param[in,out] records what was found is appended, in path order
+     *  @param[in,out] records the records found are appended, in path order
      *  @return 0, or the data cache's error number */
     static int GetImmediateChildHealthStatus(const std::string& key,
                                              std::vector<Record>& records);
 
-    /** Whether there is a health record at @p path. The key above the root is
-     *  taken to exist; a data cache that cannot be read counts as no. */
+    /** Whether there is a health record at @p path. Always true for the key
+     *  above the root; false when the data cache cannot be read. */
     static bool CheckHealthStatusExist(const std::string& path);
 
-    /** Lists the parents that have no health record, the root left out; one
-     *  that several children miss is listed for each.
+    /** Lists the parents without a health record, except the root. A missing
+     *  parent is listed once for each of its children.
      *
      *  @param[out] parents replaced by the list; empty when the data cache
      *              cannot be read */
@@ -162,20 +162,20 @@ class HEALTHINTF_API HealthStatus
     ChildMap childMap;
 
   public:
-    /** Works out a node's health from its key and child map; when empty, the
+    /** Computes a node's health from its key and child map; when empty, the
      *  health is the largest value of the map, 0 for an empty one. May be set
      *  by the node's owner after Init().
      *
-     *  It may replace or clear either callable, itself too, and destroy the
-     *  node: nothing is published then. Its arguments are the node's own, and
-     *  end with it. */
+     *  It may replace or clear either callback, also itself, and destroy the
+     *  node: then nothing is published. Its arguments belong to the node and
+     *  are destroyed with it. */
     std::function<unsigned int(const std::string&, const ChildMap&)>
         healthCalculator;
 
-    /** Called with the published health after every publication. May be set
-     *  by the node's owner after Init().
+    /** Called with the published health after every publication. May be set by
+     *  the node's owner after Init().
      *
-     *  It may replace or clear either callable, itself too, and destroy the
+     *  It may replace or clear either callback, also itself, and destroy the
      *  node. */
     std::function<void(unsigned int)> healthChangedCallback;
 };

@@ -17,8 +17,7 @@ enum HealthValue : uint32_t
     healthCritical = 4,
 };
 
-/** The word for a health value wherever people read it; "invalid" for a
- *  number that is none. */
+/** The word for a health value in messages; "invalid" for any other number. */
 constexpr const char* healthWord(uint32_t health)
 {
     switch (health)

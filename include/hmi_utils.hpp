@@ -11,7 +11,7 @@
 namespace health_namespace
 {
 
-/** What the registry holds of a message. */
+/** The registry's content for a message. */
 struct MessageContent
 {
     /** 1 critical, 2 warning, 3 informational. */
@@ -24,11 +24,11 @@ struct MessageContent
  *
  *  @param[in] msgId the message's identifier
  *  @param[in] args its arguments, in the order of their placeholders
- *  @param[out] content what was found; left alone on failure
+ *  @param[out] content what was found; unchanged on failure
  *  @return 0, or the registry's error number, which is logged
  *
  *  Throws only when memory runs out. May be called from any thread. */
-// The name, underscore included, is the one that log readers know.
+// Log readers search for this name, underscore included.
 // NOLINTNEXTLINE(bugprone-reserved-identifier)
 HEALTHINTF_API int _GetMessageContent(const std::string& msgId,
                                       const std::vector<std::string>& args,

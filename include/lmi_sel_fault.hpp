@@ -1,7 +1,7 @@
 #pragma once
 
 /** @file Events of the System Event Log (SEL) that are faults at the same time:
- *  storing and reporting them, reading the log, and hearing of the host
+ *  storing and reporting them, reading the log, and subscribing to the host
  *  firmware's events. */
 
 #include <com/vexa/olvar/api.hpp>
@@ -30,15 +30,15 @@ class CSSDInfoFetcher;
 namespace logmgr_interface
 {
 
-/** What a daemon does with events of the SEL.
+/** Stores and reports events of the SEL for a daemon.
  *
  *  An event is stored in the SEL and clears the faults of its opposite: an
  *  assertion those of its deassertion, and a deassertion those of its
  *  assertion. Unless its own message is informational, it then makes a fault
- *  itself. The platform's event descriptions say which messages these are.
+ *  itself. The messages come from the platform's event descriptions.
  *
- *  Everything here is used from the thread that owns the bus of the faults,
- *  and signals are taken on that thread. */
+ *  Everything here is used from the thread that owns the bus of the faults, and
+ *  signals are handled on that thread. */
 class HEALTHINTF_API SELAndFault
 {
   public:
@@ -47,15 +47,15 @@ class HEALTHINTF_API SELAndFault
     /** The 16 bytes of an event. */
     using SELRecord = SELInterface::SELRecord;
 
-    /** Takes a record before it is stored. What it returns is not looked at,
-     *  and what it throws is logged. */
+    /** Called with a record before it is stored. Its result is ignored; what it
+     *  throws is logged. */
     using PreSELCallback = std::function<int(const SELRecord&)>;
 
-    /** Makes an object that nothing is subscribed to yet.
+    /** Creates an object without a subscription.
      *
      *  @param[in] component the component whose faults the events are; it must
-     *             outlive the object or be replaced before it goes. With null,
-     *             events are stored and make no faults
+     *             outlive the object or be replaced before it is deleted. With
+     *             null, events are stored and make no faults
      *  @param[in] title what the object is called in the log */
     explicit SELAndFault(health_namespace::FaultAndHealth* component = nullptr,
                          std::string title = {});
@@ -68,31 +68,32 @@ class HEALTHINTF_API SELAndFault
 
     /** Sets the component whose faults the events are from now on.
      *
-     *  @param[in] component the component, or null for none; it stays the
-     *             caller's, as in the constructor */
+     *  @param[in] component the component, or null for none; owned by the
+     *             caller as in the constructor */
     void connectFaultAndHealth(health_namespace::FaultAndHealth* component);
 
     /** Stores a record; no fault is touched.
      *
-     *  Waits until the log manager has answered.
+     *  Waits until logmgr has answered.
      *
      *  @param[in] sensor the sensor that saw the event
-     *  @param[in] record the record's bytes, whose number is not looked at
-     *  @return statusOk; statusNotCreated when the log manager did not store
-     *          the record; statusStoreException when storing it threw */
+     *  @param[in] record the record's bytes, whose number is not checked
+     *  @return statusOk; statusNotCreated when logmgr did not store the record;
+     *          statusStoreException when storing it threw */
     int addSEL(SensorInfo& sensor, std::vector<unsigned char>& record);
 
     /** Stores a record and reports its event as a fault.
      *
-     *  The record stays stored, and faults that were cleared stay so, when a
-     *  later step fails.
+     *  When a later step fails, the record stays stored and cleared faults stay
+     *  cleared.
      *
      *  @param[in] sensor the sensor that saw the event; its path is the sensor
      *             path of the faults
      *  @param[in] record the record's 16 bytes
      *  @return statusOk, also without a component; statusNotRead when the
-     *          record has not 16 bytes, and nothing is done; else as addSEL(),
-     *          or with the record stored as findFaultInfoAndAddFault() */
+     *          record has not 16 bytes, and nothing is done; otherwise as
+     *          addSEL() or, with the record stored, as
+     *          findFaultInfoAndAddFault() */
     int addSELAndFault(SensorInfo& sensor, std::vector<unsigned char>& record);
 
     /** Stores a record and reports its event as a fault, as the other
@@ -109,20 +110,20 @@ class HEALTHINTF_API SELAndFault
      *  @param[in] sensor the sensor that saw the event
      *  @param[in] record the record's bytes; missing event data are taken as
      *             zero
-     *  @return statusOk, also when the message is informational or there is
-     *          no component; statusNotRead when the record is too short to
-     *          tell an assertion from a deassertion; statusNotAttached when
-     *          the event descriptions are not to be had; statusNotCreated
-     *          also when memory runs out; else what the descriptions, or
-     *          removing or adding the fault, answered. Nothing is done after
-     *          a step that failed
+     *  @return statusOk, also when the message is informational or there is no
+     *          component; statusNotRead when the record is too short to tell an
+     *          assertion from a deassertion; statusNotAttached when the event
+     *          descriptions are not available; statusNotCreated also when
+     *          memory runs out; otherwise the status of the descriptions, or of
+     *          removing or adding the fault. The first step that fails ends the
+     *          call
      *
      *  Does not throw. */
     int findFaultInfoAndAddFault(SensorInfo& sensor,
                                  std::vector<unsigned char>& record);
 
-    /** Says which further messages an event clears: the two security messages
-     *  SEC0031 and SEC0033 clear each other.
+    /** Finds the further messages that an event clears: the two security
+     *  messages SEC0031 and SEC0033 clear each other.
      *
      *  @param[in] messageId the message of the opposite event
      *  @param[in,out] toRemove the further message is added at the end, if
@@ -139,26 +140,26 @@ class HEALTHINTF_API SELAndFault
 
     /** Reads one entry of the log from the data cache.
      *
-     *  @param[in,out] entry the entry; left alone when there is none
+     *  @param[in,out] entry the entry; unchanged when there is none
      *  @param[in] recordId its record identifier
      *  @return statusOk, also when the data cache holds no entry at all;
      *          statusNotRead when it holds others only, or could not be read */
     int GetSELDatacacheEntryByID(SELEntry_gen& entry, uint16_t recordId);
 
-    /** Subscribes to the events that the host firmware raises, which the log
-     *  manager announces before it stores them. Callback and subscription
-     *  replace earlier ones and last as long as the object. The callback may
-     *  destroy the object, or register one in its own place, which hears of
-     *  what is announced from then on: neither of the event that is being
-     *  handled nor of those that have arrived meanwhile.
+    /** Subscribes to the events that the host firmware raises, which logmgr
+     *  announces before it stores them. Callback and subscription replace
+     *  earlier ones and last as long as the object. The callback may destroy
+     *  the object, or register another callback in its place. That one gets
+     *  only the events announced from then on: not the event being handled, nor
+     *  events that have already arrived.
      *
      *  @param[in] bus the connection; it must outlive the object
      *  @param[in] callback called for each event, on the thread that processes
      *             the bus
      *  @param[in] sensorNumber the IPMI sensor number whose events are wanted.
-     *             0 subscribes to every sensor's events, and yet only those of
-     *             an earlier registration's number, if there was one, go on to
-     *             the callback
+     *             0 subscribes to the events of every sensor, but the sensor
+     *             number of an earlier registration, if there was one, still
+     *             selects the events that reach the callback
      *  @return statusOk
      *  @throws sdbusplus::exception::SdBusError when the bus refuses; then
      *          everything is as before */
@@ -166,37 +167,38 @@ class HEALTHINTF_API SELAndFault
                                    PreSELCallback callback,
                                    uint32_t sensorNumber);
 
-    /** Takes one announced event. One with less than a record's bytes is
+    /** Handles one announced event. One with less than a record's bytes is
      *  logged and dropped.
      *
      *  @return 0
-     *  @throws sdbusplus::exception::SdBusError when the message does not
-     *          begin with an array of bytes; or what the callback throws */
+     *  @throws sdbusplus::exception::SdBusError when the message does not begin
+     *          with an array of bytes; or what the callback throws */
     int BIOSSELEventCallbackHandler(sdbusplus::message_t& message);
 
   private:
     /** Clears the faults of an event's opposite.
      *
-     *  @return statusOk, or what the step that failed answered */
+     *  @return statusOk, or the status of the step that failed */
     HEALTHINTF_LOCAL int removeOpposite(
         const health_namespace::details::CSSDInfoFetcher& descriptions,
         SensorInfo& sensor, const std::vector<unsigned char>& record);
     /** Adds an event's own fault, unless its message is informational.
      *
-     *  @return statusOk, or what the step that failed answered */
+     *  @return statusOk, or the status of the step that failed */
     HEALTHINTF_LOCAL int
     addOwn(const health_namespace::details::CSSDInfoFetcher& descriptions,
            const SensorInfo& sensor, const std::vector<unsigned char>& record);
 
-    /** Subscribes to the events of a rule, instead of those before. */
+    /** Replaces the subscription by one with the given rule. */
     HEALTHINTF_LOCAL void subscribe(sdbusplus::bus_t& bus,
                                     const std::string& rule);
 
     health_namespace::FaultAndHealth* faultAndHealth;
     std::string name;
-    /** Shared with the call that is under way, if the callback replaces it. */
+    /** Shared, so that a callback that replaces itself lives until it
+     *  returns. */
     std::shared_ptr<const PreSELCallback> preSelCallback;
-    /** Makes the bus deliver the events that the match takes. */
+    /** Keeps the bus delivering the events that preSelMatch selects. */
     healthintf::SlotPtr preSelDelivery;
     std::unique_ptr<sdbusplus::bus::match_t> preSelMatch;
     uint32_t sensorFilter = 0;

@@ -22,12 +22,11 @@ int ignore(sd_bus_message* /*message*/, void* /*context*/,
     return 0;
 }
 
-/** Makes sure that the bus takes one more match with this rule.
+/** Makes the bus refuse the rule here if it is going to refuse it.
  *
- *  The sdbusplus of early 2023 does not look at the result of
- *  sd_bus_add_match: a match over the bus's limit would just never hear
- *  anything. That version can be told by its SdBusInterface, which does not
- *  know the call. */
+ *  The sdbusplus of early 2023 ignores the result of sd_bus_add_match: a match
+ *  that the bus refuses, for example over its limit, would never get a message.
+ *  That version is recognised by its SdBusInterface, which lacks the call. */
 template <typename Interface>
 void requireMatch([[maybe_unused]] sdbusplus::bus_t& bus,
                   [[maybe_unused]] const std::string& rule)
@@ -38,7 +37,7 @@ void requireMatch([[maybe_unused]] sdbusplus::bus_t& bus,
     }
 }
 
-/** A handler with its name for the log. */
+/** A handler and its name for the log. */
 class NamedHandler : public std::enable_shared_from_this<NamedHandler>
 {
   public:
@@ -48,8 +47,8 @@ class NamedHandler : public std::enable_shared_from_this<NamedHandler>
         name(name), handler(std::move(handler))
     {}
 
-    /** Hands a message over; what the handler throws is logged. */
-    void take(sdbusplus::message_t& message) const
+    /** Calls the handler; logs what it throws. */
+    void call(sdbusplus::message_t& message) const
     {
         // The handler may end its own subscription, and this object with it.
         const auto kept = shared_from_this();
@@ -59,16 +58,16 @@ class NamedHandler : public std::enable_shared_from_this<NamedHandler>
         }
         catch (const std::exception& e)
         {
-            tell(e.what(), __LINE__);
+            logException(e.what(), __LINE__);
         }
         catch (...)
         {
-            tell("of an unknown kind", __LINE__);
+            logException("of an unknown kind", __LINE__);
         }
     }
 
   private:
-    void tell(const char* problem, int line) const
+    void logException(const char* problem, int line) const
     {
         dlog_printf(log::warning, logModule, "EXCEPTION %s.%d.%s: %s",
                     name.file, line, name.function, problem);
@@ -90,7 +89,7 @@ makeMatch(sdbusplus::bus_t& bus, const std::string& rule, HandlerName name,
         std::make_shared<const NamedHandler>(name, std::move(handler));
     return std::make_unique<sdbusplus::bus::match_t>(
         bus, rule, [shared](sdbusplus::message_t& message) {
-            shared->take(message);
+            shared->call(message);
         });
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
-/** @file Subscriptions that surely exist and that never end the process. */
+/** @file Bus subscriptions that throw when the bus refuses them, and whose
+ *  handlers cannot end the process. */
 
 #include <platform/bus_handles.hpp>
 
@@ -15,8 +16,8 @@
 namespace health_namespace::details
 {
 
-/** The function that takes the messages of a subscription, as the log names
- *  it. Both texts must last as long as the program. */
+/** The name under which a handler logs: its file and its function. Both texts
+ *  must last as long as the program. */
 struct HandlerName
 {
     const char* file;
@@ -25,27 +26,28 @@ struct HandlerName
 
 /** Subscribes a handler to a rule.
  *
- *  What the handler throws is logged and the message dropped, because
- *  sdbusplus ends the process when a callback throws.
+ *  What the handler throws is logged and the message dropped, because sdbusplus
+ *  ends the process when a callback throws.
  *
  *  @param[in] bus the connection
  *  @param[in] rule the match rule
  *  @param[in] name the handler's name for the log
- *  @param[in] handler called for each message that matches; others that match
- *             it hear it too, whatever this one does
+ *  @param[in] handler called for each message that matches; other subscriptions
+ *             get the message as well
  *  @throws sdbusplus::exception::SdBusError when the bus refuses the rule */
 std::unique_ptr<sdbusplus::bus::match_t>
 makeMatch(sdbusplus::bus_t& bus, const std::string& rule, HandlerName name,
           std::function<void(sdbusplus::message_t&)> handler);
 
-/** The name of a handler in the file that lines are logged in the name of. */
+/** The name of a handler in the file of HMI_LOG_FILE. */
 #define HMI_HANDLER(function)                               \
     ::health_namespace::details::HandlerName                \
     {                                                       \
         ::healthintf::log::baseName<HMI_LOG_FILE>, function \
     }
 
-/** Makes the bus deliver what matches a rule, which no handler takes here.
+/** Makes the bus deliver the messages of a rule to this connection, where other
+ *  subscriptions may handle them.
  *
  *  @return the subscription
  *  @throws sdbusplus::exception::SdBusError when the bus refuses the rule */

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What D-Bus can carry as a text. */
+/** @file Which texts D-Bus can carry. */
 
 #include <cstddef>
 #include <string>
@@ -9,12 +9,12 @@
 namespace health_namespace::details
 {
 
-/** Whether a text is UTF-8 without NUL. sd-bus refuses any other in the
- *  middle of a message, and a bus daemon disconnects whoever sends one. */
+/** Whether a text is UTF-8 without NUL. sd-bus fails on any other text while a
+ *  message is built, and a bus daemon disconnects a client that sends one. */
 bool isBusText(std::string_view text);
 
-/** Looks at the texts of one message. A bus disconnects whoever sends a
- *  message of 32 MiB. */
+/** Checks the texts of one message, each by itself and their total size: a bus
+ *  disconnects a client that sends a message of 32 MiB. */
 class BusTextCheck
 {
   public:
@@ -23,8 +23,9 @@ class BusTextCheck
     {}
 
     /** @param[in] name what the text is, for the error
-     *  @throws std::logic_error when D-Bus does not carry the text, or not
-     *          together with those before */
+     *  @throws std::invalid_argument when the text is not bus text;
+     *          std::length_error when the texts so far have too many bytes;
+     *          both are std::logic_error */
     void require(const std::string& name, const std::string& text);
 
   private:

@@ -17,8 +17,8 @@ namespace health_namespace::details
 namespace
 {
 
-/** A record as the library takes it, which reads as many bytes whatever it is
- *  given. */
+/** The record with exactly recordSize bytes, zeros added: the event-description
+ *  library always reads that many. */
 std::array<uint8_t, SELInterface::recordSize>
 wholeRecord(const std::vector<unsigned char>& record)
 {
@@ -47,7 +47,7 @@ CSSDInfoFetcher::~CSSDInfoFetcher()
     HMI_LOG(log::progress, "%s.%d.%s: Destructor called");
 }
 
-bool CSSDInfoFetcher::attached(const char* function) const
+bool CSSDInfoFetcher::isAttached(const char* function) const
 {
     if (!initialised)
     {
@@ -61,7 +61,7 @@ int CSSDInfoFetcher::FetchJNLEntryFromSELEvent(
     const std::vector<unsigned char>& record, JnlEntry& entry) const
 {
     entry = {};
-    if (!attached(__func__))
+    if (!isAttached(__func__))
     {
         return statusNotAttached;
     }
@@ -76,7 +76,7 @@ int CSSDInfoFetcher::FetchLCDEntryFromSELEvent(
     const std::vector<unsigned char>& record, LcdEntry& entry) const
 {
     entry = {};
-    if (!attached(__func__))
+    if (!isAttached(__func__))
     {
         return statusNotAttached;
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The platform's event descriptions, as long as they are wanted. */
+/** @file Access to the platform's event descriptions. */
 
 #include "event_entry.hpp"
 
@@ -24,23 +24,23 @@ class CSSDInfoFetcher
     /** Fetches the message of an event.
      *
      *  @param[in] record the event's record; missing bytes are taken as zero
-     *  @param[out] entry the message; what it held is gone on failure too
+     *  @param[out] entry the message; empty after a failure
      *  @return 0; statusNotAttached; or the library's error number */
     int FetchJNLEntryFromSELEvent(const std::vector<unsigned char>& record,
                                   JnlEntry& entry) const;
 
-    /** Fetches what the front panel shows of an event.
+    /** Fetches what the front panel shows for an event.
      *
      *  @param[in] record the event's record; missing bytes are taken as zero
-     *  @param[out] entry what is shown; what it held is gone on failure too
+     *  @param[out] entry what is shown; empty after a failure
      *  @return as FetchJNLEntryFromSELEvent() */
     int FetchLCDEntryFromSELEvent(const std::vector<unsigned char>& record,
                                   LcdEntry& entry) const;
 
   private:
-    /** Whether there are descriptions; that there are none is logged in the
-     *  name of @p function. */
-    bool attached(const char* function) const;
+    /** Whether the constructor could attach; if not, logs that in the name of
+     *  @p function. */
+    bool isAttached(const char* function) const;
 
     bool initialised = false;
 };

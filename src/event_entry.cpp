@@ -9,8 +9,8 @@ namespace health_namespace::details
 namespace
 {
 
-/** The text of a field, which ends at a NUL or with the field. */
-std::string textOf(std::span<const uint8_t> field)
+/** The text of a field up to its first NUL, or the whole field. */
+std::string fieldText(std::span<const uint8_t> field)
 {
     return {field.begin(), std::ranges::find(field, uint8_t{0})};
 }
@@ -26,14 +26,14 @@ uint32_t JnlEntry::severity() const
 
 std::string JnlEntry::messageId() const
 {
-    return textOf(
+    return fieldText(
         std::span(bytes)
             .subspan<JNL_ENTRY_MESSAGE_ID_OFFSET, JNL_ENTRY_MESSAGE_ID_SIZE>());
 }
 
 std::string JnlEntry::message() const
 {
-    return textOf(
+    return fieldText(
         std::span(bytes)
             .subspan<JNL_ENTRY_MESSAGE_OFFSET, JNL_ENTRY_MESSAGE_SIZE>());
 }
@@ -45,7 +45,7 @@ std::vector<std::string> JnlEntry::arguments() const
     std::vector<std::string> texts;
     for (std::size_t i = 0; i < count; ++i)
     {
-        texts.push_back(textOf(std::span(bytes).subspan(
+        texts.push_back(fieldText(std::span(bytes).subspan(
             JNL_ENTRY_ARGUMENTS_OFFSET + i * JNL_ENTRY_ARGUMENT_SIZE,
             JNL_ENTRY_ARGUMENT_SIZE)));
     }
@@ -54,7 +54,7 @@ std::vector<std::string> JnlEntry::arguments() const
 
 std::string JnlEntry::description() const
 {
-    return textOf(std::span(bytes).subspan<JNL_ENTRY_DESCRIPTION_OFFSET>());
+    return fieldText(std::span(bytes).subspan<JNL_ENTRY_DESCRIPTION_OFFSET>());
 }
 
 int32_t LcdEntry::ledState() const
@@ -64,7 +64,7 @@ int32_t LcdEntry::ledState() const
 
 std::string LcdEntry::text() const
 {
-    return textOf(std::span(bytes).subspan<LCD_ENTRY_TEXT_OFFSET>());
+    return fieldText(std::span(bytes).subspan<LCD_ENTRY_TEXT_OFFSET>());
 }
 
 } // namespace health_namespace::details

@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file What the event-description library says of an event, read from the
- *  entries that it fills. */
+/** @file Reads the entries that the event-description library fills for an
+ *  event. */
 
 #include <platform/event_description.h>
 
@@ -13,7 +13,7 @@
 namespace health_namespace::details
 {
 
-/** The message of an event. Nothing beyond a field's end is read, whatever the
+/** The message of an event. The getters never read beyond a field, whatever its
  *  bytes are. */
 struct JnlEntry
 {
@@ -21,7 +21,7 @@ struct JnlEntry
     uint32_t severity() const;
     std::string messageId() const;
     std::string message() const;
-    /** The message's arguments; no more than there are fields for. */
+    /** The message's arguments, at most JNL_ENTRY_MAX_ARGUMENTS. */
     std::vector<std::string> arguments() const;
     /** What the event is about. */
     std::string description() const;
@@ -29,10 +29,10 @@ struct JnlEntry
     std::array<uint8_t, JNL_ENTRY_SIZE> bytes{};
 };
 
-/** What the front panel shows of an event. */
+/** What the front panel shows for an event. */
 struct LcdEntry
 {
-    /** 0 for none. */
+    /** The LED state that the event asks for; 0 asks for none. */
     int32_t ledState() const;
     std::string text() const;
 

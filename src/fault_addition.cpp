@@ -11,7 +11,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <exception>
 #include <utility>
 #include <variant>
@@ -26,7 +25,7 @@ int FaultAndHealth::addFault(std::string& msgId, std::string& sensorPath,
                              std::string& subSystem, uint32_t sensorNumber,
                              uint32_t sensorType)
 {
-    // The most severe messages make faults; larger severities only inform.
+    // Severities 1 and 2 make faults; larger numbers only inform.
     constexpr uint32_t leastSevereFault = 2;
 
     MessageContent content;
@@ -62,7 +61,7 @@ int FaultAndHealth::addFault(std::string& msgId, std::string& sensorPath,
 namespace
 {
 
-/** @throws std::logic_error when D-Bus does not carry the texts */
+/** @throws std::logic_error when D-Bus cannot carry the texts */
 void requireBusTexts(const FaultEntry::PropertyMap& properties)
 {
     BusTextCheck check(FaultAndHealth::maxFaultText);
@@ -91,8 +90,8 @@ std::string nextEntryPath(const std::string& key, uint32_t health)
                      FaultEntry::GetUniqueFaultNumber(), health);
 }
 
-/** The properties of a new entry, put in in the order of their names, each
- *  after the last. */
+/** The properties of a new entry. They are inserted in the order of their
+ *  names, each at the end of the map, which needs no search. */
 FaultEntry::PropertyMap
 entryProperties(const std::string& msgId, const std::string& sensorPath,
                 const std::vector<std::string>& args, const std::string& fqdd,
@@ -119,17 +118,17 @@ entryProperties(const std::string& msgId, const std::string& sensorPath,
     return properties;
 }
 
-/** The function whose name the lines about adding a fault have. */
-constexpr const char* adding = "addFault";
+/** The function in whose name the steps of adding a fault log. */
+constexpr const char* loggedFunction = "addFault";
 
 } // namespace
 
-/** How far an addition has come. */
+/** What an addition has done so far, for rollBack(). */
 struct FaultAndHealth::Addition
 {
     std::string path;
-    /** Whether the entry at the path is this fault's. Without it, that of an
-     *  older fault may be there. */
+    /** Whether the fault is in the list. If not, an entry at the path belongs
+     *  to an older fault. */
     bool listed = false;
     bool publishingHealth = false;
 };
@@ -177,7 +176,7 @@ int FaultAndHealth::addFault(const std::string& msgId,
 void FaultAndHealth::listFault(Addition& addition,
                                const FaultEntry::PropertyMap& properties)
 {
-    HMI_LOG_AS(adding, log::progress, "%s.%d.%s: faultEntryPath %s",
+    HMI_LOG_AS(loggedFunction, log::progress, "%s.%d.%s: faultEntryPath %s",
                addition.path.c_str());
     requireBusTexts(properties);
     auto entry =
@@ -191,7 +190,7 @@ void FaultAndHealth::publishAddition(Addition& addition, uint32_t health)
 {
     if (faultList.size() > maxFaults)
     {
-        HMI_LOG_AS(adding, log::progress,
+        HMI_LOG_AS(loggedFunction, log::progress,
                    "%s.%d.%s: Current Fault Entry Size : %zd, removing lowest",
                    faultList.size());
         removeLowestPriorityFaultEntry();
@@ -199,7 +198,7 @@ void FaultAndHealth::publishAddition(Addition& addition, uint32_t health)
     const uint32_t current = healthNode->healthStatus();
     if (current != health)
     {
-        HMI_LOG_AS(adding, log::progress,
+        HMI_LOG_AS(loggedFunction, log::progress,
                    "%s.%d.%s: Updating health status %d != %d", health,
                    current);
         addition.publishingHealth = true;
@@ -217,35 +216,10 @@ void FaultAndHealth::rollBack(const Addition& addition)
     }
     if (addition.publishingHealth)
     {
-        logFailureOf(adding, [this] {
+        logFailureOf(loggedFunction, [this] {
             return publishHealth();
         });
     }
-}
-
-void FaultAndHealth::removeLowestPriorityFaultEntry()
-{
-    HMI_LOG(log::trace, "%s.%d.%s Entry : ");
-    if (faultList.size() <= maxFaults)
-    {
-        HMI_LOG(log::progress, "%s.%d.%s: number of entry is low %zd",
-                faultList.size());
-        return;
-    }
-    const auto lessImportant = [](const auto& a, const auto& b) {
-        return a->severity() < b->severity() ||
-               (a->severity() == b->severity() &&
-                a->timestamp() > b->timestamp());
-    };
-    const auto lowest =
-        std::min_element(faultList.begin(), faultList.end(), lessImportant);
-    const FaultEntry& entry = **lowest;
-    HMI_LOG(log::progress,
-            "%s.%d.%s: MSG:%s, sev:%d, timestmap:%ld, sensorpath:%s",
-            entry.messageID().c_str(), entry.severity(),
-            static_cast<long>(entry.timestamp()), entry.sensorPath().c_str());
-    faultList.erase(lowest);
-    HMI_LOG(log::trace, "%s.%d.%s Exit : ");
 }
 
 } // namespace health_namespace

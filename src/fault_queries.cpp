@@ -1,4 +1,4 @@
-/** @file FaultEntry's queries: what the fault entries of all processes say. */
+/** @file FaultEntry's queries over the fault entries of all processes. */
 
 // Log readers know the lines of the queries by this name.
 #define HMI_LOG_FILE "hmi_fault_health"
@@ -26,13 +26,13 @@ namespace
 using Records = std::map<std::string, FaultEntry_gen>;
 using Entries = std::vector<std::pair<std::string, FaultEntry_gen>>;
 
-void tellNoEntries(const char* function)
+void logNoEntries(const char* function)
 {
     HMI_LOG_AS(function, log::progress,
                "%s.%d.%s: No entries available, returning success");
 }
 
-void tellNoDatacache(const char* function)
+void logNoDatacache(const char* function)
 {
     HMI_LOG_AS(function, log::progress,
                "%s.%d.%s: Datacache not created(no entries), so skipping and "
@@ -42,11 +42,12 @@ void tellNoDatacache(const char* function)
 /** Fetches the records of a query.
  *
  *  @param[in] function the query, in whose name lines are logged
- *  @param[in] tellNone logs that there has been no fault entry yet
- *  @return the query's status, if this ends it */
+ *  @param[in] logNone logs that no process has made a fault entry yet
+ *  @return the status to return from the query; nothing when the query goes
+ *          on */
 std::optional<int> fetch(const char* function,
                          const std::vector<std::string>& prefixes,
-                         Records& records, void (*tellNone)(const char*))
+                         Records& records, void (*logNone)(const char*))
 {
     const long result = DataAbstraction::FaultEntry::get_map_by_path_prefixes(
         {}, prefixes, records);
@@ -55,7 +56,7 @@ std::optional<int> fetch(const char* function,
         case DataAbstraction::readOk:
             return std::nullopt;
         case DataAbstraction::readNoRecords:
-            tellNone(function);
+            logNone(function);
             return statusOk;
         default:
             HMI_LOG_AS(function, log::error,
@@ -73,7 +74,7 @@ int FaultEntry::GetNumberOfHiddenVisibleFaults(int& visible, int& hidden)
     visible = 0;
     hidden = 0;
     Records records;
-    if (const auto end = fetch(__func__, {}, records, tellNoEntries))
+    if (const auto end = fetch(__func__, {}, records, logNoEntries))
     {
         return *end;
     }
@@ -106,7 +107,7 @@ int FaultEntry::GetLEDStateFromFaultEntries(std::vector<int>& ledStates)
     std::ranges::fill(ledStates, 0);
     Records records;
     if (const auto end =
-            fetch(__func__, {names::root}, records, tellNoDatacache))
+            fetch(__func__, {names::root}, records, logNoDatacache))
     {
         return *end;
     }
@@ -133,9 +134,10 @@ int FaultEntry::GetLEDStateFromFaultEntries(std::vector<int>& ledStates)
 namespace
 {
 
-/** How many of @p found records are wanted. A negative number becomes larger
- *  than any, and so means all that there are in the end. */
-std::size_t limitOf(int wanted, std::size_t found)
+/** How many entries the query may return. 0 asks for as many as the records
+ *  that were found; a negative number becomes a huge one and so sets no
+ *  limit. */
+std::size_t resultLimit(int wanted, std::size_t found)
 {
     if (wanted == 0 || std::cmp_less(found, wanted))
     {
@@ -144,8 +146,8 @@ std::size_t limitOf(int wanted, std::size_t found)
     return static_cast<std::size_t>(wanted);
 }
 
-/** An entry with what its rank hangs on. These are put in order instead of the
- *  entries, of which only the best are moved then. */
+/** The rank of an entry and where the entry is. Candidates are sorted instead
+ *  of entries, so that only the best entries are moved. */
 struct Candidate
 {
     Candidate(const std::string& path, FaultEntry_gen& record) :
@@ -159,16 +161,16 @@ struct Candidate
     FaultEntry_gen* record;
 };
 
-/** Whether a candidate goes before another; both ways when they are equal. */
+/** Whether @p a is more severe than @p b, or as severe and not newer. */
 bool goesBefore(const Candidate& a, const Candidate& b)
 {
     return a.severity > b.severity ||
            (a.severity == b.severity && a.timestamp <= b.timestamp);
 }
 
-/** The entries that the caller had, then the records that the query keeps. */
-std::vector<Candidate> candidates(Entries& entries, Records& records,
-                                  bool severeOnly)
+/** The caller's entries, then the records that the query's filter passes. */
+std::vector<Candidate> collectCandidates(Entries& entries, Records& records,
+                                         bool severeOnly)
 {
     constexpr uint32_t notSevere = 2;
 
@@ -192,7 +194,8 @@ std::vector<Candidate> candidates(Entries& entries, Records& records,
     return all;
 }
 
-/** Moves the best candidates to @p entries, in their order. */
+/** Moves the entries of the @p limit best candidates to @p entries, the best
+ *  first. */
 void moveBest(std::size_t limit, std::vector<Candidate>& all, Entries& entries)
 {
     const auto end = all.begin() + static_cast<std::ptrdiff_t>(limit);
@@ -209,7 +212,7 @@ int FaultEntry::GetNFaultEntries(std::string& pathPrefix, int n,
 {
     HMI_LOG(log::trace, "%s.%d.%s Entry : ");
     Records records;
-    if (const auto end = fetch(__func__, {pathPrefix}, records, tellNoEntries))
+    if (const auto end = fetch(__func__, {pathPrefix}, records, logNoEntries))
     {
         return *end;
     }
@@ -221,13 +224,14 @@ int FaultEntry::GetNFaultEntries(std::string& pathPrefix, int n,
     }
     HMI_LOG(log::progress, "%s.%d.%s: No of entries found : %zd",
             records.size());
-    std::size_t limit =
-        std::min(limitOf(n, records.size()), entries.size() + records.size());
-    // Before the candidates: as the last block of the heap, what the caller
-    // frees would let the allocator merge its free blocks after each query.
+    std::size_t limit = std::min(resultLimit(n, records.size()),
+                                 entries.size() + records.size());
+    // Allocated before the candidates. As the heap's last block it would make
+    // the allocator merge its free blocks whenever the caller frees a result.
     Entries best;
     best.reserve(limit);
-    std::vector<Candidate> all = candidates(entries, records, severeOnly);
+    std::vector<Candidate> all =
+        collectCandidates(entries, records, severeOnly);
     if (all.empty())
     {
         HMI_LOG(log::progress, "%s.%d.%s: no entires added after filtering");

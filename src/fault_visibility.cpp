@@ -17,7 +17,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <memory>
 #include <stdexcept>
 #include <type_traits>
 
@@ -30,11 +29,10 @@ namespace names = healthintf::names;
 namespace
 {
 
-/** The reasons for which a component shows no fault, as bits of its flag
- *  word. */
+/** Why a component hides all its faults, as bits of visibilityFlags. */
 enum VisibilityFlag : uint64_t
 {
-    /** The LCD's settings hide everything. */
+    /** The LCD's settings hide all faults. */
     hideAllFlag = 0x2,
     /** The component is disabled. */
     disabledFlag = 0x8,
@@ -74,7 +72,7 @@ void FaultAndHealth::hideBy(std::list<typename Property::type>& hiddenValues,
     bool matched = false;
     for (const auto& entry : faultList)
     {
-        if (Property::held(*entry) == value)
+        if (Property::storedValue(*entry) == value)
         {
             entry->hidden(true);
             matched = true;
@@ -100,8 +98,10 @@ int FaultAndHealth::unhideAll()
     bool shown = false;
     for (const auto& entry : faultList)
     {
-        const uint32_t number = FaultEntry::sensorNumberProperty::held(*entry);
-        const std::string& path = FaultEntry::sensorPathProperty::held(*entry);
+        const uint32_t number =
+            FaultEntry::sensorNumberProperty::storedValue(*entry);
+        const std::string& path =
+            FaultEntry::sensorPathProperty::storedValue(*entry);
         if (contains(hiddenSensorNumbers, number) ||
             contains(hiddenSensorPaths, path))
         {
@@ -210,9 +210,9 @@ int FaultAndHealth::Enable()
 namespace
 {
 
-/** The default connection of this thread; null when it cannot be opened. It
- *  is not wrapped in sdbusplus' class, which is made of no connection that was
- *  lost. */
+/** The default connection of this thread; null when it cannot be opened. Not an
+ *  sdbusplus::bus_t, whose constructor throws for a lost connection without
+ *  saying why. */
 healthintf::BusPtr defaultBus()
 {
     sd_bus* bus = nullptr;
@@ -220,9 +220,10 @@ healthintf::BusPtr defaultBus()
     return healthintf::BusPtr(bus);
 }
 
-/** A signal to be filled and sent from a connection, which may be null.
+/** Makes a signal that has no arguments yet.
  *
- *  @throws sdbusplus::exception::SdBusError when it cannot be made */
+ *  @throws sdbusplus::exception::SdBusError when it cannot be made, also when
+ *          @p bus is null */
 sdbusplus::message_t newSignal(sd_bus* bus, const char* path,
                                const char* interface, const char* member)
 {
@@ -233,12 +234,12 @@ sdbusplus::message_t newSignal(sd_bus* bus, const char* path,
     return {message, std::false_type()};
 }
 
-/** The rule of a signal that any sender may send from one path. */
+/** The match rule of a signal from one path, by any sender. */
 std::string signalRule(const char* path, const char* interface,
                        const char* member)
 {
-    // sdbusplus' own functions for rules end the process when there is no
-    // memory for one.
+    // Not sdbusplus' own functions for rules: they are noexcept and end the
+    // process when memory runs out.
     return std::string("type='signal',path='") + path + "',interface='" +
            interface + "',member='" + member + "',";
 }
@@ -274,7 +275,7 @@ int FaultAndHealth::SendHideFaultsSignal(bool hide,
                             FaultEntry::HideFaultForSensor::name);
     signal.append(hide, healthPath, sensorPath, sensorNumber);
     signal.signal_send();
-    // With the last reference to the connection goes what it has not sent.
+    // Dropping the last reference to the connection drops what is unsent.
     requireDone(sd_bus_flush(bus.get()), "sd_bus_flush");
     HMI_LOG(log::progress, "%s.%d.%s: HideFaultForSensor signal sent");
     return statusOk;

@@ -20,20 +20,22 @@ thread_local sdbusplus::bus_t gbus(nullptr);
 namespace
 {
 
-/** Whether gbus holds this thread's connection, and does so for good. */
+/** Whether gbus holds this thread's connection, which it keeps until the thread
+ *  ends. */
 thread_local bool bound = false;
 
-/** Makes sure that a connection has a name, as one that was lost has not.
- *  sdbusplus asks for it, too, but does not say why it fails. */
+/** Throws when a connection has no unique name, because it was lost. sdbusplus
+ *  asks for the name, too, but its error does not say why there is none. */
 void requireName(sd_bus* bus)
 {
     const char* name = nullptr;
     requireDone(sd_bus_get_unique_name(bus, &name), "sd_bus_get_unique_name");
 }
 
-/** Puts the first connection of this thread into gbus; null is none yet.
+/** Puts this thread's first connection into gbus; ignores null and any later
+ *  connection.
  *
- *  @return whether the connection could be used */
+ *  @return false when the connection cannot be used */
 bool bindBus(sd_bus* bus)
 {
     if (bound || bus == nullptr)
@@ -58,10 +60,10 @@ std::string orEmpty(const char* text)
     return text == nullptr ? "" : text;
 }
 
-/** Makes a call for those to whom nothing may be thrown: what it throws, as
- *  when memory runs out, is logged in the name of @p function.
+/** Makes a call for a caller in C. An exception, for example when memory runs
+ *  out, is logged in the name of @p function.
  *
- *  @return what it returns, or @p failure */
+ *  @return what the call returns, or @p failure after an exception */
 template <typename Result, typename Call>
 Result callForC(const char* function, Result failure, Call&& call) noexcept
 {

@@ -22,11 +22,12 @@ constexpr const char* oemFlagsNotification =
     "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#oemLCDFlags";
 
 constexpr const char* hideErrorsAttribute = "system.embedded.1#lcd.1#hideerrs";
-/** The value of hideerrs that hides errors, and one that shows them. */
+/** The value of hideerrs that hides errors; any other value, such as 1, shows
+ *  them. */
 constexpr uint32_t hideErrors = 0;
 constexpr int32_t showErrors = 1;
 
-/** What a change says that was made by this library. */
+/** The source that a change names when this library made it. */
 constexpr const char* ownSource = "HealthManagerInterface";
 
 /** The bit of oemLCDFlags that hides errors for good. */
@@ -50,9 +51,9 @@ uint32_t previousValue(const uint8_t* record)
     return littleEndian32(record + CFGMGR_CHANGE_PREVIOUS_VALUE_OFFSET);
 }
 
-/** Whether a callback was given what it needs; what is missing is logged in
- *  the name of @p function. */
-bool argumentsGiven(const char* function, const uint8_t* data,
+/** Whether a callback got its data and context; logs in the name of @p function
+ *  what is missing. */
+bool checkArguments(const char* function, const uint8_t* data,
                     const void* context)
 {
     if (context == nullptr)
@@ -109,7 +110,7 @@ void cfg_notif_handle_hide_err(const char* /*source*/, const char* /*name*/,
                                void* context)
 {
     HMI_LOG(log::trace, "%s.%d.%s Entry : hide error");
-    if (!argumentsGiven(__func__, data, context))
+    if (!checkArguments(__func__, data, context))
     {
         return;
     }
@@ -129,7 +130,7 @@ void cfg_notif_handle_oem_flags(const char* /*source*/, const char* /*name*/,
                                 void* context)
 {
     HMI_LOG(log::trace, "%s.%d.%s Entry : lcd oem called error");
-    if (argumentsGiven(__func__, data, context))
+    if (checkArguments(__func__, data, context))
     {
         processOemLcdEvent(data, *static_cast<FaultAndHealth*>(context));
     }
@@ -164,7 +165,7 @@ void unsubscribe(uint64_t& handle)
 {
     if (handle != 0)
     {
-        // A handle is a number here and a pointer there.
+        // The class keeps the handle as a number; the platform takes a pointer.
         const auto number =
             static_cast<uintptr_t>(std::exchange(handle, uint64_t{0}));
         // NOLINTNEXTLINE(performance-no-int-to-ptr)
@@ -176,8 +177,8 @@ void unsubscribe(uint64_t& handle)
 
 uint64_t FaultAndHealth::RegisterForLCDAttributes()
 {
-    // The name in the line differs from the one subscribed by its first '#';
-    // log readers know it so.
+    // The logged name has one '#' more than the subscribed one. Log readers
+    // search for it in this form.
     HMI_LOG(log::trace, "%s.%d.%s Entry : LCD Attr register %s",
             "CfgMgr/1/AttributeChange/#system.embedded.1#lcd.1#hideerrs");
     UnregisterLCDAttributes();

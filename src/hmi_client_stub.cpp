@@ -35,7 +35,7 @@ SELClient* SELClient::Init(sdbusplus::bus_t& bus)
     return client.release();
 }
 
-// By value, as those who link against it know it.
+// The parameters are passed by value, because the ABI has this signature.
 // NOLINTBEGIN(performance-unnecessary-value-param)
 int SELClient::addSEL(Sensor sensor, std::vector<uint8_t> record,
                       uint32_t& recordId)
@@ -56,7 +56,7 @@ int SELClient::addSEL(Sensor sensor, std::vector<uint8_t> record,
         HMI_LOG(log::error, "%s.%d.%s: %s\n", e.what());
         return statusBusFailure;
     }
-    // The words are as log readers know them.
+    // Log readers search for this text, misspelling included.
     HMI_LOG(log::progress, "%s.%d.%s: AddSEL(logmgr)  retruned RecordId = %d",
             recordId);
     return statusOk;

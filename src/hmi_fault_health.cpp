@@ -50,7 +50,7 @@ FaultAndHealth* FaultAndHealth::InitInternal(sdbusplus::bus_t& bus,
             DataAbstraction::Healthmgr::AddHealthObject(
                 names::managerService, names::managerPath, parent);
         }
-        // The constructor is private, which std::make_unique cannot reach.
+        // std::make_unique cannot call the private constructor.
         std::unique_ptr<FaultAndHealth> object(
             new FaultAndHealth(bus, key, baseHealth));
         HMI_LOG(log::progress, "%s.%d.%s: FaultAndHealth Created: %s",
@@ -104,7 +104,7 @@ void FaultAndHealth::addObjectManager()
 
 void FaultAndHealth::undoConstruction() noexcept
 {
-    // What the members hold goes with them.
+    // Everything else is released by the members' destructors.
     UnregisterLCDAttributes();
 }
 
@@ -152,8 +152,8 @@ int FaultAndHealth::removeFault(std::string& msgId, std::string& sensorPath)
             msgId.c_str());
     for (auto entry = faultList.begin(); entry != faultList.end();)
     {
-        if (FaultEntry::messageIDProperty::held(**entry) == msgId &&
-            FaultEntry::sensorPathProperty::held(**entry) == sensorPath)
+        if (FaultEntry::messageIDProperty::storedValue(**entry) == msgId &&
+            FaultEntry::sensorPathProperty::storedValue(**entry) == sensorPath)
         {
             entry = faultList.erase(entry);
             HMI_LOG(log::progress,

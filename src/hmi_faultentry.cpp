@@ -14,7 +14,7 @@ using namespace details;
 namespace
 {
 
-/** Runs one step of a destructor, which has nobody to throw to. */
+/** Runs one step of the destructor; logs what it throws. */
 template <typename Step>
 void attempt(Step&& step) noexcept
 {

@@ -1,6 +1,6 @@
 #include "bus_match.hpp"
 #include "log_line.hpp"
-#include "owners_callable.hpp"
+#include "owner_callback.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
 #include <hmi_health.hpp>
@@ -23,8 +23,8 @@ HealthStatus* HealthStatus::Init(sdbusplus::bus_t& bus, std::string& key,
             key.c_str());
     try
     {
-        // A node that is on the bus stays there even when it cannot be
-        // subscribed: children may have found it already.
+        // A node that is on the bus stays there even when its subscription
+        // fails, because children may have found it already.
         auto* node =
             new HealthStatus(bus, key, {{"HealthStatus", initialHealth}});
         HMI_LOG(log::progress, "%s.%d.%s: Register %s for internal callback",
@@ -47,8 +47,8 @@ HealthStatus::HealthStatus(sdbusplus::bus_t& bus, const std::string& key,
     key(key)
 {
     HMI_LOG(log::progress, "%s.%d.%s: constructor %s", key.c_str());
-    // Not GetParentKey(): the root's parent is the key above it here, to
-    // which nobody listens.
+    // Not GetParentKey(), which has no parent for the root: the root reports to
+    // the key above it, where no node listens.
     parentKey = key.substr(0, key.rfind('/'));
     if (key.find('/') == std::string::npos)
     {
@@ -64,11 +64,11 @@ HealthStatus::HealthStatus(sdbusplus::bus_t& bus, const std::string& key,
 HealthStatus::~HealthStatus()
 {
     HMI_LOG(log::progress, "%s.%d.%s: destructor %s", key.c_str());
-    EndWatch::tell(this);
+    DestructionWatch::markDestroyed(this);
     try
     {
-        // Another node of the key in this process, on another connection,
-        // counts from now on.
+        // If this process has another node of the key, on another connection,
+        // the parent gets that node's health; otherwise 0.
         healthStatusUpdate(parentKey, key, healthWithoutThis());
     }
     catch (const std::exception& e)
@@ -144,9 +144,9 @@ unsigned int HealthStatus::recalculateHealth(bool force)
     {
         HMI_LOG(log::progress, "%s.%d.%s: Registerd callback called for "
                                "calculating health");
-        const EndWatch node(this);
-        health = callOwners(healthCalculator, key, childMap);
-        if (node.isOver())
+        const DestructionWatch node(this);
+        health = callOwnerCallback(healthCalculator, key, childMap);
+        if (node.isDestroyed())
         {
             return health;
         }
@@ -164,8 +164,8 @@ unsigned int HealthStatus::recalculateHealth(bool force)
     updateHealthStatusAndSendSignalInternal(health);
     if (healthChangedCallback)
     {
-        // The last look at this node: it may be gone after the call.
-        callOwners(healthChangedCallback, healthStatus());
+        // The callback may destroy this node: nothing of it is used afterwards.
+        callOwnerCallback(healthChangedCallback, healthStatus());
     }
     return health;
 }
@@ -220,7 +220,7 @@ int HealthStatus::healthStatusInternalCallbackHandler(std::string& childKey,
 {
     if (childKey.empty())
     {
-        // The health manager misses the record.
+        // healthmgr found no record of this node and asks for it again.
         recalculateHealth(true);
         return 0;
     }
@@ -296,8 +296,9 @@ bool isRecorded(const char* function, const std::string& path)
     return result == DataAbstraction::readOk && exists;
 }
 
-/** Whether a path below @p key is its child rather than a grandchild. The
- *  character at the key's length is passed over, whatever it is. */
+/** Whether @p path, which begins with @p key, has no slash behind the character
+ *  that follows the key. That character need not be a slash: "/health/ab"
+ *  counts as a child of "/health/a". */
 bool isImmediateChild(const std::string& key, const std::string& path)
 {
     return path.find('/', key.size() + 1) == std::string::npos;

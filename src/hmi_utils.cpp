@@ -17,8 +17,8 @@ namespace
 
 using ContentRecord = std::array<char, MSGREG_CONTENT_SIZE>;
 
-/** The arguments one after the other, each ended by a NUL byte, with zero
- *  bytes behind for the arguments that a message asks for in vain. */
+/** The arguments one after the other, each ended by a NUL byte, then empty
+ *  arguments for a message that has more placeholders. */
 std::string argumentBlock(const std::vector<std::string>& args)
 {
     std::string block;
@@ -30,7 +30,7 @@ std::string argumentBlock(const std::vector<std::string>& args)
     return block;
 }
 
-MessageContent contentOf(const ContentRecord& record)
+MessageContent parseContent(const ContentRecord& record)
 {
     MessageContent content;
     std::memcpy(&content.severity,
@@ -60,7 +60,7 @@ int _GetMessageContent(const std::string& msgId,
                 status);
         return status;
     }
-    content = contentOf(*record);
+    content = parseContent(*record);
     return 0;
 }
 

@@ -19,39 +19,38 @@ namespace names = healthintf::names;
 namespace
 {
 
-// Where a record holds what is read of it here.
-constexpr std::size_t sensorTypeAt =
+// Offsets of the fields that are read from a record.
+constexpr std::size_t sensorTypeOffset =
     offsetof(SELInterface::SELRecord, sensorType);
-constexpr std::size_t sensorNumberAt =
+constexpr std::size_t sensorNumberOffset =
     offsetof(SELInterface::SELRecord, sensorNumber);
-constexpr std::size_t directionAt =
+constexpr std::size_t directionOffset =
     offsetof(SELInterface::SELRecord, eventDirectionAndType);
 constexpr unsigned char deassertion = 0x80;
 
 /** The registry's severity of messages that make no faults. */
 constexpr uint32_t informational = 3;
 
-int tellRecordSize(const char* function, std::size_t size)
+int rejectRecordSize(const char* function, std::size_t size)
 {
     HMI_LOG_AS(function, log::error, "%s.%d.%s: Record size not valid %zd",
                size);
     return statusNotRead;
 }
 
-/** The function that the steps of reporting an event belong to; their lines
- *  are logged in its name. */
-constexpr const char* reporting = "findFaultInfoAndAddFault";
+/** The function in whose name the steps of reporting an event log. */
+constexpr const char* loggedFunction = "findFaultInfoAndAddFault";
 
 /** Fetches the message of an event.
  *
- *  @return 0, or why there is none, which is logged */
+ *  @return 0, or the error number of the event descriptions, which is logged */
 int fetchMessage(const CSSDInfoFetcher& descriptions,
                  const std::vector<unsigned char>& record, JnlEntry& entry)
 {
     const int status = descriptions.FetchJNLEntryFromSELEvent(record, entry);
     if (status != 0)
     {
-        HMI_LOG_AS(reporting, log::error,
+        HMI_LOG_AS(loggedFunction, log::error,
                    "%s.%d.%s: Error in Fetching Event Data : %d", status);
     }
     return status;
@@ -98,7 +97,7 @@ int SELAndFault::addSELAndFault(SensorInfo& sensor,
     HMI_LOG(log::progress, "%s.%d.%s: Entry");
     if (record.size() != SELInterface::recordSize)
     {
-        return tellRecordSize(__func__, record.size());
+        return rejectRecordSize(__func__, record.size());
     }
     if (const int status = addSEL(sensor, record); status != statusOk)
     {
@@ -137,9 +136,9 @@ int SELAndFault::findFaultInfoAndAddFault(SensorInfo& sensor,
                                           std::vector<unsigned char>& record)
 {
     HMI_LOG(log::trace, "%s.%d.%s Entry : ");
-    if (record.size() <= directionAt)
+    if (record.size() <= directionOffset)
     {
-        return tellRecordSize(__func__, record.size());
+        return rejectRecordSize(__func__, record.size());
     }
     const CSSDInfoFetcher descriptions;
     if (faultAndHealth == nullptr)
@@ -170,7 +169,7 @@ int SELAndFault::removeOpposite(const CSSDInfoFetcher& descriptions,
                                 const std::vector<unsigned char>& record)
 {
     std::vector<unsigned char> opposite = record;
-    opposite[directionAt] ^= deassertion;
+    opposite[directionOffset] ^= deassertion;
     JnlEntry entry;
     if (const int status = fetchMessage(descriptions, opposite, entry);
         status != 0)
@@ -181,13 +180,13 @@ int SELAndFault::removeOpposite(const CSSDInfoFetcher& descriptions,
     handleSpecialCasesForRemove(entry.messageId(), toRemove);
     for (std::string& messageId : toRemove)
     {
-        HMI_LOG_AS(reporting, log::progress,
+        HMI_LOG_AS(loggedFunction, log::progress,
                    "%s.%d.%s: Remove the assert/deassert fault %s",
                    messageId.c_str());
         const int status = faultAndHealth->removeFault(messageId, sensor.path);
         if (status != statusOk)
         {
-            HMI_LOG_AS(reporting, log::error,
+            HMI_LOG_AS(loggedFunction, log::error,
                        "%s.%d.%s: Error in Removing Fault : %d", status);
             return status;
         }
@@ -209,40 +208,41 @@ int SELAndFault::addOwn(const CSSDInfoFetcher& descriptions,
     if (const int status = descriptions.FetchLCDEntryFromSELEvent(record, lcd);
         status != 0)
     {
-        HMI_LOG_AS(reporting, log::error,
+        HMI_LOG_AS(loggedFunction, log::error,
                    "%s.%d.%s: Error in Fetching LCD DATA : %d", status);
         return status;
     }
-    HMI_LOG_AS(reporting, log::progress, "%s.%d.%s: Add new fault entry %s",
-               entry.messageId().c_str());
+    HMI_LOG_AS(loggedFunction, log::progress,
+               "%s.%d.%s: Add new fault entry %s", entry.messageId().c_str());
     if (entry.severity() == informational)
     {
-        HMI_LOG_AS(reporting, log::progress,
+        HMI_LOG_AS(loggedFunction, log::progress,
                    "%s.%d.%s: Skip adding info messages %s",
                    entry.message().c_str());
         return statusOk;
     }
     const int status = faultAndHealth->addFault(
         entry.messageId(), sensor.path, entry.arguments(), entry.description(),
-        entry.description(), record[sensorNumberAt], record[sensorTypeAt],
-        entry.message(), entry.severity(), lcd.text(), lcd.ledState());
+        entry.description(), record[sensorNumberOffset],
+        record[sensorTypeOffset], entry.message(), entry.severity(), lcd.text(),
+        lcd.ledState());
     if (status != statusOk)
     {
         constexpr int adding = 0;
-        HMI_LOG_AS(reporting, log::error,
+        HMI_LOG_AS(loggedFunction, log::error,
                    "%s.%d.%s: Error in add/remove(%d) Fault returning failure "
                    ": %d",
                    adding, status);
         return status;
     }
-    HMI_LOG_AS(reporting, log::trace, "%s.%d.%s Exit : ");
+    HMI_LOG_AS(loggedFunction, log::trace, "%s.%d.%s Exit : ");
     return statusOk;
 }
 
 void SELAndFault::handleSpecialCasesForRemove(
     const std::string& messageId, std::vector<std::string>& toRemove)
 {
-    // Each of the two reports that the other no longer holds.
+    // Each of these two messages clears the faults of the other.
     if (messageId == "SEC0031")
     {
         toRemove.emplace_back("SEC0033");

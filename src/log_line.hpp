@@ -14,9 +14,9 @@ namespace log = ::healthintf::log;
 
 } // namespace health_namespace::details
 
-/** The file that lines are logged in the name of. A part of a class that has
- *  a file of its own gives the class's file here, before it includes this
- *  header: log readers know a line by the class. */
+/** The file that log lines name. A class whose code is spread over several
+ *  files logs under one name: those files define it before they include this
+ *  header. */
 #ifndef HMI_LOG_FILE
 #define HMI_LOG_FILE __FILE__
 #endif
@@ -26,6 +26,6 @@ namespace log = ::healthintf::log;
     DLOG_LINE_IN(HMI_LOG_FILE, ::health_namespace::details::logModule, \
                  function, level, format __VA_OPT__(, ) __VA_ARGS__)
 
-/** Logs one line in the name of the function that it stands in. */
+/** Logs one line in the name of the current function. */
 #define HMI_LOG(level, format, ...) \
     HMI_LOG_AS(__func__, level, format __VA_OPT__(, ) __VA_ARGS__)

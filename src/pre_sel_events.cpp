@@ -24,9 +24,9 @@ namespace names = healthintf::names;
 namespace
 {
 
-/** The message that a connection is handling, or null. It is kept, so that no
- *  other one gets its address meanwhile. */
-std::shared_ptr<sd_bus_message> messageAtHand(sdbusplus::bus_t& bus)
+/** The message that a connection is handling, or null. The reference keeps its
+ *  address from being used by another message. */
+std::shared_ptr<sd_bus_message> currentMessage(sdbusplus::bus_t& bus)
 {
     sd_bus_message* message = sd_bus_get_current_message(rawBus(bus));
     return {sd_bus_message_ref(message), healthintf::Unref()};
@@ -67,20 +67,21 @@ int SELAndFault::RegisterForBIOSPreSELEvent(sdbusplus::bus_t& bus,
 
 void SELAndFault::subscribe(sdbusplus::bus_t& bus, const std::string& rule)
 {
-    // dbus-daemon does not compare path_namespace when it removes a rule: of
-    // all the rules of a connection that differ in it alone, it removes the
-    // youngest. This rule, which no removal of those others can hit, makes it
-    // go on delivering the events; the rule of the match chooses among them.
+    // dbus-daemon ignores path_namespace when it removes a rule: of a
+    // connection's rules that differ in it alone, it removes the newest one.
+    // This rule without path_namespace is never removed in place of another
+    // one, so the events keep coming; the rule of the match below selects among
+    // them.
     auto delivery = makeMatchWithoutHandler(
         bus, (std::string("type='signal',member='") + names::selEvent + "'")
                  .c_str());
-    // Without a bus between the peers libsystemd hands the message at hand to
-    // new matches too: a callback that registers again at every event would be
-    // called without end.
+    // On a connection without a bus, libsystemd hands the current message to
+    // new matches, too: a callback that registers again at every event would be
+    // called forever.
     preSelMatch = makeMatch(
         bus, rule, HMI_HANDLER("BIOSSELEventCallbackHandler"),
-        [this, past = messageAtHand(bus)](sdbusplus::message_t& message) {
-            if (message.get() != past.get())
+        [this, current = currentMessage(bus)](sdbusplus::message_t& message) {
+            if (message.get() != current.get())
             {
                 BIOSSELEventCallbackHandler(message);
             }
@@ -90,7 +91,7 @@ void SELAndFault::subscribe(sdbusplus::bus_t& bus, const std::string& rule)
 
 int SELAndFault::BIOSSELEventCallbackHandler(sdbusplus::message_t& message)
 {
-    // Held here, since the callback may register another one.
+    // A copy, since the callback may register another one.
     const auto callback = preSelCallback;
     if (callback == nullptr || !*callback)
     {

@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file The libsystemd connection inside a sdbusplus one, and calls of
- *  libsystemd that fail as those of sdbusplus do. */
+/** @file The libsystemd connection inside an sdbusplus one, and libsystemd's
+ *  errors as sdbusplus exceptions. */
 
 #include <sdbusplus/bus.hpp>
 #include <sdbusplus/exception.hpp>
@@ -33,7 +33,7 @@ inline sd_bus* rawBus(sdbusplus::bus_t& bus)
     return lookup::Bus::get_busp(bus);
 }
 
-/** Looks at the result of a call of libsystemd.
+/** Throws if a call of libsystemd failed.
  *
  *  @throws sdbusplus::exception::SdBusError naming @p call when the result is
  *          negative */

@@ -1,4 +1,4 @@
-/** @file SELAndFault's queries: the entries of the log in the data cache. */
+/** @file SELAndFault's queries of the log's entries in the data cache. */
 
 // Log readers know these lines by the file of the class.
 #define HMI_LOG_FILE "lmi_sel_fault"
@@ -27,7 +27,8 @@ using Entries = std::map<std::string, SELEntry_gen>;
 /** Fetches entries of the log.
  *
  *  @param[in] function the query, in whose name lines are logged
- *  @return the query's status, if this ends it */
+ *  @return the status to return from the query; nothing when the query goes
+ *          on */
 std::optional<int> fetch(const char* function, const std::string& prefix,
                          Entries& entries)
 {

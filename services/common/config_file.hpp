@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file A TOML file as it is read. */
+/** @file Reads and parses TOML files. */
 
 #include <toml++/toml.h>
 
@@ -11,13 +11,13 @@
 namespace healthintf::services
 {
 
-/** Takes a configuration's text apart.
+/** Parses a configuration's text.
  *
  *  @param[in] name the file's name, for errors
- *  @throws ConfigError at the first line that is no TOML */
+ *  @throws ConfigError at the first line that is not TOML */
 toml::table parseToml(std::string_view text, const std::string& name);
 
-/** What a configuration file holds.
+/** Reads a configuration file.
  *
  *  @throws ConfigError when it cannot be read */
 std::string readConfigFile(const std::filesystem::path& file);

@@ -10,8 +10,8 @@ namespace healthintf::services
 namespace
 {
 
-/** A number as people write it. */
-std::string shown(double number)
+/** A number in its shortest decimal form. */
+std::string formatNumber(double number)
 {
     std::array<char, 32> text{};
     std::snprintf(text.data(), text.size(), "%g", number);
@@ -20,7 +20,7 @@ std::string shown(double number)
 
 /** The elements of a list with commas between them. */
 template <typename Element, typename Show>
-std::string joined(std::initializer_list<Element> elements, Show&& show)
+std::string joinWithCommas(std::initializer_list<Element> elements, Show&& show)
 {
     std::string text;
     for (const Element& element : elements)
@@ -45,7 +45,7 @@ bool ConfigTable::has(const std::string& key) const
 
 const toml::node* ConfigTable::find(const std::string& key)
 {
-    asked.insert(key);
+    readKeys.insert(key);
     return table.get(key);
 }
 
@@ -72,11 +72,11 @@ double ConfigTable::number(const std::string& key, double least, double most,
         return *usual;
     }
     const auto value = node == nullptr ? std::nullopt : node->value<double>();
-    // A number that is none fails every comparison.
+    // NaN fails every comparison.
     if (!value || !(*value >= least && *value <= most))
     {
-        fail(key,
-             "must be a number from " + shown(least) + " to " + shown(most));
+        fail(key, "must be a number from " + formatNumber(least) + " to " +
+                      formatNumber(most));
     }
     return *value;
 }
@@ -109,7 +109,7 @@ int ConfigTable::oneOf(const std::string& key,
     const auto* found = std::ranges::find(allowed, value.value_or(-1));
     if (found == allowed.end())
     {
-        fail(key, "must be one of " + joined(allowed, [](int each) {
+        fail(key, "must be one of " + joinWithCommas(allowed, [](int each) {
                       return std::to_string(each);
                   }));
     }
@@ -130,7 +130,7 @@ std::string ConfigTable::text(const std::string& key,
     {
         fail(key, "must be a text");
     }
-    // Names and paths end there, for the kernel and the bus.
+    // The kernel and the bus would cut a name or path at the NUL.
     if (value->find('\0') != std::string::npos)
     {
         fail(key, "must have no NUL");
@@ -151,10 +151,10 @@ std::string ConfigTable::oneOf(const std::string& key,
         node == nullptr ? std::nullopt : node->value_exact<std::string>();
     if (!value || std::ranges::find(allowed, *value) == allowed.end())
     {
-        fail(key,
-             "must be one of " + joined(allowed, [](std::string_view each) {
-                 return '"' + std::string(each) + '"';
-             }));
+        fail(key, "must be one of " +
+                      joinWithCommas(allowed, [](std::string_view each) {
+                          return '"' + std::string(each) + '"';
+                      }));
     }
     return *value;
 }
@@ -163,7 +163,7 @@ void ConfigTable::finish() const
 {
     for (const auto& [key, node] : table)
     {
-        if (!asked.contains(std::string(key.str())))
+        if (!readKeys.contains(std::string(key.str())))
         {
             fail(std::string(key.str()), "is no known key");
         }

@@ -20,8 +20,8 @@ class ConfigError : public std::runtime_error
     using std::runtime_error::runtime_error;
 };
 
-/** Every getter throws ConfigError naming file, line and key when the value is
- *  not what is asked for. */
+/** The values of one table. Each getter throws ConfigError, naming file, line
+ *  and key, when the value is invalid. */
 class ConfigTable
 {
   public:
@@ -31,7 +31,7 @@ class ConfigTable
      *             file's own table */
     ConfigTable(const toml::table& table, std::string file, std::string name);
 
-    /** A number within a range; without a usual value it must be there. */
+    /** A number within a range; required if there is no usual value. */
     double number(const std::string& key, double least, double most,
                   std::optional<double> usual = std::nullopt);
 
@@ -42,7 +42,7 @@ class ConfigTable
     int oneOf(const std::string& key, std::initializer_list<int> allowed,
               int usual);
 
-    /** A text that is not empty; without a usual value it must be there. */
+    /** A text that is not empty; required if there is no usual value. */
     std::string text(const std::string& key,
                      std::optional<std::string> usual = std::nullopt);
 
@@ -53,12 +53,12 @@ class ConfigTable
 
     bool has(const std::string& key) const;
 
-    /** @throws ConfigError about @p key, at its line or, when it is not there,
-     *          at the table's */
+    /** @throws ConfigError about @p key, at its line or, if it is missing, at
+     *          the table's line */
     [[noreturn]] void fail(const std::string& key,
                            const std::string& cause) const;
 
-    /** @throws ConfigError about the first key that nothing has asked for */
+    /** @throws ConfigError about the first key that no getter has read */
     void finish() const;
 
   private:
@@ -68,7 +68,8 @@ class ConfigTable
     const toml::table& table;
     std::string file;
     std::string name;
-    std::set<std::string> asked;
+    /** The keys that getters have read. */
+    std::set<std::string> readKeys;
 };
 
 } // namespace healthintf::services

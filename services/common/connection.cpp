@@ -29,9 +29,9 @@ sd_bus* openDefault()
     return bus;
 }
 
-/** A connection that the bus has given a name. sdbusplus asks for the name,
- * too, but does not say why there is none. */
-sd_bus* named(sd_bus* bus)
+/** Checks that the bus has given the connection a name. sdbusplus asks for the
+ *  name, too, but its error does not say why there is none. */
+sd_bus* requireName(sd_bus* bus)
 {
     const HeldSignals held;
     const char* unique = nullptr;
@@ -46,13 +46,14 @@ constexpr const char* driverPath = "/org/freedesktop/DBus";
 } // namespace
 
 Connection::Connection(EventLoop& loop) :
-    raw(openDefault()), connection(named(raw.get())),
+    raw(openDefault()), connection(requireName(raw.get())),
     name(connection.get_unique_name()), loss(raw.get(), [&loop] {
         loop.exit(EXIT_FAILURE);
     })
 {
     const HeldSignals held;
-    // A bus whose queue for this service is full drops answers, too.
+    // Replies can get lost: a bus drops them when its queue for this service is
+    // full.
     constexpr uint64_t longestWait = 5'000'000;
     check(sd_bus_set_method_call_timeout(raw.get(), longestWait),
           "sd_bus_set_method_call_timeout");
@@ -71,71 +72,72 @@ void Connection::requestName(const char* wanted)
     check(sd_bus_request_name(raw.get(), wanted, 0), wanted);
 }
 
-void Connection::ask(const char* peer, const char* path, const char* interface,
-                     const char* method,
-                     std::function<void(sd_bus_message*)> answered,
-                     const char* argument)
+void Connection::call(const char* peer, const char* path, const char* interface,
+                      const char* method,
+                      std::function<void(sd_bus_message*)> onReply,
+                      const char* argument)
 {
-    Question& question =
-        questions.emplace_back(Question{this, std::move(answered), nullptr});
+    PendingCall& pending = pendingCalls.emplace_back(
+        PendingCall{this, std::move(onReply), nullptr});
     sd_bus_slot* slot = nullptr;
     const int result = sd_bus_call_method_async(
-        raw.get(), &slot, peer, path, interface, method, takeAnswer, &question,
+        raw.get(), &slot, peer, path, interface, method, takeReply, &pending,
         argument == nullptr ? "" : "s", argument);
-    question.slot.reset(slot);
+    pending.slot.reset(slot);
     if (result < 0)
     {
-        questions.pop_back();
+        pendingCalls.pop_back();
         check(result, "sd_bus_call_method_async");
     }
 }
 
 void Connection::afterWorkOf(const std::string& peer,
-                             std::function<void()> answered)
+                             std::function<void()> onReply)
 {
-    // A process answers when it is back in its loop, and the bus when the
-    // process is gone.
-    ask(peer.c_str(), "/", peerInterface, "Ping",
-        [answered = std::move(answered)](sd_bus_message*) {
-            answered();
-        });
+    // The process replies when it is back in its event loop; if it is gone, the
+    // bus replies with an error.
+    call(peer.c_str(), "/", peerInterface, "Ping",
+         [onReply = std::move(onReply)](sd_bus_message*) {
+             onReply();
+         });
 }
 
-void Connection::afterBus(std::function<void()> answered)
+void Connection::afterBus(std::function<void()> onReply)
 {
     // NOLINTNEXTLINE(readability-suspicious-call-argument): in this order
-    ask(driver, driverPath, peerInterface, "Ping",
-        [answered = std::move(answered)](sd_bus_message*) {
-            answered();
-        });
+    call(driver, driverPath, peerInterface, "Ping",
+         [onReply = std::move(onReply)](sd_bus_message*) {
+             onReply();
+         });
 }
 
 void Connection::userOf(const std::string& peer,
-                        std::function<void(std::optional<uint32_t>)> answered)
+                        std::function<void(std::optional<uint32_t>)> onReply)
 {
-    ask(
+    call(
         driver, driverPath, driver, "GetConnectionUnixUser",
-        [answered = std::move(answered)](sd_bus_message* reply) {
+        [onReply = std::move(onReply)](sd_bus_message* reply) {
             uint32_t user = 0;
             const bool known =
                 sd_bus_message_is_method_error(reply, nullptr) == 0 &&
                 sd_bus_message_read(reply, "u", &user) > 0;
-            answered(known ? std::optional(user) : std::nullopt);
+            onReply(known ? std::optional(user) : std::nullopt);
         },
         peer.c_str());
 }
 
-int Connection::takeAnswer(sd_bus_message* message, void* context,
-                           sd_bus_error* /*error*/)
+int Connection::takeReply(sd_bus_message* message, void* context,
+                          sd_bus_error* /*error*/)
 {
-    auto* question = static_cast<Question*>(context);
-    const auto answered = std::move(question->answered);
-    question->connection->questions.remove_if([question](const Question& each) {
-        return &each == question;
-    });
+    auto* pending = static_cast<PendingCall*>(context);
+    const auto onReply = std::move(pending->onReply);
+    pending->connection->pendingCalls.remove_if(
+        [pending](const PendingCall& each) {
+            return &each == pending;
+        });
     try
     {
-        answered(message);
+        onReply(message);
     }
     catch (const std::exception& e)
     {

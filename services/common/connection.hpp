@@ -20,14 +20,14 @@
 namespace healthintf::services
 {
 
-/** This thread's default connection, run by an event loop. A call that is not
- *  answered within 5 seconds has failed. Failures throw
- *  std::system_error naming the call. */
+/** This thread's default connection, processed by an event loop. A call without
+ *  a reply after 5 seconds has failed. Failures throw std::system_error naming
+ *  the call. */
 class Connection
 {
   public:
-    /** @param[in] loop runs the connection, and ends with an error when the
-     *             connection is lost; must outlive this object */
+    /** @param[in] loop processes the connection, and exits with an error when
+     *             the connection is lost; must outlive this object */
     explicit Connection(EventLoop& loop);
     ~Connection();
     Connection(const Connection&) = delete;
@@ -38,7 +38,7 @@ class Connection
         return connection;
     }
 
-    /** The same without sdbusplus. */
+    /** The same connection as libsystemd's type. */
     sd_bus* get() const
     {
         return raw.get();
@@ -54,19 +54,20 @@ class Connection
      *  @throws std::system_error with EEXIST when another process owns it */
     void requestName(const char* wanted);
 
-    /** Calls @p answered once the process behind a name has done what it was
-     *  about to do, or is gone. */
-    void afterWorkOf(const std::string& peer, std::function<void()> answered);
+    /** Calls @p onReply once the process behind a name has handled the messages
+     *  that reached it before, or is gone. */
+    void afterWorkOf(const std::string& peer, std::function<void()> onReply);
 
-    /** Calls @p answered once the bus has passed on what was sent so far. */
-    void afterBus(std::function<void()> answered);
+    /** Calls @p onReply once the bus has passed on all messages sent so far. */
+    void afterBus(std::function<void()> onReply);
 
-    /** Calls @p answered with the user of the process behind a unique name;
-     *  with nothing when the bus cannot tell, as when the process is gone. */
+    /** Calls @p onReply with the user of the process behind a unique name; with
+     *  nothing when the bus does not know it, for example because the process
+     *  is gone. */
     void userOf(const std::string& peer,
-                std::function<void(std::optional<uint32_t>)> answered);
+                std::function<void(std::optional<uint32_t>)> onReply);
 
-    /** Waits until the bus has taken what was sent so far. */
+    /** Waits until all messages sent so far are written to the bus. */
     void flush();
 
   private:
@@ -78,27 +79,27 @@ class Connection
         }
     };
 
-    /** A call whose answer is outstanding. */
-    struct Question
+    /** A call whose reply is outstanding. */
+    struct PendingCall
     {
         Connection* connection;
-        /** Takes the answer, which may be an error. */
-        std::function<void(sd_bus_message*)> answered;
+        /** Called with the reply, which may be an error. */
+        std::function<void(sd_bus_message*)> onReply;
         SlotPtr slot;
     };
 
-    void ask(const char* peer, const char* path, const char* interface,
-             const char* method, std::function<void(sd_bus_message*)> answered,
-             const char* argument = nullptr);
+    void call(const char* peer, const char* path, const char* interface,
+              const char* method, std::function<void(sd_bus_message*)> onReply,
+              const char* argument = nullptr);
 
-    static int takeAnswer(sd_bus_message* message, void* context,
-                          sd_bus_error* error);
+    static int takeReply(sd_bus_message* message, void* context,
+                         sd_bus_error* error);
 
     std::unique_ptr<sd_bus, Close> raw;
     sdbusplus::bus_t connection;
     std::string name;
     host::BusLossWatch loss;
-    std::list<Question> questions;
+    std::list<PendingCall> pendingCalls;
 };
 
 } // namespace healthintf::services

@@ -13,7 +13,8 @@ namespace healthintf::services
 namespace
 {
 
-/** Lines about actions that fail, which may come again at each turn. */
+/** Bounds the lines about failing actions: an action may fail in every
+ *  iteration. */
 constinit host::LineLimit failureLines;
 
 int checked(int result, const char* call)
@@ -25,7 +26,8 @@ int checked(int result, const char* call)
     return result;
 }
 
-/** Runs an action; the loop is C and must not see what it throws. */
+/** Runs an action and logs its exceptions, which must not reach the loop in
+ *  C. */
 void perform(void* action) noexcept
 {
     try
@@ -149,8 +151,8 @@ EventSource EventLoop::every(std::chrono::microseconds period,
     EventSource made;
     made.action = std::make_unique<std::function<void()>>();
     sd_event_source* raw = nullptr;
-    // How late a call may be, so that the machine can wake up for several at
-    // once.
+    // How late a call may be, so that the machine can wake up once for several
+    // timers.
     const uint64_t slack = 1 + period.count() / 16;
     checked(sd_event_add_time_relative(event.get(), &raw, CLOCK_MONOTONIC,
                                        period.count(), slack, onTime,

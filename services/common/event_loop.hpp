@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file An sd-event loop and what a service hangs on it. */
+/** @file An sd-event loop and its event sources. */
 
 #include <platform/bus_handles.hpp>
 
@@ -15,7 +15,8 @@
 namespace healthintf::services
 {
 
-/** One source of events; what it calls ends with the object. */
+/** One source of events. Its action is called no more after the object is
+ *  destroyed. */
 class EventSource
 {
   public:
@@ -29,17 +30,17 @@ class EventSource
     EventSourcePtr source;
 };
 
-/** The event loop of this thread. An action that throws is logged and the
+/** The event loop of this thread. An exception of an action is logged, and the
  *  loop goes on. */
 class EventLoop
 {
   public:
-    /** @throws std::system_error when there can be no loop */
+    /** @throws std::system_error when the loop cannot be created */
     EventLoop();
 
     /** Runs until exit().
      *
-     *  @return what exit() was given */
+     *  @return the code that was passed to exit() */
     int run();
 
     void exit(int code);
@@ -52,28 +53,27 @@ class EventLoop
      *  caller's, and must outlive the source. */
     [[nodiscard]] EventSource onReadable(int fd, std::function<void()> action);
 
-    /** Calls @p action when @p fd is writable and nothing else waits, again
-     *  and again until enable() lets it rest. The descriptor stays the
-     *  caller's, and must outlive the source. */
+    /** Calls @p action repeatedly while @p fd is writable and no other event is
+     *  pending, until enable() disables it. The descriptor stays the caller's,
+     *  and must outlive the source. */
     [[nodiscard]] EventSource onWritable(int fd, std::function<void()> action);
 
-    /** Calls @p action when asked to with request(), once for any number of
-     *  requests before. */
+    /** Calls @p action after request(), once for any number of requests. */
     [[nodiscard]] EventSource onRequest(std::function<void()> action);
     static void request(EventSource& source);
 
-    /** Calls @p action again and again, first after one @p period. */
+    /** Calls @p action after each @p period. */
     [[nodiscard]] EventSource every(std::chrono::microseconds period,
                                     std::function<void()> action);
 
-    /** Calls @p action once when the time is up that after() gives. */
+    /** Calls @p action once, after the delay that after() sets. */
     [[nodiscard]] EventSource onceLater(std::function<void()> action);
 
-    /** Lets what onceLater() gave call after @p delay from now on, whatever it
-     *  was given before. */
+    /** Sets a source of onceLater() to call its action after @p delay from now,
+     *  in place of any earlier delay. */
     static void after(EventSource& source, std::chrono::microseconds delay);
 
-    /** Lets what every() or onWritable() gave rest, or call again. */
+    /** Enables or disables a source of every() or onWritable(). */
     static void enable(EventSource& source, bool enabled);
 
     sd_event* get() const

@@ -8,8 +8,8 @@
 namespace healthintf::services
 {
 
-/** The pauses between attempts that fail: each twice as long as the one
- *  before, up to a limit. */
+/** The pauses between failed attempts: each is twice as long as the one before,
+ *  up to a limit. */
 class GrowingPause
 {
   public:
@@ -32,7 +32,7 @@ class GrowingPause
         return pause;
     }
 
-    /** Begins anew, after a success. */
+    /** Starts again with the shortest pause, after a success. */
     constexpr void reset()
     {
         upcoming = shortest;

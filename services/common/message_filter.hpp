@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Keeps messages from those in this process who would hear them. */
+/** @file Keeps messages from the handlers in this process. */
 
 #include <platform/bus_handles.hpp>
 
@@ -12,19 +12,19 @@
 namespace healthintf::services
 {
 
-/** Looks at each message of a connection before anybody else does. Replies to
- *  this process's own calls are not shown to it. */
+/** Checks each message of a connection before the handlers of this process get
+ *  it, except replies to this process's own calls. */
 class MessageFilter
 {
   public:
-    /** Whether nobody may hear a message. It may read the message: whoever
-     *  hears it reads it from the start. */
+    /** Whether to keep a message from all handlers. It may read the message,
+     *  which is rewound afterwards. */
     using Refuses = std::function<bool(sd_bus_message*)>;
 
     /** @param[in] bus the connection; must outlive this object
-     *  @param[in] refuses asked for each message; when it throws, that is
-     *             logged and the message passes
-     *  @throws std::system_error when the connection takes no filter */
+     *  @param[in] refuses called for each message; when it throws, the
+     *             exception is logged and the message passes
+     *  @throws std::system_error when the connection refuses the filter */
     MessageFilter(sd_bus* bus, Refuses refuses);
     MessageFilter(const MessageFilter&) = delete;
     MessageFilter& operator=(const MessageFilter&) = delete;

@@ -9,7 +9,7 @@ namespace healthintf::services
 {
 
 Retry::Retry(EventLoop& loop, std::function<bool()> work, GrowingPause pauses) :
-    work(std::move(work)), pauses(pauses), asked(loop.onRequest([this] {
+    work(std::move(work)), pauses(pauses), requested(loop.onRequest([this] {
         attempt();
     })),
     pauseEnd(loop.onceLater([this] {
@@ -22,7 +22,7 @@ void Retry::request()
 {
     if (!paused)
     {
-        EventLoop::request(asked);
+        EventLoop::request(requested);
     }
 }
 

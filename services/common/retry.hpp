@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Does a piece of work when asked to, and again after a pause when it
+/** @file Does a piece of work on request, and repeats it after a pause when it
  *  fails. */
 
 #include "event_loop.hpp"
@@ -13,31 +13,31 @@
 namespace healthintf::services
 {
 
-/** One piece of work in an event loop. While it fails it is tried again after
- *  pauses that grow, whoever asks for it meanwhile. */
+/** One piece of work in an event loop. While it fails, it is repeated after
+ *  growing pauses; requests during a pause do not shorten it. */
 class Retry
 {
   public:
     using Clock = std::chrono::steady_clock;
 
     /** @param[in] loop runs the work; must outlive this object
-     *  @param[in] work does it; returns whether it is done. What it throws is
-     *             logged and counts as a failure. It logs its failures itself:
-     *             the pauses bound how often.
+     *  @param[in] work does the work; returns whether it succeeded. An
+     *             exception is logged and counts as a failure. The work itself
+     *             logs its other failures: the pauses bound how often.
      *  @param[in] pauses how long to wait after failures */
     Retry(EventLoop& loop, std::function<bool()> work,
           GrowingPause pauses = GrowingPause());
     Retry(const Retry&) = delete;
     Retry& operator=(const Retry&) = delete;
 
-    /** Asks for the work: the loop does it next, once for any number of
-     *  requests before, or when the pause after a failure is over. */
+    /** Requests the work: the loop does it next, once for any number of
+     *  requests, or when the pause after a failure is over. */
     void request();
 
     /** Does the work at once, unless there is a pause. */
     void attempt();
 
-    /** Counts a failure that came to light later. */
+    /** Counts a failure that was found after the work had returned. */
     void fail();
 
     /** Whether the work has been failing for no longer than @p most. */
@@ -53,7 +53,7 @@ class Retry
     GrowingPause pauses;
     std::optional<Clock::time_point> failingSince;
     bool paused = false;
-    EventSource asked;
+    EventSource requested;
     EventSource pauseEnd;
 };
 

@@ -8,14 +8,14 @@ SelfCall::SelfCall(Connection& connection) : connection(connection)
 
 bool SelfCall::isAnswered()
 {
-    if (!*answered)
+    if (!*replied)
     {
         return false;
     }
-    connection.afterWorkOf(connection.uniqueName(), [shared = answered] {
+    connection.afterWorkOf(connection.uniqueName(), [shared = replied] {
         *shared = true;
     });
-    *answered = false;
+    *replied = false;
     return true;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Whether a service answers what it is asked over the bus. */
+/** @file Tells whether a service still replies to calls. */
 
 #include "connection.hpp"
 
@@ -9,22 +9,22 @@
 namespace healthintf::services
 {
 
-/** Calls this process over the bus, as others do. Its call waits behind theirs,
- *  so that an answer tells that theirs were taken. */
+/** Calls this process over the bus, as its clients do. The call queues behind
+ *  theirs, so its reply shows that theirs were handled. */
 class SelfCall
 {
   public:
-    /** @param[in] connection the service's; must outlive this object */
+    /** @param[in] connection the service's connection; must outlive this
+     *             object */
     explicit SelfCall(Connection& connection);
 
-    /** Whether the last call has been answered; makes the next one then. */
+    /** Whether the last call has got its reply; if so, makes the next call. */
     bool isAnswered();
 
   private:
     Connection& connection;
-    /** What this object and the answer to its call share: the answer may
-     *  outlive it. */
-    std::shared_ptr<bool> answered = std::make_shared<bool>(true);
+    /** Shared with the reply's handler, which may outlive this object. */
+    std::shared_ptr<bool> replied = std::make_shared<bool>(true);
 };
 
 } // namespace healthintf::services

@@ -14,8 +14,7 @@ namespace log = ::healthintf::log;
 
 } // namespace healthintf::services
 
-/** Logs one line in the name of the function that it stands in. */
-#define SERVICE_LOG(level, format, ...)                  \
-    DLOG_LINE(::healthintf::services::logModule,         \
-              __func__, level, \
+/** Logs one line in the name of the current function. */
+#define SERVICE_LOG(level, format, ...)                           \
+    DLOG_LINE(::healthintf::services::logModule, __func__, level, \
               format __VA_OPT__(, ) __VA_ARGS__)

@@ -14,7 +14,7 @@ namespace healthintf::services
 namespace
 {
 
-/** Lines about messages, which anybody may send. */
+/** Bounds the lines about messages, which any process may send. */
 constinit host::LineLimit messageLines;
 
 } // namespace

@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file A service's subscription to messages, which surely exists and never
- *  ends the process. */
+/** @file A service's bus subscription that throws when the bus refuses it, and
+ *  whose handler cannot end the process. */
 
 #include <platform/bus_handles.hpp>
 
@@ -14,9 +14,9 @@
 namespace healthintf::services
 {
 
-/** Hands the messages that match a rule to a handler. sdbusplus' own class is
- *  not used: in some versions it does not tell that the bus has refused the
- *  rule, and in all it ends the process when the handler throws. */
+/** Calls a handler for the messages of a match rule. Not sdbusplus' own class:
+ *  some versions do not report that the bus has refused the rule, and all end
+ *  the process when the handler throws. */
 class Subscription
 {
   public:
@@ -24,8 +24,8 @@ class Subscription
 
     /** @param[in] bus the connection; must outlive this object
      *  @param[in] rule the match rule
-     *  @param[in] handler called for each message; when it throws, that is
-     *             logged and the message dropped
+     *  @param[in] handler called for each message; when it throws, the
+     *             exception is logged and the message dropped
      *  @throws std::system_error when the bus refuses the rule */
     Subscription(sd_bus* bus, const std::string& rule, Handler handler);
     Subscription(const Subscription&) = delete;

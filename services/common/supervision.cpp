@@ -14,9 +14,9 @@ namespace healthintf::services
 namespace
 {
 
-/** A service manager that does not hear us is no reason to end; it has its own
- *  time limits. */
-void tell(const char* state)
+/** Notifies the service manager. A failure is only logged: the service manager
+ *  has its own time limits. */
+void notify(const char* state)
 {
     if (const int result = sd_notify(0, state); result < 0)
     {
@@ -32,20 +32,20 @@ Supervision::Supervision(EventLoop& loop, std::function<bool()> isProgressing)
 {
     if (uint64_t limit = 0; sd_watchdog_enabled(0, &limit) > 0)
     {
-        signs = loop.every(std::chrono::microseconds(limit / 2),
-                           [isProgressing = std::move(isProgressing)] {
-                               if (isProgressing())
-                               {
-                                   tell("WATCHDOG=1");
-                               }
-                           });
+        watchdog = loop.every(std::chrono::microseconds(limit / 2),
+                              [isProgressing = std::move(isProgressing)] {
+                                  if (isProgressing())
+                                  {
+                                      notify("WATCHDOG=1");
+                                  }
+                              });
     }
-    tell("READY=1");
+    notify("READY=1");
 }
 
 Supervision::~Supervision()
 {
-    tell("STOPPING=1");
+    notify("STOPPING=1");
 }
 
 } // namespace healthintf::services

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What the service manager hears of a service. */
+/** @file Reports a service's state to the service manager. */
 
 #include "event_loop.hpp"
 
@@ -9,17 +9,17 @@
 namespace healthintf::services
 {
 
-/** Tells the service manager that this service is ready, from then on that it
- *  does what it is asked for, twice in each time in which that is wanted, and
- *  at the end that it stops. Without a service manager it does nothing. */
+/** Tells the service manager that this service is ready, and in the end that it
+ *  stops. In between it sends watchdog messages, two in each watchdog period.
+ *  Does nothing without a service manager. */
 class Supervision
 {
   public:
-    /** @param[in] loop the service's; must outlive this object
-     *  @param[in] isProgressing whether the service does what it is asked for.
-     *             A service whose loop turns without that gives no sign of
-     *             life, and the service manager starts it anew.
-     *  @throws std::system_error when the loop has no room for the timer */
+    /** @param[in] loop the service's loop; must outlive this object
+     *  @param[in] isProgressing whether the service does its work. While it
+     *             returns false, no watchdog message is sent, and the service
+     *             manager restarts the service.
+     *  @throws std::system_error when the timer cannot be created */
     explicit Supervision(
         EventLoop& loop, std::function<bool()> isProgressing = [] {
             return true;
@@ -29,8 +29,8 @@ class Supervision
     Supervision& operator=(const Supervision&) = delete;
 
   private:
-    /** Runs when the service manager asked for signs of life. */
-    EventSource signs;
+    /** Sends watchdog messages; only if the service manager wants them. */
+    EventSource watchdog;
 };
 
 } // namespace healthintf::services

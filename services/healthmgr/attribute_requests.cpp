@@ -69,7 +69,7 @@ AttributeRequests::set(const host::AttributeRequest& request)
     {
         failures.noteSuccess();
     }
-    // What is wrong with a request is said to who makes it alone.
+    // An invalid request is the caller's error: only the caller is told.
     else if (outcome.code != EINVAL && failures.admits(outcome.code))
     {
         SERVICE_LOG(log::error, "%s.%d.%s: %s", outcome.why.c_str());

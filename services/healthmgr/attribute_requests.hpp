@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The health manager's interface on D-Bus where others set
+/** @file The D-Bus interface of healthmgr through which other processes set
  *  attributes. */
 
 #include "../common/connection.hpp"
@@ -13,13 +13,13 @@
 namespace healthintf::healthmgr
 {
 
-/** Answers Set(s name, i value, s source) when the attribute is on the disk and
- *  its change announced, or with a D-Bus error that says why not. */
+/** Serves Set(s name, i value, s source). It replies when the attribute is on
+ *  disk and its change announced, or with a D-Bus error that says why not. */
 class AttributeRequests
 {
   public:
-    /** Takes the attributes' file over, so the connection has to own the health
-     *  manager's name.
+    /** Takes over the attributes' file, so the connection must own healthmgr's
+     *  bus name.
      *
      *  @param[in] connection must outlive this object
      *  @throws sdbusplus::exception::SdBusError when the object is refused */

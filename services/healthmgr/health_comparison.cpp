@@ -8,8 +8,9 @@ namespace healthintf::healthmgr
 namespace
 {
 
-/** After so many comparisons a node is told of its children, made anew, told
- *  again, and left alone. */
+/** The numbers of equal comparisons after which the children's health is sent
+ *  to a node, the node is made again, the health is sent again, and nothing
+ *  more is tried. */
 constexpr std::size_t telling = 2;
 constexpr std::size_t making = 4;
 constexpr std::size_t tellingAgain = 5;
@@ -22,7 +23,7 @@ std::string parentOf(const std::string& key)
     return key.substr(0, key.rfind('/'));
 }
 
-/** The worst health of the children of each parent. */
+/** The worst health among the children of each parent. */
 Healths worstOfChildren(const Healths& records)
 {
     Healths worst;
@@ -34,8 +35,8 @@ Healths worstOfChildren(const Healths& records)
     return worst;
 }
 
-/** Visits the nodes whose keys begin with a text, and have no slash after
- *  it. */
+/** Visits the nodes whose keys are the text and more characters, none of them a
+ *  slash. */
 void forEachBeside(const Healths& records, const std::string& text,
                    const std::function<void(const std::string&)>& visit)
 {
@@ -62,7 +63,8 @@ void tell(const Healths& records, const std::string& key,
 
 } // namespace
 
-/** Takes the nodes out that have no record any more. */
+/** Finds the nodes that have lost their records since the last comparison, and
+ *  stores the current nodes for the next one. */
 std::vector<std::string> HealthComparison::takeGone(const Healths& records)
 {
     std::vector<std::string> gone;

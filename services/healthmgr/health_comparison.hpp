@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file Finds the nodes held here whose health is not that of their
- *  children, and the nodes that are gone. */
+/** @file Finds healthmgr's nodes whose health is not the worst of their
+ *  children's, and nodes that are gone. */
 
 #include <cstddef>
 #include <cstdint>
@@ -15,47 +15,48 @@
 namespace healthintf::healthmgr
 {
 
-/** Compares records again and again. What differs once may be on its way; what
- *  goes on differing in the same way is to be put right, first by telling the
- *  node of its children again, then by making the node anew. */
+/** Compares the records repeatedly. One difference may be an update under way.
+ *  A difference that stays the same needs a repair: first the children's health
+ *  is sent to the node again, then the node is made again. */
 class HealthComparison
 {
   public:
-    /** The health in the records by their keys. */
+    /** The recorded health of nodes by their keys. */
     using Healths = std::map<std::string, uint32_t>;
 
-    /** What is to be done. */
+    /** What to repair. */
     struct Findings
     {
-        /** Whose health is to be told to their parents again. */
+        /** Nodes whose health is to be sent to their parents again. */
         std::vector<std::string> untold;
         /** Nodes that had a record at the last comparison and have none now. */
         std::vector<std::string> gone;
-        /** Nodes with others that begin alike, which a new node takes for its
-         *  children: each pair is to be told that there is no such child. */
+        /** Pairs of a node and another one whose key merely begins with the
+         *  node's key. A new node takes that one for its child: it is to be
+         *  told health 0 for it. */
         std::vector<std::pair<std::string, std::string>> strangers;
-        /** Nodes to be made anew. */
+        /** Nodes to make again. */
         std::vector<std::string> stale;
-        /** Whether to look again soon. */
+        /** Whether to compare again soon. */
         bool unsettled = false;
     };
 
-    /** Compares the nodes of this process, which have no health of their own,
-     *  with the worst of their children, and all nodes with those of the
-     *  comparison before.
+    /** Compares the health of this process's nodes, which have no health of
+     *  their own, with the worst of their children, and the set of all nodes
+     *  with that of the comparison before.
      *
      *  @param[in] records the health of all nodes
-     *  @param[in] isHosted whether a node is held here */
+     *  @param[in] isHosted whether a node is hosted by this process */
     Findings compare(const Healths& records,
                      const std::function<bool(const std::string&)>& isHosted);
 
-    /** Notes that the parent of a node was told of its end. */
+    /** Notes that a node has ended and its parent was told so. */
     void noteEnd(const std::string& key)
     {
         known.erase(key);
     }
 
-    /** Forgets what was of no use, so that it is tried again. */
+    /** Forgets the repairs that did not help, so that they are tried again. */
     void beginAnew()
     {
         differing.clear();

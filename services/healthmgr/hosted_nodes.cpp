@@ -102,8 +102,8 @@ HostedNodes::Outcome HostedNodes::host(const std::string& key,
         {
             missing.push_back(each);
         }
-        // What could not hear its children was published all the same, and
-        // does not do for a node.
+        // A record of this process without a hosted node: the node could not
+        // subscribe to its children, but stays on the bus.
         else if (record->owner == host::ProcessIdentity::self() && !hosts(each))
         {
             return Outcome::failed;
@@ -124,8 +124,8 @@ HostedNodes::Outcome HostedNodes::host(const std::string& key,
     return knowsRecordsOf(missing) ? makeAll(missing, asker) : Outcome::failed;
 }
 
-/** Whether nodes without a record have none for sure, rather than a data cache
- *  that cannot be read now. What is not held here is made in any case. */
+/** Whether the nodes really have no record: if one of them is hosted here, its
+ *  record may be missing only because the data cache cannot be read. */
 bool HostedNodes::knowsRecordsOf(const std::vector<std::string>& missing) const
 {
     host::RecordOwners owners;
@@ -153,7 +153,7 @@ HostedNodes::Outcome HostedNodes::makeAll(const std::vector<std::string>& keys,
         }
         if (!made)
         {
-            // Who asked for one that is gone still needs it.
+            // Keep the slot: the requester still needs the node.
             if (!hosts(key))
             {
                 slots.lend(key);
@@ -166,11 +166,11 @@ HostedNodes::Outcome HostedNodes::makeAll(const std::vector<std::string>& keys,
     return Outcome::there;
 }
 
-/** Whether the bus takes all the match rules of one more node. A node that got
- *  none would be on the bus all the same, deaf and for good. */
+/** Whether the bus accepts all the match rules of one more node. A node without
+ *  its rules would stay on the bus and never hear its children. */
 bool HostedNodes::hasRoomForRules()
 {
-    // Each is a rule of its own, as the node's are.
+    // Different rules, as those of a node are.
     constexpr std::array rules{"type='signal',arg0='1'",
                                "type='signal',arg0='2'",
                                "type='signal',arg0='3'"};
@@ -196,12 +196,13 @@ bool HostedNodes::hasRoomForRules()
     return true;
 }
 
-/** Makes a node. Without a record it is on the bus only, and not well.
+/** Makes a node. Its record may be missing afterwards, although the node is on
+ *  the bus.
  *
- *  @return whether it is there with a record */
+ *  @return whether the node exists and has a record */
 bool HostedNodes::make(const std::string& key)
 {
-    // One without a record is in the way of the new one.
+    // An old node without a record would occupy the path on the bus.
     nodes.erase(key);
     if (!hasRoomForRules())
     {

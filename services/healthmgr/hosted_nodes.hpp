@@ -1,7 +1,6 @@
 #pragma once
 
-/** @file The nodes that the health manager holds itself, because no daemon
- *  does. */
+/** @file The nodes that healthmgr hosts itself, because no daemon does. */
 
 #include "../common/growing_pause.hpp"
 #include "node_slots.hpp"
@@ -22,16 +21,16 @@ namespace healthintf::healthmgr
 /** How many levels below the root a key may lie. */
 inline constexpr std::size_t maxDepth = 32;
 
-/** How many bytes a key may have: a record's path may have 25 more, for the
- *  entries below the key. */
+/** How many bytes a key may have: the records of its fault entries have 25
+ *  bytes more. */
 inline constexpr std::size_t maxKey = 485;
 
 /** Whether a text is the root of the health tree or a path below it, of at most
  *  maxKey bytes. */
 bool isKey(const char* text);
 
-/** What is wrong with a key of which somebody wants a node; empty when it is
- *  the root of the health tree or a sound path below it. */
+/** Why no node may have a key; empty when the key is the root of the health
+ *  tree or a valid path below it. */
 std::string faultOfKey(const std::string& key);
 
 /** A key with its ancestors, the root first. */
@@ -41,56 +40,57 @@ std::vector<std::string> withAncestors(const std::string& key);
 class HostedNodes
 {
   public:
-    /** @param[in] bus what the nodes live on; must outlive this object
-     *  @param[in] bounds how many may be asked for, and for how long */
+    /** @param[in] bus the nodes' connection; must outlive this object
+     *  @param[in] bounds how many nodes may be requested, and how long they
+     *             stay */
     explicit HostedNodes(sdbusplus::bus_t& bus,
                          NodeSlots::Bounds bounds = NodeSlots::Bounds());
 
-    /** What came of the wish for a node. */
+    /** The result of a request for a node. */
     enum class Outcome
     {
-        /** It is there now. */
+        /** The node exists now. */
         there,
-        /** It could not be made, which was logged, or was not tried so soon
-         *  after one that could not. */
+        /** The node could not be made, which was logged, or was not tried
+         *  because another one failed shortly before. */
         failed,
-        /** Who asked has too many already. */
+        /** The requester has too many nodes already. */
         overLimit,
     };
 
-    /** Makes the nodes of a key and of its ancestors, as far as there are
-     *  none, the ancestors first.
+    /** Makes the missing nodes among a key and its ancestors, the ancestors
+     *  first.
      *
-     *  @param[in] key a key without fault
-     *  @param[in] asker who asked for it; nobody when the tree needs it */
+     *  @param[in] key a valid key, see faultOfKey()
+     *  @param[in] asker who requested it; nothing when the tree needs it */
     Outcome host(const std::string& key,
                  const std::optional<Asker>& asker = std::nullopt);
 
-    /** Whether the node of a key is one of these. */
+    /** Whether this process hosts the node of a key. */
     bool hosts(const std::string& key) const;
 
-    /** The nodes of this process whose records other processes overtook. */
+    /** The hosted nodes whose key has a record of another process now. */
     std::vector<std::string> overtaken() const;
 
-    /** The nodes that are to be here and have no record in any process: those
-     *  whose record could not be made or is lost, and those that were lent and
-     *  whose daemon has ended. */
+    /** The nodes that should be hosted here but have no record in any process:
+     *  the record could not be made or is lost, or the daemon that took the
+     *  node over has ended. */
     std::vector<std::string> withoutRecord() const;
 
-    /** Gives a node up for a daemon that holds it now. It is made again when
-     *  the daemon ends, as long as somebody needs it. */
+    /** Removes a node that a daemon has taken over. Its slot stays, so that the
+     *  node is made again when the daemon ends. */
     void lend(const std::string& key);
 
-    /** Makes a node anew that is here already. */
+    /** Replaces a hosted node by a new one. */
     Outcome renew(const std::string& key);
 
-    /** Gives a node up. */
+    /** Removes a node and its slot. */
     void release(const std::string& key);
 
-    /** Gives up the nodes that nobody needs any more. */
+    /** Removes the nodes that are not needed any more. */
     void releaseIdle(NodeSlots::Clock::time_point now);
 
-    /** Notes that a connection is gone, and asks for nothing any more. */
+    /** Notes that a connection is gone and needs no node any more. */
     void forget(const std::string& name);
 
   private:
@@ -103,9 +103,9 @@ class HostedNodes
     sdbusplus::bus_t& bus;
     NodeSlots slots;
     services::GrowingPause pauses;
-    /** No node is tried before. */
+    /** No node is made before this time. */
     NodeSlots::Clock::time_point pauseEnd;
-    // From the deepest to the root, so that parents go last.
+    // Descending, so that children are destroyed before their parents.
     std::map<std::string, std::unique_ptr<health_namespace::FaultAndHealth>,
              std::greater<>>
         nodes;

@@ -1,6 +1,6 @@
-/** @file healthmgr, the health manager: holds the nodes of the health tree
- *  that no daemon holds, withdraws what dead daemons left behind, and sets the
- *  configuration attributes. */
+/** @file healthmgr: hosts the nodes of the health tree that no daemon hosts,
+ *  withdraws the nodes of dead daemons, and sets the configuration
+ *  attributes. */
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
@@ -38,7 +38,7 @@ int serve()
     healthmgr::PeerUsers users(connection);
     const healthmgr::NodeRequests requests(connection, nodes, users);
     connection.requestName(names::managerService);
-    // Only one process at a time has the name, and so the attributes.
+    // After the name is acquired: only its owner may use the attributes' file.
     const healthmgr::AttributeRequests attributes(connection);
     const healthmgr::TreeKeeper keeper(connection, loop, nodes, users);
     services::SelfCall selfCall(connection);

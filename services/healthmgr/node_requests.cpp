@@ -53,7 +53,7 @@ int NodeRequests::take(sd_bus_message* message, void* context,
                 error, SD_BUS_ERROR_INVALID_ARGS, "%s is no key: %s",
                 std::strlen(key) > maxKey ? "this" : key, fault.c_str());
         }
-        // The caller is answered once the bus has told whose it is.
+        // The reply follows when the bus has told the caller's user.
         const std::shared_ptr<sd_bus_message> request(
             sd_bus_message_ref(message), sd_bus_message_unref);
         const bool waits = requests->users.find(
@@ -73,7 +73,7 @@ int NodeRequests::take(sd_bus_message* message, void* context,
     }
 }
 
-/** Makes the node and answers the request for it. */
+/** Makes the node and replies to the request. */
 int NodeRequests::hostFor(sd_bus_message* message, const std::string& key,
                           std::optional<uint32_t> user)
 {

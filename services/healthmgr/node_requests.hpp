@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The health manager's object on D-Bus, where daemons ask for nodes. */
+/** @file The D-Bus object of healthmgr from which daemons request nodes. */
 
 #include "../common/connection.hpp"
 #include "hosted_nodes.hpp"
@@ -16,9 +16,8 @@
 namespace healthintf::healthmgr
 {
 
-/** Answers AddHealthObject(s key). A key that is none, or a node that cannot
- *  be made or that is over its user's limit, is answered with a D-Bus
- *  error. */
+/** Serves AddHealthObject(s key). Replies with a D-Bus error to an invalid key,
+ *  and when the node cannot be made or exceeds its user's limit. */
 class NodeRequests
 {
   public:

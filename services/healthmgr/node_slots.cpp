@@ -15,7 +15,7 @@ void insertAncestors(std::set<std::string>& paths, std::string key)
          slash = key.rfind('/'))
     {
         key.erase(slash);
-        // Those above one that is known are known, too.
+        // The paths above this one are in the set already.
         if (!paths.insert(key).second)
         {
             return;

@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file How many nodes of the health manager somebody may ask for, and when
- *  they go again. */
+/** @file Limits how many of healthmgr's nodes a user may request, and tells
+ *  when they are idle. */
 
 #include <chrono>
 #include <cstddef>
@@ -16,16 +16,16 @@
 namespace healthintf::healthmgr
 {
 
-/** Whoever asks for a node. */
+/** The client that requests a node. */
 struct Asker
 {
-    /** The unique name of its connection. */
+    /** The unique name of the client's connection. */
     std::string name;
     uint32_t user = 0;
 };
 
-/** The nodes that the health manager holds, with who asked for those that were
- *  made on request. The root is none of them. */
+/** One slot for each node of healthmgr, with the client that requested the
+ *  node, if any. The root has no slot. */
 class NodeSlots
 {
   public:
@@ -34,17 +34,16 @@ class NodeSlots
     struct Bounds
     {
         /** The system bus allows a connection 4096 match rules, and each node
-         *  takes three of them. Two are for what the health manager hears
-         *  itself, the rest for the root and for nodes that nobody asked
-         *  for. */
+         *  takes three. healthmgr itself needs two; the rest is for the root
+         *  and for nodes without a requester. */
         std::size_t nodes = 1360;
-        /** Nodes of one user who is neither root nor the manager's own. */
+        /** Nodes of one user other than root and healthmgr's own user. */
         std::size_t ofOneUser = nodes / 4;
-        /** How long a node stays that nothing is below. */
+        /** How long a node without children stays. */
         Clock::duration idle = std::chrono::minutes(1);
     };
 
-    /** @param[in] self the manager's own user */
+    /** @param[in] self healthmgr's own user */
     NodeSlots(Bounds bounds, uint32_t self) : bounds(bounds), self(self)
     {}
 
@@ -53,24 +52,23 @@ class NodeSlots
         return slots.empty();
     }
 
-    /** Whether somebody may have more nodes.
+    /** Whether a client may have more nodes.
      *
-     *  @param[in] count how many */
+     *  @param[in] count how many more */
     bool hasRoom(const Asker& asker, std::size_t count) const;
 
-    /** Notes a node.
+    /** Adds a slot for a node.
      *
-     *  @param[in] asker who asked for it; nobody when the tree needs it */
+     *  @param[in] asker who requested it; nothing when the tree needs it */
     void add(const std::string& key, const std::optional<Asker>& asker);
 
     void remove(const std::string& key);
 
-    /** Notes that a node is not held here now, because a daemon has it. Its
-     *  slot stays, if it has one: who asked for the node needs it when the
-     *  daemon ends. */
+    /** Notes that a daemon hosts the node now. Its slot stays, if it has one:
+     *  the requester needs the node again when the daemon ends. */
     void lend(const std::string& key);
 
-    /** Notes that a node is held here again.
+    /** Notes that healthmgr hosts the node again.
      *
      *  @return whether it was lent */
     bool takeBack(const std::string& key);
@@ -80,15 +78,15 @@ class NodeSlots
         return slots.contains(key);
     }
 
-    /** The nodes that were lent. */
+    /** The nodes that are lent to daemons. */
     std::vector<std::string> lent() const;
 
     /** Notes that a connection is gone. */
     void forget(const std::string& name);
 
-    /** Finds the nodes that may go, as nothing has been below them for long,
-     *  and who asked for them is gone. One that is below something else than
-     *  such nodes is the tree's own from now on.
+    /** Finds the nodes to remove: their requester is gone, and they have had no
+     *  children for the idle time. A node with other nodes below it belongs to
+     *  the tree from now on, not to its requester.
      *
      *  @param[in] records the keys of all nodes in all processes
      *  @return their keys, children first */
@@ -98,9 +96,10 @@ class NodeSlots
   private:
     struct Slot
     {
-        /** Whose account it is on; nobody's when it is the tree's own. */
+        /** The user whose limit it counts for; nothing when it belongs to the
+         *  tree. */
         std::optional<uint32_t> user;
-        /** The connection that keeps it; empty when it is gone. */
+        /** The connection that needs the node; empty when that is gone. */
         std::string asker;
         std::optional<Clock::time_point> idleSince;
         bool lent = false;
@@ -110,7 +109,7 @@ class NodeSlots
 
     Bounds bounds;
     uint32_t self;
-    // Children before their parents.
+    // Descending: children before their parents.
     std::map<std::string, Slot, std::greater<>> slots;
 };
 

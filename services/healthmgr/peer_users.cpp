@@ -32,8 +32,8 @@ void PeerUsers::forget(const std::string& peer)
     users.erase(peer);
 }
 
-/** Takes the bus's answer. It comes before the bus tells that the connection
- *  is gone. */
+/** Handles the bus's reply, which comes before the bus announces that the
+ *  connection is gone. */
 void PeerUsers::take(const std::string& peer, std::optional<uint32_t> user)
 {
     if (user)

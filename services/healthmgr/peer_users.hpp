@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Whose the connections of the bus are. */
+/** @file Finds the users of bus connections. */
 
 #include "../common/connection.hpp"
 
@@ -15,14 +15,15 @@
 namespace healthintf::healthmgr
 {
 
-/** The users of connections, each of which the bus is asked for once. */
+/** The users of connections. The bus is asked once for each connection. */
 class PeerUsers
 {
   public:
-    /** Takes the user of a connection; nothing when the bus knows none. */
+    /** Called with the user of a connection; with nothing when the bus does not
+     *  know it. */
     using Found = std::function<void(std::optional<uint32_t>)>;
 
-    /** So many wait for the user of one connection. */
+    /** The most requests that wait for the user of one connection. */
     static constexpr std::size_t mostWaiting = 64;
 
     /** @param[in] connection asks the bus; must outlive this object */
@@ -37,7 +38,8 @@ class PeerUsers
      *
      *  @param[in] peer the connection's unique name
      *  @param[in] found called once, perhaps before this returns
-     *  @return whether it will be called; too many wait otherwise */
+     *  @return false when too many requests wait already, and @p found is not
+     *          called */
     bool find(const std::string& peer, Found found);
 
     /** Forgets a connection that is gone. */

@@ -35,7 +35,8 @@ void RecordAnnouncer::announce(const std::vector<std::string>& keys)
 {
     for (const std::string& key : keys)
     {
-        // What is no path has no node, whatever the data cache says.
+        // A key that is not an object path has no node, even if the data cache
+        // has a record of it.
         if (sd_bus_object_path_is_valid(key.c_str()) > 0)
         {
             waiting.insert(key);
@@ -58,7 +59,7 @@ void RecordAnnouncer::announceIfRoom(const std::string& key)
 
 void RecordAnnouncer::disown(const char* parent, const char* child)
 {
-    // The child may be no object path to speak from.
+    // Sent from healthmgr's path: the child's key may not be an object path.
     auto signal =
         connection.bus().new_signal(names::managerPath, Interface::interface,
                                     Interface::HealthStatusUpdate::name);
@@ -103,12 +104,12 @@ void RecordAnnouncer::send(const std::string& key, uint32_t health)
 {
     auto signal = connection.bus().new_signal(
         key.c_str(), Interface::interface, Interface::HealthStatusUpdate::name);
-    // The root's parent is the key above it, as in what its node sends.
+    // The root's parent is the key above it, as in the signals of its node.
     signal.append(key.substr(0, key.rfind('/')), key, health);
     signal.signal_send();
 }
 
-/** Looks whether the records say what the bus has passed on. */
+/** Compares the records with what the bus has passed on. */
 void RecordAnnouncer::compare()
 {
     asked = false;
@@ -140,7 +141,7 @@ void RecordAnnouncer::rest()
     }
 }
 
-/** Tells anew of all that had to wait for the end of the pause. */
+/** Announces again the nodes that waited for the end of the pause. */
 void RecordAnnouncer::goOn()
 {
     resting = false;

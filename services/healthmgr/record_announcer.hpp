@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Tells the parents of nodes what the records say. */
+/** @file Sends the recorded health of nodes to their parents. */
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
@@ -16,18 +16,17 @@
 namespace healthintf::healthmgr
 {
 
-/** What the data cache says of a node's health; 0 when there is no record. */
+/** The health in a node's record; 0 when there is none. */
 uint32_t recordedHealth(const std::string& key);
 
 /** Sends health updates in the name of nodes. Another process may change a
- *  record at the same time, and the bus may pass its own word on before this
- *  one: so each record is compared once the bus has passed the update on, and
- *  told again, after a pause that grows, while it differs. */
+ *  record at the same time, and the bus may deliver that process's update
+ *  before this one. So each record is compared after the bus has delivered the
+ *  update; while it differs, it is sent again after growing pauses. */
 class RecordAnnouncer
 {
   public:
-    /** So many nodes are compared at a time, of those that announceIfRoom()
-     *  was given. */
+    /** The most nodes of announceIfRoom() that are compared at a time. */
     static constexpr std::size_t most = 16'384;
 
     /** All arguments must outlive this object. */
@@ -36,16 +35,16 @@ class RecordAnnouncer
     RecordAnnouncer(const RecordAnnouncer&) = delete;
     RecordAnnouncer& operator=(const RecordAnnouncer&) = delete;
 
-    /** Tells the parents of nodes what their records say. */
+    /** Sends the recorded health of nodes to their parents. */
     void announce(const std::vector<std::string>& keys);
 
-    /** The same for a node that somebody may have made up. Without room for
-     *  another one, its parent is told at once, and what all records say is
-     *  told later. */
+    /** The same for a node that may have been made up by some process. Without
+     *  room for another node, its parent is told once, and later all records
+     *  are sent again. */
     void announceIfRoom(const std::string& key);
 
-    /** Tells a parent that it has no such child. Waits until the bus has taken
-     *  that, so that nothing of it stays here.
+    /** Tells a parent health 0 for a key that is not its child. Waits until the
+     *  message is written, so that it takes no memory here.
      *
      *  @param[in] parent the parent's key
      *  @param[in] child any text */
@@ -59,12 +58,12 @@ class RecordAnnouncer
     void goOn();
 
     services::Connection& connection;
-    /** To be told next. */
+    /** Nodes to announce next. */
     std::set<std::string> waiting;
-    /** Told, but the bus has perhaps not passed it on yet. */
+    /** Announced with this health, but perhaps not yet delivered by the bus. */
     std::map<std::string, uint32_t> sent;
     bool asked = false;
-    /** To be told when the pause is over. */
+    /** Nodes to announce again after the pause. */
     std::set<std::string> unsettled;
     bool all = false;
     bool resting = false;

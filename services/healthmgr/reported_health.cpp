@@ -136,7 +136,7 @@ ReportedHealth::Healths ReportedHealth::take(const std::string& sender)
     return reported;
 }
 
-/** Makes room for a key, if there is some. */
+/** Counts a key towards the bounds, if they allow it. */
 bool ReportedHealth::grow(Peer& peer, const std::string& key)
 {
     const std::size_t size = sizeOf(key);
@@ -161,7 +161,7 @@ void ReportedHealth::shrink(Peer& peer, std::size_t size)
     }
 }
 
-/** Forgets what a connection reported, but not the connection. */
+/** Removes and returns what a connection reported; the connection stays. */
 ReportedHealth::Healths ReportedHealth::empty(Peer& peer)
 {
     Healths reported = std::exchange(peer.nodes, {});

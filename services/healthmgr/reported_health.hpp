@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What connections have reported of the health of their nodes. */
+/** @file Remembers the health that connections have reported. */
 
 #include <cstddef>
 #include <cstdint>
@@ -13,26 +13,26 @@
 namespace healthintf::healthmgr
 {
 
-/** The nodes that each connection reported last, with their health. What this
- *  takes is bounded for each connection and for each user. */
+/** The last reported health of each connection's nodes. The memory is bounded
+ *  for each connection and each user. */
 class ReportedHealth
 {
   public:
     /** The health of nodes by their keys. */
     using Healths = std::map<std::string, uint32_t>;
 
-    /** Bytes that may be remembered. */
+    /** The most bytes that are remembered. */
     struct Bounds
     {
-        /** Of a connection with as many nodes as the bus has match rules for,
-         *  each with a long key. */
+        /** Of one connection: enough for as many nodes as the bus has match
+         *  rules for, each with a long key. */
         std::size_t connection = 1UL << 20;
-        /** Of all connections of a user. All whose user is not known yet count
-         *  as one more user. */
+        /** Of all connections of one user. The connections whose user is not
+         *  known yet count as one more user. */
         std::size_t user = 8UL << 20;
     };
 
-    /** What remembering a node takes, beside its key. */
+    /** Bytes for a node in addition to its key. */
     static constexpr std::size_t overhead = 128;
 
     ReportedHealth() : ReportedHealth(Bounds())
@@ -44,50 +44,49 @@ class ReportedHealth
     /** Notes a connection.
      *
      *  @param[in] sender its unique name
-     *  @return whether it is heard for the first time since it was forgotten
-     */
+     *  @return whether the connection is new, or was forgotten
+     * */
     bool meet(const std::string& sender);
 
-    /** Notes whose a connection is that has been met.
+    /** Sets the user of a known connection.
      *
-     *  @return what was remembered of it, and is not any more, because its
-     *          user has reported too much already */
+     *  @return the connection's reports, if they exceed the user's bound and
+     *          are forgotten */
     Healths setUser(const std::string& sender, uint32_t user);
 
     /** Notes what a connection reports of a node.
      *
      *  @param[in] sender the connection's unique name
      *  @param[in] key the node
-     *  @param[in] health 0 when it has ended
-     *  @return whether it is remembered: there is room for it */
+     *  @param[in] health 0 when the node has ended
+     *  @return false when the report exceeds a bound and is not remembered */
     bool note(const std::string& sender, const std::string& key,
               uint32_t health);
 
-    /** Begins a question to a connection whether it is through with the ends
-     *  of nodes that it reported.
+    /** Begins to ask a connection whether it has finished the ends of nodes
+     *  that it reported.
      *
-     *  @return whether to ask: there are ends that no question covers, and
-     *          none is outstanding */
+     *  @return whether to ask: there are ends that no question covers, and no
+     *          question is outstanding */
     bool beginQuestion(const std::string& sender);
 
     /** Ends the question to a connection.
      *
-     *  @return the nodes whose ends it covered, which are forgotten */
+     *  @return the nodes whose ends the question covered; they are forgotten */
     std::vector<std::string> endQuestion(const std::string& sender);
 
     /** Forgets the health of a node, whoever reported it. */
     void forget(const std::string& key);
 
-    /** The nodes that connections have reported and not ended, and that are not
-     *  among others.
+    /** The reported nodes that have not ended and are not in @p known.
      *
-     *  @param[in] known the others */
+     *  @param[in] known nodes to leave out */
     std::set<std::string> missingFrom(const Healths& known) const;
 
     /** Forgets a connection.
      *
      *  @param[in] sender its unique name
-     *  @return what it reported last */
+     *  @return its last reports */
     Healths take(const std::string& sender);
 
   private:

@@ -24,17 +24,17 @@ void check(int result, const std::string& what)
     }
 }
 
-/** Whether an event tells of a segment. Which one it was does not matter: a
- * name says nothing that is to be believed. But files that are being made,
- * whose names begin with a dot, are none yet. */
-bool tellsOfSegment(const inotify_event& event)
+/** Whether an event is about a segment. The name is not used to tell which one,
+ *  because any process may choose any name. Names with a leading dot are files
+ *  that are not yet segments. */
+bool concernsSegment(const inotify_event& event)
 {
     return event.len == 0 || *static_cast<const char*>(event.name) != '.';
 }
 
-/** Takes what the kernel has told so far.
+/** Reads the pending events.
  *
- *  @return whether there is something new of a segment */
+ *  @return whether one of them is about a segment */
 bool takeEvents(int watched)
 {
     alignas(inotify_event) std::array<char, 65536> events{};
@@ -44,7 +44,7 @@ bool takeEvents(int watched)
     {
         const void* next = &events.at(at);
         const auto* event = static_cast<const inotify_event*>(next);
-        changed |= tellsOfSegment(*event);
+        changed |= concernsSegment(*event);
         at += sizeof(*event) + event->len;
     }
     return changed;

@@ -4,15 +4,12 @@
 #include "directories.hpp"
 
 #include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
-#include <com/vexa/olvar/healthmgr/names.hpp>
-#include <hmi_health.hpp>
 #include <hmi_health_value.hpp>
 #include <platform/data_abstraction/results.hpp>
 
 #include <chrono>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -22,24 +19,23 @@ namespace healthintf::healthmgr
 {
 
 namespace log = services::log;
-using health_namespace::HealthStatus;
 using Interface = sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
 using services::EventLoop;
 
 namespace
 {
 
-/** A failure that lasts longer is for the service manager to see. */
+/** After a longer failure the service manager is to restart healthmgr. */
 constexpr std::chrono::seconds longestFailure{30};
 
-/** How soon to compare the health of nodes after a change, and then again. */
+/** The pause before the first comparison after a change, and between
+ *  comparisons. */
 constexpr std::chrono::milliseconds comparisonPause{100};
 
-/** How long to go on comparing after a change. */
+/** How long comparisons go on after a change. */
 constexpr std::chrono::seconds afterChange{1};
 
-/** How often to look, also without cause, whether all is in order, and for
- *  nodes that nobody needs. */
+/** How often to check the tree and to remove idle nodes without any event. */
 constexpr std::chrono::seconds idlePeriod{10};
 
 /** The health of all nodes; nothing when the data cache cannot be read. */
@@ -67,7 +63,7 @@ std::string updateRule()
            "',member='" + Interface::HealthStatusUpdate::name + "'";
 }
 
-/** That of the names that have no owner any more. */
+/** Matches the signal about names that have lost their owner. */
 constexpr const char* nameLossRule =
     "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',"
     "arg2=''";
@@ -78,13 +74,10 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
                        HostedNodes& nodes, PeerUsers& users) :
     connection(connection),
     loop(loop), nodes(nodes), users(users), announcer(connection, loop),
+    missing(loop, nodes), handover(nodes, announcer, missing),
     comparisonDue(loop.onceLater([this] {
         compareHealths();
     })),
-    hosting(loop,
-            [this] {
-                return hostMissingParents();
-            }),
     reconciliation(loop,
                    [this] {
                        return reconcile();
@@ -103,7 +96,7 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
     filter(connection, nodes, announcer,
            {.replace =
                 [this](const std::string& key) {
-                    replaceEnded(key);
+                    handover.takeBack(key);
                 },
             .take =
                 [this](auto& message) {
@@ -126,7 +119,8 @@ bool TreeKeeper::isProgressing() const
     return reconciliation.isProgressing(longestFailure);
 }
 
-/** Without a watch, who has died is found a second later at most. */
+/** Watches the segments' folder. If that fails, the folder is checked every
+ *  second. */
 void TreeKeeper::watchSegments()
 {
     const bool isNews = segments.has_value() || !looksOften;
@@ -151,7 +145,7 @@ void TreeKeeper::watchSegments()
     EventLoop::enable(looking, looksOften);
 }
 
-/** Watches the folder that has the name now, if that is another one. */
+/** Watches the folder again if it was replaced by another one. */
 void TreeKeeper::keepWatching()
 {
     if (!segments || segments->isLost())
@@ -183,7 +177,7 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     const bool remembered = reported.note(sender, key, health);
     if (nodes.hosts(key))
     {
-        giveWay(key);
+        handover.giveToDaemon(key);
     }
     if (!remembered)
     {
@@ -193,10 +187,10 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     {
         askAboutEnds(sender);
     }
-    completeAbove(key);
+    missing.hostParent(key);
 }
 
-/** Notes somebody who reports for the first time. */
+/** Finds the user of a connection that reports for the first time. */
 void TreeKeeper::meet(const std::string& sender)
 {
     reconciliation.request();
@@ -208,10 +202,11 @@ void TreeKeeper::meet(const std::string& sender)
     });
 }
 
-/** Looks at what are perhaps nodes' last words. Their records go after them, so
- *  look again once the sender is through. Another process may have made a node
- *  anew by then, and been overtaken by this; or a parent that was made
- *  meanwhile has found the record, and did not hear this. */
+/** Checks the records of nodes that reported their end. A node's record is
+ *  removed after that report, so the check follows when the sender has
+ *  finished. By then another process may have made the node again, with its
+ *  report delivered before this one; or a new parent may have read the old
+ *  record and missed this report. */
 void TreeKeeper::askAboutEnds(const std::string& sender)
 {
     if (!reported.beginQuestion(sender))
@@ -238,30 +233,6 @@ void TreeKeeper::askAboutEnds(const std::string& sender)
     });
 }
 
-/** Makes the parent of a node that lost it since it looked for it. */
-void TreeKeeper::completeAbove(const std::string& key)
-{
-    const std::string parent = HealthStatus::GetParentKey(key);
-    if (faultOfKey(parent).empty() && !nodes.hosts(parent) &&
-        !host::findHealthRecord(parent) && host::findHealthRecord(key))
-    {
-        hosting.request();
-    }
-}
-
-/** Makes a node in the place of one that ended, so that its parent does not
- *  lose what is below. */
-void TreeKeeper::replaceEnded(const std::string& key)
-{
-    std::map<std::string, HealthStatus_gen> below;
-    DataAbstraction::HealthStatus::get_map_by_path_prefixes({}, {key + "/"},
-                                                            below);
-    if (!below.empty())
-    {
-        hosting.attempt();
-    }
-}
-
 void TreeKeeper::takeNameLoss(sdbusplus::message_t& message)
 {
     std::string name;
@@ -273,19 +244,21 @@ void TreeKeeper::takeNameLoss(sdbusplus::message_t& message)
     reconciliation.request();
     users.forget(name);
     nodes.forget(name);
-    // The bus still passes on what a process sent before it died, perhaps
-    // after its nodes were withdrawn, or after another process took them over.
-    // It passes nothing on after this.
+    // The bus may deliver a dead process's reports after its nodes were
+    // withdrawn or taken over by another process. It delivers none of them
+    // after this signal, so now the reports that differ from the records can be
+    // corrected.
     tellIfUntrue(reported.take(name));
 }
 
-/** Tells the parents of nodes what the records say, where somebody reported
- *  something else. */
+/** Sends the recorded health to the parents of nodes whose reports differ from
+ *  it. */
 void TreeKeeper::tellIfUntrue(const ReportedHealth::Healths& reports)
 {
     for (const auto& [key, health] : reports)
     {
-        // Of a node's end a parent may not have heard that found its record.
+        // A new parent may have read the record of an ended node and missed the
+        // report of its end.
         if (health == health_namespace::healthNone ||
             recordedHealth(key) != health)
         {
@@ -299,16 +272,13 @@ bool TreeKeeper::reconcile()
     compareSoon();
     keepWatching();
     const bool withdrawn = withdrawTheDead();
-    // Who took a node over may have told so before this process listened.
-    for (const std::string& key : nodes.overtaken())
-    {
-        giveWay(key);
-    }
-    hosting.attempt();
+    // A daemon may have taken a node over before this process subscribed.
+    handover.giveAllToDaemons();
+    missing.hostNow();
     return withdrawn;
 }
 
-/** @return whether the data cache could be looked at */
+/** @return whether the data cache could be read */
 bool TreeKeeper::withdrawTheDead()
 {
     const auto left = withdrawal.removeTheDead();
@@ -319,7 +289,7 @@ bool TreeKeeper::withdrawTheDead()
     std::vector<std::string> keys;
     for (const auto& [key, owner] : *left)
     {
-        // The segment of a stranger may hold any text.
+        // A segment of another user may contain any text.
         if (!isKey(key.c_str()))
         {
             continue;
@@ -335,45 +305,9 @@ bool TreeKeeper::withdrawTheDead()
     return true;
 }
 
-bool TreeKeeper::hostMissingParents()
-{
-    bool whole = nodes.host(names::root) == HostedNodes::Outcome::there;
-    std::vector<std::string> parents;
-    HealthStatus::GetMissingParents(parents);
-    // Each child names its parent.
-    for (const std::string& parent : std::set(parents.begin(), parents.end()))
-    {
-        // Keys outside the tree are nobody's to complete.
-        if (faultOfKey(parent).empty())
-        {
-            whole = nodes.host(parent) == HostedNodes::Outcome::there && whole;
-        }
-    }
-    for (const std::string& key : nodes.withoutRecord())
-    {
-        whole = nodes.host(key) == HostedNodes::Outcome::there && whole;
-    }
-    return whole;
-}
-
-void TreeKeeper::giveWay(const std::string& key)
-{
-    const auto record = host::findHealthRecord(key);
-    if (!record || record->owner == host::ProcessIdentity::self())
-    {
-        return;
-    }
-    SERVICE_LOG(log::lifetime, "%s.%d.%s: %s is now held by process %d",
-                key.c_str(), static_cast<int>(record->owner.pid));
-    // The node's end tells its parent health 0. What the daemon's node told
-    // before is told once more.
-    nodes.lend(key);
-    announcer.announce({key});
-}
-
-/** Asks nodes to publish their health again that are on the bus and have no
- *  record, each once: perhaps somebody has removed the file of their process,
- *  which makes it anew then. */
+/** Asks nodes on the bus without a record to publish their health again, each
+ *  once. If the file of their process was removed, the process then makes it
+ *  again. */
 void TreeKeeper::askForRecords(const HealthComparison::Healths& records)
 {
     auto missing = reported.missingFrom(records);
@@ -387,8 +321,7 @@ void TreeKeeper::askForRecords(const HealthComparison::Healths& records)
     askedForRecords = std::move(missing);
 }
 
-/** Compares what is held here with the records after a change, once for many
- *  changes. */
+/** Schedules a comparison after a change; several changes share one. */
 void TreeKeeper::compareSoon()
 {
     lastChange = services::Retry::Clock::now();
@@ -403,7 +336,7 @@ void TreeKeeper::compareHealths()
 {
     keepWatching();
     HealthComparison::Findings findings;
-    // In a cache that cannot be read nothing is gone.
+    // While the data cache cannot be read, no node counts as gone.
     if (const auto healths = readHealths())
     {
         findings = comparison.compare(*healths, [this](const std::string& key) {
@@ -413,8 +346,8 @@ void TreeKeeper::compareHealths()
     }
     for (const std::string& key : findings.stale)
     {
-        // What differs may be a daemon's, which has faults of its own.
-        giveWay(key);
+        // The record may be a daemon's, whose node has faults of its own.
+        handover.giveToDaemon(key);
         if (!nodes.hosts(key))
         {
             continue;
@@ -424,7 +357,7 @@ void TreeKeeper::compareHealths()
                     key.c_str());
         if (nodes.renew(key) != HostedNodes::Outcome::there)
         {
-            hosting.request();
+            missing.hostSoon();
         }
     }
     for (const auto& [key, stranger] : findings.strangers)
@@ -433,7 +366,7 @@ void TreeKeeper::compareHealths()
     }
     announcer.announce(findings.untold);
     announcer.announce(findings.gone);
-    // The record of a node may go some time after the node's last word.
+    // A node's record may be removed some time after the report of its end.
     comparing = findings.unsettled ||
                 services::Retry::Clock::now() - lastChange < afterChange;
     if (comparing)

@@ -10,6 +10,8 @@
 #include "data_cache/withdrawal.hpp"
 #include "health_comparison.hpp"
 #include "hosted_nodes.hpp"
+#include "missing_nodes.hpp"
+#include "node_handover.hpp"
 #include "peer_users.hpp"
 #include "record_announcer.hpp"
 #include "reported_health.hpp"
@@ -27,19 +29,19 @@ namespace healthintf::healthmgr
 
 /** Watches the nodes of all processes.
  *
- *  - A node whose parent is missing gets one, held here.
- *  - What a process leaves behind that dies is withdrawn, and the parents are
- *    told health 0.
- *  - A node held here gives way to that of a daemon with the same key, and
- *    goes when nobody needs it.
- *  - What somebody made up of a node is taken back.
- *  - A node held here whose health is not that of its children's records is
- *    put right. */
+ *  - A missing parent is made and hosted here.
+ *  - The nodes of a dead process are withdrawn: their parents are told
+ *    health 0.
+ *  - A hosted node is removed when a daemon takes its key over, or when it is
+ *    not needed any more.
+ *  - A report that differs from the node's record is corrected.
+ *  - A hosted node whose health is not the worst of its children's records is
+ *    repaired. */
 class TreeKeeper
 {
   public:
-    /** Brings the tree in order as it stands and keeps it so. All arguments
-     *  must outlive this object.
+    /** Repairs the tree now and keeps it whole. All arguments must outlive this
+     *  object.
      *
      *  @throws std::system_error when the bus refuses a match rule */
     TreeKeeper(services::Connection& connection, services::EventLoop& loop,
@@ -48,16 +50,14 @@ class TreeKeeper
     TreeKeeper(const TreeKeeper&) = delete;
     TreeKeeper& operator=(const TreeKeeper&) = delete;
 
-    /** Whether the dead are withdrawn, or have been waiting for it no longer
-     *  than half a minute. */
+    /** Whether the nodes of dead processes are withdrawn, or have been failing
+     *  to be for no longer than half a minute. */
     bool isProgressing() const;
 
   private:
     void takeUpdate(sdbusplus::message_t& message);
     void meet(const std::string& sender);
     void askAboutEnds(const std::string& sender);
-    void completeAbove(const std::string& key);
-    void replaceEnded(const std::string& key);
     void takeNameLoss(sdbusplus::message_t& message);
 
     void watchSegments();
@@ -65,8 +65,6 @@ class TreeKeeper
     void askForRecords(const HealthComparison::Healths& records);
     bool reconcile();
     bool withdrawTheDead();
-    bool hostMissingParents();
-    void giveWay(const std::string& key);
     void compareSoon();
     void compareHealths();
     void tellIfUntrue(const ReportedHealth::Healths& reports);
@@ -77,19 +75,20 @@ class TreeKeeper
     PeerUsers& users;
     ReportedHealth reported;
     RecordAnnouncer announcer;
+    MissingNodes missing;
+    NodeHandover handover;
     host::Withdrawal withdrawal;
     HealthComparison comparison;
-    /** Nodes that were asked for their records. */
+    /** Nodes that were asked to publish their health again. */
     std::set<std::string> askedForRecords;
-    /** When a change was last heard of. */
+    /** When the last change was noticed. */
     services::Retry::Clock::time_point lastChange;
     bool comparing = false;
     services::EventSource comparisonDue;
-    services::Retry hosting;
     services::Retry reconciliation;
     /** Nothing when the data cache's folder cannot be watched. */
     std::optional<SegmentWatch> segments;
-    /** Looks at the folder again and again if it cannot be watched. */
+    /** Checks the folder every second if it cannot be watched. */
     services::EventSource looking;
     bool looksOften = false;
     services::EventSource idleNodes;

@@ -19,8 +19,8 @@ using Interface = sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
 namespace
 {
 
-/** Whether an update of a child goes to the child's own parent. */
-bool isOfItsChild(std::string_view parent, std::string_view child)
+/** Whether @p parent is the parent of @p child. */
+bool isParentKey(std::string_view parent, std::string_view child)
 {
     return parent == child.substr(0, child.rfind('/'));
 }
@@ -52,7 +52,7 @@ bool UpdateFilter::refuses(sd_bus_message* message)
     }
     const bool isOwn =
         connection.uniqueName() == sd_bus_message_get_sender(message);
-    // Read where it stands: a copy may be large.
+    // Read in place: a copy may be large.
     const char* parent = nullptr;
     const char* child = nullptr;
     uint32_t health = 0;
@@ -64,14 +64,13 @@ bool UpdateFilter::refuses(sd_bus_message* message)
     if (isOwn)
     {
         return health == health_namespace::healthNone &&
-               isOfItsChild(parent, child) &&
-               refusesEnd(nullptr, parent, child);
+               isParentKey(parent, child) && refusesEnd(nullptr, parent, child);
     }
-    if (!isOfItsChild(parent, child) || !isRecordable(child))
+    if (!isParentKey(parent, child) || !isRecordable(child))
     {
         noteRefusal(message);
-        // What a node itself has to report stands in its list under its own
-        // key, and in no record.
+        // A node's own health is in its child map under its own key and not in
+        // a record of a child.
         const bool isItself = std::string_view(parent) == child;
         if (health != health_namespace::healthNone && !isItself &&
             isHeardBy(parent))
@@ -85,12 +84,12 @@ bool UpdateFilter::refuses(sd_bus_message* message)
                : refusesUntrue(parent, child, health);
 }
 
-/** Handles a node's last word. Its record goes after it, or another process has
- *  made the node anew: then the parent would show a health in between that
- *  nobody has.
+/** Handles the report of a node's end. The node's record is removed after that,
+ *  or another process has made the node again: until then the parent would have
+ *  a health that no node has.
  *
- *  @param[in] message null for this process's own, which nobody takes
- *  @return whether nobody here is to hear it */
+ *  @param[in] message null for a report of this process itself
+ *  @return whether the nodes here must not hear it */
 bool UpdateFilter::refusesEnd(sd_bus_message* message, const char* parent,
                               const char* child)
 {
@@ -115,16 +114,16 @@ bool UpdateFilter::refusesEnd(sd_bus_message* message, const char* parent,
     return true;
 }
 
-/** Handles an update that the child's record may not confirm: it was made up,
- *  or another one follows.
+/** Handles an update that may differ from the child's record: it was made up,
+ *  or another update follows.
  *
- *  @return whether nobody here is to hear it */
+ *  @return whether the nodes here must not hear it */
 bool UpdateFilter::refusesUntrue(const char* parent, const char* child,
                                  uint32_t health)
 {
     const bool hosted = nodes.hosts(parent);
-    // Components may be held outside of the tree, or with a key that is too
-    // long for their faults.
+    // Daemons may have nodes outside of the tree, or with keys that are too
+    // long for their fault entries: these updates are checked, too.
     if (!hosted && isKey(child))
     {
         return false;
@@ -134,9 +133,9 @@ bool UpdateFilter::refusesUntrue(const char* parent, const char* child,
     {
         return false;
     }
-    // What only nodes of this process would have heard, and did not, needs no
-    // other word. That could be lost: the bus drops what comes faster than this
-    // process reads.
+    // An update that only this process would have heard, and refused, needs no
+    // correction. A correction could be lost: the bus drops messages that come
+    // faster than this process reads.
     if (!hosted || recorded != health_namespace::healthNone)
     {
         announcer.announceIfRoom(child);
@@ -144,7 +143,7 @@ bool UpdateFilter::refusesUntrue(const char* parent, const char* child,
     return hosted;
 }
 
-/** Whether there is a node in another process that hears an update. */
+/** Whether another process has the node that hears an update. */
 bool UpdateFilter::isHeardBy(const char* parent) const
 {
     return isRecordable(parent) && !nodes.hosts(parent) &&

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Keeps health updates that no node sends out of the tree. */
+/** @file Keeps made-up health updates out of the tree. */
 
 #include "../common/connection.hpp"
 #include "../common/message_filter.hpp"
@@ -17,27 +17,27 @@
 namespace healthintf::healthmgr
 {
 
-/** What else is to be done about the end of a node. */
+/** What TreeKeeper does about the end of a node. */
 struct EndHandlers
 {
-    /** Makes the node of a key that has no record any more, if others are below
+    /** Makes the node of a key without a record again, if there are nodes below
      *  it. */
     std::function<void(const std::string& key)> replace;
-    /** Takes a node's last word that is kept from its parent. */
+    /** Handles the report of a node's end that is kept from its parent. */
     std::function<void(sdbusplus::message_t& message)> take;
 };
 
-/** Looks at every health update before the nodes of this process hear it. One
- *  that the child's record does not confirm, whose child is no key, or whose
- *  parent is not the child's, they do not hear. Of the last two, a parent in
- * another process is told at once what the records say: of nothing of it is a
- * note kept. */
+/** Checks every health update before the nodes of this process hear it. They do
+ *  not hear an update that differs from the child's record, whose child is not
+ *  a valid key, or whose parent is not the child's parent. In the last two
+ *  cases a parent in another process is told health 0 at once, and nothing is
+ *  remembered. */
 class UpdateFilter
 {
   public:
     /** All arguments but the last must outlive this object.
      *
-     *  @throws std::system_error when the connection takes no filter */
+     *  @throws std::system_error when the connection refuses the filter */
     UpdateFilter(services::Connection& connection, HostedNodes& nodes,
                  RecordAnnouncer& announcer, EndHandlers ends);
 

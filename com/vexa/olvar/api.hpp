@@ -1,7 +1,6 @@
 #pragma once
 
-/** @file Marks what the library shows to its users; everything else in it is
- *  hidden. */
+/** @file Marks the symbols that the library exports; all others are hidden. */
 
 /** Stands before a class or function that users may link to. */
 #define HEALTHINTF_API __attribute__((visibility("default")))

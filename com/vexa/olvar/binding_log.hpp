@@ -1,16 +1,15 @@
 #pragma once
 
-/** @file The one line that the bindings log. */
+/** @file The log line of the bindings. */
 
 #include <platform/log_line.hpp>
 
 namespace healthintf::binding
 {
 
-/** Logs the destruction of a binding's object. Log readers know these lines
- *  by a module, file and line number of their own, the same for every
- *  binding, and by a text that does not depend on whether the object has a
- *  record. */
+/** Logs the destruction of a binding's object. Log readers search for these
+ *  lines by a fixed module, file and line number, the same for every binding,
+ *  and by a text that is the same with and without a record. */
 inline void logDestruction(const char* function)
 {
     constexpr int module = 128;

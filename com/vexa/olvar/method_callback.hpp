@@ -2,7 +2,7 @@
 
 /** @file Methods of a binding as entries of its object table. */
 
-#include <com/vexa/olvar/answered.hpp>
+#include <com/vexa/olvar/error_reply.hpp>
 
 #include <sdbusplus/sdbuspp_support/server.hpp>
 #include <systemd/sd-bus.h>
@@ -21,7 +21,7 @@ int callMethod(Result (Object::*method)(Args...), sd_bus_message* message,
 {
     auto* object = static_cast<Object*>(context);
     auto* intf = object->bus().getInterface();
-    return answered(intf, error, [&] {
+    return runWithErrorReply(intf, error, [&] {
         return sdbusplus::sdbuspp::method_callback(
             message, intf, error,
             std::function([object, method](Args&&... args) -> Result {

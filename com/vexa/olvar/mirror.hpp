@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file What the bindings of mirrored interfaces share: a property lives on
- *  D-Bus and in the object's record of the data cache at the same time. */
+/** @file Common code of the bindings whose properties are on D-Bus and in a
+ *  record of the data cache at the same time. */
 
 #include <com/vexa/olvar/open_bus.hpp>
 
@@ -25,8 +25,8 @@ inline constexpr const char* nonCachedMarker = "meta-NonCached";
 /** The registration of one object on D-Bus and its record in the data cache.
  *
  *  @tparam Cache gives the Variant of the properties and the static calls
- *          create, setProperty and remove of the data cache, each perhaps
- *          with the address of the mirror as first argument */
+ *          create, setProperty and remove of the data cache, which may take the
+ *          address of the mirror as first argument */
 template <typename Cache>
 class Mirror
 {
@@ -36,17 +36,17 @@ class Mirror
 
     /** Registers the object on D-Bus; it has no record yet.
      *
-     *  @throws sdbusplus::exception::SdBusError when sd-bus refuses, as it does
-     *          where the connection is closed
+     *  @throws sdbusplus::exception::SdBusError when sd-bus refuses, for
+     *          example because the connection is closed
      *  @throws std::logic_error when @p path is null */
     Mirror(sdbusplus::bus_t& bus, const char* path, const char* name,
            const sdbusplus::vtable_t* table, void* context) :
         interface(requireOpen(bus), path, name, table, context)
     {}
 
-    /** Creates the record, unless the marker is among the properties, and
-     *  hands each property to @p apply. From then on changes reach the
-     *  record: what is applied here is in it already. */
+    /** Creates the record, unless the marker is among the properties, and calls
+     *  @p apply for each property. These calls do not write the record, which
+     *  has the values already; later changes do. */
     template <typename Apply>
     void publish(const PropertyMap& properties, Apply&& apply)
     {
@@ -73,23 +73,25 @@ class Mirror
         dalEnabled = cached;
     }
 
-    /** Gives a property a new value: writes the record, compares, stores,
-     *  notifies the cluster, emits. The record is written even when the value
-     *  is the one held, and one that it refuses is not taken at all.
+    /** Gives a property a new value: writes the record and, if the value is
+     *  another one, stores it, notifies the cluster and emits the change. The
+     *  record is written in any case; when the data cache refuses that, nothing
+     *  is changed.
      *
-     *  @return the value held afterwards */
+     *  @return @p value, or the stored value when the data cache refused */
     template <typename Cluster, typename T>
-    T set(Cluster& cluster, T& held, const char* name, T value, bool skipSignal)
+    T set(Cluster& cluster, T& stored, const char* name, T value,
+          bool skipSignal)
     {
         Variant wrapped(std::move(value));
         T& given = std::get<T>(wrapped);
         if (dalEnabled && call(Cache::setProperty, path(), name, wrapped) != 0)
         {
-            return held;
+            return stored;
         }
-        if (held != given)
+        if (stored != given)
         {
-            held = given;
+            stored = given;
             cluster.PropertyChanged(path(), name, wrapped);
             if (!skipSignal)
             {
@@ -112,8 +114,8 @@ class Mirror
         }
         catch (...)
         {
-            // A destructor has nobody to tell, and the record's owner is
-            // known to the data cache.
+            // A destructor must not throw. The data cache knows the record's
+            // owner, so the record ends with this process at the latest.
         }
     }
 
@@ -133,12 +135,12 @@ class Mirror
         return interface.path();
     }
 
-    /** The registration; it remembers whether the object was announced. */
+    /** The registration on D-Bus; it knows whether the object was announced. */
     sdbusplus::server::interface_t interface;
 
   private:
-    /** Calls the data cache. One that tells the objects of a path apart is told
-     *  which of them calls. */
+    /** Calls the data cache, with this mirror's address if the function takes
+     *  it. */
     template <typename Call, typename... Args>
     int call(Call function, const Args&... args)
     {
@@ -186,8 +188,8 @@ class Mirror
         {                                                                      \
             return object.accessor();                                          \
         }                                                                      \
-        /** The value itself, for those who must not need memory. */           \
-        static const Type& held(const Self& object) noexcept                   \
+        /** The stored value, read without a copy. */                          \
+        static const Type& storedValue(const Self& object) noexcept            \
         {                                                                      \
             return object._##accessor;                                         \
         }                                                                      \

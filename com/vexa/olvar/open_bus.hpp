@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Refuses connections that were closed. */
+/** @file Refuses closed connections with a clear error. */
 
 #include <sdbusplus/bus.hpp>
 #include <sdbusplus/exception.hpp>
@@ -10,9 +10,8 @@
 namespace healthintf::binding
 {
 
-/** The connection itself, for an object that is to be registered on it. A
- *  closed connection has no name, which sdbusplus takes of each that it is
- *  given, and what it throws then does not say why.
+/** Returns the connection if it is open. sdbusplus asks each connection for its
+ *  unique name, which a closed one has not, and its exception does not say why.
  *
  *  @throws sdbusplus::exception::SdBusError when the connection is closed */
 inline sdbusplus::bus_t& requireOpen(sdbusplus::bus_t& bus)

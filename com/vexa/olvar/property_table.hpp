@@ -1,9 +1,9 @@
 #pragma once
 
-/** @file The properties of a binding as one list of types, from which its
- *  D-Bus object table and its access by name both follow. */
+/** @file The properties of a binding as one list of types, which yields its
+ *  D-Bus object table and the access by name. */
 
-#include <com/vexa/olvar/answered.hpp>
+#include <com/vexa/olvar/error_reply.hpp>
 
 #include <sdbusplus/sdbuspp_support/server.hpp>
 #include <sdbusplus/vtable.hpp>
@@ -24,19 +24,19 @@ namespace healthintf::binding
 
 /** D-Bus signature of a property's type. */
 template <typename T>
-constexpr const char* signatureOf = nullptr;
+constexpr const char* dbusSignature = nullptr;
 template <>
-inline constexpr const char* signatureOf<bool> = "b";
+inline constexpr const char* dbusSignature<bool> = "b";
 template <>
-inline constexpr const char* signatureOf<int32_t> = "i";
+inline constexpr const char* dbusSignature<int32_t> = "i";
 template <>
-inline constexpr const char* signatureOf<uint32_t> = "u";
+inline constexpr const char* dbusSignature<uint32_t> = "u";
 template <>
-inline constexpr const char* signatureOf<uint64_t> = "t";
+inline constexpr const char* dbusSignature<uint64_t> = "t";
 template <>
-inline constexpr const char* signatureOf<std::string> = "s";
+inline constexpr const char* dbusSignature<std::string> = "s";
 template <>
-inline constexpr const char* signatureOf<std::vector<std::string>> = "as";
+inline constexpr const char* dbusSignature<std::vector<std::string>> = "as";
 
 /** Answers a D-Bus read of one property through its virtual getter. */
 template <typename Object, typename Property>
@@ -47,7 +47,7 @@ int getCallback(sd_bus* /*bus*/, const char* /*path*/,
 {
     auto* object = static_cast<Object*>(context);
     auto* intf = object->bus().getInterface();
-    return answered(intf, error, [&] {
+    return runWithErrorReply(intf, error, [&] {
         return sdbusplus::sdbuspp::property_callback(
             reply, intf, error, std::function([object]() {
                 return Property::get(*object);
@@ -55,7 +55,7 @@ int getCallback(sd_bus* /*bus*/, const char* /*path*/,
     });
 }
 
-/** Carries a D-Bus write of one property out. */
+/** Carries out a D-Bus write of one property. */
 template <typename Object, typename Property>
 int setCallback(sd_bus* /*bus*/, const char* /*path*/,
                 const char* /*interface*/, const char* /*name*/,
@@ -64,7 +64,7 @@ int setCallback(sd_bus* /*bus*/, const char* /*path*/,
 {
     auto* object = static_cast<Object*>(context);
     auto* intf = object->bus().getInterface();
-    return answered(intf, error, [&] {
+    return runWithErrorReply(intf, error, [&] {
         return sdbusplus::sdbuspp::property_callback(
             value, intf, error,
             std::function([object](typename Property::type&& given) {
@@ -73,11 +73,12 @@ int setCallback(sd_bus* /*bus*/, const char* /*path*/,
     });
 }
 
-/** The entry of one property, which D-Bus clients can write if it says how. */
+/** The table entry of one property. D-Bus clients can write the property if it
+ *  has a function `write`. */
 template <typename Object, typename Property>
-constexpr sdbusplus::vtable_t entryOf()
+constexpr sdbusplus::vtable_t tableEntry()
 {
-    constexpr const char* signature = signatureOf<typename Property::type>;
+    constexpr const char* signature = dbusSignature<typename Property::type>;
     if constexpr (requires { &Property::write; })
     {
         return sdbusplus::vtable::property(
@@ -92,18 +93,18 @@ constexpr sdbusplus::vtable_t entryOf()
     }
 }
 
-/** The properties of @p Object in the order of its object table. Each names
- *  its type, D-Bus name and flags, how to get and set it, and how to write it
- *  if D-Bus clients can. */
+/** The properties of @p Object in the order of its object table. Each has a
+ *  type, a D-Bus name, flags, functions `get` and `set`, and a function `write`
+ *  if D-Bus clients can write it. */
 template <typename Object, typename Variant, typename... Properties>
 struct PropertyTable
 {
     /** Entries of the object table, without its start and end. */
     static constexpr std::array<sdbusplus::vtable_t, sizeof...(Properties)>
-        entries{entryOf<Object, Properties>()...};
+        entries{tableEntry<Object, Properties>()...};
 
-    /** The value of the property @p name; a default variant for a name that
-     *  is none. */
+    /** The value of the property @p name; a default variant for an unknown
+     *  name. */
     static Variant get(const Object& object, std::string_view name)
     {
         Variant value{};
@@ -118,7 +119,7 @@ struct PropertyTable
         return value;
     }
 
-    /** Sets the property @p name; a name that is none is ignored.
+    /** Sets the property @p name; an unknown name is ignored.
      *
      *  @throws std::bad_variant_access when the value is of another type */
     static void set(Object& object, std::string_view name, const Variant& value,

@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file Numbers and texts in the bytes of a record. Records are read on the
- *  machine that wrote them, so numbers are in its own byte order. */
+/** @file Encodes numbers and texts as the bytes of a record. Records are read
+ *  on the machine that wrote them, so numbers have its byte order. */
 
 #include <array>
 #include <concepts>
@@ -28,7 +28,7 @@ class ByteWriter
         out.append(reinterpret_cast<const char*>(&value), sizeof(value));
     }
 
-    /** Bytes of which the reader knows how many there are. */
+    /** Appends bytes without their number, which the reader knows. */
     template <std::size_t N>
     void put(const std::array<uint8_t, N>& bytes)
     {
@@ -45,8 +45,8 @@ class ByteWriter
     std::string& out;
 };
 
-/** Takes values out of a record; a record that is too short for one throws
- *  std::out_of_range. */
+/** Reads values from a record one after the other; throws std::out_of_range at
+ *  the end of the record. */
 class ByteReader
 {
   public:
@@ -69,7 +69,7 @@ class ByteReader
         return bytes;
     }
 
-    /** A text, valid as long as the bytes. */
+    /** Reads a text, which is valid as long as the bytes. */
     std::string_view getText()
     {
         return take(get<uint32_t>());

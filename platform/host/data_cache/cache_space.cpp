@@ -12,9 +12,9 @@ namespace healthintf::host
 namespace
 {
 
-/** The share of its capacity that a segment uses. Its owner may have made both
- *  numbers up. */
-double shareOf(uint64_t used, uint64_t capacity)
+/** The share of its capacity that a segment uses. Its owner may have made up
+ *  both numbers. */
+double usedShare(uint64_t used, uint64_t capacity)
 {
     return capacity == 0
                ? 0
@@ -49,8 +49,8 @@ std::optional<CacheSpace> measureCache()
                     std::min(segment.usedBytes(), segment.capacity());
                 ++space.segments;
                 space.usedBytes += used;
-                if (shareOf(used, segment.capacity()) >=
-                    shareOf(space.fullestUsedBytes, space.fullestCapacity))
+                if (usedShare(used, segment.capacity()) >=
+                    usedShare(space.fullestUsedBytes, space.fullestCapacity))
                 {
                     space.fullestUsedBytes = used;
                     space.fullestCapacity = segment.capacity();

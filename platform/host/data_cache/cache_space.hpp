@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file Whether the data cache is in use, and how full it is. Looking changes
- *  nothing. */
+/** @file Tells whether the data cache is in use, and how full it is, without
+ *  changing it. */
 
 #include "process_identity.hpp"
 
@@ -14,29 +14,30 @@
 namespace healthintf::host
 {
 
-/** What somebody who only wants to read finds. */
+/** The state of the data cache for a reader. */
 enum class CacheUse
 {
     /** No living process has records, or there is no data cache. */
     unused,
     /** A living process has a segment. */
     open,
-    /** It is there, and this user may not read it. */
+    /** This user may not read it. */
     forbidden,
 };
 
-/** Looks at the data cache of a folder. */
+/** Finds the state of the data cache in a folder. */
 PLATFORM_API CacheUse cacheUse(const std::filesystem::path& folder);
 
-/** The space that the segments of living processes take, as they say. */
+/** The space that the segments of living processes take, by their own
+ *  headers. */
 struct CacheSpace
 {
     /** How many processes have a segment. */
     std::size_t segments = 0;
     /** Bytes in use in all of them. */
     uint64_t usedBytes = 0;
-    /** Of the segment with the largest share of its capacity in use: the bytes
-     *  in use, how many it may grow to, and whose it is. */
+    /** The segment that uses the largest share of its capacity: the bytes in
+     *  use, the capacity and the owner. */
     uint64_t fullestUsedBytes = 0;
     uint64_t fullestCapacity = 0;
     ProcessIdentity fullest;

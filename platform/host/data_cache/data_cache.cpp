@@ -28,16 +28,16 @@ namespace
 
 constexpr int bitsOfMiB = 20;
 
-/** What this process has made. Never destroyed: objects that outlive main()
- *  still use it. */
+/** The records of this process. Never destroyed: objects that outlive main()
+ *  still use them. */
 std::atomic<OwnRecords*> own{nullptr};
-/** What the parent of this process has made, kept reachable: volatile, as
- *  nothing reads it. */
+/** The records that a forked process got from its parent, kept reachable for
+ *  leak checkers: volatile, because nothing reads it. */
 OwnRecords* volatile inherited = nullptr;
 std::mutex making;
 std::atomic<bool> placeholders{false};
 
-/** A child keeps what its parent made apart from its own. */
+/** Gives a forked child records of its own instead of its parent's. */
 void handleForks()
 {
     const int result = pthread_atfork(
@@ -63,8 +63,9 @@ void handleForks()
     }
 }
 
-/** Removes what dead processes left, as far as nobody misses it: the health
- *  manager wants to tell the parents of their nodes. */
+/** Removes the segments of dead processes that have no nodes. The others are
+ *  left to healthmgr, which must report the nodes' end to their parents; if
+ *  there are too many, healthmgr is not running, and all are removed. */
 void removeLeftovers(const fs::path& folder)
 {
     constexpr std::size_t mostLeft = 64;
@@ -90,8 +91,7 @@ std::unique_ptr<OwnRecords> makeRecords()
     return made;
 }
 
-/** Removes the file of a process that ends in order and has removed its
- *  records. */
+/** Removes the file of a process at exit, if it has removed its records. */
 struct RemovalAtExit
 {
     RemovalAtExit() = default;
@@ -110,8 +110,8 @@ const RemovalAtExit removal;
 
 constinit FailureLog cacheFailures;
 
-/** What to do about a failure, in words. */
-std::string remedyForCache(int code)
+/** What the administrator can do about a failure. */
+std::string cacheRemedy(int code)
 {
     switch (code)
     {
@@ -176,7 +176,7 @@ OwnRecords& ownRecords()
     {
         return *made;
     }
-    // Before the lock is taken: a child must not inherit it.
+    // Before the lock is taken: a child must not inherit a held lock.
     static std::once_flag forksHandled;
     std::call_once(forksHandled, handleForks);
     const std::lock_guard lock(making);
@@ -211,7 +211,7 @@ int reportCacheFailure(const std::exception& failure) noexcept
     {
         HOST_LOG(log::error, "%s.%d.%s: data cache %s: %s (%s)",
                  folderForLog().c_str(), failure.what(),
-                 remedyForCache(code).c_str());
+                 cacheRemedy(code).c_str());
     }
     return code;
 }

@@ -1,8 +1,8 @@
 #pragma once
 
-/** @file This process's way to the data cache. Every failure becomes a number
- *  for the caller and, when it is another one than the last, one line in the
- *  log that says what to do. */
+/** @file This process's access to the data cache. Every failure becomes an
+ *  error number for the caller. A failure that differs from the last one is
+ *  logged, with what to do about it. */
 
 #include "own_records.hpp"
 
@@ -17,23 +17,23 @@ namespace healthintf::host
 std::size_t segmentCapacity();
 
 /** The records of this process. The segment is made at the first use and stays;
- *  a failed attempt is made again at the next use. A child of fork() has none
- *  until it uses this itself.
+ *  after a failure the next use tries again. A child of fork() has none until
+ *  it calls this itself.
  *
  *  @throws std::exception when the segment cannot be made */
 OwnRecords& ownRecords();
 
-/** The same without making it; null when there is none. */
+/** The records of this process; null when it has made none yet. */
 OwnRecords* ownRecordsIfAny() noexcept;
 
-/** Lets the records of this process count only where no other process has any,
- *  from now on and also before the first. */
+/** Makes the records of this process placeholders, also the future ones: they
+ *  count only at paths where no other process has a record. */
 void makeOwnRecordsPlaceholders();
 
-/** Logs what is wrong with the data cache, once in a row.
+/** Logs a failure of the data cache, unless it is the same as the last one.
  *
- *  @return the failure's number, not 0 and not DataAbstraction::readNoRecords
- */
+ *  @return the error number, not 0 and not DataAbstraction::readNoRecords
+ * */
 int reportCacheFailure(const std::exception& failure) noexcept;
 
 /** Notes that the data cache worked. */
@@ -41,7 +41,7 @@ void noteCacheSuccess() noexcept;
 
 /** Runs @p work, which uses the data cache.
  *
- *  @return what @p work returns, or the number of the failure */
+ *  @return what @p work returns, or the error number of its exception */
 template <typename Work>
 int useCache(Work&& work) noexcept
 {

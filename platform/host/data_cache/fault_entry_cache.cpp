@@ -10,7 +10,7 @@ using namespace healthintf::host;
 namespace
 {
 
-/** The one property of a fault entry that is a record's live value. */
+/** The property of a fault entry that is the record's live value. */
 constexpr const char* hiddenProperty = "Hidden";
 
 } // namespace

@@ -10,19 +10,19 @@ namespace healthintf::host
 namespace
 {
 
-/** The type that a property's variant holds for a member of a view. */
+/** The alternative of a property's variant for the type of a view's member. */
 template <typename Member>
-struct Held
+struct VariantType
 {
     using type = Member;
 };
 template <>
-struct Held<std::string_view>
+struct VariantType<std::string_view>
 {
     using type = std::string;
 };
 template <>
-struct Held<std::span<const std::string>>
+struct VariantType<std::span<const std::string>>
 {
     using type = std::vector<std::string>;
 };
@@ -31,7 +31,7 @@ template <auto Member>
 bool assign(FaultEntryView& entry, const FaultEntryPropertyVariant& value)
 {
     auto& member = entry.*Member;
-    using Type = typename Held<std::decay_t<decltype(member)>>::type;
+    using Type = typename VariantType<std::decay_t<decltype(member)>>::type;
     const auto* given = std::get_if<Type>(&value);
     if (given != nullptr)
     {
@@ -67,7 +67,8 @@ std::vector<std::string> getTexts(ByteReader& reader)
 {
     const auto count = reader.get<uint32_t>();
     std::vector<std::string> texts;
-    // A damaged record may have the count wrong, but no text without its size.
+    // The count of a damaged record may be wrong, but each text takes at least
+    // the bytes of its size.
     texts.reserve(
         std::min<std::size_t>(count, reader.size() / sizeof(uint32_t)));
     for (uint32_t i = 0; i < count; ++i)
@@ -129,7 +130,7 @@ std::string encodeFaultEntry(const FaultEntryView& entry)
 FaultEntryProperties decodeFaultEntry(std::string_view payload, uint32_t live)
 {
     ByteReader reader(payload);
-    // In the order of the members, in which they are made.
+    // In the order of the members, which is the order of evaluation.
     return {.fqdd = std::string(reader.getText()),
             .messageID = std::string(reader.getText()),
             .message = std::string(reader.getText()),

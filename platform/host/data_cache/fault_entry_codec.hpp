@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file Fault entries as the bytes of a record, and their properties by
- *  name. */
+/** @file Encodes fault entries as the bytes of a record, and sets their
+ *  properties by name. */
 
 #include <platform/data_abstraction/fault_entry.hpp>
 
@@ -13,7 +13,7 @@
 namespace healthintf::host
 {
 
-/** The properties of a fault entry whose texts belong to somebody else. */
+/** The properties of a fault entry, with texts that are owned elsewhere. */
 struct FaultEntryView
 {
     std::string_view fqdd;
@@ -30,16 +30,16 @@ struct FaultEntryView
     bool hidden = false;
 };
 
-/** A view of an entry, as long as that lives. */
+/** A view of an entry, valid as long as the entry. */
 FaultEntryView viewOf(const FaultEntryProperties& entry);
 
-/** Sets one property by its D-Bus name to a value that outlives the view.
+/** Sets one property by its D-Bus name. The value must outlive the view.
  *
- *  @return whether there is one of this name and of the value's type */
+ *  @return false when no property has this name and the value's type */
 bool setProperty(FaultEntryView& entry, std::string_view name,
                  const FaultEntryPropertyVariant& value);
 
-/** The bytes of an entry, all but whether it is hidden: that is the record's
+/** The bytes of an entry, without whether it is hidden, which is the record's
  *  live value. */
 std::string encodeFaultEntry(const FaultEntryView& entry);
 

@@ -26,7 +26,7 @@ int datacache_healthstatus_create(const std::string& path,
                                   const HealthStatusPropertyMap& properties)
 {
     const auto health = properties.find(healthProperty);
-    // The health is the record's live value; there is nothing else.
+    // The health is the record's live value; the payload is empty.
     return putRecord(
         RecordKind::healthStatus, path, {},
         health == properties.end() ? 0 : std::get<uint32_t>(health->second));

@@ -13,13 +13,14 @@ namespace
 
 constinit std::atomic_flag lent;
 
-/** Makes what this process keeps; nothing destroys it, as objects that outlive
- *  main() still ask. */
+/** Makes the kept segments of this process. Never destroyed: objects that
+ *  outlive main() still make queries. */
 KeptSegments* makeKept()
 {
     static auto* const kept = new KeptSegments;
     pthread_atfork(nullptr, nullptr, [] {
-        // What is lent at this moment may be half changed, and stays lent.
+        // Segments that are lent during a fork may be half changed: the child
+        // leaves them lent and does not use them.
         if (!lent.test_and_set())
         {
             kept->forget();
@@ -40,7 +41,7 @@ std::optional<FolderState> FolderState::of(int folder)
 
 bool FolderState::isSettled() const
 {
-    // Longer than any step of the clock that stamps files.
+    // Longer than any step of the clock from which files get their times.
     constexpr time_t nanosecondsToSettle = 100'000'000;
     constexpr time_t nanosecondsOfSecond = 1'000'000'000;
     timespec now{};

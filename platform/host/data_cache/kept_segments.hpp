@@ -15,15 +15,16 @@
 namespace healthintf::host
 {
 
-/** What tells that a folder was changed. */
+/** A folder's identity and time of change, to notice changes. */
 class FolderState
 {
   public:
     /** @param[in] folder an open folder
-     *  @return nothing when it cannot be looked at */
+     *  @return nothing when its state cannot be read */
     static std::optional<FolderState> of(int folder);
 
-    /** Whether a later change would show: the kernel counts time in steps. */
+    /** Whether any later change gives another state: the kernel's times have
+     *  coarse steps, so the last change must not be too recent. */
     bool isSettled() const;
 
     friend bool operator==(const FolderState& a, const FolderState& b);
@@ -33,35 +34,37 @@ class FolderState
     {};
 };
 
-/** The living segments of one folder, as it was listed. Those of a large
- *  system are not kept: each takes a file descriptor. */
+/** The open segments of the living processes in one folder. If there are too
+ *  many, none is kept, because each takes a file descriptor. */
 class KeptSegments
 {
   public:
     /** The most segments that are kept. */
     static constexpr std::size_t most = 64;
-    /** What the copies of all may take together, in bytes. */
+    /** The most bytes of all copies together. */
     static constexpr std::size_t roomForCopies = 512UL << 10;
 
-    /** Whether nothing has come to the folder, or gone, since it was listed. */
+    /** Whether these are the segments of @p path and no file was added to the
+     *  folder or removed since it was listed. */
     bool areThoseOf(const std::filesystem::path& path) const;
 
-    /** Forgets all, before the folder is listed. */
+    /** Closes all segments; to be called before the folder is listed. */
     void beginListing(const std::filesystem::path& path);
 
-    /** Keeps a segment that was found. */
+    /** Keeps a segment of the listing. */
     void add(SegmentReader segment);
 
-    /** Closes all, and keeps none of those that this listing still finds. */
+    /** Closes all segments, and keeps no more segments of this listing. */
     void giveUp();
 
-    /** Lets areThoseOf() be true from now on, if all were kept. */
+    /** Ends the listing. If all its segments were kept, areThoseOf() is true
+     *  from now on. */
     void endListing();
 
     /** Closes all. */
     void forget();
 
-    /** Those that are kept. */
+    /** The kept segments. */
     std::vector<SegmentReader>& all()
     {
         return segments;
@@ -70,19 +73,20 @@ class KeptSegments
   private:
     std::vector<SegmentReader> segments;
     std::filesystem::path name;
-    /** Open, as that costs less to look at than a name. A folder that is moved
-     *  or removed changes, too. */
+    /** The open folder: checking it is cheaper than by its name. Moving or
+     *  removing the folder changes its state, too. */
     FileDescriptor folder;
-    /** Of the folder before it was listed. */
+    /** The folder's state before it was listed. */
     std::optional<FolderState> before;
-    /** The same when all segments are kept. */
+    /** The same state, set once all segments are kept. */
     std::optional<FolderState> listed;
 };
 
-/** The kept segments of this process, lent to one query at a time: another that
- *  runs meanwhile keeps nothing. So no query waits for another, nor does one in
- *  a child of fork() for its parent's. A child opens segments of its own, as it
- *  may close whatever it finds open. */
+/** The kept segments of this process, lent to one query at a time. Another
+ *  query at the same time gets an empty temporary object, so that no query
+ *  waits for another one, also not after a fork() during a query. A forked
+ *  child opens segments of its own, because it may close all inherited
+ *  files. */
 class LentSegments
 {
   public:

@@ -21,7 +21,7 @@ namespace healthintf::host
 namespace
 {
 
-/** A name that no other process has taken or could guess. */
+/** A file name that no other process uses or can guess. */
 std::string newName()
 {
     uint64_t random = 0;
@@ -47,8 +47,8 @@ OwnRecords::OwnRecords(const std::filesystem::path& folder,
     segment->publish();
 }
 
-/** Makes the segment anew if somebody has removed it. What cannot be
- *  made now is tried again at the next change. */
+/** Makes the segment again if its file was removed. After a failure the next
+ *  change tries again. */
 void OwnRecords::replaceRemoved() noexcept
 {
     if (!segment->isRemoved())
@@ -183,7 +183,8 @@ int OwnRecords::remove(RecordKind kind, std::string_view path)
     slots.erase(entry);
     if (kind == RecordKind::healthStatus)
     {
-        // The node's last word comes before this, and no other after it.
+        // The node reports its end before its record is removed, so only this
+        // tells watchers of the removal.
         segment->tellWatchers();
     }
     return 0;

@@ -20,44 +20,45 @@ namespace healthintf::host
 
 /** The records of this process by their paths, in a segment. Thread-safe.
  *
- *  A segment that somebody has removed, or its folder, is made anew at the next
- *  change of a record, with all records. */
+ *  If the segment's file or its folder was removed, the next change of a record
+ *  makes the segment again, with all records. */
 class OwnRecords
 {
   public:
-    /** Makes the segment, which readers find from now on.
+    /** Makes the segment and publishes it to readers.
      *
      *  @param[in] folder the folder of all segments
      *  @param[in] capacity the size in bytes that the segment may grow to
      *  @throws std::system_error when it cannot be made */
     OwnRecords(const std::filesystem::path& folder, std::size_t capacity);
 
-    /** Puts a record, in the place of one of the same kind and path.
+    /** Adds a record, or replaces the one of the same kind and path.
      *
-     *  @throws std::exception when there is no room; nothing is changed then */
+     *  @throws std::exception when there is no room; then nothing is changed */
     void put(const NewRecord& record);
 
     /** Changes the payload of a record.
      *
-     *  @param[in] edit changes the payload that it is given and returns 0, or
-     *             returns another number to leave it
+     *  @param[in] edit changes the payload and returns 0, or returns another
+     *             number to leave the record unchanged
      *  @return what @p edit returned, or ENOENT without a record
      *  @throws as put() */
     int edit(RecordKind kind, std::string_view path,
              const std::function<int(std::string& payload)>& edit);
 
-    /** Changes the live value of a record, which needs no room.
+    /** Changes the live value of a record. Cannot fail for lack of room.
      *
      *  @return 0, or ENOENT without a record */
     int setLive(RecordKind kind, std::string_view path, uint32_t value);
 
-    /** Removes a record, which needs no room. Who watches the folder is told
-     *  that a health record is gone.
+    /** Removes a record. Cannot fail for lack of room. The watchers of the
+     *  folder are told that a health record is gone.
      *
      *  @return 0, or ENOENT without a record */
     int remove(RecordKind kind, std::string_view path);
 
-    /** Lets the records count only where no other process has any. */
+    /** Makes the records placeholders: they count only at paths where no other
+     *  process has a record. */
     void makePlaceholders();
 
     /** Removes the segment's file if there is no record left. */

@@ -21,7 +21,7 @@ constexpr const char* ownStat = "/proc/self/stat";
 /** When this process started; nothing when it cannot be read. */
 std::optional<uint64_t> readStartTime()
 {
-    // More than all that stands in front of the start.
+    // Enough for all fields up to the start time.
     std::array<char, 1024> line{};
     const FileDescriptor file(open(ownStat, O_RDONLY | O_CLOEXEC));
     const ssize_t length =
@@ -31,7 +31,7 @@ std::optional<uint64_t> readStartTime()
         return std::nullopt;
     }
     const std::string text(line.data(), static_cast<std::size_t>(length));
-    // The name, in parentheses, may hold blanks and parentheses itself.
+    // The name is in parentheses and may contain blanks and parentheses.
     const auto nameEnd = text.rfind(')');
     if (nameEnd == std::string::npos)
     {

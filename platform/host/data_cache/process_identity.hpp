@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Who a record belongs to. */
+/** @file Identifies the process that owns a record. */
 
 #include <platform/api.h>
 
@@ -10,8 +10,8 @@
 namespace healthintf::host
 {
 
-/** A process, told apart from a later one of the same id by when it
- *  started. */
+/** A process. Its start time distinguishes it from a later process with the
+ *  same id. */
 struct PLATFORM_API ProcessIdentity
 {
     uint32_t pid = 0;

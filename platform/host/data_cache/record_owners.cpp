@@ -16,11 +16,11 @@ namespace
 
 using ClaimantsByKey = std::map<std::string, std::vector<Claimant>>;
 
-/** Notes the health records of one segment. */
+/** Adds the owner of one segment to the claimants of its health records. */
 void noteClaims(const SegmentReader& segment, ReadingBudget& budget,
                 ClaimantsByKey& claims)
 {
-    // A segment that was made up may hold a path twice.
+    // A made-up segment may contain a path twice.
     std::set<std::string> keys;
     segment.read(RecordQuery::below(RecordKind::healthStatus, {}), budget,
                  [&keys](const ReadRecord& record) {

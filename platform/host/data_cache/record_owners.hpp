@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Who the records of the data cache belong to, for those who look. */
+/** @file Finds the processes that own the records of the data cache. */
 
 #include "process_identity.hpp"
 
@@ -28,17 +28,17 @@ PLATFORM_API int listNodeOwners(RecordOwners& owners);
 /** A living process that has a record. */
 struct Claimant
 {
-    /** The process, as its segment says. */
+    /** The process, by its own segment. */
     ProcessIdentity process;
-    /** Whom the segment belongs to, as the kernel says. */
+    /** The user who owns the segment's file. */
     uid_t user = 0;
 };
 
-/** A key with the processes that have a health record of it. */
+/** A key and the processes that have a health record of it. */
 struct ClaimedKey
 {
     std::string key;
-    /** Two or more, the first ClaimedKeys::mostClaimants of them. */
+    /** Two or more processes, at most ClaimedKeys::mostClaimants. */
     std::vector<Claimant> claimants;
 };
 
@@ -48,14 +48,14 @@ struct ClaimedKeys
     static constexpr std::size_t mostKeys = 100;
     static constexpr std::size_t mostClaimants = 8;
 
-    /** How many there are. */
+    /** How many such keys there are. */
     std::size_t count = 0;
-    /** The first mostKeys of them, by their names. */
+    /** The first mostKeys of them in the order of their names. */
     std::vector<ClaimedKey> keys;
 };
 
 /** Finds the keys that more than one living process has a health record of.
- *  Placeholders do not count: they are there to give way.
+ *  Placeholders do not count, because they yield to any other record.
  *
  *  @param[out] claimed replaced by what is found
  *  @return 0, or the data cache's error number */

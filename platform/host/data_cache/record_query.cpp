@@ -31,7 +31,7 @@ RecordQuery RecordQuery::below(RecordKind kind,
 RecordQuery RecordQuery::exactly(RecordKind kind, std::string_view path)
 {
     RecordQuery query(kind, {{path, PathSignature(path)}});
-    query.hash = slotHashOf(path);
+    query.hash = slotHash(path);
     return query;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Asks for records of segments. */
+/** @file Selects records of segments. */
 
 #include "segment_format.hpp"
 
@@ -15,7 +15,7 @@
 namespace healthintf::host
 {
 
-/** A record as it was read; the texts are valid during a visit. */
+/** A record that was read. The texts are valid only during the visit. */
 struct ReadRecord
 {
     RecordKind kind{};
@@ -27,28 +27,28 @@ struct ReadRecord
 
 using VisitReadRecord = std::function<void(const ReadRecord& record)>;
 
-/** Which records are wanted: those of a kind whose paths begin with any of some
- *  texts, or whose path is one. */
+/** Selects the records of a kind by the prefixes of their paths, or by one
+ *  whole path. */
 class RecordQuery
 {
   public:
-    /** @param[in] prefixes what the paths begin with; empty for all */
+    /** @param[in] prefixes the prefixes of the paths; empty for all paths */
     static RecordQuery below(RecordKind kind,
                              const std::vector<std::string>& prefixes);
 
     /** @param[in] path the whole path */
     static RecordQuery exactly(RecordKind kind, std::string_view path);
 
-    /** The hash of the path when one whole path is wanted. */
+    /** The hash of the path, for a query of one whole path. */
     std::optional<SlotHash> wantedHash() const
     {
         return hash;
     }
 
-    /** Whether the path of a slot's record may be wanted. */
+    /** Whether the path of a slot's record may match. */
     bool mayMatch(const Slot& slot) const
     {
-        // Inline, as a query asks this of each slot.
+        // Inline, because a query calls it for each slot.
         return common.mayBegin(slot.signature) &&
                (prefixes.size() < 2 ||
                 std::ranges::any_of(prefixes, [&slot](const Wanted& wanted) {
@@ -56,10 +56,10 @@ class RecordQuery
                 }));
     }
 
-    /** Whether a record is wanted. */
+    /** Whether a record matches. */
     bool matches(const ReadRecord& record) const;
 
-    /** The kind that is wanted. */
+    /** The kind of the records. */
     RecordKind recordKind() const
     {
         return kind;
@@ -76,18 +76,18 @@ class RecordQuery
 
     RecordKind kind;
     std::vector<Wanted> prefixes;
-    /** What the signatures of all prefixes have in common. */
+    /** The common bits of the signatures of all prefixes. */
     PathSignature common;
     /** See wantedHash(). */
     std::optional<SlotHash> hash;
 };
 
-/** What was looked at for a query. */
+/** How much of the records a query has read. */
 struct Coverage
 {
-    /** Whether it was all that is wanted. */
+    /** Whether all matching records were read. */
     bool complete = true;
-    /** Whether there was any record of the kind. */
+    /** Whether there is any record of the kind. */
     bool anyOfKind = false;
 };
 

@@ -12,9 +12,9 @@ namespace healthintf::host
 namespace
 {
 
-/** Runs @p work on the records of this process, which must be there for it. */
+/** Runs @p work on the records of this process; ENOENT when it has none. */
 template <typename Work>
-int onOwnRecords(Work&& work)
+int withOwnRecords(Work&& work)
 {
     return useCache([&] {
         OwnRecords* records = ownRecordsIfAny();
@@ -37,21 +37,21 @@ int putRecord(RecordKind kind, const std::string& path,
 int editRecord(RecordKind kind, const std::string& path,
                const std::function<int(std::string& payload)>& edit)
 {
-    return onOwnRecords([&](OwnRecords& records) {
+    return withOwnRecords([&](OwnRecords& records) {
         return records.edit(kind, path, edit);
     });
 }
 
 int setLiveValue(RecordKind kind, const std::string& path, uint32_t value)
 {
-    return onOwnRecords([&](OwnRecords& records) {
+    return withOwnRecords([&](OwnRecords& records) {
         return records.setLive(kind, path, value);
     });
 }
 
 int removeRecord(RecordKind kind, const std::string& path)
 {
-    return onOwnRecords([&](OwnRecords& records) {
+    return withOwnRecords([&](OwnRecords& records) {
         return records.remove(kind, path);
     });
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file The records of one kind: a path, bytes and one number each. A process
- *  changes and removes its own; it reads those of all. */
+/** @file Records with a path, a payload and a live value. A process writes its
+ *  own records, and reads those of all processes. */
 
 #include "segment_folder.hpp"
 
@@ -15,24 +15,24 @@
 namespace healthintf::host
 {
 
-/** Puts a record of this process at @p path.
+/** Adds a record of this process at @p path, or replaces it.
  *
- *  @return 0, or the number of the failure */
+ *  @return 0, or an error number */
 int putRecord(RecordKind kind, const std::string& path,
               std::string_view payload, uint32_t live);
 
 /** Changes the payload of a record of this process.
  *
- *  @param[in] edit changes the payload that it is given and returns 0, or
- *             returns another number to leave it
- *  @return 0; ENOENT without a record; what @p edit returned; or the number of
- *          the failure */
+ *  @param[in] edit changes the payload and returns 0, or returns another number
+ *             to leave the record unchanged
+ *  @return 0; ENOENT without a record; what @p edit returned; or an error
+ * number */
 int editRecord(RecordKind kind, const std::string& path,
                const std::function<int(std::string& payload)>& edit);
 
 /** Changes the live value of a record of this process.
  *
- *  @return 0; ENOENT without a record; or the number of the failure */
+ *  @return 0; ENOENT without a record; or an error number */
 int setLiveValue(RecordKind kind, const std::string& path, uint32_t value);
 
 /** Removes a record of this process.
@@ -40,7 +40,7 @@ int setLiveValue(RecordKind kind, const std::string& path, uint32_t value);
  *  @return 0, or ENOENT without a record */
 int removeRecord(RecordKind kind, const std::string& path);
 
-/** Becomes a value where a map puts it, so that it is not moved.
+/** Builds a value in place in the map's memory, so that it need not be moved.
  *
  *  @tparam Make a function without arguments that returns the value */
 template <typename Make>
@@ -55,18 +55,18 @@ struct MadeInPlace
     }
 };
 
-/** Reads the records that are wanted of all living processes.
+/** Reads the matching records of all living processes.
  *
- *  @param[in] keep may throw std::out_of_range, which leaves the record out
- *             with a line in the log
- *  @return a DataAbstraction::ReadResult, or the number of the failure */
+ *  @param[in] keep may throw std::out_of_range; then the record is left out and
+ *             the error logged
+ *  @return a DataAbstraction::ReadResult, or an error number */
 long readRecords(const RecordQuery& query, const KeepRecord& keep);
 
-/** Reads the records that are wanted into a map by their paths.
+/** Reads the matching records into a map by their paths.
  *
  *  @param[in] make the map's value for a record and the process that owns it;
- *             may throw std::out_of_range, as the KeepRecord of readRecords()
- *  @param[in,out] records what is read is added
+ *             may throw std::out_of_range as for readRecords()
+ *  @param[in,out] records the records are added
  *  @return as readRecords() */
 template <typename Value, typename Make>
 long readRecordsInto(std::map<std::string, Value>& records,
@@ -78,7 +78,8 @@ long readRecordsInto(std::map<std::string, Value>& records,
             return make(record, owner);
         };
         const auto size = records.size();
-        // Most are read in the order of their paths.
+        // Most records are read in the order of their paths, so the hint is
+        // mostly right.
         const auto at =
             records.try_emplace(records.end(), std::string(record.path),
                                 MadeInPlace<decltype(value)>{value});

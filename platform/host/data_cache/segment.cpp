@@ -42,8 +42,8 @@ void check(int result, const fs::path& file)
     }
 }
 
-/** Writes one number of the mapping at once, after all that was written
- *  before. */
+/** Writes a number of the mapping in one store, ordered after all earlier
+ *  writes. */
 template <typename Number>
 void store(Number& at, Number value)
 {
@@ -59,7 +59,7 @@ uint64_t nanosecondsSinceBoot()
            static_cast<uint64_t>(now.tv_nsec);
 }
 
-/** Holds the lock by which readers know that the owner lives. */
+/** Takes the lock by which readers know that the owner lives. */
 void lockWhole(int file, const fs::path& name)
 {
     struct flock whole
@@ -94,7 +94,7 @@ void writeBlock(char* at, BlockHeader header, std::string_view path,
 {
     header.pathSize = static_cast<uint16_t>(path.size());
     header.payloadSize = static_cast<uint32_t>(payload.size());
-    header.checksum = checksumOf(header, path, payload);
+    header.checksum = blockChecksum(header, path, payload);
     std::memcpy(at, &header, sizeof(header));
     path.copy(at + sizeof(header), path.size());
     payload.copy(at + sizeof(header) + path.size(), payload.size());
@@ -146,7 +146,7 @@ void Segment::discard() noexcept
 void Segment::create()
 {
     const auto open = [this] {
-        // Until it is locked, the file is for its owner alone.
+        // Until it is locked, only the owner may open the file.
         return FileDescriptor(
             ::open(hiddenName.c_str(),
                    O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
@@ -155,7 +155,7 @@ void Segment::create()
     file = open();
     if (file.get() < 0 && errno == EEXIST)
     {
-        // What a process left that was killed at this place.
+        // Left by a process that was killed before it published the file.
         check(::unlink(hiddenName.c_str()), hiddenName);
         file = open();
     }
@@ -178,7 +178,7 @@ void Segment::map()
         fail(errno, hiddenName.string());
     }
     begin = static_cast<char*>(mapped);
-    // A child's mapping would keep the lock held after the owner's end.
+    // A child's mapping would keep the lock after the owner has ended.
     check(madvise(begin, capacity, MADV_DONTFORK), hiddenName);
 
     const ProcessIdentity self = ProcessIdentity::self();
@@ -213,7 +213,7 @@ std::size_t Segment::usedSize() const noexcept
 
 bool Segment::isRemoved() const noexcept
 {
-    // Not by its name: a process that changed its root does not find that.
+    // Not by its name, which a process does not find after it changed its root.
     struct stat status
     {};
     return fstat(file.get(), &status) == 0 && status.st_nlink == 0;
@@ -242,14 +242,14 @@ SegmentHeader& Segment::header() const
 
 Slot& Segment::slotAt(uint32_t slot) const
 {
-    const auto [table, index] = positionOf(slot);
+    const auto [table, index] = slotPosition(slot);
     void* slots = begin + header().tables.at(table) + slotsBehind(table);
     return static_cast<Slot*>(slots)[index];
 }
 
 SlotHash& Segment::hashAt(uint32_t slot) const
 {
-    const auto [table, index] = positionOf(slot);
+    const auto [table, index] = slotPosition(slot);
     void* hashes = begin + header().tables.at(table);
     return static_cast<SlotHash*>(hashes)[index];
 }
@@ -319,7 +319,7 @@ void Segment::replace(uint32_t slot, const NewRecord& record)
     const Place before = placeOf(slot);
     const Place place = writeRecord(slot, record);
     Slot& at = slotAt(slot);
-    // Until the live value follows, the one in the block counts.
+    // Until the live value is stored, the one in the block is valid.
     store(at.place, encodePlace(place));
     store(at.live,
           encodeLive(
@@ -328,14 +328,15 @@ void Segment::replace(uint32_t slot, const NewRecord& record)
     giveBack(before);
 }
 
-/** Makes sure that a slot has its table and is among those that are read. */
+/** Makes the table of a slot, and includes the slot in those that readers
+ *  read. */
 void Segment::reachSlot(uint32_t slot)
 {
     if (slot >= maxSlots)
     {
         fail(EDQUOT, name.string());
     }
-    const std::size_t last = positionOf(slot).table;
+    const std::size_t last = slotPosition(slot).table;
     for (std::size_t table = 0; table <= last; ++table)
     {
         if (header().tables.at(table) == 0)
@@ -352,7 +353,7 @@ void Segment::reachSlot(uint32_t slot)
 
 /** Writes the block of a slot's next record.
  *
- *  @return its place, which the slot does not name yet */
+ *  @return its place, which is not stored in the slot yet */
 Place Segment::writeRecord(uint32_t slot, const NewRecord& record)
 {
     Place place = takeBlock(sizeof(BlockHeader) + record.path.size() +
@@ -374,7 +375,7 @@ Place Segment::writeRecord(uint32_t slot, const NewRecord& record)
     return place;
 }
 
-/** Puts a record into a free slot so that its place comes last. */
+/** Puts a record into a free slot, storing its place last. */
 void Segment::fill(uint32_t slot, const NewRecord& record)
 {
     const Place place = writeRecord(slot, record);
@@ -383,7 +384,7 @@ void Segment::fill(uint32_t slot, const NewRecord& record)
     store(at.live,
           encodeLive(
               {.value = record.live, .kind = record.kind, .tag = place.tag}));
-    store(hashAt(slot), slotHashOf(record.path));
+    store(hashAt(slot), slotHash(record.path));
     store(at.signature, PathSignature(record.path).bits);
     store(at.place, encodePlace(place));
     countChange();
@@ -433,8 +434,8 @@ void Segment::remove(uint32_t slot) noexcept
 
 void Segment::tellWatchers() noexcept
 {
-    // The kernel tells of nothing that is written through a mapping, but of new
-    // times of a file.
+    // The kernel does not report writes through a mapping, but it reports
+    // changed times of a file.
     futimens(file.get(), nullptr);
 }
 
@@ -457,11 +458,11 @@ uint32_t Segment::liveOf(uint32_t slot) const
     return live.value;
 }
 
-/** Takes space that was never used, in whole units.
+/** Takes unused space at the end, in whole units.
  *
  *  @return where it begins, in bytes
  *  @throws std::system_error with EDQUOT at the segment's capacity, or with the
- *          number of the filesystem's failure */
+ *          filesystem's error number */
 std::size_t Segment::extend(std::size_t size)
 {
     if (size > capacity - end)
@@ -474,8 +475,8 @@ std::size_t Segment::extend(std::size_t size)
     return at;
 }
 
-/** Gives the file its blocks up to a size, and some more where there are, as
- *  writing to a page that has none ends the process. */
+/** Allocates the file's blocks up to a size, and some more if possible: writing
+ *  to a page without blocks would end the process. */
 void Segment::allocate(std::size_t size)
 {
     if (size <= allocated)
@@ -499,15 +500,14 @@ void Segment::allocate(std::size_t size)
     allocated = wanted;
 }
 
-/** Takes a free block, or space that was never used, or else a larger block
- *  than is needed.
+/** Takes a free block of the size, or unused space, or a larger free block.
  *
  *  @throws as extend() */
 Place Segment::takeBlock(std::size_t size)
 {
     Place place;
     place.units = static_cast<uint16_t>(unitsFor(size));
-    // Made here, so that giving a block back needs no memory.
+    // The list is made here, so that giving the block back needs no memory.
     auto list = freeBlocks.try_emplace(place.units).first;
     if (list->second == 0)
     {
@@ -550,7 +550,7 @@ void Segment::giveBack(const Place& place) noexcept
           header().usedBytes - std::size_t{place.units} * blockUnit);
 }
 
-/** Tells readers that what they have copied is out of date. */
+/** Tells readers that their copies are out of date. */
 void Segment::countChange() noexcept
 {
     store(header().generation, header().generation + 1);

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Writes a segment of this process. */
+/** @file Writes the segment of this process. */
 
 #include "../storage/file_descriptor.hpp"
 #include "segment_format.hpp"
@@ -14,28 +14,28 @@
 namespace healthintf::host
 {
 
-/** A record to write; the texts are the caller's. */
+/** A record to write. The caller owns the texts. */
 struct NewRecord
 {
     RecordKind kind;
     std::string_view path;
     std::string_view payload;
     uint32_t live = 0;
-    /** When it was made, in nanoseconds since boot; 0 for now. */
+    /** When the record was created, in nanoseconds since boot; 0 for now. */
     uint64_t created = 0;
 };
 
-/** A segment that this process writes, and nobody else.
+/** A segment, written by this process only.
  *
- *  The file is made under a name that readers pass over, with its lock held,
- *  and gets its own by publish(). It stays when the object goes. A caller uses
- *  either add() or putAt(), not both. Not thread-safe. */
+ *  The file is made and locked under a hidden name that readers ignore, and
+ *  gets its final name by publish(). It stays when the object is destroyed. A
+ *  caller uses either add() or putAt(), not both. Not thread-safe. */
 class Segment
 {
   public:
     /** Makes a segment.
      *
-     *  @param[in] path the file, whose place this takes by publish()
+     *  @param[in] path the final name; publish() replaces an existing file
      *  @param[in] capacity the size in bytes that the file may grow to
      *  @throws std::system_error when it cannot be made */
     Segment(const std::filesystem::path& path, std::size_t capacity);
@@ -43,16 +43,16 @@ class Segment
     Segment(const Segment&) = delete;
     Segment& operator=(const Segment&) = delete;
 
-    /** Gives the file its name: from now on readers find it.
+    /** Gives the file its final name, under which readers find it.
      *
      *  @throws std::system_error when that is not possible */
     void publish();
 
-    /** Whether readers find what was published: the file has its name, and
-     *  nobody has cut it. */
+    /** Whether readers find the published file: it still has its name and has
+     *  not been truncated. */
     bool isInPlace() const noexcept;
 
-    /** How much space the file has, and how much of it records take, in
+    /** The allocated size of the file, and how much of it is in use, in
      *  bytes. */
     std::size_t size() const noexcept
     {
@@ -60,51 +60,53 @@ class Segment
     }
     std::size_t usedSize() const noexcept;
 
-    /** Whether somebody has removed the file, so that no reader finds it. */
+    /** Whether the file was removed, so that no reader finds it. */
     bool isRemoved() const noexcept;
 
-    /** Removes the file. Records that are written from now on are nobody's to
-     *  read. */
+    /** Removes the file. No reader finds records that are written
+     *  afterwards. */
     void unlink() noexcept;
 
-    /** Lets go of what the parent of this process has made. For a child of
-     *  fork(): the kernel takes the parent for alive as long as the child has
-     *  the file open. */
+    /** Closes the segment of the parent process, in a child of fork(): while
+     *  the child has the file open, the lock stays and the parent counts as
+     *  alive. */
     void abandon() noexcept;
 
-    /** Lets the records count only where no other process has any. */
+    /** Makes the records placeholders: they count only at paths where no other
+     *  process has a record. */
     void makePlaceholders() noexcept;
 
     /** Puts a record into a free slot.
      *
      *  @return the slot
-     *  @throws std::system_error when there is no room; nothing is changed
-     *          then */
+     *  @throws std::system_error when there is no room; then nothing is
+     *          changed */
     uint32_t add(const NewRecord& record);
 
-    /** Puts a record into a slot, in the place of one that is there.
+    /** Puts a record into a slot, replacing the one that is there.
      *
      *  @throws as add() */
     void putAt(uint32_t slot, const NewRecord& record);
 
-    /** Puts a record in the place of one of the same kind and path. At every
-     *  instant readers find the one or the other.
+    /** Replaces a record by one of the same kind and path. At any moment
+     *  readers find one of the two.
      *
      *  @throws as add() */
     void replace(uint32_t slot, const NewRecord& record);
 
-    /** Changes the payload of a record and leaves its live value.
+    /** Changes the payload of a record, but not its live value.
      *
      *  @throws as add() */
     void setPayload(uint32_t slot, std::string_view payload);
 
-    /** Changes the live value of a record. Needs no room. */
+    /** Changes the live value of a record. Cannot fail for lack of room. */
     void setLive(uint32_t slot, uint32_t value) noexcept;
 
-    /** Removes the record of a slot, if there is one. Needs no room. */
+    /** Removes the record of a slot, if there is one. Cannot fail for lack of
+     *  room. */
     void remove(uint32_t slot) noexcept;
 
-    /** Lets those who watch the folder of the file know of a change. */
+    /** Notifies the watchers of the file's folder of a change. */
     void tellWatchers() noexcept;
 
     /** The payload of a record, valid until the next change. */
@@ -113,7 +115,7 @@ class Segment
     /** The live value of a record. */
     uint32_t liveOf(uint32_t slot) const;
 
-    /** When a record was made, as NewRecord::created. */
+    /** When a record was created, as NewRecord::created. */
     uint64_t createdOf(uint32_t slot) const;
 
   private:
@@ -141,15 +143,15 @@ class Segment
     FileDescriptor file;
     std::size_t capacity;
     char* begin = nullptr;
-    /** Where the space begins that was never used, in bytes. */
+    /** Where the unused space begins, in bytes. */
     std::size_t end = firstTable;
-    /** Bytes of the file that have their blocks on the filesystem. */
+    /** How many bytes of the file have blocks in the filesystem. */
     std::size_t allocated = 0;
-    /** The first free block of each size, in units; each begins with the number
-     *  of the next, and 0 is none. */
+    /** Lists of free blocks by their sizes in units. A value is the first block
+     *  of a list; each block begins with the next one; 0 ends the list. */
     std::map<uint16_t, uint32_t> freeBlocks;
-    /** The first free slot, plus 1; Slot::signature of each is that of the
-     *  next. */
+    /** List of free slots: the first one plus 1, or 0. Slot::signature of a
+     *  free slot is the next one in the same form. */
     uint64_t freeSlots = 0;
     bool published = false;
 };

@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file Remembers the records of a small segment of another process, so that
- *  a query of one that has not changed reads no file. */
+/** @file Copies the records of a small segment, so that a query reads no file
+ *  while the segment does not change. */
 
 #include "record_query.hpp"
 
@@ -14,33 +14,34 @@
 namespace healthintf::host
 {
 
-/** The records of one segment, sound ones only. */
+/** The valid records of one segment. */
 class SegmentCopy
 {
   public:
-    /** What a segment may have in use to be copied, in bytes. */
+    /** The most used bytes of a segment that is copied. */
     static constexpr std::size_t largest = 128UL << 10;
     static constexpr std::size_t mostRecords = 1024;
 
     /** Adds a record; its texts are copied. */
     void add(const ReadRecord& record);
 
-    /** Tells that all records were added. */
+    /** Completes the copy after all records were added. */
     void close();
 
-    /** How many bytes of memory it takes, about. */
+    /** About how many bytes of memory the copy takes. */
     std::size_t size() const
     {
         return records.capacity() * sizeof(Copied) + texts.capacity();
     }
 
-    /** Whether the copy holds all records: one of a large segment does not. */
+    /** Whether the copy is complete: that of a large segment is empty
+     *  instead. */
     bool isWhole() const
     {
         return whole;
     }
 
-    /** Visits the records that are wanted, in the order of their paths. */
+    /** Visits the matching records in the order of their paths. */
     Coverage read(const RecordQuery& query, const VisitReadRecord& visit) const;
 
   private:
@@ -49,7 +50,7 @@ class SegmentCopy
         uint64_t created;
         uint32_t live;
         RecordKind kind;
-        /** Where its path begins in the texts; the payload follows. */
+        /** Where the path begins in the texts; the payload follows it. */
         uint32_t begin;
         uint32_t pathSize;
         uint32_t payloadSize;
@@ -61,7 +62,8 @@ class SegmentCopy
     }
 
     std::vector<Copied> records;
-    /** One behind the other, as a query reads them all. */
+    /** Paths and payloads one after the other, because a query reads them
+     *  all. */
     std::string texts;
     bool whole = false;
 };

@@ -29,28 +29,27 @@ namespace fs = std::filesystem;
 namespace
 {
 
-/** So many files of a folder are opened whoever owns them; beyond that, only so
- *  many of each user: nobody can make so many names that those of others are
- *  not looked at. Opening one takes some microseconds. */
+/** The limits on files that are opened in a folder: first a number of files of
+ *  any user, then a number for each user. So no user can make so many files
+ *  that those of others are not opened. Opening one takes some microseconds. */
 struct OpeningBudget
 {
-    std::size_t anybodys;
-    std::size_t ofUser;
+    std::size_t anyUser;
+    std::size_t eachUser;
 };
 
-constexpr OpeningBudget openedByReaders{.anybodys = 2048, .ofUser = 1024};
-/** The health manager shall find all that many daemons left that died at
+constexpr OpeningBudget openedByReaders{.anyUser = 2048, .eachUser = 1024};
+/** More files, so that healthmgr finds all segments when many daemons die at
  *  once. */
-constexpr OpeningBudget openedForRemoval{.anybodys = 65536, .ofUser = 4096};
+constexpr OpeningBudget openedForRemoval{.anyUser = 65536, .eachUser = 4096};
 
-/** The names in a folder that segments may have, and those of files that are
- *  being made. Unlike opendir(), this takes no memory, of which the
- *  allocator would have to give so much at once that it merges its free blocks
- *  at each query. */
+/** Iterates over the entries of a folder that are not folders. Unlike opendir()
+ *  it allocates no memory: such a large block would make the allocator merge
+ *  its free blocks at each query. */
 class FolderEntries
 {
   public:
-    /** @throws std::system_error when the folder is there and cannot be read */
+    /** @throws std::system_error when the folder exists and cannot be read */
     // NOLINTNEXTLINE(*-member-init): see entries
     explicit FolderEntries(const fs::path& path) :
         name(path.string()),
@@ -109,13 +108,13 @@ class FolderEntries
 
     std::string name;
     FileDescriptor folder;
-    // Written as far as it is read.
+    // Not initialised: only the bytes that were written are read.
     alignas(dirent64) std::array<char, 8192> entries;
     std::size_t at = 0;
     std::size_t end = 0;
 };
 
-/** Decides which files are opened. */
+/** Decides which files are opened, by an OpeningBudget. */
 class Openings
 {
   public:
@@ -124,9 +123,9 @@ class Openings
 
     bool admit(const char* name)
     {
-        if (budget.anybodys > 0)
+        if (budget.anyUser > 0)
         {
-            --budget.anybodys;
+            --budget.anyUser;
             return true;
         }
         struct stat status
@@ -136,7 +135,7 @@ class Openings
             return false;
         }
         std::size_t& left =
-            users.try_emplace(status.st_uid, budget.ofUser).first->second;
+            users.try_emplace(status.st_uid, budget.eachUser).first->second;
         return left > 0 && left-- > 0;
     }
 
@@ -146,8 +145,9 @@ class Openings
     std::map<uid_t, std::size_t> users;
 };
 
-/** Says once of each user in a row that not all of its records are read. */
-void noteTooMuch(uid_t user)
+/** Logs that not all records of a user are read, unless the last line was about
+ *  the same user. */
+void logTooMuch(uid_t user)
 {
     static constinit FailureLog users;
     if (users.admits(static_cast<int>(user) + 1))
@@ -159,7 +159,7 @@ void noteTooMuch(uid_t user)
     }
 }
 
-/** What may still be read of each user. */
+/** How much may still be read of each user. */
 class Budgets
 {
   public:
@@ -168,15 +168,15 @@ class Budgets
         return budgets[user];
     }
 
-    /** Takes one segment of a user.
+    /** Counts one segment of a user.
      *
-     *  @return whether there may be one more */
+     *  @return whether it may be read */
     bool takeSegment(uid_t user)
     {
         std::size_t& left = of(user).segments;
         if (left == 0)
         {
-            noteTooMuch(user);
+            logTooMuch(user);
             return false;
         }
         --left;
@@ -187,29 +187,30 @@ class Budgets
     std::map<uid_t, ReadingBudget> budgets;
 };
 
-/** Whether a name is none that a segment has: that of a file which is being
- *  made, or of the folder itself. */
+/** Whether a name is not a segment's: a file that is being made, or the folder
+ *  itself. */
 bool isHidden(const char* name)
 {
     return *name == '.';
 }
 
-/** Whether an entry may be a file with content; some filesystems do not say. */
+/** Whether an entry may be a regular file; some filesystems do not tell the
+ *  type. */
 bool mayBeRegular(const dirent64& entry)
 {
     return entry.d_type == DT_REG || entry.d_type == DT_UNKNOWN;
 }
 
-/** Whether a file could not be opened because this process, or the machine, has
- *  no room for one more. */
+/** Whether a file could not be opened because this process or the system has
+ *  too many open files or too little memory. */
 bool isShortOfFiles(int code)
 {
     return code == EMFILE || code == ENFILE || code == ENOMEM;
 }
 
-/** Opens a segment, if need be in the place of those that are kept open.
+/** Opens a segment. If too many files are open, closes the kept segments first.
  *
- *  @return nothing when the file is no segment
+ *  @return nothing when the file is not a segment
  *  @throws std::system_error when this process may open no more files */
 std::optional<SegmentReader> openSegment(int folder, const char* name,
                                          KeptSegments& kept)
@@ -230,8 +231,9 @@ std::optional<SegmentReader> openSegment(int folder, const char* name,
     return segment;
 }
 
-/** Lists a folder, visits each segment once, whatever its names, whose owner
- *  lives, within the budgets of the users, and keeps it open. */
+/** Lists a folder and visits the segments of living processes within the
+ *  budgets of their users, each once even if it has several names. Keeps them
+ *  open. */
 void listLiving(const fs::path& folder, KeptSegments& kept, Budgets& budgets,
                 const std::function<void(const SegmentReader&)>& visit)
 {
@@ -260,8 +262,8 @@ void listLiving(const fs::path& folder, KeptSegments& kept, Budgets& budgets,
     kept.endListing();
 }
 
-/** Visits the segments whose owners live; those of the query before are still
- *  open when nothing has come to the folder, or gone. */
+/** Visits the segments of living processes. They are still open from the last
+ *  query if no file was added to the folder or removed. */
 void forEachLiving(const fs::path& folder, Budgets& budgets,
                    const std::function<void(const SegmentReader&)>& visit)
 {
@@ -283,10 +285,10 @@ void forEachLiving(const fs::path& folder, Budgets& budgets,
     }
 }
 
-/** Whether a file that cannot be read as a segment belongs to no living process
- *  for sure. It may be one of another version, or one that this process has no
- *  file descriptor left for. */
-bool isNobodys(int folder, const char* name)
+/** Whether a file that cannot be read as a segment certainly belongs to no
+ *  living process. It may be a segment of another version, or this process may
+ *  have no file descriptor left. */
+bool isWithoutOwner(int folder, const char* name)
 {
     struct stat status
     {};
@@ -301,32 +303,32 @@ bool isNobodys(int folder, const char* name)
     }
     const FileDescriptor file(
         openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    // What cannot be read is of no use to anybody.
+    // A file without read permission cannot be used as a segment.
     return file.get() < 0 ? errno == EACCES : !isHeldByOwner(file.get());
 }
 
-/** Whether a file that is being made is so old that nobody makes it any
- *  more. */
-bool isLeftUnmade(int folder, const char* name)
+/** Whether a file under a hidden name is so old that its process must have
+ *  ended before it published the file. */
+bool isUnfinishedLeftover(int folder, const char* name)
 {
     constexpr time_t longEnough = 60;
     struct stat status
     {};
     return fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
            status.st_mtime + longEnough < time(nullptr) &&
-           isNobodys(folder, name);
+           isWithoutOwner(folder, name);
 }
 
-/** Which of several records of one path counts: the larger one. */
+/** Of several records of one path, the one with the highest rank is valid. */
 using Rank = std::pair<bool, uint64_t>;
 
-Rank rankOf(const SegmentReader& segment, const ReadRecord& record)
+Rank recordRank(const SegmentReader& segment, const ReadRecord& record)
 {
     return {!segment.hasPlaceholders(), record.created};
 }
 
-/** Tells of a record whose payload makes no sense. */
-void noteUnsound(const ReadRecord& record, const char* why)
+/** Logs a record with an invalid payload. */
+void logInvalidRecord(const ReadRecord& record, const char* why)
 {
     static constinit LineLimit lines;
     if (lines.admits())
@@ -339,9 +341,9 @@ void noteUnsound(const ReadRecord& record, const char* why)
 using VisitOwnedRecord =
     std::function<void(const SegmentReader& owner, const ReadRecord& record)>;
 
-/** Visits the records that are wanted of all living processes.
+/** Visits the matching records of all living processes.
  *
- *  @return whether there is any record of the kind, wanted or not */
+ *  @return whether there is any record of the kind, matching or not */
 bool forEachRecord(const fs::path& folder, const RecordQuery& query,
                    const VisitOwnedRecord& visit)
 {
@@ -355,18 +357,17 @@ bool forEachRecord(const fs::path& folder, const RecordQuery& query,
         any |= anyOfKind;
         if (!complete)
         {
-            noteTooMuch(segment.user());
+            logTooMuch(segment.user());
         }
     });
     return any;
 }
 
-/** Lets a record be kept.
+/** Passes a record to @p keep; leaves out an invalid one.
  *
- *  @return whether that was settled: it is not for one whose path has a record
- *          already */
-bool keepSound(const KeepRecord& keep, const ReadRecord& record,
-               const ProcessIdentity& owner, bool replace)
+ *  @return false when another record of the same path was kept before */
+bool keepIfValid(const KeepRecord& keep, const ReadRecord& record,
+                 const ProcessIdentity& owner, bool replace)
 {
     try
     {
@@ -374,13 +375,13 @@ bool keepSound(const KeepRecord& keep, const ReadRecord& record,
     }
     catch (const std::out_of_range& e)
     {
-        noteUnsound(record, e.what());
+        logInvalidRecord(record, e.what());
         return true;
     }
 }
 
-/** Reads the records again whose paths several processes hold, and lets them be
- *  kept by rank, so that the right one stays. */
+/** Reads the records of contested paths again and keeps them in the order of
+ *  their ranks, so that the last one kept has the highest rank. */
 void keepByRank(const fs::path& folder, const RecordQuery& query,
                 const std::set<std::string, std::less<>>& contested,
                 const KeepRecord& keep)
@@ -399,7 +400,7 @@ void keepByRank(const fs::path& folder, const RecordQuery& query,
                       if (contested.contains(record.path))
                       {
                           claims.push_back(
-                              {.rank = rankOf(segment, record),
+                              {.rank = recordRank(segment, record),
                                .owner = segment.owner(),
                                .record = record,
                                .path = std::string(record.path),
@@ -411,7 +412,7 @@ void keepByRank(const fs::path& folder, const RecordQuery& query,
     {
         each.record.path = each.path;
         each.record.payload = each.payload;
-        keepSound(keep, each.record, each.owner, true);
+        keepIfValid(keep, each.record, each.owner, true);
     }
 }
 
@@ -432,7 +433,7 @@ bool readLivingRecords(const fs::path& folder, const RecordQuery& query,
     const bool any = forEachRecord(
         folder, query,
         [&](const SegmentReader& segment, const ReadRecord& record) {
-            if (!keepSound(keep, record, segment.owner(), false))
+            if (!keepIfValid(keep, record, segment.owner(), false))
             {
                 contested.emplace(record.path);
             }
@@ -460,14 +461,15 @@ std::vector<DeadSegment> findDeadSegments(const fs::path& folder)
         }
         if (isHidden(name))
         {
-            if (isLeftUnmade(names.descriptor(), name))
+            if (isUnfinishedLeftover(names.descriptor(), name))
             {
                 dead.push_back({.name = name, .owner = {}, .nodes = {}});
             }
             continue;
         }
         const auto segment = SegmentReader::open(names.descriptor(), name);
-        if (segment ? segment->isOwned() : !isNobodys(names.descriptor(), name))
+        if (segment ? segment->isOwned()
+                    : !isWithoutOwner(names.descriptor(), name))
         {
             owned.insert(entry->d_ino);
             continue;

@@ -12,28 +12,26 @@
 namespace healthintf::host
 {
 
-/** Visits the segments of a folder whose owners live. What is no segment is
- *  passed over, and so is what exceeds ReadingBudget::segments of a user.
+/** Visits the segments of living processes in a folder. Ignores other files,
+ *  and the segments of a user beyond ReadingBudget::segments.
  *
- *  @throws std::system_error when the folder is there and cannot be read */
+ *  @throws std::system_error when the folder exists and cannot be read */
 void forEachLivingSegment(
     const std::filesystem::path& folder,
     const std::function<void(const SegmentReader&)>& visit);
 
-/** Puts a record where the caller keeps what it reads. One that throws
- *  std::out_of_range is left out, with a line in the log.
+/** Stores a record for the caller. A record for which it throws
+ *  std::out_of_range is left out, which is logged.
  *
- *  @param[in] replace whether it takes the place of one of the same path; else
- *             that one stays
- *  @return whether it was put there */
+ *  @param[in] replace whether to replace a stored record of the same path
+ *  @return whether the record was stored */
 using KeepRecord = std::function<bool(
     const ReadRecord& record, const ProcessIdentity& owner, bool replace)>;
 
-/** Reads the records that are wanted of all living processes. Of several with
- *  one path the youngest is kept; a placeholder is kept when it is the only
- *  one.
+/** Reads the matching records of all living processes. Of several records of
+ *  one path the youngest is kept; a placeholder only if there is no other.
  *
- *  @return whether there is any record of the kind, wanted or not
+ *  @return whether there is any record of the kind, matching or not
  *  @throws as forEachLivingSegment() */
 bool readLivingRecords(const std::filesystem::path& folder,
                        const RecordQuery& query, const KeepRecord& keep);
@@ -42,8 +40,8 @@ bool readLivingRecords(const std::filesystem::path& folder,
 struct DeadSegment
 {
     std::string name;
-    /** Whose segment it was, as that process said; nobody's for a file that is
-     *  no segment. */
+    /** The process that wrote the segment, by the segment's header; empty for a
+     *  file that is not a segment. */
     ProcessIdentity owner;
     /** The paths of the health records in it. */
     std::vector<std::string> nodes;

@@ -11,26 +11,27 @@ namespace
 constexpr unsigned int tagShift = 48;
 constexpr unsigned int checkShift = 56;
 
-// Odd, so that multiplying loses nothing.
+// Odd, so that the multiplication is reversible.
 constexpr uint64_t factor = 0x9e3779b97f4a7c15;
 
-/** The number with its check in the highest byte. */
-uint64_t checked(uint64_t value)
+/** Adds the check in the highest byte of the number. */
+uint64_t addCheck(uint64_t value)
 {
-    // What is written by one store is seldom read in two halves: eight bits
-    // find nearly all of that, and the block has a check of its own.
+    // A number that is written in one store is seldom read in two halves. Eight
+    // bits detect nearly all such cases, and the block has a checksum of its
+    // own.
     const uint64_t check = (value * factor) >> checkShift;
     return value | check << checkShift;
 }
 
-bool isChecked(uint64_t value)
+bool hasValidCheck(uint64_t value)
 {
     constexpr uint64_t rest = (uint64_t{1} << checkShift) - 1;
-    return checked(value & rest) == value;
+    return addCheck(value & rest) == value;
 }
 
-/** A sum over eight bytes at a time. Four run side by side, so that none waits
- *  for the one before. */
+/** A checksum over words of eight bytes. Four sums run in parallel, so that no
+ *  step waits for the one before. */
 class Checksum
 {
   public:
@@ -49,7 +50,7 @@ class Checksum
         {
             a = add(a, at, step);
         }
-        // An empty text may have no address to read at.
+        // An empty text may have a null address.
         if (left > 0)
         {
             b = add(b, at, left);
@@ -88,8 +89,8 @@ class Checksum
 uint64_t encodePlace(const Place& place)
 {
     constexpr unsigned int unitsShift = 32;
-    return checked(place.unit | uint64_t{place.units} << unitsShift |
-                   uint64_t{place.tag} << tagShift);
+    return addCheck(place.unit | uint64_t{place.units} << unitsShift |
+                    uint64_t{place.tag} << tagShift);
 }
 
 bool decodePlace(uint64_t encoded, Place& place)
@@ -98,15 +99,15 @@ bool decodePlace(uint64_t encoded, Place& place)
     place = {.unit = static_cast<uint32_t>(encoded),
              .units = static_cast<uint16_t>(encoded >> unitsShift),
              .tag = static_cast<uint8_t>(encoded >> tagShift)};
-    return isChecked(encoded);
+    return hasValidCheck(encoded);
 }
 
 uint64_t encodeLive(const LiveValue& live)
 {
     constexpr unsigned int kindShift = 32;
-    return checked(live.value |
-                   uint64_t{static_cast<uint8_t>(live.kind)} << kindShift |
-                   uint64_t{live.tag} << tagShift);
+    return addCheck(live.value |
+                    uint64_t{static_cast<uint8_t>(live.kind)} << kindShift |
+                    uint64_t{live.tag} << tagShift);
 }
 
 bool decodeLive(uint64_t encoded, LiveValue& live)
@@ -116,11 +117,11 @@ bool decodeLive(uint64_t encoded, LiveValue& live)
             .kind = static_cast<RecordKind>(
                 static_cast<uint8_t>(encoded >> kindShift)),
             .tag = static_cast<uint8_t>(encoded >> tagShift)};
-    return isChecked(encoded);
+    return hasValidCheck(encoded);
 }
 
-uint64_t checksumOf(const BlockHeader& header, std::string_view path,
-                    std::string_view payload)
+uint64_t blockChecksum(const BlockHeader& header, std::string_view path,
+                       std::string_view payload)
 {
     Checksum sum;
     sum.add({reinterpret_cast<const char*>(&header),
@@ -130,16 +131,16 @@ uint64_t checksumOf(const BlockHeader& header, std::string_view path,
     return sum.get();
 }
 
-uint64_t hashOf(std::string_view path)
+uint64_t pathHash(std::string_view path)
 {
     Checksum sum;
     sum.add(path);
     return sum.get() ^ path.size();
 }
 
-SlotHash slotHashOf(std::string_view path)
+SlotHash slotHash(std::string_view path)
 {
-    return static_cast<SlotHash>(hashOf(path));
+    return static_cast<SlotHash>(pathHash(path));
 }
 
 PathSignature::PathSignature(std::string_view path)
@@ -154,7 +155,7 @@ PathSignature::PathSignature(std::string_view path)
     {
         return;
     }
-    uint64_t hash = hashOf(path.substr(0, first));
+    uint64_t hash = pathHash(path.substr(0, first));
     for (unsigned int at = 0; at < bitsOfHash; at += bitsEach)
     {
         bits |= (hash >> (bitsOfHash - bitsEach)) << at;
@@ -170,16 +171,16 @@ PathSignature::PathSignature(std::string_view path)
     }
 }
 
-SlotPosition positionOf(uint32_t slot)
+SlotPosition slotPosition(uint32_t slot)
 {
     const std::size_t table = std::bit_width(slot / slotsOfFirstTable + 1) - 1;
     return {.table = table,
-            .index = slot - (sizeOfTable(table) - slotsOfFirstTable)};
+            .index = slot - (slotsInTable(table) - slotsOfFirstTable)};
 }
 
 std::size_t unitsFor(std::size_t size)
 {
-    // Few sizes, so that a block that became free fits the next record.
+    // Only a few sizes, so that a freed block fits the next record.
     constexpr std::size_t largestExact = 16;
     const std::size_t units = (size + blockUnit - 1) / blockUnit;
     if (units <= largestExact)

@@ -1,16 +1,16 @@
 #pragma once
 
 /** @file The layout of a segment, the file that holds the records of one
- *  process. The owner writes it through a mapping; everybody else reads copies
- *  of its parts, at any time, and believes none of them without a check.
+ *  process. The owner writes it through a mapping; other processes read copies
+ *  of its parts at any time, and check each of them.
  *
- *  A segment begins with a SegmentHeader. Slots stand in tables, each twice as
- *  large as the one before, and never move; the hashes of their paths stand in
- *  front of them, so that one path is found among many without reading all of
- *  each slot. A slot in use names the block that
- *  holds its record. A block is written before its slot names it, and is used
- *  again only after its slot names another. So a process may stop or die at any
- *  instruction: what the slots name is whole.
+ *  A segment begins with a SegmentHeader. Slots are in tables, each twice as
+ *  large as the one before, and never move. In front of a table's slots are the
+ *  hashes of their paths, so that a path is found without reading all slots. A
+ *  slot in use points to the block of its record. A block is written before its
+ *  slot points to it, and is used again only after its slot points to another
+ *  one. So the process may stop or die at any instruction, and the slots still
+ *  point to complete blocks.
  *
  *  Numbers are in the byte order of the machine. */
 
@@ -36,7 +36,7 @@ inline constexpr std::size_t maxRecordPath = 510;
 /** The largest block, in bytes: the path and the properties of one record. */
 inline constexpr std::size_t maxBlock = 1UL << 20;
 
-/** Changes with what is described here and with the codecs of the records. */
+/** The version of this layout and of the records' codecs. */
 inline constexpr uint32_t segmentVersion = 1;
 /** The first bytes of each segment. */
 inline constexpr uint64_t segmentMagic = 0x31474553464e4948;
@@ -51,44 +51,46 @@ struct SegmentHeader
 {
     uint64_t magic;
     uint32_t version;
-    /** 1 when these records count only where no other process has any. */
+    /** 1 when the records are placeholders, which count only at paths where no
+     *  other process has a record. */
     uint32_t placeholders;
-    /** The owner as it says itself; see ProcessIdentity. */
+    /** The owner by its own account; see ProcessIdentity. */
     uint32_t pid;
-    /** How many slots were ever used: the others need not be read. */
+    /** How many slots were ever used; readers ignore the others. */
     uint32_t slotCount;
     uint64_t startTime;
-    /** The size in bytes that the owner lets the file grow to. */
+    /** The size in bytes that the file may grow to. */
     uint64_t capacity;
     /** Bytes of header, slots and blocks that are in use. */
     uint64_t usedBytes;
-    /** Counts the changes of the records: a copy that was made at the same
-     *  number is not out of date. */
+    /** Counts the changes of the records. A copy from the same generation is up
+     *  to date. */
     uint64_t generation;
-    /** Where the tables of slots begin, in bytes; 0 for one that is not there
-     *  yet. */
+    /** Where the tables of slots begin, in bytes; 0 for a table that does not
+     *  exist yet. */
     std::array<uint64_t, slotTables> tables;
 };
 
-/** One record of a segment. Each of the two numbers is written in one store
- *  and has a check of its own; the tag, which changes with each record that a
- *  slot is used for, tells that both belong together. Where the live value is
- *  still that of the record before, which was replaced, BlockHeader::live
- *  counts: so a replacement takes place in one store, too. */
+/** One record of a segment. The numbers `place` and `live` are each written in
+ *  one store and have a check of their own. Their tag, which changes with each
+ *  record of the slot, shows that both belong together. When a record is
+ *  replaced, `place` is stored first; while `live` still has the tag of the old
+ *  record, BlockHeader::live is valid. So a replacement is one store, too. */
 struct Slot
 {
-    /** Where the record's block is; 0 for a slot that is free. */
+    /** Where the record's block is, see Place; 0 for a free slot. */
     uint64_t place;
-    /** The one number of a record that changes most, and the kind. */
+    /** The number of a record that changes most, and the kind; see
+     *  LiveValue. */
     uint64_t live;
-    /** Of the path, see PathSignature. */
+    /** The path's signature, see PathSignature. */
     uint64_t signature;
 };
 
 /** Blocks begin at multiples of this and have such sizes, in bytes. */
 inline constexpr std::size_t blockUnit = 64;
 
-/** What Slot::place says. */
+/** The decoded Slot::place. */
 struct Place
 {
     /** Where the block begins, in units. */
@@ -102,11 +104,11 @@ struct Place
 
 uint64_t encodePlace(const Place& place);
 
-/** @return whether the number is a place and not one that was read while it
- *          was written */
+/** @return false when the check is wrong, for example because the number was
+ *          read while it was written */
 bool decodePlace(uint64_t encoded, Place& place);
 
-/** What Slot::live says. */
+/** The decoded Slot::live. */
 struct LiveValue
 {
     uint32_t value = 0;
@@ -118,10 +120,10 @@ struct LiveValue
 
 uint64_t encodeLive(const LiveValue& live);
 
-/** The counterpart of encodeLive(), as decodePlace(). */
+/** Decodes Slot::live; returns as decodePlace(). */
 bool decodeLive(uint64_t encoded, LiveValue& live);
 
-/** The begin of a block; the path's bytes and the payload's follow. */
+/** The start of a block; the bytes of the path and of the payload follow. */
 struct BlockHeader
 {
     /** The number of the slot that the block belongs to. */
@@ -130,38 +132,37 @@ struct BlockHeader
     uint8_t tag;
     uint8_t reserved;
     uint32_t payloadSize;
-    /** The live value that the record was written with. */
+    /** The live value when the record was written. */
     uint32_t live;
     /** When the record was created, in nanoseconds since boot: of two records
-     *  of one path the younger counts. */
+     *  of one path the younger one is valid. */
     uint64_t created;
-    /** Of all else in the block, see checksumOf(). */
+    /** The checksum of everything else in the block, see blockChecksum(). */
     uint64_t checksum;
 };
 
-/** Finds what was read while it was written. It keeps out nobody who wants to
- *  be believed. */
-uint64_t checksumOf(const BlockHeader& header, std::string_view path,
-                    std::string_view payload);
+/** Detects a block that was read while it was written. No protection against
+ *  forged blocks. */
+uint64_t blockChecksum(const BlockHeader& header, std::string_view path,
+                       std::string_view payload);
 
-/** A number of a path, equal for equal paths, which are hardly ever equal for
- *  others. */
-uint64_t hashOf(std::string_view path);
+/** A hash of a path with few collisions. */
+uint64_t pathHash(std::string_view path);
 
-/** What stands of hashOf() in front of the slots. */
+/** The part of pathHash() that is stored in front of the slots. */
 using SlotHash = uint32_t;
 
-SlotHash slotHashOf(std::string_view path);
+SlotHash slotHash(std::string_view path);
 
-/** Tells of most paths, without looking at them, that they do not begin with a
- *  text: four bits each of the hashes of the path's first 24, 26, 28, ...
- * bytes, as far as it goes. */
+/** Excludes most paths that do not begin with a text, without reading them:
+ *  four bits each of the hashes of the path's first 24, 26, 28, ... bytes, as
+ *  far as the path is long enough. */
 struct PathSignature
 {
     explicit PathSignature(std::string_view path);
 
-    /** Whether a path with this signature may begin with the one that this
-     *  belongs to. */
+    /** Whether a path with the signature @p path may begin with the path of
+     *  this signature. */
     bool mayBegin(uint64_t path) const
     {
         return ((path ^ bits) & mask) == 0;
@@ -187,10 +188,10 @@ struct SlotPosition
     std::size_t index;
 };
 
-SlotPosition positionOf(uint32_t slot);
+SlotPosition slotPosition(uint32_t slot);
 
 /** How many slots a table has. */
-constexpr std::size_t sizeOfTable(std::size_t table)
+constexpr std::size_t slotsInTable(std::size_t table)
 {
     return slotsOfFirstTable << table;
 }
@@ -198,13 +199,13 @@ constexpr std::size_t sizeOfTable(std::size_t table)
 /** Where the slots of a table begin, in bytes from the begin of its hashes. */
 constexpr std::size_t slotsBehind(std::size_t table)
 {
-    return sizeOfTable(table) * sizeof(SlotHash);
+    return slotsInTable(table) * sizeof(SlotHash);
 }
 
 /** The size of a table in bytes. */
 constexpr std::size_t bytesOfTable(std::size_t table)
 {
-    return slotsBehind(table) + sizeOfTable(table) * sizeof(Slot);
+    return slotsBehind(table) + slotsInTable(table) * sizeof(Slot);
 }
 
 /** The size in units of the smallest block that holds so many bytes. */

@@ -20,20 +20,20 @@ namespace healthintf::host
 namespace
 {
 
-/** So much is read at once of blocks that stand together, in bytes. */
+/** The most bytes of neighbouring blocks that are read at once. */
 constexpr std::size_t largestRun = 32UL << 10;
-/** So much between two blocks is read along rather than left out, in bytes. */
+/** The largest gap between two blocks that are read at once, in bytes. */
 constexpr std::size_t largestGap = 512;
 
 /** Where a block begins and ends in the file, in bytes. */
-uint64_t beginOf(const Place& place)
+uint64_t blockBegin(const Place& place)
 {
     return uint64_t{place.unit} * blockUnit;
 }
 
-uint64_t endOf(const Place& place)
+uint64_t blockEnd(const Place& place)
 {
-    return beginOf(place) + std::size_t{place.units} * blockUnit;
+    return blockBegin(place) + std::size_t{place.units} * blockUnit;
 }
 
 bool isPath(std::string_view text)
@@ -42,32 +42,32 @@ bool isPath(std::string_view text)
            text.find('\0') == std::string_view::npos;
 }
 
-/** Whether a live value is that of the record before the one that the place is
- *  of: the owner has not written the new one yet. */
+/** Whether the live value belongs to the record before that of the place: the
+ *  owner has not written the new one yet. */
 bool isReplaced(uint8_t tagOfLive, uint8_t tagOfPlace)
 {
     return static_cast<uint8_t>(tagOfLive + 1) == tagOfPlace;
 }
 
-/** Takes a slot in use apart.
+/** Decodes a slot in use.
  *
- *  @return whether it makes sense: it does not when it was read while it was
- *          written, or when somebody made it up */
+ *  @return false when the slot is invalid: it was read while it was written, or
+ *          was made up */
 bool decodeSlot(const Slot& slot, Place& place, LiveValue& live)
 {
     const bool decoded =
         decodePlace(slot.place, place) && decodeLive(slot.live, live);
-    const std::size_t size = endOf(place) - beginOf(place);
+    const std::size_t size = blockEnd(place) - blockBegin(place);
     const bool together =
         place.tag == live.tag || isReplaced(live.tag, place.tag);
     return decoded && together && place.unit != 0 &&
            size >= sizeof(BlockHeader) && size <= 2 * maxBlock;
 }
 
-/** The record of a block, unless the block is another slot's by now, or not
- *  whole. */
-std::optional<ReadRecord> recordIn(std::span<const char> block, uint32_t slot,
-                                   uint8_t tag, const LiveValue& live)
+/** Parses the record of a block; nothing when the block belongs to another slot
+ *  now, or is incomplete. */
+std::optional<ReadRecord> parseBlock(std::span<const char> block, uint32_t slot,
+                                     uint8_t tag, const LiveValue& live)
 {
     BlockHeader header{};
     std::memcpy(&header, block.data(), sizeof(header));
@@ -86,12 +86,12 @@ std::optional<ReadRecord> recordIn(std::span<const char> block, uint32_t slot,
         .path = {at, header.pathSize},
         .payload = {at + header.pathSize, header.payloadSize}};
     const bool whole =
-        header.checksum == checksumOf(header, record.path, record.payload);
+        header.checksum == blockChecksum(header, record.path, record.payload);
     return whole && isPath(record.path) ? std::optional(record) : std::nullopt;
 }
 
-/** Memory for what is read at once: on the stack what usually does, as a
- *  query shall not ask the allocator for so much. */
+/** Memory for blocks that are read at once. The usual size is on the stack, to
+ *  spare the allocator at each query. */
 class Scratch // NOLINT(*-member-init): see usual
 {
   public:
@@ -107,7 +107,7 @@ class Scratch // NOLINT(*-member-init): see usual
     }
 
   private:
-    // Written as far as it is read.
+    // Not initialised: only written elements are read.
     std::array<char, largestRun> usual; // NOLINT(*-member-init)
     std::unique_ptr<char[]> larger;
 };
@@ -116,7 +116,7 @@ class Scratch // NOLINT(*-member-init): see usual
 
 std::optional<SegmentReader> SegmentReader::open(int folder, const char* name)
 {
-    // A pipe that nobody writes, or a device, must not hold anybody up.
+    // Opening a pipe without a writer, or a device, must not block.
     FileDescriptor opened(
         openat(folder, name,
                O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
@@ -132,9 +132,9 @@ std::optional<SegmentReader> SegmentReader::open(int folder, const char* name)
                          status.st_ino);
 }
 
-/** Reads the begin of a segment.
+/** Reads the header and the first table of a segment.
  *
- *  @return whether the file is one */
+ *  @return whether the file is a segment */
 bool SegmentReader::readBegin(int file, Begin& begin)
 {
     const SegmentHeader& header = begin.header;
@@ -163,8 +163,8 @@ bool SegmentReader::refresh(std::size_t& room)
     return true;
 }
 
-/** Copies the records, or makes a copy that is not whole where there are too
- *  many: until they change, that is not tried again. */
+/** Copies the records. If there are too many, the copy stays empty and
+ *  incomplete, and copying is not tried again until they change. */
 void SegmentReader::copyRecords()
 {
     copy.emplace();
@@ -197,8 +197,8 @@ void SegmentReader::copyRecords()
 
 bool isHeldByOwner(int file)
 {
-    // Asks whether a read lock would be refused: nobody but the owner of the
-    // file can hold one that refuses it.
+    // Asks whether a read lock would be refused. Only a process that may write
+    // the file, its owner, can hold the write lock that refuses it.
     struct flock whole
     {};
     whole.l_type = F_RDLCK;
@@ -211,9 +211,9 @@ bool SegmentReader::isOwned() const
     return isHeldByOwner(file.get());
 }
 
-/** Reads bytes at a place of the file.
+/** Reads bytes of the file.
  *
- *  @return whether all of them are there */
+ *  @return whether all of them could be read */
 bool SegmentReader::fetch(void* into, std::size_t size, uint64_t at) const
 {
     auto* next = static_cast<char*>(into);
@@ -237,9 +237,9 @@ bool SegmentReader::fetch(void* into, std::size_t size, uint64_t at) const
     return true;
 }
 
-/** Reads slots of a table, or hashes, from an index on.
+/** Reads slots or hashes of a table, starting at an index.
  *
- *  @return whether they are there */
+ *  @return whether they could be read */
 template <typename Element>
 bool SegmentReader::fetchOfTable(std::span<Element> elements, std::size_t table,
                                  std::size_t index) const
@@ -251,16 +251,17 @@ bool SegmentReader::fetchOfTable(std::span<Element> elements, std::size_t table,
                                begin + behind + index * sizeof(Element));
 }
 
-/** Visits the first slots, or hashes, some at a time, as far as they are there.
+/** Visits the first @p count slots or hashes in pieces, until one cannot be
+ *  read.
  *
  *  @tparam Element Slot or SlotHash
- *  @param[in] visit gets a span, and the number of its first slot; returns
- *             whether to go on */
+ *  @param[in] visit called with a piece and the number of its first slot;
+ *             returns whether to go on */
 template <typename Element, typename Visit>
 void SegmentReader::forEachPiece(std::size_t count, Visit&& visit) const
 {
     constexpr std::size_t atOnce = largestRun / sizeof(Element);
-    // Written as far as it is read.
+    // Not initialised: only written elements are read.
     std::array<Element, atOnce> read; // NOLINT(*-member-init)
     std::span<const Element> piece;
     if constexpr (std::is_same_v<Element, Slot>)
@@ -273,9 +274,9 @@ void SegmentReader::forEachPiece(std::size_t count, Visit&& visit) const
     }
     for (uint32_t next = 0; next < count;)
     {
-        const auto [table, index] = positionOf(next);
+        const auto [table, index] = slotPosition(next);
         const std::size_t size = std::min(
-            {atOnce, sizeOfTable(table) - index, std::size_t{count} - next});
+            {atOnce, slotsInTable(table) - index, std::size_t{count} - next});
         if (table != 0)
         {
             if (!fetchOfTable(std::span(read).first(size), table, index))
@@ -313,7 +314,7 @@ Coverage SegmentReader::readFile(const RecordQuery& query,
     return coverage;
 }
 
-/** Visits the records that are wanted among the first slots. */
+/** Visits the matching records of the first @p count slots. */
 Coverage SegmentReader::readSlots(std::size_t count, const RecordQuery& query,
                                   ReadingBudget& budget,
                                   const VisitReadRecord& visit) const
@@ -367,7 +368,7 @@ Coverage SegmentReader::readByHash(std::size_t count, const RecordQuery& query,
     return coverage;
 }
 
-/** Whether one of the first slots has a record of a kind. */
+/** Whether one of the first @p count slots has a record of a kind. */
 bool SegmentReader::hasKind(RecordKind kind, std::size_t count) const
 {
     bool found = false;
@@ -383,7 +384,7 @@ bool SegmentReader::hasKind(RecordKind kind, std::size_t count) const
     return found;
 }
 
-/** Looks whether the record of a slot may be wanted. */
+/** Adds a slot to the selection if its record may match. */
 void SegmentReader::select(const Slot& slot, uint32_t number,
                            const RecordQuery& query, ReadingBudget& budget,
                            Selection& selection, Coverage& coverage)
@@ -407,7 +408,8 @@ void SegmentReader::select(const Slot& slot, uint32_t number,
     {
         return;
     }
-    const std::size_t size = endOf(candidate.place) - beginOf(candidate.place);
+    const std::size_t size =
+        blockEnd(candidate.place) - blockBegin(candidate.place);
     if (budget.records == 0 || budget.bytes < size)
     {
         coverage.complete = false;
@@ -418,8 +420,8 @@ void SegmentReader::select(const Slot& slot, uint32_t number,
     selection.candidates.push_back(candidate);
 }
 
-/** Visits the records of a selection, and empties it. Blocks that stand
- * together are read at once. */
+/** Visits the records of a selection, and empties it. Neighbouring blocks are
+ *  read at once. */
 void SegmentReader::readSelected(Selection& selection, const RecordQuery& query,
                                  ReadingBudget& budget,
                                  const VisitReadRecord& visit) const
@@ -434,7 +436,7 @@ void SegmentReader::readSelected(Selection& selection, const RecordQuery& query,
     }
     for (std::span<const Candidate> left(candidates); !left.empty();)
     {
-        const std::size_t size = sizeOfRun(left);
+        const std::size_t size = countRun(left);
         readRun(left.first(size), query, torn, visit);
         left = left.subspan(size);
     }
@@ -451,49 +453,48 @@ void SegmentReader::readSelected(Selection& selection, const RecordQuery& query,
     torn.clear();
 }
 
-/** How many of the candidates, the first ones, are read at once. */
-std::size_t SegmentReader::sizeOfRun(std::span<const Candidate> candidates)
+/** How many of the first candidates are read at once. */
+std::size_t SegmentReader::countRun(std::span<const Candidate> candidates)
 {
-    const uint64_t begin = beginOf(candidates.front().place);
+    const uint64_t begin = blockBegin(candidates.front().place);
     uint64_t end = begin;
     std::size_t size = 0;
     for (const Candidate& each : candidates)
     {
-        if (size > 0 && (beginOf(each.place) > end + largestGap ||
-                         endOf(each.place) - begin > largestRun))
+        if (size > 0 && (blockBegin(each.place) > end + largestGap ||
+                         blockEnd(each.place) - begin > largestRun))
         {
             break;
         }
-        end = std::max(end, endOf(each.place));
+        end = std::max(end, blockEnd(each.place));
         ++size;
     }
     return size;
 }
 
-/** Visits the records whose blocks stand next to each other.
+/** Visits the records of neighbouring blocks.
  *
- *  @param[in,out] torn the slots are added whose blocks are not theirs or not
- *                 whole */
+ *  @param[in,out] torn slots with an invalid block are added */
 void SegmentReader::readRun(std::span<const Candidate> run,
                             const RecordQuery& query,
                             std::vector<uint32_t>& torn,
                             const VisitReadRecord& visit) const
 {
-    const uint64_t begin = beginOf(run.front().place);
+    const uint64_t begin = blockBegin(run.front().place);
     uint64_t end = begin;
     for (const Candidate& each : run)
     {
-        end = std::max(end, endOf(each.place));
+        end = std::max(end, blockEnd(each.place));
     }
     Scratch scratch;
     char* const read = scratch.get(end - begin);
     const bool fetched = fetch(read, end - begin, begin);
     for (const auto& [slot, place, live] : run)
     {
-        const std::span block(read + (beginOf(place) - begin),
-                              endOf(place) - beginOf(place));
+        const std::span block(read + (blockBegin(place) - begin),
+                              blockEnd(place) - blockBegin(place));
         const auto record =
-            fetched ? recordIn(block, slot, place.tag, live) : std::nullopt;
+            fetched ? parseBlock(block, slot, place.tag, live) : std::nullopt;
         if (!record)
         {
             torn.push_back(slot);
@@ -505,11 +506,11 @@ void SegmentReader::readRun(std::span<const Candidate> run,
     }
 }
 
-/** What a slot says now; nothing when it is free. */
+/** Reads and decodes a slot; nothing when it is free. */
 std::optional<SegmentReader::Candidate>
 SegmentReader::candidateAt(uint32_t slot) const
 {
-    const auto [table, index] = positionOf(slot);
+    const auto [table, index] = slotPosition(slot);
     Slot read{};
     Candidate candidate{.slot = slot, .place = {}, .live = {}};
     if (!fetchOfTable(std::span(&read, 1), table, index) || read.place == 0)
@@ -523,8 +524,8 @@ SegmentReader::candidateAt(uint32_t slot) const
     return candidate;
 }
 
-/** Visits the record of a slot that was changed while it was read. A record
- * that stays torn is not being written: its owner made it up.
+/** Visits the record of a slot that was changed while it was read. Gives up
+ *  after some attempts: a record that stays invalid was made up by its owner.
  *
  *  @return whether there is one */
 bool SegmentReader::readAgain(uint32_t slot, ReadingBudget& budget,
@@ -538,8 +539,8 @@ bool SegmentReader::readAgain(uint32_t slot, ReadingBudget& budget,
         {
             return false;
         }
-        const uint64_t begin = beginOf(candidate->place);
-        const std::size_t size = endOf(candidate->place) - begin;
+        const uint64_t begin = blockBegin(candidate->place);
+        const std::size_t size = blockEnd(candidate->place) - begin;
         if (size > budget.bytes)
         {
             return false;
@@ -551,8 +552,8 @@ bool SegmentReader::readAgain(uint32_t slot, ReadingBudget& budget,
         {
             continue;
         }
-        if (const auto record = recordIn({read, size}, slot,
-                                         candidate->place.tag, candidate->live))
+        if (const auto record = parseBlock(
+                {read, size}, slot, candidate->place.tag, candidate->live))
         {
             visit(*record);
             return true;

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Reads the segments of others, whatever is in them. */
+/** @file Reads the segments of other processes, which may contain anything. */
 
 #include "../storage/file_descriptor.hpp"
 #include "process_identity.hpp"
@@ -21,24 +21,23 @@
 namespace healthintf::host
 {
 
-/** How much is read of the segments of one user, so that nobody can fill the
- *  memory of a reader or keep it busy. */
+/** How much is read of the segments of one user, so that no user can fill a
+ *  reader's memory or keep it busy. */
 struct ReadingBudget
 {
     std::size_t segments = 1024;
     std::size_t slots = std::size_t{1} << 20;
     std::size_t records = std::size_t{1} << 18;
     std::size_t bytes = 256UL << 20;
-    /** Reads of what was changed while it was read. */
+    /** Repeated reads of records that changed while they were read. */
     std::size_t repetitions = 10'000;
 };
 
-/** Whether the owner of an open file, that of a segment, lives. */
+/** Whether the process that wrote an open segment lives. */
 bool isHeldByOwner(int file);
 
-/** A segment that was opened for reading. Nothing that its owner does to it,
- *  also while it is read, makes more of a call than an answer that leaves
- *  records out. */
+/** A segment that is open for reading. Whatever its owner does to it, also
+ *  during a call, can only make records missing from the results. */
 class SegmentReader
 {
   public:
@@ -46,46 +45,45 @@ class SegmentReader
      *
      *  @param[in] folder an open folder
      *  @param[in] name the file in it; a link is not followed
-     *  @return nothing when it is no segment that can be read */
+     *  @return nothing when it is not a readable segment */
     static std::optional<SegmentReader> open(int folder, const char* name);
 
-    /** Whether its owner lives. */
+    /** Whether the process that wrote it lives. */
     bool isOwned() const;
 
-    /** Makes ready for one more query of a segment that stays open: reads what
-     *  its owner says of it again, and copies the records of a small one that
-     *  has not changed since the query before.
+    /** Prepares an open segment for another query: reads its header again, and
+     *  copies the records of a small segment that has not changed since the
+     *  last query.
      *
-     *  @param[in,out] room how many bytes copies may take, less what this one
-     *                 does
-     *  @return whether it can be read */
+     *  @param[in,out] room how many bytes copies may take; reduced by this copy
+     *  @return whether the segment can be read */
     bool refresh(std::size_t& room);
 
-    /** Who owns the file. */
+    /** The user who owns the file. */
     uid_t user() const
     {
         return userId;
     }
 
-    /** The file's number, equal for two names of one file. */
+    /** The file's inode number, which is the same for all names of the file. */
     ino_t inode() const
     {
         return number;
     }
 
-    /** Who the owner says to be. */
+    /** The process that wrote the segment, by its own account. */
     ProcessIdentity owner() const
     {
         return {.pid = header().pid, .startTime = header().startTime};
     }
 
-    /** Whether its records count only where no other process has any. */
+    /** Whether its records are placeholders. */
     bool hasPlaceholders() const
     {
         return header().placeholders != 0;
     }
 
-    /** Bytes in use, and how many the owner allows itself, as it says. */
+    /** The bytes in use and the capacity, by the owner's account. */
     uint64_t usedBytes() const
     {
         return header().usedBytes;
@@ -95,20 +93,20 @@ class SegmentReader
         return header().capacity;
     }
 
-    /** Visits the records that are wanted, in no order.
+    /** Visits the matching records in no particular order.
      *
-     *  @param[in,out] budget what may be read; less what was */
+     *  @param[in,out] budget how much may be read; reduced by what was read */
     Coverage read(const RecordQuery& query, ReadingBudget& budget,
                   const VisitReadRecord& visit) const;
 
     /** Visits the record of one slot.
      *
-     *  @return whether there is one */
+     *  @return whether there is a record */
     bool readSlot(uint32_t slot, ReadingBudget& budget,
                   const VisitReadRecord& visit) const;
 
   private:
-    /** A slot whose record may be wanted. */
+    /** A slot whose record may match. */
     struct Candidate
     {
         uint32_t slot = 0;
@@ -116,15 +114,15 @@ class SegmentReader
         LiveValue live;
     };
 
-    /** Some slots by what is to be done about their records. */
+    /** Slots whose records are to be read. */
     struct Selection
     {
         std::vector<Candidate> candidates;
-        /** Those that were changed while they were read. */
+        /** Slots that were changed while they were read. */
         std::vector<uint32_t> torn;
     };
 
-    /** The begin of a segment, which is read at once: the header, and the first
+    /** The start of a segment, which is read at once: the header and the first
      *  table with its hashes. */
     struct Begin
     {
@@ -166,7 +164,7 @@ class SegmentReader
     void readSelected(Selection& selection, const RecordQuery& query,
                       ReadingBudget& budget,
                       const VisitReadRecord& visit) const;
-    static std::size_t sizeOfRun(std::span<const Candidate> candidates);
+    static std::size_t countRun(std::span<const Candidate> candidates);
     void readRun(std::span<const Candidate> run, const RecordQuery& query,
                  std::vector<uint32_t>& torn,
                  const VisitReadRecord& visit) const;

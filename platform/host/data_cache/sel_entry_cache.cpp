@@ -34,15 +34,15 @@ namespace
 constexpr const char* mirrorFile = "log";
 constexpr std::size_t digitsOfId = 5;
 
-std::string pathOf(uint16_t recordId)
+std::string entryPath(uint16_t recordId)
 {
     std::array<char, digitsOfId + 1> number{};
     std::snprintf(number.data(), number.size(), "%05d", recordId);
     return std::string(SELInterface::entryPrefix) + number.data();
 }
 
-/** The identifier of an entry when a prefix is its whole path. */
-std::optional<uint16_t> idOf(std::string_view prefix)
+/** The record identifier, if a prefix is the whole path of an entry. */
+std::optional<uint16_t> parseEntryPath(std::string_view prefix)
 {
     const std::string_view start = SELInterface::entryPrefix;
     uint16_t id = 0;
@@ -58,30 +58,31 @@ std::optional<uint16_t> idOf(std::string_view prefix)
                                                   : std::nullopt;
 }
 
-/** Whether a prefix selects the log, which stands for its entries. */
+/** Whether a prefix matches the log's own path, which selects all entries. */
 bool selectsTheLog(const std::string& prefix)
 {
     return std::string_view(SELInterface::logPath).starts_with(prefix);
 }
 
-/** A record holds the entry, and behind it the sequence number. */
+/** Puts an entry into the mirror. Its payload is the entry followed by the
+ *  sequence number. */
 void put(Segment& segment, uint64_t sequence, const SELEntryProperties& entry)
 {
     std::string payload = encodeSelEntry(entry);
     ByteWriter(payload).put(sequence);
     segment.putAt(entry.recordId, {.kind = RecordKind::selEntry,
-                                   .path = pathOf(entry.recordId),
+                                   .path = entryPath(entry.recordId),
                                    .payload = payload});
 }
 
-uint64_t sequenceIn(std::string_view payload)
+uint64_t readSequence(std::string_view payload)
 {
     const std::size_t size =
         payload.size() - std::min(payload.size(), sizeof(uint64_t));
     return ByteReader(payload.substr(size)).get<uint64_t>();
 }
 
-/** The mirror, opened for reading.
+/** Opens the mirror for reading.
  *
  *  @return nothing when there is none
  *  @throws std::system_error when its folder cannot be read */
@@ -114,7 +115,7 @@ using EntriesInOrder = std::map<uint64_t, SELEntryProperties>;
 
 void keep(const ReadRecord& record, EntriesInOrder& entries)
 {
-    entries.insert_or_assign(sequenceIn(record.payload),
+    entries.insert_or_assign(readSequence(record.payload),
                              decodeSelEntry(record.payload));
 }
 
@@ -149,9 +150,9 @@ int readAll(const SegmentReader& mirror,
                               : DataAbstraction::readNoRecords;
 }
 
-/** Reads the entry of an identifier.
+/** Reads the entry with an identifier.
  *
- *  @return whether it is there */
+ *  @return whether there is one */
 bool readOne(const SegmentReader& mirror, uint16_t id, Entries& entries)
 {
     ReadingBudget budget;
@@ -166,12 +167,12 @@ SelMirror::SelMirror() = default;
 
 SelMirror::~SelMirror() = default;
 
-int SelMirror::replace(const std::function<void(const Sink& put)>& tellAll)
+int SelMirror::replace(const std::function<void(const Sink& put)>& putAll)
 {
     return useCache([&] {
         auto made = std::make_unique<Segment>(
             madeFolder(selMirrorFolder()) / mirrorFile, segmentCapacity());
-        tellAll([&made](uint64_t sequence, const SELEntryProperties& entry) {
+        putAll([&made](uint64_t sequence, const SELEntryProperties& entry) {
             put(*made, sequence, entry);
         });
         made->publish();
@@ -245,8 +246,8 @@ long DataAbstraction::SELEntry::get_map_by_path_prefixes(
         {
             return readNoRecords;
         }
-        const auto id =
-            prefixes.size() == 1 ? idOf(prefixes.front()) : std::nullopt;
+        const auto id = prefixes.size() == 1 ? parseEntryPath(prefixes.front())
+                                             : std::nullopt;
         if (id && readOne(*mirror, *id, entries))
         {
             return readOk;

@@ -1,8 +1,8 @@
 #pragma once
 
-/** @file The mirror of the System Event Log, from which everybody reads the
- *  log's entries. The log manager writes it, in a folder that only its user can
- *  write, and it stays when the log manager ends: what it mirrors lasts. */
+/** @file The mirror of the System Event Log, from which all processes read the
+ *  log's entries. logmgr writes it, in a folder that only its user can write.
+ *  It stays when logmgr ends, as the log does. */
 
 #include <platform/api.h>
 #include <platform/data_abstraction/sel.hpp>
@@ -18,8 +18,8 @@ namespace healthintf::host
 
 class Segment;
 
-/** Writes the mirror of the System Event Log. Every failure becomes a number
- *  and, when it is another one than the last, one line in the log. */
+/** Writes the mirror of the System Event Log. Every failure becomes an error
+ *  number; a failure that differs from the last one is logged. */
 class PLATFORM_API SelMirror
 {
   public:
@@ -28,35 +28,34 @@ class PLATFORM_API SelMirror
     SelMirror(const SelMirror&) = delete;
     SelMirror& operator=(const SelMirror&) = delete;
 
-    /** Takes one entry with its sequence number, which gives it its place in
-     *  the log: identifiers begin again with 1. */
+    /** Puts one entry with its sequence number, which gives the order of the
+     *  log: record identifiers start again at 1. */
     using Sink =
         std::function<void(uint64_t sequence, const SELEntryProperties& entry)>;
 
-    /** Puts other entries in the place of all that are there, at once for
-     *  readers.
+    /** Replaces all entries by others, for readers in one step.
      *
-     *  @param[in] tellAll hands each of them to the sink
-     *  @return 0, or the number of the failure; nothing is changed then */
-    int replace(const std::function<void(const Sink& put)>& tellAll);
+     *  @param[in] putAll calls the sink for each new entry
+     *  @return 0, or an error number; then nothing is changed */
+    int replace(const std::function<void(const Sink& put)>& putAll);
 
-    /** Whether readers still find what replace() has made: somebody may have
-     *  removed it. */
+    /** Whether readers still find the mirror, whose file may have been
+     *  removed. */
     bool isInPlace() const;
 
-    /** How much space the mirror has, in bytes. */
+    /** The size of the mirror in bytes. */
     std::size_t size() const;
 
-    /** Whether entries take less than a quarter of that space: what entries of
-     *  other sizes have left is not used for all. replace() gives it back. */
+    /** Whether entries take less than a quarter of the mirror: free space that
+     *  does not fit new entries stays unused until replace(). */
     bool isMostlyFree() const;
 
     /** Adds an entry and removes others. replace() must have succeeded before,
-     *  and the mirror be in place.
+     *  and isInPlace() be true.
      *
-     *  @param[in] removed identifiers of the entries that go, as far as they
-     *             are there
-     *  @return 0, or the number of the failure; nothing is changed then */
+     *  @param[in] removed identifiers of the entries to remove; unknown ones
+     *             are ignored
+     *  @return 0, or an error number; then nothing is changed */
     int add(uint64_t sequence, const SELEntryProperties& entry,
             const std::vector<uint16_t>& removed = {});
 
@@ -66,9 +65,9 @@ class PLATFORM_API SelMirror
 
 /** Reads the mirror.
  *
- *  @param[out] entries what it holds, in the order of the log; none without a
+ *  @param[out] entries its entries, in the order of the log; none without a
  *              mirror
- *  @return a DataAbstraction::ReadResult, or the number of the failure */
+ *  @return a DataAbstraction::ReadResult, or an error number */
 PLATFORM_API long readSelMirror(std::vector<SELEntryProperties>& entries);
 
 } // namespace healthintf::host

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Entries of the System Event Log as the bytes of a record. */
+/** @file Encodes entries of the System Event Log as the bytes of a record. */
 
 #include <platform/api.h>
 #include <platform/data_abstraction/sel.hpp>

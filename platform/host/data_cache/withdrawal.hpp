@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file What the health manager does about processes that died without
- *  removing their records. */
+/** @file Removes the segments of processes that died without removing their
+ *  records; for healthmgr. */
 
 #include "process_identity.hpp"
 
@@ -15,43 +15,45 @@
 namespace healthintf::host
 {
 
-/** Lets the records of this process count only where no other process has any.
- *  For the health manager, whose nodes are there as long as no daemon has
- *  them. */
+/** Makes the records of this process placeholders, which count only at paths
+ *  where no other process has a record. For healthmgr, which hosts a node only
+ *  as long as no daemon does. */
 PLATFORM_API void giveWayToOthers();
 
-/** Who a health record belongs to, and what it says. */
+/** A health record and its owner. */
 struct HealthRecord
 {
     ProcessIdentity owner;
     uint32_t health = 0;
 };
 
-/** The health record at @p key, if there is one that can be read. */
+/** The health record at @p key; nothing when there is none or it cannot be
+ *  read. */
 PLATFORM_API std::optional<HealthRecord>
 findHealthRecord(const std::string& key);
 
-/** A node that a process left behind when it died. */
+/** A node of a process that died without removing it. */
 struct LeftNode
 {
     std::string key;
     ProcessIdentity owner;
 };
 
-/** Removes what dead processes left behind. Nobody reads it any more, but the
- *  parents of their nodes do not know yet that they are gone. */
+/** Removes the segments of dead processes. Readers ignore these already, but
+ *  the parents of their nodes must be told that the nodes are gone. */
 class Withdrawal
 {
   public:
     /** Removes the files that belong to no living process.
      *
-     *  @return the nodes in them, each once, also when its file could not be
-     *          removed; nothing when the data cache cannot be read, which is
-     *          logged */
+     *  @return the nodes in them; a node is returned only once, also when its
+     *          file cannot be removed. Nothing when the data cache cannot be
+     *          read, which is logged */
     PLATFORM_API std::optional<std::vector<LeftNode>> removeTheDead();
 
   private:
-    /** Files whose nodes were told of and that could not be removed. */
+    /** Files that could not be removed, and whose nodes were returned
+     *  already. */
     std::set<std::string> unremovable;
 };
 

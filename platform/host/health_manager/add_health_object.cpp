@@ -35,11 +35,12 @@ void send(const std::string& service, const std::string& path,
     checkBus("sd_bus_message_set_expect_reply",
              sd_bus_message_set_expect_reply(raw, 0));
     checkBus("sd_bus_send", sd_bus_send(bus, raw, nullptr));
-    // Nobody may ever process this connection again.
+    // The connection may never be processed again, so the request must leave
+    // now.
     checkBus("sd_bus_flush", sd_bus_flush(bus));
 }
 
-/** Whether a failure means that the connection is gone. */
+/** Whether an error means that the connection is lost. */
 bool isLoss(int code)
 {
     return code == ECONNRESET || code == ENOTCONN || code == EPIPE;

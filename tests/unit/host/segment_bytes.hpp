@@ -62,7 +62,7 @@ std::string withHeader(std::string bytes, const Change& change)
 /** Where a slot is. */
 inline std::size_t placeOfSlot(const std::string& bytes, uint32_t slot)
 {
-    const auto [table, index] = host::positionOf(slot);
+    const auto [table, index] = host::slotPosition(slot);
     return valueAt<host::SegmentHeader>(bytes, 0).tables.at(table) +
            host::slotsBehind(table) + index * sizeof(host::Slot);
 }
@@ -94,7 +94,7 @@ std::string withBlock(std::string bytes, uint32_t slot, const Change& change,
     if (checked && texts + header.pathSize + header.payloadSize <= bytes.size())
     {
         const std::string_view all(bytes);
-        header.checksum = host::checksumOf(
+        header.checksum = host::blockChecksum(
             header, all.substr(texts, header.pathSize),
             all.substr(texts + header.pathSize, header.payloadSize));
     }

@@ -117,7 +117,7 @@ TEST(SegmentFormat, FindsEachFlippedBitOfALiveValue)
 uint64_t sumOf(const BlockHeader& header, const std::string& path,
                const std::string& payload)
 {
-    return checksumOf(header, path, payload);
+    return blockChecksum(header, path, payload);
 }
 
 TEST(SegmentFormat, FindsEachFlippedBitOfABlock)
@@ -162,12 +162,12 @@ TEST(SegmentFormat, HasAnotherHashForEachPath)
     for (int i = 0; i < count; ++i)
     {
         hashes.insert(
-            hashOf("/com/vexa/olvar/health/node" + std::to_string(i)));
+            pathHash("/com/vexa/olvar/health/node" + std::to_string(i)));
     }
     // A zero byte at the end is not the same as none.
-    hashes.insert(hashOf(""));
-    hashes.insert(hashOf(std::string(1, '\0')));
-    hashes.insert(hashOf(std::string(8, '\0')));
+    hashes.insert(pathHash(""));
+    hashes.insert(pathHash(std::string(1, '\0')));
+    hashes.insert(pathHash(std::string(8, '\0')));
     EXPECT_EQ(hashes.size(), count + 3U);
 }
 
@@ -176,13 +176,13 @@ TEST(SegmentFormat, PutsEachSlotIntoOneTable)
     uint32_t slot = 0;
     for (std::size_t table = 0; table < slotTables; ++table)
     {
-        const std::size_t size = sizeOfTable(table);
+        const std::size_t size = slotsInTable(table);
         EXPECT_EQ(size, slotsOfFirstTable << table);
-        const SlotPosition first = positionOf(slot);
+        const SlotPosition first = slotPosition(slot);
         EXPECT_EQ(first.table, table);
         EXPECT_EQ(first.index, 0U);
         const SlotPosition last =
-            positionOf(slot + static_cast<uint32_t>(size) - 1);
+            slotPosition(slot + static_cast<uint32_t>(size) - 1);
         EXPECT_EQ(last.table, table);
         EXPECT_EQ(last.index, size - 1);
         slot += static_cast<uint32_t>(size);
@@ -195,12 +195,12 @@ TEST(SegmentFormat, HasAnotherPositionForEachSlot)
     SlotPosition before{.table = 0, .index = 0};
     for (uint32_t slot = 1; slot < 100'000; ++slot)
     {
-        const SlotPosition next = positionOf(slot);
+        const SlotPosition next = slotPosition(slot);
         const bool same =
             next.table == before.table && next.index == before.index + 1;
         const bool following = next.table == before.table + 1 &&
                                next.index == 0 &&
-                               before.index + 1 == sizeOfTable(before.table);
+                               before.index + 1 == slotsInTable(before.table);
         ASSERT_TRUE(same || following) << slot;
         before = next;
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Where the health tree and its manager are found on D-Bus. */
+/** @file The D-Bus names of the health tree and of healthmgr. */
 
 #include <string_view>
 
@@ -10,15 +10,15 @@ namespace healthintf::names
 /** The root of the health tree: every component key lies below it, and each
  *  connection that holds nodes has an object manager here. */
 inline constexpr const char* root = "/com/vexa/olvar/health";
-/** The key above the root; it has no node, and is never missed. */
+/** The key above the root; it has no node and needs none. */
 inline constexpr const char* aboveRoot = "/com/vexa/olvar";
 
-/** The health manager's bus name. */
+/** The bus name of healthmgr. */
 inline constexpr const char* managerService = "com.vexa.olvar.healthmgr";
-/** The health manager's object. */
+/** The object of healthmgr. */
 inline constexpr const char* managerPath = "/com/vexa/olvar/healthmgr";
-/** The interface of the health manager and of the signals that any process
- *  may send to all components. */
+/** The interface of healthmgr, and of signals that any process may send to all
+ *  components. */
 inline constexpr const char* managerInterface = "com.vexa.olvar.healthmgr";
 
 } // namespace healthintf::names

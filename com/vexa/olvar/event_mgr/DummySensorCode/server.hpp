@@ -46,7 +46,7 @@ class HEALTHINTF_API DummySensorCode
 
     /** Raises a fault, for the D-Bus method TriggerFault.
      *
-     *  @return what the caller is answered, as of every method here */
+     *  @return the reply to the D-Bus call, as for every method here */
     virtual int32_t triggerFault(uint32_t value) = 0;
 
     /** Takes a fault back, for the D-Bus method RemoveFault. */
@@ -58,27 +58,28 @@ class HEALTHINTF_API DummySensorCode
     /** The health, 0 until it is set. */
     virtual uint32_t healthStatus() const;
 
-    /** Sets the health and announces it, unless it is the one held.
+    /** Sets the health and announces a change.
      *
      *  @param[in] value the health
      *  @param[in] skipSignal whether not to announce it
-     *  @return the health held afterwards */
+     *  @return the health afterwards */
     virtual uint32_t healthStatus(uint32_t value, bool skipSignal);
 
-    /** Sets the health, also for whoever writes it over D-Bus.
+    /** Sets the health and announces a change; also called when a D-Bus client
+     *  writes it.
      *
-     *  @return the health held afterwards */
+     *  @return the health afterwards */
     virtual uint32_t healthStatus(uint32_t value);
 
-    /** Sets a property by its D-Bus name; a name that is none is ignored.
+    /** Sets a property by its D-Bus name; an unknown name is ignored.
      *
      *  @throws std::bad_variant_access when the value is of another type */
     void setPropertyByName(const std::string& name,
                            const PropertiesVariant& value,
                            bool skipSignal = false);
 
-    /** The value of a property by its D-Bus name; a variant of 0 for a name
-     *  that is none. */
+    /** The value of a property by its D-Bus name; a variant of 0 for an unknown
+     *  name. */
     PropertiesVariant getPropertyByName(const std::string& name) const;
 
     /** The connection that the object is on. */

@@ -79,7 +79,7 @@ void FaultEntry::faultEntryRemoved(const std::string& fqdd,
                   sensorNumber, sensorType);
 }
 
-// By value, as those who link against it know it.
+// The parameters are passed by value, because the ABI has this signature.
 // NOLINTBEGIN(performance-unnecessary-value-param)
 void FaultEntry::hideFaultForSensor(bool hide, std::string healthPath,
                                     std::string sensorPath,

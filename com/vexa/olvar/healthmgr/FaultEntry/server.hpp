@@ -43,10 +43,10 @@ class HEALTHINTF_API FaultEntry
      *  @param[in] path the object's path
      *  @param[in] properties initial values; with "meta-NonCached" among them
      *             the object has no record
-     *  @param[in] skipSignal whether the initial values go unannounced
+     *  @param[in] skipSignal whether not to announce the initial values
      *  @throws sdbusplus::exception::SdBusError when sd-bus refuses the object
-     *  @throws std::bad_variant_access, or what the data cache throws; nothing
-     *          is left behind then */
+     *  @throws std::bad_variant_access, or what the data cache throws; then
+     *          nothing is left behind */
     FaultEntry(sdbusplus::bus_t& bus, const char* path,
                const PropertyMap& properties, bool skipSignal);
 
@@ -56,18 +56,18 @@ class HEALTHINTF_API FaultEntry
     /** Removes the record, then the object. */
     virtual ~FaultEntry();
 
-    /** Sets a property by its D-Bus name; a name that is none is ignored.
+    /** Sets a property by its D-Bus name; an unknown name is ignored.
      *
      *  @throws std::bad_variant_access when the value is of another type */
     void setPropertyByName(const std::string& name,
                            const PropertiesVariant& value,
                            bool skipSignal = false);
 
-    /** The value of a property by its D-Bus name; a variant of false for a
-     *  name that is none. */
+    /** The value of a property by its D-Bus name; a variant of false for an
+     *  unknown name. */
     PropertiesVariant getPropertyByName(const std::string& name) const;
 
-    /** Sends the signal FaultEntryAdded to whoever listens.
+    /** Sends the signal FaultEntryAdded.
      *
      *  @throws sdbusplus::exception::SdBusError naming the failed call */
     void faultEntryAdded(const std::string& fqdd, const std::string& messageID,
@@ -77,7 +77,7 @@ class HEALTHINTF_API FaultEntry
                          const std::string& sensorPath, uint32_t sensorNumber,
                          uint32_t sensorType);
 
-    /** Sends the signal FaultEntryRemoved to whoever listens.
+    /** Sends the signal FaultEntryRemoved.
      *
      *  @throws sdbusplus::exception::SdBusError naming the failed call */
     void faultEntryRemoved(const std::string& fqdd,
@@ -85,7 +85,7 @@ class HEALTHINTF_API FaultEntry
                            const std::string& sensorPath, uint32_t sensorNumber,
                            uint32_t sensorType);
 
-    /** Sends the signal HideFaultForSensor to whoever listens.
+    /** Sends the signal HideFaultForSensor.
      *
      *  @throws sdbusplus::exception::SdBusError naming the failed call */
     void hideFaultForSensor(bool hide, std::string healthPath,
@@ -117,9 +117,8 @@ class HEALTHINTF_API FaultEntry
 
     healthintf::binding::Mirror<Cache> mirror;
 
-    /** Identifier of the component that the fault is on. Constant to D-Bus
-     *  clients; the announcement of its first value is left to sd-bus, which
-     *  may refuse it. */
+    /** Identifier of the component that the fault is on. Constant for D-Bus
+     *  clients, so sd-bus may refuse to announce its first value. */
     HEALTHINTF_MIRRORED_PROPERTY(std::string, fqdd, "FQDD", const_)
     /** Identifier of the message in the message registry. */
     HEALTHINTF_MIRRORED_PROPERTY(std::string, messageID, "MessageID",
@@ -147,7 +146,7 @@ class HEALTHINTF_API FaultEntry
     /** Text for the front-panel LCD. */
     HEALTHINTF_MIRRORED_PROPERTY(std::string, lcdMessage, "LcdMessage",
                                  emits_change)
-    /** Whether the fault is hidden and counts for no health. */
+    /** Whether the fault is hidden and does not count for the health. */
     HEALTHINTF_MIRRORED_PROPERTY(bool, hidden, "Hidden", emits_change)
 };
 

@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file Tells apart the objects of one process that hold the same health
- *  record. */
+/** @file Shares one health record between the objects of a process at the same
+ *  path. */
 
 #include <platform/data_abstraction/health_status.hpp>
 
@@ -15,39 +15,40 @@ namespace healthintf::binding
 {
 
 /** The objects of this process by the paths of their health records. The data
- *  cache has one record for each path of a process: it says what the youngest
- *  object at the path says, and stays until the last one ends. Thread-safe.
+ *  cache has one record for each path of a process: it has the health of the
+ *  youngest object at the path, and stays until the last object there is
+ *  destroyed. Thread-safe.
  *
- *  With one object at a path each call goes on to the data cache, and so does
- *  its result. */
+ *  With one object at a path, each call is passed on to the data cache and
+ *  returns its result. */
 class RecordHolders
 {
   public:
-    /** The holders of this process. A child of fork() has none at first, as it
+    /** The holders of this process. A child of fork() starts without any, as it
      *  has no records. */
     static RecordHolders& ofThisProcess();
 
-    /** Adds an object, the youngest at its path from now on, and creates or
-     *  replaces the record.
+    /** Adds an object as the youngest at its path, and creates or replaces the
+     *  record.
      *
-     *  @throws what the data cache throws; the object is none then */
+     *  @throws what the data cache throws; then the object is not added */
     int create(const void* holder, const std::string& path,
                const HealthStatusPropertyMap& properties);
 
-    /** Changes the record if the object is the youngest; else notes the value
-     *  for the time when it is.
+    /** Changes the record if the object is the youngest at its path; otherwise
+     *  keeps the value until it is.
      *
-     *  @return the data cache's result; 0 for a value that was noted */
+     *  @return the data cache's result; 0 for a value that was kept */
     int setProperty(const void* holder, const std::string& path,
                     const std::string& name,
                     const HealthStatusPropertyVariant& value);
 
-    /** Takes an object out. The last one's record is removed; after the
-     *  youngest's end the record says what the next one says. */
+    /** Removes an object. The last object's record is removed; after the
+     *  youngest object the record gets the health of the next youngest. */
     int remove(const void* holder, const std::string& path);
 
-    /** The health that a path has without one of its objects: that of the
-     *  youngest other one, 0 when there is none. */
+    /** The health of the youngest object at a path other than @p holder; 0 when
+     *  there is none. */
     uint32_t healthWithout(const void* holder, const std::string& path);
 
   private:
@@ -58,7 +59,7 @@ class RecordHolders
     };
 
     std::mutex mutex;
-    /** The oldest first; none is empty. */
+    /** The oldest object first; no list is empty. */
     std::unordered_map<std::string, std::vector<Holder>> holders;
 };
 

@@ -42,33 +42,33 @@ class HEALTHINTF_API HealthStatus
      *  @param[in] properties initial values; with "meta-NonCached" among them
      *             the object has no record
      *  @throws sdbusplus::exception::SdBusError when sd-bus refuses the object
-     *  @throws std::bad_variant_access, or what the data cache throws; nothing
-     *          is left behind then */
+     *  @throws std::bad_variant_access, or what the data cache throws; then
+     *          nothing is left behind */
     HealthStatus(sdbusplus::bus_t& bus, const char* path,
                  const PropertyMap& properties);
 
     HealthStatus(const HealthStatus&) = delete;
     HealthStatus& operator=(const HealthStatus&) = delete;
 
-    /** Removes the record, then the object. The record of a path at which this
-     *  process has another object, on another connection, stays. */
+    /** Removes the record, then the object. The record stays while this process
+     *  has another object at the path, on another connection. */
     virtual ~HealthStatus();
 
-    /** Sets a property by its D-Bus name; a name that is none is ignored.
+    /** Sets a property by its D-Bus name; an unknown name is ignored.
      *
      *  @throws std::bad_variant_access when the value is of another type */
     void setPropertyByName(const std::string& name,
                            const PropertiesVariant& value,
                            bool skipSignal = false);
 
-    /** The value of a property by its D-Bus name; a variant of 0 for a name
-     *  that is none. */
+    /** The value of a property by its D-Bus name; a variant of 0 for an unknown
+     *  name. */
     PropertiesVariant getPropertyByName(const std::string& name) const;
 
-    /** Sends the signal HealthStatusUpdate to whoever listens.
+    /** Sends the signal HealthStatusUpdate.
      *
-     *  @param[in] parentKey the key that is told
-     *  @param[in] key the key that tells
+     *  @param[in] parentKey the key of the node that is to hear it
+     *  @param[in] key the key of the node that reports
      *  @param[in] health its health, 0 to 4
      *  @throws sdbusplus::exception::SdBusError naming the failed call */
     void healthStatusUpdate(const std::string& parentKey,
@@ -82,7 +82,7 @@ class HEALTHINTF_API HealthStatus
     sdbusplus::bus_t& bus();
 
   private:
-    /** The data cache, with the objects of one path told apart. */
+    /** The data cache through RecordHolders. */
     struct Cache
     {
         using Variant = PropertiesVariant;

@@ -1,4 +1,4 @@
-#include <com/vexa/olvar/answered.hpp>
+#include <com/vexa/olvar/error_reply.hpp>
 
 #include <gtest/gtest.h>
 
@@ -42,7 +42,8 @@ struct Outcome
 Outcome outcomeOf(const std::function<int()>& work)
 {
     sd_bus_error error = SD_BUS_ERROR_NULL;
-    Outcome outcome{answered(&sdbusplus::sdbus_impl, &error, work), ""};
+    Outcome outcome{runWithErrorReply(&sdbusplus::sdbus_impl, &error, work),
+                    ""};
     if (error.name != nullptr)
     {
         outcome.error = std::string(error.name) + ": " + error.message;
@@ -51,7 +52,7 @@ Outcome outcomeOf(const std::function<int()>& work)
     return outcome;
 }
 
-TEST(Answered, GivesWhatTheWorkReturns)
+TEST(ErrorReply, GivesWhatTheWorkReturns)
 {
     const Outcome outcome = outcomeOf([] {
         return 7;
@@ -60,7 +61,7 @@ TEST(Answered, GivesWhatTheWorkReturns)
     EXPECT_EQ(outcome.error, "");
 }
 
-TEST(Answered, KeepsNameAndDescriptionOfDBusErrors)
+TEST(ErrorReply, KeepsNameAndDescriptionOfDBusErrors)
 {
     const Outcome declared = outcomeOf([]() -> int {
         throw Declared();
@@ -73,7 +74,7 @@ TEST(Answered, KeepsNameAndDescriptionOfDBusErrors)
               "org.freedesktop.DBus.Error.IOError: Input/output error");
 }
 
-TEST(Answered, MakesEverythingElseAFailure)
+TEST(ErrorReply, MakesEverythingElseAFailure)
 {
     const Outcome outcome = outcomeOf([]() -> int {
         throw std::runtime_error("broken");
@@ -86,7 +87,7 @@ TEST(Answered, MakesEverythingElseAFailure)
               "org.freedesktop.DBus.Error.Failed: unknown exception");
 }
 
-TEST(Answered, SendsNoTextThatMayBeNone)
+TEST(ErrorReply, SendsOnlyTextsInAscii)
 {
     EXPECT_EQ(outcomeOf([]() -> int {
                   throw std::runtime_error("\xff");
