@@ -17,9 +17,13 @@ namespace log = services::log;
 using Interface = sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
 using services::EventLoop;
 
-uint32_t recordedHealth(const std::string& key)
+std::optional<uint32_t> recordedHealth(const std::string& key)
 {
-    const auto record = host::findHealthRecord(key);
+    std::optional<host::HealthRecord> record;
+    if (host::readHealthRecord(key, record) != 0)
+    {
+        return std::nullopt;
+    }
     return record ? record->health : health_namespace::healthNone;
 }
 
@@ -51,7 +55,10 @@ void RecordAnnouncer::announceIfRoom(const std::string& key)
         announce({key});
         return;
     }
-    send(key, recordedHealth(key));
+    if (const auto health = recordedHealth(key))
+    {
+        send(key, *health);
+    }
     all = true;
     rest();
 }
@@ -79,15 +86,28 @@ void RecordAnnouncer::sendWaiting()
         while (!waiting.empty())
         {
             const auto first = waiting.begin();
-            const uint32_t health = recordedHealth(*first);
-            send(*first, health);
-            sent.insert_or_assign(*first, health);
+            if (const auto health = recordedHealth(*first))
+            {
+                send(*first, *health);
+                sent.insert_or_assign(*first, *health);
+            }
+            else
+            {
+                unsettled.insert(*first);
+            }
             waiting.erase(first);
         }
-        connection.afterBus([this] {
-            compare();
-        });
-        asked = true;
+        if (!unsettled.empty())
+        {
+            rest();
+        }
+        if (!sent.empty())
+        {
+            connection.afterBus([this] {
+                compare();
+            });
+            asked = true;
+        }
     }
     catch (const std::exception& e)
     {
@@ -148,10 +168,16 @@ void RecordAnnouncer::goOn()
     unsettled.clear();
     if (all)
     {
-        all = false;
         std::map<std::string, HealthStatus_gen> records;
-        DataAbstraction::HealthStatus::get_map_by_path_prefixes({}, {},
-                                                                records);
+        const long result =
+            DataAbstraction::HealthStatus::get_map_by_path_prefixes({}, {},
+                                                                    records);
+        all = result != DataAbstraction::readOk &&
+              result != DataAbstraction::readNoRecords;
+        if (all)
+        {
+            rest();
+        }
         std::vector<std::string> keys;
         keys.reserve(records.size());
         for (const auto& [key, record] : records)

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -16,13 +17,15 @@
 namespace healthintf::healthmgr
 {
 
-/** What the data cache says of a node's health; 0 when there is no record. */
-uint32_t recordedHealth(const std::string& key);
+/** What the data cache says of a node's health; 0 when there is no record, and
+ *  nothing when the data cache cannot be read. */
+std::optional<uint32_t> recordedHealth(const std::string& key);
 
 /** Sends health updates in the name of nodes. Another process may change a
  *  record at the same time, and the bus may pass its own word on before this
  *  one: so each record is compared once the bus has passed the update on, and
- *  told again, after a pause that grows, while it differs. */
+ *  told again, after a pause that grows, while it differs. Of a data cache that
+ *  cannot be read nothing is told until it can. */
 class RecordAnnouncer
 {
   public:

@@ -102,7 +102,9 @@ bool UpdateFilter::refusesEnd(sd_bus_message* message, const char* parent,
     {
         ends.replace(child);
     }
-    if (recordedHealth(child) == health_namespace::healthNone)
+    // While no record can be read, everybody is believed.
+    const auto recorded = recordedHealth(child);
+    if (!recorded || *recorded == health_namespace::healthNone)
     {
         return false;
     }
@@ -129,15 +131,15 @@ bool UpdateFilter::refusesUntrue(const char* parent, const char* child,
     {
         return false;
     }
-    const uint32_t recorded = recordedHealth(child);
-    if (recorded == health)
+    const auto recorded = recordedHealth(child);
+    if (!recorded || *recorded == health)
     {
         return false;
     }
     // What only nodes of this process would have heard, and did not, needs no
     // other word. That could be lost: the bus drops what comes faster than this
     // process reads.
-    if (!hosted || recorded != health_namespace::healthNone)
+    if (!hosted || *recorded != health_namespace::healthNone)
     {
         announcer.announceIfRoom(child);
     }
