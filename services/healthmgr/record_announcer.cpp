@@ -19,12 +19,16 @@ using services::EventLoop;
 
 std::optional<uint32_t> recordedHealth(const std::string& key)
 {
-    std::optional<host::HealthRecord> record;
-    if (host::readHealthRecord(key, record) != 0)
+    if (const auto record = host::findHealthRecord(key))
     {
-        return std::nullopt;
+        return record->health;
     }
-    return record ? record->health : health_namespace::healthNone;
+    bool exists = false;
+    const long result = datacache_healthstatus_exists(key, exists);
+    return result == DataAbstraction::readOk ||
+                   result == DataAbstraction::readNoRecords
+               ? std::optional(uint32_t{health_namespace::healthNone})
+               : std::nullopt;
 }
 
 RecordAnnouncer::RecordAnnouncer(services::Connection& connection,

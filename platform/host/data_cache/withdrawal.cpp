@@ -5,8 +5,6 @@
 #include "record_table.hpp"
 #include "segment_folder.hpp"
 
-#include <platform/data_abstraction/results.hpp>
-
 #include <map>
 #include <utility>
 
@@ -20,24 +18,13 @@ void giveWayToOthers()
 
 std::optional<HealthRecord> findHealthRecord(const std::string& key)
 {
-    std::optional<HealthRecord> record;
-    readHealthRecord(key, record);
-    return record;
-}
-
-int readHealthRecord(const std::string& key,
-                     std::optional<HealthRecord>& record)
-{
     std::map<std::string, HealthRecord> found;
-    const long result = readRecordsInto(
-        found, RecordQuery::exactly(RecordKind::healthStatus, key),
-        [](const ReadRecord& each, const ProcessIdentity& owner) {
-            return HealthRecord{.owner = owner, .health = each.live};
-        });
-    record =
-        found.empty() ? std::nullopt : std::optional(found.begin()->second);
-    return result == DataAbstraction::readNoRecords ? 0
-                                                    : static_cast<int>(result);
+    readRecordsInto(found, RecordQuery::exactly(RecordKind::healthStatus, key),
+                    [](const ReadRecord& record, const ProcessIdentity& owner) {
+                        return HealthRecord{.owner = owner,
+                                            .health = record.live};
+                    });
+    return found.empty() ? std::nullopt : std::optional(found.begin()->second);
 }
 
 std::optional<std::vector<LeftNode>> Withdrawal::removeTheDead()

@@ -31,14 +31,6 @@ struct HealthRecord
 PLATFORM_API std::optional<HealthRecord>
 findHealthRecord(const std::string& key);
 
-/** Reads the health record at @p key.
- *
- *  @param[out] record nothing when there is none
- *  @return 0, or the number of the failure when the data cache cannot be read
- */
-PLATFORM_API int readHealthRecord(const std::string& key,
-                                  std::optional<HealthRecord>& record);
-
 /** A node that a process left behind when it died. */
 struct LeftNode
 {
