@@ -52,6 +52,8 @@ int serve()
 
 int main(int argc, char** argv)
 {
+    // A write over the limit of file sizes fails then, as on a full filesystem.
+    std::signal(SIGXFSZ, SIG_IGN);
     try
     {
         CLI::App app("Holds the nodes of the health tree that no daemon holds, "

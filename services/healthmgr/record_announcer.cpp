@@ -17,10 +17,18 @@ namespace log = services::log;
 using Interface = sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
 using services::EventLoop;
 
-uint32_t recordedHealth(const std::string& key)
+std::optional<uint32_t> recordedHealth(const std::string& key)
 {
-    const auto record = host::findHealthRecord(key);
-    return record ? record->health : health_namespace::healthNone;
+    if (const auto record = host::findHealthRecord(key))
+    {
+        return record->health;
+    }
+    bool exists = false;
+    const long result = datacache_healthstatus_exists(key, exists);
+    return result == DataAbstraction::readOk ||
+                   result == DataAbstraction::readNoRecords
+               ? std::optional(uint32_t{health_namespace::healthNone})
+               : std::nullopt;
 }
 
 RecordAnnouncer::RecordAnnouncer(services::Connection& connection,
@@ -52,7 +60,10 @@ void RecordAnnouncer::announceIfRoom(const std::string& key)
         announce({key});
         return;
     }
-    send(key, recordedHealth(key));
+    if (const auto health = recordedHealth(key))
+    {
+        send(key, *health);
+    }
     all = true;
     rest();
 }
@@ -80,15 +91,28 @@ void RecordAnnouncer::sendWaiting()
         while (!waiting.empty())
         {
             const auto first = waiting.begin();
-            const uint32_t health = recordedHealth(*first);
-            send(*first, health);
-            sent.insert_or_assign(*first, health);
+            if (const auto health = recordedHealth(*first))
+            {
+                send(*first, *health);
+                sent.insert_or_assign(*first, *health);
+            }
+            else
+            {
+                unsettled.insert(*first);
+            }
             waiting.erase(first);
         }
-        connection.afterBus([this] {
-            compare();
-        });
-        asked = true;
+        if (!unsettled.empty())
+        {
+            rest();
+        }
+        if (!sent.empty())
+        {
+            connection.afterBus([this] {
+                compare();
+            });
+            asked = true;
+        }
     }
     catch (const std::exception& e)
     {
@@ -149,10 +173,16 @@ void RecordAnnouncer::goOn()
     unsettled.clear();
     if (all)
     {
-        all = false;
         std::map<std::string, HealthStatus_gen> records;
-        DataAbstraction::HealthStatus::get_map_by_path_prefixes({}, {},
-                                                                records);
+        const long result =
+            DataAbstraction::HealthStatus::get_map_by_path_prefixes({}, {},
+                                                                    records);
+        all = result != DataAbstraction::readOk &&
+              result != DataAbstraction::readNoRecords;
+        if (all)
+        {
+            rest();
+        }
         std::vector<std::string> keys;
         keys.reserve(records.size());
         for (const auto& [key, record] : records)

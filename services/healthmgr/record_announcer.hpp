@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -16,13 +17,15 @@
 namespace healthintf::healthmgr
 {
 
-/** The health in a node's record; 0 when there is none. */
-uint32_t recordedHealth(const std::string& key);
+/** The health in a node's record; 0 when there is none, and nothing when the
+ *  data cache cannot be read. */
+std::optional<uint32_t> recordedHealth(const std::string& key);
 
 /** Sends health updates in the name of nodes. Another process may change a
  *  record at the same time, and the bus may deliver that process's update
  *  before this one. So each record is compared after the bus has delivered the
- *  update; while it differs, it is sent again after growing pauses. */
+ *  update; while it differs, it is sent again after growing pauses. While the
+ *  data cache cannot be read, nothing is sent. */
 class RecordAnnouncer
 {
   public:

@@ -101,7 +101,9 @@ bool UpdateFilter::refusesEnd(sd_bus_message* message, const char* parent,
     {
         ends.replace(child);
     }
-    if (recordedHealth(child) == health_namespace::healthNone)
+    // While no record can be read, everybody is believed.
+    const auto recorded = recordedHealth(child);
+    if (!recorded || *recorded == health_namespace::healthNone)
     {
         return false;
     }
@@ -128,15 +130,15 @@ bool UpdateFilter::refusesUntrue(const char* parent, const char* child,
     {
         return false;
     }
-    const uint32_t recorded = recordedHealth(child);
-    if (recorded == health)
+    const auto recorded = recordedHealth(child);
+    if (!recorded || *recorded == health)
     {
         return false;
     }
     // An update that only this process would have heard, and refused, needs no
     // correction. A correction could be lost: the bus drops messages that come
     // faster than this process reads.
-    if (!hosted || recorded != health_namespace::healthNone)
+    if (!hosted || *recorded != health_namespace::healthNone)
     {
         announcer.announceIfRoom(child);
     }

@@ -140,6 +140,10 @@ void EventLog::keepInPlace()
 
 EventLog::Addition EventLog::add(const Event& event)
 {
+    // What is below counts on what the log holds.
+    inStore([&] {
+        store.keepInPlace();
+    });
     const uint64_t held = store.size();
     LogState state = store.state();
     std::vector<uint16_t> dropped;

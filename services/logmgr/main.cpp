@@ -83,6 +83,8 @@ int serve(const logmgr::Config& config)
 
 int main(int argc, char** argv)
 {
+    // A write over the limit of file sizes fails then, as on a full filesystem.
+    std::signal(SIGXFSZ, SIG_IGN);
     try
     {
         CLI::App app("Keeps the System Event Log.", "logmgr");

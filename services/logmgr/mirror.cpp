@@ -26,7 +26,8 @@ void Mirror::follow(const EventLog::Addition& addition)
 {
     // A change that failed may be in the log all the same once it is opened
     // again.
-    if (behind || addition.sequence != next || isLost())
+    if (behind || addition.sequence != next ||
+        generation != events.generation() || isLost())
     {
         renew();
     }
@@ -42,7 +43,7 @@ void Mirror::look()
     {
         return;
     }
-    if (isLost())
+    if (isOfAnotherLog() || isLost())
     {
         renew();
     }
@@ -50,6 +51,12 @@ void Mirror::look()
     {
         giveSpaceBack();
     }
+}
+
+/** Whether the log holds something else, as after its file was overwritten. */
+bool Mirror::isOfAnotherLog() const
+{
+    return next != events.nextSequence() || generation != events.generation();
 }
 
 bool Mirror::isLost() const
@@ -97,6 +104,7 @@ void Mirror::note(int result)
 {
     behind = result != 0;
     next = events.nextSequence();
+    generation = events.generation();
     if (behind && !failing)
     {
         SERVICE_LOG(log::error,

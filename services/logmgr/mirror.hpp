@@ -33,7 +33,8 @@ class Mirror
     bool renew();
 
     /** Makes the mirror anew when somebody has removed it or put something else
-     *  in its place, and when most of its space is free. */
+     *  in its place, when the log holds something else, and when most of its
+     *  space is free. */
     void look();
 
     /** Calls @p repair whenever a change could not be followed, so that renew()
@@ -44,6 +45,7 @@ class Mirror
     }
 
   private:
+    bool isOfAnotherLog() const;
     bool isLost() const;
     int makeAnew();
     void giveSpaceBack();
@@ -55,6 +57,8 @@ class Mirror
     bool behind = true;
     /** The sequence number of the next entry, if there is a mirror. */
     uint64_t next = 0;
+    /** The log's generation then. */
+    uint64_t generation = 0;
     bool failing = false;
     /** Up to so many bytes the mirror may be mostly free. */
     std::size_t tolerated;

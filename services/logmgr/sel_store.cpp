@@ -90,6 +90,14 @@ uint64_t newGeneration()
     return std::uniform_int_distribution<uint64_t>(least, most)(source);
 }
 
+/** The number of the last change of a file. */
+std::size_t lastChangeOf(MDB_env* environment)
+{
+    MDB_envinfo info{};
+    checkLmdb("mdb_env_info", mdb_env_info(environment, &info));
+    return info.me_last_txnid;
+}
+
 std::string encodeState(const LogState& state, uint64_t generation)
 {
     std::string value;
@@ -216,6 +224,7 @@ void SelStore::open()
     transaction.commit();
     host::syncFolder(folder);
     held = load();
+    lastChange = lastChangeOf(environment.get());
 }
 
 SelStore::Content SelStore::load()
@@ -280,6 +289,7 @@ void SelStore::keepInPlace()
     keepLocked();
     if (isLogFileInPlace(environment.get(), folder))
     {
+        keepUpToDate();
         return;
     }
     writeLogFileAnew(environment.get(), folder);
@@ -289,6 +299,24 @@ void SelStore::keepInPlace()
                 folder.c_str());
     environment.reset();
     open();
+}
+
+/** Goes on with what the file holds when somebody else has written it, as who
+ *  copies a backup over it. */
+void SelStore::keepUpToDate()
+{
+    if (lastChangeOf(environment.get()) == lastChange)
+    {
+        return;
+    }
+    const uint64_t before = size();
+    environment.reset();
+    open();
+    SERVICE_LOG(log::error,
+                "%s.%d.%s: the file of the log %s was overwritten: it held %zu "
+                "entries and holds %zu now",
+                folder.c_str(), static_cast<std::size_t>(before),
+                static_cast<std::size_t>(size()));
 }
 
 /** Whoever removes the folder takes the lock with it. */
@@ -328,6 +356,7 @@ void SelStore::change(Blocks extent, const Work& work)
         const Content content = work(transaction.get());
         transaction.commit();
         held = content;
+        lastChange = lastChangeOf(environment.get());
     }
     catch (...)
     {

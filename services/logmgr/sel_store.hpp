@@ -91,7 +91,8 @@ class SelStore
 
     /** Sees to it that the log is in its folder: when somebody has removed the
      *  file, or put another in its place, it is written anew with all that it
-     *  held, and the other is set aside. Each change begins with this.
+     *  held, and the other is set aside. When somebody has overwritten the file
+     *  itself, goes on with what that holds. Each change begins with this.
      *
      *  @throws std::exception when it is not there and cannot be written;
      *          it can be read all the same */
@@ -152,6 +153,7 @@ class SelStore
     void open();
     void reopenIfLost();
     void reopenIfRefused();
+    void keepUpToDate();
     void keepLocked();
     Content load();
     void change(Blocks extent, const Work& work);
@@ -163,6 +165,8 @@ class SelStore
     EnvironmentPtr environment;
     MDB_dbi table = 0;
     Content held;
+    /** The number of the last change of the file that held is of. */
+    std::size_t lastChange = 0;
     /** Bytes of the file that have their blocks. */
     std::size_t blocks = 0;
 };

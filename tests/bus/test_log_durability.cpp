@@ -214,6 +214,25 @@ TEST_F(LogDurability, KeepsWhatItAcknowledgesAfterItsFileWasRemoved)
     EXPECT_THAT(client.page(0, 0), ElementsAre(1, 2, 65535));
 }
 
+TEST_F(LogDurability, RefusesWhatALimitOfFileSizesDoesNotAllow)
+{
+    // In blocks of 512 bytes: a new log asks for more.
+    Process limited({"/bin/sh", "-c", "ulimit -f 128; exec \"$0\"", LOGMGR});
+    client.waitUntilReady();
+    EXPECT_THROW(
+        {
+            for (int i = 0; i < 5000; ++i)
+            {
+                client.add(recordOf(1));
+            }
+        },
+        std::exception);
+    EXPECT_EQ(client.ownerOf(logService).empty(), false);
+    EXPECT_THAT(limited.errors(), HasSubstr("File too large"));
+    limited.signal(SIGTERM);
+    EXPECT_EQ(limited.wait(), 0);
+}
+
 TEST_F(LogDurability, WaitsForAnotherProcessWithTheSameLog)
 {
     Process first = client.start();

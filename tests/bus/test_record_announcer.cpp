@@ -1,4 +1,5 @@
 #include "bus_client.hpp"
+#include "hidden_cache.hpp"
 #include "record_announcer.hpp"
 #include "service_on_bus.hpp"
 
@@ -104,6 +105,38 @@ TEST_F(AnnouncedRecords, AreToldAgainAfterAPauseWhileTheyKeepChanging)
     // 10, 20, 40 and 80 ms.
     EXPECT_GE(std::chrono::steady_clock::now() - start,
               std::chrono::milliseconds(150));
+}
+
+TEST_F(AnnouncedRecords, AreToldOnceTheDataCacheCanBeReadAgain)
+{
+    record(root + "/a", 3);
+    {
+        const test::HiddenCache hidden;
+        announcer.announce({root + "/a"});
+        service.catchUp();
+        client.catchUp();
+        EXPECT_THAT(client.updates, IsEmpty());
+    }
+    waitFor(update(root + "/a", 3));
+    service.catchUp();
+    client.catchUp();
+    EXPECT_THAT(client.updates, ElementsAre(update(root + "/a", 3)));
+}
+
+TEST_F(AnnouncedRecords, AreAllToldOnceTheDataCacheCanBeReadAgain)
+{
+    record(root + "/real", 3);
+    {
+        const test::HiddenCache hidden;
+        for (std::size_t i = 0; i <= RecordAnnouncer::most; ++i)
+        {
+            announcer.announceIfRoom("/n" + std::to_string(i));
+        }
+        service.catchUp();
+        client.catchUp();
+        EXPECT_THAT(client.updates, IsEmpty());
+    }
+    waitFor(update(root + "/real", 3));
 }
 
 TEST_F(AnnouncedRecords, DoNotKeepOthersWaiting)

@@ -4,7 +4,7 @@
 #include "bus_client.hpp"
 #include "component.hpp"
 #include "data_cache/withdrawal.hpp"
-#include "directories.hpp"
+#include "hidden_cache.hpp"
 #include "service_on_bus.hpp"
 #include "tree_keeper.hpp"
 
@@ -14,8 +14,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <set>
 #include <string>
 
@@ -33,7 +31,10 @@ class KeptTree : public testing::Test
      *  it. */
     void TearDown() override
     {
-        for (int i = 0; i < 3; ++i)
+        // Longer than the pauses after which it tells again.
+        constexpr std::chrono::milliseconds settled(300);
+        const auto begin = std::chrono::steady_clock::now();
+        while (std::chrono::steady_clock::now() - begin < settled)
         {
             service.catchUp();
         }
@@ -66,36 +67,6 @@ TEST_F(KeptTree, GetsAParentThatWentAfterItsChildHadLookedForIt)
     EXPECT_TRUE(nodes.hosts(root + "/p")) << "of a sender that is known";
     datacache_healthstatus_remove(key);
 }
-
-/** The data cache's folder out of reach while this lives. */
-class HiddenCache
-{
-  public:
-    HiddenCache()
-    {
-        std::filesystem::rename(folder, aside);
-        std::ofstream(folder) << "no folder";
-    }
-
-    ~HiddenCache()
-    {
-        std::filesystem::remove(folder);
-        std::filesystem::rename(aside, folder);
-    }
-
-    /** Ends the writing of a file, as the end of a daemon does. */
-    void stir() const
-    {
-        std::ofstream(aside / "file") << "x";
-    }
-
-    HiddenCache(const HiddenCache&) = delete;
-    HiddenCache& operator=(const HiddenCache&) = delete;
-
-  private:
-    const std::filesystem::path folder = host::dataCacheFolder();
-    const std::filesystem::path aside = folder.string() + ".aside";
-};
 
 TEST_F(KeptTree, MakesANodeAnewWhoseRecordIsGone)
 {
@@ -258,9 +229,38 @@ TEST_F(KeptTree, GetsTheNodeOnceTheBusHasRoomForItsRules)
 
 TEST_F(KeptTree, LeavesANodeAloneWhoseRecordCannotBeRead)
 {
-    const HiddenCache hidden;
+    const test::HiddenCache hidden;
     EXPECT_EQ(nodes.host(root), HostedNodes::Outcome::failed);
     EXPECT_TRUE(nodes.hosts(root));
+}
+
+TEST_F(KeptTree, BelievesWhatItIsToldWhileTheDataCacheCannotBeRead)
+{
+    test::BusClient client;
+    const auto waitForRoot = [&](uint32_t health) {
+        const std::string wanted =
+            "/com/vexa/olvar " + root + " " + std::to_string(health);
+        service.runUntil(wanted, [&] {
+            client.catchUp();
+            return std::ranges::find(client.updates, wanted) !=
+                   client.updates.end();
+        });
+    };
+    test::Component leaf(root + "/leaf", 0);
+    service.runUntil("leaf", [] {
+        return recordedHealth(root + "/leaf") == 0;
+    });
+    {
+        const test::HiddenCache hidden;
+        // Whose files are listed anew cannot be read.
+        hidden.stir();
+        leaf.add(root + "/leaf", "HOT", "/sensors/leaf", 1);
+        waitForRoot(4);
+    }
+    leaf.remove(root + "/leaf", "HOT", "/sensors/leaf");
+    service.runUntil("health", [] {
+        return recordedHealth(root) == 0;
+    });
 }
 
 TEST_F(KeptTree, TriesSeldomAndLogsLittleWhileNothingCanBeWithdrawn)
@@ -268,7 +268,7 @@ TEST_F(KeptTree, TriesSeldomAndLogsLittleWhileNothingCanBeWithdrawn)
     constexpr int wakes = 500;
     testing::internal::CaptureStderr();
     {
-        const HiddenCache hidden;
+        const test::HiddenCache hidden;
         for (int i = 0; i < wakes; ++i)
         {
             hidden.stir();
@@ -294,7 +294,7 @@ TEST_F(KeptTree, HasItsDeadWithdrawnOnceTheDataCacheCanBeReadAgain)
         return recordedHealth(root) == 4;
     });
     {
-        const HiddenCache hidden;
+        const test::HiddenCache hidden;
         leaf.process.kill();
         // The health manager hears of the end of the connection, too.
         test::BusClient client;

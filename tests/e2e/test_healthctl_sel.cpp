@@ -372,6 +372,24 @@ TEST_F(HealthctlSel, ImportStoresWhatWasExported)
     EXPECT_EQ(raw(), before);
 }
 
+TEST_F(HealthctlSel, WaitsFiveSecondsForALogManagerThatIsStopped)
+{
+    logmgr.signal(SIGSTOP);
+    const auto begin = std::chrono::steady_clock::now();
+    const Answer listed = healthctl({"sel", "list"});
+    EXPECT_LT(std::chrono::steady_clock::now() - begin,
+              std::chrono::seconds(20));
+    EXPECT_EQ(listed.status, 5);
+    EXPECT_THAT(listed.errors,
+                HasSubstr("the log manager did not answer within 5 seconds; "
+                          "see the log of logmgr"));
+    const Answer cleared = healthctl({"sel", "clear", "--yes"});
+    EXPECT_EQ(cleared.status, 5);
+    EXPECT_THAT(cleared.errors, HasSubstr("did not answer within 5 seconds, "
+                                          "and may still do it"));
+    logmgr.signal(SIGCONT);
+}
+
 TEST_F(HealthctlSel, ImportOfACutFileStoresNothing)
 {
     addThree();

@@ -22,6 +22,9 @@ using host::checkBus;
 /** How often the log is read anew when it changes meanwhile. */
 constexpr int mostListings = 10;
 
+/** How long each answer of the log manager may take. */
+constexpr uint64_t patienceSeconds = 5;
+
 /** What was to be read next is gone, or the log is another. */
 class LogChanged : public Error
 {
@@ -41,6 +44,12 @@ std::string whoMayCall(std::string_view member)
         return "root or as a member of the group healthintf";
     }
     return "root";
+}
+
+bool isChange(std::string_view member)
+{
+    return member == host::clearUpTo || member == names::addSelMethod ||
+           member == host::addSelWithTimestamp;
 }
 
 /** @param[in] member the method that was called */
@@ -77,6 +86,15 @@ std::string whoMayCall(std::string_view member)
     if (name == host::selOldGeneration || name == host::selNoSuchEntry)
     {
         throw LogChanged(ExitCode::failed, text + "; try again");
+    }
+    if (result == -ETIMEDOUT)
+    {
+        throw Error(
+            ExitCode::failed,
+            "the log manager did not answer within " +
+                std::to_string(patienceSeconds) + " seconds" +
+                (isChange(member) ? ", and may still do it" : std::string()) +
+                "; see the log of logmgr");
     }
     if (name.starts_with("com.vexa.olvar.logmgr."))
     {
@@ -265,6 +283,10 @@ LogService::LogService()
     // The library's and this one are the same connection.
     const auto operators = connectBus();
     bus = host::openDefaultBus();
+    constexpr uint64_t microseconds = 1'000'000;
+    checkBus("sd_bus_set_method_call_timeout",
+             sd_bus_set_method_call_timeout(bus.get(),
+                                            patienceSeconds * microseconds));
 }
 
 uint32_t LogService::add(const SELInterface::SensorInfo& sensor,

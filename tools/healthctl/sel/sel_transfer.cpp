@@ -9,7 +9,6 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <stdexcept>
 #include <system_error>
 
@@ -26,6 +25,10 @@ namespace
                     std::strerror(code) + "; name another file");
 }
 
+/** As many records as a log has identifiers for. */
+constexpr std::size_t mostRecords = 65534;
+
+/** @throws std::invalid_argument when it is more than a log can hold */
 std::string contentOf(const std::string& file)
 {
     std::ifstream stream;
@@ -38,15 +41,26 @@ std::string contentOf(const std::string& file)
         }
     }
     std::istream& source = file == standardStream ? std::cin : stream;
+    constexpr std::size_t most = mostRecords * SELInterface::recordSize;
+    // One more tells that there is more.
+    std::string content(most + 1, '\0');
     try
     {
-        return {std::istreambuf_iterator<char>(source), {}};
+        content.resize(static_cast<std::size_t>(source.rdbuf()->sgetn(
+            content.data(), static_cast<std::streamsize>(content.size()))));
     }
     catch (const std::ios_base::failure&)
     {
         // A folder can be opened, and not be read.
         failOn(file, "read", errno);
     }
+    if (content.size() > most)
+    {
+        throw std::invalid_argument("it has more than " +
+                                    std::to_string(mostRecords) +
+                                    " records, which no log holds");
+    }
+    return content;
 }
 
 /** @throws Error unless all fit into the log */

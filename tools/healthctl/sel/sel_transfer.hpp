@@ -26,7 +26,8 @@ void writeRecords(const std::vector<RawRecord>& records,
 
 /** Reads the records of a file, or of standard input for "-".
  *
- *  @throws Error when they cannot be read, or the last one is cut */
+ *  @throws Error when they cannot be read, are more than a log can hold, or the
+ *          last one is cut */
 std::vector<RawRecord> readRecords(const std::string& file);
 
 /** Stores records with the times that they have. The log manager gives them

@@ -1,4 +1,5 @@
 #include "child.hpp"
+#include "file_content.hpp"
 #include "logmgr/event_log.hpp"
 #include "sample_events.hpp"
 #include "small_filesystem.hpp"
@@ -8,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <optional>
@@ -222,6 +225,20 @@ TEST_F(Log, LosesNothingToASmallerCapacityUntilThereIsAnEvent)
     EXPECT_EQ(ids().size(), 6U);
     EXPECT_THAT(log->add(sampleEvent()).dropped, ElementsAre(1, 2, 3, 4));
     EXPECT_THAT(ids(), ElementsAre(5, 6, 7));
+}
+
+TEST_F(Log, TakesAnEventOnceItsFileWasOverwritten)
+{
+    open();
+    add(3);
+    const std::filesystem::path file = folder.path() / "data.mdb";
+    const std::string backup = test::contentOf(file);
+    add(5);
+    std::fstream(file, std::ios::in | std::ios::out | std::ios::binary)
+        << backup;
+    add(1);
+    open();
+    EXPECT_THAT(ids(), ElementsAre(1, 2, 3, 4));
 }
 
 TEST_F(Log, GivesIdentifiersAnewWhenAllHaveBeenGiven)

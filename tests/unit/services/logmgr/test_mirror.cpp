@@ -138,6 +138,21 @@ TEST_F(LogMirror, IsMadeAnewWhenSomebodyHasRemovedIt)
     EXPECT_EQ(errors.find(line, second + 1), std::string::npos) << errors;
 }
 
+TEST_F(LogMirror, IsMadeAnewWhenTheLogIsAnother)
+{
+    EXPECT_EQ(withLog([](EventLog& log) {
+                  Mirror mirror(log);
+                  mirror.follow(log.add(sampleEvent()));
+                  log.add(sampleEvent());
+                  mirror.look();
+                  const bool longer = mirrored() == Ids{1, 2};
+                  log.clear();
+                  mirror.look();
+                  return longer && mirrored().empty() ? 0 : 1;
+              }),
+              0);
+}
+
 /** How many bytes of the filesystem a file has. */
 std::size_t bytesOf(const std::filesystem::path& file)
 {

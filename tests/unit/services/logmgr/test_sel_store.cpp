@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <optional>
@@ -452,6 +453,46 @@ TEST_F(Store, SetsAFileAsideThatTookThePlaceOfItsOwn)
     append(*store, 1);
     EXPECT_EQ(contentOf(file.string() + ".damaged"), "another");
     EXPECT_THAT(idsIn(open()), ElementsAre(1));
+}
+
+/** Puts other bytes into a file that stays the same one. */
+void overwrite(const fs::path& file, const std::string& content)
+{
+    std::fstream(file, std::ios::in | std::ios::out | std::ios::binary)
+        << content;
+}
+
+TEST_F(Store, GoesOnWithWhatItsFileHoldsOnceThatWasOverwritten)
+{
+    append(open(), 3);
+    const std::string backup = contentOf(file);
+    const uint64_t generation = store->generation();
+    store->clear({});
+    append(*store, 5);
+    testing::internal::CaptureStderr();
+    overwrite(file, backup);
+    store->keepInPlace();
+    store->keepInPlace();
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(log, HasSubstr("the file of the log " + path.string() +
+                               " was overwritten: it held 5 entries and holds "
+                               "3 now"));
+    EXPECT_EQ(std::ranges::count(log, '\n'), 1) << log;
+    EXPECT_EQ(store->generation(), generation);
+    append(*store, 1);
+    EXPECT_THAT(idsIn(open()), ElementsAre(1, 2, 3, 4));
+    EXPECT_FALSE(fs::exists(file.string() + ".damaged"));
+}
+
+TEST_F(Store, ChangesNothingBeforeItHasSeenThatItsFileWasOverwritten)
+{
+    append(open(), 3);
+    const std::string backup = contentOf(file);
+    append(*store, 5);
+    overwrite(file, backup);
+    EXPECT_THROW(append(*store, 1), std::runtime_error);
+    append(*store, 1);
+    EXPECT_THAT(idsIn(open()), ElementsAre(1, 2, 3, 4));
 }
 
 TEST_F(Store, TakesNoFolderThatAnotherHasMeanwhile)

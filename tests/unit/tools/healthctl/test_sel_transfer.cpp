@@ -19,6 +19,7 @@ namespace
 {
 
 namespace fs = std::filesystem;
+using SELInterface::recordSize;
 using testing::AllOf;
 using testing::HasSubstr;
 
@@ -50,6 +51,25 @@ TEST_F(SelTransfer, ReadsWhatItWrote)
     writeRecords(records, file, out);
     EXPECT_EQ(readRecords(file), records);
     EXPECT_EQ(out.str(), "");
+}
+
+TEST_F(SelTransfer, ReadsAsManyRecordsAsALogHolds)
+{
+    constexpr std::size_t most = 65534;
+    const std::string file =
+        folder.write("log", std::string(most * recordSize, 'x'));
+    EXPECT_EQ(readRecords(file).size(), most);
+    folder.write("log", std::string(most * recordSize + 1, 'x'));
+    EXPECT_THAT(complaintAbout(file),
+                HasSubstr("nothing was imported: it has more than 65534 "
+                          "records"));
+}
+
+TEST_F(SelTransfer, DoesNotReadWithoutEnd)
+{
+    EXPECT_THAT(complaintAbout("/dev/zero"),
+                HasSubstr("nothing was imported: it has more than 65534 "
+                          "records"));
 }
 
 TEST_F(SelTransfer, WritesInThePlaceOfWhatWasThere)
