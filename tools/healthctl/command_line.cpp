@@ -1,6 +1,6 @@
 #include "command_line.hpp"
 
-#include "../common/empty_arguments.hpp"
+#include "../../services/common/empty_arguments.hpp"
 #include "choices.hpp"
 #include "error.hpp"
 #include "output/line_output.hpp"
