@@ -32,14 +32,20 @@ void write(const Context& context, const nlohmann::ordered_json& line)
 
 } // namespace
 
-LineWatcher::LineWatcher(const Context& context, sd_bus* bus, EventLoop& loop) :
-    context(context), bus(bus), loop(loop), heard(bus, listener())
-{
-    loop.setPaced(readingPace, [this] {
-        takeOver();
-    });
+LineWatcher::LineWatcher(const Context& context, sd_bus* bus,
+                         services::EventLoop& loop) :
+    context(context),
+    bus(bus), loop(loop), reading(loop, readingPace,
+                                  [this] {
+                                      takeOver();
+                                  }),
     // Or it would go on behind "head" until there is something to write.
-    loop.exitOnHangup(STDOUT_FILENO);
+    hangup(loop.onHangup(STDOUT_FILENO,
+                         [&loop] {
+                             loop.exit(0);
+                         })),
+    heard(bus, listener())
+{
     const Records records = readTree();
     tree.takeOver(records.nodes, records.faults);
     write(context, beginningOf(tree));
@@ -79,7 +85,7 @@ Listener LineWatcher::listener()
                 },
             .unsure =
                 [this] {
-                    loop.requestPaced();
+                    reading.request();
                 }};
 }
 

@@ -4,7 +4,7 @@
 
 #include "../context.hpp"
 #include "bus_changes.hpp"
-#include "event_loop.hpp"
+#include "paced_action.hpp"
 #include "watched_tree.hpp"
 
 namespace healthintf::healthctl
@@ -17,7 +17,7 @@ class LineWatcher
     /** Writes the first line, after which no change is missed.
      *
      *  @param[in] loop runs the changes; both must outlive this object */
-    LineWatcher(const Context& context, sd_bus* bus, EventLoop& loop);
+    LineWatcher(const Context& context, sd_bus* bus, services::EventLoop& loop);
 
   private:
     Listener listener();
@@ -26,7 +26,9 @@ class LineWatcher
 
     const Context& context;
     sd_bus* bus;
-    EventLoop& loop;
+    services::EventLoop& loop;
+    PacedAction reading;
+    services::EventSource hangup;
     WatchedTree tree;
     BusChanges heard;
 };

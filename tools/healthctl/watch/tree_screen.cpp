@@ -88,27 +88,28 @@ void drawTree(const Context& context, const TreeView& view)
 } // namespace
 
 TreeScreen::TreeScreen(const Context& context, const TreeView& view,
-                       sd_bus* bus, EventLoop& loop) :
+                       sd_bus* bus, services::EventLoop& loop) :
     context(context),
-    view(view), loop(loop), heard(bus, listenerThat([this] {
-                                      this->loop.requestPaced();
-                                  })),
+    view(view), loop(loop), drawing(loop, drawingPace,
+                                    [this] {
+                                        draw();
+                                    }),
+    heard(bus, listenerThat([this] {
+              drawing.request();
+          })),
     screen(context.out)
 {
-    loop.setPaced(drawingPace, [this] {
-        draw();
-    });
-    loop.onSignal(SIGWINCH, [this] {
-        this->loop.requestPaced();
-    });
-    loop.onSignal(SIGTSTP, [this] {
+    sources.push_back(loop.onSignal(SIGWINCH, [this] {
+        drawing.request();
+    }));
+    sources.push_back(loop.onSignal(SIGTSTP, [this] {
         pause();
-    });
+    }));
     if (isatty(STDIN_FILENO) != 0)
     {
-        loop.onReadable(STDIN_FILENO, [this] {
+        sources.push_back(loop.onReadable(STDIN_FILENO, [this] {
             takeKeys();
-        });
+        }));
     }
     draw();
 }
@@ -116,15 +117,15 @@ TreeScreen::TreeScreen(const Context& context, const TreeView& view,
 void TreeScreen::draw()
 {
     std::ostringstream text;
-    Context drawing{.out = text,
-                    .style = context.style,
-                    .width = terminalWidth(),
-                    .json = false,
-                    .compact = false};
+    Context page{.out = text,
+                 .style = context.style,
+                 .width = terminalWidth(),
+                 .json = false,
+                 .compact = false};
     const auto now = static_cast<uint64_t>(std::time(nullptr));
-    writeLine(drawing, localTime(now) + "  q ends", Tone::faint);
-    drawTree(drawing, view);
-    screen.draw(text.str(), drawing.width.value_or(std::string::npos));
+    writeLine(page, localTime(now) + "  q ends", Tone::faint);
+    drawTree(page, view);
+    screen.draw(text.str(), page.width.value_or(std::string::npos));
 }
 
 void TreeScreen::pause()
@@ -143,7 +144,7 @@ void TreeScreen::takeKeys()
         keys.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
     if (typed.empty() || typed.find('q') != std::string_view::npos)
     {
-        loop.exit();
+        loop.exit(0);
     }
 }
 
