@@ -145,7 +145,7 @@ void appendTime(std::vector<Family>& families, const char* name,
     }
 }
 
-void appendLog(std::vector<Family>& families, const LogStatus& log)
+void appendLog(std::vector<Family>& families, const services::LogStatus& log)
 {
     families.push_back(gauge("healthintf_sel_entries",
                              "Entries of the System Event Log.", log.entries));

@@ -2,8 +2,8 @@
 
 /** @file Asks the log manager how full its log is. */
 
+#include "../common/log_status.hpp"
 #include "brief_call.hpp"
-#include "snapshot.hpp"
 
 #include <optional>
 
@@ -19,7 +19,7 @@ class LogQuestion
     /** @param[in] bus the connection, or null
      *  @return nothing when there is no log manager or no whole answer in
      *          time; none is started for it */
-    std::optional<LogStatus> ask(sd_bus* bus);
+    std::optional<services::LogStatus> ask(sd_bus* bus);
 
   private:
     BriefCall call;

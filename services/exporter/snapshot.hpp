@@ -2,6 +2,7 @@
 
 /** @file What one scrape has found. */
 
+#include "../common/log_status.hpp"
 #include "data_cache/cache_space.hpp"
 
 #include <cstdint>
@@ -25,18 +26,6 @@ struct CacheContent
     std::map<std::string, FaultCounts> faults;
 };
 
-/** What the log manager says of the System Event Log. */
-struct LogStatus
-{
-    uint32_t entries = 0;
-    uint32_t capacity = 0;
-    std::string policy;
-    bool overflow = false;
-    /** Seconds since the epoch; 0 for never. */
-    uint32_t lastAddition = 0;
-    uint32_t lastErase = 0;
-};
-
 /** What one scrape has found; what could not be found is left out. */
 struct Snapshot
 {
@@ -46,7 +35,7 @@ struct Snapshot
     bool bus = false;
     /** Whether the health manager answered. */
     bool healthManager = false;
-    std::optional<LogStatus> log;
+    std::optional<services::LogStatus> log;
     /** The evictions of each component that had some; nothing while they do not
      *  count. */
     std::optional<std::map<std::string, uint64_t>> evictions;

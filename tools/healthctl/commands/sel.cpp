@@ -61,7 +61,7 @@ std::string momentOrNever(uint32_t seconds)
 
 ExitCode info(const Context& context)
 {
-    const LogInfo log = LogService().info();
+    const services::LogStatus log = LogService().status();
     const auto orNull = [](uint32_t seconds) {
         return seconds == 0 ? Json(nullptr) : Json(seconds);
     };

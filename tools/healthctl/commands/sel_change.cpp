@@ -77,7 +77,7 @@ struct ClearOptions
 };
 
 /** Whether the operator wants the log emptied. */
-bool confirmed(const Context& context, const LogInfo& log)
+bool confirmed(const Context& context, const services::LogStatus& log)
 {
     if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0)
     {
@@ -104,10 +104,10 @@ ExitCode clear(const Context& context, const ClearOptions& options)
     if (!options.yes)
     {
         // What comes while the operator thinks is not what was asked about.
-        const LogInfo info = log.info();
-        last = options.upTo.value_or(info.lastEntry);
-        generation = info.generation;
-        if (!confirmed(context, info))
+        const services::LogStatus status = log.status();
+        last = options.upTo.value_or(status.lastEntry);
+        generation = status.generation;
+        if (!confirmed(context, status))
         {
             writeLine(context, "Nothing was removed.");
             return ExitCode::nothingFound;

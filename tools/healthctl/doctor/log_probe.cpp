@@ -44,7 +44,7 @@ LogComparison compared(const std::vector<SELEntry_gen>& log,
     return comparison;
 }
 
-bool isSame(const LogInfo& one, const LogInfo& other)
+bool isSame(const services::LogStatus& one, const services::LogStatus& other)
 {
     return one.generation == other.generation &&
            one.lastEntry == other.lastEntry && one.entries == other.entries;
@@ -66,7 +66,7 @@ LogComparison compareLogWithMirror()
         LogService log;
         for (int reading = 0; reading < mostReadings; ++reading)
         {
-            const LogInfo before = log.info();
+            const services::LogStatus before = log.status();
             const std::vector<SELEntry_gen> entries = log.content().entries;
             std::vector<SELEntryProperties> mirror;
             const long result = host::readSelMirror(mirror);
@@ -75,7 +75,7 @@ LogComparison compareLogWithMirror()
             {
                 return failed("the mirror cannot be read");
             }
-            if (isSame(before, log.info()))
+            if (isSame(before, log.status()))
             {
                 return compared(entries, mirror);
             }

@@ -19,12 +19,14 @@ constexpr int identifiers = 65534;
 
 /** How many entries there were, also those that make no sense.
  *
- *  @param[in] info what was heard of the log later */
-std::size_t entriesOf(const LogContent& content, const LogInfo& info)
+ *  @param[in] status of the log, read after its content */
+std::size_t entriesOf(const LogContent& content,
+                      const services::LogStatus& status)
 {
-    if (info.generation == content.generation && info.lastEntry == content.last)
+    if (status.generation == content.generation &&
+        status.lastEntry == content.last)
     {
-        return info.entries;
+        return status.entries;
     }
     if (content.entries.empty())
     {
@@ -35,9 +37,9 @@ std::size_t entriesOf(const LogContent& content, const LogInfo& info)
     return static_cast<std::size_t>((ahead + identifiers) % identifiers + 1);
 }
 
-void tellOfLeftOut(const LogContent& content, const LogInfo& info)
+void tellOfLeftOut(const LogContent& content, const services::LogStatus& status)
 {
-    const std::size_t places = entriesOf(content, info);
+    const std::size_t places = entriesOf(content, status);
     if (places > content.entries.size())
     {
         std::cerr << "healthctl: the log has entries that make no sense and "
@@ -55,7 +57,7 @@ ReadLog readLog()
     {
         LogService log;
         LogContent content = log.content();
-        tellOfLeftOut(content, log.info());
+        tellOfLeftOut(content, log.status());
         return {.entries = std::move(content.entries),
                 .mirror = false,
                 .last = content.last};

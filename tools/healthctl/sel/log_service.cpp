@@ -149,73 +149,6 @@ uint32_t numberIn(const MessagePtr& message)
     });
 }
 
-/** The property that comes next in a map of properties. */
-void takeProperty(sd_bus_message* message, LogInfo& info)
-{
-    const char* name = nullptr;
-    checkBus("property", sd_bus_message_read(message, "s", &name));
-    const std::string_view property = name;
-    const auto number = [&](uint32_t& value) {
-        checkBus("property", sd_bus_message_read(message, "v", "u", &value));
-    };
-    if (property == "Entries")
-    {
-        number(info.entries);
-    }
-    else if (property == "Capacity")
-    {
-        number(info.capacity);
-    }
-    else if (property == "LastAddition")
-    {
-        number(info.lastAddition);
-    }
-    else if (property == "LastErase")
-    {
-        number(info.lastErase);
-    }
-    else if (property == "Generation")
-    {
-        checkBus("property",
-                 sd_bus_message_read(message, "v", "t", &info.generation));
-    }
-    else if (property == "LastEntry")
-    {
-        checkBus("property",
-                 sd_bus_message_read(message, "v", "q", &info.lastEntry));
-    }
-    else if (property == "Overflow")
-    {
-        int overflow = 0;
-        checkBus("property", sd_bus_message_read(message, "v", "b", &overflow));
-        info.overflow = overflow != 0;
-    }
-    else if (property == "OverflowPolicy")
-    {
-        const char* policy = "";
-        checkBus("property", sd_bus_message_read(message, "v", "s", &policy));
-        info.policy = policy;
-    }
-    else
-    {
-        checkBus("property", sd_bus_message_skip(message, "v"));
-    }
-}
-
-/** What a map of properties says. */
-LogInfo infoIn(sd_bus_message* message)
-{
-    LogInfo info;
-    checkBus("properties",
-             sd_bus_message_enter_container(message, 'a', "{sv}"));
-    while (sd_bus_message_enter_container(message, 'e', "sv") > 0)
-    {
-        takeProperty(message, info);
-        checkBus("properties", sd_bus_message_exit_container(message));
-    }
-    return info;
-}
-
 /** The entry that comes next in a list. */
 SELEntry_gen entryIn(sd_bus_message* message)
 {
@@ -310,7 +243,7 @@ Clearing LogService::clear(const std::optional<uint16_t>& last,
     });
 }
 
-LogInfo LogService::info()
+services::LogStatus LogService::status()
 {
     const MessagePtr call =
         newCall(bus, "org.freedesktop.DBus.Properties", "GetAll");
@@ -318,7 +251,7 @@ LogInfo LogService::info()
              sd_bus_message_append(call.get(), "s", names::selInterface));
     const MessagePtr answer = reply(bus, call);
     return understood([&] {
-        return infoIn(answer.get());
+        return services::readLogStatus(answer.get());
     });
 }
 

@@ -3,6 +3,7 @@
 /** @file The log manager as healthctl calls it. Every failure becomes an Error
  *  that says what to do. */
 
+#include "../../../services/common/log_status.hpp"
 #include "raw_records.hpp"
 
 #include <platform/data_abstraction/sel.hpp>
@@ -17,24 +18,6 @@
 namespace healthintf::healthctl
 {
 
-/** What the log manager says of the log as a whole. */
-struct LogInfo
-{
-    uint32_t entries = 0;
-    uint32_t capacity = 0;
-    /** What happens to an event when the log is full: refuse or wrap. */
-    std::string policy;
-    /** Whether events were refused or dropped since the last clear. */
-    bool overflow = false;
-    /** Seconds since the epoch; 0 for never. */
-    uint32_t lastAddition = 0;
-    uint32_t lastErase = 0;
-    /** Changes when the log is cleared or begun anew. */
-    uint64_t generation = 0;
-    /** The identifier of the last entry; 0 without one. */
-    uint16_t lastEntry = 0;
-};
-
 /** What was read of the log. */
 struct LogContent
 {
@@ -43,7 +26,7 @@ struct LogContent
     /** The identifier of the last entry, whether it makes sense or not; 0
      *  without one. */
     uint16_t last = 0;
-    /** As LogInfo has it. */
+    /** As LogStatus has it. */
     uint64_t generation = 0;
 };
 
@@ -76,7 +59,7 @@ class LogService
      *
      *  @param[in] last the identifier of its last entry, 0 for none; nothing
      *             when it does not matter
-     *  @param[in] generation as LogInfo has it; nothing when it does not
+     *  @param[in] generation as LogStatus has it; nothing when it does not
      *             matter
      *  @throws Error; when the log is another or has grown, nothing was
      *          removed */
@@ -84,7 +67,7 @@ class LogService
                    const std::optional<uint64_t>& generation);
 
     /** @throws Error */
-    LogInfo info();
+    services::LogStatus status();
 
     /** All entries, the oldest first. When the log is cleared meanwhile, or
      *  drops what was to be read next, that begins anew.

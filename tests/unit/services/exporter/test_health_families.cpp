@@ -130,7 +130,8 @@ TEST(HealthFamilies, HaveWhatTheLogManagerSays)
 {
     Snapshot snapshot;
     snapshot.bus = true;
-    snapshot.log = LogStatus{3, 4096, "wrap", true, 1700000000, 1600000000};
+    snapshot.log =
+        services::LogStatus{3, 4096, "wrap", true, 1700000000, 1600000000};
     const Lines lines = samplesOf(snapshot);
     for (const char* line :
          {"healthintf_bus_up 1", "healthintf_sel_up 1",
@@ -154,7 +155,7 @@ TEST(HealthFamilies, SayWhetherTheHealthManagerAnswers)
 TEST(HealthFamilies, LeaveOutTimesThatNeverWere)
 {
     Snapshot snapshot;
-    snapshot.log = LogStatus{};
+    snapshot.log = services::LogStatus{};
     EXPECT_THAT(samplesOf(snapshot),
                 Not(Contains(StartsWith("healthintf_sel_last"))));
 }
