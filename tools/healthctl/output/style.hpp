@@ -51,11 +51,6 @@ class Style
 
     const Signs& signs() const;
 
-    bool isColoured() const
-    {
-        return coloured;
-    }
-
   private:
     bool coloured;
     bool unicode;
