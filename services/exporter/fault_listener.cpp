@@ -1,6 +1,6 @@
 #include "fault_listener.hpp"
 
-#include "common/service_log.hpp"
+#include "../common/service_log.hpp"
 #include "line_limit.hpp"
 
 #include <com/vexa/olvar/healthmgr/FaultEntry/common.hpp>
@@ -13,7 +13,7 @@ namespace healthintf::exporter
 namespace
 {
 
-/** Lines about messages, which anybody may send. */
+/** Limits the lines about signals, which anybody may send. */
 constinit host::LineLimit signalFailureLines;
 
 using sdbusplus::common::com::vexa::olvar::healthmgr::FaultEntry;
@@ -26,14 +26,16 @@ EvictionCount& countIn(void* context)
     return *static_cast<EvictionCount*>(context);
 }
 
-/** Runs what takes a message; libsystemd is C and must not see what it
- *  throws. */
-template <typename Work>
-int contained(Work&& work) noexcept
+/** Calls a message's handler and logs what it throws: exceptions must not
+ *  reach libsystemd, which is C.
+ *
+ *  @return 0, so that others see the message too */
+template <typename Handler>
+int callAndLogExceptions(Handler&& handler) noexcept
 {
     try
     {
-        work();
+        handler();
     }
     catch (const std::exception& e)
     {
@@ -83,7 +85,7 @@ bool FaultListener::afterTheBus(sd_bus* bus, Handler next, void* context)
 int FaultListener::takeAdded(sd_bus_message* message, void* context,
                              sd_bus_error* /*error*/)
 {
-    return contained([&] {
+    return callAndLogExceptions([&] {
         countIn(context).added(sd_bus_message_get_sender(message),
                                sd_bus_message_get_path(message));
     });
@@ -92,7 +94,7 @@ int FaultListener::takeAdded(sd_bus_message* message, void* context,
 int FaultListener::takeRemoved(sd_bus_message* message, void* context,
                                sd_bus_error* /*error*/)
 {
-    return contained([&] {
+    return callAndLogExceptions([&] {
         countIn(context).removed(sd_bus_message_get_path(message));
     });
 }
@@ -100,7 +102,7 @@ int FaultListener::takeRemoved(sd_bus_message* message, void* context,
 int FaultListener::takeOwner(sd_bus_message* message, void* context,
                              sd_bus_error* /*error*/)
 {
-    return contained([&] {
+    return callAndLogExceptions([&] {
         const char* name = nullptr;
         if (sd_bus_message_read(message, "s", &name) > 0)
         {
@@ -112,14 +114,14 @@ int FaultListener::takeOwner(sd_bus_message* message, void* context,
 int FaultListener::takeListening(sd_bus_message* message, void* context,
                                  sd_bus_error* /*error*/)
 {
-    return contained([&] {
+    return callAndLogExceptions([&] {
         auto* self = static_cast<FaultListener*>(context);
         for (const std::string& entry : self->readEntries())
         {
             self->evictions.know(entry);
         }
-        // Signals that were sent before the reading may not have been taken
-        // yet. They change what is known, but their evictions cannot be told.
+        // Signals from before the reading may still come. They change the
+        // known entries, but are no evictions that can be counted.
         afterTheBus(sd_bus_message_get_bus(message), takeCaughtUp,
                     &self->evictions);
     });
