@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace healthintf::tools
+namespace healthintf::services
 {
 
 /** Whether an argument is an option's name with "=" and no value behind it:
@@ -41,4 +41,4 @@ inline void refuseEmptyArguments(int argc, const char* const* argv)
     }
 }
 
-} // namespace healthintf::tools
+} // namespace healthintf::services

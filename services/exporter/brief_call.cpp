@@ -7,7 +7,7 @@ namespace healthintf::exporter
 namespace
 {
 
-MessagePtr callOf(sd_bus* bus, const BriefCall::Method& method)
+MessagePtr makeCall(sd_bus* bus, const BriefCall::Method& method)
 {
     sd_bus_message* raw = nullptr;
     sd_bus_message_new_method_call(bus, &raw, method.service, method.path,
@@ -29,7 +29,7 @@ MessagePtr BriefCall::make(sd_bus* bus)
     using Clock = std::chrono::steady_clock;
     const MessagePtr call = bus == nullptr || Clock::now() < silentUntil
                                 ? nullptr
-                                : callOf(bus, method);
+                                : makeCall(bus, method);
     if (call == nullptr)
     {
         return nullptr;

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Calls that keep a scrape waiting only shortly. */
+/** @file Calls that delay a scrape only briefly. */
 
 #include <systemd/sd-bus.h>
 
@@ -11,7 +11,7 @@
 namespace healthintf::exporter
 {
 
-/** One method of one service, which is called in each scrape. */
+/** A method call that each scrape makes. */
 class BriefCall
 {
   public:
@@ -38,8 +38,8 @@ class BriefCall
     /** Calls the service; none is started for it.
      *
      *  @param[in] bus the connection, or null
-     *  @return null without a bus, a service, or an answer in time that is no
-     *          error */
+     *  @return the reply; null without a bus or a service, after an error, or
+     *          when no reply came in time */
     MessagePtr make(sd_bus* bus);
 
   private:

@@ -1,6 +1,6 @@
 #include "bus_link.hpp"
 
-#include "common/service_log.hpp"
+#include "../common/service_log.hpp"
 
 #include <cstring>
 #include <utility>

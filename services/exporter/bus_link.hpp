@@ -1,8 +1,8 @@
 #pragma once
 
-/** @file A connection to the bus that may come and go. */
+/** @file A connection to the bus that is made again when it is lost. */
 
-#include "common/event_loop.hpp"
+#include "../common/event_loop.hpp"
 
 #include <platform/bus_handles.hpp>
 
@@ -15,14 +15,14 @@
 namespace healthintf::exporter
 {
 
-/** The bus, run by an event loop. Nothing here waits: a bus that is away or
- *  does not answer must not hold a scrape up. */
+/** A connection to the bus, run by an event loop. Nothing here waits: a bus
+ *  that is not there or does not answer must not delay a scrape. */
 class BusLink
 {
   public:
     using Opened = std::function<void(sd_bus*)>;
 
-    /** How long a failed connection is not tried again. */
+    /** The time between two attempts to connect. */
     static constexpr std::chrono::seconds pause{1};
 
     /** Begins to connect.
@@ -35,8 +35,8 @@ class BusLink
     BusLink(const BusLink&) = delete;
     BusLink& operator=(const BusLink&) = delete;
 
-    /** The connection, or null while there is none. One that was lost is begun
-     *  anew, to be there later. */
+    /** The connection, or null while there is none. Begins to connect again
+     *  when the connection was lost. */
     sd_bus* get();
 
   private:

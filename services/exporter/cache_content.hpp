@@ -16,7 +16,7 @@ namespace healthintf::exporter
  *  be read. */
 std::optional<CacheContent> readCacheContent();
 
-/** The keys of all nodes, and of faults that have none. */
+/** The keys of all nodes, and of faults that have no node. */
 std::set<std::string> componentsOf(const CacheContent& cache);
 
 /** The object paths of all fault entries; empty also when the data cache

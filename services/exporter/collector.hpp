@@ -1,10 +1,10 @@
 #pragma once
 
-/** @file Collects what a scrape tells. */
+/** @file Collects the data of a scrape. */
 
+#include "../common/event_loop.hpp"
 #include "brief_call.hpp"
 #include "bus_link.hpp"
-#include "common/event_loop.hpp"
 #include "fault_listener.hpp"
 #include "log_question.hpp"
 #include "snapshot.hpp"
@@ -12,7 +12,7 @@
 namespace healthintf::exporter
 {
 
-/** Finds out how everything is, as far as it can be found out. */
+/** Reads the data cache, and asks the bus and the services. */
 class Collector
 {
   public:
@@ -20,7 +20,8 @@ class Collector
      *             object */
     explicit Collector(services::EventLoop& loop);
 
-    /** Never fails as a whole, and waits only for the bus and the services. */
+    /** Never fails: the snapshot lacks what could not be read. Waits briefly
+     *  for the bus and the services. */
     Snapshot collect();
 
   private:

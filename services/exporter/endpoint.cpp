@@ -1,6 +1,6 @@
 #include "endpoint.hpp"
 
-#include "common/service_log.hpp"
+#include "../common/service_log.hpp"
 #include "line_limit.hpp"
 #include "open_metrics.hpp"
 
@@ -24,7 +24,7 @@ namespace healthintf::exporter
 namespace
 {
 
-/** Lines about scrapes that fail, which anybody may ask for. */
+/** Limits the lines about scrapes that fail, which anybody may ask for. */
 constinit host::LineLimit failureLines;
 
 constexpr const char* metricsUrl = "/metrics";

@@ -1,8 +1,8 @@
 #pragma once
 
-/** @file The HTTP server that scrapes come to. */
+/** @file The HTTP server. */
 
-#include "common/event_loop.hpp"
+#include "../common/event_loop.hpp"
 #include "listener.hpp"
 
 #include <microhttpd.h>
@@ -59,7 +59,7 @@ class Endpoint
         Clock::time_point since;
         /** There was a whole request. */
         bool asked = false;
-        /** The server has still to notice that it was ended. */
+        /** It was shut down, and the server has not noticed yet. */
         bool ended = false;
     };
 

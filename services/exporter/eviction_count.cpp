@@ -9,8 +9,8 @@ namespace
 
 constexpr std::string_view entryFolder = "/entry/";
 
-/** What an entry's path has in common with others of the component in the
- *  process; a component that a new process has taken over has others. */
+/** The part of an entry's path that the component's entries share. It is
+ *  another one after another process has taken the component over. */
 std::string_view groupOf(std::string_view entry)
 {
     // At the end are the fault's number, of four digits, and its health.

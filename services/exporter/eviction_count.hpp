@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Counts the faults that gave way to others. */
+/** @file Counts the faults that were evicted by others. */
 
 #include <cstddef>
 #include <cstdint>
@@ -15,24 +15,24 @@ namespace healthintf::exporter
 /** The component of a fault entry's object path; empty when it is none. */
 std::string_view componentOf(std::string_view entry);
 
-/** Tells the faults that gave way from those that were removed. On the bus
- *  both go by the same signals. But a component never holds more faults than
- *  it may, other than between the announcement of one too many and the removal
- *  of the one that gives way: an entry that is removed then was evicted.
+/** Tells evicted faults from those that were removed. The signals of both are
+ *  the same. But a component has more faults than its limit only after it
+ *  announced one too many, until it removes the evicted one: an entry that is
+ *  removed in between was evicted.
  *
- *  Signals of one process come in their order, so that knowing a component's
- *  entries at one time is enough to count exactly from then on. */
+ *  Signals of one process come in their order, so once a component's entries
+ *  are known, all its later evictions are counted. */
 class EvictionCount
 {
   public:
     /** Forgets all entries, not what was counted, and stops counting. */
     void startAnew();
 
-    /** Notes an entry that was there before anything was heard. One whose
-     *  removal was heard since startAnew() is on its way out. */
+    /** Notes an entry from before the first signal. Ignores one whose removal
+     *  was announced since startAnew(). */
     void know(const std::string& entry);
 
-    /** From now on what is known is whole, and evictions count. */
+    /** Counts evictions from now on, because all entries are known. */
     void startCounting();
 
     /** Whether evictions count now. */
@@ -43,7 +43,7 @@ class EvictionCount
 
     /** Takes the announcement of an entry.
      *
-     *  @param[in] sender the unique name of who holds it */
+     *  @param[in] sender the unique name of the process that has it */
     void added(const std::string& sender, const std::string& entry);
 
     /** Takes the removal of an entry. */
@@ -66,7 +66,7 @@ class EvictionCount
     /** The entries of one component in one process. */
     struct Group
     {
-        /** Empty while nothing was heard of it. */
+        /** Its unique name; empty before its first signal. */
         std::string sender;
         std::set<std::string> entries;
     };

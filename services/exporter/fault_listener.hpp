@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Hears of the faults that come and go. */
+/** @file Listens to the signals of fault entries. */
 
 #include "eviction_count.hpp"
 
@@ -25,9 +25,9 @@ class FaultListener
     FaultListener(const FaultListener&) = delete;
     FaultListener& operator=(const FaultListener&) = delete;
 
-    /** Listens on a new connection, instead of the last one. It must end before
-     *  this object. Evictions count a little later, once the entries that were
-     *  there before are known. */
+    /** Listens on a new connection instead of the last one. The connection must
+     *  end before this object. Evictions are counted once the entries that
+     *  exist already were read. */
     void listen(sd_bus* bus);
 
     /** Forgets the evictions of all other components. */

@@ -46,8 +46,8 @@ using FaultLabels = std::pair<std::string, bool>;
 void appendFaults(Family& family, const std::string& component,
                   const FaultCounts& counts)
 {
-    // Those of no faults, too: a number that goes to 0 is noticed, one that
-    // vanishes is not. Health values that are none share a word.
+    // Numbers of 0 are given, too: alerts notice a number that goes to 0, but
+    // not one that vanishes. All unknown health values share a word.
     std::map<FaultLabels, uint64_t> numbers;
     for (const uint32_t severity :
          {healthUnknown, healthOk, healthWarning, healthCritical})
@@ -169,8 +169,8 @@ void appendLog(std::vector<Family>& families, const services::LogStatus& log)
 
 } // namespace
 
-std::vector<Family> familiesOf(const Snapshot& snapshot,
-                               const std::string& version)
+std::vector<Family> makeFamilies(const Snapshot& snapshot,
+                                 const std::string& version)
 {
     std::vector<Family> families{{"healthintf_build",
                                   Kind::info,
@@ -181,7 +181,7 @@ std::vector<Family> familiesOf(const Snapshot& snapshot,
     families.push_back(gauge("healthintf_bus_up", "Whether the bus answered.",
                              snapshot.bus ? 1 : 0));
     families.push_back(gauge("healthintf_healthmgr_up",
-                             "Whether the health manager answered; without it "
+                             "Whether healthmgr answered; without it "
                              "nodes above others may be out of date.",
                              snapshot.healthManager ? 1 : 0));
     if (snapshot.evictions)
@@ -190,8 +190,7 @@ std::vector<Family> familiesOf(const Snapshot& snapshot,
             evictions(*snapshot.evictions,
                       componentsOf(snapshot.cache.value_or(CacheContent()))));
     }
-    families.push_back(gauge("healthintf_sel_up",
-                             "Whether the log manager answered.",
+    families.push_back(gauge("healthintf_sel_up", "Whether logmgr answered.",
                              snapshot.log ? 1 : 0));
     if (snapshot.log)
     {

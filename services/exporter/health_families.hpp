@@ -12,7 +12,7 @@ namespace healthintf::exporter
 {
 
 /** @param[in] version the program's */
-std::vector<Family> familiesOf(const Snapshot& snapshot,
-                               const std::string& version);
+std::vector<Family> makeFamilies(const Snapshot& snapshot,
+                                 const std::string& version);
 
 } // namespace healthintf::exporter

@@ -88,7 +88,7 @@ const sockaddr* generic(const void* address)
     return static_cast<const sockaddr*>(address);
 }
 
-/** Removes a socket whose program has ended without. */
+/** Removes a socket that a program left behind. */
 void removeStale(const sockaddr_un& address, const std::filesystem::path& path)
 {
     const host::FileDescriptor probe = newSocket(AF_UNIX);
@@ -177,7 +177,7 @@ Listener::Listener(const std::filesystem::path& path) :
 
 Listener::~Listener()
 {
-    // Its place may be another program's by now.
+    // Another program may have replaced it.
     if (madeFile && fileAt(made) == madeFile)
     {
         std::error_code ignored;

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The socket that scrapes come in by. */
+/** @file The socket that the HTTP server listens on. */
 
 #include "storage/file_descriptor.hpp"
 
@@ -44,7 +44,7 @@ class Listener
     /** @throws std::exception when it cannot be listened on */
     explicit Listener(const TcpAddress& address);
 
-    /** Takes the place of a socket that nobody listens on any more.
+    /** Replaces a socket that nobody listens on any more.
      *
      *  @throws std::exception when it cannot be listened on */
     explicit Listener(const std::filesystem::path& path);

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Asks the log manager how full its log is. */
+/** @file Asks logmgr how full its log is. */
 
 #include "../common/log_status.hpp"
 #include "brief_call.hpp"
@@ -10,15 +10,15 @@
 namespace healthintf::exporter
 {
 
-/** Asks the log manager, and waits for it only shortly. */
+/** Asks logmgr for the status of the log, and waits only briefly. */
 class LogQuestion
 {
   public:
     LogQuestion();
 
     /** @param[in] bus the connection, or null
-     *  @return nothing when there is no log manager or no whole answer in
-     *          time; none is started for it */
+     *  @return nothing when logmgr is not running, or gives no complete answer
+     *          in time; it is not started */
     std::optional<services::LogStatus> ask(sd_bus* bus);
 
   private:

@@ -1,10 +1,10 @@
 /** @file health-exporter: health and faults as metrics over HTTP. */
 
 #include "../common/empty_arguments.hpp"
+#include "../common/event_loop.hpp"
+#include "../common/service_log.hpp"
+#include "../common/supervision.hpp"
 #include "collector.hpp"
-#include "common/event_loop.hpp"
-#include "common/service_log.hpp"
-#include "common/supervision.hpp"
 #include "endpoint.hpp"
 #include "health_families.hpp"
 #include "listener.hpp"
@@ -29,7 +29,7 @@ struct Options
     std::string path;
 };
 
-std::unique_ptr<exporter::Listener> listenerOf(const Options& options)
+std::unique_ptr<exporter::Listener> makeListener(const Options& options)
 {
     if (!options.path.empty())
     {
@@ -50,13 +50,13 @@ std::unique_ptr<exporter::Listener> listenerOf(const Options& options)
 
 int serve(const Options& options)
 {
-    const auto listener = listenerOf(options);
+    const auto listener = makeListener(options);
     services::EventLoop loop;
     loop.exitOn({SIGINT, SIGTERM});
     exporter::Collector collector(loop);
     const exporter::Endpoint endpoint(loop, *listener, [&collector] {
         return exporter::render(
-            exporter::familiesOf(collector.collect(), HEALTHINTF_VERSION));
+            exporter::makeFamilies(collector.collect(), HEALTHINTF_VERSION));
     });
     std::printf("listening on %s\n",
                 options.path.empty()
@@ -87,7 +87,7 @@ int run(int argc, const char* const* argv)
     try
     {
         app.parse(argc, argv);
-        tools::refuseEmptyArguments(argc, argv);
+        services::refuseEmptyArguments(argc, argv);
     }
     catch (const CLI::ParseError& e)
     {

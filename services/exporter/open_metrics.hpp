@@ -27,7 +27,7 @@ enum class Kind
     gauge,
     /** A number that only grows. */
     counter,
-    /** Labels that tell something; the number is 1. */
+    /** Labels with information; the number is always 1. */
     info,
 };
 

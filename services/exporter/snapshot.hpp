@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What one scrape has found. */
+/** @file The data of one scrape. */
 
 #include "../common/log_status.hpp"
 #include "data_cache/cache_space.hpp"
@@ -17,7 +17,7 @@ namespace healthintf::exporter
 /** Numbers of faults by their health value and whether they are hidden. */
 using FaultCounts = std::map<std::pair<uint32_t, bool>, uint64_t>;
 
-/** What the data cache holds. */
+/** The content of the data cache. */
 struct CacheContent
 {
     /** The health of each node, by key. */
@@ -26,20 +26,20 @@ struct CacheContent
     std::map<std::string, FaultCounts> faults;
 };
 
-/** What one scrape has found; what could not be found is left out. */
+/** The data of one scrape, without what could not be read. */
 struct Snapshot
 {
     std::optional<CacheContent> cache;
     std::optional<host::CacheSpace> space;
     /** Whether the bus answered. */
     bool bus = false;
-    /** Whether the health manager answered. */
+    /** Whether healthmgr answered. */
     bool healthManager = false;
     std::optional<services::LogStatus> log;
-    /** The evictions of each component that had some; nothing while they do not
-     *  count. */
+    /** The evictions of each component that had some; nothing while they are
+     *  not counted. */
     std::optional<std::map<std::string, uint64_t>> evictions;
-    /** How long it took to find out. */
+    /** How long the collection took. */
     double seconds = 0;
 };
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace healthintf::tools
+namespace healthintf::services
 {
 namespace
 {
@@ -49,4 +49,4 @@ TEST(EmptyArguments, AreNotSeenInWhatHasAValue)
 }
 
 } // namespace
-} // namespace healthintf::tools
+} // namespace healthintf::services

@@ -20,7 +20,7 @@ using Lines = std::vector<std::string>;
 /** The samples of a scrape, one a line. */
 Lines samplesOf(const Snapshot& snapshot)
 {
-    std::istringstream text(render(familiesOf(snapshot, "1.2.3")));
+    std::istringstream text(render(makeFamilies(snapshot, "1.2.3")));
     Lines lines;
     for (std::string line; std::getline(text, line);)
     {
