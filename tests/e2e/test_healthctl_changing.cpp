@@ -153,8 +153,8 @@ TEST_F(Changing, SetsNothingWithoutAHealthManager)
     const Answer answer = healthctl({"lcd", "set", "hideerrs", "0"});
     EXPECT_EQ(answer.status, 3);
     EXPECT_EQ(answer.errors,
-              "healthctl: system.embedded.1#lcd.1#hideerrs was not set: no "
-              "health manager is there; start healthmgr\n");
+              "healthctl: system.embedded.1#lcd.1#hideerrs was not set: "
+              "healthmgr is not running; start it\n");
     EXPECT_EQ(healthctl({"lcd", "get", "hideerrs"}).output,
               "hideerrs     not set\n");
 }

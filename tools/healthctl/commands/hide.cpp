@@ -29,7 +29,7 @@ struct Options
     HideTarget target;
 };
 
-/** @throws Error for a text that no component obeys */
+/** @throws Error for a text that is longer than components accept */
 void checkLength(const std::string& text)
 {
     using health_namespace::FaultAndHealth;
@@ -63,7 +63,7 @@ void send(bool hide, const HideTarget& target)
  *  @throws Error when there is no component of that name */
 TargetCounts count(const Options& options)
 {
-    const auto source = openSourceAndTell(SourceChoice::automatic);
+    const auto source = openSourceWithWarning(SourceChoice::automatic);
     if (!options.component.empty())
     {
         checkComponent(*source, options.component);

@@ -130,7 +130,7 @@ std::string shortened(std::string_view text, std::size_t columns,
         return std::string(text);
     }
     const std::size_t dots = std::min(columnsOf(ellipsis), columns);
-    // The end of a name tells more than its beginning.
+    // The end of a name says more than its beginning.
     const std::size_t front = (columns - dots) / 2;
     const std::vector<Character> characters = charactersOf(text);
     const std::size_t last = howManyFit(characters.rbegin(), characters.rend(),

@@ -1,7 +1,7 @@
 #include "log_reader.hpp"
 
 #include "../error.hpp"
-#include "log_service.hpp"
+#include "logmgr_client.hpp"
 
 #include <data_cache/sel_entry_cache.hpp>
 
@@ -14,10 +14,10 @@ namespace healthintf::healthctl
 namespace
 {
 
-/** How many identifiers there are; behind the last comes 1. */
+/** How many identifiers there are; 1 follows the last. */
 constexpr int identifiers = 65534;
 
-/** How many entries there were, also those that make no sense.
+/** How many entries the log had, with those that cannot be read.
  *
  *  @param[in] status of the log, read after its content */
 std::size_t entriesOf(const LogContent& content,
@@ -32,7 +32,7 @@ std::size_t entriesOf(const LogContent& content,
     {
         return 0;
     }
-    // Entries keep their identifiers when one between them makes no sense.
+    // An entry that cannot be read still has its identifier.
     const int ahead = content.last - content.entries.front().recordId();
     return static_cast<std::size_t>((ahead + identifiers) % identifiers + 1);
 }
@@ -42,7 +42,7 @@ void tellOfLeftOut(const LogContent& content, const services::LogStatus& status)
     const std::size_t places = entriesOf(content, status);
     if (places > content.entries.size())
     {
-        std::cerr << "healthctl: the log has entries that make no sense and "
+        std::cerr << "healthctl: the log has entries that cannot be read and "
                      "are left out: "
                   << places - content.entries.size()
                   << "; see the log of logmgr\n";
@@ -55,7 +55,7 @@ ReadLog readLog()
 {
     try
     {
-        LogService log;
+        LogmgrClient log;
         LogContent content = log.content();
         tellOfLeftOut(content, log.status());
         return {.entries = std::move(content.entries),

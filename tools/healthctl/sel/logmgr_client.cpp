@@ -1,4 +1,4 @@
-#include "log_service.hpp"
+#include "logmgr_client.hpp"
 
 #include "../context.hpp"
 #include "../error.hpp"
@@ -19,17 +19,17 @@ namespace
 
 using host::checkBus;
 
-/** How often the log is read anew when it changes meanwhile. */
+/** How often the log is read when it changes during each reading. */
 constexpr int mostListings = 10;
 
-/** What was to be read next is gone, or the log is another. */
+/** The next entries to read are gone, or the log was cleared. */
 class LogChanged : public Error
 {
   public:
     using Error::Error;
 };
 
-/** Who may call a method of the log manager, for somebody who may not. */
+/** Who may call a method of logmgr, for the error of a user who may not. */
 std::string whoMayCall(std::string_view member)
 {
     if (member == host::clearUpTo)
@@ -67,8 +67,7 @@ std::string whoMayCall(std::string_view member)
         name == SD_BUS_ERROR_NAME_HAS_NO_OWNER ||
         name.starts_with("org.freedesktop.DBus.Error.Spawn"))
     {
-        throw Error(ExitCode::unavailable,
-                    "there is no log manager; start logmgr");
+        throw Error(ExitCode::unavailable, "logmgr is not running; start it");
     }
     if (name == host::selGrown)
     {
@@ -82,8 +81,8 @@ std::string whoMayCall(std::string_view member)
     {
         throw Error(ExitCode::failed, text);
     }
-    throw Error(ExitCode::failed, "the log manager did not answer: " + text +
-                                      "; see the log of logmgr");
+    throw Error(ExitCode::failed,
+                "logmgr did not answer: " + text + "; see the log of logmgr");
 }
 
 MessagePtr newCall(const BusPtr& bus, const char* interface, const char* member)
@@ -120,11 +119,11 @@ MessagePtr reply(const BusPtr& bus, const MessagePtr& call)
     return MessagePtr(sd_bus_message_ref(answer));
 }
 
-/** Reads what the log manager answered.
+/** Calls a function that reads an answer of logmgr.
  *
- *  @throws Error when that is something else than it should be */
+ *  @throws Error when it throws std::system_error */
 template <typename Read>
-auto understood(Read&& read)
+auto parseAnswer(Read&& read)
 {
     try
     {
@@ -134,23 +133,22 @@ auto understood(Read&& read)
     {
         throw Error(
             ExitCode::failed,
-            std::string("the log manager's answer cannot be read: ") +
-                e.what() +
+            std::string("the answer of logmgr cannot be read: ") + e.what() +
                 "; see whether logmgr and healthctl are of one version");
     }
 }
 
-uint32_t numberIn(const MessagePtr& message)
+uint32_t readNumber(const MessagePtr& message)
 {
-    return understood([&] {
+    return parseAnswer([&] {
         uint32_t number = 0;
         checkBus("number", sd_bus_message_read(message.get(), "u", &number));
         return number;
     });
 }
 
-/** The entry that comes next in a list. */
-SELEntry_gen entryIn(sd_bus_message* message)
+/** Reads the next entry of a list. */
+SELEntry_gen readEntry(sd_bus_message* message)
 {
     SELEntryProperties entry;
     const char* name = "";
@@ -169,10 +167,10 @@ SELEntry_gen entryIn(sd_bus_message* message)
     return SELEntry_gen(entry);
 }
 
-/** Adds the entries of a page, and takes the log's generation.
+/** Reads the entries of a page and the log's generation.
  *
- *  @return the sequence number of the one behind them */
-uint64_t addPage(sd_bus_message* message, LogContent& content)
+ *  @return the sequence number of the entry that follows */
+uint64_t readPage(sd_bus_message* message, LogContent& content)
 {
     constexpr const char* entry = "qu(ssyy)ay";
     checkBus("generation",
@@ -181,7 +179,7 @@ uint64_t addPage(sd_bus_message* message, LogContent& content)
              sd_bus_message_enter_container(message, 'a', "(qu(ssyy)ay)"));
     while (sd_bus_message_enter_container(message, 'r', entry) > 0)
     {
-        content.entries.push_back(entryIn(message));
+        content.entries.push_back(readEntry(message));
         checkBus("entries", sd_bus_message_exit_container(message));
     }
     checkBus("entries", sd_bus_message_exit_container(message));
@@ -193,16 +191,16 @@ uint64_t addPage(sd_bus_message* message, LogContent& content)
 
 } // namespace
 
-LogService::LogService()
+LogmgrClient::LogmgrClient()
 {
-    // The library's and this one are the same connection.
+    // This is the connection that the library uses, too.
     const auto operators = connectBus();
     bus = host::openDefaultBus();
 }
 
-uint32_t LogService::add(const SELInterface::SensorInfo& sensor,
-                         const RawRecord& record,
-                         const std::optional<uint32_t>& time)
+uint32_t LogmgrClient::add(const SELInterface::SensorInfo& sensor,
+                           const RawRecord& record,
+                           const std::optional<uint32_t>& time)
 {
     const MessagePtr call =
         newCall(bus, names::selInterface,
@@ -222,11 +220,11 @@ uint32_t LogService::add(const SELInterface::SensorInfo& sensor,
         checkBus("sd_bus_message_append",
                  sd_bus_message_append(call.get(), "u", *time));
     }
-    return numberIn(reply(bus, call));
+    return readNumber(reply(bus, call));
 }
 
-Clearing LogService::clear(const std::optional<uint16_t>& last,
-                           const std::optional<uint64_t>& generation)
+Clearing LogmgrClient::clear(const std::optional<uint16_t>& last,
+                             const std::optional<uint64_t>& generation)
 {
     const MessagePtr call = newCall(bus, names::selInterface, host::clearUpTo);
     checkBus("sd_bus_message_append",
@@ -234,7 +232,7 @@ Clearing LogService::clear(const std::optional<uint16_t>& last,
                                    generation.value_or(host::anySelGeneration),
                                    last.value_or(host::anyLastSelEntry)));
     const MessagePtr answer = reply(bus, call);
-    return understood([&] {
+    return parseAnswer([&] {
         Clearing clearing;
         checkBus("numbers",
                  sd_bus_message_read(answer.get(), "uq", &clearing.erased,
@@ -243,19 +241,19 @@ Clearing LogService::clear(const std::optional<uint16_t>& last,
     });
 }
 
-services::LogStatus LogService::status()
+services::LogStatus LogmgrClient::status()
 {
     const MessagePtr call =
         newCall(bus, "org.freedesktop.DBus.Properties", "GetAll");
     checkBus("sd_bus_message_append",
              sd_bus_message_append(call.get(), "s", names::selInterface));
     const MessagePtr answer = reply(bus, call);
-    return understood([&] {
+    return parseAnswer([&] {
         return services::readLogStatus(answer.get());
     });
 }
 
-LogContent LogService::content()
+LogContent LogmgrClient::content()
 {
     for (int listing = 1;; ++listing)
     {
@@ -273,7 +271,7 @@ LogContent LogService::content()
     }
 }
 
-LogContent LogService::readContent()
+LogContent LogmgrClient::readContent()
 {
     LogContent content;
     content.generation = host::anySelGeneration;
@@ -286,14 +284,14 @@ LogContent LogService::readContent()
                                        next, 0U));
         const std::size_t before = content.entries.size();
         const MessagePtr page = reply(bus, call);
-        next = understood([&] {
-            return addPage(page.get(), content);
+        next = parseAnswer([&] {
+            return readPage(page.get(), content);
         });
         if (next != host::noSelSequence && content.entries.size() == before)
         {
-            throw Error(ExitCode::failed, "the log manager says that there is "
-                                          "more and sends nothing; restart "
-                                          "logmgr");
+            throw Error(ExitCode::failed,
+                        "logmgr announces more entries and sends "
+                        "none; restart it");
         }
     }
     return content;

@@ -1,7 +1,6 @@
 #pragma once
 
-/** @file The log manager as healthctl calls it. Every failure becomes an Error
- *  that says what to do. */
+/** @file Calls logmgr. Every failure becomes an Error that says what to do. */
 
 #include "../../../services/common/log_status.hpp"
 #include "raw_records.hpp"
@@ -18,44 +17,44 @@
 namespace healthintf::healthctl
 {
 
-/** What was read of the log. */
+/** The content of the log. */
 struct LogContent
 {
-    /** The oldest first; those that make no sense are not among them. */
+    /** The oldest first, without those that cannot be read. */
     std::vector<SELEntry_gen> entries;
-    /** The identifier of the last entry, whether it makes sense or not; 0
-     *  without one. */
+    /** The identifier of the last entry, also of one that cannot be read;
+     *  0 without one. */
     uint16_t last = 0;
     /** As LogStatus has it. */
     uint64_t generation = 0;
 };
 
-/** What clearing the log has removed. */
+/** The entries that clearing the log has removed. */
 struct Clearing
 {
     uint32_t erased = 0;
-    /** The identifier of the last entry that went; 0 when there was none. */
+    /** The identifier of the last of them; 0 when there was none. */
     uint16_t last = 0;
 };
 
-class LogService
+class LogmgrClient
 {
   public:
     /** Connects to the operator's bus.
      *
      *  @throws Error when there is none */
-    LogService();
+    LogmgrClient();
 
     /** Stores a record.
      *
-     *  @param[in] time seconds since the epoch, else the log manager's clock
+     *  @param[in] time seconds since the epoch, else the clock of logmgr
      *  @return its identifier
      *  @throws Error */
     uint32_t add(const SELInterface::SensorInfo& sensor,
                  const RawRecord& record,
                  const std::optional<uint32_t>& time = std::nullopt);
 
-    /** Removes all entries, if the log is what somebody knows of it.
+    /** Removes all entries, unless the log has changed since it was read.
      *
      *  @param[in] last the identifier of its last entry, 0 for none; nothing
      *             when it does not matter

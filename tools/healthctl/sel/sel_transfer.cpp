@@ -1,7 +1,7 @@
 #include "sel_transfer.hpp"
 
 #include "../error.hpp"
-#include "log_service.hpp"
+#include "logmgr_client.hpp"
 #include "whole_file.hpp"
 
 #include <algorithm>
@@ -98,7 +98,7 @@ std::vector<RawRecord> readRecords(const std::string& file)
     }
 }
 
-std::vector<uint32_t> importRecords(LogService& log,
+std::vector<uint32_t> importRecords(LogmgrClient& log,
                                     const std::vector<RawRecord>& records)
 {
     checkRoom(log.status(), records.size());

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Writes a file that is there whole or not at all. */
+/** @file Replaces a file at once. */
 
 #include <filesystem>
 #include <string_view>

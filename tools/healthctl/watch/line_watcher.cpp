@@ -17,7 +17,7 @@ namespace
 
 constexpr std::chrono::milliseconds readingPace{100};
 
-Context oneLineEach(const Context& context)
+Context withCompactJson(const Context& context)
 {
     Context compact = context;
     compact.compact = true;
@@ -26,7 +26,7 @@ Context oneLineEach(const Context& context)
 
 void write(const Context& context, const nlohmann::ordered_json& line)
 {
-    writeJson(oneLineEach(context), watchSchema, line);
+    writeJson(withCompactJson(context), watchSchema, line);
     flush(context.out);
 }
 
@@ -39,47 +39,47 @@ LineWatcher::LineWatcher(const Context& context, sd_bus* bus,
                                   [this] {
                                       takeOver();
                                   }),
-    // Or it would go on behind "head" until there is something to write.
+    // Otherwise "healthctl watch | head" would go on until the next change.
     hangup(loop.onHangup(STDOUT_FILENO,
                          [&loop] {
                              loop.exit(0);
                          })),
-    heard(bus, listener())
+    changes(bus, makeHandlers())
 {
     const Records records = readTree();
     tree.takeOver(records.nodes, records.faults);
-    write(context, beginningOf(tree));
+    write(context, describeBeginning(tree));
 }
 
-Listener LineWatcher::listener()
+ChangeHandlers LineWatcher::makeHandlers()
 {
-    const auto act = [this](auto&& change) {
+    const auto perform = [this](auto&& change) {
         loop.perform([&] {
-            tell(change());
+            writeChanges(change());
         });
     };
     return {.health =
-                [this, act](const std::string& key, uint32_t health) {
-                    act([&] {
+                [this, perform](const std::string& key, uint32_t health) {
+                    perform([&] {
                         return tree.setHealth(key, health);
                     });
                 },
             .faultAdded =
-                [this, act](const std::string& path,
-                            const FaultEntryProperties& fault) {
-                    act([&] {
+                [this, perform](const std::string& path,
+                                const FaultEntryProperties& fault) {
+                    perform([&] {
                         return tree.addFault(path, fault);
                     });
                 },
             .faultRemoved =
-                [this, act](const std::string& path) {
-                    act([&] {
+                [this, perform](const std::string& path) {
+                    perform([&] {
                         return tree.removeFault(path);
                     });
                 },
             .hidden =
-                [this, act](const std::string& path, bool hidden) {
-                    act([&] {
+                [this, perform](const std::string& path, bool hidden) {
+                    perform([&] {
                         return tree.setHidden(path, hidden);
                     });
                 },
@@ -89,9 +89,9 @@ Listener LineWatcher::listener()
                 }};
 }
 
-void LineWatcher::tell(const Changes& changes)
+void LineWatcher::writeChanges(const Changes& made)
 {
-    for (const Change& change : changes)
+    for (const Change& change : made)
     {
         write(context, jsonOf(change));
     }
@@ -99,12 +99,11 @@ void LineWatcher::tell(const Changes& changes)
 
 void LineWatcher::takeOver()
 {
-    // What was sent before comes first, or it would be told after what follows
-    // from it.
+    // Signals from before come first, so that changes keep their order.
     while (sd_bus_process(bus, nullptr) > 0)
     {}
     const Records records = readTree();
-    tell(tree.takeOver(records.nodes, records.faults));
+    writeChanges(tree.takeOver(records.nodes, records.faults));
 }
 
 } // namespace healthintf::healthctl

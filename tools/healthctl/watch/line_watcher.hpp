@@ -20,8 +20,8 @@ class LineWatcher
     LineWatcher(const Context& context, sd_bus* bus, services::EventLoop& loop);
 
   private:
-    Listener listener();
-    void tell(const Changes& changes);
+    ChangeHandlers makeHandlers();
+    void writeChanges(const Changes& made);
     void takeOver();
 
     const Context& context;
@@ -30,7 +30,7 @@ class LineWatcher
     PacedAction reading;
     services::EventSource hangup;
     WatchedTree tree;
-    BusChanges heard;
+    BusChanges changes;
 };
 
 } // namespace healthintf::healthctl

@@ -26,8 +26,8 @@ namespace
 
 constexpr std::chrono::milliseconds drawingPace{100};
 
-/** Whatever is heard may change the drawing. */
-Listener listenerThat(const std::function<void()>& redraws)
+/** Any change may change the drawing. */
+ChangeHandlers makeHandlers(const std::function<void()>& redraws)
 {
     return {.health =
                 [redraws](const std::string&, uint32_t) {
@@ -48,7 +48,8 @@ Listener listenerThat(const std::function<void()>& redraws)
             .unsure = redraws};
 }
 
-/** Does what SIGTSTP does where it is not caught; goes on when told to. */
+/** Stops the process as SIGTSTP does by default; returns when it is
+ *  continued. */
 void stopProcess()
 {
     sigset_t stop;
@@ -59,13 +60,13 @@ void stopProcess()
     pthread_sigmask(SIG_BLOCK, &stop, nullptr);
 }
 
-/** Draws what there is. */
+/** Draws the tree, or the reason why there is none. */
 void drawTree(const Context& context, const TreeView& view)
 {
     try
     {
         const auto source = openSource(SourceChoice::automatic);
-        const auto trees = growTrees(source->nodes(), source->faults());
+        const auto trees = buildTrees(source->nodes(), source->faults());
         std::vector<const TreeNode*> tops;
         tops.reserve(trees.size());
         for (const TreeNode& tree : trees)
@@ -76,7 +77,7 @@ void drawTree(const Context& context, const TreeView& view)
     }
     catch (const Error& e)
     {
-        // It may come back.
+        // The services may start later.
         if (e.code() != ExitCode::unavailable)
         {
             throw;
@@ -94,9 +95,9 @@ TreeScreen::TreeScreen(const Context& context, const TreeView& view,
                                     [this] {
                                         draw();
                                     }),
-    heard(bus, listenerThat([this] {
-              drawing.request();
-          })),
+    changes(bus, makeHandlers([this] {
+                drawing.request();
+            })),
     screen(context.out)
 {
     sources.push_back(loop.onSignal(SIGWINCH, [this] {

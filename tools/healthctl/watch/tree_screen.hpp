@@ -32,7 +32,7 @@ class TreeScreen
     TreeView view;
     services::EventLoop& loop;
     PacedAction drawing;
-    BusChanges heard;
+    BusChanges changes;
     Screen screen;
     std::vector<services::EventSource> sources;
 };
