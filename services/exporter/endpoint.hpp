@@ -18,8 +18,8 @@ namespace healthintf::exporter
 {
 
 /** Answers GET and HEAD of /metrics, whatever host is named before it, one
- * request a connection, and refuses everything else. Works in an event loop,
- * one connection after the other. */
+ *  request a connection, and refuses everything else. Works in an event loop,
+ *  one connection after the other. */
 class Endpoint
 {
   public:

@@ -53,7 +53,7 @@ std::size_t howManyFit(Iterator at, Iterator end, std::size_t columns)
 }
 
 /** Whether a line may end between two characters: at a blank, and beside wide
- * ones, which are written without blanks. */
+ *  ones, which are written without blanks. */
 bool mayBreak(const Character& before, const Character& after)
 {
     return after.code == ' ' ||
