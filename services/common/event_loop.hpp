@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file An sd-event loop and what a service hangs on it. */
+/** @file An sd-event loop and the actions that it calls. */
 
 #include <platform/bus_handles.hpp>
 
@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <initializer_list>
 #include <memory>
@@ -15,7 +16,9 @@
 namespace healthintf::services
 {
 
-/** One source of events; what it calls ends with the object. */
+class EventLoop;
+
+/** A source of events. Its action is not called after the object is gone. */
 class EventSource
 {
   public:
@@ -24,22 +27,41 @@ class EventSource
   private:
     friend class EventLoop;
 
+    /** An action and the loop that calls it. */
+    struct Handler
+    {
+        EventLoop& loop;
+        std::function<void()> action;
+    };
+
     // Behind a pointer, because sd-event keeps its address.
-    std::unique_ptr<std::function<void()>> action;
+    std::unique_ptr<Handler> handler;
     EventSourcePtr source;
 };
 
-/** The event loop of this thread. An action that throws is logged and the
- *  loop goes on. */
+/** What a loop does with an exception that leaves an action. */
+enum class OnException
+{
+    /** It logs the exception and goes on. */
+    log,
+    /** It ends, and run() throws the exception. */
+    endLoop,
+};
+
+/** The event loop of this thread. */
 class EventLoop
 {
   public:
     /** @throws std::system_error when there can be no loop */
-    EventLoop();
+    explicit EventLoop(OnException onException = OnException::log);
+    EventLoop(const EventLoop&) = delete;
+    EventLoop& operator=(const EventLoop&) = delete;
 
     /** Runs until exit().
      *
-     *  @return what exit() was given */
+     *  @return what exit() was given
+     *  @throws std::system_error when the loop fails; or what an action threw,
+     *          with OnException::endLoop */
     int run();
 
     void exit(int code);
@@ -47,6 +69,11 @@ class EventLoop
     /** Ends the loop with 0 on any of these signals, which must not be
      *  handled otherwise. */
     void exitOn(std::initializer_list<int> signals);
+
+    /** Calls @p action at each signal of this number, which must not be
+     *  handled otherwise. */
+    [[nodiscard]] EventSource onSignal(int number,
+                                       std::function<void()> action);
 
     /** Calls @p action when @p fd is readable. The descriptor stays the
      *  caller's, and must outlive the source. */
@@ -56,6 +83,11 @@ class EventLoop
      *  and again until enable() lets it rest. The descriptor stays the
      *  caller's, and must outlive the source. */
     [[nodiscard]] EventSource onWritable(int fd, std::function<void()> action);
+
+    /** Calls @p action when nobody has the other end of a pipe, socket or
+     *  terminal any more; never for a file. The descriptor stays the caller's,
+     *  and must outlive the source. */
+    [[nodiscard]] EventSource onHangup(int fd, std::function<void()> action);
 
     /** Calls @p action when asked to with request(), once for any number of
      *  requests before. */
@@ -76,15 +108,26 @@ class EventLoop
     /** Lets what every() or onWritable() gave rest, or call again. */
     static void enable(EventSource& source, bool enabled);
 
+    /** Calls an action for a C callback that the loop has called, and handles
+     *  an exception as one of the loop's own actions. */
+    void perform(const std::function<void()>& action) noexcept;
+
     sd_event* get() const
     {
         return event.get();
     }
 
   private:
+    EventSource makeSource(std::function<void()> action);
+    static int callHandler(void* handler) noexcept;
+    static int addIo(EventSource& source, int fd, uint32_t events);
     EventSource onIo(int fd, uint32_t events, std::function<void()> action);
+    EventSource onTime(std::chrono::microseconds delay, uint64_t slack,
+                       std::function<void()> action);
 
     EventPtr event;
+    OnException onException;
+    std::exception_ptr failure;
 };
 
 } // namespace healthintf::services
