@@ -13,8 +13,9 @@ namespace healthintf::hostmon
 namespace
 {
 
-/** A number of 64 bits for a text (FNV-1a): a key may be longer than a bus name
- *  and have parts that a bus name cannot have. */
+/** Hashes a text to 64 bits (FNV-1a). A bus name carries the hash and not
+ *  the key, which may be too long for it or have characters that it may not
+ *  have. */
 uint64_t numberOf(const std::string& text)
 {
     uint64_t number = 0xCBF29CE484222325;

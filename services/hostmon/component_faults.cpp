@@ -17,7 +17,7 @@ namespace
 
 constexpr std::size_t places = health_namespace::FaultAndHealth::maxFaults;
 
-/** Finds a fault by its name. */
+/** Finds a fault by message and sensor path. */
 template <typename Faults>
 auto findNamed(Faults& faults, const SourceFault& wanted)
 {
@@ -26,8 +26,8 @@ auto findNamed(Faults& faults, const SourceFault& wanted)
     });
 }
 
-/** Whether a fault is reported anew when its arguments change: how many faults
- *  have no place, or why a source cannot be read. Others keep the reading that
+/** Whether a fault is reported again when its arguments change: one that counts
+ *  faults, or says why a source cannot be read. Others keep the reading that
  *  they began with. */
 bool followsArguments(const SourceFault& fault)
 {
@@ -36,7 +36,7 @@ bool followsArguments(const SourceFault& fault)
            fault.messageId == unreadableId;
 }
 
-/** A fault's text where the registry has none. */
+/** Makes the text of a fault whose message is in no registry. */
 std::string ownTextOf(const SourceFault& fault)
 {
     std::string text = fault.messageId;
@@ -48,7 +48,7 @@ std::string ownTextOf(const SourceFault& fault)
     return text + ")";
 }
 
-/** A fault's severity as registries count it. */
+/** A fault's severity by the numbers that registries use. */
 uint32_t severityOf(const SourceFault& fault)
 {
     constexpr uint32_t criticalSeverity = 1;
@@ -146,7 +146,7 @@ bool ComponentFaults::isReported(const SourceFault& fault) const
            (!followsArguments(fault) || found->arguments == fault.arguments);
 }
 
-/** What is reported and should not be, the least important one last. */
+/** The reported faults that are to be removed, the least important one last. */
 ComponentFaults::Faults
 ComponentFaults::outdatedReports(const Faults& wanted) const
 {
@@ -162,8 +162,8 @@ ComponentFaults::outdatedReports(const Faults& wanted) const
     return outdated;
 }
 
-/** Removes what has the fault's name and, when all places are taken, the
- *  least important one that is outdated. */
+/** Removes the outdated report of the same fault and, when the component shows
+ *  as many faults as it can, the least important outdated one. */
 void ComponentFaults::makeRoom(const SourceFault& fault, Faults& outdated)
 {
     if (const auto same = findNamed(outdated, fault); same != outdated.end())
@@ -186,7 +186,7 @@ bool ComponentFaults::addReport(const SourceFault& fault)
         report.subSystem, report.sensorNumber, report.sensorType);
     if (status == health_namespace::statusNotRead)
     {
-        // Without the registry the machine must not seem to be well.
+        // A missing registry must not hide what is wrong with the machine.
         status = component.addFault(
             fault.messageId, fault.sensorPath, fault.arguments, fault.fqdd,
             fault.subSystem, fault.sensorNumber, fault.sensorType,

@@ -25,13 +25,13 @@ Doorbell::~Doorbell()
 
 void Doorbell::ring() const
 {
-    // Fails only when it was rung already, 2^64 times.
+    // Fails only when the counter is full, and then the descriptor is readable.
     static_cast<void>(eventfd_write(fd, 1));
 }
 
 void Doorbell::answer() const
 {
-    // Fails only when it was not rung.
+    // Fails only when the counter is 0 already.
     eventfd_t count = 0;
     static_cast<void>(eventfd_read(fd, &count));
 }

@@ -1,15 +1,15 @@
 #pragma once
 
-/** @file How threads wake the event loop. */
+/** @file Wakes the event loop from other threads. */
 
 namespace healthintf::hostmon
 {
 
-/** A descriptor that is readable once ring() was called, until answer(). */
+/** A descriptor that is readable from wake() on until reset(). */
 class Doorbell
 {
   public:
-    /** @throws std::system_error when there can be no descriptor */
+    /** @throws std::system_error when the system gives no descriptor */
     Doorbell();
     ~Doorbell();
     Doorbell(const Doorbell&) = delete;

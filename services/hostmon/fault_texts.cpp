@@ -69,7 +69,7 @@ std::string messageIdOf(const FaultTexts& texts, Level level)
 namespace
 {
 
-/** Adds @p text to a path as one part of it. */
+/** Appends @p text to a path as one escaped part. */
 std::string withPart(std::string path, const std::string& text)
 {
     path.push_back('/');

@@ -17,7 +17,7 @@ namespace healthintf::hostmon
 namespace
 {
 
-/** Whether another filesystem begins at a folder than in its parent. */
+/** Whether a filesystem is mounted on a folder. */
 bool isMountPoint(const std::filesystem::path& folder)
 {
     struct statx status
@@ -56,7 +56,8 @@ double MountedFilesystem::usedPercent()
     {
         mountPoint = found;
     }
-    // Below it another one may have been mounted since.
+    // Another filesystem may have been mounted below the mount point since, so
+    // the found mount point need not be the remembered one.
     if (!isMountPoint(mountPoint) && mountPoint != "/")
     {
         throw std::runtime_error(mountPoint + " is not mounted");

@@ -11,7 +11,7 @@ bool LevelTracker::reaches(double reading, double limit) const
 
 Level LevelTracker::next(double reading) const
 {
-    // A limit that was reached is moved away from the bad side.
+    // A level that was reached is left only behind its limit and hysteresis.
     const double slack = limits.direction == Direction::above
                              ? -limits.hysteresis
                              : limits.hysteresis;

@@ -7,7 +7,7 @@
 namespace healthintf::hostmon
 {
 
-/** The load average for each processor that is online.
+/** Reads the load average, divided by the processors that are online.
  *
  *  @param[in] loadavg the kernel's file, /proc/loadavg
  *  @param[in] minutes 1, 5 or 15

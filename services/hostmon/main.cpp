@@ -33,7 +33,7 @@ struct Options
     bool show = false;
 };
 
-/** What a source reads, or that it gives no answer in time. */
+/** Reads a source once, or says that it did not answer in time. */
 hostmon::Reading readOnce(const hostmon::Source& source,
                           std::chrono::microseconds patience)
 {
@@ -43,7 +43,7 @@ hostmon::Reading readOnce(const hostmon::Source& source,
         hostmon::Reading{std::nullopt, hostmon::noAnswerWithin(patience)});
 }
 
-/** Prints what every source reads now. */
+/** Prints the current reading of every source. */
 void show(const hostmon::Config& config, const std::string& root)
 {
     for (const hostmon::WatchConfig& watch : config.watches)
@@ -101,7 +101,7 @@ int main(int argc, char** argv)
                        "Folder in front of /proc and /sys, for tests");
         auto* check = app.add_flag("--check", options.checkOnly,
                                    "Check the configuration and exit");
-        app.add_flag("--show", options.show, "Print present readings and exit")
+        app.add_flag("--show", options.show, "Print current readings and exit")
             ->excludes(check);
         CLI11_PARSE(app, argc, argv);
         return run(options);

@@ -1,13 +1,13 @@
 #pragma once
 
-/** @file How much memory there is. */
+/** @file How much memory is available. */
 
 #include <filesystem>
 
 namespace healthintf::hostmon
 {
 
-/** The memory that is available without swapping, in percent of all.
+/** Reads how much memory is available without swapping, in percent of all.
  *
  *  @param[in] meminfo the kernel's file, /proc/meminfo
  *  @throws std::runtime_error when it cannot be read */

@@ -120,9 +120,10 @@ void Monitor::watchAll()
     tellProblems();
 }
 
-/** Looks for the sources of one watch.
+/** Looks for the sources of one watch and adds new ones.
  *
- *  @return whether @p present has all that there are */
+ *  @return whether all sources could be listed, so that missing ones are
+ *          gone */
 bool Monitor::followSources(const WatchConfig& watch, std::set<Key>& present)
 {
     std::vector<Source> sources;
@@ -167,7 +168,7 @@ void Monitor::followDevices()
     tellProblems();
 }
 
-/** Logs what was not wrong the last time. */
+/** Logs the problems that the search before did not have. */
 void Monitor::tellProblems()
 {
     for (const std::string& problem : problems)
@@ -208,7 +209,8 @@ void Monitor::withdraw(const std::set<Key>& present)
     });
 }
 
-/** Asks for a reading; a source without a thread gets one first, or a fault. */
+/** Starts a reading. When there can be no thread for it, the source gets a
+ *  fault. */
 void Monitor::startReading(Watched& each) const
 {
     try

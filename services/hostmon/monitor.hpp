@@ -26,20 +26,22 @@
 namespace healthintf::hostmon
 {
 
-/** Reads every source at once and then at each interval. Each is read on a
- *  thread of its own, so that one that blocks stops nothing else; it gets a
- *  fault after the configured timeout, as does one that there is no thread for,
- *  at once. Temperature sensors are looked for at each interval; what a device
- *  that is gone had reported goes with it. */
+/** Reads every source when it is created and then at each interval, each on a
+ *  thread of its own, so that a source that blocks delays no other. A source
+ *  that blocks gets a fault after the configured timeout; one for which the
+ *  system gives no thread gets it at once. Each interval also looks for new
+ *  temperature sensors, and removes the faults of sensors that are gone. */
 class Monitor
 {
   public:
-    /** @param[in] bus what the components live on; must outlive this object
-     *  @param[in] loop runs the checks; must outlive this object
+    /** @param[in] bus the connection of the components; must outlive this
+     *  object
+     *  @param[in] loop runs the timers; must outlive this object
      *  @param[in] config what to watch
-     *  @param[in] root in front of /proc and /sys
+     *  @param[in] root the folder that holds proc and sys; empty for the
+     *  machine's own
      *  @throws std::runtime_error when a component cannot be made
-     *  @throws std::system_error when the machine gives no event */
+     *  @throws std::system_error when the system gives no descriptor */
     Monitor(sdbusplus::bus_t& bus, services::EventLoop& loop, Config config,
             std::filesystem::path root);
     Monitor(const Monitor&) = delete;
@@ -62,11 +64,12 @@ class Monitor
         const WatchConfig* config;
         Source source;
         Watch watch;
-        /** Null until there is a thread for it. */
+        /** Reads the source; null until the system gave a thread for it. */
         std::unique_ptr<SourceReader> reader;
     };
 
-    /** A component's key and a sensor path: what tells faults apart. */
+    /** A component's key and a sensor path, which together identify a
+     *  source. */
     using Key = std::pair<std::string, std::string>;
 
     Component& componentOf(const std::string& key);
@@ -89,9 +92,11 @@ class Monitor
     std::shared_ptr<Doorbell> doorbell = std::make_shared<Doorbell>();
     std::map<std::string, Component> components;
     std::map<Key, Watched> watched;
-    /** Of sources that are gone, too: one that returns has its number again. */
+    /** Also of sources that are gone, so that one that returns gets the same
+     *  number. */
     std::map<Key, uint32_t> sensorNumbers;
-    /** What the present look for sources finds wrong, and the last one did. */
+    /** What went wrong in the current search for sources, and in the one
+     *  before: only new problems are logged. */
     std::set<std::string> problems;
     std::set<std::string> toldProblems;
     services::EventSource arrivals;

@@ -7,7 +7,7 @@ namespace healthintf::hostmon
 
 double pressurePercent(const std::filesystem::path& pressure, int seconds)
 {
-    // The first line is the one of "some"; "full" comes after it.
+    // The line "some" comes first, then the line "full" with the same labels.
     return numberAfter(contentOf(pressure),
                        "avg" + std::to_string(seconds) + "=", pressure);
 }

@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 namespace
 {
 
-/** How much of a name the kernel keeps. */
+/** How many bytes of a process's name the kernel keeps. */
 constexpr std::size_t keptNameSize = 15;
 
 bool isNumber(const std::string& text)
@@ -27,16 +27,16 @@ bool isNumber(const std::string& text)
     });
 }
 
-/** A process by its line in stat: "1 (name) S ...". */
+/** A process as its file stat describes it: "1 (name) S ...". */
 struct ProcessStat
 {
     std::string name;
     char state = 'X';
 };
 
-/** Reads a process; one that is gone has no name.
+/** Reads a process. The result has no name when the process is gone.
  *
- *  @throws std::system_error when it is there and cannot be read */
+ *  @throws std::system_error when it exists and cannot be read */
 ProcessStat readProcess(const fs::path& folder)
 {
     try
@@ -60,7 +60,7 @@ ProcessStat readProcess(const fs::path& folder)
     return {};
 }
 
-/** The names that are called for, as far as the kernel keeps them. */
+/** Splits names at '|' and cuts each to what the kernel keeps. */
 std::vector<std::string> keptNames(const std::string& names)
 {
     std::vector<std::string> kept;
@@ -115,7 +115,7 @@ std::size_t countProcesses(const fs::path& proc, const std::string& name)
         unreadable =
             std::system_error(error, "unable to read " + proc.string());
     }
-    // It may be one of those that were looked for.
+    // The process that could not be read may be the wanted one.
     if (count == 0 && unreadable)
     {
         throw std::system_error(*unreadable);

@@ -23,7 +23,7 @@ namespace healthintf::hostmon
 namespace
 {
 
-// What an answer begins with; the value or the cause comes behind it.
+// The first byte of an answer; the value or the cause of the failure follows.
 constexpr char valueFollows = 'v';
 constexpr char causeFollows = 'c';
 constexpr std::size_t mostOfAnAnswer = 16384;
@@ -54,10 +54,10 @@ double valueOf(const std::string& answer)
     return value;
 }
 
-/** Lets go of all that belongs to hostmon: a read that hangs would keep it.
+/** Closes every descriptor inherited from hostmon except the socket: a read
+ *  that hangs would keep them open.
  *
- *  @return the number of the only descriptor that is left besides the first
- *          three; -1 when that fails */
+ *  @return the socket's new number; -1 on failure */
 int keepOnly(int socket)
 {
     constexpr int place = STDERR_FILENO + 1;
@@ -70,18 +70,18 @@ int keepOnly(int socket)
     return kept ? place : -1;
 }
 
-/** The other process: answers until its owner is gone. */
+/** The child process: answers requests until the parent is gone. */
 [[noreturn]] void serve(int inherited, pid_t owner,
                         const std::function<double()>& read)
 {
-    // Also out of a read that waits for something that never comes.
+    // The child must also end while it is in a read that never returns.
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     const int socket = keepOnly(inherited);
     if (getppid() != owner || socket < 0)
     {
         _exit(EXIT_FAILURE);
     }
-    // Whoever counts the processes of hostmon's name does not mean this one.
+    // A watch that counts the processes named hostmon must not count this one.
     prctl(PR_SET_NAME, "hostmon-reader");
     char request = 0;
     while (recv(socket, &request, sizeof request, 0) > 0)
@@ -158,9 +158,9 @@ void ReadingProcess::end()
     process = -1;
 }
 
-/** Asks the other process for a reading.
+/** Asks the child process for a reading.
  *
- *  @return its answer; nothing when there is no such process */
+ *  @return its answer; nothing when there is no child process */
 std::optional<std::string> ReadingProcess::ask() const
 {
     const char request = 'r';

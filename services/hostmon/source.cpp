@@ -18,7 +18,8 @@ namespace
 
 namespace fs = std::filesystem;
 
-/** Runs a read of what may lie on a filesystem that hangs. */
+/** Makes a read run in a child process, as it may touch a filesystem that
+ *  hangs. */
 std::function<double()> inAnotherProcess(std::function<double()> read)
 {
     return [process = std::make_shared<ReadingProcess>(std::move(read))] {

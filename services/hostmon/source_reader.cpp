@@ -26,7 +26,7 @@ std::size_t threadsLeftBehind()
     return leftBehind;
 }
 
-/** What the reader and its thread, which may outlive it, share. */
+/** The state that the reader shares with its thread, which may outlive it. */
 struct SourceReader::Shared
 {
     std::function<double()> read;
@@ -34,7 +34,7 @@ struct SourceReader::Shared
 
     std::mutex mutex;
     std::condition_variable changed;
-    /** When the read began that is wanted or under way. */
+    /** When the requested or running read began. */
     std::optional<Clock::time_point> since;
     std::optional<Reading> reading;
     bool ended = false;
@@ -60,7 +60,7 @@ Reading SourceReader::Shared::readOnce() const
 void SourceReader::Shared::run()
 {
     serve();
-    // The reader ended, and found a read under way.
+    // The reader was destroyed during a read.
     if (since)
     {
         --leftBehind;

@@ -5,7 +5,7 @@ namespace healthintf::hostmon
 namespace
 {
 
-/** Answers for two subjects of one kind. */
+/** Compares two subjects. */
 struct Meeting
 {
     bool operator()(const Filesystem& one, const Filesystem& other) const

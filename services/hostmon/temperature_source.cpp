@@ -16,10 +16,10 @@ namespace fs = std::filesystem;
 namespace
 {
 
-/** The first line of a file, empty when there is none.
+/** Reads the first line of a file; empty when the file cannot be read.
  *
- *  @throws std::system_error when there is a shortage, which says nothing of
- *          the file */
+ *  @throws std::system_error when descriptors or memory are short, which says
+ *          nothing about the file */
 std::string firstLine(const fs::path& file)
 {
     try
@@ -41,9 +41,9 @@ std::string firstLine(const fs::path& file)
     }
 }
 
-/** What is in a folder, which may be missing.
+/** Lists a folder; empty when it is missing.
  *
- *  @throws std::system_error when it is there and cannot be read */
+ *  @throws std::system_error when it exists and cannot be read */
 std::vector<fs::path> entriesOf(const fs::path& folder)
 {
     std::vector<fs::path> entries;
@@ -60,8 +60,8 @@ std::vector<fs::path> entriesOf(const fs::path& folder)
     return entries;
 }
 
-/** Whether a folder below /sys/devices is a device of a bus, as opposed to one
- *  that the kernel only numbers, such as "nvme0". */
+/** Whether a folder below /sys/devices is a device on a bus, unlike one that
+ *  only has a number from the kernel, such as "nvme0". */
 bool isBusDevice(const fs::path& folder)
 {
     std::error_code error;
@@ -69,8 +69,8 @@ bool isBusDevice(const fs::path& folder)
     return !error && subsystem.parent_path().filename() == "bus";
 }
 
-/** The folder of the device that a chip belongs to: the nearest one that is on
- *  a bus. */
+/** Finds the folder of the device that a chip belongs to: the nearest one on a
+ *  bus. */
 fs::path deviceFolderOf(const fs::path& chip, const fs::path& devices)
 {
     std::error_code error;
@@ -91,7 +91,7 @@ fs::path deviceFolderOf(const fs::path& chip, const fs::path& devices)
     return nearest;
 }
 
-/** A path below /sys/devices without what stands in front. */
+/** Cuts @p devices off the front of a path. */
 std::string below(const fs::path& devices, const fs::path& path)
 {
     const fs::path rest = path.lexically_relative(devices);
@@ -120,8 +120,8 @@ void addSensorsOfChip(const fs::path& entry, const fs::path& devices,
     }
 }
 
-/** Gives chips of one name on one device, as two ports of a card may have,
- *  names of their own: the numbered parts of their paths. */
+/** Makes the ids unique where one device has several chips of one name, such as
+ *  the ports of a card: adds the numbered part of their paths. */
 void tellApart(std::vector<TemperatureSensor>& sensors, const fs::path& devices)
 {
     std::map<std::string, std::size_t> uses;

@@ -52,7 +52,7 @@ void Watch::takeValue(double value)
     {
         const double limit =
             now == Level::critical ? limits.critical : limits.warning;
-        // Again at each reading: one that waits has the present one then.
+        // At each reading, so that a waiting fault has the latest one.
         add(messageIdOf(texts, now), now,
             {name, shownNumber(value), shownNumber(limit)});
     }

@@ -18,7 +18,7 @@ namespace log = services::log;
 namespace
 {
 
-// Places in a record.
+// Byte offsets in a record.
 constexpr std::size_t identifierAt =
     offsetof(SELInterface::SELRecord, recordId);
 constexpr std::size_t typeAt = offsetof(SELInterface::SELRecord, recordType);
@@ -50,7 +50,7 @@ SELEntryProperties entryOf(const Event& event, uint16_t recordId, uint32_t now)
     return entry;
 }
 
-/** How many bytes of a message an entry takes, in round numbers. */
+/** Estimates how many bytes of a message an entry takes. */
 std::size_t bytesInAPage(const SELEntryProperties& entry)
 {
     constexpr std::size_t besidesTexts = 64;
@@ -68,10 +68,11 @@ void checkText(const std::string& text, const char* what)
     }
 }
 
-/** Lines about changes that fail, which others ask for without end. */
+/** Limits the lines about failed changes, which clients can cause without
+ *  end. */
 constinit host::LineLimit storeFailureLines;
 
-/** Works with the store, whose failures refuse what is wanted. */
+/** Calls a function on the store and turns its failure into a Refusal. */
 template <typename Work>
 void inStore(Work&& work)
 {
@@ -134,7 +135,7 @@ void EventLog::keepInPlace()
     }
     catch (const Refusal&)
     {
-        // It was logged, and nobody asked for anything.
+        // The failure was logged, and there is no caller to tell.
     }
 }
 
@@ -187,14 +188,14 @@ void EventLog::noteOverflow()
         inStore([&] {
             store.setState(state);
         });
-        // Once, as the log remembers it now.
+        // Logged once until the log is cleared: the stored state remembers it.
         SERVICE_LOG(log::warning,
                     "%s.%d.%s: the log is full and refuses events until it is "
                     "cleared");
     }
     catch (const Refusal&)
     {
-        // It was logged, and the event is refused in any case.
+        // The failure was logged, and the event is refused anyway.
     }
 }
 

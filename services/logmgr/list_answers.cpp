@@ -24,19 +24,20 @@ using host::checkBus;
 namespace
 {
 
-/** Lines about calls that fail, which anybody may make. */
+/** Limits the lines about failed calls, which any client can cause. */
 constinit host::LineLimit answerFailureLines;
 
-/** How many bytes the kernel keeps of what the bus has not taken. libsystemd
- *  asks for 8 MiB, behind which an answer to an addition would have to wait. */
+/** Size of the socket's send buffer in bytes. libsystemd asks for 8 MiB, and
+ *  the answer to an addition would have to wait until the bus has read all of
+ *  that. */
 constexpr int sendBuffer = 64 * 1024;
 
-/** How many calls are refused before a list is given, whatever else there is
- *  to take: calls without end must not keep the lists of others waiting. */
+/** After so many refused calls one list is sent, even if more calls wait: a
+ *  flood of calls must not keep the lists of others waiting. */
 constexpr std::size_t refusalsBetweenLists = 16;
 
-/** How many refusals wait at most for the bus to take them; each is a message
- *  of less than 1 KiB. */
+/** How many errors may wait for the bus to take them; each is a message of less
+ *  than 1 KiB. */
 constexpr std::size_t maxRefusals = 8192;
 
 constexpr const char* driver = "org.freedesktop.DBus";
@@ -219,7 +220,7 @@ int ListAnswers::takeUser(sd_bus_message* reply, void* question,
     if (sd_bus_message_is_method_error(reply, nullptr) > 0 ||
         sd_bus_message_read(reply, "u", &user) <= 0)
     {
-        // Who asked has gone, or comes again.
+        // The sender has disconnected, or its next call asks again.
         self.queue.forget(sender);
         return 0;
     }

@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file Answers calls of ListEntries and ListLog when nothing more urgent is
- *  to be done. */
+/** @file Answers calls of ListEntries and ListLog when nothing more urgent
+ *  waits. */
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
@@ -20,29 +20,31 @@
 namespace healthintf::logmgr
 {
 
-/** Lets calls wait while there is anything else to do, and while the bus has
- *  not taken what was sent before: an answer to an addition never stands
- *  behind more than one list. */
+/** Delays list calls while the event loop has other work, and while the bus has
+ *  not taken earlier messages. So at most one list is sent ahead of the answer
+ *  to an addition. */
 class ListAnswers
 {
   public:
     /** All arguments must outlive this object.
      *
-     *  @throws std::system_error when the connection is of no use */
+     *  @throws std::system_error when the connection has no socket or the match
+     *          rule is refused */
     ListAnswers(services::EventLoop& loop, services::Connection& connection,
                 const EventLog& events);
     ListAnswers(const ListAnswers&) = delete;
     ListAnswers& operator=(const ListAnswers&) = delete;
 
-    /** Takes a call, which has its message, and answers it later. A call too
-     * many is answered with LimitsExceeded; not at all when thousands of such
-     *  answers wait for the bus to take them.
+    /** Queues a call and answers it later. A call beyond the limits of its
+     *  sender or user gets the error LimitsExceeded, and no answer when
+     *  thousands of such errors wait for the bus to take them.
      *
-     *  @throws std::exception for a call that makes no sense */
+     *  @throws std::exception when the call has no sender, or the bus cannot be
+     *          asked for the sender's user */
     void take(ListCall call);
 
   private:
-    /** The bus has been asked for the user of a sender. */
+    /** A pending question to the bus for a sender's user. */
     struct Question
     {
         ListAnswers* answers = nullptr;
@@ -65,14 +67,14 @@ class ListAnswers
     sd_bus* bus;
     const EventLog& events;
     ListQueue queue;
-    /** Calls too many, which the bus has not taken the answers of. */
+    /** Calls beyond the limits, whose errors are not sent yet. */
     std::deque<MessagePtr> refused;
-    /** How many there were. */
+    /** How many calls were refused so far. */
     std::size_t refusals = 0;
     std::map<std::string, Question> questions;
     SlotPtr lostNames;
-    /** The connection's socket once more, as an event loop wants for a second
-     *  source. */
+    /** A duplicate of the connection's socket: an event loop takes each
+     *  descriptor only once. */
     host::FileDescriptor socket;
     services::EventSource writable;
 };

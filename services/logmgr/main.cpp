@@ -32,11 +32,10 @@ namespace
 
 using namespace healthintf;
 
-/** How long a mirror that could not be written stays so at most once it can be
- *  written again. */
+/** The longest pause between two attempts to write the mirror again. */
 constexpr std::chrono::milliseconds longestRepairPause(800);
 
-/** How often the files are looked for, which somebody may have removed. */
+/** How often the log's files are checked: somebody may have removed them. */
 constexpr std::chrono::milliseconds lookPeriod(800);
 
 uint32_t now()
@@ -46,7 +45,8 @@ uint32_t now()
 
 int serve(const logmgr::Config& config)
 {
-    // Before signals are the loop's: it may wait for another process.
+    // Opened before the event loop takes over signals: opening may wait for
+    // another process, and a signal must be able to end that.
     logmgr::SelStore store(host::stateDirectory() / "sel");
     logmgr::EventLog events(store, config, now);
     services::EventLoop loop;
@@ -65,8 +65,8 @@ int serve(const logmgr::Config& config)
     logmgr::ListAnswers lists(loop, connection, events);
     const logmgr::SelObject object(connection, events, mirror, lists);
     connection.requestName(names::logManagerService);
-    // Not before: the mirror is that of the log manager who has the name. Calls
-    // are answered when it is made.
+    // The mirror belongs to the process that owns the bus name, so it is
+    // written only now, and before the first call is answered.
     mirror.renew();
     const services::EventSource look = loop.every(lookPeriod, [&] {
         events.keepInPlace();

@@ -11,10 +11,11 @@ namespace log = services::log;
 namespace
 {
 
-/** Lines about a mirror that goes again and again. */
+/** Limits the lines about a lost mirror, which somebody may remove
+ *  repeatedly. */
 constinit host::LineLimit lossLines;
 
-/** A mirror of so many bytes is not worth the work of making it smaller. */
+/** A mirror of up to so many bytes is never made smaller. */
 constexpr std::size_t small = 256UL << 10;
 
 } // namespace
@@ -24,8 +25,7 @@ Mirror::Mirror(const EventLog& log) : events(log), tolerated(small)
 
 void Mirror::follow(const EventLog::Addition& addition)
 {
-    // A change that failed may be in the log all the same once it is opened
-    // again.
+    // A change that failed may still be in the log once it is opened again.
     if (behind || addition.sequence != next || isLost())
     {
         renew();
@@ -73,8 +73,8 @@ void Mirror::giveSpaceBack()
     {
         return;
     }
-    // For a moment it needs space for both. The one that is there is as whole
-    // as before when there is none.
+    // The old and the new mirror exist at the same time for a moment. Without
+    // space for both, the old one stays complete.
     const std::size_t before = mirror.size();
     constexpr std::size_t more = 2;
     tolerated = makeAnew() == 0 ? small : before * more;

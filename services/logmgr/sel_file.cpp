@@ -24,17 +24,18 @@ namespace
 
 constexpr const char* dataFile = "data.mdb";
 
-// Nobody else has the file open. Everything else is LMDB's usual: what was
-// committed is on the disk.
+// LMDB needs no locks, as nobody else has the file open. Without further flags
+// a committed transaction is on the disk.
 constexpr unsigned int openFlags = MDB_NOLOCK;
 
-/** How many bytes a file must have that begins with LMDB's two head pages. */
+/** The size in bytes of LMDB's two head pages, with which each file begins. */
 std::size_t headSize()
 {
     return 2 * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
-/** LMDB would be killed by reading a page that is not there.
+/** Checks that a file has all its pages: reading a missing one would kill the
+ *  process.
  *
  *  @throws DamagedFile */
 void expectSize(const fs::path& file, std::size_t size)
@@ -55,7 +56,7 @@ mdb_filehandle_t fileOf(MDB_env* environment)
 
 [[noreturn]] void runAsChild(const std::function<void()>& work)
 {
-    // Whatever is worth a line is logged when it is done in earnest.
+    // The parent process logs the same lines when it does the same work.
     if (const int nowhere = open("/dev/null", O_WRONLY); nowhere >= 0)
     {
         dup2(nowhere, STDERR_FILENO);
@@ -66,17 +67,17 @@ mdb_filehandle_t fileOf(MDB_env* environment)
     }
     catch (const std::exception&)
     {
-        // It will be thrown again in earnest.
+        // The parent process throws it again when it does the same work.
     }
     _exit(0);
 }
 
-/** Whether a process ended by itself, and not because somebody ended it. */
+/** Whether a process crashed, rather than exited or was killed by somebody. */
 bool isCrash(int status)
 {
     if (!WIFSIGNALED(status))
     {
-        // Instrumented programs report a crash in this way.
+        // Programs built with a sanitizer exit with a code when they crash.
         return WEXITSTATUS(status) != 0;
     }
     const int signal = WTERMSIG(status);

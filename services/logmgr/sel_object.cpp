@@ -29,10 +29,10 @@ using host::checkBus;
 namespace
 {
 
-/** Lines about calls that fail, which anybody may make. */
+/** Limits the lines about failed calls, which any client can cause. */
 constinit host::LineLimit callFailureLines;
 
-/** Appends a property's value as what it is. */
+/** Appends a property's value with the D-Bus type of its C++ type. */
 template <typename Value>
 int append(sd_bus_message* reply, Value value)
 {
@@ -58,8 +58,8 @@ int append(sd_bus_message* reply, Value value)
     }
 }
 
-/** Sends a signal. What nobody hears of is done all the same: its caller is
- *  told so, and what fails here is only logged. */
+/** Sends a signal. A failure is only logged: the change itself is done, and its
+ *  caller gets the answer. */
 template <typename Send>
 void tellOf(const char* what, Send&& send)
 {
@@ -112,7 +112,7 @@ int SelObject::get(sd_bus* /*bus*/, const char* /*path*/,
 
 const sd_bus_vtable* SelObject::table()
 {
-    // Who may do what is for the bus's policy to say.
+    // The policy of the bus decides who may call which method.
     constexpr auto everybody = vtable::common_::unprivileged;
     constexpr auto changes = vtable::property_::emits_change;
     constexpr auto constant = vtable::property_::const_;

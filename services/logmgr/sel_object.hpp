@@ -13,19 +13,22 @@
 namespace healthintf::logmgr
 {
 
-/** Answers for the log. An addition is announced before it is stored, and
- *  answered when it is stored and mirrored. Lists wait behind additions. */
+/** Offers the log on D-Bus. An event is announced by a signal before it is
+ *  stored, and the call is answered when it is stored and mirrored. Calls for
+ *  lists are answered by ListResponder. */
 class SelObject
 {
   public:
     /** All arguments must outlive this object.
      *
-     *  @throws sdbusplus::exception::SdBusError when the object is refused */
+     *  @throws sdbusplus::exception::SdBusError when the object cannot be added
+     *          to the connection */
     SelObject(services::Connection& connection, EventLog& events,
               Mirror& mirror, ListAnswers& lists);
 
   private:
-    /** Calls a member for a message; what it throws becomes the answer. */
+    /** Calls a member function for a message, and answers with an error when it
+     *  throws. */
     template <auto Member>
     static int handle(sd_bus_message* message, void* context,
                       sd_bus_error* error);

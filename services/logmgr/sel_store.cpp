@@ -28,19 +28,19 @@ using host::LockFile;
 namespace
 {
 
-/** Lines about entries, which anybody may read again and again. */
+/** Limits the lines about damaged entries, which each read meets again. */
 constinit host::LineLimit entryLines;
 
 constexpr const char* lockFile = "lock";
 
-/** Changes with what the file holds. */
+/** Another number for each format of the file's content. */
 constexpr uint32_t formatVersion = 1;
 
-/** The key of the state, before those of all entries. */
+/** The key of the state, which sorts before those of all entries. */
 constexpr std::string_view stateKey("\0", 1);
 
-/** The key of an entry: its sequence number, so that the order of the keys is
- *  that of the entries. */
+/** The key of an entry: its sequence number with the highest byte first, so
+ *  that the keys sort like the entries. */
 std::string keyOf(uint64_t sequence)
 {
     std::string key(sizeof(sequence), '\0');
@@ -52,7 +52,7 @@ std::string keyOf(uint64_t sequence)
     return key;
 }
 
-/** @throws DamagedFile for a key that is none of ours */
+/** @throws DamagedFile when the key has the wrong size */
 uint64_t sequenceOf(std::string_view key)
 {
     if (key.size() != sizeof(uint64_t))
@@ -67,7 +67,7 @@ uint64_t sequenceOf(std::string_view key)
     return sequence;
 }
 
-/** Something to store, for LMDB; valid as long as the bytes. */
+/** Points LMDB to bytes; valid as long as they are. */
 MDB_val valueOf(std::string_view bytes)
 {
     return {bytes.size(), const_cast<char*>(bytes.data())};
@@ -81,7 +81,7 @@ void put(MDB_txn* transaction, MDB_dbi table, std::string_view key,
     checkLmdb("mdb_put", mdb_put(transaction, table, &at, &bytes, flags));
 }
 
-/** A number that no log has had: a random one of twelve digits. */
+/** A random number of twelve digits, so that it differs from earlier ones. */
 uint64_t newGeneration()
 {
     constexpr uint64_t least = 100'000'000'000;
@@ -117,18 +117,20 @@ void decodeState(std::string_view value, Content& content)
     content.state.lastAddition = reader.get<uint32_t>();
     content.state.lastErase = reader.get<uint32_t>();
     content.state.overflow = reader.get<uint8_t>() != 0;
-    // Logs did not always have one; it is written with the next change.
+    // Logs of earlier versions have no generation; the next change stores this
+    // one.
     content.generation =
         reader.size() > 0 ? reader.get<uint64_t>() : newGeneration();
 }
 
-/** Whether a text is one that D-Bus can carry. */
+/** Whether D-Bus can carry a text. */
 bool isText(std::string_view text)
 {
     return isUtf8(text) && text.find('\0') == std::string_view::npos;
 }
 
-/** @throws std::exception when the bytes are no entry with this number */
+/** @throws std::exception when the bytes are no entry with this sequence
+ *          number */
 SELEntryProperties decodeEntry(uint64_t sequence, std::string_view value)
 {
     SELEntryProperties entry = host::decodeSelEntry(value);
@@ -171,7 +173,7 @@ void SelStore::openOrStartAnew()
     }
     const auto openAndRead = [this] {
         open();
-        // Whatever is wrong with an entry shall show now.
+        // Finds damaged entries at the start.
         read(0, [](uint64_t, const SELEntryProperties&) {
             return true;
         });
@@ -252,8 +254,8 @@ void SelStore::reopenIfLost()
     }
 }
 
-/** LMDB does not go on after some failures to write. What it goes on with stays
- *  open, as it may be possible to open it no longer. */
+/** Opens the file again when LMDB refuses to work after a failed write.
+ *  Otherwise the file stays open: it might not be possible to open it again. */
 void SelStore::reopenIfRefused()
 {
     try
@@ -269,7 +271,7 @@ void SelStore::reopenIfRefused()
         }
         catch (const std::exception&)
         {
-            // Whoever needs it tries again, and hears why it cannot be.
+            // The next call tries again and throws the cause.
         }
     }
 }
@@ -291,7 +293,7 @@ void SelStore::keepInPlace()
     open();
 }
 
-/** Whoever removes the folder takes the lock with it. */
+/** Takes the lock again when somebody removed its file with the folder. */
 void SelStore::keepLocked()
 {
     if (lock.isInPlace())
@@ -318,7 +320,8 @@ void SelStore::change(Blocks extent, const Work& work)
         }
         catch (const std::system_error&)
         {
-            // What makes room uses what was set apart for it.
+            // A change that frees space uses the blocks that are reserved for
+            // it.
             if (extent == Blocks::needed)
             {
                 throw;
@@ -359,8 +362,8 @@ void SelStore::makeBlocks()
     }
     catch (const std::system_error&)
     {
-        // What is free within the file counts too, but some of it only after
-        // a change or two.
+        // Free pages within the file count too, but LMDB reuses some of them
+        // only after another change or two.
         constexpr std::size_t least = 1UL << 16;
         const std::size_t within = freePages(environment.get()) * stat.ms_psize;
         allocate(reserve - std::min(within, reserve - least));
