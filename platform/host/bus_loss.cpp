@@ -10,7 +10,7 @@ namespace healthintf::host
 namespace
 {
 
-/** Whether this thread has told that it lost what it watches. */
+/** Whether this thread has logged the loss of its connections. */
 constinit thread_local bool told = false;
 
 constexpr const char* local = "org.freedesktop.DBus.Local";

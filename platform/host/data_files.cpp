@@ -62,7 +62,7 @@ void warnOfMissing(const char* variable, const std::vector<fs::path>& folders)
 {
     if (secure_getenv(variable) == nullptr)
     {
-        // Those of the installation need not all be there.
+        // The default folders need not all exist.
         return;
     }
     for (const fs::path& folder : folders)

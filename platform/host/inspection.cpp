@@ -16,8 +16,8 @@ namespace
 
 /** Reads every file of the folders.
  *
- *  @param[in] parse takes a file's text and gives what is wrong with parts of
- *             it, or throws when it cannot be used */
+ *  @param[in] parse takes a file's text and returns what is wrong with parts of
+ *  it, or throws when the whole file cannot be used */
 template <typename Parse>
 InstalledFiles inspect(std::vector<fs::path> folders, Parse&& parse)
 {

@@ -7,8 +7,7 @@ namespace healthintf::host
 namespace
 {
 
-/** Whether a connection is still one as far as can be told without using
- *  it. */
+/** Whether a connection seems to be open, as far as its socket shows. */
 bool isAlive(sd_bus* bus)
 {
     if (sd_bus_is_open(bus) <= 0)
@@ -16,7 +15,7 @@ bool isAlive(sd_bus* bus)
         return false;
     }
     pollfd socket{sd_bus_get_fd(bus), 0, 0};
-    // These events are told of without being asked for.
+    // poll() reports these events without being asked for them.
     return poll(&socket, 1, 0) >= 0 &&
            (socket.revents & (POLLHUP | POLLERR | POLLNVAL)) == 0;
 }

@@ -1,15 +1,16 @@
 #pragma once
 
-/** @file A connection for what the platform says on the bus at any time. */
+/** @file The connection on which the platform calls services. */
 
 #include "bus_calls.hpp"
 
 namespace healthintf::host
 {
 
-/** This thread's default connection, opened when there is none or when the
- *  bus has closed it, and kept until the thread ends: the bus forgets a message
- *  for a service that it still has to start when the sender goes away.
+/** Returns this thread's default connection; opens it when there is none or
+ *  when the bus has closed it. It stays open until the thread ends: the bus
+ *  drops a message for a service that it still has to start when the sender
+ *  disconnects.
  *
  *  @throws std::system_error when there is no bus */
 sd_bus* keptBus();

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Keeps what others cause again and again from filling the log. */
+/** @file Keeps repeated lines that others cause from filling the log. */
 
 #include "host_log.hpp"
 
@@ -11,23 +11,23 @@
 namespace healthintf::host
 {
 
-/** Lets a number of lines through at once, and then one in a while, after one
- *  that says how many were left out. Thread-safe. */
+/** Admits a number of lines at once, and then one line in each period, preceded
+ *  by a line that counts the omitted ones. Thread-safe. */
 class LineLimit
 {
   public:
     using Clock = std::chrono::steady_clock;
     using Now = Clock::time_point (*)();
 
-    /** How many lines may come at once. */
+    /** How many lines are admitted at once. */
     static constexpr int atOnce = 10;
-    /** How long it takes until there may be one line more. */
+    /** The period after which one more line is admitted. */
     static constexpr std::chrono::seconds oneMore{10};
 
     constexpr explicit LineLimit(Now now = Clock::now) : now(now)
     {}
 
-    /** Whether a line may be logged; it counts as logged then. */
+    /** Whether to log a line, which then counts as logged. */
     bool admits() noexcept
     {
         if (!take())
@@ -45,8 +45,9 @@ class LineLimit
     }
 
   private:
-    /** Each line moves a time by oneMore, which must not be further ahead than
-     *  as many lines as may come at once. */
+    /** Each admitted line moves a time forward by oneMore. A line is refused
+     *  when that time is ahead of now by more than the lines that may come at
+     *  once. */
     bool take() noexcept
     {
         const Clock::rep step = Clock::duration(oneMore).count();
@@ -67,7 +68,7 @@ class LineLimit
     }
 
     Now now;
-    /** When all lines that were let through will be made up for. */
+    /** The time that admitted lines move forward. */
     std::atomic<Clock::rep> used{0};
     std::atomic<unsigned int> leftOut{0};
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Texts of others as people may see them. */
+/** @file Makes texts of others safe to print on a terminal. */
 
 #include <platform/utf8.hpp>
 
@@ -13,9 +13,8 @@
 namespace healthintf::host
 {
 
-/** Whether a character changes what a reader sees of the text around it: a
- *  terminal obeys it, it ends the line, changes its direction, or carries what
- *  is not shown. */
+/** Whether a character changes how the text around it looks: terminal controls,
+ *  line ends, changes of direction, and invisible tags. */
 constexpr bool misleads(uint32_t code)
 {
     const bool control = code < 0x20 || (code >= 0x7F && code < 0xA0);
@@ -27,7 +26,7 @@ constexpr bool misleads(uint32_t code)
     return control || lineEnd || direction || tag;
 }
 
-/** A character by its number. */
+/** Writes a character as an escape sequence with its number. */
 inline std::string writtenOut(uint32_t code)
 {
     std::array<char, 16> text{};
@@ -39,8 +38,9 @@ inline std::string writtenOut(uint32_t code)
     return text.data();
 }
 
-/** A text without characters that mislead: line ends and tabulators become
- *  blanks, others are written out, and ? stands for a byte that is no UTF-8. */
+/** Replaces misleading characters in a text: line ends and tabulators become
+ *  blanks, other ones an escape sequence, and a byte that is no UTF-8 a
+ *  question mark. */
 inline std::string printable(std::string_view text)
 {
     std::string result;

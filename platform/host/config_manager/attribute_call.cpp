@@ -22,8 +22,8 @@ using std::chrono::microseconds;
 
 constexpr std::chrono::seconds patience{5};
 
-/** How long it is until then, in microseconds as libsystemd takes them: at
- *  least one, as none would be its own patience. */
+/** The time until a deadline in microseconds, for libsystemd. At least 1, as 0
+ *  means libsystemd's default timeout. */
 uint64_t timeUntil(Clock::time_point deadline)
 {
     const auto left =
@@ -31,10 +31,10 @@ uint64_t timeUntil(Clock::time_point deadline)
     return left > microseconds(1) ? left.count() : 1;
 }
 
-/** Waits until a new connection has been greeted by the bus. Until then nothing
- *  else can have arrived on it, so nobody is called back here.
+/** Waits until the bus has answered a new connection's greeting. No other
+ *  message can arrive before that, so no callback runs here.
  *
- *  @throws std::system_error when that is not so in time */
+ *  @throws std::system_error when it does not answer in time */
 void waitForGreeting(sd_bus* bus, Clock::time_point deadline)
 {
     while (sd_bus_is_open(bus) > 0 && sd_bus_is_ready(bus) == 0)
@@ -68,8 +68,8 @@ MessagePtr messageOf(sd_bus* bus, const AttributeRequest& request)
     return message;
 }
 
-/** What the bus or libsystemd answers in the place of the health manager, in
- *  words. */
+/** Describes an error that comes from the bus or libsystemd, and not from the
+ *  health manager. */
 std::string faultOfBus(const sd_bus_error& error, int code)
 {
     if (std::string_view(error.name) == SD_BUS_ERROR_ACCESS_DENIED)

@@ -12,7 +12,7 @@ namespace healthintf::host
 namespace
 {
 
-/** Letters and digits of ASCII, whatever the locale, and what divides them. */
+/** Whether a name may have a character. Does not depend on the locale. */
 bool mayBeInAName(char character)
 {
     const auto isBetween = [character](char first, char last) {

@@ -19,7 +19,7 @@ namespace
 
 thread_local AttributeService* serving = nullptr;
 
-/** What to do about a failure, in words. */
+/** What an operator can do about a failure. */
 std::string remedyForStore(int code)
 {
     return code == EDQUOT
@@ -28,7 +28,7 @@ std::string remedyForStore(int code)
                : folderRemedy(code, "HEALTHINTF_STATE_DIR");
 }
 
-/** What came of a failure of the attributes in a folder, in words. */
+/** Describes a failure of the attributes in a folder. */
 std::string faultOfStore(const std::string& folder, const std::exception& e)
 {
     return "attributes " + folder + ": " + e.what() + " (" +
@@ -40,7 +40,7 @@ std::filesystem::path attributesFolder()
     return stateDirectory() / "config";
 }
 
-/** Tells everybody of a change. */
+/** Announces a change to all processes. */
 AttributeOutcome announceChange(const AttributeRequest& request,
                                 const AttributeChange& change)
 {
@@ -82,7 +82,7 @@ AttributeService::~AttributeService()
     serving = nullptr;
 }
 
-// It stands for the attributes of the whole machine.
+// The object stands for the attributes of the machine and has no members.
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static)
 AttributeOutcome AttributeService::set(const AttributeRequest& request)
 {

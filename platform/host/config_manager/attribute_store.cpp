@@ -28,7 +28,7 @@ void logDropped(const std::string& name, int32_t value, const fs::path& file)
              quoted(name).c_str(), file.c_str(), value, maxAttributeName);
 }
 
-/** Takes out what cannot be set any more.
+/** Removes attributes with invalid names, which can no longer be set.
  *
  *  @return whether there was any */
 bool dropOtherNames(Attributes& attributes, const fs::path& file)

@@ -10,7 +10,7 @@ namespace healthintf::host
 namespace
 {
 
-/** Bytes of the fields; a source name follows. */
+/** The size of the fields in bytes; the source name follows them. */
 constexpr std::size_t fieldsSize =
     CFGMGR_CHANGE_PREVIOUS_VALUE_OFFSET + sizeof(uint32_t);
 

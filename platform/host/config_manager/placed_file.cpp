@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 namespace
 {
 
-/** Who may use the file, less the umask. */
+/** The file's permissions, before the umask. */
 constexpr mode_t fileMode = 0644;
 
 [[noreturn]] void failToPlace(const fs::path& file)
@@ -28,8 +28,8 @@ constexpr mode_t fileMode = 0644;
     throw std::system_error(errno, std::generic_category(), file.string());
 }
 
-/** Makes a file that nobody else has open. What is there is taken away and not
- *  used: it may be a link, or lead to a file of somebody else. */
+/** Creates a file that nobody else has open. Removes an existing one first: it
+ *  may be a link to somebody else's file. */
 FileDescriptor madeFile(const fs::path& file)
 {
     if (unlink(file.c_str()) != 0 && errno != ENOENT)
@@ -46,7 +46,7 @@ FileDescriptor madeFile(const fs::path& file)
     return made;
 }
 
-/** Makes a file with this content, which is on the disk then. */
+/** Creates a file with this content and writes it to the disk. */
 void writeFile(const fs::path& file, std::string_view content)
 {
     const FileDescriptor made = madeFile(file);

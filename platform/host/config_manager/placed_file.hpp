@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Puts a file in the place of another. */
+/** @file Replaces a file in one step. */
 
 #include <filesystem>
 #include <string_view>
@@ -8,15 +8,13 @@
 namespace healthintf::host
 {
 
-/** Puts a file with this content in the place of one of that name, at once and
- *  for good: a reader, or somebody after a crash, finds the one or the other
- *  whole. Its user alone may write to it. Nothing that is there is written to
- *  or followed, whoever made it.
+/** Replaces a file by one with this content. A reader finds either the old or
+ *  the new file complete, also after a crash. Only this user may write to the
+ *  new file. Existing files and links are removed and never written to.
  *
- *  Only for one process at a time.
+ *  Only one process at a time may replace a file.
  *
- *  @throws std::system_error when it cannot be written; the file that is there
- *          stays */
+ *  @throws std::system_error when it cannot be written; the old file stays */
 void putInPlace(const std::filesystem::path& file, std::string_view content);
 
 } // namespace healthintf::host

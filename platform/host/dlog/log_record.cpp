@@ -21,7 +21,8 @@ struct Free
     }
 };
 
-/** Takes file, line and function from the arguments when they stand first. */
+/** Reads file, line and function from the arguments when the format begins with
+ *  them. */
 void takeOrigin(LogRecord& record, std::string_view format, va_list arguments)
 {
     constexpr std::string_view origin = "%s.%d.%s";

@@ -19,7 +19,7 @@ void setIf(EventValues& values, const char* name, OptionalByte byte)
     }
 }
 
-/** What a record has for the placeholders of a text. */
+/** Collects the values for the placeholders of an event's texts. */
 EventValues valuesOf(const EventRecord& record, const SensorType& sensor,
                      const EventState* state)
 {
@@ -54,7 +54,7 @@ DescribedEvent inWords(const EventMessage& message, const EventValues& values)
             .ledState = message.ledState};
 }
 
-/** Describes an event of a sensor type, known or not. */
+/** Describes a sensor's event; without a state its meaning is not known. */
 DescribedEvent describeEventOf(const SensorType& sensor,
                                const EventRecord& record,
                                const EventState* state)
@@ -86,7 +86,7 @@ DescribedEvent describeSensorEvent(const EventRecord& record,
     return event;
 }
 
-/** An OEM record, or one of a type that the standard does not have. */
+/** Describes a record that is no sensor event: an OEM or unknown type. */
 DescribedEvent describeOtherRecord(const EventRecord& record)
 {
     const std::string type = hexByte(record.recordType);

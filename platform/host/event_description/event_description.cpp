@@ -23,7 +23,7 @@ namespace
 
 constinit OpenedOnce<const EventTable> table;
 constinit FailureLog descriptionFailures;
-/** How many callers are attached. */
+/** How many callers have attached and not detached. */
 constinit std::atomic<unsigned int> users{0};
 
 std::unique_ptr<const EventTable> loadTable()
@@ -38,7 +38,7 @@ std::unique_ptr<const EventTable> loadTable()
     return loaded;
 }
 
-/** Logs a failure that is not the last one again. */
+/** Logs a failure, unless it was the last one too. */
 void report(const std::string& problem, const char* remedy)
 {
     const auto code = static_cast<int>(std::hash<std::string>{}(problem));
@@ -86,7 +86,7 @@ int detach()
     return EINVAL;
 }
 
-/** Describes a record for an entry. */
+/** Describes a record and writes it to an entry. */
 int transform(const uint8_t* record, void* entry,
               void (*write)(const DescribedEvent&, char*))
 {

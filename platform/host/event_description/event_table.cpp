@@ -12,8 +12,8 @@ namespace fs = std::filesystem;
 namespace
 {
 
-/** Throws the problem with a word, which stands in quotes in its file. Of
- *  several places the last is the one that came too late. */
+/** Throws an error about a quoted word in a file. Names the last line with the
+ *  word, as the earlier ones came first and count. */
 [[noreturn]] void refuse(const EventSource& source, const std::string& word,
                          const std::string& cause)
 {
@@ -23,14 +23,14 @@ namespace
                           word + " " + cause);
 }
 
-/** What follows the category in an identifier. */
+/** The part of an identifier after the category. */
 std::string numberOf(const std::string& id)
 {
     const std::size_t end = id.find('}');
     return id.substr(end == std::string::npos ? categorySize : end + 1);
 }
 
-/** Throws when an identifier is another event's. */
+/** Throws when another event has the identifier. */
 void ensureFree(const std::map<std::string, std::string>& numbers,
                 const std::string& id, const EventSource& source)
 {
@@ -42,7 +42,7 @@ void ensureFree(const std::map<std::string, std::string>& numbers,
     }
 }
 
-/** Throws when one of a state's identifiers is another event's. */
+/** Throws when another event has one of a state's identifiers. */
 void ensureFree(const std::map<std::string, std::string>& numbers,
                 const EventState& state, const EventSource& source)
 {
@@ -50,7 +50,8 @@ void ensureFree(const std::map<std::string, std::string>& numbers,
     ensureFree(numbers, state.deasserted.id, source);
 }
 
-/** Takes both identifiers of a state, which are free, or neither. */
+/** Adds both identifiers of a state, which no other event has. Throws when they
+ *  are equal. */
 void claim(std::map<std::string, std::string>& numbers, const EventState& state,
            const EventSource& source)
 {
@@ -192,8 +193,8 @@ void EventTable::addStates(const EventStates& more, EventStates& known,
     }
 }
 
-// A category stands for one sensor type, so that identifiers of different
-// sensor types always differ.
+// Each category belongs to one sensor type, so that the identifiers of
+// different sensor types differ.
 void EventTable::checkCategory(const SensorType& type, uint8_t code,
                                const EventSource& source)
 {

@@ -16,12 +16,12 @@ namespace
 
 constexpr std::size_t maxIdSize = JNL_ENTRY_MESSAGE_ID_SIZE - 1;
 constexpr std::size_t maxTextSize = JNL_ENTRY_MESSAGE_SIZE - 1;
-/** A sensor's name is an argument, with its number behind it. */
+/** A sensor's name followed by its number must fit into an argument. */
 constexpr std::size_t maxNameSize = 48;
 constexpr std::string_view categoryPlace = "{category}";
-/** What the identifiers of events without a description begin with. */
+/** The category of events without a description. */
 constexpr std::string_view reservedCategory = "UNK";
-/** Offset 0Fh says that the state is not known. */
+/** Offset 0Fh means that the state is not known. */
 constexpr uint8_t highestOffset = 0x0E;
 constexpr uint8_t highestEventType = 0x7F;
 constexpr unsigned int highestLedState = 6;
@@ -36,7 +36,7 @@ bool isAlphanumeric(char c)
     return isCapital(c) || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
 }
 
-/** A number of the standard that is a key: 0x2C. */
+/** Parses a key that is a number, such as 0x2C. */
 uint8_t numberOf(const JsonPlace& place, uint8_t lowest, uint8_t highest)
 {
     const std::string& key = place.key();
@@ -52,7 +52,8 @@ uint8_t numberOf(const JsonPlace& place, uint8_t lowest, uint8_t highest)
     return static_cast<uint8_t>(number);
 }
 
-/** Reads each member of a place by its number, which may be spelled twice. */
+/** Reads each member of an object whose keys are numbers. Fails when two keys,
+ *  such as 0x0a and 0x0A, are the same number. */
 template <typename Value, typename Read>
 std::map<uint8_t, Value> readNumbered(const JsonPlace& place, uint8_t lowest,
                                       uint8_t highest, Read&& read)
@@ -80,7 +81,7 @@ const std::string& readText(const JsonPlace& place, TextUse use,
     return text;
 }
 
-/** An identifier: the category, then letters and digits. */
+/** Reads an identifier: the category, then letters and digits. */
 std::string readId(const JsonPlace& place, const std::string& category)
 {
     constexpr std::size_t most = maxIdSize - categorySize;
@@ -114,7 +115,7 @@ EventSeverity readSeverity(const JsonPlace& place)
     place.fail("is none of Critical, Warning and Informational");
 }
 
-/** A text for the LCD, which must fit with its values filled in. */
+/** Reads a text for the LCD, which must fit with its values filled in. */
 std::string readLcd(const JsonPlace& place)
 {
     const std::string& lcd = readText(place, TextUse::lcd, maxTextSize);
@@ -181,7 +182,7 @@ EventState readState(const JsonPlace& place, const std::string& category,
     return state;
 }
 
-/** The states of a type; it may have none. */
+/** Reads the states of a type; it may have none. */
 EventStates readStates(const JsonPlace& type, const std::string& category)
 {
     if (!type.has("Offsets"))

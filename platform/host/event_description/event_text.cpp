@@ -9,7 +9,7 @@ namespace healthintf::host
 namespace
 {
 
-/** The placeholders of messages in the order of the arguments. */
+/** The placeholders of messages, in the order of the arguments. */
 constexpr std::array<std::string_view, 7> argumentNames{
     "sensor", "number",     "reading",   "threshold",
     "detail", "extension2", "extension3"};
@@ -19,7 +19,7 @@ bool isMessageName(std::string_view name)
     return std::ranges::find(argumentNames, name) != argumentNames.end();
 }
 
-/** Whether only some records have a value for a placeholder. */
+/** Whether some records lack a value for a placeholder. */
 bool isOptional(std::string_view name)
 {
     return isMessageName(name) && name != "sensor" && name != "number";
@@ -39,8 +39,10 @@ bool isKnown(std::string_view name, TextUse use)
     return isMessageName(name);
 }
 
-/** The next of "{", "[" and their ends in a text, taken off with what stands
- *  before it; at the end of the text '\0'. */
+/** Removes the text up to the next brace or bracket and returns that; '\0' at
+ *  the end of the text.
+ *
+ *  @param[out] before the removed text without the mark */
 char nextMark(std::string_view& text, std::string_view& before)
 {
     const std::size_t at = text.find_first_of("{}[]");
@@ -55,7 +57,7 @@ char nextMark(std::string_view& text, std::string_view& before)
     return mark;
 }
 
-/** What is wrong with a placeholder. */
+/** What is wrong with a placeholder; empty when it is valid. */
 std::string nameProblem(std::string_view name, TextUse use, bool inBrackets)
 {
     const std::string shown = "{" + std::string(name) + "}";
@@ -71,7 +73,7 @@ std::string nameProblem(std::string_view name, TextUse use, bool inBrackets)
     return {};
 }
 
-/** A text that is being filled in, and the placeholders that it had. */
+/** A text that is being filled in, and the placeholders found so far. */
 struct Filling
 {
     std::string text;
@@ -102,7 +104,7 @@ bool fillPlain(std::string_view text, const EventValues& values,
     return true;
 }
 
-/** The values of the placeholders that a text had. */
+/** The values of the placeholders that a text has. */
 std::vector<std::string> argumentsOf(const std::vector<std::string_view>& names,
                                      const EventValues& values)
 {

@@ -13,7 +13,7 @@ namespace
 
 using nlohmann::json;
 
-/** "line 3: SensorTypes: 0x05: cause". */
+/** Throws an error such as "line 3: SensorTypes: 0x05: cause". */
 [[noreturn]] void failAt(std::string_view text,
                          const std::vector<std::string>& keys,
                          const std::string& cause)
@@ -26,8 +26,7 @@ using nlohmann::json;
     throw EventTableError(place + cause);
 }
 
-/** Notices a key that an object has twice, of which the parser would keep the
- *  last. */
+/** Finds keys that an object has twice: the parser would keep only the last. */
 class TwiceFinder
 {
   public:

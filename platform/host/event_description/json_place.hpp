@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file A value in a JSON text, with the way to it. */
+/** @file A value in a JSON text, with the keys that lead to it. */
 
 #include <nlohmann/json.hpp>
 
@@ -13,30 +13,30 @@
 namespace healthintf::host
 {
 
-/** Reads values, and says where one stands that is not as it should be. All
- *  throws are EventTableError. */
+/** Reads values, and names the line of an invalid one. All functions throw
+ *  EventTableError. */
 class JsonPlace
 {
   public:
-    /** Parses a text, which must hold an object; both must outlive all places
-     *  in it. Throws when an object has a key twice, too. */
+    /** Parses a text, which must hold an object without duplicate keys. The
+     *  text and the result must outlive all nodes. */
     static nlohmann::json parse(std::string_view text);
 
-    /** The whole of a text. */
+    /** The root of a text. */
     JsonPlace(const nlohmann::json& value, std::string_view text) :
         value(value), text(text)
     {}
 
-    /** Throws with line, way and cause. */
+    /** Throws an error with line, keys and cause. */
     [[noreturn]] void fail(const std::string& cause) const;
 
-    /** The key that it stands under. */
+    /** The key of this value. */
     const std::string& key() const
     {
         return keys.back();
     }
 
-    /** What stands under a key. Throws when there is nothing. */
+    /** The value of a member. Throws when there is none. */
     JsonPlace at(const std::string& name) const;
 
     bool has(const std::string& name) const
@@ -44,16 +44,17 @@ class JsonPlace
         return value.contains(name);
     }
 
-    /** What stands in it, which must be an object. */
+    /** The members of this value, which must be an object. */
     std::vector<JsonPlace> members() const;
 
-    /** Throws when it is no object, or has a key that is none of these. */
+    /** Throws when this value is no object, or has a member with another
+     *  name. */
     void allowOnly(std::initializer_list<std::string_view> names) const;
 
-    /** The text that it is, at least one and at most @p longest bytes. */
+    /** This value as a text of 1 to @p longest bytes. */
     const std::string& asText(std::size_t longest) const;
 
-    /** The number from 0 to @p highest that it is. */
+    /** This value as a number from 0 to @p highest. */
     unsigned int asNumber(unsigned int highest) const;
 
   private:

@@ -23,10 +23,11 @@ using DataAbstraction::SEL::Sensor;
 
 constinit FailureLog logFailures;
 
-/** Our failures are numbers beyond any identifier. */
+/** Errors are returned as numbers above all identifiers. */
 constexpr uint32_t failureBase = DataAbstraction::SEL::largestRecordId + 1;
 
-/** How many bytes we give the bus at once; it cuts off who sends too much. */
+/** How many bytes a text or record may have: the bus disconnects who sends too
+ *  much. */
 constexpr std::size_t maxArgument = 1UL << 20;
 
 [[noreturn]] void fail(int code, const std::string& why)
@@ -34,7 +35,7 @@ constexpr std::size_t maxArgument = 1UL << 20;
     throw std::system_error(code, std::generic_category(), why);
 }
 
-/** @throws std::system_error for what the bus cannot carry */
+/** @throws std::system_error when the bus cannot carry the text */
 void checkText(const std::string& text, const char* what)
 {
     if (text.size() > maxArgument || text.find('\0') != std::string::npos ||
@@ -68,7 +69,7 @@ void append(sd_bus_message* message, const Sensor& sensor,
     }
 }
 
-/** The number of an error that the service or the bus answered with. */
+/** The errno for an error of the log manager or of the bus. */
 int numberOf(const sd_bus_error& error)
 {
     const std::string_view name = error.name;
@@ -83,9 +84,10 @@ int numberOf(const sd_bus_error& error)
     return sd_bus_error_get_errno(&error);
 }
 
-/** Calls and waits for the reply.
+/** Sends a call and waits for its reply.
  *
- *  @throws std::system_error with the text of an error reply */
+ *  @throws std::system_error with the error's text when the reply is an
+ *          error */
 MessagePtr call(sd_bus* bus, sd_bus_message* message)
 {
     sd_bus_error error = SD_BUS_ERROR_NULL;
@@ -104,7 +106,9 @@ MessagePtr call(sd_bus* bus, sd_bus_message* message)
     return owned;
 }
 
-/** @throws std::system_error when the reply holds no identifier */
+/** Reads the identifier in a reply.
+ *
+ *  @throws std::system_error when it has none */
 uint32_t identifierIn(sd_bus_message* reply)
 {
     uint32_t id = 0;
@@ -121,7 +125,7 @@ uint32_t identifierIn(sd_bus_message* reply)
     return id;
 }
 
-/** What to do about a failure, in words. */
+/** What the operator can do about a failure. */
 const char* remedyForCall(int code)
 {
     switch (code)
@@ -157,7 +161,7 @@ uint32_t DataAbstraction::SEL::AddSEL(const std::string& service,
 {
     try
     {
-        // Never sent twice: the one before may have been stored.
+        // Sent once only: after a failure the record may have been stored.
         sd_bus* bus = keptBus();
         sd_bus_message* raw = nullptr;
         checkBus(

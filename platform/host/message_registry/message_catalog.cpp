@@ -48,14 +48,13 @@ void addFile(MessageCatalog& catalog, const fs::path& path)
     }
 }
 
-/** Language and identifier as one key. */
+/** Joins language and identifier to one key. */
 std::string catalogKey(const std::string& language, const std::string& id)
 {
     return language + '\n' + id;
 }
 
-/** The first two numbers of a version, which is how Redfish names it in an
- *  identifier. */
+/** The first two numbers of a version, which Redfish uses in identifiers. */
 std::string shortVersion(const std::string& version)
 {
     const auto first = version.find('.');
@@ -64,7 +63,7 @@ std::string shortVersion(const std::string& version)
                : version.substr(0, version.find('.', first + 1));
 }
 
-/** Takes the first number off a version. */
+/** Removes the first number from a version and returns it. */
 unsigned int takeNumber(std::string_view& version)
 {
     unsigned int number = 0;
@@ -146,7 +145,7 @@ void MessageCatalog::noteShared(const std::string& key,
 
 void MessageCatalog::tellShared() const
 {
-    // A process that reads the public registries shares some dozens.
+    // The public registries share dozens of keys, so only the first are logged.
     constexpr std::size_t most = 10;
     for (std::size_t i = 0; i < std::min(most, shared.size()); ++i)
     {

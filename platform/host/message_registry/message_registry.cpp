@@ -27,7 +27,7 @@ const MessageCatalog& catalog()
     return loaded;
 }
 
-/** The first @p count arguments of a block. */
+/** Splits the first @p count arguments off a block. */
 std::vector<std::string_view> argumentsOf(const char* block, unsigned int count)
 {
     std::vector<std::string_view> arguments;
@@ -40,10 +40,9 @@ std::vector<std::string_view> argumentsOf(const char* block, unsigned int count)
     return arguments;
 }
 
-/** Logs, once for each message, that it takes more arguments than it got.
+/** Logs once for each message that arguments are missing.
  *
- *  @param[in] arguments as many as the message takes; those that were not
- *             given are empty */
+ *  @param[in] arguments as many as the message takes; missing ones are empty */
 void tellMissing(const char* id, const Message& message,
                  const std::vector<std::string_view>& arguments)
 {

@@ -16,8 +16,8 @@ namespace
 
 using nlohmann::json;
 
-/** A problem with one message; the text names the property, unless it is the
- *  message itself. */
+/** One message is invalid. The text names the property, if a single one is
+ *  wrong. */
 class MessageError : public std::runtime_error
 {
   public:
@@ -47,7 +47,7 @@ json parsed(std::string_view text)
     }
 }
 
-/** A property of the registry itself. */
+/** Reads a text property of the registry itself. */
 std::string headText(const json& registry, std::string_view text,
                      const std::string& name)
 {
@@ -66,7 +66,7 @@ std::string headText(const json& registry, std::string_view text,
 
 MessageSeverity severityOf(const json& message)
 {
-    // Registries before MessageRegistry 1.2 have the older name alone.
+    // Registries before MessageRegistry 1.2 have only the older name.
     for (const char* name : {"MessageSeverity", "Severity"})
     {
         const auto found = message.find(name);
@@ -149,7 +149,7 @@ Message messageOf(const json& message)
             .arguments = argumentsOf(message, *text)};
 }
 
-/** What is wrong with a message, and where. */
+/** Describes what is wrong with a message, with its line. */
 std::string problem(std::string_view text, const std::string& key,
                     const MessageError& error)
 {

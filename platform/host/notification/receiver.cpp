@@ -22,28 +22,28 @@ namespace healthintf::host
 namespace
 {
 
-/** Lines about messages, which anybody may send. */
+/** Limits the lines about messages, which any process may send. */
 constinit LineLimit messageLines;
 
-/** What later subscriptions of this thread join. Subscriptions may end after
- *  the thread's own objects, so nothing here is destroyed. */
+/** The receiver for later subscriptions of this thread. A plain pointer, as
+ *  subscriptions may end after the thread's objects are destroyed. */
 thread_local Receiver* current = nullptr;
 
-/** Whether somebody has this thread's default connection in an event loop. */
+/** Whether this thread's default connection is attached to an event loop. */
 bool defaultBusIsInALoop()
 {
     return sd_bus_default(nullptr) > 0 &&
            sd_bus_get_event(openDefaultBus().get()) != nullptr;
 }
 
-/** Whether this thread has an event loop that does not work on its default
- *  connection. */
+/** Whether this thread has an event loop to which its default connection is not
+ *  attached. */
 bool needsOwnBus()
 {
     return sd_event_default(nullptr) > 0 && !defaultBusIsInALoop();
 }
 
-/** A connection in this thread's event loop. */
+/** Opens a connection and attaches it to this thread's event loop. */
 BusPtr openOwnBus()
 {
     sd_bus* opened = nullptr;
@@ -58,7 +58,7 @@ BusPtr openOwnBus()
     return bus;
 }
 
-/** One notification, in the message that brought it. */
+/** One notification; points into the message that brought it. */
 struct Notification
 {
     const char* name = nullptr;
@@ -66,7 +66,9 @@ struct Notification
     std::size_t length = 0;
 };
 
-/** @return whether the message is a notification */
+/** Reads a notification from a message.
+ *
+ *  @return whether the message is one */
 bool read(sd_bus_message* message, Notification& notification)
 {
     const void* data = nullptr;
@@ -77,14 +79,14 @@ bool read(sd_bus_message* message, Notification& notification)
     {
         return false;
     }
-    // Where there are no bytes, the pointer does not lead anywhere.
+    // libsystemd gives a pointer that must not be read when the array is empty.
     notification.data =
         notification.length == 0 ? nullptr : static_cast<const uint8_t*>(data);
     return true;
 }
 
-/** Who made a change, empty for other notifications; null for a change whose
- *  record is malformed. */
+/** The name of who made a change; empty for other notifications, null when the
+ *  record of a change is malformed. */
 const char* sourceOf(const Notification& notification)
 {
     return std::string_view(notification.name).starts_with(changePrefix)
@@ -135,8 +137,8 @@ std::shared_ptr<Receiver> Receiver::ofThisThread()
         {
             return current->shared_from_this();
         }
-        // As long as anybody holds a default connection that is closed, there
-        // is no other.
+        // sd_bus_default() opens no new connection while anybody holds the
+        // closed one.
         current->close();
     }
     auto made = std::make_shared<Receiver>();
@@ -223,8 +225,8 @@ int Receiver::take(sd_bus_message* message, void* context,
 
 void Receiver::deliver(sd_bus_message* message)
 {
-    // The bus checks the sender of what is for everybody. It does not where
-    // somebody sends to this connection alone, which no notification is.
+    // The match rule checks the sender of broadcast signals, but a signal sent
+    // to this connection alone arrives without it. Notifications are broadcast.
     if (sd_bus_message_get_destination(message) != nullptr)
     {
         return;
@@ -240,8 +242,8 @@ void Receiver::deliver(sd_bus_message* message)
         }
         return;
     }
-    // Callbacks may end and begin subscriptions, and with the last one this
-    // object.
+    // Callbacks may add and remove subscriptions, and removing the last one
+    // would destroy this object.
     const auto self = shared_from_this();
     std::vector<std::shared_ptr<Subscription>> due;
     const auto [first, last] =

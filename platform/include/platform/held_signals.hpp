@@ -1,8 +1,8 @@
 #pragma once
 
-/** @file Keeps signals away from calls that wait for the bus: libsystemd gives
- *  up with EINTR when one is handled meanwhile, although the bus has done what
- *  it was asked to. */
+/** @file Blocks signals during calls on the bus: libsystemd returns EINTR when
+ *  a signal is handled while it waits for the reply, although the bus has done
+ *  what it was asked to. */
 
 #include <csignal>
 #include <initializer_list>
@@ -10,8 +10,8 @@
 namespace healthintf
 {
 
-/** While it lives, signals to its thread wait, but for those that tell of a
- *  fault in the thread itself. */
+/** Blocks all signals to this thread until it goes out of scope, except those
+ *  that a fault of the thread itself raises. */
 class HeldSignals
 {
   public:

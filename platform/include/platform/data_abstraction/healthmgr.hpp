@@ -9,9 +9,9 @@
 namespace DataAbstraction::Healthmgr
 {
 
-/** Asks the health manager for the health node of a key. The request is sent
- *  and not waited for: the node appears later, or never when there is no
- *  health manager.
+/** Asks the health manager for the health node of a key. Sends the request and
+ *  does not wait for an answer: the node appears later, or never when no health
+ *  manager runs.
  *
  *  @param[in] service the health manager's bus name
  *  @param[in] path the health manager's object path
