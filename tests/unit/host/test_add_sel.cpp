@@ -11,7 +11,7 @@
 namespace
 {
 
-// What arrives at the other end needs a bus: tests/bus/ has that.
+// tests/bus/ tests what the log manager receives.
 
 TEST(AddSel, ReportsOnceInARowThatThereIsNoBus)
 {

@@ -61,7 +61,7 @@ TEST_F(AttributeFile, OfAnotherVersionIsRefused)
     }
 }
 
-/** The number of the failure to read the attributes; 0 when there is none. */
+/** The error number of reading the attributes; 0 on success. */
 int failureToRead()
 {
     try
@@ -122,7 +122,7 @@ TEST_F(AttributeFile, ThatIsDamagedIsRefusedAndLeftAlone)
     EXPECT_TRUE(std::filesystem::exists(file));
 }
 
-/** Why a file with such a text is taken for damaged. */
+/** The reason why a file with this text counts as damaged. */
 std::string faultOf(const test::TemporaryFolder& folder,
                     const std::string& text)
 {

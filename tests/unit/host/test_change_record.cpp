@@ -66,7 +66,7 @@ TEST(ChangeRecord, IsRefusedWhenItIsTooShortForItsFields)
 {
     for (std::size_t length = 0; length < fieldsSize; ++length)
     {
-        // Of its own size, so that reading beyond it would be noticed.
+        // Allocated with the exact size, so that reading beyond it is noticed.
         const Record record(length);
         EXPECT_EQ(sourceOf(record), nullptr) << length;
     }

@@ -26,7 +26,7 @@ class EventTables : public testing::Test
             {folder.path() / "own", folder.path() / "shipped"});
     }
 
-    /** Why there is no table. */
+    /** The reason why the table cannot be loaded. */
     std::string failure() const
     {
         try
@@ -175,7 +175,7 @@ TEST_F(EventTables, TakeNothingFromOthersForAStateThatIsLeftOut)
 
 TEST_F(EventTables, TakeNothingFromOthersForAStateOfAnEventTypeThatIsLeftOut)
 {
-    // The second of its identifiers is that of a sensor type's state.
+    // Its second identifier is also that of a sensor type's state.
     writeState("own/a.json", "0x01", "931");
     folder.write(
         "own/b.json",

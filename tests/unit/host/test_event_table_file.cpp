@@ -19,7 +19,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-/** What is said of a file; "none" when it is fine. */
+/** The error of a file; "none" when it is valid. */
 std::string problemOf(const std::string& text)
 {
     try
@@ -33,8 +33,8 @@ std::string problemOf(const std::string& text)
     return "none";
 }
 
-/** A file with this state 0x01 of sensor type 0xC0, in place of which one word
- *  stands another. */
+/** A file with state 0x01 of sensor type 0xC0, in which one word is
+ *  replaced. */
 std::string fileWith(const std::string& word, const std::string& other)
 {
     std::string state = eventState("BLD", "0031");

@@ -7,7 +7,7 @@
 namespace
 {
 
-// How a connection is kept needs a bus: tests/bus/ has that.
+// tests/bus/ tests with a bus that the connection stays open.
 
 TEST(KeptBus, SaysThatThereIsNoBus)
 {

@@ -20,7 +20,7 @@ LineLimit::Clock::time_point standingClock()
 class Lines : public testing::Test
 {
   protected:
-    /** How many of some lines are let through. */
+    /** How many of @p lines lines are admitted. */
     int admitted(int lines)
     {
         int count = 0;

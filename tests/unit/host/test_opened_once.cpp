@@ -33,7 +33,8 @@ class Opened : public testing::Test
         });
     }
 
-    /** What is opened once is never closed; here it stays in reach. */
+    /** Keeps the stores, which are never closed, reachable for leak
+     *  checkers. */
     static OpenedOnce<Store>& another()
     {
         static auto& kept = *new std::list<OpenedOnce<Store>>;

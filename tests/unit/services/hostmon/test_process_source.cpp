@@ -77,14 +77,14 @@ TEST_F(Processes, LiveByTheIdInAFile)
 
 TEST_F(Processes, AreNotMissingWhenTheFileCannotBeRead)
 {
-    // A folder, which nobody can read as a file, not even root.
+    // A folder in the place of the file: not even root can read it.
     EXPECT_THROW(livesByPidfile(folder.path(), folder.path() / "10"),
                  std::runtime_error);
 }
 
 TEST_F(Processes, AreNotMissingWhenOneCannotBeRead)
 {
-    // A folder in the place of the file, which nobody can read.
+    // A folder in the place of the file: not even root can read it.
     std::filesystem::create_directories(folder.path() / "17" / "stat");
     EXPECT_EQ(count("sshd"), 2u);
     EXPECT_THROW(count("missing"), std::runtime_error);

@@ -59,7 +59,7 @@ TEST(ReaderOfASource, TellsWhenAReadingHasArrived)
     reader.start();
     ASSERT_EQ(arrived->get_future().wait_for(patience),
               std::future_status::ready);
-    // Its thread has told before it lets go of what it read.
+    // The thread announces the reading before it releases the lock.
     EXPECT_TRUE(reader.take());
 }
 
@@ -83,13 +83,13 @@ TEST(ReaderOfASource, IsBusyAndEndsWhileTheSourceBlocks)
     answer->set_value(1);
 }
 
-/** Lets threads go that were left behind, whatever becomes of the test. */
+/** Lets abandoned threads end, also when the test fails. */
 class ReadersLeftBehind : public testing::Test
 {
   protected:
     ReadersLeftBehind()
     {
-        // Of tests before.
+        // Threads of earlier tests.
         waitUntilLeft(0);
     }
 
@@ -108,7 +108,7 @@ class ReadersLeftBehind : public testing::Test
         waitUntilLeft(0);
     }
 
-    /** Leaves one thread behind. */
+    /** Abandons one thread. */
     void leaveOne() const
     {
         auto begun = std::make_shared<std::promise<void>>();
@@ -122,7 +122,7 @@ class ReadersLeftBehind : public testing::Test
         begun->get_future().wait_for(patience);
     }
 
-    /** Waits until so many threads are left behind. */
+    /** Waits until so many threads are abandoned. */
     static void waitUntilLeft(std::size_t count)
     {
         const auto deadline = std::chrono::steady_clock::now() + patience;

@@ -75,8 +75,8 @@ TEST_F(Temperatures, AreMeantByNameLabelOrAll)
 class TemperaturesOfDevices : public testing::Test
 {
   protected:
-    /** A chip with one sensor below @p device, which is on a bus; @p between
-     *  are the folders that the kernel numbers. */
+    /** Makes a chip with one sensor below @p device, which is on a bus; @p
+     *  between are folders with numbers that the kernel chooses. */
     void chip(const std::string& name, const std::string& device,
               const std::string& between, const std::string& number,
               int millidegrees) const

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Events and entries to try the log with. */
+/** @file Events and entries for tests of the log. */
 
 #include "logmgr/event_log.hpp"
 
@@ -23,7 +23,7 @@ inline Event sampleEvent(uint8_t type = 0x02)
                         std::nullopt);
 }
 
-/** What the store takes as its next entry. */
+/** An entry that the store accepts as its next one. */
 inline SELEntryProperties nextEntry(const SelStore& store,
                                     const std::string& name = "Fan 7")
 {
@@ -44,7 +44,7 @@ inline void append(SelStore& store, int count,
     }
 }
 
-/** The identifiers of what a store holds. */
+/** The identifiers of a store's entries. */
 inline std::vector<uint16_t> idsIn(SelStore& store)
 {
     std::vector<uint16_t> ids;

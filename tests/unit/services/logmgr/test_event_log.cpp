@@ -23,7 +23,7 @@ using testing::IsEmpty;
 using testing::Not;
 using Kind = Refusal::Kind;
 
-/** The kind and the words of a refusal. */
+/** The kind and the text of a refusal. */
 std::pair<std::optional<Kind>, std::string>
 refusalOf(const std::function<void()>& work)
 {
@@ -41,7 +41,7 @@ refusalOf(const std::function<void()>& work)
 class Log : public testing::Test
 {
   protected:
-    /** A log over what the store holds. */
+    /** A log that uses the test's store. */
     EventLog& open(uint16_t capacity = 10, Overflow overflow = Overflow::refuse)
     {
         log.reset();

@@ -16,7 +16,7 @@ namespace
 using test::inChild;
 using Ids = std::vector<uint16_t>;
 
-/** The identifiers of what others read. */
+/** The identifiers of the entries that other processes read. */
 Ids mirrored()
 {
     std::map<std::string, SELEntry_gen> entries;
@@ -32,7 +32,7 @@ Ids mirrored()
 class LogMirror : public test::CacheTest
 {
   protected:
-    /** Works with a log of three entries at most in a process of its own. */
+    /** Runs a test with a log of at most three entries in a child process. */
     template <typename Work>
     int withLog(Work&& work, std::string* errors = nullptr)
     {
@@ -138,7 +138,7 @@ TEST_F(LogMirror, IsMadeAnewWhenSomebodyHasRemovedIt)
     EXPECT_EQ(errors.find(line, second + 1), std::string::npos) << errors;
 }
 
-/** How many bytes of the filesystem a file has. */
+/** How many bytes of the filesystem a file uses. */
 std::size_t bytesOf(const std::filesystem::path& file)
 {
     struct stat found

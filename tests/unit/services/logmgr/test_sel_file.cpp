@@ -26,7 +26,7 @@ class LogFile : public testing::Test
         return folder.path() / "data.mdb";
     }
 
-    /** Puts so much into the file that it has pages beyond its head. */
+    /** Writes so much into the file that it has more than its head pages. */
     void fill() const
     {
         const EnvironmentPtr environment = openLogFile(folder.path(), mapSize);
