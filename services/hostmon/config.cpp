@@ -240,7 +240,7 @@ Config parseConfig(std::string_view text, const std::string& name)
     }
     if (config.watches.empty())
     {
-        throw ConfigError(name + ":1: there is nothing to watch");
+        throw ConfigError(name + ":1: no table says what to watch");
     }
     return config;
 }

@@ -111,8 +111,7 @@ void Monitor::watchAll()
         }
         if (sources.empty())
         {
-            SERVICE_LOG(log::warning,
-                        "%s.%d.%s: this machine has nothing to watch for %s",
+            SERVICE_LOG(log::warning, "%s.%d.%s: found nothing to watch for %s",
                         faultTextsOf(watch.subject).kind);
         }
         componentOf(watch.component);

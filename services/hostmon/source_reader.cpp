@@ -99,9 +99,9 @@ SourceReader::SourceReader(std::function<double()> read,
 {
     if (leftBehind >= mostThreadsLeftBehind)
     {
-        throw std::runtime_error(
-            "the reads of " + std::to_string(leftBehind) +
-            " sources that are gone have not ended, which is the most");
+        throw std::runtime_error("the reads of " + std::to_string(leftBehind) +
+                                 " sources that are gone still run, and no "
+                                 "more threads are allowed");
     }
     shared->read = std::move(read);
     shared->arrived = std::move(arrived);

@@ -319,9 +319,9 @@ Page EventLog::entry(uint16_t recordId) const
     if (page.entries.empty() ||
         (!byPlace && page.entries.front().recordId != recordId))
     {
-        throw Refusal(Refusal::Kind::noSuchEntry,
-                      "the entry " + std::to_string(recordId) +
-                          " of the log makes no sense");
+        throw Refusal(Refusal::Kind::noSuchEntry, "the entry " +
+                                                      std::to_string(recordId) +
+                                                      " of the log is damaged");
     }
     return page;
 }

@@ -184,7 +184,7 @@ void ListAnswers::sendRefusals()
     {
         sd_bus_reply_method_errorf(
             refused.front().get(), SD_BUS_ERROR_LIMITS_EXCEEDED,
-            "too many lists are wanted at once: at most %zu on a connection "
+            "too many calls for lists wait: at most %zu on a connection "
             "and %zu of a user",
             maxListsOfSender, maxListsOfUser);
         refused.pop_front();

@@ -182,7 +182,7 @@ void SelStore::openOrStartAnew()
     {
         if (endsItsProcess(openAndRead))
         {
-            throw DamagedFile("reading it ends the process");
+            throw DamagedFile("reading it crashes the process");
         }
         openAndRead();
     }

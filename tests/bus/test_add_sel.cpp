@@ -98,7 +98,7 @@ TEST_F(AddSel, ReportsThatThereIsNoLogManager)
     testing::internal::CaptureStderr();
     EXPECT_EQ(store(recordOf(1)), failed + EHOSTUNREACH);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                HasSubstr("see that the bus and the log manager are there"));
+                HasSubstr("check that the bus and logmgr run"));
 }
 
 TEST_F(AddSel, ConnectsAgainAfterTheBusWasLost)
@@ -170,7 +170,7 @@ TEST_F(AddSel, ReportsALogManagerThatDiesBeforeItAnswers)
     testing::internal::CaptureStderr();
     EXPECT_EQ(store(recordOf(1)), failed + ETIMEDOUT);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                HasSubstr("it may be stored all the same"));
+                HasSubstr("it may be stored nevertheless"));
 }
 
 TEST_F(AddSel, NumbersAnErrorThatItDoesNotKnow)

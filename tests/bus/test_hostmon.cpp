@@ -168,9 +168,8 @@ TEST_F(HostMonitor, SaysThatThereAreNoTemperatures)
     config("[[temperature]]\nwarning = 80\ncritical = 90\n");
     Process running = hostmon();
     client.waitForHealth(host + "/temperature", 2);
-    EXPECT_THAT(running.errors(),
-                HasSubstr("this machine has nothing to watch for "
-                          "temperature"));
+    EXPECT_THAT(running.errors(), HasSubstr("found nothing to watch for "
+                                            "temperature"));
 }
 
 TEST_F(HostMonitor, EndsWithFileLineAndKeyOfAWrongConfiguration)

@@ -82,12 +82,11 @@ std::string faultOfBus(const sd_bus_error& error, int code)
     {
         case EHOSTUNREACH:
         case ENXIO:
-            return text + " (see that the health manager, healthmgr, runs)";
+            return text + " (check that healthmgr runs)";
         case ETIMEDOUT:
-            return "no answer of the health manager (it may be set all the "
-                   "same)";
+            return "no answer of healthmgr (it may be set nevertheless)";
         default:
-            return text + " (see the health manager's own lines)";
+            return text + " (see what healthmgr logs)";
     }
 }
 

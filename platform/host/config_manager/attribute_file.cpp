@@ -124,7 +124,7 @@ class AttributeReader : public nlohmann::json_sax<json>
         }
         if (fault.empty() && !(version && hasAttributes))
         {
-            fault = "it does not tell its version and its attributes";
+            fault = "its version or its attributes are missing";
         }
         if (!fault.empty())
         {

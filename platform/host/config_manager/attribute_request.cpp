@@ -47,7 +47,7 @@ std::string faultOf(const AttributeRequest& request)
     }
     if (!isAttributeName(request.name))
     {
-        return "its name has something else than letters, digits and .#_-";
+        return "its name has other characters than letters, digits and .#_-";
     }
     if (request.source.size() > maxSourceName)
     {

@@ -71,7 +71,7 @@ AttributeService::AttributeService()
     }
     catch (const std::exception& e)
     {
-        HOST_LOG(log::error, "%s.%d.%s: no attribute can be set: %s",
+        HOST_LOG(log::error, "%s.%d.%s: unable to set attributes: %s",
                  faultOfStore(folder, e).c_str());
     }
     serving = this;

@@ -96,8 +96,7 @@ EventTable EventTable::load(const std::vector<fs::path>& folders)
     }
     if (!any)
     {
-        std::string why =
-            "there is no file *.json of use in " + listed(folders);
+        std::string why = "no usable file *.json in " + listed(folders);
         for (const std::string& problem : table.leftOut)
         {
             why += "; " + problem;

@@ -64,7 +64,7 @@ std::map<uint8_t, Value> readNumbered(const JsonPlace& place, uint8_t lowest,
         const uint8_t number = numberOf(member, lowest, highest);
         if (!all.try_emplace(number, read(member)).second)
         {
-            member.fail("is there twice, spelled otherwise");
+            member.fail("is a duplicate number in another spelling");
         }
     }
     return all;

@@ -45,7 +45,7 @@ class TwiceFinder
                 way.back() = parsed.get<std::string>();
                 if (!seen.back().insert(way.back()).second)
                 {
-                    failAt(text, way, "is there twice, first in this line");
+                    failAt(text, way, "is a duplicate key, first on this line");
                 }
                 break;
             case json::parse_event_t::object_end:
@@ -132,7 +132,7 @@ void JsonPlace::allowOnly(std::initializer_list<std::string_view> names) const
     {
         if (std::ranges::find(names, member.key()) == names.end())
         {
-            member.fail("is not known here");
+            member.fail("is an unknown key");
         }
     }
 }

@@ -41,7 +41,8 @@ void checkText(const std::string& text, const char* what)
     if (text.size() > maxArgument || text.find('\0') != std::string::npos ||
         !isUtf8(text))
     {
-        fail(EINVAL, std::string(what) + " of the sensor is no text for a bus");
+        fail(EINVAL,
+             std::string(what) + " of the sensor cannot be sent on a bus");
     }
 }
 
@@ -131,23 +132,23 @@ const char* remedyForCall(int code)
     switch (code)
     {
         case EINVAL:
-            return "see what the daemon gives";
+            return "check what the daemon passes";
         case ENOSPC:
             return "clear the log";
         case EACCES:
         case EPERM:
-            return "let this user add to the log in the policy of the bus";
+            return "let the bus policy allow this user to add events";
         case EHOSTUNREACH:
         case ENXIO:
         case ENOENT:
         case ECONNREFUSED:
-            return "see that the bus and the log manager are there";
+            return "check that the bus and logmgr run";
         case EPIPE:
         case ECONNRESET:
         case ETIMEDOUT:
-            return "it may be stored all the same: look into the log";
+            return "it may be stored nevertheless: check the log";
         default:
-            return "see the log manager's own lines";
+            return "see what logmgr logs";
     }
 }
 

@@ -151,7 +151,7 @@ void MessageCatalog::tellShared() const
     {
         HOST_LOG(log::warning,
                  "%s.%d.%s: the registries %s and %s both have the key %s: "
-                 "without a registry's name, it is that of the first",
+                 "the bare key means the message of the first",
                  shared[i].counts.c_str(), shared[i].other.c_str(),
                  shared[i].key.c_str());
     }

@@ -139,8 +139,7 @@ std::string faultOf(const test::TemporaryFolder& folder,
 
 TEST_F(AttributeFile, ThatLacksItsVersionOrItsAttributesIsDamaged)
 {
-    const std::string lacking =
-        "it does not tell its version and its attributes";
+    const std::string lacking = "its version or its attributes are missing";
     EXPECT_EQ(faultOf(folder, "{}"), lacking);
     EXPECT_EQ(faultOf(folder, R"({"version": 1})"), lacking);
     EXPECT_EQ(faultOf(folder, R"({"attributes": {}})"), lacking);

@@ -27,10 +27,10 @@ TEST(AttributeRequest, HasANameOfLettersDigitsAndFourMarks)
         const bool may = byte != 0 && allowed.find(static_cast<char>(byte)) !=
                                           std::string::npos;
         EXPECT_EQ(isAttributeName(name), may) << byte;
-        EXPECT_EQ(faultOfName(name),
-                  may ? ""
-                      : "its name has something else than letters, digits and "
-                        ".#_-")
+        EXPECT_EQ(
+            faultOfName(name),
+            may ? ""
+                : "its name has other characters than letters, digits and .#_-")
             << byte;
     }
 }

@@ -70,8 +70,10 @@ TEST_F(ConfigManager, RefusesANameThatIsNone)
     EXPECT_EQ(set(std::string(256, 'x').c_str()), EINVAL);
     EXPECT_THAT(errors, HasSubstr("its name has more than 255 bytes"));
     EXPECT_EQ(set("a b"), EINVAL);
-    EXPECT_THAT(errors, HasSubstr("its name has something else than letters, "
-                                  "digits and .#_-"));
+    EXPECT_THAT(
+        errors,
+        HasSubstr(
+            "its name has other characters than letters, digits and .#_-"));
     EXPECT_TRUE(hasLoggedOnce()) << errors;
 }
 

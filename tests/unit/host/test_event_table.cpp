@@ -95,8 +95,8 @@ TEST_F(EventTables, TakeTheStateThatIsReadFirst)
 
 TEST_F(EventTables, AreNotThereWithoutAFile)
 {
-    EXPECT_EQ(failure(), "there is no file *.json of use in " + pathOf("own") +
-                             " or " + pathOf("shipped"));
+    EXPECT_EQ(failure(), "no usable file *.json in " + pathOf("own") + " or " +
+                             pathOf("shipped"));
 }
 
 TEST_F(EventTables, AreNotThereWithoutAFileThatCanBeUsed)

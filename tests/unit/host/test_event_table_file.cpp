@@ -176,11 +176,11 @@ TEST(EventTableFile, IsComplete)
                                    R"("Led": 0)")),
                 EndsWith("Asserted: Lcd is missing"));
     EXPECT_THAT(problemOf(fileWith("\"Deasserted\"", "\"Desserted\"")),
-                EndsWith("Desserted: is not known here"));
+                EndsWith("Desserted: is an unknown key"));
     EXPECT_THAT(problemOf(sensorTypeFile("0xC0", "BLD", "\"0x01\": {}")),
                 EndsWith("0x01: Asserted is missing"));
     EXPECT_THAT(problemOf(R"({"Sensors": {}})"),
-                EndsWith("Sensors: is not known here"));
+                EndsWith("Sensors: is an unknown key"));
 }
 
 TEST(EventTableFile, HasNumbersOfTheStandard)
@@ -208,12 +208,12 @@ TEST(EventTableFile, HasEachEventOnce)
     EXPECT_THAT(
         problemOf(sensorTypeFile(
             "0xC0", "BLD", "\"0x01\": " + state + ",\n\"0x01\": " + state)),
-        StartsWith("line 1: SensorTypes: 0xC0: Offsets: 0x01: is "
-                   "there twice"));
+        StartsWith(
+            "line 1: SensorTypes: 0xC0: Offsets: 0x01: is a duplicate key"));
     EXPECT_THAT(
         problemOf(sensorTypeFile(
             "0xC0", "BLD", "\"0x0A\": " + state + ",\n\"0x0a\": " + state)),
-        EndsWith("is there twice, spelled otherwise"));
+        EndsWith("is a duplicate number in another spelling"));
 }
 
 } // namespace

@@ -89,7 +89,7 @@ TEST_F(JsonPlaces, SayWhatIsMissingOrTooMuch)
     EXPECT_EQ(failureOf([&] {
                   whole.at("a").allowOnly({"text"});
               }),
-              "line 4: a: number: is not known here");
+              "line 4: a: number: is an unknown key");
     EXPECT_EQ(failureOf([&] {
                   whole.allowOnly({"a", "list"});
               }),
@@ -108,7 +108,7 @@ TEST_F(JsonPlaces, AreInValidJsonOnly)
 TEST_F(JsonPlaces, AreNotThereTwice)
 {
     EXPECT_EQ(failureToParse("{\n\"a\": {\n\"b\": 1,\n\"b\": 2}}"),
-              "line 3: a: b: is there twice, first in this line");
+              "line 3: a: b: is a duplicate key, first on this line");
     EXPECT_EQ(failureToParse(R"({"a": {"b": 1}, "b": {"a": 1}})"), "none");
 }
 

@@ -194,7 +194,7 @@ TEST(ConfigText, RefusesKeysOfFaultEntries)
 
 TEST(ConfigText, MustWatchSomething)
 {
-    EXPECT_EQ(errorOf(""), "file.toml:1: there is nothing to watch");
+    EXPECT_EQ(errorOf(""), "file.toml:1: no table says what to watch");
     EXPECT_EQ(errorOf("memory = []"),
               "file.toml:1: memory: must be written [[memory]]");
 }

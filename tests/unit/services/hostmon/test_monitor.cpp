@@ -303,9 +303,9 @@ TEST_F(MonitorOfAMachine, LeavesNoMoreThanSoManyThreadsBehind)
     machine.write("sys/class/hwmon/hwmon1/name", "chip");
     machine.write("sys/class/hwmon/hwmon1/temp1_input", "97000");
     runUntil([] {
-        return texts() == Lines{"chip/temp1 (hwmon1): the reads of 16 sources "
-                                "that are gone have not ended, which is the "
-                                "most"};
+        return texts() ==
+               Lines{"chip/temp1 (hwmon1): the reads of 16 sources that are "
+                     "gone still run, and no more threads are allowed"};
     });
     for (std::size_t i = 0; i < replaced; ++i)
     {
@@ -441,8 +441,8 @@ TEST_F(MonitorOfAMachine, HasAComponentForWhatTheMachineLacks)
     start();
     EXPECT_TRUE(platform().healthRecords.contains(root + "/a"));
     EXPECT_THAT(journal().take("log 2 310"),
-                testing::ElementsAre(HasSubstr("this machine has nothing to "
-                                               "watch for temperature")));
+                testing::ElementsAre(
+                    HasSubstr("found nothing to watch for temperature")));
 }
 
 TEST_F(MonitorOfAMachine, ThrowsWhenAComponentCannotBeMade)

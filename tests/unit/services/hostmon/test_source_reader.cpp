@@ -154,8 +154,8 @@ TEST_F(ReadersLeftBehind, AreSixteenAtMostBeforeThereIsNoOther)
     }
     catch (const std::runtime_error& e)
     {
-        EXPECT_STREQ(e.what(), "the reads of 16 sources that are gone have not "
-                               "ended, which is the most");
+        EXPECT_STREQ(e.what(), "the reads of 16 sources that are gone still "
+                               "run, and no more threads are allowed");
     }
     letGo();
     EXPECT_NO_THROW(leaveOne());

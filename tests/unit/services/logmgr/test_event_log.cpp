@@ -297,7 +297,7 @@ TEST_F(Log, GivesNoOtherEntryForOneThatMakesNoSense)
                   log->entry(2);
               }),
               std::pair(std::optional(Kind::noSuchEntry),
-                        std::string("the entry 2 of the log makes no sense")));
+                        std::string("the entry 2 of the log is damaged")));
     EXPECT_THAT(ids(2), ElementsAre(3)) << "a list goes on behind it";
     for (const auto& [asked, given] : std::map<uint16_t, uint16_t>{
              {1, 1}, {3, 3}, {firstEntry, 1}, {lastEntry, 3}})
@@ -343,8 +343,7 @@ TEST_F(Log, HasNoEntryToGiveWhenAllAreDamaged)
         EXPECT_EQ(refusalOf([&] {
                       log->entry(id);
                   }).second,
-                  "the entry " + std::to_string(id) +
-                      " of the log makes no sense");
+                  "the entry " + std::to_string(id) + " of the log is damaged");
     }
 }
 

@@ -291,7 +291,7 @@ TEST_F(Store, SetsALogAsideThatLmdbWouldDieOf)
     testing::internal::CaptureStderr();
     open();
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                HasSubstr("reading it ends the process"));
+                HasSubstr("reading it crashes the process"));
     EXPECT_TRUE(fs::exists(file.string() + ".damaged"));
     EXPECT_EQ(store->size(), 0U);
     append(*store, 1);
