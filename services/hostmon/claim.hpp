@@ -12,13 +12,13 @@ namespace healthintf::hostmon
 
 /** The bus name that a hostmon must own to report on a component. Different
  *  keys have different names. */
-std::string busNameOf(const std::string& component);
+std::string makeBusName(const std::string& component);
 
 /** Requests the bus names of all components of a configuration. They are owned
  *  until the connection ends.
  *
  *  @throws std::runtime_error naming the component when another hostmon owns
  *          its name, or the bus policy denies the name to this user */
-void claimKeys(services::Connection& connection, const Config& config);
+void claimComponents(services::Connection& connection, const Config& config);
 
 } // namespace healthintf::hostmon

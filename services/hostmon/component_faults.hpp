@@ -26,7 +26,7 @@ struct SourceFault
     /** Warning or critical, the same as the message's severity. */
     Level level = Level::warning;
 
-    bool isNamedAs(const SourceFault& other) const
+    bool isSameFault(const SourceFault& other) const
     {
         return messageId == other.messageId && sensorPath == other.sensorPath;
     }
@@ -73,9 +73,9 @@ class ComponentFaults
   private:
     using Faults = std::vector<SourceFault>;
 
-    Faults wantedReports() const;
-    SourceFault moreFaults(const Faults& waiting) const;
-    Faults outdatedReports(const Faults& wanted) const;
+    Faults chooseReports() const;
+    SourceFault summarize(const Faults& waiting) const;
+    Faults findOutdatedReports(const Faults& wanted) const;
     bool isReported(const SourceFault& fault) const;
     void makeRoom(const SourceFault& fault, Faults& outdated);
     bool addReport(const SourceFault& fault);
@@ -84,7 +84,7 @@ class ComponentFaults
     std::string key;
     health_namespace::FaultAndHealth& component;
     /** All faults in the order in which they were added. */
-    Faults present;
+    Faults allFaults;
     Faults reported;
 };
 

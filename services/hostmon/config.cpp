@@ -159,7 +159,7 @@ void refuseTheSameAgain(const ConfigTable& table, const WatchConfig& watch,
     const bool again =
         std::ranges::any_of(config.watches, [&](const WatchConfig& other) {
             return other.component == watch.component &&
-                   meet(other.subject, watch.subject);
+                   mayShareSensor(other.subject, watch.subject);
         });
     if (again)
     {

@@ -29,10 +29,10 @@ struct FaultTexts
 inline constexpr const char* unreadableId =
     "HostMonitor.1.0.ReadingUnavailable";
 
-FaultTexts faultTextsOf(const Subject& subject);
+FaultTexts selectFaultTexts(const Subject& subject);
 
 /** The message for a level, which must not be ok. */
-std::string messageIdOf(const FaultTexts& texts, Level level);
+std::string selectMessageId(const FaultTexts& texts, Level level);
 
 /** Sensor type code of IPMI 2.0, table 42-3: management subsystem health. */
 inline constexpr uint32_t ipmiSubsystemHealth = 0x28;
@@ -40,16 +40,16 @@ inline constexpr uint32_t ipmiSubsystemHealth = 0x28;
 /** Makes the sensor path of a source. Letters and digits of its id stay; any
  *  other byte becomes an underscore and two hexadecimal digits, so that
  *  different ids give different paths. */
-std::string sensorPathOf(const std::string& kind, const std::string& id);
+std::string makeSensorPath(const std::string& kind, const std::string& id);
 
 /** Makes the key of a device's component, escaped like a sensor path. */
-std::string deviceKeyOf(const std::string& component,
-                        const std::string& device);
+std::string makeDeviceKey(const std::string& component,
+                          const std::string& device);
 
 /** Says that a source gave no reading within a time. */
-std::string noAnswerWithin(std::chrono::microseconds time);
+std::string describeTimeout(std::chrono::microseconds time);
 
 /** A reading or limit with one digit after the point. */
-std::string shownNumber(double number);
+std::string formatNumber(double number);
 
 } // namespace healthintf::hostmon

@@ -33,7 +33,7 @@ bool isMountPoint(const std::filesystem::path& folder)
 
 } // namespace
 
-std::string mountPointOf(const std::string& folder)
+std::string findMountPoint(const std::string& folder)
 {
     std::error_code error;
     std::filesystem::path at = std::filesystem::canonical(folder, error);
@@ -49,9 +49,9 @@ std::string mountPointOf(const std::string& folder)
     return at;
 }
 
-double MountedFilesystem::usedPercent()
+double MountedFilesystem::readUsedPercent()
 {
-    const std::string found = mountPointOf(folder);
+    const std::string found = findMountPoint(folder);
     if (mountPoint.empty())
     {
         mountPoint = found;
@@ -62,10 +62,10 @@ double MountedFilesystem::usedPercent()
     {
         throw std::runtime_error(mountPoint + " is not mounted");
     }
-    return hostmon::usedPercent(folder);
+    return hostmon::readUsedPercent(folder);
 }
 
-double usedPercent(const std::string& folder)
+double readUsedPercent(const std::string& folder)
 {
     struct statvfs status
     {};

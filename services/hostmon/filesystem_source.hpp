@@ -12,12 +12,12 @@ namespace healthintf::hostmon
  *  may use, as df shows it.
  *
  *  @throws std::runtime_error when the folder cannot be examined */
-double usedPercent(const std::string& folder);
+double readUsedPercent(const std::string& folder);
 
 /** Finds where the filesystem of a folder is mounted.
  *
  *  @throws std::runtime_error when the folder cannot be examined */
-std::string mountPointOf(const std::string& folder);
+std::string findMountPoint(const std::string& folder);
 
 /** Reads one filesystem repeatedly. The first successful reading remembers
  *  where it is mounted. Once it is unmounted, readings fail: the numbers would
@@ -35,7 +35,7 @@ class MountedFilesystem
     /** Reads how much of it is used, as readUsedPercent().
      *
      *  @throws std::runtime_error also when it is no longer mounted */
-    double usedPercent();
+    double readUsedPercent();
 
   private:
     std::string folder;

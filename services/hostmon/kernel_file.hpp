@@ -13,7 +13,7 @@ namespace healthintf::hostmon
  *
  *  @throws std::system_error naming the file when it cannot be read,
  *          std::runtime_error when it is larger */
-std::string contentOf(const std::filesystem::path& file);
+std::string readKernelFile(const std::filesystem::path& file);
 
 /** Whether an error says that a file, or the process or device that it
  *  describes, is gone. */
@@ -30,7 +30,7 @@ bool isShortage(const std::error_code& error);
  *  them
  *  @param[in] file the file's name, for the error
  *  @throws std::runtime_error when there is no such number */
-double numberAfter(const std::string& text, const std::string& label,
-                   const std::filesystem::path& file);
+double parseNumberAfter(const std::string& text, const std::string& label,
+                        const std::filesystem::path& file);
 
 } // namespace healthintf::hostmon

@@ -41,9 +41,9 @@ class LevelTracker
 
     /** The level that the next reading leads to. Does not change the current
      *  level. */
-    Level next(double reading) const;
+    Level nextLevel(double reading) const;
 
-    void take(Level level)
+    void setLevel(Level level)
     {
         current = level;
     }

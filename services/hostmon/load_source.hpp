@@ -12,6 +12,6 @@ namespace healthintf::hostmon
  *  @param[in] loadavg the kernel's file, /proc/loadavg
  *  @param[in] minutes 1, 5 or 15
  *  @throws std::runtime_error when it cannot be read */
-double loadPerProcessor(const std::filesystem::path& loadavg, int minutes);
+double readLoadPerProcessor(const std::filesystem::path& loadavg, int minutes);
 
 } // namespace healthintf::hostmon

@@ -40,7 +40,7 @@ hostmon::Reading readOnce(const hostmon::Source& source,
     hostmon::SourceReader reader(source.read, [] {});
     reader.start();
     return reader.wait(patience).value_or(
-        hostmon::Reading{std::nullopt, hostmon::noAnswerWithin(patience)});
+        hostmon::Reading{std::nullopt, hostmon::describeTimeout(patience)});
 }
 
 /** Prints the current reading of every source. */
@@ -49,7 +49,7 @@ void show(const hostmon::Config& config, const std::string& root)
     for (const hostmon::WatchConfig& watch : config.watches)
     {
         for (const hostmon::Source& source :
-             hostmon::sourcesOf(watch.subject, root))
+             hostmon::makeSources(watch.subject, root))
         {
             const hostmon::Reading reading = readOnce(source, config.timeout);
             std::puts(hostmon::describe(watch, source, reading).c_str());
@@ -62,7 +62,7 @@ int serve(const hostmon::Config& config, const std::string& root)
     services::EventLoop loop;
     loop.exitOn({SIGINT, SIGTERM});
     services::Connection connection(loop);
-    hostmon::claimKeys(connection, config);
+    hostmon::claimComponents(connection, config);
     const hostmon::Monitor monitor(connection.bus(), loop, config, root);
     const services::Supervision supervision(loop);
     return loop.run();

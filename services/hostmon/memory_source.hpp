@@ -11,6 +11,6 @@ namespace healthintf::hostmon
  *
  *  @param[in] meminfo the kernel's file, /proc/meminfo
  *  @throws std::runtime_error when it cannot be read */
-double availableMemoryPercent(const std::filesystem::path& meminfo);
+double readAvailableMemory(const std::filesystem::path& meminfo);
 
 } // namespace healthintf::hostmon

@@ -6,7 +6,7 @@
 #include "../common/event_loop.hpp"
 #include "component_faults.hpp"
 #include "config.hpp"
-#include "doorbell.hpp"
+#include "loop_wakeup.hpp"
 #include "source_reader.hpp"
 #include "watch.hpp"
 
@@ -59,7 +59,7 @@ class Monitor
     };
 
     /** A source under watch. */
-    struct Watched
+    struct WatchedSource
     {
         const WatchConfig* config;
         Source source;
@@ -70,35 +70,35 @@ class Monitor
 
     /** A component's key and a sensor path, which together identify a
      *  source. */
-    using Key = std::pair<std::string, std::string>;
+    using SourceKey = std::pair<std::string, std::string>;
 
-    Component& componentOf(const std::string& key);
+    Component& findOrAddComponent(const std::string& key);
     void watchSource(const WatchConfig& watch, const Source& source,
-                     std::set<Key>& present);
+                     std::set<SourceKey>& present);
     void watchAll();
-    bool followSources(const WatchConfig& watch, std::set<Key>& present);
-    void followDevices();
-    void tellProblems();
-    void withdraw(const std::set<Key>& present);
-    void startReading(Watched& each) const;
-    void check();
+    bool updateSources(const WatchConfig& watch, std::set<SourceKey>& present);
+    void updateDevices();
+    void logNewProblems();
+    void removeGoneSources(const std::set<SourceKey>& present);
+    void startReading(WatchedSource& each) const;
+    void readSources();
     void takeReadings();
-    void findBlocked();
+    void reportBlockedSources();
     void report();
 
     sdbusplus::bus_t& bus;
     Config config;
     std::filesystem::path root;
-    std::shared_ptr<Doorbell> doorbell = std::make_shared<Doorbell>();
+    std::shared_ptr<LoopWakeup> wakeup = std::make_shared<LoopWakeup>();
     std::map<std::string, Component> components;
-    std::map<Key, Watched> watched;
+    std::map<SourceKey, WatchedSource> watchedSources;
     /** Also of sources that are gone, so that one that returns gets the same
      *  number. */
-    std::map<Key, uint32_t> sensorNumbers;
+    std::map<SourceKey, uint32_t> sensorNumbers;
     /** What went wrong in the current search for sources, and in the one
      *  before: only new problems are logged. */
     std::set<std::string> problems;
-    std::set<std::string> toldProblems;
+    std::set<std::string> loggedProblems;
     services::EventSource arrivals;
     services::EventSource timeout;
     services::EventSource timer;

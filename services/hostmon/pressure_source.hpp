@@ -13,6 +13,6 @@ namespace healthintf::hostmon
  *  @param[in] seconds the averaging time: 10, 60 or 300
  *  @throws std::runtime_error when it cannot be read, for example because the
  *          kernel has no pressure information */
-double pressurePercent(const std::filesystem::path& pressure, int seconds);
+double readPressurePercent(const std::filesystem::path& pressure, int seconds);
 
 } // namespace healthintf::hostmon

@@ -18,7 +18,7 @@ namespace
 {
 
 /** How many bytes of a process's name the kernel keeps. */
-constexpr std::size_t keptNameSize = 15;
+constexpr std::size_t maxKernelName = 15;
 
 bool isNumber(const std::string& text)
 {
@@ -41,7 +41,7 @@ ProcessStat readProcess(const fs::path& folder)
 {
     try
     {
-        const std::string text = contentOf(folder / "stat");
+        const std::string text = readKernelFile(folder / "stat");
         const auto begin = text.find('(');
         const auto end = text.rfind(')');
         if (begin != std::string::npos && end != std::string::npos &&
@@ -61,18 +61,18 @@ ProcessStat readProcess(const fs::path& folder)
 }
 
 /** Splits names at '|' and cuts each to what the kernel keeps. */
-std::vector<std::string> keptNames(const std::string& names)
+std::vector<std::string> splitNames(const std::string& names)
 {
-    std::vector<std::string> kept;
+    std::vector<std::string> split;
     std::istringstream rest(names);
     for (std::string name; std::getline(rest, name, '|');)
     {
-        kept.push_back(name.substr(0, keptNameSize));
+        split.push_back(name.substr(0, maxKernelName));
     }
-    return kept;
+    return split;
 }
 
-bool lives(const ProcessStat& process)
+bool isAlive(const ProcessStat& process)
 {
     return process.state != 'Z' && process.state != 'X';
 }
@@ -81,7 +81,7 @@ bool lives(const ProcessStat& process)
 
 std::size_t countProcesses(const fs::path& proc, const std::string& name)
 {
-    const std::vector<std::string> kept = keptNames(name);
+    const std::vector<std::string> wanted = splitNames(name);
     std::error_code error;
     fs::directory_iterator entry(proc, error);
     if (error)
@@ -100,10 +100,10 @@ std::size_t countProcesses(const fs::path& proc, const std::string& name)
         try
         {
             const ProcessStat process = readProcess(entry->path());
-            count +=
-                std::ranges::count(kept, process.name) != 0 && lives(process)
-                    ? 1
-                    : 0;
+            count += std::ranges::count(wanted, process.name) != 0 &&
+                             isAlive(process)
+                         ? 1
+                         : 0;
         }
         catch (const std::system_error& e)
         {
@@ -123,13 +123,13 @@ std::size_t countProcesses(const fs::path& proc, const std::string& name)
     return count;
 }
 
-bool livesByPidfile(const fs::path& proc, const fs::path& pidfile)
+bool isPidfileProcessAlive(const fs::path& proc, const fs::path& pidfile)
 {
     try
     {
         std::string id;
-        std::istringstream(contentOf(pidfile)) >> id;
-        return isNumber(id) && lives(readProcess(proc / id));
+        std::istringstream(readKernelFile(pidfile)) >> id;
+        return isNumber(id) && isAlive(readProcess(proc / id));
     }
     catch (const std::system_error&)
     {

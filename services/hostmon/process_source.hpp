@@ -25,7 +25,7 @@ std::size_t countProcesses(const std::filesystem::path& proc,
  *
  *  @throws std::runtime_error when the file or the process exists and cannot be
  *          read */
-bool livesByPidfile(const std::filesystem::path& proc,
-                    const std::filesystem::path& pidfile);
+bool isPidfileProcessAlive(const std::filesystem::path& proc,
+                           const std::filesystem::path& pidfile);
 
 } // namespace healthintf::hostmon

@@ -40,9 +40,9 @@ class ReadingProcess
   private:
     void start();
     void end();
-    std::optional<std::string> ask() const;
+    std::optional<std::string> requestReading() const;
 
-    std::function<double()> inOther;
+    std::function<double()> childRead;
     host::FileDescriptor socket;
     pid_t process = -1;
 };

@@ -30,7 +30,7 @@ struct Source
     std::string device{};
     /** The file that is read, if it may become another one while hostmon runs;
      *  otherwise empty. */
-    std::string place{};
+    std::string inputFile{};
 };
 
 /** Makes the sources of a subject: one, or for temperatures one for each
@@ -39,7 +39,7 @@ struct Source
  *  @param[in] subject what is watched
  *  @param[in] root the folder that holds proc and sys; empty for the machine's
  *  own */
-std::vector<Source> sourcesOf(const Subject& subject,
-                              const std::filesystem::path& root);
+std::vector<Source> makeSources(const Subject& subject,
+                                const std::filesystem::path& root);
 
 } // namespace healthintf::hostmon

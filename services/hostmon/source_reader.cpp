@@ -17,13 +17,13 @@ using Clock = std::chrono::steady_clock;
 namespace
 {
 
-std::atomic<std::size_t> leftBehind{0};
+std::atomic<std::size_t> abandonedThreads{0};
 
 } // namespace
 
-std::size_t threadsLeftBehind()
+std::size_t countAbandonedThreads()
 {
-    return leftBehind;
+    return abandonedThreads;
 }
 
 /** The state that the reader shares with its thread, which may outlive it. */
@@ -63,7 +63,7 @@ void SourceReader::Shared::run()
     // The reader was destroyed during a read.
     if (since)
     {
-        --leftBehind;
+        --abandonedThreads;
     }
 }
 
@@ -97,9 +97,10 @@ SourceReader::SourceReader(std::function<double()> read,
                            std::function<void()> arrived) :
     shared(std::make_shared<Shared>())
 {
-    if (leftBehind >= mostThreadsLeftBehind)
+    if (abandonedThreads >= maxAbandonedThreads)
     {
-        throw std::runtime_error("the reads of " + std::to_string(leftBehind) +
+        throw std::runtime_error("the reads of " +
+                                 std::to_string(abandonedThreads) +
                                  " sources that are gone still run, and no "
                                  "more threads are allowed");
     }
@@ -116,7 +117,7 @@ SourceReader::~SourceReader()
     shared->ended = true;
     if (shared->since)
     {
-        ++leftBehind;
+        ++abandonedThreads;
     }
     shared->changed.notify_all();
 }

@@ -22,10 +22,10 @@ struct Reading
 };
 
 /** How many abandoned threads there may be before no new reader is made. */
-inline constexpr std::size_t mostThreadsLeftBehind = 16;
+inline constexpr std::size_t maxAbandonedThreads = 16;
 
 /** How many threads are still in a read although their reader is destroyed. */
-std::size_t threadsLeftBehind();
+std::size_t countAbandonedThreads();
 
 /** Reads one source on a thread of its own. A read that blocks delays nothing
  *  else, not even the destructor: the thread is abandoned then, and ends when

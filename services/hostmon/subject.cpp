@@ -6,7 +6,7 @@ namespace
 {
 
 /** Compares two subjects. */
-struct Meeting
+struct SensorComparison
 {
     bool operator()(const Filesystem& one, const Filesystem& other) const
     {
@@ -48,9 +48,9 @@ struct Meeting
 
 } // namespace
 
-bool meet(const Subject& one, const Subject& other)
+bool mayShareSensor(const Subject& one, const Subject& other)
 {
-    return std::visit(Meeting(), one, other);
+    return std::visit(SensorComparison(), one, other);
 }
 
 } // namespace healthintf::hostmon

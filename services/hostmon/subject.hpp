@@ -61,6 +61,6 @@ using Subject =
     std::variant<Filesystem, Memory, Load, Pressure, Temperature, ProcessAlive>;
 
 /** Whether faults of both subjects may have the same sensor path. */
-bool meet(const Subject& one, const Subject& other);
+bool mayShareSensor(const Subject& one, const Subject& other);
 
 } // namespace healthintf::hostmon

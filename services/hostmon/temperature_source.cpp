@@ -24,7 +24,7 @@ std::string firstLine(const fs::path& file)
 {
     try
     {
-        const std::string text = contentOf(file);
+        const std::string text = readKernelFile(file);
         return text.substr(0, text.find('\n'));
     }
     catch (const std::system_error& e)
@@ -44,7 +44,7 @@ std::string firstLine(const fs::path& file)
 /** Lists a folder; empty when it is missing.
  *
  *  @throws std::system_error when it exists and cannot be read */
-std::vector<fs::path> entriesOf(const fs::path& folder)
+std::vector<fs::path> listEntries(const fs::path& folder)
 {
     std::vector<fs::path> entries;
     std::error_code error;
@@ -71,7 +71,7 @@ bool isBusDevice(const fs::path& folder)
 
 /** Finds the folder of the device that a chip belongs to: the nearest one on a
  *  bus. */
-fs::path deviceFolderOf(const fs::path& chip, const fs::path& devices)
+fs::path findDeviceFolder(const fs::path& chip, const fs::path& devices)
 {
     std::error_code error;
     fs::path nearest = fs::canonical(chip / "device", error);
@@ -92,7 +92,7 @@ fs::path deviceFolderOf(const fs::path& chip, const fs::path& devices)
 }
 
 /** Cuts @p devices off the front of a path. */
-std::string below(const fs::path& devices, const fs::path& path)
+std::string pathBelow(const fs::path& devices, const fs::path& path)
 {
     const fs::path rest = path.lexically_relative(devices);
     return rest.empty() || *rest.begin() == ".." ? path.filename() : rest;
@@ -105,8 +105,9 @@ void addSensorsOfChip(const fs::path& entry, const fs::path& devices,
     std::error_code error;
     const fs::path folder = fs::canonical(entry, error);
     const std::string chip = firstLine(folder / "name");
-    const std::string device = below(devices, deviceFolderOf(folder, devices));
-    for (const fs::path& file : entriesOf(folder))
+    const std::string device =
+        pathBelow(devices, findDeviceFolder(folder, devices));
+    for (const fs::path& file : listEntries(folder))
     {
         const std::string name = file.filename();
         if (name.starts_with("temp") && name.ends_with(ending))
@@ -122,7 +123,8 @@ void addSensorsOfChip(const fs::path& entry, const fs::path& devices,
 
 /** Makes the ids unique where one device has several chips of one name, such as
  *  the ports of a card: adds the numbered part of their paths. */
-void tellApart(std::vector<TemperatureSensor>& sensors, const fs::path& devices)
+void makeIdsUnique(std::vector<TemperatureSensor>& sensors,
+                   const fs::path& devices)
 {
     std::map<std::string, std::size_t> uses;
     for (const TemperatureSensor& sensor : sensors)
@@ -133,7 +135,7 @@ void tellApart(std::vector<TemperatureSensor>& sensors, const fs::path& devices)
     {
         if (uses[sensor.id()] > 1)
         {
-            sensor.device = below(devices, sensor.input.parent_path());
+            sensor.device = pathBelow(devices, sensor.input.parent_path());
         }
     }
 }
@@ -148,14 +150,14 @@ std::string TemperatureSensor::name() const
 bool TemperatureSensor::matches(const std::string& wanted) const
 {
     const std::string ofDevice = " (" + deviceName() + ")";
-    const auto isMeant = [&](const std::string& called) {
+    const auto isNamed = [&](const std::string& called) {
         return wanted == called || wanted == called + ofDevice;
     };
-    return wanted == "*" || isMeant(name()) ||
-           (!label.empty() && isMeant(chip + "/" + label));
+    return wanted == "*" || isNamed(name()) ||
+           (!label.empty() && isNamed(chip + "/" + label));
 }
 
-std::string TemperatureSensor::shownName() const
+std::string TemperatureSensor::displayName() const
 {
     return name() + " (" + deviceName() + ")";
 }
@@ -170,27 +172,27 @@ std::string TemperatureSensor::id() const
     return device + "/" + name();
 }
 
-std::vector<TemperatureSensor> temperatureSensors(const fs::path& hwmon)
+std::vector<TemperatureSensor> listTemperatureSensors(const fs::path& hwmon)
 {
     std::vector<TemperatureSensor> sensors;
     std::error_code error;
     const fs::path devices = fs::weakly_canonical(
         hwmon.parent_path().parent_path() / "devices", error);
-    for (const fs::path& chip : entriesOf(hwmon))
+    for (const fs::path& chip : listEntries(hwmon))
     {
         addSensorsOfChip(chip, devices, sensors);
     }
-    tellApart(sensors, devices);
+    makeIdsUnique(sensors, devices);
     std::ranges::sort(sensors, {}, [](const TemperatureSensor& sensor) {
         return std::pair(sensor.name(), sensor.device);
     });
     return sensors;
 }
 
-double degreesCelsius(const fs::path& input)
+double readDegreesCelsius(const fs::path& input)
 {
     constexpr double thousandths = 1000;
-    return numberAfter(contentOf(input), "", input) / thousandths;
+    return parseNumberAfter(readKernelFile(input), "", input) / thousandths;
 }
 
 } // namespace healthintf::hostmon

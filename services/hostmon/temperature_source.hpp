@@ -30,7 +30,7 @@ struct TemperatureSensor
 
     /** Name and device for people, for example
      *  "coretemp/temp1 (coretemp.0)". */
-    std::string shownName() const;
+    std::string displayName() const;
 
     /** The last part of the device's path, for example "coretemp.0". */
     std::string deviceName() const;
@@ -50,11 +50,11 @@ struct TemperatureSensor
  *  @throws std::system_error when the folder cannot be read, so that it is not
  *          known which sensors exist */
 std::vector<TemperatureSensor>
-temperatureSensors(const std::filesystem::path& hwmon);
+listTemperatureSensors(const std::filesystem::path& hwmon);
 
 /** Reads a temperature in degrees Celsius.
  *
  *  @throws std::runtime_error when the sensor cannot be read */
-double degreesCelsius(const std::filesystem::path& input);
+double readDegreesCelsius(const std::filesystem::path& input);
 
 } // namespace healthintf::hostmon

@@ -31,7 +31,7 @@ class Watch
     void take(const Reading& reading);
 
     /** Removes all faults of the source, which no longer exists. */
-    void withdraw();
+    void removeFaults();
 
   private:
     void takeValue(double value);

@@ -59,7 +59,7 @@ class HostmonAndItsModel : public LibraryTest
 
     HostmonAndItsModel()
     {
-        const FaultTexts texts = faultTextsOf(Temperature{});
+        const FaultTexts texts = selectFaultTexts(Temperature{});
         platform().messages[texts.warningId] = {2, "%1"};
         platform().messages[texts.criticalId] = {1, "%1!"};
         platform().messages[unreadableId] = {2, "%1?"};
@@ -97,7 +97,7 @@ class HostmonAndItsModel : public LibraryTest
     void go(int source)
     {
         model[source] = {};
-        watches[source]->withdraw();
+        watches[source]->removeFaults();
         watches[source].reset();
     }
 

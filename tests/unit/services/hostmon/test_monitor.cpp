@@ -45,7 +45,7 @@ class MonitorOfAMachine : public LibraryTest
         for (const Subject& subject :
              {Subject(Memory{}), Subject(ProcessAlive{"", ""})})
         {
-            const FaultTexts texts = faultTextsOf(subject);
+            const FaultTexts texts = selectFaultTexts(subject);
             platform().messages[texts.warningId] = {2, "%1: %2"};
             platform().messages[texts.criticalId] = {1, "%1: %2!"};
         }
@@ -72,7 +72,7 @@ class MonitorOfAMachine : public LibraryTest
     /** Watches all temperature sensors; 97 degrees are critical. */
     void watchTemperatures()
     {
-        const FaultTexts temperature = faultTextsOf(Temperature{});
+        const FaultTexts temperature = selectFaultTexts(Temperature{});
         platform().messages[temperature.criticalId] = {1, "%1: %2!"};
         config.watches.push_back({Temperature{"*"},
                                   {.direction = Direction::above,
@@ -291,14 +291,14 @@ TEST_F(MonitorOfAMachine, LeavesNoMoreThanSoManyThreadsBehind)
         });
     };
     // A sensor that is gone before its thread reads abandons no thread.
-    constexpr std::size_t most = 10 * mostThreadsLeftBehind;
-    while (threadsLeftBehind() < mostThreadsLeftBehind && replaced < most)
+    constexpr std::size_t most = 10 * maxAbandonedThreads;
+    while (countAbandonedThreads() < maxAbandonedThreads && replaced < most)
     {
         replaceSensor();
     }
-    EXPECT_EQ(threadsLeftBehind(), mostThreadsLeftBehind);
+    EXPECT_EQ(countAbandonedThreads(), maxAbandonedThreads);
     replaceSensor();
-    EXPECT_EQ(threadsLeftBehind(), mostThreadsLeftBehind);
+    EXPECT_EQ(countAbandonedThreads(), maxAbandonedThreads);
 
     machine.write("sys/class/hwmon/hwmon1/name", "chip");
     machine.write("sys/class/hwmon/hwmon1/temp1_input", "97000");
@@ -318,7 +318,7 @@ TEST_F(MonitorOfAMachine, LeavesNoMoreThanSoManyThreadsBehind)
 
 TEST_F(MonitorOfAMachine, FollowsDevicesThatComeAndGo)
 {
-    const FaultTexts temperature = faultTextsOf(Temperature{});
+    const FaultTexts temperature = selectFaultTexts(Temperature{});
     platform().messages[temperature.criticalId] = {1, "%1: %2!"};
     config.watches.push_back({Temperature{"*", true},
                               {.direction = Direction::above,

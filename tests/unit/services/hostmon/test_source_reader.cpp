@@ -126,12 +126,12 @@ class ReadersLeftBehind : public testing::Test
     static void waitUntilLeft(std::size_t count)
     {
         const auto deadline = std::chrono::steady_clock::now() + patience;
-        while (threadsLeftBehind() != count &&
+        while (countAbandonedThreads() != count &&
                std::chrono::steady_clock::now() < deadline)
         {
             std::this_thread::yield();
         }
-        EXPECT_EQ(threadsLeftBehind(), count);
+        EXPECT_EQ(countAbandonedThreads(), count);
     }
 
     bool let = false;
@@ -141,12 +141,12 @@ class ReadersLeftBehind : public testing::Test
 
 TEST_F(ReadersLeftBehind, AreSixteenAtMostBeforeThereIsNoOther)
 {
-    for (std::size_t i = 0; i < mostThreadsLeftBehind; ++i)
+    for (std::size_t i = 0; i < maxAbandonedThreads; ++i)
     {
-        EXPECT_EQ(threadsLeftBehind(), i);
+        EXPECT_EQ(countAbandonedThreads(), i);
         EXPECT_NO_THROW(leaveOne());
     }
-    EXPECT_EQ(threadsLeftBehind(), mostThreadsLeftBehind);
+    EXPECT_EQ(countAbandonedThreads(), maxAbandonedThreads);
     try
     {
         leaveOne();
@@ -173,7 +173,7 @@ TEST_F(ReadersLeftBehind, AreNoneOfThoseThatWereIdle)
         idle.start();
         ASSERT_TRUE(idle.wait(patience));
     }
-    EXPECT_EQ(threadsLeftBehind(), 0u);
+    EXPECT_EQ(countAbandonedThreads(), 0u);
 }
 
 } // namespace

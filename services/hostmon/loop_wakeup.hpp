@@ -6,18 +6,18 @@ namespace healthintf::hostmon
 {
 
 /** A descriptor that is readable from wake() on until reset(). */
-class Doorbell
+class LoopWakeup
 {
   public:
     /** @throws std::system_error when the system gives no descriptor */
-    Doorbell();
-    ~Doorbell();
-    Doorbell(const Doorbell&) = delete;
-    Doorbell& operator=(const Doorbell&) = delete;
+    LoopWakeup();
+    ~LoopWakeup();
+    LoopWakeup(const LoopWakeup&) = delete;
+    LoopWakeup& operator=(const LoopWakeup&) = delete;
 
     /** May be called from any thread. */
-    void ring() const;
-    void answer() const;
+    void wake() const;
+    void reset() const;
 
     int descriptor() const
     {
