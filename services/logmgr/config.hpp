@@ -22,7 +22,7 @@ enum class Overflow
 };
 
 /** The name of an overflow behaviour in the configuration. */
-const char* nameOf(Overflow overflow);
+const char* overflowName(Overflow overflow);
 
 struct Config
 {

@@ -61,7 +61,7 @@ inline constexpr uint8_t firstOemType = 0xc0;
 inline constexpr uint8_t firstTypeWithoutTimestamp = 0xe0;
 
 /** Converts a time to a record's 32 bits, limited to the years 1970 to 2106. */
-uint32_t secondsOf(int64_t time);
+uint32_t toRecordTime(int64_t time);
 
 /** A request to store one event. */
 struct Event
@@ -76,9 +76,9 @@ struct Event
 /** Makes an event from the arguments of a call.
  *
  *  @throws Refusal when the record or a text has the wrong size */
-Event checkedEvent(SELInterface::SensorInfo sensor,
-                   std::span<const uint8_t> record,
-                   std::optional<uint32_t> timestamp);
+Event makeEvent(SELInterface::SensorInfo sensor,
+                std::span<const uint8_t> record,
+                std::optional<uint32_t> timestamp);
 
 /** The identifiers by which IPMI asks for the first and the last entry. */
 inline constexpr uint16_t firstEntry = 0;
@@ -118,7 +118,7 @@ class EventLog
 
     /** Restores the log's file when somebody removed or replaced it. Every
      *  change does this too. A failure is logged. */
-    void keepInPlace();
+    void restoreFile();
 
     /** The result of storing an event. */
     struct Addition
@@ -180,11 +180,11 @@ class EventLog
     Page entry(uint16_t recordId) const;
 
     /** Is called with an entry and its sequence number. */
-    using Take =
+    using EntryCallback =
         std::function<void(uint64_t sequence, const SELEntryProperties& entry)>;
 
     /** Reads all entries. */
-    void readAll(const Take& take) const;
+    void readAll(const EntryCallback& visit) const;
 
     /** The sequence number of the next new entry. */
     uint64_t nextSequence() const

@@ -1,4 +1,4 @@
-#include "list_answers.hpp"
+#include "list_responder.hpp"
 
 #include "../common/service_log.hpp"
 #include "line_limit.hpp"
@@ -46,14 +46,14 @@ constexpr const char* lostNamesRule =
     "type='signal',sender='org.freedesktop.DBus',"
     "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg2=''";
 
-int socketOf(sd_bus* bus)
+int getSocket(sd_bus* bus)
 {
     const int fd = sd_bus_get_fd(bus);
     checkBus("sd_bus_get_fd", fd);
     return fd;
 }
 
-int duplicateOf(int fd)
+int duplicateDescriptor(int fd)
 {
     const int copy = fcntl(fd, F_DUPFD_CLOEXEC, 0);
     if (copy < 0)
@@ -109,11 +109,11 @@ void answer(const ListCall& call, const EventLog& events)
 
 } // namespace
 
-ListAnswers::ListAnswers(services::EventLoop& loop,
-                         services::Connection& connection,
-                         const EventLog& events) :
+ListResponder::ListResponder(services::EventLoop& loop,
+                             services::Connection& connection,
+                             const EventLog& events) :
     bus(connection.get()),
-    events(events), socket(duplicateOf(socketOf(bus))),
+    events(events), socket(duplicateDescriptor(getSocket(bus))),
     writable(loop.onWritable(socket.get(), [this] {
         answerNext();
     }))
@@ -122,12 +122,12 @@ ListAnswers::ListAnswers(services::EventLoop& loop,
     services::EventLoop::enable(writable, false);
     sd_bus_slot* slot = nullptr;
     checkBus("sd_bus_add_match_async",
-             sd_bus_add_match_async(bus, &slot, lostNamesRule, takeLostName,
+             sd_bus_add_match_async(bus, &slot, lostNamesRule, forgetLostName,
                                     nullptr, this));
-    lostNames.reset(slot);
+    lostNameMatch.reset(slot);
 }
 
-void ListAnswers::take(ListCall call)
+void ListResponder::enqueue(ListCall call)
 {
     sd_bus_message* message = call.message.get();
     const char* sender = sd_bus_message_get_sender(message);
@@ -149,10 +149,10 @@ void ListAnswers::take(ListCall call)
     {
         askForUser(sender);
     }
-    noteWork();
+    updateWakeup();
 }
 
-bool ListAnswers::canSend() const
+bool ListResponder::canSend() const
 {
     uint64_t unsent = 0;
     pollfd taken{socket.get(), POLLOUT, 0};
@@ -160,12 +160,12 @@ bool ListAnswers::canSend() const
            poll(&taken, 1, 0) == 1 && (taken.revents & POLLOUT) != 0;
 }
 
-void ListAnswers::noteWork()
+void ListResponder::updateWakeup()
 {
     services::EventLoop::enable(writable, queue.ready() || !refused.empty());
 }
 
-void ListAnswers::refuse(MessagePtr call)
+void ListResponder::refuse(MessagePtr call)
 {
     if (refused.size() < maxRefusals)
     {
@@ -177,7 +177,7 @@ void ListAnswers::refuse(MessagePtr call)
     }
 }
 
-void ListAnswers::sendRefusals()
+void ListResponder::sendRefusals()
 {
     for (std::size_t sent = 0;
          sent < refusalsBetweenLists && !refused.empty() && canSend(); ++sent)
@@ -191,31 +191,31 @@ void ListAnswers::sendRefusals()
     }
 }
 
-void ListAnswers::askForUser(const std::string& sender)
+void ListResponder::askForUser(const std::string& sender)
 {
-    Question& question = questions[sender];
-    question.answers = this;
-    question.sender = sender;
+    UserQuery& query = userQueries[sender];
+    query.responder = this;
+    query.sender = sender;
     sd_bus_slot* slot = nullptr;
     const int result = sd_bus_call_method_async(
         bus, &slot, driver, driverPath, driver, "GetConnectionUnixUser",
-        takeUser, &question, "s", sender.c_str());
-    question.slot.reset(slot);
+        receiveUser, &query, "s", sender.c_str());
+    query.slot.reset(slot);
     if (result < 0)
     {
-        questions.erase(sender);
+        userQueries.erase(sender);
         queue.forget(sender);
         checkBus("sd_bus_call_method_async", result);
     }
 }
 
-int ListAnswers::takeUser(sd_bus_message* reply, void* question,
-                          sd_bus_error* /*error*/)
+int ListResponder::receiveUser(sd_bus_message* reply, void* userQuery,
+                               sd_bus_error* /*error*/)
 {
-    auto* asked = static_cast<Question*>(question);
-    ListAnswers& self = *asked->answers;
-    const std::string sender = std::move(asked->sender);
-    self.questions.erase(sender);
+    auto* query = static_cast<UserQuery*>(userQuery);
+    ListResponder& self = *query->responder;
+    const std::string sender = std::move(query->sender);
+    self.userQueries.erase(sender);
     uint32_t user = 0;
     if (sd_bus_message_is_method_error(reply, nullptr) > 0 ||
         sd_bus_message_read(reply, "u", &user) <= 0)
@@ -228,24 +228,24 @@ int ListAnswers::takeUser(sd_bus_message* reply, void* question,
     {
         self.refuse(std::move(call.message));
     }
-    self.noteWork();
+    self.updateWakeup();
     return 0;
 }
 
-int ListAnswers::takeLostName(sd_bus_message* signal, void* self,
-                              sd_bus_error* /*error*/)
+int ListResponder::forgetLostName(sd_bus_message* signal, void* self,
+                                  sd_bus_error* /*error*/)
 {
     const char* name = nullptr;
     if (sd_bus_message_read(signal, "s", &name) > 0)
     {
-        auto* answers = static_cast<ListAnswers*>(self);
-        answers->questions.erase(name);
-        answers->queue.forget(name);
+        auto* responder = static_cast<ListResponder*>(self);
+        responder->userQueries.erase(name);
+        responder->queue.forget(name);
     }
     return 0;
 }
 
-void ListAnswers::answerNext()
+void ListResponder::answerNext()
 {
     sendRefusals();
     if (canSend())
@@ -255,7 +255,7 @@ void ListAnswers::answerNext()
             answer(*call, events);
         }
     }
-    noteWork();
+    updateWakeup();
 }
 
 } // namespace healthintf::logmgr

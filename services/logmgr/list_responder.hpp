@@ -23,17 +23,17 @@ namespace healthintf::logmgr
 /** Delays list calls while the event loop has other work, and while the bus has
  *  not taken earlier messages. So at most one list is sent ahead of the answer
  *  to an addition. */
-class ListAnswers
+class ListResponder
 {
   public:
     /** All arguments must outlive this object.
      *
      *  @throws std::system_error when the connection has no socket or the match
      *          rule is refused */
-    ListAnswers(services::EventLoop& loop, services::Connection& connection,
-                const EventLog& events);
-    ListAnswers(const ListAnswers&) = delete;
-    ListAnswers& operator=(const ListAnswers&) = delete;
+    ListResponder(services::EventLoop& loop, services::Connection& connection,
+                  const EventLog& events);
+    ListResponder(const ListResponder&) = delete;
+    ListResponder& operator=(const ListResponder&) = delete;
 
     /** Queues a call and answers it later. A call beyond the limits of its
      *  sender or user gets the error LimitsExceeded, and no answer when
@@ -41,24 +41,24 @@ class ListAnswers
      *
      *  @throws std::exception when the call has no sender, or the bus cannot be
      *          asked for the sender's user */
-    void take(ListCall call);
+    void enqueue(ListCall call);
 
   private:
     /** A pending question to the bus for a sender's user. */
-    struct Question
+    struct UserQuery
     {
-        ListAnswers* answers = nullptr;
+        ListResponder* responder = nullptr;
         std::string sender;
         SlotPtr slot;
     };
 
-    static int takeUser(sd_bus_message* reply, void* question,
-                        sd_bus_error* error);
-    static int takeLostName(sd_bus_message* signal, void* self,
-                            sd_bus_error* error);
+    static int receiveUser(sd_bus_message* reply, void* userQuery,
+                           sd_bus_error* error);
+    static int forgetLostName(sd_bus_message* signal, void* self,
+                              sd_bus_error* error);
 
     bool canSend() const;
-    void noteWork();
+    void updateWakeup();
     void refuse(MessagePtr call);
     void sendRefusals();
     void askForUser(const std::string& sender);
@@ -71,8 +71,8 @@ class ListAnswers
     std::deque<MessagePtr> refused;
     /** How many calls were refused so far. */
     std::size_t refusals = 0;
-    std::map<std::string, Question> questions;
-    SlotPtr lostNames;
+    std::map<std::string, UserQuery> userQueries;
+    SlotPtr lostNameMatch;
     /** A duplicate of the connection's socket: an event loop takes each
      *  descriptor only once. */
     host::FileDescriptor socket;

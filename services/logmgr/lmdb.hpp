@@ -86,7 +86,7 @@ class Transaction
             result = mdb_txn_begin(environment, nullptr, flags, &handle);
         }
         checkLmdb("mdb_txn_begin", result);
-        comeAfter(environment);
+        noteTransactionBegin(environment);
     }
 
     Transaction(const Transaction&) = delete;
@@ -96,7 +96,7 @@ class Transaction
     {
         if (handle != nullptr)
         {
-            comeBefore(environment);
+            noteTransactionEnd(environment);
             mdb_txn_abort(handle);
         }
     }
@@ -108,7 +108,7 @@ class Transaction
 
     void commit()
     {
-        comeBefore(environment);
+        noteTransactionEnd(environment);
         checkLmdb("mdb_txn_commit",
                   mdb_txn_commit(std::exchange(handle, nullptr)));
     }

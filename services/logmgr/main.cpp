@@ -9,7 +9,7 @@
 #include "config.hpp"
 #include "directories.hpp"
 #include "event_log.hpp"
-#include "list_answers.hpp"
+#include "list_responder.hpp"
 #include "logmgr_config.hpp"
 #include "mirror.hpp"
 #include "sel_object.hpp"
@@ -40,7 +40,7 @@ constexpr std::chrono::milliseconds lookPeriod(800);
 
 uint32_t now()
 {
-    return logmgr::secondsOf(std::time(nullptr));
+    return logmgr::toRecordTime(std::time(nullptr));
 }
 
 int serve(const logmgr::Config& config)
@@ -56,21 +56,21 @@ int serve(const logmgr::Config& config)
     services::Retry repair(
         loop,
         [&mirror] {
-            return mirror.renew();
+            return mirror.rebuild();
         },
         services::GrowingPause(longestRepairPause / 8, longestRepairPause));
     mirror.onFailure([&repair] {
         repair.request();
     });
-    logmgr::ListAnswers lists(loop, connection, events);
+    logmgr::ListResponder lists(loop, connection, events);
     const logmgr::SelObject object(connection, events, mirror, lists);
     connection.requestName(names::logManagerService);
     // The mirror belongs to the process that owns the bus name, so it is
     // written only now, and before the first call is answered.
-    mirror.renew();
+    mirror.rebuild();
     const services::EventSource look = loop.every(lookPeriod, [&] {
-        events.keepInPlace();
-        mirror.look();
+        events.restoreFile();
+        mirror.check();
     });
     services::SelfCall selfCall(connection);
     const services::Supervision supervision(loop, [&selfCall] {

@@ -24,40 +24,40 @@ class Mirror
     explicit Mirror(const EventLog& log);
 
     /** Copies an entry that was added to the log. */
-    void follow(const EventLog::Addition& addition);
+    void addEntry(const EventLog::Addition& addition);
 
     /** Replaces the copy by one of the whole log.
      *
      *  @return whether it succeeded */
-    bool renew();
+    bool rebuild();
 
     /** Replaces the copy when somebody removed or replaced it, or when most of
      *  its space is free. */
-    void look();
+    void check();
 
     /** Sets a function that is called whenever the copy could not be updated,
      *  so that rebuild() is called later. */
     void onFailure(std::function<void()> repair)
     {
-        askForRepair = std::move(repair);
+        requestRepair = std::move(repair);
     }
 
   private:
     bool isLost() const;
-    int makeAnew();
-    void giveSpaceBack();
-    void note(int result);
+    int replaceMirror();
+    void shrink();
+    void noteResult(int result);
 
     const EventLog& events;
     host::SelMirror mirror;
     /** Whether the copy lacks entries, so that only rebuild() completes it. */
-    bool behind = true;
+    bool incomplete = true;
     /** The sequence number of the next entry, if there is a copy. */
     uint64_t next = 0;
     bool failing = false;
     /** A copy of up to so many bytes stays even if most of it is free. */
-    std::size_t tolerated;
-    std::function<void()> askForRepair;
+    std::size_t shrinkThreshold;
+    std::function<void()> requestRepair;
 };
 
 } // namespace healthintf::logmgr

@@ -47,7 +47,7 @@ void expectSize(const fs::path& file, std::size_t size)
     }
 }
 
-mdb_filehandle_t fileOf(MDB_env* environment)
+mdb_filehandle_t getFile(MDB_env* environment)
 {
     mdb_filehandle_t file = -1;
     checkLmdb("mdb_env_get_fd", mdb_env_get_fd(environment, &file));
@@ -86,7 +86,7 @@ bool isCrash(int status)
 
 } // namespace
 
-bool endsItsProcess(const std::function<void()>& work)
+bool crashesProcess(const std::function<void()>& work)
 {
     const pid_t child = fork();
     if (child == 0)
@@ -126,7 +126,7 @@ bool isDamage(const std::exception& failure)
            dynamic_cast<const std::out_of_range*>(&failure) != nullptr;
 }
 
-fs::path lastingFolder(const fs::path& folder)
+fs::path makeDurableFolder(const fs::path& folder)
 {
     std::vector<fs::path> missing;
     for (fs::path each = fs::absolute(folder); !fs::exists(each);
@@ -172,15 +172,15 @@ EnvironmentPtr openLogFile(const fs::path& folder, std::size_t mapSize)
 void allocateLogFile(MDB_env* environment, std::size_t size,
                      const fs::path& folder)
 {
-    host::allocateBlocks(fileOf(environment), size, folder / dataFile);
+    host::allocateBlocks(getFile(environment), size, folder / dataFile);
 }
 
 bool isLogFileInPlace(MDB_env* environment, const fs::path& folder)
 {
-    return host::namedFile(fileOf(environment), folder / dataFile).has_value();
+    return host::namedFile(getFile(environment), folder / dataFile).has_value();
 }
 
-void writeLogFileAnew(MDB_env* environment, const fs::path& folder)
+void rewriteLogFile(MDB_env* environment, const fs::path& folder)
 {
     const fs::path file = folder / dataFile;
     const fs::path made = file.string() + ".new";

@@ -24,13 +24,13 @@ bool isDamage(const std::exception& failure);
  *  @param[in] work runs in the child process; exceptions that it throws are
  *  ignored
  *  @return whether the child process crashed */
-bool endsItsProcess(const std::function<void()>& work);
+bool crashesProcess(const std::function<void()>& work);
 
 /** Makes a folder, and those above it, and writes them to the disk.
  *
  *  @return the folder
  *  @throws std::system_error when that is not possible */
-std::filesystem::path lastingFolder(const std::filesystem::path& folder);
+std::filesystem::path makeDurableFolder(const std::filesystem::path& folder);
 
 /** Whether the folder's file exists and has no bytes. */
 bool isEmptyLogFile(const std::filesystem::path& folder);
@@ -60,8 +60,7 @@ bool isLogFileInPlace(MDB_env* environment,
  *  opens the new one.
  *
  *  @throws std::exception when that is not possible */
-void writeLogFileAnew(MDB_env* environment,
-                      const std::filesystem::path& folder);
+void rewriteLogFile(MDB_env* environment, const std::filesystem::path& folder);
 
 /** Renames the folder's file, which nobody may have open.
  *

@@ -4,7 +4,7 @@
 
 #include "../common/connection.hpp"
 #include "event_log.hpp"
-#include "list_answers.hpp"
+#include "list_responder.hpp"
 #include "mirror.hpp"
 
 #include <sdbusplus/server/interface.hpp>
@@ -24,7 +24,7 @@ class SelObject
      *  @throws sdbusplus::exception::SdBusError when the object cannot be added
      *          to the connection */
     SelObject(services::Connection& connection, EventLog& events,
-              Mirror& mirror, ListAnswers& lists);
+              Mirror& mirror, ListResponder& lists);
 
   private:
     /** Calls a member function for a message, and answers with an error when it
@@ -48,7 +48,7 @@ class SelObject
 
     int store(sd_bus_message* message, const Event& event);
     void announce(const Event& event);
-    void tellOfClearing();
+    void announceClearing();
 
     uint32_t entries() const;
     uint32_t capacity() const;
@@ -62,7 +62,7 @@ class SelObject
     sdbusplus::bus_t& bus;
     EventLog& events;
     Mirror& mirror;
-    ListAnswers& lists;
+    ListResponder& lists;
     sdbusplus::server::interface_t interface;
 };
 

@@ -21,7 +21,7 @@ inline constexpr uint16_t identifiers = 65534;
 
 /** The identifier of the entry with a sequence number. A log holds at most as
  *  many entries as there are identifiers, so no two of them share one. */
-constexpr uint16_t identifierOf(uint64_t sequence)
+constexpr uint16_t toIdentifier(uint64_t sequence)
 {
     return static_cast<uint16_t>(sequence % identifiers + 1);
 }
@@ -62,31 +62,31 @@ class SelStore
 
     const LogState& state() const
     {
-        return held.state;
+        return current.state;
     }
 
     /** The first entry's sequence number. */
     uint64_t first() const
     {
-        return held.first;
+        return current.first;
     }
 
     /** The sequence number of the next new entry. */
     uint64_t next() const
     {
-        return held.next;
+        return current.next;
     }
 
     uint64_t size() const
     {
-        return held.next - held.first;
+        return current.next - current.first;
     }
 
     /** A random number, never 0, that is chosen again whenever the log is
      *  cleared or replaced, and sequence numbers begin with 0 again. */
     uint64_t generation() const
     {
-        return held.generation;
+        return current.generation;
     }
 
     /** Restores the log's file when somebody removed or replaced it: writes all
@@ -95,7 +95,7 @@ class SelStore
      *
      *  @throws std::exception when the file is missing and cannot be written;
      *          the log can still be read */
-    void keepInPlace();
+    void restoreFile();
 
     /** Adds an entry after the last one.
      *
@@ -141,10 +141,10 @@ class SelStore
 
     /** Whether a change fails when no more blocks can be reserved on the disk,
      *  or then uses the ones that are reserved for it. */
-    enum class Blocks
+    enum class Reservation
     {
-        needed,
-        wanted,
+        required,
+        optional,
     };
 
     void openOrStartAnew();
@@ -153,15 +153,15 @@ class SelStore
     void reopenIfRefused();
     void keepLocked();
     Content load();
-    void change(Blocks extent, const Work& work);
-    void makeBlocks();
+    void change(Reservation reservation, const Work& work);
+    void reserveBlocks();
     void putState(MDB_txn* transaction, const Content& content) const;
 
     std::filesystem::path folder;
     host::LockFile lock;
     EnvironmentPtr environment;
     MDB_dbi table = 0;
-    Content held;
+    Content current;
     /** Up to so many bytes the file's blocks are allocated. */
     std::size_t blocks = 0;
 };

@@ -13,7 +13,7 @@ namespace healthintf::logmgr
 
 /** Called at a transaction's end: what this thread did so far happens before
  *  what others do after noteTransactionBegin(). */
-inline void comeBefore([[maybe_unused]] void* store)
+inline void noteTransactionEnd([[maybe_unused]] void* store)
 {
 #ifdef __SANITIZE_THREAD__
     __tsan_release(store);
@@ -22,7 +22,7 @@ inline void comeBefore([[maybe_unused]] void* store)
 
 /** Called at a transaction's begin: what others did before noteTransactionEnd()
  *  happens before what this thread does from now on. */
-inline void comeAfter([[maybe_unused]] void* store)
+inline void noteTransactionBegin([[maybe_unused]] void* store)
 {
 #ifdef __SANITIZE_THREAD__
     __tsan_acquire(store);

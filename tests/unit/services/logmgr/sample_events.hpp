@@ -19,8 +19,8 @@ inline Record sampleRecord(uint8_t type = 0x02)
 
 inline Event sampleEvent(uint8_t type = 0x02)
 {
-    return checkedEvent({"Fan 7", "/sensors/fan7", 20, 1}, sampleRecord(type),
-                        std::nullopt);
+    return makeEvent({"Fan 7", "/sensors/fan7", 20, 1}, sampleRecord(type),
+                     std::nullopt);
 }
 
 /** An entry that the store accepts as its next one. */
@@ -28,7 +28,7 @@ inline SELEntryProperties nextEntry(const SelStore& store,
                                     const std::string& name = "Fan 7")
 {
     SELEntryProperties entry;
-    entry.recordId = identifierOf(store.next());
+    entry.recordId = toIdentifier(store.next());
     entry.timestamp = 7;
     entry.sensor.name = name;
     return entry;

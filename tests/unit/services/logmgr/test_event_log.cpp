@@ -139,7 +139,7 @@ TEST_F(Log, RefusesRecordsOfAnyOtherSize)
     for (const std::size_t size : {0, 1, 15, 17, 100000})
     {
         const auto [kind, why] = refusalOf([&] {
-            checkedEvent({}, std::vector<uint8_t>(size), std::nullopt);
+            makeEvent({}, std::vector<uint8_t>(size), std::nullopt);
         });
         EXPECT_EQ(kind, Kind::invalidRecord);
         EXPECT_EQ(why,
@@ -151,14 +151,14 @@ TEST_F(Log, RefusesTextsThatAreTooLong)
 {
     const std::string longest(511, 'x');
     open();
-    log->add(checkedEvent({longest, longest, 0, 0}, sampleRecord(), {}));
+    log->add(makeEvent({longest, longest, 0, 0}, sampleRecord(), {}));
     EXPECT_EQ(log->list(1, 1).entries.at(0).sensor.path, longest);
     EXPECT_EQ(refusalOf([&] {
-                  checkedEvent({longest + "x", "", 0, 0}, sampleRecord(), {});
+                  makeEvent({longest + "x", "", 0, 0}, sampleRecord(), {});
               }).second,
               "the name of the sensor has 512 bytes, more than 511");
     EXPECT_EQ(refusalOf([&] {
-                  checkedEvent({"", longest + "x", 0, 0}, sampleRecord(), {});
+                  makeEvent({"", longest + "x", 0, 0}, sampleRecord(), {});
               }).second,
               "the path of the sensor has 512 bytes, more than 511");
 }
@@ -349,10 +349,10 @@ TEST_F(Log, HasNoEntryToGiveWhenAllAreDamaged)
 
 TEST_F(Log, EndsTimesAtTheirBounds)
 {
-    EXPECT_EQ(secondsOf(-1), 0U);
-    EXPECT_EQ(secondsOf(0), 0U);
-    EXPECT_EQ(secondsOf(4294967295), 4294967295U);
-    EXPECT_EQ(secondsOf(4294967296), 4294967295U);
+    EXPECT_EQ(toRecordTime(-1), 0U);
+    EXPECT_EQ(toRecordTime(0), 0U);
+    EXPECT_EQ(toRecordTime(4294967295), 4294967295U);
+    EXPECT_EQ(toRecordTime(4294967296), 4294967295U);
 }
 
 TEST_F(Log, GivesPagesThatLeadToTheNext)

@@ -188,10 +188,10 @@ TEST_F(Store, ReadsFromAnEntryOn)
 
 TEST(Identifiers, LeaveOutTheTwoThatMeanSomethingElse)
 {
-    EXPECT_EQ(identifierOf(0), 1);
-    EXPECT_EQ(identifierOf(65533), 65534);
-    EXPECT_EQ(identifierOf(65534), 1);
-    EXPECT_EQ(identifierOf(uint64_t{65534} * 1000 + 41), 42);
+    EXPECT_EQ(toIdentifier(0), 1);
+    EXPECT_EQ(toIdentifier(65533), 65534);
+    EXPECT_EQ(toIdentifier(65534), 1);
+    EXPECT_EQ(toIdentifier(uint64_t{65534} * 1000 + 41), 42);
 }
 
 TEST_F(Store, HasEveryAcknowledgedEntryWheneverThePowerFails)
@@ -437,7 +437,7 @@ TEST_F(Store, IsWrittenAnewWhenItsFileIsGone)
     EXPECT_THAT(idsIn(open()), ElementsAre(1, 2, 3, 4));
     EXPECT_EQ(store->generation(), generation);
     fs::rename(path, folder.path() / "moved");
-    store->keepInPlace();
+    store->restoreFile();
     EXPECT_THAT(idsIn(open()), ElementsAre(1, 2, 3, 4));
     EXPECT_FALSE(fs::exists(file.string() + ".damaged"));
     EXPECT_FALSE(fs::exists(file.string() + ".new"));
@@ -504,7 +504,7 @@ TEST_F(Store, HoldsAsManyEntriesAsThereAreIdentifiersWithTheLongestTexts)
         entry.sensor.path = std::string(maxSensorText, 'p');
         for (int i = 0; i < identifiers + 1000; ++i)
         {
-            entry.recordId = identifierOf(store->next());
+            entry.recordId = toIdentifier(store->next());
             store->append(entry, store->size() < identifiers ? 0 : 1, {});
         }
         const std::vector<uint16_t> ids = idsIn(*store);
