@@ -1,10 +1,10 @@
 #include "attribute_call.hpp"
 
 #include "../health_manager/protocol.hpp"
-#include "../kept_bus.hpp"
+#include "../thread_bus.hpp"
 #include "protocol.hpp"
 
-#include <platform/held_signals.hpp>
+#include <platform/signal_blocker.hpp>
 
 #include <cerrno>
 #include <chrono>
@@ -105,8 +105,8 @@ AttributeOutcome outcomeOf(const sd_bus_error& error)
 AttributeOutcome callForAttribute(const AttributeRequest& request)
 {
     const Clock::time_point deadline = Clock::now() + patience;
-    const HeldSignals held;
-    sd_bus* bus = keptBus();
+    const SignalBlocker held;
+    sd_bus* bus = threadBus();
     waitForGreeting(bus, deadline);
     const MessagePtr message = messageOf(bus, request);
     sd_bus_error error = SD_BUS_ERROR_NULL;

@@ -5,7 +5,7 @@
 #include "../storage/files.hpp"
 #include "attribute_request.hpp"
 #include "limits.hpp"
-#include "placed_file.hpp"
+#include "replace_file.hpp"
 
 #include <cerrno>
 #include <exception>
@@ -101,8 +101,8 @@ Attributes AttributeStore::read() const
 
 void AttributeStore::write(const Attributes& attributes) const
 {
-    madeFolder(folder);
-    putInPlace(file, textOf(attributes));
+    makeFolder(folder);
+    replaceFile(file, textOf(attributes));
 }
 
 } // namespace healthintf::host

@@ -1,7 +1,7 @@
 #include "../data_files.hpp"
 #include "../failure_log.hpp"
 #include "../host_log.hpp"
-#include "../storage/opened_once.hpp"
+#include "../storage/process_store.hpp"
 #include "described_event.hpp"
 #include "event_entries.hpp"
 #include "event_record.hpp"
@@ -21,7 +21,7 @@ namespace healthintf::host
 namespace
 {
 
-constinit OpenedOnce<const EventTable> table;
+constinit ProcessStore<const EventTable> table;
 constinit FailureLog descriptionFailures;
 /** How many callers have attached and not detached. */
 constinit std::atomic<unsigned int> users{0};

@@ -1,11 +1,11 @@
 #include "../failure_log.hpp"
 #include "../host_log.hpp"
-#include "../kept_bus.hpp"
 #include "../storage/store_failure.hpp"
+#include "../thread_bus.hpp"
 #include "protocol.hpp"
 
 #include <platform/data_abstraction/sel.hpp>
-#include <platform/held_signals.hpp>
+#include <platform/signal_blocker.hpp>
 #include <platform/utf8.hpp>
 
 #include <cerrno>
@@ -93,7 +93,7 @@ MessagePtr call(sd_bus* bus, sd_bus_message* message)
 {
     sd_bus_error error = SD_BUS_ERROR_NULL;
     sd_bus_message* reply = nullptr;
-    const HeldSignals held;
+    const SignalBlocker held;
     const int result = sd_bus_call(bus, message, 0, &error, &reply);
     MessagePtr owned(reply);
     if (sd_bus_error_is_set(&error) != 0)
@@ -163,7 +163,7 @@ uint32_t DataAbstraction::SEL::AddSEL(const std::string& service,
     try
     {
         // Sent once only: after a failure the record may have been stored.
-        sd_bus* bus = keptBus();
+        sd_bus* bus = threadBus();
         sd_bus_message* raw = nullptr;
         checkBus(
             "sd_bus_message_new_method_call",

@@ -6,7 +6,7 @@
 #include "../line_limit.hpp"
 #include "protocol.hpp"
 
-#include <platform/held_signals.hpp>
+#include <platform/signal_blocker.hpp>
 
 #include <systemd/sd-event.h>
 
@@ -148,7 +148,7 @@ std::shared_ptr<Receiver> Receiver::ofThisThread()
 
 Receiver::Receiver() : ownBus(needsOwnBus())
 {
-    const HeldSignals held;
+    const SignalBlocker held;
     bus = ownBus ? openOwnBus() : openDefaultBus();
     sd_bus_slot* slot = nullptr;
     checkBus("unable to listen on the bus",

@@ -23,7 +23,7 @@ inline constexpr mode_t storeFileMode = 0664;
  *
  *  @return the folder
  *  @throws std::filesystem::filesystem_error when that is not possible */
-std::filesystem::path madeFolder(const std::filesystem::path& folder);
+std::filesystem::path makeFolder(const std::filesystem::path& folder);
 
 /** Opens a file for reading and writing; creates it when it is missing.
  *

@@ -1,5 +1,5 @@
 #include "child.hpp"
-#include "storage/opened_once.hpp"
+#include "storage/process_store.hpp"
 
 #include <gtest/gtest.h>
 
@@ -35,13 +35,13 @@ class Opened : public testing::Test
 
     /** Keeps the stores, which are never closed, reachable for leak
      *  checkers. */
-    static OpenedOnce<Store>& another()
+    static ProcessStore<Store>& another()
     {
-        static auto& kept = *new std::list<OpenedOnce<Store>>;
+        static auto& kept = *new std::list<ProcessStore<Store>>;
         return kept.emplace_back();
     }
 
-    OpenedOnce<Store>& once = another();
+    ProcessStore<Store>& once = another();
     int openings = 0;
 };
 

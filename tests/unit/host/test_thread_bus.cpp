@@ -1,6 +1,6 @@
 #include "child.hpp"
-#include "kept_bus.hpp"
 #include "no_bus.hpp"
+#include "thread_bus.hpp"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ TEST(KeptBus, SaysThatThereIsNoBus)
     EXPECT_EQ(healthintf::test::inChild([] {
                   try
                   {
-                      healthintf::host::keptBus();
+                      healthintf::host::threadBus();
                   }
                   catch (const std::system_error& e)
                   {

@@ -1,4 +1,4 @@
-#include "kept_bus.hpp"
+#include "thread_bus.hpp"
 
 #include <poll.h>
 
@@ -22,7 +22,7 @@ bool isAlive(sd_bus* bus)
 
 } // namespace
 
-sd_bus* keptBus()
+sd_bus* threadBus()
 {
     static thread_local BusPtr kept;
     if (kept && !isAlive(kept.get()))

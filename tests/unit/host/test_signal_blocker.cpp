@@ -1,4 +1,4 @@
-#include <platform/held_signals.hpp>
+#include <platform/signal_blocker.hpp>
 
 #include <gtest/gtest.h>
 
@@ -38,7 +38,7 @@ class SignalsThatAreHeld : public testing::Test
 TEST_F(SignalsThatAreHeld, AreTakenWhenTheWaitIsOver)
 {
     {
-        const HeldSignals held;
+        const SignalBlocker held;
         std::raise(SIGUSR1);
         EXPECT_EQ(taken, 0);
     }
@@ -47,7 +47,7 @@ TEST_F(SignalsThatAreHeld, AreTakenWhenTheWaitIsOver)
 
 TEST_F(SignalsThatAreHeld, AreNotThoseOfAFaultInTheThread)
 {
-    const HeldSignals held;
+    const SignalBlocker held;
     EXPECT_TRUE(isBlocked(SIGTERM));
     for (const int fault : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV})
     {
@@ -62,7 +62,7 @@ TEST_F(SignalsThatAreHeld, StayHeldWhenTheyWereBefore)
     sigaddset(&one, SIGUSR1);
     pthread_sigmask(SIG_BLOCK, &one, nullptr);
     {
-        const HeldSignals held;
+        const SignalBlocker held;
     }
     EXPECT_TRUE(isBlocked(SIGUSR1));
     EXPECT_FALSE(isBlocked(SIGTERM));

@@ -1,4 +1,4 @@
-#include "config_manager/placed_file.hpp"
+#include "config_manager/replace_file.hpp"
 #include "file_content.hpp"
 #include "small_filesystem.hpp"
 #include "temporary_folder.hpp"
@@ -30,12 +30,12 @@ class PlacedFile : public testing::Test
 
 TEST_F(PlacedFile, IsReplacedWhole)
 {
-    putInPlace(in("file"), "one");
+    replaceFile(in("file"), "one");
     EXPECT_EQ(test::contentOf(in("file")), "one");
     const std::string large(1 << 20, 'x');
-    putInPlace(in("file"), large);
+    replaceFile(in("file"), large);
     EXPECT_EQ(test::contentOf(in("file")), large);
-    putInPlace(in("file"), "");
+    replaceFile(in("file"), "");
     EXPECT_EQ(test::contentOf(in("file")), "");
     EXPECT_FALSE(fs::exists(in("file.new")));
 }
@@ -43,7 +43,7 @@ TEST_F(PlacedFile, IsReplacedWhole)
 TEST_F(PlacedFile, IsItsUsersAloneToWrite)
 {
     const mode_t before = umask(0);
-    putInPlace(in("file"), "one");
+    replaceFile(in("file"), "one");
     umask(before);
     EXPECT_EQ(fs::status(in("file")).permissions(), fs::perms{0644});
 }
@@ -51,10 +51,10 @@ TEST_F(PlacedFile, IsItsUsersAloneToWrite)
 TEST_F(PlacedFile, StaysWhenItCannotBeReplaced)
 {
     test::expectOnSmallFilesystem(folder.path(), "size=64k", [this] {
-        putInPlace(in("file"), "one");
+        replaceFile(in("file"), "one");
         try
         {
-            putInPlace(in("file"), std::string(1 << 20, 'x'));
+            replaceFile(in("file"), std::string(1 << 20, 'x'));
             return 1;
         }
         catch (const std::system_error& e)
@@ -66,7 +66,7 @@ TEST_F(PlacedFile, StaysWhenItCannotBeReplaced)
                        : 2;
         }
     });
-    EXPECT_THROW(putInPlace(in("none") / "file", "one"), std::system_error);
+    EXPECT_THROW(replaceFile(in("none") / "file", "one"), std::system_error);
 }
 
 TEST_F(PlacedFile, FollowsNoLinkThatSomebodyLeft)
@@ -76,7 +76,7 @@ TEST_F(PlacedFile, FollowsNoLinkThatSomebodyLeft)
     {
         fs::create_symlink(victim, in(name));
     }
-    putInPlace(in("file"), "one");
+    replaceFile(in("file"), "one");
     EXPECT_EQ(test::contentOf(victim), "of somebody else");
     EXPECT_EQ(test::contentOf(in("file")), "one");
     EXPECT_FALSE(fs::is_symlink(in("file")));
@@ -86,14 +86,14 @@ TEST_F(PlacedFile, LeavesAnOpenOrLinkedFileOfThatNameAlone)
 {
     const fs::path other = folder.write("other", "of somebody else");
     fs::create_hard_link(other, in("file.new"));
-    putInPlace(in("file"), "one");
+    replaceFile(in("file"), "one");
     EXPECT_EQ(test::contentOf(other), "of somebody else");
 }
 
 TEST_F(PlacedFile, IsAnErrorWhereAFolderHasItsName)
 {
     fs::create_directories(in("file.new") / "deep");
-    EXPECT_THROW(putInPlace(in("file"), "one"), std::system_error);
+    EXPECT_THROW(replaceFile(in("file"), "one"), std::system_error);
     EXPECT_FALSE(fs::exists(in("file")));
 }
 

@@ -13,6 +13,6 @@ namespace healthintf::host
  *  disconnects.
  *
  *  @throws std::system_error when there is no bus */
-sd_bus* keptBus();
+sd_bus* threadBus();
 
 } // namespace healthintf::host

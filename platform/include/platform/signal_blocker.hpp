@@ -12,10 +12,10 @@ namespace healthintf
 
 /** Blocks all signals to this thread until it goes out of scope, except those
  *  that a fault of the thread itself raises. */
-class HeldSignals
+class SignalBlocker
 {
   public:
-    HeldSignals()
+    SignalBlocker()
     {
         sigset_t held;
         sigfillset(&held);
@@ -27,13 +27,13 @@ class HeldSignals
         pthread_sigmask(SIG_BLOCK, &held, &before);
     }
 
-    ~HeldSignals()
+    ~SignalBlocker()
     {
         pthread_sigmask(SIG_SETMASK, &before, nullptr);
     }
 
-    HeldSignals(const HeldSignals&) = delete;
-    HeldSignals& operator=(const HeldSignals&) = delete;
+    SignalBlocker(const SignalBlocker&) = delete;
+    SignalBlocker& operator=(const SignalBlocker&) = delete;
 
   private:
     sigset_t before{};

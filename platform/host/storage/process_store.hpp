@@ -2,7 +2,7 @@
 
 /** @file A store that each process opens once. */
 
-#include <platform/of_each_process.hpp>
+#include <platform/per_process.hpp>
 
 #include <sys/types.h>
 
@@ -21,7 +21,7 @@ namespace healthintf::host
  *  After fork() a child process opens the store again. It neither uses nor
  *  closes the parent's, which stays reachable for leak checkers. */
 template <typename Store>
-class OpenedOnce
+class ProcessStore
 {
   public:
     /** Returns this process's store; opens it if need be.
@@ -67,7 +67,7 @@ class OpenedOnce
     std::atomic<const Entry*> current{nullptr};
     /** Each process has one of its own: in a child of fork() the parent's may
      *  stay locked. */
-    OfEachProcess<std::mutex> opening;
+    PerProcess<std::mutex> opening;
 };
 
 } // namespace healthintf::host

@@ -15,6 +15,6 @@ namespace healthintf::host
  *  Only one process at a time may replace a file.
  *
  *  @throws std::system_error when it cannot be written; the old file stays */
-void putInPlace(const std::filesystem::path& file, std::string_view content);
+void replaceFile(const std::filesystem::path& file, std::string_view content);
 
 } // namespace healthintf::host
