@@ -1,7 +1,7 @@
 #include "sel_messages.hpp"
 
 #include "bus_calls.hpp"
-#include "log_manager/protocol.hpp"
+#include "logmgr/protocol.hpp"
 
 #include <cstddef>
 #include <vector>

@@ -3,7 +3,7 @@
 #include "../common/service_log.hpp"
 #include "bus_calls.hpp"
 #include "line_limit.hpp"
-#include "log_manager/protocol.hpp"
+#include "logmgr/protocol.hpp"
 #include "sel_messages.hpp"
 
 #include <com/vexa/olvar/logmgr/names.hpp>

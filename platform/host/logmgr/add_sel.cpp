@@ -71,7 +71,7 @@ void append(sd_bus_message* message, const Sensor& sensor,
 }
 
 /** The errno for an error of the log manager or of the bus. */
-int numberOf(const sd_bus_error& error)
+int errnoFor(const sd_bus_error& error)
 {
     const std::string_view name = error.name;
     if (name == selFull)
@@ -98,7 +98,7 @@ MessagePtr call(sd_bus* bus, sd_bus_message* message)
     MessagePtr owned(reply);
     if (sd_bus_error_is_set(&error) != 0)
     {
-        const int code = numberOf(error);
+        const int code = errnoFor(error);
         const std::string text = error.message != nullptr ? error.message : "";
         sd_bus_error_free(&error);
         fail(code, text);
@@ -110,7 +110,7 @@ MessagePtr call(sd_bus* bus, sd_bus_message* message)
 /** Reads the identifier in a reply.
  *
  *  @throws std::system_error when it has none */
-uint32_t identifierIn(sd_bus_message* reply)
+uint32_t readIdentifier(sd_bus_message* reply)
 {
     uint32_t id = 0;
     if (sd_bus_message_has_signature(reply, "u") <= 0 ||
@@ -173,7 +173,7 @@ uint32_t DataAbstraction::SEL::AddSEL(const std::string& service,
                 timestamp ? addSelWithTimestamp : SELInterface::addMethod));
         const MessagePtr message(raw);
         append(raw, sensor, record, timestamp);
-        const uint32_t id = identifierIn(call(bus, raw).get());
+        const uint32_t id = readIdentifier(call(bus, raw).get());
         logFailures.noteSuccess();
         return id;
     }
