@@ -21,8 +21,8 @@ inline constexpr std::size_t maxDataFile = 64UL << 20;
 
 /** Splits the folders in an environment variable at colons; those of @p
  *  otherwise when the variable is not set. */
-std::vector<std::filesystem::path> searchPath(const char* variable,
-                                              const char* otherwise);
+std::vector<std::filesystem::path> splitSearchPath(const char* variable,
+                                                   const char* otherwise);
 
 /** The folders of message registries, and of event table files, in the order in
  *  which they are read. */
@@ -34,16 +34,16 @@ std::vector<std::filesystem::path> eventFolders();
  *
  *  @param[out] error why the folder could not be read */
 std::vector<std::filesystem::path>
-jsonFilesOf(const std::filesystem::path& folder, std::error_code& error);
+listJsonFiles(const std::filesystem::path& folder, std::error_code& error);
 
 /** Logs each folder that does not exist, if the environment variable is set. */
-void warnOfMissing(const char* variable,
-                   const std::vector<std::filesystem::path>& folders);
+void warnAboutMissingFolders(const char* variable,
+                             const std::vector<std::filesystem::path>& folders);
 
 /** Reads a whole file.
  *
  *  @throws std::system_error when it cannot be read, is no regular file, or
  *          holds more than maxDataFile bytes */
-std::string contentOf(const std::filesystem::path& file);
+std::string readDataFile(const std::filesystem::path& file);
 
 } // namespace healthintf::host

@@ -29,11 +29,11 @@ InstalledFiles inspect(std::vector<fs::path> folders, Parse&& parse)
     for (const fs::path& folder : found.folders)
     {
         std::error_code error;
-        for (const fs::path& file : jsonFilesOf(folder, error))
+        for (const fs::path& file : listJsonFiles(folder, error))
         {
             try
             {
-                for (const std::string& problem : parse(contentOf(file)))
+                for (const std::string& problem : parse(readDataFile(file)))
                 {
                     note(file, problem);
                 }

@@ -30,7 +30,7 @@ std::unique_ptr<const EventTable> loadTable()
 {
     const auto folders = eventFolders();
     auto loaded = std::make_unique<const EventTable>(EventTable::load(folders));
-    warnOfMissing(eventPathVariable, folders);
+    warnAboutMissingFolders(eventPathVariable, folders);
     for (const std::string& problem : loaded->problems())
     {
         HOST_LOG(log::warning, "%s.%d.%s: %s: left out", problem.c_str());

@@ -24,7 +24,7 @@ namespace
 }
 
 /** The part of an identifier after the category. */
-std::string numberOf(const std::string& id)
+std::string withoutCategory(const std::string& id)
 {
     const std::size_t end = id.find('}');
     return id.substr(end == std::string::npos ? categorySize : end + 1);
@@ -34,7 +34,7 @@ std::string numberOf(const std::string& id)
 void ensureFree(const std::map<std::string, std::string>& numbers,
                 const std::string& id, const EventSource& source)
 {
-    const auto taken = numbers.find(numberOf(id));
+    const auto taken = numbers.find(withoutCategory(id));
     if (taken != numbers.end())
     {
         refuse(source, id,
@@ -55,8 +55,8 @@ void ensureFree(const std::map<std::string, std::string>& numbers,
 void claim(std::map<std::string, std::string>& numbers, const EventState& state,
            const EventSource& source)
 {
-    const std::string asserted = numberOf(state.asserted.id);
-    const std::string deasserted = numberOf(state.deasserted.id);
+    const std::string asserted = withoutCategory(state.asserted.id);
+    const std::string deasserted = withoutCategory(state.deasserted.id);
     if (asserted == deasserted)
     {
         refuse(source, state.deasserted.id,
@@ -66,7 +66,7 @@ void claim(std::map<std::string, std::string>& numbers, const EventState& state,
     numbers.emplace(deasserted, source.name);
 }
 
-std::string listed(const std::vector<fs::path>& folders)
+std::string joinFolders(const std::vector<fs::path>& folders)
 {
     std::string list;
     for (const fs::path& folder : folders)
@@ -85,7 +85,7 @@ EventTable EventTable::load(const std::vector<fs::path>& folders)
     for (const fs::path& folder : folders)
     {
         std::error_code error;
-        for (const fs::path& file : jsonFilesOf(folder, error))
+        for (const fs::path& file : listJsonFiles(folder, error))
         {
             any = table.addFile(file) || any;
         }
@@ -96,7 +96,7 @@ EventTable EventTable::load(const std::vector<fs::path>& folders)
     }
     if (!any)
     {
-        std::string why = "no usable file *.json in " + listed(folders);
+        std::string why = "no usable file *.json in " + joinFolders(folders);
         for (const std::string& problem : table.leftOut)
         {
             why += "; " + problem;
@@ -110,7 +110,7 @@ bool EventTable::addFile(const fs::path& file)
 {
     try
     {
-        const std::string text = contentOf(file);
+        const std::string text = readDataFile(file);
         add(parseEventTable(text), {file.string(), text});
         return true;
     }
@@ -122,7 +122,7 @@ bool EventTable::addFile(const fs::path& file)
 }
 
 template <typename Work>
-void EventTable::orLeaveOut(Work&& work)
+void EventTable::tryOrLeaveOut(Work&& work)
 {
     try
     {
@@ -142,7 +142,7 @@ void EventTable::add(const EventTableFile& file, const EventSource& source)
     }
     for (const auto& each : file.sensorTypes)
     {
-        orLeaveOut([&] {
+        tryOrLeaveOut([&] {
             add(each.second, each.first, source);
         });
     }
@@ -184,7 +184,7 @@ void EventTable::addStates(const EventStates& more, EventStates& known,
     {
         if (!known.contains(each.first))
         {
-            orLeaveOut([&] {
+            tryOrLeaveOut([&] {
                 claim(each.second);
                 known.insert(each);
             });
@@ -214,20 +214,20 @@ void EventTable::checkCategory(const SensorType& type, uint8_t code,
 
 void EventTable::claimForAll(const EventState& state, const EventSource& source)
 {
-    for (const auto& [code, numbers] : own)
+    for (const auto& [code, numbers] : sensorTypeNumbers)
     {
         ensureFree(numbers, state, source);
     }
-    ensureFree(common, state, source);
-    claim(common, state, source);
+    ensureFree(commonNumbers, state, source);
+    claim(commonNumbers, state, source);
 }
 
 void EventTable::claimFor(uint8_t code, const EventState& state,
                           const EventSource& source)
 {
-    ensureFree(common, state, source);
-    ensureFree(own[code], state, source);
-    claim(own[code], state, source);
+    ensureFree(commonNumbers, state, source);
+    ensureFree(sensorTypeNumbers[code], state, source);
+    claim(sensorTypeNumbers[code], state, source);
 }
 
 const EventState* EventTable::find(uint8_t sensor, uint8_t event,

@@ -71,7 +71,7 @@ class EventTable
 
     bool addFile(const std::filesystem::path& file);
     template <typename Work>
-    void orLeaveOut(Work&& work);
+    void tryOrLeaveOut(Work&& work);
     void add(const EventType& type, uint8_t code, const EventSource& source);
     void add(const SensorType& type, uint8_t code, const EventSource& source);
     template <typename Claim>
@@ -86,8 +86,8 @@ class EventTable
     std::array<std::unique_ptr<EventType>, 128> eventTypes;
     std::map<std::string, uint8_t> categories;
     /** The identifiers of event types, and those of each sensor type. */
-    Numbers common;
-    std::map<uint8_t, Numbers> own;
+    Numbers commonNumbers;
+    std::map<uint8_t, Numbers> sensorTypeNumbers;
     std::vector<std::string> leftOut;
 };
 

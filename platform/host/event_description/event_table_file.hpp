@@ -29,7 +29,7 @@ enum class LedState : uint8_t
 };
 
 /** The LED state of a message without a state of its own. */
-LedState ledStateOf(EventSeverity severity);
+LedState defaultLedState(EventSeverity severity);
 
 /** The number of letters of a category, with which identifiers begin. */
 inline constexpr std::size_t categorySize = 3;

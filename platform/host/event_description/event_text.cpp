@@ -74,7 +74,7 @@ std::string nameProblem(std::string_view name, TextUse use, bool inBrackets)
 }
 
 /** A text that is being filled in, and the placeholders found so far. */
-struct Filling
+struct PartialText
 {
     std::string text;
     std::vector<std::string_view> names;
@@ -84,12 +84,12 @@ struct Filling
  *
  *  @return whether there was a value for each placeholder */
 bool fillPlain(std::string_view text, const EventValues& values,
-               Filling& filling)
+               PartialText& partial)
 {
     std::string_view before;
     while (nextMark(text, before) == '{')
     {
-        filling.text += before;
+        partial.text += before;
         std::string_view name;
         nextMark(text, name);
         const auto value = values.find(name);
@@ -97,16 +97,17 @@ bool fillPlain(std::string_view text, const EventValues& values,
         {
             return false;
         }
-        filling.text += value->second;
-        filling.names.push_back(name);
+        partial.text += value->second;
+        partial.names.push_back(name);
     }
-    filling.text += before;
+    partial.text += before;
     return true;
 }
 
 /** The values of the placeholders that a text has. */
-std::vector<std::string> argumentsOf(const std::vector<std::string_view>& names,
-                                     const EventValues& values)
+std::vector<std::string>
+collectArguments(const std::vector<std::string_view>& names,
+                 const EventValues& values)
 {
     std::vector<std::string> arguments;
     for (const std::string_view name : argumentNames)
@@ -159,21 +160,21 @@ std::string textProblem(std::string_view text, TextUse use)
 
 FilledText fillText(std::string_view text, const EventValues& values)
 {
-    Filling filling;
+    PartialText partial;
     while (!text.empty())
     {
         const std::size_t open = std::min(text.find('['), text.size());
-        fillPlain(text.substr(0, open), values, filling);
+        fillPlain(text.substr(0, open), values, partial);
         text.remove_prefix(std::min(open + 1, text.size()));
         const std::size_t close = std::min(text.find(']'), text.size());
-        Filling with = filling;
+        PartialText with = partial;
         if (fillPlain(text.substr(0, close), values, with))
         {
-            filling = std::move(with);
+            partial = std::move(with);
         }
         text.remove_prefix(std::min(close + 1, text.size()));
     }
-    return {std::move(filling.text), argumentsOf(filling.names, values)};
+    return {std::move(partial.text), collectArguments(partial.names, values)};
 }
 
 } // namespace healthintf::host

@@ -62,7 +62,7 @@ EventMessage unknownMessage(const EventRecord& record)
                           ".",
             .lcd = record.asserted ? "{category} {number} unknown event"
                                    : "{category} {number} unknown ended",
-            .ledState = ledStateOf(severity)};
+            .ledState = defaultLedState(severity)};
 }
 
 } // namespace healthintf::host

@@ -128,8 +128,8 @@ std::size_t lineOfKeys(std::string_view text,
     return lineOfByte(text, lastKey);
 }
 
-std::string problemOf(std::string_view text,
-                      const nlohmann::json::exception& found)
+std::string describeJsonError(std::string_view text,
+                              const nlohmann::json::exception& found)
 {
     const auto* place =
         dynamic_cast<const nlohmann::json::parse_error*>(&found);

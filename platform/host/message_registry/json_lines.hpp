@@ -23,7 +23,7 @@ std::size_t lineOfKeys(std::string_view text,
 
 /** Describes an error of the JSON parser: the line, if it is known, and the
  *  cause. */
-std::string problemOf(std::string_view text,
-                      const nlohmann::json::exception& found);
+std::string describeJsonError(std::string_view text,
+                              const nlohmann::json::exception& found);
 
 } // namespace healthintf::host

@@ -55,18 +55,18 @@ class MessageCatalog
     {
         std::string key;
         /** The file whose message is found by the bare key. */
-        std::string counts;
-        std::string other;
+        std::string firstFile;
+        std::string secondFile;
     };
 
     void addUnder(const std::string& id, const RegistryFile& file,
                   const std::shared_ptr<const Message>& message);
-    void noteShared(const std::string& key, const RegistryFile& file);
-    void tellShared() const;
+    void noteSharedKey(const std::string& key, const RegistryFile& file);
+    void logSharedKeys() const;
 
     /** By language and identifier, see catalogKey(). */
     std::unordered_map<std::string, Entry> messages;
-    std::vector<SharedKey> shared;
+    std::vector<SharedKey> sharedKeys;
 };
 
 /** Whether a version, numbers separated by dots, is newer than another. */

@@ -73,9 +73,9 @@ TEST(EventTableFile, HoldsEventTypesForSensorsOfAnyType)
 
 TEST(EventTableFile, LightsTheLedBySeverityUnlessItSaysOtherwise)
 {
-    EXPECT_EQ(ledStateOf(EventSeverity::critical), LedState::fault);
-    EXPECT_EQ(ledStateOf(EventSeverity::warning), LedState::attention);
-    EXPECT_EQ(ledStateOf(EventSeverity::informational), LedState::none);
+    EXPECT_EQ(defaultLedState(EventSeverity::critical), LedState::fault);
+    EXPECT_EQ(defaultLedState(EventSeverity::warning), LedState::attention);
+    EXPECT_EQ(defaultLedState(EventSeverity::informational), LedState::none);
 }
 
 TEST(EventTableFile, HoldsWhatNumbersInTheDataMean)

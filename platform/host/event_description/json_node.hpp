@@ -15,7 +15,7 @@ namespace healthintf::host
 
 /** Reads values, and names the line of an invalid one. All functions throw
  *  EventTableError. */
-class JsonPlace
+class JsonNode
 {
   public:
     /** Parses a text, which must hold an object without duplicate keys. The
@@ -23,7 +23,7 @@ class JsonPlace
     static nlohmann::json parse(std::string_view text);
 
     /** The root of a text. */
-    JsonPlace(const nlohmann::json& value, std::string_view text) :
+    JsonNode(const nlohmann::json& value, std::string_view text) :
         value(value), text(text)
     {}
 
@@ -37,7 +37,7 @@ class JsonPlace
     }
 
     /** The value of a member. Throws when there is none. */
-    JsonPlace at(const std::string& name) const;
+    JsonNode at(const std::string& name) const;
 
     bool has(const std::string& name) const
     {
@@ -45,7 +45,7 @@ class JsonPlace
     }
 
     /** The members of this value, which must be an object. */
-    std::vector<JsonPlace> members() const;
+    std::vector<JsonNode> members() const;
 
     /** Throws when this value is no object, or has a member with another
      *  name. */
@@ -58,7 +58,7 @@ class JsonPlace
     unsigned int asNumber(unsigned int highest) const;
 
   private:
-    JsonPlace below(const std::string& name, const nlohmann::json& what) const;
+    JsonNode child(const std::string& name, const nlohmann::json& what) const;
 
     const nlohmann::json& value;
     std::string_view text;

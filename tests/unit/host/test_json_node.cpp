@@ -1,5 +1,5 @@
 #include "event_description/event_table_file.hpp"
-#include "event_description/json_place.hpp"
+#include "event_description/json_node.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -38,12 +38,12 @@ class JsonPlaces : public testing::Test
     static std::string failureToParse(std::string_view bad)
     {
         return failureOf([bad] {
-            JsonPlace::parse(bad);
+            JsonNode::parse(bad);
         });
     }
 
-    const nlohmann::json parsed = JsonPlace::parse(text);
-    const JsonPlace whole{parsed, text};
+    const nlohmann::json parsed = JsonNode::parse(text);
+    const JsonNode whole{parsed, text};
 };
 
 TEST_F(JsonPlaces, GiveTheirValues)
