@@ -29,8 +29,8 @@ class BusLossWatch
     BusLossWatch& operator=(const BusLossWatch&) = delete;
 
   private:
-    static int take(sd_bus_message* message, void* context,
-                    sd_bus_error* error) noexcept;
+    static int handleLoss(sd_bus_message* message, void* context,
+                          sd_bus_error* error) noexcept;
 
     std::function<void()> react;
     SlotPtr match;

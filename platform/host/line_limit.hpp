@@ -20,9 +20,9 @@ class LineLimit
     using Now = Clock::time_point (*)();
 
     /** How many lines are admitted at once. */
-    static constexpr int atOnce = 10;
+    static constexpr int burst = 10;
     /** The period after which one more line is admitted. */
-    static constexpr std::chrono::seconds oneMore{10};
+    static constexpr std::chrono::seconds refillTime{10};
 
     constexpr explicit LineLimit(Now now = Clock::now) : now(now)
     {}
@@ -32,10 +32,10 @@ class LineLimit
     {
         if (!take())
         {
-            leftOut.fetch_add(1, std::memory_order_relaxed);
+            omitted.fetch_add(1, std::memory_order_relaxed);
             return false;
         }
-        if (const unsigned int missing = leftOut.exchange(0); missing != 0)
+        if (const unsigned int missing = omitted.exchange(0); missing != 0)
         {
             HOST_LOG(log::warning,
                      "%s.%d.%s: %u lines like the next one were left out",
@@ -45,18 +45,18 @@ class LineLimit
     }
 
   private:
-    /** Each admitted line moves a time forward by oneMore. A line is refused
+    /** Each admitted line moves a time forward by refillTime. A line is refused
      *  when that time is ahead of now by more than the lines that may come at
      *  once. */
     bool take() noexcept
     {
-        const Clock::rep step = Clock::duration(oneMore).count();
+        const Clock::rep step = Clock::duration(refillTime).count();
         const Clock::rep time = now().time_since_epoch().count();
         Clock::rep seen = used.load();
         for (;;)
         {
             const Clock::rep from = seen < time ? time : seen;
-            if (from - time > (atOnce - 1) * step)
+            if (from - time > (burst - 1) * step)
             {
                 return false;
             }
@@ -70,7 +70,7 @@ class LineLimit
     Now now;
     /** The time that admitted lines move forward. */
     std::atomic<Clock::rep> used{0};
-    std::atomic<unsigned int> leftOut{0};
+    std::atomic<unsigned int> omitted{0};
 };
 
 } // namespace healthintf::host

@@ -15,7 +15,7 @@ namespace healthintf::host
 
 /** Whether a character changes how the text around it looks: terminal controls,
  *  line ends, changes of direction, and invisible tags. */
-constexpr bool misleads(uint32_t code)
+constexpr bool isMisleading(uint32_t code)
 {
     const bool control = code < 0x20 || (code >= 0x7F && code < 0xA0);
     const bool lineEnd = code == 0x2028 || code == 0x2029;
@@ -27,7 +27,7 @@ constexpr bool misleads(uint32_t code)
 }
 
 /** Writes a character as an escape sequence with its number. */
-inline std::string writtenOut(uint32_t code)
+inline std::string escapeCharacter(uint32_t code)
 {
     std::array<char, 16> text{};
     std::snprintf(text.data(), text.size(),
@@ -55,9 +55,9 @@ inline std::string printable(std::string_view text)
         {
             result += ' ';
         }
-        else if (misleads(code))
+        else if (isMisleading(code))
         {
-            result += writtenOut(code);
+            result += escapeCharacter(code);
         }
         else
         {

@@ -53,7 +53,7 @@ void waitForGreeting(sd_bus* bus, Clock::time_point deadline)
     }
 }
 
-MessagePtr messageOf(sd_bus* bus, const AttributeRequest& request)
+MessagePtr makeMessage(sd_bus* bus, const AttributeRequest& request)
 {
     sd_bus_message* raw = nullptr;
     checkBus("sd_bus_message_new_method_call",
@@ -70,7 +70,7 @@ MessagePtr messageOf(sd_bus* bus, const AttributeRequest& request)
 
 /** Describes an error that comes from the bus or libsystemd, and not from the
  *  health manager. */
-std::string faultOfBus(const sd_bus_error& error, int code)
+std::string describeBusError(const sd_bus_error& error, int code)
 {
     if (std::string_view(error.name) == SD_BUS_ERROR_ACCESS_DENIED)
     {
@@ -90,32 +90,32 @@ std::string faultOfBus(const sd_bus_error& error, int code)
     }
 }
 
-AttributeOutcome outcomeOf(const sd_bus_error& error)
+AttributeOutcome makeOutcome(const sd_bus_error& error)
 {
-    if (const auto number = numberOfError(error.name))
+    if (const auto number = parseErrorName(error.name))
     {
         return {*number, error.message != nullptr ? error.message : ""};
     }
     const int code = sd_bus_error_get_errno(&error);
-    return notSet(code, faultOfBus(error, code));
+    return makeFailure(code, describeBusError(error, code));
 }
 
 } // namespace
 
-AttributeOutcome callForAttribute(const AttributeRequest& request)
+AttributeOutcome requestAttribute(const AttributeRequest& request)
 {
     const Clock::time_point deadline = Clock::now() + patience;
     const SignalBlocker held;
     sd_bus* bus = threadBus();
     waitForGreeting(bus, deadline);
-    const MessagePtr message = messageOf(bus, request);
+    const MessagePtr message = makeMessage(bus, request);
     sd_bus_error error = SD_BUS_ERROR_NULL;
     const int result =
         sd_bus_call(bus, message.get(), timeUntil(deadline), &error, nullptr);
     AttributeOutcome outcome;
     if (sd_bus_error_is_set(&error) != 0)
     {
-        outcome = outcomeOf(error);
+        outcome = makeOutcome(error);
         sd_bus_error_free(&error);
         return outcome;
     }

@@ -13,6 +13,6 @@ namespace healthintf::host
  *
  *  @param[in] request a valid one, see requestProblem()
  *  @return the health manager's answer, or why there is none */
-AttributeOutcome callForAttribute(const AttributeRequest& request);
+AttributeOutcome requestAttribute(const AttributeRequest& request);
 
 } // namespace healthintf::host

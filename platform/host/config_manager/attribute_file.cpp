@@ -196,7 +196,7 @@ class AttributeReader : public nlohmann::json_sax<json>
 
 } // namespace
 
-fs::path attributeFileIn(const fs::path& folder)
+fs::path attributeFilePath(const fs::path& folder)
 {
     return folder / "attributes.json";
 }
@@ -223,13 +223,13 @@ Attributes readAttributeFile(const fs::path& file)
     return std::move(reader).result(file);
 }
 
-std::string quoted(const std::string& name)
+std::string quoteName(const std::string& name)
 {
     constexpr int onOneLine = -1;
     return json(name).dump(onOneLine, ' ', true);
 }
 
-std::string textOf(const Attributes& attributes)
+std::string formatAttributes(const Attributes& attributes)
 {
     std::string lines;
     for (const auto& [name, value] : attributes)
@@ -244,7 +244,7 @@ std::string textOf(const Attributes& attributes)
 
 Attributes readAttributes()
 {
-    return readAttributeFile(attributeFileIn(stateDirectory() / "config"));
+    return readAttributeFile(attributeFilePath(stateDirectory() / "config"));
 }
 
 } // namespace healthintf::host

@@ -19,7 +19,7 @@ using Attributes = std::map<std::string, int32_t>;
 inline constexpr int attributeFileVersion = 1;
 
 /** The path of the attributes' file in a folder. */
-std::filesystem::path attributeFileIn(const std::filesystem::path& folder);
+std::filesystem::path attributeFilePath(const std::filesystem::path& folder);
 
 /** Reads a file; no attributes when it is missing.
  *
@@ -30,10 +30,10 @@ Attributes readAttributeFile(const std::filesystem::path& file);
 /** Puts a name in quotes and escapes everything but ASCII.
  *
  *  @param[in] name UTF-8 */
-std::string quoted(const std::string& name);
+std::string quoteName(const std::string& name);
 
 /** Formats the content of the file. */
-std::string textOf(const Attributes& attributes);
+std::string formatAttributes(const Attributes& attributes);
 
 /** Reads the attributes in this user's state folder, without locking or
  *  creating anything.

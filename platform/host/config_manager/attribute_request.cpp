@@ -13,7 +13,7 @@ namespace
 {
 
 /** Whether a name may have a character. Does not depend on the locale. */
-bool mayBeInAName(char character)
+bool isNameCharacter(char character)
 {
     const auto isBetween = [character](char first, char last) {
         return character >= first && character <= last;
@@ -32,10 +32,10 @@ std::string tooLong(const std::string& what, std::size_t longest)
 bool isAttributeName(const std::string& name)
 {
     return !name.empty() && name.size() <= maxAttributeName &&
-           std::ranges::all_of(name, mayBeInAName);
+           std::ranges::all_of(name, isNameCharacter);
 }
 
-std::string faultOf(const AttributeRequest& request)
+std::string requestProblem(const AttributeRequest& request)
 {
     if (request.name.empty())
     {
@@ -60,7 +60,7 @@ std::string faultOf(const AttributeRequest& request)
     return {};
 }
 
-AttributeOutcome notSet(int code, const std::string& why)
+AttributeOutcome makeFailure(int code, const std::string& why)
 {
     return {code, "an attribute was not set: " + why};
 }

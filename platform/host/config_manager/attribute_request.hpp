@@ -33,12 +33,12 @@ struct AttributeOutcome
 bool isAttributeName(const std::string& name);
 
 /** What is wrong with a request; empty when it is valid. */
-std::string faultOf(const AttributeRequest& request);
+std::string requestProblem(const AttributeRequest& request);
 
 /** Makes the outcome of a request that was not carried out.
  *
  *  @param[in] code an errno
  *  @param[in] why what is wrong */
-AttributeOutcome notSet(int code, const std::string& why);
+AttributeOutcome makeFailure(int code, const std::string& why);
 
 } // namespace healthintf::host

@@ -20,7 +20,7 @@ namespace
 thread_local AttributeService* serving = nullptr;
 
 /** What an operator can do about a failure. */
-std::string remedyForStore(int code)
+std::string storeRemedy(int code)
 {
     return code == EDQUOT
                ? "it is full: no further attribute can be set for the first "
@@ -29,10 +29,11 @@ std::string remedyForStore(int code)
 }
 
 /** Describes a failure of the attributes in a folder. */
-std::string faultOfStore(const std::string& folder, const std::exception& e)
+std::string describeStoreFailure(const std::string& folder,
+                                 const std::exception& e)
 {
     return "attributes " + folder + ": " + e.what() + " (" +
-           remedyForStore(codeOf(e)) + ")";
+           storeRemedy(codeOf(e)) + ")";
 }
 
 std::filesystem::path attributesFolder()
@@ -72,7 +73,7 @@ AttributeService::AttributeService()
     catch (const std::exception& e)
     {
         HOST_LOG(log::error, "%s.%d.%s: unable to set attributes: %s",
-                 faultOfStore(folder, e).c_str());
+                 describeStoreFailure(folder, e).c_str());
     }
     serving = this;
 }
@@ -86,9 +87,9 @@ AttributeService::~AttributeService()
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static)
 AttributeOutcome AttributeService::set(const AttributeRequest& request)
 {
-    if (const std::string fault = faultOf(request); !fault.empty())
+    if (const std::string problem = requestProblem(request); !problem.empty())
     {
-        return notSet(EINVAL, fault);
+        return makeFailure(EINVAL, problem);
     }
     std::string folder;
     std::optional<AttributeChange> change;
@@ -99,7 +100,7 @@ AttributeOutcome AttributeService::set(const AttributeRequest& request)
     }
     catch (const std::exception& e)
     {
-        return notSet(codeOf(e), faultOfStore(folder, e));
+        return makeFailure(codeOf(e), describeStoreFailure(folder, e));
     }
     return change ? announceChange(request, *change) : AttributeOutcome();
 }

@@ -53,7 +53,7 @@ std::vector<uint8_t> encodeChange(const AttributeChange& change,
     return record;
 }
 
-const char* checkedSource(const uint8_t* data, uint64_t length)
+const char* findSource(const uint8_t* data, uint64_t length)
 {
     if (data == nullptr || length < fieldsSize)
     {

@@ -31,6 +31,6 @@ std::vector<uint8_t> encodeChange(const AttributeChange& change,
  *  @return the NUL-terminated name, within the record; "" when it has none;
  *          null when the record is too short, or the name does not end within
  *          it */
-const char* checkedSource(const uint8_t* data, uint64_t length);
+const char* findSource(const uint8_t* data, uint64_t length);
 
 } // namespace healthintf::host

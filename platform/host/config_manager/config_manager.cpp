@@ -24,16 +24,16 @@ std::string textOf(const char* argument)
 
 AttributeOutcome set(const AttributeRequest& request, int flags)
 {
-    if (const std::string fault = faultOf(request); !fault.empty())
+    if (const std::string fault = requestProblem(request); !fault.empty())
     {
-        return notSet(EINVAL, fault);
+        return makeFailure(EINVAL, fault);
     }
     if (flags != 0)
     {
-        return notSet(EINVAL, "there is no flag " + std::to_string(flags));
+        return makeFailure(EINVAL, "there is no flag " + std::to_string(flags));
     }
     AttributeService* own = AttributeService::ofThisThread();
-    return own != nullptr ? own->set(request) : callForAttribute(request);
+    return own != nullptr ? own->set(request) : requestAttribute(request);
 }
 
 } // namespace
@@ -49,7 +49,7 @@ int CfgSetAttributeInt(const char* name, int32_t value, int flags,
     }
     catch (const std::exception& e)
     {
-        outcome = notSet(codeOf(e), e.what());
+        outcome = makeFailure(codeOf(e), e.what());
     }
     if (outcome.code == 0)
     {

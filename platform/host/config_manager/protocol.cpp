@@ -23,7 +23,7 @@ std::string errorNameOf(int code)
     return std::string(errorPrefix) + (name != nullptr ? name : "EIO");
 }
 
-std::optional<int> numberOfError(std::string_view name)
+std::optional<int> parseErrorName(std::string_view name)
 {
     if (!name.starts_with(errorPrefix))
     {

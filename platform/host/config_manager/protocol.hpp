@@ -26,6 +26,6 @@ PLATFORM_API std::string errorNameOf(int code);
 
 /** The errno of an error name; nullopt when the error is not the health
  *  manager's. */
-std::optional<int> numberOfError(std::string_view name);
+std::optional<int> parseErrorName(std::string_view name);
 
 } // namespace healthintf::host

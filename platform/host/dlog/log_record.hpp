@@ -29,7 +29,7 @@ LogRecord formatRecord(int level, int module, const char* format,
                        va_list arguments);
 
 /** The syslog priority of a level. */
-int priorityOf(int level);
+int toPriority(int level);
 
 /** The word for a level on a terminal. */
 const char* levelWord(int level);

@@ -37,7 +37,7 @@ int writeToJournal(const LogRecord& record)
 {
     std::array<std::string, 6> fields{
         "MESSAGE=" + record.text,
-        "PRIORITY=" + std::to_string(priorityOf(record.level)),
+        "PRIORITY=" + std::to_string(toPriority(record.level)),
         "HEALTHINTF_MODULE=" + std::to_string(record.module),
         "CODE_FILE=" + record.file,
         "CODE_LINE=" + std::to_string(record.line),

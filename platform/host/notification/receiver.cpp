@@ -27,7 +27,7 @@ constinit LineLimit messageLines;
 
 /** The receiver for later subscriptions of this thread. A plain pointer, as
  *  subscriptions may end after the thread's objects are destroyed. */
-thread_local Receiver* current = nullptr;
+thread_local Receiver* threadReceiver = nullptr;
 
 /** Whether this thread's default connection is attached to an event loop. */
 bool defaultBusIsInALoop()
@@ -87,10 +87,10 @@ bool read(sd_bus_message* message, Notification& notification)
 
 /** The name of who made a change; empty for other notifications, null when the
  *  record of a change is malformed. */
-const char* sourceOf(const Notification& notification)
+const char* findChangeSource(const Notification& notification)
 {
     return std::string_view(notification.name).starts_with(changePrefix)
-               ? checkedSource(notification.data, notification.length)
+               ? findSource(notification.data, notification.length)
                : "";
 }
 
@@ -121,7 +121,7 @@ void call(const Subscription& subscription, const char* source,
     }
 }
 
-const char* senderOf(sd_bus_message* message)
+const char* describeSender(sd_bus_message* message)
 {
     const char* sender = sd_bus_message_get_sender(message);
     return sender != nullptr ? sender : "an unknown sender";
@@ -131,18 +131,18 @@ const char* senderOf(sd_bus_message* message)
 
 std::shared_ptr<Receiver> Receiver::ofThisThread()
 {
-    if (current != nullptr)
+    if (threadReceiver != nullptr)
     {
-        if (current->isOpen())
+        if (threadReceiver->isOpen())
         {
-            return current->shared_from_this();
+            return threadReceiver->shared_from_this();
         }
         // sd_bus_default() opens no new connection while anybody holds the
         // closed one.
-        current->close();
+        threadReceiver->close();
     }
     auto made = std::make_shared<Receiver>();
-    current = made.get();
+    threadReceiver = made.get();
     return made;
 }
 
@@ -161,9 +161,9 @@ Receiver::Receiver() : ownBus(needsOwnBus())
 
 Receiver::~Receiver()
 {
-    if (current == this)
+    if (threadReceiver == this)
     {
-        current = nullptr;
+        threadReceiver = nullptr;
     }
     close();
 }
@@ -238,7 +238,7 @@ void Receiver::deliver(sd_bus_message* message)
         {
             HOST_LOG(log::warning,
                      "%s.%d.%s: a signal of %s is no notification: dropped",
-                     senderOf(message));
+                     describeSender(message));
         }
         return;
     }
@@ -255,7 +255,7 @@ void Receiver::deliver(sd_bus_message* message)
     {
         return;
     }
-    const char* source = sourceOf(notification);
+    const char* source = findChangeSource(notification);
     if (source == nullptr)
     {
         if (messageLines.admits())
@@ -263,7 +263,7 @@ void Receiver::deliver(sd_bus_message* message)
             HOST_LOG(log::warning,
                      "%s.%d.%s: the record of %s that %s sent is malformed: "
                      "dropped",
-                     notification.name, senderOf(message));
+                     notification.name, describeSender(message));
         }
         return;
     }

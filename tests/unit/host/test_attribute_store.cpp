@@ -242,12 +242,13 @@ TEST_F(Attributes, LoseOnlyNamesThatNoneMayHaveWhenTheyAreTakenOver)
 {
     const std::string longest(maxAttributeName, 'x');
     const std::string tooLong = longest + "x";
-    folder.write("deep/config/attributes.json", textOf({{"a b", 1},
-                                                        {"", 2},
-                                                        {"a\n\xE2\x80\xAE", 3},
-                                                        {tooLong, 4},
-                                                        {longest, 5},
-                                                        {"a.b#c_d-E9", 6}}));
+    folder.write("deep/config/attributes.json",
+                 formatAttributes({{"a b", 1},
+                                   {"", 2},
+                                   {"a\n\xE2\x80\xAE", 3},
+                                   {tooLong, 4},
+                                   {longest, 5},
+                                   {"a.b#c_d-E9", 6}}));
     const std::string errors = takenOver(path);
     EXPECT_EQ(std::ranges::count(errors, '\n'), 4) << errors;
     for (const std::string& dropped :

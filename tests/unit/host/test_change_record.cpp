@@ -30,7 +30,7 @@ Record recordWith(uint32_t sourceOffset, const std::string& rest = "")
 
 const char* sourceOf(const Record& record)
 {
-    return checkedSource(record.data(), record.size());
+    return findSource(record.data(), record.size());
 }
 
 const std::string me("me\0", 3);
@@ -71,7 +71,7 @@ TEST(ChangeRecord, IsRefusedWhenItIsTooShortForItsFields)
         EXPECT_EQ(sourceOf(record), nullptr) << length;
     }
     EXPECT_STREQ(sourceOf(Record(fieldsSize)), "");
-    EXPECT_EQ(checkedSource(nullptr, fieldsSize), nullptr);
+    EXPECT_EQ(findSource(nullptr, fieldsSize), nullptr);
 }
 
 TEST(ChangeRecord, IsRefusedWhenItsSourceIsOutside)

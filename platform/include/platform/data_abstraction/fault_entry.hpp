@@ -98,63 +98,63 @@ class FaultEntry_gen
     FaultEntry_gen() = default;
     /** Makes a record with these properties. */
     explicit FaultEntry_gen(FaultEntryProperties properties) :
-        held(std::move(properties))
+        properties(std::move(properties))
     {}
 
     /** The properties, which FaultEntryProperties documents.
      *  @{ */
     const std::string& fqdd() const
     {
-        return held.fqdd;
+        return properties.fqdd;
     }
     const std::string& messageID() const
     {
-        return held.messageID;
+        return properties.messageID;
     }
     const std::string& message() const
     {
-        return held.message;
+        return properties.message;
     }
     const std::vector<std::string>& args() const
     {
-        return held.args;
+        return properties.args;
     }
     uint64_t timestamp() const
     {
-        return held.timestamp;
+        return properties.timestamp;
     }
     uint32_t severity() const
     {
-        return held.severity;
+        return properties.severity;
     }
     const std::string& sensorPath() const
     {
-        return held.sensorPath;
+        return properties.sensorPath;
     }
     uint32_t sensorNumber() const
     {
-        return held.sensorNumber;
+        return properties.sensorNumber;
     }
     uint32_t sensorType() const
     {
-        return held.sensorType;
+        return properties.sensorType;
     }
     int32_t ledState() const
     {
-        return held.ledState;
+        return properties.ledState;
     }
     const std::string& lcdMessage() const
     {
-        return held.lcdMessage;
+        return properties.lcdMessage;
     }
     bool hidden() const
     {
-        return held.hidden;
+        return properties.hidden;
     }
     /** @} */
 
   private:
-    FaultEntryProperties held;
+    FaultEntryProperties properties;
 };
 
 namespace DataAbstraction::FaultEntry

@@ -79,17 +79,17 @@ class HealthStatus_gen
   public:
     HealthStatus_gen() = default;
     /** Makes a record with a health, 0 to 4. */
-    explicit HealthStatus_gen(uint32_t health) : held(health)
+    explicit HealthStatus_gen(uint32_t health) : health(health)
     {}
 
     /** The stored health, 0 (none) to 4 (critical). */
     uint32_t healthStatus() const
     {
-        return held;
+        return health;
     }
 
   private:
-    uint32_t held = 0;
+    uint32_t health = 0;
 };
 
 namespace DataAbstraction::HealthStatus

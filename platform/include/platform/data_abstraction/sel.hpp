@@ -66,31 +66,31 @@ class SELEntry_gen
     SELEntry_gen() = default;
     /** Makes an entry with these properties. */
     explicit SELEntry_gen(SELEntryProperties properties) :
-        held(std::move(properties))
+        properties(std::move(properties))
     {}
 
     /** The properties, which SELEntryProperties documents.
      *  @{ */
     uint16_t recordId() const
     {
-        return held.recordId;
+        return properties.recordId;
     }
     uint32_t timestamp() const
     {
-        return held.timestamp;
+        return properties.timestamp;
     }
     const SELInterface::SensorInfo& sensor() const
     {
-        return held.sensor;
+        return properties.sensor;
     }
     const std::array<uint8_t, SELInterface::recordSize>& record() const
     {
-        return held.record;
+        return properties.record;
     }
     /** @} */
 
   private:
-    SELEntryProperties held;
+    SELEntryProperties properties;
 };
 
 namespace DataAbstraction::SELEntry
