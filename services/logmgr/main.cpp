@@ -1,4 +1,4 @@
-/** @file logmgr, the log manager: keeps the System Event Log. */
+/** @file logmgr, logmgr: keeps the System Event Log. */
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"

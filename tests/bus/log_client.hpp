@@ -67,14 +67,14 @@ class LogClient : public BusClient
 
     void waitUntilGone()
     {
-        waitUntil("end of the log manager", [this] {
+        waitUntil("end of logmgr", [this] {
             return ownerOf(logService).empty();
         });
     }
 
     void waitUntilReady()
     {
-        waitUntil("log manager", [this] {
+        waitUntil("logmgr", [this] {
             return !ownerOf(logService).empty();
         });
         // logmgr owns the name before the mirror is complete, and answers after

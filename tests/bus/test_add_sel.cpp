@@ -1,4 +1,4 @@
-/** @file How the host platform calls the log manager. */
+/** @file How the host platform calls logmgr. */
 
 #include "child.hpp"
 #include "log_client.hpp"

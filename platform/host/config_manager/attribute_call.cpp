@@ -68,8 +68,8 @@ MessagePtr makeMessage(sd_bus* bus, const AttributeRequest& request)
     return message;
 }
 
-/** Describes an error that comes from the bus or libsystemd, and not from the
- *  health manager. */
+/** Describes an error that comes from the bus or libsystemd, and not from
+ *  healthmgr. */
 std::string describeBusError(const sd_bus_error& error, int code)
 {
     if (std::string_view(error.name) == SD_BUS_ERROR_ACCESS_DENIED)

@@ -12,8 +12,8 @@ namespace healthintf::host
 /** Changes the attributes in the one process and thread that may. While this
  *  object exists, CfgSetAttributeInt on this thread sets attributes directly;
  *  other threads and processes call this one by D-Bus. The thread's default
- *  connection must own the health manager's name: receivers of announcements
- *  ignore other senders. */
+ *  connection must own healthmgr's name: receivers of announcements ignore
+ *  other senders. */
 class PLATFORM_API AttributeService
 {
   public:

@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file The health manager's D-Bus method that sets an attribute. It answers
- *  when the attribute is on the disk and its change is announced. */
+/** @file healthmgr's D-Bus method that sets an attribute. It answers when the
+ *  attribute is on the disk and its change is announced. */
 
 #include <platform/api.h>
 
@@ -19,13 +19,12 @@ inline constexpr const char* attributesInterface =
 inline constexpr const char* setAttributeMethod = "Set";
 inline constexpr const char* setAttributeSignature = "sis";
 
-/** The D-Bus error name by which the health manager reports an errno. It
- *  differs from the names of the bus and libsystemd, so that their errors are
- *  not taken for the health manager's. */
+/** The D-Bus error name by which healthmgr reports an errno. It differs from
+ *  the names of the bus and libsystemd, so that their errors are not taken for
+ *  healthmgr's. */
 PLATFORM_API std::string errorNameOf(int code);
 
-/** The errno of an error name; nullopt when the error is not the health
- *  manager's. */
+/** The errno of an error name; nullopt when the error is not healthmgr's. */
 std::optional<int> parseErrorName(std::string_view name);
 
 } // namespace healthintf::host

@@ -70,7 +70,7 @@ void append(sd_bus_message* message, const Sensor& sensor,
     }
 }
 
-/** The errno for an error of the log manager or of the bus. */
+/** The errno for an error of logmgr or of the bus. */
 int errnoFor(const sd_bus_error& error)
 {
     const std::string_view name = error.name;

@@ -10,9 +10,8 @@ namespace healthintf::host
 {
 
 /** Sends a notification on the calling thread's default connection. The
- *  connection must own the health manager's name: receivers ignore other
- *  senders. Receivers get it before anything that is sent on this connection
- *  later.
+ *  connection must own healthmgr's name: receivers ignore other senders.
+ *  Receivers get it before anything that is sent on this connection later.
  *
  *  @param[in] name UTF-8
  *  @throws std::system_error when it cannot be sent */

@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file The D-Bus signal of a notification: the health manager sends it to
- *  everybody, with the notification's name and record. */
+/** @file The D-Bus signal of a notification: healthmgr sends it to everybody,
+ *  with the notification's name and record. */
 
 namespace healthintf::host
 {

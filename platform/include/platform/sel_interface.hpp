@@ -30,8 +30,8 @@ struct SensorInfo
      *  of the fault entries that the sensor's events make, and so identifies
      *  them. */
     std::string path;
-    /** The first of two bytes that the log manager stores with the record. The
-     *  daemon and the readers of the log agree upon their meaning. */
+    /** The first of two bytes that logmgr stores with the record. The daemon
+     *  and the readers of the log agree upon their meaning. */
     uint8_t firstByte = 0;
     /** The second of them. */
     uint8_t secondByte = 0;
@@ -41,11 +41,11 @@ struct SensorInfo
  *  more than one byte are little-endian. */
 struct SELRecord
 {
-    /** Assigned by the log manager when it stores the record. */
+    /** Assigned by logmgr when it stores the record. */
     std::array<uint8_t, 2> recordId;
     /** 0x02 for an event; 0xC0 to 0xFF are OEM records. */
     uint8_t recordType;
-    /** Seconds since the epoch, also assigned by the log manager. */
+    /** Seconds since the epoch, also assigned by logmgr. */
     std::array<uint8_t, 4> timestamp;
     /** Who reported the event: IPMI address or software id, and its channel. */
     std::array<uint8_t, 2> generatorId;

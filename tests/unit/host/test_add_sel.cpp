@@ -11,7 +11,7 @@
 namespace
 {
 
-// tests/bus/ tests what the log manager receives.
+// tests/bus/ tests what logmgr receives.
 
 TEST(AddSel, ReportsOnceInARowThatThereIsNoBus)
 {

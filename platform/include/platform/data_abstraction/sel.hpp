@@ -26,14 +26,14 @@ using Sensor = std::tuple<std::string, std::string, uint8_t, uint8_t>;
  *  it. */
 inline constexpr uint32_t largestRecordId = 0xffff;
 
-/** Stores a record and waits until the log manager has answered.
+/** Stores a record and waits until logmgr has answered.
  *
- *  @param[in] service the log manager's bus name
+ *  @param[in] service logmgr's bus name
  *  @param[in] path the log's object path
  *  @param[in] sensor the sensor that saw the event
- *  @param[in] record the record's bytes; the log manager accepts 16
+ *  @param[in] record the record's bytes; logmgr accepts 16
  *  @param[in] timestamp the record's timestamp in seconds since the epoch;
- *  without one the log manager uses its clock
+ *  without one logmgr uses its clock
  *  @return the record's identifier, up to largestRecordId; a larger number is
  *          an error of the platform, and the record may not be stored
  *
