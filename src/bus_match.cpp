@@ -84,7 +84,7 @@ std::unique_ptr<sdbusplus::bus::match_t>
 makeMatch(sdbusplus::bus_t& bus, const std::string& rule, HandlerName name,
           std::function<void(sdbusplus::message_t&)> handler)
 {
-    const healthintf::SignalBlocker held;
+    const healthintf::SignalBlocker blocker;
     requireMatch<sdbusplus::SdBusInterface>(bus, rule);
     const auto shared =
         std::make_shared<const NamedHandler>(name, std::move(handler));

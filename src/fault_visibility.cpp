@@ -268,7 +268,7 @@ int FaultAndHealth::SendHideFaultsSignal(bool hide,
         HMI_LOG(log::error, "%s.%d.%s: %s", e.what());
         return statusInvalidArgument;
     }
-    const healthintf::SignalBlocker held;
+    const healthintf::SignalBlocker blocker;
     const auto bus = defaultBus();
     auto signal = newSignal(bus.get(), names::root, names::managerInterface,
                             FaultEntry::HideFaultForSensor::name);

@@ -47,7 +47,7 @@ int SELClient::addSEL(Sensor sensor, std::vector<uint8_t> record,
             bus.new_method_call(names::logManagerService, names::selPath,
                                 names::selInterface, names::addSelMethod);
         call.append(sensor, record);
-        const healthintf::SignalBlocker held;
+        const healthintf::SignalBlocker blocker;
         auto reply = bus.call(call);
         reply.read(recordId);
     }

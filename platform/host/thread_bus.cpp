@@ -24,16 +24,16 @@ bool isAlive(sd_bus* bus)
 
 sd_bus* threadBus()
 {
-    static thread_local BusPtr kept;
-    if (kept && !isAlive(kept.get()))
+    static thread_local BusPtr bus;
+    if (bus && !isAlive(bus.get()))
     {
-        kept.reset();
+        bus.reset();
     }
-    if (!kept)
+    if (!bus)
     {
-        kept = openDefaultBus();
+        bus = openDefaultBus();
     }
-    return kept.get();
+    return bus.get();
 }
 
 } // namespace healthintf::host

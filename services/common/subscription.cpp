@@ -23,7 +23,7 @@ Subscription::Subscription(sd_bus* bus, const std::string& rule,
                            Handler handler) :
     handler(std::move(handler))
 {
-    const SignalBlocker held;
+    const SignalBlocker blocker;
     sd_bus_slot* made = nullptr;
     if (const int result =
             sd_bus_add_match(bus, &made, rule.c_str(), take, this);

@@ -105,7 +105,7 @@ AttributeOutcome makeOutcome(const sd_bus_error& error)
 AttributeOutcome requestAttribute(const AttributeRequest& request)
 {
     const Clock::time_point deadline = Clock::now() + patience;
-    const SignalBlocker held;
+    const SignalBlocker blocker;
     sd_bus* bus = threadBus();
     waitForGreeting(bus, deadline);
     const MessagePtr message = makeMessage(bus, request);

@@ -17,7 +17,7 @@ using namespace healthintf::host;
 
 constinit FailureLog attributeFailures;
 
-std::string textOf(const char* argument)
+std::string textOrEmpty(const char* argument)
 {
     return argument != nullptr ? argument : "";
 }
@@ -45,7 +45,7 @@ int CfgSetAttributeInt(const char* name, int32_t value, int flags,
     try
     {
         const char* source = origin != nullptr ? origin->source : nullptr;
-        outcome = set({textOf(name), value, textOf(source)}, flags);
+        outcome = set({textOrEmpty(name), value, textOrEmpty(source)}, flags);
     }
     catch (const std::exception& e)
     {

@@ -97,10 +97,10 @@ void JsonNode::fail(const std::string& cause) const
 
 JsonNode JsonNode::child(const std::string& name, const json& what) const
 {
-    JsonNode place(what, text);
-    place.keys = keys;
-    place.keys.push_back(name);
-    return place;
+    JsonNode node(what, text);
+    node.keys = keys;
+    node.keys.push_back(name);
+    return node;
 }
 
 JsonNode JsonNode::at(const std::string& name) const
@@ -144,12 +144,12 @@ const std::string& JsonNode::asText(std::size_t longest) const
     {
         fail("is no text");
     }
-    const auto& held = value.get_ref<const std::string&>();
-    if (held.size() > longest)
+    const auto& content = value.get_ref<const std::string&>();
+    if (content.size() > longest)
     {
         fail("is longer than " + std::to_string(longest) + " bytes");
     }
-    return held;
+    return content;
 }
 
 unsigned int JsonNode::asNumber(unsigned int highest) const

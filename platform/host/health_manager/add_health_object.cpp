@@ -22,7 +22,7 @@ using namespace healthintf::host;
 void send(const std::string& service, const std::string& path,
           const std::string& key)
 {
-    const SignalBlocker held;
+    const SignalBlocker blocker;
     sd_bus* bus = threadBus();
     sd_bus_message* raw = nullptr;
     checkBus("sd_bus_message_new_method_call",

@@ -93,7 +93,7 @@ MessagePtr call(sd_bus* bus, sd_bus_message* message)
 {
     sd_bus_error error = SD_BUS_ERROR_NULL;
     sd_bus_message* reply = nullptr;
-    const SignalBlocker held;
+    const SignalBlocker blocker;
     const int result = sd_bus_call(bus, message, 0, &error, &reply);
     MessagePtr owned(reply);
     if (sd_bus_error_is_set(&error) != 0)

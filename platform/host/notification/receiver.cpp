@@ -13,9 +13,7 @@
 #include <algorithm>
 #include <exception>
 #include <iterator>
-#include <string_view>
 #include <utility>
-#include <vector>
 
 namespace healthintf::host
 {
@@ -148,7 +146,7 @@ std::shared_ptr<Receiver> Receiver::ofThisThread()
 
 Receiver::Receiver() : ownBus(needsOwnBus())
 {
-    const SignalBlocker held;
+    const SignalBlocker blocker;
     bus = ownBus ? openOwnBus() : openDefaultBus();
     sd_bus_slot* slot = nullptr;
     checkBus("unable to listen on the bus",
@@ -223,6 +221,18 @@ int Receiver::take(sd_bus_message* message, void* context,
     return 0;
 }
 
+std::vector<std::shared_ptr<Subscription>>
+Receiver::findSubscriptions(std::string_view name) const
+{
+    std::vector<std::shared_ptr<Subscription>> found;
+    const auto [first, last] = subscriptions.equal_range(name);
+    std::transform(first, last, std::back_inserter(found),
+                   [](const auto& entry) {
+                       return entry.second;
+                   });
+    return found;
+}
+
 void Receiver::deliver(sd_bus_message* message)
 {
     // The match rule checks the sender of broadcast signals, but a signal sent
@@ -245,12 +255,7 @@ void Receiver::deliver(sd_bus_message* message)
     // Callbacks may add and remove subscriptions, and removing the last one
     // would destroy this object.
     const auto self = shared_from_this();
-    std::vector<std::shared_ptr<Subscription>> due;
-    const auto [first, last] =
-        subscriptions.equal_range(std::string_view(notification.name));
-    std::transform(first, last, std::back_inserter(due), [](const auto& entry) {
-        return entry.second;
-    });
+    const auto due = findSubscriptions(notification.name);
     if (due.empty())
     {
         return;

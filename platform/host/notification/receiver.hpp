@@ -11,6 +11,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace healthintf::host
 {
@@ -56,6 +58,8 @@ class Receiver : public std::enable_shared_from_this<Receiver>
     static int take(sd_bus_message* message, void* context,
                     sd_bus_error* error) noexcept;
     void deliver(sd_bus_message* message);
+    std::vector<std::shared_ptr<Subscription>>
+    findSubscriptions(std::string_view name) const;
     bool isOpen() const;
     void close();
 

@@ -17,14 +17,14 @@ class SignalBlocker
   public:
     SignalBlocker()
     {
-        sigset_t held;
-        sigfillset(&held);
+        sigset_t blocked;
+        sigfillset(&blocked);
         for (const int fault :
              {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP})
         {
-            sigdelset(&held, fault);
+            sigdelset(&blocked, fault);
         }
-        pthread_sigmask(SIG_BLOCK, &held, &before);
+        pthread_sigmask(SIG_BLOCK, &blocked, &before);
     }
 
     ~SignalBlocker()

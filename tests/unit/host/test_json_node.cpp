@@ -19,7 +19,7 @@ constexpr std::string_view text = R"({
 "list": [1]
 })";
 
-class JsonPlaces : public testing::Test
+class JsonNodes : public testing::Test
 {
   protected:
     static std::string failureOf(const std::function<void()>& what)
@@ -46,7 +46,7 @@ class JsonPlaces : public testing::Test
     const JsonNode whole{parsed, text};
 };
 
-TEST_F(JsonPlaces, GiveTheirValues)
+TEST_F(JsonNodes, GiveTheirValues)
 {
     EXPECT_EQ(whole.at("a").at("text").asText(3), "one");
     EXPECT_EQ(whole.at("a").at("number").asNumber(7), 7u);
@@ -56,7 +56,7 @@ TEST_F(JsonPlaces, GiveTheirValues)
     EXPECT_EQ(whole.at("a").members().size(), 2u);
 }
 
-TEST_F(JsonPlaces, SayWhereTheyStandWhenTheyAreWrong)
+TEST_F(JsonNodes, SayWhereTheyStandWhenTheyAreWrong)
 {
     EXPECT_EQ(failureOf([&] {
                   whole.at("a").at("text").asText(2);
@@ -80,7 +80,7 @@ TEST_F(JsonPlaces, SayWhereTheyStandWhenTheyAreWrong)
               "line 6: list: is no object");
 }
 
-TEST_F(JsonPlaces, SayWhatIsMissingOrTooMuch)
+TEST_F(JsonNodes, SayWhatIsMissingOrTooMuch)
 {
     EXPECT_EQ(failureOf([&] {
                   whole.at("a").at("other");
@@ -96,7 +96,7 @@ TEST_F(JsonPlaces, SayWhatIsMissingOrTooMuch)
               "none");
 }
 
-TEST_F(JsonPlaces, AreInValidJsonOnly)
+TEST_F(JsonNodes, AreInValidJsonOnly)
 {
     EXPECT_EQ(failureToParse("{\n\"a\": }"), "line 2: no valid JSON");
     EXPECT_EQ(failureToParse(""), "line 1: no valid JSON");
@@ -105,7 +105,7 @@ TEST_F(JsonPlaces, AreInValidJsonOnly)
     EXPECT_EQ(failureToParse("[]"), "line 1: no JSON object");
 }
 
-TEST_F(JsonPlaces, AreNotThereTwice)
+TEST_F(JsonNodes, AreNotThereTwice)
 {
     EXPECT_EQ(failureToParse("{\n\"a\": {\n\"b\": 1,\n\"b\": 2}}"),
               "line 3: a: b: is a duplicate key, first on this line");

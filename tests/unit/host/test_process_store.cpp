@@ -22,7 +22,7 @@ struct Store
     int number;
 };
 
-class Opened : public testing::Test
+class OpenStore : public testing::Test
 {
   protected:
     Store& get()
@@ -45,7 +45,7 @@ class Opened : public testing::Test
     int openings = 0;
 };
 
-TEST_F(Opened, IsOneForAProcess)
+TEST_F(OpenStore, IsOneForAProcess)
 {
     EXPECT_EQ(once.opened(), nullptr);
     Store& store = get();
@@ -54,7 +54,7 @@ TEST_F(Opened, IsOneForAProcess)
     EXPECT_EQ(openings, 1);
 }
 
-TEST_F(Opened, IsOneForAllThreads)
+TEST_F(OpenStore, IsOneForAllThreads)
 {
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i)
@@ -70,7 +70,7 @@ TEST_F(Opened, IsOneForAllThreads)
     EXPECT_EQ(openings, 1);
 }
 
-TEST_F(Opened, IsTriedAgainAfterAFailure)
+TEST_F(OpenStore, IsTriedAgainAfterAFailure)
 {
     EXPECT_THROW(once.get([]() -> std::unique_ptr<Store> {
         throw std::runtime_error("broken");
@@ -80,7 +80,7 @@ TEST_F(Opened, IsTriedAgainAfterAFailure)
     EXPECT_EQ(get().number, 1);
 }
 
-TEST_F(Opened, IsAnotherOneInAChild)
+TEST_F(OpenStore, IsAnotherOneInAChild)
 {
     get();
     EXPECT_EQ(test::inChild([this] {
@@ -90,7 +90,7 @@ TEST_F(Opened, IsAnotherOneInAChild)
     EXPECT_EQ(get().number, 1);
 }
 
-TEST_F(Opened, IsOpenedInAChildOfAProcessThatIsOpeningIt)
+TEST_F(OpenStore, IsOpenedInAChildOfAProcessThatIsOpeningIt)
 {
     std::promise<void> opening;
     std::promise<void> forked;

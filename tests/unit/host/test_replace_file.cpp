@@ -17,7 +17,7 @@ namespace
 
 namespace fs = std::filesystem;
 
-class PlacedFile : public testing::Test
+class ReplacedFile : public testing::Test
 {
   protected:
     fs::path in(const char* name) const
@@ -28,7 +28,7 @@ class PlacedFile : public testing::Test
     test::TemporaryFolder folder;
 };
 
-TEST_F(PlacedFile, IsReplacedWhole)
+TEST_F(ReplacedFile, IsReplacedWhole)
 {
     replaceFile(in("file"), "one");
     EXPECT_EQ(test::contentOf(in("file")), "one");
@@ -40,7 +40,7 @@ TEST_F(PlacedFile, IsReplacedWhole)
     EXPECT_FALSE(fs::exists(in("file.new")));
 }
 
-TEST_F(PlacedFile, IsItsUsersAloneToWrite)
+TEST_F(ReplacedFile, IsItsUsersAloneToWrite)
 {
     const mode_t before = umask(0);
     replaceFile(in("file"), "one");
@@ -48,7 +48,7 @@ TEST_F(PlacedFile, IsItsUsersAloneToWrite)
     EXPECT_EQ(fs::status(in("file")).permissions(), fs::perms{0644});
 }
 
-TEST_F(PlacedFile, StaysWhenItCannotBeReplaced)
+TEST_F(ReplacedFile, StaysWhenItCannotBeReplaced)
 {
     test::expectOnSmallFilesystem(folder.path(), "size=64k", [this] {
         replaceFile(in("file"), "one");
@@ -69,7 +69,7 @@ TEST_F(PlacedFile, StaysWhenItCannotBeReplaced)
     EXPECT_THROW(replaceFile(in("none") / "file", "one"), std::system_error);
 }
 
-TEST_F(PlacedFile, FollowsNoLinkThatSomebodyLeft)
+TEST_F(ReplacedFile, FollowsNoLinkThatSomebodyLeft)
 {
     const fs::path victim = folder.write("victim", "of somebody else");
     for (const char* name : {"file", "file.new"})
@@ -82,7 +82,7 @@ TEST_F(PlacedFile, FollowsNoLinkThatSomebodyLeft)
     EXPECT_FALSE(fs::is_symlink(in("file")));
 }
 
-TEST_F(PlacedFile, LeavesAnOpenOrLinkedFileOfThatNameAlone)
+TEST_F(ReplacedFile, LeavesAnOpenOrLinkedFileOfThatNameAlone)
 {
     const fs::path other = folder.write("other", "of somebody else");
     fs::create_hard_link(other, in("file.new"));
@@ -90,7 +90,7 @@ TEST_F(PlacedFile, LeavesAnOpenOrLinkedFileOfThatNameAlone)
     EXPECT_EQ(test::contentOf(other), "of somebody else");
 }
 
-TEST_F(PlacedFile, IsAnErrorWhereAFolderHasItsName)
+TEST_F(ReplacedFile, IsAnErrorWhereAFolderHasItsName)
 {
     fs::create_directories(in("file.new") / "deep");
     EXPECT_THROW(replaceFile(in("file"), "one"), std::system_error);

@@ -9,7 +9,7 @@ namespace
 
 // tests/bus/ tests with a bus that the connection stays open.
 
-TEST(KeptBus, SaysThatThereIsNoBus)
+TEST(ThreadBus, SaysThatThereIsNoBus)
 {
     healthintf::test::haveNoBus();
     EXPECT_EQ(healthintf::test::inChild([] {
