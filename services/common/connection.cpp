@@ -2,7 +2,7 @@
 
 #include "service_log.hpp"
 
-#include <platform/held_signals.hpp>
+#include <platform/signal_blocker.hpp>
 
 #include <cstdlib>
 #include <exception>
@@ -33,7 +33,7 @@ sd_bus* openDefault()
  * too, but does not say why there is none. */
 sd_bus* named(sd_bus* bus)
 {
-    const HeldSignals held;
+    const SignalBlocker blocker;
     const char* unique = nullptr;
     check(sd_bus_get_unique_name(bus, &unique), "unable to connect to the bus");
     return bus;
@@ -51,7 +51,7 @@ Connection::Connection(EventLoop& loop) :
         loop.exit(EXIT_FAILURE);
     })
 {
-    const HeldSignals held;
+    const SignalBlocker blocker;
     // A bus whose queue for this service is full drops answers, too.
     constexpr uint64_t longestWait = 5'000'000;
     check(sd_bus_set_method_call_timeout(raw.get(), longestWait),
@@ -67,7 +67,7 @@ Connection::~Connection()
 
 void Connection::requestName(const char* wanted)
 {
-    const HeldSignals held;
+    const SignalBlocker blocker;
     check(sd_bus_request_name(raw.get(), wanted, 0), wanted);
 }
 
@@ -146,7 +146,7 @@ int Connection::takeAnswer(sd_bus_message* message, void* context,
 
 void Connection::flush()
 {
-    const HeldSignals held;
+    const SignalBlocker blocker;
     check(sd_bus_flush(raw.get()), "sd_bus_flush");
 }
 

@@ -118,7 +118,7 @@ std::string escaped(std::string_view document)
     std::string result;
     forEachCharacter(document, [&](const Character& character) {
         const uint32_t code = character.code;
-        if (code < firstToEscape || !host::misleads(code))
+        if (code < firstToEscape || !host::isMisleading(code))
         {
             result += character.bytes;
         }

@@ -170,7 +170,7 @@ int SelMirror::replace(const std::function<void(const Sink& put)>& tellAll)
 {
     return useCache([&] {
         auto made = std::make_unique<Segment>(
-            madeFolder(selMirrorFolder()) / mirrorFile, segmentCapacity());
+            makeFolder(selMirrorFolder()) / mirrorFile, segmentCapacity());
         tellAll([&made](uint64_t sequence, const SELEntryProperties& entry) {
             put(*made, sequence, entry);
         });

@@ -1,9 +1,9 @@
 #include "../host_log.hpp"
-#include "../kept_bus.hpp"
+#include "../thread_bus.hpp"
 #include "protocol.hpp"
 
 #include <platform/data_abstraction/healthmgr.hpp>
-#include <platform/held_signals.hpp>
+#include <platform/signal_blocker.hpp>
 
 #include <cerrno>
 #include <cstring>
@@ -22,8 +22,8 @@ using namespace healthintf::host;
 void send(const std::string& service, const std::string& path,
           const std::string& key)
 {
-    const HeldSignals held;
-    sd_bus* bus = keptBus();
+    const SignalBlocker blocker;
+    sd_bus* bus = threadBus();
     sd_bus_message* raw = nullptr;
     checkBus("sd_bus_message_new_method_call",
              sd_bus_message_new_method_call(

@@ -5,7 +5,7 @@
 
 #include <com/vexa/olvar/logmgr/names.hpp>
 
-#include <log_manager/protocol.hpp>
+#include <logmgr/protocol.hpp>
 
 #include <algorithm>
 #include <array>

@@ -1,30 +1,31 @@
 #pragma once
 
-/** @file What the host platform and our log manager agree upon, beside what
- *  every log manager has. */
+/** @file Methods, errors and special values of our logmgr that other log
+ *  managers need not have. */
 
 #include <cstdint>
 
 namespace healthintf::host
 {
 
-/** Stores a record with its time: `(ssyy)ayu` to `u`. */
+/** Stores a record with its timestamp: `(ssyy)ayu` to `u`. */
 inline constexpr const char* addSelWithTimestamp = "AddSELWithTimestamp";
 
-/** Lists entries of a generation of the log by their sequence numbers: `ttu` to
- *  `ta(qu(ssyy)ay)tq`. */
+/** Lists entries of one generation of the log by their sequence numbers: `ttu`
+ *  to `ta(qu(ssyy)ay)tq`. */
 inline constexpr const char* listLog = "ListLog";
 
-/** Clears the log if its last entry is known: `tq` to `uq`. */
+/** Clears the log unless it has changed since the caller read it: `tq` to
+ *  `uq`. */
 inline constexpr const char* clearUpTo = "ClearUpTo";
 
-/** What ListLog answers as the next entry when there is none. */
+/** The next entry in ListLog's reply when there is none. */
 inline constexpr uint64_t noSelSequence = UINT64_MAX;
-/** What stands for whichever generation, and for whichever last entry. */
+/** In the place of a generation, and of a last entry: any. */
 inline constexpr uint64_t anySelGeneration = 0;
 inline constexpr uint16_t anyLastSelEntry = UINT16_MAX;
 
-/** The log manager's own errors. */
+/** The D-Bus errors of logmgr. */
 inline constexpr const char* selInvalidRecord =
     "com.vexa.olvar.logmgr.Error.InvalidRecord";
 inline constexpr const char* selFull = "com.vexa.olvar.logmgr.Error.Full";

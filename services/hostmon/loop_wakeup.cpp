@@ -1,4 +1,4 @@
-#include "doorbell.hpp"
+#include "loop_wakeup.hpp"
 
 #include <sys/eventfd.h>
 
@@ -10,7 +10,7 @@
 namespace healthintf::hostmon
 {
 
-Doorbell::Doorbell() : fd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+LoopWakeup::LoopWakeup() : fd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
     if (fd < 0)
     {
@@ -18,20 +18,20 @@ Doorbell::Doorbell() : fd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
     }
 }
 
-Doorbell::~Doorbell()
+LoopWakeup::~LoopWakeup()
 {
     close(fd);
 }
 
-void Doorbell::ring() const
+void LoopWakeup::wake() const
 {
-    // Fails only when it was rung already, 2^64 times.
+    // Fails only when the counter is full, and then the descriptor is readable.
     static_cast<void>(eventfd_write(fd, 1));
 }
 
-void Doorbell::answer() const
+void LoopWakeup::reset() const
 {
-    // Fails only when it was not rung.
+    // Fails only when the counter is 0 already.
     eventfd_t count = 0;
     static_cast<void>(eventfd_read(fd, &count));
 }

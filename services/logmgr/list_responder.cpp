@@ -1,4 +1,4 @@
-#include "list_answers.hpp"
+#include "list_responder.hpp"
 
 #include "../common/service_log.hpp"
 #include "line_limit.hpp"
@@ -24,19 +24,20 @@ using host::checkBus;
 namespace
 {
 
-/** Lines about calls that fail, which anybody may make. */
+/** Limits the lines about failed calls, which any client can cause. */
 constinit host::LineLimit answerFailureLines;
 
-/** How many bytes the kernel keeps of what the bus has not taken. libsystemd
- *  asks for 8 MiB, behind which an answer to an addition would have to wait. */
+/** Size of the socket's send buffer in bytes. libsystemd asks for 8 MiB, and
+ *  the answer to an addition would have to wait until the bus has read all of
+ *  that. */
 constexpr int sendBuffer = 64 * 1024;
 
-/** How many calls are refused before a list is given, whatever else there is
- *  to take: calls without end must not keep the lists of others waiting. */
+/** After so many refused calls one list is sent, even if more calls wait: a
+ *  flood of calls must not keep the lists of others waiting. */
 constexpr std::size_t refusalsBetweenLists = 16;
 
-/** How many refusals wait at most for the bus to take them; each is a message
- *  of less than 1 KiB. */
+/** How many errors may wait for the bus to take them; each is a message of less
+ *  than 1 KiB. */
 constexpr std::size_t maxRefusals = 8192;
 
 constexpr const char* driver = "org.freedesktop.DBus";
@@ -45,14 +46,14 @@ constexpr const char* lostNamesRule =
     "type='signal',sender='org.freedesktop.DBus',"
     "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg2=''";
 
-int socketOf(sd_bus* bus)
+int getSocket(sd_bus* bus)
 {
     const int fd = sd_bus_get_fd(bus);
     checkBus("sd_bus_get_fd", fd);
     return fd;
 }
 
-int duplicateOf(int fd)
+int duplicateDescriptor(int fd)
 {
     const int copy = fcntl(fd, F_DUPFD_CLOEXEC, 0);
     if (copy < 0)
@@ -108,11 +109,11 @@ void answer(const ListCall& call, const EventLog& events)
 
 } // namespace
 
-ListAnswers::ListAnswers(services::EventLoop& loop,
-                         services::Connection& connection,
-                         const EventLog& events) :
+ListResponder::ListResponder(services::EventLoop& loop,
+                             services::Connection& connection,
+                             const EventLog& events) :
     bus(connection.get()),
-    events(events), socket(duplicateOf(socketOf(bus))),
+    events(events), socket(duplicateDescriptor(getSocket(bus))),
     writable(loop.onWritable(socket.get(), [this] {
         answerNext();
     }))
@@ -121,12 +122,12 @@ ListAnswers::ListAnswers(services::EventLoop& loop,
     services::EventLoop::enable(writable, false);
     sd_bus_slot* slot = nullptr;
     checkBus("sd_bus_add_match_async",
-             sd_bus_add_match_async(bus, &slot, lostNamesRule, takeLostName,
+             sd_bus_add_match_async(bus, &slot, lostNamesRule, forgetLostName,
                                     nullptr, this));
-    lostNames.reset(slot);
+    lostNameMatch.reset(slot);
 }
 
-void ListAnswers::take(ListCall call)
+void ListResponder::enqueue(ListCall call)
 {
     sd_bus_message* message = call.message.get();
     const char* sender = sd_bus_message_get_sender(message);
@@ -148,10 +149,10 @@ void ListAnswers::take(ListCall call)
     {
         askForUser(sender);
     }
-    noteWork();
+    updateWakeup();
 }
 
-bool ListAnswers::canSend() const
+bool ListResponder::canSend() const
 {
     uint64_t unsent = 0;
     pollfd taken{socket.get(), POLLOUT, 0};
@@ -159,12 +160,12 @@ bool ListAnswers::canSend() const
            poll(&taken, 1, 0) == 1 && (taken.revents & POLLOUT) != 0;
 }
 
-void ListAnswers::noteWork()
+void ListResponder::updateWakeup()
 {
     services::EventLoop::enable(writable, queue.ready() || !refused.empty());
 }
 
-void ListAnswers::refuse(MessagePtr call)
+void ListResponder::refuse(MessagePtr call)
 {
     if (refused.size() < maxRefusals)
     {
@@ -176,50 +177,50 @@ void ListAnswers::refuse(MessagePtr call)
     }
 }
 
-void ListAnswers::sendRefusals()
+void ListResponder::sendRefusals()
 {
     for (std::size_t sent = 0;
          sent < refusalsBetweenLists && !refused.empty() && canSend(); ++sent)
     {
         sd_bus_reply_method_errorf(
             refused.front().get(), SD_BUS_ERROR_LIMITS_EXCEEDED,
-            "too many lists are wanted at once: at most %zu on a connection "
+            "too many calls for lists wait: at most %zu on a connection "
             "and %zu of a user",
             maxListsOfSender, maxListsOfUser);
         refused.pop_front();
     }
 }
 
-void ListAnswers::askForUser(const std::string& sender)
+void ListResponder::askForUser(const std::string& sender)
 {
-    Question& question = questions[sender];
-    question.answers = this;
-    question.sender = sender;
+    UserQuery& query = userQueries[sender];
+    query.responder = this;
+    query.sender = sender;
     sd_bus_slot* slot = nullptr;
     const int result = sd_bus_call_method_async(
         bus, &slot, driver, driverPath, driver, "GetConnectionUnixUser",
-        takeUser, &question, "s", sender.c_str());
-    question.slot.reset(slot);
+        receiveUser, &query, "s", sender.c_str());
+    query.slot.reset(slot);
     if (result < 0)
     {
-        questions.erase(sender);
+        userQueries.erase(sender);
         queue.forget(sender);
         checkBus("sd_bus_call_method_async", result);
     }
 }
 
-int ListAnswers::takeUser(sd_bus_message* reply, void* question,
-                          sd_bus_error* /*error*/)
+int ListResponder::receiveUser(sd_bus_message* reply, void* userQuery,
+                               sd_bus_error* /*error*/)
 {
-    auto* asked = static_cast<Question*>(question);
-    ListAnswers& self = *asked->answers;
-    const std::string sender = std::move(asked->sender);
-    self.questions.erase(sender);
+    auto* query = static_cast<UserQuery*>(userQuery);
+    ListResponder& self = *query->responder;
+    const std::string sender = std::move(query->sender);
+    self.userQueries.erase(sender);
     uint32_t user = 0;
     if (sd_bus_message_is_method_error(reply, nullptr) > 0 ||
         sd_bus_message_read(reply, "u", &user) <= 0)
     {
-        // Who asked has gone, or comes again.
+        // The sender has disconnected, or its next call asks again.
         self.queue.forget(sender);
         return 0;
     }
@@ -227,24 +228,24 @@ int ListAnswers::takeUser(sd_bus_message* reply, void* question,
     {
         self.refuse(std::move(call.message));
     }
-    self.noteWork();
+    self.updateWakeup();
     return 0;
 }
 
-int ListAnswers::takeLostName(sd_bus_message* signal, void* self,
-                              sd_bus_error* /*error*/)
+int ListResponder::forgetLostName(sd_bus_message* signal, void* self,
+                                  sd_bus_error* /*error*/)
 {
     const char* name = nullptr;
     if (sd_bus_message_read(signal, "s", &name) > 0)
     {
-        auto* answers = static_cast<ListAnswers*>(self);
-        answers->questions.erase(name);
-        answers->queue.forget(name);
+        auto* responder = static_cast<ListResponder*>(self);
+        responder->userQueries.erase(name);
+        responder->queue.forget(name);
     }
     return 0;
 }
 
-void ListAnswers::answerNext()
+void ListResponder::answerNext()
 {
     sendRefusals();
     if (canSend())
@@ -254,7 +255,7 @@ void ListAnswers::answerNext()
             answer(*call, events);
         }
     }
-    noteWork();
+    updateWakeup();
 }
 
 } // namespace healthintf::logmgr

@@ -1,21 +1,21 @@
 #include "child.hpp"
-#include "kept_bus.hpp"
 #include "no_bus.hpp"
+#include "thread_bus.hpp"
 
 #include <gtest/gtest.h>
 
 namespace
 {
 
-// How a connection is kept needs a bus: tests/bus/ has that.
+// tests/bus/ tests with a bus that the connection stays open.
 
-TEST(KeptBus, SaysThatThereIsNoBus)
+TEST(ThreadBus, SaysThatThereIsNoBus)
 {
     healthintf::test::haveNoBus();
     EXPECT_EQ(healthintf::test::inChild([] {
                   try
                   {
-                      healthintf::host::keptBus();
+                      healthintf::host::threadBus();
                   }
                   catch (const std::system_error& e)
                   {

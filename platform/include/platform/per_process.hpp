@@ -21,7 +21,7 @@ namespace healthintf
  *
  *  @tparam Value is made without arguments */
 template <typename Value>
-class OfEachProcess
+class PerProcess
 {
   public:
     /** The value of this process.

@@ -1,4 +1,4 @@
-/** @file The log manager's service: its name, its object and its life. */
+/** @file The service logmgr: its name, its object, its start and end. */
 
 #include "cache_view.hpp"
 #include "file_content.hpp"
@@ -41,7 +41,7 @@ std::string refusalOf(const std::function<void()>& work)
 class LogManager : public testing::Test
 {
   protected:
-    /** The option that names a configuration. */
+    /** The option for a configuration file. */
     std::vector<std::string> configured(const std::string& text) const
     {
         return {"--config", bus.folder().write("logmgr.toml", text)};

@@ -1,4 +1,4 @@
-#include "kept_bus.hpp"
+#include "thread_bus.hpp"
 
 #include <poll.h>
 
@@ -7,8 +7,7 @@ namespace healthintf::host
 namespace
 {
 
-/** Whether a connection is still one as far as can be told without using
- *  it. */
+/** Whether a connection seems to be open, as far as its socket shows. */
 bool isAlive(sd_bus* bus)
 {
     if (sd_bus_is_open(bus) <= 0)
@@ -16,25 +15,25 @@ bool isAlive(sd_bus* bus)
         return false;
     }
     pollfd socket{sd_bus_get_fd(bus), 0, 0};
-    // These events are told of without being asked for.
+    // poll() reports these events without being asked for them.
     return poll(&socket, 1, 0) >= 0 &&
            (socket.revents & (POLLHUP | POLLERR | POLLNVAL)) == 0;
 }
 
 } // namespace
 
-sd_bus* keptBus()
+sd_bus* threadBus()
 {
-    static thread_local BusPtr kept;
-    if (kept && !isAlive(kept.get()))
+    static thread_local BusPtr bus;
+    if (bus && !isAlive(bus.get()))
     {
-        kept.reset();
+        bus.reset();
     }
-    if (!kept)
+    if (!bus)
     {
-        kept = openDefaultBus();
+        bus = openDefaultBus();
     }
-    return kept.get();
+    return bus.get();
 }
 
 } // namespace healthintf::host

@@ -1,11 +1,11 @@
 #include "../failure_log.hpp"
 #include "../host_log.hpp"
-#include "../kept_bus.hpp"
 #include "../storage/store_failure.hpp"
+#include "../thread_bus.hpp"
 #include "protocol.hpp"
 
 #include <platform/data_abstraction/sel.hpp>
-#include <platform/held_signals.hpp>
+#include <platform/signal_blocker.hpp>
 #include <platform/utf8.hpp>
 
 #include <cerrno>
@@ -23,10 +23,11 @@ using DataAbstraction::SEL::Sensor;
 
 constinit FailureLog logFailures;
 
-/** Our failures are numbers beyond any identifier. */
+/** Errors are returned as numbers above all identifiers. */
 constexpr uint32_t failureBase = DataAbstraction::SEL::largestRecordId + 1;
 
-/** How many bytes we give the bus at once; it cuts off who sends too much. */
+/** How many bytes a text or record may have: the bus disconnects who sends too
+ *  much. */
 constexpr std::size_t maxArgument = 1UL << 20;
 
 [[noreturn]] void fail(int code, const std::string& why)
@@ -34,13 +35,14 @@ constexpr std::size_t maxArgument = 1UL << 20;
     throw std::system_error(code, std::generic_category(), why);
 }
 
-/** @throws std::system_error for what the bus cannot carry */
+/** @throws std::system_error when the bus cannot carry the text */
 void checkText(const std::string& text, const char* what)
 {
     if (text.size() > maxArgument || text.find('\0') != std::string::npos ||
         !isUtf8(text))
     {
-        fail(EINVAL, std::string(what) + " of the sensor is no text for a bus");
+        fail(EINVAL,
+             std::string(what) + " of the sensor cannot be sent on a bus");
     }
 }
 
@@ -68,8 +70,8 @@ void append(sd_bus_message* message, const Sensor& sensor,
     }
 }
 
-/** The number of an error that the service or the bus answered with. */
-int numberOf(const sd_bus_error& error)
+/** The errno for an error of logmgr or of the bus. */
+int errnoFor(const sd_bus_error& error)
 {
     const std::string_view name = error.name;
     if (name == selFull)
@@ -83,19 +85,20 @@ int numberOf(const sd_bus_error& error)
     return sd_bus_error_get_errno(&error);
 }
 
-/** Calls and waits for the reply.
+/** Sends a call and waits for its reply.
  *
- *  @throws std::system_error with the text of an error reply */
+ *  @throws std::system_error with the error's text when the reply is an
+ *          error */
 MessagePtr call(sd_bus* bus, sd_bus_message* message)
 {
     sd_bus_error error = SD_BUS_ERROR_NULL;
     sd_bus_message* reply = nullptr;
-    const HeldSignals held;
+    const SignalBlocker blocker;
     const int result = sd_bus_call(bus, message, 0, &error, &reply);
     MessagePtr owned(reply);
     if (sd_bus_error_is_set(&error) != 0)
     {
-        const int code = numberOf(error);
+        const int code = errnoFor(error);
         const std::string text = error.message != nullptr ? error.message : "";
         sd_bus_error_free(&error);
         fail(code, text);
@@ -104,8 +107,10 @@ MessagePtr call(sd_bus* bus, sd_bus_message* message)
     return owned;
 }
 
-/** @throws std::system_error when the reply holds no identifier */
-uint32_t identifierIn(sd_bus_message* reply)
+/** Reads the identifier in a reply.
+ *
+ *  @throws std::system_error when it has none */
+uint32_t readIdentifier(sd_bus_message* reply)
 {
     uint32_t id = 0;
     if (sd_bus_message_has_signature(reply, "u") <= 0 ||
@@ -121,29 +126,29 @@ uint32_t identifierIn(sd_bus_message* reply)
     return id;
 }
 
-/** What to do about a failure, in words. */
+/** What the operator can do about a failure. */
 const char* remedyForCall(int code)
 {
     switch (code)
     {
         case EINVAL:
-            return "see what the daemon gives";
+            return "check what the daemon passes";
         case ENOSPC:
             return "clear the log";
         case EACCES:
         case EPERM:
-            return "let this user add to the log in the policy of the bus";
+            return "let the bus policy allow this user to add events";
         case EHOSTUNREACH:
         case ENXIO:
         case ENOENT:
         case ECONNREFUSED:
-            return "see that the bus and the log manager are there";
+            return "check that the bus and logmgr run";
         case EPIPE:
         case ECONNRESET:
         case ETIMEDOUT:
-            return "it may be stored all the same: look into the log";
+            return "it may be stored nevertheless: check the log";
         default:
-            return "see the log manager's own lines";
+            return "see what logmgr logs";
     }
 }
 
@@ -157,8 +162,8 @@ uint32_t DataAbstraction::SEL::AddSEL(const std::string& service,
 {
     try
     {
-        // Never sent twice: the one before may have been stored.
-        sd_bus* bus = keptBus();
+        // Sent once only: after a failure the record may have been stored.
+        sd_bus* bus = threadBus();
         sd_bus_message* raw = nullptr;
         checkBus(
             "sd_bus_message_new_method_call",
@@ -168,7 +173,7 @@ uint32_t DataAbstraction::SEL::AddSEL(const std::string& service,
                 timestamp ? addSelWithTimestamp : SELInterface::addMethod));
         const MessagePtr message(raw);
         append(raw, sensor, record, timestamp);
-        const uint32_t id = identifierIn(call(bus, raw).get());
+        const uint32_t id = readIdentifier(call(bus, raw).get());
         logFailures.noteSuccess();
         return id;
     }

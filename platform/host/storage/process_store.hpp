@@ -1,8 +1,8 @@
 #pragma once
 
-/** @file What each process opens once. */
+/** @file A store that each process opens once. */
 
-#include <platform/of_each_process.hpp>
+#include <platform/per_process.hpp>
 
 #include <sys/types.h>
 
@@ -15,18 +15,18 @@
 namespace healthintf::host
 {
 
-/** Opens a store at its first use in each process. A failed attempt is made
- *  again at the next use. Thread-safe; for objects that are never destroyed.
+/** Opens a store at its first use in each process. After a failure the next use
+ *  tries again. Thread-safe; for static objects, as the store is never closed.
  *
- *  A child after fork() may neither use nor close what its parent opened; it
- *  keeps that and opens anew. */
+ *  After fork() a child process opens the store again. It neither uses nor
+ *  closes the parent's, which stays reachable for leak checkers. */
 template <typename Store>
-class OpenedOnce
+class ProcessStore
 {
   public:
-    /** What this process has opened.
+    /** Returns this process's store; opens it if need be.
      *
-     *  @param[in] open gives the opened store as a std::unique_ptr
+     *  @param[in] open opens the store and returns it as a std::unique_ptr
      *  @throws what @p open throws */
     template <typename Open>
     Store& get(Open&& open)
@@ -41,13 +41,13 @@ class OpenedOnce
             return *mine;
         }
         std::unique_ptr<Store> made = open();
-        // Never closed: objects that outlive main() still use it.
+        // Never deleted: static objects still use it after main().
         const auto* entry = new Entry{made.get(), getpid(), current.load()};
         current.store(entry, std::memory_order_release);
         return *made.release();
     }
 
-    /** The same without opening; null when there is none. */
+    /** Returns this process's store; null when it is not open. */
     Store* opened() const noexcept
     {
         const Entry* entry = current.load(std::memory_order_acquire);
@@ -60,14 +60,14 @@ class OpenedOnce
     {
         Store* store;
         pid_t process;
-        // What the parent opened, kept reachable.
+        // The parent process's entry, kept reachable.
         const Entry* parents;
     };
 
     std::atomic<const Entry*> current{nullptr};
     /** Each process has one of its own: in a child of fork() the parent's may
      *  stay locked. */
-    OfEachProcess<std::mutex> opening;
+    PerProcess<std::mutex> opening;
 };
 
 } // namespace healthintf::host

@@ -1,4 +1,4 @@
-#include "json_place.hpp"
+#include "json_node.hpp"
 
 #include "../message_registry/json_lines.hpp"
 #include "event_table_file.hpp"
@@ -13,7 +13,7 @@ namespace
 
 using nlohmann::json;
 
-/** "line 3: SensorTypes: 0x05: cause". */
+/** Throws an error such as "line 3: SensorTypes: 0x05: cause". */
 [[noreturn]] void failAt(std::string_view text,
                          const std::vector<std::string>& keys,
                          const std::string& cause)
@@ -26,12 +26,11 @@ using nlohmann::json;
     throw EventTableError(place + cause);
 }
 
-/** Notices a key that an object has twice, of which the parser would keep the
- *  last. */
-class TwiceFinder
+/** Finds keys that an object has twice: the parser would keep only the last. */
+class DuplicateKeyFinder
 {
   public:
-    explicit TwiceFinder(std::string_view text) : text(text)
+    explicit DuplicateKeyFinder(std::string_view text) : text(text)
     {}
 
     void note(json::parse_event_t event, const json& parsed)
@@ -40,18 +39,19 @@ class TwiceFinder
         {
             case json::parse_event_t::object_start:
                 seen.emplace_back();
-                way.emplace_back();
+                path.emplace_back();
                 break;
             case json::parse_event_t::key:
-                way.back() = parsed.get<std::string>();
-                if (!seen.back().insert(way.back()).second)
+                path.back() = parsed.get<std::string>();
+                if (!seen.back().insert(path.back()).second)
                 {
-                    failAt(text, way, "is there twice, first in this line");
+                    failAt(text, path,
+                           "is a duplicate key, first on this line");
                 }
                 break;
             case json::parse_event_t::object_end:
                 seen.pop_back();
-                way.pop_back();
+                path.pop_back();
                 break;
             default:
                 break;
@@ -61,27 +61,27 @@ class TwiceFinder
   private:
     std::string_view text;
     std::vector<std::set<std::string>> seen;
-    std::vector<std::string> way;
+    std::vector<std::string> path;
 };
 
 } // namespace
 
-json JsonPlace::parse(std::string_view text)
+json JsonNode::parse(std::string_view text)
 {
-    TwiceFinder twice(text);
+    DuplicateKeyFinder finder(text);
     json parsed;
     try
     {
-        parsed =
-            json::parse(text, [&twice](int /*depth*/, json::parse_event_t event,
-                                       json& value) {
-                twice.note(event, value);
+        parsed = json::parse(
+            text,
+            [&finder](int /*depth*/, json::parse_event_t event, json& value) {
+                finder.note(event, value);
                 return true;
             });
     }
     catch (const json::exception& e)
     {
-        throw EventTableError(problemOf(text, e));
+        throw EventTableError(describeJsonError(text, e));
     }
     if (!parsed.is_object())
     {
@@ -90,69 +90,69 @@ json JsonPlace::parse(std::string_view text)
     return parsed;
 }
 
-void JsonPlace::fail(const std::string& cause) const
+void JsonNode::fail(const std::string& cause) const
 {
     failAt(text, keys, cause);
 }
 
-JsonPlace JsonPlace::below(const std::string& name, const json& what) const
+JsonNode JsonNode::child(const std::string& name, const json& what) const
 {
-    JsonPlace place(what, text);
-    place.keys = keys;
-    place.keys.push_back(name);
-    return place;
+    JsonNode node(what, text);
+    node.keys = keys;
+    node.keys.push_back(name);
+    return node;
 }
 
-JsonPlace JsonPlace::at(const std::string& name) const
+JsonNode JsonNode::at(const std::string& name) const
 {
     const auto found = value.find(name);
     if (found == value.end())
     {
         fail(name + " is missing");
     }
-    return below(name, *found);
+    return child(name, *found);
 }
 
-std::vector<JsonPlace> JsonPlace::members() const
+std::vector<JsonNode> JsonNode::members() const
 {
     if (!value.is_object())
     {
         fail("is no object");
     }
-    std::vector<JsonPlace> all;
+    std::vector<JsonNode> all;
     for (const auto& [name, member] : value.items())
     {
-        all.push_back(below(name, member));
+        all.push_back(child(name, member));
     }
     return all;
 }
 
-void JsonPlace::allowOnly(std::initializer_list<std::string_view> names) const
+void JsonNode::allowOnly(std::initializer_list<std::string_view> names) const
 {
-    for (const JsonPlace& member : members())
+    for (const JsonNode& member : members())
     {
         if (std::ranges::find(names, member.key()) == names.end())
         {
-            member.fail("is not known here");
+            member.fail("is an unknown key");
         }
     }
 }
 
-const std::string& JsonPlace::asText(std::size_t longest) const
+const std::string& JsonNode::asText(std::size_t longest) const
 {
     if (!value.is_string() || value.get_ref<const std::string&>().empty())
     {
         fail("is no text");
     }
-    const auto& held = value.get_ref<const std::string&>();
-    if (held.size() > longest)
+    const auto& content = value.get_ref<const std::string&>();
+    if (content.size() > longest)
     {
         fail("is longer than " + std::to_string(longest) + " bytes");
     }
-    return held;
+    return content;
 }
 
-unsigned int JsonPlace::asNumber(unsigned int highest) const
+unsigned int JsonNode::asNumber(unsigned int highest) const
 {
     if (!value.is_number_unsigned() || value.get<uint64_t>() > highest)
     {

@@ -1,4 +1,4 @@
-#include "placed_file.hpp"
+#include "replace_file.hpp"
 
 #include "../storage/file_descriptor.hpp"
 #include "../storage/files.hpp"
@@ -20,55 +20,55 @@ namespace fs = std::filesystem;
 namespace
 {
 
-/** Who may use the file, less the umask. */
+/** The file's permissions, before the umask. */
 constexpr mode_t fileMode = 0644;
 
-[[noreturn]] void failToPlace(const fs::path& file)
+[[noreturn]] void throwForFile(const fs::path& file)
 {
     throw std::system_error(errno, std::generic_category(), file.string());
 }
 
-/** Makes a file that nobody else has open. What is there is taken away and not
- *  used: it may be a link, or lead to a file of somebody else. */
-FileDescriptor madeFile(const fs::path& file)
+/** Creates a file that nobody else has open. Removes an existing one first: it
+ *  may be a link to somebody else's file. */
+FileDescriptor createFile(const fs::path& file)
 {
     if (unlink(file.c_str()) != 0 && errno != ENOENT)
     {
-        failToPlace(file);
+        throwForFile(file);
     }
     FileDescriptor made(
         open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
              fileMode));
     if (made.get() < 0)
     {
-        failToPlace(file);
+        throwForFile(file);
     }
     return made;
 }
 
-/** Makes a file with this content, which is on the disk then. */
+/** Creates a file with this content and writes it to the disk. */
 void writeFile(const fs::path& file, std::string_view content)
 {
-    const FileDescriptor made = madeFile(file);
+    const FileDescriptor made = createFile(file);
     while (!content.empty())
     {
         const ssize_t written =
             write(made.get(), content.data(), content.size());
         if (written < 0 && errno != EINTR)
         {
-            failToPlace(file);
+            throwForFile(file);
         }
         content.remove_prefix(std::max<ssize_t>(written, 0));
     }
     if (fsync(made.get()) != 0)
     {
-        failToPlace(file);
+        throwForFile(file);
     }
 }
 
 } // namespace
 
-void putInPlace(const fs::path& file, std::string_view content)
+void replaceFile(const fs::path& file, std::string_view content)
 {
     const fs::path made = file.string() + ".new";
     try

@@ -1,5 +1,5 @@
 #include "event_description/event_table_file.hpp"
-#include "event_description/json_place.hpp"
+#include "event_description/json_node.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ constexpr std::string_view text = R"({
 "list": [1]
 })";
 
-class JsonPlaces : public testing::Test
+class JsonNodes : public testing::Test
 {
   protected:
     static std::string failureOf(const std::function<void()>& what)
@@ -38,15 +38,15 @@ class JsonPlaces : public testing::Test
     static std::string failureToParse(std::string_view bad)
     {
         return failureOf([bad] {
-            JsonPlace::parse(bad);
+            JsonNode::parse(bad);
         });
     }
 
-    const nlohmann::json parsed = JsonPlace::parse(text);
-    const JsonPlace whole{parsed, text};
+    const nlohmann::json parsed = JsonNode::parse(text);
+    const JsonNode whole{parsed, text};
 };
 
-TEST_F(JsonPlaces, GiveTheirValues)
+TEST_F(JsonNodes, GiveTheirValues)
 {
     EXPECT_EQ(whole.at("a").at("text").asText(3), "one");
     EXPECT_EQ(whole.at("a").at("number").asNumber(7), 7u);
@@ -56,7 +56,7 @@ TEST_F(JsonPlaces, GiveTheirValues)
     EXPECT_EQ(whole.at("a").members().size(), 2u);
 }
 
-TEST_F(JsonPlaces, SayWhereTheyStandWhenTheyAreWrong)
+TEST_F(JsonNodes, SayWhereTheyStandWhenTheyAreWrong)
 {
     EXPECT_EQ(failureOf([&] {
                   whole.at("a").at("text").asText(2);
@@ -80,7 +80,7 @@ TEST_F(JsonPlaces, SayWhereTheyStandWhenTheyAreWrong)
               "line 6: list: is no object");
 }
 
-TEST_F(JsonPlaces, SayWhatIsMissingOrTooMuch)
+TEST_F(JsonNodes, SayWhatIsMissingOrTooMuch)
 {
     EXPECT_EQ(failureOf([&] {
                   whole.at("a").at("other");
@@ -89,14 +89,14 @@ TEST_F(JsonPlaces, SayWhatIsMissingOrTooMuch)
     EXPECT_EQ(failureOf([&] {
                   whole.at("a").allowOnly({"text"});
               }),
-              "line 4: a: number: is not known here");
+              "line 4: a: number: is an unknown key");
     EXPECT_EQ(failureOf([&] {
                   whole.allowOnly({"a", "list"});
               }),
               "none");
 }
 
-TEST_F(JsonPlaces, AreInValidJsonOnly)
+TEST_F(JsonNodes, AreInValidJsonOnly)
 {
     EXPECT_EQ(failureToParse("{\n\"a\": }"), "line 2: no valid JSON");
     EXPECT_EQ(failureToParse(""), "line 1: no valid JSON");
@@ -105,10 +105,10 @@ TEST_F(JsonPlaces, AreInValidJsonOnly)
     EXPECT_EQ(failureToParse("[]"), "line 1: no JSON object");
 }
 
-TEST_F(JsonPlaces, AreNotThereTwice)
+TEST_F(JsonNodes, AreNotThereTwice)
 {
     EXPECT_EQ(failureToParse("{\n\"a\": {\n\"b\": 1,\n\"b\": 2}}"),
-              "line 3: a: b: is there twice, first in this line");
+              "line 3: a: b: is a duplicate key, first on this line");
     EXPECT_EQ(failureToParse(R"({"a": {"b": 1}, "b": {"a": 1}})"), "none");
 }
 

@@ -1,6 +1,6 @@
 #include "child.hpp"
 
-#include <platform/of_each_process.hpp>
+#include <platform/per_process.hpp>
 
 #include <gtest/gtest.h>
 
@@ -17,13 +17,13 @@ namespace
 
 /** Its values stay in reach, as they are never destroyed. */
 template <typename Value>
-OfEachProcess<Value>& another()
+PerProcess<Value>& another()
 {
-    static auto& kept = *new std::list<OfEachProcess<Value>>;
+    static auto& kept = *new std::list<PerProcess<Value>>;
     return kept.emplace_back();
 }
 
-TEST(OfEachProcess, IsOneForAllThreads)
+TEST(PerProcess, IsOneForAllThreads)
 {
     auto& value = another<int>();
     std::mutex mutex;
@@ -45,7 +45,7 @@ TEST(OfEachProcess, IsOneForAllThreads)
     EXPECT_EQ(*found.begin(), &value.get());
 }
 
-TEST(OfEachProcess, IsAnotherOneInAChild)
+TEST(PerProcess, IsAnotherOneInAChild)
 {
     auto& value = another<int>();
     value.get() = 1;
@@ -58,7 +58,7 @@ TEST(OfEachProcess, IsAnotherOneInAChild)
     EXPECT_EQ(value.get(), 1);
 }
 
-TEST(OfEachProcess, IsFreeInAChildThoughTheParentHoldsIt)
+TEST(PerProcess, IsFreeInAChildThoughTheParentHoldsIt)
 {
     auto& mutex = another<std::mutex>();
     const std::lock_guard lock(mutex.get());

@@ -1,5 +1,5 @@
 #include "child.hpp"
-#include "storage/opened_once.hpp"
+#include "storage/process_store.hpp"
 
 #include <gtest/gtest.h>
 
@@ -22,7 +22,7 @@ struct Store
     int number;
 };
 
-class Opened : public testing::Test
+class OpenStore : public testing::Test
 {
   protected:
     Store& get()
@@ -33,18 +33,19 @@ class Opened : public testing::Test
         });
     }
 
-    /** What is opened once is never closed; here it stays in reach. */
-    static OpenedOnce<Store>& another()
+    /** Keeps the stores, which are never closed, reachable for leak
+     *  checkers. */
+    static ProcessStore<Store>& another()
     {
-        static auto& kept = *new std::list<OpenedOnce<Store>>;
+        static auto& kept = *new std::list<ProcessStore<Store>>;
         return kept.emplace_back();
     }
 
-    OpenedOnce<Store>& once = another();
+    ProcessStore<Store>& once = another();
     int openings = 0;
 };
 
-TEST_F(Opened, IsOneForAProcess)
+TEST_F(OpenStore, IsOneForAProcess)
 {
     EXPECT_EQ(once.opened(), nullptr);
     Store& store = get();
@@ -53,7 +54,7 @@ TEST_F(Opened, IsOneForAProcess)
     EXPECT_EQ(openings, 1);
 }
 
-TEST_F(Opened, IsOneForAllThreads)
+TEST_F(OpenStore, IsOneForAllThreads)
 {
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i)
@@ -69,7 +70,7 @@ TEST_F(Opened, IsOneForAllThreads)
     EXPECT_EQ(openings, 1);
 }
 
-TEST_F(Opened, IsTriedAgainAfterAFailure)
+TEST_F(OpenStore, IsTriedAgainAfterAFailure)
 {
     EXPECT_THROW(once.get([]() -> std::unique_ptr<Store> {
         throw std::runtime_error("broken");
@@ -79,7 +80,7 @@ TEST_F(Opened, IsTriedAgainAfterAFailure)
     EXPECT_EQ(get().number, 1);
 }
 
-TEST_F(Opened, IsAnotherOneInAChild)
+TEST_F(OpenStore, IsAnotherOneInAChild)
 {
     get();
     EXPECT_EQ(test::inChild([this] {
@@ -89,7 +90,7 @@ TEST_F(Opened, IsAnotherOneInAChild)
     EXPECT_EQ(get().number, 1);
 }
 
-TEST_F(Opened, IsOpenedInAChildOfAProcessThatIsOpeningIt)
+TEST_F(OpenStore, IsOpenedInAChildOfAProcessThatIsOpeningIt)
 {
     std::promise<void> opening;
     std::promise<void> forked;

@@ -1,4 +1,4 @@
-#include <platform/held_signals.hpp>
+#include <platform/signal_blocker.hpp>
 
 #include <gtest/gtest.h>
 
@@ -9,10 +9,10 @@ namespace
 
 volatile std::sig_atomic_t taken = 0;
 
-class SignalsThatAreHeld : public testing::Test
+class BlockedSignals : public testing::Test
 {
   protected:
-    SignalsThatAreHeld()
+    BlockedSignals()
     {
         taken = 0;
         before = std::signal(SIGUSR1, [](int /*number*/) {
@@ -20,7 +20,7 @@ class SignalsThatAreHeld : public testing::Test
         });
     }
 
-    ~SignalsThatAreHeld() override
+    ~BlockedSignals() override
     {
         std::signal(SIGUSR1, before);
     }
@@ -35,19 +35,19 @@ class SignalsThatAreHeld : public testing::Test
     void (*before)(int) = nullptr;
 };
 
-TEST_F(SignalsThatAreHeld, AreTakenWhenTheWaitIsOver)
+TEST_F(BlockedSignals, AreTakenWhenTheWaitIsOver)
 {
     {
-        const HeldSignals held;
+        const SignalBlocker blocker;
         std::raise(SIGUSR1);
         EXPECT_EQ(taken, 0);
     }
     EXPECT_EQ(taken, 1);
 }
 
-TEST_F(SignalsThatAreHeld, AreNotThoseOfAFaultInTheThread)
+TEST_F(BlockedSignals, AreNotThoseOfAFaultInTheThread)
 {
-    const HeldSignals held;
+    const SignalBlocker blocker;
     EXPECT_TRUE(isBlocked(SIGTERM));
     for (const int fault : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV})
     {
@@ -55,14 +55,14 @@ TEST_F(SignalsThatAreHeld, AreNotThoseOfAFaultInTheThread)
     }
 }
 
-TEST_F(SignalsThatAreHeld, StayHeldWhenTheyWereBefore)
+TEST_F(BlockedSignals, StayBlockedWhenTheyWereBefore)
 {
     sigset_t one;
     sigemptyset(&one);
     sigaddset(&one, SIGUSR1);
     pthread_sigmask(SIG_BLOCK, &one, nullptr);
     {
-        const HeldSignals held;
+        const SignalBlocker blocker;
     }
     EXPECT_TRUE(isBlocked(SIGUSR1));
     EXPECT_FALSE(isBlocked(SIGTERM));

@@ -1,4 +1,4 @@
-#include "config_manager/placed_file.hpp"
+#include "config_manager/replace_file.hpp"
 #include "file_content.hpp"
 #include "small_filesystem.hpp"
 #include "temporary_folder.hpp"
@@ -17,7 +17,7 @@ namespace
 
 namespace fs = std::filesystem;
 
-class PlacedFile : public testing::Test
+class ReplacedFile : public testing::Test
 {
   protected:
     fs::path in(const char* name) const
@@ -28,33 +28,33 @@ class PlacedFile : public testing::Test
     test::TemporaryFolder folder;
 };
 
-TEST_F(PlacedFile, IsReplacedWhole)
+TEST_F(ReplacedFile, IsReplacedWhole)
 {
-    putInPlace(in("file"), "one");
+    replaceFile(in("file"), "one");
     EXPECT_EQ(test::contentOf(in("file")), "one");
     const std::string large(1 << 20, 'x');
-    putInPlace(in("file"), large);
+    replaceFile(in("file"), large);
     EXPECT_EQ(test::contentOf(in("file")), large);
-    putInPlace(in("file"), "");
+    replaceFile(in("file"), "");
     EXPECT_EQ(test::contentOf(in("file")), "");
     EXPECT_FALSE(fs::exists(in("file.new")));
 }
 
-TEST_F(PlacedFile, IsItsUsersAloneToWrite)
+TEST_F(ReplacedFile, IsItsUsersAloneToWrite)
 {
     const mode_t before = umask(0);
-    putInPlace(in("file"), "one");
+    replaceFile(in("file"), "one");
     umask(before);
     EXPECT_EQ(fs::status(in("file")).permissions(), fs::perms{0644});
 }
 
-TEST_F(PlacedFile, StaysWhenItCannotBeReplaced)
+TEST_F(ReplacedFile, StaysWhenItCannotBeReplaced)
 {
     test::expectOnSmallFilesystem(folder.path(), "size=64k", [this] {
-        putInPlace(in("file"), "one");
+        replaceFile(in("file"), "one");
         try
         {
-            putInPlace(in("file"), std::string(1 << 20, 'x'));
+            replaceFile(in("file"), std::string(1 << 20, 'x'));
             return 1;
         }
         catch (const std::system_error& e)
@@ -66,34 +66,34 @@ TEST_F(PlacedFile, StaysWhenItCannotBeReplaced)
                        : 2;
         }
     });
-    EXPECT_THROW(putInPlace(in("none") / "file", "one"), std::system_error);
+    EXPECT_THROW(replaceFile(in("none") / "file", "one"), std::system_error);
 }
 
-TEST_F(PlacedFile, FollowsNoLinkThatSomebodyLeft)
+TEST_F(ReplacedFile, FollowsNoLinkThatSomebodyLeft)
 {
     const fs::path victim = folder.write("victim", "of somebody else");
     for (const char* name : {"file", "file.new"})
     {
         fs::create_symlink(victim, in(name));
     }
-    putInPlace(in("file"), "one");
+    replaceFile(in("file"), "one");
     EXPECT_EQ(test::contentOf(victim), "of somebody else");
     EXPECT_EQ(test::contentOf(in("file")), "one");
     EXPECT_FALSE(fs::is_symlink(in("file")));
 }
 
-TEST_F(PlacedFile, LeavesAnOpenOrLinkedFileOfThatNameAlone)
+TEST_F(ReplacedFile, LeavesAnOpenOrLinkedFileOfThatNameAlone)
 {
     const fs::path other = folder.write("other", "of somebody else");
     fs::create_hard_link(other, in("file.new"));
-    putInPlace(in("file"), "one");
+    replaceFile(in("file"), "one");
     EXPECT_EQ(test::contentOf(other), "of somebody else");
 }
 
-TEST_F(PlacedFile, IsAnErrorWhereAFolderHasItsName)
+TEST_F(ReplacedFile, IsAnErrorWhereAFolderHasItsName)
 {
     fs::create_directories(in("file.new") / "deep");
-    EXPECT_THROW(putInPlace(in("file"), "one"), std::system_error);
+    EXPECT_THROW(replaceFile(in("file"), "one"), std::system_error);
     EXPECT_FALSE(fs::exists(in("file")));
 }
 
