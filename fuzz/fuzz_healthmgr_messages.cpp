@@ -10,7 +10,7 @@
 #include "surroundings.hpp"
 #include "tree_keeper.hpp"
 
-#include <platform/held_signals.hpp>
+#include <platform/signal_blocker.hpp>
 
 #include <optional>
 #include <utility>
@@ -44,7 +44,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 {
     surroundings();
     // The fuzzer's own alarm is for what comes after.
-    std::optional<HeldSignals> held(std::in_place);
+    std::optional<SignalBlocker> held(std::in_place);
     services::EventLoop loop;
     services::Connection connection(loop);
     healthmgr::HostedNodes nodes(connection.bus());

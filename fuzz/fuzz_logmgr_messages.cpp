@@ -4,7 +4,7 @@
 #include "../services/common/event_loop.hpp"
 #include "directories.hpp"
 #include "event_log.hpp"
-#include "list_answers.hpp"
+#include "list_responder.hpp"
 #include "mirror.hpp"
 #include "sel_object.hpp"
 #include "sel_store.hpp"
@@ -64,7 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     services::EventLoop loop;
     services::Connection connection(loop);
     logmgr::Mirror mirror(events);
-    logmgr::ListAnswers lists(loop, connection, events);
+    logmgr::ListResponder lists(loop, connection, events);
     const logmgr::SelObject object(connection, events, mirror, lists);
     Stranger stranger(connection.bus(), [&loop] {
         while (sd_event_run(loop.get(), 0) > 0)

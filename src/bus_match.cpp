@@ -3,7 +3,7 @@
 #include "log_line.hpp"
 #include "raw_bus.hpp"
 
-#include <platform/held_signals.hpp>
+#include <platform/signal_blocker.hpp>
 
 #include <sdbusplus/sdbus.hpp>
 #include <systemd/sd-bus.h>
@@ -83,7 +83,7 @@ std::unique_ptr<sdbusplus::bus::match_t>
 makeMatch(sdbusplus::bus_t& bus, const std::string& rule, HandlerName name,
           std::function<void(sdbusplus::message_t&)> handler)
 {
-    const healthintf::HeldSignals held;
+    const healthintf::SignalBlocker blocker;
     requireMatch<sdbusplus::SdBusInterface>(bus, rule);
     const auto shared =
         std::make_shared<const NamedHandler>(name, std::move(handler));

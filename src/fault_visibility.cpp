@@ -11,7 +11,7 @@
 #include <hmi_fault_health.hpp>
 #include <hmi_health_value.hpp>
 #include <platform/bus_handles.hpp>
-#include <platform/held_signals.hpp>
+#include <platform/signal_blocker.hpp>
 
 #include <systemd/sd-bus.h>
 
@@ -269,7 +269,7 @@ int FaultAndHealth::SendHideFaultsSignal(bool hide,
         HMI_LOG(log::error, "%s.%d.%s: %s", e.what());
         return statusInvalidArgument;
     }
-    const healthintf::HeldSignals held;
+    const healthintf::SignalBlocker blocker;
     const auto bus = defaultBus();
     auto signal = newSignal(bus.get(), names::root, names::managerInterface,
                             FaultEntry::HideFaultForSensor::name);

@@ -2,7 +2,7 @@
 
 #include <com/vexa/olvar/logmgr/names.hpp>
 #include <hmi_client_stub.hpp>
-#include <platform/held_signals.hpp>
+#include <platform/signal_blocker.hpp>
 
 #include <sdbusplus/exception.hpp>
 #include <sdbusplus/message.hpp>
@@ -47,7 +47,7 @@ int SELClient::addSEL(Sensor sensor, std::vector<uint8_t> record,
             bus.new_method_call(names::logManagerService, names::selPath,
                                 names::selInterface, names::addSelMethod);
         call.append(sensor, record);
-        const healthintf::HeldSignals held;
+        const healthintf::SignalBlocker blocker;
         auto reply = bus.call(call);
         reply.read(recordId);
     }

@@ -20,7 +20,7 @@ inline void checkBus(const char* call, int result)
     }
 }
 
-/** This thread's default connection, opened when there is none.
+/** Returns this thread's default connection; opens it when there is none.
  *
  *  @throws std::system_error when there is no bus */
 inline BusPtr openDefaultBus()

@@ -10,10 +10,10 @@ namespace healthintf::host
 namespace
 {
 
-/** Whether this thread has told that it lost what it watches. */
-constinit thread_local bool told = false;
+/** Whether this thread has logged the loss of its connections. */
+constinit thread_local bool lossLogged = false;
 
-constexpr const char* local = "org.freedesktop.DBus.Local";
+constexpr const char* localInterface = "org.freedesktop.DBus.Local";
 
 } // namespace
 
@@ -22,19 +22,19 @@ BusLossWatch::BusLossWatch(sd_bus* bus, std::function<void()> react) :
 {
     sd_bus_slot* slot = nullptr;
     checkBus("sd_bus_match_signal",
-             sd_bus_match_signal(bus, &slot, local,
-                                 "/org/freedesktop/DBus/Local", local,
-                                 "Disconnected", take, this));
+             sd_bus_match_signal(bus, &slot, localInterface,
+                                 "/org/freedesktop/DBus/Local", localInterface,
+                                 "Disconnected", handleLoss, this));
     match.reset(slot);
-    told = false;
+    lossLogged = false;
 }
 
 BusLossWatch::~BusLossWatch() = default;
 
-int BusLossWatch::take(sd_bus_message* /*message*/, void* context,
-                       sd_bus_error* /*error*/) noexcept
+int BusLossWatch::handleLoss(sd_bus_message* /*message*/, void* context,
+                             sd_bus_error* /*error*/) noexcept
 {
-    if (!std::exchange(told, true))
+    if (!std::exchange(lossLogged, true))
     {
         HOST_LOG(log::error, "%s.%d.%s: the connection to the bus is lost");
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Tells, once, that the connection to the bus is lost. */
+/** @file Logs once that the connection to the bus is lost. */
 
 #include "bus_calls.hpp"
 
@@ -11,16 +11,16 @@
 namespace healthintf::host
 {
 
-/** Watches a connection. When the bus goes away, one line is logged for all
- *  that a thread watches at that time: whoever runs the daemon reads there that
- *  nobody hears of its components any more. Belongs to the connection's
- *  thread. */
+/** Watches a connection. When the bus closes it, one line is logged, even if
+ *  the thread watches several connections. The operator learns from it that
+ *  nobody hears of the daemon's components any more. To be used on the
+ *  connection's thread only. */
 class BusLossWatch
 {
   public:
-    /** @param[in] bus an open connection, which must be processed for this to
-     *             hear of its end; takes none of its match rules
-     *  @param[in] react what else is done then
+    /** @param[in] bus an open connection, which the caller processes; the watch
+     *  uses none of the connection's match rules
+     *  @param[in] react also called when the connection is lost
      *  @throws std::system_error when the connection cannot be watched */
     PLATFORM_API explicit BusLossWatch(sd_bus* bus,
                                        std::function<void()> react = {});
@@ -29,8 +29,8 @@ class BusLossWatch
     BusLossWatch& operator=(const BusLossWatch&) = delete;
 
   private:
-    static int take(sd_bus_message* message, void* context,
-                    sd_bus_error* error) noexcept;
+    static int handleLoss(sd_bus_message* message, void* context,
+                          sd_bus_error* error) noexcept;
 
     std::function<void()> react;
     SlotPtr match;

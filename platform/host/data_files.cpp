@@ -13,7 +13,8 @@ namespace healthintf::host
 
 namespace fs = std::filesystem;
 
-std::vector<fs::path> searchPath(const char* variable, const char* otherwise)
+std::vector<fs::path> splitSearchPath(const char* variable,
+                                      const char* otherwise)
 {
     const char* given = secure_getenv(variable);
     std::istringstream text(given != nullptr ? given : otherwise);
@@ -30,16 +31,16 @@ std::vector<fs::path> searchPath(const char* variable, const char* otherwise)
 
 std::vector<fs::path> registryFolders()
 {
-    return searchPath(registryPathVariable, defaultRegistryPath);
+    return splitSearchPath(registryPathVariable, defaultRegistryPath);
 }
 
 std::vector<fs::path> eventFolders()
 {
-    return searchPath(eventPathVariable, defaultEventPath);
+    return splitSearchPath(eventPathVariable, defaultEventPath);
 }
 
-std::vector<fs::path> jsonFilesOf(const fs::path& folder,
-                                  std::error_code& error)
+std::vector<fs::path> listJsonFiles(const fs::path& folder,
+                                    std::error_code& error)
 {
     std::vector<fs::path> files;
     for (fs::directory_iterator entry(folder, error), end;
@@ -58,11 +59,12 @@ std::vector<fs::path> jsonFilesOf(const fs::path& folder,
     return files;
 }
 
-void warnOfMissing(const char* variable, const std::vector<fs::path>& folders)
+void warnAboutMissingFolders(const char* variable,
+                             const std::vector<fs::path>& folders)
 {
     if (secure_getenv(variable) == nullptr)
     {
-        // Those of the installation need not all be there.
+        // The default folders need not all exist.
         return;
     }
     for (const fs::path& folder : folders)
@@ -77,7 +79,7 @@ void warnOfMissing(const char* variable, const std::vector<fs::path>& folders)
     }
 }
 
-std::string contentOf(const fs::path& file)
+std::string readDataFile(const fs::path& file)
 {
     return readToEnd(openRegularFile(file, 0, "unable to open it"), maxDataFile,
                      "unable to read it");

@@ -10,7 +10,7 @@ namespace healthintf::host
 namespace
 {
 
-/** An environment variable that is set to something, or null. */
+/** Reads an environment variable; null when it is unset or empty. */
 const char* setting(const char* name)
 {
     const char* value = secure_getenv(name);

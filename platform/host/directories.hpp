@@ -9,20 +9,21 @@
 namespace healthintf::host
 {
 
-/** Where the daemons of the whole machine have the folders below. */
+/** The folders of daemons that run as root. */
 inline constexpr const char* systemRuntimeDirectory = "/run/healthintf";
 inline constexpr const char* systemStateDirectory = "/var/lib/healthintf";
 
-/** The folder of what lasts until the next boot: $HEALTHINTF_RUNTIME_DIR, or
- *  /run/healthintf for root, or $XDG_RUNTIME_DIR/healthintf.
+/** The folder of files that last until the next boot: $HEALTHINTF_RUNTIME_DIR,
+ *  or /run/healthintf for root, or $XDG_RUNTIME_DIR/healthintf.
  *
- *  @throws std::runtime_error when none of them is set for this user */
+ *  @throws std::runtime_error when this user has none of them set */
 PLATFORM_API std::filesystem::path runtimeDirectory();
 
-/** The folder of what lasts: $HEALTHINTF_STATE_DIR, or /var/lib/healthintf for
- *  root, or healthintf in $XDG_STATE_HOME or else in $HOME/.local/state.
+/** The folder of files that survive a reboot: $HEALTHINTF_STATE_DIR, or
+ *  /var/lib/healthintf for root, or healthintf in $XDG_STATE_HOME or else in
+ *  $HOME/.local/state.
  *
- *  @throws std::runtime_error when none of them is set for this user */
+ *  @throws std::runtime_error when this user has none of them set */
 PLATFORM_API std::filesystem::path stateDirectory();
 
 /** The folder of the data cache, where each process has a segment.

@@ -1,7 +1,6 @@
 #pragma once
 
-/** @file Keeps failures that last, or come again and again, from filling the
- *  log. */
+/** @file Keeps failures that last or repeat from filling the log. */
 
 #include "line_limit.hpp"
 
@@ -10,9 +9,9 @@
 namespace healthintf::host
 {
 
-/** Decides which failures of one kind of work are logged: one that lasts only
- *  once, and all of them together no more than LineLimit lets through.
- *  Thread-safe. */
+/** Decides which failures of one operation are logged. A failure that repeats
+ *  without a success in between is logged once, and all failures together are
+ *  limited by LineLimit. Thread-safe. */
 class FailureLog
 {
   public:
@@ -20,8 +19,8 @@ class FailureLog
         limit(now)
     {}
 
-    /** Whether a failure is to be logged: it is another one than was logged
-     *  last, or there was a success in between, and there were not too many.
+    /** Whether to log a failure: when it differs from the last logged one or
+     *  there was a success since, and LineLimit admits it.
      *
      *  @param[in] code the failure's number, not 0 */
     bool admits(int code) noexcept
@@ -43,7 +42,7 @@ class FailureLog
 
   private:
     LineLimit limit;
-    /** The failure that was logged last, if it may last still. */
+    /** The last logged failure; 0 after a success. */
     std::atomic<int> last{0};
 };
 

@@ -12,8 +12,7 @@ inline constexpr int logModule = 300;
 
 } // namespace healthintf::host
 
-/** Logs one line in the name of the function that it stands in. */
-#define HOST_LOG(level, format, ...)                     \
-    DLOG_LINE(::healthintf::host::logModule,             \
-              __func__, level, \
+/** Logs one line with the name of the calling function. */
+#define HOST_LOG(level, format, ...)                          \
+    DLOG_LINE(::healthintf::host::logModule, __func__, level, \
               format __VA_OPT__(, ) __VA_ARGS__)

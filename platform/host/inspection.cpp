@@ -16,8 +16,8 @@ namespace
 
 /** Reads every file of the folders.
  *
- *  @param[in] parse takes a file's text and gives what is wrong with parts of
- *             it, or throws when it cannot be used */
+ *  @param[in] parse takes a file's text and returns what is wrong with parts of
+ *  it, or throws when the whole file cannot be used */
 template <typename Parse>
 InstalledFiles inspect(std::vector<fs::path> folders, Parse&& parse)
 {
@@ -29,11 +29,11 @@ InstalledFiles inspect(std::vector<fs::path> folders, Parse&& parse)
     for (const fs::path& folder : found.folders)
     {
         std::error_code error;
-        for (const fs::path& file : jsonFilesOf(folder, error))
+        for (const fs::path& file : listJsonFiles(folder, error))
         {
             try
             {
-                for (const std::string& problem : parse(contentOf(file)))
+                for (const std::string& problem : parse(readDataFile(file)))
                 {
                     note(file, problem);
                 }

@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file What an operator asks of the host platform when something is wrong.
- *  Looking changes nothing. */
+/** @file Checks the installed files for an operator, without changing
+ *  anything. */
 
 #include <platform/api.h>
 
@@ -13,21 +13,21 @@
 namespace healthintf::host
 {
 
-/** Files of the installation as a program that starts now would read them. */
+/** The installed files as a program that starts now would read them. */
 struct InstalledFiles
 {
-    /** Where they are looked for, in this order. */
+    /** The folders that are searched, in this order. */
     std::vector<std::filesystem::path> folders;
-    /** Those of which at least something can be used. */
+    /** How many files can be used, at least in part. */
     std::size_t usable = 0;
-    /** What was left out of them, and why. */
+    /** What cannot be used, and why. */
     std::vector<std::string> problems;
 };
 
-/** Reads the message registries anew. */
+/** Reads the message registries. */
 PLATFORM_API InstalledFiles inspectRegistries();
 
-/** Reads the event table anew. */
+/** Reads the event table. */
 PLATFORM_API InstalledFiles inspectEventTable();
 
 } // namespace healthintf::host

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Keeps what others cause again and again from filling the log. */
+/** @file Keeps repeated lines that others cause from filling the log. */
 
 #include "host_log.hpp"
 
@@ -11,31 +11,31 @@
 namespace healthintf::host
 {
 
-/** Lets a number of lines through at once, and then one in a while, after one
- *  that says how many were left out. Thread-safe. */
+/** Admits a number of lines at once, and then one line in each period, preceded
+ *  by a line that counts the omitted ones. Thread-safe. */
 class LineLimit
 {
   public:
     using Clock = std::chrono::steady_clock;
     using Now = Clock::time_point (*)();
 
-    /** How many lines may come at once. */
-    static constexpr int atOnce = 10;
-    /** How long it takes until there may be one line more. */
-    static constexpr std::chrono::seconds oneMore{10};
+    /** How many lines are admitted at once. */
+    static constexpr int burst = 10;
+    /** The period after which one more line is admitted. */
+    static constexpr std::chrono::seconds refillTime{10};
 
     constexpr explicit LineLimit(Now now = Clock::now) : now(now)
     {}
 
-    /** Whether a line may be logged; it counts as logged then. */
+    /** Whether to log a line, which then counts as logged. */
     bool admits() noexcept
     {
         if (!take())
         {
-            leftOut.fetch_add(1, std::memory_order_relaxed);
+            omitted.fetch_add(1, std::memory_order_relaxed);
             return false;
         }
-        if (const unsigned int missing = leftOut.exchange(0); missing != 0)
+        if (const unsigned int missing = omitted.exchange(0); missing != 0)
         {
             HOST_LOG(log::warning,
                      "%s.%d.%s: %u lines like the next one were left out",
@@ -45,17 +45,18 @@ class LineLimit
     }
 
   private:
-    /** Each line moves a time by oneMore, which must not be further ahead than
-     *  as many lines as may come at once. */
+    /** Each admitted line moves a time forward by refillTime. A line is refused
+     *  when that time is ahead of now by more than the lines that may come at
+     *  once. */
     bool take() noexcept
     {
-        const Clock::rep step = Clock::duration(oneMore).count();
+        const Clock::rep step = Clock::duration(refillTime).count();
         const Clock::rep time = now().time_since_epoch().count();
         Clock::rep seen = used.load();
         for (;;)
         {
             const Clock::rep from = seen < time ? time : seen;
-            if (from - time > (atOnce - 1) * step)
+            if (from - time > (burst - 1) * step)
             {
                 return false;
             }
@@ -67,9 +68,9 @@ class LineLimit
     }
 
     Now now;
-    /** When all lines that were let through will be made up for. */
+    /** The time that admitted lines move forward. */
     std::atomic<Clock::rep> used{0};
-    std::atomic<unsigned int> leftOut{0};
+    std::atomic<unsigned int> omitted{0};
 };
 
 } // namespace healthintf::host

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Texts of others as people may see them. */
+/** @file Makes texts of others safe to print on a terminal. */
 
 #include <platform/utf8.hpp>
 
@@ -13,10 +13,9 @@
 namespace healthintf::host
 {
 
-/** Whether a character changes what a reader sees of the text around it: a
- *  terminal obeys it, it ends the line, changes its direction, or carries what
- *  is not shown. */
-constexpr bool misleads(uint32_t code)
+/** Whether a character changes how the text around it looks: terminal controls,
+ *  line ends, changes of direction, and invisible tags. */
+constexpr bool isMisleading(uint32_t code)
 {
     const bool control = code < 0x20 || (code >= 0x7F && code < 0xA0);
     const bool lineEnd = code == 0x2028 || code == 0x2029;
@@ -27,8 +26,8 @@ constexpr bool misleads(uint32_t code)
     return control || lineEnd || direction || tag;
 }
 
-/** A character by its number. */
-inline std::string writtenOut(uint32_t code)
+/** Writes a character as an escape sequence with its number. */
+inline std::string escapeCharacter(uint32_t code)
 {
     std::array<char, 16> text{};
     std::snprintf(text.data(), text.size(),
@@ -39,8 +38,9 @@ inline std::string writtenOut(uint32_t code)
     return text.data();
 }
 
-/** A text without characters that mislead: line ends and tabulators become
- *  blanks, others are written out, and ? stands for a byte that is no UTF-8. */
+/** Replaces misleading characters in a text: line ends and tabulators become
+ *  blanks, other ones an escape sequence, and a byte that is no UTF-8 a
+ *  question mark. */
 inline std::string printable(std::string_view text)
 {
     std::string result;
@@ -55,9 +55,9 @@ inline std::string printable(std::string_view text)
         {
             result += ' ';
         }
-        else if (misleads(code))
+        else if (isMisleading(code))
         {
-            result += writtenOut(code);
+            result += escapeCharacter(code);
         }
         else
         {

@@ -2,7 +2,7 @@
 
 #include "service_log.hpp"
 
-#include <platform/held_signals.hpp>
+#include <platform/signal_blocker.hpp>
 
 #include <cstdlib>
 #include <exception>
@@ -33,7 +33,7 @@ sd_bus* openDefault()
  *  name, too, but its error does not say why there is none. */
 sd_bus* requireName(sd_bus* bus)
 {
-    const HeldSignals held;
+    const SignalBlocker blocker;
     const char* unique = nullptr;
     check(sd_bus_get_unique_name(bus, &unique), "unable to connect to the bus");
     return bus;
@@ -51,7 +51,7 @@ Connection::Connection(EventLoop& loop) :
         loop.exit(EXIT_FAILURE);
     })
 {
-    const HeldSignals held;
+    const SignalBlocker blocker;
     // Replies can get lost: a bus drops them when its queue for this service is
     // full.
     constexpr uint64_t longestWait = 5'000'000;
@@ -68,7 +68,7 @@ Connection::~Connection()
 
 void Connection::requestName(const char* wanted)
 {
-    const HeldSignals held;
+    const SignalBlocker blocker;
     check(sd_bus_request_name(raw.get(), wanted, 0), wanted);
 }
 
@@ -148,7 +148,7 @@ int Connection::takeReply(sd_bus_message* message, void* context,
 
 void Connection::flush()
 {
-    const HeldSignals held;
+    const SignalBlocker blocker;
     check(sd_bus_flush(raw.get()), "sd_bus_flush");
 }
 

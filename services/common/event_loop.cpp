@@ -3,8 +3,8 @@
 #include "line_limit.hpp"
 #include "service_log.hpp"
 
+#include <cerrno>
 #include <csignal>
-#include <exception>
 #include <system_error>
 #include <utility>
 
@@ -13,8 +13,8 @@ namespace healthintf::services
 namespace
 {
 
-/** Bounds the lines about failing actions: an action may fail in every
- *  iteration. */
+/** Limits the lines about actions that throw, which may throw again at each
+ *  turn of the loop. */
 constinit host::LineLimit failureLines;
 
 int checked(int result, const char* call)
@@ -26,45 +26,21 @@ int checked(int result, const char* call)
     return result;
 }
 
-/** Runs an action and logs its exceptions, which must not reach the loop in
- *  C. */
-void perform(void* action) noexcept
+/** Blocks signals, so that they come to the loop only. */
+void block(std::initializer_list<int> signals)
 {
-    try
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    for (const int signal : signals)
     {
-        (*static_cast<std::function<void()>*>(action))();
+        sigaddset(&blocked, signal);
     }
-    catch (const std::exception& e)
-    {
-        if (failureLines.admits())
-        {
-            SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
-        }
-    }
-}
-
-int performForIo(sd_event_source* /*source*/, int /*fd*/, uint32_t /*events*/,
-                 void* action)
-{
-    perform(action);
-    return 0;
-}
-
-int onDefer(sd_event_source* /*source*/, void* action)
-{
-    perform(action);
-    return 0;
-}
-
-int onTime(sd_event_source* /*source*/, uint64_t /*due*/, void* action)
-{
-    perform(action);
-    return 0;
+    checked(-pthread_sigmask(SIG_BLOCK, &blocked, nullptr), "pthread_sigmask");
 }
 
 } // namespace
 
-EventLoop::EventLoop()
+EventLoop::EventLoop(OnException onException) : onException(onException)
 {
     sd_event* raw = nullptr;
     checked(sd_event_default(&raw), "sd_event_default");
@@ -73,7 +49,47 @@ EventLoop::EventLoop()
 
 int EventLoop::run()
 {
-    return checked(sd_event_loop(event.get()), "sd_event_loop");
+    const int code = checked(sd_event_loop(event.get()), "sd_event_loop");
+    if (failure)
+    {
+        std::rethrow_exception(std::exchange(failure, nullptr));
+    }
+    return code;
+}
+
+void EventLoop::perform(const std::function<void()>& action) noexcept
+{
+    try
+    {
+        action();
+    }
+    catch (const std::exception& e)
+    {
+        if (onException == OnException::endLoop)
+        {
+            failure = std::current_exception();
+            sd_event_exit(event.get(), 0);
+        }
+        else if (failureLines.admits())
+        {
+            SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+        }
+    }
+}
+
+int EventLoop::callHandler(void* handler) noexcept
+{
+    const auto* called = static_cast<EventSource::Handler*>(handler);
+    called->loop.perform(called->action);
+    return 0;
+}
+
+EventSource EventLoop::makeSource(std::function<void()> action)
+{
+    EventSource made;
+    made.handler = std::make_unique<EventSource::Handler>(
+        EventSource::Handler{*this, std::move(action)});
+    return made;
 }
 
 void EventLoop::exit(int code)
@@ -83,13 +99,7 @@ void EventLoop::exit(int code)
 
 void EventLoop::exitOn(std::initializer_list<int> signals)
 {
-    sigset_t blocked;
-    sigemptyset(&blocked);
-    for (const int signal : signals)
-    {
-        sigaddset(&blocked, signal);
-    }
-    checked(-pthread_sigmask(SIG_BLOCK, &blocked, nullptr), "pthread_sigmask");
+    block(signals);
     for (const int signal : signals)
     {
         checked(
@@ -98,16 +108,40 @@ void EventLoop::exitOn(std::initializer_list<int> signals)
     }
 }
 
+EventSource EventLoop::onSignal(int number, std::function<void()> action)
+{
+    block({number});
+    EventSource made = makeSource(std::move(action));
+    sd_event_source* raw = nullptr;
+    checked(sd_event_add_signal(
+                event.get(), &raw, number,
+                [](sd_event_source*, const signalfd_siginfo*, void* handler) {
+                    return callHandler(handler);
+                },
+                made.handler.get()),
+            "sd_event_add_signal");
+    made.source.reset(raw);
+    return made;
+}
+
+int EventLoop::addIo(EventSource& source, int fd, uint32_t events)
+{
+    sd_event_source* raw = nullptr;
+    const int result = sd_event_add_io(
+        source.handler->loop.get(), &raw, fd, events,
+        [](sd_event_source*, int, uint32_t, void* handler) {
+            return callHandler(handler);
+        },
+        source.handler.get());
+    source.source.reset(raw);
+    return result;
+}
+
 EventSource EventLoop::onIo(int fd, uint32_t events,
                             std::function<void()> action)
 {
-    EventSource made;
-    made.action = std::make_unique<std::function<void()>>(std::move(action));
-    sd_event_source* raw = nullptr;
-    checked(sd_event_add_io(event.get(), &raw, fd, events, performForIo,
-                            made.action.get()),
-            "sd_event_add_io");
-    made.source.reset(raw);
+    EventSource made = makeSource(std::move(action));
+    checked(addIo(made, fd, events), "sd_event_add_io");
     return made;
 }
 
@@ -125,12 +159,29 @@ EventSource EventLoop::onWritable(int fd, std::function<void()> action)
     return made;
 }
 
+EventSource EventLoop::onHangup(int fd, std::function<void()> action)
+{
+    EventSource made = makeSource(std::move(action));
+    // Hangups and errors come even if no event is asked for.
+    const int result = addIo(made, fd, 0);
+    // The kernel refuses to watch files, which nobody hangs up.
+    if (result != -EPERM)
+    {
+        checked(result, "sd_event_add_io");
+    }
+    return made;
+}
+
 EventSource EventLoop::onRequest(std::function<void()> action)
 {
-    EventSource made;
-    made.action = std::make_unique<std::function<void()>>(std::move(action));
+    EventSource made = makeSource(std::move(action));
     sd_event_source* raw = nullptr;
-    checked(sd_event_add_defer(event.get(), &raw, onDefer, made.action.get()),
+    checked(sd_event_add_defer(
+                event.get(), &raw,
+                [](sd_event_source*, void* handler) {
+                    return callHandler(handler);
+                },
+                made.handler.get()),
             "sd_event_add_defer");
     made.source.reset(raw);
     checked(sd_event_source_set_enabled(raw, SD_EVENT_OFF),
@@ -144,24 +195,34 @@ void EventLoop::request(EventSource& source)
             "sd_event_source_set_enabled");
 }
 
+EventSource EventLoop::onTime(std::chrono::microseconds delay, uint64_t slack,
+                              std::function<void()> action)
+{
+    EventSource made = makeSource(std::move(action));
+    sd_event_source* raw = nullptr;
+    checked(sd_event_add_time_relative(
+                event.get(), &raw, CLOCK_MONOTONIC, delay.count(), slack,
+                [](sd_event_source*, uint64_t, void* handler) {
+                    return callHandler(handler);
+                },
+                made.handler.get()),
+            "sd_event_add_time_relative");
+    made.source.reset(raw);
+    return made;
+}
+
 EventSource EventLoop::every(std::chrono::microseconds period,
                              std::function<void()> action)
 {
-    // sd-event's timers fire once; the action sets the next.
-    EventSource made;
-    made.action = std::make_unique<std::function<void()>>();
-    sd_event_source* raw = nullptr;
-    // How late a call may be, so that the machine can wake up once for several
-    // timers.
+    // How late a call may be, so that the machine can wake up for several at
+    // once.
     const uint64_t slack = 1 + period.count() / 16;
-    checked(sd_event_add_time_relative(event.get(), &raw, CLOCK_MONOTONIC,
-                                       period.count(), slack, onTime,
-                                       made.action.get()),
-            "sd_event_add_time_relative");
-    made.source.reset(raw);
+    EventSource made = onTime(period, slack, {});
+    sd_event_source* raw = made.source.get();
     checked(sd_event_source_set_enabled(raw, SD_EVENT_ON),
             "sd_event_source_set_enabled");
-    *made.action = [raw, period, action = std::move(action)] {
+    // sd-event's timers fire once; the action sets the next.
+    made.handler->action = [raw, period, action = std::move(action)] {
         checked(sd_event_source_set_time_relative(raw, period.count()),
                 "sd_event_source_set_time_relative");
         action();
@@ -171,14 +232,9 @@ EventSource EventLoop::every(std::chrono::microseconds period,
 
 EventSource EventLoop::onceLater(std::function<void()> action)
 {
-    EventSource made;
-    made.action = std::make_unique<std::function<void()>>(std::move(action));
-    sd_event_source* raw = nullptr;
-    checked(sd_event_add_time(event.get(), &raw, CLOCK_MONOTONIC, 0, 1, onTime,
-                              made.action.get()),
-            "sd_event_add_time");
-    made.source.reset(raw);
-    checked(sd_event_source_set_enabled(raw, SD_EVENT_OFF),
+    EventSource made =
+        onTime(std::chrono::microseconds::zero(), 1, std::move(action));
+    checked(sd_event_source_set_enabled(made.source.get(), SD_EVENT_OFF),
             "sd_event_source_set_enabled");
     return made;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file An sd-event loop and its event sources. */
+/** @file An sd-event loop and the actions that it calls. */
 
 #include <platform/bus_handles.hpp>
 
@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <initializer_list>
 #include <memory>
@@ -15,8 +16,9 @@
 namespace healthintf::services
 {
 
-/** One source of events. Its action is called no more after the object is
- *  destroyed. */
+class EventLoop;
+
+/** A source of events. Its action is not called after the object is gone. */
 class EventSource
 {
   public:
@@ -25,22 +27,41 @@ class EventSource
   private:
     friend class EventLoop;
 
+    /** An action and the loop that calls it. */
+    struct Handler
+    {
+        EventLoop& loop;
+        std::function<void()> action;
+    };
+
     // Behind a pointer, because sd-event keeps its address.
-    std::unique_ptr<std::function<void()>> action;
+    std::unique_ptr<Handler> handler;
     EventSourcePtr source;
 };
 
-/** The event loop of this thread. An exception of an action is logged, and the
- *  loop goes on. */
+/** What a loop does with an exception that leaves an action. */
+enum class OnException
+{
+    /** It logs the exception and goes on. */
+    log,
+    /** It ends, and run() throws the exception. */
+    endLoop,
+};
+
+/** The event loop of this thread. */
 class EventLoop
 {
   public:
-    /** @throws std::system_error when the loop cannot be created */
-    EventLoop();
+    /** @throws std::system_error when there can be no loop */
+    explicit EventLoop(OnException onException = OnException::log);
+    EventLoop(const EventLoop&) = delete;
+    EventLoop& operator=(const EventLoop&) = delete;
 
     /** Runs until exit().
      *
-     *  @return the code that was passed to exit() */
+     *  @return what exit() was given
+     *  @throws std::system_error when the loop fails; or what an action threw,
+     *          with OnException::endLoop */
     int run();
 
     void exit(int code);
@@ -49,32 +70,47 @@ class EventLoop
      *  handled otherwise. */
     void exitOn(std::initializer_list<int> signals);
 
+    /** Calls @p action at each signal of this number, which must not be
+     *  handled otherwise. */
+    [[nodiscard]] EventSource onSignal(int number,
+                                       std::function<void()> action);
+
     /** Calls @p action when @p fd is readable. The descriptor stays the
      *  caller's, and must outlive the source. */
     [[nodiscard]] EventSource onReadable(int fd, std::function<void()> action);
 
-    /** Calls @p action repeatedly while @p fd is writable and no other event is
-     *  pending, until enable() disables it. The descriptor stays the caller's,
-     *  and must outlive the source. */
+    /** Calls @p action when @p fd is writable and nothing else waits, again
+     *  and again until enable() lets it rest. The descriptor stays the
+     *  caller's, and must outlive the source. */
     [[nodiscard]] EventSource onWritable(int fd, std::function<void()> action);
 
-    /** Calls @p action after request(), once for any number of requests. */
+    /** Calls @p action when nobody has the other end of a pipe, socket or
+     *  terminal any more; never for a file. The descriptor stays the caller's,
+     *  and must outlive the source. */
+    [[nodiscard]] EventSource onHangup(int fd, std::function<void()> action);
+
+    /** Calls @p action when asked to with request(), once for any number of
+     *  requests before. */
     [[nodiscard]] EventSource onRequest(std::function<void()> action);
     static void request(EventSource& source);
 
-    /** Calls @p action after each @p period. */
+    /** Calls @p action again and again, first after one @p period. */
     [[nodiscard]] EventSource every(std::chrono::microseconds period,
                                     std::function<void()> action);
 
-    /** Calls @p action once, after the delay that after() sets. */
+    /** Calls @p action once when the time is up that after() gives. */
     [[nodiscard]] EventSource onceLater(std::function<void()> action);
 
-    /** Sets a source of onceLater() to call its action after @p delay from now,
-     *  in place of any earlier delay. */
+    /** Lets what onceLater() gave call after @p delay from now on, whatever it
+     *  was given before. */
     static void after(EventSource& source, std::chrono::microseconds delay);
 
-    /** Enables or disables a source of every() or onWritable(). */
+    /** Lets what every() or onWritable() gave rest, or call again. */
     static void enable(EventSource& source, bool enabled);
+
+    /** Calls an action for a C callback that the loop has called, and handles
+     *  an exception as one of the loop's own actions. */
+    void perform(const std::function<void()>& action) noexcept;
 
     sd_event* get() const
     {
@@ -82,9 +118,16 @@ class EventLoop
     }
 
   private:
+    EventSource makeSource(std::function<void()> action);
+    static int callHandler(void* handler) noexcept;
+    static int addIo(EventSource& source, int fd, uint32_t events);
     EventSource onIo(int fd, uint32_t events, std::function<void()> action);
+    EventSource onTime(std::chrono::microseconds delay, uint64_t slack,
+                       std::function<void()> action);
 
     EventPtr event;
+    OnException onException;
+    std::exception_ptr failure;
 };
 
 } // namespace healthintf::services

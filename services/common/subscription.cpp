@@ -3,7 +3,7 @@
 #include "line_limit.hpp"
 #include "service_log.hpp"
 
-#include <platform/held_signals.hpp>
+#include <platform/signal_blocker.hpp>
 
 #include <exception>
 #include <system_error>
@@ -23,7 +23,7 @@ Subscription::Subscription(sd_bus* bus, const std::string& rule,
                            Handler handler) :
     handler(std::move(handler))
 {
-    const HeldSignals held;
+    const SignalBlocker blocker;
     sd_bus_slot* made = nullptr;
     if (const int result =
             sd_bus_add_match(bus, &made, rule.c_str(), take, this);

@@ -2,7 +2,7 @@
 
 #include "../common/service_log.hpp"
 #include "config_manager/protocol.hpp"
-#include "health_manager/protocol.hpp"
+#include "healthmgr/protocol.hpp"
 
 #include <sdbusplus/vtable.hpp>
 

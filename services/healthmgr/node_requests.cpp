@@ -1,7 +1,7 @@
 #include "node_requests.hpp"
 
 #include "../common/service_log.hpp"
-#include "health_manager/protocol.hpp"
+#include "healthmgr/protocol.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
 

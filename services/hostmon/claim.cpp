@@ -13,9 +13,10 @@ namespace healthintf::hostmon
 namespace
 {
 
-/** A number of 64 bits for a text (FNV-1a): a key may be longer than a bus name
- *  and have parts that a bus name cannot have. */
-uint64_t numberOf(const std::string& text)
+/** Hashes a text to 64 bits (FNV-1a). A bus name carries the hash and not
+ *  the key, which may be too long for it or have characters that it may not
+ *  have. */
+uint64_t hashText(const std::string& text)
 {
     uint64_t number = 0xCBF29CE484222325;
     for (const char c : text)
@@ -25,11 +26,12 @@ uint64_t numberOf(const std::string& text)
     return number;
 }
 
-void claim(services::Connection& connection, const std::string& component)
+void claimComponent(services::Connection& connection,
+                    const std::string& component)
 {
     try
     {
-        connection.requestName(busNameOf(component).c_str());
+        connection.requestName(makeBusName(component).c_str());
     }
     catch (const std::system_error& e)
     {
@@ -44,15 +46,15 @@ void claim(services::Connection& connection, const std::string& component)
 
 } // namespace
 
-std::string busNameOf(const std::string& component)
+std::string makeBusName(const std::string& component)
 {
     std::array<char, 17> digits{};
     std::snprintf(digits.data(), digits.size(), "%016llx",
-                  static_cast<unsigned long long>(numberOf(component)));
+                  static_cast<unsigned long long>(hashText(component)));
     return std::string("com.vexa.olvar.hostmon.key_") + digits.data();
 }
 
-void claimKeys(services::Connection& connection, const Config& config)
+void claimComponents(services::Connection& connection, const Config& config)
 {
     std::set<std::string> components;
     for (const WatchConfig& watch : config.watches)
@@ -61,7 +63,7 @@ void claimKeys(services::Connection& connection, const Config& config)
     }
     for (const std::string& component : components)
     {
-        claim(connection, component);
+        claimComponent(connection, component);
     }
 }
 

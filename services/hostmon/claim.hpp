@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Which hostmon may report on a component. */
+/** @file Bus names that let only one hostmon report on a component. */
 
 #include "../common/connection.hpp"
 #include "config.hpp"
@@ -10,15 +10,15 @@
 namespace healthintf::hostmon
 {
 
-/** The bus name that the hostmon owns which reports on a component: of one key
- *  one name, and of different keys different ones. */
-std::string busNameOf(const std::string& component);
+/** The bus name that a hostmon must own to report on a component. Different
+ *  keys have different names. */
+std::string makeBusName(const std::string& component);
 
-/** Owns the names of all components of a configuration until the connection
- *  ends.
+/** Requests the bus names of all components of a configuration. They are owned
+ *  until the connection ends.
  *
- *  @throws std::runtime_error naming the component when another hostmon has
- *          it, or the bus does not let this user have the name */
-void claimKeys(services::Connection& connection, const Config& config);
+ *  @throws std::runtime_error naming the component when another hostmon owns
+ *          its name, or the bus policy denies the name to this user */
+void claimComponents(services::Connection& connection, const Config& config);
 
 } // namespace healthintf::hostmon

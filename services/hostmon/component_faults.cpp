@@ -15,29 +15,29 @@ namespace log = services::log;
 namespace
 {
 
-constexpr std::size_t places = health_namespace::FaultAndHealth::maxFaults;
+constexpr std::size_t maxReports = health_namespace::FaultAndHealth::maxFaults;
 
-/** Finds a fault by its name. */
+/** Finds a fault by message and sensor path. */
 template <typename Faults>
-auto findNamed(Faults& faults, const SourceFault& wanted)
+auto findSame(Faults& faults, const SourceFault& wanted)
 {
     return std::ranges::find_if(faults, [&](const SourceFault& fault) {
-        return fault.isNamedAs(wanted);
+        return fault.isSameFault(wanted);
     });
 }
 
-/** Whether a fault is reported anew when its arguments change: how many faults
- *  have no place, or why a source cannot be read. Others keep the reading that
+/** Whether a fault is reported again when its arguments change: one that counts
+ *  faults, or says why a source cannot be read. Others keep the reading that
  *  they began with. */
-bool followsArguments(const SourceFault& fault)
+bool tracksArguments(const SourceFault& fault)
 {
     return fault.messageId == moreFaultsId ||
            fault.messageId == moreCriticalFaultsId ||
            fault.messageId == unreadableId;
 }
 
-/** A fault's text where the registry has none. */
-std::string ownTextOf(const SourceFault& fault)
+/** Makes the text of a fault whose message is in no registry. */
+std::string makeFallbackText(const SourceFault& fault)
 {
     std::string text = fault.messageId;
     for (const std::string& argument : fault.arguments)
@@ -48,8 +48,8 @@ std::string ownTextOf(const SourceFault& fault)
     return text + ")";
 }
 
-/** A fault's severity as registries count it. */
-uint32_t severityOf(const SourceFault& fault)
+/** A fault's severity by the numbers that registries use. */
+uint32_t registrySeverity(const SourceFault& fault)
 {
     constexpr uint32_t criticalSeverity = 1;
     constexpr uint32_t warningSeverity = 2;
@@ -66,10 +66,10 @@ ComponentFaults::ComponentFaults(std::string ownKey,
 
 void ComponentFaults::add(SourceFault fault)
 {
-    const auto known = findNamed(present, fault);
-    if (known == present.end())
+    const auto known = findSame(allFaults, fault);
+    if (known == allFaults.end())
     {
-        present.push_back(std::move(fault));
+        allFaults.push_back(std::move(fault));
     }
     else
     {
@@ -80,15 +80,15 @@ void ComponentFaults::add(SourceFault fault)
 void ComponentFaults::remove(const std::string& messageId,
                              const std::string& sensorPath)
 {
-    std::erase_if(present, [&](const SourceFault& fault) {
+    std::erase_if(allFaults, [&](const SourceFault& fault) {
         return fault.messageId == messageId && fault.sensorPath == sensorPath;
     });
 }
 
 void ComponentFaults::report()
 {
-    const Faults wanted = wantedReports();
-    Faults outdated = outdatedReports(wanted);
+    const Faults wanted = chooseReports();
+    Faults outdated = findOutdatedReports(wanted);
     std::set<std::string> failed;
     for (const SourceFault& fault : wanted)
     {
@@ -111,26 +111,26 @@ void ComponentFaults::report()
     }
 }
 
-ComponentFaults::Faults ComponentFaults::wantedReports() const
+ComponentFaults::Faults ComponentFaults::chooseReports() const
 {
-    Faults wanted = present;
+    Faults wanted = allFaults;
     std::ranges::stable_sort(wanted, std::greater(), &SourceFault::level);
-    if (wanted.size() > places)
+    if (wanted.size() > maxReports)
     {
-        const Faults waiting(wanted.begin() + places - 1, wanted.end());
-        wanted.resize(places - 1);
-        wanted.push_back(moreFaults(waiting));
+        const Faults waiting(wanted.begin() + maxReports - 1, wanted.end());
+        wanted.resize(maxReports - 1);
+        wanted.push_back(summarize(waiting));
     }
     return wanted;
 }
 
-SourceFault ComponentFaults::moreFaults(const Faults& waiting) const
+SourceFault ComponentFaults::summarize(const Faults& waiting) const
 {
     const Level worst =
         std::ranges::max(waiting, std::less(), &SourceFault::level).level;
     return {.messageId =
                 worst == Level::critical ? moreCriticalFaultsId : moreFaultsId,
-            .sensorPath = sensorPathOf("component", key),
+            .sensorPath = makeSensorPath("component", key),
             .arguments = {key, std::to_string(waiting.size())},
             .fqdd = "System.Host.1#component.0",
             .subSystem = "component",
@@ -141,37 +141,37 @@ SourceFault ComponentFaults::moreFaults(const Faults& waiting) const
 
 bool ComponentFaults::isReported(const SourceFault& fault) const
 {
-    const auto found = findNamed(reported, fault);
+    const auto found = findSame(reported, fault);
     return found != reported.end() &&
-           (!followsArguments(fault) || found->arguments == fault.arguments);
+           (!tracksArguments(fault) || found->arguments == fault.arguments);
 }
 
-/** What is reported and should not be, the least important one last. */
+/** The reported faults that are to be removed, the least important one last. */
 ComponentFaults::Faults
-ComponentFaults::outdatedReports(const Faults& wanted) const
+ComponentFaults::findOutdatedReports(const Faults& wanted) const
 {
     Faults outdated;
     std::ranges::copy_if(reported, std::back_inserter(outdated),
                          [&](const SourceFault& fault) {
-                             const auto found = findNamed(wanted, fault);
+                             const auto found = findSame(wanted, fault);
                              return found == wanted.end() ||
-                                    (followsArguments(fault) &&
+                                    (tracksArguments(fault) &&
                                      found->arguments != fault.arguments);
                          });
     std::ranges::stable_sort(outdated, std::greater(), &SourceFault::level);
     return outdated;
 }
 
-/** Removes what has the fault's name and, when all places are taken, the
- *  least important one that is outdated. */
+/** Removes the outdated report of the same fault and, when the component shows
+ *  as many faults as it can, the least important outdated one. */
 void ComponentFaults::makeRoom(const SourceFault& fault, Faults& outdated)
 {
-    if (const auto same = findNamed(outdated, fault); same != outdated.end())
+    if (const auto same = findSame(outdated, fault); same != outdated.end())
     {
         removeReport(*same);
         outdated.erase(same);
     }
-    if (reported.size() >= places && !outdated.empty())
+    if (reported.size() >= maxReports && !outdated.empty())
     {
         removeReport(outdated.back());
         outdated.pop_back();
@@ -186,11 +186,11 @@ bool ComponentFaults::addReport(const SourceFault& fault)
         report.subSystem, report.sensorNumber, report.sensorType);
     if (status == health_namespace::statusNotRead)
     {
-        // Without the registry the machine must not seem to be well.
+        // A missing registry must not hide what is wrong with the machine.
         status = component.addFault(
             fault.messageId, fault.sensorPath, fault.arguments, fault.fqdd,
             fault.subSystem, fault.sensorNumber, fault.sensorType,
-            ownTextOf(fault), severityOf(fault), "", 0);
+            makeFallbackText(fault), registrySeverity(fault), "", 0);
     }
     if (status != health_namespace::statusOk)
     {
@@ -210,7 +210,7 @@ void ComponentFaults::removeReport(const SourceFault& fault)
     SourceFault report = fault;
     component.removeFault(report.messageId, report.sensorPath);
     std::erase_if(reported, [&](const SourceFault& each) {
-        return each.isNamedAs(report);
+        return each.isSameFault(report);
     });
 }
 

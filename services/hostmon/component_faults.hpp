@@ -13,7 +13,7 @@
 namespace healthintf::hostmon
 {
 
-/** A fault that a source has. Message and sensor path are its name. */
+/** A fault of one source. Its message and its sensor path identify it. */
 struct SourceFault
 {
     std::string messageId;
@@ -23,58 +23,59 @@ struct SourceFault
     std::string subSystem;
     uint32_t sensorNumber = 0;
     uint32_t sensorType = 0;
-    /** Warning or critical, as the message's severity is. */
+    /** Warning or critical, the same as the message's severity. */
     Level level = Level::warning;
 
-    bool isNamedAs(const SourceFault& other) const
+    bool isSameFault(const SourceFault& other) const
     {
         return messageId == other.messageId && sensorPath == other.sensorPath;
     }
 };
 
-/** The messages that stand for the faults for which there is no place. */
+/** The messages that say how many more faults a component has than it can
+ *  show. */
 inline constexpr const char* moreFaultsId = "HostMonitor.1.0.MoreFaults";
 inline constexpr const char* moreCriticalFaultsId =
     "HostMonitor.1.0.MoreCriticalFaults";
 
-/** All faults of the sources of one component, and those of them that are
+/** All faults of the sources of one component. Chooses which of them are
  *  reported.
  *
- *  A component has ten places, and the library drops a fault when an eleventh
- *  comes. So that none is lost, never more than ten are reported: with more,
- *  the nine most important and one that says how many more there are. Critical
- *  ones come first, and of one level those that are there longer. The others
- *  are reported when there is a place for them. */
+ *  A component shows ten faults, and the library drops one of them when an
+ *  eleventh is added. So with more than ten faults, this class reports the nine
+ *  most important ones and one that says how many more there are. Critical
+ *  faults come before warnings, and older faults before newer ones. A fault
+ *  that waits is reported when a place is free. */
 class ComponentFaults
 {
   public:
     /** @param[in] ownKey the component's key
-     *  @param[in] owner reports the faults, and nobody else does so on it; must
-     *             outlive this object */
+     *  @param[in] owner the component, to which nobody else adds faults; must
+     *  outlive this object */
     ComponentFaults(std::string ownKey,
                     health_namespace::FaultAndHealth& owner);
 
-    /** Adds a fault, or puts new arguments into one that waits to be
-     *  reported. One that is reported stays as it is, unless it says why a
-     *  source cannot be read. */
+    /** Adds a fault, or updates the arguments of one that waits to be reported.
+     *  A reported fault keeps its arguments, unless it says why a source cannot
+     *  be read. */
     void add(SourceFault fault);
 
-    /** Removes a fault, whether it is reported or waits. */
+    /** Removes a fault, reported or waiting. */
     void remove(const std::string& messageId, const std::string& sensorPath);
 
-    /** Reports what has changed. New faults come before old ones go, so that
-     *  the health does not dip in between. A fault whose message no registry
-     *  has gets a text of its own. What cannot be reported is logged
-     *  and tried again the next time; until then an older fault of the same
-     *  sensor stays. */
+    /** Adds and removes faults on the component as they changed. Adds before it
+     *  removes, so that the health does not improve for a moment. A fault whose
+     *  message is in no registry gets a text made of its arguments. A fault
+     *  that cannot be added is logged and tried again by the next call; until
+     *  then an older fault of the same sensor stays. */
     void report();
 
   private:
     using Faults = std::vector<SourceFault>;
 
-    Faults wantedReports() const;
-    SourceFault moreFaults(const Faults& waiting) const;
-    Faults outdatedReports(const Faults& wanted) const;
+    Faults chooseReports() const;
+    SourceFault summarize(const Faults& waiting) const;
+    Faults findOutdatedReports(const Faults& wanted) const;
     bool isReported(const SourceFault& fault) const;
     void makeRoom(const SourceFault& fault, Faults& outdated);
     bool addReport(const SourceFault& fault);
@@ -82,8 +83,8 @@ class ComponentFaults
 
     std::string key;
     health_namespace::FaultAndHealth& component;
-    /** In the order in which they came. */
-    Faults present;
+    /** All faults in the order in which they were added. */
+    Faults allFaults;
     Faults reported;
 };
 

@@ -18,10 +18,10 @@ namespace
 using services::ConfigError;
 using services::ConfigTable;
 
-/** What is read of every table that watches something. */
+/** How the tables of one kind are read. */
 struct Kind
 {
-    /** The table's name, and the last part of the usual component's key. */
+    /** The table's name, and the last part of the default component's key. */
     std::string_view name;
     WatchConfig (*read)(ConfigTable& table);
 };
@@ -111,7 +111,7 @@ WatchConfig readProcess(ConfigTable& table)
     {
         table.fail("name", "must have a name on each side of \"|\"");
     }
-    // None alive is the level that is asked for, at once and without slack.
+    // A fault is wanted as soon as no process is alive, and until one is.
     constexpr double none = 0.5;
     const bool critical = table.oneOf("severity", {"critical", "warning"},
                                       "critical") == "critical";
@@ -143,7 +143,7 @@ std::string readComponent(ConfigTable& table, const std::string& usual)
         table.fail(key,
                    std::string("must be an object path below ") + names::root);
     }
-    // What stands behind this part is a fault entry of the component above.
+    // Paths with this part are those of fault entries.
     if ((component + "/").find("/entry/") != std::string::npos)
     {
         table.fail(key, "must have no part \"entry\", which faults have");
@@ -151,15 +151,15 @@ std::string readComponent(ConfigTable& table, const std::string& usual)
     return component;
 }
 
-/** A fault is known by its sensor and its message, so two watches of one thing
- *  on one component would take back each other's faults. */
+/** A sensor and a message identify a fault, so two watches of one source on one
+ *  component would remove each other's faults. */
 void refuseTheSameAgain(const ConfigTable& table, const WatchConfig& watch,
                         const Config& config)
 {
     const bool again =
         std::ranges::any_of(config.watches, [&](const WatchConfig& other) {
             return other.component == watch.component &&
-                   meet(other.subject, watch.subject);
+                   mayShareSensor(other.subject, watch.subject);
         });
     if (again)
     {
@@ -204,7 +204,7 @@ std::chrono::microseconds readSeconds(ConfigTable& table,
         std::chrono::duration<double>(table.number(key, 0.1, most, usual)));
 }
 
-/** A key of the file that names no kind and no setting. */
+/** Fails for a key that is neither a kind of table nor a setting. */
 void refuseUnknownKeys(const toml::table& root, const std::string& file)
 {
     for (const auto& [key, node] : root)
@@ -240,7 +240,7 @@ Config parseConfig(std::string_view text, const std::string& name)
     }
     if (config.watches.empty())
     {
-        throw ConfigError(name + ":1: there is nothing to watch");
+        throw ConfigError(name + ":1: no table says what to watch");
     }
     return config;
 }

@@ -14,12 +14,12 @@
 namespace healthintf::hostmon
 {
 
-/** One thing to watch. */
+/** What one table of the configuration watches. */
 struct WatchConfig
 {
     Subject subject;
     Limits limits;
-    /** The key of the component that its faults are on. */
+    /** The key of the component that gets the faults. */
     std::string component;
 };
 

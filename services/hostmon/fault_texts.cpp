@@ -15,7 +15,7 @@ constexpr uint32_t ipmiProcessor = 0x07;
 constexpr uint32_t ipmiMemory = 0x0C;
 constexpr uint32_t ipmiDriveSlot = 0x0D;
 
-struct TextsOfSubject
+struct FaultTextSelector
 {
     FaultTexts operator()(const Filesystem& /*filesystem*/) const
     {
@@ -56,12 +56,12 @@ struct TextsOfSubject
 
 } // namespace
 
-FaultTexts faultTextsOf(const Subject& subject)
+FaultTexts selectFaultTexts(const Subject& subject)
 {
-    return std::visit(TextsOfSubject(), subject);
+    return std::visit(FaultTextSelector(), subject);
 }
 
-std::string messageIdOf(const FaultTexts& texts, Level level)
+std::string selectMessageId(const FaultTexts& texts, Level level)
 {
     return level == Level::critical ? texts.criticalId : texts.warningId;
 }
@@ -69,8 +69,8 @@ std::string messageIdOf(const FaultTexts& texts, Level level)
 namespace
 {
 
-/** Adds @p text to a path as one part of it. */
-std::string withPart(std::string path, const std::string& text)
+/** Appends @p text to a path as one escaped part. */
+std::string appendPart(std::string path, const std::string& text)
 {
     path.push_back('/');
     for (const char c : text)
@@ -91,24 +91,25 @@ std::string withPart(std::string path, const std::string& text)
 
 } // namespace
 
-std::string sensorPathOf(const std::string& kind, const std::string& id)
+std::string makeSensorPath(const std::string& kind, const std::string& id)
 {
-    return withPart("/com/vexa/olvar/sensors/" + kind, id);
+    return appendPart("/com/vexa/olvar/sensors/" + kind, id);
 }
 
-std::string deviceKeyOf(const std::string& component, const std::string& device)
+std::string makeDeviceKey(const std::string& component,
+                          const std::string& device)
 {
-    return withPart(component, device);
+    return appendPart(component, device);
 }
 
-std::string noAnswerWithin(std::chrono::microseconds time)
+std::string describeTimeout(std::chrono::microseconds time)
 {
     return "no answer within " +
-           shownNumber(std::chrono::duration<double>(time).count()) +
+           formatNumber(std::chrono::duration<double>(time).count()) +
            " seconds";
 }
 
-std::string shownNumber(double number)
+std::string formatNumber(double number)
 {
     std::array<char, 32> text{};
     std::snprintf(text.data(), text.size(), "%.1f", number);

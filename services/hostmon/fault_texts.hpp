@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What faults of the host are called. */
+/** @file Messages, sensor paths and texts of hostmon's faults. */
 
 #include "limits.hpp"
 #include "subject.hpp"
@@ -13,43 +13,43 @@
 namespace healthintf::hostmon
 {
 
-/** What the faults of a kind of subject have in common. */
+/** What all faults of one kind of subject have in common. */
 struct FaultTexts
 {
-    /** Messages of the registry HostMonitor by their levels. */
+    /** Messages of the registry HostMonitor for the two levels. */
     const char* warningId;
     const char* criticalId;
-    /** The part of sensor paths that stands for the kind. */
+    /** The kind's name, a part of its sensor paths. */
     const char* kind;
     /** Sensor type code of IPMI 2.0, table 42-3. */
     uint32_t sensorType;
 };
 
-/** The message for a source that cannot be read. */
+/** The message of a source that cannot be read. */
 inline constexpr const char* unreadableId =
     "HostMonitor.1.0.ReadingUnavailable";
 
-FaultTexts faultTextsOf(const Subject& subject);
+FaultTexts selectFaultTexts(const Subject& subject);
 
-/** The id of the message for a level that is not ok. */
-std::string messageIdOf(const FaultTexts& texts, Level level);
+/** The message for a level, which must not be ok. */
+std::string selectMessageId(const FaultTexts& texts, Level level);
 
 /** Sensor type code of IPMI 2.0, table 42-3: management subsystem health. */
 inline constexpr uint32_t ipmiSubsystemHealth = 0x28;
 
-/** A sensor path for a source of a kind: letters and digits of its id stay,
- * anything else becomes an underscore and its code, so that different ids stay
- *  different. */
-std::string sensorPathOf(const std::string& kind, const std::string& id);
+/** Makes the sensor path of a source. Letters and digits of its id stay; any
+ *  other byte becomes an underscore and two hexadecimal digits, so that
+ *  different ids give different paths. */
+std::string makeSensorPath(const std::string& kind, const std::string& id);
 
-/** The key of a device's component, escaped in the same way. */
-std::string deviceKeyOf(const std::string& component,
-                        const std::string& device);
+/** Makes the key of a device's component, escaped like a sensor path. */
+std::string makeDeviceKey(const std::string& component,
+                          const std::string& device);
 
-/** Why there is no reading of a source that blocks. */
-std::string noAnswerWithin(std::chrono::microseconds time);
+/** Says that a source gave no reading within a time. */
+std::string describeTimeout(std::chrono::microseconds time);
 
 /** A reading or limit with one digit after the point. */
-std::string shownNumber(double number);
+std::string formatNumber(double number);
 
 } // namespace healthintf::hostmon

@@ -17,7 +17,7 @@ namespace healthintf::hostmon
 namespace
 {
 
-/** Whether another filesystem begins at a folder than in its parent. */
+/** Whether a filesystem is mounted on a folder. */
 bool isMountPoint(const std::filesystem::path& folder)
 {
     struct statx status
@@ -33,7 +33,7 @@ bool isMountPoint(const std::filesystem::path& folder)
 
 } // namespace
 
-std::string mountPointOf(const std::string& folder)
+std::string findMountPoint(const std::string& folder)
 {
     std::error_code error;
     std::filesystem::path at = std::filesystem::canonical(folder, error);
@@ -49,22 +49,23 @@ std::string mountPointOf(const std::string& folder)
     return at;
 }
 
-double MountedFilesystem::usedPercent()
+double MountedFilesystem::readUsedPercent()
 {
-    const std::string found = mountPointOf(folder);
+    const std::string found = findMountPoint(folder);
     if (mountPoint.empty())
     {
         mountPoint = found;
     }
-    // Below it another one may have been mounted since.
+    // Another filesystem may have been mounted below the mount point since, so
+    // the found mount point need not be the remembered one.
     if (!isMountPoint(mountPoint) && mountPoint != "/")
     {
         throw std::runtime_error(mountPoint + " is not mounted");
     }
-    return hostmon::usedPercent(folder);
+    return hostmon::readUsedPercent(folder);
 }
 
-double usedPercent(const std::string& folder)
+double readUsedPercent(const std::string& folder)
 {
     struct statvfs status
     {};

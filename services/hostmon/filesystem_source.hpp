@@ -8,34 +8,34 @@
 namespace healthintf::hostmon
 {
 
-/** How much of a filesystem is used, in percent of what ordinary users may
- *  use, as df shows it.
+/** Reads how much of a filesystem is used, in percent of what ordinary users
+ *  may use, as df shows it.
  *
- *  @throws std::runtime_error when the folder cannot be asked */
-double usedPercent(const std::string& folder);
+ *  @throws std::runtime_error when the folder cannot be examined */
+double readUsedPercent(const std::string& folder);
 
-/** The folder that the filesystem of a folder is mounted on.
+/** Finds where the filesystem of a folder is mounted.
  *
- *  @throws std::runtime_error when the folder cannot be asked */
-std::string mountPointOf(const std::string& folder);
+ *  @throws std::runtime_error when the folder cannot be examined */
+std::string findMountPoint(const std::string& folder);
 
-/** Reads one filesystem again and again. The first reading that succeeds tells
- *  where it is mounted; when it no longer is, the figures would be those of the
- *  filesystem below. */
+/** Reads one filesystem repeatedly. The first successful reading remembers
+ *  where it is mounted. Once it is unmounted, readings fail: the numbers would
+ *  be those of the filesystem that holds the mount point. */
 class MountedFilesystem
 {
   public:
     /** @param[in] watched a folder on it
-     *  @param[in] expected where it must be mounted; empty for where it is
-     *             found */
+     *  @param[in] expected where it must be mounted; empty to take the mount
+     *  point that the first reading finds */
     explicit MountedFilesystem(std::string watched, std::string expected = "") :
         folder(std::move(watched)), mountPoint(std::move(expected))
     {}
 
-    /** As usedPercent() of the folder.
+    /** Reads how much of it is used, as readUsedPercent().
      *
-     *  @throws std::runtime_error also when it is not mounted */
-    double usedPercent();
+     *  @throws std::runtime_error also when it is no longer mounted */
+    double readUsedPercent();
 
   private:
     std::string folder;

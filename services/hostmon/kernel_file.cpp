@@ -12,7 +12,7 @@
 namespace healthintf::hostmon
 {
 
-std::string contentOf(const std::filesystem::path& file)
+std::string readKernelFile(const std::filesystem::path& file)
 {
     constexpr std::size_t most = 1 << 20;
     std::ifstream stream(file, std::ios::binary);
@@ -52,8 +52,8 @@ bool isShortage(const std::error_code& error)
     return number == EMFILE || number == ENFILE || number == ENOMEM;
 }
 
-double numberAfter(const std::string& text, const std::string& label,
-                   const std::filesystem::path& file)
+double parseNumberAfter(const std::string& text, const std::string& label,
+                        const std::filesystem::path& file)
 {
     const auto at = text.find(label);
     if (at != std::string::npos)

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The small text files of /proc and /sys. */
+/** @file Reads the small text files of /proc and /sys. */
 
 #include <filesystem>
 #include <string>
@@ -9,26 +9,28 @@
 namespace healthintf::hostmon
 {
 
-/** The content of a file, which may have up to 1 MiB.
+/** Reads a file of up to 1 MiB.
  *
  *  @throws std::system_error naming the file when it cannot be read,
- *          std::runtime_error when it has more */
-std::string contentOf(const std::filesystem::path& file);
+ *          std::runtime_error when it is larger */
+std::string readKernelFile(const std::filesystem::path& file);
 
-/** Whether an error says that a file, or what it tells of, is not there. */
+/** Whether an error says that a file, or the process or device that it
+ *  describes, is gone. */
 bool isGone(const std::error_code& error);
 
-/** Whether an error says nothing of the file, but that this process or the
- *  machine is short of descriptors or memory. */
+/** Whether an error says that this process or the machine is short of
+ *  descriptors or memory, and nothing about the file. */
 bool isShortage(const std::error_code& error);
 
-/** The number that stands behind @p label, the first one in @p text.
+/** Parses the number after the first @p label in @p text.
  *
- *  @param[in] text of a file
- *  @param[in] label what stands in front of the number, blanks apart
+ *  @param[in] text the file's content
+ *  @param[in] label what precedes the number; blanks and a colon may be between
+ *  them
  *  @param[in] file the file's name, for the error
  *  @throws std::runtime_error when there is no such number */
-double numberAfter(const std::string& text, const std::string& label,
-                   const std::filesystem::path& file);
+double parseNumberAfter(const std::string& text, const std::string& label,
+                        const std::filesystem::path& file);
 
 } // namespace healthintf::hostmon

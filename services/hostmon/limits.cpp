@@ -9,20 +9,20 @@ bool LevelTracker::reaches(double reading, double limit) const
                                                 : reading <= limit;
 }
 
-Level LevelTracker::next(double reading) const
+Level LevelTracker::nextLevel(double reading) const
 {
-    // A limit that was reached is moved away from the bad side.
+    // A level that was reached is left only behind its limit and hysteresis.
     const double slack = limits.direction == Direction::above
                              ? -limits.hysteresis
                              : limits.hysteresis;
-    const auto limitOf = [&](double limit, Level level) {
+    const auto currentLimit = [&](double limit, Level level) {
         return current >= level ? limit + slack : limit;
     };
-    if (reaches(reading, limitOf(limits.critical, Level::critical)))
+    if (reaches(reading, currentLimit(limits.critical, Level::critical)))
     {
         return Level::critical;
     }
-    if (reaches(reading, limitOf(limits.warning, Level::warning)))
+    if (reaches(reading, currentLimit(limits.warning, Level::warning)))
     {
         return Level::warning;
     }

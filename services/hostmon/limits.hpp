@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file When a reading is worth a fault. */
+/** @file Which readings are faults. */
 
 namespace healthintf::hostmon
 {
@@ -27,23 +27,23 @@ struct Limits
     Direction direction = Direction::above;
     double warning = 0;
     double critical = 0;
-    /** How far a reading must get back behind a limit before the level that
-     *  the limit stands for is left. */
+    /** How far a reading must get back behind a limit before its level is
+     *  left. */
     double hysteresis = 0;
 };
 
-/** The level of a sequence of readings. */
+/** Follows the level of a source from reading to reading. */
 class LevelTracker
 {
   public:
     explicit LevelTracker(const Limits& limits) : limits(limits)
     {}
 
-    /** The level after one more reading. It is not taken over: a level that
-     *  could not be reported is asked for again. */
-    Level next(double reading) const;
+    /** The level that the next reading leads to. Does not change the current
+     *  level. */
+    Level nextLevel(double reading) const;
 
-    void take(Level level)
+    void setLevel(Level level)
     {
         current = level;
     }

@@ -11,9 +11,9 @@
 namespace healthintf::hostmon
 {
 
-double loadPerProcessor(const std::filesystem::path& loadavg, int minutes)
+double readLoadPerProcessor(const std::filesystem::path& loadavg, int minutes)
 {
-    std::istringstream text(contentOf(loadavg));
+    std::istringstream text(readKernelFile(loadavg));
     double one = 0;
     double five = 0;
     double fifteen = 0;

@@ -7,11 +7,11 @@
 namespace healthintf::hostmon
 {
 
-/** The load average for each processor that is online.
+/** Reads the load average, divided by the processors that are online.
  *
  *  @param[in] loadavg the kernel's file, /proc/loadavg
  *  @param[in] minutes 1, 5 or 15
  *  @throws std::runtime_error when it cannot be read */
-double loadPerProcessor(const std::filesystem::path& loadavg, int minutes);
+double readLoadPerProcessor(const std::filesystem::path& loadavg, int minutes);
 
 } // namespace healthintf::hostmon

@@ -33,23 +33,23 @@ struct Options
     bool show = false;
 };
 
-/** What a source reads, or that it gives no answer in time. */
+/** Reads a source once, or says that it did not answer in time. */
 hostmon::Reading readOnce(const hostmon::Source& source,
                           std::chrono::microseconds patience)
 {
     hostmon::SourceReader reader(source.read, [] {});
     reader.start();
     return reader.wait(patience).value_or(
-        hostmon::Reading{std::nullopt, hostmon::noAnswerWithin(patience)});
+        hostmon::Reading{std::nullopt, hostmon::describeTimeout(patience)});
 }
 
-/** Prints what every source reads now. */
+/** Prints the current reading of every source. */
 void show(const hostmon::Config& config, const std::string& root)
 {
     for (const hostmon::WatchConfig& watch : config.watches)
     {
         for (const hostmon::Source& source :
-             hostmon::sourcesOf(watch.subject, root))
+             hostmon::makeSources(watch.subject, root))
         {
             const hostmon::Reading reading = readOnce(source, config.timeout);
             std::puts(hostmon::describe(watch, source, reading).c_str());
@@ -62,7 +62,7 @@ int serve(const hostmon::Config& config, const std::string& root)
     services::EventLoop loop;
     loop.exitOn({SIGINT, SIGTERM});
     services::Connection connection(loop);
-    hostmon::claimKeys(connection, config);
+    hostmon::claimComponents(connection, config);
     const hostmon::Monitor monitor(connection.bus(), loop, config, root);
     const services::Supervision supervision(loop);
     return loop.run();
@@ -101,7 +101,7 @@ int main(int argc, char** argv)
                        "Folder in front of /proc and /sys, for tests");
         auto* check = app.add_flag("--check", options.checkOnly,
                                    "Check the configuration and exit");
-        app.add_flag("--show", options.show, "Print present readings and exit")
+        app.add_flag("--show", options.show, "Print current readings and exit")
             ->excludes(check);
         CLI11_PARSE(app, argc, argv);
         return run(options);

@@ -7,15 +7,15 @@
 namespace healthintf::hostmon
 {
 
-double availableMemoryPercent(const std::filesystem::path& meminfo)
+double readAvailableMemory(const std::filesystem::path& meminfo)
 {
-    const std::string text = contentOf(meminfo);
-    const double total = numberAfter(text, "MemTotal:", meminfo);
+    const std::string text = readKernelFile(meminfo);
+    const double total = parseNumberAfter(text, "MemTotal:", meminfo);
     if (total <= 0)
     {
         throw std::runtime_error("no memory in " + meminfo.string());
     }
-    return 100 * numberAfter(text, "MemAvailable:", meminfo) / total;
+    return 100 * parseNumberAfter(text, "MemAvailable:", meminfo) / total;
 }
 
 } // namespace healthintf::hostmon

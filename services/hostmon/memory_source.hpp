@@ -1,16 +1,16 @@
 #pragma once
 
-/** @file How much memory there is. */
+/** @file How much memory is available. */
 
 #include <filesystem>
 
 namespace healthintf::hostmon
 {
 
-/** The memory that is available without swapping, in percent of all.
+/** Reads how much memory is available without swapping, in percent of all.
  *
  *  @param[in] meminfo the kernel's file, /proc/meminfo
  *  @throws std::runtime_error when it cannot be read */
-double availableMemoryPercent(const std::filesystem::path& meminfo);
+double readAvailableMemory(const std::filesystem::path& meminfo);
 
 } // namespace healthintf::hostmon

@@ -40,23 +40,23 @@ Monitor::Monitor(sdbusplus::bus_t& ownBus, services::EventLoop& loop,
                  Config ownConfig, std::filesystem::path ownRoot) :
     bus(ownBus),
     config(std::move(ownConfig)), root(std::move(ownRoot)),
-    arrivals(loop.onReadable(doorbell->descriptor(),
+    arrivals(loop.onReadable(wakeup->descriptor(),
                              [this] {
                                  takeReadings();
                              })),
     timeout(loop.onceLater([this] {
-        findBlocked();
+        reportBlockedSources();
     }))
 {
     watchAll();
-    check();
+    readSources();
     timer = loop.every(config.interval, [this] {
-        followDevices();
-        check();
+        updateDevices();
+        readSources();
     });
 }
 
-Monitor::Component& Monitor::componentOf(const std::string& key)
+Monitor::Component& Monitor::findOrAddComponent(const std::string& key)
 {
     const auto found = components.find(key);
     return found != components.end()
@@ -65,34 +65,35 @@ Monitor::Component& Monitor::componentOf(const std::string& key)
 }
 
 void Monitor::watchSource(const WatchConfig& watch, const Source& source,
-                          std::set<Key>& present)
+                          std::set<SourceKey>& present)
 {
     const std::string component =
         source.device.empty() ? watch.component
-                              : deviceKeyOf(watch.component, source.device);
-    const Key key(component,
-                  sensorPathOf(faultTextsOf(watch.subject).kind, source.id));
+                              : makeDeviceKey(watch.component, source.device);
+    const SourceKey key(
+        component,
+        makeSensorPath(selectFaultTexts(watch.subject).kind, source.id));
     present.insert(key);
-    const auto known = watched.find(key);
-    if (known == watched.end())
+    const auto known = watchedSources.find(key);
+    if (known == watchedSources.end())
     {
         constexpr std::size_t most = 255;
         const auto number =
             static_cast<uint32_t>(1 + sensorNumbers.size() % most);
-        watched.emplace(
-            key,
-            Watched{&watch, source,
-                    Watch(watch, source,
-                          sensorNumbers.try_emplace(key, number).first->second,
-                          componentOf(component).faults),
-                    nullptr});
+        watchedSources.emplace(
+            key, WatchedSource{
+                     &watch, source,
+                     Watch(watch, source,
+                           sensorNumbers.try_emplace(key, number).first->second,
+                           findOrAddComponent(component).faults),
+                     nullptr});
     }
     else if (known->second.config != &watch)
     {
         problems.insert(source.name + " is watched by two tables for " +
                         component + ": the first one counts");
     }
-    else if (known->second.source.place != source.place)
+    else if (known->second.source.inputFile != source.inputFile)
     {
         known->second.source = source;
         known->second.reader.reset();
@@ -101,34 +102,35 @@ void Monitor::watchSource(const WatchConfig& watch, const Source& source,
 
 void Monitor::watchAll()
 {
-    std::set<Key> present;
+    std::set<SourceKey> present;
     for (const WatchConfig& watch : config.watches)
     {
-        const std::vector<Source> sources = sourcesOf(watch.subject, root);
+        const std::vector<Source> sources = makeSources(watch.subject, root);
         for (const Source& source : sources)
         {
             watchSource(watch, source, present);
         }
         if (sources.empty())
         {
-            SERVICE_LOG(log::warning,
-                        "%s.%d.%s: this machine has nothing to watch for %s",
-                        faultTextsOf(watch.subject).kind);
+            SERVICE_LOG(log::warning, "%s.%d.%s: found nothing to watch for %s",
+                        selectFaultTexts(watch.subject).kind);
         }
-        componentOf(watch.component);
+        findOrAddComponent(watch.component);
     }
-    tellProblems();
+    logNewProblems();
 }
 
-/** Looks for the sources of one watch.
+/** Looks for the sources of one watch and adds new ones.
  *
- *  @return whether @p present has all that there are */
-bool Monitor::followSources(const WatchConfig& watch, std::set<Key>& present)
+ *  @return whether all sources could be listed, so that missing ones are
+ *          gone */
+bool Monitor::updateSources(const WatchConfig& watch,
+                            std::set<SourceKey>& present)
 {
     std::vector<Source> sources;
     try
     {
-        sources = sourcesOf(watch.subject, root);
+        sources = makeSources(watch.subject, root);
     }
     catch (const std::exception& e)
     {
@@ -149,53 +151,53 @@ bool Monitor::followSources(const WatchConfig& watch, std::set<Key>& present)
     return true;
 }
 
-void Monitor::followDevices()
+void Monitor::updateDevices()
 {
-    std::set<Key> present;
+    std::set<SourceKey> present;
     bool complete = true;
     for (const WatchConfig& watch : config.watches)
     {
         if (std::holds_alternative<Temperature>(watch.subject))
         {
-            complete = followSources(watch, present) && complete;
+            complete = updateSources(watch, present) && complete;
         }
     }
     if (complete)
     {
-        withdraw(present);
+        removeGoneSources(present);
     }
-    tellProblems();
+    logNewProblems();
 }
 
-/** Logs what was not wrong the last time. */
-void Monitor::tellProblems()
+/** Logs the problems that the search before did not have. */
+void Monitor::logNewProblems()
 {
     for (const std::string& problem : problems)
     {
-        if (!toldProblems.contains(problem))
+        if (!loggedProblems.contains(problem))
         {
             SERVICE_LOG(log::warning, "%s.%d.%s: %s", problem.c_str());
         }
     }
-    toldProblems = std::exchange(problems, {});
+    loggedProblems = std::exchange(problems, {});
 }
 
-void Monitor::withdraw(const std::set<Key>& present)
+void Monitor::removeGoneSources(const std::set<SourceKey>& present)
 {
     std::set<std::string> used;
     for (const WatchConfig& watch : config.watches)
     {
         used.insert(watch.component);
     }
-    for (auto each = watched.begin(); each != watched.end();)
+    for (auto each = watchedSources.begin(); each != watchedSources.end();)
     {
         const bool gone =
             std::holds_alternative<Temperature>(each->second.config->subject) &&
             !present.contains(each->first);
         if (gone)
         {
-            each->second.watch.withdraw();
-            each = watched.erase(each);
+            each->second.watch.removeFaults();
+            each = watchedSources.erase(each);
         }
         else
         {
@@ -208,16 +210,17 @@ void Monitor::withdraw(const std::set<Key>& present)
     });
 }
 
-/** Asks for a reading; a source without a thread gets one first, or a fault. */
-void Monitor::startReading(Watched& each) const
+/** Starts a reading. When there can be no thread for it, the source gets a
+ *  fault. */
+void Monitor::startReading(WatchedSource& each) const
 {
     try
     {
         if (!each.reader)
         {
             each.reader = std::make_unique<SourceReader>(each.source.read,
-                                                         [bell = doorbell] {
-                                                             bell->ring();
+                                                         [wakeup = wakeup] {
+                                                             wakeup->wake();
                                                          });
         }
         each.reader->start();
@@ -228,10 +231,10 @@ void Monitor::startReading(Watched& each) const
     }
 }
 
-void Monitor::check()
+void Monitor::readSources()
 {
-    findBlocked();
-    for (auto& [key, each] : watched)
+    reportBlockedSources();
+    for (auto& [key, each] : watchedSources)
     {
         startReading(each);
     }
@@ -241,8 +244,8 @@ void Monitor::check()
 
 void Monitor::takeReadings()
 {
-    doorbell->answer();
-    for (auto& [key, each] : watched)
+    wakeup->reset();
+    for (auto& [key, each] : watchedSources)
     {
         const auto reading = each.reader ? each.reader->take() : std::nullopt;
         if (reading)
@@ -253,10 +256,10 @@ void Monitor::takeReadings()
     report();
 }
 
-void Monitor::findBlocked()
+void Monitor::reportBlockedSources()
 {
-    const std::string cause = noAnswerWithin(config.timeout);
-    for (auto& [key, each] : watched)
+    const std::string cause = describeTimeout(config.timeout);
+    for (auto& [key, each] : watchedSources)
     {
         if (each.reader && each.reader->busyFor() >= config.timeout)
         {

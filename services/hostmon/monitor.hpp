@@ -6,7 +6,7 @@
 #include "../common/event_loop.hpp"
 #include "component_faults.hpp"
 #include "config.hpp"
-#include "doorbell.hpp"
+#include "loop_wakeup.hpp"
 #include "source_reader.hpp"
 #include "watch.hpp"
 
@@ -26,20 +26,22 @@
 namespace healthintf::hostmon
 {
 
-/** Reads every source at once and then at each interval. Each is read on a
- *  thread of its own, so that one that blocks stops nothing else; it gets a
- *  fault after the configured timeout, as does one that there is no thread for,
- *  at once. Temperature sensors are looked for at each interval; what a device
- *  that is gone had reported goes with it. */
+/** Reads every source when it is created and then at each interval, each on a
+ *  thread of its own, so that a source that blocks delays no other. A source
+ *  that blocks gets a fault after the configured timeout; one for which the
+ *  system gives no thread gets it at once. Each interval also looks for new
+ *  temperature sensors, and removes the faults of sensors that are gone. */
 class Monitor
 {
   public:
-    /** @param[in] bus what the components live on; must outlive this object
-     *  @param[in] loop runs the checks; must outlive this object
+    /** @param[in] bus the connection of the components; must outlive this
+     *  object
+     *  @param[in] loop runs the timers; must outlive this object
      *  @param[in] config what to watch
-     *  @param[in] root in front of /proc and /sys
+     *  @param[in] root the folder that holds proc and sys; empty for the
+     *  machine's own
      *  @throws std::runtime_error when a component cannot be made
-     *  @throws std::system_error when the machine gives no event */
+     *  @throws std::system_error when the system gives no descriptor */
     Monitor(sdbusplus::bus_t& bus, services::EventLoop& loop, Config config,
             std::filesystem::path root);
     Monitor(const Monitor&) = delete;
@@ -57,43 +59,46 @@ class Monitor
     };
 
     /** A source under watch. */
-    struct Watched
+    struct WatchedSource
     {
         const WatchConfig* config;
         Source source;
         Watch watch;
-        /** Null until there is a thread for it. */
+        /** Reads the source; null until the system gave a thread for it. */
         std::unique_ptr<SourceReader> reader;
     };
 
-    /** A component's key and a sensor path: what tells faults apart. */
-    using Key = std::pair<std::string, std::string>;
+    /** A component's key and a sensor path, which together identify a
+     *  source. */
+    using SourceKey = std::pair<std::string, std::string>;
 
-    Component& componentOf(const std::string& key);
+    Component& findOrAddComponent(const std::string& key);
     void watchSource(const WatchConfig& watch, const Source& source,
-                     std::set<Key>& present);
+                     std::set<SourceKey>& present);
     void watchAll();
-    bool followSources(const WatchConfig& watch, std::set<Key>& present);
-    void followDevices();
-    void tellProblems();
-    void withdraw(const std::set<Key>& present);
-    void startReading(Watched& each) const;
-    void check();
+    bool updateSources(const WatchConfig& watch, std::set<SourceKey>& present);
+    void updateDevices();
+    void logNewProblems();
+    void removeGoneSources(const std::set<SourceKey>& present);
+    void startReading(WatchedSource& each) const;
+    void readSources();
     void takeReadings();
-    void findBlocked();
+    void reportBlockedSources();
     void report();
 
     sdbusplus::bus_t& bus;
     Config config;
     std::filesystem::path root;
-    std::shared_ptr<Doorbell> doorbell = std::make_shared<Doorbell>();
+    std::shared_ptr<LoopWakeup> wakeup = std::make_shared<LoopWakeup>();
     std::map<std::string, Component> components;
-    std::map<Key, Watched> watched;
-    /** Of sources that are gone, too: one that returns has its number again. */
-    std::map<Key, uint32_t> sensorNumbers;
-    /** What the present look for sources finds wrong, and the last one did. */
+    std::map<SourceKey, WatchedSource> watchedSources;
+    /** Also of sources that are gone, so that one that returns gets the same
+     *  number. */
+    std::map<SourceKey, uint32_t> sensorNumbers;
+    /** What went wrong in the current search for sources, and in the one
+     *  before: only new problems are logged. */
     std::set<std::string> problems;
-    std::set<std::string> toldProblems;
+    std::set<std::string> loggedProblems;
     services::EventSource arrivals;
     services::EventSource timeout;
     services::EventSource timer;

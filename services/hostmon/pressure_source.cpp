@@ -5,11 +5,11 @@
 namespace healthintf::hostmon
 {
 
-double pressurePercent(const std::filesystem::path& pressure, int seconds)
+double readPressurePercent(const std::filesystem::path& pressure, int seconds)
 {
-    // The first line is the one of "some"; "full" comes after it.
-    return numberAfter(contentOf(pressure),
-                       "avg" + std::to_string(seconds) + "=", pressure);
+    // The line "some" comes first, then the line "full" with the same labels.
+    return parseNumberAfter(readKernelFile(pressure),
+                            "avg" + std::to_string(seconds) + "=", pressure);
 }
 
 } // namespace healthintf::hostmon

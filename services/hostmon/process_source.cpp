@@ -17,8 +17,8 @@ namespace fs = std::filesystem;
 namespace
 {
 
-/** How much of a name the kernel keeps. */
-constexpr std::size_t keptNameSize = 15;
+/** How many bytes of a process's name the kernel keeps. */
+constexpr std::size_t maxKernelName = 15;
 
 bool isNumber(const std::string& text)
 {
@@ -27,21 +27,21 @@ bool isNumber(const std::string& text)
     });
 }
 
-/** A process by its line in stat: "1 (name) S ...". */
+/** A process as its file stat describes it: "1 (name) S ...". */
 struct ProcessStat
 {
     std::string name;
     char state = 'X';
 };
 
-/** Reads a process; one that is gone has no name.
+/** Reads a process. The result has no name when the process is gone.
  *
- *  @throws std::system_error when it is there and cannot be read */
+ *  @throws std::system_error when it exists and cannot be read */
 ProcessStat readProcess(const fs::path& folder)
 {
     try
     {
-        const std::string text = contentOf(folder / "stat");
+        const std::string text = readKernelFile(folder / "stat");
         const auto begin = text.find('(');
         const auto end = text.rfind(')');
         if (begin != std::string::npos && end != std::string::npos &&
@@ -60,19 +60,19 @@ ProcessStat readProcess(const fs::path& folder)
     return {};
 }
 
-/** The names that are called for, as far as the kernel keeps them. */
-std::vector<std::string> keptNames(const std::string& names)
+/** Splits names at '|' and cuts each to what the kernel keeps. */
+std::vector<std::string> splitNames(const std::string& names)
 {
-    std::vector<std::string> kept;
+    std::vector<std::string> split;
     std::istringstream rest(names);
     for (std::string name; std::getline(rest, name, '|');)
     {
-        kept.push_back(name.substr(0, keptNameSize));
+        split.push_back(name.substr(0, maxKernelName));
     }
-    return kept;
+    return split;
 }
 
-bool lives(const ProcessStat& process)
+bool isAlive(const ProcessStat& process)
 {
     return process.state != 'Z' && process.state != 'X';
 }
@@ -81,7 +81,7 @@ bool lives(const ProcessStat& process)
 
 std::size_t countProcesses(const fs::path& proc, const std::string& name)
 {
-    const std::vector<std::string> kept = keptNames(name);
+    const std::vector<std::string> wanted = splitNames(name);
     std::error_code error;
     fs::directory_iterator entry(proc, error);
     if (error)
@@ -100,10 +100,10 @@ std::size_t countProcesses(const fs::path& proc, const std::string& name)
         try
         {
             const ProcessStat process = readProcess(entry->path());
-            count +=
-                std::ranges::count(kept, process.name) != 0 && lives(process)
-                    ? 1
-                    : 0;
+            count += std::ranges::count(wanted, process.name) != 0 &&
+                             isAlive(process)
+                         ? 1
+                         : 0;
         }
         catch (const std::system_error& e)
         {
@@ -115,7 +115,7 @@ std::size_t countProcesses(const fs::path& proc, const std::string& name)
         unreadable =
             std::system_error(error, "unable to read " + proc.string());
     }
-    // It may be one of those that were looked for.
+    // The process that could not be read may be the wanted one.
     if (count == 0 && unreadable)
     {
         throw std::system_error(*unreadable);
@@ -123,13 +123,13 @@ std::size_t countProcesses(const fs::path& proc, const std::string& name)
     return count;
 }
 
-bool livesByPidfile(const fs::path& proc, const fs::path& pidfile)
+bool isPidfileProcessAlive(const fs::path& proc, const fs::path& pidfile)
 {
     try
     {
         std::string id;
-        std::istringstream(contentOf(pidfile)) >> id;
-        return isNumber(id) && lives(readProcess(proc / id));
+        std::istringstream(readKernelFile(pidfile)) >> id;
+        return isNumber(id) && isAlive(readProcess(proc / id));
     }
     catch (const std::system_error&)
     {

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Which processes live. */
+/** @file Which processes run. */
 
 #include <cstddef>
 #include <filesystem>
@@ -9,22 +9,23 @@
 namespace healthintf::hostmon
 {
 
-/** How many processes have one of some names; a zombie does not count.
+/** Counts the processes with one of the given names. Zombies do not count.
  *
  *  @param[in] proc the kernel's folder, /proc
- *  @param[in] name one, or several with '|' between them; at most 15 bytes of
- *             each are compared, as the kernel keeps no more
- *  @throws std::runtime_error when the folder cannot be read, or there is none
- *          and a process that lives cannot be read, which may be one of them */
+ *  @param[in] name one name, or several separated by '|'; 15 bytes of each are
+ *  compared, as the kernel keeps no more
+ *  @throws std::runtime_error when the folder cannot be read, or when no
+ *          process was found and one that could not be read may be the wanted
+ *          one */
 std::size_t countProcesses(const std::filesystem::path& proc,
                            const std::string& name);
 
-/** Whether the process lives whose id a file holds. A file that is not there
- *  or holds no id stands for none.
+/** Whether the process runs whose id is in a file; false when the file is
+ *  missing or holds no id.
  *
- *  @throws std::runtime_error when the file or the process is there and cannot
- *          be read */
-bool livesByPidfile(const std::filesystem::path& proc,
-                    const std::filesystem::path& pidfile);
+ *  @throws std::runtime_error when the file or the process exists and cannot be
+ *          read */
+bool isPidfileProcessAlive(const std::filesystem::path& proc,
+                           const std::filesystem::path& pidfile);
 
 } // namespace healthintf::hostmon

@@ -23,12 +23,12 @@ namespace healthintf::hostmon
 namespace
 {
 
-// What an answer begins with; the value or the cause comes behind it.
+// The first byte of an answer; the value or the cause of the failure follows.
 constexpr char valueFollows = 'v';
 constexpr char causeFollows = 'c';
-constexpr std::size_t mostOfAnAnswer = 16384;
+constexpr std::size_t maxAnswer = 16384;
 
-std::string answerOf(const std::function<double()>& read)
+std::string makeAnswer(const std::function<double()>& read)
 {
     try
     {
@@ -39,11 +39,11 @@ std::string answerOf(const std::function<double()>& read)
     }
     catch (const std::exception& e)
     {
-        return (causeFollows + std::string(e.what())).substr(0, mostOfAnAnswer);
+        return (causeFollows + std::string(e.what())).substr(0, maxAnswer);
     }
 }
 
-double valueOf(const std::string& answer)
+double parseAnswer(const std::string& answer)
 {
     if (answer.front() == causeFollows)
     {
@@ -54,39 +54,39 @@ double valueOf(const std::string& answer)
     return value;
 }
 
-/** Lets go of all that belongs to hostmon: a read that hangs would keep it.
+/** Closes every descriptor inherited from hostmon except the socket: a read
+ *  that hangs would keep them open.
  *
- *  @return the number of the only descriptor that is left besides the first
- *          three; -1 when that fails */
-int keepOnly(int socket)
+ *  @return the socket's new number; -1 on failure */
+int closeAllBut(int socket)
 {
     constexpr int place = STDERR_FILENO + 1;
     const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
-    const bool kept = nothing >= 0 && dup2(nothing, STDIN_FILENO) >= 0 &&
-                      dup2(nothing, STDOUT_FILENO) >= 0 &&
-                      dup2(nothing, STDERR_FILENO) >= 0 &&
-                      dup2(socket, place) >= 0 &&
-                      close_range(place + 1, ~0U, 0) == 0;
-    return kept ? place : -1;
+    const bool succeeded = nothing >= 0 && dup2(nothing, STDIN_FILENO) >= 0 &&
+                           dup2(nothing, STDOUT_FILENO) >= 0 &&
+                           dup2(nothing, STDERR_FILENO) >= 0 &&
+                           dup2(socket, place) >= 0 &&
+                           close_range(place + 1, ~0U, 0) == 0;
+    return succeeded ? place : -1;
 }
 
-/** The other process: answers until its owner is gone. */
+/** The child process: answers requests until the parent is gone. */
 [[noreturn]] void serve(int inherited, pid_t owner,
                         const std::function<double()>& read)
 {
-    // Also out of a read that waits for something that never comes.
+    // The child must also end while it is in a read that never returns.
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    const int socket = keepOnly(inherited);
+    const int socket = closeAllBut(inherited);
     if (getppid() != owner || socket < 0)
     {
         _exit(EXIT_FAILURE);
     }
-    // Whoever counts the processes of hostmon's name does not mean this one.
+    // A watch that counts the processes named hostmon must not count this one.
     prctl(PR_SET_NAME, "hostmon-reader");
     char request = 0;
     while (recv(socket, &request, sizeof request, 0) > 0)
     {
-        const std::string answer = answerOf(read);
+        const std::string answer = makeAnswer(read);
         if (send(socket, answer.data(), answer.size(), MSG_NOSIGNAL) < 0)
         {
             break;
@@ -98,7 +98,7 @@ int keepOnly(int socket)
 } // namespace
 
 ReadingProcess::ReadingProcess(std::function<double()> ownRead) :
-    inOther(std::move(ownRead))
+    childRead(std::move(ownRead))
 {}
 
 ReadingProcess::~ReadingProcess()
@@ -108,17 +108,17 @@ ReadingProcess::~ReadingProcess()
 
 double ReadingProcess::read()
 {
-    auto answer = ask();
+    auto answer = requestReading();
     if (!answer)
     {
         start();
-        answer = ask();
+        answer = requestReading();
     }
     if (!answer)
     {
         throw std::runtime_error("the process that reads it has ended");
     }
-    return valueOf(*answer);
+    return parseAnswer(*answer);
 }
 
 void ReadingProcess::start()
@@ -138,7 +138,7 @@ void ReadingProcess::start()
     process = fork();
     if (process == 0)
     {
-        serve(others.get(), owner, inOther);
+        serve(others.get(), owner, childRead);
     }
     if (process < 0)
     {
@@ -158,17 +158,17 @@ void ReadingProcess::end()
     process = -1;
 }
 
-/** Asks the other process for a reading.
+/** Asks the child process for a reading.
  *
- *  @return its answer; nothing when there is no such process */
-std::optional<std::string> ReadingProcess::ask() const
+ *  @return its answer; nothing when there is no child process */
+std::optional<std::string> ReadingProcess::requestReading() const
 {
     const char request = 'r';
     if (send(socket.get(), &request, sizeof request, MSG_NOSIGNAL) < 0)
     {
         return {};
     }
-    std::string answer(mostOfAnAnswer, '\0');
+    std::string answer(maxAnswer, '\0');
     const ssize_t size = recv(socket.get(), answer.data(), answer.size(), 0);
     if (size <= 0)
     {

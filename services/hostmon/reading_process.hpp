@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Reads, in a process of its own, what may hang in the kernel. */
+/** @file Runs reads that may hang in the kernel in another process. */
 
 #include "storage/file_descriptor.hpp"
 
@@ -13,37 +13,36 @@
 namespace healthintf::hostmon
 {
 
-/** Runs a read in another process, which goes on to the next read when one is
- *  done.
+/** Runs one read repeatedly in a child process.
  *
  *  A call on a filesystem whose server is gone may hang in the kernel, where
  *  not even SIGKILL ends it. A process with such a thread keeps its connections
- *  and files until the call returns: its names on the bus stay taken, and its
- *  records stay. The process that runs the read has neither. */
+ *  and files until the call returns, so its bus names stay taken and its
+ *  records stay. The child process has neither connections nor records. */
 class ReadingProcess
 {
   public:
-    /** @param[in] ownRead what to run; what it changes stays in the other
-     *             process */
+    /** @param[in] ownRead what to run; changes that it makes to memory stay in
+     *  the child process */
     explicit ReadingProcess(std::function<double()> ownRead);
     ~ReadingProcess();
     ReadingProcess(const ReadingProcess&) = delete;
     ReadingProcess& operator=(const ReadingProcess&) = delete;
 
-    /** What the read gives; blocks as long as it does. There is a process from
-     *  the first call on, and another one when it has ended. Only one thread
-     *  may call; the process is killed when that ends.
+    /** Runs the read and waits for its result. The first call starts the child
+     *  process, and later calls start another one when it has ended. Only one
+     *  thread may call this; the child process is killed when that thread ends.
      *
      *  @throws std::runtime_error as the read does, or when there can be no
-     *          process */
+     *          child process */
     double read();
 
   private:
     void start();
     void end();
-    std::optional<std::string> ask() const;
+    std::optional<std::string> requestReading() const;
 
-    std::function<double()> inOther;
+    std::function<double()> childRead;
     host::FileDescriptor socket;
     pid_t process = -1;
 };

@@ -18,8 +18,9 @@ namespace
 
 namespace fs = std::filesystem;
 
-/** Runs a read of what may lie on a filesystem that hangs. */
-std::function<double()> inAnotherProcess(std::function<double()> read)
+/** Makes a read run in a child process, as it may touch a filesystem that
+ *  hangs. */
+std::function<double()> runInChild(std::function<double()> read)
 {
     return [process = std::make_shared<ReadingProcess>(std::move(read))] {
         return process->read();
@@ -27,24 +28,24 @@ std::function<double()> inAnotherProcess(std::function<double()> read)
 }
 
 /** Makes the sources of each subject. */
-struct Maker
+struct SourceMaker
 {
     const fs::path& root;
 
     std::vector<Source> operator()(const Filesystem& filesystem) const
     {
         return {{filesystem.path, filesystem.path,
-                 inAnotherProcess(
+                 runInChild(
                      [mounted = MountedFilesystem(
                           filesystem.path, filesystem.mountPoint)]() mutable {
-                         return mounted.usedPercent();
+                         return mounted.readUsedPercent();
                      })}};
     }
 
     std::vector<Source> operator()(const Memory& /*memory*/) const
     {
         return {{"memory", "memory", [file = root / "proc/meminfo"] {
-                     return availableMemoryPercent(file);
+                     return readAvailableMemory(file);
                  }}};
     }
 
@@ -52,7 +53,7 @@ struct Maker
     {
         const std::string name = std::to_string(load.minutes) + " min";
         return {{name, name, [load, file = root / "proc/loadavg"] {
-                     return loadPerProcessor(file, load.minutes);
+                     return readLoadPerProcessor(file, load.minutes);
                  }}};
     }
 
@@ -60,7 +61,7 @@ struct Maker
     {
         return {{pressure.resource, pressure.resource,
                  [pressure, file = root / "proc/pressure" / pressure.resource] {
-                     return pressurePercent(file, pressure.seconds);
+                     return readPressurePercent(file, pressure.seconds);
                  }}};
     }
 
@@ -68,13 +69,13 @@ struct Maker
     {
         std::vector<Source> sources;
         for (const TemperatureSensor& sensor :
-             temperatureSensors(root / "sys/class/hwmon"))
+             listTemperatureSensors(root / "sys/class/hwmon"))
         {
             if (sensor.matches(temperature.sensor))
             {
-                sources.push_back({sensor.shownName(), sensor.id(),
+                sources.push_back({sensor.displayName(), sensor.id(),
                                    [file = sensor.input] {
-                                       return degreesCelsius(file);
+                                       return readDegreesCelsius(file);
                                    },
                                    temperature.eachDevice
                                        ? sensor.chip + "/" + sensor.deviceName()
@@ -90,11 +91,11 @@ struct Maker
         const fs::path proc = root / "proc";
         if (!process.pidfile.empty())
         {
-            return {{process.pidfile, process.pidfile,
-                     inAnotherProcess([process, proc] {
-                         return livesByPidfile(proc, process.pidfile) ? 1.0
-                                                                      : 0.0;
-                     })}};
+            return {
+                {process.pidfile, process.pidfile, runInChild([process, proc] {
+                     return isPidfileProcessAlive(proc, process.pidfile) ? 1.0
+                                                                         : 0.0;
+                 })}};
         }
         return {{process.name, process.name, [process, proc] {
                      return static_cast<double>(
@@ -105,9 +106,10 @@ struct Maker
 
 } // namespace
 
-std::vector<Source> sourcesOf(const Subject& subject, const fs::path& root)
+std::vector<Source> makeSources(const Subject& subject, const fs::path& root)
 {
-    return std::visit(Maker{root.empty() ? fs::path("/") : root}, subject);
+    return std::visit(SourceMaker{root.empty() ? fs::path("/") : root},
+                      subject);
 }
 
 } // namespace healthintf::hostmon

@@ -12,32 +12,34 @@
 namespace healthintf::hostmon
 {
 
-/** Something that can be read again and again. */
+/** Something that can be read repeatedly. */
 struct Source
 {
-    /** What it is, for people, for example "/var" or
-     *  "coretemp/temp1 (coretemp.0)". */
+    /** Its name for people, for example "/var" or "coretemp/temp1
+     *  (coretemp.0)". */
     std::string name;
-    /** What tells it apart from every other source of its kind, for good. */
+    /** Identifies it among all sources of its kind, and never changes. */
     std::string id;
-    /** The present value, in the unit of the subject.
+    /** Reads the current value, in the unit of the subject.
      *
-     *  Throws std::runtime_error saying why when there is none. Refers to
+     *  Throws std::runtime_error with the cause when it cannot. Refers to
      *  nothing outside of itself, as it may run on any thread. */
     std::function<double()> read;
-    /** Chip and device, for example "coretemp/coretemp.0", where the device is
-     *  to have a component of its own; otherwise empty. */
+    /** Chip and device, for example "coretemp/coretemp.0", when the device gets
+     *  a component of its own; otherwise empty. */
     std::string device{};
-    /** The file that is read where that may change while hostmon runs. */
-    std::string place{};
+    /** The file that is read, if it may become another one while hostmon runs;
+     *  otherwise empty. */
+    std::string inputFile{};
 };
 
-/** The sources of a subject: one, or for temperatures one for each sensor
- *  that there is.
+/** Makes the sources of a subject: one, or for temperatures one for each
+ *  matching sensor.
  *
  *  @param[in] subject what is watched
- *  @param[in] root in front of /proc and /sys, "" for the machine's own */
-std::vector<Source> sourcesOf(const Subject& subject,
-                              const std::filesystem::path& root);
+ *  @param[in] root the folder that holds proc and sys; empty for the machine's
+ *  own */
+std::vector<Source> makeSources(const Subject& subject,
+                                const std::filesystem::path& root);
 
 } // namespace healthintf::hostmon

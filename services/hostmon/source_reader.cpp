@@ -17,16 +17,16 @@ using Clock = std::chrono::steady_clock;
 namespace
 {
 
-std::atomic<std::size_t> leftBehind{0};
+std::atomic<std::size_t> abandonedThreads{0};
 
 } // namespace
 
-std::size_t threadsLeftBehind()
+std::size_t countAbandonedThreads()
 {
-    return leftBehind;
+    return abandonedThreads;
 }
 
-/** What the reader and its thread, which may outlive it, share. */
+/** The state that the reader shares with its thread, which may outlive it. */
 struct SourceReader::Shared
 {
     std::function<double()> read;
@@ -34,7 +34,7 @@ struct SourceReader::Shared
 
     std::mutex mutex;
     std::condition_variable changed;
-    /** When the read began that is wanted or under way. */
+    /** When the requested or running read began. */
     std::optional<Clock::time_point> since;
     std::optional<Reading> reading;
     bool ended = false;
@@ -60,10 +60,10 @@ Reading SourceReader::Shared::readOnce() const
 void SourceReader::Shared::run()
 {
     serve();
-    // The reader ended, and found a read under way.
+    // The reader was destroyed during a read.
     if (since)
     {
-        --leftBehind;
+        --abandonedThreads;
     }
 }
 
@@ -97,11 +97,12 @@ SourceReader::SourceReader(std::function<double()> read,
                            std::function<void()> arrived) :
     shared(std::make_shared<Shared>())
 {
-    if (leftBehind >= mostThreadsLeftBehind)
+    if (abandonedThreads >= maxAbandonedThreads)
     {
-        throw std::runtime_error(
-            "the reads of " + std::to_string(leftBehind) +
-            " sources that are gone have not ended, which is the most");
+        throw std::runtime_error("the reads of " +
+                                 std::to_string(abandonedThreads) +
+                                 " sources that are gone still run, and no "
+                                 "more threads are allowed");
     }
     shared->read = std::move(read);
     shared->arrived = std::move(arrived);
@@ -116,7 +117,7 @@ SourceReader::~SourceReader()
     shared->ended = true;
     if (shared->since)
     {
-        ++leftBehind;
+        ++abandonedThreads;
     }
     shared->changed.notify_all();
 }

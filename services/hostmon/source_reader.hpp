@@ -14,46 +14,46 @@
 namespace healthintf::hostmon
 {
 
-/** What came of reading a source: a value, or why there is none. */
+/** The result of reading a source: a value, or why there is none. */
 struct Reading
 {
     std::optional<double> value;
     std::string failure;
 };
 
-/** How many threads may be left behind before there is no new reader. */
-inline constexpr std::size_t mostThreadsLeftBehind = 16;
+/** How many abandoned threads there may be before no new reader is made. */
+inline constexpr std::size_t maxAbandonedThreads = 16;
 
-/** How many threads of readers that have ended are still in a read. */
-std::size_t threadsLeftBehind();
+/** How many threads are still in a read although their reader is destroyed. */
+std::size_t countAbandonedThreads();
 
-/** Reads one source on a thread of its own. A read that blocks keeps nothing
- *  else waiting, not even the end of this object: the thread is left behind
- *  then, and ends when the read does. */
+/** Reads one source on a thread of its own. A read that blocks delays nothing
+ *  else, not even the destructor: the thread is abandoned then, and ends when
+ *  the read does. */
 class SourceReader
 {
   public:
-    /** @param[in] read the source's; must not refer to what ends before the
-     *             process does
-     *  @param[in] arrived called on the reader's thread after each reading;
-     *             never again once this object has ended
-     *  @throws std::runtime_error when mostThreadsLeftBehind are left behind;
-     *          std::system_error when the machine gives no thread */
+    /** @param[in] read the source's; must refer only to what lives as long as
+     *  the process
+     *  @param[in] arrived called on the reader's thread after each reading; not
+     *  called any more once this object is destroyed
+     *  @throws std::runtime_error when maxAbandonedThreads are in a read;
+     *          std::system_error when the system gives no thread */
     SourceReader(std::function<double()> read, std::function<void()> arrived);
     ~SourceReader();
     SourceReader(const SourceReader&) = delete;
     SourceReader& operator=(const SourceReader&) = delete;
 
-    /** Asks for a reading, unless one is under way. */
+    /** Starts a reading, unless one is running. */
     void start();
 
-    /** The last reading, once; nothing while none has arrived. */
+    /** Takes the latest reading; nothing when there is no new one. */
     std::optional<Reading> take();
 
-    /** Waits for a reading as long as @p patience. */
+    /** Waits for a reading, at most for @p patience, and takes it. */
     std::optional<Reading> wait(std::chrono::microseconds patience);
 
-    /** For how long the present read has been under way; zero when none is. */
+    /** How long the current read has been running; zero when there is none. */
     std::chrono::steady_clock::duration busyFor() const;
 
   private:

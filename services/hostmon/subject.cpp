@@ -5,8 +5,8 @@ namespace healthintf::hostmon
 namespace
 {
 
-/** Answers for two subjects of one kind. */
-struct Meeting
+/** Compares two subjects. */
+struct SensorComparison
 {
     bool operator()(const Filesystem& one, const Filesystem& other) const
     {
@@ -48,9 +48,9 @@ struct Meeting
 
 } // namespace
 
-bool meet(const Subject& one, const Subject& other)
+bool mayShareSensor(const Subject& one, const Subject& other)
 {
-    return std::visit(Meeting(), one, other);
+    return std::visit(SensorComparison(), one, other);
 }
 
 } // namespace healthintf::hostmon

@@ -11,9 +11,10 @@ namespace healthintf::hostmon
 /** How much of a filesystem is used, in percent of what users may use. */
 struct Filesystem
 {
-    /** A folder on it. */
+    /** A folder on the filesystem. */
     std::string path;
-    /** Where it must be mounted; empty for where it is found. */
+    /** Where it must be mounted; empty to take the mount point that is found
+     *  first. */
     std::string mountPoint{};
 };
 
@@ -28,12 +29,12 @@ struct Load
     int minutes = 5;
 };
 
-/** In how much of the time some task waits for a resource, in percent. */
+/** In which part of the time some task waits for a resource, in percent. */
 struct Pressure
 {
     /** "cpu", "memory" or "io". */
     std::string resource;
-    /** Over how many seconds: 10, 60 or 300. */
+    /** The averaging time: 10, 60 or 300. */
     int seconds = 60;
 };
 
@@ -41,13 +42,13 @@ struct Pressure
 struct Temperature
 {
     /** The chip's name and the sensor's name or label, as in "coretemp/temp1";
-     *  "*" for every sensor that there is. */
+     *  "*" for every sensor. */
     std::string sensor;
     /** Whether each device has a component of its own, below the watch's. */
     bool eachDevice = false;
 };
 
-/** How many processes of a kind live. */
+/** How many of the wanted processes run. */
 struct ProcessAlive
 {
     /** The name as in /proc/<pid>/comm; empty when there is a pidfile. */
@@ -59,7 +60,7 @@ struct ProcessAlive
 using Subject =
     std::variant<Filesystem, Memory, Load, Pressure, Temperature, ProcessAlive>;
 
-/** Whether the faults of both may be about the same sensor. */
-bool meet(const Subject& one, const Subject& other);
+/** Whether faults of both subjects may have the same sensor path. */
+bool mayShareSensor(const Subject& one, const Subject& other);
 
 } // namespace healthintf::hostmon

@@ -16,15 +16,15 @@ namespace fs = std::filesystem;
 namespace
 {
 
-/** The first line of a file, empty when there is none.
+/** Reads the first line of a file; empty when the file cannot be read.
  *
- *  @throws std::system_error when there is a shortage, which says nothing of
- *          the file */
+ *  @throws std::system_error when descriptors or memory are short, which says
+ *          nothing about the file */
 std::string firstLine(const fs::path& file)
 {
     try
     {
-        const std::string text = contentOf(file);
+        const std::string text = readKernelFile(file);
         return text.substr(0, text.find('\n'));
     }
     catch (const std::system_error& e)
@@ -41,10 +41,10 @@ std::string firstLine(const fs::path& file)
     }
 }
 
-/** What is in a folder, which may be missing.
+/** Lists a folder; empty when it is missing.
  *
- *  @throws std::system_error when it is there and cannot be read */
-std::vector<fs::path> entriesOf(const fs::path& folder)
+ *  @throws std::system_error when it exists and cannot be read */
+std::vector<fs::path> listEntries(const fs::path& folder)
 {
     std::vector<fs::path> entries;
     std::error_code error;
@@ -60,8 +60,8 @@ std::vector<fs::path> entriesOf(const fs::path& folder)
     return entries;
 }
 
-/** Whether a folder below /sys/devices is a device of a bus, as opposed to one
- *  that the kernel only numbers, such as "nvme0". */
+/** Whether a folder below /sys/devices is a device on a bus, unlike one that
+ *  only has a number from the kernel, such as "nvme0". */
 bool isBusDevice(const fs::path& folder)
 {
     std::error_code error;
@@ -69,9 +69,9 @@ bool isBusDevice(const fs::path& folder)
     return !error && subsystem.parent_path().filename() == "bus";
 }
 
-/** The folder of the device that a chip belongs to: the nearest one that is on
- *  a bus. */
-fs::path deviceFolderOf(const fs::path& chip, const fs::path& devices)
+/** Finds the folder of the device that a chip belongs to: the nearest one on a
+ *  bus. */
+fs::path findDeviceFolder(const fs::path& chip, const fs::path& devices)
 {
     std::error_code error;
     fs::path nearest = fs::canonical(chip / "device", error);
@@ -91,8 +91,8 @@ fs::path deviceFolderOf(const fs::path& chip, const fs::path& devices)
     return nearest;
 }
 
-/** A path below /sys/devices without what stands in front. */
-std::string below(const fs::path& devices, const fs::path& path)
+/** Cuts @p devices off the front of a path. */
+std::string pathBelow(const fs::path& devices, const fs::path& path)
 {
     const fs::path rest = path.lexically_relative(devices);
     return rest.empty() || *rest.begin() == ".." ? path.filename() : rest;
@@ -105,8 +105,9 @@ void addSensorsOfChip(const fs::path& entry, const fs::path& devices,
     std::error_code error;
     const fs::path folder = fs::canonical(entry, error);
     const std::string chip = firstLine(folder / "name");
-    const std::string device = below(devices, deviceFolderOf(folder, devices));
-    for (const fs::path& file : entriesOf(folder))
+    const std::string device =
+        pathBelow(devices, findDeviceFolder(folder, devices));
+    for (const fs::path& file : listEntries(folder))
     {
         const std::string name = file.filename();
         if (name.starts_with("temp") && name.ends_with(ending))
@@ -120,9 +121,10 @@ void addSensorsOfChip(const fs::path& entry, const fs::path& devices,
     }
 }
 
-/** Gives chips of one name on one device, as two ports of a card may have,
- *  names of their own: the numbered parts of their paths. */
-void tellApart(std::vector<TemperatureSensor>& sensors, const fs::path& devices)
+/** Makes the ids unique where one device has several chips of one name, such as
+ *  the ports of a card: adds the numbered part of their paths. */
+void makeIdsUnique(std::vector<TemperatureSensor>& sensors,
+                   const fs::path& devices)
 {
     std::map<std::string, std::size_t> uses;
     for (const TemperatureSensor& sensor : sensors)
@@ -133,7 +135,7 @@ void tellApart(std::vector<TemperatureSensor>& sensors, const fs::path& devices)
     {
         if (uses[sensor.id()] > 1)
         {
-            sensor.device = below(devices, sensor.input.parent_path());
+            sensor.device = pathBelow(devices, sensor.input.parent_path());
         }
     }
 }
@@ -148,14 +150,14 @@ std::string TemperatureSensor::name() const
 bool TemperatureSensor::matches(const std::string& wanted) const
 {
     const std::string ofDevice = " (" + deviceName() + ")";
-    const auto isMeant = [&](const std::string& called) {
+    const auto isNamed = [&](const std::string& called) {
         return wanted == called || wanted == called + ofDevice;
     };
-    return wanted == "*" || isMeant(name()) ||
-           (!label.empty() && isMeant(chip + "/" + label));
+    return wanted == "*" || isNamed(name()) ||
+           (!label.empty() && isNamed(chip + "/" + label));
 }
 
-std::string TemperatureSensor::shownName() const
+std::string TemperatureSensor::displayName() const
 {
     return name() + " (" + deviceName() + ")";
 }
@@ -170,27 +172,27 @@ std::string TemperatureSensor::id() const
     return device + "/" + name();
 }
 
-std::vector<TemperatureSensor> temperatureSensors(const fs::path& hwmon)
+std::vector<TemperatureSensor> listTemperatureSensors(const fs::path& hwmon)
 {
     std::vector<TemperatureSensor> sensors;
     std::error_code error;
     const fs::path devices = fs::weakly_canonical(
         hwmon.parent_path().parent_path() / "devices", error);
-    for (const fs::path& chip : entriesOf(hwmon))
+    for (const fs::path& chip : listEntries(hwmon))
     {
         addSensorsOfChip(chip, devices, sensors);
     }
-    tellApart(sensors, devices);
+    makeIdsUnique(sensors, devices);
     std::ranges::sort(sensors, {}, [](const TemperatureSensor& sensor) {
         return std::pair(sensor.name(), sensor.device);
     });
     return sensors;
 }
 
-double degreesCelsius(const fs::path& input)
+double readDegreesCelsius(const fs::path& input)
 {
     constexpr double thousandths = 1000;
-    return numberAfter(contentOf(input), "", input) / thousandths;
+    return parseNumberAfter(readKernelFile(input), "", input) / thousandths;
 }
 
 } // namespace healthintf::hostmon

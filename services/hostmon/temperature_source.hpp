@@ -18,11 +18,11 @@ struct TemperatureSensor
     std::string sensor;
     /** For example "Package id 0"; empty when the chip gives none. */
     std::string label;
-    /** The file with the reading, below the device's own folder. */
+    /** The file with the reading. */
     std::filesystem::path input;
-    /** The device that the chip belongs to, as the kernel's path below
-     *  /sys/devices, for example "platform/coretemp.0". It stays when chips
-     *  are numbered anew, and no two devices share it. */
+    /** The device that the chip belongs to, as its path below /sys/devices, for
+     *  example "platform/coretemp.0". It does not change when the kernel
+     *  numbers the chips differently, and each device has another. */
     std::string device;
 
     /** Chip and sensor, for example "coretemp/temp1". */
@@ -30,30 +30,31 @@ struct TemperatureSensor
 
     /** Name and device for people, for example
      *  "coretemp/temp1 (coretemp.0)". */
-    std::string shownName() const;
+    std::string displayName() const;
 
     /** The last part of the device's path, for example "coretemp.0". */
     std::string deviceName() const;
 
-    /** Device, chip and sensor: no other sensor of the machine has it. */
+    /** Device, chip and sensor, which identify the sensor on this machine. */
     std::string id() const;
 
-    /** Whether "*", "chip/sensor", "chip/label" or one of the last two with
-     *  the device's name behind it, as shownName() has it, means this one. */
+    /** Whether a configured name means this sensor: "*", "chip/sensor",
+     *  "chip/label", or one of the last two followed by the device's name as in
+     *  displayName(). */
     bool matches(const std::string& wanted) const;
 };
 
-/** Every sensor, in the order of the names.
+/** Lists all sensors, sorted by name.
  *
  *  @param[in] hwmon the kernel's folder, /sys/class/hwmon; may be missing
- *  @throws std::system_error when they cannot be looked for, which does not
- *          mean that there are none */
+ *  @throws std::system_error when the folder cannot be read, so that it is not
+ *          known which sensors exist */
 std::vector<TemperatureSensor>
-temperatureSensors(const std::filesystem::path& hwmon);
+listTemperatureSensors(const std::filesystem::path& hwmon);
 
-/** A reading in degrees Celsius.
+/** Reads a temperature in degrees Celsius.
  *
  *  @throws std::runtime_error when the sensor cannot be read */
-double degreesCelsius(const std::filesystem::path& input);
+double readDegreesCelsius(const std::filesystem::path& input);
 
 } // namespace healthintf::hostmon

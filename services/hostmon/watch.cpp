@@ -13,8 +13,8 @@ Watch::Watch(const WatchConfig& config, const Source& source,
              uint32_t sensorNumber, ComponentFaults& componentFaults) :
     limits(config.limits),
     name(source.name), number(sensorNumber), faults(componentFaults),
-    texts(faultTextsOf(config.subject)),
-    sensorPath(sensorPathOf(texts.kind, source.id)), tracker(config.limits)
+    texts(selectFaultTexts(config.subject)),
+    sensorPath(makeSensorPath(texts.kind, source.id)), tracker(config.limits)
 {}
 
 void Watch::take(const Reading& reading)
@@ -30,33 +30,33 @@ void Watch::take(const Reading& reading)
     }
 }
 
-void Watch::withdraw()
+void Watch::removeFaults()
 {
     takeSuccess();
     if (tracker.level() != Level::ok)
     {
-        remove(messageIdOf(texts, tracker.level()));
-        tracker.take(Level::ok);
+        remove(selectMessageId(texts, tracker.level()));
+        tracker.setLevel(Level::ok);
     }
 }
 
 void Watch::takeValue(double value)
 {
     const Level before = tracker.level();
-    const Level now = tracker.next(value);
+    const Level now = tracker.nextLevel(value);
     if (now != before && before != Level::ok)
     {
-        remove(messageIdOf(texts, before));
+        remove(selectMessageId(texts, before));
     }
     if (now != Level::ok)
     {
         const double limit =
             now == Level::critical ? limits.critical : limits.warning;
-        // Again at each reading: one that waits has the present one then.
-        add(messageIdOf(texts, now), now,
-            {name, shownNumber(value), shownNumber(limit)});
+        // At each reading, so that a waiting fault has the latest one.
+        add(selectMessageId(texts, now), now,
+            {name, formatNumber(value), formatNumber(limit)});
     }
-    tracker.take(now);
+    tracker.setLevel(now);
 }
 
 void Watch::takeFailure(const std::string& cause)
@@ -102,13 +102,13 @@ std::string describe(const WatchConfig& config, const Source& source,
                      const Reading& reading)
 {
     const std::string start =
-        std::string(faultTextsOf(config.subject).kind) + " " + source.name;
+        std::string(selectFaultTexts(config.subject).kind) + " " + source.name;
     if (!reading.value)
     {
         return start + ": " + reading.failure;
     }
-    const Level level = LevelTracker(config.limits).next(*reading.value);
-    return start + ": " + shownNumber(*reading.value) + " (" +
+    const Level level = LevelTracker(config.limits).nextLevel(*reading.value);
+    return start + ": " + formatNumber(*reading.value) + " (" +
            (level == Level::ok        ? "ok"
             : level == Level::warning ? "warning"
                                       : "critical") +

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file One source under watch: its readings become faults. */
+/** @file Turns the readings of one source into faults. */
 
 #include "component_faults.hpp"
 #include "config.hpp"
@@ -14,24 +14,24 @@
 namespace healthintf::hostmon
 {
 
-/** Turns the readings of one source into faults of one component. */
+/** Adds and removes the faults of one source on one component. */
 class Watch
 {
   public:
     /** @param[in] config the watch's configuration
      *  @param[in] source one of its sources
      *  @param[in] sensorNumber 1 to 255
-     *  @param[in] componentFaults the faults of the component that the watch
-     *             is for; must outlive this object */
+     *  @param[in] componentFaults the faults of the component; must outlive
+     *  this object */
     Watch(const WatchConfig& config, const Source& source,
           uint32_t sensorNumber, ComponentFaults& componentFaults);
 
-    /** Adds and removes faults as a reading's level asks, or as it could not
-     *  be read. The component's faults are to be reported then. */
+    /** Adds and removes faults according to a reading's level, or because the
+     *  reading failed. The caller reports the component's faults afterwards. */
     void take(const Reading& reading);
 
-    /** Removes the faults of a source that is there no more. */
-    void withdraw();
+    /** Removes all faults of the source, which no longer exists. */
+    void removeFaults();
 
   private:
     void takeValue(double value);
@@ -52,7 +52,7 @@ class Watch
     std::optional<std::string> failure;
 };
 
-/** What a source read, and its level, as a line for people. */
+/** One line for people with a source's reading and its level. */
 std::string describe(const WatchConfig& config, const Source& source,
                      const Reading& reading);
 

@@ -8,7 +8,7 @@ namespace healthintf::logmgr
 
 namespace fs = std::filesystem;
 
-const char* nameOf(Overflow overflow)
+const char* overflowName(Overflow overflow)
 {
     return overflow == Overflow::refuse ? "refuse" : "wrap";
 }
@@ -20,10 +20,10 @@ Config parseConfig(std::string_view text, const std::string& name)
     Config config;
     config.capacity = static_cast<uint16_t>(
         table.whole("capacity", 1, identifiers, config.capacity));
-    const char* wrap = nameOf(Overflow::wrap);
-    const char* refuse = nameOf(Overflow::refuse);
-    if (table.oneOf("overflow", {refuse, wrap}, nameOf(config.overflow)) ==
-        wrap)
+    const char* wrap = overflowName(Overflow::wrap);
+    const char* refuse = overflowName(Overflow::refuse);
+    if (table.oneOf("overflow", {refuse, wrap},
+                    overflowName(config.overflow)) == wrap)
     {
         config.overflow = Overflow::wrap;
     }

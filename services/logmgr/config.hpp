@@ -12,27 +12,27 @@
 namespace healthintf::logmgr
 {
 
-/** What happens to an event that a full log has no place for. */
+/** What happens to a new event when the log is full. */
 enum class Overflow
 {
-    /** It is refused, and what came first stays. */
+    /** It is refused, and the old entries stay. */
     refuse,
-    /** It is stored, and the oldest goes. */
+    /** It is stored, and the oldest entry is dropped. */
     wrap,
 };
 
-/** An overflow behaviour as users write it. */
-const char* nameOf(Overflow overflow);
+/** The name of an overflow behaviour in the configuration. */
+const char* overflowName(Overflow overflow);
 
 struct Config
 {
-    /** How many entries the log may hold, 1 to as many as there are
+    /** How many entries the log may hold, from 1 to the number of
      *  identifiers. */
     uint16_t capacity = 4096;
     Overflow overflow = Overflow::refuse;
 };
 
-/** Reads a configuration; what it leaves out is as usual.
+/** Reads a configuration; keys that it leaves out have their default values.
  *
  *  @param[in] text the file's content
  *  @param[in] name the file's name, for errors
@@ -41,8 +41,8 @@ Config parseConfig(std::string_view text, const std::string& name);
 
 /** Reads a configuration file.
  *
- *  @param[in] file empty for the usual one, which need not be there
- *  @param[in] usual the usual one
+ *  @param[in] file empty for the default file, which need not exist
+ *  @param[in] usual the default file
  *  @throws services::ConfigError */
 Config loadConfig(const std::filesystem::path& file,
                   const std::filesystem::path& usual);

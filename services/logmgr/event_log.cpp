@@ -18,7 +18,7 @@ namespace log = services::log;
 namespace
 {
 
-// Places in a record.
+// Byte offsets in a record.
 constexpr std::size_t identifierAt =
     offsetof(SELInterface::SELRecord, recordId);
 constexpr std::size_t typeAt = offsetof(SELInterface::SELRecord, recordType);
@@ -35,7 +35,8 @@ void write(Record& record, std::size_t at, Number number)
     }
 }
 
-SELEntryProperties entryOf(const Event& event, uint16_t recordId, uint32_t now)
+SELEntryProperties makeEntry(const Event& event, uint16_t recordId,
+                             uint32_t now)
 {
     SELEntryProperties entry{.recordId = recordId,
                              .timestamp = 0,
@@ -50,8 +51,8 @@ SELEntryProperties entryOf(const Event& event, uint16_t recordId, uint32_t now)
     return entry;
 }
 
-/** How many bytes of a message an entry takes, in round numbers. */
-std::size_t bytesInAPage(const SELEntryProperties& entry)
+/** Estimates how many bytes of a message an entry takes. */
+std::size_t estimateBytes(const SELEntryProperties& entry)
 {
     constexpr std::size_t besidesTexts = 64;
     return besidesTexts + entry.sensor.name.size() + entry.sensor.path.size();
@@ -68,12 +69,13 @@ void checkText(const std::string& text, const char* what)
     }
 }
 
-/** Lines about changes that fail, which others ask for without end. */
+/** Limits the lines about failed changes, which clients can cause without
+ *  end. */
 constinit host::LineLimit storeFailureLines;
 
-/** Works with the store, whose failures refuse what is wanted. */
+/** Calls a function on the store and turns its failure into a Refusal. */
 template <typename Work>
-void inStore(Work&& work)
+void changeStore(Work&& work)
 {
     try
     {
@@ -96,15 +98,15 @@ void inStore(Work&& work)
 
 } // namespace
 
-uint32_t secondsOf(int64_t time)
+uint32_t toRecordTime(int64_t time)
 {
     return static_cast<uint32_t>(
         std::clamp<int64_t>(time, 0, std::numeric_limits<uint32_t>::max()));
 }
 
-Event checkedEvent(SELInterface::SensorInfo sensor,
-                   std::span<const uint8_t> record,
-                   std::optional<uint32_t> timestamp)
+Event makeEvent(SELInterface::SensorInfo sensor,
+                std::span<const uint8_t> record,
+                std::optional<uint32_t> timestamp)
 {
     if (record.size() != SELInterface::recordSize)
     {
@@ -124,30 +126,30 @@ EventLog::EventLog(SelStore& store, const Config& config, Clock clock) :
     store(store), settings(config), clock(std::move(clock))
 {}
 
-void EventLog::keepInPlace()
+void EventLog::restoreFile()
 {
     try
     {
-        inStore([&] {
-            store.keepInPlace();
+        changeStore([&] {
+            store.restoreFile();
         });
     }
     catch (const Refusal&)
     {
-        // It was logged, and nobody asked for anything.
+        // The failure was logged, and there is no caller to tell.
     }
 }
 
 EventLog::Addition EventLog::add(const Event& event)
 {
-    // What is below counts on what the log holds.
-    inStore([&] {
-        store.keepInPlace();
+    // The rest of this function relies on what the file holds.
+    changeStore([&] {
+        store.restoreFile();
     });
-    const uint64_t held = store.size();
+    const uint64_t size = store.size();
     LogState state = store.state();
     std::vector<uint16_t> dropped;
-    if (held >= settings.capacity)
+    if (size >= settings.capacity)
     {
         if (settings.overflow == Overflow::refuse)
         {
@@ -157,14 +159,14 @@ EventLog::Addition EventLog::add(const Event& event)
         const uint64_t end = store.next() - settings.capacity + 1;
         for (uint64_t each = store.first(); each < end; ++each)
         {
-            dropped.push_back(identifierOf(each));
+            dropped.push_back(toIdentifier(each));
         }
     }
     state.lastAddition = clock();
     Addition addition{
-        entryOf(event, identifierOf(store.next()), state.lastAddition),
+        makeEntry(event, toIdentifier(store.next()), state.lastAddition),
         std::move(dropped), store.next()};
-    inStore([&] {
+    changeStore([&] {
         store.append(addition.entry, addition.dropped.size(), state);
     });
     return addition;
@@ -188,17 +190,17 @@ void EventLog::noteOverflow()
     state.overflow = true;
     try
     {
-        inStore([&] {
+        changeStore([&] {
             store.setState(state);
         });
-        // Once, as the log remembers it now.
+        // Logged once until the log is cleared: the stored state remembers it.
         SERVICE_LOG(log::warning,
                     "%s.%d.%s: the log is full and refuses events until it is "
                     "cleared");
     }
     catch (const Refusal&)
     {
-        // It was logged, and the event is refused in any case.
+        // The failure was logged, and the event is refused anyway.
     }
 }
 
@@ -208,7 +210,7 @@ uint32_t EventLog::clear()
     LogState state = store.state();
     state.lastErase = clock();
     state.overflow = false;
-    inStore([&] {
+    changeStore([&] {
         store.clear(state);
     });
     return erased;
@@ -230,7 +232,7 @@ uint32_t EventLog::clearUpTo(uint64_t generation, uint16_t last)
 
 uint16_t EventLog::lastIdentifier() const
 {
-    return store.size() == 0 ? 0 : identifierOf(store.next() - 1);
+    return store.size() == 0 ? 0 : toIdentifier(store.next() - 1);
 }
 
 void EventLog::checkGeneration(uint64_t known) const
@@ -256,7 +258,7 @@ std::optional<uint64_t> EventLog::find(uint16_t recordId) const
     {
         return store.next() - 1;
     }
-    const int ahead = recordId - identifierOf(store.first());
+    const int ahead = recordId - toIdentifier(store.first());
     const uint64_t sequence =
         store.first() +
         static_cast<uint64_t>(ahead < 0 ? ahead + identifiers : ahead);
@@ -292,12 +294,12 @@ Page EventLog::pageFrom(uint64_t begin, uint32_t limit) const
     Page page;
     std::size_t bytes = 0;
     store.read(begin, [&](uint64_t sequence, const SELEntryProperties& entry) {
-        bytes += bytesInAPage(entry);
+        bytes += estimateBytes(entry);
         const std::size_t before = page.entries.size();
         if ((limit != 0 && before == limit) ||
             (before > 0 && bytes > maxPageBytes))
         {
-            page.next = identifierOf(sequence);
+            page.next = toIdentifier(sequence);
             page.nextSequence = sequence;
             return false;
         }
@@ -322,9 +324,9 @@ Page EventLog::entry(uint16_t recordId) const
     if (page.entries.empty() ||
         (!byPlace && page.entries.front().recordId != recordId))
     {
-        throw Refusal(Refusal::Kind::noSuchEntry,
-                      "the entry " + std::to_string(recordId) +
-                          " of the log makes no sense");
+        throw Refusal(Refusal::Kind::noSuchEntry, "the entry " +
+                                                      std::to_string(recordId) +
+                                                      " of the log is damaged");
     }
     return page;
 }
@@ -338,10 +340,10 @@ Page EventLog::lastPage() const
     return page;
 }
 
-void EventLog::readAll(const Take& take) const
+void EventLog::readAll(const EntryCallback& visit) const
 {
     store.read(0, [&](uint64_t sequence, const SELEntryProperties& entry) {
-        take(sequence, entry);
+        visit(sequence, entry);
         return true;
     });
 }

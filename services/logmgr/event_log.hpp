@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The rules of the System Event Log, without any bus. */
+/** @file The rules of the System Event Log, independent of D-Bus. */
 
 #include "config.hpp"
 #include "sel_store.hpp"
@@ -20,7 +20,7 @@
 namespace healthintf::logmgr
 {
 
-/** Why something is not done. */
+/** Why a request to the log was refused. */
 class Refusal : public std::runtime_error
 {
   public:
@@ -30,9 +30,9 @@ class Refusal : public std::runtime_error
         full,
         notStored,
         noSuchEntry,
-        /** The log was cleared or begun anew since. */
+        /** The log was cleared or replaced since the caller read it. */
         oldGeneration,
-        /** The last entry is another than somebody knows. */
+        /** The log has another last entry than the caller expects. */
         grown,
     };
 
@@ -54,57 +54,60 @@ using Record = std::array<uint8_t, SELInterface::recordSize>;
 /** The longest name and the longest path of a sensor, in bytes. */
 inline constexpr std::size_t maxSensorText = 511;
 
-/** Record types from here on have no sensor. */
+/** The first record type of records without a sensor. */
 inline constexpr uint8_t firstOemType = 0xc0;
-/** Record types from here on have bytes of their maker in the place of the
- *  timestamp. */
+/** The first record type of records that have bytes of their maker in the place
+ *  of the timestamp. */
 inline constexpr uint8_t firstTypeWithoutTimestamp = 0xe0;
 
-/** A time as records have it, which ends where there is no more room: before
- *  1970 and after 2106. */
-uint32_t secondsOf(int64_t time);
+/** Converts a time to a record's 32 bits, limited to the years 1970 to 2106. */
+uint32_t toRecordTime(int64_t time);
 
-/** What somebody wants to be stored. */
+/** A request to store one event. */
 struct Event
 {
     SELInterface::SensorInfo sensor;
     Record record{};
-    /** Without one, and in a record that has none, the clock's. */
+    /** The record's timestamp; without one the log's clock is used. Ignored for
+     *  records without a timestamp. */
     std::optional<uint32_t> timestamp;
 };
 
-/** @throws Refusal for what is no event record */
-Event checkedEvent(SELInterface::SensorInfo sensor,
-                   std::span<const uint8_t> record,
-                   std::optional<uint32_t> timestamp);
+/** Makes an event from the arguments of a call.
+ *
+ *  @throws Refusal when the record or a text has the wrong size */
+Event makeEvent(SELInterface::SensorInfo sensor,
+                std::span<const uint8_t> record,
+                std::optional<uint32_t> timestamp);
 
-/** The identifiers that stand for entries by their place, as IPMI has them. */
+/** The identifiers by which IPMI asks for the first and the last entry. */
 inline constexpr uint16_t firstEntry = 0;
 inline constexpr uint16_t lastEntry = 65535;
 /** There is no further entry. */
 inline constexpr uint16_t noEntry = 65535;
 
-/** What stands for the sequence number of an entry that there is not. */
+/** In the place of a sequence number: there is no further entry. */
 inline constexpr uint64_t noSequence = UINT64_MAX;
-/** What stands for whichever generation the log has. */
+/** In the place of a generation: any generation. */
 inline constexpr uint64_t anyGeneration = 0;
 
-/** Some entries in their order. */
+/** A range of entries in their order. */
 struct Page
 {
     std::vector<SELEntryProperties> entries;
-    /** The identifier of the entry behind them, or noEntry. */
+    /** The identifier of the entry after them, or noEntry. */
     uint16_t next = noEntry;
-    /** The sequence number of the entry behind them, or noSequence. */
+    /** The sequence number of the entry after them, or noSequence. */
     uint64_t nextSequence = noSequence;
 };
 
-/** A log with a capacity. */
+/** The System Event Log with its capacity and overflow behaviour. */
 class EventLog
 {
   public:
-    /** How many bytes a page has at most, unless its only entry has more: what
-     *  is answered after it waits for the bus to take it. */
+    /** How many bytes a page has at most, unless it has only one entry. Larger
+     *  pages would delay the next answer, which the bus takes only after this
+     *  one. */
     static constexpr std::size_t maxPageBytes = 16UL << 10;
 
     /** Seconds since the epoch. */
@@ -113,20 +116,20 @@ class EventLog
     /** @param[in] store must outlive this object */
     EventLog(SelStore& store, const Config& config, Clock clock);
 
-    /** Sees to it that the log is in its folder, as every change does. What
-     *  fails is logged. */
-    void keepInPlace();
+    /** Restores the log's file when somebody removed or replaced it. Every
+     *  change does this too. A failure is logged. */
+    void restoreFile();
 
-    /** What an event has become. */
+    /** The result of storing an event. */
     struct Addition
     {
         SELEntryProperties entry;
-        /** Identifiers of the entries that went for it. */
+        /** Identifiers of the entries that were dropped for it. */
         std::vector<uint16_t> dropped;
         uint64_t sequence = 0;
     };
 
-    /** Stores an event, for good when this returns.
+    /** Stores an event. It is on the disk when this returns.
      *
      *  @throws Refusal */
     Addition add(const Event& event);
@@ -137,57 +140,60 @@ class EventLog
      *  @throws Refusal */
     uint32_t clear();
 
-    /** Removes every entry, if the log is what somebody knows of it.
+    /** Removes every entry, unless the log changed since the caller read it.
      *
      *  @param[in] generation the log's, or anyGeneration
      *  @param[in] last the identifier of its last entry; 0 for a log without
-     *             entries, lastEntry for whichever it is
+     *  entries, lastEntry for any
      *  @return how many there were
-     *  @throws Refusal when the log is another or has grown; nothing is
-     *          removed then */
+     *  @throws Refusal when the generation or the last entry differs; nothing
+     *          is removed then */
     uint32_t clearUpTo(uint64_t generation, uint16_t last);
 
-    /** The identifier of the last entry; 0 without one. */
+    /** The identifier of the last entry; 0 for an empty log. */
     uint16_t lastIdentifier() const;
 
     /** Reads entries.
      *
-     *  @param[in] first the identifier to begin with, firstEntry or lastEntry
-     *  @param[in] limit how many at most; 0 for as many as a page holds
-     *  @throws Refusal without an entry of the identifier */
+     *  @param[in] first the identifier of the first wanted entry, firstEntry or
+     *  lastEntry
+     *  @param[in] limit how many entries at most; 0 for as many as a page holds
+     *  @throws Refusal when the log has no entry with this identifier */
     Page list(uint16_t first, uint32_t limit) const;
 
     /** Reads entries by their sequence numbers, which no two entries of a
      *  generation share.
      *
      *  @param[in] generation the log's, or anyGeneration
-     *  @param[in] first the sequence number to begin with; 0 for the first
-     *             entry that there is
-     *  @param[in] limit how many at most; 0 for as many as a page holds
-     *  @throws Refusal when the log is another, or has not the entry */
+     *  @param[in] first the sequence number of the first wanted entry; 0 for
+     *  the log's first
+     *  @param[in] limit how many entries at most; 0 for as many as a page holds
+     *  @throws Refusal when the generation differs, or the log has no such
+     *          entry */
     Page listFrom(uint64_t generation, uint64_t first, uint32_t limit) const;
 
-    /** Reads one entry, which a page is given with.
+    /** Reads one entry, as a page with the identifier of the next one.
      *
      *  @param[in] recordId its identifier, firstEntry or lastEntry
-     *  @throws Refusal without such an entry, also when it is one that makes
-     *          no sense: another is not given in its place */
+     *  @throws Refusal when the log has no such entry, or the entry is
+     *          damaged */
     Page entry(uint16_t recordId) const;
 
-    /** Takes an entry with its sequence number. */
-    using Take =
+    /** Is called with an entry and its sequence number. */
+    using EntryCallback =
         std::function<void(uint64_t sequence, const SELEntryProperties& entry)>;
 
     /** Reads all entries. */
-    void readAll(const Take& take) const;
+    void readAll(const EntryCallback& visit) const;
 
-    /** The sequence number that the next entry gets. */
+    /** The sequence number of the next new entry. */
     uint64_t nextSequence() const
     {
         return store.next();
     }
 
-    /** Changes when the log is cleared or begun anew. */
+    /** The log's generation: another number whenever the log is cleared or
+     *  replaced. */
     uint64_t generation() const
     {
         return store.generation();
@@ -214,7 +220,7 @@ class EventLog
     std::optional<uint64_t> find(uint16_t recordId) const;
     void checkGeneration(uint64_t known) const;
     Page pageFrom(uint64_t begin, uint32_t limit) const;
-    /** The last entry that makes sense. */
+    /** The last undamaged entry. */
     Page lastPage() const;
 
     SelStore& store;

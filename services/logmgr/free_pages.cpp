@@ -9,8 +9,8 @@ namespace healthintf::logmgr
 
 std::size_t freePages(MDB_env* environment)
 {
-    // LMDB keeps lists of them in its own first table, which only a read
-    // transaction may look at; each begins with its length.
+    // LMDB lists free pages in its own first table, which only a read
+    // transaction may open. Each list begins with its length.
     constexpr MDB_dbi freeLists = 0;
     const Transaction transaction(environment, Transaction::Kind::read);
     std::size_t pages = 0;

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The free space within an LMDB file. */
+/** @file Counts the free pages of an LMDB file. */
 
 #include <lmdb.h>
 
@@ -9,8 +9,8 @@
 namespace healthintf::logmgr
 {
 
-/** How many pages below the highest used one are free. Those that the last
- *  transactions gave up can be used again a little later only. */
+/** Counts the free pages below the highest used one. LMDB reuses pages that the
+ *  latest transactions freed only after another transaction or two. */
 std::size_t freePages(MDB_env* environment);
 
 } // namespace healthintf::logmgr

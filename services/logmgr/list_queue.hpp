@@ -26,42 +26,43 @@ inline constexpr std::size_t maxListsOfUser = 16;
 struct ListCall
 {
     MessagePtr message;
-    /** An identifier in a call of ListEntries, a sequence number in one of
-     *  ListLog. */
+    /** The first wanted entry: an identifier for ListEntries, a sequence number
+     *  for ListLog. */
     uint64_t first = 0;
     uint32_t limit = 0;
-    /** Of a call of ListLog. */
+    /** Only ListLog has it. */
     std::optional<uint64_t> generation = std::nullopt;
 };
 
-/** Lets the users take turns, however many calls each of them has made. The
- *  calls of a sender wait until its user is known. */
+/** Gives the users turns, however many calls each of them has made. The calls
+ *  of a sender wait until its user is known. */
 class ListQueue
 {
   public:
-    /** Whether something was heard of a sender, and it was not forgotten. */
+    /** Whether a sender has made a call and was not forgotten since. */
     bool knows(const std::string& sender) const;
 
-    /** Lets a call wait.
+    /** Queues a call.
      *
      *  @return false when the sender, or its user if that is known, has too
-     *          many calls here; the call is not kept then */
+     *          many calls in the queue; the call is dropped then */
     [[nodiscard]] bool add(const std::string& sender, ListCall call);
 
-    /** Says who a sender is, whose calls can be answered from now on.
+    /** Sets the user of a sender. The sender's calls can be answered from then
+     *  on.
      *
-     *  @return those of its calls that are too many for the user; they are not
-     *          kept */
+     *  @return the sender's calls beyond the limit of the user; they are
+     *          removed from the queue */
     [[nodiscard]] std::vector<ListCall> setUser(const std::string& sender,
                                                 uid_t user);
 
-    /** Drops what is known of a sender, and its calls. */
+    /** Drops a sender and its calls. */
     void forget(const std::string& sender);
 
-    /** Takes out the call that is to be answered next: the oldest of the user
+    /** Removes the call that is to be answered next: the oldest one of the user
      *  whose turn it is.
      *
-     *  @return nothing without a call of a user that is known */
+     *  @return nothing when no call's user is known */
     std::optional<ListCall> next();
 
     /** Whether next() would give a call. */
@@ -74,9 +75,9 @@ class ListQueue
     struct Sender
     {
         std::optional<uid_t> user;
-        /** How many calls it has here. */
+        /** How many of its calls are in the queue. */
         std::size_t pending = 0;
-        /** Its calls, as long as its user is not known. */
+        /** Its calls until its user is known. */
         std::vector<ListCall> unknown;
     };
 
@@ -96,7 +97,7 @@ class ListQueue
     bool addForUser(uid_t user, const std::string& sender, ListCall& call);
 
     std::map<std::string, Sender> senders;
-    /** The users with calls; the first is the next. */
+    /** The users with calls; the first one is next. */
     std::list<Turn> turns;
 };
 

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Ownership of LMDB's handles. */
+/** @file Owners of LMDB's handles, and its failures as exceptions. */
 
 #include "thread_sanitizer.hpp"
 
@@ -15,7 +15,7 @@
 namespace healthintf::logmgr
 {
 
-/** LMDB's codes, which are its own or errnos, with its texts for them. */
+/** LMDB's error codes, some of which are errnos, with LMDB's texts. */
 class LmdbCategory : public std::error_category
 {
   public:
@@ -64,7 +64,7 @@ struct CloseEnvironment
 
 using EnvironmentPtr = std::unique_ptr<MDB_env, CloseEnvironment>;
 
-/** A transaction; one that is not committed changes nothing. */
+/** A transaction. Without commit() it changes nothing. */
 class Transaction
 {
   public:
@@ -80,12 +80,13 @@ class Transaction
         int result = mdb_txn_begin(environment, nullptr, flags, &handle);
         if (result == MDB_READERS_FULL)
         {
-            // Readers that were killed keep their slots until somebody looks.
+            // Killed readers keep their slots until mdb_reader_check() frees
+            // them.
             mdb_reader_check(environment, nullptr);
             result = mdb_txn_begin(environment, nullptr, flags, &handle);
         }
         checkLmdb("mdb_txn_begin", result);
-        comeAfter(environment);
+        noteTransactionBegin(environment);
     }
 
     Transaction(const Transaction&) = delete;
@@ -95,7 +96,7 @@ class Transaction
     {
         if (handle != nullptr)
         {
-            comeBefore(environment);
+            noteTransactionEnd(environment);
             mdb_txn_abort(handle);
         }
     }
@@ -107,7 +108,7 @@ class Transaction
 
     void commit()
     {
-        comeBefore(environment);
+        noteTransactionEnd(environment);
         checkLmdb("mdb_txn_commit",
                   mdb_txn_commit(std::exchange(handle, nullptr)));
     }
@@ -169,8 +170,8 @@ class Cursor
         return move(MDB_NEXT);
     }
 
-    /** Gives room for another value of the record, to be written before
-     *  anything else is done. */
+    /** Reserves memory for another value of the record. The caller writes it
+     *  before it uses the transaction again. */
     MDB_val replace(std::size_t size)
     {
         MDB_val room{size, nullptr};
@@ -179,7 +180,7 @@ class Cursor
         return room;
     }
 
-    /** Removes the record; next() then goes on after it. */
+    /** Removes the record; next() then moves to the one after it. */
     void remove()
     {
         checkLmdb("mdb_cursor_del", mdb_cursor_del(handle, 0));

@@ -1,4 +1,4 @@
-/** @file logmgr, the log manager: keeps the System Event Log. */
+/** @file logmgr, logmgr: keeps the System Event Log. */
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
@@ -9,7 +9,7 @@
 #include "config.hpp"
 #include "directories.hpp"
 #include "event_log.hpp"
-#include "list_answers.hpp"
+#include "list_responder.hpp"
 #include "logmgr_config.hpp"
 #include "mirror.hpp"
 #include "sel_object.hpp"
@@ -32,21 +32,21 @@ namespace
 
 using namespace healthintf;
 
-/** How long a mirror that could not be written stays so at most once it can be
- *  written again. */
+/** The longest pause between two attempts to write the mirror again. */
 constexpr std::chrono::milliseconds longestRepairPause(800);
 
-/** How often the files are looked for, which somebody may have removed. */
+/** How often the log's files are checked: somebody may have removed them. */
 constexpr std::chrono::milliseconds lookPeriod(800);
 
 uint32_t now()
 {
-    return logmgr::secondsOf(std::time(nullptr));
+    return logmgr::toRecordTime(std::time(nullptr));
 }
 
 int serve(const logmgr::Config& config)
 {
-    // Before signals are the loop's: it may wait for another process.
+    // Opened before the event loop takes over signals: opening may wait for
+    // another process, and a signal must be able to end that.
     logmgr::SelStore store(host::stateDirectory() / "sel");
     logmgr::EventLog events(store, config, now);
     services::EventLoop loop;
@@ -56,21 +56,21 @@ int serve(const logmgr::Config& config)
     services::Retry repair(
         loop,
         [&mirror] {
-            return mirror.renew();
+            return mirror.rebuild();
         },
         services::GrowingPause(longestRepairPause / 8, longestRepairPause));
     mirror.onFailure([&repair] {
         repair.request();
     });
-    logmgr::ListAnswers lists(loop, connection, events);
+    logmgr::ListResponder lists(loop, connection, events);
     const logmgr::SelObject object(connection, events, mirror, lists);
     connection.requestName(names::logManagerService);
-    // Not before: the mirror is that of the log manager who has the name. Calls
-    // are answered when it is made.
-    mirror.renew();
+    // The mirror belongs to the process that owns the bus name, so it is
+    // written only now, and before the first call is answered.
+    mirror.rebuild();
     const services::EventSource look = loop.every(lookPeriod, [&] {
-        events.keepInPlace();
-        mirror.look();
+        events.restoreFile();
+        mirror.check();
     });
     services::SelfCall selfCall(connection);
     const services::Supervision supervision(loop, [&selfCall] {

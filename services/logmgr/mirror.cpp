@@ -11,45 +11,47 @@ namespace log = services::log;
 namespace
 {
 
-/** Lines about a mirror that goes again and again. */
+/** Limits the lines about a lost mirror, which somebody may remove
+ *  repeatedly. */
 constinit host::LineLimit lossLines;
 
-/** A mirror of so many bytes is not worth the work of making it smaller. */
-constexpr std::size_t small = 256UL << 10;
+/** A mirror of up to so many bytes is never made smaller. */
+constexpr std::size_t minShrinkSize = 256UL << 10;
 
 } // namespace
 
-Mirror::Mirror(const EventLog& log) : events(log), tolerated(small)
+Mirror::Mirror(const EventLog& log) :
+    events(log), shrinkThreshold(minShrinkSize)
 {}
 
-void Mirror::follow(const EventLog::Addition& addition)
+void Mirror::addEntry(const EventLog::Addition& addition)
 {
-    // A change that failed may be in the log all the same once it is opened
-    // again.
-    if (behind || addition.sequence != next ||
+    // A change that failed may still be in the log once it is opened again.
+    if (incomplete || addition.sequence != next ||
         generation != events.generation() || isLost())
     {
-        renew();
+        rebuild();
     }
     else
     {
-        note(mirror.add(addition.sequence, addition.entry, addition.dropped));
+        noteResult(
+            mirror.add(addition.sequence, addition.entry, addition.dropped));
     }
 }
 
-void Mirror::look()
+void Mirror::check()
 {
-    if (behind)
+    if (incomplete)
     {
         return;
     }
     if (isOfAnotherLog() || isLost())
     {
-        renew();
+        rebuild();
     }
     else
     {
-        giveSpaceBack();
+        shrink();
     }
 }
 
@@ -74,47 +76,47 @@ bool Mirror::isLost() const
     return true;
 }
 
-void Mirror::giveSpaceBack()
+void Mirror::shrink()
 {
-    if (mirror.size() <= tolerated || !mirror.isMostlyFree())
+    if (mirror.size() <= shrinkThreshold || !mirror.isMostlyFree())
     {
         return;
     }
-    // For a moment it needs space for both. The one that is there is as whole
-    // as before when there is none.
+    // The old and the new mirror exist at the same time for a moment. Without
+    // space for both, the old one stays complete.
     const std::size_t before = mirror.size();
     constexpr std::size_t more = 2;
-    tolerated = makeAnew() == 0 ? small : before * more;
+    shrinkThreshold = replaceMirror() == 0 ? minShrinkSize : before * more;
 }
 
-int Mirror::makeAnew()
+int Mirror::replaceMirror()
 {
     return mirror.replace([this](const host::SelMirror::Sink& put) {
         events.readAll(put);
     });
 }
 
-bool Mirror::renew()
+bool Mirror::rebuild()
 {
-    note(makeAnew());
-    return !behind;
+    noteResult(replaceMirror());
+    return !incomplete;
 }
 
-void Mirror::note(int result)
+void Mirror::noteResult(int result)
 {
-    behind = result != 0;
+    incomplete = result != 0;
     next = events.nextSequence();
     generation = events.generation();
-    if (behind && !failing)
+    if (incomplete && !failing)
     {
         SERVICE_LOG(log::error,
                     "%s.%d.%s: the data cache lacks the last change of the "
                     "log until it can be written again");
     }
-    failing = behind;
-    if (behind && askForRepair)
+    failing = incomplete;
+    if (incomplete && requestRepair)
     {
-        askForRepair();
+        requestRepair();
     }
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The log as others read it in the data cache. */
+/** @file The copy of the log that other processes read in the data cache. */
 
 #include "data_cache/sel_entry_cache.hpp"
 #include "event_log.hpp"
@@ -13,56 +13,54 @@
 namespace healthintf::logmgr
 {
 
-/** Keeps the data cache as the log is. What fails is logged, and made up for
- *  later: the log itself has it all. */
+/** Keeps the copy of the log in the data cache up to date. A failure is logged,
+ *  and the copy is repaired later from the log. */
 class Mirror
 {
   public:
-    /** Leaves whatever is there until renew().
+    /** Does not touch an existing copy before rebuild().
      *
      *  @param[in] log must outlive this object */
     explicit Mirror(const EventLog& log);
 
-    /** Follows an addition that the log has made. */
-    void follow(const EventLog::Addition& addition);
+    /** Copies an entry that was added to the log. */
+    void addEntry(const EventLog::Addition& addition);
 
-    /** Follows any change: puts the whole log in the place of whatever is
-     *  there.
+    /** Replaces the copy by one of the whole log.
      *
-     *  @return whether that is done */
-    bool renew();
+     *  @return whether it succeeded */
+    bool rebuild();
 
-    /** Makes the mirror anew when somebody has removed it or put something else
-     *  in its place, when the log holds something else, and when most of its
-     *  space is free. */
-    void look();
+    /** Replaces the copy when somebody removed or replaced it, when the log
+     * holds something else, or when most of the copy's space is free. */
+    void check();
 
-    /** Calls @p repair whenever a change could not be followed, so that renew()
-     *  is called again later. */
+    /** Sets a function that is called whenever the copy could not be updated,
+     *  so that rebuild() is called later. */
     void onFailure(std::function<void()> repair)
     {
-        askForRepair = std::move(repair);
+        requestRepair = std::move(repair);
     }
 
   private:
     bool isOfAnotherLog() const;
     bool isLost() const;
-    int makeAnew();
-    void giveSpaceBack();
-    void note(int result);
+    int replaceMirror();
+    void shrink();
+    void noteResult(int result);
 
     const EventLog& events;
     host::SelMirror mirror;
-    /** Whether only renew() makes the mirror whole. */
-    bool behind = true;
-    /** The sequence number of the next entry, if there is a mirror. */
+    /** Whether the copy lacks entries, so that only rebuild() completes it. */
+    bool incomplete = true;
+    /** The sequence number of the next entry, if there is a copy. */
     uint64_t next = 0;
     /** The log's generation then. */
     uint64_t generation = 0;
     bool failing = false;
-    /** Up to so many bytes the mirror may be mostly free. */
-    std::size_t tolerated;
-    std::function<void()> askForRepair;
+    /** A copy of up to so many bytes stays even if most of it is free. */
+    std::size_t shrinkThreshold;
+    std::function<void()> requestRepair;
 };
 
 } // namespace healthintf::logmgr

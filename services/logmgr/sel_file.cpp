@@ -24,17 +24,18 @@ namespace
 
 constexpr const char* dataFile = "data.mdb";
 
-// Nobody else has the file open. Everything else is LMDB's usual: what was
-// committed is on the disk.
+// LMDB needs no locks, as nobody else has the file open. Without further flags
+// a committed transaction is on the disk.
 constexpr unsigned int openFlags = MDB_NOLOCK;
 
-/** How many bytes a file must have that begins with LMDB's two head pages. */
+/** The size in bytes of LMDB's two head pages, with which each file begins. */
 std::size_t headSize()
 {
     return 2 * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
-/** LMDB would be killed by reading a page that is not there.
+/** Checks that a file has all its pages: reading a missing one would kill the
+ *  process.
  *
  *  @throws DamagedFile */
 void expectSize(const fs::path& file, std::size_t size)
@@ -46,7 +47,7 @@ void expectSize(const fs::path& file, std::size_t size)
     }
 }
 
-mdb_filehandle_t fileOf(MDB_env* environment)
+mdb_filehandle_t getFile(MDB_env* environment)
 {
     mdb_filehandle_t file = -1;
     checkLmdb("mdb_env_get_fd", mdb_env_get_fd(environment, &file));
@@ -55,7 +56,7 @@ mdb_filehandle_t fileOf(MDB_env* environment)
 
 [[noreturn]] void runAsChild(const std::function<void()>& work)
 {
-    // Whatever is worth a line is logged when it is done in earnest.
+    // The parent process logs the same lines when it does the same work.
     if (const int nowhere = open("/dev/null", O_WRONLY); nowhere >= 0)
     {
         dup2(nowhere, STDERR_FILENO);
@@ -66,17 +67,17 @@ mdb_filehandle_t fileOf(MDB_env* environment)
     }
     catch (const std::exception&)
     {
-        // It will be thrown again in earnest.
+        // The parent process throws it again when it does the same work.
     }
     _exit(0);
 }
 
-/** Whether a process ended by itself, and not because somebody ended it. */
+/** Whether a process crashed, rather than exited or was killed by somebody. */
 bool isCrash(int status)
 {
     if (!WIFSIGNALED(status))
     {
-        // Instrumented programs report a crash in this way.
+        // Programs built with a sanitizer exit with a code when they crash.
         return WEXITSTATUS(status) != 0;
     }
     const int signal = WTERMSIG(status);
@@ -85,7 +86,7 @@ bool isCrash(int status)
 
 } // namespace
 
-bool endsItsProcess(const std::function<void()>& work)
+bool crashesProcess(const std::function<void()>& work)
 {
     const pid_t child = fork();
     if (child == 0)
@@ -125,7 +126,7 @@ bool isDamage(const std::exception& failure)
            dynamic_cast<const std::out_of_range*>(&failure) != nullptr;
 }
 
-fs::path lastingFolder(const fs::path& folder)
+fs::path makeDurableFolder(const fs::path& folder)
 {
     std::vector<fs::path> missing;
     for (fs::path each = fs::absolute(folder); !fs::exists(each);
@@ -171,15 +172,15 @@ EnvironmentPtr openLogFile(const fs::path& folder, std::size_t mapSize)
 void allocateLogFile(MDB_env* environment, std::size_t size,
                      const fs::path& folder)
 {
-    host::allocateBlocks(fileOf(environment), size, folder / dataFile);
+    host::allocateBlocks(getFile(environment), size, folder / dataFile);
 }
 
 bool isLogFileInPlace(MDB_env* environment, const fs::path& folder)
 {
-    return host::namedFile(fileOf(environment), folder / dataFile).has_value();
+    return host::namedFile(getFile(environment), folder / dataFile).has_value();
 }
 
-void writeLogFileAnew(MDB_env* environment, const fs::path& folder)
+void rewriteLogFile(MDB_env* environment, const fs::path& folder)
 {
     const fs::path file = folder / dataFile;
     const fs::path made = file.string() + ".new";

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The file of the System Event Log, and how it is found sound. */
+/** @file Opens, checks and replaces the file of the System Event Log. */
 
 #include "lmdb.hpp"
 #include "storage/damaged_file.hpp"
@@ -18,24 +18,25 @@ using host::DamagedFile;
 /** Whether a failure means that the file is damaged. */
 bool isDamage(const std::exception& failure);
 
-/** Tries what may end the process: LMDB believes the page numbers in a file.
+/** Tries in a child process what may crash: LMDB does not check the page
+ *  numbers in a file.
  *
- *  @param[in] work runs in a process of its own, which nothing remains of; what
- *             it throws is not looked at
- *  @return whether that ended as by a page that is not there */
-bool endsItsProcess(const std::function<void()>& work);
+ *  @param[in] work runs in the child process; exceptions that it throws are
+ *  ignored
+ *  @return whether the child process crashed */
+bool crashesProcess(const std::function<void()>& work);
 
-/** Makes a folder that is there after a loss of power too.
+/** Makes a folder, and those above it, and writes them to the disk.
  *
  *  @return the folder
- *  @throws std::system_error when there can be none */
-std::filesystem::path lastingFolder(const std::filesystem::path& folder);
+ *  @throws std::system_error when that is not possible */
+std::filesystem::path makeDurableFolder(const std::filesystem::path& folder);
 
-/** Whether the file of a folder is there and has no bytes. */
+/** Whether the folder's file exists and has no bytes. */
 bool isEmptyLogFile(const std::filesystem::path& folder);
 
-/** Opens the file of a folder for one thread of one process, and makes it when
- *  it is not there.
+/** Opens the folder's file, or makes it when it is missing. Only one thread of
+ *  one process may have it open.
  *
  *  @param[in] mapSize how many bytes it may grow to
  *  @throws std::exception when it cannot be opened, and DamagedFile when pages
@@ -43,27 +44,27 @@ bool isEmptyLogFile(const std::filesystem::path& folder);
 EnvironmentPtr openLogFile(const std::filesystem::path& folder,
                            std::size_t mapSize);
 
-/** Gives the file its blocks up to a size.
+/** Allocates the file's blocks on the disk up to a size.
  *
- *  @throws std::system_error when the filesystem has not so many */
+ *  @throws std::system_error when the filesystem has too few */
 void allocateLogFile(MDB_env* environment, std::size_t size,
                      const std::filesystem::path& folder);
 
-/** Whether the file of a folder is the one that is open: somebody may have
- *  removed it, or put another in its place. */
+/** Whether the folder's file is the open one: somebody may have removed or
+ *  replaced it. */
 bool isLogFileInPlace(MDB_env* environment,
                       const std::filesystem::path& folder);
 
-/** Writes the file of a folder anew, with all that is open. One that is there
- *  is set aside. What is open is not the folder's file then.
+/** Writes what is open to a new file of the folder. An existing file is set
+ *  aside. Afterwards the open file is no longer the folder's, and the caller
+ *  opens the new one.
  *
  *  @throws std::exception when that is not possible */
-void writeLogFileAnew(MDB_env* environment,
-                      const std::filesystem::path& folder);
+void rewriteLogFile(MDB_env* environment, const std::filesystem::path& folder);
 
-/** Renames the file of a folder that nobody has open.
+/** Renames the folder's file, which nobody may have open.
  *
- *  @return its path now */
+ *  @return its new path */
 std::filesystem::path setLogAside(const std::filesystem::path& folder);
 
 } // namespace healthintf::logmgr

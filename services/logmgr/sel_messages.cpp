@@ -1,7 +1,7 @@
 #include "sel_messages.hpp"
 
 #include "bus_calls.hpp"
-#include "log_manager/protocol.hpp"
+#include "logmgr/protocol.hpp"
 
 #include <cstddef>
 #include <vector>
@@ -79,9 +79,9 @@ Event readEvent(sd_bus_message* message, bool timed)
     }
     sensor.name = name;
     sensor.path = path;
-    return checkedEvent(std::move(sensor),
-                        {static_cast<const uint8_t*>(bytes), size},
-                        timed ? std::optional(timestamp) : std::nullopt);
+    return makeEvent(std::move(sensor),
+                     {static_cast<const uint8_t*>(bytes), size},
+                     timed ? std::optional(timestamp) : std::nullopt);
 }
 
 const char* errorName(Refusal::Kind kind)

@@ -3,7 +3,7 @@
 #include "../common/service_log.hpp"
 #include "bus_calls.hpp"
 #include "line_limit.hpp"
-#include "log_manager/protocol.hpp"
+#include "logmgr/protocol.hpp"
 #include "sel_messages.hpp"
 
 #include <com/vexa/olvar/logmgr/names.hpp>
@@ -29,10 +29,10 @@ using host::checkBus;
 namespace
 {
 
-/** Lines about calls that fail, which anybody may make. */
+/** Limits the lines about failed calls, which any client can cause. */
 constinit host::LineLimit callFailureLines;
 
-/** Appends a property's value as what it is. */
+/** Appends a property's value with the D-Bus type of its C++ type. */
 template <typename Value>
 int append(sd_bus_message* reply, Value value)
 {
@@ -58,10 +58,10 @@ int append(sd_bus_message* reply, Value value)
     }
 }
 
-/** Sends a signal. What nobody hears of is done all the same: its caller is
- *  told so, and what fails here is only logged. */
+/** Sends a signal. A failure is only logged: the change itself is done, and its
+ *  caller gets the answer. */
 template <typename Send>
-void tellOf(const char* what, Send&& send)
+void sendOrLog(const char* what, Send&& send)
 {
     try
     {
@@ -112,7 +112,7 @@ int SelObject::get(sd_bus* /*bus*/, const char* /*path*/,
 
 const sd_bus_vtable* SelObject::table()
 {
-    // Who may do what is for the bus's policy to say.
+    // The policy of the bus decides who may call which method.
     constexpr auto everybody = vtable::common_::unprivileged;
     constexpr auto changes = vtable::property_::emits_change;
     constexpr auto constant = vtable::property_::const_;
@@ -149,7 +149,7 @@ const sd_bus_vtable* SelObject::table()
 }
 
 SelObject::SelObject(services::Connection& connection, EventLog& events,
-                     Mirror& mirror, ListAnswers& lists) :
+                     Mirror& mirror, ListResponder& lists) :
     bus(connection.bus()),
     events(events), mirror(mirror), lists(lists),
     interface(bus, names::selPath, names::selInterface, table(), this)
@@ -169,7 +169,7 @@ int SelObject::store(sd_bus_message* message, const Event& event)
 {
     announce(event);
     const bool overflowed = overflow();
-    const auto tellOfOverflow = [&] {
+    const auto announceOverflow = [&] {
         if (overflow() != overflowed)
         {
             interface.property_changed("Overflow");
@@ -178,23 +178,23 @@ int SelObject::store(sd_bus_message* message, const Event& event)
     try
     {
         const EventLog::Addition addition = events.add(event);
-        mirror.follow(addition);
+        mirror.addEntry(addition);
         interface.property_changed("Entries");
         interface.property_changed("LastAddition");
-        tellOfOverflow();
+        announceOverflow();
         return sd_bus_reply_method_return(
             message, "u", static_cast<uint32_t>(addition.entry.recordId));
     }
     catch (const Refusal&)
     {
-        tellOfOverflow();
+        announceOverflow();
         throw;
     }
 }
 
 void SelObject::announce(const Event& event)
 {
-    tellOf("an event", [&] {
+    sendOrLog("an event", [&] {
         std::string path = names::selPath;
         if (event.record[offsetof(SELInterface::SELRecord, recordType)] <
             firstOemType)
@@ -226,7 +226,7 @@ int SelObject::listEntries(sd_bus_message* message)
              sd_bus_message_read(message, "qu", &first, &call.limit));
     call.first = first;
     call.message.reset(sd_bus_message_ref(message));
-    lists.take(std::move(call));
+    lists.enqueue(std::move(call));
     return 1;
 }
 
@@ -239,14 +239,14 @@ int SelObject::listLog(sd_bus_message* message)
                                  &call.limit));
     call.generation = generation;
     call.message.reset(sd_bus_message_ref(message));
-    lists.take(std::move(call));
+    lists.enqueue(std::move(call));
     return 1;
 }
 
 int SelObject::clear(sd_bus_message* message)
 {
     const uint32_t erased = events.clear();
-    tellOfClearing();
+    announceClearing();
     return sd_bus_reply_method_return(message, "u", erased);
 }
 
@@ -258,14 +258,14 @@ int SelObject::clearUpTo(sd_bus_message* message)
              sd_bus_message_read(message, "tq", &generation, &last));
     const uint16_t found = events.lastIdentifier();
     const uint32_t erased = events.clearUpTo(generation, last);
-    tellOfClearing();
+    announceClearing();
     return sd_bus_reply_method_return(message, "uq", erased, found);
 }
 
-void SelObject::tellOfClearing()
+void SelObject::announceClearing()
 {
-    mirror.renew();
-    tellOf("the clearing", [&] {
+    mirror.rebuild();
+    sendOrLog("the clearing", [&] {
         interface.new_signal(names::selCleared).signal_send();
     });
     for (const char* property : {"Entries", "Overflow", "LastErase"})
@@ -286,7 +286,7 @@ uint32_t SelObject::capacity() const
 
 const char* SelObject::overflowPolicy() const
 {
-    return nameOf(events.config().overflow);
+    return overflowName(events.config().overflow);
 }
 
 bool SelObject::overflow() const

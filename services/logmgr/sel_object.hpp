@@ -4,7 +4,7 @@
 
 #include "../common/connection.hpp"
 #include "event_log.hpp"
-#include "list_answers.hpp"
+#include "list_responder.hpp"
 #include "mirror.hpp"
 
 #include <sdbusplus/server/interface.hpp>
@@ -13,19 +13,22 @@
 namespace healthintf::logmgr
 {
 
-/** Answers for the log. An addition is announced before it is stored, and
- *  answered when it is stored and mirrored. Lists wait behind additions. */
+/** Offers the log on D-Bus. An event is announced by a signal before it is
+ *  stored, and the call is answered when it is stored and mirrored. Calls for
+ *  lists are answered by ListResponder. */
 class SelObject
 {
   public:
     /** All arguments must outlive this object.
      *
-     *  @throws sdbusplus::exception::SdBusError when the object is refused */
+     *  @throws sdbusplus::exception::SdBusError when the object cannot be added
+     *          to the connection */
     SelObject(services::Connection& connection, EventLog& events,
-              Mirror& mirror, ListAnswers& lists);
+              Mirror& mirror, ListResponder& lists);
 
   private:
-    /** Calls a member for a message; what it throws becomes the answer. */
+    /** Calls a member function for a message, and answers with an error when it
+     *  throws. */
     template <auto Member>
     static int handle(sd_bus_message* message, void* context,
                       sd_bus_error* error);
@@ -45,7 +48,7 @@ class SelObject
 
     int store(sd_bus_message* message, const Event& event);
     void announce(const Event& event);
-    void tellOfClearing();
+    void announceClearing();
 
     uint32_t entries() const;
     uint32_t capacity() const;
@@ -59,7 +62,7 @@ class SelObject
     sdbusplus::bus_t& bus;
     EventLog& events;
     Mirror& mirror;
-    ListAnswers& lists;
+    ListResponder& lists;
     sdbusplus::server::interface_t interface;
 };
 

@@ -28,20 +28,20 @@ using host::LockFile;
 namespace
 {
 
-/** Lines about entries, which anybody may read again and again. */
+/** Limits the lines about damaged entries, which each read meets again. */
 constinit host::LineLimit entryLines;
 
 constexpr const char* lockFile = "lock";
 
-/** Changes with what the file holds. */
+/** Another number for each format of the file's content. */
 constexpr uint32_t formatVersion = 1;
 
-/** The key of the state, before those of all entries. */
+/** The key of the state, which sorts before those of all entries. */
 constexpr std::string_view stateKey("\0", 1);
 
-/** The key of an entry: its sequence number, so that the order of the keys is
- *  that of the entries. */
-std::string keyOf(uint64_t sequence)
+/** The key of an entry: its sequence number with the highest byte first, so
+ *  that the keys sort like the entries. */
+std::string encodeKey(uint64_t sequence)
 {
     std::string key(sizeof(sequence), '\0');
     for (std::size_t at = key.size(); at > 0; --at)
@@ -52,8 +52,8 @@ std::string keyOf(uint64_t sequence)
     return key;
 }
 
-/** @throws DamagedFile for a key that is none of ours */
-uint64_t sequenceOf(std::string_view key)
+/** @throws DamagedFile when the key has the wrong size */
+uint64_t decodeKey(std::string_view key)
 {
     if (key.size() != sizeof(uint64_t))
     {
@@ -67,8 +67,8 @@ uint64_t sequenceOf(std::string_view key)
     return sequence;
 }
 
-/** Something to store, for LMDB; valid as long as the bytes. */
-MDB_val valueOf(std::string_view bytes)
+/** Points LMDB to bytes; valid as long as they are. */
+MDB_val asMdbValue(std::string_view bytes)
 {
     return {bytes.size(), const_cast<char*>(bytes.data())};
 }
@@ -76,13 +76,13 @@ MDB_val valueOf(std::string_view bytes)
 void put(MDB_txn* transaction, MDB_dbi table, std::string_view key,
          std::string_view value, unsigned int flags)
 {
-    MDB_val at = valueOf(key);
-    MDB_val bytes = valueOf(value);
+    MDB_val at = asMdbValue(key);
+    MDB_val bytes = asMdbValue(value);
     checkLmdb("mdb_put", mdb_put(transaction, table, &at, &bytes, flags));
 }
 
-/** A number that no log has had: a random one of twelve digits. */
-uint64_t newGeneration()
+/** A random number of twelve digits, so that it differs from earlier ones. */
+uint64_t randomGeneration()
 {
     constexpr uint64_t least = 100'000'000'000;
     constexpr uint64_t most = 999'999'999'999;
@@ -91,7 +91,7 @@ uint64_t newGeneration()
 }
 
 /** The number of the last change of a file. */
-std::size_t lastChangeOf(MDB_env* environment)
+std::size_t lastChangeNumber(MDB_env* environment)
 {
     MDB_envinfo info{};
     checkLmdb("mdb_env_info", mdb_env_info(environment, &info));
@@ -125,22 +125,24 @@ void decodeState(std::string_view value, Content& content)
     content.state.lastAddition = reader.get<uint32_t>();
     content.state.lastErase = reader.get<uint32_t>();
     content.state.overflow = reader.get<uint8_t>() != 0;
-    // Logs did not always have one; it is written with the next change.
+    // Logs of earlier versions have no generation; the next change stores this
+    // one.
     content.generation =
-        reader.size() > 0 ? reader.get<uint64_t>() : newGeneration();
+        reader.size() > 0 ? reader.get<uint64_t>() : randomGeneration();
 }
 
-/** Whether a text is one that D-Bus can carry. */
+/** Whether D-Bus can carry a text. */
 bool isText(std::string_view text)
 {
     return isUtf8(text) && text.find('\0') == std::string_view::npos;
 }
 
-/** @throws std::exception when the bytes are no entry with this number */
+/** @throws std::exception when the bytes are no entry with this sequence
+ *          number */
 SELEntryProperties decodeEntry(uint64_t sequence, std::string_view value)
 {
     SELEntryProperties entry = host::decodeSelEntry(value);
-    if (entry.recordId != identifierOf(sequence))
+    if (entry.recordId != toIdentifier(sequence))
     {
         throw std::runtime_error("it has the identifier " +
                                  std::to_string(entry.recordId));
@@ -155,7 +157,7 @@ SELEntryProperties decodeEntry(uint64_t sequence, std::string_view value)
 } // namespace
 
 SelStore::SelStore(fs::path path) :
-    folder(std::move(path)), lock(lastingFolder(folder) / lockFile)
+    folder(std::move(path)), lock(makeDurableFolder(folder) / lockFile)
 {
     if (!lock.tryLock(LockFile::Kind::exclusive))
     {
@@ -179,16 +181,16 @@ void SelStore::openOrStartAnew()
     }
     const auto openAndRead = [this] {
         open();
-        // Whatever is wrong with an entry shall show now.
+        // Finds damaged entries at the start.
         read(0, [](uint64_t, const SELEntryProperties&) {
             return true;
         });
     };
     try
     {
-        if (endsItsProcess(openAndRead))
+        if (crashesProcess(openAndRead))
         {
-            throw DamagedFile("reading it ends the process");
+            throw DamagedFile("reading it crashes the process");
         }
         openAndRead();
     }
@@ -219,12 +221,12 @@ void SelStore::open()
     checkLmdb("mdb_stat", mdb_stat(transaction.get(), table, &stat));
     if (stat.ms_entries == 0)
     {
-        putState(transaction.get(), {0, 0, newGeneration(), {}});
+        putState(transaction.get(), {0, 0, randomGeneration(), {}});
     }
     transaction.commit();
     host::syncFolder(folder);
-    held = load();
-    lastChange = lastChangeOf(environment.get());
+    current = load();
+    lastChange = lastChangeNumber(environment.get());
 }
 
 SelStore::Content SelStore::load()
@@ -242,9 +244,9 @@ SelStore::Content SelStore::load()
     const std::size_t entries = stat.ms_entries - 1;
     if (cursor.next())
     {
-        content.first = sequenceOf(cursor.key());
+        content.first = decodeKey(cursor.key());
         cursor.last();
-        content.next = sequenceOf(cursor.key()) + 1;
+        content.next = decodeKey(cursor.key()) + 1;
     }
     if (content.next - content.first != entries || entries > identifiers)
     {
@@ -261,8 +263,8 @@ void SelStore::reopenIfLost()
     }
 }
 
-/** LMDB does not go on after some failures to write. What it goes on with stays
- *  open, as it may be possible to open it no longer. */
+/** Opens the file again when LMDB refuses to work after a failed write.
+ *  Otherwise the file stays open: it might not be possible to open it again. */
 void SelStore::reopenIfRefused()
 {
     try
@@ -278,21 +280,21 @@ void SelStore::reopenIfRefused()
         }
         catch (const std::exception&)
         {
-            // Whoever needs it tries again, and hears why it cannot be.
+            // The next call tries again and throws the cause.
         }
     }
 }
 
-void SelStore::keepInPlace()
+void SelStore::restoreFile()
 {
     reopenIfLost();
     keepLocked();
     if (isLogFileInPlace(environment.get(), folder))
     {
-        keepUpToDate();
+        reopenIfOverwritten();
         return;
     }
-    writeLogFileAnew(environment.get(), folder);
+    rewriteLogFile(environment.get(), folder);
     SERVICE_LOG(log::error,
                 "%s.%d.%s: the file of the log %s was removed or replaced: it "
                 "was written anew with all that it held",
@@ -301,11 +303,11 @@ void SelStore::keepInPlace()
     open();
 }
 
-/** Goes on with what the file holds when somebody else has written it, as who
- *  copies a backup over it. */
-void SelStore::keepUpToDate()
+/** Opens the file again when another process has overwritten it, for instance
+ *  with a backup. */
+void SelStore::reopenIfOverwritten()
 {
-    if (lastChangeOf(environment.get()) == lastChange)
+    if (lastChangeNumber(environment.get()) == lastChange)
     {
         return;
     }
@@ -319,14 +321,14 @@ void SelStore::keepUpToDate()
                 static_cast<std::size_t>(size()));
 }
 
-/** Whoever removes the folder takes the lock with it. */
+/** Takes the lock again when somebody removed its file with the folder. */
 void SelStore::keepLocked()
 {
     if (lock.isInPlace())
     {
         return;
     }
-    LockFile anew(lastingFolder(folder) / lockFile);
+    LockFile anew(makeDurableFolder(folder) / lockFile);
     if (!anew.tryLock(LockFile::Kind::exclusive))
     {
         throw std::runtime_error("another process has the log " +
@@ -335,19 +337,20 @@ void SelStore::keepLocked()
     lock = std::move(anew);
 }
 
-void SelStore::change(Blocks extent, const Work& work)
+void SelStore::change(Reservation reservation, const Work& work)
 {
-    keepInPlace();
+    restoreFile();
     try
     {
         try
         {
-            makeBlocks();
+            reserveBlocks();
         }
         catch (const std::system_error&)
         {
-            // What makes room uses what was set apart for it.
-            if (extent == Blocks::needed)
+            // A change that frees space uses the blocks that are reserved for
+            // it.
+            if (reservation == Reservation::required)
             {
                 throw;
             }
@@ -355,8 +358,8 @@ void SelStore::change(Blocks extent, const Work& work)
         Transaction transaction(environment.get(), Transaction::Kind::write);
         const Content content = work(transaction.get());
         transaction.commit();
-        held = content;
-        lastChange = lastChangeOf(environment.get());
+        current = content;
+        lastChange = lastChangeNumber(environment.get());
     }
     catch (...)
     {
@@ -365,7 +368,7 @@ void SelStore::change(Blocks extent, const Work& work)
     }
 }
 
-void SelStore::makeBlocks()
+void SelStore::reserveBlocks()
 {
     MDB_envinfo info{};
     MDB_stat stat{};
@@ -388,8 +391,8 @@ void SelStore::makeBlocks()
     }
     catch (const std::system_error&)
     {
-        // What is free within the file counts too, but some of it only after
-        // a change or two.
+        // Free pages within the file count too, but LMDB reuses some of them
+        // only after another change or two.
         constexpr std::size_t least = 1UL << 16;
         const std::size_t within = freePages(environment.get()) * stat.ms_psize;
         allocate(reserve - std::min(within, reserve - least));
@@ -405,8 +408,8 @@ void SelStore::putState(MDB_txn* transaction, const Content& content) const
 void SelStore::append(const SELEntryProperties& entry, uint64_t dropped,
                       const LogState& state)
 {
-    change(Blocks::needed, [&](MDB_txn* transaction) {
-        if (entry.recordId != identifierOf(held.next))
+    change(Reservation::required, [&](MDB_txn* transaction) {
+        if (entry.recordId != toIdentifier(current.next))
         {
             throw std::runtime_error("the log was opened anew and holds "
                                      "something else now");
@@ -415,28 +418,28 @@ void SelStore::append(const SELEntryProperties& entry, uint64_t dropped,
             Cursor cursor(transaction, table);
             for (uint64_t left = dropped; left > 0; --left)
             {
-                if (!cursor.seek(keyOf(0)))
+                if (!cursor.seek(encodeKey(0)))
                 {
                     throw DamagedFile("an entry is missing");
                 }
                 cursor.remove();
             }
         }
-        const Content content{held.first + dropped, held.next + 1,
-                              held.generation, state};
+        const Content content{current.first + dropped, current.next + 1,
+                              current.generation, state};
         putState(transaction, content);
-        put(transaction, table, keyOf(held.next), host::encodeSelEntry(entry),
-            MDB_APPEND);
+        put(transaction, table, encodeKey(current.next),
+            host::encodeSelEntry(entry), MDB_APPEND);
         return content;
     });
 }
 
 void SelStore::clear(const LogState& state)
 {
-    change(Blocks::wanted, [&](MDB_txn* transaction) {
+    change(Reservation::optional, [&](MDB_txn* transaction) {
         constexpr int emptied = 0;
         checkLmdb("mdb_drop", mdb_drop(transaction, table, emptied));
-        const Content content{0, 0, newGeneration(), state};
+        const Content content{0, 0, randomGeneration(), state};
         putState(transaction, content);
         return content;
     });
@@ -444,8 +447,9 @@ void SelStore::clear(const LogState& state)
 
 void SelStore::setState(const LogState& state)
 {
-    change(Blocks::wanted, [&](MDB_txn* transaction) {
-        const Content content{held.first, held.next, held.generation, state};
+    change(Reservation::optional, [&](MDB_txn* transaction) {
+        const Content content{current.first, current.next, current.generation,
+                              state};
         putState(transaction, content);
         return content;
     });
@@ -456,9 +460,9 @@ void SelStore::read(uint64_t from, const Visit& visit)
     reopenIfLost();
     const Transaction transaction(environment.get(), Transaction::Kind::read);
     Cursor cursor(transaction.get(), table);
-    for (bool more = cursor.seek(keyOf(from)); more; more = cursor.next())
+    for (bool more = cursor.seek(encodeKey(from)); more; more = cursor.next())
     {
-        const uint64_t sequence = sequenceOf(cursor.key());
+        const uint64_t sequence = decodeKey(cursor.key());
         SELEntryProperties entry;
         try
         {
@@ -471,7 +475,7 @@ void SelStore::read(uint64_t from, const Visit& visit)
                 SERVICE_LOG(
                     log::warning,
                     "%s.%d.%s: the entry %d of the log was left out: %s",
-                    identifierOf(sequence), e.what());
+                    toIdentifier(sequence), e.what());
             }
             continue;
         }

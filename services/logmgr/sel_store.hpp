@@ -15,93 +15,93 @@
 namespace healthintf::logmgr
 {
 
-/** How many identifiers there are for entries: IPMI has meanings of its own
- *  for 0 and 65535. */
+/** How many identifiers entries can have: 1 to 65534, as 0 and 65535 have a
+ *  special meaning in IPMI. */
 inline constexpr uint16_t identifiers = 65534;
 
-/** The identifier of the entry with a sequence number. No two of a log differ
- *  in as much as all identifiers, so that it belongs to one entry alone. */
-constexpr uint16_t identifierOf(uint64_t sequence)
+/** The identifier of the entry with a sequence number. A log holds at most as
+ *  many entries as there are identifiers, so no two of them share one. */
+constexpr uint16_t toIdentifier(uint64_t sequence)
 {
     return static_cast<uint16_t>(sequence % identifiers + 1);
 }
 
-/** What the log knows beside its entries. Times are seconds since the epoch, 0
- *  for never. */
+/** The stored state of the log apart from its entries. Times are seconds since
+ *  the epoch, 0 for never. */
 struct LogState
 {
     uint32_t lastAddition = 0;
     uint32_t lastErase = 0;
-    /** Events were dropped since the log was cleared last. */
+    /** Whether events were dropped or refused since the log was last
+     *  cleared. */
     bool overflow = false;
 };
 
-/** The log of one folder in the hands of one process. What a call has changed
- *  is on the disk when it returns; one that throws has changed nothing.
+/** The log of one folder, which only one process may have open. A change is on
+ *  the disk when the call returns; a call that throws has changed nothing.
  *
  *  Entries have sequence numbers without a gap, which begin with 0 in an empty
  *  log. */
 class SelStore
 {
   public:
-    /** How many bytes the file may grow to: more than every identifier's entry
-     *  with the longest texts takes. */
+    /** How many bytes the file may grow to: more than the largest number of
+     *  entries with the longest texts needs. */
     static constexpr std::size_t mapSize = 256UL << 20;
 
-    /** Bytes on the disk that stay free for clearing the log, which takes
-     *  pages of its own. */
+    /** Bytes on the disk that are kept free for clearing the log, which needs
+     *  new pages. */
     static constexpr std::size_t reserve = 1UL << 20;
 
-    /** Opens a folder, waiting until no other process has it. What is damaged
-     *  is set aside and started anew.
+    /** Opens the log of a folder; waits until no other process has it open. A
+     *  damaged file is set aside, and an empty log takes its place.
      *
-     *  @param[in] path the folder, made when it is not there
-     *  @throws std::exception saying what is wrong */
+     *  @param[in] path the folder, made when it is missing
+     *  @throws std::exception when the log cannot be opened */
     explicit SelStore(std::filesystem::path path);
 
     const LogState& state() const
     {
-        return held.state;
+        return current.state;
     }
 
     /** The first entry's sequence number. */
     uint64_t first() const
     {
-        return held.first;
+        return current.first;
     }
 
-    /** The number that the next entry gets. */
+    /** The sequence number of the next new entry. */
     uint64_t next() const
     {
-        return held.next;
+        return current.next;
     }
 
     uint64_t size() const
     {
-        return held.next - held.first;
+        return current.next - current.first;
     }
 
-    /** A number that no log before this one had: it changes when the log is
-     *  cleared or begun anew, and sequence numbers begin with 0 again. Never
-     *  0. */
+    /** A random number, never 0, that is chosen again whenever the log is
+     *  cleared or replaced, and sequence numbers begin with 0 again. */
     uint64_t generation() const
     {
-        return held.generation;
+        return current.generation;
     }
 
-    /** Sees to it that the log is in its folder: when somebody has removed the
-     *  file, or put another in its place, it is written anew with all that it
-     *  held, and the other is set aside. When somebody has overwritten the file
-     *  itself, goes on with what that holds. Each change begins with this.
+    /** Restores the log's file when somebody removed or replaced it: writes all
+     *  entries to a new file and sets the other one aside. When somebody has
+     *  overwritten the file itself, reads what it holds now. Each change does
+     *  this first.
      *
-     *  @throws std::exception when it is not there and cannot be written;
-     *          it can be read all the same */
-    void keepInPlace();
+     *  @throws std::exception when the file is missing and cannot be written;
+     *          the log can still be read */
+    void restoreFile();
 
-    /** Adds an entry behind the last one.
+    /** Adds an entry after the last one.
      *
-     *  @param[in] entry with the identifier of next()
-     *  @param[in] dropped how many entries go, from the first on
+     *  @param[in] entry the entry, with the identifier of next()
+     *  @param[in] dropped how many entries are removed, from the first on
      *  @throws std::exception when it could not be stored */
     void append(const SELEntryProperties& entry, uint64_t dropped,
                 const LogState& state);
@@ -114,16 +114,15 @@ class SelStore
     /** @throws std::exception when it could not be stored */
     void setState(const LogState& state);
 
-    /** Takes an entry.
+    /** Is called with an entry and its sequence number.
      *
-     *  @return whether to go on with the next */
+     *  @return whether to continue with the next */
     using Visit =
         std::function<bool(uint64_t sequence, const SELEntryProperties& entry)>;
 
-    /** Reads entries in their order. One that makes no sense is logged and
-     *  left out.
+    /** Reads entries in their order. A damaged one is logged and left out.
      *
-     *  @param[in] from the sequence number to begin with
+     *  @param[in] from the sequence number of the first wanted entry
      *  @throws std::exception when the log cannot be read */
     void read(uint64_t from, const Visit& visit);
 
@@ -136,38 +135,38 @@ class SelStore
         LogState state;
     };
 
-    /** What a change does in its transaction.
+    /** A change within a transaction.
      *
-     *  @return what the log holds then */
+     *  @return what the log holds after it */
     using Work = std::function<Content(MDB_txn* transaction)>;
 
-    /** Whether a change needs more blocks set apart, or may use those that
-     *  are. */
-    enum class Blocks
+    /** Whether a change fails when no more blocks can be reserved on the disk,
+     *  or then uses the ones that are reserved for it. */
+    enum class Reservation
     {
-        needed,
-        wanted,
+        required,
+        optional,
     };
 
     void openOrStartAnew();
     void open();
     void reopenIfLost();
     void reopenIfRefused();
-    void keepUpToDate();
+    void reopenIfOverwritten();
     void keepLocked();
     Content load();
-    void change(Blocks extent, const Work& work);
-    void makeBlocks();
+    void change(Reservation reservation, const Work& work);
+    void reserveBlocks();
     void putState(MDB_txn* transaction, const Content& content) const;
 
     std::filesystem::path folder;
     host::LockFile lock;
     EnvironmentPtr environment;
     MDB_dbi table = 0;
-    Content held;
-    /** The number of the last change of the file that held is of. */
+    Content current;
+    /** LMDB's number of the file's last change, as of when current was read. */
     std::size_t lastChange = 0;
-    /** Bytes of the file that have their blocks. */
+    /** Up to so many bytes the file's blocks are allocated. */
     std::size_t blocks = 0;
 };
 

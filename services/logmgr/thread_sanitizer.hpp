@@ -1,8 +1,8 @@
 #pragma once
 
-/** @file Tells the thread sanitizer what LMDB guarantees, into which it does
- *  not see: a transaction comes after those that ended before it began. Nothing
- *  at all in other builds. */
+/** @file Tells the thread sanitizer, which does not see into LMDB, that a
+ *  transaction happens after those that ended before it began. The functions do
+ *  nothing in other builds. */
 
 #ifdef __SANITIZE_THREAD__
 #include <sanitizer/tsan_interface.h>
@@ -11,18 +11,18 @@
 namespace healthintf::logmgr
 {
 
-/** What this thread did so far comes before what others do after
- *  comeAfter(). */
-inline void comeBefore([[maybe_unused]] void* store)
+/** Called at a transaction's end: what this thread did so far happens before
+ *  what others do after noteTransactionBegin(). */
+inline void noteTransactionEnd([[maybe_unused]] void* store)
 {
 #ifdef __SANITIZE_THREAD__
     __tsan_release(store);
 #endif
 }
 
-/** What others did before comeBefore() comes before what this thread does from
- *  now on. */
-inline void comeAfter([[maybe_unused]] void* store)
+/** Called at a transaction's begin: what others did before noteTransactionEnd()
+ *  happens before what this thread does from now on. */
+inline void noteTransactionBegin([[maybe_unused]] void* store)
 {
 #ifdef __SANITIZE_THREAD__
     __tsan_acquire(store);

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The log manager as a client of the bus uses it. */
+/** @file A client of logmgr on the bus. */
 
 #include "bus_client.hpp"
 #include "process.hpp"
@@ -22,14 +22,14 @@ inline constexpr const char* logInterface = "com.vexa.olvar.logmgr.SEL";
 using Bytes = std::vector<uint8_t>;
 using Ids = std::vector<uint16_t>;
 
-/** A record of a sensor. */
+/** Makes the record of a sensor's event. */
 inline Bytes recordOf(uint8_t sensorNumber, uint8_t type = 0x02)
 {
     return {0, 0, type, 0xc1,         0xc2, 0xc3, 0xc4, 0x20,
             0, 4, 4,    sensorNumber, 1,    0x57, 0x11, 0x22};
 }
 
-/** An entry as it is read, with what follows it. */
+/** An entry as a client reads it, with the identifier of the next one. */
 struct ReadEntry
 {
     uint16_t id = 0;
@@ -42,7 +42,7 @@ struct ReadEntry
     uint16_t next = 0;
 };
 
-/** A client that adds, reads and listens. */
+/** A client that adds and reads events and hears signals. */
 class LogClient : public BusClient
 {
   public:
@@ -50,12 +50,12 @@ class LogClient : public BusClient
     {
         sd_bus_match_signal(get(), nullptr, nullptr, nullptr, logInterface,
                             nullptr, takeSignal, this);
-        // It is what waiting for an owner waits for.
+        // The wait for a name's owner needs this signal.
         sd_bus_match_signal(get(), nullptr, "org.freedesktop.DBus", nullptr,
                             nullptr, "NameOwnerChanged", ignore, nullptr);
     }
 
-    /** A log manager that is ready. */
+    /** Starts logmgr and waits until it is ready. */
     Process start(const std::vector<std::string>& options = {})
     {
         std::vector<std::string> command{LOGMGR};
@@ -67,21 +67,22 @@ class LogClient : public BusClient
 
     void waitUntilGone()
     {
-        waitUntil("end of the log manager", [this] {
+        waitUntil("end of logmgr", [this] {
             return ownerOf(logService).empty();
         });
     }
 
     void waitUntilReady()
     {
-        waitUntil("log manager", [this] {
+        waitUntil("logmgr", [this] {
             return !ownerOf(logService).empty();
         });
-        // It answers when the mirror is made, which comes after the name.
+        // logmgr owns the name before the mirror is complete, and answers after
+        // that.
         call(logService, logPath, "org.freedesktop.DBus.Peer", "Ping", "");
     }
 
-    /** A call to add a record. */
+    /** Makes a call that adds a record. */
     MessagePtr addition(const Bytes& record) const
     {
         sd_bus_message* message = nullptr;
@@ -108,7 +109,8 @@ class LogClient : public BusClient
         return id;
     }
 
-    /** Sends an addition; "reply" is heard when it is answered. */
+    /** Sends an addition; the answer appears as "reply" in the list of
+     *  signals. */
     void sendAddition(const Bytes& record)
     {
         sd_bus_call_async(get(), nullptr, addition(record).get(), takeReply,
@@ -123,7 +125,7 @@ class LogClient : public BusClient
         return read;
     }
 
-    /** The identifiers of a page and, as the last, what follows it. */
+    /** The identifiers of a page and, at the end, that of the next entry. */
     Ids page(uint16_t first, uint32_t limit) const
     {
         const MessagePtr reply = callLog("ListEntries", "qu", first, limit);

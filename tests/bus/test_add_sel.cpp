@@ -1,4 +1,4 @@
-/** @file The host platform's way to the log manager. */
+/** @file How the host platform calls logmgr. */
 
 #include "child.hpp"
 #include "log_client.hpp"
@@ -56,7 +56,7 @@ TEST_F(AddSel, StartsTheLogManager)
 {
     bus.activate(logService, LOGMGR);
     EXPECT_EQ(store(recordOf(7)), 1u);
-    // What the bus started ends with the bus.
+    // Services that the bus started end with the bus.
     bus.kill();
 }
 
@@ -98,7 +98,7 @@ TEST_F(AddSel, ReportsThatThereIsNoLogManager)
     testing::internal::CaptureStderr();
     EXPECT_EQ(store(recordOf(1)), failed + EHOSTUNREACH);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                HasSubstr("see that the bus and the log manager are there"));
+                HasSubstr("check that the bus and logmgr run"));
 }
 
 TEST_F(AddSel, ConnectsAgainAfterTheBusWasLost)
@@ -113,7 +113,7 @@ TEST_F(AddSel, ConnectsAgainAfterTheBusWasLost)
     EXPECT_EQ(other.page(0, 0), (Ids{1, 65535}));
 }
 
-/** A log manager that does what a test says. */
+/** A log manager that answers as the test tells it. */
 class FakeLogManager
 {
   public:
@@ -170,7 +170,7 @@ TEST_F(AddSel, ReportsALogManagerThatDiesBeforeItAnswers)
     testing::internal::CaptureStderr();
     EXPECT_EQ(store(recordOf(1)), failed + ETIMEDOUT);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                HasSubstr("it may be stored all the same"));
+                HasSubstr("it may be stored nevertheless"));
 }
 
 TEST_F(AddSel, NumbersAnErrorThatItDoesNotKnow)

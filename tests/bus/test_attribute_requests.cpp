@@ -136,8 +136,10 @@ TEST_F(AttributeRequests, AreRefusedWithANameThatNoAttributeMayHave)
     EXPECT_EQ(refusal(""), start + "it has no name");
     for (const char* name : {"a b", "a/b", "a\n", "../a", "\xC3\xA4"})
     {
-        EXPECT_EQ(refusal(name), start + "its name has something else than "
-                                         "letters, digits and .#_-");
+        EXPECT_EQ(
+            refusal(name),
+            start +
+                "its name has other characters than letters, digits and .#_-");
     }
     EXPECT_EQ(refusal(std::string(256, 'x')),
               start + "its name has more than 255 bytes");

@@ -1,5 +1,5 @@
-/** @file hostmon as a user runs it: a configuration, a machine that changes,
- *  faults that come and go. The machine's /proc is a folder of the test. */
+/** @file hostmon with a configuration and a machine that changes, whose /proc
+ *  is a folder of the test. */
 
 #include "bus_client.hpp"
 #include "cache_view.hpp"
@@ -51,7 +51,7 @@ hysteresis = 5
     /** Sets how much of the machine's memory is available. */
     void memory(int percent) const
     {
-        // Replaced in one step, so that no half of it is read.
+        // Replaced in one step, so that nobody reads half of it.
         const auto file =
             machine.write("new", "MemTotal: 100 kB\nMemAvailable: " +
                                      std::to_string(percent) + " kB\n");
@@ -99,8 +99,8 @@ TEST_F(HostMonitor, RaisesAndLowersFaultsAsTheMachineChanges)
               "available (limit 20.0).");
 
     memory(5);
-    // The worse fault comes before the other one goes, so that the health does
-    // not fall meanwhile.
+    // The worse fault is added before the other one is removed, so that the
+    // health does not improve for a moment.
     client.waitForHealth(key, 4);
     client.waitUntil("end of the warning", [] {
         return recordedFaults().size() == 1;
@@ -124,7 +124,7 @@ TEST_F(HostMonitor, NoticesAProcessThatEndsAndReturns)
     process("4711 (important) Z 1\n");
     client.waitForHealth(host + "/process", 4);
     EXPECT_EQ(recordedFaults()[0].message,
-              "The process important, which must live, does not.");
+              "The process important is not running.");
     process("4711 (important) S 1\n");
     client.waitForHealth(host + "/process", 2);
 }
@@ -168,9 +168,8 @@ TEST_F(HostMonitor, SaysThatThereAreNoTemperatures)
     config("[[temperature]]\nwarning = 80\ncritical = 90\n");
     Process running = hostmon();
     client.waitForHealth(host + "/temperature", 2);
-    EXPECT_THAT(running.errors(),
-                HasSubstr("this machine has nothing to watch for "
-                          "temperature"));
+    EXPECT_THAT(running.errors(), HasSubstr("found nothing to watch for "
+                                            "temperature"));
 }
 
 TEST_F(HostMonitor, EndsWithFileLineAndKeyOfAWrongConfiguration)
@@ -281,7 +280,7 @@ TEST_F(HostMonitor, LivesWithAComponentThatTheDataCacheCannotHold)
     EXPECT_THAT(running.errors(), HasSubstr("an object path is too long"));
 }
 
-/** With filesystems that nobody but the test sees. */
+/** Tests with filesystems that only the test sees. */
 class HostMonitorOfMounts : public HostMonitor
 {
   protected:
@@ -340,7 +339,7 @@ TEST_F(HostMonitorOfMounts, TellsAFilesystemThatIsNoLongerMounted)
     EXPECT_EQ(recordedFaults().size(), 0u);
 }
 
-/** With one that answers no more. */
+/** Tests with a filesystem that no longer answers. */
 class HostMonitorOfAHungMount : public HostMonitorOfMounts
 {
   protected:
@@ -361,7 +360,7 @@ class HostMonitorOfAHungMount : public HostMonitorOfMounts
         }
     }
 
-    /** Lets it hang while hostmon reads it. */
+    /** Makes it hang while hostmon reads it. */
     void hang()
     {
         client.waitForHealth(host + "/filesystem", 2);

@@ -1,5 +1,5 @@
-/** @file Who may report on the machine, by the policy that the project
- * installs, under the rules of a system bus. */
+/** @file Which users may report on the machine by the installed policy of the
+ *  system bus. */
 
 #include "bus_client.hpp"
 #include "installed_policy.hpp"
@@ -41,7 +41,7 @@ Words hostmonOn(const TemporaryFolder& machine)
     return {HOSTMON, "--config", config, "--root", machine.path()};
 }
 
-/** What a hostmon says that the bus refuses a name. */
+/** The start of hostmon's error when the bus refuses its name. */
 const std::string refusal = "hostmon: unable to report on " + memoryKey + ": ";
 
 TEST(BusWithoutAPolicy, RefusesTheHostMonitor)
@@ -76,7 +76,7 @@ TEST_F(HostMonitorPolicy, LetsRootReport)
     client.waitForHealth(root, 3);
 }
 
-/** The same with other users. */
+/** The same bus with other users. */
 class HostMonitorPolicyOfOthers : public HostMonitorPolicy
 {
   protected:

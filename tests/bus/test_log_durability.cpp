@@ -1,5 +1,4 @@
-/** @file What the log manager has acknowledged is there, whatever happens to
- *  it. */
+/** @file Events that logmgr has acknowledged survive crashes of logmgr. */
 
 #include "cache_view.hpp"
 #include "log_client.hpp"
@@ -25,7 +24,7 @@ namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-/** Waits for what nobody announces. */
+/** Waits for a condition that no event announces. */
 void waitFor(const std::function<bool()>& done)
 {
     const auto deadline = std::chrono::steady_clock::now() + patience;
@@ -43,7 +42,7 @@ class LogDurability : public testing::Test
         return bus.folder().path() / "state" / "sel" / "data.mdb";
     }
 
-    /** A second log manager that waits for the first. */
+    /** A second logmgr that waits for the first. */
     Process waiting() const
     {
         Process second({LOGMGR});

@@ -1,4 +1,4 @@
-/** @file The log manager while many connections want lists without end. */
+/** @file logmgr while many connections ask for lists without end. */
 
 #include "address_sanitizer.hpp"
 #include "log_client.hpp"
@@ -29,7 +29,7 @@ using std::chrono::steady_clock;
 constexpr const char* limitsExceeded =
     "org.freedesktop.DBus.Error.LimitsExceeded";
 
-/** A connection that asks for lists, and counts how it is answered. */
+/** A connection that asks for lists and counts the answers. */
 class Asker
 {
   public:
@@ -61,14 +61,14 @@ class Asker
                           this, 0);
     }
 
-    /** Takes all that has arrived. */
+    /** Processes all messages that have arrived. */
     void read() const
     {
         while (sd_bus_process(bus.get(), nullptr) > 0)
         {}
     }
 
-    /** Takes answers until there is one for each call. */
+    /** Processes answers until there is one for each call. */
     void readAll() const
     {
         const auto end = steady_clock::now() + patience;
@@ -79,7 +79,7 @@ class Asker
         }
     }
 
-    /** Waits until the bus has passed on what was asked so far. */
+    /** Waits until the bus has delivered all calls sent so far. */
     void waitForBus() const
     {
         sd_bus_call_method(bus.get(), "org.freedesktop.DBus",
@@ -130,7 +130,7 @@ class Asker
     std::unique_ptr<sd_bus, Unref> bus;
 };
 
-/** Many connections of a thread that ask as fast as the bus takes it. */
+/** Many connections of one thread that ask as fast as the bus allows. */
 class Flood
 {
   public:
@@ -152,8 +152,8 @@ class Flood
   private:
     static constexpr std::size_t connections = 200;
     static constexpr int callsAtOnce = 8;
-    /** The bus itself lets nobody wait for more than 128 answers, and takes
-     *  ever longer over each call the more there are. */
+    /** The bus allows 128 unanswered calls for each connection, and becomes
+     *  slower the more there are. */
     static constexpr std::size_t callsInAll = 32;
 
     void run()
@@ -184,7 +184,7 @@ class Flood
     std::thread thread;
 };
 
-/** The most memory that a process has had, in MiB. */
+/** The peak memory of a process in MiB. */
 std::size_t peakMemory(pid_t process)
 {
     std::ifstream status("/proc/" + std::to_string(process) + "/status");
@@ -200,8 +200,8 @@ std::size_t peakMemory(pid_t process)
     return 0;
 }
 
-/** Puts temporary folders into memory: how long a disk takes to sync is not
- *  what is measured here. */
+/** Puts temporary folders into memory, so that the test does not measure how
+ *  long a disk takes to sync. */
 struct FoldersInMemory
 {
     FoldersInMemory()

@@ -23,7 +23,7 @@ using testing::HasSubstr;
 using testing::ThrowsMessage;
 using Words = std::vector<std::string>;
 
-/** A log manager on a bus with the installed policy. */
+/** logmgr on a bus with the installed policy. */
 class LogPolicy : public testing::Test
 {
   protected:
@@ -37,7 +37,7 @@ class LogPolicy : public testing::Test
     Process logmgr{{LOGMGR}};
 };
 
-/** The same with other users. */
+/** The same bus with other users. */
 class LogPolicyOfOthers : public LogPolicy
 {
   protected:
@@ -60,7 +60,7 @@ class LogPolicyOfOthers : public LogPolicy
     }
 };
 
-/** What adds the record of a sensor without a name. */
+/** Arguments that add the record of a sensor without a name. */
 const Words addition{"AddSEL", "(ssyy)ay", "",  "",  "0", "0", "16",   "0",
                      "0",      "2",        "0", "0", "0", "0", "0x20", "0",
                      "4",      "4",        "7", "1", "0", "0", "0"};
@@ -94,7 +94,7 @@ TEST_F(LogPolicyOfOthers, LetsEverybodyRead)
     EXPECT_EQ(busctlAs(Caller::stranger, {"get-property", logService, logPath,
                                           logInterface, "Entries"}),
               "u 1\n");
-    // Asks for all properties and for the description.
+    // Asks for all properties and for the introspection data.
     EXPECT_THAT(busctlAs(Caller::stranger,
                          {"introspect", logService, logPath, logInterface}),
                 HasSubstr("\"refuse\""));

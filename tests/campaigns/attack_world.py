@@ -142,8 +142,8 @@ class AttackWorld(programs.World):
         unit.optionxform = str
         text = (SEEN / f"data/systemd/{name}.service.in").read_text()
         unit.read_string(text.replace("\n@sandbox@\n", "\n"))
-        kind = "tools/exporter" if name == "health-exporter" else f"services/{name}"
-        return self.start_as(unit["Service"]["User"], name, [self.build / kind / name, *arguments])
+        program = self.build / "services" / name.removeprefix("health-") / name
+        return self.start_as(unit["Service"]["User"], name, [program, *arguments])
 
     def start_daemon(self, name="component-daemon", loop="sd-event", user=COLLEAGUE):
         return self.start_as(user, name, [self.build / "tests/bus/component-daemon", loop])

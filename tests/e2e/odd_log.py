@@ -59,6 +59,11 @@ class LogWithEntries(dbus.service.Object):
     def GetAll(self, interface):
         return {
             "Entries": dbus.UInt32(4),
+            "Capacity": dbus.UInt32(4096),
+            "OverflowPolicy": "refuse",
+            "Overflow": dbus.Boolean(False),
+            "LastAddition": dbus.UInt32(5),
+            "LastErase": dbus.UInt32(0),
             "Generation": dbus.UInt64(7),
             "LastEntry": dbus.UInt16(4),
         }

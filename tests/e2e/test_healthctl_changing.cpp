@@ -33,7 +33,10 @@ class Changing : public HealthctlTest
             words.insert(words.end(), by.begin(), by.end());
             return jsonOf(words);
         };
-        EXPECT_EQ(told("hide")["hide"], true);
+        const json hidden = told("hide");
+        EXPECT_EQ(hidden["hide"], true);
+        EXPECT_EQ(hidden["components"], 1);
+        EXPECT_EQ(hidden["faults"], 1);
         client.waitForHealth(root, 2);
         EXPECT_EQ(told("unhide")["hide"], false);
         client.waitForHealth(root, 4);
@@ -53,6 +56,23 @@ TEST_F(Changing, HidesBySensorPath)
 TEST_F(Changing, HidesBySensorNumber)
 {
     expectHidden({"--sensor-number", "7"});
+}
+
+TEST_F(Changing, SaysHowManyFaultsAndComponentsItMet)
+{
+    daemon.add(psu, "Test.1.0.Slow", "/sensors/psu", 1, 7);
+    EXPECT_EQ(healthctl({"hide", "--sensor-number", "7"}).output,
+              "Asked 2 components to hide 2 faults.\n");
+    client.waitForHealth(root, 2);
+    EXPECT_EQ(healthctl({"unhide", "--sensor-number", "7"}).output,
+              "Asked 2 components to show 2 faults.\n");
+    client.waitForHealth(root, 4);
+    EXPECT_EQ(healthctl({"hide", "--sensor-path", "/sensors/psu"}).output,
+              "Asked 1 component to hide 1 fault.\n");
+    EXPECT_EQ(healthctl({"hide", "--component", "rack"}).output,
+              "Asked 1 component to hide 0 faults.\n");
+    EXPECT_EQ(healthctl({"hide", "--sensor-path", "/sensors/none"}).output,
+              "No component has a fault of this sensor.\n");
 }
 
 TEST_F(Changing, HidesNothingOfAComponentThatIsNotThere)
@@ -133,10 +153,18 @@ TEST_F(Changing, SetsNothingWithoutAHealthManager)
     const Answer answer = healthctl({"lcd", "set", "hideerrs", "0"});
     EXPECT_EQ(answer.status, 3);
     EXPECT_EQ(answer.errors,
-              "healthctl: system.embedded.1#lcd.1#hideerrs was not set: no "
-              "health manager is there; start healthmgr\n");
+              "healthctl: system.embedded.1#lcd.1#hideerrs was not set: "
+              "healthmgr is not running; start it\n");
     EXPECT_EQ(healthctl({"lcd", "get", "hideerrs"}).output,
               "hideerrs     not set\n");
+}
+
+TEST(ChangingWhereNothingRuns, HidesNothing)
+{
+    const PrivateBus bus;
+    const Answer answer = healthctl({"hide", "--sensor-number", "7"});
+    EXPECT_EQ(answer.status, 3);
+    EXPECT_THAT(answer.errors, HasSubstr("nothing runs"));
 }
 
 /** A system bus with the policy that is installed. */

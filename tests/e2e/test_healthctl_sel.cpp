@@ -325,7 +325,7 @@ TEST_F(HealthctlSel, ListsTheMirrorAndSaysSoWhenThereIsNoLogManager)
     const Answer answer = healthctl({"sel", "list"});
     EXPECT_EQ(answer.status, 0);
     EXPECT_EQ(answer.errors,
-              "healthctl: there is no log manager; start logmgr; what follows "
+              "healthctl: logmgr is not running; start it; what follows "
               "is the mirror of the log in the data cache, which may lack "
               "changes\n");
     EXPECT_EQ(jsonOf({"sel", "export", bus.folder().path() / "log"})["source"],
@@ -431,8 +431,8 @@ TEST(HealthctlSelAlone, SaysThatThereIsNoLogManager)
     {
         const Answer answer = healthctl({"sel", command});
         EXPECT_EQ(answer.status, 3);
-        EXPECT_EQ(answer.errors, "healthctl: there is no log manager; start "
-                                 "logmgr\n");
+        EXPECT_EQ(answer.errors,
+                  "healthctl: logmgr is not running; start it\n");
     }
 }
 
@@ -442,7 +442,7 @@ TEST(HealthctlSelAlone, SaysSoWhenTheLogManagerAnswersOddly)
     Process log({ODD_LOG});
     ASSERT_EQ(log.hear(), "ready");
     const std::vector<std::pair<std::vector<std::string>, std::string>> cases{
-        {{"sel", "list"}, "there is more and sends nothing; restart logmgr\n"},
+        {{"sel", "list"}, "more entries and sends none; restart it\n"},
         {{"sel", "info"}, "of one version\n"},
         {{"sel", "clear", "--yes"}, "of one version\n"}};
     for (const auto& [command, end] : cases)
@@ -468,11 +468,11 @@ TEST(HealthctlSelAlone, ListsAnewWhenTheLogIsClearedMeanwhile)
     EXPECT_EQ(answer.errors, "healthctl: the log was cleared; try again\n");
 }
 
-TEST(HealthctlSelAlone, SaysHowManyEntriesMakeNoSense)
+TEST(HealthctlSelAlone, SaysHowManyEntriesCannotBeRead)
 {
     const PrivateBus bus;
     const std::string leftOut =
-        "healthctl: the log has entries that make no sense and are left out: "
+        "healthctl: the log has entries that cannot be read and are left out: "
         "2; see the log of logmgr\n";
     {
         Process log({ODD_LOG, "late"});

@@ -36,7 +36,7 @@ Value chosenOf(const std::string& option, const std::string& word,
 /** Adds an option for one of a few words.
  *
  *  @param[in] choices in static storage
- *  @param[in,out] chosen must live until the command line is taken apart */
+ *  @param[in,out] chosen must live until the command line is parsed */
 template <typename Value>
 CLI::Option* addChoice(CLI::App& command, const std::string& option,
                        Value& chosen, const Choices<Value>& choices,

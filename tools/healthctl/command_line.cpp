@@ -1,6 +1,6 @@
 #include "command_line.hpp"
 
-#include "../common/empty_arguments.hpp"
+#include "../../services/common/empty_arguments.hpp"
 #include "choices.hpp"
 #include "error.hpp"
 #include "output/line_output.hpp"
@@ -106,7 +106,7 @@ int CommandLine::run(int argc, const char* const* argv)
     {
         const std::vector<const char*> words = withHelpOption(argc, argv);
         app.parse(static_cast<int>(words.size()), words.data());
-        tools::refuseEmptyArguments(argc, argv);
+        services::refuseEmptyArguments(argc, argv);
         return static_cast<int>(work());
     }
     catch (const CLI::ParseError& e)

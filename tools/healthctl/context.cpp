@@ -118,7 +118,7 @@ std::string escaped(std::string_view document)
     std::string result;
     forEachCharacter(document, [&](const Character& character) {
         const uint32_t code = character.code;
-        if (code < firstToEscape || !host::misleads(code))
+        if (code < firstToEscape || !host::isMisleading(code))
         {
             result += character.bytes;
         }
@@ -143,7 +143,7 @@ void writeJson(const Context& context, const char* schema,
     constexpr int indent = 2;
     nlohmann::ordered_json document{{"schema", schema}};
     document.update(content);
-    // What is not UTF-8 in a record must not cost the operator the rest.
+    // Bytes that are not UTF-8 are replaced, so that the rest can be read.
     context.out << escaped(document.dump(
                        context.compact ? -1 : indent, ' ', false,
                        nlohmann::ordered_json::error_handler_t::replace))

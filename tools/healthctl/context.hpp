@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What a command works with. */
+/** @file The output and the bus of a command. */
 
 #include "output/style.hpp"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Whether the bus lets signals through. */
+/** @file Finds out whether the bus lets a signal through. */
 
 #include <platform/bus_handles.hpp>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Why a command cannot go on. */
+/** @file The error that ends a command. */
 
 #include "exit_code.hpp"
 

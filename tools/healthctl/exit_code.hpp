@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What healthctl exits with. */
+/** @file The exit codes of healthctl. */
 
 namespace healthintf::healthctl
 {

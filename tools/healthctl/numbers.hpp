@@ -55,7 +55,7 @@ inline CLI::Validator numberIn(const Range& range)
 
 /** Adds an option for a number.
  *
- *  @param[in,out] chosen must live until the command line is taken apart */
+ *  @param[in,out] chosen must live until the command line is parsed */
 template <typename Value>
 CLI::Option* addNumber(CLI::App& command, const std::string& option,
                        Value& chosen, const Range& range,

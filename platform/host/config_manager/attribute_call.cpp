@@ -1,10 +1,10 @@
 #include "attribute_call.hpp"
 
-#include "../health_manager/protocol.hpp"
-#include "../kept_bus.hpp"
+#include "../healthmgr/protocol.hpp"
+#include "../thread_bus.hpp"
 #include "protocol.hpp"
 
-#include <platform/held_signals.hpp>
+#include <platform/signal_blocker.hpp>
 
 #include <cerrno>
 #include <chrono>
@@ -22,8 +22,8 @@ using std::chrono::microseconds;
 
 constexpr std::chrono::seconds patience{5};
 
-/** How long it is until then, in microseconds as libsystemd takes them: at
- *  least one, as none would be its own patience. */
+/** The time until a deadline in microseconds, for libsystemd. At least 1, as 0
+ *  means libsystemd's default timeout. */
 uint64_t timeUntil(Clock::time_point deadline)
 {
     const auto left =
@@ -31,10 +31,10 @@ uint64_t timeUntil(Clock::time_point deadline)
     return left > microseconds(1) ? left.count() : 1;
 }
 
-/** Waits until a new connection has been greeted by the bus. Until then nothing
- *  else can have arrived on it, so nobody is called back here.
+/** Waits until the bus has answered a new connection's greeting. No other
+ *  message can arrive before that, so no callback runs here.
  *
- *  @throws std::system_error when that is not so in time */
+ *  @throws std::system_error when it does not answer in time */
 void waitForGreeting(sd_bus* bus, Clock::time_point deadline)
 {
     while (sd_bus_is_open(bus) > 0 && sd_bus_is_ready(bus) == 0)
@@ -53,7 +53,7 @@ void waitForGreeting(sd_bus* bus, Clock::time_point deadline)
     }
 }
 
-MessagePtr messageOf(sd_bus* bus, const AttributeRequest& request)
+MessagePtr makeMessage(sd_bus* bus, const AttributeRequest& request)
 {
     sd_bus_message* raw = nullptr;
     checkBus("sd_bus_message_new_method_call",
@@ -68,9 +68,9 @@ MessagePtr messageOf(sd_bus* bus, const AttributeRequest& request)
     return message;
 }
 
-/** What the bus or libsystemd answers in the place of the health manager, in
- *  words. */
-std::string faultOfBus(const sd_bus_error& error, int code)
+/** Describes an error that comes from the bus or libsystemd, and not from
+ *  healthmgr. */
+std::string describeBusError(const sd_bus_error& error, int code)
 {
     if (std::string_view(error.name) == SD_BUS_ERROR_ACCESS_DENIED)
     {
@@ -82,41 +82,40 @@ std::string faultOfBus(const sd_bus_error& error, int code)
     {
         case EHOSTUNREACH:
         case ENXIO:
-            return text + " (see that the health manager, healthmgr, runs)";
+            return text + " (check that healthmgr runs)";
         case ETIMEDOUT:
-            return "no answer of the health manager (it may be set all the "
-                   "same)";
+            return "no answer of healthmgr (it may be set nevertheless)";
         default:
-            return text + " (see the health manager's own lines)";
+            return text + " (see what healthmgr logs)";
     }
 }
 
-AttributeOutcome outcomeOf(const sd_bus_error& error)
+AttributeOutcome makeOutcome(const sd_bus_error& error)
 {
-    if (const auto number = numberOfError(error.name))
+    if (const auto number = parseErrorName(error.name))
     {
         return {*number, error.message != nullptr ? error.message : ""};
     }
     const int code = sd_bus_error_get_errno(&error);
-    return notSet(code, faultOfBus(error, code));
+    return makeFailure(code, describeBusError(error, code));
 }
 
 } // namespace
 
-AttributeOutcome callForAttribute(const AttributeRequest& request)
+AttributeOutcome requestAttribute(const AttributeRequest& request)
 {
     const Clock::time_point deadline = Clock::now() + patience;
-    const HeldSignals held;
-    sd_bus* bus = keptBus();
+    const SignalBlocker blocker;
+    sd_bus* bus = threadBus();
     waitForGreeting(bus, deadline);
-    const MessagePtr message = messageOf(bus, request);
+    const MessagePtr message = makeMessage(bus, request);
     sd_bus_error error = SD_BUS_ERROR_NULL;
     const int result =
         sd_bus_call(bus, message.get(), timeUntil(deadline), &error, nullptr);
     AttributeOutcome outcome;
     if (sd_bus_error_is_set(&error) != 0)
     {
-        outcome = outcomeOf(error);
+        outcome = makeOutcome(error);
         sd_bus_error_free(&error);
         return outcome;
     }

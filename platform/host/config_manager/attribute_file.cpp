@@ -24,12 +24,12 @@ using nlohmann::json;
 namespace
 {
 
-/** The file's members. */
+/** The members of the JSON object. */
 constexpr const char* versionMember = "version";
 constexpr const char* attributesMember = "attributes";
 
-/** Takes the attributes from the text as it is read. Nothing is built of it: to
- *  take a json with members apart needs memory, and ends the process when there
+/** Collects the attributes while the parser reads the text. Builds no json
+ *  object: destroying one allocates memory, which ends the process when there
  *  is none. */
 class AttributeReader : public nlohmann::json_sax<json>
 {
@@ -108,10 +108,10 @@ class AttributeReader : public nlohmann::json_sax<json>
         return false;
     }
 
-    /** What was found.
+    /** Returns the attributes.
      *
      *  @throws std::system_error when the file is of another version, and
-     *          DamagedFile when it is not in order */
+     *          DamagedFile when the file is damaged */
     Attributes result(const fs::path& file) &&
     {
         if (version && *version != attributeFileVersion)
@@ -124,7 +124,7 @@ class AttributeReader : public nlohmann::json_sax<json>
         }
         if (fault.empty() && !(version && hasAttributes))
         {
-            fault = "it does not tell its version and its attributes";
+            fault = "its version or its attributes are missing";
         }
         if (!fault.empty())
         {
@@ -134,13 +134,13 @@ class AttributeReader : public nlohmann::json_sax<json>
     }
 
   private:
-    /** Whether a value is one of a member, so many objects deep. */
+    /** Whether the current value is that of a member at a depth. */
     bool isAt(int where, const char* name) const
     {
         return depth == where && member == name;
     }
 
-    /** Goes into what cannot be a value of an attribute. */
+    /** Enters an object or array, which cannot be the value of an attribute. */
     bool enter(const char* what)
     {
         take(what);
@@ -154,7 +154,7 @@ class AttributeReader : public nlohmann::json_sax<json>
         return true;
     }
 
-    /** Takes what cannot be a value of an attribute. */
+    /** Notes a problem when a value of this kind is not allowed here. */
     bool take(const std::string& text)
     {
         if (isAt(1, versionMember) || isAt(1, attributesMember) ||
@@ -196,7 +196,7 @@ class AttributeReader : public nlohmann::json_sax<json>
 
 } // namespace
 
-fs::path attributeFileIn(const fs::path& folder)
+fs::path attributeFilePath(const fs::path& folder)
 {
     return folder / "attributes.json";
 }
@@ -206,8 +206,7 @@ Attributes readAttributeFile(const fs::path& file)
     AttributeReader reader;
     try
     {
-        // Whoever reads does not trust the owner of the folder: a link is not
-        // followed.
+        // Links are not followed: the owner of the folder is not trusted.
         const FileDescriptor opened =
             openRegularFile(file, O_NOFOLLOW, file.string());
         json::sax_parse(readToEnd(opened, maxAttributeFile, file.string()),
@@ -224,13 +223,13 @@ Attributes readAttributeFile(const fs::path& file)
     return std::move(reader).result(file);
 }
 
-std::string quoted(const std::string& name)
+std::string quoteName(const std::string& name)
 {
     constexpr int onOneLine = -1;
     return json(name).dump(onOneLine, ' ', true);
 }
 
-std::string textOf(const Attributes& attributes)
+std::string formatAttributes(const Attributes& attributes)
 {
     std::string lines;
     for (const auto& [name, value] : attributes)
@@ -245,7 +244,7 @@ std::string textOf(const Attributes& attributes)
 
 Attributes readAttributes()
 {
-    return readAttributeFile(attributeFileIn(stateDirectory() / "config"));
+    return readAttributeFile(attributeFilePath(stateDirectory() / "config"));
 }
 
 } // namespace healthintf::host

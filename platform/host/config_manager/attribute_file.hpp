@@ -1,7 +1,6 @@
 #pragma once
 
-/** @file The file that holds the attributes, as it is read and
- *  written. */
+/** @file Reads and formats the file of the attributes. */
 
 #include <platform/api.h>
 
@@ -16,29 +15,28 @@ namespace healthintf::host
 /** Values of attributes by their names. */
 using Attributes = std::map<std::string, int32_t>;
 
-/** Changes with what the file holds. */
+/** Another number for each format of the file's content. */
 inline constexpr int attributeFileVersion = 1;
 
-/** The attributes' file of a folder. */
-std::filesystem::path attributeFileIn(const std::filesystem::path& folder);
+/** The path of the attributes' file in a folder. */
+std::filesystem::path attributeFilePath(const std::filesystem::path& folder);
 
-/** What a file holds; nothing when it is not there.
+/** Reads a file; no attributes when it is missing.
  *
- *  @throws std::system_error when it cannot be read, which a link is not, is
- *          too large or of another version, DamagedFile when it is damaged,
- *          std::bad_alloc */
+ *  @throws std::system_error when it cannot be read, is a link, too large or of
+ *          another version, DamagedFile when it is damaged, std::bad_alloc */
 Attributes readAttributeFile(const std::filesystem::path& file);
 
-/** A name in quotes, with nothing but ASCII, whatever it holds.
+/** Puts a name in quotes and escapes everything but ASCII.
  *
  *  @param[in] name UTF-8 */
-std::string quoted(const std::string& name);
+std::string quoteName(const std::string& name);
 
-/** What a file has to hold. */
-std::string textOf(const Attributes& attributes);
+/** Formats the content of the file. */
+std::string formatAttributes(const Attributes& attributes);
 
-/** The attributes of this user's state folder that were ever set. Nothing is
- *  locked or made, and nobody waited for.
+/** Reads the attributes in this user's state folder, without locking or
+ *  creating anything.
  *
  *  @throws std::exception as readAttributeFile(), and when there is no state
  *          folder */

@@ -12,8 +12,8 @@ namespace healthintf::host
 namespace
 {
 
-/** Letters and digits of ASCII, whatever the locale, and what divides them. */
-bool mayBeInAName(char character)
+/** Whether a name may have a character. Does not depend on the locale. */
+bool isNameCharacter(char character)
 {
     const auto isBetween = [character](char first, char last) {
         return character >= first && character <= last;
@@ -32,10 +32,10 @@ std::string tooLong(const std::string& what, std::size_t longest)
 bool isAttributeName(const std::string& name)
 {
     return !name.empty() && name.size() <= maxAttributeName &&
-           std::ranges::all_of(name, mayBeInAName);
+           std::ranges::all_of(name, isNameCharacter);
 }
 
-std::string faultOf(const AttributeRequest& request)
+std::string requestProblem(const AttributeRequest& request)
 {
     if (request.name.empty())
     {
@@ -47,7 +47,7 @@ std::string faultOf(const AttributeRequest& request)
     }
     if (!isAttributeName(request.name))
     {
-        return "its name has something else than letters, digits and .#_-";
+        return "its name has other characters than letters, digits and .#_-";
     }
     if (request.source.size() > maxSourceName)
     {
@@ -60,7 +60,7 @@ std::string faultOf(const AttributeRequest& request)
     return {};
 }
 
-AttributeOutcome notSet(int code, const std::string& why)
+AttributeOutcome makeFailure(int code, const std::string& why)
 {
     return {code, "an attribute was not set: " + why};
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What somebody wants an attribute to be, and what came of it. */
+/** @file A request to set an attribute, and its result. */
 
 #include <platform/api.h>
 
@@ -10,7 +10,7 @@
 namespace healthintf::host
 {
 
-/** What somebody wants to be set. */
+/** A request to set one attribute. */
 struct AttributeRequest
 {
     std::string name;
@@ -19,26 +19,26 @@ struct AttributeRequest
     std::string source;
 };
 
-/** What came of a request. */
+/** The result of a request. */
 struct AttributeOutcome
 {
     /** 0, or an errno. */
     int code = 0;
-    /** What is wrong, a sentence for the log; empty with 0. */
+    /** The cause as a text for the log; empty with code 0. */
     std::string why;
 };
 
-/** Whether an attribute may have a name: letters, digits and ".#_-", at least
- *  one and at most 255 of them. */
+/** Whether a name is valid for an attribute: 1 to 255 letters, digits and
+ *  characters of ".#_-". */
 bool isAttributeName(const std::string& name);
 
-/** What is wrong with a request, in words; empty when nothing is. */
-std::string faultOf(const AttributeRequest& request);
+/** What is wrong with a request; empty when it is valid. */
+std::string requestProblem(const AttributeRequest& request);
 
-/** The outcome of a request of which nothing was done.
+/** Makes the outcome of a request that was not carried out.
  *
  *  @param[in] code an errno
  *  @param[in] why what is wrong */
-AttributeOutcome notSet(int code, const std::string& why);
+AttributeOutcome makeFailure(int code, const std::string& why);
 
 } // namespace healthintf::host

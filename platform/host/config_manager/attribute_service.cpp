@@ -19,8 +19,8 @@ namespace
 
 thread_local AttributeService* serving = nullptr;
 
-/** What to do about a failure, in words. */
-std::string remedyForStore(int code)
+/** What an operator can do about a failure. */
+std::string storeRemedy(int code)
 {
     return code == EDQUOT
                ? "it is full: no further attribute can be set for the first "
@@ -28,11 +28,12 @@ std::string remedyForStore(int code)
                : folderRemedy(code, "HEALTHINTF_STATE_DIR");
 }
 
-/** What came of a failure of the attributes in a folder, in words. */
-std::string faultOfStore(const std::string& folder, const std::exception& e)
+/** Describes a failure of the attributes in a folder. */
+std::string describeStoreFailure(const std::string& folder,
+                                 const std::exception& e)
 {
     return "attributes " + folder + ": " + e.what() + " (" +
-           remedyForStore(codeOf(e)) + ")";
+           storeRemedy(codeOf(e)) + ")";
 }
 
 std::filesystem::path attributesFolder()
@@ -40,7 +41,7 @@ std::filesystem::path attributesFolder()
     return stateDirectory() / "config";
 }
 
-/** Tells everybody of a change. */
+/** Announces a change to all processes. */
 AttributeOutcome announceChange(const AttributeRequest& request,
                                 const AttributeChange& change)
 {
@@ -71,8 +72,8 @@ AttributeService::AttributeService()
     }
     catch (const std::exception& e)
     {
-        HOST_LOG(log::error, "%s.%d.%s: no attribute can be set: %s",
-                 faultOfStore(folder, e).c_str());
+        HOST_LOG(log::error, "%s.%d.%s: unable to set attributes: %s",
+                 describeStoreFailure(folder, e).c_str());
     }
     serving = this;
 }
@@ -82,13 +83,13 @@ AttributeService::~AttributeService()
     serving = nullptr;
 }
 
-// It stands for the attributes of the whole machine.
+// The object stands for the attributes of the machine and has no members.
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static)
 AttributeOutcome AttributeService::set(const AttributeRequest& request)
 {
-    if (const std::string fault = faultOf(request); !fault.empty())
+    if (const std::string problem = requestProblem(request); !problem.empty())
     {
-        return notSet(EINVAL, fault);
+        return makeFailure(EINVAL, problem);
     }
     std::string folder;
     std::optional<AttributeChange> change;
@@ -99,7 +100,7 @@ AttributeOutcome AttributeService::set(const AttributeRequest& request)
     }
     catch (const std::exception& e)
     {
-        return notSet(codeOf(e), faultOfStore(folder, e));
+        return makeFailure(codeOf(e), describeStoreFailure(folder, e));
     }
     return change ? announceChange(request, *change) : AttributeOutcome();
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Sets the attributes for everybody. */
+/** @file Sets the attributes for all processes. */
 
 #include "attribute_request.hpp"
 
@@ -9,27 +9,27 @@
 namespace healthintf::host
 {
 
-/** The attributes in the hands of the one process that changes them, and of its
- *  one thread: as long as this lives, CfgSetAttributeInt on this thread sets
- *  directly what other threads and processes ask for by D-Bus. The thread's
- *  default connection owns the health manager's name, by which everybody knows
- *  the announcements. */
+/** Changes the attributes in the one process and thread that may. While this
+ *  object exists, CfgSetAttributeInt on this thread sets attributes directly;
+ *  other threads and processes call this one by D-Bus. The thread's default
+ *  connection must own healthmgr's name: receivers of announcements ignore
+ *  other senders. */
 class PLATFORM_API AttributeService
 {
   public:
-    /** Takes over what is there: a file that cannot be used, and names that no
-     *  attribute may have, are logged. */
+    /** Takes over the attributes' file. Logs a file that cannot be used, and
+     *  drops and logs invalid names. */
     AttributeService();
     ~AttributeService();
     AttributeService(const AttributeService&) = delete;
     AttributeService& operator=(const AttributeService&) = delete;
 
-    /** Sets an attribute and announces it. With the code 0 it is on the disk,
-     *  and whatever this connection sends afterwards comes after the
-     *  announcement everywhere. */
+    /** Sets an attribute and announces the change. With code 0 the attribute is
+     *  on the disk, and receivers get the announcement before anything that
+     *  this connection sends later. */
     AttributeOutcome set(const AttributeRequest& request);
 
-    /** That of this thread, or null. */
+    /** This thread's service, or null. */
     static AttributeService* ofThisThread();
 };
 

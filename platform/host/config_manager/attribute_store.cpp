@@ -5,7 +5,7 @@
 #include "../storage/files.hpp"
 #include "attribute_request.hpp"
 #include "limits.hpp"
-#include "placed_file.hpp"
+#include "replace_file.hpp"
 
 #include <cerrno>
 #include <exception>
@@ -25,13 +25,13 @@ void logDropped(const std::string& name, int32_t value, const fs::path& file)
     HOST_LOG(log::warning,
              "%s.%d.%s: the attribute %s in %s, which is %d, is dropped: a "
              "name has 1 to %zu letters, digits and .#_-",
-             quoted(name).c_str(), file.c_str(), value, maxAttributeName);
+             quoteName(name).c_str(), file.c_str(), value, maxAttributeName);
 }
 
-/** Takes out what cannot be set any more.
+/** Removes attributes with invalid names, which can no longer be set.
  *
  *  @return whether there was any */
-bool dropOtherNames(Attributes& attributes, const fs::path& file)
+bool dropInvalidNames(Attributes& attributes, const fs::path& file)
 {
     return std::erase_if(attributes, [&file](const auto& attribute) {
                const auto& [name, value] = attribute;
@@ -47,7 +47,7 @@ bool dropOtherNames(Attributes& attributes, const fs::path& file)
 } // namespace
 
 AttributeStore::AttributeStore(fs::path folder) :
-    folder(std::move(folder)), file(attributeFileIn(this->folder))
+    folder(std::move(folder)), file(attributeFilePath(this->folder))
 {}
 
 void AttributeStore::takeOver() const
@@ -55,7 +55,7 @@ void AttributeStore::takeOver() const
     std::error_code ignored;
     fs::remove(folder / "lock", ignored);
     Attributes attributes = read();
-    if (dropOtherNames(attributes, file))
+    if (dropInvalidNames(attributes, file))
     {
         write(attributes);
     }
@@ -101,8 +101,8 @@ Attributes AttributeStore::read() const
 
 void AttributeStore::write(const Attributes& attributes) const
 {
-    madeFolder(folder);
-    putInPlace(file, textOf(attributes));
+    makeFolder(folder);
+    replaceFile(file, formatAttributes(attributes));
 }
 
 } // namespace healthintf::host

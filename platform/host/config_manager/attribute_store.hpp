@@ -13,31 +13,31 @@
 namespace healthintf::host
 {
 
-/** The attributes of one folder. Only one process at a time may use them so,
- *  and only one thread of it; there is no lock, as whoever may read a file
- *  could hold one.
+/** The attributes of one folder. Only one thread of one process may use it at a
+ *  time. There is no lock, as every process that may read the lock file could
+ *  hold the lock forever.
  *
- *  They are few and change seldom, so each change writes them all to a file
- *  that then takes the place of the one before. Whatever happens, that file is
- *  whole, and a person can read it. */
+ *  Attributes are few and change seldom, so each change writes all of them to a
+ *  new file that replaces the old one. The file is complete at any time, and
+ *  people can read it. */
 class AttributeStore
 {
   public:
-    /** @param[in] folder made when something is written */
+    /** @param[in] folder made by the first change */
     explicit AttributeStore(std::filesystem::path folder);
 
-    /** Brings what an earlier version left in order: names that no attribute
-     *  may have leave the file, and the file that was locked goes.
+    /** Cleans up what an earlier version left: removes invalid names from the
+     *  file, and removes the lock file.
      *
      *  @throws std::exception when the file cannot be read or written; it stays
      *          as it is then */
     void takeOver() const;
 
-    /** Sets an attribute. One that was never set has the value 0 before. What
-     *  is set is on the disk when this returns.
+    /** Sets an attribute. An attribute that was never set had the value 0. The
+     *  change is on the disk when this returns.
      *
-     *  @param[in] name one that an attribute may have
-     *  @return the change; nothing when the attribute has the value already
+     *  @param[in] name a valid name
+     *  @return the change; nullopt when the attribute has the value already
      *  @throws std::exception when nothing was changed */
     std::optional<AttributeChange> set(const std::string& name,
                                        int32_t value) const;

@@ -10,7 +10,7 @@ namespace healthintf::host
 namespace
 {
 
-/** Bytes of the fields; a source name follows. */
+/** The size of the fields in bytes; the source name follows them. */
 constexpr std::size_t fieldsSize =
     CFGMGR_CHANGE_PREVIOUS_VALUE_OFFSET + sizeof(uint32_t);
 
@@ -53,7 +53,7 @@ std::vector<uint8_t> encodeChange(const AttributeChange& change,
     return record;
 }
 
-const char* checkedSource(const uint8_t* data, uint64_t length)
+const char* findSource(const uint8_t* data, uint64_t length)
 {
     if (data == nullptr || length < fieldsSize)
     {

@@ -10,7 +10,8 @@
 namespace healthintf::host
 {
 
-/** The name of a change's notification begins so; the attribute's follows. */
+/** What the name of a change's notification begins with; the attribute's name
+ *  follows. */
 inline constexpr std::string_view changePrefix = "CfgMgr/1/AttributeChange/";
 
 struct AttributeChange
@@ -19,17 +20,17 @@ struct AttributeChange
     int32_t previous;
 };
 
-/** The record of a change.
+/** Makes the record of a change.
  *
  *  @param[in] source who made it, without NUL; empty when that is not known */
 std::vector<uint8_t> encodeChange(const AttributeChange& change,
                                   std::string_view source);
 
-/** Checks a record that may come from anybody.
+/** Finds the source name in a record, which any process may have sent.
  *
- *  @return the name of who made the change, in the record, which ends there
- *          with a NUL; null when the record is too short for its fields, or
- *          its source name is not within it */
-const char* checkedSource(const uint8_t* data, uint64_t length);
+ *  @return the NUL-terminated name, within the record; "" when it has none;
+ *          null when the record is too short, or the name does not end within
+ *          it */
+const char* findSource(const uint8_t* data, uint64_t length);
 
 } // namespace healthintf::host

@@ -17,23 +17,23 @@ using namespace healthintf::host;
 
 constinit FailureLog attributeFailures;
 
-std::string textOf(const char* argument)
+std::string textOrEmpty(const char* argument)
 {
     return argument != nullptr ? argument : "";
 }
 
 AttributeOutcome set(const AttributeRequest& request, int flags)
 {
-    if (const std::string fault = faultOf(request); !fault.empty())
+    if (const std::string fault = requestProblem(request); !fault.empty())
     {
-        return notSet(EINVAL, fault);
+        return makeFailure(EINVAL, fault);
     }
     if (flags != 0)
     {
-        return notSet(EINVAL, "there is no flag " + std::to_string(flags));
+        return makeFailure(EINVAL, "there is no flag " + std::to_string(flags));
     }
     AttributeService* own = AttributeService::ofThisThread();
-    return own != nullptr ? own->set(request) : callForAttribute(request);
+    return own != nullptr ? own->set(request) : requestAttribute(request);
 }
 
 } // namespace
@@ -45,11 +45,11 @@ int CfgSetAttributeInt(const char* name, int32_t value, int flags,
     try
     {
         const char* source = origin != nullptr ? origin->source : nullptr;
-        outcome = set({textOf(name), value, textOf(source)}, flags);
+        outcome = set({textOrEmpty(name), value, textOrEmpty(source)}, flags);
     }
     catch (const std::exception& e)
     {
-        outcome = notSet(codeOf(e), e.what());
+        outcome = makeFailure(codeOf(e), e.what());
     }
     if (outcome.code == 0)
     {

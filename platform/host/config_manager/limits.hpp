@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What the configuration manager can hold. */
+/** @file Limits of the configuration manager. */
 
 #include <cstddef>
 
@@ -16,8 +16,8 @@ inline constexpr std::size_t maxSourceName = 4096;
 /** How many attributes there may be. */
 inline constexpr std::size_t maxAttributes = 4096;
 
-/** The largest file of attributes that is read, in bytes: more than so many
- *  with the longest names take. */
+/** The largest file of attributes that is read, in bytes: more than
+ *  maxAttributes with the longest names need. */
 inline constexpr std::size_t maxAttributeFile = 16UL << 20;
 
 } // namespace healthintf::host

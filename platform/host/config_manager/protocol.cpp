@@ -10,7 +10,8 @@ namespace healthintf::host
 namespace
 {
 
-/** Before the name of an errno, such as "EINVAL". */
+/** What the error names begin with; the name of an errno follows, such as
+ *  "EINVAL". */
 constexpr std::string_view errorPrefix =
     "com.vexa.olvar.healthmgr.Attributes.Error.";
 
@@ -22,13 +23,13 @@ std::string errorNameOf(int code)
     return std::string(errorPrefix) + (name != nullptr ? name : "EIO");
 }
 
-std::optional<int> numberOfError(std::string_view name)
+std::optional<int> parseErrorName(std::string_view name)
 {
     if (!name.starts_with(errorPrefix))
     {
         return std::nullopt;
     }
-    // libsystemd knows the names of the numbers by this one.
+    // libsystemd finds the errno by this name.
     const std::string known =
         "System.Error." + std::string(name.substr(errorPrefix.size()));
     const sd_bus_error error{known.c_str(), nullptr, 0};

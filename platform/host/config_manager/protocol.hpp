@@ -1,8 +1,7 @@
 #pragma once
 
-/** @file How processes on a host ask the health manager to set an attribute: a
- *  method of its object, answered when the attribute is on the disk and its
- *  change announced. */
+/** @file healthmgr's D-Bus method that sets an attribute. It answers when the
+ *  attribute is on the disk and its change is announced. */
 
 #include <platform/api.h>
 
@@ -15,18 +14,17 @@ namespace healthintf::host
 
 inline constexpr const char* attributesInterface =
     "com.vexa.olvar.healthmgr.Attributes";
-/** Sets an attribute: its name, its value, and who sets it, which may be
+/** Sets an attribute. Arguments: name, value, and who sets it, which may be
  *  empty. */
 inline constexpr const char* setAttributeMethod = "Set";
 inline constexpr const char* setAttributeSignature = "sis";
 
-/** The D-Bus error by which the health manager tells an errno: a name of its
- *  own, so that what the bus and libsystemd answer is not taken for its
- *  answer. */
+/** The D-Bus error name by which healthmgr reports an errno. It differs from
+ *  the names of the bus and libsystemd, so that their errors are not taken for
+ *  healthmgr's. */
 PLATFORM_API std::string errorNameOf(int code);
 
-/** The errno that an error of the health manager tells; nothing when an error
- *  is not the health manager's. */
-std::optional<int> numberOfError(std::string_view name);
+/** The errno of an error name; nullopt when the error is not healthmgr's. */
+std::optional<int> parseErrorName(std::string_view name);
 
 } // namespace healthintf::host

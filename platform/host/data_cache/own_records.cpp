@@ -42,7 +42,7 @@ OwnRecords::OwnRecords(const std::filesystem::path& folder,
                        std::size_t capacity) :
     folder(folder),
     capacity(capacity),
-    segment(std::make_unique<Segment>(madeFolder(folder) / newName(), capacity))
+    segment(std::make_unique<Segment>(makeFolder(folder) / newName(), capacity))
 {
     segment->publish();
 }
@@ -82,7 +82,7 @@ void OwnRecords::replaceRemoved() noexcept
 void OwnRecords::makeAnew()
 {
     auto made =
-        std::make_unique<Segment>(madeFolder(folder) / newName(), capacity);
+        std::make_unique<Segment>(makeFolder(folder) / newName(), capacity);
     if (placeholders)
     {
         made->makePlaceholders();

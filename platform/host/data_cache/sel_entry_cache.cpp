@@ -171,7 +171,7 @@ int SelMirror::replace(const std::function<void(const Sink& put)>& putAll)
 {
     return useCache([&] {
         auto made = std::make_unique<Segment>(
-            madeFolder(selMirrorFolder()) / mirrorFile, segmentCapacity());
+            makeFolder(selMirrorFolder()) / mirrorFile, segmentCapacity());
         putAll([&made](uint64_t sequence, const SELEntryProperties& entry) {
             put(*made, sequence, entry);
         });

@@ -21,8 +21,9 @@ struct Free
     }
 };
 
-/** Takes file, line and function from the arguments when they stand first. */
-void takeOrigin(LogRecord& record, std::string_view format, va_list arguments)
+/** Reads file, line and function from the arguments when the format begins with
+ *  them. */
+void readOrigin(LogRecord& record, std::string_view format, va_list arguments)
 {
     constexpr std::string_view origin = "%s.%d.%s";
     constexpr std::string_view exception = "EXCEPTION ";
@@ -53,7 +54,7 @@ LogRecord formatRecord(int level, int module, const char* format,
                      .function = {}};
     va_list again;
     va_copy(again, arguments);
-    takeOrigin(record, format, again);
+    readOrigin(record, format, again);
     va_end(again);
 
     char* formatted = nullptr;
@@ -71,7 +72,7 @@ LogRecord formatRecord(int level, int module, const char* format,
     return record;
 }
 
-int priorityOf(int level)
+int toPriority(int level)
 {
     if (level <= 1)
     {
@@ -90,7 +91,7 @@ int priorityOf(int level)
 
 const char* levelWord(int level)
 {
-    switch (priorityOf(level))
+    switch (toPriority(level))
     {
         case LOG_ERR:
             return "error";

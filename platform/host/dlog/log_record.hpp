@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file One line of the debug log, taken apart. */
+/** @file One line of the debug log with its parts. */
 
 #include <cstdarg>
 #include <string>
@@ -8,7 +8,7 @@
 namespace healthintf::host
 {
 
-/** A line with what its format tells about its origin. */
+/** A line and where it comes from. */
 struct LogRecord
 {
     int level = 0;
@@ -24,12 +24,12 @@ struct LogRecord
 
 /** Formats a line.
  *
- *  @throws std::runtime_error when the format cannot be followed */
+ *  @throws std::runtime_error when the line cannot be formatted */
 LogRecord formatRecord(int level, int module, const char* format,
                        va_list arguments);
 
 /** The syslog priority of a level. */
-int priorityOf(int level);
+int toPriority(int level);
 
 /** The word for a level on a terminal. */
 const char* levelWord(int level);

@@ -12,7 +12,7 @@
 #include <cstdlib>
 #include <string>
 
-// The origin of a record is the line that was logged, not the one below.
+// The record has its own origin fields, so libsystemd must not add this line's.
 #define SD_JOURNAL_SUPPRESS_LOCATION
 #include <systemd/sd-journal.h>
 
@@ -37,7 +37,7 @@ int writeToJournal(const LogRecord& record)
 {
     std::array<std::string, 6> fields{
         "MESSAGE=" + record.text,
-        "PRIORITY=" + std::to_string(priorityOf(record.level)),
+        "PRIORITY=" + std::to_string(toPriority(record.level)),
         "HEALTHINTF_MODULE=" + std::to_string(record.module),
         "CODE_FILE=" + record.file,
         "CODE_LINE=" + std::to_string(record.line),
@@ -56,7 +56,7 @@ int writeAsText(int fd, const LogRecord& record)
     const std::string line = std::string(program_invocation_short_name) + ": " +
                              levelWord(record.level) + ": " +
                              printable(record.text) + "\n";
-    // In one call, so that lines of several processes do not mix.
+    // One write(), so that lines of several processes do not mix.
     const ssize_t written = write(fd, line.data(), line.size());
     return written < 0 ? -errno : 0;
 }

@@ -19,7 +19,7 @@ int thresholdFromEnvironment()
     {
         return *level;
     }
-    // Not a line of the log: the log is what cannot be set up.
+    // Not logged, as the log is being set up here.
     std::fprintf(stderr,
                  "HEALTHINTF_LOG_LEVEL=%s is no level from 0 to 9, using %d\n",
                  text, defaultLogLevel);

@@ -8,12 +8,12 @@
 namespace healthintf::host
 {
 
-/** The threshold when nothing else is asked for: errors and warnings. */
+/** The default threshold: errors and warnings. */
 inline constexpr int defaultLogLevel = 4;
 
 /** Reads a log level.
  *
- *  @return 0 (nothing) to 9 (everything); nothing for any other text */
+ *  @return 0 (nothing) to 9 (everything); nullopt for any other text */
 std::optional<int> parseLogLevel(std::string_view text);
 
 /** The highest level that is written: $HEALTHINTF_LOG_LEVEL as it was when

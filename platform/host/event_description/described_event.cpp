@@ -11,7 +11,7 @@ namespace healthintf::host
 namespace
 {
 
-void setIf(EventValues& values, const char* name, OptionalByte byte)
+void setIfGiven(EventValues& values, const char* name, OptionalByte byte)
 {
     if (byte)
     {
@@ -19,18 +19,18 @@ void setIf(EventValues& values, const char* name, OptionalByte byte)
     }
 }
 
-/** What a record has for the placeholders of a text. */
-EventValues valuesOf(const EventRecord& record, const SensorType& sensor,
-                     const EventState* state)
+/** Collects the values for the placeholders of an event's texts. */
+EventValues collectValues(const EventRecord& record, const SensorType& sensor,
+                          const EventState* state)
 {
     const std::string number = hexByte(record.sensorNumber);
     EventValues values{{"category", sensor.category},
                        {"number", number},
                        {"sensor", sensor.name + " sensor " + number}};
-    setIf(values, "reading", record.reading);
-    setIf(values, "threshold", record.threshold);
-    setIf(values, "extension2", record.extension2);
-    setIf(values, "extension3", record.extension3);
+    setIfGiven(values, "reading", record.reading);
+    setIfGiven(values, "threshold", record.threshold);
+    setIfGiven(values, "extension2", record.extension2);
+    setIfGiven(values, "extension3", record.extension3);
     if (state != nullptr && record.extension2)
     {
         const auto detail = state->details.find(*record.extension2);
@@ -42,7 +42,8 @@ EventValues valuesOf(const EventRecord& record, const SensorType& sensor,
     return values;
 }
 
-DescribedEvent inWords(const EventMessage& message, const EventValues& values)
+DescribedEvent fillMessage(const EventMessage& message,
+                           const EventValues& values)
 {
     FilledText text = fillText(message.text, values);
     return {.severity = message.severity,
@@ -54,15 +55,15 @@ DescribedEvent inWords(const EventMessage& message, const EventValues& values)
             .ledState = message.ledState};
 }
 
-/** Describes an event of a sensor type, known or not. */
-DescribedEvent describeEventOf(const SensorType& sensor,
-                               const EventRecord& record,
-                               const EventState* state)
+/** Describes a sensor's event; without a state its meaning is not known. */
+DescribedEvent describeSensorTypeEvent(const SensorType& sensor,
+                                       const EventRecord& record,
+                                       const EventState* state)
 {
-    const EventValues values = valuesOf(record, sensor, state);
+    const EventValues values = collectValues(record, sensor, state);
     DescribedEvent event =
-        state != nullptr ? inWords(state->message(record.asserted), values)
-                         : inWords(unknownMessage(record), values);
+        state != nullptr ? fillMessage(state->message(record.asserted), values)
+                         : fillMessage(unknownMessage(record), values);
     event.component =
         sensor.component + ".Sensor." + hexByte(record.sensorNumber);
     return event;
@@ -76,9 +77,9 @@ DescribedEvent describeSensorEvent(const EventRecord& record,
         table.find(record.sensorType, record.eventType, record.offset);
     DescribedEvent event =
         sensor != nullptr
-            ? describeEventOf(*sensor, record, state)
-            : describeEventOf(unknownSensorType(record.sensorType), record,
-                              state);
+            ? describeSensorTypeEvent(*sensor, record, state)
+            : describeSensorTypeEvent(unknownSensorType(record.sensorType),
+                                      record, state);
     if (sensor == nullptr || state == nullptr)
     {
         event.id = unknownId(record);
@@ -86,7 +87,7 @@ DescribedEvent describeSensorEvent(const EventRecord& record,
     return event;
 }
 
-/** An OEM record, or one of a type that the standard does not have. */
+/** Describes a record that is no sensor event: an OEM or unknown type. */
 DescribedEvent describeOtherRecord(const EventRecord& record)
 {
     const std::string type = hexByte(record.recordType);

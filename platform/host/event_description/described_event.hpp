@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What the library is told of an event. */
+/** @file The description of an event. */
 
 #include "event_table.hpp"
 
@@ -12,20 +12,20 @@ namespace healthintf::host
 
 struct EventRecord;
 
-/** An event in words. */
+/** Texts and properties of one event. */
 struct DescribedEvent
 {
     EventSeverity severity = EventSeverity::informational;
     std::string id;
     std::string text;
     std::vector<std::string> arguments;
-    /** What it is about: PowerSupply.Sensor.0x63. */
+    /** The component's identifier, for example PowerSupply.Sensor.0x63. */
     std::string component;
     std::string lcd;
     LedState ledState = LedState::none;
 };
 
-/** Describes any record, also one that the table does not know. */
+/** Describes a record, also one that the table does not have. */
 DescribedEvent describe(const EventRecord& record, const EventTable& table);
 
 } // namespace healthintf::host

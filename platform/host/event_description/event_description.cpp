@@ -1,7 +1,7 @@
 #include "../data_files.hpp"
 #include "../failure_log.hpp"
 #include "../host_log.hpp"
-#include "../storage/opened_once.hpp"
+#include "../storage/process_store.hpp"
 #include "described_event.hpp"
 #include "event_entries.hpp"
 #include "event_record.hpp"
@@ -21,16 +21,16 @@ namespace healthintf::host
 namespace
 {
 
-constinit OpenedOnce<const EventTable> table;
+constinit ProcessStore<const EventTable> table;
 constinit FailureLog descriptionFailures;
-/** How many callers are attached. */
+/** How many callers have attached and not detached. */
 constinit std::atomic<unsigned int> users{0};
 
 std::unique_ptr<const EventTable> loadTable()
 {
     const auto folders = eventFolders();
     auto loaded = std::make_unique<const EventTable>(EventTable::load(folders));
-    warnOfMissing(eventPathVariable, folders);
+    warnAboutMissingFolders(eventPathVariable, folders);
     for (const std::string& problem : loaded->problems())
     {
         HOST_LOG(log::warning, "%s.%d.%s: %s: left out", problem.c_str());
@@ -38,7 +38,7 @@ std::unique_ptr<const EventTable> loadTable()
     return loaded;
 }
 
-/** Logs a failure that is not the last one again. */
+/** Logs a failure, unless it was the last one too. */
 void report(const std::string& problem, const char* remedy)
 {
     const auto code = static_cast<int>(std::hash<std::string>{}(problem));
@@ -86,7 +86,7 @@ int detach()
     return EINVAL;
 }
 
-/** Describes a record for an entry. */
+/** Describes a record and writes it to an entry. */
 int transform(const uint8_t* record, void* entry,
               void (*write)(const DescribedEvent&, char*))
 {

@@ -15,7 +15,7 @@ namespace healthintf::host
 namespace
 {
 
-/** Writes a text and its NUL into a field, cut if need be. */
+/** Writes a text and its NUL into a field; cuts the text if it is too long. */
 void put(char* field, std::size_t size, std::string_view text)
 {
     const std::string_view fitting = truncateUtf8(text, size - 1);

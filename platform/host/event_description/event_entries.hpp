@@ -1,16 +1,16 @@
 #pragma once
 
-/** @file The entries in which the library reads descriptions. */
+/** @file Writes descriptions into the entries of the contract. */
 
 namespace healthintf::host
 {
 
 struct DescribedEvent;
 
-/** Writes the entry of JNL_ENTRY_SIZE bytes. */
+/** Fills in an entry of JNL_ENTRY_SIZE bytes. */
 void writeJournalEntry(const DescribedEvent& event, char* entry);
 
-/** Writes the entry of LCD_ENTRY_SIZE bytes. */
+/** Fills in an entry of LCD_ENTRY_SIZE bytes. */
 void writeLcdEntry(const DescribedEvent& event, char* entry);
 
 } // namespace healthintf::host

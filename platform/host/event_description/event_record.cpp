@@ -17,7 +17,8 @@ constexpr std::size_t eventDataAt = 13;
 constexpr uint8_t deassertionBit = 0x80;
 constexpr uint8_t offsetBits = 0x0F;
 
-/** What two bits of event data 1 say of event data 2 or 3. */
+/** Values of the two bits in event data 1 that tell the meaning of event data 2
+ *  or 3. */
 constexpr uint8_t holdsValue = 1;
 constexpr uint8_t holdsExtension = 3;
 

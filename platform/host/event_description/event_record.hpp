@@ -9,18 +9,18 @@
 namespace healthintf::host
 {
 
-/** The record type of events; others are not about a sensor. */
+/** The record type of sensor events; other types are not about a sensor. */
 inline constexpr uint8_t systemEventRecord = 0x02;
 
-/** The event types that the table and the records name apart: of a reading
- *  that meets a threshold, and of the sensor type's own states. */
+/** The event types with a special meaning: threshold events, and states that
+ *  only one sensor type has. */
 inline constexpr uint8_t thresholdEvent = 0x01;
 inline constexpr uint8_t sensorSpecificEvent = 0x6F;
 
-/** One of the values of an event that a record may carry. */
+/** A value that only some records have. */
 using OptionalByte = std::optional<uint8_t>;
 
-/** What the 16 bytes of a record say, as IPMI 2.0 has them. */
+/** The fields of the 16 bytes of an IPMI 2.0 record. */
 struct EventRecord
 {
     uint8_t recordType = 0;
@@ -29,20 +29,20 @@ struct EventRecord
     /** The event/reading type code. */
     uint8_t eventType = 0;
     bool asserted = false;
-    /** Which state of the event type it is about. */
+    /** The number of the state within the event type. */
     uint8_t offset = 0;
-    /** Of a threshold event the reading and the threshold, both raw. */
+    /** The raw reading and the raw threshold of a threshold event. */
     OptionalByte reading = std::nullopt;
     OptionalByte threshold = std::nullopt;
-    /** Of another event what event data 2 and 3 hold for its state. */
+    /** The extension codes in event data 2 and 3 of any other event. */
     OptionalByte extension2 = std::nullopt;
     OptionalByte extension3 = std::nullopt;
 };
 
-/** @param[in] record 16 bytes */
+/** Decodes a record of 16 bytes. */
 EventRecord decodeRecord(const uint8_t* record);
 
-/** A byte as people write it: 0x5A. */
+/** Writes a byte as two hexadecimal digits: 0x5A. */
 std::string hexByte(uint8_t byte);
 
 } // namespace healthintf::host

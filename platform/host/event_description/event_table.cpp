@@ -12,8 +12,8 @@ namespace fs = std::filesystem;
 namespace
 {
 
-/** Throws the problem with a word, which stands in quotes in its file. Of
- *  several places the last is the one that came too late. */
+/** Throws an error about a quoted word in a file. Names the last line with the
+ *  word, as the earlier ones came first and count. */
 [[noreturn]] void refuse(const EventSource& source, const std::string& word,
                          const std::string& cause)
 {
@@ -23,18 +23,18 @@ namespace
                           word + " " + cause);
 }
 
-/** What follows the category in an identifier. */
-std::string numberOf(const std::string& id)
+/** The part of an identifier after the category. */
+std::string withoutCategory(const std::string& id)
 {
     const std::size_t end = id.find('}');
     return id.substr(end == std::string::npos ? categorySize : end + 1);
 }
 
-/** Throws when an identifier is another event's. */
+/** Throws when another event has the identifier. */
 void ensureFree(const std::map<std::string, std::string>& numbers,
                 const std::string& id, const EventSource& source)
 {
-    const auto taken = numbers.find(numberOf(id));
+    const auto taken = numbers.find(withoutCategory(id));
     if (taken != numbers.end())
     {
         refuse(source, id,
@@ -42,7 +42,7 @@ void ensureFree(const std::map<std::string, std::string>& numbers,
     }
 }
 
-/** Throws when one of a state's identifiers is another event's. */
+/** Throws when another event has one of a state's identifiers. */
 void ensureFree(const std::map<std::string, std::string>& numbers,
                 const EventState& state, const EventSource& source)
 {
@@ -50,12 +50,13 @@ void ensureFree(const std::map<std::string, std::string>& numbers,
     ensureFree(numbers, state.deasserted.id, source);
 }
 
-/** Takes both identifiers of a state, which are free, or neither. */
+/** Adds both identifiers of a state, which no other event has. Throws when they
+ *  are equal. */
 void claim(std::map<std::string, std::string>& numbers, const EventState& state,
            const EventSource& source)
 {
-    const std::string asserted = numberOf(state.asserted.id);
-    const std::string deasserted = numberOf(state.deasserted.id);
+    const std::string asserted = withoutCategory(state.asserted.id);
+    const std::string deasserted = withoutCategory(state.deasserted.id);
     if (asserted == deasserted)
     {
         refuse(source, state.deasserted.id,
@@ -65,7 +66,7 @@ void claim(std::map<std::string, std::string>& numbers, const EventState& state,
     numbers.emplace(deasserted, source.name);
 }
 
-std::string listed(const std::vector<fs::path>& folders)
+std::string joinFolders(const std::vector<fs::path>& folders)
 {
     std::string list;
     for (const fs::path& folder : folders)
@@ -84,7 +85,7 @@ EventTable EventTable::load(const std::vector<fs::path>& folders)
     for (const fs::path& folder : folders)
     {
         std::error_code error;
-        for (const fs::path& file : jsonFilesOf(folder, error))
+        for (const fs::path& file : listJsonFiles(folder, error))
         {
             any = table.addFile(file) || any;
         }
@@ -95,8 +96,7 @@ EventTable EventTable::load(const std::vector<fs::path>& folders)
     }
     if (!any)
     {
-        std::string why =
-            "there is no file *.json of use in " + listed(folders);
+        std::string why = "no usable file *.json in " + joinFolders(folders);
         for (const std::string& problem : table.leftOut)
         {
             why += "; " + problem;
@@ -110,7 +110,7 @@ bool EventTable::addFile(const fs::path& file)
 {
     try
     {
-        const std::string text = contentOf(file);
+        const std::string text = readDataFile(file);
         add(parseEventTable(text), {file.string(), text});
         return true;
     }
@@ -122,7 +122,7 @@ bool EventTable::addFile(const fs::path& file)
 }
 
 template <typename Work>
-void EventTable::orLeaveOut(Work&& work)
+void EventTable::tryOrLeaveOut(Work&& work)
 {
     try
     {
@@ -142,7 +142,7 @@ void EventTable::add(const EventTableFile& file, const EventSource& source)
     }
     for (const auto& each : file.sensorTypes)
     {
-        orLeaveOut([&] {
+        tryOrLeaveOut([&] {
             add(each.second, each.first, source);
         });
     }
@@ -184,7 +184,7 @@ void EventTable::addStates(const EventStates& more, EventStates& known,
     {
         if (!known.contains(each.first))
         {
-            orLeaveOut([&] {
+            tryOrLeaveOut([&] {
                 claim(each.second);
                 known.insert(each);
             });
@@ -192,8 +192,8 @@ void EventTable::addStates(const EventStates& more, EventStates& known,
     }
 }
 
-// A category stands for one sensor type, so that identifiers of different
-// sensor types always differ.
+// Each category belongs to one sensor type, so that the identifiers of
+// different sensor types differ.
 void EventTable::checkCategory(const SensorType& type, uint8_t code,
                                const EventSource& source)
 {
@@ -214,20 +214,20 @@ void EventTable::checkCategory(const SensorType& type, uint8_t code,
 
 void EventTable::claimForAll(const EventState& state, const EventSource& source)
 {
-    for (const auto& [code, numbers] : own)
+    for (const auto& [code, numbers] : sensorTypeNumbers)
     {
         ensureFree(numbers, state, source);
     }
-    ensureFree(common, state, source);
-    claim(common, state, source);
+    ensureFree(commonNumbers, state, source);
+    claim(commonNumbers, state, source);
 }
 
 void EventTable::claimFor(uint8_t code, const EventState& state,
                           const EventSource& source)
 {
-    ensureFree(common, state, source);
-    ensureFree(own[code], state, source);
-    claim(own[code], state, source);
+    ensureFree(commonNumbers, state, source);
+    ensureFree(sensorTypeNumbers[code], state, source);
+    claim(sensorTypeNumbers[code], state, source);
 }
 
 const EventState* EventTable::find(uint8_t sensor, uint8_t event,

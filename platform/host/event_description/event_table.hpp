@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The event table: all that is known of events. */
+/** @file The event table: texts and severities of all known events. */
 
 #include "event_table_file.hpp"
 
@@ -15,42 +15,43 @@
 namespace healthintf::host
 {
 
-/** No file of the table is there, or none can be used. */
+/** There is no file of the table, or none can be used. */
 class NoEventTable : public EventTableError
 {
     using EventTableError::EventTableError;
 };
 
-/** A file that is added to the table, for messages about it. */
+/** A file that is added to the table; its name and text are for error
+ *  messages. */
 struct EventSource
 {
     std::string name;
     std::string_view text;
 };
 
-/** Events of all files. Of a state that several files describe, the one that
- *  was added first counts. */
+/** The events of all files. When several files describe a state, the first one
+ *  counts. */
 class EventTable
 {
   public:
-    /** Reads every *.json file of the folders, in the order of the folders
-     *  and of the files' names. A folder that is not there is empty. What is
-     *  wrong is left out: a state that has the identifier of another event, a
-     *  sensor type that has the category of another, or else a whole file.
+    /** Reads every *.json file of the folders, in the order of the folders and
+     *  of the files' names. Missing folders are ignored. Left out are a state
+     *  with the identifier of another event, a sensor type with the category of
+     *  another, and a file with any other error.
      *
      *  @throws NoEventTable when there is no file that can be used */
     static EventTable load(const std::vector<std::filesystem::path>& folders);
 
-    /** Adds what a file holds, as load() does. */
+    /** Adds the content of a file, as load() does. */
     void add(const EventTableFile& file, const EventSource& source);
 
-    /** What was left out: for each its file, line and cause. */
+    /** What was left out, each with file, line and cause. */
     const std::vector<std::string>& problems() const
     {
         return leftOut;
     }
 
-    /** What is known of a sensor type or of an event type, or null. */
+    /** A sensor type or an event type; null when the table has none. */
     const SensorType* sensorType(uint8_t code) const
     {
         return sensorTypes[code].get();
@@ -60,17 +61,17 @@ class EventTable
         return eventTypes[code].get();
     }
 
-    /** A state of a sensor, or null. */
+    /** Finds a state of a sensor; null when the table has none. */
     const EventState* find(uint8_t sensorType, uint8_t eventType,
                            uint8_t offset) const;
 
   private:
-    /** Identifiers without their categories, and the files they are from. */
+    /** Identifiers without their categories, with the files that use them. */
     using Numbers = std::map<std::string, std::string>;
 
     bool addFile(const std::filesystem::path& file);
     template <typename Work>
-    void orLeaveOut(Work&& work);
+    void tryOrLeaveOut(Work&& work);
     void add(const EventType& type, uint8_t code, const EventSource& source);
     void add(const SensorType& type, uint8_t code, const EventSource& source);
     template <typename Claim>
@@ -84,9 +85,9 @@ class EventTable
     std::array<std::unique_ptr<SensorType>, 256> sensorTypes;
     std::array<std::unique_ptr<EventType>, 128> eventTypes;
     std::map<std::string, uint8_t> categories;
-    /** Those of event types, and those of each sensor type. */
-    Numbers common;
-    std::map<uint8_t, Numbers> own;
+    /** The identifiers of event types, and those of each sensor type. */
+    Numbers commonNumbers;
+    std::map<uint8_t, Numbers> sensorTypeNumbers;
     std::vector<std::string> leftOut;
 };
 

@@ -2,7 +2,7 @@
 
 #include "event_record.hpp"
 #include "event_text.hpp"
-#include "json_place.hpp"
+#include "json_node.hpp"
 
 #include <platform/event_description.h>
 
@@ -16,12 +16,12 @@ namespace
 
 constexpr std::size_t maxIdSize = JNL_ENTRY_MESSAGE_ID_SIZE - 1;
 constexpr std::size_t maxTextSize = JNL_ENTRY_MESSAGE_SIZE - 1;
-/** A sensor's name is an argument, with its number behind it. */
+/** A sensor's name followed by its number must fit into an argument. */
 constexpr std::size_t maxNameSize = 48;
 constexpr std::string_view categoryPlace = "{category}";
-/** What the identifiers of events without a description begin with. */
+/** The category of events without a description. */
 constexpr std::string_view reservedCategory = "UNK";
-/** Offset 0Fh says that the state is not known. */
+/** Offset 0Fh means that the state is not known. */
 constexpr uint8_t highestOffset = 0x0E;
 constexpr uint8_t highestEventType = 0x7F;
 constexpr unsigned int highestLedState = 6;
@@ -36,69 +36,69 @@ bool isAlphanumeric(char c)
     return isCapital(c) || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
 }
 
-/** A number of the standard that is a key: 0x2C. */
-uint8_t numberOf(const JsonPlace& place, uint8_t lowest, uint8_t highest)
+/** Parses a key that is a number, such as 0x2C. */
+uint8_t parseNumberKey(const JsonNode& node, uint8_t lowest, uint8_t highest)
 {
-    const std::string& key = place.key();
+    const std::string& key = node.key();
     unsigned int number = 0;
     const char* end = key.data() + key.size();
     const bool hex = key.size() == 4 && key.starts_with("0x");
     if (!hex || std::from_chars(key.data() + 2, end, number, 16).ptr != end ||
         number < lowest || number > highest)
     {
-        place.fail("is no number from " + hexByte(lowest) + " to " +
-                   hexByte(highest));
+        node.fail("is no number from " + hexByte(lowest) + " to " +
+                  hexByte(highest));
     }
     return static_cast<uint8_t>(number);
 }
 
-/** Reads each member of a place by its number, which may be spelled twice. */
+/** Reads each member of an object whose keys are numbers. Fails when two keys,
+ *  such as 0x0a and 0x0A, are the same number. */
 template <typename Value, typename Read>
-std::map<uint8_t, Value> readNumbered(const JsonPlace& place, uint8_t lowest,
+std::map<uint8_t, Value> readNumbered(const JsonNode& node, uint8_t lowest,
                                       uint8_t highest, Read&& read)
 {
     std::map<uint8_t, Value> all;
-    for (const JsonPlace& member : place.members())
+    for (const JsonNode& member : node.members())
     {
-        const uint8_t number = numberOf(member, lowest, highest);
+        const uint8_t number = parseNumberKey(member, lowest, highest);
         if (!all.try_emplace(number, read(member)).second)
         {
-            member.fail("is there twice, spelled otherwise");
+            member.fail("is a duplicate number in another spelling");
         }
     }
     return all;
 }
 
-const std::string& readText(const JsonPlace& place, TextUse use,
+const std::string& readText(const JsonNode& node, TextUse use,
                             std::size_t longest)
 {
-    const std::string& text = place.asText(longest);
+    const std::string& text = node.asText(longest);
     if (const std::string problem = textProblem(text, use); !problem.empty())
     {
-        place.fail(problem);
+        node.fail(problem);
     }
     return text;
 }
 
-/** An identifier: the category, then letters and digits. */
-std::string readId(const JsonPlace& place, const std::string& category)
+/** Reads an identifier: the category, then letters and digits. */
+std::string readId(const JsonNode& node, const std::string& category)
 {
     constexpr std::size_t most = maxIdSize - categorySize;
-    const std::string& id =
-        readText(place, TextUse::id, category.size() + most);
+    const std::string& id = readText(node, TextUse::id, category.size() + most);
     const std::string_view rest =
         std::string_view(id).substr(std::min(id.size(), category.size()));
     if (!id.starts_with(category) || rest.empty() ||
         !std::ranges::all_of(rest, isAlphanumeric))
     {
-        place.fail("is not " + category + " and letters or digits");
+        node.fail("is not " + category + " and letters or digits");
     }
     return id;
 }
 
-EventSeverity readSeverity(const JsonPlace& place)
+EventSeverity readSeverity(const JsonNode& node)
 {
-    const std::string& word = place.asText(maxNameSize);
+    const std::string& word = node.asText(maxNameSize);
     if (word == "Critical")
     {
         return EventSeverity::critical;
@@ -111,48 +111,48 @@ EventSeverity readSeverity(const JsonPlace& place)
     {
         return EventSeverity::informational;
     }
-    place.fail("is none of Critical, Warning and Informational");
+    node.fail("is none of Critical, Warning and Informational");
 }
 
-/** A text for the LCD, which must fit with its values filled in. */
-std::string readLcd(const JsonPlace& place)
+/** Reads a text for the LCD, which must fit with its values filled in. */
+std::string readLcd(const JsonNode& node)
 {
-    const std::string& lcd = readText(place, TextUse::lcd, maxTextSize);
+    const std::string& lcd = readText(node, TextUse::lcd, maxTextSize);
     const EventValues longest{{"category", std::string(reservedCategory)},
                               {"number", hexByte(0)}};
     if (fillText(lcd, longest).text.size() > maxLcdSize)
     {
-        place.fail("is longer than " + std::to_string(maxLcdSize) +
-                   " bytes with its values");
+        node.fail("is longer than " + std::to_string(maxLcdSize) +
+                  " bytes with its values");
     }
     return lcd;
 }
 
-EventMessage readMessage(const JsonPlace& place, const std::string& category)
+EventMessage readMessage(const JsonNode& node, const std::string& category)
 {
-    place.allowOnly({"Id", "Severity", "Text", "Lcd", "Led"});
-    const EventSeverity severity = readSeverity(place.at("Severity"));
-    return {.id = readId(place.at("Id"), category),
+    node.allowOnly({"Id", "Severity", "Text", "Lcd", "Led"});
+    const EventSeverity severity = readSeverity(node.at("Severity"));
+    return {.id = readId(node.at("Id"), category),
             .severity = severity,
-            .text = readText(place.at("Text"), TextUse::message, maxTextSize),
-            .lcd = readLcd(place.at("Lcd")),
-            .ledState = place.has("Led")
+            .text = readText(node.at("Text"), TextUse::message, maxTextSize),
+            .lcd = readLcd(node.at("Lcd")),
+            .ledState = node.has("Led")
                             ? static_cast<LedState>(
-                                  place.at("Led").asNumber(highestLedState))
-                            : ledStateOf(severity)};
+                                  node.at("Led").asNumber(highestLedState))
+                            : defaultLedState(severity)};
 }
 
 using DetailLists = std::map<std::string, EventDetails>;
 
-DetailLists readDetailLists(const JsonPlace& type)
+DetailLists readDetailLists(const JsonNode& type)
 {
     DetailLists lists;
     if (type.has("Details"))
     {
-        for (const JsonPlace& list : type.at("Details").members())
+        for (const JsonNode& list : type.at("Details").members())
         {
             lists[list.key()] = readNumbered<std::string>(
-                list, 0x00, 0xFF, [](const JsonPlace& detail) {
+                list, 0x00, 0xFF, [](const JsonNode& detail) {
                     return detail.asText(JNL_ENTRY_ARGUMENT_SIZE - 1);
                 });
         }
@@ -160,17 +160,16 @@ DetailLists readDetailLists(const JsonPlace& type)
     return lists;
 }
 
-EventState readState(const JsonPlace& place, const std::string& category,
+EventState readState(const JsonNode& node, const std::string& category,
                      const DetailLists& lists)
 {
-    place.allowOnly({"Asserted", "Deasserted", "Detail"});
-    EventState state{.asserted = readMessage(place.at("Asserted"), category),
-                     .deasserted =
-                         readMessage(place.at("Deasserted"), category),
+    node.allowOnly({"Asserted", "Deasserted", "Detail"});
+    EventState state{.asserted = readMessage(node.at("Asserted"), category),
+                     .deasserted = readMessage(node.at("Deasserted"), category),
                      .details = {}};
-    if (place.has("Detail"))
+    if (node.has("Detail"))
     {
-        const JsonPlace detail = place.at("Detail");
+        const JsonNode detail = node.at("Detail");
         const auto list = lists.find(detail.asText(maxNameSize));
         if (list == lists.end())
         {
@@ -181,8 +180,8 @@ EventState readState(const JsonPlace& place, const std::string& category,
     return state;
 }
 
-/** The states of a type; it may have none. */
-EventStates readStates(const JsonPlace& type, const std::string& category)
+/** Reads the states of a type; it may have none. */
+EventStates readStates(const JsonNode& type, const std::string& category)
 {
     if (!type.has("Offsets"))
     {
@@ -190,58 +189,58 @@ EventStates readStates(const JsonPlace& type, const std::string& category)
     }
     const DetailLists lists = readDetailLists(type);
     return readNumbered<EventState>(
-        type.at("Offsets"), 0x00, highestOffset, [&](const JsonPlace& state) {
+        type.at("Offsets"), 0x00, highestOffset, [&](const JsonNode& state) {
             return readState(state, category, lists);
         });
 }
 
-EventType readEventType(const JsonPlace& place)
+EventType readEventType(const JsonNode& node)
 {
-    place.allowOnly({"Name", "Details", "Offsets"});
-    if (numberOf(place, 0x01, highestEventType) == sensorSpecificEvent)
+    node.allowOnly({"Name", "Details", "Offsets"});
+    if (parseNumberKey(node, 0x01, highestEventType) == sensorSpecificEvent)
     {
-        place.fail("is for states that stand under SensorTypes");
+        node.fail("is for states that stand under SensorTypes");
     }
-    return {.name = place.at("Name").asText(maxNameSize),
-            .states = readStates(place, std::string(categoryPlace))};
+    return {.name = node.at("Name").asText(maxNameSize),
+            .states = readStates(node, std::string(categoryPlace))};
 }
 
-std::string readCategory(const JsonPlace& place)
+std::string readCategory(const JsonNode& node)
 {
-    const std::string& category = place.asText(categorySize);
+    const std::string& category = node.asText(categorySize);
     if (category.size() != categorySize ||
         !std::ranges::all_of(category, isCapital) ||
         category == reservedCategory)
     {
-        place.fail("is not three capital letters other than " +
-                   std::string(reservedCategory));
+        node.fail("is not three capital letters other than " +
+                  std::string(reservedCategory));
     }
     return category;
 }
 
-std::string readComponent(const JsonPlace& place)
+std::string readComponent(const JsonNode& node)
 {
-    const std::string& component = place.asText(maxNameSize);
+    const std::string& component = node.asText(maxNameSize);
     if (!std::ranges::all_of(component, isAlphanumeric))
     {
-        place.fail("has other characters than letters and digits");
+        node.fail("has other characters than letters and digits");
     }
     return component;
 }
 
-SensorType readSensorType(const JsonPlace& place)
+SensorType readSensorType(const JsonNode& node)
 {
-    place.allowOnly({"Name", "Category", "Component", "Details", "Offsets"});
-    const std::string category = readCategory(place.at("Category"));
-    return {.name = place.at("Name").asText(maxNameSize),
+    node.allowOnly({"Name", "Category", "Component", "Details", "Offsets"});
+    const std::string category = readCategory(node.at("Category"));
+    return {.name = node.at("Name").asText(maxNameSize),
             .category = category,
-            .component = readComponent(place.at("Component")),
-            .states = readStates(place, category)};
+            .component = readComponent(node.at("Component")),
+            .states = readStates(node, category)};
 }
 
 } // namespace
 
-LedState ledStateOf(EventSeverity severity)
+LedState defaultLedState(EventSeverity severity)
 {
     switch (severity)
     {
@@ -257,8 +256,8 @@ LedState ledStateOf(EventSeverity severity)
 
 EventTableFile parseEventTable(std::string_view text)
 {
-    const nlohmann::json parsed = JsonPlace::parse(text);
-    const JsonPlace whole(parsed, text);
+    const nlohmann::json parsed = JsonNode::parse(text);
+    const JsonNode whole(parsed, text);
     whole.allowOnly({"EventTypes", "SensorTypes"});
     EventTableFile file;
     if (whole.has("EventTypes"))

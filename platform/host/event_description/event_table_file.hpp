@@ -12,7 +12,7 @@
 namespace healthintf::host
 {
 
-/** Severities as the users of descriptions know them. */
+/** Severities by the numbers that the contract uses. */
 enum class EventSeverity : uint16_t
 {
     critical = 1,
@@ -20,7 +20,7 @@ enum class EventSeverity : uint16_t
     informational = 3,
 };
 
-/** What the front panel's LED shall do. A file may ask for others, up to 6. */
+/** What the front panel's LED shows. A file may use other numbers, up to 6. */
 enum class LedState : uint8_t
 {
     none = 0,
@@ -28,36 +28,36 @@ enum class LedState : uint8_t
     fault = 2,
 };
 
-/** The LED state of events that say nothing else. */
-LedState ledStateOf(EventSeverity severity);
+/** The LED state of a message without a state of its own. */
+LedState defaultLedState(EventSeverity severity);
 
-/** Letters of a category, which identifiers begin with. */
+/** The number of letters of a category, with which identifiers begin. */
 inline constexpr std::size_t categorySize = 3;
 
-/** Bytes of a text for the front panel, which has two lines of 16. */
+/** The size in bytes of a text for the front panel: two lines of 16. */
 inline constexpr std::size_t maxLcdSize = 32;
 
-/** What to say of an event. */
+/** The message of an event. */
 struct EventMessage
 {
-    /** Of an event type with {category} in front. */
+    /** The identifier; that of an event type begins with {category}. */
     std::string id;
     EventSeverity severity = EventSeverity::informational;
-    /** With placeholders, as the text for the LCD. */
+    /** The text with placeholders. */
     std::string text;
     std::string lcd;
     LedState ledState = LedState::none;
 };
 
-/** What a number in an event's data means. */
+/** Meanings of the numbers in an event's data. */
 using EventDetails = std::map<uint8_t, std::string>;
 
-/** A state that can begin and end. */
+/** A state of a sensor, which is asserted and deasserted. */
 struct EventState
 {
     EventMessage asserted;
     EventMessage deasserted;
-    /** What event data 2 may say. */
+    /** Meanings of event data 2. */
     EventDetails details;
 
     const EventMessage& message(bool assertion) const
@@ -76,13 +76,13 @@ struct EventType
     EventStates states;
 };
 
-/** A type of sensor, and the states that only it may have. */
+/** A sensor type, and the states that only its sensors have. */
 struct SensorType
 {
     std::string name;
-    /** Three letters that its identifiers begin with. */
+    /** The three letters with which its identifiers begin. */
     std::string category;
-    /** Its name in a component's identifier. */
+    /** The type's name in a component's identifier. */
     std::string component;
     EventStates states;
 };
@@ -93,7 +93,7 @@ struct EventTableFile
     std::map<uint8_t, SensorType> sensorTypes;
 };
 
-/** An event table that cannot be used. */
+/** An event table, or a part of it, is invalid. */
 class EventTableError : public std::runtime_error
 {
     using std::runtime_error::runtime_error;

@@ -9,7 +9,7 @@ namespace healthintf::host
 namespace
 {
 
-/** The placeholders of messages in the order of the arguments. */
+/** The placeholders of messages, in the order of the arguments. */
 constexpr std::array<std::string_view, 7> argumentNames{
     "sensor", "number",     "reading",   "threshold",
     "detail", "extension2", "extension3"};
@@ -19,7 +19,7 @@ bool isMessageName(std::string_view name)
     return std::ranges::find(argumentNames, name) != argumentNames.end();
 }
 
-/** Whether only some records have a value for a placeholder. */
+/** Whether some records lack a value for a placeholder. */
 bool isOptional(std::string_view name)
 {
     return isMessageName(name) && name != "sensor" && name != "number";
@@ -39,8 +39,10 @@ bool isKnown(std::string_view name, TextUse use)
     return isMessageName(name);
 }
 
-/** The next of "{", "[" and their ends in a text, taken off with what stands
- *  before it; at the end of the text '\0'. */
+/** Removes the text up to the next brace or bracket and returns that; '\0' at
+ *  the end of the text.
+ *
+ *  @param[out] before the removed text without the mark */
 char nextMark(std::string_view& text, std::string_view& before)
 {
     const std::size_t at = text.find_first_of("{}[]");
@@ -55,7 +57,7 @@ char nextMark(std::string_view& text, std::string_view& before)
     return mark;
 }
 
-/** What is wrong with a placeholder. */
+/** What is wrong with a placeholder; empty when it is valid. */
 std::string nameProblem(std::string_view name, TextUse use, bool inBrackets)
 {
     const std::string shown = "{" + std::string(name) + "}";
@@ -71,8 +73,8 @@ std::string nameProblem(std::string_view name, TextUse use, bool inBrackets)
     return {};
 }
 
-/** A text that is being filled in, and the placeholders that it had. */
-struct Filling
+/** A text that is being filled in, and the placeholders found so far. */
+struct PartialText
 {
     std::string text;
     std::vector<std::string_view> names;
@@ -82,12 +84,12 @@ struct Filling
  *
  *  @return whether there was a value for each placeholder */
 bool fillPlain(std::string_view text, const EventValues& values,
-               Filling& filling)
+               PartialText& partial)
 {
     std::string_view before;
     while (nextMark(text, before) == '{')
     {
-        filling.text += before;
+        partial.text += before;
         std::string_view name;
         nextMark(text, name);
         const auto value = values.find(name);
@@ -95,16 +97,17 @@ bool fillPlain(std::string_view text, const EventValues& values,
         {
             return false;
         }
-        filling.text += value->second;
-        filling.names.push_back(name);
+        partial.text += value->second;
+        partial.names.push_back(name);
     }
-    filling.text += before;
+    partial.text += before;
     return true;
 }
 
-/** The values of the placeholders that a text had. */
-std::vector<std::string> argumentsOf(const std::vector<std::string_view>& names,
-                                     const EventValues& values)
+/** The values of the placeholders that a text has. */
+std::vector<std::string>
+collectArguments(const std::vector<std::string_view>& names,
+                 const EventValues& values)
 {
     std::vector<std::string> arguments;
     for (const std::string_view name : argumentNames)
@@ -157,21 +160,21 @@ std::string textProblem(std::string_view text, TextUse use)
 
 FilledText fillText(std::string_view text, const EventValues& values)
 {
-    Filling filling;
+    PartialText partial;
     while (!text.empty())
     {
         const std::size_t open = std::min(text.find('['), text.size());
-        fillPlain(text.substr(0, open), values, filling);
+        fillPlain(text.substr(0, open), values, partial);
         text.remove_prefix(std::min(open + 1, text.size()));
         const std::size_t close = std::min(text.find(']'), text.size());
-        Filling with = filling;
+        PartialText with = partial;
         if (fillPlain(text.substr(0, close), values, with))
         {
-            filling = std::move(with);
+            partial = std::move(with);
         }
         text.remove_prefix(std::min(close + 1, text.size()));
     }
-    return {std::move(filling.text), argumentsOf(filling.names, values)};
+    return {std::move(partial.text), collectArguments(partial.names, values)};
 }
 
 } // namespace healthintf::host

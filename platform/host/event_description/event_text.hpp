@@ -1,9 +1,10 @@
 #pragma once
 
-/** @file Texts of the event table, with placeholders such as {sensor}.
+/** @file Checks and fills in texts of the event table, which have placeholders
+ *  such as {sensor}.
  *
- *  What stands in square brackets is left out when the record does not carry
- *  a value that it names: "too hot[, raw reading {reading}]". */
+ *  A part in square brackets is left out when the record lacks one of its
+ *  values: "too hot[, raw reading {reading}]". */
 
 #include <functional>
 #include <map>
@@ -14,18 +15,18 @@
 namespace healthintf::host
 {
 
-/** Values of an event by the names of their placeholders. */
+/** Values of an event by the names of the placeholders. */
 using EventValues = std::map<std::string, std::string, std::less<>>;
 
-/** A text and the values that it was filled with: the sensor first, then its
- *  number, reading, threshold, detail, and the extensions. */
+/** A text with its values filled in. The arguments are those values in the
+ *  order sensor, number, reading, threshold, detail, extension2, extension3. */
 struct FilledText
 {
     std::string text;
     std::vector<std::string> arguments;
 };
 
-/** What a text is for; each may have placeholders of its own. */
+/** What a text is used for, which determines its placeholders. */
 enum class TextUse
 {
     id,
@@ -33,10 +34,10 @@ enum class TextUse
     lcd,
 };
 
-/** What is wrong with a text of the table, empty if nothing is. */
+/** What is wrong with a text of the table; empty when it is valid. */
 std::string textProblem(std::string_view text, TextUse use);
 
-/** Fills in a text in which nothing is wrong. */
+/** Fills in a valid text. */
 FilledText fillText(std::string_view text, const EventValues& values);
 
 } // namespace healthintf::host

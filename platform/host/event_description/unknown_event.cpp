@@ -11,13 +11,13 @@ constexpr const char* category = "UNK";
 constexpr uint8_t firstOemSensorType = 0xC0;
 constexpr uint8_t firstOemEventType = 0x70;
 
-/** A byte in two digits. */
+/** A byte as two hexadecimal digits. */
 std::string digits(uint8_t byte)
 {
     return hexByte(byte).substr(2);
 }
 
-/** An offset in one digit. */
+/** An offset as one hexadecimal digit. */
 std::string digit(uint8_t offset)
 {
     return digits(offset).substr(1);
@@ -62,7 +62,7 @@ EventMessage unknownMessage(const EventRecord& record)
                           ".",
             .lcd = record.asserted ? "{category} {number} unknown event"
                                    : "{category} {number} unknown ended",
-            .ledState = ledStateOf(severity)};
+            .ledState = defaultLedState(severity)};
 }
 
 } // namespace healthintf::host

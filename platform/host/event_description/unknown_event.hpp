@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What stands in for the table where it has nothing. */
+/** @file Descriptions of events that the table does not have. */
 
 #include "event_table_file.hpp"
 
@@ -11,17 +11,18 @@ namespace healthintf::host
 
 struct EventRecord;
 
-/** The identifier of a sensor event without a meaning, of its sensor type,
- *  event type, offset and direction: UNKC06F3A. None of the table begins so. */
+/** The identifier of an unknown sensor event, made of sensor type, event type,
+ *  offset and direction, for example UNKC06F3A. No identifier of the table
+ *  begins with UNK. */
 std::string unknownId(const EventRecord& record);
 
-/** The identifier of a record that is no sensor event: UNKRC0. */
+/** The identifier of a record that is no sensor event, for example UNKRC0. */
 std::string unknownRecordId(const EventRecord& record);
 
 /** A sensor type that the table does not have. */
 SensorType unknownSensorType(uint8_t code);
 
-/** What to say of an event whose meaning is not known. */
+/** The message of an event whose meaning is not known. */
 EventMessage unknownMessage(const EventRecord& record);
 
 } // namespace healthintf::host

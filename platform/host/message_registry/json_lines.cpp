@@ -9,7 +9,7 @@ namespace
 
 constexpr std::string_view blanks = " \t\r\n";
 
-/** The end of the text in quotes that begins at @p at. */
+/** The end of the string that begins at @p at. */
 std::size_t endOfQuotes(std::string_view text, std::size_t at)
 {
     for (++at; at < text.size() && text[at] != '"'; ++at)
@@ -19,14 +19,14 @@ std::size_t endOfQuotes(std::string_view text, std::size_t at)
     return at;
 }
 
-/** Whether the text in quotes that ends at @p end is a key: a colon follows. */
+/** Whether the string that ends at @p end is a key: a colon follows it. */
 bool isKey(std::string_view text, std::size_t end)
 {
     const auto next = text.find_first_not_of(blanks, end + 1);
     return next != std::string_view::npos && text[next] == ':';
 }
 
-/** The first byte of a key of the text's outermost object, or npos. */
+/** Finds a key of the outermost object; its first byte, or npos. */
 std::size_t findKey(std::string_view text, const std::string& key)
 {
     const std::string quoted = '"' + key + '"';
@@ -61,7 +61,8 @@ std::size_t findKey(std::string_view text, const std::string& key)
     return std::string_view::npos;
 }
 
-/** The object that follows a key, or what follows it up to the next comma. */
+/** The text of a key and its value: to the end of an object, or to the next
+ *  comma. */
 std::string_view valueAfter(std::string_view text)
 {
     std::size_t depth = 0;
@@ -118,7 +119,7 @@ std::size_t lineOfKeys(std::string_view text,
         }
         at += found;
         const std::string_view value = valueAfter(scope.substr(found));
-        // The next key is looked for behind this one.
+        // The search for the next key begins after this one.
         const std::size_t keySize = key.size() + 2;
         scope = value.substr(keySize);
         lastKey = at;
@@ -127,8 +128,8 @@ std::size_t lineOfKeys(std::string_view text,
     return lineOfByte(text, lastKey);
 }
 
-std::string problemOf(std::string_view text,
-                      const nlohmann::json::exception& found)
+std::string describeJsonError(std::string_view text,
+                              const nlohmann::json::exception& found)
 {
     const auto* place =
         dynamic_cast<const nlohmann::json::parse_error*>(&found);

@@ -1,7 +1,6 @@
 #pragma once
 
-/** @file Where something stands in a JSON text, for messages to whoever wrote
- *  it. */
+/** @file Finds the line of a value in a JSON text, for error messages. */
 
 #include <nlohmann/json.hpp>
 
@@ -13,18 +12,18 @@
 namespace healthintf::host
 {
 
-/** The line of a byte, the first line being 1. */
+/** The line of a byte; the first line is 1. */
 std::size_t lineOfByte(std::string_view text, std::size_t byte);
 
-/** The line of a key, given with the keys that it stands under, outermost
- *  first. Of keys that are not there, the line of the last that is; 1 without
- *  any. */
+/** The line of a key, given by the path of keys to it, outermost first. When
+ *  the path ends early, the line of the last key that exists; 1 when none
+ *  does. */
 std::size_t lineOfKeys(std::string_view text,
                        const std::vector<std::string>& keys);
 
-/** What is wrong with a text in which json found no valid JSON: the line, as
- *  far as it is known, and the cause. */
-std::string problemOf(std::string_view text,
-                      const nlohmann::json::exception& found);
+/** Describes an error of the JSON parser: the line, if it is known, and the
+ *  cause. */
+std::string describeJsonError(std::string_view text,
+                              const nlohmann::json::exception& found);
 
 } // namespace healthintf::host

@@ -19,7 +19,7 @@ namespace
 std::vector<fs::path> registryFiles(const fs::path& folder)
 {
     std::error_code error;
-    std::vector<fs::path> files = jsonFilesOf(folder, error);
+    std::vector<fs::path> files = listJsonFiles(folder, error);
     if (error)
     {
         HOST_LOG(log::warning, "%s.%d.%s: unable to read the folder %s: %s",
@@ -32,7 +32,7 @@ void addFile(MessageCatalog& catalog, const fs::path& path)
 {
     try
     {
-        RegistryFile file = parseRegistry(contentOf(path));
+        RegistryFile file = parseRegistry(readDataFile(path));
         file.name = path.string();
         for (const std::string& problem : file.problems)
         {
@@ -48,14 +48,13 @@ void addFile(MessageCatalog& catalog, const fs::path& path)
     }
 }
 
-/** Language and identifier as one key. */
+/** Joins language and identifier to one key. */
 std::string catalogKey(const std::string& language, const std::string& id)
 {
     return language + '\n' + id;
 }
 
-/** The first two numbers of a version, which is how Redfish names it in an
- *  identifier. */
+/** The first two numbers of a version, which Redfish uses in identifiers. */
 std::string shortVersion(const std::string& version)
 {
     const auto first = version.find('.');
@@ -64,7 +63,7 @@ std::string shortVersion(const std::string& version)
                : version.substr(0, version.find('.', first + 1));
 }
 
-/** Takes the first number off a version. */
+/** Removes the first number from a version and returns it. */
 unsigned int takeNumber(std::string_view& version)
 {
     unsigned int number = 0;
@@ -102,7 +101,7 @@ MessageCatalog MessageCatalog::load(const std::vector<fs::path>& folders)
             addFile(catalog, file);
         }
     }
-    catalog.tellShared();
+    catalog.logSharedKeys();
     return catalog;
 }
 
@@ -111,7 +110,7 @@ void MessageCatalog::add(const RegistryFile& file)
     for (const auto& [key, content] : file.messages)
     {
         const auto message = std::make_shared<const Message>(content);
-        noteShared(key, file);
+        noteSharedKey(key, file);
         addUnder(key, file, message);
         addUnder(file.prefix + "." + key, file, message);
         addUnder(file.prefix + "." + shortVersion(file.version) + "." + key,
@@ -133,34 +132,34 @@ void MessageCatalog::addUnder(const std::string& id, const RegistryFile& file,
     }
 }
 
-void MessageCatalog::noteShared(const std::string& key,
-                                const RegistryFile& file)
+void MessageCatalog::noteSharedKey(const std::string& key,
+                                   const RegistryFile& file)
 {
     const auto found = messages.find(catalogKey(file.language, key));
     if (found != messages.end() && found->second.prefix != file.prefix &&
-        std::ranges::find(shared, key, &SharedKey::key) == shared.end())
+        std::ranges::find(sharedKeys, key, &SharedKey::key) == sharedKeys.end())
     {
-        shared.push_back({key, found->second.file, file.name});
+        sharedKeys.push_back({key, found->second.file, file.name});
     }
 }
 
-void MessageCatalog::tellShared() const
+void MessageCatalog::logSharedKeys() const
 {
-    // A process that reads the public registries shares some dozens.
+    // The public registries share dozens of keys, so only the first are logged.
     constexpr std::size_t most = 10;
-    for (std::size_t i = 0; i < std::min(most, shared.size()); ++i)
+    for (std::size_t i = 0; i < std::min(most, sharedKeys.size()); ++i)
     {
         HOST_LOG(log::warning,
                  "%s.%d.%s: the registries %s and %s both have the key %s: "
-                 "without a registry's name, it is that of the first",
-                 shared[i].counts.c_str(), shared[i].other.c_str(),
-                 shared[i].key.c_str());
+                 "the bare key means the message of the first",
+                 sharedKeys[i].firstFile.c_str(),
+                 sharedKeys[i].secondFile.c_str(), sharedKeys[i].key.c_str());
     }
-    if (shared.size() > most)
+    if (sharedKeys.size() > most)
     {
         HOST_LOG(log::warning,
                  "%s.%d.%s: %zu more keys are in more than one registry",
-                 shared.size() - most);
+                 sharedKeys.size() - most);
     }
 }
 

@@ -15,15 +15,15 @@ namespace healthintf::host
 {
 
 /** Messages by their identifiers. A message of the registry Prefix in version
- *  1.2.3 is found as Key, Prefix.Key, Prefix.1.2.Key and Prefix.1.2.3.Key.
- *  Where several registries have a name, the newest version of a registry wins,
- *  and of different registries the one that was added first. */
+ *  1.2.3 is found as Key, Prefix.Key, Prefix.1.2.Key and Prefix.1.2.3.Key. When
+ *  several registries have an identifier, the newest version of a registry
+ *  wins, and among different registries the one that was added first. */
 class MessageCatalog
 {
   public:
     /** Reads every *.json file of the folders, in the order of the folders and
-     *  of the files' names. What is wrong is logged and left out; a folder
-     *  that is not there is empty. Keys that several registries have are
+     *  of the files' names. Invalid files and messages are logged and left out;
+     *  missing folders are ignored. Keys that several registries have are
      *  logged. */
     static MessageCatalog
     load(const std::vector<std::filesystem::path>& folders);
@@ -31,7 +31,7 @@ class MessageCatalog
     /** Adds the messages of one registry. */
     void add(const RegistryFile& file);
 
-    /** The message of an identifier, or null. */
+    /** Finds the message of an identifier; null when there is none. */
     const Message* find(const std::string& id,
                         const std::string& language) const;
 
@@ -43,30 +43,30 @@ class MessageCatalog
   private:
     struct Entry
     {
-        /** Shared by the identifiers of one message. */
+        /** Shared by all identifiers of the message. */
         std::shared_ptr<const Message> message;
         std::string prefix;
         std::string version;
         std::string file;
     };
 
-    /** A key that registries share. */
+    /** A key that two registries have. */
     struct SharedKey
     {
         std::string key;
-        /** The file whose message the bare key stands for. */
-        std::string counts;
-        std::string other;
+        /** The file whose message is found by the bare key. */
+        std::string firstFile;
+        std::string secondFile;
     };
 
     void addUnder(const std::string& id, const RegistryFile& file,
                   const std::shared_ptr<const Message>& message);
-    void noteShared(const std::string& key, const RegistryFile& file);
-    void tellShared() const;
+    void noteSharedKey(const std::string& key, const RegistryFile& file);
+    void logSharedKeys() const;
 
-    /** By language and identifier. */
+    /** By language and identifier, see catalogKey(). */
     std::unordered_map<std::string, Entry> messages;
-    std::vector<SharedKey> shared;
+    std::vector<SharedKey> sharedKeys;
 };
 
 /** Whether a version, numbers separated by dots, is newer than another. */

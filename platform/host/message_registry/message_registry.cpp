@@ -21,14 +21,15 @@ const MessageCatalog& catalog()
 {
     static const MessageCatalog loaded = [] {
         const auto folders = registryFolders();
-        warnOfMissing(registryPathVariable, folders);
+        warnAboutMissingFolders(registryPathVariable, folders);
         return MessageCatalog::load(folders);
     }();
     return loaded;
 }
 
-/** The first @p count arguments of a block. */
-std::vector<std::string_view> argumentsOf(const char* block, unsigned int count)
+/** Splits the first @p count arguments off a block. */
+std::vector<std::string_view> splitArguments(const char* block,
+                                             unsigned int count)
 {
     std::vector<std::string_view> arguments;
     arguments.reserve(count);
@@ -40,15 +41,14 @@ std::vector<std::string_view> argumentsOf(const char* block, unsigned int count)
     return arguments;
 }
 
-/** Logs, once for each message, that it takes more arguments than it got.
+/** Logs once for each message that arguments are missing.
  *
- *  @param[in] arguments as many as the message takes; those that were not
- *             given are empty */
-void tellMissing(const char* id, const Message& message,
-                 const std::vector<std::string_view>& arguments)
+ *  @param[in] arguments as many as the message takes; missing ones are empty */
+void warnAboutMissingArguments(const char* id, const Message& message,
+                               const std::vector<std::string_view>& arguments)
 {
     static std::mutex mutex;
-    static std::unordered_set<const Message*> told;
+    static std::unordered_set<const Message*> warned;
 
     std::size_t given = arguments.size();
     while (given > 0 && arguments[given - 1].empty())
@@ -60,7 +60,7 @@ void tellMissing(const char* id, const Message& message,
         return;
     }
     const std::lock_guard lock(mutex);
-    if (told.insert(&message).second)
+    if (warned.insert(&message).second)
     {
         HOST_LOG(
             log::warning,
@@ -81,8 +81,8 @@ int fetch(const char* id, const char* language, const char* block,
                  language);
         return ENOENT;
     }
-    const auto arguments = argumentsOf(block, message->arguments);
-    tellMissing(id, *message, arguments);
+    const auto arguments = splitArguments(block, message->arguments);
+    warnAboutMissingArguments(id, *message, arguments);
     const std::string text = fillArguments(message->text, arguments);
     constexpr std::size_t room =
         MSGREG_CONTENT_SIZE - MSGREG_CONTENT_TEXT_OFFSET - 1;

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The text of a message with its arguments filled in. */
+/** @file Fills arguments into the text of a message. */
 
 #include <string>
 #include <string_view>
@@ -9,8 +9,8 @@
 namespace healthintf::host
 {
 
-/** Puts arguments in the places of %1, %2, …; a placeholder without an
- *  argument becomes nothing, and any other percent sign stays. */
+/** Replaces %1, %2, … by the arguments. A placeholder without an argument is
+ *  removed; other percent signs stay. */
 std::string fillArguments(std::string_view text,
                           const std::vector<std::string_view>& arguments);
 

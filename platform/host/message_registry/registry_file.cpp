@@ -16,8 +16,8 @@ namespace
 
 using nlohmann::json;
 
-/** A problem with one message; the text names the property, unless it is the
- *  message itself. */
+/** One message is invalid. The text names the property, if a single one is
+ *  wrong. */
 class MessageError : public std::runtime_error
 {
   public:
@@ -35,7 +35,7 @@ class MessageError : public std::runtime_error
     std::string name;
 };
 
-json parsed(std::string_view text)
+json parseJson(std::string_view text)
 {
     try
     {
@@ -43,13 +43,13 @@ json parsed(std::string_view text)
     }
     catch (const json::exception& e)
     {
-        throw RegistryError(problemOf(text, e));
+        throw RegistryError(describeJsonError(text, e));
     }
 }
 
-/** A property of the registry itself. */
-std::string headText(const json& registry, std::string_view text,
-                     const std::string& name)
+/** Reads a text property of the registry itself. */
+std::string readHeadText(const json& registry, std::string_view text,
+                         const std::string& name)
 {
     const auto found = registry.find(name);
     if (found == registry.end())
@@ -64,9 +64,9 @@ std::string headText(const json& registry, std::string_view text,
     return *found;
 }
 
-MessageSeverity severityOf(const json& message)
+MessageSeverity readSeverity(const json& message)
 {
-    // Registries before MessageRegistry 1.2 have the older name alone.
+    // Registries before MessageRegistry 1.2 have only the older name.
     for (const char* name : {"MessageSeverity", "Severity"})
     {
         const auto found = message.find(name);
@@ -110,7 +110,7 @@ unsigned int highestPlaceholder(std::string_view text)
     return highest;
 }
 
-unsigned int argumentsOf(const json& message, const std::string& text)
+unsigned int readArgumentCount(const json& message, const std::string& text)
 {
     const auto found = message.find("NumberOfArgs");
     if (found == message.end())
@@ -133,7 +133,7 @@ unsigned int argumentsOf(const json& message, const std::string& text)
     return arguments;
 }
 
-Message messageOf(const json& message)
+Message readMessage(const json& message)
 {
     if (!message.is_object())
     {
@@ -144,14 +144,14 @@ Message messageOf(const json& message)
     {
         throw MessageError("Message", "is no text");
     }
-    return {.severity = severityOf(message),
+    return {.severity = readSeverity(message),
             .text = *text,
-            .arguments = argumentsOf(message, *text)};
+            .arguments = readArgumentCount(message, *text)};
 }
 
-/** What is wrong with a message, and where. */
-std::string problem(std::string_view text, const std::string& key,
-                    const MessageError& error)
+/** Describes what is wrong with a message, with its line. */
+std::string describeProblem(std::string_view text, const std::string& key,
+                            const MessageError& error)
 {
     std::vector<std::string> keys{"Messages", key};
     if (!error.property().empty())
@@ -166,14 +166,15 @@ std::string problem(std::string_view text, const std::string& key,
 
 RegistryFile parseRegistry(std::string_view text)
 {
-    const json registry = parsed(text);
+    const json registry = parseJson(text);
     if (!registry.is_object())
     {
         throw RegistryError("line 1: no JSON object");
     }
-    RegistryFile file{.prefix = headText(registry, text, "RegistryPrefix"),
-                      .version = headText(registry, text, "RegistryVersion"),
-                      .language = headText(registry, text, "Language"),
+    RegistryFile file{.prefix = readHeadText(registry, text, "RegistryPrefix"),
+                      .version =
+                          readHeadText(registry, text, "RegistryVersion"),
+                      .language = readHeadText(registry, text, "Language"),
                       .messages = {},
                       .problems = {}};
     const auto messages = registry.find("Messages");
@@ -187,11 +188,11 @@ RegistryFile parseRegistry(std::string_view text)
     {
         try
         {
-            file.messages.emplace(key, messageOf(message));
+            file.messages.emplace(key, readMessage(message));
         }
         catch (const MessageError& e)
         {
-            file.problems.push_back(problem(text, key, e));
+            file.problems.push_back(describeProblem(text, key, e));
         }
     }
     return file;

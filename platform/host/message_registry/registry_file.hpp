@@ -13,7 +13,7 @@
 namespace healthintf::host
 {
 
-/** Severities as the registry's users know them. */
+/** Severities by the numbers that the contract uses. */
 enum class MessageSeverity : uint32_t
 {
     critical = 1,
@@ -31,7 +31,7 @@ struct Message
     unsigned int arguments = 0;
 };
 
-/** What a registry file holds. */
+/** The content of a registry file. */
 struct RegistryFile
 {
     /** The file's name, for the log. */
@@ -44,12 +44,11 @@ struct RegistryFile
     std::string language;
     /** The messages by their keys. */
     std::map<std::string, Message> messages;
-    /** What is wrong with single messages, which were left out: line, key and
-     *  cause. */
+    /** The messages that were left out: line, key and cause for each. */
     std::vector<std::string> problems;
 };
 
-/** A file that cannot be used at all; the text names line and cause. */
+/** The whole file cannot be used; the text names line and cause. */
 class RegistryError : public std::runtime_error
 {
     using std::runtime_error::runtime_error;
@@ -57,7 +56,7 @@ class RegistryError : public std::runtime_error
 
 /** Reads the text of a registry file.
  *
- *  @throws RegistryError when it is no registry */
+ *  @throws RegistryError when it is no valid registry */
 RegistryFile parseRegistry(std::string_view text);
 
 } // namespace healthintf::host

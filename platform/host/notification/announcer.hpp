@@ -9,9 +9,9 @@
 namespace healthintf::host
 {
 
-/** Sends a notification on the calling thread's default connection, which owns
- *  the health manager's name: receivers hear nobody else. Whatever is sent on
- *  this connection afterwards comes after it everywhere.
+/** Sends a notification on the calling thread's default connection. The
+ *  connection must own healthmgr's name: receivers ignore other senders.
+ *  Receivers get it before anything that is sent on this connection later.
  *
  *  @param[in] name UTF-8
  *  @throws std::system_error when it cannot be sent */

@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file How processes on a host are told of notifications: a signal of the
- *  health manager to everybody, with the notification's name and record. */
+/** @file The D-Bus signal of a notification: healthmgr sends it to everybody,
+ *  with the notification's name and record. */
 
 namespace healthintf::host
 {

@@ -1,49 +1,47 @@
 #include "receiver.hpp"
 
 #include "../config_manager/change_record.hpp"
-#include "../health_manager/protocol.hpp"
+#include "../healthmgr/protocol.hpp"
 #include "../host_log.hpp"
 #include "../line_limit.hpp"
 #include "protocol.hpp"
 
-#include <platform/held_signals.hpp>
+#include <platform/signal_blocker.hpp>
 
 #include <systemd/sd-event.h>
 
 #include <algorithm>
 #include <exception>
 #include <iterator>
-#include <string_view>
 #include <utility>
-#include <vector>
 
 namespace healthintf::host
 {
 namespace
 {
 
-/** Lines about messages, which anybody may send. */
+/** Limits the lines about messages, which any process may send. */
 constinit LineLimit messageLines;
 
-/** What later subscriptions of this thread join. Subscriptions may end after
- *  the thread's own objects, so nothing here is destroyed. */
-thread_local Receiver* current = nullptr;
+/** The receiver for later subscriptions of this thread. A plain pointer, as
+ *  subscriptions may end after the thread's objects are destroyed. */
+thread_local Receiver* threadReceiver = nullptr;
 
-/** Whether somebody has this thread's default connection in an event loop. */
+/** Whether this thread's default connection is attached to an event loop. */
 bool defaultBusIsInALoop()
 {
     return sd_bus_default(nullptr) > 0 &&
            sd_bus_get_event(openDefaultBus().get()) != nullptr;
 }
 
-/** Whether this thread has an event loop that does not work on its default
- *  connection. */
+/** Whether this thread has an event loop to which its default connection is not
+ *  attached. */
 bool needsOwnBus()
 {
     return sd_event_default(nullptr) > 0 && !defaultBusIsInALoop();
 }
 
-/** A connection in this thread's event loop. */
+/** Opens a connection and attaches it to this thread's event loop. */
 BusPtr openOwnBus()
 {
     sd_bus* opened = nullptr;
@@ -58,7 +56,7 @@ BusPtr openOwnBus()
     return bus;
 }
 
-/** One notification, in the message that brought it. */
+/** One notification; points into the message that brought it. */
 struct Notification
 {
     const char* name = nullptr;
@@ -66,7 +64,9 @@ struct Notification
     std::size_t length = 0;
 };
 
-/** @return whether the message is a notification */
+/** Reads a notification from a message.
+ *
+ *  @return whether the message is one */
 bool read(sd_bus_message* message, Notification& notification)
 {
     const void* data = nullptr;
@@ -77,18 +77,18 @@ bool read(sd_bus_message* message, Notification& notification)
     {
         return false;
     }
-    // Where there are no bytes, the pointer does not lead anywhere.
+    // libsystemd gives a pointer that must not be read when the array is empty.
     notification.data =
         notification.length == 0 ? nullptr : static_cast<const uint8_t*>(data);
     return true;
 }
 
-/** Who made a change, empty for other notifications; null for a change whose
- *  record is malformed. */
-const char* sourceOf(const Notification& notification)
+/** The name of who made a change; empty for other notifications, null when the
+ *  record of a change is malformed. */
+const char* findChangeSource(const Notification& notification)
 {
     return std::string_view(notification.name).starts_with(changePrefix)
-               ? checkedSource(notification.data, notification.length)
+               ? findSource(notification.data, notification.length)
                : "";
 }
 
@@ -119,7 +119,7 @@ void call(const Subscription& subscription, const char* source,
     }
 }
 
-const char* senderOf(sd_bus_message* message)
+const char* describeSender(sd_bus_message* message)
 {
     const char* sender = sd_bus_message_get_sender(message);
     return sender != nullptr ? sender : "an unknown sender";
@@ -129,24 +129,24 @@ const char* senderOf(sd_bus_message* message)
 
 std::shared_ptr<Receiver> Receiver::ofThisThread()
 {
-    if (current != nullptr)
+    if (threadReceiver != nullptr)
     {
-        if (current->isOpen())
+        if (threadReceiver->isOpen())
         {
-            return current->shared_from_this();
+            return threadReceiver->shared_from_this();
         }
-        // As long as anybody holds a default connection that is closed, there
-        // is no other.
-        current->close();
+        // sd_bus_default() opens no new connection while anybody holds the
+        // closed one.
+        threadReceiver->close();
     }
     auto made = std::make_shared<Receiver>();
-    current = made.get();
+    threadReceiver = made.get();
     return made;
 }
 
 Receiver::Receiver() : ownBus(needsOwnBus())
 {
-    const HeldSignals held;
+    const SignalBlocker blocker;
     bus = ownBus ? openOwnBus() : openDefaultBus();
     sd_bus_slot* slot = nullptr;
     checkBus("unable to listen on the bus",
@@ -159,9 +159,9 @@ Receiver::Receiver() : ownBus(needsOwnBus())
 
 Receiver::~Receiver()
 {
-    if (current == this)
+    if (threadReceiver == this)
     {
-        current = nullptr;
+        threadReceiver = nullptr;
     }
     close();
 }
@@ -221,10 +221,22 @@ int Receiver::take(sd_bus_message* message, void* context,
     return 0;
 }
 
+std::vector<std::shared_ptr<Subscription>>
+Receiver::findSubscriptions(std::string_view name) const
+{
+    std::vector<std::shared_ptr<Subscription>> found;
+    const auto [first, last] = subscriptions.equal_range(name);
+    std::transform(first, last, std::back_inserter(found),
+                   [](const auto& entry) {
+                       return entry.second;
+                   });
+    return found;
+}
+
 void Receiver::deliver(sd_bus_message* message)
 {
-    // The bus checks the sender of what is for everybody. It does not where
-    // somebody sends to this connection alone, which no notification is.
+    // The match rule checks the sender of broadcast signals, but a signal sent
+    // to this connection alone arrives without it. Notifications are broadcast.
     if (sd_bus_message_get_destination(message) != nullptr)
     {
         return;
@@ -236,24 +248,19 @@ void Receiver::deliver(sd_bus_message* message)
         {
             HOST_LOG(log::warning,
                      "%s.%d.%s: a signal of %s is no notification: dropped",
-                     senderOf(message));
+                     describeSender(message));
         }
         return;
     }
-    // Callbacks may end and begin subscriptions, and with the last one this
-    // object.
+    // Callbacks may add and remove subscriptions, and removing the last one
+    // would destroy this object.
     const auto self = shared_from_this();
-    std::vector<std::shared_ptr<Subscription>> due;
-    const auto [first, last] =
-        subscriptions.equal_range(std::string_view(notification.name));
-    std::transform(first, last, std::back_inserter(due), [](const auto& entry) {
-        return entry.second;
-    });
+    const auto due = findSubscriptions(notification.name);
     if (due.empty())
     {
         return;
     }
-    const char* source = sourceOf(notification);
+    const char* source = findChangeSource(notification);
     if (source == nullptr)
     {
         if (messageLines.admits())
@@ -261,7 +268,7 @@ void Receiver::deliver(sd_bus_message* message)
             HOST_LOG(log::warning,
                      "%s.%d.%s: the record of %s that %s sent is malformed: "
                      "dropped",
-                     notification.name, senderOf(message));
+                     notification.name, describeSender(message));
         }
         return;
     }

@@ -11,13 +11,15 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace healthintf::host
 {
 
 class Receiver;
 
-/** One caller's wish for the notifications of one name. */
+/** One caller's subscription to the notifications of one name. */
 struct Subscription
 {
     std::string name;
@@ -27,12 +29,13 @@ struct Subscription
     std::shared_ptr<Receiver> receiver;
 };
 
-/** A connection and one match rule on it, which is all that a thread's
- *  subscriptions cost. Ends with the last of them. Belongs to its thread. */
+/** Receives all notifications of a thread on one connection with one match
+ *  rule. Destroyed with the thread's last subscription. To be used on its
+ *  thread only. */
 class Receiver : public std::enable_shared_from_this<Receiver>
 {
   public:
-    /** The receiver that this thread's next subscription joins.
+    /** Returns the receiver for this thread's next subscription.
      *
      *  @throws std::system_error when the bus cannot be reached */
     static std::shared_ptr<Receiver> ofThisThread();
@@ -43,26 +46,31 @@ class Receiver : public std::enable_shared_from_this<Receiver>
     Receiver(const Receiver&) = delete;
     Receiver& operator=(const Receiver&) = delete;
 
-    /** @return the subscription, which lives until remove() */
+    /** Adds a subscription.
+     *
+     *  @return the subscription, valid until remove() */
     Subscription* add(const char* name, LQOVS_callback callback, void* context);
 
-    /** Ends a subscription; the receiver may end with it. */
+    /** Ends a subscription. Destroys the receiver with the last one. */
     static void remove(Subscription* subscription);
 
   private:
     static int take(sd_bus_message* message, void* context,
                     sd_bus_error* error) noexcept;
     void deliver(sd_bus_message* message);
+    std::vector<std::shared_ptr<Subscription>>
+    findSubscriptions(std::string_view name) const;
     bool isOpen() const;
     void close();
 
     BusPtr bus;
-    /** Whether nobody else has the connection. */
+    /** Whether the connection is the receiver's own, not the thread's default
+     *  one. */
     bool ownBus;
     SlotPtr match;
-    /** What a daemon of a component says when the bus goes away. */
+    /** Logs the loss of the connection, as components do. */
     std::optional<BusLossWatch> loss;
-    /** In the order of their names, and for each name as they were added. */
+    /** Sorted by name, and for each name in the order of their addition. */
     std::multimap<std::string, std::shared_ptr<Subscription>, std::less<>>
         subscriptions;
 };

@@ -1,13 +1,13 @@
 #pragma once
 
-/** @file What is thrown of a file that cannot be what was written. */
+/** @file The exception for a damaged file. */
 
 #include <stdexcept>
 
 namespace healthintf::host
 {
 
-/** A file that does not hold what it should. */
+/** A file does not hold what was written to it. */
 class DamagedFile : public std::runtime_error
 {
     using std::runtime_error::runtime_error;

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Ownership of a file descriptor. */
+/** @file Owner of a file descriptor. */
 
 #include <unistd.h>
 
@@ -9,7 +9,7 @@
 namespace healthintf::host
 {
 
-/** Closes what it holds. */
+/** Owns a file descriptor and closes it. */
 class FileDescriptor
 {
   public:

@@ -12,7 +12,7 @@ namespace healthintf::host
 namespace
 {
 
-short typeOf(LockFile::Kind kind)
+short lockType(LockFile::Kind kind)
 {
     switch (kind)
     {
@@ -31,7 +31,7 @@ int setLock(const FileDescriptor& file, LockFile::Kind kind, int command)
 {
     struct flock whole
     {};
-    whole.l_type = typeOf(kind);
+    whole.l_type = lockType(kind);
     whole.l_whence = SEEK_SET;
     while (fcntl(file.get(), command, &whole) != 0)
     {

@@ -1,7 +1,7 @@
 #pragma once
 
 /** @file Locks on files, by which processes wait for each other. The kernel
- *  lets go of what a process held when it ends, however it ends. */
+ *  releases a process's locks when it ends, also after a crash. */
 
 #include "file_descriptor.hpp"
 #include "files.hpp"
@@ -13,9 +13,9 @@
 namespace healthintf::host
 {
 
-/** A file to lock, made when it is not there. A lock belongs to the open file
- *  and not to the process, so that threads wait for each other too, and
- *  changing it to another kind never lets go of it in between. */
+/** A file to lock, created when it is missing. A lock belongs to the open file
+ *  and not to the process, so that threads wait for each other too. Changing
+ *  its kind does not release it in between. */
 class PLATFORM_API LockFile
 {
   public:
@@ -29,18 +29,19 @@ class PLATFORM_API LockFile
     /** @throws std::system_error when the file cannot be opened */
     explicit LockFile(const std::filesystem::path& path);
 
-    /** Waits until the lock is held.
+    /** Takes the lock; waits until that is possible.
      *
      *  @throws std::system_error when the file cannot be locked */
     void lock(Kind kind);
 
-    /** Takes the lock if that is possible at once.
+    /** Takes the lock if that is possible without waiting.
      *
-     *  @return whether it is held
+     *  @return whether the lock was taken
      *  @throws std::system_error when the file cannot be locked */
     bool tryLock(Kind kind);
 
-    /** Whether others who lock the file of this name still meet this one. */
+    /** Whether the name is still that of this file, so that others lock the
+     *  same. */
     bool isInPlace() const
     {
         return namedFile(file.get(), name).has_value();

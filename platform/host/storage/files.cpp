@@ -22,7 +22,7 @@ namespace
 
 } // namespace
 
-fs::path madeFolder(const fs::path& folder)
+fs::path makeFolder(const fs::path& folder)
 {
     fs::create_directories(folder);
     return folder;

@@ -16,35 +16,37 @@
 namespace healthintf::host
 {
 
-/** Who may use a store's files, less the umask. */
+/** The permissions of a store's files, before the umask. */
 inline constexpr mode_t storeFileMode = 0664;
 
-/** Makes a folder, and those above it, when it is not there.
+/** Makes a folder, and those above it, when it is missing.
  *
  *  @return the folder
  *  @throws std::filesystem::filesystem_error when that is not possible */
-std::filesystem::path madeFolder(const std::filesystem::path& folder);
+std::filesystem::path makeFolder(const std::filesystem::path& folder);
 
-/** Opens a file for reading and writing, and makes it when it is not there.
+/** Opens a file for reading and writing; creates it when it is missing.
  *
  *  @throws std::system_error when it cannot be opened */
 PLATFORM_API FileDescriptor openFile(const std::filesystem::path& file);
 
-/** Gives a file all its blocks up to a size.
+/** Allocates a file's blocks on the disk up to a size.
  *
- *  @throws std::system_error when the filesystem has not so many */
+ *  @throws std::system_error when the filesystem has too few */
 PLATFORM_API void allocateBlocks(int file, std::size_t size,
                                  const std::filesystem::path& name);
 
-/** Makes what a folder lists as lasting as the content of its files.
+/** Writes a folder's list of files to the disk, so that new names survive a
+ *  loss of power.
  *
  *  @throws std::system_error when that is not possible */
 PLATFORM_API void syncFolder(const std::filesystem::path& folder);
 
-/** Whether a name is still that of an open file: somebody may have removed it,
- *  or put another file in its place.
+/** Checks that a name is still that of an open file: somebody may have removed
+ *  or replaced the file.
  *
- *  @return what is known of the file; nothing when it has the name no longer */
+ *  @return the file's status; nullopt when the name is not the file's any
+ *          more */
 inline std::optional<struct stat> namedFile(int file,
                                             const std::filesystem::path& name)
 {
@@ -60,13 +62,13 @@ inline std::optional<struct stat> namedFile(int file,
     return found;
 }
 
-/** How many damaged files of one name are kept. */
+/** How many files of one name are kept aside. */
 inline constexpr int mostSetAside = 10;
 
-/** Renames a store's damaged file. What was set aside before stays, except for
- *  the last of too many.
+/** Renames a store's damaged file. Earlier files that were set aside stay; once
+ *  mostSetAside of them exist, the last one is replaced.
  *
- *  @return its path now */
+ *  @return its new path */
 PLATFORM_API std::filesystem::path setAside(const std::filesystem::path& file);
 
 } // namespace healthintf::host

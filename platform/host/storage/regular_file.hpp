@@ -11,8 +11,8 @@
 namespace healthintf::host
 {
 
-/** Opens a regular file for reading. What is none is refused: a pipe would keep
- *  whoever reads it waiting.
+/** Opens a regular file for reading. Other kinds are refused: reading a pipe
+ *  could block forever.
  *
  *  @param[in] flags further flags of open(), such as O_NOFOLLOW
  *  @param[in] what begins the error's text
@@ -20,11 +20,11 @@ namespace healthintf::host
 FileDescriptor openRegularFile(const std::filesystem::path& file, int flags,
                                const std::string& what);
 
-/** What an open file holds from where it is read to its end.
+/** Reads an open file from its current position to its end.
  *
  *  @param[in] most how many bytes it may hold
  *  @param[in] what begins the error's text
- *  @throws std::system_error when it cannot be read, or holds more */
+ *  @throws std::system_error when it cannot be read or is larger */
 std::string readToEnd(const FileDescriptor& opened, std::size_t most,
                       const std::string& what);
 

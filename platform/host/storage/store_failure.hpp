@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The number of a store's failure, and what to do about its folder. */
+/** @file The error number of a store's failure, and what an operator can do. */
 
 #include <platform/api.h>
 
@@ -10,14 +10,13 @@
 namespace healthintf::host
 {
 
-/** The number of a failure, such as an errno; never 0. */
+/** The error number of an exception, such as an errno; never 0. */
 PLATFORM_API int codeOf(const std::exception& failure) noexcept;
 
-/** What to do about a store's folder, in words.
+/** What an operator can do about a failure in a store's folder.
  *
  *  @param[in] code an errno
- *  @param[in] variable the environment variable that names the folder's
- *             folder */
+ *  @param[in] variable the environment variable that sets the parent folder */
 PLATFORM_API std::string folderRemedy(int code, const std::string& variable);
 
 } // namespace healthintf::host

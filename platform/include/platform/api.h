@@ -1,11 +1,10 @@
 #pragma once
 
-/** @file Marks what the platform provides: the library is built with hidden
- *  symbols, and these are the ones that must be seen across its border. */
+/** @file Attributes of the classes and functions that the platform provides.
+ *  The library hides all symbols that do not carry them. */
 
-/** Stands before a class or function of the contract. */
+/** Exports a class or function of the contract. */
 #define PLATFORM_API __attribute__((visibility("default")))
 
-/** Stands before a function that a platform need not have. Where it is not, its
- *  address is null. */
+/** Marks a function that a platform may lack; its address is null then. */
 #define PLATFORM_OPTIONAL __attribute__((weak))

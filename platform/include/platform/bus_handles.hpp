@@ -10,7 +10,7 @@
 namespace healthintf
 {
 
-/** Gives one reference back. */
+/** Drops one reference. */
 struct Unref
 {
     void operator()(sd_bus* bus) const
@@ -29,7 +29,7 @@ struct Unref
     {
         sd_event_unref(loop);
     }
-    /** Others may have a reference too: the source rests from now on. */
+    /** Also disables the source, as others may have a reference to it. */
     void operator()(sd_event_source* source) const
     {
         sd_event_source_disable_unref(source);

@@ -1,11 +1,10 @@
 #pragma once
 
-/** @file The platform's event-description library: what an event record of the
- *  System Event Log means, in a message's identifier, severity and text.
+/** @file The platform's event-description library: turns an event record of the
+ *  System Event Log into the identifier, severity and text of a message.
  *
  *  Texts in the entries end at a NUL or at the end of their field, whichever
- *  comes first. Bytes of an entry that are not named here belong to the
- *  platform. */
+ *  comes first. The platform may use all other bytes of an entry for itself. */
 
 #include <platform/api.h>
 
@@ -28,9 +27,9 @@
 #define JNL_ENTRY_ARGUMENT_COUNT_OFFSET 278
 /** Byte offset of the first argument. */
 #define JNL_ENTRY_ARGUMENTS_OFFSET 279
-/** How many fields for arguments follow each other. */
+/** How many argument fields follow each other. */
 #define JNL_ENTRY_MAX_ARGUMENTS 5
-/** The size of each of them in bytes. */
+/** The size of each argument field in bytes. */
 #define JNL_ENTRY_ARGUMENT_SIZE 80
 /** Byte offset of the description, which goes to the entry's end: what the
  *  event is about, such as a component's identifier. */
@@ -49,8 +48,9 @@ extern "C"
 {
 #endif
 
-    /** Makes the library ready for this caller. Each call is followed by one
-     *  of IPMI_SELCSSDSELDetach(), also when it failed.
+    /** Makes the library ready for this caller, who calls
+     *  IPMI_SELCSSDSELDetach() once for each call of this function, also when
+     *  it failed.
      *
      *  @return 0, or the platform's error number
      *
@@ -70,7 +70,7 @@ extern "C"
     PLATFORM_API int TransformSELEventToJNLEntry(const uint8_t* record,
                                                  void* jnlEntry);
 
-    /** Says what the front panel shows of an event.
+    /** Gives what the front panel shows for an event.
      *
      *  @param[in] record the 16 bytes of an IPMI 2.0 event record
      *  @param[out] lcdEntry LCD_ENTRY_SIZE bytes, zeroed by the caller

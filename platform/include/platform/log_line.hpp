@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file How everything here logs: one macro that fills file, line and
- *  function in. */
+/** @file The macro by which all code here logs; it fills in file, line and
+ *  function. */
 
 #include <platform/dlog.h>
 
@@ -55,14 +55,14 @@ inline constexpr const char* baseName = name.text;
 
 } // namespace healthintf::log
 
-/** Logs one line in the name of @p function in a file. The format is a literal
- *  that begins with "%s.%d.%s", for file, line and function, so that the
- *  compiler checks the arguments and a search finds the text. */
+/** Logs one line as if it came from @p function in @p file. The format is a
+ *  literal that begins with "%s.%d.%s", for file, line and function, so that
+ *  the compiler checks the arguments and a search finds the text. */
 #define DLOG_LINE_IN(file, module, function, level, format, ...)          \
     dlog_printf(level, module, format, ::healthintf::log::baseName<file>, \
                 __LINE__, function __VA_OPT__(, ) __VA_ARGS__)
 
-/** Logs one line in the name of @p function. */
+/** Logs one line as if it came from @p function in this file. */
 #define DLOG_LINE(module, function, level, format, ...) \
     DLOG_LINE_IN(__FILE__, module, function, level,     \
                  format __VA_OPT__(, ) __VA_ARGS__)

@@ -22,16 +22,16 @@ extern "C"
 {
 #endif
 
-    /** Looks a message up and fills its arguments in.
+    /** Looks up a message and fills in its arguments.
      *
      *  @param[in] msgId the message's identifier
      *  @param[in] language language code of the wanted text, for example "en"
      *  @param[in] argumentBlock the arguments, each ended by a NUL byte, with
-     *             at least MSGREG_MAX_ARGUMENTS zero bytes after the last
+     *  at least MSGREG_MAX_ARGUMENTS zero bytes after the last
      *  @param[out] content a record of MSGREG_CONTENT_SIZE bytes, zeroed by the
-     *              caller
+     *  caller
      *  @return 0 with severity and text filled in; otherwise the registry's own
-     *          error number, the record being of no meaning then
+     *          error number, and the record has no meaning
      *
      *  May be called from any thread. */
     PLATFORM_API int MsgRegGetContentWNByMsgID(const char* msgId,

@@ -14,32 +14,33 @@ extern "C"
 
     /** Takes one notification.
      *
-     *  @param[in] source who delivers it
+     *  @param[in] source who caused it, such as the source of an attribute's
+     *  change
      *  @param[in] name the notification's name
      *  @param[in] data the notification's record, which is the library's and
-     *             valid during the call only; may be null
+     *  valid during the call only; may be null
      *  @param[in] length size of the record in bytes
-     *  @param[in] context what was given at subscription */
+     *  @param[in] context the context that was given at subscription */
     typedef void (*LQOVS_callback)(const char* source, const char* name,
                                    const uint8_t* data, uint64_t length,
                                    void* context);
 
     /** Subscribes to a notification.
      *
-     *  The platform says in its own documentation on which thread it calls
-     *  back; a subscriber that is not safe for that thread must arrange for
-     *  it. May be called from any thread, also in a callback.
+     *  The platform's documentation says on which thread it calls back; the
+     *  subscriber's callback must be safe on that thread. May be called from
+     *  any thread, also in a callback.
      *
      *  @param[in] name the notification's name
-     *  @param[in] callback what is called for each
+     *  @param[in] callback called for each notification
      *  @param[in] context handed to each call; must outlive the subscription
      *  @return a handle for LQOVS_receive_signal_free, or null on failure */
     PLATFORM_API void* LQOVS_receive_signal(const char* name,
                                             LQOVS_callback callback,
                                             void* context);
 
-    /** Ends a subscription; the callback is not called afterwards. Called on
-     *  the thread that subscribed, also in a callback.
+    /** Ends a subscription; the callback is not called afterwards. May be
+     *  called only on the thread that subscribed, also in a callback.
      *
      *  @param[in] handle from LQOVS_receive_signal; null is allowed */
     PLATFORM_API void LQOVS_receive_signal_free(void* handle);

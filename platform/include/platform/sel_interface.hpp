@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file The System Event Log: where it is, and the sensor and the record of an
- *  event. */
+/** @file The System Event Log: its paths and names, and the sensor and record
+ *  of an event. */
 
 #include <array>
 #include <cstddef>
@@ -11,26 +11,27 @@
 namespace SELInterface
 {
 
-/** The object that stands for the whole log, on D-Bus and in the data cache. */
+/** The path of the whole log, on D-Bus and in the data cache. */
 inline constexpr const char* logPath = "/com/vexa/olvar/logmgr/SEL";
-/** The path of an entry in the data cache, before its identifier in five
- *  digits. */
+/** What the path of an entry in the data cache begins with; the identifier in
+ *  five digits follows. */
 inline constexpr const char* entryPrefix = "/com/vexa/olvar/logmgr/selentry/";
 /** The log's interface on D-Bus. */
 inline constexpr const char* logInterface = "com.vexa.olvar.logmgr.SEL";
 /** The method that stores a record: `(ssyy)ay` to `u`. */
 inline constexpr const char* addMethod = "AddSEL";
 
-/** The sensor that saw an event, as the log manager is told of it. */
+/** The sensor that saw an event. */
 struct SensorInfo
 {
     /** The sensor's name, for people. */
     std::string name;
-    /** The sensor's path or name by which its faults are told apart: it is the
-     *  sensor path of the fault entries that follow from its events. */
+    /** The sensor's path, or a name in its place. It becomes the sensor path
+     *  of the fault entries that the sensor's events make, and so identifies
+     *  them. */
     std::string path;
-    /** Two bytes that are handed to the log manager and kept with the record;
-     *  what they mean is between the daemon and whoever reads the log. */
+    /** The first of two bytes that logmgr stores with the record. The daemon
+     *  and the readers of the log agree upon their meaning. */
     uint8_t firstByte = 0;
     /** The second of them. */
     uint8_t secondByte = 0;
@@ -40,24 +41,24 @@ struct SensorInfo
  *  more than one byte are little-endian. */
 struct SELRecord
 {
-    /** The log manager gives it when it stores the record. */
+    /** Assigned by logmgr when it stores the record. */
     std::array<uint8_t, 2> recordId;
-    /** 0x02 for an event; 0xC0 to 0xFF are the makers' own. */
+    /** 0x02 for an event; 0xC0 to 0xFF are OEM records. */
     uint8_t recordType;
-    /** Seconds since the epoch, from the log manager too. */
+    /** Seconds since the epoch, also assigned by logmgr. */
     std::array<uint8_t, 4> timestamp;
-    /** Who saw the event: IPMI address or software, and its channel. */
+    /** Who reported the event: IPMI address or software id, and its channel. */
     std::array<uint8_t, 2> generatorId;
     /** The form of the event message, 4 for IPMI 2.0. */
     uint8_t evmRevision;
     /** IPMI 2.0, table 42-3. */
     uint8_t sensorType;
-    /** The sensor's number, of those of its generator. */
+    /** The sensor's number, unique for its generator. */
     uint8_t sensorNumber;
-    /** Bit 7 is set for a deassertion; the others are the event/reading type
+    /** Bit 7 is set for a deassertion; bits 6 to 0 are the event/reading type
      *  of IPMI 2.0, table 42-1. */
     uint8_t eventDirectionAndType;
-    /** The event's offset in bits 3 to 0 of the first. */
+    /** The first byte has the event's offset in bits 3 to 0. */
     std::array<uint8_t, 3> eventData;
 };
 
@@ -65,6 +66,6 @@ struct SELRecord
 inline constexpr std::size_t recordSize = 16;
 
 static_assert(sizeof(SELRecord) == recordSize && alignof(SELRecord) == 1,
-              "a record is 16 bytes without any between its fields");
+              "a record is 16 bytes without padding");
 
 } // namespace SELInterface

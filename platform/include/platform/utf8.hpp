@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Texts as characters of UTF-8. */
+/** @file Takes texts apart into UTF-8 characters. */
 
 #include <array>
 #include <cstddef>
@@ -13,14 +13,16 @@ namespace healthintf
 /** One character of a text. */
 struct Character
 {
-    /** Where it stands in the text. */
+    /** The bytes of the text that encode it. */
     std::string_view bytes;
     uint32_t code;
-    /** A byte that is no UTF-8 is a character by itself, which is not valid. */
+    /** False for a byte that is not part of well-formed UTF-8; each such byte
+     *  counts as one character. */
     bool valid;
 };
 
-/** How many bytes a character has by its first one; 0 when none begins so. */
+/** The length in bytes of a character that begins with a byte; 0 when no
+ *  character begins with it. */
 constexpr std::size_t lengthBy(unsigned char first)
 {
     if (first < 0x80)
@@ -34,7 +36,7 @@ constexpr std::size_t lengthBy(unsigned char first)
     return first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
 }
 
-/** Whether there is a character of a number, and it takes so many bytes. */
+/** Whether a number is a character's and is encoded in so many bytes. */
 constexpr bool isCharacter(uint32_t code, std::size_t length)
 {
     constexpr std::array<uint32_t, 5> least{0, 0, 0x80, 0x800, 0x10000};
@@ -42,9 +44,9 @@ constexpr bool isCharacter(uint32_t code, std::size_t length)
     return code >= least.at(length) && code <= 0x10FFFF && !surrogate;
 }
 
-/** The character that a text begins with.
+/** Decodes the first character of a text.
  *
- *  @param[in] text not empty; must outlive what is returned */
+ *  @param[in] text not empty; must outlive the result */
 constexpr Character firstCharacter(std::string_view text)
 {
     constexpr uint32_t replacement = 0xFFFD;
@@ -70,7 +72,7 @@ constexpr Character firstCharacter(std::string_view text)
                : broken;
 }
 
-/** Hands each character of a text to a function. */
+/** Calls a function with each character of a text. */
 template <typename Take>
 constexpr void forEachCharacter(std::string_view text, Take&& take)
 {
@@ -82,10 +84,8 @@ constexpr void forEachCharacter(std::string_view text, Take&& take)
     }
 }
 
-/** The longest start of a UTF-8 text that has at most @p size bytes and does
- *  not end within a character. */
-constexpr std::string_view truncateUtf8(std::string_view text,
-                                        std::size_t size)
+/** Cuts a UTF-8 text to at most @p size bytes, but not within a character. */
+constexpr std::string_view truncateUtf8(std::string_view text, std::size_t size)
 {
     if (text.size() <= size)
     {

@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file What IPMI 2.0 says of sensors and their states, in key words of our
- *  own: the event/reading types and the sensor types with their offsets. */
+/** @file The event/reading types and sensor types of IPMI 2.0 with their
+ *  offsets, in key words of our own. */
 
 #include <string>
 #include <vector>
@@ -9,7 +9,8 @@
 namespace healthintf::test
 {
 
-/** Which direction of a state is the fault, and how bad it is. */
+/** Whether a state's assertion or deassertion is the fault, and how bad it
+ *  is. */
 enum class Fault
 {
     none,
@@ -23,7 +24,8 @@ struct IpmiState
 {
     unsigned int offset;
     Fault fault;
-    /** What its descriptions must speak of, in both directions. */
+    /** Words that the descriptions of assertion and deassertion must
+     *  contain. */
     std::vector<std::string> words;
 };
 
@@ -38,8 +40,8 @@ struct IpmiType
 /** The event types 01h to 0Ch. */
 const std::vector<IpmiType>& ipmiEventTypes();
 
-/** The sensor types 01h to 2Ch; those without states of their own have none
- *  here. */
+/** The sensor types 01h to 2Ch; those without states of their own are
+ *  missing. */
 const std::vector<IpmiType>& ipmiSensorTypes();
 
 } // namespace healthintf::test

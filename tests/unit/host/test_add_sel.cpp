@@ -11,7 +11,7 @@
 namespace
 {
 
-// What arrives at the other end needs a bus: tests/bus/ has that.
+// tests/bus/ tests what logmgr receives.
 
 TEST(AddSel, ReportsOnceInARowThatThereIsNoBus)
 {
@@ -34,7 +34,7 @@ TEST(AddSel, ReportsOnceInARowThatThereIsNoBus)
     EXPECT_THAT(errors,
                 testing::MatchesRegex(".*unable to store a record by "
                                       "com.example: [^\n]*No such file[^\n]*"
-                                      "see that the bus[^\n]*\n"));
+                                      "check that the bus[^\n]*\n"));
 }
 
 } // namespace

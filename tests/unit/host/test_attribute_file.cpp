@@ -61,7 +61,7 @@ TEST_F(AttributeFile, OfAnotherVersionIsRefused)
     }
 }
 
-/** The number of the failure to read the attributes; 0 when there is none. */
+/** The error number of reading the attributes; 0 on success. */
 int failureToRead()
 {
     try
@@ -77,7 +77,7 @@ int failureToRead()
 
 TEST_F(AttributeFile, ThatIsALinkIsNotFollowed)
 {
-    const auto other = folder.write("other", textOf({{"a", 5}}));
+    const auto other = folder.write("other", formatAttributes({{"a", 5}}));
     const auto file = folder.path() / "config/attributes.json";
     std::filesystem::create_directory(file.parent_path());
     std::filesystem::create_symlink(other, file);
@@ -101,7 +101,7 @@ TEST_F(AttributeFile, ThatIsAFolderIsRefused)
 
 TEST_F(AttributeFile, IsReadUpToItsLargestSize)
 {
-    std::string text = textOf({{"a", 5}});
+    std::string text = formatAttributes({{"a", 5}});
     text.resize(maxAttributeFile, ' ');
     folder.write("config/attributes.json", text);
     EXPECT_THAT(readAttributes(), UnorderedElementsAre(Pair("a", 5)));
@@ -111,8 +111,8 @@ TEST_F(AttributeFile, IsReadUpToItsLargestSize)
 
 TEST_F(AttributeFile, NamesAreShownWithNothingButAscii)
 {
-    EXPECT_EQ(quoted("a.b"), "\"a.b\"");
-    EXPECT_EQ(quoted("a\n\xC3\xA4"), "\"a\\n\\u00e4\"");
+    EXPECT_EQ(quoteName("a.b"), "\"a.b\"");
+    EXPECT_EQ(quoteName("a\n\xC3\xA4"), "\"a\\n\\u00e4\"");
 }
 
 TEST_F(AttributeFile, ThatIsDamagedIsRefusedAndLeftAlone)
@@ -122,9 +122,9 @@ TEST_F(AttributeFile, ThatIsDamagedIsRefusedAndLeftAlone)
     EXPECT_TRUE(std::filesystem::exists(file));
 }
 
-/** Why a file with such a text is taken for damaged. */
-std::string faultOf(const test::TemporaryFolder& folder,
-                    const std::string& text)
+/** The reason why a file with this text counts as damaged. */
+std::string requestProblem(const test::TemporaryFolder& folder,
+                           const std::string& text)
 {
     try
     {
@@ -139,33 +139,33 @@ std::string faultOf(const test::TemporaryFolder& folder,
 
 TEST_F(AttributeFile, ThatLacksItsVersionOrItsAttributesIsDamaged)
 {
-    const std::string lacking =
-        "it does not tell its version and its attributes";
-    EXPECT_EQ(faultOf(folder, "{}"), lacking);
-    EXPECT_EQ(faultOf(folder, R"({"version": 1})"), lacking);
-    EXPECT_EQ(faultOf(folder, R"({"attributes": {}})"), lacking);
-    EXPECT_EQ(faultOf(folder, R"([{"version": 1, "attributes": {}}])"),
+    const std::string lacking = "its version or its attributes are missing";
+    EXPECT_EQ(requestProblem(folder, "{}"), lacking);
+    EXPECT_EQ(requestProblem(folder, R"({"version": 1})"), lacking);
+    EXPECT_EQ(requestProblem(folder, R"({"attributes": {}})"), lacking);
+    EXPECT_EQ(requestProblem(folder, R"([{"version": 1, "attributes": {}}])"),
               lacking);
-    EXPECT_EQ(faultOf(folder, "5"), lacking);
+    EXPECT_EQ(requestProblem(folder, "5"), lacking);
 }
 
 TEST_F(AttributeFile, OfWhichAMemberIsSomethingElseIsDamaged)
 {
-    EXPECT_EQ(faultOf(folder, R"({"version": "1", "attributes": {}})"),
+    EXPECT_EQ(requestProblem(folder, R"({"version": "1", "attributes": {}})"),
               "a text is no value of version");
-    EXPECT_EQ(faultOf(folder, R"({"version": 4294967297, "attributes": {}})"),
-              "4294967297 is no value of version");
-    EXPECT_EQ(faultOf(folder, R"({"version": 1, "attributes": [5]})"),
+    EXPECT_EQ(
+        requestProblem(folder, R"({"version": 4294967297, "attributes": {}})"),
+        "4294967297 is no value of version");
+    EXPECT_EQ(requestProblem(folder, R"({"version": 1, "attributes": [5]})"),
               "an array is no value of attributes");
-    EXPECT_EQ(faultOf(folder, R"({"version": 1, "attributes": 5})"),
+    EXPECT_EQ(requestProblem(folder, R"({"version": 1, "attributes": 5})"),
               "5 is no value of attributes");
 }
 
 TEST_F(AttributeFile, WithAValueThatNoAttributeHasIsDamaged)
 {
     const auto fault = [this](const std::string& value) {
-        return faultOf(folder, R"({"attributes": {"a": )" + value +
-                                   R"(}, "version": 1})");
+        return requestProblem(folder, R"({"attributes": {"a": )" + value +
+                                          R"(}, "version": 1})");
     };
     const std::string end = " is no value of an attribute";
     EXPECT_EQ(fault("2147483647"), "none");
@@ -192,10 +192,11 @@ TEST_F(AttributeFile, MayHaveMembersThatNobodyKnows)
 TEST_F(AttributeFile, IsReadAsItWasWritten)
 {
     const Attributes strange{{"a\"b\\", -1}, {"attributes", 2}, {"ä\n", 3}};
-    EXPECT_EQ(
-        readAttributeFile(folder.write("attributes.json", textOf(strange))),
-        strange);
-    EXPECT_EQ(readAttributeFile(folder.write("attributes.json", textOf({}))),
+    EXPECT_EQ(readAttributeFile(
+                  folder.write("attributes.json", formatAttributes(strange))),
+              strange);
+    EXPECT_EQ(readAttributeFile(
+                  folder.write("attributes.json", formatAttributes({}))),
               Attributes());
 }
 

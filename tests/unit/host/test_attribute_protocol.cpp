@@ -17,14 +17,14 @@ TEST(AttributeProtocol, HasAnErrorForEachNumber)
     for (const int code : {EINVAL, EDQUOT, EACCES, EPERM, EROFS, ENOSPC, EIO,
                            ENOMEM, ENOTDIR, ELOOP, EFBIG, ENOTSUP})
     {
-        EXPECT_EQ(numberOfError(errorNameOf(code)), code);
+        EXPECT_EQ(parseErrorName(errorNameOf(code)), code);
     }
 }
 
 TEST(AttributeProtocol, CallsANumberThatNobodyKnowsAnInputOutputError)
 {
-    EXPECT_EQ(numberOfError(errorNameOf(100000)), EIO);
-    EXPECT_EQ(numberOfError(errorNameOf(EIO) + "X"), EIO);
+    EXPECT_EQ(parseErrorName(errorNameOf(100000)), EIO);
+    EXPECT_EQ(parseErrorName(errorNameOf(EIO) + "X"), EIO);
 }
 
 TEST(AttributeProtocol, KnowsTheErrorsOfOthers)
@@ -33,7 +33,7 @@ TEST(AttributeProtocol, KnowsTheErrorsOfOthers)
          {SD_BUS_ERROR_ACCESS_DENIED, SD_BUS_ERROR_INVALID_ARGS,
           "System.Error.EDQUOT", "com.example.Other", ""})
     {
-        EXPECT_EQ(numberOfError(name), std::nullopt) << name;
+        EXPECT_EQ(parseErrorName(name), std::nullopt) << name;
     }
 }
 

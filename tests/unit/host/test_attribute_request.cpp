@@ -12,7 +12,7 @@ namespace
 
 std::string faultOfName(const std::string& name)
 {
-    return faultOf({name, 1, ""});
+    return requestProblem({name, 1, ""});
 }
 
 TEST(AttributeRequest, HasANameOfLettersDigitsAndFourMarks)
@@ -27,10 +27,10 @@ TEST(AttributeRequest, HasANameOfLettersDigitsAndFourMarks)
         const bool may = byte != 0 && allowed.find(static_cast<char>(byte)) !=
                                           std::string::npos;
         EXPECT_EQ(isAttributeName(name), may) << byte;
-        EXPECT_EQ(faultOfName(name),
-                  may ? ""
-                      : "its name has something else than letters, digits and "
-                        ".#_-")
+        EXPECT_EQ(
+            faultOfName(name),
+            may ? ""
+                : "its name has other characters than letters, digits and .#_-")
             << byte;
     }
 }
@@ -49,16 +49,16 @@ TEST(AttributeRequest, HasANameOfOneTo255Bytes)
 TEST(AttributeRequest, HasASourceThatIsAShortText)
 {
     const std::string longest(maxSourceName, 'x');
-    EXPECT_EQ(faultOf({"a", 1, longest}), "");
-    EXPECT_EQ(faultOf({"a", 1, longest + "x"}),
+    EXPECT_EQ(requestProblem({"a", 1, longest}), "");
+    EXPECT_EQ(requestProblem({"a", 1, longest + "x"}),
               "the name of who sets it has more than 4096 bytes");
-    EXPECT_EQ(faultOf({"a", 1, "\xC3("}),
+    EXPECT_EQ(requestProblem({"a", 1, "\xC3("}),
               "the name of who sets it is not UTF-8");
 }
 
 TEST(AttributeRequest, OfWhichNothingWasDoneSaysSo)
 {
-    const AttributeOutcome outcome = notSet(5, "some reason");
+    const AttributeOutcome outcome = makeFailure(5, "some reason");
     EXPECT_EQ(outcome.code, 5);
     EXPECT_EQ(outcome.why, "an attribute was not set: some reason");
 }

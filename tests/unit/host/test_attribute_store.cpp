@@ -26,8 +26,8 @@ using testing::HasSubstr;
 class Attributes : public testing::Test
 {
   protected:
-    /** What a process of its own finds when it sets an attribute: the value
-     *  before, or "same" when it was that already. */
+    /** Sets an attribute in a child process. Returns the previous value, or
+     *  "same" when the attribute had the value already. */
     std::string set(const std::string& name, int32_t value)
     {
         Child child([&](const Child::Parent& parent) {
@@ -48,7 +48,7 @@ class Attributes : public testing::Test
 
     test::TemporaryFolder folder;
     std::filesystem::path path = folder.path() / "deep" / "config";
-    /** What the last process logged. */
+    /** The lines that the last child process logged. */
     std::string errors;
 };
 
@@ -206,7 +206,7 @@ TEST_F(Attributes, WaitForNobodyWhoLocksTheFileOfEarlierVersions)
     EXPECT_EQ(set("a", 5), "0");
 }
 
-/** What a process of its own logs when it takes a folder over. */
+/** The lines that a child process logs when it takes over a folder. */
 std::string takenOver(const std::filesystem::path& path)
 {
     std::string errors;
@@ -242,12 +242,13 @@ TEST_F(Attributes, LoseOnlyNamesThatNoneMayHaveWhenTheyAreTakenOver)
 {
     const std::string longest(maxAttributeName, 'x');
     const std::string tooLong = longest + "x";
-    folder.write("deep/config/attributes.json", textOf({{"a b", 1},
-                                                        {"", 2},
-                                                        {"a\n\xE2\x80\xAE", 3},
-                                                        {tooLong, 4},
-                                                        {longest, 5},
-                                                        {"a.b#c_d-E9", 6}}));
+    folder.write("deep/config/attributes.json",
+                 formatAttributes({{"a b", 1},
+                                   {"", 2},
+                                   {"a\n\xE2\x80\xAE", 3},
+                                   {tooLong, 4},
+                                   {longest, 5},
+                                   {"a.b#c_d-E9", 6}}));
     const std::string errors = takenOver(path);
     EXPECT_EQ(std::ranges::count(errors, '\n'), 4) << errors;
     for (const std::string& dropped :

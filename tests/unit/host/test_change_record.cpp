@@ -30,7 +30,7 @@ Record recordWith(uint32_t sourceOffset, const std::string& rest = "")
 
 const char* sourceOf(const Record& record)
 {
-    return checkedSource(record.data(), record.size());
+    return findSource(record.data(), record.size());
 }
 
 const std::string me("me\0", 3);
@@ -66,12 +66,12 @@ TEST(ChangeRecord, IsRefusedWhenItIsTooShortForItsFields)
 {
     for (std::size_t length = 0; length < fieldsSize; ++length)
     {
-        // Of its own size, so that reading beyond it would be noticed.
+        // Allocated with the exact size, so that reading beyond it is noticed.
         const Record record(length);
         EXPECT_EQ(sourceOf(record), nullptr) << length;
     }
     EXPECT_STREQ(sourceOf(Record(fieldsSize)), "");
-    EXPECT_EQ(checkedSource(nullptr, fieldsSize), nullptr);
+    EXPECT_EQ(findSource(nullptr, fieldsSize), nullptr);
 }
 
 TEST(ChangeRecord, IsRefusedWhenItsSourceIsOutside)

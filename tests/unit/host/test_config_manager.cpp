@@ -1,5 +1,4 @@
-/** @file Setting attributes where nobody can be asked; tests/bus has the
- *  rest. */
+/** @file Sets attributes without a bus; tests/bus has the rest. */
 
 #include "child.hpp"
 #include "config_manager/attribute_file.hpp"
@@ -33,8 +32,8 @@ class ConfigManager : public testing::Test
         setenv("HEALTHINTF_STATE_DIR", folder.path().c_str(), 1);
     }
 
-    /** What a process of its own gets for three attempts without a bus, whose
-     *  results must be the same. */
+    /** The result of three attempts in a child process without a bus, which
+     *  must be the same. */
     int set(const char* name, int flags = 0, const char* source = nullptr)
     {
         return test::inChild(
@@ -71,8 +70,10 @@ TEST_F(ConfigManager, RefusesANameThatIsNone)
     EXPECT_EQ(set(std::string(256, 'x').c_str()), EINVAL);
     EXPECT_THAT(errors, HasSubstr("its name has more than 255 bytes"));
     EXPECT_EQ(set("a b"), EINVAL);
-    EXPECT_THAT(errors, HasSubstr("its name has something else than letters, "
-                                  "digits and .#_-"));
+    EXPECT_THAT(
+        errors,
+        HasSubstr(
+            "its name has other characters than letters, digits and .#_-"));
     EXPECT_TRUE(hasLoggedOnce()) << errors;
 }
 
@@ -123,7 +124,8 @@ TEST_F(ConfigManager, SetsDirectlyOnTheThreadThatServesAlone)
                           const auto found = all.find("a");
                           return found != all.end() && found->second == value;
                       };
-                      // Written, and then nobody could be told.
+                      // The attribute was written, but the change could not be
+                      // announced.
                       if (CfgSetAttributeInt("a", 1, 0, nullptr) != ENOENT ||
                           !is(1))
                       {

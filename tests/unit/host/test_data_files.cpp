@@ -20,11 +20,12 @@ constexpr const char* variable = "HEALTHINTF_TEST_PATH";
 TEST(DataFiles, AreLookedForInTheFoldersOfAVariable)
 {
     setenv(variable, "/one::/two:", 1);
-    EXPECT_THAT(searchPath(variable, "/three"), ElementsAre("/one", "/two"));
+    EXPECT_THAT(splitSearchPath(variable, "/three"),
+                ElementsAre("/one", "/two"));
     setenv(variable, "", 1);
-    EXPECT_THAT(searchPath(variable, "/three"), IsEmpty());
+    EXPECT_THAT(splitSearchPath(variable, "/three"), IsEmpty());
     unsetenv(variable);
-    EXPECT_THAT(searchPath(variable, "/three:/four"),
+    EXPECT_THAT(splitSearchPath(variable, "/three:/four"),
                 ElementsAre("/three", "/four"));
 }
 
@@ -36,7 +37,8 @@ TEST(DataFiles, ComeInTheOrderOfTheirNames)
     folder.write("c.txt", "");
     folder.write("below/d.json", "");
     std::error_code error;
-    EXPECT_THAT(jsonFilesOf(folder.path(), error), ElementsAre(first, second));
+    EXPECT_THAT(listJsonFiles(folder.path(), error),
+                ElementsAre(first, second));
     EXPECT_FALSE(error);
 }
 
@@ -44,7 +46,7 @@ TEST(DataFiles, AreNoneInAFolderThatIsNotThere)
 {
     const TemporaryFolder folder;
     std::error_code error;
-    EXPECT_THAT(jsonFilesOf(folder.path() / "missing", error), IsEmpty());
+    EXPECT_THAT(listJsonFiles(folder.path() / "missing", error), IsEmpty());
     EXPECT_FALSE(error);
 }
 
@@ -52,15 +54,15 @@ TEST(DataFiles, TellOfAFolderThatIsNone)
 {
     const TemporaryFolder folder;
     std::error_code error;
-    EXPECT_THAT(jsonFilesOf(folder.write("file", ""), error), IsEmpty());
+    EXPECT_THAT(listJsonFiles(folder.write("file", ""), error), IsEmpty());
     EXPECT_TRUE(error);
 }
 
 TEST(DataFiles, AreReadWhole)
 {
     const TemporaryFolder folder;
-    EXPECT_EQ(contentOf(folder.write("a", "one\ntwo")), "one\ntwo");
-    EXPECT_THROW(contentOf(folder.path() / "missing"), std::runtime_error);
+    EXPECT_EQ(readDataFile(folder.write("a", "one\ntwo")), "one\ntwo");
+    EXPECT_THROW(readDataFile(folder.path() / "missing"), std::runtime_error);
 }
 
 TEST(DataFiles, AreReadUpToTheirLargestSize)
@@ -68,16 +70,16 @@ TEST(DataFiles, AreReadUpToTheirLargestSize)
     const TemporaryFolder folder;
     const auto file = folder.write("a", "");
     std::filesystem::resize_file(file, maxDataFile);
-    EXPECT_EQ(contentOf(file).size(), maxDataFile);
+    EXPECT_EQ(readDataFile(file).size(), maxDataFile);
     std::filesystem::resize_file(file, maxDataFile + 1);
-    EXPECT_THROW(contentOf(file), std::system_error);
+    EXPECT_THROW(readDataFile(file), std::system_error);
 }
 
 TEST(DataFiles, MayBeMissingFromTheFoldersOfTheInstallation)
 {
     unsetenv(variable);
     testing::internal::CaptureStderr();
-    warnOfMissing(variable, {"/nonexistent"});
+    warnAboutMissingFolders(variable, {"/nonexistent"});
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 

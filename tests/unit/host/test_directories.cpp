@@ -29,7 +29,7 @@ TEST(RuntimeDirectory, IsTheSystemsForRootAndTheSessionsForOthers)
               geteuid() == 0 ? "/run/healthintf" : "/session/healthintf");
 }
 
-/** The message of the failure to name a folder as a user without rights. */
+/** The error message when a user without rights asks for a folder. */
 std::string failureOf(std::filesystem::path (*directory)())
 {
     std::string errors;
@@ -65,7 +65,7 @@ class StateDirectory : public testing::Test
         }
     }
 
-    /** What a user without rights gets. */
+    /** The folder that a user without rights gets. */
     static std::string ofAUser()
     {
         return failureOf([]() -> std::filesystem::path {

@@ -13,7 +13,7 @@ namespace
 
 using test::inChild;
 
-/** What a process writes that logs one line at each of the levels. */
+/** The output of a process that logs one line at each level. */
 std::string logged(const char* threshold)
 {
     setenv("HEALTHINTF_LOG_LEVEL", threshold, 1);

@@ -43,7 +43,7 @@ class EventDescriptions : public testing::Test
                                     "\"0x01\": " + eventState("BLD", "31")));
     }
 
-    /** Runs a part of a test in a process that has read no table. */
+    /** Runs a part of a test in a process that has not read the table. */
     static void inNewProcess(const std::function<void()>& part)
     {
         std::string errors;

@@ -77,7 +77,7 @@ TEST(EventRecord, CarriesExtensionsOnlyWhenItSaysSo)
     event.use = 0x30;
     EXPECT_EQ(decoded(event).extension2, std::nullopt);
     EXPECT_EQ(decoded(event).extension3, 0x05);
-    // A state before, or an OEM code.
+    // Here the bytes hold a previous state or an OEM code.
     for (const unsigned int use : {0x00u, 0x50u, 0xA0u})
     {
         event.use = use;

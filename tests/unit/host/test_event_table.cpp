@@ -26,7 +26,7 @@ class EventTables : public testing::Test
             {folder.path() / "own", folder.path() / "shipped"});
     }
 
-    /** Why there is no table. */
+    /** The reason why the table cannot be loaded. */
     std::string failure() const
     {
         try
@@ -95,8 +95,8 @@ TEST_F(EventTables, TakeTheStateThatIsReadFirst)
 
 TEST_F(EventTables, AreNotThereWithoutAFile)
 {
-    EXPECT_EQ(failure(), "there is no file *.json of use in " + pathOf("own") +
-                             " or " + pathOf("shipped"));
+    EXPECT_EQ(failure(), "no usable file *.json in " + pathOf("own") + " or " +
+                             pathOf("shipped"));
 }
 
 TEST_F(EventTables, AreNotThereWithoutAFileThatCanBeUsed)
@@ -175,7 +175,7 @@ TEST_F(EventTables, TakeNothingFromOthersForAStateThatIsLeftOut)
 
 TEST_F(EventTables, TakeNothingFromOthersForAStateOfAnEventTypeThatIsLeftOut)
 {
-    // The second of its identifiers is that of a sensor type's state.
+    // Its second identifier is also that of a sensor type's state.
     writeState("own/a.json", "0x01", "931");
     folder.write(
         "own/b.json",

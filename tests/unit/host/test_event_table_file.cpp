@@ -19,7 +19,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-/** What is said of a file; "none" when it is fine. */
+/** The error of a file; "none" when it is valid. */
 std::string problemOf(const std::string& text)
 {
     try
@@ -33,8 +33,8 @@ std::string problemOf(const std::string& text)
     return "none";
 }
 
-/** A file with this state 0x01 of sensor type 0xC0, in place of which one word
- *  stands another. */
+/** A file with state 0x01 of sensor type 0xC0, in which one word is
+ *  replaced. */
 std::string fileWith(const std::string& word, const std::string& other)
 {
     std::string state = eventState("BLD", "0031");
@@ -73,9 +73,9 @@ TEST(EventTableFile, HoldsEventTypesForSensorsOfAnyType)
 
 TEST(EventTableFile, LightsTheLedBySeverityUnlessItSaysOtherwise)
 {
-    EXPECT_EQ(ledStateOf(EventSeverity::critical), LedState::fault);
-    EXPECT_EQ(ledStateOf(EventSeverity::warning), LedState::attention);
-    EXPECT_EQ(ledStateOf(EventSeverity::informational), LedState::none);
+    EXPECT_EQ(defaultLedState(EventSeverity::critical), LedState::fault);
+    EXPECT_EQ(defaultLedState(EventSeverity::warning), LedState::attention);
+    EXPECT_EQ(defaultLedState(EventSeverity::informational), LedState::none);
 }
 
 TEST(EventTableFile, HoldsWhatNumbersInTheDataMean)
@@ -176,11 +176,11 @@ TEST(EventTableFile, IsComplete)
                                    R"("Led": 0)")),
                 EndsWith("Asserted: Lcd is missing"));
     EXPECT_THAT(problemOf(fileWith("\"Deasserted\"", "\"Desserted\"")),
-                EndsWith("Desserted: is not known here"));
+                EndsWith("Desserted: is an unknown key"));
     EXPECT_THAT(problemOf(sensorTypeFile("0xC0", "BLD", "\"0x01\": {}")),
                 EndsWith("0x01: Asserted is missing"));
     EXPECT_THAT(problemOf(R"({"Sensors": {}})"),
-                EndsWith("Sensors: is not known here"));
+                EndsWith("Sensors: is an unknown key"));
 }
 
 TEST(EventTableFile, HasNumbersOfTheStandard)
@@ -208,12 +208,12 @@ TEST(EventTableFile, HasEachEventOnce)
     EXPECT_THAT(
         problemOf(sensorTypeFile(
             "0xC0", "BLD", "\"0x01\": " + state + ",\n\"0x01\": " + state)),
-        StartsWith("line 1: SensorTypes: 0xC0: Offsets: 0x01: is "
-                   "there twice"));
+        StartsWith(
+            "line 1: SensorTypes: 0xC0: Offsets: 0x01: is a duplicate key"));
     EXPECT_THAT(
         problemOf(sensorTypeFile(
             "0xC0", "BLD", "\"0x0A\": " + state + ",\n\"0x0a\": " + state)),
-        EndsWith("is there twice, spelled otherwise"));
+        EndsWith("is a duplicate number in another spelling"));
 }
 
 } // namespace

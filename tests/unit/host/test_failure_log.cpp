@@ -41,7 +41,7 @@ TEST_F(Failures, AreLimitedWhateverAlternates)
             failures.noteSuccess();
         }
     }
-    EXPECT_EQ(logged, LineLimit::atOnce);
+    EXPECT_EQ(logged, LineLimit::burst);
 }
 
 TEST_F(Failures, ThatWereLeftOutAreLoggedLater)
@@ -51,7 +51,7 @@ TEST_F(Failures, ThatWereLeftOutAreLoggedLater)
         failures.admits(1 + i % 2);
     }
     EXPECT_FALSE(failures.admits(3));
-    time += LineLimit::oneMore;
+    time += LineLimit::refillTime;
     EXPECT_TRUE(failures.admits(3));
     EXPECT_FALSE(failures.admits(3));
 }

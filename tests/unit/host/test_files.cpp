@@ -35,9 +35,9 @@ TEST_F(StoreFiles, AreMadeWhenTheyAreNotThere)
 TEST_F(StoreFiles, LieInAFolderThatIsMadeWithThoseAboveIt)
 {
     const std::filesystem::path deep = in("store") / "of" / "one";
-    EXPECT_EQ(madeFolder(deep), deep);
+    EXPECT_EQ(makeFolder(deep), deep);
     EXPECT_TRUE(std::filesystem::is_directory(deep));
-    EXPECT_EQ(madeFolder(deep), deep);
+    EXPECT_EQ(makeFolder(deep), deep);
 }
 
 TEST_F(StoreFiles, HaveAllTheirBlocks)

@@ -268,7 +268,7 @@ TEST_F(IpmiTables, FitTheirFieldsWithAllTheirValues)
     });
 }
 
-// Both say that the chassis is open: the library clears one with the other.
+// Both mean that the chassis is open: the library clears one with the other.
 TEST_F(IpmiTables, NameTheIntrusionsThatClearEachOther)
 {
     const Described chassis =

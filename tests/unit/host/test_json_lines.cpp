@@ -73,7 +73,7 @@ TEST(JsonLines, AreThoseOfWhatIsNoJson)
     }
     catch (const nlohmann::json::exception& e)
     {
-        EXPECT_EQ(problemOf(wrong, e), "line 2: no valid JSON");
+        EXPECT_EQ(describeJsonError(wrong, e), "line 2: no valid JSON");
     }
 }
 
@@ -86,7 +86,7 @@ TEST(JsonLines, AreNotKnownOfANumberThatIsTooLarge)
     }
     catch (const nlohmann::json::exception& e)
     {
-        EXPECT_EQ(problemOf("1e999", e), "a number is too large");
+        EXPECT_EQ(describeJsonError("1e999", e), "a number is too large");
     }
 }
 

@@ -20,7 +20,7 @@ LineLimit::Clock::time_point standingClock()
 class Lines : public testing::Test
 {
   protected:
-    /** How many of some lines are let through. */
+    /** How many of @p lines lines are admitted. */
     int admitted(int lines)
     {
         int count = 0;
@@ -36,41 +36,41 @@ class Lines : public testing::Test
 
 TEST_F(Lines, AreLetThroughUpToTheLimit)
 {
-    EXPECT_EQ(admitted(LineLimit::atOnce), LineLimit::atOnce);
+    EXPECT_EQ(admitted(LineLimit::burst), LineLimit::burst);
     EXPECT_FALSE(limit.admits());
 }
 
 TEST_F(Lines, AreLetThroughOneByOneAfterwards)
 {
     admitted(1000);
-    time += LineLimit::oneMore - LineLimit::Clock::duration(1);
+    time += LineLimit::refillTime - LineLimit::Clock::duration(1);
     EXPECT_EQ(admitted(1000), 0);
     time += LineLimit::Clock::duration(1);
     EXPECT_EQ(admitted(1000), 1);
-    time += 2 * LineLimit::oneMore;
+    time += 2 * LineLimit::refillTime;
     EXPECT_EQ(admitted(1000), 2);
 }
 
 TEST_F(Lines, AreAsManyAsBeforeAfterALongTime)
 {
     admitted(1000);
-    time += 100 * LineLimit::atOnce * LineLimit::oneMore;
-    EXPECT_EQ(admitted(1000), LineLimit::atOnce);
+    time += 100 * LineLimit::burst * LineLimit::refillTime;
+    EXPECT_EQ(admitted(1000), LineLimit::burst);
 }
 
 TEST_F(Lines, ComeAfterOneThatSaysHowManyWereLeftOut)
 {
     testing::internal::CaptureStderr();
-    admitted(LineLimit::atOnce);
+    admitted(LineLimit::burst);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     admitted(37);
-    time += LineLimit::oneMore;
+    time += LineLimit::refillTime;
     testing::internal::CaptureStderr();
     admitted(1);
     EXPECT_NE(testing::internal::GetCapturedStderr().find(
                   "admits: 37 lines like the next one were left out\n"),
               std::string::npos);
-    time += LineLimit::oneMore;
+    time += LineLimit::refillTime;
     testing::internal::CaptureStderr();
     admitted(1);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
@@ -87,7 +87,7 @@ TEST_F(Lines, AreLimitedForAllThreadsTogether)
         });
     }
     threads.clear();
-    EXPECT_EQ(count, LineLimit::atOnce);
+    EXPECT_EQ(count, LineLimit::burst);
 }
 
 } // namespace

@@ -63,12 +63,12 @@ TEST(LogRecordOfALine, KeepsLongLines)
 
 TEST(LogLevels, HaveAPriorityAndAWord)
 {
-    EXPECT_EQ(priorityOf(1), LOG_ERR);
-    EXPECT_EQ(priorityOf(2), LOG_WARNING);
-    EXPECT_EQ(priorityOf(5), LOG_NOTICE);
-    EXPECT_EQ(priorityOf(7), LOG_INFO);
-    EXPECT_EQ(priorityOf(8), LOG_DEBUG);
-    EXPECT_EQ(priorityOf(9), LOG_DEBUG);
+    EXPECT_EQ(toPriority(1), LOG_ERR);
+    EXPECT_EQ(toPriority(2), LOG_WARNING);
+    EXPECT_EQ(toPriority(5), LOG_NOTICE);
+    EXPECT_EQ(toPriority(7), LOG_INFO);
+    EXPECT_EQ(toPriority(8), LOG_DEBUG);
+    EXPECT_EQ(toPriority(9), LOG_DEBUG);
     EXPECT_STREQ(levelWord(1), "error");
     EXPECT_STREQ(levelWord(2), "warning");
     EXPECT_STREQ(levelWord(5), "notice");

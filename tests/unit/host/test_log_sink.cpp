@@ -25,7 +25,7 @@ const LogRecord example{.level = 1,
                         .line = 1,
                         .function = "function"};
 
-/** What is written of a record. */
+/** The text that is written for a record. */
 std::string textOf(const LogRecord& record)
 {
     std::array<int, 2> ends{};

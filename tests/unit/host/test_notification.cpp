@@ -1,4 +1,4 @@
-/** @file Subscriptions where there is no bus; tests/bus has the rest. */
+/** @file Subscriptions without a bus; tests/bus has the rest. */
 
 #include "child.hpp"
 #include "no_bus.hpp"

@@ -57,7 +57,7 @@ TEST(Printable, ReplacesWhatIsNotUtf8)
     EXPECT_EQ(printable("a\xFF\xC3"), "a??");
     EXPECT_EQ(printable("\xE2\x82"), "??");
     EXPECT_EQ(printable("\xED\xA0\x80"), "???");
-    // U+202E and a line end, in more bytes than they take.
+    // U+202E and a line end in overlong encodings.
     EXPECT_EQ(printable("\xF0\x82\x80\xAE"), "????");
     EXPECT_EQ(printable("\xC0\x8A"), "??");
 }

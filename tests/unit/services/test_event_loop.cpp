@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
+#include <cstdio>
 #include <stdexcept>
 #include <string>
 
@@ -193,6 +196,81 @@ TEST(EventLoopOfAThread, GoesOnAfterAnActionThatThrows)
     const std::string log = testing::internal::GetCapturedStderr();
     EXPECT_EQ(calls, 3);
     EXPECT_NE(log.find("broken"), std::string::npos);
+}
+
+TEST(EventLoopOfAThread, EndsAndThrowsWhatAnActionThrew)
+{
+    EventLoop loop(OnException::endLoop);
+    int calls = 0;
+    const auto timer = loop.every(microseconds(10), [&] {
+        ++calls;
+        throw std::out_of_range("broken");
+    });
+    EXPECT_THROW(loop.run(), std::out_of_range);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST(EventLoopOfAThread, ThrowsAlsoWhatACallbackOfOthersPerforms)
+{
+    EventLoop loop(OnException::endLoop);
+    loop.perform([] {
+        throw std::out_of_range("broken");
+    });
+    EXPECT_THROW(loop.run(), std::out_of_range);
+}
+
+TEST(EventLoopOfAThread, CallsAtASignal)
+{
+    EventLoop loop;
+    int calls = 0;
+    const auto source = loop.onSignal(SIGUSR2, [&] {
+        if (++calls == 2)
+        {
+            loop.exit(0);
+            return;
+        }
+        raise(SIGUSR2);
+    });
+    raise(SIGUSR2);
+    loop.run();
+    EXPECT_EQ(calls, 2);
+}
+
+TEST(EventLoopOfAThread, CallsWhenNobodyReadsAPipeAnyMore)
+{
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    EventLoop loop;
+    bool readerIsGone = false;
+    const auto source = loop.onHangup(ends[1], [&] {
+        EXPECT_TRUE(readerIsGone);
+        loop.exit(5);
+    });
+    EventSource closing;
+    closing = loop.every(microseconds(50), [&] {
+        EventLoop::enable(closing, false);
+        readerIsGone = true;
+        close(ends[0]);
+    });
+    EXPECT_EQ(loop.run(), 5);
+    close(ends[1]);
+}
+
+TEST(EventLoopOfAThread, NeverSeesAFileHungUp)
+{
+    std::FILE* file = std::tmpfile();
+    ASSERT_NE(file, nullptr);
+    EventLoop loop;
+    bool called = false;
+    const auto source = loop.onHangup(fileno(file), [&] {
+        called = true;
+    });
+    const auto ending = loop.every(microseconds(50), [&] {
+        loop.exit(0);
+    });
+    loop.run();
+    EXPECT_FALSE(called);
+    std::fclose(file);
 }
 
 TEST(EventLoopOfAThread, CallsNothingForASourceThatIsGone)

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Arguments that cannot be read, as the operator is told of them. */
+/** @file Reads arguments and says what is wrong with those it cannot read. */
 
 #include "../error.hpp"
 

@@ -15,7 +15,7 @@ namespace
 
 ExitCode count(const Context& context, SourceChoice choice)
 {
-    const auto source = openSourceAndTell(choice);
+    const auto source = openSourceWithWarning(choice);
     const Counts counts = source->counts();
     if (context.json)
     {

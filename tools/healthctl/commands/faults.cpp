@@ -26,33 +26,34 @@ struct FaultsOptions
     bool visible = false;
     bool hidden = false;
     bool all = false;
-    FaultWish wish;
+    FaultFilter filter;
     SourceChoice source = SourceChoice::automatic;
 };
 
-FaultWish wishOf(const FaultsOptions& options)
+FaultFilter makeFilter(const FaultsOptions& options)
 {
-    FaultWish wish = options.wish;
+    FaultFilter filter = options.filter;
     if (!options.component.empty())
     {
-        wish.key = keyOf(options.component);
+        filter.key = keyOf(options.component);
     }
-    wish.visibility = options.all      ? Visibility::all
-                      : options.hidden ? Visibility::hidden
-                                       : Visibility::visible;
-    return wish;
+    filter.visibility = options.all      ? Visibility::all
+                        : options.hidden ? Visibility::hidden
+                                         : Visibility::visible;
+    return filter;
 }
 
-/** Says what a look at the visible faults leaves out. */
-void tellHidden(const Context& context, const Faults& faults, FaultWish wish)
+/** Says how many hidden faults are not listed. */
+void writeHiddenCount(const Context& context, const Faults& faults,
+                      FaultFilter filter)
 {
-    if (wish.visibility != Visibility::visible)
+    if (filter.visibility != Visibility::visible)
     {
         return;
     }
-    wish.visibility = Visibility::hidden;
-    wish.limit = 0;
-    if (const auto hidden = chooseFaults(faults, wish).size(); hidden > 0)
+    filter.visibility = Visibility::hidden;
+    filter.limit = 0;
+    if (const auto hidden = chooseFaults(faults, filter).size(); hidden > 0)
     {
         writeLine(
             context,
@@ -65,10 +66,10 @@ void tellHidden(const Context& context, const Faults& faults, FaultWish wish)
 
 ExitCode faults(const Context& context, const FaultsOptions& options)
 {
-    const FaultWish wish = wishOf(options);
-    const auto source = openSourceAndTell(options.source);
+    const FaultFilter filter = makeFilter(options);
+    const auto source = openSourceWithWarning(options.source);
     const Faults all = source->faults();
-    const Faults chosen = chooseFaults(all, wish);
+    const Faults chosen = chooseFaults(all, filter);
     if (chosen.empty() && !options.component.empty())
     {
         checkComponent(*source, options.component);
@@ -85,12 +86,12 @@ ExitCode faults(const Context& context, const FaultsOptions& options)
             writeLine(context, "No such faults.");
         }
         printFaults(context, chosen);
-        tellHidden(context, all, wish);
+        writeHiddenCount(context, all, filter);
     }
     return chosen.empty() ? ExitCode::nothingFound : ExitCode::ok;
 }
 
-void addSeverity(CLI::App& command, FaultWish& wish)
+void addSeverity(CLI::App& command, FaultFilter& filter)
 {
     static const Choices<uint32_t> words{
         {"critical", health_namespace::healthCritical},
@@ -100,10 +101,11 @@ void addSeverity(CLI::App& command, FaultWish& wish)
     command
         .add_option_function<std::vector<std::string>>(
             "-s,--severity",
-            [&wish](const std::vector<std::string>& chosen) {
+            [&filter](const std::vector<std::string>& chosen) {
                 for (const std::string& word : chosen)
                 {
-                    wish.severities.insert(chosenOf("--severity", word, words));
+                    filter.severities.insert(
+                        chosenOf("--severity", word, words));
                 }
             },
             "critical, warning, OK or unknown; repeatable")
@@ -112,16 +114,16 @@ void addSeverity(CLI::App& command, FaultWish& wish)
         ->take_all();
 }
 
-void addOrder(CLI::App& command, FaultWish& wish)
+void addOrder(CLI::App& command, FaultFilter& filter)
 {
     static const Choices<FaultOrder> orders{
         {"time", FaultOrder::time},
         {"severity", FaultOrder::severity},
         {"component", FaultOrder::component}};
-    addChoice(command, "--sort", wish.order, orders,
+    addChoice(command, "--sort", filter.order, orders,
               "time, severity (the default) or component");
-    command.add_flag("-r,--reverse", wish.reverse, "The other way round");
-    addNumber(command, "-n,--limit", wish.limit, {0},
+    command.add_flag("-r,--reverse", filter.reverse, "The other way round");
+    addNumber(command, "-n,--limit", filter.limit, {0},
               "How many at most; 0 for all")
         ->type_name("N");
 }
@@ -147,7 +149,7 @@ void addFaults(CommandLine& commands)
         .add_option("-c,--component", options->component,
                     "Only faults of this component and below it")
         ->type_name("PATH");
-    addSeverity(command, options->wish);
+    addSeverity(command, options->filter);
     auto* hidden =
         command.add_flag("--hidden", options->hidden, "Only hidden faults");
     auto* visible = command.add_flag("--visible", options->visible,
@@ -156,7 +158,7 @@ void addFaults(CommandLine& commands)
         command.add_flag("--all", options->all, "Visible and hidden faults");
     hidden->excludes(visible)->excludes(all);
     visible->excludes(all);
-    addOrder(command, options->wish);
+    addOrder(command, options->filter);
     addSourceOption(command, options->source);
 }
 

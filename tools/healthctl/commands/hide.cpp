@@ -3,6 +3,7 @@
 #include "../echo.hpp"
 #include "../error.hpp"
 #include "../model/component.hpp"
+#include "../model/hide_target.hpp"
 #include "../numbers.hpp"
 #include "../output/line_output.hpp"
 #include "../source/health_source.hpp"
@@ -20,30 +21,15 @@ namespace healthintf::healthctl
 namespace
 {
 
-/** Whose faults are meant. */
-struct Target
+/** The faults that an operator names. */
+struct Options
 {
+    /** The component as it was written; empty for none. */
     std::string component;
-    std::string sensorPath;
-    int sensorNumber = 0;
+    HideTarget target;
 };
 
-/** The component's key; empty for none.
- *
- *  @throws Error when nobody holds it: nobody would answer a signal, so a slip
- *          of the pen would go unseen */
-std::string heldKey(const Target& target)
-{
-    if (target.component.empty())
-    {
-        return "";
-    }
-    checkComponent(*openSourceAndTell(SourceChoice::automatic),
-                   target.component);
-    return keyOf(target.component);
-}
-
-/** @throws Error for a text that no component obeys */
+/** @throws Error for a text that is longer than components accept */
 void checkLength(const std::string& text)
 {
     using health_namespace::FaultAndHealth;
@@ -56,13 +42,13 @@ void checkLength(const std::string& text)
     }
 }
 
-void send(bool hide, const std::string& key, const Target& target)
+void send(bool hide, const HideTarget& target)
 {
     using health_namespace::FaultAndHealth;
     Echo echo(std::string("path='") + names::root + "',interface='" +
               names::managerInterface + "',member='HideFaultForSensor'");
-    if (FaultAndHealth::SendHideFaultsSignal(hide, key, target.sensorPath,
-                                             target.sensorNumber) !=
+    if (FaultAndHealth::SendHideFaultsSignal(
+            hide, target.key, target.sensorPath, target.sensorNumber) !=
         health_namespace::statusOk)
     {
         throw Error(ExitCode::usage,
@@ -72,51 +58,70 @@ void send(bool hide, const std::string& key, const Target& target)
     echo.expect();
 }
 
-ExitCode setHidden(const Context& context, bool hide, const Target& target)
+/** Counts what the signal will meet, because nobody answers it.
+ *
+ *  @throws Error when there is no component of that name */
+TargetCounts count(const Options& options)
 {
-    if (target.component.empty() && target.sensorPath.empty() &&
+    const auto source = openSourceWithWarning(SourceChoice::automatic);
+    if (!options.component.empty())
+    {
+        checkComponent(*source, options.component);
+    }
+    return countTargets(options.target, source->faults());
+}
+
+ExitCode setHidden(const Context& context, bool hide, Options options)
+{
+    HideTarget& target = options.target;
+    if (options.component.empty() && target.sensorPath.empty() &&
         target.sensorNumber == 0)
     {
         throw Error(ExitCode::usage,
                     "nothing is named; give --component, --sensor-path or "
                     "--sensor-number");
     }
-    checkLength(target.component);
+    checkLength(options.component);
     checkLength(target.sensorPath);
-    const std::string key = heldKey(target);
-    send(hide, key, target);
+    if (!options.component.empty())
+    {
+        target.key = keyOf(options.component);
+    }
+    const TargetCounts counts = count(options);
+    send(hide, target);
     if (context.json)
     {
         writeJson(context, "healthctl.hide/1",
                   {{"hide", hide},
-                   {"component", key},
+                   {"component", target.key},
                    {"sensorPath", target.sensorPath},
-                   {"sensorNumber", target.sensorNumber}});
+                   {"sensorNumber", target.sensorNumber},
+                   {"components", counts.components},
+                   {"faults", counts.faults}});
     }
     else
     {
-        writeLine(context, std::string("All components were asked to ") +
-                               (hide ? "hide" : "show") + " these faults.");
+        writeLine(context, describeTargets(hide, counts));
     }
     return ExitCode::ok;
 }
 
 void addTo(CommandLine& commands, bool hide, const CommandText& text)
 {
-    const auto target = std::make_shared<Target>();
+    const auto options = std::make_shared<Options>();
     CLI::App& command =
-        commands.add(text, [hide, target](const Context& context) {
-            return setHidden(context, hide, *target);
+        commands.add(text, [hide, options](const Context& context) {
+            return setHidden(context, hide, *options);
         });
     command
-        .add_option("-c,--component", target->component,
+        .add_option("-c,--component", options->component,
                     "All faults of this component, but not below it")
         ->type_name("PATH");
     command
-        .add_option("--sensor-path", target->sensorPath,
+        .add_option("--sensor-path", options->target.sensorPath,
                     "The faults of this sensor")
         ->type_name("PATH");
-    addNumber(command, "--sensor-number", target->sensorNumber, {1},
+    addNumber(command, "--sensor-number", options->target.sensorNumber, {1},
               "The faults of the sensors with this IPMI number")
         ->type_name("N");
 }

@@ -72,7 +72,7 @@ ExitCode get(const Context& context, const std::string& name)
 {
     const host::Attributes held = attributes();
     auto all = nlohmann::ordered_json::array();
-    // Values stand at one place, whichever are shown.
+    // Values are aligned alike for one setting and for all.
     constexpr std::size_t longestName = 11;
     std::vector<std::pair<std::string, std::string>> fields;
     for (const auto& [shown, attribute] : settingsOf(name))
@@ -118,10 +118,10 @@ Error failureOf(const std::string& attribute, int code)
         case EHOSTUNREACH:
         case ENXIO:
             return {ExitCode::unavailable,
-                    line + "no health manager is there; start healthmgr"};
+                    line + "healthmgr is not running; start it"};
         case ETIMEDOUT:
             return {ExitCode::unavailable,
-                    line + "the health manager did not answer; \"healthctl lcd "
+                    line + "healthmgr did not answer; \"healthctl lcd "
                            "get\" shows whether it is set all the same"};
         case EDQUOT:
             return {ExitCode::failed,

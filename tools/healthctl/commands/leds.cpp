@@ -41,7 +41,7 @@ void printLeds(const Context& context, const LedStates& states)
 
 ExitCode leds(const Context& context, SourceChoice choice)
 {
-    const auto source = openSourceAndTell(choice);
+    const auto source = openSourceWithWarning(choice);
     const LedStates states = source->leds();
     if (context.json)
     {

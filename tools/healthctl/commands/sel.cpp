@@ -4,7 +4,7 @@
 #include "../numbers.hpp"
 #include "../output/line_output.hpp"
 #include "../sel/log_reader.hpp"
-#include "../sel/log_service.hpp"
+#include "../sel/logmgr_client.hpp"
 #include "../sel/sel_entries.hpp"
 
 #include <nlohmann/json.hpp>
@@ -61,7 +61,7 @@ std::string momentOrNever(uint32_t seconds)
 
 ExitCode info(const Context& context)
 {
-    const LogInfo log = LogService().info();
+    const services::LogStatus log = LogmgrClient().status();
     const auto orNull = [](uint32_t seconds) {
         return seconds == 0 ? Json(nullptr) : Json(seconds);
     };

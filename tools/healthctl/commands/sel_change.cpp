@@ -1,7 +1,7 @@
 #include "../error.hpp"
 #include "../numbers.hpp"
 #include "../output/line_output.hpp"
-#include "../sel/log_service.hpp"
+#include "../sel/logmgr_client.hpp"
 #include "arguments.hpp"
 #include "sel.hpp"
 
@@ -56,7 +56,7 @@ ExitCode add(const Context& context, const Addition& addition)
         },
         "write its 16 bytes in hexadecimal digits");
     const uint32_t id =
-        LogService().add(addition.sensor, record, givenTime(addition.time));
+        LogmgrClient().add(addition.sensor, record, givenTime(addition.time));
     if (context.json)
     {
         writeJson(context, "healthctl.sel-add/1", {{"id", id}});
@@ -77,7 +77,7 @@ struct ClearOptions
 };
 
 /** Whether the operator wants the log emptied. */
-bool confirmed(const Context& context, const LogInfo& log)
+bool confirmed(const Context& context, const services::LogStatus& log)
 {
     if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0)
     {
@@ -90,7 +90,7 @@ bool confirmed(const Context& context, const LogInfo& log)
     std::string answer;
     if (!std::getline(std::cin, answer))
     {
-        // What ends the input does not end the line.
+        // The end of the input leaves the cursor behind the question.
         context.out << '\n';
     }
     return answer == "y" || answer == "Y" || answer == "yes";
@@ -98,16 +98,16 @@ bool confirmed(const Context& context, const LogInfo& log)
 
 ExitCode clear(const Context& context, const ClearOptions& options)
 {
-    LogService log;
+    LogmgrClient log;
     std::optional<uint16_t> last = options.upTo;
     std::optional<uint64_t> generation;
     if (!options.yes)
     {
-        // What comes while the operator thinks is not what was asked about.
-        const LogInfo info = log.info();
-        last = options.upTo.value_or(info.lastEntry);
-        generation = info.generation;
-        if (!confirmed(context, info))
+        // Entries that come while the operator thinks must not go.
+        const services::LogStatus status = log.status();
+        last = options.upTo.value_or(status.lastEntry);
+        generation = status.generation;
+        if (!confirmed(context, status))
         {
             writeLine(context, "Nothing was removed.");
             return ExitCode::nothingFound;
@@ -135,8 +135,7 @@ void addAdd(CommandLine& commands, CLI::App& sel)
         sel,
         {.name = "add",
          .summary = "Stores a record, and says its identifier.",
-         .more = "The log manager writes identifier and time into the "
-                 "record.\n"
+         .more = "logmgr writes identifier and time into the record.\n"
                  "\n"
                  "Examples:\n"
                  "  healthctl sel add --name 'Fan 7' --path /sensors/fan7 \\\n"

@@ -3,7 +3,7 @@
 #include "../error.hpp"
 #include "../output/line_output.hpp"
 #include "../sel/log_reader.hpp"
-#include "../sel/log_service.hpp"
+#include "../sel/logmgr_client.hpp"
 #include "sel.hpp"
 
 #include <nlohmann/json.hpp>
@@ -54,7 +54,7 @@ ExitCode exportTo(const Context& context, const std::string& file)
 ExitCode importFrom(const Context& context, const std::string& file)
 {
     const std::vector<RawRecord> records = readRecords(file);
-    LogService log;
+    LogmgrClient log;
     const std::vector<uint32_t> ids = importRecords(log, records);
     if (context.json)
     {

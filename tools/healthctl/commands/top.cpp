@@ -26,7 +26,7 @@ ExitCode top(const Context& context, const TopOptions& options)
 {
     const std::string key =
         options.component.empty() ? "" : keyOf(options.component);
-    const auto source = openSourceAndTell(options.source);
+    const auto source = openSourceWithWarning(options.source);
     const Faults faults = source->top(key, options.n, options.severe);
     if (faults.empty() && !options.component.empty())
     {

@@ -80,8 +80,8 @@ ExitCode tree(const Context& context, const TreeOptions& options)
         throw Error(ExitCode::usage, "--json excludes --paths; see \"healthctl "
                                      "tree --help\"");
     }
-    const auto source = openSourceAndTell(options.source);
-    const auto trees = growTrees(source->nodes(), source->faults());
+    const auto source = openSourceWithWarning(options.source);
+    const auto trees = buildTrees(source->nodes(), source->faults());
     const Tops tops = topsOf(*source, trees, options.root);
     if (options.paths)
     {

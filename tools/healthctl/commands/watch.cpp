@@ -2,9 +2,9 @@
 
 #include "../numbers.hpp"
 #include "../output/terminal.hpp"
-#include "../watch/event_loop.hpp"
 #include "../watch/line_watcher.hpp"
 #include "../watch/tree_screen.hpp"
+#include "../watch/watch_loop.hpp"
 
 #include <memory>
 
@@ -33,15 +33,15 @@ ExitCode watch(const Context& context, const TreeView& view)
 {
     const auto operators = connectBus();
     const BusPtr bus = host::openDefaultBus();
-    EventLoop loop(bus.get());
+    WatchLoop loop(bus.get());
     if (context.json || !canDraw())
     {
-        const LineWatcher lines(context, bus.get(), loop);
+        const LineWatcher lines(context, bus.get(), loop.events());
         loop.run();
     }
     else
     {
-        const TreeScreen screen(context, view, bus.get(), loop);
+        const TreeScreen screen(context, view, bus.get(), loop.events());
         loop.run();
     }
     return ExitCode::ok;

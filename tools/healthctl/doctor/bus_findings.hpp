@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What the doctor makes of the bus and of the services on it. */
+/** @file Judges the bus and the services on it. */
 
 #include "finding.hpp"
 

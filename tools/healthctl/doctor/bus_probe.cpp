@@ -7,7 +7,7 @@
 #include <com/vexa/olvar/healthmgr/names.hpp>
 #include <com/vexa/olvar/logmgr/names.hpp>
 
-#include <health_manager/protocol.hpp>
+#include <healthmgr/protocol.hpp>
 
 #include <unistd.h>
 
@@ -30,10 +30,10 @@ using Names = std::vector<std::string>;
 constexpr const char* busName = "org.freedesktop.DBus";
 constexpr const char* busPath = "/org/freedesktop/DBus";
 
-/** So many microseconds a service has to show that it answers. */
+/** How long a service may take to answer, in microseconds. */
 constexpr uint64_t patience = 5'000'000;
 
-/** What came of a call. */
+/** The result of a call. */
 struct Answer
 {
     MessagePtr reply;
@@ -51,7 +51,7 @@ MessagePtr newCall(sd_bus* bus, const char* service, const char* path,
                    sd_bus_message_new_method_call(bus, &message, service, path,
                                                   interface, member));
     MessagePtr owned(message);
-    // A doctor does not wake anybody up.
+    // The doctor starts no service.
     host::checkBus("sd_bus_message_set_auto_start",
                    sd_bus_message_set_auto_start(message, 0));
     return owned;
@@ -99,9 +99,8 @@ uint32_t pidOf(sd_bus* bus, const std::string& name)
     return pid;
 }
 
-/** Whether a service says anything at all, and be it that this user may not
- *  ask. */
-bool answers(sd_bus* bus, const std::string& name)
+/** Whether a service answers in time, with an error too. */
+bool isResponding(sd_bus* bus, const std::string& name)
 {
     return !call(bus,
                  newCall(bus, name.c_str(), "/", "org.freedesktop.DBus.Peer",
@@ -110,8 +109,8 @@ bool answers(sd_bus* bus, const std::string& name)
                 .late;
 }
 
-/** What the bus lists. */
-Names listed(sd_bus* bus, const char* member)
+/** The names that a method of the bus lists. */
+Names listNames(sd_bus* bus, const char* member)
 {
     const Answer answer =
         call(bus, newCall(bus, busName, busPath, busName, member));
@@ -148,9 +147,9 @@ std::string expectedAddress()
     return user ? "$XDG_RUNTIME_DIR/bus" : "/run/dbus/system_bus_socket";
 }
 
-/** Writes down how a call ended. A service that answers an error of its own
- *  was reached. */
-void take(const Answer& answer, Attempt& attempt)
+/** Notes whether a call was allowed. An error of the service's own means that
+ *  the call reached it. */
+void noteResult(const Answer& answer, Attempt& attempt)
 {
     if (answer.error == SD_BUS_ERROR_ACCESS_DENIED)
     {
@@ -168,7 +167,7 @@ void take(const Answer& answer, Attempt& attempt)
     }
 }
 
-/** Asks for the node of what is no key. */
+/** Asks for a node with an empty key, which healthmgr refuses. */
 Answer askForNoNode(sd_bus* bus)
 {
     const MessagePtr message =
@@ -186,7 +185,7 @@ Answer readTree(sd_bus* bus)
                              "GetManagedObjects"));
 }
 
-/** Adds what is no record, of which nobody is told. */
+/** Adds an empty record, which logmgr refuses and does not announce. */
 Answer addNoRecord(sd_bus* bus)
 {
     const MessagePtr message =
@@ -208,7 +207,7 @@ Answer readLog(sd_bus* bus)
     return call(bus, message);
 }
 
-/** Requests the name of a process that has it and keeps it. */
+/** Requests a bus name that another process owns. */
 void tryToOwn(sd_bus* bus, const std::string& name, Attempt& attempt)
 {
     const int result = sd_bus_request_name(bus, name.c_str(), 0);
@@ -285,7 +284,7 @@ BusProbe::BusProbe()
 
 std::vector<ServiceState> BusProbe::services() const
 {
-    const Names activatable = listed(bus.get(), "ListActivatableNames");
+    const Names activatable = listNames(bus.get(), "ListActivatableNames");
     std::vector<ServiceState> found{
         {.program = "healthmgr", .name = names::managerService},
         {.program = "logmgr", .name = names::logManagerService}};
@@ -294,7 +293,8 @@ std::vector<ServiceState> BusProbe::services() const
         service.pid = pidOf(bus.get(), service.name);
         service.activatable =
             std::ranges::find(activatable, service.name) != activatable.end();
-        service.answers = service.pid == 0 || answers(bus.get(), service.name);
+        service.answers =
+            service.pid == 0 || isResponding(bus.get(), service.name);
     }
     return found;
 }
@@ -309,7 +309,7 @@ BusProbe::attempts(const std::vector<ServiceState>& services) const
     };
     const auto byCalling = [&](Answer (*make)(sd_bus*)) {
         return [this, make](Attempt& next) {
-            take(make(bus.get()), next);
+            noteResult(make(bus.get()), next);
         };
     };
     for (const ServiceState& service : services)
@@ -323,11 +323,11 @@ BusProbe::attempts(const std::vector<ServiceState>& services) const
             continue;
         }
         const bool health = service.program == "healthmgr";
-        attempt({.check = health ? "read-tree" : "read-log",
-                 .what = health ? "read the health manager's nodes"
-                                : "read the log",
-                 .why = ""},
-                byCalling(health ? readTree : readLog));
+        attempt(
+            {.check = health ? "read-tree" : "read-log",
+             .what = health ? "read the nodes of healthmgr" : "read the log",
+             .why = ""},
+            byCalling(health ? readTree : readLog));
         attempt({.check = health ? "add-node" : "add-sel",
                  .what = health ? "ask for a health node" : "add to the log",
                  .why = "",
@@ -347,7 +347,7 @@ BusProbe::attempts(const std::vector<ServiceState>& services) const
 MatchUses BusProbe::matchRules() const
 {
     std::vector<MatchUse> uses;
-    for (const std::string& name : listed(bus.get(), "ListNames"))
+    for (const std::string& name : listNames(bus.get(), "ListNames"))
     {
         if (!name.starts_with(':'))
         {

@@ -33,7 +33,8 @@ class BusProbe
         return bus != nullptr;
     }
 
-    /** Our services; to be asked only when connected, as all that follows. */
+    /** The services of this project. This function and those below need a
+     *  connection. */
     std::vector<ServiceState> services() const;
 
     /** Tries what the policies are about.

@@ -17,7 +17,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-/** Whom the log manager runs as; root, unless it tells otherwise. */
+/** The user that logmgr runs as; root when that is not known. */
 uid_t userOfLogManager(const std::vector<ServiceState>& services)
 {
     for (const ServiceState& service : services)
@@ -65,7 +65,7 @@ Findings examineBus(const BusProbe& bus,
     return findings;
 }
 
-/** Compares the log with its mirror, if the log manager answers. */
+/** Compares the log with its mirror, if logmgr answers. */
 Findings examineLog(const std::vector<ServiceState>& services)
 {
     for (const ServiceState& service : services)

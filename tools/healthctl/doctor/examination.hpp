@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file All that the doctor looks at. */
+/** @file All checks of "healthctl doctor". */
 
 #include "finding.hpp"
 

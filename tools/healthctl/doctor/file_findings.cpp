@@ -6,7 +6,7 @@ namespace
 {
 
 constexpr uint64_t mebibyte = 1UL << 20;
-/** What the files of the log and of the data cache grow by at once. */
+/** By how much the files of the log and of the data cache grow at once. */
 constexpr uint64_t growthOfLog = 4 * mebibyte;
 constexpr uint64_t growthOfCache = 2 * mebibyte;
 
@@ -44,7 +44,7 @@ Finding spaceOf(const host::CacheSpace& space)
                            : ""};
 }
 
-/** What there is to say of the folder alone. */
+/** The finding about the folder itself. */
 Finding folderOf(const CacheState& cache)
 {
     const std::string folder = cache.folder.string();
@@ -183,7 +183,7 @@ Findings findingsOf(const std::string& check, const std::string& what,
                             .grade = Grade::ok,
                             .text = std::to_string(files.usable) +
                                     (files.usable == 1 ? " file" : " files") +
-                                    " of use of the " + what + " in " + folders,
+                                    " of the " + what + " in " + folders,
                             .remedy = ""});
     }
     for (const std::string& problem : files.problems)

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What the doctor makes of folders and files. */
+/** @file Judges folders and files. */
 
 #include "finding.hpp"
 
@@ -32,7 +32,7 @@ struct CacheState
     uint64_t freeBytes = 0;
 };
 
-/** The folder of what lasts. */
+/** The folder of the data that outlasts a restart. */
 struct StateFolder
 {
     std::filesystem::path folder;
@@ -40,7 +40,7 @@ struct StateFolder
     std::string failure;
     /** The folder itself, or the one above that it will be made in. */
     std::filesystem::path nearest;
-    /** Whom it has to let write. */
+    /** The user who must be able to write there. */
     std::string user;
     bool writable = false;
     uint64_t freeBytes = 0;

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What the doctor makes of the log and its mirror. */
+/** @file Judges the log and its mirror. */
 
 #include "finding.hpp"
 
@@ -17,8 +17,7 @@ struct LogComparison
     std::string failure;
     std::size_t entries = 0;
     std::size_t mirrored = 0;
-    /** How many entries of the log stand otherwise, or not at all, in their
-     *  places of the mirror. */
+    /** How many entries of the log the mirror lacks or has otherwise. */
     std::size_t different = 0;
 };
 

@@ -1,7 +1,7 @@
 #include "log_probe.hpp"
 
 #include "../error.hpp"
-#include "../sel/log_service.hpp"
+#include "../sel/logmgr_client.hpp"
 
 #include <data_cache/sel_entry_cache.hpp>
 #include <data_cache/sel_entry_codec.hpp>
@@ -18,7 +18,7 @@ namespace
 /** How often both are read while the log changes. */
 constexpr int mostReadings = 5;
 
-std::string bytesOf(const SELEntry_gen& entry)
+std::string encode(const SELEntry_gen& entry)
 {
     return host::encodeSelEntry({.recordId = entry.recordId(),
                                  .timestamp = entry.timestamp(),
@@ -26,8 +26,8 @@ std::string bytesOf(const SELEntry_gen& entry)
                                  .record = entry.record()});
 }
 
-LogComparison compared(const std::vector<SELEntry_gen>& log,
-                       const std::vector<SELEntryProperties>& mirror)
+LogComparison compareEntries(const std::vector<SELEntry_gen>& log,
+                             const std::vector<SELEntryProperties>& mirror)
 {
     LogComparison comparison{.failure = "",
                              .entries = log.size(),
@@ -36,7 +36,7 @@ LogComparison compared(const std::vector<SELEntry_gen>& log,
     for (std::size_t i = 0; i < log.size(); ++i)
     {
         if (i >= mirror.size() ||
-            bytesOf(log[i]) != host::encodeSelEntry(mirror[i]))
+            encode(log[i]) != host::encodeSelEntry(mirror[i]))
         {
             ++comparison.different;
         }
@@ -44,13 +44,13 @@ LogComparison compared(const std::vector<SELEntry_gen>& log,
     return comparison;
 }
 
-bool isSame(const LogInfo& one, const LogInfo& other)
+bool isSame(const services::LogStatus& one, const services::LogStatus& other)
 {
     return one.generation == other.generation &&
            one.lastEntry == other.lastEntry && one.entries == other.entries;
 }
 
-LogComparison failed(const std::string& why)
+LogComparison makeFailure(const std::string& why)
 {
     LogComparison comparison;
     comparison.failure = why;
@@ -63,28 +63,28 @@ LogComparison compareLogWithMirror()
 {
     try
     {
-        LogService log;
+        LogmgrClient log;
         for (int reading = 0; reading < mostReadings; ++reading)
         {
-            const LogInfo before = log.info();
+            const services::LogStatus before = log.status();
             const std::vector<SELEntry_gen> entries = log.content().entries;
             std::vector<SELEntryProperties> mirror;
             const long result = host::readSelMirror(mirror);
             if (result != DataAbstraction::readOk &&
                 result != DataAbstraction::readNoRecords)
             {
-                return failed("the mirror cannot be read");
+                return makeFailure("the mirror cannot be read");
             }
-            if (isSame(before, log.info()))
+            if (isSame(before, log.status()))
             {
-                return compared(entries, mirror);
+                return compareEntries(entries, mirror);
             }
         }
-        return failed("the log changes all the time");
+        return makeFailure("the log changes all the time");
     }
     catch (const Error& e)
     {
-        return failed(e.what());
+        return makeFailure(e.what());
     }
 }
 

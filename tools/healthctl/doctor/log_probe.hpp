@@ -7,8 +7,8 @@
 namespace healthintf::healthctl
 {
 
-/** Compares the log of the log manager, which must be running, with its mirror
- *  in the data cache. */
+/** Compares the log with its mirror in the data cache. logmgr must be
+ *  running. */
 LogComparison compareLogWithMirror();
 
 } // namespace healthintf::healthctl

@@ -12,7 +12,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-/** What the bus did with a rule. */
+/** What the bus answered to a rule. */
 enum class Outcome
 {
     made,
@@ -20,7 +20,7 @@ enum class Outcome
     failed,
 };
 
-/** Makes a rule that no signal fits. */
+/** Adds a rule that no signal matches. */
 Outcome makeRule(sd_bus* bus, uint32_t number)
 {
     const std::string rule = "type='signal',interface='com.vexa.olvar.none',"

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What the doctor makes of the health records. */
+/** @file Judges the health records. */
 
 #include "finding.hpp"
 

@@ -17,7 +17,7 @@ namespace healthintf::healthctl
  *  @throws Error when it is no object path */
 std::string keyOf(const std::string& written);
 
-/** What ends a command that names a component which is not there. */
+/** The error for a component that does not exist. */
 Error noComponent(const std::string& written);
 
 /** How a key is shown: without the root of the health tree, unless it is the

@@ -11,16 +11,17 @@ namespace healthintf::healthctl
 namespace
 {
 
-bool isWanted(const Fault& fault, const FaultWish& wish)
+bool matches(const Fault& fault, const FaultFilter& filter)
 {
-    return isAtOrBelow(componentOf(fault.path), wish.key) &&
-           (wish.severities.empty() ||
-            wish.severities.contains(fault.record.severity())) &&
-           (wish.visibility == Visibility::all ||
-            fault.record.hidden() == (wish.visibility == Visibility::hidden));
+    return isAtOrBelow(componentOf(fault.path), filter.key) &&
+           (filter.severities.empty() ||
+            filter.severities.contains(fault.record.severity())) &&
+           (filter.visibility == Visibility::all ||
+            fault.record.hidden() == (filter.visibility == Visibility::hidden));
 }
 
-/** What is compared; the path last, so that every order is a whole one. */
+/** The values to sort by. The path is the last, so that no two faults are
+ *  equal. */
 auto sortKey(const Fault& fault, FaultOrder order)
 {
     const auto least = -static_cast<int64_t>(fault.record.severity());
@@ -32,23 +33,23 @@ auto sortKey(const Fault& fault, FaultOrder order)
 
 } // namespace
 
-Faults chooseFaults(const Faults& faults, const FaultWish& wish)
+Faults chooseFaults(const Faults& faults, const FaultFilter& filter)
 {
     Faults chosen;
     std::ranges::copy_if(faults, std::back_inserter(chosen),
-                         [&wish](const Fault& fault) {
-                             return isWanted(fault, wish);
+                         [&filter](const Fault& fault) {
+                             return matches(fault, filter);
                          });
-    std::ranges::sort(chosen, {}, [&wish](const Fault& fault) {
-        return sortKey(fault, wish.order);
+    std::ranges::sort(chosen, {}, [&filter](const Fault& fault) {
+        return sortKey(fault, filter.order);
     });
-    if (wish.reverse)
+    if (filter.reverse)
     {
         std::ranges::reverse(chosen);
     }
-    if (wish.limit != 0 && wish.limit < chosen.size())
+    if (filter.limit != 0 && filter.limit < chosen.size())
     {
-        chosen.erase(chosen.begin() + static_cast<std::ptrdiff_t>(wish.limit),
+        chosen.erase(chosen.begin() + static_cast<std::ptrdiff_t>(filter.limit),
                      chosen.end());
     }
     return chosen;

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Choosing and ordering faults. */
+/** @file Chooses and sorts faults. */
 
 #include "../source/health_source.hpp"
 
@@ -12,7 +12,7 @@
 namespace healthintf::healthctl
 {
 
-/** Which faults by their visibility. */
+/** Which faults to choose by their visibility. */
 enum class Visibility
 {
     visible,
@@ -20,7 +20,7 @@ enum class Visibility
     all,
 };
 
-/** What comes first. */
+/** Which faults come first. */
 enum class FaultOrder
 {
     /** The oldest. */
@@ -31,8 +31,8 @@ enum class FaultOrder
     component,
 };
 
-/** What is wanted of the faults. */
-struct FaultWish
+/** Which faults to choose, and their order. */
+struct FaultFilter
 {
     /** The component that they are of or below; empty for all. */
     std::string key;
@@ -45,7 +45,7 @@ struct FaultWish
     std::size_t limit = 0;
 };
 
-/** The faults that are wanted, in their order. */
-Faults chooseFaults(const Faults& faults, const FaultWish& wish);
+/** The faults that match a filter, sorted. */
+Faults chooseFaults(const Faults& faults, const FaultFilter& filter);
 
 } // namespace healthintf::healthctl

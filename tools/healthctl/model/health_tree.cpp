@@ -14,8 +14,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-/** Whether something must be above a key: everything below the root hangs
- *  together. */
+/** Whether a key must have a parent, as each below the root does. */
 bool hasParent(const std::string& key)
 {
     return key != names::root && isAtOrBelow(key, names::root);
@@ -133,7 +132,7 @@ std::size_t TreeNode::hidden() const
         }));
 }
 
-std::vector<TreeNode> growTrees(const Nodes& nodes, const Faults& faults)
+std::vector<TreeNode> buildTrees(const Nodes& nodes, const Faults& faults)
 {
     return Gathered(nodes, faults).trees();
 }

@@ -19,7 +19,7 @@ struct Origin
     bool faults = false;
     /** A child is as bad as the node. */
     bool children = false;
-    /** Nothing that is recorded is as bad: its base health must be. */
+    /** Neither faults nor children are as bad, so its base health is. */
     bool base = false;
 };
 
@@ -47,7 +47,7 @@ struct TreeNode
  *
  *  @return the topmost keys in their order: the root of the health tree, and
  *          what lies outside it */
-std::vector<TreeNode> growTrees(const Nodes& nodes, const Faults& faults);
+std::vector<TreeNode> buildTrees(const Nodes& nodes, const Faults& faults);
 
 /** The subtree of a key; null when there is none. */
 const TreeNode* findNode(const std::vector<TreeNode>& trees,

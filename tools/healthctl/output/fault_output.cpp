@@ -16,7 +16,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-/** What the sensor is called, for who wants to hide its faults. */
+/** The sensor's path and number, by which its faults can be hidden. */
 std::string sensorOf(const FaultEntry_gen& record)
 {
     std::string text = record.sensorPath();
@@ -32,7 +32,7 @@ void addFault(Table& table, const Fault& fault, const Style& style)
 {
     const FaultEntry_gen& record = fault.record;
     const Tone tone = record.hidden() ? Tone::faint : toneOf(record.severity());
-    const std::string bullet = std::string(style.signs().bullet) + " ";
+    const std::string bullet = std::string(style.glyphs().bullet) + " ";
     table.addRow(
         {{health_namespace::healthWord(record.severity()), tone, bullet},
          localTime(record.timestamp()),

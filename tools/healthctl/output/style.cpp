@@ -31,8 +31,8 @@ const char* codeOf(Tone tone)
     return nullptr;
 }
 
-constexpr Signs unicodeSigns{"├─ ", "└─ ", "│  ", "   ", "•", "…", "─"};
-constexpr Signs asciiSigns{"|- ", "`- ", "|  ", "   ", "*", "...", "-"};
+constexpr Glyphs unicodeGlyphs{"├─ ", "└─ ", "│  ", "   ", "•", "…", "─"};
+constexpr Glyphs asciiGlyphs{"|- ", "`- ", "|  ", "   ", "*", "...", "-"};
 
 } // namespace
 
@@ -71,9 +71,9 @@ std::string Style::health(uint32_t value) const
     return paint(health_namespace::healthWord(value), toneOf(value));
 }
 
-const Signs& Style::signs() const
+const Glyphs& Style::glyphs() const
 {
-    return unicode ? unicodeSigns : asciiSigns;
+    return unicode ? unicodeGlyphs : asciiGlyphs;
 }
 
 } // namespace healthintf::healthctl

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file How text looks: its colours, and the signs that are drawn with. */
+/** @file Colours of texts, and the characters of drawings. */
 
 #include <cstdint>
 #include <string>
@@ -8,7 +8,7 @@
 namespace healthintf::healthctl
 {
 
-/** What a piece of text is, which its colour tells. */
+/** The meaning of a text, which decides its colour. */
 enum class Tone
 {
     plain,
@@ -24,8 +24,8 @@ enum class Tone
 /** The tone of a health value. */
 Tone toneOf(uint32_t health);
 
-/** The signs that drawings are made of. */
-struct Signs
+/** The characters that drawings are made of. */
+struct Glyphs
 {
     const char* branch;
     const char* lastBranch;
@@ -36,12 +36,13 @@ struct Signs
     const char* rule;
 };
 
-/** Colours text or leaves it, and knows the signs that the terminal has. */
+/** Colours text, and draws with characters that the terminal has. */
 class Style
 {
   public:
     /** @param[in] coloured whether text is coloured
-     *  @param[in] unicode whether there are other signs than those of ASCII */
+     *  @param[in] unicode whether the terminal has more characters than ASCII
+     */
     Style(bool coloured, bool unicode);
 
     std::string paint(const std::string& text, Tone tone) const;
@@ -49,12 +50,7 @@ class Style
     /** The word for a health value, in its colour. */
     std::string health(uint32_t value) const;
 
-    const Signs& signs() const;
-
-    bool isColoured() const
-    {
-        return coloured;
-    }
+    const Glyphs& glyphs() const;
 
   private:
     bool coloured;

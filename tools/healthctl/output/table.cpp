@@ -32,11 +32,11 @@ std::string cutLead(const std::string& lead, std::size_t columns)
                : beginning(lead, columns);
 }
 
-/** A cell in the room that its column and the line have for it. */
+/** Shortens a cell to the width of its column and to the rest of the line. */
 Cell fitted(const Cell& cell, std::size_t width, std::size_t room,
             const Style& style)
 {
-    // What stands in front leaves something for the text.
+    // The lead leaves room for some of the text.
     constexpr std::size_t least = 8;
     const std::size_t kept = std::min({columnsOf(cell.text), room / 2, least});
     Cell result(cell.text, cell.tone, cutLead(cell.lead, room - kept));
@@ -44,13 +44,14 @@ Cell fitted(const Cell& cell, std::size_t width, std::size_t room,
     const std::size_t inColumn =
         std::max(std::min(width, room), std::min(room, lead + 1)) - lead;
     result.text =
-        shortened(cell.text, std::max(inColumn, kept), style.signs().ellipsis);
+        shortened(cell.text, std::max(inColumn, kept), style.glyphs().ellipsis);
     return result;
 }
 
 } // namespace
 
-Table::Table(std::vector<Yielding> yielding) : yielding(std::move(yielding))
+Table::Table(std::vector<ShrinkingColumn> shrinking) :
+    shrinking(std::move(shrinking))
 {}
 
 void Table::addRow(std::vector<Cell> cells)
@@ -112,7 +113,7 @@ Table::Widths Table::widths(std::optional<std::size_t> width) const
         }));
     std::size_t sum = std::accumulate(all.begin(), all.end(),
                                       filled > 0 ? (filled - 1) * gap : 0);
-    for (const auto& [column, least] : yielding)
+    for (const auto& [column, least] : shrinking)
     {
         if (width && sum > *width && all.size() > column && all[column] > least)
         {
@@ -128,13 +129,13 @@ Table::Widths Table::widths(std::optional<std::size_t> width) const
 void Table::printRow(std::ostream& out, const Style& style, const Row& row,
                      const Widths& widths, std::optional<std::size_t> width)
 {
-    // Blanks wait until something follows them.
+    // Blanks at the end of a line are not written.
     std::size_t blanks = 0;
     std::size_t used = 0;
     for (std::size_t i = 0; i < row.size(); ++i)
     {
         const Cell& cell = row[i];
-        // What yielding columns leave too wide ends at the terminal's edge.
+        // A row that is still too wide ends at the edge of the terminal.
         const std::size_t room =
             width ? *width - std::min(*width, used + blanks) : widths[i];
         if (used > 0 && room < widthOf(cell) && room <= columnsOf(cell.lead))
@@ -177,7 +178,7 @@ void Table::printText(std::ostream& out, const Style& style, const Text& text,
         const std::size_t room = *width - columnsOf(first);
         all = text.wraps ? wrapped(text.text, room)
                          : std::vector<std::string>{shortened(
-                               text.text, room, style.signs().ellipsis)};
+                               text.text, room, style.glyphs().ellipsis)};
     }
     for (std::size_t i = 0; i < all.size(); ++i)
     {

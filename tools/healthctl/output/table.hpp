@@ -18,8 +18,8 @@ namespace healthintf::healthctl
 /** One field of a row. */
 struct Cell
 {
-    /** @param[in] lead stands in front, as the lines of a tree; only the edge
-     * of the terminal shortens it */
+    /** @param[in] lead precedes the text, as the lines of a tree do; only the
+     *             edge of the terminal shortens it */
     Cell(std::string text, Tone tone = Tone::plain, std::string lead = {}) :
         text(std::move(text)), tone(tone), lead(std::move(lead))
     {}
@@ -29,10 +29,11 @@ struct Cell
     std::string lead;
 };
 
-/** A column that gives way when the terminal is too narrow. */
-struct Yielding
+/** A column that is shortened when the terminal is too narrow. */
+struct ShrinkingColumn
 {
     std::size_t column;
+    /** Its least width, in columns of the terminal. */
     std::size_t least;
 };
 
@@ -41,8 +42,8 @@ struct Yielding
 class Table
 {
   public:
-    /** @param[in] yielding which columns give way, one after the other */
-    explicit Table(std::vector<Yielding> yielding);
+    /** @param[in] shrinking the columns to shorten, the first one first */
+    explicit Table(std::vector<ShrinkingColumn> shrinking);
 
     void addRow(std::vector<Cell> cells);
 
@@ -85,7 +86,7 @@ class Table
     static void printText(std::ostream& out, const Style& style,
                           const Text& text, std::optional<std::size_t> width);
 
-    std::vector<Yielding> yielding;
+    std::vector<ShrinkingColumn> shrinking;
     std::vector<std::variant<Row, Text>> lines;
 };
 

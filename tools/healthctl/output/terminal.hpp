@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What standard output is. */
+/** @file What the terminal on standard output can do. */
 
 #include <cstddef>
 #include <optional>
@@ -24,7 +24,7 @@ bool wantsColor(ColorChoice choice);
 /** Whether standard output is a terminal that obeys control sequences. */
 bool canDraw();
 
-/** Whether more signs than those of ASCII may be written, by the locale. */
+/** Whether the locale has more characters than ASCII. */
 bool hasUnicode();
 
 /** How many columns the terminal on standard output has; nothing when it is

@@ -53,7 +53,7 @@ std::size_t howManyFit(Iterator at, Iterator end, std::size_t columns)
 }
 
 /** Whether a line may end between two characters: at a blank, and beside wide
- * ones, which are written without blanks. */
+ *  ones, which are written without blanks. */
 bool mayBreak(const Character& before, const Character& after)
 {
     return after.code == ' ' ||
@@ -130,7 +130,7 @@ std::string shortened(std::string_view text, std::size_t columns,
         return std::string(text);
     }
     const std::size_t dots = std::min(columnsOf(ellipsis), columns);
-    // The end of a name tells more than its beginning.
+    // The end of a name says more than its beginning.
     const std::size_t front = (columns - dots) / 2;
     const std::vector<Character> characters = charactersOf(text);
     const std::size_t last = howManyFit(characters.rbegin(), characters.rend(),

@@ -68,14 +68,14 @@ class Drawing
         {
             for (const Fault& fault : node.faults)
             {
-                addFault(fault, rest + (more ? style.signs().passing
-                                             : style.signs().nothing));
+                addFault(fault, rest + (more ? style.glyphs().passing
+                                             : style.glyphs().nothing));
             }
         }
         for (std::size_t i = 0; more && i < node.children.size(); ++i)
         {
             const bool last = i + 1 == node.children.size();
-            const Signs& signs = style.signs();
+            const Glyphs& signs = style.glyphs();
             add(node.children[i],
                 rest + (last ? signs.lastBranch : signs.branch),
                 rest + (last ? signs.nothing : signs.passing), depth + 1);
@@ -107,7 +107,7 @@ class Drawing
     void addFault(const Fault& fault, const std::string& indent)
     {
         const bool hidden = fault.record.hidden();
-        const std::string bullet = std::string(style.signs().bullet) + " ";
+        const std::string bullet = std::string(style.glyphs().bullet) + " ";
         table.addText(indent + bullet,
                       indent + std::string(columnsOf(bullet), ' '),
                       fault.record.message() + (hidden ? " (hidden)" : ""),

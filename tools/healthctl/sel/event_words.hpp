@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What the platform says of an event. */
+/** @file Descriptions of events, from the platform. */
 
 #include "raw_records.hpp"
 

@@ -1,7 +1,7 @@
 #include "log_reader.hpp"
 
 #include "../error.hpp"
-#include "log_service.hpp"
+#include "logmgr_client.hpp"
 
 #include <data_cache/sel_entry_cache.hpp>
 
@@ -14,33 +14,35 @@ namespace healthintf::healthctl
 namespace
 {
 
-/** How many identifiers there are; behind the last comes 1. */
+/** How many identifiers there are; 1 follows the last. */
 constexpr int identifiers = 65534;
 
-/** How many entries there were, also those that make no sense.
+/** How many entries the log had, with those that cannot be read.
  *
- *  @param[in] info what was heard of the log later */
-std::size_t entriesOf(const LogContent& content, const LogInfo& info)
+ *  @param[in] status of the log, read after its content */
+std::size_t entriesOf(const LogContent& content,
+                      const services::LogStatus& status)
 {
-    if (info.generation == content.generation && info.lastEntry == content.last)
+    if (status.generation == content.generation &&
+        status.lastEntry == content.last)
     {
-        return info.entries;
+        return status.entries;
     }
     if (content.entries.empty())
     {
         return 0;
     }
-    // Entries keep their identifiers when one between them makes no sense.
+    // An entry that cannot be read still has its identifier.
     const int ahead = content.last - content.entries.front().recordId();
     return static_cast<std::size_t>((ahead + identifiers) % identifiers + 1);
 }
 
-void tellOfLeftOut(const LogContent& content, const LogInfo& info)
+void tellOfLeftOut(const LogContent& content, const services::LogStatus& status)
 {
-    const std::size_t places = entriesOf(content, info);
+    const std::size_t places = entriesOf(content, status);
     if (places > content.entries.size())
     {
-        std::cerr << "healthctl: the log has entries that make no sense and "
+        std::cerr << "healthctl: the log has entries that cannot be read and "
                      "are left out: "
                   << places - content.entries.size()
                   << "; see the log of logmgr\n";
@@ -53,9 +55,9 @@ ReadLog readLog()
 {
     try
     {
-        LogService log;
+        LogmgrClient log;
         LogContent content = log.content();
-        tellOfLeftOut(content, log.info());
+        tellOfLeftOut(content, log.status());
         return {.entries = std::move(content.entries),
                 .mirror = false,
                 .last = content.last};

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The log's entries, from where they are to be had. */
+/** @file Reads the entries of the log, or of its mirror. */
 
 #include <platform/data_abstraction/sel.hpp>
 
@@ -15,11 +15,11 @@ struct ReadLog
 {
     /** The oldest first. */
     std::vector<SELEntry_gen> entries;
-    /** Whether they are of the log's mirror in the data cache, which may lack
-     *  changes, and not of the log. */
+    /** Whether they are from the mirror in the data cache, which may lack
+     *  changes, instead of the log. */
     bool mirror = false;
-    /** The identifier of the last entry, also of one that makes no sense; 0
-     *  without one. */
+    /** The identifier of the last entry, also of one that cannot be read;
+     *  0 without one. */
     uint16_t last = 0;
 
     /** The word for where they are from. */
@@ -29,14 +29,13 @@ struct ReadLog
     }
 };
 
-/** Reads the log from the log manager, or its mirror when there is no log
- *  manager. That is said on standard error, as is how many entries make no
- *  sense and are not among those that are read.
+/** Reads the log from logmgr, or its mirror when logmgr is not running. Says so
+ *  on standard error, and how many entries cannot be read.
  *
  *  @throws Error when neither has entries */
 ReadLog readLog();
 
-/** Reads the mirror; no entries when it is not to be had. */
+/** Reads the mirror; no entries when it cannot be read. */
 std::vector<SELEntry_gen> readMirror();
 
 } // namespace healthintf::healthctl

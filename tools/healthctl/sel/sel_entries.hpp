@@ -14,7 +14,7 @@
 namespace healthintf::healthctl
 {
 
-/** Adds to each entry what it means. */
+/** Adds the description of each entry. */
 std::vector<ReadEvent> described(const std::vector<SELEntry_gen>& entries);
 
 /** What a person knows the sensor by: its name, else its path, else its type

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Which entries of the log are wanted. */
+/** @file Chooses entries of the log. */
 
 #include "event_words.hpp"
 
@@ -16,7 +16,7 @@
 namespace healthintf::healthctl
 {
 
-/** An entry, and what it means as far as the platform knows. */
+/** An entry, with the platform's description if there is one. */
 struct ReadEvent
 {
     SELEntry_gen entry;
@@ -51,7 +51,7 @@ struct SelFilter
     std::optional<std::size_t> last = std::nullopt;
 };
 
-/** The events that are wanted, in their order. */
+/** The events that match, in their order. */
 std::vector<ReadEvent> filtered(const std::vector<ReadEvent>& events,
                                 const SelFilter& filter);
 

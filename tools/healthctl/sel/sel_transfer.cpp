@@ -1,7 +1,7 @@
 #include "sel_transfer.hpp"
 
 #include "../error.hpp"
-#include "log_service.hpp"
+#include "logmgr_client.hpp"
 #include "whole_file.hpp"
 
 #include <algorithm>
@@ -64,11 +64,11 @@ std::string contentOf(const std::string& file)
 }
 
 /** @throws Error unless all fit into the log */
-void checkRoom(const LogInfo& info, std::size_t records)
+void checkRoom(const services::LogStatus& status, std::size_t records)
 {
     const std::size_t room =
-        info.capacity - std::min(info.capacity, info.entries);
-    if (info.policy == "refuse" && records > room)
+        status.capacity - std::min(status.capacity, status.entries);
+    if (status.policy == "refuse" && records > room)
     {
         throw Error(ExitCode::failed,
                     "nothing was imported: the log has room for " +
@@ -112,10 +112,10 @@ std::vector<RawRecord> readRecords(const std::string& file)
     }
 }
 
-std::vector<uint32_t> importRecords(LogService& log,
+std::vector<uint32_t> importRecords(LogmgrClient& log,
                                     const std::vector<RawRecord>& records)
 {
-    checkRoom(log.info(), records.size());
+    checkRoom(log.status(), records.size());
     std::vector<uint32_t> ids;
     for (const RawRecord& record : records)
     {

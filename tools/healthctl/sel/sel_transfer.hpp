@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The log's records from and to files. */
+/** @file Writes the records of the log to files, and reads them back. */
 
 #include "raw_records.hpp"
 
@@ -12,15 +12,15 @@
 namespace healthintf::healthctl
 {
 
-class LogService;
+class LogmgrClient;
 
 /** The name that stands for standard input or output. */
 inline constexpr const char* standardStream = "-";
 
-/** Writes records to a file, in the place of what it held, for good.
+/** Replaces the content of a file with records.
  *
- *  @param[in] out where they go to instead of a file named "-"
- *  @throws Error when they cannot be written; the file is as it was then */
+ *  @param[in] out used instead of a file named "-"
+ *  @throws Error when they cannot be written; the file then stays as it was */
 void writeRecords(const std::vector<RawRecord>& records,
                   const std::string& file, std::ostream& out);
 
@@ -30,12 +30,12 @@ void writeRecords(const std::vector<RawRecord>& records,
  *          last one is cut */
 std::vector<RawRecord> readRecords(const std::string& file);
 
-/** Stores records with the times that they have. The log manager gives them
- *  new identifiers. Nothing is stored when not all fit.
+/** Stores records with their own times. logmgr gives them new identifiers.
+ *  Nothing is stored when not all fit.
  *
  *  @return the identifiers
  *  @throws Error; its text says how many were stored before */
-std::vector<uint32_t> importRecords(LogService& log,
+std::vector<uint32_t> importRecords(LogmgrClient& log,
                                     const std::vector<RawRecord>& records);
 
 } // namespace healthintf::healthctl

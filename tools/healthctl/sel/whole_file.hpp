@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Writes a file that is there whole or not at all. */
+/** @file Replaces a file at once. */
 
 #include <filesystem>
 #include <string_view>
@@ -8,9 +8,9 @@
 namespace healthintf::healthctl
 {
 
-/** Puts a file with this content in the place of one of that name, of which it
- *  has the mode, at once and for good. It is made beside it; a link is
- * followed. What is there and no plain file, as a device, is written into.
+/** Replaces the content of a file at once: writes a new file beside it, with
+ *  its mode, and renames that. Follows a link. Writes into what is no regular
+ *  file, such as a device.
  *
  *  @throws std::system_error when it cannot be written; the file that is there
  *          stays as it is */

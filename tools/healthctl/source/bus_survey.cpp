@@ -46,7 +46,7 @@ struct Free
     }
 };
 
-std::vector<std::string> othersOn(sd_bus* bus)
+std::vector<std::string> listOtherConnections(sd_bus* bus)
 {
     char** list = nullptr;
     expectAnswer(sd_bus_list_names(bus, &list, nullptr));
@@ -64,26 +64,26 @@ std::vector<std::string> othersOn(sd_bus* bus)
     return others;
 }
 
-/** Calls that are under way, and how many of them are open. */
-class Questions
+/** Calls that wait for their replies. */
+class PendingCalls
 {
   public:
     using Take = std::function<void(sd_bus_message* reply)>;
 
-    /** @param[out] silent gets the names of who does not answer */
-    Questions(sd_bus* bus, std::set<std::string>& silent) :
+    /** @param[out] silent gets the names of those who do not answer */
+    PendingCalls(sd_bus* bus, std::set<std::string>& silent) :
         bus(bus), silent(silent)
     {}
 
-    /** Sends a call and takes its answer if it is a good one. */
+    /** Sends a call; @p take gets the reply unless it is an error. */
     void ask(const std::string& peer, sd_bus_message* call, Take take)
     {
-        Question& question =
-            asked.emplace_back(Question{this, peer, std::move(take), nullptr});
+        PendingCall& pending = calls.emplace_back(
+            PendingCall{this, peer, std::move(take), nullptr});
         sd_bus_slot* slot = nullptr;
-        expectAnswer(sd_bus_call_async(bus, &slot, call, answered, &question,
+        expectAnswer(sd_bus_call_async(bus, &slot, call, takeReply, &pending,
                                        patienceMicroseconds));
-        question.slot.reset(slot);
+        pending.slot.reset(slot);
         ++open;
     }
 
@@ -93,7 +93,7 @@ class Questions
         {
             const int result = sd_bus_process(bus, nullptr);
             expectAnswer(result);
-            // An answer that did not come in time counts as nothing processed.
+            // The end of a call's time is not counted as processed.
             if (result == 0 && open > 0)
             {
                 expectAnswer(sd_bus_wait(bus, UINT64_MAX));
@@ -102,69 +102,70 @@ class Questions
     }
 
   private:
-    struct Question
+    struct PendingCall
     {
-        Questions* all;
+        PendingCalls* all;
         std::string peer;
         Take take;
         SlotPtr slot;
     };
 
-    static int answered(sd_bus_message* reply, void* context,
-                        sd_bus_error* /*error*/)
+    static int takeReply(sd_bus_message* reply, void* context,
+                         sd_bus_error* /*error*/)
     {
-        auto* question = static_cast<Question*>(context);
-        --question->all->open;
+        auto* pending = static_cast<PendingCall*>(context);
+        --pending->all->open;
         try
         {
             if (sd_bus_message_is_method_error(reply, nullptr) == 0)
             {
-                question->take(reply);
+                pending->take(reply);
             }
             else if (sd_bus_message_is_method_error(reply,
                                                     SD_BUS_ERROR_NO_REPLY) != 0)
             {
-                question->all->silent.insert(question->peer);
+                pending->all->silent.insert(pending->peer);
             }
         }
         catch (const std::exception&)
         {
-            // Anybody may answer anything; it says nothing about the others.
+            // One malformed reply must not cost the others.
         }
         return 0;
     }
 
     sd_bus* bus;
     std::set<std::string>& silent;
-    std::list<Question> asked;
+    std::list<PendingCall> calls;
     std::size_t open = 0;
 };
 
-MessagePtr callOf(sd_bus* bus, const std::string& peer, const char* interface,
-                  const char* member)
+MessagePtr makeCall(sd_bus* bus, const std::string& peer, const char* interface,
+                    const char* member)
 {
     sd_bus_message* call = nullptr;
     expectAnswer(sd_bus_message_new_method_call(
         bus, &call, peer.c_str(), names::root, interface, member));
     MessagePtr owned(call);
-    // A service that is not there shall not be started for this.
+    // No service is started for this.
     expectAnswer(sd_bus_message_set_auto_start(call, 0));
     return owned;
 }
 
-void askFor(Questions& questions, sd_bus* bus, const std::string& peer,
+void askFor(PendingCalls& pendingCalls, sd_bus* bus, const std::string& peer,
             std::map<std::string, Shown>& shown)
 {
-    const auto objects = callOf(bus, peer, "org.freedesktop.DBus.ObjectManager",
-                                "GetManagedObjects");
-    questions.ask(peer, objects.get(), [&shown, peer](sd_bus_message* reply) {
-        shown[peer].objects = readManagedObjects(reply);
-    });
+    const auto objects = makeCall(
+        bus, peer, "org.freedesktop.DBus.ObjectManager", "GetManagedObjects");
+    pendingCalls.ask(peer, objects.get(),
+                     [&shown, peer](sd_bus_message* reply) {
+                         shown[peer].objects = readManagedObjects(reply);
+                     });
     const auto root =
-        callOf(bus, peer, "org.freedesktop.DBus.Properties", "Get");
+        makeCall(bus, peer, "org.freedesktop.DBus.Properties", "Get");
     expectAnswer(sd_bus_message_append(
         root.get(), "ss", common::HealthStatus::interface, "HealthStatus"));
-    questions.ask(peer, root.get(), [&shown, peer](sd_bus_message* reply) {
+    pendingCalls.ask(peer, root.get(), [&shown, peer](sd_bus_message* reply) {
         shown[peer].rootHealth = std::get<uint32_t>(readVariant(reply));
     });
 }
@@ -174,12 +175,12 @@ void askFor(Questions& questions, sd_bus* bus, const std::string& peer,
 Survey surveyBus(sd_bus* bus)
 {
     Survey survey;
-    Questions questions(bus, survey.silent);
-    for (const std::string& peer : othersOn(bus))
+    PendingCalls pendingCalls(bus, survey.silent);
+    for (const std::string& peer : listOtherConnections(bus))
     {
-        askFor(questions, bus, peer, survey.shown);
+        askFor(pendingCalls, bus, peer, survey.shown);
     }
-    questions.waitForAll();
+    pendingCalls.waitForAll();
     return survey;
 }
 

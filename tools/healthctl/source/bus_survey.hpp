@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What all connections on the bus show of the health tree. */
+/** @file Asks all connections on the bus for their part of the health tree. */
 
 #include "managed_objects.hpp"
 
@@ -14,7 +14,7 @@
 namespace healthintf::healthctl
 {
 
-/** What one connection shows. */
+/** The part of one connection. */
 struct Shown
 {
     ManagedObjects objects;
@@ -22,7 +22,7 @@ struct Shown
     std::optional<uint32_t> rootHealth;
 };
 
-/** What all connections show, by their unique names. */
+/** The parts of all connections, by their unique names. */
 struct Survey
 {
     /** Those that have components. */
@@ -31,8 +31,8 @@ struct Survey
     std::set<std::string> silent;
 };
 
-/** Asks all connections at once, so that one that hangs costs its time only
- *  once.
+/** Asks all connections at once, so that several that hang take no longer than
+ *  one.
  *
  *  @throws Error when the bus does not answer */
 Survey surveyBus(sd_bus* bus);

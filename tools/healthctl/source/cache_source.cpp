@@ -43,7 +43,7 @@ class Holders
         const auto owner = owners.find(path);
         if (owner == owners.end())
         {
-            // It came or went between two looks.
+            // It came or went between two readings.
             return {};
         }
         const auto [found, isNew] = known.try_emplace(owner->second);
@@ -128,7 +128,7 @@ Faults CacheSource::top(const std::string& key, std::size_t n, bool severeOnly)
     {
         all.push_back({path, std::move(record)});
     }
-    FaultWish first;
+    FaultFilter first;
     first.limit = n;
     return chooseFaults(all, first);
 }

@@ -24,7 +24,7 @@ host::CacheUse cacheUse()
     }
     catch (const std::exception&)
     {
-        // This user has no folder for one.
+        // This user has no runtime folder.
         return host::CacheUse::unused;
     }
 }
@@ -47,8 +47,8 @@ std::unique_ptr<HealthSource> openCache()
     return std::make_unique<CacheSource>();
 }
 
-/** Says that what some processes have is missing. */
-std::string missingOf(const std::vector<std::string>& silent)
+/** Says that the nodes and faults of some processes are missing. */
+std::string describeMissing(const std::vector<std::string>& silent)
 {
     const bool one = silent.size() == 1;
     return "what " + silent.front() +
@@ -67,7 +67,7 @@ std::unique_ptr<HealthSource> openBus()
         {
             throw Error(ExitCode::unavailable,
                         "no health node is shown on the bus; " +
-                            missingOf(silent));
+                            describeMissing(silent));
         }
         throw Error(ExitCode::unavailable,
                     "nothing runs: there is no data cache in use and no health "
@@ -90,17 +90,16 @@ std::unique_ptr<HealthSource> openSource(SourceChoice choice)
         case SourceChoice::automatic:
             break;
     }
-    // Nothing there for this user may also mean that others have theirs
-    // elsewhere, and the bus shows both.
+    // Without a cache that this user may read, the bus shows the same.
     return cacheUse() == host::CacheUse::open ? openCache() : openBus();
 }
 
-std::unique_ptr<HealthSource> openSourceAndTell(SourceChoice choice)
+std::unique_ptr<HealthSource> openSourceWithWarning(SourceChoice choice)
 {
     auto source = openSource(choice);
     if (const auto silent = source->silent(); !silent.empty())
     {
-        std::cerr << "healthctl: " << host::printable(missingOf(silent))
+        std::cerr << "healthctl: " << host::printable(describeMissing(silent))
                   << '\n';
     }
     return source;

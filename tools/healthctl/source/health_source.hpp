@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Where the commands that only look get nodes and faults from. */
+/** @file The sources of nodes and faults. */
 
 #include "../error.hpp"
 
@@ -46,8 +46,8 @@ struct Counts
 /** For each LED state from 0 to 6 whether a fault asks for it. */
 using LedStates = std::array<bool, 7>;
 
-/** What wants to be read. Each answer stands for a moment of its own. Failures
- *  are thrown as Error. */
+/** Reads nodes and faults. What two functions return may be of different
+ *  moments. Failures are thrown as Error. */
 class HealthSource
 {
   public:
@@ -56,7 +56,7 @@ class HealthSource
     HealthSource& operator=(const HealthSource&) = delete;
     virtual ~HealthSource() = default;
 
-    /** What it is called in JSON. */
+    /** Its name in JSON. */
     virtual const char* name() const = 0;
 
     /** The processes that could not be asked, in words: what they have is
@@ -85,7 +85,7 @@ class HealthSource
                        bool severeOnly) = 0;
 };
 
-/** Which source is wanted. */
+/** The source to read. */
 enum class SourceChoice
 {
     automatic,
@@ -93,23 +93,20 @@ enum class SourceChoice
     bus,
 };
 
-/** Opens the data cache, or turns to the bus where this user may not.
+/** Opens the data cache, or the bus where this user may not read the cache.
  *
- *  @throws Error when nothing runs, or the source that is wanted cannot be
- *          had */
+ *  @throws Error when nothing runs, or the chosen source is not available */
 std::unique_ptr<HealthSource> openSource(SourceChoice choice);
 
-/** Opens a source as openSource() does, and says on standard error whose
- *  nodes and faults are missing in it. */
-std::unique_ptr<HealthSource> openSourceAndTell(SourceChoice choice);
+/** Opens a source as openSource() does, and warns on standard error of
+ *  processes whose nodes and faults are missing. */
+std::unique_ptr<HealthSource> openSourceWithWarning(SourceChoice choice);
 
-/** What ends a command that names a component which a source does not have. */
+/** The error for a component that a source does not have. */
 Error noComponentIn(const HealthSource& source, const std::string& written);
 
-/** Sees to it that a component is there: of a name that is misspelt all is
- *  well.
- *
- *  @throws Error when it is not */
+/** @throws Error when the component does not exist: nothing is found of a
+ *          misspelt name, which looks as if all were well */
 void checkComponent(HealthSource& source, const std::string& written);
 
 } // namespace healthintf::healthctl

@@ -45,20 +45,6 @@ Value readNumber(sd_bus_message* message, char type)
     return value;
 }
 
-std::vector<std::string> readTexts(sd_bus_message* message)
-{
-    std::vector<std::string> texts;
-    const char* text = nullptr;
-    checkWellFormed(sd_bus_message_enter_container(message, 'a', "s"));
-    while (checkWellFormed(sd_bus_message_read_basic(
-               message, 's', static_cast<void*>(&text))) > 0)
-    {
-        texts.emplace_back(text);
-    }
-    checkWellFormed(sd_bus_message_exit_container(message));
-    return texts;
-}
-
 PropertyValue readValue(sd_bus_message* message, std::string_view type)
 {
     if (type == "b")
@@ -93,6 +79,20 @@ PropertyValue readValue(sd_bus_message* message, std::string_view type)
 }
 
 } // namespace
+
+std::vector<std::string> readTexts(sd_bus_message* message)
+{
+    std::vector<std::string> texts;
+    const char* text = nullptr;
+    checkWellFormed(sd_bus_message_enter_container(message, 'a', "s"));
+    while (checkWellFormed(sd_bus_message_read_basic(
+               message, 's', static_cast<void*>(&text))) > 0)
+    {
+        texts.emplace_back(text);
+    }
+    checkWellFormed(sd_bus_message_exit_container(message));
+    return texts;
+}
 
 PropertyValue readVariant(sd_bus_message* message)
 {

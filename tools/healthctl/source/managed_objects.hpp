@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What object managers answer, read without knowing what it is. */
+/** @file Reads the replies of object managers. */
 
 #include <systemd/sd-bus.h>
 
@@ -23,12 +23,17 @@ using Properties = std::map<std::string, PropertyValue>;
 /** Properties by the names of their interfaces, by object path. */
 using ManagedObjects = std::map<std::string, std::map<std::string, Properties>>;
 
-/** Takes an answer of GetManagedObjects apart.
+/** Parses a reply of GetManagedObjects.
  *
  *  @throws std::runtime_error when it is none */
 ManagedObjects readManagedObjects(sd_bus_message* message);
 
-/** Takes a variant out of a message.
+/** Reads an array of texts.
+ *
+ *  @throws std::runtime_error when there is none */
+std::vector<std::string> readTexts(sd_bus_message* message);
+
+/** Reads a variant of a message.
  *
  *  @throws std::runtime_error when there is none */
 PropertyValue readVariant(sd_bus_message* message);

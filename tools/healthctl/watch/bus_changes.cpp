@@ -1,11 +1,13 @@
 #include "bus_changes.hpp"
 
+#include "../source/managed_objects.hpp"
+
 #include <com/vexa/olvar/healthmgr/FaultEntry/common.hpp>
 #include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
 #include <com/vexa/olvar/healthmgr/names.hpp>
 
+#include <stdexcept>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include <bus_calls.hpp>
@@ -19,35 +21,22 @@ using host::checkBus;
 
 namespace interfaces = sdbusplus::common::com::vexa::olvar::healthmgr;
 
-std::string below(const char* interface, const char* member)
+std::string signalRule(const char* interface, const char* member)
 {
     return std::string("type='signal',interface='") + interface + "',member='" +
            member + "',path_namespace='" + names::root + "'";
 }
 
-/** Announced properties of an interface, which the match names. */
-std::string announced(const char* interface)
+/** The rule for announced properties of an interface. */
+std::string propertiesRule(const char* interface)
 {
-    return below("org.freedesktop.DBus.Properties", "PropertiesChanged") +
+    return signalRule("org.freedesktop.DBus.Properties", "PropertiesChanged") +
            ",arg0='" + interface + "'";
 }
 
-/** Reads a list of texts. Any process may send any signal, so what cannot be
- *  read is as if it was not sent. */
-std::vector<std::string> textsIn(sd_bus_message* message)
-{
-    std::vector<std::string> texts;
-    checkBus("arguments", sd_bus_message_enter_container(message, 'a', "s"));
-    const char* text = nullptr;
-    while (sd_bus_message_read(message, "s", &text) > 0)
-    {
-        texts.emplace_back(text);
-    }
-    checkBus("arguments", sd_bus_message_exit_container(message));
-    return texts;
-}
-
-FaultEntryProperties faultIn(sd_bus_message* message)
+/** @throws std::runtime_error for other arguments: any process may send any
+ *          signal, and match() ignores those that cannot be read */
+FaultEntryProperties readFault(sd_bus_message* message)
 {
     FaultEntryProperties fault;
     const char* fqdd = "";
@@ -55,7 +44,7 @@ FaultEntryProperties faultIn(sd_bus_message* message)
     const char* text = "";
     const char* sensor = "";
     checkBus("fault", sd_bus_message_read(message, "sss", &fqdd, &id, &text));
-    fault.args = textsIn(message);
+    fault.args = readTexts(message);
     checkBus("fault", sd_bus_message_read(
                           message, "tusuu", &fault.timestamp, &fault.severity,
                           &sensor, &fault.sensorNumber, &fault.sensorType));
@@ -80,7 +69,7 @@ void BusChanges::match(const std::string& rule)
                      {
                          (static_cast<BusChanges*>(changes)->*handler)(message);
                      }
-                     catch (const std::system_error&)
+                     catch (const std::runtime_error&)
                      {
                          // A malformed signal, which anybody may send.
                      }
@@ -90,19 +79,19 @@ void BusChanges::match(const std::string& rule)
     slots.emplace_back(slot);
 }
 
-BusChanges::BusChanges(sd_bus* bus, Listener listener) :
-    bus(bus), listener(std::move(listener))
+BusChanges::BusChanges(sd_bus* bus, ChangeHandlers handlers) :
+    bus(bus), handlers(std::move(handlers))
 {
     match<&BusChanges::takeUpdate>(
-        below(interfaces::HealthStatus::interface, "HealthStatusUpdate"));
+        signalRule(interfaces::HealthStatus::interface, "HealthStatusUpdate"));
     match<&BusChanges::takeProperties>(
-        announced(interfaces::HealthStatus::interface));
+        propertiesRule(interfaces::HealthStatus::interface));
     match<&BusChanges::takeProperties>(
-        announced(interfaces::FaultEntry::interface));
+        propertiesRule(interfaces::FaultEntry::interface));
     match<&BusChanges::takeAdded>(
-        below(interfaces::FaultEntry::interface, "FaultEntryAdded"));
+        signalRule(interfaces::FaultEntry::interface, "FaultEntryAdded"));
     match<&BusChanges::takeRemoved>(
-        below(interfaces::FaultEntry::interface, "FaultEntryRemoved"));
+        signalRule(interfaces::FaultEntry::interface, "FaultEntryRemoved"));
     match<&BusChanges::takeOwner>(
         "type='signal',sender='org.freedesktop.DBus',"
         "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg2=''");
@@ -118,11 +107,11 @@ void BusChanges::takeUpdate(sd_bus_message* message) const
     if (health == 0)
     {
         // Of a node that ends, or that has nothing to report.
-        listener.unsure();
+        handlers.unsure();
     }
     else
     {
-        listener.health(key, health);
+        handlers.health(key, health);
     }
 }
 
@@ -140,13 +129,13 @@ void BusChanges::takeProperties(sd_bus_message* message) const
         {
             uint32_t health = 0;
             checkBus("health", sd_bus_message_read(message, "v", "u", &health));
-            listener.health(path, health);
+            handlers.health(path, health);
         }
         else if (std::string_view(name) == "Hidden")
         {
             int hidden = 0;
             checkBus("hidden", sd_bus_message_read(message, "v", "b", &hidden));
-            listener.hidden(path, hidden != 0);
+            handlers.hidden(path, hidden != 0);
         }
         else
         {
@@ -158,13 +147,13 @@ void BusChanges::takeProperties(sd_bus_message* message) const
 
 void BusChanges::takeAdded(sd_bus_message* message) const
 {
-    const FaultEntryProperties fault = faultIn(message);
-    listener.faultAdded(sd_bus_message_get_path(message), fault);
+    const FaultEntryProperties fault = readFault(message);
+    handlers.faultAdded(sd_bus_message_get_path(message), fault);
 }
 
 void BusChanges::takeRemoved(sd_bus_message* message) const
 {
-    listener.faultRemoved(sd_bus_message_get_path(message));
+    handlers.faultRemoved(sd_bus_message_get_path(message));
 }
 
 void BusChanges::takeOwner(sd_bus_message* message) const
@@ -173,7 +162,7 @@ void BusChanges::takeOwner(sd_bus_message* message) const
     checkBus("owner", sd_bus_message_read(message, "s", &name));
     if (name[0] == ':')
     {
-        listener.unsure();
+        handlers.unsure();
     }
 }
 

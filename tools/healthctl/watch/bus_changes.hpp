@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What the bus tells of the tree as it happens. */
+/** @file Listens to the changes of the tree on the bus. */
 
 #include "watched_tree.hpp"
 
@@ -16,8 +16,8 @@
 namespace healthintf::healthctl
 {
 
-/** Takes what is heard. */
-struct Listener
+/** The functions that BusChanges calls. */
+struct ChangeHandlers
 {
     std::function<void(const std::string& key, uint32_t health)> health;
     std::function<void(const std::string& path,
@@ -25,8 +25,8 @@ struct Listener
         faultAdded;
     std::function<void(const std::string& path)> faultRemoved;
     std::function<void(const std::string& path, bool hidden)> hidden;
-    /** What is there may be other than what was heard: a node has nothing to
-     *  report or is gone, or a connection was lost. */
+    /** The tree may have changed without a signal that says how: a node has
+     *  nothing to report or is gone, or a connection was lost. */
     std::function<void()> unsure;
 };
 
@@ -34,11 +34,11 @@ struct Listener
 class BusChanges
 {
   public:
-    /** Listens from now on; the bus knows when this returns.
+    /** Listens from now on: no later signal is missed.
      *
      *  @param[in] bus must outlive this object
      *  @throws std::system_error when the bus refuses */
-    BusChanges(sd_bus* bus, Listener listener);
+    BusChanges(sd_bus* bus, ChangeHandlers handlers);
     BusChanges(const BusChanges&) = delete;
     BusChanges& operator=(const BusChanges&) = delete;
 
@@ -55,7 +55,7 @@ class BusChanges
     void takeOwner(sd_bus_message* message) const;
 
     sd_bus* bus;
-    Listener listener;
+    ChangeHandlers handlers;
     std::vector<SlotPtr> slots;
 };
 

@@ -74,7 +74,7 @@ nlohmann::ordered_json jsonOf(const Change& change)
     return json;
 }
 
-nlohmann::ordered_json beginningOf(const WatchedTree& tree)
+nlohmann::ordered_json describeBeginning(const WatchedTree& tree)
 {
     return {{"change", "begin"},
             {"nodes", tree.nodes().size()},

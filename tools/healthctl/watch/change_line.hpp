@@ -15,8 +15,8 @@ inline constexpr const char* watchSchema = "healthctl.watch/1";
 /** A change as an object. */
 nlohmann::ordered_json jsonOf(const Change& change);
 
-/** What a watcher begins with: how much there is. Each change after this moment
+/** The first line, with the numbers of nodes and faults. Each later change
  *  gives a line. */
-nlohmann::ordered_json beginningOf(const WatchedTree& tree);
+nlohmann::ordered_json describeBeginning(const WatchedTree& tree);
 
 } // namespace healthintf::healthctl

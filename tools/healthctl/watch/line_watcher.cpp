@@ -17,7 +17,7 @@ namespace
 
 constexpr std::chrono::milliseconds readingPace{100};
 
-Context oneLineEach(const Context& context)
+Context withCompactJson(const Context& context)
 {
     Context compact = context;
     compact.compact = true;
@@ -26,66 +26,72 @@ Context oneLineEach(const Context& context)
 
 void write(const Context& context, const nlohmann::ordered_json& line)
 {
-    writeJson(oneLineEach(context), watchSchema, line);
+    writeJson(withCompactJson(context), watchSchema, line);
     flush(context.out);
 }
 
 } // namespace
 
-LineWatcher::LineWatcher(const Context& context, sd_bus* bus, EventLoop& loop) :
-    context(context), bus(bus), loop(loop), heard(bus, listener())
+LineWatcher::LineWatcher(const Context& context, sd_bus* bus,
+                         services::EventLoop& loop) :
+    context(context),
+    bus(bus), loop(loop), reading(loop, readingPace,
+                                  [this] {
+                                      takeOver();
+                                  }),
+    // Otherwise "healthctl watch | head" would go on until the next change.
+    hangup(loop.onHangup(STDOUT_FILENO,
+                         [&loop] {
+                             loop.exit(0);
+                         })),
+    changes(bus, makeHandlers())
 {
-    loop.setPaced(readingPace, [this] {
-        takeOver();
-    });
-    // Or it would go on behind "head" until there is something to write.
-    loop.exitOnHangup(STDOUT_FILENO);
     const Records records = readTree();
     tree.takeOver(records.nodes, records.faults);
-    write(context, beginningOf(tree));
+    write(context, describeBeginning(tree));
 }
 
-Listener LineWatcher::listener()
+ChangeHandlers LineWatcher::makeHandlers()
 {
-    const auto act = [this](auto&& change) {
+    const auto perform = [this](auto&& change) {
         loop.perform([&] {
-            tell(change());
+            writeChanges(change());
         });
     };
     return {.health =
-                [this, act](const std::string& key, uint32_t health) {
-                    act([&] {
+                [this, perform](const std::string& key, uint32_t health) {
+                    perform([&] {
                         return tree.setHealth(key, health);
                     });
                 },
             .faultAdded =
-                [this, act](const std::string& path,
-                            const FaultEntryProperties& fault) {
-                    act([&] {
+                [this, perform](const std::string& path,
+                                const FaultEntryProperties& fault) {
+                    perform([&] {
                         return tree.addFault(path, fault);
                     });
                 },
             .faultRemoved =
-                [this, act](const std::string& path) {
-                    act([&] {
+                [this, perform](const std::string& path) {
+                    perform([&] {
                         return tree.removeFault(path);
                     });
                 },
             .hidden =
-                [this, act](const std::string& path, bool hidden) {
-                    act([&] {
+                [this, perform](const std::string& path, bool hidden) {
+                    perform([&] {
                         return tree.setHidden(path, hidden);
                     });
                 },
             .unsure =
                 [this] {
-                    loop.requestPaced();
+                    reading.request();
                 }};
 }
 
-void LineWatcher::tell(const Changes& changes)
+void LineWatcher::writeChanges(const Changes& made)
 {
-    for (const Change& change : changes)
+    for (const Change& change : made)
     {
         write(context, jsonOf(change));
     }
@@ -93,12 +99,11 @@ void LineWatcher::tell(const Changes& changes)
 
 void LineWatcher::takeOver()
 {
-    // What was sent before comes first, or it would be told after what follows
-    // from it.
+    // Signals from before come first, so that changes keep their order.
     while (sd_bus_process(bus, nullptr) > 0)
     {}
     const Records records = readTree();
-    tell(tree.takeOver(records.nodes, records.faults));
+    writeChanges(tree.takeOver(records.nodes, records.faults));
 }
 
 } // namespace healthintf::healthctl

@@ -4,7 +4,7 @@
 
 #include "../context.hpp"
 #include "bus_changes.hpp"
-#include "event_loop.hpp"
+#include "paced_action.hpp"
 #include "watched_tree.hpp"
 
 namespace healthintf::healthctl
@@ -17,18 +17,20 @@ class LineWatcher
     /** Writes the first line, after which no change is missed.
      *
      *  @param[in] loop runs the changes; both must outlive this object */
-    LineWatcher(const Context& context, sd_bus* bus, EventLoop& loop);
+    LineWatcher(const Context& context, sd_bus* bus, services::EventLoop& loop);
 
   private:
-    Listener listener();
-    void tell(const Changes& changes);
+    ChangeHandlers makeHandlers();
+    void writeChanges(const Changes& made);
     void takeOver();
 
     const Context& context;
     sd_bus* bus;
-    EventLoop& loop;
+    services::EventLoop& loop;
+    PacedAction reading;
+    services::EventSource hangup;
     WatchedTree tree;
-    BusChanges heard;
+    BusChanges changes;
 };
 
 } // namespace healthintf::healthctl

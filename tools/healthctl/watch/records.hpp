@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What the records say of the tree. */
+/** @file Reads the records of the tree. */
 
 #include "watched_tree.hpp"
 
@@ -13,7 +13,7 @@ struct Records
     WatchedTree::Faults faults;
 };
 
-/** Reads what there is; nothing when nothing runs.
+/** Reads all nodes and faults; none when nothing runs.
  *
  *  @throws Error when this user may not */
 Records readTree();

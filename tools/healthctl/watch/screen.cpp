@@ -13,7 +13,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-// What terminals are told: to change to the other screen and back, to hide and
+// Control sequences: to change to the other screen and back, to hide and
 // show the cursor, to go to the first line, and to clear what is behind.
 constexpr const char* otherScreen = "\033[?1049h\033[?25l";
 constexpr const char* firstScreen = "\033[?25h\033[?1049l";

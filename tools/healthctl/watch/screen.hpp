@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file The terminal while something is drawn on it again and again. */
+/** @file Draws on the terminal again and again. */
 
 #include <termios.h>
 
@@ -12,8 +12,8 @@
 namespace healthintf::healthctl
 {
 
-/** What fits onto a screen: the text's first lines, each from the screen's left
- *  edge, and if there are more, a last one that says so.
+/** The part of a text that fits onto a screen: the first lines, each from the
+ *  screen's left edge, and if there are more, a last one that says so.
  *
  *  @param[in] text lines that are no wider than the screen
  *  @param[in] lines how many the screen has
@@ -31,7 +31,7 @@ class Screen
     Screen(const Screen&) = delete;
     Screen& operator=(const Screen&) = delete;
 
-    /** Takes and gives back what the constructor and the destructor do. */
+    /** Take and give back the screen as constructor and destructor do. */
     void take();
     void giveBack();
 

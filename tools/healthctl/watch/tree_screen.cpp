@@ -26,8 +26,8 @@ namespace
 
 constexpr std::chrono::milliseconds drawingPace{100};
 
-/** Whatever is heard may change the drawing. */
-Listener listenerThat(const std::function<void()>& redraws)
+/** Any change may change the drawing. */
+ChangeHandlers makeHandlers(const std::function<void()>& redraws)
 {
     return {.health =
                 [redraws](const std::string&, uint32_t) {
@@ -48,7 +48,8 @@ Listener listenerThat(const std::function<void()>& redraws)
             .unsure = redraws};
 }
 
-/** Does what SIGTSTP does where it is not caught; goes on when told to. */
+/** Stops the process as SIGTSTP does by default; returns when it is
+ *  continued. */
 void stopProcess()
 {
     sigset_t stop;
@@ -59,13 +60,13 @@ void stopProcess()
     pthread_sigmask(SIG_BLOCK, &stop, nullptr);
 }
 
-/** Draws what there is. */
+/** Draws the tree, or the reason why there is none. */
 void drawTree(const Context& context, const TreeView& view)
 {
     try
     {
         const auto source = openSource(SourceChoice::automatic);
-        const auto trees = growTrees(source->nodes(), source->faults());
+        const auto trees = buildTrees(source->nodes(), source->faults());
         std::vector<const TreeNode*> tops;
         tops.reserve(trees.size());
         for (const TreeNode& tree : trees)
@@ -76,7 +77,7 @@ void drawTree(const Context& context, const TreeView& view)
     }
     catch (const Error& e)
     {
-        // It may come back.
+        // The services may start later.
         if (e.code() != ExitCode::unavailable)
         {
             throw;
@@ -88,27 +89,28 @@ void drawTree(const Context& context, const TreeView& view)
 } // namespace
 
 TreeScreen::TreeScreen(const Context& context, const TreeView& view,
-                       sd_bus* bus, EventLoop& loop) :
+                       sd_bus* bus, services::EventLoop& loop) :
     context(context),
-    view(view), loop(loop), heard(bus, listenerThat([this] {
-                                      this->loop.requestPaced();
-                                  })),
+    view(view), loop(loop), drawing(loop, drawingPace,
+                                    [this] {
+                                        draw();
+                                    }),
+    changes(bus, makeHandlers([this] {
+                drawing.request();
+            })),
     screen(context.out)
 {
-    loop.setPaced(drawingPace, [this] {
-        draw();
-    });
-    loop.onSignal(SIGWINCH, [this] {
-        this->loop.requestPaced();
-    });
-    loop.onSignal(SIGTSTP, [this] {
+    sources.push_back(loop.onSignal(SIGWINCH, [this] {
+        drawing.request();
+    }));
+    sources.push_back(loop.onSignal(SIGTSTP, [this] {
         pause();
-    });
+    }));
     if (isatty(STDIN_FILENO) != 0)
     {
-        loop.onReadable(STDIN_FILENO, [this] {
+        sources.push_back(loop.onReadable(STDIN_FILENO, [this] {
             takeKeys();
-        });
+        }));
     }
     draw();
 }
@@ -116,15 +118,15 @@ TreeScreen::TreeScreen(const Context& context, const TreeView& view,
 void TreeScreen::draw()
 {
     std::ostringstream text;
-    Context drawing{.out = text,
-                    .style = context.style,
-                    .width = terminalWidth(),
-                    .json = false,
-                    .compact = false};
+    Context page{.out = text,
+                 .style = context.style,
+                 .width = terminalWidth(),
+                 .json = false,
+                 .compact = false};
     const auto now = static_cast<uint64_t>(std::time(nullptr));
-    writeLine(drawing, localTime(now) + "  q ends", Tone::faint);
-    drawTree(drawing, view);
-    screen.draw(text.str(), drawing.width.value_or(std::string::npos));
+    writeLine(page, localTime(now) + "  q ends", Tone::faint);
+    drawTree(page, view);
+    screen.draw(text.str(), page.width.value_or(std::string::npos));
 }
 
 void TreeScreen::pause()
@@ -143,7 +145,7 @@ void TreeScreen::takeKeys()
         keys.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
     if (typed.empty() || typed.find('q') != std::string_view::npos)
     {
-        loop.exit();
+        loop.exit(0);
     }
 }
 

@@ -5,8 +5,10 @@
 #include "../context.hpp"
 #include "../output/tree_output.hpp"
 #include "bus_changes.hpp"
-#include "event_loop.hpp"
+#include "paced_action.hpp"
 #include "screen.hpp"
+
+#include <vector>
 
 namespace healthintf::healthctl
 {
@@ -19,7 +21,7 @@ class TreeScreen
   public:
     /** @param[in] loop runs the changes; all must outlive this object */
     TreeScreen(const Context& context, const TreeView& view, sd_bus* bus,
-               EventLoop& loop);
+               services::EventLoop& loop);
 
   private:
     void draw();
@@ -28,9 +30,11 @@ class TreeScreen
 
     const Context& context;
     TreeView view;
-    EventLoop& loop;
-    BusChanges heard;
+    services::EventLoop& loop;
+    PacedAction drawing;
+    BusChanges changes;
     Screen screen;
+    std::vector<services::EventSource> sources;
 };
 
 } // namespace healthintf::healthctl

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file What a watcher knows of the tree, and how that changes. */
+/** @file The tree as far as a watcher knows it. */
 
 #include <platform/data_abstraction/fault_entry.hpp>
 
@@ -13,7 +13,7 @@
 namespace healthintf::healthctl
 {
 
-/** One thing that is other than before. */
+/** One change of a node or a fault. */
 struct Change
 {
     enum class Kind
@@ -59,8 +59,9 @@ class WatchedTree
      *  says nothing new. */
     Changes setHidden(const std::string& path, bool hidden);
 
-    /** Takes over what there is according to the records: first what is gone,
-     *  then what is new. */
+    /** Takes the records over.
+     *
+     *  @return first what is gone, then what is new */
     Changes takeOver(const Nodes& nodesThere, const Faults& faultsThere);
 
     const Nodes& nodes() const

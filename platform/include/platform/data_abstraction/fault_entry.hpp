@@ -24,7 +24,7 @@ using FaultEntryPropertyVariant =
 /** Properties of a fault-entry record by their D-Bus names. */
 using FaultEntryPropertyMap = std::map<std::string, FaultEntryPropertyVariant>;
 
-/** Creates the record at @p path, replacing one that stands there.
+/** Creates the record at @p path, replacing an existing one.
  *
  *  @return 0, or the platform's error number */
 PLATFORM_API int
@@ -41,12 +41,12 @@ datacache_faultentry_set_property(const std::string& path,
 
 /** Removes the record at @p path.
  *
- *  @return 0, or the platform's error number; removing what is not there does
- *          no harm */
+ *  @return 0, or the platform's error number; removing a missing record
+ *          succeeds or does nothing */
 PLATFORM_API int datacache_faultentry_remove(const std::string& path);
 
-/** Base of every object that publishes a fault entry; is told of each change
- *  of a property. */
+/** Base of every object that publishes a fault entry. Hears of each change of a
+ *  property. */
 class PLATFORM_API faultentry_cluster
 {
   public:
@@ -56,8 +56,8 @@ class PLATFORM_API faultentry_cluster
     faultentry_cluster& operator=(const faultentry_cluster&) = delete;
     ~faultentry_cluster();
 
-    /** Called after a property took another value and before that is
-     *  announced on D-Bus. */
+    /** Called after a property changed, before the change is announced on
+     *  D-Bus. */
     void PropertyChanged(const std::string& path, const std::string& name,
                          const FaultEntryPropertyVariant& value);
 };
@@ -69,25 +69,25 @@ struct FaultEntryProperties
     std::string fqdd;
     /** Identifier of the message. */
     std::string messageID;
-    /** The text, its arguments filled in. */
+    /** The text with its arguments filled in. */
     std::string message;
     /** The arguments, in order. */
     std::vector<std::string> args;
     /** Seconds since the epoch. */
     uint64_t timestamp = 0;
-    /** The health value that the entry stands for, 1 to 4. */
+    /** The health value of the entry, 1 to 4. */
     uint32_t severity = 0;
     /** The sensor that saw the fault. */
     std::string sensorPath;
-    /** Its IPMI number. */
+    /** The sensor's IPMI number. */
     uint32_t sensorNumber = 0;
-    /** Its IPMI type. */
+    /** The sensor's IPMI type. */
     uint32_t sensorType = 0;
-    /** The LED state asked for, 0 to 6; 0 asks for none. */
+    /** The LED state that the fault asks for, 1 to 6; 0 for none. */
     int32_t ledState = 0;
     /** The text for the front-panel LCD; may be empty. */
     std::string lcdMessage;
-    /** Whether the fault counts for no health. */
+    /** Whether the fault is hidden, so that it does not affect the health. */
     bool hidden = false;
 };
 
@@ -96,65 +96,65 @@ class FaultEntry_gen
 {
   public:
     FaultEntry_gen() = default;
-    /** Makes a record of properties. */
+    /** Makes a record with these properties. */
     explicit FaultEntry_gen(FaultEntryProperties properties) :
-        held(std::move(properties))
+        properties(std::move(properties))
     {}
 
-    /** One of the properties; FaultEntryProperties tells of each.
+    /** The properties, which FaultEntryProperties documents.
      *  @{ */
     const std::string& fqdd() const
     {
-        return held.fqdd;
+        return properties.fqdd;
     }
     const std::string& messageID() const
     {
-        return held.messageID;
+        return properties.messageID;
     }
     const std::string& message() const
     {
-        return held.message;
+        return properties.message;
     }
     const std::vector<std::string>& args() const
     {
-        return held.args;
+        return properties.args;
     }
     uint64_t timestamp() const
     {
-        return held.timestamp;
+        return properties.timestamp;
     }
     uint32_t severity() const
     {
-        return held.severity;
+        return properties.severity;
     }
     const std::string& sensorPath() const
     {
-        return held.sensorPath;
+        return properties.sensorPath;
     }
     uint32_t sensorNumber() const
     {
-        return held.sensorNumber;
+        return properties.sensorNumber;
     }
     uint32_t sensorType() const
     {
-        return held.sensorType;
+        return properties.sensorType;
     }
     int32_t ledState() const
     {
-        return held.ledState;
+        return properties.ledState;
     }
     const std::string& lcdMessage() const
     {
-        return held.lcdMessage;
+        return properties.lcdMessage;
     }
     bool hidden() const
     {
-        return held.hidden;
+        return properties.hidden;
     }
     /** @} */
 
   private:
-    FaultEntryProperties held;
+    FaultEntryProperties properties;
 };
 
 namespace DataAbstraction::FaultEntry
@@ -162,9 +162,9 @@ namespace DataAbstraction::FaultEntry
 
 /** Reads fault-entry records.
  *
- *  @param[in] services the services whose records are wanted; empty for all
- *  @param[in] prefixes what the records' paths begin with, any one of them;
- *             empty for all
+ *  @param[in] services reads only records of these services; empty for all
+ *  @param[in] prefixes reads only records whose path begins with one of these;
+ *  empty for all
  *  @param[in,out] records the records found are added, by path
  *  @return a ReadResult or the platform's error number
  *

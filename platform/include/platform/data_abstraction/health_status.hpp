@@ -22,7 +22,7 @@ using HealthStatusPropertyVariant = std::variant<uint32_t>;
 using HealthStatusPropertyMap =
     std::map<std::string, HealthStatusPropertyVariant>;
 
-/** Creates the record at @p path, replacing one that stands there.
+/** Creates the record at @p path, replacing an existing one.
  *
  *  @return 0, or the platform's error number */
 PLATFORM_API int
@@ -39,25 +39,25 @@ datacache_healthstatus_set_property(const std::string& path,
 
 /** Removes the record at @p path.
  *
- *  @return 0, or the platform's error number; removing what is not there does
- *          no harm */
+ *  @return 0, or the platform's error number; removing a missing record
+ *          succeeds or does nothing */
 PLATFORM_API int datacache_healthstatus_remove(const std::string& path);
 
-/** Tells whether there is a record at @p path.
+/** Whether there is a record at @p path.
  *
- *  A platform need not have this function: get_map_by_path_prefixes() tells the
- *  same, but reads all records whose paths begin with this one.
+ *  A platform may lack this function. get_map_by_path_prefixes() gives the same
+ *  answer, but reads all records whose paths begin with this one.
  *
  *  @param[in] path the whole path of the record
- *  @param[out] exists what was found; unchanged without success
+ *  @param[out] exists the answer; unchanged on failure
  *  @return a DataAbstraction::ReadResult or the platform's error number
  *
  *  May be called from any thread. */
 PLATFORM_API PLATFORM_OPTIONAL long
 datacache_healthstatus_exists(const std::string& path, bool& exists);
 
-/** Base of every object that publishes a health status; is told of each
- *  change of a property. */
+/** Base of every object that publishes a health status. Hears of each change of
+ *  a property. */
 class PLATFORM_API healthstatus_cluster
 {
   public:
@@ -67,8 +67,8 @@ class PLATFORM_API healthstatus_cluster
     healthstatus_cluster& operator=(const healthstatus_cluster&) = delete;
     ~healthstatus_cluster();
 
-    /** Called after a property took another value and before that is
-     *  announced on D-Bus. */
+    /** Called after a property changed, before the change is announced on
+     *  D-Bus. */
     void PropertyChanged(const std::string& path, const std::string& name,
                          const HealthStatusPropertyVariant& value);
 };
@@ -78,18 +78,18 @@ class HealthStatus_gen
 {
   public:
     HealthStatus_gen() = default;
-    /** Makes a record of a health, 0 to 4. */
-    explicit HealthStatus_gen(uint32_t health) : held(health)
+    /** Makes a record with a health, 0 to 4. */
+    explicit HealthStatus_gen(uint32_t health) : health(health)
     {}
 
     /** The stored health, 0 (none) to 4 (critical). */
     uint32_t healthStatus() const
     {
-        return held;
+        return health;
     }
 
   private:
-    uint32_t held = 0;
+    uint32_t health = 0;
 };
 
 namespace DataAbstraction::HealthStatus
@@ -97,9 +97,9 @@ namespace DataAbstraction::HealthStatus
 
 /** Reads health records.
  *
- *  @param[in] services the services whose records are wanted; empty for all
- *  @param[in] prefixes what the records' paths begin with, any one of them;
- *             empty for all
+ *  @param[in] services reads only records of these services; empty for all
+ *  @param[in] prefixes reads only records whose path begins with one of these;
+ *  empty for all
  *  @param[in,out] records the records found are added, by path
  *  @return a ReadResult or the platform's error number
  *

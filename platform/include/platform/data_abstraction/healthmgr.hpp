@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Requests to the health manager, from any thread. */
+/** @file Requests to healthmgr, from any thread. */
 
 #include <platform/api.h>
 
@@ -9,12 +9,12 @@
 namespace DataAbstraction::Healthmgr
 {
 
-/** Asks the health manager for the health node of a key. The request is sent
- *  and not waited for: the node appears later, or never when there is no
- *  health manager.
+/** Asks healthmgr for the health node of a key. Sends the request and does not
+ *  wait for an answer: the node appears later, or never when no health manager
+ *  runs.
  *
- *  @param[in] service the health manager's bus name
- *  @param[in] path the health manager's object path
+ *  @param[in] service healthmgr's bus name
+ *  @param[in] path healthmgr's object path
  *  @param[in] key the wanted node's key
  *  @return 0, or the platform's error number when the request could not be
  *          sent */

@@ -5,8 +5,8 @@
 namespace DataAbstraction
 {
 
-/** What a read of the data cache answers; every other number is an error of
- *  the platform's own. */
+/** The result of a read of the data cache; every other number is an error of
+ *  the platform. */
 enum ReadResult : long
 {
     readOk = 0,

@@ -1,7 +1,7 @@
 #pragma once
 
-/** @file The System Event Log: storing a record in it, and the records of the
- *  data cache that mirror its entries. */
+/** @file Stores a record in the System Event Log, and reads the copies of its
+ *  entries in the data cache. */
 
 #include <platform/api.h>
 #include <platform/data_abstraction/results.hpp>
@@ -22,19 +22,20 @@ namespace DataAbstraction::SEL
 /** The fields of a SELInterface::SensorInfo, in order. */
 using Sensor = std::tuple<std::string, std::string, uint8_t, uint8_t>;
 
-/** The largest answer of AddSEL that is a record's identifier. */
+/** AddSEL returns a record's identifier up to this number, and an error above
+ *  it. */
 inline constexpr uint32_t largestRecordId = 0xffff;
 
-/** Stores a record and waits until the log manager has answered.
+/** Stores a record and waits until logmgr has answered.
  *
- *  @param[in] service the log manager's bus name
+ *  @param[in] service logmgr's bus name
  *  @param[in] path the log's object path
  *  @param[in] sensor the sensor that saw the event
- *  @param[in] record the record's bytes; a log manager takes 16
- *  @param[in] timestamp seconds since the epoch for the record; without one it
- *             is that of the log manager's clock
+ *  @param[in] record the record's bytes; logmgr accepts 16
+ *  @param[in] timestamp the record's timestamp in seconds since the epoch;
+ *  without one logmgr uses its clock
  *  @return the record's identifier, up to largestRecordId; a larger number is
- *          an error of the platform's own, and nothing was acknowledged
+ *          an error of the platform, and the record may not be stored
  *
  *  May be called from any thread. */
 PLATFORM_API uint32_t AddSEL(const std::string& service,
@@ -47,14 +48,14 @@ PLATFORM_API uint32_t AddSEL(const std::string& service,
 /** The properties of an entry of the log. */
 struct SELEntryProperties
 {
-    /** 1 to 65534: IPMI has a meaning of its own for 0 and 65535. */
+    /** 1 to 65534: 0 and 65535 have a special meaning in IPMI. */
     uint16_t recordId = 0;
     /** Seconds since the epoch, as in the record; 0 for a record that has
      *  none. */
     uint32_t timestamp = 0;
     /** The sensor that saw the event, as its daemon described it. */
     SELInterface::SensorInfo sensor;
-    /** The record as it is stored, with its identifier and timestamp. */
+    /** The stored record, with its identifier and timestamp filled in. */
     std::array<uint8_t, SELInterface::recordSize> record{};
 };
 
@@ -63,33 +64,33 @@ class SELEntry_gen
 {
   public:
     SELEntry_gen() = default;
-    /** Makes an entry of properties. */
+    /** Makes an entry with these properties. */
     explicit SELEntry_gen(SELEntryProperties properties) :
-        held(std::move(properties))
+        properties(std::move(properties))
     {}
 
-    /** One of the properties; SELEntryProperties tells of each.
+    /** The properties, which SELEntryProperties documents.
      *  @{ */
     uint16_t recordId() const
     {
-        return held.recordId;
+        return properties.recordId;
     }
     uint32_t timestamp() const
     {
-        return held.timestamp;
+        return properties.timestamp;
     }
     const SELInterface::SensorInfo& sensor() const
     {
-        return held.sensor;
+        return properties.sensor;
     }
     const std::array<uint8_t, SELInterface::recordSize>& record() const
     {
-        return held.record;
+        return properties.record;
     }
     /** @} */
 
   private:
-    SELEntryProperties held;
+    SELEntryProperties properties;
 };
 
 namespace DataAbstraction::SELEntry
@@ -97,9 +98,9 @@ namespace DataAbstraction::SELEntry
 
 /** Reads entries of the log.
  *
- *  @param[in] services the services whose entries are wanted; empty for all
- *  @param[in] prefixes what the entries' paths begin with, any one of them, or
- *             the path of the log for all of its entries; empty for all
+ *  @param[in] services reads only entries of these services; empty for all
+ *  @param[in] prefixes reads only entries whose path begins with one of these;
+ *  empty, or the path of the log, for all
  *  @param[in,out] entries the entries found are added, by path
  *  @return a ReadResult or the platform's error number
  *

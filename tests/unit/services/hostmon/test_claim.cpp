@@ -11,9 +11,9 @@ namespace
 TEST(BusNameOfAComponent, IsOneForEachKey)
 {
     const std::string root = "/com/vexa/olvar/health";
-    EXPECT_EQ(busNameOf(root + "/a"), busNameOf(root + "/a"));
-    EXPECT_NE(busNameOf(root + "/a/b"), busNameOf(root + "/a_b"));
-    EXPECT_EQ(busNameOf(root + "/a").rfind("com.vexa.olvar.hostmon.", 0), 0u);
+    EXPECT_EQ(makeBusName(root + "/a"), makeBusName(root + "/a"));
+    EXPECT_NE(makeBusName(root + "/a/b"), makeBusName(root + "/a_b"));
+    EXPECT_EQ(makeBusName(root + "/a").rfind("com.vexa.olvar.hostmon.", 0), 0u);
 }
 
 TEST(BusNameOfAComponent, IsValidForEveryKey)
@@ -22,7 +22,7 @@ TEST(BusNameOfAComponent, IsValidForEveryKey)
     for (const std::string& key :
          {root + "/5", root + "/" + std::string(1000, 'x')})
     {
-        EXPECT_GT(sd_bus_service_name_is_valid(busNameOf(key).c_str()), 0);
+        EXPECT_GT(sd_bus_service_name_is_valid(makeBusName(key).c_str()), 0);
     }
 }
 

@@ -62,7 +62,7 @@ class FaultsOfAComponent : public LibraryTest
         }
     }
 
-    /** Reports, and gives the texts of the faults that are reported then. */
+    /** Reports, and returns the texts of the reported faults. */
     Lines reported()
     {
         faults->report();
@@ -166,7 +166,7 @@ TEST_F(FaultsOfAComponent, NeverMakeTheLibraryDropOne)
     EXPECT_THAT(journal().take(),
                 testing::Not(testing::Contains(
                     testing::HasSubstr("removeLowestPriorityFaultEntry"))));
-    // That is the name under which the library tells it.
+    // The library removes faults by message and sensor path.
     for (int number = 100; number <= 110; ++number)
     {
         std::string id = "W";

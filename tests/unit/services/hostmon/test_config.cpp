@@ -81,10 +81,10 @@ severity = "warning"
     EXPECT_EQ(std::get<Pressure>(w[3].subject).seconds, 10);
     EXPECT_EQ(std::get<Temperature>(w[4].subject).sensor, "chip/temp1");
     EXPECT_EQ(std::get<ProcessAlive>(w[5].subject).name, "sshd");
-    EXPECT_EQ(LevelTracker(w[5].limits).next(0), Level::critical);
-    EXPECT_EQ(LevelTracker(w[5].limits).next(1), Level::ok);
+    EXPECT_EQ(LevelTracker(w[5].limits).nextLevel(0), Level::critical);
+    EXPECT_EQ(LevelTracker(w[5].limits).nextLevel(1), Level::ok);
     EXPECT_EQ(std::get<ProcessAlive>(w[6].subject).pidfile, "/run/x.pid");
-    EXPECT_EQ(LevelTracker(w[6].limits).next(0), Level::warning);
+    EXPECT_EQ(LevelTracker(w[6].limits).nextLevel(0), Level::warning);
 }
 
 TEST(ConfigText, HasUsualValues)
@@ -194,7 +194,7 @@ TEST(ConfigText, RefusesKeysOfFaultEntries)
 
 TEST(ConfigText, MustWatchSomething)
 {
-    EXPECT_EQ(errorOf(""), "file.toml:1: there is nothing to watch");
+    EXPECT_EQ(errorOf(""), "file.toml:1: no table says what to watch");
     EXPECT_EQ(errorOf("memory = []"),
               "file.toml:1: memory: must be written [[memory]]");
 }

@@ -28,9 +28,9 @@ TEST(MessagesOfTheHost, AreInTheRegistryThatComesWithTheProject)
     };
     for (const Subject& subject : subjects)
     {
-        const FaultTexts texts = faultTextsOf(subject);
-        const auto warning = find(messageIdOf(texts, Level::warning));
-        const auto critical = find(messageIdOf(texts, Level::critical));
+        const FaultTexts texts = selectFaultTexts(subject);
+        const auto warning = find(selectMessageId(texts, Level::warning));
+        const auto critical = find(selectMessageId(texts, Level::critical));
         ASSERT_FALSE(warning.is_null()) << texts.kind;
         ASSERT_FALSE(critical.is_null()) << texts.kind;
         EXPECT_EQ(warning["MessageSeverity"], "Warning");
@@ -48,31 +48,31 @@ TEST(MessagesOfTheHost, AreInTheRegistryThatComesWithTheProject)
 
 TEST(SensorPathOfTheHost, KeepsDifferentNamesDifferent)
 {
-    EXPECT_EQ(sensorPathOf("filesystem", "/var"),
+    EXPECT_EQ(makeSensorPath("filesystem", "/var"),
               "/com/vexa/olvar/sensors/filesystem/_2fvar");
-    EXPECT_NE(sensorPathOf("filesystem", "/a/b"),
-              sensorPathOf("filesystem", "/a_b"));
-    EXPECT_EQ(sensorPathOf("filesystem", "\xC3\xA9"),
+    EXPECT_NE(makeSensorPath("filesystem", "/a/b"),
+              makeSensorPath("filesystem", "/a_b"));
+    EXPECT_EQ(makeSensorPath("filesystem", "\xC3\xA9"),
               "/com/vexa/olvar/sensors/filesystem/_c3_a9");
 }
 
 TEST(SensorTypeOfTheHost, IsThatOfIpmi)
 {
-    EXPECT_EQ(faultTextsOf(Temperature{}).sensorType, 0x01u);
-    EXPECT_EQ(faultTextsOf(Load{}).sensorType, 0x07u);
-    EXPECT_EQ(faultTextsOf(Memory{}).sensorType, 0x0Cu);
-    EXPECT_EQ(faultTextsOf(Filesystem{}).sensorType, 0x0Du);
-    EXPECT_EQ(faultTextsOf(Pressure{"cpu"}).sensorType, 0x07u);
-    EXPECT_EQ(faultTextsOf(Pressure{"memory"}).sensorType, 0x0Cu);
-    EXPECT_EQ(faultTextsOf(Pressure{"io"}).sensorType, 0x0Du);
-    EXPECT_EQ(faultTextsOf(ProcessAlive{}).sensorType, 0x28u);
+    EXPECT_EQ(selectFaultTexts(Temperature{}).sensorType, 0x01u);
+    EXPECT_EQ(selectFaultTexts(Load{}).sensorType, 0x07u);
+    EXPECT_EQ(selectFaultTexts(Memory{}).sensorType, 0x0Cu);
+    EXPECT_EQ(selectFaultTexts(Filesystem{}).sensorType, 0x0Du);
+    EXPECT_EQ(selectFaultTexts(Pressure{"cpu"}).sensorType, 0x07u);
+    EXPECT_EQ(selectFaultTexts(Pressure{"memory"}).sensorType, 0x0Cu);
+    EXPECT_EQ(selectFaultTexts(Pressure{"io"}).sensorType, 0x0Du);
+    EXPECT_EQ(selectFaultTexts(ProcessAlive{}).sensorType, 0x28u);
 }
 
 TEST(NumbersForPeople, HaveOneDigitAfterThePoint)
 {
-    EXPECT_EQ(shownNumber(95), "95.0");
-    EXPECT_EQ(shownNumber(0.25), "0.2");
-    EXPECT_EQ(shownNumber(-3.14), "-3.1");
+    EXPECT_EQ(formatNumber(95), "95.0");
+    EXPECT_EQ(formatNumber(0.25), "0.2");
+    EXPECT_EQ(formatNumber(-3.14), "-3.1");
 }
 
 } // namespace

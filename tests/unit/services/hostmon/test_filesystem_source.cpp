@@ -12,24 +12,24 @@ namespace
 
 TEST(FilesystemUsage, IsAPercentage)
 {
-    const double used = usedPercent("/");
+    const double used = readUsedPercent("/");
     EXPECT_GT(used, 0);
     EXPECT_LE(used, 100);
 }
 
 TEST(FilesystemUsage, IsAnErrorWhereThereIsNone)
 {
-    EXPECT_THROW(usedPercent("/nonexistent"), std::runtime_error);
-    EXPECT_THROW(usedPercent("/proc"), std::runtime_error)
+    EXPECT_THROW(readUsedPercent("/nonexistent"), std::runtime_error);
+    EXPECT_THROW(readUsedPercent("/proc"), std::runtime_error)
         << "a filesystem without a size";
 }
 
 TEST(MountPoint, IsTheFolderThatTheFilesystemBeginsAt)
 {
-    EXPECT_EQ(mountPointOf("/"), "/");
-    EXPECT_EQ(mountPointOf("/proc"), "/proc");
-    EXPECT_EQ(mountPointOf("/proc/1"), "/proc");
-    EXPECT_THROW(mountPointOf("/nonexistent"), std::runtime_error);
+    EXPECT_EQ(findMountPoint("/"), "/");
+    EXPECT_EQ(findMountPoint("/proc"), "/proc");
+    EXPECT_EQ(findMountPoint("/proc/1"), "/proc");
+    EXPECT_THROW(findMountPoint("/nonexistent"), std::runtime_error);
 }
 
 TEST(MountedFilesystems, AreNotTheirParentsWhenTheyAreNotMounted)
@@ -38,14 +38,14 @@ TEST(MountedFilesystems, AreNotTheirParentsWhenTheyAreNotMounted)
     MountedFilesystem missing(folder.path(), folder.path());
     try
     {
-        missing.usedPercent();
+        missing.readUsedPercent();
         ADD_FAILURE() << "the parent's figures";
     }
     catch (const std::runtime_error& e)
     {
         EXPECT_EQ(e.what(), folder.path().string() + " is not mounted");
     }
-    EXPECT_GT(MountedFilesystem("/").usedPercent(), 0);
+    EXPECT_GT(MountedFilesystem("/").readUsedPercent(), 0);
 }
 
 } // namespace

@@ -16,8 +16,8 @@ namespace
 TEST(KernelFile, GivesItsContent)
 {
     const test::TemporaryFolder folder;
-    EXPECT_EQ(contentOf(folder.write("a", "one\ntwo\n")), "one\ntwo\n");
-    EXPECT_EQ(contentOf(folder.write("b", "")), "");
+    EXPECT_EQ(readKernelFile(folder.write("a", "one\ntwo\n")), "one\ntwo\n");
+    EXPECT_EQ(readKernelFile(folder.write("b", "")), "");
 }
 
 TEST(KernelFile, HasUpToOneMebibyte)
@@ -25,18 +25,18 @@ TEST(KernelFile, HasUpToOneMebibyte)
     const test::TemporaryFolder folder;
     constexpr std::size_t most = 1 << 20;
     const auto of = [&](std::size_t size) {
-        return contentOf(folder.write("a", std::string(size, 'x'))).size();
+        return readKernelFile(folder.write("a", std::string(size, 'x'))).size();
     };
     EXPECT_EQ(of(most), most);
     EXPECT_THROW(of(most + 1), std::runtime_error);
-    EXPECT_THROW(contentOf("/dev/zero"), std::runtime_error);
+    EXPECT_THROW(readKernelFile("/dev/zero"), std::runtime_error);
 }
 
 TEST(KernelFile, IsNamedWhenItCannotBeRead)
 {
     try
     {
-        contentOf("/nonexistent");
+        readKernelFile("/nonexistent");
         FAIL() << "read";
     }
     catch (const std::runtime_error& e)
@@ -44,7 +44,7 @@ TEST(KernelFile, IsNamedWhenItCannotBeRead)
         EXPECT_STREQ(e.what(), "unable to open /nonexistent: No such file or "
                                "directory");
     }
-    EXPECT_THROW(contentOf("/tmp"), std::runtime_error);
+    EXPECT_THROW(readKernelFile("/tmp"), std::runtime_error);
 }
 
 TEST(KernelFile, SaysWhetherItIsThereWhenItCannotBeRead)
@@ -52,7 +52,7 @@ TEST(KernelFile, SaysWhetherItIsThereWhenItCannotBeRead)
     const auto failureOf = [](const std::string& file) {
         try
         {
-            contentOf(file);
+            readKernelFile(file);
         }
         catch (const std::system_error& e)
         {
@@ -74,16 +74,17 @@ TEST(NumberInAText, IsFinite)
 {
     for (const char* text : {"nan", "inf", "-inf"})
     {
-        EXPECT_THROW(numberAfter(text, "", "f"), std::runtime_error) << text;
+        EXPECT_THROW(parseNumberAfter(text, "", "f"), std::runtime_error)
+            << text;
     }
 }
 
 TEST(NumberInAText, StandsBehindItsLabel)
 {
-    EXPECT_EQ(numberAfter("A:  5 kB\nB: 6.5", "A:", "f"), 5);
-    EXPECT_EQ(numberAfter("A:  5 kB\nB: 6.5", "B:", "f"), 6.5);
-    EXPECT_EQ(numberAfter("avg10=0.50 avg60=1", "avg60=", "f"), 1);
-    EXPECT_EQ(numberAfter("-42000\n", "", "f"), -42000);
+    EXPECT_EQ(parseNumberAfter("A:  5 kB\nB: 6.5", "A:", "f"), 5);
+    EXPECT_EQ(parseNumberAfter("A:  5 kB\nB: 6.5", "B:", "f"), 6.5);
+    EXPECT_EQ(parseNumberAfter("avg10=0.50 avg60=1", "avg60=", "f"), 1);
+    EXPECT_EQ(parseNumberAfter("-42000\n", "", "f"), -42000);
 }
 
 TEST(NumberInAText, IsMissedByItsLabelAndFile)
@@ -92,7 +93,7 @@ TEST(NumberInAText, IsMissedByItsLabelAndFile)
                           const std::string& label) -> std::string {
         try
         {
-            numberAfter(text, label, "f");
+            parseNumberAfter(text, label, "f");
         }
         catch (const std::runtime_error& e)
         {

@@ -26,7 +26,7 @@ std::vector<Level> levels(const Limits& limits,
     std::vector<Level> found;
     for (const double reading : readings)
     {
-        tracker.take(tracker.next(reading));
+        tracker.setLevel(tracker.nextLevel(reading));
         found.push_back(tracker.level());
     }
     return found;
@@ -69,9 +69,9 @@ TEST(LevelOfReadings, DoesNotFlapAroundALimit)
 TEST(LevelOfReadings, StaysUntilItIsTaken)
 {
     const LevelTracker tracker(above);
-    EXPECT_EQ(tracker.next(95), critical);
+    EXPECT_EQ(tracker.nextLevel(95), critical);
     EXPECT_EQ(tracker.level(), ok);
-    EXPECT_EQ(tracker.next(85), warning);
+    EXPECT_EQ(tracker.nextLevel(85), warning);
 }
 
 TEST(LevelOfReadings, MayHaveOneLimitForBothLevels)

@@ -15,7 +15,7 @@ class AvailableMemory : public testing::Test
   protected:
     double read(const std::string& meminfo) const
     {
-        return availableMemoryPercent(folder.write("meminfo", meminfo));
+        return readAvailableMemory(folder.write("meminfo", meminfo));
     }
 
     test::TemporaryFolder folder;
@@ -38,7 +38,7 @@ TEST_F(AvailableMemory, IsAnErrorWithoutItsNumbers)
 
 TEST_F(AvailableMemory, IsReadFromThisMachine)
 {
-    const double available = availableMemoryPercent("/proc/meminfo");
+    const double available = readAvailableMemory("/proc/meminfo");
     EXPECT_GT(available, 0);
     EXPECT_LE(available, 100);
 }

@@ -23,14 +23,14 @@ constexpr double warningLimit = 80;
 constexpr double criticalLimit = 90;
 constexpr double slack = 5;
 
-/** What is known of one source, without any of hostmon's code. */
+/** The model of one source, independent of hostmon's code. */
 struct ModelSource
 {
     bool isThere = false;
     bool isUnreadable = false;
     /** 0 ok, 1 warning, 2 critical. */
     int level = 0;
-    /** When the present level, and the failure to read, began. */
+    /** When the current level, and the failure to read, began. */
     int levelSince = 0;
     int unreadableSince = 0;
 
@@ -51,7 +51,7 @@ struct ModelSource
     }
 };
 
-/** Sources of two components, of which one has more than there are places. */
+/** Sources of two components, of which one has more faults than it can show. */
 class HostmonAndItsModel : public LibraryTest
 {
   protected:
@@ -59,7 +59,7 @@ class HostmonAndItsModel : public LibraryTest
 
     HostmonAndItsModel()
     {
-        const FaultTexts texts = faultTextsOf(Temperature{});
+        const FaultTexts texts = selectFaultTexts(Temperature{});
         platform().messages[texts.warningId] = {2, "%1"};
         platform().messages[texts.criticalId] = {1, "%1!"};
         platform().messages[unreadableId] = {2, "%1?"};
@@ -74,7 +74,7 @@ class HostmonAndItsModel : public LibraryTest
         }
     }
 
-    /** Sources from 24 on are the second component's. */
+    /** Sources from 24 on belong to the second component. */
     static int componentOf(int source)
     {
         return source < 24 ? 0 : 1;
@@ -97,7 +97,7 @@ class HostmonAndItsModel : public LibraryTest
     void go(int source)
     {
         model[source] = {};
-        watches[source]->withdraw();
+        watches[source]->removeFaults();
         watches[source].reset();
     }
 
@@ -120,7 +120,8 @@ class HostmonAndItsModel : public LibraryTest
         }
         else
         {
-            // Hot and cool times, so that places become scarce and free again.
+            // Hot and cool periods, so that a component has too many faults and
+            // then fewer again.
             const bool isHot = now / 500 % 2 == 0;
             const double value = isHot ? 70 + upTo(30) : 50 + upTo(35);
             model[source].take(value, now);
@@ -130,7 +131,7 @@ class HostmonAndItsModel : public LibraryTest
         faults[1]->report();
     }
 
-    /** What must be shown of a component. */
+    /** The faults that a component must show. */
     std::set<std::string> expected(int component) const
     {
         struct Fault
@@ -219,7 +220,7 @@ TEST_F(HostmonAndItsModel, ShowTheSameAfterEachOf100000Steps)
             connection.settle();
         }
     }
-    // Both cases were met.
+    // Both cases occurred.
     EXPECT_GT(crowded, 10'000);
     EXPECT_LT(crowded, 90'000);
 }

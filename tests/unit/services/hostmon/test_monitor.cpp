@@ -29,13 +29,14 @@ using testing::HasSubstr;
 
 const std::string root = "/com/vexa/olvar/health";
 
-/** Ends whoever waits for a writer of a pipe. */
+/** Opens a pipe for writing, so that a reader who waits for a writer
+ *  continues. */
 void letGo(const std::string& pipe)
 {
     close(open(pipe.c_str(), O_RDWR | O_CLOEXEC));
 }
 
-/** A configuration of what there is to watch on a machine that is a folder. */
+/** Watches a machine whose /proc and /sys are in a folder of the test. */
 class MonitorOfAMachine : public LibraryTest
 {
   protected:
@@ -44,7 +45,7 @@ class MonitorOfAMachine : public LibraryTest
         for (const Subject& subject :
              {Subject(Memory{}), Subject(ProcessAlive{"", ""})})
         {
-            const FaultTexts texts = faultTextsOf(subject);
+            const FaultTexts texts = selectFaultTexts(subject);
             platform().messages[texts.warningId] = {2, "%1: %2"};
             platform().messages[texts.criticalId] = {1, "%1: %2!"};
         }
@@ -68,10 +69,10 @@ class MonitorOfAMachine : public LibraryTest
                                   component});
     }
 
-    /** Watches all sensors of temperature; 97 degrees are critical. */
+    /** Watches all temperature sensors; 97 degrees are critical. */
     void watchTemperatures()
     {
-        const FaultTexts temperature = faultTextsOf(Temperature{});
+        const FaultTexts temperature = selectFaultTexts(Temperature{});
         platform().messages[temperature.criticalId] = {1, "%1: %2!"};
         config.watches.push_back({Temperature{"*"},
                                   {.direction = Direction::above,
@@ -86,7 +87,7 @@ class MonitorOfAMachine : public LibraryTest
         monitor.emplace(bus, loop, config, machine.path());
     }
 
-    /** Lets the monitor work until @p done. */
+    /** Runs the monitor's event loop until @p done. */
     void runUntil(const std::function<bool()>& done)
     {
         constexpr int patience = 5000;
@@ -101,7 +102,7 @@ class MonitorOfAMachine : public LibraryTest
         EXPECT_TRUE(done());
     }
 
-    /** The texts of the faults that are reported now. */
+    /** The texts of the faults that are currently reported. */
     static Lines texts()
     {
         Lines all;
@@ -247,7 +248,7 @@ TEST_F(MonitorOfAMachine, GoesOnWhileASourceBlocks)
                Lines{pipe + ": no answer within 0.1 seconds", "memory: 15.0"};
     });
     memory(90);
-    // Whoever writes ends the wait: it is no number of a process.
+    // Writing ends the wait; the text is no process id.
     std::ofstream(pipe) << "none\n";
     std::filesystem::remove(pipe);
     runUntil([&] {
@@ -263,7 +264,7 @@ TEST_F(MonitorOfAMachine, EndsWhileASourceBlocks)
     start();
     monitor.reset();
     EXPECT_FALSE(platform().healthRecords.contains(root + "/a"));
-    // Lets the thread that was left behind end, if it reads already.
+    // Lets the abandoned thread end, if it reads already.
     letGo(pipe);
 }
 
@@ -275,7 +276,7 @@ TEST_F(MonitorOfAMachine, LeavesNoMoreThanSoManyThreadsBehind)
     start();
     const auto chip = machine.path() / "sys/class/hwmon/hwmon1";
     const std::string input = chip / "temp1_input";
-    // The same sensor all the time, which blocks and goes away.
+    // The same sensor blocks and disappears again and again.
     std::size_t replaced = 0;
     const auto replaceSensor = [&] {
         machine.write("sys/class/hwmon/hwmon1/name", "chip");
@@ -289,22 +290,22 @@ TEST_F(MonitorOfAMachine, LeavesNoMoreThanSoManyThreadsBehind)
             return texts().empty();
         });
     };
-    // One that is gone before its thread reads leaves none behind.
-    constexpr std::size_t most = 10 * mostThreadsLeftBehind;
-    while (threadsLeftBehind() < mostThreadsLeftBehind && replaced < most)
+    // A sensor that is gone before its thread reads abandons no thread.
+    constexpr std::size_t most = 10 * maxAbandonedThreads;
+    while (countAbandonedThreads() < maxAbandonedThreads && replaced < most)
     {
         replaceSensor();
     }
-    EXPECT_EQ(threadsLeftBehind(), mostThreadsLeftBehind);
+    EXPECT_EQ(countAbandonedThreads(), maxAbandonedThreads);
     replaceSensor();
-    EXPECT_EQ(threadsLeftBehind(), mostThreadsLeftBehind);
+    EXPECT_EQ(countAbandonedThreads(), maxAbandonedThreads);
 
     machine.write("sys/class/hwmon/hwmon1/name", "chip");
     machine.write("sys/class/hwmon/hwmon1/temp1_input", "97000");
     runUntil([] {
-        return texts() == Lines{"chip/temp1 (hwmon1): the reads of 16 sources "
-                                "that are gone have not ended, which is the "
-                                "most"};
+        return texts() ==
+               Lines{"chip/temp1 (hwmon1): the reads of 16 sources that are "
+                     "gone still run, and no more threads are allowed"};
     });
     for (std::size_t i = 0; i < replaced; ++i)
     {
@@ -317,7 +318,7 @@ TEST_F(MonitorOfAMachine, LeavesNoMoreThanSoManyThreadsBehind)
 
 TEST_F(MonitorOfAMachine, FollowsDevicesThatComeAndGo)
 {
-    const FaultTexts temperature = faultTextsOf(Temperature{});
+    const FaultTexts temperature = selectFaultTexts(Temperature{});
     platform().messages[temperature.criticalId] = {1, "%1: %2!"};
     config.watches.push_back({Temperature{"*", true},
                               {.direction = Direction::above,
@@ -383,7 +384,7 @@ TEST_F(MonitorOfAMachine, SaysOnceThatTwoTablesWatchOneSensor)
         return texts().size() == 1;
     });
     EXPECT_EQ(texts(), Lines{"chip/temp1 (hwmon0): 80.0"});
-    // At the next interval the same is found again.
+    // The next interval finds the same problem again.
     int rounds = 0;
     runUntil([&rounds] {
         return ++rounds > 10;
@@ -440,8 +441,8 @@ TEST_F(MonitorOfAMachine, HasAComponentForWhatTheMachineLacks)
     start();
     EXPECT_TRUE(platform().healthRecords.contains(root + "/a"));
     EXPECT_THAT(journal().take("log 2 310"),
-                testing::ElementsAre(HasSubstr("this machine has nothing to "
-                                               "watch for temperature")));
+                testing::ElementsAre(
+                    HasSubstr("found nothing to watch for temperature")));
 }
 
 TEST_F(MonitorOfAMachine, ThrowsWhenAComponentCannotBeMade)

@@ -37,7 +37,8 @@ class Processes : public testing::Test
 
     bool lives(const std::string& pidfile) const
     {
-        return livesByPidfile(folder.path(), folder.write("pidfile", pidfile));
+        return isPidfileProcessAlive(folder.path(),
+                                     folder.write("pidfile", pidfile));
     }
 
     test::TemporaryFolder folder;
@@ -72,19 +73,19 @@ TEST_F(Processes, LiveByTheIdInAFile)
     EXPECT_FALSE(lives(""));
     EXPECT_FALSE(lives("x"));
     EXPECT_FALSE(lives("../10"));
-    EXPECT_FALSE(livesByPidfile(folder.path(), "/nonexistent"));
+    EXPECT_FALSE(isPidfileProcessAlive(folder.path(), "/nonexistent"));
 }
 
 TEST_F(Processes, AreNotMissingWhenTheFileCannotBeRead)
 {
-    // A folder, which nobody can read as a file, not even root.
-    EXPECT_THROW(livesByPidfile(folder.path(), folder.path() / "10"),
+    // A folder in the place of the file: not even root can read it.
+    EXPECT_THROW(isPidfileProcessAlive(folder.path(), folder.path() / "10"),
                  std::runtime_error);
 }
 
 TEST_F(Processes, AreNotMissingWhenOneCannotBeRead)
 {
-    // A folder in the place of the file, which nobody can read.
+    // A folder in the place of the file: not even root can read it.
     std::filesystem::create_directories(folder.path() / "17" / "stat");
     EXPECT_EQ(count("sshd"), 2u);
     EXPECT_THROW(count("missing"), std::runtime_error);

@@ -90,7 +90,7 @@ TEST(ReadInAnotherProcess, HasNothingOpenOfItsOwner)
         const std::filesystem::directory_iterator all("/proc/self/fd");
         return static_cast<double>(std::distance(begin(all), end(all)));
     });
-    // The first three, the connection to its owner, and the folder itself.
+    // The first three, the socket to the parent, and the folder that is listed.
     EXPECT_EQ(reading.read(), 5);
 }
 

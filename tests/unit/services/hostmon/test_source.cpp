@@ -15,7 +15,7 @@ class Sources : public testing::Test
   protected:
     Source only(const Subject& subject) const
     {
-        auto sources = sourcesOf(subject, folder.path());
+        auto sources = makeSources(subject, folder.path());
         EXPECT_EQ(sources.size(), 1u);
         return sources.at(0);
     }
@@ -51,13 +51,13 @@ TEST_F(Sources, HaveNamesForPeople)
 
 TEST_F(Sources, AreAsManyAsThereAreTemperatures)
 {
-    EXPECT_TRUE(sourcesOf(Temperature{"*"}, folder.path()).empty());
+    EXPECT_TRUE(makeSources(Temperature{"*"}, folder.path()).empty());
     folder.write("sys/class/hwmon/hwmon0/name", "chip\n");
     folder.write("sys/class/hwmon/hwmon0/temp1_input", "40000\n");
     folder.write("sys/class/hwmon/hwmon0/temp2_input", "50000\n");
-    EXPECT_EQ(sourcesOf(Temperature{"*"}, folder.path()).size(), 2u);
+    EXPECT_EQ(makeSources(Temperature{"*"}, folder.path()).size(), 2u);
     EXPECT_EQ(only(Temperature{"chip/temp2"}).read(), 50);
-    EXPECT_TRUE(sourcesOf(Temperature{"chip/temp3"}, folder.path()).empty());
+    EXPECT_TRUE(makeSources(Temperature{"chip/temp3"}, folder.path()).empty());
 }
 
 TEST_F(Sources, ThrowWhatKeepsThemFromReading)
@@ -69,7 +69,7 @@ TEST_F(Sources, ThrowWhatKeepsThemFromReading)
 
 TEST(SourcesOfThisMachine, ReadWithoutARoot)
 {
-    EXPECT_GT(sourcesOf(Memory{}, "").at(0).read(), 0);
+    EXPECT_GT(makeSources(Memory{}, "").at(0).read(), 0);
 }
 
 } // namespace

@@ -59,7 +59,7 @@ TEST(ReaderOfASource, TellsWhenAReadingHasArrived)
     reader.start();
     ASSERT_EQ(arrived->get_future().wait_for(patience),
               std::future_status::ready);
-    // Its thread has told before it lets go of what it read.
+    // The thread announces the reading before it releases the lock.
     EXPECT_TRUE(reader.take());
 }
 
@@ -83,13 +83,13 @@ TEST(ReaderOfASource, IsBusyAndEndsWhileTheSourceBlocks)
     answer->set_value(1);
 }
 
-/** Lets threads go that were left behind, whatever becomes of the test. */
+/** Lets abandoned threads end, also when the test fails. */
 class ReadersLeftBehind : public testing::Test
 {
   protected:
     ReadersLeftBehind()
     {
-        // Of tests before.
+        // Threads of earlier tests.
         waitUntilLeft(0);
     }
 
@@ -108,7 +108,7 @@ class ReadersLeftBehind : public testing::Test
         waitUntilLeft(0);
     }
 
-    /** Leaves one thread behind. */
+    /** Abandons one thread. */
     void leaveOne() const
     {
         auto begun = std::make_shared<std::promise<void>>();
@@ -122,16 +122,16 @@ class ReadersLeftBehind : public testing::Test
         begun->get_future().wait_for(patience);
     }
 
-    /** Waits until so many threads are left behind. */
+    /** Waits until so many threads are abandoned. */
     static void waitUntilLeft(std::size_t count)
     {
         const auto deadline = std::chrono::steady_clock::now() + patience;
-        while (threadsLeftBehind() != count &&
+        while (countAbandonedThreads() != count &&
                std::chrono::steady_clock::now() < deadline)
         {
             std::this_thread::yield();
         }
-        EXPECT_EQ(threadsLeftBehind(), count);
+        EXPECT_EQ(countAbandonedThreads(), count);
     }
 
     bool let = false;
@@ -141,12 +141,12 @@ class ReadersLeftBehind : public testing::Test
 
 TEST_F(ReadersLeftBehind, AreSixteenAtMostBeforeThereIsNoOther)
 {
-    for (std::size_t i = 0; i < mostThreadsLeftBehind; ++i)
+    for (std::size_t i = 0; i < maxAbandonedThreads; ++i)
     {
-        EXPECT_EQ(threadsLeftBehind(), i);
+        EXPECT_EQ(countAbandonedThreads(), i);
         EXPECT_NO_THROW(leaveOne());
     }
-    EXPECT_EQ(threadsLeftBehind(), mostThreadsLeftBehind);
+    EXPECT_EQ(countAbandonedThreads(), maxAbandonedThreads);
     try
     {
         leaveOne();
@@ -154,8 +154,8 @@ TEST_F(ReadersLeftBehind, AreSixteenAtMostBeforeThereIsNoOther)
     }
     catch (const std::runtime_error& e)
     {
-        EXPECT_STREQ(e.what(), "the reads of 16 sources that are gone have not "
-                               "ended, which is the most");
+        EXPECT_STREQ(e.what(), "the reads of 16 sources that are gone still "
+                               "run, and no more threads are allowed");
     }
     letGo();
     EXPECT_NO_THROW(leaveOne());
@@ -173,7 +173,7 @@ TEST_F(ReadersLeftBehind, AreNoneOfThoseThatWereIdle)
         idle.start();
         ASSERT_TRUE(idle.wait(patience));
     }
-    EXPECT_EQ(threadsLeftBehind(), 0u);
+    EXPECT_EQ(countAbandonedThreads(), 0u);
 }
 
 } // namespace

@@ -34,7 +34,7 @@ class Temperatures : public testing::Test
 
 TEST_F(Temperatures, AreFoundInTheOrderOfTheirNames)
 {
-    const auto sensors = temperatureSensors(folder.path());
+    const auto sensors = listTemperatureSensors(folder.path());
     ASSERT_EQ(sensors.size(), 3u);
     EXPECT_EQ(sensors[0].name(), "acpitz/temp1");
     EXPECT_EQ(sensors[1].name(), "coretemp/temp1");
@@ -45,38 +45,38 @@ TEST_F(Temperatures, AreFoundInTheOrderOfTheirNames)
 TEST_F(Temperatures, AreNotGoneWhenTheyCannotBeLookedFor)
 {
     const test::NoMoreDescriptors shortage;
-    EXPECT_THROW(temperatureSensors(folder.path()), std::system_error);
+    EXPECT_THROW(listTemperatureSensors(folder.path()), std::system_error);
 }
 
 TEST_F(Temperatures, AreNoneWhereThereIsNoFolder)
 {
-    EXPECT_EQ(temperatureSensors(folder.path() / "missing").size(), 0u);
+    EXPECT_EQ(listTemperatureSensors(folder.path() / "missing").size(), 0u);
 }
 
 TEST_F(Temperatures, AreInDegrees)
 {
-    const auto sensors = temperatureSensors(folder.path());
-    EXPECT_EQ(degreesCelsius(sensors[0].input), -5);
-    EXPECT_EQ(degreesCelsius(sensors[2].input), 51.5);
+    const auto sensors = listTemperatureSensors(folder.path());
+    EXPECT_EQ(readDegreesCelsius(sensors[0].input), -5);
+    EXPECT_EQ(readDegreesCelsius(sensors[2].input), 51.5);
 }
 
 TEST_F(Temperatures, AreMeantByNameLabelOrAll)
 {
-    const auto sensor = temperatureSensors(folder.path())[1];
+    const auto sensor = listTemperatureSensors(folder.path())[1];
     EXPECT_TRUE(sensor.matches("*"));
     EXPECT_TRUE(sensor.matches("coretemp/temp1"));
     EXPECT_TRUE(sensor.matches("coretemp/Package id 0"));
     EXPECT_FALSE(sensor.matches("coretemp/temp2"));
     EXPECT_FALSE(sensor.matches("acpitz/temp1"));
-    EXPECT_FALSE(temperatureSensors(folder.path())[0].matches("acpitz/"));
+    EXPECT_FALSE(listTemperatureSensors(folder.path())[0].matches("acpitz/"));
 }
 
 /** A kernel's folder /sys with devices and links to them. */
 class TemperaturesOfDevices : public testing::Test
 {
   protected:
-    /** A chip with one sensor below @p device, which is on a bus; @p between
-     *  are the folders that the kernel numbers. */
+    /** Makes a chip with one sensor below @p device, which is on a bus; @p
+     *  between are folders with numbers that the kernel chooses. */
     void chip(const std::string& name, const std::string& device,
               const std::string& between, const std::string& number,
               int millidegrees) const
@@ -106,7 +106,7 @@ class TemperaturesOfDevices : public testing::Test
 
     auto sensors() const
     {
-        return temperatureSensors(folder.path() / "class/hwmon");
+        return listTemperatureSensors(folder.path() / "class/hwmon");
     }
 
     test::TemporaryFolder folder;
@@ -120,8 +120,8 @@ TEST_F(TemperaturesOfDevices, OfOneNameAreToldApartByTheirDevices)
     ASSERT_EQ(found.size(), 2u);
     EXPECT_EQ(found[0].id(), "pci0/0000:01:00.0/nvme/temp1");
     EXPECT_EQ(found[1].id(), "pci0/0000:02:00.0/nvme/temp1");
-    EXPECT_EQ(found[0].shownName(), "nvme/temp1 (0000:01:00.0)");
-    EXPECT_EQ(found[1].shownName(), "nvme/temp1 (0000:02:00.0)");
+    EXPECT_EQ(found[0].displayName(), "nvme/temp1 (0000:01:00.0)");
+    EXPECT_EQ(found[1].displayName(), "nvme/temp1 (0000:02:00.0)");
     EXPECT_TRUE(found[1].matches("nvme/temp1"));
     EXPECT_TRUE(found[1].matches("nvme/temp1 (0000:02:00.0)"));
     EXPECT_FALSE(found[1].matches("nvme/temp1 (0000:01:00.0)"));
@@ -142,7 +142,7 @@ TEST_F(TemperaturesOfDevices, AreNotReadFromTheChipThatGetsTheNumber)
     std::filesystem::remove(folder.path() / "class/hwmon/hwmon1");
     std::filesystem::remove_all(folder.path() / "devices/pci0/0000:01:00.0");
     chip("nvme", "pci0/0000:02:00.0", "nvme/nvme1", "hwmon1", 97000);
-    EXPECT_THROW(degreesCelsius(before.at(0).input), std::runtime_error);
+    EXPECT_THROW(readDegreesCelsius(before.at(0).input), std::runtime_error);
 }
 
 TEST_F(TemperaturesOfDevices, OfOneNameOnOneDeviceAreToldApart)
@@ -156,13 +156,15 @@ TEST_F(TemperaturesOfDevices, OfOneNameOnOneDeviceAreToldApart)
 
 TEST_F(Temperatures, AreNoneWhereTheKernelShowsNone)
 {
-    EXPECT_TRUE(temperatureSensors(folder.path() / "missing").empty());
+    EXPECT_TRUE(listTemperatureSensors(folder.path() / "missing").empty());
 }
 
 TEST_F(Temperatures, AreAnErrorWhenTheyCannotBeRead)
 {
-    EXPECT_THROW(degreesCelsius(folder.path() / "missing"), std::runtime_error);
-    EXPECT_THROW(degreesCelsius(folder.write("empty", "")), std::runtime_error);
+    EXPECT_THROW(readDegreesCelsius(folder.path() / "missing"),
+                 std::runtime_error);
+    EXPECT_THROW(readDegreesCelsius(folder.write("empty", "")),
+                 std::runtime_error);
 }
 
 } // namespace

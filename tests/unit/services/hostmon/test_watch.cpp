@@ -24,7 +24,7 @@ class WatchOfASource : public LibraryTest
     {
         for (const Subject& subject : {Subject(Filesystem{})})
         {
-            const FaultTexts texts = faultTextsOf(subject);
+            const FaultTexts texts = selectFaultTexts(subject);
             platform().messages[texts.warningId] = {2, "%1: %2 over %3"};
             platform().messages[texts.criticalId] = {1, "%1: %2 over %3!"};
         }
@@ -173,7 +173,7 @@ TEST_F(WatchOfASource, TakesItsFaultsBackWhenTheSourceIsGone)
     failure = "unable to ask";
     check(0);
     EXPECT_EQ(texts().size(), 2u);
-    watch->withdraw();
+    watch->removeFaults();
     faults->report();
     EXPECT_EQ(texts(), Lines{});
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-/** @file Events and entries to try the log with. */
+/** @file Events and entries for tests of the log. */
 
 #include "logmgr/event_log.hpp"
 
@@ -19,16 +19,16 @@ inline Record sampleRecord(uint8_t type = 0x02)
 
 inline Event sampleEvent(uint8_t type = 0x02)
 {
-    return checkedEvent({"Fan 7", "/sensors/fan7", 20, 1}, sampleRecord(type),
-                        std::nullopt);
+    return makeEvent({"Fan 7", "/sensors/fan7", 20, 1}, sampleRecord(type),
+                     std::nullopt);
 }
 
-/** What the store takes as its next entry. */
+/** An entry that the store accepts as its next one. */
 inline SELEntryProperties nextEntry(const SelStore& store,
                                     const std::string& name = "Fan 7")
 {
     SELEntryProperties entry;
-    entry.recordId = identifierOf(store.next());
+    entry.recordId = toIdentifier(store.next());
     entry.timestamp = 7;
     entry.sensor.name = name;
     return entry;
@@ -44,7 +44,7 @@ inline void append(SelStore& store, int count,
     }
 }
 
-/** The identifiers of what a store holds. */
+/** The identifiers of a store's entries. */
 inline std::vector<uint16_t> idsIn(SelStore& store)
 {
     std::vector<uint16_t> ids;

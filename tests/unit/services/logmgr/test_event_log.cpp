@@ -26,7 +26,7 @@ using testing::IsEmpty;
 using testing::Not;
 using Kind = Refusal::Kind;
 
-/** The kind and the words of a refusal. */
+/** The kind and the text of a refusal. */
 std::pair<std::optional<Kind>, std::string>
 refusalOf(const std::function<void()>& work)
 {
@@ -44,7 +44,7 @@ refusalOf(const std::function<void()>& work)
 class Log : public testing::Test
 {
   protected:
-    /** A log over what the store holds. */
+    /** A log that uses the test's store. */
     EventLog& open(uint16_t capacity = 10, Overflow overflow = Overflow::refuse)
     {
         log.reset();
@@ -142,7 +142,7 @@ TEST_F(Log, RefusesRecordsOfAnyOtherSize)
     for (const std::size_t size : {0, 1, 15, 17, 100000})
     {
         const auto [kind, why] = refusalOf([&] {
-            checkedEvent({}, std::vector<uint8_t>(size), std::nullopt);
+            makeEvent({}, std::vector<uint8_t>(size), std::nullopt);
         });
         EXPECT_EQ(kind, Kind::invalidRecord);
         EXPECT_EQ(why,
@@ -154,14 +154,14 @@ TEST_F(Log, RefusesTextsThatAreTooLong)
 {
     const std::string longest(511, 'x');
     open();
-    log->add(checkedEvent({longest, longest, 0, 0}, sampleRecord(), {}));
+    log->add(makeEvent({longest, longest, 0, 0}, sampleRecord(), {}));
     EXPECT_EQ(log->list(1, 1).entries.at(0).sensor.path, longest);
     EXPECT_EQ(refusalOf([&] {
-                  checkedEvent({longest + "x", "", 0, 0}, sampleRecord(), {});
+                  makeEvent({longest + "x", "", 0, 0}, sampleRecord(), {});
               }).second,
               "the name of the sensor has 512 bytes, more than 511");
     EXPECT_EQ(refusalOf([&] {
-                  checkedEvent({"", longest + "x", 0, 0}, sampleRecord(), {});
+                  makeEvent({"", longest + "x", 0, 0}, sampleRecord(), {});
               }).second,
               "the path of the sensor has 512 bytes, more than 511");
 }
@@ -314,7 +314,7 @@ TEST_F(Log, GivesNoOtherEntryForOneThatMakesNoSense)
                   log->entry(2);
               }),
               std::pair(std::optional(Kind::noSuchEntry),
-                        std::string("the entry 2 of the log makes no sense")));
+                        std::string("the entry 2 of the log is damaged")));
     EXPECT_THAT(ids(2), ElementsAre(3)) << "a list goes on behind it";
     for (const auto& [asked, given] : std::map<uint16_t, uint16_t>{
              {1, 1}, {3, 3}, {firstEntry, 1}, {lastEntry, 3}})
@@ -360,17 +360,16 @@ TEST_F(Log, HasNoEntryToGiveWhenAllAreDamaged)
         EXPECT_EQ(refusalOf([&] {
                       log->entry(id);
                   }).second,
-                  "the entry " + std::to_string(id) +
-                      " of the log makes no sense");
+                  "the entry " + std::to_string(id) + " of the log is damaged");
     }
 }
 
 TEST_F(Log, EndsTimesAtTheirBounds)
 {
-    EXPECT_EQ(secondsOf(-1), 0U);
-    EXPECT_EQ(secondsOf(0), 0U);
-    EXPECT_EQ(secondsOf(4294967295), 4294967295U);
-    EXPECT_EQ(secondsOf(4294967296), 4294967295U);
+    EXPECT_EQ(toRecordTime(-1), 0U);
+    EXPECT_EQ(toRecordTime(0), 0U);
+    EXPECT_EQ(toRecordTime(4294967295), 4294967295U);
+    EXPECT_EQ(toRecordTime(4294967296), 4294967295U);
 }
 
 TEST_F(Log, GivesPagesThatLeadToTheNext)

@@ -11,7 +11,7 @@ namespace
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/** A queue of calls that are told apart by their first identifier. */
+/** A queue of calls, each with another first identifier. */
 class Lists : public testing::Test
 {
   protected:
@@ -26,7 +26,7 @@ class Lists : public testing::Test
         return queue.setUser(sender, user).size();
     }
 
-    /** Adds the calls that a sender may have. */
+    /** Adds as many calls as a sender may have. */
     void fill(const std::string& sender)
     {
         for (std::size_t i = 0; i < maxListsOfSender; ++i)
@@ -35,7 +35,7 @@ class Lists : public testing::Test
         }
     }
 
-    /** Four senders of a user, with the calls that a user may have. */
+    /** Adds four senders of a user, with as many calls as a user may have. */
     void fillUser(uid_t user)
     {
         for (const char* sender : {":1.1", ":1.2", ":1.3", ":1.4"})
@@ -45,7 +45,7 @@ class Lists : public testing::Test
         }
     }
 
-    /** Takes all calls out. */
+    /** Removes all calls. */
     std::vector<uint16_t> rest()
     {
         std::vector<uint16_t> firsts;

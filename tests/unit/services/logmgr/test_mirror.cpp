@@ -16,7 +16,7 @@ namespace
 using test::inChild;
 using Ids = std::vector<uint16_t>;
 
-/** The identifiers of what others read. */
+/** The identifiers of the entries that other processes read. */
 Ids mirrored()
 {
     std::map<std::string, SELEntry_gen> entries;
@@ -32,7 +32,7 @@ Ids mirrored()
 class LogMirror : public test::CacheTest
 {
   protected:
-    /** Works with a log of three entries at most in a process of its own. */
+    /** Runs a test with a log of at most three entries in a child process. */
     template <typename Work>
     int withLog(Work&& work, std::string* errors = nullptr)
     {
@@ -55,7 +55,7 @@ TEST_F(LogMirror, IsAsTheLogIsOnceItIsAskedFor)
                   log.add(sampleEvent());
                   Mirror mirror(log);
                   const bool untouched = mirrored().empty();
-                  mirror.renew();
+                  mirror.rebuild();
                   return untouched && mirrored() == Ids{1, 2} ? 0 : 1;
               }),
               0);
@@ -67,11 +67,11 @@ TEST_F(LogMirror, FollowsAdditionsAndClearing)
                   Mirror mirror(log);
                   for (int i = 0; i < 4; ++i)
                   {
-                      mirror.follow(log.add(sampleEvent()));
+                      mirror.addEntry(log.add(sampleEvent()));
                   }
                   const bool wrapped = mirrored() == Ids{2, 3, 4};
                   log.clear();
-                  mirror.renew();
+                  mirror.rebuild();
                   return wrapped && mirrored().empty() ? 0 : 1;
               }),
               0);
@@ -81,9 +81,9 @@ TEST_F(LogMirror, MakesUpForAnEntryThatItWasNotToldOf)
 {
     EXPECT_EQ(withLog([](EventLog& log) {
                   Mirror mirror(log);
-                  mirror.renew();
+                  mirror.rebuild();
                   log.add(sampleEvent());
-                  mirror.follow(log.add(sampleEvent()));
+                  mirror.addEntry(log.add(sampleEvent()));
                   return mirrored() == Ids{1, 2} ? 0 : 1;
               }),
               0);
@@ -96,12 +96,12 @@ TEST_F(LogMirror, MakesUpForWhatFailed)
     EXPECT_EQ(withLog(
                   [&blocked](EventLog& log) {
                       Mirror mirror(log);
-                      mirror.follow(log.add(sampleEvent()));
-                      mirror.follow(log.add(sampleEvent()));
+                      mirror.addEntry(log.add(sampleEvent()));
+                      mirror.addEntry(log.add(sampleEvent()));
                       std::filesystem::remove(blocked);
-                      mirror.follow(log.add(sampleEvent()));
+                      mirror.addEntry(log.add(sampleEvent()));
                       const bool made = mirrored() == Ids{1, 2, 3};
-                      mirror.follow(log.add(sampleEvent()));
+                      mirror.addEntry(log.add(sampleEvent()));
                       return made && mirrored() == Ids{2, 3, 4} ? 0 : 1;
                   },
                   &errors),
@@ -118,13 +118,13 @@ TEST_F(LogMirror, IsMadeAnewWhenSomebodyHasRemovedIt)
     EXPECT_EQ(withLog(
                   [this](EventLog& log) {
                       Mirror mirror(log);
-                      mirror.follow(log.add(sampleEvent()));
+                      mirror.addEntry(log.add(sampleEvent()));
                       std::filesystem::remove(folder.path() / "sel" / "log");
-                      mirror.follow(log.add(sampleEvent()));
+                      mirror.addEntry(log.add(sampleEvent()));
                       const bool followed = mirrored() == Ids{1, 2};
                       std::filesystem::remove_all(folder.path() / "sel");
-                      mirror.look();
-                      mirror.look();
+                      mirror.check();
+                      mirror.check();
                       return followed && mirrored() == Ids{1, 2} ? 0 : 1;
                   },
                   &errors),
@@ -142,18 +142,18 @@ TEST_F(LogMirror, IsMadeAnewWhenTheLogIsAnother)
 {
     EXPECT_EQ(withLog([](EventLog& log) {
                   Mirror mirror(log);
-                  mirror.follow(log.add(sampleEvent()));
+                  mirror.addEntry(log.add(sampleEvent()));
                   log.add(sampleEvent());
-                  mirror.look();
+                  mirror.check();
                   const bool longer = mirrored() == Ids{1, 2};
                   log.clear();
-                  mirror.look();
+                  mirror.check();
                   return longer && mirrored().empty() ? 0 : 1;
               }),
               0);
 }
 
-/** How many bytes of the filesystem a file has. */
+/** How many bytes of the filesystem a file uses. */
 std::size_t bytesOf(const std::filesystem::path& file)
 {
     struct stat found
@@ -178,14 +178,14 @@ TEST_F(LogMirror, GivesTheSpaceBackThatEntriesOfOtherSizesTook)
                       event.sensor.path = event.sensor.name;
                       for (int i = 0; i < 100; ++i)
                       {
-                          mirror.follow(log.add(event));
+                          mirror.addEntry(log.add(event));
                       }
                   }
                   const auto file = folder.path() / "sel" / "log";
                   const std::size_t before = bytesOf(file);
-                  mirror.look();
+                  mirror.check();
                   const std::size_t after = bytesOf(file);
-                  mirror.follow(log.add(sampleEvent()));
+                  mirror.addEntry(log.add(sampleEvent()));
                   const auto ids = mirrored();
                   return after * 4 < before && ids.size() == 100 &&
                                  ids.back() == 1001

@@ -26,7 +26,7 @@ class LogFile : public testing::Test
         return folder.path() / "data.mdb";
     }
 
-    /** Puts so much into the file that it has pages beyond its head. */
+    /** Writes so much into the file that it has more than its head pages. */
     void fill() const
     {
         const EnvironmentPtr environment = openLogFile(folder.path(), mapSize);
@@ -122,27 +122,27 @@ TEST_F(LogFile, IsSetAsideUnderAnotherName)
 TEST_F(LogFile, HasItsFolderMadeWithAllAbove)
 {
     const fs::path deep = folder.path() / "a" / "b" / "c";
-    EXPECT_EQ(lastingFolder(deep), deep);
+    EXPECT_EQ(makeDurableFolder(deep), deep);
     EXPECT_TRUE(fs::is_directory(deep));
-    EXPECT_EQ(lastingFolder(deep), deep) << "when it is there already";
+    EXPECT_EQ(makeDurableFolder(deep), deep) << "when it is there already";
     folder.write("file", "");
-    EXPECT_THROW(lastingFolder(folder.path() / "file" / "below"),
+    EXPECT_THROW(makeDurableFolder(folder.path() / "file" / "below"),
                  std::system_error);
 }
 
 TEST(Trial, TellsACrashFromEveryOtherEnd)
 {
-    EXPECT_TRUE(endsItsProcess([] {
+    EXPECT_TRUE(crashesProcess([] {
         std::raise(SIGSEGV);
     }));
-    EXPECT_TRUE(endsItsProcess([] {
+    EXPECT_TRUE(crashesProcess([] {
         std::abort();
     }));
-    EXPECT_FALSE(endsItsProcess([] {}));
-    EXPECT_FALSE(endsItsProcess([] {
+    EXPECT_FALSE(crashesProcess([] {}));
+    EXPECT_FALSE(crashesProcess([] {
         throw std::runtime_error("damaged");
     }));
-    EXPECT_FALSE(endsItsProcess([] {
+    EXPECT_FALSE(crashesProcess([] {
         std::raise(SIGKILL);
     })) << "somebody else ended it";
 }

@@ -28,7 +28,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/** Does something to the table of a file behind the store's back. */
+/** Changes the table of a file without the store. */
 template <typename Work>
 void tamper(const fs::path& folder, Work&& work)
 {
@@ -61,8 +61,7 @@ std::string keyOf(char last)
     return std::string(7, '\0') + last;
 }
 
-/** What a file holds, without the blocks at its end that have never been
- *  written. */
+/** Reads a file without the blocks at its end that were never written. */
 std::string writtenIn(const fs::path& file)
 {
     constexpr std::size_t page = 4096;
@@ -72,8 +71,9 @@ std::string writtenIn(const fs::path& file)
     return content;
 }
 
-/** Marks the first node of each leaf page in an LMDB file as one of several
- *  values, which the table has none of; LMDB looks for them at null. */
+/** Marks the first node of each leaf page in an LMDB file as one with
+ *  several values. The table has no such nodes, and LMDB then reads at a
+ *  null pointer. */
 void markFirstNodes(std::string& content)
 {
     constexpr std::size_t page = 4096;
@@ -103,7 +103,7 @@ class Store : public testing::Test
         return store.emplace(path);
     }
 
-    /** The log that a copy of the file holds. */
+    /** The log in a copy of the file. */
     std::vector<uint16_t> idsInCopy(const std::string& content) const
     {
         const test::TemporaryFolder other;
@@ -189,10 +189,10 @@ TEST_F(Store, ReadsFromAnEntryOn)
 
 TEST(Identifiers, LeaveOutTheTwoThatMeanSomethingElse)
 {
-    EXPECT_EQ(identifierOf(0), 1);
-    EXPECT_EQ(identifierOf(65533), 65534);
-    EXPECT_EQ(identifierOf(65534), 1);
-    EXPECT_EQ(identifierOf(uint64_t{65534} * 1000 + 41), 42);
+    EXPECT_EQ(toIdentifier(0), 1);
+    EXPECT_EQ(toIdentifier(65533), 65534);
+    EXPECT_EQ(toIdentifier(65534), 1);
+    EXPECT_EQ(toIdentifier(uint64_t{65534} * 1000 + 41), 42);
 }
 
 TEST_F(Store, HasEveryAcknowledgedEntryWheneverThePowerFails)
@@ -208,8 +208,8 @@ TEST_F(Store, HasEveryAcknowledgedEntryWheneverThePowerFails)
         store->append(entry, dropped, store->state());
         const std::string after = writtenIn(file);
 
-        // Nothing of the change but the head pages, which are written last,
-        // is on the disk.
+        // Only the head pages of the change, which are written last, are on the
+        // disk.
         constexpr std::size_t head = 8192;
         const std::string torn = before.substr(0, head) + after.substr(head);
         EXPECT_EQ(idsInCopy(torn), acknowledged);
@@ -292,7 +292,7 @@ TEST_F(Store, SetsALogAsideThatLmdbWouldDieOf)
     testing::internal::CaptureStderr();
     open();
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                HasSubstr("reading it ends the process"));
+                HasSubstr("reading it crashes the process"));
     EXPECT_TRUE(fs::exists(file.string() + ".damaged"));
     EXPECT_EQ(store->size(), 0U);
     append(*store, 1);
@@ -372,7 +372,7 @@ TEST_F(Store, WaitsForTheProcessThatHasIt)
     EXPECT_EQ(second.wait(), 0);
 }
 
-/** Takes all space that a filesystem has left. */
+/** Uses up all free space of a filesystem. */
 void fillUp(const fs::path& folder)
 {
     std::ofstream stream(folder / "filler", std::ios::binary);
@@ -438,7 +438,7 @@ TEST_F(Store, IsWrittenAnewWhenItsFileIsGone)
     EXPECT_THAT(idsIn(open()), ElementsAre(1, 2, 3, 4));
     EXPECT_EQ(store->generation(), generation);
     fs::rename(path, folder.path() / "moved");
-    store->keepInPlace();
+    store->restoreFile();
     EXPECT_THAT(idsIn(open()), ElementsAre(1, 2, 3, 4));
     EXPECT_FALSE(fs::exists(file.string() + ".damaged"));
     EXPECT_FALSE(fs::exists(file.string() + ".new"));
@@ -471,8 +471,8 @@ TEST_F(Store, GoesOnWithWhatItsFileHoldsOnceThatWasOverwritten)
     append(*store, 5);
     testing::internal::CaptureStderr();
     overwrite(file, backup);
-    store->keepInPlace();
-    store->keepInPlace();
+    store->restoreFile();
+    store->restoreFile();
     const std::string log = testing::internal::GetCapturedStderr();
     EXPECT_THAT(log, HasSubstr("the file of the log " + path.string() +
                                " was overwritten: it held 5 entries and holds "
@@ -537,7 +537,7 @@ TEST_F(Store, TakesNoEntryWithAnotherIdentifierThanTheNext)
 
 TEST_F(Store, HoldsAsManyEntriesAsThereAreIdentifiersWithTheLongestTexts)
 {
-    // In memory, where nothing waits for a disk.
+    // In memory, so that no write waits for a disk.
     test::expectOnSmallFilesystem(folder.path(), "size=250m", [this] {
         open();
         SELEntryProperties entry = nextEntry(*store);
@@ -545,7 +545,7 @@ TEST_F(Store, HoldsAsManyEntriesAsThereAreIdentifiersWithTheLongestTexts)
         entry.sensor.path = std::string(maxSensorText, 'p');
         for (int i = 0; i < identifiers + 1000; ++i)
         {
-            entry.recordId = identifierOf(store->next());
+            entry.recordId = toIdentifier(store->next());
             store->append(entry, store->size() < identifiers ? 0 : 1, {});
         }
         const std::vector<uint16_t> ids = idsIn(*store);

@@ -50,7 +50,7 @@ TEST(ChangeLine, BeginsWithHowMuchThereIs)
 {
     WatchedTree tree;
     tree.setHealth(key, 2);
-    const nlohmann::json begin = beginningOf(tree);
+    const nlohmann::json begin = describeBeginning(tree);
     EXPECT_EQ(begin["change"], "begin");
     EXPECT_EQ(begin["nodes"], 1);
     EXPECT_EQ(begin["faults"], 0);

@@ -18,10 +18,10 @@ const Faults all{
     faultOf("/a/fan2", "worst", 4, 20),
     faultOf("/a/fan2", "hidden", 4, 5, true), faultOf("/a", "unknown", 1, 1)};
 
-std::vector<std::string> chosen(const FaultWish& wish)
+std::vector<std::string> chosen(const FaultFilter& filter)
 {
     std::vector<std::string> names;
-    for (const Fault& fault : chooseFaults(all, wish))
+    for (const Fault& fault : chooseFaults(all, filter))
     {
         names.push_back(fault.record.messageID());
     }
@@ -35,43 +35,43 @@ TEST(ChosenFaults, AreTheVisibleOnesTheMostSevereAndOldestFirst)
 
 TEST(ChosenFaults, AreHiddenOrAllOnDemand)
 {
-    FaultWish wish;
-    wish.visibility = Visibility::hidden;
-    EXPECT_THAT(chosen(wish), ElementsAre("hidden"));
-    wish.visibility = Visibility::all;
-    EXPECT_THAT(chosen(wish),
+    FaultFilter filter;
+    filter.visibility = Visibility::hidden;
+    EXPECT_THAT(chosen(filter), ElementsAre("hidden"));
+    filter.visibility = Visibility::all;
+    EXPECT_THAT(chosen(filter),
                 ElementsAre("hidden", "worst", "old", "new", "unknown"));
 }
 
 TEST(ChosenFaults, AreOfAComponentByItsWholeName)
 {
-    FaultWish wish;
-    wish.key = "/a/fan";
-    EXPECT_THAT(chosen(wish), ElementsAre("old", "new"));
+    FaultFilter filter;
+    filter.key = "/a/fan";
+    EXPECT_THAT(chosen(filter), ElementsAre("old", "new"));
 }
 
 TEST(ChosenFaults, AreOfAnyOfTheSeverities)
 {
-    FaultWish wish;
-    wish.severities = {1, 4};
-    EXPECT_THAT(chosen(wish), ElementsAre("worst", "unknown"));
+    FaultFilter filter;
+    filter.severities = {1, 4};
+    EXPECT_THAT(chosen(filter), ElementsAre("worst", "unknown"));
 }
 
 TEST(ChosenFaults, ComeByTimeOrByComponent)
 {
-    FaultWish wish;
-    wish.order = FaultOrder::time;
-    EXPECT_THAT(chosen(wish), ElementsAre("unknown", "old", "worst", "new"));
-    wish.order = FaultOrder::component;
-    EXPECT_THAT(chosen(wish), ElementsAre("unknown", "old", "new", "worst"));
+    FaultFilter filter;
+    filter.order = FaultOrder::time;
+    EXPECT_THAT(chosen(filter), ElementsAre("unknown", "old", "worst", "new"));
+    filter.order = FaultOrder::component;
+    EXPECT_THAT(chosen(filter), ElementsAre("unknown", "old", "new", "worst"));
 }
 
 TEST(ChosenFaults, AreTurnedRoundBeforeTheyAreLimited)
 {
-    FaultWish wish;
-    wish.reverse = true;
-    wish.limit = 2;
-    EXPECT_THAT(chosen(wish), ElementsAre("unknown", "new"));
+    FaultFilter filter;
+    filter.reverse = true;
+    filter.limit = 2;
+    EXPECT_THAT(chosen(filter), ElementsAre("unknown", "new"));
 }
 
 TEST(ChosenFaults, AreOrderedByTheirPathsWhenAllElseIsTheSame)

@@ -19,11 +19,11 @@ Node healthy(uint32_t health)
 
 TEST(HealthTree, HangsChildrenBelowTheirParents)
 {
-    const auto trees = growTrees({{root, healthy(2)},
-                                  {root + "/a", healthy(2)},
-                                  {root + "/a/b", healthy(2)},
-                                  {root + "/a2", healthy(2)}},
-                                 {});
+    const auto trees = buildTrees({{root, healthy(2)},
+                                   {root + "/a", healthy(2)},
+                                   {root + "/a/b", healthy(2)},
+                                   {root + "/a2", healthy(2)}},
+                                  {});
     ASSERT_EQ(trees.size(), 1U);
     ASSERT_EQ(trees[0].children.size(), 2U);
     EXPECT_EQ(trees[0].children[0].key, root + "/a");
@@ -32,7 +32,7 @@ TEST(HealthTree, HangsChildrenBelowTheirParents)
 
 TEST(HealthTree, MakesUpWhatIsMissingAboveANode)
 {
-    const auto trees = growTrees({{root + "/a/b", healthy(2)}}, {});
+    const auto trees = buildTrees({{root + "/a/b", healthy(2)}}, {});
     ASSERT_EQ(trees.size(), 1U);
     EXPECT_EQ(trees[0].key, root);
     EXPECT_FALSE(trees[0].recorded);
@@ -46,7 +46,7 @@ TEST(HealthTree, MakesUpWhatIsMissingAboveANode)
 TEST(HealthTree, KeepsFaultsOfAKeyWithoutANode)
 {
     const auto trees =
-        growTrees({{root, healthy(2)}}, {faultOf(root + "/a", "x", 3)});
+        buildTrees({{root, healthy(2)}}, {faultOf(root + "/a", "x", 3)});
     const TreeNode* found = findNode(trees, root + "/a");
     ASSERT_NE(found, nullptr);
     EXPECT_FALSE(found->recorded);
@@ -56,7 +56,7 @@ TEST(HealthTree, KeepsFaultsOfAKeyWithoutANode)
 TEST(HealthTree, ShowsWhatLiesOutsideBesideIt)
 {
     const auto trees =
-        growTrees({{"/elsewhere", healthy(3)}, {root, healthy(2)}}, {});
+        buildTrees({{"/elsewhere", healthy(3)}, {root, healthy(2)}}, {});
     ASSERT_EQ(trees.size(), 2U);
     EXPECT_FALSE(findNode(trees, "/elsewhere")->parentMissing);
     EXPECT_EQ(findNode(trees, "/nowhere"), nullptr);
@@ -65,16 +65,16 @@ TEST(HealthTree, ShowsWhatLiesOutsideBesideIt)
 TEST(HealthTree, CountsVisibleAndHiddenFaultsOfEachNode)
 {
     const auto trees =
-        growTrees({{root, healthy(3)}},
-                  {faultOf(root, "x", 3), faultOf(root, "y", 4, 0, true)});
+        buildTrees({{root, healthy(3)}},
+                   {faultOf(root, "x", 3), faultOf(root, "y", 4, 0, true)});
     EXPECT_EQ(trees[0].visible(), 1U);
     EXPECT_EQ(trees[0].hidden(), 1U);
 }
 
 Origin originOf(uint32_t health, uint32_t child, const Faults& faults)
 {
-    return growTrees({{root, healthy(health)}, {root + "/a", healthy(child)}},
-                     faults)[0]
+    return buildTrees({{root, healthy(health)}, {root + "/a", healthy(child)}},
+                      faults)[0]
         .origin;
 }
 

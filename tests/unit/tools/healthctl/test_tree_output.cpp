@@ -25,7 +25,7 @@ class TreeOutput : public testing::Test
         return out.str();
     }
 
-    std::vector<TreeNode> trees = growTrees(
+    std::vector<TreeNode> trees = buildTrees(
         {{root, {3, "manager[1]"}},
          {root + "/a", {3, "daemon[2]"}},
          {root + "/a/deep", {2, "daemon[2]"}},

@@ -1,6 +1,6 @@
 #include "record_holders.hpp"
 
-#include <platform/of_each_process.hpp>
+#include <platform/per_process.hpp>
 
 #include <algorithm>
 #include <variant>
@@ -16,7 +16,7 @@ constexpr const char* healthProperty = "HealthStatus";
 
 RecordHolders& RecordHolders::ofThisProcess()
 {
-    static constinit OfEachProcess<RecordHolders> all;
+    static constinit PerProcess<RecordHolders> all;
     return all.get();
 }
 

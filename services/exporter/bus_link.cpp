@@ -1,0 +1,50 @@
+#include "bus_link.hpp"
+
+#include "../common/service_log.hpp"
+
+#include <cstring>
+#include <utility>
+
+namespace healthintf::exporter
+{
+
+BusLink::BusLink(services::EventLoop& loop, Opened opened) :
+    loop(loop), opened(std::move(opened))
+{
+    open();
+}
+
+BusLink::~BusLink() = default;
+
+sd_bus* BusLink::get()
+{
+    if (sd_bus_is_open(bus.get()) <= 0 &&
+        std::chrono::steady_clock::now() - tried >= pause)
+    {
+        open();
+    }
+    return sd_bus_is_ready(bus.get()) > 0 ? bus.get() : nullptr;
+}
+
+void BusLink::open()
+{
+    tried = std::chrono::steady_clock::now();
+    bus.reset();
+    sd_bus* raw = nullptr;
+    int result = sd_bus_open(&raw);
+    if (result >= 0)
+    {
+        bus.reset(raw);
+        result = sd_bus_attach_event(raw, loop.get(), SD_EVENT_PRIORITY_NORMAL);
+    }
+    if (result < 0)
+    {
+        bus.reset();
+        SERVICE_LOG(services::log::warning, "%s.%d.%s: no bus: %s",
+                    std::strerror(-result));
+        return;
+    }
+    opened(raw);
+}
+
+} // namespace healthintf::exporter

@@ -1,0 +1,51 @@
+#pragma once
+
+/** @file A connection to the bus that is made again when it is lost. */
+
+#include "../common/event_loop.hpp"
+
+#include <platform/bus_handles.hpp>
+
+#include <systemd/sd-bus.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace healthintf::exporter
+{
+
+/** A connection to the bus, run by an event loop. Nothing here waits: a bus
+ *  that is not there or does not answer must not delay a scrape. */
+class BusLink
+{
+  public:
+    using Opened = std::function<void(sd_bus*)>;
+
+    /** The time between two attempts to connect. */
+    static constexpr std::chrono::seconds pause{1};
+
+    /** Begins to connect.
+     *
+     *  @param[in] loop runs the connection; must outlive this object
+     *  @param[in] opened is given each new connection, before anything is
+     *             received on it */
+    BusLink(services::EventLoop& loop, Opened opened);
+    ~BusLink();
+    BusLink(const BusLink&) = delete;
+    BusLink& operator=(const BusLink&) = delete;
+
+    /** The connection, or null while there is none. Begins to connect again
+     *  when the connection was lost. */
+    sd_bus* get();
+
+  private:
+    void open();
+
+    services::EventLoop& loop;
+    Opened opened;
+    ClosedBusPtr bus;
+    std::chrono::steady_clock::time_point tried;
+};
+
+} // namespace healthintf::exporter

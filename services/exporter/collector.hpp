@@ -1,0 +1,36 @@
+#pragma once
+
+/** @file Collects the data of a scrape. */
+
+#include "../common/event_loop.hpp"
+#include "brief_call.hpp"
+#include "bus_link.hpp"
+#include "fault_listener.hpp"
+#include "log_question.hpp"
+#include "snapshot.hpp"
+
+namespace healthintf::exporter
+{
+
+/** Reads the data cache, and asks the bus and the services. */
+class Collector
+{
+  public:
+    /** @param[in] loop runs the connection to the bus; must outlive this
+     *             object */
+    explicit Collector(services::EventLoop& loop);
+
+    /** Never fails: the snapshot lacks what could not be read. Waits briefly
+     *  for the bus and the services. */
+    Snapshot collect();
+
+  private:
+    // The connection calls the listener.
+    FaultListener listener;
+    BusLink link;
+    BriefCall driver;
+    BriefCall healthManager;
+    LogQuestion question;
+};
+
+} // namespace healthintf::exporter

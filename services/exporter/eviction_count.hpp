@@ -1,0 +1,81 @@
+#pragma once
+
+/** @file Counts the faults that were evicted by others. */
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace healthintf::exporter
+{
+
+/** The component of a fault entry's object path; empty when it is none. */
+std::string_view componentOf(std::string_view entry);
+
+/** Tells evicted faults from those that were removed. The signals of both are
+ *  the same. But a component has more faults than its limit only after it
+ *  announced one too many, until it removes the evicted one: an entry that is
+ *  removed in between was evicted.
+ *
+ *  Signals of one process come in their order, so once a component's entries
+ *  are known, all its later evictions are counted. */
+class EvictionCount
+{
+  public:
+    /** Forgets all entries, not what was counted, and stops counting. */
+    void startAnew();
+
+    /** Notes an entry from before the first signal. Ignores one whose removal
+     *  was announced since startAnew(). */
+    void know(const std::string& entry);
+
+    /** Counts evictions from now on, because all entries are known. */
+    void startCounting();
+
+    /** Whether evictions count now. */
+    bool isCounting() const
+    {
+        return counting;
+    }
+
+    /** Takes the announcement of an entry.
+     *
+     *  @param[in] sender the unique name of the process that has it */
+    void added(const std::string& sender, const std::string& entry);
+
+    /** Takes the removal of an entry. */
+    void removed(const std::string& entry);
+
+    /** Forgets the entries of a process that has left the bus. */
+    void left(const std::string& sender);
+
+    /** Forgets what was counted for all other components. */
+    void forgetAllBut(const std::set<std::string>& components);
+
+    /** How many evictions were counted, by component; only components that had
+     *  some. */
+    const std::map<std::string, uint64_t>& evictions() const
+    {
+        return counted;
+    }
+
+  private:
+    /** The entries of one component in one process. */
+    struct Group
+    {
+        /** Its unique name; empty before its first signal. */
+        std::string sender;
+        std::set<std::string> entries;
+    };
+
+    std::map<std::string, Group, std::less<>> groups;
+    std::map<std::string, uint64_t> counted;
+    /** Entries that went before counting started. */
+    std::set<std::string> gone;
+    bool counting = false;
+};
+
+} // namespace healthintf::exporter

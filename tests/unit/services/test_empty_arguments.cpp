@@ -1,0 +1,52 @@
+#include "common/empty_arguments.hpp"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace healthintf::services
+{
+namespace
+{
+
+/** What is said of a command line; empty when it is not refused. */
+std::string saidOf(std::vector<const char*> arguments)
+{
+    arguments.insert(arguments.begin(), "program");
+    try
+    {
+        refuseEmptyArguments(static_cast<int>(arguments.size()),
+                             arguments.data());
+    }
+    catch (const CLI::ValidationError& e)
+    {
+        return e.what();
+    }
+    return "";
+}
+
+TEST(EmptyArguments, AreRefusedWhereverTheyStand)
+{
+    EXPECT_EQ(saidOf({"lcd", "set", "hideerrs", ""}),
+              "the argument after \"hideerrs\" is empty");
+    EXPECT_EQ(saidOf({"", "tree"}), "the first argument is empty");
+    EXPECT_EQ(saidOf({"faults", "-c", "", "--all"}),
+              "the argument after \"-c\" is empty");
+}
+
+TEST(EmptyArguments, AreRefusedBehindAnEqualsSign)
+{
+    EXPECT_EQ(saidOf({"faults", "--component=", "--all"}),
+              "\"--component=\" has no value");
+}
+
+TEST(EmptyArguments, AreNotSeenInWhatHasAValue)
+{
+    EXPECT_EQ(saidOf({}), "");
+    EXPECT_EQ(saidOf({"sel", "add", "--name=a=", "--path", "b=", "-", "--"}),
+              "");
+}
+
+} // namespace
+} // namespace healthintf::services

@@ -1,0 +1,66 @@
+#include "hide_target.hpp"
+
+#include "component.hpp"
+
+#include <set>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+bool isNamed(const Fault& fault, const std::string& key,
+             const HideTarget& target)
+{
+    if (!target.key.empty() && key == target.key)
+    {
+        return true;
+    }
+    if (!target.sensorPath.empty())
+    {
+        return fault.record.sensorPath() == target.sensorPath;
+    }
+    return target.sensorNumber != 0 &&
+           fault.record.sensorNumber() ==
+               static_cast<uint32_t>(target.sensorNumber);
+}
+
+std::string numberOf(std::size_t count, const char* thing)
+{
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+} // namespace
+
+TargetCounts countTargets(const HideTarget& target, const Faults& faults)
+{
+    TargetCounts counts;
+    std::set<std::string> components;
+    if (!target.key.empty())
+    {
+        components.insert(target.key);
+    }
+    for (const Fault& fault : faults)
+    {
+        const std::string key = componentOf(fault.path);
+        if (isNamed(fault, key, target))
+        {
+            ++counts.faults;
+            components.insert(key);
+        }
+    }
+    counts.components = components.size();
+    return counts;
+}
+
+std::string describeTargets(bool hide, const TargetCounts& counts)
+{
+    if (counts.components == 0)
+    {
+        return "No component has a fault of this sensor.";
+    }
+    return "Asked " + numberOf(counts.components, "component") + " to " +
+           (hide ? "hide " : "show ") + numberOf(counts.faults, "fault") + ".";
+}
+
+} // namespace healthintf::healthctl
