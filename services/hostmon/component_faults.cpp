@@ -27,13 +27,11 @@ auto findNamed(Faults& faults, const SourceFault& wanted)
 }
 
 /** Whether a fault is reported anew when its arguments change: how many faults
- *  have no place, or why a source cannot be read. Others keep the reading that
- *  they began with. */
+ *  have no place. Others keep the reading that they began with. */
 bool followsArguments(const SourceFault& fault)
 {
     return fault.messageId == moreFaultsId ||
-           fault.messageId == moreCriticalFaultsId ||
-           fault.messageId == unreadableId;
+           fault.messageId == moreCriticalFaultsId;
 }
 
 /** A fault's text where the registry has none. */

@@ -55,8 +55,7 @@ class ComponentFaults
                     health_namespace::FaultAndHealth& owner);
 
     /** Adds a fault, or puts new arguments into one that waits to be
-     *  reported. One that is reported stays as it is, unless it says why a
-     *  source cannot be read. */
+     *  reported. One that is reported stays as it is. */
     void add(SourceFault fault);
 
     /** Removes a fault, whether it is reported or waits. */

@@ -25,9 +25,13 @@ struct FaultTexts
     uint32_t sensorType;
 };
 
-/** The message for a source that cannot be read. */
+/** The messages for a source that cannot be read. With each other cause comes
+ *  the one that is not reported: the new fault can be added before the old one
+ *  is removed, so that the health does not dip. */
 inline constexpr const char* unreadableId =
     "HostMonitor.1.0.ReadingUnavailable";
+inline constexpr const char* stillUnreadableId =
+    "HostMonitor.1.0.ReadingStillUnavailable";
 
 FaultTexts faultTextsOf(const Subject& subject);
 
