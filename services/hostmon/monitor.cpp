@@ -4,6 +4,8 @@
 
 #include <hmi_health_value.hpp>
 
+#include <algorithm>
+#include <chrono>
 #include <exception>
 #include <stdexcept>
 #include <variant>
@@ -230,13 +232,11 @@ void Monitor::startReading(Watched& each) const
 
 void Monitor::check()
 {
-    findBlocked();
     for (auto& [key, each] : watched)
     {
         startReading(each);
     }
-    report();
-    services::EventLoop::after(timeout, config.timeout);
+    findBlocked();
 }
 
 void Monitor::takeReadings()
@@ -253,17 +253,33 @@ void Monitor::takeReadings()
     report();
 }
 
+/** Takes what gave no answer in time as unreadable, and comes back when the
+ *  next one will have given none. */
 void Monitor::findBlocked()
 {
+    using std::chrono::steady_clock;
     const std::string cause = noAnswerWithin(config.timeout);
+    steady_clock::duration longest{0};
     for (auto& [key, each] : watched)
     {
-        if (each.reader && each.reader->busyFor() >= config.timeout)
+        const auto busy =
+            each.reader ? each.reader->busyFor() : steady_clock::duration{0};
+        if (busy >= config.timeout)
         {
             each.watch.take({std::nullopt, cause});
         }
+        else
+        {
+            longest = std::max(longest, busy);
+        }
     }
     report();
+    if (longest > steady_clock::duration::zero())
+    {
+        services::EventLoop::after(timeout,
+                                   std::chrono::ceil<std::chrono::microseconds>(
+                                       config.timeout - longest));
+    }
 }
 
 void Monitor::report()
