@@ -2,7 +2,11 @@
 
 #include "kernel_file.hpp"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstdint>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
@@ -32,7 +36,22 @@ struct ProcessStat
 {
     std::string name;
     char state = 'X';
+    /** When it began, in the kernel's units since the machine did. */
+    std::string beginning;
 };
+
+/** The part of a text that has so many blanks in front of it. */
+std::string partBehind(std::size_t blanks, const std::string& text)
+{
+    std::istringstream rest(text);
+    std::string part;
+    for (std::size_t i = 0; i <= blanks; ++i)
+    {
+        part.clear();
+        rest >> part;
+    }
+    return part;
+}
 
 /** Reads a process; one that is gone has no name.
  *
@@ -47,7 +66,9 @@ ProcessStat readProcess(const fs::path& folder)
         if (begin != std::string::npos && end != std::string::npos &&
             end > begin && end + 2 < text.size())
         {
-            return {text.substr(begin + 1, end - begin - 1), text[end + 2]};
+            constexpr std::size_t toBeginning = 19;
+            return {text.substr(begin + 1, end - begin - 1), text[end + 2],
+                    partBehind(toBeginning, text.substr(end + 2))};
         }
     }
     catch (const std::system_error& e)
@@ -75,6 +96,28 @@ std::vector<std::string> keptNames(const std::string& names)
 bool lives(const ProcessStat& process)
 {
     return process.state != 'Z' && process.state != 'X';
+}
+
+/** Changes when a file is written or replaced. */
+std::string versionOf(const fs::path& file)
+{
+    struct stat found
+    {};
+    if (stat(file.c_str(), &found) != 0)
+    {
+        throw std::system_error(errno, std::generic_category(),
+                                "unable to open " + file.string());
+    }
+    std::string version;
+    for (const auto number :
+         {static_cast<uint64_t>(found.st_dev), uint64_t{found.st_ino},
+          static_cast<uint64_t>(found.st_mtim.tv_sec),
+          static_cast<uint64_t>(found.st_mtim.tv_nsec),
+          static_cast<uint64_t>(found.st_size)})
+    {
+        version += std::to_string(number) + " ";
+    }
+    return version;
 }
 
 } // namespace
@@ -123,13 +166,19 @@ std::size_t countProcesses(const fs::path& proc, const std::string& name)
     return count;
 }
 
-bool livesByPidfile(const fs::path& proc, const fs::path& pidfile)
+bool PidfileProcess::lives()
 {
     try
     {
+        const std::string now = versionOf(pidfile);
         std::string id;
         std::istringstream(contentOf(pidfile)) >> id;
-        return isNumber(id) && lives(readProcess(proc / id));
+        if (now + id != version)
+        {
+            version = now + id;
+            beginning.clear();
+        }
+        return isNumber(id) && livesAs(id);
     }
     catch (const std::system_error&)
     {
@@ -140,6 +189,20 @@ bool livesByPidfile(const fs::path& proc, const fs::path& pidfile)
         }
         throw;
     }
+}
+
+bool PidfileProcess::livesAs(const std::string& id)
+{
+    const ProcessStat process = readProcess(proc / id);
+    if (!hostmon::lives(process))
+    {
+        return false;
+    }
+    if (beginning.empty())
+    {
+        beginning = process.beginning;
+    }
+    return process.beginning == beginning;
 }
 
 } // namespace healthintf::hostmon

@@ -91,9 +91,9 @@ struct Maker
         if (!process.pidfile.empty())
         {
             return {{process.pidfile, process.pidfile,
-                     inAnotherProcess([process, proc] {
-                         return livesByPidfile(proc, process.pidfile) ? 1.0
-                                                                      : 0.0;
+                     inAnotherProcess([process = PidfileProcess(
+                                           proc, process.pidfile)]() mutable {
+                         return process.lives() ? 1.0 : 0.0;
                      })}};
         }
         return {{process.name, process.name, [process, proc] {

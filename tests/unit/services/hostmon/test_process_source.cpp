@@ -37,7 +37,8 @@ class Processes : public testing::Test
 
     bool lives(const std::string& pidfile) const
     {
-        return livesByPidfile(folder.path(), folder.write("pidfile", pidfile));
+        return PidfileProcess(folder.path(), folder.write("pidfile", pidfile))
+            .lives();
     }
 
     test::TemporaryFolder folder;
@@ -72,13 +73,42 @@ TEST_F(Processes, LiveByTheIdInAFile)
     EXPECT_FALSE(lives(""));
     EXPECT_FALSE(lives("x"));
     EXPECT_FALSE(lives("../10"));
-    EXPECT_FALSE(livesByPidfile(folder.path(), "/nonexistent"));
+    EXPECT_FALSE(PidfileProcess(folder.path(), "/nonexistent").lives());
+}
+
+/** What the kernel tells of a process that began at a time. */
+std::string statOfProcessSince(const std::string& beginning)
+{
+    return "10 (a b) S 1 10 10 0 -1 4194560 1 2 3 4 5 6 7 8 20 0 1 0 " +
+           beginning + " 30 40\n";
+}
+
+TEST_F(Processes, AreNotTheOthersThatHaveTheirIdLater)
+{
+    const std::string pidfile = folder.write("pidfile", "10\n");
+    PidfileProcess process(folder.path(), pidfile);
+    folder.write("10/stat", statOfProcessSince("5000"));
+    EXPECT_TRUE(process.lives());
+    std::filesystem::remove(folder.path() / "10/stat");
+    EXPECT_FALSE(process.lives());
+    folder.write("10/stat", statOfProcessSince("6000"));
+    EXPECT_FALSE(process.lives());
+    folder.write("10/stat", statOfProcessSince("5000"));
+    EXPECT_TRUE(process.lives()) << "only hidden meanwhile";
+
+    folder.write("10/stat", statOfProcessSince("7000"));
+    std::filesystem::rename(folder.write("new", "10\n"), pidfile);
+    EXPECT_TRUE(process.lives()) << "the file is a new one";
+    folder.write("10/stat", statOfProcessSince("8000"));
+    EXPECT_FALSE(process.lives());
+    folder.write("pidfile", "11\n");
+    EXPECT_TRUE(process.lives()) << "the file names another one";
 }
 
 TEST_F(Processes, AreNotMissingWhenTheFileCannotBeRead)
 {
     // A folder, which nobody can read as a file, not even root.
-    EXPECT_THROW(livesByPidfile(folder.path(), folder.path() / "10"),
+    EXPECT_THROW(PidfileProcess(folder.path(), folder.path() / "10").lives(),
                  std::runtime_error);
 }
 
