@@ -1,6 +1,7 @@
 #include "temperature_source.hpp"
 
 #include "kernel_file.hpp"
+#include "printable.hpp"
 
 #include <algorithm>
 #include <map>
@@ -157,7 +158,8 @@ bool TemperatureSensor::matches(const std::string& wanted) const
 
 std::string TemperatureSensor::shownName() const
 {
-    return name() + " (" + deviceName() + ")";
+    // As faults may have it, which are texts of the bus.
+    return host::printable(name() + " (" + deviceName() + ")");
 }
 
 std::string TemperatureSensor::deviceName() const
