@@ -106,7 +106,8 @@ void Monitor::watchAll()
     std::set<Key> present;
     for (const WatchConfig& watch : config.watches)
     {
-        const std::vector<Source> sources = sourcesOf(watch.subject, root);
+        const std::vector<Source> sources =
+            sourcesOf(watch.subject, root, config.timeout);
         for (const Source& source : sources)
         {
             watchSource(watch, source, present);
@@ -130,7 +131,7 @@ bool Monitor::followSources(const WatchConfig& watch, std::set<Key>& present)
     std::vector<Source> sources;
     try
     {
-        sources = sourcesOf(watch.subject, root);
+        sources = sourcesOf(watch.subject, root, config.timeout);
     }
     catch (const std::exception& e)
     {

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
@@ -97,8 +98,10 @@ int keepOnly(int socket)
 
 } // namespace
 
-ReadingProcess::ReadingProcess(std::function<double()> ownRead) :
-    inOther(std::move(ownRead))
+ReadingProcess::ReadingProcess(std::function<double()> ownRead,
+                               std::chrono::milliseconds ownPatience) :
+    inOther(std::move(ownRead)),
+    patience(ownPatience)
 {}
 
 ReadingProcess::~ReadingProcess()
@@ -158,13 +161,32 @@ void ReadingProcess::end()
     process = -1;
 }
 
-/** Asks the other process for a reading.
+/** Waits for the other process as long as there is patience.
+ *
+ *  @return whether it has answered or ended */
+bool ReadingProcess::answersInTime() const
+{
+    pollfd answer{.fd = socket.get(), .events = POLLIN, .revents = 0};
+    return poll(&answer, 1, static_cast<int>(patience.count())) != 0;
+}
+
+/** Asks the other process for a reading, and the next one when it takes too
+ *  long.
  *
  *  @return its answer; nothing when there is no such process */
-std::optional<std::string> ReadingProcess::ask() const
+std::optional<std::string> ReadingProcess::ask()
 {
     const char request = 'r';
-    if (send(socket.get(), &request, sizeof request, MSG_NOSIGNAL) < 0)
+    const auto asked = [&] {
+        return send(socket.get(), &request, sizeof request, MSG_NOSIGNAL) >= 0;
+    };
+    bool there = asked();
+    while (there && !answersInTime())
+    {
+        start();
+        there = asked();
+    }
+    if (!there)
     {
         return {};
     }

@@ -6,6 +6,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -23,16 +24,23 @@ namespace healthintf::hostmon
 class ReadingProcess
 {
   public:
+    /** How long a read waits that nothing cuts short. */
+    static constexpr std::chrono::milliseconds forEver{-1};
+
     /** @param[in] ownRead what to run; what it changes stays in the other
-     *             process */
-    explicit ReadingProcess(std::function<double()> ownRead);
+     *             process
+     *  @param[in] ownPatience how long one process may take for a read before
+     *             another one tries: what the first one waits for may be gone,
+     *             and the file in its place be a good one */
+    explicit ReadingProcess(std::function<double()> ownRead,
+                            std::chrono::milliseconds ownPatience = forEver);
     ~ReadingProcess();
     ReadingProcess(const ReadingProcess&) = delete;
     ReadingProcess& operator=(const ReadingProcess&) = delete;
 
-    /** What the read gives; blocks as long as it does. There is a process from
-     *  the first call on, and another one when it has ended. Only one thread
-     *  may call; the process is killed when that ends.
+    /** What the read gives; blocks until there is something. There is a process
+     * from the first call on, and another one when it has ended. Only one
+     * thread may call; the process is killed when that ends.
      *
      *  @throws std::runtime_error as the read does, or when there can be no
      *          process */
@@ -41,9 +49,11 @@ class ReadingProcess
   private:
     void start();
     void end();
-    std::optional<std::string> ask() const;
+    bool answersInTime() const;
+    std::optional<std::string> ask();
 
     std::function<double()> inOther;
+    std::chrono::milliseconds patience;
     host::FileDescriptor socket;
     pid_t process = -1;
 };

@@ -19,9 +19,12 @@ namespace
 namespace fs = std::filesystem;
 
 /** Runs a read of what may lie on a filesystem that hangs. */
-std::function<double()> inAnotherProcess(std::function<double()> read)
+std::function<double()>
+inAnotherProcess(std::function<double()> read,
+                 std::chrono::milliseconds patience = ReadingProcess::forEver)
 {
-    return [process = std::make_shared<ReadingProcess>(std::move(read))] {
+    return [process =
+                std::make_shared<ReadingProcess>(std::move(read), patience)] {
         return process->read();
     };
 }
@@ -30,15 +33,20 @@ std::function<double()> inAnotherProcess(std::function<double()> read)
 struct Maker
 {
     const fs::path& root;
+    /** How long one process may take for a read. */
+    std::chrono::milliseconds patience;
 
     std::vector<Source> operator()(const Filesystem& filesystem) const
     {
+        // Another process would not know where it was mounted before.
+        const bool found = filesystem.mountPoint.empty();
         return {{filesystem.path, filesystem.path,
                  inAnotherProcess(
                      [mounted = MountedFilesystem(
                           filesystem.path, filesystem.mountPoint)]() mutable {
                          return mounted.usedPercent();
-                     })}};
+                     },
+                     found ? ReadingProcess::forEver : patience)}};
     }
 
     std::vector<Source> operator()(const Memory& /*memory*/) const
@@ -91,10 +99,12 @@ struct Maker
         if (!process.pidfile.empty())
         {
             return {{process.pidfile, process.pidfile,
-                     inAnotherProcess([process = PidfileProcess(
-                                           proc, process.pidfile)]() mutable {
-                         return process.lives() ? 1.0 : 0.0;
-                     })}};
+                     inAnotherProcess(
+                         [process =
+                              PidfileProcess(proc, process.pidfile)]() mutable {
+                             return process.lives() ? 1.0 : 0.0;
+                         },
+                         patience)}};
         }
         return {{process.name, process.name, [process, proc] {
                      return static_cast<double>(
@@ -105,9 +115,14 @@ struct Maker
 
 } // namespace
 
-std::vector<Source> sourcesOf(const Subject& subject, const fs::path& root)
+std::vector<Source> sourcesOf(const Subject& subject, const fs::path& root,
+                              std::chrono::microseconds timeout)
 {
-    return std::visit(Maker{root.empty() ? fs::path("/") : root}, subject);
+    using std::chrono::milliseconds;
+    const fs::path used = root.empty() ? fs::path("/") : root;
+    return std::visit(Maker{used, std::chrono::ceil<milliseconds>(
+                                      silencesBeforeAnew * timeout)},
+                      subject);
 }
 
 } // namespace healthintf::hostmon

@@ -4,6 +4,7 @@
 
 #include "subject.hpp"
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -32,12 +33,18 @@ struct Source
     std::string place{};
 };
 
+/** How often a source may have given no answer in time before it is read anew,
+ *  by another process. */
+inline constexpr int silencesBeforeAnew = 6;
+
 /** The sources of a subject: one, or for temperatures one for each sensor
  *  that there is.
  *
  *  @param[in] subject what is watched
- *  @param[in] root in front of /proc and /sys, "" for the machine's own */
-std::vector<Source> sourcesOf(const Subject& subject,
-                              const std::filesystem::path& root);
+ *  @param[in] root in front of /proc and /sys, "" for the machine's own
+ *  @param[in] timeout within which a source should answer */
+std::vector<Source>
+sourcesOf(const Subject& subject, const std::filesystem::path& root,
+          std::chrono::microseconds timeout = std::chrono::seconds(10));
 
 } // namespace healthintf::hostmon
