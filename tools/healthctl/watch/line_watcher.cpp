@@ -42,6 +42,7 @@ LineWatcher::LineWatcher(const Context& context, sd_bus* bus, EventLoop& loop) :
     loop.exitOnHangup(STDOUT_FILENO);
     const Records records = readTree();
     tree.takeOver(records.nodes, records.faults);
+    begun = true;
     write(context, beginningOf(tree));
 }
 
@@ -85,6 +86,13 @@ Listener LineWatcher::listener()
 
 void LineWatcher::tell(const Changes& changes)
 {
+    if (!begun)
+    {
+        // Heard while the tree is read for the first time, from the bus: the
+        // next reading has it.
+        loop.requestPaced();
+        return;
+    }
     for (const Change& change : changes)
     {
         write(context, jsonOf(change));

@@ -28,6 +28,8 @@ class LineWatcher
     sd_bus* bus;
     EventLoop& loop;
     WatchedTree tree;
+    /** Whether the first line is written. */
+    bool begun = false;
     BusChanges heard;
 };
 
