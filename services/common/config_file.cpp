@@ -3,9 +3,10 @@
 #include "config_table.hpp"
 
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <fstream>
-#include <iterator>
+#include <system_error>
 
 namespace healthintf::services
 {
@@ -25,13 +26,30 @@ toml::table parseToml(std::string_view text, const std::string& name)
 
 std::string readConfigFile(const std::filesystem::path& file)
 {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream || std::filesystem::is_directory(file))
+    constexpr std::size_t most = 1 << 20;
+    const auto fail = [&](const std::string& cause) {
+        throw ConfigError(file.string() + ": unable to read it: " + cause);
+    };
+    std::error_code error;
+    const bool isFolder = std::filesystem::is_directory(file, error);
+    // A pipe might never be opened, and a device never end.
+    if (!isFolder && !error && !std::filesystem::is_regular_file(file))
     {
-        throw ConfigError(file.string() + ": unable to read it: " +
-                          std::strerror(stream ? EISDIR : errno));
+        fail("it is no regular file");
     }
-    return {std::istreambuf_iterator<char>(stream), {}};
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream || isFolder)
+    {
+        fail(std::strerror(stream ? EISDIR : errno));
+    }
+    std::string content(most + 1, '\0');
+    stream.read(content.data(), static_cast<std::streamsize>(content.size()));
+    content.resize(static_cast<std::size_t>(stream.gcount()));
+    if (content.size() > most)
+    {
+        fail("it has more than 1 MiB");
+    }
+    return content;
 }
 
 } // namespace healthintf::services

@@ -19,7 +19,8 @@ toml::table parseToml(std::string_view text, const std::string& name);
 
 /** Reads a configuration file.
  *
- *  @throws ConfigError when it cannot be read */
+ *  @throws ConfigError when it cannot be read, is no regular file, or has more
+ *          than 1 MiB */
 std::string readConfigFile(const std::filesystem::path& file);
 
 } // namespace healthintf::services

@@ -27,13 +27,11 @@ auto findSame(Faults& faults, const SourceFault& wanted)
 }
 
 /** Whether a fault is reported again when its arguments change: one that counts
- *  faults, or says why a source cannot be read. Others keep the reading that
- *  they began with. */
+ *  faults. Others keep the reading that they began with. */
 bool tracksArguments(const SourceFault& fault)
 {
     return fault.messageId == moreFaultsId ||
-           fault.messageId == moreCriticalFaultsId ||
-           fault.messageId == unreadableId;
+           fault.messageId == moreCriticalFaultsId;
 }
 
 /** Makes the text of a fault whose message is in no registry. */

@@ -56,8 +56,7 @@ class ComponentFaults
                     health_namespace::FaultAndHealth& owner);
 
     /** Adds a fault, or updates the arguments of one that waits to be reported.
-     *  A reported fault keeps its arguments, unless it says why a source cannot
-     *  be read. */
+     *  A reported fault keeps its arguments. */
     void add(SourceFault fault);
 
     /** Removes a fault, reported or waiting. */

@@ -25,9 +25,14 @@ struct FaultTexts
     uint32_t sensorType;
 };
 
-/** The message of a source that cannot be read. */
+/** The messages of a source that cannot be read. When the cause changes, the
+ *  fault with the one message replaces that with the other: so the new fault
+ *  can be added before the old one is removed, and the health does not improve
+ *  for a moment. */
 inline constexpr const char* unreadableId =
     "HostMonitor.1.0.ReadingUnavailable";
+inline constexpr const char* stillUnreadableId =
+    "HostMonitor.1.0.ReadingStillUnavailable";
 
 FaultTexts selectFaultTexts(const Subject& subject);
 

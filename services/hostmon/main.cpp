@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <exception>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 namespace
@@ -57,6 +58,17 @@ void show(const hostmon::Config& config, const std::string& root)
     }
 }
 
+/** Writes what was printed.
+ *
+ *  @throws std::runtime_error when not all of it can be written */
+void finishOutput()
+{
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+    {
+        throw std::runtime_error("unable to write to the standard output");
+    }
+}
+
 int serve(const hostmon::Config& config, const std::string& root)
 {
     services::EventLoop loop;
@@ -75,11 +87,13 @@ int run(const Options& options)
     {
         std::printf("%s: %zu to watch\n", options.config.c_str(),
                     config.watches.size());
+        finishOutput();
         return EXIT_SUCCESS;
     }
     if (options.show)
     {
         show(config, options.root);
+        finishOutput();
         return EXIT_SUCCESS;
     }
     return serve(config, options.root);

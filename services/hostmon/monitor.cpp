@@ -4,6 +4,8 @@
 
 #include <hmi_health_value.hpp>
 
+#include <algorithm>
+#include <chrono>
 #include <exception>
 #include <stdexcept>
 #include <variant>
@@ -105,7 +107,8 @@ void Monitor::watchAll()
     std::set<SourceKey> present;
     for (const WatchConfig& watch : config.watches)
     {
-        const std::vector<Source> sources = makeSources(watch.subject, root);
+        const std::vector<Source> sources =
+            makeSources(watch.subject, root, config.timeout);
         for (const Source& source : sources)
         {
             watchSource(watch, source, present);
@@ -130,7 +133,7 @@ bool Monitor::updateSources(const WatchConfig& watch,
     std::vector<Source> sources;
     try
     {
-        sources = makeSources(watch.subject, root);
+        sources = makeSources(watch.subject, root, config.timeout);
     }
     catch (const std::exception& e)
     {
@@ -233,13 +236,11 @@ void Monitor::startReading(WatchedSource& each) const
 
 void Monitor::readSources()
 {
-    reportBlockedSources();
     for (auto& [key, each] : watchedSources)
     {
         startReading(each);
     }
-    report();
-    services::EventLoop::after(timeout, config.timeout);
+    reportBlockedSources();
 }
 
 void Monitor::takeReadings()
@@ -256,17 +257,33 @@ void Monitor::takeReadings()
     report();
 }
 
+/** Gives the sources that did not answer within the timeout a fault, and sets
+ *  the timer to when the next one will not have answered. */
 void Monitor::reportBlockedSources()
 {
+    using std::chrono::steady_clock;
     const std::string cause = describeTimeout(config.timeout);
+    steady_clock::duration longest{0};
     for (auto& [key, each] : watchedSources)
     {
-        if (each.reader && each.reader->busyFor() >= config.timeout)
+        const auto busy =
+            each.reader ? each.reader->busyFor() : steady_clock::duration{0};
+        if (busy >= config.timeout)
         {
             each.watch.take({std::nullopt, cause});
         }
+        else
+        {
+            longest = std::max(longest, busy);
+        }
     }
     report();
+    if (longest > steady_clock::duration::zero())
+    {
+        services::EventLoop::after(timeout,
+                                   std::chrono::ceil<std::chrono::microseconds>(
+                                       config.timeout - longest));
+    }
 }
 
 void Monitor::report()

@@ -2,7 +2,11 @@
 
 #include "kernel_file.hpp"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstdint>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
@@ -32,7 +36,23 @@ struct ProcessStat
 {
     std::string name;
     char state = 'X';
+    /** When it started, in clock ticks since the machine did. */
+    std::string startTime;
 };
+
+/** Selects a field of a text by its number from 0 on; empty where there is
+ *  none. */
+std::string selectField(std::size_t index, const std::string& text)
+{
+    std::istringstream rest(text);
+    std::string field;
+    for (std::size_t i = 0; i <= index; ++i)
+    {
+        field.clear();
+        rest >> field;
+    }
+    return field;
+}
 
 /** Reads a process. The result has no name when the process is gone.
  *
@@ -47,7 +67,10 @@ ProcessStat readProcess(const fs::path& folder)
         if (begin != std::string::npos && end != std::string::npos &&
             end > begin && end + 2 < text.size())
         {
-            return {text.substr(begin + 1, end - begin - 1), text[end + 2]};
+            // Counted from the state, which is the field behind the name.
+            constexpr std::size_t startTimeField = 19;
+            return {text.substr(begin + 1, end - begin - 1), text[end + 2],
+                    selectField(startTimeField, text.substr(end + 2))};
         }
     }
     catch (const std::system_error& e)
@@ -75,6 +98,28 @@ std::vector<std::string> splitNames(const std::string& names)
 bool isAlive(const ProcessStat& process)
 {
     return process.state != 'Z' && process.state != 'X';
+}
+
+/** Makes a text that is another one after the file was written or replaced. */
+std::string describeVersion(const fs::path& file)
+{
+    struct stat found
+    {};
+    if (stat(file.c_str(), &found) != 0)
+    {
+        throw std::system_error(errno, std::generic_category(),
+                                "unable to open " + file.string());
+    }
+    std::string version;
+    for (const auto number :
+         {static_cast<uint64_t>(found.st_dev), uint64_t{found.st_ino},
+          static_cast<uint64_t>(found.st_mtim.tv_sec),
+          static_cast<uint64_t>(found.st_mtim.tv_nsec),
+          static_cast<uint64_t>(found.st_size)})
+    {
+        version += std::to_string(number) + " ";
+    }
+    return version;
 }
 
 } // namespace
@@ -123,13 +168,19 @@ std::size_t countProcesses(const fs::path& proc, const std::string& name)
     return count;
 }
 
-bool isPidfileProcessAlive(const fs::path& proc, const fs::path& pidfile)
+bool PidfileProcess::isAlive()
 {
     try
     {
+        const std::string current = describeVersion(pidfile);
         std::string id;
         std::istringstream(readKernelFile(pidfile)) >> id;
-        return isNumber(id) && isAlive(readProcess(proc / id));
+        if (current + id != version)
+        {
+            version = current + id;
+            startTime.clear();
+        }
+        return isNumber(id) && isAliveAs(id);
     }
     catch (const std::system_error&)
     {
@@ -140,6 +191,20 @@ bool isPidfileProcessAlive(const fs::path& proc, const fs::path& pidfile)
         }
         throw;
     }
+}
+
+bool PidfileProcess::isAliveAs(const std::string& id)
+{
+    const ProcessStat process = readProcess(proc / id);
+    if (!hostmon::isAlive(process))
+    {
+        return false;
+    }
+    if (startTime.empty())
+    {
+        startTime = process.startTime;
+    }
+    return process.startTime == startTime;
 }
 
 } // namespace healthintf::hostmon

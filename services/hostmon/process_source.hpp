@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <string>
+#include <utility>
 
 namespace healthintf::hostmon
 {
@@ -20,12 +21,36 @@ namespace healthintf::hostmon
 std::size_t countProcesses(const std::filesystem::path& proc,
                            const std::string& name);
 
-/** Whether the process runs whose id is in a file; false when the file is
- *  missing or holds no id.
- *
- *  @throws std::runtime_error when the file or the process exists and cannot be
- *          read */
-bool isPidfileProcessAlive(const std::filesystem::path& proc,
-                           const std::filesystem::path& pidfile);
+/** The process whose id is in a file, looked for repeatedly. A file that is
+ *  missing or holds no id stands for no process. */
+class PidfileProcess
+{
+  public:
+    /** @param[in] procFolder the kernel's folder, /proc
+     *  @param[in] file the pidfile */
+    PidfileProcess(std::filesystem::path procFolder,
+                   std::filesystem::path file) :
+        proc(std::move(procFolder)),
+        pidfile(std::move(file))
+    {}
+
+    /** Whether it runs. While the file stays the same, another process that
+     *  gets the same id later does not count.
+     *
+     *  @throws std::runtime_error when the file or the process exists and
+     *          cannot be read */
+    bool isAlive();
+
+  private:
+    bool isAliveAs(const std::string& id);
+
+    std::filesystem::path proc;
+    std::filesystem::path pidfile;
+    /** Of the file at the latest look. */
+    std::string version;
+    /** Of the process that this version of the file means; empty until it was
+     *  found running. */
+    std::string startTime;
+};
 
 } // namespace healthintf::hostmon

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
@@ -97,8 +98,10 @@ int closeAllBut(int socket)
 
 } // namespace
 
-ReadingProcess::ReadingProcess(std::function<double()> ownRead) :
-    childRead(std::move(ownRead))
+ReadingProcess::ReadingProcess(std::function<double()> ownRead,
+                               std::chrono::milliseconds ownTimeout) :
+    childRead(std::move(ownRead)),
+    timeout(ownTimeout)
 {}
 
 ReadingProcess::~ReadingProcess()
@@ -158,13 +161,33 @@ void ReadingProcess::end()
     process = -1;
 }
 
-/** Asks the child process for a reading.
+/** Waits until the child process has answered or ended, but not longer than the
+ *  timeout.
+ *
+ *  @return whether it has */
+bool ReadingProcess::waitForAnswer() const
+{
+    pollfd answer{.fd = socket.get(), .events = POLLIN, .revents = 0};
+    return poll(&answer, 1, static_cast<int>(timeout.count())) != 0;
+}
+
+/** Asks the child process for a reading, and another one when it takes too
+ *  long.
  *
  *  @return its answer; nothing when there is no child process */
-std::optional<std::string> ReadingProcess::requestReading() const
+std::optional<std::string> ReadingProcess::requestReading()
 {
     const char request = 'r';
-    if (send(socket.get(), &request, sizeof request, MSG_NOSIGNAL) < 0)
+    const auto sendRequest = [&] {
+        return send(socket.get(), &request, sizeof request, MSG_NOSIGNAL) >= 0;
+    };
+    bool sent = sendRequest();
+    while (sent && !waitForAnswer())
+    {
+        start();
+        sent = sendRequest();
+    }
+    if (!sent)
     {
         return {};
     }

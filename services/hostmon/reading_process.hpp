@@ -6,6 +6,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -22,16 +23,24 @@ namespace healthintf::hostmon
 class ReadingProcess
 {
   public:
+    /** The timeout of a read that may take any time. */
+    static constexpr std::chrono::milliseconds noTimeout{-1};
+
     /** @param[in] ownRead what to run; changes that it makes to memory stay in
-     *  the child process */
-    explicit ReadingProcess(std::function<double()> ownRead);
+     *  the child process
+     *  @param[in] ownTimeout how long one child process may take for a read
+     *  before another one replaces it: what the first one waits for may be
+     *  gone, and a file that can be read be in its place */
+    explicit ReadingProcess(std::function<double()> ownRead,
+                            std::chrono::milliseconds ownTimeout = noTimeout);
     ~ReadingProcess();
     ReadingProcess(const ReadingProcess&) = delete;
     ReadingProcess& operator=(const ReadingProcess&) = delete;
 
-    /** Runs the read and waits for its result. The first call starts the child
-     *  process, and later calls start another one when it has ended. Only one
-     *  thread may call this; the child process is killed when that thread ends.
+    /** Runs the read and waits for its result, even longer than the timeout.
+     *  The first call starts the child process, and later calls start another
+     *  one when it has ended. Only one thread may call this; the child process
+     *  is killed when that thread ends.
      *
      *  @throws std::runtime_error as the read does, or when there can be no
      *          child process */
@@ -40,9 +49,11 @@ class ReadingProcess
   private:
     void start();
     void end();
-    std::optional<std::string> requestReading() const;
+    bool waitForAnswer() const;
+    std::optional<std::string> requestReading();
 
     std::function<double()> childRead;
+    std::chrono::milliseconds timeout;
     host::FileDescriptor socket;
     pid_t process = -1;
 };

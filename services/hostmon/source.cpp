@@ -20,26 +20,36 @@ namespace fs = std::filesystem;
 
 /** Makes a read run in a child process, as it may touch a filesystem that
  *  hangs. */
-std::function<double()> runInChild(std::function<double()> read)
+std::function<double()>
+runInChild(std::function<double()> read,
+           std::chrono::milliseconds timeout = ReadingProcess::noTimeout)
 {
-    return [process = std::make_shared<ReadingProcess>(std::move(read))] {
-        return process->read();
-    };
+    return
+        [process = std::make_shared<ReadingProcess>(std::move(read), timeout)] {
+            return process->read();
+        };
 }
 
 /** Makes the sources of each subject. */
 struct SourceMaker
 {
     const fs::path& root;
+    /** How long one child process may take for a read. */
+    std::chrono::milliseconds childTimeout;
 
     std::vector<Source> operator()(const Filesystem& filesystem) const
     {
-        return {{filesystem.path, filesystem.path,
-                 runInChild(
-                     [mounted = MountedFilesystem(
-                          filesystem.path, filesystem.mountPoint)]() mutable {
-                         return mounted.readUsedPercent();
-                     })}};
+        // Another child process would not know which mount point the first
+        // one found, so it would not notice that the filesystem is unmounted.
+        const bool foundByReading = filesystem.mountPoint.empty();
+        return {
+            {filesystem.path, filesystem.path,
+             runInChild(
+                 [mounted = MountedFilesystem(
+                      filesystem.path, filesystem.mountPoint)]() mutable {
+                     return mounted.readUsedPercent();
+                 },
+                 foundByReading ? ReadingProcess::noTimeout : childTimeout)}};
     }
 
     std::vector<Source> operator()(const Memory& /*memory*/) const
@@ -91,11 +101,13 @@ struct SourceMaker
         const fs::path proc = root / "proc";
         if (!process.pidfile.empty())
         {
-            return {
-                {process.pidfile, process.pidfile, runInChild([process, proc] {
-                     return isPidfileProcessAlive(proc, process.pidfile) ? 1.0
-                                                                         : 0.0;
-                 })}};
+            return {{process.pidfile, process.pidfile,
+                     runInChild(
+                         [watched =
+                              PidfileProcess(proc, process.pidfile)]() mutable {
+                             return watched.isAlive() ? 1.0 : 0.0;
+                         },
+                         childTimeout)}};
         }
         return {{process.name, process.name, [process, proc] {
                      return static_cast<double>(
@@ -106,9 +118,13 @@ struct SourceMaker
 
 } // namespace
 
-std::vector<Source> makeSources(const Subject& subject, const fs::path& root)
+std::vector<Source> makeSources(const Subject& subject, const fs::path& root,
+                                std::chrono::microseconds timeout)
 {
-    return std::visit(SourceMaker{root.empty() ? fs::path("/") : root},
+    using std::chrono::milliseconds;
+    const fs::path machine = root.empty() ? fs::path("/") : root;
+    return std::visit(SourceMaker{machine, std::chrono::ceil<milliseconds>(
+                                               timeoutsPerChild * timeout)},
                       subject);
 }
 

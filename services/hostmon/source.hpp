@@ -4,6 +4,7 @@
 
 #include "subject.hpp"
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -33,13 +34,20 @@ struct Source
     std::string inputFile{};
 };
 
+/** How many timeouts one child process may take for a read before another one
+ *  replaces it. */
+inline constexpr int timeoutsPerChild = 6;
+
 /** Makes the sources of a subject: one, or for temperatures one for each
  *  matching sensor.
  *
  *  @param[in] subject what is watched
  *  @param[in] root the folder that holds proc and sys; empty for the machine's
- *  own */
-std::vector<Source> makeSources(const Subject& subject,
-                                const std::filesystem::path& root);
+ *  own
+ *  @param[in] timeout how long a reading may take before its source counts as
+ *  blocked */
+std::vector<Source>
+makeSources(const Subject& subject, const std::filesystem::path& root,
+            std::chrono::microseconds timeout = std::chrono::seconds(10));
 
 } // namespace healthintf::hostmon

@@ -1,6 +1,7 @@
 #include "temperature_source.hpp"
 
 #include "kernel_file.hpp"
+#include "printable.hpp"
 
 #include <algorithm>
 #include <map>
@@ -159,7 +160,8 @@ bool TemperatureSensor::matches(const std::string& wanted) const
 
 std::string TemperatureSensor::displayName() const
 {
-    return name() + " (" + deviceName() + ")";
+    // It becomes part of a fault, and texts on the bus must be UTF-8.
+    return host::printable(name() + " (" + deviceName() + ")");
 }
 
 std::string TemperatureSensor::deviceName() const

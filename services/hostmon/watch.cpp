@@ -65,16 +65,20 @@ void Watch::takeFailure(const std::string& cause)
     {
         SERVICE_LOG(log::warning, "%s.%d.%s: %s: %s", name.c_str(),
                     cause.c_str());
+        const bool again = failureId == unreadableId;
+        takeSuccess();
+        failureId = again ? stillUnreadableId : unreadableId;
+        failure = cause;
     }
-    failure = cause;
-    add(unreadableId, Level::warning, {name, cause});
+    add(failureId, Level::warning, {name, cause});
 }
 
 void Watch::takeSuccess()
 {
     if (failure)
     {
-        remove(unreadableId);
+        remove(failureId);
+        failureId.clear();
         failure.reset();
     }
 }

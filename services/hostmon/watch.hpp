@@ -50,6 +50,8 @@ class Watch
     LevelTracker tracker;
     /** Why the source cannot be read; nothing while it can. */
     std::optional<std::string> failure;
+    /** The message that says so; empty while it can be read. */
+    std::string failureId;
 };
 
 /** One line for people with a source's reading and its level. */

@@ -203,6 +203,21 @@ TEST_F(HostMonitor, ShowsPresentReadingsWithoutABus)
     EXPECT_EQ(running.wait(), 0);
 }
 
+TEST_F(HostMonitor, FailsWhenWhatItShowsCannotBeWritten)
+{
+    for (const std::string option : {"--check", "--show"})
+    {
+        Process running({"sh", "-c",
+                         HOSTMON
+                             " --config \"$0/hostmon.toml\" --root \"$0\" " +
+                             option + " >/dev/full",
+                         machine.path()});
+        EXPECT_EQ(running.wait(), 1) << option;
+        EXPECT_EQ(running.errors(),
+                  "hostmon: unable to write to the standard output\n");
+    }
+}
+
 TEST_F(HostMonitor, IsRefusedWhereAnotherReportsOnAComponent)
 {
     memory(15);

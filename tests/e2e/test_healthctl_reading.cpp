@@ -165,6 +165,10 @@ TEST_F(Reading, TreeListsPathsForOtherPrograms)
 {
     EXPECT_EQ(healthctl({"tree", "--paths"}).output,
               root + "\nrack\nrack/fan\nrack/psu\n");
+    EXPECT_EQ(healthctl({"tree", "--paths", "--depth", "1"}).output,
+              root + "\nrack\n");
+    EXPECT_EQ(healthctl({"tree", "--paths", "--depth", "0", "rack"}).output,
+              "rack\n");
 }
 
 TEST_F(Reading, FaultsAreTheVisibleOnesTheMostSevereFirst)

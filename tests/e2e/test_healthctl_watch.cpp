@@ -81,6 +81,29 @@ TEST_F(HealthctlWatch, WritesALineForEachChange)
     EXPECT_EQ(lines.next("health", root)["now"], "OK");
 }
 
+TEST_F(HealthctlWatch, BeginsWithTheBeginningThoughMuchChangesMeanwhile)
+{
+    // Without a data cache it asks all on the bus, and waits for this one.
+    Component silent(root + "/silent", 2);
+    silent.process.signal(SIGSTOP);
+    Lines lines(
+        {"env", "HEALTHINTF_RUNTIME_DIR=/nonexistent", HEALTHCTL, "watch"});
+    constexpr int manyChanges = 300;
+    for (int i = 0; i < manyChanges; ++i)
+    {
+        daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
+        daemon.remove(fan, "Test.1.0.Slow", "/sensors/fan");
+    }
+    EXPECT_EQ(lines.next()["change"], "begin");
+    silent.process.signal(SIGCONT);
+    daemon.add(fan, "Test.1.0.Bad", "/sensors/fan", 1, 7);
+    json added = lines.next("fault-added", fan);
+    while (added["fault"]["messageId"] != "Test.1.0.Bad")
+    {
+        added = lines.next("fault-added", fan);
+    }
+}
+
 TEST_F(HealthctlWatch, HearsOfNodesThatComeAndGo)
 {
     Lines lines;

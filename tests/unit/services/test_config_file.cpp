@@ -3,6 +3,7 @@
 #include "temporary_folder.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <functional>
 
@@ -43,6 +44,32 @@ TEST(ConfigFile, IsNamedWhenItCannotBeRead)
                   readConfigFile(folder.path());
               }),
               folder.path().string() + ": unable to read it: Is a directory");
+}
+
+TEST(ConfigFile, MayHaveOneMebibyte)
+{
+    const test::TemporaryFolder folder;
+    const std::string most(1 << 20, '#');
+    EXPECT_EQ(readConfigFile(folder.write("most", most)), most);
+    const std::string file = folder.write("more", most + "#");
+    EXPECT_EQ(errorOf([&] {
+                  readConfigFile(file);
+              }),
+              file + ": unable to read it: it has more than 1 MiB");
+}
+
+TEST(ConfigFile, IsRefusedWhereReadingItWouldNotEnd)
+{
+    const test::TemporaryFolder folder;
+    const std::string pipe = folder.path() / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string& endless : {pipe, std::string("/dev/zero")})
+    {
+        EXPECT_EQ(errorOf([&] {
+                      readConfigFile(endless);
+                  }),
+                  endless + ": unable to read it: it is no regular file");
+    }
 }
 
 TEST(ConfigFile, IsNamedWithTheLineThatIsNoToml)

@@ -6,6 +6,7 @@
 #include "../output/tree_output.hpp"
 #include "../source/source_option.hpp"
 
+#include <cstddef>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -52,12 +53,17 @@ Tops topsOf(const HealthSource& source, const std::vector<TreeNode>& trees,
 }
 
 /** Writes keys for programs, such as the shell's completion. */
-void printPaths(std::ostream& out, const TreeNode& node)
+void printPaths(std::ostream& out, const TreeNode& node, const TreeView& view,
+                std::size_t depth)
 {
     out << host::printable(shownKey(node.key)) << '\n';
+    if (view.depth && depth >= *view.depth)
+    {
+        return;
+    }
     for (const TreeNode& child : node.children)
     {
-        printPaths(out, child);
+        printPaths(out, child, view, depth + 1);
     }
 }
 
@@ -87,7 +93,7 @@ ExitCode tree(const Context& context, const TreeOptions& options)
     {
         for (const TreeNode* top : tops)
         {
-            printPaths(context.out, *top);
+            printPaths(context.out, *top, options.view, 0);
         }
     }
     else if (context.json)

@@ -48,6 +48,7 @@ LineWatcher::LineWatcher(const Context& context, sd_bus* bus,
 {
     const Records records = readTree();
     tree.takeOver(records.nodes, records.faults);
+    begun = true;
     write(context, describeBeginning(tree));
 }
 
@@ -91,6 +92,13 @@ ChangeHandlers LineWatcher::makeHandlers()
 
 void LineWatcher::writeChanges(const Changes& made)
 {
+    if (!begun)
+    {
+        // The first reading from the bus handles signals while it waits for
+        // answers. The next reading finds what they changed.
+        reading.request();
+        return;
+    }
     for (const Change& change : made)
     {
         write(context, jsonOf(change));

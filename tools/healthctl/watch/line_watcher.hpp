@@ -30,6 +30,8 @@ class LineWatcher
     PacedAction reading;
     services::EventSource hangup;
     WatchedTree tree;
+    /** Whether the first line is written. */
+    bool begun = false;
     BusChanges changes;
 };
 

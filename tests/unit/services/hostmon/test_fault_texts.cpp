@@ -38,8 +38,11 @@ TEST(MessagesOfTheHost, AreInTheRegistryThatComesWithTheProject)
         EXPECT_EQ(warning["NumberOfArgs"], 3);
         EXPECT_EQ(critical["NumberOfArgs"], 3);
     }
-    EXPECT_EQ(find(unreadableId)["NumberOfArgs"], 2);
-    EXPECT_EQ(find(unreadableId)["MessageSeverity"], "Warning");
+    for (const char* id : {unreadableId, stillUnreadableId})
+    {
+        EXPECT_EQ(find(id)["NumberOfArgs"], 2);
+        EXPECT_EQ(find(id)["MessageSeverity"], "Warning");
+    }
     EXPECT_EQ(find(moreFaultsId)["NumberOfArgs"], 2);
     EXPECT_EQ(find(moreFaultsId)["MessageSeverity"], "Warning");
     EXPECT_EQ(find(moreCriticalFaultsId)["NumberOfArgs"], 2);

@@ -63,6 +63,7 @@ class HostmonAndItsModel : public LibraryTest
         platform().messages[texts.warningId] = {2, "%1"};
         platform().messages[texts.criticalId] = {1, "%1!"};
         platform().messages[unreadableId] = {2, "%1?"};
+        platform().messages[stillUnreadableId] = {2, "%1?"};
         platform().messages[moreFaultsId] = {2, "more %2"};
         platform().messages[moreCriticalFaultsId] = {1, "more %2!"};
         haveHealthRecord(root, 2);

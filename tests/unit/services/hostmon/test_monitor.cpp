@@ -256,6 +256,24 @@ TEST_F(MonitorOfAMachine, GoesOnWhileASourceBlocks)
     });
 }
 
+TEST_F(MonitorOfAMachine, TellsABlockedSourceInTimeHoweverOftenItLooks)
+{
+    platform().messages[unreadableId] = {2, "%1: %2"};
+    config.timeout = std::chrono::milliseconds(2000);
+    config.interval = std::chrono::milliseconds(1500);
+    const std::string pipe = machine.path() / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    watch(ProcessAlive{"", pipe}, root + "/a");
+    const auto start = std::chrono::steady_clock::now();
+    this->start();
+    runUntil([] {
+        return !texts().empty();
+    });
+    // Not only when it looks again after that.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 2 * config.interval);
+    letGo(pipe);
+}
+
 TEST_F(MonitorOfAMachine, EndsWhileASourceBlocks)
 {
     const std::string pipe = machine.path() / "pipe";

@@ -37,8 +37,8 @@ class Processes : public testing::Test
 
     bool lives(const std::string& pidfile) const
     {
-        return isPidfileProcessAlive(folder.path(),
-                                     folder.write("pidfile", pidfile));
+        return PidfileProcess(folder.path(), folder.write("pidfile", pidfile))
+            .isAlive();
     }
 
     test::TemporaryFolder folder;
@@ -73,13 +73,42 @@ TEST_F(Processes, LiveByTheIdInAFile)
     EXPECT_FALSE(lives(""));
     EXPECT_FALSE(lives("x"));
     EXPECT_FALSE(lives("../10"));
-    EXPECT_FALSE(isPidfileProcessAlive(folder.path(), "/nonexistent"));
+    EXPECT_FALSE(PidfileProcess(folder.path(), "/nonexistent").isAlive());
+}
+
+/** The stat file of a process that started at a time. */
+std::string makeStat(const std::string& startTime)
+{
+    return "10 (a b) S 1 10 10 0 -1 4194560 1 2 3 4 5 6 7 8 20 0 1 0 " +
+           startTime + " 30 40\n";
+}
+
+TEST_F(Processes, AreNotTheOthersThatHaveTheirIdLater)
+{
+    const std::string pidfile = folder.write("pidfile", "10\n");
+    PidfileProcess process(folder.path(), pidfile);
+    folder.write("10/stat", makeStat("5000"));
+    EXPECT_TRUE(process.isAlive());
+    std::filesystem::remove(folder.path() / "10/stat");
+    EXPECT_FALSE(process.isAlive());
+    folder.write("10/stat", makeStat("6000"));
+    EXPECT_FALSE(process.isAlive());
+    folder.write("10/stat", makeStat("5000"));
+    EXPECT_TRUE(process.isAlive()) << "only hidden meanwhile";
+
+    folder.write("10/stat", makeStat("7000"));
+    std::filesystem::rename(folder.write("new", "10\n"), pidfile);
+    EXPECT_TRUE(process.isAlive()) << "the file is a new one";
+    folder.write("10/stat", makeStat("8000"));
+    EXPECT_FALSE(process.isAlive());
+    folder.write("pidfile", "11\n");
+    EXPECT_TRUE(process.isAlive()) << "the file names another one";
 }
 
 TEST_F(Processes, AreNotMissingWhenTheFileCannotBeRead)
 {
     // A folder in the place of the file: not even root can read it.
-    EXPECT_THROW(isPidfileProcessAlive(folder.path(), folder.path() / "10"),
+    EXPECT_THROW(PidfileProcess(folder.path(), folder.path() / "10").isAlive(),
                  std::runtime_error);
 }
 

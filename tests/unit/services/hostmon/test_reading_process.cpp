@@ -1,6 +1,7 @@
 #include "child.hpp"
 #include "process.hpp"
 #include "reading_process.hpp"
+#include "temporary_folder.hpp"
 
 #include <gtest/gtest.h>
 #include <sys/types.h>
@@ -9,6 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <iterator>
@@ -58,6 +60,23 @@ TEST(ReadInAnotherProcess, SaysWhyThereIsNoReading)
             EXPECT_STREQ(e.what(), "unable to ask");
         }
     }
+}
+
+TEST(ReadInAnotherProcess, IsTriedByTheNextOneWhenItTakesTooLong)
+{
+    const test::TemporaryFolder folder;
+    const auto tried = folder.path() / "tried";
+    ReadingProcess reading(
+        [&]() -> double {
+            if (!exists(tried))
+            {
+                folder.write("tried", "");
+                pause();
+            }
+            return 2;
+        },
+        std::chrono::milliseconds(200));
+    EXPECT_EQ(reading.read(), 2);
 }
 
 TEST(ReadInAnotherProcess, CutsACauseThatIsTooLong)

@@ -42,6 +42,14 @@ TEST_F(Temperatures, AreFoundInTheOrderOfTheirNames)
     EXPECT_EQ(sensors[2].name(), "coretemp/temp2");
 }
 
+TEST_F(Temperatures, AreShownAsTextsThatFaultsMayHave)
+{
+    folder.write("hwmon0/name", "a\xff\x1b[31m\n");
+    const auto sensor = listTemperatureSensors(folder.path())[0];
+    EXPECT_EQ(sensor.displayName(), "a?\\x1b[31m/temp1 (hwmon0)");
+    EXPECT_TRUE(sensor.matches("a\xff\x1b[31m/temp1"));
+}
+
 TEST_F(Temperatures, AreNotGoneWhenTheyCannotBeLookedFor)
 {
     const test::NoMoreDescriptors shortage;

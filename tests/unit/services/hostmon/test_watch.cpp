@@ -29,6 +29,7 @@ class WatchOfASource : public LibraryTest
             platform().messages[texts.criticalId] = {1, "%1: %2 over %3!"};
         }
         platform().messages[unreadableId] = {2, "%1: %2"};
+        platform().messages[stillUnreadableId] = {2, "%1: %2"};
         haveHealthRecord("/com/vexa/olvar/health", 2);
         component.reset(
             FaultAndHealth::Init(bus, "/com/vexa/olvar/health/host", 2, false));
@@ -48,6 +49,25 @@ class WatchOfASource : public LibraryTest
         watch->take(failure.empty() ? Reading{now, {}}
                                     : Reading{std::nullopt, failure});
         faults->report();
+    }
+
+    /** The additions and removals of faults since the last call, in their
+     *  order. */
+    Lines takeAdditionsAndRemovals()
+    {
+        Lines order;
+        for (const std::string& line : journal().take())
+        {
+            if (line.find("FaultEntryAdded") != std::string::npos)
+            {
+                order.emplace_back("added");
+            }
+            if (line.find("FaultEntryRemoved") != std::string::npos)
+            {
+                order.emplace_back("removed");
+            }
+        }
+        return order;
     }
 
     static Lines texts()
@@ -93,19 +113,20 @@ TEST_F(WatchOfASource, AddsTheNewFaultBeforeItRemovesTheOld)
     check(85);
     journal().take();
     check(95);
-    Lines order;
-    for (const std::string& line : journal().take())
+    EXPECT_EQ(takeAdditionsAndRemovals(), (Lines{"added", "removed"}));
+}
+
+TEST_F(WatchOfASource, KeepsTheHealthWhileTheCauseOfAFailureChanges)
+{
+    for (const char* cause : {"first", "second", "third", "fourth"})
     {
-        if (line.find("FaultEntryAdded") != std::string::npos)
-        {
-            order.emplace_back("added");
-        }
-        if (line.find("FaultEntryRemoved") != std::string::npos)
-        {
-            order.emplace_back("removed");
-        }
+        failure = cause;
+        check(0);
+        EXPECT_EQ(texts(), Lines{"/var: " + failure});
+        EXPECT_EQ(takeAdditionsAndRemovals(),
+                  failure == "first" ? Lines{"added"}
+                                     : (Lines{"added", "removed"}));
     }
-    EXPECT_EQ(order, (Lines{"added", "removed"}));
 }
 
 TEST_F(WatchOfASource, TellsWhatTheFaultIsOn)
