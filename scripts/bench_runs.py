@@ -44,7 +44,7 @@ def main(programs, wanted):
         print(f"bench: no measurement {unknown[0]}", file=sys.stderr)
         return 2
     # What a whole run has seen is for the documents.
-    report = Report("build" if wanted else "docs")
+    report = Report("build" if wanted else "docs/evidence")
     for name in wanted or MEASUREMENTS:
         MEASUREMENTS[name](programs, report)
     print(f"\n{report.table()}\n")

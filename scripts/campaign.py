@@ -1,4 +1,4 @@
-"""The result of a campaign, for the table of docs/reliability.md."""
+"""The result of a campaign, for the table of docs/evidence/reliability.md."""
 
 import json
 import pathlib

@@ -1,4 +1,4 @@
-"""The pictures of docs/queries.md and docs/performance.md."""
+"""The pictures of docs/evidence/performance.md."""
 
 from . import picture
 

@@ -124,7 +124,7 @@ TEST_F(HostMonitor, NoticesAProcessThatEndsAndReturns)
     process("4711 (important) Z 1\n");
     client.waitForHealth(host + "/process", 4);
     EXPECT_EQ(recordedFaults()[0].message,
-              "The process important, which must live, does not.");
+              "The process important is not running.");
     process("4711 (important) S 1\n");
     client.waitForHealth(host + "/process", 2);
 }

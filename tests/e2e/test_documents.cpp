@@ -53,7 +53,7 @@ TEST_P(Documents, ShowWhatOneSees)
 }
 
 INSTANTIATE_TEST_SUITE_P(Pages, Documents,
-                         testing::Values("dbus.md", "healthctl.md",
+                         testing::Values("alarm.md", "dbus.md", "healthctl.md",
                                          "hostmon.md", "logmgr.md",
                                          "tutorial.md"));
 
@@ -209,9 +209,9 @@ TEST(DocumentsList, HasEveryPageWithTranscripts)
             pages.push_back(file.path().filename());
         }
     }
-    EXPECT_THAT(pages, testing::UnorderedElementsAre("dbus.md", "healthctl.md",
-                                                     "hostmon.md", "logmgr.md",
-                                                     "tutorial.md"));
+    EXPECT_THAT(pages, testing::UnorderedElementsAre(
+                           "alarm.md", "dbus.md", "healthctl.md", "hostmon.md",
+                           "logmgr.md", "tutorial.md"));
 }
 
 } // namespace

@@ -28,7 +28,7 @@ class Reliability : public testing::Test
             fs::copy_file(fs::path(SCRIPTS) / name,
                           project.path() / "scripts" / name);
         }
-        project.write("docs/reliability/findings.toml",
+        project.write("docs/evidence/reliability/findings.toml",
                       "[[mended]]\ncampaign = \"abi\"\nwhat = \"a leak\"\n"
                       "test = \"Some.Test\"\n"
                       "[[mended]]\ncampaign = \"load\"\nwhat = \"a hang\"\n"
@@ -52,7 +52,7 @@ class Reliability : public testing::Test
 
     std::string page() const
     {
-        return contentOf(project.path() / "docs/reliability.md");
+        return contentOf(project.path() / "docs/evidence/reliability.md");
     }
 
     const std::string finds =
@@ -85,7 +85,7 @@ TEST_F(Reliability, SaysWhenThePageIsNotWhatTheResultsSay)
     haveCampaign(finds);
     run("abi");
     EXPECT_EQ(run("--check").status, 0);
-    project.write("docs/reliability/abi.json",
+    project.write("docs/evidence/reliability/abi.json",
                   R"({"tried": "", "times": "", "found": [], "details": ""})");
     EXPECT_NE(run("--check").status, 0);
     EXPECT_EQ(run("--keep").status, 0);
@@ -106,7 +106,7 @@ TEST_F(Reliability, LeavesThePageAloneWhenACampaignHasNoResult)
 TEST_F(Reliability, RefusesACampaignThatThereIsNot)
 {
     EXPECT_NE(run("other").status, 0);
-    EXPECT_FALSE(fs::exists(project.path() / "docs/reliability.md"));
+    EXPECT_FALSE(fs::exists(project.path() / "docs/evidence/reliability.md"));
 }
 
 } // namespace
