@@ -1,5 +1,5 @@
 """Does random things to the log, and compares it with a model; what
-scripts/log-model runs."""
+scripts/campaigns/log-model runs."""
 
 import argparse
 import collections

@@ -69,7 +69,7 @@ class AbiCompare : public testing::Test
 
     ScriptResult compare(std::vector<std::string> command = {})
     {
-        command.insert(command.begin(), SCRIPTS "/abi_compare.py");
+        command.insert(command.begin(), SCRIPTS "/lib/abi_compare.py");
         command.insert(command.end(),
                        {at("libfixture.so"), at("abi"), at("include")});
         return runScript(command);

@@ -15,7 +15,7 @@ namespace
 
 using testing::HasSubstr;
 
-const std::string script = SCRIPTS "/check-layers";
+const std::string script = SCRIPTS "/checks/layers";
 
 /** A small project in good order, with a file on every floor. */
 class CheckLayers : public testing::Test
@@ -181,7 +181,7 @@ TEST_F(CheckLayers, NamesAFileWithoutAPlace)
 {
     tree.write("extra/a.cpp", "");
     EXPECT_EQ(complaint(),
-              "extra/a.cpp:1: has no place in scripts/check-layers");
+              "extra/a.cpp:1: has no place in scripts/checks/layers");
 }
 
 TEST_F(CheckLayers, LeavesAloneWhatIsNotTheProjects)
@@ -196,8 +196,8 @@ TEST_F(CheckLayers, LeavesAloneWhatIsNotTheProjects)
 
 TEST_F(CheckLayers, ChecksItsOwnProjectUnlessToldAnother)
 {
-    std::filesystem::create_directory(tree.path() / "scripts");
-    const auto copy = tree.path() / "scripts" / "check-layers";
+    std::filesystem::create_directories(tree.path() / "scripts/checks");
+    const auto copy = tree.path() / "scripts/checks/layers";
     std::filesystem::copy_file(script, copy);
     EXPECT_EQ(runScript({copy}).status, 0);
     tree.write("src/a.cpp", "#include \"gone.hpp\"\n");

@@ -23,7 +23,7 @@ class CheckLinks : public testing::Test
     ScriptResult check(const std::string& page) const
     {
         tree.write("docs/page.md", page);
-        return runScript({SCRIPTS "/check-links", tree.path()});
+        return runScript({SCRIPTS "/checks/links", tree.path()});
     }
 
     void expectGood(const std::string& page) const

@@ -23,7 +23,7 @@ class CheckTranscripts : public testing::Test
                      const std::vector<std::string>& options = {}) const
     {
         std::vector<std::string> command{"sh", "-c", "exec \"$@\" 2>&1", "sh",
-                                         SCRIPTS "/check-transcripts"};
+                                         SCRIPTS "/checks/transcripts"};
         command.insert(command.end(), options.begin(), options.end());
         command.push_back(folder.write("document.md", document));
         command.push_back(folder.path());

@@ -34,7 +34,7 @@ class CountTests : public testing::Test
 
     static ScriptResult count(const std::vector<std::string>& files)
     {
-        std::vector<std::string> command{SCRIPTS "/count-tests"};
+        std::vector<std::string> command{SCRIPTS "/lib/count-tests"};
         command.insert(command.end(), files.begin(), files.end());
         return runScript(command);
     }

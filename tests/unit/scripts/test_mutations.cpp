@@ -27,7 +27,7 @@ class Mutations : public testing::Test
     {
         const std::string file = folder.write("source.cpp", code);
         const ScriptResult result =
-            runScript({"python3", "-B", SCRIPTS "/mutations.py", file});
+            runScript({"python3", "-B", SCRIPTS "/lib/mutations.py", file});
         EXPECT_EQ(result.status, 0) << result.output;
         std::vector<std::string> found;
         std::istringstream lines(result.output);

@@ -22,8 +22,9 @@ class Reliability : public testing::Test
   protected:
     Reliability()
     {
-        fs::create_directory(project.path() / "scripts");
-        for (const char* name : {"reliability", "campaign.py"})
+        fs::create_directories(project.path() / "scripts/checks");
+        fs::create_directory(project.path() / "scripts/lib");
+        for (const char* name : {"reliability", "lib/campaign.py"})
         {
             fs::copy_file(fs::path(SCRIPTS) / name,
                           project.path() / "scripts" / name);
@@ -39,9 +40,11 @@ class Reliability : public testing::Test
 
     void haveCampaign(const std::string& body) const
     {
-        const auto campaign =
-            project.write("scripts/abi-check",
-                          "#!/usr/bin/python3 -B\nimport campaign\n" + body);
+        const auto campaign = project.write(
+            "scripts/checks/abi", "#!/usr/bin/python3 -B\nimport sys\n"
+                                  "sys.path.insert(0, 'scripts/lib')\n"
+                                  "import campaign\n" +
+                                      body);
         fs::permissions(campaign, fs::perms::owner_all);
     }
 

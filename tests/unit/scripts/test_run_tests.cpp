@@ -48,11 +48,11 @@ class RunTests : public testing::Test
   protected:
     RunTests()
     {
-        fs::create_directory(project.path() / "scripts");
+        fs::create_directories(project.path() / "scripts/lib");
         for (const char* name : {"run-tests", "set-up", "count-tests"})
         {
-            fs::copy_file(fs::path(SCRIPTS) / name,
-                          project.path() / "scripts" / name);
+            fs::copy_file(fs::path(SCRIPTS) / "lib" / name,
+                          project.path() / "scripts/lib" / name);
         }
         const auto meson = project.write("bin/meson", fakeMeson);
         fs::permissions(meson, fs::perms::owner_all);
@@ -63,7 +63,7 @@ class RunTests : public testing::Test
                      const std::vector<std::string>& tests = {}) const
     {
         std::vector<std::string> command{
-            project.path() / "scripts" / "run-tests", "build", ""};
+            project.path() / "scripts/lib/run-tests", "build", ""};
         command.insert(command.end(), tests.begin(), tests.end());
         return runScript(command, {"PATH=" + (project.path() / "bin").string() +
                                        ":" + std::getenv("PATH"),

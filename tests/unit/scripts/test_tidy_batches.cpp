@@ -55,7 +55,7 @@ class TidyBatches : public testing::Test
                                          R"(cd "$1" && shift && exec "$@")",
                                          "sh",
                                          folder.path().string(),
-                                         SCRIPTS "/tidy_batches.py",
+                                         SCRIPTS "/lib/tidy_batches.py",
                                          ".",
                                          "batches"};
         for (const std::string& name : sources)

@@ -2,7 +2,7 @@
 """Puts sources together for clang-tidy, whose time goes into the headers that
 they all include.
 
-    scripts/tidy_batches.py BUILD-FOLDER FOLDER SOURCE ...
+    scripts/lib/tidy_batches.py BUILD-FOLDER FOLDER SOURCE ...
 
 Writes into FOLDER a file for the sources of each component, such as tools or
 platform, that are compiled alike, which includes them, and the

@@ -1,7 +1,7 @@
 #!/usr/bin/python3 -B
 """Compares the ABI of a library with the one that was announced:
 
-    scripts/abi_compare.py [--renew] LIBRARY FOLDER HEADERS ...
+    scripts/lib/abi_compare.py [--renew] LIBRARY FOLDER HEADERS ...
 
 LIBRARY is a shared library with its debug information, HEADERS are the folders
 of its public headers: types that they do not define may change at will. FOLDER

@@ -1,4 +1,4 @@
-"""The measurements of scripts/footprint.
+"""The measurements of scripts/campaigns/footprint.
 
     footprint_runs.py FOLDER-OF-THE-BUILDS PAGE
 
@@ -26,7 +26,8 @@ SERVICES = {
     "healthmgr": "com.vexa.olvar.healthmgr",
     "logmgr": "com.vexa.olvar.logmgr",
 }
-BEGIN, END = "<!-- begin: scripts/footprint -->", "<!-- end: scripts/footprint -->"
+BEGIN = "<!-- begin: scripts/campaigns/footprint -->"
+END = "<!-- end: scripts/campaigns/footprint -->"
 
 
 def private_memory(pid):

@@ -6,7 +6,7 @@ exchanged. Comments, texts, preprocessor lines and static assertions stay as the
 are. The code is expected in this project's formatting, which tells a comparison
 from the brackets of a template by its blanks.
 
-    scripts/mutations.py FILE ...    lists the mutations of files
+    scripts/lib/mutations.py FILE ...    lists the mutations of files
 """
 
 import dataclasses

@@ -2,7 +2,7 @@
 
     run.py PACKAGES ROOT MACHINE
 
-Run by scripts/test-packages, in mount, PID and network namespaces of its own.
+Run by scripts/checks/packages, in mount, PID and network namespaces of its own.
 ROOT and MACHINE are folders with a fresh Debian each. Prints one line for each
 check, and last how many passed and failed."""
 
