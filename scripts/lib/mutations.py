@@ -5,14 +5,11 @@ a constant changed, a call, log line, assignment or jump left out, two statement
 exchanged. Comments, texts, preprocessor lines and static assertions stay as they
 are. The code is expected in this project's formatting, which tells a comparison
 from the brackets of a template by its blanks.
-
-    scripts/lib/mutations.py FILE ...    lists the mutations of files
 """
 
 import dataclasses
 import random
 import re
-import sys
 
 TOKEN = re.compile(
     r"""(?P<skipped>//[^\n]*|/\*.*?\*/|\s+|\#(?:[^\n]*\\\n)*[^\n]*)
@@ -341,11 +338,3 @@ def spread(mutations, seed):
         places = ((n + chance.random()) / len(group) for n in range(len(group)))
         placed += zip(places, group)
     return [mutation for _, mutation in sorted(placed, key=lambda each: each[0])]
-
-
-if __name__ == "__main__":
-    if len(sys.argv) < 2:
-        sys.exit("usage: mutations.py FILE ...")
-    for name in sys.argv[1:]:
-        for found in of_file(name):
-            print(found)
