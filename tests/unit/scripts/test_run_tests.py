@@ -29,12 +29,14 @@ test)
     ;;
 esac
 """
+BUILT = "Compiling into build ...\nCompiling into build: done\n"
 PASSED = '<testcase classname="S" name="A"/>'
 
 
 @pytest.fixture(autouse=True)
 def scripts(project):
-    project.copy_scripts("lib/run-tests", "lib/set-up", "lib/count-tests")
+    for name in "run-tests", "set-up", "count-tests", "progress.sh":
+        project.copy_scripts(f"lib/{name}")
     project.write_script("bin/meson", FAKE_MESON)
 
 
@@ -73,9 +75,9 @@ def test_leaves_it_to_the_selected_tests_what_is_built(project, run_tests):
 
 def test_counts_the_logs_of_this_run_alone(run_tests):
     result = run_tests("testlog.junit.xml", PASSED + PASSED)
-    assert result.stdout == "2 passed, 0 failed\n"
+    assert result.stdout == f"{BUILT}2 passed, 0 failed\n"
     result = run_tests("testlog-valgrind.junit.xml", PASSED)
-    assert result.stdout == "1 passed, 0 failed\n"
+    assert result.stdout == f"{BUILT}1 passed, 0 failed\n"
 
 
 def test_fails_without_a_log_of_this_run(run_tests):
@@ -90,11 +92,11 @@ def test_fails_when_a_case_failed(run_tests):
         "testlog.junit.xml",
         '<testcase classname="S" name="B"><failure/></testcase>' + PASSED,
     )
-    assert result.stdout == "failed: S.B\n1 passed, 1 failed\n"
+    assert result.stdout == f"{BUILT}failed: S.B\n1 passed, 1 failed\n"
     assert result.returncode != 0
 
 
 def test_fails_when_meson_does(run_tests):
     result = run_tests("testlog.junit.xml", PASSED, status=3)
-    assert result.stdout == "1 passed, 0 failed\n"
+    assert result.stdout == f"{BUILT}1 passed, 0 failed\n"
     assert result.returncode == 3
