@@ -29,7 +29,7 @@ std::string runPage(const std::string& name)
     fs::create_directory_symlink(SOURCE_FOLDER "/data",
                                  project.path() / "data");
     return outputOf(
-        {SOURCE_FOLDER "/scripts/check-transcripts",
+        {SOURCE_FOLDER "/scripts/checks/transcripts",
          // What the pages call by the names that a user has for it.
          "--let=/usr/libexec/healthintf=" +
              fs::path(installation().program("")).parent_path().string(),
