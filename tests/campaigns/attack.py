@@ -1,4 +1,4 @@
-"""The attacks of scripts/attack, with their results.
+"""The attacks of scripts/campaigns/attack, with their results.
 
     attack.py [--build FOLDER] [--data FOLDER] [--seconds N] [--no-result]
               [NAME ...]
@@ -15,7 +15,7 @@ import attack_records
 import attack_world
 import programs
 
-sys.path.insert(0, str(programs.SOURCE / "scripts"))
+sys.path.insert(0, str(programs.SOURCE / "scripts/lib"))
 import campaign  # noqa: E402
 
 ATTACKS = {

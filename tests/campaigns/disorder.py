@@ -1,4 +1,4 @@
-"""The rounds of scripts/disorder, with their results.
+"""The rounds of scripts/campaigns/disorder, with their results.
 
     disorder.py [--build FOLDER] [--rounds N] [--seed S] [--keep] [--no-result]
 """
@@ -17,7 +17,7 @@ import programs
 from chaos_world import ChaosWorld
 from disorder_rounds import Disagreement, Rounds
 
-sys.path.insert(0, str(programs.SOURCE / "scripts"))
+sys.path.insert(0, str(programs.SOURCE / "scripts/lib"))
 import campaign  # noqa: E402
 
 FEW_FAILURES = 5

@@ -1,5 +1,5 @@
-"""The rounds of scripts/disorder: what is done to the daemons, and what is done
-to them meanwhile."""
+"""The rounds of scripts/campaigns/disorder: what is done to the daemons, and
+what is done to them meanwhile."""
 
 import collections
 import signal

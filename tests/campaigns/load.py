@@ -1,4 +1,4 @@
-"""The scenes of scripts/load, with their results.
+"""The scenes of scripts/campaigns/load, with their results.
 
     load.py [--build FOLDER] [--no-result] [SCENE ...]
 """
@@ -13,7 +13,7 @@ import load_slow
 import namespaces
 import programs
 
-sys.path.insert(0, str(programs.SOURCE / "scripts"))
+sys.path.insert(0, str(programs.SOURCE / "scripts/lib"))
 import campaign  # noqa: E402
 
 SCENES = {

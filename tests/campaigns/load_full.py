@@ -1,4 +1,4 @@
-"""Scenes of scripts/load: something is full or used up."""
+"""Scenes of scripts/campaigns/load: something is full or used up."""
 
 from gi.repository import GLib
 

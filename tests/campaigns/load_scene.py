@@ -1,4 +1,4 @@
-"""The scenes of scripts/load."""
+"""The scenes of scripts/campaigns/load."""
 
 import contextlib
 import pathlib

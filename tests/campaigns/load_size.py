@@ -1,4 +1,4 @@
-"""Scenes of scripts/load: how much there is."""
+"""Scenes of scripts/campaigns/load: how much there is."""
 
 import itertools
 import time

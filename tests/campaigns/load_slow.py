@@ -1,4 +1,4 @@
-"""Scenes of scripts/load: somebody does not read."""
+"""Scenes of scripts/campaigns/load: somebody does not read."""
 
 import os
 import signal

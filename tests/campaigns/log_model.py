@@ -1,5 +1,5 @@
 """Does random things to the log, and compares it with a model; what
-scripts/log-model runs."""
+scripts/campaigns/log-model runs."""
 
 import argparse
 import collections
@@ -20,7 +20,7 @@ import bus_view
 import programs
 from namespaces import in_own_namespace
 
-sys.path.insert(0, str(programs.SOURCE / "scripts"))
+sys.path.insert(0, str(programs.SOURCE / "scripts/lib"))
 import campaign  # noqa: E402
 
 IDENTIFIERS = 65534

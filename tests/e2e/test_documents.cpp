@@ -29,7 +29,7 @@ std::string runPage(const std::string& name)
     fs::create_directory_symlink(SOURCE_FOLDER "/data",
                                  project.path() / "data");
     return outputOf(
-        {SOURCE_FOLDER "/scripts/check-transcripts",
+        {SOURCE_FOLDER "/scripts/checks/transcripts",
          // What the pages call by the names that a user has for it.
          "--let=/usr/libexec/healthintf=" +
              fs::path(installation().program("")).parent_path().string(),
@@ -53,7 +53,7 @@ TEST_P(Documents, ShowWhatOneSees)
 }
 
 INSTANTIATE_TEST_SUITE_P(Pages, Documents,
-                         testing::Values("dbus.md", "healthctl.md",
+                         testing::Values("alarm.md", "dbus.md", "healthctl.md",
                                          "hostmon.md", "logmgr.md",
                                          "tutorial.md"));
 
@@ -209,9 +209,9 @@ TEST(DocumentsList, HasEveryPageWithTranscripts)
             pages.push_back(file.path().filename());
         }
     }
-    EXPECT_THAT(pages, testing::UnorderedElementsAre("dbus.md", "healthctl.md",
-                                                     "hostmon.md", "logmgr.md",
-                                                     "tutorial.md"));
+    EXPECT_THAT(pages, testing::UnorderedElementsAre(
+                           "alarm.md", "dbus.md", "healthctl.md", "hostmon.md",
+                           "logmgr.md", "tutorial.md"));
 }
 
 } // namespace

@@ -1,0 +1,74 @@
+import pytest
+from conftest import run
+
+
+@pytest.fixture(autouse=True)
+def other_page(project):
+    project.write(
+        "docs/other.md",
+        "# Other\n\n## The way's end, `now`\n\n```sh\n# No heading\n```\n",
+    )
+
+
+def check(project, page):
+    project.write("docs/page.md", page)
+    return run("checks/links", project.path)
+
+
+def expect_good(project, page):
+    result = check(project, page)
+    assert (result.returncode, result.stdout) == (0, "")
+
+
+def expect_cause(project, page, cause):
+    result = check(project, page)
+    assert (result.returncode, result.stdout) == (1, cause + "\n")
+
+
+def test_accepts_links_to_files_and_headings(project):
+    project.write("README.md", "[docs](docs/page.md) and [it](docs)\n")
+    expect_good(
+        project,
+        "# A page\n\n[this](#a-page), [other](other.md),\n"
+        "[end](other.md#the-ways-end-now), [up](../README.md)\n",
+    )
+
+
+def test_names_a_link_to_no_file(project):
+    expect_cause(
+        project,
+        "One.\n\n[gone](gone.md)\n",
+        "docs/page.md:3: gone.md: is not there",
+    )
+
+
+def test_names_a_link_to_no_heading(project):
+    expect_cause(
+        project,
+        "[end](other.md#the-end)\n",
+        "docs/page.md:1: other.md#the-end: there is no such heading",
+    )
+    expect_cause(
+        project,
+        "# Page\n[me](#me)\n",
+        "docs/page.md:2: #me: there is no such heading",
+    )
+
+
+def test_takes_nothing_in_a_block_for_a_heading(project):
+    expect_cause(
+        project,
+        "[no](other.md#no-heading)\n",
+        "docs/page.md:1: other.md#no-heading: there is no such heading",
+    )
+
+
+def test_passes_over_what_is_in_a_block_or_elsewhere(project):
+    expect_good(
+        project,
+        "[other](other.md) [far](https://example.com/x)\n```c\na[0](gone.md)\n```\n",
+    )
+
+
+def test_asks_for_a_link(project):
+    expect_cause(project, "None.\n", f"{project.path}: there are no links here")
