@@ -15,6 +15,7 @@ struct Character
 {
     /** The bytes of the text that encode it. */
     std::string_view bytes;
+    /** Its number in Unicode. */
     uint32_t code;
     /** False for a byte that is not part of well-formed UTF-8; each such byte
      *  counts as one character. */
