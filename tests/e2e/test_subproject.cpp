@@ -58,16 +58,17 @@ class MainProject
                                        "-Dunity_size=100",
                                        "-Dwerror=true",
                                        "-Dwarning_level=3"};
-        // Who writes in C need not know of flags for C++.
-        std::string flags = "CXXFLAGS=" STANDARD;
+        // The flags stand in the compiler's command, because options that a
+        // test gives take the place of CXXFLAGS. Who writes in C need not know
+        // of flags for C++.
+        std::string compiler = "CXX=" COMPILER " " STANDARD;
         if (language == "cpp")
         {
             setup.emplace_back("-Dcpp_std=none");
-            flags += " " SDBUSPLUS_FLAGS;
+            compiler += " " SDBUSPLUS_FLAGS;
         }
         setup.insert(setup.end(), options.begin(), options.end());
-        configured =
-            outputOf(setup, {"CXX=" COMPILER, "CC=" C_COMPILER, flags});
+        configured = outputOf(setup, {compiler, "CC=" C_COMPILER});
     }
 
     /** What the build system said. */
