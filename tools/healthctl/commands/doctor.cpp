@@ -31,7 +31,7 @@ constexpr const char* doctorHelp =
     "  healthctl doctor --brief\n"
     "  healthctl doctor --json";
 
-Tone toneOf(Grade grade)
+Tone gradeTone(Grade grade)
 {
     switch (grade)
     {
@@ -69,7 +69,7 @@ void writeText(const Context& context, const Findings& findings, bool brief)
         }
         const std::string word = wordFor(finding.grade);
         table.addText(word + std::string(column - word.size(), ' '), margin,
-                      finding.text, Tone::plain, toneOf(finding.grade));
+                      finding.text, Tone::plain, gradeTone(finding.grade));
         if (!finding.remedy.empty())
         {
             table.addText(margin, margin, "-> " + finding.remedy, Tone::plain);

@@ -67,7 +67,7 @@ SelFilter filterOf(const ListOptions& options)
 }
 
 /** A severity is as bad as the health of the fault that it makes. */
-Tone toneOf(const ReadEvent& event)
+Tone eventTone(const ReadEvent& event)
 {
     if (!event.words)
     {
@@ -102,7 +102,7 @@ void writeTable(const Context& context, const std::vector<ReadEvent>& events)
                       timeOf(event),
                       {sensorOf(event), Tone::strong},
                       directionOf(event),
-                      {severityOf(event), toneOf(event)},
+                      {severityOf(event), eventTone(event)},
                       beside ? text : ""});
         if (!beside)
         {

@@ -197,7 +197,7 @@ Answer addNoRecord(sd_bus* bus)
     return call(bus, message);
 }
 
-Answer readLog(sd_bus* bus)
+Answer readLogEntries(sd_bus* bus)
 {
     const MessagePtr message =
         newCall(bus, names::logManagerService, names::selPath,
@@ -327,7 +327,7 @@ BusProbe::attempts(const std::vector<ServiceState>& services) const
             {.check = health ? "read-tree" : "read-log",
              .what = health ? "read the nodes of healthmgr" : "read the log",
              .why = ""},
-            byCalling(health ? readTree : readLog));
+            byCalling(health ? readTree : readLogEntries));
         attempt({.check = health ? "add-node" : "add-sel",
                  .what = health ? "ask for a health node" : "add to the log",
                  .why = "",

@@ -31,7 +31,8 @@ std::string sensorOf(const FaultEntry_gen& record)
 void addFault(Table& table, const Fault& fault, const Style& style)
 {
     const FaultEntry_gen& record = fault.record;
-    const Tone tone = record.hidden() ? Tone::faint : toneOf(record.severity());
+    const Tone tone =
+        record.hidden() ? Tone::faint : healthTone(record.severity());
     const std::string bullet = std::string(style.glyphs().bullet) + " ";
     table.addRow(
         {{health_namespace::healthWord(record.severity()), tone, bullet},

@@ -36,7 +36,7 @@ constexpr Glyphs asciiGlyphs{"|- ", "`- ", "|  ", "   ", "*", "...", "-"};
 
 } // namespace
 
-Tone toneOf(uint32_t health)
+Tone healthTone(uint32_t health)
 {
     switch (health)
     {
@@ -68,7 +68,7 @@ std::string Style::paint(const std::string& text, Tone tone) const
 
 std::string Style::health(uint32_t value) const
 {
-    return paint(health_namespace::healthWord(value), toneOf(value));
+    return paint(health_namespace::healthWord(value), healthTone(value));
 }
 
 const Glyphs& Style::glyphs() const

@@ -22,7 +22,7 @@ enum class Tone
 };
 
 /** The tone of a health value. */
-Tone toneOf(uint32_t health);
+Tone healthTone(uint32_t health);
 
 /** The characters that drawings are made of. */
 struct Glyphs

@@ -93,7 +93,7 @@ class Drawing
         const std::string name =
             top ? node.key : node.key.substr(node.key.rfind('/') + 1);
         const uint32_t health = node.node.health;
-        const Tone tone = node.recorded ? toneOf(health) : Tone::unknown;
+        const Tone tone = node.recorded ? healthTone(health) : Tone::unknown;
         const std::string word =
             node.recorded ? health_namespace::healthWord(health) : "no node";
         table.addRow({{name, Tone::plain, first},
@@ -108,10 +108,10 @@ class Drawing
     {
         const bool hidden = fault.record.hidden();
         const std::string bullet = std::string(style.glyphs().bullet) + " ";
-        table.addText(indent + bullet,
-                      indent + std::string(columnsOf(bullet), ' '),
-                      fault.record.message() + (hidden ? " (hidden)" : ""),
-                      hidden ? Tone::faint : toneOf(fault.record.severity()));
+        table.addText(
+            indent + bullet, indent + std::string(columnsOf(bullet), ' '),
+            fault.record.message() + (hidden ? " (hidden)" : ""),
+            hidden ? Tone::faint : healthTone(fault.record.severity()));
     }
 
     static constexpr std::size_t nameColumn = 0;
