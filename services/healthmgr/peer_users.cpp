@@ -20,9 +20,10 @@ bool PeerUsers::find(const std::string& peer, Found found)
     others.push_back(std::move(found));
     if (others.size() == 1)
     {
-        connection.userOf(peer, [this, peer](std::optional<uint32_t> user) {
-            take(peer, user);
-        });
+        connection.userOf(
+            peer, lifetime.guard([this, peer](std::optional<uint32_t> user) {
+                take(peer, user);
+            }));
     }
     return true;
 }

@@ -3,6 +3,7 @@
 /** @file Finds the users of bus connections. */
 
 #include "../common/connection.hpp"
+#include "../common/object_lifetime.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -51,6 +52,7 @@ class PeerUsers
     services::Connection& connection;
     std::map<std::string, uint32_t> users;
     std::map<std::string, std::vector<Found>> waiting;
+    services::ObjectLifetime lifetime;
 };
 
 } // namespace healthintf::healthmgr

@@ -108,9 +108,9 @@ void RecordAnnouncer::sendWaiting()
         }
         if (!sent.empty())
         {
-            connection.afterBus([this] {
+            connection.afterBus(lifetime.guard([this] {
                 compare();
-            });
+            }));
             asked = true;
         }
     }

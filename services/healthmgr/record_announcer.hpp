@@ -5,6 +5,7 @@
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
 #include "../common/growing_pause.hpp"
+#include "../common/object_lifetime.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -70,6 +71,7 @@ class RecordAnnouncer
     std::set<std::string> unsettled;
     bool all = false;
     bool resting = false;
+    services::ObjectLifetime lifetime;
     services::GrowingPause pauses;
     services::EventSource pauseEnd;
 };

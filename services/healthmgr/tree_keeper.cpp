@@ -213,7 +213,7 @@ void TreeKeeper::askAboutEnds(const std::string& sender)
     {
         return;
     }
-    connection.afterWorkOf(sender, [this, sender] {
+    connection.afterWorkOf(sender, lifetime.guard([this, sender] {
         reconciliation.request();
         std::vector<std::string> changed;
         for (const std::string& key : reported.endQuestion(sender))
@@ -230,7 +230,7 @@ void TreeKeeper::askAboutEnds(const std::string& sender)
         }
         announcer.announce(changed);
         askAboutEnds(sender);
-    });
+    }));
 }
 
 void TreeKeeper::takeNameLoss(sdbusplus::message_t& message)

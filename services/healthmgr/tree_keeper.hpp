@@ -5,6 +5,7 @@
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
+#include "../common/object_lifetime.hpp"
 #include "../common/retry.hpp"
 #include "../common/subscription.hpp"
 #include "data_cache/withdrawal.hpp"
@@ -95,6 +96,7 @@ class TreeKeeper
     UpdateFilter filter;
     services::Subscription updates;
     services::Subscription nameLosses;
+    services::ObjectLifetime lifetime;
 };
 
 } // namespace healthintf::healthmgr

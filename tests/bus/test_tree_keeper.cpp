@@ -27,19 +27,6 @@ const std::string root = "/com/vexa/olvar/health";
 class KeptTree : public testing::Test
 {
   protected:
-    /** Takes the answers that the keeper waits for: they must not outlive
-     *  it. */
-    void TearDown() override
-    {
-        // Longer than the pauses after which it tells again.
-        constexpr std::chrono::milliseconds settled(300);
-        const auto begin = std::chrono::steady_clock::now();
-        while (std::chrono::steady_clock::now() - begin < settled)
-        {
-            service.catchUp();
-        }
-    }
-
     test::ServiceOnBus& service = test::ServiceOnBus::instance();
     HostedNodes nodes{service.connection.bus()};
     PeerUsers users{service.connection};
