@@ -6,6 +6,8 @@
 #include "private_bus.hpp"
 #include "process.hpp"
 
+#include <gtest/gtest.h>
+
 #include <unistd.h>
 
 #include <array>
@@ -149,6 +151,25 @@ inline void makeSharedFolders(const PrivateBus& bus)
                healthManagersUser + " " + reportersGroup);
     outputOf({"systemd-tmpfiles", "--create",
               bus.folder().write("folders.conf", text)});
+}
+
+/** Prepares a bus and the shared folders for other users. Skips the test where
+ *  there is no becoming another user, or this one cannot run a program of the
+ *  build. */
+inline void openToOthers(const PrivateBus& bus, Caller caller,
+                         const std::string& program)
+{
+    if (geteuid() != 0)
+    {
+        GTEST_SKIP() << "needs root, to become another user";
+    }
+    Process reach(as(caller, {"test", "-x", program}));
+    if (reach.wait() != 0)
+    {
+        GTEST_SKIP() << "needs a build folder that other users may enter";
+    }
+    letOthersIn(bus);
+    makeSharedFolders(bus);
 }
 
 } // namespace healthintf::test

@@ -82,17 +82,7 @@ class HostMonitorPolicyOfOthers : public HostMonitorPolicy
   protected:
     void SetUp() override
     {
-        if (geteuid() != 0)
-        {
-            GTEST_SKIP() << "needs root, to become another user";
-        }
-        Process reach(as(Caller::hostMonitor, {"test", "-x", HOSTMON}));
-        if (reach.wait() != 0)
-        {
-            GTEST_SKIP() << "needs a build folder that other users may enter";
-        }
-        letOthersIn(bus);
-        makeSharedFolders(bus);
+        openToOthers(bus, Caller::hostMonitor, HOSTMON);
     }
 };
 

@@ -35,17 +35,7 @@ class SharedFolders : public testing::Test
   protected:
     void SetUp() override
     {
-        if (geteuid() != 0)
-        {
-            GTEST_SKIP() << "needs root, to become another user";
-        }
-        Process reach(as(Caller::stranger, {"test", "-x", COMPONENT_DAEMON}));
-        if (reach.wait() != 0)
-        {
-            GTEST_SKIP() << "needs a build folder that other users may enter";
-        }
-        letOthersIn(bus);
-        makeSharedFolders(bus);
+        openToOthers(bus, Caller::stranger, COMPONENT_DAEMON);
     }
 
     std::string at(const std::string& name) const

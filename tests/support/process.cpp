@@ -1,5 +1,6 @@
 #include "process.hpp"
 
+#include "argument_pointers.hpp"
 #include "file_content.hpp"
 
 #include <sys/mman.h>
@@ -33,17 +34,6 @@ std::array<int, 2> makePipe()
         throw std::runtime_error("unable to make a pipe");
     }
     return ends;
-}
-
-std::vector<char*> pointers(std::vector<std::string>& texts)
-{
-    std::vector<char*> all;
-    for (std::string& text : texts)
-    {
-        all.push_back(text.data());
-    }
-    all.push_back(nullptr);
-    return all;
 }
 
 /** This process's environment with changes. */
@@ -99,9 +89,9 @@ Process::Process(const std::vector<std::string>& command,
     std::vector<std::string> arguments{"setpriv", "--pdeathsig", "KILL"};
     arguments.insert(arguments.end(), command.begin(), command.end());
     std::vector<std::string> settings = environmentWith(environment);
-    const int result =
-        posix_spawnp(&process, arguments.front().c_str(), &actions, nullptr,
-                     pointers(arguments).data(), pointers(settings).data());
+    const int result = posix_spawnp(
+        &process, arguments.front().c_str(), &actions, nullptr,
+        argumentPointers(arguments).data(), argumentPointers(settings).data());
     posix_spawn_file_actions_destroy(&actions);
     close(toProgram[0]);
     close(fromProgram[1]);

@@ -1,5 +1,6 @@
 #include "unit_starter.hpp"
 
+#include "../argument_pointers.hpp"
 #include "handles.hpp"
 
 #include <spawn.h>
@@ -76,17 +77,6 @@ std::vector<std::string> readProperties(sd_bus_message* message)
     return command;
 }
 
-std::vector<char*> pointers(std::vector<std::string>& texts)
-{
-    std::vector<char*> all;
-    for (std::string& text : texts)
-    {
-        all.push_back(text.data());
-    }
-    all.push_back(nullptr);
-    return all;
-}
-
 /** Runs a program, with no signal blocked.
  *
  *  @throws std::system_error */
@@ -100,9 +90,9 @@ pid_t spawn(std::vector<std::string> command,
     posix_spawnattr_setsigmask(&attributes, &none);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
     pid_t process = -1;
-    const int result =
-        posix_spawnp(&process, command.front().c_str(), nullptr, &attributes,
-                     pointers(command).data(), pointers(environment).data());
+    const int result = posix_spawnp(
+        &process, command.front().c_str(), nullptr, &attributes,
+        argumentPointers(command).data(), argumentPointers(environment).data());
     posix_spawnattr_destroy(&attributes);
     checkResult(-result, command.front());
     return process;
