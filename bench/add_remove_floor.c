@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Puts on the bus what adding and removing one fault puts there, by
  *  bare calls of libsystemd and without any other work: the floor that the
  *  library is measured against.

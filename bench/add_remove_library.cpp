@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Adds and removes one fault again and again through the library, on
  *  this thread's default bus and the host's data cache.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file The records of the host's data cache, read by bare system calls and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file A daemon's components with faults, held for their memory to be looked
  *  at. Says "ready", and ends with its standard input.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Adds a fault to a component, beside faults of this process, and
  *  removes it, again and again. Only the adding counts.
  *

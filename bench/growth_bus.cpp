@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Holds components, says "ready", and then adds a fault to one of them
  *  and removes it, as often as each line of standard input says. Answers with
  *  "done" when the bus has passed all on. What the bus spends on it is measured

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Tells a node what one of its children reports, in turn two values.
  *  Beside the others' health they either make no difference to the node or
  *  change its health each time.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Makes a component and deletes it, again and again. Only the making
  *  counts.
  *

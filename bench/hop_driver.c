@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Reports a leaf's health to the lowest node of a chain and waits until
  *  the highest node reports it in turn. Prints the microseconds of each round.
  *

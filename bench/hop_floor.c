@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file One process of a bare chain: hears what its child reports, sets its
  *  property and tells its parent, by calls of libsystemd without any other
  *  work. Says "ready" once it listens, and ends with its standard input.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file One process of a chain of the library's nodes. Says "ready" once it
  *  listens, and ends with its standard input.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file Which entry of the System Event Log each round of a benchmark asks

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Fills the host's data cache with fault entries, says "ready", and
  *  keeps it open until standard input ends.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Reads every fault entry of the data cache once into a map, by bare
  *  system calls and without any other work: the floor that the queries are
  *  measured against. A round ends when the map is gone, as a query does.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Asks one of the library's queries again and again.
  *
  *  Usage: queries-library counts|leds|top COUNT */

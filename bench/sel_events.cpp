@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Reports an event and its end again and again, or does only one of the
  *  things that belong to it, on this thread's default bus and the host
  *  platform.

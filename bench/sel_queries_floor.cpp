@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Reads the entries in the mirror of the System Event Log into a map, or
  *  one after the other by their identifiers, by bare system calls and without
  *  any other work: the floor that the queries are measured against.

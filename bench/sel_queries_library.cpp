@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Asks one of the library's queries of the System Event Log again and
  *  again.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file The loop of programs that are measured in turn: each works only when

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file An example: tells of the events that the log manager announces before
  *  it stores them.
  *

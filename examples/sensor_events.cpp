@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file An example: a daemon of one component that reports what the
  *  component's sensors tell as events.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Announcements of changed LCD attributes, whatever their sender made
  *  up. */
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Event records as any sensor may report them: described, and made
  *  faults of. */
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Event tables of anybody: read and added to a table. */
 
 #include "event_description/event_table.hpp"

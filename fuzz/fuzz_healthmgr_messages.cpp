@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file What anybody may send to the health manager. */
 
 #include "../services/common/connection.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file What anybody may send to a daemon with the library. */
 
 #include "component_harness.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file What anybody may write into the configuration of logmgr. */
 
 #include "../services/common/config_table.hpp"

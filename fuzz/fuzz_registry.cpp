@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Message registries of anybody: read, and every message filled in. */
 
 #include "fuzz_input.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Folders of segments of anybody: every question that is asked of the
  *  data cache must end. */
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef HEALTHINTF_HEALTHMGRINTF_H
 #define HEALTHINTF_HEALTHMGRINTF_H
 

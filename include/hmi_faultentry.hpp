@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file The fault entry: one fault on D-Bus and in the data cache. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Log readers know these lines by the file of the class.
 #define HMI_LOG_FILE "hmi_fault_health"
 

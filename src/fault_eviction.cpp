@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Evicts the least important fault of a component that has too many. */
 
 // Log readers know these lines by the file of the class.

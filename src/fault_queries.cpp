@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file FaultEntry's queries over the fault entries of all processes. */
 
 // Log readers know the lines of the queries by this name.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The health value that a fault's severity stands for. */
 
 #include <hmi_health.hpp>

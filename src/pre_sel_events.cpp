@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file SELAndFault's subscription to the host firmware's events. */
 
 // Log readers know these lines by the file of the class.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file SELAndFault's queries of the log's entries in the data cache. */
 
 // Log readers know these lines by the file of the class.

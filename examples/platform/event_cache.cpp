@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The records that mirror the System Event Log: none is kept. */
 
 #include <platform/data_abstraction/sel.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The event descriptions: there are none to attach to. */
 
 #include <platform/event_description.h>

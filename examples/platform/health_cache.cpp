@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Health records of the data cache: none is kept. */
 
 #include <platform/data_abstraction/health_status.hpp>

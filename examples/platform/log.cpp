@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The debug log: what went wrong, on standard error. */
 
 #include <platform/dlog.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The ways to the health manager and to the log manager: there are
  *  neither. */
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The message registry: there is no message. */
 
 #include <platform/message_registry.h>

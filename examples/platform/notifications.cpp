@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Notifications and attributes: nobody announces, nothing is kept. */
 
 #include <platform/config_manager.h>

@@ -1,4 +1,5 @@
 #!/usr/bin/python3 -B
+# SPDX-License-Identifier: Apache-2.0
 """Compares the ABI of a library with the one that was announced, by abidiff:
 
     scripts/lib/abi_compare.py [--renew] LIBRARY FOLDER HEADERS ...

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The measurements of scripts/bench.
 
     bench_runs.py FOLDER-OF-THE-PROGRAMS [instructions] [growth] [time] [hops]

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The result of a campaign, for the table of docs/evidence/reliability.md."""
 
 import json

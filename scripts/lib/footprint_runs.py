@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The measurements of scripts/campaigns/footprint.
 
     footprint_runs.py FOLDER-OF-THE-BUILDS PAGE

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A copy of the tree, built so that one changed source is soon in all tests.
 
 The library's sources are compiled without optimisation and with a precompiled

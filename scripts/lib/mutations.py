@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Small mistakes that somebody might make in a C++ source, found in its text.
 
 Each is a change of one place: a condition turned round, a boundary moved by one,

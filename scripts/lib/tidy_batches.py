@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Puts sources together for clang-tidy, whose time goes into the headers that
 they all include.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "config_table.hpp"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "self_call.hpp"
 
 namespace healthintf::services

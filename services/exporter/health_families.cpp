@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "health_families.hpp"
 
 #include "cache_content.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file health-exporter: health and faults as metrics over HTTP. */
 
 #include "../common/empty_arguments.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file The nodes that healthmgr hosts itself, because no daemon does. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file healthmgr: hosts the nodes of the health tree that no daemon hosts,
  *  withdraws the nodes of dead daemons, and sets the configuration
  *  attributes. */

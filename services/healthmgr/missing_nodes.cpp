@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "missing_nodes.hpp"
 
 #include "data_cache/withdrawal.hpp"

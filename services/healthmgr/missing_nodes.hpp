@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file Makes the nodes that the health tree needs and no daemon hosts. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "reported_health.hpp"
 
 #include <hmi_health_value.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "segment_watch.hpp"
 
 #include <sys/inotify.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "update_filter.hpp"
 
 #include "../common/service_log.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file hostmon: watches the machine that it runs on and reports faults. */
 
 #include "../common/connection.hpp"

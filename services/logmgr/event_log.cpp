@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "event_log.hpp"
 
 #include "../common/service_log.hpp"

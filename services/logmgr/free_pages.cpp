@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "free_pages.hpp"
 
 #include "lmdb.hpp"

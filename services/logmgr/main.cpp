@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file logmgr, logmgr: keeps the System Event Log. */
 
 #include "../common/connection.hpp"

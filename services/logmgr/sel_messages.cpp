@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "sel_messages.hpp"
 
 #include "bus_calls.hpp"

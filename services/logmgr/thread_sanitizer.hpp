@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file Tells the thread sanitizer, which does not see into LMDB, that a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Prints the data cache as one JSON object: a process opens one data
  *  cache in its life, so tests that see several read them through this.
  *

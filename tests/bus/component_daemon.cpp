@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file A daemon for the tests: holds components on its default bus and does
  *  with them what it is told on standard input, one command a line, each
  *  answered with one line.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file A daemon in C for the tests. It uses every function for C, in steps:
  *  prints a step's results as one line, then serves its bus until it is told
  *  by a line on standard input to go on.

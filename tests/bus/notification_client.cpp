@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file A process that hears notifications, for the tests. It does what it is
  *  told on standard input, one command a line, each answered with one line,
  *  and writes one line for each notification that it hears:

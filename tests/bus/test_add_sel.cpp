@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file How the host platform calls logmgr. */
 
 #include "child.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file What whoever sets an attribute is told when there is no health manager
  *  that sets it. */
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The health manager as the one who sets attributes: what it answers,
  *  what it writes and announces, and what it takes over. */
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The library and the bare program that it is measured against put the
  *  same messages on the bus. */
 

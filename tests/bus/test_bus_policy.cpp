@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Who may do what with the health tree, by the policy that the project
  *  installs, under the rules of a system bus, which allows nothing by
  *  itself. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file What the services' connection does on a bus. */
 
 #include "bus_client.hpp"

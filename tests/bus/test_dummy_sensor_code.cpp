@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The dummy sensor of a daemon as its clients see it. */
 
 #include "bus_client.hpp"

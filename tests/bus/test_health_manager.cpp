@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The health manager's service: its name, its object and its life. */
 
 #include "address_sanitizer.hpp"

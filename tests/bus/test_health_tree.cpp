@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The health tree over real processes on a real bus, without a health
  *  manager: every node is a component's. */
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The plain functions in the hands of a daemon in C, on a real bus and
  *  the host platform. */
 

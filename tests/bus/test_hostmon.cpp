@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file hostmon with a configuration and a machine that changes, whose /proc
  *  is a folder of the test. */
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Which users may report on the machine by the installed policy of the
  *  system bus. */
 

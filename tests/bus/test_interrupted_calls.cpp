@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Signals that a daemon handles while the library waits for the bus. */
 
 #include "own_bus.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Events that logmgr has acknowledged survive crashes of logmgr. */
 
 #include "cache_view.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file logmgr while many connections ask for lists without end. */
 
 #include "address_sanitizer.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Who may do what with the System Event Log, by the policy that the
  *  project installs. */
 

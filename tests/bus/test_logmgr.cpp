@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The service logmgr: its name, its object, its start and end. */
 
 #include "cache_view.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file What daemons and services say when their bus goes away. */
 
 #include "bus_client.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file What any process may send on the bus must not end a daemon, in
  *  whatever way it runs its connection. */
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The bus allows so many match rules a connection; a component takes
  *  three. */
 

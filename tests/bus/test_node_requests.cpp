@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Nodes that are made on request and go again. What others see of the
  *  requests is in test_health_manager.cpp and test_bus_policy.cpp. */
 

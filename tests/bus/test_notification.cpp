@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Attributes and their notifications between processes. */
 
 #include "bus_client.hpp"

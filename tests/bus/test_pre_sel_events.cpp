@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Events of the host firmware over a bus, with what any process may send
  *  among them. */
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The bus of the tests, whichever it is. */
 
 #include "bus_client.hpp"

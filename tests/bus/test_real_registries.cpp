@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Public Redfish message registries as input. They are not part of the
  *  project; $HEALTHINTF_TEST_REGISTRIES says where they are. */
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The client of the System Event Log against a log manager in another
  *  process. */
 

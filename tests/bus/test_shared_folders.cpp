@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Daemons of several users share the folders that the project's
  *  tmpfiles.d file describes. */
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Who may send which signal, by the policies that the project installs,
  *  to all and to the services' names alone. */
 

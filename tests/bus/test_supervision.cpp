@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file What a service manager hears of the services. */
 
 #include "bus_client.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Threads of one process that do all at once what the library offers,
  *  each on a connection of its own: additions by the plain functions, events,
  *  settings, and questions while the data cache is written. */

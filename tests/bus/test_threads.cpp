@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Several threads of one process, each with a connection, a loop and a
  *  component of its own, while others change settings, hide and ask. Says most
  *  when the thread sanitizer watches. */

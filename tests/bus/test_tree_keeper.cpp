@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file What a tree keeper does that processes cannot show: those are in
  *  test_tree_recovery.cpp. */
 

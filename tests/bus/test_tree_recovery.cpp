@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The tree with a health manager: daemons come in any order, and die in
  *  any way. */
 

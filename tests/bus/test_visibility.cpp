@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Hiding and showing faults over real processes on a real bus: what the
  *  health tree, the properties and the counts show after each step. */
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What a campaign of named parts is told on the command line."""
 
 import argparse

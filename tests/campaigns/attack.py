@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The attacks of scripts/campaigns/attack, with their results.
 
     attack.py [--build FOLDER] [--data FOLDER] [--seconds N] [--no-result]

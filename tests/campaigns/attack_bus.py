@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Attacks on the bus: messages that nobody expects, floods, and what is others'
 right."""
 

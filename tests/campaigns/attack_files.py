@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Attacks on files: locks that others wait for, links that others follow, names
 that others look at."""
 

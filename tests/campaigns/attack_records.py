@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Attacks on records: processes that stop while they read or write, and content
 that is made up."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the attacks share: a machine at work, what must go on working, and in
 which time."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A machine as the packages make it, for attacks: users, folders and the system
 bus with its policies, and services that run as their units say."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What an attacker does by itself, as its own user, until its input ends:
 
     attacker.py locks FOLDER ...         locks all files that it can open

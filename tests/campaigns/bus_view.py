@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What a client of D-Bus sees of the health tree and of the log."""
 
 import contextlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Ten daemons that hold sixty nodes, the services, and the bus: what runs, what
 is told to whom, and what must come of it."""
 

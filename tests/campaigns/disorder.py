@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The rounds of scripts/campaigns/disorder, with their results.
 
     disorder.py [--build FOLDER] [--rounds N] [--seed S] [--keep] [--no-result]

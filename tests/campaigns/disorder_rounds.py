@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The rounds of scripts/campaigns/disorder: what is done to the daemons, and
 what is done to them meanwhile."""
 

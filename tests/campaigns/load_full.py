@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Scenes of scripts/campaigns/load: something is full or used up."""
 
 from gi.repository import GLib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Scenes of scripts/campaigns/load: how much there is."""
 
 import itertools

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Scenes of scripts/campaigns/load: somebody does not read."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Does random things to the log, and compares it with a model; what
 scripts/campaigns/log-model runs."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the components of living daemons must look like after what they were
 told and have acknowledged."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What a campaign mounts, nobody else sees."""
 
 import ctypes

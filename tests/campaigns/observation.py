@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What campaigns share that look at services: what is measured, and what is
 expected."""
 

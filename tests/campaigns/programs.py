@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Programs in the hands of a campaign, and the bus that they meet on."""
 
 import contextlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Calls AddSEL of the log manager and prints what comes of it: the record's
 identifier, or the name of the error and its text after a colon.
 

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Checks that standard input is a JSON document of a form.
 
     check_schema.py SCHEMA-FOLDER

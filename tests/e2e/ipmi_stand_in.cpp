@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "ipmi_stand_in.hpp"
 
 #include <sys/socket.h>

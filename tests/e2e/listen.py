@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Waits for one signal FaultEntryAdded and prints its path, signature and
 arguments as JSON. Prints "listening" before it waits."""
 

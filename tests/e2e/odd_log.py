@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """A log manager that answers oddly. Writes "ready", and ends with its input.
 
     odd_log.py [gaps | late | once | always]

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Runs a program on a terminal of its own and writes what the terminal got.
 
     on_terminal.py COLUMNS PROGRAM [ARGUMENT ...]

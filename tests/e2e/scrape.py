@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Scrapes the exporter as others do, and prints what a parser that is not ours
 makes of it.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Whoever does what a page of docs/ shows sees what it says. */
 
 #include "installation.hpp"

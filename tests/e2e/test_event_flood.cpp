@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file A component whose sensors will not stop, and a log manager that is
  *  killed again and again meanwhile. */
 

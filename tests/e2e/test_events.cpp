@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Events from a sensor to the operator, with the installed services and
  *  library and clients that we did not write. */
 

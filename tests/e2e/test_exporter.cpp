@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The exporter beside live daemons, scraped by curl and Python. */
 
 #include "component.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file What clients see that we did not write: busctl, gdbus and Python. */
 
 #include "bus_client.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The commands of healthctl that change something, over a living
  *  tree. */
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file healthctl's doctor among the sick and the healthy. */
 
 #include "healthctl.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file healthctl's commands for the log, over a living log manager. */
 
 #include "healthctl.hpp"

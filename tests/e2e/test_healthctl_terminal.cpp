@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file healthctl on terminals, in pipes and in the shell. */
 
 #include "healthctl.hpp"

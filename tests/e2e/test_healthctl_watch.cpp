@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file healthctl's watch over a tree that changes. */
 
 #include "healthctl.hpp"

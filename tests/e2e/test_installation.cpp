@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file What a user gets who installs the project: libraries, headers,
  *  programs, and the daemon of the README. */
 

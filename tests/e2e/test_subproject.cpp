@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file What a user gets who makes the project a part of another one. */
 
 #include "bus_client.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The units, users and folders that the project brings for systemd, as
  *  systemd's own tools see them. */
 

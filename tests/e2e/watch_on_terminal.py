@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Runs a program on a terminal of its own, as a test tells it to.
 
     watch_on_terminal.py PROGRAM [ARGUMENT ...]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Making a component, its faults, and its end. */
 
 #include "road.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Events of the System Event Log that are faults. */
 
 #include "road.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file libsystemd's functions for the bus, in front of its own: each fails
  *  when it is its turn. Those that cannot fail are left out, as are those that
  *  only a program's loop calls. */

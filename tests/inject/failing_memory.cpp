@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file operator new in front of C++'s own: it throws when it is its turn. The
  *  forms for larger alignments stay as they are. */
 

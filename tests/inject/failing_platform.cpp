@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The functions of the platform contract, in front of the host
  *  platform's: each fails when it is its turn, else the host's is called. */
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The queries, of faults and of the System Event Log. */
 
 #include "road.hpp"

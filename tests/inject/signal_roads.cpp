@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file What a component does when a message comes. */
 
 #include "road.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Every call on the roads of the library made to fail, one in each run,
  *  until a run has none left that could. After each the documented status is
  *  answered, those who look see the same, the road goes to its end at the next

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "view.hpp"
 
 #include <platform/data_abstraction/fault_entry.hpp>

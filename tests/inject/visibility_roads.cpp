@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Hiding faults and showing them again, by calls. */
 
 #include "road.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <com/vexa/olvar/error_reply.hpp>
 
 #include <gtest/gtest.h>

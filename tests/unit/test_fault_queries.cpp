@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "recording_platform.hpp"
 
 #include <hmi_faultentry.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "component_test.hpp"
 #include "stopped_clock.hpp"
 #include "text.hpp"

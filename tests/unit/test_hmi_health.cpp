@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "keep_forever.hpp"
 #include "library_test.hpp"
 #include "slots.hpp"

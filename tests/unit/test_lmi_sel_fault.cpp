@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "sel_test.hpp"
 #include "text.hpp"
 

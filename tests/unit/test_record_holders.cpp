@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "child.hpp"
 #include "library_test.hpp"
 

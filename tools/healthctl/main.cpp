@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file healthctl: the operator's command line. */
 
 #include "command_line.hpp"

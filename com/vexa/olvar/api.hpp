@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file Marks the symbols that the library exports; all others are hidden. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file Turns exceptions in D-Bus callbacks into error replies. */

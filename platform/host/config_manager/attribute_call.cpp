@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "attribute_call.hpp"
 
 #include "../healthmgr/protocol.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "../failure_log.hpp"
 #include "../host_log.hpp"
 #include "../storage/store_failure.hpp"

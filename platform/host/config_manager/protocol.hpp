@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file healthmgr's D-Bus method that sets an attribute. It answers when the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "cache_space.hpp"
 
 #include "../directories.hpp"

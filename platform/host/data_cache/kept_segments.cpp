@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "kept_segments.hpp"
 
 #include <fcntl.h>

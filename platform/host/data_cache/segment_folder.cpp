@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "segment_folder.hpp"
 
 #include "../failure_log.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "json_node.hpp"
 
 #include "../message_registry/json_lines.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "unknown_event.hpp"
 
 #include "event_record.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "../host_log.hpp"
 #include "../thread_bus.hpp"
 #include "protocol.hpp"

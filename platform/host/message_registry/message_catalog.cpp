@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "message_catalog.hpp"
 
 #include "../data_files.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "../data_files.hpp"
 #include "../host_log.hpp"
 #include "message_catalog.hpp"

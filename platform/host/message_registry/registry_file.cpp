@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "registry_file.hpp"
 
 #include "json_lines.hpp"

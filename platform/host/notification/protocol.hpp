@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file The D-Bus signal of a notification: healthmgr sends it to everybody,

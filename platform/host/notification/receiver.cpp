@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "receiver.hpp"
 
 #include "../config_manager/change_record.hpp"

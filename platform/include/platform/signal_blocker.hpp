@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file Blocks signals during calls on the bus: libsystemd returns EINTR when

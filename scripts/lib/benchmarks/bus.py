@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Programs on a bus and a data cache of their own."""
 
 import os

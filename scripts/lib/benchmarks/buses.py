@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the bus itself spends on a fault, by the number of components on it."""
 
 import contextlib

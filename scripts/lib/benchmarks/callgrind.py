@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Instructions are counted, not timed, and repeat."""
 
 import re

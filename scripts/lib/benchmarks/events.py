@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What reporting an event costs beside its parts."""
 
 import contextlib

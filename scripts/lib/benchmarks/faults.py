@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What a fault costs the component that has it, and each node above."""
 
 import contextlib

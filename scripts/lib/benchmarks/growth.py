@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """How costs grow with what there is already. Costs are timed, and where that
 can be counted in instructions; what is marked is the count."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Curves over a number, in panels one above the other, as SVG."""
 
 import collections

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The pictures of docs/evidence/performance.md."""
 
 from . import picture

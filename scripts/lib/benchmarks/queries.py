@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the queries cost that read records of the data cache."""
 
 import collections

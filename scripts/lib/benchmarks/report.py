@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What was measured, while it is measured and as one table."""
 
 import collections

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Clocks are noisy, so programs that are compared run in turn, and what counts
 is their ratio."""
 

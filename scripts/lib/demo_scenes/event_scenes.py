@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Scenes of sensors whose events go into the System Event Log."""
 
 import subprocess

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The health tree and its faults, as healthctl tells of them."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Scenes of the machine that the daemons watch."""
 
 import os

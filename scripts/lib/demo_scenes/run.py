@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Shows what the project does, scene after scene. scripts/demo runs this on a
 private bus.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What all scenes share: the daemons that watch this machine."""
 
 import os

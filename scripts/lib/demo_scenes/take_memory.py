@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Takes memory until no more than so much is available, and gives it back when
 its standard input ends:
 

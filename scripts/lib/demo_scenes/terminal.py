@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the demo itself writes, for a person."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What ends the demo before its time."""
 
 # Some machines get memory back only little by little.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Scenes of an operator who hides faults."""
 
 from health import ROOT

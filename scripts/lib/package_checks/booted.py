@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The packages on a machine of their own, where systemd runs the units with
 all that they forbid."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The bus of a place, as root and others see it."""
 
 import re

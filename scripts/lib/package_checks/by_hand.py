@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The packages in a root of their own, whose units are started by hand."""
 
 import glob

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The users that the packages make, and the folders."""
 
 from bus import STATE

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the exporter serves to whoever scrapes it."""
 
 import re

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the operator's tool tells and does beside the packaged services."""
 
 from bus import LOG, OPERATOR, REPORTER, TREE

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Debian roots in folders: their commands, users and units."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What installing again, removing and purging the packages leaves."""
 
 import os

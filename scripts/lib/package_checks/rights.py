@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What users may do on the bus and with the files of the packages."""
 
 from bus import (BUS, LOG, MANAGER, NODE, OPERATOR, RECORD, REPORTER, STATE,

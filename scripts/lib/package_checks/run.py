@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Checks the packages in roots of their own:
 
     run.py PACKAGES ROOT MACHINE

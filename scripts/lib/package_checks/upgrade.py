@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the packages make of folders that an older version shared with a group."""
 
 import os

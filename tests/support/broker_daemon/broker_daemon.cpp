@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file dbus-broker in the place of dbus-daemon, on a machine without systemd.
  *
  *  Takes the options of dbus-daemon that tests use, makes what

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "unit_starter.hpp"
 
 #include "../argument_pointers.hpp"

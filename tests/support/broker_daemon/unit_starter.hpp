@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file Starts the programs that dbus-broker-launch asks systemd for. */

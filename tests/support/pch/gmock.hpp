@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What takes the longest to compile of a test.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

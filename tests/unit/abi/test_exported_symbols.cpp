@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The libraries export what abi/ announces, under the same nodes of
  * their version scripts. */
 

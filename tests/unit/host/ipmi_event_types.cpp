@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "ipmi_states.hpp"
 
 namespace healthintf::test

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "config_manager/attribute_file.hpp"
 #include "config_manager/attribute_store.hpp"
 #include "config_manager/limits.hpp"

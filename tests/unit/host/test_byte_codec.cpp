@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "data_cache/byte_codec.hpp"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Sets attributes without a bus; tests/bus has the rest. */
 
 #include "child.hpp"

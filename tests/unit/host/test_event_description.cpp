@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "child.hpp"
 #include "event_records.hpp"
 #include "event_table_text.hpp"

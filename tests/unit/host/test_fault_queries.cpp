@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file The library's queries on the host's data cache. */
 
 #include "cache_test.hpp"

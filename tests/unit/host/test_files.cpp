@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "file_content.hpp"
 #include "small_filesystem.hpp"
 #include "storage/files.hpp"

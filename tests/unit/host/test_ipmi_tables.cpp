@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "event_records.hpp"
 #include "ipmi_states.hpp"
 #include "speaks_of.hpp"

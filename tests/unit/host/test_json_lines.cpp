@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "message_registry/json_lines.hpp"
 
 #include <gtest/gtest.h>

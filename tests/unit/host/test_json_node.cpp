@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "event_description/event_table_file.hpp"
 #include "event_description/json_node.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "data_cache/kept_segments.hpp"
 #include "data_cache/own_records.hpp"
 #include "settled_folder.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "dlog/log_record.hpp"
 
 #include <gtest/gtest.h>

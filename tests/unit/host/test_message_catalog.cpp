@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "message_registry/message_catalog.hpp"
 #include "temporary_folder.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file Subscriptions without a bus; tests/bus has the rest. */
 
 #include "child.hpp"

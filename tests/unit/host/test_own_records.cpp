@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "child.hpp"
 #include "data_cache/own_records.hpp"
 #include "data_cache/segment_folder.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "config_manager/replace_file.hpp"
 #include "file_content.hpp"
 #include "small_filesystem.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "data_cache/segment_copy.hpp"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "address_sanitizer.hpp"
 #include "child.hpp"
 #include "data_cache/own_records.hpp"

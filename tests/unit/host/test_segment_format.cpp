@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "data_cache/segment_format.hpp"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "child.hpp"
 #include "data_cache/segment_reader.hpp"
 #include "file_content.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "cache_test.hpp"
 #include "data_cache/segment_format.hpp"
 #include "data_cache/sel_entry_cache.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <platform/signal_blocker.hpp>
 
 #include <gtest/gtest.h>

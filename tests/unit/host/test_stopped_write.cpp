@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file A writer that stops or dies at any instruction. */
 
 #include "cache_test.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "storage/store_failure.hpp"
 
 #include <gtest/gtest.h>

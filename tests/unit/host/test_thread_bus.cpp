@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "child.hpp"
 #include "no_bus.hpp"
 #include "thread_bus.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "event_description/event_record.hpp"
 #include "event_description/unknown_event.hpp"
 

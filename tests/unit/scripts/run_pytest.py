@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Runs the tests of a file by pytest, for Meson:
 
     run_pytest.py FILE --gtest_output=xml:RESULTS

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A small library, its announced ABI, and what becomes of the library."""
 
 import subprocess

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The script in a project of its own, whose campaign says what it is told."""
 
 import pytest

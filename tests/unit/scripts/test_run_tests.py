@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The script in a project of its own, with a Meson that only pretends."""
 
 import os

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "common/log_status.hpp"
 #include "direct_connection.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "node_slots.hpp"
 
 #include <gmock/gmock.h>

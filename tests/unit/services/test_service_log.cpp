@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "common/service_log.hpp"
 #include "library_test.hpp"
 

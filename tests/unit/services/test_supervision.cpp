@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "common/supervision.hpp"
 #include "notify_socket.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "../error.hpp"
 #include "../numbers.hpp"
 #include "../output/line_output.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "../sel/sel_transfer.hpp"
 
 #include "../error.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file Looks at the bus and at what is on it. Nothing is changed: calls that

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "examination.hpp"
 
 #include "bus_probe.hpp"

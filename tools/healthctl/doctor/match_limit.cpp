@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "match_limit.hpp"
 
 #include <platform/bus_handles.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "match_quotas.hpp"
 
 #include "../source/process_name.hpp"

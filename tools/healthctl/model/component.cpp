@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "component.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>

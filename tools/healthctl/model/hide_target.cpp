@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "hide_target.hpp"
 
 #include "component.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "fault_output.hpp"
 
 #include "../model/component.hpp"

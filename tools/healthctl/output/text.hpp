@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file Texts on a terminal: how wide they are, and how they fit. Texts are

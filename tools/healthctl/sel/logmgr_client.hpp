@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file Calls logmgr. Every failure becomes an Error that says what to do. */

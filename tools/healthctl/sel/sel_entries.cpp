@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "sel_entries.hpp"
 
 #include "../output/time_text.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "whole_file.hpp"
 
 #include <storage/file_descriptor.hpp>

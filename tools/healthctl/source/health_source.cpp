@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "health_source.hpp"
 
 #include "../model/component.hpp"

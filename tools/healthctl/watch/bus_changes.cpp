@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bus_changes.hpp"
 
 #include "../source/managed_objects.hpp"

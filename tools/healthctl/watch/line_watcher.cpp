@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "line_watcher.hpp"
 
 #include "change_line.hpp"

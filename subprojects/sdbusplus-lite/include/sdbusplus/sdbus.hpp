@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file The seam over libsystemd: every sd-bus call of the other headers goes

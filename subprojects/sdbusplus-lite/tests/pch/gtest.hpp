@@ -1,2 +1,3 @@
+// SPDX-License-Identifier: Apache-2.0
 // What takes the longest to compile of a test.
 #include <gtest/gtest.h>

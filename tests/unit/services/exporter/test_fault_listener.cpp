@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bus_client.hpp"
 #include "fault_listener.hpp"
 #include "private_bus.hpp"

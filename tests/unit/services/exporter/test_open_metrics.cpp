@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "open_metrics.hpp"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "kernel_file.hpp"
 #include "no_more_descriptors.hpp"
 #include "temporary_folder.hpp"

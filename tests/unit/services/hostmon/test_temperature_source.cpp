@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "address_sanitizer.hpp"
 #include "no_more_descriptors.hpp"
 #include "temperature_source.hpp"

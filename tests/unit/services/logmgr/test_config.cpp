@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "common/config_table.hpp"
 #include "logmgr/config.hpp"
 #include "temporary_folder.hpp"

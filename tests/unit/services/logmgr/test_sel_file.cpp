@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "logmgr/sel_file.hpp"
 #include "storage/files.hpp"
 #include "temporary_folder.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <commands/arguments.hpp>
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "output/line_output.hpp"
 
 #include <gtest/gtest.h>

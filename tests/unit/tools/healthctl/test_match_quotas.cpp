@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "doctor/match_quotas.hpp"
 #include "private_bus.hpp"
 

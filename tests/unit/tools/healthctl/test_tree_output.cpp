@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "faults_at_hand.hpp"
 #include "output/tree_output.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <com/vexa/olvar/event_mgr/DummySensorCode/server.hpp>
 #include <com/vexa/olvar/method_callback.hpp>
 #include <com/vexa/olvar/open_bus.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <com/vexa/olvar/binding_log.hpp>
 #include <com/vexa/olvar/healthmgr/FaultEntry/server.hpp>
 #include <com/vexa/olvar/property_table.hpp>

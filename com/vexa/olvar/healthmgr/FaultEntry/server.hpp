@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file Server binding of com.vexa.olvar.healthmgr.FaultEntry: one fault,

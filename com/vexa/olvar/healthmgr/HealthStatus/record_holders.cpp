@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "record_holders.hpp"
 
 #include <platform/per_process.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /** @file The D-Bus type signature of a C++ type, as a constant expression. */
