@@ -88,11 +88,25 @@ std::size_t Journal::count(std::string_view start) const
 
 std::vector<std::string> Journal::takeCalls()
 {
-    std::vector<std::string> kept = take();
-    std::erase_if(kept, [](const std::string& line) {
-        return line.starts_with("log ");
-    });
-    return kept;
+    return takeApart().calls;
+}
+
+CallsAndLog Journal::takeApart()
+{
+    constexpr std::string_view mark = "log ";
+    CallsAndLog apart;
+    for (std::string& line : take())
+    {
+        if (line.starts_with(mark))
+        {
+            apart.log.push_back(line.substr(mark.size()));
+        }
+        else
+        {
+            apart.calls.push_back(std::move(line));
+        }
+    }
+    return apart;
 }
 
 Journal& journal()

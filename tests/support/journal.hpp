@@ -14,6 +14,14 @@
 namespace healthintf::test
 {
 
+/** What happened, calls and log lines each in their order. */
+struct CallsAndLog
+{
+    std::vector<std::string> calls;
+    /** Without the "log " that marks them among the calls. */
+    std::vector<std::string> log;
+};
+
 /** Keeps one line for each call and lets a test script the calls' answers. */
 class Journal
 {
@@ -59,6 +67,9 @@ class Journal
 
     /** The lines since the last take() without log lines. */
     std::vector<std::string> takeCalls();
+
+    /** The lines since the last take(), calls and log lines apart. */
+    CallsAndLog takeApart();
 
   private:
     struct Script

@@ -71,75 +71,76 @@ TEST_F(FaultAddition, AddsAFaultThatUpdatesTheHealthInThisOrder)
     journal().take();
     ASSERT_EQ(addByMessage(*object, "FAN0001", {"7"}), 0);
 
-    const std::string log = "271 hmi_fault_health.#.addFault";
-    const std::string changed = "PropertiesChanged " + path + " ";
-    const std::string told = "faultentry_cluster.PropertyChanged " + path + " ";
-    const std::string recalculate =
-        "log 7 271 hmi_health.#.recalculateHealth: ";
+    const std::string interface = " com.vexa.olvar.healthmgr.FaultEntry";
+    Lines expected{
+        "MsgRegGetContentWNByMsgID FAN0001 en zeroed", "faultentry_cluster",
+        "sd_bus_add_object_vtable " + path + interface,
+        "datacache_faultentry_create " + path +
+            " {Args=['7'], FQDD='Fan.1', Hidden=false, LcdMessage='', "
+            "LedState=0, Message='Fan 7 failed.', MessageID='FAN0001', "
+            "SensorNumber=48, SensorPath='/sensors/fan1', SensorType=4, "
+            "Severity=4, Timestamp=1700000000}"};
+    for (const std::string value :
+         {"Args=['7']", "FQDD='Fan.1'", "Message='Fan 7 failed.'",
+          "MessageID='FAN0001'", "SensorNumber=48",
+          "SensorPath='/sensors/fan1'", "SensorType=4", "Severity=4",
+          "Timestamp=1700000000"})
+    {
+        const std::string name = value.substr(0, value.find('='));
+        expected.push_back("faultentry_cluster.PropertyChanged " + path + " " +
+                           value);
+        if (name != "FQDD")
+        {
+            expected.push_back("PropertiesChanged " + path + " " + name);
+        }
+    }
+    expected.insert(
+        expected.end(),
+        {"InterfacesAdded " + path + interface,
+         "signal " + path + interface +
+             " FaultEntryAdded sssastusuu: 'Fan.1' 'FAN0001' 'Fan 7 failed.' "
+             "['7'] 1700000000 4 '/sensors/fan1' 48 4",
+         "datacache_healthstatus_set_property /com/vexa/olvar/health/a "
+         "HealthStatus=4",
+         "healthstatus_cluster.PropertyChanged /com/vexa/olvar/health/a "
+         "HealthStatus=4",
+         "PropertiesChanged /com/vexa/olvar/health/a HealthStatus",
+         "signal /com/vexa/olvar/health/a "
+         "com.vexa.olvar.healthmgr.HealthStatus HealthStatusUpdate ssu: "
+         "'/com/vexa/olvar/health' '/com/vexa/olvar/health/a' 4"});
+    EXPECT_EQ(journal().takeCalls(), expected);
+}
+
+TEST_F(FaultAddition, LogsAFaultThatUpdatesTheHealthInThisOrder)
+{
+    platform().messages["FAN0001"] = {1, "Fan %1 failed."};
+    const auto object = make();
+    const std::string path = nextPath(4);
+    journal().take();
+    ASSERT_EQ(addByMessage(*object, "FAN0001", {"7"}), 0);
+
+    const std::string add = "271 hmi_fault_health.#.addFault";
+    const std::string node = "7 271 hmi_health.#.";
+    const std::string update = node + "updateHealthStatus: ";
+    const std::string recalculate = node + "recalculateHealth: ";
+    const std::string send = node + "updateHealthStatusAndSendSignalInternal: ";
     EXPECT_EQ(
-        journal().take(),
+        journal().takeApart().log,
         (Lines{
-            "MsgRegGetContentWNByMsgID FAN0001 en zeroed",
-            "log 7 " + log + ": Message Content : Severity : 1, Fan 7 failed.",
-            "log 8 " + log + " Entry : ",
-            "log 7 " + log + ": faultEntryPath " + path,
-            "faultentry_cluster",
-            "sd_bus_add_object_vtable " + path +
-                " com.vexa.olvar.healthmgr.FaultEntry",
-            "datacache_faultentry_create " + path +
-                " {Args=['7'], FQDD='Fan.1', Hidden=false, LcdMessage='', "
-                "LedState=0, Message='Fan 7 failed.', "
-                "MessageID='FAN0001', SensorNumber=48, "
-                "SensorPath='/sensors/fan1', SensorType=4, Severity=4, "
-                "Timestamp=1700000000}",
-            told + "Args=['7']",
-            changed + "Args",
-            told + "FQDD='Fan.1'",
-            told + "Message='Fan 7 failed.'",
-            changed + "Message",
-            told + "MessageID='FAN0001'",
-            changed + "MessageID",
-            told + "SensorNumber=48",
-            changed + "SensorNumber",
-            told + "SensorPath='/sensors/fan1'",
-            changed + "SensorPath",
-            told + "SensorType=4",
-            changed + "SensorType",
-            told + "Severity=4",
-            changed + "Severity",
-            told + "Timestamp=1700000000",
-            changed + "Timestamp",
-            "log 8 271 hmi_faultentry.#.FaultEntry Entry : FaultEntry "
-            "constructor called",
-            "InterfacesAdded " + path + " com.vexa.olvar.healthmgr.FaultEntry",
-            "log 7 " + log + ": FaultEntry created: /sensors/fan1, severity: 4",
-            "signal " + path +
-                " com.vexa.olvar.healthmgr.FaultEntry FaultEntryAdded "
-                "sssastusuu: 'Fan.1' 'FAN0001' 'Fan 7 failed.' ['7'] "
-                "1700000000 4 '/sensors/fan1' 48 4",
-            "log 7 " + log + ": Updating health status 4 != 2",
-            "log 7 271 hmi_health.#.updateHealthStatus: "
-            "key:/com/vexa/olvar/health/a, status:4",
-            "log 7 271 hmi_health.#.updateHealthStatus: insert_or_assign "
-            "/com/vexa/olvar/health/a to map\n",
+            "7 " + add + ": Message Content : Severity : 1, Fan 7 failed.",
+            "8 " + add + " Entry : ", "7 " + add + ": faultEntryPath " + path,
+            "8 271 hmi_faultentry.#.FaultEntry Entry : FaultEntry constructor "
+            "called",
+            "7 " + add + ": FaultEntry created: /sensors/fan1, severity: 4",
+            "7 " + add + ": Updating health status 4 != 2",
+            update + "key:/com/vexa/olvar/health/a, status:4",
+            update + "insert_or_assign /com/vexa/olvar/health/a to map\n",
             recalculate + "childMap size:1",
             recalculate + "Key:/com/vexa/olvar/health/a status:4 health:0",
             recalculate + "Recalculated health : 4, oldHealth:2\n",
-            "datacache_healthstatus_set_property /com/vexa/olvar/health/a "
-            "HealthStatus=4",
-            "healthstatus_cluster.PropertyChanged "
-            "/com/vexa/olvar/health/a HealthStatus=4",
-            "PropertiesChanged /com/vexa/olvar/health/a HealthStatus",
-            "log 7 271 "
-            "hmi_health.#.updateHealthStatusAndSendSignalInternal: Send "
-            "signal for /com/vexa/olvar/health/a with health 4\n",
-            "signal /com/vexa/olvar/health/a "
-            "com.vexa.olvar.healthmgr.HealthStatus HealthStatusUpdate ssu: "
-            "'/com/vexa/olvar/health' '/com/vexa/olvar/health/a' 4",
-            "log 7 271 "
-            "hmi_health.#.updateHealthStatusAndSendSignalInternal: Parent "
-            ": /com/vexa/olvar/health",
-            "log 8 " + log + " Exit : "}));
+            send + "Send signal for /com/vexa/olvar/health/a with health 4\n",
+            send + "Parent : /com/vexa/olvar/health",
+            "8 " + add + " Exit : "}));
 }
 
 TEST_F(FaultAddition, AddsAFaultThatLeavesTheHealthInThisOrder)

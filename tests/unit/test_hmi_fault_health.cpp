@@ -26,6 +26,34 @@ class FaultAndHealthTest : public ComponentTest
         clockReads = clockStart;
     }
 
+    const std::string clearRule =
+        "type='signal',path='/com/vexa/olvar/logmgr/SEL',"
+        "interface='com.vexa.olvar.logmgr.SEL',member='ClearedSelEntries',";
+    const std::string hideRule =
+        "type='signal',path='/com/vexa/olvar/health',"
+        "interface='com.vexa.olvar.healthmgr',member='HideFaultForSensor',";
+
+    /** Adds the faults ONE, TWO and THREE, forgets what that did, and gives
+     *  their paths in this order. */
+    Lines addThree(FaultAndHealth& object)
+    {
+        Lines paths;
+        for (const auto& [severity, id] :
+             {std::pair(1, "ONE"), std::pair(2, "TWO"), std::pair(1, "THREE")})
+        {
+            add(object, severity, id);
+            for (const std::string& path : faults())
+            {
+                if (std::ranges::find(paths, path) == paths.end())
+                {
+                    paths.push_back(path);
+                }
+            }
+        }
+        journal().take();
+        return paths;
+    }
+
     /** Whether anything of the library is left on the library's end. */
     bool somethingIsLeft()
     {
@@ -58,58 +86,65 @@ TEST_F(FaultAndHealthTest, IsMadeInThisOrder)
 {
     const auto object = make();
     ASSERT_NE(object, nullptr);
-    Lines lines = journal().take();
-    // The node's own steps are the node's to test.
-    const auto nodeBegins =
-        std::ranges::find(lines, "log 7 271 hmi_health.#.Init: Initalizing 2 "
-                                 "for /com/vexa/olvar/health/a key");
+    Lines calls = journal().takeCalls();
+    // The node's own calls are the node's to test.
+    const auto nodeBegins = std::ranges::find(calls, "healthstatus_cluster");
+    const auto nodeEnds =
+        std::ranges::find_if(calls, [](const std::string& call) {
+            return call.starts_with("LQOVS_receive_signal ");
+        });
+    ASSERT_LT(nodeBegins, nodeEnds);
+    calls.erase(nodeBegins, nodeEnds);
+    const std::string attribute =
+        "LQOVS_receive_signal "
+        "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#";
+    Lines expected{"HealthStatus.get_map_by_path_prefixes [] "
+                   "['/com/vexa/olvar/health']",
+                   "sd_bus_add_object_manager /com/vexa/olvar/health",
+                   attribute + "hideerrs", attribute + "oemLCDFlags"};
+    if constexpr (seamSeesMatches<>)
+    {
+        expected.insert(expected.end(), {"sd_bus_add_match " + clearRule,
+                                         "sd_bus_add_match " + hideRule});
+    }
+    EXPECT_EQ(calls, expected);
+}
+
+TEST_F(FaultAndHealthTest, LogsItsBeginningInThisOrder)
+{
+    const auto object = make();
+    ASSERT_NE(object, nullptr);
+    Lines lines = journal().takeApart().log;
+    const std::string node = "7 271 hmi_health.#.";
+    // The node's own lines are the node's to test.
+    const auto nodeBegins = std::ranges::find(
+        lines, node + "Init: Initalizing 2 for /com/vexa/olvar/health/a key");
     const auto nodeEnds = std::ranges::find(
-        lines, "log 7 271 "
-               "hmi_health.#.updateHealthStatusAndSendSignalInternal: Parent "
-               ": /com/vexa/olvar/health");
+        lines, node + "updateHealthStatusAndSendSignalInternal: Parent : "
+                      "/com/vexa/olvar/health");
     ASSERT_NE(nodeEnds, lines.end());
     lines.erase(nodeBegins, nodeEnds + 1);
 
-    const std::string clearRule =
-        "type='signal',path='/com/vexa/olvar/logmgr/SEL',"
-        "interface='com.vexa.olvar.logmgr.SEL',member='ClearedSelEntries',";
-    const std::string hideRule =
-        "type='signal',path='/com/vexa/olvar/health',"
-        "interface='com.vexa.olvar.healthmgr',member='HideFaultForSensor',";
-    const std::string log = "log 5 271 hmi_fault_health.#.FaultAndHealth: ";
-    Lines expected{
-        "log 7 271 hmi_health.#.CheckHealthStatusExist: Entry "
-        "path:/com/vexa/olvar/health",
-        "HealthStatus.get_map_by_path_prefixes [] "
-        "['/com/vexa/olvar/health']",
-        "sd_bus_add_object_manager /com/vexa/olvar/health",
-        log + "FaultAndHealth constructor called",
-        log + "Setting close on event loop exit to false",
-        "log 8 271 hmi_cfg_handlers.#.RegisterForLCDAttributes Entry : LCD "
-        "Attr register "
-        "CfgMgr/1/AttributeChange/#system.embedded.1#lcd.1#hideerrs",
-        "LQOVS_receive_signal "
-        "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#hideerrs",
-        "LQOVS_receive_signal "
-        "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#oemLCDFlags",
-        "sd_bus_add_match " + clearRule,
-        "log 7 271 hmi_fault_health.#.RegisterForClearSELSignal: Registered "
-        "clear SEL  Signal Handler",
-        "log 7 271 hmi_fault_health.#.RegisterForClearSELSignal: " + clearRule,
-        "sd_bus_add_match " + hideRule,
-        "log 7 271 hmi_fault_health.#.RegisterForHideFaultsSignal: Registered "
-        "the hide Fault Signal Handler",
-        "log 7 271 hmi_fault_health.#.RegisterForHideFaultsSignal: " + hideRule,
-        log + "Registering for HideFault done",
-        "log 7 271 hmi_fault_health.#.InitInternal: FaultAndHealth Created: "
-        "/com/vexa/olvar/health/a"};
-    if constexpr (!seamSeesMatches<>)
-    {
-        std::erase_if(expected, [](const std::string& line) {
-            return line.starts_with("sd_bus_add_match");
-        });
-    }
-    EXPECT_EQ(lines, expected);
+    const std::string made = "5 271 hmi_fault_health.#.FaultAndHealth: ";
+    const std::string clear =
+        "7 271 hmi_fault_health.#.RegisterForClearSELSignal: ";
+    const std::string hide =
+        "7 271 hmi_fault_health.#.RegisterForHideFaultsSignal: ";
+    EXPECT_EQ(
+        lines,
+        (Lines{node + "CheckHealthStatusExist: Entry "
+                      "path:/com/vexa/olvar/health",
+               made + "FaultAndHealth constructor called",
+               made + "Setting close on event loop exit to false",
+               "8 271 hmi_cfg_handlers.#.RegisterForLCDAttributes Entry : LCD "
+               "Attr register "
+               "CfgMgr/1/AttributeChange/#system.embedded.1#lcd.1#hideerrs",
+               clear + "Registered clear SEL  Signal Handler",
+               clear + clearRule,
+               hide + "Registered the hide Fault Signal Handler",
+               hide + hideRule, made + "Registering for HideFault done",
+               "7 271 hmi_fault_health.#.InitInternal: FaultAndHealth Created: "
+               "/com/vexa/olvar/health/a"}));
 }
 
 TEST_F(FaultAndHealthTest, KeepsTheBusOpenWhenTheEventLoopEnds)
@@ -428,67 +463,35 @@ TEST_F(FaultAndHealthTest, ThrowsWhenTheHealthWithoutFaultsCannotBeSent)
 TEST_F(FaultAndHealthTest, IsDestroyedWithThreeFaultsInThisOrder)
 {
     auto object = make();
-    add(*object, 1, "ONE");
-    add(*object, 2, "TWO");
-    add(*object, 1, "THREE");
-    const Lines paths = faults();
-    journal().take();
+    const Lines paths = addThree(*object);
     object.reset();
 
-    Lines expected{"log 5 271 hmi_fault_health.#.~FaultAndHealth: "
-                   "/com/vexa/olvar/health/a destructor called"};
+    Lines expected;
     const Lines ids{"ONE", "TWO", "THREE"};
-    for (const std::string& id : ids)
+    for (std::size_t i = 0; i < ids.size(); ++i)
     {
-        const auto path = std::ranges::find_if(paths, [&](const auto& each) {
-            return each.ends_with(id == "TWO" ? "_3" : "_4") &&
-                   (id != "THREE" || each == paths.back());
-        });
-        expected.insert(
-            expected.end(),
-            {"log 8 271 hmi_faultentry.#.~FaultEntry Entry : " + id +
-                 " destructor called, generate signal",
-             "signal " + *path +
-                 " com.vexa.olvar.healthmgr.FaultEntry FaultEntryRemoved "
-                 "sssuu: 'Fan.1' '" +
-                 id + "' '/sensors/fan1' 48 4",
-             "InterfacesRemoved " + *path +
-                 " com.vexa.olvar.healthmgr.FaultEntry",
-             "log 8 271 hmi_faultentry.#.~FaultEntry Entry : " + *path +
-                 " key delete datacache",
-             "datacache_faultentry_remove " + *path,
-             "log 9 128 server.67.~FaultEntry: destructor called, DAL true",
-             "datacache_faultentry_remove " + *path, "~faultentry_cluster"});
+        const std::string& path = paths.at(i);
+        const std::string removed = "datacache_faultentry_remove " + path;
+        const std::string interface = " com.vexa.olvar.healthmgr.FaultEntry";
+        expected.insert(expected.end(),
+                        {"signal " + path + interface +
+                             " FaultEntryRemoved sssuu: 'Fan.1' '" + ids[i] +
+                             "' '/sensors/fan1' 48 4",
+                         "InterfacesRemoved " + path + interface, removed,
+                         removed, "~faultentry_cluster"});
     }
-    const std::string recalculate =
-        "log 7 271 hmi_health.#.recalculateHealth: ";
     const std::string update =
         "signal /com/vexa/olvar/health/a "
         "com.vexa.olvar.healthmgr.HealthStatus HealthStatusUpdate ssu: "
         "'/com/vexa/olvar/health' '/com/vexa/olvar/health/a' ";
     expected.insert(
         expected.end(),
-        {"log 7 271 hmi_health.#.updateHealthStatus: "
-         "key:/com/vexa/olvar/health/a, status:2",
-         "log 7 271 hmi_health.#.updateHealthStatus: insert_or_assign "
-         "/com/vexa/olvar/health/a to map\n",
-         recalculate + "childMap size:1",
-         recalculate + "Key:/com/vexa/olvar/health/a status:2 health:0",
-         recalculate + "Recalculated health : 2, oldHealth:4\n",
-         "datacache_healthstatus_set_property /com/vexa/olvar/health/a "
+        {"datacache_healthstatus_set_property /com/vexa/olvar/health/a "
          "HealthStatus=2",
          "healthstatus_cluster.PropertyChanged /com/vexa/olvar/health/a "
          "HealthStatus=2",
          "PropertiesChanged /com/vexa/olvar/health/a HealthStatus",
-         "log 7 271 hmi_health.#.updateHealthStatusAndSendSignalInternal: "
-         "Send signal for /com/vexa/olvar/health/a with health 2\n",
-         update + "2",
-         "log 7 271 hmi_health.#.updateHealthStatusAndSendSignalInternal: "
-         "Parent : /com/vexa/olvar/health",
-         "log 7 271 hmi_health.#.~HealthStatus: destructor "
-         "/com/vexa/olvar/health/a",
-         update + "0",
-         "log 9 128 server.67.~HealthStatus: destructor called, DAL true",
+         update + "2", update + "0",
          "datacache_healthstatus_remove /com/vexa/olvar/health/a",
          "~healthstatus_cluster",
          "LQOVS_receive_signal_free "
@@ -496,9 +499,46 @@ TEST_F(FaultAndHealthTest, IsDestroyedWithThreeFaultsInThisOrder)
          "LQOVS_receive_signal_free "
          "CfgMgr/1/AttributeChange/system.embedded.1#lcd.1#oemLCDFlags",
          "sd_bus_flush"});
-    EXPECT_EQ(journal().take(), expected);
+    EXPECT_EQ(journal().takeCalls(), expected);
     EXPECT_FALSE(somethingIsLeft());
     EXPECT_FALSE(somethingListens());
+}
+
+TEST_F(FaultAndHealthTest, LogsItsEndWithThreeFaultsInThisOrder)
+{
+    auto object = make();
+    const Lines paths = addThree(*object);
+    object.reset();
+
+    const std::string key = "/com/vexa/olvar/health/a";
+    Lines expected{"5 271 hmi_fault_health.#.~FaultAndHealth: " + key +
+                   " destructor called"};
+    const Lines ids{"ONE", "TWO", "THREE"};
+    for (std::size_t i = 0; i < ids.size(); ++i)
+    {
+        const std::string entry = "8 271 hmi_faultentry.#.~FaultEntry Entry : ";
+        expected.insert(
+            expected.end(),
+            {entry + ids[i] + " destructor called, generate signal",
+             entry + paths.at(i) + " key delete datacache",
+             "9 128 server.67.~FaultEntry: destructor called, DAL true"});
+    }
+    const std::string node = "7 271 hmi_health.#.";
+    const std::string update = node + "updateHealthStatus: ";
+    const std::string recalculate = node + "recalculateHealth: ";
+    const std::string send = node + "updateHealthStatusAndSendSignalInternal: ";
+    expected.insert(
+        expected.end(),
+        {update + "key:" + key + ", status:2",
+         update + "insert_or_assign " + key + " to map\n",
+         recalculate + "childMap size:1",
+         recalculate + "Key:" + key + " status:2 health:0",
+         recalculate + "Recalculated health : 2, oldHealth:4\n",
+         send + "Send signal for " + key + " with health 2\n",
+         send + "Parent : /com/vexa/olvar/health",
+         node + "~HealthStatus: destructor " + key,
+         "9 128 server.67.~HealthStatus: destructor called, DAL true"});
+    EXPECT_EQ(journal().takeApart().log, expected);
 }
 
 TEST_F(FaultAndHealthTest, IsDestroyedStepByStepWhateverFails)

@@ -67,53 +67,47 @@ class HealthNode : public LibraryTest
 
 TEST_F(HealthNode, IsMadeSubscribedAndPublishedInThisOrder)
 {
-    const auto node = make(root + "/a", 2);
+    const std::string key = root + "/a";
+    const auto node = make(key, 2);
     ASSERT_NE(node, nullptr);
+    const CallsAndLog made = journal().takeApart();
     const std::string match =
         "type='signal',interface='com.vexa.olvar.healthmgr.HealthStatus',"
         "member='HealthStatusUpdate',arg0='/com/vexa/olvar/health/a'";
-    Lines expected{
-        "log 7 271 hmi_health.#.Init: Initalizing 2 for "
-        "/com/vexa/olvar/health/a key",
+    Lines calls{
         "healthstatus_cluster",
-        "sd_bus_add_object_vtable /com/vexa/olvar/health/a "
-        "com.vexa.olvar.healthmgr.HealthStatus",
-        "datacache_healthstatus_create /com/vexa/olvar/health/a "
-        "{HealthStatus=2}",
-        "healthstatus_cluster.PropertyChanged /com/vexa/olvar/health/a "
-        "HealthStatus=2",
-        "PropertiesChanged /com/vexa/olvar/health/a HealthStatus",
-        "log 7 271 hmi_health.#.HealthStatus: constructor "
-        "/com/vexa/olvar/health/a",
-        "log 7 271 hmi_health.#.Init: Register /com/vexa/olvar/health/a for "
-        "internal callback",
+        "sd_bus_add_object_vtable " + key +
+            " com.vexa.olvar.healthmgr.HealthStatus",
+        "datacache_healthstatus_create " + key + " {HealthStatus=2}",
+        "healthstatus_cluster.PropertyChanged " + key + " HealthStatus=2",
+        "PropertiesChanged " + key + " HealthStatus",
         "sd_bus_add_match " + match,
-        "log 7 271 hmi_health.#.RegisterHealthStatusCallback: Registered the "
-        "health status call back",
-        "log 7 271 hmi_health.#.RegisterHealthStatusCallback: " + match,
-        "log 7 271 hmi_health.#.GetImmediateChildHealthStatus: Entry "
-        "path:/com/vexa/olvar/health/a",
-        "HealthStatus.get_map_by_path_prefixes [] "
-        "['/com/vexa/olvar/health/a']",
-        "log 7 271 hmi_health.#.GetImmediateChildHealthStatus: inserting same "
-        ": /com/vexa/olvar/health/a",
-        "log 7 271 hmi_health.#.recalculateHealth: childMap size:1",
-        "log 7 271 hmi_health.#.recalculateHealth: "
-        "Key:/com/vexa/olvar/health/a status:2 health:0",
-        "log 7 271 hmi_health.#.recalculateHealth: Recalculated health : 2, "
-        "oldHealth:2\n",
-        "datacache_healthstatus_set_property /com/vexa/olvar/health/a "
-        "HealthStatus=2",
-        "log 7 271 hmi_health.#.updateHealthStatusAndSendSignalInternal: Send "
-        "signal for /com/vexa/olvar/health/a with health 2\n",
-        update(root + "/a", root, root + "/a", 2),
-        "log 7 271 hmi_health.#.updateHealthStatusAndSendSignalInternal: "
-        "Parent : /com/vexa/olvar/health"};
+        "HealthStatus.get_map_by_path_prefixes [] ['" + key + "']",
+        "datacache_healthstatus_set_property " + key + " HealthStatus=2",
+        update(key, root, key, 2)};
     if constexpr (!seamSeesMatches<>)
     {
-        std::erase(expected, "sd_bus_add_match " + match);
+        std::erase(calls, "sd_bus_add_match " + match);
     }
-    EXPECT_EQ(journal().take(), expected);
+    EXPECT_EQ(made.calls, calls);
+
+    const std::string log = "7 271 hmi_health.#.";
+    const std::string subscribe = log + "RegisterHealthStatusCallback: ";
+    const std::string children = log + "GetImmediateChildHealthStatus: ";
+    const std::string recalculate = log + "recalculateHealth: ";
+    const std::string send = log + "updateHealthStatusAndSendSignalInternal: ";
+    EXPECT_EQ(made.log,
+              (Lines{log + "Init: Initalizing 2 for " + key + " key",
+                     log + "HealthStatus: constructor " + key,
+                     log + "Init: Register " + key + " for internal callback",
+                     subscribe + "Registered the health status call back",
+                     subscribe + match, children + "Entry path:" + key,
+                     children + "inserting same : " + key,
+                     recalculate + "childMap size:1",
+                     recalculate + "Key:" + key + " status:2 health:0",
+                     recalculate + "Recalculated health : 2, oldHealth:2\n",
+                     send + "Send signal for " + key + " with health 2\n",
+                     send + "Parent : " + root}));
 }
 
 TEST_F(HealthNode, StartsWithAnEmptyMapWhenItsHealthIsNone)
