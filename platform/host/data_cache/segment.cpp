@@ -2,6 +2,7 @@
 #include "segment.hpp"
 
 #include "../storage/files.hpp"
+#include "living_owner.hpp"
 #include "process_identity.hpp"
 
 #include <sys/mman.h>
@@ -58,16 +59,6 @@ uint64_t nanosecondsSinceBoot()
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<uint64_t>(now.tv_sec) * nanosecondsOfSecond +
            static_cast<uint64_t>(now.tv_nsec);
-}
-
-/** Takes the lock by which readers know that the owner lives. */
-void lockWhole(int file, const fs::path& name)
-{
-    struct flock whole
-    {};
-    whole.l_type = F_WRLCK;
-    whole.l_whence = SEEK_SET;
-    check(fcntl(file, F_OFD_SETLK, &whole), name);
 }
 
 void checkSizes(const NewRecord& record)
@@ -168,7 +159,10 @@ void Segment::create()
 
 void Segment::map()
 {
-    lockWhole(file.get(), hiddenName);
+    if (const int refused = lockAsOwner(file.get()); refused != 0)
+    {
+        fail(refused, hiddenName.string());
+    }
     check(fchmod(file.get(), S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH),
           hiddenName);
     allocate(std::min(firstSize, capacity));

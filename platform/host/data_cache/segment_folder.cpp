@@ -5,6 +5,7 @@
 #include "../host_log.hpp"
 #include "../line_limit.hpp"
 #include "kept_segments.hpp"
+#include "living_owner.hpp"
 
 #include <sys/stat.h>
 
@@ -305,7 +306,7 @@ bool isWithoutOwner(int folder, const char* name)
     const FileDescriptor file(
         openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     // A file without read permission cannot be used as a segment.
-    return file.get() < 0 ? errno == EACCES : !isHeldByOwner(file.get());
+    return file.get() < 0 ? errno == EACCES : !isOwnerAlive(file.get());
 }
 
 /** Whether a file under a hidden name is so old that its process must have

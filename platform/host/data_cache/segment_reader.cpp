@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "segment_reader.hpp"
 
+#include "living_owner.hpp"
+
 #include <sys/stat.h>
 
 #include <fcntl.h>
@@ -196,20 +198,9 @@ void SegmentReader::copyRecords()
     copy.emplace();
 }
 
-bool isHeldByOwner(int file)
-{
-    // Asks whether a read lock would be refused. Only a process that may write
-    // the file, its owner, can hold the write lock that refuses it.
-    struct flock whole
-    {};
-    whole.l_type = F_RDLCK;
-    whole.l_whence = SEEK_SET;
-    return fcntl(file, F_OFD_GETLK, &whole) == 0 && whole.l_type == F_WRLCK;
-}
-
 bool SegmentReader::isOwned() const
 {
-    return isHeldByOwner(file.get());
+    return isOwnerAlive(file.get());
 }
 
 /** Reads bytes of the file.

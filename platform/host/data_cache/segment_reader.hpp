@@ -34,9 +34,6 @@ struct ReadingBudget
     std::size_t repetitions = 10'000;
 };
 
-/** Whether the process that wrote an open segment lives. */
-bool isHeldByOwner(int file);
-
 /** A segment that is open for reading. Whatever its owner does to it, also
  *  during a call, can only make records missing from the results. */
 class SegmentReader

@@ -3,6 +3,7 @@
 
 /** @file Segments of which a test changes any byte. */
 
+#include "data_cache/living_owner.hpp"
 #include "data_cache/segment.hpp"
 #include "data_cache/segment_reader.hpp"
 #include "file_content.hpp"
@@ -110,11 +111,7 @@ class HeldFile
     explicit HeldFile(const std::filesystem::path& path) :
         file(open(path.c_str(), O_RDWR | O_CLOEXEC))
     {
-        struct flock whole
-        {};
-        whole.l_type = F_WRLCK;
-        whole.l_whence = SEEK_SET;
-        if (fcntl(file.get(), F_OFD_SETLK, &whole) != 0)
+        if (host::lockAsOwner(file.get()) != 0)
         {
             throw std::runtime_error("unable to lock a file");
         }
