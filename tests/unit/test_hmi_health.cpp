@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "health_node_test.hpp"
 #include "keep_forever.hpp"
-#include "library_test.hpp"
 #include "slots.hpp"
 #include "text.hpp"
 
@@ -35,35 +35,8 @@ using testing::HasSubstr;
 
 const std::string root = "/com/vexa/olvar/health";
 
-class HealthNode : public LibraryTest
-{
-  protected:
-    std::unique_ptr<HealthStatus> make(std::string key, unsigned int health)
-    {
-        std::unique_ptr<HealthStatus> node(
-            HealthStatus::Init(bus, key, health));
-        return node;
-    }
-
-    /** Sends the node's D-Bus match a child's health. */
-    void childReports(const std::string& parent, const std::string& child,
-                      uint32_t health)
-    {
-        connection.signal(
-            child.c_str(), "com.vexa.olvar.healthmgr.HealthStatus",
-            "HealthStatusUpdate", "ssu", parent.c_str(), child.c_str(), health);
-    }
-
-    static std::string update(const std::string& path,
-                              const std::string& parent, const std::string& key,
-                              uint32_t health)
-    {
-        return "signal " + path +
-               " com.vexa.olvar.healthmgr.HealthStatus HealthStatusUpdate "
-               "ssu: '" +
-               parent + "' '" + key + "' " + std::to_string(health);
-    }
-};
+class HealthNode : public HealthNodeTest
+{};
 
 TEST_F(HealthNode, IsMadeSubscribedAndPublishedInThisOrder)
 {
@@ -689,153 +662,6 @@ TEST_F(HealthRecords, TellOfNoMissingParentsWhenTheyCannotBeRead)
     EXPECT_EQ(journal().lines().back(),
               "log 2 271 hmi_health.#.GetMissingParents: Error in fetching "
               "from data cache 3");
-}
-
-/** Callables of a node's owner that end or replace what calls them. Each looks
- *  at what it has captured afterwards, for the address sanitizer. */
-class OwnersCallable : public HealthNode
-{
-  protected:
-    /** The ways to a calculation. */
-    void calculate(int way)
-    {
-        HealthStatus& called = *node;
-        std::string child = key + "/b";
-        switch (way)
-        {
-            case 0:
-                EXPECT_EQ(called.updateHealthStatus(4), 4);
-                break;
-            case 1:
-                EXPECT_EQ(called.healthStatusInternalCallbackHandler(child, 4),
-                          0);
-                break;
-            case 2:
-                haveHealthRecord(child, 4);
-                EXPECT_EQ(called.GetImmediateChildsAndUpdate(), 0);
-                break;
-            default:
-                childReports(key, child, 4);
-        }
-    }
-
-    static constexpr int ways = 4;
-    const std::string key = root + "/a";
-    const std::string captured = std::string(100, 'x');
-    std::unique_ptr<HealthStatus> node = make(key, 0);
-    std::string seen;
-};
-
-TEST_F(OwnersCallable, MayEndItsNodeWhenTheHealthHasChanged)
-{
-    for (int way = 0; way < ways; ++way)
-    {
-        node.reset();
-        node = make(key, 0);
-        node->healthChangedCallback = [this, copy = captured](unsigned int) {
-            node.reset();
-            seen += copy;
-        };
-        calculate(way);
-        EXPECT_EQ(node, nullptr) << way;
-        platform().healthRecords.clear();
-    }
-    EXPECT_EQ(seen.size(), ways * captured.size());
-}
-
-TEST_F(OwnersCallable, MayEndItsNodeWhileItCalculates)
-{
-    for (int way = 0; way < ways; ++way)
-    {
-        node.reset();
-        node = make(key, 0);
-        node->healthCalculator =
-            [this, copy = captured](const std::string&,
-                                    const HealthStatus::ChildMap&) {
-                node.reset();
-                journal().take();
-                seen += copy;
-                return 4U;
-            };
-        calculate(way);
-        EXPECT_EQ(node, nullptr) << way;
-        EXPECT_EQ(journal().take("signal"), Lines{})
-            << "of a node that is gone";
-        platform().healthRecords.clear();
-    }
-    EXPECT_EQ(seen.size(), ways * captured.size());
-}
-
-TEST_F(OwnersCallable, MayReplaceItselfWhenTheHealthHasChanged)
-{
-    node->healthChangedCallback = [this, copy = captured](unsigned int) {
-        node->healthChangedCallback = [this](unsigned int health) {
-            seen += std::to_string(health);
-            node->healthChangedCallback = nullptr;
-        };
-        seen = copy;
-    };
-    node->updateHealthStatus(2);
-    EXPECT_EQ(seen, captured);
-    node->updateHealthStatus(3);
-    node->updateHealthStatus(4);
-    EXPECT_EQ(seen, captured + "3");
-}
-
-TEST_F(OwnersCallable, MayReplaceItselfWhileItCalculates)
-{
-    node->healthCalculator = [this,
-                              copy = captured](const std::string&,
-                                               const HealthStatus::ChildMap&) {
-        node->healthCalculator = nullptr;
-        seen = copy;
-        return 1U;
-    };
-    EXPECT_EQ(node->updateHealthStatus(2), 1);
-    EXPECT_EQ(node->updateHealthStatus(3), 3);
-    EXPECT_EQ(seen, captured);
-}
-
-TEST_F(OwnersCallable, KeepsWhatItRemembersFromCallToCall)
-{
-    node->healthChangedCallback = [this, calls = 0](unsigned int) mutable {
-        seen += std::to_string(++calls);
-    };
-    node->updateHealthStatus(2);
-    node->updateHealthStatus(3);
-    auto copy = node->healthChangedCallback;
-    copy(0);
-    EXPECT_EQ(seen, "123");
-}
-
-TEST_F(OwnersCallable, MayEndANodeThatIsCalledFurtherOut)
-{
-    node->healthChangedCallback = [this, copy = captured](unsigned int health) {
-        if (health == 2)
-        {
-            node->updateHealthStatus(3);
-            seen += copy;
-        }
-        else
-        {
-            node.reset();
-        }
-    };
-    node->updateHealthStatus(2);
-    EXPECT_EQ(node, nullptr);
-    EXPECT_EQ(seen, captured);
-}
-
-TEST_F(OwnersCallable, MayEndAnotherNode)
-{
-    auto other = make(root + "/other", 0);
-    node->healthCalculator = [&other](const std::string&,
-                                      const HealthStatus::ChildMap&) {
-        other.reset();
-        return 3U;
-    };
-    EXPECT_EQ(node->updateHealthStatus(2), 3);
-    EXPECT_EQ(node->healthStatus(), 3U);
 }
 
 } // namespace

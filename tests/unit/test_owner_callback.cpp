@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "health_node_test.hpp"
 #include "owner_callback.hpp"
 
 #include <gtest/gtest.h>
@@ -54,3 +55,160 @@ TEST(DestructionWatch, NoticesOnlyItsOwnObject)
 
 } // namespace
 } // namespace health_namespace::details
+
+namespace health_namespace
+{
+namespace
+{
+
+using namespace healthintf::test;
+
+/** Callables of a node's owner that end or replace what calls them. Each looks
+ *  at what it has captured afterwards, for the address sanitizer. */
+class OwnersCallable : public HealthNodeTest
+{
+  protected:
+    /** The ways to a calculation. */
+    void calculate(int way)
+    {
+        HealthStatus& called = *node;
+        std::string child = key + "/b";
+        switch (way)
+        {
+            case 0:
+                EXPECT_EQ(called.updateHealthStatus(4), 4);
+                break;
+            case 1:
+                EXPECT_EQ(called.healthStatusInternalCallbackHandler(child, 4),
+                          0);
+                break;
+            case 2:
+                haveHealthRecord(child, 4);
+                EXPECT_EQ(called.GetImmediateChildsAndUpdate(), 0);
+                break;
+            default:
+                childReports(key, child, 4);
+        }
+    }
+
+    static constexpr int ways = 4;
+    const std::string key = "/com/vexa/olvar/health/a";
+    const std::string captured = std::string(100, 'x');
+    std::unique_ptr<HealthStatus> node = make(key, 0);
+    std::string seen;
+};
+
+TEST_F(OwnersCallable, MayEndItsNodeWhenTheHealthHasChanged)
+{
+    for (int way = 0; way < ways; ++way)
+    {
+        node.reset();
+        node = make(key, 0);
+        node->healthChangedCallback = [this, copy = captured](unsigned int) {
+            node.reset();
+            seen += copy;
+        };
+        calculate(way);
+        EXPECT_EQ(node, nullptr) << way;
+        platform().healthRecords.clear();
+    }
+    EXPECT_EQ(seen.size(), ways * captured.size());
+}
+
+TEST_F(OwnersCallable, MayEndItsNodeWhileItCalculates)
+{
+    for (int way = 0; way < ways; ++way)
+    {
+        node.reset();
+        node = make(key, 0);
+        node->healthCalculator =
+            [this, copy = captured](const std::string&,
+                                    const HealthStatus::ChildMap&) {
+                node.reset();
+                journal().take();
+                seen += copy;
+                return 4U;
+            };
+        calculate(way);
+        EXPECT_EQ(node, nullptr) << way;
+        EXPECT_EQ(journal().take("signal"), Lines{})
+            << "of a node that is gone";
+        platform().healthRecords.clear();
+    }
+    EXPECT_EQ(seen.size(), ways * captured.size());
+}
+
+TEST_F(OwnersCallable, MayReplaceItselfWhenTheHealthHasChanged)
+{
+    node->healthChangedCallback = [this, copy = captured](unsigned int) {
+        node->healthChangedCallback = [this](unsigned int health) {
+            seen += std::to_string(health);
+            node->healthChangedCallback = nullptr;
+        };
+        seen = copy;
+    };
+    node->updateHealthStatus(2);
+    EXPECT_EQ(seen, captured);
+    node->updateHealthStatus(3);
+    node->updateHealthStatus(4);
+    EXPECT_EQ(seen, captured + "3");
+}
+
+TEST_F(OwnersCallable, MayReplaceItselfWhileItCalculates)
+{
+    node->healthCalculator = [this,
+                              copy = captured](const std::string&,
+                                               const HealthStatus::ChildMap&) {
+        node->healthCalculator = nullptr;
+        seen = copy;
+        return 1U;
+    };
+    EXPECT_EQ(node->updateHealthStatus(2), 1);
+    EXPECT_EQ(node->updateHealthStatus(3), 3);
+    EXPECT_EQ(seen, captured);
+}
+
+TEST_F(OwnersCallable, KeepsWhatItRemembersFromCallToCall)
+{
+    node->healthChangedCallback = [this, calls = 0](unsigned int) mutable {
+        seen += std::to_string(++calls);
+    };
+    node->updateHealthStatus(2);
+    node->updateHealthStatus(3);
+    auto copy = node->healthChangedCallback;
+    copy(0);
+    EXPECT_EQ(seen, "123");
+}
+
+TEST_F(OwnersCallable, MayEndANodeThatIsCalledFurtherOut)
+{
+    node->healthChangedCallback = [this, copy = captured](unsigned int health) {
+        if (health == 2)
+        {
+            node->updateHealthStatus(3);
+            seen += copy;
+        }
+        else
+        {
+            node.reset();
+        }
+    };
+    node->updateHealthStatus(2);
+    EXPECT_EQ(node, nullptr);
+    EXPECT_EQ(seen, captured);
+}
+
+TEST_F(OwnersCallable, MayEndAnotherNode)
+{
+    auto other = make("/com/vexa/olvar/health/other", 0);
+    node->healthCalculator = [&other](const std::string&,
+                                      const HealthStatus::ChildMap&) {
+        other.reset();
+        return 3U;
+    };
+    EXPECT_EQ(node->updateHealthStatus(2), 3);
+    EXPECT_EQ(node->healthStatus(), 3U);
+}
+
+} // namespace
+} // namespace health_namespace
