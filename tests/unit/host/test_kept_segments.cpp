@@ -1,16 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "address_sanitizer.hpp"
 #include "data_cache/kept_segments.hpp"
-#include "data_cache/own_records.hpp"
+#include "segment_folder_test.hpp"
 #include "settled_folder.hpp"
-#include "temporary_folder.hpp"
-
-#include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <filesystem>
+#include <iterator>
 #include <list>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <system_error>
+#include <vector>
 
 namespace healthintf::host
 {
@@ -18,6 +25,7 @@ namespace
 {
 
 namespace fs = std::filesystem;
+using test::Child;
 using test::stateOf;
 using test::waitUntilSettled;
 
@@ -143,6 +151,209 @@ TEST_F(KeptSegmentsTest, AreLentToOneQueryAtATime)
 TEST(FolderStateTest, IsNoneOfWhatIsNotThere)
 {
     EXPECT_FALSE(FolderState::of(-1));
+}
+
+/** The segments of a folder that a query has kept open. */
+class KeptOpen : public test::SegmentFolderTest
+{
+  protected:
+    KeptOpen() : own(cache, capacity)
+    {
+        put("/a", "1");
+        keepOpen();
+    }
+
+    void put(const std::string& path, const std::string& payload)
+    {
+        own.put({.kind = fault, .path = path, .payload = payload});
+    }
+
+    /** Reads until segments are open and copied. */
+    void keepOpen() const
+    {
+        test::waitUntilSettled(cache);
+        for (int i = 0; i < 3; ++i)
+        {
+            read();
+        }
+    }
+
+    OwnRecords own;
+};
+
+TEST_F(KeptOpen, AreReadAsTheyAreNow)
+{
+    EXPECT_EQ(read(), (Map{{"/a", "1"}}));
+    put("/b", "2");
+    EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "2"}}));
+    put("/a", "3");
+    EXPECT_EQ(read(), (Map{{"/a", "3"}, {"/b", "2"}}));
+    own.edit(fault, "/b", [](std::string& payload) {
+        payload = "4";
+        return 0;
+    });
+    EXPECT_EQ(read(), (Map{{"/a", "3"}, {"/b", "4"}}));
+    own.remove(fault, "/a");
+    EXPECT_EQ(read(), (Map{{"/b", "4"}}));
+}
+
+TEST_F(KeptOpen, ShowALiveValueThatWasChanged)
+{
+    const auto live = [this] {
+        uint32_t value = 0;
+        readLivingRecords(
+            cache, RecordQuery::below(fault, {}),
+            [&value](const ReadRecord& each, const ProcessIdentity&, bool) {
+                value = each.live;
+                return true;
+            });
+        return value;
+    };
+    EXPECT_EQ(live(), 0U);
+    own.setLive(fault, "/a", 5);
+    EXPECT_EQ(live(), 5U);
+}
+
+TEST_F(KeptOpen, DoNotHideOneThatComes)
+{
+    const auto other = owner({{"/b", "2"}});
+    EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "2"}}));
+}
+
+TEST_F(KeptOpen, ArePassedOverOnceTheirOwnersAreDead)
+{
+    const auto other = owner({{"/b", "2"}});
+    keepOpen();
+    EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "2"}}));
+    other->kill();
+    EXPECT_EQ(read(), (Map{{"/a", "1"}}));
+}
+
+TEST_F(KeptOpen, ArePassedOverWhenTheirOwnersDestroyThem)
+{
+    const test::HeldFile held = hold("held", bytesWith("/b"));
+    keepOpen();
+    EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "x"}}));
+    fs::resize_file(cache / "held", 100);
+    EXPECT_EQ(read(), (Map{{"/a", "1"}}));
+}
+
+TEST_F(KeptOpen, AreOpenedAgainByAChildThatHasFilesInTheirPlaces)
+{
+    const auto other = owner({{"/b", "2"}});
+    keepOpen();
+    EXPECT_EQ(test::inChild([this] {
+                  constexpr int first = STDERR_FILENO + 1;
+                  constexpr int end = 100;
+                  for (int file = first; file < end; ++file)
+                  {
+                      close(file);
+                  }
+                  const int last = open("/dev/null", O_RDONLY | O_CLOEXEC);
+                  for (int file = first; file < end; ++file)
+                  {
+                      dup2(last, file);
+                  }
+                  if (read() != Map{{"/a", "1"}, {"/b", "2"}})
+                  {
+                      return 1;
+                  }
+                  for (int file = first; file < end; ++file)
+                  {
+                      if (fcntl(file, F_GETFD) < 0)
+                      {
+                          return 2;
+                      }
+                  }
+                  return 0;
+              }),
+              0);
+    EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "2"}}));
+}
+
+TEST_F(KeptOpen, AreFewerThanThereAreWhereFilesAreScarce)
+{
+    constexpr int others = 8;
+    Map all{{"/a", "1"}};
+    std::vector<std::unique_ptr<Child>> owners;
+    for (int i = 0; i < others; ++i)
+    {
+        const std::string path = "/b" + std::to_string(i);
+        all.emplace(path, "2");
+        owners.push_back(owner({{path, "2"}}));
+    }
+    test::waitUntilSettled(cache);
+    EXPECT_EQ(test::inChild([&] {
+                  // For the folder, the same kept open, and a few segments.
+                  constexpr rlim_t few = 5;
+                  leaveFiles(few);
+                  return read() == all && read() == all ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(KeptOpen, AreNotTakenForAllWithoutAFileForOne)
+{
+    if (test::isAddressSanitized)
+    {
+        GTEST_SKIP() << "the sanitizer needs files to look at objects";
+    }
+    EXPECT_EQ(test::inChild([this] {
+                  // For the folder alone.
+                  leaveFiles(1);
+                  try
+                  {
+                      read();
+                  }
+                  catch (const std::system_error& e)
+                  {
+                      return e.code().value();
+                  }
+                  return 0;
+              }),
+              EMFILE);
+}
+
+TEST_F(KeptOpen, CountTheirRankAsBefore)
+{
+    const auto younger = owner({{"/a", "2"}});
+    keepOpen();
+    EXPECT_EQ(read(), (Map{{"/a", "2"}}));
+    younger->kill();
+    EXPECT_EQ(read(), (Map{{"/a", "1"}}));
+}
+
+TEST_F(KeptOpen, AgreeWithAModelWhateverHappens)
+{
+    std::list<OwnRecords> others;
+    for (int i = 0; i < 4; ++i)
+    {
+        others.emplace_back(cache, capacity);
+    }
+    keepOpen();
+    Map model{{"/a", "1"}};
+    std::mt19937 random(7); // NOLINT(*-msc51-cpp): the same steps each time
+    for (int step = 0; step < 5000; ++step)
+    {
+        const auto number = random() % 40;
+        const std::string path = "/m" + std::to_string(number);
+        OwnRecords& records = *std::next(others.begin(), number % 4);
+        if (random() % 3 == 0)
+        {
+            records.remove(fault, path);
+            model.erase(path);
+        }
+        else
+        {
+            const std::string payload = std::to_string(step);
+            records.put({.kind = fault, .path = path, .payload = payload});
+            model[path] = payload;
+        }
+        for (auto reads = random() % 4; reads > 0; --reads)
+        {
+            ASSERT_EQ(read(), model) << step;
+        }
+    }
 }
 
 } // namespace
