@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "source_reader.hpp"
 
+#include "printable.hpp"
+
 #include <atomic>
 #include <condition_variable>
 #include <exception>
@@ -54,7 +56,8 @@ Reading SourceReader::Shared::readOnce() const
     }
     catch (const std::exception& e)
     {
-        return {std::nullopt, e.what()};
+        // It becomes part of a fault, and texts on the bus must be UTF-8.
+        return {std::nullopt, host::printable(e.what())};
     }
 }
 

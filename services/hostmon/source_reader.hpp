@@ -15,7 +15,8 @@
 namespace healthintf::hostmon
 {
 
-/** The result of reading a source: a value, or why there is none. */
+/** The result of reading a source: a value, or why there is none, as a
+ *  printable text. */
 struct Reading
 {
     std::optional<double> value;

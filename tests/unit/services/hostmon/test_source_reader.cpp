@@ -47,6 +47,17 @@ TEST(ReaderOfASource, SaysWhyThereIsNoReading)
     EXPECT_EQ(reading.failure, "unable to ask");
 }
 
+TEST(ReaderOfASource, SaysTheCauseAsATextThatFaultsMayHave)
+{
+    SourceReader reader(
+        []() -> double {
+            throw std::runtime_error("/mnt/\xFF is not mounted");
+        },
+        [] {});
+    reader.start();
+    EXPECT_EQ(reader.wait(patience).value().failure, "/mnt/? is not mounted");
+}
+
 TEST(ReaderOfASource, TellsWhenAReadingHasArrived)
 {
     auto arrived = std::make_shared<std::promise<void>>();
