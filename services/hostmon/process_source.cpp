@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
-#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -22,7 +21,8 @@ namespace fs = std::filesystem;
 namespace
 {
 
-/** How many bytes of a process's name the kernel keeps. */
+/** How many bytes of a program's name the kernel keeps. It shows more of its
+ *  own threads' names. */
 constexpr std::size_t maxKernelName = 15;
 
 bool isNumber(const std::string& text)
@@ -35,6 +35,7 @@ bool isNumber(const std::string& text)
 /** A process as its file stat describes it: "1 (name) S ...". */
 struct ProcessStat
 {
+    /** At most as long as the kernel keeps one. */
     std::string name;
     char state = 'X';
     /** When it started, in clock ticks since the machine did. */
@@ -70,7 +71,8 @@ ProcessStat readProcess(const fs::path& folder)
         {
             // Counted from the state, which is the field behind the name.
             constexpr std::size_t startTimeField = 19;
-            return {text.substr(begin + 1, end - begin - 1), text[end + 2],
+            const std::size_t length = std::min(end - begin - 1, maxKernelName);
+            return {text.substr(begin + 1, length), text[end + 2],
                     selectField(startTimeField, text.substr(end + 2))};
         }
     }
@@ -136,7 +138,7 @@ std::size_t countProcesses(const fs::path& proc, const std::string& name)
                                  error.message());
     }
     std::size_t count = 0;
-    std::optional<std::system_error> unreadable;
+    std::error_code unreadable;
     for (; !error && entry != fs::directory_iterator(); entry.increment(error))
     {
         if (!isNumber(entry->path().filename()))
@@ -153,18 +155,19 @@ std::size_t countProcesses(const fs::path& proc, const std::string& name)
         }
         catch (const std::system_error& e)
         {
-            unreadable = e;
+            unreadable = e.code();
         }
     }
-    if (error)
+    if (count == 0 && error)
     {
-        unreadable =
-            std::system_error(error, "unable to read " + proc.string());
+        throw std::system_error(error, "unable to read " + proc.string());
     }
-    // The process that could not be read may be the wanted one.
+    // The process that could not be read may be the wanted one. It is not
+    // named, as it may be another one at each reading.
     if (count == 0 && unreadable)
     {
-        throw std::system_error(*unreadable);
+        throw std::system_error(unreadable,
+                                "unable to read a process in " + proc.string());
     }
     return count;
 }

@@ -15,7 +15,7 @@ namespace healthintf::hostmon
  *
  *  @param[in] proc the kernel's folder, /proc
  *  @param[in] name one name, or several separated by '|'; 15 bytes of each are
- *  compared, as the kernel keeps no more
+ *  compared, as the kernel keeps no more of a program's name
  *  @throws std::runtime_error when the folder cannot be read, or when no
  *          process was found and one that could not be read may be the wanted
  *          one */

@@ -62,6 +62,10 @@ TEST_F(Processes, AreCountedByEachOfSeveralNames)
 TEST_F(Processes, HaveOnlySoMuchOfALongName)
 {
     EXPECT_EQ(count("abcdefghijklmnopqrst"), 1u);
+    // The kernel shows more of its own threads' names.
+    folder.write("18/stat", "18 (rcu_tasks_kthread) I 2 0 0\n");
+    EXPECT_EQ(count("rcu_tasks_kthread"), 1u);
+    EXPECT_EQ(count("rcu_tasks_kthre"), 1u);
 }
 
 TEST_F(Processes, LiveByTheIdInAFile)
@@ -120,6 +124,27 @@ TEST_F(Processes, AreNotMissingWhenOneCannotBeRead)
     EXPECT_EQ(count("sshd"), 2u);
     EXPECT_THROW(count("missing"), std::runtime_error);
     EXPECT_THROW(lives("17"), std::runtime_error);
+}
+
+TEST_F(Processes, CannotBeReadForACauseThatLastsWhileTheyComeAndGo)
+{
+    const auto causeOfUnreadable = [&](const std::string& id) -> std::string {
+        std::filesystem::create_directories(folder.path() / id / "stat");
+        try
+        {
+            count("missing");
+        }
+        catch (const std::runtime_error& e)
+        {
+            std::filesystem::remove_all(folder.path() / id);
+            return e.what();
+        }
+        return "none";
+    };
+    const std::string cause = causeOfUnreadable("17");
+    EXPECT_EQ(cause, "unable to read a process in " + folder.path().string() +
+                         ": Is a directory");
+    EXPECT_EQ(causeOfUnreadable("18"), cause);
 }
 
 TEST_F(Processes, CannotBeCountedWithoutTheFolder)
