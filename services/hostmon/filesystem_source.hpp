@@ -38,6 +38,12 @@ class MountedFilesystem
      *  @throws std::runtime_error also when it is no longer mounted */
     double readUsedPercent();
 
+    /** Where it must be mounted; empty until that is known. */
+    const std::string& expectedMountPoint() const
+    {
+        return mountPoint;
+    }
+
   private:
     std::string folder;
     std::string mountPoint;

@@ -11,6 +11,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace healthintf::hostmon
@@ -30,6 +31,13 @@ bool isNumber(const std::string& text)
     return !text.empty() && std::ranges::all_of(text, [](char c) {
         return c >= '0' && c <= '9';
     });
+}
+
+/** Whether a text is a number that a process may have. */
+bool isProcessId(const std::string& text)
+{
+    constexpr std::size_t maxDigits = 10;
+    return text.size() <= maxDigits && isNumber(text);
 }
 
 /** A process as its file stat describes it: "1 (name) S ...". */
@@ -172,6 +180,21 @@ std::size_t countProcesses(const fs::path& proc, const std::string& name)
     return count;
 }
 
+PidfileProcess::PidfileProcess(fs::path procFolder, fs::path file,
+                               const std::string& known) :
+    proc(std::move(procFolder)),
+    pidfile(std::move(file))
+{
+    std::istringstream lines(known);
+    std::getline(lines, version);
+    std::getline(lines, startTime);
+}
+
+std::string PidfileProcess::identity() const
+{
+    return version + '\n' + startTime;
+}
+
 bool PidfileProcess::isAlive()
 {
     try
@@ -179,12 +202,16 @@ bool PidfileProcess::isAlive()
         const std::string current = describeVersion(pidfile);
         std::string id;
         std::istringstream(readKernelFile(pidfile)) >> id;
+        if (!isProcessId(id))
+        {
+            return false;
+        }
         if (current + id != version)
         {
             version = current + id;
             startTime.clear();
         }
-        return isNumber(id) && isAliveAs(id);
+        return isAliveAs(id);
     }
     catch (const std::system_error&)
     {

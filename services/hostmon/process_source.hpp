@@ -28,12 +28,11 @@ class PidfileProcess
 {
   public:
     /** @param[in] procFolder the kernel's folder, /proc
-     *  @param[in] file the pidfile */
-    PidfileProcess(std::filesystem::path procFolder,
-                   std::filesystem::path file) :
-        proc(std::move(procFolder)),
-        pidfile(std::move(file))
-    {}
+     *  @param[in] file the pidfile
+     *  @param[in] known the identity() of an object for the same file, whose
+     *  work this one goes on with */
+    PidfileProcess(std::filesystem::path procFolder, std::filesystem::path file,
+                   const std::string& known = "");
 
     /** Whether it runs. While the file stays the same, another process that
      *  gets the same id later does not count.
@@ -41,6 +40,9 @@ class PidfileProcess
      *  @throws std::runtime_error when the file or the process exists and
      *          cannot be read */
     bool isAlive();
+
+    /** Which process the file means, as far as that is known. */
+    std::string identity() const;
 
   private:
     bool isAliveAs(const std::string& id);

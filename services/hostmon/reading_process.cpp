@@ -9,6 +9,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -25,27 +26,30 @@ namespace healthintf::hostmon
 namespace
 {
 
-// The first byte of an answer; the value or the cause of the failure follows.
+// The first byte of a request; what the read before kept follows.
+constexpr char keptFollows = 'k';
+// The first byte of an answer; the value and what the read keeps follow, or the
+// cause of the failure.
 constexpr char valueFollows = 'v';
 constexpr char causeFollows = 'c';
-constexpr std::size_t maxAnswer = 16384;
+constexpr std::size_t maxMessage = 16384;
 
-std::string makeAnswer(const std::function<double()>& read)
+std::string makeAnswer(const KeepingRead& read, std::string kept)
 {
     try
     {
-        const double value = read();
+        const double value = read(kept);
         std::string answer(1 + sizeof value, valueFollows);
         std::memcpy(answer.data() + 1, &value, sizeof value);
-        return answer;
+        return answer + kept;
     }
     catch (const std::exception& e)
     {
-        return (causeFollows + std::string(e.what())).substr(0, maxAnswer);
+        return (causeFollows + std::string(e.what())).substr(0, maxMessage);
     }
 }
 
-double parseAnswer(const std::string& answer)
+double parseAnswer(const std::string& answer, std::string& kept)
 {
     if (answer.front() == causeFollows)
     {
@@ -53,7 +57,17 @@ double parseAnswer(const std::string& answer)
     }
     double value = 0;
     std::memcpy(&value, answer.data() + 1, sizeof value);
+    kept = answer.substr(1 + sizeof value);
     return value;
+}
+
+/** Receives one message; an empty text when the other end is closed. */
+std::string receive(int socket)
+{
+    std::string message(maxMessage, '\0');
+    const ssize_t size = recv(socket, message.data(), message.size(), 0);
+    message.resize(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    return message;
 }
 
 /** Closes every descriptor inherited from hostmon except the socket: a read
@@ -73,8 +87,7 @@ int closeAllBut(int socket)
 }
 
 /** The child process: answers requests until the parent is gone. */
-[[noreturn]] void serve(int inherited, pid_t owner,
-                        const std::function<double()>& read)
+[[noreturn]] void serve(int inherited, pid_t owner, const KeepingRead& read)
 {
     // The child must also end while it is in a read that never returns.
     prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -85,10 +98,10 @@ int closeAllBut(int socket)
     }
     // A watch that counts the processes named hostmon must not count this one.
     prctl(PR_SET_NAME, "hostmon-reader");
-    char request = 0;
-    while (recv(socket, &request, sizeof request, 0) > 0)
+    for (std::string request = receive(socket); !request.empty();
+         request = receive(socket))
     {
-        const std::string answer = makeAnswer(read);
+        const std::string answer = makeAnswer(read, request.substr(1));
         if (send(socket, answer.data(), answer.size(), MSG_NOSIGNAL) < 0)
         {
             break;
@@ -99,7 +112,7 @@ int closeAllBut(int socket)
 
 } // namespace
 
-ReadingProcess::ReadingProcess(std::function<double()> ownRead,
+ReadingProcess::ReadingProcess(KeepingRead ownRead,
                                std::chrono::milliseconds ownTimeout) :
     childRead(std::move(ownRead)),
     timeout(ownTimeout)
@@ -122,7 +135,7 @@ double ReadingProcess::read()
     {
         throw std::runtime_error("the process that reads it has ended");
     }
-    return parseAnswer(*answer);
+    return parseAnswer(*answer, kept);
 }
 
 void ReadingProcess::start()
@@ -178,9 +191,10 @@ bool ReadingProcess::waitForAnswer() const
  *  @return its answer; nothing when there is no child process */
 std::optional<std::string> ReadingProcess::requestReading()
 {
-    const char request = 'r';
+    const std::string request = keptFollows + kept;
     const auto sendRequest = [&] {
-        return send(socket.get(), &request, sizeof request, MSG_NOSIGNAL) >= 0;
+        return send(socket.get(), request.data(), request.size(),
+                    MSG_NOSIGNAL) >= 0;
     };
     bool sent = sendRequest();
     while (sent && !waitForAnswer())
@@ -192,14 +206,8 @@ std::optional<std::string> ReadingProcess::requestReading()
     {
         return {};
     }
-    std::string answer(maxAnswer, '\0');
-    const ssize_t size = recv(socket.get(), answer.data(), answer.size(), 0);
-    if (size <= 0)
-    {
-        return {};
-    }
-    answer.resize(static_cast<std::size_t>(size));
-    return answer;
+    std::string answer = receive(socket.get());
+    return answer.empty() ? std::nullopt : std::optional(std::move(answer));
 }
 
 } // namespace healthintf::hostmon

@@ -15,24 +15,30 @@
 namespace healthintf::hostmon
 {
 
+/** A read that may hang. It is given what the read before kept, at first an
+ *  empty text, and puts there what it keeps, at most 8 KiB. What a read keeps
+ *  that throws is forgotten. */
+using KeepingRead = std::function<double(std::string& kept)>;
+
 /** Runs one read repeatedly in a child process.
  *
  *  A call on a filesystem whose server is gone may hang in the kernel, where
  *  not even SIGKILL ends it. A process with such a thread keeps its connections
  *  and files until the call returns, so its bus names stay taken and its
- *  records stay. The child process has neither connections nor records. */
+ *  records stay. The child process has neither connections nor records. What
+ *  the read keeps is here, as the child process may be replaced. */
 class ReadingProcess
 {
   public:
     /** The timeout of a read that may take any time. */
     static constexpr std::chrono::milliseconds noTimeout{-1};
 
-    /** @param[in] ownRead what to run; changes that it makes to memory stay in
-     *  the child process
+    /** @param[in] ownRead what to run; other changes that it makes to memory
+     *  than to what it keeps stay in the child process
      *  @param[in] ownTimeout how long one child process may take for a read
      *  before another one replaces it: what the first one waits for may be
      *  gone, and a file that can be read be in its place */
-    explicit ReadingProcess(std::function<double()> ownRead,
+    explicit ReadingProcess(KeepingRead ownRead,
                             std::chrono::milliseconds ownTimeout = noTimeout);
     ~ReadingProcess();
     ReadingProcess(const ReadingProcess&) = delete;
@@ -53,7 +59,8 @@ class ReadingProcess
     bool waitForAnswer() const;
     std::optional<std::string> requestReading();
 
-    std::function<double()> childRead;
+    KeepingRead childRead;
+    std::string kept;
     std::chrono::milliseconds timeout;
     host::FileDescriptor socket;
     pid_t process = -1;

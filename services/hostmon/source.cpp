@@ -21,9 +21,8 @@ namespace fs = std::filesystem;
 
 /** Makes a read run in a child process, as it may touch a filesystem that
  *  hangs. */
-std::function<double()>
-runInChild(std::function<double()> read,
-           std::chrono::milliseconds timeout = ReadingProcess::noTimeout)
+std::function<double()> runInChild(KeepingRead read,
+                                   std::chrono::milliseconds timeout)
 {
     return
         [process = std::make_shared<ReadingProcess>(std::move(read), timeout)] {
@@ -40,17 +39,17 @@ struct SourceMaker
 
     std::vector<Source> operator()(const Filesystem& filesystem) const
     {
-        // Another child process would not know which mount point the first
-        // one found, so it would not notice that the filesystem is unmounted.
-        const bool foundByReading = filesystem.mountPoint.empty();
+        const auto read = [filesystem](std::string& mountPoint) {
+            MountedFilesystem mounted(filesystem.path,
+                                      filesystem.mountPoint.empty()
+                                          ? mountPoint
+                                          : filesystem.mountPoint);
+            const double used = mounted.readUsedPercent();
+            mountPoint = mounted.expectedMountPoint();
+            return used;
+        };
         return {
-            {filesystem.path, filesystem.path,
-             runInChild(
-                 [mounted = MountedFilesystem(
-                      filesystem.path, filesystem.mountPoint)]() mutable {
-                     return mounted.readUsedPercent();
-                 },
-                 foundByReading ? ReadingProcess::noTimeout : childTimeout)}};
+            {filesystem.path, filesystem.path, runInChild(read, childTimeout)}};
     }
 
     std::vector<Source> operator()(const Memory& /*memory*/) const
@@ -102,13 +101,14 @@ struct SourceMaker
         const fs::path proc = root / "proc";
         if (!process.pidfile.empty())
         {
+            const auto read = [process, proc](std::string& identity) {
+                PidfileProcess watched(proc, process.pidfile, identity);
+                const bool alive = watched.isAlive();
+                identity = watched.identity();
+                return alive ? 1.0 : 0.0;
+            };
             return {{process.pidfile, process.pidfile,
-                     runInChild(
-                         [watched =
-                              PidfileProcess(proc, process.pidfile)]() mutable {
-                             return watched.isAlive() ? 1.0 : 0.0;
-                         },
-                         childTimeout)}};
+                     runInChild(read, childTimeout)}};
         }
         return {{process.name, process.name, [process, proc] {
                      return static_cast<double>(

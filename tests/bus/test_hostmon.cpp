@@ -334,25 +334,69 @@ class HostMonitorOfMounts : public HostMonitor
                   place.string() + " cannot be watched: " + cause + ".");
     }
 
+    /** Starts hostmon and waits until it has read the mounted filesystem. */
+    Process startWithFilesystem()
+    {
+        EXPECT_TRUE(mountNew());
+        const auto large =
+            machine.write("mounted/large", std::string(1 << 20, 'x'));
+        Process running = hostmon();
+        client.waitForHealth(host + "/filesystem", 4);
+        std::filesystem::remove(large);
+        client.waitForHealth(host + "/filesystem", 2);
+        return running;
+    }
+
+    /** Waits until hostmon has read all sources. */
+    void waitForReading()
+    {
+        memory(15);
+        client.waitForHealth(host + "/memory", 3);
+        memory(90);
+        client.waitForHealth(host + "/memory", 2);
+    }
+
+    /** The process that reads the filesystem; empty while there is none. */
+    static std::string readerOf(const Process& running)
+    {
+        const std::filesystem::path threads =
+            "/proc/" + std::to_string(running.pid()) + "/task";
+        std::string reader;
+        for (const auto& thread : std::filesystem::directory_iterator(threads))
+        {
+            std::ifstream(thread.path() / "children") >> reader;
+        }
+        return reader;
+    }
+
     const std::filesystem::path place{machine.path() / "mounted"};
 };
 
 TEST_F(HostMonitorOfMounts, TellsAFilesystemThatIsNoLongerMounted)
 {
-    ASSERT_TRUE(mountNew());
-    const auto large =
-        machine.write("mounted/large", std::string(1 << 20, 'x'));
-    const Process running = hostmon();
-    client.waitForHealth(host + "/filesystem", 4);
-    std::filesystem::remove(large);
-    client.waitForHealth(host + "/filesystem", 2);
-
+    const Process running = startWithFilesystem();
     ASSERT_EQ(umount(place.c_str()), 0);
     client.waitForHealth(host + "/filesystem", 3);
     expectCause(place.string() + " is not mounted");
     ASSERT_TRUE(mountNew());
     client.waitForHealth(host + "/filesystem", 2);
     EXPECT_EQ(recordedFaults().size(), 0u);
+}
+
+TEST_F(HostMonitorOfMounts, KnowsWhatIsNotMountedThoughItsReaderIsKilled)
+{
+    const Process running = startWithFilesystem();
+    ASSERT_EQ(umount(place.c_str()), 0);
+    client.waitForHealth(host + "/filesystem", 3);
+
+    const std::string reader = readerOf(running);
+    kill(std::stoi(reader), SIGKILL);
+    for (std::string now; now.empty() || now == reader; now = readerOf(running))
+    {
+        waitForReading();
+    }
+    waitForReading();
+    expectCause(place.string() + " is not mounted");
 }
 
 /** Tests with a filesystem that no longer answers. */

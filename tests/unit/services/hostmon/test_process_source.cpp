@@ -78,6 +78,8 @@ TEST_F(Processes, LiveByTheIdInAFile)
     EXPECT_FALSE(lives(""));
     EXPECT_FALSE(lives("x"));
     EXPECT_FALSE(lives("../10"));
+    EXPECT_FALSE(lives(std::string(300, '1')))
+        << "no process has such a number";
     EXPECT_FALSE(PidfileProcess(folder.path(), "/nonexistent").isAlive());
 }
 

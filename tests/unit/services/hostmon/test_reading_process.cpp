@@ -30,14 +30,14 @@ pid_t processOf(ReadingProcess& reading)
     return static_cast<pid_t>(reading.read());
 }
 
-double ownNumber()
+double ownNumber(std::string& /*kept*/)
 {
     return getpid();
 }
 
 TEST(ReadInAnotherProcess, GivesWhatTheReadGives)
 {
-    ReadingProcess reading([number = 0.5]() mutable {
+    ReadingProcess reading([number = 0.5](std::string&) mutable {
         return number += 1;
     });
     EXPECT_EQ(reading.read(), 1.5);
@@ -46,7 +46,7 @@ TEST(ReadInAnotherProcess, GivesWhatTheReadGives)
 
 TEST(ReadInAnotherProcess, SaysWhyThereIsNoReading)
 {
-    ReadingProcess reading([]() -> double {
+    ReadingProcess reading([](std::string&) -> double {
         throw std::runtime_error("unable to ask");
     });
     for (int i = 0; i < 2; ++i)
@@ -68,7 +68,7 @@ TEST(ReadInAnotherProcess, IsTriedByTheNextOneWhenItTakesTooLong)
     const test::TemporaryFolder folder;
     const auto tried = folder.path() / "tried";
     ReadingProcess reading(
-        [&]() -> double {
+        [&](std::string&) -> double {
             if (!exists(tried))
             {
                 folder.write("tried", "");
@@ -82,7 +82,7 @@ TEST(ReadInAnotherProcess, IsTriedByTheNextOneWhenItTakesTooLong)
 
 TEST(ReadInAnotherProcess, CutsACauseThatIsTooLong)
 {
-    ReadingProcess reading([]() -> double {
+    ReadingProcess reading([](std::string&) -> double {
         throw std::runtime_error(std::string(20000, 'x'));
     });
     try
@@ -106,7 +106,7 @@ TEST(ReadInAnotherProcess, IsAlwaysInTheSame)
 
 TEST(ReadInAnotherProcess, HasNothingOpenOfItsOwner)
 {
-    ReadingProcess reading([] {
+    ReadingProcess reading([](std::string&) {
         const std::filesystem::directory_iterator all("/proc/self/fd");
         return static_cast<double>(std::distance(begin(all), end(all)));
     });
@@ -123,9 +123,34 @@ TEST(ReadInAnotherProcess, GoesOnInANewOneWhenThatHasEnded)
     EXPECT_NE(processOf(reading), first);
 }
 
+TEST(ReadInAnotherProcess, GoesOnWithWhatItKeptInANewOne)
+{
+    ReadingProcess reading([](std::string& kept) {
+        kept += 'x';
+        return kept.size() < 3 ? getpid() : static_cast<double>(kept.size());
+    });
+    processOf(reading);
+    kill(processOf(reading), SIGKILL);
+    EXPECT_EQ(reading.read(), 3);
+}
+
+TEST(ReadInAnotherProcess, ForgetsWhatItKeptWhenItFails)
+{
+    ReadingProcess reading([](std::string& kept) {
+        if (kept.empty())
+        {
+            kept = "failed";
+            throw std::runtime_error("unable to ask");
+        }
+        return 1.0;
+    });
+    EXPECT_THROW(reading.read(), std::runtime_error);
+    EXPECT_THROW(reading.read(), std::runtime_error);
+}
+
 TEST(ReadInAnotherProcess, FailsWhenEachProcessEnds)
 {
-    ReadingProcess reading([]() -> double {
+    ReadingProcess reading([](std::string&) -> double {
         _exit(1);
     });
     EXPECT_THROW(reading.read(), std::runtime_error);
@@ -145,12 +170,12 @@ TEST(ReadInAnotherProcess, LeavesNoProcessThatWouldHaveToBeWaitedFor)
 TEST(ReadInAnotherProcess, EndsWithItsOwnerEvenIfItNeverWould)
 {
     test::Child owner([](const test::Child::Parent& parent) {
-        ReadingProcess reading([first = true]() mutable {
+        ReadingProcess reading([first = true](std::string& kept) mutable {
             if (!std::exchange(first, false))
             {
                 test::Child::Parent::waitForever();
             }
-            return ownNumber();
+            return ownNumber(kept);
         });
         parent.tell(std::to_string(processOf(reading)));
         reading.read();

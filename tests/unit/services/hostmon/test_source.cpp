@@ -3,8 +3,16 @@
 #include "temporary_folder.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/types.h>
+#include <sys/wait.h>
 
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
+#include <string>
 
 namespace healthintf::hostmon
 {
@@ -66,6 +74,42 @@ TEST_F(Sources, ThrowWhatKeepsThemFromReading)
     EXPECT_THROW(only(Memory{}).read(), std::runtime_error);
     EXPECT_THROW(only(Pressure{"io", 10}).read(), std::runtime_error);
     EXPECT_THROW(only(Filesystem{"/nonexistent"}).read(), std::runtime_error);
+}
+
+/** Kills all child processes of this one and waits for their ends. */
+void killChildren()
+{
+    for (const auto& thread : std::filesystem::directory_iterator(
+             "/proc/" + std::to_string(getpid()) + "/task"))
+    {
+        std::ifstream children(thread.path() / "children");
+        for (pid_t child = 0; children >> child;)
+        {
+            kill(child, SIGKILL);
+            siginfo_t ended{};
+            ASSERT_EQ(waitid(P_PID, child, &ended, WEXITED | WNOWAIT), 0);
+        }
+    }
+}
+
+TEST_F(Sources, KnowTheProcessOfAPidfileThoughTheirReaderEnds)
+{
+    const auto writeStart = [&](const std::string& startTime) {
+        folder.write(
+            "proc/5/stat",
+            "5 (sshd) S 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 " +
+                startTime + "\n");
+    };
+    writeStart("5000");
+    const Source source =
+        only(ProcessAlive{"", folder.write("run/sshd.pid", "5\n")});
+    EXPECT_EQ(source.read(), 1);
+    killChildren();
+    EXPECT_EQ(source.read(), 1);
+
+    writeStart("6000");
+    killChildren();
+    EXPECT_EQ(source.read(), 0) << "another process has the number";
 }
 
 TEST(SourcesOfThisMachine, ReadWithoutARoot)
