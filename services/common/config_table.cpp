@@ -8,16 +8,16 @@
 
 namespace healthintf::services
 {
-namespace
-{
 
-/** A number in its shortest decimal form. */
 std::string formatNumber(double number)
 {
     std::array<char, 32> text{};
     std::snprintf(text.data(), text.size(), "%g", number);
     return text.data();
 }
+
+namespace
+{
 
 /** The elements of a list with commas between them. */
 template <typename Element, typename Show>

@@ -21,6 +21,9 @@ class ConfigError : public std::runtime_error
     using std::runtime_error::runtime_error;
 };
 
+/** Writes a number in its shortest decimal form. */
+std::string formatNumber(double number);
+
 /** The values of one table. Each getter throws ConfigError, naming file, line
  *  and key, when the value is invalid. */
 class ConfigTable

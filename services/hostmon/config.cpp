@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 namespace healthintf::hostmon
 {
@@ -27,27 +28,56 @@ struct Kind
     WatchConfig (*read)(ConfigTable& table);
 };
 
-/** Reads the limits of a table. */
-Limits readLimits(ConfigTable& table, Direction direction, double most,
-                  double usualHysteresis)
+/** The readings of one kind of table. */
+struct Scale
 {
-    Limits limits{.direction = direction,
-                  .warning = table.number("warning", 0, most),
-                  .critical = table.number("critical", 0, most),
-                  .hysteresis =
-                      table.number("hysteresis", 0, most, usualHysteresis)};
-    if (direction == Direction::above && limits.critical < limits.warning)
+    Direction direction = Direction::above;
+    /** The best reading that there can be. */
+    double best = 0;
+    /** What the limits may be at most. */
+    double most = 100;
+    double usualHysteresis = 2;
+};
+
+/** Reads the hysteresis. With too large a one, not even the best reading would
+ *  end a fault. A limit that the best reading reaches has no end anyway. */
+double readHysteresis(ConfigTable& table, const Scale& scale,
+                      const Limits& limits)
+{
+    const double ofWarning = std::abs(limits.warning - scale.best);
+    const double room =
+        ofWarning > 0 ? ofWarning : std::abs(limits.critical - scale.best);
+    const double usual = room > 0 ? std::min(scale.usualHysteresis, room / 2)
+                                  : scale.usualHysteresis;
+    const double hysteresis = table.number("hysteresis", 0, scale.most, usual);
+    if (room > 0 && hysteresis >= room)
+    {
+        table.fail("hysteresis", "must be less than " +
+                                     services::formatNumber(room) +
+                                     ", or a fault would never end");
+    }
+    return hysteresis;
+}
+
+/** Reads the limits of a table. */
+Limits readLimits(ConfigTable& table, const Scale& scale)
+{
+    Limits limits{.direction = scale.direction,
+                  .warning = table.number("warning", 0, scale.most),
+                  .critical = table.number("critical", 0, scale.most)};
+    if (limits.direction == Direction::above &&
+        limits.critical < limits.warning)
     {
         table.fail("critical", "must not be below warning");
     }
-    if (direction == Direction::below && limits.critical > limits.warning)
+    if (limits.direction == Direction::below &&
+        limits.critical > limits.warning)
     {
         table.fail("critical", "must not be above warning");
     }
+    limits.hysteresis = readHysteresis(table, scale, limits);
     return limits;
 }
-
-constexpr double percent = 100;
 
 WatchConfig readFilesystem(ConfigTable& table)
 {
@@ -62,21 +92,20 @@ WatchConfig readFilesystem(ConfigTable& table)
     {
         table.fail("mount_point", "must begin with a slash");
     }
-    return {Filesystem{path, mountPoint},
-            readLimits(table, Direction::above, percent, 2),
-            {}};
+    return {Filesystem{path, mountPoint}, readLimits(table, Scale{}), {}};
 }
 
 WatchConfig readMemory(ConfigTable& table)
 {
-    return {Memory{}, readLimits(table, Direction::below, percent, 2), {}};
+    const Scale scale{.direction = Direction::below, .best = 100};
+    return {Memory{}, readLimits(table, scale), {}};
 }
 
 WatchConfig readLoad(ConfigTable& table)
 {
-    constexpr double most = 10000;
+    const Scale scale{.most = 10000, .usualHysteresis = 0.25};
     return {Load{table.oneOf("minutes", {1, 5, 15}, 5)},
-            readLimits(table, Direction::above, most, 0.25),
+            readLimits(table, scale),
             {}};
 }
 
@@ -84,17 +113,18 @@ WatchConfig readPressure(ConfigTable& table)
 {
     return {Pressure{table.oneOf("resource", {"cpu", "memory", "io"}),
                      table.oneOf("seconds", {10, 60, 300}, 60)},
-            readLimits(table, Direction::above, percent, 2),
+            readLimits(table, Scale{}),
             {}};
 }
 
 WatchConfig readTemperature(ConfigTable& table)
 {
-    constexpr double most = 1000;
+    constexpr double absoluteZero = -273.15;
+    const Scale scale{.best = absoluteZero, .most = 1000, .usualHysteresis = 3};
     const bool eachDevice =
         table.oneOf("components", {"one", "each device"}, "one") != "one";
     return {Temperature{table.text("sensor", "*"), eachDevice},
-            readLimits(table, Direction::above, most, 3),
+            readLimits(table, scale),
             {}};
 }
 

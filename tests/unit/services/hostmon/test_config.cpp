@@ -178,6 +178,46 @@ TEST(ConfigText, NamesFileLineAndKeyOfWhatIsWrong)
               "/com/vexa/olvar/health");
 }
 
+/** The hysteresis of the only table of a text. */
+double hysteresisOf(const std::string& text)
+{
+    return parse(text).watches.at(0).limits.hysteresis;
+}
+
+TEST(ConfigText, RefusesAHysteresisWithWhichFaultsWouldNeverEnd)
+{
+    const std::string cause = "must be less than 1, or a fault would never end";
+    EXPECT_EQ(errorOf("[[load]]\nwarning = 1\ncritical = 9\nhysteresis = 1"),
+              "file.toml:4: load.hysteresis: " + cause);
+    EXPECT_EQ(errorOf("[[memory]]\nwarning = 99\ncritical = 9\n"
+                      "hysteresis = 1"),
+              "file.toml:4: memory.hysteresis: " + cause);
+    EXPECT_EQ(hysteresisOf("[[load]]\nwarning = 1\ncritical = 9\n"
+                           "hysteresis = 0.9"),
+              0.9);
+    EXPECT_EQ(hysteresisOf("[[memory]]\nwarning = 99\ncritical = 9\n"
+                           "hysteresis = 0.9"),
+              0.9);
+    EXPECT_EQ(hysteresisOf("[[temperature]]\nwarning = 1\ncritical = 9\n"
+                           "hysteresis = 9"),
+              9)
+        << "temperatures may be below 0";
+    EXPECT_EQ(hysteresisOf("[[load]]\nwarning = 0\ncritical = 9\n"
+                           "hysteresis = 1"),
+              1)
+        << "the limit itself is always reached";
+}
+
+TEST(ConfigText, HasASmallerUsualHysteresisWhereFaultsWouldNeverEnd)
+{
+    const std::string pressure = "[[pressure]]\nresource = \"cpu\"\n"
+                                 "critical = 50\nwarning = ";
+    EXPECT_EQ(hysteresisOf(pressure + "5"), 2);
+    EXPECT_EQ(hysteresisOf(pressure + "4"), 2);
+    EXPECT_EQ(hysteresisOf(pressure + "1"), 0.5);
+    EXPECT_EQ(hysteresisOf("[[memory]]\nwarning = 99\ncritical = 9"), 0.5);
+}
+
 TEST(ConfigText, RefusesKeysOfFaultEntries)
 {
     const std::string memory = "[[memory]]\nwarning = 2\ncritical = 1\n";
