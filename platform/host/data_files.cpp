@@ -4,6 +4,7 @@
 #include "host_config.hpp"
 #include "host_log.hpp"
 #include "storage/regular_file.hpp"
+#include "storage/shortage.hpp"
 
 #include <algorithm>
 #include <cstdlib>
@@ -80,10 +81,26 @@ void warnAboutMissingFolders(const char* variable,
     }
 }
 
+void throwIfShort(const std::error_code& error, const fs::path& place)
+{
+    if (isShortage(error.value()))
+    {
+        throw DataShortage(error, place.string());
+    }
+}
+
 std::string readDataFile(const fs::path& file)
 {
-    return readToEnd(openRegularFile(file, 0, "unable to open it"), maxDataFile,
-                     "unable to read it");
+    try
+    {
+        return readToEnd(openRegularFile(file, 0, "unable to open it"),
+                         maxDataFile, "unable to read it");
+    }
+    catch (const std::system_error& e)
+    {
+        throwIfShort(e.code(), file);
+        throw;
+    }
 }
 
 } // namespace healthintf::host

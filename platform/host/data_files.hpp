@@ -41,10 +41,22 @@ listJsonFiles(const std::filesystem::path& folder, std::error_code& error);
 void warnAboutMissingFolders(const char* variable,
                              const std::vector<std::filesystem::path>& folders);
 
+/** Descriptors or memory are short, so it is not known now what the files are.
+ *  The text names the place. */
+class DataShortage : public std::system_error
+{
+    using std::system_error::system_error;
+};
+
+/** Throws DataShortage when an error from a place says only that descriptors or
+ *  memory are short. */
+void throwIfShort(const std::error_code& error,
+                  const std::filesystem::path& place);
+
 /** Reads a whole file.
  *
- *  @throws std::system_error when it cannot be read, is no regular file, or
- *          holds more than maxDataFile bytes */
+ *  @throws DataShortage; std::system_error when it cannot be read, is no
+ * regular file, or holds more than maxDataFile bytes */
 std::string readDataFile(const std::filesystem::path& file);
 
 } // namespace healthintf::host

@@ -47,12 +47,6 @@ bool isGone(const std::error_code& error)
            number == ENODEV;
 }
 
-bool isShortage(const std::error_code& error)
-{
-    const int number = error.value();
-    return number == EMFILE || number == ENFILE || number == ENOMEM;
-}
-
 double parseNumberAfter(const std::string& text, const std::string& label,
                         const std::filesystem::path& file)
 {

@@ -20,10 +20,6 @@ std::string readKernelFile(const std::filesystem::path& file);
  *  describes, is gone. */
 bool isGone(const std::error_code& error);
 
-/** Whether an error says that this process or the machine is short of
- *  descriptors or memory, and nothing about the file. */
-bool isShortage(const std::error_code& error);
-
 /** Parses the number after the first @p label in @p text.
  *
  *  @param[in] text the file's content

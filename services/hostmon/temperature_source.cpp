@@ -3,6 +3,7 @@
 
 #include "kernel_file.hpp"
 #include "printable.hpp"
+#include "storage/shortage.hpp"
 
 #include <algorithm>
 #include <map>
@@ -31,7 +32,7 @@ std::string firstLine(const fs::path& file)
     }
     catch (const std::system_error& e)
     {
-        if (isShortage(e.code()))
+        if (host::isShortage(e.code().value()))
         {
             throw;
         }

@@ -4,6 +4,7 @@
 #include "../failure_log.hpp"
 #include "../host_log.hpp"
 #include "../line_limit.hpp"
+#include "../storage/shortage.hpp"
 #include "kept_segments.hpp"
 #include "living_owner.hpp"
 
@@ -203,13 +204,6 @@ bool mayBeRegular(const dirent64& entry)
     return entry.d_type == DT_REG || entry.d_type == DT_UNKNOWN;
 }
 
-/** Whether a file could not be opened because this process or the system has
- *  too many open files or too little memory. */
-bool isShortOfFiles(int code)
-{
-    return code == EMFILE || code == ENFILE || code == ENOMEM;
-}
-
 /** Opens a segment. If too many files are open, closes the kept segments first.
  *
  *  @return nothing when the file is not a segment
@@ -219,14 +213,14 @@ std::optional<SegmentReader> openSegment(int folder, const char* name,
 {
     errno = 0;
     auto segment = SegmentReader::open(folder, name);
-    if (segment || !isShortOfFiles(errno))
+    if (segment || !isShortage(errno))
     {
         return segment;
     }
     kept.giveUp();
     errno = 0;
     segment = SegmentReader::open(folder, name);
-    if (!segment && isShortOfFiles(errno))
+    if (!segment && isShortage(errno))
     {
         throw std::system_error(errno, std::generic_category(), name);
     }

@@ -69,7 +69,7 @@ int attach()
     }
     catch (const std::exception& e)
     {
-        report(e.what(), "free some memory");
+        report(e.what(), "free some memory or descriptors");
         return ENOMEM;
     }
 }

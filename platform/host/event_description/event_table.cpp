@@ -90,6 +90,7 @@ EventTable EventTable::load(const std::vector<fs::path>& folders)
         {
             any = table.addFile(file) || any;
         }
+        throwIfShort(error, folder);
         if (error)
         {
             table.leftOut.push_back(folder.string() + ": " + error.message());
@@ -114,6 +115,10 @@ bool EventTable::addFile(const fs::path& file)
         const std::string text = readDataFile(file);
         add(parseEventTable(text), {file.string(), text});
         return true;
+    }
+    catch (const DataShortage&)
+    {
+        throw;
     }
     catch (const std::runtime_error& e)
     {

@@ -21,6 +21,7 @@ std::vector<fs::path> registryFiles(const fs::path& folder)
 {
     std::error_code error;
     std::vector<fs::path> files = listJsonFiles(folder, error);
+    throwIfShort(error, folder);
     if (error)
     {
         HOST_LOG(log::warning, "%s.%d.%s: unable to read the folder %s: %s",
@@ -41,6 +42,10 @@ void addFile(MessageCatalog& catalog, const fs::path& path)
                      path.c_str(), problem.c_str());
         }
         catalog.add(file);
+    }
+    catch (const DataShortage&)
+    {
+        throw;
     }
     catch (const std::exception& e)
     {

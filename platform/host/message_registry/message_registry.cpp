@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "../data_files.hpp"
+#include "../failure_log.hpp"
 #include "../host_log.hpp"
 #include "message_catalog.hpp"
 #include "message_text.hpp"
@@ -18,14 +19,30 @@ namespace healthintf::host
 namespace
 {
 
+constinit FailureLog catalogFailures;
+
+/** The catalog, read at the first use. After DataShortage the next use reads it
+ *  again. */
 const MessageCatalog& catalog()
 {
     static const MessageCatalog loaded = [] {
         const auto folders = registryFolders();
+        MessageCatalog read = MessageCatalog::load(folders);
         warnAboutMissingFolders(registryPathVariable, folders);
-        return MessageCatalog::load(folders);
+        return read;
     }();
     return loaded;
+}
+
+void reportShortage(const DataShortage& shortage)
+{
+    if (catalogFailures.admits(shortage.code().value()))
+    {
+        HOST_LOG(log::error,
+                 "%s.%d.%s: unable to read the message registries: %s (the "
+                 "next message tries again)",
+                 shortage.what());
+    }
 }
 
 /** Splits the first @p count arguments off a block. */
@@ -111,6 +128,11 @@ int MsgRegGetContentWNByMsgID(const char* msgId, const char* language,
     {
         return healthintf::host::fetch(msgId, language, argumentBlock,
                                        static_cast<char*>(content));
+    }
+    catch (const healthintf::host::DataShortage& e)
+    {
+        healthintf::host::reportShortage(e);
+        return e.code().value();
     }
     catch (const std::exception&)
     {

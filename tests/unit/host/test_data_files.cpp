@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "data_files.hpp"
+#include "no_more_descriptors.hpp"
 #include "temporary_folder.hpp"
 
 #include <gmock/gmock.h>
@@ -64,6 +65,19 @@ TEST(DataFiles, AreReadWhole)
     const TemporaryFolder folder;
     EXPECT_EQ(readDataFile(folder.write("a", "one\ntwo")), "one\ntwo");
     EXPECT_THROW(readDataFile(folder.path() / "missing"), std::runtime_error);
+}
+
+TEST(DataFiles, AreNotKnownDuringAShortageOfDescriptors)
+{
+    const TemporaryFolder folder;
+    const auto file = folder.write("a.json", "");
+    std::error_code error;
+    const test::NoMoreDescriptors none;
+    EXPECT_THROW(readDataFile(file), DataShortage);
+    listJsonFiles(folder.path(), error);
+    EXPECT_THROW(throwIfShort(error, folder.path()), DataShortage);
+    EXPECT_NO_THROW(throwIfShort(
+        std::make_error_code(std::errc::permission_denied), folder.path()));
 }
 
 TEST(DataFiles, AreReadUpToTheirLargestSize)

@@ -2,6 +2,7 @@
 #include "child.hpp"
 #include "event_records.hpp"
 #include "event_table_text.hpp"
+#include "no_more_descriptors.hpp"
 #include "temporary_folder.hpp"
 
 #include <platform/event_description.h>
@@ -64,6 +65,18 @@ class EventDescriptions : public testing::Test
 
     TemporaryFolder folder;
 };
+
+TEST_F(EventDescriptions, AreReadAgainAfterAShortageOfDescriptors)
+{
+    writeTable();
+    inNewProcess([] {
+        {
+            const NoMoreDescriptors none;
+            EXPECT_EQ(IPMI_SELCSSDSELAttach(), ENOMEM);
+        }
+        EXPECT_EQ(IPMI_SELCSSDSELAttach(), 0);
+    });
+}
 
 TEST_F(EventDescriptions, AreGivenToWhoIsAttached)
 {

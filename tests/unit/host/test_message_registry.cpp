@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "child.hpp"
+#include "no_more_descriptors.hpp"
 #include "temporary_folder.hpp"
 
 #include <platform/message_registry.h>
@@ -185,6 +186,31 @@ TEST_F(MessageRegistry, ReportsAMessageThatItDoesNotHave)
               ENOENT);
     EXPECT_THAT(errors, testing::HasSubstr("no message Other in any registry "
                                            "of language en"));
+}
+
+TEST_F(MessageRegistry, IsReadAgainAfterAShortageOfDescriptors)
+{
+    std::string errors;
+    EXPECT_EQ(inChild(
+                  [] {
+                      std::vector<char> content;
+                      for (int i = 0; i < 2; ++i)
+                      {
+                          const healthintf::test::NoMoreDescriptors none;
+                          if (get("Fine", "", content) != EMFILE)
+                          {
+                              return 1;
+                          }
+                      }
+                      return get("Fine", "", content);
+                  },
+                  &errors),
+              0);
+    EXPECT_EQ(count(errors, "unable to read the message registries: " +
+                                (folder.path() / "missing").string() +
+                                ": Too many open files"),
+              1)
+        << errors;
 }
 
 TEST_F(MessageRegistry, RefusesNullArguments)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "kernel_file.hpp"
 #include "no_more_descriptors.hpp"
+#include "storage/shortage.hpp"
 #include "temporary_folder.hpp"
 
 #include <gtest/gtest.h>
@@ -64,10 +65,10 @@ TEST(KernelFile, SaysWhetherItIsThereWhenItCannotBeRead)
     EXPECT_TRUE(isGone(failureOf("/nonexistent")));
     EXPECT_TRUE(isGone(failureOf("/dev/null/file")));
     EXPECT_FALSE(isGone(failureOf("/tmp"))) << "a folder";
-    EXPECT_FALSE(isShortage(failureOf("/tmp")));
-    EXPECT_FALSE(isShortage(failureOf("/nonexistent")));
+    EXPECT_FALSE(host::isShortage(failureOf("/tmp").value()));
+    EXPECT_FALSE(host::isShortage(failureOf("/nonexistent").value()));
     const test::NoMoreDescriptors shortage;
-    EXPECT_TRUE(isShortage(failureOf("/proc/meminfo")));
+    EXPECT_TRUE(host::isShortage(failureOf("/proc/meminfo").value()));
     EXPECT_FALSE(isGone(failureOf("/proc/meminfo")));
 }
 
