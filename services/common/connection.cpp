@@ -73,6 +73,13 @@ void Connection::requestName(const char* wanted)
     check(sd_bus_request_name(raw.get(), wanted, 0), wanted);
 }
 
+void Connection::releaseName(const char* owned) noexcept
+{
+    const SignalBlocker blocker;
+    // Fails only without a connection, and then the bus has taken the name.
+    static_cast<void>(sd_bus_release_name(raw.get(), owned));
+}
+
 void Connection::call(const char* peer, const char* path, const char* interface,
                       const char* method,
                       std::function<void(sd_bus_message*)> onReply,

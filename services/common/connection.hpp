@@ -55,6 +55,9 @@ class Connection
      *  @throws std::system_error with EEXIST when another process owns it */
     void requestName(const char* wanted);
 
+    /** Gives up a name that requestName() got. */
+    void releaseName(const char* owned) noexcept;
+
     /** Calls @p onReply once the process behind a name has handled the messages
      *  that reached it before, or is gone. */
     void afterWorkOf(const std::string& peer, std::function<void()> onReply);

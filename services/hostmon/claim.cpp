@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <set>
 #include <stdexcept>
 #include <system_error>
 
@@ -55,17 +54,30 @@ std::string makeBusName(const std::string& component)
     return std::string("com.vexa.olvar.hostmon.key_") + digits.data();
 }
 
-void claimComponents(services::Connection& connection, const Config& config)
+ComponentClaims::ComponentClaims(services::Connection& bus,
+                                 const Config& config) :
+    connection(bus)
 {
-    std::set<std::string> components;
     for (const WatchConfig& watch : config.watches)
     {
-        components.insert(watch.component);
+        ofTables.insert(watch.component);
     }
-    for (const std::string& component : components)
+    for (const std::string& component : ofTables)
     {
         claimComponent(connection, component);
     }
+}
+
+std::shared_ptr<void> ComponentClaims::claim(const std::string& component) const
+{
+    if (ofTables.contains(component))
+    {
+        return nullptr;
+    }
+    claimComponent(connection, component);
+    return {&connection, [component](services::Connection* bus) {
+                bus->releaseName(makeBusName(component).c_str());
+            }};
 }
 
 } // namespace healthintf::hostmon

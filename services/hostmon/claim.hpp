@@ -6,6 +6,8 @@
 #include "../common/connection.hpp"
 #include "config.hpp"
 
+#include <memory>
+#include <set>
 #include <string>
 
 namespace healthintf::hostmon
@@ -15,11 +17,27 @@ namespace healthintf::hostmon
  *  keys have different names. */
 std::string makeBusName(const std::string& component);
 
-/** Requests the bus names of all components of a configuration. They are owned
- *  until the connection ends.
- *
- *  @throws std::runtime_error naming the component when another hostmon owns
- *          its name, or the bus policy denies the name to this user */
-void claimComponents(services::Connection& connection, const Config& config);
+/** The components that this hostmon reports on. Claiming one throws
+ *  std::runtime_error naming it when another hostmon owns its bus name, or the
+ *  bus policy denies the name to this user. */
+class ComponentClaims
+{
+  public:
+    /** Claims the components of all tables, until the connection ends.
+     *
+     *  @param[in] bus owns the names; must outlive this object and all claims
+     *  @param[in] config the tables */
+    ComponentClaims(services::Connection& bus, const Config& config);
+
+    /** Claims the component of a device.
+     *
+     *  @return the claim, which ends when it is destroyed; null when the
+     *          component is also that of a table */
+    std::shared_ptr<void> claim(const std::string& component) const;
+
+  private:
+    services::Connection& connection;
+    std::set<std::string> ofTables;
+};
 
 } // namespace healthintf::hostmon

@@ -75,8 +75,11 @@ int serve(const hostmon::Config& config, const std::string& root)
     services::EventLoop loop;
     loop.exitOn({SIGINT, SIGTERM});
     services::Connection connection(loop);
-    hostmon::claimComponents(connection, config);
-    const hostmon::Monitor monitor(connection.bus(), loop, config, root);
+    const hostmon::ComponentClaims claims(connection, config);
+    const hostmon::Monitor monitor(connection.bus(), loop, config, root,
+                                   [&claims](const std::string& component) {
+                                       return claims.claim(component);
+                                   });
     const services::Supervision supervision(loop);
     return loop.run();
 }

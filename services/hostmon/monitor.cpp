@@ -35,18 +35,21 @@ std::unique_ptr<FaultAndHealth> makeHealth(sdbusplus::bus_t& bus,
 
 } // namespace
 
-Monitor::Component::Component(sdbusplus::bus_t& bus, const std::string& key) :
+Monitor::Component::Component(sdbusplus::bus_t& bus, const std::string& key,
+                              std::shared_ptr<void> ownClaim) :
+    claim(std::move(ownClaim)),
     health(makeHealth(bus, key)), faults(key, *health)
 {}
 
 Monitor::Monitor(sdbusplus::bus_t& ownBus, services::EventLoop& loop,
-                 Config ownConfig, std::filesystem::path ownRoot) :
+                 Config ownConfig, std::filesystem::path ownRoot,
+                 ClaimOfDevice ownClaim) :
     bus(ownBus),
     config(std::move(ownConfig)), root(std::move(ownRoot)),
-    arrivals(loop.onReadable(wakeup->descriptor(),
-                             [this] {
-                                 takeReadings();
-                             })),
+    claim(std::move(ownClaim)), arrivals(loop.onReadable(wakeup->descriptor(),
+                                                         [this] {
+                                                             takeReadings();
+                                                         })),
     timeout(loop.onceLater([this] {
         reportBlockedSources();
     }))
@@ -59,20 +62,25 @@ Monitor::Monitor(sdbusplus::bus_t& ownBus, services::EventLoop& loop,
     });
 }
 
-Monitor::Component& Monitor::findOrAddComponent(const std::string& key)
+Monitor::Component& Monitor::findOrAddComponent(const std::string& key,
+                                                bool ofDevice)
 {
     const auto found = components.find(key);
     return found != components.end()
                ? found->second
-               : components.try_emplace(key, bus, key).first->second;
+               : components
+                     .try_emplace(key, bus, key,
+                                  ofDevice ? claim(key) : nullptr)
+                     .first->second;
 }
 
 void Monitor::watchSource(const WatchConfig& watch, const Source& source,
                           std::set<SourceKey>& present)
 {
+    const bool ofDevice = !source.device.empty();
     const std::string component =
-        source.device.empty() ? watch.component
-                              : makeDeviceKey(watch.component, source.device);
+        ofDevice ? makeDeviceKey(watch.component, source.device)
+                 : watch.component;
     const SourceKey key(
         component,
         makeSensorPath(selectFaultTexts(watch.subject).kind, source.id));
@@ -88,7 +96,7 @@ void Monitor::watchSource(const WatchConfig& watch, const Source& source,
                      &watch, source,
                      Watch(watch, source,
                            sensorNumbers.try_emplace(key, number).first->second,
-                           findOrAddComponent(component).faults),
+                           findOrAddComponent(component, ofDevice).faults),
                      nullptr});
     }
     else if (known->second.config != &watch)
@@ -119,7 +127,7 @@ void Monitor::watchAll()
             SERVICE_LOG(log::warning, "%s.%d.%s: found nothing to watch for %s",
                         selectFaultTexts(watch.subject).kind);
         }
-        findOrAddComponent(watch.component);
+        findOrAddComponent(watch.component, false);
     }
     logNewProblems();
 }

@@ -18,6 +18,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -26,6 +27,11 @@
 
 namespace healthintf::hostmon
 {
+
+/** Claims the component of a device, for as long as what it returns lives.
+ *  Throws when another process has it. */
+using ClaimOfDevice =
+    std::function<std::shared_ptr<void>(const std::string& component)>;
 
 /** Reads every source when it is created and then at each interval, each on a
  *  thread of its own, so that a source that blocks delays no other. A source
@@ -41,10 +47,12 @@ class Monitor
      *  @param[in] config what to watch
      *  @param[in] root the folder that holds proc and sys; empty for the
      *  machine's own
-     *  @throws std::runtime_error when a component cannot be made
+     *  @param[in] ownClaim claims the components of devices. The component of a
+     *  device that appears later is tried again at each interval
+     *  @throws std::runtime_error when a component cannot be made or claimed
      *  @throws std::system_error when the system gives no descriptor */
     Monitor(sdbusplus::bus_t& bus, services::EventLoop& loop, Config config,
-            std::filesystem::path root);
+            std::filesystem::path root, ClaimOfDevice ownClaim);
     Monitor(const Monitor&) = delete;
     Monitor& operator=(const Monitor&) = delete;
     ~Monitor() = default;
@@ -53,8 +61,11 @@ class Monitor
     /** A component and the faults on it. */
     struct Component
     {
-        Component(sdbusplus::bus_t& bus, const std::string& key);
+        Component(sdbusplus::bus_t& bus, const std::string& key,
+                  std::shared_ptr<void> claim);
 
+        /** Null for the component of a table. */
+        std::shared_ptr<void> claim;
         std::unique_ptr<health_namespace::FaultAndHealth> health;
         ComponentFaults faults;
     };
@@ -73,7 +84,7 @@ class Monitor
      *  source. */
     using SourceKey = std::pair<std::string, std::string>;
 
-    Component& findOrAddComponent(const std::string& key);
+    Component& findOrAddComponent(const std::string& key, bool ofDevice);
     void watchSource(const WatchConfig& watch, const Source& source,
                      std::set<SourceKey>& present);
     void watchAll();
@@ -90,6 +101,7 @@ class Monitor
     sdbusplus::bus_t& bus;
     Config config;
     std::filesystem::path root;
+    ClaimOfDevice claim;
     std::shared_ptr<LoopWakeup> wakeup = std::make_shared<LoopWakeup>();
     std::map<std::string, Component> components;
     std::map<SourceKey, WatchedSource> watchedSources;

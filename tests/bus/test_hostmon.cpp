@@ -237,6 +237,33 @@ TEST_F(HostMonitor, IsRefusedWhereAnotherReportsOnAComponent)
     client.waitForHealth(host + "/memory", 3);
 }
 
+TEST_F(HostMonitor, IsRefusedWhereAnotherReportsOnADevicesComponent)
+{
+    machine.write("sys/class/hwmon/hwmon0/name", "chip\n");
+    machine.write("sys/class/hwmon/hwmon0/temp1_input", "97000\n");
+    config("interval = 0.1\n[[temperature]]\ncomponents = \"each device\"\n"
+           "warning = 80\ncritical = 90\n");
+    const Process first = hostmon();
+    const std::string key = host + "/temperature/chip_2fhwmon0";
+    client.waitForHealth(key, 4);
+
+    config("interval = 0.1\n[[memory]]\ncomponent = \"" + key +
+           "\"\nwarning = 20\ncritical = 10\n");
+    Process second = hostmon();
+    EXPECT_EQ(second.wait(), 1);
+    EXPECT_EQ(second.errors(),
+              "hostmon: another hostmon reports on " + key + "\n");
+    EXPECT_EQ(recordedFaults().size(), 1u);
+
+    std::filesystem::remove_all(machine.path() / "sys");
+    client.waitUntil("the device's end", [&] {
+        return recordedKeys() == std::vector{host + "/temperature"};
+    });
+    memory(15);
+    const Process third = hostmon();
+    client.waitForHealth(key, 3);
+}
+
 TEST_F(HostMonitor, MayRunTwiceForDifferentComponents)
 {
     memory(15);

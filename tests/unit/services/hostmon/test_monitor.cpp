@@ -85,7 +85,22 @@ class MonitorOfAMachine : public LibraryTest
 
     void start()
     {
-        monitor.emplace(bus, loop, config, machine.path());
+        monitor.emplace(bus, loop, config, machine.path(),
+                        [this](const std::string& component) {
+                            return claim(component);
+                        });
+    }
+
+    std::shared_ptr<void> claim(const std::string& component)
+    {
+        if (refusesClaims)
+        {
+            throw std::runtime_error("another reports on " + component);
+        }
+        claims.insert(component);
+        return {&claims, [component](std::set<std::string>* all) {
+                    all->erase(component);
+                }};
     }
 
     /** Runs the monitor's event loop until @p done. */
@@ -119,6 +134,8 @@ class MonitorOfAMachine : public LibraryTest
     Config config{.interval = std::chrono::milliseconds(1),
                   .timeout = std::chrono::seconds(10),
                   .watches = {}};
+    std::set<std::string> claims;
+    bool refusesClaims = false;
     std::optional<Monitor> monitor;
 };
 
@@ -232,6 +249,45 @@ TEST_F(MonitorOfAMachine, HasAComponentForEachDeviceWhereItIsAskedTo)
     EXPECT_TRUE(platform().healthRecords.contains(root + "/a"));
     EXPECT_TRUE(platform().healthRecords.contains(root + "/a/nvme_2fhwmon0"));
     EXPECT_TRUE(platform().healthRecords.contains(root + "/a/nvme_2fhwmon1"));
+    EXPECT_THAT(claims, testing::ElementsAre(root + "/a/nvme_2fhwmon0",
+                                             root + "/a/nvme_2fhwmon1"));
+}
+
+TEST_F(MonitorOfAMachine, ThrowsWhereAnotherReportsOnADevice)
+{
+    machine.write("sys/class/hwmon/hwmon0/name", "nvme\n");
+    machine.write("sys/class/hwmon/hwmon0/temp1_input", "40000");
+    watch(Temperature{"*", true}, root + "/a");
+    refusesClaims = true;
+    EXPECT_THROW(start(), std::runtime_error);
+    EXPECT_FALSE(platform().healthRecords.contains(root + "/a/nvme_2fhwmon0"));
+}
+
+TEST_F(MonitorOfAMachine, WatchesANewDeviceWhenNobodyElseReportsOnIt)
+{
+    watchTemperatures();
+    std::get<Temperature>(config.watches[0].subject).eachDevice = true;
+    start();
+    refusesClaims = true;
+    journal().take();
+    machine.write("sys/class/hwmon/hwmon0/name", "nvme");
+    machine.write("sys/class/hwmon/hwmon0/temp1_input", "97000");
+    int rounds = 0;
+    runUntil([&rounds] {
+        return ++rounds > 20;
+    });
+    EXPECT_EQ(texts(), Lines{});
+    EXPECT_THAT(journal().take("log 2 310"),
+                testing::ElementsAre(HasSubstr("another reports on " + root +
+                                               "/a/nvme_2fhwmon0")));
+    refusesClaims = false;
+    runUntil([] {
+        return texts() == Lines{"nvme/temp1 (hwmon0): 97.0!"};
+    });
+    std::filesystem::remove_all(machine.path() / "sys/class/hwmon/hwmon0");
+    runUntil([this] {
+        return claims.empty();
+    });
 }
 
 TEST_F(MonitorOfAMachine, GoesOnWhileASourceBlocks)
