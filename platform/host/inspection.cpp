@@ -2,7 +2,7 @@
 #include "inspection.hpp"
 
 #include "data_files.hpp"
-#include "event_description/event_table_file.hpp"
+#include "event_description/event_table.hpp"
 #include "message_registry/registry_file.hpp"
 
 #include <system_error>
@@ -64,10 +64,20 @@ InstalledFiles inspectRegistries()
 
 InstalledFiles inspectEventTable()
 {
-    return inspect(eventFolders(), [](const std::string& text) {
+    InstalledFiles found = inspect(eventFolders(), [](const std::string& text) {
         parseEventTable(text);
         return std::vector<std::string>{};
     });
+    try
+    {
+        // Files that are right by themselves may contradict each other.
+        found.problems = EventTable::load(found.folders).problems();
+    }
+    catch (const NoEventTable&)
+    {
+        // The problems of the files are known.
+    }
+    return found;
 }
 
 } // namespace healthintf::host

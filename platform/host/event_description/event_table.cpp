@@ -5,6 +5,9 @@
 #include "../message_registry/json_lines.hpp"
 #include "event_record.hpp"
 
+#include <ranges>
+#include <utility>
+
 namespace healthintf::host
 {
 
@@ -51,20 +54,25 @@ void ensureFree(const std::map<std::string, std::string>& numbers,
     ensureFree(numbers, state.deasserted.id, source);
 }
 
-/** Adds both identifiers of a state, which no other event has. Throws when they
- *  are equal. */
-void claim(std::map<std::string, std::string>& numbers, const EventState& state,
-           const EventSource& source)
+/** Throws when both events of a state have the same identifier. */
+void ensureDistinct(const EventState& state, const EventSource& source)
 {
-    const std::string asserted = withoutCategory(state.asserted.id);
-    const std::string deasserted = withoutCategory(state.deasserted.id);
-    if (asserted == deasserted)
+    if (withoutCategory(state.asserted.id) ==
+        withoutCategory(state.deasserted.id))
     {
         refuse(source, state.deasserted.id,
                "is the identifier of another event, in " + source.name);
     }
-    numbers.emplace(asserted, source.name);
-    numbers.emplace(deasserted, source.name);
+}
+
+/** The identifiers of a state, removed from a map until they are put back. */
+std::map<std::string, std::string>
+withdraw(std::map<std::string, std::string>& numbers, const EventState& state)
+{
+    std::map<std::string, std::string> withdrawn;
+    withdrawn.insert(numbers.extract(withoutCategory(state.asserted.id)));
+    withdrawn.insert(numbers.extract(withoutCategory(state.deasserted.id)));
+    return withdrawn;
 }
 
 std::string joinFolders(const std::vector<fs::path>& folders)
@@ -83,8 +91,11 @@ EventTable EventTable::load(const std::vector<fs::path>& folders)
 {
     EventTable table;
     bool any = false;
-    for (const fs::path& folder : folders)
+    // A state of an earlier folder replaces that of a later one, but takes no
+    // identifier from other states: so the later folders come first.
+    for (const fs::path& folder : std::views::reverse(folders))
     {
+        table.beginFolder();
         std::error_code error;
         for (const fs::path& file : listJsonFiles(folder, error))
         {
@@ -106,6 +117,12 @@ EventTable EventTable::load(const std::vector<fs::path>& folders)
         throw NoEventTable(why);
     }
     return table;
+}
+
+void EventTable::beginFolder()
+{
+    namedByFolder.clear();
+    statesOfFolder.clear();
 }
 
 bool EventTable::addFile(const fs::path& file)
@@ -162,9 +179,13 @@ void EventTable::add(const EventType& type, uint8_t code,
     {
         known = std::make_unique<EventType>(EventType{type.name, {}});
     }
-    addStates(type.states, known->states, [&](const EventState& state) {
-        claimForAll(state, source);
-    });
+    addStates(type.states, known->states, commonNumbers, source,
+              [&](const EventState& state) {
+                  for (const auto& each : sensorTypeNumbers)
+                  {
+                      ensureFree(each.second, state, source);
+                  }
+              });
 }
 
 void EventTable::add(const SensorType& type, uint8_t code,
@@ -177,24 +198,44 @@ void EventTable::add(const SensorType& type, uint8_t code,
         known = std::make_unique<SensorType>(type);
         known->states.clear();
     }
-    addStates(type.states, known->states, [&](const EventState& state) {
-        claimFor(code, state, source);
-    });
+    if (namedByFolder.insert(code).second)
+    {
+        known->name = type.name;
+        known->component = type.component;
+    }
+    addStates(type.states, known->states, sensorTypeNumbers[code], source,
+              [&](const EventState& state) {
+                  ensureFree(commonNumbers, state, source);
+              });
 }
 
-template <typename Claim>
+template <typename Check>
 void EventTable::addStates(const EventStates& more, EventStates& known,
-                           Claim&& claim)
+                           Numbers& numbers, const EventSource& source,
+                           Check&& check)
 {
-    for (const auto& each : more)
+    for (const auto& [offset, state] : more)
     {
-        if (!known.contains(each.first))
+        const std::pair<const EventStates*, uint8_t> place{&known, offset};
+        if (statesOfFolder.contains(place))
         {
-            tryOrLeaveOut([&] {
-                claim(each.second);
-                known.insert(each);
-            });
+            continue;
         }
+        const auto replaced = known.find(offset);
+        Numbers own = replaced != known.end()
+                          ? withdraw(numbers, replaced->second)
+                          : Numbers{};
+        tryOrLeaveOut([&] {
+            check(state);
+            ensureDistinct(state, source);
+            ensureFree(numbers, state, source);
+            own = {{withoutCategory(state.asserted.id), source.name},
+                   {withoutCategory(state.deasserted.id), source.name}};
+            known.insert_or_assign(offset, state);
+            statesOfFolder.insert(place);
+        });
+        // Those of the new state, or again those of the one that stays.
+        numbers.merge(own);
     }
 }
 
@@ -208,7 +249,7 @@ void EventTable::checkCategory(const SensorType& type, uint8_t code,
     {
         refuse(source, type.category,
                "is not " + known->category + ", the category of " +
-                   hexByte(code) + " in a file before");
+                   hexByte(code) + " in another file");
     }
     const auto [taken, added] = categories.try_emplace(type.category, code);
     if (taken->second != code)
@@ -216,24 +257,6 @@ void EventTable::checkCategory(const SensorType& type, uint8_t code,
         refuse(source, type.category,
                "is the category of " + hexByte(taken->second));
     }
-}
-
-void EventTable::claimForAll(const EventState& state, const EventSource& source)
-{
-    for (const auto& [code, numbers] : sensorTypeNumbers)
-    {
-        ensureFree(numbers, state, source);
-    }
-    ensureFree(commonNumbers, state, source);
-    claim(commonNumbers, state, source);
-}
-
-void EventTable::claimFor(uint8_t code, const EventState& state,
-                          const EventSource& source)
-{
-    ensureFree(commonNumbers, state, source);
-    ensureFree(sensorTypeNumbers[code], state, source);
-    claim(sensorTypeNumbers[code], state, source);
 }
 
 const EventState* EventTable::find(uint8_t sensor, uint8_t event,

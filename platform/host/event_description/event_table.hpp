@@ -9,8 +9,10 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace healthintf::host
@@ -31,7 +33,8 @@ struct EventSource
 };
 
 /** The events of all files. When several files describe a state, the first one
- *  counts. */
+ *  counts. Of different states with one identifier, that of the later folder
+ *  stays, and within a folder the first one. */
 class EventTable
 {
   public:
@@ -70,18 +73,17 @@ class EventTable
     /** Identifiers without their categories, with the files that use them. */
     using Numbers = std::map<std::string, std::string>;
 
+    void beginFolder();
     bool addFile(const std::filesystem::path& file);
     template <typename Work>
     void tryOrLeaveOut(Work&& work);
     void add(const EventType& type, uint8_t code, const EventSource& source);
     void add(const SensorType& type, uint8_t code, const EventSource& source);
-    template <typename Claim>
-    void addStates(const EventStates& more, EventStates& known, Claim&& claim);
+    template <typename Check>
+    void addStates(const EventStates& more, EventStates& known,
+                   Numbers& numbers, const EventSource& source, Check&& check);
     void checkCategory(const SensorType& type, uint8_t code,
                        const EventSource& source);
-    void claimForAll(const EventState& state, const EventSource& source);
-    void claimFor(uint8_t code, const EventState& state,
-                  const EventSource& source);
 
     std::array<std::unique_ptr<SensorType>, 256> sensorTypes;
     std::array<std::unique_ptr<EventType>, 128> eventTypes;
@@ -89,6 +91,9 @@ class EventTable
     /** The identifiers of event types, and those of each sensor type. */
     Numbers commonNumbers;
     std::map<uint8_t, Numbers> sensorTypeNumbers;
+    /** What the files of the present folder have given so far. */
+    std::set<uint8_t> namedByFolder;
+    std::set<std::pair<const EventStates*, uint8_t>> statesOfFolder;
     std::vector<std::string> leftOut;
 };
 

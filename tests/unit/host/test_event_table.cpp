@@ -191,6 +191,86 @@ TEST_F(EventTables, TakeNothingFromOthersForAStateOfAnEventTypeThatIsLeftOut)
     EXPECT_EQ(table.find(0xC0, 0x03, 1)->deasserted.id, "{category}77");
 }
 
+TEST_F(EventTables, LoseNoStateToAnIdentifierInAnEarlierFolder)
+{
+    writeState("shipped/b.json", "0x01", "31");
+    writeState("own/a.json", "0x02", "31");
+    const EventTable table = load();
+    EXPECT_THAT(table.problems(),
+                ElementsAre(pathOf("own/a.json") +
+                            ": line 2: BLD31 is the identifier of another "
+                            "event, in " +
+                            pathOf("shipped/b.json")));
+    ASSERT_NE(table.find(0xC0, sensorSpecificEvent, 1), nullptr);
+    EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 2), nullptr);
+}
+
+TEST_F(EventTables, KeepTheStateThatAnEarlierFolderReplacesBadly)
+{
+    folder.write("shipped/b.json",
+                 sensorTypeFile("0xC0", "BLD",
+                                "\"0x01\": " + eventState("BLD", "31") +
+                                    ",\n\"0x02\": " + eventState("BLD", "32")));
+    writeState("own/a.json", "0x02", "31");
+    const EventTable table = load();
+    EXPECT_THAT(table.problems(), ElementsAre(HasSubstr("a.json: line 2: ")));
+    EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 1)->asserted.id, "BLD31");
+    EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 2)->asserted.id, "BLD32");
+}
+
+TEST_F(EventTables, LoseNoStateToAnEventTypeInAnEarlierFolder)
+{
+    writeState("shipped/b.json", "0x01", "31");
+    folder.write(
+        "own/a.json",
+        eventTypeFile("0x03", "\"0x01\": " + eventState("{category}", "31")));
+    const EventTable table = load();
+    EXPECT_THAT(table.problems(), ElementsAre(HasSubstr("a.json: line 2: ")));
+    EXPECT_NE(table.find(0xC0, sensorSpecificEvent, 1), nullptr);
+    EXPECT_EQ(table.find(0xC0, 0x03, 1), nullptr);
+}
+
+TEST_F(EventTables, FreeTheIdentifiersOfAStateThatIsReplaced)
+{
+    writeState("shipped/b.json", "0x01", "31");
+    folder.write("own/a.json",
+                 sensorTypeFile("0xC0", "BLD",
+                                "\"0x01\": " + eventState("BLD", "40") +
+                                    ",\n\"0x02\": " + eventState("BLD", "31")));
+    const EventTable table = load();
+    EXPECT_THAT(table.problems(), testing::IsEmpty());
+    EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 1)->asserted.id, "BLD40");
+    EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 2)->asserted.id, "BLD31");
+}
+
+TEST_F(EventTables, LoseNoSensorTypeToACategoryInAnEarlierFolder)
+{
+    writeState("shipped/b.json", "0x01", "31");
+    folder.write("own/a.json", sensorTypeFile("0xC1", "BLD", ""));
+    folder.write("own/b.json", sensorTypeFile("0xC0", "BLE", ""));
+    const EventTable table = load();
+    EXPECT_THAT(table.problems(),
+                ElementsAre(HasSubstr("a.json: line 1: BLD is the category of "
+                                      "0xC0"),
+                            HasSubstr("b.json: line 1: BLE is not BLD, the "
+                                      "category of 0xC0")));
+    EXPECT_EQ(table.sensorType(0xC0)->category, "BLD");
+    EXPECT_NE(table.find(0xC0, sensorSpecificEvent, 1), nullptr);
+}
+
+TEST_F(EventTables, NameASensorTypeAsTheFirstFolderDoes)
+{
+    std::string other = sensorTypeFile("0xC0", "BLD", "");
+    other.replace(other.find("Blade"), 5, "Board");
+    other.replace(other.find("Blade"), 5, "Shelf");
+    folder.write("own/a.json", other);
+    folder.write("own/b.json", sensorTypeFile("0xC0", "BLD", ""));
+    writeState("shipped/b.json", "0x01", "31");
+    const EventTable table = load();
+    EXPECT_EQ(table.sensorType(0xC0)->name, "Board");
+    EXPECT_EQ(table.sensorType(0xC0)->component, "Shelf");
+}
+
 TEST_F(EventTables, GiveNoStateAnIdentifierOfAnEventType)
 {
     const std::string common =
@@ -224,7 +304,7 @@ TEST_F(EventTables, KeepOneCategoryForASensorType)
     EXPECT_THAT(table.problems(),
                 ElementsAre(pathOf("own/b.json") +
                             ": line 1: BLE is not BLD, the category of 0xC0 "
-                            "in a file before"));
+                            "in another file"));
     EXPECT_EQ(table.sensorType(0xC0)->category, "BLD");
 }
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "event_table_text.hpp"
 #include "inspection.hpp"
 #include "temporary_folder.hpp"
 
@@ -16,6 +17,7 @@ namespace
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 constexpr const char* registry =
     R"({"RegistryPrefix": "Fan", "RegistryVersion": "1.0.0",
@@ -61,6 +63,22 @@ TEST_F(Inspection, CountsUsableFilesAndTellsWhatIsLeftOut)
                 ElementsAre(HasSubstr("fan.json: line 5: Odd: "),
                             HasSubstr(bad.string() + ": ")));
     EXPECT_EQ(inspectEventTable().usable, 0);
+}
+
+TEST_F(Inspection, TellsWhichEventsTheTableLeavesOut)
+{
+    folder.write(
+        "b/shipped.json",
+        test::sensorTypeFile("0xC0", "BLD",
+                             "\"0x01\": " + test::eventState("BLD", "31")));
+    folder.write("a/own.json", test::sensorTypeFile("0xC1", "BLD", ""));
+    const auto bad = folder.write("a/bad.json", "{");
+    const InstalledFiles found = inspectEventTable();
+    EXPECT_EQ(found.usable, 2);
+    EXPECT_THAT(found.problems,
+                UnorderedElementsAre(HasSubstr(bad.string() + ": "),
+                                     HasSubstr("own.json: line 1: BLD is the "
+                                               "category of 0xC0")));
 }
 
 TEST_F(Inspection, ReadsFilesAnewEachTime)
