@@ -102,15 +102,18 @@ void replace(const fs::path& file, std::string_view content)
 
 void writeWholeFile(const fs::path& file, std::string_view content)
 {
-    const fs::path target = fs::weakly_canonical(fs::absolute(file));
-    if (fs::exists(target) && !fs::is_regular_file(target))
+    // A pipe of /dev/stdout or /dev/fd has no other name than this one.
+    if (fs::exists(file) && !fs::is_regular_file(file))
     {
-        writeInto(target, content);
+        writeInto(file, content);
+        return;
     }
-    else
+    if (fs::is_symlink(file) && !fs::exists(file))
     {
-        replace(target, content);
+        errno = ENOENT;
+        failOn(file);
     }
+    replace(fs::weakly_canonical(fs::absolute(file)), content);
 }
 
 } // namespace healthintf::healthctl

@@ -6,9 +6,13 @@
 #include <gtest/gtest.h>
 #include <sel/whole_file.hpp>
 
+#include <unistd.h>
+
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <string>
 #include <system_error>
 
 namespace healthintf::healthctl
@@ -58,6 +62,26 @@ TEST_F(WholeFile, IsWrittenIntoWhatIsNoPlainFile)
 {
     writeWholeFile("/dev/null", "content");
     EXPECT_TRUE(fs::is_character_file("/dev/null"));
+}
+
+TEST_F(WholeFile, IsWrittenIntoAnOpenPipe)
+{
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    writeWholeFile("/proc/self/fd/" + std::to_string(ends[1]), "content");
+    std::array<char, 16> heard{};
+    EXPECT_EQ(read(ends[0], heard.data(), heard.size()), 7);
+    EXPECT_STREQ(heard.data(), "content");
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST_F(WholeFile, LeavesALinkToWhatIsNotThere)
+{
+    fs::create_symlink(folder.path() / "away" / "backup", file);
+    EXPECT_THROW(writeWholeFile(file, "content"), std::system_error);
+    EXPECT_TRUE(fs::is_symlink(file));
+    EXPECT_EQ(files(), 1U);
 }
 
 TEST_F(WholeFile, LeavesNothingWhereItCannotBe)
