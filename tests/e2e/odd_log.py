@@ -2,13 +2,14 @@
 # SPDX-License-Identifier: Apache-2.0
 """A log manager that answers oddly. Writes "ready", and ends with its input.
 
-    odd_log.py [gaps | late | once | always]
+    odd_log.py [gaps | late | once | always | dies]
 
 Without an argument it always has more entries and sends none, and its numbers
 are texts. With gaps, two of its entries make no sense, and with late its first
 two. It is cleared while it is
-listed: once, or always."""
+listed: once, or always. With dies, it ends instead of an answer."""
 
+import os
 import sys
 
 import dbus
@@ -88,6 +89,18 @@ class OddLog(dbus.service.Object):
         return {"Entries": "many"}
 
 
+class LogThatDies(dbus.service.Object):
+    """A log whose process ends when it is called."""
+
+    @dbus.service.method(INTERFACE, in_signature="ttu", out_signature="t")
+    def ListLog(self, generation, first, count):
+        os._exit(1)
+
+    @dbus.service.method(INTERFACE, in_signature="tq", out_signature="uq")
+    def ClearUpTo(self, generation, last):
+        os._exit(1)
+
+
 def main():
     dbus.mainloop.glib.DBusGMainLoop(set_as_default=True)
     bus = dbus.SystemBus()
@@ -98,6 +111,7 @@ def main():
         "late": lambda: LogWithEntries(bus, path, 0, [3, 4]),
         "once": lambda: LogWithEntries(bus, path, 1, [1, 2, 3, 4]),
         "always": lambda: LogWithEntries(bus, path, 1000, [1, 2, 3, 4]),
+        "dies": lambda: LogThatDies(bus, path),
     }
     mode = sys.argv[1] if len(sys.argv) > 1 else ""
     service = services.get(mode, lambda: OddLog(bus, path))()

@@ -154,6 +154,34 @@ TEST_F(HealthctlSel, ListExitsWithOneWhenThereIsNothing)
               "fan\n");
 }
 
+TEST_F(HealthctlSel, ListSaysWhenItCannotTellWhatEventsMean)
+{
+    addThree();
+    const std::vector<std::string> none{"HEALTHINTF_EVENT_PATH=/nowhere"};
+    const Answer listed = healthctl({"sel", "list"}, none);
+    EXPECT_EQ(listed.status, 0);
+    EXPECT_EQ(listed.errors,
+              "healthctl: there is no event table that can be used, so events "
+              "are not described; see \"healthctl doctor\"\n");
+    for (const char* filter : {"--severity=critical", "--sensor-type=fan"})
+    {
+        const Answer filtered = healthctl({"sel", "list", filter}, none);
+        EXPECT_EQ(filtered.status, 5);
+        EXPECT_EQ(filtered.output, "");
+        EXPECT_THAT(filtered.errors, HasSubstr("no event table"));
+    }
+    EXPECT_EQ(healthctl({"sel", "list", "--sensor-type=4"}, none).status, 0);
+}
+
+TEST_F(HealthctlSel, ListKnowsWhichSensorTypesThereAre)
+{
+    const Answer wrong = healthctl({"sel", "list", "--sensor-type", "fans"});
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_EQ(wrong.errors, "healthctl: no events are of the sensor type "
+                            "\"fans\"; write it as 4, 0x04 or fan\n");
+    EXPECT_EQ(healthctl({"sel", "list", "--sensor-type", "fan"}).status, 1);
+}
+
 TEST_F(HealthctlSel, ListAsksTheLogManagerWhereThisUserHasNoCache)
 {
     addThree();
@@ -404,6 +432,16 @@ TEST_F(HealthctlSel, ImportOfACutFileStoresNothing)
     EXPECT_EQ(client.property("Entries"), "3");
 }
 
+TEST_F(HealthctlSel, ImportSaysWhenItsInputCannotBeRead)
+{
+    const Answer answer =
+        answerOf({"sh", "-c", std::string(HEALTHCTL) + " sel import - < /"});
+    EXPECT_EQ(answer.status, 5);
+    EXPECT_EQ(answer.output, "");
+    EXPECT_EQ(answer.errors, "healthctl: unable to read the standard input: Is "
+                             "a directory; name another file\n");
+}
+
 TEST_F(HealthctlSel, ExportIsWhatIpmitoolReads)
 {
     addThree();
@@ -452,6 +490,24 @@ TEST(HealthctlSelAlone, SaysSoWhenTheLogManagerAnswersOddly)
         EXPECT_EQ(answer.status, 5);
         EXPECT_THAT(answer.errors, testing::EndsWith(end));
     }
+}
+
+TEST(HealthctlSelAlone, SaysSoWhenTheLogManagerEndsInsteadOfAnAnswer)
+{
+    const PrivateBus bus;
+    const auto answerFrom = [](const std::vector<std::string>& command) {
+        Process log({ODD_LOG, "dies"});
+        EXPECT_EQ(log.hear(), "ready");
+        return healthctl(command);
+    };
+    const Answer listed = answerFrom({"sel", "list"});
+    EXPECT_EQ(listed.status, 3);
+    EXPECT_EQ(listed.errors,
+              "healthctl: logmgr ended before it answered; see its log\n");
+    const Answer cleared = answerFrom({"sel", "clear", "--yes"});
+    EXPECT_EQ(cleared.status, 5);
+    EXPECT_EQ(cleared.errors, "healthctl: logmgr ended before it answered, and "
+                              "may have done it; see its log\n");
 }
 
 TEST(HealthctlSelAlone, ListsAnewWhenTheLogIsClearedMeanwhile)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "../choices.hpp"
+#include "../error.hpp"
 #include "../numbers.hpp"
 #include "../output/line_output.hpp"
 #include "../output/table.hpp"
@@ -11,6 +12,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -67,6 +71,51 @@ SelFilter filterOf(const ListOptions& options)
     return filter;
 }
 
+/** An event of each type that sensors can have. */
+std::vector<ReadEvent> eventsOfAllTypes()
+{
+    std::vector<SELEntry_gen> entries;
+    for (unsigned int type = 0; type <= UINT8_MAX; ++type)
+    {
+        SELEntryProperties entry;
+        SELInterface::SELRecord record{};
+        record.recordType = eventRecord;
+        record.sensorType = static_cast<uint8_t>(type);
+        entry.record = std::bit_cast<RawRecord>(record);
+        entries.emplace_back(entry);
+    }
+    return described(entries);
+}
+
+/** @throws Error when a wrong filter, or the lack of descriptions, would show
+ *          nothing whatever the log has */
+void checkNames(const SelFilter& filter)
+{
+    if (!needsDescriptions(filter))
+    {
+        return;
+    }
+    if (!EventDescriptions().attached())
+    {
+        throw Error(ExitCode::failed,
+                    "there is no event table that can be used, so severities "
+                    "and names of sensor types are not known; see \"healthctl "
+                    "doctor\"");
+    }
+    const std::vector<ReadEvent> events = eventsOfAllTypes();
+    for (const SensorTypeChoice& type : filter.sensorTypes)
+    {
+        if (std::ranges::none_of(events, [&type](const ReadEvent& event) {
+                return type.fits(event);
+            }))
+        {
+            throw Error(ExitCode::usage, "no events are of the sensor type \"" +
+                                             type.text() +
+                                             "\"; write it as 4, 0x04 or fan");
+        }
+    }
+}
+
 /** A severity is as bad as the health of the fault that it makes. */
 Tone eventTone(const ReadEvent& event)
 {
@@ -116,6 +165,7 @@ void writeTable(const Context& context, const std::vector<ReadEvent>& events)
 ExitCode list(const Context& context, const ListOptions& options)
 {
     const SelFilter filter = filterOf(options);
+    checkNames(filter);
     const ReadLog log = readLog();
     const std::vector<ReadEvent> events =
         filtered(described(log.entries), filter);

@@ -87,6 +87,14 @@ bool isChange(std::string_view member)
     {
         throw LogChanged(ExitCode::failed, text + "; try again");
     }
+    if (name == SD_BUS_ERROR_NO_REPLY)
+    {
+        // So the bus says when the process is gone.
+        throw Error(isChange(member) ? ExitCode::failed : ExitCode::unavailable,
+                    std::string("logmgr ended before it answered") +
+                        (isChange(member) ? ", and may have done it" : "") +
+                        "; see its log");
+    }
     if (result == -ETIMEDOUT)
     {
         throw Error(

@@ -12,7 +12,6 @@ namespace healthintf::healthctl
 namespace
 {
 
-constexpr uint8_t eventRecord = 0x02;
 /** From this record type on there are bytes of the maker where others have the
  *  time. */
 constexpr uint8_t firstWithoutTime = 0xE0;

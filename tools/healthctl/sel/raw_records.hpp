@@ -18,6 +18,9 @@ namespace healthintf::healthctl
 /** A record's bytes. */
 using RawRecord = std::array<uint8_t, SELInterface::recordSize>;
 
+/** The type of records of a sensor's event. */
+inline constexpr uint8_t eventRecord = 0x02;
+
 /** Takes the content of a file apart.
  *
  *  @throws std::invalid_argument when the last record is cut; its text says at

@@ -5,6 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <iostream>
+
 namespace healthintf::healthctl
 {
 namespace
@@ -102,6 +104,11 @@ Json wordsJson(const EventWords& words)
 std::vector<ReadEvent> described(const std::vector<SELEntry_gen>& entries)
 {
     const EventDescriptions descriptions;
+    if (!descriptions.attached() && !entries.empty())
+    {
+        std::cerr << "healthctl: there is no event table that can be used, so "
+                     "events are not described; see \"healthctl doctor\"\n";
+    }
     std::vector<ReadEvent> events;
     events.reserve(entries.size());
     for (const SELEntry_gen& entry : entries)

@@ -68,7 +68,7 @@ bool fitsSeverity(const ReadEvent& event, const SelFilter& filter)
 } // namespace
 
 SensorTypeChoice::SensorTypeChoice(const std::string& text) :
-    number(numberOf(text)), name(bareName(text))
+    given(text), number(numberOf(text)), name(bareName(text))
 {
     if (name.empty() || (!number && text.front() >= '0' && text.front() <= '9'))
     {
@@ -89,6 +89,12 @@ bool SensorTypeChoice::fits(const ReadEvent& event) const
     // What an event is about begins with the type: PowerSupply.Sensor.0x63.
     return event.words && bareName(event.words->component.substr(
                               0, event.words->component.find('.'))) == name;
+}
+
+bool needsDescriptions(const SelFilter& filter)
+{
+    return !filter.severities.empty() ||
+           std::ranges::any_of(filter.sensorTypes, &SensorTypeChoice::isName);
 }
 
 std::vector<ReadEvent> filtered(const std::vector<ReadEvent>& events,

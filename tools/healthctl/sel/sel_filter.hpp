@@ -35,7 +35,20 @@ class SensorTypeChoice
      *  blanks and signs, and capitals count as small letters. */
     bool fits(const ReadEvent& event) const;
 
+    /** Whether it is a name, which only described events have. */
+    bool isName() const
+    {
+        return !number;
+    }
+
+    /** The text as it was given. */
+    const std::string& text() const
+    {
+        return given;
+    }
+
   private:
+    std::string given;
     std::optional<uint8_t> number;
     std::string name;
 };
@@ -51,6 +64,9 @@ struct SelFilter
     /** How many at most, of those at the end. */
     std::optional<std::size_t> last = std::nullopt;
 };
+
+/** Whether only described events can match. */
+bool needsDescriptions(const SelFilter& filter);
 
 /** The events that match, in their order. */
 std::vector<ReadEvent> filtered(const std::vector<ReadEvent>& events,

@@ -5,11 +5,15 @@
 #include "logmgr_client.hpp"
 #include "whole_file.hpp"
 
+#include <storage/file_descriptor.hpp>
+
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iostream>
+#include <ostream>
 #include <stdexcept>
 #include <system_error>
 
@@ -29,38 +33,49 @@ namespace
 /** As many records as a log has identifiers for. */
 constexpr std::size_t mostRecords = 65534;
 
+[[noreturn]] void failToRead(const std::string& file)
+{
+    failOn(file == standardStream ? "the standard input" : file, "read", errno);
+}
+
+/** Opens a file, or duplicates the standard input. */
+host::FileDescriptor openSource(const std::string& file)
+{
+    host::FileDescriptor source(file == standardStream
+                                    ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                    : open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (source.get() < 0)
+    {
+        failToRead(file);
+    }
+    return source;
+}
+
 /** @throws std::invalid_argument when it is more than a log can hold */
 std::string contentOf(const std::string& file)
 {
-    std::ifstream stream;
-    if (file != standardStream)
-    {
-        stream.open(file, std::ios::binary);
-        if (!stream)
-        {
-            failOn(file, "read", errno);
-        }
-    }
-    std::istream& source = file == standardStream ? std::cin : stream;
     constexpr std::size_t most = mostRecords * SELInterface::recordSize;
     // One more tells that there is more.
     std::string content(most + 1, '\0');
-    try
+    const host::FileDescriptor source = openSource(file);
+    std::size_t size = 0;
+    ssize_t got = 1;
+    while (got != 0 && size < content.size())
     {
-        content.resize(static_cast<std::size_t>(source.rdbuf()->sgetn(
-            content.data(), static_cast<std::streamsize>(content.size()))));
+        got = read(source.get(), content.data() + size, content.size() - size);
+        if (got < 0 && errno != EINTR)
+        {
+            failToRead(file);
+        }
+        size += static_cast<std::size_t>(std::max<ssize_t>(got, 0));
     }
-    catch (const std::ios_base::failure&)
-    {
-        // A folder can be opened, and not be read.
-        failOn(file, "read", errno);
-    }
-    if (content.size() > most)
+    if (size > most)
     {
         throw std::invalid_argument("it has more than " +
                                     std::to_string(mostRecords) +
                                     " records, which no log holds");
     }
+    content.resize(size);
     return content;
 }
 
