@@ -131,9 +131,7 @@ void EventLog::restoreFile()
 {
     try
     {
-        changeStore([&] {
-            store.restoreFile();
-        });
+        beginChange();
     }
     catch (const Refusal&)
     {
@@ -141,12 +139,16 @@ void EventLog::restoreFile()
     }
 }
 
-EventLog::Addition EventLog::add(const Event& event)
+void EventLog::beginChange()
 {
-    // The rest of this function relies on what the file holds.
     changeStore([&] {
         store.restoreFile();
     });
+}
+
+EventLog::Addition EventLog::add(const Event& event)
+{
+    beginChange();
     const uint64_t size = store.size();
     LogState state = store.state();
     std::vector<uint16_t> dropped;
@@ -207,6 +209,7 @@ void EventLog::noteOverflow()
 
 uint32_t EventLog::clear()
 {
+    beginChange();
     const uint32_t erased = entries();
     LogState state = store.state();
     state.lastErase = clock();
@@ -219,6 +222,7 @@ uint32_t EventLog::clear()
 
 uint32_t EventLog::clearUpTo(uint64_t generation, uint16_t last)
 {
+    beginChange();
     checkGeneration(generation);
     if (const uint16_t found = lastIdentifier();
         last != lastEntry && last != found)

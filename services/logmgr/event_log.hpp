@@ -216,6 +216,10 @@ class EventLog
     }
 
   private:
+    /** Restores the file: what follows relies on what it holds.
+     *
+     *  @throws Refusal */
+    void beginChange();
     void noteOverflow();
     [[noreturn]] void refuseFull();
     std::optional<uint64_t> find(uint16_t recordId) const;

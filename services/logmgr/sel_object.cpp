@@ -257,6 +257,7 @@ int SelObject::clearUpTo(sd_bus_message* message)
     uint16_t last = 0;
     checkBus("sd_bus_message_read",
              sd_bus_message_read(message, "tq", &generation, &last));
+    events.restoreFile();
     const uint16_t found = events.lastIdentifier();
     const uint32_t erased = events.clearUpTo(generation, last);
     announceClearing();

@@ -242,6 +242,28 @@ TEST_F(Log, TakesAnEventOnceItsFileWasOverwritten)
     EXPECT_THAT(ids(), ElementsAre(1, 2, 3, 4));
 }
 
+TEST_F(Log, ClearsWhatItsFileHoldsOnceThatWasOverwritten)
+{
+    open();
+    add(3);
+    const std::filesystem::path file = folder.path() / "data.mdb";
+    const std::string backup = test::contentOf(file);
+    const auto overwrite = [&] {
+        std::fstream(file, std::ios::in | std::ios::out | std::ios::binary)
+            << backup;
+    };
+    add(5);
+    overwrite();
+    EXPECT_EQ(refusalOf([&] {
+                  log->clearUpTo(anyGeneration, 8);
+              }).first,
+              Kind::grown);
+    EXPECT_THAT(ids(), ElementsAre(1, 2, 3));
+    add(2);
+    overwrite();
+    EXPECT_EQ(log->clear(), 3U);
+}
+
 TEST_F(Log, GivesIdentifiersAnewWhenAllHaveBeenGiven)
 {
     test::expectOnSmallFilesystem(folder.path(), "size=60m", [this] {
