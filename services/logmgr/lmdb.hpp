@@ -55,6 +55,12 @@ inline void checkLmdb(const char* call, int code)
     }
 }
 
+/** Points LMDB to bytes; valid as long as they are. */
+inline MDB_val asMdbValue(std::string_view bytes)
+{
+    return {bytes.size(), const_cast<char*>(bytes.data())};
+}
+
 struct CloseEnvironment
 {
     void operator()(MDB_env* environment) const

@@ -55,6 +55,38 @@ mdb_filehandle_t getFile(MDB_env* environment)
     return file;
 }
 
+/** The path under which another file for the folder is made. */
+fs::path madeFile(const fs::path& folder)
+{
+    return folder / (std::string(dataFile) + ".new");
+}
+
+/** Writes all records of a table to a new file. */
+void copyTable(MDB_env* environment, MDB_dbi table, const fs::path& made,
+               std::size_t mapSize)
+{
+    MDB_env* raw = nullptr;
+    checkLmdb("mdb_env_create", mdb_env_create(&raw));
+    const EnvironmentPtr copy(raw);
+    checkLmdb("mdb_env_set_mapsize", mdb_env_set_mapsize(raw, mapSize));
+    checkLmdb("mdb_env_open",
+              mdb_env_open(raw, made.c_str(), openFlags | MDB_NOSUBDIR,
+                           host::storeFileMode));
+    const Transaction from(environment, Transaction::Kind::read);
+    Transaction into(raw, Transaction::Kind::write);
+    MDB_dbi copied = 0;
+    checkLmdb("mdb_dbi_open", mdb_dbi_open(into.get(), nullptr, 0, &copied));
+    Cursor cursor(from.get(), table);
+    for (bool more = cursor.seek(""); more; more = cursor.next())
+    {
+        MDB_val key = asMdbValue(cursor.key());
+        MDB_val value = asMdbValue(cursor.value());
+        checkLmdb("mdb_put",
+                  mdb_put(into.get(), copied, &key, &value, MDB_APPEND));
+    }
+    into.commit();
+}
+
 [[noreturn]] void runAsChild(const std::function<void()>& work)
 {
     // The parent process logs the same lines when it does the same work.
@@ -184,7 +216,7 @@ bool isLogFileInPlace(MDB_env* environment, const fs::path& folder)
 void rewriteLogFile(MDB_env* environment, const fs::path& folder)
 {
     const fs::path file = folder / dataFile;
-    const fs::path made = file.string() + ".new";
+    const fs::path made = madeFile(folder);
     fs::remove(made);
     try
     {
@@ -208,6 +240,28 @@ void rewriteLogFile(MDB_env* environment, const fs::path& folder)
         throw;
     }
     host::syncFolder(folder);
+}
+
+fs::path rescueLogFile(MDB_env* environment, MDB_dbi table,
+                       const fs::path& folder, std::size_t mapSize)
+{
+    const fs::path made = madeFile(folder);
+    fs::remove(made);
+    fs::path aside;
+    try
+    {
+        copyTable(environment, table, made, mapSize);
+        aside = setLogAside(folder);
+        fs::rename(made, folder / dataFile);
+    }
+    catch (...)
+    {
+        std::error_code ignored;
+        fs::remove(made, ignored);
+        throw;
+    }
+    host::syncFolder(folder);
+    return aside;
 }
 
 fs::path setLogAside(const fs::path& folder)

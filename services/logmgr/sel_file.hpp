@@ -63,6 +63,19 @@ bool isLogFileInPlace(MDB_env* environment,
  *  @throws std::exception when that is not possible */
 void rewriteLogFile(MDB_env* environment, const std::filesystem::path& folder);
 
+/** Copies the entries of a damaged file, as far as they can be read, to a new
+ *  file in its place, and sets the damaged one aside. Afterwards the open file
+ * is no longer the folder's, and the caller opens the new one.
+ *
+ *  @param[in] table the table of the entries
+ *  @param[in] mapSize how many bytes the new file may grow to
+ *  @return the damaged file's new path
+ *  @throws std::exception when an entry cannot be read or written; nothing is
+ *          changed then */
+std::filesystem::path rescueLogFile(MDB_env* environment, MDB_dbi table,
+                                    const std::filesystem::path& folder,
+                                    std::size_t mapSize);
+
 /** Renames the folder's file, which nobody may have open.
  *
  *  @return its new path */

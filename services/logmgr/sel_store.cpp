@@ -68,12 +68,6 @@ uint64_t decodeKey(std::string_view key)
     return sequence;
 }
 
-/** Points LMDB to bytes; valid as long as they are. */
-MDB_val asMdbValue(std::string_view bytes)
-{
-    return {bytes.size(), const_cast<char*>(bytes.data())};
-}
-
 void put(MDB_txn* transaction, MDB_dbi table, std::string_view key,
          std::string_view value, unsigned int flags)
 {
@@ -209,6 +203,66 @@ void SelStore::openOrStartAnew()
                     folder.c_str(), aside.c_str(), e.what());
         open();
     }
+    rescueUnlessChangeable();
+}
+
+/** Some damaged pages are read by changes only. */
+void SelStore::rescueUnlessChangeable()
+{
+    const auto change = [this] {
+        // Not committed.
+        const Transaction transaction(environment.get(),
+                                      Transaction::Kind::write);
+        putState(transaction.get(), current);
+    };
+    const auto openAndChange = [&] {
+        environment.reset();
+        open();
+        change();
+    };
+    try
+    {
+        if (crashesProcess(openAndChange))
+        {
+            throw DamagedFile("changing it crashes the process");
+        }
+        change();
+    }
+    catch (const std::exception& e)
+    {
+        // What else fails may work later, and the entries can be read.
+        if (isDamage(e))
+        {
+            rescueOrLog(e.what());
+        }
+    }
+}
+
+void SelStore::rescueOrLog(const char* why)
+{
+    try
+    {
+        rescue(why);
+    }
+    catch (const std::exception& e)
+    {
+        SERVICE_LOG(log::error,
+                    "%s.%d.%s: the log %s is damaged: %s; its entries can be "
+                    "read, and not be written to a new file: %s",
+                    folder.c_str(), why, e.what());
+    }
+}
+
+void SelStore::rescue(const char* why)
+{
+    const fs::path aside =
+        rescueLogFile(environment.get(), table, folder, mapSize);
+    SERVICE_LOG(log::error,
+                "%s.%d.%s: the log %s is damaged: its entries were written to "
+                "a new file, and the damaged one was set aside as %s: %s",
+                folder.c_str(), aside.c_str(), why);
+    environment.reset();
+    open();
 }
 
 void SelStore::open()
@@ -341,6 +395,24 @@ void SelStore::keepLocked()
 void SelStore::change(Reservation reservation, const Work& work)
 {
     restoreFile();
+    try
+    {
+        tryChange(reservation, work);
+    }
+    catch (const LmdbError& e)
+    {
+        const int code = e.code().value();
+        if (code != MDB_CORRUPTED && code != MDB_PAGE_NOTFOUND)
+        {
+            throw;
+        }
+        rescue(e.what());
+        tryChange(reservation, work);
+    }
+}
+
+void SelStore::tryChange(Reservation reservation, const Work& work)
+{
     try
     {
         try

@@ -150,6 +150,9 @@ class SelStore
     };
 
     void openOrStartAnew();
+    void rescueUnlessChangeable();
+    void rescueOrLog(const char* why);
+    void rescue(const char* why);
     void open();
     void reopenIfLost();
     void reopenIfRefused();
@@ -157,6 +160,7 @@ class SelStore
     void keepLocked();
     Content load();
     void change(Reservation reservation, const Work& work);
+    void tryChange(Reservation reservation, const Work& work);
     void reserveBlocks();
     void putState(MDB_txn* transaction, const Content& content) const;
 

@@ -104,6 +104,38 @@ class Store : public testing::Test
         return store.emplace(path);
     }
 
+    /** Overwrites the page that LMDB's list of free pages begins with. */
+    void overwriteFreeList() const
+    {
+        constexpr std::size_t page = 4096;
+        // A head page has two tables after its own head, the first of which is
+        // that list. The number of its page is its last field.
+        constexpr std::size_t rootAt = 16 + 24 + 40;
+        constexpr std::size_t changeAt = 16 + 24 + 2 * 48 + 8;
+        const std::string content = contentOf(file);
+        const auto numberAt = [&content](std::size_t at) {
+            std::size_t number = 0;
+            std::memcpy(&number, &content[at], sizeof(number));
+            return number;
+        };
+        const std::size_t head =
+            numberAt(changeAt) > numberAt(page + changeAt) ? 0 : page;
+        std::fstream stream(file,
+                            std::ios::binary | std::ios::in | std::ios::out);
+        stream.seekp(
+            static_cast<std::streamoff>(numberAt(head + rootAt) * page));
+        stream << std::string(page, '\0');
+    }
+
+    void expectRescue(const std::string& lines) const
+    {
+        EXPECT_THAT(lines,
+                    HasSubstr("is damaged: its entries were written to a new "
+                              "file, and the damaged one was set aside as " +
+                              (path / "data.mdb.damaged").string()));
+        EXPECT_FALSE(fs::exists(path / "data.mdb.new"));
+    }
+
     /** The log in a copy of the file. */
     std::vector<uint16_t> idsInCopy(const std::string& content) const
     {
@@ -298,6 +330,77 @@ TEST_F(Store, SetsALogAsideThatLmdbWouldDieOf)
     EXPECT_EQ(store->size(), 0U);
     append(*store, 1);
     EXPECT_THAT(idsIn(*store), ElementsAre(1));
+}
+
+TEST_F(Store, TakesEntriesWhateverPageWasOverwritten)
+{
+    constexpr std::size_t page = 4096;
+    constexpr std::size_t headPages = 2;
+    constexpr int entries = 200;
+    append(open(), entries);
+    store.reset();
+    const std::string whole = writtenIn(file);
+    std::size_t kept = 0;
+    for (std::size_t at = headPages * page; at < whole.size(); at += page)
+    {
+        for (const char byte : {'\0', '\xff'})
+        {
+            const test::TemporaryFolder other;
+            std::string content = whole;
+            content.replace(at, page, std::string(page, byte));
+            other.write("data.mdb", content);
+            SelStore damaged(other.path());
+            const uint64_t before = damaged.size();
+            append(damaged, 3);
+            EXPECT_EQ(idsIn(damaged).size(), before + 3);
+            kept += before == entries ? 1 : 0;
+            damaged.clear({});
+            append(damaged, 1);
+            EXPECT_THAT(idsIn(damaged), ElementsAre(1));
+        }
+    }
+    // Not every page holds entries.
+    EXPECT_GT(kept, 0U);
+}
+
+TEST_F(Store, KeepsItsEntriesWhereAPageThatOnlyChangesReadIsDamaged)
+{
+    append(open(), 200);
+    const uint64_t generation = store->generation();
+    store.reset();
+    overwriteFreeList();
+    testing::internal::CaptureStderr();
+    open();
+    expectRescue(testing::internal::GetCapturedStderr());
+    EXPECT_EQ(store->generation(), generation);
+    append(*store, 1);
+    EXPECT_EQ(idsIn(open()).size(), 201U);
+}
+
+TEST_F(Store, KeepsItsEntriesWhenSuchAPageIsDamagedWhileItIsOpen)
+{
+    append(open(), 200);
+    const uint64_t generation = store->generation();
+    overwriteFreeList();
+    testing::internal::CaptureStderr();
+    append(*store, 1);
+    expectRescue(testing::internal::GetCapturedStderr());
+    EXPECT_EQ(idsIn(open()).size(), 201U);
+    EXPECT_EQ(store->generation(), generation);
+}
+
+TEST_F(Store, CanBeReadWhereItIsDamagedAndNoNewFileCanBeWritten)
+{
+    append(open(), 200);
+    store.reset();
+    overwriteFreeList();
+    EXPECT_EQ(inChild([this] {
+                  test::growNoMore();
+                  return idsIn(open()).size() == 200 ? 0 : 1;
+              }),
+              0);
+    EXPECT_FALSE(fs::exists(path / "data.mdb.new"));
+    EXPECT_FALSE(fs::exists(path / "data.mdb.damaged"));
 }
 
 TEST_F(Store, SetsALogAsideWhoseKeysAreWrong)
