@@ -14,4 +14,10 @@ namespace healthintf::logmgr
  *  latest transactions freed only after another transaction or two. */
 std::size_t freePages(MDB_env* environment);
 
+/** Whether the lists of free pages can be right: a change writes to the pages
+ *  that they name.
+ *
+ *  @throws LmdbError when they cannot be read */
+bool areFreePagesPlausible(MDB_env* environment);
+
 } // namespace healthintf::logmgr

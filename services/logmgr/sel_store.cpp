@@ -210,6 +210,10 @@ void SelStore::openOrStartAnew()
 void SelStore::rescueUnlessChangeable()
 {
     const auto change = [this] {
+        if (!areFreePagesPlausible(environment.get()))
+        {
+            throw DamagedFile("its lists of free pages are wrong");
+        }
         // Not committed.
         const Transaction transaction(environment.get(),
                                       Transaction::Kind::write);

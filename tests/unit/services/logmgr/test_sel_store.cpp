@@ -104,8 +104,8 @@ class Store : public testing::Test
         return store.emplace(path);
     }
 
-    /** Overwrites the page that LMDB's list of free pages begins with. */
-    void overwriteFreeList() const
+    /** Where the page is that LMDB's list of free pages begins with. */
+    std::size_t freeListAt() const
     {
         constexpr std::size_t page = 4096;
         // A head page has two tables after its own head, the first of which is
@@ -120,11 +120,21 @@ class Store : public testing::Test
         };
         const std::size_t head =
             numberAt(changeAt) > numberAt(page + changeAt) ? 0 : page;
+        return numberAt(head + rootAt) * page;
+    }
+
+    void writeAt(std::size_t at, const std::string& bytes) const
+    {
         std::fstream stream(file,
                             std::ios::binary | std::ios::in | std::ios::out);
-        stream.seekp(
-            static_cast<std::streamoff>(numberAt(head + rootAt) * page));
-        stream << std::string(page, '\0');
+        stream.seekp(static_cast<std::streamoff>(at));
+        stream << bytes;
+    }
+
+    void overwriteFreeList() const
+    {
+        constexpr std::size_t page = 4096;
+        writeAt(freeListAt(), std::string(page, '\0'));
     }
 
     void expectRescue(const std::string& lines) const
@@ -375,6 +385,26 @@ TEST_F(Store, KeepsItsEntriesWhereAPageThatOnlyChangesReadIsDamaged)
     EXPECT_EQ(store->generation(), generation);
     append(*store, 1);
     EXPECT_EQ(idsIn(open()).size(), 201U);
+}
+
+TEST_F(Store, KeepsItsEntriesWhereItsFreePagesAreWrong)
+{
+    append(open(), 200);
+    store.reset();
+    // The last number on the page is that of a free page, or a list's length.
+    constexpr std::size_t lastNumber = 4096 - sizeof(uint64_t);
+    for (const char* wrong : {"\1\0\0\0\0\0\0\0", "\0\0\0\1\0\0\0\0"})
+    {
+        writeAt(freeListAt() + lastNumber,
+                std::string(wrong, sizeof(uint64_t)));
+        testing::internal::CaptureStderr();
+        open();
+        expectRescue(testing::internal::GetCapturedStderr());
+        fs::remove(path / "data.mdb.damaged");
+        append(*store, 50);
+        store.reset();
+    }
+    EXPECT_EQ(idsIn(open()).size(), 300U);
 }
 
 TEST_F(Store, KeepsItsEntriesWhenSuchAPageIsDamagedWhileItIsOpen)
