@@ -214,10 +214,18 @@ void SelStore::rescueUnlessChangeable()
         {
             throw DamagedFile("its lists of free pages are wrong");
         }
-        // Not committed.
+        // Not committed. It writes to the first page of the table and to the
+        // last, which it splits.
         const Transaction transaction(environment.get(),
                                       Transaction::Kind::write);
         putState(transaction.get(), current);
+        constexpr std::size_t large = 1024;
+        constexpr uint64_t additions = 4;
+        for (uint64_t i = 0; i < additions; ++i)
+        {
+            put(transaction.get(), table, encodeKey(current.next + i),
+                std::string(large, '\0'), MDB_APPEND);
+        }
     };
     const auto openAndChange = [&] {
         environment.reset();
