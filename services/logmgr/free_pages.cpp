@@ -74,7 +74,10 @@ bool areFreePagesPlausible(MDB_env* environment)
     Cursor cursor(transaction.get(), freeLists);
     for (bool more = cursor.seek(""); more; more = cursor.next())
     {
-        if (!addPages(cursor.value(), info.me_last_pgno, pages))
+        // A list's key is the number of the change that gave the pages up.
+        if (cursor.key().size() != numberSize ||
+            numberAt(cursor.key(), 0) > info.me_last_txnid ||
+            !addPages(cursor.value(), info.me_last_pgno, pages))
         {
             return false;
         }

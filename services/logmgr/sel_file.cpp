@@ -145,6 +145,7 @@ bool isDamage(const std::exception& failure)
             case MDB_BAD_TXN:
             case MDB_BAD_VALSIZE:
             case MDB_CORRUPTED:
+            case MDB_CURSOR_FULL:
             case MDB_INCOMPATIBLE:
             case MDB_INVALID:
             case MDB_PAGE_NOTFOUND:

@@ -156,6 +156,23 @@ class Store : public testing::Test
         return idsIn(copy);
     }
 
+    /** Opens a damaged file, and expects that it can be changed.
+     *
+     *  @return whether it had so many entries */
+    static bool usable(const std::string& content, std::size_t entries)
+    {
+        const test::TemporaryFolder other;
+        other.write("data.mdb", content);
+        SelStore damaged(other.path());
+        const std::size_t before = idsIn(damaged).size();
+        append(damaged, 3);
+        EXPECT_EQ(idsIn(damaged).size(), before + 3);
+        damaged.clear({});
+        append(damaged, 1);
+        EXPECT_THAT(idsIn(damaged), ElementsAre(1));
+        return before == entries;
+    }
+
     test::TemporaryFolder folder;
     fs::path path = folder.path() / "deep" / "sel";
     fs::path file = path / "data.mdb";
@@ -346,7 +363,7 @@ TEST_F(Store, TakesEntriesWhateverPageWasOverwritten)
 {
     constexpr std::size_t page = 4096;
     constexpr std::size_t headPages = 2;
-    constexpr int entries = 200;
+    constexpr std::size_t entries = 200;
     append(open(), entries);
     store.reset();
     const std::string whole = writtenIn(file);
@@ -355,19 +372,14 @@ TEST_F(Store, TakesEntriesWhateverPageWasOverwritten)
     {
         for (const char byte : {'\0', '\xff'})
         {
-            const test::TemporaryFolder other;
             std::string content = whole;
             content.replace(at, page, std::string(page, byte));
-            other.write("data.mdb", content);
-            SelStore damaged(other.path());
-            const uint64_t before = damaged.size();
-            append(damaged, 3);
-            EXPECT_EQ(idsIn(damaged).size(), before + 3);
-            kept += before == entries ? 1 : 0;
-            damaged.clear({});
-            append(damaged, 1);
-            EXPECT_THAT(idsIn(damaged), ElementsAre(1));
+            kept += usable(content, entries) ? 1 : 0;
         }
+        // In its head, both bounds of its free space.
+        std::string content = whole;
+        content.replace(at + 12, 4, "\x7f\x7f\x7f\x7f");
+        kept += usable(content, entries) ? 1 : 0;
     }
     // Not every page holds entries.
     EXPECT_GT(kept, 0U);
@@ -387,11 +399,32 @@ TEST_F(Store, KeepsItsEntriesWhereAPageThatOnlyChangesReadIsDamaged)
     EXPECT_EQ(idsIn(open()).size(), 201U);
 }
 
+TEST_F(Store, KeepsItsEntriesWhereAnAdditionWouldCrashTheProcess)
+{
+    constexpr std::size_t page = 4096;
+    // In the head of a page, the end of its free space.
+    constexpr std::size_t endAt = 15;
+    append(open(), 200);
+    store.reset();
+    const std::string content = contentOf(file);
+    const std::string lastKey = keyOf('\xc7');
+    for (std::size_t at = content.find(lastKey); at != std::string::npos;
+         at = content.find(lastKey, at + 1))
+    {
+        writeAt(at / page * page + endAt, "\x11");
+    }
+    testing::internal::CaptureStderr();
+    open();
+    expectRescue(testing::internal::GetCapturedStderr());
+    append(*store, 1);
+    EXPECT_EQ(idsIn(open()).size(), 201U);
+}
+
 TEST_F(Store, KeepsItsEntriesWhereItsFreePagesAreWrong)
 {
     append(open(), 200);
     store.reset();
-    // The last number on the page is that of a free page, or a list's length.
+    // The last number on the page is that of a free page.
     constexpr std::size_t lastNumber = 4096 - sizeof(uint64_t);
     for (const char* wrong : {"\1\0\0\0\0\0\0\0", "\0\0\0\1\0\0\0\0"})
     {
