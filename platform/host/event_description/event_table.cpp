@@ -5,7 +5,6 @@
 #include "../message_registry/json_lines.hpp"
 #include "event_record.hpp"
 
-#include <ranges>
 #include <utility>
 
 namespace healthintf::host
@@ -93,7 +92,8 @@ EventTable EventTable::load(const std::vector<fs::path>& folders)
     bool any = false;
     // A state of an earlier folder replaces that of a later one, but takes no
     // identifier from other states: so the later folders come first.
-    for (const fs::path& folder : std::views::reverse(folders))
+    const std::vector<fs::path> lastFirst(folders.rbegin(), folders.rend());
+    for (const fs::path& folder : lastFirst)
     {
         table.beginFolder();
         std::error_code error;
@@ -214,8 +214,10 @@ void EventTable::addStates(const EventStates& more, EventStates& known,
                            Numbers& numbers, const EventSource& source,
                            Check&& check)
 {
-    for (const auto& [offset, state] : more)
+    for (const auto& each : more)
     {
+        const uint8_t offset = each.first;
+        const EventState& state = each.second;
         const std::pair<const EventStates*, uint8_t> place{&known, offset};
         if (statesOfFolder.contains(place))
         {

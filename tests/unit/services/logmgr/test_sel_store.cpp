@@ -363,6 +363,9 @@ TEST_F(Store, TakesEntriesWhateverPageWasOverwritten)
 {
     constexpr std::size_t page = 4096;
     constexpr std::size_t headPages = 2;
+    // In the head of a page, both bounds of its free space.
+    constexpr std::size_t boundsAt = 12;
+    constexpr std::size_t bounds = 4;
     constexpr std::size_t entries = 200;
     append(open(), entries);
     store.reset();
@@ -376,9 +379,8 @@ TEST_F(Store, TakesEntriesWhateverPageWasOverwritten)
             content.replace(at, page, std::string(page, byte));
             kept += usable(content, entries) ? 1 : 0;
         }
-        // In its head, both bounds of its free space.
         std::string content = whole;
-        content.replace(at + 12, 4, "\x7f\x7f\x7f\x7f");
+        content.replace(at + boundsAt, bounds, std::string(bounds, '\x7f'));
         kept += usable(content, entries) ? 1 : 0;
     }
     // Not every page holds entries.
