@@ -1,4 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
+import subprocess
 import sys
 
 from conftest import SCRIPTS
@@ -107,3 +108,10 @@ def test_leave_texts_and_comments_and_static_assertions_alone():
         )
         == []
     )
+
+
+def test_are_explained_only_where_there_is_such_code():
+    listed = subprocess.run(
+        [SCRIPTS / "mutate", "--list", "--count", "1"], capture_output=True, text=True
+    )
+    assert listed.returncode == 0, listed.stderr
