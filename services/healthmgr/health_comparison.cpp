@@ -11,8 +11,9 @@ namespace
 
 /** The numbers of equal comparisons after which the children's health is sent
  *  to a node, the node is made again, the health is sent again, and nothing
- *  more is tried. */
+ *  more is tried. Only the first of these is done for a daemon's node. */
 constexpr std::size_t telling = 2;
+constexpr std::size_t givingUpADaemons = 3;
 constexpr std::size_t making = 4;
 constexpr std::size_t tellingAgain = 5;
 constexpr std::size_t givingUp = 6;
@@ -64,6 +65,13 @@ void tell(const Healths& records, const std::string& key,
 
 } // namespace
 
+void HealthComparison::beginAnew()
+{
+    std::erase_if(differing, [](const auto& each) {
+        return each.second.hosted;
+    });
+}
+
 /** Finds the nodes that have lost their records since the last comparison, and
  *  stores the current nodes for the next one. */
 std::vector<std::string> HealthComparison::takeGone(const Healths& records)
@@ -96,17 +104,23 @@ HealthComparison::Findings HealthComparison::compare(
     {
         const auto found = worst.find(key);
         const uint32_t expected = found == worst.end() ? 0 : found->second;
-        if (held == expected || !isHosted(key))
+        // A daemon's node may be worse than its children, by its own faults.
+        const bool hosted = isHosted(key);
+        if (held == expected || (held > expected && !hosted))
         {
             continue;
         }
+        const std::size_t last = hosted ? givingUp : givingUpADaemons;
         const auto before = differing.find(key);
-        const bool isSame = before != differing.end() &&
-                            before->second.held == held &&
-                            before->second.expected == expected;
+        const bool isSame =
+            before != differing.end() && before->second.hosted == hosted &&
+            before->second.held == held && before->second.expected == expected;
         const std::size_t times =
-            isSame ? std::min(before->second.times + 1, givingUp) : 1;
-        now[key] = {.held = held, .expected = expected, .times = times};
+            isSame ? std::min(before->second.times + 1, last) : 1;
+        now[key] = {.held = held,
+                    .expected = expected,
+                    .hosted = hosted,
+                    .times = times};
         if (times == telling || times == tellingAgain)
         {
             tell(records, key, findings);
@@ -115,7 +129,7 @@ HealthComparison::Findings HealthComparison::compare(
         {
             findings.stale.push_back(key);
         }
-        findings.unsettled |= times < givingUp;
+        findings.unsettled |= times < last;
     }
     differing = std::move(now);
     return findings;

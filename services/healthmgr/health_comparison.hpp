@@ -2,7 +2,8 @@
 #pragma once
 
 /** @file Finds healthmgr's nodes whose health is not the worst of their
- *  children's, and nodes that are gone. */
+ *  children's, daemons' nodes whose health is better than that, and nodes that
+ *  are gone. */
 
 #include <cstddef>
 #include <cstdint>
@@ -42,9 +43,10 @@ class HealthComparison
         bool unsettled = false;
     };
 
-    /** Compares the health of this process's nodes, which have no health of
-     *  their own, with the worst of their children, and the set of all nodes
-     *  with that of the comparison before.
+    /** Compares the health of all nodes with the worst of their children, and
+     *  the set of all nodes with that of the comparison before. The nodes of
+     *  this process have no health of their own; a daemon's node may be worse
+     *  than its children, but not better.
      *
      *  @param[in] records the health of all nodes
      *  @param[in] isHosted whether a node is hosted by this process */
@@ -57,17 +59,17 @@ class HealthComparison
         known.erase(key);
     }
 
-    /** Forgets the repairs that did not help, so that they are tried again. */
-    void beginAnew()
-    {
-        differing.clear();
-    }
+    /** Forgets the repairs of this process's nodes that did not help, so that
+     *  they are tried again. A daemon's node may be better than its children
+     *  because the daemon calculates its health some other way. */
+    void beginAnew();
 
   private:
     struct Difference
     {
         uint32_t held = 0;
         uint32_t expected = 0;
+        bool hosted = false;
         std::size_t times = 0;
     };
 

@@ -159,6 +159,22 @@ TEST_F(SilentRecords, CountNoLongerAlsoInADaemonsNode)
               std::chrono::seconds(1));
 }
 
+TEST_F(SilentRecords, CountInADaemonsNodeThatIsBetter)
+{
+    put("/d/c", 2);
+    test::Component daemon(root + "/d", 1);
+    service.runUntil("health", [] {
+        return recordedHealth(root + "/d") == 2;
+    });
+    datacache_healthstatus_set_property(root + "/d/c", "HealthStatus", 4u);
+    const auto start = std::chrono::steady_clock::now();
+    service.runUntil("health of the child", [] {
+        return recordedHealth(root + "/d") == 4;
+    });
+    EXPECT_LT(std::chrono::steady_clock::now() - start,
+              std::chrono::seconds(1));
+}
+
 TEST_F(SilentRecords, CountNoLongerHoweverLateTheyGo)
 {
     waitFor("/p", 4);

@@ -344,6 +344,41 @@ TEST_F(TreeRecovery, ShowsNoOtherHealthWhileANodeChangesHands)
     EXPECT_THAT(client.updates, testing::ElementsAre(rootIs + "0"));
 }
 
+TEST_F(TreeRecovery, ShowsTheYoungerHolderWhenTheOlderEndedWithoutAManager)
+{
+    startManager();
+    const std::string key = root + "/a/b";
+    Component parent(root + "/a", 2);
+    Component older(key, 2);
+    Component younger(key, 4);
+    client.waitForHealth(root, 4);
+    manager->kill();
+    older.end();
+    client.waitUntil("the end that overtook the younger one's health", [&] {
+        return client.health(parent.name().c_str(), root + "/a") == 2u;
+    });
+    startManager();
+    client.waitUntil("the younger one's health", [&] {
+        return client.health(parent.name().c_str(), root + "/a") == 4u &&
+               client.health(service, root) == 4u;
+    });
+}
+
+TEST_F(TreeRecovery, ShowsWhatAnEnabledParentPassesOver)
+{
+    startManager();
+    const std::string key = root + "/a/b";
+    Component parent(key, 2);
+    Component leaf(key + "/c", 4);
+    client.waitForHealth(root, 4);
+    parent.process.ask("disable " + key);
+    parent.process.ask("enable " + key);
+    client.waitUntil("health of the child", [&] {
+        return client.health(parent.name().c_str(), key) == 4u;
+    });
+    client.waitForHealth(root, 4);
+}
+
 TEST_F(TreeRecovery, GivesTheRootToTheDaemonThatComesForIt)
 {
     startManager();

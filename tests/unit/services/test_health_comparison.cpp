@@ -97,11 +97,28 @@ TEST_F(ComparedHealth, OfNodesThatBeginAlikeIsToldApart)
     EXPECT_THAT(compare(2).strangers, ElementsAre(Pair("/r/a", "/r/a1")));
 }
 
-TEST_F(ComparedHealth, OfADaemonsNodeIsItsOwnAffair)
+TEST_F(ComparedHealth, OfADaemonsNodeMayBeWorseThanThatOfItsChildren)
 {
+    records["/r/daemon"] = 3;
     records["/r/daemon/daemon"] = 2;
     EXPECT_TRUE(asksForNothing(compare(2)));
     EXPECT_FALSE(compare().unsettled);
+}
+
+TEST_F(ComparedHealth, OfADaemonsNodeThatIsBetterThanAChildIsToldOnce)
+{
+    records["/r/daemon/daemon"] = 2;
+    EXPECT_TRUE(compare().unsettled);
+    EXPECT_THAT(compare().untold, ElementsAre("/r/daemon/daemon"));
+    for (int i = 0; i < 9; ++i)
+    {
+        const Findings findings = compare();
+        EXPECT_TRUE(asksForNothing(findings)) << i;
+        EXPECT_FALSE(findings.unsettled) << "the daemon may calculate it so";
+        comparison.beginAnew();
+    }
+    records["/r/daemon/daemon"] = 3;
+    EXPECT_THAT(compare(2).untold, ElementsAre("/r/daemon/daemon"));
 }
 
 } // namespace
