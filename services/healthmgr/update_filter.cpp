@@ -36,9 +36,10 @@ bool isRecordable(const char* path)
 } // namespace
 
 UpdateFilter::UpdateFilter(services::Connection& connection, HostedNodes& nodes,
-                           RecordAnnouncer& announcer, EndHandlers ends) :
+                           RecordAnnouncer& announcer,
+                           UpdateHandlers handlers) :
     connection(connection),
-    nodes(nodes), announcer(announcer), ends(std::move(ends)),
+    nodes(nodes), announcer(announcer), handlers(std::move(handlers)),
     filter(connection.get(), [this](sd_bus_message* message) {
         return refuses(message);
     })
@@ -82,7 +83,7 @@ bool UpdateFilter::refuses(sd_bus_message* message)
     }
     return health == health_namespace::healthNone
                ? refusesEnd(message, parent, child)
-               : refusesUntrue(parent, child, health);
+               : refusesUntrue(message, parent, child, health);
 }
 
 /** Handles the report of a node's end. The node's record is removed after that,
@@ -100,7 +101,7 @@ bool UpdateFilter::refusesEnd(sd_bus_message* message, const char* parent,
     }
     if (!host::findHealthRecord(child))
     {
-        ends.replace(child);
+        handlers.replace(child);
     }
     // While no record can be read, everybody is believed.
     const auto recorded = recordedHealth(child);
@@ -110,19 +111,25 @@ bool UpdateFilter::refusesEnd(sd_bus_message* message, const char* parent,
     }
     if (message != nullptr)
     {
-        sd_bus_message_rewind(message, 1);
-        sdbusplus::message_t ended(message);
-        ends.take(ended);
+        take(message);
     }
     return true;
+}
+
+/** Hands an update that the nodes here must not hear to TreeKeeper. */
+void UpdateFilter::take(sd_bus_message* message) const
+{
+    sd_bus_message_rewind(message, 1);
+    sdbusplus::message_t update(message);
+    handlers.take(update);
 }
 
 /** Handles an update that may differ from the child's record: it was made up,
  *  or another update follows.
  *
  *  @return whether the nodes here must not hear it */
-bool UpdateFilter::refusesUntrue(const char* parent, const char* child,
-                                 uint32_t health)
+bool UpdateFilter::refusesUntrue(sd_bus_message* message, const char* parent,
+                                 const char* child, uint32_t health)
 {
     const bool hosted = nodes.hosts(parent);
     // Daemons may have nodes outside of the tree, or with keys that are too
@@ -142,6 +149,11 @@ bool UpdateFilter::refusesUntrue(const char* parent, const char* child,
     if (!hosted || *recorded != health_namespace::healthNone)
     {
         announcer.announceIfRoom(child);
+    }
+    // The data cache may have refused the record: the node is to make it later.
+    if (hosted && !host::findHealthRecord(child))
+    {
+        take(message);
     }
     return hosted;
 }

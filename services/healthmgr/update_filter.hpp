@@ -18,13 +18,14 @@
 namespace healthintf::healthmgr
 {
 
-/** What TreeKeeper does about the end of a node. */
-struct EndHandlers
+/** What TreeKeeper does about updates that are kept from their parents. */
+struct UpdateHandlers
 {
     /** Makes the node of a key without a record again, if there are nodes below
      *  it. */
     std::function<void(const std::string& key)> replace;
-    /** Handles the report of a node's end that is kept from its parent. */
+    /** Handles the report of a node's end, or of a node without a record, that
+     *  is kept from its parent. */
     std::function<void(sdbusplus::message_t& message)> take;
 };
 
@@ -40,20 +41,22 @@ class UpdateFilter
      *
      *  @throws std::system_error when the connection refuses the filter */
     UpdateFilter(services::Connection& connection, HostedNodes& nodes,
-                 RecordAnnouncer& announcer, EndHandlers ends);
+                 RecordAnnouncer& announcer, UpdateHandlers handlers);
 
   private:
     bool refuses(sd_bus_message* message);
     bool refusesEnd(sd_bus_message* message, const char* parent,
                     const char* child);
-    bool refusesUntrue(const char* parent, const char* child, uint32_t health);
+    bool refusesUntrue(sd_bus_message* message, const char* parent,
+                       const char* child, uint32_t health);
+    void take(sd_bus_message* message) const;
     bool isHeardBy(const char* parent) const;
     void noteRefusal(sd_bus_message* message);
 
     services::Connection& connection;
     HostedNodes& nodes;
     RecordAnnouncer& announcer;
-    EndHandlers ends;
+    UpdateHandlers handlers;
     host::FailureLog refusals;
     services::MessageFilter filter;
 };

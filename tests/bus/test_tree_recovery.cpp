@@ -10,6 +10,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <csignal>
@@ -494,6 +495,22 @@ TEST_F(TreeRecovery, FindsEverybodysRecordsAgainThatSomebodyRemoved)
         client.catchUp();
         return recordedFaults().empty() && recordedHealth(root) == 0;
     });
+}
+
+TEST_F(TreeRecovery, ShowsAFaultOnceTheDataCacheHasRoomForItsNode)
+{
+    startManager();
+    const std::string key = root + "/a/b";
+    Component daemon(std::vector<std::string>{"env", "--ignore-signal=XFSZ",
+                                              "prlimit", "--fsize=0:unlimited",
+                                              COMPONENT_DAEMON, "sd-event"});
+    daemon.init(key, 2);
+    daemon.add(key, "BAD", "/sensor", 1);
+    EXPECT_THAT(recordedKeys(), testing::Not(testing::Contains(key)));
+    const rlimit enough{RLIM_INFINITY, RLIM_INFINITY};
+    ASSERT_EQ(prlimit(daemon.process.pid(), RLIMIT_FSIZE, &enough, nullptr), 0);
+    client.waitForHealth(root, 4);
+    EXPECT_EQ(recordedFaults().size(), 1U);
 }
 
 TEST_F(TreeRecovery, KeepsAStoppedDaemonsRecords)

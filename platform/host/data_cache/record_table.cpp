@@ -3,23 +3,76 @@
 
 #include "../directories.hpp"
 #include "data_cache.hpp"
+#include "refused_records.hpp"
 
 #include <platform/data_abstraction/results.hpp>
 
+#include <atomic>
 #include <cerrno>
+#include <exception>
+#include <utility>
 
 namespace healthintf::host
 {
 namespace
 {
 
+/** Whether any record was ever refused: spares the others the look for it. */
+constinit std::atomic<bool> refusedAny{false};
+
+/** Makes the records that were refused before, if they are accepted now. */
+void tryRefusedAgain()
+{
+    if (refusedAny)
+    {
+        RefusedRecords::ofThisProcess().tryAgain([](const NewRecord& record) {
+            ownRecords().put(record);
+        });
+    }
+}
+
+void forgetRefused(RecordKind kind, std::string_view path)
+{
+    if (refusedAny)
+    {
+        RefusedRecords::ofThisProcess().forget(kind, path);
+    }
+}
+
+/** Keeps a record that was refused with this error number, if that may change
+ *  and there is memory for it. */
+void keepRefused(const NewRecord& record, int code) noexcept
+{
+    if (code == ENAMETOOLONG || code == E2BIG)
+    {
+        return;
+    }
+    try
+    {
+        refusedAny = true;
+        RefusedRecords::ofThisProcess().keep(record);
+    }
+    catch (const std::exception&)
+    {
+        // Its object goes on without a record.
+    }
+}
+
 /** Runs @p work on the records of this process; ENOENT when it has none. */
 template <typename Work>
 int withOwnRecords(Work&& work)
 {
+    OwnRecords* records = ownRecordsIfAny();
+    return records == nullptr ? ENOENT : work(*records);
+}
+
+/** Changes a record of this process. */
+template <typename Work>
+int changeRecord(Work&& work)
+{
     return useCache([&] {
-        OwnRecords* records = ownRecordsIfAny();
-        return records == nullptr ? ENOENT : work(*records);
+        tryRefusedAgain();
+        return withOwnRecords(std::forward<Work>(work));
     });
 }
 
@@ -28,32 +81,43 @@ int withOwnRecords(Work&& work)
 int putRecord(RecordKind kind, const std::string& path,
               std::string_view payload, uint32_t live)
 {
-    return useCache([&] {
-        ownRecords().put(
-            {.kind = kind, .path = path, .payload = payload, .live = live});
+    const NewRecord record{
+        .kind = kind, .path = path, .payload = payload, .live = live};
+    const int result = useCache([&] {
+        forgetRefused(kind, path);
+        tryRefusedAgain();
+        ownRecords().put(record);
         return 0;
     });
+    if (result != 0)
+    {
+        keepRefused(record, result);
+    }
+    return result;
 }
 
 int editRecord(RecordKind kind, const std::string& path,
                const std::function<int(std::string& payload)>& edit)
 {
-    return withOwnRecords([&](OwnRecords& records) {
+    return changeRecord([&](OwnRecords& records) {
         return records.edit(kind, path, edit);
     });
 }
 
 int setLiveValue(RecordKind kind, const std::string& path, uint32_t value)
 {
-    return withOwnRecords([&](OwnRecords& records) {
+    return changeRecord([&](OwnRecords& records) {
         return records.setLive(kind, path, value);
     });
 }
 
 int removeRecord(RecordKind kind, const std::string& path)
 {
-    return withOwnRecords([&](OwnRecords& records) {
-        return records.remove(kind, path);
+    return useCache([&] {
+        forgetRefused(kind, path);
+        return withOwnRecords([&](OwnRecords& records) {
+            return records.remove(kind, path);
+        });
     });
 }
 

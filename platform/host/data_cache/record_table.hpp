@@ -16,7 +16,9 @@
 namespace healthintf::host
 {
 
-/** Adds a record of this process at @p path, or replaces it.
+/** Adds a record of this process at @p path, or replaces it. If that fails for
+ *  lack of room or permission, it is tried again before each further change of
+ *  this process's records, until the record is removed.
  *
  *  @return 0, or an error number */
 int putRecord(RecordKind kind, const std::string& path,

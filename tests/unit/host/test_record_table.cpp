@@ -6,8 +6,10 @@
 #include <platform/data_abstraction/results.hpp>
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 
 #include <cerrno>
+#include <csignal>
 #include <map>
 
 namespace healthintf::host
@@ -64,6 +66,61 @@ TEST_F(RecordTable, KeepsRecordsByKindAndPath)
                   putRecord(health, "/a", "health", 0);
                   return read(fault) == Map{{"/a", "fault"}} &&
                                  read(health) == Map{{"/a", "health"}}
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+/** Lets this process write no file, as if there were no space, or lets it
+ *  again. */
+void setSpace(bool enough)
+{
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit most{enough ? RLIM_INFINITY : 0, RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &most);
+}
+
+TEST_F(RecordTable, MakesRefusedRecordsWithTheNextChangeThatSucceeds)
+{
+    EXPECT_EQ(inChild([] {
+                  setSpace(false);
+                  if (putRecord(health, "/a", "", 2) == 0 ||
+                      putRecord(fault, "/a/1", "fault", 0) == 0 ||
+                      setLiveValue(health, "/a", 4) != ENOENT)
+                  {
+                      return 1;
+                  }
+                  setSpace(true);
+                  return setLiveValue(health, "/a", 4) == 0 &&
+                                 read(health) == Map{{"/a", ""}} &&
+                                 read(fault) == Map{{"/a/1", "fault"}}
+                             ? 0
+                             : 2;
+              }),
+              0);
+}
+
+TEST_F(RecordTable, MakesNoRefusedRecordThatWasRemoved)
+{
+    EXPECT_EQ(inChild([] {
+                  setSpace(false);
+                  putRecord(health, "/a", "", 2);
+                  putRecord(health, "/b", "", 2);
+                  removeRecord(health, "/a");
+                  setSpace(true);
+                  setLiveValue(health, "/b", 3);
+                  return read(health) == Map{{"/b", ""}} ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(RecordTable, TriesNoRecordAgainThatIsTooLarge)
+{
+    EXPECT_EQ(inChild([] {
+                  const std::string path = "/" + std::string(600, 'a');
+                  return putRecord(health, path, "", 2) == ENAMETOOLONG &&
+                                 setLiveValue(health, path, 3) == ENOENT
                              ? 0
                              : 1;
               }),
