@@ -16,7 +16,9 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 namespace healthintf::host
@@ -65,17 +67,30 @@ void handleForks()
 }
 
 /** Removes the segments of dead processes that have no nodes. The others are
- *  left to healthmgr, which must report the nodes' end to their parents; if
- *  there are too many, healthmgr is not running, and all are removed. */
+ *  left to healthmgr, which must report the nodes' end to their parents. If
+ *  there are many, healthmgr is not running: then one segment of each node is
+ *  left for the next healthmgr, and that only up to a limit. */
 void removeLeftovers(const fs::path& folder)
 {
-    constexpr std::size_t mostLeft = 64;
+    constexpr std::size_t many = 64;
+    constexpr std::size_t mostLeft = 1024;
     const auto dead = findDeadSegments(folder);
+    std::set<std::string_view> known;
+    std::size_t left = 0;
     for (const DeadSegment& segment : dead)
     {
-        if (segment.nodes.empty() || dead.size() > mostLeft)
+        bool isNeeded = !segment.nodes.empty() && dead.size() <= many;
+        for (const std::string& key : segment.nodes)
+        {
+            isNeeded |= known.insert(key).second;
+        }
+        if (!isNeeded || left == mostLeft)
         {
             removeSegment(folder, segment.name);
+        }
+        else
+        {
+            ++left;
         }
     }
 }

@@ -2,6 +2,8 @@
 #include "cache_test.hpp"
 #include "data_cache/data_cache.hpp"
 #include "data_cache/record_table.hpp"
+#include "data_cache/segment.hpp"
+#include "data_cache/segment_folder.hpp"
 
 #include <gmock/gmock.h>
 
@@ -17,6 +19,7 @@
 #include <string>
 #include <system_error>
 #include <thread>
+#include <vector>
 
 namespace healthintf::host
 {
@@ -239,6 +242,67 @@ TEST_F(DataCache, RemovesWhatTheDeadLeftButNotTheirNodes)
                   return filesIn(cacheFolder()) == 2 ? 0 : 1;
               }),
               0);
+}
+
+/** Leaves a segment with a node, as a process does that is killed. */
+void leaveNode(const std::filesystem::path& folder, const std::string& name,
+               const std::string& key)
+{
+    constexpr std::size_t capacity = 1UL << 20;
+    Segment segment(folder / name, capacity);
+    segment.add({.kind = RecordKind::healthStatus, .path = key, .payload = {}});
+    segment.publish();
+}
+
+/** The nodes that the dead have left, once for each segment. */
+std::vector<std::string> leftNodes(const std::filesystem::path& folder)
+{
+    std::vector<std::string> left;
+    for (const DeadSegment& dead : findDeadSegments(folder))
+    {
+        left.insert(left.end(), dead.nodes.begin(), dead.nodes.end());
+    }
+    return left;
+}
+
+TEST_F(DataCache, KeepsEachNodeOnceOfManyDeadProcesses)
+{
+    constexpr int many = 64;
+    std::filesystem::create_directories(cacheFolder());
+    leaveNode(cacheFolder(), "once", "/once");
+    for (int i = 1; i < many; ++i)
+    {
+        leaveNode(cacheFolder(), std::to_string(i), "/again");
+    }
+    const auto leftAfterAnother = [this] {
+        EXPECT_EQ(inChild([] {
+                      putNode("/a");
+                      _exit(0);
+                      return 1;
+                  }),
+                  0);
+        return leftNodes(cacheFolder());
+    };
+    EXPECT_THAT(leftAfterAnother(), testing::SizeIs(many + 1));
+    EXPECT_THAT(leftAfterAnother(),
+                testing::UnorderedElementsAre("/once", "/again", "/a", "/a"));
+}
+
+TEST_F(DataCache, KeepsTheNodesOfALimitedNumberOfDeadProcesses)
+{
+    constexpr std::size_t most = 1024;
+    std::filesystem::create_directories(cacheFolder());
+    for (std::size_t i = 0; i < most + 1; ++i)
+    {
+        leaveNode(cacheFolder(), std::to_string(i), "/n" + std::to_string(i));
+    }
+    EXPECT_EQ(inChild([] {
+                  putNode("/a");
+                  return 0;
+              }),
+              0);
+    EXPECT_THAT(leftNodes(cacheFolder()), testing::SizeIs(most + 1))
+        << "and that of the last process";
 }
 
 TEST_F(DataCache, ReportsAFailureOnceAndWhatToDo)
