@@ -65,6 +65,17 @@ void tell(const Healths& records, const std::string& key,
 
 } // namespace
 
+void HealthComparison::noteUpdate(const std::string& key)
+{
+    const auto found = differing.find(key);
+    // Not before the repair: other children may report all the time.
+    if (found != differing.end() && !found->second.hosted &&
+        found->second.times >= telling)
+    {
+        differing.erase(found);
+    }
+}
+
 void HealthComparison::beginAnew()
 {
     std::erase_if(differing, [](const auto& each) {

@@ -59,6 +59,11 @@ class HealthComparison
         known.erase(key);
     }
 
+    /** Notes that a node heard an update of a child. If it is a daemon's, the
+     *  update may have undone its repair, as that of an older holder of the
+     *  child's key does. */
+    void noteUpdate(const std::string& key);
+
     /** Forgets the repairs of this process's nodes that did not help, so that
      *  they are tried again. A daemon's node may be better than its children
      *  because the daemon calculates its health some other way. */

@@ -166,6 +166,7 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     std::string key;
     uint32_t health = 0;
     message.read(parent, key, health);
+    comparison.noteUpdate(parent);
     compareSoon();
     if (reported.meet(sender))
     {

@@ -175,6 +175,26 @@ TEST_F(SilentRecords, CountInADaemonsNodeThatIsBetter)
               std::chrono::seconds(1));
 }
 
+TEST_F(SilentRecords, CountInADaemonsNodeHoweverOftenAnotherHolderReports)
+{
+    const test::BusClient other;
+    put("/d/c", 4);
+    test::Component daemon(root + "/d", 1);
+    for (int i = 0; i < 4; ++i)
+    {
+        service.runUntil("health of the child", [] {
+            return recordedHealth(root + "/d") == 4;
+        });
+        sd_bus_emit_signal(other.get(), (root + "/d/c").c_str(),
+                           "com.vexa.olvar.healthmgr.HealthStatus",
+                           "HealthStatusUpdate", "ssu", (root + "/d").c_str(),
+                           (root + "/d/c").c_str(), 2u);
+        service.runUntil("report of the other holder", [] {
+            return recordedHealth(root + "/d") == 2;
+        });
+    }
+}
+
 TEST_F(SilentRecords, CountNoLongerHoweverLateTheyGo)
 {
     waitFor("/p", 4);

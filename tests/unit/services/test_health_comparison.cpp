@@ -121,5 +121,31 @@ TEST_F(ComparedHealth, OfADaemonsNodeThatIsBetterThanAChildIsToldOnce)
     EXPECT_THAT(compare(2).untold, ElementsAre("/r/daemon/daemon"));
 }
 
+TEST_F(ComparedHealth, OfADaemonsNodeIsToldAgainAfterAnUpdate)
+{
+    records["/r/daemon/daemon"] = 2;
+    compare(3);
+    comparison.noteUpdate("/r");
+    EXPECT_TRUE(asksForNothing(compare(2)));
+    comparison.noteUpdate("/r/daemon");
+    EXPECT_THAT(compare(2).untold, ElementsAre("/r/daemon/daemon"));
+}
+
+TEST_F(ComparedHealth, OfADaemonsNodeIsToldHoweverManyUpdatesThereAre)
+{
+    records["/r/daemon/daemon"] = 2;
+    compare();
+    comparison.noteUpdate("/r/daemon");
+    EXPECT_THAT(compare().untold, ElementsAre("/r/daemon/daemon"));
+}
+
+TEST_F(ComparedHealth, IsMadeAnewInSpiteOfUpdates)
+{
+    records = {{"/r", 3}, {"/r/a", 3}};
+    compare(3);
+    comparison.noteUpdate("/r/a");
+    EXPECT_THAT(compare().stale, ElementsAre("/r/a"));
+}
+
 } // namespace
 } // namespace healthintf::healthmgr
