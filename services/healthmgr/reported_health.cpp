@@ -125,6 +125,24 @@ std::set<std::string> ReportedHealth::missingFrom(const Healths& known) const
     return missing;
 }
 
+ReportedHealth::Healths
+ReportedHealth::differingFrom(const Healths& known) const
+{
+    Healths differing;
+    for (const auto& [sender, peer] : peers)
+    {
+        for (const auto& [key, health] : peer.nodes)
+        {
+            const auto found = known.find(key);
+            if (found != known.end() && found->second != health)
+            {
+                differing.insert_or_assign(key, health);
+            }
+        }
+    }
+    return differing;
+}
+
 ReportedHealth::Healths ReportedHealth::take(const std::string& sender)
 {
     const auto found = peers.find(sender);

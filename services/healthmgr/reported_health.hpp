@@ -84,6 +84,12 @@ class ReportedHealth
      *  @param[in] known nodes to leave out */
     std::set<std::string> missingFrom(const Healths& known) const;
 
+    /** The last reports that differ from @p known, of nodes that are in it. Of
+     *  several connections that report a node, any one.
+     *
+     *  @param[in] known the true health of nodes */
+    Healths differingFrom(const Healths& known) const;
+
     /** Forgets a connection.
      *
      *  @param[in] sender its unique name

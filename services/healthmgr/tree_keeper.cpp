@@ -167,6 +167,7 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     uint32_t health = 0;
     message.read(parent, key, health);
     comparison.noteUpdate(parent);
+    reports.noteUpdate(key);
     compareSoon();
     if (reported.meet(sender))
     {
@@ -345,6 +346,9 @@ void TreeKeeper::compareHealths()
             return nodes.hosts(key);
         });
         askForRecords(*healths);
+        // An older holder of a key reports another health than its record has.
+        announcer.announce(
+            reports.compare(reported.differingFrom(*healths), *healths));
     }
     for (const std::string& key : findings.stale)
     {

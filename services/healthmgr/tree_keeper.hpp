@@ -16,6 +16,7 @@
 #include "node_handover.hpp"
 #include "peer_users.hpp"
 #include "record_announcer.hpp"
+#include "report_comparison.hpp"
 #include "reported_health.hpp"
 #include "segment_watch.hpp"
 #include "update_filter.hpp"
@@ -81,6 +82,7 @@ class TreeKeeper
     NodeHandover handover;
     host::Withdrawal withdrawal;
     HealthComparison comparison;
+    ReportComparison reports;
     /** Nodes that were asked to publish their health again. */
     std::set<std::string> askedForRecords;
     /** When the last change was noticed. */

@@ -195,6 +195,32 @@ TEST_F(SilentRecords, CountInADaemonsNodeHoweverOftenAnotherHolderReports)
     }
 }
 
+TEST_F(SilentRecords, CountAlsoWhereAnotherHolderReportsWorse)
+{
+    const test::BusClient other;
+    put("/d/c", 2);
+    test::Component daemon(root + "/d", 1);
+    for (int i = 0; i < 2; ++i)
+    {
+        service.runUntil("health of the child", [] {
+            return recordedHealth(root + "/d") == 2;
+        });
+        sd_bus_emit_signal(other.get(), (root + "/d/c").c_str(),
+                           "com.vexa.olvar.healthmgr.HealthStatus",
+                           "HealthStatusUpdate", "ssu", (root + "/d").c_str(),
+                           (root + "/d/c").c_str(), 4u);
+        service.runUntil("report of the other holder", [] {
+            return recordedHealth(root + "/d") == 4;
+        });
+    }
+    const auto start = std::chrono::steady_clock::now();
+    service.runUntil("health of the child", [] {
+        return recordedHealth(root + "/d") == 2;
+    });
+    EXPECT_LT(std::chrono::steady_clock::now() - start,
+              std::chrono::seconds(1));
+}
+
 TEST_F(SilentRecords, CountNoLongerHoweverLateTheyGo)
 {
     waitFor("/p", 4);

@@ -58,6 +58,18 @@ TEST_F(HealthThatWasReported, NamesTheNodesThatAreMissing)
                 ElementsAre("/a", "/b"));
 }
 
+TEST_F(HealthThatWasReported, MayDifferFromWhatIsKnown)
+{
+    reported.note(":1.1", "/a", 2);
+    reported.note(":1.1", "/b", 3);
+    reported.note(":1.1", "/c", 4);
+    reported.note(":1.2", "/c", 2);
+    EXPECT_THAT(reported.differingFrom({{"/a", 2}, {"/c", 2}}),
+                ElementsAre(Pair("/c", 4)));
+    EXPECT_THAT(reported.differingFrom({{"/c", 4}}),
+                ElementsAre(Pair("/c", 2)));
+}
+
 TEST_F(HealthThatWasReported, IsKeptApartForEachConnection)
 {
     reported.note(":1.1", "/a", 2);
