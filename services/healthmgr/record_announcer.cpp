@@ -65,6 +65,11 @@ void RecordAnnouncer::announceIfRoom(const std::string& key)
     {
         send(key, *health);
     }
+    announceAll();
+}
+
+void RecordAnnouncer::announceAll()
+{
     all = true;
     rest();
 }

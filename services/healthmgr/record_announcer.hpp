@@ -48,6 +48,10 @@ class RecordAnnouncer
      *  are sent again. */
     void announceIfRoom(const std::string& key);
 
+    /** Sends the recorded health of all nodes to their parents, after a
+     *  pause. */
+    void announceAll();
+
     /** Tells a parent health 0 for a key that is not its child. Waits until the
      *  message is written, so that it takes no memory here.
      *

@@ -113,6 +113,9 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
 {
     watchSegments();
     reconciliation.attempt();
+    // While no healthmgr ran, an older holder of a key may have reported its
+    // health or its end after the younger one.
+    announcer.announceAll();
 }
 
 bool TreeKeeper::isProgressing() const

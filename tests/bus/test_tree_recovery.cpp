@@ -365,6 +365,23 @@ TEST_F(TreeRecovery, ShowsTheYoungerHolderWhenTheOlderEndedWithoutAManager)
     });
 }
 
+TEST_F(TreeRecovery, ShowsTheYoungerHolderWhenTheOlderReportedWithoutAManager)
+{
+    const std::string key = root + "/a/b";
+    Component parent(root + "/a", 2);
+    Component older(key, 2);
+    Component younger(key, 2);
+    older.add(key, "BAD", "/sensor", 1);
+    client.waitUntil("the older one's fault", [&] {
+        return client.health(parent.name().c_str(), root + "/a") == 4u;
+    });
+    startManager();
+    client.waitUntil("the younger one's health", [&] {
+        return client.health(parent.name().c_str(), root + "/a") == 2u &&
+               client.health(service, root) == 2u;
+    });
+}
+
 TEST_F(TreeRecovery, ShowsWhatAnEnabledParentPassesOver)
 {
     startManager();
