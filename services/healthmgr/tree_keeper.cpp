@@ -170,7 +170,7 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     uint32_t health = 0;
     message.read(parent, key, health);
     comparison.noteUpdate(parent);
-    reports.noteUpdate(key);
+    reportComparison.noteUpdate(key);
     compareSoon();
     if (reported.meet(sender))
     {
@@ -350,8 +350,8 @@ void TreeKeeper::compareHealths()
         });
         askForRecords(*healths);
         // An older holder of a key reports another health than its record has.
-        announcer.announce(
-            reports.compare(reported.differingFrom(*healths), *healths));
+        announcer.announce(reportComparison.compare(
+            reported.differingFrom(*healths), *healths));
     }
     for (const std::string& key : findings.stale)
     {

@@ -82,7 +82,7 @@ class TreeKeeper
     NodeHandover handover;
     host::Withdrawal withdrawal;
     HealthComparison comparison;
-    ReportComparison reports;
+    ReportComparison reportComparison;
     /** Nodes that were asked to publish their health again. */
     std::set<std::string> askedForRecords;
     /** When the last change was noticed. */
