@@ -119,6 +119,7 @@ TEST_F(Terminal, FitsEveryLineIntoOneThatIsNarrow)
 
 TEST_F(Terminal, FitsEveryLineOfTheLogIntoOneThatIsNarrow)
 {
+    setenv("HEALTHINTF_EVENT_PATH", SHIPPED_EVENTS, 1);
     LogClient log;
     const Process running = log.start();
     const std::string file = bus.folder().path() / "log.raw";
