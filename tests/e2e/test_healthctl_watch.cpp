@@ -16,6 +16,11 @@ namespace
 using nlohmann::json;
 using testing::HasSubstr;
 
+bool isOf(const json& line, const std::string& key)
+{
+    return line.value("component", "") == key;
+}
+
 /** A watcher whose lines are read; each has the form of its schema. */
 class Lines
 {
@@ -41,15 +46,32 @@ class Lines
         for (;;)
         {
             json line = next();
-            if (line["change"] == change && line["component"] == component)
+            if (line["change"] == change && isOf(line, component))
             {
                 return line;
             }
         }
     }
 
+    /** The changes up to the next one of a kind, that one included. */
+    std::vector<json> until(const std::string& change,
+                            const std::string& component)
+    {
+        std::vector<json> lines;
+        do
+        {
+            lines.push_back(next());
+        } while (lines.back()["change"] != change ||
+                 !isOf(lines.back(), component));
+        return lines;
+    }
+
     Process watcher;
 };
+
+/** A watcher that may not read the data cache. */
+const std::vector<std::string> watchingTheBus{
+    "env", "HEALTHINTF_RUNTIME_DIR=/nonexistent", HEALTHCTL, "watch"};
 
 class HealthctlWatch : public HealthctlTest
 {};
@@ -87,8 +109,7 @@ TEST_F(HealthctlWatch, BeginsWithTheBeginningThoughMuchChangesMeanwhile)
     // Without a data cache it asks all on the bus, and waits for this one.
     Component silent(root + "/silent", 2);
     silent.process.signal(SIGSTOP);
-    Lines lines(
-        {"env", "HEALTHINTF_RUNTIME_DIR=/nonexistent", HEALTHCTL, "watch"});
+    Lines lines(watchingTheBus);
     constexpr int manyChanges = 300;
     for (int i = 0; i < manyChanges; ++i)
     {
@@ -126,6 +147,145 @@ TEST_F(HealthctlWatch, HearsWhatADeadDaemonLosesWithoutASignal)
     EXPECT_EQ(lines.next("fault-removed", root + "/disk")["fault"]["messageId"],
               "Test.1.0.Bad");
     lines.next("node-removed", root + "/disk");
+}
+
+TEST_F(HealthctlWatch, KeepsWhatAStoppedDaemonHoldsWithoutADataCache)
+{
+    const std::string disk = root + "/disk";
+    const json disks = json::array({disk});
+    Component stopped(disk, 2);
+    stopped.add(disk, "Test.1.0.Bad", "/sensors/disk", 1);
+    client.waitForHealth(root, 4);
+    Lines lines(watchingTheBus);
+    EXPECT_EQ(lines.next()["faults"], 1);
+    const auto hearOfProcess = [&](const std::string& change) {
+        for (;;)
+        {
+            json line = lines.next();
+            EXPECT_FALSE(isOf(line, disk)) << line;
+            if (line["change"] == change && line["components"] == disks)
+            {
+                return line;
+            }
+        }
+    };
+    // A node that goes has all asked.
+    const auto haveAllAsked = [&] {
+        Component other(root + "/other", 2);
+        other.end();
+    };
+    stopped.process.signal(SIGSTOP);
+    haveAllAsked();
+    EXPECT_THAT(hearOfProcess("process-silent")["process"],
+                HasSubstr(std::to_string(stopped.process.pid())));
+
+    // It is heard again without another change.
+    stopped.process.signal(SIGCONT);
+    hearOfProcess("process-silent-ended");
+
+    stopped.process.signal(SIGSTOP);
+    haveAllAsked();
+    hearOfProcess("process-silent");
+    stopped.process.kill();
+    lines.next("fault-removed", disk);
+    lines.next("node-removed", disk);
+}
+
+TEST_F(HealthctlWatch, MarksOnTheTerminalWhatAStoppedDaemonHolds)
+{
+    Component stopped(root + "/disk", 2);
+    stopped.add(root + "/disk", "Test.1.0.Bad", "/sensors/disk", 1);
+    client.waitForHealth(root, 4);
+    Process watcher({WATCH_ON_TERMINAL, "env",
+                     "HEALTHINTF_RUNTIME_DIR=/nonexistent", HEALTHCTL, "watch",
+                     "--faults"});
+    const auto hearUntil = [&](const std::string& text) {
+        std::string line;
+        do
+        {
+            line = watcher.hear();
+        } while (line.find(text) == std::string::npos);
+        return line;
+    };
+    hearUntil("A fault of /sensors/disk");
+    stopped.process.signal(SIGSTOP);
+    Component other(root + "/other", 2);
+    other.end();
+    EXPECT_THAT(hearUntil("does not answer"), HasSubstr("critical"));
+    hearUntil("A fault of /sensors/disk");
+    watcher.tell("keys q");
+    hearUntil("ended 0");
+}
+
+TEST_F(HealthctlWatch, KeepsWhatIsHeardWhileItReadsTheBus)
+{
+    Component silent(root + "/silent", 2);
+    client.waitForHealth(root + "/silent", 2);
+    Lines lines(watchingTheBus);
+    lines.next();
+    silent.process.signal(SIGSTOP);
+    // The end of this one has all asked, and the silent one waited for.
+    Component other(root + "/other", 2);
+    other.end();
+    client.catchUp();
+    daemon.add(fan, "Test.1.0.Bad", "/sensors/fan", 1, 7);
+    for (;;)
+    {
+        const json line = lines.next();
+        if (line["change"] == "process-silent")
+        {
+            break;
+        }
+        EXPECT_NE(line["change"], "fault-removed");
+    }
+    daemon.remove(fan, "Test.1.0.Bad", "/sensors/fan");
+    EXPECT_EQ(lines.next("fault-removed", fan)["fault"]["messageId"],
+              "Test.1.0.Bad");
+}
+
+TEST_F(HealthctlWatch, ShowsNoComponentThatIsOnlyTalkedOf)
+{
+    const std::string madeUp = root + "/made_up";
+    const std::string fault = madeUp + "/entry/Fault_1";
+    for (const auto& command :
+         {std::vector<std::string>{HEALTHCTL, "watch"}, watchingTheBus})
+    {
+        Lines lines(command);
+        lines.next();
+        sd_bus_emit_signal(client.get(), madeUp.c_str(),
+                           "com.vexa.olvar.healthmgr.HealthStatus",
+                           "HealthStatusUpdate", "ssu", root.c_str(),
+                           madeUp.c_str(), 4U);
+        sd_bus_emit_signal(client.get(), madeUp.c_str(),
+                           "org.freedesktop.DBus.Properties",
+                           "PropertiesChanged", "sa{sv}as",
+                           "com.vexa.olvar.healthmgr.HealthStatus", 1,
+                           "HealthStatus", "u", 4U, 0);
+        sd_bus_emit_signal(
+            client.get(), fault.c_str(), "com.vexa.olvar.healthmgr.FaultEntry",
+            "FaultEntryAdded", "sssastusuu", "Test.1", "Made.Up", "made up", 0,
+            uint64_t{1}, 4U, "/sensors/none", 1U, 1U);
+        client.catchUp();
+        Component disk(root + "/disk", 3);
+        for (const json& line : lines.until("node-added", root + "/disk"))
+        {
+            EXPECT_FALSE(isOf(line, madeUp) && line.contains("now")) << line;
+        }
+    }
+}
+
+TEST_F(HealthctlWatch, TakesAMadeUpFaultBack)
+{
+    const std::string fault = fan + "/entry/Fault_1";
+    Lines lines;
+    lines.next();
+    sd_bus_emit_signal(client.get(), fault.c_str(),
+                       "com.vexa.olvar.healthmgr.FaultEntry", "FaultEntryAdded",
+                       "sssastusuu", "Test.1", "Made.Up", "made up", 0,
+                       uint64_t{1}, 4U, "/sensors/none", 1U, 1U);
+    client.catchUp();
+    lines.next("fault-added", fan);
+    EXPECT_EQ(lines.next("fault-removed", fan)["path"], fault);
 }
 
 TEST_F(HealthctlWatch, EndsWithZeroOnASignal)

@@ -50,6 +50,14 @@ std::string faultsInWords(const TreeNode& node)
     return words;
 }
 
+/** What is wrong with a node itself, in words. */
+std::string trouble(const TreeNode& node)
+{
+    return node.node.silent     ? "does not answer"
+           : node.parentMissing ? "no parent"
+                                : "";
+}
+
 /** Draws into a table, which knows then how wide the columns must be. */
 class Drawing
 {
@@ -101,7 +109,7 @@ class Drawing
                       {word, tone},
                       {originWord(node), tone},
                       faultsInWords(node),
-                      {node.parentMissing ? "no parent" : "", Tone::unknown},
+                      {trouble(node), Tone::unknown},
                       {node.node.holder, Tone::faint}});
     }
 

@@ -68,18 +68,18 @@ FaultEntry_gen recordOf(const Properties& of)
 
 } // namespace
 
-BusSource::BusSource()
+BusSource::BusSource(const std::set<std::string>& silent)
 {
     const auto kept = connectBus();
     sd_bus* bus = nullptr;
     sd_bus_default(&bus);
     const BusPtr owned(bus);
-    const Survey survey = surveyBus(bus);
+    const Survey survey = surveyBus(bus, silent);
     for (const std::string& peer : survey.silent)
     {
         if (const auto process = processOf(bus, peer))
         {
-            silentProcesses.push_back(*process);
+            silentProcesses.emplace(peer, *process);
         }
     }
     for (const auto& [peer, shown] : survey.shown)
@@ -87,7 +87,7 @@ BusSource::BusSource()
         const std::string holder = processOf(bus, peer).value_or(peer);
         if (shown.rootHealth)
         {
-            foundNodes[names::root] = {*shown.rootHealth, holder};
+            foundNodes[names::root] = {*shown.rootHealth, holder, peer};
         }
         for (const auto& [path, interfaces] : shown.objects)
         {
@@ -96,13 +96,14 @@ BusSource::BusSource()
                 node != interfaces.end())
             {
                 foundNodes[path] = {
-                    valueOf<uint32_t>(node->second, "HealthStatus"), holder};
+                    valueOf<uint32_t>(node->second, "HealthStatus"), holder,
+                    peer};
             }
             if (const auto entry =
                     interfaces.find(common::FaultEntry::interface);
                 entry != interfaces.end())
             {
-                foundFaults.push_back({path, recordOf(entry->second)});
+                foundFaults.push_back({path, recordOf(entry->second), peer});
             }
         }
     }
@@ -114,7 +115,7 @@ const char* BusSource::name() const
     return "bus";
 }
 
-std::vector<std::string> BusSource::silent() const
+SilentProcesses BusSource::silent() const
 {
     return silentProcesses;
 }

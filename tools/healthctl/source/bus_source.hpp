@@ -9,6 +9,7 @@
 #include <systemd/sd-bus.h>
 
 #include <memory>
+#include <set>
 #include <string>
 
 namespace healthintf::healthctl
@@ -19,11 +20,13 @@ namespace healthintf::healthctl
 class BusSource : public HealthSource
 {
   public:
-    /** @throws Error when there is no bus */
-    BusSource();
+    /** @param[in] silent connections that are known not to answer, and are not
+     *             asked again
+     *  @throws Error when there is no bus */
+    explicit BusSource(const std::set<std::string>& silent = {});
 
     const char* name() const override;
-    std::vector<std::string> silent() const override;
+    SilentProcesses silent() const override;
     Nodes nodes() override;
     Faults faults() override;
     Counts counts() override;
@@ -33,7 +36,7 @@ class BusSource : public HealthSource
   private:
     Nodes foundNodes;
     Faults foundFaults;
-    std::vector<std::string> silentProcesses;
+    SilentProcesses silentProcesses;
 };
 
 } // namespace healthintf::healthctl

@@ -156,8 +156,7 @@ MessagePtr makeCall(sd_bus* bus, const std::string& peer, const char* interface,
 void askFor(PendingCalls& pendingCalls, sd_bus* bus, const std::string& peer,
             std::map<std::string, Shown>& shown)
 {
-    const auto objects = makeCall(
-        bus, peer, "org.freedesktop.DBus.ObjectManager", "GetManagedObjects");
+    const auto objects = makeCallForObjects(bus, peer);
     pendingCalls.ask(peer, objects.get(),
                      [&shown, peer](sd_bus_message* reply) {
                          shown[peer].objects = readManagedObjects(reply);
@@ -173,12 +172,23 @@ void askFor(PendingCalls& pendingCalls, sd_bus* bus, const std::string& peer,
 
 } // namespace
 
-Survey surveyBus(sd_bus* bus)
+MessagePtr makeCallForObjects(sd_bus* bus, const std::string& connection)
+{
+    return makeCall(bus, connection, "org.freedesktop.DBus.ObjectManager",
+                    "GetManagedObjects");
+}
+
+Survey surveyBus(sd_bus* bus, const std::set<std::string>& silent)
 {
     Survey survey;
     PendingCalls pendingCalls(bus, survey.silent);
     for (const std::string& peer : listOtherConnections(bus))
     {
+        if (silent.contains(peer))
+        {
+            survey.silent.insert(peer);
+            continue;
+        }
         askFor(pendingCalls, bus, peer, survey.shown);
     }
     pendingCalls.waitForAll();

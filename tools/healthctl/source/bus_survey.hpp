@@ -5,6 +5,8 @@
 
 #include "managed_objects.hpp"
 
+#include <platform/bus_handles.hpp>
+
 #include <systemd/sd-bus.h>
 
 #include <map>
@@ -32,10 +34,15 @@ struct Survey
     std::set<std::string> silent;
 };
 
+/** A call that asks a connection for its part of the tree. */
+MessagePtr makeCallForObjects(sd_bus* bus, const std::string& connection);
+
 /** Asks all connections at once, so that several that hang take no longer than
  *  one.
  *
+ *  @param[in] silent connections that are known not to answer: they are not
+ *             asked, and are among the silent ones until they leave
  *  @throws Error when the bus does not answer */
-Survey surveyBus(sd_bus* bus);
+Survey surveyBus(sd_bus* bus, const std::set<std::string>& silent = {});
 
 } // namespace healthintf::healthctl

@@ -48,32 +48,13 @@ std::unique_ptr<HealthSource> openCache()
     return std::make_unique<CacheSource>();
 }
 
-/** Says that the nodes and faults of some processes are missing. */
-std::string describeMissing(const std::vector<std::string>& silent)
-{
-    const bool one = silent.size() == 1;
-    return "what " + silent.front() +
-           (one ? std::string(" has")
-                : " and " + std::to_string(silent.size() - 1) + " more have") +
-           " is missing: " + (one ? "it" : "they") + " did not answer";
-}
-
 /** The bus, if there is a node on it. */
 std::unique_ptr<HealthSource> openBus()
 {
     auto source = std::make_unique<BusSource>();
     if (source->nodes().empty())
     {
-        if (const auto silent = source->silent(); !silent.empty())
-        {
-            throw Error(ExitCode::unavailable,
-                        "no health node is shown on the bus; " +
-                            describeMissing(silent));
-        }
-        throw Error(ExitCode::unavailable,
-                    "nothing runs: there is no data cache in use and no health "
-                    "node on the bus; start the services, for example "
-                    "\"systemctl start healthmgr\"");
+        throw noNodesIn(*source);
     }
     return source;
 }
@@ -95,6 +76,14 @@ std::unique_ptr<HealthSource> openSource(SourceChoice choice)
     return cacheUse() == host::CacheUse::open ? openCache() : openBus();
 }
 
+std::unique_ptr<HealthSource>
+openSourceAgain(const std::set<std::string>& silent)
+{
+    return cacheUse() == host::CacheUse::open
+               ? openCache()
+               : std::make_unique<BusSource>(silent);
+}
+
 std::unique_ptr<HealthSource> openSourceWithWarning(SourceChoice choice)
 {
     auto source = openSource(choice);
@@ -104,6 +93,28 @@ std::unique_ptr<HealthSource> openSourceWithWarning(SourceChoice choice)
                   << '\n';
     }
     return source;
+}
+
+std::string describeMissing(const SilentProcesses& silent)
+{
+    const bool one = silent.size() == 1;
+    return "what " + silent.begin()->second +
+           (one ? std::string(" has")
+                : " and " + std::to_string(silent.size() - 1) + " more have") +
+           " is missing: " + (one ? "it" : "they") + " did not answer";
+}
+
+Error noNodesIn(const HealthSource& source)
+{
+    if (const auto silent = source.silent(); !silent.empty())
+    {
+        return {ExitCode::unavailable, "no health node is shown on the bus; " +
+                                           describeMissing(silent)};
+    }
+    return {ExitCode::unavailable,
+            "nothing runs: there is no data cache in use and no health node on "
+            "the bus; start the services, for example \"systemctl start "
+            "healthmgr\""};
 }
 
 Error noComponentIn(const HealthSource& source, const std::string& written)

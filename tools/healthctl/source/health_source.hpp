@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,11 @@ struct Node
     uint32_t health = 0;
     /** The process that holds it, in words; empty when it is not known. */
     std::string holder;
+    /** The unique name of the connection that shows it; empty when it was
+     *  read from the data cache. */
+    std::string connection = {};
+    /** Whether its holder did not answer: this is what it said last. */
+    bool silent = false;
 };
 
 /** Nodes by their keys. */
@@ -34,6 +40,8 @@ struct Fault
 {
     std::string path;
     FaultEntry_gen record;
+    /** As of a node. */
+    std::string connection = {};
 };
 
 using Faults = std::vector<Fault>;
@@ -43,6 +51,10 @@ struct Counts
     int visible = 0;
     int hidden = 0;
 };
+
+/** Processes that did not answer, in words, by the unique names of their
+ *  connections. */
+using SilentProcesses = std::map<std::string, std::string>;
 
 /** For each LED state from 0 to 6 whether a fault asks for it. */
 using LedStates = std::array<bool, 7>;
@@ -60,9 +72,9 @@ class HealthSource
     /** Its name in JSON. */
     virtual const char* name() const = 0;
 
-    /** The processes that could not be asked, in words: what they have is
-     *  missing in all answers. */
-    virtual std::vector<std::string> silent() const
+    /** The processes that could not be asked: what they have is missing in
+     *  all answers. */
+    virtual SilentProcesses silent() const
     {
         return {};
     }
@@ -99,9 +111,26 @@ enum class SourceChoice
  *  @throws Error when nothing runs, or the chosen source is not available */
 std::unique_ptr<HealthSource> openSource(SourceChoice choice);
 
+/** Opens a source as openSource() does with SourceChoice::automatic, though
+ *  there may be no node.
+ *
+ *  @param[in] silent connections that are known not to answer, and are not
+ *             waited for again
+ *  @throws Error when there is no bus */
+std::unique_ptr<HealthSource>
+openSourceAgain(const std::set<std::string>& silent);
+
 /** Opens a source as openSource() does, and warns on standard error of
  *  processes whose nodes and faults are missing. */
 std::unique_ptr<HealthSource> openSourceWithWarning(SourceChoice choice);
+
+/** Says that the nodes and faults of some processes are missing.
+ *
+ *  @param[in] silent one at least */
+std::string describeMissing(const SilentProcesses& silent);
+
+/** The error for a source without a node. */
+Error noNodesIn(const HealthSource& source);
 
 /** The error for a component that a source does not have. */
 Error noComponentIn(const HealthSource& source, const std::string& written);

@@ -148,8 +148,9 @@ void BusChanges::takeProperties(sd_bus_message* message) const
 
 void BusChanges::takeAdded(sd_bus_message* message) const
 {
-    const FaultEntryProperties fault = readFault(message);
-    handlers.faultAdded(sd_bus_message_get_path(message), fault);
+    const char* sender = sd_bus_message_get_sender(message);
+    handlers.faultAdded(sd_bus_message_get_path(message),
+                        {readFault(message), sender != nullptr ? sender : ""});
 }
 
 void BusChanges::takeRemoved(sd_bus_message* message) const

@@ -21,8 +21,7 @@ namespace healthintf::healthctl
 struct ChangeHandlers
 {
     std::function<void(const std::string& key, uint32_t health)> health;
-    std::function<void(const std::string& path,
-                       const FaultEntryProperties& fault)>
+    std::function<void(const std::string& path, const WatchedFault& fault)>
         faultAdded;
     std::function<void(const std::string& path)> faultRemoved;
     std::function<void(const std::string& path, bool hidden)> hidden;

@@ -32,6 +32,10 @@ const char* wordFor(Change::Kind kind)
             return "fault-hidden";
         case Change::Kind::faultShown:
             return "fault-shown";
+        case Change::Kind::processSilent:
+            return "process-silent";
+        case Change::Kind::processSilentEnded:
+            return "process-silent-ended";
     }
     return "unknown";
 }
@@ -60,7 +64,13 @@ Json faultJson(const FaultEntryProperties& fault)
 nlohmann::ordered_json jsonOf(const Change& change)
 {
     Json json{{"change", wordFor(change.kind)}};
-    if (change.fault)
+    if (change.kind == Change::Kind::processSilent ||
+        change.kind == Change::Kind::processSilentEnded)
+    {
+        json["process"] = change.path;
+        json["components"] = change.components;
+    }
+    else if (change.fault)
     {
         json["component"] = componentOf(change.path);
         json["path"] = change.path;

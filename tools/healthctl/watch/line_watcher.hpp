@@ -4,9 +4,7 @@
 /** @file Changes as lines for programs. */
 
 #include "../context.hpp"
-#include "bus_changes.hpp"
-#include "paced_action.hpp"
-#include "watched_tree.hpp"
+#include "tree_follower.hpp"
 
 namespace healthintf::healthctl
 {
@@ -21,19 +19,8 @@ class LineWatcher
     LineWatcher(const Context& context, sd_bus* bus, services::EventLoop& loop);
 
   private:
-    ChangeHandlers makeHandlers();
-    void writeChanges(const Changes& made);
-    void takeOver();
-
-    const Context& context;
-    sd_bus* bus;
-    services::EventLoop& loop;
-    PacedAction reading;
     services::EventSource hangup;
-    WatchedTree tree;
-    /** Whether the first line is written. */
-    bool begun = false;
-    BusChanges changes;
+    TreeFollower follower;
 };
 
 } // namespace healthintf::healthctl

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "records.hpp"
 
-#include "../error.hpp"
 #include "../source/health_source.hpp"
+
+#include <string_view>
 
 namespace healthintf::healthctl
 {
@@ -23,27 +24,21 @@ FaultEntryProperties propertiesOf(const FaultEntry_gen& fault)
             .hidden = fault.hidden()};
 }
 
-Records readTree()
+Records readTree(const std::set<std::string>& silent)
 {
+    const auto source = openSourceAgain(silent);
     Records records;
-    try
+    records.nodes = source->nodes();
+    for (const Fault& fault : source->faults())
     {
-        const auto source = openSource(SourceChoice::automatic);
-        for (const auto& [key, node] : source->nodes())
-        {
-            records.nodes.emplace(key, node.health);
-        }
-        for (const Fault& fault : source->faults())
-        {
-            records.faults.emplace(fault.path, propertiesOf(fault.record));
-        }
+        records.faults.emplace(
+            fault.path,
+            WatchedFault{propertiesOf(fault.record), fault.connection});
     }
-    catch (const Error& e)
+    records.silent = source->silent();
+    if (records.nodes.empty() && source->name() == std::string_view("bus"))
     {
-        if (e.code() != ExitCode::unavailable)
-        {
-            throw;
-        }
+        records.nothing = noNodesIn(*source).what();
     }
     return records;
 }

@@ -5,19 +5,26 @@
 
 #include "watched_tree.hpp"
 
+#include <set>
+#include <string>
+
 namespace healthintf::healthctl
 {
 
 struct Records
 {
-    WatchedTree::Nodes nodes;
+    Nodes nodes;
     WatchedTree::Faults faults;
+    SilentProcesses silent;
+    /** Why there is no node on the bus; empty where there is one. */
+    std::string nothing;
 };
 
-/** Reads all nodes and faults; none when nothing runs.
+/** Reads all nodes and faults.
  *
- *  @throws Error when this user may not */
-Records readTree();
+ *  @param[in] silent connections that are known not to answer
+ *  @throws Error when this user may not, or the bus does not answer */
+Records readTree(const std::set<std::string>& silent);
 
 /** All properties of a fault. */
 FaultEntryProperties propertiesOf(const FaultEntry_gen& fault);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tree_screen.hpp"
 
-#include "../error.hpp"
 #include "../model/health_tree.hpp"
 #include "../output/line_output.hpp"
 #include "../output/terminal.hpp"
@@ -14,7 +13,6 @@
 #include <chrono>
 #include <csignal>
 #include <ctime>
-#include <functional>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -26,28 +24,6 @@ namespace
 {
 
 constexpr std::chrono::milliseconds drawingPace{100};
-
-/** Any change may change the drawing. */
-ChangeHandlers makeHandlers(const std::function<void()>& redraws)
-{
-    return {.health =
-                [redraws](const std::string&, uint32_t) {
-                    redraws();
-                },
-            .faultAdded =
-                [redraws](const std::string&, const FaultEntryProperties&) {
-                    redraws();
-                },
-            .faultRemoved =
-                [redraws](const std::string&) {
-                    redraws();
-                },
-            .hidden =
-                [redraws](const std::string&, bool) {
-                    redraws();
-                },
-            .unsure = redraws};
-}
 
 /** Stops the process as SIGTSTP does by default; returns when it is
  *  continued. */
@@ -61,30 +37,45 @@ void stopProcess()
     pthread_sigmask(SIG_BLOCK, &stop, nullptr);
 }
 
-/** Draws the tree, or the reason why there is none. */
-void drawTree(const Context& context, const TreeView& view)
+/** Of the silent processes those of which nothing is known. */
+SilentProcesses unknownOf(const WatchedTree& tree)
 {
-    try
+    SilentProcesses unknown = tree.silent();
+    for (const auto& [key, node] : tree.nodes())
     {
-        const auto source = openSource(SourceChoice::automatic);
-        const auto trees = buildTrees(source->nodes(), source->faults());
-        std::vector<const TreeNode*> tops;
-        tops.reserve(trees.size());
-        for (const TreeNode& tree : trees)
-        {
-            tops.push_back(&tree);
-        }
-        printTrees(context, tops, view);
+        unknown.erase(node.connection);
     }
-    catch (const Error& e)
+    return unknown;
+}
+
+/** Draws the tree, or the reason why there is none. */
+void drawTree(const Context& context, const TreeView& view,
+              const TreeFollower& follower)
+{
+    const WatchedTree& known = follower.tree();
+    Faults faults;
+    for (const auto& [path, fault] : known.faults())
+    {
+        faults.push_back({path, FaultEntry_gen(fault.properties)});
+    }
+    const auto trees = buildTrees(known.nodes(), faults);
+    std::vector<const TreeNode*> tops;
+    tops.reserve(trees.size());
+    for (const TreeNode& tree : trees)
+    {
+        tops.push_back(&tree);
+    }
+    if (tops.empty() && !follower.nothing().empty())
     {
         // The services may start later.
-        if (e.code() != ExitCode::unavailable)
-        {
-            throw;
-        }
-        writeLine(context, e.what());
+        writeLine(context, follower.nothing());
+        return;
     }
+    if (const SilentProcesses unknown = unknownOf(known); !unknown.empty())
+    {
+        writeLine(context, describeMissing(unknown), Tone::warning);
+    }
+    printTrees(context, tops, view);
 }
 
 } // namespace
@@ -96,9 +87,10 @@ TreeScreen::TreeScreen(const Context& context, const TreeView& view,
                                     [this] {
                                         draw();
                                     }),
-    changes(bus, makeHandlers([this] {
-                drawing.request();
-            })),
+    follower(bus, loop,
+             [this](const Changes& /*changes*/) {
+                 drawing.request();
+             }),
     screen(context.out)
 {
     sources.push_back(loop.onSignal(SIGWINCH, [this] {
@@ -126,7 +118,7 @@ void TreeScreen::draw()
                  .compact = false};
     const auto now = static_cast<uint64_t>(std::time(nullptr));
     writeLine(page, localTime(now) + "  q ends", Tone::faint);
-    drawTree(page, view);
+    drawTree(page, view, follower);
     screen.draw(text.str(), page.width.value_or(std::string::npos));
 }
 

@@ -5,9 +5,9 @@
 
 #include "../context.hpp"
 #include "../output/tree_output.hpp"
-#include "bus_changes.hpp"
 #include "paced_action.hpp"
 #include "screen.hpp"
+#include "tree_follower.hpp"
 
 #include <vector>
 
@@ -33,7 +33,7 @@ class TreeScreen
     TreeView view;
     services::EventLoop& loop;
     PacedAction drawing;
-    BusChanges changes;
+    TreeFollower follower;
     Screen screen;
     std::vector<services::EventSource> sources;
 };

@@ -3,6 +3,8 @@
 
 /** @file The tree as far as a watcher knows it. */
 
+#include "../source/health_source.hpp"
+
 #include <platform/data_abstraction/fault_entry.hpp>
 
 #include <cstdint>
@@ -14,7 +16,7 @@
 namespace healthintf::healthctl
 {
 
-/** One change of a node or a fault. */
+/** One change of a node, a fault, or a process. */
 struct Change
 {
     enum class Kind
@@ -26,33 +28,50 @@ struct Change
         faultRemoved,
         faultHidden,
         faultShown,
+        /** A process does not answer: what is known of its nodes and faults is
+         *  what it said last. */
+        processSilent,
+        /** It answers again, or has left the bus. */
+        processSilentEnded,
     };
 
     Kind kind;
-    /** A node's key, or a fault entry's path. */
+    /** A node's key, a fault entry's path, or a process in words. */
     std::string path;
     /** Of a node. */
     std::optional<uint32_t> before;
     std::optional<uint32_t> now;
     /** Of a fault. */
     std::optional<FaultEntryProperties> fault;
+    /** The keys of the nodes of a process. */
+    std::vector<std::string> components = {};
 };
 
 using Changes = std::vector<Change>;
 
-/** Nodes with their health and faults with their properties. Each function
+/** A fault entry as it was read or heard of. */
+struct WatchedFault
+{
+    FaultEntryProperties properties;
+    /** The unique name of the connection that shows it; empty when it was read
+     *  from the data cache. */
+    std::string connection = {};
+};
+
+/** Nodes and faults. Each function
  *  takes what was heard and says what it changes: nothing when it was known
  *  already. */
 class WatchedTree
 {
   public:
-    using Nodes = std::map<std::string, uint32_t>;
-    using Faults = std::map<std::string, FaultEntryProperties>;
+    using Faults = std::map<std::string, WatchedFault>;
 
+    /** A node that is not known is not added: a signal may be made up. */
     Changes setHealth(const std::string& key, uint32_t health);
 
-    Changes addFault(const std::string& path,
-                     const FaultEntryProperties& fault);
+    Changes addNode(const std::string& key, const Node& node);
+
+    Changes addFault(const std::string& path, const WatchedFault& fault);
 
     Changes removeFault(const std::string& path);
 
@@ -60,10 +79,11 @@ class WatchedTree
      *  says nothing new. */
     Changes setHidden(const std::string& path, bool hidden);
 
-    /** Takes the records over.
+    /** Takes over what was read. What silent processes hold stays as it is.
      *
      *  @return first what is gone, then what is new */
-    Changes takeOver(const Nodes& nodesThere, const Faults& faultsThere);
+    Changes takeOver(const Nodes& nodesThere, const Faults& faultsThere,
+                     const SilentProcesses& silentThere = {});
 
     const Nodes& nodes() const
     {
@@ -73,13 +93,26 @@ class WatchedTree
     {
         return knownFaults;
     }
+    const SilentProcesses& silent() const
+    {
+        return knownSilent;
+    }
+
+    /** The silent processes as changes. */
+    Changes silence() const;
 
   private:
-    void removeFaultsBut(const Faults& there, Changes& changes);
-    void removeNodesBut(const Nodes& there, Changes& changes);
+    Changes endSilence(const SilentProcesses& there) const;
+    Changes beginSilence(const SilentProcesses& there);
+    std::vector<std::string> keysOf(const std::string& connection) const;
+    void removeFaultsBut(const Faults& there,
+                         const SilentProcesses& silentThere, Changes& changes);
+    void removeNodesBut(const Nodes& there, const SilentProcesses& silentThere,
+                        Changes& changes);
 
     Nodes knownNodes;
     Faults knownFaults;
+    SilentProcesses knownSilent;
 };
 
 } // namespace healthintf::healthctl

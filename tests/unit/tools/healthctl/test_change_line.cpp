@@ -13,7 +13,7 @@ const std::string key = "/com/vexa/olvar/health/a";
 TEST(ChangeLine, SaysHowANodesHealthChanged)
 {
     WatchedTree tree;
-    const nlohmann::json added = jsonOf(tree.setHealth(key, 2).at(0));
+    const nlohmann::json added = jsonOf(tree.addNode(key, {2, ""}).at(0));
     EXPECT_EQ(added["change"], "node-added");
     EXPECT_TRUE(added["before"].is_null());
     EXPECT_EQ(added["now"], "OK");
@@ -30,9 +30,9 @@ TEST(ChangeLine, SaysHowANodesHealthChanged)
 TEST(ChangeLine, SaysWhatBecameOfAFault)
 {
     WatchedTree tree;
-    FaultEntryProperties fault;
-    fault.messageID = "FanSlow";
-    fault.severity = 3;
+    WatchedFault fault;
+    fault.properties.messageID = "FanSlow";
+    fault.properties.severity = 3;
     const std::string path = key + "/entry/Fault_1";
     const nlohmann::json added = jsonOf(tree.addFault(path, fault).at(0));
     EXPECT_EQ(added["change"], "fault-added");
@@ -47,10 +47,23 @@ TEST(ChangeLine, SaysWhatBecameOfAFault)
     EXPECT_EQ(jsonOf(tree.removeFault(path).at(0))["change"], "fault-removed");
 }
 
+TEST(ChangeLine, NamesASilentProcessAndItsComponents)
+{
+    WatchedTree tree;
+    tree.addNode(key, {2, "fan[7]", ":1.7"});
+    const nlohmann::json silent =
+        jsonOf(tree.takeOver({}, {}, {{":1.7", "fan[7]"}}).at(0));
+    EXPECT_EQ(silent["change"], "process-silent");
+    EXPECT_EQ(silent["process"], "fan[7]");
+    EXPECT_EQ(silent["components"], nlohmann::json::array({key}));
+    EXPECT_EQ(jsonOf(tree.takeOver({}, {}).at(0))["change"],
+              "process-silent-ended");
+}
+
 TEST(ChangeLine, BeginsWithHowMuchThereIs)
 {
     WatchedTree tree;
-    tree.setHealth(key, 2);
+    tree.addNode(key, {2, ""});
     const nlohmann::json begin = describeBeginning(tree);
     EXPECT_EQ(begin["change"], "begin");
     EXPECT_EQ(begin["nodes"], 1);

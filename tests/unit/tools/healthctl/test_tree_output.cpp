@@ -47,6 +47,12 @@ TEST_F(TreeOutput, DrawsTheTree)
                        "                      no parent  daemon[2]\n");
 }
 
+TEST_F(TreeOutput, MarksANodeWhoseHolderDoesNotAnswer)
+{
+    trees.front().children.front().node.silent = true;
+    EXPECT_NE(drawn().find("does not answer  daemon[2]\n"), std::string::npos);
+}
+
 TEST_F(TreeOutput, DrawsWithTheSignsOfAscii)
 {
     const std::string text = drawn({}, false);

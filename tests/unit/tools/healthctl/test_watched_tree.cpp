@@ -24,18 +24,26 @@ std::vector<Kind> kindsOf(const Changes& changes)
     return kinds;
 }
 
-FaultEntryProperties faultOf(const std::string& id, bool hidden = false)
+WatchedFault faultOf(const std::string& id, bool hidden = false,
+                     const std::string& connection = "")
 {
-    FaultEntryProperties fault;
-    fault.messageID = id;
-    fault.hidden = hidden;
+    WatchedFault fault;
+    fault.properties.messageID = id;
+    fault.properties.hidden = hidden;
+    fault.connection = connection;
     return fault;
+}
+
+Node nodeOf(uint32_t health, const std::string& connection = "")
+{
+    return {health, "", connection};
 }
 
 TEST(WatchedTree, TellsWhenHealthChangesAndNotElse)
 {
     WatchedTree tree;
-    EXPECT_THAT(kindsOf(tree.setHealth("/a", 2)), ElementsAre(Kind::nodeAdded));
+    EXPECT_THAT(kindsOf(tree.addNode("/a", nodeOf(2))),
+                ElementsAre(Kind::nodeAdded));
     EXPECT_THAT(tree.setHealth("/a", 2), IsEmpty());
     const Changes changes = tree.setHealth("/a", 4);
     ASSERT_THAT(changes, SizeIs(1));
@@ -75,13 +83,14 @@ TEST(WatchedTree, TellsWhenAKnownFaultIsHiddenAndShown)
 TEST(WatchedTree, TakesOverWhatIsThere)
 {
     WatchedTree tree;
-    tree.setHealth("/gone", 2);
-    tree.setHealth("/worse", 2);
+    tree.addNode("/gone", nodeOf(2));
+    tree.addNode("/worse", nodeOf(2));
     tree.addFault("/gone/entry/1", faultOf("G"));
     tree.addFault("/worse/entry/1", faultOf("H"));
-    const Changes changes = tree.takeOver(
-        {{"/new", 2}, {"/worse", 4}}, {{"/worse/entry/1", faultOf("H", true)},
-                                       {"/new/entry/1", faultOf("N", true)}});
+    const Changes changes =
+        tree.takeOver({{"/new", nodeOf(2)}, {"/worse", nodeOf(4)}},
+                      {{"/worse/entry/1", faultOf("H", true)},
+                       {"/new/entry/1", faultOf("N", true)}});
     EXPECT_THAT(kindsOf(changes),
                 ElementsAre(Kind::faultRemoved, Kind::nodeRemoved,
                             Kind::nodeAdded, Kind::health, Kind::faultAdded,
@@ -95,11 +104,55 @@ TEST(WatchedTree, TakesOverWhatIsThere)
 TEST(WatchedTree, TellsNothingWhenItKnewAll)
 {
     WatchedTree tree;
-    const WatchedTree::Nodes nodes{{"/a", 3}};
+    const Nodes nodes{{"/a", nodeOf(3)}};
     const WatchedTree::Faults faults{{"/a/entry/1", faultOf("X", true)}};
     tree.takeOver(nodes, faults);
     EXPECT_THAT(tree.takeOver(nodes, faults), IsEmpty());
-    EXPECT_EQ(tree.nodes(), nodes);
+    EXPECT_THAT(tree.nodes(), SizeIs(1));
+}
+
+TEST(WatchedTree, AddsNoNodeOfWhichOnlyTheHealthIsHeard)
+{
+    WatchedTree tree;
+    EXPECT_THAT(tree.setHealth("/a", 4), IsEmpty());
+    EXPECT_THAT(tree.nodes(), IsEmpty());
+}
+
+TEST(WatchedTree, KeepsWhatASilentProcessHolds)
+{
+    WatchedTree tree;
+    tree.takeOver({{"/a", nodeOf(3, ":1.1")}, {"/b", nodeOf(2, ":1.2")}},
+                  {{"/a/entry/1", faultOf("X", false, ":1.1")}});
+    const Changes silent = tree.takeOver({}, {}, {{":1.1", "fan[1]"}});
+    EXPECT_THAT(kindsOf(silent),
+                ElementsAre(Kind::nodeRemoved, Kind::processSilent));
+    EXPECT_EQ(silent[0].path, "/b");
+    EXPECT_EQ(silent[1].path, "fan[1]");
+    EXPECT_THAT(silent[1].components, ElementsAre("/a"));
+    EXPECT_TRUE(tree.nodes().at("/a").silent);
+    EXPECT_THAT(tree.takeOver({}, {}, {{":1.1", "fan[1]"}}), IsEmpty());
+
+    // It has left the bus.
+    EXPECT_THAT(kindsOf(tree.takeOver({}, {})),
+                ElementsAre(Kind::processSilentEnded, Kind::faultRemoved,
+                            Kind::nodeRemoved));
+}
+
+TEST(WatchedTree, KeepsAFaultThatWasHeardOfASilentProcess)
+{
+    WatchedTree tree;
+    tree.addFault("/a/entry/1", faultOf("X", false, ":1.1"));
+    tree.takeOver({}, {}, {{":1.1", "fan[1]"}});
+    EXPECT_THAT(tree.faults(), SizeIs(1));
+}
+
+TEST(WatchedTree, GivesASilentProcesssKeyToWhoAnswers)
+{
+    WatchedTree tree;
+    tree.addNode("/a", nodeOf(3, ":1.1"));
+    tree.takeOver({{"/a", nodeOf(2, ":1.2")}}, {}, {{":1.1", "fan[1]"}});
+    EXPECT_EQ(tree.nodes().at("/a").health, 2);
+    EXPECT_FALSE(tree.nodes().at("/a").silent);
 }
 
 } // namespace
