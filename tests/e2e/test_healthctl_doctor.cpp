@@ -176,6 +176,23 @@ TEST_F(HealthctlDoctor, FindsAServiceThatDoesNotAnswer)
     EXPECT_EQ(found.at("policy.read-log")["grade"], "ok");
 }
 
+TEST_F(HealthctlDoctor, NamesADaemonThatIsStopped)
+{
+    const Process healthmgr({HEALTHMGR});
+    Component fan(root + "/fan", 2);
+    Component psu(root + "/psu", 2);
+    client.waitForHealth(root, 2);
+    EXPECT_EQ(findings(1).at("tree.holders")["grade"], "ok");
+    fan.process.signal(SIGSTOP);
+    const json found = findings(1).at("tree.holders");
+    EXPECT_EQ(found["grade"], "problem");
+    EXPECT_THAT(std::string(found["text"]),
+                AllOf(HasSubstr("1 process does not answer"),
+                      HasSubstr("[" + std::to_string(fan.process.pid()) +
+                                "] with 1 node"),
+                      Not(HasSubstr(std::to_string(psu.process.pid())))));
+}
+
 TEST_F(HealthctlDoctor, FindsNothingOfADeadDaemon)
 {
     const Component alive(root, 2);

@@ -345,19 +345,27 @@ BusProbe::attempts(const std::vector<ServiceState>& services) const
     return made;
 }
 
+std::map<std::string, uint32_t> BusProbe::connections() const
+{
+    std::map<std::string, uint32_t> all;
+    for (const std::string& name : listNames(bus.get(), "ListNames"))
+    {
+        if (name.starts_with(':'))
+        {
+            all.emplace(name, pidOf(bus.get(), name));
+        }
+    }
+    return all;
+}
+
 MatchUses BusProbe::matchRules() const
 {
     std::vector<MatchUse> uses;
-    for (const std::string& name : listNames(bus.get(), "ListNames"))
+    for (const auto& [name, pid] : connections())
     {
-        if (!name.starts_with(':'))
-        {
-            continue;
-        }
         if (const auto rules = rulesOf(bus.get(), name))
         {
-            const auto pid = static_cast<pid_t>(pidOf(bus.get(), name));
-            uses.push_back({nameOfProcess(pid), *rules});
+            uses.push_back({nameOfProcess(static_cast<pid_t>(pid)), *rules});
         }
     }
     return uses.empty() ? std::nullopt : std::optional(std::move(uses));

@@ -11,8 +11,11 @@
 
 #include <systemd/sd-bus.h>
 
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace healthintf::healthctl
@@ -34,6 +37,11 @@ class BusProbe
         return bus != nullptr;
     }
 
+    sd_bus* get() const
+    {
+        return bus.get();
+    }
+
     /** The services of this project. This function and those below need a
      *  connection. */
     std::vector<ServiceState> services() const;
@@ -43,6 +51,10 @@ class BusProbe
      *  @param[in] services what is not running is not called */
     std::vector<Attempt>
     attempts(const std::vector<ServiceState>& services) const;
+
+    /** The numbers of the processes by the unique names of their
+     *  connections. */
+    std::map<std::string, uint32_t> connections() const;
 
     MatchUses matchRules() const;
 

@@ -2,6 +2,7 @@
 #include "examination.hpp"
 
 #include "bus_probe.hpp"
+#include "holder_probe.hpp"
 #include "host_probe.hpp"
 #include "log_probe.hpp"
 #include "match_limit.hpp"
@@ -10,6 +11,7 @@
 #include <unistd.h>
 
 #include <optional>
+#include <set>
 
 #include <inspection.hpp>
 
@@ -79,6 +81,19 @@ Findings examineLog(const std::vector<ServiceState>& services)
     return {};
 }
 
+/** Asks the processes with nodes, but for the services, which have findings of
+ *  their own. */
+Finding examineHolders(const BusProbe& bus,
+                       const std::vector<ServiceState>& services)
+{
+    std::set<uint32_t> pids;
+    for (const ServiceState& service : services)
+    {
+        pids.insert(service.pid);
+    }
+    return findingOf(probeHolders(bus, pids));
+}
+
 Findings examineHost(uid_t logManager)
 {
     const CacheState cache = probeCache();
@@ -110,6 +125,7 @@ Findings examine()
     {
         services = bus.services();
         append(findings, examineBus(bus, services));
+        findings.push_back(examineHolders(bus, services));
     }
     append(findings, examineHost(userOfLogManager(services)));
     append(findings, examineLog(services));

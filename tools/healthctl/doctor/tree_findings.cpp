@@ -21,6 +21,23 @@ std::string listed(const std::vector<std::string>& names)
                                    std::to_string(names.size() - 1) + " more";
 }
 
+/** The first ten of some things, and how many more there are.
+ *
+ *  @param[in] count how many there are */
+std::string firstOf(const std::vector<std::string>& things, std::size_t count)
+{
+    constexpr std::size_t most = 10;
+    const std::size_t named = std::min(things.size(), most);
+    std::string text;
+    for (std::size_t i = 0; i < named; ++i)
+    {
+        text += (i == 0 ? "" : "; ") + things[i];
+    }
+    return count > named
+               ? text + "; and " + std::to_string(count - named) + " more"
+               : text;
+}
+
 /** A key and its holders, as "KEY by A and B". */
 std::string inWords(const SharedKey& key)
 {
@@ -67,9 +84,39 @@ Findings missingParents(const std::set<std::string>& keys)
     return findings;
 }
 
+Finding findingOf(const HolderStates& holders)
+{
+    const std::string unasked =
+        holders.complete ? "" : "; there are too many to ask all";
+    const auto& silent = holders.silent;
+    if (silent.empty())
+    {
+        return {.check = "tree.holders",
+                .grade = Grade::ok,
+                .text = "the processes with nodes answer" + unasked,
+                .remedy = ""};
+    }
+    std::vector<std::string> named;
+    for (const SilentHolder& holder : silent)
+    {
+        named.push_back(holder.process + " with " +
+                        std::to_string(holder.nodes) +
+                        (holder.nodes == 1 ? " node" : " nodes"));
+    }
+    const bool one = silent.size() == 1;
+    return {.check = "tree.holders",
+            .grade = Grade::problem,
+            .text = std::to_string(silent.size()) +
+                    (one ? " process does" : " processes do") +
+                    " not answer, and the health of " +
+                    (one ? "its" : "their") + " nodes may be an old one: " +
+                    firstOf(named, named.size()) + unasked,
+            .remedy = one ? "see whether it is stopped, or restart it"
+                          : "see whether they are stopped, or restart them"};
+}
+
 Finding sharedKeys(const std::vector<SharedKey>& keys, std::size_t count)
 {
-    constexpr std::size_t mostNamed = 10;
     if (keys.empty())
     {
         return {.check = "tree.claims",
@@ -83,15 +130,12 @@ Finding sharedKeys(const std::vector<SharedKey>& keys, std::size_t count)
     std::string text = std::to_string(count) +
                        (count == 1 ? " key is" : " keys are") + " held by " +
                        (twoEach ? "two" : "several") + " processes: ";
-    const std::size_t named = std::min(keys.size(), mostNamed);
-    for (std::size_t i = 0; i < named; ++i)
+    std::vector<std::string> named;
+    for (const SharedKey& key : keys)
     {
-        text += (i == 0 ? "" : "; ") + inWords(keys[i]);
+        named.push_back(inWords(key));
     }
-    if (count > named)
-    {
-        text += "; and " + std::to_string(count - named) + " more";
-    }
+    text += firstOf(named, count);
     return {.check = "tree.claims",
             .grade = Grade::warning,
             .text = text,

@@ -19,6 +19,25 @@ namespace healthintf::healthctl
  *  @param[in] keys those of all nodes */
 Findings missingParents(const std::set<std::string>& keys);
 
+/** A process with nodes that does not answer. */
+struct SilentHolder
+{
+    /** In words. */
+    std::string process;
+    /** How many nodes it has. */
+    std::size_t nodes = 0;
+};
+
+/** The processes that were asked whether they answer. */
+struct HolderStates
+{
+    std::vector<SilentHolder> silent;
+    /** Whether all were asked, and not only the first. */
+    bool complete = true;
+};
+
+Finding findingOf(const HolderStates& holders);
+
 /** A key that several processes have a health record of. */
 struct SharedKey
 {

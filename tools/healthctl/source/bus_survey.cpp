@@ -178,20 +178,28 @@ MessagePtr makeCallForObjects(sd_bus* bus, const std::string& connection)
                     "GetManagedObjects");
 }
 
-Survey surveyBus(sd_bus* bus, const std::set<std::string>& silent)
+Survey surveyConnections(sd_bus* bus,
+                         const std::vector<std::string>& connections)
 {
     Survey survey;
     PendingCalls pendingCalls(bus, survey.silent);
-    for (const std::string& peer : listOtherConnections(bus))
+    for (const std::string& connection : connections)
     {
-        if (silent.contains(peer))
-        {
-            survey.silent.insert(peer);
-            continue;
-        }
-        askFor(pendingCalls, bus, peer, survey.shown);
+        askFor(pendingCalls, bus, connection, survey.shown);
     }
     pendingCalls.waitForAll();
+    return survey;
+}
+
+Survey surveyBus(sd_bus* bus, const std::set<std::string>& silent)
+{
+    std::vector<std::string> asked = listOtherConnections(bus);
+    std::set<std::string> unasked;
+    std::erase_if(asked, [&](const std::string& connection) {
+        return silent.contains(connection) && unasked.insert(connection).second;
+    });
+    Survey survey = surveyConnections(bus, asked);
+    survey.silent.merge(unasked);
     return survey;
 }
 

@@ -13,6 +13,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace healthintf::healthctl
 {
@@ -44,5 +45,9 @@ MessagePtr makeCallForObjects(sd_bus* bus, const std::string& connection);
  *             asked, and are among the silent ones until they leave
  *  @throws Error when the bus does not answer */
 Survey surveyBus(sd_bus* bus, const std::set<std::string>& silent = {});
+
+/** Asks some connections as surveyBus() asks all. */
+Survey surveyConnections(sd_bus* bus,
+                         const std::vector<std::string>& connections);
 
 } // namespace healthintf::healthctl

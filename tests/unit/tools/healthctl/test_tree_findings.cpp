@@ -38,6 +38,25 @@ TEST(TreeFindings, MissTheRootAboveItsChildren)
     EXPECT_THAT(findings[0].text, HasSubstr("no node " + root + ","));
 }
 
+TEST(TreeFindings, FindNothingWrongWithHoldersThatAnswer)
+{
+    EXPECT_EQ(findingOf(HolderStates{}).grade, Grade::ok);
+    EXPECT_EQ(findingOf(HolderStates{}).check, "tree.holders");
+    EXPECT_THAT(findingOf(HolderStates{.silent = {}, .complete = false}).text,
+                HasSubstr("too many to ask all"));
+}
+
+TEST(TreeFindings, NameTheHoldersThatDoNotAnswer)
+{
+    const Finding finding =
+        findingOf(HolderStates{.silent = {{"fan[1]", 1}, {"psu[2]", 3}}});
+    EXPECT_EQ(finding.grade, Grade::problem);
+    EXPECT_EQ(finding.text, "2 processes do not answer, and the health of "
+                            "their nodes may be an old one: fan[1] with 1 "
+                            "node; psu[2] with 3 nodes");
+    EXPECT_FALSE(finding.remedy.empty());
+}
+
 TEST(TreeFindings, FindNothingWrongWithKeysThatOneProcessHolds)
 {
     EXPECT_EQ(sharedKeys({}, 0).grade, Grade::ok);
