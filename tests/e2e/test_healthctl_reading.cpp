@@ -268,6 +268,22 @@ TEST_F(Reading, BusSaysTheSameAsTheCache)
               idsOf(jsonOf({"faults", "--limit", "3"})));
 }
 
+TEST_F(Reading, BusHasNoKeyThatIsTooLongForARecord)
+{
+    // Anybody may show anything there, such as a key of a million levels.
+    sd_bus_close(client.get());
+    std::string deep = root;
+    while (deep.size() <= 510)
+    {
+        deep += "/deep";
+    }
+    Component odd;
+    odd.init(deep, 2);
+    const std::string tree = jsonOf({"tree", "--source", "bus"}).dump();
+    EXPECT_NE(tree.find(fan), std::string::npos);
+    EXPECT_EQ(tree.find("deep/deep"), std::string::npos);
+}
+
 TEST_F(Reading, BusIsNotHeldUpForeverByWhoDoesNotAnswer)
 {
     EXPECT_EQ(jsonOf({"count", "--source", "bus"})["visible"], 2);

@@ -288,6 +288,24 @@ TEST_F(HealthctlWatch, TakesAMadeUpFaultBack)
     EXPECT_EQ(lines.next("fault-removed", fan)["path"], fault);
 }
 
+TEST_F(HealthctlWatch, HearsOfNoPathThatIsTooLongForARecord)
+{
+    std::string deep = fan;
+    while (deep.size() <= 510)
+    {
+        deep += "/deep";
+    }
+    Lines lines;
+    lines.next();
+    sd_bus_emit_signal(client.get(), deep.c_str(),
+                       "com.vexa.olvar.healthmgr.FaultEntry", "FaultEntryAdded",
+                       "sssastusuu", "Test.1", "Made.Up", "made up", 0,
+                       uint64_t{1}, 4U, "/sensors/none", 1U, 1U);
+    client.catchUp();
+    daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
+    EXPECT_EQ(lines.next()["fault"]["messageId"], "Test.1.0.Slow");
+}
+
 TEST_F(HealthctlWatch, EndsWithZeroOnASignal)
 {
     for (const int number : {SIGINT, SIGTERM})

@@ -4,6 +4,7 @@
 #include "../context.hpp"
 #include "../model/component.hpp"
 #include "bus_survey.hpp"
+#include "data_cache/segment_format.hpp"
 #include "process_name.hpp"
 
 #include <com/vexa/olvar/healthmgr/FaultEntry/common.hpp>
@@ -91,6 +92,11 @@ BusSource::BusSource(const std::set<std::string>& silent)
         }
         for (const auto& [path, interfaces] : shown.objects)
         {
+            if (path.size() > host::maxRecordPath)
+            {
+                // Anybody may show a key of a million levels.
+                continue;
+            }
             if (const auto node =
                     interfaces.find(common::HealthStatus::interface);
                 node != interfaces.end())

@@ -2,6 +2,7 @@
 #include "bus_changes.hpp"
 
 #include "../source/managed_objects.hpp"
+#include "data_cache/segment_format.hpp"
 
 #include <com/vexa/olvar/healthmgr/FaultEntry/common.hpp>
 #include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
@@ -33,6 +34,20 @@ std::string propertiesRule(const char* interface)
 {
     return signalRule("org.freedesktop.DBus.Properties", "PropertiesChanged") +
            ",arg0='" + interface + "'";
+}
+
+/** Where a signal comes from.
+ *
+ *  @throws std::runtime_error when that is too long for a record: a tree of
+ * such keys may have a million levels */
+std::string pathOf(sd_bus_message* message)
+{
+    std::string path = sd_bus_message_get_path(message);
+    if (path.size() > host::maxRecordPath)
+    {
+        throw std::runtime_error("the path is too long");
+    }
+    return path;
 }
 
 /** @throws std::runtime_error for other arguments: any process may send any
@@ -118,7 +133,7 @@ void BusChanges::takeUpdate(sd_bus_message* message) const
 
 void BusChanges::takeProperties(sd_bus_message* message) const
 {
-    const std::string path = sd_bus_message_get_path(message);
+    const std::string path = pathOf(message);
     checkBus("interface", sd_bus_message_skip(message, "s"));
     checkBus("properties",
              sd_bus_message_enter_container(message, 'a', "{sv}"));
@@ -149,13 +164,13 @@ void BusChanges::takeProperties(sd_bus_message* message) const
 void BusChanges::takeAdded(sd_bus_message* message) const
 {
     const char* sender = sd_bus_message_get_sender(message);
-    handlers.faultAdded(sd_bus_message_get_path(message),
+    handlers.faultAdded(pathOf(message),
                         {readFault(message), sender != nullptr ? sender : ""});
 }
 
 void BusChanges::takeRemoved(sd_bus_message* message) const
 {
-    handlers.faultRemoved(sd_bus_message_get_path(message));
+    handlers.faultRemoved(pathOf(message));
 }
 
 void BusChanges::takeOwner(sd_bus_message* message) const
