@@ -3,6 +3,8 @@
 
 #include <hmi_fault_health.hpp>
 
+#include <data_cache/segment_format.hpp>
+
 namespace healthintf::exporter
 {
 namespace
@@ -34,6 +36,7 @@ std::string_view componentOf(std::string_view entry)
 void EvictionCount::startAnew()
 {
     groups.clear();
+    followed = 0;
     gone.clear();
     counting = false;
 }
@@ -42,7 +45,7 @@ void EvictionCount::know(const std::string& entry)
 {
     if (!gone.contains(entry))
     {
-        groups[std::string(groupOf(entry))].entries.insert(entry);
+        insert(entry, {});
     }
 }
 
@@ -54,14 +57,27 @@ void EvictionCount::startCounting()
 
 void EvictionCount::added(const std::string& sender, const std::string& entry)
 {
+    insert(entry, sender);
+}
+
+void EvictionCount::insert(const std::string& entry, const std::string& sender)
+{
+    if (followed >= mostEntries || entry.size() > host::maxRecordPath)
+    {
+        return;
+    }
     Group& group = groups[std::string(groupOf(entry))];
-    group.sender = sender;
-    group.entries.insert(entry);
+    if (!sender.empty())
+    {
+        group.sender = sender;
+    }
+    followed += group.entries.insert(entry).second ? 1 : 0;
 }
 
 void EvictionCount::removed(const std::string& entry)
 {
-    if (!counting)
+    if (!counting && gone.size() < mostEntries &&
+        entry.size() <= host::maxRecordPath)
     {
         gone.insert(entry);
     }
@@ -73,7 +89,9 @@ void EvictionCount::removed(const std::string& entry)
     std::set<std::string>& entries = found->second.entries;
     const bool tooMany =
         entries.size() > health_namespace::FaultAndHealth::maxFaults;
-    if (entries.erase(entry) != 0 && tooMany && counting)
+    const bool known = entries.erase(entry) != 0;
+    followed -= known ? 1 : 0;
+    if (known && tooMany && counting)
     {
         ++counted[std::string(componentOf(entry))];
     }
@@ -92,8 +110,11 @@ void EvictionCount::forgetAllBut(const std::set<std::string>& components)
 
 void EvictionCount::left(const std::string& sender)
 {
-    std::erase_if(groups, [&sender](const auto& each) {
-        return each.second.sender == sender;
+    std::erase_if(groups, [&](const auto& each) {
+        const auto& [name, group] = each;
+        const bool ended = group.sender == sender;
+        followed -= ended ? group.entries.size() : 0;
+        return ended;
     });
 }
 

@@ -26,6 +26,10 @@ std::string_view componentOf(std::string_view entry);
 class EvictionCount
 {
   public:
+    /** How many entries are followed at most. Whoever may report may announce
+     *  any number of entries. */
+    static constexpr std::size_t mostEntries = 65'536;
+
     /** Forgets all entries, not what was counted, and stops counting. */
     void startAnew();
 
@@ -63,7 +67,22 @@ class EvictionCount
         return counted;
     }
 
+    /** How many entries are followed. */
+    std::size_t entries() const
+    {
+        return followed;
+    }
+
+    /** How many removals are remembered until counting starts. */
+    std::size_t removals() const
+    {
+        return gone.size();
+    }
+
   private:
+    /** @param[in] sender empty when it is not known */
+    void insert(const std::string& entry, const std::string& sender);
+
     /** The entries of one component in one process. */
     struct Group
     {
@@ -73,6 +92,8 @@ class EvictionCount
     };
 
     std::map<std::string, Group, std::less<>> groups;
+    /** How many entries all groups have. */
+    std::size_t followed = 0;
     std::map<std::string, uint64_t> counted;
     /** Entries that went before counting started. */
     std::set<std::string> gone;

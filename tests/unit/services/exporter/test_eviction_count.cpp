@@ -173,6 +173,47 @@ TEST_F(Evictions, AreNotSeenInTheRemovalOfAnUnknownEntry)
     EXPECT_TRUE(count.evictions().empty());
 }
 
+TEST_F(Evictions, AreSeenAmongNoMoreEntriesThanTheLimit)
+{
+    // Whoever may report may announce any entries, and never remove them.
+    count.startCounting();
+    for (std::size_t i = 0; i < EvictionCount::mostEntries - 11; ++i)
+    {
+        count.added(":1.2", entry(1, fan + std::to_string(i)));
+    }
+    add(1, 11);
+    count.removed(entry(1));
+    EXPECT_EQ(count.evictions(), (Counted{{fan, 1}}));
+
+    add(12, 13);
+    count.removed(entry(2));
+    EXPECT_EQ(count.evictions(), (Counted{{fan, 2}}));
+    add(14, 14);
+    EXPECT_EQ(count.entries(), EvictionCount::mostEntries);
+    add(15, 15);
+    EXPECT_EQ(count.entries(), EvictionCount::mostEntries);
+
+    count.left(":1.2");
+    EXPECT_EQ(count.entries(), 11);
+}
+
+TEST_F(Evictions, AreNotSeenAmongPathsTooLongForARecord)
+{
+    const std::string key(510, 'x');
+    count.startCounting();
+    add(1, 12, "/" + key);
+    EXPECT_EQ(count.entries(), 0);
+}
+
+TEST_F(Evictions, ForgetRemovalsBeyondTheLimitBeforeTheyCount)
+{
+    for (std::size_t i = 0; i <= EvictionCount::mostEntries; ++i)
+    {
+        count.removed(entry(1, fan + std::to_string(i)));
+    }
+    EXPECT_EQ(count.removals(), EvictionCount::mostEntries);
+}
+
 TEST(ComponentOf, IsWhatStandsBeforeTheEntry)
 {
     EXPECT_EQ(componentOf(entry(1)), fan);
