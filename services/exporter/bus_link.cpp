@@ -10,26 +10,30 @@ namespace healthintf::exporter
 {
 
 BusLink::BusLink(services::EventLoop& loop, Opened opened) :
-    loop(loop), opened(std::move(opened))
+    loop(loop), opened(std::move(opened)), clock(loop.every(pause, [this] {
+        openIfLost();
+    }))
 {
     open();
 }
 
 BusLink::~BusLink() = default;
 
-sd_bus* BusLink::get()
+sd_bus* BusLink::get() const
 {
-    if (sd_bus_is_open(bus.get()) <= 0 &&
-        std::chrono::steady_clock::now() - tried >= pause)
+    return sd_bus_is_ready(bus.get()) > 0 ? bus.get() : nullptr;
+}
+
+void BusLink::openIfLost()
+{
+    if (sd_bus_is_open(bus.get()) <= 0)
     {
         open();
     }
-    return sd_bus_is_ready(bus.get()) > 0 ? bus.get() : nullptr;
 }
 
 void BusLink::open()
 {
-    tried = std::chrono::steady_clock::now();
     bus.reset();
     sd_bus* raw = nullptr;
     int result = sd_bus_open(&raw);
@@ -41,10 +45,14 @@ void BusLink::open()
     if (result < 0)
     {
         bus.reset();
-        SERVICE_LOG(services::log::warning, "%s.%d.%s: no bus: %s",
-                    std::strerror(-result));
+        if (!std::exchange(told, true))
+        {
+            SERVICE_LOG(services::log::warning, "%s.%d.%s: no bus: %s",
+                        std::strerror(-result));
+        }
         return;
     }
+    told = false;
     opened(raw);
 }
 

@@ -36,17 +36,20 @@ class BusLink
     BusLink(const BusLink&) = delete;
     BusLink& operator=(const BusLink&) = delete;
 
-    /** The connection, or null while there is none. Begins to connect again
-     *  when the connection was lost. */
-    sd_bus* get();
+    /** The connection, or null while there is none. It is made anew when it was
+     *  lost, whether anybody asks for it or not. */
+    sd_bus* get() const;
 
   private:
+    void openIfLost();
     void open();
 
     services::EventLoop& loop;
     Opened opened;
     ClosedBusPtr bus;
-    std::chrono::steady_clock::time_point tried;
+    /** Whether the log has a line about the missing bus. */
+    bool told = false;
+    services::EventSource clock;
 };
 
 } // namespace healthintf::exporter

@@ -5,8 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <stdexcept>
+#include <string>
 
 namespace healthintf::exporter
 {
@@ -19,19 +21,27 @@ using Clock = std::chrono::steady_clock;
 class BusLinkTest : public testing::Test
 {
   protected:
-    /** Runs the loop until a connection is there, or until none is. */
-    void waitFor(BusLink& link, bool there)
+    /** Runs the loop until @p done. */
+    void waitUntil(const std::string& what, const std::function<bool()>& done)
     {
         const auto begin = Clock::now();
-        while ((link.get() != nullptr) != there)
+        while (!done())
         {
             if (Clock::now() - begin > test::patience)
             {
-                throw std::runtime_error("no change of the connection");
+                throw std::runtime_error("not in time: " + what);
             }
             constexpr uint64_t turn = 10'000;
             sd_event_run(loop.get(), turn);
         }
+    }
+
+    /** Runs the loop until a connection is there, or until none is. */
+    void waitFor(BusLink& link, bool there)
+    {
+        waitUntil("a change of the connection", [&] {
+            return (link.get() != nullptr) == there;
+        });
     }
 
     BusLink::Opened count()
@@ -90,6 +100,10 @@ TEST_F(BusLinkTest, ConnectsAnewToABusThatComesBack)
     std::filesystem::create_symlink(socketOfTheBus(), name);
     setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
     setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+    // Whoever asks for it next finds it.
+    waitUntil("the second connection", [this] {
+        return opened == 2;
+    });
     waitFor(link, true);
     EXPECT_EQ(opened, 2);
 }
