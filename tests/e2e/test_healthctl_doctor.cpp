@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <string>
 #include <vector>
@@ -191,6 +192,25 @@ TEST_F(HealthctlDoctor, NamesADaemonThatIsStopped)
                       HasSubstr("[" + std::to_string(fan.process.pid()) +
                                 "] with 1 node"),
                       Not(HasSubstr(std::to_string(psu.process.pid())))));
+}
+
+TEST_F(HealthctlDoctor, NamesWhoIsStoppedWhereTheRecordsCannotBeRead)
+{
+    const Process healthmgr({HEALTHMGR});
+    Component fan(root + "/fan", 2);
+    client.waitForHealth(root, 2);
+    // The test does not answer while it waits.
+    sd_bus_close(client.get());
+    const std::filesystem::path cache =
+        bus.folder().path() / "run" / "datacache";
+    std::filesystem::rename(cache, cache.string() + ".aside");
+    std::ofstream(cache) << "no folder";
+    EXPECT_EQ(findings(1).at("tree.holders")["grade"], "ok");
+    fan.process.signal(SIGSTOP);
+    const json found = findings(1).at("tree.holders");
+    EXPECT_EQ(found["grade"], "warning");
+    EXPECT_THAT(std::string(found["text"]),
+                HasSubstr("[" + std::to_string(fan.process.pid()) + "]"));
 }
 
 TEST_F(HealthctlDoctor, FindsNothingOfADeadDaemon)

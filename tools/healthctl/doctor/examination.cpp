@@ -91,7 +91,8 @@ Finding examineHolders(const BusProbe& bus,
     {
         pids.insert(service.pid);
     }
-    return findingOf(probeHolders(bus, pids));
+    return findingOf(probeCache().usable ? probeHolders(bus, pids)
+                                         : probeConnections(bus, pids));
 }
 
 Findings examineHost(uid_t logManager)

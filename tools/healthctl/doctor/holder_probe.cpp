@@ -101,4 +101,26 @@ HolderStates probeHolders(const BusProbe& bus, const std::set<uint32_t>& others)
     return states;
 }
 
+HolderStates probeConnections(const BusProbe& bus,
+                              const std::set<uint32_t>& others)
+{
+    HolderStates states;
+    states.known = false;
+    const auto connections = bus.connections();
+    std::set<uint32_t> silent;
+    for (const std::string& connection : surveyBus(bus.get()).silent)
+    {
+        const auto found = connections.find(connection);
+        if (found != connections.end() && !others.contains(found->second))
+        {
+            silent.insert(found->second);
+        }
+    }
+    for (const uint32_t pid : silent)
+    {
+        states.silent.push_back({nameOfProcess(static_cast<pid_t>(pid))});
+    }
+    return states;
+}
+
 } // namespace healthintf::healthctl

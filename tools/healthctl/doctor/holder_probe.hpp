@@ -20,4 +20,10 @@ namespace healthintf::healthctl
 HolderStates probeHolders(const BusProbe& bus,
                           const std::set<uint32_t>& others);
 
+/** Asks all connections at once, where the records cannot be read.
+ *
+ *  @param[in] others processes that are not named */
+HolderStates probeConnections(const BusProbe& bus,
+                              const std::set<uint32_t>& others);
+
 } // namespace healthintf::healthctl

@@ -93,23 +93,33 @@ Finding findingOf(const HolderStates& holders)
     {
         return {.check = "tree.holders",
                 .grade = Grade::ok,
-                .text = "the processes with nodes answer" + unasked,
+                .text = (holders.known ? "the processes with nodes answer"
+                                       : "all processes on the bus answer") +
+                        unasked,
                 .remedy = ""};
     }
     std::vector<std::string> named;
     for (const SilentHolder& holder : silent)
     {
-        named.push_back(holder.process + " with " +
-                        std::to_string(holder.nodes) +
-                        (holder.nodes == 1 ? " node" : " nodes"));
+        named.push_back(holder.process);
+        if (holders.known)
+        {
+            named.back() += " with " + std::to_string(holder.nodes) +
+                            (holder.nodes == 1 ? " node" : " nodes");
+        }
     }
     const bool one = silent.size() == 1;
+    const std::string doubt =
+        holders.known
+            ? std::string("the health of ") + (one ? "its" : "their") +
+                  " nodes may be an old one"
+            : std::string("whether ") + (one ? "it has" : "they have") +
+                  " nodes is not known";
     return {.check = "tree.holders",
-            .grade = Grade::problem,
+            .grade = holders.known ? Grade::problem : Grade::warning,
             .text = std::to_string(silent.size()) +
                     (one ? " process does" : " processes do") +
-                    " not answer, and the health of " +
-                    (one ? "its" : "their") + " nodes may be an old one: " +
+                    " not answer, and " + doubt + ": " +
                     firstOf(named, named.size()) + unasked,
             .remedy = one ? "see whether it is stopped, or restart it"
                           : "see whether they are stopped, or restart them"};

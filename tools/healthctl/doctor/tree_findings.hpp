@@ -19,12 +19,12 @@ namespace healthintf::healthctl
  *  @param[in] keys those of all nodes */
 Findings missingParents(const std::set<std::string>& keys);
 
-/** A process with nodes that does not answer. */
+/** A process that does not answer. */
 struct SilentHolder
 {
     /** In words. */
     std::string process;
-    /** How many nodes it has. */
+    /** How many nodes it has, if that is known. */
     std::size_t nodes = 0;
 };
 
@@ -32,6 +32,8 @@ struct SilentHolder
 struct HolderStates
 {
     std::vector<SilentHolder> silent;
+    /** Whether it is known which processes have nodes. Else all were asked. */
+    bool known = true;
     /** Whether all were asked, and not only the first. */
     bool complete = true;
 };

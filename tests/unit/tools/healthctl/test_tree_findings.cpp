@@ -57,6 +57,17 @@ TEST(TreeFindings, NameTheHoldersThatDoNotAnswer)
     EXPECT_FALSE(finding.remedy.empty());
 }
 
+TEST(TreeFindings, NameSilentProcessesOfWhichTheNodesAreNotKnown)
+{
+    const Finding finding =
+        findingOf(HolderStates{.silent = {{"fan[1]", 0}}, .known = false});
+    EXPECT_EQ(finding.grade, Grade::warning);
+    EXPECT_EQ(finding.text, "1 process does not answer, and whether it has "
+                            "nodes is not known: fan[1]");
+    EXPECT_EQ(findingOf(HolderStates{.silent = {}, .known = false}).grade,
+              Grade::ok);
+}
+
 TEST(TreeFindings, FindNothingWrongWithKeysThatOneProcessHolds)
 {
     EXPECT_EQ(sharedKeys({}, 0).grade, Grade::ok);
