@@ -268,6 +268,23 @@ TEST_F(Reading, BusSaysTheSameAsTheCache)
               idsOf(jsonOf({"faults", "--limit", "3"})));
 }
 
+TEST_F(Reading, BusShowsTheYoungerOfTwoHoldersAsTheCacheDoes)
+{
+    sd_bus_close(client.get());
+    const std::string key = root + "/both";
+    Component older(key, 3);
+    // Later names may come before earlier ones in the order of texts.
+    while (Component().init(root + "/other", 2).size() == older.name().size())
+    {}
+    const Component younger(key, 2);
+    for (const char* source : {"cache", "bus"})
+    {
+        EXPECT_THAT(healthctl({"tree", key, "--source", source}).output,
+                    HasSubstr("[" + std::to_string(younger.process.pid())))
+            << source;
+    }
+}
+
 TEST_F(Reading, BusHasNoKeyThatIsTooLongForARecord)
 {
     // Anybody may show anything there, such as a key of a million levels.

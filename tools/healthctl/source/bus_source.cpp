@@ -83,6 +83,7 @@ BusSource::BusSource(const std::set<std::string>& silent)
             silentProcesses.emplace(peer, *process);
         }
     }
+    // Of two holders of a key the younger one counts, as in the data cache.
     for (const auto& [peer, shown] : survey.shown)
     {
         const std::string holder = processOf(bus, peer).value_or(peer);

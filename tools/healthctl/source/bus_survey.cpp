@@ -154,7 +154,7 @@ MessagePtr makeCall(sd_bus* bus, const std::string& peer, const char* interface,
 }
 
 void askFor(PendingCalls& pendingCalls, sd_bus* bus, const std::string& peer,
-            std::map<std::string, Shown>& shown)
+            std::map<std::string, Shown, ByAge>& shown)
 {
     const auto objects = makeCallForObjects(bus, peer);
     pendingCalls.ask(peer, objects.get(),

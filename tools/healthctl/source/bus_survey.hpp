@@ -13,6 +13,8 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace healthintf::healthctl
@@ -26,11 +28,22 @@ struct Shown
     std::optional<uint32_t> rootHealth;
 };
 
+/** Orders unique names as the bus gives them, the oldest first: ":1.9" comes
+ *  before ":1.10". */
+struct ByAge
+{
+    bool operator()(const std::string& a, const std::string& b) const
+    {
+        return std::pair(a.size(), std::string_view(a)) <
+               std::pair(b.size(), std::string_view(b));
+    }
+};
+
 /** The parts of all connections, by their unique names. */
 struct Survey
 {
     /** Those that have components. */
-    std::map<std::string, Shown> shown;
+    std::map<std::string, Shown, ByAge> shown;
     /** Those that did not answer in time, or have left meanwhile. */
     std::set<std::string> silent;
 };
