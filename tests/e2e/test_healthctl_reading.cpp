@@ -30,8 +30,9 @@ class Reading : public HealthctlTest
     {
         daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
         daemon.add(fan, "Test.1.0.Loud", "/sensors/noise", 1, 8);
-        // It is warning before and after, too.
+        // They are warning before and after, too.
         client.waitForHealth(fan, 4);
+        client.waitForHealth(root, 4);
         daemon.add(psu, "Test.1.0.Low", "/sensors/volt", 2, 9);
         daemon.expect("hide 1 - /sensors/noise 0", "0");
         client.waitForHealth(fan, 3);
