@@ -217,6 +217,37 @@ TEST_F(HealthctlWatch, MarksOnTheTerminalWhatAStoppedDaemonHolds)
     hearUntil("ended 0");
 }
 
+TEST_F(HealthctlWatch, DrawsWhatIsHeardWhileItWaitsForAnswers)
+{
+    Component silent(root + "/silent", 2);
+    client.waitForHealth(root + "/silent", 2);
+    // The test does not answer while it waits.
+    sd_bus_close(client.get());
+    Process watcher({WATCH_ON_TERMINAL, "env",
+                     "HEALTHINTF_RUNTIME_DIR=/nonexistent", HEALTHCTL, "watch",
+                     "--faults"});
+    const auto hearUntil = [&](const std::string& text) {
+        std::string line;
+        do
+        {
+            line = watcher.hear();
+        } while (line.find(text) == std::string::npos);
+        return line;
+    };
+    hearUntil("silent");
+    silent.process.signal(SIGSTOP);
+    // The end of this one has all asked, and the silent one waited for.
+    Component other(root + "/other", 2);
+    other.end();
+    for (const std::string sensor : {"/sensors/a", "/sensors/b", "/sensors/c"})
+    {
+        daemon.add(fan, "Test.1.0.Bad", sensor, 1, 7);
+        hearUntil("A fault of " + sensor);
+        EXPECT_THAT(hearUntil("silent"), testing::Not(HasSubstr("answer")));
+    }
+    hearUntil("does not answer");
+}
+
 TEST_F(HealthctlWatch, KeepsWhatIsHeardWhileItReadsTheBus)
 {
     Component silent(root + "/silent", 2);

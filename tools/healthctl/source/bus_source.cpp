@@ -69,13 +69,13 @@ FaultEntry_gen recordOf(const Properties& of)
 
 } // namespace
 
-BusSource::BusSource(const std::set<std::string>& silent)
+BusSource::BusSource(const RepeatedReading& reading)
 {
     const auto kept = connectBus();
     sd_bus* bus = nullptr;
     sd_bus_default(&bus);
     const BusPtr owned(bus);
-    const Survey survey = surveyBus(bus, silent);
+    const Survey survey = surveyBus(bus, reading);
     for (const std::string& peer : survey.silent)
     {
         if (const auto process = processOf(bus, peer))

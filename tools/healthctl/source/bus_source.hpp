@@ -5,11 +5,11 @@
  */
 
 #include "health_source.hpp"
+#include "repeated_reading.hpp"
 
 #include <systemd/sd-bus.h>
 
 #include <memory>
-#include <set>
 #include <string>
 
 namespace healthintf::healthctl
@@ -20,10 +20,8 @@ namespace healthintf::healthctl
 class BusSource : public HealthSource
 {
   public:
-    /** @param[in] silent connections that are known not to answer, and are not
-     *             asked again
-     *  @throws Error when there is no bus */
-    explicit BusSource(const std::set<std::string>& silent = {});
+    /** @throws Error when there is no bus */
+    explicit BusSource(const RepeatedReading& reading = {});
 
     const char* name() const override;
     SilentProcesses silent() const override;

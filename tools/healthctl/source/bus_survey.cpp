@@ -88,8 +88,10 @@ class PendingCalls
         ++open;
     }
 
-    void waitForAll()
+    /** @param[in] whileWaiting called after each turn; may be null */
+    void waitForAll(const std::function<void()>& whileWaiting)
     {
+        constexpr uint64_t turn = 100'000;
         while (open > 0)
         {
             const int result = sd_bus_process(bus, nullptr);
@@ -97,7 +99,12 @@ class PendingCalls
             // The end of a call's time is not counted as processed.
             if (result == 0 && open > 0)
             {
-                expectAnswer(sd_bus_wait(bus, UINT64_MAX));
+                expectAnswer(
+                    sd_bus_wait(bus, whileWaiting ? turn : UINT64_MAX));
+            }
+            if (whileWaiting)
+            {
+                whileWaiting();
             }
         }
     }
@@ -179,7 +186,8 @@ MessagePtr makeCallForObjects(sd_bus* bus, const std::string& connection)
 }
 
 Survey surveyConnections(sd_bus* bus,
-                         const std::vector<std::string>& connections)
+                         const std::vector<std::string>& connections,
+                         const std::function<void()>& whileWaiting)
 {
     Survey survey;
     PendingCalls pendingCalls(bus, survey.silent);
@@ -187,18 +195,19 @@ Survey surveyConnections(sd_bus* bus,
     {
         askFor(pendingCalls, bus, connection, survey.shown);
     }
-    pendingCalls.waitForAll();
+    pendingCalls.waitForAll(whileWaiting);
     return survey;
 }
 
-Survey surveyBus(sd_bus* bus, const std::set<std::string>& silent)
+Survey surveyBus(sd_bus* bus, const RepeatedReading& reading)
 {
     std::vector<std::string> asked = listOtherConnections(bus);
     std::set<std::string> unasked;
     std::erase_if(asked, [&](const std::string& connection) {
-        return silent.contains(connection) && unasked.insert(connection).second;
+        return reading.silent.contains(connection) &&
+               unasked.insert(connection).second;
     });
-    Survey survey = surveyConnections(bus, asked);
+    Survey survey = surveyConnections(bus, asked, reading.whileWaiting);
     survey.silent.merge(unasked);
     return survey;
 }

@@ -4,11 +4,13 @@
 /** @file Asks all connections on the bus for their part of the health tree. */
 
 #include "managed_objects.hpp"
+#include "repeated_reading.hpp"
 
 #include <platform/bus_handles.hpp>
 
 #include <systemd/sd-bus.h>
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -54,13 +56,12 @@ MessagePtr makeCallForObjects(sd_bus* bus, const std::string& connection);
 /** Asks all connections at once, so that several that hang take no longer than
  *  one.
  *
- *  @param[in] silent connections that are known not to answer: they are not
- *             asked, and are among the silent ones until they leave
  *  @throws Error when the bus does not answer */
-Survey surveyBus(sd_bus* bus, const std::set<std::string>& silent = {});
+Survey surveyBus(sd_bus* bus, const RepeatedReading& reading = {});
 
 /** Asks some connections as surveyBus() asks all. */
 Survey surveyConnections(sd_bus* bus,
-                         const std::vector<std::string>& connections);
+                         const std::vector<std::string>& connections,
+                         const std::function<void()>& whileWaiting = {});
 
 } // namespace healthintf::healthctl

@@ -76,12 +76,11 @@ std::unique_ptr<HealthSource> openSource(SourceChoice choice)
     return cacheUse() == host::CacheUse::open ? openCache() : openBus();
 }
 
-std::unique_ptr<HealthSource>
-openSourceAgain(const std::set<std::string>& silent)
+std::unique_ptr<HealthSource> openSourceAgain(const RepeatedReading& reading)
 {
     return cacheUse() == host::CacheUse::open
                ? openCache()
-               : std::make_unique<BusSource>(silent);
+               : std::make_unique<BusSource>(reading);
 }
 
 std::unique_ptr<HealthSource> openSourceWithWarning(SourceChoice choice)

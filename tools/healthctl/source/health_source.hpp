@@ -4,6 +4,7 @@
 /** @file The sources of nodes and faults. */
 
 #include "../error.hpp"
+#include "repeated_reading.hpp"
 
 #include <platform/data_abstraction/fault_entry.hpp>
 
@@ -12,7 +13,6 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -114,11 +114,8 @@ std::unique_ptr<HealthSource> openSource(SourceChoice choice);
 /** Opens a source as openSource() does with SourceChoice::automatic, though
  *  there may be no node.
  *
- *  @param[in] silent connections that are known not to answer, and are not
- *             waited for again
  *  @throws Error when there is no bus */
-std::unique_ptr<HealthSource>
-openSourceAgain(const std::set<std::string>& silent);
+std::unique_ptr<HealthSource> openSourceAgain(const RepeatedReading& reading);
 
 /** Opens a source as openSource() does, and warns on standard error of
  *  processes whose nodes and faults are missing. */

@@ -24,9 +24,9 @@ FaultEntryProperties propertiesOf(const FaultEntry_gen& fault)
             .hidden = fault.hidden()};
 }
 
-Records readTree(const std::set<std::string>& silent)
+Records readTree(const RepeatedReading& reading)
 {
-    const auto source = openSourceAgain(silent);
+    const auto source = openSourceAgain(reading);
     Records records;
     records.nodes = source->nodes();
     for (const Fault& fault : source->faults())

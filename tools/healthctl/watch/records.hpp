@@ -5,7 +5,6 @@
 
 #include "watched_tree.hpp"
 
-#include <set>
 #include <string>
 
 namespace healthintf::healthctl
@@ -22,9 +21,8 @@ struct Records
 
 /** Reads all nodes and faults.
  *
- *  @param[in] silent connections that are known not to answer
  *  @throws Error when this user may not, or the bus does not answer */
-Records readTree(const std::set<std::string>& silent);
+Records readTree(const RepeatedReading& reading);
 
 /** All properties of a fault. */
 FaultEntryProperties propertiesOf(const FaultEntry_gen& fault);

@@ -29,12 +29,14 @@ bool isRecorded(const std::string& key)
 } // namespace
 
 TreeFollower::TreeFollower(sd_bus* bus, services::EventLoop& loop,
-                           std::function<void(const Changes&)> onChanges) :
+                           std::function<void(const Changes&)> onChanges,
+                           std::function<void()> whileReading) :
     bus(bus),
-    loop(loop), onChanges(std::move(onChanges)), reading(loop, readingPace,
-                                                         [this] {
-                                                             read();
-                                                         }),
+    loop(loop), onChanges(std::move(onChanges)),
+    whileReading(std::move(whileReading)), reading(loop, readingPace,
+                                                   [this] {
+                                                       read();
+                                                   }),
     confirmation(loop.onceLater([this] {
         confirms = false;
         read();
@@ -128,7 +130,7 @@ void TreeFollower::read()
     heardMeanwhile.clear();
     try
     {
-        records = readTree(silent.names());
+        records = readTree({silent.names(), whileReading});
     }
     catch (const Error& e)
     {

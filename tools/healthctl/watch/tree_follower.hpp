@@ -28,9 +28,12 @@ class TreeFollower
      *  @param[in] loop runs the changes; must outlive this object
      *  @param[in] onChanges gets what a signal or a reading changed; a reading
      *             that changed nothing, too
+     *  @param[in] whileReading called again and again while a reading waits
+     *             for answers, when the loop does not run; may be null
      *  @throws Error when this user may not read it */
     TreeFollower(sd_bus* bus, services::EventLoop& loop,
-                 std::function<void(const Changes&)> onChanges);
+                 std::function<void(const Changes&)> onChanges,
+                 std::function<void()> whileReading = {});
 
     const WatchedTree& tree() const
     {
@@ -55,6 +58,7 @@ class TreeFollower
     sd_bus* bus;
     services::EventLoop& loop;
     std::function<void(const Changes&)> onChanges;
+    std::function<void()> whileReading;
     WatchedTree known;
     std::string whyNothing;
     /** Whether answers of the bus are waited for. */

@@ -87,10 +87,18 @@ TreeScreen::TreeScreen(const Context& context, const TreeView& view,
                                     [this] {
                                         draw();
                                     }),
-    follower(bus, loop,
-             [this](const Changes& /*changes*/) {
-                 drawing.request();
-             }),
+    follower(
+        bus, loop,
+        [this](const Changes& /*changes*/) {
+            due = true;
+            drawing.request();
+        },
+        [this] {
+            if (due && Clock::now() - drawn >= drawingPace)
+            {
+                draw();
+            }
+        }),
     screen(context.out)
 {
     sources.push_back(loop.onSignal(SIGWINCH, [this] {
@@ -110,6 +118,8 @@ TreeScreen::TreeScreen(const Context& context, const TreeView& view,
 
 void TreeScreen::draw()
 {
+    due = false;
+    drawn = Clock::now();
     std::ostringstream text;
     Context page{.out = text,
                  .style = context.style,

@@ -9,6 +9,7 @@
 #include "screen.hpp"
 #include "tree_follower.hpp"
 
+#include <chrono>
 #include <vector>
 
 namespace healthintf::healthctl
@@ -25,6 +26,8 @@ class TreeScreen
                services::EventLoop& loop);
 
   private:
+    using Clock = std::chrono::steady_clock;
+
     void draw();
     void pause();
     void takeKeys();
@@ -33,6 +36,9 @@ class TreeScreen
     TreeView view;
     services::EventLoop& loop;
     PacedAction drawing;
+    /** Whether something changed since it was drawn. */
+    bool due = false;
+    Clock::time_point drawn;
     TreeFollower follower;
     Screen screen;
     std::vector<services::EventSource> sources;
