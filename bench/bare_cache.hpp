@@ -72,7 +72,7 @@ void readSlot(const char* segment, const host::Slot& slot, Visit&& visit)
 }
 
 /** The content of a file, in memory of its own. */
-inline std::vector<char> contentOf(int folder, const char* name)
+inline std::vector<char> readContent(int folder, const char* name)
 {
     const int file = openat(folder, name, O_RDONLY | O_CLOEXEC);
     require(file >= 0, name);
@@ -89,7 +89,7 @@ inline std::vector<char> contentOf(int folder, const char* name)
 template <typename Visit>
 void readSegment(int folder, const char* name, Visit&& visit)
 {
-    const std::vector<char> content = contentOf(folder, name);
+    const std::vector<char> content = readContent(folder, name);
     const auto& header =
         *reinterpret_cast<const host::SegmentHeader*>(content.data());
     for (uint32_t number = 0; number < header.slotCount; ++number)

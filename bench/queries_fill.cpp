@@ -25,7 +25,7 @@ std::string numbered(const char* format, unsigned int number)
 }
 
 /** The entry's path, ten on a component. */
-std::string pathOf(unsigned int number)
+std::string makePath(unsigned int number)
 {
     constexpr unsigned int entriesOfAComponent = 10;
     return "/com/vexa/olvar/health" +
@@ -59,7 +59,7 @@ int main(int argc, char** argv)
         argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 0;
     for (unsigned int i = 0; i < count; ++i)
     {
-        if (datacache_faultentry_create(pathOf(i), fault(i)) != 0)
+        if (datacache_faultentry_create(makePath(i), fault(i)) != 0)
         {
             std::fprintf(stderr, "unable to create the entry %u\n", i);
             return 1;

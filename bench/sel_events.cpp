@@ -61,7 +61,7 @@ void require(bool worked, const char* what)
 void store(const Record& record)
 {
     require(DataAbstraction::SEL::AddSEL(
-                names::logManagerService, names::selPath,
+                names::logmgrService, names::selPath,
                 {sensor.name, sensor.path, sensor.firstByte, sensor.secondByte},
                 record, std::nullopt) <= DataAbstraction::SEL::largestRecordId,
             "store a record");

@@ -16,7 +16,7 @@ namespace
 {
 
 /** A temperature that crosses a threshold. */
-SELEntryProperties entryOf(uint16_t recordId)
+SELEntryProperties makeEntry(uint16_t recordId)
 {
     constexpr uint32_t start = 1'700'000'000;
     const auto low = static_cast<uint8_t>(recordId);
@@ -38,7 +38,7 @@ int main(int argc, char** argv)
     const auto tellAll = [count](const healthintf::host::SelMirror::Sink& put) {
         for (unsigned long i = 1; i <= count; ++i)
         {
-            put(i - 1, entryOf(static_cast<uint16_t>(i)));
+            put(i - 1, makeEntry(static_cast<uint16_t>(i)));
         }
     };
     healthintf::host::SelMirror mirror;

@@ -311,8 +311,8 @@ class HEALTHINTF_API FaultAndHealth
      *  @return what the operation returns, or the published health if it
      *          throws */
     HEALTHINTF_LOCAL int
-    logFailureOf(const char* function,
-                 const std::function<int()>& operation) noexcept;
+    runAndLogFailure(const char* function,
+                     const std::function<int()>& operation) noexcept;
 
     // The operations on visibility, which throw as publishHealth() does.
     HEALTHINTF_LOCAL int hideAll();

@@ -217,7 +217,7 @@ void FaultAndHealth::rollBack(const Addition& addition)
     }
     if (addition.publishingHealth)
     {
-        logFailureOf(loggedFunction, [this] {
+        runAndLogFailure(loggedFunction, [this] {
             return publishHealth();
         });
     }

@@ -134,14 +134,14 @@ int FaultAndHealth::setHidden(bool hide,
 
 int FaultAndHealth::hideFaults()
 {
-    return logFailureOf(__func__, [this] {
+    return runAndLogFailure(__func__, [this] {
         return hideAll();
     });
 }
 
 void FaultAndHealth::hideFaults(unsigned int sensorNumber)
 {
-    logFailureOf(__func__, [&] {
+    runAndLogFailure(__func__, [&] {
         return setHidden<FaultEntry::sensorNumberProperty>(
             true, hiddenSensorNumbers, sensorNumber);
     });
@@ -149,7 +149,7 @@ void FaultAndHealth::hideFaults(unsigned int sensorNumber)
 
 void FaultAndHealth::hideFaults(const std::string& sensorPath)
 {
-    logFailureOf(__func__, [&] {
+    runAndLogFailure(__func__, [&] {
         return setHidden<FaultEntry::sensorPathProperty>(
             true, hiddenSensorPaths, sensorPath);
     });
@@ -157,14 +157,14 @@ void FaultAndHealth::hideFaults(const std::string& sensorPath)
 
 int FaultAndHealth::unhideFaults()
 {
-    return logFailureOf(__func__, [this] {
+    return runAndLogFailure(__func__, [this] {
         return unhideAll();
     });
 }
 
 int FaultAndHealth::unhideFaults(unsigned int sensorNumber)
 {
-    return logFailureOf(__func__, [&] {
+    return runAndLogFailure(__func__, [&] {
         return setHidden<FaultEntry::sensorNumberProperty>(
             false, hiddenSensorNumbers, sensorNumber);
     });
@@ -172,7 +172,7 @@ int FaultAndHealth::unhideFaults(unsigned int sensorNumber)
 
 int FaultAndHealth::unhideFaults(const std::string& sensorPath)
 {
-    return logFailureOf(__func__, [&] {
+    return runAndLogFailure(__func__, [&] {
         return setHidden<FaultEntry::sensorPathProperty>(
             false, hiddenSensorPaths, sensorPath);
     });

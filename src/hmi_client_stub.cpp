@@ -45,7 +45,7 @@ int SELClient::addSEL(Sensor sensor, std::vector<uint8_t> record,
     try
     {
         auto call =
-            bus.new_method_call(names::logManagerService, names::selPath,
+            bus.new_method_call(names::logmgrService, names::selPath,
                                 names::selInterface, names::addSelMethod);
         call.append(sensor, record);
         const healthintf::SignalBlocker blocker;

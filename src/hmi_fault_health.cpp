@@ -165,7 +165,7 @@ int FaultAndHealth::removeFault(std::string& msgId, std::string& sensorPath)
             ++entry;
         }
     }
-    logFailureOf(__func__, [this] {
+    runAndLogFailure(__func__, [this] {
         return publishHealth();
     });
     HMI_LOG(log::progress, "%s.%d.%s: Remove fault exiting");
@@ -199,8 +199,8 @@ int FaultAndHealth::publishHealth()
     return healthNode->updateHealthStatus(computeHealthStatusFromFaultList());
 }
 
-int FaultAndHealth::logFailureOf(const char* function,
-                                 const std::function<int()>& operation) noexcept
+int FaultAndHealth::runAndLogFailure(
+    const char* function, const std::function<int()>& operation) noexcept
 {
     try
     {

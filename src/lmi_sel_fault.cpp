@@ -75,7 +75,7 @@ int SELAndFault::addSEL(SensorInfo& sensor, std::vector<unsigned char>& record)
     try
     {
         const uint32_t answer = DataAbstraction::SEL::AddSEL(
-            names::logManagerService, names::selPath,
+            names::logmgrService, names::selPath,
             {sensor.name, sensor.path, sensor.firstByte, sensor.secondByte},
             record, std::nullopt);
         if (answer > DataAbstraction::SEL::largestRecordId)

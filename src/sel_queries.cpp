@@ -34,7 +34,7 @@ std::optional<int> fetch(const char* function, const std::string& prefix,
                          Entries& entries)
 {
     const long result = DataAbstraction::SELEntry::get_map_by_path_prefixes(
-        {names::logManagerService}, {prefix}, entries);
+        {names::logmgrService}, {prefix}, entries);
     switch (result)
     {
         case DataAbstraction::readOk:

@@ -98,8 +98,8 @@ int ConfigTable::whole(const std::string& key, int least, int most, int usual)
     return static_cast<int>(*value);
 }
 
-int ConfigTable::oneOf(const std::string& key,
-                       std::initializer_list<int> allowed, int usual)
+int ConfigTable::readChoice(const std::string& key,
+                            std::initializer_list<int> allowed, int usual)
 {
     const toml::node* node = find(key);
     if (node == nullptr)
@@ -139,9 +139,10 @@ std::string ConfigTable::text(const std::string& key,
     return *value;
 }
 
-std::string ConfigTable::oneOf(const std::string& key,
-                               std::initializer_list<std::string_view> allowed,
-                               std::optional<std::string> usual)
+std::string
+ConfigTable::readChoice(const std::string& key,
+                        std::initializer_list<std::string_view> allowed,
+                        std::optional<std::string> usual)
 {
     const toml::node* node = find(key);
     if (node == nullptr && usual)

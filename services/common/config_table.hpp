@@ -43,17 +43,17 @@ class ConfigTable
     int whole(const std::string& key, int least, int most, int usual);
 
     /** A whole number that is one of several. */
-    int oneOf(const std::string& key, std::initializer_list<int> allowed,
-              int usual);
+    int readChoice(const std::string& key, std::initializer_list<int> allowed,
+                   int usual);
 
     /** A text that is not empty; required if there is no usual value. */
     std::string text(const std::string& key,
                      std::optional<std::string> usual = std::nullopt);
 
     /** A text that is one of several. */
-    std::string oneOf(const std::string& key,
-                      std::initializer_list<std::string_view> allowed,
-                      std::optional<std::string> usual = std::nullopt);
+    std::string readChoice(const std::string& key,
+                           std::initializer_list<std::string_view> allowed,
+                           std::optional<std::string> usual = std::nullopt);
 
     bool has(const std::string& key) const;
 

@@ -99,8 +99,8 @@ void Connection::call(const char* peer, const char* path, const char* interface,
     }
 }
 
-void Connection::afterWorkOf(const std::string& peer,
-                             std::function<void()> onReply)
+void Connection::awaitWork(const std::string& peer,
+                           std::function<void()> onReply)
 {
     // The process replies when it is back in its event loop; if it is gone, the
     // bus replies with an error.
@@ -119,8 +119,8 @@ void Connection::afterBus(std::function<void()> onReply)
          });
 }
 
-void Connection::userOf(const std::string& peer,
-                        std::function<void(std::optional<uint32_t>)> onReply)
+void Connection::findUser(const std::string& peer,
+                          std::function<void(std::optional<uint32_t>)> onReply)
 {
     call(
         driver, driverPath, driver, "GetConnectionUnixUser",

@@ -60,7 +60,7 @@ class Connection
 
     /** Calls @p onReply once the process behind a name has handled the messages
      *  that reached it before, or is gone. */
-    void afterWorkOf(const std::string& peer, std::function<void()> onReply);
+    void awaitWork(const std::string& peer, std::function<void()> onReply);
 
     /** Calls @p onReply once the bus has passed on all messages sent so far. */
     void afterBus(std::function<void()> onReply);
@@ -68,8 +68,8 @@ class Connection
     /** Calls @p onReply with the user of the process behind a unique name; with
      *  nothing when the bus does not know it, for example because the process
      *  is gone. */
-    void userOf(const std::string& peer,
-                std::function<void(std::optional<uint32_t>)> onReply);
+    void findUser(const std::string& peer,
+                  std::function<void(std::optional<uint32_t>)> onReply);
 
     /** Waits until all messages sent so far are written to the bus. */
     void flush();

@@ -13,7 +13,7 @@ bool SelfCall::isAnswered()
     {
         return false;
     }
-    connection.afterWorkOf(connection.uniqueName(), [shared = replied] {
+    connection.awaitWork(connection.uniqueName(), [shared = replied] {
         *shared = true;
     });
     *replied = false;

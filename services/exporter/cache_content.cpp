@@ -36,13 +36,13 @@ std::optional<CacheContent> readCacheContent()
     }
     for (const auto& [path, entry] : entries)
     {
-        FaultCounts& counts = content.faults[std::string(componentOf(path))];
+        FaultCounts& counts = content.faults[std::string(getComponent(path))];
         ++counts[{entry.severity(), entry.hidden()}];
     }
     return content;
 }
 
-std::set<std::string> componentsOf(const CacheContent& cache)
+std::set<std::string> listComponents(const CacheContent& cache)
 {
     std::set<std::string> keys;
     for (const auto& [key, health] : cache.health)

@@ -18,7 +18,7 @@ namespace healthintf::exporter
 std::optional<CacheContent> readCacheContent();
 
 /** The keys of all nodes, and of faults that have no node. */
-std::set<std::string> componentsOf(const CacheContent& cache);
+std::set<std::string> listComponents(const CacheContent& cache);
 
 /** The object paths of all fault entries; empty also when the data cache
  *  cannot be read. */

@@ -19,10 +19,10 @@ Collector::Collector(services::EventLoop& loop) :
             .path = "/org/freedesktop/DBus",
             .interface = "org.freedesktop.DBus",
             .member = "GetId"}),
-    healthManager({.service = names::managerService,
-                   .path = "/",
-                   .interface = "org.freedesktop.DBus.Peer",
-                   .member = "Ping"})
+    healthmgr({.service = names::managerService,
+               .path = "/",
+               .interface = "org.freedesktop.DBus.Peer",
+               .member = "Ping"})
 {}
 
 Snapshot Collector::collect()
@@ -36,12 +36,12 @@ Snapshot Collector::collect()
     snapshot.bus = driver.make(bus) != nullptr;
     if (snapshot.bus)
     {
-        snapshot.healthManager = healthManager.make(bus) != nullptr;
+        snapshot.healthmgr = healthmgr.make(bus) != nullptr;
         snapshot.log = question.ask(bus);
     }
     if (snapshot.cache)
     {
-        listener.forgetAllBut(componentsOf(*snapshot.cache));
+        listener.forgetAllBut(listComponents(*snapshot.cache));
     }
     if (snapshot.bus && listener.count().isCounting())
     {

@@ -30,7 +30,7 @@ class Collector
     FaultListener listener;
     BusLink link;
     BriefCall driver;
-    BriefCall healthManager;
+    BriefCall healthmgr;
     LogQuestion question;
 };
 

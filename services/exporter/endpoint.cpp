@@ -32,7 +32,7 @@ constexpr const char* metricsUrl = "/metrics";
 constexpr const char* plainText = "text/plain; charset=utf-8";
 
 /** The path of a URL; a client may send the whole one, as proxies are sent. */
-std::string_view pathOf(std::string_view url)
+std::string_view cutQuery(std::string_view url)
 {
     constexpr std::string_view scheme = "http://";
     if (url.size() < scheme.size() ||
@@ -49,7 +49,7 @@ std::string_view pathOf(std::string_view url)
 constexpr unsigned int connectionsInPassing = 16;
 
 /** The descriptor of a connection, negative without one. */
-int descriptorOf(MHD_Connection* connection)
+int getDescriptor(MHD_Connection* connection)
 {
     const auto* info =
         MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
@@ -179,7 +179,7 @@ void Endpoint::takeConnection(void* context, MHD_Connection* connection,
                               MHD_ConnectionNotificationCode code)
 {
     auto* self = static_cast<Endpoint*>(context);
-    const int fd = descriptorOf(connection);
+    const int fd = getDescriptor(connection);
     if (code != MHD_CONNECTION_NOTIFY_STARTED)
     {
         self->connections.erase(fd);
@@ -198,7 +198,7 @@ MHD_Result Endpoint::takeRequest(void* context, MHD_Connection* connection,
                                  std::size_t* /*uploadSize*/, void** /*state*/)
 {
     auto* self = static_cast<Endpoint*>(context);
-    if (const auto found = self->connections.find(descriptorOf(connection));
+    if (const auto found = self->connections.find(getDescriptor(connection));
         found != self->connections.end())
     {
         found->second.asked = true;
@@ -226,7 +226,7 @@ MHD_Result Endpoint::answer(MHD_Connection* connection, const std::string& url,
         return reply(connection, MHD_HTTP_METHOD_NOT_ALLOWED, plainText,
                      "Only GET and HEAD.\n");
     }
-    if (pathOf(url) != metricsUrl)
+    if (cutQuery(url) != metricsUrl)
     {
         return reply(connection, MHD_HTTP_NOT_FOUND, plainText,
                      std::string("The metrics are at ") + metricsUrl + ".\n");

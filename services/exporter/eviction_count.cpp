@@ -14,7 +14,7 @@ constexpr std::string_view entryFolder = "/entry/";
 
 /** The part of an entry's path that the component's entries share. It is
  *  another one after another process has taken the component over. */
-std::string_view groupOf(std::string_view entry)
+std::string_view parseGroup(std::string_view entry)
 {
     // At the end are the fault's number, of four digits, and its health.
     constexpr std::size_t digits = 4;
@@ -26,7 +26,7 @@ std::string_view groupOf(std::string_view entry)
 
 } // namespace
 
-std::string_view componentOf(std::string_view entry)
+std::string_view getComponent(std::string_view entry)
 {
     const std::size_t end = entry.rfind(entryFolder);
     return end == std::string_view::npos ? std::string_view()
@@ -66,7 +66,7 @@ void EvictionCount::insert(const std::string& entry, const std::string& sender)
     {
         return;
     }
-    Group& group = groups[std::string(groupOf(entry))];
+    Group& group = groups[std::string(parseGroup(entry))];
     if (!sender.empty())
     {
         group.sender = sender;
@@ -81,7 +81,7 @@ void EvictionCount::removed(const std::string& entry)
     {
         gone.insert(entry);
     }
-    const auto found = groups.find(groupOf(entry));
+    const auto found = groups.find(parseGroup(entry));
     if (found == groups.end())
     {
         return;
@@ -93,7 +93,7 @@ void EvictionCount::removed(const std::string& entry)
     followed -= known ? 1 : 0;
     if (known && tooMany && counting)
     {
-        ++counted[std::string(componentOf(entry))];
+        ++counted[std::string(getComponent(entry))];
     }
     if (entries.empty())
     {

@@ -77,7 +77,7 @@ Family faults(const CacheContent& cache)
                   "",
                   "Faults that a component holds now.",
                   {}};
-    for (const std::string& component : componentsOf(cache))
+    for (const std::string& component : listComponents(cache))
     {
         const auto found = cache.faults.find(component);
         appendFaults(family, component,
@@ -184,12 +184,12 @@ std::vector<Family> makeFamilies(const Snapshot& snapshot,
     families.push_back(gauge("healthintf_healthmgr_up",
                              "Whether healthmgr answered; without it "
                              "nodes above others may be out of date.",
-                             snapshot.healthManager ? 1 : 0));
+                             snapshot.healthmgr ? 1 : 0));
     if (snapshot.evictions)
     {
         families.push_back(
             evictions(*snapshot.evictions,
-                      componentsOf(snapshot.cache.value_or(CacheContent()))));
+                      listComponents(snapshot.cache.value_or(CacheContent()))));
     }
     families.push_back(gauge("healthintf_sel_up", "Whether logmgr answered.",
                              snapshot.log ? 1 : 0));

@@ -69,7 +69,7 @@ void bindAndListen(int fd, const sockaddr* address, socklen_t size,
     check(listen(fd, SOMAXCONN), "unable to listen on " + name);
 }
 
-sockaddr_un addressOf(const std::filesystem::path& path)
+sockaddr_un makeAddress(const std::filesystem::path& path)
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -168,7 +168,7 @@ Listener::Listener(const TcpAddress& address)
 Listener::Listener(const std::filesystem::path& path) :
     socket(newSocket(AF_UNIX))
 {
-    const sockaddr_un address = addressOf(path);
+    const sockaddr_un address = makeAddress(path);
     removeStale(address, path);
     bindAndListen(socket.get(), generic(&address), sizeof(address),
                   path.native());

@@ -8,7 +8,7 @@
 namespace healthintf::exporter
 {
 LogQuestion::LogQuestion() :
-    call({.service = names::logManagerService,
+    call({.service = names::logmgrService,
           .path = names::selPath,
           .interface = "org.freedesktop.DBus.Properties",
           .member = "GetAll",

@@ -13,7 +13,7 @@ namespace healthintf::exporter
 namespace
 {
 
-const char* typeOf(Kind kind)
+const char* getTypeName(Kind kind)
 {
     switch (kind)
     {
@@ -26,7 +26,7 @@ const char* typeOf(Kind kind)
     }
 }
 
-const char* suffixOf(Kind kind)
+const char* getSuffix(Kind kind)
 {
     switch (kind)
     {
@@ -89,7 +89,7 @@ void appendAbout(std::string& text, const char* what, const std::string& name,
 
 void appendFamily(std::string& text, const Family& family)
 {
-    appendAbout(text, "# TYPE ", family.name, typeOf(family.kind));
+    appendAbout(text, "# TYPE ", family.name, getTypeName(family.kind));
     if (!family.unit.empty())
     {
         appendAbout(text, "# UNIT ", family.name, family.unit);
@@ -98,7 +98,7 @@ void appendFamily(std::string& text, const Family& family)
     for (const Sample& sample : family.samples)
     {
         text += family.name;
-        text += suffixOf(family.kind);
+        text += getSuffix(family.kind);
         appendLabels(text, sample.labels);
         text += ' ';
         text += numberText(sample.value);

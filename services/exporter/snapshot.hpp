@@ -35,7 +35,7 @@ struct Snapshot
     /** Whether the bus answered. */
     bool bus = false;
     /** Whether healthmgr answered. */
-    bool healthManager = false;
+    bool healthmgr = false;
     std::optional<services::LogStatus> log;
     /** The evictions of each component that had some; nothing while they are
      *  not counted. */

@@ -19,7 +19,7 @@ namespace vtable = sdbusplus::vtable;
 
 AttributeRequests::AttributeRequests(services::Connection& connection) :
     interface(
-        connection.bus(), host::healthManagerPath, host::attributesInterface,
+        connection.bus(), host::healthmgrPath, host::attributesInterface,
         [] {
             static constexpr std::array table{
                 vtable::start(),
@@ -52,7 +52,7 @@ int AttributeRequests::take(sd_bus_message* message, void* context,
         return outcome.code == 0
                    ? sd_bus_reply_method_return(message, "")
                    : sd_bus_error_set(error,
-                                      host::errorNameOf(outcome.code).c_str(),
+                                      host::getErrorName(outcome.code).c_str(),
                                       outcome.why.c_str());
     }
     catch (const std::exception& e)

@@ -20,7 +20,7 @@ constexpr std::size_t givingUp = 6;
 
 using Healths = HealthComparison::Healths;
 
-std::string parentOf(const std::string& key)
+std::string getParent(const std::string& key)
 {
     return key.substr(0, key.rfind('/'));
 }
@@ -31,7 +31,7 @@ Healths worstOfChildren(const Healths& records)
     Healths worst;
     for (const auto& [key, health] : records)
     {
-        uint32_t& ofParent = worst[parentOf(key)];
+        uint32_t& ofParent = worst[getParent(key)];
         ofParent = std::max(ofParent, health);
     }
     return worst;

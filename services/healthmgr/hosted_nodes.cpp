@@ -122,12 +122,12 @@ HostedNodes::Outcome HostedNodes::host(const std::string& key,
     {
         return Outcome::overLimit;
     }
-    return knowsRecordsOf(missing) ? makeAll(missing, asker) : Outcome::failed;
+    return knowsRecords(missing) ? makeAll(missing, asker) : Outcome::failed;
 }
 
 /** Whether the nodes really have no record: if one of them is hosted here, its
  *  record may be missing only because the data cache cannot be read. */
-bool HostedNodes::knowsRecordsOf(const std::vector<std::string>& missing) const
+bool HostedNodes::knowsRecords(const std::vector<std::string>& missing) const
 {
     host::RecordOwners owners;
     return std::ranges::none_of(missing,

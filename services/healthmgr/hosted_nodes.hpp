@@ -99,7 +99,7 @@ class HostedNodes
     bool hasRoomForRules();
     Outcome makeAll(const std::vector<std::string>& keys,
                     const std::optional<Asker>& asker);
-    bool knowsRecordsOf(const std::vector<std::string>& missing) const;
+    bool knowsRecords(const std::vector<std::string>& missing) const;
 
     sdbusplus::bus_t& bus;
     NodeSlots slots;

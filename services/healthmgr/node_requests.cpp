@@ -24,7 +24,7 @@ NodeRequests::NodeRequests(services::Connection& connection, HostedNodes& nodes,
     nodes(nodes),
     users(users),
     interface(
-        connection.bus(), names::managerPath, host::healthManagerInterface,
+        connection.bus(), names::managerPath, host::healthmgrInterface,
         [] {
             static constexpr std::array table{
                 vtable::start(),

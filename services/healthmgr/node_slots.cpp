@@ -30,11 +30,11 @@ bool NodeSlots::hasRoom(const Asker& asker, std::size_t count) const
 {
     constexpr uint32_t rootUser = 0;
     return asker.user == rootUser || asker.user == self ||
-           (countOf(asker.user) + count <= bounds.ofOneUser &&
+           (countSlots(asker.user) + count <= bounds.ofOneUser &&
             slots.size() + count <= bounds.nodes);
 }
 
-std::size_t NodeSlots::countOf(uint32_t user) const
+std::size_t NodeSlots::countSlots(uint32_t user) const
 {
     return static_cast<std::size_t>(
         std::ranges::count_if(slots, [user](const auto& slot) {

@@ -106,7 +106,7 @@ class NodeSlots
         bool lent = false;
     };
 
-    std::size_t countOf(uint32_t user) const;
+    std::size_t countSlots(uint32_t user) const;
 
     Bounds bounds;
     uint32_t self;

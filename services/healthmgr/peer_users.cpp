@@ -21,7 +21,7 @@ bool PeerUsers::find(const std::string& peer, Found found)
     others.push_back(std::move(found));
     if (others.size() == 1)
     {
-        connection.userOf(
+        connection.findUser(
             peer, lifetime.guard([this, peer](std::optional<uint32_t> user) {
                 take(peer, user);
             }));

@@ -10,7 +10,7 @@ namespace healthintf::healthmgr
 namespace
 {
 
-std::size_t sizeOf(const std::string& key)
+std::size_t getSize(const std::string& key)
 {
     return key.size() + ReportedHealth::overhead;
 }
@@ -47,7 +47,7 @@ bool ReportedHealth::note(const std::string& sender, const std::string& key,
     {
         if (peer.nodes.erase(key) != 0)
         {
-            shrink(peer, sizeOf(key));
+            shrink(peer, getSize(key));
         }
         if (peer.ended.contains(key))
         {
@@ -92,7 +92,7 @@ std::vector<std::string> ReportedHealth::endQuestion(const std::string& sender)
     peer.questioned = false;
     for (const std::string& key : peer.asked)
     {
-        shrink(peer, sizeOf(key));
+        shrink(peer, getSize(key));
     }
     const auto asked = std::exchange(peer.asked, {});
     return {asked.begin(), asked.end()};
@@ -104,7 +104,7 @@ void ReportedHealth::forget(const std::string& key)
     {
         if (peer.nodes.erase(key) != 0)
         {
-            shrink(peer, sizeOf(key));
+            shrink(peer, getSize(key));
         }
     }
 }
@@ -158,7 +158,7 @@ ReportedHealth::Healths ReportedHealth::take(const std::string& sender)
 /** Counts a key towards the bounds, if they allow it. */
 bool ReportedHealth::grow(Peer& peer, const std::string& key)
 {
-    const std::size_t size = sizeOf(key);
+    const std::size_t size = getSize(key);
     const auto user = users.find(peer.user);
     const std::size_t ofUser = user == users.end() ? 0 : user->second;
     if (peer.size + size > bounds.connection || ofUser + size > bounds.user)

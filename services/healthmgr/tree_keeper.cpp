@@ -219,7 +219,7 @@ void TreeKeeper::askAboutEnds(const std::string& sender)
     {
         return;
     }
-    connection.afterWorkOf(sender, lifetime.guard([this, sender] {
+    connection.awaitWork(sender, lifetime.guard([this, sender] {
         reconciliation.request();
         std::vector<std::string> changed;
         for (const std::string& key : reported.endQuestion(sender))

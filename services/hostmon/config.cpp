@@ -104,15 +104,15 @@ WatchConfig readMemory(ConfigTable& table)
 WatchConfig readLoad(ConfigTable& table)
 {
     const Scale scale{.most = 10000, .usualHysteresis = 0.25};
-    return {Load{table.oneOf("minutes", {1, 5, 15}, 5)},
+    return {Load{table.readChoice("minutes", {1, 5, 15}, 5)},
             readLimits(table, scale),
             {}};
 }
 
 WatchConfig readPressure(ConfigTable& table)
 {
-    return {Pressure{table.oneOf("resource", {"cpu", "memory", "io"}),
-                     table.oneOf("seconds", {10, 60, 300}, 60)},
+    return {Pressure{table.readChoice("resource", {"cpu", "memory", "io"}),
+                     table.readChoice("seconds", {10, 60, 300}, 60)},
             readLimits(table, Scale{}),
             {}};
 }
@@ -122,7 +122,7 @@ WatchConfig readTemperature(ConfigTable& table)
     constexpr double absoluteZero = -273.15;
     const Scale scale{.best = absoluteZero, .most = 1000, .usualHysteresis = 3};
     const bool eachDevice =
-        table.oneOf("components", {"one", "each device"}, "one") != "one";
+        table.readChoice("components", {"one", "each device"}, "one") != "one";
     return {Temperature{table.text("sensor", "*"), eachDevice},
             readLimits(table, scale),
             {}};
@@ -144,8 +144,8 @@ WatchConfig readProcess(ConfigTable& table)
     }
     // A fault is wanted as soon as no process is alive, and until one is.
     constexpr double none = 0.5;
-    const bool critical = table.oneOf("severity", {"critical", "warning"},
-                                      "critical") == "critical";
+    const bool critical = table.readChoice("severity", {"critical", "warning"},
+                                           "critical") == "critical";
     return {process,
             {.direction = Direction::below,
              .warning = none,

@@ -23,8 +23,8 @@ Config parseConfig(std::string_view text, const std::string& name)
         table.whole("capacity", 1, identifiers, config.capacity));
     const char* wrap = overflowName(Overflow::wrap);
     const char* refuse = overflowName(Overflow::refuse);
-    if (table.oneOf("overflow", {refuse, wrap},
-                    overflowName(config.overflow)) == wrap)
+    if (table.readChoice("overflow", {refuse, wrap},
+                         overflowName(config.overflow)) == wrap)
     {
         config.overflow = Overflow::wrap;
     }

@@ -84,9 +84,10 @@ void changeStore(Work&& work)
     }
     catch (const std::exception& e)
     {
-        const std::string why =
-            std::string(e.what()) + " (" +
-            host::folderRemedy(host::codeOf(e), "HEALTHINTF_STATE_DIR") + ")";
+        const std::string why = std::string(e.what()) + " (" +
+                                host::folderRemedy(host::getErrorNumber(e),
+                                                   "HEALTHINTF_STATE_DIR") +
+                                ")";
         if (storeFailureLines.admits())
         {
             SERVICE_LOG(log::error, "%s.%d.%s: unable to change the log: %s",

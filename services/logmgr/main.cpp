@@ -65,7 +65,7 @@ int serve(const logmgr::Config& config)
     });
     logmgr::ListResponder lists(loop, connection, events);
     const logmgr::SelObject object(connection, events, mirror, lists);
-    connection.requestName(names::logManagerService);
+    connection.requestName(names::logmgrService);
     // The mirror belongs to the process that owns the bus name, so it is
     // written only now, and before the first call is answered.
     mirror.rebuild();

@@ -34,8 +34,8 @@ inline const std::string systemRules =
 
 // A bus knows only users and groups that the machine has. These are on every
 // one and stand for those that the packages make.
-inline const std::string healthManagersUser = "daemon";
-inline const std::string logManagersUser = "bin";
+inline const std::string healthmgrUser = "daemon";
+inline const std::string logmgrUser = "bin";
 inline const std::string hostMonitorsUser = "sys";
 inline const std::string reportersGroup = "games";
 inline const std::string operatorsGroup = "mail";
@@ -65,8 +65,8 @@ inline std::string installedRules(const std::string& name)
                    kind + "=\"" + standIn + "\"");
     };
     put("user", "root", std::to_string(getuid()));
-    put("user", "healthintf", healthManagersUser);
-    put("user", "healthintf-logmgr", logManagersUser);
+    put("user", "healthintf", healthmgrUser);
+    put("user", "healthintf-logmgr", logmgrUser);
     put("user", "healthintf-hostmon", hostMonitorsUser);
     put("group", "healthintf", reportersGroup);
     put("group", "healthintf-operators", operatorsGroup);
@@ -83,9 +83,9 @@ enum class Caller
     /** A user in the group of those who operate. */
     operatorUser,
     /** The user that healthmgr runs as. */
-    healthManager,
+    healthmgr,
     /** The user that logmgr runs as. */
-    logManager,
+    logmgr,
     /** The user that hostmon runs as. */
     hostMonitor,
 };
@@ -99,8 +99,8 @@ inline std::vector<std::string> as(Caller caller,
         {Caller::stranger, {"nobody", "nogroup", ""}},
         {Caller::reporter, {"nobody", "nogroup", reportersGroup}},
         {Caller::operatorUser, {"nobody", "nogroup", operatorsGroup}},
-        {Caller::healthManager, {healthManagersUser, reportersGroup, ""}},
-        {Caller::logManager, {logManagersUser, logManagersUser, ""}},
+        {Caller::healthmgr, {healthmgrUser, reportersGroup, ""}},
+        {Caller::logmgr, {logmgrUser, logmgrUser, ""}},
         {Caller::hostMonitor, {hostMonitorsUser, reportersGroup, ""}},
     };
     const auto& [user, group, further] = identities.at(caller);
@@ -147,9 +147,9 @@ inline void makeSharedFolders(const PrivateBus& bus)
     replaceAll(text, "/run/healthintf", folder / "run");
     replaceAll(text, "/var/lib/healthintf", folder / "state");
     replaceAll(text, "healthintf-logmgr healthintf-logmgr",
-               logManagersUser + " " + logManagersUser);
+               logmgrUser + " " + logmgrUser);
     replaceAll(text, "healthintf healthintf",
-               healthManagersUser + " " + reportersGroup);
+               healthmgrUser + " " + reportersGroup);
     outputOf({"systemd-tmpfiles", "--create",
               bus.folder().write("folders.conf", text)});
 }

@@ -186,7 +186,7 @@ TEST_F(AttributeCall, KeepsTheNumberAndTheWordsOfTheHealthManager)
     };
     for (const int code : {EINVAL, EDQUOT, EACCES, ENOSPC, EIO})
     {
-        EXPECT_THAT(answerOf(host::errorNameOf(code)),
+        EXPECT_THAT(answerOf(host::getErrorName(code)),
                     isAnswer(code, "its own words"));
     }
     EXPECT_THAT(answerOf("com.example.Other"),

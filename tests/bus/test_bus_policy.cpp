@@ -165,7 +165,7 @@ TEST_F(BusPolicyOfOthers, LetsRootAloneLookAroundInADaemon)
 TEST_F(BusPolicyOfOthers, KeepsAllButReportersFromAskingForNodes)
 {
     for (const Caller caller :
-         {Caller::stranger, Caller::operatorUser, Caller::logManager})
+         {Caller::stranger, Caller::operatorUser, Caller::logmgr})
     {
         expectDenied(caller, {"call", manager, root, manager, "AddHealthObject",
                               "s", root + "/mine"});
@@ -214,7 +214,7 @@ TEST_F(BusPolicyOfOthers, KeepsAllButOperatorsFromHidingFaults)
 TEST_F(BusPolicyOfOthers, KeepsAllButOperatorsFromSettingAttributes)
 {
     for (const Caller caller :
-         {Caller::stranger, Caller::reporter, Caller::logManager})
+         {Caller::stranger, Caller::reporter, Caller::logmgr})
     {
         expectDenied(caller, setAttribute);
     }
@@ -277,7 +277,7 @@ TEST_F(BusPolicyOfOthers, GivesTheNameToTheHealthManagersUserAlone)
 {
     healthmgr.kill();
     for (const Caller caller : {Caller::stranger, Caller::reporter,
-                                Caller::operatorUser, Caller::logManager})
+                                Caller::operatorUser, Caller::logmgr})
     {
         EXPECT_THAT(
             [&] {
@@ -285,16 +285,16 @@ TEST_F(BusPolicyOfOthers, GivesTheNameToTheHealthManagersUserAlone)
             },
             ThrowsMessage<std::runtime_error>(HasSubstr("Access denied")));
     }
-    EXPECT_EQ(requestNameAs(Caller::healthManager, manager), "u 1\n");
+    EXPECT_EQ(requestNameAs(Caller::healthmgr, manager), "u 1\n");
 }
 
 TEST_F(BusPolicyOfOthers, LetsTheHealthManagerAskWhetherADaemonIsThrough)
 {
     const Words ping{"call", leaf.name(), "/", "org.freedesktop.DBus.Peer",
                      "Ping"};
-    EXPECT_NO_THROW(busctlAs(Caller::healthManager, ping));
+    EXPECT_NO_THROW(busctlAs(Caller::healthmgr, ping));
     for (const Caller caller : {Caller::stranger, Caller::reporter,
-                                Caller::operatorUser, Caller::logManager})
+                                Caller::operatorUser, Caller::logmgr})
     {
         expectDenied(caller, ping);
     }
@@ -355,7 +355,7 @@ TEST(BusLimits, LetAUserAskForAQuarterOfTheNodes)
     EXPECT_EQ(requestAs(Caller::reporter, deep("a", 3)), "") << "it is there";
 
     // Others, and the tree itself, have what they need.
-    EXPECT_EQ(requestAs(Caller::healthManager, root + "/c"), "");
+    EXPECT_EQ(requestAs(Caller::healthmgr, root + "/c"), "");
     Component leaf(root + "/d/e", 3);
     client.waitForHealth(root, 3);
     EXPECT_EQ(client.health(manager, root + "/d"), 3U);

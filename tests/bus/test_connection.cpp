@@ -162,7 +162,7 @@ TEST_F(ServiceConnection, HearsFromAPeerOnceThatIsThrough)
 {
     BusClient peer;
     bool answered = false;
-    connection->afterWorkOf(nameOf(peer), [&] {
+    connection->awaitWork(nameOf(peer), [&] {
         answered = true;
         loop.exit(0);
     });
@@ -184,9 +184,9 @@ TEST_F(ServiceConnection, HearsOfAPeerThatIsGone)
             loop.exit(0);
         }
     };
-    connection->afterWorkOf(nameOf(*peer), count);
+    connection->awaitWork(nameOf(*peer), count);
     waitForBus();
-    connection->afterWorkOf("com.example.Nobody", count);
+    connection->awaitWork("com.example.Nobody", count);
     peer.reset();
     loop.run();
     EXPECT_EQ(answers, 2);
@@ -195,10 +195,10 @@ TEST_F(ServiceConnection, HearsOfAPeerThatIsGone)
 TEST_F(ServiceConnection, GoesOnAfterAnAnswerThatThrows)
 {
     testing::internal::CaptureStderr();
-    connection->afterWorkOf("com.example.Nobody", [] {
+    connection->awaitWork("com.example.Nobody", [] {
         throw std::runtime_error("broken");
     });
-    connection->afterWorkOf("com.example.Nobody", [this] {
+    connection->awaitWork("com.example.Nobody", [this] {
         loop.exit(3);
     });
     EXPECT_EQ(loop.run(), 3);
@@ -207,8 +207,8 @@ TEST_F(ServiceConnection, GoesOnAfterAnAnswerThatThrows)
 
 TEST_F(ServiceConnection, MayBeAskedAgainByAnAnswer)
 {
-    connection->afterWorkOf("com.example.Nobody", [this] {
-        connection->afterWorkOf("com.example.Nobody", [this] {
+    connection->awaitWork("com.example.Nobody", [this] {
+        connection->awaitWork("com.example.Nobody", [this] {
             loop.exit(4);
         });
     });
@@ -217,10 +217,10 @@ TEST_F(ServiceConnection, MayBeAskedAgainByAnAnswer)
 
 TEST_F(ServiceConnection, AsksNobodyUnderAnImpossibleName)
 {
-    EXPECT_THROW(connection->afterWorkOf("no name",
-                                         [] {
-                                             ADD_FAILURE();
-                                         }),
+    EXPECT_THROW(connection->awaitWork("no name",
+                                       [] {
+                                           ADD_FAILURE();
+                                       }),
                  std::system_error);
     settle();
 }
@@ -229,7 +229,7 @@ TEST_F(ServiceConnection, ForgetsItsQuestionsWhenItEnds)
 {
     BusClient peer;
     bool answered = false;
-    connection->afterWorkOf(nameOf(peer), [&] {
+    connection->awaitWork(nameOf(peer), [&] {
         answered = true;
     });
     waitForBus();
@@ -261,7 +261,7 @@ TEST_F(ServiceConnection, HearsOfTheUserOfAPeer)
 {
     const BusClient peer;
     std::optional<uint32_t> user;
-    connection->userOf(nameOf(peer), [&](std::optional<uint32_t> found) {
+    connection->findUser(nameOf(peer), [&](std::optional<uint32_t> found) {
         user = found;
         loop.exit(0);
     });
@@ -272,7 +272,7 @@ TEST_F(ServiceConnection, HearsOfTheUserOfAPeer)
 TEST_F(ServiceConnection, HearsOfNoUserOfAPeerThatIsGone)
 {
     std::optional<uint32_t> user = 0;
-    connection->userOf(":1.4711", [&](std::optional<uint32_t> found) {
+    connection->findUser(":1.4711", [&](std::optional<uint32_t> found) {
         user = found;
         loop.exit(0);
     });

@@ -89,7 +89,7 @@ class HostMonitorPolicyOfOthers : public HostMonitorPolicy
 
 TEST_F(HostMonitorPolicyOfOthers, LetsItsUserReport)
 {
-    const Process healthmgr(as(Caller::healthManager, {HEALTHMGR}));
+    const Process healthmgr(as(Caller::healthmgr, {HEALTHMGR}));
     const Process hostmon(as(Caller::hostMonitor, hostmonOn(machine)));
     client.waitForHealth(memoryKey, 3);
     client.waitForHealth(root, 3);
@@ -100,7 +100,7 @@ TEST_F(HostMonitorPolicyOfOthers, GivesTheNamesOfComponentsToItsUserAlone)
     const std::string name = std::string(monitor) + ".key_0";
     for (const Caller caller :
          {Caller::stranger, Caller::reporter, Caller::operatorUser,
-          Caller::healthManager, Caller::logManager})
+          Caller::healthmgr, Caller::logmgr})
     {
         EXPECT_THAT(
             [&] {

@@ -120,13 +120,13 @@ TEST_F(LogPolicyOfOthers, KeepsEverybodyFromWhatIsNotHis)
             << wanted[0];
     };
     for (const Caller caller :
-         {Caller::stranger, Caller::operatorUser, Caller::logManager})
+         {Caller::stranger, Caller::operatorUser, Caller::logmgr})
     {
         expectDenied(caller, addition);
         expectDenied(caller, stamped);
     }
     for (const Caller caller : {Caller::stranger, Caller::reporter,
-                                Caller::healthManager, Caller::logManager})
+                                Caller::healthmgr, Caller::logmgr})
     {
         expectDenied(caller, clear);
         expectDenied(caller, clearUpTo);
@@ -148,7 +148,7 @@ TEST_F(LogPolicyOfOthers, GivesTheNameToTheLogManagersUserAlone)
 {
     logmgr.kill();
     for (const Caller caller : {Caller::stranger, Caller::reporter,
-                                Caller::operatorUser, Caller::healthManager})
+                                Caller::operatorUser, Caller::healthmgr})
     {
         EXPECT_THAT(
             [&] {
@@ -156,7 +156,7 @@ TEST_F(LogPolicyOfOthers, GivesTheNameToTheLogManagersUserAlone)
             },
             ThrowsMessage<std::runtime_error>(HasSubstr("Access denied")));
     }
-    EXPECT_EQ(requestNameAs(Caller::logManager, logService), "u 1\n");
+    EXPECT_EQ(requestNameAs(Caller::logmgr, logService), "u 1\n");
 }
 
 } // namespace

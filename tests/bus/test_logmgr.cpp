@@ -39,7 +39,7 @@ std::string refusalOf(const std::function<void()>& work)
     return "";
 }
 
-class LogManager : public testing::Test
+class Logmgr : public testing::Test
 {
   protected:
     /** The option for a configuration file. */
@@ -60,7 +60,7 @@ class LogManager : public testing::Test
     LogClient client;
 };
 
-TEST_F(LogManager, AnswersTheIdentifierAndKeepsTheRecord)
+TEST_F(Logmgr, AnswersTheIdentifierAndKeepsTheRecord)
 {
     const Process running = client.start();
     EXPECT_EQ(client.add(recordOf(7)), 1u);
@@ -79,7 +79,7 @@ TEST_F(LogManager, AnswersTheIdentifierAndKeepsTheRecord)
     EXPECT_EQ(read.record[11], 8);
 }
 
-TEST_F(LogManager, TakesATimestamp)
+TEST_F(Logmgr, TakesATimestamp)
 {
     const Process running = client.start();
     client.callLog("AddSELWithTimestamp", "(ssyy)ayu", "", "", 0, 0, 16, 0, 0,
@@ -87,7 +87,7 @@ TEST_F(LogManager, TakesATimestamp)
     EXPECT_EQ(client.entry(0).timestamp, 0x01020304u);
 }
 
-TEST_F(LogManager, AnnouncesARecordAsReceivedBeforeItAnswers)
+TEST_F(Logmgr, AnnouncesARecordAsReceivedBeforeItAnswers)
 {
     const Process running = client.start();
     client.sendAddition(recordOf(205));
@@ -100,7 +100,7 @@ TEST_F(LogManager, AnnouncesARecordAsReceivedBeforeItAnswers)
     EXPECT_EQ(client.announced, recordOf(205));
 }
 
-TEST_F(LogManager, AnnouncesRecordsWithoutASensorFromTheLogItself)
+TEST_F(Logmgr, AnnouncesRecordsWithoutASensorFromTheLogItself)
 {
     const Process running = client.start();
     for (const uint8_t type : {0xbf, 0xc0, 0xff})
@@ -114,7 +114,7 @@ TEST_F(LogManager, AnnouncesRecordsWithoutASensorFromTheLogItself)
     EXPECT_EQ(client.entry(3).record[3], 0xc1);
 }
 
-TEST_F(LogManager, RefusesRecordsOfAnyOtherSize)
+TEST_F(Logmgr, RefusesRecordsOfAnyOtherSize)
 {
     const Process running = client.start();
     for (const std::size_t size : {0, 1, 15, 17, 100000})
@@ -130,7 +130,7 @@ TEST_F(LogManager, RefusesRecordsOfAnyOtherSize)
     EXPECT_EQ(client.add(recordOf(1)), 1u);
 }
 
-TEST_F(LogManager, RefusesMalformedCalls)
+TEST_F(Logmgr, RefusesMalformedCalls)
 {
     const Process running = client.start();
     const auto refused = [this](const char* member, const char* types,
@@ -153,7 +153,7 @@ TEST_F(LogManager, RefusesMalformedCalls)
     EXPECT_EQ(client.add(recordOf(1)), 1u);
 }
 
-TEST_F(LogManager, RefusesEventsWhenItIsFull)
+TEST_F(Logmgr, RefusesEventsWhenItIsFull)
 {
     const Process running = client.start(configured("capacity = 2"));
     add(2);
@@ -171,7 +171,7 @@ TEST_F(LogManager, RefusesEventsWhenItIsFull)
     EXPECT_EQ(client.add(recordOf(1)), 1u);
 }
 
-TEST_F(LogManager, DropsTheOldestWhenItWraps)
+TEST_F(Logmgr, DropsTheOldestWhenItWraps)
 {
     const Process running =
         client.start(configured("capacity = 3\noverflow = \"wrap\""));
@@ -183,7 +183,7 @@ TEST_F(LogManager, DropsTheOldestWhenItWraps)
     EXPECT_EQ(client.property("OverflowPolicy"), "'wrap'");
 }
 
-TEST_F(LogManager, SaysThatItWasClearedWhenItIsEmpty)
+TEST_F(Logmgr, SaysThatItWasClearedWhenItIsEmpty)
 {
     const Process running = client.start();
     add(3);
@@ -201,7 +201,7 @@ TEST_F(LogManager, SaysThatItWasClearedWhenItIsEmpty)
     EXPECT_EQ(dumpedCache()["selAnswer"], 256);
 }
 
-TEST_F(LogManager, GivesItsEntriesPageByPage)
+TEST_F(Logmgr, GivesItsEntriesPageByPage)
 {
     const Process running = client.start();
     add(5);
@@ -222,7 +222,7 @@ TEST_F(LogManager, GivesItsEntriesPageByPage)
               errors + "NoSuchEntry: the log has no entries");
 }
 
-TEST_F(LogManager, RefusesToGoOnWithTheListOfALogThatWasCleared)
+TEST_F(Logmgr, RefusesToGoOnWithTheListOfALogThatWasCleared)
 {
     const Process running = client.start();
     add(3);
@@ -246,7 +246,7 @@ TEST_F(LogManager, RefusesToGoOnWithTheListOfALogThatWasCleared)
                        "number 5");
 }
 
-TEST_F(LogManager, ClearsOnlyUpToTheEntryThatIsKnown)
+TEST_F(Logmgr, ClearsOnlyUpToTheEntryThatIsKnown)
 {
     const Process running = client.start();
     add(3);
@@ -268,7 +268,7 @@ TEST_F(LogManager, ClearsOnlyUpToTheEntryThatIsKnown)
     EXPECT_THAT(recordedEvents(), IsEmpty());
 }
 
-TEST_F(LogManager, MirrorsItsEntriesBeforeItAnswers)
+TEST_F(Logmgr, MirrorsItsEntriesBeforeItAnswers)
 {
     const Process running = client.start();
     EXPECT_EQ(dumpedCache()["selAnswer"], 256);
@@ -287,7 +287,7 @@ TEST_F(LogManager, MirrorsItsEntriesBeforeItAnswers)
     EXPECT_EQ(entry["record"].get<Bytes>(), same.record);
 }
 
-TEST_F(LogManager, TellsOfChangedProperties)
+TEST_F(Logmgr, TellsOfChangedProperties)
 {
     const Process running = client.start();
     std::vector<std::string> changes;
@@ -310,7 +310,7 @@ TEST_F(LogManager, TellsOfChangedProperties)
     EXPECT_THAT(changes[4], HasSubstr("LastErase"));
 }
 
-TEST_F(LogManager, EndsWhenTheNameIsTaken)
+TEST_F(Logmgr, EndsWhenTheNameIsTaken)
 {
     const Process running = client.start();
     Process second({LOGMGR}, {"HEALTHINTF_STATE_DIR=" +
@@ -320,7 +320,7 @@ TEST_F(LogManager, EndsWhenTheNameIsTaken)
                 HasSubstr("logmgr: com.vexa.olvar.logmgr: File exists"));
 }
 
-TEST_F(LogManager, LeavesTheMirrorOfTheOneThatHasTheName)
+TEST_F(Logmgr, LeavesTheMirrorOfTheOneThatHasTheName)
 {
     const Process running = client.start();
     add(3);
@@ -332,7 +332,7 @@ TEST_F(LogManager, LeavesTheMirrorOfTheOneThatHasTheName)
     EXPECT_THAT(recordedEvents(), ElementsAre(1, 2, 3, 4));
 }
 
-TEST_F(LogManager, EndsCleanlyOnASignal)
+TEST_F(Logmgr, EndsCleanlyOnASignal)
 {
     for (const int signal : {SIGTERM, SIGINT})
     {
@@ -342,7 +342,7 @@ TEST_F(LogManager, EndsCleanlyOnASignal)
     }
 }
 
-TEST_F(LogManager, EndsWithoutABus)
+TEST_F(Logmgr, EndsWithoutABus)
 {
     bus.kill();
     Process alone({LOGMGR});
@@ -351,7 +351,7 @@ TEST_F(LogManager, EndsWithoutABus)
                 HasSubstr("logmgr: unable to connect to the bus"));
 }
 
-TEST_F(LogManager, EndsWhenItLosesTheBus)
+TEST_F(Logmgr, EndsWhenItLosesTheBus)
 {
     Process running = client.start();
     bus.kill();
@@ -360,7 +360,7 @@ TEST_F(LogManager, EndsWhenItLosesTheBus)
                 HasSubstr("the connection to the bus is lost"));
 }
 
-TEST_F(LogManager, EndsWithFileLineAndKeyOfAWrongConfiguration)
+TEST_F(Logmgr, EndsWithFileLineAndKeyOfAWrongConfiguration)
 {
     Process wrong([this] {
         std::vector<std::string> command{LOGMGR};
@@ -374,7 +374,7 @@ TEST_F(LogManager, EndsWithFileLineAndKeyOfAWrongConfiguration)
                   ":2: capacity: must be a whole number from 1 to 65534\n");
 }
 
-TEST_F(LogManager, TellsItsVersionAndItsPurpose)
+TEST_F(Logmgr, TellsItsVersionAndItsPurpose)
 {
     EXPECT_THAT(outputOf({LOGMGR, "--version"}),
                 testing::MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+\n"));

@@ -70,7 +70,7 @@ class SharedFolders : public testing::Test
         parent.init(branch, 2);
         client.waitForHealth(branch, 4);
         for (const Caller caller :
-             {Caller::stranger, Caller::reporter, Caller::healthManager})
+             {Caller::stranger, Caller::reporter, Caller::healthmgr})
         {
             EXPECT_THAT(outputOf(as(caller, {CACHE_DUMP})),
                         testing::AllOf(HasSubstr("\"" + leafKey + "\":4"),
@@ -88,24 +88,24 @@ const Words daemonOfRoot{COMPONENT_DAEMON, "sd-event"};
 
 TEST_F(SharedFolders, GiveRootAndTheServicesOneTree)
 {
-    expectOneTree(daemonOfRoot, as(Caller::healthManager, daemonOfRoot));
+    expectOneTree(daemonOfRoot, as(Caller::healthmgr, daemonOfRoot));
 }
 
 TEST_F(SharedFolders, GiveTheServicesAndRootOneTree)
 {
-    expectOneTree(as(Caller::healthManager, daemonOfRoot), daemonOfRoot);
+    expectOneTree(as(Caller::healthmgr, daemonOfRoot), daemonOfRoot);
 }
 
 TEST_F(SharedFolders, GiveAReporterAndTheServicesOneTree)
 {
     expectOneTree(as(Caller::reporter, daemonOfRoot),
-                  as(Caller::healthManager, daemonOfRoot));
+                  as(Caller::healthmgr, daemonOfRoot));
 }
 
 TEST_F(SharedFolders, KeepWhatIsNotInTheDataCacheForTheServices)
 {
     for (const Caller caller : {Caller::stranger, Caller::reporter,
-                                Caller::operatorUser, Caller::logManager})
+                                Caller::operatorUser, Caller::logmgr})
     {
         for (const char* folder : {"run", "state", "state/config"})
         {
@@ -114,19 +114,18 @@ TEST_F(SharedFolders, KeepWhatIsNotInTheDataCacheForTheServices)
                 << folder;
         }
     }
-    EXPECT_FALSE(may(as(Caller::healthManager, {"touch", at("run/file")})));
-    EXPECT_FALSE(may(as(Caller::healthManager, {"touch", at("run/sel/file")})));
+    EXPECT_FALSE(may(as(Caller::healthmgr, {"touch", at("run/file")})));
+    EXPECT_FALSE(may(as(Caller::healthmgr, {"touch", at("run/sel/file")})));
     EXPECT_FALSE(may(as(Caller::reporter, {"touch", at("run/sel/file")})));
-    EXPECT_TRUE(may(as(Caller::logManager, {"touch", at("run/sel/file")})));
-    EXPECT_TRUE(
-        may(as(Caller::healthManager, {"touch", at("state/config/file")})));
+    EXPECT_TRUE(may(as(Caller::logmgr, {"touch", at("run/sel/file")})));
+    EXPECT_TRUE(may(as(Caller::healthmgr, {"touch", at("state/config/file")})));
 }
 
 TEST_F(SharedFolders, LetReportersAloneMakeFilesInTheDataCache)
 {
     const std::string file = at("run/datacache/file");
     for (const Caller caller :
-         {Caller::stranger, Caller::operatorUser, Caller::logManager})
+         {Caller::stranger, Caller::operatorUser, Caller::logmgr})
     {
         EXPECT_FALSE(may(as(caller, {"touch", file})));
     }
@@ -136,7 +135,7 @@ TEST_F(SharedFolders, LetReportersAloneMakeFilesInTheDataCache)
 TEST_F(SharedFolders, KeepAReportersFileForHimAndTheHealthManager)
 {
     const std::string file = at("run/datacache/file");
-    const Words byAnotherReporter{"setpriv", "--reuid=" + logManagersUser,
+    const Words byAnotherReporter{"setpriv", "--reuid=" + logmgrUser,
                                   "--regid=" + reportersGroup,
                                   "--clear-groups"};
     for (const Words& attempt :
@@ -146,18 +145,18 @@ TEST_F(SharedFolders, KeepAReportersFileForHimAndTheHealthManager)
         Words whole = byAnotherReporter;
         whole.insert(whole.end(), attempt.begin(), attempt.end());
         EXPECT_FALSE(may(whole));
-        EXPECT_TRUE(may(as(Caller::healthManager, attempt)));
+        EXPECT_TRUE(may(as(Caller::healthmgr, attempt)));
     }
 }
 
 TEST_F(SharedFolders, KeepTheLogForItsServiceAlone)
 {
     LogClient client;
-    Process logmgr(as(Caller::logManager, {LOGMGR}));
+    Process logmgr(as(Caller::logmgr, {LOGMGR}));
     client.waitUntilReady();
     EXPECT_EQ(client.add(recordOf(7)), 1U);
     for (const Caller caller : {Caller::stranger, Caller::reporter,
-                                Caller::operatorUser, Caller::healthManager})
+                                Caller::operatorUser, Caller::healthmgr})
     {
         EXPECT_THAT(
             [&] {
@@ -170,7 +169,7 @@ TEST_F(SharedFolders, KeepTheLogForItsServiceAlone)
 TEST_F(SharedFolders, LetEverybodyReadTheMirrorOfTheLog)
 {
     LogClient client;
-    Process logmgr(as(Caller::logManager, {LOGMGR}));
+    Process logmgr(as(Caller::logmgr, {LOGMGR}));
     client.waitUntilReady();
     EXPECT_EQ(client.add(recordOf(7)), 1U);
     EXPECT_THAT(outputOf(as(Caller::stranger, {CACHE_DUMP})),

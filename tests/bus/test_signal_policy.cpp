@@ -31,8 +31,8 @@ const std::string anything = "com.example.Any";
 /** By the names that the tests' messages have for them. */
 const std::map<std::string, Caller> callers{
     {"stranger", Caller::stranger},     {"reporter", Caller::reporter},
-    {"operator", Caller::operatorUser}, {"healthmgr", Caller::healthManager},
-    {"logmgr", Caller::logManager},
+    {"operator", Caller::operatorUser}, {"healthmgr", Caller::healthmgr},
+    {"logmgr", Caller::logmgr},
 };
 
 using Names = std::set<std::string>;
@@ -40,8 +40,8 @@ using Names = std::set<std::string>;
 // The health manager's user is in the group of those who report.
 const Names reporters{"reporter", "healthmgr"};
 const Names operators{"operator"};
-const Names healthManager{"healthmgr"};
-const Names logManager{"logmgr"};
+const Names healthmgr{"healthmgr"};
+const Names logmgr{"logmgr"};
 const Names nobodyElse;
 
 struct Signal
@@ -154,16 +154,16 @@ TEST_F(SignalPolicy, LetsTheHealthManagerAloneSendNotifications)
 {
     expectSenders({"/com/vexa/olvar/notification",
                    "com.vexa.olvar.Notification", "Notified"},
-                  healthManager);
+                  healthmgr);
 }
 
 TEST_F(SignalPolicy, LetsTheLogManagerAloneTellOfTheLog)
 {
-    expectSenders({logPath, logInterface, "ClearedSelEntries"}, logManager);
-    expectSenders({logPath, logInterface, "SignalSELEvent"}, logManager);
+    expectSenders({logPath, logInterface, "ClearedSelEntries"}, logmgr);
+    expectSenders({logPath, logInterface, "SignalSELEvent"}, logmgr);
     expectSenders({std::string(logPath) + "/7", logInterface, "SignalSELEvent"},
-                  logManager);
-    expectSenders({logPath, anything, "Any"}, logManager);
+                  logmgr);
+    expectSenders({logPath, anything, "Any"}, logmgr);
 }
 
 TEST_F(SignalPolicy, LetsNobodyElseSendWhatNobodySends)

@@ -46,7 +46,7 @@ inline Answer healthctl(std::vector<std::string> arguments,
 /** What healthctl says as JSON, whose form is checked.
  *
  *  @throws std::runtime_error when it has not the form of its schema */
-inline nlohmann::json jsonOf(std::vector<std::string> arguments, int status = 0)
+inline nlohmann::json toJson(std::vector<std::string> arguments, int status = 0)
 {
     arguments.emplace_back("--json");
     const Answer answer = healthctl(arguments);

@@ -86,7 +86,7 @@ class EventFlood : public testing::Test
         daemonName = connectionOf(daemon->pid());
     }
 
-    pid_t logManager() const
+    pid_t logmgr() const
     {
         const MessagePtr reply =
             client->call("org.freedesktop.DBus", "/", "org.freedesktop.DBus",
@@ -163,7 +163,7 @@ TEST_F(EventFlood, LeavesTenFaultsAndLosesNoAcknowledgedRecord)
         {
             // The daemon is about to call it, is waiting for it, or has its
             // answer.
-            const pid_t victim = logManager();
+            const pid_t victim = logmgr();
             daemon->tell(lineOf(numbered(number)));
             ::kill(victim, SIGKILL);
             takeStatus(number, daemon->hear());
@@ -179,12 +179,12 @@ TEST_F(EventFlood, LeavesTenFaultsAndLosesNoAcknowledgedRecord)
         if (number == steadyAfter)
         {
             ofDaemon = ownMemory(daemon->pid());
-            ofLog = ownMemory(logManager());
+            ofLog = ownMemory(logmgr());
         }
     }
     EXPECT_EQ(faults(), 10u);
     const long daemonGrowth = ownMemory(daemon->pid()) - ofDaemon;
-    const long logGrowth = ownMemory(logManager()) - ofLog;
+    const long logGrowth = ownMemory(logmgr()) - ofLog;
     EXPECT_LE(daemonGrowth, memoryOfChance);
     EXPECT_LE(logGrowth, memoryOfChance);
     EXPECT_LE(refusals, kills);

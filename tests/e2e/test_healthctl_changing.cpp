@@ -32,7 +32,7 @@ class Changing : public HealthctlTest
         const auto told = [&by](const char* command) {
             std::vector<std::string> words{command};
             words.insert(words.end(), by.begin(), by.end());
-            return jsonOf(words);
+            return toJson(words);
         };
         const json hidden = told("hide");
         EXPECT_EQ(hidden["hide"], true);
@@ -104,9 +104,9 @@ TEST_F(Changing, HidesNoNameThatComponentsRefuse)
 
 TEST_F(Changing, HidesByTheLcdsSettings)
 {
-    EXPECT_EQ(jsonOf({"lcd", "get", "hideerrs"})["attributes"][0]["value"],
+    EXPECT_EQ(toJson({"lcd", "get", "hideerrs"})["attributes"][0]["value"],
               nullptr);
-    EXPECT_EQ(jsonOf({"lcd", "set", "oemLCDFlags",
+    EXPECT_EQ(toJson({"lcd", "set", "oemLCDFlags",
                       "1"})["attributes"][0]["attribute"],
               "system.embedded.1#lcd.1#oemLCDFlags");
     client.waitForHealth(root, 2);
@@ -142,7 +142,7 @@ TEST_F(Changing, ReadsZerosInFrontAsDecimalDigits)
 {
     EXPECT_EQ(healthctl({"lcd", "set", "hideerrs", "010"}).output,
               "hideerrs  10\n");
-    EXPECT_EQ(jsonOf({"hide", "--sensor-number", "010"})["sensorNumber"], 10);
+    EXPECT_EQ(toJson({"hide", "--sensor-number", "010"})["sensorNumber"], 10);
 }
 
 TEST_F(Changing, SetsNothingWithoutAHealthManager)

@@ -41,7 +41,7 @@ class HealthctlDoctor : public testing::Test
         const std::map<std::string, int> ranks{
             {"ok", 0}, {"warning", 1}, {"problem", 2}};
         std::map<std::string, json> worst;
-        const json report = jsonOf({"doctor"}, status);
+        const json report = toJson({"doctor"}, status);
         for (const json& finding : report["findings"])
         {
             json& known = worst[finding["check"]];
@@ -64,7 +64,7 @@ TEST_F(HealthctlDoctor, FindsNothingWrongWithASystemThatRuns)
     const Process healthmgr({HEALTHMGR});
     Component fan(root + "/rack/fan", 2);
     client.waitForHealth(root, 2);
-    const json report = jsonOf({"doctor"});
+    const json report = toJson({"doctor"});
     EXPECT_EQ(report["problems"], 0);
     EXPECT_EQ(report["warnings"], 0);
     EXPECT_GT(report["ok"], 15);
@@ -91,7 +91,7 @@ class HealthctlMatchRules : public testing::Test
 
     static json finding()
     {
-        const json report = jsonOf({"doctor"}, 1);
+        const json report = toJson({"doctor"}, 1);
         for (const json& each : report["findings"])
         {
             if (each["check"] == "limits.match-rules")

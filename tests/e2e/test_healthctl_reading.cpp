@@ -54,13 +54,13 @@ class Reading : public HealthctlTest
     /** What is shown while another daemon holds the node "other". */
     void expectNothingOfTheDaemon() const
     {
-        const auto nodes = flat(jsonOf({"tree"})["trees"]);
+        const auto nodes = flat(toJson({"tree"})["trees"]);
         EXPECT_EQ(nodes.count(fan), 0U);
         EXPECT_EQ(nodes.count(psu), 0U);
         EXPECT_EQ(nodes.count(root + "/other"), 1U);
-        EXPECT_TRUE(jsonOf({"faults", "--all"}, 1)["faults"].empty());
-        EXPECT_TRUE(jsonOf({"top"}, 1)["faults"].empty());
-        EXPECT_EQ(jsonOf({"count"})["visible"], 0);
+        EXPECT_TRUE(toJson({"faults", "--all"}, 1)["faults"].empty());
+        EXPECT_TRUE(toJson({"top"}, 1)["faults"].empty());
+        EXPECT_EQ(toJson({"count"})["visible"], 0);
     }
 
     /** The names of the files of the data cache. */
@@ -88,7 +88,7 @@ class Reading : public HealthctlTest
 
 TEST_F(Reading, TreeTellsOwnHealthFromInherited)
 {
-    const auto nodes = flat(jsonOf({"tree"})["trees"]);
+    const auto nodes = flat(toJson({"tree"})["trees"]);
     ASSERT_EQ(nodes.size(), 4U);
     EXPECT_EQ(nodes.at(fan)["health"], "warning");
     EXPECT_EQ(nodes.at(fan)["origin"], json({"faults"}));
@@ -130,7 +130,7 @@ TEST_F(Reading, ShowsNoTextThatMisleads)
 
 TEST_F(Reading, TreeGoesAsDeepAsIsAskedFor)
 {
-    const auto nodes = flat(jsonOf({"tree", "--depth", "1"})["trees"]);
+    const auto nodes = flat(toJson({"tree", "--depth", "1"})["trees"]);
     EXPECT_EQ(nodes.size(), 2U);
     EXPECT_EQ(nodes.count(rack), 1U);
 }
@@ -157,7 +157,7 @@ TEST_F(Reading, TreeMarksANodeWithoutAParent)
 {
     healthmgr.signal(SIGTERM);
     healthmgr.wait();
-    const auto nodes = flat(jsonOf({"tree"})["trees"]);
+    const auto nodes = flat(toJson({"tree"})["trees"]);
     EXPECT_EQ(nodes.at(fan)["parentMissing"], true);
     EXPECT_EQ(nodes.at(rack)["health"], nullptr);
     EXPECT_THAT(healthctl({"tree"}).output, HasSubstr("no parent"));
@@ -175,36 +175,36 @@ TEST_F(Reading, TreeListsPathsForOtherPrograms)
 
 TEST_F(Reading, FaultsAreTheVisibleOnesTheMostSevereFirst)
 {
-    EXPECT_THAT(idsOf(jsonOf({"faults"})),
+    EXPECT_THAT(idsOf(toJson({"faults"})),
                 ElementsAre("Test.1.0.Slow", "Test.1.0.Low"));
-    EXPECT_THAT(idsOf(jsonOf({"faults", "--all"})),
+    EXPECT_THAT(idsOf(toJson({"faults", "--all"})),
                 ElementsAre("Test.1.0.Loud", "Test.1.0.Slow", "Test.1.0.Low"));
-    EXPECT_THAT(idsOf(jsonOf({"faults", "--hidden"})),
+    EXPECT_THAT(idsOf(toJson({"faults", "--hidden"})),
                 ElementsAre("Test.1.0.Loud"));
 }
 
 TEST_F(Reading, FaultsAreChosenByComponentAndSeverity)
 {
-    EXPECT_THAT(idsOf(jsonOf({"faults", "--component", "rack/psu"})),
+    EXPECT_THAT(idsOf(toJson({"faults", "--component", "rack/psu"})),
                 ElementsAre("Test.1.0.Low"));
-    EXPECT_THAT(idsOf(jsonOf({"faults", "--all", "--severity", "CRITICAL"})),
+    EXPECT_THAT(idsOf(toJson({"faults", "--all", "--severity", "CRITICAL"})),
                 ElementsAre("Test.1.0.Loud"));
-    EXPECT_THAT(idsOf(jsonOf({"faults", "--all", "--sort", "component",
+    EXPECT_THAT(idsOf(toJson({"faults", "--all", "--sort", "component",
                               "--reverse", "--limit", "1"})),
                 ElementsAre("Test.1.0.Low"));
 }
 
 TEST_F(Reading, FaultsThatAreNoneAreAnAnswerOfTheirOwn)
 {
-    EXPECT_TRUE(jsonOf({"faults", "-s", "unknown"}, 1)["faults"].empty());
+    EXPECT_TRUE(toJson({"faults", "-s", "unknown"}, 1)["faults"].empty());
     EXPECT_EQ(healthctl({"faults", "-s", "unknown"}).output,
               "No such faults.\n");
 }
 
 TEST_F(Reading, TopIsTheMostImportantBelowAComponent)
 {
-    EXPECT_THAT(idsOf(jsonOf({"top", "1"})).size(), 1U);
-    EXPECT_THAT(idsOf(jsonOf({"top", "5", "--component", "rack/psu"})),
+    EXPECT_THAT(idsOf(toJson({"top", "1"})).size(), 1U);
+    EXPECT_THAT(idsOf(toJson({"top", "5", "--component", "rack/psu"})),
                 ElementsAre("Test.1.0.Low"));
     // The beginning of a name is not the name.
     for (const std::vector<std::string>& command :
@@ -222,7 +222,7 @@ TEST_F(Reading, TopIsTheMostImportantBelowAComponent)
 
 TEST_F(Reading, CountTellsVisibleFromHidden)
 {
-    const json counted = jsonOf({"count"});
+    const json counted = toJson({"count"});
     EXPECT_EQ(counted["visible"], 2);
     EXPECT_EQ(counted["hidden"], 1);
     EXPECT_EQ(healthctl({"count"}).output, "visible  2\nhidden   1\n");
@@ -230,7 +230,7 @@ TEST_F(Reading, CountTellsVisibleFromHidden)
 
 TEST_F(Reading, LedsAreSixOfWhichNoneIsAskedFor)
 {
-    const json leds = jsonOf({"leds"})["leds"];
+    const json leds = toJson({"leds"})["leds"];
     EXPECT_EQ(leds.size(), 6U);
     EXPECT_TRUE(std::none_of(leds.begin(), leds.end(), [](const json& led) {
         return led["asked"].get<bool>();
@@ -249,7 +249,7 @@ TEST_F(Reading, BusSaysTheSameAsTheCache)
     sd_bus_close(client.get());
     const auto from = [](std::vector<std::string> command, const char* source) {
         command.insert(command.end(), {"--source", source});
-        json document = jsonOf(command);
+        json document = toJson(command);
         EXPECT_EQ(document["source"], source);
         document.erase("source");
         return document;
@@ -265,8 +265,8 @@ TEST_F(Reading, BusSaysTheSameAsTheCache)
         EXPECT_EQ(from(command, "bus"), from(command, "cache"))
             << command.front();
     }
-    EXPECT_EQ(idsOf(jsonOf({"top", "3"})),
-              idsOf(jsonOf({"faults", "--limit", "3"})));
+    EXPECT_EQ(idsOf(toJson({"top", "3"})),
+              idsOf(toJson({"faults", "--limit", "3"})));
 }
 
 TEST_F(Reading, BusShowsTheYoungerOfTwoHoldersAsTheCacheDoes)
@@ -297,14 +297,14 @@ TEST_F(Reading, BusHasNoKeyThatIsTooLongForARecord)
     }
     Component odd;
     odd.init(deep, 2);
-    const std::string tree = jsonOf({"tree", "--source", "bus"}).dump();
+    const std::string tree = toJson({"tree", "--source", "bus"}).dump();
     EXPECT_NE(tree.find(fan), std::string::npos);
     EXPECT_EQ(tree.find("deep/deep"), std::string::npos);
 }
 
 TEST_F(Reading, BusIsNotHeldUpForeverByWhoDoesNotAnswer)
 {
-    EXPECT_EQ(jsonOf({"count", "--source", "bus"})["visible"], 2);
+    EXPECT_EQ(toJson({"count", "--source", "bus"})["visible"], 2);
 }
 
 TEST_F(Reading, BusSaysWhoDoesNotAnswer)

@@ -50,7 +50,7 @@ class HealthctlSel : public testing::Test
     static json add(std::vector<std::string> arguments)
     {
         arguments.insert(arguments.begin(), {"sel", "add"});
-        return jsonOf(arguments);
+        return toJson(arguments);
     }
 
     /** A fan's event, a hot sensor's, and a record of a maker's own. */
@@ -111,7 +111,7 @@ TEST_F(HealthctlSel, ListShowsWhatEachEventMeans)
                 AllOf(HasSubstr("Fan 7"), HasSubstr("asserted"),
                       HasSubstr("warning"), HasSubstr("Fan sensor 0x07"),
                       HasSubstr("critical"), HasSubstr("raw reading 0x5A")));
-    const json entries = jsonOf({"sel", "list"})["entries"];
+    const json entries = toJson({"sel", "list"})["entries"];
     ASSERT_THAT(entries, SizeIs(3));
     EXPECT_EQ(entries[0]["timestamp"], 1000);
     EXPECT_TRUE(entries[0]["time"].is_null());
@@ -126,7 +126,7 @@ TEST_F(HealthctlSel, ListFilters)
     addThree();
     const auto listed = [](std::vector<std::string> filters) {
         filters.insert(filters.begin(), {"sel", "list"});
-        return idsOf(jsonOf(filters));
+        return idsOf(toJson(filters));
     };
     EXPECT_THAT(listed({"--since", "@1500"}), ElementsAre(2));
     EXPECT_THAT(listed({"--since", "@1", "--until", "@1000"}), ElementsAre(1));
@@ -142,7 +142,7 @@ TEST_F(HealthctlSel, ListFilters)
 TEST_F(HealthctlSel, ListExitsWithOneWhenThereIsNothing)
 {
     EXPECT_EQ(healthctl({"sel", "list"}).status, 1);
-    EXPECT_THAT(jsonOf({"sel", "list"}, 1)["entries"], SizeIs(0));
+    EXPECT_THAT(toJson({"sel", "list"}, 1)["entries"], SizeIs(0));
     const Answer wrong = healthctl({"sel", "list", "--since", "soon"});
     EXPECT_EQ(wrong.status, 2);
     EXPECT_THAT(wrong.errors, HasSubstr("\"soon\" is no time; write it as"));
@@ -186,7 +186,7 @@ TEST_F(HealthctlSel, ListAsksTheLogManagerWhereThisUserHasNoCache)
 {
     addThree();
     setenv("HEALTHINTF_RUNTIME_DIR", "/nowhere", 1);
-    EXPECT_THAT(idsOf(jsonOf({"sel", "list"})), ElementsAre(1, 2, 3));
+    EXPECT_THAT(idsOf(toJson({"sel", "list"})), ElementsAre(1, 2, 3));
 }
 
 TEST_F(HealthctlSel, ShowTellsEveryField)
@@ -202,7 +202,7 @@ TEST_F(HealthctlSel, ShowTellsEveryField)
     {
         EXPECT_THAT(answer.output, HasSubstr(line));
     }
-    const json entry = jsonOf({"sel", "show", "2"})["entries"][0];
+    const json entry = toJson({"sel", "show", "2"})["entries"][0];
     EXPECT_EQ(entry["event"]["offset"], 9);
     EXPECT_EQ(entry["raw"], "02 00 02 d0 07 00 00 20 00 04 01 06 01 59 5a 55");
 }
@@ -232,7 +232,7 @@ TEST_F(HealthctlSel, ClearNeedsYesWhereNobodyCanBeAsked)
     EXPECT_EQ(refused.status, 2);
     EXPECT_THAT(refused.errors, HasSubstr("--yes"));
     EXPECT_EQ(client.property("Entries"), "3");
-    EXPECT_EQ(jsonOf({"sel", "clear", "--yes"})["erased"], 3);
+    EXPECT_EQ(toJson({"sel", "clear", "--yes"})["erased"], 3);
     EXPECT_EQ(client.property("Entries"), "0");
 }
 
@@ -303,11 +303,11 @@ TEST_F(HealthctlSel, ClearRefusesWhenTheLogHasGrownPastWhatWasExported)
               "healthctl: nothing was removed: the last entry of the log is 4 "
               "and not 3; export it anew\n");
     EXPECT_EQ(client.property("Entries"), "4");
-    EXPECT_EQ(jsonOf({"sel", "export", file})["upTo"], 4);
-    const json cleared = jsonOf({"sel", "clear", "--yes", "--up-to", "4"});
+    EXPECT_EQ(toJson({"sel", "export", file})["upTo"], 4);
+    const json cleared = toJson({"sel", "clear", "--yes", "--up-to", "4"});
     EXPECT_EQ(cleared["erased"], 4);
     EXPECT_EQ(cleared["upTo"], 4);
-    EXPECT_EQ(jsonOf({"sel", "export", file})["upTo"], 0);
+    EXPECT_EQ(toJson({"sel", "export", file})["upTo"], 0);
     EXPECT_EQ(healthctl({"sel", "clear", "--yes", "--up-to", "0"}).output,
               "0 entries removed\n");
     EXPECT_EQ(healthctl({"sel", "clear", "--yes", "--up-to", "65535"}).status,
@@ -339,11 +339,11 @@ TEST_F(HealthctlSel, ExportAndListAreTheLogAlsoWhenTheMirrorIsBehind)
     add({hotRecord});
     fs::copy_file(old, mirror, fs::copy_options::overwrite_existing);
     const std::string file = bus.folder().path() / "log.raw";
-    EXPECT_EQ(jsonOf({"sel", "export", file})["exported"], 2);
-    const json list = jsonOf({"sel", "list"});
+    EXPECT_EQ(toJson({"sel", "export", file})["exported"], 2);
+    const json list = toJson({"sel", "list"});
     EXPECT_THAT(idsOf(list), ElementsAre(1, 2));
     EXPECT_EQ(list["source"], "log");
-    EXPECT_THAT(idsOf(jsonOf({"sel", "show", "2"})), ElementsAre(2));
+    EXPECT_THAT(idsOf(toJson({"sel", "show", "2"})), ElementsAre(2));
 }
 
 TEST_F(HealthctlSel, ListsTheMirrorAndSaysSoWhenThereIsNoLogManager)
@@ -357,13 +357,13 @@ TEST_F(HealthctlSel, ListsTheMirrorAndSaysSoWhenThereIsNoLogManager)
               "healthctl: logmgr is not running; start it; what follows "
               "is the mirror of the log in the data cache, which may lack "
               "changes\n");
-    EXPECT_EQ(jsonOf({"sel", "export", bus.folder().path() / "log"})["source"],
+    EXPECT_EQ(toJson({"sel", "export", bus.folder().path() / "log"})["source"],
               "mirror");
 }
 
 TEST_F(HealthctlSel, InfoTellsOfTheLogAsAWhole)
 {
-    json info = jsonOf({"sel", "info"});
+    json info = toJson({"sel", "info"});
     EXPECT_EQ(info["entries"], 0);
     EXPECT_EQ(info["capacity"], 4096);
     EXPECT_EQ(info["policy"], "refuse");
@@ -371,7 +371,7 @@ TEST_F(HealthctlSel, InfoTellsOfTheLogAsAWhole)
     EXPECT_TRUE(info["lastAddition"].is_null());
     addThree();
     healthctl({"sel", "clear", "--yes"});
-    info = jsonOf({"sel", "info"});
+    info = toJson({"sel", "info"});
     EXPECT_TRUE(info["lastAddition"].is_number());
     EXPECT_TRUE(info["lastErase"].is_number());
     EXPECT_THAT(healthctl({"sel", "info"}).output, HasSubstr("0 of 4096"));
@@ -381,12 +381,12 @@ TEST_F(HealthctlSel, ImportStoresWhatWasExported)
 {
     addThree();
     const std::string file = bus.folder().path() / "log.raw";
-    EXPECT_EQ(jsonOf({"sel", "export", file})["exported"], 3);
+    EXPECT_EQ(toJson({"sel", "export", file})["exported"], 3);
     const std::string exported = healthctl({"sel", "export", "-"}).output;
     EXPECT_EQ(exported.size(), 48);
     const auto raw = [] {
         std::vector<std::string> all;
-        const json list = jsonOf({"sel", "list"});
+        const json list = toJson({"sel", "list"});
         for (const json& entry : list["entries"])
         {
             all.push_back(entry["raw"]);
@@ -395,7 +395,7 @@ TEST_F(HealthctlSel, ImportStoresWhatWasExported)
     };
     const auto before = raw();
     healthctl({"sel", "clear", "--yes"});
-    const json imported = jsonOf({"sel", "import", file});
+    const json imported = toJson({"sel", "import", file});
     EXPECT_EQ(imported["imported"], 3);
     EXPECT_EQ(imported["ids"], (std::vector<int>{1, 2, 3}));
     EXPECT_EQ(raw(), before);
@@ -516,7 +516,7 @@ TEST(HealthctlSelAlone, ListsAnewWhenTheLogIsClearedMeanwhile)
     {
         Process log({ODD_LOG, "once"});
         ASSERT_EQ(log.hear(), "ready");
-        EXPECT_THAT(idsOf(jsonOf({"sel", "list"})), ElementsAre(1, 2, 3, 4));
+        EXPECT_THAT(idsOf(toJson({"sel", "list"})), ElementsAre(1, 2, 3, 4));
     }
     Process log({ODD_LOG, "always"});
     ASSERT_EQ(log.hear(), "ready");

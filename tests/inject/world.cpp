@@ -139,9 +139,9 @@ World::World() :
     setenv("HEALTHINTF_REGISTRY_PATH", daemon.folder().path().c_str(), 1);
     setenv("HEALTHINTF_EVENT_PATH", SHIPPED_EVENTS, 1);
     datacache_healthstatus_create(root, {{"HealthStatus", uint32_t{2}}});
-    start(logManager, LOGMGR, logService);
+    start(logmgr, LOGMGR, logService);
     // Others set no attributes.
-    start(healthManager, HEALTHMGR, healthService);
+    start(healthmgr, HEALTHMGR, healthService);
 }
 
 World::~World()

@@ -54,8 +54,8 @@ class World
     PrivateBus daemon;
     std::unique_ptr<sd_bus, Unref> other;
     sd_bus* own = nullptr;
-    std::unique_ptr<Process> logManager;
-    std::unique_ptr<Process> healthManager;
+    std::unique_ptr<Process> logmgr;
+    std::unique_ptr<Process> healthmgr;
 
     /** Starts a service and waits until it has its name. */
     void start(std::unique_ptr<Process>& service, const char* program,

@@ -46,7 +46,7 @@ struct PropertySlots
 };
 
 template <typename Object, typename T>
-PropertySlots slotsOf(T (Object::*getter)() const,
+PropertySlots getSlots(T (Object::*getter)() const,
                       T (Object::*fullSetter)(T, bool),
                       T (Object::*plainSetter)(T))
 {

@@ -276,9 +276,9 @@ TEST_F(DummySensorCodeServer, KeepsItsVirtualFunctionsInTheirSlots)
     EXPECT_EQ(slotOf(&DummySensorCode::removeFault), 3);
     EXPECT_EQ(slotOf(&DummySensorCode::clearAllFault), 4);
     EXPECT_EQ(
-        (slotsOf<DummySensorCode, uint32_t>(&DummySensorCode::healthStatus,
-                                            &DummySensorCode::healthStatus,
-                                            &DummySensorCode::healthStatus)),
+        (getSlots<DummySensorCode, uint32_t>(&DummySensorCode::healthStatus,
+                                             &DummySensorCode::healthStatus,
+                                             &DummySensorCode::healthStatus)),
         (PropertySlots{5, 6, 7}));
 }
 

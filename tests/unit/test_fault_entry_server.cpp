@@ -338,35 +338,35 @@ TEST_F(FaultEntryServer, ShowsItsMembersInTheOrderOfItsTable)
 TEST_F(FaultEntryServer, KeepsItsVirtualFunctionsInTheirSlots)
 {
     using E = FaultEntry;
-    EXPECT_EQ((slotsOf<E, std::string>(&E::fqdd, &E::fqdd, &E::fqdd)),
+    EXPECT_EQ((getSlots<E, std::string>(&E::fqdd, &E::fqdd, &E::fqdd)),
               (PropertySlots{2, 3, 4}));
     EXPECT_EQ(
-        (slotsOf<E, std::string>(&E::messageID, &E::messageID, &E::messageID)),
+        (getSlots<E, std::string>(&E::messageID, &E::messageID, &E::messageID)),
         (PropertySlots{5, 6, 7}));
-    EXPECT_EQ((slotsOf<E, std::string>(&E::message, &E::message, &E::message)),
+    EXPECT_EQ((getSlots<E, std::string>(&E::message, &E::message, &E::message)),
               (PropertySlots{8, 9, 10}));
-    EXPECT_EQ((slotsOf<E, Strings>(&E::args, &E::args, &E::args)),
+    EXPECT_EQ((getSlots<E, Strings>(&E::args, &E::args, &E::args)),
               (PropertySlots{11, 12, 13}));
     EXPECT_EQ(
-        (slotsOf<E, uint64_t>(&E::timestamp, &E::timestamp, &E::timestamp)),
+        (getSlots<E, uint64_t>(&E::timestamp, &E::timestamp, &E::timestamp)),
         (PropertySlots{14, 15, 16}));
-    EXPECT_EQ((slotsOf<E, uint32_t>(&E::severity, &E::severity, &E::severity)),
+    EXPECT_EQ((getSlots<E, uint32_t>(&E::severity, &E::severity, &E::severity)),
               (PropertySlots{17, 18, 19}));
-    EXPECT_EQ((slotsOf<E, std::string>(&E::sensorPath, &E::sensorPath,
-                                       &E::sensorPath)),
+    EXPECT_EQ((getSlots<E, std::string>(&E::sensorPath, &E::sensorPath,
+                                        &E::sensorPath)),
               (PropertySlots{20, 21, 22}));
-    EXPECT_EQ((slotsOf<E, uint32_t>(&E::sensorNumber, &E::sensorNumber,
-                                    &E::sensorNumber)),
+    EXPECT_EQ((getSlots<E, uint32_t>(&E::sensorNumber, &E::sensorNumber,
+                                     &E::sensorNumber)),
               (PropertySlots{23, 24, 25}));
     EXPECT_EQ(
-        (slotsOf<E, uint32_t>(&E::sensorType, &E::sensorType, &E::sensorType)),
+        (getSlots<E, uint32_t>(&E::sensorType, &E::sensorType, &E::sensorType)),
         (PropertySlots{26, 27, 28}));
-    EXPECT_EQ((slotsOf<E, int32_t>(&E::ledState, &E::ledState, &E::ledState)),
+    EXPECT_EQ((getSlots<E, int32_t>(&E::ledState, &E::ledState, &E::ledState)),
               (PropertySlots{29, 30, 31}));
-    EXPECT_EQ((slotsOf<E, std::string>(&E::lcdMessage, &E::lcdMessage,
-                                       &E::lcdMessage)),
+    EXPECT_EQ((getSlots<E, std::string>(&E::lcdMessage, &E::lcdMessage,
+                                        &E::lcdMessage)),
               (PropertySlots{32, 33, 34}));
-    EXPECT_EQ((slotsOf<E, bool>(&E::hidden, &E::hidden, &E::hidden)),
+    EXPECT_EQ((getSlots<E, bool>(&E::hidden, &E::hidden, &E::hidden)),
               (PropertySlots{35, 36, 37}));
 }
 

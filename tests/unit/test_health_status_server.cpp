@@ -229,9 +229,9 @@ TEST_F(HealthStatusServer, ShowsItsMembersInTheOrderOfItsTable)
 
 TEST_F(HealthStatusServer, KeepsItsVirtualFunctionsInTheirSlots)
 {
-    EXPECT_EQ((slotsOf<HealthStatus, uint32_t>(&HealthStatus::healthStatus,
-                                               &HealthStatus::healthStatus,
-                                               &HealthStatus::healthStatus)),
+    EXPECT_EQ((getSlots<HealthStatus, uint32_t>(&HealthStatus::healthStatus,
+                                                &HealthStatus::healthStatus,
+                                                &HealthStatus::healthStatus)),
               (PropertySlots{2, 3, 4}));
 }
 

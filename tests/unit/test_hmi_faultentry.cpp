@@ -148,9 +148,9 @@ TEST_F(FaultEntryObject, LeavesNothingWhenItCannotBeMade)
 TEST_F(FaultEntryObject, OverridesNothingButTheDestructors)
 {
     EXPECT_EQ(
-        (slotsOf<sdbusplus::server::com::vexa::olvar::healthmgr::FaultEntry,
-                 bool>(&FaultEntry::hidden, &FaultEntry::hidden,
-                       &FaultEntry::hidden)),
+        (getSlots<sdbusplus::server::com::vexa::olvar::healthmgr::FaultEntry,
+                  bool>(&FaultEntry::hidden, &FaultEntry::hidden,
+                        &FaultEntry::hidden)),
         (PropertySlots{35, 36, 37}));
 }
 

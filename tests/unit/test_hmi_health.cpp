@@ -487,10 +487,10 @@ TEST_F(HealthNode, EndsAnEarlierSubscriptionWhenItSubscribesAgain)
 TEST(HealthNodeSlots, OverrideNothingButTheDestructors)
 {
     EXPECT_EQ(
-        (slotsOf<sdbusplus::server::com::vexa::olvar::healthmgr::HealthStatus,
-                 uint32_t>(&HealthStatus::healthStatus,
-                           &HealthStatus::healthStatus,
-                           &HealthStatus::healthStatus)),
+        (getSlots<sdbusplus::server::com::vexa::olvar::healthmgr::HealthStatus,
+                  uint32_t>(&HealthStatus::healthStatus,
+                            &HealthStatus::healthStatus,
+                            &HealthStatus::healthStatus)),
         (PropertySlots{2, 3, 4}));
 }
 

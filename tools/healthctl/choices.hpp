@@ -19,8 +19,8 @@ using Choices = std::map<std::string, Value>;
  *
  *  @throws CLI::ValidationError naming the words when it is none of them */
 template <typename Value>
-Value chosenOf(const std::string& option, const std::string& word,
-               const Choices<Value>& choices)
+Value parseChoice(const std::string& option, const std::string& word,
+                  const Choices<Value>& choices)
 {
     std::string all;
     for (const auto& [name, value] : choices)
@@ -47,7 +47,7 @@ CLI::Option* addChoice(CLI::App& command, const std::string& option,
         .add_option_function<std::string>(
             option,
             [&chosen, &choices, option](const std::string& word) {
-                chosen = chosenOf(option, word, choices);
+                chosen = parseChoice(option, word, choices);
             },
             description)
         ->type_name("WORD");

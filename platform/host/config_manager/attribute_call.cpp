@@ -58,9 +58,9 @@ MessagePtr makeMessage(sd_bus* bus, const AttributeRequest& request)
 {
     sd_bus_message* raw = nullptr;
     checkBus("sd_bus_message_new_method_call",
-             sd_bus_message_new_method_call(
-                 bus, &raw, healthManagerService, healthManagerPath,
-                 attributesInterface, setAttributeMethod));
+             sd_bus_message_new_method_call(bus, &raw, healthmgrService,
+                                            healthmgrPath, attributesInterface,
+                                            setAttributeMethod));
     MessagePtr message(raw);
     checkBus("sd_bus_message_append",
              sd_bus_message_append(raw, setAttributeSignature,

@@ -34,7 +34,7 @@ std::string describeStoreFailure(const std::string& folder,
                                  const std::exception& e)
 {
     return "attributes " + folder + ": " + e.what() + " (" +
-           storeRemedy(codeOf(e)) + ")";
+           storeRemedy(getErrorNumber(e)) + ")";
 }
 
 std::filesystem::path attributesFolder()
@@ -54,7 +54,7 @@ AttributeOutcome announceChange(const AttributeRequest& request,
     }
     catch (const std::exception& e)
     {
-        return {codeOf(e),
+        return {getErrorNumber(e),
                 "the attribute " + request.name + " is set to " +
                     std::to_string(change.value) +
                     " now, but this could not be announced: " + e.what()};
@@ -101,7 +101,7 @@ AttributeOutcome AttributeService::set(const AttributeRequest& request)
     }
     catch (const std::exception& e)
     {
-        return makeFailure(codeOf(e), describeStoreFailure(folder, e));
+        return makeFailure(getErrorNumber(e), describeStoreFailure(folder, e));
     }
     return change ? announceChange(request, *change) : AttributeOutcome();
 }

@@ -50,7 +50,7 @@ int CfgSetAttributeInt(const char* name, int32_t value, int flags,
     }
     catch (const std::exception& e)
     {
-        outcome = makeFailure(codeOf(e), e.what());
+        outcome = makeFailure(getErrorNumber(e), e.what());
     }
     if (outcome.code == 0)
     {

@@ -18,7 +18,7 @@ constexpr std::string_view errorPrefix =
 
 } // namespace
 
-std::string errorNameOf(int code)
+std::string getErrorName(int code)
 {
     const char* name = strerrorname_np(code);
     return std::string(errorPrefix) + (name != nullptr ? name : "EIO");

@@ -23,7 +23,7 @@ inline constexpr const char* setAttributeSignature = "sis";
 /** The D-Bus error name by which healthmgr reports an errno. It differs from
  *  the names of the bus and libsystemd, so that their errors are not taken for
  *  healthmgr's. */
-PLATFORM_API std::string errorNameOf(int code);
+PLATFORM_API std::string getErrorName(int code);
 
 /** The errno of an error name; nullopt when the error is not healthmgr's. */
 std::optional<int> parseErrorName(std::string_view name);

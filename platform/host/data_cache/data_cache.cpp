@@ -222,7 +222,7 @@ void makeOwnRecordsPlaceholders()
 
 int reportCacheFailure(const std::exception& failure) noexcept
 {
-    const int code = codeOf(failure);
+    const int code = getErrorNumber(failure);
     if (cacheFailures.admits(code))
     {
         HOST_LOG(log::error, "%s.%d.%s: data cache %s: %s (%s)",

@@ -44,7 +44,7 @@ int datacache_faultentry_set_property(const std::string& path,
     }
     return editRecord(RecordKind::faultEntry, path, [&](std::string& payload) {
         const FaultEntryProperties stored = decodeFaultEntry(payload, 0);
-        FaultEntryView entry = viewOf(stored);
+        FaultEntryView entry = makeView(stored);
         if (!setProperty(entry, name, value))
         {
             return EINVAL;

@@ -81,7 +81,7 @@ std::vector<std::string> getTexts(ByteReader& reader)
 
 } // namespace
 
-FaultEntryView viewOf(const FaultEntryProperties& entry)
+FaultEntryView makeView(const FaultEntryProperties& entry)
 {
     return {.fqdd = entry.fqdd,
             .messageID = entry.messageID,

@@ -32,7 +32,7 @@ struct FaultEntryView
 };
 
 /** A view of an entry, valid as long as the entry. */
-FaultEntryView viewOf(const FaultEntryProperties& entry);
+FaultEntryView makeView(const FaultEntryProperties& entry);
 
 /** Sets one property by its D-Bus name. The value must outlive the view.
  *

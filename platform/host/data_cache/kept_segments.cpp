@@ -62,7 +62,7 @@ bool operator==(const FolderState& a, const FolderState& b)
            a.status.st_ctim.tv_nsec == b.status.st_ctim.tv_nsec;
 }
 
-bool KeptSegments::areThoseOf(const std::filesystem::path& path) const
+bool KeptSegments::belongTo(const std::filesystem::path& path) const
 {
     return listed && path.native() == name.native() &&
            listed == FolderState::of(folder.get());

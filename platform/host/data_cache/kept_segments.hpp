@@ -47,7 +47,7 @@ class KeptSegments
 
     /** Whether these are the segments of @p path and no file was added to the
      *  folder or removed since it was listed. */
-    bool areThoseOf(const std::filesystem::path& path) const;
+    bool belongTo(const std::filesystem::path& path) const;
 
     /** Closes all segments; to be called before the folder is listed. */
     void beginListing(const std::filesystem::path& path);
@@ -58,7 +58,7 @@ class KeptSegments
     /** Closes all segments, and keeps no more segments of this listing. */
     void giveUp();
 
-    /** Ends the listing. If all its segments were kept, areThoseOf() is true
+    /** Ends the listing. If all its segments were kept, belongTo() is true
      *  from now on. */
     void endListing();
 

@@ -99,18 +99,18 @@ void OwnRecords::makeAnew()
 OwnRecords::Slots OwnRecords::copy(RecordKind kind, Segment& to)
 {
     Slots copied;
-    for (const auto& [path, slot] : slotsOf(kind))
+    for (const auto& [path, slot] : getSlots(kind))
     {
         copied.emplace(path, to.add({.kind = kind,
                                      .path = path,
-                                     .payload = segment->payloadOf(slot),
-                                     .live = segment->liveOf(slot),
-                                     .created = segment->createdOf(slot)}));
+                                     .payload = segment->readPayload(slot),
+                                     .live = segment->readLive(slot),
+                                     .created = segment->readCreation(slot)}));
     }
     return copied;
 }
 
-OwnRecords::Slots& OwnRecords::slotsOf(RecordKind kind)
+OwnRecords::Slots& OwnRecords::getSlots(RecordKind kind)
 {
     return kind == RecordKind::faultEntry ? faultEntries : healthRecords;
 }
@@ -119,7 +119,7 @@ void OwnRecords::put(const NewRecord& record)
 {
     const std::lock_guard lock(mutex);
     replaceRemoved();
-    Slots& slots = slotsOf(record.kind);
+    Slots& slots = getSlots(record.kind);
     const auto [entry, isNew] = slots.try_emplace(std::string(record.path));
     if (!isNew)
     {
@@ -142,13 +142,13 @@ int OwnRecords::edit(RecordKind kind, std::string_view path,
 {
     const std::lock_guard lock(mutex);
     replaceRemoved();
-    const Slots& slots = slotsOf(kind);
+    const Slots& slots = getSlots(kind);
     const auto entry = slots.find(path);
     if (entry == slots.end())
     {
         return ENOENT;
     }
-    std::string payload(segment->payloadOf(entry->second));
+    std::string payload(segment->readPayload(entry->second));
     const int result = edit(payload);
     if (result == 0)
     {
@@ -161,7 +161,7 @@ int OwnRecords::setLive(RecordKind kind, std::string_view path, uint32_t value)
 {
     const std::lock_guard lock(mutex);
     replaceRemoved();
-    const Slots& slots = slotsOf(kind);
+    const Slots& slots = getSlots(kind);
     const auto entry = slots.find(path);
     if (entry == slots.end())
     {
@@ -174,7 +174,7 @@ int OwnRecords::setLive(RecordKind kind, std::string_view path, uint32_t value)
 int OwnRecords::remove(RecordKind kind, std::string_view path)
 {
     const std::lock_guard lock(mutex);
-    Slots& slots = slotsOf(kind);
+    Slots& slots = getSlots(kind);
     const auto entry = slots.find(path);
     if (entry == slots.end())
     {

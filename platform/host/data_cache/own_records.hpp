@@ -80,7 +80,7 @@ class OwnRecords
     using Slots =
         std::unordered_map<std::string, uint32_t, Hash, std::equal_to<>>;
 
-    Slots& slotsOf(RecordKind kind);
+    Slots& getSlots(RecordKind kind);
     void replaceRemoved() noexcept;
     void makeAnew();
     Slots copy(RecordKind kind, Segment& to);

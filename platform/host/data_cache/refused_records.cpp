@@ -15,8 +15,8 @@ RefusedRecords& RefusedRecords::ofThisProcess()
     return all.get();
 }
 
-RefusedRecords::Key RefusedRecords::keyOf(RecordKind kind,
-                                          std::string_view path)
+RefusedRecords::Key RefusedRecords::parseKey(RecordKind kind,
+                                             std::string_view path)
 {
     return {kind != RecordKind::healthStatus, std::string(path)};
 }
@@ -31,7 +31,7 @@ RefusedRecords::erase(Records::iterator record)
 void RefusedRecords::keep(const NewRecord& record)
 {
     const std::lock_guard lock(mutex);
-    Key key = keyOf(record.kind, record.path);
+    Key key = parseKey(record.kind, record.path);
     if (const auto before = records.find(key); before != records.end())
     {
         erase(before);
@@ -51,7 +51,7 @@ void RefusedRecords::keep(const NewRecord& record)
 void RefusedRecords::forget(RecordKind kind, std::string_view path)
 {
     const std::lock_guard lock(mutex);
-    if (const auto found = records.find(keyOf(kind, path));
+    if (const auto found = records.find(parseKey(kind, path));
         found != records.end())
     {
         erase(found);

@@ -55,7 +55,7 @@ class RefusedRecords
 
     using Records = std::map<Key, Refused>;
 
-    static Key keyOf(RecordKind kind, std::string_view path);
+    static Key parseKey(RecordKind kind, std::string_view path);
     Records::iterator erase(Records::iterator record);
 
     std::mutex mutex;

@@ -74,7 +74,7 @@ void checkSizes(const NewRecord& record)
     }
 }
 
-BlockHeader headerOf(const char* block)
+BlockHeader readHeader(const char* block)
 {
     BlockHeader header{};
     std::memcpy(&header, block, sizeof(header));
@@ -92,7 +92,7 @@ void writeBlock(char* at, BlockHeader header, std::string_view path,
     payload.copy(at + sizeof(header) + path.size(), payload.size());
 }
 
-RecordKind kindOf(const Slot& slot)
+RecordKind readKind(const Slot& slot)
 {
     LiveValue live;
     decodeLive(slot.live, live);
@@ -249,13 +249,13 @@ SlotHash& Segment::hashAt(uint32_t slot) const
     return static_cast<SlotHash*>(hashes)[index];
 }
 
-std::string_view Segment::pathOf(const Place& place) const
+std::string_view Segment::readPath(const Place& place) const
 {
     const char* block = blockAt(place);
-    return {block + sizeof(BlockHeader), headerOf(block).pathSize};
+    return {block + sizeof(BlockHeader), readHeader(block).pathSize};
 }
 
-Place Segment::placeOf(uint32_t slot) const
+Place Segment::findPlace(uint32_t slot) const
 {
     Place place;
     decodePlace(slotAt(slot).place, place);
@@ -297,9 +297,9 @@ void Segment::putAt(uint32_t slot, const NewRecord& record)
 {
     checkSizes(record);
     reachSlot(slot);
-    const Place before = placeOf(slot);
-    if (before.unit != 0 && kindOf(slotAt(slot)) == record.kind &&
-        pathOf(before) == record.path)
+    const Place before = findPlace(slot);
+    if (before.unit != 0 && readKind(slotAt(slot)) == record.kind &&
+        readPath(before) == record.path)
     {
         replace(slot, record);
         return;
@@ -311,7 +311,7 @@ void Segment::putAt(uint32_t slot, const NewRecord& record)
 void Segment::replace(uint32_t slot, const NewRecord& record)
 {
     checkSizes(record);
-    const Place before = placeOf(slot);
+    const Place before = findPlace(slot);
     const Place place = writeRecord(slot, record);
     Slot& at = slotAt(slot);
     // Until the live value is stored, the one in the block is valid.
@@ -387,11 +387,11 @@ void Segment::fill(uint32_t slot, const NewRecord& record)
 
 void Segment::setPayload(uint32_t slot, std::string_view payload)
 {
-    const Place before = placeOf(slot);
+    const Place before = findPlace(slot);
     const char* old = blockAt(before);
-    const BlockHeader header = headerOf(old);
+    const BlockHeader header = readHeader(old);
     const NewRecord record{
-        .kind = {}, .path = pathOf(before), .payload = payload};
+        .kind = {}, .path = readPath(before), .payload = payload};
     checkSizes(record);
     Place place =
         takeBlock(sizeof(header) + record.path.size() + payload.size());
@@ -414,7 +414,7 @@ void Segment::setLive(uint32_t slot, uint32_t value) noexcept
 
 void Segment::remove(uint32_t slot) noexcept
 {
-    const Place place = placeOf(slot);
+    const Place place = findPlace(slot);
     if (place.unit == 0)
     {
         return;
@@ -434,19 +434,19 @@ void Segment::tellWatchers() noexcept
     futimens(file.get(), nullptr);
 }
 
-std::string_view Segment::payloadOf(uint32_t slot) const
+std::string_view Segment::readPayload(uint32_t slot) const
 {
-    const char* block = blockAt(placeOf(slot));
-    const BlockHeader header = headerOf(block);
+    const char* block = blockAt(findPlace(slot));
+    const BlockHeader header = readHeader(block);
     return {block + sizeof(header) + header.pathSize, header.payloadSize};
 }
 
-uint64_t Segment::createdOf(uint32_t slot) const
+uint64_t Segment::readCreation(uint32_t slot) const
 {
-    return headerOf(blockAt(placeOf(slot))).created;
+    return readHeader(blockAt(findPlace(slot))).created;
 }
 
-uint32_t Segment::liveOf(uint32_t slot) const
+uint32_t Segment::readLive(uint32_t slot) const
 {
     LiveValue live;
     decodeLive(slotAt(slot).live, live);

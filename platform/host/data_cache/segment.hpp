@@ -111,13 +111,13 @@ class Segment
     void tellWatchers() noexcept;
 
     /** The payload of a record, valid until the next change. */
-    std::string_view payloadOf(uint32_t slot) const;
+    std::string_view readPayload(uint32_t slot) const;
 
     /** The live value of a record. */
-    uint32_t liveOf(uint32_t slot) const;
+    uint32_t readLive(uint32_t slot) const;
 
     /** When a record was created, as NewRecord::created. */
-    uint64_t createdOf(uint32_t slot) const;
+    uint64_t readCreation(uint32_t slot) const;
 
   private:
     void create();
@@ -126,8 +126,8 @@ class Segment
     SegmentHeader& header() const;
     Slot& slotAt(uint32_t slot) const;
     SlotHash& hashAt(uint32_t slot) const;
-    std::string_view pathOf(const Place& place) const;
-    Place placeOf(uint32_t slot) const;
+    std::string_view readPath(const Place& place) const;
+    Place findPlace(uint32_t slot) const;
     char* blockAt(const Place& place) const;
 
     void reachSlot(uint32_t slot);

@@ -21,7 +21,7 @@ void SegmentCopy::add(const ReadRecord& record)
 void SegmentCopy::close()
 {
     std::ranges::sort(records, {}, [this](const Copied& record) {
-        return pathOf(record);
+        return readPath(record);
     });
     whole = true;
 }
@@ -37,7 +37,7 @@ Coverage SegmentCopy::read(const RecordQuery& query,
             continue;
         }
         coverage.anyOfKind = true;
-        const std::string_view path = pathOf(each);
+        const std::string_view path = readPath(each);
         const ReadRecord record{.kind = each.kind,
                                 .live = each.live,
                                 .created = each.created,

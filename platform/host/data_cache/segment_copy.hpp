@@ -57,7 +57,7 @@ class SegmentCopy
         uint32_t payloadSize;
     };
 
-    std::string_view pathOf(const Copied& record) const
+    std::string_view readPath(const Copied& record) const
     {
         return {texts.data() + record.begin, record.pathSize};
     }

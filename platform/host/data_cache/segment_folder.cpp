@@ -265,7 +265,7 @@ void forEachLiving(const fs::path& folder, Budgets& budgets,
 {
     LentSegments lent;
     KeptSegments& kept = lent.get();
-    if (!kept.areThoseOf(folder))
+    if (!kept.belongTo(folder))
     {
         listLiving(folder, kept, budgets, visit);
         return;

@@ -27,9 +27,9 @@ void send(const std::string& service, const std::string& path,
     sd_bus* bus = threadBus();
     sd_bus_message* raw = nullptr;
     checkBus("sd_bus_message_new_method_call",
-             sd_bus_message_new_method_call(
-                 bus, &raw, service.c_str(), path.c_str(),
-                 healthManagerInterface, addHealthObjectMethod));
+             sd_bus_message_new_method_call(bus, &raw, service.c_str(),
+                                            path.c_str(), healthmgrInterface,
+                                            addHealthObjectMethod));
     const MessagePtr message(raw);
     checkBus("sd_bus_message_append",
              sd_bus_message_append(raw, "s", key.c_str()));

@@ -8,10 +8,9 @@ namespace healthintf::host
 {
 
 /** The bus name that healthmgr owns. */
-inline constexpr const char* healthManagerService = "com.vexa.olvar.healthmgr";
-inline constexpr const char* healthManagerPath = "/com/vexa/olvar/healthmgr";
-inline constexpr const char* healthManagerInterface =
-    "com.vexa.olvar.healthmgr";
+inline constexpr const char* healthmgrService = "com.vexa.olvar.healthmgr";
+inline constexpr const char* healthmgrPath = "/com/vexa/olvar/healthmgr";
+inline constexpr const char* healthmgrInterface = "com.vexa.olvar.healthmgr";
 /** The method; its argument is the key of the node, a string. */
 inline constexpr const char* addHealthObjectMethod = "AddHealthObject";
 

@@ -180,7 +180,7 @@ uint32_t DataAbstraction::SEL::AddSEL(const std::string& service,
     }
     catch (const std::exception& e)
     {
-        const int code = codeOf(e);
+        const int code = getErrorNumber(e);
         if (logFailures.admits(code))
         {
             HOST_LOG(log::error,

@@ -33,7 +33,7 @@ void* LQOVS_receive_signal(const char* name, LQOVS_callback callback,
     }
     catch (const std::exception& e)
     {
-        if (notificationFailures.admits(codeOf(e)))
+        if (notificationFailures.admits(getErrorNumber(e)))
         {
             HOST_LOG(log::error,
                      "%s.%d.%s: unable to subscribe to notifications: %s",

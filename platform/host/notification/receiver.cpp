@@ -151,7 +151,7 @@ Receiver::Receiver() : ownBus(needsOwnBus())
     bus = ownBus ? openOwnBus() : openDefaultBus();
     sd_bus_slot* slot = nullptr;
     checkBus("unable to listen on the bus",
-             sd_bus_match_signal(bus.get(), &slot, healthManagerService,
+             sd_bus_match_signal(bus.get(), &slot, healthmgrService,
                                  notificationPath, notificationInterface,
                                  notificationMember, take, this));
     match.reset(slot);

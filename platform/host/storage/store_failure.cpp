@@ -8,7 +8,7 @@
 namespace healthintf::host
 {
 
-int codeOf(const std::exception& failure) noexcept
+int getErrorNumber(const std::exception& failure) noexcept
 {
     if (const auto* system = dynamic_cast<const std::system_error*>(&failure))
     {

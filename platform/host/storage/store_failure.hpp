@@ -12,7 +12,7 @@ namespace healthintf::host
 {
 
 /** The error number of an exception, such as an errno; never 0. */
-PLATFORM_API int codeOf(const std::exception& failure) noexcept;
+PLATFORM_API int getErrorNumber(const std::exception& failure) noexcept;
 
 /** What an operator can do about a failure in a store's folder.
  *

@@ -13,19 +13,19 @@ namespace
 
 TEST(AttributeProtocol, HasAnErrorForEachNumber)
 {
-    EXPECT_EQ(errorNameOf(EDQUOT),
+    EXPECT_EQ(getErrorName(EDQUOT),
               "com.vexa.olvar.healthmgr.Attributes.Error.EDQUOT");
     for (const int code : {EINVAL, EDQUOT, EACCES, EPERM, EROFS, ENOSPC, EIO,
                            ENOMEM, ENOTDIR, ELOOP, EFBIG, ENOTSUP})
     {
-        EXPECT_EQ(parseErrorName(errorNameOf(code)), code);
+        EXPECT_EQ(parseErrorName(getErrorName(code)), code);
     }
 }
 
 TEST(AttributeProtocol, CallsANumberThatNobodyKnowsAnInputOutputError)
 {
-    EXPECT_EQ(parseErrorName(errorNameOf(100000)), EIO);
-    EXPECT_EQ(parseErrorName(errorNameOf(EIO) + "X"), EIO);
+    EXPECT_EQ(parseErrorName(getErrorName(100000)), EIO);
+    EXPECT_EQ(parseErrorName(getErrorName(EIO) + "X"), EIO);
 }
 
 TEST(AttributeProtocol, KnowsTheErrorsOfOthers)

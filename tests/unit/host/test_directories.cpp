@@ -31,7 +31,7 @@ TEST(RuntimeDirectory, IsTheSystemsForRootAndTheSessionsForOthers)
 }
 
 /** The error message when a user without rights asks for a folder. */
-std::string failureOf(std::filesystem::path (*directory)())
+std::string makeError(std::filesystem::path (*directory)())
 {
     std::string errors;
     EXPECT_EQ(test::inChild(
@@ -49,7 +49,7 @@ TEST(RuntimeDirectory, IsAnErrorWithoutASession)
 {
     unsetenv("HEALTHINTF_RUNTIME_DIR");
     unsetenv("XDG_RUNTIME_DIR");
-    EXPECT_EQ(failureOf(runtimeDirectory),
+    EXPECT_EQ(makeError(runtimeDirectory),
               "no runtime folder: set HEALTHINTF_RUNTIME_DIR or "
               "XDG_RUNTIME_DIR\n");
 }
@@ -69,7 +69,7 @@ class StateDirectory : public testing::Test
     /** The folder that a user without rights gets. */
     static std::string ofAUser()
     {
-        return failureOf([]() -> std::filesystem::path {
+        return makeError([]() -> std::filesystem::path {
             throw std::runtime_error(stateDirectory().string());
         });
     }
@@ -103,7 +103,7 @@ TEST_F(StateDirectory, IsTheUsersForOthers)
 
 TEST_F(StateDirectory, IsAnErrorWithoutAHome)
 {
-    EXPECT_EQ(failureOf(stateDirectory),
+    EXPECT_EQ(makeError(stateDirectory),
               "no state folder: set HEALTHINTF_STATE_DIR, XDG_STATE_HOME or "
               "HOME\n");
 }

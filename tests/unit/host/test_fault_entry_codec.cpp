@@ -31,13 +31,13 @@ FaultEntryProperties example()
 bool same(const FaultEntryProperties& a, const FaultEntryProperties& b)
 {
     return a.hidden == b.hidden &&
-           encodeFaultEntry(viewOf(a)) == encodeFaultEntry(viewOf(b));
+           encodeFaultEntry(makeView(a)) == encodeFaultEntry(makeView(b));
 }
 
 TEST(FaultEntryCodec, ReadsWhatItWrote)
 {
     const FaultEntryProperties read =
-        decodeFaultEntry(encodeFaultEntry(viewOf(example())), 1);
+        decodeFaultEntry(encodeFaultEntry(makeView(example())), 1);
     EXPECT_EQ(read.fqdd, "f");
     EXPECT_EQ(read.messageID, "i");
     EXPECT_EQ(read.message, "m");
@@ -55,7 +55,7 @@ TEST(FaultEntryCodec, ReadsWhatItWrote)
 
 TEST(FaultEntryCodec, ThrowsOnEveryRecordThatIsCutShort)
 {
-    const std::string whole = encodeFaultEntry(viewOf(example()));
+    const std::string whole = encodeFaultEntry(makeView(example()));
     for (std::size_t size = 0; size < whole.size(); ++size)
     {
         EXPECT_THROW(decodeFaultEntry(whole.substr(0, size), 0),

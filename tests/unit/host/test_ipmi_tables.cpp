@@ -27,7 +27,7 @@ constexpr unsigned int critical = 1;
 constexpr unsigned int warning = 2;
 constexpr unsigned int informational = 3;
 
-unsigned int severityOf(Fault fault, bool asserted)
+unsigned int describeSeverity(Fault fault, bool asserted)
 {
     switch (fault)
     {
@@ -158,7 +158,7 @@ TEST_F(IpmiTables, TellHowBadAnEventIs)
                                               .eventType = eventType,
                                               .offset = state.offset,
                                               .asserted = asserted});
-            EXPECT_EQ(event.severity, severityOf(state.fault, asserted))
+            EXPECT_EQ(event.severity, describeSeverity(state.fault, asserted))
                 << nameOf(sensorType, eventType, state.offset) << ": "
                 << event.text;
         }

@@ -23,7 +23,7 @@ constexpr std::string_view text = R"({
 class JsonNodes : public testing::Test
 {
   protected:
-    static std::string failureOf(const std::function<void()>& what)
+    static std::string makeError(const std::function<void()>& what)
     {
         try
         {
@@ -38,7 +38,7 @@ class JsonNodes : public testing::Test
 
     static std::string failureToParse(std::string_view bad)
     {
-        return failureOf([bad] {
+        return makeError([bad] {
             JsonNode::parse(bad);
         });
     }
@@ -59,23 +59,23 @@ TEST_F(JsonNodes, GiveTheirValues)
 
 TEST_F(JsonNodes, SayWhereTheyStandWhenTheyAreWrong)
 {
-    EXPECT_EQ(failureOf([&] {
+    EXPECT_EQ(makeError([&] {
                   whole.at("a").at("text").asText(2);
               }),
               "line 3: a: text: is longer than 2 bytes");
-    EXPECT_EQ(failureOf([&] {
+    EXPECT_EQ(makeError([&] {
                   whole.at("a").at("number").asText(2);
               }),
               "line 4: a: number: is no text");
-    EXPECT_EQ(failureOf([&] {
+    EXPECT_EQ(makeError([&] {
                   whole.at("a").at("number").asNumber(6);
               }),
               "line 4: a: number: is no number from 0 to 6");
-    EXPECT_EQ(failureOf([&] {
+    EXPECT_EQ(makeError([&] {
                   whole.at("a").at("text").asNumber(6);
               }),
               "line 3: a: text: is no number from 0 to 6");
-    EXPECT_EQ(failureOf([&] {
+    EXPECT_EQ(makeError([&] {
                   whole.at("list").members();
               }),
               "line 6: list: is no object");
@@ -83,15 +83,15 @@ TEST_F(JsonNodes, SayWhereTheyStandWhenTheyAreWrong)
 
 TEST_F(JsonNodes, SayWhatIsMissingOrTooMuch)
 {
-    EXPECT_EQ(failureOf([&] {
+    EXPECT_EQ(makeError([&] {
                   whole.at("a").at("other");
               }),
               "line 2: a: other is missing");
-    EXPECT_EQ(failureOf([&] {
+    EXPECT_EQ(makeError([&] {
                   whole.at("a").allowOnly({"text"});
               }),
               "line 4: a: number: is an unknown key");
-    EXPECT_EQ(failureOf([&] {
+    EXPECT_EQ(makeError([&] {
                   whole.allowOnly({"a", "list"});
               }),
               "none");

@@ -62,28 +62,28 @@ class KeptSegmentsTest : public testing::Test
 
 TEST_F(KeptSegmentsTest, AreThoseOfAFolderThatHasNotChanged)
 {
-    EXPECT_FALSE(kept.areThoseOf(cache));
+    EXPECT_FALSE(kept.belongTo(cache));
     own.emplace_back(cache, capacity);
     waitUntilSettled(cache);
     list();
-    EXPECT_TRUE(kept.areThoseOf(cache));
+    EXPECT_TRUE(kept.belongTo(cache));
     EXPECT_EQ(kept.all().size(), 1U);
-    EXPECT_FALSE(kept.areThoseOf(folder.path()));
+    EXPECT_FALSE(kept.belongTo(folder.path()));
 }
 
 TEST_F(KeptSegmentsTest, AreNotThoseOfAFolderThatWasChanged)
 {
     waitUntilSettled(cache);
     list();
-    EXPECT_TRUE(kept.areThoseOf(cache));
+    EXPECT_TRUE(kept.belongTo(cache));
     own.emplace_back(cache, capacity);
-    EXPECT_FALSE(kept.areThoseOf(cache));
+    EXPECT_FALSE(kept.belongTo(cache));
 
     waitUntilSettled(cache);
     list();
-    EXPECT_TRUE(kept.areThoseOf(cache));
+    EXPECT_TRUE(kept.belongTo(cache));
     own.front().removeFileIfEmpty();
-    EXPECT_FALSE(kept.areThoseOf(cache));
+    EXPECT_FALSE(kept.belongTo(cache));
 }
 
 TEST_F(KeptSegmentsTest, AreNotThoseOfAFolderThatTookItsPlace)
@@ -92,14 +92,14 @@ TEST_F(KeptSegmentsTest, AreNotThoseOfAFolderThatTookItsPlace)
     list();
     fs::rename(cache, folder.path() / "old");
     fs::create_directory(cache);
-    EXPECT_FALSE(kept.areThoseOf(cache));
+    EXPECT_FALSE(kept.belongTo(cache));
 }
 
 TEST_F(KeptSegmentsTest, AreNoneWhileAChangeOfTheFolderMightNotShow)
 {
     own.emplace_back(cache, capacity);
     list();
-    EXPECT_FALSE(kept.areThoseOf(cache));
+    EXPECT_FALSE(kept.belongTo(cache));
     EXPECT_TRUE(kept.all().empty());
 }
 
@@ -110,9 +110,9 @@ TEST_F(KeptSegmentsTest, AreNoneOnceTheListingHasGivenThemUp)
     kept.beginListing(cache);
     kept.giveUp();
     kept.endListing();
-    EXPECT_FALSE(kept.areThoseOf(cache));
+    EXPECT_FALSE(kept.belongTo(cache));
     list();
-    EXPECT_TRUE(kept.areThoseOf(cache));
+    EXPECT_TRUE(kept.belongTo(cache));
 }
 
 TEST_F(KeptSegmentsTest, AreAsManyAsMayBe)
@@ -123,13 +123,13 @@ TEST_F(KeptSegmentsTest, AreAsManyAsMayBe)
     }
     waitUntilSettled(cache);
     list();
-    EXPECT_TRUE(kept.areThoseOf(cache));
+    EXPECT_TRUE(kept.belongTo(cache));
     EXPECT_EQ(kept.all().size(), KeptSegments::most);
 
     own.emplace_back(cache, capacity);
     waitUntilSettled(cache);
     list();
-    EXPECT_FALSE(kept.areThoseOf(cache));
+    EXPECT_FALSE(kept.belongTo(cache));
     EXPECT_TRUE(kept.all().empty());
 }
 
@@ -142,10 +142,10 @@ TEST_F(KeptSegmentsTest, AreLentToOneQueryAtATime)
         first.get().endListing();
         LentSegments second;
         EXPECT_NE(&first.get(), &second.get());
-        EXPECT_FALSE(second.get().areThoseOf(cache));
+        EXPECT_FALSE(second.get().belongTo(cache));
     }
     LentSegments third;
-    EXPECT_TRUE(third.get().areThoseOf(cache));
+    EXPECT_TRUE(third.get().belongTo(cache));
 }
 
 TEST(FolderStateTest, IsNoneOfWhatIsNotThere)

@@ -223,7 +223,7 @@ TEST_F(RecordTable, EditsARecordInPlace)
 }
 
 /** The live value of a record, -1 without one. */
-int64_t liveOf(RecordKind kind, const std::string& path)
+int64_t readLive(RecordKind kind, const std::string& path)
 {
     std::map<std::string, uint32_t> found;
     readRecordsInto(found, RecordQuery::exactly(kind, path),
@@ -237,9 +237,9 @@ TEST_F(RecordTable, ChangesTheLiveValueAndNothingElse)
 {
     EXPECT_EQ(inChild([] {
                   putRecord(health, "/a", "one", 7);
-                  if (liveOf(health, "/a") != 7 ||
+                  if (readLive(health, "/a") != 7 ||
                       setLiveValue(health, "/a", UINT32_MAX) != 0 ||
-                      liveOf(health, "/a") != UINT32_MAX)
+                      readLive(health, "/a") != UINT32_MAX)
                   {
                       return 1;
                   }
@@ -247,10 +247,10 @@ TEST_F(RecordTable, ChangesTheLiveValueAndNothingElse)
                       payload = "two";
                       return 0;
                   });
-                  return liveOf(health, "/a") == UINT32_MAX &&
+                  return readLive(health, "/a") == UINT32_MAX &&
                                  read(health) == Map{{"/a", "two"}} &&
                                  putRecord(health, "/a", "three", 1) == 0 &&
-                                 liveOf(health, "/a") == 1
+                                 readLive(health, "/a") == 1
                              ? 0
                              : 2;
               }),
@@ -270,7 +270,7 @@ TEST_F(RecordTable, ShowsALiveValueToOtherProcesses)
     ASSERT_EQ(other.hear(), "put");
     ASSERT_EQ(other.hear(), "changed");
     EXPECT_EQ(inChild([] {
-                  return liveOf(health, "/a") == 2 ? 0 : 1;
+                  return readLive(health, "/a") == 2 ? 0 : 1;
               }),
               0);
 }

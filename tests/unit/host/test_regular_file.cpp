@@ -19,7 +19,7 @@ namespace
 class RegularFile : public testing::Test
 {
   protected:
-    static int failureOf(const std::function<void()>& work)
+    static int makeError(const std::function<void()>& work)
     {
         try
         {
@@ -34,7 +34,7 @@ class RegularFile : public testing::Test
 
     int failureToOpen(const char* name, int flags = 0) const
     {
-        return failureOf([&] {
+        return makeError([&] {
             openRegularFile(folder.path() / name, flags, "it");
         });
     }
@@ -47,7 +47,7 @@ TEST_F(RegularFile, IsReadUpToTheMostBytes)
     const std::string content(40000, 'x');
     const auto file = folder.write("file", content);
     EXPECT_EQ(readToEnd(openRegularFile(file, 0, "it"), 40000, "it"), content);
-    EXPECT_EQ(failureOf([&] {
+    EXPECT_EQ(makeError([&] {
                   readToEnd(openRegularFile(file, 0, "it"), 39999, "it");
               }),
               EFBIG);

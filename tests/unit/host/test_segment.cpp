@@ -41,7 +41,7 @@ NewRecord record(std::string_view path, std::string_view payload = "",
 }
 
 /** The number of what a call throws, 0 when it does not. */
-int failureOf(const std::function<void()>& call)
+int makeError(const std::function<void()>& call)
 {
     try
     {
@@ -85,7 +85,7 @@ Records readFrom(const fs::path& file)
 class SegmentTest : public testing::Test
 {
   protected:
-    static mode_t modeOf(const fs::path& path)
+    static mode_t readMode(const fs::path& path)
     {
         struct stat status
         {};
@@ -148,7 +148,7 @@ TEST_F(SegmentTest, IsForEverybodyToReadWhateverTheUmask)
         Segment segment(file, capacity);
         umask(before);
         segment.publish();
-        EXPECT_EQ(modeOf(file), 0644U) << mask;
+        EXPECT_EQ(readMode(file), 0644U) << mask;
     }
 }
 
@@ -181,7 +181,7 @@ TEST_F(SegmentTest, IsRemovedByItsOwner)
     EXPECT_TRUE(fs::is_empty(folder.path()));
     segment.setLive(0, 1);
     segment.add(record("/b"));
-    EXPECT_EQ(segment.liveOf(0), 1U);
+    EXPECT_EQ(segment.readLive(0), 1U);
 }
 
 TEST_F(SegmentTest, NeverWritesToWhatSomebodyPutAtItsHiddenName)
@@ -215,18 +215,18 @@ TEST_F(SegmentTest, NeverFollowsALinkThatSomebodyPutAtItsName)
 
 TEST_F(SegmentTest, SaysWhenItCannotBeMade)
 {
-    EXPECT_EQ(failureOf([this] {
+    EXPECT_EQ(makeError([this] {
                   Segment(folder.path() / "none" / "segment", capacity);
               }),
               ENOENT);
     fs::create_directory(hidden);
-    EXPECT_NE(failureOf([this] {
+    EXPECT_NE(makeError([this] {
                   Segment(file, capacity);
               }),
               0);
     fs::remove(hidden);
     fs::create_directory(file);
-    EXPECT_EQ(failureOf([this] {
+    EXPECT_EQ(makeError([this] {
                   Segment(file, capacity).publish();
               }),
               EISDIR);
@@ -244,8 +244,8 @@ TEST_F(SegmentTest, ChangesAndRemovesRecords)
 
     segment.setLive(a, 5);
     segment.setPayload(b, "three");
-    EXPECT_EQ(segment.liveOf(a), 5U);
-    EXPECT_EQ(segment.payloadOf(b), "three");
+    EXPECT_EQ(segment.readLive(a), 5U);
+    EXPECT_EQ(segment.readPayload(b), "three");
     EXPECT_EQ(readFrom(file),
               (Records{{"/a", {"one", 5}}, {"/b", {"three", 2}}}));
 
@@ -330,11 +330,11 @@ TEST_F(SegmentTest, RefusesAPathOrARecordThatIsTooLong)
     const Records before = readFrom(file);
     EXPECT_EQ(before, (Records{{path, {payload, 0}}}));
 
-    EXPECT_EQ(failureOf([&] {
+    EXPECT_EQ(makeError([&] {
                   segment.add(record(path + "a"));
               }),
               ENAMETOOLONG);
-    EXPECT_EQ(failureOf([&] {
+    EXPECT_EQ(makeError([&] {
                   segment.putAt(9, record(path + "a"));
               }),
               ENAMETOOLONG);
@@ -348,7 +348,7 @@ TEST_F(SegmentTest, RefusesAPathOrARecordThatIsTooLong)
                                 segment.setPayload(slot, payload + "x");
                             })})
     {
-        EXPECT_EQ(failureOf(put), E2BIG);
+        EXPECT_EQ(makeError(put), E2BIG);
     }
     EXPECT_EQ(readFrom(file), before);
 }
@@ -358,11 +358,11 @@ TEST_F(SegmentTest, RefusesASlotBehindTheLast)
     Segment segment(file, 128 * capacity);
     segment.putAt(maxSlots - 1, record("/last"));
     segment.publish();
-    EXPECT_EQ(failureOf([&] {
+    EXPECT_EQ(makeError([&] {
                   segment.putAt(maxSlots, record("/behind"));
               }),
               EDQUOT);
-    EXPECT_EQ(failureOf([&] {
+    EXPECT_EQ(makeError([&] {
                   segment.add(record("/behind"));
               }),
               EDQUOT);
@@ -381,7 +381,7 @@ TEST_F(SegmentTest, RefusesASlotBehindTheLast)
  *  @return the number of the failure */
 int fill(Segment& segment, std::size_t payload, uint32_t& count)
 {
-    return failureOf([&] {
+    return makeError([&] {
         const std::string text(payload, 'x');
         for (count = 0;; ++count)
         {
@@ -406,7 +406,7 @@ bool worksWhenFull(Segment& segment, const fs::path& file, uint32_t count)
                                  segment.putAt(0, record("/0", longer));
                              })})
     {
-        if (failureOf(grow) == 0)
+        if (makeError(grow) == 0)
         {
             return false;
         }
@@ -463,7 +463,7 @@ TEST_F(SegmentTest, CannotBeMadeOnAFullFilesystem)
     for (const char* size : {"size=4k", "size=12k"})
     {
         expectOnSmallFilesystem(folder.path(), size, [this] {
-            const int failure = failureOf([this] {
+            const int failure = makeError([this] {
                 Segment(file, capacity);
             });
             return failure == ENOSPC && fs::is_empty(folder.path()) ? 0 : 1;

@@ -14,9 +14,10 @@ namespace
 
 TEST(StoreFailure, HasTheNumberOfItsCause)
 {
-    EXPECT_EQ(codeOf(std::system_error(EROFS, std::generic_category())), EROFS);
-    EXPECT_EQ(codeOf(std::bad_alloc()), ENOMEM);
-    EXPECT_EQ(codeOf(std::runtime_error("x")), EIO);
+    EXPECT_EQ(getErrorNumber(std::system_error(EROFS, std::generic_category())),
+              EROFS);
+    EXPECT_EQ(getErrorNumber(std::bad_alloc()), ENOMEM);
+    EXPECT_EQ(getErrorNumber(std::runtime_error("x")), EIO);
 }
 
 TEST(StoreFailure, NamesTheRemedyForAFolder)

@@ -77,14 +77,14 @@ TEST_F(ConfigTableText, GivesWholeNumbersWithinTheirRange)
 
 TEST_F(ConfigTableText, GivesOneOfSeveralNumbers)
 {
-    EXPECT_EQ(table.oneOf("number", {1, 5}, 1), 5);
-    EXPECT_EQ(table.oneOf("missing", {1, 5}, 1), 1);
+    EXPECT_EQ(table.readChoice("number", {1, 5}, 1), 5);
+    EXPECT_EQ(table.readChoice("missing", {1, 5}, 1), 1);
     EXPECT_EQ(errorOf([&] {
-                  table.oneOf("number", {1, 2}, 1);
+                  table.readChoice("number", {1, 2}, 1);
               }),
               "f:1: t.number: must be one of 1, 2");
     EXPECT_EQ(errorOf([&] {
-                  table.oneOf("half", {1, 2}, 1);
+                  table.readChoice("half", {1, 2}, 1);
               }),
               "f:4: t.half: must be one of 1, 2");
 }
@@ -105,14 +105,14 @@ TEST_F(ConfigTableText, GivesTexts)
 
 TEST_F(ConfigTableText, GivesOneOfSeveralTexts)
 {
-    EXPECT_EQ(table.oneOf("text", {"word", "other"}), "word");
-    EXPECT_EQ(table.oneOf("missing", {"word"}, "word"), "word");
+    EXPECT_EQ(table.readChoice("text", {"word", "other"}), "word");
+    EXPECT_EQ(table.readChoice("missing", {"word"}, "word"), "word");
     EXPECT_EQ(errorOf([&] {
-                  table.oneOf("text", {"a", "b"});
+                  table.readChoice("text", {"a", "b"});
               }),
               "f:2: t.text: must be one of \"a\", \"b\"");
     EXPECT_EQ(errorOf([&] {
-                  table.oneOf("missing", {"a"});
+                  table.readChoice("missing", {"a"});
               }),
               "f:1: t.missing: must be one of \"a\"");
 }

@@ -16,7 +16,7 @@ std::optional<int64_t> givenMoment(const std::string& text)
     }
     return argument(
         [&] {
-            return momentOf(text, std::time(nullptr));
+            return parseMoment(text, std::time(nullptr));
         },
         "write it as 2026-01-31, 10m or @1700000000");
 }

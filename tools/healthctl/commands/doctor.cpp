@@ -46,7 +46,7 @@ Tone gradeTone(Grade grade)
     return Tone::plain;
 }
 
-std::size_t countOf(const Findings& findings, Grade grade)
+std::size_t countFindings(const Findings& findings, Grade grade)
 {
     return static_cast<std::size_t>(
         std::ranges::count(findings, grade, &Finding::grade));
@@ -77,13 +77,14 @@ void writeText(const Context& context, const Findings& findings, bool brief)
         }
     }
     table.print(context.out, context.style, context.width);
-    writeLine(context,
-              number(countOf(findings, Grade::problem), "problem") + ", " +
-                  number(countOf(findings, Grade::warning), "warning") + ", " +
-                  std::to_string(countOf(findings, Grade::ok)) + " ok");
+    writeLine(
+        context,
+        number(countFindings(findings, Grade::problem), "problem") + ", " +
+            number(countFindings(findings, Grade::warning), "warning") + ", " +
+            std::to_string(countFindings(findings, Grade::ok)) + " ok");
 }
 
-void writeJsonOf(const Context& context, const Findings& findings, bool brief)
+void writeJson(const Context& context, const Findings& findings, bool brief)
 {
     nlohmann::ordered_json list = nlohmann::ordered_json::array();
     for (const Finding& finding : findings)
@@ -100,9 +101,9 @@ void writeJsonOf(const Context& context, const Findings& findings, bool brief)
         }
     }
     writeJson(context, "healthctl.doctor/1",
-              {{"problems", countOf(findings, Grade::problem)},
-               {"warnings", countOf(findings, Grade::warning)},
-               {"ok", countOf(findings, Grade::ok)},
+              {{"problems", countFindings(findings, Grade::problem)},
+               {"warnings", countFindings(findings, Grade::warning)},
+               {"ok", countFindings(findings, Grade::ok)},
                {"findings", list}});
 }
 
@@ -111,14 +112,15 @@ ExitCode examineAndTell(const Context& context, bool brief)
     const Findings findings = examine();
     if (context.json)
     {
-        writeJsonOf(context, findings, brief);
+        writeJson(context, findings, brief);
     }
     else
     {
         writeText(context, findings, brief);
     }
-    return countOf(findings, Grade::problem) == 0 ? ExitCode::ok
-                                                  : ExitCode::nothingFound;
+    return countFindings(findings, Grade::problem) == 0
+               ? ExitCode::ok
+               : ExitCode::nothingFound;
 }
 
 } // namespace

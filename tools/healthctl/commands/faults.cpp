@@ -36,7 +36,7 @@ FaultFilter makeFilter(const FaultsOptions& options)
     FaultFilter filter = options.filter;
     if (!options.component.empty())
     {
-        filter.key = keyOf(options.component);
+        filter.key = parseKey(options.component);
     }
     filter.visibility = options.all      ? Visibility::all
                         : options.hidden ? Visibility::hidden
@@ -78,7 +78,7 @@ ExitCode faults(const Context& context, const FaultsOptions& options)
     if (context.json)
     {
         writeJson(context, "healthctl.faults/1",
-                  {{"source", source->name()}, {"faults", jsonOf(chosen)}});
+                  {{"source", source->name()}, {"faults", toJson(chosen)}});
     }
     else
     {
@@ -106,7 +106,7 @@ void addSeverity(CLI::App& command, FaultFilter& filter)
                 for (const std::string& word : chosen)
                 {
                     filter.severities.insert(
-                        chosenOf("--severity", word, words));
+                        parseChoice("--severity", word, words));
                 }
             },
             "critical, warning, OK or unknown; repeatable")

@@ -86,7 +86,7 @@ ExitCode setHidden(const Context& context, bool hide, Options options)
     checkLength(target.sensorPath);
     if (!options.component.empty())
     {
-        target.key = keyOf(options.component);
+        target.key = parseKey(options.component);
     }
     const TargetCounts counts = count(options);
     send(hide, target);

@@ -37,13 +37,13 @@ const Choices<std::string>& settings()
 }
 
 /** A setting that is named; all settings for no name. */
-Choices<std::string> settingsOf(const std::string& name)
+Choices<std::string> listSettings(const std::string& name)
 {
     if (name.empty())
     {
         return settings();
     }
-    const std::string attribute = chosenOf("NAME", name, settings());
+    const std::string attribute = parseChoice("NAME", name, settings());
     return {{attribute.substr(attribute.rfind('#') + 1), attribute}};
 }
 
@@ -76,7 +76,7 @@ ExitCode get(const Context& context, const std::string& name)
     // Values are aligned alike for one setting and for all.
     constexpr std::size_t longestName = 11;
     std::vector<std::pair<std::string, std::string>> fields;
-    for (const auto& [shown, attribute] : settingsOf(name))
+    for (const auto& [shown, attribute] : listSettings(name))
     {
         std::optional<int32_t> value;
         if (const auto found = held.find(attribute); found != held.end())
@@ -106,7 +106,7 @@ ExitCode get(const Context& context, const std::string& name)
 /** Why an attribute was not set, and what to do.
  *
  *  @param[in] code the platform's error number */
-Error failureOf(const std::string& attribute, int code)
+Error makeError(const std::string& attribute, int code)
 {
     const std::string line = attribute + " was not set: ";
     switch (code)
@@ -142,13 +142,13 @@ void setAttribute(const std::string& attribute, int32_t value)
     const int result = CfgSetAttributeInt(attribute.c_str(), value, 0, &origin);
     if (result != 0)
     {
-        throw failureOf(attribute, result);
+        throw makeError(attribute, result);
     }
 }
 
 ExitCode set(const Context& context, const std::string& name, int32_t value)
 {
-    const auto named = settingsOf(name);
+    const auto named = listSettings(name);
     const auto& [shown, attribute] = *named.begin();
     setAttribute(attribute, value);
     if (context.json)

@@ -46,11 +46,11 @@ ExitCode show(const Context& context, uint16_t id)
     {
         writeJson(context, entriesSchema,
                   {{"source", log.source()},
-                   {"entries", Json::array({jsonOf(event)})}});
+                   {"entries", Json::array({toJson(event)})}});
     }
     else
     {
-        writeFields(context, allFieldsOf(event));
+        writeFields(context, listFields(event));
     }
     return ExitCode::ok;
 }

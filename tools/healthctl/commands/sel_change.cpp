@@ -53,7 +53,7 @@ ExitCode add(const Context& context, const Addition& addition)
 {
     const RawRecord record = argument(
         [&] {
-            return recordOf(addition.bytes);
+            return parseRecord(addition.bytes);
         },
         "write its 16 bytes in hexadecimal digits");
     const uint32_t id =

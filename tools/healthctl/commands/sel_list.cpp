@@ -51,7 +51,7 @@ struct ListOptions
     std::size_t last = 0;
 };
 
-SelFilter filterOf(const ListOptions& options)
+SelFilter makeFilter(const ListOptions& options)
 {
     SelFilter filter{.since = givenMoment(options.since),
                      .until = givenMoment(options.until),
@@ -147,12 +147,12 @@ void writeTable(const Context& context, const std::vector<ReadEvent>& events)
         {{.column = last, .least = 40}, {.column = sensor, .least = 8}});
     for (const ReadEvent& event : events)
     {
-        const std::string text = textOf(event);
+        const std::string text = describeText(event);
         table.addRow({std::to_string(event.entry.recordId()),
-                      timeOf(event),
-                      {sensorOf(event), Tone::strong},
-                      directionOf(event),
-                      {severityOf(event), eventTone(event)},
+                      describeTime(event),
+                      {describeSensor(event), Tone::strong},
+                      describeDirection(event),
+                      {describeSeverity(event), eventTone(event)},
                       beside ? text : ""});
         if (!beside)
         {
@@ -164,7 +164,7 @@ void writeTable(const Context& context, const std::vector<ReadEvent>& events)
 
 ExitCode list(const Context& context, const ListOptions& options)
 {
-    const SelFilter filter = filterOf(options);
+    const SelFilter filter = makeFilter(options);
     checkNames(filter);
     const ReadLog log = readLog();
     const std::vector<ReadEvent> events =
@@ -174,7 +174,7 @@ ExitCode list(const Context& context, const ListOptions& options)
         nlohmann::ordered_json entries = nlohmann::ordered_json::array();
         for (const ReadEvent& event : events)
         {
-            entries.push_back(jsonOf(event));
+            entries.push_back(toJson(event));
         }
         writeJson(context, "healthctl.sel-entries/1",
                   {{"source", log.source()}, {"entries", entries}});
@@ -203,7 +203,7 @@ void addSeverity(CLI::App& command, ListOptions& options)
                 for (const std::string& word : chosen)
                 {
                     options.severities.insert(
-                        chosenOf("--severity", word, words));
+                        parseChoice("--severity", word, words));
                 }
             },
             "critical, warning or informational; repeatable")

@@ -26,7 +26,7 @@ struct TopOptions
 ExitCode top(const Context& context, const TopOptions& options)
 {
     const std::string key =
-        options.component.empty() ? "" : keyOf(options.component);
+        options.component.empty() ? "" : parseKey(options.component);
     const auto source = openSourceWithWarning(options.source);
     const Faults faults = source->top(key, options.n, options.severe);
     if (faults.empty() && !options.component.empty())
@@ -36,7 +36,7 @@ ExitCode top(const Context& context, const TopOptions& options)
     if (context.json)
     {
         writeJson(context, "healthctl.top/1",
-                  {{"source", source->name()}, {"faults", jsonOf(faults)}});
+                  {{"source", source->name()}, {"faults", toJson(faults)}});
     }
     else if (faults.empty())
     {

@@ -33,8 +33,8 @@ using Tops = std::vector<const TreeNode*>;
 /** The trees that are wanted: all, or the one of a key.
  *
  *  @throws Error when there is no such key */
-Tops topsOf(const HealthSource& source, const std::vector<TreeNode>& trees,
-            const std::string& written)
+Tops chooseTops(const HealthSource& source, const std::vector<TreeNode>& trees,
+                const std::string& written)
 {
     Tops tops;
     if (written.empty())
@@ -45,7 +45,7 @@ Tops topsOf(const HealthSource& source, const std::vector<TreeNode>& trees,
         }
         return tops;
     }
-    const TreeNode* found = findNode(trees, keyOf(written));
+    const TreeNode* found = findNode(trees, parseKey(written));
     if (found == nullptr)
     {
         throw noComponentIn(source, written);
@@ -74,7 +74,7 @@ void writeTrees(const Context& context, const HealthSource& source,
     auto trees = nlohmann::ordered_json::array();
     for (const TreeNode* top : tops)
     {
-        trees.push_back(jsonOf(*top, view));
+        trees.push_back(toJson(*top, view));
     }
     writeJson(context, "healthctl.tree/1",
               {{"source", source.name()}, {"trees", trees}});
@@ -89,7 +89,7 @@ ExitCode tree(const Context& context, const TreeOptions& options)
     }
     const auto source = openSourceWithWarning(options.source);
     const auto trees = buildTrees(source->nodes(), source->faults());
-    const Tops tops = topsOf(*source, trees, options.root);
+    const Tops tops = chooseTops(*source, trees, options.root);
     if (options.paths)
     {
         for (const TreeNode* top : tops)

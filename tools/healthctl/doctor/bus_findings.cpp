@@ -33,7 +33,7 @@ constexpr const char* moreRules =
 
 } // namespace
 
-Finding findingOf(const BusState& bus)
+Finding makeFinding(const BusState& bus)
 {
     if (bus.failure.empty())
     {
@@ -49,7 +49,7 @@ Finding findingOf(const BusState& bus)
                       "its address"};
 }
 
-Finding findingOf(const ServiceState& service)
+Finding makeFinding(const ServiceState& service)
 {
     const std::string check = "service." + service.program;
     if (service.pid != 0 && !service.answers)
@@ -85,7 +85,7 @@ Finding findingOf(const ServiceState& service)
                       ", or install its D-Bus activation file"};
 }
 
-Finding findingOf(const Attempt& attempt, bool root)
+Finding makeFinding(const Attempt& attempt, bool root)
 {
     Finding finding{.check = "policy." + attempt.check,
                     .grade = Grade::ok,
@@ -134,7 +134,8 @@ std::optional<uint32_t> rulesToTry(const MatchUses& uses)
                                 : std::nullopt;
 }
 
-Finding findingOf(const MatchUses& uses, const std::optional<MatchLimit>& limit)
+Finding makeFinding(const MatchUses& uses,
+                    const std::optional<MatchLimit>& limit)
 {
     Finding finding{.check = "limits.match-rules",
                     .grade = Grade::ok,
@@ -162,7 +163,7 @@ Finding findingOf(const MatchUses& uses, const std::optional<MatchLimit>& limit)
     return finding;
 }
 
-Finding findingOf(const MatchQuotas& quotas)
+Finding makeFinding(const MatchQuotas& quotas)
 {
     const MatchQuota& most = nearest(quotas);
     const bool near = isNear(most.rules, most.most);
@@ -175,7 +176,7 @@ Finding findingOf(const MatchQuotas& quotas)
             .remedy = near ? moreRules : ""};
 }
 
-Finding findingOf(const OpenFiles& files)
+Finding makeFinding(const OpenFiles& files)
 {
     const bool near = isNear(files.open, files.limit);
     return {.check = "limits.open-files." + files.program,

@@ -97,11 +97,11 @@ struct OpenFiles
     std::size_t limit = 0;
 };
 
-Finding findingOf(const BusState& bus);
-Finding findingOf(const ServiceState& service);
+Finding makeFinding(const BusState& bus);
+Finding makeFinding(const ServiceState& service);
 
 /** @param[in] root whether the attempt was root's */
-Finding findingOf(const Attempt& attempt, bool root);
+Finding makeFinding(const Attempt& attempt, bool root);
 
 /** How many rules a connection must be able to have for no other one to be
  *  near its limit; nothing when the bus does not tell of rules, or when they
@@ -110,11 +110,11 @@ std::optional<uint32_t> rulesToTry(const MatchUses& uses);
 
 /** @param[in] limit what was tried with as many rules; nothing when it was not
  *             or failed */
-Finding findingOf(const MatchUses& uses,
-                  const std::optional<MatchLimit>& limit);
+Finding makeFinding(const MatchUses& uses,
+                    const std::optional<MatchLimit>& limit);
 
 /** @param[in] quotas one at least */
-Finding findingOf(const MatchQuotas& quotas);
-Finding findingOf(const OpenFiles& files);
+Finding makeFinding(const MatchQuotas& quotas);
+Finding makeFinding(const OpenFiles& files);
 
 } // namespace healthintf::healthctl

@@ -88,7 +88,7 @@ Answer ask(sd_bus* bus, const char* interface, const char* member,
     return call(bus, message);
 }
 
-uint32_t pidOf(sd_bus* bus, const std::string& name)
+uint32_t findProcessId(sd_bus* bus, const std::string& name)
 {
     const Answer answer =
         ask(bus, busName, "GetConnectionUnixProcessID", name.c_str());
@@ -190,8 +190,8 @@ Answer readTree(sd_bus* bus)
 Answer addNoRecord(sd_bus* bus)
 {
     const MessagePtr message =
-        newCall(bus, names::logManagerService, names::selPath,
-                names::selInterface, names::addSelMethod);
+        newCall(bus, names::logmgrService, names::selPath, names::selInterface,
+                names::addSelMethod);
     host::checkBus(
         "sd_bus_message_append",
         sd_bus_message_append(message.get(), "(ssyy)ay", "", "", 0, 0, 0));
@@ -201,8 +201,8 @@ Answer addNoRecord(sd_bus* bus)
 Answer readLogEntries(sd_bus* bus)
 {
     const MessagePtr message =
-        newCall(bus, names::logManagerService, names::selPath,
-                names::selInterface, "GetEntry");
+        newCall(bus, names::logmgrService, names::selPath, names::selInterface,
+                "GetEntry");
     host::checkBus("sd_bus_message_append",
                    sd_bus_message_append(message.get(), "q", 0));
     return call(bus, message);
@@ -233,7 +233,7 @@ void tryToOwn(sd_bus* bus, const std::string& name, Attempt& attempt)
 }
 
 /** How many match rules a connection has, as far as the bus tells. */
-std::optional<uint32_t> rulesOf(sd_bus* bus, const std::string& name)
+std::optional<uint32_t> countRules(sd_bus* bus, const std::string& name)
 {
     const Answer answer = ask(bus, "org.freedesktop.DBus.Debug.Stats",
                               "GetConnectionStats", name.c_str());
@@ -288,10 +288,10 @@ std::vector<ServiceState> BusProbe::services() const
     const Names activatable = listNames(bus.get(), "ListActivatableNames");
     std::vector<ServiceState> found{
         {.program = "healthmgr", .name = names::managerService},
-        {.program = "logmgr", .name = names::logManagerService}};
+        {.program = "logmgr", .name = names::logmgrService}};
     for (ServiceState& service : found)
     {
-        service.pid = pidOf(bus.get(), service.name);
+        service.pid = findProcessId(bus.get(), service.name);
         service.activatable =
             std::ranges::find(activatable, service.name) != activatable.end();
         service.answers =
@@ -352,7 +352,7 @@ std::map<std::string, uint32_t> BusProbe::connections() const
     {
         if (name.starts_with(':'))
         {
-            all.emplace(name, pidOf(bus.get(), name));
+            all.emplace(name, findProcessId(bus.get(), name));
         }
     }
     return all;
@@ -363,7 +363,7 @@ MatchUses BusProbe::matchRules() const
     std::vector<MatchUse> uses;
     for (const auto& [name, pid] : connections())
     {
-        if (const auto rules = rulesOf(bus.get(), name))
+        if (const auto rules = countRules(bus.get(), name))
         {
             uses.push_back({nameOfProcess(static_cast<pid_t>(pid)), *rules});
         }

@@ -27,7 +27,7 @@ uid_t userOfLogManager(const std::vector<ServiceState>& services)
     {
         if (service.program == "logmgr" && service.pid != 0)
         {
-            return userOf(service.pid).value_or(0);
+            return readUser(service.pid).value_or(0);
         }
     }
     return geteuid();
@@ -38,11 +38,11 @@ Finding examineMatchRules(const BusProbe& bus)
     const MatchQuotas quotas = bus.matchQuotas();
     if (!quotas.empty())
     {
-        return findingOf(quotas);
+        return makeFinding(quotas);
     }
     const MatchUses uses = bus.matchRules();
     const std::optional<uint32_t> enough = rulesToTry(uses);
-    return findingOf(uses, enough ? probeMatchLimit(*enough) : std::nullopt);
+    return makeFinding(uses, enough ? probeMatchLimit(*enough) : std::nullopt);
 }
 
 Findings examineBus(const BusProbe& bus,
@@ -51,18 +51,18 @@ Findings examineBus(const BusProbe& bus,
     Findings findings;
     for (const ServiceState& service : services)
     {
-        findings.push_back(findingOf(service));
+        findings.push_back(makeFinding(service));
     }
     for (const Attempt& attempt : bus.attempts(services))
     {
-        findings.push_back(findingOf(attempt, geteuid() == 0));
+        findings.push_back(makeFinding(attempt, geteuid() == 0));
     }
     findings.push_back(examineMatchRules(bus));
     for (const ServiceState& service : services)
     {
-        if (const auto files = openFilesOf(service.program, service.pid))
+        if (const auto files = countOpenFiles(service.program, service.pid))
         {
-            findings.push_back(findingOf(*files));
+            findings.push_back(makeFinding(*files));
         }
     }
     return findings;
@@ -75,7 +75,7 @@ Findings examineLog(const std::vector<ServiceState>& services)
     {
         if (service.program == "logmgr" && service.pid != 0 && service.answers)
         {
-            return {findingOf(compareLogWithMirror())};
+            return {makeFinding(compareLogWithMirror())};
         }
     }
     return {};
@@ -91,26 +91,26 @@ Finding examineHolders(const BusProbe& bus,
     {
         pids.insert(service.pid);
     }
-    return findingOf(probeCache().usable ? probeHolders(bus, pids)
-                                         : probeConnections(bus, pids));
+    return makeFinding(probeCache().usable ? probeHolders(bus, pids)
+                                           : probeConnections(bus, pids));
 }
 
-Findings examineHost(uid_t logManager)
+Findings examineHost(uid_t logmgr)
 {
     const CacheState cache = probeCache();
-    Findings findings = findingsOf(cache);
+    Findings findings = makeFindings(cache);
     if (cache.space)
     {
         append(findings, missingParents(probeNodes()));
         append(findings, probeSharedKeys());
     }
     append(findings,
-           findingsOf("files.registries", "message registry",
-                      "HEALTHINTF_REGISTRY_PATH", host::inspectRegistries()));
+           makeFindings("files.registries", "message registry",
+                        "HEALTHINTF_REGISTRY_PATH", host::inspectRegistries()));
     append(findings,
-           findingsOf("files.events", "event table", "HEALTHINTF_EVENT_PATH",
-                      host::inspectEventTable()));
-    findings.push_back(findingOf(probeStateFolder(logManager)));
+           makeFindings("files.events", "event table", "HEALTHINTF_EVENT_PATH",
+                        host::inspectEventTable()));
+    findings.push_back(makeFinding(probeStateFolder(logmgr)));
     return findings;
 }
 
@@ -118,9 +118,9 @@ Findings examineHost(uid_t logManager)
 
 Findings examine()
 {
-    Findings findings{findingOf(probeLibrary())};
+    Findings findings{makeFinding(probeLibrary())};
     const BusProbe bus;
-    findings.push_back(findingOf(bus.state()));
+    findings.push_back(makeFinding(bus.state()));
     std::vector<ServiceState> services;
     if (bus.connected())
     {

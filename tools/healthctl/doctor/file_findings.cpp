@@ -25,7 +25,7 @@ std::string shortage(const std::filesystem::path& folder, uint64_t freeBytes)
            sizeText(freeBytes) + " left";
 }
 
-Finding spaceOf(const host::CacheSpace& space)
+Finding makeSpaceFinding(const host::CacheSpace& space)
 {
     const bool near = isNear(space.fullestUsedBytes, space.fullestCapacity);
     return {.check = "cache.space",
@@ -46,7 +46,7 @@ Finding spaceOf(const host::CacheSpace& space)
 }
 
 /** The finding about the folder itself. */
-Finding folderOf(const CacheState& cache)
+Finding makeFolderFinding(const CacheState& cache)
 {
     const std::string folder = cache.folder.string();
     if (!cache.failure.empty())
@@ -80,9 +80,9 @@ Finding folderOf(const CacheState& cache)
 
 } // namespace
 
-Findings findingsOf(const CacheState& cache)
+Findings makeFindings(const CacheState& cache)
 {
-    Findings findings{folderOf(cache)};
+    Findings findings{makeFolderFinding(cache)};
     if (findings.front().grade != Grade::ok)
     {
         return findings;
@@ -104,7 +104,7 @@ Findings findingsOf(const CacheState& cache)
     }
     else
     {
-        findings.push_back(spaceOf(*cache.space));
+        findings.push_back(makeSpaceFinding(*cache.space));
     }
     if (cache.freeBytes < growthOfCache)
     {
@@ -118,7 +118,7 @@ Findings findingsOf(const CacheState& cache)
     return findings;
 }
 
-Finding findingOf(const StateFolder& state)
+Finding makeFinding(const StateFolder& state)
 {
     Finding finding{.check = "state.folder",
                     .grade = Grade::problem,
@@ -151,7 +151,7 @@ Finding findingOf(const StateFolder& state)
     return finding;
 }
 
-Finding findingOf(const LibraryState& library)
+Finding makeFinding(const LibraryState& library)
 {
     return {.check = "library",
             .grade = Grade::ok,
@@ -160,9 +160,9 @@ Finding findingOf(const LibraryState& library)
             .remedy = ""};
 }
 
-Findings findingsOf(const std::string& check, const std::string& what,
-                    const std::string& variable,
-                    const host::InstalledFiles& files)
+Findings makeFindings(const std::string& check, const std::string& what,
+                      const std::string& variable,
+                      const host::InstalledFiles& files)
 {
     std::string folders;
     for (const std::filesystem::path& folder : files.folders)

@@ -55,15 +55,15 @@ struct LibraryState
     std::filesystem::path file;
 };
 
-Findings findingsOf(const CacheState& cache);
-Finding findingOf(const StateFolder& state);
-Finding findingOf(const LibraryState& library);
+Findings makeFindings(const CacheState& cache);
+Finding makeFinding(const StateFolder& state);
+Finding makeFinding(const LibraryState& library);
 
 /** @param[in] check what the finding is called
  *  @param[in] what what the files are, in words
  *  @param[in] variable the setting that names their folders */
-Findings findingsOf(const std::string& check, const std::string& what,
-                    const std::string& variable,
-                    const host::InstalledFiles& files);
+Findings makeFindings(const std::string& check, const std::string& what,
+                      const std::string& variable,
+                      const host::InstalledFiles& files);
 
 } // namespace healthintf::healthctl

@@ -40,7 +40,7 @@ fs::path nearestFolder(fs::path folder)
 }
 
 /** What is known of a folder's filesystem; nothing when it cannot be asked. */
-std::optional<struct statvfs> filesystemOf(const fs::path& folder)
+std::optional<struct statvfs> readFilesystem(const fs::path& folder)
 {
     struct statvfs found
     {};
@@ -48,7 +48,7 @@ std::optional<struct statvfs> filesystemOf(const fs::path& folder)
                                                 : std::nullopt;
 }
 
-uint64_t freeBytesOf(const struct statvfs& filesystem)
+uint64_t countFreeBytes(const struct statvfs& filesystem)
 {
     return uint64_t{filesystem.f_bavail} * filesystem.f_frsize;
 }
@@ -59,7 +59,7 @@ struct Account
     gid_t group = 0;
 };
 
-Account accountOf(uid_t user)
+Account readAccount(uid_t user)
 {
     const passwd* entry = getpwuid(user);
     return entry != nullptr
@@ -96,7 +96,7 @@ bool modesLetWrite(const fs::path& folder, uid_t user)
         return true;
     }
     const unsigned int shift = found.st_uid == user ? ofOwner
-                               : isInGroup(accountOf(user), found.st_gid)
+                               : isInGroup(readAccount(user), found.st_gid)
                                    ? ofGroup
                                    : 0;
     return (found.st_mode >> shift & needed) == needed;
@@ -126,9 +126,9 @@ CacheState probeCache()
     {
         state.failure = e.what();
     }
-    if (const auto filesystem = filesystemOf(state.folder))
+    if (const auto filesystem = readFilesystem(state.folder))
     {
-        state.freeBytes = freeBytesOf(*filesystem);
+        state.freeBytes = countFreeBytes(*filesystem);
     }
     if (state.inUse)
     {
@@ -184,10 +184,10 @@ StateFolder probeStateFolder(uid_t user)
         return state;
     }
     state.nearest = nearestFolder(state.folder);
-    state.user = accountOf(user).name;
-    if (const auto filesystem = filesystemOf(state.nearest))
+    state.user = readAccount(user).name;
+    if (const auto filesystem = readFilesystem(state.nearest))
     {
-        state.freeBytes = freeBytesOf(*filesystem);
+        state.freeBytes = countFreeBytes(*filesystem);
         state.writable = (filesystem->f_flag & ST_RDONLY) == 0 &&
                          modesLetWrite(state.nearest, user);
     }

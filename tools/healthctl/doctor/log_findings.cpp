@@ -4,7 +4,7 @@
 namespace healthintf::healthctl
 {
 
-Finding findingOf(const LogComparison& comparison)
+Finding makeFinding(const LogComparison& comparison)
 {
     Finding finding{
         .check = "log.mirror", .grade = Grade::ok, .text = "", .remedy = ""};

@@ -22,6 +22,6 @@ struct LogComparison
     std::size_t different = 0;
 };
 
-Finding findingOf(const LogComparison& comparison);
+Finding makeFinding(const LogComparison& comparison);
 
 } // namespace healthintf::healthctl

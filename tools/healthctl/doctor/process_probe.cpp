@@ -16,12 +16,12 @@ namespace
 
 namespace fs = std::filesystem;
 
-fs::path folderOf(uint32_t pid)
+fs::path getFolder(uint32_t pid)
 {
     return fs::path("/proc") / std::to_string(pid);
 }
 
-std::string textOf(const fs::path& file)
+std::string readText(const fs::path& file)
 {
     std::ifstream stream(file);
     std::ostringstream text;
@@ -44,11 +44,12 @@ std::optional<std::size_t> openFileLimitIn(const std::string& limits)
     return text >> limit ? std::optional(limit) : std::nullopt;
 }
 
-std::optional<OpenFiles> openFilesOf(const std::string& program, uint32_t pid)
+std::optional<OpenFiles> countOpenFiles(const std::string& program,
+                                        uint32_t pid)
 {
-    const auto limit = openFileLimitIn(textOf(folderOf(pid) / "limits"));
+    const auto limit = openFileLimitIn(readText(getFolder(pid) / "limits"));
     std::error_code error;
-    const fs::directory_iterator files(folderOf(pid) / "fd", error);
+    const fs::directory_iterator files(getFolder(pid) / "fd", error);
     if (!limit || error)
     {
         return std::nullopt;
@@ -60,11 +61,11 @@ std::optional<OpenFiles> openFilesOf(const std::string& program, uint32_t pid)
                      .limit = *limit};
 }
 
-std::optional<uid_t> userOf(uint32_t pid)
+std::optional<uid_t> readUser(uint32_t pid)
 {
     struct stat process
     {};
-    return stat(folderOf(pid).c_str(), &process) == 0
+    return stat(getFolder(pid).c_str(), &process) == 0
                ? std::optional(process.st_uid)
                : std::nullopt;
 }

@@ -18,9 +18,10 @@ namespace healthintf::healthctl
 std::optional<std::size_t> openFileLimitIn(const std::string& limits);
 
 /** How many files a process has open; nothing when this user may not know. */
-std::optional<OpenFiles> openFilesOf(const std::string& program, uint32_t pid);
+std::optional<OpenFiles> countOpenFiles(const std::string& program,
+                                        uint32_t pid);
 
 /** The user that a process runs as; nothing when it is gone. */
-std::optional<uid_t> userOf(uint32_t pid);
+std::optional<uid_t> readUser(uint32_t pid);
 
 } // namespace healthintf::healthctl

@@ -24,7 +24,7 @@ std::string listed(const std::vector<std::string>& names)
 /** The first ten of some things, and how many more there are.
  *
  *  @param[in] count how many there are */
-std::string firstOf(const std::vector<std::string>& things, std::size_t count)
+std::string listFirst(const std::vector<std::string>& things, std::size_t count)
 {
     constexpr std::size_t most = 10;
     const std::size_t named = std::min(things.size(), most);
@@ -58,9 +58,9 @@ Findings missingParents(const std::set<std::string>& keys)
     std::map<std::string, std::vector<std::string>> missing;
     for (const std::string& key : keys)
     {
-        if (key != names::root && !keys.contains(parentOf(key)))
+        if (key != names::root && !keys.contains(getParent(key)))
         {
-            missing[parentOf(key)].push_back(key);
+            missing[getParent(key)].push_back(key);
         }
     }
     Findings findings;
@@ -84,7 +84,7 @@ Findings missingParents(const std::set<std::string>& keys)
     return findings;
 }
 
-Finding findingOf(const HolderStates& holders)
+Finding makeFinding(const HolderStates& holders)
 {
     const std::string unasked =
         holders.complete ? "" : "; there are too many to ask all";
@@ -120,7 +120,7 @@ Finding findingOf(const HolderStates& holders)
             .text = std::to_string(silent.size()) +
                     (one ? " process does" : " processes do") +
                     " not answer, and " + doubt + ": " +
-                    firstOf(named, named.size()) + unasked,
+                    listFirst(named, named.size()) + unasked,
             .remedy = one ? "see whether it is stopped, or restart it"
                           : "see whether they are stopped, or restart them"};
 }
@@ -145,7 +145,7 @@ Finding sharedKeys(const std::vector<SharedKey>& keys, std::size_t count)
     {
         named.push_back(inWords(key));
     }
-    text += firstOf(named, count);
+    text += listFirst(named, count);
     return {.check = "tree.claims",
             .grade = Grade::warning,
             .text = text,

@@ -38,7 +38,7 @@ struct HolderStates
     bool complete = true;
 };
 
-Finding findingOf(const HolderStates& holders);
+Finding makeFinding(const HolderStates& holders);
 
 /** A key that several processes have a health record of. */
 struct SharedKey

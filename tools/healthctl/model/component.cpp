@@ -8,7 +8,7 @@
 namespace healthintf::healthctl
 {
 
-std::string keyOf(const std::string& written)
+std::string parseKey(const std::string& written)
 {
     std::string key = written;
     while (key.size() > 1 && key.ends_with('/'))
@@ -41,12 +41,12 @@ std::string shownKey(const std::string& key)
     return key.starts_with(root) ? key.substr(root.size()) : key;
 }
 
-std::string componentOf(const std::string& entryPath)
+std::string getComponent(const std::string& entryPath)
 {
     return entryPath.substr(0, entryPath.rfind("/entry/"));
 }
 
-std::string parentOf(const std::string& key)
+std::string getParent(const std::string& key)
 {
     return key.substr(0, key.rfind('/'));
 }

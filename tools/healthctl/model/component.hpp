@@ -16,20 +16,20 @@ namespace healthintf::healthctl
  *  end does no harm.
  *
  *  @throws Error when it is no object path */
-std::string keyOf(const std::string& written);
+std::string parseKey(const std::string& written);
 
 /** The error for a component that does not exist. */
 Error noComponent(const std::string& written);
 
 /** How a key is shown: without the root of the health tree, unless it is the
- *  root or lies elsewhere. keyOf() takes it back. */
+ *  root or lies elsewhere. parseKey() takes it back. */
 std::string shownKey(const std::string& key);
 
 /** The key that a fault entry's path belongs to. */
-std::string componentOf(const std::string& entryPath);
+std::string getComponent(const std::string& entryPath);
 
 /** The key above a key. */
-std::string parentOf(const std::string& key);
+std::string getParent(const std::string& key);
 
 /** Whether a key is another one or below it; below the empty one is all. */
 bool isAtOrBelow(std::string_view key, std::string_view top);

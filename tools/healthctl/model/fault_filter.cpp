@@ -14,7 +14,7 @@ namespace
 
 bool matches(const Fault& fault, const FaultFilter& filter)
 {
-    return isAtOrBelow(componentOf(fault.path), filter.key) &&
+    return isAtOrBelow(getComponent(fault.path), filter.key) &&
            (filter.severities.empty() ||
             filter.severities.contains(fault.record.severity())) &&
            (filter.visibility == Visibility::all ||
@@ -26,7 +26,7 @@ bool matches(const Fault& fault, const FaultFilter& filter)
 auto sortKey(const Fault& fault, FaultOrder order)
 {
     const auto least = -static_cast<int64_t>(fault.record.severity());
-    return std::tuple(order == FaultOrder::component ? componentOf(fault.path)
+    return std::tuple(order == FaultOrder::component ? getComponent(fault.path)
                                                      : std::string(),
                       order == FaultOrder::time ? 0 : least,
                       fault.record.timestamp(), least, fault.path);

@@ -33,7 +33,7 @@ class Gathered
         }
         for (const Fault& fault : faults)
         {
-            const std::string key = componentOf(fault.path);
+            const std::string key = getComponent(fault.path);
             addKey(key);
             faultsOf[key].push_back(fault);
         }
@@ -57,7 +57,7 @@ class Gathered
             tops.insert(key);
             return;
         }
-        const std::string parent = parentOf(key);
+        const std::string parent = getParent(key);
         if (childrenOf[parent].insert(key).second)
         {
             addKey(parent);
@@ -74,7 +74,7 @@ class Gathered
             grown.node = node->second;
         }
         grown.parentMissing =
-            grown.recorded && hasParent(key) && !nodes.contains(parentOf(key));
+            grown.recorded && hasParent(key) && !nodes.contains(getParent(key));
         if (const auto faults = faultsOf.find(key); faults != faultsOf.end())
         {
             grown.faults = faults->second;
@@ -87,11 +87,11 @@ class Gathered
                 grown.children.push_back(grow(child));
             }
         }
-        grown.origin = originOf(grown);
+        grown.origin = getOrigin(grown);
         return grown;
     }
 
-    static Origin originOf(const TreeNode& of)
+    static Origin getOrigin(const TreeNode& of)
     {
         uint32_t fault = 0;
         for (const Fault& each : of.faults)

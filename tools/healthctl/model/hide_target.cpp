@@ -26,7 +26,7 @@ bool isNamed(const Fault& fault, const std::string& key,
                static_cast<uint32_t>(target.sensorNumber);
 }
 
-std::string numberOf(std::size_t count, const char* thing)
+std::string describeCount(std::size_t count, const char* thing)
 {
     return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
 }
@@ -43,7 +43,7 @@ TargetCounts countTargets(const HideTarget& target, const Faults& faults)
     }
     for (const Fault& fault : faults)
     {
-        const std::string key = componentOf(fault.path);
+        const std::string key = getComponent(fault.path);
         if (isNamed(fault, key, target))
         {
             ++counts.faults;
@@ -60,8 +60,9 @@ std::string describeTargets(bool hide, const TargetCounts& counts)
     {
         return "No component has a fault of this sensor.";
     }
-    return "Asked " + numberOf(counts.components, "component") + " to " +
-           (hide ? "hide " : "show ") + numberOf(counts.faults, "fault") + ".";
+    return "Asked " + describeCount(counts.components, "component") + " to " +
+           (hide ? "hide " : "show ") + describeCount(counts.faults, "fault") +
+           ".";
 }
 
 } // namespace healthintf::healthctl

@@ -18,7 +18,7 @@ namespace
 {
 
 /** The sensor's path and number, by which its faults can be hidden. */
-std::string sensorOf(const FaultEntry_gen& record)
+std::string describeSensor(const FaultEntry_gen& record)
 {
     std::string text = record.sensorPath();
     if (record.sensorNumber() != 0)
@@ -38,11 +38,11 @@ void addFault(Table& table, const Fault& fault, const Style& style)
     table.addRow(
         {{health_namespace::healthWord(record.severity()), tone, bullet},
          localTime(record.timestamp()),
-         {shownKey(componentOf(fault.path)), Tone::strong},
+         {shownKey(getComponent(fault.path)), Tone::strong},
          record.messageID(),
          {record.hidden() ? "hidden" : "", Tone::unknown}});
     table.addText("  ", "  ", record.message(), tone);
-    if (const std::string sensor = sensorOf(record); !sensor.empty())
+    if (const std::string sensor = describeSensor(record); !sensor.empty())
     {
         table.addLine("  ", sensor, Tone::faint);
     }
@@ -50,11 +50,11 @@ void addFault(Table& table, const Fault& fault, const Style& style)
 
 } // namespace
 
-nlohmann::ordered_json jsonOf(const Fault& fault)
+nlohmann::ordered_json toJson(const Fault& fault)
 {
     const FaultEntry_gen& record = fault.record;
     return {{"path", fault.path},
-            {"component", componentOf(fault.path)},
+            {"component", getComponent(fault.path)},
             {"severity", health_namespace::healthWord(record.severity())},
             {"timestamp", record.timestamp()},
             {"time", utcTime(record.timestamp())},
@@ -70,12 +70,12 @@ nlohmann::ordered_json jsonOf(const Fault& fault)
             {"hidden", record.hidden()}};
 }
 
-nlohmann::ordered_json jsonOf(const Faults& faults)
+nlohmann::ordered_json toJson(const Faults& faults)
 {
     auto all = nlohmann::ordered_json::array();
     for (const Fault& fault : faults)
     {
-        all.push_back(jsonOf(fault));
+        all.push_back(toJson(fault));
     }
     return all;
 }

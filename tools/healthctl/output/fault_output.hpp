@@ -12,9 +12,9 @@ namespace healthintf::healthctl
 {
 
 /** A fault with all that it says. */
-nlohmann::ordered_json jsonOf(const Fault& fault);
+nlohmann::ordered_json toJson(const Fault& fault);
 
-nlohmann::ordered_json jsonOf(const Faults& faults);
+nlohmann::ordered_json toJson(const Faults& faults);
 
 /** Writes faults for people: a row about each, then its message. */
 void printFaults(const Context& context, const Faults& faults);

@@ -9,7 +9,7 @@ namespace
 {
 
 /** The terminal's code for a tone; null for none. */
-const char* codeOf(Tone tone)
+const char* getEscapeCode(Tone tone)
 {
     switch (tone)
     {
@@ -59,7 +59,7 @@ Style::Style(bool coloured, bool unicode) : coloured(coloured), unicode(unicode)
 
 std::string Style::paint(const std::string& text, Tone tone) const
 {
-    const char* code = codeOf(tone);
+    const char* code = getEscapeCode(tone);
     if (!coloured || code == nullptr || text.empty())
     {
         return text;

@@ -15,16 +15,16 @@ namespace
 
 constexpr std::size_t gap = 2;
 
-std::size_t widthOf(const Cell& cell)
+std::size_t getWidth(const Cell& cell)
 {
-    return columnsOf(cell.lead) + columnsOf(cell.text);
+    return countColumns(cell.lead) + countColumns(cell.text);
 }
 
 /** What stands in front in less room than it wants; the blank that parts it
  *  from the text stays. */
 std::string cutLead(const std::string& lead, std::size_t columns)
 {
-    if (columnsOf(lead) <= columns || columns == 0)
+    if (countColumns(lead) <= columns || columns == 0)
     {
         return columns == 0 ? "" : lead;
     }
@@ -39,9 +39,10 @@ Cell fitted(const Cell& cell, std::size_t width, std::size_t room,
 {
     // The lead leaves room for some of the text.
     constexpr std::size_t least = 8;
-    const std::size_t kept = std::min({columnsOf(cell.text), room / 2, least});
+    const std::size_t kept =
+        std::min({countColumns(cell.text), room / 2, least});
     Cell result(cell.text, cell.tone, cutLead(cell.lead, room - kept));
-    const std::size_t lead = columnsOf(result.lead);
+    const std::size_t lead = countColumns(result.lead);
     const std::size_t inColumn =
         std::max(std::min(width, room), std::min(room, lead + 1)) - lead;
     result.text =
@@ -104,7 +105,7 @@ Table::Widths Table::widths(std::optional<std::size_t> width) const
             all.resize(std::max(all.size(), row->size()));
             for (std::size_t i = 0; i < row->size(); ++i)
             {
-                all[i] = std::max(all[i], widthOf((*row)[i]));
+                all[i] = std::max(all[i], getWidth((*row)[i]));
             }
         }
     }
@@ -139,12 +140,13 @@ void Table::printRow(std::ostream& out, const Style& style, const Row& row,
         // A row that is still too wide ends at the edge of the terminal.
         const std::size_t room =
             width ? *width - std::min(*width, used + blanks) : widths[i];
-        if (used > 0 && room < widthOf(cell) && room <= columnsOf(cell.lead))
+        if (used > 0 && room < getWidth(cell) &&
+            room <= countColumns(cell.lead))
         {
             break;
         }
         const Cell shown = fitted(cell, widths[i], room, style);
-        const std::size_t taken = widthOf(shown);
+        const std::size_t taken = getWidth(shown);
         if (taken > 0)
         {
             used += blanks + taken;
@@ -172,11 +174,11 @@ void Table::printText(std::ostream& out, const Style& style, const Text& text,
     if (width)
     {
         const std::size_t kept = std::clamp<std::size_t>(
-            std::min(*width / 2, columnsOf(text.text)), 1, least);
+            std::min(*width / 2, countColumns(text.text)), 1, least);
         const std::size_t forLead = *width - std::min(*width, kept);
         first = cutLead(first, forLead);
         rest = cutLead(rest, forLead);
-        const std::size_t room = *width - columnsOf(first);
+        const std::size_t room = *width - countColumns(first);
         all = text.wraps ? wrapped(text.text, room)
                          : std::vector<std::string>{shortened(
                                text.text, room, style.glyphs().ellipsis)};

@@ -13,7 +13,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-std::vector<Character> charactersOf(std::string_view text)
+std::vector<Character> splitCharacters(std::string_view text)
 {
     std::vector<Character> characters;
     forEachCharacter(text, [&characters](const Character& character) {
@@ -69,7 +69,7 @@ void dropBlanks(std::string_view& rest)
 /** Takes a line off the front of a text. */
 std::string takeLine(std::string_view& rest, std::size_t columns)
 {
-    const std::vector<Character> characters = charactersOf(rest);
+    const std::vector<Character> characters = splitCharacters(rest);
     if (columns > 0 && takenBy(characters.front()) > columns)
     {
         rest.remove_prefix(characters.front().bytes.size());
@@ -100,10 +100,10 @@ std::string takeLine(std::string_view& rest, std::size_t columns)
 
 } // namespace
 
-std::size_t columnsOf(std::string_view text)
+std::size_t countColumns(std::string_view text)
 {
     std::size_t columns = 0;
-    for (const Character& character : charactersOf(text))
+    for (const Character& character : splitCharacters(text))
     {
         columns += takenBy(character);
     }
@@ -112,7 +112,7 @@ std::size_t columnsOf(std::string_view text)
 
 std::string beginning(std::string_view text, std::size_t columns)
 {
-    const std::vector<Character> characters = charactersOf(text);
+    const std::vector<Character> characters = splitCharacters(text);
     const std::size_t count =
         howManyFit(characters.begin(), characters.end(), columns);
     std::string result;
@@ -126,18 +126,19 @@ std::string beginning(std::string_view text, std::size_t columns)
 std::string shortened(std::string_view text, std::size_t columns,
                       std::string_view ellipsis)
 {
-    if (columnsOf(text) <= columns)
+    if (countColumns(text) <= columns)
     {
         return std::string(text);
     }
-    const std::size_t dots = std::min(columnsOf(ellipsis), columns);
+    const std::size_t dots = std::min(countColumns(ellipsis), columns);
     // The end of a name says more than its beginning.
     const std::size_t front = (columns - dots) / 2;
-    const std::vector<Character> characters = charactersOf(text);
+    const std::vector<Character> characters = splitCharacters(text);
     const std::size_t last = howManyFit(characters.rbegin(), characters.rend(),
                                         columns - dots - front);
     std::string result = beginning(text, front);
-    result += dots < columnsOf(ellipsis) ? ellipsis.substr(0, dots) : ellipsis;
+    result +=
+        dots < countColumns(ellipsis) ? ellipsis.substr(0, dots) : ellipsis;
     for (std::size_t i = characters.size() - last; i < characters.size(); ++i)
     {
         result += characters[i].bytes;

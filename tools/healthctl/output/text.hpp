@@ -13,7 +13,7 @@ namespace healthintf::healthctl
 {
 
 /** How many columns a text takes. */
-std::size_t columnsOf(std::string_view text);
+std::size_t countColumns(std::string_view text);
 
 /** The first characters of a text that fit into so many columns. */
 std::string beginning(std::string_view text, std::size_t columns);

@@ -118,7 +118,7 @@ class Drawing
         const bool hidden = fault.record.hidden();
         const std::string bullet = std::string(style.glyphs().bullet) + " ";
         table.addText(
-            indent + bullet, indent + std::string(columnsOf(bullet), ' '),
+            indent + bullet, indent + std::string(countColumns(bullet), ' '),
             fault.record.message() + (hidden ? " (hidden)" : ""),
             hidden ? Tone::faint : healthTone(fault.record.severity()));
     }
@@ -165,7 +165,7 @@ nlohmann::ordered_json jsonAt(const TreeNode& node, const TreeView& view,
         {"parentMissing", node.parentMissing}};
     if (view.faults)
     {
-        json["faults"] = jsonOf(node.faults);
+        json["faults"] = toJson(node.faults);
     }
     auto children = nlohmann::ordered_json::array();
     const bool open = !view.depth || depth < *view.depth;
@@ -179,7 +179,7 @@ nlohmann::ordered_json jsonAt(const TreeNode& node, const TreeView& view,
 
 } // namespace
 
-nlohmann::ordered_json jsonOf(const TreeNode& node, const TreeView& view)
+nlohmann::ordered_json toJson(const TreeNode& node, const TreeView& view)
 {
     return jsonAt(node, view, 0);
 }

@@ -24,7 +24,7 @@ struct TreeView
     bool faults = false;
 };
 
-nlohmann::ordered_json jsonOf(const TreeNode& node, const TreeView& view);
+nlohmann::ordered_json toJson(const TreeNode& node, const TreeView& view);
 
 /** Draws trees for people. */
 void printTrees(const Context& context,

@@ -21,8 +21,8 @@ constexpr int identifiers = 65534;
 /** How many entries the log had, with those that cannot be read.
  *
  *  @param[in] status of the log, read after its content */
-std::size_t entriesOf(const LogContent& content,
-                      const services::LogStatus& status)
+std::size_t countEntries(const LogContent& content,
+                         const services::LogStatus& status)
 {
     if (status.generation == content.generation &&
         status.lastEntry == content.last)
@@ -40,7 +40,7 @@ std::size_t entriesOf(const LogContent& content,
 
 void tellOfLeftOut(const LogContent& content, const services::LogStatus& status)
 {
-    const std::size_t places = entriesOf(content, status);
+    const std::size_t places = countEntries(content, status);
     if (places > content.entries.size())
     {
         std::cerr << "healthctl: the log has entries that cannot be read and "

@@ -117,7 +117,7 @@ MessagePtr newCall(const BusPtr& bus, const char* interface, const char* member)
     sd_bus_message* message = nullptr;
     checkBus("sd_bus_message_new_method_call",
              sd_bus_message_new_method_call(bus.get(), &message,
-                                            names::logManagerService,
+                                            names::logmgrService,
                                             names::selPath, interface, member));
     return MessagePtr(message);
 }

@@ -11,7 +11,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-std::optional<int64_t> numberOf(std::string_view digits)
+std::optional<int64_t> parseNumber(std::string_view digits)
 {
     int64_t number = 0;
     const char* end = digits.data() + digits.size();
@@ -21,7 +21,7 @@ std::optional<int64_t> numberOf(std::string_view digits)
 }
 
 /** How many seconds a unit has; 0 when it is none. */
-constexpr int64_t secondsOf(char unit)
+constexpr int64_t getSeconds(char unit)
 {
     constexpr int64_t minute = 60;
     constexpr int64_t hour = 60 * minute;
@@ -41,16 +41,16 @@ constexpr int64_t secondsOf(char unit)
 }
 
 /** A length of time: 10m. Ten years are enough for any log. */
-std::optional<int64_t> spanOf(const std::string& text)
+std::optional<int64_t> parseSpan(const std::string& text)
 {
-    constexpr int64_t longest = 3660 * secondsOf('d');
+    constexpr int64_t longest = 3660 * getSeconds('d');
     if (text.size() < 2)
     {
         return std::nullopt;
     }
     const auto number =
-        numberOf(std::string_view(text).substr(0, text.size() - 1));
-    const int64_t unit = secondsOf(text.back());
+        parseNumber(std::string_view(text).substr(0, text.size() - 1));
+    const int64_t unit = getSeconds(text.back());
     if (!number || unit == 0 || *number > longest / unit)
     {
         return std::nullopt;
@@ -59,7 +59,7 @@ std::optional<int64_t> spanOf(const std::string& text)
 }
 
 /** A day and perhaps a time of day. */
-std::optional<int64_t> dateOf(const std::string& text)
+std::optional<int64_t> parseDate(const std::string& text)
 {
     for (const char* form : {"%Y-%m-%d", "%Y-%m-%d %H:%M", "%Y-%m-%d %H:%M:%S",
                              "%Y-%m-%dT%H:%M", "%Y-%m-%dT%H:%M:%S"})
@@ -84,20 +84,20 @@ std::optional<int64_t> dateOf(const std::string& text)
 
 } // namespace
 
-int64_t momentOf(const std::string& text, std::time_t now)
+int64_t parseMoment(const std::string& text, std::time_t now)
 {
     std::optional<int64_t> moment;
     if (text.starts_with('@'))
     {
-        moment = numberOf(std::string_view(text).substr(1));
+        moment = parseNumber(std::string_view(text).substr(1));
     }
-    else if (const auto span = spanOf(text))
+    else if (const auto span = parseSpan(text))
     {
         moment = now - *span;
     }
     else
     {
-        moment = dateOf(text);
+        moment = parseDate(text);
     }
     if (!moment)
     {

@@ -15,6 +15,6 @@ namespace healthintf::healthctl
  *  @param[in] now seconds since the epoch that "ago" is counted from
  *  @return seconds since the epoch
  *  @throws std::invalid_argument when the text is no moment */
-int64_t momentOf(const std::string& text, std::time_t now);
+int64_t parseMoment(const std::string& text, std::time_t now);
 
 } // namespace healthintf::healthctl

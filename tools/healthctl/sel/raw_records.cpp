@@ -38,7 +38,7 @@ std::string withBlanks(const std::vector<std::string>& words)
 }
 
 /** The pieces of a text between blanks, without a leading 0x. */
-std::vector<std::string> piecesOf(const std::string& text)
+std::vector<std::string> splitText(const std::string& text)
 {
     std::vector<std::string> pieces;
     for (std::size_t begin = text.find_first_not_of(' ');
@@ -56,7 +56,7 @@ std::vector<std::string> piecesOf(const std::string& text)
     return pieces;
 }
 
-uint8_t byteOf(const std::string& digits)
+uint8_t parseByte(const std::string& digits)
 {
     uint8_t byte = 0;
     const char* end = digits.data() + digits.size();
@@ -80,7 +80,7 @@ void addBytes(const std::string& piece, std::vector<uint8_t>& bytes)
     std::size_t at = 0;
     do
     {
-        bytes.push_back(byteOf(piece.substr(at, 2)));
+        bytes.push_back(parseByte(piece.substr(at, 2)));
         at += 2;
     } while (at < piece.size());
 }
@@ -106,7 +106,7 @@ std::vector<RawRecord> recordsIn(std::string_view content)
     return records;
 }
 
-std::string contentOf(const std::vector<RawRecord>& records)
+std::string formatRecords(const std::vector<RawRecord>& records)
 {
     std::string content;
     for (const RawRecord& record : records)
@@ -116,10 +116,10 @@ std::string contentOf(const std::vector<RawRecord>& records)
     return content;
 }
 
-RawRecord recordOf(const std::vector<std::string>& words)
+RawRecord parseRecord(const std::vector<std::string>& words)
 {
     std::vector<uint8_t> bytes;
-    for (const std::string& piece : piecesOf(withBlanks(words)))
+    for (const std::string& piece : splitText(withBlanks(words)))
     {
         addBytes(piece, bytes);
     }
@@ -134,7 +134,7 @@ RawRecord recordOf(const std::vector<std::string>& words)
     return record;
 }
 
-std::string digitsOf(const RawRecord& record)
+std::string formatDigits(const RawRecord& record)
 {
     constexpr std::string_view digits = "0123456789abcdef";
     std::string text;
@@ -153,14 +153,14 @@ std::string hexByte(unsigned int byte)
     return {'0', 'x', digits[byte >> 4 & 0x0F], digits[byte & 0x0F]};
 }
 
-uint16_t idOf(const RawRecord& record)
+uint16_t readId(const RawRecord& record)
 {
     return static_cast<uint16_t>(record[0] | record[1] << 8);
 }
 
-uint32_t timeOf(const RawRecord& record)
+uint32_t describeTime(const RawRecord& record)
 {
-    const auto time = fieldsOf(record).timestamp;
+    const auto time = parseFields(record).timestamp;
     uint32_t seconds = 0;
     for (std::size_t i = time.size(); i > 0; --i)
     {
@@ -171,7 +171,7 @@ uint32_t timeOf(const RawRecord& record)
 
 bool hasTime(const RawRecord& record)
 {
-    return fieldsOf(record).recordType < firstWithoutTime;
+    return parseFields(record).recordType < firstWithoutTime;
 }
 
 bool isOfSetClock(uint32_t time)
@@ -181,15 +181,15 @@ bool isOfSetClock(uint32_t time)
 
 bool isEvent(const RawRecord& record)
 {
-    return fieldsOf(record).recordType == eventRecord;
+    return parseFields(record).recordType == eventRecord;
 }
 
 bool isAssertion(const RawRecord& record)
 {
-    return (fieldsOf(record).eventDirectionAndType & deassertion) == 0;
+    return (parseFields(record).eventDirectionAndType & deassertion) == 0;
 }
 
-SELInterface::SELRecord fieldsOf(const RawRecord& record)
+SELInterface::SELRecord parseFields(const RawRecord& record)
 {
     return std::bit_cast<SELInterface::SELRecord>(record);
 }

@@ -28,24 +28,24 @@ inline constexpr uint8_t eventRecord = 0x02;
 std::vector<RawRecord> recordsIn(std::string_view content);
 
 /** What a file with these records holds. */
-std::string contentOf(const std::vector<RawRecord>& records);
+std::string formatRecords(const std::vector<RawRecord>& records);
 
 /** Reads a record in hexadecimal digits. Between bytes there may be blanks,
  *  colons, dashes and commas, and before each of them 0x.
  *
  *  @param[in] words the digits, in any number of words
  *  @throws std::invalid_argument when that is no record */
-RawRecord recordOf(const std::vector<std::string>& words);
+RawRecord parseRecord(const std::vector<std::string>& words);
 
 /** The bytes in hexadecimal digits, with a blank between any two. */
-std::string digitsOf(const RawRecord& record);
+std::string formatDigits(const RawRecord& record);
 
 /** A byte as people write it: 0x5A. */
 std::string hexByte(unsigned int byte);
 
 /** Numbers that a record holds. */
-uint16_t idOf(const RawRecord& record);
-uint32_t timeOf(const RawRecord& record);
+uint16_t readId(const RawRecord& record);
+uint32_t describeTime(const RawRecord& record);
 
 /** Whether the record has a time: those of some makers' types do not. */
 bool hasTime(const RawRecord& record);
@@ -61,6 +61,6 @@ bool isEvent(const RawRecord& record);
 bool isAssertion(const RawRecord& record);
 
 /** The record with names for its fields. */
-SELInterface::SELRecord fieldsOf(const RawRecord& record);
+SELInterface::SELRecord parseFields(const RawRecord& record);
 
 } // namespace healthintf::healthctl

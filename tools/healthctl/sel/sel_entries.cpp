@@ -39,7 +39,7 @@ std::string joined(const std::vector<std::string>& texts)
     return all;
 }
 
-unsigned int generatorOf(const SELInterface::SELRecord& record)
+unsigned int readGenerator(const SELInterface::SELRecord& record)
 {
     return record.generatorId[0] |
            static_cast<unsigned int>(record.generatorId[1]) << 8;
@@ -48,7 +48,7 @@ unsigned int generatorOf(const SELInterface::SELRecord& record)
 /** What only records of a sensor's event have. */
 void addEventFields(const ReadEvent& event, Fields& fields)
 {
-    const auto record = fieldsOf(event.entry.record());
+    const auto record = parseFields(event.entry.record());
     const auto& data = record.eventData;
     fields.insert(
         fields.end(),
@@ -57,7 +57,7 @@ void addEventFields(const ReadEvent& event, Fields& fields)
          {"Message format", hexByte(record.evmRevision)},
          {"Sensor type", hexByte(record.sensorType)},
          {"Sensor number", hexByte(record.sensorNumber)},
-         {"Direction", directionOf(event)},
+         {"Direction", describeDirection(event)},
          {"Event type", hexByte(record.eventDirectionAndType & eventTypeBits)},
          {"Offset", std::to_string(data[0] & offsetBits)},
          {"Event data",
@@ -77,12 +77,12 @@ void addWords(const EventWords& words, Fields& fields)
 
 Json eventJson(const ReadEvent& event)
 {
-    const auto record = fieldsOf(event.entry.record());
-    return {{"generator", generatorOf(record)},
+    const auto record = parseFields(event.entry.record());
+    return {{"generator", readGenerator(record)},
             {"format", record.evmRevision},
             {"sensorType", record.sensorType},
             {"sensorNumber", record.sensorNumber},
-            {"direction", directionOf(event)},
+            {"direction", describeDirection(event)},
             {"eventType", record.eventDirectionAndType & eventTypeBits},
             {"offset", record.eventData[0] & offsetBits},
             {"data", record.eventData}};
@@ -118,7 +118,7 @@ std::vector<ReadEvent> described(const std::vector<SELEntry_gen>& entries)
     return events;
 }
 
-std::string sensorOf(const ReadEvent& event)
+std::string describeSensor(const ReadEvent& event)
 {
     const SELInterface::SensorInfo& sensor = event.entry.sensor();
     if (!sensor.name.empty())
@@ -133,14 +133,14 @@ std::string sensorOf(const ReadEvent& event)
     {
         return event.words->component;
     }
-    const auto record = fieldsOf(event.entry.record());
+    const auto record = parseFields(event.entry.record());
     return isEvent(event.entry.record())
                ? "type " + hexByte(record.sensorType) + ", number " +
                      hexByte(record.sensorNumber)
                : "";
 }
 
-std::string directionOf(const ReadEvent& event)
+std::string describeDirection(const ReadEvent& event)
 {
     if (!isEvent(event.entry.record()))
     {
@@ -149,7 +149,7 @@ std::string directionOf(const ReadEvent& event)
     return isAssertion(event.entry.record()) ? "asserted" : "deasserted";
 }
 
-std::string severityOf(const ReadEvent& event)
+std::string describeSeverity(const ReadEvent& event)
 {
     return event.words ? wordFor(event.words->severity) : "";
 }
@@ -161,30 +161,30 @@ std::string momentText(uint32_t seconds)
                : "clock not set, " + std::to_string(seconds) + " s";
 }
 
-std::string timeOf(const ReadEvent& event)
+std::string describeTime(const ReadEvent& event)
 {
     return hasTime(event.entry.record()) ? momentText(event.entry.timestamp())
                                          : "";
 }
 
-std::string textOf(const ReadEvent& event)
+std::string describeText(const ReadEvent& event)
 {
-    return event.words ? event.words->text : digitsOf(event.entry.record());
+    return event.words ? event.words->text : formatDigits(event.entry.record());
 }
 
 std::vector<std::pair<std::string, std::string>>
-allFieldsOf(const ReadEvent& event)
+listFields(const ReadEvent& event)
 {
     const SELInterface::SensorInfo& sensor = event.entry.sensor();
     const RawRecord& record = event.entry.record();
     Fields fields{{"Identifier", std::to_string(event.entry.recordId())},
-                  {"Time", orNone(timeOf(event))},
+                  {"Time", orNone(describeTime(event))},
                   {"Event", event.words ? event.words->text : "not described"},
                   {"Sensor name", orNone(sensor.name)},
                   {"Sensor path", orNone(sensor.path)},
                   {"Sensor bytes", hexByte(sensor.firstByte) + " " +
                                        hexByte(sensor.secondByte)},
-                  {"Record type", hexByte(fieldsOf(record).recordType)}};
+                  {"Record type", hexByte(parseFields(record).recordType)}};
     if (isEvent(record))
     {
         addEventFields(event, fields);
@@ -193,11 +193,11 @@ allFieldsOf(const ReadEvent& event)
     {
         addWords(*event.words, fields);
     }
-    fields.emplace_back("Raw", digitsOf(record));
+    fields.emplace_back("Raw", formatDigits(record));
     return fields;
 }
 
-nlohmann::ordered_json jsonOf(const ReadEvent& event)
+nlohmann::ordered_json toJson(const ReadEvent& event)
 {
     const SELInterface::SensorInfo& sensor = event.entry.sensor();
     const RawRecord& record = event.entry.record();
@@ -212,10 +212,10 @@ nlohmann::ordered_json jsonOf(const ReadEvent& event)
          {{"name", orNull(sensor.name)},
           {"path", orNull(sensor.path)},
           {"bytes", {sensor.firstByte, sensor.secondByte}}}},
-        {"recordType", fieldsOf(record).recordType},
+        {"recordType", parseFields(record).recordType},
         {"event", isEvent(record) ? eventJson(event) : Json(nullptr)},
         {"description", event.words ? wordsJson(*event.words) : Json(nullptr)},
-        {"raw", digitsOf(record)}};
+        {"raw", formatDigits(record)}};
 }
 
 } // namespace healthintf::healthctl

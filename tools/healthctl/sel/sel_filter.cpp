@@ -13,7 +13,7 @@ namespace
 constexpr int decimal = 10;
 constexpr int hexBase = 16;
 
-std::optional<uint8_t> numberOf(const std::string& text)
+std::optional<uint8_t> parseNumber(const std::string& text)
 {
     const bool hex = text.starts_with("0x") || text.starts_with("0X");
     const char* begin = text.data() + (hex ? 2 : 0);
@@ -68,7 +68,7 @@ bool fitsSeverity(const ReadEvent& event, const SelFilter& filter)
 } // namespace
 
 SensorTypeChoice::SensorTypeChoice(const std::string& text) :
-    given(text), number(numberOf(text)), name(bareName(text))
+    given(text), number(parseNumber(text)), name(bareName(text))
 {
     if (name.empty() || (!number && text.front() >= '0' && text.front() <= '9'))
     {
@@ -84,7 +84,7 @@ bool SensorTypeChoice::fits(const ReadEvent& event) const
     }
     if (number)
     {
-        return fieldsOf(event.entry.record()).sensorType == *number;
+        return parseFields(event.entry.record()).sensorType == *number;
     }
     // What an event is about begins with the type: PowerSupply.Sensor.0x63.
     return event.words && bareName(event.words->component.substr(

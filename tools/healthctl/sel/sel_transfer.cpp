@@ -52,7 +52,7 @@ host::FileDescriptor openSource(const std::string& file)
 }
 
 /** @throws std::invalid_argument when it is more than a log can hold */
-std::string contentOf(const std::string& file)
+std::string formatRecords(const std::string& file)
 {
     constexpr std::size_t most = mostRecords * SELInterface::recordSize;
     // One more tells that there is more.
@@ -99,7 +99,7 @@ void checkRoom(const services::LogStatus& status, std::size_t records)
 void writeRecords(const std::vector<RawRecord>& records,
                   const std::string& file, std::ostream& out)
 {
-    const std::string content = contentOf(records);
+    const std::string content = formatRecords(records);
     if (file == standardStream)
     {
         out << content;
@@ -119,7 +119,7 @@ std::vector<RawRecord> readRecords(const std::string& file)
 {
     try
     {
-        return recordsIn(contentOf(file));
+        return recordsIn(formatRecords(file));
     }
     catch (const std::invalid_argument& e)
     {
@@ -137,7 +137,7 @@ std::vector<uint32_t> importRecords(LogmgrClient& log,
     {
         try
         {
-            ids.push_back(log.add({}, record, timeOf(record)));
+            ids.push_back(log.add({}, record, describeTime(record)));
         }
         catch (const Error& e)
         {

@@ -57,7 +57,7 @@ void writeInto(const fs::path& file, std::string_view content)
 }
 
 /** The mode of a file that is there, else that of a new one. */
-mode_t modeOf(const fs::path& file)
+mode_t readMode(const fs::path& file)
 {
     struct stat found
     {};
@@ -83,7 +83,8 @@ void replace(const fs::path& file, std::string_view content)
     try
     {
         writeAll(opened, content, file);
-        if (fchmod(opened.get(), modeOf(file)) != 0 || fsync(opened.get()) != 0)
+        if (fchmod(opened.get(), readMode(file)) != 0 ||
+            fsync(opened.get()) != 0)
         {
             failOn(file);
         }

@@ -38,7 +38,7 @@ struct Unref
 };
 
 /** The process behind a connection, in words; nothing when it has left. */
-std::optional<std::string> processOf(sd_bus* bus, const std::string& peer)
+std::optional<std::string> findProcess(sd_bus* bus, const std::string& peer)
 {
     sd_bus_creds* found = nullptr;
     pid_t pid = 0;
@@ -50,21 +50,21 @@ std::optional<std::string> processOf(sd_bus* bus, const std::string& peer)
     return sd_bus_creds_get_pid(found, &pid) < 0 ? peer : nameOfProcess(pid);
 }
 
-FaultEntry_gen recordOf(const Properties& of)
+FaultEntry_gen makeRecord(const Properties& of)
 {
     return FaultEntry_gen(FaultEntryProperties{
-        .fqdd = valueOf<std::string>(of, "FQDD"),
-        .messageID = valueOf<std::string>(of, "MessageID"),
-        .message = valueOf<std::string>(of, "Message"),
-        .args = valueOf<std::vector<std::string>>(of, "Args"),
-        .timestamp = valueOf<uint64_t>(of, "Timestamp"),
-        .severity = valueOf<uint32_t>(of, "Severity"),
-        .sensorPath = valueOf<std::string>(of, "SensorPath"),
-        .sensorNumber = valueOf<uint32_t>(of, "SensorNumber"),
-        .sensorType = valueOf<uint32_t>(of, "SensorType"),
-        .ledState = valueOf<int32_t>(of, "LedState"),
-        .lcdMessage = valueOf<std::string>(of, "LcdMessage"),
-        .hidden = valueOf<bool>(of, "Hidden")});
+        .fqdd = readValue<std::string>(of, "FQDD"),
+        .messageID = readValue<std::string>(of, "MessageID"),
+        .message = readValue<std::string>(of, "Message"),
+        .args = readValue<std::vector<std::string>>(of, "Args"),
+        .timestamp = readValue<uint64_t>(of, "Timestamp"),
+        .severity = readValue<uint32_t>(of, "Severity"),
+        .sensorPath = readValue<std::string>(of, "SensorPath"),
+        .sensorNumber = readValue<uint32_t>(of, "SensorNumber"),
+        .sensorType = readValue<uint32_t>(of, "SensorType"),
+        .ledState = readValue<int32_t>(of, "LedState"),
+        .lcdMessage = readValue<std::string>(of, "LcdMessage"),
+        .hidden = readValue<bool>(of, "Hidden")});
 }
 
 } // namespace
@@ -78,7 +78,7 @@ BusSource::BusSource(const RepeatedReading& reading)
     const Survey survey = surveyBus(bus, reading);
     for (const std::string& peer : survey.silent)
     {
-        if (const auto process = processOf(bus, peer))
+        if (const auto process = findProcess(bus, peer))
         {
             silentProcesses.emplace(peer, *process);
         }
@@ -86,7 +86,7 @@ BusSource::BusSource(const RepeatedReading& reading)
     // Of two holders of a key the younger one counts, as in the data cache.
     for (const auto& [peer, shown] : survey.shown)
     {
-        const std::string holder = processOf(bus, peer).value_or(peer);
+        const std::string holder = findProcess(bus, peer).value_or(peer);
         if (shown.rootHealth)
         {
             foundNodes[names::root] = {*shown.rootHealth, holder, peer};
@@ -103,14 +103,14 @@ BusSource::BusSource(const RepeatedReading& reading)
                 node != interfaces.end())
             {
                 foundNodes[path] = {
-                    valueOf<uint32_t>(node->second, "HealthStatus"), holder,
+                    readValue<uint32_t>(node->second, "HealthStatus"), holder,
                     peer};
             }
             if (const auto entry =
                     interfaces.find(common::FaultEntry::interface);
                 entry != interfaces.end())
             {
-                foundFaults.push_back({path, recordOf(entry->second), peer});
+                foundFaults.push_back({path, makeRecord(entry->second), peer});
             }
         }
     }
@@ -167,7 +167,7 @@ Faults BusSource::top(const std::string& key, std::size_t n, bool severeOnly)
     std::ranges::copy_if(
         foundFaults, std::back_inserter(wanted), [&](const Fault& fault) {
             return !fault.record.hidden() &&
-                   isAtOrBelow(componentOf(fault.path), key) &&
+                   isAtOrBelow(getComponent(fault.path), key) &&
                    (!severeOnly ||
                     fault.record.severity() > health_namespace::healthOk);
         });

@@ -127,7 +127,7 @@ Error noComponentIn(const HealthSource& source, const std::string& written)
 
 void checkComponent(HealthSource& source, const std::string& written)
 {
-    if (!source.nodes().contains(keyOf(written)))
+    if (!source.nodes().contains(parseKey(written)))
     {
         throw noComponentIn(source, written);
     }

@@ -41,8 +41,8 @@ PropertyValue readVariant(sd_bus_message* message);
 
 /** A property, or @p otherwise when there is none of this name and type. */
 template <typename Value>
-Value valueOf(const Properties& properties, const char* name,
-              Value otherwise = {})
+Value readValue(const Properties& properties, const char* name,
+                Value otherwise = {})
 {
     const auto found = properties.find(name);
     const auto* value = found != properties.end()

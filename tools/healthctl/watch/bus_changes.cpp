@@ -40,7 +40,7 @@ std::string propertiesRule(const char* interface)
  *
  *  @throws std::runtime_error when that is too long for a record: a tree of
  * such keys may have a million levels */
-std::string pathOf(sd_bus_message* message)
+std::string readPath(sd_bus_message* message)
 {
     std::string path = sd_bus_message_get_path(message);
     if (path.size() > host::maxRecordPath)
@@ -133,7 +133,7 @@ void BusChanges::takeUpdate(sd_bus_message* message) const
 
 void BusChanges::takeProperties(sd_bus_message* message) const
 {
-    const std::string path = pathOf(message);
+    const std::string path = readPath(message);
     checkBus("interface", sd_bus_message_skip(message, "s"));
     checkBus("properties",
              sd_bus_message_enter_container(message, 'a', "{sv}"));
@@ -164,13 +164,13 @@ void BusChanges::takeProperties(sd_bus_message* message) const
 void BusChanges::takeAdded(sd_bus_message* message) const
 {
     const char* sender = sd_bus_message_get_sender(message);
-    handlers.faultAdded(pathOf(message),
+    handlers.faultAdded(readPath(message),
                         {readFault(message), sender != nullptr ? sender : ""});
 }
 
 void BusChanges::takeRemoved(sd_bus_message* message) const
 {
-    handlers.faultRemoved(pathOf(message));
+    handlers.faultRemoved(readPath(message));
 }
 
 void BusChanges::takeOwner(sd_bus_message* message) const

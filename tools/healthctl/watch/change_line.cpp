@@ -61,7 +61,7 @@ Json faultJson(const FaultEntryProperties& fault)
 
 } // namespace
 
-nlohmann::ordered_json jsonOf(const Change& change)
+nlohmann::ordered_json toJson(const Change& change)
 {
     Json json{{"change", wordFor(change.kind)}};
     if (change.kind == Change::Kind::processSilent ||
@@ -72,7 +72,7 @@ nlohmann::ordered_json jsonOf(const Change& change)
     }
     else if (change.fault)
     {
-        json["component"] = componentOf(change.path);
+        json["component"] = getComponent(change.path);
         json["path"] = change.path;
         json["fault"] = faultJson(*change.fault);
     }

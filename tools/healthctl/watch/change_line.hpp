@@ -14,7 +14,7 @@ namespace healthintf::healthctl
 inline constexpr const char* watchSchema = "healthctl.watch/1";
 
 /** A change as an object. */
-nlohmann::ordered_json jsonOf(const Change& change);
+nlohmann::ordered_json toJson(const Change& change);
 
 /** The first line, with the numbers of nodes and faults. Each later change
  *  gives a line. */

@@ -39,14 +39,14 @@ LineWatcher::LineWatcher(const Context& context, sd_bus* bus,
     follower(bus, loop, [&context](const Changes& changes) {
         for (const Change& change : changes)
         {
-            write(context, jsonOf(change));
+            write(context, toJson(change));
         }
     })
 {
     write(context, describeBeginning(follower.tree()));
     for (const Change& change : follower.tree().silence())
     {
-        write(context, jsonOf(change));
+        write(context, toJson(change));
     }
 }
 

@@ -8,7 +8,7 @@
 namespace healthintf::healthctl
 {
 
-FaultEntryProperties propertiesOf(const FaultEntry_gen& fault)
+FaultEntryProperties makeProperties(const FaultEntry_gen& fault)
 {
     return {.fqdd = fault.fqdd(),
             .messageID = fault.messageID(),
@@ -33,7 +33,7 @@ Records readTree(const RepeatedReading& reading)
     {
         records.faults.emplace(
             fault.path,
-            WatchedFault{propertiesOf(fault.record), fault.connection});
+            WatchedFault{makeProperties(fault.record), fault.connection});
     }
     records.silent = source->silent();
     if (records.nodes.empty() && source->name() == std::string_view("bus"))

@@ -25,6 +25,6 @@ struct Records
 Records readTree(const RepeatedReading& reading);
 
 /** All properties of a fault. */
-FaultEntryProperties propertiesOf(const FaultEntry_gen& fault);
+FaultEntryProperties makeProperties(const FaultEntry_gen& fault);
 
 } // namespace healthintf::healthctl

@@ -33,8 +33,8 @@ std::size_t terminalLines()
 
 } // namespace
 
-std::string pageOf(const std::string& text, std::size_t lines,
-                   std::size_t columns)
+std::string cutPage(const std::string& text, std::size_t lines,
+                    std::size_t columns)
 {
     const auto total = static_cast<std::size_t>(std::ranges::count(text, '\n'));
     const bool fits = total <= lines;
@@ -92,7 +92,7 @@ void Screen::giveBack()
 
 void Screen::draw(const std::string& text, std::size_t columns)
 {
-    out << home << pageOf(text, terminalLines(), columns) << clearBelow
+    out << home << cutPage(text, terminalLines(), columns) << clearBelow
         << std::flush;
 }
 

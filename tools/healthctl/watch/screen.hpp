@@ -19,8 +19,8 @@ namespace healthintf::healthctl
  *  @param[in] text lines that are no wider than the screen
  *  @param[in] lines how many the screen has
  *  @param[in] columns how wide it is */
-std::string pageOf(const std::string& text, std::size_t lines,
-                   std::size_t columns);
+std::string cutPage(const std::string& text, std::size_t lines,
+                    std::size_t columns);
 
 /** Takes the terminal's other screen, and gives the first one back with all
  *  that stood there. What is typed meanwhile is not shown. */

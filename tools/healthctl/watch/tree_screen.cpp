@@ -38,7 +38,7 @@ void stopProcess()
 }
 
 /** Of the silent processes those of which nothing is known. */
-SilentProcesses unknownOf(const WatchedTree& tree)
+SilentProcesses listSilent(const WatchedTree& tree)
 {
     SilentProcesses unknown = tree.silent();
     for (const auto& [key, node] : tree.nodes())
@@ -71,7 +71,7 @@ void drawTree(const Context& context, const TreeView& view,
         writeLine(context, follower.nothing());
         return;
     }
-    if (const SilentProcesses unknown = unknownOf(known); !unknown.empty())
+    if (const SilentProcesses unknown = listSilent(known); !unknown.empty())
     {
         writeLine(context, describeMissing(unknown), Tone::warning);
     }

@@ -137,7 +137,7 @@ Changes WatchedTree::endSilence(const SilentProcesses& there) const
         if (!there.contains(connection))
         {
             changes.push_back(processChange(Change::Kind::processSilentEnded,
-                                            process, keysOf(connection)));
+                                            process, listKeys(connection)));
         }
     }
     return changes;
@@ -155,7 +155,7 @@ Changes WatchedTree::beginSilence(const SilentProcesses& there)
         if (!knownSilent.contains(connection))
         {
             changes.push_back(processChange(Change::Kind::processSilent,
-                                            process, keysOf(connection)));
+                                            process, listKeys(connection)));
         }
     }
     return changes;
@@ -167,13 +167,13 @@ Changes WatchedTree::silence() const
     for (const auto& [connection, process] : knownSilent)
     {
         changes.push_back(processChange(Change::Kind::processSilent, process,
-                                        keysOf(connection)));
+                                        listKeys(connection)));
     }
     return changes;
 }
 
 std::vector<std::string>
-WatchedTree::keysOf(const std::string& connection) const
+WatchedTree::listKeys(const std::string& connection) const
 {
     std::vector<std::string> keys;
     for (const auto& [key, node] : knownNodes)

@@ -104,7 +104,7 @@ class WatchedTree
   private:
     Changes endSilence(const SilentProcesses& there) const;
     Changes beginSilence(const SilentProcesses& there);
-    std::vector<std::string> keysOf(const std::string& connection) const;
+    std::vector<std::string> listKeys(const std::string& connection) const;
     void removeFaultsBut(const Faults& there,
                          const SilentProcesses& silentThere, Changes& changes);
     void removeNodesBut(const Nodes& there, const SilentProcesses& silentThere,

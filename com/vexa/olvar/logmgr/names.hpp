@@ -10,7 +10,7 @@ namespace healthintf::names
 {
 
 /** The bus name of logmgr. */
-inline constexpr const char* logManagerService = "com.vexa.olvar.logmgr";
+inline constexpr const char* logmgrService = "com.vexa.olvar.logmgr";
 /** The object of the log. */
 inline constexpr const char* selPath = SELInterface::logPath;
 /** Its interface. */

@@ -34,7 +34,7 @@ TEST_F(CollectorTest, FindsWhatTheCacheHoldsWithoutABus)
     EXPECT_EQ(judged([](const Snapshot& found) {
                   return found.cache && found.cache->health.at("/r") == 3 &&
                          found.space && found.space->usedBytes > 0 &&
-                         !found.bus && !found.healthManager && !found.log &&
+                         !found.bus && !found.healthmgr && !found.log &&
                          !found.evictions && found.seconds > 0;
               }),
               0);
@@ -45,7 +45,7 @@ TEST_F(CollectorTest, FindsNothingWithoutACacheAndABus)
     folder.write("datacache", "no folder");
     EXPECT_EQ(judged([](const Snapshot& found) {
                   return !found.cache && !found.space && !found.bus &&
-                         !found.healthManager && !found.log && !found.evictions;
+                         !found.healthmgr && !found.log && !found.evictions;
               }),
               0);
 }

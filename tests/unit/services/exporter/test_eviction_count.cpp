@@ -216,9 +216,9 @@ TEST_F(Evictions, ForgetRemovalsBeyondTheLimitBeforeTheyCount)
 
 TEST(ComponentOf, IsWhatStandsBeforeTheEntry)
 {
-    EXPECT_EQ(componentOf(entry(1)), fan);
-    EXPECT_EQ(componentOf("/a/entry/b/entry/Fault_04D20001_4"), "/a/entry/b");
-    EXPECT_EQ(componentOf("/a/b"), "");
+    EXPECT_EQ(getComponent(entry(1)), fan);
+    EXPECT_EQ(getComponent("/a/entry/b/entry/Fault_04D20001_4"), "/a/entry/b");
+    EXPECT_EQ(getComponent("/a/b"), "");
 }
 
 } // namespace

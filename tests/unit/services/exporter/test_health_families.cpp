@@ -149,7 +149,7 @@ TEST(HealthFamilies, HaveWhatTheLogManagerSays)
 TEST(HealthFamilies, SayWhetherTheHealthManagerAnswers)
 {
     Snapshot snapshot;
-    snapshot.healthManager = true;
+    snapshot.healthmgr = true;
     EXPECT_THAT(samplesOf(snapshot), Contains("healthintf_healthmgr_up 1"));
 }
 

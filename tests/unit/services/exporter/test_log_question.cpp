@@ -42,7 +42,7 @@ int takeQuestion(sd_bus_message* question, void* context,
 }
 
 /** A process with the log manager's name that answers as it is told. */
-Child logManager(Answer answer)
+Child logmgr(Answer answer)
 {
     return Child([answer](const Child::Parent& parent) mutable {
         const BusPtr bus = openBus();
@@ -65,7 +65,7 @@ class LogQuestionTest : public testing::Test
     /** What is found when a log manager gives this answer. */
     std::optional<services::LogStatus> foundIn(const Answer& answer)
     {
-        Child manager = logManager(answer);
+        Child manager = logmgr(answer);
         manager.hear();
         return question.ask(bus.get());
     }

@@ -40,7 +40,7 @@ class FaultsOfAComponent : public LibraryTest
              const std::string& text = "")
     {
         faults->add(
-            {.messageId = idOf(level),
+            {.messageId = readId(level),
              .sensorPath = pathOf(number),
              .arguments = {text.empty() ? std::to_string(number) : text},
              .fqdd = "",
@@ -52,7 +52,7 @@ class FaultsOfAComponent : public LibraryTest
 
     void remove(int number, Level level = Level::warning)
     {
-        faults->remove(idOf(level), pathOf(number));
+        faults->remove(readId(level), pathOf(number));
     }
 
     void addRange(int first, int last, Level level = Level::warning)
@@ -75,7 +75,7 @@ class FaultsOfAComponent : public LibraryTest
         return all;
     }
 
-    static std::string idOf(Level level)
+    static std::string readId(Level level)
     {
         return level == Level::critical ? "C" : "W";
     }

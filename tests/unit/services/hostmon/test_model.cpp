@@ -77,7 +77,7 @@ class HostmonAndItsModel : public LibraryTest
     }
 
     /** Sources from 24 on belong to the second component. */
-    static int componentOf(int source)
+    static int getComponent(int source)
     {
         return source < 24 ? 0 : 1;
     }
@@ -93,7 +93,7 @@ class HostmonAndItsModel : public LibraryTest
                                              .hysteresis = slack},
                                             ""},
                                 Source{name, name, {}}, 1,
-                                *faults[componentOf(source)]);
+                                *faults[getComponent(source)]);
     }
 
     void go(int source)
@@ -146,13 +146,13 @@ class HostmonAndItsModel : public LibraryTest
         for (int i = 0; i < sources; ++i)
         {
             const ModelSource& each = model[i];
-            if (componentOf(i) == component && each.level > 0)
+            if (getComponent(i) == component && each.level > 0)
             {
                 all.push_back(
                     {each.level, each.levelSince,
                      std::to_string(i) + (each.level == 2 ? "!" : "")});
             }
-            if (componentOf(i) == component && each.isUnreadable)
+            if (getComponent(i) == component && each.isUnreadable)
             {
                 all.push_back(
                     {1, each.unreadableSince, std::to_string(i) + "?"});

@@ -25,7 +25,7 @@ namespace
 {
 
 /** The process that runs the reads. */
-pid_t processOf(ReadingProcess& reading)
+pid_t findProcess(ReadingProcess& reading)
 {
     return static_cast<pid_t>(reading.read());
 }
@@ -99,9 +99,9 @@ TEST(ReadInAnotherProcess, CutsACauseThatIsTooLong)
 TEST(ReadInAnotherProcess, IsAlwaysInTheSame)
 {
     ReadingProcess reading(ownNumber);
-    const pid_t process = processOf(reading);
+    const pid_t process = findProcess(reading);
     EXPECT_NE(process, getpid());
-    EXPECT_EQ(processOf(reading), process);
+    EXPECT_EQ(findProcess(reading), process);
 }
 
 TEST(ReadInAnotherProcess, HasNothingOpenOfItsOwner)
@@ -117,10 +117,10 @@ TEST(ReadInAnotherProcess, HasNothingOpenOfItsOwner)
 TEST(ReadInAnotherProcess, GoesOnInANewOneWhenThatHasEnded)
 {
     ReadingProcess reading(ownNumber);
-    const pid_t first = processOf(reading);
+    const pid_t first = findProcess(reading);
     kill(first, SIGKILL);
     ASSERT_TRUE(test::endsInTime(first));
-    EXPECT_NE(processOf(reading), first);
+    EXPECT_NE(findProcess(reading), first);
 }
 
 TEST(ReadInAnotherProcess, GoesOnWithWhatItKeptInANewOne)
@@ -129,8 +129,8 @@ TEST(ReadInAnotherProcess, GoesOnWithWhatItKeptInANewOne)
         kept += 'x';
         return kept.size() < 3 ? getpid() : static_cast<double>(kept.size());
     });
-    processOf(reading);
-    kill(processOf(reading), SIGKILL);
+    findProcess(reading);
+    kill(findProcess(reading), SIGKILL);
     EXPECT_EQ(reading.read(), 3);
 }
 
@@ -160,7 +160,7 @@ TEST(ReadInAnotherProcess, LeavesNoProcessThatWouldHaveToBeWaitedFor)
 {
     {
         ReadingProcess reading(ownNumber);
-        kill(processOf(reading), SIGKILL);
+        kill(findProcess(reading), SIGKILL);
         reading.read();
     }
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
@@ -177,7 +177,7 @@ TEST(ReadInAnotherProcess, EndsWithItsOwnerEvenIfItNeverWould)
             }
             return ownNumber(kept);
         });
-        parent.tell(std::to_string(processOf(reading)));
+        parent.tell(std::to_string(findProcess(reading)));
         reading.read();
         return 0;
     });

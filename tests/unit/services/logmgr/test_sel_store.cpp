@@ -57,7 +57,7 @@ void tamperWith(const fs::path& folder, std::string key,
     });
 }
 
-std::string keyOf(char last)
+std::string parseKey(char last)
 {
     return std::string(7, '\0') + last;
 }
@@ -409,7 +409,7 @@ TEST_F(Store, KeepsItsEntriesWhereAnAdditionWouldCrashTheProcess)
     append(open(), 200);
     store.reset();
     const std::string content = contentOf(file);
-    const std::string lastKey = keyOf('\xc7');
+    const std::string lastKey = parseKey('\xc7');
     for (std::size_t at = content.find(lastKey); at != std::string::npos;
          at = content.find(lastKey, at + 1))
     {
@@ -481,7 +481,7 @@ TEST_F(Store, SetsALogAsideWhoseKeysAreWrong)
                     HasSubstr("is damaged"));
     };
     const std::string state(1, '\0');
-    expectDamage(keyOf(1), std::nullopt);
+    expectDamage(parseKey(1), std::nullopt);
     expectDamage("short", "entry");
     expectDamage(state, std::nullopt);
     expectDamage(state, "ab");
@@ -510,8 +510,8 @@ TEST_F(Store, LeavesOutAnEntryThatMakesNoSense)
     append(open(), 4);
     const std::string other = host::encodeSelEntry(nextEntry(*store));
     store.reset();
-    tamperWith(path, keyOf(1), "short");
-    tamperWith(path, keyOf(2), other);
+    tamperWith(path, parseKey(1), "short");
+    tamperWith(path, parseKey(2), other);
     testing::internal::CaptureStderr();
     open();
     const std::string lines = testing::internal::GetCapturedStderr();

@@ -40,10 +40,11 @@ inline RawRecord recordOfEvent(uint16_t id, uint32_t time, uint8_t sensorType)
 inline SELEntry_gen entryOf(const RawRecord& record,
                             SELInterface::SensorInfo sensor = {})
 {
-    return SELEntry_gen({.recordId = idOf(record),
-                         .timestamp = hasTime(record) ? timeOf(record) : 0,
-                         .sensor = std::move(sensor),
-                         .record = record});
+    return SELEntry_gen(
+        {.recordId = readId(record),
+         .timestamp = hasTime(record) ? describeTime(record) : 0,
+         .sensor = std::move(sensor),
+         .record = record});
 }
 
 inline ReadEvent eventOf(uint16_t id, uint32_t time, uint8_t sensorType,

@@ -16,7 +16,7 @@ constexpr bool asOther = false;
 TEST(BusFindings, TellOfTheBusThatWasReached)
 {
     const Finding finding =
-        findingOf(BusState{.address = "unix:path=/bus", .failure = ""});
+        makeFinding(BusState{.address = "unix:path=/bus", .failure = ""});
     EXPECT_EQ(finding.grade, Grade::ok);
     EXPECT_THAT(finding.text, HasSubstr("unix:path=/bus"));
     EXPECT_EQ(finding.remedy, "");
@@ -24,8 +24,8 @@ TEST(BusFindings, TellOfTheBusThatWasReached)
 
 TEST(BusFindings, TakeAMissingBusForAProblem)
 {
-    const Finding finding =
-        findingOf(BusState{.address = "unix:path=/bus", .failure = "refused"});
+    const Finding finding = makeFinding(
+        BusState{.address = "unix:path=/bus", .failure = "refused"});
     EXPECT_EQ(finding.grade, Grade::problem);
     EXPECT_THAT(finding.text, HasSubstr("refused"));
     EXPECT_NE(finding.remedy, "");
@@ -37,19 +37,19 @@ TEST(BusFindings, GradeAServiceByHowItCanBeHad)
                          .name = "com.vexa.olvar.logmgr",
                          .pid = 17,
                          .activatable = false};
-    EXPECT_EQ(findingOf(service).grade, Grade::ok);
-    EXPECT_THAT(findingOf(service).text, HasSubstr("17"));
+    EXPECT_EQ(makeFinding(service).grade, Grade::ok);
+    EXPECT_THAT(makeFinding(service).text, HasSubstr("17"));
     service.answers = false;
-    EXPECT_EQ(findingOf(service).grade, Grade::problem);
-    EXPECT_THAT(findingOf(service).text, HasSubstr("17 and does not answer"));
-    EXPECT_THAT(findingOf(service).remedy, HasSubstr("restart logmgr"));
+    EXPECT_EQ(makeFinding(service).grade, Grade::problem);
+    EXPECT_THAT(makeFinding(service).text, HasSubstr("17 and does not answer"));
+    EXPECT_THAT(makeFinding(service).remedy, HasSubstr("restart logmgr"));
     service.pid = 0;
     service.activatable = true;
-    EXPECT_EQ(findingOf(service).grade, Grade::warning);
-    EXPECT_THAT(findingOf(service).remedy, HasSubstr(service.name));
+    EXPECT_EQ(makeFinding(service).grade, Grade::warning);
+    EXPECT_THAT(makeFinding(service).remedy, HasSubstr(service.name));
     service.activatable = false;
-    EXPECT_EQ(findingOf(service).grade, Grade::problem);
-    EXPECT_THAT(findingOf(service).remedy, HasSubstr("start logmgr"));
+    EXPECT_EQ(makeFinding(service).grade, Grade::problem);
+    EXPECT_THAT(makeFinding(service).remedy, HasSubstr("start logmgr"));
 }
 
 TEST(BusFindings, TakeWhatRootMayNotForAProblem)
@@ -59,9 +59,9 @@ TEST(BusFindings, TakeWhatRootMayNotForAProblem)
                           .result = Attempt::Result::denied,
                           .why = "",
                           .reservedFor = "root and the group healthintf"};
-    EXPECT_EQ(findingOf(attempt, asRoot).grade, Grade::problem);
-    EXPECT_EQ(findingOf(attempt, asOther).grade, Grade::ok);
-    EXPECT_THAT(findingOf(attempt, asOther).text,
+    EXPECT_EQ(makeFinding(attempt, asRoot).grade, Grade::problem);
+    EXPECT_EQ(makeFinding(attempt, asOther).grade, Grade::ok);
+    EXPECT_THAT(makeFinding(attempt, asOther).text,
                 HasSubstr("may not add to the log, which is for root and the "
                           "group healthintf"));
 }
@@ -72,8 +72,8 @@ TEST(BusFindings, TakeWhatEverybodyShouldBeAllowedForAProblem)
                           .what = "read the log",
                           .result = Attempt::Result::denied,
                           .why = ""};
-    EXPECT_EQ(findingOf(attempt, asOther).grade, Grade::problem);
-    EXPECT_NE(findingOf(attempt, asOther).remedy, "");
+    EXPECT_EQ(makeFinding(attempt, asOther).grade, Grade::problem);
+    EXPECT_NE(makeFinding(attempt, asOther).remedy, "");
 }
 
 TEST(BusFindings, SayWhatWasNotFoundOut)
@@ -82,30 +82,30 @@ TEST(BusFindings, SayWhatWasNotFoundOut)
                     .what = "read the log",
                     .result = Attempt::Result::notTried,
                     .why = "it sleeps"};
-    EXPECT_EQ(findingOf(attempt, asRoot).grade, Grade::ok);
-    EXPECT_THAT(findingOf(attempt, asRoot).text,
+    EXPECT_EQ(makeFinding(attempt, asRoot).grade, Grade::ok);
+    EXPECT_THAT(makeFinding(attempt, asRoot).text,
                 HasSubstr("not tried: it sleeps"));
     attempt.result = Attempt::Result::failed;
-    EXPECT_EQ(findingOf(attempt, asRoot).grade, Grade::warning);
+    EXPECT_EQ(makeFinding(attempt, asRoot).grade, Grade::warning);
     attempt.result = Attempt::Result::allowed;
-    EXPECT_EQ(findingOf(attempt, asRoot).text, "this user may read the log");
+    EXPECT_EQ(makeFinding(attempt, asRoot).text, "this user may read the log");
 }
 
 TEST(BusFindings, LookAtTheConnectionWithMostMatchRules)
 {
     const MatchUses uses{{{"a", 3}, {"b", 408}, {"c", 0}}};
-    EXPECT_EQ(findingOf(uses, std::nullopt).text,
+    EXPECT_EQ(makeFinding(uses, std::nullopt).text,
               "at most 408 match rules on one connection, that of b");
-    EXPECT_EQ(findingOf(uses, MatchLimit{512, true}).grade, Grade::ok);
-    EXPECT_THAT(findingOf(uses, MatchLimit{512, true}).text,
+    EXPECT_EQ(makeFinding(uses, MatchLimit{512, true}).grade, Grade::ok);
+    EXPECT_THAT(makeFinding(uses, MatchLimit{512, true}).text,
                 HasSubstr("that of b; the bus allows 512"));
 }
 
 TEST(BusFindings, WarnWhenMatchRulesComeNearToTheBussLimit)
 {
     const MatchUses uses{{{"a", 410}}};
-    EXPECT_EQ(findingOf(uses, MatchLimit{512, true}).grade, Grade::warning);
-    EXPECT_EQ(findingOf(uses, MatchLimit{4096, true}).grade, Grade::ok);
+    EXPECT_EQ(makeFinding(uses, MatchLimit{512, true}).grade, Grade::warning);
+    EXPECT_EQ(makeFinding(uses, MatchLimit{4096, true}).grade, Grade::ok);
 }
 
 TEST(BusFindings, DoNotWarnOfALimitThatTheBusHasNot)
@@ -115,9 +115,11 @@ TEST(BusFindings, DoNotWarnOfALimitThatTheBusHasNot)
         const MatchUses uses{{{"a", rules}}};
         const std::optional<uint32_t> enough = rulesToTry(uses);
         ASSERT_TRUE(enough);
-        EXPECT_EQ(findingOf(uses, MatchLimit{*enough, false}).grade, Grade::ok);
+        EXPECT_EQ(makeFinding(uses, MatchLimit{*enough, false}).grade,
+                  Grade::ok);
         // If it were the limit, it would be far enough away.
-        EXPECT_EQ(findingOf(uses, MatchLimit{*enough, true}).grade, Grade::ok);
+        EXPECT_EQ(makeFinding(uses, MatchLimit{*enough, true}).grade,
+                  Grade::ok);
     }
 }
 
@@ -130,28 +132,29 @@ TEST(BusFindings, TryNoMatchRulesWithoutEndOrWithoutNeed)
 TEST(BusFindings, WarnWhenAUserComesNearToWhatTheBusAllowsHim)
 {
     const MatchQuotas quotas{{"root", 9000, 16'384}, {"fans", 410, 512}};
-    EXPECT_EQ(findingOf(quotas).grade, Grade::warning);
-    EXPECT_EQ(findingOf(quotas).text,
+    EXPECT_EQ(makeFinding(quotas).grade, Grade::warning);
+    EXPECT_EQ(makeFinding(quotas).text,
               "all connections of the user fans have 410 match rules "
               "together; the bus allows 512");
-    EXPECT_THAT(findingOf(quotas).remedy,
+    EXPECT_THAT(makeFinding(quotas).remedy,
                 HasSubstr("max_match_rules_per_connection"));
-    EXPECT_EQ(findingOf(MatchQuotas{{"root", 9000, 16'384}}).grade, Grade::ok);
+    EXPECT_EQ(makeFinding(MatchQuotas{{"root", 9000, 16'384}}).grade,
+              Grade::ok);
 }
 
 TEST(BusFindings, SayWhenTheBusTellsOfNoRules)
 {
-    EXPECT_EQ(findingOf(MatchUses(), std::nullopt).grade, Grade::ok);
+    EXPECT_EQ(makeFinding(MatchUses(), std::nullopt).grade, Grade::ok);
 }
 
 TEST(BusFindings, WarnWhenFilesRunOut)
 {
     OpenFiles files{
         .program = "healthmgr", .pid = 1, .open = 799, .limit = 1000};
-    EXPECT_EQ(findingOf(files).grade, Grade::ok);
+    EXPECT_EQ(makeFinding(files).grade, Grade::ok);
     files.open = 800;
-    EXPECT_EQ(findingOf(files).grade, Grade::warning);
-    EXPECT_THAT(findingOf(files).text, HasSubstr("800 of 1000"));
+    EXPECT_EQ(makeFinding(files).grade, Grade::warning);
+    EXPECT_THAT(makeFinding(files).text, HasSubstr("800 of 1000"));
 }
 
 } // namespace

@@ -13,16 +13,16 @@ const std::string key = "/com/vexa/olvar/health/a";
 TEST(ChangeLine, SaysHowANodesHealthChanged)
 {
     WatchedTree tree;
-    const nlohmann::json added = jsonOf(tree.addNode(key, {2, ""}).at(0));
+    const nlohmann::json added = toJson(tree.addNode(key, {2, ""}).at(0));
     EXPECT_EQ(added["change"], "node-added");
     EXPECT_TRUE(added["before"].is_null());
     EXPECT_EQ(added["now"], "OK");
-    const nlohmann::json changed = jsonOf(tree.setHealth(key, 4).at(0));
+    const nlohmann::json changed = toJson(tree.setHealth(key, 4).at(0));
     EXPECT_EQ(changed["change"], "health");
     EXPECT_EQ(changed["component"], key);
     EXPECT_EQ(changed["before"], "OK");
     EXPECT_EQ(changed["now"], "critical");
-    const nlohmann::json removed = jsonOf(tree.takeOver({}, {}).at(0));
+    const nlohmann::json removed = toJson(tree.takeOver({}, {}).at(0));
     EXPECT_EQ(removed["change"], "node-removed");
     EXPECT_TRUE(removed["now"].is_null());
 }
@@ -34,17 +34,17 @@ TEST(ChangeLine, SaysWhatBecameOfAFault)
     fault.properties.messageID = "FanSlow";
     fault.properties.severity = 3;
     const std::string path = key + "/entry/Fault_1";
-    const nlohmann::json added = jsonOf(tree.addFault(path, fault).at(0));
+    const nlohmann::json added = toJson(tree.addFault(path, fault).at(0));
     EXPECT_EQ(added["change"], "fault-added");
     EXPECT_EQ(added["component"], key);
     EXPECT_EQ(added["path"], path);
     EXPECT_EQ(added["fault"]["messageId"], "FanSlow");
     EXPECT_EQ(added["fault"]["severity"], "warning");
-    EXPECT_EQ(jsonOf(tree.setHidden(path, true).at(0))["change"],
+    EXPECT_EQ(toJson(tree.setHidden(path, true).at(0))["change"],
               "fault-hidden");
-    EXPECT_EQ(jsonOf(tree.setHidden(path, false).at(0))["change"],
+    EXPECT_EQ(toJson(tree.setHidden(path, false).at(0))["change"],
               "fault-shown");
-    EXPECT_EQ(jsonOf(tree.removeFault(path).at(0))["change"], "fault-removed");
+    EXPECT_EQ(toJson(tree.removeFault(path).at(0))["change"], "fault-removed");
 }
 
 TEST(ChangeLine, NamesASilentProcessAndItsComponents)
@@ -52,11 +52,11 @@ TEST(ChangeLine, NamesASilentProcessAndItsComponents)
     WatchedTree tree;
     tree.addNode(key, {2, "fan[7]", ":1.7"});
     const nlohmann::json silent =
-        jsonOf(tree.takeOver({}, {}, {{":1.7", "fan[7]"}}).at(0));
+        toJson(tree.takeOver({}, {}, {{":1.7", "fan[7]"}}).at(0));
     EXPECT_EQ(silent["change"], "process-silent");
     EXPECT_EQ(silent["process"], "fan[7]");
     EXPECT_EQ(silent["components"], nlohmann::json::array({key}));
-    EXPECT_EQ(jsonOf(tree.takeOver({}, {}).at(0))["change"],
+    EXPECT_EQ(toJson(tree.takeOver({}, {}).at(0))["change"],
               "process-silent-ended");
 }
 

@@ -13,10 +13,10 @@ const std::string root = "/com/vexa/olvar/health";
 
 TEST(ComponentKey, IsWrittenWithOrWithoutTheRoot)
 {
-    EXPECT_EQ(keyOf("rack/fan"), root + "/rack/fan");
-    EXPECT_EQ(keyOf(root + "/rack"), root + "/rack");
-    EXPECT_EQ(keyOf("rack/fan/"), root + "/rack/fan");
-    EXPECT_EQ(keyOf(root), root);
+    EXPECT_EQ(parseKey("rack/fan"), root + "/rack/fan");
+    EXPECT_EQ(parseKey(root + "/rack"), root + "/rack");
+    EXPECT_EQ(parseKey("rack/fan/"), root + "/rack/fan");
+    EXPECT_EQ(parseKey(root), root);
 }
 
 TEST(ComponentKey, MustBeAnObjectPath)
@@ -25,7 +25,7 @@ TEST(ComponentKey, MustBeAnObjectPath)
     {
         try
         {
-            keyOf(written);
+            parseKey(written);
             ADD_FAILURE() << written;
         }
         catch (const Error& e)
@@ -39,20 +39,20 @@ TEST(ComponentKey, IsShownAsItCanBeWritten)
 {
     for (const std::string& key : {root, root + "/rack/fan", std::string("/x")})
     {
-        EXPECT_EQ(keyOf(shownKey(key)), key);
+        EXPECT_EQ(parseKey(shownKey(key)), key);
     }
     EXPECT_EQ(shownKey(root + "/rack/fan"), "rack/fan");
 }
 
 TEST(ComponentKey, IsWhatAnEntryBelongsTo)
 {
-    EXPECT_EQ(componentOf("/a/b/entry/Fault_1"), "/a/b");
-    EXPECT_EQ(componentOf("/a/entry/b/entry/Fault_1"), "/a/entry/b");
+    EXPECT_EQ(getComponent("/a/b/entry/Fault_1"), "/a/b");
+    EXPECT_EQ(getComponent("/a/entry/b/entry/Fault_1"), "/a/entry/b");
 }
 
 TEST(ComponentKey, HasTheKeyAboveItsLastName)
 {
-    EXPECT_EQ(parentOf("/com/vexa/olvar/health/psu/fan"),
+    EXPECT_EQ(getParent("/com/vexa/olvar/health/psu/fan"),
               "/com/vexa/olvar/health/psu");
 }
 

@@ -59,7 +59,7 @@ TEST(FaultOutput, LetsNoMessageSpeakToTheTerminal)
 
 TEST(FaultOutput, HasEverythingInJson)
 {
-    const auto json = jsonOf(faultOf("/a", "Slow", 4, 1, true));
+    const auto json = toJson(faultOf("/a", "Slow", 4, 1, true));
     EXPECT_EQ(json["component"], "/a");
     EXPECT_EQ(json["severity"], "critical");
     EXPECT_EQ(json["time"], "1970-01-01T00:00:01Z");

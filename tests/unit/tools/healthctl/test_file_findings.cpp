@@ -38,7 +38,7 @@ StateFolder goodState()
 
 TEST(FileFindings, FindNothingWrongWithACacheInUse)
 {
-    const Findings findings = findingsOf(cacheInUse());
+    const Findings findings = makeFindings(cacheInUse());
     ASSERT_THAT(findings, SizeIs(2));
     for (const Finding& finding : findings)
     {
@@ -53,7 +53,7 @@ TEST(FileFindings, TellOfOneProcessInTheSingular)
 {
     CacheState cache = cacheInUse();
     cache.space->segments = 1;
-    EXPECT_THAT(findingsOf(cache)[1].text,
+    EXPECT_THAT(makeFindings(cache)[1].text,
                 testing::StartsWith("1 process has "));
 }
 
@@ -61,7 +61,7 @@ TEST(FileFindings, WarnBeforeTheCacheIsFull)
 {
     CacheState cache = cacheInUse();
     cache.space->fullestUsedBytes = 80 << 20;
-    const Findings findings = findingsOf(cache);
+    const Findings findings = makeFindings(cache);
     EXPECT_EQ(findings[1].grade, Grade::warning);
     EXPECT_THAT(findings[1].remedy, HasSubstr("process 12"));
     EXPECT_THAT(findings[1].remedy, HasSubstr("HEALTHINTF_CACHE_MIB"));
@@ -71,7 +71,7 @@ TEST(FileFindings, WarnOfAFilesystemInWhichTheCacheCannotGrow)
 {
     CacheState cache = cacheInUse();
     cache.freeBytes = 100UL << 10;
-    const Findings findings = findingsOf(cache);
+    const Findings findings = makeFindings(cache);
     ASSERT_THAT(findings, SizeIs(3));
     EXPECT_EQ(findings[2].check, "cache.filesystem");
     EXPECT_EQ(findings[2].grade, Grade::warning);
@@ -83,40 +83,40 @@ TEST(FileFindings, TellWhyThereIsNoCacheToLookInto)
 {
     CacheState cache = cacheInUse();
     cache.space.reset();
-    EXPECT_EQ(findingsOf(cache).back().grade, Grade::problem);
+    EXPECT_EQ(makeFindings(cache).back().grade, Grade::problem);
     cache.inUse = false;
-    EXPECT_EQ(findingsOf(cache).back().grade, Grade::warning);
-    EXPECT_EQ(findingsOf(cache).back().check, "cache.users");
+    EXPECT_EQ(makeFindings(cache).back().grade, Grade::warning);
+    EXPECT_EQ(makeFindings(cache).back().check, "cache.users");
     cache.usable = false;
-    EXPECT_EQ(findingsOf(cache).back().grade, Grade::warning);
-    EXPECT_EQ(findingsOf(cache).back().check, "cache.folder");
-    EXPECT_THAT(findingsOf(cache).back().text, HasSubstr("asks the bus"));
+    EXPECT_EQ(makeFindings(cache).back().grade, Grade::warning);
+    EXPECT_EQ(makeFindings(cache).back().check, "cache.folder");
+    EXPECT_THAT(makeFindings(cache).back().text, HasSubstr("asks the bus"));
     cache.there = false;
-    EXPECT_EQ(findingsOf(cache).back().grade, Grade::warning);
+    EXPECT_EQ(makeFindings(cache).back().grade, Grade::warning);
     cache.failure = "no runtime folder";
-    EXPECT_EQ(findingsOf(cache).back().grade, Grade::problem);
-    EXPECT_EQ(findingsOf(cache).back().text, "no runtime folder");
+    EXPECT_EQ(makeFindings(cache).back().grade, Grade::problem);
+    EXPECT_EQ(makeFindings(cache).back().text, "no runtime folder");
 }
 
 TEST(FileFindings, MissAFolderThatTheLogCannotBeWrittenTo)
 {
     StateFolder state = goodState();
-    EXPECT_EQ(findingOf(state).grade, Grade::ok);
+    EXPECT_EQ(makeFinding(state).grade, Grade::ok);
     state.freeBytes = 1;
-    EXPECT_EQ(findingOf(state).grade, Grade::warning);
+    EXPECT_EQ(makeFinding(state).grade, Grade::warning);
     state.writable = false;
-    EXPECT_EQ(findingOf(state).grade, Grade::problem);
-    EXPECT_THAT(findingOf(state).text, HasSubstr("root may not write in "));
+    EXPECT_EQ(makeFinding(state).grade, Grade::problem);
+    EXPECT_THAT(makeFinding(state).text, HasSubstr("root may not write in "));
     state.failure = "no state folder";
-    EXPECT_EQ(findingOf(state).grade, Grade::problem);
-    EXPECT_EQ(findingOf(state).text, "no state folder");
+    EXPECT_EQ(makeFinding(state).grade, Grade::problem);
+    EXPECT_EQ(makeFinding(state).text, "no state folder");
 }
 
 TEST(FileFindings, TakeAMissingEventTableForAProblem)
 {
     const Findings findings =
-        findingsOf("files.events", "event table", "EVENT_PATH",
-                   {.folders = {"/a", "/b"}, .usable = 0, .problems = {}});
+        makeFindings("files.events", "event table", "EVENT_PATH",
+                     {.folders = {"/a", "/b"}, .usable = 0, .problems = {}});
     ASSERT_THAT(findings, SizeIs(1));
     EXPECT_EQ(findings[0].grade, Grade::problem);
     EXPECT_THAT(findings[0].text, HasSubstr("no event table in /a, /b"));
@@ -125,7 +125,7 @@ TEST(FileFindings, TakeAMissingEventTableForAProblem)
 
 TEST(FileFindings, WarnOfEachFileThatIsLeftOut)
 {
-    const Findings findings = findingsOf(
+    const Findings findings = makeFindings(
         "files.events", "event table", "EVENT_PATH",
         {.folders = {"/a"}, .usable = 2, .problems = {"/a/x.json: bad"}});
     ASSERT_THAT(findings, SizeIs(2));
@@ -136,7 +136,7 @@ TEST(FileFindings, WarnOfEachFileThatIsLeftOut)
 
 TEST(FileFindings, NameTheLibraryThatIsUsed)
 {
-    const Finding finding = findingOf(
+    const Finding finding = makeFinding(
         LibraryState{.version = "1.2.3", .file = "/lib/libhealthintf.so.1"});
     EXPECT_EQ(finding.grade, Grade::ok);
     EXPECT_THAT(finding.text, HasSubstr("1.2.3 with /lib/libhealthintf.so.1"));

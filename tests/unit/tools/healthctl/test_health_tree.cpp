@@ -72,7 +72,7 @@ TEST(HealthTree, CountsVisibleAndHiddenFaultsOfEachNode)
     EXPECT_EQ(trees[0].hidden(), 1U);
 }
 
-Origin originOf(uint32_t health, uint32_t child, const Faults& faults)
+Origin getOrigin(uint32_t health, uint32_t child, const Faults& faults)
 {
     return buildTrees({{root, healthy(health)}, {root + "/a", healthy(child)}},
                       faults)[0]
@@ -81,23 +81,23 @@ Origin originOf(uint32_t health, uint32_t child, const Faults& faults)
 
 TEST(HealthOrigin, IsWhateverIsAsBad)
 {
-    const Origin faults = originOf(4, 2, {faultOf(root, "x", 4)});
+    const Origin faults = getOrigin(4, 2, {faultOf(root, "x", 4)});
     EXPECT_TRUE(faults.faults && !faults.children && !faults.base);
-    const Origin child = originOf(3, 3, {faultOf(root, "x", 1)});
+    const Origin child = getOrigin(3, 3, {faultOf(root, "x", 1)});
     EXPECT_TRUE(!child.faults && child.children && !child.base);
-    const Origin both = originOf(3, 3, {faultOf(root, "x", 3)});
+    const Origin both = getOrigin(3, 3, {faultOf(root, "x", 3)});
     EXPECT_TRUE(both.faults && both.children && !both.base);
 }
 
 TEST(HealthOrigin, IsTheBaseHealthWhenNothingElseIsAsBad)
 {
-    const Origin base = originOf(3, 2, {faultOf(root, "x", 4, 0, true)});
+    const Origin base = getOrigin(3, 2, {faultOf(root, "x", 4, 0, true)});
     EXPECT_TRUE(!base.faults && !base.children && base.base);
 }
 
 TEST(HealthOrigin, IsUnknownWhenSomethingIsWorse)
 {
-    const Origin none = originOf(2, 4, {});
+    const Origin none = getOrigin(2, 4, {});
     EXPECT_FALSE(none.faults || none.children || none.base);
 }
 

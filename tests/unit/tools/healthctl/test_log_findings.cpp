@@ -13,10 +13,10 @@ using testing::HasSubstr;
 Finding findingFor(std::size_t entries, std::size_t mirrored,
                    std::size_t different)
 {
-    return findingOf(LogComparison{.failure = "",
-                                   .entries = entries,
-                                   .mirrored = mirrored,
-                                   .different = different});
+    return makeFinding(LogComparison{.failure = "",
+                                     .entries = entries,
+                                     .mirrored = mirrored,
+                                     .different = different});
 }
 
 TEST(LogFindings, AreFineWhenTheMirrorHasWhatTheLogHas)
@@ -40,7 +40,7 @@ TEST(LogFindings, TellOfAMirrorThatIsOtherwise)
 
 TEST(LogFindings, WarnWhenTheyCouldNotBeCompared)
 {
-    const Finding finding = findingOf(LogComparison{
+    const Finding finding = makeFinding(LogComparison{
         .failure = "no log", .entries = 0, .mirrored = 0, .different = 0});
     EXPECT_EQ(finding.grade, Grade::warning);
     EXPECT_THAT(finding.text, HasSubstr("no log"));

@@ -27,24 +27,24 @@ class Moment : public testing::Test
 
 TEST_F(Moment, IsSecondsBehindAnAtSign)
 {
-    EXPECT_EQ(momentOf("@0", now), 0);
-    EXPECT_EQ(momentOf("@1234567890", now), 1234567890);
+    EXPECT_EQ(parseMoment("@0", now), 0);
+    EXPECT_EQ(parseMoment("@1234567890", now), 1234567890);
 }
 
 TEST_F(Moment, IsALengthOfTimeAgo)
 {
-    EXPECT_EQ(momentOf("90s", now), now - 90);
-    EXPECT_EQ(momentOf("10m", now), now - 600);
-    EXPECT_EQ(momentOf("2h", now), now - 7200);
-    EXPECT_EQ(momentOf("3d", now), now - 259200);
+    EXPECT_EQ(parseMoment("90s", now), now - 90);
+    EXPECT_EQ(parseMoment("10m", now), now - 600);
+    EXPECT_EQ(parseMoment("2h", now), now - 7200);
+    EXPECT_EQ(parseMoment("3d", now), now - 259200);
 }
 
 TEST_F(Moment, IsADateOfTheOperatorsClock)
 {
-    EXPECT_EQ(momentOf("1970-01-01 01:00", now), 0);
-    EXPECT_EQ(momentOf("1970-01-02", now), 82800);
-    EXPECT_EQ(momentOf("1970-01-01T01:00:05", now), 5);
-    EXPECT_EQ(momentOf("1970-01-01 01:01:05", now), 65);
+    EXPECT_EQ(parseMoment("1970-01-01 01:00", now), 0);
+    EXPECT_EQ(parseMoment("1970-01-02", now), 82800);
+    EXPECT_EQ(parseMoment("1970-01-01T01:00:05", now), 5);
+    EXPECT_EQ(parseMoment("1970-01-01 01:01:05", now), 65);
 }
 
 TEST_F(Moment, IsNotAnythingElse)
@@ -54,7 +54,7 @@ TEST_F(Moment, IsNotAnythingElse)
           "2026-13-01", "2026-01-01 25:00", "2026-01-01 10:00 x",
           "99999999999999999999d", "4000d"})
     {
-        EXPECT_THROW(momentOf(text, now), std::invalid_argument) << text;
+        EXPECT_THROW(parseMoment(text, now), std::invalid_argument) << text;
     }
 }
 

@@ -17,10 +17,10 @@ constexpr uint32_t nobody = 0x7FFFFFFF;
 TEST(ProcessProbe, CountsTheFilesThatAProcessHasOpen)
 {
     const auto self = static_cast<uint32_t>(getpid());
-    const auto before = openFilesOf("test", self);
+    const auto before = countOpenFiles("test", self);
     ASSERT_TRUE(before);
     const int more = dup(0);
-    const auto after = openFilesOf("test", self);
+    const auto after = countOpenFiles("test", self);
     close(more);
     ASSERT_TRUE(after);
     EXPECT_EQ(after->open, before->open + 1);
@@ -32,20 +32,20 @@ TEST(ProcessProbe, KnowsHowManyFilesAProcessMayOpen)
 {
     rlimit limit{};
     ASSERT_EQ(prlimit(getppid(), RLIMIT_NOFILE, nullptr, &limit), 0);
-    const auto files = openFilesOf("test", static_cast<uint32_t>(getppid()));
+    const auto files = countOpenFiles("test", static_cast<uint32_t>(getppid()));
     ASSERT_TRUE(files);
     EXPECT_EQ(files->limit, limit.rlim_cur);
 }
 
 TEST(ProcessProbe, KnowsWhomAProcessRunsAs)
 {
-    EXPECT_EQ(userOf(static_cast<uint32_t>(getpid())), geteuid());
+    EXPECT_EQ(readUser(static_cast<uint32_t>(getpid())), geteuid());
 }
 
 TEST(ProcessProbe, SaysNothingOfAProcessThatIsGone)
 {
-    EXPECT_FALSE(openFilesOf("test", nobody));
-    EXPECT_FALSE(userOf(nobody));
+    EXPECT_FALSE(countOpenFiles("test", nobody));
+    EXPECT_FALSE(readUser(nobody));
 }
 
 TEST(ProcessProbe, ReadsTheLimitThatHolds)

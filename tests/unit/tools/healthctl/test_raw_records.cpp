@@ -37,7 +37,7 @@ TEST(RawRecords, ComeBackFromTheContentOfAFile)
     RawRecord other = fanRecord;
     other[0] = 0xFF;
     const std::vector<RawRecord> records{fanRecord, other};
-    const std::string content = contentOf(records);
+    const std::string content = formatRecords(records);
     EXPECT_EQ(content.size(), 32);
     EXPECT_EQ(recordsIn(content), records);
 }
@@ -45,12 +45,12 @@ TEST(RawRecords, ComeBackFromTheContentOfAFile)
 TEST(RawRecords, AreNoneInAnEmptyFile)
 {
     EXPECT_TRUE(recordsIn("").empty());
-    EXPECT_EQ(contentOf({}), "");
+    EXPECT_EQ(formatRecords({}), "");
 }
 
 TEST(RawRecords, SayWhereTheLastOneIsCut)
 {
-    const std::string content = contentOf({fanRecord, fanRecord});
+    const std::string content = formatRecords({fanRecord, fanRecord});
     EXPECT_THAT(complaintOf([&] {
                     recordsIn(content.substr(0, 31));
                 }),
@@ -63,10 +63,10 @@ TEST(RawRecords, SayWhereTheLastOneIsCut)
 
 TEST(RawRecords, AreReadHoweverTheirDigitsAreGrouped)
 {
-    EXPECT_EQ(recordOf({"34120201020304200004040781571122"}), fanRecord);
-    EXPECT_EQ(recordOf({"3412 02 01020304", "2000:04-04,07 81", "571122"}),
+    EXPECT_EQ(parseRecord({"34120201020304200004040781571122"}), fanRecord);
+    EXPECT_EQ(parseRecord({"3412 02 01020304", "2000:04-04,07 81", "571122"}),
               fanRecord);
-    EXPECT_EQ(recordOf({"0x34", "0X12", "2", "1", "2", "3", "4", "20", "0", "4",
+    EXPECT_EQ(parseRecord({"0x34", "0X12", "2", "1", "2", "3", "4", "20", "0", "4",
                         "4", "7", "81", "57", "11", "22"}),
               fanRecord);
 }
@@ -74,41 +74,41 @@ TEST(RawRecords, AreReadHoweverTheirDigitsAreGrouped)
 TEST(RawRecords, SayWhatIsNoRecord)
 {
     EXPECT_THAT(complaintOf([] {
-                    recordOf({"0102"});
+                    parseRecord({"0102"});
                 }),
                 HasSubstr("16 bytes, and 2 are given"));
     EXPECT_THAT(complaintOf([] {
-                    recordOf({});
+                    parseRecord({});
                 }),
                 HasSubstr("0 are given"));
     EXPECT_THAT(complaintOf([] {
-                    recordOf({"123"});
+                    parseRecord({"123"});
                 }),
                 HasSubstr("odd number of digits"));
     EXPECT_THAT(complaintOf([] {
-                    recordOf({"0g"});
+                    parseRecord({"0g"});
                 }),
                 HasSubstr("\"0g\" is no byte"));
     EXPECT_THAT(complaintOf([] {
-                    recordOf({"0x"});
+                    parseRecord({"0x"});
                 }),
                 HasSubstr("\"\" is no byte"));
 }
 
 TEST(RawRecords, AreWrittenAsTheyAreRead)
 {
-    EXPECT_EQ(digitsOf(fanRecord),
+    EXPECT_EQ(formatDigits(fanRecord),
               "34 12 02 01 02 03 04 20 00 04 04 07 81 57 11 22");
-    EXPECT_EQ(recordOf({digitsOf(fanRecord)}), fanRecord);
+    EXPECT_EQ(parseRecord({formatDigits(fanRecord)}), fanRecord);
     EXPECT_EQ(hexByte(0x5A), "0x5A");
     EXPECT_EQ(hexByte(0), "0x00");
 }
 
 TEST(RawRecords, HoldTheirNumbersLowByteFirst)
 {
-    EXPECT_EQ(idOf(fanRecord), 0x1234);
-    EXPECT_EQ(timeOf(fanRecord), 0x04030201);
-    EXPECT_EQ(fieldsOf(fanRecord).sensorNumber, 0x07);
+    EXPECT_EQ(readId(fanRecord), 0x1234);
+    EXPECT_EQ(describeTime(fanRecord), 0x04030201);
+    EXPECT_EQ(parseFields(fanRecord).sensorNumber, 0x07);
 }
 
 TEST(RawRecords, KnowWhatTheyAre)

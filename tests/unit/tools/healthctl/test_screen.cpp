@@ -9,21 +9,21 @@ namespace
 
 TEST(Screen, ShowsATextThatFitsWhole)
 {
-    EXPECT_EQ(pageOf("a\nb\n", 2, 80), "a\033[K\nb\033[K");
-    EXPECT_EQ(pageOf("", 2, 80), "");
+    EXPECT_EQ(cutPage("a\nb\n", 2, 80), "a\033[K\nb\033[K");
+    EXPECT_EQ(cutPage("", 2, 80), "");
 }
 
 TEST(Screen, SaysHowManyLinesDoNotFit)
 {
-    EXPECT_EQ(pageOf("a\nb\nc\nd\n", 2, 80), "a\033[K\n3 more lines\033[K");
-    EXPECT_EQ(pageOf("a\nb\n", 1, 80), "2 more lines\033[K");
-    EXPECT_EQ(pageOf("a\nb\n", 0, 80), "2 more lines\033[K");
+    EXPECT_EQ(cutPage("a\nb\nc\nd\n", 2, 80), "a\033[K\n3 more lines\033[K");
+    EXPECT_EQ(cutPage("a\nb\n", 1, 80), "2 more lines\033[K");
+    EXPECT_EQ(cutPage("a\nb\n", 0, 80), "2 more lines\033[K");
 }
 
 TEST(Screen, IsNotLeftByTheLineThatTellsOfMore)
 {
-    EXPECT_EQ(pageOf("a\nb\nc\n", 2, 6), "a\033[K\n2 more\033[K");
-    EXPECT_EQ(pageOf("a\nb\nc\n", 2, 1), "a\033[K\n2\033[K");
+    EXPECT_EQ(cutPage("a\nb\nc\n", 2, 6), "a\033[K\n2 more\033[K");
+    EXPECT_EQ(cutPage("a\nb\nc\n", 2, 1), "a\033[K\n2\033[K");
 }
 
 } // namespace

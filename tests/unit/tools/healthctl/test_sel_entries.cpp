@@ -53,37 +53,37 @@ class SelEntries : public testing::Test
 TEST_F(SelEntries, CallTheSensorByTheBestNameThereIs)
 {
     ReadEvent event = fanEvent();
-    EXPECT_EQ(sensorOf(event), "Fan.Sensor.0x07");
+    EXPECT_EQ(describeSensor(event), "Fan.Sensor.0x07");
     event.entry = entryOf(event.entry.record(), {.name = "", .path = "/fan"});
-    EXPECT_EQ(sensorOf(event), "/fan");
+    EXPECT_EQ(describeSensor(event), "/fan");
     event.entry =
         entryOf(event.entry.record(), {.name = "Fan 7", .path = "/fan"});
-    EXPECT_EQ(sensorOf(event), "Fan 7");
-    EXPECT_EQ(sensorOf(eventOf(1, 1, 0x04)), "type 0x04, number 0x07");
-    EXPECT_EQ(sensorOf(makersRecord()), "");
+    EXPECT_EQ(describeSensor(event), "Fan 7");
+    EXPECT_EQ(describeSensor(eventOf(1, 1, 0x04)), "type 0x04, number 0x07");
+    EXPECT_EQ(describeSensor(makersRecord()), "");
 }
 
 TEST_F(SelEntries, TellOfEachEventInWords)
 {
     const ReadEvent event = fanEvent();
-    EXPECT_EQ(timeOf(event), "clock not set, 5 s");
-    EXPECT_EQ(textOf(event), "The fan is slow.");
-    EXPECT_EQ(directionOf(event), "asserted");
-    EXPECT_EQ(severityOf(event), "warning");
+    EXPECT_EQ(describeTime(event), "clock not set, 5 s");
+    EXPECT_EQ(describeText(event), "The fan is slow.");
+    EXPECT_EQ(describeDirection(event), "asserted");
+    EXPECT_EQ(describeSeverity(event), "warning");
 }
 
 TEST_F(SelEntries, ShowTheBytesOfWhatHasNoWords)
 {
     const ReadEvent event = makersRecord();
-    EXPECT_EQ(timeOf(event), "");
-    EXPECT_EQ(directionOf(event), "");
-    EXPECT_EQ(severityOf(event), "");
-    EXPECT_EQ(textOf(event), digitsOf(event.entry.record()));
+    EXPECT_EQ(describeTime(event), "");
+    EXPECT_EQ(describeDirection(event), "");
+    EXPECT_EQ(describeSeverity(event), "");
+    EXPECT_EQ(describeText(event), formatDigits(event.entry.record()));
 }
 
 TEST_F(SelEntries, ShowEveryFieldOfAnEvent)
 {
-    const auto fields = allFieldsOf(fanEvent());
+    const auto fields = listFields(fanEvent());
     EXPECT_THAT(fields, Contains(Pair("Identifier", "17")));
     EXPECT_THAT(fields, Contains(Pair("Record type", "0x02")));
     EXPECT_THAT(fields, Contains(Pair("Generator", "0x20 0x00")));
@@ -102,7 +102,7 @@ TEST_F(SelEntries, ShowEveryFieldOfAnEvent)
 
 TEST_F(SelEntries, ShowOfAMakersRecordWhatItHas)
 {
-    const auto fields = allFieldsOf(makersRecord());
+    const auto fields = listFields(makersRecord());
     EXPECT_THAT(fields, Contains(Pair("Time", "none")));
     EXPECT_THAT(fields, Contains(Pair("Event", "not described")));
     EXPECT_THAT(fields, Not(Contains(Key("Sensor type"))));
@@ -111,7 +111,7 @@ TEST_F(SelEntries, ShowOfAMakersRecordWhatItHas)
 
 TEST_F(SelEntries, GiveProgramsNumbersAsNumbers)
 {
-    const nlohmann::json json = jsonOf(fanEvent());
+    const nlohmann::json json = toJson(fanEvent());
     EXPECT_EQ(json["id"], 17);
     EXPECT_EQ(json["timestamp"], 5);
     EXPECT_EQ(json["event"]["generator"], 0x20);
@@ -126,17 +126,17 @@ TEST_F(SelEntries, ShowTimesBeforeTheClockWasSetAsSuch)
 {
     constexpr uint32_t last = 536870912;
     const ReadEvent before = eventOf(1, last, 0x04);
-    EXPECT_EQ(timeOf(before), "clock not set, 536870912 s");
-    EXPECT_EQ(jsonOf(before)["timestamp"], last);
-    EXPECT_TRUE(jsonOf(before)["time"].is_null());
+    EXPECT_EQ(describeTime(before), "clock not set, 536870912 s");
+    EXPECT_EQ(toJson(before)["timestamp"], last);
+    EXPECT_TRUE(toJson(before)["time"].is_null());
     const ReadEvent after = eventOf(1, last + 1, 0x04);
-    EXPECT_EQ(jsonOf(after)["time"], "1987-01-05T18:48:33Z");
-    EXPECT_EQ(timeOf(after), momentText(last + 1));
+    EXPECT_EQ(toJson(after)["time"], "1987-01-05T18:48:33Z");
+    EXPECT_EQ(describeTime(after), momentText(last + 1));
 }
 
 TEST_F(SelEntries, GiveProgramsNullForWhatIsNotThere)
 {
-    const nlohmann::json json = jsonOf(makersRecord());
+    const nlohmann::json json = toJson(makersRecord());
     EXPECT_TRUE(json["timestamp"].is_null());
     EXPECT_TRUE(json["event"].is_null());
     EXPECT_TRUE(json["description"].is_null());

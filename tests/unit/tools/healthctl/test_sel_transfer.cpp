@@ -83,7 +83,7 @@ TEST_F(SelTransfer, WritesInThePlaceOfWhatWasThere)
 TEST_F(SelTransfer, LeavesWhatWasThereWhenItCannotBeWritten)
 {
     test::expectOnSmallFilesystem(folder.path(), "size=64k", [this] {
-        const std::string before = contentOf(records);
+        const std::string before = formatRecords(records);
         const std::string file = folder.write("log", before);
         folder.write("filler", std::string(1 << 20, 'x'));
         try
@@ -105,13 +105,13 @@ TEST_F(SelTransfer, LeavesWhatWasThereWhenItCannotBeWritten)
 TEST_F(SelTransfer, WritesToTheOutputForADash)
 {
     writeRecords(records, "-", out);
-    EXPECT_EQ(out.str(), contentOf(records));
+    EXPECT_EQ(out.str(), formatRecords(records));
 }
 
 TEST_F(SelTransfer, SaysWhereAFileIsCut)
 {
     EXPECT_THAT(
-        complaintAbout(folder.write("log", contentOf(records) + "more")),
+        complaintAbout(folder.write("log", formatRecords(records) + "more")),
         AllOf(HasSubstr("log: nothing was imported"),
               HasSubstr("offset 32 is cut: it has 4 bytes")));
 }

@@ -107,7 +107,7 @@ TEST(TableTest, IsNeverWiderThanTheTerminal)
             std::istringstream lines(printed(table, width, style));
             for (std::string line; std::getline(lines, line);)
             {
-                EXPECT_LE(columnsOf(line), width) << line;
+                EXPECT_LE(countColumns(line), width) << line;
                 EXPECT_FALSE(line.empty()) << width;
             }
         }

@@ -13,10 +13,10 @@ using testing::ElementsAre;
 
 TEST(ColumnsOf, CountsSignsAndNotBytes)
 {
-    EXPECT_EQ(columnsOf("abc"), 3U);
-    EXPECT_EQ(columnsOf("äöü"), 3U);
-    EXPECT_EQ(columnsOf("風扇"), 4U);
-    EXPECT_EQ(columnsOf(""), 0U);
+    EXPECT_EQ(countColumns("abc"), 3U);
+    EXPECT_EQ(countColumns("äöü"), 3U);
+    EXPECT_EQ(countColumns("風扇"), 4U);
+    EXPECT_EQ(countColumns(""), 0U);
 }
 
 TEST(Shortened, LeavesWhatFits)
@@ -35,8 +35,8 @@ TEST(Shortened, NeverTakesMoreThanItMay)
     const std::string text = "風扇風扇 with a long name 風扇風扇";
     for (std::size_t columns = 0; columns < 40; ++columns)
     {
-        EXPECT_LE(columnsOf(shortened(text, columns, "…")), columns);
-        EXPECT_LE(columnsOf(shortened(text, columns, "...")), columns);
+        EXPECT_LE(countColumns(shortened(text, columns, "…")), columns);
+        EXPECT_LE(countColumns(shortened(text, columns, "...")), columns);
     }
 }
 
@@ -68,7 +68,7 @@ TEST(Wrapped, NeverTakesMoreThanItMay)
         for (const std::string& line :
              wrapped("風扇風扇 with a long name 風扇風扇", columns))
         {
-            EXPECT_LE(columnsOf(line), columns) << line;
+            EXPECT_LE(countColumns(line), columns) << line;
         }
     }
     EXPECT_THAT(wrapped("a風b", 1), ElementsAre("a", "?", "b"));

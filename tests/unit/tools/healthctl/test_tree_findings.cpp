@@ -40,16 +40,16 @@ TEST(TreeFindings, MissTheRootAboveItsChildren)
 
 TEST(TreeFindings, FindNothingWrongWithHoldersThatAnswer)
 {
-    EXPECT_EQ(findingOf(HolderStates{}).grade, Grade::ok);
-    EXPECT_EQ(findingOf(HolderStates{}).check, "tree.holders");
-    EXPECT_THAT(findingOf(HolderStates{.silent = {}, .complete = false}).text,
+    EXPECT_EQ(makeFinding(HolderStates{}).grade, Grade::ok);
+    EXPECT_EQ(makeFinding(HolderStates{}).check, "tree.holders");
+    EXPECT_THAT(makeFinding(HolderStates{.silent = {}, .complete = false}).text,
                 HasSubstr("too many to ask all"));
 }
 
 TEST(TreeFindings, NameTheHoldersThatDoNotAnswer)
 {
     const Finding finding =
-        findingOf(HolderStates{.silent = {{"fan[1]", 1}, {"psu[2]", 3}}});
+        makeFinding(HolderStates{.silent = {{"fan[1]", 1}, {"psu[2]", 3}}});
     EXPECT_EQ(finding.grade, Grade::problem);
     EXPECT_EQ(finding.text, "2 processes do not answer, and the health of "
                             "their nodes may be an old one: fan[1] with 1 "
@@ -60,11 +60,11 @@ TEST(TreeFindings, NameTheHoldersThatDoNotAnswer)
 TEST(TreeFindings, NameSilentProcessesOfWhichTheNodesAreNotKnown)
 {
     const Finding finding =
-        findingOf(HolderStates{.silent = {{"fan[1]", 0}}, .known = false});
+        makeFinding(HolderStates{.silent = {{"fan[1]", 0}}, .known = false});
     EXPECT_EQ(finding.grade, Grade::warning);
     EXPECT_EQ(finding.text, "1 process does not answer, and whether it has "
                             "nodes is not known: fan[1]");
-    EXPECT_EQ(findingOf(HolderStates{.silent = {}, .known = false}).grade,
+    EXPECT_EQ(makeFinding(HolderStates{.silent = {}, .known = false}).grade,
               Grade::ok);
 }
 

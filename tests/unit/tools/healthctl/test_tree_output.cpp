@@ -78,13 +78,13 @@ TEST_F(TreeOutput, StopsAtADepth)
 
 TEST_F(TreeOutput, HasTheSameInJson)
 {
-    const auto json = jsonOf(trees.front(), {.depth = 2, .faults = true});
+    const auto json = toJson(trees.front(), {.depth = 2, .faults = true});
     EXPECT_EQ(json["health"], "warning");
     EXPECT_EQ(json["children"][0]["holder"], "daemon[2]");
     EXPECT_EQ(json["children"][0]["faults"].size(), 2U);
     EXPECT_EQ(json["children"][1]["health"], nullptr);
     EXPECT_EQ(json["children"][1]["children"][0]["parentMissing"], true);
-    const auto cut = jsonOf(trees.front(), {.depth = 0, .faults = false});
+    const auto cut = toJson(trees.front(), {.depth = 0, .faults = false});
     EXPECT_TRUE(cut["children"].empty());
     EXPECT_FALSE(cut.contains("faults"));
 }

@@ -24,7 +24,7 @@ const std::string root = "/com/vexa/olvar/health";
 constexpr const char* service = "com.vexa.olvar.healthmgr";
 constexpr const char* nodeInterface = "com.vexa.olvar.healthmgr.HealthStatus";
 
-class HealthManager : public testing::Test
+class Healthmgr : public testing::Test
 {
   protected:
     /** A manager that is ready. */
@@ -83,13 +83,13 @@ class HealthManager : public testing::Test
     BusClient client;
 };
 
-TEST_F(HealthManager, OwnsItsNameAndTheRoot)
+TEST_F(Healthmgr, OwnsItsNameAndTheRoot)
 {
     const Process running = manager();
     EXPECT_EQ(client.health(service, root), 0u);
 }
 
-TEST_F(HealthManager, MakesANodeWithItsAncestorsFirst)
+TEST_F(Healthmgr, MakesANodeWithItsAncestorsFirst)
 {
     const Process running = manager();
     request(root + "/a/b/c");
@@ -105,7 +105,7 @@ TEST_F(HealthManager, MakesANodeWithItsAncestorsFirst)
               expected);
 }
 
-TEST_F(HealthManager, MakesANodeOnce)
+TEST_F(Healthmgr, MakesANodeOnce)
 {
     const Process running = manager();
     request(root + "/a");
@@ -115,7 +115,7 @@ TEST_F(HealthManager, MakesANodeOnce)
         << "the root is the object manager's own path";
 }
 
-TEST_F(HealthManager, RefusesWhatIsNoKey)
+TEST_F(Healthmgr, RefusesWhatIsNoKey)
 {
     Process running = manager();
     constexpr const char* invalid = "org.freedesktop.DBus.Error.InvalidArgs";
@@ -137,7 +137,7 @@ TEST_F(HealthManager, RefusesWhatIsNoKey)
     EXPECT_EQ(running.wait(), 0);
 }
 
-TEST_F(HealthManager, RefusesMalformedRequests)
+TEST_F(Healthmgr, RefusesMalformedRequests)
 {
     const Process running = manager();
     const auto fails = [this](const char* types, auto... args) {
@@ -159,7 +159,7 @@ TEST_F(HealthManager, RefusesMalformedRequests)
     EXPECT_TRUE(nodeIsThere(root));
 }
 
-TEST_F(HealthManager, RefusesANodeThatTheBusHasNoRoomFor)
+TEST_F(Healthmgr, RefusesANodeThatTheBusHasNoRoomFor)
 {
     const Process running = manager();
     const auto key = [](int number) {
@@ -181,7 +181,7 @@ TEST_F(HealthManager, RefusesANodeThatTheBusHasNoRoomFor)
                 HasSubstr("unable to make the node " + key(made) + "/below"));
 }
 
-TEST_F(HealthManager, LivesOnAfterMalformedSignals)
+TEST_F(Healthmgr, LivesOnAfterMalformedSignals)
 {
     const Process running = manager();
     const auto send = [this](const char* types, auto... args) {
@@ -199,7 +199,7 @@ TEST_F(HealthManager, LivesOnAfterMalformedSignals)
     EXPECT_EQ(std::ranges::count(log, '\n'), 1) << log;
 }
 
-TEST_F(HealthManager, AnswersNobodyOfTheEndOfWhatIsNoNode)
+TEST_F(Healthmgr, AnswersNobodyOfTheEndOfWhatIsNoNode)
 {
     const Process running = manager();
     client.catchUp();
@@ -213,7 +213,7 @@ TEST_F(HealthManager, AnswersNobodyOfTheEndOfWhatIsNoNode)
     EXPECT_EQ(client.updates, expected);
 }
 
-TEST_F(HealthManager, KeepsMadeUpChildrenFromItsNodes)
+TEST_F(Healthmgr, KeepsMadeUpChildrenFromItsNodes)
 {
     const Process running = manager();
     request(root + "/a/b");
@@ -234,7 +234,7 @@ TEST_F(HealthManager, KeepsMadeUpChildrenFromItsNodes)
         0);
 }
 
-TEST_F(HealthManager, RidsParentsInOtherProcessesOfMadeUpChildren)
+TEST_F(Healthmgr, RidsParentsInOtherProcessesOfMadeUpChildren)
 {
     const Process running = manager();
     Component parent(root + "/a", 2);
@@ -254,7 +254,7 @@ TEST_F(HealthManager, RidsParentsInOtherProcessesOfMadeUpChildren)
     }
 }
 
-TEST_F(HealthManager, ForgetsWhatASenderMadeUpOfMoreNodesThanFit)
+TEST_F(Healthmgr, ForgetsWhatASenderMadeUpOfMoreNodesThanFit)
 {
     const Process running = manager();
     Component parent(root + "/a", 2);
@@ -278,7 +278,7 @@ TEST_F(HealthManager, ForgetsWhatASenderMadeUpOfMoreNodesThanFit)
     client.waitForHealth(root, 2);
 }
 
-TEST_F(HealthManager, HoldsLittleOfLargeKeys)
+TEST_F(Healthmgr, HoldsLittleOfLargeKeys)
 {
     if (isAddressSanitized)
     {
@@ -306,7 +306,7 @@ TEST_F(HealthManager, HoldsLittleOfLargeKeys)
     client.waitForHealth(root, 2);
 }
 
-TEST_F(HealthManager, KeepsANodeThatSomebodyOnlyPretendsToHold)
+TEST_F(Healthmgr, KeepsANodeThatSomebodyOnlyPretendsToHold)
 {
     const Process running = manager();
     request(root + "/a");
@@ -316,7 +316,7 @@ TEST_F(HealthManager, KeepsANodeThatSomebodyOnlyPretendsToHold)
     EXPECT_EQ(client.health(service, root), 0U) << "there is no such record";
 }
 
-TEST_F(HealthManager, EndsWhenTheNameIsTaken)
+TEST_F(Healthmgr, EndsWhenTheNameIsTaken)
 {
     const Process running = manager();
     Process second({HEALTHMGR});
@@ -326,7 +326,7 @@ TEST_F(HealthManager, EndsWhenTheNameIsTaken)
     EXPECT_TRUE(nodeIsThere(root));
 }
 
-TEST_F(HealthManager, EndsWithoutABus)
+TEST_F(Healthmgr, EndsWithoutABus)
 {
     bus.kill();
     Process alone({HEALTHMGR});
@@ -335,7 +335,7 @@ TEST_F(HealthManager, EndsWithoutABus)
                 HasSubstr("healthmgr: unable to connect to the bus"));
 }
 
-TEST_F(HealthManager, EndsWhenItLosesTheBus)
+TEST_F(Healthmgr, EndsWhenItLosesTheBus)
 {
     Process running = manager();
     bus.kill();
@@ -344,7 +344,7 @@ TEST_F(HealthManager, EndsWhenItLosesTheBus)
                 HasSubstr("the connection to the bus is lost"));
 }
 
-TEST_F(HealthManager, EndsCleanlyOnASignal)
+TEST_F(Healthmgr, EndsCleanlyOnASignal)
 {
     for (const int signal : {SIGTERM, SIGINT})
     {
@@ -354,7 +354,7 @@ TEST_F(HealthManager, EndsCleanlyOnASignal)
     }
 }
 
-TEST_F(HealthManager, IsStartedByTheRequestForAParent)
+TEST_F(Healthmgr, IsStartedByTheRequestForAParent)
 {
     bus.activate(service, HEALTHMGR);
     Component daemon(root + "/a/b", 2);
@@ -364,7 +364,7 @@ TEST_F(HealthManager, IsStartedByTheRequestForAParent)
     bus.kill();
 }
 
-TEST_F(HealthManager, TellsItsVersionAndItsPurpose)
+TEST_F(Healthmgr, TellsItsVersionAndItsPurpose)
 {
     EXPECT_THAT(outputOf({HEALTHMGR, "--version"}),
                 testing::MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+\n"));
