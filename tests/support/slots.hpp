@@ -47,8 +47,8 @@ struct PropertySlots
 
 template <typename Object, typename T>
 PropertySlots getSlots(T (Object::*getter)() const,
-                      T (Object::*fullSetter)(T, bool),
-                      T (Object::*plainSetter)(T))
+                       T (Object::*fullSetter)(T, bool),
+                       T (Object::*plainSetter)(T))
 {
     return {slotOf(getter), slotOf(fullSetter), slotOf(plainSetter)};
 }

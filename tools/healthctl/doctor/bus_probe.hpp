@@ -6,6 +6,7 @@
  *  is started. */
 
 #include "bus_findings.hpp"
+#include "match_findings.hpp"
 
 #include <platform/bus_handles.hpp>
 

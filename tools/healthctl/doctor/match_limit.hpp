@@ -3,7 +3,7 @@
 
 /** @file How many match rules the bus allows a connection. */
 
-#include "bus_findings.hpp"
+#include "match_findings.hpp"
 
 #include <cstdint>
 #include <optional>

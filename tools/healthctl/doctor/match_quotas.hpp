@@ -3,7 +3,7 @@
 
 /** @file What dbus-broker tells of the match rules of each user. */
 
-#include "bus_findings.hpp"
+#include "match_findings.hpp"
 
 #include <systemd/sd-bus.h>
 

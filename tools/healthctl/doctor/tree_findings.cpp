@@ -141,6 +141,7 @@ Finding sharedKeys(const std::vector<SharedKey>& keys, std::size_t count)
                        (count == 1 ? " key is" : " keys are") + " held by " +
                        (twoEach ? "two" : "several") + " processes: ";
     std::vector<std::string> named;
+    named.reserve(keys.size());
     for (const SharedKey& key : keys)
     {
         named.push_back(inWords(key));

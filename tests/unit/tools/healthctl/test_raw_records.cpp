@@ -66,8 +66,8 @@ TEST(RawRecords, AreReadHoweverTheirDigitsAreGrouped)
     EXPECT_EQ(parseRecord({"34120201020304200004040781571122"}), fanRecord);
     EXPECT_EQ(parseRecord({"3412 02 01020304", "2000:04-04,07 81", "571122"}),
               fanRecord);
-    EXPECT_EQ(parseRecord({"0x34", "0X12", "2", "1", "2", "3", "4", "20", "0", "4",
-                        "4", "7", "81", "57", "11", "22"}),
+    EXPECT_EQ(parseRecord({"0x34", "0X12", "2", "1", "2", "3", "4", "20", "0",
+                           "4", "4", "7", "81", "57", "11", "22"}),
               fanRecord);
 }
 
