@@ -11,7 +11,7 @@ namespace
 
 /** The number of equal comparisons after which a node's recorded health is
  *  sent. */
-constexpr std::size_t telling = 2;
+constexpr std::size_t reportingAfter = 2;
 
 } // namespace
 
@@ -29,8 +29,8 @@ ReportComparison::compare(const ReportedHealth::Healths& reports,
                             before->second.reported == reported &&
                             before->second.recorded == recorded;
         const std::size_t times =
-            isSame ? std::min(before->second.times + 1, telling + 1) : 1;
-        if (times == telling)
+            isSame ? std::min(before->second.times + 1, reportingAfter + 1) : 1;
+        if (times == reportingAfter)
         {
             untrue.push_back(key);
         }
@@ -47,7 +47,7 @@ void ReportComparison::noteUpdate(const std::string& key)
 {
     const auto found = differing.find(key);
     // Not before the correction: there may be updates all the time.
-    if (found != differing.end() && found->second.times >= telling)
+    if (found != differing.end() && found->second.times >= reportingAfter)
     {
         differing.erase(found);
     }
