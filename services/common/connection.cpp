@@ -75,9 +75,13 @@ void Connection::requestName(const char* wanted)
 
 void Connection::releaseName(const char* owned) noexcept
 {
-    const SignalBlocker blocker;
-    // Fails only without a connection, and then the bus has taken the name.
-    static_cast<void>(sd_bus_release_name(raw.get(), owned));
+    const auto ignore = [](sd_bus_message*, void*, sd_bus_error*) {
+        return 0;
+    };
+    // A bus that hangs would keep the caller waiting for its reply. The call
+    // fails only without a connection, and then the bus has taken the name.
+    static_cast<void>(
+        sd_bus_release_name_async(raw.get(), nullptr, owned, ignore, nullptr));
 }
 
 void Connection::call(const char* peer, const char* path, const char* interface,

@@ -55,7 +55,7 @@ class Connection
      *  @throws std::system_error with EEXIST when another process owns it */
     void requestName(const char* wanted);
 
-    /** Gives up a name that requestName() got. */
+    /** Gives up a name that requestName() got, without waiting for the bus. */
     void releaseName(const char* owned) noexcept;
 
     /** Calls @p onReply once the process behind a name has handled the messages

@@ -13,6 +13,7 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -139,6 +140,30 @@ TEST_F(ServiceConnection, OwnsANameUntilItEnds)
     client.waitUntil("release of the name", [&] {
         return client.ownerOf(name).empty();
     });
+}
+
+TEST_F(ServiceConnection, GivesANameUp)
+{
+    BusClient client;
+    connection->requestName(name);
+    connection->releaseName(name);
+    waitForBus();
+    EXPECT_EQ(client.ownerOf(name), "");
+    connection->requestName(name);
+    EXPECT_EQ(client.ownerOf(name), connection->uniqueName());
+}
+
+TEST_F(ServiceConnection, GivesNamesUpWithoutWaitingForTheBus)
+{
+    connection->requestName(name);
+    bus.freeze();
+    const auto begin = std::chrono::steady_clock::now();
+    // So many that the time that calls may take would add up to more.
+    for (int i = 0; i < 5; ++i)
+    {
+        connection->releaseName(name);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, test::patience);
 }
 
 TEST_F(ServiceConnection, ThrowsForANameThatAnotherOwns)
