@@ -40,6 +40,8 @@ void BusLink::open()
     if (result >= 0)
     {
         bus.reset(raw);
+        // The end of the loop would wait until a bus that hangs has greeted.
+        sd_bus_set_close_on_exit(raw, 0);
         result = sd_bus_attach_event(raw, loop.get(), SD_EVENT_PRIORITY_NORMAL);
     }
     if (result < 0)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bus_link.hpp"
+#include "listener.hpp"
 #include "private_bus.hpp"
 
 #include <gtest/gtest.h>
@@ -59,6 +60,14 @@ class BusLinkTest : public testing::Test
         return address.substr(begin, address.find(',') - begin);
     }
 
+    /** Makes this process's default bus the one at a socket. */
+    static void useBusAt(const std::filesystem::path& socket)
+    {
+        const std::string address = "unix:path=" + socket.string();
+        setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
+        setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+    }
+
     services::EventLoop loop;
     int opened = 0;
 };
@@ -74,8 +83,7 @@ TEST_F(BusLinkTest, ConnectsInItsLoop)
 
 TEST_F(BusLinkTest, HasNoConnectionWithoutABus)
 {
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere", 1);
-    setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
+    useBusAt("/nowhere");
     BusLink link(loop, count());
     sd_event_run(loop.get(), 0);
     EXPECT_EQ(link.get(), nullptr);
@@ -87,9 +95,7 @@ TEST_F(BusLinkTest, ConnectsAnewToABusThatComesBack)
     const auto name = folder.path() / "bus";
     std::optional<PrivateBus> bus(std::in_place);
     std::filesystem::create_symlink(socketOfTheBus(), name);
-    const std::string address = "unix:path=" + name.string();
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
-    setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+    useBusAt(name);
     BusLink link(loop, count());
     waitFor(link, true);
 
@@ -98,14 +104,27 @@ TEST_F(BusLinkTest, ConnectsAnewToABusThatComesBack)
     bus.emplace();
     std::filesystem::remove(name);
     std::filesystem::create_symlink(socketOfTheBus(), name);
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
-    setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+    useBusAt(name);
     // Whoever asks for it next finds it.
     waitUntil("the second connection", [this] {
         return opened == 2;
     });
     waitFor(link, true);
     EXPECT_EQ(opened, 2);
+}
+
+TEST_F(BusLinkTest, LetsItsLoopEndWhileTheBusDoesNotGreetIt)
+{
+    const test::TemporaryFolder folder;
+    const auto name = folder.path() / "bus";
+    const Listener silent(name);
+    useBusAt(name);
+    const BusLink link(loop, count());
+
+    loop.exit(0);
+    const auto begin = Clock::now();
+    EXPECT_EQ(loop.run(), 0);
+    EXPECT_LT(Clock::now() - begin, test::patience);
 }
 
 } // namespace
