@@ -5,6 +5,7 @@
 
 #include <platform/signal_blocker.hpp>
 
+#include <cerrno>
 #include <cstdlib>
 #include <exception>
 #include <system_error>
@@ -70,7 +71,13 @@ Connection::~Connection()
 void Connection::requestName(const char* wanted)
 {
     const SignalBlocker blocker;
-    check(sd_bus_request_name(raw.get(), wanted, 0), wanted);
+    const int result = sd_bus_request_name(raw.get(), wanted, 0);
+    if (result == -ETIMEDOUT)
+    {
+        // The bus may still grant it, and would refuse the next request then.
+        releaseName(wanted);
+    }
+    check(result, wanted);
 }
 
 void Connection::releaseName(const char* owned) noexcept

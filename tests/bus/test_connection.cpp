@@ -166,6 +166,18 @@ TEST_F(ServiceConnection, GivesNamesUpWithoutWaitingForTheBus)
     EXPECT_LT(std::chrono::steady_clock::now() - begin, test::patience);
 }
 
+TEST_F(ServiceConnection, GetsANameThatAHangingBusDidNotGrantInTime)
+{
+    bus.freeze();
+    EXPECT_THROW(connection->requestName(name), std::system_error);
+    bus.thaw();
+    waitForBus();
+    BusClient client;
+    EXPECT_EQ(client.ownerOf(name), "");
+    connection->requestName(name);
+    EXPECT_EQ(client.ownerOf(name), connection->uniqueName());
+}
+
 TEST_F(ServiceConnection, ThrowsForANameThatAnotherOwns)
 {
     const BusClient client;

@@ -78,6 +78,17 @@ TEST_F(PrivateBusTest, AnswersNothingWhileItIsFrozen)
               -ETIMEDOUT);
 }
 
+TEST_F(PrivateBusTest, AnswersOnceItIsThawed)
+{
+    BusClient client;
+    bus.freeze();
+    bus.thaw();
+    EXPECT_GE(sd_bus_call_method(
+                  client.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                  "org.freedesktop.DBus", "GetId", nullptr, nullptr, nullptr),
+              0);
+}
+
 class BusKindTest : public testing::Test
 {
   protected:

@@ -137,4 +137,9 @@ void PrivateBus::freeze() const
     ::kill(passing, SIGSTOP);
 }
 
+void PrivateBus::thaw() const
+{
+    ::kill(passing, SIGCONT);
+}
+
 } // namespace healthintf::test

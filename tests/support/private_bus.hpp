@@ -66,6 +66,9 @@ class PrivateBus
     /** Lets the bus do nothing any more, as if it had got stuck. */
     void freeze() const;
 
+    /** Lets it go on after freeze(). */
+    void thaw() const;
+
   private:
     static Process start(const TemporaryFolder& folder,
                          const std::string& rules);
