@@ -4,6 +4,7 @@
 #include "../common/empty_arguments.hpp"
 #include "../common/event_loop.hpp"
 #include "../common/service_log.hpp"
+#include "../common/standard_streams.hpp"
 #include "../common/supervision.hpp"
 #include "collector.hpp"
 #include "endpoint.hpp"
@@ -101,6 +102,7 @@ int run(int argc, const char* const* argv)
 
 int main(int argc, char** argv)
 {
+    services::fillStandardStreams();
     try
     {
         return run(argc, argv);

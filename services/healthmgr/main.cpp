@@ -7,6 +7,7 @@
 #include "../common/event_loop.hpp"
 #include "../common/self_call.hpp"
 #include "../common/service_log.hpp"
+#include "../common/standard_streams.hpp"
 #include "../common/supervision.hpp"
 #include "attribute_requests.hpp"
 #include "data_cache/withdrawal.hpp"
@@ -53,6 +54,7 @@ int serve()
 
 int main(int argc, char** argv)
 {
+    services::fillStandardStreams();
     // A write over the limit of file sizes fails then, as on a full filesystem.
     std::signal(SIGXFSZ, SIG_IGN);
     try

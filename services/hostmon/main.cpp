@@ -3,6 +3,7 @@
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
+#include "../common/standard_streams.hpp"
 #include "../common/supervision.hpp"
 #include "claim.hpp"
 #include "config.hpp"
@@ -107,6 +108,7 @@ int run(const Options& options)
 
 int main(int argc, char** argv)
 {
+    services::fillStandardStreams();
     try
     {
         CLI::App app("Watches this machine and reports faults on it.",

@@ -6,6 +6,7 @@
 #include "../common/growing_pause.hpp"
 #include "../common/retry.hpp"
 #include "../common/self_call.hpp"
+#include "../common/standard_streams.hpp"
 #include "../common/supervision.hpp"
 #include "config.hpp"
 #include "directories.hpp"
@@ -84,6 +85,7 @@ int serve(const logmgr::Config& config)
 
 int main(int argc, char** argv)
 {
+    services::fillStandardStreams();
     // A write over the limit of file sizes fails then, as on a full filesystem.
     std::signal(SIGXFSZ, SIG_IGN);
     try

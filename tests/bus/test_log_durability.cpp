@@ -188,6 +188,24 @@ TEST_F(LogDurability, MakesTheMirrorAnewThatWasRemovedWithoutAnotherChange)
     EXPECT_THAT(recordedEvents(), ElementsAre(1));
 }
 
+TEST_F(LogDurability, LosesNothingWhenItIsStartedWithoutStandardStreams)
+{
+    Process running(
+        {"sh", "-c", "exec " + std::string(LOGMGR) + " <&- >&- 2>&-"});
+    client.waitUntilReady();
+    client.add(recordOf(1));
+    // It logs a line about that.
+    fs::remove_all(bus.folder().path() / "run");
+    waitFor([] {
+        return !recordedEvents().empty();
+    });
+    running.kill();
+    client.waitUntilGone();
+    const Process again = client.start();
+    EXPECT_THAT(recordedEvents(), ElementsAre(1));
+    EXPECT_FALSE(fs::exists(file().string() + ".damaged"));
+}
+
 TEST_F(LogDurability, WritesTheLogAnewThatWasRemovedWithoutAnotherChange)
 {
     Process running = client.start();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /** @file healthctl: the operator's command line. */
 
+#include "../../services/common/standard_streams.hpp"
 #include "command_line.hpp"
 #include "commands/count.hpp"
 #include "commands/doctor.hpp"
@@ -13,39 +14,15 @@
 #include "commands/tree.hpp"
 #include "commands/watch.hpp"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <exception>
 #include <iostream>
 
 #include <printable.hpp>
 
-namespace
-{
-
-/** Opens the standard streams that are closed: the connection to the bus would
- *  take their place, and our output with it. Writing there fails, as it should.
- */
-void fillStandardStreams()
-{
-    int file = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    while (file >= 0 && file <= STDERR_FILENO)
-    {
-        file = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    }
-    if (file >= 0)
-    {
-        close(file);
-    }
-}
-
-} // namespace
-
 int main(int argc, char** argv)
 {
     using namespace healthintf::healthctl;
-    fillStandardStreams();
+    healthintf::services::fillStandardStreams();
     try
     {
         CommandLine commands(std::cout, std::cerr);
