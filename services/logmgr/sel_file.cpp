@@ -214,6 +214,14 @@ bool isLogFileInPlace(MDB_env* environment, const fs::path& folder)
     return host::namedFile(getFile(environment), folder / dataFile).has_value();
 }
 
+void removeUnfinishedFile(const fs::path& folder)
+{
+    if (fs::exists(folder / dataFile))
+    {
+        fs::remove(madeFile(folder));
+    }
+}
+
 void rewriteLogFile(MDB_env* environment, const fs::path& folder)
 {
     const fs::path file = folder / dataFile;
@@ -230,9 +238,12 @@ void rewriteLogFile(MDB_env* environment, const fs::path& folder)
         }
         if (fs::exists(file))
         {
-            setLogAside(folder);
+            host::replaceSettingAside(file, made);
         }
-        fs::rename(made, file);
+        else
+        {
+            fs::rename(made, file);
+        }
     }
     catch (...)
     {
@@ -252,8 +263,7 @@ fs::path rescueLogFile(MDB_env* environment, MDB_dbi table,
     try
     {
         copyTable(environment, table, made, mapSize);
-        aside = setLogAside(folder);
-        fs::rename(made, folder / dataFile);
+        aside = host::replaceSettingAside(folder / dataFile, made);
     }
     catch (...)
     {

@@ -63,6 +63,10 @@ bool isLogFileInPlace(MDB_env* environment,
  *  @throws std::exception when that is not possible */
 void rewriteLogFile(MDB_env* environment, const std::filesystem::path& folder);
 
+/** Removes the file that a process was writing when it was killed, unless that
+ *  was to take the place of a missing one. */
+void removeUnfinishedFile(const std::filesystem::path& folder);
+
 /** Copies the entries of a damaged file, as far as they can be read, to a new
  *  file in its place, and sets the damaged one aside. Afterwards the open file
  * is no longer the folder's, and the caller opens the new one.

@@ -167,6 +167,7 @@ SelStore::SelStore(fs::path path) :
 
 void SelStore::openOrStartAnew()
 {
+    removeUnfinishedFile(folder);
     if (isEmptyLogFile(folder))
     {
         SERVICE_LOG(log::error,

@@ -21,6 +21,17 @@ namespace
     throw std::system_error(errno, std::generic_category(), file.string());
 }
 
+fs::path findNameAside(const fs::path& file)
+{
+    const fs::path first = file.string() + ".damaged";
+    fs::path aside = first;
+    for (int count = 1; count < mostSetAside && fs::exists(aside); ++count)
+    {
+        aside = first.string() + "." + std::to_string(count);
+    }
+    return aside;
+}
+
 } // namespace
 
 fs::path makeFolder(const fs::path& folder)
@@ -65,13 +76,22 @@ void syncFolder(const fs::path& folder)
 
 fs::path setAside(const fs::path& file)
 {
-    const fs::path first = file.string() + ".damaged";
-    fs::path aside = first;
-    for (int count = 1; count < mostSetAside && fs::exists(aside); ++count)
-    {
-        aside = first.string() + "." + std::to_string(count);
-    }
+    const fs::path aside = findNameAside(file);
     fs::rename(file, aside);
+    return aside;
+}
+
+fs::path replaceSettingAside(const fs::path& file, const fs::path& made)
+{
+    const fs::path aside = findNameAside(file);
+    fs::remove(aside);
+    std::error_code unable;
+    fs::create_hard_link(file, aside, unable);
+    if (unable)
+    {
+        fs::rename(file, aside);
+    }
+    fs::rename(made, file);
     return aside;
 }
 

@@ -72,4 +72,14 @@ inline constexpr int mostSetAside = 10;
  *  @return its new path */
 PLATFORM_API std::filesystem::path setAside(const std::filesystem::path& file);
 
+/** Sets a store's damaged file aside, as setAside(), and puts a new one in its
+ *  place. At each moment one of them is in the place, so that a crash loses
+ *  neither; on filesystems without hard links the place is empty for a moment.
+ *
+ *  @param[in] made the new file, in the same folder
+ *  @return the damaged file's new path */
+PLATFORM_API std::filesystem::path
+replaceSettingAside(const std::filesystem::path& file,
+                    const std::filesystem::path& made);
+
 } // namespace healthintf::host

@@ -106,5 +106,36 @@ TEST_F(StoreFiles, AreSetAsideInPlaceOfTheLastWhenThereAreTooMany)
     EXPECT_FALSE(std::filesystem::exists(in("data.damaged.10")));
 }
 
+TEST_F(StoreFiles, AreReplacedByNewOnesAndSetAside)
+{
+    folder.write("data", "damaged");
+    folder.write("new", "whole");
+    EXPECT_EQ(replaceSettingAside(in("data"), in("new")), in("data.damaged"));
+    EXPECT_EQ(test::contentOf(in("data")), "whole");
+    EXPECT_EQ(test::contentOf(in("data.damaged")), "damaged");
+    EXPECT_FALSE(std::filesystem::exists(in("new")));
+}
+
+TEST_F(StoreFiles, StayInTheirPlaceUntilNewOnesAreThere)
+{
+    folder.write("data", "damaged");
+    EXPECT_THROW(replaceSettingAside(in("data"), in("missing")),
+                 std::filesystem::filesystem_error);
+    EXPECT_EQ(test::contentOf(in("data")), "damaged");
+}
+
+TEST_F(StoreFiles, ThatAreReplacedTakeThePlaceOfTheLastWhenThereAreTooMany)
+{
+    for (int count = 0; count < mostSetAside + 1; ++count)
+    {
+        folder.write("data", std::to_string(count));
+        folder.write("new", "whole");
+        replaceSettingAside(in("data"), in("new"));
+    }
+    EXPECT_EQ(test::contentOf(in("data.damaged.8")), "8");
+    EXPECT_EQ(test::contentOf(in("data.damaged.9")), "10");
+    EXPECT_FALSE(std::filesystem::exists(in("data.damaged.10")));
+}
+
 } // namespace
 } // namespace healthintf::host

@@ -120,6 +120,18 @@ TEST_F(LogFile, IsSetAsideUnderAnotherName)
     EXPECT_FALSE(fs::exists(file()));
 }
 
+TEST_F(LogFile, LosesWhatWasWrittenBesideItAndNotFinished)
+{
+    folder.write("data.mdb.new", "unfinished");
+    removeUnfinishedFile(folder.path());
+    EXPECT_TRUE(fs::exists(folder.path() / "data.mdb.new"))
+        << "it may hold what the missing file held";
+    fill();
+    removeUnfinishedFile(folder.path());
+    EXPECT_FALSE(fs::exists(folder.path() / "data.mdb.new"));
+    removeUnfinishedFile(folder.path());
+}
+
 TEST_F(LogFile, HasItsFolderMadeWithAllAbove)
 {
     const fs::path deep = folder.path() / "a" / "b" / "c";
