@@ -3,6 +3,7 @@
 
 #include "storage/files.hpp"
 
+#include <sys/prctl.h>
 #include <sys/wait.h>
 
 #include <fcntl.h>
@@ -87,8 +88,14 @@ void copyTable(MDB_env* environment, MDB_dbi table, const fs::path& made,
     into.commit();
 }
 
-[[noreturn]] void runAsChild(const std::function<void()>& work)
+[[noreturn]] void runAsChild(pid_t parent, const std::function<void()>& work)
 {
+    // It holds the log's lock, too, and must not keep it from the next process.
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent)
+    {
+        _exit(0);
+    }
     // The parent process logs the same lines when it does the same work.
     if (const int nowhere = open("/dev/null", O_WRONLY); nowhere >= 0)
     {
@@ -121,10 +128,11 @@ bool isCrash(int status)
 
 bool crashesProcess(const std::function<void()>& work)
 {
+    const pid_t parent = getpid();
     const pid_t child = fork();
     if (child == 0)
     {
-        runAsChild(work);
+        runAsChild(parent, work);
     }
     int status = 0;
     pid_t ended = child;

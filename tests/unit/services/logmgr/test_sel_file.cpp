@@ -1,14 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "child.hpp"
 #include "logmgr/sel_file.hpp"
+#include "process.hpp"
 #include "storage/files.hpp"
 #include "temporary_folder.hpp"
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <stdexcept>
+#include <string>
 
 namespace healthintf::logmgr
 {
@@ -141,6 +146,20 @@ TEST_F(LogFile, HasItsFolderMadeWithAllAbove)
     folder.write("file", "");
     EXPECT_THROW(makeDurableFolder(folder.path() / "file" / "below"),
                  std::system_error);
+}
+
+TEST(Trial, EndsWithTheProcessThatMadeIt)
+{
+    test::Child parent([](const test::Child::Parent& reporter) {
+        crashesProcess([&reporter] {
+            reporter.tell(std::to_string(getpid()));
+            test::Child::Parent::waitForever();
+        });
+        return 0;
+    });
+    const pid_t trial = std::stoi(parent.hear());
+    parent.kill();
+    EXPECT_TRUE(test::endsInTime(trial));
 }
 
 TEST(Trial, TellsACrashFromEveryOtherEnd)
