@@ -57,7 +57,7 @@ class HEALTHINTF_API FaultAndHealth
      *  @param[in] bus the connection for all objects, signals and matches of
      *             the key; it must outlive the object
      *  @param[in] key the component key, a D-Bus object path below
-     *             /com/vexa/olvar/health
+     *             /com/vexa/olvar/health, at most 1,024 bytes
      *  @param[in] baseHealth the health without any fault, 0 to 4
      *  @param[in] fromHealthMgr true only in healthmgr itself, where a missing
      *             parent is an error

@@ -44,7 +44,8 @@ class HEALTHINTF_API HealthStatus
     /** Creates a node, subscribes it to its children and publishes it.
      *
      *  @param[in] bus the node's connection; it must outlive the node
-     *  @param[in] key the component key, a D-Bus object path
+     *  @param[in] key the component key, a D-Bus object path of at most 1,024
+     *             bytes
      *  @param[in] initialHealth the node's own health, 0 to 4
      *  @return the node, which the caller owns; null on any failure, which is
      *          logged

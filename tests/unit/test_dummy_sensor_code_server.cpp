@@ -270,6 +270,12 @@ TEST_F(DummySensorCodeServer, ThrowsWhenItCannotBeRegistered)
     EXPECT_NO_THROW(Sensor(bus, path)) << "the path is free";
 }
 
+TEST_F(DummySensorCodeServer, ThrowsForAPathThatIsTooLong)
+{
+    const std::string longPath = "/" + std::string(1024, 'a');
+    EXPECT_THROW(Sensor(bus, longPath.c_str()), exception::SdBusError);
+}
+
 TEST_F(DummySensorCodeServer, KeepsItsVirtualFunctionsInTheirSlots)
 {
     EXPECT_EQ(slotOf(&DummySensorCode::triggerFault), 2);

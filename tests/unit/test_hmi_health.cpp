@@ -167,6 +167,22 @@ TEST_F(HealthNode, IsNotMadeForAKeyThatIsNoObjectPath)
     EXPECT_TRUE(platform().healthRecords.empty());
 }
 
+TEST_F(HealthNode, IsNotMadeForAKeyOfThousandsOfLevels)
+{
+    std::string key = root;
+    for (int level = 0; level < 7000; ++level)
+    {
+        key += "/a";
+    }
+    journal().take();
+    EXPECT_EQ(make(key, 2), nullptr);
+    EXPECT_THAT(journal().lines().back(),
+                HasSubstr("EXCEPTION hmi_health.#.Init: "
+                          "sd_bus_add_object_vtable: "
+                          "System.Error.ENAMETOOLONG"));
+    EXPECT_TRUE(platform().healthRecords.empty());
+}
+
 TEST_F(HealthNode, IsNotMadeTwiceOnOneBus)
 {
     const auto first = make(root + "/a", 2);

@@ -4,6 +4,7 @@
 /** @file Common code of the bindings whose properties are on D-Bus and in a
  *  record of the data cache at the same time. */
 
+#include <com/vexa/olvar/object_path.hpp>
 #include <com/vexa/olvar/open_bus.hpp>
 
 #include <sdbusplus/bus.hpp>
@@ -38,11 +39,12 @@ class Mirror
     /** Registers the object on D-Bus; it has no record yet.
      *
      *  @throws sdbusplus::exception::SdBusError when sd-bus refuses, for
-     *          example because the connection is closed
+     *          example because the connection is closed, or when the path has
+     *          more than maxObjectPath bytes
      *  @throws std::logic_error when @p path is null */
     Mirror(sdbusplus::bus_t& bus, const char* path, const char* name,
            const sdbusplus::vtable_t* table, void* context) :
-        interface(requireOpen(bus), path, name, table, context)
+        interface(requireOpen(bus), requireShort(path), name, table, context)
     {}
 
     /** Creates the record, unless the marker is among the properties, and calls

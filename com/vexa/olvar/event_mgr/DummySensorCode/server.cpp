@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <com/vexa/olvar/event_mgr/DummySensorCode/server.hpp>
 #include <com/vexa/olvar/method_callback.hpp>
+#include <com/vexa/olvar/object_path.hpp>
 #include <com/vexa/olvar/open_bus.hpp>
 #include <com/vexa/olvar/property_table.hpp>
 
@@ -49,7 +50,8 @@ constexpr auto dummySensorCodeTable =
 } // namespace
 
 DummySensorCode::DummySensorCode(sdbusplus::bus_t& bus, const char* path) :
-    registration(healthintf::binding::requireOpen(bus), path, interface,
+    registration(healthintf::binding::requireOpen(bus),
+                 healthintf::binding::requireShort(path), interface,
                  dummySensorCodeTable.data(), this)
 {}
 

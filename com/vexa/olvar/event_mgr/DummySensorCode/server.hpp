@@ -35,9 +35,9 @@ class HEALTHINTF_API DummySensorCode
     /** Puts the object on the bus.
      *
      *  @param[in] bus the connection; a reference to it is kept
-     *  @param[in] path the object's path
+     *  @param[in] path the object's path, at most 1,024 bytes
      *  @throws sdbusplus::exception::SdBusError when sd-bus refuses the
-     *          object */
+     *          object, or the path is longer */
     DummySensorCode(sdbusplus::bus_t& bus, const char* path);
 
     DummySensorCode(const DummySensorCode&) = delete;
