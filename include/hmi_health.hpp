@@ -89,6 +89,12 @@ class HEALTHINTF_API HealthStatus
      *          or what one of the callbacks throws */
     int updateHealthStatus(unsigned int status);
 
+    /** Sets the node's own health without publishing anything. It counts from
+     *  the next calculation on.
+     *
+     *  @param[in] status as for updateHealthStatus() */
+    HEALTHINTF_LOCAL void storeOwnHealth(unsigned int status);
+
     /** Computes the node's health again and publishes a change.
      *
      *  @param[in] force whether to publish although nothing changed

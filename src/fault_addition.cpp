@@ -205,6 +205,11 @@ void FaultAndHealth::publishAddition(Addition& addition, uint32_t health)
         addition.publishingHealth = true;
         publishHealth();
     }
+    else
+    {
+        // A child may be as bad as the fault, and get better before it.
+        healthNode->storeOwnHealth(computeHealthStatusFromFaultList());
+    }
 }
 
 void FaultAndHealth::rollBack(const Addition& addition)

@@ -113,15 +113,26 @@ int HealthStatus::updateHealthStatus(unsigned int status)
     {
         HMI_LOG(log::progress, "%s.%d.%s: Status Good, so remove %s\n",
                 key.c_str());
-        childMap.erase(key);
     }
     else
     {
         HMI_LOG(log::progress, "%s.%d.%s: insert_or_assign %s to map\n",
                 key.c_str());
+    }
+    storeOwnHealth(status);
+    return static_cast<int>(recalculateHealth(false));
+}
+
+void HealthStatus::storeOwnHealth(unsigned int status)
+{
+    if (status == 0)
+    {
+        childMap.erase(key);
+    }
+    else
+    {
         childMap.insert_or_assign(key, status);
     }
-    return static_cast<int>(recalculateHealth(false));
 }
 
 unsigned int HealthStatus::worstOfChildMap() const

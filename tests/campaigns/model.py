@@ -43,9 +43,6 @@ class Component:
         return values.count(min(values)) == 1
 
     def add(self, fault):
-        # A fault that is as bad as what the node shows is not worked in: that
-        # may be what a child reports.
-        self.stale = self.stale or fault.health > self.health()
         self.faults.append(fault)
         if len(self.faults) > MOST_FAULTS:
             self.faults.remove(min(self.faults, key=lambda each: each.health))

@@ -166,6 +166,24 @@ TEST_F(FaultAddition, AddsAFaultThatLeavesTheHealthInThisOrder)
         "Fan 1");
 }
 
+TEST_F(FaultAddition, KeepsTheHealthOfAFaultThatIsAsBadAsAChild)
+{
+    const auto object = make();
+    const auto childReports = [this](uint32_t health) {
+        connection.signal((key + "/b").c_str(),
+                          "com.vexa.olvar.healthmgr.HealthStatus",
+                          "HealthStatusUpdate", "ssu", key.c_str(),
+                          (key + "/b").c_str(), health);
+    };
+    childReports(4);
+    EXPECT_EQ(health(), 4u);
+    ASSERT_EQ(add(*object, 1), 0);
+    childReports(0);
+    EXPECT_EQ(health(), 4u) << "the fault is still there";
+    remove(*object);
+    EXPECT_EQ(health(), 2u);
+}
+
 TEST_F(FaultAddition, DropsAnInformationalMessageWithoutATrace)
 {
     platform().messages["FAN0002"] = {3, "Fan is fine."};
