@@ -66,13 +66,18 @@ int withOwnRecords(Work&& work)
     return records == nullptr ? ENOENT : work(*records);
 }
 
-/** Changes a record of this process. */
-template <typename Work>
-int changeRecord(Work&& work)
+/** Changes a record of this process by @p work, or by @p edit one that was
+ *  refused. */
+template <typename Work, typename Edit>
+int changeRecord(RecordKind kind, const std::string& path, Work&& work,
+                 Edit&& edit)
 {
     return useCache([&] {
         tryRefusedAgain();
-        return withOwnRecords(std::forward<Work>(work));
+        const int result = withOwnRecords(std::forward<Work>(work));
+        return result == ENOENT && refusedAny
+                   ? RefusedRecords::ofThisProcess().edit(kind, path, edit)
+                   : result;
     });
 }
 
@@ -99,16 +104,27 @@ int putRecord(RecordKind kind, const std::string& path,
 int editRecord(RecordKind kind, const std::string& path,
                const std::function<int(std::string& payload)>& edit)
 {
-    return changeRecord([&](OwnRecords& records) {
-        return records.edit(kind, path, edit);
-    });
+    return changeRecord(
+        kind, path,
+        [&](OwnRecords& records) {
+            return records.edit(kind, path, edit);
+        },
+        [&](std::string& payload, uint32_t& /*live*/) {
+            return edit(payload);
+        });
 }
 
 int setLiveValue(RecordKind kind, const std::string& path, uint32_t value)
 {
-    return changeRecord([&](OwnRecords& records) {
-        return records.setLive(kind, path, value);
-    });
+    return changeRecord(
+        kind, path,
+        [&](OwnRecords& records) {
+            return records.setLive(kind, path, value);
+        },
+        [value](std::string& /*payload*/, uint32_t& live) {
+            live = value;
+            return 0;
+        });
 }
 
 int removeRecord(RecordKind kind, const std::string& path)

@@ -3,6 +3,7 @@
 
 #include <platform/per_process.hpp>
 
+#include <cerrno>
 #include <exception>
 #include <utility>
 
@@ -46,6 +47,34 @@ void RefusedRecords::keep(const NewRecord& record)
                             .payload = std::string(record.payload),
                             .live = record.live});
     bytes += size;
+}
+
+int RefusedRecords::edit(
+    RecordKind kind, std::string_view path,
+    const std::function<int(std::string& payload, uint32_t& live)>& edit)
+{
+    const std::lock_guard lock(mutex);
+    const auto found = records.find(parseKey(kind, path));
+    if (found == records.end())
+    {
+        return ENOENT;
+    }
+    Refused& kept = found->second;
+    std::string payload = kept.payload;
+    uint32_t live = kept.live;
+    if (const int result = edit(payload, live); result != 0)
+    {
+        return result;
+    }
+    const std::size_t others = bytes - kept.payload.size();
+    if (payload.size() > most - others)
+    {
+        return EDQUOT;
+    }
+    bytes = others + payload.size();
+    kept.payload = std::move(payload);
+    kept.live = live;
+    return 0;
 }
 
 void RefusedRecords::forget(RecordKind kind, std::string_view path)

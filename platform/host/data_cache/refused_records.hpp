@@ -33,6 +33,16 @@ class RefusedRecords
      *  room for it, the record stays refused for good. */
     void keep(const NewRecord& record);
 
+    /** Changes a kept record, so that it is up to date when it is accepted.
+     *
+     *  @param[in] edit changes the payload and the live value; an error number
+     *             leaves the record as it was
+     *  @return what @p edit returns; ENOENT when no such record is kept, EDQUOT
+     *          when there is no room for its new payload */
+    int
+    edit(RecordKind kind, std::string_view path,
+         const std::function<int(std::string& payload, uint32_t& live)>& edit);
+
     /** Forgets a record, whose object has ended or has a record now. */
     void forget(RecordKind kind, std::string_view path);
 

@@ -87,7 +87,7 @@ TEST_F(RecordTable, MakesRefusedRecordsWithTheNextChangeThatSucceeds)
                   setSpace(false);
                   if (putRecord(health, "/a", "", 2) == 0 ||
                       putRecord(fault, "/a/1", "fault", 0) == 0 ||
-                      setLiveValue(health, "/a", 4) != ENOENT)
+                      setLiveValue(health, "/c", 4) != ENOENT)
                   {
                       return 1;
                   }
@@ -95,6 +95,38 @@ TEST_F(RecordTable, MakesRefusedRecordsWithTheNextChangeThatSucceeds)
                   return setLiveValue(health, "/a", 4) == 0 &&
                                  read(health) == Map{{"/a", ""}} &&
                                  read(fault) == Map{{"/a/1", "fault"}}
+                             ? 0
+                             : 2;
+              }),
+              0);
+}
+
+TEST_F(RecordTable, ChangesRefusedRecordsUntilTheyAreMade)
+{
+    EXPECT_EQ(inChild([] {
+                  setSpace(false);
+                  putRecord(health, "/a", "", 2);
+                  putRecord(fault, "/a/1", "fault", 0);
+                  const auto repair = [](std::string& payload) {
+                      payload += " repaired";
+                      return 0;
+                  };
+                  if (setLiveValue(health, "/a", 4) != 0 ||
+                      editRecord(fault, "/a/1", repair) != 0)
+                  {
+                      return 1;
+                  }
+                  setSpace(true);
+                  putRecord(health, "/b", "", 2);
+                  std::map<std::string, uint32_t> lives;
+                  readRecordsInto(
+                      lives, RecordQuery::below(health, {}),
+                      [](const ReadRecord& record, const ProcessIdentity&) {
+                          return record.live;
+                      });
+                  return lives == std::map<std::string, uint32_t>{{"/a", 4},
+                                                                  {"/b", 2}} &&
+                                 read(fault) == Map{{"/a/1", "fault repaired"}}
                              ? 0
                              : 2;
               }),

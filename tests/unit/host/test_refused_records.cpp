@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <stdexcept>
 #include <vector>
 
@@ -58,6 +59,42 @@ TEST_F(Refused, RecordsAreTriedAgainUntilTheySucceed)
     EXPECT_THAT(tryAgain(1), ElementsAre("/b  2", "/a text 1"));
     EXPECT_THAT(tryAgain(), ElementsAre("/a text 1"));
     EXPECT_THAT(tryAgain(), IsEmpty());
+}
+
+TEST_F(Refused, RecordsAreChangedAsLongAsTheyAreKept)
+{
+    const auto change = [](std::string& payload, uint32_t& live) {
+        payload += "!";
+        live = 4;
+        return 0;
+    };
+    const auto fail = [](std::string& payload, uint32_t&) {
+        payload = "half";
+        return EINVAL;
+    };
+    EXPECT_EQ(refused.edit(health, "/a", change), ENOENT);
+    keep(health, "/a", "text", 2);
+    EXPECT_EQ(refused.edit(fault, "/a", change), ENOENT);
+    EXPECT_EQ(refused.edit(health, "/a", change), 0);
+    EXPECT_EQ(refused.edit(health, "/a", fail), EINVAL);
+    EXPECT_THAT(tryAgain(), ElementsAre("/a text! 4"));
+    EXPECT_EQ(refused.edit(health, "/a", change), ENOENT);
+}
+
+TEST_F(Refused, RecordsAreNotChangedBeyondTheRoomForThem)
+{
+    keep(fault, "/a", "text");
+    const auto fill = [](std::size_t size) {
+        return [size](std::string& payload, uint32_t&) {
+            payload.assign(size, 'x');
+            return 0;
+        };
+    };
+    EXPECT_EQ(refused.edit(fault, "/a", fill(RefusedRecords::most - 1)),
+              EDQUOT);
+    EXPECT_EQ(refused.edit(fault, "/a", fill(RefusedRecords::most - 2)), 0);
+    EXPECT_EQ(refused.edit(fault, "/a", fill(4)), 0);
+    EXPECT_THAT(tryAgain(), ElementsAre("/a xxxx 0"));
 }
 
 TEST_F(Refused, RecordsOfOneKindAndPathReplaceEachOther)
