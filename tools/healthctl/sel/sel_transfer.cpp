@@ -52,7 +52,7 @@ host::FileDescriptor openSource(const std::string& file)
 }
 
 /** @throws std::invalid_argument when it is more than a log can hold */
-std::string formatRecords(const std::string& file)
+std::string readContent(const std::string& file)
 {
     constexpr std::size_t most = mostRecords * SELInterface::recordSize;
     // One more tells that there is more.
@@ -119,7 +119,7 @@ std::vector<RawRecord> readRecords(const std::string& file)
 {
     try
     {
-        return recordsIn(formatRecords(file));
+        return recordsIn(readContent(file));
     }
     catch (const std::invalid_argument& e)
     {
