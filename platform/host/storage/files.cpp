@@ -76,14 +76,14 @@ void syncFolder(const fs::path& folder)
 
 fs::path setAside(const fs::path& file)
 {
-    const fs::path aside = findNameAside(file);
+    fs::path aside = findNameAside(file);
     fs::rename(file, aside);
     return aside;
 }
 
 fs::path replaceSettingAside(const fs::path& file, const fs::path& made)
 {
-    const fs::path aside = findNameAside(file);
+    fs::path aside = findNameAside(file);
     fs::remove(aside);
     std::error_code unable;
     fs::create_hard_link(file, aside, unable);
