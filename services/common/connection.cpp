@@ -145,6 +145,34 @@ void Connection::findUser(const std::string& peer,
         peer.c_str());
 }
 
+void Connection::listNames(
+    std::function<void(const std::vector<std::string>&)> onReply)
+{
+    // NOLINTNEXTLINE(readability-suspicious-call-argument): in this order
+    call(driver, driverPath, driver, "ListNames",
+         [onReply = std::move(onReply)](sd_bus_message* reply) {
+             std::vector<std::string> names;
+             if (sd_bus_message_is_method_error(reply, nullptr) == 0 &&
+                 sd_bus_message_enter_container(reply, 'a', "s") > 0)
+             {
+                 const char* each = nullptr;
+                 while (sd_bus_message_read_basic(
+                            reply, 's', static_cast<void*>(&each)) > 0)
+                 {
+                     names.emplace_back(each);
+                 }
+             }
+             onReply(names);
+         });
+}
+
+void Connection::listObjects(const std::string& peer, const char* path,
+                             std::function<void(sd_bus_message*)> onReply)
+{
+    call(peer.c_str(), path, "org.freedesktop.DBus.ObjectManager",
+         "GetManagedObjects", std::move(onReply));
+}
+
 int Connection::takeReply(sd_bus_message* message, void* context,
                           sd_bus_error* /*error*/)
 {

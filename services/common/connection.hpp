@@ -17,6 +17,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace healthintf::services
 {
@@ -70,6 +71,20 @@ class Connection
      *  is gone. */
     void findUser(const std::string& peer,
                   std::function<void(std::optional<uint32_t>)> onReply);
+
+    /** Calls @p onReply with the names of all connections and services on the
+     *  bus; with none when the bus does not answer. */
+    void
+    listNames(std::function<void(const std::vector<std::string>&)> onReply);
+
+    /** Asks a connection for its objects.
+     *
+     *  @param[in] peer its unique name
+     *  @param[in] path where its object manager is
+     *  @param[in] onReply called with the reply of GetManagedObjects(), or with
+     *             an error */
+    void listObjects(const std::string& peer, const char* path,
+                     std::function<void(sd_bus_message*)> onReply);
 
     /** Waits until all messages sent so far are written to the bus. */
     void flush();

@@ -5,6 +5,7 @@
 #include "directories.hpp"
 
 #include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
+#include <com/vexa/olvar/healthmgr/names.hpp>
 #include <hmi_health_value.hpp>
 #include <platform/data_abstraction/results.hpp>
 
@@ -76,6 +77,13 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
     connection(connection),
     loop(loop), nodes(nodes), users(users), announcer(connection, loop),
     missing(loop, nodes), handover(nodes, announcer, missing),
+    search(connection,
+           [this](const std::string& key) {
+               if (isKey(key.c_str()) && !host::findHealthRecord(key))
+               {
+                   askForRecord(key);
+               }
+           }),
     comparisonDue(loop.onceLater([this] {
         compareHealths();
     })),
@@ -116,6 +124,9 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
     // While no healthmgr ran, an older holder of a key may have reported its
     // health or its end after the younger one.
     announcer.announceAll();
+    // Nodes without a record may have reported before, too.
+    askForRecord(names::root);
+    search.begin();
 }
 
 bool TreeKeeper::isProgressing() const
@@ -311,6 +322,12 @@ bool TreeKeeper::withdrawTheDead()
     return true;
 }
 
+/** Asks a node on the bus to publish its health again. */
+void TreeKeeper::askForRecord(const std::string& key)
+{
+    announcer.disown(key.c_str(), "");
+}
+
 /** Asks nodes on the bus without a record to publish their health again, each
  *  once. If the file of their process was removed, the process then makes it
  *  again. */
@@ -321,7 +338,7 @@ void TreeKeeper::askForRecords(const HealthComparison::Healths& records)
     {
         if (!askedForRecords.contains(key))
         {
-            announcer.disown(key.c_str(), "");
+            askForRecord(key);
         }
     }
     askedForRecords = std::move(missing);

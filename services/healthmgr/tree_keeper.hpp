@@ -14,6 +14,7 @@
 #include "hosted_nodes.hpp"
 #include "missing_nodes.hpp"
 #include "node_handover.hpp"
+#include "node_search.hpp"
 #include "peer_users.hpp"
 #include "record_announcer.hpp"
 #include "report_comparison.hpp"
@@ -65,6 +66,7 @@ class TreeKeeper
 
     void watchSegments();
     void keepWatching();
+    void askForRecord(const std::string& key);
     void askForRecords(const HealthComparison::Healths& records);
     bool reconcile();
     bool withdrawTheDead();
@@ -83,6 +85,7 @@ class TreeKeeper
     host::Withdrawal withdrawal;
     HealthComparison comparison;
     ReportComparison reportComparison;
+    NodeSearch search;
     /** Nodes that were asked to publish their health again. */
     std::set<std::string> askedForRecords;
     /** When the last change was noticed. */

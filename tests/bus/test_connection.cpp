@@ -21,6 +21,7 @@
 #include <string>
 #include <system_error>
 #include <thread>
+#include <vector>
 
 namespace healthintf::services
 {
@@ -315,6 +316,31 @@ TEST_F(ServiceConnection, HearsOfNoUserOfAPeerThatIsGone)
     });
     EXPECT_EQ(loop.run(), 0);
     EXPECT_EQ(user, std::nullopt);
+}
+
+TEST_F(ServiceConnection, HearsTheNamesOnTheBus)
+{
+    const BusClient peer;
+    std::vector<std::string> names;
+    connection->listNames([&](const std::vector<std::string>& found) {
+        names = found;
+        loop.exit(0);
+    });
+    EXPECT_EQ(loop.run(), 0);
+    EXPECT_THAT(
+        names, testing::IsSupersetOf({std::string("org.freedesktop.DBus"),
+                                      nameOf(peer), connection->uniqueName()}));
+}
+
+TEST_F(ServiceConnection, HearsOfNoObjectsOfAPeerThatIsGone)
+{
+    bool failed = false;
+    connection->listObjects(":1.4711", "/", [&](sd_bus_message* reply) {
+        failed = sd_bus_message_is_method_error(reply, nullptr) > 0;
+        loop.exit(0);
+    });
+    EXPECT_EQ(loop.run(), 0);
+    EXPECT_TRUE(failed);
 }
 
 TEST_F(ServiceConnection, SendsWhatIsLeftToSendAtOnce)

@@ -530,6 +530,26 @@ TEST_F(TreeRecovery, ShowsAFaultOnceTheDataCacheHasRoomForItsNode)
     EXPECT_EQ(recordedFaults().size(), 1U);
 }
 
+TEST_F(TreeRecovery, ShowsAFaultWhoseRecordsWereRefusedBeforeTheManagerStarted)
+{
+    const std::string key = root + "/a/b";
+    Component daemon(std::vector<std::string>{"env", "--ignore-signal=XFSZ",
+                                              "prlimit", "--fsize=0:unlimited",
+                                              COMPONENT_DAEMON, "sd-event"});
+    daemon.init(key, 2);
+    daemon.init(root, 2);
+    daemon.add(key, "BAD", "/sensor", 1);
+    daemon.add(root, "WARN", "/sensor", 2);
+    const rlimit enough{RLIM_INFINITY, RLIM_INFINITY};
+    ASSERT_EQ(prlimit(daemon.process.pid(), RLIMIT_FSIZE, &enough, nullptr), 0);
+    ASSERT_THAT(recordedKeys(), testing::IsEmpty());
+    manager = std::make_unique<Process>(std::vector<std::string>{HEALTHMGR});
+    client.waitForHealth(root, 4);
+    EXPECT_THAT(recordedKeys(),
+                testing::ElementsAre(root, root + "/a", root + "/a/b"));
+    EXPECT_EQ(recordedFaults().size(), 2U);
+}
+
 TEST_F(TreeRecovery, KeepsAStoppedDaemonsRecords)
 {
     startManager();

@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "node_search.hpp"
+
+#include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
+#include <com/vexa/olvar/healthmgr/names.hpp>
+
+#include <string_view>
+#include <utility>
+
+namespace healthintf::healthmgr
+{
+
+using Interface = sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
+
+namespace
+{
+
+/** Reads the interfaces of the object that a message is at.
+ *
+ *  @return whether it is a node; negative when the message has another form */
+int readIsNode(sd_bus_message* message)
+{
+    bool isNode = false;
+    int more = sd_bus_message_enter_container(message, 'a', "{sa{sv}}");
+    while (more >= 0 &&
+           (more = sd_bus_message_enter_container(message, 'e', "sa{sv}")) > 0)
+    {
+        const char* interface = "";
+        more = sd_bus_message_read(message, "s", &interface);
+        isNode |= std::string_view(interface) == Interface::interface;
+        if (more >= 0 && (more = sd_bus_message_skip(message, "a{sv}")) >= 0)
+        {
+            more = sd_bus_message_exit_container(message);
+        }
+    }
+    if (more >= 0)
+    {
+        more = sd_bus_message_exit_container(message);
+    }
+    return more < 0 ? more : static_cast<int>(isNode);
+}
+
+} // namespace
+
+NodeSearch::NodeSearch(services::Connection& connection,
+                       std::function<void(const std::string& key)> found) :
+    connection(connection),
+    found(std::move(found))
+{}
+
+void NodeSearch::begin()
+{
+    // A connection that does not answer holds up only its own turn.
+    constexpr std::size_t atOnce = 8;
+    connection.listNames(
+        lifetime.guard([this](const std::vector<std::string>& names) {
+            peers.clear();
+            for (const std::string& name : names)
+            {
+                if (name.starts_with(':') && name != connection.uniqueName())
+                {
+                    peers.push_back(name);
+                }
+            }
+            for (std::size_t i = 0; i < atOnce; ++i)
+            {
+                askNext();
+            }
+        }));
+}
+
+void NodeSearch::askNext()
+{
+    if (peers.empty())
+    {
+        return;
+    }
+    const std::string peer = std::move(peers.back());
+    peers.pop_back();
+    connection.listObjects(peer, names::root,
+                           lifetime.guard([this](sd_bus_message* reply) {
+                               take(reply);
+                               askNext();
+                           }));
+}
+
+/** Reads the nodes of an answer, as far as it has the right form. */
+void NodeSearch::take(sd_bus_message* reply) const
+{
+    if (sd_bus_message_is_method_error(reply, nullptr) != 0 ||
+        sd_bus_message_enter_container(reply, 'a', "{oa{sa{sv}}}") < 0)
+    {
+        return;
+    }
+    for (std::size_t i = 0;
+         i < mostObjects &&
+         sd_bus_message_enter_container(reply, 'e', "oa{sa{sv}}") > 0;
+         ++i)
+    {
+        const char* path = "";
+        if (sd_bus_message_read(reply, "o", &path) <= 0)
+        {
+            return;
+        }
+        const int isNode = readIsNode(reply);
+        if (isNode < 0 || sd_bus_message_exit_container(reply) < 0)
+        {
+            return;
+        }
+        if (isNode > 0)
+        {
+            found(path);
+        }
+    }
+}
+
+} // namespace healthintf::healthmgr

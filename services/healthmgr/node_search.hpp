@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+/** @file Finds the nodes that other processes have on the bus. */
+
+#include "../common/connection.hpp"
+#include "../common/object_lifetime.hpp"
+
+#include <systemd/sd-bus.h>
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace healthintf::healthmgr
+{
+
+/** Asks all connections for their nodes, a few at a time. Nodes that the data
+ *  cache refused a record for are found in no other way. Any process may answer
+ *  anything. */
+class NodeSearch
+{
+  public:
+    /** The most objects that are read of one connection. */
+    static constexpr std::size_t mostObjects = 16384;
+
+    /** @param[in] connection asks the others; must outlive this object
+     *  @param[in] found called with the key of each node but the root */
+    NodeSearch(services::Connection& connection,
+               std::function<void(const std::string& key)> found);
+
+    NodeSearch(const NodeSearch&) = delete;
+    NodeSearch& operator=(const NodeSearch&) = delete;
+
+    /** Begins to search and does not wait for answers.
+     *
+     *  @throws std::system_error when the bus cannot be asked */
+    void begin();
+
+  private:
+    void askNext();
+    void take(sd_bus_message* reply) const;
+
+    services::Connection& connection;
+    std::function<void(const std::string& key)> found;
+    /** The connections that are still to be asked. */
+    std::vector<std::string> peers;
+    services::ObjectLifetime lifetime;
+};
+
+} // namespace healthintf::healthmgr

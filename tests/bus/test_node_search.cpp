@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "bus_client.hpp"
+#include "component.hpp"
+#include "node_search.hpp"
+#include "service_on_bus.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace healthintf::healthmgr
+{
+namespace
+{
+
+using test::ServiceOnBus;
+using testing::UnorderedElementsAre;
+
+const std::string root = "/com/vexa/olvar/health";
+constexpr const char* node = "com.vexa.olvar.healthmgr.HealthStatus";
+
+/** A connection that answers the search with anything. */
+class Peer
+{
+  public:
+    using Answer = std::function<int(sd_bus_message* call)>;
+
+    explicit Peer(Answer answer) : answer(std::move(answer))
+    {
+        sd_bus_attach_event(client.get(), ServiceOnBus::instance().loop.get(),
+                            SD_EVENT_PRIORITY_NORMAL);
+        sd_bus_slot* raw = nullptr;
+        sd_bus_add_object(
+            client.get(), &raw, root.c_str(),
+            [](sd_bus_message* call, void* peer, sd_bus_error*) {
+                return static_cast<Peer*>(peer)->answer(call);
+            },
+            this);
+        slot.reset(raw);
+    }
+    ~Peer()
+    {
+        sd_bus_detach_event(client.get());
+    }
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
+
+  private:
+    test::BusClient client;
+    Answer answer;
+    SlotPtr slot;
+};
+
+class SearchForNodes : public testing::Test
+{
+  protected:
+    void waitForKeys(std::size_t count)
+    {
+        service.runUntil("nodes", [&] {
+            return found.size() >= count;
+        });
+    }
+
+    ServiceOnBus& service = ServiceOnBus::instance();
+    std::vector<std::string> found;
+    NodeSearch search{service.connection, [this](const std::string& key) {
+                          found.push_back(key);
+                      }};
+};
+
+TEST_F(SearchForNodes, FindsThoseOfAllProcessesAndNotTheirFaults)
+{
+    test::Component first(root + "/a", 2);
+    first.init(root + "/a/b", 2);
+    first.add(root + "/a", "BAD", "/sensor", 1);
+    const test::Component second(root + "/c", 2);
+    search.begin();
+    waitForKeys(3);
+    service.catchUp();
+    EXPECT_THAT(found,
+                UnorderedElementsAre(root + "/a", root + "/a/b", root + "/c"));
+}
+
+TEST_F(SearchForNodes, GoesOnAfterAnswersOfAnotherForm)
+{
+    int refused = 0;
+    const auto count = [&refused](int result) {
+        ++refused;
+        return result;
+    };
+    const Peer text([&](sd_bus_message* call) {
+        return count(sd_bus_reply_method_return(call, "s", "none"));
+    });
+    const Peer nothing([&](sd_bus_message* call) {
+        return count(sd_bus_reply_method_return(call, nullptr));
+    });
+    const Peer interfaces([&](sd_bus_message* call) {
+        return count(
+            sd_bus_reply_method_return(call, "a{oas}", 1, "/a", 1, node));
+    });
+    const Peer error([&](sd_bus_message* call) {
+        return count(sd_bus_reply_method_errno(call, EPERM, nullptr));
+    });
+    std::vector<std::unique_ptr<Peer>> nodes;
+    constexpr std::size_t many = 20;
+    for (std::size_t i = 0; i < many; ++i)
+    {
+        nodes.push_back(std::make_unique<Peer>([](sd_bus_message* call) {
+            return sd_bus_reply_method_return(call, "a{oa{sa{sv}}}", 1, "/a", 2,
+                                              "other.Interface", 0, node, 0);
+        }));
+    }
+    search.begin();
+    service.runUntil("answers", [&] {
+        return found.size() == many && refused == 4;
+    });
+    service.catchUp();
+    EXPECT_EQ(found.size(), many);
+}
+
+TEST_F(SearchForNodes, ReadsABoundedNumberOfObjectsOfAConnection)
+{
+    bool answered = false;
+    const Peer peer([&answered](sd_bus_message* call) {
+        sd_bus_message* raw = nullptr;
+        sd_bus_message_new_method_return(call, &raw);
+        const MessagePtr reply(raw);
+        sd_bus_message_open_container(raw, 'a', "{oa{sa{sv}}}");
+        for (std::size_t i = 0; i <= NodeSearch::mostObjects; ++i)
+        {
+            sd_bus_message_append(raw, "{oa{sa{sv}}}", "/a", 1, node, 0);
+        }
+        sd_bus_message_close_container(raw);
+        answered = true;
+        return sd_bus_message_send(raw);
+    });
+    search.begin();
+    waitForKeys(NodeSearch::mostObjects);
+    service.catchUp();
+    EXPECT_TRUE(answered);
+    EXPECT_EQ(found.size(), NodeSearch::mostObjects);
+}
+
+TEST_F(SearchForNodes, EndsWithTheOneWhoSearches)
+{
+    const test::Component daemon(root + "/a", 2);
+    {
+        NodeSearch brief(service.connection, [this](const std::string& key) {
+            found.push_back(key);
+        });
+        brief.begin();
+    }
+    service.catchUp();
+    service.catchUp();
+    EXPECT_TRUE(found.empty());
+}
+
+} // namespace
+} // namespace healthintf::healthmgr
