@@ -5,7 +5,6 @@
 #include "directories.hpp"
 
 #include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
-#include <com/vexa/olvar/healthmgr/names.hpp>
 #include <hmi_health_value.hpp>
 #include <platform/data_abstraction/results.hpp>
 
@@ -125,7 +124,6 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
     // health or its end after the younger one.
     announcer.announceAll();
     // Nodes without a record may have reported before, too.
-    askForRecord(names::root);
     search.begin();
 }
 
