@@ -5,6 +5,7 @@
 #include "directories.hpp"
 
 #include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
+#include <com/vexa/olvar/healthmgr/names.hpp>
 #include <hmi_health_value.hpp>
 #include <platform/data_abstraction/results.hpp>
 
@@ -125,6 +126,7 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
     announcer.announceAll();
     // Nodes without a record may have reported before, too.
     search.begin();
+    hasRoot = host::findHealthRecord(names::root).has_value();
 }
 
 bool TreeKeeper::isProgressing() const
@@ -364,6 +366,14 @@ void TreeKeeper::compareHealths()
             return nodes.hosts(key);
         });
         askForRecords(*healths);
+        const bool hadRoot =
+            std::exchange(hasRoot, healths->contains(names::root));
+        if (hasRoot && !hadRoot)
+        {
+            // Nodes that began while the data cache was empty found no parent
+            // and reported to nobody.
+            search.begin();
+        }
         // An older holder of a key reports another health than its record has.
         announcer.announce(reportComparison.compare(
             reported.differingFrom(*healths), *healths));

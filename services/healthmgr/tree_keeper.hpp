@@ -86,6 +86,8 @@ class TreeKeeper
     HealthComparison comparison;
     ReportComparison reportComparison;
     NodeSearch search;
+    /** Whether the root had a record at the last comparison. */
+    bool hasRoot = false;
     /** Nodes that were asked to publish their health again. */
     std::set<std::string> askedForRecords;
     /** When the last change was noticed. */

@@ -550,6 +550,28 @@ TEST_F(TreeRecovery, ShowsAFaultWhoseRecordsWereRefusedBeforeTheManagerStarted)
     EXPECT_EQ(recordedFaults().size(), 2U);
 }
 
+TEST_F(TreeRecovery, ShowsANodeThatWasRefusedItsRecordAsTheManagerWas)
+{
+    const std::vector<std::string> withoutRoom{
+        "env", "--ignore-signal=XFSZ", "prlimit", "--fsize=0:unlimited"};
+    auto command = withoutRoom;
+    command.emplace_back(HEALTHMGR);
+    manager = std::make_unique<Process>(command);
+    client.waitUntil("manager", [&] {
+        return managed(root);
+    });
+    command = withoutRoom;
+    command.insert(command.end(), {COMPONENT_DAEMON, "sd-event"});
+    const std::string key = root + "/a/b";
+    Component daemon(command);
+    daemon.init(key, 2);
+    const rlimit enough{RLIM_INFINITY, RLIM_INFINITY};
+    ASSERT_EQ(prlimit(daemon.process.pid(), RLIMIT_FSIZE, &enough, nullptr), 0);
+    ASSERT_EQ(prlimit(manager->pid(), RLIMIT_FSIZE, &enough, nullptr), 0);
+    client.waitForHealth(root, 2);
+    EXPECT_THAT(recordedKeys(), testing::Contains(key));
+}
+
 TEST_F(TreeRecovery, KeepsAStoppedDaemonsRecords)
 {
     startManager();
