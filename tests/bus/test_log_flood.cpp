@@ -185,22 +185,6 @@ class Flood
     std::thread thread;
 };
 
-/** The peak memory of a process in MiB. */
-std::size_t peakMemory(pid_t process)
-{
-    std::ifstream status("/proc/" + std::to_string(process) + "/status");
-    for (std::string word; status >> word;)
-    {
-        if (word == "VmHWM:")
-        {
-            std::size_t kib = 0;
-            status >> kib;
-            return kib / 1024;
-        }
-    }
-    return 0;
-}
-
 /** Puts temporary folders into memory, so that the test does not measure how
  *  long a disk takes to sync. */
 struct FoldersInMemory
@@ -239,7 +223,7 @@ TEST_F(LogFlood, KeepsNoAdditionWaitingAndTakesNoMemory)
     }
     const Process running = client.start();
     fill(1000);
-    const std::size_t before = peakMemory(running.pid());
+    const std::size_t before = running.peakMemory();
     Flood flood;
     client.waitUntil("flood", [this, &flood] {
         client.catchUp();
@@ -254,7 +238,7 @@ TEST_F(LogFlood, KeepsNoAdditionWaitingAndTakesNoMemory)
     }
     EXPECT_LT(longest, 1s);
     EXPECT_GT(flood.refused, 0U);
-    EXPECT_LT(peakMemory(running.pid()), before + 24);
+    EXPECT_LT(running.peakMemory(), before + 24);
 }
 
 TEST_F(LogFlood, AnswersFourListsOfASenderAndSixteenOfAUser)

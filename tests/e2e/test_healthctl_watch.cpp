@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /** @file healthctl's watch over a tree that changes. */
 
+#include "address_sanitizer.hpp"
 #include "healthctl.hpp"
 
 #include <gmock/gmock.h>
@@ -272,6 +273,39 @@ TEST_F(HealthctlWatch, KeepsWhatIsHeardWhileItReadsTheBus)
     daemon.remove(fan, "Test.1.0.Bad", "/sensors/fan");
     EXPECT_EQ(lines.next("fault-removed", fan)["fault"]["messageId"],
               "Test.1.0.Bad");
+}
+
+TEST_F(HealthctlWatch, KeepsNoMoreThanItMayOfWhatIsHeardMeanwhile)
+{
+    if (isAddressSanitized)
+    {
+        GTEST_SKIP() << "the sanitizer keeps memory that was freed";
+    }
+    Component silent(root + "/silent", 2);
+    client.waitForHealth(root + "/silent", 2);
+    // Its lines about these faults are long.
+    Lines lines({"env", "HEALTHINTF_RUNTIME_DIR=/nonexistent", "bash", "-c",
+                 R"(exec "$0" watch > >(grep --line-buffered -v Made.Up))",
+                 HEALTHCTL});
+    lines.next();
+    silent.process.signal(SIGSTOP);
+    Component other(root + "/other", 2);
+    other.end();
+    client.catchUp();
+    const std::string text(1UL << 20, 'x');
+    for (int i = 0; i < 200; ++i)
+    {
+        const std::string fault = fan + "/entry/Fault_" + std::to_string(i);
+        sd_bus_emit_signal(
+            client.get(), fault.c_str(), "com.vexa.olvar.healthmgr.FaultEntry",
+            "FaultEntryAdded", "sssastusuu", "Test.1", "Made.Up", text.c_str(),
+            0, uint64_t{1}, 4U, "/sensors/none", 1U, 1U);
+        client.catchUp();
+    }
+    daemon.add(fan, "Test.1.0.Bad", "/sensors/fan", 1, 7);
+    EXPECT_EQ(lines.next("fault-added", fan)["fault"]["messageId"],
+              "Test.1.0.Bad");
+    EXPECT_LT(lines.watcher.peakMemory(), 120U) << "MiB of 200 that were sent";
 }
 
 TEST_F(HealthctlWatch, ShowsNoComponentThatIsOnlyTalkedOf)

@@ -205,6 +205,21 @@ void Process::kill()
     }
 }
 
+std::size_t Process::peakMemory() const
+{
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string word; status >> word;)
+    {
+        if (word == "VmHWM:")
+        {
+            std::size_t kib = 0;
+            status >> kib;
+            return kib / 1024;
+        }
+    }
+    throw std::runtime_error("no peak of memory");
+}
+
 std::string Process::errors() const
 {
     return contentOf("/proc/self/fd/" + std::to_string(standardError));

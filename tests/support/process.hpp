@@ -6,6 +6,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,9 @@ class Process
 
     /** Kills the program at once, as if it had crashed. */
     void kill();
+
+    /** The most memory that the program has had so far, in MiB. */
+    std::size_t peakMemory() const;
 
     /** What the program wrote to standard error so far. */
     std::string errors() const;

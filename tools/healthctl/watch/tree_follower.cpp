@@ -17,6 +17,28 @@ namespace
 constexpr std::chrono::milliseconds readingPace{100};
 constexpr std::chrono::seconds confirmationDelay{1};
 
+/** The most bytes that are kept of signals between two readings. */
+constexpr std::size_t mostHeard = std::size_t{16} << 20U;
+
+/** What a signal takes beside its texts, about. */
+constexpr std::size_t perSignal = 512;
+
+/** The most signals that are taken before a reading. */
+constexpr int mostBefore = 65536;
+
+std::size_t countBytes(const std::string& path, const WatchedFault& fault)
+{
+    const FaultEntryProperties& texts = fault.properties;
+    std::size_t bytes = path.size() + texts.fqdd.size() +
+                        texts.messageID.size() + texts.message.size() +
+                        texts.sensorPath.size();
+    for (const std::string& argument : texts.args)
+    {
+        bytes += sizeof argument + argument.size();
+    }
+    return bytes;
+}
+
 /** Whether the data cache has a record of a node. */
 bool isRecorded(const std::string& key)
 {
@@ -59,19 +81,20 @@ ChangeHandlers TreeFollower::makeHandlers()
                 },
             .faultAdded =
                 [this](const std::string& path, const WatchedFault& fault) {
-                    take([path, fault](WatchedTree& tree) {
-                        return tree.addFault(path, fault);
-                    });
+                    take(countBytes(path, fault),
+                         [path, fault](WatchedTree& tree) {
+                             return tree.addFault(path, fault);
+                         });
                 },
             .faultRemoved =
                 [this](const std::string& path) {
-                    take([path](WatchedTree& tree) {
+                    take(path.size(), [path](WatchedTree& tree) {
                         return tree.removeFault(path);
                     });
                 },
             .hidden =
                 [this](const std::string& path, bool hidden) {
-                    take([path, hidden](WatchedTree& tree) {
+                    take(path.size(), [path, hidden](WatchedTree& tree) {
                         return tree.setHidden(path, hidden);
                     });
                 },
@@ -85,7 +108,7 @@ void TreeFollower::takeHealth(const std::string& key, uint32_t health)
 {
     if (known.nodes().contains(key))
     {
-        take([key, health](WatchedTree& tree) {
+        take(key.size(), [key, health](WatchedTree& tree) {
             return tree.setHealth(key, health);
         });
         return;
@@ -94,15 +117,22 @@ void TreeFollower::takeHealth(const std::string& key, uint32_t health)
     reading.request();
     if (isRecorded(key))
     {
-        take([key, health](WatchedTree& tree) {
+        take(key.size(), [key, health](WatchedTree& tree) {
             return tree.addNode(key, {health, ""});
         });
     }
 }
 
-void TreeFollower::take(const Heard& heard)
+void TreeFollower::take(std::size_t bytes, const Heard& heard)
 {
     loop.perform([&] {
+        // Any process may send any signals. A reading shows what is so.
+        if (perSignal + bytes > mostHeard - bytesHeard)
+        {
+            reading.request();
+            return;
+        }
+        bytesHeard += perSignal + bytes;
         if (asking)
         {
             heardMeanwhile.push_back(heard);
@@ -123,11 +153,12 @@ void TreeFollower::take(const Heard& heard)
 void TreeFollower::read()
 {
     // Signals from before come first, so that changes keep their order.
-    while (sd_bus_process(bus, nullptr) > 0)
+    for (int i = 0; i < mostBefore && sd_bus_process(bus, nullptr) > 0; ++i)
     {}
     Records records;
     asking = true;
     heardMeanwhile.clear();
+    bytesHeard = 0;
     try
     {
         records = readTree({silent.names(), whileReading});

@@ -8,6 +8,7 @@
 #include "silent_connections.hpp"
 #include "watched_tree.hpp"
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -19,7 +20,7 @@ namespace healthintf::healthctl
  *  not say everything: a connection has left, a node reports nothing, or
  *  somebody speaks of a node that is not known. A second after a change it
  *  reads as well, because a signal may be made up, or come before what it
- *  announces. */
+ *  announces. When more is heard than is kept, it reads, too. */
 class TreeFollower
 {
   public:
@@ -50,7 +51,7 @@ class TreeFollower
     using Heard = std::function<Changes(WatchedTree&)>;
 
     ChangeHandlers makeHandlers();
-    void take(const Heard& heard);
+    void take(std::size_t bytes, const Heard& heard);
     void takeHealth(const std::string& key, uint32_t health);
     void read();
     void confirmLater();
@@ -65,6 +66,8 @@ class TreeFollower
     bool asking = false;
     /** What was heard since then. */
     std::vector<Heard> heardMeanwhile;
+    /** The size of what was heard since the last reading began. */
+    std::size_t bytesHeard = 0;
     /** Whether the first reading is done. */
     bool begun = false;
     PacedAction reading;
