@@ -75,6 +75,13 @@ class Booted(BusView):
         self.machine.run("systemctl", "kill", "--kill-who=main",
                          f"--signal={signal}", unit)
 
+    def expect_another_process(self, unit, signal):
+        """systemd starts a unit again after a signal ended or stopped it."""
+        before = self.process_id(unit)
+        self.send(signal, unit)
+        eventually(f"another {unit}", lambda: self.process_id(unit)
+                   not in (0, before))
+
     def check_machine_starts(self):
         if not self.machine.booted():
             raise Skipped(f"systemd does not run here: {self.machine.said()}")
@@ -172,10 +179,7 @@ class Booted(BusView):
         """However often: more often than systemd allows by itself."""
         self.need_machine()
         for _ in range(8):
-            before = self.process_id("healthmgr")
-            self.send("KILL", "healthmgr")
-            eventually("another process", lambda before=before:
-                       self.process_id("healthmgr") not in (0, before))
+            self.expect_another_process("healthmgr", "KILL")
         self.machine.run("systemctl", "kill", "--signal=TERM", "healthmgr")
         eventually("another process after a clean end", lambda:
                    self.property("healthmgr", "NRestarts") == "9" and
@@ -191,18 +195,12 @@ class Booted(BusView):
 
     def check_killed_service_is_started_again(self):
         self.need_machine()
-        before = self.process_id("healthmgr")
-        self.send("KILL", "healthmgr")
-        eventually("another process", lambda: self.process_id("healthmgr")
-                   not in (0, before))
+        self.expect_another_process("healthmgr", "KILL")
         eventually("critical health", lambda: self.health(TREE) == "u 4")
 
     def check_stuck_service_is_started_again(self):
         self.need_machine()
-        before = self.process_id("hostmon")
-        self.send("STOP", "hostmon")
-        eventually("another process", lambda: self.process_id("hostmon")
-                   not in (0, before))
+        self.expect_another_process("hostmon", "STOP")
 
     def check_hostmon_may_run_as_root(self):
         """As the manual says; the others keep their rights."""
