@@ -2,8 +2,8 @@
 /** @file Message registries of anybody: read, and every message filled in. */
 
 #include "fuzz_input.hpp"
+#include "message_registry/message_arguments.hpp"
 #include "message_registry/message_catalog.hpp"
-#include "message_registry/message_text.hpp"
 #include "message_registry/registry_file.hpp"
 
 #include <platform/utf8.hpp>

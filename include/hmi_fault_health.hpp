@@ -325,6 +325,10 @@ class HEALTHINTF_API FaultAndHealth
     HEALTHINTF_LOCAL int
     setHidden(bool hide, std::list<typename Property::type>& hiddenValues,
               const typename Property::type& value);
+    HEALTHINTF_LOCAL int setSensorHidden(bool hide,
+                                         const std::string& sensorPath);
+    HEALTHINTF_LOCAL int setSensorHidden(bool hide, uint32_t sensorNumber);
+    HEALTHINTF_LOCAL void setDisabled(bool disabled);
 
     sdbusplus::bus_t& bus;
     std::unique_ptr<HealthStatus> healthNode;

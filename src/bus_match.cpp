@@ -94,6 +94,15 @@ makeMatch(sdbusplus::bus_t& bus, const std::string& rule, HandlerName name,
         });
 }
 
+std::string signalRule(const char* path, const char* interface,
+                       const char* member)
+{
+    // Not sdbusplus' own functions for rules: they are noexcept and end the
+    // process when memory runs out.
+    return std::string("type='signal',path='") + path + "',interface='" +
+           interface + "',member='" + member + "',";
+}
+
 healthintf::SlotPtr makeMatchWithoutHandler(sdbusplus::bus_t& bus,
                                             const char* rule)
 {

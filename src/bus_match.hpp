@@ -47,6 +47,10 @@ makeMatch(sdbusplus::bus_t& bus, const std::string& rule, HandlerName name,
         ::healthintf::log::baseName<HMI_LOG_FILE>, function \
     }
 
+/** The match rule of a signal from one path, by any sender. */
+std::string signalRule(const char* path, const char* interface,
+                       const char* member);
+
 /** Makes the bus deliver the messages of a rule to this connection, where other
  *  subscriptions may handle them.
  *

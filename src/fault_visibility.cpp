@@ -2,31 +2,17 @@
 // Log readers know these lines by the file of the class.
 #define HMI_LOG_FILE "hmi_fault_health"
 
-#include "bus_match.hpp"
-#include "bus_text.hpp"
 #include "log_line.hpp"
-#include "raw_bus.hpp"
 
-#include <com/vexa/olvar/healthmgr/names.hpp>
-#include <com/vexa/olvar/logmgr/names.hpp>
 #include <hmi_fault_health.hpp>
 #include <hmi_health_value.hpp>
-#include <platform/bus_handles.hpp>
-#include <platform/signal_blocker.hpp>
-
-#include <systemd/sd-bus.h>
 
 #include <algorithm>
-#include <cstddef>
-#include <stdexcept>
-#include <type_traits>
 
 namespace health_namespace
 {
 
 using namespace details;
-namespace names = healthintf::names;
-
 namespace
 {
 
@@ -132,6 +118,18 @@ int FaultAndHealth::setHidden(bool hide,
     return unhideAll();
 }
 
+int FaultAndHealth::setSensorHidden(bool hide, const std::string& sensorPath)
+{
+    return setHidden<FaultEntry::sensorPathProperty>(hide, hiddenSensorPaths,
+                                                     sensorPath);
+}
+
+int FaultAndHealth::setSensorHidden(bool hide, uint32_t sensorNumber)
+{
+    return setHidden<FaultEntry::sensorNumberProperty>(
+        hide, hiddenSensorNumbers, sensorNumber);
+}
+
 int FaultAndHealth::hideFaults()
 {
     return runAndLogFailure(__func__, [this] {
@@ -142,16 +140,14 @@ int FaultAndHealth::hideFaults()
 void FaultAndHealth::hideFaults(unsigned int sensorNumber)
 {
     runAndLogFailure(__func__, [&] {
-        return setHidden<FaultEntry::sensorNumberProperty>(
-            true, hiddenSensorNumbers, sensorNumber);
+        return setSensorHidden(true, sensorNumber);
     });
 }
 
 void FaultAndHealth::hideFaults(const std::string& sensorPath)
 {
     runAndLogFailure(__func__, [&] {
-        return setHidden<FaultEntry::sensorPathProperty>(
-            true, hiddenSensorPaths, sensorPath);
+        return setSensorHidden(true, sensorPath);
     });
 }
 
@@ -165,16 +161,14 @@ int FaultAndHealth::unhideFaults()
 int FaultAndHealth::unhideFaults(unsigned int sensorNumber)
 {
     return runAndLogFailure(__func__, [&] {
-        return setHidden<FaultEntry::sensorNumberProperty>(
-            false, hiddenSensorNumbers, sensorNumber);
+        return setSensorHidden(false, sensorNumber);
     });
 }
 
 int FaultAndHealth::unhideFaults(const std::string& sensorPath)
 {
     return runAndLogFailure(__func__, [&] {
-        return setHidden<FaultEntry::sensorPathProperty>(
-            false, hiddenSensorPaths, sensorPath);
+        return setSensorHidden(false, sensorPath);
     });
 }
 
@@ -182,6 +176,12 @@ int FaultAndHealth::HideAllFaults(bool hide)
 {
     setFlag(visibilityFlags, hideAllFlag, hide);
     return hide ? hideFaults() : unhideFaults();
+}
+
+void FaultAndHealth::setDisabled(bool disabled)
+{
+    setFlag(visibilityFlags, disabledFlag, disabled);
+    disabled ? hideAll() : unhideAll();
 }
 
 int FaultAndHealth::Disable()
@@ -206,152 +206,6 @@ int FaultAndHealth::Enable()
     setFlag(visibilityFlags, disabledFlag, false);
     healthNode->healthStatus(healthOk);
     return unhideFaults();
-}
-
-namespace
-{
-
-/** The default connection of this thread; null when it cannot be opened. Not an
- *  sdbusplus::bus_t, whose constructor throws for a lost connection without
- *  saying why. */
-healthintf::BusPtr defaultBus()
-{
-    sd_bus* bus = nullptr;
-    sd_bus_default(&bus);
-    return healthintf::BusPtr(bus);
-}
-
-/** Makes a signal that has no arguments yet.
- *
- *  @throws sdbusplus::exception::SdBusError when it cannot be made, also when
- *          @p bus is null */
-sdbusplus::message_t newSignal(sd_bus* bus, const char* path,
-                               const char* interface, const char* member)
-{
-    sd_bus_message* message = nullptr;
-    requireDone(
-        sd_bus_message_new_signal(bus, &message, path, interface, member),
-        "sd_bus_message_new_signal");
-    return {message, std::false_type()};
-}
-
-/** The match rule of a signal from one path, by any sender. */
-std::string signalRule(const char* path, const char* interface,
-                       const char* member)
-{
-    // Not sdbusplus' own functions for rules: they are noexcept and end the
-    // process when memory runs out.
-    return std::string("type='signal',path='") + path + "',interface='" +
-           interface + "',member='" + member + "',";
-}
-
-} // namespace
-
-int FaultAndHealth::SendHideFaultsSignal(bool hide,
-                                         const std::string& healthPath,
-                                         const std::string& sensorPath,
-                                         int sensorNumber)
-{
-    HMI_LOG(log::trace, "%s.%d.%s Entry : Hide Errors [%d, %s]", sensorNumber,
-            healthPath.c_str());
-    if (healthPath.empty() && sensorPath.empty() && sensorNumber == 0)
-    {
-        HMI_LOG(log::error, "%s.%d.%s: All the parameters are empty");
-        return statusInvalidArgument;
-    }
-    try
-    {
-        BusTextCheck check(maxFaultText);
-        check.require("health path", healthPath);
-        check.require("sensor path", sensorPath);
-    }
-    catch (const std::logic_error& e)
-    {
-        HMI_LOG(log::error, "%s.%d.%s: %s", e.what());
-        return statusInvalidArgument;
-    }
-    const healthintf::SignalBlocker blocker;
-    const auto bus = defaultBus();
-    auto signal = newSignal(bus.get(), names::root, names::managerInterface,
-                            FaultEntry::HideFaultForSensor::name);
-    signal.append(hide, healthPath, sensorPath, sensorNumber);
-    signal.signal_send();
-    // Dropping the last reference to the connection drops what is unsent.
-    requireDone(sd_bus_flush(bus.get()), "sd_bus_flush");
-    HMI_LOG(log::progress, "%s.%d.%s: HideFaultForSensor signal sent");
-    return statusOk;
-}
-
-void FaultAndHealth::RegisterForHideFaultsSignal()
-{
-    const std::string rule = signalRule(names::root, names::managerInterface,
-                                        FaultEntry::HideFaultForSensor::name);
-    hideFaultsMatch =
-        makeMatch(bus, rule, HMI_HANDLER("hideFaultSignalHandler"),
-                  [this](sdbusplus::message_t& message) {
-                      hideFaultSignalHandler(message);
-                  });
-    HMI_LOG(log::progress,
-            "%s.%d.%s: Registered the hide Fault Signal Handler");
-    HMI_LOG(log::progress, "%s.%d.%s: %s", rule.c_str());
-}
-
-int FaultAndHealth::hideFaultSignalHandler(sdbusplus::message_t& message)
-{
-    bool hide = false;
-    std::string healthPath;
-    std::string sensorPath;
-    int32_t sensorNumber = 0;
-    message.read(hide, healthPath, sensorPath, sensorNumber);
-    if (const std::size_t longest =
-            std::max(healthPath.size(), sensorPath.size());
-        longest > maxHideText)
-    {
-        HMI_LOG(log::warning,
-                "%s.%d.%s: a hide signal is refused: a text has %zu bytes, "
-                "more than %zu",
-                longest, maxHideText);
-        return 0;
-    }
-    HMI_LOG(log::progress, "%s.%d.%s: %s", key.c_str());
-    if (!healthPath.empty() && healthPath == key)
-    {
-        setFlag(visibilityFlags, disabledFlag, hide);
-        hide ? hideAll() : unhideAll();
-    }
-    else if (!sensorPath.empty())
-    {
-        setHidden<FaultEntry::sensorPathProperty>(hide, hiddenSensorPaths,
-                                                  sensorPath);
-    }
-    else if (sensorNumber != 0)
-    {
-        setHidden<FaultEntry::sensorNumberProperty>(
-            hide, hiddenSensorNumbers, static_cast<uint32_t>(sensorNumber));
-    }
-    if (healthPath == key)
-    {
-        HMI_LOG(log::progress, "%s.%d.%s: Health Path Matched");
-    }
-    return 0;
-}
-
-void FaultAndHealth::RegisterForClearSELSignal()
-{
-    const std::string rule =
-        signalRule(names::selPath, names::selInterface, names::selCleared);
-    clearSelMatch = makeMatch(bus, rule, HMI_HANDLER("clearSELSignalHandler"),
-                              [this](sdbusplus::message_t& message) {
-                                  clearSELSignalHandler(message);
-                              });
-    HMI_LOG(log::progress, "%s.%d.%s: Registered clear SEL  Signal Handler");
-    HMI_LOG(log::progress, "%s.%d.%s: %s", rule.c_str());
-}
-
-int FaultAndHealth::clearSELSignalHandler(sdbusplus::message_t& /*message*/)
-{
-    HMI_LOG(log::progress, "%s.%d.%s: clear SEL Signal Received");
-    return 0;
 }
 
 } // namespace health_namespace

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "bus_match.hpp"
 #include "log_line.hpp"
 #include "raw_bus.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
+#include <com/vexa/olvar/logmgr/names.hpp>
 #include <hmi_fault_health.hpp>
 #include <platform/data_abstraction/healthmgr.hpp>
 
@@ -211,6 +213,24 @@ int FaultAndHealth::runAndLogFailure(
         HMI_LOG_AS(function, log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
         return static_cast<int>(healthNode->healthStatus());
     }
+}
+
+void FaultAndHealth::RegisterForClearSELSignal()
+{
+    const std::string rule =
+        signalRule(names::selPath, names::selInterface, names::selCleared);
+    clearSelMatch = makeMatch(bus, rule, HMI_HANDLER("clearSELSignalHandler"),
+                              [this](sdbusplus::message_t& message) {
+                                  clearSELSignalHandler(message);
+                              });
+    HMI_LOG(log::progress, "%s.%d.%s: Registered clear SEL  Signal Handler");
+    HMI_LOG(log::progress, "%s.%d.%s: %s", rule.c_str());
+}
+
+int FaultAndHealth::clearSELSignalHandler(sdbusplus::message_t& /*message*/)
+{
+    HMI_LOG(log::progress, "%s.%d.%s: clear SEL Signal Received");
+    return 0;
 }
 
 } // namespace health_namespace

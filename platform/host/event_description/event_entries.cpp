@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "event_entries.hpp"
 
-#include "../message_registry/message_text.hpp"
+#include "../message_registry/message_arguments.hpp"
 #include "described_event.hpp"
 
 #include <platform/event_description.h>

@@ -2,8 +2,8 @@
 #include "../data_files.hpp"
 #include "../failure_log.hpp"
 #include "../host_log.hpp"
+#include "message_arguments.hpp"
 #include "message_catalog.hpp"
-#include "message_text.hpp"
 
 #include <platform/message_registry.h>
 #include <platform/utf8.hpp>

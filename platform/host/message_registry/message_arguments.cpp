@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "message_text.hpp"
+#include "message_arguments.hpp"
 
 #include <charconv>
 

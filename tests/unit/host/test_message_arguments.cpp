@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "message_registry/message_text.hpp"
+#include "message_registry/message_arguments.hpp"
 
 #include <gtest/gtest.h>
 
