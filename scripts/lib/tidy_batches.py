@@ -7,9 +7,9 @@ they all include.
 
 Writes into FOLDER a file for the sources of each component, such as tools or
 platform, that are compiled alike, which includes them, and the
-compile_commands.json that clang-tidy needs to read it. BUILD-FOLDER has the one
-that the sources are in. Prints the names of the files, the longest first. A
-source that is not compiled there is an error.
+compile_commands.json that clang-tidy needs to read it, or a single source.
+BUILD-FOLDER has the one that the sources are in. Prints the names of the files,
+the longest first. A source that is not compiled there is an error.
 """
 
 import json
@@ -88,18 +88,20 @@ def write(folder, together):
     """Writes the files and how they are compiled, and returns their names."""
     shutil.rmtree(folder, ignore_errors=True)
     os.makedirs(folder)
-    entries = []
+    files, entries = [], []
     for number, ((place, directory, flags, _), paths) in enumerate(together.items()):
         name = f"{place.replace('/', '-')}-{number}.cpp"
         file = os.path.join(os.path.realpath(folder), name)
         with open(file, "w", encoding="utf-8") as out:
             out.writelines(f'#include "{path}"\n' for path in paths)
-        entries.append(
-            {"directory": directory, "file": file, "arguments": [*flags, "-c", file]}
+        files.append(file)
+        entries.extend(
+            {"directory": directory, "file": each, "arguments": [*flags, "-c", each]}
+            for each in (file, *paths)
         )
     with open(os.path.join(folder, "compile_commands.json"), "w", encoding="utf-8") as out:
         json.dump(entries, out, indent=1)
-    return [entry["file"] for entry in entries]
+    return files
 
 
 if __name__ == "__main__":

@@ -97,6 +97,16 @@ def test_know_sources_that_the_build_itself_compiles_together(build, project):
     assert build.batches("a.cpp") == [["a.cpp"]]
 
 
+def test_say_how_each_source_is_compiled_by_itself(build, project):
+    source = project.write("room/a.cpp", "int a;\n")
+    both = project.write("all-unity0.cpp", f"#include <{source}>\n")
+    build.compiles(str(both), "-DROOM=1")
+    build.read_together("a.cpp")
+    commands = json.loads(project.read("batches/compile_commands.json"))
+    alone = [each["arguments"] for each in commands if each["file"] == str(source)]
+    assert alone == [["c++", "-DROOM=1", "-c", str(source)]]
+
+
 def test_refuse_a_source_that_the_build_does_not_compile(build, project):
     project.write("room/a.cpp", "int a;\n")
     assert build.read_together("a.cpp").returncode != 0
