@@ -40,10 +40,42 @@ int readIsNode(sd_bus_message* message)
     return more < 0 ? more : static_cast<int>(isNode);
 }
 
+/** Reads the nodes of an answer, as far as it has the right form. */
+NodeSearch::Keys readNodes(sd_bus_message* reply)
+{
+    NodeSearch::Keys keys;
+    if (sd_bus_message_is_method_error(reply, nullptr) != 0 ||
+        sd_bus_message_enter_container(reply, 'a', "{oa{sa{sv}}}") < 0)
+    {
+        return keys;
+    }
+    for (std::size_t i = 0;
+         i < NodeSearch::mostObjects &&
+         sd_bus_message_enter_container(reply, 'e', "oa{sa{sv}}") > 0;
+         ++i)
+    {
+        const char* path = "";
+        if (sd_bus_message_read(reply, "o", &path) <= 0)
+        {
+            break;
+        }
+        const int isNode = readIsNode(reply);
+        if (isNode < 0 || sd_bus_message_exit_container(reply) < 0)
+        {
+            break;
+        }
+        if (isNode > 0)
+        {
+            keys.emplace(path);
+        }
+    }
+    return keys;
+}
+
 } // namespace
 
 NodeSearch::NodeSearch(services::Connection& connection,
-                       std::function<void(const std::string& key)> found) :
+                       std::function<void(const Keys& keys)> found) :
     connection(connection),
     found(std::move(found))
 {}
@@ -84,33 +116,11 @@ void NodeSearch::askNext()
                            }));
 }
 
-/** Reads the nodes of an answer, as far as it has the right form. */
 void NodeSearch::take(sd_bus_message* reply) const
 {
-    if (sd_bus_message_is_method_error(reply, nullptr) != 0 ||
-        sd_bus_message_enter_container(reply, 'a', "{oa{sa{sv}}}") < 0)
+    if (const Keys keys = readNodes(reply); !keys.empty())
     {
-        return;
-    }
-    for (std::size_t i = 0;
-         i < mostObjects &&
-         sd_bus_message_enter_container(reply, 'e', "oa{sa{sv}}") > 0;
-         ++i)
-    {
-        const char* path = "";
-        if (sd_bus_message_read(reply, "o", &path) <= 0)
-        {
-            return;
-        }
-        const int isNode = readIsNode(reply);
-        if (isNode < 0 || sd_bus_message_exit_container(reply) < 0)
-        {
-            return;
-        }
-        if (isNode > 0)
-        {
-            found(path);
-        }
+        found(keys);
     }
 }
 

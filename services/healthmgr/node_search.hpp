@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -25,10 +26,13 @@ class NodeSearch
     /** The most objects that are read of one connection. */
     static constexpr std::size_t mostObjects = 16384;
 
+    /** The keys of the nodes of a connection, but not of the root. */
+    using Keys = std::set<std::string>;
+
     /** @param[in] connection asks the others; must outlive this object
-     *  @param[in] found called with the key of each node but the root */
+     *  @param[in] found called with each connection's nodes, if it has any */
     NodeSearch(services::Connection& connection,
-               std::function<void(const std::string& key)> found);
+               std::function<void(const Keys& keys)> found);
 
     NodeSearch(const NodeSearch&) = delete;
     NodeSearch& operator=(const NodeSearch&) = delete;
@@ -43,7 +47,7 @@ class NodeSearch
     void take(sd_bus_message* reply) const;
 
     services::Connection& connection;
-    std::function<void(const std::string& key)> found;
+    std::function<void(const Keys& keys)> found;
     /** The connections that are still to be asked. */
     std::vector<std::string> peers;
     services::ObjectLifetime lifetime;

@@ -78,11 +78,8 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
     loop(loop), nodes(nodes), users(users), announcer(connection, loop),
     missing(loop, nodes), handover(nodes, announcer, missing),
     search(connection,
-           [this](const std::string& key) {
-               if (isKey(key.c_str()) && !host::findHealthRecord(key))
-               {
-                   askForRecord(key);
-               }
+           [this](const NodeSearch::Keys& keys) {
+               askNodes(keys);
            }),
     comparisonDue(loop.onceLater([this] {
         compareHealths();
@@ -124,9 +121,7 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
     // While no healthmgr ran, an older holder of a key may have reported its
     // health or its end after the younger one.
     announcer.announceAll();
-    // Nodes without a record may have reported before, too.
-    search.begin();
-    hasRoot = host::findHealthRecord(names::root).has_value();
+    searchForNodes();
 }
 
 bool TreeKeeper::isProgressing() const
@@ -328,6 +323,34 @@ void TreeKeeper::askForRecord(const std::string& key)
     announcer.disown(key.c_str(), "");
 }
 
+/** Asks all nodes on the bus without a record to publish their health. While
+ * the root has no record either, they find no parent and report to nobody. */
+void TreeKeeper::searchForNodes()
+{
+    // The root is not among the objects that connections list.
+    askForRecord(names::root);
+    search.begin();
+    hasRoot = host::findHealthRecord(names::root).has_value();
+}
+
+/** Asks those of a connection's nodes that have no record to publish their
+ *  health. */
+void TreeKeeper::askNodes(const NodeSearch::Keys& keys)
+{
+    std::size_t asked = 0;
+    for (const std::string& key : keys)
+    {
+        if (isKey(key.c_str()) && !host::findHealthRecord(key))
+        {
+            askForRecord(key);
+            if (++asked == mostAsked)
+            {
+                return;
+            }
+        }
+    }
+}
+
 /** Asks nodes on the bus without a record to publish their health again, each
  *  once. If the file of their process was removed, the process then makes it
  *  again. */
@@ -370,9 +393,7 @@ void TreeKeeper::compareHealths()
             std::exchange(hasRoot, healths->contains(names::root));
         if (hasRoot && !hadRoot)
         {
-            // Nodes that began while the data cache was empty found no parent
-            // and reported to nobody.
-            search.begin();
+            searchForNodes();
         }
         // An older holder of a key reports another health than its record has.
         announcer.announce(reportComparison.compare(

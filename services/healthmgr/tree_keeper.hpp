@@ -24,6 +24,7 @@
 
 #include <sdbusplus/message.hpp>
 
+#include <cstddef>
 #include <optional>
 #include <set>
 #include <string>
@@ -44,6 +45,11 @@ namespace healthintf::healthmgr
 class TreeKeeper
 {
   public:
+    /** The most nodes of a connection that are asked when it lists them. A
+     *  process makes all the records that it was refused at the first question
+     *  that finds room. */
+    static constexpr std::size_t mostAsked = 256;
+
     /** Repairs the tree now and keeps it whole. All arguments must outlive this
      *  object.
      *
@@ -67,6 +73,8 @@ class TreeKeeper
     void watchSegments();
     void keepWatching();
     void askForRecord(const std::string& key);
+    void searchForNodes();
+    void askNodes(const NodeSearch::Keys& keys);
     void askForRecords(const HealthComparison::Healths& records);
     bool reconcile();
     bool withdrawTheDead();
@@ -86,7 +94,7 @@ class TreeKeeper
     HealthComparison comparison;
     ReportComparison reportComparison;
     NodeSearch search;
-    /** Whether the root had a record at the last comparison. */
+    /** Whether the root had a record at the last search or comparison. */
     bool hasRoot = false;
     /** Nodes that were asked to publish their health again. */
     std::set<std::string> askedForRecords;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "bus_client.hpp"
 #include "component.hpp"
+#include "listing_peer.hpp"
 #include "node_search.hpp"
 #include "service_on_bus.hpp"
 
@@ -19,43 +19,12 @@ namespace healthintf::healthmgr
 namespace
 {
 
+using Peer = test::ListingPeer;
 using test::ServiceOnBus;
 using testing::UnorderedElementsAre;
 
 const std::string root = "/com/vexa/olvar/health";
 constexpr const char* node = "com.vexa.olvar.healthmgr.HealthStatus";
-
-/** A connection that answers the search with anything. */
-class Peer
-{
-  public:
-    using Answer = std::function<int(sd_bus_message* call)>;
-
-    explicit Peer(Answer answer) : answer(std::move(answer))
-    {
-        sd_bus_attach_event(client.get(), ServiceOnBus::instance().loop.get(),
-                            SD_EVENT_PRIORITY_NORMAL);
-        sd_bus_slot* raw = nullptr;
-        sd_bus_add_object(
-            client.get(), &raw, root.c_str(),
-            [](sd_bus_message* call, void* peer, sd_bus_error*) {
-                return static_cast<Peer*>(peer)->answer(call);
-            },
-            this);
-        slot.reset(raw);
-    }
-    ~Peer()
-    {
-        sd_bus_detach_event(client.get());
-    }
-    Peer(const Peer&) = delete;
-    Peer& operator=(const Peer&) = delete;
-
-  private:
-    test::BusClient client;
-    Answer answer;
-    SlotPtr slot;
-};
 
 class SearchForNodes : public testing::Test
 {
@@ -69,8 +38,8 @@ class SearchForNodes : public testing::Test
 
     ServiceOnBus& service = ServiceOnBus::instance();
     std::vector<std::string> found;
-    NodeSearch search{service.connection, [this](const std::string& key) {
-                          found.push_back(key);
+    NodeSearch search{service.connection, [this](const NodeSearch::Keys& keys) {
+                          found.insert(found.end(), keys.begin(), keys.end());
                       }};
 };
 
@@ -128,17 +97,8 @@ TEST_F(SearchForNodes, ReadsABoundedNumberOfObjectsOfAConnection)
 {
     bool answered = false;
     const Peer peer([&answered](sd_bus_message* call) {
-        sd_bus_message* raw = nullptr;
-        sd_bus_message_new_method_return(call, &raw);
-        const MessagePtr reply(raw);
-        sd_bus_message_open_container(raw, 'a', "{oa{sa{sv}}}");
-        for (std::size_t i = 0; i <= NodeSearch::mostObjects; ++i)
-        {
-            sd_bus_message_append(raw, "{oa{sa{sv}}}", "/a", 1, node, 0);
-        }
-        sd_bus_message_close_container(raw);
         answered = true;
-        return sd_bus_message_send(raw);
+        return Peer::list(call, root, NodeSearch::mostObjects + 1);
     });
     search.begin();
     waitForKeys(NodeSearch::mostObjects);
@@ -147,12 +107,25 @@ TEST_F(SearchForNodes, ReadsABoundedNumberOfObjectsOfAConnection)
     EXPECT_EQ(found.size(), NodeSearch::mostObjects);
 }
 
+TEST_F(SearchForNodes, FindsANodeThatIsListedTwiceOnce)
+{
+    const Peer peer([](sd_bus_message* call) {
+        return sd_bus_reply_method_return(call, "a{oa{sa{sv}}}", 3, "/a", 1,
+                                          node, 0, "/b", 1, node, 0, "/a", 1,
+                                          node, 0);
+    });
+    search.begin();
+    waitForKeys(2);
+    service.catchUp();
+    EXPECT_THAT(found, UnorderedElementsAre("/a", "/b"));
+}
+
 TEST_F(SearchForNodes, EndsWithTheOneWhoSearches)
 {
     const test::Component daemon(root + "/a", 2);
     {
-        NodeSearch brief(service.connection, [this](const std::string& key) {
-            found.push_back(key);
+        NodeSearch brief(service.connection, [this](const auto& keys) {
+            found.insert(found.end(), keys.begin(), keys.end());
         });
         brief.begin();
     }

@@ -6,6 +6,7 @@
 #include "component.hpp"
 #include "data_cache/withdrawal.hpp"
 #include "hidden_cache.hpp"
+#include "listing_peer.hpp"
 #include "service_on_bus.hpp"
 #include "tree_keeper.hpp"
 
@@ -33,6 +34,40 @@ class KeptTree : public testing::Test
     PeerUsers users{service.connection};
     TreeKeeper keeper{service.connection, service.loop, nodes, users};
 };
+
+/** Makes a tree keeper while a connection lists that many nodes.
+ *
+ *  @return how many of them are asked for their records */
+std::size_t askedWhenListing(std::size_t count)
+{
+    test::ServiceOnBus& service = test::ServiceOnBus::instance();
+    bool answered = false;
+    test::BusClient client;
+    const test::ListingPeer peer([&](sd_bus_message* call) {
+        answered = true;
+        return test::ListingPeer::list(call, root, count);
+    });
+    HostedNodes nodes(service.connection.bus());
+    PeerUsers users(service.connection);
+    const TreeKeeper keeper(service.connection, service.loop, nodes, users);
+    service.runUntil("answer", [&] {
+        return answered;
+    });
+    service.catchUp();
+    service.catchUp();
+    client.catchUp();
+    return static_cast<std::size_t>(
+        std::ranges::count_if(client.updates, [](const std::string& update) {
+            return update.starts_with(root + "/n");
+        }));
+}
+
+TEST(ListedNodes, AreAskedForTheirRecordsUpToALimit)
+{
+    EXPECT_EQ(askedWhenListing(TreeKeeper::mostAsked), TreeKeeper::mostAsked);
+    EXPECT_EQ(askedWhenListing(TreeKeeper::mostAsked + 1),
+              TreeKeeper::mostAsked);
+}
 
 TEST_F(KeptTree, GetsAParentThatWentAfterItsChildHadLookedForIt)
 {
