@@ -10,7 +10,6 @@
 #include <atomic>
 #include <cerrno>
 #include <exception>
-#include <utility>
 
 namespace healthintf::host
 {
@@ -66,18 +65,27 @@ int withOwnRecords(Work&& work)
     return records == nullptr ? ENOENT : work(*records);
 }
 
-/** Changes a record of this process by @p work, or by @p edit one that was
- *  refused. */
+/** Changes a record of this process by @p work, and by @p edit one that was
+ *  refused: it may be about to take the place of the other. */
 template <typename Work, typename Edit>
 int changeRecord(RecordKind kind, const std::string& path, Work&& work,
                  Edit&& edit)
 {
     return useCache([&] {
         tryRefusedAgain();
-        const int result = withOwnRecords(std::forward<Work>(work));
-        return result == ENOENT && refusedAny
-                   ? RefusedRecords::ofThisProcess().edit(kind, path, edit)
-                   : result;
+        const int result = withOwnRecords(work);
+        if (!refusedAny)
+        {
+            return result;
+        }
+        const int ofRefused =
+            RefusedRecords::ofThisProcess().edit(kind, path, edit);
+        if (result != ENOENT)
+        {
+            return result;
+        }
+        // Another thread may have made the record in the meantime.
+        return ofRefused == ENOENT ? withOwnRecords(work) : ofRefused;
     });
 }
 

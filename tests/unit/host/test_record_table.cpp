@@ -58,6 +58,18 @@ class RecordTable : public test::CacheTest
 };
 
 using Map = std::map<std::string, std::string>;
+using Lives = std::map<std::string, uint32_t>;
+
+/** The live values of all nodes. */
+Lives lives()
+{
+    Lives found;
+    readRecordsInto(found, RecordQuery::below(health, {}),
+                    [](const ReadRecord& record, const ProcessIdentity&) {
+                        return record.live;
+                    });
+    return found;
+}
 
 TEST_F(RecordTable, KeepsRecordsByKindAndPath)
 {
@@ -118,15 +130,30 @@ TEST_F(RecordTable, ChangesRefusedRecordsUntilTheyAreMade)
                   }
                   setSpace(true);
                   putRecord(health, "/b", "", 2);
-                  std::map<std::string, uint32_t> lives;
-                  readRecordsInto(
-                      lives, RecordQuery::below(health, {}),
-                      [](const ReadRecord& record, const ProcessIdentity&) {
-                          return record.live;
-                      });
-                  return lives == std::map<std::string, uint32_t>{{"/a", 4},
-                                                                  {"/b", 2}} &&
+                  return lives() == Lives{{"/a", 4}, {"/b", 2}} &&
                                  read(fault) == Map{{"/a/1", "fault repaired"}}
+                             ? 0
+                             : 2;
+              }),
+              0);
+}
+
+TEST_F(RecordTable, ChangesARefusedRecordThatIsToReplaceAnother)
+{
+    EXPECT_EQ(inChild([] {
+                  putRecord(health, "/a", "", 2);
+                  setSpace(false);
+                  const std::string large(1UL << 16, 'x');
+                  if (putRecord(health, "/a", large, 3) == 0 ||
+                      setLiveValue(health, "/a", 4) != 0 ||
+                      lives() != Lives{{"/a", 4}})
+                  {
+                      return 1;
+                  }
+                  setSpace(true);
+                  putRecord(health, "/b", "", 2);
+                  return lives() == Lives{{"/a", 4}, {"/b", 2}} &&
+                                 read(health) == Map{{"/a", large}, {"/b", ""}}
                              ? 0
                              : 2;
               }),
