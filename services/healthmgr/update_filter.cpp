@@ -65,8 +65,11 @@ bool UpdateFilter::refuses(sd_bus_message* message)
     }
     if (isOwn)
     {
-        return health == health_namespace::healthNone &&
-               isParentKey(parent, child) && refusesEnd(nullptr, parent, child);
+        // Questions for records are for the nodes of others.
+        const bool isQuestion = *child == '\0';
+        return isQuestion || (health == health_namespace::healthNone &&
+                              isParentKey(parent, child) &&
+                              refusesEnd(nullptr, parent, child));
     }
     if (!isParentKey(parent, child) || !isRecordable(child))
     {
