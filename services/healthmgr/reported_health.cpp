@@ -109,20 +109,21 @@ void ReportedHealth::forget(const std::string& key)
     }
 }
 
-std::set<std::string> ReportedHealth::missingFrom(const Healths& known) const
+std::set<std::string> ReportedHealth::findUnrecorded(
+    const std::function<bool(const std::string& key)>& isRecorded) const
 {
-    std::set<std::string> missing;
+    std::set<std::string> unrecorded;
     for (const auto& [sender, peer] : peers)
     {
         for (const auto& [key, health] : peer.nodes)
         {
-            if (!known.contains(key))
+            if (!isRecorded(key))
             {
-                missing.insert(key);
+                unrecorded.insert(key);
             }
         }
     }
-    return missing;
+    return unrecorded;
 }
 
 ReportedHealth::Healths

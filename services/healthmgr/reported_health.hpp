@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -79,10 +80,11 @@ class ReportedHealth
     /** Forgets the health of a node, whoever reported it. */
     void forget(const std::string& key);
 
-    /** The reported nodes that have not ended and are not in @p known.
+    /** The reported nodes that have not ended and are not recorded.
      *
-     *  @param[in] known nodes to leave out */
-    std::set<std::string> missingFrom(const Healths& known) const;
+     *  @param[in] isRecorded whether to leave a node out */
+    std::set<std::string> findUnrecorded(
+        const std::function<bool(const std::string& key)>& isRecorded) const;
 
     /** The last reports that differ from @p known, of nodes that are in it. Of
      *  several connections that report a node, any one.

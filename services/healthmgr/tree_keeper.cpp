@@ -340,7 +340,8 @@ void TreeKeeper::askNodes(const NodeSearch::Keys& keys)
     std::size_t asked = 0;
     for (const std::string& key : keys)
     {
-        if (isKey(key.c_str()) && !host::findHealthRecord(key))
+        if (isKey(key.c_str()) &&
+            (nodes.hosts(key) || !host::findHealthRecord(key)))
         {
             askForRecord(key);
             if (++asked == mostAsked)
@@ -356,15 +357,19 @@ void TreeKeeper::askNodes(const NodeSearch::Keys& keys)
  *  again. */
 void TreeKeeper::askForRecords(const HealthComparison::Healths& records)
 {
-    auto missing = reported.missingFrom(records);
-    for (const std::string& key : missing)
+    auto unrecorded = reported.findUnrecorded([&](const std::string& key) {
+        // The record may be that of a node here, while the other one was
+        // refused its own.
+        return records.contains(key) && !nodes.hosts(key);
+    });
+    for (const std::string& key : unrecorded)
     {
         if (!askedForRecords.contains(key))
         {
             askForRecord(key);
         }
     }
-    askedForRecords = std::move(missing);
+    askedForRecords = std::move(unrecorded);
 }
 
 /** Schedules a comparison after a change; several changes share one. */

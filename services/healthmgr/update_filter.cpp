@@ -154,7 +154,8 @@ bool UpdateFilter::refusesUntrue(sd_bus_message* message, const char* parent,
         announcer.announceIfRoom(child);
     }
     // The data cache may have refused the record: the node is to make it later.
-    if (hosted && !host::findHealthRecord(child))
+    // That of a node here is not the other's.
+    if (hosted && (nodes.hosts(child) || !host::findHealthRecord(child)))
     {
         take(message);
     }

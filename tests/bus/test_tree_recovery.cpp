@@ -16,6 +16,7 @@
 #include <csignal>
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 namespace healthintf::test
 {
@@ -570,6 +571,51 @@ TEST_F(TreeRecovery, ShowsANodeThatWasRefusedItsRecordAsTheManagerWas)
     ASSERT_EQ(prlimit(manager->pid(), RLIMIT_FSIZE, &enough, nullptr), 0);
     client.waitForHealth(root, 2);
     EXPECT_THAT(recordedKeys(), testing::Contains(key));
+}
+
+/** A daemon that finds no room for records, with a fault at a node that the
+ *  manager hosts. */
+class FaultOfAHostedNode : public TreeRecovery
+{
+  protected:
+    void SetUp() override
+    {
+        TreeRecovery::SetUp();
+        startManager();
+        leaf.emplace(root + "/a/b", 2);
+        client.waitForHealth(root, 2);
+        daemon.emplace(std::vector<std::string>{
+            "env", "--ignore-signal=XFSZ", "prlimit", "--fsize=0:unlimited",
+            COMPONENT_DAEMON, "sd-event"});
+        daemon->init(root + "/a", 3);
+        daemon->add(root + "/a", "BAD", "/sensor", 1);
+    }
+
+    void makeRoom()
+    {
+        const rlimit enough{RLIM_INFINITY, RLIM_INFINITY};
+        ASSERT_EQ(
+            prlimit(daemon->process.pid(), RLIMIT_FSIZE, &enough, nullptr), 0);
+    }
+
+    std::optional<Component> leaf;
+    std::optional<Component> daemon;
+};
+
+TEST_F(FaultOfAHostedNode, IsShownOnceThereIsRoomForIt)
+{
+    makeRoom();
+    client.waitForHealth(root, 4);
+    EXPECT_EQ(recordedFaults().size(), 1U);
+}
+
+TEST_F(FaultOfAHostedNode, IsShownByAManagerThatStartsWhenThereIsRoom)
+{
+    manager->kill();
+    makeRoom();
+    manager = std::make_unique<Process>(std::vector<std::string>{HEALTHMGR});
+    client.waitForHealth(root, 4);
+    EXPECT_EQ(recordedFaults().size(), 1U);
 }
 
 TEST_F(TreeRecovery, KeepsAStoppedDaemonsRecords)
