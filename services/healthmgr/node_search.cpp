@@ -103,7 +103,8 @@ void NodeSearch::begin()
 
 void NodeSearch::askNext()
 {
-    if (peers.empty())
+    // When the connection is lost, all who were asked answer with an error.
+    if (peers.empty() || sd_bus_is_open(connection.get()) <= 0)
     {
         return;
     }

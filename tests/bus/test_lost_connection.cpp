@@ -9,7 +9,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <systemd/sd-bus.h>
 
+#include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -109,6 +112,36 @@ TEST(LostConnectionOfAService, IsToldOnce)
         EXPECT_EQ(service.wait(), 1);
         EXPECT_EQ(losses(service), 1u) << service.errors();
     }
+}
+
+TEST(LostConnectionOfAService, EndsTheSearchForNodesWithoutAWord)
+{
+    PrivateBus bus;
+    constexpr std::size_t askedAtOnce = 8;
+    std::size_t asked = 0;
+    // More connections than are asked at once, none of which answers.
+    std::array<BusClient, 2 * askedAtOnce> clients;
+    for (const BusClient& client : clients)
+    {
+        sd_bus_add_filter(
+            client.get(), nullptr,
+            [](sd_bus_message* message, void* count, sd_bus_error*) {
+                const int isQuestion = sd_bus_message_is_method_call(
+                    message, nullptr, "GetManagedObjects");
+                *static_cast<std::size_t*>(count) += isQuestion > 0 ? 1 : 0;
+                return isQuestion;
+            },
+            &asked);
+    }
+    Process service({HEALTHMGR});
+    for (std::size_t each = 0; asked < askedAtOnce; ++each)
+    {
+        ASSERT_LT(each, 10'000) << "no search";
+        clients.at(each % clients.size()).catchUp();
+    }
+    bus.kill();
+    EXPECT_EQ(service.wait(), 1);
+    EXPECT_THAT(service.errors(), testing::Not(HasSubstr("EXCEPTION")));
 }
 
 } // namespace
