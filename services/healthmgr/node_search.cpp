@@ -4,6 +4,8 @@
 #include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
 #include <com/vexa/olvar/healthmgr/names.hpp>
 
+#include <cerrno>
+#include <cstdint>
 #include <string_view>
 #include <utility>
 
@@ -15,10 +17,62 @@ using Interface = sdbusplus::common::com::vexa::olvar::healthmgr::HealthStatus;
 namespace
 {
 
+/** Counts the elements of an answer. */
+class Budget
+{
+  public:
+    /** @return whether one more element may be read */
+    bool take()
+    {
+        return left != 0 && left-- != 0;
+    }
+
+  private:
+    std::size_t left = NodeSearch::mostElements;
+};
+
+bool isNumber(const char* type)
+{
+    return std::string_view("ynqiuxtd").find(*type) != std::string_view::npos;
+}
+
+/** Skips the next element. sd_bus_message_skip() skips any number of elements
+ *  in it, each byte of an array, too.
+ *
+ *  @return negative when it has another form or too many elements */
+int skip(sd_bus_message* message, Budget& budget)
+{
+    char type = 0;
+    const char* contents = nullptr;
+    int result = sd_bus_message_peek_type(message, &type, &contents);
+    if (result <= 0 || !budget.take())
+    {
+        return -EBADMSG;
+    }
+    if (contents == nullptr)
+    {
+        uint64_t ignored = 0;
+        return sd_bus_message_read_basic(message, type, &ignored);
+    }
+    if (type == 'a' && isNumber(contents))
+    {
+        const void* numbers = nullptr;
+        std::size_t size = 0;
+        return sd_bus_message_read_array(message, *contents, &numbers, &size);
+    }
+    result = sd_bus_message_enter_container(message, type, contents);
+    while (result >= 0 && sd_bus_message_at_end(message, 0) == 0)
+    {
+        result = skip(message, budget);
+    }
+    return result < 0 ? result : sd_bus_message_exit_container(message);
+}
+
 /** Reads the interfaces of the object that a message is at.
  *
- *  @return whether it is a node; negative when the message has another form */
-int readIsNode(sd_bus_message* message)
+ *  @return whether it is a node; negative when the message has another form or
+ *          too many elements */
+int readIsNode(sd_bus_message* message, Budget& budget)
 {
     bool isNode = false;
     int more = sd_bus_message_enter_container(message, 'a', "{sa{sv}}");
@@ -28,7 +82,7 @@ int readIsNode(sd_bus_message* message)
         const char* interface = "";
         more = sd_bus_message_read(message, "s", &interface);
         isNode |= std::string_view(interface) == Interface::interface;
-        if (more >= 0 && (more = sd_bus_message_skip(message, "a{sv}")) >= 0)
+        if (more >= 0 && (more = skip(message, budget)) >= 0)
         {
             more = sd_bus_message_exit_container(message);
         }
@@ -49,6 +103,7 @@ NodeSearch::Keys readNodes(sd_bus_message* reply)
     {
         return keys;
     }
+    Budget budget;
     for (std::size_t i = 0;
          i < NodeSearch::mostObjects &&
          sd_bus_message_enter_container(reply, 'e', "oa{sa{sv}}") > 0;
@@ -59,7 +114,7 @@ NodeSearch::Keys readNodes(sd_bus_message* reply)
         {
             break;
         }
-        const int isNode = readIsNode(reply);
+        const int isNode = readIsNode(reply, budget);
         if (isNode < 0 || sd_bus_message_exit_container(reply) < 0)
         {
             break;

@@ -25,6 +25,9 @@ class NodeSearch
   public:
     /** The most objects that are read of one connection. */
     static constexpr std::size_t mostObjects = 16384;
+    /** The most elements that the properties of a connection's objects may
+     *  have; nodes behind them are not found. */
+    static constexpr std::size_t mostElements = 1UL << 20;
 
     /** The keys of the nodes of a connection, but not of the root. */
     using Keys = std::set<std::string>;

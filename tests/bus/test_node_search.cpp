@@ -107,6 +107,73 @@ TEST_F(SearchForNodes, ReadsABoundedNumberOfObjectsOfAConnection)
     EXPECT_EQ(found.size(), NodeSearch::mostObjects);
 }
 
+/** Answers with two nodes, the first with a property that has so many
+ *  elements. */
+int listWithProperty(sd_bus_message* call, std::size_t elements)
+{
+    sd_bus_message* raw = nullptr;
+    sd_bus_message_new_method_return(call, &raw);
+    const MessagePtr reply(raw);
+    sd_bus_message_open_container(raw, 'a', "{oa{sa{sv}}}");
+    sd_bus_message_open_container(raw, 'e', "oa{sa{sv}}");
+    sd_bus_message_append(raw, "o", "/a");
+    sd_bus_message_open_container(raw, 'a', "{sa{sv}}");
+    sd_bus_message_open_container(raw, 'e', "sa{sv}");
+    sd_bus_message_append(raw, "s", node);
+    sd_bus_message_open_container(raw, 'a', "{sv}");
+    sd_bus_message_open_container(raw, 'e', "sv");
+    sd_bus_message_append(raw, "s", "Property");
+    sd_bus_message_open_container(raw, 'v', "ab");
+    sd_bus_message_open_container(raw, 'a', "b");
+    for (std::size_t i = 0; i < elements; ++i)
+    {
+        sd_bus_message_append(raw, "b", 1);
+    }
+    for (int i = 0; i < 7; ++i)
+    {
+        sd_bus_message_close_container(raw);
+    }
+    sd_bus_message_append(raw, "{oa{sa{sv}}}", "/b", 1, node, 0);
+    sd_bus_message_close_container(raw);
+    return sd_bus_message_send(raw);
+}
+
+TEST_F(SearchForNodes, ReadsABoundedNumberOfElementsOfAConnection)
+{
+    // The properties' array, its entry with name and variant, the array in it;
+    // and the empty array of the second node.
+    constexpr std::size_t others = 6;
+    constexpr std::size_t most = NodeSearch::mostElements - others;
+    {
+        const Peer peer([](sd_bus_message* call) {
+            return listWithProperty(call, most);
+        });
+        search.begin();
+        waitForKeys(1);
+    }
+    EXPECT_THAT(found, UnorderedElementsAre("/a", "/b"));
+    found.clear();
+    const Peer peer([](sd_bus_message* call) {
+        return listWithProperty(call, most + 1);
+    });
+    search.begin();
+    waitForKeys(1);
+    EXPECT_THAT(found, UnorderedElementsAre("/a"));
+}
+
+TEST_F(SearchForNodes, SkipsPropertiesOfAnyForm)
+{
+    const Peer peer([](sd_bus_message* call) {
+        return sd_bus_reply_method_return(
+            call, "a{oa{sa{sv}}}", 2, "/a", 1, node, 4, "array", "ay", 3, 1, 2,
+            3, "struct", "(sad)", "text", 1, 2.5, "map", "a{su}", 1, "one", 1u,
+            "variant", "v", "b", 1, "/b", 1, node, 0);
+    });
+    search.begin();
+    waitForKeys(2);
+    EXPECT_THAT(found, UnorderedElementsAre("/a", "/b"));
+}
+
 TEST_F(SearchForNodes, FindsANodeThatIsListedTwiceOnce)
 {
     const Peer peer([](sd_bus_message* call) {
