@@ -42,6 +42,12 @@ class ListingPeer
     ListingPeer(const ListingPeer&) = delete;
     ListingPeer& operator=(const ListingPeer&) = delete;
 
+    /** Waits until the bus has passed the answers on. */
+    void catchUp()
+    {
+        client.catchUp();
+    }
+
     /** Answers with that many nodes below @p above, none of which exist. */
     static int list(sd_bus_message* call, const std::string& above,
                     std::size_t count)

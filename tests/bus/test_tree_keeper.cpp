@@ -43,7 +43,7 @@ std::size_t askedWhenListing(std::size_t count)
     test::ServiceOnBus& service = test::ServiceOnBus::instance();
     bool answered = false;
     test::BusClient client;
-    const test::ListingPeer peer([&](sd_bus_message* call) {
+    test::ListingPeer peer([&](sd_bus_message* call) {
         answered = true;
         return test::ListingPeer::list(call, root, count);
     });
@@ -53,6 +53,7 @@ std::size_t askedWhenListing(std::size_t count)
     service.runUntil("answer", [&] {
         return answered;
     });
+    peer.catchUp();
     service.catchUp();
     service.catchUp();
     client.catchUp();
