@@ -65,7 +65,7 @@ int serve(const logmgr::Config& config)
         repair.request();
     });
     logmgr::ListResponder lists(loop, connection, events);
-    const logmgr::SelObject object(connection, events, mirror, lists);
+    logmgr::SelObject object(connection, events, mirror, lists);
     connection.requestName(names::logmgrService);
     // The mirror belongs to the process that owns the bus name, so it is
     // written only now, and before the first call is answered.
@@ -73,6 +73,7 @@ int serve(const logmgr::Config& config)
     const services::EventSource look = loop.every(lookPeriod, [&] {
         events.restoreFile();
         mirror.check();
+        object.announceChanges();
     });
     services::SelfCall selfCall(connection);
     const services::Supervision supervision(loop, [&selfCall] {

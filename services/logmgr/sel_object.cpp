@@ -16,7 +16,9 @@
 #include <concepts>
 #include <cstddef>
 #include <exception>
+#include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -29,6 +31,12 @@ using host::checkBus;
 
 namespace
 {
+
+// The properties whose changes are announced.
+constexpr const char* entriesProperty = "Entries";
+constexpr const char* overflowProperty = "Overflow";
+constexpr const char* lastAdditionProperty = "LastAddition";
+constexpr const char* lastEraseProperty = "LastErase";
 
 /** Limits the lines about failed calls, which any client can cause. */
 constinit host::LineLimit callFailureLines;
@@ -134,14 +142,17 @@ const sd_bus_vtable* SelObject::table()
                        handle<&SelObject::clearUpTo>, everybody),
         vtable::signal(names::selEvent, "ay"),
         vtable::signal(names::selCleared, ""),
-        vtable::property("Entries", "u", get<&SelObject::entries>, changes),
+        vtable::property(entriesProperty, "u", get<&SelObject::entries>,
+                         changes),
         vtable::property("Capacity", "u", get<&SelObject::capacity>, constant),
         vtable::property("OverflowPolicy", "s", get<&SelObject::overflowPolicy>,
                          constant),
-        vtable::property("Overflow", "b", get<&SelObject::overflow>, changes),
-        vtable::property("LastAddition", "u", get<&SelObject::lastAddition>,
+        vtable::property(overflowProperty, "b", get<&SelObject::overflow>,
                          changes),
-        vtable::property("LastErase", "u", get<&SelObject::lastErase>, changes),
+        vtable::property(lastAdditionProperty, "u",
+                         get<&SelObject::lastAddition>, changes),
+        vtable::property(lastEraseProperty, "u", get<&SelObject::lastErase>,
+                         changes),
         vtable::property("Generation", "t", get<&SelObject::generation>),
         vtable::property("LastEntry", "q", get<&SelObject::lastEntry>),
         vtable::end(),
@@ -153,8 +164,14 @@ SelObject::SelObject(services::Connection& connection, EventLog& events,
                      Mirror& mirror, ListResponder& lists) :
     bus(connection.bus()),
     events(events), mirror(mirror), lists(lists),
-    interface(bus, names::selPath, names::selInterface, table(), this)
+    interface(bus, names::selPath, names::selInterface, table(), this),
+    announced(readValues())
 {}
+
+void SelObject::announceChanges()
+{
+    announceChanges({});
+}
 
 int SelObject::add(sd_bus_message* message)
 {
@@ -169,26 +186,17 @@ int SelObject::addWithTimestamp(sd_bus_message* message)
 int SelObject::store(sd_bus_message* message, const Event& event)
 {
     announce(event);
-    const bool overflowed = overflow();
-    const auto announceOverflow = [&] {
-        if (overflow() != overflowed)
-        {
-            interface.property_changed("Overflow");
-        }
-    };
     try
     {
         const EventLog::Addition addition = events.add(event);
         mirror.addEntry(addition);
-        interface.property_changed("Entries");
-        interface.property_changed("LastAddition");
-        announceOverflow();
+        announceChanges({entriesProperty, lastAdditionProperty});
         return sd_bus_reply_method_return(
             message, "u", static_cast<uint32_t>(addition.entry.recordId));
     }
     catch (const Refusal&)
     {
-        announceOverflow();
+        announceChanges();
         throw;
     }
 }
@@ -270,10 +278,30 @@ void SelObject::announceClearing()
     sendOrLog("the clearing", [&] {
         interface.new_signal(names::selCleared).signal_send();
     });
-    for (const char* property : {"Entries", "Overflow", "LastErase"})
+    announceChanges({entriesProperty, overflowProperty, lastEraseProperty});
+}
+
+/** Announces the properties that a call has touched, and all others whose
+ *  values are no longer those that were announced. */
+void SelObject::announceChanges(const std::set<std::string_view>& touched)
+{
+    const Values known = std::exchange(announced, readValues());
+    for (std::size_t i = 0; i < known.size(); ++i)
     {
-        interface.property_changed(property);
+        const auto& [property, value] = announced[i];
+        if (touched.contains(property) || value != known[i].second)
+        {
+            interface.property_changed(property);
+        }
     }
+}
+
+SelObject::Values SelObject::readValues() const
+{
+    return {{{entriesProperty, entries()},
+             {lastAdditionProperty, lastAddition()},
+             {overflowProperty, overflow()},
+             {lastEraseProperty, lastErase()}}};
 }
 
 uint32_t SelObject::entries() const

@@ -11,6 +11,12 @@
 #include <sdbusplus/server/interface.hpp>
 #include <systemd/sd-bus.h>
 
+#include <array>
+#include <cstdint>
+#include <set>
+#include <string_view>
+#include <utility>
+
 namespace healthintf::logmgr
 {
 
@@ -27,7 +33,14 @@ class SelObject
     SelObject(services::Connection& connection, EventLog& events,
               Mirror& mirror, ListResponder& lists);
 
+    /** Announces what has changed without a call, as when somebody has
+     *  overwritten the log's file. */
+    void announceChanges();
+
   private:
+    /** The properties that are announced, with their values. */
+    using Values = std::array<std::pair<const char*, uint32_t>, 4>;
+
     /** Calls a member function for a message, and answers with an error when it
      *  throws. */
     template <auto Member>
@@ -50,6 +63,8 @@ class SelObject
     int store(sd_bus_message* message, const Event& event);
     void announce(const Event& event);
     void announceClearing();
+    void announceChanges(const std::set<std::string_view>& touched);
+    Values readValues() const;
 
     uint32_t entries() const;
     uint32_t capacity() const;
@@ -65,6 +80,8 @@ class SelObject
     Mirror& mirror;
     ListResponder& lists;
     sdbusplus::server::interface_t interface;
+    /** The values that others know. */
+    Values announced;
 };
 
 } // namespace healthintf::logmgr

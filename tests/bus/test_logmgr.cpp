@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <fstream>
 #include <functional>
 
 namespace healthintf::test
@@ -287,27 +288,69 @@ TEST_F(Logmgr, MirrorsItsEntriesBeforeItAnswers)
     EXPECT_EQ(entry["record"].get<Bytes>(), same.record);
 }
 
+/** Collects what the log announces of its properties. */
+class AnnouncedChanges
+{
+  public:
+    explicit AnnouncedChanges(LogClient& client)
+    {
+        sd_bus_match_signal(client.get(), nullptr, logService, logPath,
+                            "org.freedesktop.DBus.Properties",
+                            "PropertiesChanged", take, this);
+    }
+
+    const std::vector<std::string>& get() const
+    {
+        return changes;
+    }
+
+  private:
+    static int take(sd_bus_message* message, void* context, sd_bus_error*)
+    {
+        static_cast<AnnouncedChanges*>(context)->changes.push_back(
+            arguments(message));
+        return 0;
+    }
+
+    std::vector<std::string> changes;
+};
+
 TEST_F(Logmgr, TellsOfChangedProperties)
 {
     const Process running = client.start();
-    std::vector<std::string> changes;
-    const auto take = [](sd_bus_message* message, void* context,
-                         sd_bus_error*) {
-        static_cast<std::vector<std::string>*>(context)->push_back(
-            arguments(message));
-        return 0;
-    };
-    sd_bus_match_signal(client.get(), nullptr, logService, logPath,
-                        "org.freedesktop.DBus.Properties", "PropertiesChanged",
-                        take, &changes);
+    const AnnouncedChanges changes(client);
     add(1);
     client.clear();
     client.catchUp();
-    ASSERT_EQ(changes.size(), 5u);
-    EXPECT_THAT(changes[0], HasSubstr("Entries"));
-    EXPECT_THAT(changes[1], HasSubstr("LastAddition"));
-    EXPECT_THAT(changes[2], HasSubstr("Entries"));
-    EXPECT_THAT(changes[4], HasSubstr("LastErase"));
+    ASSERT_EQ(changes.get().size(), 5u);
+    EXPECT_THAT(changes.get()[0], HasSubstr("Entries"));
+    EXPECT_THAT(changes.get()[1], HasSubstr("LastAddition"));
+    EXPECT_THAT(changes.get()[2], HasSubstr("Entries"));
+    EXPECT_THAT(changes.get()[4], HasSubstr("LastErase"));
+}
+
+TEST_F(Logmgr, TellsOfPropertiesThatChangedWithItsFile)
+{
+    const Process running = client.start(configured("capacity = 2\n"));
+    const std::string file = bus.folder().path() / "state" / "sel" / "data.mdb";
+    const std::string empty = contentOf(file);
+    add(2);
+    EXPECT_THAT(refusalOf([this] {
+                    add(1);
+                }),
+                HasSubstr("Full"));
+    client.catchUp();
+    const AnnouncedChanges changes(client);
+    // In its place, as cp does it.
+    std::fstream(file, std::ios::in | std::ios::out | std::ios::binary)
+        << empty;
+    client.waitUntil("three changes", [&changes] {
+        return changes.get().size() >= 3;
+    });
+    client.catchUp();
+    EXPECT_THAT(changes.get(),
+                ElementsAre(HasSubstr("Entries"), HasSubstr("LastAddition"),
+                            HasSubstr("Overflow")));
 }
 
 TEST_F(Logmgr, EndsWhenTheNameIsTaken)
