@@ -200,6 +200,13 @@ class EventLog
         return store.generation();
     }
 
+    /** How often the log's file was opened. Another time it may hold another
+     *  log. */
+    uint64_t openings() const
+    {
+        return store.openings();
+    }
+
     uint32_t entries() const
     {
         return static_cast<uint32_t>(store.size());

@@ -29,7 +29,8 @@ void Mirror::addEntry(const EventLog::Addition& addition)
 {
     // A change that failed may still be in the log once it is opened again.
     if (incomplete || addition.sequence != next ||
-        generation != events.generation() || isLost())
+        generation != events.generation() || openings != events.openings() ||
+        isLost())
     {
         rebuild();
     }
@@ -59,7 +60,8 @@ void Mirror::check()
 /** Whether the log holds something else, as after its file was overwritten. */
 bool Mirror::isOfAnotherLog() const
 {
-    return next != events.nextSequence() || generation != events.generation();
+    return next != events.nextSequence() || generation != events.generation() ||
+           openings != events.openings();
 }
 
 bool Mirror::isLost() const
@@ -108,6 +110,7 @@ void Mirror::noteResult(int result)
     incomplete = result != 0;
     next = events.nextSequence();
     generation = events.generation();
+    openings = events.openings();
     if (incomplete && !failing)
     {
         SERVICE_LOG(log::error,

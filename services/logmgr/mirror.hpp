@@ -58,6 +58,8 @@ class Mirror
     uint64_t next = 0;
     /** The log's generation then. */
     uint64_t generation = 0;
+    /** How often the log's file had been opened then. */
+    uint64_t openings = 0;
     bool failing = false;
     /** A copy of up to so many bytes stays even if most of it is free. */
     std::size_t shrinkThreshold;

@@ -4,6 +4,7 @@
 #include "storage/files.hpp"
 
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <fcntl.h>
@@ -220,6 +221,18 @@ void allocateLogFile(MDB_env* environment, std::size_t size,
 bool isLogFileInPlace(MDB_env* environment, const fs::path& folder)
 {
     return host::namedFile(getFile(environment), folder / dataFile).has_value();
+}
+
+int64_t readWriteTime(MDB_env* environment)
+{
+    struct stat found
+    {};
+    if (fstat(getFile(environment), &found) != 0)
+    {
+        throw std::system_error(errno, std::generic_category(), "fstat");
+    }
+    constexpr int64_t second = 1'000'000'000;
+    return found.st_mtim.tv_sec * second + found.st_mtim.tv_nsec;
 }
 
 void removeUnfinishedFile(const fs::path& folder)

@@ -7,6 +7,7 @@
 #include "storage/damaged_file.hpp"
 
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <filesystem>
 #include <functional>
@@ -62,6 +63,11 @@ bool isLogFileInPlace(MDB_env* environment,
  *
  *  @throws std::exception when that is not possible */
 void rewriteLogFile(MDB_env* environment, const std::filesystem::path& folder);
+
+/** When the open file was last written to, by whatever process, in nanoseconds.
+ *
+ *  @throws std::system_error when that cannot be read */
+int64_t readWriteTime(MDB_env* environment);
 
 /** Removes the file that a process was writing when it was killed, unless that
  *  was to take the place of a missing one. */

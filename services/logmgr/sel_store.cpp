@@ -295,6 +295,8 @@ void SelStore::open()
     host::syncFolder(folder);
     current = load();
     lastChange = lastChangeNumber(environment.get());
+    lastWrite = readWriteTime(environment.get());
+    ++opened;
 }
 
 SelStore::Content SelStore::load()
@@ -375,7 +377,8 @@ void SelStore::restoreFile()
  *  with a backup. */
 void SelStore::reopenIfOverwritten()
 {
-    if (lastChangeNumber(environment.get()) == lastChange)
+    if (lastChangeNumber(environment.get()) == lastChange &&
+        readWriteTime(environment.get()) == lastWrite)
     {
         return;
     }
@@ -446,9 +449,11 @@ void SelStore::tryChange(Reservation reservation, const Work& work)
         transaction.commit();
         current = content;
         lastChange = lastChangeNumber(environment.get());
+        lastWrite = readWriteTime(environment.get());
     }
     catch (...)
     {
+        lastWrite = readWriteTime(environment.get());
         reopenIfRefused();
         throw;
     }

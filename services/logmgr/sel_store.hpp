@@ -90,6 +90,12 @@ class SelStore
         return current.generation;
     }
 
+    /** How often the file was opened. Another time it may hold another log. */
+    uint64_t openings() const
+    {
+        return opened;
+    }
+
     /** Restores the log's file when somebody removed or replaced it: writes all
      *  entries to a new file and sets the other one aside. When somebody has
      *  overwritten the file itself, reads what it holds now. Each change does
@@ -171,6 +177,10 @@ class SelStore
     Content current;
     /** LMDB's number of the file's last change, as of when current was read. */
     std::size_t lastChange = 0;
+    /** When the file was written to last, as of then. Another log can have the
+     *  same number of changes. */
+    int64_t lastWrite = 0;
+    uint64_t opened = 0;
     /** Up to so many bytes the file's blocks are allocated. */
     std::size_t blocks = 0;
 };

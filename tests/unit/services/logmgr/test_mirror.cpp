@@ -1,13 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "cache_test.hpp"
+#include "file_content.hpp"
 #include "logmgr/mirror.hpp"
 #include "sample_events.hpp"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace healthintf::logmgr
 {
@@ -28,6 +33,19 @@ Ids mirrored()
         ids.push_back(entry.recordId());
     }
     return ids;
+}
+
+/** The names of their sensors. */
+std::vector<std::string> mirroredNames()
+{
+    std::map<std::string, SELEntry_gen> entries;
+    DataAbstraction::SELEntry::get_map_by_path_prefixes({}, {}, entries);
+    std::vector<std::string> names;
+    for (const auto& [path, entry] : entries)
+    {
+        names.push_back(entry.sensor().name);
+    }
+    return names;
 }
 
 class LogMirror : public test::CacheTest
@@ -150,6 +168,39 @@ TEST_F(LogMirror, IsMadeAnewWhenTheLogIsAnother)
                   log.clear();
                   mirror.check();
                   return longer && mirrored().empty() ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(LogMirror, IsMadeAnewWhenTheLogIsAnEarlierOneOfTheSameLength)
+{
+    const std::filesystem::path file = folder.path() / "state" / "data.mdb";
+    EXPECT_EQ(withLog([&file](EventLog& log) {
+                  Event event = sampleEvent();
+                  const std::string empty = test::contentOf(file);
+                  event.sensor.name = "earlier";
+                  log.add(event);
+                  const std::string earlier = test::contentOf(file);
+                  int time = 0;
+                  const auto overwrite = [&](const std::string& content) {
+                      std::fstream(file, std::ios::in | std::ios::out |
+                                             std::ios::binary)
+                          << content;
+                      // Two writes may be too close for the clock.
+                      std::filesystem::last_write_time(
+                          file, std::filesystem::file_time_type(
+                                    std::chrono::seconds(++time)));
+                      log.restoreFile();
+                  };
+                  overwrite(empty);
+                  event.sensor.name = "later";
+                  Mirror mirror(log);
+                  mirror.addEntry(log.add(event));
+                  overwrite(earlier);
+                  mirror.check();
+                  return mirroredNames() == std::vector<std::string>{"earlier"}
+                             ? 0
+                             : 1;
               }),
               0);
 }

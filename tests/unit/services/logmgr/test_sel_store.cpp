@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <fstream>
 #include <optional>
@@ -651,6 +652,50 @@ TEST_F(Store, GoesOnWithWhatItsFileHoldsOnceThatWasOverwritten)
     append(*store, 1);
     EXPECT_THAT(idsIn(open()), ElementsAre(1, 2, 3, 4));
     EXPECT_FALSE(fs::exists(file.string() + ".damaged"));
+}
+
+/** As a copy with the times of the original. */
+void overwriteAt(int seconds, const fs::path& file, const std::string& content)
+{
+    overwrite(file, content);
+    fs::last_write_time(file,
+                        fs::file_time_type(std::chrono::seconds(seconds)));
+}
+
+TEST_F(Store, GoesOnWithAnotherLogThatWasChangedAsOften)
+{
+    append(open(), 5);
+    const std::string five = contentOf(file);
+    store.reset();
+    fs::remove(file);
+    append(open(), 2);
+    store->clear({});
+    append(*store, 2);
+    const std::string two = contentOf(file);
+    overwriteAt(1, file, five);
+    store->restoreFile();
+    EXPECT_EQ(store->size(), 5u);
+    overwriteAt(2, file, two);
+    store->restoreFile();
+    EXPECT_EQ(store->size(), 2u);
+    append(*store, 1);
+    EXPECT_THAT(idsIn(open()), ElementsAre(1, 2, 3));
+    EXPECT_FALSE(fs::exists(file.string() + ".damaged"));
+}
+
+TEST_F(Store, TakesNoChangeOfItsOwnForOneOfOthers)
+{
+    append(open(), 3);
+    testing::internal::CaptureStderr();
+    SELEntryProperties wrong;
+    wrong.recordId = 9;
+    EXPECT_THROW(store->append(wrong, 0, {}), std::runtime_error);
+    store->restoreFile();
+    store->clear({});
+    store->restoreFile();
+    append(*store, 1);
+    store->restoreFile();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST_F(Store, ChangesNothingBeforeItHasSeenThatItsFileWasOverwritten)
