@@ -74,9 +74,21 @@ void checkText(const std::string& text, const char* what)
  *  end. */
 constinit host::LineLimit storeFailureLines;
 
+/** What the operator can do about a failed change. */
+std::string findRemedy(const SelStore& store, const std::exception& failure)
+{
+    std::string remedy = host::folderRemedy(host::getErrorNumber(failure),
+                                            "HEALTHINTF_STATE_DIR");
+    if (store.lacksFile())
+    {
+        remedy += "; export the log before logmgr ends: its file is gone";
+    }
+    return remedy;
+}
+
 /** Calls a function on the store and turns its failure into a Refusal. */
 template <typename Work>
-void changeStore(Work&& work)
+void changeStore(const SelStore& store, Work&& work)
 {
     try
     {
@@ -84,10 +96,8 @@ void changeStore(Work&& work)
     }
     catch (const std::exception& e)
     {
-        const std::string why = std::string(e.what()) + " (" +
-                                host::folderRemedy(host::getErrorNumber(e),
-                                                   "HEALTHINTF_STATE_DIR") +
-                                ")";
+        const std::string why =
+            std::string(e.what()) + " (" + findRemedy(store, e) + ")";
         if (storeFailureLines.admits())
         {
             SERVICE_LOG(log::error, "%s.%d.%s: unable to change the log: %s",
@@ -142,7 +152,7 @@ void EventLog::restoreFile()
 
 void EventLog::beginChange()
 {
-    changeStore([&] {
+    changeStore(store, [&] {
         store.restoreFile();
     });
 }
@@ -170,7 +180,7 @@ EventLog::Addition EventLog::add(const Event& event)
     Addition addition{
         makeEntry(event, toIdentifier(store.next()), state.lastAddition),
         std::move(dropped), store.next()};
-    changeStore([&] {
+    changeStore(store, [&] {
         store.append(addition.entry, addition.dropped.size(), state);
     });
     return addition;
@@ -194,7 +204,7 @@ void EventLog::noteOverflow()
     state.overflow = true;
     try
     {
-        changeStore([&] {
+        changeStore(store, [&] {
             store.setState(state);
         });
         // Logged once until the log is cleared: the stored state remembers it.
@@ -215,7 +225,7 @@ uint32_t EventLog::clear()
     LogState state = store.state();
     state.lastErase = clock();
     state.overflow = false;
-    changeStore([&] {
+    changeStore(store, [&] {
         store.clear(state);
     });
     return erased;

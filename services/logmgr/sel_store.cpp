@@ -373,6 +373,11 @@ void SelStore::restoreFile()
     open();
 }
 
+bool SelStore::lacksFile() const
+{
+    return environment && !isLogFileInPlace(environment.get(), folder);
+}
+
 /** Opens the file again when another process has overwritten it, for instance
  *  with a backup. */
 void SelStore::reopenIfOverwritten()

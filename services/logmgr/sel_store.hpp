@@ -105,6 +105,10 @@ class SelStore
      *          the log can still be read */
     void restoreFile();
 
+    /** Whether the entries are only in a file that is no longer in its place,
+     *  and end with this process. */
+    bool lacksFile() const;
+
     /** Adds an entry after the last one.
      *
      *  @param[in] entry the entry, with the identifier of next()

@@ -135,6 +135,11 @@ Finding makeFinding(const StateFolder& state)
         finding.remedy = "let " + state.user +
                          " write there, or set HEALTHINTF_STATE_DIR to another "
                          "folder";
+        if (state.nearest != state.folder)
+        {
+            finding.remedy += "; export the log first, if logmgr runs: a "
+                              "restart loses it, since its folder is gone";
+        }
     }
     else if (state.freeBytes < growthOfLog)
     {

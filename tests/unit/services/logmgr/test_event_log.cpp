@@ -458,6 +458,21 @@ TEST_F(Log, RefusesWhatCannotBeStoredAndGoesOn)
     });
 }
 
+TEST_F(Log, SaysThatItIsToBeExportedWhileItsFileIsGoneAndCannotBeMadeAnew)
+{
+    open(2);
+    add(1);
+    std::filesystem::remove_all(folder.path());
+    std::ofstream(folder.path()) << "no folder";
+    const auto refused = refusalOf([&] {
+        add(1);
+    });
+    EXPECT_EQ(refused.first, Kind::notStored);
+    EXPECT_THAT(refused.second, HasSubstr("export the log before logmgr ends"));
+    std::filesystem::remove(folder.path());
+    EXPECT_EQ(log->add(sampleEvent()).entry.recordId, 2);
+}
+
 TEST_F(Log, IsListedBySequenceNumbersThatAreNotGivenAgain)
 {
     open(identifiers, Overflow::wrap);

@@ -9,6 +9,7 @@ namespace
 {
 
 using testing::HasSubstr;
+using testing::Not;
 using testing::SizeIs;
 
 CacheState cacheInUse()
@@ -107,6 +108,10 @@ TEST(FileFindings, MissAFolderThatTheLogCannotBeWrittenTo)
     state.writable = false;
     EXPECT_EQ(makeFinding(state).grade, Grade::problem);
     EXPECT_THAT(makeFinding(state).text, HasSubstr("root may not write in "));
+    // The folder is gone, and a restart would lose the log.
+    EXPECT_THAT(makeFinding(state).remedy, HasSubstr("export the log first"));
+    state.nearest = state.folder;
+    EXPECT_THAT(makeFinding(state).remedy, Not(HasSubstr("export")));
     state.failure = "no state folder";
     EXPECT_EQ(makeFinding(state).grade, Grade::problem);
     EXPECT_EQ(makeFinding(state).text, "no state folder");
