@@ -94,8 +94,6 @@ TEST_P(InstalledUnit, WritesOnlyWhatIsItsOwn)
 {
     const std::map<std::string, std::string> writable{
         {"healthmgr", "/run/healthintf/datacache /var/lib/healthintf/config"},
-        // Its part of the state is its StateDirectory=.
-        {"logmgr", "/run/healthintf/sel"},
         {"hostmon", "/run/healthintf/datacache"},
     };
     const std::string text = contentOf(unit());
@@ -109,6 +107,19 @@ TEST_P(InstalledUnit, WritesOnlyWhatIsItsOwn)
         EXPECT_EQ(found[1], wanted->second);
     }
     EXPECT_THAT(text, HasSubstr("\nUMask=0022\n"));
+}
+
+TEST(InstalledForSystemd, TheLogHasFoldersThatAreMadeAtEachStart)
+{
+    const std::string text =
+        contentOf(installation().at(UNIT_FOLDER "/logmgr.service"));
+    for (const char* wanted :
+         {"\nStateDirectory=healthintf/sel\n",
+          "\nRuntimeDirectory=healthintf/sel\n",
+          "\nRuntimeDirectoryMode=0755\n", "\nRuntimeDirectoryPreserve=yes\n"})
+    {
+        EXPECT_THAT(text, HasSubstr(wanted));
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, InstalledUnit, testing::ValuesIn(words(UNITS)),

@@ -163,6 +163,20 @@ class Booted(BusView):
         said = self.machine.run("journalctl", "--no-pager", "--unit=logmgr")
         assert "error" not in said and "ermission" not in said, said
 
+    def check_log_starts_where_its_folders_were_removed(self):
+        self.need_machine()
+        self.machine.run("systemctl", "stop", "logmgr")
+        kept = STATE + "/kept"
+        self.machine.run("mv", STATE + "/sel", kept)
+        self.machine.run("rm", "--recursive", "/run/healthintf/sel")
+        self.machine.run("systemctl", "start", "logmgr")
+        self.machine.run("systemctl", "stop", "logmgr")
+        expect_folders(self.machine)
+        self.machine.run("rm", "--recursive", STATE + "/sel")
+        self.machine.run("mv", kept, STATE + "/sel")
+        self.machine.run("systemctl", "start", "logmgr")
+        assert "Fan 7" in self.as_stranger("call", *LOG, "GetEntry", "q", "1")
+
     def check_attribute_is_set_by_the_sandboxed_health_manager(self):
         """It answers the change of an attribute by another change."""
         self.need_machine()
