@@ -105,6 +105,10 @@ TEST_P(InstalledUnit, WritesOnlyWhatIsItsOwn)
     if (any)
     {
         EXPECT_EQ(found[1], wanted->second);
+        // systemd starts no unit whose folders are missing.
+        EXPECT_THAT(text,
+                    HasSubstr("\nExecStartPre=+-systemd-tmpfiles --create "
+                              "healthintf.conf\n"));
     }
     EXPECT_THAT(text, HasSubstr("\nUMask=0022\n"));
 }
