@@ -31,13 +31,24 @@ sd_bus* openDefault()
     return bus;
 }
 
-/** Checks that the bus has given the connection a name. sdbusplus asks for the
- *  name, too, but its error does not say why there is none. */
-sd_bus* requireName(sd_bus* bus)
+/** Waits until the bus has greeted the connection and given it a name.
+ *  sdbusplus asks for the name, too, but its error does not say why there is
+ *  none. A bus that hangs greets late or never, so a signal that ends the
+ *  process must be able to come meanwhile. */
+sd_bus* awaitName(sd_bus* bus)
 {
-    const SignalBlocker blocker;
-    const char* unique = nullptr;
-    check(sd_bus_get_unique_name(bus, &unique), "unable to connect to the bus");
+    while (sd_bus_is_ready(bus) == 0)
+    {
+        int result = sd_bus_process(bus, nullptr);
+        if (result == 0)
+        {
+            result = sd_bus_wait(bus, UINT64_MAX);
+        }
+        if (result != -EINTR)
+        {
+            check(result, "unable to connect to the bus");
+        }
+    }
     return bus;
 }
 
@@ -48,7 +59,7 @@ constexpr const char* driverPath = "/org/freedesktop/DBus";
 } // namespace
 
 Connection::Connection(EventLoop& loop) :
-    raw(openDefault()), connection(requireName(raw.get())),
+    raw(openDefault()), connection(awaitName(raw.get())),
     name(connection.get_unique_name()), loss(raw.get(), [&loop] {
         loop.exit(EXIT_FAILURE);
     })

@@ -28,7 +28,10 @@ namespace healthintf::services
 class Connection
 {
   public:
-    /** @param[in] loop processes the connection, and exits with an error when
+    /** Waits for the bus, which may take a minute and a half. Signals are not
+     *  blocked meanwhile, so a loop that handles them is given them later.
+     *
+     *  @param[in] loop processes the connection, and exits with an error when
      *             the connection is lost; must outlive this object */
     explicit Connection(EventLoop& loop);
     ~Connection();

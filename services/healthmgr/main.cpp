@@ -33,8 +33,10 @@ using namespace healthintf;
 int serve()
 {
     services::EventLoop loop;
-    loop.exitOn({SIGINT, SIGTERM});
+    // Before the loop takes over signals: a signal must be able to end the
+    // waiting for a bus that hangs.
     services::Connection connection(loop);
+    loop.exitOn({SIGINT, SIGTERM});
     host::giveWayToOthers();
     healthmgr::HostedNodes nodes(connection.bus());
     healthmgr::PeerUsers users(connection);

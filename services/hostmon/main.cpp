@@ -74,8 +74,10 @@ void finishOutput()
 int serve(const hostmon::Config& config, const std::string& root)
 {
     services::EventLoop loop;
-    loop.exitOn({SIGINT, SIGTERM});
+    // Before the loop takes over signals: a signal must be able to end the
+    // waiting for a bus that hangs.
     services::Connection connection(loop);
+    loop.exitOn({SIGINT, SIGTERM});
     const hostmon::ComponentClaims claims(connection, config);
     const hostmon::Monitor monitor(connection.bus(), loop, config, root,
                                    [&claims](const std::string& component) {

@@ -48,12 +48,13 @@ uint32_t now()
 int serve(const logmgr::Config& config)
 {
     // Opened before the event loop takes over signals: opening may wait for
-    // another process, and a signal must be able to end that.
+    // another process, and connecting for the bus, and a signal must be able
+    // to end that.
     logmgr::SelStore store(host::stateDirectory() / "sel");
     logmgr::EventLog events(store, config, now);
     services::EventLoop loop;
-    loop.exitOn({SIGINT, SIGTERM});
     services::Connection connection(loop);
+    loop.exitOn({SIGINT, SIGTERM});
     logmgr::Mirror mirror(events);
     services::Retry repair(
         loop,

@@ -5,12 +5,20 @@
 #include "notify_socket.hpp"
 #include "private_bus.hpp"
 #include "process.hpp"
+#include "storage/file_descriptor.hpp"
+#include "temporary_folder.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
+#include <poll.h>
+
+#include <chrono>
 #include <csignal>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -66,6 +74,60 @@ TEST_P(SupervisedDaemon, IsReadyOnceItCanBeCalled)
     service.signal(SIGTERM);
     EXPECT_EQ(manager.hear(), "STOPPING=1");
     EXPECT_EQ(service.wait(), 0);
+}
+
+/** A bus that takes connections and says nothing. */
+class SilentBus
+{
+  public:
+    SilentBus() : listening(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+        if (bind(listening.get(), reinterpret_cast<const sockaddr*>(&address),
+                 sizeof(address)) != 0 ||
+            listen(listening.get(), 1) != 0)
+        {
+            throw std::runtime_error("unable to listen");
+        }
+    }
+
+    /** What makes it a program's bus. */
+    std::vector<std::string> settings() const
+    {
+        return {"DBUS_SYSTEM_BUS_ADDRESS=unix:path=" + path,
+                "DBUS_SESSION_BUS_ADDRESS=unix:path=" + path};
+    }
+
+    /** Waits until somebody has connected; throws when nobody does. */
+    void take()
+    {
+        using std::chrono::milliseconds;
+        pollfd connection{
+            .fd = listening.get(), .events = POLLIN, .revents = 0};
+        if (poll(&connection, 1, milliseconds(patience).count()) <= 0)
+        {
+            throw std::runtime_error("nobody connects");
+        }
+        taken = host::FileDescriptor(
+            accept4(listening.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    }
+
+  private:
+    TemporaryFolder folder;
+    std::string path = folder.path() / "bus";
+    host::FileDescriptor listening;
+    host::FileDescriptor taken;
+};
+
+TEST_P(SupervisedDaemon, EndsAtASignalWhileTheBusDoesNotGreetIt)
+{
+    SilentBus silent;
+    Process service = start(silent.settings());
+    silent.take();
+    service.signal(SIGTERM);
+    EXPECT_EQ(service.wait(), 128 + SIGTERM);
 }
 
 TEST_P(SupervisedDaemon, GivesSignsOfLife)
