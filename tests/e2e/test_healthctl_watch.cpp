@@ -5,6 +5,11 @@
 #include "healthctl.hpp"
 
 #include <gmock/gmock.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <string>
@@ -380,6 +385,28 @@ TEST_F(HealthctlWatch, EndsWithZeroOnASignal)
         lines.watcher.signal(number);
         EXPECT_EQ(lines.watcher.wait(), 0);
     }
+}
+
+TEST_F(HealthctlWatch, EndsOnASignalWhileNobodyReadsItsLines)
+{
+    const std::string path = bus.folder().path() / "lines";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    const int pipe = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    const int size = fcntl(pipe, F_SETPIPE_SZ, 1);
+    Process watcher({"sh", "-c", "exec " HEALTHCTL " watch >\"$0\"", path});
+    // When it has begun, these are many more lines than the pipe holds.
+    constexpr int rounds = 200;
+    int held = 0;
+    for (int round = 0; round<rounds; round += held> 0 ? 1 : 0)
+    {
+        daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
+        daemon.remove(fan, "Test.1.0.Slow", "/sensors/fan");
+        ioctl(pipe, FIONREAD, &held);
+    }
+    EXPECT_LE(held, size);
+    watcher.signal(SIGTERM);
+    EXPECT_EQ(watcher.wait(), 0);
+    close(pipe);
 }
 
 TEST_F(HealthctlWatch, EndsWhenTheBusIsGone)

@@ -2,6 +2,7 @@
 #include "line_watcher.hpp"
 
 #include "change_line.hpp"
+#include "ending_signals.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -23,6 +24,7 @@ Context withCompactJson(const Context& context)
 
 void write(const Context& context, const nlohmann::ordered_json& line)
 {
+    const ImmediateEnd ending;
     writeJson(withCompactJson(context), watchSchema, line);
     flush(context.out);
 }

@@ -2,8 +2,7 @@
 #include "watch_loop.hpp"
 
 #include "../error.hpp"
-
-#include <csignal>
+#include "ending_signals.hpp"
 
 #include <bus_calls.hpp>
 
@@ -17,16 +16,6 @@ using host::checkBus;
 /** The loop's exit code when the connection is lost. */
 constexpr int busLost = 1;
 
-/** Whether the parent process wants this one to go on at a signal, as nohup
- *  does. A signal that is blocked would come all the same. */
-bool isIgnored(int number)
-{
-    struct sigaction action
-    {};
-    return sigaction(number, nullptr, &action) == 0 &&
-           action.sa_handler == SIG_IGN;
-}
-
 /** The connection has left the loop by now, so the loop is the argument. */
 int handleLoss(sd_bus_message* /*message*/, void* loop, sd_bus_error* /*error*/)
 {
@@ -37,12 +26,9 @@ int handleLoss(sd_bus_message* /*message*/, void* loop, sd_bus_error* /*error*/)
 
 WatchLoop::WatchLoop(sd_bus* bus) : bus(bus)
 {
-    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM})
+    for (const int number : listEndingSignals())
     {
-        if (!isIgnored(number))
-        {
-            loop.exitOn({number});
-        }
+        loop.exitOn({number});
     }
     checkBus("sd_bus_attach_event",
              sd_bus_attach_event(bus, loop.get(), SD_EVENT_PRIORITY_NORMAL));
