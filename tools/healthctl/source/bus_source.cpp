@@ -15,6 +15,7 @@
 #include <systemd/sd-bus.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
 #include <optional>
 #include <tuple>
@@ -37,12 +38,20 @@ struct Unref
     }
 };
 
-/** The process behind a connection, in words; nothing when it has left. */
+/** The process behind a connection, in words; nothing when it has left.
+ *
+ *  @throws Error when the bus does not answer */
 std::optional<std::string> findProcess(sd_bus* bus, const std::string& peer)
 {
     sd_bus_creds* found = nullptr;
     pid_t pid = 0;
-    if (sd_bus_get_name_creds(bus, peer.c_str(), SD_BUS_CREDS_PID, &found) < 0)
+    const int result =
+        sd_bus_get_name_creds(bus, peer.c_str(), SD_BUS_CREDS_PID, &found);
+    if (result == -ETIMEDOUT)
+    {
+        expectAnswer(result);
+    }
+    if (result < 0)
     {
         return std::nullopt;
     }

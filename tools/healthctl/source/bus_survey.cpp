@@ -25,16 +25,6 @@ namespace
 constexpr uint64_t patienceMicroseconds = 3'000'000;
 namespace common = sdbusplus::common::com::vexa::olvar::healthmgr;
 
-void expectAnswer(int result)
-{
-    if (result < 0)
-    {
-        throw Error(ExitCode::unavailable,
-                    std::string("the bus does not answer: ") +
-                        std::strerror(-result) + "; see its log");
-    }
-}
-
 struct Free
 {
     void operator()(char** names) const
@@ -179,6 +169,16 @@ void askFor(PendingCalls& pendingCalls, sd_bus* bus, const std::string& peer,
 
 } // namespace
 
+void expectAnswer(int result)
+{
+    if (result < 0)
+    {
+        throw Error(ExitCode::unavailable,
+                    std::string("the bus does not answer: ") +
+                        std::strerror(-result) + "; see its log");
+    }
+}
+
 MessagePtr makeCallForObjects(sd_bus* bus, const std::string& connection)
 {
     return makeCall(bus, connection, "org.freedesktop.DBus.ObjectManager",
@@ -201,6 +201,9 @@ Survey surveyConnections(sd_bus* bus,
 
 Survey surveyBus(sd_bus* bus, const RepeatedReading& reading)
 {
+    // The bus itself may hang, and keeps nobody waiting for longer than a
+    // process that does.
+    expectAnswer(sd_bus_set_method_call_timeout(bus, patienceMicroseconds));
     std::vector<std::string> asked = listOtherConnections(bus);
     std::set<std::string> unasked;
     std::erase_if(asked, [&](const std::string& connection) {

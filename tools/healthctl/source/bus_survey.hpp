@@ -50,11 +50,15 @@ struct Survey
     std::set<std::string> silent;
 };
 
+/** @param[in] result what a call of libsystemd gave
+ *  @throws Error saying that the bus does not answer when it failed */
+void expectAnswer(int result);
+
 /** A call that asks a connection for its part of the tree. */
 MessagePtr makeCallForObjects(sd_bus* bus, const std::string& connection);
 
 /** Asks all connections at once, so that several that hang take no longer than
- *  one.
+ *  one. Later calls on this connection have three seconds, too.
  *
  *  @throws Error when the bus does not answer */
 Survey surveyBus(sd_bus* bus, const RepeatedReading& reading = {});

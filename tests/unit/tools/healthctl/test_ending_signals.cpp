@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "watch/ending_signals.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+
+namespace healthintf::healthctl
+{
+namespace
+{
+
+/** Blocks a signal, as a loop that handles it does. */
+void block(int number)
+{
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, number);
+    pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+}
+
+TEST(EndingSignals, AreThoseThatTheProcessDoesNotIgnore)
+{
+    std::signal(SIGHUP, SIG_IGN);
+    EXPECT_THAT(listEndingSignals(),
+                testing::UnorderedElementsAre(SIGINT, SIGQUIT, SIGTERM));
+    std::signal(SIGHUP, SIG_DFL);
+    EXPECT_THAT(listEndingSignals(), testing::Contains(SIGHUP));
+}
+
+TEST(EndingSignals, EndTheProcessThoughTheyCameBefore)
+{
+    const auto endLate = [] {
+        block(SIGTERM);
+        raise(SIGTERM);
+        const ImmediateEnd ending;
+    };
+    EXPECT_EXIT(endLate(), testing::ExitedWithCode(0), "");
+}
+
+TEST(EndingSignals, AreBlockedAgainAfterwards)
+{
+    const auto goOn = [] {
+        block(SIGTERM);
+        {
+            const ImmediateEnd ending;
+        }
+        raise(SIGTERM);
+        std::_Exit(1);
+    };
+    EXPECT_EXIT(goOn(), testing::ExitedWithCode(1), "");
+}
+
+TEST(EndingSignals, DoNotEndAProcessThatIgnoresThem)
+{
+    const auto ignore = [] {
+        std::signal(SIGHUP, SIG_IGN);
+        const ImmediateEnd ending;
+        raise(SIGHUP);
+        std::_Exit(1);
+    };
+    EXPECT_EXIT(ignore(), testing::ExitedWithCode(1), "");
+}
+
+} // namespace
+} // namespace healthintf::healthctl
