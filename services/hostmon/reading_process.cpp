@@ -110,6 +110,12 @@ int closeAllBut(int socket)
     _exit(EXIT_SUCCESS);
 }
 
+void waitForEnd(pid_t process)
+{
+    while (waitpid(process, nullptr, 0) < 0 && errno == EINTR)
+    {}
+}
+
 } // namespace
 
 ReadingProcess::ReadingProcess(KeepingRead ownRead,
@@ -121,10 +127,15 @@ ReadingProcess::ReadingProcess(KeepingRead ownRead,
 ReadingProcess::~ReadingProcess()
 {
     end();
+    for (const pid_t each : left)
+    {
+        waitForEnd(each);
+    }
 }
 
 double ReadingProcess::read()
 {
+    forgetEnded();
     auto answer = requestReading();
     if (!answer)
     {
@@ -170,9 +181,27 @@ void ReadingProcess::end()
         return;
     }
     kill(process, SIGKILL);
-    while (waitpid(process, nullptr, 0) < 0 && errno == EINTR)
-    {}
+    waitForEnd(process);
     process = -1;
+}
+
+/** Kills the child process without waiting for its end, unless too many were
+ *  left already. */
+void ReadingProcess::leave()
+{
+    forgetEnded();
+    if (left.size() < mostLeft)
+    {
+        kill(process, SIGKILL);
+        left.push_back(std::exchange(process, -1));
+    }
+}
+
+void ReadingProcess::forgetEnded()
+{
+    std::erase_if(left, [](pid_t each) {
+        return waitpid(each, nullptr, WNOHANG) != 0;
+    });
 }
 
 /** Waits until the child process has answered or ended, but not longer than the
@@ -199,6 +228,7 @@ std::optional<std::string> ReadingProcess::requestReading()
     bool sent = sendRequest();
     while (sent && !waitForAnswer())
     {
+        leave();
         start();
         sent = sendRequest();
     }

@@ -8,9 +8,11 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace healthintf::hostmon
 {
@@ -44,6 +46,12 @@ class ReadingProcess
     ReadingProcess(const ReadingProcess&) = delete;
     ReadingProcess& operator=(const ReadingProcess&) = delete;
 
+    /** How many child processes that took too long there may be beside the
+     *  present one. SIGKILL does not end one whose call does not return, so
+     *  each replacement may leave one behind. With that many, the present one
+     *  is waited for. */
+    static constexpr std::size_t mostLeft = 4;
+
     /** Runs the read and waits for its result, even longer than the timeout.
      *  The first call starts the child process, and later calls start another
      *  one when it has ended. Only one thread may call this; the child process
@@ -56,6 +64,8 @@ class ReadingProcess
   private:
     void start();
     void end();
+    void leave();
+    void forgetEnded();
     bool waitForAnswer() const;
     std::optional<std::string> requestReading();
 
@@ -64,6 +74,8 @@ class ReadingProcess
     std::chrono::milliseconds timeout;
     host::FileDescriptor socket;
     pid_t process = -1;
+    /** Were killed, and may not have ended. */
+    std::vector<pid_t> left;
 };
 
 } // namespace healthintf::hostmon

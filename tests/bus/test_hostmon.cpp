@@ -22,6 +22,7 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <vector>
 
 namespace healthintf::test
 {
@@ -383,17 +384,28 @@ class HostMonitorOfMounts : public HostMonitor
         client.waitForHealth(host + "/memory", 2);
     }
 
-    /** The process that reads the filesystem; empty while there is none. */
-    static std::string readerOf(const Process& running)
+    /** The processes that read the filesystem. */
+    static std::vector<std::string> readersOf(const Process& running)
     {
         const std::filesystem::path threads =
             "/proc/" + std::to_string(running.pid()) + "/task";
-        std::string reader;
+        std::vector<std::string> readers;
         for (const auto& thread : std::filesystem::directory_iterator(threads))
         {
-            std::ifstream(thread.path() / "children") >> reader;
+            std::ifstream children(thread.path() / "children");
+            for (std::string reader; children >> reader;)
+            {
+                readers.push_back(reader);
+            }
         }
-        return reader;
+        return readers;
+    }
+
+    /** The process that reads the filesystem; empty while there is none. */
+    static std::string readerOf(const Process& running)
+    {
+        const auto readers = readersOf(running);
+        return readers.empty() ? "" : readers.back();
     }
 
     const std::filesystem::path place{machine.path() / "mounted"};
@@ -467,6 +479,39 @@ TEST_F(HostMonitorOfAHungMount, GoesOnWithAllElse)
     client.waitForHealth(host + "/memory", 3);
     memory(90);
     client.waitForHealth(host + "/memory", 2);
+}
+
+TEST_F(HostMonitorOfAHungMount, WatchesWhatIsMountedInItsPlace)
+{
+    const Process running = hostmon();
+    hang();
+    ASSERT_EQ(umount2(place.c_str(), MNT_DETACH), 0);
+    ASSERT_TRUE(mountNew());
+    client.waitForHealth(host + "/filesystem", 2);
+    machine.write("mounted/large", std::string(1 << 20, 'x'));
+    client.waitForHealth(host + "/filesystem", 4);
+}
+
+TEST_F(HostMonitorOfAHungMount, LeavesFourReadersBehind)
+{
+    constexpr std::size_t all = 5;
+    const Process running = hostmon();
+    hang();
+    while (readersOf(running).size() < all)
+    {
+        waitForReading();
+    }
+    // Longer than six times the timeout.
+    for (int readings = 0; readings < 8; ++readings)
+    {
+        waitForReading();
+        EXPECT_EQ(readersOf(running).size(), all);
+    }
+    mounted->endServer();
+    while (readersOf(running).size() > 1)
+    {
+        waitForReading();
+    }
 }
 
 TEST_F(HostMonitorOfAHungMount, EndsOnRequest)
