@@ -267,8 +267,40 @@ void HostedNodes::lend(const std::string& key)
     slots.lend(key);
 }
 
+/** Whether the bus answers at once. */
+bool HostedNodes::busAnswers()
+{
+    constexpr uint64_t patience = 1'000'000;
+    auto question =
+        bus.new_method_call("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                            "org.freedesktop.DBus", "GetId");
+    try
+    {
+        bus.call(question, patience);
+        return true;
+    }
+    catch (const sdbusplus::exception_t& e)
+    {
+        SERVICE_LOG(log::error,
+                    "%s.%d.%s: the bus does not answer (%s): no node is made "
+                    "anew",
+                    e.what());
+        return false;
+    }
+}
+
 HostedNodes::Outcome HostedNodes::renew(const std::string& key)
 {
+    if (NodeSlots::Clock::now() < pauseEnd)
+    {
+        return Outcome::failed;
+    }
+    // While the bus hangs, a node would be given up for none.
+    if (!busAnswers())
+    {
+        pauseEnd = NodeSlots::Clock::now() + pauses.next();
+        return Outcome::failed;
+    }
     return makeAll({key}, std::nullopt);
 }
 

@@ -82,7 +82,8 @@ class HostedNodes
      *  node is made again when the daemon ends. */
     void lend(const std::string& key);
 
-    /** Replaces a hosted node by a new one. */
+    /** Replaces a hosted node by a new one. Without an answer of the bus, the
+     *  node stays. */
     Outcome renew(const std::string& key);
 
     /** Removes a node and its slot. */
@@ -97,6 +98,7 @@ class HostedNodes
   private:
     bool make(const std::string& key);
     bool hasRoomForRules();
+    bool busAnswers();
     Outcome makeAll(const std::vector<std::string>& keys,
                     const std::optional<Asker>& asker);
     bool knowsRecords(const std::vector<std::string>& missing) const;

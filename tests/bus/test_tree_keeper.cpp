@@ -120,6 +120,23 @@ TEST_F(KeptTree, MakesANodeAnewWhoseRecordIsGone)
     });
 }
 
+TEST_F(KeptTree, KeepsANodeThatCannotBeMadeAnewWhileTheBusHangs)
+{
+    const std::string key = root + "/p";
+    ASSERT_EQ(nodes.host(key), HostedNodes::Outcome::there);
+    service.bus.freeze();
+    EXPECT_EQ(nodes.renew(key), HostedNodes::Outcome::failed);
+    service.bus.thaw();
+    EXPECT_TRUE(nodes.hosts(key));
+    EXPECT_TRUE(host::findHealthRecord(key).has_value());
+    while (nodes.renew(key) != HostedNodes::Outcome::there)
+    {
+        // After a pause.
+        constexpr uint64_t step = 10'000;
+        sd_event_run(service.loop.get(), step);
+    }
+}
+
 /** Health records of other nodes, of which nobody tells anything. */
 class SilentRecords : public KeptTree
 {
