@@ -23,6 +23,14 @@ Finding makeFinding(const BusState& bus)
                 .text = "connected to " + bus.address,
                 .remedy = ""};
     }
+    if (bus.hangs)
+    {
+        return {.check = "bus",
+                .grade = Grade::problem,
+                .text = "the bus at " + bus.address +
+                        " does not answer: " + bus.failure,
+                .remedy = "see whether the D-Bus daemon is stopped"};
+    }
     return {.check = "bus",
             .grade = Grade::problem,
             .text = "no bus at " + bus.address + ": " + bus.failure,

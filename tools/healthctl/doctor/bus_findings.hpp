@@ -17,6 +17,8 @@ struct BusState
     std::string address;
     /** Why there is no connection; empty when there is one. */
     std::string failure;
+    /** It is there, and has not greeted the connection in time. */
+    bool hangs = false;
 };
 
 /** A service by its bus name. */

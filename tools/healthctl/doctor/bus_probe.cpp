@@ -272,7 +272,9 @@ BusProbe::BusProbe()
     }
     if (result < 0)
     {
-        reached = {expectedAddress(), std::strerror(-result)};
+        reached = {.address = expectedAddress(),
+                   .failure = std::strerror(-result),
+                   .hangs = result == -ETIMEDOUT};
         bus.reset();
         return;
     }

@@ -31,6 +31,16 @@ TEST(BusFindings, TakeAMissingBusForAProblem)
     EXPECT_NE(finding.remedy, "");
 }
 
+TEST(BusFindings, DoNotAskToStartABusThatHangs)
+{
+    const Finding finding = makeFinding(BusState{
+        .address = "unix:path=/bus", .failure = "timed out", .hangs = true});
+    EXPECT_EQ(finding.grade, Grade::problem);
+    EXPECT_EQ(finding.text,
+              "the bus at unix:path=/bus does not answer: timed out");
+    EXPECT_THAT(finding.remedy, HasSubstr("is stopped"));
+}
+
 TEST(BusFindings, GradeAServiceByHowItCanBeHad)
 {
     ServiceState service{.program = "logmgr",
