@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Whether the address sanitizer watches the programs of the tests. It
- *  keeps memory that was freed, so that what a process holds says nothing. */
+/** @file Whether the test programs are built with AddressSanitizer. It keeps
+ *  freed memory, so the memory use of a process then proves nothing. */
 
 namespace healthintf::test
 {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A command as exec() takes it. */
+/** @file The argument list of exec(). */
 
 #include <string>
 #include <vector>
@@ -9,8 +9,8 @@
 namespace healthintf::test
 {
 
-/** Pointers to texts, which must outlive them, and a null pointer at the end.
- */
+/** Pointers to the texts, with a null pointer at the end. The texts must
+ *  outlive them. */
 inline std::vector<char*> argumentPointers(std::vector<std::string>& texts)
 {
     std::vector<char*> all;

@@ -99,7 +99,7 @@ void BusClient::waitForHealth(const std::string& key, uint32_t health)
 
 void BusClient::catchUp()
 {
-    // The bus answers after everything that it passed on before.
+    // The bus replies after it has delivered all earlier messages.
     call("org.freedesktop.DBus", "/org/freedesktop/DBus",
          "org.freedesktop.DBus", "GetId", "");
     while (sd_bus_process(bus.get(), nullptr) > 0)

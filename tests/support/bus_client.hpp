@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file What a client of the bus sees, by libsystemd alone. */
+/** @file A client of the bus that uses libsystemd alone. */
 
 #include "direct_connection.hpp"
 
@@ -17,7 +17,7 @@
 namespace healthintf::test
 {
 
-/** A connection of its own that follows the health of every node. */
+/** Has a connection of its own and follows the health of every node. */
 class BusClient
 {
   public:
@@ -28,25 +28,24 @@ class BusClient
         return bus.get();
     }
 
-    /** Waits until the property HealthStatus of a node was announced as
-     *  @p health, and is not announced otherwise since.
+    /** Waits until the last HealthStatus announced for a node is @p health.
      *
-     *  @throws std::runtime_error when that does not come in time */
+     *  @throws std::runtime_error after a timeout */
     void waitForHealth(const std::string& key, uint32_t health);
 
-    /** Works until @p done, or throws std::runtime_error saying that there is
-     *  no @p what in time. */
+    /** Processes messages until @p done.
+     *
+     *  @throws std::runtime_error naming @p what, after a timeout */
     void waitUntil(const std::string& what, const std::function<bool()>& done);
 
-    /** Takes what has arrived so far, and what the bus had to pass on when
-     *  this was called. */
+    /** Processes every message that the bus had accepted before this call. */
     void catchUp();
 
-    /** Reads the health of a node from the process that holds it. */
+    /** Reads the health of a node from the connection @p owner. */
     uint32_t health(const std::string& owner, const std::string& key) const;
 
-    /** The objects below the root of the health tree that a process holds,
-     *  each with the names of its interfaces that are ours. */
+    /** The objects below the health tree's root that @p owner exports, each
+     *  with the names of its com.vexa interfaces. */
     std::map<std::string, std::vector<std::string>>
     objects(const std::string& owner) const;
 
@@ -68,14 +67,14 @@ class BusClient
         return owned;
     }
 
-    /** The unique name of the owner of a name; empty without one. */
+    /** The unique name of the owner of a name; empty if it has none. */
     std::string ownerOf(const std::string& name) const;
 
-    /** Every HealthStatusUpdate heard: "parent key health". */
+    /** Every HealthStatusUpdate received: "parent key health". */
     std::vector<std::string> updates;
 
   protected:
-    /** @throws std::runtime_error with the text of an error that is set */
+    /** @throws std::runtime_error with the error's text if @p error is set */
     static void throwIfSet(sd_bus_error& error);
 
   private:
@@ -86,7 +85,7 @@ class BusClient
     void match(const char* rule, sd_bus_message_handler_t handler);
 
     std::unique_ptr<sd_bus, Unref> bus;
-    /** The health last announced, by key. */
+    /** The last health announced, by key. */
     std::map<std::string, uint32_t> announced;
 };
 

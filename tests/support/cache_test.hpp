@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file The fixture of tests that use the host's data cache: one in a folder
- *  of its own. A process makes one segment in its life, so each test does its
- *  work in children. */
+/** @file The fixture of tests of the host's data cache, in a folder of its own.
+ *  A process creates one segment in its life, so each test works in child
+ *  processes. */
 
 #include "child.hpp"
 #include "temporary_folder.hpp"
@@ -21,7 +21,7 @@ class CacheTest : public testing::Test
     CacheTest()
     {
         setenv("HEALTHINTF_RUNTIME_DIR", folder.path().c_str(), 1);
-        // valgrind looks for leaks in the whole mapping of a segment.
+        // valgrind searches the whole mapping of a segment for leaks.
         const char* small = getenv("HEALTHINTF_TEST_CACHE_MIB");
         if (small == nullptr)
         {

@@ -55,7 +55,7 @@ Child::Child(const std::function<int(const Parent&)>& work)
     }
     if (process == 0)
     {
-        // A test that is killed must not leave its children running.
+        // When a test is killed, its children must end too.
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (getppid() != parent)
         {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Runs a function in a process of its own. */
+/** @file Runs a function in a child process. */
 
 #include <sys/types.h>
 
@@ -11,13 +11,12 @@
 namespace healthintf::test
 {
 
-/** A forked process that runs a function and then exits, at the latest with the
- *  test. What it writes to standard error is kept; it reports to its parent
- *  line by line. */
+/** A forked process that runs a function and exits, at the latest when the test
+ *  ends. Its standard error is kept; it reports to its parent line by line. */
 class Child
 {
   public:
-    /** What the function talks to its parent with. */
+    /** The child's channel to its parent. */
     class Parent
     {
       public:
@@ -27,15 +26,15 @@ class Child
         /** Sends one line. */
         void tell(const std::string& line) const;
 
-        /** Waits for a signal that ends the process. */
+        /** Waits until a signal ends the process. */
         [[noreturn]] static void waitForever();
 
       private:
         int fd;
     };
 
-    /** @param[in] work its result is the exit status; what it throws is
-     *             written to standard error and makes the status 125 */
+    /** @param[in] work returns the exit status; an exception is written to
+     *             standard error and makes the status 125 */
     explicit Child(const std::function<int(const Parent&)>& work);
     ~Child();
     Child(const Child&) = delete;
@@ -48,11 +47,10 @@ class Child
 
     /** Waits for the next line.
      *
-     *  @throws std::runtime_error when the child ends without one */
+     *  @throws std::runtime_error when the child ends without sending one */
     std::string hear();
 
-    /** Ends the child at once, as if it had crashed, and waits until it is
-     *  gone. */
+    /** Kills the child, as if it had crashed, and waits until it is gone. */
     void kill();
 
     /** Waits for the child's end.
@@ -60,7 +58,8 @@ class Child
      *  @return its exit status, or the number of its signal plus 128 */
     int wait();
 
-    /** What the child has written to standard error; after its end. */
+    /** What the child wrote to standard error; call it after the child's end.
+     */
     std::string errors();
 
   private:
@@ -76,9 +75,9 @@ class Child
  *  @return the child's status, as Child::wait() */
 int inChild(const std::function<int()>& work, std::string* errors = nullptr);
 
-/** Makes this process that of a user without rights, if it is root's.
+/** Drops root's rights for those of an unprivileged user, if it has them.
  *
- *  @throws std::runtime_error when it stays root's */
+ *  @throws std::runtime_error when the process is still root's */
 void leaveRoot();
 
 } // namespace healthintf::test

@@ -36,7 +36,7 @@ class ComponentTest : public LibraryTest
             FaultAndHealth::Init(bus, at, baseHealth, fromHealthMgr));
     }
 
-    /** Adds a fault by its severity, with everything else at will. */
+    /** Adds a fault of a severity; everything else has defaults. */
     static int add(FaultAndHealth& object, uint32_t severity,
                    const std::string& msgId = "FAN0001",
                    const std::string& sensorPath = "/sensors/fan1",
@@ -64,7 +64,7 @@ class ComponentTest : public LibraryTest
         return paths;
     }
 
-    /** The messages of the faults that are left. */
+    /** The messages of the remaining faults. */
     static Lines messages()
     {
         Lines ids;
@@ -75,7 +75,7 @@ class ComponentTest : public LibraryTest
         return ids;
     }
 
-    /** The messages of the faults that are hidden. */
+    /** The messages of the hidden faults. */
     static Lines hiddenMessages()
     {
         Lines ids;
@@ -95,7 +95,7 @@ class ComponentTest : public LibraryTest
             platform().healthRecords.at(at).at("HealthStatus"));
     }
 
-    /** Sends the signal that asks to hide faults, as another process does. */
+    /** Sends HideFaultForSensor as another process does. */
     void sendHide(bool hide, const std::string& healthPath,
                   const std::string& sensorPath, int sensorNumber)
     {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Two connections joined by a socket pair: a test needs no bus daemon
- *  to see what the library sends and to send to it. */
+/** @file Two D-Bus connections joined by a socket pair: a test talks to the
+ *  library without a bus daemon. */
 
 #include "recording_bus.hpp"
 
@@ -36,7 +36,7 @@ struct Unref
 
 using MessagePtr = std::unique_ptr<sd_bus_message, Unref>;
 
-/** The library's end with the recording seam, and the test's end. */
+/** The library's connection, which uses the recording seam, and the test's. */
 class DirectConnection
 {
   private:
@@ -50,20 +50,20 @@ class DirectConnection
     DirectConnection(const DirectConnection&) = delete;
     DirectConnection& operator=(const DirectConnection&) = delete;
 
-    /** The library's end. */
+    /** The library's connection. */
     sdbusplus::bus_t bus;
 
-    /** The test's end. */
+    /** The test's connection. */
     sd_bus* peer();
 
-    /** The library's end without the seam. */
+    /** The library's connection without the seam. */
     sd_bus* raw();
 
-    /** Lets both ends work until neither has anything left to do. */
+    /** Processes both connections until neither has anything left to do. */
     void settle();
 
-    /** Sends a signal from the test's end, with arguments as
-     *  sd_bus_message_append takes them, and lets both ends work. */
+    /** Sends a signal from the test's connection, with arguments as for
+     *  sd_bus_message_append(), and processes both connections. */
     template <typename... Args>
     void signal(const char* path, const char* interface, const char* member,
                 const char* types, Args... args)
@@ -72,8 +72,8 @@ class DirectConnection
         settle();
     }
 
-    /** Calls a method of the library's end, with arguments as
-     *  sd_bus_message_append takes them.
+    /** Calls a method of the library, with arguments as for
+     *  sd_bus_message_append().
      *
      *  @return the reply, which may be an error */
     template <typename... Args>

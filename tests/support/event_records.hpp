@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Event records, and what the platform says of them. */
+/** @file Builds event records, and describes them with the platform's library.
+ */
 
 #include <platform/event_description.h>
 
@@ -18,7 +19,7 @@ namespace healthintf::test
 
 using Record = std::array<uint8_t, 16>;
 
-/** What tells one event of a sensor from another. */
+/** The fields in which the tests' events differ. */
 struct SensorEvent
 {
     unsigned int sensorType;
@@ -26,13 +27,13 @@ struct SensorEvent
     unsigned int offset;
     bool asserted = true;
     unsigned int sensorNumber = 0x30;
-    /** The upper half of event data 1: what the others hold. */
+    /** The upper half of event data 1: says what the other data bytes hold. */
     unsigned int use = 0;
     unsigned int data2 = 0xFF;
     unsigned int data3 = 0xFF;
 };
 
-/** The record of an event as IPMI 2.0 has it. */
+/** The event record in the layout of IPMI 2.0. */
 inline Record recordOf(const SensorEvent& event)
 {
     const auto byte = [](unsigned int value) {
@@ -56,7 +57,7 @@ inline Record recordOf(const SensorEvent& event)
             byte(event.data3)};
 }
 
-/** A record in hexadecimal digits. */
+/** The record in hexadecimal digits. */
 inline std::string digitsOf(const Record& record)
 {
     std::array<char, 2 * sizeof(Record) + 1> digits{};
@@ -67,7 +68,7 @@ inline std::string digitsOf(const Record& record)
     return digits.data();
 }
 
-/** What the library reads of a description. */
+/** The fields of a description that the library reads. */
 struct Described
 {
     unsigned int severity;
@@ -87,7 +88,7 @@ inline void throwUnlessZero(int result)
     }
 }
 
-/** Describes a record, for a caller that is attached. */
+/** Describes a record; the caller must be attached. */
 inline Described describe(const Record& record)
 {
     std::array<char, JNL_ENTRY_SIZE> entry{};
@@ -121,7 +122,7 @@ inline Described describe(const SensorEvent& event)
     return describe(recordOf(event));
 }
 
-/** Attaches to the platform's library while it lives. */
+/** Attaches to the event-description library until its end of scope. */
 class Attached
 {
   public:

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Texts of event table files. */
+/** @file Builds the text of event table files. */
 
 #include <string>
 
 namespace healthintf::test
 {
 
-/** A state with two messages, of identifiers that end in @p number. */
+/** A state with two messages whose identifiers end in @p number. */
 inline std::string eventState(const std::string& category,
                               const std::string& number)
 {
@@ -23,7 +23,7 @@ inline std::string eventState(const std::string& category,
                "Lcd": "{category} {number} works"}})";
 }
 
-/** A file with one sensor type, whose states are given. */
+/** A file with one sensor type and its states. */
 inline std::string sensorTypeFile(const std::string& code,
                                   const std::string& category,
                                   const std::string& states)
@@ -33,7 +33,7 @@ inline std::string sensorTypeFile(const std::string& code,
            R"(", "Component": "Blade", "Offsets": {)" + states + "}}}}";
 }
 
-/** A file with one event type, whose states are given. */
+/** A file with one event type and its states. */
 inline std::string eventTypeFile(const std::string& code,
                                  const std::string& states)
 {

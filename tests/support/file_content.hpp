@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Reads a file whole. */
+/** @file Reads a whole file. */
 
 #include <filesystem>
 #include <fstream>
@@ -11,7 +11,7 @@
 namespace healthintf::test
 {
 
-/** What a file holds; empty when there is none. */
+/** The content of a file; empty if the file does not exist. */
 inline std::string contentOf(const std::filesystem::path& file)
 {
     std::ifstream stream(file, std::ios::binary);

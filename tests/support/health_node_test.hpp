@@ -26,7 +26,7 @@ class HealthNodeTest : public LibraryTest
         return node;
     }
 
-    /** Sends the node's D-Bus match a child's health. */
+    /** Delivers a child's HealthStatusUpdate to the node. */
     void childReports(const std::string& parent, const std::string& child,
                       uint32_t health)
     {

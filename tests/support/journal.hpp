@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file What happened, in order: platform calls, log lines and bus calls of
- *  one test in one list. */
+/** @file Records what happens in a test, in order: platform calls, log lines
+ *  and bus calls. */
 
 #include <deque>
 #include <functional>
@@ -14,44 +14,43 @@
 namespace healthintf::test
 {
 
-/** What happened, calls and log lines each in their order. */
+/** The recorded calls and the log lines, each in order. */
 struct CallsAndLog
 {
     std::vector<std::string> calls;
-    /** Without the "log " that marks them among the calls. */
+    /** Without their prefix "log ". */
     std::vector<std::string> log;
 };
 
-/** Keeps one line for each call and lets a test script the calls' answers. */
+/** Records one line for each call, and answers calls from the test's script. */
 class Journal
 {
   public:
-    /** Notes a call and gives its scripted answer, if there is one.
+    /** Records a call and returns the scripted answer.
      *
      *  @param[in] call the call's name
      *  @param[in] arguments the rest of the line
      *  @param[in] usual the answer when none is scripted
-     *  @throws what a script says */
+     *  @throws whatever the script throws */
     long called(const std::string& call, const std::string& arguments,
                 long usual = 0);
 
-    /** The scripted answer of a call, if there is one; notes nothing.
+    /** Returns the scripted answer of a call without recording the call.
      *
-     *  @throws what a script says */
+     *  @throws whatever the script throws */
     long scripted(const std::string& call, long usual = 0);
 
-    /** Notes a line. */
+    /** Records a line. */
     void note(std::string line);
 
-    /** Lets the call @p call answer @p result once, after it was made @p before
-     *  more times. */
+    /** Makes @p call return @p result once, after @p before further calls. */
     void answer(const std::string& call, long result, unsigned before = 0);
 
-    /** Lets the call throw instead of answering. */
+    /** Makes @p call throw once, after @p before further calls. */
     void fail(const std::string& call, std::function<void()> thrower,
               unsigned before = 0);
 
-    /** Forgets all lines and scripts. */
+    /** Forgets all lines and scripted answers. */
     void clear();
 
     const std::vector<std::string>& lines() const;
@@ -62,13 +61,13 @@ class Journal
     /** The lines since the last take() that begin with @p start. */
     std::vector<std::string> take(std::string_view start);
 
-    /** How many lines begin with @p start. */
+    /** The number of lines that begin with @p start. */
     std::size_t count(std::string_view start) const;
 
-    /** The lines since the last take() without log lines. */
+    /** The lines since the last take(), without log lines. */
     std::vector<std::string> takeCalls();
 
-    /** The lines since the last take(), calls and log lines apart. */
+    /** The lines since the last take(), with calls and log lines separated. */
     CallsAndLog takeApart();
 
   private:

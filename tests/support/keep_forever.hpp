@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file What is never released on purpose, for those who look for leaks. */
+/** @file Keeps objects that are never released, so that leak checkers can still
+ *  reach them. */
 
 #include <systemd/sd-bus.h>
 
@@ -10,8 +11,8 @@
 namespace healthintf::test
 {
 
-/** Keeps a connection in reach until the process ends, and with it a node that
- *  nobody holds any more. */
+/** Keeps a connection reachable until the process ends, and with it the nodes
+ *  registered on it that have no other owner. */
 inline void keepForever(sd_bus* bus)
 {
     static auto& kept = *new std::vector<sd_bus*>;

@@ -27,7 +27,7 @@ class LibraryTest : public testing::Test
         journal().clear();
     }
 
-    /** Puts a health record of some other process into the data cache. */
+    /** Puts another process's health record into the data cache. */
     static void haveHealthRecord(const std::string& path, uint32_t health)
     {
         platform().healthRecords[path] = {{"HealthStatus", health}};

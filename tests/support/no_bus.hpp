@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A machine without a bus. */
+/** @file Simulates a machine without a bus. */
 
 #include <cstdlib>
 
 namespace healthintf::test
 {
 
-/** Lets this process find no bus, as long as it has not connected yet. */
+/** Points this process to buses that do not exist; it must not be connected
+ *  yet. */
 inline void haveNoBus()
 {
     unsetenv("DBUS_STARTER_ADDRESS");

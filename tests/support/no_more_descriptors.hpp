@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A process that has no descriptor left. */
+/** @file Simulates a process that has run out of file descriptors. */
 
 #include <sys/resource.h>
 
@@ -11,7 +11,7 @@
 namespace healthintf::test
 {
 
-/** While it lives, this process can open nothing. */
+/** Keeps this process from opening files until its end of scope. */
 class NoMoreDescriptors
 {
   public:

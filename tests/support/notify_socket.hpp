@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A service manager's end of what services tell it. */
+/** @file The service manager's end of sd_notify(). */
 
 #include "process.hpp"
 #include "temporary_folder.hpp"
@@ -49,7 +49,7 @@ class NotifySocket
         return descriptor;
     }
 
-    /** What tells a service of the socket, for its environment. */
+    /** The setting NOTIFY_SOCKET for the service's environment. */
     std::string setting() const
     {
         return "NOTIFY_SOCKET=" + path;
@@ -57,7 +57,7 @@ class NotifySocket
 
     /** Waits for the next message.
      *
-     *  @throws std::runtime_error when there is none in time */
+     *  @throws std::runtime_error after a timeout */
     std::string hear() const
     {
         using std::chrono::milliseconds;
@@ -71,7 +71,7 @@ class NotifySocket
         return {text.data(), static_cast<std::size_t>(size)};
     }
 
-    /** Whether nothing has come that was not heard. */
+    /** Whether no unread message has arrived. */
     bool silent() const
     {
         pollfd wanted{descriptor, POLLIN, 0};

@@ -46,8 +46,8 @@ std::string matchRuleLimit(unsigned rules)
     {
         return config;
     }
-    // The quotas of a user are those of a connection, so many times. Only that
-    // of match rules is to be small.
+    // dbus-broker shares quotas among the connections of a user, so multiply
+    // them. Only the quota of match rules should be small.
     return config + limit("max_connections_per_user", 1) +
            limit("max_outgoing_bytes", 1U << 30) +
            limit("max_outgoing_unix_fds", 1U << 14);
@@ -68,7 +68,7 @@ PrivateBus::PrivateBus(const std::string& rules) :
 
 PrivateBus::~PrivateBus()
 {
-    // A frozen one ends by nothing else.
+    // A frozen (stopped) process reacts to SIGKILL only.
     kill();
 }
 

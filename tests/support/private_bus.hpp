@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A bus for one test. */
+/** @file A message bus for one test. */
 
 #include "process.hpp"
 #include "temporary_folder.hpp"
@@ -11,7 +11,7 @@
 namespace healthintf::test
 {
 
-/** The buses that the tests run on. */
+/** The bus implementations that the tests run on. */
 enum class BusKind
 {
     /** dbus-daemon. */
@@ -21,52 +21,51 @@ enum class BusKind
 };
 
 /** The bus that the environment variable HEALTHINTF_TEST_BUS names, `daemon` or
- *  `broker`; without it dbus-daemon.
+ *  `broker`; dbus-daemon if it is unset.
  *
- *  @throws std::runtime_error for another one */
+ *  @throws std::runtime_error for any other value */
 BusKind busKind();
 
-/** A bus's configuration that lets everybody do everything. */
+/** A bus policy that allows everything to everybody. */
 inline constexpr const char* openRules =
     "<policy context=\"default\"><allow own=\"*\"/>"
     "<allow send_destination=\"*\"/><allow eavesdrop=\"true\"/></policy>";
 
-/** A bus's configuration that limits the match rules: of each connection, or
- *  where the bus knows no such limit, of all connections of a user together. */
+/** A bus configuration that limits match rules: for each connection, or for
+ *  each user on a bus that has no limit for connections. */
 std::string matchRuleLimit(unsigned rules);
 
-/** A bus with the limits of the system bus. While it lives, this process and
- *  the programs that it runs take it for the default bus, and have a data cache
+/** A bus with the limits of the system bus. Until its end of scope it is the
+ *  default bus of this process and its programs, which also use a data cache
  *  and attributes of their own. */
 class PrivateBus
 {
   public:
-    /** Everybody may do everything. */
+    /** A bus that allows everything to everybody. */
     PrivateBus();
 
-    /** @param[in] rules what the bus's configuration says of who may do what,
-     *             in its own language */
+    /** @param[in] rules the policy elements of the bus's configuration file */
     explicit PrivateBus(const std::string& rules);
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
 
-    /** Lets the bus start a program for a name, from now on. */
+    /** Makes a name activatable: the bus starts @p program for it. */
     void activate(const std::string& name, const std::string& program) const;
 
-    /** The folder that goes with the bus. */
+    /** The folder of the bus's files. */
     const TemporaryFolder& folder() const
     {
         return temporary;
     }
 
-    /** Ends the bus at once. */
+    /** Kills the bus. */
     void kill();
 
-    /** Lets the bus do nothing any more, as if it had got stuck. */
+    /** Stops the bus without closing its connections, as if it hung. */
     void freeze() const;
 
-    /** Lets it go on after freeze(). */
+    /** Lets the bus continue after freeze(). */
     void thaw() const;
 
   private:
@@ -78,7 +77,7 @@ class PrivateBus
     TemporaryFolder temporary;
     Process daemon;
     std::string address;
-    /** The process that passes messages on. */
+    /** The process that delivers messages. */
     pid_t passing = -1;
 };
 

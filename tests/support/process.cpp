@@ -37,7 +37,7 @@ std::array<int, 2> makePipe()
     return ends;
 }
 
-/** This process's environment with changes. */
+/** This process's environment with @p changes applied. */
 std::vector<std::string>
 environmentWith(const std::vector<std::string>& changes)
 {
@@ -61,7 +61,7 @@ environmentWith(const std::vector<std::string>& changes)
 
 /** Waits until a descriptor is readable.
  *
- *  @return whether it is in time */
+ *  @return false after a timeout */
 bool readable(int fd)
 {
     pollfd poller{.fd = fd, .events = POLLIN, .revents = 0};
@@ -86,7 +86,7 @@ Process::Process(const std::vector<std::string>& command,
     posix_spawn_file_actions_adddup2(&actions, toProgram[0], STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, fromProgram[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, standardError, STDERR_FILENO);
-    // A test that is killed must not leave the program running.
+    // When a test is killed, its programs must end too.
     std::vector<std::string> arguments{"setpriv", "--pdeathsig", "KILL"};
     arguments.insert(arguments.end(), command.begin(), command.end());
     std::vector<std::string> settings = environmentWith(environment);

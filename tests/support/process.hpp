@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A program that a test runs and talks to. */
+/** @file Runs a program and talks to it. */
 
 #include <sys/types.h>
 
@@ -13,17 +13,18 @@
 namespace healthintf::test
 {
 
-/** How long a test waits for anything before it gives up. */
+/** How long tests wait for an event before they fail. */
 inline constexpr std::chrono::seconds patience{20};
 
-/** A running program with its standard input and output in our hands. Its
- *  standard error is kept. It is killed when the object ends, or the test. */
+/** A running program with its standard input and output connected to the test.
+ *  Its standard error is kept. It is killed when the object or the test ends.
+ */
 class Process
 {
   public:
     /** @param[in] command program and arguments
-     *  @param[in] environment settings of the form NAME=value, in addition to
-     *             this process's own */
+     *  @param[in] environment settings NAME=value that change this process's
+     *             environment */
     explicit Process(const std::vector<std::string>& command,
                      const std::vector<std::string>& environment = {});
     ~Process();
@@ -35,39 +36,39 @@ class Process
         return process;
     }
 
-    /** Writes one line to the program. */
+    /** Writes one line to the program's standard input. */
     void tell(const std::string& line);
 
-    /** Waits for one line of the program.
+    /** Waits for one line of the program's standard output.
      *
-     *  @throws std::runtime_error when there is none in time */
+     *  @throws std::runtime_error after a timeout */
     std::string hear();
 
-    /** Writes one line and waits for one. */
+    /** Writes one line and waits for the answer. */
     std::string ask(const std::string& line);
 
-    /** Ends the program's standard input. */
+    /** Closes the program's standard input. */
     void endInput();
 
     /** Sends a signal. */
     void signal(int number) const;
 
-    /** Waits for the end.
+    /** Waits until the program ends.
      *
      *  @return the exit status, or the number of the signal plus 128
-     *  @throws std::runtime_error when it does not end in time */
+     *  @throws std::runtime_error after a timeout */
     int wait();
 
-    /** Kills the program at once, as if it had crashed. */
+    /** Kills the program, as if it had crashed. */
     void kill();
 
-    /** The most memory that the program has had so far, in MiB. */
+    /** The program's peak memory so far, in MiB. */
     std::size_t peakMemory() const;
 
-    /** What the program wrote to standard error so far. */
+    /** What the program has written to standard error so far. */
     std::string errors() const;
 
-    /** All that the program wrote to standard output until it closed it. */
+    /** Reads standard output until the program closes it. */
     std::string output();
 
   private:
@@ -82,15 +83,16 @@ class Process
     bool readMore();
 };
 
-/** Waits until a process has ended, whosever child it is.
+/** Waits until a process, of any parent, has ended.
  *
- *  @return whether it does in time */
+ *  @return false after a timeout */
 bool endsInTime(pid_t process);
 
-/** Runs a program to its end.
+/** Runs a program until it ends.
  *
  *  @return its output
- *  @throws std::runtime_error with its errors when it does not exit with 0 */
+ *  @throws std::runtime_error with its standard error if it does not exit with
+ *  0 */
 std::string outputOf(const std::vector<std::string>& command,
                      const std::vector<std::string>& environment = {});
 

@@ -11,7 +11,7 @@ namespace healthintf::test
 namespace
 {
 
-/** Makes a call unless the script says that it fails. */
+/** Makes the call unless the script makes it fail. */
 template <typename Call>
 int recorded(const std::string& name, const std::string& arguments, Call&& call)
 {
@@ -85,8 +85,8 @@ int RecordingBus::sd_bus_emit_properties_changed_strv(sd_bus* bus,
 {
     if (std::string_view(names[0]) == "FQDD")
     {
-        // sd-bus refuses it, the property being constant, and some versions
-        // of sdbusplus therefore do not ask.
+        // sd-bus refuses this for a constant property, so some versions of
+        // sdbusplus do not call it.
         return SdBusImpl::sd_bus_emit_properties_changed_strv(bus, path,
                                                               interface, names);
     }
@@ -128,7 +128,7 @@ int RecordingBus::sd_bus_send(sd_bus* bus, sd_bus_message* m, uint64_t* cookie)
     {
         return scripted;
     }
-    // Sending seals the message, and only then can it be read.
+    // A message can be read once it is sealed, which sending does.
     const int result = SdBusImpl::sd_bus_send(bus, m, cookie);
     journal().note(std::string("signal ") + sd_bus_message_get_path(m) + " " +
                    sd_bus_message_get_interface(m) + " " + member + " " +

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A seam under sdbusplus that notes the calls of the library in the
- *  journal, and makes those fail that a test scripts to. */
+/** @file Replaces sdbusplus's seam to libsystemd: records the library's calls
+ *  in the journal and makes calls fail that a test scripts. */
 
 #include "journal.hpp"
 
@@ -12,9 +12,9 @@
 namespace healthintf::test
 {
 
-/** Notes a call and hands it on; a negative scripted answer is given back
- *  without the call being made. A signal is noted once it is sent, as "signal"
- *  with all that it holds, and scripted as "sd_bus_send" and its member. */
+/** Records a call and passes it on; if the scripted answer is negative, returns
+ *  that and makes no call. A sent signal is recorded as "signal" with its
+ *  content, and scripted as "sd_bus_send" and its member. */
 class RecordingBus : public sdbusplus::SdBusImpl
 {
   public:
@@ -37,16 +37,16 @@ class RecordingBus : public sdbusplus::SdBusImpl
                                   const char* member) override;
     int sd_bus_send(sd_bus* bus, sd_bus_message* m, uint64_t* cookie) override;
 
-    /** The connections of the tests have no bus, and so no name. */
+    /** A direct connection has no bus daemon that assigns a name. */
     int sd_bus_get_unique_name(sd_bus* bus, const char** unique) override;
 
-    // Not in every version of the seam, so not marked as overriding.
+    // Not virtual in every version of the seam, hence without `override`.
     int sd_bus_add_match(sd_bus* bus, sd_bus_slot** slot, const char* match,
                          sd_bus_message_handler_t callback, void* userdata);
 };
 
-/** Whether the seam of this sdbusplus is asked for matches; the one of early
- *  2023 is not. */
+/** Whether sdbusplus adds matches through its seam; the version of early 2023
+ *  does not. */
 template <typename Interface = sdbusplus::SdBusInterface>
 constexpr bool seamSeesMatches = requires
 {

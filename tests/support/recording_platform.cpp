@@ -46,7 +46,7 @@ void RecordingPlatform::notify(const std::string& name,
 namespace
 {
 
-/** Creates, changes and removes records of one kind. */
+/** Creates, changes and removes records of one kind, and records the calls. */
 template <typename Records>
 struct Cache
 {
@@ -128,7 +128,7 @@ HealthStatus_gen healthRecord(const HealthStatusPropertyMap& properties)
     return HealthStatus_gen(std::get<uint32_t>(properties.at("HealthStatus")));
 }
 
-/** Fills a message's arguments in. */
+/** Replaces the placeholders of a message by its arguments. */
 std::string filled(std::string message, const char* block)
 {
     std::vector<std::string> arguments;
@@ -137,7 +137,7 @@ std::string filled(std::string message, const char* block)
         arguments.emplace_back(block);
         block += arguments.back().size() + 1;
     }
-    // From the last, since %1 is how %10 begins.
+    // From the last to the first, because %10 begins with %1.
     for (std::size_t number = arguments.size(); number > 0; --number)
     {
         const std::string placeholder = "%" + std::to_string(number);
@@ -149,8 +149,8 @@ std::string filled(std::string message, const char* block)
     return message;
 }
 
-/** Puts '#' in the place of the line number in "file.12.function", since the
- *  numbers change with every edit. */
+/** Replaces the line number in "file.12.function" by '#', because it changes
+ *  with every edit. */
 void hideLineNumber(std::string& line)
 {
     const auto begin = line.find('.');
@@ -280,7 +280,7 @@ extern "C"
         }
         std::string shown = line;
         free(line);
-        // The bindings tell the same number whatever is edited.
+        // The bindings log one fixed module number.
         constexpr int bindings = 128;
         if (module != bindings)
         {

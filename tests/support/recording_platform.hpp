@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A platform that notes every call in the journal and answers from a
- *  script, for tests that link it in the host platform's place. */
+/** @file A platform that records every call in the journal and gives scripted
+ *  answers. Tests link it instead of the host platform. */
 
 #include "journal.hpp"
 #include "recording_sel.hpp"
@@ -19,8 +19,8 @@
 namespace healthintf::test
 {
 
-/** What the recording platform holds. A record is stored as the calls say,
- *  unless the script gives the call another answer than 0. */
+/** The records of the recording platform. A call changes them unless the script
+ *  answers it with a value other than 0. */
 struct RecordingPlatform
 {
     struct Message
@@ -39,10 +39,10 @@ struct RecordingPlatform
     std::map<std::string, HealthStatusPropertyMap> healthRecords;
     std::map<std::string, FaultEntryPropertyMap> faultRecords;
 
-    /** The messages of the registry; %1, %2, … stand for arguments. */
+    /** The messages of the registry, with placeholders %1, %2, …. */
     std::map<std::string, Message> messages;
-    /** The argument block of the last look-up, as far as the registry may
-     *  read it. */
+    /** The argument block of the last look-up, up to the size that the registry
+     *  may read. */
     std::string argumentBlock;
 
     /** Live subscriptions by handle. */
@@ -54,10 +54,10 @@ struct RecordingPlatform
     void notify(const std::string& name, const std::vector<uint8_t>& record);
 };
 
-/** The platform of the running test. */
+/** The recording platform of the running test. */
 RecordingPlatform& platform();
 
-/** Empties platform and journal. */
+/** Empties the platform and the journal. */
 void resetPlatform();
 
 } // namespace healthintf::test

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Queries of the data cache in the recording platform. */
+/** @file Answers data cache queries on the recording platform. */
 
 #include "journal.hpp"
 #include "text.hpp"
@@ -22,7 +22,7 @@ inline bool selected(const std::string& path,
            });
 }
 
-/** Notes a query and reads the records that @p wanted selects by path. */
+/** Records a query and returns the records whose path satisfies @p wanted. */
 template <typename Records, typename Wanted, typename Found, typename Convert>
 long queryFor(const char* call, const std::vector<std::string>& services,
               const std::vector<std::string>& prefixes, const Records& records,
@@ -43,7 +43,8 @@ long queryFor(const char* call, const std::vector<std::string>& services,
     return result;
 }
 
-/** Notes a query and reads the records that the prefixes select. */
+/** Records a query and returns the records whose path has one of the prefixes.
+ */
 template <typename Records, typename Found, typename Convert>
 long query(const char* call, const std::vector<std::string>& services,
            const std::vector<std::string>& prefixes, const Records& records,

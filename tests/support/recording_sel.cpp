@@ -88,7 +88,7 @@ int describe(const char* call, const uint8_t* record, void* filled,
                          found == known.end() ? answerToUnknown : 0);
     if (found != known.end())
     {
-        // A library that fails may leave anything behind.
+        // The contract lets a failing library fill the entry with anything.
         std::ranges::copy(found->second, entry.begin());
     }
     return static_cast<int>(result);
@@ -126,7 +126,7 @@ long DataAbstraction::SELEntry::get_map_by_path_prefixes(
     const std::vector<std::string>& prefixes,
     std::map<std::string, SELEntry_gen>& entries)
 {
-    // The log's path stands for all of its entries.
+    // The path of the log selects all of its entries.
     const bool all =
         std::ranges::find(prefixes, "/com/vexa/olvar/logmgr/SEL") !=
         prefixes.end();

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file The part of the recording platform that the System Event Log is:
- *  storing records, the log's entries, and the descriptions of events. */
+/** @file The System Event Log of the recording platform: stored records, the
+ *  log's entries, and the descriptions of events. */
 
 #include <platform/data_abstraction/sel.hpp>
 #include <platform/event_description.h>
@@ -19,8 +19,8 @@ namespace healthintf::test
 
 using Bytes = std::vector<uint8_t>;
 
-/** The description of an event, from which its entry is made. Every part may
- *  be left out. */
+/** The description of an event from which jnlEntry() builds an entry. Every
+ *  field is optional. */
 struct EventText
 {
     uint16_t severity = 2;
@@ -28,15 +28,15 @@ struct EventText
     std::string message{};
     std::vector<std::string> args{};
     std::string description{};
-    /** The number of arguments that the entry tells, if another. */
+    /** The argument count to write, if it differs from the real one. */
     std::optional<uint8_t> argumentCount{};
 };
 
-/** A description as the library fills it in; a text that fills its field has
- *  no NUL at its end. */
+/** A journal entry as the event-description library fills it in; a text as long
+ *  as its field has no NUL at its end. */
 std::array<uint8_t, JNL_ENTRY_SIZE> jnlEntry(const EventText& event);
 
-/** What the front panel shows, as the library fills it in. */
+/** A front panel entry as the event-description library fills it in. */
 std::array<uint8_t, LCD_ENTRY_SIZE> lcdEntry(uint8_t ledState,
                                              const std::string& text);
 
@@ -44,18 +44,18 @@ struct RecordingSel
 {
     /** The entries of the log in the data cache. */
     std::map<std::string, SELEntryProperties> entries;
-    /** The identifier that the next record gets. */
+    /** The record identifier of the next stored record. */
     uint32_t nextRecordId = 1;
 
-    /** The descriptions of events by their records; the library refuses every
-     *  other record with 1. */
+    /** The journal entries by record; the library refuses other records with 1.
+     */
     std::map<Bytes, std::array<uint8_t, JNL_ENTRY_SIZE>> messages;
-    /** What the front panel shows, in the same way; nothing for records that
-     *  are not here. */
+    /** The front panel entries by record; the library fills in nothing for
+     *  other records. */
     std::map<Bytes, std::array<uint8_t, LCD_ENTRY_SIZE>> panels;
 };
 
-/** Bytes as the journal shows them: two digits each. */
+/** Bytes as the journal shows them: two hexadecimal digits each. */
 std::string text(const Bytes& bytes);
 
 } // namespace healthintf::test

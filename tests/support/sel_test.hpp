@@ -13,7 +13,7 @@
 namespace healthintf::test
 {
 
-/** The lines of the class that reports events begin so. */
+/** The prefixes of the log lines of SELAndFault, by level. */
 inline const std::string sel1 = "log 1 271 lmi_sel_fault.#.";
 inline const std::string sel2 = "log 2 271 lmi_sel_fault.#.";
 inline const std::string sel7 = "log 7 271 lmi_sel_fault.#.";
@@ -31,7 +31,7 @@ class SelTest : public ComponentTest
                 direction, 0x57, 0x01, 0xff};
     }
 
-    /** Gives the two events of a sensor their descriptions. */
+    /** Describes the two events of a sensor. */
     static void describe(const EventText& assertion,
                          const EventText& deassertion)
     {
@@ -39,8 +39,8 @@ class SelTest : public ComponentTest
         platform().sel.messages[event(false)] = jnlEntry(deassertion);
     }
 
-    /** What the class under test did since the last take: its log lines, its
-     *  calls of the platform, and where it removed or added a fault. */
+    /** What SELAndFault did since the last take: its log lines, its platform
+     *  calls, and where it removed or added a fault. */
     static Lines takeSel()
     {
         constexpr std::array<std::string_view, 9> starts{

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Reads from a pointer to a virtual member function which slot of the
- *  virtual table it calls, as the Itanium C++ ABI lays it down. */
+/** @file Finds the virtual table slot that a pointer to a virtual member
+ *  function calls, by the Itanium C++ ABI. */
 
 #include <cstddef>
 #include <cstdint>
@@ -11,8 +11,8 @@
 namespace healthintf::test
 {
 
-/** The slot of a virtual member function, the complete-object destructor
- *  being slot 0; -1 for a function that is not virtual. */
+/** The slot of a virtual member function, where the complete-object destructor
+ *  has slot 0; -1 for a function that is not virtual. */
 template <typename Function>
 std::ptrdiff_t slotOf(Function function)
 {
@@ -33,8 +33,8 @@ std::ptrdiff_t slotOf(Function function)
     return isVirtual ? offset / static_cast<std::ptrdiff_t>(sizeof(void*)) : -1;
 }
 
-/** The three slots of one property: getter, setter that may leave the signal
- *  out, plain setter. */
+/** The three slots of a property: getter, setter that can skip the signal,
+ *  plain setter. */
 struct PropertySlots
 {
     std::ptrdiff_t getter;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Runs work where files cannot grow. */
+/** @file Runs work on filesystems without space. */
 
 #include "child.hpp"
 
@@ -18,8 +18,8 @@
 namespace healthintf::test
 {
 
-/** Expects that work on a filesystem of such a size gives 0; skips the test
- *  where none can be mounted. */
+/** Expects that @p work returns 0 on a tmpfs mounted at @p at with @p options;
+ *  skips the test where mounting is not possible. */
 inline void expectOnSmallFilesystem(const std::filesystem::path& at,
                                     const char* options,
                                     const std::function<int()>& work)
@@ -41,8 +41,8 @@ inline void expectOnSmallFilesystem(const std::filesystem::path& at,
     EXPECT_EQ(status, 0) << options;
 }
 
-/** Lets this process write no file beyond its first page, as if there were no
- *  space. For a child. */
+/** Limits the files that this process writes to one page, as if the filesystem
+ *  were full. Call it in a child process. */
 inline void growNoMore()
 {
     constexpr rlim_t page = 4096;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Looks for words in descriptions. */
+/** @file Searches descriptions for words. */
 
 #include <algorithm>
 #include <cctype>
@@ -18,7 +18,7 @@ inline std::string lowered(std::string text)
     return text;
 }
 
-/** Whether a text has a word that begins like @p word, in any case. */
+/** Whether a word of the text begins with @p word, in upper or lower case. */
 inline bool speaksOf(const std::string& text, const std::string& word)
 {
     const std::string in = lowered(text);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file The clock of the library in a test program that includes this: it
- *  stands where the test puts it. */
+/** @file Replaces the library's clock in a test program: it shows the time that
+ *  the test sets. */
 
 #include "wall_clock.hpp"
 
@@ -17,7 +17,8 @@ inline uint64_t clockReads = clockStart;
 
 } // namespace healthintf::test
 
-// In the place of the library's, which is an object file of its own.
+// The linker takes this instead of the library's, which is in an object file of
+// its own.
 uint64_t health_namespace::details::secondsSinceEpoch()
 {
     return healthintf::test::clockReads;

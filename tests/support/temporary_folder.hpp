@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A folder that lasts as long as its object. */
+/** @file A folder that is removed at the end of scope. */
 
 #include <cstdlib>
 #include <filesystem>
@@ -40,7 +40,7 @@ class TemporaryFolder
         return folder;
     }
 
-    /** Writes a file, making the folders that it lies in.
+    /** Writes a file and creates its parent folders.
      *
      *  @return its path */
     std::filesystem::path write(const std::filesystem::path& name,

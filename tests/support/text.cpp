@@ -8,7 +8,7 @@ namespace
 
 std::string next(sd_bus_message* message);
 
-/** Everything up to the end of the container that the message is in. */
+/** Reads the values up to the end of the container at the read position. */
 std::string rest(sd_bus_message* message, const char* separator)
 {
     std::string shown;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Values as the journal shows them. */
+/** @file Formats values as the journal shows them. */
 
 #include <systemd/sd-bus.h>
 
@@ -66,7 +66,7 @@ std::string text(const std::map<std::string, Value>& values)
     return shown + "}";
 }
 
-/** The arguments of a sealed message, separated by blanks. */
+/** The arguments of a sealed message, separated by spaces. */
 std::string arguments(sd_bus_message* message);
 
 } // namespace healthintf::test

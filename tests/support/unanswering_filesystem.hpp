@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A mounted filesystem whose server may cease to answer. */
+/** @file A mounted filesystem whose server can stop answering. */
 
 #include "child.hpp"
 
@@ -30,13 +30,13 @@
 namespace healthintf::test
 {
 
-/** An empty filesystem that is 90 percent full, served by a process of the
- *  test. After hang() that takes every request and answers none: whoever asks
- *  hangs in the kernel, where no signal reaches it, until the server ends. */
+/** An empty FUSE filesystem that is 90 percent full, served by a child process.
+ *  After hang() the server takes requests without answering them: whoever sends
+ *  one hangs in the kernel, immune to signals, until the server ends. */
 class UnansweringFilesystem
 {
   public:
-    /** @throws std::system_error where there can be none */
+    /** @throws std::system_error where FUSE cannot be mounted */
     explicit UnansweringFilesystem(std::filesystem::path folder) :
         at(std::move(folder)), hung(sharedFlag())
     {
@@ -51,7 +51,8 @@ class UnansweringFilesystem
         const bool mounted =
             mount("test", at.c_str(), "fuse", 0, options.c_str()) == 0;
         const int error = errno;
-        // The server has it alone, so that it ends with the server.
+        // Only the server keeps the device open, so that the mount fails when
+        // the server ends.
         close(device);
         errno = error;
         check(mounted, at.c_str());
@@ -71,7 +72,7 @@ class UnansweringFilesystem
         *hung = true;
     }
 
-    /** Ends the server: all requests fail from now on. */
+    /** Ends the server: every request fails from now on. */
     void endServer()
     {
         server->kill();
@@ -96,7 +97,7 @@ class UnansweringFilesystem
         }
     }
 
-    /** In memory that the server shares. */
+    /** A flag in memory that is shared with the server. */
     static std::unique_ptr<Flag, Unmap> sharedFlag()
     {
         void* memory = mmap(nullptr, sizeof(Flag), PROT_READ | PROT_WRITE,
@@ -113,9 +114,9 @@ class UnansweringFilesystem
         return bytes;
     }
 
-    /** What is known of the only folder and of the whole.
+    /** The answer to a request about the root folder or the filesystem.
      *
-     *  @return nothing for what there is not */
+     *  @return nothing for an unknown request */
     static std::optional<std::vector<char>> answerTo(uint32_t question)
     {
         if (question == FUSE_INIT)
@@ -147,7 +148,7 @@ class UnansweringFilesystem
         return {};
     }
 
-    /** The server; ends with the kernel's side. */
+    /** Serves requests until the kernel closes the connection. */
     static int serve(int device, const Flag& silent)
     {
         std::vector<char> request(1 << 20);
@@ -156,7 +157,7 @@ class UnansweringFilesystem
             const ssize_t size = read(device, request.data(), request.size());
             if (size < 0 && (errno == EINTR || errno == EPERM))
             {
-                // Not mounted yet.
+                // The filesystem is not mounted yet.
                 continue;
             }
             if (size < 0)
@@ -187,7 +188,7 @@ class UnansweringFilesystem
         {
             whole.insert(whole.end(), content->begin(), content->end());
         }
-        // Who asked may be gone.
+        // Fails when the requesting process has gone; that is fine.
         static_cast<void>(!write(device, whole.data(), whole.size()));
     }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file What a component must show, worked out as simply as it can be. */
+/** @file A simple model of which faults a component shows. */
 
 #include <algorithm>
 #include <cstdint>
@@ -13,8 +13,8 @@
 namespace healthintf::test
 {
 
-/** A component without a bus, a cache and children. Its functions are named
- *  after those of FaultAndHealth and give what those give. */
+/** A component without bus, data cache and children. Its functions have the
+ *  names and the results of those of FaultAndHealth. */
 class VisibilityModel
 {
   public:
@@ -149,7 +149,7 @@ class VisibilityModel
         return nameIn(false);
     }
 
-    /** Takes a HideFaultForSensor signal that names this component. */
+    /** Handles a HideFaultForSensor signal that names this component. */
     uint32_t nameIn(bool hide)
     {
         disabled = hide;

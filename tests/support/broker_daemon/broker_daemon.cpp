@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file dbus-broker in the place of dbus-daemon, on a machine without systemd.
+/** @file Runs dbus-broker in place of dbus-daemon on a machine without systemd.
  *
- *  Takes the options of dbus-daemon that tests use, makes what
- *  dbus-broker-launch expects of systemd (a listening socket, a journal,
- * someone who starts services), and runs the bus until it ends or is told to.
+ *  Takes the options of dbus-daemon that the tests use, provides what
+ *  dbus-broker-launch expects of systemd (a listening socket, a journal, a
+ *  service that starts units), and runs the bus until the bus ends or a signal
+ *  stops it.
  *
  *      broker-daemon --config-file=FILE [--print-address[=FD]]
  *                    [--print-pid[=FD]] [--nofork] [--nopidfile] [--nosyslog]
  *
- *  The process id that it prints is that of dbus-broker itself.
- */
+ *  The process id that it prints is that of dbus-broker itself. */
 
 #include "handles.hpp"
 #include "journal.hpp"
@@ -42,7 +42,7 @@ namespace
 
 namespace fs = std::filesystem;
 
-/** A folder beside the socket for what the broker alone uses. */
+/** A folder beside the socket for the broker's own files. */
 class BrokerFolder
 {
   public:
@@ -71,8 +71,8 @@ class BrokerFolder
     fs::path folder;
 };
 
-/** Writes a configuration that includes another, and lets the user of this
- *  process be the service manager. */
+/** Writes a configuration that includes @p included and lets this process's
+ *  user own the service manager's name. */
 fs::path writeConfig(const fs::path& folder, const fs::path& included)
 {
     const fs::path file = folder / "bus.conf";
@@ -89,8 +89,8 @@ fs::path writeConfig(const fs::path& folder, const fs::path& included)
     return file;
 }
 
-/** This process's environment, and what tells a program of the bus that started
- *  it. */
+/** This process's environment, with the variables that tell a program which bus
+ *  started it. */
 std::vector<std::string> environmentOfServices(const std::string& scope,
                                                const std::string& address)
 {
@@ -130,8 +130,8 @@ pid_t brokerOf(pid_t launcher)
     return broker;
 }
 
-/** Leaves the pipes that something is printed to out of the programs that this
- *  one runs: whoever reads there waits for their end. */
+/** Keeps the descriptors for --print-address and --print-pid from the programs
+ *  that this process starts: their readers wait until the pipes close. */
 void keepToOurselves(const Options& options)
 {
     for (const int to : {options.addressTo, options.pidTo})
@@ -143,7 +143,8 @@ void keepToOurselves(const Options& options)
     }
 }
 
-/** Prints what was asked for, and closes the pipes. */
+/** Prints the address and the process id if they were asked for, and closes the
+ *  pipes. */
 void print(const Options& options, const std::string& address, pid_t broker)
 {
     if (options.addressTo >= 0)
@@ -197,7 +198,7 @@ class Broker
         }
         catch (const std::exception&)
         {
-            // What the broker says of it comes first.
+            // The broker's own log may name the cause: print it first.
             journal.drain();
             throw;
         }
@@ -219,8 +220,8 @@ class Broker
     {
         keepToOurselves(options);
         const fs::path file = writeConfig(folder.path(), options.config);
-        // The launcher alone has the socket: when it ends, so do attempts to
-        // connect.
+        // Only the launcher may keep the socket open: when it ends, clients
+        // that are connecting must get an error.
         const Descriptor listening = bindSocket(config.socket, SOCK_STREAM);
         launcher = startLauncher({.config = file,
                                   .scope = config.scope,

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Owners of what broker-daemon gets from the system, and its errors. */
+/** @file RAII owners of system resources of broker-daemon, and error checks. */
 
 #include <systemd/sd-bus.h>
 #include <systemd/sd-event.h>
@@ -17,7 +17,7 @@
 namespace healthintf::test
 {
 
-/** Throws for a result below zero that left its reason in errno. */
+/** Throws std::system_error with errno when @p result is negative. */
 inline int checkErrno(int result, const std::string& what)
 {
     if (result < 0)
@@ -27,7 +27,7 @@ inline int checkErrno(int result, const std::string& what)
     return result;
 }
 
-/** Throws for a result of libsystemd below zero, which is its reason. */
+/** Throws std::system_error when @p result, of libsystemd, is negative. */
 inline int checkResult(int result, const std::string& what)
 {
     if (result < 0)

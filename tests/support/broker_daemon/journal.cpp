@@ -17,11 +17,11 @@ namespace healthintf::test
 namespace
 {
 
-/** Takes the first field of a message in the journal's protocol off it: a line
+/** Removes the first field from a message in the journal's protocol: a line
  *  `NAME=value`, or a line `NAME`, the value's size in eight bytes, the value
- *  and an end of line.
+ *  and a newline.
  *
- *  @return the value when the field has this name, else nothing */
+ *  @return the value if the field is called @p name, else nothing */
 std::string_view takeField(std::string_view& message, std::string_view name)
 {
     const std::string_view line = message.substr(0, message.find('\n'));

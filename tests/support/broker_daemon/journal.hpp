@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file The journal's end of what dbus-broker logs. */
+/** @file Receives the log of dbus-broker in place of systemd's journal. */
 
 #include "handles.hpp"
 
@@ -12,21 +12,21 @@
 namespace healthintf::test
 {
 
-/** The sockets of a journal, which dbus-broker-launch does not start without.
- *  What comes is written to standard error, one line for each message. */
+/** The sockets of a journal; dbus-broker-launch does not start without them.
+ *  Writes each message to standard error as one line. */
 class BrokerJournal
 {
   public:
     /** Binds the sockets.
      *
-     *  @param[in] folder what becomes /run/systemd/journal for the broker
+     *  @param[in] folder the broker sees it as /run/systemd/journal
      *  @throws std::system_error */
     explicit BrokerJournal(const std::filesystem::path& folder);
 
-    /** Takes messages whenever the loop runs. */
+    /** Reads messages whenever the loop runs. */
     void attach(sd_event* loop);
 
-    /** Takes the messages that have come. */
+    /** Reads all messages that have arrived. */
     void drain() const;
 
   private:

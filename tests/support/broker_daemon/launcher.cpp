@@ -23,7 +23,7 @@ namespace
 
 namespace fs = std::filesystem;
 
-// The first descriptor that a service manager passes on.
+// The first descriptor of socket activation (SD_LISTEN_FDS_START).
 constexpr int firstPassed = 3;
 
 void writeFile(const fs::path& file, const std::string& text)
@@ -33,14 +33,14 @@ void writeFile(const fs::path& file, const std::string& text)
     checkErrno(stream ? 0 : -1, file);
 }
 
-/** Maps an id of the new user namespace to the same id outside. */
+/** Maps one id of the new user namespace to the same id outside. */
 std::string onlyThis(unsigned id)
 {
     return std::to_string(id) + " " + std::to_string(id) + " 1";
 }
 
-/** Enters a mount namespace. A user who may not may still make a user namespace
- *  with one. */
+/** Enters a mount namespace. A user without the right to do so enters a user
+ *  namespace too, which grants it. */
 void enterNamespaces()
 {
     const uid_t user = getuid();
@@ -56,21 +56,20 @@ void enterNamespaces()
     writeFile("/proc/self/gid_map", onlyThis(group));
 }
 
-/** Makes /run/systemd/journal where it is missing: in memory that this
- * namespace alone sees, over /run/systemd or else over /run. */
+/** Makes /run/systemd/journal if it is missing, on a tmpfs over /run/systemd or
+ *  /run that only this namespace sees. */
 void makeMountPoint(const fs::path& shown)
 {
     const fs::path parent = shown.parent_path();
     std::error_code refused;
-    // An empty /run/systemd does no harm, and what is in /run stays to be seen.
+    // An empty /run/systemd harms nobody; covering /run would hide its content.
     fs::create_directory(parent, refused);
     const fs::path covered = fs::exists(parent) ? parent : "/run";
     checkErrno(mount("none", covered.c_str(), "tmpfs", 0, nullptr), covered);
     fs::create_directories(shown);
 }
 
-/** Puts a folder in the place of /run/systemd/journal, for this namespace
- *  alone. */
+/** Mounts @p journal over /run/systemd/journal, in this namespace only. */
 void showJournal(const fs::path& journal)
 {
     checkErrno(mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), "/");
@@ -83,17 +82,17 @@ void showJournal(const fs::path& journal)
                shown);
 }
 
-/** Passes a listening socket on as a service manager does. */
+/** Hands the listening socket over as systemd's socket activation does. */
 void passOn(int listening)
 {
     checkErrno(dup2(listening, firstPassed), "dup2");
-    // It stays closed on exec where the numbers are the same already.
+    // dup2() of a descriptor to itself leaves FD_CLOEXEC set.
     checkErrno(fcntl(firstPassed, F_SETFD, 0), "fcntl");
     setenv("LISTEN_FDS", "1", 1);
     setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
 }
 
-/** Becomes dbus-broker-launch. */
+/** Replaces this process by dbus-broker-launch. */
 [[noreturn]] void becomeLauncher(const Launch& launch, int listening)
 {
     checkErrno(prctl(PR_SET_PDEATHSIG, SIGKILL), "prctl");

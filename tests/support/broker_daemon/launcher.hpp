@@ -11,7 +11,7 @@
 namespace healthintf::test
 {
 
-/** What dbus-broker-launch is started with. */
+/** The settings of dbus-broker-launch. */
 struct Launch
 {
     std::filesystem::path config;
@@ -19,15 +19,15 @@ struct Launch
     std::string scope;
     /** The address of the listening socket. */
     std::string address;
-    /** The folder that is /run/systemd/journal for it. */
+    /** The folder that the launcher sees as /run/systemd/journal. */
     std::filesystem::path journal;
 };
 
-/** Starts dbus-broker-launch in a mount namespace of its own, and where that
- *  takes it in a user namespace with the user's own id alone. It is killed when
- *  this process ends, and the broker ends with it.
+/** Starts dbus-broker-launch in a mount namespace of its own, with a user
+ *  namespace if that is needed. The kernel kills it when this process ends, and
+ *  the broker ends with it.
  *
- *  @param[in] listening the socket that it accepts connections on
+ *  @param[in] listening the socket on which the broker accepts connections
  *  @return its process id
  *  @throws std::system_error */
 pid_t startLauncher(const Launch& launch, int listening);

@@ -26,9 +26,9 @@ class Arguments
     explicit Arguments(const std::vector<std::string>& all) : all(all)
     {}
 
-    /** Goes on to the next option.
+    /** Moves to the next option.
      *
-     *  @return whether there is one */
+     *  @return false at the end */
     bool next()
     {
         if (at == all.size())
@@ -72,7 +72,8 @@ int descriptorOf(const std::string& value)
     return value.empty() ? STDOUT_FILENO : std::stoi(value);
 }
 
-/** The content of the first element of a name; empty without one. */
+/** The content of the first XML element called @p name; empty if there is none.
+ */
 std::string elementOf(const std::string& text, const std::string& name)
 {
     const std::regex element("<" + name + ">\\s*([^<]*?)\\s*</" + name + ">");
@@ -100,7 +101,7 @@ Options readOptions(const std::vector<std::string>& arguments)
         {
             options.pidTo = descriptorOf(each.value());
         }
-        // The broker never does what these forbid.
+        // These forbid what the broker never does anyway.
         else if (each.name() != "--nofork" && each.name() != "--nopidfile" &&
                  each.name() != "--nosyslog")
         {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file What broker-daemon is asked for, in the words of dbus-daemon. */
+/** @file The command line of broker-daemon: options of dbus-daemon. */
 
 #include <filesystem>
 #include <string>
@@ -14,16 +14,17 @@ namespace healthintf::test
 struct Options
 {
     std::filesystem::path config;
-    /** Where the address is written to; -1 for nowhere. */
+    /** The descriptor that the address is written to; -1 for none. */
     int addressTo = -1;
-    /** Where the broker's process id is written to; -1 for nowhere. */
+    /** The descriptor that the broker's process id is written to; -1 for none.
+     */
     int pidTo = -1;
 };
 
-/** @throws std::invalid_argument for what broker-daemon does not know */
+/** @throws std::invalid_argument for an unknown option */
 Options readOptions(const std::vector<std::string>& arguments);
 
-/** What broker-daemon does itself of a bus's configuration. */
+/** The part of a bus configuration that broker-daemon itself handles. */
 struct BusConfig
 {
     /** The path of the socket that the bus listens on. */
@@ -32,7 +33,7 @@ struct BusConfig
     std::string scope;
 };
 
-/** Reads the configuration of a bus, without what it includes.
+/** Reads a bus configuration, without the files that it includes.
  *
  *  @throws std::runtime_error when it names no socket in the filesystem */
 BusConfig readConfig(const std::filesystem::path& file);

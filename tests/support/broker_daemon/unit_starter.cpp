@@ -30,8 +30,7 @@ std::string pathOf(const std::string& unit)
     return encoded;
 }
 
-/** Reads `a(sasb)`, the value of ExecStart, of which only one command is
- *  expected. */
+/** Reads `a(sasb)`, the value of ExecStart; expects one command only. */
 std::vector<std::string> readCommand(sd_bus_message* message)
 {
     checkResult(sd_bus_message_enter_container(message, 'v', "a(sasb)"), "v");
@@ -55,7 +54,7 @@ std::vector<std::string> readCommand(sd_bus_message* message)
     return command;
 }
 
-/** Reads `a(sv)`, the properties of a unit, for its command. */
+/** Reads the command from `a(sv)`, the properties of a unit. */
 std::vector<std::string> readProperties(sd_bus_message* message)
 {
     std::vector<std::string> command;
@@ -78,7 +77,7 @@ std::vector<std::string> readProperties(sd_bus_message* message)
     return command;
 }
 
-/** Runs a program, with no signal blocked.
+/** Starts a program with no signal blocked.
  *
  *  @throws std::system_error */
 pid_t spawn(std::vector<std::string> command,

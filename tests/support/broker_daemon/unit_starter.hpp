@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Starts the programs that dbus-broker-launch asks systemd for. */
+/** @file Starts programs for dbus-broker-launch in place of systemd. */
 
 #include <sys/types.h>
 #include <systemd/sd-bus.h>
@@ -14,14 +14,14 @@
 namespace healthintf::test
 {
 
-/** What dbus-broker-launch uses of systemd on the bus: it starts each service
- *  that a message is for as a transient unit. */
+/** Provides systemd's StartTransientUnit on the bus: dbus-broker-launch calls
+ *  it to start the program of an activatable name. */
 class UnitStarter
 {
   public:
     /** Takes the service manager's name.
      *
-     *  @param[in] bus a connection, which it uses as long as it lives
+     *  @param[in] bus a connection that outlives this object
      *  @param[in] environment the environment of the programs
      *  @throws std::system_error */
     UnitStarter(sd_bus* bus, std::vector<std::string> environment);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What takes the longest to compile of a test that runs programs.
+// The slowest headers of tests that run programs.
 #include "gmock.hpp"
 
 #include <nlohmann/json.hpp>

@@ -1,4 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-// What takes the longest to compile of a test.
+// The slowest headers of all tests.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
