@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Puts on the bus what adding and removing one fault puts there, by
- *  bare calls of libsystemd and without any other work: the floor that the
- *  library is measured against.
+/** @file Sends the messages of adding and removing one fault by plain
+ *  libsystemd calls, without any other work: the lower bound for the library.
  *
  *  Usage: add-remove-floor ROUNDS */
 
@@ -36,7 +35,7 @@ static int get_args(sd_bus* bus, const char* path, const char* interface,
                     sd_bus_error* error)
 {
     (void)bus, (void)path, (void)interface, (void)property, (void)error;
-    /* What a property table hands over is the address of the member. */
+    /* sd-bus passes the address of the member. */
     return sd_bus_message_append_strv(reply, (char**)userdata);
 }
 

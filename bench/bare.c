@@ -27,7 +27,8 @@ sd_bus* connect_to_bus(void)
     sd_bus* bus = NULL;
     const char* name = NULL;
     check(sd_bus_default(&bus), "sd_bus_default");
-    /* Waits for the connection: what is sent before is queued, at a price. */
+    /* Waits until the connection is up: messages sent before are queued, which
+     *  costs time. */
     check(sd_bus_get_unique_name(bus, &name), "sd_bus_get_unique_name");
     return bus;
 }

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file The records of the host's data cache, read by bare system calls and
- *  taken apart without any other work: the floor that queries are measured
- *  against. */
+/** @file Reads the records of the host's data cache by plain system calls and
+ *  decodes them without any other work: the lower bound for queries. */
 
 #include "data_cache/segment_format.hpp"
 
@@ -71,7 +70,7 @@ void readSlot(const char* segment, const host::Slot& slot, Visit&& visit)
     }
 }
 
-/** The content of a file, in memory of its own. */
+/** The content of a file, read into memory. */
 inline std::vector<char> readContent(int folder, const char* name)
 {
     const int file = openat(folder, name, O_RDONLY | O_CLOEXEC);

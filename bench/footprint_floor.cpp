@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /** @file The daemon of footprint-library without the library: a connection and
- *  a loop. Says "ready", and ends with its standard input. */
+ *  a loop. Prints "ready" and ends when standard input ends. */
 
 #include "loop.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file A daemon's components with faults, held for their memory to be looked
- *  at. Says "ready", and ends with its standard input.
+/** @file A daemon that holds components with faults, so that its memory can be
+ *  measured. Prints "ready" and ends when standard input ends.
  *
  *  Usage: footprint-library COMPONENTS FAULTS-OF-EACH */
 

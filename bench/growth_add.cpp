@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Adds a fault to a component, beside faults of this process, and
- *  removes it, again and again. Only the adding counts.
+/** @file Repeatedly adds a fault to a component and removes it, in a process
+ *  that holds many other faults. Measures only the adding.
  *
  *  Usage: growth-add FAULTS ROUNDS */
 
@@ -59,7 +59,7 @@ void removeFault(FaultAndHealth& component, unsigned long number)
     component.removeFault(id, path);
 }
 
-/** As many faults on as few components as hold them. */
+/** Makes @p count faults on as few components as can hold them. */
 std::vector<Component> makeFaults(sdbusplus::bus_t& bus, unsigned long count)
 {
     constexpr unsigned long faultsOfAComponent = 10;
@@ -103,6 +103,7 @@ int main(int argc, char** argv)
     }
     meter.print();
     std::fflush(stdout);
-    // What remains is the bus's to take away, not one by one.
+    // Leave the remaining objects to the bus; removing them one by one takes
+    // long.
     std::_Exit(0);
 }

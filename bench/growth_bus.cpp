@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Holds components, says "ready", and then adds a fault to one of them
- *  and removes it, as often as each line of standard input says. Answers with
- *  "done" when the bus has passed all on. What the bus spends on it is measured
- *  from outside.
+/** @file Holds components and prints "ready". For each line of standard input,
+ *  a number of rounds, adds a fault to one component and removes it that often,
+ *  and prints "done" when the bus has delivered everything. Another program
+ *  measures the time that the bus spends.
  *
  *  Usage: growth-bus COMPONENTS */
 
@@ -59,7 +59,7 @@ void addAndRemove(FaultAndHealth& component)
     }
 }
 
-/** Waits until the bus has taken what was sent before. */
+/** Waits until the bus has delivered what was sent before. */
 void waitForBus(sdbusplus::bus_t& bus)
 {
     auto question =
@@ -94,6 +94,7 @@ int main(int argc, char** argv)
         waitForBus(bus);
         std::cout << "done" << std::endl;
     }
-    // What remains is the bus's to take away, not one by one.
+    // Leave the remaining objects to the bus; removing them one by one takes
+    // long.
     std::_Exit(0);
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Tells a node what one of its children reports, in turn two values.
- *  Beside the others' health they either make no difference to the node or
- *  change its health each time.
+/** @file Delivers alternating health reports of one child to a node. Beside the
+ *  health of the other children, the reports either never or always change the
+ *  node's health.
  *
  *  Usage: growth-recalculation silent|published CHILDREN ROUNDS */
 
@@ -32,7 +32,7 @@ std::string childKey(unsigned long number)
     return key + "/fan" + std::to_string(number);
 }
 
-/** What the bus would bring when the first child reports a health. */
+/** The message that the bus delivers when the first child reports a health. */
 sdbusplus::message_t report(sdbusplus::bus_t& bus, uint32_t health)
 {
     auto message = bus.new_signal(childKey(0).c_str(), HealthStatus::interface,

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Makes a component and deletes it, again and again. Only the making
- *  counts.
+/** @file Repeatedly makes a component and deletes it. Measures only the making.
  *
  *  Usage: growth-start KEY ROUNDS */
 
@@ -32,7 +31,7 @@ int main(int argc, char** argv)
             throw std::runtime_error("unable to make a component");
         }
     };
-    // The first one opens the data cache besides.
+    // Not measured: the first component also opens the data cache.
     make();
     component.reset();
     healthintf::bench::StepMeter meter;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file The end of programs that keep open what they have made, for others to
- *  use. */
+/** @file Lets a program keep what it has made until other programs have used
+ *  it. */
 
 #include <unistd.h>
 
@@ -11,7 +11,7 @@
 namespace healthintf::bench
 {
 
-/** Says "ready" and waits until standard input ends. */
+/** Prints "ready" and waits until standard input ends. */
 inline void hold()
 {
     std::puts("ready");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /** @file Reports a leaf's health to the lowest node of a chain and waits until
- *  the highest node reports it in turn. Prints the microseconds of each round.
+ *  the highest node reports it. Prints the microseconds of each round.
  *
  *  Usage: hop-driver LOWEST-KEY HIGHEST-KEY ROUNDS */
 
@@ -44,7 +44,7 @@ static void add_report_match(sd_bus* bus, const char* highest,
           "sd_bus_add_match");
 }
 
-/** One way through the chain, in microseconds. */
+/** The time of one report through the chain, in microseconds. */
 static double climb(sd_bus* bus, const char* lowest, struct report* report)
 {
     const double sent = microseconds(CLOCK_MONOTONIC);
@@ -76,7 +76,7 @@ int main(int argc, char** argv)
     add_report_match(bus, argv[2], &report);
     for (long i = 0; i < rounds; ++i)
     {
-        /* Warning and critical in turn: each is a change to every node. */
+        /* Warning and critical alternate: each report changes every node. */
         report.awaited = i % 2 == 0 ? 3 : 4;
         printf("%.2f\n", climb(bus, argv[1], &report));
     }

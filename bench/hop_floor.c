@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file One process of a bare chain: hears what its child reports, sets its
- *  property and tells its parent, by calls of libsystemd without any other
- *  work. Says "ready" once it listens, and ends with its standard input.
+/** @file One process of a chain without the library: receives the report of its
+ *  child, sets its property and reports to its parent, by plain libsystemd
+ *  calls without any other work. Prints "ready" when it listens and ends when
+ *  standard input ends.
  *
  *  Usage: hop-floor KEY */
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file One process of a chain of the library's nodes. Says "ready" once it
- *  listens, and ends with its standard input.
+/** @file One process of a chain of the library's nodes. Prints "ready" when it
+ *  listens and ends when standard input ends.
  *
  *  Usage: hop-library KEY */
 

@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Which entry of the System Event Log each round of a benchmark asks
- *  for. */
+/** @file Chooses the entry of the System Event Log that each round asks for. */
 
 #include <cstdint>
 
 namespace healthintf::bench
 {
 
-/** Goes through the identifiers from 1 to a count, in no order that a cache of
- *  the processor could follow. */
+/** Goes through the identifiers from 1 to a count in an order that the
+ *  processor's cache cannot predict. */
 class IdentifierWalk
 {
   public:

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file The loop that the processes of both chains run. */
+/** @file The loop of the processes of both chains. */
 
 #include <systemd/sd-bus.h>
 
@@ -10,7 +10,7 @@ extern "C"
 {
 #endif
 
-    /** Says "ready" on standard output, and works until standard input ends. */
+    /** Prints "ready" and processes messages until standard input ends. */
     void serve(sd_bus* bus);
 
 #ifdef __cplusplus

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Fills the host's data cache with health records, says "ready", and
- *  keeps it open until standard input ends.
+/** @file Fills the host's data cache with health records, prints "ready", and
+ *  keeps the cache open until standard input ends.
  *
  *  Usage: nodes-fill complete|one-missing|each-missing COUNT
  *
- *  complete: all are children of one node, which is there
- *  one-missing: all are children of one node, which is not there
- *  each-missing: each is the child of another node, which is not there */
+ *      complete: all nodes are children of one existing node
+ *      one-missing: all nodes are children of one missing node
+ *      each-missing: each node is the child of another missing node */
 
 #include "hold.hpp"
 
@@ -33,7 +33,8 @@ void create(const std::string& path)
     }
 }
 
-/** All of one width, so that none begins with another. */
+/** A key with a number of fixed width, so that no key is a prefix of another.
+ */
 std::string numbered(const std::string& start, unsigned int number)
 {
     std::array<char, 8> text{};

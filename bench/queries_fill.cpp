@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Fills the host's data cache with fault entries, says "ready", and
- *  keeps it open until standard input ends.
+/** @file Fills the host's data cache with fault entries, prints "ready", and
+ *  keeps the cache open until standard input ends.
  *
  *  Usage: queries-fill COUNT */
 
@@ -24,7 +24,7 @@ std::string numbered(const char* format, unsigned int number)
     return text.data();
 }
 
-/** The entry's path, ten on a component. */
+/** The entry's path; each component has ten entries. */
 std::string makePath(unsigned int number)
 {
     constexpr unsigned int entriesOfAComponent = 10;
@@ -33,7 +33,7 @@ std::string makePath(unsigned int number)
            numbered("/entry/Fault_%08X_4", number);
 }
 
-/** A fault of any severity, one in ten hidden, at its time in no order. */
+/** A fault with varying severity and unordered time; one in ten is hidden. */
 FaultEntryPropertyMap fault(unsigned int number)
 {
     const auto fan = std::to_string(number);

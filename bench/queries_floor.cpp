@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Reads every fault entry of the data cache once into a map, by bare
- *  system calls and without any other work: the floor that the queries are
- *  measured against. A round ends when the map is gone, as a query does.
+/** @file Reads every fault entry of the data cache into a map by plain system
+ *  calls, without any other work: the lower bound for queries. Like a query, a
+ *  round includes the destruction of the map.
  *
  *  Usage: queries-floor FOLDER COUNT */
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Asks one of the library's queries again and again.
+/** @file Repeats one of the library's queries.
  *
  *  Usage: queries-library counts|leds|top COUNT */
 

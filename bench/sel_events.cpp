@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Reports an event and its end again and again, or does only one of the
- *  things that belong to it, on this thread's default bus and the host
- *  platform.
+/** @file Repeatedly reports an event and its end, or does only a part of that,
+ *  on this thread's default bus and the host platform.
  *
  *  Usage: sel-events whole|parts|store|describe|fault
  *
- *  "whole" is what the library does, and "parts" what it asks of others, in the
- *  same order. The other three are a kind of part each. */
+ *  "whole" calls the library, "parts" makes the library's calls to the platform
+ *  in the same order. The other three each make one kind of these calls. */
 
 #include "turns.hpp"
 
@@ -67,8 +66,8 @@ void store(const Record& record)
             "store a record");
 }
 
-/** What one event asks of the event-description library: the opposite's entry,
- *  its own, and what the front panel shows. */
+/** The calls to the event-description library for one event: describe the
+ *  opposite event, the event itself, and the front panel. */
 void describe(const Record& record, const Record& opposite)
 {
     std::array<uint8_t, JNL_ENTRY_SIZE> entry{};
@@ -107,7 +106,7 @@ void report(SELAndFault& events, Record record)
     require(events.addSELAndFault(info, record) == 0, "report an event");
 }
 
-/** What is done in a round, by its name. */
+/** The functions that a round can run, by name. */
 std::map<std::string, std::function<void()>>
 kindsOfWork(FaultAndHealth& component, SELAndFault& events)
 {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Fills the host's data cache with entries of the System Event Log, says
- *  "ready", and keeps it open until standard input ends.
+/** @file Fills the host's data cache with entries of the System Event Log,
+ *  prints "ready", and keeps the cache open until standard input ends.
  *
  *  Usage: sel-fill COUNT */
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /** @file Reads the entries in the mirror of the System Event Log into a map, or
- *  one after the other by their identifiers, by bare system calls and without
- *  any other work: the floor that the queries are measured against.
+ *  one at a time by identifier, by plain system calls without any other work:
+ *  the lower bound for queries.
  *
  *  Usage: sel-queries-floor list|id FOLDER COUNT */
 
@@ -49,7 +49,7 @@ Entries readAll(const char* folder)
     return entries;
 }
 
-/** Reads the header, a slot and its block, and nothing else. */
+/** Reads only the header, one slot and its block. */
 Entries readOne(const char* file, uint16_t recordId)
 {
     using namespace healthintf::host;

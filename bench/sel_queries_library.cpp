@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Asks one of the library's queries of the System Event Log again and
- *  again.
+/** @file Repeats one of the library's queries of the System Event Log.
  *
  *  Usage: sel-queries-library list|id COUNT */
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file What a single step of a loop costs. */
+/** @file Measures the cost of single steps of a loop. */
 
 #include <valgrind/callgrind.h>
 
@@ -11,13 +11,13 @@
 namespace healthintf::bench
 {
 
-/** Times steps, and lets callgrind count their instructions and no others:
- *  what has been built up before is large, and would hide them. Callgrind is to
- *  be started with --instr-atstart=no --collect-atstart=no. */
+/** Times steps, and makes callgrind count their instructions alone: the set-up
+ *  takes so many that they would hide those of the steps. Start callgrind with
+ *  --instr-atstart=no --collect-atstart=no. */
 class StepMeter
 {
   public:
-    /** From here on callgrind follows the program, which makes it slow. */
+    /** Makes callgrind follow the program from here on, which slows it down. */
     StepMeter()
     {
         CALLGRIND_START_INSTRUMENTATION;
@@ -34,7 +34,7 @@ class StepMeter
         ++steps;
     }
 
-    /** Prints the steps, and the CPU microseconds of one. */
+    /** Prints the number of steps, and the CPU microseconds of one. */
     void print() const
     {
         std::printf("%ld %.2f\n", steps,

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Wall and CPU time of a loop. */
+/** @file Measures wall and CPU time of a loop. */
 
 #include <chrono>
 #include <cstdio>
@@ -10,7 +10,7 @@
 namespace healthintf::bench
 {
 
-/** Runs from its construction. */
+/** Starts at construction. */
 class Stopwatch
 {
   public:

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /** @file Appends as many bytes as a record takes to a file and waits until they
- *  are on the disk, twice in a round: the least that storing two records for
- *  good costs.
+ *  are on the disk, twice in a round: the lower bound for storing two records
+ *  durably.
  *
  *  Usage: sync-floor FILE */
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file The loop of programs that are measured in turn: each works only when
- *  it is told to, and keeps what it has opened and warmed up. */
+/** @file The loop of programs that are measured alternately: each keeps its
+ *  open files and warm caches while another one runs. */
 
 #include "stopwatch.hpp"
 
@@ -12,8 +12,8 @@
 namespace healthintf::bench
 {
 
-/** Reads numbers of rounds from standard input until it ends, and for each
- *  prints the time of a round. */
+/** Reads numbers of rounds from standard input until it ends, runs that many
+ *  rounds for each, and prints the time of one. */
 template <typename Round>
 void takeTurns(Round&& round)
 {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A component in the hands of a fuzzer. */
+/** @file A component that processes a fuzzer's messages. */
 
 #include "surroundings.hpp"
 
@@ -16,8 +16,8 @@
 namespace healthintf::test
 {
 
-/** This thread's default connection to the private bus, where the platform's
- *  notifications arrive, too. */
+/** This thread's default connection to the private bus; the platform's
+ *  notifications arrive here too. */
 inline sdbusplus::bus_t& daemonBus()
 {
     surroundings();
@@ -41,7 +41,7 @@ class ComponentHarness
         }
     }
 
-    /** Takes what has arrived. */
+    /** Processes the messages that have arrived. */
     void work()
     {
         while (bus.process_discard())

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Announcements of changed LCD attributes, whatever their sender made
- *  up. */
+/** @file Sends notifications of changed LCD attributes with any content. */
 
 #include "component_harness.hpp"
 #include "stranger.hpp"
@@ -20,7 +19,7 @@ const std::array<std::string, 3> names{
     "CfgMgr/1/AttributeChange/other",
 };
 
-/** More than a record has. */
+/** More bytes than a change record has. */
 constexpr std::size_t maxRecord = 256;
 
 } // namespace
@@ -43,7 +42,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
                              "com.vexa.olvar.Notification", "Notified", "say"},
                             name, input.bytes(input.below(maxRecord)));
     }
-    // The component asks the manager to set attributes, and would wait.
+    // The component asks the health manager to set attributes. Without an owner
+    // of the name the call fails at once instead of waiting.
     stranger.release(manager);
     stranger.settle();
     return 0;

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Event records as any sensor may report them: described, and made
- *  faults of. */
+/** @file Describes any event record and makes a fault of it. */
 
 #include "component_harness.hpp"
 #include "fuzz_input.hpp"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Event tables of anybody: read and added to a table. */
+/** @file Reads any event table file and adds it to a table. */
 
 #include "event_description/event_table.hpp"
 #include "event_description/event_table_file.hpp"

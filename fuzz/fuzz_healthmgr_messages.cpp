@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file What anybody may send to the health manager. */
+/** @file Sends any messages to healthmgr. */
 
 #include "../services/common/connection.hpp"
 #include "../services/common/event_loop.hpp"
@@ -44,7 +44,7 @@ const std::vector<KnownMessage> known{
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
 {
     surroundings();
-    // The fuzzer's own alarm is for what comes after.
+    // The fuzzer's SIGALRM would interrupt the set-up.
     std::optional<SignalBlocker> held(std::in_place);
     services::EventLoop loop;
     services::Connection connection(loop);

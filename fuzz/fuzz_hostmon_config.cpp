@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file What anybody may write into the configuration of hostmon. */
+/** @file Reads any text as the configuration of hostmon. */
 
 #include "../services/common/config_table.hpp"
 #include "config.hpp"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Values taken out of the bytes that a fuzzer makes up. */
+/** @file Extracts values from the bytes of a fuzzer. */
 
 #include <algorithm>
 #include <cstddef>
@@ -14,8 +14,8 @@
 namespace healthintf::test
 {
 
-/** Hands the bytes out from the first to the last. Behind the last there are
- *  zeros, so that every input makes sense. */
+/** Hands the bytes out from first to last, then zeros, so that every input is
+ *  usable. */
 class FuzzInput
 {
   public:
@@ -28,7 +28,7 @@ class FuzzInput
         return left.empty();
     }
 
-    /** A number of as many bytes as its type has, the lowest first. */
+    /** An integer of its type's size, in little-endian order. */
     template <typename Number>
     Number number()
     {
@@ -39,7 +39,7 @@ class FuzzInput
         return value;
     }
 
-    /** A number below @p end, of one byte. */
+    /** A number below @p end, from one byte. */
     std::size_t below(std::size_t end)
     {
         return number<uint8_t>() % end;
@@ -50,20 +50,20 @@ class FuzzInput
         return below(2) == 1;
     }
 
-    /** As many bytes as there are, but not more than @p size. */
+    /** Up to @p size bytes, as far as there are any. */
     std::vector<uint8_t> bytes(std::size_t size)
     {
         const std::string_view taken = take(size);
         return {taken.begin(), taken.end()};
     }
 
-    /** A text whose length comes first. */
+    /** A text, with its length before it. */
     std::string text()
     {
         return std::string(take(number<uint8_t>()));
     }
 
-    /** All that is left. */
+    /** All remaining bytes. */
     std::string_view rest()
     {
         return take(left.size());
@@ -80,9 +80,9 @@ class FuzzInput
     std::string_view left;
 };
 
-/** Lets a reader read the whole input, which it may refuse.
+/** Passes the whole input to @p read, which may refuse it.
  *
- *  @return what a fuzz target returns */
+ *  @return the value for LLVMFuzzerTestOneInput */
 template <typename Refusal, typename Read>
 int tryToRead(const uint8_t* bytes, std::size_t size, Read&& read)
 {

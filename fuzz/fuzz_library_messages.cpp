@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file What anybody may send to a daemon with the library. */
+/** @file Sends any messages to a daemon that uses the library. */
 
 #include "component_harness.hpp"
 #include "stranger.hpp"
@@ -12,7 +12,7 @@ namespace
 
 using namespace healthintf::test;
 
-/** A sensor as a daemon implements it. */
+/** A sensor with a daemon's implementation. */
 class Sensor
     : public sdbusplus::server::com::vexa::olvar::event_mgr::DummySensorCode
 {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file What anybody may write into the configuration of logmgr. */
+/** @file Reads any text as the configuration of logmgr. */
 
 #include "../services/common/config_table.hpp"
 #include "config.hpp"

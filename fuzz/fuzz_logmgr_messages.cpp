@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file What anybody may send to the log manager. */
+/** @file Sends any messages to logmgr. */
 
 #include "../services/common/connection.hpp"
 #include "../services/common/event_loop.hpp"
@@ -35,7 +35,7 @@ const std::vector<KnownMessage> known{
     {call, path, "org.freedesktop.DBus.Properties", "GetAll", "s"},
 };
 
-/** Small, so that it is full now and then. */
+/** A small log, so that inputs can fill it. */
 logmgr::Config config()
 {
     logmgr::Config few;
@@ -48,7 +48,7 @@ uint32_t standingClock()
     return 1'700'000'000;
 }
 
-/** The log, which is opened once: what it holds is cleared. */
+/** The log. It is opened once, and cleared for each input. */
 logmgr::SelStore& emptyStore()
 {
     surroundings();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Message registries of anybody: read, and every message filled in. */
+/** @file Reads any message registry and fills in each of its messages. */
 
 #include "fuzz_input.hpp"
 #include "message_registry/message_arguments.hpp"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Folders of segments of anybody: every question that is asked of the
- *  data cache must end. */
+/** @file Puts any segments into the folders of the data cache: every query must
+ *  end. */
 
 #include "data_cache/cache_space.hpp"
 #include "data_cache/record_owners.hpp"
@@ -36,7 +36,7 @@ namespace fs = std::filesystem;
 
 const std::string root = "/com/vexa/olvar/health/";
 
-/** The folders of the data cache and of the log's mirror. */
+/** The folder that holds the data cache and the log's mirror. */
 const fs::path& runtimeFolder()
 {
     static const healthintf::test::TemporaryFolder folder;
@@ -53,7 +53,7 @@ const fs::path& runtimeFolder()
     return folder.path();
 }
 
-/** A segment as processes write them, with records of all kinds. */
+/** A valid segment with records of all kinds. */
 const std::string& soundSegment()
 {
     static const std::string bytes = [] {
@@ -86,7 +86,7 @@ const std::string& soundSegment()
     return bytes;
 }
 
-/** A value of the bytes, and back; what is not there stays as it is. */
+/** Changes a value at an offset of the bytes; does nothing past the end. */
 template <typename Value, typename Change>
 void change(std::string& bytes, std::size_t at, const Change& change)
 {
@@ -100,13 +100,14 @@ void change(std::string& bytes, std::size_t at, const Change& change)
     std::memcpy(bytes.data() + at, &value, sizeof(value));
 }
 
-/** Where a slot of the first table is. */
+/** The offset of a slot of the first table. */
 std::size_t placeOfSlot(std::size_t slot)
 {
     return firstTable + slotsBehind(0) + slot * sizeof(Slot);
 }
 
-/** Makes the checksum of a slot's block right, as far as the block is there. */
+/** Corrects the checksum of a slot's block, as far as the bytes include the
+ *  block. */
 void mendBlock(std::string& bytes, std::size_t slot)
 {
     change<Slot>(bytes, placeOfSlot(slot), [&bytes](Slot& found) {
@@ -124,7 +125,7 @@ void mendBlock(std::string& bytes, std::size_t slot)
     });
 }
 
-/** Lets a slot say something else, with checks that are right. */
+/** Changes a slot and keeps its checksums right. */
 void changeSlot(std::string& bytes, FuzzInput& input)
 {
     const std::size_t number = input.below(slotsOfFirstTable);
@@ -143,7 +144,7 @@ void changeSlot(std::string& bytes, FuzzInput& input)
     });
 }
 
-/** Lets a block say something else, with a checksum that is right. */
+/** Changes a block and keeps its checksum right. */
 void changeBlock(std::string& bytes, FuzzInput& input)
 {
     const std::size_t number = input.below(slotsOfFirstTable);
@@ -161,7 +162,7 @@ void changeBlock(std::string& bytes, FuzzInput& input)
     mendBlock(bytes, number);
 }
 
-/** Lets the header say something else. */
+/** Changes the header. */
 void changeHeader(std::string& bytes, FuzzInput& input)
 {
     change<SegmentHeader>(bytes, 0, [&input](SegmentHeader& header) {
@@ -195,7 +196,7 @@ void changeAnything(std::string& bytes, FuzzInput& input)
     });
 }
 
-/** One file's content. */
+/** The content of one file. */
 std::string content(FuzzInput& input)
 {
     if (input.below(8) == 0)
@@ -217,7 +218,7 @@ std::string content(FuzzInput& input)
     return bytes;
 }
 
-/** Holds a file as its owner does. */
+/** Locks a file as the process that owns it does. */
 FileDescriptor hold(const fs::path& path)
 {
     FileDescriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
@@ -237,7 +238,7 @@ void write(const fs::path& file, const std::string& bytes)
     std::ofstream(file, std::ios::binary) << bytes;
 }
 
-/** Asks one question of all records, of those of a branch and of one path. */
+/** Runs one query for all records, for a branch and for one path. */
 template <typename Record>
 void askFor(long (*question)(const std::vector<std::string>&,
                              const std::vector<std::string>&,

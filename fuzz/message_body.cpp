@@ -41,7 +41,7 @@ const std::array<const char*, 6> knownPaths{
     "/x",
 };
 
-/** A type that is complete in itself. */
+/** One complete type of a D-Bus signature. */
 std::string completeType(FuzzInput& input, int depth)
 {
     constexpr std::string_view basic = "ybnqiuxtdsog";
@@ -64,7 +64,7 @@ std::string completeType(FuzzInput& input, int depth)
     }
 }
 
-/** Where the complete type ends that begins at a place of a signature. */
+/** The end of the complete type that begins at @p begin. */
 std::size_t endOfType(const std::string& signature, std::size_t begin)
 {
     if (signature.at(begin) == 'a')
@@ -82,7 +82,7 @@ std::size_t endOfType(const std::string& signature, std::size_t begin)
     return end;
 }
 
-/** A text of letters that every text of D-Bus may have. */
+/** A text of characters that every D-Bus string type allows. */
 std::string printable(std::string text)
 {
     for (char& c : text)
@@ -150,7 +150,7 @@ void appendContainer(sd_bus_message* message, char kind,
     orThrow(sd_bus_message_close_container(message), "container's end");
 }
 
-/** Bytes, which are often as many as a record has. */
+/** Appends bytes, often as many as a record has. */
 void appendBytes(sd_bus_message* message, FuzzInput& input)
 {
     const auto bytes = input.bytes(input.coin() ? 16 : input.below(40));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Messages of every type, out of the bytes that a fuzzer makes up. */
+/** @file Builds messages of any signature from the bytes of a fuzzer. */
 
 #include "fuzz_input.hpp"
 
@@ -12,16 +12,16 @@
 namespace healthintf::test
 {
 
-/** @throws std::runtime_error when a call of libsystemd has failed */
+/** @throws std::runtime_error if @p result, of libsystemd, is negative */
 void orThrow(int result, const char* what);
 
-/** A signature of D-Bus: zero to four complete types, containers among them. */
+/** A D-Bus signature of zero to four complete types, containers among them. */
 std::string makeSignature(FuzzInput& input);
 
-/** Appends values of a signature to a message. Texts are those that the
- *  library knows as well as others; all are such as D-Bus carries.
+/** Appends values of a signature to a message. Texts are some that the library
+ *  knows and others; D-Bus can carry all of them.
  *
- *  @throws std::runtime_error when libsystemd refuses one */
+ *  @throws std::runtime_error when libsystemd refuses a value */
 void appendValues(sd_bus_message* message, const std::string& signature,
                   FuzzInput& input);
 

@@ -15,7 +15,7 @@ namespace healthintf::test
 namespace
 {
 
-/** How long a victim may think about what it was sent. */
+/** How long a victim may take to process what it was sent. */
 constexpr int patienceMs = 10'000;
 
 MessagePtr messageFor(sd_bus* bus, const std::string& receiver,
@@ -75,7 +75,7 @@ void Stranger::release(const char* owned)
 
 void Stranger::settle()
 {
-    // The bus keeps the order, and so does the victim.
+    // Bus and victim keep the order of messages, so the reply comes last.
     bool answered = false;
     orThrow(sd_bus_call_method_async(
                 bus.get(), nullptr, name.c_str(), "/",

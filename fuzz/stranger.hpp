@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A client of the bus that sends what nobody asked for. */
+/** @file A client of the bus that sends any messages. */
 
 #include "direct_connection.hpp"
 #include "fuzz_input.hpp"
@@ -17,7 +17,7 @@
 namespace healthintf::test
 {
 
-/** A message that a program listens to. */
+/** A message that the fuzzed program handles. */
 struct KnownMessage
 {
     /** SD_BUS_MESSAGE_SIGNAL or SD_BUS_MESSAGE_METHOD_CALL. */
@@ -28,33 +28,33 @@ struct KnownMessage
     const char* signature;
 };
 
-/** Has a connection of its own to the default bus. */
+/** A client with its own connection to the default bus. */
 class Stranger
 {
   public:
-    /** @param[in] victim the connection of who is sent to, of this process;
-     * must outlive this object
-     *  @param[in] work lets the victim take what has arrived */
+    /** @param[in] victim the fuzzed program's connection, in this process; must
+     *             outlive this object
+     *  @param[in] work makes the victim process what has arrived */
     Stranger(sdbusplus::bus_t& victim, std::function<void()> work);
 
-    /** Sends one message: a known one as it is known, or with other arguments,
-     *  or from another path. What libsystemd refuses to send is left out. */
+    /** Sends one message: a known one, or one with other arguments or another
+     *  path. Skips messages that libsystemd refuses to send. */
     void send(const std::vector<KnownMessage>& known, FuzzInput& input);
 
     /** Sends a signal with a text and an array of bytes. */
     void sendRecord(const KnownMessage& signal, const std::string& text,
                     const std::vector<uint8_t>& record);
 
-    /** Takes a name, by which the victim believes what it is sent. */
+    /** Takes a bus name whose owner the victim trusts. */
     void own(const char* wanted);
 
-    /** Gives a name back once the bus has passed on what was sent under it: who
-     *  calls it then gets an error at once. */
+    /** Releases a bus name once the bus has delivered what was sent under it:
+     *  later calls to the name get an error at once. */
     void release(const char* owned);
 
-    /** Lets the victim take all that was sent.
+    /** Makes the victim process everything that was sent.
      *
-     *  @throws std::runtime_error when it does not answer any more */
+     *  @throws std::runtime_error when it stops answering */
     void settle();
 
   private:

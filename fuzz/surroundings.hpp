@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file What the programs that are fuzzed have around them. */
+/** @file The data and the bus of fuzzed programs. */
 
 #include "private_bus.hpp"
 
@@ -10,8 +10,8 @@
 namespace healthintf::test
 {
 
-/** The registries and events of the project, and no log, which every input
- *  would fill. */
+/** Uses the project's registries and event tables, and turns logging off: every
+ *  input would log. */
 inline void haveShippedData()
 {
     setenv("HEALTHINTF_REGISTRY_PATH", SHIPPED_DATA "/registries", 1);
@@ -19,7 +19,7 @@ inline void haveShippedData()
     setenv("HEALTHINTF_LOG_LEVEL", "0", 0);
 }
 
-/** The bus of this process, as long as it lives. */
+/** The private bus of this process. */
 inline const PrivateBus& surroundings()
 {
     haveShippedData();

@@ -25,12 +25,13 @@ class MessageBody : public testing::Test
         sd_bus* made = nullptr;
         sd_bus_new(&made);
         bus.reset(made);
-        // Messages are made for a connection that has begun to start.
+        // sd-bus creates messages only for a connection that has been started.
         sd_bus_set_address(made, "unix:path=/nonexistent");
         sd_bus_start(made);
     }
 
-    /** The signature of a message with values of @p signature. */
+    /** The signature of a message after values of @p signature were appended.
+     */
     std::string signatureOfMessage(const std::string& signature,
                                    const std::vector<uint8_t>& bytes) const
     {

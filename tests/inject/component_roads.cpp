@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Making a component, its faults, and its end. */
+/** @file Roads that create a component, change its faults, and destroy it. */
 
 #include "road.hpp"
 #include "world.hpp"
@@ -17,14 +17,14 @@ constexpr int notMade = 1;
 
 int make(Try& tried)
 {
-    // One that has no record is given up for a new one.
+    // A component that got no record must be replaced by a new one.
     tried.component.reset();
     tried.component.reset(
         FaultAndHealth::Init(world().bus, tried.key, 2, false));
     return tried.component ? made : notMade;
 }
 
-// Not const in the interface, and yet left alone.
+// The interface takes these by non-const reference, but does not change them.
 std::string criticalToRemove = critical;
 std::string sensorToRemove = firstSensor;
 
@@ -42,10 +42,10 @@ void withTenFaults(Try& tried)
     }
 }
 
-// What the roads are given is made before: the failures are for the library.
+// Arguments are built before the run: only calls of the library should fail.
 const std::vector<std::string> oneArgument{"1"};
 
-/** A fault of the registry, as the library takes it. */
+/** A fault of the message registry, in the library's types. */
 struct Registered
 {
     std::string message = "Test.1.0.Failed";
@@ -63,14 +63,15 @@ int addRegistered(Try& tried)
                                      registered.part, 3, 4);
 }
 
-/** Whether there is one fault more, of a message, and else the same. */
+/** Whether there is one more fault, with this message, and nothing else
+ *  changed. */
 bool added(const View& before, const View& after, const std::string& message)
 {
     return after.faults.size() == before.faults.size() + 1 &&
            after.count(message) == before.count(message) + 1;
 }
 
-/** Whether there is no fault more, and one less at most. */
+/** Whether no fault was added and at most one was removed. */
 bool gaveWay(const View& before, const View& after)
 {
     return after.faults.size() + 1 >= before.faults.size() &&
@@ -94,7 +95,8 @@ Road initRoad(const std::string& name, const std::string& below)
                 },
             .undone =
                 [](const View&, const View& after) {
-                    // A node that could not be subscribed or published stays.
+                    // A node that could not be subscribed or published stays
+                    // registered.
                     return after.faults.empty();
                 }};
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Events of the System Event Log that are faults. */
+/** @file Roads that report events of the System Event Log as faults. */
 
 #include "road.hpp"
 #include "world.hpp"
@@ -15,7 +15,7 @@ namespace
 
 using logmgr_interface::SELAndFault;
 
-/** A fan below its warning threshold, or no longer. */
+/** A fan crosses its warning threshold, or returns. */
 std::vector<unsigned char> fanEvent(bool asserted)
 {
     const unsigned char direction = asserted ? 0x01 : 0x81;
@@ -36,7 +36,7 @@ void withSlowFan(Try& tried)
     addFault(tried, slow, "/s9", 0x30, 2);
 }
 
-// What the roads are given is made before: the failures are for the library.
+// Arguments are built before the run: only calls of the library should fail.
 SELInterface::SensorInfo source{"Fan 1", "/s9", 7, 9};
 std::vector<unsigned char> assertion = fanEvent(true);
 std::vector<unsigned char> deassertion = fanEvent(false);
@@ -64,7 +64,7 @@ bool unchanged(const View& before, const View& after)
     return before == after;
 }
 
-/** What the platform may answer, besides the library's own. */
+/** The failures that the platform may answer besides the library's own. */
 const std::set<int> eventFailures{1, 2, 4, 5, 12};
 
 } // namespace
@@ -92,7 +92,7 @@ std::vector<Road> eventRoads()
          .done = noSlowFan,
          .undone =
              [](const View& before, const View& after) {
-                 // What was cleared stays so.
+                 // A fault that was cleared stays cleared.
                  return before == after || after.count(slow) == 0;
              }},
         {.name = "addSEL",

@@ -1,30 +1,31 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Makes one call fail: of those that pass a seam, the first, the second,
- *  and so on. */
+/** @file Makes one call of a seam fail: in the first run the first call, in the
+ *  second run the second, and so on. */
 
 #include <string>
 
 namespace healthintf::test
 {
 
-/** Where calls can be made to fail. */
+/** The interfaces at which calls can fail. */
 enum class Seam
 {
     none,
-    /** The functions of the platform contract that the library calls. */
+    /** The functions of the platform contract, called by the library. */
     platform,
-    /** libsystemd's functions for the bus, called by library or platform. */
+    /** libsystemd's bus functions, called by the library or the platform. */
     bus,
-    /** operator new, called by library, platform or C++ itself. */
+    /** operator new, called by the library, the platform or the standard
+     *  library. */
     memory,
-    /** malloc and the like, called inside libsystemd. */
+    /** malloc() and the like, called inside libsystemd. */
     libraryMemory,
 };
 
-/** What the data cache refuses so that it is no longer what the bus shows;
- *  docs/platform.md says what follows. */
+/** Refusals of the data cache after which it differs from the bus;
+ *  docs/platform.md describes the consequences. */
 enum class Refusal : unsigned
 {
     newFault = 1,
@@ -33,39 +34,38 @@ enum class Refusal : unsigned
     removalOfNode = 8,
 };
 
-/** Counts the calls of one seam while it is armed. It takes no memory itself,
- *  and sees only the thread that armed it. */
+/** Counts the calls of one seam while it is armed. Allocates no memory itself,
+ *  and counts only the thread that armed it. */
 class Failer
 {
   public:
-    /** Lets the call number @p nth of a seam fail, 1 being the next. */
+    /** Makes call number @p nth of a seam fail, where 1 is the next call. */
     void arm(Seam seam, unsigned nth) noexcept;
 
-    /** Lets no call fail any more. */
+    /** Makes no further call fail. */
     void disarm() noexcept;
 
-    /** Lets calls of a seam be as they are, and neither fail nor count, until
-     *  told otherwise. */
+    /** Exempts a seam: while @p spared, its calls neither fail nor count. */
     void spare(Seam seam, bool spared) noexcept;
 
-    /** Whether the call that is about to be made has to fail.
+    /** Whether the call that is about to be made must fail.
      *
      *  @param[in] call its name, a literal */
     bool fails(Seam seam, const char* call) noexcept;
 
-    /** What failed since arm(); null when there were fewer calls. */
+    /** The call that failed since arm(); null if there were fewer calls. */
     const char* failed() const noexcept
     {
         return culprit;
     }
 
-    /** Notes that the data cache has refused something, injected or not. */
+    /** Notes that the data cache refused a change, injected or not. */
     void noteRefusal(Refusal what) noexcept;
 
-    /** Whether the data cache has refused such a thing since arm(). */
+    /** Whether the data cache has refused such a change since arm(). */
     bool refused(Refusal what) const noexcept;
 
-    /** Forgets a refusal, whose traces have to be gone from now on. */
+    /** Forgets a refusal, because its effects must be gone from now on. */
     void forget(Refusal what) noexcept;
 
   private:
@@ -76,7 +76,7 @@ class Failer
     unsigned refusals = 0;
 };
 
-/** That of this thread. */
+/** The failer of this thread. */
 Failer& failer() noexcept;
 
 } // namespace healthintf::test

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file libsystemd's functions for the bus, in front of its own: each fails
- *  when it is its turn. Those that cannot fail are left out, as are those that
- *  only a program's loop calls. */
+/** @file Overrides libsystemd's bus functions: each fails in its turn. Leaves
+ *  out functions that cannot fail and those that only a program's event loop
+ *  calls. */
 
 #include "failer.hpp"
 #include "next_definition.hpp"
@@ -16,7 +16,8 @@ using healthintf::test::failer;
 using healthintf::test::nextDefinition;
 using healthintf::test::Seam;
 
-/** Defines one of them: its name, its parameters, and their names. */
+/** Defines one override: the function's name, its parameters, and their names.
+ */
 #define FAILING_BUS_CALL(name, parameters, arguments)                    \
     extern "C" int name parameters                                       \
     {                                                                    \
@@ -38,9 +39,9 @@ FAILING_BUS_CALL(sd_bus_add_object_manager,
                  (sd_bus * bus, sd_bus_slot** slot, const char* path),
                  (bus, slot, path))
 
-/** When memory runs out in the middle of this, libsystemd 252 frees a path by
- *  which it still knows the object, and reads it at the next addition. So none
- *  of its memory is refused. */
+/** Exempts libraryMemory here: when memory runs out inside this function,
+ *  libsystemd 252 frees the path of an object that it keeps, and reads it at
+ *  the next registration. */
 extern "C" int sd_bus_add_object_vtable(sd_bus* bus, sd_bus_slot** slot,
                                         const char* path, const char* interface,
                                         const sd_bus_vtable* vtable,

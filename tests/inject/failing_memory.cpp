@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file operator new in front of C++'s own: it throws when it is its turn. The
- *  forms for larger alignments stay as they are. */
+/** @file Overrides operator new: it throws std::bad_alloc in its turn. Does not
+ *  override the forms for larger alignments. */
 
 #include "failer.hpp"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The functions of the platform contract, in front of the host
- *  platform's: each fails when it is its turn, else the host's is called. */
+/** @file Overrides the functions of the platform contract: each fails in its
+ *  turn, and otherwise calls the host platform. */
 
 #include "failer.hpp"
 #include "next_definition.hpp"
@@ -24,9 +24,9 @@ using healthintf::test::Seam;
 namespace
 {
 
-/** Calls the platform, or gives the failure.
+/** Calls the host platform, or returns @p failure in the call's turn.
  *
- *  @param[in] own the function that this is for */
+ *  @param[in] own the override that calls this */
 template <typename Result, typename... Parameters, typename... Arguments>
 Result passOn(const char* name, Result failure, Result (*own)(Parameters...),
               Arguments&&... arguments)
@@ -39,7 +39,7 @@ Result passOn(const char* name, Result failure, Result (*own)(Parameters...),
     return nextDefinition(own)(std::forward<Arguments>(arguments)...);
 }
 
-/** Notes a refusal of the data cache. Nothing to be found is none. */
+/** Notes a refusal of the data cache. Finding no record is not a refusal. */
 int noted(Refusal what, int result)
 {
     if (result != 0 && result != ENOENT)

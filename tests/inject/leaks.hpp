@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Asks the sanitizer for what nobody can reach any more. */
+/** @file Asks LeakSanitizer for leaked memory. */
 
 #if defined(__SANITIZE_ADDRESS__)
 #define HEALTHINTF_FINDS_LEAKS 1
@@ -18,8 +18,8 @@
 namespace healthintf::test
 {
 
-/** Whether memory has leaked since the start; what did is written to standard
- *  error. False in a build that cannot tell. */
+/** Whether memory has leaked since the start; prints the leaks to standard
+ *  error. Always false in a build without LeakSanitizer. */
 inline bool leaked()
 {
 #ifdef HEALTHINTF_FINDS_LEAKS

@@ -110,7 +110,8 @@ void* replacementOf(std::string_view name)
     return nullptr;
 }
 
-/** Writes an entry of a table that was made read-only once it was filled. */
+/** Writes an entry of a table that the dynamic linker made read-only after
+ *  relocation. */
 bool write(void** entry, void* function)
 {
     const auto size = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
@@ -124,7 +125,7 @@ bool write(void** entry, void* function)
     return true;
 }
 
-/** What a library says of its imported functions. */
+/** The tables of a library's imported functions. */
 struct Imports
 {
     const ElfW(Sym) * symbols = nullptr;
@@ -172,7 +173,7 @@ Imports importsOf(const ElfW(Dyn) * dynamic)
     return found;
 }
 
-/** @return how many entries were written anew */
+/** @return the number of entries that were replaced */
 int redirect(ElfW(Addr) base, const Imports& imports)
 {
     int written = 0;
@@ -181,7 +182,7 @@ int redirect(ElfW(Addr) base, const Imports& imports)
         for (std::size_t i = 0;
              entries != nullptr && i < size / sizeof(*entries); ++i)
         {
-            // The number of the symbol is the upper half.
+            // The upper half holds the number of the symbol.
             const auto symbol = entries[i].r_info >> 32;
             void* function =
                 symbol == 0 ? nullptr

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file The memory that libsystemd takes for itself. */
+/** @file Makes allocations inside libsystemd fail. */
 
 namespace healthintf::test
 {
 
-/** From now on libsystemd takes memory through the seam libraryMemory: the
- *  entries of malloc and the like in its table of imported functions are
- *  written anew. What it calls else, and what others call, stays as it is.
+/** Redirects malloc() and the like in libsystemd's table of imported functions
+ *  to the seam libraryMemory. Other functions and other callers keep theirs.
  *
- *  @return whether entries were found; not where the table has another form */
+ *  @return whether entries were found; false where the table has another form
+ */
 bool watchLibraryMemory();
 
 } // namespace healthintf::test

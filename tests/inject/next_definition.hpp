@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file What a function of this program stands in front of. */
+/** @file Finds the function that an override of this program hides. */
 
 #include <dlfcn.h>
 
@@ -11,11 +11,10 @@
 namespace healthintf::test
 {
 
-/** The function of the same name in the libraries that come after the
- *  program, whose own definition all of them call. Its name, as the linker
- *  knows it, is looked up by its address.
+/** The function of the same name in the libraries behind the program. Finds the
+ *  name, as the linker knows it, by the address of @p own.
  *
- *  Ends the program when there is none: nothing could be tested. */
+ *  Ends the program if there is no such function: nothing could be tested. */
 template <typename Function>
 Function* nextDefinition(Function* own)
 {

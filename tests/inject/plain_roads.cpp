@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The plain functions. */
+/** @file Roads that call the plain functions. */
 
 #include "road.hpp"
 #include "world.hpp"
@@ -15,7 +15,7 @@ namespace healthintf::test
 namespace
 {
 
-/** Takes everything and keeps nothing. */
+/** Discards all output. */
 class Nowhere : public std::streambuf
 {
     int_type overflow(int_type character) override
@@ -27,7 +27,7 @@ Nowhere nowhere;
 
 int initialize(Try& tried)
 {
-    // One that has no record is given up for a new one.
+    // A component that got no record must be replaced by a new one.
     tried.component.reset();
     tried.component.reset(
         FaultAndHealth_Initialization(world().connection(), tried.key.c_str()));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The queries, of faults and of the System Event Log. */
+/** @file Roads that query faults and the System Event Log. */
 
 #include "road.hpp"
 #include "world.hpp"
@@ -17,10 +17,10 @@ namespace
 using health_namespace::FaultEntry;
 using logmgr_interface::SELAndFault;
 
-/** A query that changes nothing.
+/** A query; it changes nothing.
  *
- *  @param[in] run throws std::logic_error when what it got is not what the
- *             status says */
+ *  @param[in] run throws std::logic_error when the result does not fit the
+ *             status */
 Road queryRoad(const std::string& name, const std::function<int(Try&)>& run)
 {
     return {.name = name,
@@ -79,7 +79,7 @@ int findWorst(Try& tried)
     return status;
 }
 
-/** The log has what addSEL stored, before or in this very run. */
+/** Makes sure that the log has an entry, from this run or an earlier one. */
 void withEntry(Try& tried)
 {
     SELInterface::SensorInfo sensor{"Fan 1", "/s9", 7, 9};
@@ -92,7 +92,7 @@ int readLog(Try& tried)
 {
     std::map<std::string, SELEntry_gen> entries;
     const int status = tried.events->GetSELDatacacheEntries(entries);
-    // What was read before a failure may stay.
+    // Entries that were read before the failure may stay in the list.
     require(status != 0 || !entries.empty(), "there are entries");
     return status;
 }

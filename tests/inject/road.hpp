@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Something that a daemon does with the library, on which calls are made
- *  to fail. */
+/** @file A road: an operation of a daemon, during which calls are made to fail.
+ */
 
 #include "view.hpp"
 
@@ -22,62 +22,67 @@ namespace healthintf::test
 
 using health_namespace::FaultAndHealth;
 
-/** What one try works on. */
+/** The objects of one try. */
 struct Try
 {
-    /** A key that no try had before. */
+    /** A key that no earlier try has used. */
     std::string key;
     std::unique_ptr<FaultAndHealth> component;
     std::unique_ptr<logmgr_interface::SELAndFault> events;
-    /** The worst that a child has told, which the component may have missed. */
+    /** The worst health that a child has reported; the component may have
+     *  missed it. */
     uint32_t childsHealth = 0;
-    /** What was heard of events. */
+    /** The number of events that the callback has received. */
     int heard = 0;
 };
 
-/** What is done, with all that is known of its end. */
+/** An operation, with its allowed results. */
 struct Road
 {
     std::string name;
 
-    /** Before it: nothing, or a component with faults. */
+    /** Creates the state before the operation: nothing, or a component with
+     *  faults. */
     std::function<void(Try&)> prepare;
 
-    /** What is sent to the component after that, if the road is run by
-     *  messages: sd_bus_process() takes them, and what fails inside that is the
-     *  daemon's to see. */
+    /** Sends messages to the component after prepare, for a road that runs in
+     *  sd_bus_process(): the daemon, not the library, sees failures inside that
+     *  function. */
     std::function<void(Try&)> send = {};
 
-    /** The road itself; its status. */
+    /** Runs the operation.
+     *
+     *  @return its status */
     std::function<int(Try&)> run;
 
-    /** What it may answer when a call has failed. */
+    /** The statuses that it may return after a call failed. */
     std::set<int> failures;
 
-    /** What it answers when none has. */
+    /** The statuses that it may return when no call failed. */
     std::set<int> successes = {0};
 
-    /** Whether the documents let SdBusError, or std::bad_alloc, out. */
+    /** Whether the documentation allows it to throw SdBusError or
+     *  std::bad_alloc. */
     bool throwsBusErrors = false;
     bool throwsBadAlloc = false;
 
-    /** Whether it is what it should be after a run that ended well. The first
-     *  view is of before the run. */
+    /** Whether the state after a successful run is right, given the states
+     *  before and after. */
     std::function<bool(const View&, const View&)> done;
 
-    /** Whether it is what it may be after a run that said that it failed: as
-     *  before, unless said otherwise. */
+    /** Whether the state after a run that reported failure is allowed; by
+     *  default, only the state before the run. */
     std::function<bool(const View&, const View&)> undone =
         [](const View& before, const View& after) {
             return before == after;
         };
 
-    /** The same operation after a run with a failure, if it is not run itself:
-     *  messages are sent again. */
+    /** Repeats the operation after a failure, if that takes more than run:
+     *  messages must be sent again. */
     std::function<int(Try&)> again = {};
 
-    /** Whether its status says nothing of a failure, which is logged instead:
-     *  only that all agree can be asked then. */
+    /** Whether the operation only logs a failure, so that its status says
+     *  nothing. The test then only expects that bus and data cache agree. */
     bool keepsNoPromise = false;
 };
 
@@ -94,8 +99,9 @@ std::vector<Road> eventRoads();
 std::vector<Road> queryRoads();
 std::vector<Road> plainRoads();
 
-// The texts of the faults, too long to be kept without memory of their own, and
-// made before any run: the failures are for the library.
+// The texts of the faults: longer than the short-string buffer, so that copies
+// allocate memory, and built before any run, so that only the library's
+// allocations fail.
 inline const std::string critical = "Fans.1.0.FAN0001";
 inline const std::string warning = "Fans.1.0.FAN0002";
 inline const std::string another = "Fans.1.0.FAN0003";
@@ -103,15 +109,16 @@ inline const std::string firstSensor = "/sensors/chassis/fan1";
 inline const std::string secondSensor = "/sensors/chassis/fan2";
 inline const std::string thirdSensor = "/sensors/chassis/fan3";
 
-/** Makes a component without faults. */
+/** Creates a component without faults. */
 void withoutFaults(Try& tried);
 
-/** Makes a component with three faults: two critical ones of the first sensor,
- *  whose number is 1, and between them a warning of the second. */
+/** Creates a component with three faults: two critical ones of the first
+ *  sensor, whose number is 1, and between them a warning of the second. */
 void withFaults(Try& tried);
 
-/** The road of a signal that asks to hide faults. The component hears it when
- *  its connection is worked on, also one that was sent before a call failed. */
+/** The road of a signal that asks to hide faults. The component receives it
+ *  when its connection is processed, even if a call failed after it was sent.
+ */
 inline Road sentHideRoad(const std::string& name,
                          const std::function<int(Try&)>& send)
 {

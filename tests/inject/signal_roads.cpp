@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file What a component does when a message comes. */
+/** @file Roads on which a component receives a message. */
 
 #include "road.hpp"
 #include "world.hpp"
@@ -15,9 +15,9 @@ namespace
 
 const char* const root = "/com/vexa/olvar/health";
 
-/** A road that takes messages.
+/** A road that processes messages.
  *
- *  @param[in] send sends them; nothing is made to fail there */
+ *  @param[in] send sends them; no call fails there */
 Road messageRoad(const std::string& name,
                  const std::function<void(Try&)>& prepare,
                  const std::function<void(Try&)>& send,
@@ -40,7 +40,7 @@ Road messageRoad(const std::string& name,
                     world().take();
                     return 0;
                 },
-            // A message that cannot be handled is dropped.
+            // The library drops a message that it cannot handle.
             .keepsNoPromise = true};
 }
 
@@ -155,7 +155,7 @@ std::vector<Road> signalRoads()
         messageRoad(
             "hideErrorsAttribute", withFaults,
             [](Try&) {
-                // Only changes are announced.
+                // The health manager announces only changes.
                 setAttribute(hideErrors, 1);
                 setAttribute(hideErrors, 0);
             },

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Every call on the roads of the library made to fail, one in each run,
- *  until a run has none left that could. After each the documented status is
- *  answered, those who look see the same, the road goes to its end at the next
- *  try, and nothing is left of the component or in the memory. */
+/** @file Makes every call on each road fail, one in each run, until a run has
+ *  no further call. After each failure the road must return a documented
+ *  status, the bus and the data cache must agree, the operation must succeed
+ *  when it is repeated, and neither the component nor memory may leak. */
 
 #include "failer.hpp"
 #include "leaks.hpp"
@@ -43,7 +43,7 @@ std::vector<Road> allRoads()
     return all;
 }
 
-/** How a run ended: with a status, or with an exception. */
+/** The result of a run: a status or an exception. */
 struct End
 {
     std::optional<int> status;
@@ -76,15 +76,14 @@ End runOf(const Road& road, Try& tried)
     return end;
 }
 
-/** A key that was never used, nor is the beginning of another. */
+/** A key that is new and not a prefix of another key. */
 std::string freshKey()
 {
     static unsigned number = 100000;
     return "/com/vexa/olvar/health/n" + std::to_string(++number);
 }
 
-/** Whether the data cache is what it has to be beside the bus: the same, but
- *  for what it has refused. */
+/** Whether the data cache matches the bus, except where it refused a change. */
 bool agree(const View& cache, View bus)
 {
     if (failer().refused(Refusal::newFault))
@@ -117,14 +116,14 @@ class Injection : public testing::TestWithParam<std::tuple<Road, Seam>>
     const Road& road = std::get<0>(GetParam());
     const Seam seam = std::get<1>(GetParam());
 
-    /** Runs the road with one failure and looks at what it leaves.
+    /** Runs the road with one failure and checks the result.
      *
      *  @return whether a call was made to fail */
     bool tryOnce(unsigned nth);
 
-    /** Looks at the component.
+    /** Checks that bus and data cache agree on the component.
      *
-     *  @return what the bus shows of it */
+     *  @return the component as the bus shows it */
     View look(const Try& tried) const;
 
     void judge(const End& end, const View& before, const View& after) const;
@@ -144,8 +143,8 @@ View Injection::look(const Try& tried) const
         EXPECT_EQ(tried.component->computeHealthStatusFromFaultList(),
                   bus.worst(base))
             << "in the list, and on the bus: " << bus;
-        // Health that is refused stays as it was, here and there; and a node
-        // without a record has none that could be written.
+        // When the data cache refuses a health, both views keep the old one; a
+        // node without a record has no health to write.
         if (!failer().refused(Refusal::health) &&
             !failer().refused(Refusal::newNode))
         {
@@ -181,8 +180,8 @@ void Injection::repeat(Try& tried)
 {
     if (!tried.component && world().viewOfBus(tried.key).health)
     {
-        // The node that could not be published has its key for good. Its record
-        // would be read by all that is tried later.
+        // A node that could not be published keeps its key until the process
+        // ends, and its record would appear in later tries.
         datacache_healthstatus_remove(tried.key);
         tried.key = freshKey();
     }
@@ -196,7 +195,7 @@ void Injection::repeat(Try& tried)
         << "again, from " << before << "\nto " << after;
 }
 
-/** Ends the component, of which nothing is left then. */
+/** Destroys the component and checks that nothing of it is left. */
 void Injection::finish(Try& tried)
 {
     tried.events.reset();
@@ -204,7 +203,7 @@ void Injection::finish(Try& tried)
     look(tried);
     if (failer().refused(Refusal::removalOfNode))
     {
-        // The next holder of the key takes the record over.
+        // The next component with this key takes the record over.
         withFaults(tried);
         tried.component.reset();
     }
@@ -249,8 +248,8 @@ bool Injection::tryOnce(unsigned nth)
     return failed != nullptr;
 }
 
-/** Every how many-th call is made to fail: each, unless $INJECT_STRIDE says
- *  otherwise for a run that has less time. */
+/** Which calls fail: every one by default, every n-th with INJECT_STRIDE=n,
+ *  which takes less time. */
 unsigned stride()
 {
     const char* asked = std::getenv("INJECT_STRIDE");
@@ -289,8 +288,8 @@ const char* nameOf(Seam seam)
     }
 }
 
-/** Each road with each seam. Of what a message sets off, the daemon's own loop
- *  takes the libraries' memory. */
+/** Every road with every seam, except message roads with memory inside
+ *  libsystemd: there, allocations belong to the daemon's own loop. */
 std::vector<std::tuple<Road, Seam>> everyWay()
 {
     std::vector<std::tuple<Road, Seam>> ways;

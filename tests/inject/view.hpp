@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file What of a component can be seen, by whoever looks. */
+/** @file A component as an observer sees it, on the bus or in the data cache.
+ */
 
 #include <cstdint>
 #include <map>
@@ -12,7 +13,7 @@
 namespace healthintf::test
 {
 
-/** A fault, as far as a component's health and the tests hang on it. */
+/** The properties of a fault that the tests compare. */
 struct SeenFault
 {
     std::string message;
@@ -23,7 +24,7 @@ struct SeenFault
     bool operator==(const SeenFault&) const = default;
 };
 
-/** A component: its faults by their paths, and its health if it has a node. */
+/** A component: its faults by path, and its health if it has a node. */
 struct View
 {
     std::map<std::string, SeenFault> faults;
@@ -36,12 +37,12 @@ struct View
         return faults.empty() && !health;
     }
 
-    /** How many faults have a message, hidden or not. */
+    /** The number of faults with a message, hidden or not. */
     std::size_t count(const std::string& message) const;
 
     std::size_t hidden() const;
 
-    /** The worst of the faults that are not hidden, and of @p base. */
+    /** The worst health of @p base and the visible faults. */
     uint32_t worst(uint32_t base) const;
 };
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Hiding faults and showing them again, by calls. */
+/** @file Roads that hide and show faults by calls. */
 
 #include "road.hpp"
 #include "world.hpp"
@@ -9,7 +9,7 @@ namespace healthintf::test
 namespace
 {
 
-/** What hiding answers is a health or the flags; a failure is logged. */
+/** Hiding returns a health or the flags; a failure is only logged. */
 const std::set<int> anyNumber{0, 1, 2, 3, 4, 8, 10};
 
 using Operation = std::function<int(FaultAndHealth&)>;
@@ -30,10 +30,10 @@ std::size_t ofFirstSensor(const View& view)
     return view.count(critical);
 }
 
-/** A road that hides or shows.
+/** A road that hides or shows faults.
  *
- *  @param[in] before what is done before it
- *  @param[in] hidden how many faults are hidden after it */
+ *  @param[in] before runs before the operation
+ *  @param[in] hidden the number of hidden faults after it */
 Road visibilityRoad(const std::string& name, const Operation& before,
                     const Operation& operation, const Hidden& hidden)
 {
@@ -113,10 +113,10 @@ int enable(FaultAndHealth& component)
     return component.Enable();
 }
 
-/** A road that does nothing when it was gone before, and is gone again after
- *  its opposite.
+/** A road whose operation does nothing when repeated, and works again after its
+ *  opposite.
  *
- *  @param[in] road what was made of @p operation */
+ *  @param[in] road the road of @p operation */
 Road onceRoad(Road road, const Operation& opposite, const Operation& operation)
 {
     road.again = [=](Try& tried) {

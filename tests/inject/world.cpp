@@ -40,13 +40,13 @@ sd_bus* opened(int (*open)(sd_bus**), const char* call)
     return bus;
 }
 
-/** What a connection waits for. */
+/** The events for which a connection polls. */
 pollfd waitingFor(sd_bus* bus)
 {
     return {sd_bus_get_fd(bus), static_cast<short>(sd_bus_get_events(bus)), 0};
 }
 
-/** The reply to an asynchronous call, once it is there. */
+/** Stores the reply to an asynchronous call. */
 int keepReply(sd_bus_message* message, void* context, sd_bus_error* /*error*/)
 {
     static_cast<MessagePtr*>(context)->reset(sd_bus_message_ref(message));
@@ -92,7 +92,7 @@ void readProperties(sd_bus_message* m, SeenFault& fault,
     sd_bus_message_exit_container(m);
 }
 
-/** Reads one object, if it is the component or a fault of it. */
+/** Reads one object if it is the component or one of its faults. */
 void readObject(sd_bus_message* m, const std::string& key, View& view)
 {
     const char* path = nullptr;
@@ -124,7 +124,7 @@ World::World() :
     other(opened(sd_bus_open, "sd_bus_open")),
     own(opened(sd_bus_default, "sd_bus_default")), bus(own)
 {
-    // Nodes that nobody holds any more stay on it, and are to be seen.
+    // Nodes that are leaked stay on this connection, where the test sees them.
     keepForever(own);
     sd_bus_unref(own);
     sd_bus_add_object_manager(own, nullptr, root);
@@ -140,7 +140,7 @@ World::World() :
     setenv("HEALTHINTF_EVENT_PATH", SHIPPED_EVENTS, 1);
     datacache_healthstatus_create(root, {{"HealthStatus", uint32_t{2}}});
     start(logmgr, LOGMGR, logService);
-    // Others set no attributes.
+    // healthmgr sets attributes.
     start(healthmgr, HEALTHMGR, healthService);
 }
 
@@ -214,7 +214,7 @@ View World::viewOfBus(const std::string& key)
 
 void World::deliver()
 {
-    // The bus answers after everything that it passed on before.
+    // The bus replies after it has delivered all earlier messages.
     sd_bus_call_method(client(), "org.freedesktop.DBus",
                        "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId",
                        nullptr, nullptr, "");

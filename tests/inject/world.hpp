@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file What components live in: a bus, the host platform with its data cache
- *  in a folder of its own, the services, and a client that looks at all. */
+/** @file The surroundings of components: a bus, the host platform with its data
+ *  cache in a folder of its own, the services, and a client that observes them.
+ */
 
 #include "direct_connection.hpp"
 #include "private_bus.hpp"
@@ -29,16 +30,17 @@ class World
     /** A component as the client sees it on the bus. */
     View viewOfBus(const std::string& key);
 
-    /** Takes all that has been sent on the bus so far. */
+    /** Processes all messages that the bus has accepted so far. */
     void settle();
 
-    /** Lets all that the client has sent arrive, and takes nothing of it. */
+    /** Waits until the bus has delivered everything that the client sent,
+     *  without processing it. */
     void deliver();
 
-    /** Takes what has arrived. */
+    /** Processes the messages that have arrived. */
     void take();
 
-    /** The components' connection as libsystemd knows it. */
+    /** The components' connection as an sd_bus. */
     sd_bus* connection() const
     {
         return own;
@@ -57,18 +59,18 @@ class World
     std::unique_ptr<Process> logmgr;
     std::unique_ptr<Process> healthmgr;
 
-    /** Starts a service and waits until it has its name. */
+    /** Starts a service and waits until it owns its name. */
     void start(std::unique_ptr<Process>& service, const char* program,
                const char* name);
     void workUntil(const std::function<bool()>& done);
 
   public:
-    /** The connection of all components, this thread's default one. */
+    /** The connection of all components: this thread's default connection. */
     sdbusplus::bus_t bus;
 };
 
-/** That of this program; made at the first call, when nothing has used the
- *  platform yet. */
+/** The world of this program. The first call creates it and must come before
+ *  any use of the platform. */
 World& world();
 
 } // namespace healthintf::test
