@@ -1,11 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Calls AddSEL of the log manager and prints what comes of it: the record's
-identifier, or the name of the error and its text after a colon.
+"""Calls AddSEL of logmgr and prints the record's identifier, or an error's
+name and, after a colon, its text.
 
     add_sel.py SIGNATURE ARGUMENTS-AS-JSON
 
-A list of bytes is given as hexadecimal digits.
-"""
+An array of bytes is given as hexadecimal digits."""
 
 import json
 import sys

@@ -1,11 +1,10 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: Apache-2.0
-"""Checks that standard input is a JSON document of a form.
+"""Checks a JSON document on standard input against the schema that it names.
 
     check_schema.py SCHEMA-FOLDER
 
-The form is the schema whose name the document gives. Exits with 1, and says
-why, when the document has another form."""
+Exits with 1 and names the mismatch if the document does not fit."""
 
 import json
 import os

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file What documents say. */
+/** @file Reads programs out of documents. */
 
 #include <stdexcept>
 #include <string>
@@ -9,7 +9,7 @@
 namespace healthintf::test
 {
 
-/** The first block of a language in a document. */
+/** The first code block of a language in a document. */
 inline std::string firstProgram(const std::string& document,
                                 const std::string& language)
 {

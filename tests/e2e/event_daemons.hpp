@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file The programs that a test of events runs: the installed services,
- *  started by the bus, and the examples, compiled against the installation. */
+/** @file The programs of a test of events: the installed services, which the
+ *  bus starts, and the examples, compiled against the installation. */
 
 #include "installation.hpp"
 #include "private_bus.hpp"
@@ -16,9 +16,9 @@
 namespace healthintf::test
 {
 
-/** Compiles an example once.
+/** Compiles an example, once in this program's life.
  *
- *  @return the program's path */
+ *  @return the path of the program */
 inline std::string compiledExample(const std::string& name)
 {
     const auto program = installation().files().path() / name;

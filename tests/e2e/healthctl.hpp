@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file healthctl in the hands of a test. */
+/** @file Runs healthctl. */
 
 #include "bus_client.hpp"
 #include "component.hpp"
@@ -18,7 +18,7 @@
 namespace healthintf::test
 {
 
-/** What a program that has ended left. */
+/** The results of a program that has ended. */
 struct Answer
 {
     int status;
@@ -35,7 +35,7 @@ inline Answer answerOf(const std::vector<std::string>& command,
     return {status, std::move(output), program.errors()};
 }
 
-/** Runs healthctl into a pipe. */
+/** Runs healthctl with its output in a pipe. */
 inline Answer healthctl(std::vector<std::string> arguments,
                         const std::vector<std::string>& environment = {})
 {
@@ -43,9 +43,9 @@ inline Answer healthctl(std::vector<std::string> arguments,
     return answerOf(arguments, environment);
 }
 
-/** What healthctl says as JSON, whose form is checked.
+/** The JSON output of healthctl, checked against its schema.
  *
- *  @throws std::runtime_error when it has not the form of its schema */
+ *  @throws std::runtime_error when it does not fit the schema */
 inline nlohmann::json toJson(std::vector<std::string> arguments, int status = 0)
 {
     arguments.emplace_back("--json");
@@ -65,7 +65,7 @@ inline nlohmann::json toJson(std::vector<std::string> arguments, int status = 0)
     return nlohmann::json::parse(answer.output);
 }
 
-/** A tree: the root and "rack" are the health manager's, the daemon holds the
+/** A tree of which healthmgr holds the root and "rack", and a daemon the
  *  components "rack/fan" and "rack/psu". */
 class HealthctlTest : public testing::Test
 {

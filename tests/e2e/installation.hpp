@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file The project as it is installed, in a folder of the test. */
+/** @file Installs the project into a folder of the test. */
 
 #include "file_content.hpp"
 #include "process.hpp"
@@ -29,7 +29,7 @@ inline std::vector<std::string> words(const std::string& text)
     return all;
 }
 
-/** Installs what was built; programs find its libraries and data. */
+/** Installs the build; programs find its libraries and data. */
 class Installation
 {
   public:
@@ -46,7 +46,7 @@ class Installation
                at(PREFIX "/share/healthintf/events").c_str(), 1);
     }
 
-    /** Where an installed path really lies. */
+    /** The real path of an installed path. */
     std::filesystem::path at(const std::string& path) const
     {
         return folder.path() / path.substr(1);
@@ -58,7 +58,7 @@ class Installation
         return at(LIBEXEC_FOLDER "/healthintf") / name;
     }
 
-    /** Compiles C++, with nothing but what the package says.
+    /** Compiles C++ with the flags of the installed package only.
      *
      *  @throws std::runtime_error with the compiler's errors */
     void compile(const std::vector<std::string>& arguments) const
@@ -68,7 +68,7 @@ class Installation
                   arguments);
     }
 
-    /** Compiles C, with nothing but what the package says. */
+    /** Compiles C with the flags of the installed package only. */
     void compileC(const std::vector<std::string>& arguments) const
     {
         compileBy(C_COMPILER " -std=c99", arguments);
@@ -102,8 +102,9 @@ class Installation
         return at(LIBRARY_FOLDERS "/pkgconfig");
     }
 
-    /** Lets the packages name the folder. A system root would do it for every
-     *  package, and the others are not in the folder. */
+    /** Writes the folder into the packages' .pc files. PKG_CONFIG_SYSROOT_DIR
+     *  would relocate the other packages as well, which are not in the folder.
+     */
     void relocatePackages() const
     {
         const std::string prefix = "prefix=";
@@ -117,7 +118,7 @@ class Installation
     }
 };
 
-/** The installation of this test program. */
+/** The installation that the tests of this program share. */
 inline const Installation& installation()
 {
     static const Installation made;

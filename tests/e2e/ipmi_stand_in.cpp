@@ -17,8 +17,8 @@ namespace healthintf::test
 namespace
 {
 
-/** What stands in front of each request and each answer on the socket, as the
- *  compiler lays it out. The pointers mean nothing on the other side. */
+/** The header of each request and each answer on the socket, in the compiler's
+ *  layout. The pointers are meaningless to the receiver. */
 struct Request
 {
     uint8_t netfn;
@@ -44,7 +44,7 @@ constexpr uint8_t getDeviceId = 0x01;
 constexpr uint8_t farewell = 0x3F;
 constexpr uint8_t invalidCommand = 0xC1;
 
-/** A controller of IPMI 2.0 without a maker. */
+/** A controller of IPMI 2.0 without a manufacturer. */
 constexpr std::array<uint8_t, 15> deviceId{0x20, 0x01, 0x01, 0x00, 0x02};
 
 bool readAll(int connection, void* data, std::size_t size)
@@ -75,7 +75,7 @@ void answer(int connection, const Request& request)
     writeAll(connection, deviceId.data(), header.size);
 }
 
-/** Answers until ipmitool says farewell. */
+/** Answers requests until ipmitool closes the session. */
 void serve(int connection)
 {
     Request request{};

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file What ipmitool talks to where there is no management controller. */
+/** @file A stand-in for the management controller that ipmitool talks to. */
 
 #include "child.hpp"
 #include "temporary_folder.hpp"
@@ -12,8 +12,8 @@
 namespace healthintf::test
 {
 
-/** A controller for ipmitool's interface "dummy", which reaches it on a
- *  socket. It says who it is and can do nothing else. */
+/** A controller for ipmitool's interface "dummy", which connects to it by a
+ *  socket. It answers the request for its device id and refuses all others. */
 class IpmiStandIn
 {
   public:
@@ -22,7 +22,7 @@ class IpmiStandIn
     IpmiStandIn(const IpmiStandIn&) = delete;
     IpmiStandIn& operator=(const IpmiStandIn&) = delete;
 
-    /** What ipmitool finds it by. */
+    /** The environment setting that leads ipmitool to the socket. */
     std::string environment() const
     {
         return "IPMI_DUMMY_SOCK=" + path;

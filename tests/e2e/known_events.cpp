@@ -28,7 +28,7 @@ KnownEvent deasserted(unsigned int sensorType, unsigned int eventType,
     return known;
 }
 
-/** An assertion with a code in event data 2. */
+/** An assertion with an extension code in event data 2. */
 KnownEvent extended(unsigned int code, KnownEvent known)
 {
     known.event.use = 0xC0;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Events of every sensor type, and what everybody who knows the IPMI
- *  tables says of them. */
+/** @file Events of every sensor type, with the words that every description by
+ *  the IPMI tables must contain. */
 
 #include "event_records.hpp"
 
@@ -15,9 +15,9 @@ namespace healthintf::test
 struct KnownEvent
 {
     SensorEvent event;
-    /** What the name of its sensor type begins with. */
+    /** The sensor type's name begins with this. */
     std::string sensor;
-    /** What each description of it names. */
+    /** Each description contains these words. */
     std::vector<std::string> words;
 };
 

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Waits for one signal FaultEntryAdded and prints its path, signature and
-arguments as JSON. Prints "listening" before it waits."""
+"""Prints "listening", waits for one signal FaultEntryAdded, and prints its
+path, signature and arguments as JSON."""
 
 import json
 import sys

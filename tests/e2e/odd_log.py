@@ -1,13 +1,14 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: Apache-2.0
-"""A log manager that answers oddly. Writes "ready", and ends with its input.
+"""A log manager that answers wrongly. Prints "ready" and ends when its input
+ends.
 
     odd_log.py [gaps | late | once | always | dies]
 
-Without an argument it always has more entries and sends none, and its numbers
-are texts. With gaps, two of its entries make no sense, and with late its first
-two. It is cleared while it is
-listed: once, or always. With dies, it ends instead of an answer."""
+Without an argument it announces further entries for ever without sending any,
+and its numbers are texts. gaps: two of its entries cannot be decoded. late:
+its first two cannot. once, always: it is cleared while it is listed, once or
+each time. dies: it ends instead of answering."""
 
 import os
 import sys
@@ -35,8 +36,8 @@ def entry(identifier):
 
 
 class LogWithEntries(dbus.service.Object):
-    """A log of the entries 1 to 4, which is cleared so often while it is
-    listed."""
+    """The entries 1 to 4; the log is cleared a given number of times while it
+    is listed."""
 
     def __init__(self, bus, path, clears, identifiers):
         super().__init__(bus, path)

@@ -1,9 +1,8 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: Apache-2.0
-"""Runs a program on a terminal of its own and writes what the terminal got.
+"""Runs a program on a terminal of its own and prints what the terminal got.
 
-    on_terminal.py COLUMNS PROGRAM [ARGUMENT ...]
-"""
+    on_terminal.py COLUMNS PROGRAM [ARGUMENT ...]"""
 
 import fcntl
 import os
@@ -16,7 +15,7 @@ import termios
 def main(columns, command):
     pid, terminal = pty.fork()
     if pid == 0:
-        # The size must be there before the program looks.
+        # The size must be set before the program reads it.
         size = struct.pack("HHHH", 24, columns, 0, 0)
         fcntl.ioctl(1, termios.TIOCSWINSZ, size)
         os.execvp(command[0], command)
@@ -25,12 +24,12 @@ def main(columns, command):
         try:
             part = os.read(terminal, 4096)
         except OSError:
-            # Linux's way to say that nobody has the other end.
+            # Linux reports EIO when the other end of the terminal is closed.
             break
         if not part:
             break
         output += part
-    # Not part by part: a line's end may be in two of them.
+    # Replace in the whole output: "\r\n" may be split between two reads.
     sys.stdout.buffer.write(output.replace(b"\r\n", b"\n"))
     return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
 

@@ -1,14 +1,12 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: Apache-2.0
-"""Scrapes the exporter as others do, and prints what a parser that is not ours
-makes of it.
+"""Scrapes the exporter and parses the scrape with prometheus_client.
 
     scrape.py PORT|SOCKET [PARALLEL]
 
 Prints one JSON object: the samples by name and labels, and the types of the
-families. With PARALLEL it scrapes so many times at once and prints how many
-were whole, and how long the last one took.
-"""
+families. With PARALLEL, makes that many scrapes at once and prints how many
+were complete and how long the last one took."""
 
 import http.client
 import json
@@ -21,7 +19,7 @@ from prometheus_client.openmetrics.parser import text_string_to_metric_families
 
 
 class LocalConnection(http.client.HTTPConnection):
-    """HTTP by a socket of the filesystem."""
+    """HTTP over a Unix socket."""
 
     def __init__(self, path):
         super().__init__("localhost", timeout=20)
@@ -40,7 +38,7 @@ def connection(where):
 
 
 def scrape(where):
-    """The families that one scrape gives."""
+    """The metric families of one scrape."""
     http_connection = connection(where)
     http_connection.request("GET", "/metrics")
     answer = http_connection.getresponse()

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Lists of folders in the environment. */
+/** @file Search paths in environment variables. */
 
 #include <cstdlib>
 #include <string>
@@ -9,15 +9,15 @@
 namespace healthintf::test
 {
 
-/** The folders that a variable lists, with another before them. */
+/** The folders that a variable lists, with @p folder first. */
 inline std::string withFolder(const std::string& folder, const char* variable)
 {
     const char* others = std::getenv(variable);
     return others == nullptr ? folder : folder + ":" + others;
 }
 
-/** Lets this process and the programs that it runs look into a folder before
- *  the others. */
+/** Puts a folder first in the search path of this process and the programs that
+ *  it runs. */
 inline void lookInto(const std::string& folder, const char* variable)
 {
     setenv(variable, withFolder(folder, variable).c_str(), 1);

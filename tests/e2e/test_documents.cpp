@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Whoever does what a page of docs/ shows sees what it says. */
+/** @file The commands on the pages of docs/ print what the pages show. */
 
 #include "installation.hpp"
 #include "private_bus.hpp"
@@ -17,8 +17,8 @@ namespace
 using testing::EndsWith;
 namespace fs = std::filesystem;
 
-/** Runs the commands of a page on a bus of its own, in a folder that looks
- *  like the project's after a build.
+/** Runs a page's commands on a bus of its own, in a folder that looks like the
+ *  project after a build.
  *
  *  @return the runner's last line
  *  @throws std::runtime_error with the first difference */
@@ -31,11 +31,11 @@ std::string runPage(const std::string& name)
                                  project.path() / "data");
     return outputOf(
         {SOURCE_FOLDER "/scripts/checks/transcripts",
-         // What the pages call by the names that a user has for it.
+         // The pages use a user's names for these paths.
          "--let=/usr/libexec/healthintf=" +
              fs::path(installation().program("")).parent_path().string(),
          "--let=$ python3 =$ /usr/bin/python3 ",
-         // The compiler's own flags name the standard.
+         // The compiler's own flags set the C++ standard.
          "--let=c++20 build=none build", SOURCE_FOLDER "/docs/" + name,
          project.path()},
         {"CXX=" COMPILER, "CXXFLAGS=" STANDARD " " SDBUSPLUS_FLAGS,
@@ -58,14 +58,14 @@ INSTANTIATE_TEST_SUITE_P(Pages, Documents,
                                          "hostmon.md", "logmgr.md",
                                          "tutorial.md"));
 
-/** What a program says of itself or of one of its commands. */
+/** The help text of a program or of one of its commands. */
 std::string helpOf(std::vector<std::string> command)
 {
     command.emplace_back("--help");
     return outputOf(command);
 }
 
-/** Every option that a help text tells of. */
+/** Every option in a help text. */
 std::vector<std::string> optionsIn(const std::string& help)
 {
     const std::regex option("--([a-z]+(-[a-z]+)*)");
@@ -96,9 +96,9 @@ std::vector<std::string> commandsIn(const std::string& help)
     return commands;
 }
 
-/** Expects a command, its options and all commands below it on a page.
+/** Expects that a page describes a command, its options and its subcommands.
  *
- *  @return how many commands there were */
+ *  @return the number of commands */
 int expectCommands(const std::vector<std::string>& command,
                    const std::string& words, const std::string& page)
 {
@@ -151,8 +151,8 @@ TEST(Manual, HasPagesForTheLibraryAndTheConfigurations)
     }
 }
 
-/** A program of a page's fragments, each of which sees those before it. They
- *  use a daemon's component and connection without having made them. */
+/** A program made of a page's code fragments, each of which sees those before
+ *  it. The daemon's component and connection are parameters. */
 std::string programOfFragments(const std::string& page)
 {
     std::string includes = "#include <lmi_sel_fault.hpp>\n";
@@ -198,7 +198,7 @@ TEST(Fragments, CanBeCompiled)
     }
 }
 
-/** The pages that have transcripts, so that no new one is forgotten. */
+/** Every page with transcripts must be tested. */
 TEST(DocumentsList, HasEveryPageWithTranscripts)
 {
     std::vector<std::string> pages;

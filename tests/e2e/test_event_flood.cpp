@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file A component whose sensors will not stop, and a log manager that is
- *  killed again and again meanwhile. */
+/** @file A component's sensors report events without end, and logmgr is killed
+ *  repeatedly meanwhile. */
 
 #include "bus_client.hpp"
 #include "event_daemons.hpp"
@@ -25,10 +25,10 @@ namespace
 const std::string root = "/com/vexa/olvar/health";
 const std::string key = root + "/storm";
 
-/** What SELAndFault::addSEL() answers when the log did not take a record. */
+/** SELAndFault::addSEL() returns this when the log did not take a record. */
 constexpr const char* notStored = "4";
 
-/** The memory that a process has to itself, in KiB. */
+/** The private memory of a process, in KiB. */
 long ownMemory(pid_t process)
 {
     const std::string name = "RssAnon:";
@@ -37,9 +37,9 @@ long ownMemory(pid_t process)
     return std::stol(status.substr(status.find(name) + name.size()));
 }
 
-/** The event of a number: some sensor's, of a temperature that rises or
- *  falls, mostly asserted though it is asserted already, at a time that stands
- *  still or runs backwards. */
+/** Event number @p number: a temperature of some sensor rises or falls, mostly
+ *  asserted again without a deassertion, and with a timestamp that stands still
+ *  or runs backwards. */
 Record numbered(unsigned int number)
 {
     constexpr unsigned int temperature = 0x01;
@@ -75,7 +75,7 @@ std::string lineOf(const Record& record)
 class EventFlood : public testing::Test
 {
   protected:
-    /** Starts everything with a configuration of the log manager. */
+    /** Starts all programs, logmgr with this configuration. */
     void start(const std::string& logConfig)
     {
         services.emplace(logConfig);
@@ -96,8 +96,8 @@ class EventFlood : public testing::Test
         return static_cast<pid_t>(pid);
     }
 
-    /** Takes the answer to an event, which tells whether the log has it for
-     *  sure. */
+    /** Evaluates the status of an event, which tells whether the log is sure to
+     *  have it. */
     void takeStatus(unsigned int number, const std::string& status)
     {
         if (status == "0")
@@ -111,7 +111,7 @@ class EventFlood : public testing::Test
         }
     }
 
-    /** The numbers of the events in the log, in its order. */
+    /** The numbers of the events in the log, in order. */
     static std::vector<unsigned int> logged()
     {
         const LogClient reader;
@@ -161,8 +161,8 @@ TEST_F(EventFlood, LeavesTenFaultsAndLosesNoAcknowledgedRecord)
     {
         if (number < calmAfter && number % (calmAfter / kills) == looks)
         {
-            // The daemon is about to call it, is waiting for it, or has its
-            // answer.
+            // The daemon is about to call logmgr, waits for its answer, or has
+            // it.
             const pid_t victim = logmgr();
             daemon->tell(lineOf(numbered(number)));
             ::kill(victim, SIGKILL);

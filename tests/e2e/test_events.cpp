@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Events from a sensor to the operator, with the installed services and
- *  library and clients that we did not write. */
+/** @file Events travel from a sensor to the operator through the installed
+ *  library and services; busctl and Python act as clients. */
 
 #include "bus_client.hpp"
 #include "event_daemons.hpp"
@@ -34,7 +34,7 @@ std::string callLog(const std::vector<std::string>& arguments)
     return busctl(all);
 }
 
-/** A power supply has failed, or its failure is over. */
+/** A power supply fails or recovers. */
 Record powerSupplyFailure(unsigned int sensorNumber, bool asserted = true)
 {
     constexpr unsigned int powerSupply = 0x08;
@@ -47,8 +47,8 @@ Record powerSupplyFailure(unsigned int sensorNumber, bool asserted = true)
                      .sensorNumber = sensorNumber});
 }
 
-/** The bytes of a record as busctl shows them, without those that the log
- *  manager fills in. */
+/** The bytes of a record as busctl shows them, without those that logmgr fills
+ *  in. */
 std::string shownFromSensor(const Record& record)
 {
     constexpr std::size_t filledIn = 7;
@@ -181,7 +181,7 @@ TEST_F(Events, OfTheFirmwareReachTheSubscribersOfTheirSensorAlone)
     EXPECT_EQ(all.hear(), ofSeven);
     EXPECT_EQ(all.hear(), ofNine);
     EXPECT_EQ(all.hear(), lastOfSeven);
-    // Each has heard all of its own; nothing else is on its way.
+    // Each has received its own events; no further signal is under way.
     client.catchUp();
     for (Process* each : {&seven, &nine})
     {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The exporter beside live daemons, scraped by curl and Python. */
+/** @file The exporter beside running daemons, scraped by curl and Python. */
 
 #include "component.hpp"
 #include "log_client.hpp"
@@ -29,7 +29,7 @@ using testing::StartsWith;
 const std::string root = "/com/vexa/olvar/health";
 const std::string key = root + "/fan";
 
-/** A running exporter on a port that is free. */
+/** A running exporter on a free port. */
 class Exporter
 {
   public:
@@ -50,7 +50,7 @@ class Exporter
             outputOf({"/usr/bin/python3", SCRAPER, where}));
     }
 
-    /** @return how many of several scrapes at once were whole */
+    /** @return the number of complete scrapes among several at once */
     nlohmann::json scrapeAtOnce(int number) const
     {
         return nlohmann::json::parse(outputOf(
@@ -83,7 +83,7 @@ class Exporter
 class ExporterTest : public testing::Test
 {
   protected:
-    /** A number of a scrape; -1 for one that is not there. */
+    /** The value of a sample; -1 if it is missing. */
     double value(const std::string& name) const
     {
         return exporter.scrape()["samples"].value(name, -1.0);
@@ -105,7 +105,7 @@ class ExporterTest : public testing::Test
         return value("healthintf_fault_evictions_total{component=" + key + "}");
     }
 
-    /** What busctl says of a node. */
+    /** The health of a node, read by busctl. */
     std::string busctlHealth(const Component& daemon) const
     {
         return outputOf({"busctl", "--system", "get-property", daemon.name(),
@@ -245,7 +245,7 @@ TEST_F(ExporterTest, WaitsShortlyForALogManagerThatHangs)
     EXPECT_EQ(all["healthintf_sel_up"], 0);
     EXPECT_EQ(all["healthintf_data_cache_up"], 1);
     EXPECT_LT(all["healthintf_scrape_duration_seconds"], 2);
-    // The others do not wait one after the other.
+    // One scrape does not wait for another.
     const auto many = exporter.scrapeAtOnce(50);
     EXPECT_EQ(many["whole"], 50);
     EXPECT_LT(many["seconds"], 10);
@@ -311,8 +311,8 @@ TEST_F(ExporterTest, TellsWhetherTheHealthManagerAnswers)
     EXPECT_EQ(value(up), 0);
 }
 
-/** A node that a living process holds above that of a dead one keeps the dead
- *  one's health until the health manager withdraws it. */
+/** The root's node, in a living process, keeps the health of its dead child
+ *  until healthmgr withdraws that. */
 TEST_F(ExporterTest, MarksHealthOfTheDeadThatNobodyWithdraws)
 {
     Component above(root, 2);

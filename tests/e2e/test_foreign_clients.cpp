@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file What clients see that we did not write: busctl, gdbus and Python. */
+/** @file What clients that we did not write see: busctl, gdbus and Python. */
 
 #include "bus_client.hpp"
 #include "component.hpp"
@@ -21,7 +21,7 @@ using testing::HasSubstr;
 const std::string root = "/com/vexa/olvar/health";
 const std::string key = root + "/fan";
 
-/** A text with every run of blanks made one. */
+/** A text with each run of whitespace replaced by one space. */
 std::string normal(const std::string& text)
 {
     return std::regex_replace(text, std::regex(" +"), " ");

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The commands of healthctl that change something, over a living
- *  tree. */
+/** @file healthctl's commands that change something, on a running tree. */
 
 #include "healthctl.hpp"
 #include "installed_policy.hpp"
@@ -112,7 +111,7 @@ TEST_F(Changing, HidesByTheLcdsSettings)
     client.waitForHealth(root, 2);
     EXPECT_EQ(healthctl({"lcd", "set", "oemLCDFlags", "0"}).status, 0);
     client.waitForHealth(root, 4);
-    // Which the components set when they show their faults again.
+    // The components reset the attributes when they show their faults.
     EXPECT_EQ(healthctl({"lcd", "get"}).output,
               "hideerrs     1\noemLCDFlags  0\n");
 }
@@ -168,7 +167,7 @@ TEST(ChangingWhereNothingRuns, HidesNothing)
     EXPECT_THAT(answer.errors, HasSubstr("nothing runs"));
 }
 
-/** A system bus with the policy that is installed. */
+/** A system bus with the installed policy. */
 class ForOthers : public testing::Test
 {
   protected:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file healthctl's doctor among the sick and the healthy. */
+/** @file healthctl doctor on healthy and broken systems. */
 
 #include "healthctl.hpp"
 #include "log_client.hpp"
@@ -74,8 +74,8 @@ TEST_F(HealthctlDoctor, FindsNothingWrongWithASystemThatRuns)
     EXPECT_THAT(brief.output, HasSubstr("0 problems, 0 warnings, "));
 }
 
-/** A daemon with some more match rules than 410, which are four fifths of 512.
- * A component takes three, or on dbus-broker one. */
+/** A daemon with a few more match rules than 410, four fifths of the limit 512.
+ *  A component takes three rules, or one on dbus-broker. */
 class HealthctlMatchRules : public testing::Test
 {
   protected:
@@ -199,7 +199,7 @@ TEST_F(HealthctlDoctor, NamesWhoIsStoppedWhereTheRecordsCannotBeRead)
     const Process healthmgr({HEALTHMGR});
     Component fan(root + "/fan", 2);
     client.waitForHealth(root, 2);
-    // The test does not answer while it waits.
+    // This client's connection would not answer the search for nodes.
     sd_bus_close(client.get());
     const std::filesystem::path cache =
         bus.folder().path() / "run" / "datacache";

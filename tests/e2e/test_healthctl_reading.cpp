@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The commands of healthctl that only look, over a living tree. */
+/** @file healthctl's commands that change nothing, on a running tree. */
 
 #include "healthctl.hpp"
 
@@ -30,7 +30,7 @@ class Reading : public HealthctlTest
     {
         daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
         daemon.add(fan, "Test.1.0.Loud", "/sensors/noise", 1, 8);
-        // They are warning before and after, too.
+        // Wait for critical: both nodes are at warning before and afterwards.
         client.waitForHealth(fan, 4);
         client.waitForHealth(root, 4);
         daemon.add(psu, "Test.1.0.Low", "/sensors/volt", 2, 9);
@@ -39,7 +39,7 @@ class Reading : public HealthctlTest
         client.waitForHealth(root, 3);
     }
 
-    /** The nodes of a tree by their keys, without their children. */
+    /** The nodes of a tree by key, without their children. */
     static std::map<std::string, json> flat(const json& trees)
     {
         std::map<std::string, json> nodes;
@@ -51,7 +51,8 @@ class Reading : public HealthctlTest
         return nodes;
     }
 
-    /** What is shown while another daemon holds the node "other". */
+    /** Expects no trace of the daemon, while another one holds the node
+     *  "other". */
     void expectNothingOfTheDaemon() const
     {
         const auto nodes = flat(toJson({"tree"})["trees"]);
@@ -206,7 +207,7 @@ TEST_F(Reading, TopIsTheMostImportantBelowAComponent)
     EXPECT_THAT(idsOf(toJson({"top", "1"})).size(), 1U);
     EXPECT_THAT(idsOf(toJson({"top", "5", "--component", "rack/psu"})),
                 ElementsAre("Test.1.0.Low"));
-    // The beginning of a name is not the name.
+    // A prefix of a component's name does not select the component.
     for (const std::vector<std::string>& command :
          {std::vector<std::string>{"top", "--component", "rack/ps"},
           {"faults", "--component", "rack/ps", "--severity", "critical"},
@@ -245,7 +246,7 @@ TEST_F(Reading, BusSaysTheSameAsTheCache)
         daemon.add(fan, std::string("Test.1.0.") + id, "/sensors/tie", 1);
     }
     client.waitForHealth(root, 4);
-    // The test does not answer while it waits, which would be waited for.
+    // This client's connection does not answer while the test waits.
     sd_bus_close(client.get());
     const auto from = [](std::vector<std::string> command, const char* source) {
         command.insert(command.end(), {"--source", source});
@@ -274,7 +275,7 @@ TEST_F(Reading, BusShowsTheYoungerOfTwoHoldersAsTheCacheDoes)
     sd_bus_close(client.get());
     const std::string key = root + "/both";
     Component older(key, 3);
-    // Later names may come before earlier ones in the order of texts.
+    // A later unique name may sort before an earlier one, such as :1.10.
     while (Component().init(root + "/other", 2).size() == older.name().size())
     {}
     const Component younger(key, 2);
@@ -288,7 +289,7 @@ TEST_F(Reading, BusShowsTheYoungerOfTwoHoldersAsTheCacheDoes)
 
 TEST_F(Reading, BusHasNoKeyThatIsTooLongForARecord)
 {
-    // Anybody may show anything there, such as a key of a million levels.
+    // Any process may export any path, such as a key of a million levels.
     sd_bus_close(client.get());
     std::string deep = root;
     while (deep.size() <= 510)
@@ -331,7 +332,7 @@ TEST_F(Reading, BusDoesNotCallAComponentMissingThatMayNotHaveAnswered)
         std::vector<std::string> words = command;
         words.insert(words.end(), {"--source", "bus"});
         const Answer answer = healthctl(words);
-        // The tree knows the node from those below it.
+        // The tree infers the node from its children.
         const bool isTree = command.front() == "tree";
         EXPECT_EQ(answer.status, isTree ? 0 : 3) << command.front();
         EXPECT_THAT(answer.errors, HasSubstr("did not answer"));

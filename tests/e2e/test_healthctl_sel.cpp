@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file healthctl's commands for the log, over a living log manager. */
+/** @file healthctl's commands for the log, with a running logmgr. */
 
 #include "healthctl.hpp"
 #include "ipmi_stand_in.hpp"
@@ -53,7 +53,7 @@ class HealthctlSel : public testing::Test
         return toJson(arguments);
     }
 
-    /** A fan's event, a hot sensor's, and a record of a maker's own. */
+    /** Adds the events of a fan and of a hot sensor, and an OEM record. */
     static void addThree()
     {
         add({fanRecord, "--name", "Fan 7", "--path", "/sensors/fan7", "--time",

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file healthctl on terminals, in pipes and in the shell. */
+/** @file healthctl on terminals, in pipes and in the shell's completion. */
 
 #include "healthctl.hpp"
 #include "log_client.hpp"
@@ -21,7 +21,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-/** How many columns the widest line takes, if each sign takes one. */
+/** The width of the widest line, with one column for each character. */
 std::size_t widest(const std::string& text)
 {
     const std::string plain =
@@ -50,7 +50,7 @@ class Terminal : public HealthctlTest
         client.waitForHealth(root, 4);
     }
 
-    /** Runs healthctl on a terminal of a width. */
+    /** Runs healthctl on a terminal of the given width. */
     static std::string onTerminal(int columns,
                                   const std::vector<std::string>& arguments,
                                   const std::string& setting = "TERM=xterm")
@@ -61,7 +61,7 @@ class Terminal : public HealthctlTest
         return outputOf(command, {setting, "LC_ALL="});
     }
 
-    /** Expects what a command shows to be no wider than narrow terminals. */
+    /** Expects that a command's output fits narrow terminals. */
     static void expectToFitNarrowOnes(const std::vector<std::string>& command)
     {
         for (int columns = 1; columns <= 20; ++columns)
@@ -167,12 +167,12 @@ TEST_F(Terminal, PipesGetEverythingAndNoColours)
                 HasSubstr("\x1b[31;1mcritical"));
 }
 
-/** What the shell offers for a line whose last word is begun. */
+/** The completions that the shell offers for the last word of a line. */
 std::vector<std::string> completionsOf(const std::string& line)
 {
     const std::string script = "PATH=$(dirname " HEALTHCTL "):$PATH\n"
                                ". " COMPLETION "\n"
-                               // Only a living completion has options.
+                               // compopt works only during a completion.
                                "compopt() { echo \"compopt $*\"; }\n"
                                "COMP_WORDS=(" +
                                line +

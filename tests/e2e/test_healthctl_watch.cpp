@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file healthctl's watch over a tree that changes. */
+/** @file healthctl watch on a tree that changes. */
 
 #include "address_sanitizer.hpp"
 #include "healthctl.hpp"
@@ -27,7 +27,7 @@ bool isOf(const json& line, const std::string& key)
     return line.value("component", "") == key;
 }
 
-/** A watcher whose lines are read; each has the form of its schema. */
+/** A running watch; each line that it prints must fit its schema. */
 class Lines
 {
   public:
@@ -46,7 +46,7 @@ class Lines
         return json::parse(line);
     }
 
-    /** Reads on until a change of a component or fault. */
+    /** Reads lines up to a change of a component or fault, and returns that. */
     json next(const std::string& change, const std::string& component)
     {
         for (;;)
@@ -59,7 +59,7 @@ class Lines
         }
     }
 
-    /** The changes up to the next one of a kind, that one included. */
+    /** The changes up to and including the next one of a kind. */
     std::vector<json> until(const std::string& change,
                             const std::string& component)
     {
@@ -75,7 +75,7 @@ class Lines
     Process watcher;
 };
 
-/** A watcher that may not read the data cache. */
+/** A watch that cannot read the data cache. */
 const std::vector<std::string> watchingTheBus{
     "env", "HEALTHINTF_RUNTIME_DIR=/nonexistent", HEALTHCTL, "watch"};
 
@@ -112,7 +112,8 @@ TEST_F(HealthctlWatch, WritesALineForEachChange)
 
 TEST_F(HealthctlWatch, BeginsWithTheBeginningThoughMuchChangesMeanwhile)
 {
-    // Without a data cache it asks all on the bus, and waits for this one.
+    // Without a data cache, watch asks every process on the bus, and waits for
+    // this stopped one.
     Component silent(root + "/silent", 2);
     silent.process.signal(SIGSTOP);
     Lines lines(watchingTheBus);
@@ -175,7 +176,7 @@ TEST_F(HealthctlWatch, KeepsWhatAStoppedDaemonHoldsWithoutADataCache)
             }
         }
     };
-    // A node that goes has all asked.
+    // When a node disappears, watch asks every process again.
     const auto haveAllAsked = [&] {
         Component other(root + "/other", 2);
         other.end();
@@ -185,7 +186,7 @@ TEST_F(HealthctlWatch, KeepsWhatAStoppedDaemonHoldsWithoutADataCache)
     EXPECT_THAT(hearOfProcess("process-silent")["process"],
                 HasSubstr(std::to_string(stopped.process.pid())));
 
-    // It is heard again without another change.
+    // The process continues, and its answer makes watch report it again.
     stopped.process.signal(SIGCONT);
     hearOfProcess("process-silent-ended");
 
@@ -227,7 +228,7 @@ TEST_F(HealthctlWatch, DrawsWhatIsHeardWhileItWaitsForAnswers)
 {
     Component silent(root + "/silent", 2);
     client.waitForHealth(root + "/silent", 2);
-    // The test does not answer while it waits.
+    // This client's connection does not answer while the test waits.
     sd_bus_close(client.get());
     Process watcher({WATCH_ON_TERMINAL, "env",
                      "HEALTHINTF_RUNTIME_DIR=/nonexistent", HEALTHCTL, "watch",
@@ -242,7 +243,8 @@ TEST_F(HealthctlWatch, DrawsWhatIsHeardWhileItWaitsForAnswers)
     };
     hearUntil("silent");
     silent.process.signal(SIGSTOP);
-    // The end of this one has all asked, and the silent one waited for.
+    // The end of this daemon makes watch ask every process and wait for the
+    // stopped one.
     Component other(root + "/other", 2);
     other.end();
     for (const std::string sensor : {"/sensors/a", "/sensors/b", "/sensors/c"})
@@ -261,7 +263,8 @@ TEST_F(HealthctlWatch, KeepsWhatIsHeardWhileItReadsTheBus)
     Lines lines(watchingTheBus);
     lines.next();
     silent.process.signal(SIGSTOP);
-    // The end of this one has all asked, and the silent one waited for.
+    // The end of this daemon makes watch ask every process and wait for the
+    // stopped one.
     Component other(root + "/other", 2);
     other.end();
     client.catchUp();
@@ -288,7 +291,7 @@ TEST_F(HealthctlWatch, KeepsNoMoreThanItMayOfWhatIsHeardMeanwhile)
     }
     Component silent(root + "/silent", 2);
     client.waitForHealth(root + "/silent", 2);
-    // Its lines about these faults are long.
+    // grep drops the long lines about these faults.
     Lines lines({"env", "HEALTHINTF_RUNTIME_DIR=/nonexistent", "bash", "-c",
                  R"(exec "$0" watch > >(grep --line-buffered -v Made.Up))",
                  HEALTHCTL});
@@ -489,7 +492,7 @@ TEST_F(HealthctlWatch, DrawsTheTreeAnewOnATerminal)
     daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
     hearUntil("/com/vexa/olvar/health  warning");
 
-    // At three lines there is no room for the tree.
+    // Three lines leave no room for the tree.
     watcher.tell("size 60 3");
     hearUntil("more lines");
     watcher.tell("keys q");

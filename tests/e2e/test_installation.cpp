@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file What a user gets who installs the project: libraries, headers,
- *  programs, and the daemon of the README. */
+/** @file The installed project: libraries, headers, programs, and the README's
+ *  daemon. */
 
 #include "bus_client.hpp"
 #include "documents.hpp"
@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 
 const std::string root = "/com/vexa/olvar/health";
 
-/** Lines of a text that match. */
+/** The lines of a text that match a pattern. */
 std::vector<std::string> matching(const std::string& text,
                                   const std::string& pattern)
 {
@@ -143,7 +143,7 @@ TEST(Installed, HeadersForCNeedNothingElse)
                   "-fsyntax-only", "-I" + include.string(), source}));
 }
 
-/** Runs a daemon of the README, with a health manager. */
+/** Runs the README's daemon beside healthmgr and expects its fault. */
 void expectFaultOfDaemon(const std::string& program)
 {
     const PrivateBus bus;

@@ -27,7 +27,7 @@ constexpr unsigned int sensorSpecific = 0x6F;
 constexpr unsigned int lastEventType = 0x0C;
 constexpr unsigned int lastSensorType = 0x2C;
 
-/** What ipmitool says of a record. */
+/** ipmitool's description of a record. */
 struct Line
 {
     unsigned long number = 0;
@@ -67,7 +67,8 @@ class Ipmitool : public testing::Test
         setenv("HEALTHINTF_EVENT_PATH", SHIPPED_EVENTS, 1);
     }
 
-    /** What ipmitool reads in a file of raw records, a line for each. */
+    /** The lines that ipmitool prints for a file of raw records, one for each.
+     */
     std::vector<Line> read(const std::vector<SensorEvent>& events) const
     {
         std::string raw;
@@ -158,7 +159,7 @@ TEST_F(Ipmitool, ReadsTheLogThatTheLogManagerKeeps)
     }
 }
 
-/** States that the standard has and ipmitool may have no words for. */
+/** States of the standard that ipmitool may not know. */
 bool mayBeUnknownToIpmitool(const SensorEvent& event)
 {
     static const std::set<std::pair<unsigned int, unsigned int>> states{
@@ -168,7 +169,7 @@ bool mayBeUnknownToIpmitool(const SensorEvent& event)
            states.contains({event.sensorType, event.offset});
 }
 
-/** Every state of every event type and sensor type, there or not. */
+/** Every state of every event type and sensor type, defined or not. */
 std::vector<SensorEvent> allStates()
 {
     std::vector<SensorEvent> events;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file What a user gets who makes the project a part of another one. */
+/** @file Another project builds this one as its subproject. */
 
 #include "bus_client.hpp"
 #include "documents.hpp"
@@ -26,7 +26,7 @@ namespace fs = std::filesystem;
 
 const std::string fan = "/com/vexa/olvar/health/chassis/fan7";
 
-/** A project of one program, with ours as its subproject. */
+/** A project with one program and this project as its subproject. */
 class MainProject
 {
   public:
@@ -47,8 +47,8 @@ class MainProject
         fs::create_directory(folder.path() / "subprojects");
         fs::create_directory_symlink(SOURCE_FOLDER,
                                      folder.path() / "subprojects/healthintf");
-        // The compiler's own flags name the standard. Sources that are compiled
-        // together take a fifth of the time.
+        // The compiler's own flags set the C++ standard. A unity build takes a
+        // fifth of the time.
         std::vector<std::string> setup{MESON,
                                        "setup",
                                        build,
@@ -59,9 +59,8 @@ class MainProject
                                        "-Dunity_size=100",
                                        "-Dwerror=true",
                                        "-Dwarning_level=3"};
-        // The flags stand in the compiler's command, because options that a
-        // test gives take the place of CXXFLAGS. Who writes in C need not know
-        // of flags for C++.
+        // The flags are part of the compiler's command, because a test's
+        // options replace CXXFLAGS. A C project need not set C++ flags.
         std::string compiler = "CXX=" COMPILER " " STANDARD;
         if (language == "cpp")
         {
@@ -72,13 +71,13 @@ class MainProject
         configured = outputOf(setup, {compiler, "CC=" C_COMPILER});
     }
 
-    /** What the build system said. */
+    /** The output of the configuration. */
     const std::string& configuration() const
     {
         return configured;
     }
 
-    /** What is built. */
+    /** The targets of the build. */
     std::vector<std::string> targets() const
     {
         std::vector<std::string> names;
@@ -90,7 +89,7 @@ class MainProject
         return names;
     }
 
-    /** What would be installed, and where. */
+    /** The files that would be installed, and their destinations. */
     std::string installed() const
     {
         return outputOf({MESON, "introspect", "--installed", build});
@@ -114,7 +113,7 @@ class MainProject
              "HEALTHINTF_REGISTRY_PATH=" SOURCE_FOLDER "/data/registries"});
     }
 
-    /** The libraries that ours needs. */
+    /** The libraries that libhealthintf needs. */
     std::string needed() const
     {
         return outputOf(
@@ -185,11 +184,11 @@ TEST(Subproject, TakesThePlatformOfAnotherPackage)
     EXPECT_EQ(client.health(owner, fan), 2u);
 }
 
-/** Builds the skeleton of a platform as its team would, and lets the package be
- *  found that it makes. */
+/** Builds the platform skeleton as a platform team would, and puts its package
+ *  on the search path. */
 void buildSkeleton(const TemporaryFolder& folder)
 {
-    // Where there is no sdbusplus, the stand-in's package.
+    // Without an installed sdbusplus, use the stand-in's package.
     folder.write("sdbusplus-lite.pc",
                  "Name: sdbusplus-lite\nDescription: The stand-in\n"
                  "Version: 1\nCflags: -I" SOURCE_FOLDER

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The units, users and folders that the project brings for systemd, as
- *  systemd's own tools see them. */
+/** @file The installed units, users and folders, checked by systemd's tools. */
 
 #include "file_content.hpp"
 #include "installation.hpp"
@@ -50,7 +49,7 @@ TEST_P(InstalledUnit, ExposesLittle)
 
 TEST_P(InstalledUnit, IsUnderstoodBySystemd)
 {
-    // The program is looked for, and lies in the test's folder.
+    // systemd looks for the program, which lies in the test's folder.
     std::string text = contentOf(unit());
     const std::string program = LIBEXEC_FOLDER "/healthintf/" + GetParam();
     const std::size_t place = text.find("ExecStart=" + program + "\n");
@@ -147,7 +146,7 @@ TEST(InstalledForSystemd, ActivationFilesNameTheUnits)
     }
 }
 
-/** Users and folders as systemd makes them, in a root of their own. */
+/** Users and folders that systemd creates below a root folder of the test. */
 class InstalledFolders : public testing::Test
 {
   protected:
@@ -174,7 +173,7 @@ class InstalledFolders : public testing::Test
                   installation().at(TMPFILES_FOLDER "/healthintf.conf")});
     }
 
-    /** The number of a user or a group of the root. */
+    /** The id of a user or group of the root folder. */
     std::string numberOf(const std::string& file, const std::string& name) const
     {
         const std::string text = "\n" + contentOf(root / "etc" / file);
@@ -185,7 +184,7 @@ class InstalledFolders : public testing::Test
                    : "no " + name + " in " + file;
     }
 
-    /** Expects the mode of a folder or file, and whose it is. */
+    /** Expects the mode and the owner of a folder or file. */
     void expect(const std::string& path, const std::string& mode,
                 const std::string& owner) const
     {

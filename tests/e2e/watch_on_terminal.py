@@ -1,18 +1,19 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: Apache-2.0
-"""Runs a program on a terminal of its own, as a test tells it to.
+"""Runs a program on a terminal of its own, controlled by a test.
 
     watch_on_terminal.py PROGRAM [ARGUMENT ...]
 
-Writes each line that the terminal gets, without what moves the cursor, and
-obeys on standard input:
+Prints each line that the terminal gets, without cursor movements, and reads
+commands from standard input, one a line:
 
-    size COLUMNS LINES   the terminal's new size
-    keys TEXT            typed on the keyboard
-    enter TEXT           the same, and the key that ends a line
-    signal NAME          sent to the program
+    size COLUMNS LINES   sets the terminal's size
+    keys TEXT            types the text
+    enter TEXT           types the text and the Enter key
+    signal NAME          sends the signal to the program
 
-At the end says how the program ended, and whether the terminal is as it was."""
+At the end prints how the program ended, and whether it restored the terminal.
+"""
 
 import fcntl
 import os
@@ -48,8 +49,8 @@ class Terminal:
             for stream in (0, 1, 2):
                 os.dup2(slave, stream)
             os.environ["TERM"] = "xterm"
-            # Whoever runs the tests may ignore them, as a shell does that runs
-            # something in the background.
+            # Tests may run with these signals ignored, as a shell's background
+            # jobs do.
             for number in (signal.SIGHUP, signal.SIGINT, signal.SIGQUIT, signal.SIGTERM):
                 signal.signal(number, signal.SIG_DFL)
             os.execvp(command[0], command)
@@ -58,7 +59,7 @@ class Terminal:
         part = os.read(self.master, 4096)
         self.everything += part
         self.line += part
-        # What is drawn ends with clearing the rest of the screen.
+        # Each drawing ends by clearing the rest of the screen.
         *lines, self.line = re.split(rb"\r\n|\033\[J", self.line)
         for line in lines:
             self.tell(re.sub(rb"\033\[[0-9;?]*[a-zA-Z]", b"", line))
@@ -79,7 +80,7 @@ class Terminal:
             os.kill(self.pid, getattr(signal, "SIG" + arguments[0]))
 
     def restored(self):
-        """What the program gave back, in words."""
+        """Which settings of the terminal the program restored, in words."""
         screens = all(
             self.everything.count(on) == self.everything.count(off) > 0
             and self.everything.index(on) < self.everything.index(off)
@@ -95,7 +96,8 @@ class Terminal:
         )
 
     def run(self):
-        """Goes on until the program has ended and all of it was read."""
+        """Continues until the program has ended and all its output was read.
+        """
         child = os.pidfd_open(self.pid)
         sources = [self.master, child, sys.stdin.buffer.raw]
         while True:
