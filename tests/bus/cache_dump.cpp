@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Prints the data cache as one JSON object: a process opens one data
- *  cache in its life, so tests that see several read them through this.
+/** @file Prints the data cache as one JSON object. A process opens one data
+ *  cache in its life, so tests that look into several run this program.
  *
- *  Arguments are prefixes of the paths of the log's entries; without any, all
- *  are shown. */
+ *  The arguments are prefixes of the paths of log entries; without arguments,
+ *  prints all log entries. */
 
 #include <platform/data_abstraction/fault_entry.hpp>
 #include <platform/data_abstraction/health_status.hpp>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file What the data cache of the running test holds. */
+/** @file Reads the data cache of the running test. */
 
 #include "process.hpp"
 
@@ -25,7 +25,8 @@ struct RecordedFault
     bool hidden;
 };
 
-/** @param[in] selPrefixes which of the log's entries; empty for all */
+/** @param[in] selPrefixes path prefixes of the wanted log entries; empty for
+ *             all */
 inline nlohmann::json
 dumpedCache(const std::vector<std::string>& selPrefixes = {})
 {
@@ -47,7 +48,7 @@ recordedEvents(const std::vector<std::string>& prefixes = {})
     return ids;
 }
 
-/** The health that a key's record holds, if there is one. */
+/** The health in a key's record, if there is a record. */
 inline std::optional<uint32_t> recordedHealth(const std::string& key)
 {
     const auto cache = dumpedCache();
@@ -59,7 +60,7 @@ inline std::optional<uint32_t> recordedHealth(const std::string& key)
     return found->get<uint32_t>();
 }
 
-/** The keys that have a health record, in their order. */
+/** The keys that have a health record, in order. */
 inline std::vector<std::string> recordedKeys()
 {
     const auto cache = dumpedCache();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Commands as they arrive on standard input, one a line. */
+/** @file Reads commands from standard input, one a line. */
 
 #include <unistd.h>
 
@@ -14,9 +14,9 @@ namespace healthintf::test
 class CommandLines
 {
   public:
-    /** Reads what has arrived and hands each line to @p obey.
+    /** Reads what has arrived and passes each line to @p obey.
      *
-     *  @return whether there may be more */
+     *  @return false when standard input has ended */
     template <typename Obey>
     bool take(Obey&& obey)
     {

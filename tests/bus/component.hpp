@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A component daemon in the hands of a test. */
+/** @file Runs a component daemon. */
 
 #include "process.hpp"
 
@@ -12,7 +12,7 @@
 namespace healthintf::test
 {
 
-/** A component-daemon with components. */
+/** A running component-daemon. */
 class Component
 {
   public:
@@ -20,7 +20,7 @@ class Component
         process({COMPONENT_DAEMON, loop})
     {}
 
-    /** @param[in] command starts a component-daemon some other way */
+    /** @param[in] command a command that ends up running component-daemon */
     explicit Component(const std::vector<std::string>& command) :
         process(command)
     {}
@@ -56,7 +56,7 @@ class Component
         expect("remove " + key + " " + id + " " + sensor, "0");
     }
 
-    /** Ends the daemon, which deletes everything first. */
+    /** Ends the daemon after it has deleted its components. */
     void end()
     {
         process.endInput();

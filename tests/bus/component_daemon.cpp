@@ -58,7 +58,7 @@ class Daemon
     explicit Daemon(sd_bus* raw) : raw(raw), bus(raw)
     {}
 
-    /** Does what is told in one line and gives the answer. */
+    /** Executes one command and returns the answer. */
     std::string obey(const std::string& line)
     {
         Words words(line);
@@ -154,7 +154,7 @@ class Daemon
         {
             return e.what();
         }
-        // What the bus answers to comes after what it was sent before.
+        // The bus replies after it has delivered all earlier messages.
         sd_bus_call_method(raw, "org.freedesktop.DBus", "/",
                            "org.freedesktop.DBus.Peer", "Ping", nullptr,
                            nullptr, "");
@@ -248,9 +248,9 @@ class Daemon
     std::map<std::string, std::unique_ptr<FaultAndHealth>> components;
 };
 
-/** Obeys what has arrived on standard input.
+/** Executes the commands that have arrived on standard input.
  *
- *  @return whether there may be more */
+ *  @return false when standard input has ended */
 bool obeyInput(healthintf::test::CommandLines& commands, Daemon& daemon)
 {
     return commands.take([&daemon](const std::string& line) {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file A daemon in C for the tests. It uses every function for C, in steps:
- *  prints a step's results as one line, then serves its bus until it is told
- *  by a line on standard input to go on.
+/** @file A daemon in C for the tests. It calls every function for C, in steps:
+ *  it prints a step's results as one line, then serves its bus until it reads a
+ *  line from standard input.
  *
- *  Usage: flat-client KEY WITH WITHOUT: a component key and two messages of
- *  the registry, one with an argument and one without. */
+ *  Usage: flat-client KEY WITH WITHOUT: a component key and two messages of the
+ *  registry, one with an argument and one without. */
 
 #include <healthmgrintf.h>
 
@@ -30,7 +30,7 @@ static void processAll(sd_bus* bus)
     {}
 }
 
-/** Serves the bus until there is a line on standard input. */
+/** Serves the bus until standard input has a line. */
 static void serve(sd_bus* bus)
 {
     char taken = '\0';
@@ -48,7 +48,7 @@ static void serve(sd_bus* bus)
     }
 }
 
-/** Prints the counts of visible and hidden faults. */
+/** Prints the numbers of visible and of hidden faults. */
 static void countAll(void)
 {
     int32_t visible = -1;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A data cache that cannot be read. */
+/** @file Makes the data cache unreadable. */
 
 #include "directories.hpp"
 
@@ -12,7 +12,7 @@
 namespace healthintf::test
 {
 
-/** The data cache's folder out of reach while this lives. */
+/** Hides the data cache's folder until this object goes out of scope. */
 class HiddenCache
 {
   public:
@@ -28,7 +28,7 @@ class HiddenCache
         std::filesystem::rename(aside, folder);
     }
 
-    /** Ends the writing of a file, as the end of a daemon does. */
+    /** Closes a file that was open for writing, as the end of a daemon does. */
     void stir() const
     {
         std::ofstream(aside / "file") << "x";

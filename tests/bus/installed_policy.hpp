@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file The policies that the project installs, on a bus of the test. */
+/** @file The policies that the project installs, on a bus of the test, and
+ *  their callers. */
 
 #include "file_content.hpp"
 #include "private_bus.hpp"
@@ -20,7 +21,7 @@
 namespace healthintf::test
 {
 
-/** What a system bus says before it includes anything. */
+/** The rules of a system bus before its include files. */
 inline const std::string systemRules =
     "<policy context=\"default\"><allow user=\"*\"/><deny own=\"*\"/>"
     "<deny send_type=\"method_call\"/><allow send_type=\"signal\"/>"
@@ -32,8 +33,8 @@ inline const std::string systemRules =
     "<allow send_destination=\"org.freedesktop.DBus\" "
     "send_interface=\"org.freedesktop.DBus\"/></policy>";
 
-// A bus knows only users and groups that the machine has. These are on every
-// one and stand for those that the packages make.
+// A bus knows only users and groups of the machine. These exist on every
+// machine and stand for those that the packages create.
 inline const std::string healthmgrUser = "daemon";
 inline const std::string logmgrUser = "bin";
 inline const std::string hostMonitorsUser = "sys";
@@ -50,8 +51,8 @@ inline void replaceAll(std::string& text, const std::string& what,
     }
 }
 
-/** An installed file as part of a configuration, with whoever runs the test in
- *  the place of root. */
+/** An installed file as a part of a bus configuration, where the user who runs
+ *  the test stands for root. */
 inline std::string installedRules(const std::string& name)
 {
     const std::string file =
@@ -73,14 +74,14 @@ inline std::string installedRules(const std::string& name)
     return rules;
 }
 
-/** Whoever may come to a bus beside root. */
+/** Users of a bus besides root. */
 enum class Caller
 {
-    /** A user without rights. */
+    /** A user without special rights. */
     stranger,
-    /** A user in the group of those who report. */
+    /** A user in the group of reporters. */
     reporter,
-    /** A user in the group of those who operate. */
+    /** A user in the group of operators. */
     operatorUser,
     /** The user that healthmgr runs as. */
     healthmgr,
@@ -90,11 +91,11 @@ enum class Caller
     hostMonitor,
 };
 
-/** A command as another user. */
+/** A command that runs as another user. */
 inline std::vector<std::string> as(Caller caller,
                                    const std::vector<std::string>& command)
 {
-    // User, group and further groups.
+    // User, group and supplementary groups.
     static const std::map<Caller, std::array<std::string, 3>> identities{
         {Caller::stranger, {"nobody", "nogroup", ""}},
         {Caller::reporter, {"nobody", "nogroup", reportersGroup}},
@@ -113,16 +114,16 @@ inline std::vector<std::string> as(Caller caller,
 
 /** Runs busctl as another user.
  *
- *  @throws std::runtime_error with its errors when it fails */
+ *  @throws std::runtime_error with busctl's errors when it fails */
 inline std::string busctlAs(Caller caller, std::vector<std::string> command)
 {
     command.insert(command.begin(), {"busctl", "--system"});
     return outputOf(as(caller, command));
 }
 
-/** Calls the bus for a name.
+/** Requests a bus name as another user.
  *
- *  @throws std::runtime_error with the bus's answer when it refuses */
+ *  @throws std::runtime_error with the bus's error when it refuses */
 inline std::string requestNameAs(Caller caller, const std::string& name)
 {
     return busctlAs(caller,
@@ -130,7 +131,7 @@ inline std::string requestNameAs(Caller caller, const std::string& name)
                      "org.freedesktop.DBus", "RequestName", "su", name, "0"});
 }
 
-/** Lets other users come to a bus. */
+/** Lets other users reach a bus's socket. */
 inline void letOthersIn(const PrivateBus& bus)
 {
     std::filesystem::permissions(bus.folder().path(),
@@ -138,8 +139,8 @@ inline void letOthersIn(const PrivateBus& bus)
                                  std::filesystem::perm_options::add);
 }
 
-/** Makes the folders of the project's tmpfiles.d file in that of a bus, for
- *  users who may come to it. */
+/** Creates the folders of the project's tmpfiles.d file inside a bus's folder,
+ *  accessible to other users. */
 inline void makeSharedFolders(const PrivateBus& bus)
 {
     const std::filesystem::path& folder = bus.folder().path();
@@ -154,9 +155,9 @@ inline void makeSharedFolders(const PrivateBus& bus)
               bus.folder().write("folders.conf", text)});
 }
 
-/** Prepares a bus and the shared folders for other users. Skips the test where
- *  there is no becoming another user, or this one cannot run a program of the
- *  build. */
+/** Prepares a bus and the shared folders for other users. Skips the test if
+ *  this process cannot change its user, or if @p caller cannot run @p program.
+ */
 inline void openToOthers(const PrivateBus& bus, Caller caller,
                          const std::string& program)
 {

@@ -23,14 +23,14 @@ inline constexpr const char* logInterface = "com.vexa.olvar.logmgr.SEL";
 using Bytes = std::vector<uint8_t>;
 using Ids = std::vector<uint16_t>;
 
-/** Makes the record of a sensor's event. */
+/** The record of a sensor's event. */
 inline Bytes recordOf(uint8_t sensorNumber, uint8_t type = 0x02)
 {
     return {0, 0, type, 0xc1,         0xc2, 0xc3, 0xc4, 0x20,
             0, 4, 4,    sensorNumber, 1,    0x57, 0x11, 0x22};
 }
 
-/** An entry as a client reads it, with the identifier of the next one. */
+/** An entry as a client reads it, with the next entry's identifier. */
 struct ReadEntry
 {
     uint16_t id = 0;
@@ -43,7 +43,7 @@ struct ReadEntry
     uint16_t next = 0;
 };
 
-/** A client that adds and reads events and hears signals. */
+/** A client that adds and reads events and receives signals. */
 class LogClient : public BusClient
 {
   public:
@@ -51,7 +51,7 @@ class LogClient : public BusClient
     {
         sd_bus_match_signal(get(), nullptr, nullptr, nullptr, logInterface,
                             nullptr, takeSignal, this);
-        // The wait for a name's owner needs this signal.
+        // The wait for a name's owner depends on this signal.
         sd_bus_match_signal(get(), nullptr, "org.freedesktop.DBus", nullptr,
                             nullptr, "NameOwnerChanged", ignore, nullptr);
     }
@@ -78,12 +78,12 @@ class LogClient : public BusClient
         waitUntil("logmgr", [this] {
             return !ownerOf(logService).empty();
         });
-        // logmgr owns the name before the mirror is complete, and answers after
+        // logmgr owns its name before the mirror is complete, and replies after
         // that.
         call(logService, logPath, "org.freedesktop.DBus.Peer", "Ping", "");
     }
 
-    /** Makes a call that adds a record. */
+    /** Builds the call that adds a record. */
     MessagePtr addition(const Bytes& record) const
     {
         sd_bus_message* message = nullptr;
@@ -110,8 +110,7 @@ class LogClient : public BusClient
         return id;
     }
 
-    /** Sends an addition; the answer appears as "reply" in the list of
-     *  signals. */
+    /** Sends an addition; its reply is appended to heard as "reply". */
     void sendAddition(const Bytes& record)
     {
         sd_bus_call_async(get(), nullptr, addition(record).get(), takeReply,
@@ -126,7 +125,7 @@ class LogClient : public BusClient
         return read;
     }
 
-    /** The identifiers of a page and, at the end, that of the next entry. */
+    /** The identifiers of a page, followed by the next entry's identifier. */
     Ids page(uint16_t first, uint32_t limit) const
     {
         const MessagePtr reply = callLog("ListEntries", "qu", first, limit);
@@ -152,7 +151,7 @@ class LogClient : public BusClient
         return erased;
     }
 
-    /** A property as text. */
+    /** A property's value as text. */
     std::string property(const char* name) const
     {
         const MessagePtr reply =
@@ -168,9 +167,9 @@ class LogClient : public BusClient
         return call(logService, logPath, logInterface, member, types, args...);
     }
 
-    /** Signals of the log and answers, in the order of their arrival. */
+    /** The log's signals and the replies, in order of arrival. */
     std::vector<std::string> heard;
-    /** The bytes of the last event that was announced. */
+    /** The bytes of the last announced event. */
     Bytes announced;
 
   private:

@@ -1,30 +1,31 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file A process that hears notifications, for the tests. It does what it is
- *  told on standard input, one command a line, each answered with one line,
- *  and writes one line for each notification that it hears:
+/** @file A process that receives notifications, for the tests. It executes
+ *  commands from standard input, one a line, answers each with one line, and
+ *  prints one line for each notification:
  *
- *    LABEL THREAD SOURCE|- NAME NEW PREVIOUS
+ *      LABEL THREAD SOURCE|- NAME NEW PREVIOUS
  *
- *  THREAD is "own" when that is where it subscribed, or else "other".
+ *  THREAD is "own" for the thread that subscribed, else "other".
  *
  *  Usage: notification-client sd-event|own-loop|own-connection|threads NAME
  *
- *    subscribe LABEL NAME [ACTION ...]
- *                           ok, null, or taken for a label that is in use
- *    free LABEL             ok
- *    set ATTRIBUTE VALUE [SOURCE]
- *                           the result
- *    count ATTRIBUTE FIRST NUMBER
- *                           sets so many values one after the other: ok
- *    name                   the unique name of the default bus
- *    quit                   ends the process without freeing anything
- *    end of input           ends the process
+ *      subscribe LABEL NAME [ACTION ...]
+ *                             ok, null, or taken for a label that is in use
+ *      free LABEL             ok
+ *      set ATTRIBUTE VALUE [SOURCE]
+ *                             the result
+ *      count ATTRIBUTE FIRST NUMBER
+ *                             sets NUMBER consecutive values: ok
+ *      name                   the unique name of the default bus
+ *      quit                   ends the process without freeing anything
+ *      end of input           ends the process
  *
- *  Each notification of a subscription is answered with its action: nothing,
- *  "throw", or a command of this list.
+ *  At each notification a subscription runs its action: nothing, "throw", or a
+ *  command of this list.
  *
  *  With "threads NAME" a second thread has an event loop and the subscription
- *  "second" to NAME, and says "second ok"; the first one is own-loop. */
+ *  "second" to NAME, and prints "second ok"; the first thread runs as own-loop.
+ */
 
 #include "command_lines.hpp"
 
@@ -201,9 +202,9 @@ std::string obey(const std::string& line)
     return "no command " + command;
 }
 
-/** Obeys what has arrived on standard input.
+/** Executes the commands that have arrived on standard input.
  *
- *  @return whether there may be more */
+ *  @return false when standard input has ended */
 bool obeyInput()
 {
     static healthintf::test::CommandLines commands;
@@ -221,7 +222,7 @@ EventPtr defaultLoop()
     return {event, &sd_event_unref};
 }
 
-/** Runs a loop until a descriptor has something that says that it is over. */
+/** Runs a loop until @p handler, which watches a descriptor, ends it. */
 void runUntil(sd_event* event, int fd, sd_event_io_handler_t handler)
 {
     sd_event_add_io(event, nullptr, fd, EPOLLIN, handler, nullptr);
@@ -238,7 +239,7 @@ int takeInput(sd_event_source* source, int /*fd*/, uint32_t /*events*/,
     return 0;
 }
 
-/** The default connection in the default loop. */
+/** Runs the default connection in the default event loop. */
 void runSdEvent()
 {
     const EventPtr event = defaultLoop();
@@ -249,14 +250,14 @@ void runSdEvent()
     sd_bus_flush_close_unref(bus);
 }
 
-/** A default loop, and no connection of its own. */
+/** Runs a default event loop without a connection of its own. */
 void runOwnConnection()
 {
     const EventPtr event = defaultLoop();
     runUntil(event.get(), STDIN_FILENO, takeInput);
 }
 
-/** The default connection without a default loop. */
+/** Runs the default connection without an event loop. */
 void runOwnLoop()
 {
     sd_bus* bus = nullptr;

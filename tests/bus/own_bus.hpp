@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A connection for the library in the test's own process. */
+/** @file A connection for the library in the test's process. */
 
 #include <sdbusplus/bus.hpp>
 #include <systemd/sd-bus.h>

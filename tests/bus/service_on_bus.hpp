@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A service's parts in the hands of a test. */
+/** @file Runs a service's parts inside a test. */
 
 #include "common/connection.hpp"
 #include "common/event_loop.hpp"
@@ -18,8 +18,8 @@
 namespace healthintf::test
 {
 
-/** A bus with a service's connection to it. As the data cache of a process is
- *  opened once, it is one for all tests of a program. */
+/** A bus with a service's connection. A process opens one data cache in its
+ *  life, so the tests of a program share it. */
 struct ServiceOnBus
 {
     static ServiceOnBus& instance()
@@ -30,7 +30,7 @@ struct ServiceOnBus
 
     /** Runs the loop until @p done.
      *
-     *  @throws std::runtime_error saying that there is no @p what in time */
+     *  @throws std::runtime_error naming @p what, after a timeout */
     void runUntil(const std::string& what, const std::function<bool()>& done)
     {
         const auto deadline = std::chrono::steady_clock::now() + patience;
@@ -47,7 +47,7 @@ struct ServiceOnBus
         }
     }
 
-    /** Runs the loop until the bus has passed on what was sent so far. */
+    /** Runs the loop until the bus has delivered everything sent so far. */
     void catchUp()
     {
         bool passed = false;

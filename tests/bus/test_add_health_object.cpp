@@ -14,7 +14,7 @@ namespace healthintf::test
 namespace
 {
 
-/** Takes requests in the health manager's place. */
+/** Receives requests under healthmgr's name. */
 class FakeManager
 {
   public:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file How the host platform calls logmgr. */
+/** @file The host platform's calls to logmgr. */
 
 #include "child.hpp"
 #include "log_client.hpp"
@@ -57,7 +57,7 @@ TEST_F(AddSel, StartsTheLogManager)
 {
     bus.activate(logService, LOGMGR);
     EXPECT_EQ(store(recordOf(7)), 1u);
-    // Services that the bus started end with the bus.
+    // Services that the bus started end with it.
     bus.kill();
 }
 
@@ -114,7 +114,7 @@ TEST_F(AddSel, ConnectsAgainAfterTheBusWasLost)
     EXPECT_EQ(other.page(0, 0), (Ids{1, 65535}));
 }
 
-/** A log manager that answers as the test tells it. */
+/** A log manager with scripted answers. */
 class FakeLogManager
 {
   public:

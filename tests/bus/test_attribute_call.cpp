@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file What whoever sets an attribute is told when there is no health manager
- *  that sets it. */
+/** @file The result of setting an attribute when healthmgr does not. */
 
 #include "bus_client.hpp"
 #include "config_manager/protocol.hpp"
@@ -27,11 +26,11 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char* service = "com.vexa.olvar.healthmgr";
 
-/** A program that sets attributes when it is told to. */
+/** A program that sets attributes on command. */
 class Setter
 {
   public:
-    /** @return the number that it gets */
+    /** @return the status of the call */
     int set(const std::string& words)
     {
         return std::stoi(process.ask("set " + words));
@@ -45,12 +44,11 @@ class Setter
     Process process{{NOTIFICATION_CLIENT, "own-loop"}};
 };
 
-/** Has the name of the health manager. */
+/** Owns healthmgr's name. */
 class FalseManager
 {
   public:
-    /** @param[in] name the D-Bus error that it answers with; empty when it does
-     *             not answer */
+    /** @param[in] name the D-Bus error of each reply; empty for no reply */
     explicit FalseManager(std::string name = "") : error(std::move(name))
     {
         sd_bus_slot* slot = nullptr;
@@ -61,7 +59,7 @@ class FalseManager
         EXPECT_GE(sd_bus_request_name(client.get(), service, 0), 0);
     }
 
-    /** Waits until it was called. */
+    /** Waits until somebody has called it. */
     void waitForACall()
     {
         client.waitUntil("call", [this] {
@@ -100,7 +98,7 @@ class AttributeCall : public testing::Test
         return manager;
     }
 
-    /** Expects that a call fails when its time is over, and not later. */
+    /** Expects that a call fails after its timeout and no later. */
     void expectTimeout()
     {
         const auto start = Clock::now();

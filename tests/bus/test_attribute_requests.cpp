@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The health manager as the one who sets attributes: what it answers,
- *  what it writes and announces, and what it takes over. */
+/** @file healthmgr sets attributes: what it replies, writes and announces, and
+ *  what it takes over from earlier versions. */
 
 #include "bus_client.hpp"
 #include "component.hpp"
@@ -34,7 +34,7 @@ const std::string error = std::string(interface) + ".Error.";
 class AttributeRequests : public testing::Test
 {
   protected:
-    /** A health manager that is ready. */
+    /** A running healthmgr that is ready. */
     Process manager()
     {
         Process started({HEALTHMGR});
@@ -64,7 +64,7 @@ class AttributeRequests : public testing::Test
                     source.c_str());
     }
 
-    /** The error with which the health manager answers. */
+    /** The error of healthmgr's reply. */
     std::string refusal(const std::string& name, int32_t value = 1,
                         const std::string& source = "") const
     {
@@ -84,13 +84,13 @@ class AttributeRequests : public testing::Test
         return bus.folder().path() / "state/config/attributes.json";
     }
 
-    /** What the file holds. */
+    /** The content of the attribute file. */
     nlohmann::json attributes() const
     {
         return nlohmann::json::parse(contentOf(file())).at("attributes");
     }
 
-    /** Takes down the names of all notifications. */
+    /** Records the names of all notifications. */
     void listen()
     {
         const auto take = [](sd_bus_message* message, void* context,
@@ -248,8 +248,8 @@ TEST_F(AttributeRequests, MayBeMadeByTheNodesOfTheHealthManagerItself)
 {
     const Process running = manager();
     const std::string lcd = "system.embedded.1#lcd.1#";
-    // Its own node of the root answers the change of the one setting by a
-    // change of the other.
+    // The root's node, which is healthmgr's own, reacts to the change of one
+    // setting by changing the other.
     client.waitUntil("root", [this] {
         return hasTheRoot();
     });

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The library and the bare program that it is measured against put the
- *  same messages on the bus. */
+/** @file The library and the benchmark's lower bound, a program of plain
+ *  libsystemd calls, send the same messages. */
 
 #include "direct_connection.hpp"
 #include "private_bus.hpp"
@@ -50,7 +50,7 @@ std::string orEmpty(const char* text)
     return text == nullptr ? std::string() : text;
 }
 
-/** Sees every message that passes over the bus. */
+/** Receives a copy of every message on the bus. */
 class Monitor
 {
   public:
@@ -69,7 +69,7 @@ class Monitor
             nullptr, "asu", 0, 0));
     }
 
-    /** Takes the signals of one program until it has left the bus. */
+    /** Collects the signals of the next program until it leaves the bus. */
     Messages signalsOfTheNextProgram()
     {
         signals.clear();
@@ -151,8 +151,8 @@ void replaceAll(std::string& text, const std::string& from,
     }
 }
 
-/** A run of a program: its messages without what must differ, which are its
- *  process and the time. */
+/** The messages of a program's run, without its process id and the time, which
+ *  must differ. */
 class Capture
 {
   public:
@@ -183,8 +183,8 @@ class Capture
     Messages messages;
 
   private:
-    /** Keeps what the rounds sent: from the first word of a fault to the word
-     *  that the node is well again. */
+    /** Keeps the messages of the rounds: from the first one about a fault to
+     *  the report that the node is well again. */
     void dropSetUpAndEnd()
     {
         const auto first =

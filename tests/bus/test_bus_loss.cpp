@@ -36,12 +36,12 @@ class BusLoss : public testing::Test
 
     /** Ends the bus.
      *
-     *  @return what was logged meanwhile */
+     *  @return the lines logged meanwhile */
     std::string lose()
     {
         testing::internal::CaptureStderr();
         bus->kill();
-        // What is closed says so, and no more.
+        // libsystemd reports the closed connection once and then does nothing.
         for (int did = 1; did >= 0;
              did = sd_bus_process(connection.get(), nullptr))
         {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Who may do what with the health tree, by the policy that the project
- *  installs, under the rules of a system bus, which allows nothing by
- *  itself. */
+/** @file Who may do what with the health tree under the installed policy, on a
+ *  system bus, which by itself allows nothing. */
 
 #include "bus_client.hpp"
 #include "component.hpp"
@@ -50,10 +49,10 @@ const Words setAttribute{"call",
 const Words tellCritical{"emit", "/mine", nodeInterface,  "HealthStatusUpdate",
                          "ssu",  root,    root + "/mine", "4"};
 
-/** The same as BusClient::updates has it. */
+/** The same in the format of BusClient::updates. */
 const std::string criticalUpdate = root + " " + root + "/mine 4";
 
-/** A health manager and a component on a bus with the installed policy. */
+/** healthmgr and a component on a bus with the installed policy. */
 class BusPolicy : public testing::Test
 {
   protected:
@@ -69,7 +68,7 @@ class BusPolicy : public testing::Test
     Component leaf{leafKey, 2};
 };
 
-/** The same with other users. */
+/** The same bus with other users. */
 class BusPolicyOfOthers : public BusPolicy
 {
   protected:
@@ -84,7 +83,7 @@ class BusPolicyOfOthers : public BusPolicy
     }
 };
 
-/** Expects that the bus keeps a user from something. */
+/** Expects that the bus denies a command to a user. */
 void expectDenied(Caller caller, const Words& command)
 {
     EXPECT_THAT(
@@ -207,7 +206,7 @@ TEST_F(BusPolicyOfOthers, KeepsAllButOperatorsFromHidingFaults)
         toOne.insert(toOne.begin() + 1, "--destination=" + leaf.name());
         busctlAs(caller, toOne);
     }
-    // It answers after what it was sent before.
+    // The component replies after it has processed earlier messages.
     EXPECT_EQ(client.health(leaf.name(), leafKey), 4U);
 }
 
@@ -218,7 +217,7 @@ TEST_F(BusPolicyOfOthers, KeepsAllButOperatorsFromSettingAttributes)
     {
         expectDenied(caller, setAttribute);
     }
-    // Whatever the health manager says to it.
+    // What healthmgr replies does not matter here.
     std::string refusal;
     try
     {
@@ -300,9 +299,9 @@ TEST_F(BusPolicyOfOthers, LetsTheHealthManagerAskWhetherADaemonIsThrough)
     }
 }
 
-/** Asks for a node as another user.
+/** Requests a node as another user.
  *
- *  @return the answer when it is an error */
+ *  @return the error of the reply; empty on success */
 std::string requestAs(Caller caller, const std::string& key)
 {
     try
@@ -340,7 +339,7 @@ TEST(BusLimits, LetAUserAskForAQuarterOfTheNodes)
         }
         return key;
     };
-    // Ten times 32 nodes and one time 20: ancestors count.
+    // Ten requests for 32 nodes and one for 20: ancestors count.
     for (int i = 0; i < 10; ++i)
     {
         const std::string name = "n" + std::to_string(i);
@@ -354,7 +353,7 @@ TEST(BusLimits, LetAUserAskForAQuarterOfTheNodes)
                 HasSubstr("has asked for as many nodes as one user may"));
     EXPECT_EQ(requestAs(Caller::reporter, deep("a", 3)), "") << "it is there";
 
-    // Others, and the tree itself, have what they need.
+    // Other users' requests and the tree itself still get nodes.
     EXPECT_EQ(requestAs(Caller::healthmgr, root + "/c"), "");
     Component leaf(root + "/d/e", 3);
     client.waitForHealth(root, 3);
@@ -363,8 +362,8 @@ TEST(BusLimits, LetAUserAskForAQuarterOfTheNodes)
 
 TEST(BusLimits, LetADaemonHoldMoreThanAUsualBusDoes)
 {
-    // On dbus-broker the limit is one of the user; with one connection for each
-    // it is the same number.
+    // dbus-broker limits the rules of a user instead. With one connection for
+    // each user the limit is the same.
     const std::string oneConnection =
         busKind() == BusKind::broker
             ? "<limit name=\"max_connections_per_user\">1</limit>"
@@ -372,7 +371,7 @@ TEST(BusLimits, LetADaemonHoldMoreThanAUsualBusDoes)
     const PrivateBus bus(systemRules + installedRules(manager) +
                          installedRules("healthintf-limits") + oneConnection);
     Component daemon(root, 2);
-    // As in test_match_limit.cpp, here without a client.
+    // As in test_match_limit.cpp, but without a client.
     const int most = busKind() == BusKind::broker ? 4096 - 3 - 1 : 4096 / 3;
     int made = 1;
     while (daemon.init(root + "/c" + std::to_string(made), 2) != "null")

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file What the services' connection does on a bus. */
+/** @file The services' connection on a bus. */
 
 #include "bus_client.hpp"
 #include "common/connection.hpp"
@@ -43,14 +43,14 @@ class ServiceConnection : public testing::Test
         return unique;
     }
 
-    /** Lets the loop do what there is to do now. */
+    /** Processes the loop's pending events. */
     void settle()
     {
         while (sd_event_run(loop.get(), 0) > 0)
         {}
     }
 
-    /** Waits until the bus has passed on what was sent so far. */
+    /** Waits until the bus has delivered everything sent so far. */
     void waitForBus()
     {
         bool passed = false;
@@ -63,7 +63,7 @@ class ServiceConnection : public testing::Test
         }
     }
 
-    /** The failure to open another connection. */
+    /** The error of opening another connection. */
     std::string openingFailure()
     {
         try
@@ -82,7 +82,7 @@ class ServiceConnection : public testing::Test
     std::optional<Connection> connection{std::in_place, loop};
 };
 
-/** A bus that hangs up on whoever connects. */
+/** A bus that closes each new connection. */
 class DyingBus
 {
   public:
@@ -159,7 +159,7 @@ TEST_F(ServiceConnection, GivesNamesUpWithoutWaitingForTheBus)
     connection->requestName(name);
     bus.freeze();
     const auto begin = std::chrono::steady_clock::now();
-    // So many that the time that calls may take would add up to more.
+    // So many calls that their timeouts would add up to more.
     for (int i = 0; i < 5; ++i)
     {
         connection->releaseName(name);

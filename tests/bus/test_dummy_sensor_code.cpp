@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The dummy sensor of a daemon as its clients see it. */
+/** @file A daemon's dummy sensor as clients see it. */
 
 #include "bus_client.hpp"
 #include "child.hpp"
@@ -56,7 +56,7 @@ class Sensor : public DummySensorCode
     }
 };
 
-/** A daemon with a sensor; tells its parent its bus name. */
+/** Runs a daemon with a sensor, which reports its bus name to its parent. */
 int runSensor(const Child::Parent& parent)
 {
     sdbusplus::bus_t bus = openBus();

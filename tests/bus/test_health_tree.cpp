@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The health tree over real processes on a real bus, without a health
- *  manager: every node is a component's. */
+/** @file The health tree of several processes on a real bus without healthmgr:
+ *  every node belongs to a component. */
 
 #include "bus_client.hpp"
 #include "cache_view.hpp"
@@ -138,7 +138,7 @@ TEST_F(HealthTree, ShowsNodesAndEntriesToAClient)
 
 TEST_F(HealthTree, KeepsEntriesOfDifferentProcessesApart)
 {
-    // Each process counts its faults from 0.
+    // Each process numbers its faults from 0.
     Component first(root + "/a", 2);
     Component second(root + "/b", 2);
     first.add(root + "/a", "BAD", "/sensor", 1);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The health manager's service: its name, its object and its life. */
+/** @file The service healthmgr: its name, its object, its start and end. */
 
 #include "address_sanitizer.hpp"
 #include "bus_client.hpp"
@@ -26,7 +26,7 @@ constexpr const char* nodeInterface = "com.vexa.olvar.healthmgr.HealthStatus";
 class Healthmgr : public testing::Test
 {
   protected:
-    /** A manager that is ready. */
+    /** A running healthmgr that is ready. */
     Process manager()
     {
         Process started({HEALTHMGR});
@@ -56,7 +56,7 @@ class Healthmgr : public testing::Test
                     key.c_str());
     }
 
-    /** Says what a node would of its health. */
+    /** Sends the HealthStatusUpdate of a node. */
     void update(const std::string& parent, const std::string& key,
                 uint32_t health) const
     {
@@ -204,7 +204,7 @@ TEST_F(Healthmgr, AnswersNobodyOfTheEndOfWhatIsNoNode)
     client.catchUp();
     client.updates.clear();
     update(root, "no path", 0);
-    // The manager would answer before it takes the request.
+    // healthmgr would react to the update before it processes this.
     request(root + "/a");
     client.catchUp();
     const std::vector<std::string> expected{root + " no path 0",
@@ -260,7 +260,7 @@ TEST_F(Healthmgr, ForgetsWhatASenderMadeUpOfMoreNodesThanFit)
     client.waitForHealth(root, 2);
     {
         const BusClient flood;
-        // Each takes 485 bytes and 128 more of the mebibyte.
+        // Each report counts 485 bytes and 128 more against the limit of 1 MiB.
         constexpr int more = (1 << 20) / (485 + 128) + 50;
         const std::string base = root + "/a/" + std::string(454, 'x');
         for (int i = 0; i < more; ++i)
@@ -354,7 +354,7 @@ TEST_F(Healthmgr, IsStartedByTheRequestForAParent)
     Component daemon(root + "/a/b", 2);
     client.waitForHealth(root, 2);
     EXPECT_EQ(client.health(service, root + "/a"), 2u);
-    // What the bus started ends with the bus.
+    // Services that the bus started end with it.
     bus.kill();
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The plain functions in the hands of a daemon in C, on a real bus and
- *  the host platform. */
+/** @file A daemon in C calls the plain functions on a real bus and the host
+ *  platform. */
 
 #include "bus_client.hpp"
 #include "cache_view.hpp"

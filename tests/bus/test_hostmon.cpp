@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file hostmon with a configuration and a machine that changes, whose /proc
- *  is a folder of the test. */
+/** @file hostmon with a configuration and a changing machine, whose /proc is a
+ *  folder of the test. */
 
 #include "bus_client.hpp"
 #include "cache_view.hpp"
@@ -53,7 +53,7 @@ hysteresis = 5
     /** Sets how much of the machine's memory is available. */
     void memory(int percent) const
     {
-        // Replaced in one step, so that nobody reads half of it.
+        // Replaced in one step, so that hostmon never reads half a file.
         const auto file =
             machine.write("new", "MemTotal: 100 kB\nMemAvailable: " +
                                      std::to_string(percent) + " kB\n");
@@ -324,7 +324,7 @@ TEST_F(HostMonitor, LivesWithAComponentThatTheDataCacheCannotHold)
     EXPECT_THAT(running.errors(), HasSubstr("an object path is too long"));
 }
 
-/** Tests with filesystems that only the test sees. */
+/** Tests with filesystems that are mounted for the test alone. */
 class HostMonitorOfMounts : public HostMonitor
 {
   protected:
@@ -353,7 +353,7 @@ class HostMonitorOfMounts : public HostMonitor
         return mount("tmpfs", place.c_str(), "tmpfs", 0, "size=1m") == 0;
     }
 
-    /** Expects that the only fault is that the filesystem cannot be watched. */
+    /** Expects a single fault: the filesystem cannot be watched. */
     void expectCause(const std::string& cause) const
     {
         const auto faults = recordedFaults();
@@ -459,7 +459,7 @@ class HostMonitorOfAHungMount : public HostMonitorOfMounts
         }
     }
 
-    /** Makes it hang while hostmon reads it. */
+    /** Makes the filesystem hang while hostmon reads it. */
     void hang()
     {
         client.waitForHealth(host + "/filesystem", 2);

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Which users may report on the machine by the installed policy of the
- *  system bus. */
+/** @file Which users may report on the machine under the installed policy. */
 
 #include "bus_client.hpp"
 #include "installed_policy.hpp"
@@ -30,7 +29,7 @@ const std::string memoryKey = root + "/host/memory";
 constexpr const char* manager = "com.vexa.olvar.healthmgr";
 constexpr const char* monitor = "com.vexa.olvar.hostmon";
 
-/** hostmon for a machine that is short of memory. */
+/** The command that runs hostmon on a machine with little free memory. */
 Words hostmonOn(const TemporaryFolder& machine)
 {
     machine.write("proc/meminfo", "MemTotal: 100 kB\nMemAvailable: 15 kB\n");
@@ -55,7 +54,7 @@ TEST(BusWithoutAPolicy, RefusesTheHostMonitor)
     EXPECT_THAT(hostmon.errors(), HasSubstr("Permission denied"));
 }
 
-/** A health manager on a bus with the installed policies. */
+/** healthmgr on a bus with the installed policies. */
 class HostMonitorPolicy : public testing::Test
 {
   protected:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Signals that a daemon handles while the library waits for the bus. */
+/** @file A daemon handles signals while the library waits for the bus. */
 
 #include "own_bus.hpp"
 #include "private_bus.hpp"
@@ -29,8 +29,8 @@ const std::string key = "/com/vexa/olvar/health/a";
 
 volatile std::sig_atomic_t handled = 0;
 
-/** While it lives, a handler takes a signal five thousand times a second, and
- *  calls that it interrupts are not begun again. */
+/** Until it goes out of scope, a timer sends 5,000 signals a second, whose
+ *  handler interrupts system calls without SA_RESTART. */
 class Signals
 {
   public:
@@ -66,7 +66,7 @@ class Signals
     {};
 };
 
-/** Repeats a call until enough signals came in its way, or it failed. */
+/** Repeats a call until enough signals have interrupted it, or it fails. */
 template <typename Call>
 bool holds(Call&& call)
 {
@@ -85,7 +85,7 @@ bool holds(Call&& call)
 class InterruptedCalls : public testing::Test
 {
   protected:
-    // One for all: a thread has one default connection in its life.
+    // Shared by all tests: a thread has one default connection in its life.
     static const PrivateBus& privateBus()
     {
         static const PrivateBus bus;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Events that logmgr has acknowledged survive crashes of logmgr. */
+/** @file Events that logmgr has acknowledged survive its crashes. */
 
 #include "cache_view.hpp"
 #include "log_client.hpp"
@@ -25,7 +25,7 @@ namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-/** Waits for a condition that no event announces. */
+/** Polls for a condition that no event announces. */
 void waitFor(const std::function<bool()>& done)
 {
     const auto deadline = std::chrono::steady_clock::now() + patience;
@@ -43,7 +43,7 @@ class LogDurability : public testing::Test
         return bus.folder().path() / "state" / "sel" / "data.mdb";
     }
 
-    /** A second logmgr that waits for the first. */
+    /** A second logmgr, which waits for the first one's lock. */
     Process waiting() const
     {
         Process second({LOGMGR});
@@ -194,7 +194,7 @@ TEST_F(LogDurability, LosesNothingWhenItIsStartedWithoutStandardStreams)
         {"sh", "-c", "exec " + std::string(LOGMGR) + " <&- >&- 2>&-"});
     client.waitUntilReady();
     client.add(recordOf(1));
-    // It logs a line about that.
+    // logmgr logs this, although its standard error is closed.
     fs::remove_all(bus.folder().path() / "run");
     waitFor([] {
         return !recordedEvents().empty();
@@ -234,7 +234,7 @@ TEST_F(LogDurability, KeepsWhatItAcknowledgesAfterItsFileWasRemoved)
 
 TEST_F(LogDurability, RefusesWhatALimitOfFileSizesDoesNotAllow)
 {
-    // In blocks of 512 bytes: a new log asks for more.
+    // In blocks of 512 bytes: less than a new log's file needs.
     Process limited({"/bin/sh", "-c", "ulimit -f 128; exec \"$0\"", LOGMGR});
     client.waitUntilReady();
     EXPECT_THROW(

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file logmgr while many connections ask for lists without end. */
+/** @file logmgr while many connections request lists without pause. */
 
 #include "address_sanitizer.hpp"
 #include "log_client.hpp"
@@ -30,7 +30,7 @@ using std::chrono::steady_clock;
 constexpr const char* limitsExceeded =
     "org.freedesktop.DBus.Error.LimitsExceeded";
 
-/** A connection that asks for lists and counts the answers. */
+/** A connection that requests lists and counts the replies. */
 class Asker
 {
   public:
@@ -54,8 +54,8 @@ class Asker
         ++asked;
     }
 
-    /** Adds a record; @p listsBeforeAddition is how many lists were answered
-     *  before. */
+    /** Adds a record; listsBeforeAddition counts the lists that arrive before
+     *  its reply. */
     void add(const MessagePtr& addition)
     {
         sd_bus_call_async(bus.get(), nullptr, addition.get(), takeAddition,
@@ -69,7 +69,7 @@ class Asker
         {}
     }
 
-    /** Processes answers until there is one for each call. */
+    /** Processes replies until every call has one. */
     void readAll() const
     {
         const auto end = steady_clock::now() + patience;
@@ -91,7 +91,7 @@ class Asker
     std::size_t asked = 0;
     std::size_t lists = 0;
     std::size_t listsBeforeAddition = 0;
-    /** By name. */
+    /** The number of error replies by error name. */
     std::map<std::string, std::size_t> errors;
 
     std::size_t answers() const
@@ -131,7 +131,8 @@ class Asker
     std::unique_ptr<sd_bus, Unref> bus;
 };
 
-/** Many connections of one thread that ask as fast as the bus allows. */
+/** Many connections of one thread that request lists as fast as the bus allows.
+ */
 class Flood
 {
   public:
@@ -185,8 +186,7 @@ class Flood
     std::thread thread;
 };
 
-/** Puts temporary folders into memory, so that the test does not measure how
- *  long a disk takes to sync. */
+/** Puts temporary folders into memory: the test must not measure the disk. */
 struct FoldersInMemory
 {
     FoldersInMemory()

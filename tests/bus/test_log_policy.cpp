@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Who may do what with the System Event Log, by the policy that the
- *  project installs. */
+/** @file Who may do what with the System Event Log under the installed policy.
+ */
 
 #include "installed_policy.hpp"
 #include "log_client.hpp"
@@ -61,7 +61,7 @@ class LogPolicyOfOthers : public LogPolicy
     }
 };
 
-/** Arguments that add the record of a sensor without a name. */
+/** The arguments of a call that adds the record of an unnamed sensor. */
 const Words addition{"AddSEL", "(ssyy)ay", "",  "",  "0", "0", "16",   "0",
                      "0",      "2",        "0", "0", "0", "0", "0x20", "0",
                      "4",      "4",        "7", "1", "0", "0", "0"};
@@ -95,7 +95,7 @@ TEST_F(LogPolicyOfOthers, LetsEverybodyRead)
     EXPECT_EQ(busctlAs(Caller::stranger, {"get-property", logService, logPath,
                                           logInterface, "Entries"}),
               "u 1\n");
-    // Asks for all properties and for the introspection data.
+    // introspect reads all properties and the introspection data.
     EXPECT_THAT(busctlAs(Caller::stranger,
                          {"introspect", logService, logPath, logInterface}),
                 HasSubstr("\"refuse\""));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file What daemons and services say when their bus goes away. */
+/** @file What daemons and services log when their bus goes away. */
 
 #include "bus_client.hpp"
 #include "cache_view.hpp"
@@ -25,7 +25,7 @@ using testing::HasSubstr;
 
 const std::string root = "/com/vexa/olvar/health";
 
-/** How often a program told that its connection is lost. */
+/** The number of lines about a lost connection that a program logged. */
 std::size_t losses(const Process& program)
 {
     const std::string line = "the connection to the bus is lost";

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file What any process may send on the bus must not end a daemon, in
- *  whatever way it runs its connection. */
+/** @file Malformed messages of any process do not end a daemon, whatever kind
+ *  of event loop it uses. */
 
 #include "bus_client.hpp"
 #include "component.hpp"
@@ -86,7 +86,7 @@ TEST_P(MalformedMessages, DoNotEndADaemon)
     cleared("s", "anything");
     cleared("a{sv}", 0);
 
-    // The good one behind the bad ones is obeyed.
+    // The valid report behind the malformed ones takes effect.
     update("ssu", at, (key + "/child").c_str(), 4u);
     client.waitForHealth(key, 4);
     update("ssu", at, (key + "/child").c_str(), 0u);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The bus allows so many match rules a connection; a component takes
+/** @file The bus limits the match rules of a connection; a component takes
  *  three. */
 
 #include "bus_client.hpp"
@@ -21,9 +21,9 @@ TEST(MatchLimit, FailsTheComponentThatReachesItAndNoOther)
     const PrivateBus bus(openRules + matchRuleLimit(512));
     BusClient client;
     Component daemon(root, 2);
-    // Of rules with the same text dbus-broker counts one for each connection,
-    // so that a component adds one only. Three are those that all share, two
-    // are the client's, and a rule counts once more while it is added.
+    // dbus-broker counts rules with equal text once for each connection, so
+    // each component adds one rule only. Three are common to all components,
+    // two are the client's, and a rule counts twice while it is added.
     const int most = busKind() == BusKind::broker ? 512 - 3 - 2 - 1 : 512 / 3;
     int made = 1;
     const auto key = [](int number) {
@@ -39,13 +39,13 @@ TEST(MatchLimit, FailsTheComponentThatReachesItAndNoOther)
                                    "org.freedesktop.DBus.Error."
                                    "LimitsExceeded"));
 
-    // What was there works on, and nothing of the failed one is there.
+    // Existing components still work, and nothing remains of the failed one.
     daemon.add(key(made - 1), "BAD", "/sensor", 1);
     client.waitForHealth(root, 4);
     const std::string owner = client.ownerOf("org.freedesktop.DBus");
     EXPECT_THROW(client.health(daemon.name(), key(made)), std::runtime_error);
 
-    // One that goes makes room for another.
+    // A deleted component makes room for another.
     daemon.expect("delete " + key(1), "ok");
     EXPECT_NE(daemon.init(key(made), 2), "null");
 }

@@ -19,7 +19,7 @@ namespace
 
 using testing::ElementsAre;
 
-/** A connection that listens, with somebody who sends. */
+/** A connection that listens and another one that sends. */
 class FilteredMessages : public testing::Test
 {
   protected:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Nodes that are made on request and go again. What others see of the
- *  requests is in test_health_manager.cpp and test_bus_policy.cpp. */
+/** @file Nodes that are created on request and removed again.
+ *  test_healthmgr.cpp and test_bus_policy.cpp test the requests themselves. */
 
 #include "bus_client.hpp"
 #include "node_requests.hpp"
@@ -35,7 +35,7 @@ class RequestedNodes : public testing::Test
         return name;
     }
 
-    /** Asks for a node and waits for it. */
+    /** Requests a node and waits until it exists. */
     void request(const BusClient& client, const std::string& key)
     {
         sd_bus_call_method_async(
@@ -48,7 +48,8 @@ class RequestedNodes : public testing::Test
         });
     }
 
-    /** Looks for idle nodes some time after the test began. */
+    /** Searches for idle nodes as if @p later had passed since the test began.
+     */
     void look(NodeSlots::Clock::duration later)
     {
         nodes.releaseIdle(start + later);

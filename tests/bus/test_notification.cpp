@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Attributes and their notifications between processes. */
+/** @file Attributes and their notifications in several processes. */
 
 #include "bus_client.hpp"
 #include "private_bus.hpp"
@@ -34,7 +34,7 @@ constexpr const char* path = "/com/vexa/olvar/notification";
 constexpr const char* interface = "com.vexa.olvar.Notification";
 constexpr const char* member = "Notified";
 
-/** A notification-client. */
+/** A running notification-client. */
 class Client
 {
   public:
@@ -43,7 +43,7 @@ class Client
         process({NOTIFICATION_CLIENT, kind, name})
     {}
 
-    /** Tells the client something and checks its answer. */
+    /** Sends the client a command and checks its answer. */
     void expect(const std::string& command, const std::string& answer)
     {
         EXPECT_EQ(process.ask(command), answer) << command << "\n"
@@ -57,13 +57,13 @@ class Client
                "ok");
     }
 
-    /** Checks the next line that the client writes. */
+    /** Checks the next line of the client. */
     void expectLine(const std::string& line)
     {
         EXPECT_EQ(process.hear(), line) << process.errors();
     }
 
-    /** Ends the client in peace. */
+    /** Lets the client end normally. */
     void end()
     {
         process.endInput();
@@ -73,7 +73,7 @@ class Client
     Process process;
 };
 
-/** What a client writes when it hears of a change. */
+/** The line that a client prints for a notification. */
 std::string heard(const std::string& label, const std::string& attribute,
                   const std::string& values, const std::string& source = "-")
 {
@@ -88,13 +88,13 @@ class Notifications : public testing::Test
         bus.activate(service, HEALTHMGR);
     }
 
-    /** Lets the test itself be the one whom receivers hear. */
+    /** Makes the test the sender that receivers believe. */
     void takeTheNameOfTheHealthManager() const
     {
         ASSERT_GE(sd_bus_request_name(sender.get(), service, 0), 0);
     }
 
-    /** Sends a notification's signal with any record.
+    /** Sends a notification with any record.
      *
      *  @param[in] receiver a unique name; empty for everybody */
     void forge(const std::string& name, const Bytes& record,
@@ -117,7 +117,7 @@ class Notifications : public testing::Test
     BusClient sender;
 };
 
-/** A record with a source offset in its last byte but those of its values. */
+/** A record with this source offset and zeros otherwise. */
 Bytes recordWithOffset(uint8_t offset)
 {
     Bytes record(56);
@@ -125,7 +125,7 @@ Bytes recordWithOffset(uint8_t offset)
     return record;
 }
 
-/** A record of a change without a source, of and to values of one byte. */
+/** The record of a change between two values of one byte, without a source. */
 Bytes recordOf(uint8_t value, uint8_t previous)
 {
     Bytes record = recordWithOffset(0);
@@ -320,7 +320,7 @@ TEST_F(Notifications, AreHeardOfTheHealthManagerAlone)
     for (const char* kind : {"sd-event", "own-loop", "own-connection"})
     {
         Client daemon(kind);
-        // Before there is a health manager.
+        // Subscribes before healthmgr runs.
         daemon.subscribe("one", kind);
         const std::string name = prefix + kind;
         const std::string receiver = daemon.process.ask("name");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Events of the host firmware over a bus, with what any process may send
- *  among them. */
+/** @file Events of the host firmware on a bus, mixed with signals of other
+ *  processes. */
 
 #include "bus_client.hpp"
 #include "own_bus.hpp"
@@ -54,7 +54,7 @@ class PreSelEvents : public testing::Test
                   0);
     }
 
-    /** Announces @p size bytes of a record. */
+    /** Announces a record of @p size bytes. */
     void announce(uint8_t sensorNumber, std::size_t size = 16)
     {
         std::vector<uint8_t> record(16);
@@ -70,7 +70,7 @@ class PreSelEvents : public testing::Test
         ASSERT_GE(sd_bus_send(client.get(), made, nullptr), 0);
     }
 
-    /** Announces a record and works until it was taken. */
+    /** Announces a record and waits until the callback has received it. */
     void announceAndTake(uint8_t sensorNumber)
     {
         announce(sensorNumber);
@@ -83,9 +83,9 @@ class PreSelEvents : public testing::Test
         }
     }
 
-    /** Works until a last event, that of sensor 200, was taken.
+    /** Processes messages until the final event, sensor 200's, has arrived.
      *
-     *  @return the sensor numbers heard before */
+     *  @return the sensor numbers received before it */
     Numbers toldUntilLast()
     {
         announceAndTake(200);
@@ -160,7 +160,7 @@ TEST_F(PreSelEvents, OfOneSensorAreHeardAfterARegistrationForAll)
 TEST_F(PreSelEvents, AreHeardAsBeforeAfterARegistrationThatFails)
 {
     listen(200);
-    // The rule of a connection that is closed is refused.
+    // A closed connection refuses the match rule.
     sdbusplus::bus_t closed = openBus();
     closed.close();
     EXPECT_THROW(object->RegisterForBIOSPreSELEvent(
@@ -174,7 +174,7 @@ TEST_F(PreSelEvents, AreHeardAsBeforeAfterARegistrationThatFails)
     EXPECT_EQ(toldUntilLast(), Numbers{});
 }
 
-/** Two objects on one connection, of which one goes. */
+/** Two objects on one connection; the test destroys one. */
 struct Pair
 {
     uint32_t goes;
@@ -222,7 +222,7 @@ TEST_F(PreSelEvents, ReachACallbackThatRegistersAtEachOfThemOnce)
     const SELAndFault::PreSELCallback again =
         [&](const SELInterface::SELRecord& record) {
             heard.push_back(record.sensorNumber);
-            // An end, in case that there is none otherwise.
+            // Ends the loop if the library would not.
             if (heard.size() < 10)
             {
                 object->RegisterForBIOSPreSELEvent(connection, again, 0);
@@ -230,7 +230,7 @@ TEST_F(PreSelEvents, ReachACallbackThatRegistersAtEachOfThemOnce)
             return 0;
         };
     object->RegisterForBIOSPreSELEvent(connection, again, 0);
-    // One after the other: what is on its way while it registers is not heard.
+    // One at a time: an event that is under way during a registration is lost.
     announceAndTake(5);
     announceAndTake(6);
     EXPECT_EQ(toldUntilLast(), (Numbers{5, 6}));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The bus of the tests, whichever it is. */
+/** @file The message bus of the tests, of either implementation. */
 
 #include "bus_client.hpp"
 #include "private_bus.hpp"
@@ -20,7 +20,7 @@ namespace
 
 constexpr const char* service = "org.example.service";
 
-/** Calls a service that the bus starts, for the error that it answers with. */
+/** Calls a service that the bus starts, and returns the error of the reply. */
 std::string errorOfCall(const BusClient& client)
 {
     try
@@ -43,7 +43,7 @@ class PrivateBusTest : public testing::Test
 TEST_F(PrivateBusTest, StartsAProgramForAName)
 {
     const auto seen = bus.folder().path() / "seen";
-    // It fails without taking the name, so that the call has an answer.
+    // The program fails without taking the name, so that the call gets a reply.
     bus.activate(service, "/bin/sh -c \"touch " + seen.string() + "; exit 1\"");
     const BusClient client;
     EXPECT_NE(errorOfCall(client), "");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /** @file Public Redfish message registries as input. They are not part of the
- *  project; $HEALTHINTF_TEST_REGISTRIES says where they are. */
+ *  project; $HEALTHINTF_TEST_REGISTRIES names their folder. */
 
 #include "cache_view.hpp"
 #include "component.hpp"
@@ -62,7 +62,7 @@ class RealRegistries : public testing::Test
         }
     }
 
-    /** What a message's text must read. */
+    /** The text that a message must have after its arguments are filled in. */
     static std::string expectedText(std::string text, unsigned int arguments)
     {
         for (unsigned int i = arguments; i > 0; --i)

@@ -29,7 +29,8 @@ class AnnouncedRecords : public testing::Test
   protected:
     void TearDown() override
     {
-        // The connection outlives the announcer: no answer may be left.
+        // The announcer must end without outstanding replies: the connection
+        // outlives it.
         announcer.announce({"/last"});
         waitFor(update("/last", 0));
         service.catchUp();
@@ -39,7 +40,7 @@ class AnnouncedRecords : public testing::Test
         }
     }
 
-    /** Writes a record as a node does, without a word on the bus. */
+    /** Writes a record as a node does, but sends nothing on the bus. */
     void record(const std::string& key, uint32_t health)
     {
         datacache_healthstatus_create(key, {{"HealthStatus", health}});
@@ -97,13 +98,13 @@ TEST_F(AnnouncedRecords, AreToldAgainAfterAPauseWhileTheyKeepChanging)
     const auto start = std::chrono::steady_clock::now();
     uint32_t health = 1;
     service.runUntil("four more updates", [&] {
-        // Between any two steps of the announcer.
+        // Changes the record between any two steps of the announcer.
         datacache_healthstatus_set_property(root + "/a", "HealthStatus",
                                             ++health);
         client.catchUp();
         return client.updates.size() >= 5;
     });
-    // 10, 20, 40 and 80 ms.
+    // The pauses: 10, 20, 40 and 80 ms.
     EXPECT_GE(std::chrono::steady_clock::now() - start,
               std::chrono::milliseconds(150));
 }
@@ -146,7 +147,7 @@ TEST_F(AnnouncedRecords, DoNotKeepOthersWaiting)
     announcer.announce({root + "/a"});
     datacache_healthstatus_set_property(root + "/a", "HealthStatus", 2u);
     service.catchUp();
-    // The pause for the first has begun.
+    // The pause for the first record has begun.
     announcer.announce({root + "/b"});
     service.catchUp();
     client.catchUp();

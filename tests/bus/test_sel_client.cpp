@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The client of the System Event Log against a log manager in another
+/** @file The client of the System Event Log, with a log manager in another
  *  process. */
 
 #include "bus_client.hpp"
@@ -29,10 +29,10 @@ using SelClientStub::SELClient;
 const char* const service = "com.vexa.olvar.logmgr";
 const char* const path = "/com/vexa/olvar/logmgr/SEL";
 
-/** How a log manager answers a call. */
+/** A function that replies to a call. */
 using Answer = int (*)(sd_bus_message* call);
 
-/** What a log manager needs to know in its callback. */
+/** The context of the log manager's callback. */
 struct Manager
 {
     Answer answer;
@@ -53,7 +53,8 @@ int take(sd_bus_message* call, void* context, sd_bus_error* /*error*/)
     return manager->answer(call);
 }
 
-/** Tells its parent that it is there, then of each call. */
+/** Runs a log manager that tells its parent when it is ready and about each
+ *  call. */
 int manageLog(Answer answer, const Child::Parent& parent)
 {
     Manager manager{answer, parent};
@@ -77,7 +78,7 @@ int manageLog(Answer answer, const Child::Parent& parent)
 class SelClient : public testing::Test
 {
   protected:
-    /** Starts a log manager. */
+    /** Starts a log manager in a child process. */
     void manage(Answer answer)
     {
         manager =
@@ -87,7 +88,7 @@ class SelClient : public testing::Test
         ASSERT_EQ(manager->hear(), "ready");
     }
 
-    /** Stores a record through a client of its own. */
+    /** Stores a record through a new client. */
     int add(const std::vector<uint8_t>& record)
     {
         sdbusplus::bus_t connection = openBus();
@@ -97,7 +98,7 @@ class SelClient : public testing::Test
     }
 
     PrivateBus bus;
-    /** Before the first line is logged, so that each step is told. */
+    /** Set before the first line is logged, so that every step is logged. */
     const int verbose = setenv("HEALTHINTF_LOG_LEVEL", "7", 1);
     std::unique_ptr<Child> manager;
     uint32_t recordId = 77;
@@ -202,7 +203,7 @@ TEST_F(SelClient, SendsNothingBeforeARecordIsToBeStored)
         {
             all->members.emplace_back(member);
         }
-        // Nobody else answers what is meant for others.
+        // Keeps sd-bus from replying to messages meant for others.
         return 1;
     };
     sd_bus_slot* filter = nullptr;

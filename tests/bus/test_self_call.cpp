@@ -14,8 +14,8 @@ namespace
 class CallToItself : public testing::Test
 {
   protected:
-    /** Lets the service do its work until the bus has passed on what it
-     *  sent, and with it its own call. */
+    /** Runs the service until the bus has delivered what it sent, including its
+     *  call to itself. */
     void work()
     {
         bool passed = false;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Daemons of several users share the folders that the project's
- *  tmpfiles.d file describes. */
+/** @file Daemons of several users share the folders of the project's tmpfiles.d
+ *  file. */
 
 #include "bus_client.hpp"
 #include "component.hpp"
@@ -30,7 +30,7 @@ const std::string root = "/com/vexa/olvar/health";
 const std::string branch = root + "/branch";
 const std::string leafKey = branch + "/leaf";
 
-/** Folders of the test in the place of those of the machine. */
+/** Folders of the test stand for those of the machine. */
 class SharedFolders : public testing::Test
 {
   protected:
@@ -44,7 +44,7 @@ class SharedFolders : public testing::Test
         return bus.folder().path() / name;
     }
 
-    /** Whether a user may do to files what a command does. */
+    /** Whether a command that accesses files succeeds for a user. */
     static bool may(const Words& command)
     {
         Process attempt(command);
@@ -58,14 +58,14 @@ class SharedFolders : public testing::Test
         return done;
     }
 
-    /** Expects that two daemons of different users make one tree. */
+    /** Expects that two daemons of different users form one tree. */
     static void expectOneTree(const Words& first, const Words& second)
     {
         BusClient client;
         Component leaf(first);
         leaf.init(leafKey, 2);
         leaf.add(leafKey, "fault", "/sensor", 1);
-        // It finds its child in the data cache.
+        // It reads its child's record in the data cache.
         Component parent(second);
         parent.init(branch, 2);
         client.waitForHealth(branch, 4);

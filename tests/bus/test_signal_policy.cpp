@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Who may send which signal, by the policies that the project installs,
- *  to all and to the services' names alone. */
+/** @file Who may send which signal under the installed policies, to everybody
+ *  or to one service. */
 
 #include "bus_client.hpp"
 #include "installed_policy.hpp"
@@ -28,7 +28,7 @@ const std::string nodes = std::string(manager) + ".HealthStatus";
 const std::string entries = std::string(manager) + ".FaultEntry";
 const std::string anything = "com.example.Any";
 
-/** By the names that the tests' messages have for them. */
+/** The callers by the names in the tests' messages. */
 const std::map<std::string, Caller> callers{
     {"stranger", Caller::stranger},     {"reporter", Caller::reporter},
     {"operator", Caller::operatorUser}, {"healthmgr", Caller::healthmgr},
@@ -37,7 +37,7 @@ const std::map<std::string, Caller> callers{
 
 using Names = std::set<std::string>;
 
-// The health manager's user is in the group of those who report.
+// healthmgr's user is in the group of reporters.
 const Names reporters{"reporter", "healthmgr"};
 const Names operators{"operator"};
 const Names healthmgr{"healthmgr"};
@@ -51,7 +51,8 @@ struct Signal
     std::string member;
 };
 
-/** Is what the senders of signals take for both services. */
+/** Owns the names of both services, so that it receives what is sent to them.
+ */
 class SignalPolicy : public testing::Test
 {
   protected:
@@ -80,8 +81,8 @@ class SignalPolicy : public testing::Test
                   0);
     }
 
-    /** Sends a signal as each caller, and expects that those alone are heard
-     *  who may. */
+    /** Sends a signal as each caller and expects that only the allowed ones are
+     *  received. */
     void expectSenders(const Signal& signal, const Names& senders)
     {
         heard.clear();
@@ -99,7 +100,7 @@ class SignalPolicy : public testing::Test
                     command.insert(command.begin() + 1, "--destination=" + to);
                 }
                 busctlAs(caller, command);
-                // Reports are for all: the health manager hears them, too.
+                // Reports may only be broadcast, which reaches healthmgr too.
                 if (senders.count(name) != 0 &&
                     (to.empty() || senders != reporters))
                 {
@@ -108,7 +109,7 @@ class SignalPolicy : public testing::Test
             }
         }
         client.catchUp();
-        // The bus tells of the callers' connections, too.
+        // The bus's own signals about callers' connections are none of these.
         std::erase_if(heard, [](const std::string& text) {
             return text.find(" to '") == std::string::npos;
         });

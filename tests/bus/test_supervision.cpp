@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file What a service manager hears of the services. */
+/** @file What services report to a service manager. */
 
 #include "bus_client.hpp"
 #include "notify_socket.hpp"
@@ -27,12 +27,12 @@ namespace healthintf::test
 namespace
 {
 
-/** A service that is started as a service manager does. */
+/** A service that is started as a service manager starts it. */
 struct Service
 {
     std::string name;
     std::vector<std::string> command;
-    /** The name that it owns, if it owns one. */
+    /** Its bus name; empty if it owns none. */
     std::string busName;
 
     friend void PrintTo(const Service& service, std::ostream* out)
@@ -47,7 +47,8 @@ class SupervisedDaemon : public testing::TestWithParam<Service>
     PrivateBus bus;
     NotifySocket manager;
 
-    /** Starts it, with a program's arguments at the end. */
+    /** Starts it with environment settings, followed by a program's arguments.
+     */
     Process start(std::vector<std::string> settings = {})
     {
         std::vector<std::string> command = GetParam().command;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Threads of one process that do all at once what the library offers,
- *  each on a connection of its own: additions by the plain functions, events,
- *  settings, and questions while the data cache is written. */
+/** @file Threads of one process call the whole library at once, each on its own
+ *  connection: additions by the plain functions, events, settings, and queries
+ *  during changes of the data cache. */
 
 #include "cache_view.hpp"
 #include "event_records.hpp"
@@ -37,7 +37,7 @@ using logmgr_interface::SELAndFault;
 const std::string root = "/com/vexa/olvar/health";
 constexpr int writers = 4;
 
-/** How often each thread does its work; a campaign asks for more. */
+/** How often each thread repeats its work; a campaign sets more. */
 int rounds()
 {
     const char* asked = std::getenv("STORM_ROUNDS");
@@ -92,7 +92,7 @@ class ThreadStorm : public testing::Test
         setenv("HEALTHINTF_EVENT_PATH", SHIPPED_REGISTRIES "/../events", 1);
     }
 
-    /** Adds faults and takes them back as a daemon in C does. */
+    /** Adds and removes faults as a daemon in C does. */
     void reportPlainly(const std::string& key)
     {
         const OwnConnection own;
@@ -114,7 +114,7 @@ class ThreadStorm : public testing::Test
         FaultAndHealth_Destuctor(object);
     }
 
-    /** Reports an event and its end. */
+    /** Reports events and their ends. */
     void reportEvents(const std::string& key)
     {
         const OwnConnection own;
@@ -137,7 +137,7 @@ class ThreadStorm : public testing::Test
         }
     }
 
-    /** Asks for all that there is to ask, until told to stop. */
+    /** Runs every query until told to stop. */
     void ask(const std::atomic<bool>& done)
     {
         SELAndFault events;
@@ -216,7 +216,7 @@ TEST_F(ThreadStorm, GivesEachFaultANumberOfItsOwn)
     {
         thread.join();
     }
-    // There are 65,536 numbers; after that they return.
+    // There are 65,536 numbers; then they repeat.
     std::multiset<uint16_t> all;
     for (const auto& numbers : taken)
     {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Several threads of one process, each with a connection, a loop and a
- *  component of its own, while others change settings, hide and ask. Says most
- *  when the thread sanitizer watches. */
+/** @file Several threads of one process have a connection, a loop and a
+ *  component each, while other threads change settings, hide faults and run
+ *  queries. Meant for ThreadSanitizer above all. */
 
 #include "bus_client.hpp"
 #include "private_bus.hpp"
@@ -35,7 +35,7 @@ using health_namespace::FaultEntry;
 
 const std::string root = "/com/vexa/olvar/health";
 
-/** Works on a connection until a descriptor becomes readable. */
+/** Processes a connection's messages until a descriptor becomes readable. */
 using Loop = void (*)(sd_bus* bus, int stop);
 
 void runSdEvent(sd_bus* /*bus*/, int stop)
@@ -127,7 +127,7 @@ class ComponentThread
 
 constexpr int rounds = 40;
 
-/** Lets the LCD's setting hide everything and show it again. */
+/** Hides all faults by the LCD's setting and shows them again. */
 void changeSettings()
 {
     const CfgMgrOrigin origin{"test", nullptr, nullptr};
@@ -139,7 +139,7 @@ void changeSettings()
     }
 }
 
-/** Hides a sensor and shows it again. */
+/** Hides the faults of a sensor by signals and shows them again. */
 void sendSignals()
 {
     sd_bus* bus = nullptr;
@@ -149,7 +149,7 @@ void sendSignals()
         EXPECT_EQ(
             FaultAndHealth::SendHideFaultsSignal(i % 2 == 0, "", "/s1", 0), 0);
     }
-    // What the bus answers to comes after what it was sent before.
+    // The bus replies after it has delivered all earlier messages.
     EXPECT_GE(sd_bus_call_method(bus, "org.freedesktop.DBus", "/",
                                  "org.freedesktop.DBus.Peer", "Ping", nullptr,
                                  nullptr, ""),

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file What a tree keeper does that processes cannot show: those are in
- *  test_tree_recovery.cpp. */
+/** @file Cases of TreeKeeper that cannot be produced with processes; those are
+ *  in test_tree_recovery.cpp. */
 
 #include "bus_client.hpp"
 #include "component.hpp"
@@ -99,7 +99,7 @@ TEST_F(KeptTree, MakesANodeAnewWhoseRecordIsGone)
     for (const std::string& key : {root + "/p", root})
     {
         datacache_healthstatus_remove(key);
-        // What anybody tells wakes the health manager.
+        // A signal of any sender makes healthmgr check its nodes.
         const test::BusClient stranger;
         sd_bus_emit_signal(stranger.get(), "/x",
                            "com.vexa.olvar.healthmgr.HealthStatus",
@@ -172,8 +172,8 @@ class SilentRecords : public KeptTree
                   std::chrono::seconds(1));
     }
 
-    /** Waits until the keeper compares nothing any more, which it does for a
-     *  second after a change. */
+    /** Waits until the keeper has stopped comparing, a second after the last
+     *  change. */
     void waitForRest()
     {
         const auto rested =
@@ -185,8 +185,8 @@ class SilentRecords : public KeptTree
         }
     }
 
-    /** Reports a health of /d/c, and waits until the daemon of /d has told
-     *  that it has the same. */
+    /** Reports a health of /d/c, and waits until the daemon of /d has reported
+     *  the same health itself. */
     void tellAsAnotherHolder(uint32_t health)
     {
         const std::string key = root + "/d/c";
@@ -240,7 +240,7 @@ TEST_F(SilentRecords, CountInADaemonsNodeThatIsBetter)
     });
     waitForRest();
     datacache_healthstatus_set_property(root + "/d/c", "HealthStatus", 4u);
-    // What anybody tells wakes the health manager.
+    // A signal of any sender makes healthmgr check its nodes.
     const test::BusClient stranger;
     sd_bus_emit_signal(
         stranger.get(), "/x", "com.vexa.olvar.healthmgr.HealthStatus",
@@ -316,7 +316,7 @@ TEST_F(SilentRecords, CountForTheirOwnParentAlone)
 
 TEST_F(KeptTree, GetsTheNodeOnceTheBusHasRoomForItsRules)
 {
-    // Whichever of a node's three rules is the first that is refused.
+    // The refused rule may be any of a node's three.
     for (int more = 0; more < 3; ++more)
     {
         sd_bus_add_match(service.connection.get(), nullptr, "type='error'",
@@ -368,7 +368,7 @@ TEST_F(KeptTree, BelievesWhatItIsToldWhileTheDataCacheCannotBeRead)
     });
     {
         const test::HiddenCache hidden;
-        // Whose files are listed anew cannot be read.
+        // The folder's listing has changed and must be read again, which fails.
         hidden.stir();
         leaf.add(root + "/leaf", "HOT", "/sensors/leaf", 1);
         waitForRoot(4);
@@ -412,7 +412,7 @@ TEST_F(KeptTree, HasItsDeadWithdrawnOnceTheDataCacheCanBeReadAgain)
     {
         const test::HiddenCache hidden;
         leaf.process.kill();
-        // The health manager hears of the end of the connection, too.
+        // healthmgr also sees that the connection ended.
         test::BusClient client;
         service.runUntil("end", [&] {
             return client.ownerOf(leaf.name()).empty();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The tree with a health manager: daemons come in any order, and die in
- *  any way. */
+/** @file The tree with healthmgr: daemons start in any order and die in any
+ *  way. */
 
 #include "bus_client.hpp"
 #include "cache_view.hpp"
@@ -38,7 +38,7 @@ class TreeRecovery : public testing::Test
         });
     }
 
-    /** Whether the manager holds the node of a key. */
+    /** Whether healthmgr holds the node of a key. */
     bool managed(const std::string& key)
     {
         try
@@ -60,7 +60,7 @@ class TreeRecovery : public testing::Test
         });
     }
 
-    /** Asks for a node, which this client needs until it ends. */
+    /** Requests a node, which stays while this client runs. */
     void request(const std::string& key)
     {
         client.call(service, "/com/vexa/olvar/healthmgr",
@@ -68,7 +68,7 @@ class TreeRecovery : public testing::Test
                     key.c_str());
     }
 
-    /** Says what a node would. */
+    /** Sends the HealthStatusUpdate of a node. */
     static void tell(const BusClient& sender, const std::string& key,
                      uint32_t health)
     {
@@ -182,7 +182,8 @@ TEST_F(TreeRecovery, DoesNotBelieveWhatTheBusPassesOnOfADeadDaemon)
     Component living(root + "/a", 2);
     client.waitForHealth(root, 2);
     {
-        // What it told comes when its records are gone, or another's.
+        // It has no records, like a daemon that was withdrawn before its
+        // reports arrive.
         const BusClient dead;
         tell(dead, root + "/a", 4);
         tell(dead, root + "/b", 3);
@@ -233,7 +234,7 @@ TEST_F(TreeRecovery, BelievesNoEndOfANodeThatHasARecord)
     startManager();
     Component leaf(root + "/a/b", 3);
     client.waitForHealth(root, 3);
-    // One is held by a daemon, one by the manager.
+    // A daemon holds one of these nodes, healthmgr the other.
     for (const std::string& key : {root + "/a/b", root + "/a"})
     {
         client.updates.clear();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Hiding and showing faults over real processes on a real bus: what the
- *  health tree, the properties and the counts show after each step. */
+/** @file Hiding and showing faults in several processes on a real bus: the
+ *  health tree, the properties and the counts after each step. */
 
 #include "bus_client.hpp"
 #include "cache_view.hpp"
@@ -27,9 +27,9 @@ const std::string disks = root + "/disks";
 const std::string hideErrors = "system.embedded.1#lcd.1#hideerrs";
 const std::string oemFlags = "system.embedded.1#lcd.1#oemLCDFlags";
 
-/** Three daemons that hold the root and two components with two faults each,
- *  a critical one of a common sensor and a warning; and a fourth that holds
- *  nothing and tells the others what to do. */
+/** Three daemons hold the root and two components, each with two faults: a
+ *  critical one of a common sensor, and a warning. A fourth holds nothing and
+ *  sends the requests. */
 class Visibility : public testing::Test
 {
   protected:
@@ -56,12 +56,13 @@ class Visibility : public testing::Test
         sender.expect("set " + attribute + " " + std::to_string(value), "0");
     }
 
-    /** Expects just these faults to be hidden, wherever one looks. */
+    /** Expects that exactly these faults are hidden, on the bus and in the data
+     *  cache. */
     void expectShown(const std::set<std::string>& hidden, uint32_t fanHealth,
                      uint32_t diskHealth)
     {
-        // What the sender sent has been passed on, so a daemon answers after
-        // it has obeyed.
+        // The bus has delivered the requests, and a daemon replies after it has
+        // processed them.
         EXPECT_EQ(client.health(fanDaemon.name(), fans), fanHealth);
         EXPECT_EQ(client.health(diskDaemon.name(), disks), diskHealth);
         client.waitForHealth(root, std::max(fanHealth, diskHealth));
@@ -105,7 +106,7 @@ class Visibility : public testing::Test
                                     "DISK_SLOW"};
 
     PrivateBus bus;
-    /** The daemons tell each step. */
+    /** Makes the daemons log each step. */
     const int verbose = setenv("HEALTHINTF_LOG_LEVEL", "7", 1);
     BusClient client;
     Component rootDaemon{root, 2};
@@ -235,7 +236,7 @@ TEST_F(Visibility, PassesOverTheEchoOfAnOwnChange)
     set(oemFlags, 1);
     expectShown(all, 2, 2);
     set(oemFlags, 0);
-    // The daemons set hideerrs back before they show their faults.
+    // The daemons reset hideerrs before they show their faults.
     client.waitForHealth(fans, 4);
     client.waitForHealth(disks, 4);
     expectShown({}, 4, 4);
