@@ -100,7 +100,7 @@ TEST_F(BusMatch, EndsTheSubscriptionWithTheObject)
 
 TEST_F(BusMatch, LetsAHandlerEndItsOwnSubscription)
 {
-    // Too long to be anywhere but on the heap.
+    // Too long for the short-string buffer, so it is on the heap.
     const std::string text(100, 'x');
     std::string seen;
     std::unique_ptr<sdbusplus::bus::match_t> match;

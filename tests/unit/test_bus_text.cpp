@@ -57,7 +57,7 @@ TEST(BusText, LooksAtNothingBehindTheText)
     }
 }
 
-/** What the second byte of a sequence may be after a first one. */
+/** The second bytes that Unicode allows after a first byte. */
 struct SecondBytes
 {
     int first;

@@ -21,7 +21,7 @@ constexpr const char* path = "/com/example/sensor";
 constexpr const char* interface = "com.vexa.olvar.event_mgr.DummySensorCode";
 constexpr const char* properties = "org.freedesktop.DBus.Properties";
 
-/** A sensor as a daemon implements it. */
+/** A sensor with a daemon's implementation. */
 class Sensor : public DummySensorCode
 {
   public:

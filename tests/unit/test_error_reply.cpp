@@ -13,7 +13,7 @@ namespace healthintf::binding
 namespace
 {
 
-/** An error as an interface declares it for its methods. */
+/** An error that an interface declares for its methods. */
 struct Declared : sdbusplus::exception_t
 {
     const char* name() const noexcept override

@@ -56,7 +56,8 @@ class FaultAddition : public ComponentTest
         return key + "/entry/" + name;
     }
 
-    /** Draws a number and gives it: the next entry has the one after. */
+    /** Draws a fault number and returns it; the next entry gets the following
+     *  one. */
     static uint16_t lastNumber()
     {
         return FaultEntry::GetUniqueFaultNumber();

@@ -41,7 +41,7 @@ class FaultQuery : public testing::Test
         resetPlatform();
     }
 
-    /** Puts a record at a key into the data cache.
+    /** Puts a fault record of a component into the data cache.
      *
      *  @return its path */
     static std::string have(const std::string& key,
@@ -258,7 +258,7 @@ class TopFaults : public FaultQuery
                                   {"Hidden", hidden}});
     }
 
-    /** Puts the records of severity 4, 4, 3, 4 and 2 into the data cache. */
+    /** Puts records of severity 4, 4, 3, 4 and 2 into the data cache. */
     static void haveFive()
     {
         haveFault(4, 50);
@@ -268,7 +268,7 @@ class TopFaults : public FaultQuery
         haveFault(2, 1);
     }
 
-    /** Puts an entry into the result that the query is given. */
+    /** Puts an entry into the list before the query fills it. */
     void addBefore(const std::string& path, uint32_t severity,
                    uint64_t timestamp)
     {
@@ -280,7 +280,7 @@ class TopFaults : public FaultQuery
 
     using Rank = std::pair<uint32_t, uint64_t>;
 
-    /** Severity and timestamp of each entry. */
+    /** The severity and the timestamp of each entry. */
     std::vector<Rank> ranks() const
     {
         std::vector<Rank> all;

@@ -33,8 +33,8 @@ class FaultVisibility : public ComponentTest
         journal().take();
     }
 
-    /** The changes of Hidden since the last take, with each path's message
-     *  in the path's place. */
+    /** The changes of Hidden since the last take, with each fault's message
+     *  instead of its path. */
     static Lines hiddenChanges()
     {
         const std::string call = "datacache_faultentry_set_property ";
@@ -51,7 +51,7 @@ class FaultVisibility : public ComponentTest
         return changes;
     }
 
-    /** How often the node was given a health since the last take. */
+    /** How often the node's health was set since the last take. */
     static std::size_t healthUpdates()
     {
         return journal()

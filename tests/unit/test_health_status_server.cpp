@@ -246,7 +246,7 @@ TEST_F(HealthStatusServer, StandsOnItsConstantsAndItsCluster)
                  "com.vexa.olvar.healthmgr.HealthStatus");
 }
 
-/** Counts the calls that come through the virtual table. */
+/** Counts calls through the virtual table. */
 class Counting : public HealthStatus
 {
   public:

@@ -71,7 +71,7 @@ class FlatFaults : public ComponentTest
         journal().take();
     }
 
-    /** The only fault's property. */
+    /** A property of the only fault. */
     template <typename Value>
     static Value property(const char* name)
     {
@@ -258,7 +258,7 @@ TEST_F(FlatCounts, TouchNeitherPlaceWhenOneIsNull)
     EXPECT_EQ(journal().take(), Lines(3, logged(1, name + "Args null ")));
 }
 
-/** Takes what is written to std::cout. */
+/** Captures what is written to std::cout. */
 class Output
 {
   public:
@@ -283,7 +283,7 @@ class Output
     std::streambuf* usual;
 };
 
-/** A pointer as an ostream writes it. */
+/** A pointer in the format of std::ostream. */
 std::string written(const void* pointer)
 {
     std::ostringstream text;
@@ -291,7 +291,7 @@ std::string written(const void* pointer)
     return text.str();
 }
 
-/** A connection of its own to the bus of the test. */
+/** A private connection to the bus of the test. */
 class Connection
 {
   public:
@@ -320,8 +320,8 @@ class Connection
     const char* id = nullptr;
 };
 
-/** A thread keeps the bus that it was given first. So each test has threads
- *  of its own, one at a time. */
+/** A thread keeps the first connection that it is given. So each test uses new
+ *  threads, one at a time. */
 void inThread(const std::function<void()>& work)
 {
     std::thread(work).join();
@@ -335,7 +335,7 @@ class FlatInitialization : public LibraryTest
         haveHealthRecord(root, 2);
     }
 
-    /** The object of a key; null for none. */
+    /** Creates the component of a key; null on failure. */
     static std::unique_ptr<FaultAndHealth> init(sd_bus* connection,
                                                 const std::string& at = key)
     {
@@ -343,7 +343,8 @@ class FlatInitialization : public LibraryTest
             FaultAndHealth_Initialization(connection, at.c_str()));
     }
 
-    /** Who takes a component of a thread back from the health tree. */
+    /** The connection that withdraws a thread's component from the health tree.
+     */
     std::string speakerOf(std::unique_ptr<FaultAndHealth> object)
     {
         std::string speaker;

@@ -16,7 +16,7 @@ namespace
 
 using namespace healthintf::test;
 
-/** A change record of @p now after @p before, made by @p source. */
+/** A change record of a change from @p before to @p now by @p source. */
 std::vector<uint8_t> change(uint32_t now, uint32_t before,
                             std::string_view source = "")
 {
@@ -77,7 +77,7 @@ TEST_F(CfgHandlers, NeverTakeAChangeWithoutASourceForTheirOwn)
 {
     std::vector<uint8_t> record = change(1, 0);
     EXPECT_FALSE(madeBySelf(record));
-    // Whatever stands where there is none.
+    // The offset 0 means no source, whatever the record begins with.
     std::ranges::copy(std::string_view("HealthManagerInterface"),
                       record.begin());
     EXPECT_FALSE(madeBySelf(record));

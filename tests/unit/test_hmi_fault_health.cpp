@@ -33,7 +33,7 @@ class FaultAndHealthTest : public ComponentTest
         "type='signal',path='/com/vexa/olvar/health',"
         "interface='com.vexa.olvar.healthmgr',member='HideFaultForSensor',";
 
-    /** Adds the faults ONE, TWO and THREE, forgets what that did, and gives
+    /** Adds the faults ONE, TWO and THREE, empties the journal, and returns
      *  their paths in this order. */
     Lines addThree(FaultAndHealth& object)
     {
@@ -54,7 +54,7 @@ class FaultAndHealthTest : public ComponentTest
         return paths;
     }
 
-    /** Whether anything of the library is left on the library's end. */
+    /** Whether the library has left any object on its connection. */
     bool somethingIsLeft()
     {
         const MessagePtr nodes =
@@ -68,7 +68,7 @@ class FaultAndHealthTest : public ComponentTest
                !platform().faultRecords.empty();
     }
 
-    /** Whether the library still listens to any of its three signals. */
+    /** Whether the library still subscribes to any of its three signals. */
     bool somethingListens()
     {
         journal().take();
@@ -87,7 +87,7 @@ TEST_F(FaultAndHealthTest, IsMadeInThisOrder)
     const auto object = make();
     ASSERT_NE(object, nullptr);
     Lines calls = journal().takeCalls();
-    // The node's own calls are the node's to test.
+    // The node's own calls are left out: its own test checks them.
     const auto nodeBegins = std::ranges::find(calls, "healthstatus_cluster");
     const auto nodeEnds =
         std::ranges::find_if(calls, [](const std::string& call) {
@@ -116,7 +116,7 @@ TEST_F(FaultAndHealthTest, LogsItsBeginningInThisOrder)
     ASSERT_NE(object, nullptr);
     Lines lines = journal().takeApart().log;
     const std::string node = "7 271 hmi_health.#.";
-    // The node's own lines are the node's to test.
+    // The node's own lines are left out: its own test checks them.
     const auto nodeBegins = std::ranges::find(
         lines, node + "Init: Initalizing 2 for /com/vexa/olvar/health/a key");
     const auto nodeEnds = std::ranges::find(
@@ -256,7 +256,7 @@ TEST_F(FaultAndHealthTest, LeavesNothingWhenEitherMatchIsRefused)
     {
         GTEST_SKIP() << "this sdbusplus adds matches unseen";
     }
-    // The node's match comes first.
+    // The node's match is added first.
     for (const unsigned before : {1u, 2u})
     {
         journal().answer("sd_bus_add_match", -ENOBUFS, before);
@@ -569,8 +569,7 @@ TEST_F(FaultAndHealthTest, IsDestroyedStepByStepWhateverFails)
     EXPECT_FALSE(somethingListens());
 }
 
-/** Two components of one key in this process, each on a connection of its
- *  own. */
+/** Two components with one key in this process, each on its own connection. */
 class SecondComponent : public ComponentTest
 {
   protected:

@@ -11,8 +11,8 @@
 #include <memory>
 #include <stdexcept>
 
-/** The platform of these tests has what a platform may have; that of the others
- *  does without. */
+/** An optional function of the platform contract, which only this test's
+ *  platform has. */
 long datacache_healthstatus_exists(const std::string& path, bool& exists)
 {
     using namespace healthintf::test;

@@ -65,7 +65,7 @@ Lines join(std::initializer_list<Lines> parts)
     return all;
 }
 
-/** How every report of an event to a component begins. */
+/** The first log lines of every report of an event to a component. */
 const Lines begun{
     sel8 + find + " Entry : ", sel7 + "CSSDInfoFetcher: Constructor called",
     "IPMI_SELCSSDSELAttach"};

@@ -40,7 +40,7 @@ struct Object
     std::string taken;
 };
 
-/** One whose method throws. */
+/** An object whose method throws. */
 struct Throwing : Object
 {
     int32_t take(uint32_t number, std::string /*word*/) override

@@ -64,7 +64,7 @@ class MirrorTest : public LibraryTest
   protected:
     using Map = Mirror<FakeCache>::PropertyMap;
 
-    /** Publishes and forgets the calls that it took. */
+    /** Publishes the object and forgets the calls for that. */
     void publish(const Map& properties = {})
     {
         mirror.publish(properties,

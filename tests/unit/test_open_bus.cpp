@@ -15,7 +15,7 @@ using namespace healthintf::test;
 class OpenBus : public LibraryTest
 {
   protected:
-    /** Why a connection is refused. */
+    /** The reason why a connection is refused. */
     static std::string refusal(sdbusplus::bus_t& refused)
     {
         try

@@ -63,12 +63,13 @@ namespace
 
 using namespace healthintf::test;
 
-/** Callables of a node's owner that end or replace what calls them. Each looks
- *  at what it has captured afterwards, for the address sanitizer. */
+/** Callbacks of a node's owner that destroy or replace the object that calls
+ *  them. Each then reads a captured variable, so that AddressSanitizer notices
+ *  if the callback itself was destroyed. */
 class OwnersCallable : public HealthNodeTest
 {
   protected:
-    /** The ways to a calculation. */
+    /** Makes the node calculate its health in one of several ways. */
     void calculate(int way)
     {
         HealthStatus& called = *node;

@@ -22,7 +22,7 @@ const std::string read16 = sel7 + handler + ": Read 16 size array of uint8_t";
 class PreSelEvents : public SelTest
 {
   protected:
-    /** Registers a callback that keeps the sensor numbers that it is told. */
+    /** Registers a callback that records the sensor numbers of events. */
     int listen(uint32_t sensorNumber)
     {
         return object->RegisterForBIOSPreSELEvent(
@@ -34,7 +34,7 @@ class PreSelEvents : public SelTest
             sensorNumber);
     }
 
-    /** Announces a record as the log manager does. */
+    /** Announces a record as logmgr does. */
     void announce(const Bytes& record, const std::string& path)
     {
         MessagePtr message;
@@ -267,7 +267,8 @@ TEST_F(PreSelEvents, SurviveACallbackThatThrows)
 
 TEST_F(PreSelEvents, LetTheCallbackRegisterAnotherOne)
 {
-    // Long enough to live on the heap with the callback.
+    // Too long for the short-string buffer, so it is on the heap with the
+    // callback.
     const std::string kept(100, 'x');
     std::string seen;
     object->RegisterForBIOSPreSELEvent(
@@ -291,7 +292,7 @@ TEST_F(PreSelEvents, ReachACallbackThatRegistersAtEachOfThemOnce)
 {
     const SELAndFault::PreSELCallback again = [&](const SELRecord& record) {
         heard.push_back(record.sensorNumber);
-        // An end, in case that there is none otherwise.
+        // Ends the loop if the library would not.
         if (heard.size() < 10)
         {
             object->RegisterForBIOSPreSELEvent(bus, again, 0);

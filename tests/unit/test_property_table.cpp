@@ -67,7 +67,7 @@ struct Object
         }
     };
 
-    /** The one that D-Bus clients can write. */
+    /** A property that D-Bus clients can write. */
     struct Level : Number
     {
         static constexpr const char* name = "Level";

@@ -91,7 +91,7 @@ TEST_F(HoldersOfARecord, DoNotHoldWhatCouldNotBeMade)
     EXPECT_EQ(recorded(), 2U);
 }
 
-/** Ends a child that waits for good. */
+/** The alarm that ends a child that would wait for ever, in seconds. */
 constexpr unsigned longestChild = 10;
 
 TEST_F(HoldersOfARecord, AreFreeInAChildOfAProcessThatChangesOne)

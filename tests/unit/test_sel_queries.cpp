@@ -31,7 +31,8 @@ class SelQueries : public SelTest
             .record = {9, 8, 7}};
     }
 
-    /** What a query by identifier gives of an entry that says 77 before. */
+    /** The status of a query by identifier, and the entry's record identifier
+     *  afterwards; it is 77 before. */
     std::pair<int, uint16_t> queryById(uint16_t recordId)
     {
         SELEntry_gen entry(SELEntryProperties{.recordId = 77, .sensor = {}});
@@ -102,7 +103,7 @@ TEST_F(SelQueries, SucceedWhereNoEntryHasEverBeen)
 TEST_F(SelQueries, FailWithTheDataCache)
 {
     std::map<std::string, SELEntry_gen> entries;
-    // Wider than the status, where that makes a difference.
+    // Wider than int where long is.
     constexpr long failure = std::numeric_limits<long>::min();
     journal().answer("SELEntry.get_map_by_path_prefixes", failure);
     EXPECT_EQ(object.GetSELDatacacheEntries(entries), 5);

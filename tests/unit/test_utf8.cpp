@@ -44,7 +44,7 @@ TEST(Utf8, IsTakenApartIntoCharacters)
               (std::vector<uint32_t>{'a', 0xE4, 0x20AC, 0x1F600, 0xFFFD}));
 }
 
-/** How many bytes the first character has; 0 when it is not valid. */
+/** The length of the first character in bytes; 0 if it is not valid. */
 std::size_t validBytes(std::string_view text)
 {
     const Character first = firstCharacter(text);

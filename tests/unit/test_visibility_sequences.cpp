@@ -19,13 +19,13 @@ namespace
 
 using namespace healthintf::test;
 
-/** One component and its model, which are told the same. */
+/** One component and its model, which get the same calls. */
 class VisibilitySequence : public ComponentTest
 {
   protected:
-    /** Does something at random to both.
+    /** Makes a random call to both.
      *
-     *  @return what it was, with what both gave back */
+     *  @return the call, with both results */
     std::string step()
     {
         static constexpr std::array operations{
@@ -51,7 +51,7 @@ class VisibilitySequence : public ComponentTest
             &VisibilitySequence::waitASecond,
             &VisibilitySequence::removeAllFaults,
         };
-        // The last, which ends what has built up, comes less often.
+        // Removing all faults resets the state, so it is rarer.
         if (any(20) == 0)
         {
             return (this->*operations.back())();
@@ -109,7 +109,7 @@ class VisibilitySequence : public ComponentTest
         return what;
     }
 
-    /** For what gives nothing back. */
+    /** For calls without a result. */
     std::string both(const std::string& what)
     {
         return both(what, 0, 0);
@@ -327,8 +327,8 @@ class VisibilitySequence : public ComponentTest
     uint32_t wanted = 0;
 };
 
-/** The first seed: another in each run, or that of $VISIBILITY_SEED to run a
- *  failed one again. */
+/** The first seed: random, or the value of $VISIBILITY_SEED to repeat a failed
+ *  run. */
 uint32_t firstSeed()
 {
     const char* given = std::getenv("VISIBILITY_SEED");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file What abi/ says of the libraries. */
+/** @file Reads the files in abi/. */
 
 #include "file_content.hpp"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file The libraries export what abi/ announces, under the same nodes of
- * their version scripts. */
+/** @file The libraries export exactly the symbols that abi/ lists, under the
+ *  same version nodes. */
 
 #include "announced.hpp"
 #include "process.hpp"
@@ -31,8 +31,8 @@ void replaceAll(std::string& text, std::string_view old, std::string_view by)
     }
 }
 
-/** A symbol as a declaration. sdbusplus' classes have one name each: that for
- *  the linker is another in each of its versions. */
+/** A symbol as a C++ declaration, with the same names of sdbusplus's classes
+ *  for each of its versions. */
 std::string readable(const std::string& symbol)
 {
     const std::size_t end = std::min(symbol.find('@'), symbol.size());
@@ -55,8 +55,8 @@ std::vector<std::string> readable(std::vector<std::string> symbols)
     return symbols;
 }
 
-/** Without inline functions, of which the compiler decides, and without the
- *  nodes themselves. */
+/** The exported symbols, without inline functions, which depend on the
+ *  compiler, and without the version nodes themselves. */
 std::vector<std::string> exported(const std::string& library)
 {
     std::vector<std::string> symbols;

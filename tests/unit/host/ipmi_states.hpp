@@ -2,7 +2,7 @@
 #pragma once
 
 /** @file The event/reading types and sensor types of IPMI 2.0 with their
- *  offsets, in key words of our own. */
+ *  offsets, each described by key words of our own. */
 
 #include <string>
 #include <vector>
@@ -25,8 +25,8 @@ struct IpmiState
 {
     unsigned int offset;
     Fault fault;
-    /** Words that the descriptions of assertion and deassertion must
-     *  contain. */
+    /** The descriptions of assertion and deassertion must contain these words.
+     */
     std::vector<std::string> words;
 };
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Segments of which a test changes any byte. */
+/** @file Segments in which a test changes single bytes. */
 
 #include "data_cache/living_owner.hpp"
 #include "data_cache/segment.hpp"
@@ -21,7 +21,7 @@
 namespace healthintf::test
 {
 
-/** The bytes of a segment that was written in a folder. */
+/** The bytes of a segment that @p write has filled. */
 inline std::string
 segmentBytes(const std::filesystem::path& folder,
              const std::function<void(host::Segment& segment)>& write)
@@ -36,7 +36,7 @@ segmentBytes(const std::filesystem::path& folder,
     return bytes;
 }
 
-/** A value of the bytes, at a place. */
+/** A value at an offset of the bytes. */
 template <typename Value>
 Value valueAt(const std::string& bytes, std::size_t at)
 {
@@ -51,7 +51,7 @@ void putValue(std::string& bytes, std::size_t at, const Value& value)
     std::memcpy(bytes.data() + at, &value, sizeof(value));
 }
 
-/** Changes the header of a segment. */
+/** The segment with a changed header. */
 template <typename Change>
 std::string withHeader(std::string bytes, const Change& change)
 {
@@ -61,7 +61,7 @@ std::string withHeader(std::string bytes, const Change& change)
     return bytes;
 }
 
-/** Where a slot is. */
+/** The offset of a slot. */
 inline std::size_t placeOfSlot(const std::string& bytes, uint32_t slot)
 {
     const auto [table, index] = host::slotPosition(slot);
@@ -69,7 +69,7 @@ inline std::size_t placeOfSlot(const std::string& bytes, uint32_t slot)
            host::slotsBehind(table) + index * sizeof(host::Slot);
 }
 
-/** Changes a slot of a segment. */
+/** The segment with a changed slot. */
 template <typename Change>
 std::string withSlot(std::string bytes, uint32_t slot, const Change& change)
 {
@@ -80,8 +80,8 @@ std::string withSlot(std::string bytes, uint32_t slot, const Change& change)
     return bytes;
 }
 
-/** Changes the header of a slot's block, and makes the checksum right again
- *  unless what it says reaches behind the bytes. */
+/** The segment with a changed block header of a slot. Corrects the checksum
+ *  unless the header's sizes exceed the bytes. */
 template <typename Change>
 std::string withBlock(std::string bytes, uint32_t slot, const Change& change,
                       bool checked = true)
@@ -104,7 +104,7 @@ std::string withBlock(std::string bytes, uint32_t slot, const Change& change,
     return bytes;
 }
 
-/** A file that this process holds as a segment's owner does. */
+/** A file that this process locks as a segment's owner does. */
 class HeldFile
 {
   public:

@@ -27,14 +27,15 @@ namespace healthintf::test
 class SegmentFolderTest : public testing::Test
 {
   protected:
-    /** The payloads of records by their paths. */
+    /** Payloads by path. */
     using Map = std::map<std::string, std::string>;
 
     static constexpr auto fault = host::RecordKind::faultEntry;
     static constexpr auto health = host::RecordKind::healthStatus;
     static constexpr std::size_t capacity = 1UL << 20;
 
-    /** A process with these records, that lives, and tells who it is. */
+    /** A running process that owns these records and has reported its identity.
+     */
     std::unique_ptr<Child> telling(const Map& records,
                                    bool placeholders = false) const
     {
@@ -55,7 +56,7 @@ class SegmentFolderTest : public testing::Test
         return child;
     }
 
-    /** A process with these records, that lives. */
+    /** A running process that owns these records. */
     std::unique_ptr<Child> owner(const Map& records,
                                  bool placeholders = false) const
     {
@@ -81,7 +82,7 @@ class SegmentFolderTest : public testing::Test
         return folder.write("cache/" + name, bytes);
     }
 
-    /** Writes a file into the folder that is held as by its owner. */
+    /** Writes a file into the folder, locked as by its owner. */
     HeldFile hold(const std::string& name, const std::string& bytes) const
     {
         return HeldFile(write(name, bytes));
@@ -120,7 +121,7 @@ class SegmentFolderTest : public testing::Test
         return count;
     }
 
-    /** The names of the files that belong to no living process. */
+    /** The names of the files whose processes are dead. */
     std::set<std::string> deadNames() const
     {
         std::set<std::string> names;
@@ -131,7 +132,7 @@ class SegmentFolderTest : public testing::Test
         return names;
     }
 
-    /** Lets this process open only so many files more. */
+    /** Limits this process to @p count further open files. */
     static void leaveFiles(rlim_t count)
     {
         const int next = dup(STDIN_FILENO);

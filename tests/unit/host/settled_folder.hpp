@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Folders whose segments a query keeps open. */
+/** @file Waits for folders whose segments a query may keep open. */
 
 #include "data_cache/kept_segments.hpp"
 #include "storage/file_descriptor.hpp"
@@ -13,7 +13,7 @@
 namespace healthintf::test
 {
 
-/** What a folder shows of its changes. */
+/** The folder's state, by which a query notices changes. */
 inline host::FolderState stateOf(const std::filesystem::path& folder)
 {
     const host::FileDescriptor opened(
@@ -21,7 +21,8 @@ inline host::FolderState stateOf(const std::filesystem::path& folder)
     return host::FolderState::of(opened.get()).value();
 }
 
-/** Waits until a change of a folder shows, which the clock decides. */
+/** Waits until the folder's timestamps are old enough that a further change
+ *  must alter them. */
 inline void waitUntilSettled(const std::filesystem::path& folder)
 {
     while (!stateOf(folder).isSettled())

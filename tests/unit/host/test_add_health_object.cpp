@@ -10,7 +10,7 @@
 namespace
 {
 
-// What arrives at the other end needs a bus: tests/bus/ has that.
+// tests/bus/ tests what the receiver of the request sees.
 
 TEST(AddHealthObject, ReportsThatThereIsNoBus)
 {

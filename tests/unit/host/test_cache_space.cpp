@@ -22,7 +22,7 @@ using test::inChild;
 class CacheSpaceTest : public test::CacheTest
 {
   protected:
-    /** A process that has records, and lives. */
+    /** A running process that owns records. */
     static Child user(const std::string& path = "/a", std::size_t text = 0)
     {
         return Child([path, text](const Child::Parent& parent) {

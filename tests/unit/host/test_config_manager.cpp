@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Sets attributes without a bus; tests/bus has the rest. */
+/** @file Sets attributes without a bus; tests/bus/ has the other cases. */
 
 #include "child.hpp"
 #include "config_manager/attribute_file.hpp"
@@ -33,8 +33,8 @@ class ConfigManager : public testing::Test
         setenv("HEALTHINTF_STATE_DIR", folder.path().c_str(), 1);
     }
 
-    /** The result of three attempts in a child process without a bus, which
-     *  must be the same. */
+    /** The result of three attempts, which must be equal, in a child process
+     *  without a bus. */
     int set(const char* name, int flags = 0, const char* source = nullptr)
     {
         return test::inChild(

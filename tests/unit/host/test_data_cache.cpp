@@ -32,7 +32,7 @@ using testing::HasSubstr;
 class DataCache : public test::CacheTest
 {};
 
-/** How often a text is in another. */
+/** The number of occurrences of a text in another. */
 std::size_t count(const std::string& text, const std::string& part)
 {
     std::size_t found = 0;
@@ -44,7 +44,7 @@ std::size_t count(const std::string& text, const std::string& part)
     return found;
 }
 
-/** The files in a folder; -1 when it is not there. */
+/** The number of files in a folder; -1 if the folder does not exist. */
 std::ptrdiff_t filesIn(const std::filesystem::path& folder)
 {
     using std::filesystem::directory_iterator;
@@ -117,7 +117,8 @@ TEST_F(DataCache, IsReadByObjectsThatOutliveTheirThread)
                   }
                   std::size_t found = 0;
                   std::thread([&found] {
-                      // Goes after all that the query makes for the thread.
+                      // Is destroyed after everything that the query creates
+                      // for the thread.
                       static thread_local Late late;
                       late.found = &found;
                       nodes();
@@ -157,7 +158,7 @@ TEST_F(DataCache, LivesOnWhenAChildExitsInOrder)
     EXPECT_EQ(inChild([this] {
                   putNode("/a");
                   test::Child child([](const test::Child::Parent&) -> int {
-                      // Runs what is to run at an exit, other than inChild().
+                      // Runs the exit handlers, which inChild() does not.
                       std::exit(0);
                   });
                   return child.wait() == 0 && nodes() == Nodes{{"/a", true}} &&
@@ -177,7 +178,7 @@ TEST_F(DataCache, EndsWithItsProcessThoughAChildLives)
         const pid_t child = fork();
         if (child == 0)
         {
-            // What the child inherits is let go of; it lives until the test
+            // Drops what the child inherited. The child runs until the test
             // ends it.
             putNode("/b");
             const pid_t self = getpid();
@@ -244,7 +245,7 @@ TEST_F(DataCache, RemovesWhatTheDeadLeftButNotTheirNodes)
               0);
 }
 
-/** Leaves a segment with a node, as a process does that is killed. */
+/** Leaves a segment with a node, as a killed process does. */
 void leaveNode(const std::filesystem::path& folder, const std::string& name,
                const std::string& key)
 {
@@ -254,7 +255,7 @@ void leaveNode(const std::filesystem::path& folder, const std::string& name,
     segment.publish();
 }
 
-/** The nodes that the dead have left, once for each segment. */
+/** The nodes that dead processes left, once for each segment. */
 std::vector<std::string> leftNodes(const std::filesystem::path& folder)
 {
     std::vector<std::string> left;

@@ -15,7 +15,7 @@ using test::eventState;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-/** A sensor type 0xC0 with a state, and an event type 0x03 with one. */
+/** A table with one state of sensor type 0xC0 and one of event type 0x03. */
 EventTable smallTable()
 {
     EventTable table;

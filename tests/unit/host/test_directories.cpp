@@ -30,7 +30,7 @@ TEST(RuntimeDirectory, IsTheSystemsForRootAndTheSessionsForOthers)
               geteuid() == 0 ? "/run/healthintf" : "/session/healthintf");
 }
 
-/** The error message when a user without rights asks for a folder. */
+/** The error message that an unprivileged user gets. */
 std::string makeError(std::filesystem::path (*directory)())
 {
     std::string errors;
@@ -66,7 +66,7 @@ class StateDirectory : public testing::Test
         }
     }
 
-    /** The folder that a user without rights gets. */
+    /** The folder of an unprivileged user. */
     static std::string ofAUser()
     {
         return makeError([]() -> std::filesystem::path {

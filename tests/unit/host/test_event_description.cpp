@@ -30,7 +30,8 @@ using testing::HasSubstr;
 constexpr SensorEvent bladeEvent{
     .sensorType = 0xC0, .eventType = 0x6F, .offset = 1};
 
-/** Each process reads the table once, so each test has its own. */
+/** Each process reads the table once, so each test uses a process of its own.
+ */
 class EventDescriptions : public testing::Test
 {
   protected:
@@ -46,7 +47,7 @@ class EventDescriptions : public testing::Test
                                     "\"0x01\": " + eventState("BLD", "31")));
     }
 
-    /** Runs a part of a test in a process that has not read the table. */
+    /** Runs a part of a test in a process that has not read the table yet. */
     static void inNewProcess(const std::function<void()>& part)
     {
         std::string errors;

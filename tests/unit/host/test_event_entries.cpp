@@ -15,7 +15,7 @@ namespace healthintf::host
 namespace
 {
 
-/** An entry between two guards. */
+/** An entry between two guard areas, which no function may change. */
 template <std::size_t Size>
 struct Guarded
 {

@@ -55,7 +55,7 @@ TEST(EventRecord, CarriesReadingAndThresholdOnlyWhenItSaysSo)
     event.use = 0x40;
     EXPECT_EQ(decoded(event).reading, 0x5A);
     EXPECT_EQ(decoded(event).threshold, std::nullopt);
-    // OEM codes and extensions are no readings.
+    // With these uses, the bytes hold OEM codes or extensions.
     for (const unsigned int use : {0x00u, 0xA0u, 0xF0u})
     {
         event.use = use;
@@ -78,7 +78,7 @@ TEST(EventRecord, CarriesExtensionsOnlyWhenItSaysSo)
     event.use = 0x30;
     EXPECT_EQ(decoded(event).extension2, std::nullopt);
     EXPECT_EQ(decoded(event).extension3, 0x05);
-    // Here the bytes hold a previous state or an OEM code.
+    // With these uses, the bytes hold a previous state or an OEM code.
     for (const unsigned int use : {0x00u, 0x50u, 0xA0u})
     {
         event.use = use;

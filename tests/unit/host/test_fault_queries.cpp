@@ -14,7 +14,7 @@ using healthintf::test::Child;
 
 const std::string root = "/com/vexa/olvar/health";
 
-/** An answer as a line for another process. */
+/** The counts as a line for another process. */
 std::string counts()
 {
     int visible = -1;
@@ -63,8 +63,8 @@ class FaultQueriesOnTheHost : public healthintf::test::CacheTest
         bool hidden = false;
     };
 
-    /** A process that publishes faults, hides some of them, says so, and
-     *  lives. */
+    /** A running process that publishes faults, hides some of them, and reports
+     *  that it is done. */
     static Child daemon(const std::vector<Fault>& faults)
     {
         return Child([faults](const Child::Parent& parent) {
@@ -79,7 +79,7 @@ class FaultQueriesOnTheHost : public healthintf::test::CacheTest
         });
     }
 
-    /** The answer that a third process gets. */
+    /** The result of a query in a third process. */
     template <typename... Arguments>
     static std::string answerTo(std::string (*query)(Arguments...),
                                 Arguments... arguments)

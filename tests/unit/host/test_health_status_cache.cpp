@@ -54,7 +54,7 @@ TEST_F(HealthStatusCache, CreatesChangesAndRemovesARecord)
         0);
 }
 
-/** Whether there is a record at a path, or the result without success. */
+/** Whether a path has a record, or the number of the failure. */
 std::string existenceOf(const std::string& path)
 {
     bool exists = false;

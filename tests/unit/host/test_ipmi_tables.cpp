@@ -45,7 +45,7 @@ unsigned int describeSeverity(Fault fault, bool asserted)
     return informational;
 }
 
-/** The shipped table, through the functions that the library calls. */
+/** The shipped event table, read through the library's functions. */
 class IpmiTables : public testing::Test
 {
   protected:
@@ -62,7 +62,7 @@ class IpmiTables : public testing::Test
     using Visit = std::function<void(unsigned int sensorType,
                                      unsigned int eventType, const IpmiState&)>;
 
-    /** Visits each state of each sensor type, its own and the generic. */
+    /** Visits each specific and generic state of each sensor type. */
     static void forEachState(const Visit& visit)
     {
         for (const IpmiType& sensor : ipmiSensorTypes())
@@ -269,7 +269,7 @@ TEST_F(IpmiTables, FitTheirFieldsWithAllTheirValues)
     });
 }
 
-// Both mean that the chassis is open: the library clears one with the other.
+// Both events mean that the chassis is open, so one's end clears the other.
 TEST_F(IpmiTables, NameTheIntrusionsThatClearEachOther)
 {
     const Described chassis =

@@ -153,7 +153,7 @@ TEST(FolderStateTest, IsNoneOfWhatIsNotThere)
     EXPECT_FALSE(FolderState::of(-1));
 }
 
-/** The segments of a folder that a query has kept open. */
+/** Queries that keep the segments of a folder open. */
 class KeptOpen : public test::SegmentFolderTest
 {
   protected:
@@ -168,7 +168,7 @@ class KeptOpen : public test::SegmentFolderTest
         own.put({.kind = fault, .path = path, .payload = payload});
     }
 
-    /** Reads until segments are open and copied. */
+    /** Queries until the segments stay open and are copied. */
     void keepOpen() const
     {
         test::waitUntilSettled(cache);
@@ -284,7 +284,7 @@ TEST_F(KeptOpen, AreFewerThanThereAreWhereFilesAreScarce)
     }
     test::waitUntilSettled(cache);
     EXPECT_EQ(test::inChild([&] {
-                  // For the folder, the same kept open, and a few segments.
+                  // For the folder, its kept copy, and a few segments.
                   constexpr rlim_t few = 5;
                   leaveFiles(few);
                   return read() == all && read() == all ? 0 : 1;
@@ -299,7 +299,7 @@ TEST_F(KeptOpen, AreNotTakenForAllWithoutAFileForOne)
         GTEST_SKIP() << "the sanitizer needs files to look at objects";
     }
     EXPECT_EQ(test::inChild([this] {
-                  // For the folder alone.
+                  // For the folder only.
                   leaveFiles(1);
                   try
                   {

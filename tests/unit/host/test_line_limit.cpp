@@ -21,7 +21,7 @@ LineLimit::Clock::time_point standingClock()
 class Lines : public testing::Test
 {
   protected:
-    /** How many of @p lines lines are admitted. */
+    /** The number of lines that are admitted out of @p lines. */
     int admitted(int lines)
     {
         int count = 0;

@@ -18,7 +18,7 @@ namespace
 class LivingOwner : public testing::Test
 {
   protected:
-    /** A process that is the owner of the file. */
+    /** A running process that owns the file. */
     test::Child owner() const
     {
         return test::Child([this](const test::Child::Parent& parent) {

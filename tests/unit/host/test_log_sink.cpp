@@ -61,7 +61,7 @@ TEST(LogAsText, ReportsAFailure)
 
 TEST(LogToTheJournal, TakesARecordWithOrWithoutOrigin)
 {
-    // Without a journal the call is still a success.
+    // The call succeeds even without a journal.
     EXPECT_EQ(writeToJournal(example), 0);
     LogRecord plain = example;
     plain.file.clear();

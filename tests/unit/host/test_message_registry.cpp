@@ -21,7 +21,8 @@ namespace
 
 using healthintf::test::inChild;
 
-/** The registry reads its folders once in a process's life. */
+/** Each process reads the registry's folders once, so each test uses a process
+ *  of its own. */
 class MessageRegistry : public testing::Test
 {
   protected:
@@ -107,7 +108,7 @@ TEST_F(MessageRegistry, ReadsMissingArgumentsAsEmpty)
               0);
 }
 
-/** How often a text stands in another. */
+/** The number of occurrences of a text in another. */
 int count(const std::string& text, const std::string& part)
 {
     int found = 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Subscriptions without a bus; tests/bus has the rest. */
+/** @file Subscribes without a bus; tests/bus/ has the other cases. */
 
 #include "child.hpp"
 #include "no_bus.hpp"

@@ -64,7 +64,7 @@ class OwnRecordsTest : public testing::Test
         return found;
     }
 
-    /** The names in the folder. */
+    /** The file names in the folder. */
     std::vector<std::string> names() const
     {
         std::vector<std::string> all;
@@ -258,7 +258,8 @@ TEST_F(OwnRecordsTest, AreNeverMissedWhileTheyAreReplaced)
 {
     Child owner([this](const Child::Parent& parent) {
         OwnRecords records(folder.path(), capacity);
-        // Some slots in front and behind are free and taken in turns.
+        // Keeps free slots before and behind the record, which are used in
+        // turn.
         for (int i = 0; i < 20; ++i)
         {
             records.put(record(fault, "/" + std::to_string(i), "x"));
@@ -267,7 +268,8 @@ TEST_F(OwnRecordsTest, AreNeverMissedWhileTheyAreReplaced)
         parent.tell("ready");
         for (uint32_t i = 0;; ++i)
         {
-            // A reader gives up on a record that changes at each of its looks.
+            // A reader gives up on a record that changes during each of its
+            // attempts.
             for (int other = 0; other < 20; ++other)
             {
                 records.put(record(fault, "/" + std::to_string(other), "x"));
@@ -310,7 +312,7 @@ TEST_F(OwnRecordsTest, AreNeverMissedWhileTheyAreReplaced)
     EXPECT_EQ(mixed, 0);
 }
 
-/** What somebody may do to the file of a process, or to its folder. */
+/** Another process removes this process's file or its folder. */
 class LostRecords : public OwnRecordsTest
 {
   protected:

@@ -16,7 +16,8 @@ namespace healthintf
 namespace
 {
 
-/** Its values stay in reach, as they are never destroyed. */
+/** A new object, never destroyed, so that leak checkers can reach its values.
+ */
 template <typename Value>
 PerProcess<Value>& another()
 {

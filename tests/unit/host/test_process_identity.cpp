@@ -62,7 +62,8 @@ TEST(ProcessIdentityOfAProcess, CannotBeReadWithoutAFileDescriptor)
                   }
                   catch (const std::runtime_error& e)
                   {
-                      // The sanitizer needs one to look at the exception.
+                      // The sanitizer needs a file descriptor to handle the
+                      // exception.
                       setrlimit(RLIMIT_NOFILE, &usual);
                       return std::string(e.what()) ==
                                      "unable to read /proc/self/stat"

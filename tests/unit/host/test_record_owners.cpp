@@ -24,7 +24,7 @@ using test::inChild;
 class RecordOwnersTest : public test::CacheTest
 {
   protected:
-    /** A process with a node and a fault, that lives. */
+    /** A running process that owns a node and a fault. */
     static Child daemon(const std::string& key)
     {
         return Child([key](const Child::Parent& parent) {
@@ -36,7 +36,7 @@ class RecordOwnersTest : public test::CacheTest
         });
     }
 
-    /** A process that does something and then lives. */
+    /** A process that runs @p work and then waits. */
     static std::unique_ptr<Child> living(const std::function<void()>& work)
     {
         auto made =

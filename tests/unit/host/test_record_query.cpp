@@ -15,7 +15,7 @@ namespace
 constexpr auto fault = RecordKind::faultEntry;
 const std::string root = "/com/vexa/olvar/health/";
 
-/** Whether a query wants the record of a path, and finds it by its slot. */
+/** Whether a query selects the record of a path, and also its slot. */
 bool wants(const RecordQuery& query, const std::string& path,
            RecordKind kind = fault)
 {

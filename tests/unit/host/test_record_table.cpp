@@ -26,7 +26,7 @@ constexpr auto health = RecordKind::healthStatus;
 class RecordTable : public test::CacheTest
 {
   protected:
-    /** A process that owns a record and lives. */
+    /** A running process that owns a record. */
     static Child owner(RecordKind kind, const std::string& path)
     {
         return Child([kind, path](const Child::Parent& parent) {
@@ -84,8 +84,8 @@ TEST_F(RecordTable, KeepsRecordsByKindAndPath)
               0);
 }
 
-/** Lets this process write no file, as if there were no space, or lets it
- *  again. */
+/** Makes this process's files unable to grow, as if the filesystem were full,
+ *  or ends that. */
 void setSpace(bool enough)
 {
     std::signal(SIGXFSZ, SIG_IGN);
@@ -281,7 +281,7 @@ TEST_F(RecordTable, EditsARecordInPlace)
         0);
 }
 
-/** The live value of a record, -1 without one. */
+/** The live value of a record; -1 if there is none. */
 int64_t readLive(RecordKind kind, const std::string& path)
 {
     std::map<std::string, uint32_t> found;
@@ -488,7 +488,7 @@ TEST_F(RecordTable, KnowsWhoOwnsARecord)
               0);
 }
 
-/** How often a text is in another. */
+/** The number of occurrences of a text in another. */
 std::size_t count(const std::string& text, const std::string& part)
 {
     std::size_t found = 0;

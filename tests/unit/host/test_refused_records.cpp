@@ -29,9 +29,9 @@ class Refused : public testing::Test
             {.kind = kind, .path = path, .payload = payload, .live = live});
     }
 
-    /** Tries again, with room for so many records.
+    /** Retries the refused records, with room for so many.
      *
-     *  @return what was tried */
+     *  @return the records that were tried */
     std::vector<std::string> tryAgain(std::size_t room = 100)
     {
         std::vector<std::string> tried;

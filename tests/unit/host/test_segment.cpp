@@ -40,7 +40,8 @@ NewRecord record(std::string_view path, std::string_view payload = "",
             .live = live};
 }
 
-/** The number of what a call throws, 0 when it does not. */
+/** The error number of the exception that a call throws; 0 if it throws none.
+ */
 int makeError(const std::function<void()>& call)
 {
     try
@@ -61,10 +62,10 @@ std::optional<SegmentReader> opened(const fs::path& file)
     return SegmentReader::open(folder.get(), file.filename().c_str());
 }
 
-/** Payloads and live values by their paths. */
+/** Payloads and live values by path. */
 using Records = std::map<std::string, std::pair<std::string, uint32_t>>;
 
-/** What others read, in which no path may be twice. */
+/** The records that another process reads; no path may occur twice. */
 Records readFrom(const fs::path& file)
 {
     Records found;
@@ -92,7 +93,7 @@ class SegmentTest : public testing::Test
         return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
     }
 
-    /** Whether the file's lock is held. */
+    /** Whether another process holds the file's lock. */
     static bool isLocked(const fs::path& path)
     {
         const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
@@ -377,8 +378,8 @@ TEST_F(SegmentTest, RefusesASlotBehindTheLast)
 
 /** Fills a segment with records.
  *
- *  @param[out] count how many it takes
- *  @return the number of the failure */
+ *  @param[out] count the number of records that fit
+ *  @return the error number of the addition that failed */
 int fill(Segment& segment, std::size_t payload, uint32_t& count)
 {
     return makeError([&] {
@@ -390,8 +391,8 @@ int fill(Segment& segment, std::size_t payload, uint32_t& count)
     });
 }
 
-/** Whether a full segment of so many records still does what needs no room, and
- *  has lost nothing. */
+/** Whether a full segment of so many records has lost none and still allows
+ *  changes that need no room. */
 bool worksWhenFull(Segment& segment, const fs::path& file, uint32_t count)
 {
     const Records full = readFrom(file);
@@ -477,8 +478,8 @@ TEST_F(SegmentTest, TakesAllOfAFilesystemThatItsCapacityIsLargerThan)
         Segment segment(file, 64 * capacity);
         segment.publish();
         uint32_t count = 0;
-        // The last pages are used, too, although there is no room for a
-        // quarter more.
+        // A segment grows by a quarter at a time. It must use the last pages
+        // even where a whole quarter no longer fits.
         return fill(segment, 1000, count) == ENOSPC && count > 750 ? 0 : 1;
     });
 }

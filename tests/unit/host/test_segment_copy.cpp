@@ -28,7 +28,7 @@ class SegmentCopyTest : public testing::Test
                   .payload = payload});
     }
 
-    /** What is read, as text. */
+    /** The records that are read, as text. */
     std::vector<std::string> read(RecordKind kind,
                                   const std::vector<std::string>& prefixes = {})
     {

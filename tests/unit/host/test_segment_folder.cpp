@@ -257,7 +257,7 @@ TEST_F(SegmentFolder, TakesWhatIsNoSegmentForDead)
 
 TEST_F(SegmentFolder, TakesNoFileForDeadThatIsHeld)
 {
-    // The segments of another version of the library, too.
+    // Such as the segments of another version of the library.
     const HeldFile version =
         hold("version", withHeader(bytesWith("/a"), [](SegmentHeader& header) {
                  ++header.version;
@@ -271,7 +271,7 @@ TEST_F(SegmentFolder, TakesNothingForDeadThatItCannotOpen)
     const auto living = owner({{"/a", "1"}});
     const auto other = owner({{"/b", "1"}});
     EXPECT_EQ(test::inChild([this] {
-                  // As many as the folder itself needs.
+                  // Only enough for the folder itself.
                   leaveFiles(1);
                   return deadNames().empty() ? 0 : 1;
               }),
@@ -330,13 +330,14 @@ TEST_F(SegmentFolder, IsReadWhileItsSegmentsComeAndGo)
     }
 }
 
-/** More than the files that are opened of one user. */
+/** More files than a query opens for one user. */
 constexpr int many = 2500;
-/** So many that some stand behind those files in the folder's order. */
+/** So many that some come after those files in the folder's order. */
 constexpr int segments = 12;
 constexpr uid_t another = 12345;
 
-/** A segment with names around it, in whatever order the folder has them. */
+/** A folder with segments among many other names, whose order the filesystem
+ *  chooses. */
 class SegmentCrowd : public testing::Test
 {
   protected:
@@ -362,7 +363,7 @@ class SegmentCrowd : public testing::Test
         }
     }
 
-    /** How many segments of living processes are found. */
+    /** The number of segments of living processes. */
     int found() const
     {
         int living = 0;

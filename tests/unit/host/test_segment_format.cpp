@@ -35,7 +35,7 @@ std::size_t below(std::size_t end)
     return random64() % end;
 }
 
-/** Some places, those at the ends of their ranges among them. */
+/** Sample places, including those at the ends of the ranges. */
 std::vector<Place> places()
 {
     constexpr uint32_t lastUnit = std::numeric_limits<uint32_t>::max();
@@ -113,8 +113,7 @@ TEST(SegmentFormat, FindsEachFlippedBitOfALiveValue)
     }
 }
 
-/** A block of these texts, with nothing else in its header than what is
- *  given. */
+/** The checksum of a block with these texts and this header. */
 uint64_t sumOf(const BlockHeader& header, const std::string& path,
                const std::string& payload)
 {
@@ -132,7 +131,7 @@ TEST(SegmentFormat, FindsEachFlippedBitOfABlock)
     const std::string payload(41, 'b');
     const uint64_t sum = sumOf(header, path, payload);
 
-    // The checksum itself is not summed up.
+    // The checksum field itself is not part of the sum.
     for (std::size_t bit = 0; bit < offsetof(BlockHeader, checksum) * 8; ++bit)
     {
         std::string bytes(sizeof(header), '\0');
@@ -165,7 +164,7 @@ TEST(SegmentFormat, HasAnotherHashForEachPath)
         hashes.insert(
             pathHash("/com/vexa/olvar/health/node" + std::to_string(i)));
     }
-    // A zero byte at the end is not the same as none.
+    // A trailing zero byte must change the hash.
     hashes.insert(pathHash(""));
     hashes.insert(pathHash(std::string(1, '\0')));
     hashes.insert(pathHash(std::string(8, '\0')));
@@ -228,7 +227,7 @@ TEST(SegmentFormat, HasFewSizesOfBlocks)
     EXPECT_LE(sizes.size(), 64U);
 }
 
-/** A path of so many bytes, as object paths look. */
+/** A random object path of a given length. */
 std::string randomPath(std::size_t size)
 {
     static const std::string letters = "abcdefghijklmnopqrstuvwxyz0123456789_/";
@@ -266,14 +265,14 @@ TEST(PathSignature, TellsNothingOfATextThatIsShort)
     EXPECT_NE(PathSignature(std::string(24, '~')).mask, 0U);
 }
 
-/** How many of 1,000 other texts a path may begin with, as far as its signature
- *  tells. */
+/** For how many of 1,000 other texts a path's signature allows that the path
+ *  begins with them. */
 int mistakesAt(std::size_t size)
 {
     int mistakes = 0;
     for (int i = 0; i < 1000; ++i)
     {
-        // They differ in the last two bytes that the signature looks at.
+        // They differ in the last two bytes that the signature covers.
         const std::string path = randomPath(size);
         std::string other = path;
         other.back() = static_cast<char>(other.back() ^ 1);
@@ -284,12 +283,13 @@ int mistakesAt(std::size_t size)
 
 TEST(PathSignature, TellsMostOtherTextsApart)
 {
-    // Four bits leave one of 16 undecided, and more where one bit differs.
+    // The signature keeps four bits here: one of 16 other texts passes, or more
+    // where a single bit differs.
     for (const std::size_t size : {24U, 26U, 40U, 54U})
     {
         EXPECT_LT(mistakesAt(size), 300) << size;
     }
-    // What is behind the last byte that it looks at, it cannot know.
+    // The signature does not cover bytes beyond these.
     EXPECT_EQ(mistakesAt(55), 1000);
 }
 

@@ -48,7 +48,7 @@ class SegmentReaderTest : public testing::Test
         return "/" + std::to_string(1000 + number);
     }
 
-    /** A segment of so many records, whose payloads are as long. */
+    /** A segment of @p count records with payloads of equal size. */
     std::string segmentOf(int count, std::size_t payload = 10) const
     {
         return segmentBytes(folder.path(), [&](Segment& segment) {
@@ -66,7 +66,7 @@ class SegmentReaderTest : public testing::Test
         return SegmentReader::open(opened.get(), name);
     }
 
-    /** The paths that are read of a segment of these bytes. */
+    /** The paths that are read from a segment with these bytes. */
     std::vector<std::string> pathsIn(const std::string& bytes,
                                      ReadingBudget budget = {})
     {
@@ -203,7 +203,7 @@ TEST_F(SegmentReaderTest, ReadsNoTablesThatAreElsewhere)
         EXPECT_EQ(pathsIn(moved(0)), noSegment) << at;
         EXPECT_EQ(pathsIn(moved(1)).size(), slotsOfFirstTable) << at;
     }
-    // Tables may lie over each other: what they say is read again.
+    // Tables may overlap: the shared slots are read again for each.
     EXPECT_LE(pathsIn(withHeader(whole,
                                  [](SegmentHeader& header) {
                                      header.slotCount = maxSlots;
@@ -310,7 +310,7 @@ TEST_F(SegmentReaderTest, LeavesOutBlocksThatAreNotWhole)
               }),
               others);
     EXPECT_EQ(changed([](BlockHeader& header) {
-                  // One byte more than the block has.
+                  // One byte more than fits into the block.
                   header.payloadSize = static_cast<uint32_t>(
                       unitsFor(32 + 5 + 100) * blockUnit - sizeof(BlockHeader) -
                       header.pathSize + 1);
@@ -328,7 +328,7 @@ TEST_F(SegmentReaderTest, LeavesOutPathsThatAreNone)
     });
     EXPECT_EQ(pathsIn(bytes),
               (Paths{"/good", std::string(maxRecordPath, 'a')}));
-    // The payload's byte becomes the path's last.
+    // The first byte of the payload becomes the last one of the path.
     EXPECT_EQ(pathsIn(withBlock(bytes, 3,
                                 [](BlockHeader& header) {
                                     ++header.pathSize;
@@ -405,8 +405,8 @@ TEST_F(SegmentReaderTest, RepeatsAsOftenAsMayBe)
     ReadingBudget budget;
     EXPECT_EQ(pathsOf(budget), Paths{});
     EXPECT_EQ(budget.repetitions, 0U);
-    // What is read in vain counts, too, or somebody could keep a reader busy
-    // with large blocks.
+    // Rejected blocks count too: otherwise large invalid blocks could keep a
+    // reader busy.
     const std::size_t block =
         unitsFor(sizeof(BlockHeader) + 5 + 1000) * blockUnit;
     EXPECT_LE(budget.bytes, ReadingBudget{}.bytes - 10'000 * block);
@@ -568,7 +568,7 @@ TEST_F(SegmentReaderTest, LivesWithASegmentThatChangesItsSize)
     EXPECT_GT(most, 0U);
 }
 
-/** A segment that stays open, and how much room copies have. */
+/** A reader whose segment stays open, with limited room for copies. */
 class RefreshedReader : public SegmentReaderTest
 {
   protected:
@@ -584,7 +584,8 @@ class RefreshedReader : public SegmentReaderTest
         return reader->refresh(room);
     }
 
-    /** How many records are read once nothing is left of the blocks. */
+    /** The number of records that are read after the file's blocks have been
+     *  overwritten. */
     std::size_t countWithoutBlocks()
     {
         const std::string bytes = contentOf(folder.path() / "segment")

@@ -58,7 +58,7 @@ Ids idsBy(const std::vector<std::string>& prefixes)
     return ids;
 }
 
-/** Whether each prefix finds these. */
+/** Whether each prefix finds exactly these entries. */
 bool allFind(const std::vector<std::string>& prefixes, const Ids& expected)
 {
     for (const std::string& prefix : prefixes)
@@ -81,7 +81,7 @@ class SelEntryCache : public test::CacheTest
     }
 };
 
-/** Makes a mirror hold these entries and no other. */
+/** Makes a mirror hold exactly these entries. */
 int replaceBy(SelMirror& mirror, const Ids& ids,
               const std::string& name = "sensor")
 {
@@ -93,14 +93,14 @@ int replaceBy(SelMirror& mirror, const Ids& ids,
     });
 }
 
-/** Makes a new mirror of these entries, which stays. */
+/** Creates a mirror with these entries, which stays after this process. */
 int mirror(const Ids& ids)
 {
     SelMirror made;
     return replaceBy(made, ids);
 }
 
-/** What is read of one entry: its sensor's name, or the result without it. */
+/** The sensor name of one entry, or the result if there is no entry. */
 std::string readOne(uint16_t id)
 {
     std::array<char, 6> digits{};
@@ -247,7 +247,7 @@ TEST_F(SelEntryCache, UsesAnIdentifierAgain)
 {
     SelMirror mirror;
     ASSERT_EQ(replaceBy(mirror, {1, 2}), 0);
-    // The identifier of the one that goes is that of the one that comes.
+    // The removed entry and the new one have the same identifier.
     EXPECT_EQ(mirror.add(7, entry(1, "again, with a longer name"), {1}), 0);
     EXPECT_EQ(readOne(1), "again, with a longer name");
     EXPECT_EQ(idsBy({}), (Ids{1, 2}));
@@ -261,7 +261,7 @@ TEST_F(SelEntryCache, UsesAnIdentifierAgain)
 
 TEST_F(SelEntryCache, IsReadInTheOrderOfTheSequenceNumbers)
 {
-    // A log that is full and has wrapped: no identifier is free.
+    // A full log that has wrapped: every identifier is in use.
     constexpr uint16_t identifiers = 65534;
     constexpr uint64_t first = 1000;
     SelMirror mirror;
@@ -319,7 +319,7 @@ TEST_F(SelEntryCache, IsReplacedAtOnceByAWriterThatStartsAgain)
     SelMirror second;
     EXPECT_EQ(second.replace([](const SelMirror::Sink& put) {
         put(2, entry(3, "second"));
-        // Until all are there, readers find the old ones.
+        // Until the new mirror is complete, readers see the old entries.
         EXPECT_EQ(idsBy({}), (Ids{1, 2}));
         put(3, entry(4, "second"));
     }),
@@ -394,7 +394,7 @@ TEST_F(SelEntryCache, TakesAWholeLogAndSaysWhenItIsFull)
                       {
                           return 2;
                       }
-                      // The one that is there can still be changed.
+                      // The existing mirror can still be changed.
                       return kept.add(7, entry(801), {1}) == 0 &&
                                      idsBy({}).size() == 800
                                  ? 0

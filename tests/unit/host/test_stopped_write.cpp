@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file A writer that stops or dies at any instruction. */
+/** @file A writer stops or dies at any instruction. */
 
 #include "cache_test.hpp"
 #include "data_cache/data_cache.hpp"
@@ -39,7 +39,7 @@ NewRecord record(std::string_view path, std::string_view payload, uint32_t live)
     return {.kind = fault, .path = path, .payload = payload, .live = live};
 }
 
-/** The head of a file as it is at any time. */
+/** The first bytes of a file, watched for changes. */
 class Head
 {
   public:
@@ -60,7 +60,7 @@ class Head
     Head(const Head&) = delete;
     Head& operator=(const Head&) = delete;
 
-    /** Whether it is another than when this was asked last. */
+    /** Whether the bytes have changed since the last call. */
     bool changed()
     {
         if (bytes == MAP_FAILED || std::memcmp(known.data(), bytes, size) == 0)
@@ -72,14 +72,14 @@ class Head
     }
 
   private:
-    /** What a new segment has at once. */
+    /** The size of a new segment. */
     static constexpr std::size_t size = 16384;
     void* bytes = MAP_FAILED;
     std::string known;
 };
 
-/** All fault records of a folder as a line: path, payload's size and last
- *  byte, live value. */
+/** All fault records of a folder in one line: path, size and last byte of the
+ *  payload, live value. */
 std::string foundIn(const fs::path& folder)
 {
     std::map<std::string, std::string> found;
@@ -105,11 +105,12 @@ std::string foundIn(const fs::path& folder)
     return line;
 }
 
-/** Runs a traced process, which has stopped itself, instruction by instruction
- *  until it stops itself once more.
+/** Runs a traced process, which has stopped itself, one instruction at a time
+ *  until it stops itself again.
  *
- *  @param[in] look is called after each with how many there were
- *  @return how many there were */
+ *  @param[in] look is called after each instruction with the number of
+ *             instructions so far
+ *  @return the number of instructions */
 std::size_t stepThrough(pid_t process,
                         const std::function<void(std::size_t)>& look)
 {
@@ -131,10 +132,10 @@ std::size_t stepThrough(pid_t process,
 class StoppedWrite : public testing::Test
 {
   protected:
-    /** Lets a process make a segment, and stops it at each instruction of a
+    /** Lets a process create a segment, and stops it at each instruction of a
      *  change.
      *
-     *  @return all that others read at those */
+     *  @return all different results of readers at these instructions */
     std::set<std::string>
     statesDuring(const std::function<void(Segment&)>& before,
                  const std::function<void(Segment&)>& change)
@@ -285,8 +286,8 @@ TEST_F(StoppedWrite, ThatNeedsMoreTablesAndBlocksShowsAllThatWasThere)
             }
         },
         [](Segment& segment) {
-            // The first slot of the next table, and more blocks than the file
-            // has.
+            // Needs the first slot of the next table, and more blocks than the
+            // file has.
             segment.add(record("/a", std::string(20'000, 'x'), 1));
         });
     SKIP_UNTRACED(states)
@@ -294,7 +295,7 @@ TEST_F(StoppedWrite, ThatNeedsMoreTablesAndBlocksShowsAllThatWasThere)
     EXPECT_EQ(*states.begin() + "/a=20000x:1 ", *states.rbegin());
 }
 
-/** What a process does through the data cache, stopped at each instruction. */
+/** A change through the data cache, stopped at each instruction. */
 class StoppedProcess : public test::CacheTest
 {};
 
@@ -328,10 +329,10 @@ TEST_F(StoppedProcess, ShowsNoneOrItsFirstRecord)
     EXPECT_THAT(found, ElementsAre("", "/a=300o:1 "));
 }
 
-/** Lets a process die after some instructions of a change.
+/** Kills a process after some instructions of a change.
  *
- *  @return how many it took; what others read of its file then, when they are
- *          told that the process lives */
+ *  @return the number of instructions that ran: fewer than @p instructions if
+ *  the change was complete */
 std::size_t dieAfter(std::size_t instructions, const fs::path& folder)
 {
     std::size_t steps = 0;

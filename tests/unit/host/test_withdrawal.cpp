@@ -23,7 +23,7 @@ using test::inChild;
 class WithdrawalTest : public test::CacheTest
 {
   protected:
-    /** A process that publishes two nodes and a fault, and lives. */
+    /** A running process that has published two nodes and a fault. */
     static Child daemon(const std::string& key)
     {
         return Child([key](const Child::Parent& parent) {
@@ -36,7 +36,7 @@ class WithdrawalTest : public test::CacheTest
         });
     }
 
-    /** The paths that are read of a kind. */
+    /** The paths of all records of a kind. */
     static std::vector<std::string> paths(RecordKind kind)
     {
         std::map<std::string, uint32_t> found;
@@ -52,7 +52,7 @@ class WithdrawalTest : public test::CacheTest
         return all;
     }
 
-    /** The files in the data cache's folder. */
+    /** The number of files in the data cache's folder. */
     std::ptrdiff_t files() const
     {
         return std::distance(std::filesystem::directory_iterator(cacheFolder()),

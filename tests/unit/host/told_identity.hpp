@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file How a child tells a test which process it is. */
+/** @file A child process reports its identity to the test. */
 
 #include "child.hpp"
 #include "data_cache/process_identity.hpp"
@@ -12,7 +12,7 @@
 namespace healthintf::test
 {
 
-/** Tells the parent in one line which process this is. */
+/** Sends this process's identity to the parent as one line. */
 inline void tellIdentity(const Child::Parent& parent)
 {
     const auto self = host::ProcessIdentity::self();
@@ -20,7 +20,7 @@ inline void tellIdentity(const Child::Parent& parent)
                 std::to_string(self.startTime));
 }
 
-/** Waits for a child to tell which process it is. */
+/** Waits for the identity that a child reports. */
 inline host::ProcessIdentity hearIdentity(Child& child)
 {
     std::istringstream line(child.hear());

@@ -11,7 +11,7 @@ namespace healthintf::services
 namespace
 {
 
-/** What is said of a command line; empty when it is not refused. */
+/** The error for a command line; empty if it is accepted. */
 std::string saidOf(std::vector<const char*> arguments)
 {
     arguments.insert(arguments.begin(), "program");

@@ -17,8 +17,8 @@ using Findings = HealthComparison::Findings;
 class ComparedHealth : public testing::Test
 {
   protected:
-    /** Compares a number of times; all nodes without "daemon" in their names
-     *  are held here. */
+    /** Compares @p times times; this process holds all nodes without "daemon"
+     *  in their names. */
     Findings compare(int times = 1)
     {
         Findings findings;

@@ -10,7 +10,7 @@ namespace
 
 const std::string root = "/com/vexa/olvar/health";
 
-// What the nodes do on a bus is tested in tests/bus/.
+// tests/bus/ tests the nodes on a bus.
 
 TEST(KeyOfANode, IsTheRootOrBelowIt)
 {

@@ -17,8 +17,8 @@ using test::DirectConnection;
 using test::MessagePtr;
 using testing::HasSubstr;
 
-/** Reads a message with these arguments, as sd_bus_message_append takes
- *  them. */
+/** Reads a log status from a message with these arguments, given as for
+ *  sd_bus_message_append(). */
 class LogStatusTest : public testing::Test
 {
   protected:
@@ -34,8 +34,7 @@ class LogStatusTest : public testing::Test
         return readLogStatus(raw);
     }
 
-    /** All properties, with the number of entries in a variant of this
-     *  type. */
+    /** Reads all properties, with Entries in a variant of this type. */
     template <typename Entries>
     LogStatus readWithEntries(const char* type, Entries entries)
     {

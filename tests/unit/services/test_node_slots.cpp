@@ -27,7 +27,8 @@ const NodeSlots::Clock::time_point start;
 class SlotsOfNodes : public testing::Test
 {
   protected:
-    /** Keys below the root; the root itself has a record always. */
+    /** The keys of these names below the root, and the root, which always has a
+     *  record. */
     static std::set<std::string> records(const std::set<std::string>& names)
     {
         std::set<std::string> keys{root};

@@ -136,7 +136,8 @@ TEST_F(HealthThatWasReported, OfANodeThatIsMadeAnewIsKeptBesideItsEnd)
     EXPECT_THAT(reported.take(":1.1"), ElementsAre(Pair("/a", 3)));
 }
 
-/** Room for two keys of two bytes a connection and for three a user. */
+/** Limits reports to two keys of two bytes for a connection and to three for a
+ *  user. */
 class BoundedReports : public testing::Test
 {
   protected:

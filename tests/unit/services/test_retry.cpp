@@ -16,7 +16,7 @@ namespace
 using std::chrono::hours;
 using std::chrono::milliseconds;
 
-/** Work that fails as often as it is told to. */
+/** Work that fails a given number of times. */
 class RepeatedWork : public testing::Test
 {
   protected:
@@ -39,7 +39,7 @@ class RepeatedWork : public testing::Test
         }
     }
 
-    /** Lets the loop do what there is to do now. */
+    /** Processes the loop's pending events. */
     void settle()
     {
         while (sd_event_run(loop.get(), 0) > 0)

@@ -19,7 +19,7 @@ using test::Child;
 class WatchedSegments : public test::CacheTest
 {
   protected:
-    /** A process with a segment, that lives until it is told otherwise. */
+    /** A running process that owns a segment; on demand it runs @p then. */
     static std::unique_ptr<Child> reporter(const std::function<void()>& then)
     {
         auto child =
@@ -33,10 +33,10 @@ class WatchedSegments : public test::CacheTest
         return child;
     }
 
-    /** How often the watch tells of what has happened until now. */
+    /** How often the watch has reported changes so far. */
     int toldSoFar()
     {
-        // The kernel tells at once, so nothing has to be waited for.
+        // inotify reports changes at once, so there is nothing to wait for.
         while (sd_event_run(loop.get(), 0) > 0)
         {}
         return changes;

@@ -22,7 +22,8 @@ class ServiceSubscription : public LibraryTest
     }
 
     std::vector<uint32_t> heard;
-    /** Throws for the number 1, reads too much for the number 2. */
+    /** The handler throws for the number 1 and reads too much for the number 2.
+     */
     std::optional<Subscription> subscription{
         std::in_place, connection.raw(), "type='signal',member='Told'",
         [this](sdbusplus::message_t& message) {

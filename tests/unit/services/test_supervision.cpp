@@ -17,7 +17,7 @@ namespace
 using test::NotifySocket;
 using testing::HasSubstr;
 
-/** A service with a service manager, which may ask for signs of life. */
+/** A service whose service manager may have a watchdog. */
 class SupervisedService : public testing::Test
 {
   protected:

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A client that sends what it likes. */
+/** @file An HTTP client that sends any bytes. */
 
 #include "storage/file_descriptor.hpp"
 
@@ -20,7 +20,7 @@
 namespace healthintf::test
 {
 
-/** A connection to a socket of the filesystem. */
+/** A connection to a Unix socket. */
 class HttpClient
 {
   public:
@@ -30,7 +30,7 @@ class HttpClient
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         std::memcpy(address.sun_path, path.data(), path.size());
-        // So that a server that hangs fails the test.
+        // Makes the test fail when the server hangs.
         const timeval patience{20, 0};
         setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &patience,
                    sizeof(patience));
@@ -42,25 +42,25 @@ class HttpClient
         }
     }
 
-    /** @return whether all was taken */
+    /** @return whether everything was sent */
     bool send(const std::string& text) const
     {
         return ::send(socket.get(), text.data(), text.size(), MSG_NOSIGNAL) ==
                static_cast<ssize_t>(text.size());
     }
 
-    /** Waits until the server ends the connection.
+    /** Waits until the server closes the connection.
      *
-     *  @return whether it did in time */
+     *  @return false after a timeout */
     bool ended(std::chrono::milliseconds patience) const
     {
         pollfd end{.fd = socket.get(), .events = POLLRDHUP, .revents = 0};
         return poll(&end, 1, static_cast<int>(patience.count())) == 1;
     }
 
-    /** What comes until the server ends the connection.
+    /** Everything that the server sends until it closes the connection.
      *
-     *  @throws std::runtime_error when it does not in time */
+     *  @throws std::runtime_error after a timeout */
     std::string rest() const
     {
         std::string text;

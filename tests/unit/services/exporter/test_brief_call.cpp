@@ -22,7 +22,7 @@ BusPtr openBus()
 class BriefCallTest : public testing::Test
 {
   protected:
-    /** A process with the service's name that does what it is told. */
+    /** A process that owns the service's name and runs @p work. */
     static Child service(const std::function<void(sd_bus*)>& work)
     {
         return Child([work](const Child::Parent& parent) {

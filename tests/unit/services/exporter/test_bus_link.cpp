@@ -37,7 +37,7 @@ class BusLinkTest : public testing::Test
         }
     }
 
-    /** Runs the loop until a connection is there, or until none is. */
+    /** Runs the loop until the link has a connection, or has none. */
     void waitFor(BusLink& link, bool there)
     {
         waitUntil("a change of the connection", [&] {
@@ -52,7 +52,7 @@ class BusLinkTest : public testing::Test
         };
     }
 
-    /** The path of the bus that is this process's default. */
+    /** The socket of this process's default bus. */
     static std::filesystem::path socketOfTheBus()
     {
         const std::string address = getenv("DBUS_SYSTEM_BUS_ADDRESS");
@@ -60,7 +60,7 @@ class BusLinkTest : public testing::Test
         return address.substr(begin, address.find(',') - begin);
     }
 
-    /** Makes this process's default bus the one at a socket. */
+    /** Makes the bus at a socket this process's default bus. */
     static void useBusAt(const std::filesystem::path& socket)
     {
         const std::string address = "unix:path=" + socket.string();
@@ -105,7 +105,7 @@ TEST_F(BusLinkTest, ConnectsAnewToABusThatComesBack)
     std::filesystem::remove(name);
     std::filesystem::create_symlink(socketOfTheBus(), name);
     useBusAt(name);
-    // Whoever asks for it next finds it.
+    // The next caller gets the new connection.
     waitUntil("the second connection", [this] {
         return opened == 2;
     });

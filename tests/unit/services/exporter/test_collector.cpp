@@ -18,7 +18,7 @@ class CollectorTest : public test::CacheTest
         setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
     }
 
-    /** Looks at what is collected in a new process. */
+    /** Checks a snapshot that a new process collects. */
     static int judged(const std::function<bool(const Snapshot&)>& isRight)
     {
         return test::inChild([&isRight] {

@@ -44,7 +44,7 @@ class EndpointTest : public testing::Test
         server.hear();
     }
 
-    /** The answer to a whole request. */
+    /** The answer to a complete request. */
     std::string answerTo(const std::string& request) const
     {
         const HttpClient client(path);
@@ -190,7 +190,7 @@ TEST_F(EndpointTest, EndsHalfRequestsSoThatAllArePutThrough)
     expectAlive();
 }
 
-/** Connections that do not ask for anything. */
+/** Connections that send nothing. */
 class Crowd
 {
   public:
@@ -268,7 +268,7 @@ TEST_F(EndpointTest, EndsARequestThatComesByteByByte)
     const HttpClient slow(path);
     const auto begin = std::chrono::steady_clock::now();
     slow.send("GET /metrics HTTP/1.1\r\nA: ");
-    // The pace of a client that keeps within every other limit.
+    // A client that slow stays within every other limit.
     while (!slow.ended(std::chrono::milliseconds(200)))
     {
         ASSERT_LT(std::chrono::steady_clock::now() - begin,
@@ -301,7 +301,7 @@ TEST_F(FailingScrape, FailsAlone)
 class LargeScrape : public EndpointTest
 {
   protected:
-    /** More than a socket takes before its reader reads. */
+    /** More than the socket's buffers hold. */
     static constexpr std::size_t size = 1'000'000;
 
     LargeScrape() :

@@ -12,7 +12,7 @@ using Counted = std::map<std::string, uint64_t>;
 
 const std::string fan = "/com/vexa/olvar/health/fan";
 
-/** An entry of a process, as the library names them. */
+/** The path of a process's fault entry, named as the library does. */
 std::string entry(int number, const std::string& key = fan,
                   const std::string& process = "04D2")
 {
@@ -175,7 +175,7 @@ TEST_F(Evictions, AreNotSeenInTheRemovalOfAnUnknownEntry)
 
 TEST_F(Evictions, AreSeenAmongNoMoreEntriesThanTheLimit)
 {
-    // Whoever may report may announce any entries, and never remove them.
+    // Any reporter may announce many entries and never remove them.
     count.startCounting();
     for (std::size_t i = 0; i < EvictionCount::mostEntries - 11; ++i)
     {

@@ -31,7 +31,7 @@ class FaultListenerTest : public testing::Test
         })
     {}
 
-    /** Listens, and waits until evictions count. */
+    /** Starts listening and waits until evictions count. */
     void listen()
     {
         listener.listen(client.get());
@@ -61,10 +61,10 @@ class FaultListenerTest : public testing::Test
         emit(daemon, entry(number), "FaultEntryRemoved");
     }
 
-    /** What is counted when all that was sent has come. */
+    /** The counts after all signals sent so far have arrived. */
     const Counted& evictions()
     {
-        // The bus keeps the order of what it passes on.
+        // The bus delivers messages in order.
         daemon.catchUp();
         client.catchUp();
         return listener.count().evictions();

@@ -18,7 +18,7 @@ using testing::StartsWith;
 using Evictions = std::map<std::string, uint64_t>;
 using Lines = std::vector<std::string>;
 
-/** The samples of a scrape, one a line. */
+/** The lines of a scrape that are samples. */
 Lines samplesOf(const Snapshot& snapshot)
 {
     std::istringstream text(render(makeFamilies(snapshot, "1.2.3")));

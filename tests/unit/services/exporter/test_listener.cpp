@@ -87,7 +87,7 @@ TEST_F(ListenerOnAPath, IsThereAsLongAsItLives)
 
 TEST_F(ListenerOnAPath, TakesThePlaceOfOneWhoseProgramIsGone)
 {
-    // A socket stays behind when only its descriptor is closed.
+    // Closing the descriptor alone leaves the socket file behind.
     const auto moved = folder.path() / "moved.sock";
     {
         const Listener dead(path);

@@ -24,7 +24,7 @@ BusPtr openBus()
     return BusPtr(bus);
 }
 
-/** Puts the answer to the question into a reply. */
+/** Appends the log's properties to a reply. */
 using Answer = std::function<int(sd_bus_message*)>;
 
 int takeQuestion(sd_bus_message* question, void* context,
@@ -41,7 +41,7 @@ int takeQuestion(sd_bus_message* question, void* context,
     return sd_bus_send(nullptr, reply, nullptr) < 0 ? -1 : 1;
 }
 
-/** A process with the log manager's name that answers as it is told. */
+/** A process that owns logmgr's name and gives this answer. */
 Child logmgr(Answer answer)
 {
     return Child([answer](const Child::Parent& parent) mutable {
@@ -62,7 +62,7 @@ Child logmgr(Answer answer)
 class LogQuestionTest : public testing::Test
 {
   protected:
-    /** What is found when a log manager gives this answer. */
+    /** The status that is found when logmgr gives this answer. */
     std::optional<services::LogStatus> foundIn(const Answer& answer)
     {
         Child manager = logmgr(answer);

@@ -10,7 +10,7 @@ namespace healthintf::exporter
 namespace
 {
 
-/** What a gauge of one number is rendered as. */
+/** The number in the rendered sample of a gauge. */
 std::string numberIn(double value)
 {
     const std::string text =

@@ -21,7 +21,8 @@ using testing::UnorderedElementsAre;
 const std::string root = "/com/vexa/olvar/health";
 const std::string key = root + "/host";
 
-/** A component with room for ten faults, whose faults are named by numbers. */
+/** A component with room for ten faults; the tests name its faults by numbers.
+ */
 class FaultsOfAComponent : public LibraryTest
 {
   protected:
@@ -63,7 +64,7 @@ class FaultsOfAComponent : public LibraryTest
         }
     }
 
-    /** Reports, and returns the texts of the reported faults. */
+    /** Reports the faults and returns the texts of those that were reported. */
     Lines reported()
     {
         faults->report();

@@ -178,7 +178,7 @@ TEST(ConfigText, NamesFileLineAndKeyOfWhatIsWrong)
               "/com/vexa/olvar/health");
 }
 
-/** The hysteresis of the only table of a text. */
+/** The hysteresis of the only table in a configuration. */
 double hysteresisOf(const std::string& text)
 {
     return parse(text).watches.at(0).limits.hysteresis;

@@ -32,7 +32,8 @@ struct ModelSource
     bool isUnreadable = false;
     /** 0 ok, 1 warning, 2 critical. */
     int level = 0;
-    /** When the current level, and the failure to read, began. */
+    /** The rounds in which the current level, and the failure to read, began.
+     */
     int levelSince = 0;
     int unreadableSince = 0;
 
@@ -53,7 +54,8 @@ struct ModelSource
     }
 };
 
-/** Sources of two components, of which one has more faults than it can show. */
+/** Sources of two components; one component has more faults than it can show.
+ */
 class HostmonAndItsModel : public LibraryTest
 {
   protected:
@@ -205,7 +207,7 @@ class HostmonAndItsModel : public LibraryTest
 
 TEST_F(HostmonAndItsModel, ShowTheSameAfterEachStep)
 {
-    // The sanitizer looks for other mistakes, and takes ten times as long.
+    // AddressSanitizer makes a step ten times slower.
     constexpr int steps = isAddressSanitized ? 20'000 : 100'000;
     int crowded = 0;
     for (int now = 1; now <= steps; ++now)

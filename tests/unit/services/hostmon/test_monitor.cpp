@@ -30,8 +30,7 @@ using testing::HasSubstr;
 
 const std::string root = "/com/vexa/olvar/health";
 
-/** Opens a pipe for writing, so that a reader who waits for a writer
- *  continues. */
+/** Opens a pipe for writing, so that a reader blocked in open() continues. */
 void letGo(const std::string& pipe)
 {
     close(open(pipe.c_str(), O_RDWR | O_CLOEXEC));
@@ -305,7 +304,7 @@ TEST_F(MonitorOfAMachine, GoesOnWhileASourceBlocks)
                Lines{pipe + ": no answer within 0.1 seconds", "memory: 15.0"};
     });
     memory(90);
-    // Writing ends the wait; the text is no process id.
+    // Writing unblocks the reader; the text is no process id.
     std::ofstream(pipe) << "none\n";
     std::filesystem::remove(pipe);
     runUntil([&] {
@@ -326,7 +325,7 @@ TEST_F(MonitorOfAMachine, TellsABlockedSourceInTimeHoweverOftenItLooks)
     runUntil([] {
         return !texts().empty();
     });
-    // Not only when it looks again after that.
+    // It must not wait for the next look at the source after that.
     EXPECT_LT(std::chrono::steady_clock::now() - start, 2 * config.interval);
     letGo(pipe);
 }
@@ -339,7 +338,7 @@ TEST_F(MonitorOfAMachine, EndsWhileASourceBlocks)
     start();
     monitor.reset();
     EXPECT_FALSE(platform().healthRecords.contains(root + "/a"));
-    // Lets the abandoned thread end, if it reads already.
+    // Ends the abandoned thread if it is reading.
     letGo(pipe);
 }
 
@@ -351,7 +350,7 @@ TEST_F(MonitorOfAMachine, LeavesNoMoreThanSoManyThreadsBehind)
     start();
     const auto chip = machine.path() / "sys/class/hwmon/hwmon1";
     const std::string input = chip / "temp1_input";
-    // The same sensor blocks and disappears again and again.
+    // The same sensor blocks its reader and disappears, again and again.
     std::size_t replaced = 0;
     const auto replaceSensor = [&] {
         machine.write("sys/class/hwmon/hwmon1/name", "chip");
@@ -365,7 +364,7 @@ TEST_F(MonitorOfAMachine, LeavesNoMoreThanSoManyThreadsBehind)
             return texts().empty();
         });
     };
-    // A sensor that is gone before its thread reads abandons no thread.
+    // A sensor that disappears before its thread reads abandons no thread.
     constexpr std::size_t most = 10 * maxAbandonedThreads;
     while (countAbandonedThreads() < maxAbandonedThreads && replaced < most)
     {

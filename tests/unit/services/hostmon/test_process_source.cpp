@@ -62,7 +62,7 @@ TEST_F(Processes, AreCountedByEachOfSeveralNames)
 TEST_F(Processes, HaveOnlySoMuchOfALongName)
 {
     EXPECT_EQ(count("abcdefghijklmnopqrst"), 1u);
-    // The kernel shows more of its own threads' names.
+    // The kernel shows more than 15 characters of its own threads' names.
     folder.write("18/stat", "18 (rcu_tasks_kthread) I 2 0 0\n");
     EXPECT_EQ(count("rcu_tasks_kthread"), 1u);
     EXPECT_EQ(count("rcu_tasks_kthre"), 1u);
@@ -83,7 +83,7 @@ TEST_F(Processes, LiveByTheIdInAFile)
     EXPECT_FALSE(PidfileProcess(folder.path(), "/nonexistent").isAlive());
 }
 
-/** The stat file of a process that started at a time. */
+/** The stat file of a process with this start time. */
 std::string makeStat(const std::string& startTime)
 {
     return "10 (a b) S 1 10 10 0 -1 4194560 1 2 3 4 5 6 7 8 20 0 1 0 " +
@@ -114,14 +114,14 @@ TEST_F(Processes, AreNotTheOthersThatHaveTheirIdLater)
 
 TEST_F(Processes, AreNotMissingWhenTheFileCannotBeRead)
 {
-    // A folder in the place of the file: not even root can read it.
+    // Not even root can read a folder as a file.
     EXPECT_THROW(PidfileProcess(folder.path(), folder.path() / "10").isAlive(),
                  std::runtime_error);
 }
 
 TEST_F(Processes, AreNotMissingWhenOneCannotBeRead)
 {
-    // A folder in the place of the file: not even root can read it.
+    // Not even root can read a folder as a file.
     std::filesystem::create_directories(folder.path() / "17" / "stat");
     EXPECT_EQ(count("sshd"), 2u);
     EXPECT_THROW(count("missing"), std::runtime_error);

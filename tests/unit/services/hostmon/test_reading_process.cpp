@@ -24,7 +24,7 @@ namespace healthintf::hostmon
 namespace
 {
 
-/** The process that runs the reads. */
+/** The id of the process that runs the reads. */
 pid_t findProcess(ReadingProcess& reading)
 {
     return static_cast<pid_t>(reading.read());
@@ -110,7 +110,8 @@ TEST(ReadInAnotherProcess, HasNothingOpenOfItsOwner)
         const std::filesystem::directory_iterator all("/proc/self/fd");
         return static_cast<double>(std::distance(begin(all), end(all)));
     });
-    // The first three, the socket to the parent, and the folder that is listed.
+    // Open are standard input, output and error, the socket to the parent, and
+    // the folder that is listed.
     EXPECT_EQ(reading.read(), 5);
 }
 

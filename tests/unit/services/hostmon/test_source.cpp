@@ -76,7 +76,7 @@ TEST_F(Sources, ThrowWhatKeepsThemFromReading)
     EXPECT_THROW(only(Filesystem{"/nonexistent"}).read(), std::runtime_error);
 }
 
-/** Kills all child processes of this one and waits for their ends. */
+/** Kills all child processes of this process and waits for them. */
 void killChildren()
 {
     for (const auto& thread : std::filesystem::directory_iterator(

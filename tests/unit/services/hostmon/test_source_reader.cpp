@@ -101,7 +101,7 @@ class ReadersLeftBehind : public testing::Test
   protected:
     ReadersLeftBehind()
     {
-        // Threads of earlier tests.
+        // Earlier tests may have left threads.
         waitUntilLeft(0);
     }
 

@@ -85,12 +85,12 @@ TEST_F(Temperatures, AreMeantByNameLabelOrAll)
     EXPECT_FALSE(listTemperatureSensors(folder.path())[0].matches("acpitz/"));
 }
 
-/** A kernel's folder /sys with devices and links to them. */
+/** A folder that looks like /sys, with devices and links to them. */
 class TemperaturesOfDevices : public testing::Test
 {
   protected:
-    /** Makes a chip with one sensor below @p device, which is on a bus; @p
-     *  between are folders with numbers that the kernel chooses. */
+    /** Creates a chip with one sensor below @p device; @p between are folders
+     *  with numbers that the kernel chooses. */
     void chip(const std::string& name, const std::string& device,
               const std::string& between, const std::string& number,
               int millidegrees) const

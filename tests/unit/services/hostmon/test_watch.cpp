@@ -52,8 +52,7 @@ class WatchOfASource : public LibraryTest
         faults->report();
     }
 
-    /** The additions and removals of faults since the last call, in their
-     *  order. */
+    /** The additions and removals of faults since the last call, in order. */
     Lines takeAdditionsAndRemovals()
     {
         Lines order;

@@ -11,7 +11,7 @@
 namespace healthintf::logmgr
 {
 
-/** A record whose bytes are all known. */
+/** A record with a fixed value in each byte. */
 inline Record sampleRecord(uint8_t type = 0x02)
 {
     return {0xaa, 0xbb, type, 0xc1, 0xc2, 0xc3, 0xc4, 0x20,

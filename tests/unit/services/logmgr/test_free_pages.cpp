@@ -12,7 +12,7 @@ namespace healthintf::logmgr
 namespace
 {
 
-/** A value of many pages, or none. */
+/** Stores a value of many pages, or deletes it. */
 void change(MDB_env* environment, std::size_t size)
 {
     Transaction transaction(environment, Transaction::Kind::write);

@@ -12,7 +12,7 @@ namespace
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/** A queue of calls, each with another first identifier. */
+/** A queue of calls that differ in their first identifier. */
 class Lists : public testing::Test
 {
   protected:
@@ -21,13 +21,13 @@ class Lists : public testing::Test
         return queue.add(sender, ListCall{nullptr, first, 0});
     }
 
-    /** @return how many calls were too many for the user */
+    /** @return the number of calls that exceeded the user's limit */
     std::size_t setUser(const std::string& sender, uid_t user)
     {
         return queue.setUser(sender, user).size();
     }
 
-    /** Adds as many calls as a sender may have. */
+    /** Adds as many calls as one sender may have. */
     void fill(const std::string& sender)
     {
         for (std::size_t i = 0; i < maxListsOfSender; ++i)
@@ -36,7 +36,7 @@ class Lists : public testing::Test
         }
     }
 
-    /** Adds four senders of a user, with as many calls as a user may have. */
+    /** Adds calls of four senders, together as many as a user may have. */
     void fillUser(uid_t user)
     {
         for (const char* sender : {":1.1", ":1.2", ":1.3", ":1.4"})
@@ -46,7 +46,7 @@ class Lists : public testing::Test
         }
     }
 
-    /** Removes all calls. */
+    /** Takes all remaining calls. */
     std::vector<uint16_t> rest()
     {
         std::vector<uint16_t> firsts;

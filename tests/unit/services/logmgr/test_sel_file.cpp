@@ -32,7 +32,7 @@ class LogFile : public testing::Test
         return folder.path() / "data.mdb";
     }
 
-    /** Writes so much into the file that it has more than its head pages. */
+    /** Writes so much that the file has more than its meta pages. */
     void fill() const
     {
         const EnvironmentPtr environment = openLogFile(folder.path(), mapSize);

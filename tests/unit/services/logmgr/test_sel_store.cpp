@@ -30,7 +30,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/** Changes the table of a file without the store. */
+/** Changes the table in a file without the store. */
 template <typename Work>
 void tamper(const fs::path& folder, Work&& work)
 {
@@ -63,7 +63,7 @@ std::string parseKey(char last)
     return std::string(7, '\0') + last;
 }
 
-/** Reads a file without the blocks at its end that were never written. */
+/** The content of a file without the unused blocks at its end. */
 std::string writtenIn(const fs::path& file)
 {
     constexpr std::size_t page = 4096;
@@ -73,9 +73,8 @@ std::string writtenIn(const fs::path& file)
     return content;
 }
 
-/** Marks the first node of each leaf page in an LMDB file as one with
- *  several values. The table has no such nodes, and LMDB then reads at a
- *  null pointer. */
+/** Sets a flag on the first node of each leaf page that means several values.
+ *  The table has no such nodes, and LMDB then reads through a null pointer. */
 void markFirstNodes(std::string& content)
 {
     constexpr std::size_t page = 4096;
@@ -105,12 +104,12 @@ class Store : public testing::Test
         return store.emplace(path);
     }
 
-    /** Where the page is that LMDB's list of free pages begins with. */
+    /** The offset of the root page of LMDB's list of free pages. */
     std::size_t freeListAt() const
     {
         constexpr std::size_t page = 4096;
-        // A head page has two tables after its own head, the first of which is
-        // that list. The number of its page is its last field.
+        // A meta page describes two tables after its header. The first is the
+        // free list, whose last field is the number of its root page.
         constexpr std::size_t rootAt = 16 + 24 + 40;
         constexpr std::size_t changeAt = 16 + 24 + 2 * 48 + 8;
         const std::string content = contentOf(file);
@@ -147,7 +146,7 @@ class Store : public testing::Test
         EXPECT_FALSE(fs::exists(path / "data.mdb.new"));
     }
 
-    /** The log in a copy of the file. */
+    /** The identifiers in a copy of the file. */
     std::vector<uint16_t> idsInCopy(const std::string& content) const
     {
         const test::TemporaryFolder other;
@@ -157,9 +156,9 @@ class Store : public testing::Test
         return idsIn(copy);
     }
 
-    /** Opens a damaged file, and expects that it can be changed.
+    /** Opens a damaged file and expects that it can be changed.
      *
-     *  @return whether it had so many entries */
+     *  @return whether it had @p entries entries */
     static bool usable(const std::string& content, std::size_t entries)
     {
         const test::TemporaryFolder other;
@@ -269,7 +268,7 @@ TEST_F(Store, HasEveryAcknowledgedEntryWheneverThePowerFails)
         store->append(entry, dropped, store->state());
         const std::string after = writtenIn(file);
 
-        // Only the head pages of the change, which are written last, are on the
+        // The change's meta page, which is written last, never reached the
         // disk.
         constexpr std::size_t head = 8192;
         const std::string torn = before.substr(0, head) + after.substr(head);
@@ -364,7 +363,7 @@ TEST_F(Store, TakesEntriesWhateverPageWasOverwritten)
 {
     constexpr std::size_t page = 4096;
     constexpr std::size_t headPages = 2;
-    // In the head of a page, both bounds of its free space.
+    // A page header holds both bounds of the page's free space.
     constexpr std::size_t boundsAt = 12;
     constexpr std::size_t bounds = 4;
     constexpr std::size_t entries = 200;
@@ -405,7 +404,7 @@ TEST_F(Store, KeepsItsEntriesWhereAPageThatOnlyChangesReadIsDamaged)
 TEST_F(Store, KeepsItsEntriesWhereAnAdditionWouldCrashTheProcess)
 {
     constexpr std::size_t page = 4096;
-    // In the head of a page, the end of its free space.
+    // A page header holds the end of the page's free space.
     constexpr std::size_t endAt = 15;
     append(open(), 200);
     store.reset();
@@ -625,7 +624,7 @@ TEST_F(Store, SetsAFileAsideThatTookThePlaceOfItsOwn)
     EXPECT_THAT(idsIn(open()), ElementsAre(1));
 }
 
-/** Puts other bytes into a file that stays the same one. */
+/** Replaces the content of a file without replacing the file. */
 void overwrite(const fs::path& file, const std::string& content)
 {
     std::fstream(file, std::ios::in | std::ios::out | std::ios::binary)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Faults for tests. */
+/** @file Builds faults for tests. */
 
 #include "source/health_source.hpp"
 

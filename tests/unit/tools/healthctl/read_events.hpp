@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Entries of the log for tests of what shows them. */
+/** @file Builds log entries for tests of the commands that show them. */
 
 #include <sel/sel_filter.hpp>
 
@@ -13,7 +13,7 @@
 namespace healthintf::healthctl
 {
 
-/** A record of an event; its number is its identifier. */
+/** The record of an event; its sensor number is its identifier. */
 inline RawRecord recordOfEvent(uint16_t id, uint32_t time, uint8_t sensorType)
 {
     const auto byte = [](uint32_t value) {

@@ -23,8 +23,8 @@ using testing::HasSubstr;
 class CommandLineTest : public testing::Test
 {
   protected:
-    /** Runs a program with one command, "work", and one below another, "lcd
-     *  get". */
+    /** Runs a program with the command "work" and the nested command "lcd get".
+     */
     int run(std::vector<const char*> words, const Work& work)
     {
         CommandLine commands(out, errors);
@@ -99,7 +99,7 @@ TEST_F(CommandLineTest, FailsWhenTheOutputCannotBeWritten)
     EXPECT_THAT(errors.str(), HasSubstr("unable to write the output"));
 }
 
-/** The folder that the data cache is looked for in. */
+/** Prints the folder of the data cache. */
 ExitCode tellRuntimeFolder(const Context& context)
 {
     try

@@ -12,7 +12,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-/** What is written for a document with one text. */
+/** The JSON output for a document with one text. */
 std::string written(const std::string& text)
 {
     std::ostringstream out;

@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 using testing::EndsWith;
 using testing::IsEmpty;
 
-/** No process has it, and it is in no group. */
+/** A user id that no process uses and no group contains. */
 constexpr uid_t stranger = 64999;
 constexpr mode_t forAll = 0777;
 constexpr mode_t forOwner = 0700;

@@ -20,7 +20,7 @@ namespace
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-/** Reads where there is no bus, and so no log manager. */
+/** Reads the log where there is no bus, hence no logmgr. */
 class LogReader : public test::CacheTest
 {
   protected:

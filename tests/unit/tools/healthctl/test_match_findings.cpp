@@ -36,7 +36,7 @@ TEST(MatchFindings, DoNotWarnOfALimitThatTheBusHasNot)
         ASSERT_TRUE(enough);
         EXPECT_EQ(makeFinding(uses, MatchLimit{*enough, false}).grade,
                   Grade::ok);
-        // If it were the limit, it would be far enough away.
+        // Even as a limit it would be far enough away.
         EXPECT_EQ(makeFinding(uses, MatchLimit{*enough, true}).grade,
                   Grade::ok);
     }

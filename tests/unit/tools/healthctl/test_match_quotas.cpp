@@ -15,10 +15,10 @@ namespace
 
 using Write = std::function<void(sd_bus_message*)>;
 
-/** What is read in an answer of the bus. */
+/** The quotas that are read from a reply of the bus. */
 MatchQuotas quotasIn(const Write& write)
 {
-    // Messages are made for a connection only.
+    // A message needs a connection.
     const test::PrivateBus bus;
     sd_bus* opened = nullptr;
     sd_bus_open(&opened);
@@ -31,7 +31,7 @@ MatchQuotas quotasIn(const Write& write)
     return matchQuotasIn(made);
 }
 
-/** What dbus-broker 33 answers, of root and of a user without a name. */
+/** Writes the reply of dbus-broker 33 about root and about an unknown user. */
 void writeAccounting(sd_bus_message* message, const char* thing)
 {
     constexpr const char* users = "a(ua(suu)a{ua{su}})";

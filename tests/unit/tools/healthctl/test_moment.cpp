@@ -19,7 +19,7 @@ class Moment : public testing::Test
   protected:
     Moment()
     {
-        // An hour east of Greenwich.
+        // A timezone one hour east of Greenwich.
         setenv("TZ", "XXX-1", 1);
         tzset();
     }

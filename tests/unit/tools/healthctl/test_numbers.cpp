@@ -10,7 +10,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-/** What is said of a text where a number is wanted. */
+/** The error for a text where a number is expected. */
 std::string saidOf(std::string text, const Range& range = {1})
 {
     return numberIn(range)(text);
@@ -41,7 +41,7 @@ TEST(NumberIn, EndsAtBothBoundsOfItsRange)
     EXPECT_EQ(saidOf("-9", range), "\"-9\" is no number from -8 to 8");
 }
 
-/** What an option makes of a text. */
+/** The number that an option reads from a text. */
 int numberOf(const std::string& text)
 {
     CLI::App app;

@@ -28,7 +28,7 @@ TEST(ProcessName, IsNameAndNumber)
 
 TEST(ProcessName, IsTheNumberAloneWhereProcDoesNotShowTheProcess)
 {
-    // No kernel gives a number so high.
+    // Larger than any process id.
     constexpr auto nobody = std::numeric_limits<pid_t>::max();
     EXPECT_EQ(nameOfProcess(nobody), std::to_string(nobody));
 }

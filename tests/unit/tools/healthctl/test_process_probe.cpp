@@ -11,7 +11,7 @@ namespace healthintf::healthctl
 namespace
 {
 
-/** No process has it. */
+/** A process id that no process has. */
 constexpr uint32_t nobody = 0x7FFFFFFF;
 
 TEST(ProcessProbe, CountsTheFilesThatAProcessHasOpen)
@@ -27,7 +27,8 @@ TEST(ProcessProbe, CountsTheFilesThatAProcessHasOpen)
     EXPECT_EQ(after->program, "test");
 }
 
-// Of another process: valgrind tells this one less than the kernel's limit.
+// Reads another process: valgrind shows this one a lower limit than the
+// kernel's.
 TEST(ProcessProbe, KnowsHowManyFilesAProcessMayOpen)
 {
     rlimit limit{};

@@ -17,7 +17,7 @@ using testing::HasSubstr;
 constexpr RawRecord fanRecord{0x34, 0x12, 0x02, 0x01, 0x02, 0x03, 0x04, 0x20,
                               0x00, 0x04, 0x04, 0x07, 0x81, 0x57, 0x11, 0x22};
 
-/** What is wrong with something. */
+/** The error message of a failed read. */
 template <typename Read>
 std::string complaintOf(Read&& read)
 {

@@ -28,7 +28,7 @@ class SelEntries : public testing::Test
         tzset();
     }
 
-    /** Of an event that the platform describes. */
+    /** An event that the platform describes. */
     static ReadEvent fanEvent()
     {
         return eventOf(17, 5, 0x04,
@@ -41,7 +41,7 @@ class SelEntries : public testing::Test
                                   .lcd = "Fan slow"});
     }
 
-    /** Of a record of a maker's own, which has no time. */
+    /** An OEM record, which has no time. */
     static ReadEvent makersRecord()
     {
         RawRecord record = recordOfEvent(18, 6, 0x04);

@@ -132,7 +132,7 @@ TEST(WatchedTree, KeepsWhatASilentProcessHolds)
     EXPECT_TRUE(tree.nodes().at("/a").silent);
     EXPECT_THAT(tree.takeOver({}, {}, {{":1.1", "fan[1]"}}), IsEmpty());
 
-    // It has left the bus.
+    // The process has left the bus.
     EXPECT_THAT(kindsOf(tree.takeOver({}, {})),
                 ElementsAre(Kind::processSilentEnded, Kind::faultRemoved,
                             Kind::nodeRemoved));
