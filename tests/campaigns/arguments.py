@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What a campaign of named parts is told on the command line."""
+"""The command line of a campaign with named parts."""
 
 import argparse
 import sys
@@ -14,8 +14,8 @@ def parser(description):
 
 
 def parse(made, known):
-    """The arguments; their names are those of parts that are known, all of them
-    when none is given. Exits where one is not."""
+    """Parses the arguments, which name known parts; without names, returns all
+    parts. Exits at an unknown name."""
     arguments = made.parse_args()
     unknown = set(arguments.names) - set(known)
     if unknown:

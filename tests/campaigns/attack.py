@@ -1,9 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The attacks of scripts/campaigns/attack, with their results.
+"""Runs the attacks of scripts/campaigns/attack and writes their results.
 
     attack.py [--build FOLDER] [--data FOLDER] [--seconds N] [--no-result]
-              [NAME ...]
-"""
+              [NAME ...]"""
 
 import os
 import sys
@@ -39,7 +38,7 @@ NEEDS_ROOT = 77
 
 
 def run(name, seconds):
-    """The row of the table of an attack, and what broke its expectations."""
+    """The table row of an attack, and the expectations that it broke."""
     attack = ATTACKS[name]
     try:
         seen = attack(seconds)

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Attacks on the bus: messages that nobody expects, floods, and what is others'
-right."""
+"""Attacks on the bus: unexpected messages, floods, and calls without the right
+to make them."""
 
 import time
 import urllib.request
@@ -12,15 +12,15 @@ from observation import ROOT, mib, own
 
 NODE = f"{MANAGER}.HealthStatus"
 LOG = bus_view.LOG
-# Until the records count again, in seconds: an answer of the bus may be lost in
-# the flood, and is waited for 5 seconds.
+# Seconds until the records are right again: the bus may drop a reply during the
+# flood, which is noticed after 5 seconds.
 RIGHT_BY = 10.0
 
 
 def forged_health(seconds):
-    """A reporter tells of children that are none, of 40,000 keys, and of 40 keys
-    of 25 MiB, and goes: the parents stayed at what it said, and healthmgr took
-    a gigabyte."""
+    """A reporter reports made-up children, 40,000 keys, and 40 keys of 25 MiB,
+    and disconnects. Earlier, the parents kept its values and healthmgr took a
+    gigabyte."""
     with Attack("health") as attack:
         parent = attack.daemon([f"{ROOT}/a"])
         parent.collect()
@@ -48,7 +48,8 @@ def forged_health(seconds):
 
 
 def many_requests(seconds):
-    """A reporter asks for 1,500 nodes and goes: they took all slots, for good."""
+    """A reporter requests 1,500 nodes and disconnects. Earlier, all slots
+    stayed taken for ever."""
     with Attack("requests") as attack:
         attacker = attack.world.attacker(REPORTER, "requests", 1500)
         made = int(attacker.hear(60))
@@ -62,13 +63,14 @@ def many_requests(seconds):
 
 
 def long_hide_texts(seconds):
-    """An operator hides by texts of 25 MiB: they stayed in every component."""
+    """An operator hides by texts of 25 MiB. Earlier, every component kept
+    them."""
     with Attack("hide") as attack:
         daemons = {"a component": attack.colleague, **attack.services}
         before = {name: own(program) for name, program in daemons.items()}
         attacker = attack.world.attacker(OPERATOR, "hide", 25 << 20, 6)
         attacker.hear(120)
-        # The bus has 300 MiB to pass on to each of them.
+        # The bus has to deliver 300 MiB to each of them.
         attack.client.ping(attack.client.owner(MANAGER), 60)
         attack.manager_answers()
         attack.fault_comes_and_goes()
@@ -83,8 +85,9 @@ def long_hide_texts(seconds):
 
 
 def list_flood(seconds, entries=2000):
-    """An outsider asks for the log over 200 connections, 20 times each at once:
-    a reporter's AddSEL failed after 25 s, and logmgr took 317 MiB."""
+    """An outsider asks for the log over 200 connections, 20 times each at
+    once. Earlier, a reporter's AddSEL failed after 25 s and logmgr took 317
+    MiB."""
     with Attack("lists") as attack:
         for number in range(entries):
             attack.client.add_event("/s" * 100, bytes([0, 0, 2, *[0] * 13]))
@@ -111,7 +114,7 @@ def list_flood(seconds, entries=2000):
 
 
 def _colleague_lists(attack):
-    """Another user's list takes its turn."""
+    """Another user's list is answered in time."""
     service, path, interface = LOG
     _, took = attack.said("another user's ListEntries", COLLEAGUE, "busctl", "--system",
                           "--timeout=20", "call", service, path, interface, "ListEntries", "qu",
@@ -120,8 +123,8 @@ def _colleague_lists(attack):
 
 
 def idle_connections(seconds):
-    """An outsider holds 1,000 connections to the exporter, and says nothing or
-    never the whole of it: no scrape got through."""
+    """An outsider holds 1,000 connections to the exporter and sends nothing or
+    half a request. Earlier, no scrape got through."""
     with Attack("exporter") as attack:
         exporter = attack.world.start_service("health-exporter", "--listen", "127.0.0.1:0")
         attack.services["health-exporter"] = exporter
@@ -154,7 +157,7 @@ def _scrape(attack, port):
     return took
 
 
-# What whom is denied: a call, or the bus's answer to a request for a name.
+# Denied operations: calls, or the bus's reply to a request for a name.
 CALLS = {
     "Clear": (*LOG, "Clear"),
     "AddSEL": (*LOG, "AddSEL", "(ssyy)ay", "", "", "4", "0", *RECORD),
@@ -188,8 +191,8 @@ RIGHTS = {
 
 def forging(seconds):
     """Outsider, reporter and operator try each other's rights and those of the
-    services, to all and to one receiver. Each has his own rights and no other;
-    reading is for all."""
+    services, with broadcasts and with messages to one receiver. Each must have
+    his own rights and no other; everybody may read."""
     with Attack("forging") as attack:
         attempts = 0
         for user, rights in RIGHTS.items():
@@ -211,7 +214,7 @@ def forging(seconds):
 
 
 def _heard(attack, user):
-    """The signals of a user that reach anybody."""
+    """The signals of a user that reach any receiver."""
     import gi.repository.GLib as GLib
 
     heard = set()
@@ -223,7 +226,7 @@ def _heard(attack, user):
     listener.call(*bus_view.BUS, "GetId")
     sender = attack.world.attacker(user, "signals", listener.raw.get_unique_name())
     name = sender.hear()
-    # What it was sent before comes before the answer.
+    # The bus replies after it has delivered all earlier messages.
     listener.call(*bus_view.BUS, "GetId")
     while GLib.MainContext.default().iteration(False):
         pass

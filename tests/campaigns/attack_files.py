@@ -1,6 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Attacks on files: locks that others wait for, links that others follow, names
-that others look at."""
+"""Attacks on files: locks, links and made-up names."""
 
 import contextlib
 import shutil
@@ -10,9 +9,9 @@ from attack_world import CACHE, CANARIES, COLLEAGUE, CONFIG, OPERATOR, OUTSIDER,
 
 
 def attribute_locks(seconds):
-    """An outsider opens all that he can read beside the attributes and locks it:
-    each setter of an attribute waited for good, and with it healthmgr and all
-    components."""
+    """An outsider locks every file beside the attributes that he can open.
+    Earlier, each setter of an attribute waited for ever, and with it healthmgr
+    and all components."""
     with Attack("attributes") as attack:
         attack.attribute_is_set()
         attacker = attack.world.attacker(OUTSIDER, "locks", CONFIG)
@@ -28,11 +27,12 @@ def attribute_locks(seconds):
 
 
 def cache_locks(seconds):
-    """An outsider locks all files of the data cache, the log and the attributes
-    that he can read: new daemons, healthctl and services that start anew had no
-    data cache. And 25 starts of all at once, while he goes on."""
+    """An outsider locks every file of the data cache, the log and the
+    attributes that he can open. Earlier, new daemons, healthctl and restarted
+    services had no data cache. Starts all programs together 25 times
+    meanwhile."""
     with Attack("locks") as attack:
-        # Long-lived: it locks what comes as soon as it comes.
+        # It keeps running and locks new files as they appear.
         attacker = attack.world.attacker(OUTSIDER, "locks", RUNTIME, STATE)
         files, locks = attacker.hear().split()
         attack.expect(int(files) > 2, f"only {files} files can be read")
@@ -48,7 +48,7 @@ def cache_locks(seconds):
 
 
 def _starts_at_once(attack, times):
-    """Starts of all that uses the data cache, together, as at boot."""
+    """Starts all users of the data cache together, as at boot."""
     without = 0
     attack.colleague.kill()
     for number in range(times):
@@ -78,9 +78,9 @@ KINDS = ("symlinks", "new-symlinks", "hardlinks", "pipes", "devices", "folders",
 
 
 def links(seconds):
-    """A reporter puts links, pipes, devices and folders where the services have
-    their files, or could have: root and the services followed them. Nothing
-    outside may change, and all has to start and work."""
+    """A reporter puts links, pipes, devices and folders where the services
+    have or may create files. Earlier, root and the services followed them.
+    Nothing outside may change, and everything has to start and work."""
     with Attack("links", up=False) as attack:
         planted = {}
         for kind in KINDS:
@@ -92,7 +92,7 @@ def links(seconds):
             planted[kind] = int(attacker.hear())
             try:
                 _start_and_work(attack)
-            except Exception as failure:  # noqa: BLE001 - whatever keeps all from working
+            except Exception as failure:  # noqa: BLE001 - any failure is a finding
                 attack.expect(False, f"{kind}: {type(failure).__name__}: {failure}")
             attacker.kill()
             for changed in _changes(before):
@@ -107,7 +107,7 @@ def links(seconds):
 
 
 def _start_and_work(attack):
-    """Starts and ends everything, with root's programs among it."""
+    """Starts and ends all programs, root's included."""
     attack.raise_services()
     attack.raise_colleague()
     attack.fault_comes_and_goes()
@@ -126,8 +126,8 @@ def _start_and_work(attack):
 
 
 def _canaries():
-    """Files of root's outside of the project's folders: one of them, and how
-    all look."""
+    """Creates a file of root's outside the project's folders, and returns it
+    and the state of all of them."""
     shutil.rmtree(CANARIES, ignore_errors=True)
     (CANARIES / "etc").mkdir(parents=True)
     CANARIES.chmod(0o755)
@@ -142,7 +142,7 @@ def _look():
     for path in sorted([CANARIES, *CANARIES.rglob("*")]):
         status = path.lstat()
         held = path.read_bytes() if path.is_file() else b""
-        # A hard link to it is no change of it.
+        # A hard link to the file does not change it.
         seen[path] = (status.st_mode, status.st_uid, status.st_gid, status.st_mtime_ns, held)
     return seen
 
@@ -155,7 +155,8 @@ def _changes(before):
 
 
 def _hostile_names(attack):
-    """Attributes whose names would be more than a name where they are kept."""
+    """Attribute names that could mean something else in the attribute file or
+    its path."""
     service = ("com.vexa.olvar.healthmgr", "/com/vexa/olvar/healthmgr",
                "com.vexa.olvar.healthmgr.Attributes")
     before = _kept_attributes()
@@ -164,7 +165,7 @@ def _hostile_names(attack):
         status, text = attack.world.run_as(OPERATOR, "busctl", "--system", "call", *service, "Set",
                                            "sis", name, "1", "any")
         attack.expect(status != 0, f"the attribute {name!r} is set: {text}")
-    # And by a program that links the library.
+    # The same by a program that links the library.
     daemon = attack.world.start_daemon(user=OPERATOR)
     for name in ("../../x", '"x', "a/b", "n" * 256):
         answer = daemon.ask(f"set {name} 1")
@@ -181,9 +182,9 @@ def _kept_attributes():
 
 
 def crowd(seconds):
-    """A reporter makes more names in the data cache than readers look at:
-    folders, hard links of a file in use, files in use. Whoever was there, and
-    whoever comes, has to be seen."""
+    """A reporter creates more names in the data cache than readers look at:
+    folders, hard links to a file in use, files in use. Running and new daemons
+    must still be seen."""
     with Attack("crowd") as attack:
         for kind, most in (("folders", 70_000), ("hardlinks", 70_000), ("symlinks", 70_000),
                            ("files", 15_000)):

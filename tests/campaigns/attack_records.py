@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Attacks on records: processes that stop while they read or write, and content
-that is made up."""
+"""Attacks on records: processes that are stopped while they read or write, and
+made-up content."""
 
 import itertools
 import random
@@ -11,16 +11,17 @@ from attack_scene import ANSWERED, Attack, content
 from attack_world import CACHE, COLLEAGUE, OUTSIDER, REPORTER
 from observation import ROOT
 
-# So small that what a stopped reader keeps would fill it.
+# So small that space kept by a stopped reader would fill it.
 SMALL_CACHE = {"HEALTHINTF_CACHE_MIB": "16"}
-# What chance may add to a thing that takes as long as before.
+# The time in seconds that measurements may differ by chance.
 CHANCE = 0.3
 
 
 def stopped_readers(seconds):
-    """Programs of an outsider and of a reporter are stopped while they read. What was removed then
-    could not be used again: the data cache was full soon, healthmgr tried
-    without end, and a dead daemon's fault stayed at the root."""
+    """An outsider's and a reporter's programs are stopped while they read.
+    Earlier, the space of removed records could not be used again: the data
+    cache was soon full, healthmgr retried without end, and a dead daemon's
+    fault stayed at the root."""
     with Attack("stopped-readers", SMALL_CACHE) as attack:
         many = [f"{ROOT}/many{d}/c{c:02}" for d in range(5) for c in range(40)]
         holder = attack.daemon(many)
@@ -45,7 +46,8 @@ def stopped_readers(seconds):
 
 
 def _rate(attack, changes=2000):
-    """How long an addition and removal takes, in seconds; texts differ."""
+    """Seconds for an addition and a removal, with texts of different length.
+    """
     long_text = "x" * 400
     begin = time.monotonic()
     lines = itertools.chain.from_iterable(
@@ -57,8 +59,8 @@ def _rate(attack, changes=2000):
 
 
 def _stop_at_random(attack, wanted):
-    """Starts programs that read everything again and again, and stops them
-    somewhere in it."""
+    """Starts programs that read everything repeatedly, and stops them at a
+    random point."""
     generator = random.Random(7)
     for number in range(wanted):
         reader = attack.world.start_daemon(user=(OUTSIDER, REPORTER)[number % 2])
@@ -71,9 +73,9 @@ def _stop_at_random(attack, wanted):
 
 
 def stopped_writers(seconds):
-    """Daemons of a reporter are stopped while they write: all other writers
-    waited for good, AddSEL and GetEntry too, and a logmgr that was started anew
-    had no bus name."""
+    """A reporter's daemons are stopped while they write. Earlier, all other
+    writers waited for ever, AddSEL and GetEntry too, and a restarted logmgr
+    got no bus name."""
     with Attack("stopped-writers") as attack:
         attack.event_is_stored()
         generator = random.Random(5)
@@ -106,9 +108,9 @@ def stopped_writers(seconds):
 
 
 def scribbled_segments(seconds):
-    """A reporter truncates, grows, overwrites and removes all files of the data
-    cache that it may write, and makes some up, while others read: who read a
-    truncated one ended by SIGBUS."""
+    """A reporter truncates, extends, overwrites and removes all files of the
+    data cache that it may write, and creates others, while other processes
+    read. Earlier, SIGBUS killed readers of a truncated file."""
     with Attack("scribble") as attack:
         keys = [f"{ROOT}/whole{n}" for n in range(5)]
         whole = attack.daemon(keys)
@@ -156,8 +158,8 @@ def _faults(attack, word):
 
 
 def leases(seconds):
-    """A reporter holds leases on files that it puts into the data cache: an
-    opening that waits would wait for 45 seconds."""
+    """A reporter holds leases on its files in the data cache: a blocking
+    open() would wait for 45 seconds."""
     with Attack("leases") as attack:
         attacker = attack.world.attacker(REPORTER, "lease", CACHE)
         held = int(attacker.hear())

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What the attacks share: a machine at work, what must go on working, and in
-which time."""
+"""Shared by the attacks: a working machine, what must keep working, and how
+fast."""
 
 import json
 import time
@@ -13,19 +13,20 @@ from observation import ROOT, Observation, mib, own
 MANAGER = bus_view.MANAGER
 LOG_NAME = bus_view.LOG[0]
 RECORD = ["16", *"0 0 2 0 0 0 0 0x20 0 4 4 7 1 0 0 0".split()]
-# What is promised, in seconds. The programs that ask take some of it.
+# The promised times in seconds, with an allowance for the programs that
+# measure.
 ANSWERED = 1.0
 SET_BY = 5.0
 STARTED_BY = 5.0
-# What the services may take during an attack, in KiB.
+# The memory that a service may gain during an attack, in KiB.
 GROWTH = 64 * 1024
 # The lines that a service may log during an attack.
 LINES = 60
 
 
 class Attack(Observation):
-    """A machine with both services and a daemon of a reporter who harms nobody,
-    which holds one fault."""
+    """A machine with both services and a well-behaved reporter's daemon, which
+    holds one fault."""
 
     def __init__(self, name, environment=None, up=True):
         super().__init__(name, attack_world.AttackWorld(environment))
@@ -54,33 +55,33 @@ class Attack(Observation):
         self.expect(self.colleague.ask(f"add {self.key} M /s 2") == "0", "no fault is added")
         self.wait_until("the root is at warning", lambda: self.root_health() == 3, 10)
 
-    # Looks.
+    # Observations.
 
     def root_health(self):
-        """What the health manager shows of the root."""
+        """The root's health as healthmgr shows it."""
         owner = self.client.owner(MANAGER)
         return self.client.health(owner, ROOT) if owner else None
 
     def timed(self, what, do, most):
-        """Does something that has to be done in time: what it gives."""
+        """Runs an operation that has to finish in time; returns its result."""
         begin = time.monotonic()
         try:
             result = do()
-        except Exception as failure:  # noqa: BLE001 - whatever keeps it from it
+        except Exception as failure:  # noqa: BLE001 - any failure is a result
             result = f"{type(failure).__name__}: {failure}"
         seconds = time.monotonic() - begin
         self.expect(seconds < most, f"{what} takes {seconds:.2f} s instead of {most:g} s: {result}")
         return result, seconds
 
     def said(self, what, user, *command, most, status=0):
-        """Runs a command that has to end in time, and well."""
+        """Runs a command that has to end in time and with success."""
         (ended, text), seconds = self.timed(
             what, lambda: self.world.run_as(user, *command, patience=30), most
         )
         self.expect(ended == status, f"{what}: status {ended}: {text[-300:]}")
         return text, seconds
 
-    # What has to go on.
+    # What has to keep working.
 
     def manager_answers(self):
         asked = (MANAGER, "/", "org.freedesktop.DBus.Peer", "Ping", None, 20)
@@ -107,7 +108,7 @@ class Attack(Observation):
         return text, seconds
 
     def fault_comes_and_goes(self):
-        """In the daemon that ran before."""
+        """In the daemon that already ran before the attack."""
         begin = time.monotonic()
         for line in (f"add {self.key} N /t 1", f"remove {self.key} N /t"):
             answer, _ = self.timed(line, lambda line=line: self.colleague.ask(line), ANSWERED)
@@ -119,8 +120,7 @@ class Attack(Observation):
         return time.monotonic() - begin
 
     def daemon_starts(self, user=COLLEAGUE):
-        """A new one, whose fault everybody sees, and which is gone when it
-        ends."""
+        """In a new daemon, whose fault everybody has to see until it ends."""
         self._number += 1
         key = f"{ROOT}/new{self._number}/fan"
         begin = time.monotonic()
@@ -140,7 +140,7 @@ class Attack(Observation):
         return seconds
 
     def sees(self, key, health, user=COLLEAGUE):
-        """What a user sees of a node in the data cache."""
+        """The health of a node in the data cache, read by a user."""
         text, seconds = self.said("a query", user, self.world.build / "tests/bus/cache-dump",
                                   most=STARTED_BY)
         shown = content(text)["health"].get(key)
@@ -148,7 +148,7 @@ class Attack(Observation):
         return seconds
 
     def all_works(self):
-        """Everything that others need."""
+        """Checks everything that other users need."""
         slowest = {
             "healthmgr answers": self.manager_answers(),
             "a fault climbs and goes": self.fault_comes_and_goes(),
@@ -161,19 +161,19 @@ class Attack(Observation):
         self.number(", ".join(f"{what}: {seconds:.2f} s" for what, seconds in slowest.items()))
 
     def live(self):
-        """That nothing has ended."""
+        """Checks that no program has ended."""
         running = dict(self.services, colleague=self.colleague)
         for name, program in running.items():
             self.expect(program.alive(), f"{name} has ended")
 
     def quiet(self, since=None):
-        """That the services have not flooded the log."""
+        """Checks that the services have not flooded the log."""
         for name, program in self.services.items():
             lines = program.log().count("\n") - (since or {}).get(name, 0)
             self.expect(lines <= LINES, f"{name} logs {lines} lines")
 
     def idle(self, name="healthmgr", seconds=2.0, most=0.05):
-        """That a service does nothing where there is nothing to do."""
+        """Checks that an idle service uses no CPU time."""
         program = self.services[name]
         before = program.cpu_seconds()
         time.sleep(seconds)
@@ -201,7 +201,7 @@ class Attack(Observation):
 
 
 def content(dumped):
-    """The data cache as cache-dump shows it; empty when it shows none."""
+    """The data cache as printed by cache-dump; empty if that failed."""
     try:
         return json.loads(dumped[dumped.index("{"):])
     except ValueError:

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""A machine as the packages make it, for attacks: users, folders and the system
-bus with its policies, and services that run as their units say."""
+"""A machine for attacks as the packages set it up: users, folders, the system
+bus with the policies, and services that run as their units say."""
 
 import configparser
 import os
@@ -13,16 +13,16 @@ import sys
 import namespaces
 import programs
 
-# For whoever is not root, wherever the project's folder is.
+# Readable by all users, wherever the project's folder is.
 SEEN = pathlib.Path("/run/attack")
-# Takes, when no file is left to look into, what is written beside it.
+# Files that attacks try to change.
 CANARIES = SEEN / "outside"
 RUNTIME = pathlib.Path("/run/healthintf")
 STATE = pathlib.Path("/var/lib/healthintf")
 CACHE = RUNTIME / "datacache"
 CONFIG = STATE / "config"
 BUS_SOCKET = "/run/dbus/system_bus_socket"
-# Those who attack and those who must not suffer, beside root.
+# The attackers, and the users who must not suffer, besides root.
 OUTSIDER = "attack-outsider"
 REPORTER = "attack-reporter"
 OPERATOR = "attack-operator"
@@ -39,9 +39,9 @@ m {COLLEAGUE} healthintf
 
 def become_a_machine(build, data):
     """Puts users, folders and programs where the packages put them. Only this
-    process and its children see it, and it goes with them.
+    process and its children see the result.
 
-    data: the project's folder of that name"""
+    data: the project's folder data/"""
     namespaces.in_own_namespace()
     for place in ("/run", "/var/lib", "/etc/dbus-1", "/usr/share/dbus-1/system.d"):
         _mount("-t", "tmpfs", "-o", "mode=0755", "tmpfs", place)
@@ -66,7 +66,7 @@ def _make_users():
     for name in ("passwd", "group"):
         shutil.copy(f"/etc/{name}", etc)
     wanted = (SEEN / "data/sysusers.d/healthintf.conf").read_text() + USERS
-    # Before there were two groups, one could do everything.
+    # Earlier versions have one group with the rights of both.
     operators = "healthintf-operators" if "healthintf-operators" in wanted else "healthintf"
     wanted += f"m {OPERATOR} {operators}\n"
     subprocess.run(
@@ -81,7 +81,7 @@ def _make_users():
 
 
 def as_user(user, command):
-    """A command as a user with all its groups, or as root."""
+    """A command that runs as a user with all his groups, or as root."""
     command = [str(part) for part in command]
     if user == "root":
         return command
@@ -91,7 +91,7 @@ def as_user(user, command):
 
 
 class AttackWorld(programs.World):
-    """Folders as after a boot, and what runs in them."""
+    """The folders as after boot, and the programs that use them."""
 
     def __init__(self, environment=None):
         folder = SEEN / "work"
@@ -111,7 +111,7 @@ class AttackWorld(programs.World):
         self.make_folders()
 
     def make_folders(self):
-        """As at boot."""
+        """Creates the folders as at boot."""
         folders = SEEN / "data/tmpfiles.d/healthintf.conf"
         subprocess.run(["systemd-tmpfiles", "--create", "--remove", folders], check=True)
 
@@ -120,9 +120,9 @@ class AttackWorld(programs.World):
         self.make_folders()
 
     def remove_planted(self):
-        """What an attacker made in the data cache."""
+        """Removes what an attacker created in the data cache."""
         found = ["find", CACHE, "-mindepth", "1", "-user", REPORTER, "-delete"]
-        # The health manager removes them meanwhile, too.
+        # healthmgr removes files at the same time.
         subprocess.run([*found, "-ignore_readdir_race"], check=True)
 
     def clear_all(self):
@@ -138,7 +138,7 @@ class AttackWorld(programs.World):
         return self.start(name, as_user(user, command))
 
     def start_service(self, name, *arguments):
-        """Starts a service as the user that its unit names."""
+        """Starts a service as the user of its unit."""
         unit = configparser.RawConfigParser(strict=False)
         unit.optionxform = str
         text = (SEEN / f"data/systemd/{name}.service.in").read_text()
@@ -150,13 +150,13 @@ class AttackWorld(programs.World):
         return self.start_as(user, name, [self.build / "tests/bus/component-daemon", loop])
 
     def attacker(self, user, *arguments):
-        """Starts what an attacker does by itself; see attacker.py."""
+        """Starts attacker.py as a user."""
         script = SEEN / "source/tests/campaigns/attacker.py"
         return self.start_as(user, f"attacker-{arguments[0]}",
                              [sys.executable, "-B", script, *arguments])
 
     def run_as(self, user, *command, patience=30):
-        """Runs a command as a user: its status and what it said."""
+        """Runs a command as a user; returns its status and output."""
         try:
             ran = subprocess.run(
                 as_user(user, command),
@@ -173,5 +173,5 @@ class AttackWorld(programs.World):
         return ran.returncode, ran.stdout.strip()
 
     def dump(self, user, patience=30):
-        """The data cache as a user reads it: status and JSON."""
+        """Reads the data cache as a user; returns status and JSON."""
         return self.run_as(user, self.build / "tests/bus/cache-dump", patience=patience)

@@ -1,21 +1,21 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What an attacker does by itself, as its own user, until its input ends:
+"""The actions of an attacker, which runs as its own user until its input ends:
 
     attacker.py locks FOLDER ...         locks all files that it can open
     attacker.py plant KIND TARGET FOLDER ...
-                                         makes links, pipes, ... at many names
-    attacker.py crowd KIND COUNT FOLDER  makes many names in a folder
-    attacker.py scribble SECONDS FOLDER  damages what it may write
+                                         creates links, pipes, ... under many names
+    attacker.py crowd KIND COUNT FOLDER  creates many names in a folder
+    attacker.py scribble SECONDS FOLDER  damages all files that it may write
     attacker.py lease FOLDER             holds leases on files of its own
-    attacker.py updates                  tells health that nobody has
-    attacker.py signals RECEIVER         sends each signal that means something
-    attacker.py requests COUNT           asks for nodes
-    attacker.py hide BYTES COUNT         hides by long texts
+    attacker.py updates                  reports made-up health
+    attacker.py signals RECEIVER         sends each signal that a program handles
+    attacker.py requests COUNT           requests nodes
+    attacker.py hide BYTES COUNT         hides faults by long texts
     attacker.py lists CONNECTIONS        asks for the log
-    attacker.py idle PORT CONNECTIONS    connects and says nothing
+    attacker.py idle PORT CONNECTIONS    connects and sends nothing
 
-Says what it has done in a line of its standard output, when all is done that
-comes to an end and all is held that lasts.
+Prints the result in one line when the action is complete, or when everything
+that it holds is taken.
 """
 
 import fcntl
@@ -41,7 +41,7 @@ def say(*words):
 
 
 def input_ended(patience):
-    """Whether whoever started this wants it to end; waits so long for that."""
+    """Waits, and returns whether the parent has ended this program's input."""
     return bool(select.select([sys.stdin], [], [], patience)[0])
 
 
@@ -53,10 +53,11 @@ def flock_of(kind, begin=0, length=0):
 
 
 def lock(file):
-    """Takes all locks that one who reads may have; how many it got."""
+    """Takes all locks that a reader of the file may take; returns their
+    number."""
     held = 0
     for command in (fcntl.F_OFD_SETLK, fcntl.F_SETLK):
-        # As one, or byte by byte around what others hold.
+        # The whole range, or each byte that nobody else has locked.
         for begin, length in [(0, 0), *((byte, 1) for byte in range(2048)), (2048, 0)]:
             try:
                 fcntl.fcntl(file, command, flock_of(fcntl.F_RDLCK, begin, length))
@@ -76,7 +77,8 @@ def lock(file):
 
 
 def lock_new(folders, opened):
-    """Locks the files that are new since; how many of them can be read."""
+    """Locks the files that are new since the last call; returns how many are
+    readable."""
     held = 0
     for folder in folders:
         for each in (os.path.join(place, name)
@@ -88,7 +90,8 @@ def lock_new(folders, opened):
                 file = os.open(each, os.O_RDONLY | os.O_NOFOLLOW | os.O_NONBLOCK)
             except OSError:
                 continue
-            # Never closed: that would give the locks of the process up.
+            # Kept open: closing one would release the process's locks on the
+            # file.
             opened[seen.st_dev, seen.st_ino] = file
             held += lock(file)
     return held
@@ -115,9 +118,9 @@ KNOWN_NAMES = {
 
 
 def names_for(folder):
-    """What services use there, or could."""
+    """The names that services use in a folder, or may use."""
     names = list(KNOWN_NAMES.get(folder.name, []))
-    # Of the processes that come next.
+    # The names of the next processes.
     pid = os.getpid()
     for number in range(pid, pid + 200):
         names += [f"{number}", f".new-{number}", f"{number}.new", f"{number}-{0:016x}"]
@@ -138,7 +141,7 @@ def plant(kind, target, *folders):
     made = 0
     for folder in map(pathlib.Path, folders):
         for name in names_for(folder):
-            # Where others' files can be taken away, in their place.
+            # Replaces other users' files where the folder permits it.
             try:
                 os.rename(folder / name, folder / f"{name}.old")
             except OSError:
@@ -153,7 +156,7 @@ def plant(kind, target, *folders):
 
 
 def crowd(kind, count, folder):
-    """Names that readers and the health manager have to look at."""
+    """Creates many names that readers and healthmgr have to look at."""
     folder = pathlib.Path(folder)
     own = folder / "crowd"
     files = []
@@ -162,8 +165,8 @@ def crowd(kind, count, folder):
         name = folder / f"{kind}-{number:06}"
         try:
             if kind == "hardlinks":
-                # All names of one that counts as in use; some filesystems
-                # limit them.
+                # Links of one file that counts as in use; some filesystems
+                # limit the number of links.
                 if number % 30_000 == 0:
                     own = folder / f"crowd.{number}"
                     files.append(os.open(own, os.O_RDWR | os.O_CREAT, 0o644))
@@ -187,14 +190,14 @@ def crowd(kind, count, folder):
 
 
 def mutated(content):
-    """A copy with damage of some kind."""
+    """The content with random damage."""
     copy = bytearray(content)
     kind = random.randrange(4)
     if kind == 0:
         for _ in range(random.randrange(1, 40)):
             copy[random.randrange(len(copy))] = random.randrange(256)
     elif kind == 1:
-        # Numbers at their ends, mostly where the counts are.
+        # Sets numbers to extreme values, mostly where the counts are.
         for _ in range(random.randrange(1, 6)):
             at = random.randrange(0, min(len(copy), random.choice((256, 65536))) - 8, 4)
             value = random.choice((0, 1, 2**31, 2**32 - 1, 2**63, 2**64 - 1))
@@ -208,7 +211,7 @@ def mutated(content):
 
 
 def damage(path, content):
-    """Does something to a file that may be in use."""
+    """Damages a file that may be in use."""
     file = os.open(path, os.O_RDWR | os.O_NOFOLLOW | os.O_NONBLOCK)
     try:
         kind = random.randrange(5)
@@ -225,7 +228,7 @@ def damage(path, content):
 
 
 def keep_segment(folder, content, number):
-    """Makes a file of one's own that looks like one of a living process."""
+    """Creates an own file that looks like a living process's segment."""
     path = folder / f"{os.getpid()}-{number:016x}"
     file = os.open(path, os.O_RDWR | os.O_CREAT, 0o644)
     fcntl.fcntl(file, fcntl.F_OFD_SETLK, flock_of(fcntl.F_WRLCK))
@@ -234,8 +237,8 @@ def keep_segment(folder, content, number):
 
 
 def scribble(seconds, folder):
-    """Its own segments, those of a daemon of the same user, and whatever else
-    it may write."""
+    """Damages its own segments, those of the same user's daemon, and every
+    other writable file."""
     folder = pathlib.Path(folder)
     end = time.monotonic() + float(seconds)
     changed = 0
@@ -271,10 +274,10 @@ def scribble(seconds, folder):
 
 
 def lease(folder):
-    """Holds leases on files of its own: opening them takes until it gives them
-    up, or 45 seconds."""
+    """Holds leases on its own files: an opener waits until the lease is given
+    up, or for 45 seconds."""
     folder = pathlib.Path(folder)
-    # The kernel asks for a lease back by this, which ends a process.
+    # SIGIO, by which the kernel asks for a lease back, kills by default.
     signal.signal(signal.SIGIO, signal.SIG_IGN)
     held = 0
     for number in range(20):
@@ -323,7 +326,8 @@ def updates():
 
 
 def signals(receiver):
-    """All that have meaning to somebody, to all and to one receiver."""
+    """Sends every signal that some program handles, to all and to one
+    receiver."""
     import attack_bus
 
     client = connection()
@@ -362,7 +366,7 @@ def hide(size, count):
 
 
 def lists(connections):
-    """Has 20 calls under way on each connection, however they are answered."""
+    """Keeps 20 calls under way on each connection, whatever the replies."""
     answered = {"answer": 0, "refusal": 0}
     clients = [connection() for _ in range(int(connections))]
     asked = GLib.Variant("(qu)", (0, 0))
@@ -394,7 +398,7 @@ def idle(port, connections):
     for number in range(int(connections)):
         try:
             kept.append(socket.create_connection(("127.0.0.1", int(port)), 5))
-            # Some begin to say something.
+            # Every other connection sends the beginning of a request.
             if number % 2:
                 kept[-1].sendall(b"GET /metrics HTTP/1.1\r\nHost: ")
         except OSError:

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What a client of D-Bus sees of the health tree and of the log."""
+"""The health tree and the log as a D-Bus client sees them."""
 
 import contextlib
 
@@ -31,12 +31,12 @@ class Client:
         self._pids = {}
 
     def close(self):
-        # Whose bus has ended may be closed at any moment.
+        # The connection may be closed already if its bus has ended.
         with contextlib.suppress(GLib.Error):
             self._connection.close_sync(None)
 
     def call(self, name, path, interface, member, arguments=None, patience=20.0):
-        """Calls a method; an error of it is a GLib.Error."""
+        """Calls a method; an error reply raises GLib.Error."""
         reply = self._connection.call_sync(
             name,
             path,
@@ -55,7 +55,7 @@ class Client:
         return self._connection
 
     def signal(self, path, interface, member, signature, arguments, receiver=None):
-        """Emits a signal, to all or to one receiver; flush() sends it."""
+        """Queues a signal for everybody or one receiver; flush() sends it."""
         packed = GLib.Variant(signature, arguments)
         self._connection.emit_signal(receiver, path, interface, member, packed)
 
@@ -69,7 +69,7 @@ class Client:
         return [name for name in names if name.startswith(":") and name != own]
 
     def pid(self, name):
-        """The process of a connection; 0 when it is gone meanwhile."""
+        """The process of a connection; 0 if the connection is gone."""
         if name not in self._pids:
             asked = GLib.Variant("(s)", (name,))
             try:
@@ -79,15 +79,15 @@ class Client:
         return self._pids[name]
 
     def owner(self, name):
-        """The connection that owns a name; empty without one."""
+        """The connection that owns a name; empty if nobody does."""
         try:
             return self.call(*BUS, "GetNameOwner", GLib.Variant("(s)", (name,)))[0]
         except GLib.Error:
             return ""
 
     def ping(self, name, patience=20.0):
-        """Waits until a connection has taken what came before; one that is
-        gone has nothing to take."""
+        """Waits until a connection has processed all earlier messages, or is
+        gone."""
         try:
             self.call(name, "/", "org.freedesktop.DBus.Peer", "Ping", None, patience)
         except GLib.Error as error:
@@ -95,8 +95,8 @@ class Client:
                 raise
 
     def objects(self, name, patience=20.0):
-        """The objects of a connection below the root; none of one that holds
-        no component."""
+        """The objects of a connection below the root; empty if it has no
+        component."""
         try:
             return self.call(
                 name,
@@ -112,7 +112,7 @@ class Client:
             return {}
 
     def health(self, name, key):
-        """The health of a node that a connection holds; None without it."""
+        """The health of a connection's node; None if it has no such node."""
         asked = GLib.Variant("(ss)", (HEALTH, "HealthStatus"))
         try:
             return self.call(name, key, "org.freedesktop.DBus.Properties", "Get", asked)[0]
@@ -127,7 +127,7 @@ class Client:
         for name in self.names():
             objects = self.objects(name)
             if not objects:
-                # An object manager does not list its own path.
+                # GetManagedObjects does not list the manager's own path.
                 root = self.health(name, ROOT)
                 if root is not None:
                     nodes[ROOT, self.pid(name)] = root
@@ -144,7 +144,7 @@ class Client:
         return nodes, faults
 
     def add_event(self, sensor, record):
-        """Stores a record in the log; its identifier."""
+        """Stores a record in the log; returns its identifier."""
         arguments = GLib.Variant("((ssyy)ay)", (("sensor", sensor, 0, 0), record))
         return self.call(*LOG, "AddSEL", arguments)[0]
 
@@ -152,7 +152,7 @@ class Client:
         return self.call(*LOG, "Clear")[0]
 
     def log_entries(self):
-        """All entries of the log, in its order."""
+        """All entries of the log, in order."""
         entries = []
         following = 0
         while following != NO_ENTRY:

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Ten daemons that hold sixty nodes, the services, and the bus: what runs, what
-is told to whom, and what must come of it."""
+"""Ten daemons that hold sixty nodes, the services, and the bus: which of them
+run, what they were told, and the expected result."""
 
 import collections
 import json
@@ -13,14 +13,14 @@ import programs
 ROOT = bus_view.ROOT
 NODES = 60
 DEEPEST = 5
-# What a loop says when its connection is gone, in daemons and services.
+# Daemons and services log this when their connection is gone.
 LOST = "the connection to the bus is lost"
 LOG_LINE = re.compile(r"^(?P<who>\S+): (?P<what>\S+: (?:EXCEPTION )?[\w.~<>]+): ")
 
 
 def make_tree(generator, slots):
-    """Keys by the daemon that holds them; children of one daemon's node are
-    others'."""
+    """The keys of each daemon; the children of a node mostly belong to other
+    daemons."""
     keys = {ROOT: generator.randrange(slots)}
     free = {slot: NODES // slots for slot in range(slots)}
     free[keys[ROOT]] -= 1
@@ -39,15 +39,15 @@ def make_tree(generator, slots):
 
 
 class Log:
-    """What the log must hold: records carry numbers."""
+    """The expected content of the log; each record carries a serial number."""
 
     def __init__(self):
         self.acknowledged = []
         self.attempted = set()
 
     def record(self, serial, sensor_number, asserted):
-        """The bytes of a temperature that rises above its critical threshold,
-        or comes back."""
+        """A record of a temperature that rises above its critical threshold,
+        or returns."""
         self.attempted.add(serial)
         serial_bytes = serial.to_bytes(4, "little")
         record = [0, 0, 2, 0, 0, 0, 0, *serial_bytes[:2], 4, 1, sensor_number]
@@ -68,7 +68,7 @@ class Log:
 
 
 class Daemon:
-    """A running daemon with the components that it was told to make."""
+    """A running daemon and the components that it was told to create."""
 
     def __init__(self, program, keys):
         self.program = program
@@ -87,7 +87,7 @@ class Daemon:
 
 
 class ChaosWorld(programs.World):
-    """All that runs, by what it is."""
+    """All running programs by name."""
 
     SERVICES = ("healthmgr", "logmgr")
 
@@ -100,7 +100,7 @@ class ChaosWorld(programs.World):
         self.log = Log()
         self.serial = 0
         self.starts = collections.Counter()
-        # Lines of the programs' logs, by who and where.
+        # Counts of the programs' log lines by origin.
         self.lines = collections.Counter()
         self.bus = None
         self.client = None
@@ -115,12 +115,12 @@ class ChaosWorld(programs.World):
         self.client.close()
 
     def dead(self):
-        """What should run and does not: services and slots."""
+        """The services and daemon slots that are not running."""
         names = [name for name in self.SERVICES if name not in self.services]
         return names + [slot for slot in self.tree if slot not in self.daemons]
 
     def raise_one(self, what, generator):
-        """Starts a service or a daemon; a daemon's components come later."""
+        """Starts a service or a daemon; a daemon gets its components later."""
         if what in self.SERVICES:
             options = ["--config", self.folder / "logmgr.toml"] if what == "logmgr" else []
             self.services[what] = self.start_service(what, *options)
@@ -139,8 +139,8 @@ class ChaosWorld(programs.World):
         return [key for keys in self.tree.values() for key in keys if key not in held]
 
     def raise_for_a_moment(self, key):
-        """Starts a daemon that holds a key with a fault; it is no part of the
-        world, and must be gone when that is looked at."""
+        """Starts a daemon that holds a key with a fault. It is not part of the
+        model, so it must be gone before a comparison."""
         program = self.start_daemon(name="moment")
         self.starts["daemon of a moment"] += 1
         program.tell(f"init {key} {model.OK}")
@@ -148,7 +148,7 @@ class ChaosWorld(programs.World):
         return program
 
     def drop(self, what):
-        """Forgets what has ended, once its log is read."""
+        """Forgets a program that has ended, after reading its log."""
         if what in self.services:
             program = self.services.pop(what)
         else:
@@ -163,7 +163,7 @@ class ChaosWorld(programs.World):
             self.lines[re.sub(r"\.\d+\.", ".", place)] += 1
 
     def running(self):
-        """The daemons that are not stopped."""
+        """The daemons that are not stopped (SIGSTOP)."""
         return [each for each in self.daemons.values() if not each.program.stopped]
 
     def components(self):
@@ -174,7 +174,8 @@ class ChaosWorld(programs.World):
             daemon.program.collect(patience)
 
     def catch_up(self):
-        """Waits until every running daemon has taken what was sent to it."""
+        """Waits until every running daemon has processed what was sent to it.
+        """
         for daemon in self.running():
             if daemon.name:
                 self.client.ping(daemon.name)
@@ -190,8 +191,8 @@ class ChaosWorld(programs.World):
             component.take_signal(hide, key, sensor, number)
 
     def freshen(self):
-        """Has components work out their health anew where that may show
-        something else."""
+        """Makes components recalculate their health where they may show an
+        outdated one."""
         for daemon in self.running():
             for component in daemon.components.values():
                 if component.stale:
@@ -200,8 +201,7 @@ class ChaosWorld(programs.World):
         self.collect()
 
     def differences(self):
-        """Where the bus, the data cache and the daemons' faults disagree, a
-        line each."""
+        """The differences between bus, data cache and model, a line each."""
         cache = json.loads(self.dump_cache())
         nodes, faults = self.client.tree()
         found = list(self._node_differences(nodes, cache["health"]))
@@ -215,7 +215,7 @@ class ChaosWorld(programs.World):
                 found.append("the log and its mirror differ")
         else:
             found.append("there is no log manager")
-        # What it has to do is done by others' nodes until it is there.
+        # Daemons' own nodes could make the tree look right without it.
         if not self.client.owner(bus_view.MANAGER):
             found.append("there is no health manager")
         return found

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The rounds of scripts/campaigns/disorder, with their results.
+"""Runs the rounds of scripts/campaigns/disorder and writes their results.
 
     disorder.py [--build FOLDER] [--rounds N] [--seed S] [--keep] [--no-result]
 """
@@ -35,7 +35,7 @@ def options():
 
 
 class Totals:
-    """What all worlds together saw."""
+    """The counts over all worlds."""
 
     def __init__(self):
         self.found = []
@@ -63,7 +63,8 @@ class Totals:
 
 
 def run_world(arguments, folder, seed, totals):
-    """Runs rounds until all are done or one fails; whether all are done."""
+    """Runs rounds until all are done or one fails; returns whether all passed.
+    """
     generator = random.Random(seed)
     world = ChaosWorld(arguments.build, folder, generator)
     rounds = Rounds(world, generator)

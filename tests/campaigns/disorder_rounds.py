@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The rounds of scripts/campaigns/disorder: what is done to the daemons, and
-what is done to them meanwhile."""
+"""The rounds of scripts/campaigns/disorder: work of the daemons, and
+disturbances meanwhile."""
 
 import collections
 import signal
@@ -15,18 +15,18 @@ NUMBERS = [1, 2, 3, 48]
 WARNING = "HostMonitor.1.0.MemoryLow"
 TOO_HOT = "TMP0109"
 TOO_HOT_HEALTH, WARNING_HEALTH = 4, 3
-# Sensor and number of a fault that is reported by its message alone.
+# The sensor number of a fault that is reported by its message alone.
 MESSAGE_NUMBER = 48
-# How long those who go on may be held up by one that is stopped.
+# The seconds for which a stopped program may delay the others.
 HELD_UP = 3.0
 
 
 class Disagreement(Exception):
-    """What the bus, the cache and the daemons say does not become one."""
+    """Bus, data cache and daemons do not come to agree."""
 
 
 class Rounds:
-    """One world that rounds are run in."""
+    """A world in which rounds run."""
 
     def __init__(self, world, generator):
         self.world = world
@@ -56,7 +56,7 @@ class Rounds:
             self.kill_everything: 2,
         }
 
-    # What daemons are told.
+    # Commands to daemons.
 
     def add(self, daemon, component):
         generator = self.generator
@@ -77,7 +77,8 @@ class Rounds:
         self._tell_fault(daemon, component, line, fault)
 
     def _tell_fault(self, daemon, component, line, fault):
-        # The model must know now which fault gives way: all before must be in.
+        # The model must know which fault is evicted: collect all earlier
+        # answers.
         daemon.program.collect()
         if component.room_for(fault.health):
             self._tell(daemon, line, lambda: component.add(fault))
@@ -95,8 +96,8 @@ class Rounds:
         digits = world.log.record(serial, number, asserted).hex()
 
         def take(answer):
-            # Anything else says that the record is perhaps in the log, and
-            # that no fault was touched.
+            # Any other answer means that the record may be in the log and that
+            # no fault was changed.
             if answer == "4":
                 self.notes["events not acknowledged"] += 1
                 return
@@ -133,7 +134,7 @@ class Rounds:
     def _tell(self, daemon, line, done, wanted="0"):
         def take(answer):
             if answer != wanted and self.bus_is_gone:
-                # Nothing is done without a bus, and all is begun anew.
+                # Without a bus nothing is done, and everything starts anew.
                 return
             assert wanted in (answer, None), f"{line}: {answer}"
             done()
@@ -162,8 +163,8 @@ class Rounds:
             self.world.log.attempted.clear()
 
     def work(self, count, without=()):
-        """Tells daemons so many things; the answers to the last may be yet to
-        come."""
+        """Gives daemons random commands; the last answers may be outstanding.
+        """
         for _ in range(count):
             holders = [each for each in self.world.running() if each.components]
             if not holders:
@@ -180,7 +181,7 @@ class Rounds:
             self.work(self.generator.randrange(5, 20))
             self.hide()
 
-    # What is done to them. Each leaves what shall run again dead.
+    # Disturbances. Each leaves the programs that have to restart dead.
 
     def some_slots(self):
         slots = list(self.world.daemons)
@@ -212,8 +213,8 @@ class Rounds:
             self.operations["end"] += 1
 
     def take_over_for_a_moment(self):
-        """Takes over what daemons leave to the manager, and nodes that nobody
-        holds, by daemons that end at once."""
+        """Takes over, with daemons that end at once, keys that daemons left to
+        healthmgr and keys that nobody holds."""
         world = self.world
         for slot in self.some_slots():
             self.kill(slot)
@@ -234,7 +235,8 @@ class Rounds:
     def kill_manager(self):
         victims = self.some_slots() if self.generator.random() < 0.6 else []
         self.work(25)
-        # What it is about to withdraw, and what died when it was not there.
+        # Some die before healthmgr, which is about to withdraw them, and some
+        # after it, unnoticed.
         self.generator.shuffle(victims := [*victims, "healthmgr"])
         for what in victims:
             self.kill(what)
@@ -272,7 +274,7 @@ class Rounds:
 
     @staticmethod
     def _hear_of_loss(program):
-        # It lives on, and takes what it is told.
+        # It keeps running and executes commands.
         deadline = time.monotonic() + programs.PATIENCE
         while LOST not in program.log() and time.monotonic() < deadline:
             program.ask("count")
@@ -295,7 +297,8 @@ class Rounds:
         for program in programs_stopped:
             program.signal(signal.SIGSTOP)
             self.kills["stop"] += 1
-        # Those who go on, and those who do not live to see the end of it.
+        # The others continue to work, and some of them die before the stopped
+        # ones continue.
         held_up = not self._go_on()
         if not held_up and world.running() and self.generator.random() < 0.5:
             for slot, daemon in list(world.daemons.items()):
@@ -309,7 +312,8 @@ class Rounds:
         world.collect()
 
     def _go_on(self):
-        """Work of those that are not stopped; whether they could."""
+        """Gives commands to daemons that are not stopped; returns whether they
+        answered."""
         try:
             self.world.collect(HELD_UP)
             self.work(20, without=(self.event,))
@@ -325,10 +329,10 @@ class Rounds:
         for what in everything:
             self.kill(what)
 
-    # A round.
+    # One round.
 
     def start_dead(self):
-        """Starts what is dead in random order, all at once."""
+        """Starts all dead programs at once, in random order."""
         dead = self.world.dead()
         self.generator.shuffle(dead)
         for what in dead:
@@ -336,7 +340,8 @@ class Rounds:
         self.world.collect()
 
     def settle(self, kind, deadline=programs.PATIENCE):
-        """Waits until all agree, and stay so when nobody has work left."""
+        """Waits until all views agree, and still agree when nobody has work
+        left."""
         world = self.world
         world.collect()
         world.catch_up()

@@ -1,8 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The scenes of scripts/campaigns/load, with their results.
+"""Runs the scenes of scripts/campaigns/load and writes their results.
 
-    load.py [--build FOLDER] [--no-result] [SCENE ...]
-"""
+    load.py [--build FOLDER] [--no-result] [SCENE ...]"""
 
 import sys
 import traceback
@@ -34,7 +33,7 @@ SCENES = {
 
 
 def run(name, build):
-    """The row of the table of a scene, and what broke its expectations."""
+    """The table row of a scene, and the expectations that it broke."""
     play = SCENES[name]
     try:
         scene = play(build)
@@ -49,7 +48,7 @@ def run(name, build):
 
 
 def shown(text):
-    """A text as a cell shows it, whatever folder this was run in."""
+    """The text as a table cell, without this machine's paths."""
     text = text.replace(f"{programs.SOURCE}/", "")
     return " ".join(text.split()).replace("|", "\\|")
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Scenes of scripts/campaigns/load: something is full or used up."""
+"""Scenes of scripts/campaigns/load in which a resource is used up."""
 
 from gi.repository import GLib
 
@@ -11,8 +11,8 @@ RECORD = bytes([0, 0, 2, 0, 0, 0, 0, 0, 0, 4, 1, 1, 1, 0x59, 0, 0])
 
 
 def fill(scene, daemon, sensor_length, most):
-    """Makes components with ten faults each until one is not recorded; how
-    many faults there are."""
+    """Adds components with ten faults each until one is not recorded; returns
+    the number of faults."""
     for number in range(most):
         key = f"{KEY}/n{number:04}"
         daemon.ask(f"init {key} 2")
@@ -52,7 +52,7 @@ def _fill_cache(scene, limit):
     scene.number(f"{full_at} faults reported, {faults} in the cache, {shown} on D-Bus")
     scene.expect(len(said) == 1, f"the log tells of it in {len(said)} lines")
     doctor = told_by_doctor(scene)
-    # What is there can be changed and removed, and makes room.
+    # Existing records can be changed and removed, which makes room.
     for number in range(5):
         scene.expect(daemon.ask(f"clear {KEY}/n{number:04}") == "ok", "clear fails")
     scene.expect(daemon.ask(f"add {KEY} AFTER /s 1") == "0", "addFault fails after it")
@@ -132,7 +132,7 @@ def no_descriptors_of_manager(build):
         scene.wait_until("the root is at warning", lambda: scene.shown_health() == 3)
         _, faults = scene.world.recorded()
         scene.expect(faults == 40, f"{faults} of the living daemons' 40 faults are recorded")
-        # The last to come are those that it cannot watch.
+        # The last daemons are those that it cannot watch.
         daemons[-1].kill()
         seconds = scene.wait_until(
             "the one is withdrawn", lambda: scene.world.recorded()[1] == 39, 20
@@ -166,14 +166,14 @@ def no_descriptors_of_daemon(build):
     with Scene(build, "descriptors-daemon") as scene:
         scene.start_service("healthmgr")
         program = scene.world.build / "tests/bus/component-daemon"
-        # One over what the process has at its start is the bus.
+        # One descriptor more than the process has at its start is the bus.
         told = []
         for most in range(4, 20):
             daemon = _with_descriptors(scene, most, "component-daemon", [program, "sd-event"])
             try:
                 answer = daemon.ask(f"init {KEY} 2")
                 added = daemon.ask(f"add {KEY} M /s 2") if answer.startswith(":") else ""
-            except Exception as failure:  # noqa: BLE001 - whatever ends it
+            except Exception as failure:  # noqa: BLE001 - any failure ends the daemon
                 answer, added = f"ended: {failure}", ""
             said = errors_of(daemon)
             told.append((most, answer, added, said[0] if said else ""))

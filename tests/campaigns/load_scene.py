@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The scenes of scripts/campaigns/load."""
+"""A scene of scripts/campaigns/load."""
 
 import contextlib
 import pathlib
@@ -10,13 +10,13 @@ import tempfile
 import programs
 from observation import Observation
 
-# What the installed configuration lets the system bus allow.
+# The limit of the installed bus configuration, and the usual one.
 INSTALLED = '<limit name="max_match_rules_per_connection">4096</limit>'
 USUAL = '<limit name="max_match_rules_per_connection">512</limit>'
 
 
 class Scene(Observation):
-    """One scene: its world, its numbers, and what breaks its expectations."""
+    """A scene: its world, its measurements, and its broken expectations."""
 
     def __init__(self, build, name, limits=USUAL, environment=None, small=None):
         """@p small: sizes of filesystems in folders of the world."""

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Scenes of scripts/campaigns/load: how much there is."""
+"""Scenes of scripts/campaigns/load with large numbers of objects."""
 
 import itertools
 import time
@@ -8,7 +8,7 @@ from load_scene import INSTALLED, Scene, fault
 from observation import ROOT, mib, own
 
 
-# How many faults a daemon of the storm adds before it looks at its bus.
+# How many faults a daemon adds before it processes its bus.
 AT_ONCE = 500
 
 
@@ -17,7 +17,8 @@ def many_components(build):
     with Scene(build, "components") as scene:
         manager = scene.start_service("healthmgr")
         begin = time.monotonic()
-        # Kept under groups of one process each, which healthmgr holds.
+        # The components of each process are below one group, whose node
+        # healthmgr holds.
         keys = {p: [f"{ROOT}/p{p}/c{c:03}" for c in range(100)] for p in range(10)}
         daemons = {p: scene.daemon(keys[p]) for p in keys}
         for daemon in daemons.values():
@@ -73,8 +74,8 @@ def storm(build, additions=200_000):
             memory[part] = {name: own(program) for name, program in watched.items()}
             numbers = range(part * half, (part + 1) * half)
             lines = (fault(keys[n % 10], n, n // 7 % 3 + 1) for n in numbers)
-            # What the bus has not taken yet waits in the daemon. That shall be
-            # no leak's disguise: the bus is let catch up.
+            # The daemon queues what the bus has not taken. Let the bus catch
+            # up, so that the queue does not hide a leak.
             while some := list(itertools.islice(lines, AT_ONCE)):
                 for answer, count in scene.tell_all(daemon, some).items():
                     answers[answer] = answers.get(answer, 0) + count

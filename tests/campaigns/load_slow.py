@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Scenes of scripts/campaigns/load: somebody does not read."""
+"""Scenes of scripts/campaigns/load in which a program does not read."""
 
 import os
 import signal
@@ -10,14 +10,14 @@ from load_scene import Scene, fault
 from observation import ROOT, mib, own
 
 EVERY_SIGNAL = "type='signal'"
-# 384 Ki messages of about 500 bytes each, in KiB with what keeping them takes.
+# 384 Ki messages of about 500 bytes each, with libsystemd's overhead, in KiB.
 DAEMON_MOST = 384 * 1024
-# Ten faults stay, and the numbers go round three times.
+# Ten faults remain, and the fault numbers wrap three times.
 MOST_REFUSED = 30
 
 
 class DeafClient:
-    """A client of the bus that asks for every signal and never reads one."""
+    """A client that subscribes to every signal and never reads one."""
 
     def __init__(self, address):
         self._socket = socket.socket(socket.AF_UNIX)
@@ -28,7 +28,7 @@ class DeafClient:
         self._socket.sendall(b"BEGIN\r\n")
         self._call(1, "Hello", "")
         self._call(2, "AddMatch", EVERY_SIGNAL)
-        # The answer to the second says that the rule is there.
+        # The reply to the second call confirms the match rule.
         self._read_until(b"\0\0\0\x02\0\0\0", peek=True)
 
     def _read_until(self, mark, peek=False):
@@ -66,8 +66,8 @@ class DeafClient:
         self._socket.sendall(padded(head + fields) + body)
 
     def connected(self):
-        """Whether the bus still has the connection, as far as can be told
-        without reading."""
+        """Whether the bus still has the connection, judged without reading
+        from it."""
         try:
             self._socket.send(b"", socket.MSG_DONTWAIT)
         except OSError:
@@ -76,7 +76,7 @@ class DeafClient:
 
 
 def deaf_receiver(build, additions=200_000):
-    """A client that asks for every signal and stops reading, while a daemon
+    """A client subscribes to every signal and stops reading, while a daemon
     adds 200,000 faults."""
     with Scene(build, "deaf-receiver") as scene:
         manager = scene.start_service("healthmgr")
@@ -129,14 +129,13 @@ def deaf_receiver(build, additions=200_000):
             f"comes then; the client {'keeps' if connected else 'loses'} its connection"
         )
         scene.limit = "`max_outgoing_bytes` of the bus, 127 MiB a connection by default"
-        # Behind that come names of this machine's programs.
+        # The rest of the line names this machine's programs.
         scene.told = f"the bus logs `{said[0].split(';')[0]}`" if said else "nothing"
         return scene
 
 
 def stopped_parent(build, changes=20_000):
-    """A daemon that is stopped, while its children's health changes and
-    changes."""
+    """A daemon is stopped while its children's health keeps changing."""
     with Scene(build, "stopped-parent") as scene:
         manager = scene.start_service("healthmgr")
         parent = scene.daemon([f"{ROOT}/a"])

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Does random things to the log, and compares it with a model; what
-scripts/campaigns/log-model runs."""
+"""Runs random operations on the log and compares it with a model, for
+scripts/campaigns/log-model."""
 
 import argparse
 import collections
@@ -25,25 +25,25 @@ sys.path.insert(0, str(programs.SOURCE / "scripts/lib"))
 import campaign  # noqa: E402
 
 IDENTIFIERS = 65534
-# How long the mirror may be behind.
+# How many seconds the mirror may lag behind.
 BEHIND = 1.0
-# More long entries than fit into the blocks that a new log's file has.
+# More long entries than a new log's file has room for.
 LARGE = 2500
-# What there is for the log, and for its mirror: the blocks of a mirror's file
-# are its limit, once for the one that is there and once for the next.
+# The filesystem sizes for the log and its mirror. A mirror's file takes its
+# full size, and needs it twice while a new mirror is made.
 SIZES = {"state": "6m", "run": "12m"}
-# What the programs have to start within.
+# Seconds in which a program has to start.
 PATIENCE = 20.0
 NAME = bus_view.LOG[0]
 
 
 class Difference(Exception):
-    """The log is not what the model says."""
+    """The log differs from the model."""
 
 
 class Model:
-    """The log as it should be: entries are pairs of identifier and what tells
-    records apart."""
+    """The expected log: pairs of an identifier and a mark that distinguishes
+    records."""
 
     def __init__(self, capacity, wraps):
         self.capacity = capacity
@@ -52,7 +52,8 @@ class Model:
         self.next = 0
 
     def add(self, mark):
-        """The identifier; nothing when the log is full."""
+        """Adds an entry; returns its identifier, or None when the log is full.
+        """
         if len(self.entries) >= self.capacity:
             if not self.wraps:
                 return None
@@ -71,7 +72,7 @@ class Model:
 
 
 def record_of(mark):
-    """A record without a time, which has room for a mark."""
+    """A record without a time that carries a mark."""
     return bytes([0, 0, 0xE5]) + mark.to_bytes(13, "little")
 
 
@@ -89,7 +90,7 @@ def mount(folder, size):
 
 
 class Campaign:
-    """A log manager, healthctl and a model, which are told the same."""
+    """logmgr, healthctl and a model, which get the same operations."""
 
     def __init__(self, build, folder, seed):
         self.random = random.Random(seed)
@@ -123,7 +124,7 @@ class Campaign:
         ran = self.healthctl(*arguments, "--json", expected=expected)
         return json.loads(ran.stdout) if ran.stdout else None
 
-    # The log manager.
+    # Control of logmgr.
 
     def start(self):
         self.log = self.world.start_service("logmgr", "--config", self.config)
@@ -138,7 +139,7 @@ class Campaign:
             pass
 
     def kill(self):
-        """Ends it, while an addition may be under way."""
+        """Kills logmgr, possibly during an addition."""
         self.stop()
         self.start()
 
@@ -146,7 +147,7 @@ class Campaign:
         self.begin_with(self.random.choice([1, 3, 40, 300]), self.random.random() < 0.6)
 
     def begin_with(self, capacity, wraps):
-        """Begins an empty log of another capacity."""
+        """Begins an empty log with another capacity."""
         policy = "wrap" if wraps else "refuse"
         self.config.write_text(f'capacity = {capacity}\noverflow = "{policy}"\n')
         if self.log:
@@ -156,7 +157,7 @@ class Campaign:
         self.model = Model(capacity, wraps)
         self.exported = None
 
-    # What is done.
+    # Operations.
 
     def new_mark(self):
         self.marks += 1
@@ -187,7 +188,7 @@ class Campaign:
         self.model.clear()
 
     def clear_up_to(self):
-        """Clears what was exported, if that is all."""
+        """Clears the log if it holds nothing but what was exported."""
         if self.exported is None:
             return
         refused = self.exported != self.model.last()
@@ -220,8 +221,8 @@ class Campaign:
                 self.model.add(mark)
 
     def kill_in_the_middle(self):
-        """Kills it while additions are under way: they may be there or not, in
-        their order."""
+        """Kills logmgr while additions are under way: a prefix of them must be
+        stored, in order."""
         before = list(self.model.entries)
         sent = [self.new_mark() for _ in range(self.random.randint(1, 20))]
         for mark in sent:
@@ -244,7 +245,7 @@ class Campaign:
 
     @contextlib.contextmanager
     def full(self, place):
-        """Has no space left on a filesystem for a while."""
+        """Fills a filesystem for a while."""
         filler = self.world.folder / place / "filler"
         with open(filler, "wb", buffering=0) as file, contextlib.suppress(OSError):
             while True:
@@ -255,7 +256,7 @@ class Campaign:
             filler.unlink()
 
     def full_run(self):
-        """The mirror cannot be made, and is followed as far as it goes."""
+        """The mirror cannot be rebuilt, and must follow as far as it can."""
         with self.full("run"):
             if self.random.random() < 0.5:
                 self.kill()
@@ -268,8 +269,8 @@ class Campaign:
             )
 
     def full_state(self):
-        """The log cannot grow, can be cleared, and loses nothing."""
-        # A file that has grown before has space enough.
+        """The log cannot grow. It can be cleared, and loses nothing."""
+        # A file that has grown before has free space inside.
         self.stop()
         state = self.world.folder / "state"
         subprocess.run(["umount", state], check=True)
@@ -307,7 +308,7 @@ class Campaign:
             return False
 
     def remove_files(self):
-        """What somebody removes while logmgr runs is made anew."""
+        """logmgr must rebuild the files that are removed while it runs."""
         sel = self.random.choice(["run/sel", "state/sel"])
         folder = self.world.folder / sel
         if self.random.random() < 0.5:
@@ -315,7 +316,7 @@ class Campaign:
         else:
             (folder / {"run/sel": "log", "state/sel": "data.mdb"}[sel]).unlink()
         if self.random.random() < 0.5:
-            # Which a full log refuses, without a change.
+            # A full log refuses these, which changes nothing.
             self.add_many()
         self.wait_for_the_file(folder)
         if sel == "state/sel" and self.random.random() < 0.5:
@@ -327,7 +328,7 @@ class Campaign:
             if time.monotonic() > deadline:
                 raise Difference(f"{folder} is not made anew")
 
-    # What is compared.
+    # Comparisons.
 
     def listed(self):
         told = self.json_of("list", expected=(0, 1))
@@ -359,7 +360,7 @@ class Campaign:
                 raise Difference(f"mirror: {found}, not {expected}")
             found = self.mirrored()
 
-    # The steps.
+    # Steps.
 
     def step(self):
         choices = {
@@ -394,7 +395,7 @@ def options():
 
 
 def run(build, operations, seed, done):
-    """Operations from a seed on; what was different, if anything was."""
+    """Runs operations from a seed; returns the first difference, if any."""
     print(f"seed {seed}", flush=True)
     folder = pathlib.Path(tempfile.mkdtemp(prefix="log-model.", dir="/tmp"))
     log = Campaign(build, folder, seed)

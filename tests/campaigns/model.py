@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What the components of living daemons must look like after what they were
-told and have acknowledged."""
+"""The expected state of the components of living daemons after the commands
+that they have acknowledged."""
 
 import dataclasses
 
@@ -18,7 +18,7 @@ class Fault:
 
 
 class Component:
-    """A component with its faults and with what hides them."""
+    """A component with its faults and the requests that hide them."""
 
     def __init__(self, key, base=OK):
         self.key = key
@@ -27,16 +27,16 @@ class Component:
         self.disabled = False
         self.hidden_numbers = set()
         self.hidden_sensors = set()
-        # Whether the node may show something else until the component's health
-        # is worked out anew.
+        # Whether the node may show another health until the component
+        # recalculates it.
         self.stale = False
 
     def health(self):
         return max([self.base] + [f.health for f in self.faults if not f.hidden])
 
     def room_for(self, health):
-        """Whether it is certain which fault is there no more after another
-        one of such a health: times decide between equals."""
+        """Whether it is certain which fault an addition of this health evicts:
+        timestamps decide between equal ones."""
         if len(self.faults) < MOST_FAULTS:
             return True
         values = [fault.health for fault in self.faults] + [health]
@@ -79,7 +79,7 @@ class Component:
                 fault.hidden = False
 
     def take_signal(self, hide, key, sensor, number):
-        """What the signal HideFaultForSensor does."""
+        """Handles the signal HideFaultForSensor."""
         if key == self.key:
             self._set_disabled(hide)
         elif sensor:
@@ -110,8 +110,9 @@ def ancestors(key, root):
 
 
 def expected_health(own, hosted):
-    """The health of every node: that of each key that a daemon holds, by what
-    it has itself, and of those that only gather."""
+    """The health of every node: of the keys that a daemon holds, from their
+    own faults and children, and of the nodes in between, from their children.
+    """
     health = dict.fromkeys(hosted, 0) | own
     for key in sorted(health, key=lambda each: each.count("/"), reverse=True):
         parent = parent_of(key)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What a campaign mounts, nobody else sees."""
+"""Mounts that are visible to a campaign only."""
 
 import ctypes
 import os
@@ -7,7 +7,7 @@ import subprocess
 
 
 def in_own_namespace():
-    """Has what is mounted here go with this process."""
+    """Moves this process into a mount namespace of its own."""
     new_mounts = 0x20000
     if ctypes.CDLL(None, use_errno=True).unshare(new_mounts) != 0:
         raise OSError(ctypes.get_errno(), os.strerror(ctypes.get_errno()))

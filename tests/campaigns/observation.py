@@ -1,6 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What campaigns share that look at services: what is measured, and what is
-expected."""
+"""Shared by campaigns that observe services: measurements and expectations."""
 
 import re
 import subprocess
@@ -9,12 +8,12 @@ import time
 import bus_view
 
 ROOT = bus_view.ROOT
-# How many commands may be under way in a daemon's input.
+# The most commands that wait in a daemon's input.
 UNDER_WAY = 200
 
 
 class Observation:
-    """What is seen in a world: numbers, and what breaks expectations."""
+    """The measurements in a world, and the broken expectations."""
 
     def __init__(self, name, world):
         self.name = name
@@ -41,7 +40,7 @@ class Observation:
         return service
 
     def daemon(self, keys=(), base=2):
-        """A component daemon; the answers to its making are its names."""
+        """A component daemon; it collects the unique names that it answers."""
         daemon = self.world.start_daemon()
         daemon.names = []
         for key in keys:
@@ -49,8 +48,8 @@ class Observation:
         return daemon
 
     def tell_all(self, daemon, lines):
-        """Tells a daemon lines, not all at once; its answers by how often
-        each came."""
+        """Gives a daemon commands, a limited number at once; returns its
+        answers with their counts."""
         answers = {}
 
         def take(answer):
@@ -64,7 +63,7 @@ class Observation:
         return answers
 
     def wait_until(self, what, done, patience=60):
-        """Looks until something is so; how long that took, in seconds."""
+        """Polls until a condition holds; returns the seconds that it took."""
         begin = time.monotonic()
         while not done():
             if time.monotonic() - begin > patience:
@@ -73,12 +72,12 @@ class Observation:
         return time.monotonic() - begin
 
     def shown_health(self, key=ROOT):
-        """What the connections that hold a node show of it; the worst."""
+        """The worst health that the holders of a node show for it."""
         shown = [self.client.health(name, key) for name in self.client.names()]
         return max([health for health in shown if health is not None], default=None)
 
     def healthctl(self, *arguments):
-        """Status, output and time of the operator's command line."""
+        """Runs healthctl; returns status, output and seconds."""
         begin = time.monotonic()
         ran = subprocess.run(
             [self.world.build / "tools/healthctl/healthctl", *arguments],
@@ -90,7 +89,7 @@ class Observation:
 
 
 def own(program):
-    """What a process has for itself: the data cache is not counted."""
+    """The process's private memory; excludes the data cache."""
     return program.status("RssAnon")
 
 
@@ -99,7 +98,7 @@ def mib(kib):
 
 
 def errors_of(program, pattern=r"error|warning"):
-    """The lines of a program's log that tell of errors, each kind once."""
+    """The different error lines of a program's log."""
     lines = {}
     for line in program.log().splitlines():
         if re.search(pattern, line):

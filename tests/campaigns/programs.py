@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Programs in the hands of a campaign, and the bus that they meet on."""
+"""The programs of a campaign and their bus."""
 
 import contextlib
 import json
@@ -12,7 +12,7 @@ import subprocess
 import time
 
 SOURCE = pathlib.Path(__file__).parents[2]
-# How long anything may take before it counts as not happening.
+# Seconds until a missing event counts as a failure.
 PATIENCE = 20.0
 
 BUS_CONFIG = """\
@@ -33,11 +33,12 @@ BUS_CONFIG = """\
 
 
 class Gone(Exception):
-    """A program ended, or did not answer in time."""
+    """A program ended or did not answer in time."""
 
 
 class Program:
-    """A program that is told lines and answers each with one."""
+    """A program that reads commands line by line and answers each with one
+    line."""
 
     def __init__(self, name, command, world):
         self.name = name
@@ -54,17 +55,18 @@ class Program:
         self.pid = self._process.pid
         self.stopped = False
         self._heard = b""
-        # What is done with each answer that is yet to come.
+        # The functions that take the outstanding answers.
         self._awaited = []
 
     def tell(self, line, take=lambda answer: None):
-        """Writes a line; its answer goes to @p take when it is collected."""
+        """Sends a command; @p take gets its answer when that is collected."""
         with contextlib.suppress(BrokenPipeError):
             self._process.stdin.write(f"{line}\n".encode())
         self._awaited.append(take)
 
     def ask(self, line, patience=PATIENCE):
-        """Writes a line and waits for its answer, after all before it."""
+        """Sends a command and returns its answer, after all earlier answers.
+        """
         answers = []
         self.tell(line, answers.append)
         self.collect(patience)
@@ -74,9 +76,9 @@ class Program:
         return len(self._awaited)
 
     def collect(self, patience=PATIENCE, down_to=0):
-        """Waits for answers until so many are yet to come.
+        """Reads answers until only so many are outstanding.
 
-        Raises Gone when the program ends before, or takes too long."""
+        Raises Gone when the program ends first or takes too long."""
         deadline = time.monotonic() + patience
         while len(self._awaited) > down_to:
             self._take(self.hear(deadline - time.monotonic()))
@@ -107,12 +109,12 @@ class Program:
             self.stopped = number == signal.SIGSTOP
 
     def kill(self):
-        """Ends it as a crash would, and waits until it is gone."""
+        """Kills it, as if it had crashed, and waits until it is gone."""
         self._process.kill()
         self._close()
 
     def end(self, patience=PATIENCE):
-        """Ends its input, and waits until it is through.
+        """Closes its input and waits until it ends.
 
         Returns its status."""
         with contextlib.suppress(BrokenPipeError):
@@ -138,7 +140,7 @@ class Program:
         return self.errors.read_text(errors="replace")
 
     def status(self, field):
-        """A number of /proc/PID/status, such as VmRSS in KiB."""
+        """A number in /proc/PID/status, such as VmRSS in KiB."""
         text = pathlib.Path(f"/proc/{self.pid}/status").read_text()
         return int(re.search(rf"^{field}:\s*(\d+)", text, re.MULTILINE).group(1))
 
@@ -149,14 +151,14 @@ class Program:
 
 
 class Bus(Program):
-    """The bus, whichever it is: dbus-daemon, or dbus-broker, as the environment
-    variable HEALTHINTF_TEST_BUS names it."""
+    """The bus: dbus-daemon, or dbus-broker if the environment variable
+    HEALTHINTF_TEST_BUS says so."""
 
     def __init__(self, config, world, *options):
         super().__init__("bus", [*self._command(world), *options,
                                  f"--config-file={config}"], world)
         self.hear()
-        # Of the processes of dbus-broker, the one that passes messages on.
+        # Of dbus-broker's processes, the one that delivers messages.
         self.pid = int(self.hear())
 
     @staticmethod
@@ -178,7 +180,7 @@ class Bus(Program):
 
 
 class World:
-    """A bus with a data cache and a log, and the programs on it."""
+    """A bus with a data cache and a log, and its programs."""
 
     def __init__(self, build, folder, limits="", environment=None):
         self.build = pathlib.Path(build).resolve()
@@ -216,7 +218,7 @@ class World:
         return program
 
     def start_bus(self):
-        """Starts the bus, which has the same address each time."""
+        """Starts the bus, always at the same address."""
         (self.folder / "bus").unlink(missing_ok=True)
         return self._add(Bus(self.folder / "bus.conf", self))
 
@@ -227,12 +229,12 @@ class World:
         return self.start(name, [self.build / "tests/bus/component-daemon", loop])
 
     def recorded(self):
-        """How many nodes and faults the data cache has."""
+        """The numbers of nodes and faults in the data cache."""
         cache = json.loads(self.dump_cache())
         return len(cache["health"]), len(cache["faults"])
 
     def dump_cache(self):
-        """What the data cache holds, as cache-dump prints it."""
+        """The content of the data cache, as cache-dump prints it."""
         return subprocess.run(
             [
                 self.build / "tests/bus/cache-dump",

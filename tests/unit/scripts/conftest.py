@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What the tests of scripts share."""
+"""Fixtures of the tests of scripts."""
 
 import os
 import pathlib
@@ -12,7 +12,7 @@ SCRIPTS = pathlib.Path(__file__).parents[3] / "scripts"
 
 
 class Project:
-    """A folder that stands for a project."""
+    """A folder that looks like a project."""
 
     def __init__(self, path):
         self.path = path
@@ -44,8 +44,8 @@ def project(tmp_path):
 
 
 def run(script, *arguments, **environment):
-    """Runs a script, or one of the project's by its name, to its end. Its output
-    has its complaints, too."""
+    """Runs a script, or one of the project's by its name. The result's output
+    includes standard error."""
     return subprocess.run(
         [SCRIPTS / script, *arguments],
         env=os.environ | environment,

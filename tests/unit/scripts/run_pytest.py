@@ -1,11 +1,10 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Runs the tests of a file by pytest, for Meson:
+"""Runs a test file by pytest, for Meson:
 
     run_pytest.py FILE --gtest_output=xml:RESULTS
 
-Meson reads the results of each case, as it does those of GoogleTest, so that
-scripts/lib/count-tests counts them.
-"""
+Writes the result of each case as GoogleTest does, so that Meson and
+scripts/lib/count-tests read both alike."""
 
 import sys
 

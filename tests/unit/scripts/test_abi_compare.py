@@ -1,12 +1,12 @@
 # SPDX-License-Identifier: Apache-2.0
-"""A small library, its announced ABI, and what becomes of the library."""
+"""A small library and its announced ABI; each test changes the library."""
 
 import subprocess
 
 import pytest
 from conftest import run
 
-# What the library is made of; each test changes some of it.
+# The parts of the library's source.
 PARTS = {
     "members": "int number; char letter;",
     "inside": "int a;",
@@ -67,7 +67,8 @@ def compare(project):
 
 @pytest.fixture
 def expect_broken(build, compare):
-    """Nothing is announced that breaks a program which was built before."""
+    """Expects that a change breaks existing programs and cannot be announced.
+    """
 
     def expect(what, **changed):
         build(**changed)

@@ -9,7 +9,7 @@ def one_case(name, content=""):
 
 @pytest.fixture
 def log(project):
-    """Writes a log that holds these cases, or whatever else."""
+    """Writes a log with these test cases, or with other text."""
 
     def write(name, cases):
         suite = f'<testsuite name="S">{cases}</testsuite>'

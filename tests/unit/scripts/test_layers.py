@@ -2,7 +2,7 @@
 import pytest
 from conftest import run
 
-# A small project in good order, with a file on every floor.
+# A small valid project with a file on every floor.
 FILES = {
     "subprojects/sdbusplus-lite/include/sdbusplus/bus.hpp": "#include <systemd/sd-bus.h>\n",
     "subprojects/sdbusplus-lite/tests/test_bus.cpp": "#include <sdbusplus/bus.hpp>\n",
@@ -34,7 +34,7 @@ def check(tree):
 
 
 def complaint(tree):
-    """The only complaint about the tree."""
+    """The only complaint about the project."""
     result = check(tree)
     assert result.returncode == 1
     (line,) = result.stdout.splitlines()

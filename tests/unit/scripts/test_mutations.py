@@ -9,12 +9,12 @@ import mutations  # noqa: E402
 
 
 def changes_of(code):
-    """The mutations of a source, each without the file's name."""
+    """The mutations of a source, without the file's name."""
     return [str(each).removeprefix("a.cpp:") for each in mutations.of_file("a.cpp", code)]
 
 
 def inside(statements):
-    """Those of the statements in a function."""
+    """The mutations of the statements in a function."""
     return changes_of(f"void f()\n{{\n{statements}\n}}\n")
 
 

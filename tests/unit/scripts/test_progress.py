@@ -10,7 +10,7 @@ STEPS = "echo '[1/20] Compiling a.cpp'; echo '[12/20] Compiling b.cpp'"
 
 @pytest.fixture
 def show(tmp_path):
-    """Runs a command of the shell, and returns what one sees of it."""
+    """Runs a shell command and returns what a terminal shows of it."""
 
     def run(command, **how):
         script = f'. {SCRIPTS}/lib/progress.sh; with_progress Working logs/a.log "$@"'
@@ -36,7 +36,7 @@ def on_terminal(show, command):
         while more := os.read(ours, 4096):
             seen += more
     except OSError:
-        # So a terminal ends whose last writer is gone.
+        # Reading a terminal fails with EIO once the last writer is gone.
         os.close(ours)
     return seen.decode()
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The script in a project of its own, whose campaign says what it is told."""
+"""Runs the script in a small project whose campaign prints given results."""
 
 import pytest
 from conftest import run

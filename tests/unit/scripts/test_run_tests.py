@@ -1,12 +1,12 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The script in a project of its own, with a Meson that only pretends."""
+"""Runs the script in a small project with a fake Meson."""
 
 import os
 
 import pytest
 from conftest import run
 
-# Notes how it is called. Its tests leave $CASES in the log $LOG and end with
+# Records its calls. Its tests write $CASES to the log $LOG and end with
 # $STATUS.
 FAKE_MESON = """#!/bin/sh
 case $1 in

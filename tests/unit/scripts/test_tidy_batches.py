@@ -8,7 +8,7 @@ from conftest import SCRIPTS
 
 
 class Build:
-    """What a build compiles, in a folder of its own for each program."""
+    """The files that a build compiles, with a folder for each program."""
 
     def __init__(self, project):
         self.project = project
@@ -30,7 +30,7 @@ class Build:
         self.compiles(f"room/{name}", flag)
 
     def read_together(self, *names):
-        """The run that puts sources together."""
+        """Runs the script that groups sources."""
         self.project.write("compile_commands.json", json.dumps(self.entries))
         sources = [f"room/{name}" for name in names]
         return subprocess.run(

@@ -152,7 +152,7 @@ def test_ends_what_the_document_started(project):
         "```console\n$ sleep 1000 >alive &\n$ echo started >alive\n```\n",
     )
     assert os.read(reader, 100) == b"started\n"
-    # The end of the last writer.
+    # The read ends when the last writer has gone.
     assert select.select([reader], [], [], 20)[0]
     assert os.read(reader, 100) == b""
 
