@@ -48,7 +48,7 @@ class MessageBody : public testing::Test
     std::unique_ptr<sd_bus, Unref> bus;
 };
 
-TEST_F(MessageBody, HasTheSignatureThatItWasMadeFor)
+TEST_F(MessageBody, HasTheRequestedSignature)
 {
     for (const char* signature :
          {"", "ssu", "bssi", "ay", "say", "(ssyy)ay", "a{s(ux)}", "aav", "ogd"})
@@ -57,7 +57,7 @@ TEST_F(MessageBody, HasTheSignatureThatItWasMadeFor)
     }
 }
 
-TEST_F(MessageBody, IsMadeOfAnyBytes)
+TEST_F(MessageBody, IsBuiltFromAnyBytes)
 {
     std::mt19937 random(1); // NOLINT(cert-msc51-cpp) the same bytes every time
     std::size_t containers = 0;
@@ -73,7 +73,7 @@ TEST_F(MessageBody, IsMadeOfAnyBytes)
     EXPECT_GT(containers, 100);
 }
 
-TEST_F(MessageBody, MayNotBeOfTypesThatAreNone)
+TEST_F(MessageBody, RefusesAnInvalidSignature)
 {
     EXPECT_THROW(signatureOfMessage("!", {}), std::runtime_error);
 }

@@ -39,7 +39,7 @@ class AddSel : public testing::Test
     LogClient client;
 };
 
-TEST_F(AddSel, StoresWhatItIsGiven)
+TEST_F(AddSel, StoresTheRecord)
 {
     const Process running = client.start();
     EXPECT_EQ(store(recordOf(7)), 1u);
@@ -137,7 +137,7 @@ class FakeLogManager
     Child process;
 };
 
-TEST_F(AddSel, ReportsAReplyThatIsNoIdentifier)
+TEST_F(AddSel, ReportsAReplyWithoutAnIdentifier)
 {
     {
         const FakeLogManager large(
@@ -174,7 +174,7 @@ TEST_F(AddSel, ReportsALogManagerThatDiesBeforeItAnswers)
                 HasSubstr("it may be stored nevertheless"));
 }
 
-TEST_F(AddSel, NumbersAnErrorThatItDoesNotKnow)
+TEST_F(AddSel, ReturnsANumberForAnUnknownError)
 {
     const FakeLogManager strange(
         [](sd_bus_message*, void*, sd_bus_error* error) {

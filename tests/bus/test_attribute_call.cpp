@@ -151,14 +151,14 @@ TEST_F(AttributeCall, WaitsFiveSecondsForABusThatIsStuck)
     expectTimeout();
 }
 
-TEST_F(AttributeCall, WaitsFiveSecondsForABusThatDoesNotGreet)
+TEST_F(AttributeCall, WaitsFiveSecondsForABusThatDoesNotAnswerHello)
 {
     bus.freeze();
     expectTimeout();
     EXPECT_THAT(setter.errors(), HasSubstr("unable to connect to the bus"));
 }
 
-TEST_F(AttributeCall, IsToldWhenTheHealthManagerEndsMeanwhile)
+TEST_F(AttributeCall, FailsWhenTheHealthManagerEndsDuringTheCall)
 {
     {
         FalseManager manager;
@@ -168,7 +168,7 @@ TEST_F(AttributeCall, IsToldWhenTheHealthManagerEndsMeanwhile)
     EXPECT_EQ(setter.process.hear(), std::to_string(ETIMEDOUT));
 }
 
-TEST_F(AttributeCall, KeepsTheNumberAndTheWordsOfTheHealthManager)
+TEST_F(AttributeCall, PassesOnNumberAndTextOfTheHealthManagersError)
 {
     const auto answerOf = [](const std::string& error) {
         FalseManager manager(error);
@@ -192,7 +192,7 @@ TEST_F(AttributeCall, KeepsTheNumberAndTheWordsOfTheHealthManager)
                               "what healthmgr logs)"));
 }
 
-TEST_F(AttributeCall, SaysWhoMayWhenThePolicyOfTheBusDeniesIt)
+TEST_F(AttributeCall, NamesTheAllowedUsersWhenTheBusPolicyDeniesIt)
 {
     const PrivateBus strict(
         "<policy context=\"default\"><allow own=\"*\"/>"

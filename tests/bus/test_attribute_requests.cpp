@@ -128,7 +128,7 @@ TEST_F(AttributeRequests, AreAnsweredWhenTheAttributeIsOnTheDiskAndAnnounced)
                               {"b", std::numeric_limits<int32_t>::max()}}));
 }
 
-TEST_F(AttributeRequests, AreRefusedWithANameThatNoAttributeMayHave)
+TEST_F(AttributeRequests, AreRefusedWithAnInvalidName)
 {
     const Process running = manager();
     listen();
@@ -154,7 +154,7 @@ TEST_F(AttributeRequests, AreRefusedWithANameThatNoAttributeMayHave)
     EXPECT_EQ(running.errors(), "") << "it is said to who asked";
 }
 
-TEST_F(AttributeRequests, AreRefusedWithOtherArguments)
+TEST_F(AttributeRequests, AreRefusedWithWrongArguments)
 {
     const Process running = manager();
     for (const char* types : {"", "s", "si"})
@@ -182,7 +182,7 @@ TEST_F(AttributeRequests, AreRefusedWhenThereIsNoRoom)
     EXPECT_EQ(refusal("last", 2), "none");
 }
 
-TEST_F(AttributeRequests, AreRefusedWhereNothingCanBeWrittenAndTheLogSaysSo)
+TEST_F(AttributeRequests, AreRefusedAndLoggedWhereNothingCanBeWritten)
 {
     const Process running = manager();
     bus.folder().write("state", "no folder");
@@ -196,7 +196,7 @@ TEST_F(AttributeRequests, AreRefusedWhereNothingCanBeWrittenAndTheLogSaysSo)
         << "logged once";
 }
 
-TEST_F(AttributeRequests, FollowNoLinkThatSomebodyLeft)
+TEST_F(AttributeRequests, FollowNoSymbolicLink)
 {
     const auto victim = bus.folder().write("victim", "of somebody else");
     std::filesystem::create_directories(file().parent_path());
@@ -210,7 +210,7 @@ TEST_F(AttributeRequests, FollowNoLinkThatSomebodyLeft)
     EXPECT_EQ(contentOf(victim), "of somebody else");
 }
 
-TEST_F(AttributeRequests, GoOnFromTheFileOfAnEarlierVersion)
+TEST_F(AttributeRequests, TakeOverTheFileOfAnEarlierVersion)
 {
     bus.folder().write("state/config/attributes.json", R"({
     "attributes": {

@@ -202,7 +202,7 @@ class Capture
 
 } // namespace
 
-TEST(BenchmarkMessages, AreTheSameOfTheLibraryAndOfTheBareProgram)
+TEST(BenchmarkMessages, AreTheSameForLibraryAndPlainProgram)
 {
     constexpr int rounds = 3;
     constexpr std::size_t messagesOfARound = 18;

@@ -62,7 +62,7 @@ class BusLoss : public testing::Test
     BusPtr connection;
 };
 
-TEST_F(BusLoss, IsLoggedOnceForAllThatWatch)
+TEST_F(BusLoss, IsLoggedOnceForAllWatches)
 {
     const BusLossWatch first(connection.get());
     const BusLossWatch second(connection.get());
@@ -71,7 +71,7 @@ TEST_F(BusLoss, IsLoggedOnceForAllThatWatch)
     EXPECT_EQ(linesOf(logged), 1u);
 }
 
-TEST_F(BusLoss, IsLoggedOfEachConnectionAfterAnother)
+TEST_F(BusLoss, IsLoggedForEachLostConnection)
 {
     {
         const BusLossWatch watch(connection.get());
@@ -82,7 +82,7 @@ TEST_F(BusLoss, IsLoggedOfEachConnectionAfterAnother)
     EXPECT_EQ(linesOf(lose()), 1u);
 }
 
-TEST_F(BusLoss, HasEachWatchReact)
+TEST_F(BusLoss, RunsTheReactionOfEachWatch)
 {
     int calls = 0;
     const auto react = [&calls] {
@@ -94,7 +94,7 @@ TEST_F(BusLoss, HasEachWatchReact)
     EXPECT_EQ(calls, 2);
 }
 
-TEST_F(BusLoss, IsNotToldToAWatchThatEnded)
+TEST_F(BusLoss, IsNotReportedToAnEndedWatch)
 {
     int calls = 0;
     {
@@ -106,7 +106,7 @@ TEST_F(BusLoss, IsNotToldToAWatchThatEnded)
     EXPECT_EQ(calls, 0);
 }
 
-TEST_F(BusLoss, IsNotToldByWhoeverClosesTheConnection)
+TEST_F(BusLoss, IsNotReportedWhenTheProgramClosesTheConnection)
 {
     const BusLossWatch watch(connection.get());
     testing::internal::CaptureStderr();
@@ -115,7 +115,7 @@ TEST_F(BusLoss, IsNotToldByWhoeverClosesTheConnection)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-TEST_F(BusLoss, ContainsWhatTheReactionThrows)
+TEST_F(BusLoss, CatchesExceptionsOfTheReaction)
 {
     const BusLossWatch watch(connection.get(), [] {
         throw std::runtime_error("no way on");

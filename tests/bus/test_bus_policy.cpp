@@ -110,7 +110,7 @@ TEST_F(BusPolicy, LetsHealthClimbAndTheTreeBeRead)
     EXPECT_EQ(client.objects(leaf.name()).size(), 2U);
 }
 
-TEST_F(BusPolicyOfOthers, LetsEverybodyReadWhatADaemonHolds)
+TEST_F(BusPolicyOfOthers, LetsEverybodyReadADaemonsObjects)
 {
     leaf.add(leafKey, "fault", "/sensor", 1);
     for (const std::string& owner : {std::string(manager), leaf.name()})
@@ -130,7 +130,7 @@ TEST_F(BusPolicyOfOthers, LetsEverybodyReadWhatADaemonHolds)
                 HasSubstr("\"HealthStatus\" u 4"));
 }
 
-TEST_F(BusPolicyOfOthers, LetsEverybodyLookAroundInTheHealthManager)
+TEST_F(BusPolicyOfOthers, LetsEverybodyReadAndIntrospectTheHealthManager)
 {
     EXPECT_THAT(busctlAs(Caller::stranger, {"tree", "--list", manager}),
                 HasSubstr(rack + "\n"));
@@ -145,7 +145,7 @@ TEST_F(BusPolicyOfOthers, LetsEverybodyLookAroundInTheHealthManager)
                  {"call", manager, root, "org.freedesktop.DBus.Peer", "Ping"}));
 }
 
-TEST_F(BusPolicyOfOthers, LetsRootAloneLookAroundInADaemon)
+TEST_F(BusPolicyOfOthers, LetsOnlyRootReadAndIntrospectADaemon)
 {
     EXPECT_THAT(outputOf({"busctl", "--system", "tree", "--list", leaf.name()}),
                 HasSubstr(leafKey + "\n"));
@@ -184,7 +184,7 @@ TEST_F(BusPolicyOfOthers, KeepsEverybodyFromSettingHealth)
     }
 }
 
-TEST_F(BusPolicyOfOthers, KeepsAllButReportersFromTellingHealth)
+TEST_F(BusPolicyOfOthers, KeepsAllButReportersFromReportingHealth)
 {
     for (const Caller caller : {Caller::stranger, Caller::operatorUser})
     {
@@ -230,7 +230,7 @@ TEST_F(BusPolicyOfOthers, KeepsAllButOperatorsFromSettingAttributes)
     EXPECT_THAT(refusal, Not(HasSubstr("Access denied")));
 }
 
-TEST_F(BusPolicyOfOthers, LetsReportersAskForNodesAndTellHealth)
+TEST_F(BusPolicyOfOthers, LetsReportersAskForNodesAndReportHealth)
 {
     busctlAs(Caller::reporter,
              {"call", manager, "/com/vexa/olvar/healthmgr", manager,
@@ -250,7 +250,7 @@ TEST_F(BusPolicyOfOthers, LetsOperatorsHideFaults)
     client.waitForHealth(root, 2);
 }
 
-TEST_F(BusPolicyOfOthers, GivesBothRightsToWhoIsInBothGroups)
+TEST_F(BusPolicyOfOthers, GivesBothRightsToAMemberOfBothGroups)
 {
     const auto inBoth = [](const Words& command) {
         Words whole{"setpriv",
@@ -272,7 +272,7 @@ TEST_F(BusPolicyOfOthers, GivesBothRightsToWhoIsInBothGroups)
     });
 }
 
-TEST_F(BusPolicyOfOthers, GivesTheNameToTheHealthManagersUserAlone)
+TEST_F(BusPolicyOfOthers, GivesTheNameOnlyToTheHealthManagersUser)
 {
     healthmgr.kill();
     for (const Caller caller : {Caller::stranger, Caller::reporter,
@@ -287,7 +287,7 @@ TEST_F(BusPolicyOfOthers, GivesTheNameToTheHealthManagersUserAlone)
     EXPECT_EQ(requestNameAs(Caller::healthmgr, manager), "u 1\n");
 }
 
-TEST_F(BusPolicyOfOthers, LetsTheHealthManagerAskWhetherADaemonIsThrough)
+TEST_F(BusPolicyOfOthers, LetsTheHealthManagerPingADaemon)
 {
     const Words ping{"call", leaf.name(), "/", "org.freedesktop.DBus.Peer",
                      "Ping"};
@@ -360,7 +360,7 @@ TEST(BusLimits, LetAUserAskForAQuarterOfTheNodes)
     EXPECT_EQ(client.health(manager, root + "/d"), 3U);
 }
 
-TEST(BusLimits, LetADaemonHoldMoreThanAUsualBusDoes)
+TEST(BusLimits, LetADaemonHoldMoreComponentsThanTheUsualLimit)
 {
     // dbus-broker limits the rules of a user instead. With one connection for
     // each user the limit is the same.

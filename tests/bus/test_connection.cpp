@@ -118,7 +118,7 @@ class DyingBus
     std::thread hangingUp;
 };
 
-TEST_F(ServiceConnection, SaysThatTheBusHungUpBeforeItGaveAName)
+TEST_F(ServiceConnection, ReportsABusThatClosesTheConnectionBeforeHello)
 {
     connection.reset();
     const DyingBus dying;
@@ -196,7 +196,7 @@ TEST_F(ServiceConnection, ThrowsForANameThatAnotherOwns)
     EXPECT_EQ(client.ownerOf(name), nameOf(client));
 }
 
-TEST_F(ServiceConnection, HearsFromAPeerOnceThatIsThrough)
+TEST_F(ServiceConnection, ReportsAPeerThatHasProcessedEarlierMessages)
 {
     BusClient peer;
     bool answered = false;
@@ -212,7 +212,7 @@ TEST_F(ServiceConnection, HearsFromAPeerOnceThatIsThrough)
     EXPECT_TRUE(answered);
 }
 
-TEST_F(ServiceConnection, HearsOfAPeerThatIsGone)
+TEST_F(ServiceConnection, ReportsAPeerThatIsGone)
 {
     auto peer = std::make_unique<BusClient>();
     int answers = 0;
@@ -230,7 +230,7 @@ TEST_F(ServiceConnection, HearsOfAPeerThatIsGone)
     EXPECT_EQ(answers, 2);
 }
 
-TEST_F(ServiceConnection, GoesOnAfterAnAnswerThatThrows)
+TEST_F(ServiceConnection, ContinuesAfterAReplyHandlerThrows)
 {
     testing::internal::CaptureStderr();
     connection->awaitWork("com.example.Nobody", [] {
@@ -243,7 +243,7 @@ TEST_F(ServiceConnection, GoesOnAfterAnAnswerThatThrows)
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("broken"));
 }
 
-TEST_F(ServiceConnection, MayBeAskedAgainByAnAnswer)
+TEST_F(ServiceConnection, AllowsCallsFromAReplyHandler)
 {
     connection->awaitWork("com.example.Nobody", [this] {
         connection->awaitWork("com.example.Nobody", [this] {
@@ -253,7 +253,7 @@ TEST_F(ServiceConnection, MayBeAskedAgainByAnAnswer)
     EXPECT_EQ(loop.run(), 4);
 }
 
-TEST_F(ServiceConnection, AsksNobodyUnderAnImpossibleName)
+TEST_F(ServiceConnection, SendsNothingToAnInvalidName)
 {
     EXPECT_THROW(connection->awaitWork("no name",
                                        [] {
@@ -263,7 +263,7 @@ TEST_F(ServiceConnection, AsksNobodyUnderAnImpossibleName)
     settle();
 }
 
-TEST_F(ServiceConnection, ForgetsItsQuestionsWhenItEnds)
+TEST_F(ServiceConnection, CancelsItsCallsWhenItEnds)
 {
     BusClient peer;
     bool answered = false;
@@ -277,7 +277,7 @@ TEST_F(ServiceConnection, ForgetsItsQuestionsWhenItEnds)
     EXPECT_FALSE(answered);
 }
 
-TEST_F(ServiceConnection, HearsOnceTheBusHasPassedItsSignalsOn)
+TEST_F(ServiceConnection, ReportsWhenTheBusHasDeliveredItsSignals)
 {
     BusClient client;
     constexpr int many = 500;
@@ -295,7 +295,7 @@ TEST_F(ServiceConnection, HearsOnceTheBusHasPassedItsSignalsOn)
     EXPECT_EQ(client.updates.back(), "/ /a 499");
 }
 
-TEST_F(ServiceConnection, HearsOfTheUserOfAPeer)
+TEST_F(ServiceConnection, FindsTheUserOfAPeer)
 {
     const BusClient peer;
     std::optional<uint32_t> user;
@@ -307,7 +307,7 @@ TEST_F(ServiceConnection, HearsOfTheUserOfAPeer)
     EXPECT_EQ(user, std::optional<uint32_t>(geteuid()));
 }
 
-TEST_F(ServiceConnection, HearsOfNoUserOfAPeerThatIsGone)
+TEST_F(ServiceConnection, FindsNoUserOfAPeerThatIsGone)
 {
     std::optional<uint32_t> user = 0;
     connection->findUser(":1.4711", [&](std::optional<uint32_t> found) {
@@ -318,7 +318,7 @@ TEST_F(ServiceConnection, HearsOfNoUserOfAPeerThatIsGone)
     EXPECT_EQ(user, std::nullopt);
 }
 
-TEST_F(ServiceConnection, HearsTheNamesOnTheBus)
+TEST_F(ServiceConnection, ListsTheNamesOnTheBus)
 {
     const BusClient peer;
     std::vector<std::string> names;
@@ -332,7 +332,7 @@ TEST_F(ServiceConnection, HearsTheNamesOnTheBus)
                                       nameOf(peer), connection->uniqueName()}));
 }
 
-TEST_F(ServiceConnection, HearsOfNoObjectsOfAPeerThatIsGone)
+TEST_F(ServiceConnection, FindsNoObjectsOfAPeerThatIsGone)
 {
     bool failed = false;
     connection->listObjects(":1.4711", "/", [&](sd_bus_message* reply) {
@@ -343,7 +343,7 @@ TEST_F(ServiceConnection, HearsOfNoObjectsOfAPeerThatIsGone)
     EXPECT_TRUE(failed);
 }
 
-TEST_F(ServiceConnection, SendsWhatIsLeftToSendAtOnce)
+TEST_F(ServiceConnection, SendsQueuedMessagesAtOnce)
 {
     const std::string large(16UL << 20, 'x');
     sd_bus_emit_signal(connection->get(), "/a", "com.example.Any", "Any", "s",

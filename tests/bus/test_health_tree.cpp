@@ -103,7 +103,7 @@ TEST_F(HealthTree, TakesItsChildrenInAgainWhenAParentIsRestarted)
     client.waitForHealth(root, 2);
 }
 
-TEST_F(HealthTree, LeavesNothingOfADaemonThatEnds)
+TEST_F(HealthTree, HoldsNothingOfADaemonThatEnded)
 {
     Component top(root, 2);
     {
@@ -148,7 +148,7 @@ TEST_F(HealthTree, KeepsEntriesOfDifferentProcessesApart)
     EXPECT_EQ(recordedFaults().size(), 1u);
 }
 
-TEST_F(HealthTree, GivesTheKeyToWhoeverComesLast)
+TEST_F(HealthTree, GivesTheKeyToTheLatestDaemon)
 {
     Component first(root + "/a", 2);
     Component second(root + "/a", 3);

@@ -114,7 +114,7 @@ TEST_F(Healthmgr, MakesANodeOnce)
         << "the root is the object manager's own path";
 }
 
-TEST_F(Healthmgr, RefusesWhatIsNoKey)
+TEST_F(Healthmgr, RefusesAnInvalidKey)
 {
     Process running = manager();
     constexpr const char* invalid = "org.freedesktop.DBus.Error.InvalidArgs";
@@ -198,7 +198,7 @@ TEST_F(Healthmgr, LivesOnAfterMalformedSignals)
     EXPECT_EQ(std::ranges::count(log, '\n'), 1) << log;
 }
 
-TEST_F(Healthmgr, AnswersNobodyOfTheEndOfWhatIsNoNode)
+TEST_F(Healthmgr, IgnoresTheEndOfAnInvalidPath)
 {
     const Process running = manager();
     client.catchUp();
@@ -212,7 +212,7 @@ TEST_F(Healthmgr, AnswersNobodyOfTheEndOfWhatIsNoNode)
     EXPECT_EQ(client.updates, expected);
 }
 
-TEST_F(Healthmgr, KeepsMadeUpChildrenFromItsNodes)
+TEST_F(Healthmgr, IgnoresMadeUpChildrenOfItsNodes)
 {
     const Process running = manager();
     request(root + "/a/b");
@@ -233,7 +233,7 @@ TEST_F(Healthmgr, KeepsMadeUpChildrenFromItsNodes)
         0);
 }
 
-TEST_F(Healthmgr, RidsParentsInOtherProcessesOfMadeUpChildren)
+TEST_F(Healthmgr, WithdrawsMadeUpChildrenFromParentsInOtherProcesses)
 {
     const Process running = manager();
     Component parent(root + "/a", 2);
@@ -253,7 +253,7 @@ TEST_F(Healthmgr, RidsParentsInOtherProcessesOfMadeUpChildren)
     }
 }
 
-TEST_F(Healthmgr, ForgetsWhatASenderMadeUpOfMoreNodesThanFit)
+TEST_F(Healthmgr, WithdrawsTheMadeUpNodesOfASenderThatExceedsItsLimit)
 {
     const Process running = manager();
     Component parent(root + "/a", 2);
@@ -277,7 +277,7 @@ TEST_F(Healthmgr, ForgetsWhatASenderMadeUpOfMoreNodesThanFit)
     client.waitForHealth(root, 2);
 }
 
-TEST_F(Healthmgr, HoldsLittleOfLargeKeys)
+TEST_F(Healthmgr, UsesLittleMemoryForLongKeys)
 {
     if (isAddressSanitized)
     {
@@ -300,7 +300,7 @@ TEST_F(Healthmgr, HoldsLittleOfLargeKeys)
     client.waitForHealth(root, 2);
 }
 
-TEST_F(Healthmgr, KeepsANodeThatSomebodyOnlyPretendsToHold)
+TEST_F(Healthmgr, KeepsANodeThatAnotherProcessOnlyPretendsToHold)
 {
     const Process running = manager();
     request(root + "/a");
@@ -358,7 +358,7 @@ TEST_F(Healthmgr, IsStartedByTheRequestForAParent)
     bus.kill();
 }
 
-TEST_F(Healthmgr, TellsItsVersionAndItsPurpose)
+TEST_F(Healthmgr, PrintsItsVersionAndItsPurpose)
 {
     EXPECT_THAT(outputOf({HEALTHMGR, "--version"}),
                 testing::MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+\n"));

@@ -131,7 +131,7 @@ TEST_F(HostMonitor, NoticesAProcessThatEndsAndReturns)
     client.waitForHealth(host + "/process", 2);
 }
 
-TEST_F(HostMonitor, HasAComponentForEachKind)
+TEST_F(HostMonitor, CreatesAComponentForEachKind)
 {
     process("4711 (important) S 1\n");
     config(R"(
@@ -165,7 +165,7 @@ TEST_F(HostMonitor, ReportsWhatItCannotRead)
     client.waitForHealth(host + "/pressure", 2);
 }
 
-TEST_F(HostMonitor, SaysThatThereAreNoTemperatures)
+TEST_F(HostMonitor, ReportsThatThereAreNoTemperatures)
 {
     config("[[temperature]]\nwarning = 80\ncritical = 90\n");
     Process running = hostmon();
@@ -411,7 +411,7 @@ class HostMonitorOfMounts : public HostMonitor
     const std::filesystem::path place{machine.path() / "mounted"};
 };
 
-TEST_F(HostMonitorOfMounts, TellsAFilesystemThatIsNoLongerMounted)
+TEST_F(HostMonitorOfMounts, ReportsAFilesystemThatIsNoLongerMounted)
 {
     const Process running = startWithFilesystem();
     ASSERT_EQ(umount(place.c_str()), 0);
@@ -422,7 +422,8 @@ TEST_F(HostMonitorOfMounts, TellsAFilesystemThatIsNoLongerMounted)
     EXPECT_EQ(recordedFaults().size(), 0u);
 }
 
-TEST_F(HostMonitorOfMounts, KnowsWhatIsNotMountedThoughItsReaderIsKilled)
+TEST_F(HostMonitorOfMounts,
+       ReportsAnUnmountedFilesystemAlthoughItsReaderWasKilled)
 {
     const Process running = startWithFilesystem();
     ASSERT_EQ(umount(place.c_str()), 0);
@@ -471,7 +472,7 @@ class HostMonitorOfAHungMount : public HostMonitorOfMounts
     std::optional<UnansweringFilesystem> mounted;
 };
 
-TEST_F(HostMonitorOfAHungMount, GoesOnWithAllElse)
+TEST_F(HostMonitorOfAHungMount, KeepsCheckingAllOtherSources)
 {
     const Process running = hostmon();
     hang();

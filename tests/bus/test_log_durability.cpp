@@ -75,7 +75,7 @@ TEST_F(LogDurability, SurvivesARestart)
     EXPECT_EQ(client.add(recordOf(3)), 3u);
 }
 
-TEST_F(LogDurability, HasWhatItAcknowledgedRightBeforeItWasKilled)
+TEST_F(LogDurability, KeepsEventsAcknowledgedRightBeforeACrash)
 {
     for (uint16_t count = 1; count <= 12; ++count)
     {
@@ -94,7 +94,7 @@ TEST_F(LogDurability, HasWhatItAcknowledgedRightBeforeItWasKilled)
     }
 }
 
-TEST_F(LogDurability, LosesNothingWhenItIsKilledInTheMiddleOfItsWork)
+TEST_F(LogDurability, LosesNothingWhenItIsKilledDuringAdditions)
 {
     for (int round = 0; round < 5; ++round)
     {
@@ -123,7 +123,7 @@ TEST_F(LogDurability, LosesNothingWhenItIsKilledInTheMiddleOfItsWork)
     }
 }
 
-TEST_F(LogDurability, SetsADamagedLogAsideAndGoesOn)
+TEST_F(LogDurability, SetsADamagedLogAsideAndStartsANewOne)
 {
     {
         Process running = client.start();
@@ -153,7 +153,7 @@ TEST_F(LogDurability, LeavesTheMirrorWhenItIsKilled)
     EXPECT_THAT(recordedEvents(), ElementsAre(1));
 }
 
-TEST_F(LogDurability, KeepsTheRecordWhenTheDataCacheCannot)
+TEST_F(LogDurability, KeepsARecordThatTheDataCacheCannotHold)
 {
     bus.folder().write("run/sel", "no folder");
     const Process running = client.start();
@@ -165,7 +165,7 @@ TEST_F(LogDurability, KeepsTheRecordWhenTheDataCacheCannot)
     EXPECT_THAT(recordedEvents(), ElementsAre(1, 2));
 }
 
-TEST_F(LogDurability, MakesTheMirrorWholeWithoutAnotherChange)
+TEST_F(LogDurability, CompletesTheMirrorWithoutAnotherChange)
 {
     bus.folder().write("run/sel", "no folder");
     const Process running = client.start();
@@ -177,7 +177,7 @@ TEST_F(LogDurability, MakesTheMirrorWholeWithoutAnotherChange)
     EXPECT_THAT(recordedEvents(), ElementsAre(1));
 }
 
-TEST_F(LogDurability, MakesTheMirrorAnewThatWasRemovedWithoutAnotherChange)
+TEST_F(LogDurability, RebuildsARemovedMirrorWithoutAnotherChange)
 {
     const Process running = client.start();
     client.add(recordOf(1));
@@ -206,7 +206,7 @@ TEST_F(LogDurability, LosesNothingWhenItIsStartedWithoutStandardStreams)
     EXPECT_FALSE(fs::exists(file().string() + ".damaged"));
 }
 
-TEST_F(LogDurability, WritesTheLogAnewThatWasRemovedWithoutAnotherChange)
+TEST_F(LogDurability, RewritesARemovedLogWithoutAnotherChange)
 {
     Process running = client.start();
     client.add(recordOf(1));
@@ -232,7 +232,7 @@ TEST_F(LogDurability, KeepsWhatItAcknowledgesAfterItsFileWasRemoved)
     EXPECT_THAT(client.page(0, 0), ElementsAre(1, 2, 65535));
 }
 
-TEST_F(LogDurability, RefusesWhatALimitOfFileSizesDoesNotAllow)
+TEST_F(LogDurability, RefusesEventsBeyondAFileSizeLimit)
 {
     // In blocks of 512 bytes: less than a new log's file needs.
     Process limited({"/bin/sh", "-c", "ulimit -f 128; exec \"$0\"", LOGMGR});

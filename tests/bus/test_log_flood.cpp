@@ -215,7 +215,7 @@ class LogFlood : public testing::Test
     LogClient client;
 };
 
-TEST_F(LogFlood, KeepsNoAdditionWaitingAndTakesNoMemory)
+TEST_F(LogFlood, DelaysNoAdditionAndTakesNoMemory)
 {
     if (isAddressSanitized)
     {

@@ -74,7 +74,7 @@ TEST(BusWithoutAPolicy, RefusesTheLogManager)
     EXPECT_THAT(logmgr.errors(), HasSubstr("Permission denied"));
 }
 
-TEST_F(LogPolicy, LetsRootAddClearAndHear)
+TEST_F(LogPolicy, LetsRootAddClearAndReceiveSignals)
 {
     EXPECT_EQ(client.add(recordOf(7)), 1U);
     EXPECT_EQ(client.entry(1).record[11], 7);
@@ -104,7 +104,7 @@ TEST_F(LogPolicyOfOthers, LetsEverybodyRead)
                                     "org.freedesktop.DBus.Peer", "Ping"}));
 }
 
-TEST_F(LogPolicyOfOthers, KeepsEverybodyFromWhatIsNotHis)
+TEST_F(LogPolicyOfOthers, DeniesEverybodyTheCallsOfOtherGroups)
 {
     client.add(recordOf(7));
     const Words stamped{
@@ -144,7 +144,7 @@ TEST_F(LogPolicyOfOthers, LetsReportersAddAndOperatorsClear)
               "uq 0 0\n");
 }
 
-TEST_F(LogPolicyOfOthers, GivesTheNameToTheLogManagersUserAlone)
+TEST_F(LogPolicyOfOthers, GivesTheNameOnlyToTheLogManagersUser)
 {
     logmgr.kill();
     for (const Caller caller : {Caller::stranger, Caller::reporter,

@@ -184,7 +184,7 @@ TEST_F(Logmgr, DropsTheOldestWhenItWraps)
     EXPECT_EQ(client.property("OverflowPolicy"), "'wrap'");
 }
 
-TEST_F(Logmgr, SaysThatItWasClearedWhenItIsEmpty)
+TEST_F(Logmgr, AnnouncesThatAnEmptyLogWasCleared)
 {
     const Process running = client.start();
     add(3);
@@ -363,7 +363,7 @@ TEST_F(Logmgr, EndsWhenTheNameIsTaken)
                 HasSubstr("logmgr: com.vexa.olvar.logmgr: File exists"));
 }
 
-TEST_F(Logmgr, LeavesTheMirrorOfTheOneThatHasTheName)
+TEST_F(Logmgr, LeavesTheMirrorOfTheOwnerOfTheName)
 {
     const Process running = client.start();
     add(3);
@@ -417,7 +417,7 @@ TEST_F(Logmgr, EndsWithFileLineAndKeyOfAWrongConfiguration)
                   ":2: capacity: must be a whole number from 1 to 65534\n");
 }
 
-TEST_F(Logmgr, TellsItsVersionAndItsPurpose)
+TEST_F(Logmgr, PrintsItsVersionAndItsPurpose)
 {
     EXPECT_THAT(outputOf({LOGMGR, "--version"}),
                 testing::MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+\n"));

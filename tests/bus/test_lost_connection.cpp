@@ -45,7 +45,7 @@ class LostConnection : public testing::TestWithParam<const char*>
     std::optional<PrivateBus> bus{std::in_place};
 };
 
-TEST_P(LostConnection, IsToldOnceHoweverManyComponentsThereAre)
+TEST_P(LostConnection, IsLoggedOnceForAnyNumberOfComponents)
 {
     Component daemon(root, 2, GetParam());
     daemon.init(root + "/a", 2);
@@ -64,7 +64,7 @@ TEST_P(LostConnection, IsToldOnceHoweverManyComponentsThereAre)
     EXPECT_EQ(losses(daemon.process), 1u) << daemon.process.errors();
 }
 
-TEST_P(LostConnection, IsNotToldByADaemonThatEndsOrClosesIt)
+TEST_P(LostConnection, IsNotLoggedByADaemonThatEndsOrClosesIt)
 {
     Component ended(root, 2, GetParam());
     ended.end();
@@ -75,7 +75,7 @@ TEST_P(LostConnection, IsNotToldByADaemonThatEndsOrClosesIt)
     EXPECT_EQ(losses(closed.process), 0u);
 }
 
-TEST_P(LostConnection, IsOverWithARestart)
+TEST_P(LostConnection, IsRepairedByARestart)
 {
     {
         Component daemon(root, 2, GetParam());
@@ -100,7 +100,7 @@ INSTANTIATE_TEST_SUITE_P(EachLoop, LostConnection,
                                         : "OwnLoop";
                          });
 
-TEST(LostConnectionOfAService, IsToldOnce)
+TEST(LostConnectionOfAService, IsLoggedOnce)
 {
     for (const char* program : {HEALTHMGR, LOGMGR})
     {

@@ -62,7 +62,7 @@ class FilteredMessages : public testing::Test
     std::vector<std::string> heard;
 };
 
-TEST_F(FilteredMessages, AreHeardFromTheStartUnlessTheyAreRefused)
+TEST_F(FilteredMessages, AreReceivedFromTheStartUnlessTheFilterRefusesThem)
 {
     const MessageFilter filter(connection.get(), [](sd_bus_message* message) {
         const char* word = "";
@@ -74,7 +74,7 @@ TEST_F(FilteredMessages, AreHeardFromTheStartUnlessTheyAreRefused)
     EXPECT_THAT(heard, ElementsAre("good"));
 }
 
-TEST_F(FilteredMessages, AreHeardWhenTheFilterThrows)
+TEST_F(FilteredMessages, AreReceivedWhenTheFilterThrows)
 {
     const MessageFilter filter(connection.get(), [](sd_bus_message*) -> bool {
         throw std::runtime_error("broken");
@@ -86,7 +86,7 @@ TEST_F(FilteredMessages, AreHeardWhenTheFilterThrows)
     EXPECT_THAT(heard, ElementsAre("good"));
 }
 
-TEST_F(FilteredMessages, AreHeardWhenTheFilterIsGone)
+TEST_F(FilteredMessages, AreReceivedWhenTheFilterIsGone)
 {
     std::optional<MessageFilter> filter(std::in_place, connection.get(),
                                         [](sd_bus_message*) {

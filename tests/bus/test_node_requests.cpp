@@ -62,7 +62,7 @@ class RequestedNodes : public testing::Test
     NodeRequests requests{service.connection, nodes, users};
 };
 
-TEST_F(RequestedNodes, GoAMinuteAfterWhoAskedForThem)
+TEST_F(RequestedNodes, AreRemovedAMinuteAfterTheirRequesterEnds)
 {
     using std::chrono::seconds;
     auto client = std::make_unique<BusClient>();
@@ -80,7 +80,7 @@ TEST_F(RequestedNodes, GoAMinuteAfterWhoAskedForThem)
     EXPECT_TRUE(nodes.hosts(root)) << "the root stays";
 }
 
-TEST_F(RequestedNodes, StayWhileSomethingIsBelow)
+TEST_F(RequestedNodes, StayWhileTheyHaveChildren)
 {
     using std::chrono::minutes;
     const BusClient client;

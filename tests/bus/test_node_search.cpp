@@ -43,7 +43,7 @@ class SearchForNodes : public testing::Test
                       }};
 };
 
-TEST_F(SearchForNodes, FindsThoseOfAllProcessesAndNotTheirFaults)
+TEST_F(SearchForNodes, FindsTheNodesOfAllProcessesWithoutTheirFaults)
 {
     test::Component first(root + "/a", 2);
     first.init(root + "/a/b", 2);
@@ -56,7 +56,7 @@ TEST_F(SearchForNodes, FindsThoseOfAllProcessesAndNotTheirFaults)
                 UnorderedElementsAre(root + "/a", root + "/a/b", root + "/c"));
 }
 
-TEST_F(SearchForNodes, GoesOnAfterAnswersOfAnotherForm)
+TEST_F(SearchForNodes, ContinuesAfterMalformedReplies)
 {
     int refused = 0;
     const auto count = [&refused](int result) {

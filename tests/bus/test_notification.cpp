@@ -167,7 +167,7 @@ TEST_F(Notifications, ReachEachThreadOfAProcess)
     daemon.end();
 }
 
-TEST_F(Notifications, ReachWhoeverMadeTheChange)
+TEST_F(Notifications, ReachTheProcessThatMadeTheChange)
 {
     for (const char* kind : {"sd-event", "own-loop", "own-connection"})
     {
@@ -178,7 +178,7 @@ TEST_F(Notifications, ReachWhoeverMadeTheChange)
     }
 }
 
-TEST_F(Notifications, AreOnlyOfChanges)
+TEST_F(Notifications, AreSentOnlyForChanges)
 {
     Client daemon("sd-event");
     daemon.subscribe("one", "a");
@@ -193,7 +193,7 @@ TEST_F(Notifications, AreOnlyOfChanges)
     daemon.expectLine(heard("one", "a", "6 5"));
 }
 
-TEST_F(Notifications, AreOfAttributesThatOutliveEveryProcess)
+TEST_F(Notifications, AreSentForAttributesThatOutliveEveryProcess)
 {
     Client first("own-loop");
     first.expect("set a 5", "0");
@@ -205,7 +205,7 @@ TEST_F(Notifications, AreOfAttributesThatOutliveEveryProcess)
     daemon.expectLine(heard("one", "a", "6 5"));
 }
 
-TEST_F(Notifications, ComeInTheOrderOfTheChangesToEverybody)
+TEST_F(Notifications, ReachEverybodyInTheOrderOfTheChanges)
 {
     constexpr int writers = 4;
     constexpr int changes = 40;
@@ -288,7 +288,7 @@ TEST_F(Notifications, AreDroppedWhenTheirSignalIsMalformed)
                 HasSubstr("is no notification: dropped"));
 }
 
-TEST_F(Notifications, FillNoLogWhenTheyAreMalformed)
+TEST_F(Notifications, DoNotFloodTheLogWhenTheyAreMalformed)
 {
     takeTheNameOfTheHealthManager();
     Client daemon("sd-event");
@@ -304,7 +304,7 @@ TEST_F(Notifications, FillNoLogWhenTheyAreMalformed)
     EXPECT_EQ(std::ranges::count(errors, '\n'), 10);
 }
 
-TEST_F(Notifications, HaveAnyRecordWhenTheyAreNotOfAttributes)
+TEST_F(Notifications, MayHaveAnyRecordWhenTheyAreNotAboutAttributes)
 {
     takeTheNameOfTheHealthManager();
     Client daemon("sd-event");
@@ -315,7 +315,7 @@ TEST_F(Notifications, HaveAnyRecordWhenTheyAreNotOfAttributes)
     daemon.expectLine("one own - Other/Name 16843009 16843009");
 }
 
-TEST_F(Notifications, AreHeardOfTheHealthManagerAlone)
+TEST_F(Notifications, AreBelievedOnlyFromTheHealthManager)
 {
     for (const char* kind : {"sd-event", "own-loop", "own-connection"})
     {
@@ -338,7 +338,7 @@ TEST_F(Notifications, AreHeardOfTheHealthManagerAlone)
     }
 }
 
-TEST_F(Notifications, AreHeardOfTheNextHealthManager)
+TEST_F(Notifications, AreReceivedFromARestartedHealthManager)
 {
     Client daemon("sd-event");
     daemon.subscribe("one", "a");
@@ -456,7 +456,7 @@ TEST_F(Notifications, OutliveACallbackThatThrows)
         HasSubstr("a callback of " + prefix + "a: a callback's own failure"));
 }
 
-TEST_F(Notifications, TakeOneMatchRuleForAllSubscriptions)
+TEST_F(Notifications, NeedOneMatchRuleForAllSubscriptions)
 {
     Client daemon("sd-event");
     constexpr int moreThanTheBusAllows = 600;
@@ -508,7 +508,7 @@ TEST(NotificationsOfALostBus, AreReceivedAgainByLaterSubscriptions)
     LQOVS_receive_signal_free(later);
 }
 
-TEST_F(Notifications, AreNotSentOfAnAttributeForWhichThereIsNoRoom)
+TEST_F(Notifications, AreNotSentForAnAttributeWithoutRoom)
 {
     nlohmann::json attributes = nlohmann::json::object();
     for (int i = 0; i < 4096; ++i)
@@ -527,7 +527,7 @@ TEST_F(Notifications, AreNotSentOfAnAttributeForWhichThereIsNoRoom)
                           "the first time)"));
 }
 
-TEST_F(Notifications, AreNotSentOfAnAttributeWhoseFolderCannotBeMade)
+TEST_F(Notifications, AreNotSentForAnAttributeWhoseFolderCannotBeMade)
 {
     bus.folder().write("file", "no folder");
     const std::string state = bus.folder().path() / "file";

@@ -65,14 +65,14 @@ TEST_F(UsersOfPeers, AreAskedForOnceUntilThePeerIsGone)
     EXPECT_THAT(found, SizeIs(3));
 }
 
-TEST_F(UsersOfPeers, AreNothingForAPeerThatIsGone)
+TEST_F(UsersOfPeers, AreUnknownForAPeerThatIsGone)
 {
     find(":1.4711");
     service.catchUp();
     EXPECT_THAT(found, testing::ElementsAre(std::nullopt));
 }
 
-TEST_F(UsersOfPeers, AreWaitedForBySoManyAtATime)
+TEST_F(UsersOfPeers, AreAwaitedByALimitedNumberOfCalls)
 {
     for (std::size_t i = 0; i < PeerUsers::mostWaiting; ++i)
     {

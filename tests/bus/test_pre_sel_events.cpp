@@ -102,7 +102,7 @@ class PreSelEvents : public testing::Test
     std::unique_ptr<SELAndFault> object = std::make_unique<SELAndFault>();
 };
 
-TEST_F(PreSelEvents, AreHeardFromWhateverProcess)
+TEST_F(PreSelEvents, AreReceivedFromAnyProcess)
 {
     listen(0);
     announce(5);
@@ -110,7 +110,7 @@ TEST_F(PreSelEvents, AreHeardFromWhateverProcess)
     EXPECT_EQ(toldUntilLast(), (Numbers{5, 6}));
 }
 
-TEST_F(PreSelEvents, OfOtherSensorsAreNotHeard)
+TEST_F(PreSelEvents, OfOtherSensorsAreNotReceived)
 {
     SELAndFault narrow;
     Numbers narrowly;
@@ -137,7 +137,7 @@ TEST_F(PreSelEvents, StayFilteredAfterARegistrationForAll)
     EXPECT_EQ(toldUntilLast(), Numbers{});
 }
 
-TEST_F(PreSelEvents, OfTheSensorOfTheLatestRegistrationAreHeard)
+TEST_F(PreSelEvents, OfTheLatestRegisteredSensorAreReceived)
 {
     for (const uint32_t sensorNumber : {5, 200, 5, 200})
     {
@@ -149,7 +149,7 @@ TEST_F(PreSelEvents, OfTheSensorOfTheLatestRegistrationAreHeard)
     EXPECT_EQ(toldUntilLast(), Numbers{});
 }
 
-TEST_F(PreSelEvents, OfOneSensorAreHeardAfterARegistrationForAll)
+TEST_F(PreSelEvents, OfOneSensorAreReceivedAfterARegistrationForAll)
 {
     listen(0);
     listen(200);
@@ -157,7 +157,7 @@ TEST_F(PreSelEvents, OfOneSensorAreHeardAfterARegistrationForAll)
     EXPECT_EQ(toldUntilLast(), Numbers{});
 }
 
-TEST_F(PreSelEvents, AreHeardAsBeforeAfterARegistrationThatFails)
+TEST_F(PreSelEvents, AreReceivedAsBeforeAfterAFailedRegistration)
 {
     listen(200);
     // A closed connection refuses the match rule.
@@ -186,7 +186,7 @@ class PreSelEventsOfTwo : public PreSelEvents,
                           public testing::WithParamInterface<Pair>
 {};
 
-TEST_P(PreSelEventsOfTwo, AreHeardByTheOneThatStays)
+TEST_P(PreSelEventsOfTwo, AreReceivedByTheRemainingObject)
 {
     auto other = std::make_unique<SELAndFault>();
     const auto listenOther = [&] {
@@ -217,7 +217,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Pair{0, 200, false}, Pair{200, 0, true},
                     Pair{200, 0, false}, Pair{5, 0, true}, Pair{5, 0, false}));
 
-TEST_F(PreSelEvents, ReachACallbackThatRegistersAtEachOfThemOnce)
+TEST_F(PreSelEvents, ReachOnceACallbackThatRegistersAgainAtEachEvent)
 {
     const SELAndFault::PreSELCallback again =
         [&](const SELInterface::SELRecord& record) {
@@ -236,7 +236,7 @@ TEST_F(PreSelEvents, ReachACallbackThatRegistersAtEachOfThemOnce)
     EXPECT_EQ(toldUntilLast(), (Numbers{5, 6}));
 }
 
-TEST_F(PreSelEvents, ThatAreMalformedEndNothing)
+TEST_F(PreSelEvents, DoNotEndTheDaemonWhenTheyAreMalformed)
 {
     listen(0);
     send(log, "");
@@ -252,7 +252,7 @@ TEST_F(PreSelEvents, ThatAreMalformedEndNothing)
     EXPECT_EQ(toldUntilLast(), (Numbers{troublesome, 8}));
 }
 
-TEST_F(PreSelEvents, WithMoreBytesAreTakenByTheFirst)
+TEST_F(PreSelEvents, WithExtraBytesAreAccepted)
 {
     listen(0);
     std::vector<uint8_t> many(100000, 9);

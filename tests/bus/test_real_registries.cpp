@@ -82,7 +82,7 @@ class RealRegistries : public testing::Test
     PrivateBus bus;
 };
 
-TEST_F(RealRegistries, MakeAFaultOfEveryMessageThatIsNone)
+TEST_F(RealRegistries, MakeAFaultOfEveryMessageThatIsNotInformational)
 {
     Component daemon(key, 2);
     int made = 0;

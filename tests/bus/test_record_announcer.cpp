@@ -69,7 +69,7 @@ class AnnouncedRecords : public testing::Test
     std::vector<std::string> made;
 };
 
-TEST_F(AnnouncedRecords, AreWhatTheDataCacheSays)
+TEST_F(AnnouncedRecords, HaveTheHealthInTheDataCache)
 {
     record(root + "/a", 3);
     announcer.announce({root + "/a", root + "/gone"});
@@ -79,7 +79,7 @@ TEST_F(AnnouncedRecords, AreWhatTheDataCacheSays)
                 ElementsAre(update(root + "/a", 3), update(root + "/gone", 0)));
 }
 
-TEST_F(AnnouncedRecords, AreToldAgainWhenTheyChangedMeanwhile)
+TEST_F(AnnouncedRecords, AreSentAgainWhenTheyChangeMeanwhile)
 {
     record(root + "/a", 3);
     announcer.announce({root + "/a"});
@@ -91,7 +91,7 @@ TEST_F(AnnouncedRecords, AreToldAgainWhenTheyChangedMeanwhile)
                 ElementsAre(update(root + "/a", 3), update(root + "/a", 4)));
 }
 
-TEST_F(AnnouncedRecords, AreToldAgainAfterAPauseWhileTheyKeepChanging)
+TEST_F(AnnouncedRecords, AreSentAgainAfterPausesWhileTheyKeepChanging)
 {
     record(root + "/a", 1);
     announcer.announce({root + "/a"});
@@ -109,7 +109,7 @@ TEST_F(AnnouncedRecords, AreToldAgainAfterAPauseWhileTheyKeepChanging)
               std::chrono::milliseconds(150));
 }
 
-TEST_F(AnnouncedRecords, AreToldOnceTheDataCacheCanBeReadAgain)
+TEST_F(AnnouncedRecords, AreSentWhenTheDataCacheIsReadableAgain)
 {
     record(root + "/a", 3);
     {
@@ -125,7 +125,7 @@ TEST_F(AnnouncedRecords, AreToldOnceTheDataCacheCanBeReadAgain)
     EXPECT_THAT(client.updates, ElementsAre(update(root + "/a", 3)));
 }
 
-TEST_F(AnnouncedRecords, AreAllToldOnceTheDataCacheCanBeReadAgain)
+TEST_F(AnnouncedRecords, AreAllSentWhenTheDataCacheIsReadableAgain)
 {
     record(root + "/real", 3);
     {
@@ -141,7 +141,7 @@ TEST_F(AnnouncedRecords, AreAllToldOnceTheDataCacheCanBeReadAgain)
     waitFor(update(root + "/real", 3));
 }
 
-TEST_F(AnnouncedRecords, DoNotKeepOthersWaiting)
+TEST_F(AnnouncedRecords, DoNotDelayOtherRecords)
 {
     record(root + "/a", 1);
     announcer.announce({root + "/a"});
@@ -155,7 +155,7 @@ TEST_F(AnnouncedRecords, DoNotKeepOthersWaiting)
                 ElementsAre(update(root + "/a", 1), update(root + "/b", 0)));
 }
 
-TEST_F(AnnouncedRecords, AreNoneOfWhatIsNoPath)
+TEST_F(AnnouncedRecords, AreNotSentForAnInvalidPath)
 {
     announcer.announce({"no path", "/x/"});
     service.catchUp();
@@ -163,7 +163,7 @@ TEST_F(AnnouncedRecords, AreNoneOfWhatIsNoPath)
     EXPECT_THAT(client.updates, IsEmpty());
 }
 
-TEST_F(AnnouncedRecords, AreAllToldLaterWhenTooManyWereMadeUp)
+TEST_F(AnnouncedRecords, AreAllSentLaterWhenTooManyWereMadeUp)
 {
     record(root + "/real", 3);
     const auto fill = [this] {
@@ -188,7 +188,7 @@ TEST_F(AnnouncedRecords, AreAllToldLaterWhenTooManyWereMadeUp)
     EXPECT_THAT(client.updates, testing::Contains(update("/over", 0)));
 }
 
-TEST_F(AnnouncedRecords, AreNoneOfAChildThatAParentNeverHad)
+TEST_F(AnnouncedRecords, EndAnInvalidChildOfAParent)
 {
     announcer.disown((root + "/a").c_str(), "no path");
     service.catchUp();

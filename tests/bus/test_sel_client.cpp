@@ -180,7 +180,7 @@ TEST_F(SelClient, FailsWhenTheLogManagerDiesWithTheCall)
     EXPECT_EQ(recordId, 77u);
 }
 
-TEST_F(SelClient, SendsNothingBeforeARecordIsToBeStored)
+TEST_F(SelClient, SendsNothingBeforeTheFirstRecord)
 {
     using Members = std::vector<std::string>;
     manage([](sd_bus_message* call) {

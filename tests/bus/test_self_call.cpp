@@ -54,7 +54,7 @@ TEST_F(CallToItself, IsNotAnsweredByAServiceThatTakesNoMessages)
     EXPECT_FALSE(call.isAnswered());
 }
 
-TEST_F(CallToItself, MayBeAnsweredWhenNobodyWaitsForItAnyMore)
+TEST_F(CallToItself, MayBeAnsweredAfterItWasDestroyed)
 {
     std::optional<SelfCall> call(std::in_place, connection);
     EXPECT_TRUE(call->isAnswered());

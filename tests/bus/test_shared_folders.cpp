@@ -102,7 +102,7 @@ TEST_F(SharedFolders, GiveAReporterAndTheServicesOneTree)
                   as(Caller::healthmgr, daemonOfRoot));
 }
 
-TEST_F(SharedFolders, KeepWhatIsNotInTheDataCacheForTheServices)
+TEST_F(SharedFolders, LetOnlyTheServicesWriteOutsideTheDataCache)
 {
     for (const Caller caller : {Caller::stranger, Caller::reporter,
                                 Caller::operatorUser, Caller::logmgr})
@@ -121,7 +121,7 @@ TEST_F(SharedFolders, KeepWhatIsNotInTheDataCacheForTheServices)
     EXPECT_TRUE(may(as(Caller::healthmgr, {"touch", at("state/config/file")})));
 }
 
-TEST_F(SharedFolders, LetReportersAloneMakeFilesInTheDataCache)
+TEST_F(SharedFolders, LetOnlyReportersCreateFilesInTheDataCache)
 {
     const std::string file = at("run/datacache/file");
     for (const Caller caller :
@@ -132,7 +132,7 @@ TEST_F(SharedFolders, LetReportersAloneMakeFilesInTheDataCache)
     EXPECT_TRUE(may(as(Caller::reporter, {"touch", file})));
 }
 
-TEST_F(SharedFolders, KeepAReportersFileForHimAndTheHealthManager)
+TEST_F(SharedFolders, LetOnlyTheOwnerAndTheHealthManagerChangeAReportersFile)
 {
     const std::string file = at("run/datacache/file");
     const Words byAnotherReporter{"setpriv", "--reuid=" + logmgrUser,

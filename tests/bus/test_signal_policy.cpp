@@ -123,7 +123,7 @@ class SignalPolicy : public testing::Test
     Names heard;
 };
 
-TEST_F(SignalPolicy, LetsReportersAloneTellHealthAndAnnounceFaults)
+TEST_F(SignalPolicy, LetsOnlyReportersReportHealthAndAnnounceFaults)
 {
     expectSenders({"/mine", nodes, "HealthStatusUpdate"}, reporters);
     expectSenders({"/mine", entries, "FaultEntryAdded"}, reporters);
@@ -131,7 +131,7 @@ TEST_F(SignalPolicy, LetsReportersAloneTellHealthAndAnnounceFaults)
     expectSenders({root, nodes, "HealthStatusUpdate"}, reporters);
 }
 
-TEST_F(SignalPolicy, LetsReportersAloneTellWhichEntriesThereAre)
+TEST_F(SignalPolicy, LetsOnlyReportersAnnounceFaultEntries)
 {
     expectSenders(
         {root, "org.freedesktop.DBus.ObjectManager", "InterfacesAdded"},
@@ -144,21 +144,21 @@ TEST_F(SignalPolicy, LetsReportersAloneTellWhichEntriesThereAre)
         reporters);
 }
 
-TEST_F(SignalPolicy, LetsOperatorsAloneHideFaults)
+TEST_F(SignalPolicy, LetsOnlyOperatorsHideFaults)
 {
     expectSenders({root, manager, "HideFaultForSensor"}, operators);
     expectSenders({"/else", manager, "HideFaultForSensor"}, nobodyElse);
     expectSenders({"/mine", entries, "HideFaultForSensor"}, nobodyElse);
 }
 
-TEST_F(SignalPolicy, LetsTheHealthManagerAloneSendNotifications)
+TEST_F(SignalPolicy, LetsOnlyTheHealthManagerSendNotifications)
 {
     expectSenders({"/com/vexa/olvar/notification",
                    "com.vexa.olvar.Notification", "Notified"},
                   healthmgr);
 }
 
-TEST_F(SignalPolicy, LetsTheLogManagerAloneTellOfTheLog)
+TEST_F(SignalPolicy, LetsOnlyTheLogManagerAnnounceTheLog)
 {
     expectSenders({logPath, logInterface, "ClearedSelEntries"}, logmgr);
     expectSenders({logPath, logInterface, "SignalSELEvent"}, logmgr);
@@ -167,7 +167,7 @@ TEST_F(SignalPolicy, LetsTheLogManagerAloneTellOfTheLog)
     expectSenders({logPath, anything, "Any"}, logmgr);
 }
 
-TEST_F(SignalPolicy, LetsNobodyElseSendWhatNobodySends)
+TEST_F(SignalPolicy, LetsNobodySendUnusedSignals)
 {
     expectSenders({"/mine", nodes, "Any"}, nobodyElse);
     expectSenders({"/mine", entries, "Any"}, nobodyElse);
@@ -175,7 +175,7 @@ TEST_F(SignalPolicy, LetsNobodyElseSendWhatNobodySends)
     expectSenders({root, anything, "HideFaultForSensor"}, nobodyElse);
 }
 
-TEST_F(SignalPolicy, SaysNothingOfOthers)
+TEST_F(SignalPolicy, LeavesOtherInterfacesAlone)
 {
     expectSenders({"/else", anything, "Any"},
                   {"stranger", "reporter", "operator", "healthmgr", "logmgr"});

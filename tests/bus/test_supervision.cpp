@@ -63,7 +63,7 @@ class SupervisedDaemon : public testing::TestWithParam<Service>
     }
 };
 
-TEST_P(SupervisedDaemon, IsReadyOnceItCanBeCalled)
+TEST_P(SupervisedDaemon, ReportsReadyWhenItCanBeCalled)
 {
     BusClient client;
     Process service = start();

@@ -173,7 +173,7 @@ void askUntil(const std::atomic<bool>& done)
     }
 }
 
-TEST(Threads, HaveComponentsThatFollowSettingsAndSignalsOnTheirOwnLoops)
+TEST(Threads, HaveComponentsThatHandleSettingsAndSignalsOnTheirOwnLoops)
 {
     const PrivateBus bus;
     bus.activate("com.vexa.olvar.healthmgr", HEALTHMGR);

@@ -92,7 +92,7 @@ TEST_F(KeptTree, GetsAParentThatWentAfterItsChildHadLookedForIt)
     datacache_healthstatus_remove(key);
 }
 
-TEST_F(KeptTree, MakesANodeAnewWhoseRecordIsGone)
+TEST_F(KeptTree, RecreatesANodeWhoseRecordIsGone)
 {
     const test::BusClient daemon;
     ASSERT_EQ(nodes.host(root + "/p"), HostedNodes::Outcome::there);
@@ -350,7 +350,7 @@ TEST_F(KeptTree, LeavesANodeAloneWhoseRecordCannotBeRead)
     EXPECT_TRUE(nodes.hosts(root));
 }
 
-TEST_F(KeptTree, BelievesWhatItIsToldWhileTheDataCacheCannotBeRead)
+TEST_F(KeptTree, BelievesReportsWhileTheDataCacheCannotBeRead)
 {
     test::BusClient client;
     const auto waitForRoot = [&](uint32_t health) {
@@ -379,7 +379,7 @@ TEST_F(KeptTree, BelievesWhatItIsToldWhileTheDataCacheCannotBeRead)
     });
 }
 
-TEST_F(KeptTree, TriesSeldomAndLogsLittleWhileNothingCanBeWithdrawn)
+TEST_F(KeptTree, RetriesAndLogsRarelyWhileNothingCanBeWithdrawn)
 {
     constexpr int wakes = 500;
     testing::internal::CaptureStderr();
@@ -403,7 +403,7 @@ TEST_F(KeptTree, TriesSeldomAndLogsLittleWhileNothingCanBeWithdrawn)
     EXPECT_EQ(log.find("File exists"), std::string::npos) << log;
 }
 
-TEST_F(KeptTree, HasItsDeadWithdrawnOnceTheDataCacheCanBeReadAgain)
+TEST_F(KeptTree, WithdrawsDeadDaemonsWhenTheDataCacheIsReadableAgain)
 {
     test::Component leaf(root + "/leaf", 4);
     service.runUntil("leaf", [] {

@@ -95,7 +95,7 @@ TEST_F(TreeRecovery, GivesALeafItsParentsUpToTheRoot)
     client.waitForHealth(root, 2);
 }
 
-TEST_F(TreeRecovery, TellsTheEndOfAKilledRootAsItsNodeWouldHave)
+TEST_F(TreeRecovery, ReportsTheEndOfAKilledRootAsItsNodeWouldHave)
 {
     startManager();
     Component daemon(root, 3);
@@ -111,7 +111,7 @@ TEST_F(TreeRecovery, TellsTheEndOfAKilledRootAsItsNodeWouldHave)
     waitUntilManaged(root);
 }
 
-TEST_F(TreeRecovery, CompletesATreeThatWasThereBefore)
+TEST_F(TreeRecovery, CompletesATreeOlderThanTheManager)
 {
     Component leaf(root + "/a/b", 2);
     leaf.add(root + "/a/b", "BAD", "/sensor", 1);
@@ -130,7 +130,7 @@ TEST_F(TreeRecovery, LeavesKeysOutsideTheTreeAlone)
                 testing::ElementsAre(root, "/elsewhere/deep/key"));
 }
 
-TEST_F(TreeRecovery, WithdrawsWhatAKilledDaemonLeft)
+TEST_F(TreeRecovery, WithdrawsTheRecordsOfAKilledDaemon)
 {
     startManager();
     Component other(root + "/a/other", 2);
@@ -176,7 +176,7 @@ TEST_F(TreeRecovery, LeavesOutTheFaultsOfADeadDaemonWhoseNodeAnotherTookOver)
     EXPECT_EQ(recordedFaults().size(), 1u);
 }
 
-TEST_F(TreeRecovery, DoesNotBelieveWhatTheBusPassesOnOfADeadDaemon)
+TEST_F(TreeRecovery, DoesNotBelieveLateReportsOfADeadDaemon)
 {
     startManager();
     Component living(root + "/a", 2);
@@ -194,7 +194,7 @@ TEST_F(TreeRecovery, DoesNotBelieveWhatTheBusPassesOnOfADeadDaemon)
     EXPECT_EQ(client.health("com.vexa.olvar.healthmgr", root), 2U);
 }
 
-TEST_F(TreeRecovery, TellsAParentOfAnEndThatItDidNotHear)
+TEST_F(TreeRecovery, ReportsAnEndThatAParentMissed)
 {
     startManager();
     client.updates.clear();
@@ -209,7 +209,7 @@ TEST_F(TreeRecovery, TellsAParentOfAnEndThatItDidNotHear)
     });
 }
 
-TEST_F(TreeRecovery, TellsOfANodeAgainThatTheEndOfAnotherOvertook)
+TEST_F(TreeRecovery, RepeatsAReportThatAnotherNodesEndOvertook)
 {
     startManager();
     Component parent(root + "/a", 2);
@@ -384,7 +384,7 @@ TEST_F(TreeRecovery, ShowsTheYoungerHolderWhenTheOlderReportedWithoutAManager)
     });
 }
 
-TEST_F(TreeRecovery, ShowsWhatAnEnabledParentPassesOver)
+TEST_F(TreeRecovery, ShowsTheHealthThatAnEnabledParentMissed)
 {
     startManager();
     const std::string key = root + "/a/b";

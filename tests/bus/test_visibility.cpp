@@ -123,7 +123,7 @@ TEST_F(Visibility, FollowsASensorPathInEveryProcess)
     expectShown({}, 4, 4);
 }
 
-TEST_F(Visibility, IsAskedForInTheSendersLog)
+TEST_F(Visibility, IsLoggedByTheSender)
 {
     hide(true, "-", "/s1", 0);
     sender.end();

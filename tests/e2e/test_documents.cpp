@@ -47,7 +47,7 @@ std::string runPage(const std::string& name)
 class Documents : public testing::TestWithParam<const char*>
 {};
 
-TEST_P(Documents, ShowWhatOneSees)
+TEST_P(Documents, ShowTheActualOutput)
 {
     EXPECT_THAT(runPage(GetParam()),
                 EndsWith("commands show what the document says\n"));
@@ -199,7 +199,7 @@ TEST(Fragments, CanBeCompiled)
 }
 
 /** Every page with transcripts must be tested. */
-TEST(DocumentsList, HasEveryPageWithTranscripts)
+TEST(DocumentsList, IncludesEveryPageWithTranscripts)
 {
     std::vector<std::string> pages;
     for (const auto& file : fs::directory_iterator(SOURCE_FOLDER "/docs"))

@@ -201,7 +201,7 @@ TEST_F(EventFlood, LeavesTenFaultsAndLosesNoAcknowledgedRecord)
                 daemonGrowth + ofDaemon, logGrowth, logGrowth + ofLog);
 }
 
-TEST_F(EventFlood, IsToldWhyAFullLogRefusesIt)
+TEST_F(EventFlood, IsRefusedByAFullLogWithAReason)
 {
     constexpr unsigned int capacity = 100;
     constexpr unsigned int events = 150;

@@ -191,7 +191,7 @@ TEST_F(ExporterTest, CountsEvictionsFromFaultsThatWereThereBeforeIt)
               1);
 }
 
-TEST_F(ExporterTest, TellsTheFillOfTheLogAsBusctlDoes)
+TEST_F(ExporterTest, ReportsTheFillOfTheLogAsBusctlDoes)
 {
     const Process logmgr = client.start();
     EXPECT_EQ(value("healthintf_sel_up"), 1);
@@ -213,7 +213,7 @@ TEST_F(ExporterTest, TellsTheFillOfTheLogAsBusctlDoes)
     EXPECT_EQ(logProperty("LastErase"), "u " + std::to_string(erased) + "\n");
 }
 
-TEST_F(ExporterTest, TellsThatTheLogOverflowed)
+TEST_F(ExporterTest, ReportsThatTheLogOverflowed)
 {
     const auto config =
         bus.folder().write("small.toml", "capacity = 1\noverflow = \"wrap\"\n");
@@ -276,7 +276,7 @@ TEST_F(ExporterTest, GivesTheFamiliesTheirTypes)
     EXPECT_EQ(types["healthintf_data_cache_used_bytes"], "gauge");
 }
 
-TEST_F(ExporterTest, TellsThatTheBusIsGoneAndWhatItCanWithoutIt)
+TEST_F(ExporterTest, ReportsALostBusAndTheMetricsWithoutIt)
 {
     Component daemon(key, 2);
     ASSERT_EQ(health(key), 2);
@@ -288,7 +288,7 @@ TEST_F(ExporterTest, TellsThatTheBusIsGoneAndWhatItCanWithoutIt)
     EXPECT_EQ(value("healthintf_data_cache_up"), 1);
 }
 
-TEST_F(ExporterTest, TellsThatTheBusDoesNotAnswer)
+TEST_F(ExporterTest, ReportsThatTheBusDoesNotAnswer)
 {
     EXPECT_EQ(value("healthintf_bus_up"), 1);
     bus.freeze();
@@ -296,7 +296,7 @@ TEST_F(ExporterTest, TellsThatTheBusDoesNotAnswer)
     EXPECT_EQ(evictions(), -1);
 }
 
-TEST_F(ExporterTest, TellsWhetherTheHealthManagerAnswers)
+TEST_F(ExporterTest, ReportsWhetherTheHealthManagerAnswers)
 {
     const std::string up = "healthintf_healthmgr_up";
     EXPECT_EQ(value(up), 0);
@@ -313,7 +313,7 @@ TEST_F(ExporterTest, TellsWhetherTheHealthManagerAnswers)
 
 /** The root's node, in a living process, keeps the health of its dead child
  *  until healthmgr withdraws that. */
-TEST_F(ExporterTest, MarksHealthOfTheDeadThatNobodyWithdraws)
+TEST_F(ExporterTest, ShowsThatNobodyWithdrawsTheHealthOfADeadDaemon)
 {
     Component above(root, 2);
     {
@@ -340,7 +340,7 @@ TEST_F(ExporterTest, IsScrapedByCurl)
     EXPECT_THAT(text, EndsWith("\n# EOF\n"));
 }
 
-TEST_F(ExporterTest, IsScrapedByASocketOfTheFilesystem)
+TEST_F(ExporterTest, IsScrapedOverAUnixSocket)
 {
     const std::string path = bus.folder().path() / "metrics.sock";
     Exporter local({"--unix", path});
@@ -380,7 +380,7 @@ TEST_F(ExporterTest, WarnsWhenOthersReachIt)
     EXPECT_EQ(exporter.process.errors(), "");
 }
 
-TEST_F(ExporterTest, ListensOnThisMachineAlone)
+TEST_F(ExporterTest, ListensOnLoopbackOnly)
 {
     const std::string sockets =
         outputOf({"ss", "--tcp", "--listening", "--numeric", "--no-header",
@@ -389,7 +389,7 @@ TEST_F(ExporterTest, ListensOnThisMachineAlone)
     EXPECT_EQ(std::count(sockets.begin(), sockets.end(), '\n'), 1);
 }
 
-TEST_F(ExporterTest, TellsAServiceManagerThatItListensAndLives)
+TEST_F(ExporterTest, ReportsReadinessAndLifeToTheServiceManager)
 {
     const NotifySocket manager;
     Process supervised({HEALTH_EXPORTER, "--listen", "127.0.0.1:0"},
@@ -401,7 +401,7 @@ TEST_F(ExporterTest, TellsAServiceManagerThatItListensAndLives)
     EXPECT_EQ(supervised.wait(), 0);
 }
 
-TEST_F(ExporterTest, SaysWhatIsWrongWithAnAddress)
+TEST_F(ExporterTest, ReportsAnInvalidAddress)
 {
     Process wrong({HEALTH_EXPORTER, "--listen", "localhost:1"});
     EXPECT_EQ(wrong.wait(), 1);

@@ -61,7 +61,7 @@ class ForeignClients : public testing::Test
     std::string entry;
 };
 
-TEST_F(ForeignClients, SeeANodeAsItsInterfaceHasIt)
+TEST_F(ForeignClients, SeeTheInterfaceOfANode)
 {
     EXPECT_EQ(busctl({"introspect", daemon.name(), key,
                       "com.vexa.olvar.healthmgr.HealthStatus"}),
@@ -81,7 +81,7 @@ TEST_F(ForeignClients, SeeANodeAsItsInterfaceHasIt)
                           "  };\n"));
 }
 
-TEST_F(ForeignClients, SeeAnEntryAsItsInterfaceHasIt)
+TEST_F(ForeignClients, SeeTheInterfaceOfAFaultEntry)
 {
     EXPECT_THAT(
         busctl({"introspect", daemon.name(), entry,
@@ -162,7 +162,7 @@ TEST_F(ForeignClients, HearOfAFaultWithItsExactSignature)
     EXPECT_EQ(listener.wait(), 0);
 }
 
-TEST_F(ForeignClients, CannotWriteWhatTheyRead)
+TEST_F(ForeignClients, CannotWriteTheProperties)
 {
     Process set({"busctl", "--system", "set-property", daemon.name(), key,
                  "com.vexa.olvar.healthmgr.HealthStatus", "HealthStatus", "u",

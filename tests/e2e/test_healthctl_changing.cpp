@@ -58,7 +58,7 @@ TEST_F(Changing, HidesBySensorNumber)
     expectHidden({"--sensor-number", "7"});
 }
 
-TEST_F(Changing, SaysHowManyFaultsAndComponentsItMet)
+TEST_F(Changing, PrintsTheNumbersOfFaultsAndComponents)
 {
     daemon.add(psu, "Test.1.0.Slow", "/sensors/psu", 1, 7);
     EXPECT_EQ(healthctl({"hide", "--sensor-number", "7"}).output,
@@ -83,14 +83,14 @@ TEST_F(Changing, HidesNothingOfAComponentThatIsNotThere)
                              "\"healthctl tree\" shows all\n");
 }
 
-TEST_F(Changing, AsksWhatToHide)
+TEST_F(Changing, RequiresATarget)
 {
     const Answer answer = healthctl({"hide"});
     EXPECT_EQ(answer.status, 2);
     EXPECT_THAT(answer.errors, HasSubstr("nothing is named; give --component"));
 }
 
-TEST_F(Changing, HidesNoNameThatComponentsRefuse)
+TEST_F(Changing, RefusesANameThatComponentsRefuse)
 {
     EXPECT_EQ(
         healthctl({"hide", "--sensor-path", std::string(1024, 'p')}).status, 0);
@@ -116,7 +116,7 @@ TEST_F(Changing, HidesByTheLcdsSettings)
               "hideerrs     1\noemLCDFlags  0\n");
 }
 
-TEST_F(Changing, KnowsTwoSettingsOnly)
+TEST_F(Changing, RefusesAnUnknownSetting)
 {
     const Answer answer = healthctl({"lcd", "get", "brightness"});
     EXPECT_EQ(answer.status, 2);
@@ -137,7 +137,7 @@ TEST_F(Changing, SetsNothingWithoutAValueOrAName)
     EXPECT_EQ(healthctl({"lcd", "get", "hideerrs"}).output, "hideerrs     1\n");
 }
 
-TEST_F(Changing, ReadsZerosInFrontAsDecimalDigits)
+TEST_F(Changing, ReadsLeadingZerosAsDecimalDigits)
 {
     EXPECT_EQ(healthctl({"lcd", "set", "hideerrs", "010"}).output,
               "hideerrs  10\n");

@@ -113,7 +113,7 @@ class SmallMatchLimit : public HealthctlMatchRules
     {}
 };
 
-TEST_F(SmallMatchLimit, IsWarnedOf)
+TEST_F(SmallMatchLimit, CausesAWarning)
 {
     const json warned = finding();
     EXPECT_EQ(warned["grade"], "warning");
@@ -128,7 +128,7 @@ class LargeMatchLimit : public HealthctlMatchRules
     {}
 };
 
-TEST_F(LargeMatchLimit, IsNotTakenForTheUsualOne)
+TEST_F(LargeMatchLimit, IsReportedInsteadOfTheUsualOne)
 {
     const json good = finding();
     EXPECT_EQ(good["grade"], "ok");
@@ -138,7 +138,7 @@ TEST_F(LargeMatchLimit, IsNotTakenForTheUsualOne)
                               : "; the bus allows at least 5"));
 }
 
-TEST_F(HealthctlDoctor, MissesTheServices)
+TEST_F(HealthctlDoctor, ReportsMissingServices)
 {
     const auto found = findings(1);
     EXPECT_EQ(found.at("service.healthmgr")["grade"], "problem");
@@ -194,7 +194,7 @@ TEST_F(HealthctlDoctor, NamesADaemonThatIsStopped)
                       Not(HasSubstr(std::to_string(psu.process.pid())))));
 }
 
-TEST_F(HealthctlDoctor, NamesWhoIsStoppedWhereTheRecordsCannotBeRead)
+TEST_F(HealthctlDoctor, NamesStoppedDaemonsWhereTheRecordsCannotBeRead)
 {
     const Process healthmgr({HEALTHMGR});
     Component fan(root + "/fan", 2);
@@ -254,7 +254,7 @@ TEST_F(HealthctlDoctor, FindsAMissingParent)
                 HasSubstr("no node " + root + "/rack,"));
 }
 
-TEST_F(HealthctlDoctor, SaysWhereThereIsNoBus)
+TEST_F(HealthctlDoctor, ReportsAMissingBusWithItsAddress)
 {
     setenv("DBUS_SYSTEM_BUS_ADDRESS",
            "unix:path=/nowhere/bus,guid=0123456789abcdef0123456789abcdef", 1);
@@ -265,7 +265,7 @@ TEST_F(HealthctlDoctor, SaysWhereThereIsNoBus)
     EXPECT_FALSE(found.contains("service.healthmgr"));
 }
 
-TEST_F(HealthctlDoctor, SaysThatTheBusDoesNotAnswer)
+TEST_F(HealthctlDoctor, ReportsThatTheBusDoesNotAnswer)
 {
     bus.freeze();
     const auto found = findings(1);
@@ -275,7 +275,7 @@ TEST_F(HealthctlDoctor, SaysThatTheBusDoesNotAnswer)
     EXPECT_FALSE(found.contains("service.healthmgr"));
 }
 
-TEST_F(HealthctlDoctor, MissesFilesOfTheInstallation)
+TEST_F(HealthctlDoctor, ReportsMissingFilesOfTheInstallation)
 {
     const std::string folder = bus.folder().path() / "none";
     setenv("HEALTHINTF_EVENT_PATH", folder.c_str(), 1);

@@ -112,7 +112,7 @@ TEST_F(Reading, TreeDrawsOneComponentWithItsFaults)
     EXPECT_THAT(answer.output, Not(HasSubstr("volt")));
 }
 
-TEST_F(Reading, ShowsNoTextThatMisleads)
+TEST_F(Reading, EscapesControlCharactersInTexts)
 {
     daemon.add(psu, "Test.1.0.Slow", "/s\x1b[2J\u202Eod\u2028", 1, 7);
     client.waitForHealth(root, 4);
@@ -129,7 +129,7 @@ TEST_F(Reading, ShowsNoTextThatMisleads)
     }
 }
 
-TEST_F(Reading, TreeGoesAsDeepAsIsAskedFor)
+TEST_F(Reading, TreeStopsAtTheRequestedDepth)
 {
     const auto nodes = flat(toJson({"tree", "--depth", "1"})["trees"]);
     EXPECT_EQ(nodes.size(), 2U);
@@ -195,7 +195,7 @@ TEST_F(Reading, FaultsAreChosenByComponentAndSeverity)
                 ElementsAre("Test.1.0.Low"));
 }
 
-TEST_F(Reading, FaultsThatAreNoneAreAnAnswerOfTheirOwn)
+TEST_F(Reading, FaultsReportsThatThereAreNoneByItsExitCode)
 {
     EXPECT_TRUE(toJson({"faults", "-s", "unknown"}, 1)["faults"].empty());
     EXPECT_EQ(healthctl({"faults", "-s", "unknown"}).output,
@@ -229,7 +229,7 @@ TEST_F(Reading, CountTellsVisibleFromHidden)
     EXPECT_EQ(healthctl({"count"}).output, "visible  2\nhidden   1\n");
 }
 
-TEST_F(Reading, LedsAreSixOfWhichNoneIsAskedFor)
+TEST_F(Reading, LedsShowsAllSix)
 {
     const json leds = toJson({"leds"})["leds"];
     EXPECT_EQ(leds.size(), 6U);
@@ -303,12 +303,12 @@ TEST_F(Reading, BusHasNoKeyThatIsTooLongForARecord)
     EXPECT_EQ(tree.find("deep/deep"), std::string::npos);
 }
 
-TEST_F(Reading, BusIsNotHeldUpForeverByWhoDoesNotAnswer)
+TEST_F(Reading, BusWaitsALimitedTimeForSilentProcesses)
 {
     EXPECT_EQ(toJson({"count", "--source", "bus"})["visible"], 2);
 }
 
-TEST_F(Reading, BusSaysWhoDoesNotAnswer)
+TEST_F(Reading, BusNamesSilentProcesses)
 {
     sd_bus_close(client.get());
     healthmgr.signal(SIGSTOP);
@@ -346,7 +346,7 @@ class NothingRuns : public testing::Test
     PrivateBus bus;
 };
 
-TEST_F(NothingRuns, IsSaidInOneLineAndNothingIsMade)
+TEST_F(NothingRuns, IsReportedInOneLineAndCreatesNothing)
 {
     const auto cache = bus.folder().path() / "run";
     const Answer answer = healthctl({"tree"});
@@ -359,7 +359,7 @@ TEST_F(NothingRuns, IsSaidInOneLineAndNothingIsMade)
     EXPECT_FALSE(std::filesystem::exists(cache));
 }
 
-TEST_F(NothingRuns, IsSaidOfABusThatDoesNotAnswer)
+TEST_F(NothingRuns, IsReportedForABusThatDoesNotAnswer)
 {
     bus.freeze();
     for (const std::vector<std::string>& command :
@@ -376,7 +376,7 @@ TEST_F(NothingRuns, IsSaidOfABusThatDoesNotAnswer)
     }
 }
 
-TEST_F(NothingRuns, IsSaidOfTheBusWhenThereIsNone)
+TEST_F(NothingRuns, IsReportedForAMissingBus)
 {
     bus.kill();
     const Answer answer = healthctl({"count"});

@@ -154,7 +154,7 @@ TEST_F(HealthctlSel, ListExitsWithOneWhenThereIsNothing)
               "fan\n");
 }
 
-TEST_F(HealthctlSel, ListSaysWhenItCannotTellWhatEventsMean)
+TEST_F(HealthctlSel, ListReportsThatEventsCannotBeDescribed)
 {
     addThree();
     const std::vector<std::string> none{"HEALTHINTF_EVENT_PATH=/nowhere"};
@@ -189,7 +189,7 @@ TEST_F(HealthctlSel, ListAsksTheLogManagerWhereThisUserHasNoCache)
     EXPECT_THAT(idsOf(toJson({"sel", "list"})), ElementsAre(1, 2, 3));
 }
 
-TEST_F(HealthctlSel, ShowTellsEveryField)
+TEST_F(HealthctlSel, ShowPrintsEveryField)
 {
     addThree();
     const Answer answer = healthctl({"sel", "show", "2"});
@@ -280,7 +280,7 @@ TEST_F(HealthctlSel, FitsEveryLineIntoANarrowTerminal)
     }
 }
 
-TEST_F(HealthctlSel, ClearTakesTheEndOfInputForNo)
+TEST_F(HealthctlSel, ClearTreatsTheEndOfInputAsNo)
 {
     addThree();
     Process asked({WATCH_ON_TERMINAL, HEALTHCTL, "sel", "clear"});
@@ -361,7 +361,7 @@ TEST_F(HealthctlSel, ListsTheMirrorAndSaysSoWhenThereIsNoLogManager)
               "mirror");
 }
 
-TEST_F(HealthctlSel, InfoTellsOfTheLogAsAWhole)
+TEST_F(HealthctlSel, InfoSummarisesTheLog)
 {
     json info = toJson({"sel", "info"});
     EXPECT_EQ(info["entries"], 0);
@@ -377,7 +377,7 @@ TEST_F(HealthctlSel, InfoTellsOfTheLogAsAWhole)
     EXPECT_THAT(healthctl({"sel", "info"}).output, HasSubstr("0 of 4096"));
 }
 
-TEST_F(HealthctlSel, ImportStoresWhatWasExported)
+TEST_F(HealthctlSel, ImportStoresAnExport)
 {
     addThree();
     const std::string file = bus.folder().path() / "log.raw";
@@ -432,7 +432,7 @@ TEST_F(HealthctlSel, ImportOfACutFileStoresNothing)
     EXPECT_EQ(client.property("Entries"), "3");
 }
 
-TEST_F(HealthctlSel, ImportSaysWhenItsInputCannotBeRead)
+TEST_F(HealthctlSel, ImportReportsThatItsInputCannotBeRead)
 {
     const Answer answer =
         answerOf({"sh", "-c", std::string(HEALTHCTL) + " sel import - < /"});
@@ -442,7 +442,7 @@ TEST_F(HealthctlSel, ImportSaysWhenItsInputCannotBeRead)
                              "a directory; name another file\n");
 }
 
-TEST_F(HealthctlSel, ExportIsWhatIpmitoolReads)
+TEST_F(HealthctlSel, ExportIsReadableByIpmitool)
 {
     addThree();
     const std::string file = bus.folder().path() / "log.raw";
@@ -475,7 +475,7 @@ TEST(HealthctlSelAlone, SaysThatThereIsNoLogManager)
     }
 }
 
-TEST(HealthctlSelAlone, SaysSoWhenTheLogManagerAnswersOddly)
+TEST(HealthctlSelAlone, ReportsAMalformedReplyOfTheLogManager)
 {
     const PrivateBus bus;
     Process log({ODD_LOG});
@@ -492,7 +492,7 @@ TEST(HealthctlSelAlone, SaysSoWhenTheLogManagerAnswersOddly)
     }
 }
 
-TEST(HealthctlSelAlone, SaysSoWhenTheLogManagerEndsInsteadOfAnAnswer)
+TEST(HealthctlSelAlone, ReportsALogManagerThatEndsInsteadOfAnswering)
 {
     const PrivateBus bus;
     const auto answerFrom = [](const std::vector<std::string>& command) {
@@ -510,7 +510,7 @@ TEST(HealthctlSelAlone, SaysSoWhenTheLogManagerEndsInsteadOfAnAnswer)
                               "may have done it; see its log\n");
 }
 
-TEST(HealthctlSelAlone, ListsAnewWhenTheLogIsClearedMeanwhile)
+TEST(HealthctlSelAlone, ListsAgainWhenTheLogIsClearedMeanwhile)
 {
     const PrivateBus bus;
     {

@@ -96,7 +96,7 @@ TEST_F(Terminal, FitsEveryLineIntoItsWidth)
     }
 }
 
-TEST_F(Terminal, FitsEveryLineIntoOneThatIsNarrow)
+TEST_F(Terminal, FitsEveryLineIntoANarrowWidth)
 {
     healthctl({"hide", "--sensor-number", "7"});
     client.waitForHealth(root, 2);
@@ -117,7 +117,7 @@ TEST_F(Terminal, FitsEveryLineIntoOneThatIsNarrow)
     }
 }
 
-TEST_F(Terminal, FitsEveryLineOfTheLogIntoOneThatIsNarrow)
+TEST_F(Terminal, FitsEveryLineOfTheLogIntoANarrowWidth)
 {
     setenv("HEALTHINTF_EVENT_PATH", SHIPPED_EVENTS, 1);
     LogClient log;
@@ -143,7 +143,7 @@ TEST_F(Terminal, KeepsBothEndsOfANameThatIsTooLong)
     EXPECT_THAT(shown, HasSubstr("xend"));
 }
 
-TEST_F(Terminal, ShowsColoursUnlessTheyAreNotWanted)
+TEST_F(Terminal, ShowsColoursUnlessTheyAreTurnedOff)
 {
     EXPECT_THAT(onTerminal(80, {"tree"}), HasSubstr("\x1b[31;1mcritical"));
     EXPECT_THAT(onTerminal(80, {"tree"}, "NO_COLOR=1"), Not(HasSubstr("\x1b")));
@@ -151,7 +151,7 @@ TEST_F(Terminal, ShowsColoursUnlessTheyAreNotWanted)
                 Not(HasSubstr("\x1b")));
 }
 
-TEST_F(Terminal, UsesPlainSignsWhereTheLocaleHasNoOthers)
+TEST_F(Terminal, UsesAsciiWhereTheLocaleHasNothingElse)
 {
     const std::string shown =
         outputOf({HEALTHCTL, "tree"}, {"LC_ALL=de_DE.ISO-8859-1"});
@@ -215,7 +215,7 @@ TEST_F(Terminal, ShellCompletesTheLogsCommandsWatchAndDoctor)
     EXPECT_THAT(completionsOf("healthctl d"), ElementsAre("doctor"));
 }
 
-TEST_F(Terminal, ShellCompletesFilesThatRecordsGoInto)
+TEST_F(Terminal, ShellCompletesFilesForRecords)
 {
     EXPECT_THAT(completionsOf("healthctl sel export a"),
                 ElementsAre("compopt -o default", ""));
@@ -241,7 +241,7 @@ TEST_F(Terminal, OutputThatIsClosedIsNotSentToTheBus)
     }
 }
 
-TEST(WrongUsage, IsOneLineThatSaysWhereToLook)
+TEST(WrongUsage, PrintsOneLineThatNamesTheHelp)
 {
     const Answer unknown = healthctl({"tre"});
     EXPECT_EQ(unknown.status, 2);

@@ -110,7 +110,7 @@ TEST_F(HealthctlWatch, WritesALineForEachChange)
     EXPECT_EQ(lines.next("health", root)["now"], "OK");
 }
 
-TEST_F(HealthctlWatch, BeginsWithTheBeginningThoughMuchChangesMeanwhile)
+TEST_F(HealthctlWatch, BeginsWithTheInitialStateDespiteChangesMeanwhile)
 {
     // Without a data cache, watch asks every process on the bus, and waits for
     // this stopped one.
@@ -133,7 +133,7 @@ TEST_F(HealthctlWatch, BeginsWithTheBeginningThoughMuchChangesMeanwhile)
     }
 }
 
-TEST_F(HealthctlWatch, HearsOfNodesThatComeAndGo)
+TEST_F(HealthctlWatch, ReportsNodesThatComeAndGo)
 {
     Lines lines;
     lines.next();
@@ -143,7 +143,7 @@ TEST_F(HealthctlWatch, HearsOfNodesThatComeAndGo)
     EXPECT_TRUE(lines.next("node-removed", root + "/disk")["now"].is_null());
 }
 
-TEST_F(HealthctlWatch, HearsWhatADeadDaemonLosesWithoutASignal)
+TEST_F(HealthctlWatch, ReportsTheLossesOfADeadDaemonWithoutASignal)
 {
     Component disk(root + "/disk", 2);
     disk.add(root + "/disk", "Test.1.0.Bad", "/sensors/disk", 1);
@@ -156,7 +156,7 @@ TEST_F(HealthctlWatch, HearsWhatADeadDaemonLosesWithoutASignal)
     lines.next("node-removed", root + "/disk");
 }
 
-TEST_F(HealthctlWatch, KeepsWhatAStoppedDaemonHoldsWithoutADataCache)
+TEST_F(HealthctlWatch, KeepsAStoppedDaemonsObjectsWithoutADataCache)
 {
     const std::string disk = root + "/disk";
     const json disks = json::array({disk});
@@ -198,7 +198,7 @@ TEST_F(HealthctlWatch, KeepsWhatAStoppedDaemonHoldsWithoutADataCache)
     lines.next("node-removed", disk);
 }
 
-TEST_F(HealthctlWatch, MarksOnTheTerminalWhatAStoppedDaemonHolds)
+TEST_F(HealthctlWatch, MarksAStoppedDaemonsObjectsOnTheTerminal)
 {
     Component stopped(root + "/disk", 2);
     stopped.add(root + "/disk", "Test.1.0.Bad", "/sensors/disk", 1);
@@ -224,7 +224,7 @@ TEST_F(HealthctlWatch, MarksOnTheTerminalWhatAStoppedDaemonHolds)
     hearUntil("ended 0");
 }
 
-TEST_F(HealthctlWatch, DrawsWhatIsHeardWhileItWaitsForAnswers)
+TEST_F(HealthctlWatch, DrawsSignalsWhileItWaitsForReplies)
 {
     Component silent(root + "/silent", 2);
     client.waitForHealth(root + "/silent", 2);
@@ -256,7 +256,7 @@ TEST_F(HealthctlWatch, DrawsWhatIsHeardWhileItWaitsForAnswers)
     hearUntil("does not answer");
 }
 
-TEST_F(HealthctlWatch, KeepsWhatIsHeardWhileItReadsTheBus)
+TEST_F(HealthctlWatch, KeepsSignalsThatArriveWhileItReadsTheBus)
 {
     Component silent(root + "/silent", 2);
     client.waitForHealth(root + "/silent", 2);
@@ -283,7 +283,7 @@ TEST_F(HealthctlWatch, KeepsWhatIsHeardWhileItReadsTheBus)
               "Test.1.0.Bad");
 }
 
-TEST_F(HealthctlWatch, KeepsNoMoreThanItMayOfWhatIsHeardMeanwhile)
+TEST_F(HealthctlWatch, LimitsTheSignalsThatItKeepsMeanwhile)
 {
     if (isAddressSanitized)
     {
@@ -316,7 +316,7 @@ TEST_F(HealthctlWatch, KeepsNoMoreThanItMayOfWhatIsHeardMeanwhile)
     EXPECT_LT(lines.watcher.peakMemory(), 120U) << "MiB of 200 that were sent";
 }
 
-TEST_F(HealthctlWatch, ShowsNoComponentThatIsOnlyTalkedOf)
+TEST_F(HealthctlWatch, ShowsNoComponentThatIsOnlyNamedInSignals)
 {
     const std::string madeUp = root + "/made_up";
     const std::string fault = madeUp + "/entry/Fault_1";
@@ -347,7 +347,7 @@ TEST_F(HealthctlWatch, ShowsNoComponentThatIsOnlyTalkedOf)
     }
 }
 
-TEST_F(HealthctlWatch, TakesAMadeUpFaultBack)
+TEST_F(HealthctlWatch, WithdrawsAMadeUpFault)
 {
     const std::string fault = fan + "/entry/Fault_1";
     Lines lines;
@@ -361,7 +361,7 @@ TEST_F(HealthctlWatch, TakesAMadeUpFaultBack)
     EXPECT_EQ(lines.next("fault-removed", fan)["path"], fault);
 }
 
-TEST_F(HealthctlWatch, HearsOfNoPathThatIsTooLongForARecord)
+TEST_F(HealthctlWatch, IgnoresPathsTooLongForARecord)
 {
     std::string deep = fan;
     while (deep.size() <= 510)
@@ -421,7 +421,7 @@ TEST_F(HealthctlWatch, EndsWhenTheBusIsGone)
     EXPECT_THAT(lines.watcher.errors(), HasSubstr("the bus is gone; "));
 }
 
-TEST_F(HealthctlWatch, GoesOnAtASignalThatItIsToldToIgnore)
+TEST_F(HealthctlWatch, ContinuesAtAnIgnoredSignal)
 {
     Lines lines({"nohup", HEALTHCTL, "watch"});
     lines.next();
@@ -432,7 +432,7 @@ TEST_F(HealthctlWatch, GoesOnAtASignalThatItIsToldToIgnore)
     EXPECT_EQ(lines.watcher.wait(), 0);
 }
 
-TEST_F(HealthctlWatch, EndsWhenNobodyReadsItsLines)
+TEST_F(HealthctlWatch, EndsWhenItsOutputPipeCloses)
 {
     Process both(
         {"bash", "-c", "set -o pipefail; " HEALTHCTL " watch | head -n 1"});
@@ -447,14 +447,14 @@ TEST_F(HealthctlWatch, FailsAtOnceWhereItCannotWrite)
     EXPECT_THAT(watcher.errors(), HasSubstr("unable to write the output; "));
 }
 
-TEST_F(HealthctlWatch, WritesLinesOnATerminalThatCannotBeDrawnUpon)
+TEST_F(HealthctlWatch, WritesLinesOnADumbTerminal)
 {
     Process watcher(
         {WATCH_ON_TERMINAL, "env", "TERM=dumb", HEALTHCTL, "watch"});
     EXPECT_EQ(json::parse(watcher.hear())["change"], "begin");
 }
 
-TEST_F(HealthctlWatch, GivesTheTerminalBackWhileItIsStopped)
+TEST_F(HealthctlWatch, RestoresTheTerminalWhileItIsStopped)
 {
     Process watcher({WATCH_ON_TERMINAL, "bash", "-c",
                      "set -m\n" HEALTHCTL " watch\n"
@@ -477,7 +477,7 @@ TEST_F(HealthctlWatch, GivesTheTerminalBackWhileItIsStopped)
               "ended 0, screens restored, keyboard restored");
 }
 
-TEST_F(HealthctlWatch, DrawsTheTreeAnewOnATerminal)
+TEST_F(HealthctlWatch, RedrawsTheTreeOnATerminal)
 {
     Process watcher({WATCH_ON_TERMINAL, HEALTHCTL, "watch", "--faults"});
     const auto hearUntil = [&](const std::string& text) {
@@ -500,7 +500,7 @@ TEST_F(HealthctlWatch, DrawsTheTreeAnewOnATerminal)
     EXPECT_EQ(watcher.wait(), 0);
 }
 
-TEST_F(HealthctlWatch, GivesTheTerminalBackOnASignal)
+TEST_F(HealthctlWatch, RestoresTheTerminalOnASignal)
 {
     for (const char* name : {"HUP", "INT", "QUIT", "TERM"})
     {

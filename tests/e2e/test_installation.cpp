@@ -51,7 +51,7 @@ TEST(Installed, LibraryHasItsSoname)
         installation().at(LIBRARY_FOLDERS "/libhealthintf-platform.so.1")));
 }
 
-TEST(Installed, LibraryShowsItsPublicInterfaceAlone)
+TEST(Installed, LibraryExportsItsPublicInterfaceOnly)
 {
     const std::string symbols =
         outputOf({"nm", "-DC", "--defined-only",
@@ -128,7 +128,7 @@ TEST(Installed, HeadersCanEachBeIncludedAlone)
     EXPECT_GT(count, 15);
 }
 
-TEST(Installed, HeadersForCNeedNothingElse)
+TEST(Installed, HeadersForCAreSelfContained)
 {
     const auto source = installation().files().write(
         "include.c", "#include <healthmgrintf.h>\n"

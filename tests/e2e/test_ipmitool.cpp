@@ -98,7 +98,7 @@ class Ipmitool : public testing::Test
     IpmiStandIn controller;
 };
 
-TEST_F(Ipmitool, SaysTheSameOfEachEvent)
+TEST_F(Ipmitool, DescribesEachEventAlike)
 {
     std::vector<SensorEvent> events;
     std::set<unsigned int> sensorTypes;
@@ -190,7 +190,7 @@ std::vector<SensorEvent> allStates()
     return events;
 }
 
-TEST_F(Ipmitool, KnowsTheSameStates)
+TEST_F(Ipmitool, KnowsTheSameStatesAsTheEventTable)
 {
     const std::vector<SensorEvent> events = allStates();
     const std::vector<Line> lines = read(events);

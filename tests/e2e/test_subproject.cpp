@@ -127,7 +127,7 @@ class MainProject
     std::string configured;
 };
 
-TEST(Subproject, IsTheLibraryAndThePlatformAlone)
+TEST(Subproject, BuildsOnlyTheLibraryAndThePlatform)
 {
     const MainProject project(
         firstProgram(contentOf(SOURCE_FOLDER "/README.md"), "cpp"));
@@ -158,7 +158,7 @@ TEST(Subproject, ServesADaemonInC)
     client.waitForHealth(fan, 4);
 }
 
-TEST(Subproject, TakesThePlatformOfAnotherPackage)
+TEST(Subproject, UsesThePlatformOfAnotherPackage)
 {
     const TemporaryFolder packages;
     packages.write("board-platform.pc", "Name: board-platform\n"

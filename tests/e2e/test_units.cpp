@@ -35,7 +35,7 @@ class InstalledUnit : public testing::TestWithParam<std::string>
     }
 };
 
-TEST_P(InstalledUnit, ExposesLittle)
+TEST_P(InstalledUnit, PassesTheSecurityReview)
 {
     const std::string said = outputOf({"systemd-analyze", "security",
                                        "--offline=true", "--no-pager", unit()});
@@ -47,7 +47,7 @@ TEST_P(InstalledUnit, ExposesLittle)
     EXPECT_LT(std::stod(found[1]), 3.0) << said;
 }
 
-TEST_P(InstalledUnit, IsUnderstoodBySystemd)
+TEST_P(InstalledUnit, IsValidForSystemd)
 {
     // systemd looks for the program, which lies in the test's folder.
     std::string text = contentOf(unit());
@@ -64,7 +64,7 @@ TEST_P(InstalledUnit, IsUnderstoodBySystemd)
     EXPECT_EQ(verify.errors(), "");
 }
 
-TEST_P(InstalledUnit, IsWatchedOverAndStartedAgainForEver)
+TEST_P(InstalledUnit, HasAWatchdogAndRestartsForEver)
 {
     const std::string text = contentOf(unit());
     for (const char* wanted :
@@ -89,7 +89,7 @@ TEST_P(InstalledUnit, RunsAsAUserOfItsOwn)
         HasSubstr("\nu " + user + " "));
 }
 
-TEST_P(InstalledUnit, WritesOnlyWhatIsItsOwn)
+TEST_P(InstalledUnit, MayWriteOnlyItsOwnFolders)
 {
     const std::map<std::string, std::string> writable{
         {"healthmgr", "/run/healthintf/datacache /var/lib/healthintf/config"},
@@ -214,7 +214,7 @@ TEST_F(InstalledFolders, AreWritableForNoGroupButTheStickyOne)
     expectFolders();
 }
 
-TEST_F(InstalledFolders, HaveAHostMonitorThatMayReportAndNotOperate)
+TEST_F(InstalledFolders, LetTheHostMonitorReportAndNotOperate)
 {
     const std::string groups = "\n" + contentOf(root / "etc/group");
     EXPECT_TRUE(std::regex_search(
@@ -225,7 +225,7 @@ TEST_F(InstalledFolders, HaveAHostMonitorThatMayReportAndNotOperate)
         << groups;
 }
 
-TEST_F(InstalledFolders, ArePutRightWhereAnOlderVersionMadeThem)
+TEST_F(InstalledFolders, AreCorrectedWhereAnOlderVersionCreatedThem)
 {
     const auto make2775 = [this](const std::string& path) {
         fs::create_directories(root / path);

@@ -256,7 +256,7 @@ unsigned stride()
     return asked == nullptr ? 1 : static_cast<unsigned>(std::stoul(asked));
 }
 
-TEST_P(Injection, LeavesAllInOrder)
+TEST_P(Injection, KeepsThePromisesAtEveryFailure)
 {
     unsigned failures = 0;
     while (tryOnce(1 + failures * stride()) && !HasFailure())

@@ -118,7 +118,7 @@ TEST_F(PreSelEvents, SubscribeByMemberAndPathAlone)
     EXPECT_EQ(journal().take(adding), Lines{adding + rule + "/4294967295',"});
 }
 
-TEST_F(PreSelEvents, OfOtherPathsAreNotHeard)
+TEST_F(PreSelEvents, OfOtherPathsAreNotReceived)
 {
     listen(5);
     announce(event(true, 5), log);
@@ -224,7 +224,7 @@ TEST_F(PreSelEvents, WithAnotherContentAreLoggedAndDropped)
     EXPECT_EQ(told(), Numbers{5}) << "and the next is heard";
 }
 
-TEST_F(PreSelEvents, AreAnswered0ToWhoeverHandsThemOverByHand)
+TEST_F(PreSelEvents, ReturnZeroWhenTheHandlerIsCalledDirectly)
 {
     listen(0);
     for (const std::size_t size : {sizeof(SELRecord), sizeof(SELRecord) - 1})
@@ -237,7 +237,7 @@ TEST_F(PreSelEvents, AreAnswered0ToWhoeverHandsThemOverByHand)
     EXPECT_EQ(told(), Numbers{0}) << "the other one is too short";
 }
 
-TEST_F(PreSelEvents, ThrowToWhoeverHandsThemOverByHand)
+TEST_F(PreSelEvents, ThrowWhenTheHandlerIsCalledDirectly)
 {
     listen(0);
     auto message = bus.new_signal("/a", "com.example", "SignalSELEvent");
@@ -288,7 +288,7 @@ TEST_F(PreSelEvents, LetTheCallbackRegisterAnotherOne)
     EXPECT_EQ(told(), Numbers{6}) << "the first event was the other one's";
 }
 
-TEST_F(PreSelEvents, ReachACallbackThatRegistersAtEachOfThemOnce)
+TEST_F(PreSelEvents, ReachOnceACallbackThatRegistersAgainAtEachEvent)
 {
     const SELAndFault::PreSELCallback again = [&](const SELRecord& record) {
         heard.push_back(record.sensorNumber);
@@ -320,7 +320,7 @@ TEST_F(PreSelEvents, LetTheCallbackDestroyTheObject)
     EXPECT_EQ(told(), Numbers{5});
 }
 
-TEST_F(PreSelEvents, AreNotHeardAfterTheObject)
+TEST_F(PreSelEvents, AreNotReceivedAfterTheObjectsEnd)
 {
     listen(0);
     object.reset();

@@ -14,7 +14,7 @@ namespace
 
 // tests/bus/ tests what logmgr receives.
 
-TEST(AddSel, ReportsOnceInARowThatThereIsNoBus)
+TEST(AddSel, LogsTheMissingBusOnce)
 {
     healthintf::test::haveNoBus();
     std::string errors;
