@@ -110,7 +110,7 @@ TEST_F(BusPolicy, LetsHealthClimbAndTheTreeBeRead)
     EXPECT_EQ(client.objects(leaf.name()).size(), 2U);
 }
 
-TEST_F(BusPolicyOfOthers, LetsEverybodyReadADaemonsObjects)
+TEST_F(BusPolicyOfOthers, LetsEverybodyReadTheTreeFromItsOwners)
 {
     leaf.add(leafKey, "fault", "/sensor", 1);
     for (const std::string& owner : {std::string(manager), leaf.name()})

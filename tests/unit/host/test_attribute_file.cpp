@@ -33,13 +33,13 @@ class AttributeFile : public testing::Test
     test::TemporaryFolder folder;
 };
 
-TEST_F(AttributeFile, ThatIsNotThereHoldsNothingAndIsNotMade)
+TEST_F(AttributeFile, ThatIsMissingHoldsNothingAndIsNotCreated)
 {
     EXPECT_THAT(readAttributes(), IsEmpty());
     EXPECT_FALSE(std::filesystem::exists(folder.path() / "config"));
 }
 
-TEST_F(AttributeFile, HoldsWhatTheStoreHasSet)
+TEST_F(AttributeFile, HoldsTheAttributesThatTheStoreSet)
 {
     const AttributeStore store(folder.path() / "config");
     store.set("a", 5);
@@ -149,7 +149,7 @@ TEST_F(AttributeFile, ThatLacksItsVersionOrItsAttributesIsDamaged)
     EXPECT_EQ(requestProblem(folder, "5"), lacking);
 }
 
-TEST_F(AttributeFile, OfWhichAMemberIsSomethingElseIsDamaged)
+TEST_F(AttributeFile, WithAMemberOfAnotherTypeIsDamaged)
 {
     EXPECT_EQ(requestProblem(folder, R"({"version": "1", "attributes": {}})"),
               "a text is no value of version");
@@ -162,7 +162,7 @@ TEST_F(AttributeFile, OfWhichAMemberIsSomethingElseIsDamaged)
               "5 is no value of attributes");
 }
 
-TEST_F(AttributeFile, WithAValueThatNoAttributeHasIsDamaged)
+TEST_F(AttributeFile, WithAnInvalidValueIsDamaged)
 {
     const auto fault = [this](const std::string& value) {
         return requestProblem(folder, R"({"attributes": {"a": )" + value +
@@ -182,7 +182,7 @@ TEST_F(AttributeFile, WithAValueThatNoAttributeHasIsDamaged)
     EXPECT_EQ(fault(R"({"b": 1})"), "an object" + end);
 }
 
-TEST_F(AttributeFile, MayHaveMembersThatNobodyKnows)
+TEST_F(AttributeFile, MayHaveUnknownMembers)
 {
     EXPECT_THAT(readAttributeFile(folder.write("attributes.json", R"({
         "by": {"attributes": {"x": 1.5}, "version": [2]},
@@ -190,7 +190,7 @@ TEST_F(AttributeFile, MayHaveMembersThatNobodyKnows)
                 UnorderedElementsAre(Pair("a", 5)));
 }
 
-TEST_F(AttributeFile, IsReadAsItWasWritten)
+TEST_F(AttributeFile, IsReadBackUnchanged)
 {
     const Attributes strange{{"a\"b\\", -1}, {"attributes", 2}, {"ä\n", 3}};
     EXPECT_EQ(readAttributeFile(

@@ -22,13 +22,13 @@ TEST(AttributeProtocol, HasAnErrorForEachNumber)
     }
 }
 
-TEST(AttributeProtocol, CallsANumberThatNobodyKnowsAnInputOutputError)
+TEST(AttributeProtocol, MapsAnUnknownNumberToAnInputOutputError)
 {
     EXPECT_EQ(parseErrorName(getErrorName(100000)), EIO);
     EXPECT_EQ(parseErrorName(getErrorName(EIO) + "X"), EIO);
 }
 
-TEST(AttributeProtocol, KnowsTheErrorsOfOthers)
+TEST(AttributeProtocol, HasNoNumberForErrorNamesOfOthers)
 {
     for (const char* name :
          {SD_BUS_ERROR_ACCESS_DENIED, SD_BUS_ERROR_INVALID_ARGS,

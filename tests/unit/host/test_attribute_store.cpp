@@ -76,14 +76,14 @@ TEST_F(Attributes, OutliveEveryProcess)
     EXPECT_EQ(errors, "");
 }
 
-TEST_F(Attributes, DoNotChangeToTheValueThatTheyHave)
+TEST_F(Attributes, DoNotChangeWhenSetToTheirValue)
 {
     EXPECT_EQ(set("a", 5), "0");
     EXPECT_EQ(set("a", 5), "same");
     EXPECT_EQ(set("a", 6), "5");
 }
 
-TEST_F(Attributes, ChangeToZeroWhenTheyAreSetForTheFirstTime)
+TEST_F(Attributes, ChangeWhenFirstSetToZero)
 {
     EXPECT_EQ(set("a", 0), "0");
     EXPECT_EQ(set("a", 0), "same");
@@ -102,7 +102,7 @@ TEST_F(Attributes, MayHaveTheNameOfTheirVersion)
     EXPECT_EQ(set("version", 6), "5");
 }
 
-TEST_F(Attributes, KeepWhatWasSetWhenTheirUserIsKilledAtAnyInstant)
+TEST_F(Attributes, KeepAcknowledgedValuesWhenTheWriterIsKilledAtAnyInstant)
 {
     int32_t known = 0;
     for (int round = 0; round < 40; ++round)
@@ -127,7 +127,7 @@ TEST_F(Attributes, KeepWhatWasSetWhenTheirUserIsKilledAtAnyInstant)
     }
 }
 
-TEST_F(Attributes, CanBeReadByAPerson)
+TEST_F(Attributes, AreStoredAsReadableText)
 {
     set("b", -1);
     set("a", 5);
@@ -141,7 +141,7 @@ TEST_F(Attributes, CanBeReadByAPerson)
 )");
 }
 
-TEST_F(Attributes, AreSetAsideAndStartAnewWhenTheirFileIsDamaged)
+TEST_F(Attributes, SetADamagedFileAsideAndStartEmpty)
 {
     for (const std::string content :
          {"", "xx", "[]", "{}", R"({"version": "1", "attributes": {}})",
@@ -239,7 +239,7 @@ TEST_F(Attributes, AreTakenOverFromAnEarlierVersion)
     EXPECT_EQ(set("system.embedded.1#lcd.1#hideerrs", 0), "1");
 }
 
-TEST_F(Attributes, LoseOnlyNamesThatNoneMayHaveWhenTheyAreTakenOver)
+TEST_F(Attributes, LoseOnlyInvalidNamesWhenTheyAreTakenOver)
 {
     const std::string longest(maxAttributeName, 'x');
     const std::string tooLong = longest + "x";
@@ -264,7 +264,7 @@ TEST_F(Attributes, LoseOnlyNamesThatNoneMayHaveWhenTheyAreTakenOver)
     EXPECT_EQ(takenOver(path), "") << "the second time";
 }
 
-TEST_F(Attributes, MakeNothingWhenThereIsNothingToTakeOver)
+TEST_F(Attributes, CreateNothingWhenThereIsNothingToTakeOver)
 {
     EXPECT_EQ(takenOver(path), "");
     EXPECT_FALSE(std::filesystem::exists(path));
@@ -288,7 +288,7 @@ TEST_F(Attributes, RefuseAnotherVersion)
     EXPECT_EQ(test::contentOf(dataFile()), newer) << "it stays";
 }
 
-TEST_F(Attributes, GiveAnErrorWhenTheyAreFullAndCanStillBeChanged)
+TEST_F(Attributes, RefuseNewNamesWhenFullAndCanStillBeChanged)
 {
     nlohmann::json attributes = nlohmann::json::object();
     for (std::size_t i = 1; i < maxAttributes; ++i)

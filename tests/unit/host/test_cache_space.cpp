@@ -35,7 +35,7 @@ class CacheSpaceTest : public test::CacheTest
     }
 };
 
-TEST_F(CacheSpaceTest, FindsNoneAndMakesNone)
+TEST_F(CacheSpaceTest, FindsNoCacheAndCreatesNone)
 {
     EXPECT_EQ(dataCacheFolder(), cacheFolder());
     EXPECT_EQ(cacheUse(cacheFolder()), CacheUse::unused);
@@ -54,7 +54,7 @@ TEST_F(CacheSpaceTest, FindsAUserAsLongAsItLives)
     EXPECT_EQ(measureCache()->segments, 0U);
 }
 
-TEST_F(CacheSpaceTest, FindsAUserForWhomMayOnlyRead)
+TEST_F(CacheSpaceTest, FindsAUserWithReadAccessOnly)
 {
     Child first = user();
     first.hear();
@@ -66,7 +66,7 @@ TEST_F(CacheSpaceTest, FindsAUserForWhomMayOnlyRead)
               static_cast<int>(CacheUse::open));
 }
 
-TEST_F(CacheSpaceTest, ForbidsWhoMayNotEvenLook)
+TEST_F(CacheSpaceTest, ReportsACacheWithoutAccess)
 {
     Child first = user();
     first.hear();
@@ -80,7 +80,7 @@ TEST_F(CacheSpaceTest, ForbidsWhoMayNotEvenLook)
     EXPECT_EQ(cacheUse(folder.write("file", "")), CacheUse::forbidden);
 }
 
-TEST_F(CacheSpaceTest, IsNearlyNothingOfTheUsualCapacityAtFirst)
+TEST_F(CacheSpaceTest, IsAlmostUnusedAtFirst)
 {
     unsetenv("HEALTHINTF_CACHE_MIB");
     Child first = user();
@@ -93,7 +93,7 @@ TEST_F(CacheSpaceTest, IsNearlyNothingOfTheUsualCapacityAtFirst)
     EXPECT_EQ(space.fullest, owner);
 }
 
-TEST_F(CacheSpaceTest, GrowsByWhatIsPutAndShrinksByWhatIsRemoved)
+TEST_F(CacheSpaceTest, GrowsByAdditionsAndShrinksByRemovals)
 {
     EXPECT_EQ(inChild([] {
                   constexpr std::size_t size = 100'000;
@@ -153,7 +153,7 @@ TEST_F(CacheSpaceTest, ReachesTheCapacityWhereRecordsAreRefused)
               0);
 }
 
-TEST_F(CacheSpaceTest, IsNotToldOfACacheThatCannotBeRead)
+TEST_F(CacheSpaceTest, IsUnknownForACacheThatCannotBeRead)
 {
     folder.write("datacache", "no folder");
     std::string errors;

@@ -63,7 +63,7 @@ class ConfigManager : public testing::Test
     std::string errors;
 };
 
-TEST_F(ConfigManager, RefusesANameThatIsNone)
+TEST_F(ConfigManager, RefusesAnInvalidName)
 {
     EXPECT_EQ(set(nullptr), EINVAL);
     EXPECT_EQ(set(""), EINVAL);
@@ -85,7 +85,7 @@ TEST_F(ConfigManager, RefusesAFlag)
     EXPECT_TRUE(hasLoggedOnce()) << errors;
 }
 
-TEST_F(ConfigManager, RefusesASourceThatIsNoText)
+TEST_F(ConfigManager, RefusesASourceThatIsNotText)
 {
     EXPECT_EQ(set("a", 0, "\xC3("), EINVAL);
     EXPECT_THAT(errors, HasSubstr("the name of who sets it is not UTF-8"));
@@ -114,7 +114,7 @@ TEST_F(ConfigManager, SetsNothingItself)
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
 
-TEST_F(ConfigManager, SetsDirectlyOnTheThreadThatServesAlone)
+TEST_F(ConfigManager, SetsDirectlyOnlyOnTheServingThread)
 {
     EXPECT_EQ(test::inChild(
                   [] {

@@ -84,7 +84,7 @@ TEST_F(DataCache, IsOneFileOfAProcessInTheRuntimeFolder)
               0);
 }
 
-TEST_F(DataCache, IsNotMadeByWhoOnlyReadsOrHasNothing)
+TEST_F(DataCache, IsNotCreatedByReadersOrWithoutRecords)
 {
     EXPECT_EQ(inChild([this] {
                   const bool nothing =
@@ -224,7 +224,7 @@ TEST_F(DataCache, LeavesNoFileAtAnExitWithoutRecords)
         << "the health manager tells the parents of the node";
 }
 
-TEST_F(DataCache, RemovesWhatTheDeadLeftButNotTheirNodes)
+TEST_F(DataCache, RemovesTheRecordsOfDeadProcessesExceptTheirNodes)
 {
     for (const RecordKind kind :
          {RecordKind::faultEntry, RecordKind::healthStatus})

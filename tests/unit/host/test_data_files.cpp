@@ -44,7 +44,7 @@ TEST(DataFiles, ComeInTheOrderOfTheirNames)
     EXPECT_FALSE(error);
 }
 
-TEST(DataFiles, AreNoneInAFolderThatIsNotThere)
+TEST(DataFiles, AreNoneInAMissingFolder)
 {
     const TemporaryFolder folder;
     std::error_code error;
@@ -52,7 +52,7 @@ TEST(DataFiles, AreNoneInAFolderThatIsNotThere)
     EXPECT_FALSE(error);
 }
 
-TEST(DataFiles, TellOfAFolderThatIsNone)
+TEST(DataFiles, ReportAFolderThatIsAFile)
 {
     const TemporaryFolder folder;
     std::error_code error;

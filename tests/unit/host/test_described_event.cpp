@@ -50,7 +50,7 @@ class DescribedEvents : public testing::Test
     const EventTable table = smallTable();
 };
 
-TEST_F(DescribedEvents, SayWhatTheTableSays)
+TEST_F(DescribedEvents, HaveTheTextsOfTheTable)
 {
     const DescribedEvent event = describe(blade(), table);
     EXPECT_EQ(event.id, "BLD31");
@@ -62,7 +62,7 @@ TEST_F(DescribedEvents, SayWhatTheTableSays)
     EXPECT_EQ(event.ledState, LedState::fault);
 }
 
-TEST_F(DescribedEvents, SayTheOppositeForADeassertion)
+TEST_F(DescribedEvents, HaveTheOppositeTextsForADeassertion)
 {
     EventRecord record = blade();
     record.asserted = false;
@@ -70,7 +70,7 @@ TEST_F(DescribedEvents, SayTheOppositeForADeassertion)
     EXPECT_EQ(describe(record, table).severity, EventSeverity::informational);
 }
 
-TEST_F(DescribedEvents, TellWhatTheirDataMean)
+TEST_F(DescribedEvents, ContainTheMeaningOfTheirData)
 {
     EventRecord record = blade();
     record.extension2 = 0x01;

@@ -84,7 +84,7 @@ TEST_F(EventDescriptions, AreReadAgainAfterAShortageOfDescriptors)
     });
 }
 
-TEST_F(EventDescriptions, AreGivenToWhoIsAttached)
+TEST_F(EventDescriptions, AreGivenToAttachedCallers)
 {
     writeTable();
     inNewProcess([] {
@@ -97,7 +97,7 @@ TEST_F(EventDescriptions, AreGivenToWhoIsAttached)
     });
 }
 
-TEST_F(EventDescriptions, AreNotGivenToWhoIsNotAttached)
+TEST_F(EventDescriptions, AreRefusedToCallersThatAreNotAttached)
 {
     writeTable();
     inNewProcess([] {
@@ -169,7 +169,7 @@ TEST_F(EventDescriptions, AreTriedAgainAfterAFailure)
     });
 }
 
-TEST_F(EventDescriptions, TellOnceWhatWasLeftOutOfTheTable)
+TEST_F(EventDescriptions, LogOnceWhatTheTableLeavesOut)
 {
     writeTable();
     folder.write("b.json", "{\n");
@@ -196,7 +196,7 @@ TEST_F(EventDescriptions, AreReadOnce)
     });
 }
 
-TEST_F(EventDescriptions, TellOfEachFailureOnce)
+TEST_F(EventDescriptions, LogEachFailureOnce)
 {
     inNewProcess([this] {
         testing::internal::CaptureStderr();

@@ -94,13 +94,13 @@ TEST_F(EventTables, TakeTheStateThatIsReadFirst)
     EXPECT_EQ(load().find(0xC0, sensorSpecificEvent, 1)->asserted.id, "BLD31");
 }
 
-TEST_F(EventTables, AreNotThereWithoutAFile)
+TEST_F(EventTables, AreAnErrorWithoutAFile)
 {
     EXPECT_EQ(failure(), "no usable file *.json in " + pathOf("own") + " or " +
                              pathOf("shipped"));
 }
 
-TEST_F(EventTables, AreNotThereWithoutAFileThatCanBeUsed)
+TEST_F(EventTables, AreAnErrorWithoutAUsableFile)
 {
     folder.write("shipped/b.json", "{\n]");
     EXPECT_THAT(failure(), HasSubstr("; " + pathOf("shipped/b.json") +
@@ -119,7 +119,7 @@ TEST_F(EventTables, LeaveABadFileOut)
     EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 2)->asserted.id, "BLD32");
 }
 
-TEST_F(EventTables, LeaveAFolderOutThatIsNone)
+TEST_F(EventTables, LeaveOutAFolderThatIsAFile)
 {
     folder.write("own", "");
     writeState("shipped/a.json", "0x01", "31");
@@ -205,7 +205,7 @@ TEST_F(EventTables, LoseNoStateToAnIdentifierInAnEarlierFolder)
     EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 2), nullptr);
 }
 
-TEST_F(EventTables, KeepTheStateThatAnEarlierFolderReplacesBadly)
+TEST_F(EventTables, KeepAStateWhoseReplacementIsInvalid)
 {
     folder.write("shipped/b.json",
                  sensorTypeFile("0xC0", "BLD",
@@ -258,7 +258,7 @@ TEST_F(EventTables, LoseNoSensorTypeToACategoryInAnEarlierFolder)
     EXPECT_NE(table.find(0xC0, sensorSpecificEvent, 1), nullptr);
 }
 
-TEST_F(EventTables, NameASensorTypeAsTheFirstFolderDoes)
+TEST_F(EventTables, TakeASensorTypesNameFromTheFirstFolder)
 {
     std::string other = sensorTypeFile("0xC0", "BLD", "");
     other.replace(other.find("Blade"), 5, "Board");

@@ -72,14 +72,14 @@ TEST(EventTableFile, HoldsEventTypesForSensorsOfAnyType)
               "{category}7");
 }
 
-TEST(EventTableFile, LightsTheLedBySeverityUnlessItSaysOtherwise)
+TEST(EventTableFile, LightsTheLedBySeverityByDefault)
 {
     EXPECT_EQ(defaultLedState(EventSeverity::critical), LedState::fault);
     EXPECT_EQ(defaultLedState(EventSeverity::warning), LedState::attention);
     EXPECT_EQ(defaultLedState(EventSeverity::informational), LedState::none);
 }
 
-TEST(EventTableFile, HoldsWhatNumbersInTheDataMean)
+TEST(EventTableFile, HoldsTheMeaningsOfEventData)
 {
     const std::string types = R"({"SensorTypes": {"0xC0": {"Name": "Blade",
 "Category": "BLD", "Component": "Blade",

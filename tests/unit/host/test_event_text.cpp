@@ -47,7 +47,7 @@ TEST(EventText, MayBeEmptyOrPlain)
     EXPECT_EQ(fillText("plain", values).text, "plain");
 }
 
-TEST(EventText, IsFineWithKnownPlaceholders)
+TEST(EventText, IsValidWithKnownPlaceholders)
 {
     EXPECT_EQ(textProblem("{sensor} {number}[{reading}][{threshold}]"
                           "[{extension2}{extension3}{detail}]",
@@ -69,13 +69,13 @@ TEST(EventText, MayNotHaveUnknownPlaceholders)
                 HasSubstr("unknown placeholder {}"));
 }
 
-TEST(EventText, HasValuesThatMayBeMissingOnlyInBrackets)
+TEST(EventText, MayUseOptionalValuesOnlyInBrackets)
 {
     EXPECT_THAT(textProblem("at {reading}", TextUse::message),
                 HasSubstr("outside square brackets"));
 }
 
-TEST(EventText, MustCloseWhatItOpens)
+TEST(EventText, MustCloseItsBrackets)
 {
     for (const char* text : {"{sensor", "{sen{sor}", "{sen]sor}"})
     {

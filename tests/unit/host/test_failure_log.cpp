@@ -21,7 +21,7 @@ class Failures : public testing::Test
     FailureLog failures{standingClock};
 };
 
-TEST_F(Failures, AreLoggedOnceUntilAnotherOrASuccess)
+TEST_F(Failures, AreLoggedOnceUntilAnotherFailureOrASuccess)
 {
     EXPECT_TRUE(failures.admits(1));
     EXPECT_FALSE(failures.admits(1));
@@ -31,7 +31,7 @@ TEST_F(Failures, AreLoggedOnceUntilAnotherOrASuccess)
     EXPECT_TRUE(failures.admits(1));
 }
 
-TEST_F(Failures, AreLimitedWhateverAlternates)
+TEST_F(Failures, AreLimitedWhenTheyAlternate)
 {
     int logged = 0;
     for (int i = 0; i < 10'000; ++i)

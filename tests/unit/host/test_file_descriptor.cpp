@@ -35,7 +35,7 @@ TEST(FileDescriptor, ClosesWhatItHolds)
     EXPECT_FALSE(isOpen(fd));
 }
 
-TEST(FileDescriptor, IsHeldByTheLastOneThatItWasMovedTo)
+TEST(FileDescriptor, BelongsToTheLastObjectThatItWasMovedTo)
 {
     const int fd = opened();
     std::optional<FileDescriptor> first(std::in_place, fd);

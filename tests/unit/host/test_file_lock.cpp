@@ -61,7 +61,7 @@ TEST_F(FileLock, EndsWithAProcessThatIsKilled)
     file.lock(Kind::exclusive);
 }
 
-TEST_F(FileLock, IsMetByOthersAsLongAsItsFileHasItsName)
+TEST_F(FileLock, IsShownAsLostWhenItsFileIsRemoved)
 {
     const LockFile first(path);
     EXPECT_TRUE(first.isInPlace());
@@ -72,7 +72,7 @@ TEST_F(FileLock, IsMetByOthersAsLongAsItsFileHasItsName)
     EXPECT_TRUE(second.isInPlace());
 }
 
-TEST_F(FileLock, IsAnErrorWhereNoFileCanBe)
+TEST_F(FileLock, IsAnErrorWhereNoFileCanBeCreated)
 {
     EXPECT_THROW(LockFile(folder.path() / "none" / "lock"), std::system_error);
 }

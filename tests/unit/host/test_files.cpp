@@ -26,7 +26,7 @@ class StoreFiles : public testing::Test
     test::TemporaryFolder folder;
 };
 
-TEST_F(StoreFiles, AreMadeWhenTheyAreNotThere)
+TEST_F(StoreFiles, AreCreatedWhenTheyAreMissing)
 {
     EXPECT_GE(openFile(in("new")).get(), 0);
     EXPECT_TRUE(std::filesystem::exists(in("new")));

@@ -81,7 +81,7 @@ TEST_F(HealthStatusCache, TellsWhetherAWholePathHasARecord)
               0);
 }
 
-TEST_F(HealthStatusCache, TellsOfNoPathWithoutAnyRecord)
+TEST_F(HealthStatusCache, FindsNoPathWithoutAnyRecord)
 {
     EXPECT_EQ(inChild([] {
                   return existenceOf("/a") == "result 256" ? 0 : 1;
@@ -89,7 +89,7 @@ TEST_F(HealthStatusCache, TellsOfNoPathWithoutAnyRecord)
               0);
 }
 
-TEST_F(HealthStatusCache, SaysWhenAPathCannotBeLookedFor)
+TEST_F(HealthStatusCache, ReportsThatAPathCannotBeLookedUp)
 {
     folder.write("datacache", "no folder");
     std::string errors;

@@ -41,7 +41,7 @@ class Inspection : public testing::Test
     test::TemporaryFolder folder;
 };
 
-TEST_F(Inspection, FindsNoFilesInFoldersThatAreNotThere)
+TEST_F(Inspection, FindsNoFilesInMissingFolders)
 {
     for (const InstalledFiles& found :
          {inspectRegistries(), inspectEventTable()})
@@ -53,7 +53,7 @@ TEST_F(Inspection, FindsNoFilesInFoldersThatAreNotThere)
     }
 }
 
-TEST_F(Inspection, CountsUsableFilesAndTellsWhatIsLeftOut)
+TEST_F(Inspection, CountsUsableFilesAndNamesThoseLeftOut)
 {
     folder.write("a/fan.json", registry);
     const auto bad = folder.write("b/bad.json", "{");
@@ -65,7 +65,7 @@ TEST_F(Inspection, CountsUsableFilesAndTellsWhatIsLeftOut)
     EXPECT_EQ(inspectEventTable().usable, 0);
 }
 
-TEST_F(Inspection, TellsWhichEventsTheTableLeavesOut)
+TEST_F(Inspection, NamesTheEventsThatTheTableLeavesOut)
 {
     folder.write(
         "b/shipped.json",

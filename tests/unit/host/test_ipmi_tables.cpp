@@ -108,7 +108,7 @@ TEST_F(IpmiTables, HaveANameForEverySensorType)
     }
 }
 
-TEST_F(IpmiTables, SpeakOfEveryStateInBothDirections)
+TEST_F(IpmiTables, DescribeEveryStateInBothDirections)
 {
     forEachState([](unsigned int sensorType, unsigned int eventType,
                     const IpmiState& state) {
@@ -148,7 +148,7 @@ TEST_F(IpmiTables, KnowNoStateThatTheStandardDoesNotHave)
     }
 }
 
-TEST_F(IpmiTables, TellHowBadAnEventIs)
+TEST_F(IpmiTables, GiveEachEventItsSeverity)
 {
     forEachState([](unsigned int sensorType, unsigned int eventType,
                     const IpmiState& state) {
@@ -165,7 +165,7 @@ TEST_F(IpmiTables, TellHowBadAnEventIs)
     });
 }
 
-TEST_F(IpmiTables, LightTheLedByHowBadAnEventIs)
+TEST_F(IpmiTables, LightTheLedBySeverity)
 {
     forEachState([](unsigned int sensorType, unsigned int eventType,
                     const IpmiState& state) {
@@ -300,7 +300,7 @@ TEST_F(IpmiTables, ShowTheRawReadingAndThreshold)
     EXPECT_EQ(event.component, "Temperature.Sensor.0x30");
 }
 
-TEST_F(IpmiTables, TellWhatTheFirmwareMetByItsExtensionCode)
+TEST_F(IpmiTables, DescribeFirmwareEventsByTheirExtensionCode)
 {
     const auto text = [](unsigned int type, unsigned int offset,
                          unsigned int code) {

@@ -37,7 +37,7 @@ TEST(JsonLines, AreFoundByTheKeysAbove)
     EXPECT_EQ(lineOfKeys(text, {"Messages", "Two", "Count"}), 9u);
 }
 
-TEST(JsonLines, TakeNoTextForAKey)
+TEST(JsonLines, DoNotTakeATextForAKey)
 {
     EXPECT_EQ(lineOfKeys(R"({"a": "b",
 "b": 1})",
@@ -64,7 +64,7 @@ TEST(JsonLines, AreThoseOfTheLastKeyThatIsThere)
     EXPECT_EQ(lineOfKeys("\n\"cut\"", {"cut"}), 1u);
 }
 
-TEST(JsonLines, AreThoseOfWhatIsNoJson)
+TEST(JsonLines, AreNamedForInvalidJson)
 {
     const std::string wrong = "{\n\"a\": }";
     try
@@ -78,7 +78,7 @@ TEST(JsonLines, AreThoseOfWhatIsNoJson)
     }
 }
 
-TEST(JsonLines, AreNotKnownOfANumberThatIsTooLarge)
+TEST(JsonLines, AreUnknownForANumberThatIsTooLarge)
 {
     try
     {

@@ -106,7 +106,7 @@ TEST_F(JsonNodes, AreInValidJsonOnly)
     EXPECT_EQ(failureToParse("[]"), "line 1: no JSON object");
 }
 
-TEST_F(JsonNodes, AreNotThereTwice)
+TEST_F(JsonNodes, AreRefusedWhenTheyStandTwice)
 {
     EXPECT_EQ(failureToParse("{\n\"a\": {\n\"b\": 1,\n\"b\": 2}}"),
               "line 3: a: b: is a duplicate key, first on this line");

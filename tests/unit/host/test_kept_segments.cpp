@@ -103,7 +103,7 @@ TEST_F(KeptSegmentsTest, AreNoneWhileAChangeOfTheFolderMightNotShow)
     EXPECT_TRUE(kept.all().empty());
 }
 
-TEST_F(KeptSegmentsTest, AreNoneOnceTheListingHasGivenThemUp)
+TEST_F(KeptSegmentsTest, AreNoneOnceTheListingHasDroppedThem)
 {
     own.emplace_back(cache, capacity);
     waitUntilSettled(cache);
@@ -115,7 +115,7 @@ TEST_F(KeptSegmentsTest, AreNoneOnceTheListingHasGivenThemUp)
     EXPECT_TRUE(kept.belongTo(cache));
 }
 
-TEST_F(KeptSegmentsTest, AreAsManyAsMayBe)
+TEST_F(KeptSegmentsTest, AreLimitedInNumber)
 {
     for (std::size_t i = 0; i < KeptSegments::most; ++i)
     {
@@ -148,7 +148,7 @@ TEST_F(KeptSegmentsTest, AreLentToOneQueryAtATime)
     EXPECT_TRUE(third.get().belongTo(cache));
 }
 
-TEST(FolderStateTest, IsNoneOfWhatIsNotThere)
+TEST(FolderStateTest, IsNoneForAMissingFolder)
 {
     EXPECT_FALSE(FolderState::of(-1));
 }
@@ -181,7 +181,7 @@ class KeptOpen : public test::SegmentFolderTest
     OwnRecords own;
 };
 
-TEST_F(KeptOpen, AreReadAsTheyAreNow)
+TEST_F(KeptOpen, AreReadWithTheirPresentContent)
 {
     EXPECT_EQ(read(), (Map{{"/a", "1"}}));
     put("/b", "2");
@@ -214,7 +214,7 @@ TEST_F(KeptOpen, ShowALiveValueThatWasChanged)
     EXPECT_EQ(live(), 5U);
 }
 
-TEST_F(KeptOpen, DoNotHideOneThatComes)
+TEST_F(KeptOpen, DoNotHideANewSegment)
 {
     const auto other = owner({{"/b", "2"}});
     EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "2"}}));
@@ -271,7 +271,7 @@ TEST_F(KeptOpen, AreOpenedAgainByAChildThatHasFilesInTheirPlaces)
     EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "2"}}));
 }
 
-TEST_F(KeptOpen, AreFewerThanThereAreWhereFilesAreScarce)
+TEST_F(KeptOpen, AreFewerThanAllWhereDescriptorsAreScarce)
 {
     constexpr int others = 8;
     Map all{{"/a", "1"}};
@@ -292,7 +292,7 @@ TEST_F(KeptOpen, AreFewerThanThereAreWhereFilesAreScarce)
               0);
 }
 
-TEST_F(KeptOpen, AreNotTakenForAllWithoutAFileForOne)
+TEST_F(KeptOpen, AreNotTakenForAllWhenNoDescriptorIsLeft)
 {
     if (test::isAddressSanitized)
     {
@@ -314,7 +314,7 @@ TEST_F(KeptOpen, AreNotTakenForAllWithoutAFileForOne)
               EMFILE);
 }
 
-TEST_F(KeptOpen, CountTheirRankAsBefore)
+TEST_F(KeptOpen, KeepTheirRank)
 {
     const auto younger = owner({{"/a", "2"}});
     keepOpen();

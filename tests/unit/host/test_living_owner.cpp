@@ -53,7 +53,7 @@ TEST_F(LivingOwner, IsFoundUntilItIsKilled)
     EXPECT_FALSE(isOwnerAlive(opened.get()));
 }
 
-TEST_F(LivingOwner, LetsNoOtherProcessBeTheOwner)
+TEST_F(LivingOwner, ExcludesOtherOwners)
 {
     test::Child child = owner();
     child.hear();
@@ -61,7 +61,7 @@ TEST_F(LivingOwner, LetsNoOtherProcessBeTheOwner)
     EXPECT_EQ(lockAsOwner(opened.get()), EAGAIN);
 }
 
-TEST_F(LivingOwner, IsNotPretendedByWhoMayOnlyRead)
+TEST_F(LivingOwner, CannotBeFakedWithReadAccessOnly)
 {
     const FileDescriptor readable(open(file.c_str(), O_RDONLY | O_CLOEXEC));
     EXPECT_EQ(lockAsOwner(readable.get()), EBADF);

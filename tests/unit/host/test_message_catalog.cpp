@@ -165,7 +165,7 @@ class MessageCatalogLines : public MessageCatalogFolders
     }
 };
 
-TEST_F(MessageCatalogLines, SayOnceWhichRegistryABareKeyIsOf)
+TEST_F(MessageCatalogLines, NameOnceTheRegistryOfABareKey)
 {
     folder.write("a.json", content("First", "a"));
     folder.write("b.json", content("Second", "b"));
@@ -207,7 +207,7 @@ TEST_F(MessageCatalogLines, CountTheBareKeysAfterTheTenth)
                 HasSubstr("3 more keys are in more than one registry"));
 }
 
-TEST_F(MessageCatalogFolders, LeaveOutWhatIsNoRegularFile)
+TEST_F(MessageCatalogFolders, LeaveOutFilesThatAreNotRegular)
 {
     ASSERT_EQ(mkfifo((folder.path() / "a.json").c_str(), 0600), 0);
     std::filesystem::create_directory(folder.path() / "b.json");

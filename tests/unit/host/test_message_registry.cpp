@@ -120,7 +120,7 @@ int count(const std::string& text, const std::string& part)
     return found;
 }
 
-TEST_F(MessageRegistry, TellsOfMissingArgumentsOnceForEachMessage)
+TEST_F(MessageRegistry, LogsMissingArgumentsOnceForEachMessage)
 {
     using namespace std::string_literals;
     std::string errors;
@@ -176,7 +176,7 @@ TEST_F(MessageRegistry, CutsALongTextToTheRecord)
               0);
 }
 
-TEST_F(MessageRegistry, ReportsAMessageThatItDoesNotHave)
+TEST_F(MessageRegistry, ReportsAnUnknownMessage)
 {
     std::string errors;
     EXPECT_EQ(inChild(

@@ -80,7 +80,7 @@ class OwnRecordsTest : public testing::Test
 
 using Map = std::map<std::string, std::string>;
 
-TEST_F(OwnRecordsTest, AreInAFileOfTheirOwnFromTheBeginning)
+TEST_F(OwnRecordsTest, HaveTheirOwnFileFromTheBeginning)
 {
     OwnRecords records(folder.path(), capacity);
     ASSERT_EQ(names().size(), 1U);
@@ -122,7 +122,7 @@ TEST_F(OwnRecordsTest, AreKeptByKindAndPath)
     EXPECT_EQ(read(health), (Map{{"/a", "two:5"}}));
 }
 
-TEST_F(OwnRecordsTest, AreNotThereForWhatIsNotPut)
+TEST_F(OwnRecordsTest, AreMissingUnlessTheyWerePut)
 {
     OwnRecords records(folder.path(), capacity);
     records.put(record(fault, "/a"));
@@ -384,7 +384,7 @@ TEST_F(LostRecords, KeepTheirRank)
     EXPECT_EQ(read(health, cache).at("/b"), ":3");
 }
 
-TEST_F(LostRecords, AreKeptUntilTheFolderCanBeMade)
+TEST_F(LostRecords, AreKeptUntilTheFolderCanBeCreated)
 {
     fs::remove_all(cache);
     const auto inTheWay = folder.write("cache", "");

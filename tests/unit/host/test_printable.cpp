@@ -8,7 +8,7 @@ namespace healthintf::host
 namespace
 {
 
-TEST(Printable, LeavesTextAsItIs)
+TEST(Printable, LeavesOrdinaryTextUnchanged)
 {
     for (const char* text :
          {"", "Lüfter 7: 95 °C", "風扇", "\\x1b \"~\"", "\u00A0",
@@ -19,12 +19,12 @@ TEST(Printable, LeavesTextAsItIs)
     }
 }
 
-TEST(Printable, MakesLineEndsBlanks)
+TEST(Printable, ReplacesLineEndsBySpaces)
 {
     EXPECT_EQ(printable("a\nb\tc\rd"), "a b c d");
 }
 
-TEST(Printable, WritesOutWhatATerminalWouldObey)
+TEST(Printable, EscapesControlCharacters)
 {
     EXPECT_EQ(printable("\x1b[2J"), "\\x1b[2J");
     EXPECT_EQ(printable(std::string("\0\x01\x1f", 3)), "\\x00\\x01\\x1f");
@@ -32,7 +32,7 @@ TEST(Printable, WritesOutWhatATerminalWouldObey)
     EXPECT_EQ(printable("\u0080\u009b\u009f"), "\\x80\\x9b\\x9f");
 }
 
-TEST(Printable, WritesOutWhatChangesTheDirection)
+TEST(Printable, EscapesBidirectionalControls)
 {
     EXPECT_EQ(printable("a\u202Eb"), "a\\u202eb");
     EXPECT_EQ(printable("\u061C\u200E\u200F"), "\\u061c\\u200e\\u200f");
@@ -42,18 +42,18 @@ TEST(Printable, WritesOutWhatChangesTheDirection)
               "\\u2066\\u2067\\u2068\\u2069");
 }
 
-TEST(Printable, WritesOutWhatEndsALineOrParagraph)
+TEST(Printable, EscapesLineAndParagraphSeparators)
 {
     EXPECT_EQ(printable("a\u2028b\u2029c"), "a\\u2028b\\u2029c");
 }
 
-TEST(Printable, WritesOutTags)
+TEST(Printable, EscapesTagCharacters)
 {
     EXPECT_EQ(printable("\U000E0000\U000E0041\U000E007F"),
               "\\U000e0000\\U000e0041\\U000e007f");
 }
 
-TEST(Printable, ReplacesWhatIsNotUtf8)
+TEST(Printable, ReplacesInvalidUtf8)
 {
     EXPECT_EQ(printable("a\xFF\xC3"), "a??");
     EXPECT_EQ(printable("\xE2\x82"), "??");

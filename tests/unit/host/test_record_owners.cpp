@@ -61,7 +61,7 @@ class RecordOwnersTest : public test::CacheTest
     }
 };
 
-TEST_F(RecordOwnersTest, AreThoseOfNodes)
+TEST_F(RecordOwnersTest, AreFoundForNodes)
 {
     Child first = daemon("/a");
     Child second = daemon("/b");
@@ -84,7 +84,7 @@ TEST_F(RecordOwnersTest, AreNoneWithoutRecords)
               0);
 }
 
-TEST_F(RecordOwnersTest, AreAllNamedThatClaimOneKey)
+TEST_F(RecordOwnersTest, AreAllNamedWhenTheyShareAKey)
 {
     Child first = daemon("/a");
     Child second = daemon("/a");

@@ -44,7 +44,7 @@ TEST(RecordQueryTest, WantsThePathsThatBeginWithAnyPrefix)
     EXPECT_FALSE(wants(query, root + "disk"));
 }
 
-TEST(RecordQueryTest, WantsPathsOfAnyLengthBesideOneAnother)
+TEST(RecordQueryTest, WantsPathsWithPrefixesOfDifferentLength)
 {
     const std::vector<std::string> prefixes{root + "fan/1/blade", "/", "/com"};
     const RecordQuery query = RecordQuery::below(fault, prefixes);
@@ -53,7 +53,7 @@ TEST(RecordQueryTest, WantsPathsOfAnyLengthBesideOneAnother)
     EXPECT_FALSE(wants(query, "com"));
 }
 
-TEST(RecordQueryTest, PassesOverSlotsOfOtherPaths)
+TEST(RecordQueryTest, SkipsSlotsOfOtherPaths)
 {
     const std::vector<std::string> prefixes{root + "chassis/fan/",
                                             root + "chassis/psu/"};
@@ -67,7 +67,7 @@ TEST(RecordQueryTest, PassesOverSlotsOfOtherPaths)
     EXPECT_FALSE(mayMatch(root + "storage/disk/1"));
 }
 
-TEST(RecordQueryTest, WantsOnePathAndNoLongerOne)
+TEST(RecordQueryTest, WantsExactlyOnePath)
 {
     const std::string path = root + "fan";
     const RecordQuery query = RecordQuery::exactly(fault, path);

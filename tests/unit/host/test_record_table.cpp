@@ -93,7 +93,7 @@ void setSpace(bool enough)
     setrlimit(RLIMIT_FSIZE, &most);
 }
 
-TEST_F(RecordTable, MakesRefusedRecordsWithTheNextChangeThatSucceeds)
+TEST_F(RecordTable, AddsRefusedRecordsWithTheNextSuccessfulChange)
 {
     EXPECT_EQ(inChild([] {
                   setSpace(false);
@@ -113,7 +113,7 @@ TEST_F(RecordTable, MakesRefusedRecordsWithTheNextChangeThatSucceeds)
               0);
 }
 
-TEST_F(RecordTable, ChangesRefusedRecordsUntilTheyAreMade)
+TEST_F(RecordTable, ChangesRefusedRecordsUntilTheyAreAdded)
 {
     EXPECT_EQ(inChild([] {
                   setSpace(false);
@@ -174,7 +174,7 @@ TEST_F(RecordTable, MakesNoRefusedRecordThatWasRemoved)
               0);
 }
 
-TEST_F(RecordTable, TriesNoRecordAgainThatIsTooLarge)
+TEST_F(RecordTable, DoesNotRetryARecordThatIsTooLarge)
 {
     EXPECT_EQ(inChild([] {
                   const std::string path = "/" + std::string(600, 'a');
@@ -236,7 +236,7 @@ TEST_F(RecordTable, ReadsByPrefix)
               0);
 }
 
-TEST_F(RecordTable, ReadsTheRecordOfAWholePathAndNoOther)
+TEST_F(RecordTable, ReadsOnlyTheRecordOfAWholePath)
 {
     EXPECT_EQ(inChild([] {
                   putRecord(health, "/a", "1", 0);
@@ -364,7 +364,7 @@ TEST_F(RecordTable, RemovesARecord)
               0);
 }
 
-TEST_F(RecordTable, LeavesWhatBelongsToAnother)
+TEST_F(RecordTable, LeavesRecordsOfAnotherProcess)
 {
     Child other = owner(fault, "/a");
     ASSERT_EQ(other.hear(), "0");
@@ -384,7 +384,7 @@ TEST_F(RecordTable, LeavesWhatBelongsToAnother)
               0);
 }
 
-TEST_F(RecordTable, TakesARecordOverByCreatingIt)
+TEST_F(RecordTable, TakesOverARecordByCreatingIt)
 {
     Child other = owner(health, "/a");
     ASSERT_EQ(other.hear(), "0");
@@ -400,7 +400,7 @@ TEST_F(RecordTable, TakesARecordOverByCreatingIt)
         << "and gives it back by removing its own";
 }
 
-TEST_F(RecordTable, StandsBackBehindALivingProcessWhenTold)
+TEST_F(RecordTable, LetsALivingProcessesRecordCountOnRequest)
 {
     Child other = owner(health, "/a");
     ASSERT_EQ(other.hear(), "0");
@@ -417,7 +417,7 @@ TEST_F(RecordTable, StandsBackBehindALivingProcessWhenTold)
               0);
 }
 
-TEST_F(RecordTable, DoesNotStandBackBehindADeadProcess)
+TEST_F(RecordTable, LetsNoDeadProcessesRecordCount)
 {
     Child dead = owner(health, "/a");
     ASSERT_EQ(dead.hear(), "0");

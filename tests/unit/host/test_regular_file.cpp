@@ -42,7 +42,7 @@ class RegularFile : public testing::Test
     test::TemporaryFolder folder;
 };
 
-TEST_F(RegularFile, IsReadUpToTheMostBytes)
+TEST_F(RegularFile, IsReadUpToItsSizeLimit)
 {
     const std::string content(40000, 'x');
     const auto file = folder.write("file", content);
@@ -62,7 +62,7 @@ TEST_F(RegularFile, IsNoPipeNorFolderNorDevice)
     EXPECT_EQ(failureToOpen("missing"), ENOENT);
 }
 
-TEST_F(RegularFile, IsNotReachedByALinkWhenThatIsNotWanted)
+TEST_F(RegularFile, IsNotReachedByALinkOnRequest)
 {
     folder.write("file", "");
     std::filesystem::create_symlink("file", folder.path() / "link");

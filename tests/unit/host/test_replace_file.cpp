@@ -41,7 +41,7 @@ TEST_F(ReplacedFile, IsReplacedWhole)
     EXPECT_FALSE(fs::exists(in("file.new")));
 }
 
-TEST_F(ReplacedFile, IsItsUsersAloneToWrite)
+TEST_F(ReplacedFile, IsWritableForItsOwnerOnly)
 {
     const mode_t before = umask(0);
     replaceFile(in("file"), "one");
@@ -70,7 +70,7 @@ TEST_F(ReplacedFile, StaysWhenItCannotBeReplaced)
     EXPECT_THROW(replaceFile(in("none") / "file", "one"), std::system_error);
 }
 
-TEST_F(ReplacedFile, FollowsNoLinkThatSomebodyLeft)
+TEST_F(ReplacedFile, FollowsNoSymbolicLink)
 {
     const fs::path victim = folder.write("victim", "of somebody else");
     for (const char* name : {"file", "file.new"})

@@ -130,7 +130,7 @@ TEST_F(SegmentTest, LeavesNothingWhenItIsNotPublished)
     EXPECT_TRUE(fs::is_empty(folder.path()));
 }
 
-TEST_F(SegmentTest, StaysWithoutItsLockWhenItsObjectGoes)
+TEST_F(SegmentTest, StaysUnlockedAfterItsObjectsEnd)
 {
     {
         Segment segment(file, capacity);
@@ -141,7 +141,7 @@ TEST_F(SegmentTest, StaysWithoutItsLockWhenItsObjectGoes)
     EXPECT_EQ(readFrom(file).size(), 1U);
 }
 
-TEST_F(SegmentTest, IsForEverybodyToReadWhateverTheUmask)
+TEST_F(SegmentTest, IsReadableForEverybodyWhateverTheUmask)
 {
     for (const mode_t mask : {0U, 022U, 077U, 0777U})
     {
@@ -185,7 +185,7 @@ TEST_F(SegmentTest, IsRemovedByItsOwner)
     EXPECT_EQ(segment.readLive(0), 1U);
 }
 
-TEST_F(SegmentTest, NeverWritesToWhatSomebodyPutAtItsHiddenName)
+TEST_F(SegmentTest, NeverWritesToAForeignFileAtItsHiddenName)
 {
     const auto target = folder.write("target", "theirs");
     fs::create_symlink(target, hidden);
@@ -204,7 +204,7 @@ TEST_F(SegmentTest, NeverWritesToWhatSomebodyPutAtItsHiddenName)
     EXPECT_TRUE(opened(file));
 }
 
-TEST_F(SegmentTest, NeverFollowsALinkThatSomebodyPutAtItsName)
+TEST_F(SegmentTest, NeverFollowsALinkAtItsName)
 {
     const auto target = folder.write("target", "theirs");
     fs::create_symlink(target, file);
@@ -214,7 +214,7 @@ TEST_F(SegmentTest, NeverFollowsALinkThatSomebodyPutAtItsName)
     EXPECT_TRUE(opened(file));
 }
 
-TEST_F(SegmentTest, SaysWhenItCannotBeMade)
+TEST_F(SegmentTest, ReportsThatItCannotBeMade)
 {
     EXPECT_EQ(makeError([this] {
                   Segment(folder.path() / "none" / "segment", capacity);
@@ -284,7 +284,7 @@ TEST_F(SegmentTest, HoldsAsManyRecordsAsSeveralTablesHave)
     EXPECT_EQ(readFrom(file).size(), 1000U);
 }
 
-TEST_F(SegmentTest, UsesSpaceAgain)
+TEST_F(SegmentTest, ReusesSpace)
 {
     Segment segment(file, capacity);
     segment.publish();
@@ -306,7 +306,7 @@ TEST_F(SegmentTest, UsesSpaceAgain)
     EXPECT_TRUE(readFrom(file).empty());
 }
 
-TEST_F(SegmentTest, TellsTheSpaceThatItUses)
+TEST_F(SegmentTest, ReportsTheSpaceThatItUses)
 {
     Segment segment(file, capacity);
     segment.publish();
@@ -472,7 +472,7 @@ TEST_F(SegmentTest, CannotBeMadeOnAFullFilesystem)
     }
 }
 
-TEST_F(SegmentTest, TakesAllOfAFilesystemThatItsCapacityIsLargerThan)
+TEST_F(SegmentTest, UsesAWholeFilesystemSmallerThanItsCapacity)
 {
     expectOnSmallFilesystem(folder.path(), "size=1m", [this] {
         Segment segment(file, 64 * capacity);
@@ -484,7 +484,7 @@ TEST_F(SegmentTest, TakesAllOfAFilesystemThatItsCapacityIsLargerThan)
     });
 }
 
-TEST_F(SegmentTest, TakesTheBlocksOfOtherSizesWhenThereIsNothingElse)
+TEST_F(SegmentTest, UsesBlocksOfOtherSizesAsALastResort)
 {
     Segment segment(file, capacity);
     segment.publish();

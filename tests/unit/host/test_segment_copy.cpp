@@ -59,7 +59,7 @@ TEST_F(SegmentCopyTest, GivesTheRecordsOfAKindInTheOrderOfTheirPaths)
     EXPECT_EQ(read(health), Found{"/c="});
 }
 
-TEST_F(SegmentCopyTest, GivesRecordsAsTheyWere)
+TEST_F(SegmentCopyTest, GivesRecordsAsTheyWereCopied)
 {
     add(fault, "/a", "x", 7, 9);
     copy.close();
@@ -70,7 +70,7 @@ TEST_F(SegmentCopyTest, GivesRecordsAsTheyWere)
     });
 }
 
-TEST_F(SegmentCopyTest, TellsWhetherThereIsAnyRecordOfTheKind)
+TEST_F(SegmentCopyTest, KnowsWhetherThereIsAnyRecordOfTheKind)
 {
     add(fault, "/a", "1");
     copy.close();

@@ -35,7 +35,7 @@ class SegmentFolder : public test::SegmentFolderTest
 
 using Names = std::set<std::string>;
 
-TEST_F(SegmentFolder, NeedNotBeThere)
+TEST_F(SegmentFolder, MayBeMissing)
 {
     EXPECT_TRUE(read().empty());
     EXPECT_EQ(livingSegments(), 0U);
@@ -43,7 +43,7 @@ TEST_F(SegmentFolder, NeedNotBeThere)
     EXPECT_FALSE(fs::exists(cache));
 }
 
-TEST_F(SegmentFolder, SaysWhenItCannotBeRead)
+TEST_F(SegmentFolder, ReportsThatItCannotBeRead)
 {
     folder.write("cache", "no folder");
     EXPECT_THROW(read(), std::system_error);
@@ -107,7 +107,7 @@ TEST_F(SegmentFolder, HoldsTheRecordsOfAProcessThatIsStopped)
     EXPECT_TRUE(deadNames().empty());
 }
 
-TEST_F(SegmentFolder, IsReadByWhoMayOnlyRead)
+TEST_F(SegmentFolder, IsReadableWithoutWriteAccess)
 {
     const auto living = owner({{"/a", "1"}});
     fs::permissions(folder.path(), fs::perms(0755));
@@ -146,7 +146,7 @@ TEST_F(SegmentFolder, LetsNoPlaceholderHideARecord)
     EXPECT_EQ(read().at("/a"), "new");
 }
 
-TEST_F(SegmentFolder, LeavesOutWhatIsNoSegment)
+TEST_F(SegmentFolder, LeavesOutOtherFiles)
 {
     const auto living = owner({{"/a", "1"}});
     const std::string good = bytesWith("/no");
@@ -181,7 +181,7 @@ TEST_F(SegmentFolder, ReadsTwoNamesOfOneFileOnce)
     EXPECT_EQ(read(), (Map{{"/a", "x"}}));
 }
 
-TEST_F(SegmentFolder, ReadsAsManySegmentsOfAUserAsMayBe)
+TEST_F(SegmentFolder, LimitsTheSegmentsOfAUser)
 {
     const std::string bytes = bytesWith("/a");
     rlimit files{};
@@ -235,7 +235,7 @@ TEST_F(SegmentFolder, FindsTheDeadWithTheirNodes)
     EXPECT_TRUE(fs::is_empty(cache));
 }
 
-TEST_F(SegmentFolder, TakesWhatIsNoSegmentForDead)
+TEST_F(SegmentFolder, TakesOtherFilesForDead)
 {
     write("text", "text");
     write("empty", "");
@@ -255,7 +255,7 @@ TEST_F(SegmentFolder, TakesWhatIsNoSegmentForDead)
     EXPECT_TRUE(fs::exists("/etc/passwd"));
 }
 
-TEST_F(SegmentFolder, TakesNoFileForDeadThatIsHeld)
+TEST_F(SegmentFolder, TakesNoLockedFileForDead)
 {
     // Such as the segments of another version of the library.
     const HeldFile version =
@@ -266,7 +266,7 @@ TEST_F(SegmentFolder, TakesNoFileForDeadThatIsHeld)
     EXPECT_TRUE(deadNames().empty());
 }
 
-TEST_F(SegmentFolder, TakesNothingForDeadThatItCannotOpen)
+TEST_F(SegmentFolder, TakesNothingForDeadWithoutDescriptors)
 {
     const auto living = owner({{"/a", "1"}});
     const auto other = owner({{"/b", "1"}});
@@ -278,7 +278,7 @@ TEST_F(SegmentFolder, TakesNothingForDeadThatItCannotOpen)
               0);
 }
 
-TEST_F(SegmentFolder, TakesForDeadWhatMayNotBeRead)
+TEST_F(SegmentFolder, TakesUnreadableFilesForDead)
 {
     const auto living = owner({{"/a", "1"}});
     const HeldFile held = hold("private", bytesWith("/c"));
@@ -292,7 +292,7 @@ TEST_F(SegmentFolder, TakesForDeadWhatMayNotBeRead)
               0);
 }
 
-TEST_F(SegmentFolder, TakesAFileThatIsMadeForDeadAfterAWhile)
+TEST_F(SegmentFolder, TakesAnUnfinishedFileForDeadAfterAMinute)
 {
     write(".new-young", "half");
     const auto left = write(".new-old", "half");

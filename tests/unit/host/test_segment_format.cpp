@@ -155,7 +155,7 @@ TEST(SegmentFormat, FindsEachFlippedBitOfABlock)
     }
 }
 
-TEST(SegmentFormat, HasAnotherHashForEachPath)
+TEST(SegmentFormat, HasADifferentHashForEachPath)
 {
     std::set<uint64_t> hashes;
     const int count = 20000;
@@ -190,7 +190,7 @@ TEST(SegmentFormat, PutsEachSlotIntoOneTable)
     EXPECT_EQ(slot, maxSlots);
 }
 
-TEST(SegmentFormat, HasAnotherPositionForEachSlot)
+TEST(SegmentFormat, HasADifferentPositionForEachSlot)
 {
     SlotPosition before{.table = 0, .index = 0};
     for (uint32_t slot = 1; slot < 100'000; ++slot)
@@ -240,7 +240,7 @@ std::string randomPath(std::size_t size)
     return path;
 }
 
-TEST(PathSignature, IsThatOfEachBeginOfThePath)
+TEST(PathSignature, MatchesEachPrefixOfThePath)
 {
     for (int round = 0; round < 3000; ++round)
     {
@@ -254,7 +254,7 @@ TEST(PathSignature, IsThatOfEachBeginOfThePath)
     }
 }
 
-TEST(PathSignature, TellsNothingOfATextThatIsShort)
+TEST(PathSignature, ExcludesNoShortText)
 {
     const uint64_t signature = PathSignature(randomPath(100)).bits;
     for (const std::size_t size : {0U, 1U, 23U})
@@ -281,7 +281,7 @@ int mistakesAt(std::size_t size)
     return mistakes;
 }
 
-TEST(PathSignature, TellsMostOtherTextsApart)
+TEST(PathSignature, ExcludesMostOtherTexts)
 {
     // The signature keeps four bits here: one of 16 other texts passes, or more
     // where a single bit differs.
@@ -293,7 +293,7 @@ TEST(PathSignature, TellsMostOtherTextsApart)
     EXPECT_EQ(mistakesAt(55), 1000);
 }
 
-TEST(PathSignature, TellsBranchesOfOneTreeApart)
+TEST(PathSignature, DistinguishesBranchesOfOneTree)
 {
     const std::string root = "/com/vexa/olvar/health/";
     std::vector<std::string> branches;

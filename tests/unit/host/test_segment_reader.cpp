@@ -157,7 +157,7 @@ TEST_F(SegmentReaderTest, OpensNoFileOfAnotherVersionOrKind)
     EXPECT_EQ(pathsIn(std::string(100'000, '\0')), noSegment);
 }
 
-TEST_F(SegmentReaderTest, ReadsWhatIsThereOfAFileThatWasCutShort)
+TEST_F(SegmentReaderTest, ReadsTheRestOfATruncatedFile)
 {
     const std::string whole = segmentOf(100, 500);
     for (std::size_t size = sizeof(SegmentHeader); size < whole.size();
@@ -168,7 +168,7 @@ TEST_F(SegmentReaderTest, ReadsWhatIsThereOfAFileThatWasCutShort)
     EXPECT_EQ(pathsIn(whole).size(), 100U);
 }
 
-TEST_F(SegmentReaderTest, ReadsNoSlotsThatAreNotThere)
+TEST_F(SegmentReaderTest, ReadsNoSlotsBeyondTheFile)
 {
     const std::string whole = segmentOf(2);
     const auto claiming = [&whole](uint32_t slots) {
@@ -262,7 +262,7 @@ TEST_F(SegmentReaderTest, LeavesOutTornSlots)
     }
 }
 
-TEST_F(SegmentReaderTest, TellsWhichLiveValueBelongsToARecord)
+TEST_F(SegmentReaderTest, FindsTheLiveValueThatBelongsToARecord)
 {
     const std::string whole = segmentOf(1);
     const auto tagged = [&whole](int difference) {
@@ -282,7 +282,7 @@ TEST_F(SegmentReaderTest, TellsWhichLiveValueBelongsToARecord)
     }
 }
 
-TEST_F(SegmentReaderTest, LeavesOutBlocksThatAreNotWhole)
+TEST_F(SegmentReaderTest, LeavesOutIncompleteBlocks)
 {
     const std::string whole = segmentOf(3, 100);
     const Paths others{pathOf(0), pathOf(2)};
@@ -318,7 +318,7 @@ TEST_F(SegmentReaderTest, LeavesOutBlocksThatAreNotWhole)
               others);
 }
 
-TEST_F(SegmentReaderTest, LeavesOutPathsThatAreNone)
+TEST_F(SegmentReaderTest, LeavesOutInvalidPaths)
 {
     const std::string bytes = segmentBytes(folder.path(), [](Segment& segment) {
         segment.add(record("/good", ""));
@@ -338,7 +338,7 @@ TEST_F(SegmentReaderTest, LeavesOutPathsThatAreNone)
         << "a path is never longer than it may be";
 }
 
-TEST_F(SegmentReaderTest, ReadsAsManySlotsAsMayBe)
+TEST_F(SegmentReaderTest, LimitsTheSlotsThatItReads)
 {
     const std::string whole = segmentOf(200);
     ReadingBudget budget;
@@ -353,7 +353,7 @@ TEST_F(SegmentReaderTest, ReadsAsManySlotsAsMayBe)
     EXPECT_FALSE(coverage.complete);
 }
 
-TEST_F(SegmentReaderTest, ReadsAsManyRecordsAsMayBe)
+TEST_F(SegmentReaderTest, LimitsTheRecordsThatItReads)
 {
     const std::string whole = segmentOf(200);
     ReadingBudget budget;
@@ -365,7 +365,7 @@ TEST_F(SegmentReaderTest, ReadsAsManyRecordsAsMayBe)
     EXPECT_FALSE(coverage.complete);
 }
 
-TEST_F(SegmentReaderTest, ReadsAsManyBytesAsMayBe)
+TEST_F(SegmentReaderTest, LimitsTheBytesThatItReads)
 {
     const std::string whole = segmentOf(200, 1000);
     ReadingBudget budget;
@@ -379,7 +379,7 @@ TEST_F(SegmentReaderTest, ReadsAsManyBytesAsMayBe)
     EXPECT_FALSE(coverage.complete);
 }
 
-TEST_F(SegmentReaderTest, KeepsOneBudgetForSeveralReads)
+TEST_F(SegmentReaderTest, SharesABudgetAmongSeveralReads)
 {
     folder.write("segment", segmentOf(10));
     ReadingBudget budget;
@@ -389,7 +389,7 @@ TEST_F(SegmentReaderTest, KeepsOneBudgetForSeveralReads)
     EXPECT_EQ(pathsOf(budget).size(), 0U);
 }
 
-TEST_F(SegmentReaderTest, RepeatsAsOftenAsMayBe)
+TEST_F(SegmentReaderTest, LimitsItsRepetitions)
 {
     std::string bytes = segmentOf(200, 1000);
     for (uint32_t slot = 0; slot < 200; ++slot)
@@ -484,7 +484,7 @@ TEST_F(SegmentReaderTest, FindsTheRecordsThatAreWanted)
     EXPECT_EQ(count(RecordQuery::below(RecordKind::selEntry, {})), 0);
 }
 
-TEST_F(SegmentReaderTest, TellsWhetherThereIsAnyRecordOfTheKind)
+TEST_F(SegmentReaderTest, KnowsWhetherThereIsAnyRecordOfTheKind)
 {
     folder.write("segment", segmentOf(1));
     ReadingBudget budget;
@@ -521,7 +521,7 @@ TEST_F(SegmentReaderTest, ReadsRecordsOfEverySize)
     EXPECT_EQ(found, expected);
 }
 
-TEST_F(SegmentReaderTest, ReadsNothingOfAReadThatWasBrokenOff)
+TEST_F(SegmentReaderTest, KeepsNothingOfAnAbortedRead)
 {
     folder.write("segment", segmentOf(10));
     const auto reader = open();
@@ -539,7 +539,7 @@ TEST_F(SegmentReaderTest, ReadsNothingOfAReadThatWasBrokenOff)
     EXPECT_EQ(found, 10);
 }
 
-TEST_F(SegmentReaderTest, LivesWithASegmentThatChangesItsSize)
+TEST_F(SegmentReaderTest, SurvivesASegmentThatChangesItsSize)
 {
     const std::string whole = segmentOf(300, 500);
     const auto file = folder.write("segment", whole);
@@ -637,7 +637,7 @@ TEST_F(RefreshedReader, CopiesNoSegmentThatIsLargerThanItSays)
     EXPECT_EQ(countWithoutBlocks(), 0U);
 }
 
-TEST_F(RefreshedReader, ForgetsItsCopyWhenTheSegmentChanges)
+TEST_F(RefreshedReader, DropsItsCopyWhenTheSegmentChanges)
 {
     const std::string bytes = segmentOf(10);
     open(bytes);
@@ -649,7 +649,7 @@ TEST_F(RefreshedReader, ForgetsItsCopyWhenTheSegmentChanges)
     EXPECT_EQ(countWithoutBlocks(), 0U);
 }
 
-TEST_F(RefreshedReader, TellsOfWhatIsNoSegmentAnyMore)
+TEST_F(RefreshedReader, ReportsAFileThatIsNoLongerASegment)
 {
     const std::string bytes = segmentOf(10);
     open(bytes);

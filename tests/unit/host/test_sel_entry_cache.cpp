@@ -115,7 +115,7 @@ std::string readOne(uint16_t id)
            std::to_string(found.size()) + " entries";
 }
 
-TEST_F(SelEntryCache, IsWhereTheLogManagerSaysThatItIs)
+TEST_F(SelEntryCache, UsesTheLogManagersObjectPaths)
 {
     EXPECT_STREQ(names::selPath, "/com/vexa/olvar/logmgr/SEL");
     EXPECT_STREQ(names::selEntryPrefix, "/com/vexa/olvar/logmgr/selentry/");
@@ -158,7 +158,7 @@ TEST_F(SelEntryCache, HasNoRecordsUntilTheFirstEntry)
     EXPECT_TRUE(found.empty());
 }
 
-TEST_F(SelEntryCache, KnowsWhetherTheMirrorIsWhereItWasMade)
+TEST_F(SelEntryCache, KnowsWhetherItsFileIsStillInPlace)
 {
     SelMirror mirror;
     EXPECT_FALSE(mirror.isInPlace());
@@ -182,7 +182,7 @@ TEST_F(SelEntryCache, KnowsWhetherTheMirrorIsWhereItWasMade)
     EXPECT_TRUE(made());
 }
 
-TEST_F(SelEntryCache, FindsAllEntriesByWhatSelectsTheLog)
+TEST_F(SelEntryCache, FindsAllEntriesByThePathOfTheLog)
 {
     ASSERT_EQ(mirror({65534, 1}), 0);
     EXPECT_TRUE(
@@ -330,7 +330,7 @@ TEST_F(SelEntryCache, IsReplacedAtOnceByAWriterThatStartsAgain)
     EXPECT_EQ(readOne(1), "second");
 }
 
-TEST_F(SelEntryCache, IsMadeAlsoWhereAWriterDiedWhileItMadeOne)
+TEST_F(SelEntryCache, IsMadeAlsoAfterAWriterDiedMakingIt)
 {
     folder.write("sel/.new-log", "half");
     EXPECT_EQ(mirror({5}), 0);
@@ -338,7 +338,7 @@ TEST_F(SelEntryCache, IsMadeAlsoWhereAWriterDiedWhileItMadeOne)
     EXPECT_FALSE(std::filesystem::exists(file().parent_path() / ".new-log"));
 }
 
-TEST_F(SelEntryCache, BelievesNoLinkAndNothingThatIsNoMirror)
+TEST_F(SelEntryCache, RefusesALinkAndAnInvalidMirror)
 {
     ASSERT_EQ(mirror({1}), 0);
     const std::string content = test::contentOf(file());
@@ -355,7 +355,7 @@ TEST_F(SelEntryCache, BelievesNoLinkAndNothingThatIsNoMirror)
     EXPECT_EQ(found.size(), 1U);
 }
 
-TEST_F(SelEntryCache, SaysWhenItCannotBeReadOrMade)
+TEST_F(SelEntryCache, ReportsThatItCannotBeReadOrMade)
 {
     folder.write("sel", "no folder");
     std::string errors;
@@ -371,7 +371,7 @@ TEST_F(SelEntryCache, SaysWhenItCannotBeReadOrMade)
     EXPECT_THAT(errors, testing::HasSubstr("data cache"));
 }
 
-TEST_F(SelEntryCache, TakesAWholeLogAndSaysWhenItIsFull)
+TEST_F(SelEntryCache, TakesAWholeLogAndReportsWhenItIsFull)
 {
     setenv("HEALTHINTF_CACHE_MIB", "2", 1);
     std::string errors;

@@ -265,7 +265,7 @@ TEST_F(StoppedWrite, OfAReplacementInPlaceShowsTheOldRecordOrTheNewOne)
     EXPECT_THAT(states, ElementsAre("/a=3000n:1 ", "/a=300o:1 "));
 }
 
-TEST_F(StoppedWrite, OfAnotherLiveValueAndPayloadNeverMixesThem)
+TEST_F(StoppedWrite, OfLiveValueAndPayloadNeverMixesOldAndNew)
 {
     const auto states = statesDuring(putTwo, [](Segment& segment) {
         segment.replace(0, record("/a", changed, 3));

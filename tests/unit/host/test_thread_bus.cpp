@@ -10,7 +10,7 @@ namespace
 
 // tests/bus/ tests with a bus that the connection stays open.
 
-TEST(ThreadBus, SaysThatThereIsNoBus)
+TEST(ThreadBus, ReportsThatThereIsNoBus)
 {
     healthintf::test::haveNoBus();
     EXPECT_EQ(healthintf::test::inChild([] {

@@ -43,7 +43,7 @@ TEST(LogThreshold, ComesFromTheEnvironment)
               defaultLogLevel);
 }
 
-TEST(LogThreshold, IsTheUsualOneForAWrongLevelWhichIsReported)
+TEST(LogThreshold, IsTheDefaultForAWrongLevelAndReportsIt)
 {
     setenv("HEALTHINTF_LOG_LEVEL", "loud", 1);
     std::string errors;

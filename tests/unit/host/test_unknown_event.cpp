@@ -33,7 +33,7 @@ TEST(UnknownEvent, IsAWarningUntilItEnds)
     EXPECT_EQ(unknownMessage(unknown(false)).ledState, LedState::none);
 }
 
-TEST(UnknownEvent, SaysWhatItsNumbersAre)
+TEST(UnknownEvent, ContainsItsNumbers)
 {
     EXPECT_THAT(unknownMessage(unknown(true)).text,
                 HasSubstr("OEM event type 0x7A, offset 0x0B"));
@@ -41,7 +41,7 @@ TEST(UnknownEvent, SaysWhatItsNumbersAre)
               unknownMessage(unknown(false)).text);
 }
 
-TEST(UnknownEvent, HasAnIdentifierThatNoOtherHas)
+TEST(UnknownEvent, HasAUniqueIdentifier)
 {
     std::set<std::string> ids;
     EventRecord record = unknown(true);
@@ -68,7 +68,7 @@ TEST(UnknownEvent, HasAnIdentifierThatNoOtherHas)
     }
 }
 
-TEST(UnknownEvent, TellsOemSensorTypesFromReservedOnes)
+TEST(UnknownEvent, DistinguishesOemFromReservedSensorTypes)
 {
     EXPECT_EQ(unknownSensorType(0xC0).name, "OEM type 0xC0");
     EXPECT_EQ(unknownSensorType(0xC0).component, "OemC0");

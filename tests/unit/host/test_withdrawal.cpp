@@ -62,7 +62,7 @@ class WithdrawalTest : public test::CacheTest
 
 using Keys = std::vector<std::string>;
 
-TEST_F(WithdrawalTest, FindsWhatADeadProcessLeftAndNothingElse)
+TEST_F(WithdrawalTest, FindsOnlyTheNodesOfADeadProcess)
 {
     Child living = daemon("/a");
     hearIdentity(living);
@@ -129,7 +129,7 @@ TEST_F(WithdrawalTest, LeavesAKeyThatAnotherTookOver)
               0);
 }
 
-TEST_F(WithdrawalTest, TellsOnceOfWhatItCannotRemove)
+TEST_F(WithdrawalTest, LogsOnceWhatItCannotRemove)
 {
     if (geteuid() != 0)
     {
@@ -162,7 +162,7 @@ TEST_F(WithdrawalTest, HasNothingToRemoveWithoutADataCache)
               0);
 }
 
-TEST_F(WithdrawalTest, SaysWhenTheDataCacheCannotBeRead)
+TEST_F(WithdrawalTest, ReportsThatTheDataCacheCannotBeRead)
 {
     folder.write("datacache", "no folder");
     std::string errors;

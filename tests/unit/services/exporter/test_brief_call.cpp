@@ -42,7 +42,7 @@ class BriefCallTest : public testing::Test
                     .member = "Ping"}};
 };
 
-TEST_F(BriefCallTest, HasTheAnswerOfAServiceThatRuns)
+TEST_F(BriefCallTest, ReturnsTheReplyOfARunningService)
 {
     Child willing = service([](sd_bus* own) {
         while (sd_bus_process(own, nullptr) >= 0)
@@ -70,13 +70,13 @@ TEST_F(BriefCallTest, PassesItsArgument)
     EXPECT_NE(has, 0);
 }
 
-TEST_F(BriefCallTest, HasNoAnswerWithoutServiceOrBus)
+TEST_F(BriefCallTest, ReturnsNothingWithoutServiceOrBus)
 {
     EXPECT_EQ(ping.make(bus.get()), nullptr);
     EXPECT_EQ(ping.make(nullptr), nullptr);
 }
 
-TEST_F(BriefCallTest, TakesAnErrorForNoAnswer)
+TEST_F(BriefCallTest, ReturnsNothingForAnErrorReply)
 {
     BriefCall unknown({.service = "org.freedesktop.DBus",
                        .path = "/org/freedesktop/DBus",
@@ -85,7 +85,7 @@ TEST_F(BriefCallTest, TakesAnErrorForNoAnswer)
     EXPECT_EQ(unknown.make(bus.get()), nullptr);
 }
 
-TEST_F(BriefCallTest, WaitsShortlyAndThenNotForAWhile)
+TEST_F(BriefCallTest, WaitsBrieflyAndThenPausesItsCalls)
 {
     Child stuck = service([](sd_bus*) {
         Child::Parent::waitForever();

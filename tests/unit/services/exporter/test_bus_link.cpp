@@ -113,7 +113,7 @@ TEST_F(BusLinkTest, ConnectsAnewToABusThatComesBack)
     EXPECT_EQ(opened, 2);
 }
 
-TEST_F(BusLinkTest, LetsItsLoopEndWhileTheBusDoesNotGreetIt)
+TEST_F(BusLinkTest, LetsItsLoopEndWhileTheBusDoesNotAnswerHello)
 {
     const test::TemporaryFolder folder;
     const auto name = folder.path() / "bus";

@@ -67,7 +67,7 @@ class EndpointTest : public testing::Test
     Child server;
 };
 
-TEST_F(EndpointTest, GivesTheScrapeWithItsType)
+TEST_F(EndpointTest, ServesTheScrapeWithItsContentType)
 {
     const std::string answer = get("/metrics");
     EXPECT_THAT(answer, StartsWith("HTTP/1.1 200 OK\r\n"));
@@ -77,7 +77,7 @@ TEST_F(EndpointTest, GivesTheScrapeWithItsType)
     EXPECT_THAT(answer, EndsWith("\r\n\r\nall\n"));
 }
 
-TEST_F(EndpointTest, TakesNoNoticeOfAQuery)
+TEST_F(EndpointTest, IgnoresAQueryString)
 {
     EXPECT_THAT(get("/metrics?a=b"), EndsWith("\r\n\r\nall\n"));
 }
@@ -97,7 +97,7 @@ TEST_F(EndpointTest, AnswersAWholeUrlAsItsPath)
     }
 }
 
-TEST_F(EndpointTest, GivesTheHeadAlone)
+TEST_F(EndpointTest, AnswersHeadWithoutABody)
 {
     const std::string answer =
         answerTo("HEAD /metrics HTTP/1.1\r\nHost: x\r\n\r\n");
@@ -105,7 +105,7 @@ TEST_F(EndpointTest, GivesTheHeadAlone)
     EXPECT_THAT(answer, EndsWith("\r\n\r\n"));
 }
 
-TEST_F(EndpointTest, HasNothingElsewhere)
+TEST_F(EndpointTest, AnswersOtherPathsWithNotFound)
 {
     for (const char* url : {"/", "/metrics/", "/../etc/passwd", "/%00"})
     {
@@ -127,7 +127,7 @@ TEST_F(EndpointTest, RefusesOtherMethods)
     expectAlive();
 }
 
-TEST_F(EndpointTest, DoesNotTakeABody)
+TEST_F(EndpointTest, RefusesABody)
 {
     const std::string answer = answerTo(
         "POST /metrics HTTP/1.1\r\nHost: x\r\nContent-Length: 1000000000\r\n"
@@ -170,7 +170,7 @@ TEST_F(EndpointTest, OutlivesGarbage)
     }
 }
 
-TEST_F(EndpointTest, ServesOthersBesideHalfRequests)
+TEST_F(EndpointTest, ServesOthersBesideUnfinishedRequests)
 {
     std::list<HttpClient> half;
     for (unsigned int i = 0; i + 1 < Endpoint::mostConnections; ++i)
@@ -180,7 +180,7 @@ TEST_F(EndpointTest, ServesOthersBesideHalfRequests)
     expectAlive();
 }
 
-TEST_F(EndpointTest, EndsHalfRequestsSoThatAllArePutThrough)
+TEST_F(EndpointTest, ClosesUnfinishedRequestsSoThatAllAreServed)
 {
     std::list<HttpClient> half;
     for (unsigned int i = 0; i < 2 * Endpoint::mostConnections; ++i)
@@ -240,7 +240,7 @@ TEST_F(EndpointTest, KeepsNoScrapeWaitingForAThousandSlowConnections)
         << "it has waited for their end";
 }
 
-TEST_F(EndpointTest, EndsTheOldestOfTooManyIdleConnections)
+TEST_F(EndpointTest, ClosesTheOldestOfTooManyIdleConnections)
 {
     std::list<HttpClient> idle;
     for (unsigned int i = 0; i < Endpoint::mostConnections; ++i)
@@ -292,7 +292,7 @@ class FailingScrape : public EndpointTest
     {}
 };
 
-TEST_F(FailingScrape, FailsAlone)
+TEST_F(FailingScrape, LeavesOtherRequestsAlone)
 {
     EXPECT_EQ(get("/metrics"), "");
     expectAlive();
@@ -319,7 +319,7 @@ TEST_F(LargeScrape, IsNotCutOffForIdleConnections)
     EXPECT_THAT(reader.rest(), EndsWith("xall\n"));
 }
 
-TEST_F(LargeScrape, ComesBesideThoseWhoDoNotReadTheirs)
+TEST_F(LargeScrape, IsServedBesideClientsThatDoNotRead)
 {
     std::list<HttpClient> readers;
     for (unsigned int i = 0; i < 2 * Endpoint::mostConnections; ++i)
@@ -333,7 +333,7 @@ TEST_F(LargeScrape, ComesBesideThoseWhoDoNotReadTheirs)
         << "it has waited for their end";
 }
 
-TEST_F(LargeScrape, ComesWhole)
+TEST_F(LargeScrape, IsServedCompletely)
 {
     const std::string answer = get("/metrics");
     EXPECT_EQ(answer.size() - answer.find("\r\n\r\n") - 4, size + 4);

@@ -83,7 +83,7 @@ TEST_F(Evictions, CountWithEntriesThatWereThereBefore)
     EXPECT_EQ(count.evictions(), (Counted{{fan, 1}}));
 }
 
-TEST_F(Evictions, DoNotCountBeforeAllIsKnown)
+TEST_F(Evictions, DoNotCountBeforeTheInitialStateIsKnown)
 {
     add(1, 11);
     count.removed(entry(1));
@@ -94,7 +94,7 @@ TEST_F(Evictions, DoNotCountBeforeAllIsKnown)
     EXPECT_EQ(count.evictions(), (Counted{{fan, 1}}));
 }
 
-TEST_F(Evictions, AreNotSeenInAnEntryThatWasOnItsWayOutWhenItWasRead)
+TEST_F(Evictions, AreNotSeenInAnEntryThatWasReadDuringItsRemoval)
 {
     add(1, 10);
     count.removed(entry(10));

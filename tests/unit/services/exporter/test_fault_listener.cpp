@@ -77,7 +77,7 @@ class FaultListenerTest : public testing::Test
     BusClient client;
 };
 
-TEST_F(FaultListenerTest, CountsAnEvictionThatItHears)
+TEST_F(FaultListenerTest, CountsAnAnnouncedEviction)
 {
     listen();
     add(1, 11);
@@ -93,7 +93,7 @@ TEST_F(FaultListenerTest, CountsNoRemoval)
     EXPECT_EQ(evictions(), Counted());
 }
 
-TEST_F(FaultListenerTest, KnowsWhatWasThereBefore)
+TEST_F(FaultListenerTest, KnowsTheEntriesFromBefore)
 {
     for (int number = 1; number <= 10; ++number)
     {
@@ -129,7 +129,7 @@ TEST_F(FaultListenerTest, ForgetsTheEntriesOfAProcessThatIsGone)
     EXPECT_EQ(evictions(), Counted());
 }
 
-TEST_F(FaultListenerTest, DoesNotCountUntilItKnowsWhatWasThere)
+TEST_F(FaultListenerTest, DoesNotCountUntilItKnowsTheEntriesFromBefore)
 {
     listener.listen(client.get());
     EXPECT_FALSE(listener.count().isCounting());

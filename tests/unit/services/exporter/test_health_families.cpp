@@ -40,7 +40,7 @@ Snapshot withCache(CacheContent content)
     return snapshot;
 }
 
-TEST(HealthFamilies, SayWhatIsAwayWhenNothingCouldBeFound)
+TEST(HealthFamilies, ReportWhatIsDownWhenNothingCouldBeRead)
 {
     EXPECT_EQ(samplesOf({}),
               (Lines{"healthintf_build_info{version=\"1.2.3\"} 1",
@@ -72,7 +72,7 @@ TEST(HealthFamilies, CountFaultsBySeverityAndHiddenState)
     EXPECT_THAT(lines, Contains(of + "\"unknown\",hidden=\"true\"} 0"));
 }
 
-TEST(HealthFamilies, SayOfANodeWithoutFaultsThatItHasNone)
+TEST(HealthFamilies, ReportZeroFaultsForANodeWithoutFaults)
 {
     Snapshot snapshot = withCache({{{"/r", 2}}, {}});
     snapshot.evictions.emplace();
@@ -84,7 +84,7 @@ TEST(HealthFamilies, SayOfANodeWithoutFaultsThatItHasNone)
                          "0"));
 }
 
-TEST(HealthFamilies, CountAllSeveritiesThatAreNoneInOneSample)
+TEST(HealthFamilies, CountAllInvalidSeveritiesInOneSample)
 {
     CacheContent content;
     content.faults["/r"] = {{{5, false}, 3}, {{77, false}, 4}};
@@ -127,7 +127,7 @@ TEST(HealthFamilies, HaveTheFillOfTheDataCache)
     }
 }
 
-TEST(HealthFamilies, HaveWhatTheLogManagerSays)
+TEST(HealthFamilies, HaveTheStatusOfTheLog)
 {
     Snapshot snapshot;
     snapshot.bus = true;
@@ -146,14 +146,14 @@ TEST(HealthFamilies, HaveWhatTheLogManagerSays)
     }
 }
 
-TEST(HealthFamilies, SayWhetherTheHealthManagerAnswers)
+TEST(HealthFamilies, ReportWhetherTheHealthManagerAnswers)
 {
     Snapshot snapshot;
     snapshot.healthmgr = true;
     EXPECT_THAT(samplesOf(snapshot), Contains("healthintf_healthmgr_up 1"));
 }
 
-TEST(HealthFamilies, LeaveOutTimesThatNeverWere)
+TEST(HealthFamilies, LeaveOutUnsetTimes)
 {
     Snapshot snapshot;
     snapshot.log = services::LogStatus{};

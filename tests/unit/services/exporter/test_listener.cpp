@@ -23,7 +23,7 @@ TEST(ParseAddress, TakesAddressAndPort)
     EXPECT_EQ(v6.port, 0);
 }
 
-TEST(ParseAddress, RefusesWhatIsNone)
+TEST(ParseAddress, RefusesAnInvalidAddress)
 {
     for (const char* text :
          {"", ":", "9942", "127.0.0.1", "127.0.0.1:", "127.0.0.1:x",
@@ -74,7 +74,7 @@ class ListenerOnAPath : public testing::Test
     std::filesystem::path path = folder.path() / "metrics.sock";
 };
 
-TEST_F(ListenerOnAPath, IsThereAsLongAsItLives)
+TEST_F(ListenerOnAPath, ExistsAsLongAsItsObject)
 {
     {
         const Listener listener(path);
@@ -85,7 +85,7 @@ TEST_F(ListenerOnAPath, IsThereAsLongAsItLives)
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
-TEST_F(ListenerOnAPath, TakesThePlaceOfOneWhoseProgramIsGone)
+TEST_F(ListenerOnAPath, ReplacesTheSocketOfADeadProgram)
 {
     // Closing the descriptor alone leaves the socket file behind.
     const auto moved = folder.path() / "moved.sock";
@@ -98,14 +98,14 @@ TEST_F(ListenerOnAPath, TakesThePlaceOfOneWhoseProgramIsGone)
     EXPECT_TRUE(listens(listener.fd()));
 }
 
-TEST_F(ListenerOnAPath, LeavesOneThatLivesAlone)
+TEST_F(ListenerOnAPath, DoesNotReplaceALiveListener)
 {
     const Listener first(path);
     EXPECT_THROW(Listener{path}, std::system_error);
     EXPECT_TRUE(std::filesystem::is_socket(path));
 }
 
-TEST_F(ListenerOnAPath, LeavesOneThatCameInItsPlaceAtItsEnd)
+TEST_F(ListenerOnAPath, LeavesItsReplacementAtItsEnd)
 {
     std::optional<Listener> first(path);
     std::filesystem::remove(path);
@@ -114,7 +114,7 @@ TEST_F(ListenerOnAPath, LeavesOneThatCameInItsPlaceAtItsEnd)
     EXPECT_TRUE(std::filesystem::is_socket(path));
 }
 
-TEST_F(ListenerOnAPath, LeavesAFileAlone)
+TEST_F(ListenerOnAPath, DoesNotReplaceAFile)
 {
     folder.write("metrics.sock", "mine");
     EXPECT_THROW(Listener{path}, std::system_error);

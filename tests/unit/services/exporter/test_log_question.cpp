@@ -97,7 +97,7 @@ TEST_F(LogQuestionTest, FindsNothingInAnAnswerThatLacksAProperty)
     }));
 }
 
-TEST_F(LogQuestionTest, FindsNothingInAnotherAnswer)
+TEST_F(LogQuestionTest, FindsNothingInAMalformedAnswer)
 {
     EXPECT_FALSE(foundIn([](sd_bus_message* reply) {
         return sd_bus_message_append(reply, "s", "none");

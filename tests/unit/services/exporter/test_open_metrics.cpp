@@ -22,7 +22,7 @@ std::string numberIn(double value)
                        text.size() - before.size() - after.size());
 }
 
-TEST(OpenMetrics, OfNothingAreTheEndMark)
+TEST(OpenMetrics, WithoutFamiliesAreTheEndMark)
 {
     EXPECT_EQ(render({}), "# EOF\n");
 }
@@ -70,7 +70,7 @@ TEST(OpenMetrics, WriteWholeNumbersWithoutExponent)
     EXPECT_EQ(numberIn(9007199254740992), "9007199254740992");
 }
 
-TEST(OpenMetrics, WriteOtherNumbersSoThatTheyAreReadBackTheSame)
+TEST(OpenMetrics, WriteOtherNumbersWithoutLoss)
 {
     for (const double number : {0.1, 1.0 / 3, 2.5e-9, 1.5e300, 87.5})
     {
@@ -78,7 +78,7 @@ TEST(OpenMetrics, WriteOtherNumbersSoThatTheyAreReadBackTheSame)
     }
 }
 
-TEST(OpenMetrics, HaveWordsForWhatIsNoNumber)
+TEST(OpenMetrics, HaveWordsForNanAndInfinity)
 {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     EXPECT_EQ(numberIn(infinity), "+Inf");

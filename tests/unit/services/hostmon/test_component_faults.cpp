@@ -97,7 +97,7 @@ TEST_F(FaultsOfAComponent, AreAllReportedWhileThereIsRoom)
                                                  "7", "8", "9", "10"));
 }
 
-TEST_F(FaultsOfAComponent, AreReportedWithoutATextWhereTheRegistryHasNone)
+TEST_F(FaultsOfAComponent, AreReportedWithoutATextForAnUnknownMessage)
 {
     platform().messages.clear();
     add(1);
@@ -109,7 +109,7 @@ TEST_F(FaultsOfAComponent, AreReportedWithoutATextWhereTheRegistryHasNone)
     EXPECT_EQ(component->computeHealthStatusFromFaultList(), 3u);
 }
 
-TEST_F(FaultsOfAComponent, AreCountedWhereTheyHaveNoPlace)
+TEST_F(FaultsOfAComponent, AreCountedWhenThereIsNoRoom)
 {
     addRange(1, 11);
     EXPECT_THAT(reported(), UnorderedElementsAre("1", "2", "3", "4", "5", "6",
@@ -120,7 +120,7 @@ TEST_F(FaultsOfAComponent, AreCountedWhereTheyHaveNoPlace)
     EXPECT_THAT(reported(), testing::Contains("3 more"));
 }
 
-TEST_F(FaultsOfAComponent, AreReportedWhenThereIsAPlace)
+TEST_F(FaultsOfAComponent, AreReportedWhenThereIsRoomAgain)
 {
     addRange(1, 12);
     reported();

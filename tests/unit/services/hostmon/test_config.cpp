@@ -88,7 +88,7 @@ severity = "warning"
     EXPECT_EQ(LevelTracker(w[6].limits).nextLevel(0), Level::warning);
 }
 
-TEST(ConfigText, HasUsualValues)
+TEST(ConfigText, HasDefaultValues)
 {
     const Config config = parse(R"([[temperature]]
 warning = 80
@@ -97,7 +97,7 @@ critical = 90)");
     EXPECT_EQ(std::get<Temperature>(config.watches[0].subject).sensor, "*");
 }
 
-TEST(ConfigText, PutsComponentsWhereItIsTold)
+TEST(ConfigText, PutsComponentsAtTheConfiguredKeys)
 {
     const Config config = parse(R"(
 component = "/com/vexa/olvar/health/rack"
@@ -115,7 +115,7 @@ critical = 10
               "/com/vexa/olvar/health/other/memory");
 }
 
-TEST(ConfigText, RefusesTheSameThingTwiceOnOneComponent)
+TEST(ConfigText, RefusesTheSameSubjectTwiceOnOneComponent)
 {
     const std::string memory = "[[memory]]\nwarning = 2\ncritical = 1\n";
     const std::string component =
@@ -132,7 +132,7 @@ TEST(ConfigText, RefusesTheSameThingTwiceOnOneComponent)
         2U);
 }
 
-TEST(ConfigText, NamesFileLineAndKeyOfWhatIsWrong)
+TEST(ConfigText, NamesFileLineAndKeyOfAnError)
 {
     EXPECT_EQ(errorOf("\ninterval = 0"),
               "file.toml:2: interval: must be a number from 0.1 to 86400");

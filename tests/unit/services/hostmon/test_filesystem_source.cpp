@@ -18,7 +18,7 @@ TEST(FilesystemUsage, IsAPercentage)
     EXPECT_LE(used, 100);
 }
 
-TEST(FilesystemUsage, IsAnErrorWhereThereIsNone)
+TEST(FilesystemUsage, IsAnErrorWhereThereIsNoFilesystem)
 {
     EXPECT_THROW(readUsedPercent("/nonexistent"), std::runtime_error);
     EXPECT_THROW(readUsedPercent("/proc"), std::runtime_error)

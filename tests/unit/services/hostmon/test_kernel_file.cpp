@@ -49,7 +49,7 @@ TEST(KernelFile, IsNamedWhenItCannotBeRead)
     EXPECT_THROW(readKernelFile("/tmp"), std::runtime_error);
 }
 
-TEST(KernelFile, SaysWhetherItIsThereWhenItCannotBeRead)
+TEST(KernelFile, ReportsWhetherItExistsWhenItCannotBeRead)
 {
     const auto failureOf = [](const std::string& file) {
         try

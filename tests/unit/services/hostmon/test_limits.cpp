@@ -67,7 +67,7 @@ TEST(LevelOfReadings, DoesNotFlapAroundALimit)
               std::vector<Level>(5, warning));
 }
 
-TEST(LevelOfReadings, StaysUntilItIsTaken)
+TEST(LevelOfReadings, IsNotChangedByAskingForTheNext)
 {
     const LevelTracker tracker(above);
     EXPECT_EQ(tracker.nextLevel(95), critical);

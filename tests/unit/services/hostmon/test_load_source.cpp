@@ -13,7 +13,7 @@ namespace healthintf::hostmon
 namespace
 {
 
-TEST(LoadAverage, IsThatOfItsTimeForEachProcessor)
+TEST(LoadAverage, IsDividedByTheNumberOfProcessors)
 {
     const test::TemporaryFolder folder;
     const auto file = folder.write("loadavg", "8.00 4.00 2.00 1/100 999\n");

@@ -204,7 +204,7 @@ TEST_F(MonitorOfAMachine, KeepsFaultsOfChipsWithOneNameApart)
     EXPECT_EQ(texts(), Lines{"nvme/temp1 (hwmon0): 97.0!"});
 }
 
-TEST_F(MonitorOfAMachine, ReportsAgainWhatHadNoPlaceWhenThereIsOne)
+TEST_F(MonitorOfAMachine, ReportsOmittedFaultsWhenThereIsRoomAgain)
 {
     platform().messages["HostMonitor.1.0.MoreCriticalFaults"] = {1, "%2 more"};
     const auto sensor = [this](int number, const std::string& value) {
@@ -236,7 +236,7 @@ TEST_F(MonitorOfAMachine, ReportsAgainWhatHadNoPlaceWhenThereIsOne)
                                               "chip/temp22 (hwmon0): 97.0!"));
 }
 
-TEST_F(MonitorOfAMachine, HasAComponentForEachDeviceWhereItIsAskedTo)
+TEST_F(MonitorOfAMachine, HasAComponentForEachDeviceOnRequest)
 {
     for (const std::string chip : {"hwmon0", "hwmon1"})
     {
@@ -312,7 +312,7 @@ TEST_F(MonitorOfAMachine, GoesOnWhileASourceBlocks)
     });
 }
 
-TEST_F(MonitorOfAMachine, TellsABlockedSourceInTimeHoweverOftenItLooks)
+TEST_F(MonitorOfAMachine, ReportsABlockedSourceInTimeForAnyInterval)
 {
     platform().messages[unreadableId] = {2, "%1: %2"};
     config.timeout = std::chrono::milliseconds(2000);
@@ -342,7 +342,7 @@ TEST_F(MonitorOfAMachine, EndsWhileASourceBlocks)
     letGo(pipe);
 }
 
-TEST_F(MonitorOfAMachine, LeavesNoMoreThanSoManyThreadsBehind)
+TEST_F(MonitorOfAMachine, LimitsTheThreadsThatItAbandons)
 {
     platform().messages[unreadableId] = {2, "%1: %2"};
     config.timeout = std::chrono::milliseconds(5);
@@ -437,7 +437,7 @@ TEST_F(MonitorOfAMachine, CountsSensorNumbersFrom1To255)
     EXPECT_EQ(uses[2], 1);
 }
 
-TEST_F(MonitorOfAMachine, SaysOnceThatTwoTablesWatchOneSensor)
+TEST_F(MonitorOfAMachine, LogsOnceThatTwoTablesWatchOneSensor)
 {
     machine.write("sys/class/hwmon/hwmon0/name", "chip");
     machine.write("sys/class/hwmon/hwmon0/temp1_label", "Core");
@@ -469,7 +469,7 @@ TEST_F(MonitorOfAMachine, SaysOnceThatTwoTablesWatchOneSensor)
                     "/a: the first one counts")));
 }
 
-TEST_F(MonitorOfAMachine, WithdrawsWhatIsGoneThoughANewDeviceGetsNoComponent)
+TEST_F(MonitorOfAMachine, WithdrawsGoneDevicesThoughANewOneGetsNoComponent)
 {
     watchTemperatures();
     std::get<Temperature>(config.watches[0].subject).eachDevice = true;
@@ -509,7 +509,7 @@ TEST_F(MonitorOfAMachine, WithdrawsWhatIsGoneThoughANewDeviceGetsNoComponent)
     });
 }
 
-TEST_F(MonitorOfAMachine, HasAComponentForWhatTheMachineLacks)
+TEST_F(MonitorOfAMachine, HasAComponentForAMissingSource)
 {
     watch(Temperature{"*"}, root + "/a");
     start();

@@ -11,7 +11,7 @@ namespace healthintf::hostmon
 namespace
 {
 
-TEST(PressureOfAResource, IsThatOfSomeTasksInItsTime)
+TEST(PressureOfAResource, IsTheShareOfSomeTasksInItsPeriod)
 {
     const test::TemporaryFolder folder;
     const auto file =

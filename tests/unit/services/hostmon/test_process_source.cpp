@@ -59,7 +59,7 @@ TEST_F(Processes, AreCountedByEachOfSeveralNames)
     EXPECT_EQ(count("missing|other"), 0u);
 }
 
-TEST_F(Processes, HaveOnlySoMuchOfALongName)
+TEST_F(Processes, AreMatchedByTheBeginningOfALongName)
 {
     EXPECT_EQ(count("abcdefghijklmnopqrst"), 1u);
     // The kernel shows more than 15 characters of its own threads' names.
@@ -68,7 +68,7 @@ TEST_F(Processes, HaveOnlySoMuchOfALongName)
     EXPECT_EQ(count("rcu_tasks_kthre"), 1u);
 }
 
-TEST_F(Processes, LiveByTheIdInAFile)
+TEST_F(Processes, AreFoundByTheIdInAFile)
 {
     EXPECT_TRUE(lives("10\n"));
     EXPECT_TRUE(lives("11"));
@@ -90,7 +90,7 @@ std::string makeStat(const std::string& startTime)
            startTime + " 30 40\n";
 }
 
-TEST_F(Processes, AreNotTheOthersThatHaveTheirIdLater)
+TEST_F(Processes, AreNotTakenForLaterOnesWithTheSameId)
 {
     const std::string pidfile = folder.write("pidfile", "10\n");
     PidfileProcess process(folder.path(), pidfile);

@@ -35,7 +35,7 @@ double ownNumber(std::string& /*kept*/)
     return getpid();
 }
 
-TEST(ReadInAnotherProcess, GivesWhatTheReadGives)
+TEST(ReadInAnotherProcess, ReturnsTheReading)
 {
     ReadingProcess reading([number = 0.5](std::string&) mutable {
         return number += 1;
@@ -44,7 +44,7 @@ TEST(ReadInAnotherProcess, GivesWhatTheReadGives)
     EXPECT_EQ(reading.read(), 2.5);
 }
 
-TEST(ReadInAnotherProcess, SaysWhyThereIsNoReading)
+TEST(ReadInAnotherProcess, ReportsTheCauseOfAMissingReading)
 {
     ReadingProcess reading([](std::string&) -> double {
         throw std::runtime_error("unable to ask");
@@ -63,7 +63,7 @@ TEST(ReadInAnotherProcess, SaysWhyThereIsNoReading)
     }
 }
 
-TEST(ReadInAnotherProcess, IsTriedByTheNextOneWhenItTakesTooLong)
+TEST(ReadInAnotherProcess, MovesToANewProcessWhenItTakesTooLong)
 {
     const test::TemporaryFolder folder;
     const auto tried = folder.path() / "tried";
@@ -96,7 +96,7 @@ TEST(ReadInAnotherProcess, CutsACauseThatIsTooLong)
     }
 }
 
-TEST(ReadInAnotherProcess, IsAlwaysInTheSame)
+TEST(ReadInAnotherProcess, AlwaysUsesTheSameProcess)
 {
     ReadingProcess reading(ownNumber);
     const pid_t process = findProcess(reading);
@@ -104,7 +104,7 @@ TEST(ReadInAnotherProcess, IsAlwaysInTheSame)
     EXPECT_EQ(findProcess(reading), process);
 }
 
-TEST(ReadInAnotherProcess, HasNothingOpenOfItsOwner)
+TEST(ReadInAnotherProcess, InheritsNoOpenFiles)
 {
     ReadingProcess reading([](std::string&) {
         const std::filesystem::directory_iterator all("/proc/self/fd");
@@ -115,7 +115,7 @@ TEST(ReadInAnotherProcess, HasNothingOpenOfItsOwner)
     EXPECT_EQ(reading.read(), 5);
 }
 
-TEST(ReadInAnotherProcess, GoesOnInANewOneWhenThatHasEnded)
+TEST(ReadInAnotherProcess, ContinuesInANewProcessWhenTheOldOneEnded)
 {
     ReadingProcess reading(ownNumber);
     const pid_t first = findProcess(reading);
@@ -124,7 +124,7 @@ TEST(ReadInAnotherProcess, GoesOnInANewOneWhenThatHasEnded)
     EXPECT_NE(findProcess(reading), first);
 }
 
-TEST(ReadInAnotherProcess, GoesOnWithWhatItKeptInANewOne)
+TEST(ReadInAnotherProcess, PassesItsStateToANewProcess)
 {
     ReadingProcess reading([](std::string& kept) {
         kept += 'x';
@@ -135,7 +135,7 @@ TEST(ReadInAnotherProcess, GoesOnWithWhatItKeptInANewOne)
     EXPECT_EQ(reading.read(), 3);
 }
 
-TEST(ReadInAnotherProcess, ForgetsWhatItKeptWhenItFails)
+TEST(ReadInAnotherProcess, DropsItsStateWhenItFails)
 {
     ReadingProcess reading([](std::string& kept) {
         if (kept.empty())
@@ -157,7 +157,7 @@ TEST(ReadInAnotherProcess, FailsWhenEachProcessEnds)
     EXPECT_THROW(reading.read(), std::runtime_error);
 }
 
-TEST(ReadInAnotherProcess, LeavesNoProcessThatWouldHaveToBeWaitedFor)
+TEST(ReadInAnotherProcess, LeavesNoZombie)
 {
     {
         ReadingProcess reading(ownNumber);
@@ -168,7 +168,7 @@ TEST(ReadInAnotherProcess, LeavesNoProcessThatWouldHaveToBeWaitedFor)
     EXPECT_EQ(errno, ECHILD);
 }
 
-TEST(ReadInAnotherProcess, EndsWithItsOwnerEvenIfItNeverWould)
+TEST(ReadInAnotherProcess, EndsWithItsOwnerEvenWhenItHangs)
 {
     test::Child owner([](const test::Child::Parent& parent) {
         ReadingProcess reading([first = true](std::string& kept) mutable {

@@ -48,7 +48,7 @@ TEST_F(Sources, ReadBelowTheirRoot)
     EXPECT_GT(only(Filesystem{"/"}).read(), 0);
 }
 
-TEST_F(Sources, HaveNamesForPeople)
+TEST_F(Sources, HaveReadableNames)
 {
     EXPECT_EQ(only(Filesystem{"/var"}).name, "/var");
     EXPECT_EQ(only(Memory{}).name, "memory");
@@ -69,7 +69,7 @@ TEST_F(Sources, AreAsManyAsThereAreTemperatures)
     EXPECT_TRUE(makeSources(Temperature{"chip/temp3"}, folder.path()).empty());
 }
 
-TEST_F(Sources, ThrowWhatKeepsThemFromReading)
+TEST_F(Sources, ThrowWhenTheyCannotRead)
 {
     EXPECT_THROW(only(Memory{}).read(), std::runtime_error);
     EXPECT_THROW(only(Pressure{"io", 10}).read(), std::runtime_error);
@@ -92,7 +92,7 @@ void killChildren()
     }
 }
 
-TEST_F(Sources, KnowTheProcessOfAPidfileThoughTheirReaderEnds)
+TEST_F(Sources, RememberThePidfilesProcessWhenTheirReaderEnds)
 {
     const auto writeStart = [&](const std::string& startTime) {
         folder.write(

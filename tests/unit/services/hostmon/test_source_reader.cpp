@@ -34,7 +34,7 @@ TEST(ReaderOfASource, GivesEachReadingOnce)
     EXPECT_EQ(reader.wait(patience).value().value, 2);
 }
 
-TEST(ReaderOfASource, SaysWhyThereIsNoReading)
+TEST(ReaderOfASource, ReportsTheCauseOfAMissingReading)
 {
     SourceReader reader(
         []() -> double {
@@ -58,7 +58,7 @@ TEST(ReaderOfASource, SaysTheCauseAsATextThatFaultsMayHave)
     EXPECT_EQ(reader.wait(patience).value().failure, "/mnt/? is not mounted");
 }
 
-TEST(ReaderOfASource, TellsWhenAReadingHasArrived)
+TEST(ReaderOfASource, ReportsTheArrivalOfAReading)
 {
     auto arrived = std::make_shared<std::promise<void>>();
     SourceReader reader(
@@ -174,7 +174,7 @@ TEST_F(ReadersLeftBehind, AreSixteenAtMostBeforeThereIsNoOther)
     waitUntilLeft(0);
 }
 
-TEST_F(ReadersLeftBehind, AreNoneOfThoseThatWereIdle)
+TEST_F(ReadersLeftBehind, DoNotIncludeIdleOnes)
 {
     {
         SourceReader idle(

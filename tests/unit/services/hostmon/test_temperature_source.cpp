@@ -52,7 +52,7 @@ TEST_F(Temperatures, AreShownAsTextsThatFaultsMayHave)
     EXPECT_TRUE(sensor.matches("a\xff\x1b[31m/temp1"));
 }
 
-TEST_F(Temperatures, AreNotGoneWhenTheyCannotBeLookedFor)
+TEST_F(Temperatures, AreAnErrorWhenTheyCannotBeListed)
 {
     if (test::isAddressSanitized)
     {
@@ -74,7 +74,7 @@ TEST_F(Temperatures, AreInDegrees)
     EXPECT_EQ(readDegreesCelsius(sensors[2].input), 51.5);
 }
 
-TEST_F(Temperatures, AreMeantByNameLabelOrAll)
+TEST_F(Temperatures, AreSelectedByNameLabelOrWildcard)
 {
     const auto sensor = listTemperatureSensors(folder.path())[1];
     EXPECT_TRUE(sensor.matches("*"));

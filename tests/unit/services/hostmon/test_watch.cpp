@@ -129,7 +129,7 @@ TEST_F(WatchOfASource, KeepsTheHealthWhileTheCauseOfAFailureChanges)
     }
 }
 
-TEST_F(WatchOfASource, TellsWhatTheFaultIsOn)
+TEST_F(WatchOfASource, NamesTheSubjectOfTheFault)
 {
     check(85);
     ASSERT_EQ(platform().faultRecords.size(), 1u);
@@ -142,7 +142,7 @@ TEST_F(WatchOfASource, TellsWhatTheFaultIsOn)
     EXPECT_EQ(std::get<uint32_t>(record["SensorType"]), 0x0Du);
 }
 
-TEST_F(WatchOfASource, TriesAgainWhatCouldNotBeReported)
+TEST_F(WatchOfASource, RetriesFaultsThatCouldNotBeReported)
 {
     journal().answer("sd_bus_add_object_vtable", -ENOBUFS);
     check(85);
@@ -151,7 +151,7 @@ TEST_F(WatchOfASource, TriesAgainWhatCouldNotBeReported)
     EXPECT_EQ(texts(), Lines{"/var: 85.0 over 80.0"});
 }
 
-TEST_F(WatchOfASource, ReportsThatItCannotReadUntilItCan)
+TEST_F(WatchOfASource, ReportsAFailureToReadUntilItSucceeds)
 {
     failure = "unable to ask";
     check(0);
@@ -162,7 +162,7 @@ TEST_F(WatchOfASource, ReportsThatItCannotReadUntilItCan)
     EXPECT_EQ(texts(), Lines{});
 }
 
-TEST_F(WatchOfASource, SaysThePresentCauseOfThatItCannotRead)
+TEST_F(WatchOfASource, ReportsThePresentCauseOfAFailedRead)
 {
     failure = "no answer within 10.0 seconds";
     check(0);
@@ -188,7 +188,7 @@ TEST_F(WatchOfASource, KeepsItsLevelWhileItCannotRead)
     EXPECT_EQ(texts(), Lines{"/var: 85.0 over 80.0"});
 }
 
-TEST_F(WatchOfASource, TakesItsFaultsBackWhenTheSourceIsGone)
+TEST_F(WatchOfASource, RemovesItsFaultsWhenTheSourceIsGone)
 {
     check(85);
     failure = "unable to ask";

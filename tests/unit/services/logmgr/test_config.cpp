@@ -28,7 +28,7 @@ std::string errorOf(const std::string& text)
     return "read";
 }
 
-TEST(LogConfig, IsUsualWhereItSaysNothing)
+TEST(LogConfig, HasDefaultValues)
 {
     EXPECT_EQ(parse("").capacity, 4096);
     EXPECT_EQ(parse("").overflow, Overflow::refuse);
@@ -54,7 +54,7 @@ TEST(LogConfig, NamesTheLineAndTheKeyThatAreWrong)
     EXPECT_EQ(errorOf("size = 4"), "f:1: size: is no known key");
 }
 
-TEST(LogConfig, NeedNotBeThereWhereItUsuallyIs)
+TEST(LogConfig, MayBeMissingAtTheDefaultPath)
 {
     const test::TemporaryFolder folder;
     const auto none = folder.path() / "none";
@@ -65,7 +65,7 @@ TEST(LogConfig, NeedNotBeThereWhereItUsuallyIs)
     EXPECT_THROW(loadConfig(none, file), services::ConfigError);
 }
 
-TEST(LogConfig, IsShippedAsItUsuallyIs)
+TEST(LogConfig, IsShippedWithTheDefaultValues)
 {
     const Config shipped = loadConfig(SHIPPED_CONFIG, "");
     EXPECT_EQ(shipped.capacity, Config{}.capacity);

@@ -109,7 +109,7 @@ TEST_F(Log, WritesIdentifiersWithTheirLowByteFirst)
     EXPECT_EQ(record[1], 300 >> 8);
 }
 
-TEST_F(Log, TakesTheTimeThatItIsGiven)
+TEST_F(Log, StoresTheGivenTime)
 {
     open();
     Event event = sampleEvent();
@@ -264,7 +264,7 @@ TEST_F(Log, ClearsWhatItsFileHoldsOnceThatWasOverwritten)
     EXPECT_EQ(log->clear(), 3U);
 }
 
-TEST_F(Log, GivesIdentifiersAnewWhenAllHaveBeenGiven)
+TEST_F(Log, ReusesIdentifiersAfterTheLast)
 {
     test::expectOnSmallFilesystem(folder.path(), "size=60m", [this] {
         open(identifiers, Overflow::wrap);
@@ -325,7 +325,7 @@ TEST_F(Log, DoesNotSayAtEachEventThatItIsFullWhereItCannotRememberIt)
     EXPECT_LT(std::ranges::count(lines, '\n'), 20) << lines;
 }
 
-TEST_F(Log, GivesNoOtherEntryForOneThatMakesNoSense)
+TEST_F(Log, ReportsADamagedEntryAsMissing)
 {
     open();
     add(1);
@@ -346,7 +346,7 @@ TEST_F(Log, GivesNoOtherEntryForOneThatMakesNoSense)
     }
 }
 
-TEST_F(Log, GivesTheOthersWhenATextIsDamaged)
+TEST_F(Log, SkipsAnEntryWithADamagedText)
 {
     open();
     for (const char* damaged : {"a\xff", "a\0b"})
@@ -372,7 +372,7 @@ TEST_F(Log, GivesTheOthersWhenATextIsDamaged)
         << "the last one that makes sense";
 }
 
-TEST_F(Log, HasNoEntryToGiveWhenAllAreDamaged)
+TEST_F(Log, ListsNothingWhenAllEntriesAreDamaged)
 {
     open();
     SELEntryProperties odd = nextEntry(*store);
@@ -387,7 +387,7 @@ TEST_F(Log, HasNoEntryToGiveWhenAllAreDamaged)
     }
 }
 
-TEST_F(Log, EndsTimesAtTheirBounds)
+TEST_F(Log, ClampsTimes)
 {
     EXPECT_EQ(toRecordTime(-1), 0U);
     EXPECT_EQ(toRecordTime(0), 0U);
@@ -395,7 +395,7 @@ TEST_F(Log, EndsTimesAtTheirBounds)
     EXPECT_EQ(toRecordTime(4294967296), 4294967295U);
 }
 
-TEST_F(Log, GivesPagesThatLeadToTheNext)
+TEST_F(Log, GivesPagesWithTheNextFirstEntry)
 {
     open();
     add(5);
@@ -436,7 +436,7 @@ TEST_F(Log, HasNoEntriesWhenItIsEmpty)
     EXPECT_EQ(log->clear(), 0U);
 }
 
-TEST_F(Log, RefusesWhatCannotBeStoredAndGoesOn)
+TEST_F(Log, SurvivesAnEventThatCannotBeStored)
 {
     test::expectOnSmallFilesystem(folder.path(), "size=3m", [this] {
         open(identifiers);
@@ -497,7 +497,7 @@ TEST_F(Log, IsListedBySequenceNumbersThatAreNotGivenAgain)
     EXPECT_EQ(refused(3), std::nullopt);
 }
 
-TEST_F(Log, IsAnotherWhenItIsCleared)
+TEST_F(Log, HasANewGenerationWhenItIsCleared)
 {
     open();
     add(3);

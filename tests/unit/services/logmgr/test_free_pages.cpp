@@ -27,7 +27,7 @@ void change(MDB_env* environment, std::size_t size)
     transaction.commit();
 }
 
-TEST(FreePages, AreThoseThatWereGivenUp)
+TEST(FreePages, AreThePagesOfDeletedValues)
 {
     const test::TemporaryFolder folder;
     MDB_env* raw = nullptr;

@@ -106,7 +106,7 @@ TEST_F(Lists, AreSixteenOfAUser)
     EXPECT_FALSE(add(":1.5"));
 }
 
-TEST_F(Lists, OfASenderThatHadTooManyForItsUserAreNotCounted)
+TEST_F(Lists, ThatExceedTheLimitOfTheirUserAreNotCounted)
 {
     fillUser(1000);
     fill(":1.5");
@@ -130,7 +130,7 @@ TEST_F(Lists, LetTheUsersTakeTurns)
     EXPECT_THAT(rest(), ElementsAre(10, 20, 11, 12, 13));
 }
 
-TEST_F(Lists, GoWithTheirSender)
+TEST_F(Lists, AreDroppedWithTheirSender)
 {
     add(":1.1", 1);
     setUser(":1.1", 1000);

@@ -67,7 +67,7 @@ class LogMirror : public test::CacheTest
     }
 };
 
-TEST_F(LogMirror, IsAsTheLogIsOnceItIsAskedFor)
+TEST_F(LogMirror, EqualsTheLogAfterRebuild)
 {
     EXPECT_EQ(withLog([](EventLog& log) {
                   log.add(sampleEvent());
@@ -96,7 +96,7 @@ TEST_F(LogMirror, FollowsAdditionsAndClearing)
               0);
 }
 
-TEST_F(LogMirror, MakesUpForAnEntryThatItWasNotToldOf)
+TEST_F(LogMirror, AddsAnEntryThatItMissed)
 {
     EXPECT_EQ(withLog([](EventLog& log) {
                   Mirror mirror(log);
@@ -108,7 +108,7 @@ TEST_F(LogMirror, MakesUpForAnEntryThatItWasNotToldOf)
               0);
 }
 
-TEST_F(LogMirror, MakesUpForWhatFailed)
+TEST_F(LogMirror, RepairsAFailedChange)
 {
     const auto blocked = folder.write("sel", "no folder");
     std::string errors;

@@ -76,7 +76,7 @@ TEST_F(LogFile, IsDamagedWhenPagesAreMissing)
     }
 }
 
-TEST_F(LogFile, IsDamagedWhenItIsNone)
+TEST_F(LogFile, IsDamagedWhenItIsNoDatabase)
 {
     folder.write("data.mdb", std::string(100000, 'x'));
     try
@@ -125,7 +125,7 @@ TEST_F(LogFile, IsSetAsideUnderAnotherName)
     EXPECT_FALSE(fs::exists(file()));
 }
 
-TEST_F(LogFile, LosesWhatWasWrittenBesideItAndNotFinished)
+TEST_F(LogFile, RemovesAnUnfinishedReplacement)
 {
     folder.write("data.mdb.new", "unfinished");
     removeUnfinishedFile(folder.path());
@@ -162,7 +162,7 @@ TEST(Trial, EndsWithTheProcessThatMadeIt)
     EXPECT_TRUE(test::endsInTime(trial));
 }
 
-TEST(Trial, TellsACrashFromEveryOtherEnd)
+TEST(Trial, DistinguishesACrashFromOtherEnds)
 {
     EXPECT_TRUE(crashesProcess([] {
         std::raise(SIGSEGV);

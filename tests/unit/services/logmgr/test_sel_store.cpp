@@ -247,7 +247,7 @@ TEST_F(Store, ReadsFromAnEntryOn)
     EXPECT_THAT(read, ElementsAre(3, 4));
 }
 
-TEST(Identifiers, LeaveOutTheTwoThatMeanSomethingElse)
+TEST(Identifiers, LeaveOutTheTwoReservedOnes)
 {
     EXPECT_EQ(toIdentifier(0), 1);
     EXPECT_EQ(toIdentifier(65533), 65534);
@@ -304,7 +304,7 @@ TEST_F(Store, SetsAFileAsideThatIsTooShort)
     }
 }
 
-TEST_F(Store, SaysThatItBeginsAnewWhereTheFileHasNoBytes)
+TEST_F(Store, ReportsOnceThatItsFileWasEmpty)
 {
     folder.write("deep/sel/data.mdb", "");
     testing::internal::CaptureStderr();
@@ -317,7 +317,7 @@ TEST_F(Store, SaysThatItBeginsAnewWhereTheFileHasNoBytes)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-TEST_F(Store, SaysNothingWhereThereIsNoFile)
+TEST_F(Store, LogsNothingWhereThereIsNoFile)
 {
     testing::internal::CaptureStderr();
     open();
@@ -332,7 +332,7 @@ TEST_F(Store, LosesNothingWithTheBlocksAtItsEnd)
     EXPECT_EQ(open().size(), 100U);
 }
 
-TEST_F(Store, SetsAsideWhatIsNoLog)
+TEST_F(Store, SetsAsideAFileThatIsNoLog)
 {
     folder.write("deep/sel/data.mdb", std::string(100000, 'x'));
     testing::internal::CaptureStderr();
@@ -442,7 +442,7 @@ TEST_F(Store, KeepsItsEntriesWhereItsFreePagesAreWrong)
     EXPECT_EQ(idsIn(open()).size(), 300U);
 }
 
-TEST_F(Store, KeepsItsEntriesWhenSuchAPageIsDamagedWhileItIsOpen)
+TEST_F(Store, KeepsItsEntriesWhenItsFreeListIsDamagedWhileItIsOpen)
 {
     append(open(), 200);
     const uint64_t generation = store->generation();
@@ -505,7 +505,7 @@ TEST_F(Store, LeavesALogOfAnotherVersionAlone)
     EXPECT_FALSE(fs::exists(file.string() + ".damaged"));
 }
 
-TEST_F(Store, LeavesOutAnEntryThatMakesNoSense)
+TEST_F(Store, LeavesOutADamagedEntry)
 {
     append(open(), 4);
     const std::string other = host::encodeSelEntry(nextEntry(*store));
@@ -522,7 +522,7 @@ TEST_F(Store, LeavesOutAnEntryThatMakesNoSense)
     EXPECT_THAT(idsIn(*store), ElementsAre(1, 4));
 }
 
-TEST_F(Store, WaitsForTheProcessThatHasIt)
+TEST_F(Store, WaitsForTheProcessThatHasItOpen)
 {
     Child first([this](const Child::Parent& parent) {
         append(open(), 1);
@@ -718,7 +718,7 @@ TEST_F(Store, TakesNoFolderThatAnotherHasMeanwhile)
     EXPECT_EQ(store->size(), 3U);
 }
 
-TEST_F(Store, CanBeReadAfterAFailureAlsoWhenItCannotBeOpenedAgain)
+TEST_F(Store, CanBeReadAfterAFailureEvenIfItCannotBeReopened)
 {
     EXPECT_EQ(inChild([this] {
                   append(open(), 3);
