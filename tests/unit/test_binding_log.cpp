@@ -13,7 +13,7 @@ using namespace healthintf::test;
 class BindingLog : public LibraryTest
 {};
 
-TEST_F(BindingLog, SaysTheSameForEveryBindingButTheFunction)
+TEST_F(BindingLog, DiffersBetweenBindingsOnlyInTheFunction)
 {
     logDestruction("~FaultEntry");
     logDestruction("~HealthStatus");

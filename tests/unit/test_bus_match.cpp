@@ -38,7 +38,7 @@ TEST_F(BusMatch, HandsMessagesToItsHandler)
     EXPECT_EQ(heard, (std::vector<uint32_t>{1, 2}));
 }
 
-TEST_F(BusMatch, LogsWhatAHandlerThrowsAndGoesOn)
+TEST_F(BusMatch, LogsAHandlersExceptionAndContinues)
 {
     int calls = 0;
     const auto match =

@@ -26,7 +26,7 @@ TEST(BusText, TakesWellFormedText)
     EXPECT_TRUE(isBusText("\xF0\x90\x80\x80 \xF4\x8F\xBF\xBF"));
 }
 
-TEST(BusText, LooksAtEveryByteOfALongText)
+TEST(BusText, ChecksEveryByteOfALongText)
 {
     const std::string plain(40, 'x');
     EXPECT_TRUE(isBusText(plain));
@@ -47,7 +47,7 @@ TEST(BusText, LooksAtEveryByteOfALongText)
     }
 }
 
-TEST(BusText, LooksAtNothingBehindTheText)
+TEST(BusText, ReadsNothingBehindTheText)
 {
     const std::string longer = std::string(20, 'x') + "\xFF";
     for (std::size_t size = 0; size <= 20; ++size)

@@ -198,7 +198,7 @@ TEST_F(DummySensorCodeServer, RefusesToBeWrittenWithAnotherType)
     EXPECT_EQ(sensor.calls, Lines{});
 }
 
-TEST_F(DummySensorCodeServer, AnnouncesAChangeUnlessTold)
+TEST_F(DummySensorCodeServer, AnnouncesAChangeUnlessToldNotTo)
 {
     Sensor sensor(bus, path);
     journal().take();
@@ -288,7 +288,7 @@ TEST_F(DummySensorCodeServer, KeepsItsVirtualFunctionsInTheirSlots)
         (PropertySlots{5, 6, 7}));
 }
 
-TEST_F(DummySensorCodeServer, StandsOnItsConstantsAlone)
+TEST_F(DummySensorCodeServer, DerivesFromItsConstantsAlone)
 {
     EXPECT_TRUE(
         (std::is_base_of_v<common::com::vexa::olvar::event_mgr::DummySensorCode,

@@ -53,7 +53,7 @@ Outcome outcomeOf(const std::function<int()>& work)
     return outcome;
 }
 
-TEST(ErrorReply, GivesWhatTheWorkReturns)
+TEST(ErrorReply, ReturnsTheResultOfTheWork)
 {
     const Outcome outcome = outcomeOf([] {
         return 7;

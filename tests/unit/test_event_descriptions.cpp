@@ -24,7 +24,7 @@ TEST_F(EventDescriptions, AttachAndDetach)
     EXPECT_EQ(takeSel(), (Lines{"IPMI_SELCSSDSELDetach", detached}));
 }
 
-TEST_F(EventDescriptions, DetachAlsoWhenTheyCouldNotAttach)
+TEST_F(EventDescriptions, DetachEvenAfterAFailedAttach)
 {
     journal().answer("IPMI_SELCSSDSELAttach", -3);
     {
@@ -36,7 +36,7 @@ TEST_F(EventDescriptions, DetachAlsoWhenTheyCouldNotAttach)
     EXPECT_EQ(takeSel(), (Lines{"IPMI_SELCSSDSELDetach", detached}));
 }
 
-TEST_F(EventDescriptions, AreNotAskedForWhenTheyCouldNotAttach)
+TEST_F(EventDescriptions, AreNotRequestedAfterAFailedAttach)
 {
     journal().answer("IPMI_SELCSSDSELAttach", 1);
     const CSSDInfoFetcher descriptions;
@@ -91,7 +91,7 @@ TEST_F(EventDescriptions, GiveTheLibrarysErrorNumber)
     EXPECT_EQ(descriptions.FetchLCDEntryFromSELEvent(event(true), lcd), -5);
 }
 
-TEST_F(EventDescriptions, GiveTheLibraryAsManyBytesAsItReads)
+TEST_F(EventDescriptions, PassTheLibraryAsManyBytesAsItReads)
 {
     const CSSDInfoFetcher descriptions;
     takeSel();

@@ -76,7 +76,7 @@ TEST(EventEntry, ReadsNoMoreArgumentsThanThereAreFieldsFor)
     EXPECT_EQ(entryOf(event).arguments(), (Texts{"a", "b"}));
 }
 
-TEST(EventEntry, ReadsWhatTheFrontPanelShows)
+TEST(EventEntry, ReadsTheFrontPanelEntry)
 {
     const LcdEntry entry{healthintf::test::lcdEntry(255, "Fan 1")};
     EXPECT_EQ(entry.ledState(), 255) << "which is no negative number";

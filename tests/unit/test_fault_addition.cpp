@@ -185,7 +185,7 @@ TEST_F(FaultAddition, KeepsTheHealthOfAFaultThatIsAsBadAsAChild)
     EXPECT_EQ(health(), 2u);
 }
 
-TEST_F(FaultAddition, DropsAnInformationalMessageWithoutATrace)
+TEST_F(FaultAddition, IgnoresAnInformationalMessage)
 {
     platform().messages["FAN0002"] = {3, "Fan is fine."};
     const auto object = make();
@@ -211,7 +211,7 @@ TEST_F(FaultAddition, MakesFaultsOfSeveritiesUpToTwo)
     EXPECT_THAT(messages(), testing::UnorderedElementsAre("S0", "S1", "S2"));
 }
 
-TEST_F(FaultAddition, ReportsAMessageThatTheRegistryHasNot)
+TEST_F(FaultAddition, ReportsAnUnknownMessage)
 {
     const auto object = make();
     journal().take();
@@ -225,7 +225,7 @@ TEST_F(FaultAddition, ReportsAMessageThatTheRegistryHasNot)
                "Message Contents error : 1"}));
 }
 
-TEST_F(FaultAddition, ReportsAMessageThatMemoryRunsOutFor)
+TEST_F(FaultAddition, ReportsThatMemoryRunsOut)
 {
     const auto object = make();
     journal().fail("MsgRegGetContentWNByMsgID", [] {
@@ -365,7 +365,7 @@ TEST_F(FaultAddition, AddsAFaultWithoutArgumentsOrTexts)
     EXPECT_EQ(faults().size(), 1u);
 }
 
-TEST_F(FaultAddition, KeepsAnOldFaultWhoseNameComesUpAgain)
+TEST_F(FaultAddition, KeepsAnOldFaultWhoseNumberIsReused)
 {
     const auto object = make();
     const uint16_t before = lastNumber();

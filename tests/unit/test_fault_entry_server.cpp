@@ -96,7 +96,7 @@ TEST_F(FaultEntryServer, WritesTheRecordOnceWhenCreated)
     EXPECT_EQ(platform().faultRecords.at(path), properties());
 }
 
-TEST_F(FaultEntryServer, LeavesTheSignalsOutWhenTold)
+TEST_F(FaultEntryServer, SendsNoSignalsWhenToldNotTo)
 {
     const FaultEntry object = make(true);
     EXPECT_EQ(journal().count("PropertiesChanged"), 0u);
@@ -167,7 +167,7 @@ TEST_F(FaultEntryServer, WritesEachPropertyUnderItsName)
                set + "LcdMessage='l'", set + "Hidden=false"}));
 }
 
-TEST_F(FaultEntryServer, AnnouncesEachChangeButOfTheConstantProperty)
+TEST_F(FaultEntryServer, AnnouncesEachChangeExceptOfTheConstantProperty)
 {
     FaultEntry object = make();
     connection.settle();
@@ -370,7 +370,7 @@ TEST_F(FaultEntryServer, KeepsItsVirtualFunctionsInTheirSlots)
               (PropertySlots{35, 36, 37}));
 }
 
-TEST_F(FaultEntryServer, StandsOnItsConstantsAndItsCluster)
+TEST_F(FaultEntryServer, DerivesFromItsConstantsAndItsCluster)
 {
     EXPECT_TRUE(
         (std::is_base_of_v<common::com::vexa::olvar::healthmgr::FaultEntry,

@@ -40,7 +40,7 @@ TEST_F(FaultEviction, NeverHoldsMoreThanTenFaults)
     EXPECT_EQ(faults().size(), FaultAndHealth::maxFaults);
 }
 
-TEST_F(FaultEviction, LooksForNoneToEvictUpToTheTenth)
+TEST_F(FaultEviction, DoesNotSearchForAFaultToEvictUpToTheTenth)
 {
     const auto object = make();
     for (std::size_t i = 0; i < FaultAndHealth::maxFaults; ++i)

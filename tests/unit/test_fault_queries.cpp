@@ -134,7 +134,7 @@ class LedStates : public FaultQuery
     std::vector<int> states = std::vector<int>(7, 9);
 };
 
-TEST_F(LedStates, AreThoseThatFaultsOfTheTreeAskFor)
+TEST_F(LedStates, AreThoseOfTheTreesFaults)
 {
     haveState(3);
     haveState(3);
@@ -170,7 +170,7 @@ TEST_F(LedStates, AreEachAnElementOfItsOwn)
     }
 }
 
-TEST_F(LedStates, AreNoneForCodesThatAreNoState)
+TEST_F(LedStates, AreNoneForInvalidCodes)
 {
     for (const int32_t state : {0, 7, -1, std::numeric_limits<int32_t>::min(),
                                 std::numeric_limits<int32_t>::max()})
@@ -183,14 +183,14 @@ TEST_F(LedStates, AreNoneForCodesThatAreNoState)
               logged(7, name + ": LED States: 0 0 0 0 0 0"));
 }
 
-TEST_F(LedStates, AreAskedForByHiddenFaultsToo)
+TEST_F(LedStates, IncludeThoseOfHiddenFaults)
 {
     haveState(5, true);
     EXPECT_EQ(ask(), statusOk);
     EXPECT_THAT(states, ElementsAre(0, 0, 0, 0, 0, 1, 0));
 }
 
-TEST_F(LedStates, AreNotReadIntoAnotherNumberOfElements)
+TEST_F(LedStates, RequireAVectorOfTheRightSize)
 {
     haveState(3);
     for (const std::size_t size : {0, 6, 8})
@@ -325,7 +325,7 @@ TEST_F(TopFaults, AreTheMostSevereAndOfThoseTheOldest)
                logged(7, name + ": Exit: 2")}));
 }
 
-TEST_F(TopFaults, AreAllInOrderForNoLimit)
+TEST_F(TopFaults, AreAllFaultsInOrderWithoutALimit)
 {
     haveFive();
     for (const int n : {0, -1, std::numeric_limits<int>::min(), 5, 6,
@@ -375,7 +375,7 @@ TEST_F(TopFaults, CarryTheirPathsAndTheWholeRecord)
     EXPECT_FALSE(record.hidden());
 }
 
-TEST_F(TopFaults, AreOfThePathThatIsAskedFor)
+TEST_F(TopFaults, AreThoseOfTheRequestedPath)
 {
     haveFault(4, 1);
     const std::string other = have(root + "/ab", {{"Severity", 2u}});
@@ -454,7 +454,7 @@ TEST_F(TopFaults, AreFoundAmongMany)
     EXPECT_EQ(ranks(), all);
 }
 
-TEST_F(TopFaults, CompeteWithTheElementsThatWereThere)
+TEST_F(TopFaults, CompeteWithExistingElements)
 {
     haveFault(4, 20);
     haveFault(2, 1);
@@ -467,7 +467,7 @@ TEST_F(TopFaults, CompeteWithTheElementsThatWereThere)
                 Contains(logged(7, name + ": Resizing the array to 2")));
 }
 
-TEST_F(TopFaults, LeaveAsManyElementsAsThereAreRecordsForNoLimit)
+TEST_F(TopFaults, LeaveAsManyElementsAsRecordsWithoutALimit)
 {
     haveFault(2, 20);
     addBefore("old", 4, 10);
@@ -487,7 +487,7 @@ TEST_F(TopFaults, LeaveAsManyElementsAsThereAreRecordsForNoLimit)
     EXPECT_THAT(ranks(), ElementsAre(Rank(4, 10), Rank(3, 10), Rank(2, 20)));
 }
 
-TEST_F(TopFaults, OrderTheElementsThatWereThereWhenNoneIsAdded)
+TEST_F(TopFaults, OrderExistingElementsWhenNoneIsAdded)
 {
     haveFault(4, 20, true);
     haveFault(4, 20, true);

@@ -62,7 +62,7 @@ class FaultVisibility : public ComponentTest
     std::unique_ptr<FaultAndHealth> object;
 };
 
-TEST_F(FaultVisibility, HidesEveryFaultAlsoThoseThatAreHidden)
+TEST_F(FaultVisibility, HidesEveryFaultEvenHiddenOnes)
 {
     add(*object, 2, "A");
     add(*object, 1, "B");
@@ -93,13 +93,13 @@ TEST_F(FaultVisibility, HidesInThisOrder)
                    ", status:2"}));
 }
 
-TEST_F(FaultVisibility, UpdatesTheHealthWhenItHidesAllOfNothing)
+TEST_F(FaultVisibility, UpdatesTheHealthEvenWithoutFaultsToHide)
 {
     EXPECT_EQ(object->hideFaults(), 2);
     EXPECT_EQ(healthUpdates(), 1u);
 }
 
-TEST_F(FaultVisibility, GivesTheHealthOfTheNodeWithItsChildren)
+TEST_F(FaultVisibility, ReturnsTheHealthOfTheNodeWithItsChildren)
 {
     connection.signal(
         (key + "/child").c_str(), "com.vexa.olvar.healthmgr.HealthStatus",
@@ -184,7 +184,7 @@ TEST_F(FaultVisibility, RemembersASensorOnceHoweverOftenItIsHidden)
     EXPECT_EQ(hiddenMessages(), Lines{});
 }
 
-TEST_F(FaultVisibility, LeavesHiddenWhatAListHolds)
+TEST_F(FaultVisibility, KeepsFaultsOfRememberedSensorsHidden)
 {
     add(*object, 1, "A", "a", 1);
     add(*object, 1, "B", "b", 7);
@@ -230,7 +230,7 @@ TEST_F(FaultVisibility, LeavesTheHealthAloneWhenThereIsNothingToShow)
               (Lines{unhiding, log7 + "unhideFaults: 1:a:in list"}));
 }
 
-TEST_F(FaultVisibility, ShowsTheFaultsOfEverySensorThatNothingHolds)
+TEST_F(FaultVisibility, ShowsAllUnrememberedFaultsForAnySensor)
 {
     add(*object, 1, "A", "a", 1);
     add(*object, 2, "B", "b", 2);
@@ -242,7 +242,7 @@ TEST_F(FaultVisibility, ShowsTheFaultsOfEverySensorThatNothingHolds)
     EXPECT_EQ(hiddenMessages(), Lines{});
 }
 
-TEST_F(FaultVisibility, HoldsAFaultByBothItsNumberAndItsPath)
+TEST_F(FaultVisibility, KeepsAFaultHiddenUntilNumberAndPathAreShown)
 {
     add(*object, 1, "A", "a", 1);
     object->hideFaults(1U);
@@ -301,7 +301,7 @@ TEST_F(FaultVisibility, LiftsTheTwoFlagsInEitherOrder)
     EXPECT_EQ(hiddenMessages(), Lines{});
 }
 
-TEST_F(FaultVisibility, HidesAgainEveryTimeItIsToldTo)
+TEST_F(FaultVisibility, HidesAgainAtEveryCall)
 {
     object->HideAllFaults(true);
     add(*object, 1, "A");
@@ -312,7 +312,7 @@ TEST_F(FaultVisibility, HidesAgainEveryTimeItIsToldTo)
     EXPECT_EQ(object->HideAllFaults(false), 4) << "shows what is visible";
 }
 
-TEST_F(FaultVisibility, DisablesByWayOfHealthNone)
+TEST_F(FaultVisibility, SetsTheHealthToNoneBeforeItDisables)
 {
     add(*object, 1, "A");
     journal().take();
@@ -352,7 +352,7 @@ TEST_F(FaultVisibility, DoesNothingWhenItIsEnabledTwice)
     EXPECT_EQ(journal().take(), Lines{});
 }
 
-TEST_F(FaultVisibility, EnablesByWayOfHealthOk)
+TEST_F(FaultVisibility, SetsTheHealthToOkBeforeItEnables)
 {
     add(*object, 1, "A");
     object->Disable();
@@ -466,7 +466,7 @@ TEST_F(HideSignal, DoesNotSetTheHealthDirectly)
                    " HealthStatus=4"}));
 }
 
-TEST_F(HideSignal, IsTakenTwiceUnlikeDisable)
+TEST_F(HideSignal, TakesEffectTwiceUnlikeDisable)
 {
     sendHide(true, key, "", 0);
     add(*object, 1, "C");
@@ -474,7 +474,7 @@ TEST_F(HideSignal, IsTakenTwiceUnlikeDisable)
     EXPECT_EQ(hiddenMessages(), (Lines{"A", "B", "C"}));
 }
 
-TEST_F(HideSignal, LeavesTheComponentHiddenThatTheLcdHides)
+TEST_F(HideSignal, KeepsAComponentHiddenThatTheLcdHides)
 {
     object->HideAllFaults(true);
     sendHide(true, key, "", 0);
@@ -511,7 +511,7 @@ TEST_F(HideSignal, HidesAndShowsTheSensorOfItsNumber)
     EXPECT_EQ(hiddenMessages(), Lines{});
 }
 
-TEST_F(HideSignal, IsObeyedBySensorWhenItNamesAnotherComponent)
+TEST_F(HideSignal, HidesBySensorWhenItNamesAnotherComponent)
 {
     sendHide(true, root + "/other", "a", 0);
     sendHide(true, root + "/other", "", 2);
@@ -533,7 +533,7 @@ TEST_F(HideSignal, ChangesNothingWhenItNamesNothing)
     EXPECT_EQ(journal().take(), Lines(2, handler + key));
 }
 
-TEST_F(HideSignal, LetsAFailureToSendPass)
+TEST_F(HideSignal, DoesNotThrowWhenTheHealthCannotBeSent)
 {
     journal().answer("sd_bus_send HealthStatusUpdate", -ENOTCONN);
     sendHide(true, key, "", 0);
@@ -607,7 +607,7 @@ TEST_F(HideSignal, MayHaveMoreArgumentsThanItNeeds)
     EXPECT_EQ(hiddenMessages(), Lines{"A"});
 }
 
-TEST_F(HideSignal, IsHeardOnceAfterRegisteringAgain)
+TEST_F(HideSignal, IsReceivedOnceAfterRegisteringAgain)
 {
     object->RegisterForHideFaultsSignal();
     journal().take();
@@ -680,7 +680,7 @@ TEST_F(FaultVisibility, KeepsEveryFaultWhenTheEventLogIsCleared)
     EXPECT_EQ(messages(), Lines{"FAN0001"});
 }
 
-TEST_F(HideSignal, IsAnswered0)
+TEST_F(HideSignal, ReturnsZeroFromItsHandlers)
 {
     sd_bus_message* raw = nullptr;
     ASSERT_GE(
@@ -693,7 +693,7 @@ TEST_F(HideSignal, IsAnswered0)
     EXPECT_EQ(object->clearSELSignalHandler(message), 0);
 }
 
-TEST_F(FaultVisibility, HearsTheClearedLogOnceAfterRegisteringAgain)
+TEST_F(FaultVisibility, ReceivesTheClearedLogOnceAfterRegisteringAgain)
 {
     object->RegisterForClearSELSignal();
     journal().take();

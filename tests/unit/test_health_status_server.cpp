@@ -101,7 +101,7 @@ TEST_F(HealthStatusServer, KeepsTheOldValueWhenTheCacheRefusesTheNew)
                     "/com/vexa/olvar/health/a HealthStatus=4"});
 }
 
-TEST_F(HealthStatusServer, AnnouncesAChangeUnlessTold)
+TEST_F(HealthStatusServer, AnnouncesAChangeUnlessToldNotTo)
 {
     HealthStatus object = make(3);
     journal().take();
@@ -235,7 +235,7 @@ TEST_F(HealthStatusServer, KeepsItsVirtualFunctionsInTheirSlots)
               (PropertySlots{2, 3, 4}));
 }
 
-TEST_F(HealthStatusServer, StandsOnItsConstantsAndItsCluster)
+TEST_F(HealthStatusServer, DerivesFromItsConstantsAndItsCluster)
 {
     EXPECT_TRUE(
         (std::is_base_of_v<common::com::vexa::olvar::healthmgr::HealthStatus,

@@ -83,7 +83,7 @@ class FlatFaults : public ComponentTest
     Report report;
 };
 
-TEST_F(FlatFaults, AreAddedWithAllThatIsSaidOfThem)
+TEST_F(FlatFaults, AreAddedWithAllTheirProperties)
 {
     const char* const args[] = {"7", "900", "beyond"};
     report.args = args;
@@ -106,7 +106,7 @@ TEST_F(FlatFaults, NeedNoArguments)
     EXPECT_EQ(property<Lines>("Args"), Lines{});
 }
 
-TEST_F(FlatFaults, MayLeaveGivenArgumentsOut)
+TEST_F(FlatFaults, MayHaveFewerArgumentsThanTheArray)
 {
     const char* const args[] = {"7"};
     report.args = args;
@@ -125,7 +125,7 @@ TEST_F(FlatFaults, TakeANullArgumentForAnEmptyOne)
     EXPECT_EQ(property<Lines>("Args"), (Lines{"", "900"}));
 }
 
-TEST_F(FlatFaults, AnswerWhatTheObjectAnswers)
+TEST_F(FlatFaults, ReturnTheStatusOfTheObject)
 {
     report.msgId = "UNKNOWN";
     EXPECT_EQ(report.add(), statusNotRead);
@@ -196,7 +196,7 @@ TEST_F(FlatFaults, AreGoneWithTheirObject)
     EXPECT_EQ(platform().healthRecords.count(key), 0u);
 }
 
-TEST_F(FlatFaults, AreNotToldOfTheDestructionOfNothing)
+TEST_F(FlatFaults, IgnoreTheDestructionOfNull)
 {
     FaultAndHealth_Destuctor(nullptr);
     EXPECT_EQ(journal().take(), Lines{});
@@ -215,7 +215,7 @@ class FlatCounts : public FlatFaults
     int32_t hidden = 8;
 };
 
-TEST_F(FlatCounts, AreThoseOfVisibleAndThenOfHiddenFaults)
+TEST_F(FlatCounts, CountVisibleAndHiddenFaults)
 {
     add(*object, 1, "A", "a");
     add(*object, 1, "B", "b");
@@ -248,7 +248,7 @@ TEST_F(FlatCounts, AreZeroAfterAnError)
                             std::to_string(statusNotRead)));
 }
 
-TEST_F(FlatCounts, TouchNeitherPlaceWhenOneIsNull)
+TEST_F(FlatCounts, WriteNothingWhenAPointerIsNull)
 {
     EXPECT_EQ(FaultAndHealth_GetVisibleHiddenMsgCount(&visible, nullptr), 1);
     EXPECT_EQ(FaultAndHealth_GetVisibleHiddenMsgCount(nullptr, &hidden), 1);
@@ -374,7 +374,7 @@ class FlatInitialization : public LibraryTest
     Output output;
 };
 
-TEST_F(FlatInitialization, GivesAComponentThatIsOkByItself)
+TEST_F(FlatInitialization, CreatesAComponentWithHealthOk)
 {
     inThread([this] {
         const Connection first;
@@ -400,7 +400,7 @@ TEST_F(FlatInitialization, AsksTheHealthManagerForAMissingParent)
     });
 }
 
-TEST_F(FlatInitialization, WritesThePointerAndNothingElse)
+TEST_F(FlatInitialization, PrintsOnlyThePointer)
 {
     inThread([this] {
         const Connection first;
@@ -449,7 +449,7 @@ TEST_F(FlatInitialization, StaysWithTheFirstConnectionOfItsThread)
     });
 }
 
-TEST_F(FlatInitialization, StaysWithAConnectionThatGaveNoObject)
+TEST_F(FlatInitialization, StaysWithAConnectionAfterAFailedInit)
 {
     inThread([] {
         const Connection first;
@@ -479,7 +479,7 @@ TEST_F(FlatInitialization, HasAConnectionForEachThread)
     });
 }
 
-TEST_F(FlatInitialization, GivesNothingOnAClosedConnection)
+TEST_F(FlatInitialization, ReturnsNullOnAClosedConnection)
 {
     inThread([this] {
         const Connection closed;
@@ -497,7 +497,7 @@ TEST_F(FlatInitialization, GivesNothingOnAClosedConnection)
     });
 }
 
-TEST_F(FlatInitialization, SaysThatTheConnectionOfItsThreadWasClosed)
+TEST_F(FlatInitialization, LogsThatTheConnectionOfItsThreadWasClosed)
 {
     inThread([] {
         const Connection first;
@@ -511,7 +511,7 @@ TEST_F(FlatInitialization, SaysThatTheConnectionOfItsThreadWasClosed)
     });
 }
 
-TEST_F(FlatInitialization, GivesNothingWithoutAConnection)
+TEST_F(FlatInitialization, ReturnsNullWithoutAConnection)
 {
     inThread([this] {
         EXPECT_EQ(init(nullptr), nullptr);
@@ -548,7 +548,7 @@ class FlatHiding : public FlatInitialization
     Lines heard;
 };
 
-TEST_F(FlatHiding, SendsAllThatItIsGiven)
+TEST_F(FlatHiding, SendsAllItsArguments)
 {
     EXPECT_EQ(c_wrapper_hide_faults(true, "/key", "/sensor", -3), 0);
     EXPECT_EQ(c_wrapper_hide_faults(false, "", "/sensor", 0), 0);

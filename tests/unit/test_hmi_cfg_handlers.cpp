@@ -65,7 +65,7 @@ class CfgHandlers : public ComponentTest
     std::unique_ptr<FaultAndHealth> object;
 };
 
-TEST_F(CfgHandlers, RecogniseOnlyTheirOwnNameAsTheirOwnSource)
+TEST_F(CfgHandlers, RecogniseOwnChangesByTheirSourceName)
 {
     EXPECT_TRUE(madeBySelf(change(1, 0, "HealthManagerInterface")));
     EXPECT_FALSE(madeBySelf(change(1, 0, "HealthManagerInterfac")));
@@ -73,7 +73,7 @@ TEST_F(CfgHandlers, RecogniseOnlyTheirOwnNameAsTheirOwnSource)
     EXPECT_FALSE(madeBySelf(change(1, 0, "healthmanagerinterface")));
 }
 
-TEST_F(CfgHandlers, NeverTakeAChangeWithoutASourceForTheirOwn)
+TEST_F(CfgHandlers, DoNotTakeAChangeWithoutASourceForTheirOwn)
 {
     std::vector<uint8_t> record = change(1, 0);
     EXPECT_FALSE(madeBySelf(record));
@@ -202,7 +202,7 @@ TEST_F(CfgHandlers, ShowFaultsEvenWhenTheAttributeCannotBeSet)
     EXPECT_EQ(hiddenMessages(), Lines{});
 }
 
-TEST_F(CfgHandlers, HandASettingOverAsItIs)
+TEST_F(CfgHandlers, PassASettingOnUnchanged)
 {
     EXPECT_EQ(setLCDAttributeInt("name", -5, "source", "a", "b"), 0);
     EXPECT_EQ(setLCDAttributeInt("name", 5, nullptr, nullptr, nullptr), 0);
@@ -212,7 +212,7 @@ TEST_F(CfgHandlers, HandASettingOverAsItIs)
                      "null"}));
 }
 
-TEST_F(CfgHandlers, ReportOemFlagsThatLeaveTheLowestAsItWas)
+TEST_F(CfgHandlers, ReportOemFlagsThatLeaveTheLowestUnchanged)
 {
     const std::string line =
         "log 1 271 hmi_cfg_handlers.#.processOemLcdEvent: Unknown option ";

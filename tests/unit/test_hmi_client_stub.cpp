@@ -35,7 +35,7 @@ TEST_F(HmiClientStub, IsMadeAndDeletedWithoutATraceOnTheBus)
     EXPECT_EQ(journal().take(), Lines{destroyed});
 }
 
-TEST_F(HmiClientStub, LogsWhyItCouldNotBeMadeThenGoes)
+TEST_F(HmiClientStub, LogsItsFailedConstructionAndIsDestroyed)
 {
     journal().fail(ready, [] {
         throw std::runtime_error("no log");
@@ -46,7 +46,7 @@ TEST_F(HmiClientStub, LogsWhyItCouldNotBeMadeThenGoes)
                      destroyed}));
 }
 
-TEST_F(HmiClientStub, AnswersTheBussFailureAndLeavesTheIdentifier)
+TEST_F(HmiClientStub, ReturnsTheBusErrorAndLeavesTheIdentifier)
 {
     sdbusplus::bus_t none(nullptr);
     SELClient client(none);

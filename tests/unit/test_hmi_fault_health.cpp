@@ -172,7 +172,7 @@ TEST_F(FaultAndHealthTest, AsksTheHealthManagerOnceForAMissingParent)
                     "/com/vexa/olvar/healthmgr /com/vexa/olvar/health/x"});
 }
 
-TEST_F(FaultAndHealthTest, IsMadeWhateverTheRequestForItsParentAnswers)
+TEST_F(FaultAndHealthTest, IsMadeWhateverTheRequestForItsParentReturns)
 {
     journal().answer("AddHealthObject", 5);
     EXPECT_NE(make(root + "/x/y"), nullptr);
@@ -604,7 +604,7 @@ TEST_F(SecondComponent, KeepsItsRecordWhenTheFirstEnds)
     EXPECT_FALSE(platform().healthRecords.contains(key));
 }
 
-TEST_F(SecondComponent, CountsWhateverTheFirstReports)
+TEST_F(SecondComponent, DeterminesTheHealthWhateverTheFirstReports)
 {
     const auto first = make();
     const auto second = makeOnOther(2);

@@ -65,7 +65,7 @@ TEST_F(FaultEntryObject, AnnouncesItsInitialValues)
         << "of the five all but the constant one";
 }
 
-TEST_F(FaultEntryObject, IsTakenBackInThisOrder)
+TEST_F(FaultEntryObject, IsRemovedInThisOrder)
 {
     auto entry = make();
     entry->emit_added();
@@ -87,7 +87,7 @@ TEST_F(FaultEntryObject, IsTakenBackInThisOrder)
                "datacache_faultentry_remove " + at, "~faultentry_cluster"}));
 }
 
-TEST_F(FaultEntryObject, TakesBackNoAnnouncementThatWasNotMade)
+TEST_F(FaultEntryObject, AnnouncesNoRemovalOfAnUnannouncedEntry)
 {
     auto entry = make();
     journal().take();
@@ -96,7 +96,7 @@ TEST_F(FaultEntryObject, TakesBackNoAnnouncementThatWasNotMade)
     EXPECT_EQ(journal().count("signal"), 1u);
 }
 
-TEST_F(FaultEntryObject, RemovesARecordOnceThatItNeverHad)
+TEST_F(FaultEntryObject, RemovesItsRecordOnceEvenIfItNeverHadOne)
 {
     auto entry = make({{"meta-NonCached", true}});
     entry->emit_added();
@@ -105,7 +105,7 @@ TEST_F(FaultEntryObject, RemovesARecordOnceThatItNeverHad)
     EXPECT_EQ(journal().count("datacache_faultentry_remove"), 1u);
 }
 
-TEST_F(FaultEntryObject, RemovesItsRecordEvenWhenNobodyCanBeTold)
+TEST_F(FaultEntryObject, RemovesItsRecordEvenWhenNothingCanBeSent)
 {
     auto entry = make();
     entry->emit_added();
@@ -124,7 +124,7 @@ TEST_F(FaultEntryObject, RemovesItsRecordEvenWhenNobodyCanBeTold)
     EXPECT_TRUE(platform().faultRecords.empty());
 }
 
-TEST_F(FaultEntryObject, KeepsToItselfWhatTheDataCacheThrowsAtItsEnd)
+TEST_F(FaultEntryObject, CatchesExceptionsOfTheDataCacheAtItsEnd)
 {
     auto entry = make();
     journal().fail("datacache_faultentry_remove", [] {

@@ -107,7 +107,7 @@ TEST_F(HealthNode, HoldsItsOwnHealthInItsMap)
                      "log 7 271 hmi_health.#.print: Done\n"}));
 }
 
-TEST_F(HealthNode, TellsItsParentNoneWhenDestroyed)
+TEST_F(HealthNode, ReportsHealthNoneToItsParentWhenDestroyed)
 {
     auto node = make(root + "/a", 3);
     journal().take();
@@ -122,7 +122,7 @@ TEST_F(HealthNode, TellsItsParentNoneWhenDestroyed)
                      "~healthstatus_cluster"}));
 }
 
-TEST_F(HealthNode, IsDestroyedEvenWhenItsParentCannotBeTold)
+TEST_F(HealthNode, IsDestroyedEvenWhenNothingCanBeSent)
 {
     auto node = make(root + "/a", 3);
     journal().take();
@@ -207,7 +207,7 @@ TEST_F(HealthNode, StaysPublishedWhenItCannotBeSubscribed)
                 HasSubstr("EXCEPTION hmi_health.#.Init: sd_bus_match"));
 }
 
-TEST_F(HealthNode, StaysPublishedWhenItsParentCannotBeTold)
+TEST_F(HealthNode, StaysPublishedWhenNothingCanBeSent)
 {
     keepForever(connection.raw());
     std::string key = root + "/a";
@@ -229,7 +229,7 @@ TEST_F(HealthNode, ReadsItsChildrensHealthFromTheDataCache)
     EXPECT_EQ(journal().take().size(), 5u) << "itself, x and y";
 }
 
-TEST_F(HealthNode, KeepsAZeroThatTheDataCacheHeld)
+TEST_F(HealthNode, KeepsAChildOfHealthZeroInTheDataCache)
 {
     haveHealthRecord(root + "/a/x", 0);
     const auto node = make(root + "/a", 2);
@@ -393,7 +393,7 @@ TEST_F(HealthNode, IgnoresAReportForAnotherKey)
     EXPECT_EQ(node->healthStatus(), 2u);
 }
 
-TEST_F(HealthNode, HearsOnlyReportsForItsKey)
+TEST_F(HealthNode, ReceivesOnlyReportsForItsKey)
 {
     const auto node = make(root + "/a", 2);
     journal().take();
@@ -425,7 +425,7 @@ TEST_F(HealthNode, LivesOnAfterMalformedReports)
     EXPECT_EQ(node->healthStatus(), 4u);
 }
 
-TEST_F(HealthNode, ThrowsOnAMalformedReportItself)
+TEST_F(HealthNode, ThrowsOnAMalformedReportWhenCalledDirectly)
 {
     const auto node = make(root + "/a", 2);
     sd_bus_message* raw = nullptr;
@@ -450,7 +450,7 @@ TEST_F(HealthNode, ResendsItsOldHealthWhenTheCacheRefusesTheNew)
               Lines{update(root + "/a", root, root + "/a", 2)});
 }
 
-TEST_F(HealthNode, ThrowsWhenItsParentCannotBeTold)
+TEST_F(HealthNode, ThrowsWhenItsHealthCannotBeSent)
 {
     const auto node = make(root + "/a", 2);
     journal().answer("sd_bus_send HealthStatusUpdate", -ENOTCONN);
@@ -458,7 +458,7 @@ TEST_F(HealthNode, ThrowsWhenItsParentCannotBeTold)
     EXPECT_EQ(node->healthStatus(), 4u);
 }
 
-TEST_F(HealthNode, AsksItsCalculatorWhenThereIsOne)
+TEST_F(HealthNode, UsesItsCalculatorIfItHasOne)
 {
     const auto node = make(root + "/a", 2);
     node->healthCalculator = [](const std::string& key,
@@ -474,7 +474,7 @@ TEST_F(HealthNode, AsksItsCalculatorWhenThereIsOne)
               "called for calculating health");
 }
 
-TEST_F(HealthNode, TellsItsCallbackTheHealthThatWasPublished)
+TEST_F(HealthNode, PassesThePublishedHealthToItsCallback)
 {
     const auto node = make(root + "/a", 2);
     std::vector<unsigned int> told;
@@ -510,7 +510,7 @@ TEST(HealthNodeSlots, OverrideNothingButTheDestructors)
         (PropertySlots{2, 3, 4}));
 }
 
-TEST(ParentKey, IsWhatStandsBeforeTheLastSlash)
+TEST(ParentKey, IsTheTextBeforeTheLastSlash)
 {
     resetPlatform();
     EXPECT_EQ(HealthStatus::GetParentKey(root + "/a/b"), root + "/a");
@@ -630,7 +630,7 @@ TEST_F(HealthRecords, ExistByTheirWholePath)
     EXPECT_EQ(journal().count("log 2"), 0) << "it is no failure";
 }
 
-TEST_F(HealthRecords, ExistAboveTheRootWithoutAQuestion)
+TEST_F(HealthRecords, ExistAboveTheRootWithoutALookUp)
 {
     EXPECT_TRUE(HealthStatus::CheckHealthStatusExist("/com/vexa/olvar"));
     EXPECT_EQ(journal().take(),
@@ -652,7 +652,7 @@ TEST_F(HealthRecords, DoNotExistWhenTheyCannotBeRead)
     }
 }
 
-TEST_F(HealthRecords, TellWhichParentsAreMissing)
+TEST_F(HealthRecords, NameTheMissingParents)
 {
     have({root + "/a/b", root + "/a/c", root + "/x", root + "/y/z", root + "/y",
           root, "/top"});
@@ -668,7 +668,7 @@ TEST_F(HealthRecords, TellWhichParentsAreMissing)
                      "/com/vexa/olvar/health/a to output"}));
 }
 
-TEST_F(HealthRecords, TellOfNoMissingParentsWhenTheyCannotBeRead)
+TEST_F(HealthRecords, NameNoMissingParentsWhenTheyCannotBeRead)
 {
     have({root + "/a/b"});
     journal().answer("HealthStatus.get_map_by_path_prefixes", 3);

@@ -20,7 +20,7 @@ TEST(HealthValue, HasAWordForEachValue)
     EXPECT_STREQ(healthWord(healthCritical), "critical");
 }
 
-TEST(HealthValue, HasAWordForANumberThatIsNone)
+TEST(HealthValue, HasAWordForAnInvalidNumber)
 {
     EXPECT_STREQ(healthWord(5), "invalid");
     EXPECT_STREQ(healthWord(UINT32_MAX), "invalid");

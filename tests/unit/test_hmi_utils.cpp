@@ -14,7 +14,7 @@ namespace
 using namespace healthintf::test;
 using Lines = std::vector<std::string>;
 
-TEST(MessageContent, SaysNothingBeforeItIsFetched)
+TEST(MessageContent, IsEmptyBeforeItIsFetched)
 {
     EXPECT_EQ(MessageContent{}.severity, 0u);
     EXPECT_EQ(MessageContent{}.text, "");

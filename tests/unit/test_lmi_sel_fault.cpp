@@ -125,7 +125,7 @@ TEST_F(LmiSelFault, StoresRemovesTheOppositeAndAddsInThisOrder)
               {sel7 + "addSELAndFault: Exiting from addSELAndFault"}}));
 }
 
-TEST_F(LmiSelFault, HandsTheEventsPartsToTheFault)
+TEST_F(LmiSelFault, PassesThePartsOfTheEventToTheFault)
 {
     report(true);
     ASSERT_EQ(faults().size(), 1u);
@@ -246,7 +246,7 @@ TEST_F(LmiSelFault, KeepsTheStoredRecordWhenALaterStepFails)
     EXPECT_EQ(platform().sel.nextRecordId, 2u);
 }
 
-TEST_F(LmiSelFault, IsContentWithoutAComponentAlsoWhenItCannotAttach)
+TEST_F(LmiSelFault, SucceedsWithoutAComponentEvenWhenItCannotAttach)
 {
     object.connectFaultAndHealth(nullptr);
     journal().answer("IPMI_SELCSSDSELAttach", 77);
@@ -261,14 +261,14 @@ TEST_F(LmiSelFault, StoresWithTheLargestIdentifier)
     EXPECT_EQ(takeSel(), Lines{storing(record)}) << "and no fault";
 }
 
-TEST_F(LmiSelFault, LeavesTheRecordsSizeToTheLogManagerWhenItOnlyStores)
+TEST_F(LmiSelFault, LetsTheLogManagerCheckTheSizeWhenItOnlyStores)
 {
     Bytes record{1, 2};
     EXPECT_EQ(object.addSEL(sensor, record), 0);
     EXPECT_EQ(takeSel(), Lines{storing(record)});
 }
 
-TEST_F(LmiSelFault, TellsOfAnExceptionOfTheStore)
+TEST_F(LmiSelFault, LogsAnExceptionOfTheStore)
 {
     journal().fail("AddSEL", [] {
         throw std::runtime_error("broken");
@@ -356,7 +356,7 @@ TEST_F(LmiSelFault, EndsAtTheFirstFaultThatCannotBeRemoved)
               ended}));
 }
 
-TEST_F(LmiSelFault, TellsWhatAddingTheFaultAnswered)
+TEST_F(LmiSelFault, ReturnsTheStatusOfAddingTheFault)
 {
     platform().sel.panels[event(true)] = lcdEntry(1, "\xff");
     EXPECT_EQ(find(true), 4);
@@ -384,7 +384,7 @@ TEST_F(LmiSelFault, RemovesBothOfTwoMessagesThatClearEachOther)
               join({removed("SEC0031"), removed("SEC0033"), {fetching}}));
 }
 
-TEST_F(LmiSelFault, KnowsNoOtherMessagesThatClearFurtherOnes)
+TEST_F(LmiSelFault, ClearsAnExtraMessageForThesePairsOnly)
 {
     const auto further = [this](const std::string& messageId) {
         Lines list{"first"};

@@ -90,7 +90,7 @@ TEST_F(MethodCallback, CallsTheFunctionAndAnswersWithItsResult)
     registered.reset();
 }
 
-TEST_F(MethodCallback, AnswersWithAnErrorWhateverTheFunctionThrows)
+TEST_F(MethodCallback, RepliesWithAnErrorForEveryException)
 {
     Throwing object;
     put(object);

@@ -122,7 +122,7 @@ TEST_F(MirrorTest, WritesStoresNotifiesAndEmitsInThisOrder)
                                        "PropertiesChanged /a/b Number"}));
 }
 
-TEST_F(MirrorTest, LeavesTheSignalOutWhenTold)
+TEST_F(MirrorTest, SendsNoSignalWhenToldNotTo)
 {
     publish();
     EXPECT_EQ(set(2, true), 2u);
@@ -174,7 +174,7 @@ TEST_F(MirrorTest, IgnoresTheResultOfCreatingTheRecord)
     EXPECT_EQ(journal().lines().front(), "setProperty /a/b Number=2");
 }
 
-TEST_F(MirrorTest, PassesOnWhatCreatingTheRecordThrows)
+TEST_F(MirrorTest, PassesOnExceptionsOfCreatingTheRecord)
 {
     journal().fail("create", [] {
         throw std::runtime_error("broken");
@@ -192,7 +192,7 @@ TEST_F(MirrorTest, RemovesTheRecordWhenWithdrawn)
     EXPECT_EQ(journal().take(), Lines{"remove /a/b"});
 }
 
-TEST_F(MirrorTest, KeepsToItselfWhatRemovingTheRecordThrows)
+TEST_F(MirrorTest, CatchesExceptionsOfRemovingTheRecord)
 {
     publish();
     journal().fail("remove", [] {

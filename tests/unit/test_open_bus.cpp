@@ -33,18 +33,18 @@ class OpenBus : public LibraryTest
                                "Transport endpoint is not connected";
 };
 
-TEST_F(OpenBus, IsTheConnectionItself)
+TEST_F(OpenBus, ReturnsTheConnectionItself)
 {
     EXPECT_EQ(&requireOpen(bus), &bus);
 }
 
-TEST_F(OpenBus, IsNoConnectionThatWasClosed)
+TEST_F(OpenBus, RefusesAClosedConnection)
 {
     bus.close();
     EXPECT_EQ(refusal(bus), closed);
 }
 
-TEST_F(OpenBus, IsNotMissing)
+TEST_F(OpenBus, RefusesAMissingConnection)
 {
     sdbusplus::bus_t none(nullptr);
     EXPECT_EQ(refusal(none), closed);

@@ -169,7 +169,7 @@ TEST_F(OwnersCallable, MayReplaceItselfWhileItCalculates)
     EXPECT_EQ(seen, captured);
 }
 
-TEST_F(OwnersCallable, KeepsWhatItRemembersFromCallToCall)
+TEST_F(OwnersCallable, KeepsItsStateFromCallToCall)
 {
     node->healthChangedCallback = [this, calls = 0](unsigned int) mutable {
         seen += std::to_string(++calls);
@@ -181,7 +181,7 @@ TEST_F(OwnersCallable, KeepsWhatItRemembersFromCallToCall)
     EXPECT_EQ(seen, "123");
 }
 
-TEST_F(OwnersCallable, MayEndANodeThatIsCalledFurtherOut)
+TEST_F(OwnersCallable, MayEndANodeFurtherUpTheCallStack)
 {
     node->healthChangedCallback = [this, copy = captured](unsigned int health) {
         if (health == 2)

@@ -146,7 +146,7 @@ TEST_F(PropertyTableTest, SetsByName)
     EXPECT_EQ(object.calls, (Lines{"quiet", "loud"}));
 }
 
-TEST_F(PropertyTableTest, IgnoresNamesThatAreNone)
+TEST_F(PropertyTableTest, IgnoresUnknownNames)
 {
     Table::set(object, "Other", "x", false);
     Table::set(object, "number", uint32_t{9}, false);
@@ -197,7 +197,7 @@ TEST_F(PropertyTableTest, AnswersWithAnErrorWhenAGetterThrows)
     EXPECT_FALSE(sd_bus_message_is_method_error(get("Number").get(), nullptr));
 }
 
-TEST_F(PropertyTableTest, CarriesWritesOutWhereThePropertySaysHow)
+TEST_F(PropertyTableTest, WritesOverTheBusThroughThePropertysSetter)
 {
     EXPECT_FALSE(
         sd_bus_message_is_method_error(set("Level", "u", 7u).get(), nullptr));

@@ -80,7 +80,7 @@ TEST_F(HoldersOfARecord, LetTheYoungestCountInWhateverOrderTheyEnd)
     EXPECT_TRUE(platform().healthRecords.empty());
 }
 
-TEST_F(HoldersOfARecord, DoNotHoldWhatCouldNotBeMade)
+TEST_F(HoldersOfARecord, DoNotHoldARecordThatCouldNotBeMade)
 {
     create(&oldest, 1);
     journal().fail("datacache_healthstatus_create", [] {
@@ -119,7 +119,7 @@ TEST_F(HoldersOfARecord, AreFreeInAChildOfAProcessThatChangesOne)
     changer.join();
 }
 
-TEST_F(HoldersOfARecord, AreNoneOfTheParentsInAChild)
+TEST_F(HoldersOfARecord, DoNotIncludeTheParentsInAChild)
 {
     auto& parents = RecordHolders::ofThisProcess();
     parents.create(&oldest, path, {{"HealthStatus", uint32_t{2}}});

@@ -62,7 +62,7 @@ TEST_F(SelQueries, ReadEveryEntryByTheLogsPath)
     EXPECT_EQ(entry.record()[2], 7);
 }
 
-TEST_F(SelQueries, KeepAndCountWhatTheCallerHas)
+TEST_F(SelQueries, KeepAndCountTheCallersEntries)
 {
     haveEntry("00001", 1);
     std::map<std::string, SELEntry_gen> entries;

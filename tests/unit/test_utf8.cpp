@@ -68,7 +68,7 @@ TEST(FirstCharacter, MayBeTheLastOfEachLength)
     EXPECT_EQ(validBytes("\xF4\x8F\xBF\xBF"), 4u);
 }
 
-TEST(FirstCharacter, IsNotValidWhenItsBytesAreNone)
+TEST(FirstCharacter, IsNotValidWithInvalidBytes)
 {
     for (const char* text :
          {"\x80", "\xBF", "\xFF", "\xC3", "\xC3(", "\xE2\x82", "\xE2(\xAC",
@@ -78,7 +78,7 @@ TEST(FirstCharacter, IsNotValidWhenItsBytesAreNone)
     }
 }
 
-TEST(FirstCharacter, IsNotValidInTooManyBytes)
+TEST(FirstCharacter, IsNotValidWhenOverlong)
 {
     EXPECT_FALSE(firstCharacter("\xC0\x80").valid);
     EXPECT_FALSE(firstCharacter("\xE0\x80\xAF").valid);

@@ -337,7 +337,7 @@ uint32_t firstSeed()
                : std::random_device()();
 }
 
-TEST_F(VisibilitySequence, ShowsWhatTheModelShowsAfterEveryStep)
+TEST_F(VisibilitySequence, AgreesWithTheModelAfterEveryStep)
 {
     constexpr unsigned int sequences = 100;
     constexpr unsigned int steps = 1'000;

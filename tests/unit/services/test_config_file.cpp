@@ -59,7 +59,7 @@ TEST(ConfigFile, MayHaveOneMebibyte)
               file + ": unable to read it: it has more than 1 MiB");
 }
 
-TEST(ConfigFile, IsRefusedWhereReadingItWouldNotEnd)
+TEST(ConfigFile, IsRefusedWhenItIsNoRegularFile)
 {
     const test::TemporaryFolder folder;
     const std::string pipe = folder.path() / "pipe";

@@ -117,7 +117,7 @@ TEST_F(ConfigTableText, GivesOneOfSeveralTexts)
               "f:1: t.missing: must be one of \"a\"");
 }
 
-TEST_F(ConfigTableText, RefusesAKeyThatNobodyAskedFor)
+TEST_F(ConfigTableText, RefusesAnUnknownKey)
 {
     table.number("number", 0, 9);
     table.text("text");
@@ -128,7 +128,7 @@ TEST_F(ConfigTableText, RefusesAKeyThatNobodyAskedFor)
               "f:3: t.empty: is no known key");
 }
 
-TEST_F(ConfigTableText, KnowsWhatItHas)
+TEST_F(ConfigTableText, KnowsItsKeys)
 {
     EXPECT_TRUE(table.has("truth"));
     EXPECT_FALSE(table.has("missing"));

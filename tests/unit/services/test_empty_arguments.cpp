@@ -42,7 +42,7 @@ TEST(EmptyArguments, AreRefusedBehindAnEqualsSign)
               "\"--component=\" has no value");
 }
 
-TEST(EmptyArguments, AreNotSeenInWhatHasAValue)
+TEST(EmptyArguments, AreNotSeenInArgumentsWithAValue)
 {
     EXPECT_EQ(saidOf({}), "");
     EXPECT_EQ(saidOf({"sel", "add", "--name=a=", "--path", "b=", "-", "--"}),

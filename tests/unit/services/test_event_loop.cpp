@@ -49,7 +49,7 @@ TEST(EventLoopOfAThread, CallsForReadableDescriptors)
     close(fd);
 }
 
-TEST(EventLoopOfAThread, CallsForWritableDescriptorsBehindEverythingElse)
+TEST(EventLoopOfAThread, CallsForWritableDescriptorsAfterAllElse)
 {
     EventLoop loop;
     const int writable = eventfd(0, EFD_CLOEXEC);
@@ -124,7 +124,7 @@ TEST(EventLoopOfAThread, CallsAgainAndAgain)
     EXPECT_EQ(calls, 4);
 }
 
-TEST(EventLoopOfAThread, LetsATimerRestAndCallAgain)
+TEST(EventLoopOfAThread, StopsAndRestartsATimer)
 {
     EventLoop loop;
     int calls = 0;
@@ -180,7 +180,7 @@ TEST(EventLoopOfAThread, CallsNothingWithoutADelay)
     EXPECT_FALSE(called);
 }
 
-TEST(EventLoopOfAThread, GoesOnAfterAnActionThatThrows)
+TEST(EventLoopOfAThread, ContinuesAfterAnActionThrows)
 {
     EventLoop loop;
     int calls = 0;
@@ -237,7 +237,7 @@ TEST(EventLoopOfAThread, CallsAtASignal)
     EXPECT_EQ(calls, 2);
 }
 
-TEST(EventLoopOfAThread, CallsWhenNobodyReadsAPipeAnyMore)
+TEST(EventLoopOfAThread, CallsWhenThePipesReaderCloses)
 {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
@@ -257,7 +257,7 @@ TEST(EventLoopOfAThread, CallsWhenNobodyReadsAPipeAnyMore)
     close(ends[1]);
 }
 
-TEST(EventLoopOfAThread, NeverSeesAFileHungUp)
+TEST(EventLoopOfAThread, NeverReportsAHangUpOfAFile)
 {
     std::FILE* file = std::tmpfile();
     ASSERT_NE(file, nullptr);
@@ -274,7 +274,7 @@ TEST(EventLoopOfAThread, NeverSeesAFileHungUp)
     std::fclose(file);
 }
 
-TEST(EventLoopOfAThread, CallsNothingForASourceThatIsGone)
+TEST(EventLoopOfAThread, CallsNothingForADestroyedSource)
 {
     EventLoop loop;
     bool called = false;

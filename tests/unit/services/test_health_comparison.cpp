@@ -49,7 +49,7 @@ TEST_F(ComparedHealth, IsLeftAloneWhenItIsTheWorstOfTheChildren)
     EXPECT_FALSE(compare().unsettled);
 }
 
-TEST_F(ComparedHealth, IsToldAgainWhenItGoesOnDiffering)
+TEST_F(ComparedHealth, IsReportedAgainWhenItKeepsDiffering)
 {
     records["/r/a/daemon2"] = 4;
     EXPECT_TRUE(asksForNothing(compare()));
@@ -59,7 +59,7 @@ TEST_F(ComparedHealth, IsToldAgainWhenItGoesOnDiffering)
     EXPECT_THAT(findings.stale, IsEmpty());
 }
 
-TEST_F(ComparedHealth, MayChangeAsLongAsItLikes)
+TEST_F(ComparedHealth, MayKeepChanging)
 {
     for (uint32_t i = 0; i < 20; ++i)
     {
@@ -69,7 +69,7 @@ TEST_F(ComparedHealth, MayChangeAsLongAsItLikes)
     }
 }
 
-TEST_F(ComparedHealth, OfANodeThatTellingDoesNotHelpIsMadeAnewOnce)
+TEST_F(ComparedHealth, RecreatesANodeOnceWhenReportsDoNotHelp)
 {
     records = {{"/r", 3}, {"/r/a", 3}};
     EXPECT_THAT(compare(4).stale, ElementsAre("/r/a"));
@@ -80,7 +80,7 @@ TEST_F(ComparedHealth, OfANodeThatTellingDoesNotHelpIsMadeAnewOnce)
     EXPECT_THAT(compare(4).stale, ElementsAre("/r/a"));
 }
 
-TEST_F(ComparedHealth, FindsANodeThatIsGoneOnce)
+TEST_F(ComparedHealth, FindsAMissingNodeOnce)
 {
     EXPECT_TRUE(asksForNothing(compare()));
     records.erase("/r/daemon/daemon");
@@ -91,7 +91,7 @@ TEST_F(ComparedHealth, FindsANodeThatIsGoneOnce)
     EXPECT_TRUE(asksForNothing(compare())) << "its parent was told";
 }
 
-TEST_F(ComparedHealth, OfNodesThatBeginAlikeIsToldApart)
+TEST_F(ComparedHealth, IsKeptApartForKeysWithACommonPrefix)
 {
     records = {{"/r", 3}, {"/r/a", 3}, {"/r/a1", 3}, {"/r/a1/b", 3}};
     EXPECT_THAT(compare(2).strangers, ElementsAre(Pair("/r/a", "/r/a1")));
@@ -105,7 +105,7 @@ TEST_F(ComparedHealth, OfADaemonsNodeMayBeWorseThanThatOfItsChildren)
     EXPECT_FALSE(compare().unsettled);
 }
 
-TEST_F(ComparedHealth, OfADaemonsNodeThatIsBetterThanAChildIsToldOnce)
+TEST_F(ComparedHealth, OfADaemonsNodeThatIsBetterThanAChildIsReportedOnce)
 {
     records["/r/daemon/daemon"] = 2;
     EXPECT_TRUE(compare().unsettled);
@@ -121,7 +121,7 @@ TEST_F(ComparedHealth, OfADaemonsNodeThatIsBetterThanAChildIsToldOnce)
     EXPECT_THAT(compare(2).untold, ElementsAre("/r/daemon/daemon"));
 }
 
-TEST_F(ComparedHealth, OfADaemonsNodeIsToldAgainAfterAnUpdate)
+TEST_F(ComparedHealth, OfADaemonsNodeIsReportedAgainAfterAnUpdate)
 {
     records["/r/daemon/daemon"] = 2;
     compare(3);
@@ -131,7 +131,7 @@ TEST_F(ComparedHealth, OfADaemonsNodeIsToldAgainAfterAnUpdate)
     EXPECT_THAT(compare(2).untold, ElementsAre("/r/daemon/daemon"));
 }
 
-TEST_F(ComparedHealth, OfADaemonsNodeIsToldHoweverManyUpdatesThereAre)
+TEST_F(ComparedHealth, OfADaemonsNodeIsReportedDespiteManyUpdates)
 {
     records["/r/daemon/daemon"] = 2;
     compare();
@@ -139,7 +139,7 @@ TEST_F(ComparedHealth, OfADaemonsNodeIsToldHoweverManyUpdatesThereAre)
     EXPECT_THAT(compare().untold, ElementsAre("/r/daemon/daemon"));
 }
 
-TEST_F(ComparedHealth, IsMadeAnewInSpiteOfUpdates)
+TEST_F(ComparedHealth, RecreatesANodeDespiteUpdates)
 {
     records = {{"/r", 3}, {"/r/a", 3}};
     compare(3);

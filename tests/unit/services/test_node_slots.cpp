@@ -53,7 +53,7 @@ class SlotsOfNodes : public testing::Test
     NodeSlots slots{{.nodes = 8, .ofOneUser = 2}, self};
 };
 
-TEST_F(SlotsOfNodes, GiveOneUserHisShareAndNoMore)
+TEST_F(SlotsOfNodes, GiveEachUserALimitedShare)
 {
     EXPECT_TRUE(slots.hasRoom(somebody, 2));
     EXPECT_FALSE(slots.hasRoom(somebody, 3));
@@ -67,7 +67,7 @@ TEST_F(SlotsOfNodes, GiveOneUserHisShareAndNoMore)
     EXPECT_TRUE(slots.hasRoom(other, 2));
 }
 
-TEST_F(SlotsOfNodes, AreNotForSomebodyWhenAllAreTaken)
+TEST_F(SlotsOfNodes, AreRefusedToUsersWhenAllAreTaken)
 {
     for (const char* name : {"a", "b", "c", "d", "e", "f", "g"})
     {
@@ -101,7 +101,7 @@ TEST_F(SlotsOfNodes, AreFreeAgainWhenANodeIsRemoved)
     EXPECT_TRUE(slots.hasRoom(somebody, 1));
 }
 
-TEST_F(SlotsOfNodes, GoAfterAMinuteWithoutWhoAskedAndAnythingBelow)
+TEST_F(SlotsOfNodes, EndAMinuteAfterRequesterAndChildrenHaveGone)
 {
     add("a", somebody);
     add("a/b", somebody);
@@ -113,7 +113,7 @@ TEST_F(SlotsOfNodes, GoAfterAMinuteWithoutWhoAskedAndAnythingBelow)
         << "children first";
 }
 
-TEST_F(SlotsOfNodes, StayWhileWhoAskedIsThere)
+TEST_F(SlotsOfNodes, StayWhileTheirRequesterRuns)
 {
     add("a", somebody);
     add("a/b", somebody);
@@ -127,7 +127,7 @@ TEST_F(SlotsOfNodes, StayWhileWhoAskedIsThere)
         << "the minute begins when who asked is gone";
 }
 
-TEST_F(SlotsOfNodes, StayBelowWhatIsKept)
+TEST_F(SlotsOfNodes, StayWhileADescendantIsKept)
 {
     add("a", somebody);
     add("a/b", other);
@@ -136,7 +136,7 @@ TEST_F(SlotsOfNodes, StayBelowWhatIsKept)
     EXPECT_THAT(idle({"a", "a/b"}, minutes(2)), IsEmpty());
 }
 
-TEST_F(SlotsOfNodes, AreTheTreesOwnOnceSomethingIsBelow)
+TEST_F(SlotsOfNodes, DoNotCountForTheUserOnceTheyHaveChildren)
 {
     add("a", somebody);
     add("b", somebody);
@@ -149,7 +149,7 @@ TEST_F(SlotsOfNodes, AreTheTreesOwnOnceSomethingIsBelow)
                 ElementsAre(root + "/b"));
 }
 
-TEST_F(SlotsOfNodes, GoAMinuteAfterTheLastThatWasBelow)
+TEST_F(SlotsOfNodes, EndAMinuteAfterTheirLastChild)
 {
     add("a", std::nullopt);
     idle({"a", "a/b"}, minutes(5));
@@ -160,14 +160,14 @@ TEST_F(SlotsOfNodes, GoAMinuteAfterTheLastThatWasBelow)
     EXPECT_THAT(idle({"a"}, minutes(8)), ElementsAre(root + "/a"));
 }
 
-TEST_F(SlotsOfNodes, AreNotKeptByWhatOnlyBeginsAlike)
+TEST_F(SlotsOfNodes, AreNotKeptByKeysWithTheSamePrefix)
 {
     add("a", std::nullopt);
     idle({"a", "ab/c"}, seconds(0));
     EXPECT_THAT(idle({"a", "ab/c"}, minutes(1)), ElementsAre(root + "/a"));
 }
 
-TEST_F(SlotsOfNodes, AreKeptForWhoAskedWhileADaemonHoldsTheNode)
+TEST_F(SlotsOfNodes, AreKeptForTheRequesterWhileADaemonHoldsTheNode)
 {
     add("a", somebody);
     add("a/b", somebody);
@@ -185,7 +185,7 @@ TEST_F(SlotsOfNodes, AreKeptForWhoAskedWhileADaemonHoldsTheNode)
     EXPECT_FALSE(slots.takeBack(root + "/no/slot"));
 }
 
-TEST_F(SlotsOfNodes, StayLentWhenTheyBecomeTheTreesOwn)
+TEST_F(SlotsOfNodes, StayLentWhenTheyNoLongerCount)
 {
     add("a", somebody);
     slots.lend(root + "/a");

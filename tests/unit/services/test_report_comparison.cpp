@@ -25,7 +25,7 @@ class ComparedReports : public testing::Test
     ReportedHealth::Healths records{{"/a", 2}, {"/b", 2}};
 };
 
-TEST_F(ComparedReports, AreCorrectedOnceWhenTheyGoOnDiffering)
+TEST_F(ComparedReports, AreCorrectedOnceWhenTheyKeepDiffering)
 {
     EXPECT_THAT(compare(), IsEmpty());
     EXPECT_THAT(compare(), ElementsAre("/b"));
@@ -33,7 +33,7 @@ TEST_F(ComparedReports, AreCorrectedOnceWhenTheyGoOnDiffering)
     EXPECT_THAT(compare(), IsEmpty());
 }
 
-TEST_F(ComparedReports, MayBeUnderWay)
+TEST_F(ComparedReports, MayLagBehind)
 {
     EXPECT_THAT(compare(), IsEmpty());
     records["/b"] = 3;
@@ -57,7 +57,7 @@ TEST_F(ComparedReports, AreCorrectedAgainAfterAnUpdate)
     EXPECT_THAT(compare(), ElementsAre("/b"));
 }
 
-TEST_F(ComparedReports, AreCorrectedHoweverManyUpdatesThereAre)
+TEST_F(ComparedReports, AreCorrectedDespiteManyUpdates)
 {
     compare();
     comparison.noteUpdate("/b");

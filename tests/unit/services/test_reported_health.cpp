@@ -22,14 +22,14 @@ class HealthThatWasReported : public testing::Test
     ReportedHealth reported;
 };
 
-TEST_F(HealthThatWasReported, MeetsAConnectionOnce)
+TEST_F(HealthThatWasReported, KnowsEachConnectionAfterItsFirstReport)
 {
     EXPECT_TRUE(reported.meet(":1.1"));
     EXPECT_FALSE(reported.meet(":1.1"));
     EXPECT_TRUE(reported.meet(":1.2"));
 }
 
-TEST_F(HealthThatWasReported, MeetsAConnectionAgainThatWasForgotten)
+TEST_F(HealthThatWasReported, TakesAForgottenConnectionForNew)
 {
     reported.meet(":1.1");
     reported.take(":1.1");
@@ -37,7 +37,7 @@ TEST_F(HealthThatWasReported, MeetsAConnectionAgainThatWasForgotten)
     EXPECT_TRUE(reported.meet(":1.1"));
 }
 
-TEST_F(HealthThatWasReported, IsWhatWasReportedLast)
+TEST_F(HealthThatWasReported, IsTheLastReportOfANode)
 {
     reported.note(":1.1", "/a", 2);
     reported.note(":1.1", "/b", 2);
@@ -60,7 +60,7 @@ TEST_F(HealthThatWasReported, NamesTheNodesThatAreMissing)
                 ElementsAre("/a", "/b"));
 }
 
-TEST_F(HealthThatWasReported, MayDifferFromWhatIsKnown)
+TEST_F(HealthThatWasReported, MayDifferFromTheKnownHealth)
 {
     reported.note(":1.1", "/a", 2);
     reported.note(":1.1", "/b", 3);
@@ -81,7 +81,7 @@ TEST_F(HealthThatWasReported, IsKeptApartForEachConnection)
     EXPECT_THAT(reported.take(":1.2"), ElementsAre(Pair("/a", 4)));
 }
 
-TEST_F(HealthThatWasReported, IsNothingOfAConnectionThatIsUnknown)
+TEST_F(HealthThatWasReported, IsEmptyForAnUnknownConnection)
 {
     EXPECT_THAT(reported.take(":1.1"), IsEmpty());
     EXPECT_THAT(reported.setUser(":1.1", 7), IsEmpty());
@@ -100,7 +100,7 @@ TEST_F(HealthThatWasReported, IsForgottenForEveryConnection)
     EXPECT_THAT(reported.take(":1.2"), ElementsAre(Pair("/b", 4)));
 }
 
-TEST_F(HealthThatWasReported, OfEndedNodesIsAskedAboutOnceAtATime)
+TEST_F(HealthThatWasReported, StartsOneQuestionAtATimeAboutEndedNodes)
 {
     reported.note(":1.1", "/a", 2);
     EXPECT_FALSE(reported.beginQuestion(":1.1")) << "nothing has ended";
@@ -116,7 +116,7 @@ TEST_F(HealthThatWasReported, OfEndedNodesIsAskedAboutOnceAtATime)
     EXPECT_THAT(reported.take(":1.1"), IsEmpty());
 }
 
-TEST_F(HealthThatWasReported, IsNoneForEndsThatWereNotAnswered)
+TEST_F(HealthThatWasReported, KeepsEndsThatWereNotAnswered)
 {
     reported.note(":1.1", "/asked", 0);
     reported.beginQuestion(":1.1");
@@ -127,7 +127,7 @@ TEST_F(HealthThatWasReported, IsNoneForEndsThatWereNotAnswered)
     EXPECT_THAT(reported.endQuestion(":1.1"), IsEmpty());
 }
 
-TEST_F(HealthThatWasReported, OfANodeThatIsMadeAnewIsKeptBesideItsEnd)
+TEST_F(HealthThatWasReported, OfARecreatedNodeIsKeptBesideItsEnd)
 {
     reported.note(":1.1", "/a", 0);
     reported.note(":1.1", "/a", 3);
@@ -162,7 +162,7 @@ TEST_F(BoundedReports, CountTheBytesOfKeys)
     EXPECT_TRUE(reported.note(":1.1", "/b", 2));
 }
 
-TEST_F(BoundedReports, TakeANewHealthOfANodeTheyHave)
+TEST_F(BoundedReports, AcceptANewHealthOfAKnownNode)
 {
     reported.note(":1.1", "/a", 2);
     reported.note(":1.1", "/b", 2);
@@ -171,7 +171,7 @@ TEST_F(BoundedReports, TakeANewHealthOfANodeTheyHave)
                 ElementsAre(Pair("/a", 4), Pair("/b", 2)));
 }
 
-TEST_F(BoundedReports, TakeTheEndsOfNodesTheyHave)
+TEST_F(BoundedReports, AcceptTheEndsOfKnownNodes)
 {
     reported.note(":1.1", "/a", 2);
     reported.note(":1.1", "/b", 2);
@@ -191,7 +191,7 @@ TEST_F(BoundedReports, HaveRoomAgainOnceAnEndIsAnswered)
     EXPECT_FALSE(reported.note(":1.1", "/e", 2));
 }
 
-TEST_F(BoundedReports, HaveRoomAgainForWhatWasForgotten)
+TEST_F(BoundedReports, HaveRoomAgainOnceAConnectionIsForgotten)
 {
     reported.note(":1.1", "/a", 2);
     reported.note(":1.1", "/b", 2);

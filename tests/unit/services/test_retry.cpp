@@ -89,7 +89,7 @@ TEST_F(RepeatedWork, IsTriedAgainAfterPausesThatGrow)
     EXPECT_GE(attempts[3] - attempts[2], milliseconds(16));
 }
 
-TEST_F(RepeatedWork, IsNotTriedDuringAPauseWhoeverAsks)
+TEST_F(RepeatedWork, IsNotTriedDuringAPause)
 {
     failures = 1;
     Retry retry = make(GrowingPause(hours(1), hours(1)));
@@ -113,7 +113,7 @@ TEST_F(RepeatedWork, HasAShortPauseAgainAfterASuccess)
         << "the ninth pause is 256 ms";
 }
 
-TEST_F(RepeatedWork, CountsAFailureThatComesToLightLater)
+TEST_F(RepeatedWork, CountsAFailureThatIsReportedLater)
 {
     Retry retry = make(GrowingPause(hours(1), hours(1)));
     retry.attempt();
@@ -135,7 +135,7 @@ TEST_F(RepeatedWork, ProgressesUntilItHasFailedForTooLong)
     EXPECT_TRUE(retry.isProgressing(hours(0))) << "done";
 }
 
-TEST_F(RepeatedWork, IsTriedAgainAfterWhatItThrows)
+TEST_F(RepeatedWork, IsRetriedAfterAnException)
 {
     int calls = 0;
     Retry retry(loop, [&] {

@@ -49,12 +49,12 @@ class WatchedSegments : public test::CacheTest
                        }};
 };
 
-TEST_F(WatchedSegments, HaveTheirFolderMade)
+TEST_F(WatchedSegments, HaveTheirFolderCreated)
 {
     EXPECT_TRUE(std::filesystem::is_directory(cacheFolder()));
 }
 
-TEST_F(WatchedSegments, AreToldOfWhenTheirOwnerIsKilled)
+TEST_F(WatchedSegments, AreReportedWhenTheirOwnerIsKilled)
 {
     const auto owner = reporter([] {
         Child::Parent::waitForever();
@@ -64,14 +64,14 @@ TEST_F(WatchedSegments, AreToldOfWhenTheirOwnerIsKilled)
     EXPECT_EQ(toldSoFar(), 1);
 }
 
-TEST_F(WatchedSegments, AreToldOfWhenTheirOwnerExits)
+TEST_F(WatchedSegments, AreReportedWhenTheirOwnerExits)
 {
     const auto owner = reporter([] {});
     EXPECT_EQ(owner->wait(), 0);
     EXPECT_EQ(toldSoFar(), 1);
 }
 
-TEST_F(WatchedSegments, AreToldOfOnceForSeveralOwners)
+TEST_F(WatchedSegments, AreReportedOnceForSeveralOwners)
 {
     const auto wait = [] {
         Child::Parent::waitForever();
@@ -83,7 +83,7 @@ TEST_F(WatchedSegments, AreToldOfOnceForSeveralOwners)
     EXPECT_EQ(toldSoFar(), 1);
 }
 
-TEST_F(WatchedSegments, AreToldOfWhenAHealthRecordIsRemoved)
+TEST_F(WatchedSegments, AreReportedWhenAHealthRecordIsRemoved)
 {
     const auto owner = reporter([] {
         datacache_healthstatus_remove("/a");
@@ -95,7 +95,7 @@ TEST_F(WatchedSegments, AreToldOfWhenAHealthRecordIsRemoved)
     EXPECT_EQ(changes, 1);
 }
 
-TEST_F(WatchedSegments, AreNotToldOfWhenOthersOnlyRead)
+TEST_F(WatchedSegments, AreNotReportedForReaders)
 {
     const auto owner = reporter([] {
         Child::Parent::waitForever();
@@ -129,7 +129,7 @@ TEST_F(WatchedSegments, AreLostWithTheirFolder)
     EXPECT_TRUE(another.isLost());
 }
 
-TEST_F(WatchedSegments, AreRefusedInWhatIsNoFolder)
+TEST_F(WatchedSegments, AreRefusedWhereTheFolderIsAFile)
 {
     const auto file = folder.write("file", "");
     EXPECT_THROW(SegmentWatch(loop, file, [] {}), std::system_error);

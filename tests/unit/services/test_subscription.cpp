@@ -41,7 +41,7 @@ class ServiceSubscription : public LibraryTest
         }};
 };
 
-TEST_F(ServiceSubscription, HandsItsMessagesOver)
+TEST_F(ServiceSubscription, PassesItsMessagesToTheHandler)
 {
     tell(7);
     tell(8);

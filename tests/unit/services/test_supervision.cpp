@@ -37,7 +37,7 @@ class SupervisedService : public testing::Test
     EventLoop loop;
 };
 
-TEST_F(SupervisedService, TellsThatItIsReadyAndThatItStops)
+TEST_F(SupervisedService, ReportsReadyAndStopping)
 {
     std::optional<Supervision> supervision(loop);
     EXPECT_EQ(manager.hear(), "READY=1");
@@ -46,7 +46,7 @@ TEST_F(SupervisedService, TellsThatItIsReadyAndThatItStops)
     EXPECT_EQ(manager.hear(), "STOPPING=1");
 }
 
-TEST_F(SupervisedService, GivesSignsOfLifeWhileItProgresses)
+TEST_F(SupervisedService, SendsWatchdogMessagesWhileItProgresses)
 {
     setenv("WATCHDOG_USEC", "20000", 1);
     const Supervision supervision(loop);
@@ -62,7 +62,7 @@ TEST_F(SupervisedService, GivesSignsOfLifeWhileItProgresses)
     EXPECT_EQ(signs, 3);
 }
 
-TEST_F(SupervisedService, GivesNoSignOfLifeWhileNothingGetsDone)
+TEST_F(SupervisedService, SendsNoWatchdogMessageWithoutProgress)
 {
     setenv("WATCHDOG_USEC", "2000", 1);
     int checks = 0;
@@ -79,7 +79,7 @@ TEST_F(SupervisedService, GivesNoSignOfLifeWhileNothingGetsDone)
     EXPECT_TRUE(manager.silent()) << "one check of five found progress";
 }
 
-TEST_F(SupervisedService, GivesNoSignOfLifeWhenTheCheckThrows)
+TEST_F(SupervisedService, SendsNoWatchdogMessageWhenTheCheckThrows)
 {
     setenv("WATCHDOG_USEC", "2000", 1);
     testing::internal::CaptureStderr();
@@ -93,7 +93,7 @@ TEST_F(SupervisedService, GivesNoSignOfLifeWhenTheCheckThrows)
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("broken"));
 }
 
-TEST_F(SupervisedService, GivesNoSignOfLifeWhenNobodyAsks)
+TEST_F(SupervisedService, SendsNoWatchdogMessageUnlessRequested)
 {
     bool checked = false;
     const Supervision supervision(loop, [&] {
@@ -109,7 +109,7 @@ TEST_F(SupervisedService, GivesNoSignOfLifeWhenNobodyAsks)
     EXPECT_TRUE(manager.silent());
 }
 
-TEST_F(SupervisedService, GoesOnWhenTheServiceManagerIsGone)
+TEST_F(SupervisedService, ContinuesWhenTheServiceManagerIsGone)
 {
     setenv("NOTIFY_SOCKET", "/nowhere/notify", 1);
     testing::internal::CaptureStderr();
@@ -121,7 +121,7 @@ TEST_F(SupervisedService, GoesOnWhenTheServiceManagerIsGone)
         HasSubstr("unable to tell the service manager READY=1: No such file"));
 }
 
-TEST(ServiceWithoutAServiceManager, SaysNothing)
+TEST(ServiceWithoutAServiceManager, SendsNothing)
 {
     EventLoop loop;
     testing::internal::CaptureStderr();

@@ -46,7 +46,7 @@ TEST(ProgramOfATest, HasTheEnvironmentOfTheTestWithChanges)
               "old new too\n");
 }
 
-TEST(ProgramOfATest, TellsItsErrorsWhenItFails)
+TEST(ProgramOfATest, ReportsItsStandardErrorWhenItFails)
 {
     try
     {

@@ -15,7 +15,7 @@ TEST(GivenMoment, IsNothingForAnOptionThatWasNotGiven)
     EXPECT_EQ(givenMoment("@5"), 5);
 }
 
-TEST(GivenMoment, SaysHowATimeIsWritten)
+TEST(GivenMoment, NamesTheFormatOfATime)
 {
     try
     {

@@ -13,7 +13,7 @@ using testing::HasSubstr;
 constexpr bool asRoot = true;
 constexpr bool asOther = false;
 
-TEST(BusFindings, TellOfTheBusThatWasReached)
+TEST(BusFindings, NameTheBusThatWasReached)
 {
     const Finding finding =
         makeFinding(BusState{.address = "unix:path=/bus", .failure = ""});
@@ -62,7 +62,7 @@ TEST(BusFindings, GradeAServiceByHowItCanBeHad)
     EXPECT_THAT(makeFinding(service).remedy, HasSubstr("start logmgr"));
 }
 
-TEST(BusFindings, TakeWhatRootMayNotForAProblem)
+TEST(BusFindings, TakeADenialToRootForAProblem)
 {
     const Attempt attempt{.check = "add-sel",
                           .what = "add to the log",
@@ -76,7 +76,7 @@ TEST(BusFindings, TakeWhatRootMayNotForAProblem)
                           "group healthintf"));
 }
 
-TEST(BusFindings, TakeWhatEverybodyShouldBeAllowedForAProblem)
+TEST(BusFindings, TakeADenialToEverybodyForAProblem)
 {
     const Attempt attempt{.check = "read-log",
                           .what = "read the log",
@@ -86,7 +86,7 @@ TEST(BusFindings, TakeWhatEverybodyShouldBeAllowedForAProblem)
     EXPECT_NE(makeFinding(attempt, asOther).remedy, "");
 }
 
-TEST(BusFindings, SayWhatWasNotFoundOut)
+TEST(BusFindings, NameChecksWithoutAResult)
 {
     Attempt attempt{.check = "read-log",
                     .what = "read the log",

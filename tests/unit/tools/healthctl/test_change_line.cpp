@@ -10,7 +10,7 @@ namespace
 
 const std::string key = "/com/vexa/olvar/health/a";
 
-TEST(ChangeLine, SaysHowANodesHealthChanged)
+TEST(ChangeLine, DescribesTheChangeOfANodesHealth)
 {
     WatchedTree tree;
     const nlohmann::json added = toJson(tree.addNode(key, {2, ""}).at(0));
@@ -27,7 +27,7 @@ TEST(ChangeLine, SaysHowANodesHealthChanged)
     EXPECT_TRUE(removed["now"].is_null());
 }
 
-TEST(ChangeLine, SaysWhatBecameOfAFault)
+TEST(ChangeLine, DescribesTheChangeOfAFault)
 {
     WatchedTree tree;
     WatchedFault fault;
@@ -60,7 +60,7 @@ TEST(ChangeLine, NamesASilentProcessAndItsComponents)
               "process-silent-ended");
 }
 
-TEST(ChangeLine, BeginsWithHowMuchThereIs)
+TEST(ChangeLine, BeginsWithTheNumbersOfComponentsAndFaults)
 {
     WatchedTree tree;
     tree.addNode(key, {2, ""});

@@ -52,7 +52,7 @@ TEST_F(CommandLineTest, RunsTheCommandThatWasChosen)
     EXPECT_EQ(out.str(), "textjson");
 }
 
-TEST_F(CommandLineTest, ExitsWithWhatTheCommandSays)
+TEST_F(CommandLineTest, ExitsWithTheCommandsExitCode)
 {
     EXPECT_EQ(run({"work"},
                   [](const Context&) {
@@ -62,7 +62,7 @@ TEST_F(CommandLineTest, ExitsWithWhatTheCommandSays)
     EXPECT_EQ(errors.str(), "");
 }
 
-TEST_F(CommandLineTest, SaysNothingThatMisleads)
+TEST_F(CommandLineTest, EscapesControlCharactersInErrors)
 {
     const Work fails = [](const Context&) -> ExitCode {
         throw Error(ExitCode::failed, "logmgr: \x1b[2J\u202Eyek\u2029");
@@ -113,7 +113,7 @@ ExitCode tellRuntimeFolder(const Context& context)
     return ExitCode::ok;
 }
 
-TEST_F(CommandLineTest, LooksWhereTheDaemonsOfTheMachineAre)
+TEST_F(CommandLineTest, UsesTheFoldersOfTheMachinesDaemons)
 {
     unsetenv("HEALTHINTF_RUNTIME_DIR");
     EXPECT_EQ(run({"work"}, tellRuntimeFolder), 0);
@@ -121,7 +121,7 @@ TEST_F(CommandLineTest, LooksWhereTheDaemonsOfTheMachineAre)
     EXPECT_STREQ(getenv("HEALTHINTF_STATE_DIR"), "/var/lib/healthintf");
 }
 
-TEST_F(CommandLineTest, LooksWhereTheEnvironmentSays)
+TEST_F(CommandLineTest, UsesTheFoldersOfTheEnvironment)
 {
     setenv("HEALTHINTF_RUNTIME_DIR", "/elsewhere", 1);
     EXPECT_EQ(run({"work"}, tellRuntimeFolder), 0);
@@ -137,7 +137,7 @@ TEST_F(CommandLineTest, LeavesTheUsersOwnFoldersToTheUser)
     EXPECT_STREQ(getenv("DBUS_STARTER_BUS_TYPE"), "user");
 }
 
-TEST_F(CommandLineTest, RefusesWhatItDoesNotKnow)
+TEST_F(CommandLineTest, RefusesUnknownWords)
 {
     EXPECT_EQ(run({"wrok"}, good), 2);
     EXPECT_EQ(errors.str(), "healthctl: there is no command \"wrok\"; see "
@@ -147,7 +147,7 @@ TEST_F(CommandLineTest, RefusesWhatItDoesNotKnow)
     EXPECT_THAT(errors.str(), HasSubstr("see \"healthctl lcd get --help\"\n"));
 }
 
-TEST_F(CommandLineTest, TakesTheOptionsOfAllCommandsInFrontOfTheCommandToo)
+TEST_F(CommandLineTest, TakesCommonOptionsBeforeTheCommandToo)
 {
     EXPECT_EQ(run({"--json", "work"}, good), 0);
     EXPECT_EQ(run({"lcd", "--json", "get"}, good), 0);
@@ -156,7 +156,7 @@ TEST_F(CommandLineTest, TakesTheOptionsOfAllCommandsInFrontOfTheCommandToo)
     EXPECT_EQ(run({"--json"}, good), 2);
 }
 
-TEST_F(CommandLineTest, ShowsTheHelpOfACommandThatIsAskedFor)
+TEST_F(CommandLineTest, ShowsTheHelpOfACommand)
 {
     EXPECT_EQ(run({"help", "work"}, good), 0);
     EXPECT_THAT(out.str(), HasSubstr("Examples:\n  healthctl work"));
@@ -168,7 +168,7 @@ TEST_F(CommandLineTest, ShowsTheHelpOfACommandThatIsAskedFor)
     EXPECT_THAT(out.str(), HasSubstr("Works."));
 }
 
-TEST_F(CommandLineTest, ShowsNoHelpOfWhatItDoesNotKnow)
+TEST_F(CommandLineTest, ShowsNoHelpForUnknownWords)
 {
     EXPECT_EQ(run({"help", "wrok"}, good), 2);
     EXPECT_EQ(run({"lcd", "gte", "--help"}, good), 2);

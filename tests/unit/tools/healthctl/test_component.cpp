@@ -35,7 +35,7 @@ TEST(ComponentKey, MustBeAnObjectPath)
     }
 }
 
-TEST(ComponentKey, IsShownAsItCanBeWritten)
+TEST(ComponentKey, IsShownAsItCanBeEntered)
 {
     for (const std::string& key : {root, root + "/rack/fan", std::string("/x")})
     {
@@ -44,7 +44,7 @@ TEST(ComponentKey, IsShownAsItCanBeWritten)
     EXPECT_EQ(shownKey(root + "/rack/fan"), "rack/fan");
 }
 
-TEST(ComponentKey, IsWhatAnEntryBelongsTo)
+TEST(ComponentKey, IsFoundFromAnEntrysPath)
 {
     EXPECT_EQ(getComponent("/a/b/entry/Fault_1"), "/a/b");
     EXPECT_EQ(getComponent("/a/entry/b/entry/Fault_1"), "/a/entry/b");

@@ -25,27 +25,27 @@ std::string written(const std::string& text)
     return out.str();
 }
 
-TEST(WrittenJson, LeavesTextAsItIs)
+TEST(WrittenJson, LeavesOrdinaryTextUnchanged)
 {
     EXPECT_EQ(written("Lüfter\n\"風扇\""),
               "{\"schema\":\"test/1\",\"text\":\"Lüfter\\n\\\"風扇\\\"\"}\n");
 }
 
-TEST(WrittenJson, EscapesWhatMisleads)
+TEST(WrittenJson, EscapesMisleadingCharacters)
 {
     EXPECT_EQ(written("\x1b\x7f\u009b\u061C\u202E\u2028\u2069\U000E0041"),
               "{\"schema\":\"test/1\",\"text\":\"\\u001b\\u007f\\u009b\\u061c"
               "\\u202e\\u2028\\u2069\\udb40\\udc41\"}\n");
 }
 
-TEST(WrittenJson, IsReadAsWhatItWas)
+TEST(WrittenJson, IsReadBackUnchanged)
 {
     const std::string text =
         "a\x1b\x7f\u009b\u061C\u202E\u2028\u2069\U000E0041\U0001F600";
     EXPECT_EQ(nlohmann::json::parse(written(text))["text"], text);
 }
 
-TEST(WrittenJson, ReplacesWhatIsNotUtf8)
+TEST(WrittenJson, ReplacesInvalidUtf8)
 {
     EXPECT_EQ(nlohmann::json::parse(written("a\xFF"))["text"], "a\uFFFD");
 }

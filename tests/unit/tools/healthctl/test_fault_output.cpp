@@ -40,7 +40,7 @@ TEST(FaultOutput, MarksWhatIsHidden)
                 HasSubstr("Slow  hidden\n"));
 }
 
-TEST(FaultOutput, NamesTheSensorForWhoWantsToHideIt)
+TEST(FaultOutput, NamesTheSensorByWhichAFaultCanBeHidden)
 {
     FaultEntryProperties properties;
     properties.sensorPath = "/sensors/fan";
@@ -49,7 +49,7 @@ TEST(FaultOutput, NamesTheSensorForWhoWantsToHideIt)
     EXPECT_THAT(printed({fault}), HasSubstr("  sensor /sensors/fan, number 7"));
 }
 
-TEST(FaultOutput, LetsNoMessageSpeakToTheTerminal)
+TEST(FaultOutput, EscapesControlCharactersInMessages)
 {
     FaultEntryProperties properties;
     properties.message = "\x1b[2Jgone";

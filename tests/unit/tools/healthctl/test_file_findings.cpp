@@ -50,7 +50,7 @@ TEST(FileFindings, FindNothingWrongWithACacheInUse)
                                 "uses 3 MiB of 100 MiB");
 }
 
-TEST(FileFindings, TellOfOneProcessInTheSingular)
+TEST(FileFindings, NameOneProcessInTheSingular)
 {
     CacheState cache = cacheInUse();
     cache.space->segments = 1;
@@ -80,7 +80,7 @@ TEST(FileFindings, WarnOfAFilesystemInWhichTheCacheCannotGrow)
     EXPECT_THAT(findings[2].remedy, HasSubstr("HEALTHINTF_RUNTIME_DIR"));
 }
 
-TEST(FileFindings, TellWhyThereIsNoCacheToLookInto)
+TEST(FileFindings, ReportWhyThereIsNoCache)
 {
     CacheState cache = cacheInUse();
     cache.space.reset();
@@ -99,7 +99,7 @@ TEST(FileFindings, TellWhyThereIsNoCacheToLookInto)
     EXPECT_EQ(makeFindings(cache).back().text, "no runtime folder");
 }
 
-TEST(FileFindings, MissAFolderThatTheLogCannotBeWrittenTo)
+TEST(FileFindings, ReportALogFolderThatIsNotWritable)
 {
     StateFolder state = goodState();
     EXPECT_EQ(makeFinding(state).grade, Grade::ok);

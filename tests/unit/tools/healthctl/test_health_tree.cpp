@@ -18,7 +18,7 @@ Node healthy(uint32_t health)
     return {health, "daemon[1]"};
 }
 
-TEST(HealthTree, HangsChildrenBelowTheirParents)
+TEST(HealthTree, PutsChildrenBelowTheirParents)
 {
     const auto trees = buildTrees({{root, healthy(2)},
                                    {root + "/a", healthy(2)},
@@ -31,7 +31,7 @@ TEST(HealthTree, HangsChildrenBelowTheirParents)
     EXPECT_EQ(trees[0].children[0].children[0].key, root + "/a/b");
 }
 
-TEST(HealthTree, MakesUpWhatIsMissingAboveANode)
+TEST(HealthTree, AddsTheMissingAncestorsOfANode)
 {
     const auto trees = buildTrees({{root + "/a/b", healthy(2)}}, {});
     ASSERT_EQ(trees.size(), 1U);
@@ -54,7 +54,7 @@ TEST(HealthTree, KeepsFaultsOfAKeyWithoutANode)
     EXPECT_EQ(found->visible(), 1U);
 }
 
-TEST(HealthTree, ShowsWhatLiesOutsideBesideIt)
+TEST(HealthTree, ShowsNodesOutsideTheTreeBesideIt)
 {
     const auto trees =
         buildTrees({{"/elsewhere", healthy(3)}, {root, healthy(2)}}, {});
@@ -79,7 +79,7 @@ Origin getOrigin(uint32_t health, uint32_t child, const Faults& faults)
         .origin;
 }
 
-TEST(HealthOrigin, IsWhateverIsAsBad)
+TEST(HealthOrigin, IsEverythingWithTheSameHealth)
 {
     const Origin faults = getOrigin(4, 2, {faultOf(root, "x", 4)});
     EXPECT_TRUE(faults.faults && !faults.children && !faults.base);

@@ -39,7 +39,7 @@ void expectCounts(const HideTarget& target, std::size_t faults,
     EXPECT_EQ(counts.components, components);
 }
 
-TEST(HideTarget, NamesAllFaultsOfAComponentButNotBelowIt)
+TEST(HideTarget, NamesAllFaultsOfAComponentWithoutItsDescendants)
 {
     expectCounts({"/rack/fan", "", 0}, 2, 1);
     expectCounts({"/rack", "", 0}, 1, 1);

@@ -48,7 +48,7 @@ class HostProbe : public testing::Test
     test::TemporaryFolder folder;
 };
 
-TEST_F(HostProbe, DoesNotMakeTheDataCacheThatItLooksFor)
+TEST_F(HostProbe, DoesNotCreateTheDataCache)
 {
     const CacheState cache = probeCache();
     EXPECT_EQ(cache.folder, folder.path() / "datacache");
@@ -92,7 +92,7 @@ TEST_F(HostProbe, NamesTheProcessesThatHoldOneKey)
     }
 }
 
-TEST_F(HostProbe, SeesWhatTheFilesystemsHaveLeft)
+TEST_F(HostProbe, ReadsTheFreeSpaceOfTheFilesystems)
 {
     test::expectOnSmallFilesystem(folder.path(), "size=64k", [this] {
         fs::create_directory(folder.path() / "datacache");
@@ -111,7 +111,7 @@ TEST_F(HostProbe, LooksAtTheFolderInWhichThatOfTheLogWillBeMade)
     EXPECT_TRUE(state.writable);
 }
 
-TEST_F(HostProbe, SeesWhoMayWriteTheLog)
+TEST_F(HostProbe, KnowsWhoMayWriteTheLog)
 {
     EXPECT_TRUE(probeStateFolder(stranger).writable);
     chmod(folder.path().c_str(), forOwner);

@@ -19,14 +19,14 @@ Finding findingFor(std::size_t entries, std::size_t mirrored,
                                      .different = different});
 }
 
-TEST(LogFindings, AreFineWhenTheMirrorHasWhatTheLogHas)
+TEST(LogFindings, AreOkWhenTheMirrorEqualsTheLog)
 {
     EXPECT_EQ(findingFor(3, 3, 0).grade, Grade::ok);
     EXPECT_EQ(findingFor(0, 0, 0).grade, Grade::ok);
     EXPECT_EQ(findingFor(3, 3, 0).remedy, "");
 }
 
-TEST(LogFindings, TellOfAMirrorThatIsOtherwise)
+TEST(LogFindings, ReportAMirrorThatDiffers)
 {
     EXPECT_EQ(findingFor(3, 3, 1).grade, Grade::problem);
     EXPECT_EQ(findingFor(0, 1, 0).grade, Grade::problem);

@@ -30,7 +30,7 @@ class LogReader : public test::CacheTest
     }
 };
 
-TEST_F(LogReader, SaysThatItReadTheMirrorWhereThereIsNoLogManager)
+TEST_F(LogReader, ReportsThatItReadTheMirrorWithoutALogManager)
 {
     host::SelMirror mirror;
     mirror.replace([](const host::SelMirror::Sink& put) {

@@ -20,7 +20,7 @@ TEST(MatchFindings, LookAtTheConnectionWithMostMatchRules)
                 HasSubstr("that of b; the bus allows 512"));
 }
 
-TEST(MatchFindings, WarnWhenMatchRulesComeNearToTheBussLimit)
+TEST(MatchFindings, WarnWhenMatchRulesComeNearTheBussLimit)
 {
     const MatchUses uses{{{"a", 410}}};
     EXPECT_EQ(makeFinding(uses, MatchLimit{512, true}).grade, Grade::warning);
@@ -42,13 +42,13 @@ TEST(MatchFindings, DoNotWarnOfALimitThatTheBusHasNot)
     }
 }
 
-TEST(MatchFindings, TryNoMatchRulesWithoutEndOrWithoutNeed)
+TEST(MatchFindings, ProbeOnlyALimitedNumberOfMatchRules)
 {
     EXPECT_EQ(rulesToTry(MatchUses{{{"a", 20'000}}}), std::nullopt);
     EXPECT_EQ(rulesToTry(std::nullopt), std::nullopt);
 }
 
-TEST(MatchFindings, WarnWhenAUserComesNearToWhatTheBusAllowsHim)
+TEST(MatchFindings, WarnWhenAUserComesNearTheBussLimit)
 {
     const MatchQuotas quotas{{"root", 9000, 16'384}, {"fans", 410, 512}};
     EXPECT_EQ(makeFinding(quotas).grade, Grade::warning);
@@ -61,7 +61,7 @@ TEST(MatchFindings, WarnWhenAUserComesNearToWhatTheBusAllowsHim)
               Grade::ok);
 }
 
-TEST(MatchFindings, SayWhenTheBusTellsOfNoRules)
+TEST(MatchFindings, ReportThatTheBusTellsOfNoRules)
 {
     EXPECT_EQ(makeFinding(MatchUses(), std::nullopt).grade, Grade::ok);
 }

@@ -23,7 +23,7 @@ TEST_F(MatchLimitProbe, FindsTheLimitOfTheBus)
     EXPECT_TRUE(limit->isLimit);
 }
 
-TEST_F(MatchLimitProbe, TriesNoMoreThanIsWanted)
+TEST_F(MatchLimitProbe, TriesNoMoreRulesThanRequested)
 {
     const auto limit = probeMatchLimit(512);
     ASSERT_TRUE(limit);

@@ -50,7 +50,7 @@ void writeAccounting(sd_bus_message* message, const char* thing)
     sd_bus_message_close_container(message);
 }
 
-TEST(MatchQuotas, AreWhatEachUserHasAndMayHave)
+TEST(MatchQuotas, HoldUseAndLimitOfEachUser)
 {
     const MatchQuotas quotas = quotasIn([](sd_bus_message* message) {
         writeAccounting(message, "Matches");

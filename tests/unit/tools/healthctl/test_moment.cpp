@@ -25,7 +25,7 @@ class Moment : public testing::Test
     }
 };
 
-TEST_F(Moment, IsSecondsBehindAnAtSign)
+TEST_F(Moment, IsSecondsAfterAnAtSign)
 {
     EXPECT_EQ(parseMoment("@0", now), 0);
     EXPECT_EQ(parseMoment("@1234567890", now), 1234567890);
@@ -39,7 +39,7 @@ TEST_F(Moment, IsALengthOfTimeAgo)
     EXPECT_EQ(parseMoment("3d", now), now - 259200);
 }
 
-TEST_F(Moment, IsADateOfTheOperatorsClock)
+TEST_F(Moment, IsADateInLocalTime)
 {
     EXPECT_EQ(parseMoment("1970-01-01 01:00", now), 0);
     EXPECT_EQ(parseMoment("1970-01-02", now), 82800);

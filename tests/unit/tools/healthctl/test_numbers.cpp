@@ -16,13 +16,13 @@ std::string saidOf(std::string text, const Range& range = {1})
     return numberIn(range)(text);
 }
 
-TEST(NumberIn, LetsWholeNumbersPass)
+TEST(NumberIn, AcceptsWholeNumbers)
 {
     EXPECT_EQ(saidOf("1"), "");
     EXPECT_EQ(saidOf("2147483647"), "");
 }
 
-TEST(NumberIn, SaysWhatIsWanted)
+TEST(NumberIn, NamesTheRange)
 {
     for (const char* text : {"0", "-1", "x", "", "1.5", "2147483648", "0x1",
                              "+1", " 1", "1 ", "1e1", "{}"})
@@ -51,7 +51,7 @@ int numberOf(const std::string& text)
     return number;
 }
 
-TEST(AddNumber, TakesDigitsForDecimalOnesAfterZerosToo)
+TEST(AddNumber, ReadsLeadingZerosAsDecimalDigits)
 {
     EXPECT_EQ(numberOf("10"), 10);
     EXPECT_EQ(numberOf("010"), 10);

@@ -38,18 +38,18 @@ TEST(ProcessProbe, KnowsHowManyFilesAProcessMayOpen)
     EXPECT_EQ(files->limit, limit.rlim_cur);
 }
 
-TEST(ProcessProbe, KnowsWhomAProcessRunsAs)
+TEST(ProcessProbe, KnowsTheUserOfAProcess)
 {
     EXPECT_EQ(readUser(static_cast<uint32_t>(getpid())), geteuid());
 }
 
-TEST(ProcessProbe, SaysNothingOfAProcessThatIsGone)
+TEST(ProcessProbe, ReturnsNothingForAProcessThatIsGone)
 {
     EXPECT_FALSE(countOpenFiles("test", nobody));
     EXPECT_FALSE(readUser(nobody));
 }
 
-TEST(ProcessProbe, ReadsTheLimitThatHolds)
+TEST(ProcessProbe, ReadsTheSoftLimit)
 {
     EXPECT_EQ(openFileLimitIn("Limit  Soft  Hard  Units\n"
                               "Max cpu time  5  6  seconds\n"

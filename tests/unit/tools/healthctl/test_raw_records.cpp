@@ -48,7 +48,7 @@ TEST(RawRecords, AreNoneInAnEmptyFile)
     EXPECT_EQ(formatRecords({}), "");
 }
 
-TEST(RawRecords, SayWhereTheLastOneIsCut)
+TEST(RawRecords, NameThePlaceWhereTheLastOneIsCut)
 {
     const std::string content = formatRecords({fanRecord, fanRecord});
     EXPECT_THAT(complaintOf([&] {
@@ -71,7 +71,7 @@ TEST(RawRecords, AreReadHoweverTheirDigitsAreGrouped)
               fanRecord);
 }
 
-TEST(RawRecords, SayWhatIsNoRecord)
+TEST(RawRecords, NameTextThatIsNoRecord)
 {
     EXPECT_THAT(complaintOf([] {
                     parseRecord({"0102"});
@@ -111,7 +111,7 @@ TEST(RawRecords, HoldTheirNumbersLowByteFirst)
     EXPECT_EQ(parseFields(fanRecord).sensorNumber, 0x07);
 }
 
-TEST(RawRecords, KnowWhatTheyAre)
+TEST(RawRecords, KnowTheirType)
 {
     EXPECT_TRUE(isEvent(fanRecord));
     EXPECT_FALSE(isAssertion(fanRecord));

@@ -13,7 +13,7 @@ TEST(Screen, ShowsATextThatFitsWhole)
     EXPECT_EQ(cutPage("", 2, 80), "");
 }
 
-TEST(Screen, SaysHowManyLinesDoNotFit)
+TEST(Screen, ShowsHowManyLinesDoNotFit)
 {
     EXPECT_EQ(cutPage("a\nb\nc\nd\n", 2, 80), "a\033[K\n3 more lines\033[K");
     EXPECT_EQ(cutPage("a\nb\n", 1, 80), "2 more lines\033[K");

@@ -50,7 +50,7 @@ class SelEntries : public testing::Test
     }
 };
 
-TEST_F(SelEntries, CallTheSensorByTheBestNameThereIs)
+TEST_F(SelEntries, NameTheSensorByTheBestAvailableName)
 {
     ReadEvent event = fanEvent();
     EXPECT_EQ(describeSensor(event), "Fan.Sensor.0x07");
@@ -63,7 +63,7 @@ TEST_F(SelEntries, CallTheSensorByTheBestNameThereIs)
     EXPECT_EQ(describeSensor(makersRecord()), "");
 }
 
-TEST_F(SelEntries, TellOfEachEventInWords)
+TEST_F(SelEntries, DescribeEachEventInWords)
 {
     const ReadEvent event = fanEvent();
     EXPECT_EQ(describeTime(event), "clock not set, 5 s");
@@ -72,7 +72,7 @@ TEST_F(SelEntries, TellOfEachEventInWords)
     EXPECT_EQ(describeSeverity(event), "warning");
 }
 
-TEST_F(SelEntries, ShowTheBytesOfWhatHasNoWords)
+TEST_F(SelEntries, ShowTheBytesOfUndescribedEvents)
 {
     const ReadEvent event = makersRecord();
     EXPECT_EQ(describeTime(event), "");
@@ -100,7 +100,7 @@ TEST_F(SelEntries, ShowEveryFieldOfAnEvent)
                                      "57 11 22")));
 }
 
-TEST_F(SelEntries, ShowOfAMakersRecordWhatItHas)
+TEST_F(SelEntries, ShowTheFieldsOfAnOemRecord)
 {
     const auto fields = listFields(makersRecord());
     EXPECT_THAT(fields, Contains(Pair("Time", "none")));
@@ -109,7 +109,7 @@ TEST_F(SelEntries, ShowOfAMakersRecordWhatItHas)
     EXPECT_THAT(fields, Not(Contains(Key("Severity"))));
 }
 
-TEST_F(SelEntries, GiveProgramsNumbersAsNumbers)
+TEST_F(SelEntries, HaveNumbersAsNumbersInJson)
 {
     const nlohmann::json json = toJson(fanEvent());
     EXPECT_EQ(json["id"], 17);
@@ -134,7 +134,7 @@ TEST_F(SelEntries, ShowTimesBeforeTheClockWasSetAsSuch)
     EXPECT_EQ(describeTime(after), momentText(last + 1));
 }
 
-TEST_F(SelEntries, GiveProgramsNullForWhatIsNotThere)
+TEST_F(SelEntries, HaveNullForMissingValuesInJson)
 {
     const nlohmann::json json = toJson(makersRecord());
     EXPECT_TRUE(json["timestamp"].is_null());

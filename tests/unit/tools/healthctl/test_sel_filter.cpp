@@ -53,7 +53,7 @@ TEST(SelFilter, WantsEverythingUnlessToldOtherwise)
     EXPECT_THAT(idsOf({}), ElementsAre(1, 2, 3, 4));
 }
 
-TEST(SelFilter, WantsWhatWasWithinItsTimes)
+TEST(SelFilter, WantsEntriesWithinItsTimes)
 {
     EXPECT_THAT(idsOf({.since = 200}), ElementsAre(2, 3, 4));
     EXPECT_THAT(idsOf({.until = 200}), ElementsAre(1, 2));
@@ -81,7 +81,7 @@ TEST(SelFilter, WantsAnyOfSeveralSensorTypes)
                 ElementsAre(1, 3));
 }
 
-TEST(SelFilter, TakesNoOtherRecordForOneOfASensor)
+TEST(SelFilter, TakesNoOemRecordForASensorsEvent)
 {
     RawRecord record = recordOfEvent(5, 500, 0x04);
     record[2] = 0xC0;

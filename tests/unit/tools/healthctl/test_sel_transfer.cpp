@@ -66,21 +66,21 @@ TEST_F(SelTransfer, ReadsAsManyRecordsAsALogHolds)
                           "records"));
 }
 
-TEST_F(SelTransfer, DoesNotReadWithoutEnd)
+TEST_F(SelTransfer, LimitsWhatItReads)
 {
     EXPECT_THAT(complaintAbout("/dev/zero"),
                 HasSubstr("nothing was imported: it has more than 65534 "
                           "records"));
 }
 
-TEST_F(SelTransfer, WritesInThePlaceOfWhatWasThere)
+TEST_F(SelTransfer, ReplacesAnExistingFile)
 {
     const std::string file = folder.write("log", std::string(100, 'x'));
     writeRecords({}, file, out);
     EXPECT_TRUE(readRecords(file).empty());
 }
 
-TEST_F(SelTransfer, LeavesWhatWasThereWhenItCannotBeWritten)
+TEST_F(SelTransfer, KeepsAnExistingFileWhenItCannotWrite)
 {
     test::expectOnSmallFilesystem(folder.path(), "size=64k", [this] {
         const std::string before = formatRecords(records);
@@ -108,7 +108,7 @@ TEST_F(SelTransfer, WritesToTheOutputForADash)
     EXPECT_EQ(out.str(), formatRecords(records));
 }
 
-TEST_F(SelTransfer, SaysWhereAFileIsCut)
+TEST_F(SelTransfer, NamesThePlaceWhereAFileIsCut)
 {
     EXPECT_THAT(
         complaintAbout(folder.write("log", formatRecords(records) + "more")),
@@ -116,7 +116,7 @@ TEST_F(SelTransfer, SaysWhereAFileIsCut)
               HasSubstr("offset 32 is cut: it has 4 bytes")));
 }
 
-TEST_F(SelTransfer, SaysWhichFileItCannotUse)
+TEST_F(SelTransfer, NamesAFileThatItCannotUse)
 {
     const std::string missing = folder.path() / "missing";
     EXPECT_THAT(complaintAbout(missing),

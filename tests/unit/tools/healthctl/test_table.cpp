@@ -30,7 +30,7 @@ TEST(TableTest, PutsColumnsBelowEachOther)
     EXPECT_EQ(printed(table), "fan     OK\nLüfter  warning\n");
 }
 
-TEST(TableTest, WritesNothingThatMisleads)
+TEST(TableTest, EscapesControlCharacters)
 {
     Table table({});
     table.addRow({std::string("fan\nroot"), std::string("\u202E")});
@@ -65,7 +65,7 @@ TEST(TableTest, ShortensTheColumnsThatGiveWayInTheirOrder)
     EXPECT_EQ(printed(table, 14), "012…789  ab…ij\n");
 }
 
-TEST(TableTest, NeverShortensWhatStandsInFront)
+TEST(TableTest, NeverShortensTheLeadOfACell)
 {
     Table table({{0, 8}});
     table.addRow({Cell("a_long_name", Tone::plain, "├─ ")});

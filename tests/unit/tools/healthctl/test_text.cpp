@@ -11,7 +11,7 @@ namespace
 
 using testing::ElementsAre;
 
-TEST(ColumnsOf, CountsSignsAndNotBytes)
+TEST(ColumnsOf, CountsCharactersInsteadOfBytes)
 {
     EXPECT_EQ(countColumns("abc"), 3U);
     EXPECT_EQ(countColumns("äöü"), 3U);
@@ -19,7 +19,7 @@ TEST(ColumnsOf, CountsSignsAndNotBytes)
     EXPECT_EQ(countColumns(""), 0U);
 }
 
-TEST(Shortened, LeavesWhatFits)
+TEST(Shortened, LeavesATextThatFits)
 {
     EXPECT_EQ(shortened("fan", 3, "…"), "fan");
 }
@@ -74,7 +74,7 @@ TEST(Wrapped, NeverTakesMoreThanItMay)
     EXPECT_THAT(wrapped("a風b", 1), ElementsAre("a", "?", "b"));
 }
 
-TEST(Beginning, IsWhatFits)
+TEST(Beginning, IsThePartThatFits)
 {
     EXPECT_EQ(beginning("風扇", 3), "風");
     EXPECT_EQ(beginning("fan", 3), "fan");

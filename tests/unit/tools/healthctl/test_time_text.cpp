@@ -12,13 +12,13 @@ namespace healthintf::healthctl
 namespace
 {
 
-TEST(TimeText, IsUtcForPrograms)
+TEST(TimeText, IsUtcInJson)
 {
     EXPECT_EQ(utcTime(0), "1970-01-01T00:00:00Z");
     EXPECT_EQ(utcTime(1795261164), "2026-11-21T11:39:24Z");
 }
 
-TEST(TimeText, IsLocalForPeople)
+TEST(TimeText, IsLocalTimeOnTheTerminal)
 {
     setenv("TZ", "XST-1", 1);
     tzset();

@@ -31,7 +31,7 @@ TEST(TreeFindings, NameEachMissingParentOnce)
     EXPECT_THAT(findings[0].text, HasSubstr(root + "/a/b and 1 more"));
 }
 
-TEST(TreeFindings, MissTheRootAboveItsChildren)
+TEST(TreeFindings, ReportAMissingRoot)
 {
     const Findings findings = missingParents({root + "/a"});
     ASSERT_THAT(findings, SizeIs(1));
@@ -57,7 +57,7 @@ TEST(TreeFindings, NameTheHoldersThatDoNotAnswer)
     EXPECT_FALSE(finding.remedy.empty());
 }
 
-TEST(TreeFindings, NameSilentProcessesOfWhichTheNodesAreNotKnown)
+TEST(TreeFindings, NameSilentProcessesWithUnknownNodes)
 {
     const Finding finding =
         makeFinding(HolderStates{.silent = {{"fan[1]", 0}}, .known = false});
@@ -85,7 +85,7 @@ TEST(TreeFindings, NameTheHoldersOfASharedKey)
     EXPECT_FALSE(finding.remedy.empty());
 }
 
-TEST(TreeFindings, TellOfMoreThanTwoHolders)
+TEST(TreeFindings, NameMoreThanTwoHolders)
 {
     EXPECT_EQ(
         sharedKeys({{"/a", {"x[1]", "y[2]"}}, {"/b", {"x[1]", "y[2]", "z[3]"}}},

@@ -53,7 +53,7 @@ TEST_F(TreeOutput, MarksANodeWhoseHolderDoesNotAnswer)
     EXPECT_NE(drawn().find("does not answer  daemon[2]\n"), std::string::npos);
 }
 
-TEST_F(TreeOutput, DrawsWithTheSignsOfAscii)
+TEST_F(TreeOutput, DrawsWithAsciiOnly)
 {
     const std::string text = drawn({}, false);
     EXPECT_NE(text.find("|- a"), std::string::npos);
@@ -76,7 +76,7 @@ TEST_F(TreeOutput, StopsAtADepth)
     EXPECT_NE(text.find("gap"), std::string::npos);
 }
 
-TEST_F(TreeOutput, HasTheSameInJson)
+TEST_F(TreeOutput, HasTheSameContentInJson)
 {
     const auto json = toJson(trees.front(), {.depth = 2, .faults = true});
     EXPECT_EQ(json["health"], "warning");

@@ -39,7 +39,7 @@ Node nodeOf(uint32_t health, const std::string& connection = "")
     return {health, "", connection};
 }
 
-TEST(WatchedTree, TellsWhenHealthChangesAndNotElse)
+TEST(WatchedTree, ReportsOnlyChangesOfHealth)
 {
     WatchedTree tree;
     EXPECT_THAT(kindsOf(tree.addNode("/a", nodeOf(2))),
@@ -53,7 +53,7 @@ TEST(WatchedTree, TellsWhenHealthChangesAndNotElse)
     EXPECT_EQ(changes[0].now, 4);
 }
 
-TEST(WatchedTree, TellsOfEachFaultOnce)
+TEST(WatchedTree, ReportsEachFaultOnce)
 {
     WatchedTree tree;
     EXPECT_THAT(kindsOf(tree.addFault("/a/entry/1", faultOf("X"))),
@@ -66,7 +66,7 @@ TEST(WatchedTree, TellsOfEachFaultOnce)
     EXPECT_THAT(tree.removeFault("/a/entry/1"), IsEmpty());
 }
 
-TEST(WatchedTree, TellsWhenAKnownFaultIsHiddenAndShown)
+TEST(WatchedTree, ReportsWhenAKnownFaultIsHiddenAndShown)
 {
     WatchedTree tree;
     EXPECT_THAT(tree.setHidden("/a/entry/1", true), IsEmpty());
@@ -80,7 +80,7 @@ TEST(WatchedTree, TellsWhenAKnownFaultIsHiddenAndShown)
                 ElementsAre(Kind::faultShown));
 }
 
-TEST(WatchedTree, TakesOverWhatIsThere)
+TEST(WatchedTree, TakesOverTheInitialState)
 {
     WatchedTree tree;
     tree.addNode("/gone", nodeOf(2));
@@ -101,7 +101,7 @@ TEST(WatchedTree, TakesOverWhatIsThere)
     EXPECT_TRUE(changes[4].fault->hidden);
 }
 
-TEST(WatchedTree, TellsNothingWhenItKnewAll)
+TEST(WatchedTree, ReportsNothingWhenItKnewEverything)
 {
     WatchedTree tree;
     const Nodes nodes{{"/a", nodeOf(3)}};
@@ -111,14 +111,14 @@ TEST(WatchedTree, TellsNothingWhenItKnewAll)
     EXPECT_THAT(tree.nodes(), SizeIs(1));
 }
 
-TEST(WatchedTree, AddsNoNodeOfWhichOnlyTheHealthIsHeard)
+TEST(WatchedTree, AddsNoNodeThatIsKnownByAReportOnly)
 {
     WatchedTree tree;
     EXPECT_THAT(tree.setHealth("/a", 4), IsEmpty());
     EXPECT_THAT(tree.nodes(), IsEmpty());
 }
 
-TEST(WatchedTree, KeepsWhatASilentProcessHolds)
+TEST(WatchedTree, KeepsTheObjectsOfASilentProcess)
 {
     WatchedTree tree;
     tree.takeOver({{"/a", nodeOf(3, ":1.1")}, {"/b", nodeOf(2, ":1.2")}},
@@ -138,7 +138,7 @@ TEST(WatchedTree, KeepsWhatASilentProcessHolds)
                             Kind::nodeRemoved));
 }
 
-TEST(WatchedTree, KeepsAFaultThatWasHeardOfASilentProcess)
+TEST(WatchedTree, KeepsAnAnnouncedFaultOfASilentProcess)
 {
     WatchedTree tree;
     tree.addFault("/a/entry/1", faultOf("X", false, ":1.1"));
@@ -146,7 +146,7 @@ TEST(WatchedTree, KeepsAFaultThatWasHeardOfASilentProcess)
     EXPECT_THAT(tree.faults(), SizeIs(1));
 }
 
-TEST(WatchedTree, GivesASilentProcesssKeyToWhoAnswers)
+TEST(WatchedTree, GivesASilentProcesssKeyToAnAnsweringOne)
 {
     WatchedTree tree;
     tree.addNode("/a", nodeOf(3, ":1.1"));

@@ -35,14 +35,14 @@ class WholeFile : public testing::Test
     const fs::path file = folder.path() / "file";
 };
 
-TEST_F(WholeFile, IsMadeWhereThereIsNone)
+TEST_F(WholeFile, IsCreatedWhereThereIsNone)
 {
     writeWholeFile(file, "content");
     EXPECT_EQ(test::contentOf(file), "content");
     EXPECT_EQ(files(), 1U);
 }
 
-TEST_F(WholeFile, TakesThePlaceOfAnotherAtOnce)
+TEST_F(WholeFile, ReplacesAnotherFileAtomically)
 {
     folder.write("file", "before");
     constexpr auto mode = fs::perms::owner_read | fs::perms::owner_write;
@@ -58,7 +58,7 @@ TEST_F(WholeFile, TakesThePlaceOfAnotherAtOnce)
     EXPECT_EQ(files(), 2U);
 }
 
-TEST_F(WholeFile, IsWrittenIntoWhatIsNoPlainFile)
+TEST_F(WholeFile, IsWrittenIntoADevice)
 {
     writeWholeFile("/dev/null", "content");
     EXPECT_TRUE(fs::is_character_file("/dev/null"));
@@ -76,7 +76,7 @@ TEST_F(WholeFile, IsWrittenIntoAnOpenPipe)
     close(ends[1]);
 }
 
-TEST_F(WholeFile, LeavesALinkToWhatIsNotThere)
+TEST_F(WholeFile, KeepsADanglingLink)
 {
     fs::create_symlink(folder.path() / "away" / "backup", file);
     EXPECT_THROW(writeWholeFile(file, "content"), std::system_error);
@@ -84,7 +84,7 @@ TEST_F(WholeFile, LeavesALinkToWhatIsNotThere)
     EXPECT_EQ(files(), 1U);
 }
 
-TEST_F(WholeFile, LeavesNothingWhereItCannotBe)
+TEST_F(WholeFile, LeavesNothingWhereItCannotBeWritten)
 {
     fs::create_directory(file);
     EXPECT_THROW(writeWholeFile(file, "content"), std::system_error);
