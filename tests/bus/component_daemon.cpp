@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file A daemon for the tests: holds components on its default bus and does
- *  with them what it is told on standard input, one command a line, each
- *  answered with one line.
+/** @file A daemon for the tests: holds components on its default bus and
+ * executes commands from standard input, one a line, each answered with one
+ * line.
  *
  *  Usage: component-daemon sd-event|own-loop
  *
  *    init KEY BASE          null, or the daemon's unique name
  *    count                  the numbers of visible and of hidden faults
  *    hide 0|1 KEY|- SENSOR|- NUMBER
- *    set ATTRIBUTE VALUE    each: the status, once the bus has passed it on
+ *    set ATTRIBUTE VALUE    each: the status, once the bus has delivered it
  *    disable KEY
  *    enable KEY             each: the result
  *    add KEY ID SENSOR SEVERITY [NUMBER]

@@ -43,7 +43,7 @@ def test_names_each_failure_and_fails(log):
     assert result.returncode == 1
 
 
-def test_names_what_was_skipped_and_counts_it_neither_way(log):
+def test_names_skipped_cases_and_counts_them_neither_way(log):
     result = count(
         log(
             "a.xml",

@@ -108,7 +108,7 @@ def test_names_each_include_against_the_direction(tree):
         ("bench/bad.cpp", '"../src/detail.hpp"', "src/detail.hpp", "src"),
     ],
 )
-def test_names_an_include_of_what_is_private(tree, file, include, target, folder):
+def test_names_an_include_of_a_private_file(tree, file, include, target, folder):
     tree.write(file, f"#include {include}\n")
     assert complaint(tree) == f"{file}:1: {target}: {folder} is private"
 
@@ -134,18 +134,18 @@ def test_names_every_circle(tree):
     )
 
 
-def test_takes_two_ways_to_one_file_for_no_circle(tree):
+def test_does_not_take_two_ways_to_a_file_for_a_circle(tree):
     tree.write("src/a.hpp", '#include "b.hpp"\n#include "detail.hpp"\n')
     tree.write("src/b.hpp", '#include "detail.hpp"\n')
     assert check(tree).stdout == ""
 
 
-def test_names_an_include_of_a_file_that_is_nowhere(tree):
+def test_names_an_include_of_a_missing_file(tree):
     tree.write("src/a.cpp", '#include "gone.hpp"\n')
     assert complaint(tree) == "src/a.cpp:1: gone.hpp: is nowhere"
 
 
-def test_takes_a_template_for_the_file_that_is_made_of_it(tree):
+def test_treats_a_template_as_its_generated_file(tree):
     tree.write("platform/host/made.hpp.in", "#define MADE @made@\n")
     tree.write("platform/host/user.cpp", '#include "made.hpp"\n')
     assert check(tree).stdout == ""
@@ -155,12 +155,12 @@ def test_takes_a_template_for_the_file_that_is_made_of_it(tree):
     )
 
 
-def test_names_a_file_without_a_place(tree):
+def test_names_a_file_on_no_floor(tree):
     tree.write("extra/a.cpp", "")
     assert complaint(tree) == "extra/a.cpp:1: has no place in scripts/checks/layers"
 
 
-def test_leaves_alone_what_is_not_the_projects(tree):
+def test_ignores_files_of_other_projects_and_builds(tree):
     for folder in "build/test", "build-arm", ".cache", "subprojects/other":
         tree.write(f"{folder}/a.cpp", '#include "gone.hpp"\n')
     assert check(tree).stdout == ""

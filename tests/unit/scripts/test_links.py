@@ -56,7 +56,7 @@ def test_names_a_link_to_no_heading(project):
     )
 
 
-def test_takes_nothing_in_a_block_for_a_heading(project):
+def test_finds_no_headings_in_code_blocks(project):
     expect_cause(
         project,
         "[no](other.md#no-heading)\n",
@@ -64,12 +64,12 @@ def test_takes_nothing_in_a_block_for_a_heading(project):
     )
 
 
-def test_passes_over_what_is_in_a_block_or_elsewhere(project):
+def test_ignores_links_in_code_blocks_and_to_other_sites(project):
     expect_good(
         project,
         "[other](other.md) [far](https://example.com/x)\n```c\na[0](gone.md)\n```\n",
     )
 
 
-def test_asks_for_a_link(project):
+def test_fails_without_any_link(project):
     expect_cause(project, "None.\n", f"{project.path}: there are no links here")

@@ -22,7 +22,7 @@ def swapped(statements):
     return any("swapped" in each for each in inside(statements))
 
 
-def test_turn_conditions():
+def test_invert_conditions():
     assert inside("if (a == b)\n{\n}") == ["3: condition: `==` becomes `!=`"]
     assert inside("if (!a && b)\n{\n}") == [
         "3: condition: no `!`",
@@ -34,7 +34,7 @@ def test_turn_conditions():
     assert inside("if (auto* x = find())\n{\n}") == []
 
 
-def test_move_boundaries():
+def test_shift_boundaries():
     assert inside("while (a < b)\n{\n}") == [
         "3: boundary: `<` becomes `<=`",
         "3: condition: `<` becomes `>=`",
@@ -42,7 +42,7 @@ def test_move_boundaries():
     assert inside("int x = a + b;") == ["3: boundary: `+` becomes `-`"]
 
 
-def test_take_the_brackets_of_templates_for_no_comparisons():
+def test_do_not_take_template_brackets_for_comparisons():
     assert inside("std::map<int, std::vector<int>> x;") == []
     assert changes_of("template <typename T>\nstruct A;\n") == []
 
@@ -59,7 +59,7 @@ def test_change_constants():
     assert changes_of("struct A\n{\n    virtual void f() = 0;\n};\n") == []
 
 
-def test_leave_statements_out():
+def test_remove_statements():
     assert inside("call(a);\nint x;\nx = a;\nHMI_LOG(a);\nreturn x;") == [
         "3: call: no `call(a);`",
         "5: assignment: no `x = a;`",
@@ -68,14 +68,14 @@ def test_leave_statements_out():
     assert inside("const A x(y);\nB z = f();\nauto [v, w] = g();") == []
 
 
-def test_leave_jumps_out_of_blocks_only():
+def test_remove_jumps_from_blocks_only():
     assert inside("for (int i : a)\n{\ncontinue;\n}\nreturn;") == [
         "5: jump: no `continue;`"
     ]
     assert inside("if (auto* x = find())\n{\nreturn;\n}") == ["5: jump: no `return;`"]
 
 
-def test_exchange_statements_that_follow_each_other():
+def test_swap_consecutive_statements():
     assert "3: swapped: `a(); b();` becomes `b(); a();`" in inside("a();\nb();")
     assert not swapped("a();\nHMI_LOG(x);\nb();")
     assert not swapped("a();\na();")
@@ -85,7 +85,7 @@ def test_exchange_statements_that_follow_each_other():
     assert swapped('put("a", 1);\nset("b", 2);')
 
 
-def test_do_not_exchange_statements_whose_order_plainly_does_not_matter():
+def test_do_not_swap_statements_whose_order_does_not_matter():
     assert not swapped("a = 1;\nb = 2;")
     assert not swapped('put("a", x);\nput("b", y);')
     assert swapped('put("a", x);\nput("a", y);')
@@ -98,7 +98,7 @@ def test_go_into_lambdas_and_cases():
     )
 
 
-def test_leave_texts_and_comments_and_static_assertions_alone():
+def test_skip_texts_comments_and_static_assertions():
     assert (
         inside(
             "// a == 1;\n/* call(); */\n#define A 5 \\\n    + 6\n"
@@ -110,7 +110,7 @@ def test_leave_texts_and_comments_and_static_assertions_alone():
     )
 
 
-def test_are_explained_only_where_there_is_such_code():
+def test_match_all_recorded_explanations():
     listed = subprocess.run(
         [SCRIPTS / "mutate", "--list", "--count", "1"], capture_output=True, text=True
     )

@@ -41,13 +41,13 @@ def on_terminal(show, command):
     return seen.decode()
 
 
-def test_shows_one_line_of_the_steps_of_a_build(show):
+def test_shows_a_builds_steps_in_one_line(show):
     assert on_terminal(show, STEPS) == (
         "\rWorking: 1/20\x1b[K\rWorking: 12/20\x1b[K\rWorking: done\x1b[K\r\n"
     )
 
 
-def test_shows_one_line_of_the_installing_of_packages(show):
+def test_shows_an_installation_of_packages_in_one_line(show):
     assert on_terminal(
         show, "echo dlstatus:2:40.5:Fetching; echo pmstatus:pkg:7:Unpacking"
     ) == (
@@ -62,7 +62,7 @@ def test_shows_no_steps_where_there_is_no_terminal(show):
     assert result.returncode == 0
 
 
-def test_keeps_what_the_command_says_in_a_file(show, tmp_path):
+def test_writes_the_commands_output_to_a_file(show, tmp_path):
     show(f"{STEPS}; echo complaint >&2", stdout=subprocess.DEVNULL)
     assert (tmp_path / "logs/a.log").read_text() == (
         "[1/20] Compiling a.cpp\n[12/20] Compiling b.cpp\ncomplaint\n"

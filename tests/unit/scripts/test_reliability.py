@@ -54,14 +54,14 @@ def test_puts_the_result_of_a_campaign_into_the_page(project):
     assert "- one\n- two\n" in page(project)
 
 
-def test_names_what_is_mended_and_what_is_left_of_the_campaign(project):
+def test_lists_fixed_and_remaining_findings_of_the_campaign(project):
     status_of(project, "abi")
     assert "- a leak (`Some.Test`)\n" in page(project)
     assert "- a delay: the bus\n" in page(project)
     assert "a hang" not in page(project)
 
 
-def test_says_when_the_page_is_not_what_the_results_say(project):
+def test_reports_that_the_page_differs_from_the_results(project):
     status_of(project, "abi")
     assert status_of(project, "--check") == 0
     project.write(
@@ -81,6 +81,6 @@ def test_leaves_the_page_alone_when_a_campaign_has_no_result(project):
     assert page(project) == before
 
 
-def test_refuses_a_campaign_that_there_is_not(project):
+def test_refuses_an_unknown_campaign(project):
     assert status_of(project, "other") != 0
     assert not (project.path / "docs/evidence/reliability.md").exists()

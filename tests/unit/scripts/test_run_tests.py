@@ -68,13 +68,13 @@ def test_sets_the_folder_up_once_and_builds_each_time(project, run_tests):
     )
 
 
-def test_leaves_it_to_the_selected_tests_what_is_built(project, run_tests):
+def test_builds_what_the_selected_tests_need(project, run_tests):
     result = run_tests("testlog.junit.xml", PASSED, "--suite", "unit")
     assert result.returncode == 0
     assert project.read("calls") == "setup build -Dwerror=true\ntest -C build\n"
 
 
-def test_counts_the_logs_of_this_run_alone(run_tests):
+def test_counts_only_the_logs_of_this_run(run_tests):
     result = run_tests("testlog.junit.xml", PASSED + PASSED)
     assert result.stdout == f"{BUILT}2 passed, 0 failed\n"
     result = run_tests("testlog-valgrind.junit.xml", PASSED)

@@ -55,14 +55,14 @@ def build(project):
     return Build(project)
 
 
-def test_read_sources_together_that_are_compiled_alike(build):
+def test_group_sources_with_equal_flags(build):
     build.compiles_source("a.cpp")
     build.compiles_source("b.cpp", "-O0")
     build.compiles_source("c.cpp", "-O0")
     assert build.batches("a.cpp", "b.cpp", "c.cpp") == [["b.cpp", "c.cpp"], ["a.cpp"]]
 
 
-def test_read_each_program_by_itself(build):
+def test_group_each_program_by_itself(build):
     build.compiles_source("a.cpp", content="int main()\n{}\n")
     build.compiles_source("b.cpp", content="int main()\n{}\n")
     build.compiles_source("c.cpp")
@@ -74,13 +74,13 @@ def test_read_each_program_by_itself(build):
     ]
 
 
-def test_keep_sources_apart_that_define_different_things_for_headers(build):
+def test_separate_sources_with_different_macros_for_headers(build):
     build.compiles_source("a.cpp", content='#define NAME "a"\n')
     build.compiles_source("b.cpp", content='#define NAME "b"\n')
     assert build.batches("a.cpp", "b.cpp") == [["a.cpp"], ["b.cpp"]]
 
 
-def test_are_compiled_as_their_sources_without_what_names_them(build, project):
+def test_compile_with_the_flags_of_their_sources(build, project):
     build.compiles_source("a.cpp", "-std=c++20")
     build.read_together("a.cpp")
     commands = project.read("batches/compile_commands.json")
@@ -90,7 +90,7 @@ def test_are_compiled_as_their_sources_without_what_names_them(build, project):
         assert name not in commands
 
 
-def test_know_sources_that_the_build_itself_compiles_together(build, project):
+def test_accept_sources_of_unity_builds(build, project):
     source = project.write("room/a.cpp", "int a;\n")
     both = project.write("all-unity0.cpp", f"#include <{source}>\n")
     build.compiles(str(both))

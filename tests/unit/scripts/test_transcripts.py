@@ -65,7 +65,7 @@ def test_takes_commands_of_several_lines(project):
     expect_good(project, "```console\n$ echo one \\\n    two\none two\n```\n")
 
 
-def test_counts_runs_of_blanks_as_one(project):
+def test_treats_a_run_of_blanks_as_one(project):
     expect_good(project, "```console\n$ echo 'a    b '\na b\n```\n")
 
 
@@ -78,7 +78,7 @@ def test_writes_files_in_steps(project):
     )
 
 
-def test_leaves_out_what_is_not_run(project):
+def test_skips_blocks_that_are_marked_as_not_run(project):
     expect_good(
         project,
         "<!-- not run: needs another machine -->\n"
@@ -87,7 +87,7 @@ def test_leaves_out_what_is_not_run(project):
     )
 
 
-def test_forgets_a_comment_that_stands_before_other_text(project):
+def test_ignores_a_marker_before_other_text(project):
     expect_wrong(
         project,
         "<!-- not run: not this block -->\nText.\n```console\n$ echo one\ntwo\n```\n",
@@ -95,7 +95,7 @@ def test_forgets_a_comment_that_stands_before_other_text(project):
     )
 
 
-def test_repeats_until_it_is_seen(project):
+def test_repeats_a_command_until_its_output_appears(project):
     expect_good(
         project,
         "<!-- until seen -->\n```console\n$ echo x >>file; wc -l <file\n3\n```\n",
@@ -107,7 +107,7 @@ def test_repeats_until_it_is_seen(project):
     )
 
 
-def test_takes_what_varies_as_it_is(project):
+def test_accepts_any_value_of_a_varying_text(project):
     varies = "<!-- varies: 4711 = [0-9]+ -->\n"
     expect_good(project, varies + "```console\n$ echo $$ is $$\n4711 is 4711\n```\n")
     expect_wrong(
@@ -120,7 +120,7 @@ def test_takes_what_varies_as_it_is(project):
     )
 
 
-def test_knows_what_varied_when_it_comes_back(project):
+def test_expects_a_varying_text_to_stay_the_same(project):
     document = (
         "<!-- varies: :1.1 = :[0-9.]+ -->\n```console\n$ echo :2.7\n:1.1\n$ echo "
     )
@@ -136,7 +136,7 @@ def test_refuses_a_varying_text_in_a_command_before_it_was_seen(project):
     )
 
 
-def test_looks_at_nothing_that_the_background_writes(project):
+def test_ignores_output_of_background_programs(project):
     expect_good(
         project,
         "```console\n$ echo one & wait; echo two\none\ntwo\n"
@@ -144,7 +144,7 @@ def test_looks_at_nothing_that_the_background_writes(project):
     )
 
 
-def test_ends_what_the_document_started(project):
+def test_ends_the_programs_that_the_document_started(project):
     os.mkfifo(project.path / "alive")
     reader = os.open(project.path / "alive", os.O_RDONLY | os.O_NONBLOCK)
     expect_good(
@@ -157,7 +157,7 @@ def test_ends_what_the_document_started(project):
     assert os.read(reader, 100) == b""
 
 
-def test_puts_what_the_test_has_in_the_place_of_a_text_of_the_document(project):
+def test_replaces_a_text_of_the_document_by_the_tests(project):
     expect_good(
         project,
         "```console\n$ echo /usr/there\n/usr/there\n$ basename /usr/there\nhere\n```\n",
