@@ -61,7 +61,7 @@ TEST_F(AddSel, StartsTheLogManager)
     bus.kill();
 }
 
-TEST_F(AddSel, TellsWhyARecordIsRefused)
+TEST_F(AddSel, LogsWhyARecordIsRefused)
 {
     const Process running = client.start(
         {"--config", bus.folder().write("c.toml", "capacity = 1")});

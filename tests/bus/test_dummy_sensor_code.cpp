@@ -131,7 +131,7 @@ TEST_F(DummySensor, IsCalled)
     EXPECT_EQ(call(interface, "ClearAllFault", ""), "0");
 }
 
-TEST_F(DummySensor, AnswersWithErrorsAndLivesOn)
+TEST_F(DummySensor, AnswersWithErrorsAndKeepsRunning)
 {
     EXPECT_EQ(call(interface, "TriggerFault", "u", 0U),
               "System.Error.EBUSY: Device or resource busy");

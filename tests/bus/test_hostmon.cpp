@@ -152,7 +152,7 @@ component = "/com/vexa/olvar/health/special"
                                      root + "/special"));
 }
 
-TEST_F(HostMonitor, ReportsWhatItCannotRead)
+TEST_F(HostMonitor, ReportsSourcesThatItCannotRead)
 {
     config("interval = 0.1\n[[pressure]]\nresource = \"io\"\nwarning = "
            "5\ncritical = 50\n");
@@ -205,7 +205,7 @@ TEST_F(HostMonitor, ShowsPresentReadingsWithoutABus)
     EXPECT_EQ(running.wait(), 0);
 }
 
-TEST_F(HostMonitor, FailsWhenWhatItShowsCannotBeWritten)
+TEST_F(HostMonitor, FailsWhenItsOutputCannotBeWritten)
 {
     for (const std::string option : {"--check", "--show"})
     {
@@ -278,7 +278,7 @@ TEST_F(HostMonitor, MayRunTwiceForDifferentComponents)
                 testing::ElementsAre(host + "/memory", root + "/other"));
 }
 
-TEST_F(HostMonitor, EndsOnRequestWhileASourceBlocks)
+TEST_F(HostMonitor, EndsOnASignalWhileASourceBlocks)
 {
     memory(15);
     const std::string pipe = machine.path() / "pipe";

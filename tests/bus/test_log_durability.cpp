@@ -220,7 +220,7 @@ TEST_F(LogDurability, RewritesARemovedLogWithoutAnotherChange)
     EXPECT_THAT(client.page(0, 0), ElementsAre(1, 65535));
 }
 
-TEST_F(LogDurability, KeepsWhatItAcknowledgesAfterItsFileWasRemoved)
+TEST_F(LogDurability, KeepsEventsAcknowledgedAfterItsFileWasRemoved)
 {
     Process running = client.start();
     client.add(recordOf(1));

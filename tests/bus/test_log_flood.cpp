@@ -277,7 +277,7 @@ TEST_F(LogFlood, AnswersFourListsOfASenderAndSixteenOfAUser)
     }
 }
 
-TEST_F(LogFlood, AnswersAdditionsBeforeListsThatWereAskedForEarlier)
+TEST_F(LogFlood, AnswersAdditionsBeforeEarlierListRequests)
 {
     const Process running = client.start();
     Asker asker;

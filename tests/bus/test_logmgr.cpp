@@ -61,7 +61,7 @@ class Logmgr : public testing::Test
     LogClient client;
 };
 
-TEST_F(Logmgr, AnswersTheIdentifierAndKeepsTheRecord)
+TEST_F(Logmgr, ReturnsTheIdentifierAndKeepsTheRecord)
 {
     const Process running = client.start();
     EXPECT_EQ(client.add(recordOf(7)), 1u);
@@ -223,7 +223,7 @@ TEST_F(Logmgr, GivesItsEntriesPageByPage)
               errors + "NoSuchEntry: the log has no entries");
 }
 
-TEST_F(Logmgr, RefusesToGoOnWithTheListOfALogThatWasCleared)
+TEST_F(Logmgr, RefusesToContinueTheListOfAClearedLog)
 {
     const Process running = client.start();
     add(3);

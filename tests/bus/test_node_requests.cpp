@@ -98,7 +98,7 @@ TEST_F(RequestedNodes, StayWhileTheyHaveChildren)
     EXPECT_FALSE(nodes.hosts(root + "/a"));
 }
 
-TEST_F(RequestedNodes, CanBeAskedForAgain)
+TEST_F(RequestedNodes, CanBeRequestedAgain)
 {
     using std::chrono::minutes;
     const BusClient client;

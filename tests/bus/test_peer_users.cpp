@@ -44,7 +44,7 @@ class UsersOfPeers : public testing::Test
     std::vector<std::optional<uint32_t>> found;
 };
 
-TEST_F(UsersOfPeers, AreAskedForWithoutWaiting)
+TEST_F(UsersOfPeers, AreRequestedWithoutWaiting)
 {
     EXPECT_TRUE(find(peer()));
     EXPECT_THAT(found, SizeIs(0));
@@ -52,7 +52,7 @@ TEST_F(UsersOfPeers, AreAskedForWithoutWaiting)
     EXPECT_THAT(found, testing::ElementsAre(std::optional(geteuid())));
 }
 
-TEST_F(UsersOfPeers, AreAskedForOnceUntilThePeerIsGone)
+TEST_F(UsersOfPeers, AreRequestedOnceUntilThePeerIsGone)
 {
     find(peer());
     service.catchUp();

@@ -125,7 +125,7 @@ TEST_F(BusKindTest, IsDbusDaemonUnlessTheEnvironmentNamesAnother)
     EXPECT_EQ(busKind(), BusKind::broker);
 }
 
-TEST_F(BusKindTest, RefusesABusThatItDoesNotKnow)
+TEST_F(BusKindTest, RefusesAnUnknownBus)
 {
     setenv("HEALTHINTF_TEST_BUS", "brokr", 1);
     EXPECT_THROW(busKind(), std::runtime_error);

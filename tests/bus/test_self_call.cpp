@@ -35,7 +35,7 @@ class CallToItself : public testing::Test
     Connection connection{loop};
 };
 
-TEST_F(CallToItself, IsAnsweredByAServiceThatTakesItsMessages)
+TEST_F(CallToItself, IsAnsweredWhileTheServiceProcessesMessages)
 {
     SelfCall call(connection);
     EXPECT_TRUE(call.isAnswered()) << "none was made yet";
@@ -46,7 +46,7 @@ TEST_F(CallToItself, IsAnsweredByAServiceThatTakesItsMessages)
     EXPECT_FALSE(call.isAnswered()) << "the next was made";
 }
 
-TEST_F(CallToItself, IsNotAnsweredByAServiceThatTakesNoMessages)
+TEST_F(CallToItself, IsNotAnsweredWhileTheServiceProcessesNone)
 {
     SelfCall call(connection);
     EXPECT_TRUE(call.isAnswered());

@@ -475,7 +475,7 @@ TEST_F(TreeRecovery, TakesBackTheNodesOfDaemonsThatEndAtOnce)
     client.waitForHealth(root, 3);
 }
 
-TEST_F(TreeRecovery, TakesBackANodeThatWasAskedForWhenItsDaemonEnds)
+TEST_F(TreeRecovery, TakesBackARequestedNodeWhenItsDaemonEnds)
 {
     startManager();
     const std::string key = root + "/a";
@@ -497,7 +497,7 @@ TEST_F(TreeRecovery, TakesBackANodeThatWasAskedForWhenItsDaemonEnds)
     }
 }
 
-TEST_F(TreeRecovery, FindsEverybodysRecordsAgainThatSomebodyRemoved)
+TEST_F(TreeRecovery, RestoresTheRemovedRecordsOfAllProcesses)
 {
     startManager();
     Component leaf(root + "/a/b", 2);

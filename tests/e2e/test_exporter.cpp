@@ -409,7 +409,7 @@ TEST_F(ExporterTest, ReportsAnInvalidAddress)
                                           "numbers"));
 }
 
-TEST_F(ExporterTest, DoesNotListenElsewhereForAnEmptyArgument)
+TEST_F(ExporterTest, RefusesAnEmptyArgument)
 {
     for (const std::string option : {"--unix", "--listen"})
     {

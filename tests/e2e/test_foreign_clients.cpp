@@ -145,7 +145,7 @@ TEST_F(ForeignClients, GetNodesAndEntriesFromTheObjectManager)
     EXPECT_THAT(objects, HasSubstr("'MessageID': <'FAN0001'>"));
 }
 
-TEST_F(ForeignClients, HearOfAFaultWithItsExactSignature)
+TEST_F(ForeignClients, ReceiveAFaultsSignalWithItsExactSignature)
 {
     Process listener({"/usr/bin/python3", LISTENER});
     ASSERT_EQ(listener.hear(), "listening");

@@ -75,7 +75,7 @@ TEST_F(Changing, PrintsTheNumbersOfFaultsAndComponents)
               "No component has a fault of this sensor.\n");
 }
 
-TEST_F(Changing, HidesNothingOfAComponentThatIsNotThere)
+TEST_F(Changing, HidesNothingOfAMissingComponent)
 {
     const Answer answer = healthctl({"hide", "--component", "rack/fam"});
     EXPECT_EQ(answer.status, 6);

@@ -87,7 +87,7 @@ class Reading : public HealthctlTest
     }
 };
 
-TEST_F(Reading, TreeTellsOwnHealthFromInherited)
+TEST_F(Reading, TreeDistinguishesOwnFromInheritedHealth)
 {
     const auto nodes = flat(toJson({"tree"})["trees"]);
     ASSERT_EQ(nodes.size(), 4U);
@@ -221,7 +221,7 @@ TEST_F(Reading, TopIsTheMostImportantBelowAComponent)
     }
 }
 
-TEST_F(Reading, CountTellsVisibleFromHidden)
+TEST_F(Reading, CountDistinguishesVisibleAndHiddenFaults)
 {
     const json counted = toJson({"count"});
     EXPECT_EQ(counted["visible"], 2);
@@ -239,7 +239,7 @@ TEST_F(Reading, LedsShowsAllSix)
     EXPECT_THAT(healthctl({"leds"}).output, HasSubstr("state 6  -\n"));
 }
 
-TEST_F(Reading, BusSaysTheSameAsTheCache)
+TEST_F(Reading, BusShowsTheSameAsTheCache)
 {
     for (const char* id : {"C", "B", "D", "A", "F", "E"})
     {
@@ -321,7 +321,7 @@ TEST_F(Reading, BusNamesSilentProcesses)
     EXPECT_EQ(count.errors, tree.errors);
 }
 
-TEST_F(Reading, BusDoesNotCallAComponentMissingThatMayNotHaveAnswered)
+TEST_F(Reading, BusCallsNoComponentMissingWhileAProcessIsSilent)
 {
     sd_bus_close(client.get());
     healthmgr.signal(SIGSTOP);

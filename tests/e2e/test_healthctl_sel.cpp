@@ -67,7 +67,7 @@ class HealthctlSel : public testing::Test
     Process logmgr = client.start();
 };
 
-TEST_F(HealthctlSel, AddAnswersTheIdentifier)
+TEST_F(HealthctlSel, AddPrintsTheIdentifier)
 {
     EXPECT_EQ(add({fanRecord})["id"], 1);
     const Answer second = healthctl({"sel", "add", "--name", "Fan 7", "--path",
@@ -102,7 +102,7 @@ TEST_F(HealthctlSel, AddTakesOnlyATimeThatARecordCanHave)
     EXPECT_EQ(client.property("Entries"), "0");
 }
 
-TEST_F(HealthctlSel, ListShowsWhatEachEventMeans)
+TEST_F(HealthctlSel, ListShowsTheMeaningOfEachEvent)
 {
     addThree();
     const Answer answer = healthctl({"sel", "list"});
@@ -173,7 +173,7 @@ TEST_F(HealthctlSel, ListReportsThatEventsCannotBeDescribed)
     EXPECT_EQ(healthctl({"sel", "list", "--sensor-type=4"}, none).status, 0);
 }
 
-TEST_F(HealthctlSel, ListKnowsWhichSensorTypesThereAre)
+TEST_F(HealthctlSel, ListRefusesUnknownSensorTypes)
 {
     const Answer wrong = healthctl({"sel", "list", "--sensor-type", "fans"});
     EXPECT_EQ(wrong.status, 2);
@@ -225,7 +225,7 @@ TEST_F(HealthctlSel, ShowSaysThatThereIsNoSuchEntry)
     EXPECT_THAT(answer.errors, HasSubstr("the log has no entry 9; "));
 }
 
-TEST_F(HealthctlSel, ClearNeedsYesWhereNobodyCanBeAsked)
+TEST_F(HealthctlSel, ClearNeedsYesWithoutATerminal)
 {
     addThree();
     const Answer refused = healthctl({"sel", "clear"});
@@ -290,7 +290,7 @@ TEST_F(HealthctlSel, ClearTreatsTheEndOfInputAsNo)
     EXPECT_EQ(client.property("Entries"), "3");
 }
 
-TEST_F(HealthctlSel, ClearRefusesWhenTheLogHasGrownPastWhatWasExported)
+TEST_F(HealthctlSel, ClearRefusesWhenTheLogHasGrownSinceTheExport)
 {
     addThree();
     const std::string file = bus.folder().path() / "log.raw";
@@ -346,7 +346,7 @@ TEST_F(HealthctlSel, ExportAndListAreTheLogAlsoWhenTheMirrorIsBehind)
     EXPECT_THAT(idsOf(toJson({"sel", "show", "2"})), ElementsAre(2));
 }
 
-TEST_F(HealthctlSel, ListsTheMirrorAndSaysSoWhenThereIsNoLogManager)
+TEST_F(HealthctlSel, ListsTheMirrorWithANoteWithoutALogManager)
 {
     addThree();
     logmgr.kill();

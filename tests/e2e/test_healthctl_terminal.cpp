@@ -254,7 +254,7 @@ TEST(WrongUsage, PrintsOneLineThatNamesTheHelp)
               "see \"healthctl tree --help\"\n");
 }
 
-TEST(WrongUsage, IsWhatHasAnEmptyArgument)
+TEST(WrongUsage, IncludesEmptyArguments)
 {
     for (const std::vector<std::string>& words :
          {std::vector<std::string>{"tree", ""},

@@ -97,7 +97,7 @@ TEST(Installed, LibraryExportsItsPublicInterfaceOnly)
     }
 }
 
-TEST(Installed, PackageNamesWhatItNeeds)
+TEST(Installed, PackageNamesItsDependencies)
 {
     EXPECT_THAT(outputOf({"pkg-config", "--modversion", "healthintf"}),
                 testing::MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+\n"));

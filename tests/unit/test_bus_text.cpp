@@ -115,7 +115,7 @@ TEST(BusText, RefusesMalformedSequences)
     EXPECT_FALSE(isBusText("\xFF"));
 }
 
-TEST(BusText, RefusesWhatUnicodeRulesOut)
+TEST(BusText, RefusesInvalidCodePoints)
 {
     EXPECT_FALSE(isBusText("\xC0\xAF")) << "longer than needed";
     EXPECT_FALSE(isBusText("\xE0\x9F\xBF")) << "longer than needed";

@@ -253,7 +253,7 @@ TEST_F(DummySensorCodeServer, ShowsItsMembersInTheOrderOfItsTable)
             " </interface>"));
 }
 
-TEST_F(DummySensorCodeServer, IsGoneFromTheBusWithoutALine)
+TEST_F(DummySensorCodeServer, DisappearsFromTheBusWithoutALogLine)
 {
     {
         Sensor sensor(bus, path);

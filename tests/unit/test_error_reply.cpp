@@ -75,7 +75,7 @@ TEST(ErrorReply, KeepsNameAndDescriptionOfDBusErrors)
               "org.freedesktop.DBus.Error.IOError: Input/output error");
 }
 
-TEST(ErrorReply, MakesEverythingElseAFailure)
+TEST(ErrorReply, MapsAllOtherExceptionsToFailed)
 {
     const Outcome outcome = outcomeOf([]() -> int {
         throw std::runtime_error("broken");

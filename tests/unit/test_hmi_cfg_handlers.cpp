@@ -230,7 +230,7 @@ TEST_F(CfgHandlers, ReportOemFlagsThatLeaveTheLowestUnchanged)
                            "0x0a0b0c0e"});
 }
 
-TEST_F(CfgHandlers, AreSubscribedAnewWhenRegisteredTwice)
+TEST_F(CfgHandlers, ReplaceTheirSubscriptionsWhenRegisteredTwice)
 {
     const uint64_t handle = object->RegisterForLCDAttributes();
     EXPECT_NE(handle, 0u);

@@ -26,7 +26,7 @@ const std::string destroyed =
 class HmiClientStub : public LibraryTest
 {};
 
-TEST_F(HmiClientStub, IsMadeAndDeletedWithoutATraceOnTheBus)
+TEST_F(HmiClientStub, IsMadeAndDeletedWithoutBusMessages)
 {
     std::unique_ptr<SELClient> client(SELClient::Init(bus));
     ASSERT_NE(client, nullptr);

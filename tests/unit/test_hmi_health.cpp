@@ -270,7 +270,7 @@ TEST_F(HealthNode, PublishesNothingAtStartWhenTheReadFails)
     }
 }
 
-TEST_F(HealthNode, PublishesNoneOnlyWhenItHeldSomethingElse)
+TEST_F(HealthNode, PublishesHealthNoneOnlyAsAChange)
 {
     const auto node = make(root + "/a", 3);
     journal().take();
@@ -583,7 +583,7 @@ TEST_F(HealthRecords, OfTheKeyAndItsChildrenAreRead)
                      "Child Found : /a/b/x"}));
 }
 
-TEST_F(HealthRecords, CountAsChildrenWhateverFollowsTheKey)
+TEST_F(HealthRecords, CountAsChildrenForAnyTextAfterTheKey)
 {
     have({"/a/bc", "/a/b2/x", "/a/b/c/d"});
     EXPECT_EQ(childrenOf("/a/b"), (Lines{"/a/bc"}));

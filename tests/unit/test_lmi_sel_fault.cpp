@@ -141,7 +141,7 @@ TEST_F(LmiSelFault, PassesThePartsOfTheEventToTheFault)
     EXPECT_EQ(health(), 3u);
 }
 
-TEST_F(LmiSelFault, ClearsByADeassertionWhatItsAssertionRaised)
+TEST_F(LmiSelFault, ClearsTheFaultOfAnAssertionByItsDeassertion)
 {
     report(true);
     add(*component, 2, "FAN0001", "/sensors/fan2");

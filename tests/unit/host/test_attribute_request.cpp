@@ -57,7 +57,7 @@ TEST(AttributeRequest, HasASourceThatIsAShortText)
               "the name of who sets it is not UTF-8");
 }
 
-TEST(AttributeRequest, ThatChangedNothingSaysSo)
+TEST(AttributeRequest, ThatFailedSaysThatNothingWasSet)
 {
     const AttributeOutcome outcome = makeFailure(5, "some reason");
     EXPECT_EQ(outcome.code, 5);

@@ -306,7 +306,7 @@ TEST_F(DataCache, KeepsTheNodesOfALimitedNumberOfDeadProcesses)
         << "and that of the last process";
 }
 
-TEST_F(DataCache, ReportsAFailureOnceAndWhatToDo)
+TEST_F(DataCache, ReportsAFailureOnceWithItsRemedy)
 {
     folder.write("file", "");
     setenv("HEALTHINTF_RUNTIME_DIR", (folder.path() / "file").c_str(), 1);

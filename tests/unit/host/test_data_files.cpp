@@ -67,7 +67,7 @@ TEST(DataFiles, AreReadWhole)
     EXPECT_THROW(readDataFile(folder.path() / "missing"), std::runtime_error);
 }
 
-TEST(DataFiles, AreNotKnownDuringAShortageOfDescriptors)
+TEST(DataFiles, AreAnErrorDuringAShortageOfDescriptors)
 {
     const TemporaryFolder folder;
     const auto file = folder.write("a.json", "");

@@ -212,7 +212,7 @@ TEST_F(EventDescriptions, LogEachFailureOnce)
     });
 }
 
-TEST_F(EventDescriptions, MayBeAskedForByManyThreads)
+TEST_F(EventDescriptions, MayBeRequestedByManyThreads)
 {
     writeTable();
     inNewProcess([] {

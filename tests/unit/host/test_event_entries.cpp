@@ -58,7 +58,7 @@ TEST(EventEntries, HoldAnEventAtItsOffsets)
     EXPECT_STREQ(&lcd.entry[19], "Fan slow");
 }
 
-TEST(EventEntries, CutWhatIsTooLong)
+TEST(EventEntries, CutTextsThatAreTooLong)
 {
     const std::string lengthy(600, 'x');
     const DescribedEvent event{.severity = EventSeverity::critical,

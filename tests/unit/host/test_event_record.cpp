@@ -31,7 +31,7 @@ TEST(EventRecord, HasTheFieldsOfTheStandard)
     EXPECT_TRUE(record.asserted);
 }
 
-TEST(EventRecord, TellsADeassertionByItsHighestBit)
+TEST(EventRecord, RecognisesADeassertionByItsHighestBit)
 {
     const EventRecord record = decoded({.sensorType = 0x08,
                                         .eventType = 0x6F,

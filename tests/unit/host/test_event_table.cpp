@@ -74,7 +74,7 @@ TEST_F(EventTables, FindStatesOfAllFiles)
     EXPECT_EQ(table.eventType(0x03)->name, "Own");
 }
 
-TEST_F(EventTables, FindNothingForWhatIsNotThere)
+TEST_F(EventTables, FindNothingForAnUnknownState)
 {
     writeState("own/a.json", "0x01", "31");
     const EventTable table = load();

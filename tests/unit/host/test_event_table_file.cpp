@@ -156,7 +156,7 @@ TEST(EventTableFile, HasTextsThatFit)
         EndsWith("Lcd: is longer than 32 bytes with its values"));
 }
 
-TEST(EventTableFile, HasLedStatesThatTheQueriesKnow)
+TEST(EventTableFile, HasOnlyKnownLedStates)
 {
     EXPECT_THAT(problemOf(fileWith("\"Lcd\"", "\"Led\": 7, \"Lcd\"")),
                 EndsWith("Led: is no number from 0 to 6"));

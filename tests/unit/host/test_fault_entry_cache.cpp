@@ -83,7 +83,7 @@ TEST_F(FaultEntryCache, ChangesOneProperty)
         0);
 }
 
-TEST_F(FaultEntryCache, KeepsWhetherAFaultIsHiddenWhateverElseChanges)
+TEST_F(FaultEntryCache, KeepsTheHiddenStateDuringOtherChanges)
 {
     EXPECT_EQ(
         inChild([] {
@@ -163,7 +163,7 @@ TEST_F(FaultEntryCache, ReadsByPrefix)
               0);
 }
 
-TEST_F(FaultEntryCache, AnswersThatThereIsNoRecordYet)
+TEST_F(FaultEntryCache, ReportsThatThereIsNoRecordYet)
 {
     EXPECT_EQ(inChild([] {
                   std::map<std::string, FaultEntry_gen> records;

@@ -118,7 +118,7 @@ TEST(FaultEntryCodec, RefusesOtherNamesAndTypes)
     EXPECT_EQ(view.severity, 0u);
 }
 
-TEST(FaultEntryCodec, HidesAFaultByItsLiveValueAndByNothingElse)
+TEST(FaultEntryCodec, HidesAFaultByItsLiveValueOnly)
 {
     const std::string visible = encodeFaultEntry({});
     FaultEntryView entry;

@@ -24,7 +24,7 @@ int opened()
     return eventfd(0, EFD_CLOEXEC);
 }
 
-TEST(FileDescriptor, ClosesWhatItHolds)
+TEST(FileDescriptor, ClosesItsDescriptor)
 {
     const int fd = opened();
     {
@@ -47,7 +47,7 @@ TEST(FileDescriptor, BelongsToTheLastObjectThatItWasMovedTo)
     EXPECT_FALSE(isOpen(fd));
 }
 
-TEST(FileDescriptor, LeavesNoneOpenWhenAnotherTakesItsPlace)
+TEST(FileDescriptor, ClosesItsDescriptorWhenAnotherIsAssigned)
 {
     const int before = opened();
     const int after = opened();
@@ -61,7 +61,7 @@ TEST(FileDescriptor, LeavesNoneOpenWhenAnotherTakesItsPlace)
     EXPECT_FALSE(isOpen(after));
 }
 
-TEST(FileDescriptor, ClosesNothingWhenItHoldsNone)
+TEST(FileDescriptor, ClosesNothingWhenItIsEmpty)
 {
     const int other = opened();
     {

@@ -33,7 +33,7 @@ TEST_F(StoreFiles, AreCreatedWhenTheyAreMissing)
     EXPECT_THROW(openFile(in("none") / "new"), std::system_error);
 }
 
-TEST_F(StoreFiles, LieInAFolderThatIsMadeWithThoseAboveIt)
+TEST_F(StoreFiles, CreateTheirFolderAndItsParents)
 {
     const std::filesystem::path deep = in("store") / "of" / "one";
     EXPECT_EQ(makeFolder(deep), deep);

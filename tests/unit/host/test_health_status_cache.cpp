@@ -65,7 +65,7 @@ std::string existenceOf(const std::string& path)
                     : "no";
 }
 
-TEST_F(HealthStatusCache, TellsWhetherAWholePathHasARecord)
+TEST_F(HealthStatusCache, KnowsWhetherAWholePathHasARecord)
 {
     EXPECT_EQ(inChild([] {
                   datacache_healthstatus_create("/a", {{"HealthStatus", 2u}});
@@ -150,7 +150,7 @@ TEST_F(HealthStatusCache, AddsWhatItReadsToTheCallersMap)
               0);
 }
 
-TEST_F(HealthStatusCache, AnswersThatThereIsNoRecordYet)
+TEST_F(HealthStatusCache, ReportsThatThereIsNoRecordYet)
 {
     EXPECT_EQ(
         inChild([] {

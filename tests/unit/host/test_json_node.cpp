@@ -57,7 +57,7 @@ TEST_F(JsonNodes, GiveTheirValues)
     EXPECT_EQ(whole.at("a").members().size(), 2u);
 }
 
-TEST_F(JsonNodes, SayWhereTheyStandWhenTheyAreWrong)
+TEST_F(JsonNodes, NameTheirPlaceWhenTheyAreInvalid)
 {
     EXPECT_EQ(makeError([&] {
                   whole.at("a").at("text").asText(2);
@@ -81,7 +81,7 @@ TEST_F(JsonNodes, SayWhereTheyStandWhenTheyAreWrong)
               "line 6: list: is no object");
 }
 
-TEST_F(JsonNodes, SayWhatIsMissingOrTooMuch)
+TEST_F(JsonNodes, NameMissingAndUnknownMembers)
 {
     EXPECT_EQ(makeError([&] {
                   whole.at("a").at("other");

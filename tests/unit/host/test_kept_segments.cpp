@@ -86,7 +86,7 @@ TEST_F(KeptSegmentsTest, AreNotThoseOfAFolderThatWasChanged)
     EXPECT_FALSE(kept.belongTo(cache));
 }
 
-TEST_F(KeptSegmentsTest, AreNotThoseOfAFolderThatTookItsPlace)
+TEST_F(KeptSegmentsTest, AreNotThoseOfAReplacementOfTheFolder)
 {
     waitUntilSettled(cache);
     list();

@@ -52,14 +52,14 @@ TEST_F(Lines, AreLetThroughOneByOneAfterwards)
     EXPECT_EQ(admitted(1000), 2);
 }
 
-TEST_F(Lines, AreAsManyAsBeforeAfterALongTime)
+TEST_F(Lines, AreLetThroughUpToTheLimitAgainAfterALongTime)
 {
     admitted(1000);
     time += 100 * LineLimit::burst * LineLimit::refillTime;
     EXPECT_EQ(admitted(1000), LineLimit::burst);
 }
 
-TEST_F(Lines, ComeAfterOneThatSaysHowManyWereLeftOut)
+TEST_F(Lines, FollowALineWithTheNumberOfThoseLeftOut)
 {
     testing::internal::CaptureStderr();
     admitted(LineLimit::burst);

@@ -45,7 +45,7 @@ TEST(LogAsText, IsOneLineWithProgramAndLevel)
                                    ": error: file.1.function: text\n");
 }
 
-TEST(LogAsText, IsOneLineWhateverTheTextHolds)
+TEST(LogAsText, IsOneLineForAnyText)
 {
     LogRecord record = example;
     record.text = "key\nlogmgr: error: \x1b[2J\u202Eb\u2028\xFF";
@@ -84,7 +84,7 @@ TEST(StandardError, IsTheJournalWhenItIsTheStreamOfTheEnvironment)
               0);
 }
 
-TEST(StandardError, IsNotTheJournalOtherwise)
+TEST(StandardError, IsNotTheJournalForAnyOtherStream)
 {
     setenv("JOURNAL_STREAM", "1:2", 1);
     EXPECT_FALSE(standardErrorIsJournal());

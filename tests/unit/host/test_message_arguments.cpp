@@ -17,7 +17,7 @@ TEST(FillArguments, PutsEachInItsPlaces)
               "ten1");
 }
 
-TEST(FillArguments, LeavesNothingOfAPlaceholderWithoutArgument)
+TEST(FillArguments, RemovesAPlaceholderWithoutArgument)
 {
     EXPECT_EQ(fillArguments("a%1b%2c", {"x"}), "axbc");
     EXPECT_EQ(fillArguments("%99999999", {}), "");

@@ -186,7 +186,7 @@ TEST_F(RecordTable, DoesNotRetryARecordThatIsTooLarge)
               0);
 }
 
-TEST_F(RecordTable, AnswersThatThereAreNoRecordsOfAKind)
+TEST_F(RecordTable, ReportsThatThereAreNoRecordsOfAKind)
 {
     EXPECT_EQ(
         inChild([] {
@@ -292,7 +292,7 @@ int64_t readLive(RecordKind kind, const std::string& path)
     return found.empty() ? -1 : int64_t{found.begin()->second};
 }
 
-TEST_F(RecordTable, ChangesTheLiveValueAndNothingElse)
+TEST_F(RecordTable, ChangesOnlyTheLiveValue)
 {
     EXPECT_EQ(inChild([] {
                   putRecord(health, "/a", "one", 7);
@@ -500,7 +500,7 @@ std::size_t count(const std::string& text, const std::string& part)
     return found;
 }
 
-TEST_F(RecordTable, LeavesOutARecordThatCannotBeReadAndSaysSoOnce)
+TEST_F(RecordTable, LeavesOutAnUnreadableRecordAndLogsItOnce)
 {
     std::string errors;
     EXPECT_EQ(inChild(

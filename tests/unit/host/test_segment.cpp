@@ -153,7 +153,7 @@ TEST_F(SegmentTest, IsReadableForEverybodyWhateverTheUmask)
     }
 }
 
-TEST_F(SegmentTest, TakesThePlaceOfOneThatIsThere)
+TEST_F(SegmentTest, ReplacesAnExistingOne)
 {
     Segment first(file, capacity);
     first.add(record("/first"));
@@ -257,7 +257,7 @@ TEST_F(SegmentTest, ChangesAndRemovesRecords)
     EXPECT_EQ(readFrom(file), (Records{{"/b", {"three", 2}}, {"/c", {"", 0}}}));
 }
 
-TEST_F(SegmentTest, PutsRecordsIntoTheSlotsThatItIsTold)
+TEST_F(SegmentTest, PutsRecordsIntoTheGivenSlots)
 {
     Segment segment(file, 8 * capacity);
     segment.publish();

@@ -186,7 +186,7 @@ TEST_F(SegmentReaderTest, ReadsNoSlotsBeyondTheFile)
     EXPECT_EQ(pathsIn(claiming(0)), Paths{});
 }
 
-TEST_F(SegmentReaderTest, ReadsNoTablesThatAreElsewhere)
+TEST_F(SegmentReaderTest, ReadsNoTablesAtWrongPlaces)
 {
     const std::string whole = segmentOf(66);
     for (const uint64_t at :
@@ -213,7 +213,7 @@ TEST_F(SegmentReaderTest, ReadsNoTablesThatAreElsewhere)
               slotsOfFirstTable);
 }
 
-TEST_F(SegmentReaderTest, LeavesOutSlotsThatPointElsewhere)
+TEST_F(SegmentReaderTest, LeavesOutSlotsThatPointToWrongPlaces)
 {
     const std::string whole = segmentOf(3);
     Place good;
@@ -628,7 +628,7 @@ TEST_F(RefreshedReader, CopiesNoSegmentThatIsLarge)
     EXPECT_EQ(countWithoutBlocks(), 0U);
 }
 
-TEST_F(RefreshedReader, CopiesNoSegmentThatIsLargerThanItSays)
+TEST_F(RefreshedReader, CopiesNoSegmentLargerThanItsHeaderSays)
 {
     open(withHeader(segmentOf(60, 3000), [](SegmentHeader& header) {
         header.usedBytes = 1;

@@ -46,7 +46,7 @@ TEST_F(BlockedSignals, AreTakenWhenTheWaitIsOver)
     EXPECT_EQ(taken, 1);
 }
 
-TEST_F(BlockedSignals, AreNotThoseOfAFaultInTheThread)
+TEST_F(BlockedSignals, DoNotIncludeFaultsOfTheThread)
 {
     const SignalBlocker blocker;
     EXPECT_TRUE(isBlocked(SIGTERM));

@@ -21,7 +21,7 @@ TEST(LogLevel, IsOneDigit)
     EXPECT_EQ(parseLogLevel("9"), 9);
 }
 
-TEST(LogLevel, IsNothingElse)
+TEST(LogLevel, RefusesEverythingElse)
 {
     for (const char* text : {"", "10", "-1", "a", " 1", "1 ", "/", ":"})
     {

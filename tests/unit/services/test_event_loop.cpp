@@ -199,7 +199,7 @@ TEST(EventLoopOfAThread, ContinuesAfterAnActionThrows)
     EXPECT_NE(log.find("broken"), std::string::npos);
 }
 
-TEST(EventLoopOfAThread, EndsAndThrowsWhatAnActionThrew)
+TEST(EventLoopOfAThread, EndsAndThrowsAnActionsException)
 {
     EventLoop loop(OnException::endLoop);
     int calls = 0;
@@ -211,7 +211,7 @@ TEST(EventLoopOfAThread, EndsAndThrowsWhatAnActionThrew)
     EXPECT_EQ(calls, 1);
 }
 
-TEST(EventLoopOfAThread, ThrowsAlsoWhatACallbackOfOthersPerforms)
+TEST(EventLoopOfAThread, ThrowsExceptionsOfPerformedWorkToo)
 {
     EventLoop loop(OnException::endLoop);
     loop.perform([] {

@@ -29,7 +29,7 @@ TEST(ChildOfATest, ReportsLineByLine)
     EXPECT_EQ(child.wait(), 7);
 }
 
-TEST(ChildOfATest, KeepsWhatItWritesAndThrows)
+TEST(ChildOfATest, KeepsItsOutputAndItsException)
 {
     std::string errors;
     EXPECT_EQ(inChild(

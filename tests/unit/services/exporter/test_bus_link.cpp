@@ -89,7 +89,7 @@ TEST_F(BusLinkTest, HasNoConnectionWithoutABus)
     EXPECT_EQ(link.get(), nullptr);
 }
 
-TEST_F(BusLinkTest, ConnectsAnewToABusThatComesBack)
+TEST_F(BusLinkTest, ReconnectsToARestartedBus)
 {
     const test::TemporaryFolder folder;
     const auto name = folder.path() / "bus";

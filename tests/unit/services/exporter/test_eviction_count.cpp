@@ -153,7 +153,7 @@ TEST_F(Evictions, AreStillSeenAfterOthersLeft)
     EXPECT_EQ(count.evictions(), (Counted{{fan, 1}}));
 }
 
-TEST_F(Evictions, AreKeptWhenListeningStartsAnew)
+TEST_F(Evictions, AreKeptWhenListeningRestarts)
 {
     count.startCounting();
     add(1, 11);
@@ -214,7 +214,7 @@ TEST_F(Evictions, ForgetRemovalsBeyondTheLimitBeforeTheyCount)
     EXPECT_EQ(count.removals(), EvictionCount::mostEntries);
 }
 
-TEST(ComponentOf, IsWhatStandsBeforeTheEntry)
+TEST(ComponentOf, IsThePathBeforeTheEntry)
 {
     EXPECT_EQ(getComponent(entry(1)), fan);
     EXPECT_EQ(getComponent("/a/entry/b/entry/Fault_04D20001_4"), "/a/entry/b");

@@ -105,7 +105,7 @@ TEST(Escaped, KeepsUtf8)
               "gr\xC3\xBC\xC3\x9F\x65 \xF0\x9F\x98\x80");
 }
 
-TEST(Escaped, ReplacesEachByteThatIsNotUtf8)
+TEST(Escaped, ReplacesEachInvalidByte)
 {
     EXPECT_EQ(escaped("a\xFF\xC3(b\xE2\x82"),
               "a\xEF\xBF\xBD\xEF\xBF\xBD(b\xEF\xBF\xBD\xEF\xBF\xBD");

@@ -262,7 +262,7 @@ TEST_F(MonitorOfAMachine, ThrowsWhereAnotherReportsOnADevice)
     EXPECT_FALSE(platform().healthRecords.contains(root + "/a/nvme_2fhwmon0"));
 }
 
-TEST_F(MonitorOfAMachine, WatchesANewDeviceWhenNobodyElseReportsOnIt)
+TEST_F(MonitorOfAMachine, WatchesANewDeviceUnlessAnotherProgramReportsOnIt)
 {
     watchTemperatures();
     std::get<Temperature>(config.watches[0].subject).eachDevice = true;
@@ -289,7 +289,7 @@ TEST_F(MonitorOfAMachine, WatchesANewDeviceWhenNobodyElseReportsOnIt)
     });
 }
 
-TEST_F(MonitorOfAMachine, GoesOnWhileASourceBlocks)
+TEST_F(MonitorOfAMachine, ContinuesWhileASourceBlocks)
 {
     platform().messages[unreadableId] = {2, "%1: %2"};
     config.timeout = std::chrono::milliseconds(100);

@@ -119,7 +119,7 @@ TEST_F(Processes, AreNotMissingWhenTheFileCannotBeRead)
                  std::runtime_error);
 }
 
-TEST_F(Processes, AreNotMissingWhenOneCannotBeRead)
+TEST_F(Processes, AreNotMissingWhenOneOfThemCannotBeRead)
 {
     // Not even root can read a folder as a file.
     std::filesystem::create_directories(folder.path() / "17" / "stat");
@@ -128,7 +128,7 @@ TEST_F(Processes, AreNotMissingWhenOneCannotBeRead)
     EXPECT_THROW(lives("17"), std::runtime_error);
 }
 
-TEST_F(Processes, CannotBeReadForACauseThatLastsWhileTheyComeAndGo)
+TEST_F(Processes, HaveASteadyErrorTextWhileTheyComeAndGo)
 {
     const auto causeOfUnreadable = [&](const std::string& id) -> std::string {
         std::filesystem::create_directories(folder.path() / id / "stat");

@@ -47,7 +47,7 @@ TEST(ReaderOfASource, ReportsTheCauseOfAMissingReading)
     EXPECT_EQ(reading.failure, "unable to ask");
 }
 
-TEST(ReaderOfASource, SaysTheCauseAsATextThatFaultsMayHave)
+TEST(ReaderOfASource, ReportsTheCauseAsATextThatIsValidInAFault)
 {
     SourceReader reader(
         []() -> double {

@@ -44,7 +44,7 @@ TEST_F(Temperatures, AreFoundInTheOrderOfTheirNames)
     EXPECT_EQ(sensors[2].name(), "coretemp/temp2");
 }
 
-TEST_F(Temperatures, AreShownAsTextsThatFaultsMayHave)
+TEST_F(Temperatures, AreNamedByTextsThatAreValidInAFault)
 {
     folder.write("hwmon0/name", "a\xff\x1b[31m\n");
     const auto sensor = listTemperatureSensors(folder.path())[0];
@@ -126,7 +126,7 @@ class TemperaturesOfDevices : public testing::Test
     test::TemporaryFolder folder;
 };
 
-TEST_F(TemperaturesOfDevices, OfOneNameAreToldApartByTheirDevices)
+TEST_F(TemperaturesOfDevices, OfOneNameAreDistinguishedByTheirDevices)
 {
     chip("nvme", "pci0/0000:01:00.0", "nvme/nvme0", "hwmon1", 40000);
     chip("nvme", "pci0/0000:02:00.0", "nvme/nvme1", "hwmon2", 50000);
@@ -141,7 +141,7 @@ TEST_F(TemperaturesOfDevices, OfOneNameAreToldApartByTheirDevices)
     EXPECT_FALSE(found[1].matches("nvme/temp1 (0000:01:00.0)"));
 }
 
-TEST_F(TemperaturesOfDevices, KeepTheirIdsWhenChipsAreNumberedAnew)
+TEST_F(TemperaturesOfDevices, KeepTheirIdsWhenChipsAreRenumbered)
 {
     chip("nvme", "pci0/0000:02:00.0", "nvme/nvme0", "hwmon1", 50000);
     const auto found = sensors();
@@ -159,7 +159,7 @@ TEST_F(TemperaturesOfDevices, AreNotReadFromTheChipThatGetsTheNumber)
     EXPECT_THROW(readDegreesCelsius(before.at(0).input), std::runtime_error);
 }
 
-TEST_F(TemperaturesOfDevices, OfOneNameOnOneDeviceAreToldApart)
+TEST_F(TemperaturesOfDevices, OfOneNameOnOneDeviceAreDistinguished)
 {
     chip("phy", "pci0/0000:01:00.0", "net/eth0", "hwmon1", 40000);
     chip("phy", "pci0/0000:01:00.0", "net/eth1", "hwmon2", 50000);

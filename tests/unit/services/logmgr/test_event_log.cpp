@@ -228,7 +228,7 @@ TEST_F(Log, LosesNothingToASmallerCapacityUntilThereIsAnEvent)
     EXPECT_THAT(ids(), ElementsAre(5, 6, 7));
 }
 
-TEST_F(Log, TakesAnEventOnceItsFileWasOverwritten)
+TEST_F(Log, TakesAnEventAfterItsFileWasOverwritten)
 {
     open();
     add(3);
@@ -242,7 +242,7 @@ TEST_F(Log, TakesAnEventOnceItsFileWasOverwritten)
     EXPECT_THAT(ids(), ElementsAre(1, 2, 3, 4));
 }
 
-TEST_F(Log, ClearsWhatItsFileHoldsOnceThatWasOverwritten)
+TEST_F(Log, ClearsTheContentOfAnOverwrittenFile)
 {
     open();
     add(3);
@@ -301,7 +301,7 @@ TEST_F(Log, FindsEntriesByTheirIdentifiersAcrossTheWrap)
     }
 }
 
-TEST_F(Log, DoesNotSayAtEachEventThatItIsFullWhereItCannotRememberIt)
+TEST_F(Log, DoesNotLogAtEachEventThatItIsFullWhenItCannotStoreThat)
 {
     std::string lines;
     EXPECT_EQ(test::inChild(

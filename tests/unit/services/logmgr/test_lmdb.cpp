@@ -133,7 +133,7 @@ TEST_F(Lmdb, ReplacesAValueByOneOfAnotherSize)
               (std::map<std::string, std::string>{{"a", "long"}, {"b", "2"}}));
 }
 
-TEST_F(Lmdb, GoesOnAfterARecordThatItRemoves)
+TEST_F(Lmdb, ContinuesAfterARecordThatItRemoves)
 {
     fill({{"a", "1"}, {"b", "2"}, {"c", "3"}});
     {

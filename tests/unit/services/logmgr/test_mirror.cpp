@@ -131,7 +131,7 @@ TEST_F(LogMirror, RepairsAFailedChange)
     EXPECT_EQ(errors.find(line, at + 1), std::string::npos) << errors;
 }
 
-TEST_F(LogMirror, IsMadeAnewWhenSomebodyHasRemovedIt)
+TEST_F(LogMirror, IsRebuiltWhenItWasRemoved)
 {
     std::string errors;
     EXPECT_EQ(withLog(
@@ -157,7 +157,7 @@ TEST_F(LogMirror, IsMadeAnewWhenSomebodyHasRemovedIt)
     EXPECT_EQ(errors.find(line, second + 1), std::string::npos) << errors;
 }
 
-TEST_F(LogMirror, IsMadeAnewWhenTheLogIsAnother)
+TEST_F(LogMirror, IsRebuiltForAnotherLog)
 {
     EXPECT_EQ(withLog([](EventLog& log) {
                   Mirror mirror(log);

@@ -57,7 +57,7 @@ TEST_F(LogFile, IsMadeAndOpenedAgain)
     EXPECT_NE(openLogFile(folder.path(), mapSize), nullptr);
 }
 
-TEST_F(LogFile, IsBegunAnewWhenItIsEmpty)
+TEST_F(LogFile, IsRecreatedWhenItIsEmpty)
 {
     folder.write("data.mdb", "");
     EXPECT_NE(openLogFile(folder.path(), mapSize), nullptr);

@@ -225,7 +225,7 @@ TEST_F(Store, DropsTheFirstEntriesInOneStepWithAnAddition)
     EXPECT_THAT(idsIn(*store), ElementsAre(5));
 }
 
-TEST_F(Store, BeginsToCountAnewWhenItIsCleared)
+TEST_F(Store, RestartsItsIdentifiersWhenItIsCleared)
 {
     append(open(), 3);
     store->clear({1, 2, false});
@@ -594,7 +594,7 @@ TEST_F(Store, CanBeClearedOnAFullFilesystem)
     }
 }
 
-TEST_F(Store, IsWrittenAnewWhenItsFileIsGone)
+TEST_F(Store, IsRewrittenWhenItsFileIsGone)
 {
     testing::internal::CaptureStderr();
     append(open(), 3);
@@ -631,7 +631,7 @@ void overwrite(const fs::path& file, const std::string& content)
         << content;
 }
 
-TEST_F(Store, GoesOnWithWhatItsFileHoldsOnceThatWasOverwritten)
+TEST_F(Store, ContinuesWithTheContentOfAnOverwrittenFile)
 {
     append(open(), 3);
     const std::string backup = contentOf(file);

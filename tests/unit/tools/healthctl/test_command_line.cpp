@@ -71,7 +71,7 @@ TEST_F(CommandLineTest, EscapesControlCharactersInErrors)
     EXPECT_EQ(errors.str(), "healthctl: logmgr: \\x1b[2J\\u202eyek\\u2029\n");
 }
 
-TEST_F(CommandLineTest, SaysInOneLineWhyACommandFailed)
+TEST_F(CommandLineTest, ReportsAFailedCommandInOneLine)
 {
     const Work fails = [](const Context&) -> ExitCode {
         throw Error(ExitCode::notPermitted, "not for you; ask root\nmore");
@@ -179,7 +179,7 @@ TEST_F(CommandLineTest, ShowsNoHelpForUnknownWords)
                             "\"healthctl lcd --help\"\n");
 }
 
-TEST_F(CommandLineTest, SaysWhenHelpCannotBeWritten)
+TEST_F(CommandLineTest, FailsWhenHelpCannotBeWritten)
 {
     out.setstate(std::ios::badbit);
     EXPECT_EQ(run({"--help"}, good), 5);

@@ -34,7 +34,7 @@ TEST(FaultOutput, IsARowAndTheMessage)
               "  The message of Slow\n");
 }
 
-TEST(FaultOutput, MarksWhatIsHidden)
+TEST(FaultOutput, MarksHiddenFaults)
 {
     EXPECT_THAT(printed({faultOf("/a", "Slow", 3, 0, true)}),
                 HasSubstr("Slow  hidden\n"));

@@ -47,7 +47,7 @@ TEST_F(Moment, IsADateInLocalTime)
     EXPECT_EQ(parseMoment("1970-01-01 01:01:05", now), 65);
 }
 
-TEST_F(Moment, IsNotAnythingElse)
+TEST_F(Moment, RefusesEverythingElse)
 {
     for (const char* text :
          {"", "x", "10", "h", "10x", "-1h", "@", "@-5", "@1x", "2026-02-31",

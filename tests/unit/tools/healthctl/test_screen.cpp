@@ -20,7 +20,7 @@ TEST(Screen, ShowsHowManyLinesDoNotFit)
     EXPECT_EQ(cutPage("a\nb\n", 0, 80), "2 more lines\033[K");
 }
 
-TEST(Screen, IsNotLeftByTheLineThatTellsOfMore)
+TEST(Screen, KeepsTheLineAboutHiddenLinesOnTheScreen)
 {
     EXPECT_EQ(cutPage("a\nb\nc\n", 2, 6), "a\033[K\n2 more\033[K");
     EXPECT_EQ(cutPage("a\nb\nc\n", 2, 1), "a\033[K\n2\033[K");

@@ -114,7 +114,7 @@ TEST(TableTest, IsNeverWiderThanTheTerminal)
     }
 }
 
-TEST(TableTest, KeepsNamesBehindWhatStandsInFront)
+TEST(TableTest, KeepsNamesBehindTheirLead)
 {
     Table table({{0, 4}});
     table.addRow({Cell("fan", Tone::plain, "│  │  │  └─ ")});
