@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Adds and removes one fault again and again through the library, on
- *  this thread's default bus and the host's data cache.
+/** @file Repeatedly adds and removes one fault through the library, on this
+ *  thread's default bus and the host's data cache.
  *
  *  Usage: add-remove-library ROUNDS */
 

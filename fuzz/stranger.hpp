@@ -41,7 +41,7 @@ class Stranger
      *  path. Skips messages that libsystemd refuses to send. */
     void send(const std::vector<KnownMessage>& known, FuzzInput& input);
 
-    /** Sends a signal with a text and an array of bytes. */
+    /** Sends a signal whose arguments are a text and a record. */
     void sendRecord(const KnownMessage& signal, const std::string& text,
                     const std::vector<uint8_t>& record);
 

@@ -45,7 +45,6 @@ class FlatClient : public testing::Test
         setenv("HEALTHINTF_REGISTRY_PATH", bus.folder().path().c_str(), 1);
     }
 
-    /** The words of a line. */
     static std::vector<std::string> wordsOf(const std::string& line)
     {
         std::istringstream words(line);

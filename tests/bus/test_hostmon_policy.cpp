@@ -41,7 +41,7 @@ Words hostmonOn(const TemporaryFolder& machine)
     return {HOSTMON, "--config", config, "--root", machine.path()};
 }
 
-/** The start of hostmon's error when the bus refuses its name. */
+/** hostmon's error begins with this when the bus refuses its name. */
 const std::string refusal = "hostmon: unable to report on " + memoryKey + ": ";
 
 TEST(BusWithoutAPolicy, RefusesTheHostMonitor)

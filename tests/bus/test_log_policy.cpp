@@ -52,7 +52,6 @@ class LogPolicyOfOthers : public LogPolicy
         LogPolicy::SetUp();
     }
 
-    /** Calls a method of the log. */
     static std::string callAs(Caller caller, const Words& arguments)
     {
         Words command{"call", logService, logPath, logInterface};

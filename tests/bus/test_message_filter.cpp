@@ -39,7 +39,7 @@ class FilteredMessages : public testing::Test
         return 0;
     }
 
-    /** Sends a word and waits until it has arrived. */
+    /** Sends a word and waits until the other connection has received it. */
     void send(const char* word)
     {
         sd_bus_emit_signal(client.get(), "/a", "com.example.Any", "Any", "s",

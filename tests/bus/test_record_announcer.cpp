@@ -53,7 +53,6 @@ class AnnouncedRecords : public testing::Test
                std::to_string(health);
     }
 
-    /** Waits for an update. */
     void waitFor(const std::string& wanted)
     {
         service.runUntil(wanted, [&] {

@@ -90,7 +90,6 @@ class ComponentThread
         close(stop);
     }
 
-    /** The unique name of its connection. */
     std::string owner;
 
   private:

@@ -53,9 +53,9 @@ inline std::string busctl(std::vector<std::string> arguments)
     return outputOf(arguments);
 }
 
-/** The unique name of a process's connection.
+/** The unique name of the bus connection of a process.
  *
- *  @throws std::runtime_error when it has none */
+ *  @throws std::runtime_error when the process has none */
 inline std::string connectionOf(pid_t process)
 {
     std::istringstream lines(busctl({"list", "--no-legend"}));

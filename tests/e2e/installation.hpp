@@ -52,7 +52,7 @@ class Installation
         return folder.path() / path.substr(1);
     }
 
-    /** A program of the installation. */
+    /** The path of an installed program. */
     std::string program(const std::string& name) const
     {
         return at(LIBEXEC_FOLDER "/healthintf") / name;

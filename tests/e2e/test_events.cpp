@@ -24,7 +24,6 @@ const std::string key = root + "/power";
 const std::string sensor = "/sensors/psu1";
 constexpr unsigned int sensorNumber = 0x63;
 
-/** Calls a method of the log. */
 std::string callLog(const std::vector<std::string>& arguments)
 {
     std::vector<std::string> all{"call", "com.vexa.olvar.logmgr",

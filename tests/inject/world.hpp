@@ -46,7 +46,6 @@ class World
         return own;
     }
 
-    /** The client's connection. */
     sd_bus* client() const
     {
         return other.get();

@@ -49,7 +49,7 @@ class BusClient
     std::map<std::string, std::vector<std::string>>
     objects(const std::string& owner) const;
 
-    /** Calls a method with arguments as sd_bus_message_append takes them.
+    /** Calls a method with arguments as for sd_bus_message_append().
      *
      *  @return the reply
      *  @throws std::runtime_error with the text of an error reply */

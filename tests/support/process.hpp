@@ -50,7 +50,6 @@ class Process
     /** Closes the program's standard input. */
     void endInput();
 
-    /** Sends a signal. */
     void signal(int number) const;
 
     /** Waits until the program ends.

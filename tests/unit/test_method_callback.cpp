@@ -17,7 +17,6 @@ namespace
 
 using namespace healthintf::test;
 
-/** An object with two methods. */
 struct Object
 {
     virtual ~Object() = default;

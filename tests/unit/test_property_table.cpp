@@ -16,7 +16,6 @@ namespace
 using namespace healthintf::test;
 using Variant = std::variant<uint32_t, std::string>;
 
-/** An object with two properties. */
 struct Object
 {
     sdbusplus::bus_t* connection = nullptr;

@@ -164,7 +164,7 @@ void print(const Options& options, const std::string& address, pid_t broker)
     }
 }
 
-/** The bus, from its start to its end. */
+/** Runs one bus. */
 class Broker
 {
   public:

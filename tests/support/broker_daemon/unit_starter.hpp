@@ -29,7 +29,7 @@ class UnitStarter
     UnitStarter(const UnitStarter&) = delete;
     UnitStarter& operator=(const UnitStarter&) = delete;
 
-    /** Takes note of a program's end, and announces one that failed.
+    /** Handles the end of a program, and announces a failed unit.
      *
      *  @param[in] succeeded whether it ended with the exit status 0 */
     void reportEnd(pid_t process, bool succeeded);

@@ -12,7 +12,6 @@
 namespace healthintf::test
 {
 
-/** The lines of a text. */
 inline std::vector<std::string> linesOf(const std::string& text)
 {
     std::vector<std::string> lines;

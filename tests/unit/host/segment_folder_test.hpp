@@ -75,7 +75,6 @@ class SegmentFolderTest : public testing::Test
         });
     }
 
-    /** Writes a file into the folder. */
     std::filesystem::path write(const std::string& name,
                                 const std::string& bytes) const
     {

@@ -74,7 +74,6 @@ bool allFind(const std::vector<std::string>& prefixes, const Ids& expected)
 class SelEntryCache : public test::CacheTest
 {
   protected:
-    /** The mirror's file. */
     std::filesystem::path file() const
     {
         return folder.path() / "sel" / "log";

@@ -8,7 +8,7 @@
 namespace
 {
 
-// tests/bus/ tests with a bus that the connection stays open.
+// tests/bus/ tests that the connection to a bus stays open.
 
 TEST(ThreadBus, ReportsThatThereIsNoBus)
 {

@@ -227,7 +227,7 @@ TEST_F(HostmonAndItsModel, ShowTheSameAfterEachStep)
             connection.settle();
         }
     }
-    // Both cases occurred.
+    // Rounds with and without too many faults both occurred.
     EXPECT_GT(crowded, steps / 10);
     EXPECT_LT(crowded, steps / 10 * 9);
 }

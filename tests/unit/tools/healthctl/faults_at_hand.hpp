@@ -12,7 +12,6 @@
 namespace healthintf::healthctl
 {
 
-/** A fault of a component. */
 inline Fault faultOf(const std::string& key, const std::string& name,
                      uint32_t severity, uint64_t timestamp = 0,
                      bool hidden = false)
