@@ -76,7 +76,7 @@ TEST_F(AddSel, LogsWhyARecordIsRefused)
     EXPECT_THAT(lines, HasSubstr("it holds 1 of 1 entries"));
 }
 
-TEST_F(AddSel, KeepsItsConnectionFromTextsThatItCannotCarry)
+TEST_F(AddSel, RefusesInvalidTextsAndKeepsItsConnection)
 {
     const Process running = client.start();
     const std::string nul("a\0b", 3);

@@ -102,7 +102,7 @@ TEST(BusWithoutAPolicy, RefusesTheHealthManager)
     EXPECT_THAT(healthmgr.errors(), HasSubstr("Permission denied"));
 }
 
-TEST_F(BusPolicy, LetsHealthClimbAndTheTreeBeRead)
+TEST_F(BusPolicy, LetsHealthReachTheRootAndTheTreeBeRead)
 {
     leaf.add(leafKey, "fault", "/sensor", 1);
     client.waitForHealth(root, 4);

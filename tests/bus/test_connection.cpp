@@ -167,7 +167,7 @@ TEST_F(ServiceConnection, GivesNamesUpWithoutWaitingForTheBus)
     EXPECT_LT(std::chrono::steady_clock::now() - begin, test::patience);
 }
 
-TEST_F(ServiceConnection, GetsANameThatAHangingBusDidNotGrantInTime)
+TEST_F(ServiceConnection, GetsANameAtTheNextRequestAfterATimeout)
 {
     bus.freeze();
     EXPECT_THROW(connection->requestName(name), std::system_error);

@@ -146,7 +146,7 @@ TEST_F(DummySensor, AnswersWithErrorsAndKeepsRunning)
     EXPECT_EQ(read(), "0");
 }
 
-TEST_F(DummySensor, AnnouncesWhatIsWrittenOnlyWhenItChanges)
+TEST_F(DummySensor, AnnouncesAWrittenValueOnlyWhenItChanges)
 {
     EXPECT_EQ(write("u", 3U), "");
     EXPECT_EQ(read(), "3");

@@ -74,7 +74,7 @@ TEST_F(HealthTree, IsTheWorstOfItsBranches)
     client.waitForHealth(root, 2);
 }
 
-TEST_F(HealthTree, TakesInChildrenThatStartedBeforeTheirParent)
+TEST_F(HealthTree, IncludesChildrenThatStartedBeforeTheirParent)
 {
     Component leaf(root + "/a/b", 2);
     leaf.add(root + "/a/b", "BAD", "/sensor", 1);
@@ -87,7 +87,7 @@ TEST_F(HealthTree, TakesInChildrenThatStartedBeforeTheirParent)
     client.waitForHealth(root, 2);
 }
 
-TEST_F(HealthTree, TakesItsChildrenInAgainWhenAParentIsRestarted)
+TEST_F(HealthTree, IncludesTheChildrenOfARestartedParentAgain)
 {
     Component top(root, 2);
     auto middle = std::make_unique<Component>(root + "/a", 2);
@@ -160,7 +160,7 @@ TEST_F(HealthTree, GivesTheKeyToTheLatestDaemon)
     EXPECT_EQ(recordedHealth(root + "/a"), 3u) << "and not removed";
 }
 
-TEST_F(HealthTree, LivesOnWhenTheConnectionIsLost)
+TEST_F(HealthTree, SurvivesALostConnection)
 {
     Component daemon(root, 2);
     daemon.add(root, "BAD", "/sensor", 1);

@@ -180,7 +180,7 @@ TEST_F(Healthmgr, RefusesANodeThatTheBusHasNoRoomFor)
                 HasSubstr("unable to make the node " + key(made) + "/below"));
 }
 
-TEST_F(Healthmgr, LivesOnAfterMalformedSignals)
+TEST_F(Healthmgr, SurvivesMalformedSignals)
 {
     const Process running = manager();
     const auto send = [this](const char* types, auto... args) {

@@ -55,7 +55,7 @@ class FlatClient : public testing::Test
     BusClient client;
 };
 
-TEST_F(FlatClient, ReportsHidesAndTakesBackItsFaults)
+TEST_F(FlatClient, ReportsHidesAndRemovesItsFaults)
 {
     Process daemon({FLAT_CLIENT, key, "Flat.1.0.Failed", "Flat.1.0.Slow"});
 

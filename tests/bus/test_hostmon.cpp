@@ -314,7 +314,7 @@ TEST_F(HostMonitor, EndsWhenItLosesTheBus)
                 HasSubstr("the connection to the bus is lost"));
 }
 
-TEST_F(HostMonitor, LivesWithAComponentThatTheDataCacheCannotHold)
+TEST_F(HostMonitor, SurvivesAComponentThatTheDataCacheCannotHold)
 {
     const std::string key = root + "/" + std::string(600, 'x');
     config("component = \"" + key +

@@ -94,7 +94,7 @@ TEST_F(HostMonitorPolicyOfOthers, LetsItsUserReport)
     client.waitForHealth(root, 3);
 }
 
-TEST_F(HostMonitorPolicyOfOthers, GivesTheNamesOfComponentsToItsUserAlone)
+TEST_F(HostMonitorPolicyOfOthers, GivesTheNamesOfComponentsOnlyToItsUser)
 {
     const std::string name = std::string(monitor) + ".key_0";
     for (const Caller caller :

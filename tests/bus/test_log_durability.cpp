@@ -140,7 +140,7 @@ TEST_F(LogDurability, SetsADamagedLogAsideAndStartsANewOne)
     EXPECT_EQ(client.add(recordOf(1)), 1u);
 }
 
-TEST_F(LogDurability, LeavesTheMirrorWhenItIsKilled)
+TEST_F(LogDurability, KeepsTheMirrorWhenItIsKilled)
 {
     {
         Process running = client.start();

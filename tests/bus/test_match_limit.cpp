@@ -16,7 +16,7 @@ namespace
 
 const std::string root = "/com/vexa/olvar/health";
 
-TEST(MatchLimit, FailsTheComponentThatReachesItAndNoOther)
+TEST(MatchLimit, FailsOnlyTheComponentThatReachesIt)
 {
     const PrivateBus bus(openRules + matchRuleLimit(512));
     BusClient client;

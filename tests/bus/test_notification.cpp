@@ -440,7 +440,7 @@ TEST_F(Notifications, MaySetAttributesFromACallback)
     }
 }
 
-TEST_F(Notifications, OutliveACallbackThatThrows)
+TEST_F(Notifications, ContinueAfterACallbackThrows)
 {
     Client daemon("sd-event");
     daemon.subscribe("one", "a", "throw");

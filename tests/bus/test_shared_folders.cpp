@@ -149,7 +149,7 @@ TEST_F(SharedFolders, LetOnlyTheOwnerAndTheHealthManagerChangeAReportersFile)
     }
 }
 
-TEST_F(SharedFolders, KeepTheLogForItsServiceAlone)
+TEST_F(SharedFolders, LetOnlyItsServiceAccessTheLog)
 {
     LogClient client;
     Process logmgr(as(Caller::logmgr, {LOGMGR}));

@@ -214,7 +214,7 @@ TEST_F(SilentRecords, CountNoLongerOnceTheyAreGone)
     waitFor("/p", 0);
 }
 
-TEST_F(SilentRecords, CountNoLongerAlsoInADaemonsNode)
+TEST_F(SilentRecords, CountNoLongerInADaemonsNodeEither)
 {
     put("/d/c", 4);
     test::Component daemon(root + "/d", 1);
@@ -295,13 +295,13 @@ TEST_F(SilentRecords, CountNoLongerHoweverLateTheyGo)
     waitFor("/p", 0);
 }
 
-TEST_F(SilentRecords, CountAsTheyStand)
+TEST_F(SilentRecords, CountWithTheirPresentHealth)
 {
     datacache_healthstatus_set_property(root + "/p/c", "HealthStatus", 2u);
     waitFor("/p", 2);
 }
 
-TEST_F(SilentRecords, CountForTheirOwnParentAlone)
+TEST_F(SilentRecords, CountOnlyForTheirOwnParent)
 {
     put("/p1", 3);
     datacache_healthstatus_remove(root + "/p/c");

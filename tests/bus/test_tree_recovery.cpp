@@ -290,7 +290,7 @@ TEST_F(TreeRecovery, ReplacesAParentThatEnded)
     client.waitForHealth(root, 4);
 }
 
-TEST_F(TreeRecovery, ReplacesAParentWhoseDaemonLivesOn)
+TEST_F(TreeRecovery, ReplacesAParentWhoseDaemonKeepsRunning)
 {
     startManager();
     Component parent(root + "/a", 2);
@@ -552,7 +552,7 @@ TEST_F(TreeRecovery, ShowsAFaultWhoseRecordsWereRefusedBeforeTheManagerStarted)
     EXPECT_EQ(recordedFaults().size(), 2U);
 }
 
-TEST_F(TreeRecovery, ShowsANodeThatWasRefusedItsRecordAsTheManagerWas)
+TEST_F(TreeRecovery, ShowsANodeWhenItsRecordAndTheManagersWereRefused)
 {
     const std::vector<std::string> withoutRoom{
         "env", "--ignore-signal=XFSZ", "prlimit", "--fsize=0:unlimited"};

@@ -144,7 +144,7 @@ TEST_F(Visibility, FollowsASensorNumberInEveryProcess)
     expectShown({}, 4, 4);
 }
 
-TEST_F(Visibility, FollowsAComponentKeyInItsProcessAlone)
+TEST_F(Visibility, FollowsAComponentKeyInItsProcessOnly)
 {
     hide(true, fans, "-", 0);
     expectShown({"FAN_BAD", "FAN_SLOW"}, 2, 4);
@@ -179,7 +179,7 @@ TEST_F(Visibility, ShowsMoreThanTheSensorThatIsNamed)
     expectShown({"DISK_SLOW"}, 4, 4);
 }
 
-TEST_F(Visibility, ObeysTheNextGoodSignalAfterMalformedOnes)
+TEST_F(Visibility, ObeysTheNextValidSignalAfterMalformedOnes)
 {
     const auto send = [this](const char* types, auto... args) {
         ASSERT_GE(sd_bus_emit_signal(client.get(), root.c_str(),
@@ -206,7 +206,7 @@ TEST_F(Visibility, ObeysTheNextGoodSignalAfterMalformedOnes)
     expectShown({"FAN_BAD", "FAN_SLOW", "DISK_BAD"}, 2, 3);
 }
 
-TEST_F(Visibility, IsGivenBackByTheLcdBeforeTheDisabledComponent)
+TEST_F(Visibility, ReturnsWhenTheLcdIsResetBeforeTheComponentIsEnabled)
 {
     set(hideErrors, 0);
     expectShown(all, 2, 2);
@@ -218,7 +218,7 @@ TEST_F(Visibility, IsGivenBackByTheLcdBeforeTheDisabledComponent)
     expectShown({}, 4, 4);
 }
 
-TEST_F(Visibility, IsGivenBackByTheDisabledComponentBeforeTheLcd)
+TEST_F(Visibility, ReturnsWhenTheComponentIsEnabledBeforeTheLcdIsReset)
 {
     set(hideErrors, 0);
     expectShown(all, 2, 2);
@@ -230,7 +230,7 @@ TEST_F(Visibility, IsGivenBackByTheDisabledComponentBeforeTheLcd)
     expectShown({}, 4, 4);
 }
 
-TEST_F(Visibility, PassesOverTheEchoOfAnOwnChange)
+TEST_F(Visibility, IgnoresTheNotificationOfAnOwnChange)
 {
     set(hideErrors, 0);
     set(oemFlags, 1);

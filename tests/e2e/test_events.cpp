@@ -158,7 +158,7 @@ TEST_F(Events, AreTakenFromPython)
                 testing::StartsWith("a(qu(ssyy)ay)q 3 "));
 }
 
-TEST_F(Events, OfTheFirmwareReachTheSubscribersOfTheirSensorAlone)
+TEST_F(Events, OfTheFirmwareReachOnlyTheSubscribersOfTheirSensor)
 {
     Process seven({compiledExample("bios_events"), "7"});
     Process nine({compiledExample("bios_events"), "9"});

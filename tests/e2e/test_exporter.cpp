@@ -176,7 +176,7 @@ TEST_F(ExporterTest, CountsEvictionsAndNoRemovals)
     EXPECT_EQ(evictions(), 3);
 }
 
-TEST_F(ExporterTest, CountsEvictionsFromFaultsThatWereThereBeforeIt)
+TEST_F(ExporterTest, CountsEvictionsOfFaultsOlderThanItself)
 {
     Component daemon(key, 2);
     for (int number = 0; number < 10; ++number)
@@ -226,7 +226,7 @@ TEST_F(ExporterTest, ReportsThatTheLogOverflowed)
     EXPECT_EQ(value("healthintf_sel_policy_info{overflow=wrap}"), 1);
 }
 
-TEST_F(ExporterTest, LeavesTheLogOutWhenItsManagerIsKilled)
+TEST_F(ExporterTest, LeavesOutTheLogWhenItsManagerIsKilled)
 {
     Process logmgr = client.start();
     ASSERT_EQ(value("healthintf_sel_up"), 1);
@@ -237,7 +237,7 @@ TEST_F(ExporterTest, LeavesTheLogOutWhenItsManagerIsKilled)
     EXPECT_EQ(value("healthintf_data_cache_up"), 1);
 }
 
-TEST_F(ExporterTest, WaitsShortlyForALogManagerThatHangs)
+TEST_F(ExporterTest, WaitsBrieflyForALogManagerThatHangs)
 {
     Process logmgr = client.start();
     logmgr.signal(SIGSTOP);
@@ -373,7 +373,7 @@ TEST_F(ExporterTest, IsScrapedBesideAThousandIdleConnections)
               std::chrono::seconds(1));
 }
 
-TEST_F(ExporterTest, WarnsWhenOthersReachIt)
+TEST_F(ExporterTest, WarnsWhenOtherMachinesCanReachIt)
 {
     const Exporter open({"--listen", "0.0.0.0:0"});
     EXPECT_THAT(open.process.errors(), HasSubstr("whoever reaches 0.0.0.0:0"));

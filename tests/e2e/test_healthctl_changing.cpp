@@ -192,7 +192,7 @@ class ForOthers : public testing::Test
     Component daemon{fan, 2};
 };
 
-TEST_F(ForOthers, TheTreeIsReadFromTheDataCache)
+TEST_F(ForOthers, TheDataCacheProvidesTheTree)
 {
     if (getuid() != 0)
     {

@@ -58,7 +58,7 @@ class HealthctlDoctor : public testing::Test
     LogClient client;
 };
 
-TEST_F(HealthctlDoctor, FindsNothingWrongWithASystemThatRuns)
+TEST_F(HealthctlDoctor, FindsNothingWrongWithARunningSystem)
 {
     const Process logmgr = client.start();
     const Process healthmgr({HEALTHMGR});
@@ -289,7 +289,7 @@ TEST_F(HealthctlDoctor, ReportsMissingFilesOfTheInstallation)
     EXPECT_EQ(found.at("files.registries")["grade"], "problem");
 }
 
-TEST_F(HealthctlDoctor, MakesNoDataCache)
+TEST_F(HealthctlDoctor, CreatesNoDataCache)
 {
     findings(1);
     EXPECT_FALSE(std::filesystem::exists(bus.folder().path() / "run"));

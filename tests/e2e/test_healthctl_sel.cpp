@@ -90,7 +90,7 @@ TEST_F(HealthctlSel, AddTakesOnlyARecord)
     EXPECT_EQ(client.property("Entries"), "0");
 }
 
-TEST_F(HealthctlSel, AddTakesOnlyATimeThatARecordCanHave)
+TEST_F(HealthctlSel, AddRefusesATimeOutsideARecordsRange)
 {
     for (const char* time : {"@4294967296", "1960-01-01"})
     {
@@ -329,7 +329,7 @@ TEST_F(HealthctlSel, ClearReadsItsLastEntryInDecimalDigits)
     EXPECT_EQ(clearUpTo("08").output, "8 entries removed, up to entry 8\n");
 }
 
-TEST_F(HealthctlSel, ExportAndListAreTheLogAlsoWhenTheMirrorIsBehind)
+TEST_F(HealthctlSel, ExportAndListReadTheLogEvenWhenTheMirrorIsBehind)
 {
     namespace fs = std::filesystem;
     add({fanRecord});
@@ -419,7 +419,7 @@ TEST_F(HealthctlSel, WaitsFiveSecondsForALogManagerThatIsStopped)
     logmgr.signal(SIGCONT);
 }
 
-TEST_F(HealthctlSel, ImportOfACutFileStoresNothing)
+TEST_F(HealthctlSel, ImportOfATruncatedFileStoresNothing)
 {
     addThree();
     const std::string content = healthctl({"sel", "export", "-"}).output;
@@ -525,7 +525,7 @@ TEST(HealthctlSelAlone, ListsAgainWhenTheLogIsClearedMeanwhile)
     EXPECT_EQ(answer.errors, "healthctl: the log was cleared; try again\n");
 }
 
-TEST(HealthctlSelAlone, SaysHowManyEntriesCannotBeRead)
+TEST(HealthctlSelAlone, ReportsTheNumberOfUnreadableEntries)
 {
     const PrivateBus bus;
     const std::string leftOut =

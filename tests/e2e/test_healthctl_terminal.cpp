@@ -230,7 +230,7 @@ TEST_F(Terminal, ShellCompletesComponents)
                 ElementsAre("rack/psu"));
 }
 
-TEST_F(Terminal, OutputThatIsClosedIsNotSentToTheBus)
+TEST_F(Terminal, ClosedOutputDoesNotReachTheBus)
 {
     for (const char* command : {"tree", "watch"})
     {

@@ -440,7 +440,7 @@ TEST_F(HealthctlWatch, EndsWhenItsOutputPipeCloses)
     EXPECT_EQ(both.wait(), 0);
 }
 
-TEST_F(HealthctlWatch, FailsAtOnceWhereItCannotWrite)
+TEST_F(HealthctlWatch, FailsAtOnceWhenItCannotWrite)
 {
     Process watcher({"sh", "-c", HEALTHCTL " watch >/dev/full"});
     EXPECT_EQ(watcher.wait(), 5);

@@ -131,7 +131,7 @@ TEST_F(Ipmitool, DescribesEachEventAlike)
     }
 }
 
-TEST_F(Ipmitool, ReadsTheLogThatTheLogManagerKeeps)
+TEST_F(Ipmitool, ReadsTheLogManagersLog)
 {
     const PrivateBus bus;
     LogClient client;

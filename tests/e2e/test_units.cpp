@@ -208,7 +208,7 @@ class InstalledFolders : public testing::Test
     const fs::path root = installation().files().path() / "root";
 };
 
-TEST_F(InstalledFolders, AreWritableForNoGroupButTheStickyOne)
+TEST_F(InstalledFolders, AreWritableForAGroupOnlyWhenTheyAreSticky)
 {
     make();
     expectFolders();

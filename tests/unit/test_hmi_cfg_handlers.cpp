@@ -83,7 +83,7 @@ TEST_F(CfgHandlers, DoNotTakeAChangeWithoutASourceForTheirOwn)
     EXPECT_FALSE(madeBySelf(record));
 }
 
-TEST_F(CfgHandlers, SkipTheEchoOfAnOwnChange)
+TEST_F(CfgHandlers, IgnoreTheNotificationOfAnOwnChange)
 {
     hideErr(change(1, 0, "HealthManagerInterface"));
     EXPECT_EQ(

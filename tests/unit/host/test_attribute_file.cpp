@@ -100,7 +100,7 @@ TEST_F(AttributeFile, ThatIsAFolderIsRefused)
     EXPECT_EQ(failureToRead(), EISDIR);
 }
 
-TEST_F(AttributeFile, IsReadUpToItsLargestSize)
+TEST_F(AttributeFile, IsReadUpToItsSizeLimit)
 {
     std::string text = formatAttributes({{"a", 5}});
     text.resize(maxAttributeFile, ' ');
@@ -110,7 +110,7 @@ TEST_F(AttributeFile, IsReadUpToItsLargestSize)
     EXPECT_EQ(failureToRead(), EFBIG);
 }
 
-TEST_F(AttributeFile, NamesAreShownWithNothingButAscii)
+TEST_F(AttributeFile, QuotesNamesInAsciiOnly)
 {
     EXPECT_EQ(quoteName("a.b"), "\"a.b\"");
     EXPECT_EQ(quoteName("a\n\xC3\xA4"), "\"a\\n\\u00e4\"");

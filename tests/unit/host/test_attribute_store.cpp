@@ -163,7 +163,7 @@ TEST_F(Attributes, SetADamagedFileAsideAndStartEmpty)
     }
 }
 
-TEST_F(Attributes, SurviveAFileThatIsCutShortAnywhere)
+TEST_F(Attributes, SurviveATruncatedFile)
 {
     set("a", 5);
     const std::string whole = test::contentOf(dataFile());
@@ -193,7 +193,7 @@ TEST_F(Attributes, AreNotWrittenThroughALink)
         std::filesystem::symlink_status(dataFile())));
 }
 
-TEST_F(Attributes, WaitForNobodyWhoLocksTheFileOfEarlierVersions)
+TEST_F(Attributes, DoNotWaitForALockOnTheFileOfEarlierVersions)
 {
     folder.write("deep/config/lock", "");
     Child holder([this](const Child::Parent& parent) {

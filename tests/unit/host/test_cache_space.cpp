@@ -43,7 +43,7 @@ TEST_F(CacheSpaceTest, FindsNoCacheAndCreatesNone)
     EXPECT_FALSE(std::filesystem::exists(cacheFolder()));
 }
 
-TEST_F(CacheSpaceTest, FindsAUserAsLongAsItLives)
+TEST_F(CacheSpaceTest, FindsAUserWhileItRuns)
 {
     Child first = user();
     first.hear();

@@ -94,13 +94,13 @@ TEST_F(ConfigManager, RefusesASourceThatIsNotText)
                                   "bytes"));
 }
 
-TEST_F(ConfigManager, MakesNothingForAnArgumentThatItRefuses)
+TEST_F(ConfigManager, CreatesNothingForARefusedArgument)
 {
     set("");
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
 
-TEST_F(ConfigManager, FailsWithoutABusAndSaysSoOnce)
+TEST_F(ConfigManager, FailsWithoutABusAndLogsThatOnce)
 {
     EXPECT_EQ(set("a"), ENOENT);
     EXPECT_THAT(errors, HasSubstr("an attribute was not set: unable to connect "

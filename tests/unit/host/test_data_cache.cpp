@@ -153,7 +153,7 @@ TEST_F(DataCache, IsAnotherOneInAChild)
         0);
 }
 
-TEST_F(DataCache, LivesOnWhenAChildExitsInOrder)
+TEST_F(DataCache, SurvivesTheNormalExitOfAChild)
 {
     EXPECT_EQ(inChild([this] {
                   putNode("/a");
@@ -169,7 +169,7 @@ TEST_F(DataCache, LivesOnWhenAChildExitsInOrder)
               0);
 }
 
-TEST_F(DataCache, EndsWithItsProcessThoughAChildLives)
+TEST_F(DataCache, EndsWithItsProcessEvenIfAChildLives)
 {
     int toTest[2];
     ASSERT_EQ(pipe(toTest), 0);
@@ -266,7 +266,7 @@ std::vector<std::string> leftNodes(const std::filesystem::path& folder)
     return left;
 }
 
-TEST_F(DataCache, KeepsEachNodeOnceOfManyDeadProcesses)
+TEST_F(DataCache, KeepsEachNodeOfManyDeadProcessesOnce)
 {
     constexpr int many = 64;
     std::filesystem::create_directories(cacheFolder());

@@ -80,7 +80,7 @@ TEST(DataFiles, AreAnErrorDuringAShortageOfDescriptors)
         std::make_error_code(std::errc::permission_denied), folder.path()));
 }
 
-TEST(DataFiles, AreReadUpToTheirLargestSize)
+TEST(DataFiles, AreReadUpToTheirSizeLimit)
 {
     const TemporaryFolder folder;
     const auto file = folder.write("a", "");

@@ -41,7 +41,7 @@ TEST(EventRecord, RecognisesADeassertionByItsHighestBit)
     EXPECT_FALSE(record.asserted);
 }
 
-TEST(EventRecord, CarriesReadingAndThresholdOnlyWhenItSaysSo)
+TEST(EventRecord, HasReadingAndThresholdOnlyWhenItsFlagsSaySo)
 {
     SensorEvent event{.sensorType = 0x01,
                       .eventType = thresholdEvent,
@@ -64,7 +64,7 @@ TEST(EventRecord, CarriesReadingAndThresholdOnlyWhenItSaysSo)
     }
 }
 
-TEST(EventRecord, CarriesExtensionsOnlyWhenItSaysSo)
+TEST(EventRecord, HasExtensionsOnlyWhenItsFlagsSaySo)
 {
     SensorEvent event{.sensorType = 0x0C,
                       .eventType = sensorSpecificEvent,

@@ -107,7 +107,7 @@ TEST_F(EventTables, AreAnErrorWithoutAUsableFile)
                                      ": line 2: no valid JSON"));
 }
 
-TEST_F(EventTables, LeaveABadFileOut)
+TEST_F(EventTables, LeaveOutAnInvalidFile)
 {
     writeState("own/a.json", "0x01", "31");
     folder.write("shipped/b.json", "{\n]");

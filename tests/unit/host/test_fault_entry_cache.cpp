@@ -132,7 +132,7 @@ TEST_F(FaultEntryCache, RefusesPropertiesThatItDoesNotHave)
         0);
 }
 
-TEST_F(FaultEntryCache, RemovesARecordAndDoesNoHarmASecondTime)
+TEST_F(FaultEntryCache, RemovesARecordOnceAndIgnoresTheSecondTime)
 {
     EXPECT_EQ(inChild([] {
                   datacache_faultentry_create("/a", properties);

@@ -53,7 +53,7 @@ TEST(FaultEntryCodec, ReadsWhatItWrote)
     EXPECT_TRUE(same(decodeFaultEntry(encodeFaultEntry({}), 0), {}));
 }
 
-TEST(FaultEntryCodec, ThrowsOnEveryRecordThatIsCutShort)
+TEST(FaultEntryCodec, ThrowsOnEveryTruncatedRecord)
 {
     const std::string whole = encodeFaultEntry(makeView(example()));
     for (std::size_t size = 0; size < whole.size(); ++size)

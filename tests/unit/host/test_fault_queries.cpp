@@ -136,7 +136,7 @@ TEST_F(FaultQueriesOnTheHost, FindNothingBeforeTheFirstFault)
     EXPECT_EQ(answerTo(top, 0, false, root), "0:");
 }
 
-TEST_F(FaultQueriesOnTheHost, SayThatTheDataCacheCannotBeRead)
+TEST_F(FaultQueriesOnTheHost, ReportThatTheDataCacheCannotBeRead)
 {
     const auto file = folder.write("file", "");
     setenv("HEALTHINTF_RUNTIME_DIR", file.c_str(), 1);

@@ -41,7 +41,7 @@ TEST_F(StoreFiles, CreateTheirFolderAndItsParents)
     EXPECT_EQ(makeFolder(deep), deep);
 }
 
-TEST_F(StoreFiles, HaveAllTheirBlocks)
+TEST_F(StoreFiles, HaveAllTheirBlocksAllocated)
 {
     const FileDescriptor file = openFile(in("file"));
     allocateBlocks(file.get(), 100000, in("file"));
@@ -67,7 +67,7 @@ TEST_F(StoreFiles, HaveTheirNamesUntilTheyAreRemovedOrReplaced)
     EXPECT_FALSE(namedFile(-1, in("file")));
 }
 
-TEST_F(StoreFiles, AreAnErrorWhereThereAreNoBlocks)
+TEST_F(StoreFiles, AreAnErrorWhereTheFilesystemIsFull)
 {
     test::expectOnSmallFilesystem(folder.path(), "size=64k", [this] {
         try

@@ -103,7 +103,7 @@ TEST_F(HealthStatusCache, ReportsThatAPathCannotBeLookedUp)
               ENOTDIR);
 }
 
-TEST_F(HealthStatusCache, StartsARecordAtNone)
+TEST_F(HealthStatusCache, StartsARecordAtHealthNone)
 {
     EXPECT_EQ(inChild([] {
                   datacache_healthstatus_create("/a", {});

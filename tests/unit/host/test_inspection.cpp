@@ -81,7 +81,7 @@ TEST_F(Inspection, NamesTheEventsThatTheTableLeavesOut)
                                                "category of 0xC0")));
 }
 
-TEST_F(Inspection, ReadsFilesAnewEachTime)
+TEST_F(Inspection, ReadsFilesAgainEachTime)
 {
     EXPECT_EQ(inspectRegistries().usable, 0);
     folder.write("a/fan.json", registry);

@@ -55,7 +55,7 @@ TEST(JsonLines, AreLookedForWithinTheKeysAbove)
               1u);
 }
 
-TEST(JsonLines, AreThoseOfTheLastKeyThatIsThere)
+TEST(JsonLines, AreThoseOfTheLastExistingKey)
 {
     EXPECT_EQ(lineOfKeys(text, {"Messages", "Two", "Missing"}), 8u);
     EXPECT_EQ(lineOfKeys(text, {"Missing"}), 1u);

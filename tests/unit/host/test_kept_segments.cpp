@@ -323,7 +323,7 @@ TEST_F(KeptOpen, KeepTheirRank)
     EXPECT_EQ(read(), (Map{{"/a", "1"}}));
 }
 
-TEST_F(KeptOpen, AgreeWithAModelWhateverHappens)
+TEST_F(KeptOpen, AgreeWithAModelAfterRandomChanges)
 {
     std::list<OwnRecords> others;
     for (int i = 0; i < 4; ++i)

@@ -49,7 +49,7 @@ TEST(LogRecordOfALine, ReadsNoOriginFromAnotherFormat)
     EXPECT_EQ(made.line, 0);
 }
 
-TEST(LogRecordOfALine, LosesOneNewlineAtItsEnd)
+TEST(LogRecordOfALine, DropsOneNewlineAtItsEnd)
 {
     EXPECT_EQ(record("a\n").text, "a");
     EXPECT_EQ(record("a\n\n").text, "a\n");

@@ -122,7 +122,7 @@ TEST_F(MessageCatalogFolders, AreReadInTheOrderOfFoldersAndNames)
     EXPECT_EQ(textOf(catalog, "Third.Failed"), "0");
 }
 
-TEST_F(MessageCatalogFolders, LoseNothingToABadFile)
+TEST_F(MessageCatalogFolders, LoseNothingToAnInvalidFile)
 {
     folder.write("a.json", "{\n\"RegistryPrefix\"");
     folder.write("b.json", content("Good", "b"));

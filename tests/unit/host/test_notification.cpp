@@ -25,12 +25,12 @@ TEST(Notification, RefusesASubscriptionWithoutNameOrCallback)
     EXPECT_EQ(LQOVS_receive_signal("name", nullptr, nullptr), nullptr);
 }
 
-TEST(Notification, FreesNothingWithoutHarm)
+TEST(Notification, AcceptsNullToFree)
 {
     LQOVS_receive_signal_free(nullptr);
 }
 
-TEST(Notification, FailsWithoutABusAndSaysSoOnce)
+TEST(Notification, FailsWithoutABusAndLogsThatOnce)
 {
     std::string errors;
     EXPECT_EQ(test::inChild(

@@ -29,7 +29,7 @@ class ReplacedFile : public testing::Test
     test::TemporaryFolder folder;
 };
 
-TEST_F(ReplacedFile, IsReplacedWhole)
+TEST_F(ReplacedFile, IsReplacedAtomically)
 {
     replaceFile(in("file"), "one");
     EXPECT_EQ(test::contentOf(in("file")), "one");
@@ -49,7 +49,7 @@ TEST_F(ReplacedFile, IsWritableForItsOwnerOnly)
     EXPECT_EQ(fs::status(in("file")).permissions(), fs::perms{0644});
 }
 
-TEST_F(ReplacedFile, StaysWhenItCannotBeReplaced)
+TEST_F(ReplacedFile, KeepsItsContentWhenItCannotBeReplaced)
 {
     test::expectOnSmallFilesystem(folder.path(), "size=64k", [this] {
         replaceFile(in("file"), "one");

@@ -430,7 +430,7 @@ bool worksWhenFull(Segment& segment, const fs::path& file, uint32_t count)
     return again >= count && readFrom(file).size() == again;
 }
 
-TEST_F(SegmentTest, IsFullAtItsCapacityAndWorksOn)
+TEST_F(SegmentTest, IsFullAtItsCapacityAndStillUsable)
 {
     Segment segment(file, capacity);
     segment.publish();
@@ -442,7 +442,7 @@ TEST_F(SegmentTest, IsFullAtItsCapacityAndWorksOn)
     EXPECT_LE(fs::file_size(file), capacity);
 }
 
-TEST_F(SegmentTest, GivesAnErrorOnAFullFilesystemAndWorksOn)
+TEST_F(SegmentTest, GivesAnErrorOnAFullFilesystemAndStaysUsable)
 {
     for (const char* size : {"size=64k", "size=256k", "size=300k"})
     {

@@ -125,7 +125,7 @@ TEST_F(SegmentReaderTest, OpensNothingButRegularFiles)
     }
 }
 
-TEST_F(SegmentReaderTest, OpensNoFileThatIsShort)
+TEST_F(SegmentReaderTest, OpensNoFileShorterThanItsFirstTable)
 {
     const std::string whole = segmentOf(1);
     constexpr std::size_t shortest = firstTable + bytesOfTable(0);

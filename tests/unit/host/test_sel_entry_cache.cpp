@@ -242,7 +242,7 @@ TEST_F(SelEntryCache, AddsAndRemovesEntries)
     EXPECT_EQ(idsBy({}), (Ids{3, 4}));
 }
 
-TEST_F(SelEntryCache, UsesAnIdentifierAgain)
+TEST_F(SelEntryCache, ReusesAnIdentifier)
 {
     SelMirror mirror;
     ASSERT_EQ(replaceBy(mirror, {1, 2}), 0);

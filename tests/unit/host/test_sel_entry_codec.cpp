@@ -41,7 +41,7 @@ TEST(SelEntryCodec, GivesBackEveryProperty)
     expectTheSame(decodeSelEntry(encodeSelEntry({})), {});
 }
 
-TEST(SelEntryCodec, RefusesBytesThatAreTooFew)
+TEST(SelEntryCodec, RefusesTooFewBytes)
 {
     const std::string bytes = encodeSelEntry(sample());
     for (std::size_t size = 0; size < bytes.size(); ++size)

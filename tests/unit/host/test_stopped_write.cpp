@@ -189,7 +189,7 @@ void putTwo(Segment& segment)
     segment.add(record("/b", old, 2));
 }
 
-TEST_F(StoppedWrite, OfTheFirstRecordShowsNoneOrIt)
+TEST_F(StoppedWrite, OfTheFirstRecordShowsItOrNone)
 {
     const auto states = statesDuring([](Segment&) {},
                                      [](Segment& segment) {
@@ -209,7 +209,7 @@ TEST_F(StoppedWrite, OfANewRecordShowsTheOthers)
                                     "/a=300o:1 /b=300o:2 /c=3000n:3 "));
 }
 
-TEST_F(StoppedWrite, OfARecordInTheSlotOfAnotherShowsNothingOfTheOther)
+TEST_F(StoppedWrite, OfARecordInAReusedSlotShowsNothingOfTheOldRecord)
 {
     const auto states = statesDuring(
         [](Segment& segment) {
@@ -275,7 +275,7 @@ TEST_F(StoppedWrite, OfLiveValueAndPayloadNeverMixesOldAndNew)
                 ElementsAre("/a=3000n:3 /b=300o:2 ", "/a=300o:1 /b=300o:2 "));
 }
 
-TEST_F(StoppedWrite, ThatNeedsMoreTablesAndBlocksShowsAllThatWasThere)
+TEST_F(StoppedWrite, ThatExtendsTheFileShowsAllEarlierRecords)
 {
     constexpr int count = slotsOfFirstTable;
     const auto states = statesDuring(

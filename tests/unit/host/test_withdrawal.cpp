@@ -108,7 +108,7 @@ TEST_F(WithdrawalTest, IsNotNeededForRecordsToBeGone)
     EXPECT_EQ(files(), 2);
 }
 
-TEST_F(WithdrawalTest, LeavesAKeyThatAnotherTookOver)
+TEST_F(WithdrawalTest, LeavesAKeyThatAnotherProcessTookOver)
 {
     Child dead = daemon("/a");
     hearIdentity(dead);
@@ -194,7 +194,7 @@ TEST_F(WithdrawalTest, LetsTheRecordsOfDaemonsCount)
               0);
 }
 
-TEST_F(WithdrawalTest, GivesWayAlsoWithRecordsThatAreThereAlready)
+TEST_F(WithdrawalTest, GivesWayWithExistingRecordsToo)
 {
     Child daemons = daemon("/a");
     hearIdentity(daemons);

@@ -156,7 +156,7 @@ TEST_F(EndpointTest, RefusesTooManyHeaders)
     expectAlive();
 }
 
-TEST_F(EndpointTest, OutlivesGarbage)
+TEST_F(EndpointTest, SurvivesGarbage)
 {
     for (const std::string& garbage :
          {std::string("\r\n\r\n\r\n\r\n"), std::string("GET\r\n\r\n"),
@@ -218,7 +218,7 @@ class Crowd
     std::list<HttpClient> clients;
 };
 
-TEST_F(EndpointTest, KeepsNoScrapeWaitingForAThousandIdleConnections)
+TEST_F(EndpointTest, ServesAScrapeBesideAThousandIdleConnections)
 {
     const Crowd crowd(path);
     const auto begin = std::chrono::steady_clock::now();
@@ -227,7 +227,7 @@ TEST_F(EndpointTest, KeepsNoScrapeWaitingForAThousandIdleConnections)
         << "it has waited for their end";
 }
 
-TEST_F(EndpointTest, KeepsNoScrapeWaitingForAThousandSlowConnections)
+TEST_F(EndpointTest, ServesAScrapeBesideAThousandSlowConnections)
 {
     const Crowd crowd(path);
     const auto begin = std::chrono::steady_clock::now();
@@ -257,13 +257,13 @@ TEST_F(EndpointTest, ClosesTheOldestOfTooManyIdleConnections)
     }
 }
 
-TEST_F(EndpointTest, EndsAnIdleConnection)
+TEST_F(EndpointTest, ClosesAnIdleConnection)
 {
     const HttpClient idle(path);
     EXPECT_TRUE(idle.ended(std::chrono::seconds(10)));
 }
 
-TEST_F(EndpointTest, EndsARequestThatComesByteByByte)
+TEST_F(EndpointTest, ClosesARequestThatComesByteByByte)
 {
     const HttpClient slow(path);
     const auto begin = std::chrono::steady_clock::now();

@@ -71,7 +71,7 @@ TEST_F(Evictions, AreCountedByComponent)
     EXPECT_EQ(count.evictions(), (Counted{{fan, 2}, {fan + "2", 1}}));
 }
 
-TEST_F(Evictions, CountWithEntriesThatWereThereBefore)
+TEST_F(Evictions, CountWithEarlierEntries)
 {
     for (int number = 1; number <= 10; ++number)
     {
@@ -173,7 +173,7 @@ TEST_F(Evictions, AreNotSeenInTheRemovalOfAnUnknownEntry)
     EXPECT_TRUE(count.evictions().empty());
 }
 
-TEST_F(Evictions, AreSeenAmongNoMoreEntriesThanTheLimit)
+TEST_F(Evictions, AreSeenAmongALimitedNumberOfEntries)
 {
     // Any reporter may announce many entries and never remove them.
     count.startCounting();

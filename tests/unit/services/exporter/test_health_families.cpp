@@ -93,7 +93,7 @@ TEST(HealthFamilies, CountAllInvalidSeveritiesInOneSample)
                          "\"invalid\",hidden=\"false\"} 7"));
 }
 
-TEST(HealthFamilies, HaveEvictionsAlsoOfComponentsWithoutRecords)
+TEST(HealthFamilies, HaveEvictionsOfComponentsWithoutRecordsToo)
 {
     Snapshot snapshot = withCache({{{"/r", 2}}, {}});
     snapshot.evictions = Evictions{{"/gone", 5}};
@@ -102,7 +102,7 @@ TEST(HealthFamilies, HaveEvictionsAlsoOfComponentsWithoutRecords)
                          " 5"));
 }
 
-TEST(HealthFamilies, LeaveEvictionsOutWhileTheyDoNotCount)
+TEST(HealthFamilies, LeaveOutEvictionsWhileTheyAreNotCounted)
 {
     EXPECT_THAT(samplesOf(withCache({{{"/r", 2}}, {}})),
                 Not(Contains(StartsWith("healthintf_fault_evictions"))));

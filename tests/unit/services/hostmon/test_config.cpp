@@ -283,7 +283,7 @@ TEST(ConfigFile, ThatComesWithTheProjectGivesEachDeviceAComponent)
     }));
 }
 
-TEST(ConfigFile, ThatComesWithTheProjectIsSound)
+TEST(ConfigFile, ThatComesWithTheProjectIsValid)
 {
     EXPECT_GE(loadConfig(SHIPPED_CONFIG).watches.size(), 6u);
 }

@@ -151,7 +151,7 @@ class ReadersLeftBehind : public testing::Test
     std::shared_future<double> answered{answer.get_future()};
 };
 
-TEST_F(ReadersLeftBehind, AreSixteenAtMostBeforeThereIsNoOther)
+TEST_F(ReadersLeftBehind, AreAtMostSixteen)
 {
     for (std::size_t i = 0; i < maxAbandonedThreads; ++i)
     {

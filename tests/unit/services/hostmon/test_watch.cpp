@@ -199,7 +199,7 @@ TEST_F(WatchOfASource, RemovesItsFaultsWhenTheSourceIsGone)
     EXPECT_EQ(texts(), Lines{});
 }
 
-TEST_F(WatchOfASource, IsDescribedForPeople)
+TEST_F(WatchOfASource, HasAReadableDescription)
 {
     const WatchConfig config{Filesystem{"/var"},
                              {.direction = Direction::above,

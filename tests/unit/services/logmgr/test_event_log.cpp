@@ -121,7 +121,7 @@ TEST_F(Log, StoresTheGivenTime)
     EXPECT_EQ(log->state().lastAddition, time) << "when it was added";
 }
 
-TEST_F(Log, LeavesARecordAloneThatHasNoTime)
+TEST_F(Log, LeavesARecordWithoutATimeUnchanged)
 {
     open();
     EXPECT_EQ(log->add(sampleEvent(0xdf)).entry.timestamp, time);

@@ -215,7 +215,7 @@ std::size_t bytesOf(const std::filesystem::path& file)
                : 0;
 }
 
-TEST_F(LogMirror, GivesTheSpaceBackThatEntriesOfOtherSizesTook)
+TEST_F(LogMirror, ReleasesTheSpaceOfEntriesOfOtherSizes)
 {
     EXPECT_EQ(inChild([this] {
                   SelStore store(folder.path() / "state");

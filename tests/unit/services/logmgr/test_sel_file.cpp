@@ -106,7 +106,7 @@ TEST_F(LogFile, IsNotDamagedBecauseItCannotBeOpened)
     EXPECT_FALSE(isDamage(LmdbError("call", MDB_MAP_FULL)));
 }
 
-TEST_F(LogFile, GetsBlocksWithoutLosingWhatItHolds)
+TEST_F(LogFile, GetsBlocksAllocatedWithoutLosingContent)
 {
     fill();
     {
@@ -137,7 +137,7 @@ TEST_F(LogFile, RemovesAnUnfinishedReplacement)
     removeUnfinishedFile(folder.path());
 }
 
-TEST_F(LogFile, HasItsFolderMadeWithAllAbove)
+TEST_F(LogFile, CreatesItsFolderAndItsParents)
 {
     const fs::path deep = folder.path() / "a" / "b" / "c";
     EXPECT_EQ(makeDurableFolder(deep), deep);

@@ -324,7 +324,7 @@ TEST_F(Store, LogsNothingWhereThereIsNoFile)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-TEST_F(Store, LosesNothingWithTheBlocksAtItsEnd)
+TEST_F(Store, LosesNothingWithoutTheUnusedBlocksAtItsEnd)
 {
     append(open(), 100);
     store.reset();
@@ -342,7 +342,7 @@ TEST_F(Store, SetsAsideAFileThatIsNoLog)
     EXPECT_EQ(contentOf(file.string() + ".damaged"), std::string(100000, 'x'));
 }
 
-TEST_F(Store, SetsALogAsideThatLmdbWouldDieOf)
+TEST_F(Store, SetsAsideALogThatWouldCrashLmdb)
 {
     append(open(), 200);
     store.reset();
@@ -387,7 +387,7 @@ TEST_F(Store, TakesEntriesWhateverPageWasOverwritten)
     EXPECT_GT(kept, 0U);
 }
 
-TEST_F(Store, KeepsItsEntriesWhereAPageThatOnlyChangesReadIsDamaged)
+TEST_F(Store, KeepsItsEntriesWhenAPageThatOnlyWritersReadIsDamaged)
 {
     append(open(), 200);
     const uint64_t generation = store->generation();
@@ -708,7 +708,7 @@ TEST_F(Store, ChangesNothingBeforeItHasSeenThatItsFileWasOverwritten)
     EXPECT_THAT(idsIn(open()), ElementsAre(1, 2, 3, 4));
 }
 
-TEST_F(Store, TakesNoFolderThatAnotherHasMeanwhile)
+TEST_F(Store, RefusesAFolderThatAnotherProcessTookMeanwhile)
 {
     append(open(), 3);
     fs::rename(path, folder.path() / "moved");
@@ -748,7 +748,7 @@ TEST_F(Store, TakesNoEntryWithAnotherIdentifierThanTheNext)
     EXPECT_EQ(store->size(), 3U);
 }
 
-TEST_F(Store, HoldsAsManyEntriesAsThereAreIdentifiersWithTheLongestTexts)
+TEST_F(Store, HoldsAFullLogWithTheLongestTexts)
 {
     // In memory, so that no write waits for a disk.
     test::expectOnSmallFilesystem(folder.path(), "size=250m", [this] {
