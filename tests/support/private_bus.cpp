@@ -46,8 +46,9 @@ std::string matchRuleLimit(unsigned rules)
     {
         return config;
     }
-    // dbus-broker shares quotas among the connections of a user, so multiply
-    // them. Only the quota of match rules should be small.
+    // dbus-broker gives each user the limits of a connection, multiplied by
+    // the number of connections that it allows him. Raise the other limits, so
+    // that only match rules run out.
     return config + limit("max_connections_per_user", 1) +
            limit("max_outgoing_bytes", 1U << 30) +
            limit("max_outgoing_unix_fds", 1U << 14);
