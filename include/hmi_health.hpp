@@ -162,7 +162,7 @@ class HEALTHINTF_API HealthStatus
     static void GetMissingParents(std::vector<std::string>& parents);
 
   private:
-    HEALTHINTF_LOCAL unsigned int worstOfChildMap() const;
+    HEALTHINTF_LOCAL unsigned int findWorstChild() const;
 
     std::string key;
     std::string parentKey;

@@ -135,7 +135,7 @@ void HealthStatus::storeOwnHealth(unsigned int status)
     }
 }
 
-unsigned int HealthStatus::worstOfChildMap() const
+unsigned int HealthStatus::findWorstChild() const
 {
     uint32_t worst = 0;
     for (const auto& [child, health] : childMap)
@@ -165,7 +165,7 @@ unsigned int HealthStatus::recalculateHealth(bool force)
     }
     else
     {
-        health = worstOfChildMap();
+        health = findWorstChild();
     }
     HMI_LOG(log::progress, "%s.%d.%s: Recalculated health : %d, oldHealth:%d\n",
             health, healthStatus());

@@ -26,7 +26,7 @@ std::string getParent(const std::string& key)
 }
 
 /** The worst health among the children of each parent. */
-Healths worstOfChildren(const Healths& records)
+Healths findWorstChildren(const Healths& records)
 {
     Healths worst;
     for (const auto& [key, health] : records)
@@ -109,7 +109,7 @@ HealthComparison::Findings HealthComparison::compare(
 {
     Findings findings;
     findings.gone = takeGone(records);
-    const Healths worst = worstOfChildren(records);
+    const Healths worst = findWorstChildren(records);
     std::map<std::string, Difference> now;
     for (const auto& [key, held] : records)
     {

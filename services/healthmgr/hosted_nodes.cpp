@@ -52,7 +52,7 @@ bool isKey(const char* text)
            sd_bus_object_path_is_valid(text) > 0;
 }
 
-std::string faultOfKey(const std::string& key)
+std::string explainInvalidKey(const std::string& key)
 {
     const std::string root = names::root;
     if (key.size() > maxKey)

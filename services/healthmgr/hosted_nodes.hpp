@@ -32,7 +32,7 @@ bool isKey(const char* text);
 
 /** Why no node may have a key; empty when the key is the root of the health
  *  tree or a valid path below it. */
-std::string faultOfKey(const std::string& key);
+std::string explainInvalidKey(const std::string& key);
 
 /** A key with its ancestors, the root first. */
 std::vector<std::string> withAncestors(const std::string& key);
@@ -62,7 +62,7 @@ class HostedNodes
     /** Makes the missing nodes among a key and its ancestors, the ancestors
      *  first.
      *
-     *  @param[in] key a valid key, see faultOfKey()
+     *  @param[in] key a valid key, see explainInvalidKey()
      *  @param[in] asker who requested it; nothing when the tree needs it */
     Outcome host(const std::string& key,
                  const std::optional<Asker>& asker = std::nullopt);

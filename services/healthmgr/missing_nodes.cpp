@@ -33,7 +33,7 @@ void MissingNodes::hostSoon()
 void MissingNodes::hostParent(const std::string& key)
 {
     const std::string parent = HealthStatus::GetParentKey(key);
-    if (faultOfKey(parent).empty() && !nodes.hosts(parent) &&
+    if (explainInvalidKey(parent).empty() && !nodes.hosts(parent) &&
         !host::findHealthRecord(parent) && host::findHealthRecord(key))
     {
         hostSoon();
@@ -50,7 +50,7 @@ bool MissingNodes::hostAll()
     for (const std::string& parent : std::set(parents.begin(), parents.end()))
     {
         // Keys outside the tree get no parents.
-        if (faultOfKey(parent).empty())
+        if (explainInvalidKey(parent).empty())
         {
             whole = nodes.host(parent) == HostedNodes::Outcome::there && whole;
         }

@@ -48,7 +48,7 @@ int NodeRequests::take(sd_bus_message* message, void* context,
     }
     try
     {
-        if (const std::string fault = faultOfKey(key); !fault.empty())
+        if (const std::string fault = explainInvalidKey(key); !fault.empty())
         {
             return sd_bus_error_setf(
                 error, SD_BUS_ERROR_INVALID_ARGS, "%s is no key: %s",

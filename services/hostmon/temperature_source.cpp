@@ -101,8 +101,8 @@ std::string pathBelow(const fs::path& devices, const fs::path& path)
     return rest.empty() || *rest.begin() == ".." ? path.filename() : rest;
 }
 
-void addSensorsOfChip(const fs::path& entry, const fs::path& devices,
-                      std::vector<TemperatureSensor>& sensors)
+void addChipSensors(const fs::path& entry, const fs::path& devices,
+                    std::vector<TemperatureSensor>& sensors)
 {
     constexpr std::string_view ending = "_input";
     std::error_code error;
@@ -184,7 +184,7 @@ std::vector<TemperatureSensor> listTemperatureSensors(const fs::path& hwmon)
         hwmon.parent_path().parent_path() / "devices", error);
     for (const fs::path& chip : listEntries(hwmon))
     {
-        addSensorsOfChip(chip, devices, sensors);
+        addChipSensors(chip, devices, sensors);
     }
     makeIdsUnique(sensors, devices);
     std::ranges::sort(sensors, {}, [](const TemperatureSensor& sensor) {

@@ -47,7 +47,7 @@ void Mirror::check()
     {
         return;
     }
-    if (isOfAnotherLog() || isLost())
+    if (mirrorsAnotherLog() || isLost())
     {
         rebuild();
     }
@@ -58,7 +58,7 @@ void Mirror::check()
 }
 
 /** Whether the log holds something else, as after its file was overwritten. */
-bool Mirror::isOfAnotherLog() const
+bool Mirror::mirrorsAnotherLog() const
 {
     return next != events.nextSequence() || generation != events.generation() ||
            openings != events.openings();

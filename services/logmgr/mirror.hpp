@@ -44,7 +44,7 @@ class Mirror
     }
 
   private:
-    bool isOfAnotherLog() const;
+    bool mirrorsAnotherLog() const;
     bool isLost() const;
     int replaceMirror();
     void shrink();

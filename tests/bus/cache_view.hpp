@@ -32,7 +32,7 @@ dumpedCache(const std::vector<std::string>& selPrefixes = {})
 {
     std::vector<std::string> command{CACHE_DUMP};
     command.insert(command.end(), selPrefixes.begin(), selPrefixes.end());
-    return nlohmann::json::parse(outputOf(command));
+    return nlohmann::json::parse(readOutput(command));
 }
 
 /** The identifiers of the log's entries in the data cache. */

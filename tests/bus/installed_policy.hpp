@@ -56,7 +56,7 @@ inline void replaceAll(std::string& text, const std::string& what,
 inline std::string installedRules(const std::string& name)
 {
     const std::string file =
-        contentOf(std::filesystem::path(BUS_POLICIES) / (name + ".conf"));
+        readContent(std::filesystem::path(BUS_POLICIES) / (name + ".conf"));
     const std::string open = "<busconfig>";
     const std::size_t start = file.find(open) + open.size();
     std::string rules = file.substr(start, file.rfind("</") - start);
@@ -118,7 +118,7 @@ inline std::vector<std::string> as(Caller caller,
 inline std::string busctlAs(Caller caller, std::vector<std::string> command)
 {
     command.insert(command.begin(), {"busctl", "--system"});
-    return outputOf(as(caller, command));
+    return readOutput(as(caller, command));
 }
 
 /** Requests a bus name as another user.
@@ -144,15 +144,15 @@ inline void letOthersIn(const PrivateBus& bus)
 inline void makeSharedFolders(const PrivateBus& bus)
 {
     const std::filesystem::path& folder = bus.folder().path();
-    std::string text = contentOf(TMPFILES);
+    std::string text = readContent(TMPFILES);
     replaceAll(text, "/run/healthintf", folder / "run");
     replaceAll(text, "/var/lib/healthintf", folder / "state");
     replaceAll(text, "healthintf-logmgr healthintf-logmgr",
                logmgrUser + " " + logmgrUser);
     replaceAll(text, "healthintf healthintf",
                healthmgrUser + " " + reportersGroup);
-    outputOf({"systemd-tmpfiles", "--create",
-              bus.folder().write("folders.conf", text)});
+    readOutput({"systemd-tmpfiles", "--create",
+                bus.folder().write("folders.conf", text)});
 }
 
 /** Prepares a bus and the shared folders for other users. Skips the test if

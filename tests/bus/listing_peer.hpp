@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file A connection that lists any objects. */
+/** @file A connection that replies to the search for nodes. */
 
 #include "bus_client.hpp"
 #include "service_on_bus.hpp"
@@ -16,7 +16,7 @@
 namespace healthintf::test
 {
 
-/** A connection that answers the search for nodes with anything. */
+/** A connection that gives any reply to the search for nodes. */
 class ListingPeer
 {
   public:
@@ -42,13 +42,13 @@ class ListingPeer
     ListingPeer(const ListingPeer&) = delete;
     ListingPeer& operator=(const ListingPeer&) = delete;
 
-    /** Waits until the bus has passed the answers on. */
+    /** Waits until the bus has delivered the replies. */
     void catchUp()
     {
         client.catchUp();
     }
 
-    /** Answers with that many nodes below @p above, none of which exist. */
+    /** Replies with @p count nodes below @p above, none of which exists. */
     static int list(sd_bus_message* call, const std::string& above,
                     std::size_t count)
     {

@@ -24,7 +24,7 @@ using Bytes = std::vector<uint8_t>;
 using Ids = std::vector<uint16_t>;
 
 /** The record of a sensor's event. */
-inline Bytes recordOf(uint8_t sensorNumber, uint8_t type = 0x02)
+inline Bytes makeRecord(uint8_t sensorNumber, uint8_t type = 0x02)
 {
     return {0, 0, type, 0xc1,         0xc2, 0xc3, 0xc4, 0x20,
             0, 4, 4,    sensorNumber, 1,    0x57, 0x11, 0x22};
@@ -69,14 +69,14 @@ class LogClient : public BusClient
     void waitUntilGone()
     {
         waitUntil("end of logmgr", [this] {
-            return ownerOf(logService).empty();
+            return findOwner(logService).empty();
         });
     }
 
     void waitUntilReady()
     {
         waitUntil("logmgr", [this] {
-            return !ownerOf(logService).empty();
+            return !findOwner(logService).empty();
         });
         // logmgr owns its name before the mirror is complete, and replies after
         // that.

@@ -42,8 +42,8 @@ class AddSel : public testing::Test
 TEST_F(AddSel, StoresTheRecord)
 {
     const Process running = client.start();
-    EXPECT_EQ(store(recordOf(7)), 1u);
-    EXPECT_EQ(store(recordOf(8), 0x01020304), 2u);
+    EXPECT_EQ(store(makeRecord(7)), 1u);
+    EXPECT_EQ(store(makeRecord(8), 0x01020304), 2u);
     const ReadEntry first = client.entry(1);
     EXPECT_EQ(first.name, "Fan 7");
     EXPECT_EQ(first.path, "/sensors/fan7");
@@ -56,7 +56,7 @@ TEST_F(AddSel, StoresTheRecord)
 TEST_F(AddSel, StartsTheLogManager)
 {
     bus.activate(logService, LOGMGR);
-    EXPECT_EQ(store(recordOf(7)), 1u);
+    EXPECT_EQ(store(makeRecord(7)), 1u);
     // Services that the bus started end with it.
     bus.kill();
 }
@@ -68,8 +68,8 @@ TEST_F(AddSel, LogsWhyARecordIsRefused)
     testing::internal::CaptureStderr();
     EXPECT_EQ(store(Bytes(15)), failed + EINVAL);
     EXPECT_EQ(store(Bytes(17)), failed + EINVAL);
-    EXPECT_EQ(store(recordOf(1)), 1u);
-    EXPECT_EQ(store(recordOf(2)), failed + ENOSPC);
+    EXPECT_EQ(store(makeRecord(1)), 1u);
+    EXPECT_EQ(store(makeRecord(2)), failed + ENOSPC);
     const std::string lines = testing::internal::GetCapturedStderr();
     EXPECT_THAT(lines, HasSubstr("the record has 15 bytes, not 16"));
     EXPECT_THAT(lines, Not(HasSubstr("17 bytes"))) << "once in a row";
@@ -83,21 +83,21 @@ TEST_F(AddSel, RefusesInvalidTextsAndKeepsItsConnection)
     const std::string large((1UL << 20) + 1, 'x');
     for (const std::string& text : {std::string("\xff"), nul, large})
     {
-        EXPECT_EQ(store(recordOf(1), std::nullopt, {text, "", 0, 0}),
+        EXPECT_EQ(store(makeRecord(1), std::nullopt, {text, "", 0, 0}),
                   failed + EINVAL);
-        EXPECT_EQ(store(recordOf(1), std::nullopt, {"", text, 0, 0}),
+        EXPECT_EQ(store(makeRecord(1), std::nullopt, {"", text, 0, 0}),
                   failed + EINVAL);
     }
     EXPECT_EQ(store(Bytes((1UL << 20) + 1)), failed + EINVAL);
     EXPECT_EQ(DataAbstraction::SEL::AddSEL("no name", logPath, {}, {}, {}),
               failed + EINVAL);
-    EXPECT_EQ(store(recordOf(1)), 1u);
+    EXPECT_EQ(store(makeRecord(1)), 1u);
 }
 
 TEST_F(AddSel, ReportsThatThereIsNoLogManager)
 {
     testing::internal::CaptureStderr();
-    EXPECT_EQ(store(recordOf(1)), failed + EHOSTUNREACH);
+    EXPECT_EQ(store(makeRecord(1)), failed + EHOSTUNREACH);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 HasSubstr("check that the bus and logmgr run"));
 }
@@ -105,12 +105,12 @@ TEST_F(AddSel, ReportsThatThereIsNoLogManager)
 TEST_F(AddSel, ConnectsAgainAfterTheBusWasLost)
 {
     auto first = std::make_unique<PrivateBus>();
-    EXPECT_GT(store(recordOf(1)), failed) << "nobody is there";
+    EXPECT_GT(store(makeRecord(1)), failed) << "nobody is there";
     first.reset();
     const PrivateBus second;
     LogClient other;
     const Process running = other.start();
-    EXPECT_EQ(store(recordOf(1)), 1u);
+    EXPECT_EQ(store(makeRecord(1)), 1u);
     EXPECT_EQ(other.page(0, 0), (Ids{1, 65535}));
 }
 
@@ -144,21 +144,21 @@ TEST_F(AddSel, ReportsAReplyWithoutAnIdentifier)
             [](sd_bus_message* message, void*, sd_bus_error*) {
                 return sd_bus_reply_method_return(message, "u", 65536u);
             });
-        EXPECT_EQ(store(recordOf(1)), failed + EBADMSG);
+        EXPECT_EQ(store(makeRecord(1)), failed + EBADMSG);
     }
     {
         const FakeLogManager wrong(
             [](sd_bus_message* message, void*, sd_bus_error*) {
                 return sd_bus_reply_method_return(message, "s", "1");
             });
-        EXPECT_EQ(store(recordOf(1)), failed + EBADMSG);
+        EXPECT_EQ(store(makeRecord(1)), failed + EBADMSG);
     }
     {
         const FakeLogManager empty(
             [](sd_bus_message* message, void*, sd_bus_error*) {
                 return sd_bus_reply_method_return(message, "");
             });
-        EXPECT_EQ(store(recordOf(1)), failed + EBADMSG);
+        EXPECT_EQ(store(makeRecord(1)), failed + EBADMSG);
     }
 }
 
@@ -169,7 +169,7 @@ TEST_F(AddSel, ReportsALogManagerThatDiesBeforeItAnswers)
         return 0;
     });
     testing::internal::CaptureStderr();
-    EXPECT_EQ(store(recordOf(1)), failed + ETIMEDOUT);
+    EXPECT_EQ(store(makeRecord(1)), failed + ETIMEDOUT);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 HasSubstr("it may be stored nevertheless"));
 }
@@ -181,7 +181,7 @@ TEST_F(AddSel, ReturnsANumberForAnUnknownError)
             return sd_bus_error_set(error, "com.example.Strange", "so strange");
         });
     testing::internal::CaptureStderr();
-    EXPECT_EQ(store(recordOf(1)), failed + EIO);
+    EXPECT_EQ(store(makeRecord(1)), failed + EIO);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 HasSubstr("so strange"));
 }

@@ -93,7 +93,7 @@ class AttributeCall : public testing::Test
     {
         Process manager({HEALTHMGR});
         client.waitUntil("manager", [this] {
-            return !client.ownerOf(service).empty();
+            return !client.findOwner(service).empty();
         });
         return manager;
     }
@@ -127,7 +127,7 @@ TEST_F(AttributeCall, StartsTheHealthManager)
 {
     bus.activate(service, HEALTHMGR);
     EXPECT_EQ(setter.set("a 5"), 0);
-    EXPECT_FALSE(client.ownerOf(service).empty());
+    EXPECT_FALSE(client.findOwner(service).empty());
 }
 
 TEST_F(AttributeCall, WaitsFiveSecondsForAHealthManagerThatIsStopped)
@@ -170,7 +170,7 @@ TEST_F(AttributeCall, FailsWhenTheHealthManagerEndsDuringTheCall)
 
 TEST_F(AttributeCall, PassesOnNumberAndTextOfTheHealthManagersError)
 {
-    const auto answerOf = [](const std::string& error) {
+    const auto findAnswer = [](const std::string& error) {
         FalseManager manager(error);
         Setter asking;
         asking.process.tell("set a 5");
@@ -184,10 +184,10 @@ TEST_F(AttributeCall, PassesOnNumberAndTextOfTheHealthManagersError)
     };
     for (const int code : {EINVAL, EDQUOT, EACCES, ENOSPC, EIO})
     {
-        EXPECT_THAT(answerOf(host::getErrorName(code)),
+        EXPECT_THAT(findAnswer(host::getErrorName(code)),
                     isAnswer(code, "its own words"));
     }
-    EXPECT_THAT(answerOf("com.example.Other"),
+    EXPECT_THAT(findAnswer("com.example.Other"),
                 isAnswer(EIO, "an attribute was not set: its own words (see "
                               "what healthmgr logs)"));
 }

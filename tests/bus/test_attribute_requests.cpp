@@ -39,7 +39,7 @@ class AttributeRequests : public testing::Test
     {
         Process started({HEALTHMGR});
         client.waitUntil("manager", [this] {
-            return !client.ownerOf(service).empty();
+            return !client.findOwner(service).empty();
         });
         return started;
     }
@@ -87,7 +87,7 @@ class AttributeRequests : public testing::Test
     /** The content of the attribute file. */
     nlohmann::json attributes() const
     {
-        return nlohmann::json::parse(contentOf(file())).at("attributes");
+        return nlohmann::json::parse(readContent(file())).at("attributes");
     }
 
     /** Records the names of all notifications. */
@@ -203,11 +203,11 @@ TEST_F(AttributeRequests, FollowNoSymbolicLink)
     std::filesystem::create_symlink(victim, file().string() + ".new");
     const Process running = manager();
     set("a", 5);
-    EXPECT_EQ(contentOf(victim), "of somebody else");
+    EXPECT_EQ(readContent(victim), "of somebody else");
     std::filesystem::remove(file());
     std::filesystem::create_symlink(victim, file());
     EXPECT_THAT(refusal("a"), testing::StartsWith(error + "ELOOP: "));
-    EXPECT_EQ(contentOf(victim), "of somebody else");
+    EXPECT_EQ(readContent(victim), "of somebody else");
 }
 
 TEST_F(AttributeRequests, TakeOverTheFileOfAnEarlierVersion)
@@ -240,7 +240,7 @@ TEST_F(AttributeRequests, LeaveTheFileToTheFirstOfTwoHealthManagers)
     bus.folder().write("state/config/lock", "");
     Process second({HEALTHMGR});
     EXPECT_NE(second.wait(), 0);
-    EXPECT_EQ(contentOf(file()), untouched);
+    EXPECT_EQ(readContent(file()), untouched);
     EXPECT_TRUE(std::filesystem::exists(file().parent_path() / "lock"));
 }
 

@@ -53,7 +53,7 @@ class BusLoss : public testing::Test
         return testing::internal::GetCapturedStderr();
     }
 
-    static std::size_t linesOf(const std::string& text)
+    static std::size_t countLines(const std::string& text)
     {
         return static_cast<std::size_t>(std::ranges::count(text, '\n'));
     }
@@ -68,18 +68,18 @@ TEST_F(BusLoss, IsLoggedOnceForAllWatches)
     const BusLossWatch second(connection.get());
     const std::string logged = lose();
     EXPECT_THAT(logged, HasSubstr("the connection to the bus is lost"));
-    EXPECT_EQ(linesOf(logged), 1u);
+    EXPECT_EQ(countLines(logged), 1u);
 }
 
 TEST_F(BusLoss, IsLoggedForEachLostConnection)
 {
     {
         const BusLossWatch watch(connection.get());
-        EXPECT_EQ(linesOf(lose()), 1u);
+        EXPECT_EQ(countLines(lose()), 1u);
     }
     connect();
     const BusLossWatch watch(connection.get());
-    EXPECT_EQ(linesOf(lose()), 1u);
+    EXPECT_EQ(countLines(lose()), 1u);
 }
 
 TEST_F(BusLoss, RunsTheReactionOfEachWatch)
@@ -102,7 +102,7 @@ TEST_F(BusLoss, IsNotReportedToAnEndedWatch)
             ++calls;
         });
     }
-    EXPECT_EQ(linesOf(lose()), 0u);
+    EXPECT_EQ(countLines(lose()), 0u);
     EXPECT_EQ(calls, 0);
 }
 

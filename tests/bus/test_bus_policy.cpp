@@ -147,11 +147,12 @@ TEST_F(BusPolicyOfOthers, LetsEverybodyReadAndIntrospectTheHealthManager)
 
 TEST_F(BusPolicyOfOthers, LetsOnlyRootReadAndIntrospectADaemon)
 {
-    EXPECT_THAT(outputOf({"busctl", "--system", "tree", "--list", leaf.name()}),
-                HasSubstr(leafKey + "\n"));
+    EXPECT_THAT(
+        readOutput({"busctl", "--system", "tree", "--list", leaf.name()}),
+        HasSubstr(leafKey + "\n"));
     EXPECT_EQ(client.health(leaf.name(), leafKey), 2U);
-    EXPECT_THAT(outputOf({"busctl", "--system", "call", leaf.name(), leafKey,
-                          properties, "GetAll", "s", nodeInterface}),
+    EXPECT_THAT(readOutput({"busctl", "--system", "call", leaf.name(), leafKey,
+                            properties, "GetAll", "s", nodeInterface}),
                 HasSubstr("\"HealthStatus\" u 2"));
     for (const Caller caller :
          {Caller::stranger, Caller::reporter, Caller::operatorUser})
@@ -260,7 +261,7 @@ TEST_F(BusPolicyOfOthers, GivesBothRightsToAMemberOfBothGroups)
                     "busctl",
                     "--system"};
         whole.insert(whole.end(), command.begin(), command.end());
-        outputOf(whole);
+        readOutput(whole);
     };
     leaf.add(leafKey, "fault", "/sensor", 1);
     client.waitForHealth(root, 4);
@@ -329,7 +330,7 @@ TEST(BusLimits, LetAUserAskForAQuarterOfTheNodes)
     const Process healthmgr({HEALTHMGR});
     client.waitUntil("manager", [&] {
         client.catchUp();
-        return !client.ownerOf(manager).empty();
+        return !client.findOwner(manager).empty();
     });
     const auto deep = [](const std::string& name, int levels) {
         std::string key = root;

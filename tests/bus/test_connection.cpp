@@ -36,7 +36,7 @@ constexpr const char* name = "com.example.Service";
 class ServiceConnection : public testing::Test
 {
   protected:
-    static std::string nameOf(const BusClient& client)
+    static std::string readName(const BusClient& client)
     {
         const char* unique = nullptr;
         sd_bus_get_unique_name(client.get(), &unique);
@@ -136,10 +136,10 @@ TEST_F(ServiceConnection, OwnsANameUntilItEnds)
                                   nullptr),
               0);
     connection->requestName(name);
-    EXPECT_EQ(client.ownerOf(name), connection->uniqueName());
+    EXPECT_EQ(client.findOwner(name), connection->uniqueName());
     connection.reset();
     client.waitUntil("release of the name", [&] {
-        return client.ownerOf(name).empty();
+        return client.findOwner(name).empty();
     });
 }
 
@@ -149,9 +149,9 @@ TEST_F(ServiceConnection, GivesANameUp)
     connection->requestName(name);
     connection->releaseName(name);
     waitForBus();
-    EXPECT_EQ(client.ownerOf(name), "");
+    EXPECT_EQ(client.findOwner(name), "");
     connection->requestName(name);
-    EXPECT_EQ(client.ownerOf(name), connection->uniqueName());
+    EXPECT_EQ(client.findOwner(name), connection->uniqueName());
 }
 
 TEST_F(ServiceConnection, GivesNamesUpWithoutWaitingForTheBus)
@@ -174,9 +174,9 @@ TEST_F(ServiceConnection, GetsANameAtTheNextRequestAfterATimeout)
     bus.thaw();
     waitForBus();
     BusClient client;
-    EXPECT_EQ(client.ownerOf(name), "");
+    EXPECT_EQ(client.findOwner(name), "");
     connection->requestName(name);
-    EXPECT_EQ(client.ownerOf(name), connection->uniqueName());
+    EXPECT_EQ(client.findOwner(name), connection->uniqueName());
 }
 
 TEST_F(ServiceConnection, ThrowsForANameThatAnotherOwns)
@@ -193,14 +193,14 @@ TEST_F(ServiceConnection, ThrowsForANameThatAnotherOwns)
         EXPECT_EQ(e.code().value(), EEXIST);
         EXPECT_THAT(e.what(), HasSubstr(name));
     }
-    EXPECT_EQ(client.ownerOf(name), nameOf(client));
+    EXPECT_EQ(client.findOwner(name), readName(client));
 }
 
 TEST_F(ServiceConnection, ReportsAPeerThatHasProcessedEarlierMessages)
 {
     BusClient peer;
     bool answered = false;
-    connection->awaitWork(nameOf(peer), [&] {
+    connection->awaitWork(readName(peer), [&] {
         answered = true;
         loop.exit(0);
     });
@@ -222,7 +222,7 @@ TEST_F(ServiceConnection, ReportsAPeerThatIsGone)
             loop.exit(0);
         }
     };
-    connection->awaitWork(nameOf(*peer), count);
+    connection->awaitWork(readName(*peer), count);
     waitForBus();
     connection->awaitWork("com.example.Nobody", count);
     peer.reset();
@@ -267,7 +267,7 @@ TEST_F(ServiceConnection, CancelsItsCallsWhenItEnds)
 {
     BusClient peer;
     bool answered = false;
-    connection->awaitWork(nameOf(peer), [&] {
+    connection->awaitWork(readName(peer), [&] {
         answered = true;
     });
     waitForBus();
@@ -299,7 +299,7 @@ TEST_F(ServiceConnection, FindsTheUserOfAPeer)
 {
     const BusClient peer;
     std::optional<uint32_t> user;
-    connection->findUser(nameOf(peer), [&](std::optional<uint32_t> found) {
+    connection->findUser(readName(peer), [&](std::optional<uint32_t> found) {
         user = found;
         loop.exit(0);
     });
@@ -327,9 +327,9 @@ TEST_F(ServiceConnection, ListsTheNamesOnTheBus)
         loop.exit(0);
     });
     EXPECT_EQ(loop.run(), 0);
-    EXPECT_THAT(
-        names, testing::IsSupersetOf({std::string("org.freedesktop.DBus"),
-                                      nameOf(peer), connection->uniqueName()}));
+    EXPECT_THAT(names, testing::IsSupersetOf(
+                           {std::string("org.freedesktop.DBus"), readName(peer),
+                            connection->uniqueName()}));
 }
 
 TEST_F(ServiceConnection, FindsNoObjectsOfAPeerThatIsGone)

@@ -31,7 +31,7 @@ class Healthmgr : public testing::Test
     {
         Process started({HEALTHMGR});
         client.waitUntil("manager", [&] {
-            return !client.ownerOf(service).empty() && nodeIsThere(root);
+            return !client.findOwner(service).empty() && nodeIsThere(root);
         });
         return started;
     }
@@ -110,7 +110,7 @@ TEST_F(Healthmgr, MakesANodeOnce)
     request(root + "/a");
     request(root + "/a");
     request(root);
-    EXPECT_EQ(client.objects(client.ownerOf(service)).size(), 1u)
+    EXPECT_EQ(client.objects(client.findOwner(service)).size(), 1u)
         << "the root is the object manager's own path";
 }
 
@@ -360,9 +360,9 @@ TEST_F(Healthmgr, IsStartedByTheRequestForAParent)
 
 TEST_F(Healthmgr, PrintsItsVersionAndItsPurpose)
 {
-    EXPECT_THAT(outputOf({HEALTHMGR, "--version"}),
+    EXPECT_THAT(readOutput({HEALTHMGR, "--version"}),
                 testing::MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+\n"));
-    EXPECT_THAT(outputOf({HEALTHMGR, "--help"}),
+    EXPECT_THAT(readOutput({HEALTHMGR, "--help"}),
                 HasSubstr("Holds the nodes of the health tree"));
     Process wrong({HEALTHMGR, "--wrong"});
     EXPECT_NE(wrong.wait(), 0);

@@ -45,7 +45,7 @@ class FlatClient : public testing::Test
         setenv("HEALTHINTF_REGISTRY_PATH", bus.folder().path().c_str(), 1);
     }
 
-    static std::vector<std::string> wordsOf(const std::string& line)
+    static std::vector<std::string> splitWords(const std::string& line)
     {
         std::istringstream words(line);
         return {std::istream_iterator<std::string>(words), {}};
@@ -59,7 +59,7 @@ TEST_F(FlatClient, ReportsHidesAndRemovesItsFaults)
 {
     Process daemon({FLAT_CLIENT, key, "Flat.1.0.Failed", "Flat.1.0.Slow"});
 
-    const auto words = wordsOf(daemon.hear());
+    const auto words = splitWords(daemon.hear());
     ASSERT_EQ(words.size(), 4u);
     EXPECT_EQ(words[0], "init");
     EXPECT_EQ(words[1], words[2]) << "the pointer, written by the library";

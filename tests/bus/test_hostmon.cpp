@@ -385,7 +385,7 @@ class HostMonitorOfMounts : public HostMonitor
     }
 
     /** The processes that read the filesystem. */
-    static std::vector<std::string> readersOf(const Process& running)
+    static std::vector<std::string> listReaders(const Process& running)
     {
         const std::filesystem::path threads =
             "/proc/" + std::to_string(running.pid()) + "/task";
@@ -402,9 +402,9 @@ class HostMonitorOfMounts : public HostMonitor
     }
 
     /** The process that reads the filesystem; empty while there is none. */
-    static std::string readerOf(const Process& running)
+    static std::string findReader(const Process& running)
     {
-        const auto readers = readersOf(running);
+        const auto readers = listReaders(running);
         return readers.empty() ? "" : readers.back();
     }
 
@@ -429,9 +429,10 @@ TEST_F(HostMonitorOfMounts,
     ASSERT_EQ(umount(place.c_str()), 0);
     client.waitForHealth(host + "/filesystem", 3);
 
-    const std::string reader = readerOf(running);
+    const std::string reader = findReader(running);
     kill(std::stoi(reader), SIGKILL);
-    for (std::string now; now.empty() || now == reader; now = readerOf(running))
+    for (std::string now; now.empty() || now == reader;
+         now = findReader(running))
     {
         waitForReading();
     }
@@ -482,7 +483,7 @@ TEST_F(HostMonitorOfAHungMount, KeepsCheckingAllOtherSources)
     client.waitForHealth(host + "/memory", 2);
 }
 
-TEST_F(HostMonitorOfAHungMount, WatchesWhatIsMountedInItsPlace)
+TEST_F(HostMonitorOfAHungMount, WatchesAFilesystemMountedInItsPlace)
 {
     const Process running = hostmon();
     hang();
@@ -493,12 +494,12 @@ TEST_F(HostMonitorOfAHungMount, WatchesWhatIsMountedInItsPlace)
     client.waitForHealth(host + "/filesystem", 4);
 }
 
-TEST_F(HostMonitorOfAHungMount, LeavesFourReadersBehind)
+TEST_F(HostMonitorOfAHungMount, AbandonsAtMostFourReaders)
 {
     constexpr std::size_t all = 5;
     const Process running = hostmon();
     hang();
-    while (readersOf(running).size() < all)
+    while (listReaders(running).size() < all)
     {
         waitForReading();
     }
@@ -506,16 +507,16 @@ TEST_F(HostMonitorOfAHungMount, LeavesFourReadersBehind)
     for (int readings = 0; readings < 8; ++readings)
     {
         waitForReading();
-        EXPECT_EQ(readersOf(running).size(), all);
+        EXPECT_EQ(listReaders(running).size(), all);
     }
     mounted->endServer();
-    while (readersOf(running).size() > 1)
+    while (listReaders(running).size() > 1)
     {
         waitForReading();
     }
 }
 
-TEST_F(HostMonitorOfAHungMount, EndsOnRequest)
+TEST_F(HostMonitorOfAHungMount, EndsOnASignal)
 {
     Process running = hostmon();
     hang();

@@ -62,8 +62,8 @@ class LogDurability : public testing::Test
 TEST_F(LogDurability, SurvivesARestart)
 {
     Process running = client.start();
-    client.add(recordOf(1));
-    client.add(recordOf(2));
+    client.add(makeRecord(1));
+    client.add(makeRecord(2));
     const ReadEntry before = client.entry(2);
     running.signal(SIGTERM);
     EXPECT_EQ(running.wait(), 0);
@@ -72,7 +72,7 @@ TEST_F(LogDurability, SurvivesARestart)
     EXPECT_EQ(client.entry(2).record, before.record);
     EXPECT_EQ(client.entry(2).name, before.name);
     EXPECT_THAT(recordedEvents(), ElementsAre(1, 2));
-    EXPECT_EQ(client.add(recordOf(3)), 3u);
+    EXPECT_EQ(client.add(makeRecord(3)), 3u);
 }
 
 TEST_F(LogDurability, KeepsEventsAcknowledgedRightBeforeACrash)
@@ -80,7 +80,7 @@ TEST_F(LogDurability, KeepsEventsAcknowledgedRightBeforeACrash)
     for (uint16_t count = 1; count <= 12; ++count)
     {
         Process running = client.start();
-        EXPECT_EQ(client.add(recordOf(static_cast<uint8_t>(count))), count);
+        EXPECT_EQ(client.add(makeRecord(static_cast<uint8_t>(count))), count);
         running.kill();
         client.waitUntilGone();
     }
@@ -104,7 +104,7 @@ TEST_F(LogDurability, LosesNothingWhenItIsKilledDuringAdditions)
         constexpr int sent = 50;
         for (int i = 0; i < sent; ++i)
         {
-            client.sendAddition(recordOf(1));
+            client.sendAddition(makeRecord(1));
         }
         const auto answers = [this] {
             return static_cast<std::size_t>(
@@ -127,7 +127,7 @@ TEST_F(LogDurability, SetsADamagedLogAsideAndStartsANewOne)
 {
     {
         Process running = client.start();
-        client.add(recordOf(1));
+        client.add(makeRecord(1));
         running.kill();
         client.waitUntilGone();
     }
@@ -137,14 +137,14 @@ TEST_F(LogDurability, SetsADamagedLogAsideAndStartsANewOne)
                                           file().string() + ".damaged"));
     EXPECT_TRUE(fs::exists(file().string() + ".damaged"));
     EXPECT_THAT(recordedEvents(), testing::IsEmpty());
-    EXPECT_EQ(client.add(recordOf(1)), 1u);
+    EXPECT_EQ(client.add(makeRecord(1)), 1u);
 }
 
 TEST_F(LogDurability, KeepsTheMirrorWhenItIsKilled)
 {
     {
         Process running = client.start();
-        client.add(recordOf(1));
+        client.add(makeRecord(1));
         running.kill();
         client.waitUntilGone();
     }
@@ -157,11 +157,11 @@ TEST_F(LogDurability, KeepsARecordThatTheDataCacheCannotHold)
 {
     bus.folder().write("run/sel", "no folder");
     const Process running = client.start();
-    EXPECT_EQ(client.add(recordOf(1)), 1u);
+    EXPECT_EQ(client.add(makeRecord(1)), 1u);
     EXPECT_THAT(running.errors(),
                 HasSubstr("the data cache lacks the last change of the log"));
     fs::remove(bus.folder().path() / "run" / "sel");
-    EXPECT_EQ(client.add(recordOf(2)), 2u);
+    EXPECT_EQ(client.add(makeRecord(2)), 2u);
     EXPECT_THAT(recordedEvents(), ElementsAre(1, 2));
 }
 
@@ -169,7 +169,7 @@ TEST_F(LogDurability, CompletesTheMirrorWithoutAnotherChange)
 {
     bus.folder().write("run/sel", "no folder");
     const Process running = client.start();
-    EXPECT_EQ(client.add(recordOf(1)), 1u);
+    EXPECT_EQ(client.add(makeRecord(1)), 1u);
     fs::remove(bus.folder().path() / "run" / "sel");
     waitFor([] {
         return !recordedEvents().empty();
@@ -180,7 +180,7 @@ TEST_F(LogDurability, CompletesTheMirrorWithoutAnotherChange)
 TEST_F(LogDurability, RebuildsARemovedMirrorWithoutAnotherChange)
 {
     const Process running = client.start();
-    client.add(recordOf(1));
+    client.add(makeRecord(1));
     fs::remove_all(bus.folder().path() / "run");
     waitFor([] {
         return !recordedEvents().empty();
@@ -193,7 +193,7 @@ TEST_F(LogDurability, LosesNothingWhenItIsStartedWithoutStandardStreams)
     Process running(
         {"sh", "-c", "exec " + std::string(LOGMGR) + " <&- >&- 2>&-"});
     client.waitUntilReady();
-    client.add(recordOf(1));
+    client.add(makeRecord(1));
     // logmgr logs this, although its standard error is closed.
     fs::remove_all(bus.folder().path() / "run");
     waitFor([] {
@@ -209,7 +209,7 @@ TEST_F(LogDurability, LosesNothingWhenItIsStartedWithoutStandardStreams)
 TEST_F(LogDurability, RewritesARemovedLogWithoutAnotherChange)
 {
     Process running = client.start();
-    client.add(recordOf(1));
+    client.add(makeRecord(1));
     fs::remove_all(file().parent_path());
     waitFor([this] {
         return fs::exists(file());
@@ -223,9 +223,9 @@ TEST_F(LogDurability, RewritesARemovedLogWithoutAnotherChange)
 TEST_F(LogDurability, KeepsEventsAcknowledgedAfterItsFileWasRemoved)
 {
     Process running = client.start();
-    client.add(recordOf(1));
+    client.add(makeRecord(1));
     fs::remove(file());
-    EXPECT_EQ(client.add(recordOf(2)), 2u);
+    EXPECT_EQ(client.add(makeRecord(2)), 2u);
     running.kill();
     client.waitUntilGone();
     const Process again = client.start();
@@ -241,11 +241,11 @@ TEST_F(LogDurability, RefusesEventsBeyondAFileSizeLimit)
         {
             for (int i = 0; i < 5000; ++i)
             {
-                client.add(recordOf(1));
+                client.add(makeRecord(1));
             }
         },
         std::exception);
-    EXPECT_EQ(client.ownerOf(logService).empty(), false);
+    EXPECT_EQ(client.findOwner(logService).empty(), false);
     EXPECT_THAT(limited.errors(), HasSubstr("File too large"));
     limited.signal(SIGTERM);
     EXPECT_EQ(limited.wait(), 0);
@@ -254,12 +254,12 @@ TEST_F(LogDurability, RefusesEventsBeyondAFileSizeLimit)
 TEST_F(LogDurability, WaitsForAnotherProcessWithTheSameLog)
 {
     Process first = client.start();
-    client.add(recordOf(1));
+    client.add(makeRecord(1));
     Process second = waiting();
     first.kill();
     client.waitUntilGone();
     client.waitUntilReady();
-    EXPECT_EQ(client.add(recordOf(2)), 2u);
+    EXPECT_EQ(client.add(makeRecord(2)), 2u);
     second.signal(SIGTERM);
     EXPECT_EQ(second.wait(), 0);
 }

@@ -205,7 +205,7 @@ class LogFlood : public testing::Test
     {
         for (std::size_t i = 0; i < entries; ++i)
         {
-            client.add(recordOf(7));
+            client.add(makeRecord(7));
         }
         client.catchUp();
     }
@@ -233,7 +233,7 @@ TEST_F(LogFlood, DelaysNoAdditionAndTakesNoMemory)
     for (int i = 0; i < 100; ++i)
     {
         const auto start = steady_clock::now();
-        client.add(recordOf(8));
+        client.add(makeRecord(8));
         longest = std::max(longest, steady_clock::now() - start);
     }
     EXPECT_LT(longest, 1s);
@@ -288,7 +288,7 @@ TEST_F(LogFlood, AnswersAdditionsBeforeEarlierListRequests)
     {
         asker.ask();
     }
-    asker.add(client.addition(recordOf(7)));
+    asker.add(client.addition(makeRecord(7)));
     asker.waitForBus();
     running.signal(SIGCONT);
     asker.readAll();

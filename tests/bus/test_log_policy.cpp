@@ -75,7 +75,7 @@ TEST(BusWithoutAPolicy, RefusesTheLogManager)
 
 TEST_F(LogPolicy, LetsRootAddClearAndReceiveSignals)
 {
-    EXPECT_EQ(client.add(recordOf(7)), 1U);
+    EXPECT_EQ(client.add(makeRecord(7)), 1U);
     EXPECT_EQ(client.entry(1).record[11], 7);
     EXPECT_EQ(client.clear(), 1U);
     client.catchUp();
@@ -84,7 +84,7 @@ TEST_F(LogPolicy, LetsRootAddClearAndReceiveSignals)
 
 TEST_F(LogPolicyOfOthers, LetsEverybodyRead)
 {
-    client.add(recordOf(7));
+    client.add(makeRecord(7));
     EXPECT_THAT(callAs(Caller::stranger, {"GetEntry", "q", "1"}),
                 HasSubstr("Fan 7"));
     EXPECT_THAT(callAs(Caller::stranger, {"ListEntries", "qu", "0", "0"}),
@@ -105,7 +105,7 @@ TEST_F(LogPolicyOfOthers, LetsEverybodyRead)
 
 TEST_F(LogPolicyOfOthers, DeniesEverybodyTheCallsOfOtherGroups)
 {
-    client.add(recordOf(7));
+    client.add(makeRecord(7));
     const Words stamped{
         "AddSELWithTimestamp", "(ssyy)ayu", "", "", "0", "0", "0", "0"};
     const Words clear{"Clear"};

@@ -27,7 +27,7 @@ using testing::StartsWith;
 const std::string errors = "com.vexa.olvar.logmgr.Error.";
 const std::string entryPaths = "/com/vexa/olvar/logmgr/selentry/";
 
-std::string refusalOf(const std::function<void()>& work)
+std::string catchRefusal(const std::function<void()>& work)
 {
     try
     {
@@ -53,7 +53,7 @@ class Logmgr : public testing::Test
     {
         for (int i = 0; i < count; ++i)
         {
-            client.add(recordOf(7));
+            client.add(makeRecord(7));
         }
     }
 
@@ -64,8 +64,8 @@ class Logmgr : public testing::Test
 TEST_F(Logmgr, ReturnsTheIdentifierAndKeepsTheRecord)
 {
     const Process running = client.start();
-    EXPECT_EQ(client.add(recordOf(7)), 1u);
-    EXPECT_EQ(client.add(recordOf(8)), 2u);
+    EXPECT_EQ(client.add(makeRecord(7)), 1u);
+    EXPECT_EQ(client.add(makeRecord(8)), 2u);
     const ReadEntry read = client.entry(2);
     EXPECT_EQ(read.id, 2);
     EXPECT_EQ(read.name, "Fan 7");
@@ -91,14 +91,14 @@ TEST_F(Logmgr, TakesATimestamp)
 TEST_F(Logmgr, AnnouncesARecordAsReceivedBeforeItAnswers)
 {
     const Process running = client.start();
-    client.sendAddition(recordOf(205));
+    client.sendAddition(makeRecord(205));
     client.waitUntil("answer", [this] {
         return client.heard.size() >= 2;
     });
     EXPECT_THAT(client.heard,
                 ElementsAre("SignalSELEvent " + std::string(logPath) + "/205",
                             "reply"));
-    EXPECT_EQ(client.announced, recordOf(205));
+    EXPECT_EQ(client.announced, makeRecord(205));
 }
 
 TEST_F(Logmgr, AnnouncesRecordsWithoutASensorFromTheLogItself)
@@ -106,7 +106,7 @@ TEST_F(Logmgr, AnnouncesRecordsWithoutASensorFromTheLogItself)
     const Process running = client.start();
     for (const uint8_t type : {0xbf, 0xc0, 0xff})
     {
-        client.add(recordOf(0, type));
+        client.add(makeRecord(0, type));
     }
     client.catchUp();
     const std::string log = "SignalSELEvent " + std::string(logPath);
@@ -120,7 +120,7 @@ TEST_F(Logmgr, RefusesRecordsOfAnyOtherSize)
     const Process running = client.start();
     for (const std::size_t size : {0, 1, 15, 17, 100000})
     {
-        EXPECT_EQ(refusalOf([&] {
+        EXPECT_EQ(catchRefusal([&] {
                       client.add(Bytes(size));
                   }),
                   errors + "InvalidRecord: the record has " +
@@ -128,7 +128,7 @@ TEST_F(Logmgr, RefusesRecordsOfAnyOtherSize)
     }
     client.catchUp();
     EXPECT_THAT(client.heard, IsEmpty());
-    EXPECT_EQ(client.add(recordOf(1)), 1u);
+    EXPECT_EQ(client.add(makeRecord(1)), 1u);
 }
 
 TEST_F(Logmgr, RefusesMalformedCalls)
@@ -136,7 +136,7 @@ TEST_F(Logmgr, RefusesMalformedCalls)
     const Process running = client.start();
     const auto refused = [this](const char* member, const char* types,
                                 auto... args) {
-        return refusalOf([&] {
+        return catchRefusal([&] {
             client.callLog(member, types, args...);
         });
     };
@@ -151,7 +151,7 @@ TEST_F(Logmgr, RefusesMalformedCalls)
     EXPECT_THAT(refused("Clear", "s", "all"), StartsWith(invalid));
     EXPECT_THAT(refused("Remove", ""),
                 StartsWith("org.freedesktop.DBus.Error.UnknownMethod"));
-    EXPECT_EQ(client.add(recordOf(1)), 1u);
+    EXPECT_EQ(client.add(makeRecord(1)), 1u);
 }
 
 TEST_F(Logmgr, RefusesEventsWhenItIsFull)
@@ -159,7 +159,7 @@ TEST_F(Logmgr, RefusesEventsWhenItIsFull)
     const Process running = client.start(configured("capacity = 2"));
     add(2);
     EXPECT_EQ(client.property("Overflow"), "false");
-    EXPECT_EQ(refusalOf([this] {
+    EXPECT_EQ(catchRefusal([this] {
                   add(1);
               }),
               errors + "Full: the log is full: it holds 2 of 2 entries; Clear "
@@ -169,7 +169,7 @@ TEST_F(Logmgr, RefusesEventsWhenItIsFull)
     EXPECT_EQ(client.property("OverflowPolicy"), "'refuse'");
     EXPECT_EQ(client.clear(), 2u);
     EXPECT_EQ(client.property("Overflow"), "false");
-    EXPECT_EQ(client.add(recordOf(1)), 1u);
+    EXPECT_EQ(client.add(makeRecord(1)), 1u);
 }
 
 TEST_F(Logmgr, DropsTheOldestWhenItWraps)
@@ -212,12 +212,12 @@ TEST_F(Logmgr, GivesItsEntriesPageByPage)
     EXPECT_THAT(client.page(65535, 2), ElementsAre(5, 65535));
     EXPECT_EQ(client.entry(0).next, 2);
     EXPECT_EQ(client.entry(65535).id, 5);
-    EXPECT_EQ(refusalOf([this] {
+    EXPECT_EQ(catchRefusal([this] {
                   client.entry(6);
               }),
               errors + "NoSuchEntry: the log has no entry 6");
     client.clear();
-    EXPECT_EQ(refusalOf([this] {
+    EXPECT_EQ(catchRefusal([this] {
                   client.entry(0);
               }),
               errors + "NoSuchEntry: the log has no entries");
@@ -234,12 +234,12 @@ TEST_F(Logmgr, RefusesToContinueTheListOfAClearedLog)
     EXPECT_EQ(client.property("Generation"), std::to_string(generation));
     client.clear();
     add(5);
-    EXPECT_EQ(refusalOf([&] {
+    EXPECT_EQ(catchRefusal([&] {
                   client.callLog("ListLog", "ttu", generation, uint64_t{2}, 2u);
               }),
               errors + "OldGeneration: the log was cleared or begun anew "
                        "since");
-    EXPECT_EQ(refusalOf([&] {
+    EXPECT_EQ(catchRefusal([&] {
                   client.callLog("ListLog", "ttu", uint64_t{0}, uint64_t{5},
                                  2u);
               }),
@@ -252,7 +252,7 @@ TEST_F(Logmgr, ClearsOnlyUpToTheEntryThatIsKnown)
     const Process running = client.start();
     add(3);
     EXPECT_EQ(client.property("LastEntry"), "3");
-    EXPECT_EQ(refusalOf([&] {
+    EXPECT_EQ(catchRefusal([&] {
                   client.callLog("ClearUpTo", "tq", uint64_t{0}, 2);
               }),
               errors + "Grown: nothing was removed: the last entry of the log "
@@ -275,7 +275,7 @@ TEST_F(Logmgr, MirrorsItsEntriesBeforeItAnswers)
     EXPECT_EQ(dumpedCache()["selAnswer"], 256);
     for (uint16_t id = 1; id <= 3; ++id)
     {
-        client.add(recordOf(7));
+        client.add(makeRecord(7));
         EXPECT_EQ(recordedEvents({logPath}).size(), id);
     }
     EXPECT_THAT(recordedEvents({entryPaths + "00002"}), ElementsAre(2));
@@ -288,7 +288,7 @@ TEST_F(Logmgr, MirrorsItsEntriesBeforeItAnswers)
     EXPECT_EQ(entry["record"].get<Bytes>(), same.record);
 }
 
-/** Collects what the log announces of its properties. */
+/** Collects the log's PropertiesChanged signals. */
 class AnnouncedChanges
 {
   public:
@@ -315,7 +315,7 @@ class AnnouncedChanges
     std::vector<std::string> changes;
 };
 
-TEST_F(Logmgr, TellsOfChangedProperties)
+TEST_F(Logmgr, AnnouncesChangedProperties)
 {
     const Process running = client.start();
     const AnnouncedChanges changes(client);
@@ -329,19 +329,19 @@ TEST_F(Logmgr, TellsOfChangedProperties)
     EXPECT_THAT(changes.get()[4], HasSubstr("LastErase"));
 }
 
-TEST_F(Logmgr, TellsOfPropertiesThatChangedWithItsFile)
+TEST_F(Logmgr, AnnouncesPropertiesThatChangedWithItsFile)
 {
     const Process running = client.start(configured("capacity = 2\n"));
     const std::string file = bus.folder().path() / "state" / "sel" / "data.mdb";
-    const std::string empty = contentOf(file);
+    const std::string empty = readContent(file);
     add(2);
-    EXPECT_THAT(refusalOf([this] {
+    EXPECT_THAT(catchRefusal([this] {
                     add(1);
                 }),
                 HasSubstr("Full"));
     client.catchUp();
     const AnnouncedChanges changes(client);
-    // In its place, as cp does it.
+    // Overwrites the file in place, as cp does.
     std::fstream(file, std::ios::in | std::ios::out | std::ios::binary)
         << empty;
     client.waitUntil("three changes", [&changes] {
@@ -419,9 +419,9 @@ TEST_F(Logmgr, EndsWithFileLineAndKeyOfAWrongConfiguration)
 
 TEST_F(Logmgr, PrintsItsVersionAndItsPurpose)
 {
-    EXPECT_THAT(outputOf({LOGMGR, "--version"}),
+    EXPECT_THAT(readOutput({LOGMGR, "--version"}),
                 testing::MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+\n"));
-    EXPECT_THAT(outputOf({LOGMGR, "--help"}),
+    EXPECT_THAT(readOutput({LOGMGR, "--help"}),
                 HasSubstr("Keeps the System Event Log"));
     Process wrong({LOGMGR, "--wrong"});
     EXPECT_NE(wrong.wait(), 0);

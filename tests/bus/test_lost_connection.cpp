@@ -114,12 +114,12 @@ TEST(LostConnectionOfAService, IsLoggedOnce)
     }
 }
 
-TEST(LostConnectionOfAService, EndsTheSearchForNodesWithoutAWord)
+TEST(LostConnectionOfAService, EndsTheSearchForNodesWithoutALogLine)
 {
     PrivateBus bus;
     constexpr std::size_t askedAtOnce = 8;
     std::size_t asked = 0;
-    // More connections than are asked at once, none of which answers.
+    // More connections than the search asks at once; none of them replies.
     std::array<BusClient, 2 * askedAtOnce> clients;
     for (const BusClient& client : clients)
     {

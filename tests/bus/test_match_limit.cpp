@@ -42,7 +42,7 @@ TEST(MatchLimit, FailsOnlyTheComponentThatReachesIt)
     // Existing components still work, and nothing remains of the failed one.
     daemon.add(key(made - 1), "BAD", "/sensor", 1);
     client.waitForHealth(root, 4);
-    const std::string owner = client.ownerOf("org.freedesktop.DBus");
+    const std::string owner = client.findOwner("org.freedesktop.DBus");
     EXPECT_THROW(client.health(daemon.name(), key(made)), std::runtime_error);
 
     // A deleted component makes room for another.

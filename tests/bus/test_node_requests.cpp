@@ -28,7 +28,7 @@ const std::string root = "/com/vexa/olvar/health";
 class RequestedNodes : public testing::Test
 {
   protected:
-    static std::string nameOf(const BusClient& client)
+    static std::string readName(const BusClient& client)
     {
         const char* name = nullptr;
         sd_bus_get_unique_name(client.get(), &name);
@@ -70,7 +70,7 @@ TEST_F(RequestedNodes, AreRemovedAMinuteAfterTheirRequesterEnds)
     look(seconds(0));
     look(seconds(100));
     EXPECT_TRUE(nodes.hosts(root + "/a/b")) << "who asked is there";
-    nodes.forget(nameOf(*client));
+    nodes.forget(readName(*client));
     look(seconds(101));
     look(seconds(160));
     EXPECT_TRUE(nodes.hosts(root + "/a/b"));
@@ -85,7 +85,7 @@ TEST_F(RequestedNodes, StayWhileTheyHaveChildren)
     using std::chrono::minutes;
     const BusClient client;
     request(client, root + "/a/b");
-    nodes.forget(nameOf(client));
+    nodes.forget(readName(client));
     datacache_healthstatus_create(root + "/a/child", {{"HealthStatus", 2u}});
     look(minutes(0));
     look(minutes(1));
@@ -103,7 +103,7 @@ TEST_F(RequestedNodes, CanBeRequestedAgain)
     using std::chrono::minutes;
     const BusClient client;
     request(client, root + "/a");
-    nodes.forget(nameOf(client));
+    nodes.forget(readName(client));
     look(minutes(0));
     look(minutes(1));
     EXPECT_FALSE(nodes.hosts(root + "/a"));

@@ -107,8 +107,8 @@ TEST_F(SearchForNodes, ReadsABoundedNumberOfObjectsOfAConnection)
     EXPECT_EQ(found.size(), NodeSearch::mostObjects);
 }
 
-/** Answers with two nodes, the first with a property that has so many
- *  elements. */
+/** Replies with two nodes, the first with a property of @p elements elements.
+ */
 int listWithProperty(sd_bus_message* call, std::size_t elements)
 {
     sd_bus_message* raw = nullptr;
@@ -187,7 +187,7 @@ TEST_F(SearchForNodes, FindsANodeThatIsListedTwiceOnce)
     EXPECT_THAT(found, UnorderedElementsAre("/a", "/b"));
 }
 
-TEST_F(SearchForNodes, EndsWithTheOneWhoSearches)
+TEST_F(SearchForNodes, EndsWithItsOwner)
 {
     const test::Component daemon(root + "/a", 2);
     {

@@ -126,7 +126,7 @@ Bytes recordWithOffset(uint8_t offset)
 }
 
 /** The record of a change between two values of one byte, without a source. */
-Bytes recordOf(uint8_t value, uint8_t previous)
+Bytes makeRecord(uint8_t value, uint8_t previous)
 {
     Bytes record = recordWithOffset(0);
     record[CFGMGR_CHANGE_NEW_VALUE_OFFSET] = value;
@@ -257,7 +257,7 @@ TEST_F(Notifications, AreDroppedWhenTheirRecordIsMalformed)
         forge(name, recordWithOffset(255));
         forge(name, recordWithOffset(4));
         forge(name + "else", {});
-        forge(name, recordOf(5, 0));
+        forge(name, makeRecord(5, 0));
         daemon.expectLine(heard("one", kind, "5 0"));
         const std::string errors = daemon.process.errors();
         EXPECT_EQ(std::ranges::count(errors, '\n'), 5) << errors;
@@ -282,7 +282,7 @@ TEST_F(Notifications, AreDroppedWhenTheirSignalIsMalformed)
     emit("u", 5);
     emit("ss", name.c_str(), "text");
     emit("says", name.c_str(), 0, "more");
-    forge(name, recordOf(5, 0));
+    forge(name, makeRecord(5, 0));
     daemon.expectLine(heard("one", "a", "5 0"));
     EXPECT_THAT(daemon.process.errors(),
                 HasSubstr("is no notification: dropped"));
@@ -298,7 +298,7 @@ TEST_F(Notifications, DoNotFloodTheLogWhenTheyAreMalformed)
         ASSERT_GE(sd_bus_emit_signal(sender.get(), path, interface, member, ""),
                   0);
     }
-    forge(prefix + "a", recordOf(5, 0));
+    forge(prefix + "a", makeRecord(5, 0));
     daemon.expectLine(heard("one", "a", "5 0"));
     const std::string errors = daemon.process.errors();
     EXPECT_EQ(std::ranges::count(errors, '\n'), 10);
@@ -325,8 +325,8 @@ TEST_F(Notifications, AreBelievedOnlyFromTheHealthManager)
         const std::string name = prefix + kind;
         const std::string receiver = daemon.process.ask("name");
         const auto forgeTwice = [&] {
-            forge(name, recordOf(9, 0));
-            forge(name, recordOf(9, 0), receiver);
+            forge(name, makeRecord(9, 0));
+            forge(name, makeRecord(9, 0), receiver);
         };
         forgeTwice();
         daemon.expect(std::string("set ") + kind + " 5", "0");
@@ -346,15 +346,15 @@ TEST_F(Notifications, AreReceivedFromARestartedHealthManager)
     {
         Process manager({HEALTHMGR});
         sender.waitUntil("manager", [this] {
-            return !sender.ownerOf(service).empty();
+            return !sender.findOwner(service).empty();
         });
         daemon.expect("set a " + value.substr(0, 1), "0");
         daemon.expectLine(heard("one", "a", value));
         manager.kill();
         sender.waitUntil("end of the manager", [this] {
-            return sender.ownerOf(service).empty();
+            return sender.findOwner(service).empty();
         });
-        forge(prefix + "a", recordOf(9, 0));
+        forge(prefix + "a", makeRecord(9, 0));
     }
 }
 
@@ -534,7 +534,7 @@ TEST_F(Notifications, AreNotSentForAnAttributeWhoseFolderCannotBeMade)
     setenv("HEALTHINTF_STATE_DIR", state.c_str(), 1);
     const Process manager({HEALTHMGR});
     sender.waitUntil("manager", [this] {
-        return !sender.ownerOf(service).empty();
+        return !sender.findOwner(service).empty();
     });
     Client client("own-loop");
     client.expect("set a 5", std::to_string(ENOTDIR));

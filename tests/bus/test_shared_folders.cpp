@@ -72,7 +72,7 @@ class SharedFolders : public testing::Test
         for (const Caller caller :
              {Caller::stranger, Caller::reporter, Caller::healthmgr})
         {
-            EXPECT_THAT(outputOf(as(caller, {CACHE_DUMP})),
+            EXPECT_THAT(readOutput(as(caller, {CACHE_DUMP})),
                         testing::AllOf(HasSubstr("\"" + leafKey + "\":4"),
                                        HasSubstr("\"" + branch + "\":4")));
         }
@@ -154,13 +154,13 @@ TEST_F(SharedFolders, LetOnlyItsServiceAccessTheLog)
     LogClient client;
     Process logmgr(as(Caller::logmgr, {LOGMGR}));
     client.waitUntilReady();
-    EXPECT_EQ(client.add(recordOf(7)), 1U);
+    EXPECT_EQ(client.add(makeRecord(7)), 1U);
     for (const Caller caller : {Caller::stranger, Caller::reporter,
                                 Caller::operatorUser, Caller::healthmgr})
     {
         EXPECT_THAT(
             [&] {
-                outputOf(as(caller, {"cat", at("state/sel/data.mdb")}));
+                readOutput(as(caller, {"cat", at("state/sel/data.mdb")}));
             },
             ThrowsMessage<std::runtime_error>(HasSubstr("Permission denied")));
     }
@@ -171,8 +171,8 @@ TEST_F(SharedFolders, LetEverybodyReadTheMirrorOfTheLog)
     LogClient client;
     Process logmgr(as(Caller::logmgr, {LOGMGR}));
     client.waitUntilReady();
-    EXPECT_EQ(client.add(recordOf(7)), 1U);
-    EXPECT_THAT(outputOf(as(Caller::stranger, {CACHE_DUMP})),
+    EXPECT_EQ(client.add(makeRecord(7)), 1U);
+    EXPECT_THAT(readOutput(as(Caller::stranger, {CACHE_DUMP})),
                 HasSubstr("selentry/00001"));
 }
 

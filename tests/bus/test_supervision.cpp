@@ -70,14 +70,14 @@ TEST_P(SupervisedDaemon, ReportsReadyWhenItCanBeCalled)
     EXPECT_EQ(manager.hear(), "READY=1");
     if (!GetParam().busName.empty())
     {
-        EXPECT_NO_THROW(client.ownerOf(GetParam().busName));
+        EXPECT_NO_THROW(client.findOwner(GetParam().busName));
     }
     service.signal(SIGTERM);
     EXPECT_EQ(manager.hear(), "STOPPING=1");
     EXPECT_EQ(service.wait(), 0);
 }
 
-/** A bus that takes connections and says nothing. */
+/** A bus that accepts connections and never replies. */
 class SilentBus
 {
   public:
@@ -94,14 +94,16 @@ class SilentBus
         }
     }
 
-    /** What makes it a program's bus. */
+    /** The environment settings that make it a program's bus. */
     std::vector<std::string> settings() const
     {
         return {"DBUS_SYSTEM_BUS_ADDRESS=unix:path=" + path,
                 "DBUS_SESSION_BUS_ADDRESS=unix:path=" + path};
     }
 
-    /** Waits until somebody has connected; throws when nobody does. */
+    /** Waits for a connection.
+     *
+     *  @throws std::runtime_error after a timeout */
     void take()
     {
         using std::chrono::milliseconds;
@@ -122,7 +124,7 @@ class SilentBus
     host::FileDescriptor taken;
 };
 
-TEST_P(SupervisedDaemon, EndsAtASignalWhileTheBusDoesNotGreetIt)
+TEST_P(SupervisedDaemon, EndsOnASignalWhileTheBusDoesNotAnswerHello)
 {
     SilentBus silent;
     Process service = start(silent.settings());
@@ -131,7 +133,7 @@ TEST_P(SupervisedDaemon, EndsAtASignalWhileTheBusDoesNotGreetIt)
     EXPECT_EQ(service.wait(), 128 + SIGTERM);
 }
 
-TEST_P(SupervisedDaemon, GivesSignsOfLife)
+TEST_P(SupervisedDaemon, SendsWatchdogMessages)
 {
     Process service = start({"WATCHDOG_USEC=100000"});
     std::vector<std::string> heard;

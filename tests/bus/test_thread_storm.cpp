@@ -126,10 +126,10 @@ class ThreadStorm : public testing::Test
         SELInterface::SensorInfo sensor{"fan", "/sensors/fan", 0, 0};
         for (int round = 0; round < rounds(); ++round)
         {
-            const Record event = recordOf({.sensorType = 4,
-                                           .eventType = 1,
-                                           .offset = 2,
-                                           .asserted = round % 2 == 0});
+            const Record event = makeRecord({.sensorType = 4,
+                                             .eventType = 1,
+                                             .offset = 2,
+                                             .asserted = round % 2 == 0});
             std::vector<uint8_t> record(event.begin(), event.end());
             EXPECT_EQ(events.findFaultInfoAndAddFault(sensor, record), 0);
             own.work();

@@ -35,9 +35,9 @@ class KeptTree : public testing::Test
     TreeKeeper keeper{service.connection, service.loop, nodes, users};
 };
 
-/** Makes a tree keeper while a connection lists that many nodes.
+/** Creates a tree keeper while a connection lists @p count nodes.
  *
- *  @return how many of them are asked for their records */
+ *  @return how many of them the keeper asks for their records */
 std::size_t askedWhenListing(std::size_t count)
 {
     test::ServiceOnBus& service = test::ServiceOnBus::instance();
@@ -70,7 +70,7 @@ TEST(ListedNodes, AreAskedForTheirRecordsUpToALimit)
               TreeKeeper::mostAsked);
 }
 
-TEST_F(KeptTree, GetsAParentThatWentAfterItsChildHadLookedForIt)
+TEST_F(KeptTree, GetsAParentThatEndedAfterItsChildHadFoundIt)
 {
     const test::BusClient daemon;
     const std::string key = root + "/p/q";
@@ -120,7 +120,7 @@ TEST_F(KeptTree, RecreatesANodeWhoseRecordIsGone)
     });
 }
 
-TEST_F(KeptTree, KeepsANodeThatCannotBeMadeAnewWhileTheBusHangs)
+TEST_F(KeptTree, KeepsANodeThatCannotBeRecreatedWhileTheBusHangs)
 {
     const std::string key = root + "/p";
     ASSERT_EQ(nodes.host(key), HostedNodes::Outcome::there);
@@ -390,7 +390,7 @@ TEST_F(KeptTree, RetriesAndLogsRarelyWhileNothingCanBeWithdrawn)
             hidden.stir();
             {
                 test::BusClient client;
-                client.ownerOf("org.freedesktop.DBus");
+                client.findOwner("org.freedesktop.DBus");
             }
             service.catchUp();
         }
@@ -415,7 +415,7 @@ TEST_F(KeptTree, WithdrawsDeadDaemonsWhenTheDataCacheIsReadableAgain)
         // healthmgr also sees that the connection ended.
         test::BusClient client;
         service.runUntil("end", [&] {
-            return client.ownerOf(leaf.name()).empty();
+            return client.findOwner(leaf.name()).empty();
         });
         service.catchUp();
         EXPECT_TRUE(keeper.isProgressing()) << "for half a minute";

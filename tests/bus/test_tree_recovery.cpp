@@ -574,8 +574,8 @@ TEST_F(TreeRecovery, ShowsANodeWhenItsRecordAndTheManagersWereRefused)
     EXPECT_THAT(recordedKeys(), testing::Contains(key));
 }
 
-/** A daemon that finds no room for records, with a fault at a node that the
- *  manager hosts. */
+/** A daemon without room for records, with a fault at a node that healthmgr
+ *  holds. */
 class FaultOfAHostedNode : public TreeRecovery
 {
   protected:

@@ -50,13 +50,13 @@ class ServiceBus
 inline std::string busctl(std::vector<std::string> arguments)
 {
     arguments.insert(arguments.begin(), {"busctl", "--system"});
-    return outputOf(arguments);
+    return readOutput(arguments);
 }
 
 /** The unique name of the bus connection of a process.
  *
  *  @throws std::runtime_error when the process has none */
-inline std::string connectionOf(pid_t process)
+inline std::string findConnection(pid_t process)
 {
     std::istringstream lines(busctl({"list", "--no-legend"}));
     for (std::string line; std::getline(lines, line);)

@@ -26,8 +26,8 @@ struct Answer
     std::string errors;
 };
 
-inline Answer answerOf(const std::vector<std::string>& command,
-                       const std::vector<std::string>& environment = {})
+inline Answer runProgram(const std::vector<std::string>& command,
+                         const std::vector<std::string>& environment = {})
 {
     Process program(command, environment);
     std::string output = program.output();
@@ -40,7 +40,7 @@ inline Answer healthctl(std::vector<std::string> arguments,
                         const std::vector<std::string>& environment = {})
 {
     arguments.insert(arguments.begin(), HEALTHCTL);
-    return answerOf(arguments, environment);
+    return runProgram(arguments, environment);
 }
 
 /** The JSON output of healthctl, checked against its schema.

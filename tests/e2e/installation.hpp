@@ -35,8 +35,8 @@ class Installation
   public:
     Installation()
     {
-        outputOf({MESON, "install", "-C", BUILD_FOLDER, "--destdir",
-                  folder.path(), "--no-rebuild", "--quiet"});
+        readOutput({MESON, "install", "-C", BUILD_FOLDER, "--destdir",
+                    folder.path(), "--no-rebuild", "--quiet"});
         relocatePackages();
         lookInto(at(LIBRARY_FOLDERS), "LD_LIBRARY_PATH");
         lookInto(packages(), "PKG_CONFIG_PATH");
@@ -63,9 +63,10 @@ class Installation
      *  @throws std::runtime_error with the compiler's errors */
     void compile(const std::vector<std::string>& arguments) const
     {
-        compileBy(COMPILER " " + outputOf({"pkg-config", "--variable=cxxflags",
-                                           "healthintf"}),
-                  arguments);
+        compileBy(
+            COMPILER " " +
+                readOutput({"pkg-config", "--variable=cxxflags", "healthintf"}),
+            arguments);
     }
 
     /** Compiles C with the flags of the installed package only. */
@@ -89,12 +90,12 @@ class Installation
         command.insert(command.end(),
                        {"-O1", "-Wall", "-Wextra", "-Wpedantic", "-Werror"});
         command.insert(command.end(), arguments.begin(), arguments.end());
-        for (const std::string& flag : words(
-                 outputOf({"pkg-config", "--cflags", "--libs", "healthintf"})))
+        for (const std::string& flag : words(readOutput(
+                 {"pkg-config", "--cflags", "--libs", "healthintf"})))
         {
             command.push_back(flag);
         }
-        outputOf(command);
+        readOutput(command);
     }
 
     std::filesystem::path packages() const
@@ -110,7 +111,7 @@ class Installation
         const std::string prefix = "prefix=";
         for (const auto& file : std::filesystem::directory_iterator(packages()))
         {
-            std::string text = contentOf(file);
+            std::string text = readContent(file);
             text.replace(text.find(prefix + PREFIX), prefix.size(),
                          prefix + folder.path().string());
             std::ofstream(file.path(), std::ios::binary) << text;

@@ -29,7 +29,7 @@ std::string runPage(const std::string& name)
     fs::create_directory_symlink(BUILD_FOLDER, project.path() / "build");
     fs::create_directory_symlink(SOURCE_FOLDER "/data",
                                  project.path() / "data");
-    return outputOf(
+    return readOutput(
         {SOURCE_FOLDER "/scripts/checks/transcripts",
          // The pages use a user's names for these paths.
          "--let=/usr/libexec/healthintf=" +
@@ -59,10 +59,10 @@ INSTANTIATE_TEST_SUITE_P(Pages, Documents,
                                          "tutorial.md"));
 
 /** The help text of a program or of one of its commands. */
-std::string helpOf(std::vector<std::string> command)
+std::string readHelp(std::vector<std::string> command)
 {
     command.emplace_back("--help");
-    return outputOf(command);
+    return readOutput(command);
 }
 
 /** Every option in a help text. */
@@ -102,7 +102,7 @@ std::vector<std::string> commandsIn(const std::string& help)
 int expectCommands(const std::vector<std::string>& command,
                    const std::string& words, const std::string& page)
 {
-    const std::string help = helpOf(command);
+    const std::string help = readHelp(command);
     expectOptions(help, page);
     int commands = 1;
     for (const std::string& next : commandsIn(help))
@@ -118,7 +118,7 @@ int expectCommands(const std::vector<std::string>& command,
 TEST(Manual, HasAPageForHealthctlWithAllOfItsCommandsAndOptions)
 {
     const std::string page =
-        contentOf(installation().at(MAN_FOLDER "/man1/healthctl.1"));
+        readContent(installation().at(MAN_FOLDER "/man1/healthctl.1"));
     EXPECT_GE(
         expectCommands({installation().at(PREFIX "/bin/healthctl")}, "", page),
         21);
@@ -131,9 +131,9 @@ TEST(Manual, HasAPageForEachServiceWithAllOfItsOptions)
              fs::path(installation().program("")).parent_path()))
     {
         const std::string program = file.path().filename();
-        const std::string page =
-            contentOf(installation().at(MAN_FOLDER "/man8") / (program + ".8"));
-        const std::string help = helpOf({file.path()});
+        const std::string page = readContent(
+            installation().at(MAN_FOLDER "/man8") / (program + ".8"));
+        const std::string help = readHelp({file.path()});
         EXPECT_THAT(optionsIn(help), testing::SizeIs(testing::Ge(2u)));
         expectOptions(help, page);
         ++services;
@@ -188,7 +188,7 @@ TEST(Fragments, CanBeCompiled)
     for (const char* page : {"queries.md", "sel.md"})
     {
         const std::string program = programOfFragments(
-            contentOf(fs::path(SOURCE_FOLDER "/docs") / page));
+            readContent(fs::path(SOURCE_FOLDER "/docs") / page));
         ASSERT_THAT(program, testing::HasSubstr("\n{\n")) << page;
         const auto source =
             installation().files().write("fragments.cpp", program);
@@ -205,7 +205,8 @@ TEST(DocumentsList, IncludesEveryPageWithTranscripts)
     for (const auto& file : fs::directory_iterator(SOURCE_FOLDER "/docs"))
     {
         if (file.path().extension() == ".md" &&
-            contentOf(file.path()).find("```console\n$ ") != std::string::npos)
+            readContent(file.path()).find("```console\n$ ") !=
+                std::string::npos)
         {
             pages.push_back(file.path().filename());
         }

@@ -33,7 +33,7 @@ long ownMemory(pid_t process)
 {
     const std::string name = "RssAnon:";
     const std::string status =
-        contentOf("/proc/" + std::to_string(process) + "/status");
+        readContent("/proc/" + std::to_string(process) + "/status");
     return std::stol(status.substr(status.find(name) + name.size()));
 }
 
@@ -48,28 +48,28 @@ Record numbered(unsigned int number)
     constexpr unsigned int offsets = 12;
     constexpr unsigned int assertedInARow = 7;
     constexpr std::size_t timestampAt = 3;
-    Record record = recordOf({.sensorType = temperature,
-                              .eventType = threshold,
-                              .offset = number / sensors % offsets,
-                              .asserted = number % assertedInARow != 0,
-                              .sensorNumber = number % sensors + 1,
-                              .data2 = number % 0x100,
-                              .data3 = number / 0x100});
+    Record record = makeRecord({.sensorType = temperature,
+                                .eventType = threshold,
+                                .offset = number / sensors % offsets,
+                                .asserted = number % assertedInARow != 0,
+                                .sensorNumber = number % sensors + 1,
+                                .data2 = number % 0x100,
+                                .data3 = number / 0x100});
     record[timestampAt] = static_cast<uint8_t>(UINT8_MAX - number / 3);
     return record;
 }
 
-unsigned int numberOf(const Bytes& record)
+unsigned int readNumber(const Bytes& record)
 {
     constexpr std::size_t data2At = 14;
     return record.at(data2At) | record.at(data2At + 1) << 8;
 }
 
-std::string lineOf(const Record& record)
+std::string makeLine(const Record& record)
 {
     constexpr std::size_t sensorNumberAt = 11;
     return "/sensors/temperature" + std::to_string(record[sensorNumberAt]) +
-           " " + digitsOf(record);
+           " " + formatDigits(record);
 }
 
 class EventFlood : public testing::Test
@@ -83,7 +83,7 @@ class EventFlood : public testing::Test
         daemon.emplace(
             std::vector<std::string>{compiledExample("sensor_events"), key});
         EXPECT_EQ(daemon->hear(), "ready");
-        daemonName = connectionOf(daemon->pid());
+        daemonName = findConnection(daemon->pid());
     }
 
     pid_t logmgr() const
@@ -121,7 +121,7 @@ class EventFlood : public testing::Test
         for (uint16_t next = first; next != none;)
         {
             const ReadEntry entry = reader.entry(next);
-            numbers.push_back(numberOf(entry.record));
+            numbers.push_back(readNumber(entry.record));
             next = entry.next;
         }
         return numbers;
@@ -164,13 +164,13 @@ TEST_F(EventFlood, LeavesTenFaultsAndLosesNoAcknowledgedRecord)
             // The daemon is about to call logmgr, waits for its answer, or has
             // it.
             const pid_t victim = logmgr();
-            daemon->tell(lineOf(numbered(number)));
+            daemon->tell(makeLine(numbered(number)));
             ::kill(victim, SIGKILL);
             takeStatus(number, daemon->hear());
         }
         else
         {
-            takeStatus(number, daemon->ask(lineOf(numbered(number))));
+            takeStatus(number, daemon->ask(makeLine(numbered(number))));
         }
         if (number % looks == 0)
         {
@@ -209,7 +209,7 @@ TEST_F(EventFlood, IsRefusedByAFullLogWithAReason)
     start("capacity = 100\noverflow = \"refuse\"\n");
     for (unsigned int number = 0; number < events; ++number)
     {
-        takeStatus(number, daemon->ask(lineOf(numbered(number))));
+        takeStatus(number, daemon->ask(makeLine(numbered(number))));
     }
     EXPECT_EQ(acknowledged.size(), capacity);
     EXPECT_EQ(refusals, events - capacity);

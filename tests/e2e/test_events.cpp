@@ -39,11 +39,11 @@ Record powerSupplyFailure(unsigned int sensorNumber, bool asserted = true)
     constexpr unsigned int powerSupply = 0x08;
     constexpr unsigned int sensorSpecific = 0x6f;
     constexpr unsigned int failureDetected = 1;
-    return recordOf({.sensorType = powerSupply,
-                     .eventType = sensorSpecific,
-                     .offset = failureDetected,
-                     .asserted = asserted,
-                     .sensorNumber = sensorNumber});
+    return makeRecord({.sensorType = powerSupply,
+                       .eventType = sensorSpecific,
+                       .offset = failureDetected,
+                       .asserted = asserted,
+                       .sensorNumber = sensorNumber});
 }
 
 /** The bytes of a record as busctl shows them, without those that logmgr fills
@@ -65,7 +65,7 @@ class Events : public testing::Test
     Events()
     {
         EXPECT_EQ(daemon.hear(), "ready");
-        daemonName = connectionOf(daemon.pid());
+        daemonName = findConnection(daemon.pid());
     }
 
     /** The paths of the component's fault entries. */
@@ -90,7 +90,7 @@ class Events : public testing::Test
 
     void report(const Record& record)
     {
-        EXPECT_EQ(daemon.ask(sensor + " " + digitsOf(record)), "0")
+        EXPECT_EQ(daemon.ask(sensor + " " + formatDigits(record)), "0")
             << daemon.errors();
     }
 
@@ -135,12 +135,12 @@ TEST_F(Events, RaiseAFaultThatAnOperatorSeesAndItsDeassertionClears)
 /** Calls AddSEL from Python. */
 std::string addSel(const std::string& signature, const std::string& arguments)
 {
-    return outputOf({"/usr/bin/python3", ADD_SEL, signature, arguments});
+    return readOutput({"/usr/bin/python3", ADD_SEL, signature, arguments});
 }
 
 TEST_F(Events, AreTakenFromPython)
 {
-    const std::string digits = digitsOf(powerSupplyFailure(sensorNumber));
+    const std::string digits = formatDigits(powerSupplyFailure(sensorNumber));
     const std::string psu = R"(["psu1", "/sensors/psu1", 1, 2])";
     const auto add = [&psu](const std::string& record) {
         return addSel("(ssyy)ay", "[" + psu + ", \"" + record + "\"]");
@@ -167,9 +167,9 @@ TEST_F(Events, OfTheFirmwareReachOnlyTheSubscribersOfTheirSensor)
     {
         ASSERT_EQ(each->hear(), "listening");
     }
-    const std::string ofSeven = digitsOf(powerSupplyFailure(7));
-    const std::string ofNine = digitsOf(powerSupplyFailure(9));
-    const std::string lastOfSeven = digitsOf(powerSupplyFailure(7, false));
+    const std::string ofSeven = formatDigits(powerSupplyFailure(7));
+    const std::string ofNine = formatDigits(powerSupplyFailure(9));
+    const std::string lastOfSeven = formatDigits(powerSupplyFailure(7, false));
     for (const std::string& digits : {ofSeven, ofNine, lastOfSeven})
     {
         EXPECT_EQ(daemon.ask(sensor + " " + digits), "0");

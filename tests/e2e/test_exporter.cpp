@@ -47,13 +47,13 @@ class Exporter
     nlohmann::json scrape() const
     {
         return nlohmann::json::parse(
-            outputOf({"/usr/bin/python3", SCRAPER, where}));
+            readOutput({"/usr/bin/python3", SCRAPER, where}));
     }
 
     /** @return the number of complete scrapes among several at once */
     nlohmann::json scrapeAtOnce(int number) const
     {
-        return nlohmann::json::parse(outputOf(
+        return nlohmann::json::parse(readOutput(
             {"/usr/bin/python3", SCRAPER, where, std::to_string(number)}));
     }
 
@@ -108,22 +108,22 @@ class ExporterTest : public testing::Test
     /** The health of a node, read by busctl. */
     std::string busctlHealth(const Component& daemon) const
     {
-        return outputOf({"busctl", "--system", "get-property", daemon.name(),
-                         key, "com.vexa.olvar.healthmgr.HealthStatus",
-                         "HealthStatus"});
+        return readOutput({"busctl", "--system", "get-property", daemon.name(),
+                           key, "com.vexa.olvar.healthmgr.HealthStatus",
+                           "HealthStatus"});
     }
 
     static void hide(const std::string& sensor, bool hidden)
     {
-        outputOf({"busctl", "--system", "emit", root,
-                  "com.vexa.olvar.healthmgr", "HideFaultForSensor", "bssi",
-                  hidden ? "true" : "false", "", sensor, "0"});
+        readOutput({"busctl", "--system", "emit", root,
+                    "com.vexa.olvar.healthmgr", "HideFaultForSensor", "bssi",
+                    hidden ? "true" : "false", "", sensor, "0"});
     }
 
     static std::string logProperty(const std::string& name)
     {
-        return outputOf({"busctl", "--system", "get-property", logService,
-                         logPath, logInterface, name});
+        return readOutput({"busctl", "--system", "get-property", logService,
+                           logPath, logInterface, name});
     }
 
     PrivateBus bus;
@@ -198,8 +198,8 @@ TEST_F(ExporterTest, ReportsTheFillOfTheLogAsBusctlDoes)
     EXPECT_EQ(value("healthintf_sel_entries"), 0);
     EXPECT_EQ(value("healthintf_sel_capacity"), 4096);
     EXPECT_EQ(value("healthintf_sel_last_addition_timestamp_seconds"), -1);
-    client.add(recordOf(7));
-    client.add(recordOf(8));
+    client.add(makeRecord(7));
+    client.add(makeRecord(8));
     const auto added = static_cast<long>(
         value("healthintf_sel_last_addition_timestamp_seconds"));
     EXPECT_EQ(logProperty("Entries"), "u 2\n");
@@ -218,9 +218,9 @@ TEST_F(ExporterTest, ReportsThatTheLogOverflowed)
     const auto config =
         bus.folder().write("small.toml", "capacity = 1\noverflow = \"wrap\"\n");
     const Process logmgr = client.start({"--config", config});
-    client.add(recordOf(7));
+    client.add(makeRecord(7));
     EXPECT_EQ(value("healthintf_sel_overflow"), 0);
-    client.add(recordOf(8));
+    client.add(makeRecord(8));
     EXPECT_EQ(logProperty("Overflow"), "b true\n");
     EXPECT_EQ(value("healthintf_sel_overflow"), 1);
     EXPECT_EQ(value("healthintf_sel_policy_info{overflow=wrap}"), 1);
@@ -256,7 +256,7 @@ TEST_F(ExporterTest, StartsNoLogManager)
 {
     bus.activate(logService, LOGMGR);
     EXPECT_EQ(value("healthintf_sel_up"), 0);
-    EXPECT_EQ(client.ownerOf(logService), "");
+    EXPECT_EQ(client.findOwner(logService), "");
 }
 
 TEST_F(ExporterTest, AnswersFiftyAtOnce)
@@ -334,8 +334,8 @@ TEST_F(ExporterTest, ShowsThatNobodyWithdrawsTheHealthOfADeadDaemon)
 TEST_F(ExporterTest, IsScrapedByCurl)
 {
     const std::string text =
-        outputOf({"curl", "--silent", "--fail", "--include",
-                  "http://127.0.0.1:" + exporter.where + "/metrics"});
+        readOutput({"curl", "--silent", "--fail", "--include",
+                    "http://127.0.0.1:" + exporter.where + "/metrics"});
     EXPECT_THAT(text, StartsWith("HTTP/1.1 200 OK\r\n"));
     EXPECT_THAT(text, EndsWith("\n# EOF\n"));
 }
@@ -346,8 +346,8 @@ TEST_F(ExporterTest, IsScrapedOverAUnixSocket)
     Exporter local({"--unix", path});
     EXPECT_EQ(local.where, path);
     EXPECT_EQ(local.scrape()["samples"]["healthintf_data_cache_up"], 1);
-    EXPECT_THAT(outputOf({"curl", "--silent", "--fail", "--unix-socket", path,
-                          "http://localhost/metrics"}),
+    EXPECT_THAT(readOutput({"curl", "--silent", "--fail", "--unix-socket", path,
+                            "http://localhost/metrics"}),
                 EndsWith("\n# EOF\n"));
     local.process.signal(SIGTERM);
     EXPECT_EQ(local.process.wait(), 0);
@@ -366,8 +366,8 @@ TEST_F(ExporterTest, IsScrapedBesideAThousandIdleConnections)
                        "sys.stdin.read()\n"});
     ASSERT_EQ(crowd.hear(), "connected");
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_THAT(outputOf({"curl", "--silent", "--fail",
-                          "http://127.0.0.1:" + exporter.where + "/metrics"}),
+    EXPECT_THAT(readOutput({"curl", "--silent", "--fail",
+                            "http://127.0.0.1:" + exporter.where + "/metrics"}),
                 EndsWith("\n# EOF\n"));
     EXPECT_LT(std::chrono::steady_clock::now() - begin,
               std::chrono::seconds(1));
@@ -383,8 +383,8 @@ TEST_F(ExporterTest, WarnsWhenOtherMachinesCanReachIt)
 TEST_F(ExporterTest, ListensOnLoopbackOnly)
 {
     const std::string sockets =
-        outputOf({"ss", "--tcp", "--listening", "--numeric", "--no-header",
-                  "sport", "=", ":" + exporter.where});
+        readOutput({"ss", "--tcp", "--listening", "--numeric", "--no-header",
+                    "sport", "=", ":" + exporter.where});
     EXPECT_THAT(sockets, HasSubstr("127.0.0.1:" + exporter.where));
     EXPECT_EQ(std::count(sockets.begin(), sockets.end(), '\n'), 1);
 }

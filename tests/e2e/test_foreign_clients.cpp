@@ -46,13 +46,13 @@ class ForeignClients : public testing::Test
     std::string busctl(std::vector<std::string> arguments) const
     {
         arguments.insert(arguments.begin(), {"busctl", "--system"});
-        return normal(outputOf(arguments));
+        return normal(readOutput(arguments));
     }
 
     std::string gdbus(const std::string& path) const
     {
-        return outputOf({"gdbus", "introspect", "--system", "--dest",
-                         daemon.name(), "--object-path", path});
+        return readOutput({"gdbus", "introspect", "--system", "--dest",
+                           daemon.name(), "--object-path", path});
     }
 
     PrivateBus bus;
@@ -135,9 +135,9 @@ TEST_F(ForeignClients, SeeTheTree)
 TEST_F(ForeignClients, GetNodesAndEntriesFromTheObjectManager)
 {
     const std::string objects =
-        outputOf({"gdbus", "call", "--system", "--dest", daemon.name(),
-                  "--object-path", root, "--method",
-                  "org.freedesktop.DBus.ObjectManager.GetManagedObjects"});
+        readOutput({"gdbus", "call", "--system", "--dest", daemon.name(),
+                    "--object-path", root, "--method",
+                    "org.freedesktop.DBus.ObjectManager.GetManagedObjects"});
     EXPECT_THAT(objects, HasSubstr("'" + key + "': {"));
     EXPECT_THAT(objects, HasSubstr("'com.vexa.olvar.healthmgr.HealthStatus': "
                                    "{'HealthStatus': <uint32 4>}"));

@@ -148,7 +148,7 @@ TEST_F(Changing, SetsNothingWithoutAHealthManager)
 {
     healthmgr.kill();
     client.waitUntil("end of the manager", [this] {
-        return client.ownerOf("com.vexa.olvar.healthmgr").empty();
+        return client.findOwner("com.vexa.olvar.healthmgr").empty();
     });
     const Answer answer = healthctl({"lcd", "set", "hideerrs", "0"});
     EXPECT_EQ(answer.status, 3);
@@ -182,7 +182,7 @@ class ForOthers : public testing::Test
     {
         std::vector<std::string> command{HEALTHCTL};
         command.insert(command.end(), arguments.begin(), arguments.end());
-        return answerOf(as(Caller::stranger, command));
+        return runProgram(as(Caller::stranger, command));
     }
 
     const std::string fan = "/com/vexa/olvar/health/rack/fan";

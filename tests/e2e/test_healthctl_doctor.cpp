@@ -155,8 +155,8 @@ TEST_F(HealthctlDoctor, SaysThatTheBusCanStartAServiceAndDoesNotStartIt)
     EXPECT_EQ(found.at("service.healthmgr")["grade"], "warning");
     EXPECT_THAT(std::string(found.at("service.healthmgr")["remedy"]),
                 HasSubstr("busctl call com.vexa.olvar.healthmgr"));
-    EXPECT_EQ(client.ownerOf("com.vexa.olvar.healthmgr"), "");
-    EXPECT_EQ(client.ownerOf("com.vexa.olvar.logmgr"), "");
+    EXPECT_EQ(client.findOwner("com.vexa.olvar.healthmgr"), "");
+    EXPECT_EQ(client.findOwner("com.vexa.olvar.logmgr"), "");
 }
 
 TEST_F(HealthctlDoctor, FindsAServiceThatDoesNotAnswer)
@@ -230,13 +230,13 @@ TEST_F(HealthctlDoctor, FindsNothingOfADeadDaemon)
 TEST_F(HealthctlDoctor, FindsAMirrorThatIsBehindTheLog)
 {
     const Process logmgr = client.start();
-    client.add(recordOf(1));
+    client.add(makeRecord(1));
     EXPECT_EQ(findings(1).at("log.mirror")["grade"], "ok");
     const std::filesystem::path mirror =
         bus.folder().path() / "run" / "sel" / "log";
     const std::filesystem::path old = bus.folder().path() / "old";
     std::filesystem::copy_file(mirror, old);
-    client.add(recordOf(2));
+    client.add(makeRecord(2));
     std::filesystem::rename(old, mirror);
     const json found = findings(1).at("log.mirror");
     EXPECT_EQ(found["grade"], "problem");

@@ -76,7 +76,7 @@ class Reading : public HealthctlTest
         return names;
     }
 
-    static std::vector<std::string> idsOf(const json& document)
+    static std::vector<std::string> listIds(const json& document)
     {
         std::vector<std::string> ids;
         for (const json& fault : document["faults"])
@@ -176,22 +176,22 @@ TEST_F(Reading, TreeListsPathsForOtherPrograms)
 
 TEST_F(Reading, FaultsAreTheVisibleOnesTheMostSevereFirst)
 {
-    EXPECT_THAT(idsOf(toJson({"faults"})),
+    EXPECT_THAT(listIds(toJson({"faults"})),
                 ElementsAre("Test.1.0.Slow", "Test.1.0.Low"));
-    EXPECT_THAT(idsOf(toJson({"faults", "--all"})),
+    EXPECT_THAT(listIds(toJson({"faults", "--all"})),
                 ElementsAre("Test.1.0.Loud", "Test.1.0.Slow", "Test.1.0.Low"));
-    EXPECT_THAT(idsOf(toJson({"faults", "--hidden"})),
+    EXPECT_THAT(listIds(toJson({"faults", "--hidden"})),
                 ElementsAre("Test.1.0.Loud"));
 }
 
 TEST_F(Reading, FaultsAreChosenByComponentAndSeverity)
 {
-    EXPECT_THAT(idsOf(toJson({"faults", "--component", "rack/psu"})),
+    EXPECT_THAT(listIds(toJson({"faults", "--component", "rack/psu"})),
                 ElementsAre("Test.1.0.Low"));
-    EXPECT_THAT(idsOf(toJson({"faults", "--all", "--severity", "CRITICAL"})),
+    EXPECT_THAT(listIds(toJson({"faults", "--all", "--severity", "CRITICAL"})),
                 ElementsAre("Test.1.0.Loud"));
-    EXPECT_THAT(idsOf(toJson({"faults", "--all", "--sort", "component",
-                              "--reverse", "--limit", "1"})),
+    EXPECT_THAT(listIds(toJson({"faults", "--all", "--sort", "component",
+                                "--reverse", "--limit", "1"})),
                 ElementsAre("Test.1.0.Low"));
 }
 
@@ -204,8 +204,8 @@ TEST_F(Reading, FaultsReportsThatThereAreNoneByItsExitCode)
 
 TEST_F(Reading, TopIsTheMostImportantBelowAComponent)
 {
-    EXPECT_THAT(idsOf(toJson({"top", "1"})).size(), 1U);
-    EXPECT_THAT(idsOf(toJson({"top", "5", "--component", "rack/psu"})),
+    EXPECT_THAT(listIds(toJson({"top", "1"})).size(), 1U);
+    EXPECT_THAT(listIds(toJson({"top", "5", "--component", "rack/psu"})),
                 ElementsAre("Test.1.0.Low"));
     // A prefix of a component's name does not select the component.
     for (const std::vector<std::string>& command :
@@ -266,8 +266,8 @@ TEST_F(Reading, BusShowsTheSameAsTheCache)
         EXPECT_EQ(from(command, "bus"), from(command, "cache"))
             << command.front();
     }
-    EXPECT_EQ(idsOf(toJson({"top", "3"})),
-              idsOf(toJson({"faults", "--limit", "3"})));
+    EXPECT_EQ(listIds(toJson({"top", "3"})),
+              listIds(toJson({"faults", "--limit", "3"})));
 }
 
 TEST_F(Reading, BusShowsTheYoungerOfTwoHoldersAsTheCacheDoes)

@@ -29,7 +29,7 @@ const std::string fanRecord = "00000200000000200004040701570000";
 const std::string hotRecord = "00000200000000200004010601595a55";
 const std::string makersRecord = "0000e501020304200004010601595a55";
 
-std::vector<unsigned int> idsOf(const json& document)
+std::vector<unsigned int> listIds(const json& document)
 {
     std::vector<unsigned int> ids;
     for (const json& entry : document["entries"])
@@ -126,7 +126,7 @@ TEST_F(HealthctlSel, ListFilters)
     addThree();
     const auto listed = [](std::vector<std::string> filters) {
         filters.insert(filters.begin(), {"sel", "list"});
-        return idsOf(toJson(filters));
+        return listIds(toJson(filters));
     };
     EXPECT_THAT(listed({"--since", "@1500"}), ElementsAre(2));
     EXPECT_THAT(listed({"--since", "@1", "--until", "@1000"}), ElementsAre(1));
@@ -186,7 +186,7 @@ TEST_F(HealthctlSel, ListAsksTheLogManagerWhereThisUserHasNoCache)
 {
     addThree();
     setenv("HEALTHINTF_RUNTIME_DIR", "/nowhere", 1);
-    EXPECT_THAT(idsOf(toJson({"sel", "list"})), ElementsAre(1, 2, 3));
+    EXPECT_THAT(listIds(toJson({"sel", "list"})), ElementsAre(1, 2, 3));
 }
 
 TEST_F(HealthctlSel, ShowPrintsEveryField)
@@ -210,7 +210,7 @@ TEST_F(HealthctlSel, ShowPrintsEveryField)
 TEST_F(HealthctlSel, ShowKeepsLongValuesBesideTheirNames)
 {
     addThree();
-    const Answer answer = answerOf(
+    const Answer answer = runProgram(
         {WATCH_ON_TERMINAL, HEALTHCTL, "sel", "show", "1"}, {"NO_COLOR=1"});
     EXPECT_THAT(
         answer.output,
@@ -269,7 +269,7 @@ TEST_F(HealthctlSel, FitsEveryLineIntoANarrowTerminal)
             std::vector<std::string> words{ON_TERMINAL, columns, HEALTHCTL,
                                            "sel"};
             words.insert(words.end(), command.begin(), command.end());
-            const Answer shown = answerOf(words, {"TERM=xterm", "LC_ALL="});
+            const Answer shown = runProgram(words, {"TERM=xterm", "LC_ALL="});
             EXPECT_LE(shown.status, 1) << shown.output;
             std::istringstream lines(shown.output);
             for (std::string line; std::getline(lines, line);)
@@ -341,9 +341,9 @@ TEST_F(HealthctlSel, ExportAndListReadTheLogEvenWhenTheMirrorIsBehind)
     const std::string file = bus.folder().path() / "log.raw";
     EXPECT_EQ(toJson({"sel", "export", file})["exported"], 2);
     const json list = toJson({"sel", "list"});
-    EXPECT_THAT(idsOf(list), ElementsAre(1, 2));
+    EXPECT_THAT(listIds(list), ElementsAre(1, 2));
     EXPECT_EQ(list["source"], "log");
-    EXPECT_THAT(idsOf(toJson({"sel", "show", "2"})), ElementsAre(2));
+    EXPECT_THAT(listIds(toJson({"sel", "show", "2"})), ElementsAre(2));
 }
 
 TEST_F(HealthctlSel, ListsTheMirrorWithANoteWithoutALogManager)
@@ -435,7 +435,7 @@ TEST_F(HealthctlSel, ImportOfATruncatedFileStoresNothing)
 TEST_F(HealthctlSel, ImportReportsThatItsInputCannotBeRead)
 {
     const Answer answer =
-        answerOf({"sh", "-c", std::string(HEALTHCTL) + " sel import - < /"});
+        runProgram({"sh", "-c", std::string(HEALTHCTL) + " sel import - < /"});
     EXPECT_EQ(answer.status, 5);
     EXPECT_EQ(answer.output, "");
     EXPECT_EQ(answer.errors, "healthctl: unable to read the standard input: Is "
@@ -449,8 +449,8 @@ TEST_F(HealthctlSel, ExportIsReadableByIpmitool)
     healthctl({"sel", "export", file});
     const IpmiStandIn controller;
     std::istringstream output(
-        outputOf({IPMITOOL, "-I", "dummy", "sel", "readraw", file},
-                 {controller.environment()}));
+        readOutput({IPMITOOL, "-I", "dummy", "sel", "readraw", file},
+                   {controller.environment()}));
     std::vector<std::string> lines;
     for (std::string line; std::getline(output, line);)
     {
@@ -516,7 +516,7 @@ TEST(HealthctlSelAlone, ListsAgainWhenTheLogIsClearedMeanwhile)
     {
         Process log({ODD_LOG, "once"});
         ASSERT_EQ(log.hear(), "ready");
-        EXPECT_THAT(idsOf(toJson({"sel", "list"})), ElementsAre(1, 2, 3, 4));
+        EXPECT_THAT(listIds(toJson({"sel", "list"})), ElementsAre(1, 2, 3, 4));
     }
     Process log({ODD_LOG, "always"});
     ASSERT_EQ(log.hear(), "ready");

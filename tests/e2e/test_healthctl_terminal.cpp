@@ -58,7 +58,7 @@ class Terminal : public HealthctlTest
         std::vector<std::string> command{ON_TERMINAL, std::to_string(columns),
                                          HEALTHCTL};
         command.insert(command.end(), arguments.begin(), arguments.end());
-        return outputOf(command, {setting, "LC_ALL="});
+        return readOutput(command, {setting, "LC_ALL="});
     }
 
     /** Expects that a command's output fits narrow terminals. */
@@ -69,7 +69,7 @@ class Terminal : public HealthctlTest
             std::vector<std::string> words{ON_TERMINAL, std::to_string(columns),
                                            HEALTHCTL};
             words.insert(words.end(), command.begin(), command.end());
-            const Answer shown = answerOf(words, {"TERM=xterm", "LC_ALL="});
+            const Answer shown = runProgram(words, {"TERM=xterm", "LC_ALL="});
             EXPECT_LE(widest(shown.output), static_cast<std::size_t>(columns))
                 << command[0] << '\n'
                 << shown.output;
@@ -124,7 +124,7 @@ TEST_F(Terminal, FitsEveryLineOfTheLogIntoANarrowWidth)
     const Process running = log.start();
     const std::string file = bus.folder().path() / "log.raw";
     const auto addAndExpect = [&](const std::vector<std::string>& command) {
-        log.add(recordOf(7));
+        log.add(makeRecord(7));
         expectToFitNarrowOnes(command);
     };
     addAndExpect({"sel", "list"});
@@ -154,7 +154,7 @@ TEST_F(Terminal, ShowsColoursUnlessTheyAreTurnedOff)
 TEST_F(Terminal, UsesAsciiWhereTheLocaleHasNothingElse)
 {
     const std::string shown =
-        outputOf({HEALTHCTL, "tree"}, {"LC_ALL=de_DE.ISO-8859-1"});
+        readOutput({HEALTHCTL, "tree"}, {"LC_ALL=de_DE.ISO-8859-1"});
     EXPECT_THAT(shown, HasSubstr("`- rack"));
 }
 
@@ -168,7 +168,7 @@ TEST_F(Terminal, PipesGetEverythingAndNoColours)
 }
 
 /** The completions that the shell offers for the last word of a line. */
-std::vector<std::string> completionsOf(const std::string& line)
+std::vector<std::string> listCompletions(const std::string& line)
 {
     const std::string script = "PATH=$(dirname " HEALTHCTL "):$PATH\n"
                                ". " COMPLETION "\n"
@@ -180,7 +180,7 @@ std::vector<std::string> completionsOf(const std::string& line)
                                "COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
                                "_healthctl\n"
                                "printf '%s\\n' \"${COMPREPLY[@]}\"";
-    std::istringstream lines(outputOf({"bash", "-c", script}));
+    std::istringstream lines(readOutput({"bash", "-c", script}));
     std::vector<std::string> all;
     for (std::string each; std::getline(lines, each);)
     {
@@ -191,42 +191,43 @@ std::vector<std::string> completionsOf(const std::string& line)
 
 TEST_F(Terminal, ShellCompletesCommandsAndOptions)
 {
-    EXPECT_THAT(completionsOf("healthctl t"), ElementsAre("tree", "top"));
-    EXPECT_THAT(completionsOf("healthctl lcd s"), ElementsAre("set"));
-    EXPECT_THAT(completionsOf("healthctl faults --s"),
+    EXPECT_THAT(listCompletions("healthctl t"), ElementsAre("tree", "top"));
+    EXPECT_THAT(listCompletions("healthctl lcd s"), ElementsAre("set"));
+    EXPECT_THAT(listCompletions("healthctl faults --s"),
                 ElementsAre("--severity", "--sort", "--source"));
-    EXPECT_THAT(completionsOf("healthctl faults --severity c"),
+    EXPECT_THAT(listCompletions("healthctl faults --severity c"),
                 ElementsAre("critical"));
 }
 
 TEST_F(Terminal, ShellCompletesTheLogsCommandsWatchAndDoctor)
 {
-    EXPECT_THAT(completionsOf("healthctl sel ''"),
+    EXPECT_THAT(listCompletions("healthctl sel ''"),
                 ElementsAre("list", "show", "add", "clear", "export", "import",
                             "info"));
-    EXPECT_THAT(completionsOf("healthctl sel list --se"),
+    EXPECT_THAT(listCompletions("healthctl sel list --se"),
                 ElementsAre("--sensor-type", "--severity"));
-    EXPECT_THAT(completionsOf("healthctl sel list --severity i"),
+    EXPECT_THAT(listCompletions("healthctl sel list --severity i"),
                 ElementsAre("informational"));
-    EXPECT_THAT(completionsOf("healthctl sel list --since ''"),
+    EXPECT_THAT(listCompletions("healthctl sel list --since ''"),
                 ElementsAre(""));
-    EXPECT_THAT(completionsOf("healthctl watch --d"), ElementsAre("--depth"));
-    EXPECT_THAT(completionsOf("healthctl doctor --b"), ElementsAre("--brief"));
-    EXPECT_THAT(completionsOf("healthctl d"), ElementsAre("doctor"));
+    EXPECT_THAT(listCompletions("healthctl watch --d"), ElementsAre("--depth"));
+    EXPECT_THAT(listCompletions("healthctl doctor --b"),
+                ElementsAre("--brief"));
+    EXPECT_THAT(listCompletions("healthctl d"), ElementsAre("doctor"));
 }
 
 TEST_F(Terminal, ShellCompletesFilesForRecords)
 {
-    EXPECT_THAT(completionsOf("healthctl sel export a"),
+    EXPECT_THAT(listCompletions("healthctl sel export a"),
                 ElementsAre("compopt -o default", ""));
-    EXPECT_THAT(completionsOf("healthctl sel clear a"), ElementsAre(""));
+    EXPECT_THAT(listCompletions("healthctl sel clear a"), ElementsAre(""));
 }
 
 TEST_F(Terminal, ShellCompletesComponents)
 {
-    EXPECT_THAT(completionsOf("healthctl tree rack/f"),
+    EXPECT_THAT(listCompletions("healthctl tree rack/f"),
                 ElementsAre("rack/fan"));
-    EXPECT_THAT(completionsOf("healthctl hide --component rack/p"),
+    EXPECT_THAT(listCompletions("healthctl hide --component rack/p"),
                 ElementsAre("rack/psu"));
 }
 
@@ -234,7 +235,7 @@ TEST_F(Terminal, ClosedOutputDoesNotReachTheBus)
 {
     for (const char* command : {"tree", "watch"})
     {
-        const Answer answer = answerOf(
+        const Answer answer = runProgram(
             {"sh", "-c", std::string(HEALTHCTL " ") + command + " >&-"});
         EXPECT_EQ(answer.status, 5);
         EXPECT_THAT(answer.errors, HasSubstr("unable to write the output"));
@@ -284,7 +285,7 @@ TEST(Help, HasExamplesForEveryCommand)
           "sel",        "sel list",   "sel show", "sel add", "sel clear",
           "sel export", "sel import", "sel info", "watch",   "doctor"})
     {
-        const Answer help = answerOf(
+        const Answer help = runProgram(
             {"sh", "-c", std::string(HEALTHCTL " ") + command + " --help"});
         EXPECT_EQ(help.status, 0);
         EXPECT_THAT(help.output, HasSubstr("Examples:\n")) << command;

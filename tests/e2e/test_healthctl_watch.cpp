@@ -22,7 +22,7 @@ namespace
 using nlohmann::json;
 using testing::HasSubstr;
 
-bool isOf(const json& line, const std::string& key)
+bool concerns(const json& line, const std::string& key)
 {
     return line.value("component", "") == key;
 }
@@ -52,7 +52,7 @@ class Lines
         for (;;)
         {
             json line = next();
-            if (line["change"] == change && isOf(line, component))
+            if (line["change"] == change && concerns(line, component))
             {
                 return line;
             }
@@ -68,7 +68,7 @@ class Lines
         {
             lines.push_back(next());
         } while (lines.back()["change"] != change ||
-                 !isOf(lines.back(), component));
+                 !concerns(lines.back(), component));
         return lines;
     }
 
@@ -169,7 +169,7 @@ TEST_F(HealthctlWatch, KeepsAStoppedDaemonsObjectsWithoutADataCache)
         for (;;)
         {
             json line = lines.next();
-            EXPECT_FALSE(isOf(line, disk)) << line;
+            EXPECT_FALSE(concerns(line, disk)) << line;
             if (line["change"] == change && line["components"] == disks)
             {
                 return line;
@@ -342,7 +342,8 @@ TEST_F(HealthctlWatch, ShowsNoComponentThatIsOnlyNamedInSignals)
         Component disk(root + "/disk", 3);
         for (const json& line : lines.until("node-added", root + "/disk"))
         {
-            EXPECT_FALSE(isOf(line, madeUp) && line.contains("now")) << line;
+            EXPECT_FALSE(concerns(line, madeUp) && line.contains("now"))
+                << line;
         }
     }
 }

@@ -45,7 +45,7 @@ TEST(Installed, LibraryHasItsSoname)
 {
     const auto library =
         installation().at(LIBRARY_FOLDERS "/libhealthintf.so.1");
-    EXPECT_THAT(outputOf({"readelf", "-d", library}),
+    EXPECT_THAT(readOutput({"readelf", "-d", library}),
                 HasSubstr("Library soname: [libhealthintf.so.1]"));
     EXPECT_TRUE(fs::exists(
         installation().at(LIBRARY_FOLDERS "/libhealthintf-platform.so.1")));
@@ -54,8 +54,8 @@ TEST(Installed, LibraryHasItsSoname)
 TEST(Installed, LibraryExportsItsPublicInterfaceOnly)
 {
     const std::string symbols =
-        outputOf({"nm", "-DC", "--defined-only",
-                  installation().at(LIBRARY_FOLDERS "/libhealthintf.so.1")});
+        readOutput({"nm", "-DC", "--defined-only",
+                    installation().at(LIBRARY_FOLDERS "/libhealthintf.so.1")});
     const std::string classes =
         "((vtable|typeinfo|typeinfo name) for )?"
         "(health_namespace::(FaultAndHealth|FaultEntry|HealthStatus)"
@@ -99,10 +99,10 @@ TEST(Installed, LibraryExportsItsPublicInterfaceOnly)
 
 TEST(Installed, PackageNamesItsDependencies)
 {
-    EXPECT_THAT(outputOf({"pkg-config", "--modversion", "healthintf"}),
+    EXPECT_THAT(readOutput({"pkg-config", "--modversion", "healthintf"}),
                 testing::MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+\n"));
     const std::string needs =
-        outputOf({"pkg-config", "--print-requires", "healthintf"});
+        readOutput({"pkg-config", "--print-requires", "healthintf"});
     EXPECT_THAT(needs, HasSubstr("libsystemd"));
     EXPECT_THAT(needs, HasSubstr("sdbusplus"));
     EXPECT_THAT(needs, HasSubstr("healthintf-platform"));
@@ -138,9 +138,9 @@ TEST(Installed, HeadersForCAreSelfContained)
                      "#include <platform/notification.h>\n"
                      "int main(void) { return 0; }\n");
     const auto include = installation().at(PREFIX "/include/healthintf");
-    EXPECT_NO_THROW(
-        outputOf({"cc", "-std=c99", "-Wall", "-Wextra", "-Wpedantic", "-Werror",
-                  "-fsyntax-only", "-I" + include.string(), source}));
+    EXPECT_NO_THROW(readOutput({"cc", "-std=c99", "-Wall", "-Wextra",
+                                "-Wpedantic", "-Werror", "-fsyntax-only",
+                                "-I" + include.string(), source}));
 }
 
 /** Runs the README's daemon beside healthmgr and expects its fault. */
@@ -159,7 +159,8 @@ void expectFaultOfDaemon(const std::string& program)
 TEST(Installed, DaemonOfTheReadmeReportsItsFault)
 {
     const auto source = installation().files().write(
-        "fand.cpp", firstProgram(contentOf(SOURCE_FOLDER "/README.md"), "cpp"));
+        "fand.cpp",
+        firstProgram(readContent(SOURCE_FOLDER "/README.md"), "cpp"));
     const std::string program = installation().files().path() / "fand";
     installation().compile({source, "-o", program});
     expectFaultOfDaemon(program);
@@ -168,7 +169,7 @@ TEST(Installed, DaemonOfTheReadmeReportsItsFault)
 TEST(Installed, DaemonOfTheReadmeInCReportsItsFault)
 {
     const auto source = installation().files().write(
-        "fand.c", firstProgram(contentOf(SOURCE_FOLDER "/README.md"), "c"));
+        "fand.c", firstProgram(readContent(SOURCE_FOLDER "/README.md"), "c"));
     const std::string program = installation().files().path() / "fand_c";
     installation().compileC({source, "-o", program});
     expectFaultOfDaemon(program);
@@ -192,15 +193,15 @@ TEST(Installed, ConnectionOfAThreadIsSharedWithCxx)
     const std::string program = installation().files().path() / "shared";
     installation().compile({source, "-o", program});
     const PrivateBus bus;
-    EXPECT_THAT(outputOf({program}), testing::StartsWith("0x"));
+    EXPECT_THAT(readOutput({program}), testing::StartsWith("0x"));
 }
 
 TEST(Installed, HostmonChecksTheConfigurationThatComesWithIt)
 {
     const std::string config =
         installation().at(SYSCONF_FOLDER "/healthintf/hostmon.toml");
-    EXPECT_THAT(outputOf({installation().program("hostmon"), "--config", config,
-                          "--check"}),
+    EXPECT_THAT(readOutput({installation().program("hostmon"), "--config",
+                            config, "--check"}),
                 HasSubstr("to watch"));
 }
 
@@ -208,10 +209,10 @@ TEST(Installed, ServicesAreStartedByTheBus)
 {
     for (const std::string name : {"healthmgr", "logmgr"})
     {
-        const std::string file =
-            contentOf(installation().at(PREFIX "/share/dbus-1/system-services/"
-                                               "com.vexa.olvar." +
-                                        name + ".service"));
+        const std::string file = readContent(
+            installation().at(PREFIX "/share/dbus-1/system-services/"
+                                     "com.vexa.olvar." +
+                              name + ".service"));
         EXPECT_THAT(file, HasSubstr("Name=com.vexa.olvar." + name + "\n"));
         EXPECT_THAT(file, HasSubstr("Exec=" LIBEXEC_FOLDER "/healthintf/" +
                                     name + "\n"));

@@ -45,7 +45,7 @@ std::string trimmed(const std::string& text)
 }
 
 /** The columns of a line: number, date, time, sensor, text, direction. */
-Line lineOf(const std::string& columns)
+Line makeLine(const std::string& columns)
 {
     std::istringstream text(columns);
     std::vector<std::string> parts;
@@ -74,7 +74,7 @@ class Ipmitool : public testing::Test
         std::string raw;
         for (const SensorEvent& event : events)
         {
-            const Record record = recordOf(event);
+            const Record record = makeRecord(event);
             raw.append(record.begin(), record.end());
         }
         return read(raw);
@@ -83,13 +83,13 @@ class Ipmitool : public testing::Test
     std::vector<Line> read(const std::string& raw) const
     {
         std::istringstream output(
-            outputOf({IPMITOOL, "-I", "dummy", "sel", "readraw",
-                      folder.write("records", raw).string()},
-                     {controller.environment()}));
+            readOutput({IPMITOOL, "-I", "dummy", "sel", "readraw",
+                        folder.write("records", raw).string()},
+                       {controller.environment()}));
         std::vector<Line> lines;
         for (std::string line; std::getline(output, line);)
         {
-            lines.push_back(lineOf(line));
+            lines.push_back(makeLine(line));
         }
         return lines;
     }
@@ -117,16 +117,16 @@ TEST_F(Ipmitool, DescribesEachEventAlike)
         const KnownEvent& known = knownEvents()[i];
         const Described ours = describe(known.event);
         SCOPED_TRACE(lines[i].sensor + ": " + lines[i].text + "\n" + ours.text);
-        EXPECT_TRUE(speaksOf(lines[i].sensor, known.sensor));
-        EXPECT_TRUE(speaksOf(ours.arguments.at(0), known.sensor));
+        EXPECT_TRUE(mentions(lines[i].sensor, known.sensor));
+        EXPECT_TRUE(mentions(ours.arguments.at(0), known.sensor));
         EXPECT_TRUE(lines[i].sensor.ends_with(" #0x30"));
         EXPECT_TRUE(ours.component.ends_with(".0x30"));
         EXPECT_EQ(lines[i].direction,
                   known.event.asserted ? "Asserted" : "Deasserted");
         for (const std::string& word : known.words)
         {
-            EXPECT_TRUE(speaksOf(lines[i].text, word)) << word;
-            EXPECT_TRUE(speaksOf(ours.text, word)) << word;
+            EXPECT_TRUE(mentions(lines[i].text, word)) << word;
+            EXPECT_TRUE(mentions(ours.text, word)) << word;
         }
     }
 }
@@ -141,7 +141,7 @@ TEST_F(Ipmitool, ReadsTheLogManagersLog)
     for (const KnownEvent& known : knownEvents())
     {
         events.push_back(known.event);
-        const Record record = recordOf(known.event);
+        const Record record = makeRecord(known.event);
         const auto id = static_cast<uint16_t>(
             client.add(Bytes(record.begin(), record.end())));
         const Bytes stored = client.entry(id).record;

@@ -68,7 +68,7 @@ class MainProject
             compiler += " " SDBUSPLUS_FLAGS;
         }
         setup.insert(setup.end(), options.begin(), options.end());
-        configured = outputOf(setup, {compiler, "CC=" C_COMPILER});
+        configured = readOutput(setup, {compiler, "CC=" C_COMPILER});
     }
 
     /** The output of the configuration. */
@@ -82,7 +82,7 @@ class MainProject
     {
         std::vector<std::string> names;
         for (const auto& target : nlohmann::json::parse(
-                 outputOf({MESON, "introspect", "--targets", build})))
+                 readOutput({MESON, "introspect", "--targets", build})))
         {
             names.push_back(target.at("name"));
         }
@@ -92,12 +92,12 @@ class MainProject
     /** The files that would be installed, and their destinations. */
     std::string installed() const
     {
-        return outputOf({MESON, "introspect", "--installed", build});
+        return readOutput({MESON, "introspect", "--installed", build});
     }
 
     void compile() const
     {
-        outputOf({MESON, "compile", "-C", build});
+        readOutput({MESON, "compile", "-C", build});
     }
 
     /** Runs the program with the libraries that were built for it. */
@@ -116,7 +116,7 @@ class MainProject
     /** The libraries that libhealthintf needs. */
     std::string needed() const
     {
-        return outputOf(
+        return readOutput(
             {"readelf", "-d",
              build / "subprojects/healthintf/src/libhealthintf.so.1"});
     }
@@ -130,7 +130,7 @@ class MainProject
 TEST(Subproject, BuildsOnlyTheLibraryAndThePlatform)
 {
     const MainProject project(
-        firstProgram(contentOf(SOURCE_FOLDER "/README.md"), "cpp"));
+        firstProgram(readContent(SOURCE_FOLDER "/README.md"), "cpp"));
     EXPECT_THAT(project.configuration(), Not(HasSubstr("WARNING")));
     ASSERT_THAT(project.targets(),
                 UnorderedElementsAre(
@@ -149,7 +149,7 @@ TEST(Subproject, BuildsOnlyTheLibraryAndThePlatform)
 TEST(Subproject, ServesADaemonInC)
 {
     const MainProject project(
-        firstProgram(contentOf(SOURCE_FOLDER "/README.md"), "c"), {}, "c");
+        firstProgram(readContent(SOURCE_FOLDER "/README.md"), "c"), {}, "c");
     project.compile();
 
     const PrivateBus bus;
@@ -168,7 +168,7 @@ TEST(Subproject, UsesThePlatformOfAnotherPackage)
                                         " -ltest-recording -ltest-text\n");
     lookInto(packages.path(), "PKG_CONFIG_PATH");
     const MainProject project(
-        contentOf(SOURCE_FOLDER "/tests/bus/component_daemon.cpp"),
+        readContent(SOURCE_FOLDER "/tests/bus/component_daemon.cpp"),
         {"-Dhealthintf:platform=board-platform",
          "-Dcpp_args=-I" SOURCE_FOLDER "/tests/bus"});
     ASSERT_THAT(project.targets(), UnorderedElementsAre("program", "healthintf",
@@ -195,11 +195,11 @@ void buildSkeleton(const TemporaryFolder& folder)
                  "/subprojects/sdbusplus-lite/include\n");
     lookInto(folder.path(), "PKG_CONFIG_PATH");
     const fs::path build = folder.path() / "build";
-    outputOf({MESON, "setup", build, SOURCE_FOLDER "/examples/platform",
-              "-Dcontract=" SOURCE_FOLDER "/platform/include", "-Dcpp_std=none",
-              "-Dwerror=true"},
-             {"CXX=" COMPILER, "CXXFLAGS=" STANDARD " " SDBUSPLUS_FLAGS});
-    outputOf({MESON, "compile", "-C", build});
+    readOutput({MESON, "setup", build, SOURCE_FOLDER "/examples/platform",
+                "-Dcontract=" SOURCE_FOLDER "/platform/include",
+                "-Dcpp_std=none", "-Dwerror=true"},
+               {"CXX=" COMPILER, "CXXFLAGS=" STANDARD " " SDBUSPLUS_FLAGS});
+    readOutput({MESON, "compile", "-C", build});
     lookInto(build / "meson-uninstalled", "PKG_CONFIG_PATH");
     lookInto(build, "LD_LIBRARY_PATH");
 }
@@ -209,7 +209,7 @@ TEST(Subproject, WorksOnTheSkeletonOfAPlatform)
     const TemporaryFolder folder;
     buildSkeleton(folder);
     const MainProject project(
-        contentOf(SOURCE_FOLDER "/tests/bus/component_daemon.cpp"),
+        readContent(SOURCE_FOLDER "/tests/bus/component_daemon.cpp"),
         {"-Dhealthintf:platform=acme-platform",
          "-Dcpp_args=-I" SOURCE_FOLDER "/tests/bus"});
     project.compile();

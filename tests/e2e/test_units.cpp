@@ -37,8 +37,9 @@ class InstalledUnit : public testing::TestWithParam<std::string>
 
 TEST_P(InstalledUnit, PassesTheSecurityReview)
 {
-    const std::string said = outputOf({"systemd-analyze", "security",
-                                       "--offline=true", "--no-pager", unit()});
+    const std::string said =
+        readOutput({"systemd-analyze", "security", "--offline=true",
+                    "--no-pager", unit()});
     std::smatch found;
     ASSERT_TRUE(std::regex_search(
         said, found,
@@ -50,7 +51,7 @@ TEST_P(InstalledUnit, PassesTheSecurityReview)
 TEST_P(InstalledUnit, IsValidForSystemd)
 {
     // systemd looks for the program, which lies in the test's folder.
-    std::string text = contentOf(unit());
+    std::string text = readContent(unit());
     const std::string program = LIBEXEC_FOLDER "/healthintf/" + GetParam();
     const std::size_t place = text.find("ExecStart=" + program + "\n");
     ASSERT_NE(place, std::string::npos);
@@ -66,7 +67,7 @@ TEST_P(InstalledUnit, IsValidForSystemd)
 
 TEST_P(InstalledUnit, HasAWatchdogAndRestartsForEver)
 {
-    const std::string text = contentOf(unit());
+    const std::string text = readContent(unit());
     for (const char* wanted :
          {"\nType=notify\n", "\nWatchdogSec=", "\nRestart=always\n",
           "\nRestartSec=", "\nStartLimitIntervalSec=0\n", "\nMemoryMax="})
@@ -81,11 +82,11 @@ TEST_P(InstalledUnit, RunsAsAUserOfItsOwn)
                              : GetParam() == "health-exporter"
                                  ? "healthintf-exporter"
                                  : "healthintf-" + GetParam();
-    const std::string text = contentOf(unit());
+    const std::string text = readContent(unit());
     EXPECT_THAT(text, HasSubstr("\nUser=" + user + "\n"));
     EXPECT_THAT(text, HasSubstr("\nGroup=" + user + "\n"));
     EXPECT_THAT(
-        contentOf(installation().at(SYSUSERS_FOLDER "/healthintf.conf")),
+        readContent(installation().at(SYSUSERS_FOLDER "/healthintf.conf")),
         HasSubstr("\nu " + user + " "));
 }
 
@@ -95,7 +96,7 @@ TEST_P(InstalledUnit, MayWriteOnlyItsOwnFolders)
         {"healthmgr", "/run/healthintf/datacache /var/lib/healthintf/config"},
         {"hostmon", "/run/healthintf/datacache"},
     };
-    const std::string text = contentOf(unit());
+    const std::string text = readContent(unit());
     std::smatch found;
     const bool any =
         std::regex_search(text, found, std::regex("\nReadWritePaths=(.*)\n"));
@@ -112,10 +113,10 @@ TEST_P(InstalledUnit, MayWriteOnlyItsOwnFolders)
     EXPECT_THAT(text, HasSubstr("\nUMask=0022\n"));
 }
 
-TEST(InstalledForSystemd, TheLogHasFoldersThatAreMadeAtEachStart)
+TEST(InstalledForSystemd, LogmgrsFoldersAreCreatedAtEachStart)
 {
     const std::string text =
-        contentOf(installation().at(UNIT_FOLDER "/logmgr.service"));
+        readContent(installation().at(UNIT_FOLDER "/logmgr.service"));
     for (const char* wanted :
          {"\nStateDirectory=healthintf/sel\n",
           "\nRuntimeDirectory=healthintf/sel\n",
@@ -136,11 +137,11 @@ TEST(InstalledForSystemd, ActivationFilesNameTheUnits)
 {
     for (const std::string name : {"healthmgr", "logmgr"})
     {
-        EXPECT_THAT(
-            contentOf(installation().at(PREFIX "/share/dbus-1/system-services/"
-                                               "com.vexa.olvar." +
-                                        name + ".service")),
-            HasSubstr("SystemdService=" + name + ".service\n"));
+        EXPECT_THAT(readContent(installation().at(
+                        PREFIX "/share/dbus-1/system-services/"
+                               "com.vexa.olvar." +
+                        name + ".service")),
+                    HasSubstr("SystemdService=" + name + ".service\n"));
         EXPECT_TRUE(
             fs::exists(installation().at(UNIT_FOLDER "/" + name + ".service")));
     }
@@ -157,8 +158,8 @@ class InstalledFolders : public testing::Test
             GTEST_SKIP() << "needs root, to make users and folders";
         }
         fs::create_directories(root / "etc");
-        outputOf({"systemd-sysusers", "--root=" + root.string(),
-                  installation().at(SYSUSERS_FOLDER "/healthintf.conf")});
+        readOutput({"systemd-sysusers", "--root=" + root.string(),
+                    installation().at(SYSUSERS_FOLDER "/healthintf.conf")});
     }
 
     ~InstalledFolders() override
@@ -168,15 +169,16 @@ class InstalledFolders : public testing::Test
 
     void make() const
     {
-        outputOf({"systemd-tmpfiles", "--create", "--remove",
-                  "--root=" + root.string(),
-                  installation().at(TMPFILES_FOLDER "/healthintf.conf")});
+        readOutput({"systemd-tmpfiles", "--create", "--remove",
+                    "--root=" + root.string(),
+                    installation().at(TMPFILES_FOLDER "/healthintf.conf")});
     }
 
     /** The id of a user or group of the root folder. */
-    std::string numberOf(const std::string& file, const std::string& name) const
+    std::string readNumber(const std::string& file,
+                           const std::string& name) const
     {
-        const std::string text = "\n" + contentOf(root / "etc" / file);
+        const std::string text = "\n" + readContent(root / "etc" / file);
         std::smatch found;
         return std::regex_search(text, found,
                                  std::regex("\n" + name + ":x:([0-9]+):"))
@@ -189,9 +191,10 @@ class InstalledFolders : public testing::Test
                 const std::string& owner) const
     {
         EXPECT_EQ(
-            outputOf({"stat", "--format=%a %u %g", root / path}),
-            mode + " " + (owner == "root" ? "0" : numberOf("passwd", owner)) +
-                " " + (owner == "root" ? "0" : numberOf("group", owner)) + "\n")
+            readOutput({"stat", "--format=%a %u %g", root / path}),
+            mode + " " + (owner == "root" ? "0" : readNumber("passwd", owner)) +
+                " " + (owner == "root" ? "0" : readNumber("group", owner)) +
+                "\n")
             << path;
     }
 
@@ -216,7 +219,7 @@ TEST_F(InstalledFolders, AreWritableForAGroupOnlyWhenTheyAreSticky)
 
 TEST_F(InstalledFolders, LetTheHostMonitorReportAndNotOperate)
 {
-    const std::string groups = "\n" + contentOf(root / "etc/group");
+    const std::string groups = "\n" + readContent(root / "etc/group");
     EXPECT_TRUE(std::regex_search(
         groups, std::regex("\nhealthintf:x:[0-9]+:healthintf-hostmon\n")))
         << groups;
@@ -229,11 +232,11 @@ TEST_F(InstalledFolders, AreCorrectedWhereAnOlderVersionCreatedThem)
 {
     const auto make2775 = [this](const std::string& path) {
         fs::create_directories(root / path);
-        outputOf({"chown",
-                  numberOf("passwd", "healthintf") + ":" +
-                      numberOf("group", "healthintf"),
-                  root / path});
-        outputOf({"chmod", "2775", root / path});
+        readOutput({"chown",
+                    readNumber("passwd", "healthintf") + ":" +
+                        readNumber("group", "healthintf"),
+                    root / path});
+        readOutput({"chmod", "2775", root / path});
     };
     make2775("run/healthintf");
     make2775("run/healthintf/datacache");
@@ -262,7 +265,7 @@ TEST_F(InstalledFolders, AreCorrectedWhereAnOlderVersionCreatedThem)
     }
     for (const std::string& file : kept)
     {
-        EXPECT_EQ(contentOf(root / file), file);
+        EXPECT_EQ(readContent(root / file), file);
     }
     expect(kept[1], "600", "healthintf-logmgr");
 }

@@ -89,7 +89,7 @@ Replacement replacement(std::string_view name, Function* function)
     return {name, reinterpret_cast<void*>(function)};
 }
 
-void* replacementOf(std::string_view name)
+void* findReplacement(std::string_view name)
 {
     static const std::array all{
         replacement("malloc", watchedMalloc),
@@ -138,7 +138,7 @@ struct Imports
     std::array<Table, 2> tables;
 };
 
-Imports importsOf(const ElfW(Dyn) * dynamic)
+Imports listImports(const ElfW(Dyn) * dynamic)
 {
     Imports found;
     for (; dynamic->d_tag != DT_NULL; ++dynamic)
@@ -186,8 +186,8 @@ int redirect(ElfW(Addr) base, const Imports& imports)
             const auto symbol = entries[i].r_info >> 32;
             void* function =
                 symbol == 0 ? nullptr
-                            : replacementOf(imports.names +
-                                            imports.symbols[symbol].st_name);
+                            : findReplacement(imports.names +
+                                              imports.symbols[symbol].st_name);
             if (function != nullptr &&
                 write(reinterpret_cast<void**>(base + entries[i].r_offset),
                       function))
@@ -213,8 +213,8 @@ int takeLibrary(dl_phdr_info* info, size_t /*size*/, void* context)
         if (header.p_type == PT_DYNAMIC)
         {
             const Imports imports =
-                importsOf(reinterpret_cast<const ElfW(Dyn)*>(info->dlpi_addr +
-                                                             header.p_vaddr));
+                listImports(reinterpret_cast<const ElfW(Dyn)*>(info->dlpi_addr +
+                                                               header.p_vaddr));
             *static_cast<bool*>(context) =
                 redirect(info->dlpi_addr, imports) > 0;
         }

@@ -51,7 +51,7 @@ struct End
     bool documented = true;
 };
 
-End runOf(const Road& road, Try& tried)
+End runRoad(const Road& road, Try& tried)
 {
     End end;
     try
@@ -226,7 +226,7 @@ bool Injection::tryOnce(unsigned nth)
     }
 
     failer().arm(seam, nth);
-    const End end = runOf(road, tried);
+    const End end = runRoad(road, tried);
     failer().disarm();
     const char* failed = failer().failed();
     SCOPED_TRACE("call " + std::to_string(nth) + ", " +
@@ -271,7 +271,7 @@ TEST_P(Injection, KeepsThePromisesAtEveryFailure)
     EXPECT_FALSE(leaked());
 }
 
-const char* nameOf(Seam seam)
+const char* readName(Seam seam)
 {
     switch (seam)
     {
@@ -310,7 +310,7 @@ std::vector<std::tuple<Road, Seam>> everyWay()
 INSTANTIATE_TEST_SUITE_P(Each, Injection, testing::ValuesIn(everyWay()),
                          [](const auto& each) {
                              return std::get<0>(each.param).name + "_" +
-                                    nameOf(std::get<1>(each.param));
+                                    readName(std::get<1>(each.param));
                          });
 
 } // namespace

@@ -150,7 +150,7 @@ BusClient::objects(const std::string& owner) const
     return found;
 }
 
-std::string BusClient::ownerOf(const std::string& name) const
+std::string BusClient::findOwner(const std::string& name) const
 {
     try
     {

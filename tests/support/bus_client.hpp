@@ -68,7 +68,7 @@ class BusClient
     }
 
     /** The unique name of the owner of a name; empty if it has none. */
-    std::string ownerOf(const std::string& name) const;
+    std::string findOwner(const std::string& name) const;
 
     /** Every HealthStatusUpdate received: "parent key health". */
     std::vector<std::string> updates;

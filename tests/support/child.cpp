@@ -128,7 +128,7 @@ int Child::wait()
 
 std::string Child::errors()
 {
-    return contentOf("/proc/self/fd/" + std::to_string(standardError));
+    return readContent("/proc/self/fd/" + std::to_string(standardError));
 }
 
 int inChild(const std::function<int()>& work, std::string* errors)

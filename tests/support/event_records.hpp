@@ -34,7 +34,7 @@ struct SensorEvent
 };
 
 /** The event record in the layout of IPMI 2.0. */
-inline Record recordOf(const SensorEvent& event)
+inline Record makeRecord(const SensorEvent& event)
 {
     const auto byte = [](unsigned int value) {
         return static_cast<uint8_t>(value);
@@ -58,7 +58,7 @@ inline Record recordOf(const SensorEvent& event)
 }
 
 /** The record in hexadecimal digits. */
-inline std::string digitsOf(const Record& record)
+inline std::string formatDigits(const Record& record)
 {
     std::array<char, 2 * sizeof(Record) + 1> digits{};
     for (std::size_t i = 0; i < record.size(); ++i)
@@ -119,7 +119,7 @@ inline Described describe(const Record& record)
 
 inline Described describe(const SensorEvent& event)
 {
-    return describe(recordOf(event));
+    return describe(makeRecord(event));
 }
 
 /** Attaches to the event-description library until its end of scope. */

@@ -12,7 +12,7 @@ namespace healthintf::test
 {
 
 /** The content of a file; empty if the file does not exist. */
-inline std::string contentOf(const std::filesystem::path& file)
+inline std::string readContent(const std::filesystem::path& file)
 {
     std::ifstream stream(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), {}};

@@ -16,7 +16,7 @@ namespace healthintf::test
 namespace
 {
 
-const char* programOf(BusKind kind)
+const char* nameProgram(BusKind kind)
 {
     return kind == BusKind::broker ? BROKER_DAEMON : "dbus-daemon";
 }
@@ -93,7 +93,7 @@ Process PrivateBus::start(const TemporaryFolder& folder,
             "<servicedir>" +
             (folder.path() / "services").string() + "</servicedir>" + rules +
             "</busconfig>");
-    return Process({programOf(busKind()), "--nofork", "--nopidfile",
+    return Process({nameProgram(busKind()), "--nofork", "--nopidfile",
                     "--print-address=1", "--print-pid=1",
                     "--config-file=" + config.string()});
 }

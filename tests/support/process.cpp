@@ -222,7 +222,7 @@ std::size_t Process::peakMemory() const
 
 std::string Process::errors() const
 {
-    return contentOf("/proc/self/fd/" + std::to_string(standardError));
+    return readContent("/proc/self/fd/" + std::to_string(standardError));
 }
 
 std::string Process::output()
@@ -244,8 +244,8 @@ bool endsInTime(pid_t process)
     return ended;
 }
 
-std::string outputOf(const std::vector<std::string>& command,
-                     const std::vector<std::string>& environment)
+std::string readOutput(const std::vector<std::string>& command,
+                       const std::vector<std::string>& environment)
 {
     Process program(command, environment);
     std::string output = program.output();

@@ -92,7 +92,7 @@ bool endsInTime(pid_t process);
  *  @return its output
  *  @throws std::runtime_error with its standard error if it does not exit with
  *  0 */
-std::string outputOf(const std::vector<std::string>& command,
-                     const std::vector<std::string>& environment = {});
+std::string readOutput(const std::vector<std::string>& command,
+                       const std::vector<std::string>& environment = {});
 
 } // namespace healthintf::test

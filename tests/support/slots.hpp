@@ -14,7 +14,7 @@ namespace healthintf::test
 /** The slot of a virtual member function, where the complete-object destructor
  *  has slot 0; -1 for a function that is not virtual. */
 template <typename Function>
-std::ptrdiff_t slotOf(Function function)
+std::ptrdiff_t findSlot(Function function)
 {
     struct
     {
@@ -50,7 +50,7 @@ PropertySlots getSlots(T (Object::*getter)() const,
                        T (Object::*fullSetter)(T, bool),
                        T (Object::*plainSetter)(T))
 {
-    return {slotOf(getter), slotOf(fullSetter), slotOf(plainSetter)};
+    return {findSlot(getter), findSlot(fullSetter), findSlot(plainSetter)};
 }
 
 } // namespace healthintf::test

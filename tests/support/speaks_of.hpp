@@ -19,7 +19,7 @@ inline std::string lowered(std::string text)
 }
 
 /** Whether a word of the text begins with @p word, in upper or lower case. */
-inline bool speaksOf(const std::string& text, const std::string& word)
+inline bool mentions(const std::string& text, const std::string& word)
 {
     const std::string in = lowered(text);
     const std::string what = lowered(word);

@@ -107,7 +107,7 @@ class UnansweringFilesystem
     }
 
     template <typename Answer>
-    static std::vector<char> bytesOf(const Answer& answer)
+    static std::vector<char> encode(const Answer& answer)
     {
         std::vector<char> bytes(sizeof answer);
         std::memcpy(bytes.data(), &answer, sizeof answer);
@@ -125,7 +125,7 @@ class UnansweringFilesystem
             version.major = FUSE_KERNEL_VERSION;
             version.minor = FUSE_KERNEL_MINOR_VERSION;
             version.max_write = 4096;
-            return bytesOf(version);
+            return encode(version);
         }
         if (question == FUSE_GETATTR)
         {
@@ -133,7 +133,7 @@ class UnansweringFilesystem
             folder.attr.ino = FUSE_ROOT_ID;
             folder.attr.mode = S_IFDIR | 0755;
             folder.attr.nlink = 2;
-            return bytesOf(folder);
+            return encode(folder);
         }
         if (question == FUSE_STATFS)
         {
@@ -143,7 +143,7 @@ class UnansweringFilesystem
             whole.st.bavail = 10;
             whole.st.bsize = 4096;
             whole.st.frsize = 4096;
-            return bytesOf(whole);
+            return encode(whole);
         }
         return {};
     }
@@ -183,7 +183,7 @@ class UnansweringFilesystem
         head.unique = asked.unique;
         head.error = content ? 0 : -ENOSYS;
         head.len = sizeof head + (content ? content->size() : 0);
-        std::vector<char> whole = bytesOf(head);
+        std::vector<char> whole = encode(head);
         if (content)
         {
             whole.insert(whole.end(), content->begin(), content->end());

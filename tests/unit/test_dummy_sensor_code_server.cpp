@@ -85,7 +85,7 @@ class DummySensorCodeServer : public LibraryTest
                 .get());
     }
 
-    static std::string errorOf(const MessagePtr& reply)
+    static std::string catchError(const MessagePtr& reply)
     {
         if (reply == nullptr)
         {
@@ -116,7 +116,7 @@ TEST_F(DummySensorCodeServer, AnswersWithTheErrorThatItsImplementationThrows)
     sensor.beforeTrigger = [] {
         throw exception::SdBusError(EBUSY, "sd_bus_call");
     };
-    EXPECT_EQ(errorOf(trigger()),
+    EXPECT_EQ(catchError(trigger()),
               "System.Error.EBUSY: Device or resource busy");
     sensor.beforeTrigger = nullptr;
     EXPECT_EQ(arguments(trigger().get()), "11") << "and goes on";
@@ -128,11 +128,12 @@ TEST_F(DummySensorCodeServer, AnswersWithAnErrorToEveryOtherException)
     sensor.beforeTrigger = [] {
         throw std::runtime_error("broken");
     };
-    EXPECT_EQ(errorOf(trigger()), "org.freedesktop.DBus.Error.Failed: broken");
+    EXPECT_EQ(catchError(trigger()),
+              "org.freedesktop.DBus.Error.Failed: broken");
     sensor.beforeTrigger = [] {
         throw 7;
     };
-    EXPECT_EQ(errorOf(trigger()),
+    EXPECT_EQ(catchError(trigger()),
               "org.freedesktop.DBus.Error.Failed: unknown exception");
     EXPECT_EQ(sensor.calls, Lines{});
 }
@@ -143,7 +144,7 @@ TEST_F(DummySensorCodeServer, AnswersWhenAnExceptionsTextCannotBeSent)
     sensor.beforeTrigger = [] {
         throw std::runtime_error("\xff");
     };
-    EXPECT_EQ(errorOf(trigger()),
+    EXPECT_EQ(catchError(trigger()),
               "org.freedesktop.DBus.Error.Failed: exception "
               "with a text that is not ASCII");
     sensor.beforeTrigger = nullptr;
@@ -167,7 +168,7 @@ TEST_F(DummySensorCodeServer, IsReadAndWrittenOverTheBus)
     Sensor sensor(bus, path);
     EXPECT_EQ(read(), "0");
     journal().take();
-    EXPECT_EQ(errorOf(write("u", 3u)), "none");
+    EXPECT_EQ(catchError(write("u", 3u)), "none");
     EXPECT_EQ(journal().take(), announcement);
     EXPECT_EQ(read(), "3");
     EXPECT_EQ(sensor.calls, Lines{"set 3"}) << "through the virtual setter";
@@ -176,9 +177,9 @@ TEST_F(DummySensorCodeServer, IsReadAndWrittenOverTheBus)
 TEST_F(DummySensorCodeServer, AnnouncesNothingWhenTheValueHeldIsWritten)
 {
     Sensor sensor(bus, path);
-    EXPECT_EQ(errorOf(write("u", 3u)), "none");
+    EXPECT_EQ(catchError(write("u", 3u)), "none");
     journal().take();
-    EXPECT_EQ(errorOf(write("u", 3u)), "none");
+    EXPECT_EQ(catchError(write("u", 3u)), "none");
     EXPECT_EQ(sensor.healthStatus(3), 3u);
     EXPECT_EQ(journal().take(), Lines{});
 }
@@ -278,9 +279,9 @@ TEST_F(DummySensorCodeServer, ThrowsForAPathThatIsTooLong)
 
 TEST_F(DummySensorCodeServer, KeepsItsVirtualFunctionsInTheirSlots)
 {
-    EXPECT_EQ(slotOf(&DummySensorCode::triggerFault), 2);
-    EXPECT_EQ(slotOf(&DummySensorCode::removeFault), 3);
-    EXPECT_EQ(slotOf(&DummySensorCode::clearAllFault), 4);
+    EXPECT_EQ(findSlot(&DummySensorCode::triggerFault), 2);
+    EXPECT_EQ(findSlot(&DummySensorCode::removeFault), 3);
+    EXPECT_EQ(findSlot(&DummySensorCode::clearAllFault), 4);
     EXPECT_EQ(
         (getSlots<DummySensorCode, uint32_t>(&DummySensorCode::healthStatus,
                                              &DummySensorCode::healthStatus,

@@ -40,7 +40,7 @@ struct Outcome
     std::string error;
 };
 
-Outcome outcomeOf(const std::function<int()>& work)
+Outcome catchOutcome(const std::function<int()>& work)
 {
     sd_bus_error error = SD_BUS_ERROR_NULL;
     Outcome outcome{runWithErrorReply(&sdbusplus::sdbus_impl, &error, work),
@@ -55,7 +55,7 @@ Outcome outcomeOf(const std::function<int()>& work)
 
 TEST(ErrorReply, ReturnsTheResultOfTheWork)
 {
-    const Outcome outcome = outcomeOf([] {
+    const Outcome outcome = catchOutcome([] {
         return 7;
     });
     EXPECT_EQ(outcome.result, 7);
@@ -64,12 +64,12 @@ TEST(ErrorReply, ReturnsTheResultOfTheWork)
 
 TEST(ErrorReply, KeepsNameAndDescriptionOfDBusErrors)
 {
-    const Outcome declared = outcomeOf([]() -> int {
+    const Outcome declared = catchOutcome([]() -> int {
         throw Declared();
     });
     EXPECT_LT(declared.result, 0);
     EXPECT_EQ(declared.error, "com.example.Declared: declared");
-    EXPECT_EQ(outcomeOf([]() -> int {
+    EXPECT_EQ(catchOutcome([]() -> int {
                   throw sdbusplus::exception::SdBusError(EIO, "sd_bus_send");
               }).error,
               "org.freedesktop.DBus.Error.IOError: Input/output error");
@@ -77,12 +77,12 @@ TEST(ErrorReply, KeepsNameAndDescriptionOfDBusErrors)
 
 TEST(ErrorReply, MapsAllOtherExceptionsToFailed)
 {
-    const Outcome outcome = outcomeOf([]() -> int {
+    const Outcome outcome = catchOutcome([]() -> int {
         throw std::runtime_error("broken");
     });
     EXPECT_LT(outcome.result, 0);
     EXPECT_EQ(outcome.error, "org.freedesktop.DBus.Error.Failed: broken");
-    EXPECT_EQ(outcomeOf([]() -> int {
+    EXPECT_EQ(catchOutcome([]() -> int {
                   throw 7;
               }).error,
               "org.freedesktop.DBus.Error.Failed: unknown exception");
@@ -90,7 +90,7 @@ TEST(ErrorReply, MapsAllOtherExceptionsToFailed)
 
 TEST(ErrorReply, SendsOnlyTextsInAscii)
 {
-    EXPECT_EQ(outcomeOf([]() -> int {
+    EXPECT_EQ(catchOutcome([]() -> int {
                   throw std::runtime_error("\xff");
               }).error,
               "org.freedesktop.DBus.Error.Failed: exception with a text that "

@@ -12,18 +12,18 @@ namespace
 using healthintf::test::EventText;
 using Texts = std::vector<std::string>;
 
-JnlEntry entryOf(const EventText& event)
+JnlEntry makeEntry(const EventText& event)
 {
     return {healthintf::test::jnlEntry(event)};
 }
 
 TEST(EventEntry, ReadsTheMessageOfAnEvent)
 {
-    const JnlEntry entry = entryOf({.severity = 2,
-                                    .messageId = "FAN0001",
-                                    .message = "Fan 1 failed.",
-                                    .args = {"1", "", "rear"},
-                                    .description = "Fan.1"});
+    const JnlEntry entry = makeEntry({.severity = 2,
+                                      .messageId = "FAN0001",
+                                      .message = "Fan 1 failed.",
+                                      .args = {"1", "", "rear"},
+                                      .description = "Fan.1"});
     EXPECT_EQ(entry.severity(), 2u);
     EXPECT_EQ(entry.messageId(), "FAN0001");
     EXPECT_EQ(entry.message(), "Fan 1 failed.");
@@ -70,10 +70,11 @@ TEST(EventEntry, ReadsNoMoreArgumentsThanThereAreFieldsFor)
     for (const uint8_t count : {5, 6, 255})
     {
         event.argumentCount = count;
-        EXPECT_EQ(entryOf(event).arguments(), (Texts{"a", "b", "c", "d", "e"}));
+        EXPECT_EQ(makeEntry(event).arguments(),
+                  (Texts{"a", "b", "c", "d", "e"}));
     }
     event.argumentCount = 2;
-    EXPECT_EQ(entryOf(event).arguments(), (Texts{"a", "b"}));
+    EXPECT_EQ(makeEntry(event).arguments(), (Texts{"a", "b"}));
 }
 
 TEST(EventEntry, ReadsTheFrontPanelEntry)

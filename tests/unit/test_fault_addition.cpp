@@ -45,10 +45,10 @@ class FaultAddition : public ComponentTest
     static std::string nextPath(uint32_t health)
     {
         static_cast<void>(FaultEntry::GetUniqueFaultNumber());
-        return pathOf(static_cast<uint16_t>(lastNumber() + 1), health);
+        return makePath(static_cast<uint16_t>(lastNumber() + 1), health);
     }
 
-    static std::string pathOf(uint16_t number, uint32_t health)
+    static std::string makePath(uint16_t number, uint32_t health)
     {
         char name[32];
         std::snprintf(name, sizeof(name), "Fault_%04X%04X_%01X",
@@ -374,7 +374,7 @@ TEST_F(FaultAddition, KeepsAnOldFaultWhoseNumberIsReused)
     {
         static_cast<void>(FaultEntry::GetUniqueFaultNumber());
     }
-    const std::string path = pathOf(static_cast<uint16_t>(before + 1), 4);
+    const std::string path = makePath(static_cast<uint16_t>(before + 1), 4);
     ASSERT_EQ(faults(), Lines{path});
     EXPECT_EQ(add(*object, 1, "NEW"), 4);
     EXPECT_EQ(messages(), Lines{"OLD"});

@@ -345,7 +345,7 @@ class FlatInitialization : public LibraryTest
 
     /** The connection that withdraws a thread's component from the health tree.
      */
-    std::string speakerOf(std::unique_ptr<FaultAndHealth> object)
+    std::string findSpeaker(std::unique_ptr<FaultAndHealth> object)
     {
         std::string speaker;
         sd_bus_slot* slot = nullptr;
@@ -424,7 +424,7 @@ TEST_F(FlatInitialization, TakesAReferenceOfItsOwn)
             name = gbus.get_unique_name();
             sd_bus_unref(opened);
         }
-        EXPECT_EQ(speakerOf(std::move(object)), name);
+        EXPECT_EQ(findSpeaker(std::move(object)), name);
     });
 }
 
@@ -440,7 +440,7 @@ TEST_F(FlatInitialization, StaysWithTheFirstConnectionOfItsThread)
         EXPECT_EQ(rawBus(gbus), first.get());
         object.reset();
         client.catchUp();
-        EXPECT_EQ(speakerOf(std::move(other)), first.name());
+        EXPECT_EQ(findSpeaker(std::move(other)), first.name());
 
         object = init(second.get());
         EXPECT_EQ(rawBus(gbus), first.get()) << "also without any object";
@@ -470,7 +470,7 @@ TEST_F(FlatInitialization, HasAConnectionForEachThread)
             const Connection second;
             auto other = init(second.get(), root + "/b");
             EXPECT_EQ(rawBus(gbus), second.get());
-            EXPECT_EQ(speakerOf(std::move(other)), second.name());
+            EXPECT_EQ(findSpeaker(std::move(other)), second.name());
         });
         EXPECT_EQ(rawBus(gbus), first.get());
     });

@@ -629,5 +629,30 @@ TEST_F(SecondComponent, LeavesTheRecordToTheFirstWhenItEnds)
     EXPECT_EQ(health(), 2U);
 }
 
+TEST_F(FaultAndHealthTest, KeepsEveryFaultWhenTheEventLogIsCleared)
+{
+    const auto object = make();
+    add(*object, 1);
+    journal().take();
+    connection.signal("/com/vexa/olvar/logmgr/SEL", "com.vexa.olvar.logmgr.SEL",
+                      "ClearedSelEntries", "");
+    connection.signal("/com/vexa/olvar/logmgr/SEL", "com.vexa.olvar.logmgr.SEL",
+                      "ClearedSelEntries", "su", "anything", 1u);
+    EXPECT_EQ(journal().take(),
+              Lines(2, "log 7 271 hmi_fault_health.#.clearSELSignalHandler: "
+                       "clear SEL Signal Received"));
+    EXPECT_EQ(messages(), Lines{"FAN0001"});
+}
+
+TEST_F(FaultAndHealthTest, ReceivesTheClearedLogOnceAfterRegisteringAgain)
+{
+    const auto object = make();
+    object->RegisterForClearSELSignal();
+    journal().take();
+    connection.signal("/com/vexa/olvar/logmgr/SEL", "com.vexa.olvar.logmgr.SEL",
+                      "ClearedSelEntries", "");
+    EXPECT_EQ(journal().take().size(), 1U);
+}
+
 } // namespace
 } // namespace health_namespace

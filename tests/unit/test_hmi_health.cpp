@@ -554,7 +554,7 @@ class HealthRecords : public testing::Test
         }
     }
 
-    static Lines childrenOf(const std::string& key)
+    static Lines listChildren(const std::string& key)
     {
         std::vector<HealthStatus::Record> records;
         EXPECT_EQ(HealthStatus::GetImmediateChildHealthStatus(key, records), 0);
@@ -570,7 +570,7 @@ class HealthRecords : public testing::Test
 TEST_F(HealthRecords, OfTheKeyAndItsChildrenAreRead)
 {
     have({"/a/b", "/a/b/c", "/a/b/c/d", "/a/b/x"});
-    EXPECT_EQ(childrenOf("/a/b"), (Lines{"/a/b", "/a/b/c", "/a/b/x"}));
+    EXPECT_EQ(listChildren("/a/b"), (Lines{"/a/b", "/a/b/c", "/a/b/x"}));
     EXPECT_EQ(journal().take(),
               (Lines{"log 7 271 hmi_health.#.GetImmediateChildHealthStatus: "
                      "Entry path:/a/b",
@@ -586,7 +586,7 @@ TEST_F(HealthRecords, OfTheKeyAndItsChildrenAreRead)
 TEST_F(HealthRecords, CountAsChildrenForAnyTextAfterTheKey)
 {
     have({"/a/bc", "/a/b2/x", "/a/b/c/d"});
-    EXPECT_EQ(childrenOf("/a/b"), (Lines{"/a/bc"}));
+    EXPECT_EQ(listChildren("/a/b"), (Lines{"/a/bc"}));
 }
 
 TEST_F(HealthRecords, AreAppendedToTheCallersList)
@@ -600,7 +600,7 @@ TEST_F(HealthRecords, AreAppendedToTheCallersList)
 
 TEST_F(HealthRecords, ThatAreNoneAreASuccess)
 {
-    EXPECT_EQ(childrenOf("/a/b"), Lines{});
+    EXPECT_EQ(listChildren("/a/b"), Lines{});
     EXPECT_EQ(journal().lines().back(),
               "log 7 271 hmi_health.#.GetImmediateChildHealthStatus: No "
               "entries available, returning success");

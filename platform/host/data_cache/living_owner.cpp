@@ -12,7 +12,7 @@ namespace healthintf::host
 namespace
 {
 
-struct flock lockOfTheWholeFile(short type)
+struct flock makeWholeFileLock(short type)
 {
     struct flock whole
     {};
@@ -25,7 +25,7 @@ struct flock lockOfTheWholeFile(short type)
 
 int lockAsOwner(int file)
 {
-    auto lock = lockOfTheWholeFile(F_WRLCK);
+    auto lock = makeWholeFileLock(F_WRLCK);
     return fcntl(file, F_OFD_SETLK, &lock) == 0 ? 0 : errno;
 }
 
@@ -33,7 +33,7 @@ bool isOwnerAlive(int file)
 {
     // Asks whether a read lock would be refused. Only a process that may write
     // the file, its owner, can hold the write lock that refuses it.
-    auto lock = lockOfTheWholeFile(F_RDLCK);
+    auto lock = makeWholeFileLock(F_RDLCK);
     return fcntl(file, F_OFD_GETLK, &lock) == 0 && lock.l_type == F_WRLCK;
 }
 

@@ -337,7 +337,7 @@ void Segment::reachSlot(uint32_t slot)
         if (header().tables.at(table) == 0)
         {
             store(header().tables.at(table),
-                  uint64_t{extend(bytesOfTable(table))});
+                  uint64_t{extend(countTableBytes(table))});
         }
     }
     if (slot >= header().slotCount)

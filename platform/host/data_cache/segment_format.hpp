@@ -204,7 +204,7 @@ constexpr std::size_t slotsBehind(std::size_t table)
 }
 
 /** The size of a table in bytes. */
-constexpr std::size_t bytesOfTable(std::size_t table)
+constexpr std::size_t countTableBytes(std::size_t table)
 {
     return slotsBehind(table) + slotsInTable(table) * sizeof(Slot);
 }

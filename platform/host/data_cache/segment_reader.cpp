@@ -233,8 +233,8 @@ bool SegmentReader::fetch(void* into, std::size_t size, uint64_t at) const
  *
  *  @return whether they could be read */
 template <typename Element>
-bool SegmentReader::fetchOfTable(std::span<Element> elements, std::size_t table,
-                                 std::size_t index) const
+bool SegmentReader::fetchTablePart(std::span<Element> elements,
+                                   std::size_t table, std::size_t index) const
 {
     const uint64_t begin = header().tables.at(table);
     const std::size_t behind =
@@ -271,7 +271,7 @@ void SegmentReader::forEachPiece(std::size_t count, Visit&& visit) const
             {atOnce, slotsInTable(table) - index, std::size_t{count} - next});
         if (table != 0)
         {
-            if (!fetchOfTable(std::span(read).first(size), table, index))
+            if (!fetchTablePart(std::span(read).first(size), table, index))
             {
                 return;
             }
@@ -505,7 +505,7 @@ SegmentReader::candidateAt(uint32_t slot) const
     const auto [table, index] = slotPosition(slot);
     Slot read{};
     Candidate candidate{.slot = slot, .place = {}, .live = {}};
-    if (!fetchOfTable(std::span(&read, 1), table, index) || read.place == 0)
+    if (!fetchTablePart(std::span(&read, 1), table, index) || read.place == 0)
     {
         return std::nullopt;
     }

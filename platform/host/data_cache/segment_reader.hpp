@@ -130,7 +130,7 @@ class SegmentReader
         std::array<Slot, slotsOfFirstTable> slots;
     };
     static_assert(offsetof(Begin, hashes) == firstTable);
-    static_assert(sizeof(Begin) == firstTable + bytesOfTable(0));
+    static_assert(sizeof(Begin) == firstTable + countTableBytes(0));
 
     static bool readBegin(int file, Begin& begin);
 
@@ -145,8 +145,8 @@ class SegmentReader
                       const VisitReadRecord& visit) const;
     bool fetch(void* into, std::size_t size, uint64_t at) const;
     template <typename Element>
-    bool fetchOfTable(std::span<Element> elements, std::size_t table,
-                      std::size_t index) const;
+    bool fetchTablePart(std::span<Element> elements, std::size_t table,
+                        std::size_t index) const;
     template <typename Element, typename Visit>
     void forEachPiece(std::size_t count, Visit&& visit) const;
     Coverage readSlots(std::size_t count, const RecordQuery& query,

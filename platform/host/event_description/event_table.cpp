@@ -22,8 +22,8 @@ namespace
 {
     const std::size_t at = source.text.rfind('"' + word + '"');
     throw EventTableError(source.name + ": line " +
-                          std::to_string(lineOfByte(source.text, at)) + ": " +
-                          word + " " + cause);
+                          std::to_string(countLinesUpTo(source.text, at)) +
+                          ": " + word + " " + cause);
 }
 
 /** The part of an identifier after the category. */

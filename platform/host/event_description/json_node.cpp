@@ -19,7 +19,8 @@ using nlohmann::json;
                          const std::vector<std::string>& keys,
                          const std::string& cause)
 {
-    std::string place = "line " + std::to_string(lineOfKeys(text, keys)) + ": ";
+    std::string place =
+        "line " + std::to_string(findLineOfKeys(text, keys)) + ": ";
     for (const std::string& key : keys)
     {
         place += key + ": ";

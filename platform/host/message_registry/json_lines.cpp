@@ -11,7 +11,7 @@ namespace
 constexpr std::string_view blanks = " \t\r\n";
 
 /** The end of the string that begins at @p at. */
-std::size_t endOfQuotes(std::string_view text, std::size_t at)
+std::size_t findClosingQuote(std::string_view text, std::size_t at)
 {
     for (++at; at < text.size() && text[at] != '"'; ++at)
     {
@@ -46,7 +46,7 @@ std::size_t findKey(std::string_view text, const std::string& key)
                 break;
             case '"':
             {
-                const std::size_t end = endOfQuotes(text, at);
+                const std::size_t end = findClosingQuote(text, at);
                 if (depth == 1 && text.substr(at, end + 1 - at) == quoted &&
                     isKey(text, end))
                 {
@@ -67,12 +67,12 @@ std::size_t findKey(std::string_view text, const std::string& key)
 std::string_view valueAfter(std::string_view text)
 {
     std::size_t depth = 0;
-    for (std::size_t at = endOfQuotes(text, 0) + 1; at < text.size(); ++at)
+    for (std::size_t at = findClosingQuote(text, 0) + 1; at < text.size(); ++at)
     {
         switch (text[at])
         {
             case '"':
-                at = endOfQuotes(text, at);
+                at = findClosingQuote(text, at);
                 break;
             case '{':
                 ++depth;
@@ -99,14 +99,14 @@ std::string_view valueAfter(std::string_view text)
 
 } // namespace
 
-std::size_t lineOfByte(std::string_view text, std::size_t byte)
+std::size_t countLinesUpTo(std::string_view text, std::size_t byte)
 {
     const std::string_view before = text.substr(0, byte);
     return 1 + std::ranges::count(before, '\n');
 }
 
-std::size_t lineOfKeys(std::string_view text,
-                       const std::vector<std::string>& keys)
+std::size_t findLineOfKeys(std::string_view text,
+                           const std::vector<std::string>& keys)
 {
     std::size_t lastKey = 0;
     std::size_t at = 0;
@@ -126,7 +126,7 @@ std::size_t lineOfKeys(std::string_view text,
         lastKey = at;
         at += keySize;
     }
-    return lineOfByte(text, lastKey);
+    return countLinesUpTo(text, lastKey);
 }
 
 std::string describeJsonError(std::string_view text,
@@ -139,7 +139,7 @@ std::string describeJsonError(std::string_view text,
         return "a number is too large";
     }
     const std::size_t before = place->byte > 0 ? place->byte - 1 : 0;
-    return "line " + std::to_string(lineOfByte(text, before)) +
+    return "line " + std::to_string(countLinesUpTo(text, before)) +
            ": no valid JSON";
 }
 

@@ -59,7 +59,8 @@ std::string readHeadText(const json& registry, std::string_view text,
     }
     if (!found->is_string() || found->get_ref<const std::string&>().empty())
     {
-        throw RegistryError("line " + std::to_string(lineOfKeys(text, {name})) +
+        throw RegistryError("line " +
+                            std::to_string(findLineOfKeys(text, {name})) +
                             ": " + name + " is no text");
     }
     return *found;
@@ -159,7 +160,7 @@ std::string describeProblem(std::string_view text, const std::string& key,
     {
         keys.push_back(error.property());
     }
-    return "line " + std::to_string(lineOfKeys(text, keys)) + ": " + key +
+    return "line " + std::to_string(findLineOfKeys(text, keys)) + ": " + key +
            ": " + error.what();
 }
 
@@ -182,7 +183,7 @@ RegistryFile parseRegistry(std::string_view text)
     if (messages == registry.end() || !messages->is_object())
     {
         throw RegistryError("line " +
-                            std::to_string(lineOfKeys(text, {"Messages"})) +
+                            std::to_string(findLineOfKeys(text, {"Messages"})) +
                             ": Messages is no object");
     }
     for (const auto& [key, message] : messages->items())

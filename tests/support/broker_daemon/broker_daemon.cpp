@@ -120,7 +120,7 @@ BusHandle connect(const std::string& address)
 }
 
 /** The broker, which is the only child of the launcher. */
-pid_t brokerOf(pid_t launcher)
+pid_t findBroker(pid_t launcher)
 {
     const std::string id = std::to_string(launcher);
     const fs::path children = "/proc/" + id + "/task/" + id + "/children";
@@ -238,7 +238,7 @@ class Broker
         checkResult(sd_bus_attach_event(bus.get(), loop.get(), 0), "loop");
         journal.attach(loop.get());
         handleSignals();
-        print(options, address, brokerOf(launcher));
+        print(options, address, findBroker(launcher));
     }
 
     void handleSignals()

@@ -67,14 +67,14 @@ class Arguments
     std::string optionValue;
 };
 
-int descriptorOf(const std::string& value)
+int parseDescriptor(const std::string& value)
 {
     return value.empty() ? STDOUT_FILENO : std::stoi(value);
 }
 
 /** The content of the first XML element called @p name; empty if there is none.
  */
-std::string elementOf(const std::string& text, const std::string& name)
+std::string readElement(const std::string& text, const std::string& name)
 {
     const std::regex element("<" + name + ">\\s*([^<]*?)\\s*</" + name + ">");
     std::smatch found;
@@ -95,11 +95,11 @@ Options readOptions(const std::vector<std::string>& arguments)
         }
         else if (each.name() == "--print-address")
         {
-            options.addressTo = descriptorOf(each.value());
+            options.addressTo = parseDescriptor(each.value());
         }
         else if (each.name() == "--print-pid")
         {
-            options.pidTo = descriptorOf(each.value());
+            options.pidTo = parseDescriptor(each.value());
         }
         // These forbid what the broker never does anyway.
         else if (each.name() != "--nofork" && each.name() != "--nopidfile" &&
@@ -117,10 +117,10 @@ Options readOptions(const std::vector<std::string>& arguments)
 
 BusConfig readConfig(const std::filesystem::path& file)
 {
-    const std::string text = contentOf(file);
-    const std::string listen = elementOf(text, "listen");
+    const std::string text = readContent(file);
+    const std::string listen = readElement(text, "listen");
     BusConfig config;
-    config.scope = elementOf(text, "type") == "system" ? "system" : "user";
+    config.scope = readElement(text, "type") == "system" ? "system" : "user";
     if (listen.starts_with("unix:path="))
     {
         config.socket = listen.substr(listen.find('=') + 1);

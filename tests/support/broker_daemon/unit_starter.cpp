@@ -20,7 +20,7 @@ constexpr const char* name = "org.freedesktop.systemd1";
 constexpr const char* path = "/org/freedesktop/systemd1";
 constexpr const char* interface = "org.freedesktop.systemd1.Manager";
 
-std::string pathOf(const std::string& unit)
+std::string makePath(const std::string& unit)
 {
     char* encoded = nullptr;
     checkResult(sd_bus_path_encode("/org/freedesktop/systemd1/unit",
@@ -141,7 +141,7 @@ int UnitStarter::loadUnit(sd_bus_message* message)
 {
     const char* unit = nullptr;
     checkResult(sd_bus_message_read(message, "s", &unit), "LoadUnit");
-    return sd_bus_reply_method_return(message, "o", pathOf(unit).c_str());
+    return sd_bus_reply_method_return(message, "o", makePath(unit).c_str());
 }
 
 int UnitStarter::startUnit(sd_bus_message* message)
@@ -189,7 +189,7 @@ void UnitStarter::reportEnd(pid_t process, bool succeeded)
 
 void UnitStarter::announceFailure(const std::string& unit)
 {
-    checkResult(sd_bus_emit_signal(bus, pathOf(unit).c_str(),
+    checkResult(sd_bus_emit_signal(bus, makePath(unit).c_str(),
                                    "org.freedesktop.DBus.Properties",
                                    "PropertiesChanged", "sa{sv}as",
                                    "org.freedesktop.systemd1.Unit", 1,

@@ -12,7 +12,7 @@
 namespace healthintf::test
 {
 
-inline std::vector<std::string> linesOf(const std::string& text)
+inline std::vector<std::string> splitLines(const std::string& text)
 {
     std::vector<std::string> lines;
     std::istringstream stream(text);
@@ -26,7 +26,7 @@ inline std::vector<std::string> linesOf(const std::string& text)
 /** The lines of a file below abi/. */
 inline std::vector<std::string> announced(const std::string& name)
 {
-    return linesOf(contentOf(ANNOUNCED_ABI "/" + name));
+    return splitLines(readContent(ANNOUNCED_ABI "/" + name));
 }
 
 } // namespace healthintf::test

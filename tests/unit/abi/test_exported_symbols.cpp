@@ -61,7 +61,7 @@ std::vector<std::string> exported(const std::string& library)
 {
     std::vector<std::string> symbols;
     for (const std::string& line :
-         linesOf(outputOf({"nm", "-D", "--defined-only", library})))
+         splitLines(readOutput({"nm", "-D", "--defined-only", library})))
     {
         std::istringstream words(line);
         std::string address;

@@ -31,7 +31,7 @@ segmentBytes(const std::filesystem::path& folder,
     host::Segment segment(file, capacity);
     segment.publish();
     write(segment);
-    std::string bytes = contentOf(file);
+    std::string bytes = readContent(file);
     segment.unlink();
     return bytes;
 }

@@ -14,7 +14,7 @@ namespace healthintf::test
 {
 
 /** The folder's state, by which a query notices changes. */
-inline host::FolderState stateOf(const std::filesystem::path& folder)
+inline host::FolderState readState(const std::filesystem::path& folder)
 {
     const host::FileDescriptor opened(
         open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
@@ -25,7 +25,7 @@ inline host::FolderState stateOf(const std::filesystem::path& folder)
  *  must alter them. */
 inline void waitUntilSettled(const std::filesystem::path& folder)
 {
-    while (!stateOf(folder).isSettled())
+    while (!readState(folder).isSettled())
     {}
 }
 

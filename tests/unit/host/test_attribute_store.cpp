@@ -131,7 +131,7 @@ TEST_F(Attributes, AreStoredAsReadableText)
 {
     set("b", -1);
     set("a", 5);
-    EXPECT_EQ(test::contentOf(dataFile()), R"({
+    EXPECT_EQ(test::readContent(dataFile()), R"({
     "attributes": {
         "a": 5,
         "b": -1
@@ -157,7 +157,7 @@ TEST_F(Attributes, SetADamagedFileAsideAndStartEmpty)
         EXPECT_EQ(set("a", 6), "0") << content;
         EXPECT_THAT(errors, HasSubstr("is damaged: it was set aside as"));
         const auto aside = path / "attributes.json.damaged";
-        EXPECT_EQ(test::contentOf(aside), content);
+        EXPECT_EQ(test::readContent(aside), content);
         std::filesystem::remove(aside);
         EXPECT_EQ(set("a", 7), "6") << content;
     }
@@ -166,7 +166,7 @@ TEST_F(Attributes, SetADamagedFileAsideAndStartEmpty)
 TEST_F(Attributes, SurviveATruncatedFile)
 {
     set("a", 5);
-    const std::string whole = test::contentOf(dataFile());
+    const std::string whole = test::readContent(dataFile());
     for (std::size_t size = 0; size + 2 < whole.size(); ++size)
     {
         folder.write("deep/config/attributes.json", whole.substr(0, size));
@@ -188,7 +188,7 @@ TEST_F(Attributes, AreNotWrittenThroughALink)
     const auto victim = folder.write("victim", "of somebody else");
     std::filesystem::create_symlink(victim, path / "attributes.json.new");
     EXPECT_EQ(set("a", 6), "5");
-    EXPECT_EQ(test::contentOf(victim), "of somebody else");
+    EXPECT_EQ(test::readContent(victim), "of somebody else");
     EXPECT_TRUE(std::filesystem::is_regular_file(
         std::filesystem::symlink_status(dataFile())));
 }
@@ -234,7 +234,7 @@ TEST_F(Attributes, AreTakenOverFromAnEarlierVersion)
     folder.write("deep/config/attributes.json", earlier);
     folder.write("deep/config/lock", "");
     EXPECT_EQ(takenOver(path), "");
-    EXPECT_EQ(test::contentOf(dataFile()), earlier);
+    EXPECT_EQ(test::readContent(dataFile()), earlier);
     EXPECT_FALSE(std::filesystem::exists(path / "lock"));
     EXPECT_EQ(set("system.embedded.1#lcd.1#hideerrs", 0), "1");
 }
@@ -285,7 +285,7 @@ TEST_F(Attributes, RefuseAnotherVersion)
         EXPECT_THAT(e.what(), HasSubstr("is of version 99 and this program "
                                         "needs version 1"));
     }
-    EXPECT_EQ(test::contentOf(dataFile()), newer) << "it stays";
+    EXPECT_EQ(test::readContent(dataFile()), newer) << "it stays";
 }
 
 TEST_F(Attributes, RefuseNewNamesWhenFullAndCanStillBeChanged)

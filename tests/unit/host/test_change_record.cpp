@@ -29,7 +29,7 @@ Record recordWith(uint32_t sourceOffset, const std::string& rest = "")
     return record;
 }
 
-const char* sourceOf(const Record& record)
+const char* nameSource(const Record& record)
 {
     return findSource(record.data(), record.size());
 }
@@ -53,14 +53,14 @@ TEST(ChangeRecord, NamesItsSourceAfterTheFields)
     const Record record = encodeChange({1, 0}, "me");
     EXPECT_EQ(record.size(), fieldsSize + 3);
     EXPECT_EQ(record[CFGMGR_CHANGE_SOURCE_OFFSET], fieldsSize);
-    EXPECT_STREQ(sourceOf(record), "me");
+    EXPECT_STREQ(nameSource(record), "me");
 }
 
 TEST(ChangeRecord, HasTheOffsetZeroWithoutASource)
 {
     const Record record = encodeChange({1, 0}, "");
     EXPECT_EQ(record[CFGMGR_CHANGE_SOURCE_OFFSET], 0);
-    EXPECT_STREQ(sourceOf(record), "");
+    EXPECT_STREQ(nameSource(record), "");
 }
 
 TEST(ChangeRecord, IsRefusedWhenItIsTooShortForItsFields)
@@ -69,9 +69,9 @@ TEST(ChangeRecord, IsRefusedWhenItIsTooShortForItsFields)
     {
         // Allocated with the exact size, so that reading beyond it is noticed.
         const Record record(length);
-        EXPECT_EQ(sourceOf(record), nullptr) << length;
+        EXPECT_EQ(nameSource(record), nullptr) << length;
     }
-    EXPECT_STREQ(sourceOf(Record(fieldsSize)), "");
+    EXPECT_STREQ(nameSource(Record(fieldsSize)), "");
     EXPECT_EQ(findSource(nullptr, fieldsSize), nullptr);
 }
 
@@ -79,9 +79,9 @@ TEST(ChangeRecord, IsRefusedWhenItsSourceIsOutside)
 {
     for (const uint32_t offset : {59U, 60U, 1000U, 0x7FFFFFFFU, 0xFFFFFFFFU})
     {
-        EXPECT_EQ(sourceOf(recordWith(offset, me)), nullptr) << offset;
+        EXPECT_EQ(nameSource(recordWith(offset, me)), nullptr) << offset;
     }
-    EXPECT_EQ(sourceOf(recordWith(fieldsSize)), nullptr)
+    EXPECT_EQ(nameSource(recordWith(fieldsSize)), nullptr)
         << "where the record ends";
 }
 
@@ -89,20 +89,21 @@ TEST(ChangeRecord, IsRefusedWhenItsSourceIsWithinTheFields)
 {
     for (const uint32_t offset : {1U, 36U, 55U})
     {
-        EXPECT_EQ(sourceOf(recordWith(offset, me)), nullptr) << offset;
+        EXPECT_EQ(nameSource(recordWith(offset, me)), nullptr) << offset;
     }
 }
 
 TEST(ChangeRecord, IsRefusedWhenItsSourceDoesNotEnd)
 {
-    EXPECT_EQ(sourceOf(recordWith(fieldsSize, "me")), nullptr);
-    EXPECT_EQ(sourceOf(recordWith(fieldsSize + 3, me + "me")), nullptr);
+    EXPECT_EQ(nameSource(recordWith(fieldsSize, "me")), nullptr);
+    EXPECT_EQ(nameSource(recordWith(fieldsSize + 3, me + "me")), nullptr);
 }
 
 TEST(ChangeRecord, MayHaveItsSourceAnywhereBehindTheFields)
 {
-    EXPECT_STREQ(sourceOf(recordWith(fieldsSize + 2, "xx" + me + "yy")), "me");
-    EXPECT_STREQ(sourceOf(recordWith(fieldsSize + 2, me)), "")
+    EXPECT_STREQ(nameSource(recordWith(fieldsSize + 2, "xx" + me + "yy")),
+                 "me");
+    EXPECT_STREQ(nameSource(recordWith(fieldsSize + 2, me)), "")
         << "its last byte";
 }
 

@@ -61,7 +61,7 @@ class EventDescriptions : public testing::Test
     static int transform()
     {
         std::array<char, JNL_ENTRY_SIZE> entry{};
-        return TransformSELEventToJNLEntry(recordOf(bladeEvent).data(),
+        return TransformSELEventToJNLEntry(makeRecord(bladeEvent).data(),
                                            entry.data());
     }
 
@@ -104,7 +104,7 @@ TEST_F(EventDescriptions, AreRefusedToCallersThatAreNotAttached)
         EXPECT_EQ(transform(), ENOTCONN);
         std::array<char, LCD_ENTRY_SIZE> lcd{};
         EXPECT_EQ(
-            TransformSELEventToLCD(recordOf(bladeEvent).data(), lcd.data()),
+            TransformSELEventToLCD(makeRecord(bladeEvent).data(), lcd.data()),
             ENOTCONN);
         IPMI_SELCSSDSELAttach();
         EXPECT_EQ(IPMI_SELCSSDSELDetach(), 0);
@@ -132,8 +132,9 @@ TEST_F(EventDescriptions, NeedPlacesToReadAndWrite)
         const Attached attached;
         std::array<char, JNL_ENTRY_SIZE> entry{};
         EXPECT_EQ(TransformSELEventToJNLEntry(nullptr, entry.data()), EINVAL);
-        EXPECT_EQ(TransformSELEventToLCD(recordOf(bladeEvent).data(), nullptr),
-                  EINVAL);
+        EXPECT_EQ(
+            TransformSELEventToLCD(makeRecord(bladeEvent).data(), nullptr),
+            EINVAL);
     });
 }
 

@@ -9,12 +9,12 @@ namespace healthintf::host
 namespace
 {
 
-using test::recordOf;
+using test::makeRecord;
 using test::SensorEvent;
 
 EventRecord decoded(const SensorEvent& event)
 {
-    return decodeRecord(recordOf(event).data());
+    return decodeRecord(makeRecord(event).data());
 }
 
 TEST(EventRecord, HasTheFieldsOfTheStandard)

@@ -41,7 +41,7 @@ class EventTables : public testing::Test
         return "none";
     }
 
-    std::string pathOf(const std::string& name) const
+    std::string makePath(const std::string& name) const
     {
         return (folder.path() / name).string();
     }
@@ -96,14 +96,14 @@ TEST_F(EventTables, TakeTheStateThatIsReadFirst)
 
 TEST_F(EventTables, AreAnErrorWithoutAFile)
 {
-    EXPECT_EQ(failure(), "no usable file *.json in " + pathOf("own") + " or " +
-                             pathOf("shipped"));
+    EXPECT_EQ(failure(), "no usable file *.json in " + makePath("own") +
+                             " or " + makePath("shipped"));
 }
 
 TEST_F(EventTables, AreAnErrorWithoutAUsableFile)
 {
     folder.write("shipped/b.json", "{\n]");
-    EXPECT_THAT(failure(), HasSubstr("; " + pathOf("shipped/b.json") +
+    EXPECT_THAT(failure(), HasSubstr("; " + makePath("shipped/b.json") +
                                      ": line 2: no valid JSON"));
 }
 
@@ -113,7 +113,7 @@ TEST_F(EventTables, LeaveOutAnInvalidFile)
     folder.write("shipped/b.json", "{\n]");
     writeState("shipped/c.json", "0x02", "32");
     const EventTable table = load();
-    EXPECT_THAT(table.problems(), ElementsAre(pathOf("shipped/b.json") +
+    EXPECT_THAT(table.problems(), ElementsAre(makePath("shipped/b.json") +
                                               ": line 2: no valid JSON"));
     EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 1)->asserted.id, "BLD31");
     EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 2)->asserted.id, "BLD32");
@@ -124,7 +124,8 @@ TEST_F(EventTables, LeaveOutAFolderThatIsAFile)
     folder.write("own", "");
     writeState("shipped/a.json", "0x01", "31");
     const EventTable table = load();
-    EXPECT_THAT(table.problems(), ElementsAre(HasSubstr(pathOf("own") + ": ")));
+    EXPECT_THAT(table.problems(),
+                ElementsAre(HasSubstr(makePath("own") + ": ")));
     EXPECT_NE(table.find(0xC0, sensorSpecificEvent, 1), nullptr);
 }
 
@@ -137,10 +138,10 @@ TEST_F(EventTables, GiveNoTwoStatesOneIdentifier)
                                     ",\n\"0x03\": " + eventState("BLD", "33")));
     const EventTable table = load();
     EXPECT_THAT(table.problems(),
-                ElementsAre(pathOf("own/b.json") +
+                ElementsAre(makePath("own/b.json") +
                             ": line 2: BLD31 is the identifier of another "
                             "event, in " +
-                            pathOf("own/a.json")));
+                            makePath("own/a.json")));
     EXPECT_NE(table.find(0xC0, sensorSpecificEvent, 1), nullptr);
     EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 2), nullptr);
     EXPECT_NE(table.find(0xC0, sensorSpecificEvent, 3), nullptr);
@@ -168,7 +169,7 @@ TEST_F(EventTables, TakeNothingFromOthersForAStateThatIsLeftOut)
     EXPECT_THAT(table.problems(),
                 ElementsAre(HasSubstr("a.json: line 4: BLD31 is the identifier "
                                       "of another event, in " +
-                                      pathOf("own/a.json"))));
+                                      makePath("own/a.json"))));
     const EventState* state = table.find(0xC0, sensorSpecificEvent, 1);
     ASSERT_NE(state, nullptr);
     EXPECT_EQ(state->deasserted.id, "BLD931");
@@ -197,10 +198,10 @@ TEST_F(EventTables, LoseNoStateToAnIdentifierInAnEarlierFolder)
     writeState("own/a.json", "0x02", "31");
     const EventTable table = load();
     EXPECT_THAT(table.problems(),
-                ElementsAre(pathOf("own/a.json") +
+                ElementsAre(makePath("own/a.json") +
                             ": line 2: BLD31 is the identifier of another "
                             "event, in " +
-                            pathOf("shipped/b.json")));
+                            makePath("shipped/b.json")));
     ASSERT_NE(table.find(0xC0, sensorSpecificEvent, 1), nullptr);
     EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 2), nullptr);
 }
@@ -291,7 +292,7 @@ TEST_F(EventTables, KeepACategoryForOneSensorType)
     folder.write("own/b.json", "\n" + sensorTypeFile("0xC1", "BLD", ""));
     const EventTable table = load();
     EXPECT_THAT(table.problems(),
-                ElementsAre(pathOf("own/b.json") +
+                ElementsAre(makePath("own/b.json") +
                             ": line 2: BLD is the category of 0xC0"));
     EXPECT_EQ(table.sensorType(0xC1), nullptr);
 }
@@ -302,7 +303,7 @@ TEST_F(EventTables, KeepOneCategoryForASensorType)
     folder.write("own/b.json", sensorTypeFile("0xC0", "BLE", ""));
     const EventTable table = load();
     EXPECT_THAT(table.problems(),
-                ElementsAre(pathOf("own/b.json") +
+                ElementsAre(makePath("own/b.json") +
                             ": line 1: BLE is not BLD, the category of 0xC0 "
                             "in another file"));
     EXPECT_EQ(table.sensorType(0xC0)->category, "BLD");

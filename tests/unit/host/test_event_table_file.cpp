@@ -21,7 +21,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 /** The error of a file; "none" when it is valid. */
-std::string problemOf(const std::string& text)
+std::string catchProblem(const std::string& text)
 {
     try
     {
@@ -92,73 +92,73 @@ TEST(EventTableFile, HoldsTheMeaningsOfEventData)
     std::string other = types;
     other.replace(other.find("\"Detail\": \"Cause\""), 17,
                   "\"Detail\": \"Other\"");
-    EXPECT_THAT(problemOf(other + state + "}}}}"),
+    EXPECT_THAT(catchProblem(other + state + "}}}}"),
                 EndsWith("0x01: Detail: is no list of Details"));
 }
 
 TEST(EventTableFile, MayHaveTypesWithoutStates)
 {
-    EXPECT_EQ(problemOf("{}"), "none");
-    EXPECT_EQ(problemOf(R"({"SensorTypes": {"0xC0": {"Name": "a",
+    EXPECT_EQ(catchProblem("{}"), "none");
+    EXPECT_EQ(catchProblem(R"({"SensorTypes": {"0xC0": {"Name": "a",
                             "Category": "ABC", "Component": "b"}}})"),
               "none");
 }
 
 TEST(EventTableFile, NamesLineAndCause)
 {
-    EXPECT_EQ(problemOf(fileWith("Critical", "Bad")),
+    EXPECT_EQ(catchProblem(fileWith("Critical", "Bad")),
               "line 3: SensorTypes: 0xC0: Offsets: 0x01: Asserted: Severity: "
               "is none of Critical, Warning and Informational");
-    EXPECT_EQ(problemOf("{\n\n]"), "line 3: no valid JSON");
+    EXPECT_EQ(catchProblem("{\n\n]"), "line 3: no valid JSON");
 }
 
 TEST(EventTableFile, HasIdentifiersOfItsCategory)
 {
     const std::string cause = "Id: is not BLD and letters or digits";
-    EXPECT_THAT(problemOf(fileWith("BLD0031", "FAN0031")), EndsWith(cause));
-    EXPECT_THAT(problemOf(fileWith("BLD0031", "BLD")), EndsWith(cause));
-    EXPECT_THAT(problemOf(fileWith("BLD0031", "BLD 31")), EndsWith(cause));
-    EXPECT_EQ(problemOf(fileWith("BLD0031", "BLD012345678901")), "none");
-    EXPECT_THAT(problemOf(fileWith("BLD0031", "BLD0123456789012")),
+    EXPECT_THAT(catchProblem(fileWith("BLD0031", "FAN0031")), EndsWith(cause));
+    EXPECT_THAT(catchProblem(fileWith("BLD0031", "BLD")), EndsWith(cause));
+    EXPECT_THAT(catchProblem(fileWith("BLD0031", "BLD 31")), EndsWith(cause));
+    EXPECT_EQ(catchProblem(fileWith("BLD0031", "BLD012345678901")), "none");
+    EXPECT_THAT(catchProblem(fileWith("BLD0031", "BLD0123456789012")),
                 EndsWith("Id: is longer than 15 bytes"));
-    EXPECT_THAT(
-        problemOf(eventTypeFile("0x70", "\"0x01\": " + eventState("BLD", "1"))),
-        EndsWith("Id: is not {category} and letters or digits"));
+    EXPECT_THAT(catchProblem(eventTypeFile("0x70", "\"0x01\": " +
+                                                       eventState("BLD", "1"))),
+                EndsWith("Id: is not {category} and letters or digits"));
 }
 
 TEST(EventTableFile, HasCategoriesOfThreeCapitals)
 {
     for (const char* category : {"BL", "bld", "BL1", "UNK"})
     {
-        EXPECT_THAT(problemOf(sensorTypeFile("0xC0", category, "")),
+        EXPECT_THAT(catchProblem(sensorTypeFile("0xC0", category, "")),
                     EndsWith("three capital letters other than UNK"))
             << category;
     }
-    EXPECT_THAT(problemOf(sensorTypeFile("0xC0", "BLAD", "")),
+    EXPECT_THAT(catchProblem(sensorTypeFile("0xC0", "BLAD", "")),
                 EndsWith("Category: is longer than 3 bytes"));
 }
 
 TEST(EventTableFile, HasTextsThatFit)
 {
-    EXPECT_THAT(problemOf(fileWith("{sensor} broke.", "")),
+    EXPECT_THAT(catchProblem(fileWith("{sensor} broke.", "")),
                 EndsWith("Text: is no text"));
-    EXPECT_THAT(problemOf(fileWith("{sensor}", "{colour}")),
+    EXPECT_THAT(catchProblem(fileWith("{sensor}", "{colour}")),
                 EndsWith("Text: has the unknown placeholder {colour}"));
-    EXPECT_THAT(problemOf(fileWith("{sensor}", std::string(256, 'x'))),
+    EXPECT_THAT(catchProblem(fileWith("{sensor}", std::string(256, 'x'))),
                 EndsWith("Text: is longer than 255 bytes"));
     EXPECT_EQ(
-        problemOf(fileWith("{category} {number} broke",
-                           "{category} {number} " + std::string(23, 'x'))),
+        catchProblem(fileWith("{category} {number} broke",
+                              "{category} {number} " + std::string(23, 'x'))),
         "none");
     EXPECT_THAT(
-        problemOf(fileWith("{category} {number} broke",
-                           "{category} {number} " + std::string(24, 'x'))),
+        catchProblem(fileWith("{category} {number} broke",
+                              "{category} {number} " + std::string(24, 'x'))),
         EndsWith("Lcd: is longer than 32 bytes with its values"));
 }
 
 TEST(EventTableFile, HasOnlyKnownLedStates)
 {
-    EXPECT_THAT(problemOf(fileWith("\"Lcd\"", "\"Led\": 7, \"Lcd\"")),
+    EXPECT_THAT(catchProblem(fileWith("\"Lcd\"", "\"Led\": 7, \"Lcd\"")),
                 EndsWith("Led: is no number from 0 to 6"));
 }
 
@@ -170,17 +170,17 @@ TEST(EventTableFile, IsComplete)
         {"Text", R"("Text": "{sensor} broke.",)"}};
     for (const auto& [name, property] : properties)
     {
-        EXPECT_THAT(problemOf(fileWith(property, "")),
+        EXPECT_THAT(catchProblem(fileWith(property, "")),
                     EndsWith("Asserted: " + name + " is missing"));
     }
-    EXPECT_THAT(problemOf(fileWith(R"("Lcd": "{category} {number} broke")",
-                                   R"("Led": 0)")),
+    EXPECT_THAT(catchProblem(fileWith(R"("Lcd": "{category} {number} broke")",
+                                      R"("Led": 0)")),
                 EndsWith("Asserted: Lcd is missing"));
-    EXPECT_THAT(problemOf(fileWith("\"Deasserted\"", "\"Desserted\"")),
+    EXPECT_THAT(catchProblem(fileWith("\"Deasserted\"", "\"Desserted\"")),
                 EndsWith("Desserted: is an unknown key"));
-    EXPECT_THAT(problemOf(sensorTypeFile("0xC0", "BLD", "\"0x01\": {}")),
+    EXPECT_THAT(catchProblem(sensorTypeFile("0xC0", "BLD", "\"0x01\": {}")),
                 EndsWith("0x01: Asserted is missing"));
-    EXPECT_THAT(problemOf(R"({"Sensors": {}})"),
+    EXPECT_THAT(catchProblem(R"({"Sensors": {}})"),
                 EndsWith("Sensors: is an unknown key"));
 }
 
@@ -189,17 +189,17 @@ TEST(EventTableFile, HasNumbersOfTheStandard)
     for (const char* offset : {"0x0F", "0x10", "1", "0x1", "0x", "0xZZ"})
     {
         EXPECT_THAT(
-            problemOf(sensorTypeFile("0xC0", "BLD",
-                                     "\"" + std::string(offset) + "\": {}")),
+            catchProblem(sensorTypeFile("0xC0", "BLD",
+                                        "\"" + std::string(offset) + "\": {}")),
             EndsWith(std::string(offset) + ": is no number from 0x00 to 0x0E"));
     }
-    EXPECT_THAT(problemOf(sensorTypeFile("0x00", "BLD", "")),
+    EXPECT_THAT(catchProblem(sensorTypeFile("0x00", "BLD", "")),
                 EndsWith("is no number from 0x01 to 0xFF"));
-    EXPECT_THAT(problemOf(eventTypeFile("0x80", "")),
+    EXPECT_THAT(catchProblem(eventTypeFile("0x80", "")),
                 EndsWith("is no number from 0x01 to 0x7F"));
-    EXPECT_THAT(problemOf(eventTypeFile("0x6F", "")),
+    EXPECT_THAT(catchProblem(eventTypeFile("0x6F", "")),
                 HasSubstr("0x6F: is for states that stand under SensorTypes"));
-    EXPECT_THAT(problemOf(eventTypeFile("0x6f", "")),
+    EXPECT_THAT(catchProblem(eventTypeFile("0x6f", "")),
                 HasSubstr("0x6f: is for states that stand under SensorTypes"));
 }
 
@@ -207,12 +207,12 @@ TEST(EventTableFile, HasEachEventOnce)
 {
     const std::string state = eventState("BLD", "0031");
     EXPECT_THAT(
-        problemOf(sensorTypeFile(
+        catchProblem(sensorTypeFile(
             "0xC0", "BLD", "\"0x01\": " + state + ",\n\"0x01\": " + state)),
         StartsWith(
             "line 1: SensorTypes: 0xC0: Offsets: 0x01: is a duplicate key"));
     EXPECT_THAT(
-        problemOf(sensorTypeFile(
+        catchProblem(sensorTypeFile(
             "0xC0", "BLD", "\"0x0A\": " + state + ",\n\"0x0a\": " + state)),
         EndsWith("is a duplicate number in another spelling"));
 }

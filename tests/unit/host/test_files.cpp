@@ -89,8 +89,8 @@ TEST_F(StoreFiles, AreSetAsideBesideEarlierOnes)
     EXPECT_FALSE(std::filesystem::exists(in("data")));
     folder.write("data", "second");
     EXPECT_EQ(setAside(in("data")), in("data.damaged.1"));
-    EXPECT_EQ(test::contentOf(in("data.damaged")), "first");
-    EXPECT_EQ(test::contentOf(in("data.damaged.1")), "second");
+    EXPECT_EQ(test::readContent(in("data.damaged")), "first");
+    EXPECT_EQ(test::readContent(in("data.damaged.1")), "second");
 }
 
 TEST_F(StoreFiles, AreSetAsideInPlaceOfTheLastWhenThereAreTooMany)
@@ -100,9 +100,9 @@ TEST_F(StoreFiles, AreSetAsideInPlaceOfTheLastWhenThereAreTooMany)
         folder.write("data", std::to_string(count));
         setAside(in("data"));
     }
-    EXPECT_EQ(test::contentOf(in("data.damaged")), "0");
-    EXPECT_EQ(test::contentOf(in("data.damaged.8")), "8");
-    EXPECT_EQ(test::contentOf(in("data.damaged.9")), "10");
+    EXPECT_EQ(test::readContent(in("data.damaged")), "0");
+    EXPECT_EQ(test::readContent(in("data.damaged.8")), "8");
+    EXPECT_EQ(test::readContent(in("data.damaged.9")), "10");
     EXPECT_FALSE(std::filesystem::exists(in("data.damaged.10")));
 }
 
@@ -111,8 +111,8 @@ TEST_F(StoreFiles, AreReplacedByNewOnesAndSetAside)
     folder.write("data", "damaged");
     folder.write("new", "whole");
     EXPECT_EQ(replaceSettingAside(in("data"), in("new")), in("data.damaged"));
-    EXPECT_EQ(test::contentOf(in("data")), "whole");
-    EXPECT_EQ(test::contentOf(in("data.damaged")), "damaged");
+    EXPECT_EQ(test::readContent(in("data")), "whole");
+    EXPECT_EQ(test::readContent(in("data.damaged")), "damaged");
     EXPECT_FALSE(std::filesystem::exists(in("new")));
 }
 
@@ -121,7 +121,7 @@ TEST_F(StoreFiles, StayInTheirPlaceUntilNewOnesAreThere)
     folder.write("data", "damaged");
     EXPECT_THROW(replaceSettingAside(in("data"), in("missing")),
                  std::filesystem::filesystem_error);
-    EXPECT_EQ(test::contentOf(in("data")), "damaged");
+    EXPECT_EQ(test::readContent(in("data")), "damaged");
 }
 
 TEST_F(StoreFiles, ThatAreReplacedTakeThePlaceOfTheLastWhenThereAreTooMany)
@@ -132,8 +132,8 @@ TEST_F(StoreFiles, ThatAreReplacedTakeThePlaceOfTheLastWhenThereAreTooMany)
         folder.write("new", "whole");
         replaceSettingAside(in("data"), in("new"));
     }
-    EXPECT_EQ(test::contentOf(in("data.damaged.8")), "8");
-    EXPECT_EQ(test::contentOf(in("data.damaged.9")), "10");
+    EXPECT_EQ(test::readContent(in("data.damaged.8")), "8");
+    EXPECT_EQ(test::readContent(in("data.damaged.9")), "10");
     EXPECT_FALSE(std::filesystem::exists(in("data.damaged.10")));
 }
 

@@ -55,7 +55,7 @@ TEST_F(HealthStatusCache, CreatesChangesAndRemovesARecord)
 }
 
 /** Whether a path has a record, or the number of the failure. */
-std::string existenceOf(const std::string& path)
+std::string describeExistence(const std::string& path)
 {
     bool exists = false;
     const long result = datacache_healthstatus_exists(path, exists);
@@ -70,11 +70,11 @@ TEST_F(HealthStatusCache, KnowsWhetherAWholePathHasARecord)
     EXPECT_EQ(inChild([] {
                   datacache_healthstatus_create("/a", {{"HealthStatus", 2u}});
                   datacache_healthstatus_create("/a/b", {{"HealthStatus", 3u}});
-                  return existenceOf("/a") == "yes" &&
-                                 existenceOf("/a/b") == "yes" &&
-                                 existenceOf("/") == "no" &&
-                                 existenceOf("/a/") == "no" &&
-                                 existenceOf("") == "no"
+                  return describeExistence("/a") == "yes" &&
+                                 describeExistence("/a/b") == "yes" &&
+                                 describeExistence("/") == "no" &&
+                                 describeExistence("/a/") == "no" &&
+                                 describeExistence("") == "no"
                              ? 0
                              : 1;
               }),
@@ -84,7 +84,7 @@ TEST_F(HealthStatusCache, KnowsWhetherAWholePathHasARecord)
 TEST_F(HealthStatusCache, FindsNoPathWithoutAnyRecord)
 {
     EXPECT_EQ(inChild([] {
-                  return existenceOf("/a") == "result 256" ? 0 : 1;
+                  return describeExistence("/a") == "result 256" ? 0 : 1;
               }),
               0);
 }

@@ -81,8 +81,8 @@ class IpmiTables : public testing::Test
         }
     }
 
-    static std::string nameOf(unsigned int sensorType, unsigned int eventType,
-                              unsigned int offset)
+    static std::string readName(unsigned int sensorType, unsigned int eventType,
+                                unsigned int offset)
     {
         std::array<char, 64> name{};
         std::snprintf(name.data(), name.size(),
@@ -103,7 +103,7 @@ TEST_F(IpmiTables, HaveANameForEverySensorType)
         EXPECT_EQ(sensor.code, ++code);
         const Described event =
             describe({.sensorType = code, .eventType = 0x03, .offset = 0x01});
-        EXPECT_TRUE(speaksOf(event.text, sensor.name)) << event.text;
+        EXPECT_TRUE(mentions(event.text, sensor.name)) << event.text;
         EXPECT_THAT(event.id, Not(StartsWith("UNK"))) << sensor.name;
     }
 }
@@ -112,7 +112,7 @@ TEST_F(IpmiTables, DescribeEveryStateInBothDirections)
 {
     forEachState([](unsigned int sensorType, unsigned int eventType,
                     const IpmiState& state) {
-        SCOPED_TRACE(nameOf(sensorType, eventType, state.offset));
+        SCOPED_TRACE(readName(sensorType, eventType, state.offset));
         for (const bool asserted : {true, false})
         {
             const Described event = describe({.sensorType = sensorType,
@@ -122,7 +122,7 @@ TEST_F(IpmiTables, DescribeEveryStateInBothDirections)
             EXPECT_THAT(event.id, Not(StartsWith("UNK")));
             for (const std::string& word : state.words)
             {
-                EXPECT_TRUE(speaksOf(event.text, word))
+                EXPECT_TRUE(mentions(event.text, word))
                     << word << ": " << event.text;
             }
         }
@@ -143,7 +143,7 @@ TEST_F(IpmiTables, KnowNoStateThatTheStandardDoesNotHave)
                                               .eventType = sensorSpecific,
                                               .offset = offset});
             EXPECT_EQ(event.id.starts_with("UNK"), !standard)
-                << nameOf(sensor.code, sensorSpecific, offset);
+                << readName(sensor.code, sensorSpecific, offset);
         }
     }
 }
@@ -159,7 +159,7 @@ TEST_F(IpmiTables, GiveEachEventItsSeverity)
                                               .offset = state.offset,
                                               .asserted = asserted});
             EXPECT_EQ(event.severity, describeSeverity(state.fault, asserted))
-                << nameOf(sensorType, eventType, state.offset) << ": "
+                << readName(sensorType, eventType, state.offset) << ": "
                 << event.text;
         }
     });
@@ -176,7 +176,7 @@ TEST_F(IpmiTables, LightTheLedBySeverity)
                                               .offset = state.offset,
                                               .asserted = asserted});
             EXPECT_EQ(event.ledState, informational - event.severity)
-                << nameOf(sensorType, eventType, state.offset);
+                << readName(sensorType, eventType, state.offset);
         }
     });
 }
@@ -185,10 +185,10 @@ TEST_F(IpmiTables, ClearOneDirectionOfAStateByTheOther)
 {
     forEachState([](unsigned int sensorType, unsigned int eventType,
                     const IpmiState& state) {
-        SCOPED_TRACE(nameOf(sensorType, eventType, state.offset));
-        Record record = recordOf({.sensorType = sensorType,
-                                  .eventType = eventType,
-                                  .offset = state.offset});
+        SCOPED_TRACE(readName(sensorType, eventType, state.offset));
+        Record record = makeRecord({.sensorType = sensorType,
+                                    .eventType = eventType,
+                                    .offset = state.offset});
         const Described event = describe(record);
         record[12] ^= 0x80;
         const Described opposite = describe(record);
@@ -214,7 +214,7 @@ TEST_F(IpmiTables, GiveEachEventAnIdentifierOfItsOwn)
                                        .id;
             EXPECT_LE(id.size(), 15u);
             const std::string name =
-                nameOf(sensorType, eventType, state.offset);
+                readName(sensorType, eventType, state.offset);
             const auto [other, added] = taken.try_emplace(id, name);
             EXPECT_TRUE(added) << id << ": " << name << ", " << other->second;
         }
@@ -311,16 +311,16 @@ TEST_F(IpmiTables, DescribeFirmwareEventsByTheirExtensionCode)
                          .data2 = code})
             .text;
     };
-    EXPECT_TRUE(speaksOf(text(0x0F, 0x00, 0x01), "no memory"));
-    EXPECT_TRUE(speaksOf(text(0x0F, 0x00, 0x0B), "corrupt"));
-    EXPECT_TRUE(speaksOf(text(0x0F, 0x00, 0x0D), "speed"));
-    EXPECT_TRUE(speaksOf(text(0x0F, 0x01, 0x07), "PCI"));
-    EXPECT_TRUE(speaksOf(text(0x0F, 0x02, 0x09), "video"));
-    EXPECT_TRUE(speaksOf(text(0x0F, 0x02, 0x19), "primary processor"));
-    EXPECT_TRUE(speaksOf(text(0x08, 0x06, 0x00), "vendor"));
-    EXPECT_TRUE(speaksOf(text(0x08, 0x06, 0x04), "voltage"));
-    EXPECT_TRUE(speaksOf(text(0x2B, 0x01, 0x09), "firmware"));
-    EXPECT_TRUE(speaksOf(text(0x2B, 0x07, 0x0B), "operating system"));
+    EXPECT_TRUE(mentions(text(0x0F, 0x00, 0x01), "no memory"));
+    EXPECT_TRUE(mentions(text(0x0F, 0x00, 0x0B), "corrupt"));
+    EXPECT_TRUE(mentions(text(0x0F, 0x00, 0x0D), "speed"));
+    EXPECT_TRUE(mentions(text(0x0F, 0x01, 0x07), "PCI"));
+    EXPECT_TRUE(mentions(text(0x0F, 0x02, 0x09), "video"));
+    EXPECT_TRUE(mentions(text(0x0F, 0x02, 0x19), "primary processor"));
+    EXPECT_TRUE(mentions(text(0x08, 0x06, 0x00), "vendor"));
+    EXPECT_TRUE(mentions(text(0x08, 0x06, 0x04), "voltage"));
+    EXPECT_TRUE(mentions(text(0x2B, 0x01, 0x09), "firmware"));
+    EXPECT_TRUE(mentions(text(0x2B, 0x07, 0x0B), "operating system"));
 }
 
 } // namespace

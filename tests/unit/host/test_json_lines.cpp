@@ -24,44 +24,44 @@ constexpr std::string_view text = R"({
 
 TEST(JsonLines, CountFromOne)
 {
-    EXPECT_EQ(lineOfByte(text, 0), 1u);
-    EXPECT_EQ(lineOfByte(text, 2), 2u);
-    EXPECT_EQ(lineOfByte("", 5), 1u);
-    EXPECT_EQ(lineOfByte(text, 100000), 11u);
+    EXPECT_EQ(countLinesUpTo(text, 0), 1u);
+    EXPECT_EQ(countLinesUpTo(text, 2), 2u);
+    EXPECT_EQ(countLinesUpTo("", 5), 1u);
+    EXPECT_EQ(countLinesUpTo(text, 100000), 11u);
 }
 
 TEST(JsonLines, AreFoundByTheKeysAbove)
 {
-    EXPECT_EQ(lineOfKeys(text, {"Messages"}), 3u);
-    EXPECT_EQ(lineOfKeys(text, {"Messages", "One", "Count"}), 6u);
-    EXPECT_EQ(lineOfKeys(text, {"Messages", "Two", "Count"}), 9u);
+    EXPECT_EQ(findLineOfKeys(text, {"Messages"}), 3u);
+    EXPECT_EQ(findLineOfKeys(text, {"Messages", "One", "Count"}), 6u);
+    EXPECT_EQ(findLineOfKeys(text, {"Messages", "Two", "Count"}), 9u);
 }
 
 TEST(JsonLines, DoNotTakeATextForAKey)
 {
-    EXPECT_EQ(lineOfKeys(R"({"a": "b",
+    EXPECT_EQ(findLineOfKeys(R"({"a": "b",
 "b": 1})",
-                         {"b"}),
+                             {"b"}),
               2u);
 }
 
 TEST(JsonLines, AreLookedForWithinTheKeysAbove)
 {
-    EXPECT_EQ(lineOfKeys(text, {"Messages", "One", "Two"}), 4u);
-    EXPECT_EQ(lineOfKeys(text, {"Title", "Count"}), 2u);
-    EXPECT_EQ(lineOfKeys(R"({"a": {"t": "}\"{"},
+    EXPECT_EQ(findLineOfKeys(text, {"Messages", "One", "Two"}), 4u);
+    EXPECT_EQ(findLineOfKeys(text, {"Title", "Count"}), 2u);
+    EXPECT_EQ(findLineOfKeys(R"({"a": {"t": "}\"{"},
 "b": {"c": 1}})",
-                         {"a", "c"}),
+                             {"a", "c"}),
               1u);
 }
 
 TEST(JsonLines, AreThoseOfTheLastExistingKey)
 {
-    EXPECT_EQ(lineOfKeys(text, {"Messages", "Two", "Missing"}), 8u);
-    EXPECT_EQ(lineOfKeys(text, {"Missing"}), 1u);
-    EXPECT_EQ(lineOfKeys(text, {}), 1u);
-    EXPECT_EQ(lineOfKeys("\"cut", {"cut"}), 1u);
-    EXPECT_EQ(lineOfKeys("\n\"cut\"", {"cut"}), 1u);
+    EXPECT_EQ(findLineOfKeys(text, {"Messages", "Two", "Missing"}), 8u);
+    EXPECT_EQ(findLineOfKeys(text, {"Missing"}), 1u);
+    EXPECT_EQ(findLineOfKeys(text, {}), 1u);
+    EXPECT_EQ(findLineOfKeys("\"cut", {"cut"}), 1u);
+    EXPECT_EQ(findLineOfKeys("\n\"cut\"", {"cut"}), 1u);
 }
 
 TEST(JsonLines, AreNamedForInvalidJson)

@@ -26,7 +26,7 @@ namespace
 
 namespace fs = std::filesystem;
 using test::Child;
-using test::stateOf;
+using test::readState;
 using test::waitUntilSettled;
 
 constexpr std::size_t capacity = 1UL << 20;

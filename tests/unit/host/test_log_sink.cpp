@@ -27,7 +27,7 @@ const LogRecord example{.level = 1,
                         .function = "function"};
 
 /** The text that is written for a record. */
-std::string textOf(const LogRecord& record)
+std::string formatText(const LogRecord& record)
 {
     std::array<int, 2> ends{};
     EXPECT_EQ(pipe(ends.data()), 0);
@@ -41,15 +41,15 @@ std::string textOf(const LogRecord& record)
 
 TEST(LogAsText, IsOneLineWithProgramAndLevel)
 {
-    EXPECT_EQ(textOf(example), std::string(program_invocation_short_name) +
-                                   ": error: file.1.function: text\n");
+    EXPECT_EQ(formatText(example), std::string(program_invocation_short_name) +
+                                       ": error: file.1.function: text\n");
 }
 
 TEST(LogAsText, IsOneLineForAnyText)
 {
     LogRecord record = example;
     record.text = "key\nlogmgr: error: \x1b[2J\u202Eb\u2028\xFF";
-    EXPECT_EQ(textOf(record),
+    EXPECT_EQ(formatText(record),
               std::string(program_invocation_short_name) +
                   ": error: key logmgr: error: \\x1b[2J\\u202eb\\u2028?\n");
 }

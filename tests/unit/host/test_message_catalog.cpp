@@ -27,8 +27,8 @@ RegistryFile registry(const std::string& prefix, const std::string& version,
             .problems = {}};
 }
 
-std::string textOf(const MessageCatalog& catalog, const std::string& id,
-                   const std::string& language = "en")
+std::string formatText(const MessageCatalog& catalog, const std::string& id,
+                       const std::string& language = "en")
 {
     const Message* message = catalog.find(id, language);
     return message == nullptr ? "none" : message->text;
@@ -52,12 +52,12 @@ TEST(MessageCatalogEntries, AreFoundByEveryFormOfTheirIdentifier)
     for (const char* id :
          {"Failed", "Fan.Failed", "Fan.1.2.Failed", "Fan.1.2.3.Failed"})
     {
-        EXPECT_EQ(textOf(catalog, id), "text") << id;
+        EXPECT_EQ(formatText(catalog, id), "text") << id;
     }
     for (const char* id : {"failed", "Fan.1.Failed", "Fan.1.3.Failed",
                            "Other.Failed", "Fan.", ""})
     {
-        EXPECT_EQ(textOf(catalog, id), "none") << id;
+        EXPECT_EQ(formatText(catalog, id), "none") << id;
     }
 }
 
@@ -66,9 +66,9 @@ TEST(MessageCatalogEntries, AreFoundInTheirLanguage)
     MessageCatalog catalog;
     catalog.add(registry("Fan", "1.0.0", "Failed", "failed"));
     catalog.add(registry("Fan", "1.0.0", "Failed", "ausgefallen", "de"));
-    EXPECT_EQ(textOf(catalog, "Failed"), "failed");
-    EXPECT_EQ(textOf(catalog, "Failed", "de"), "ausgefallen");
-    EXPECT_EQ(textOf(catalog, "Failed", "fr"), "none");
+    EXPECT_EQ(formatText(catalog, "Failed"), "failed");
+    EXPECT_EQ(formatText(catalog, "Failed", "de"), "ausgefallen");
+    EXPECT_EQ(formatText(catalog, "Failed", "fr"), "none");
 }
 
 TEST(MessageCatalogEntries, AreOfTheNewestVersionWhenNoneIsNamed)
@@ -77,10 +77,10 @@ TEST(MessageCatalogEntries, AreOfTheNewestVersionWhenNoneIsNamed)
     catalog.add(registry("Fan", "1.9.0", "Failed", "old"));
     catalog.add(registry("Fan", "1.10.0", "Failed", "new"));
     catalog.add(registry("Fan", "1.2.0", "Failed", "oldest"));
-    EXPECT_EQ(textOf(catalog, "Failed"), "new");
-    EXPECT_EQ(textOf(catalog, "Fan.Failed"), "new");
-    EXPECT_EQ(textOf(catalog, "Fan.1.9.Failed"), "old");
-    EXPECT_EQ(textOf(catalog, "Fan.1.2.0.Failed"), "oldest");
+    EXPECT_EQ(formatText(catalog, "Failed"), "new");
+    EXPECT_EQ(formatText(catalog, "Fan.Failed"), "new");
+    EXPECT_EQ(formatText(catalog, "Fan.1.9.Failed"), "old");
+    EXPECT_EQ(formatText(catalog, "Fan.1.2.0.Failed"), "oldest");
 }
 
 TEST(MessageCatalogEntries, AreOfTheFirstRegistryWhenSeveralHaveTheKey)
@@ -88,8 +88,8 @@ TEST(MessageCatalogEntries, AreOfTheFirstRegistryWhenSeveralHaveTheKey)
     MessageCatalog catalog;
     catalog.add(registry("Fan", "1.0.0", "Failed", "fan"));
     catalog.add(registry("Disk", "9.0.0", "Failed", "disk"));
-    EXPECT_EQ(textOf(catalog, "Failed"), "fan");
-    EXPECT_EQ(textOf(catalog, "Disk.Failed"), "disk");
+    EXPECT_EQ(formatText(catalog, "Failed"), "fan");
+    EXPECT_EQ(formatText(catalog, "Disk.Failed"), "disk");
 }
 
 class MessageCatalogFolders : public testing::Test
@@ -117,9 +117,9 @@ TEST_F(MessageCatalogFolders, AreReadInTheOrderOfFoldersAndNames)
     const MessageCatalog catalog =
         MessageCatalog::load({folder.path() / "one", folder.path() / "missing",
                               folder.path() / "two"});
-    EXPECT_EQ(textOf(catalog, "Failed"), "a");
-    EXPECT_EQ(textOf(catalog, "Second.Failed"), "b");
-    EXPECT_EQ(textOf(catalog, "Third.Failed"), "0");
+    EXPECT_EQ(formatText(catalog, "Failed"), "a");
+    EXPECT_EQ(formatText(catalog, "Second.Failed"), "b");
+    EXPECT_EQ(formatText(catalog, "Third.Failed"), "0");
 }
 
 TEST_F(MessageCatalogFolders, LoseNothingToAnInvalidFile)
@@ -134,8 +134,8 @@ TEST_F(MessageCatalogFolders, LoseNothingToAnInvalidFile)
     testing::internal::CaptureStderr();
     const MessageCatalog catalog = MessageCatalog::load({folder.path()});
     const std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(textOf(catalog, "Good.Failed"), "b");
-    EXPECT_EQ(textOf(catalog, "Half.Fine"), "fine");
+    EXPECT_EQ(formatText(catalog, "Good.Failed"), "b");
+    EXPECT_EQ(formatText(catalog, "Half.Fine"), "fine");
     EXPECT_EQ(catalog.size(), 4u + 4u);
     EXPECT_THAT(log, HasSubstr("a.json: line 2: no valid JSON: file left "
                                "out"));
@@ -212,7 +212,7 @@ TEST_F(MessageCatalogFolders, LeaveOutFilesThatAreNotRegular)
     ASSERT_EQ(mkfifo((folder.path() / "a.json").c_str(), 0600), 0);
     std::filesystem::create_directory(folder.path() / "b.json");
     folder.write("c.json", content("Good", "c"));
-    EXPECT_EQ(textOf(MessageCatalog::load({folder.path()}), "Failed"), "c");
+    EXPECT_EQ(formatText(MessageCatalog::load({folder.path()}), "Failed"), "c");
 }
 
 } // namespace

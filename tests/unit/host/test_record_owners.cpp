@@ -50,7 +50,7 @@ class RecordOwnersTest : public test::CacheTest
         return made;
     }
 
-    static std::unique_ptr<Child> nodesOf(std::size_t count)
+    static std::unique_ptr<Child> makeNodes(std::size_t count)
     {
         return living([count] {
             for (std::size_t i = 0; i < count; ++i)
@@ -147,8 +147,8 @@ TEST_F(RecordOwnersTest, AreListedForAHundredKeys)
     for (const std::size_t count :
          {ClaimedKeys::mostKeys, ClaimedKeys::mostKeys + 1})
     {
-        const auto first = nodesOf(count);
-        const auto second = nodesOf(count);
+        const auto first = makeNodes(count);
+        const auto second = makeNodes(count);
         EXPECT_EQ(inChild([count] {
                       ClaimedKeys claimed;
                       return listClaimedKeys(claimed) == 0 &&
@@ -171,7 +171,7 @@ TEST_F(RecordOwnersTest, AreListedForEightProcessesOfAKey)
     for (std::size_t count = 1; count <= ClaimedKeys::mostClaimants + 1;
          ++count)
     {
-        processes.push_back(nodesOf(1));
+        processes.push_back(makeNodes(1));
         const std::size_t expected =
             std::min(count, ClaimedKeys::mostClaimants);
         EXPECT_EQ(inChild([count, expected] {

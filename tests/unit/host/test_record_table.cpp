@@ -160,7 +160,7 @@ TEST_F(RecordTable, ChangesARefusedRecordThatIsToReplaceAnother)
               0);
 }
 
-TEST_F(RecordTable, MakesNoRefusedRecordThatWasRemoved)
+TEST_F(RecordTable, DoesNotAddARefusedRecordThatWasRemoved)
 {
     EXPECT_EQ(inChild([] {
                   setSpace(false);

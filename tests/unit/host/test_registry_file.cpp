@@ -21,7 +21,7 @@ std::string registry(const std::string& messages)
            "}}";
 }
 
-std::string errorOf(const std::string& text)
+std::string catchError(const std::string& text)
 {
     try
     {
@@ -89,23 +89,23 @@ TEST(RegistryFileText, LeavesOutAMessageAndNamesLineAndKey)
 
 TEST(RegistryFileText, MustBeJson)
 {
-    EXPECT_EQ(errorOf("{\n\n\"a\": }"), "line 3: no valid JSON");
-    EXPECT_EQ(errorOf(""), "line 1: no valid JSON");
-    EXPECT_EQ(errorOf("\xFF\xFE"), "line 1: no valid JSON");
-    EXPECT_EQ(errorOf(R"({"a": 1e999})"), "a number is too large");
-    EXPECT_EQ(errorOf("[]"), "line 1: no JSON object");
+    EXPECT_EQ(catchError("{\n\n\"a\": }"), "line 3: no valid JSON");
+    EXPECT_EQ(catchError(""), "line 1: no valid JSON");
+    EXPECT_EQ(catchError("\xFF\xFE"), "line 1: no valid JSON");
+    EXPECT_EQ(catchError(R"({"a": 1e999})"), "a number is too large");
+    EXPECT_EQ(catchError("[]"), "line 1: no JSON object");
 }
 
 TEST(RegistryFileText, MustHaveAHead)
 {
-    EXPECT_EQ(errorOf("{}"), "line 1: RegistryPrefix is missing");
-    EXPECT_EQ(errorOf("{\n\"RegistryPrefix\": 5}"),
+    EXPECT_EQ(catchError("{}"), "line 1: RegistryPrefix is missing");
+    EXPECT_EQ(catchError("{\n\"RegistryPrefix\": 5}"),
               "line 2: RegistryPrefix is no text");
-    EXPECT_EQ(errorOf(R"({"RegistryPrefix": "a"})"),
+    EXPECT_EQ(catchError(R"({"RegistryPrefix": "a"})"),
               "line 1: RegistryVersion is missing");
-    EXPECT_EQ(errorOf(R"({"RegistryPrefix": "a", "RegistryVersion": "1"})"),
+    EXPECT_EQ(catchError(R"({"RegistryPrefix": "a", "RegistryVersion": "1"})"),
               "line 1: Language is missing");
-    EXPECT_EQ(errorOf(R"({"RegistryPrefix": "a", "RegistryVersion": "1",
+    EXPECT_EQ(catchError(R"({"RegistryPrefix": "a", "RegistryVersion": "1",
 "Language": "en",
 "Messages": []})"),
               "line 3: Messages is no object");

@@ -32,12 +32,12 @@ class ReplacedFile : public testing::Test
 TEST_F(ReplacedFile, IsReplacedAtomically)
 {
     replaceFile(in("file"), "one");
-    EXPECT_EQ(test::contentOf(in("file")), "one");
+    EXPECT_EQ(test::readContent(in("file")), "one");
     const std::string large(1 << 20, 'x');
     replaceFile(in("file"), large);
-    EXPECT_EQ(test::contentOf(in("file")), large);
+    EXPECT_EQ(test::readContent(in("file")), large);
     replaceFile(in("file"), "");
-    EXPECT_EQ(test::contentOf(in("file")), "");
+    EXPECT_EQ(test::readContent(in("file")), "");
     EXPECT_FALSE(fs::exists(in("file.new")));
 }
 
@@ -61,7 +61,7 @@ TEST_F(ReplacedFile, KeepsItsContentWhenItCannotBeReplaced)
         catch (const std::system_error& e)
         {
             return e.code().value() == ENOSPC &&
-                           test::contentOf(in("file")) == "one" &&
+                           test::readContent(in("file")) == "one" &&
                            !fs::exists(in("file.new"))
                        ? 0
                        : 2;
@@ -78,8 +78,8 @@ TEST_F(ReplacedFile, FollowsNoSymbolicLink)
         fs::create_symlink(victim, in(name));
     }
     replaceFile(in("file"), "one");
-    EXPECT_EQ(test::contentOf(victim), "of somebody else");
-    EXPECT_EQ(test::contentOf(in("file")), "one");
+    EXPECT_EQ(test::readContent(victim), "of somebody else");
+    EXPECT_EQ(test::readContent(in("file")), "one");
     EXPECT_FALSE(fs::is_symlink(in("file")));
 }
 
@@ -88,7 +88,7 @@ TEST_F(ReplacedFile, LeavesAnOpenOrLinkedFileOfThatNameAlone)
     const fs::path other = folder.write("other", "of somebody else");
     fs::create_hard_link(other, in("file.new"));
     replaceFile(in("file"), "one");
-    EXPECT_EQ(test::contentOf(other), "of somebody else");
+    EXPECT_EQ(test::readContent(other), "of somebody else");
 }
 
 TEST_F(ReplacedFile, IsAnErrorWhereAFolderHasItsName)

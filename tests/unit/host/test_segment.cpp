@@ -190,13 +190,13 @@ TEST_F(SegmentTest, NeverWritesToAForeignFileAtItsHiddenName)
     const auto target = folder.write("target", "theirs");
     fs::create_symlink(target, hidden);
     Segment(file, capacity).publish();
-    EXPECT_EQ(test::contentOf(target), "theirs");
+    EXPECT_EQ(test::readContent(target), "theirs");
     EXPECT_TRUE(opened(file));
     EXPECT_FALSE(fs::is_symlink(file));
 
     fs::create_hard_link(target, hidden);
     Segment(file, capacity).publish();
-    EXPECT_EQ(test::contentOf(target), "theirs");
+    EXPECT_EQ(test::readContent(target), "theirs");
     EXPECT_TRUE(opened(file));
 
     ASSERT_EQ(mkfifo(hidden.c_str(), 0666), 0);
@@ -209,7 +209,7 @@ TEST_F(SegmentTest, NeverFollowsALinkAtItsName)
     const auto target = folder.write("target", "theirs");
     fs::create_symlink(target, file);
     Segment(file, capacity).publish();
-    EXPECT_EQ(test::contentOf(target), "theirs");
+    EXPECT_EQ(test::readContent(target), "theirs");
     EXPECT_FALSE(fs::is_symlink(file));
     EXPECT_TRUE(opened(file));
 }

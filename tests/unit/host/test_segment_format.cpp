@@ -114,7 +114,7 @@ TEST(SegmentFormat, FindsEachFlippedBitOfALiveValue)
 }
 
 /** The checksum of a block with these texts and this header. */
-uint64_t sumOf(const BlockHeader& header, const std::string& path,
+uint64_t sumUp(const BlockHeader& header, const std::string& path,
                const std::string& payload)
 {
     return blockChecksum(header, path, payload);
@@ -129,7 +129,7 @@ TEST(SegmentFormat, FindsEachFlippedBitOfABlock)
     header.created = 123456789;
     const std::string path(30, 'a');
     const std::string payload(41, 'b');
-    const uint64_t sum = sumOf(header, path, payload);
+    const uint64_t sum = sumUp(header, path, payload);
 
     // The checksum field itself is not part of the sum.
     for (std::size_t bit = 0; bit < offsetof(BlockHeader, checksum) * 8; ++bit)
@@ -139,19 +139,19 @@ TEST(SegmentFormat, FindsEachFlippedBitOfABlock)
         bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ (1 << bit % 8));
         BlockHeader changed{};
         std::memcpy(&changed, bytes.data(), sizeof(changed));
-        EXPECT_NE(sumOf(changed, path, payload), sum) << bit;
+        EXPECT_NE(sumUp(changed, path, payload), sum) << bit;
     }
     for (std::size_t bit = 0; bit < path.size() * 8; ++bit)
     {
         std::string changed = path;
         changed[bit / 8] = static_cast<char>(changed[bit / 8] ^ (1 << bit % 8));
-        EXPECT_NE(sumOf(header, changed, payload), sum) << bit;
+        EXPECT_NE(sumUp(header, changed, payload), sum) << bit;
     }
     for (std::size_t bit = 0; bit < payload.size() * 8; ++bit)
     {
         std::string changed = payload;
         changed[bit / 8] = static_cast<char>(changed[bit / 8] ^ (1 << bit % 8));
-        EXPECT_NE(sumOf(header, path, changed), sum) << bit;
+        EXPECT_NE(sumUp(header, path, changed), sum) << bit;
     }
 }
 

@@ -25,7 +25,7 @@ namespace
 {
 
 namespace fs = std::filesystem;
-using test::contentOf;
+using test::readContent;
 using test::segmentBytes;
 using test::withBlock;
 using test::withHeader;
@@ -43,18 +43,18 @@ class SegmentReaderTest : public testing::Test
         return {.kind = fault, .path = path, .payload = payload, .live = 0};
     }
 
-    static std::string pathOf(int number)
+    static std::string makePath(int number)
     {
         return "/" + std::to_string(1000 + number);
     }
 
     /** A segment of @p count records with payloads of equal size. */
-    std::string segmentOf(int count, std::size_t payload = 10) const
+    std::string findSegment(int count, std::size_t payload = 10) const
     {
         return segmentBytes(folder.path(), [&](Segment& segment) {
             for (int i = 0; i < count; ++i)
             {
-                segment.add(record(pathOf(i), std::string(payload, 'x')));
+                segment.add(record(makePath(i), std::string(payload, 'x')));
             }
         });
     }
@@ -71,10 +71,10 @@ class SegmentReaderTest : public testing::Test
                                      ReadingBudget budget = {})
     {
         folder.write("segment", bytes);
-        return pathsOf(budget);
+        return listPaths(budget);
     }
 
-    std::vector<std::string> pathsOf(ReadingBudget& budget)
+    std::vector<std::string> listPaths(ReadingBudget& budget)
     {
         std::vector<std::string> paths;
         const auto reader = open();
@@ -101,7 +101,7 @@ TEST_F(SegmentReaderTest, OpensNothingButRegularFiles)
     const auto at = [this](const char* name) {
         return folder.path() / name;
     };
-    folder.write("good", segmentOf(1));
+    folder.write("good", findSegment(1));
     EXPECT_TRUE(open("good"));
     fs::create_symlink(at("good"), at("link"));
     fs::create_directory(at("folder"));
@@ -127,8 +127,8 @@ TEST_F(SegmentReaderTest, OpensNothingButRegularFiles)
 
 TEST_F(SegmentReaderTest, OpensNoFileShorterThanItsFirstTable)
 {
-    const std::string whole = segmentOf(1);
-    constexpr std::size_t shortest = firstTable + bytesOfTable(0);
+    const std::string whole = findSegment(1);
+    constexpr std::size_t shortest = firstTable + countTableBytes(0);
     for (std::size_t size = 0; size < shortest; ++size)
     {
         EXPECT_EQ(pathsIn(whole.substr(0, size)), noSegment) << size;
@@ -138,7 +138,7 @@ TEST_F(SegmentReaderTest, OpensNoFileShorterThanItsFirstTable)
 
 TEST_F(SegmentReaderTest, OpensNoFileOfAnotherVersionOrKind)
 {
-    const std::string whole = segmentOf(1);
+    const std::string whole = findSegment(1);
     EXPECT_EQ(pathsIn(withHeader(whole,
                                  [](SegmentHeader& header) {
                                      ++header.version;
@@ -159,7 +159,7 @@ TEST_F(SegmentReaderTest, OpensNoFileOfAnotherVersionOrKind)
 
 TEST_F(SegmentReaderTest, ReadsTheRestOfATruncatedFile)
 {
-    const std::string whole = segmentOf(100, 500);
+    const std::string whole = findSegment(100, 500);
     for (std::size_t size = sizeof(SegmentHeader); size < whole.size();
          size += 997)
     {
@@ -170,7 +170,7 @@ TEST_F(SegmentReaderTest, ReadsTheRestOfATruncatedFile)
 
 TEST_F(SegmentReaderTest, ReadsNoSlotsBeyondTheFile)
 {
-    const std::string whole = segmentOf(2);
+    const std::string whole = findSegment(2);
     const auto claiming = [&whole](uint32_t slots) {
         return withHeader(whole, [slots](SegmentHeader& header) {
             header.slotCount = slots;
@@ -182,13 +182,13 @@ TEST_F(SegmentReaderTest, ReadsNoSlotsBeyondTheFile)
     EXPECT_EQ(pathsIn(claiming(std::numeric_limits<uint32_t>::max())).size(),
               2U);
     EXPECT_FALSE(coverage.complete);
-    EXPECT_EQ(pathsIn(claiming(1)), Paths{pathOf(0)});
+    EXPECT_EQ(pathsIn(claiming(1)), Paths{makePath(0)});
     EXPECT_EQ(pathsIn(claiming(0)), Paths{});
 }
 
 TEST_F(SegmentReaderTest, ReadsNoTablesAtWrongPlaces)
 {
-    const std::string whole = segmentOf(66);
+    const std::string whole = findSegment(66);
     for (const uint64_t at :
          {uint64_t{0}, uint64_t{1}, uint64_t{8}, whole.size() - 1, whole.size(),
           whole.size() + 4096, uint64_t{1} << 62, uint64_t{1} << 63,
@@ -215,7 +215,7 @@ TEST_F(SegmentReaderTest, ReadsNoTablesAtWrongPlaces)
 
 TEST_F(SegmentReaderTest, LeavesOutSlotsThatPointToWrongPlaces)
 {
-    const std::string whole = segmentOf(3);
+    const std::string whole = findSegment(3);
     Place good;
     decodePlace(test::valueAt<Slot>(whole, test::placeOfSlot(whole, 0)).place,
                 good);
@@ -225,7 +225,7 @@ TEST_F(SegmentReaderTest, LeavesOutSlotsThatPointToWrongPlaces)
             slot.place = encodePlace(place);
         });
     };
-    const Paths others{pathOf(0), pathOf(2)};
+    const Paths others{makePath(0), makePath(2)};
     const auto behind = static_cast<uint32_t>(whole.size() / blockUnit);
     for (const Place& place :
          {Place{.unit = 1, .units = 1}, Place{.unit = 3, .units = 2}, good,
@@ -244,8 +244,8 @@ TEST_F(SegmentReaderTest, LeavesOutSlotsThatPointToWrongPlaces)
 
 TEST_F(SegmentReaderTest, LeavesOutTornSlots)
 {
-    const std::string whole = segmentOf(3);
-    const Paths others{pathOf(0), pathOf(2)};
+    const std::string whole = findSegment(3);
+    const Paths others{makePath(0), makePath(2)};
     for (unsigned int bit = 0; bit < 64; ++bit)
     {
         const uint64_t flipped = uint64_t{1} << bit;
@@ -264,7 +264,7 @@ TEST_F(SegmentReaderTest, LeavesOutTornSlots)
 
 TEST_F(SegmentReaderTest, FindsTheLiveValueThatBelongsToARecord)
 {
-    const std::string whole = segmentOf(1);
+    const std::string whole = findSegment(1);
     const auto tagged = [&whole](int difference) {
         return withSlot(whole, 0, [difference](Slot& slot) {
             LiveValue live;
@@ -284,8 +284,8 @@ TEST_F(SegmentReaderTest, FindsTheLiveValueThatBelongsToARecord)
 
 TEST_F(SegmentReaderTest, LeavesOutIncompleteBlocks)
 {
-    const std::string whole = segmentOf(3, 100);
-    const Paths others{pathOf(0), pathOf(2)};
+    const std::string whole = findSegment(3, 100);
+    const Paths others{makePath(0), makePath(2)};
     const auto changed = [&](auto change, bool checked = true) {
         return pathsIn(withBlock(whole, 1, change, checked));
     };
@@ -340,7 +340,7 @@ TEST_F(SegmentReaderTest, LeavesOutInvalidPaths)
 
 TEST_F(SegmentReaderTest, LimitsTheSlotsThatItReads)
 {
-    const std::string whole = segmentOf(200);
+    const std::string whole = findSegment(200);
     ReadingBudget budget;
     budget.slots = 200;
     EXPECT_EQ(pathsIn(whole, budget).size(), 200U);
@@ -355,7 +355,7 @@ TEST_F(SegmentReaderTest, LimitsTheSlotsThatItReads)
 
 TEST_F(SegmentReaderTest, LimitsTheRecordsThatItReads)
 {
-    const std::string whole = segmentOf(200);
+    const std::string whole = findSegment(200);
     ReadingBudget budget;
     budget.records = 200;
     EXPECT_EQ(pathsIn(whole, budget).size(), 200U);
@@ -367,7 +367,7 @@ TEST_F(SegmentReaderTest, LimitsTheRecordsThatItReads)
 
 TEST_F(SegmentReaderTest, LimitsTheBytesThatItReads)
 {
-    const std::string whole = segmentOf(200, 1000);
+    const std::string whole = findSegment(200, 1000);
     ReadingBudget budget;
     const std::size_t block =
         unitsFor(sizeof(BlockHeader) + 5 + 1000) * blockUnit;
@@ -381,17 +381,17 @@ TEST_F(SegmentReaderTest, LimitsTheBytesThatItReads)
 
 TEST_F(SegmentReaderTest, SharesABudgetAmongSeveralReads)
 {
-    folder.write("segment", segmentOf(10));
+    folder.write("segment", findSegment(10));
     ReadingBudget budget;
     budget.records = 15;
-    EXPECT_EQ(pathsOf(budget).size(), 10U);
-    EXPECT_EQ(pathsOf(budget).size(), 5U);
-    EXPECT_EQ(pathsOf(budget).size(), 0U);
+    EXPECT_EQ(listPaths(budget).size(), 10U);
+    EXPECT_EQ(listPaths(budget).size(), 5U);
+    EXPECT_EQ(listPaths(budget).size(), 0U);
 }
 
 TEST_F(SegmentReaderTest, LimitsItsRepetitions)
 {
-    std::string bytes = segmentOf(200, 1000);
+    std::string bytes = findSegment(200, 1000);
     for (uint32_t slot = 0; slot < 200; ++slot)
     {
         bytes = withBlock(
@@ -403,7 +403,7 @@ TEST_F(SegmentReaderTest, LimitsItsRepetitions)
     }
     folder.write("segment", bytes);
     ReadingBudget budget;
-    EXPECT_EQ(pathsOf(budget), Paths{});
+    EXPECT_EQ(listPaths(budget), Paths{});
     EXPECT_EQ(budget.repetitions, 0U);
     // Rejected blocks count too: otherwise large invalid blocks could keep a
     // reader busy.
@@ -414,7 +414,7 @@ TEST_F(SegmentReaderTest, LimitsItsRepetitions)
 
 TEST_F(SegmentReaderTest, ReadsTheRecordOfOneSlot)
 {
-    folder.write("segment", segmentOf(70));
+    folder.write("segment", findSegment(70));
     const auto reader = open();
     const auto at = [&reader](uint32_t slot) {
         std::string path;
@@ -425,11 +425,12 @@ TEST_F(SegmentReaderTest, ReadsTheRecordOfOneSlot)
             });
         return found ? path : "none";
     };
-    EXPECT_EQ(at(0), pathOf(0));
-    EXPECT_EQ(at(69), pathOf(69));
+    EXPECT_EQ(at(0), makePath(0));
+    EXPECT_EQ(at(69), makePath(69));
     EXPECT_EQ(at(70), "none");
     EXPECT_EQ(at(std::numeric_limits<uint32_t>::max()), "none");
-    folder.write("segment", withHeader(segmentOf(1), [](SegmentHeader& header) {
+    folder.write("segment",
+                 withHeader(findSegment(1), [](SegmentHeader& header) {
                      header.slotCount = std::numeric_limits<uint32_t>::max();
                  }));
     const auto boasting = open();
@@ -486,7 +487,7 @@ TEST_F(SegmentReaderTest, FindsTheRecordsThatAreWanted)
 
 TEST_F(SegmentReaderTest, KnowsWhetherThereIsAnyRecordOfTheKind)
 {
-    folder.write("segment", segmentOf(1));
+    folder.write("segment", findSegment(1));
     ReadingBudget budget;
     const auto anyOf = [&](RecordKind kind) {
         return open()
@@ -523,7 +524,7 @@ TEST_F(SegmentReaderTest, ReadsRecordsOfEverySize)
 
 TEST_F(SegmentReaderTest, KeepsNothingOfAnAbortedRead)
 {
-    folder.write("segment", segmentOf(10));
+    folder.write("segment", findSegment(10));
     const auto reader = open();
     ReadingBudget budget;
     const RecordQuery query = RecordQuery::below(fault, {});
@@ -541,7 +542,7 @@ TEST_F(SegmentReaderTest, KeepsNothingOfAnAbortedRead)
 
 TEST_F(SegmentReaderTest, SurvivesASegmentThatChangesItsSize)
 {
-    const std::string whole = segmentOf(300, 500);
+    const std::string whole = findSegment(300, 500);
     const auto file = folder.write("segment", whole);
     test::Child owner([&](const test::Child::Parent& parent) {
         const FileDescriptor opened(::open(file.c_str(), O_RDWR | O_CLOEXEC));
@@ -561,7 +562,7 @@ TEST_F(SegmentReaderTest, SurvivesASegmentThatChangesItsSize)
     for (int i = 0; i < 300; ++i)
     {
         ReadingBudget budget;
-        const Paths paths = pathsOf(budget);
+        const Paths paths = listPaths(budget);
         most = std::max(most, paths.size());
         ASSERT_LE(paths.size(), 300U);
     }
@@ -588,8 +589,9 @@ class RefreshedReader : public SegmentReaderTest
      *  overwritten. */
     std::size_t countWithoutBlocks()
     {
-        const std::string bytes = contentOf(folder.path() / "segment")
-                                      .substr(0, firstTable + bytesOfTable(0));
+        const std::string bytes =
+            readContent(folder.path() / "segment")
+                .substr(0, firstTable + countTableBytes(0));
         folder.write("segment", bytes);
         std::size_t count = 0;
         ReadingBudget budget;
@@ -606,7 +608,7 @@ class RefreshedReader : public SegmentReaderTest
 
 TEST_F(RefreshedReader, CopiesASmallSegmentThatHasNotChanged)
 {
-    open(segmentOf(10));
+    open(findSegment(10));
     EXPECT_TRUE(refresh());
     EXPECT_LT(room, SegmentCopy::largest);
     EXPECT_EQ(countWithoutBlocks(), 10U);
@@ -614,7 +616,7 @@ TEST_F(RefreshedReader, CopiesASmallSegmentThatHasNotChanged)
 
 TEST_F(RefreshedReader, CopiesNothingWithoutRoom)
 {
-    open(segmentOf(10));
+    open(findSegment(10));
     --room;
     EXPECT_TRUE(refresh());
     EXPECT_EQ(room, SegmentCopy::largest - 1);
@@ -623,14 +625,14 @@ TEST_F(RefreshedReader, CopiesNothingWithoutRoom)
 
 TEST_F(RefreshedReader, CopiesNoSegmentThatIsLarge)
 {
-    open(segmentOf(60, 3000));
+    open(findSegment(60, 3000));
     EXPECT_TRUE(refresh());
     EXPECT_EQ(countWithoutBlocks(), 0U);
 }
 
 TEST_F(RefreshedReader, CopiesNoSegmentLargerThanItsHeaderSays)
 {
-    open(withHeader(segmentOf(60, 3000), [](SegmentHeader& header) {
+    open(withHeader(findSegment(60, 3000), [](SegmentHeader& header) {
         header.usedBytes = 1;
     }));
     EXPECT_TRUE(refresh());
@@ -639,7 +641,7 @@ TEST_F(RefreshedReader, CopiesNoSegmentLargerThanItsHeaderSays)
 
 TEST_F(RefreshedReader, DropsItsCopyWhenTheSegmentChanges)
 {
-    const std::string bytes = segmentOf(10);
+    const std::string bytes = findSegment(10);
     open(bytes);
     EXPECT_TRUE(refresh());
     folder.write("segment", withHeader(bytes, [](SegmentHeader& header) {
@@ -651,7 +653,7 @@ TEST_F(RefreshedReader, DropsItsCopyWhenTheSegmentChanges)
 
 TEST_F(RefreshedReader, ReportsAFileThatIsNoLongerASegment)
 {
-    const std::string bytes = segmentOf(10);
+    const std::string bytes = findSegment(10);
     open(bytes);
     folder.write("segment", withHeader(bytes, [](SegmentHeader& header) {
                      ++header.magic;

@@ -340,7 +340,7 @@ TEST_F(SelEntryCache, IsMadeAlsoAfterAWriterDiedMakingIt)
 TEST_F(SelEntryCache, RefusesALinkAndAnInvalidMirror)
 {
     ASSERT_EQ(mirror({1}), 0);
-    const std::string content = test::contentOf(file());
+    const std::string content = test::readContent(file());
     folder.write("elsewhere", content);
     std::filesystem::remove(file());
     std::filesystem::create_symlink(folder.path() / "elsewhere", file());

@@ -13,7 +13,7 @@ namespace healthintf::services
 namespace
 {
 
-std::string errorOf(const std::function<void()>& read)
+std::string catchError(const std::function<void()>& read)
 {
     try
     {
@@ -37,11 +37,11 @@ TEST(ConfigFile, IsNamedWhenItCannotBeRead)
 {
     const test::TemporaryFolder folder;
     const std::string file = folder.path() / "none";
-    EXPECT_EQ(errorOf([&] {
+    EXPECT_EQ(catchError([&] {
                   readConfigFile(file);
               }),
               file + ": unable to read it: No such file or directory");
-    EXPECT_EQ(errorOf([&] {
+    EXPECT_EQ(catchError([&] {
                   readConfigFile(folder.path());
               }),
               folder.path().string() + ": unable to read it: Is a directory");
@@ -53,7 +53,7 @@ TEST(ConfigFile, MayHaveOneMebibyte)
     const std::string most(1 << 20, '#');
     EXPECT_EQ(readConfigFile(folder.write("most", most)), most);
     const std::string file = folder.write("more", most + "#");
-    EXPECT_EQ(errorOf([&] {
+    EXPECT_EQ(catchError([&] {
                   readConfigFile(file);
               }),
               file + ": unable to read it: it has more than 1 MiB");
@@ -66,7 +66,7 @@ TEST(ConfigFile, IsRefusedWhenItIsNoRegularFile)
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     for (const std::string& endless : {pipe, std::string("/dev/zero")})
     {
-        EXPECT_EQ(errorOf([&] {
+        EXPECT_EQ(catchError([&] {
                       readConfigFile(endless);
                   }),
                   endless + ": unable to read it: it is no regular file");
@@ -76,7 +76,7 @@ TEST(ConfigFile, IsRefusedWhenItIsNoRegularFile)
 TEST(ConfigFile, IsNamedWithTheLineThatIsNoToml)
 {
     EXPECT_EQ(parseToml("a = 1\n", "f").size(), 1U);
-    EXPECT_EQ(errorOf([] {
+    EXPECT_EQ(catchError([] {
                   parseToml("a = 1\nb =\n", "f");
               }).substr(0, 5),
               "f:2: ");

@@ -15,7 +15,7 @@ class ConfigTableText : public testing::Test
 {
   protected:
     template <typename Read>
-    std::string errorOf(Read&& read)
+    std::string catchError(Read&& read)
     {
         try
         {
@@ -42,15 +42,15 @@ TEST_F(ConfigTableText, GivesNumbersWithinTheirRange)
     EXPECT_EQ(table.number("number", 0, 5), 5);
     EXPECT_EQ(table.number("half", 0, 5), 0.5);
     EXPECT_EQ(table.number("missing", 0, 5, 3), 3);
-    EXPECT_EQ(errorOf([&] {
+    EXPECT_EQ(catchError([&] {
                   table.number("number", 0, 4.5);
               }),
               "f:1: t.number: must be a number from 0 to 4.5");
-    EXPECT_EQ(errorOf([&] {
+    EXPECT_EQ(catchError([&] {
                   table.number("text", 0, 4);
               }),
               "f:2: t.text: must be a number from 0 to 4");
-    EXPECT_EQ(errorOf([&] {
+    EXPECT_EQ(catchError([&] {
                   table.number("missing", 0, 4);
               }),
               "f:1: t.missing: must be a number from 0 to 4");
@@ -63,13 +63,13 @@ TEST_F(ConfigTableText, GivesWholeNumbersWithinTheirRange)
     for (const auto& [key, least, most] :
          {std::tuple{"number", 6, 7}, std::tuple{"number", 3, 4}})
     {
-        EXPECT_EQ(errorOf([&, key = key, least = least, most = most] {
+        EXPECT_EQ(catchError([&, key = key, least = least, most = most] {
                       table.whole(key, least, most, least);
                   }),
                   "f:1: t.number: must be a whole number from " +
                       std::to_string(least) + " to " + std::to_string(most));
     }
-    EXPECT_EQ(errorOf([&] {
+    EXPECT_EQ(catchError([&] {
                   table.whole("half", 0, 1, 1);
               }),
               "f:4: t.half: must be a whole number from 0 to 1");
@@ -79,11 +79,11 @@ TEST_F(ConfigTableText, GivesOneOfSeveralNumbers)
 {
     EXPECT_EQ(table.readChoice("number", {1, 5}, 1), 5);
     EXPECT_EQ(table.readChoice("missing", {1, 5}, 1), 1);
-    EXPECT_EQ(errorOf([&] {
+    EXPECT_EQ(catchError([&] {
                   table.readChoice("number", {1, 2}, 1);
               }),
               "f:1: t.number: must be one of 1, 2");
-    EXPECT_EQ(errorOf([&] {
+    EXPECT_EQ(catchError([&] {
                   table.readChoice("half", {1, 2}, 1);
               }),
               "f:4: t.half: must be one of 1, 2");
@@ -93,11 +93,11 @@ TEST_F(ConfigTableText, GivesTexts)
 {
     EXPECT_EQ(table.text("text"), "word");
     EXPECT_EQ(table.text("missing", "usual"), "usual");
-    EXPECT_EQ(errorOf([&] {
+    EXPECT_EQ(catchError([&] {
                   table.text("empty");
               }),
               "f:3: t.empty: must be a text");
-    EXPECT_EQ(errorOf([&] {
+    EXPECT_EQ(catchError([&] {
                   table.text("number", "usual");
               }),
               "f:1: t.number: must be a text");
@@ -107,11 +107,11 @@ TEST_F(ConfigTableText, GivesOneOfSeveralTexts)
 {
     EXPECT_EQ(table.readChoice("text", {"word", "other"}), "word");
     EXPECT_EQ(table.readChoice("missing", {"word"}, "word"), "word");
-    EXPECT_EQ(errorOf([&] {
+    EXPECT_EQ(catchError([&] {
                   table.readChoice("text", {"a", "b"});
               }),
               "f:2: t.text: must be one of \"a\", \"b\"");
-    EXPECT_EQ(errorOf([&] {
+    EXPECT_EQ(catchError([&] {
                   table.readChoice("missing", {"a"});
               }),
               "f:1: t.missing: must be one of \"a\"");
@@ -122,7 +122,7 @@ TEST_F(ConfigTableText, RefusesAnUnknownKey)
     table.number("number", 0, 9);
     table.text("text");
     table.number("half", 0, 9);
-    EXPECT_EQ(errorOf([&] {
+    EXPECT_EQ(catchError([&] {
                   table.finish();
               }),
               "f:3: t.empty: is no known key");

@@ -12,7 +12,7 @@ namespace
 {
 
 /** The error for a command line; empty if it is accepted. */
-std::string saidOf(std::vector<const char*> arguments)
+std::string catchComplaint(std::vector<const char*> arguments)
 {
     arguments.insert(arguments.begin(), "program");
     try
@@ -29,24 +29,25 @@ std::string saidOf(std::vector<const char*> arguments)
 
 TEST(EmptyArguments, AreRefusedWhereverTheyStand)
 {
-    EXPECT_EQ(saidOf({"lcd", "set", "hideerrs", ""}),
+    EXPECT_EQ(catchComplaint({"lcd", "set", "hideerrs", ""}),
               "the argument after \"hideerrs\" is empty");
-    EXPECT_EQ(saidOf({"", "tree"}), "the first argument is empty");
-    EXPECT_EQ(saidOf({"faults", "-c", "", "--all"}),
+    EXPECT_EQ(catchComplaint({"", "tree"}), "the first argument is empty");
+    EXPECT_EQ(catchComplaint({"faults", "-c", "", "--all"}),
               "the argument after \"-c\" is empty");
 }
 
 TEST(EmptyArguments, AreRefusedBehindAnEqualsSign)
 {
-    EXPECT_EQ(saidOf({"faults", "--component=", "--all"}),
+    EXPECT_EQ(catchComplaint({"faults", "--component=", "--all"}),
               "\"--component=\" has no value");
 }
 
 TEST(EmptyArguments, AreNotSeenInArgumentsWithAValue)
 {
-    EXPECT_EQ(saidOf({}), "");
-    EXPECT_EQ(saidOf({"sel", "add", "--name=a=", "--path", "b=", "-", "--"}),
-              "");
+    EXPECT_EQ(catchComplaint({}), "");
+    EXPECT_EQ(
+        catchComplaint({"sel", "add", "--name=a=", "--path", "b=", "-", "--"}),
+        "");
 }
 
 } // namespace

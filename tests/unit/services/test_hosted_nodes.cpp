@@ -14,11 +14,11 @@ const std::string root = "/com/vexa/olvar/health";
 
 TEST(KeyOfANode, IsTheRootOrBelowIt)
 {
-    EXPECT_EQ(faultOfKey(root), "");
-    EXPECT_EQ(faultOfKey(root + "/a/b_1"), "");
-    EXPECT_EQ(faultOfKey("/com/vexa/olvar"), "not below " + root);
-    EXPECT_EQ(faultOfKey(root + "x"), "not below " + root);
-    EXPECT_EQ(faultOfKey("/"), "not below " + root);
+    EXPECT_EQ(explainInvalidKey(root), "");
+    EXPECT_EQ(explainInvalidKey(root + "/a/b_1"), "");
+    EXPECT_EQ(explainInvalidKey("/com/vexa/olvar"), "not below " + root);
+    EXPECT_EQ(explainInvalidKey(root + "x"), "not below " + root);
+    EXPECT_EQ(explainInvalidKey("/"), "not below " + root);
 }
 
 TEST(KeyOfANode, IsAnObjectPath)
@@ -27,7 +27,7 @@ TEST(KeyOfANode, IsAnObjectPath)
          {"", "a", "/com/vexa/olvar/health/", "/com/vexa/olvar/health//a",
           "/com/vexa/olvar/health/a b"})
     {
-        EXPECT_EQ(faultOfKey(key), "no object path") << key;
+        EXPECT_EQ(explainInvalidKey(key), "no object path") << key;
     }
 }
 
@@ -38,10 +38,10 @@ TEST(KeyOfANode, IsOfLimitedDepthAndLength)
     {
         deep += "/x";
     }
-    EXPECT_EQ(faultOfKey(deep), "");
-    EXPECT_EQ(faultOfKey(deep + "/x"), "more than 32 levels deep");
-    EXPECT_EQ(faultOfKey(root + "/" + std::string(462, 'x')), "");
-    EXPECT_EQ(faultOfKey(root + "/" + std::string(463, 'x')),
+    EXPECT_EQ(explainInvalidKey(deep), "");
+    EXPECT_EQ(explainInvalidKey(deep + "/x"), "more than 32 levels deep");
+    EXPECT_EQ(explainInvalidKey(root + "/" + std::string(462, 'x')), "");
+    EXPECT_EQ(explainInvalidKey(root + "/" + std::string(463, 'x')),
               "more than 485 bytes long");
 }
 

@@ -41,8 +41,8 @@ TEST(ProgramOfATest, HasTheEnvironmentOfTheTestWithChanges)
 {
     setenv("KEPT", "old", 1);
     setenv("CHANGED", "old", 1);
-    EXPECT_EQ(outputOf({"sh", "-c", "echo $KEPT $CHANGED $ADDED"},
-                       {"CHANGED=new", "ADDED=too"}),
+    EXPECT_EQ(readOutput({"sh", "-c", "echo $KEPT $CHANGED $ADDED"},
+                         {"CHANGED=new", "ADDED=too"}),
               "old new too\n");
 }
 
@@ -50,14 +50,14 @@ TEST(ProgramOfATest, ReportsItsStandardErrorWhenItFails)
 {
     try
     {
-        outputOf({"sh", "-c", "echo cause >&2; exit 3"});
+        readOutput({"sh", "-c", "echo cause >&2; exit 3"});
         ADD_FAILURE() << "it did not fail";
     }
     catch (const std::runtime_error& e)
     {
         EXPECT_THAT(e.what(), HasSubstr("sh exits with 3: cause"));
     }
-    EXPECT_THROW(outputOf({"/nonexistent/program"}), std::runtime_error);
+    EXPECT_THROW(readOutput({"/nonexistent/program"}), std::runtime_error);
     EXPECT_THROW(Process({"true"}).hear(), std::runtime_error);
 }
 

@@ -72,7 +72,7 @@ SelFilter makeFilter(const ListOptions& options)
 }
 
 /** An event of each type that sensors can have. */
-std::vector<ReadEvent> eventsOfAllTypes()
+std::vector<ReadEvent> listEventsByType()
 {
     std::vector<SELEntry_gen> entries;
     for (unsigned int type = 0; type <= UINT8_MAX; ++type)
@@ -102,7 +102,7 @@ void checkNames(const SelFilter& filter)
                     "and names of sensor types are not known; see \"healthctl "
                     "doctor\"");
     }
-    const std::vector<ReadEvent> events = eventsOfAllTypes();
+    const std::vector<ReadEvent> events = listEventsByType();
     for (const SensorTypeChoice& type : filter.sensorTypes)
     {
         if (std::ranges::none_of(events, [&type](const ReadEvent& event) {

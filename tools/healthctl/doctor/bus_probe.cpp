@@ -367,7 +367,7 @@ MatchUses BusProbe::matchRules() const
     {
         if (const auto rules = countRules(bus.get(), name))
         {
-            uses.push_back({nameOfProcess(static_cast<pid_t>(pid)), *rules});
+            uses.push_back({readProcessName(static_cast<pid_t>(pid)), *rules});
         }
     }
     return uses.empty() ? std::nullopt : std::optional(std::move(uses));

@@ -21,7 +21,7 @@ namespace
 {
 
 /** The user that logmgr runs as; root when that is not known. */
-uid_t userOfLogManager(const std::vector<ServiceState>& services)
+uid_t findLogmgrUser(const std::vector<ServiceState>& services)
 {
     for (const ServiceState& service : services)
     {
@@ -128,7 +128,7 @@ Findings examine()
         append(findings, examineBus(bus, services));
         findings.push_back(examineHolders(bus, services));
     }
-    append(findings, examineHost(userOfLogManager(services)));
+    append(findings, examineHost(findLogmgrUser(services)));
     append(findings, examineLog(services));
     return findings;
 }

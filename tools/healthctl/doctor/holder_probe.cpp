@@ -95,7 +95,7 @@ HolderStates probeHolders(const BusProbe& bus, const std::set<uint32_t>& others)
         if (waits && !keys.empty())
         {
             states.silent.push_back(
-                {nameOfProcess(static_cast<pid_t>(pid)), keys.size()});
+                {readProcessName(static_cast<pid_t>(pid)), keys.size()});
         }
     }
     return states;
@@ -118,7 +118,7 @@ HolderStates probeConnections(const BusProbe& bus,
     }
     for (const uint32_t pid : silent)
     {
-        states.silent.push_back({nameOfProcess(static_cast<pid_t>(pid))});
+        states.silent.push_back({readProcessName(static_cast<pid_t>(pid))});
     }
     return states;
 }

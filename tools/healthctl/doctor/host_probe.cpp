@@ -105,8 +105,8 @@ bool modesLetWrite(const fs::path& folder, uid_t user)
 /** A process that has a record, as "fan-daemon[812] (user fans)". */
 std::string inWords(const host::Claimant& claimant)
 {
-    return nameOfProcess(static_cast<pid_t>(claimant.process.pid)) + " (user " +
-           nameOfUser(claimant.user) + ")";
+    return readProcessName(static_cast<pid_t>(claimant.process.pid)) +
+           " (user " + readUserName(claimant.user) + ")";
 }
 
 } // namespace

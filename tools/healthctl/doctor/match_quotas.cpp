@@ -29,14 +29,14 @@ std::optional<MatchQuota> quotaIn(sd_bus_message* stats, uint32_t number)
     {
         if (std::string_view(thing) == "Matches" && left <= most)
         {
-            found = MatchQuota{nameOfUser(number), most - left, most};
+            found = MatchQuota{readUserName(number), most - left, most};
         }
     }
     sd_bus_message_exit_container(stats);
     return found;
 }
 
-MatchQuotas quotasOfUsers(sd_bus_message* stats)
+MatchQuotas readUserQuotas(sd_bus_message* stats)
 {
     MatchQuotas quotas;
     sd_bus_message_enter_container(stats, 'a', "(ua(suu)a{ua{su}})");
@@ -66,7 +66,7 @@ MatchQuotas matchQuotasIn(sd_bus_message* stats)
         if (std::string_view(key) == accounting &&
             sd_bus_message_enter_container(stats, 'v', users) > 0)
         {
-            return quotasOfUsers(stats);
+            return readUserQuotas(stats);
         }
         sd_bus_message_skip(stats, "v");
         sd_bus_message_exit_container(stats);

@@ -38,7 +38,7 @@ std::size_t countEntries(const LogContent& content,
     return static_cast<std::size_t>((ahead + identifiers) % identifiers + 1);
 }
 
-void tellOfLeftOut(const LogContent& content, const services::LogStatus& status)
+void tellLeftOut(const LogContent& content, const services::LogStatus& status)
 {
     const std::size_t places = countEntries(content, status);
     if (places > content.entries.size())
@@ -58,7 +58,7 @@ ReadLog readLog()
     {
         LogmgrClient log;
         LogContent content = log.content();
-        tellOfLeftOut(content, log.status());
+        tellLeftOut(content, log.status());
         return {.entries = std::move(content.entries),
                 .mirror = false,
                 .last = content.last};

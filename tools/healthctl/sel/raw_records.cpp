@@ -174,7 +174,7 @@ bool hasTime(const RawRecord& record)
     return parseFields(record).recordType < firstWithoutTime;
 }
 
-bool isOfSetClock(uint32_t time)
+bool comesFromSetClock(uint32_t time)
 {
     return time > lastTimeSinceStart;
 }

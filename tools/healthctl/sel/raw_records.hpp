@@ -52,7 +52,7 @@ bool hasTime(const RawRecord& record);
 
 /** Whether a time is of a clock that was set: smaller ones count the seconds
  *  since the system started. */
-bool isOfSetClock(uint32_t time);
+bool comesFromSetClock(uint32_t time);
 
 /** Whether the record is of an event of a sensor; others are their maker's. */
 bool isEvent(const RawRecord& record);

@@ -156,7 +156,7 @@ std::string describeSeverity(const ReadEvent& event)
 
 std::string momentText(uint32_t seconds)
 {
-    return isOfSetClock(seconds)
+    return comesFromSetClock(seconds)
                ? localTime(seconds)
                : "clock not set, " + std::to_string(seconds) + " s";
 }
@@ -205,7 +205,7 @@ nlohmann::ordered_json toJson(const ReadEvent& event)
         {"id", event.entry.recordId()},
         {"timestamp",
          hasTime(record) ? Json(event.entry.timestamp()) : Json(nullptr)},
-        {"time", hasTime(record) && isOfSetClock(event.entry.timestamp())
+        {"time", hasTime(record) && comesFromSetClock(event.entry.timestamp())
                      ? Json(utcTime(event.entry.timestamp()))
                      : Json(nullptr)},
         {"sensor",

@@ -56,7 +56,7 @@ std::optional<std::string> findProcess(sd_bus* bus, const std::string& peer)
         return std::nullopt;
     }
     const std::unique_ptr<sd_bus_creds, Unref> credentials(found);
-    return sd_bus_creds_get_pid(found, &pid) < 0 ? peer : nameOfProcess(pid);
+    return sd_bus_creds_get_pid(found, &pid) < 0 ? peer : readProcessName(pid);
 }
 
 FaultEntry_gen makeRecord(const Properties& of)

@@ -51,7 +51,7 @@ class Holders
         if (isNew)
         {
             found->second =
-                nameOfProcess(static_cast<pid_t>(owner->second.pid));
+                readProcessName(static_cast<pid_t>(owner->second.pid));
         }
         return found->second;
     }

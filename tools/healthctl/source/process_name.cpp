@@ -8,7 +8,7 @@
 namespace healthintf::healthctl
 {
 
-std::string nameOfProcess(pid_t pid)
+std::string readProcessName(pid_t pid)
 {
     std::ifstream file("/proc/" + std::to_string(pid) + "/comm");
     std::string name;
@@ -17,7 +17,7 @@ std::string nameOfProcess(pid_t pid)
     return name.empty() ? number : name + "[" + number + "]";
 }
 
-std::string nameOfUser(uid_t user)
+std::string readUserName(uid_t user)
 {
     const passwd* entry = getpwuid(user);
     return entry != nullptr ? entry->pw_name : std::to_string(user);

@@ -12,9 +12,9 @@ namespace healthintf::healthctl
 
 /** A process's name and number, as "hostmon[17]"; its number alone where /proc
  *  does not show it. */
-std::string nameOfProcess(pid_t pid);
+std::string readProcessName(pid_t pid);
 
 /** A user's name; his number where the system knows no name. */
-std::string nameOfUser(uid_t user);
+std::string readUserName(uid_t user);
 
 } // namespace healthintf::healthctl

@@ -122,7 +122,7 @@ TEST_F(FaultListenerTest, ForgetsTheEntriesOfAProcessThatIsGone)
     }
     daemon.waitUntil("end of the other", [&] {
         daemon.catchUp();
-        return daemon.ownerOf(name).empty();
+        return daemon.findOwner(name).empty();
     });
     add(11, 11);
     remove(11);

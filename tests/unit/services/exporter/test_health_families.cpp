@@ -19,7 +19,7 @@ using Evictions = std::map<std::string, uint64_t>;
 using Lines = std::vector<std::string>;
 
 /** The lines of a scrape that are samples. */
-Lines samplesOf(const Snapshot& snapshot)
+Lines writeSamples(const Snapshot& snapshot)
 {
     std::istringstream text(render(makeFamilies(snapshot, "1.2.3")));
     Lines lines;
@@ -42,7 +42,7 @@ Snapshot withCache(CacheContent content)
 
 TEST(HealthFamilies, ReportWhatIsDownWhenNothingCouldBeRead)
 {
-    EXPECT_EQ(samplesOf({}),
+    EXPECT_EQ(writeSamples({}),
               (Lines{"healthintf_build_info{version=\"1.2.3\"} 1",
                      "healthintf_data_cache_up 0", "healthintf_bus_up 0",
                      "healthintf_healthmgr_up 0", "healthintf_sel_up 0",
@@ -51,7 +51,8 @@ TEST(HealthFamilies, ReportWhatIsDownWhenNothingCouldBeRead)
 
 TEST(HealthFamilies, HaveTheHealthOfEachNode)
 {
-    const Lines lines = samplesOf(withCache({{{"/r", 4}, {"/r/fan", 2}}, {}}));
+    const Lines lines =
+        writeSamples(withCache({{{"/r", 4}, {"/r/fan", 2}}, {}}));
     EXPECT_THAT(lines, Contains("healthintf_data_cache_up 1"));
     EXPECT_THAT(lines, Contains("healthintf_node_health{component=\"/r\"} 4"));
     EXPECT_THAT(lines,
@@ -62,7 +63,7 @@ TEST(HealthFamilies, CountFaultsBySeverityAndHiddenState)
 {
     CacheContent content;
     content.faults["/r"] = {{{4, false}, 3}, {{4, true}, 1}, {{3, false}, 2}};
-    const Lines lines = samplesOf(withCache(content));
+    const Lines lines = writeSamples(withCache(content));
     const std::string of = "healthintf_faults{component=\"/r\",severity=";
     EXPECT_THAT(lines, Contains(of + "\"critical\",hidden=\"false\"} 3"));
     EXPECT_THAT(lines, Contains(of + "\"critical\",hidden=\"true\"} 1"));
@@ -76,7 +77,7 @@ TEST(HealthFamilies, ReportZeroFaultsForANodeWithoutFaults)
 {
     Snapshot snapshot = withCache({{{"/r", 2}}, {}});
     snapshot.evictions.emplace();
-    const Lines lines = samplesOf(snapshot);
+    const Lines lines = writeSamples(snapshot);
     EXPECT_THAT(lines, Contains("healthintf_faults{component=\"/r\",severity="
                                 "\"critical\",hidden=\"false\"} 0"));
     EXPECT_THAT(lines,
@@ -88,7 +89,7 @@ TEST(HealthFamilies, CountAllInvalidSeveritiesInOneSample)
 {
     CacheContent content;
     content.faults["/r"] = {{{5, false}, 3}, {{77, false}, 4}};
-    EXPECT_THAT(samplesOf(withCache(content)),
+    EXPECT_THAT(writeSamples(withCache(content)),
                 Contains("healthintf_faults{component=\"/r\",severity="
                          "\"invalid\",hidden=\"false\"} 7"));
 }
@@ -97,14 +98,14 @@ TEST(HealthFamilies, HaveEvictionsOfComponentsWithoutRecordsToo)
 {
     Snapshot snapshot = withCache({{{"/r", 2}}, {}});
     snapshot.evictions = Evictions{{"/gone", 5}};
-    EXPECT_THAT(samplesOf(snapshot),
+    EXPECT_THAT(writeSamples(snapshot),
                 Contains("healthintf_fault_evictions_total{component=\"/gone\"}"
                          " 5"));
 }
 
 TEST(HealthFamilies, LeaveOutEvictionsWhileTheyAreNotCounted)
 {
-    EXPECT_THAT(samplesOf(withCache({{{"/r", 2}}, {}})),
+    EXPECT_THAT(writeSamples(withCache({{{"/r", 2}}, {}})),
                 Not(Contains(StartsWith("healthintf_fault_evictions"))));
 }
 
@@ -116,7 +117,7 @@ TEST(HealthFamilies, HaveTheFillOfTheDataCache)
                                       .fullestUsedBytes = 12288,
                                       .fullestCapacity = 268435456,
                                       .fullest = {}};
-    const Lines lines = samplesOf(snapshot);
+    const Lines lines = writeSamples(snapshot);
     for (const char* line :
          {"healthintf_data_cache_processes 2",
           "healthintf_data_cache_used_bytes 20000",
@@ -133,7 +134,7 @@ TEST(HealthFamilies, HaveTheStatusOfTheLog)
     snapshot.bus = true;
     snapshot.log =
         services::LogStatus{3, 4096, "wrap", true, 1700000000, 1600000000};
-    const Lines lines = samplesOf(snapshot);
+    const Lines lines = writeSamples(snapshot);
     for (const char* line :
          {"healthintf_bus_up 1", "healthintf_sel_up 1",
           "healthintf_sel_entries 3", "healthintf_sel_capacity 4096",
@@ -150,14 +151,14 @@ TEST(HealthFamilies, ReportWhetherTheHealthManagerAnswers)
 {
     Snapshot snapshot;
     snapshot.healthmgr = true;
-    EXPECT_THAT(samplesOf(snapshot), Contains("healthintf_healthmgr_up 1"));
+    EXPECT_THAT(writeSamples(snapshot), Contains("healthintf_healthmgr_up 1"));
 }
 
 TEST(HealthFamilies, LeaveOutUnsetTimes)
 {
     Snapshot snapshot;
     snapshot.log = services::LogStatus{};
-    EXPECT_THAT(samplesOf(snapshot),
+    EXPECT_THAT(writeSamples(snapshot),
                 Not(Contains(StartsWith("healthintf_sel_last"))));
 }
 

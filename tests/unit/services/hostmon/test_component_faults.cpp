@@ -42,7 +42,7 @@ class FaultsOfAComponent : public LibraryTest
     {
         faults->add(
             {.messageId = readId(level),
-             .sensorPath = pathOf(number),
+             .sensorPath = makePath(number),
              .arguments = {text.empty() ? std::to_string(number) : text},
              .fqdd = "",
              .subSystem = "",
@@ -53,7 +53,7 @@ class FaultsOfAComponent : public LibraryTest
 
     void remove(int number, Level level = Level::warning)
     {
-        faults->remove(readId(level), pathOf(number));
+        faults->remove(readId(level), makePath(number));
     }
 
     void addRange(int first, int last, Level level = Level::warning)
@@ -81,7 +81,7 @@ class FaultsOfAComponent : public LibraryTest
         return level == Level::critical ? "C" : "W";
     }
 
-    static std::string pathOf(int number)
+    static std::string makePath(int number)
     {
         return "/sensor/" + std::to_string(number);
     }
@@ -172,7 +172,7 @@ TEST_F(FaultsOfAComponent, NeverMakeTheLibraryDropOne)
     for (int number = 100; number <= 110; ++number)
     {
         std::string id = "W";
-        std::string path = pathOf(number);
+        std::string path = makePath(number);
         std::vector<std::string> arguments;
         std::string none;
         component->addFault(id, path, arguments, none, none, 1, 1);

@@ -21,7 +21,7 @@ Config parse(const std::string& text)
     return parseConfig(text, "file.toml");
 }
 
-std::string errorOf(const std::string& text)
+std::string catchError(const std::string& text)
 {
     try
     {
@@ -120,10 +120,10 @@ TEST(ConfigText, RefusesTheSameSubjectTwiceOnOneComponent)
     const std::string memory = "[[memory]]\nwarning = 2\ncritical = 1\n";
     const std::string component =
         "component = \"/com/vexa/olvar/health/host/memory\"\n";
-    EXPECT_EQ(errorOf(memory + memory),
+    EXPECT_EQ(catchError(memory + memory),
               "file.toml:4: memory.component: is watched for the same thing by "
               "another table: name another component");
-    EXPECT_EQ(errorOf(memory + memory + component),
+    EXPECT_EQ(catchError(memory + memory + component),
               "file.toml:7: memory.component: is watched for the same thing by "
               "another table: name another component");
     EXPECT_EQ(
@@ -134,52 +134,53 @@ TEST(ConfigText, RefusesTheSameSubjectTwiceOnOneComponent)
 
 TEST(ConfigText, NamesFileLineAndKeyOfAnError)
 {
-    EXPECT_EQ(errorOf("\ninterval = 0"),
+    EXPECT_EQ(catchError("\ninterval = 0"),
               "file.toml:2: interval: must be a number from 0.1 to 86400");
-    EXPECT_EQ(errorOf("speed = 1"), "file.toml:1: speed: is no known key");
-    EXPECT_EQ(errorOf("[[memory]]\nwarning = 5\ncritical = 6"),
+    EXPECT_EQ(catchError("speed = 1"), "file.toml:1: speed: is no known key");
+    EXPECT_EQ(catchError("[[memory]]\nwarning = 5\ncritical = 6"),
               "file.toml:3: memory.critical: must not be above warning");
-    EXPECT_EQ(errorOf("[[load]]\nwarning = 5\ncritical = 4"),
+    EXPECT_EQ(catchError("[[load]]\nwarning = 5\ncritical = 4"),
               "file.toml:3: load.critical: must not be below warning");
-    EXPECT_EQ(errorOf("[[memory]]\n\nwarning = 200"),
+    EXPECT_EQ(catchError("[[memory]]\n\nwarning = 200"),
               "file.toml:3: memory.warning: must be a number from 0 to 100");
-    EXPECT_EQ(errorOf("\n[[memory]]\nwarning = 2"),
+    EXPECT_EQ(catchError("\n[[memory]]\nwarning = 2"),
               "file.toml:2: memory.critical: must be a number from 0 to 100");
-    EXPECT_EQ(errorOf("[[memory]]\nwarning = 9\ncritical = 1\nsize = 1"),
+    EXPECT_EQ(catchError("[[memory]]\nwarning = 9\ncritical = 1\nsize = 1"),
               "file.toml:4: memory.size: is no known key");
-    EXPECT_EQ(errorOf("memory = 5"),
+    EXPECT_EQ(catchError("memory = 5"),
               "file.toml:1: memory: must be written [[memory]]");
-    EXPECT_EQ(errorOf("[memory]\nwarning = 9"),
+    EXPECT_EQ(catchError("[memory]\nwarning = 9"),
               "file.toml:1: memory: must be written [[memory]]");
-    EXPECT_EQ(errorOf("[[filesystem]]\npath = \"var\""),
+    EXPECT_EQ(catchError("[[filesystem]]\npath = \"var\""),
               "file.toml:2: filesystem.path: must begin with a slash");
-    EXPECT_EQ(errorOf("[[filesystem]]\nwarning = 1"),
+    EXPECT_EQ(catchError("[[filesystem]]\nwarning = 1"),
               "file.toml:1: filesystem.path: must be a text");
-    EXPECT_EQ(errorOf("[[process]]\nname = \"a\"\npidfile = \"b\""),
+    EXPECT_EQ(catchError("[[process]]\nname = \"a\"\npidfile = \"b\""),
               "file.toml:2: process.name: give either name or pidfile");
-    EXPECT_EQ(errorOf("[[process]]\nseverity = \"critical\""),
+    EXPECT_EQ(catchError("[[process]]\nseverity = \"critical\""),
               "file.toml:1: process.name: give either name or pidfile");
     for (const char* name : {"|", "a|", "|a", "a||b"})
     {
-        EXPECT_EQ(errorOf("[[process]]\nname = \"" + std::string(name) + "\""),
-                  "file.toml:2: process.name: must have a name on each side of "
-                  "\"|\"");
+        EXPECT_EQ(
+            catchError("[[process]]\nname = \"" + std::string(name) + "\""),
+            "file.toml:2: process.name: must have a name on each side of "
+            "\"|\"");
     }
-    EXPECT_EQ(errorOf("[[process]]\nname = \"a\\u0000b\""),
+    EXPECT_EQ(catchError("[[process]]\nname = \"a\\u0000b\""),
               "file.toml:2: process.name: must have no NUL");
-    EXPECT_EQ(errorOf("[[process]]\nname = \"a\"\nseverity = \"bad\""),
+    EXPECT_EQ(catchError("[[process]]\nname = \"a\"\nseverity = \"bad\""),
               "file.toml:3: process.severity: must be one of \"critical\", "
               "\"warning\"");
-    EXPECT_EQ(errorOf("component = \"/elsewhere\""),
+    EXPECT_EQ(catchError("component = \"/elsewhere\""),
               "file.toml:1: component: must be an object path below "
               "/com/vexa/olvar/health");
-    EXPECT_EQ(errorOf("component = \"/com/vexa/olvar/health/a b\""),
+    EXPECT_EQ(catchError("component = \"/com/vexa/olvar/health/a b\""),
               "file.toml:1: component: must be an object path below "
               "/com/vexa/olvar/health");
 }
 
 /** The hysteresis of the only table in a configuration. */
-double hysteresisOf(const std::string& text)
+double readHysteresis(const std::string& text)
 {
     return parse(text).watches.at(0).limits.hysteresis;
 }
@@ -187,23 +188,23 @@ double hysteresisOf(const std::string& text)
 TEST(ConfigText, RefusesAHysteresisWithWhichFaultsWouldNeverEnd)
 {
     const std::string cause = "must be less than 1, or a fault would never end";
-    EXPECT_EQ(errorOf("[[load]]\nwarning = 1\ncritical = 9\nhysteresis = 1"),
+    EXPECT_EQ(catchError("[[load]]\nwarning = 1\ncritical = 9\nhysteresis = 1"),
               "file.toml:4: load.hysteresis: " + cause);
-    EXPECT_EQ(errorOf("[[memory]]\nwarning = 99\ncritical = 9\n"
-                      "hysteresis = 1"),
+    EXPECT_EQ(catchError("[[memory]]\nwarning = 99\ncritical = 9\n"
+                         "hysteresis = 1"),
               "file.toml:4: memory.hysteresis: " + cause);
-    EXPECT_EQ(hysteresisOf("[[load]]\nwarning = 1\ncritical = 9\n"
-                           "hysteresis = 0.9"),
+    EXPECT_EQ(readHysteresis("[[load]]\nwarning = 1\ncritical = 9\n"
+                             "hysteresis = 0.9"),
               0.9);
-    EXPECT_EQ(hysteresisOf("[[memory]]\nwarning = 99\ncritical = 9\n"
-                           "hysteresis = 0.9"),
+    EXPECT_EQ(readHysteresis("[[memory]]\nwarning = 99\ncritical = 9\n"
+                             "hysteresis = 0.9"),
               0.9);
-    EXPECT_EQ(hysteresisOf("[[temperature]]\nwarning = 1\ncritical = 9\n"
-                           "hysteresis = 9"),
+    EXPECT_EQ(readHysteresis("[[temperature]]\nwarning = 1\ncritical = 9\n"
+                             "hysteresis = 9"),
               9)
         << "temperatures may be below 0";
-    EXPECT_EQ(hysteresisOf("[[load]]\nwarning = 0\ncritical = 9\n"
-                           "hysteresis = 1"),
+    EXPECT_EQ(readHysteresis("[[load]]\nwarning = 0\ncritical = 9\n"
+                             "hysteresis = 1"),
               1)
         << "the limit itself is always reached";
 }
@@ -212,10 +213,10 @@ TEST(ConfigText, HasASmallerUsualHysteresisWhereFaultsWouldNeverEnd)
 {
     const std::string pressure = "[[pressure]]\nresource = \"cpu\"\n"
                                  "critical = 50\nwarning = ";
-    EXPECT_EQ(hysteresisOf(pressure + "5"), 2);
-    EXPECT_EQ(hysteresisOf(pressure + "4"), 2);
-    EXPECT_EQ(hysteresisOf(pressure + "1"), 0.5);
-    EXPECT_EQ(hysteresisOf("[[memory]]\nwarning = 99\ncritical = 9"), 0.5);
+    EXPECT_EQ(readHysteresis(pressure + "5"), 2);
+    EXPECT_EQ(readHysteresis(pressure + "4"), 2);
+    EXPECT_EQ(readHysteresis(pressure + "1"), 0.5);
+    EXPECT_EQ(readHysteresis("[[memory]]\nwarning = 99\ncritical = 9"), 0.5);
 }
 
 TEST(ConfigText, RefusesKeysOfFaultEntries)
@@ -223,8 +224,8 @@ TEST(ConfigText, RefusesKeysOfFaultEntries)
     const std::string memory = "[[memory]]\nwarning = 2\ncritical = 1\n";
     for (const std::string part : {"entry/a", "a/entry/b", "a/entry"})
     {
-        EXPECT_EQ(errorOf(memory + "component = \"/com/vexa/olvar/health/" +
-                          part + "\""),
+        EXPECT_EQ(catchError(memory + "component = \"/com/vexa/olvar/health/" +
+                             part + "\""),
                   "file.toml:4: memory.component: must have no part \"entry\", "
                   "which faults have");
     }
@@ -235,15 +236,15 @@ TEST(ConfigText, RefusesKeysOfFaultEntries)
 
 TEST(ConfigText, MustWatchSomething)
 {
-    EXPECT_EQ(errorOf(""), "file.toml:1: no table says what to watch");
-    EXPECT_EQ(errorOf("memory = []"),
+    EXPECT_EQ(catchError(""), "file.toml:1: no table says what to watch");
+    EXPECT_EQ(catchError("memory = []"),
               "file.toml:1: memory: must be written [[memory]]");
 }
 
 TEST(ConfigText, MustBeToml)
 {
-    EXPECT_EQ(errorOf("a = 1\nb =\n").substr(0, 13), "file.toml:2: ");
-    EXPECT_EQ(errorOf("\xFF").substr(0, 13), "file.toml:1: ");
+    EXPECT_EQ(catchError("a = 1\nb =\n").substr(0, 13), "file.toml:2: ");
+    EXPECT_EQ(catchError("\xFF").substr(0, 13), "file.toml:1: ");
 }
 
 TEST(ConfigFile, IsReadFromItsPath)

@@ -51,7 +51,7 @@ TEST(KernelFile, IsNamedWhenItCannotBeRead)
 
 TEST(KernelFile, ReportsWhetherItExistsWhenItCannotBeRead)
 {
-    const auto failureOf = [](const std::string& file) {
+    const auto catchFailure = [](const std::string& file) {
         try
         {
             readKernelFile(file);
@@ -62,14 +62,14 @@ TEST(KernelFile, ReportsWhetherItExistsWhenItCannotBeRead)
         }
         return std::error_code();
     };
-    EXPECT_TRUE(isGone(failureOf("/nonexistent")));
-    EXPECT_TRUE(isGone(failureOf("/dev/null/file")));
-    EXPECT_FALSE(isGone(failureOf("/tmp"))) << "a folder";
-    EXPECT_FALSE(host::isShortage(failureOf("/tmp").value()));
-    EXPECT_FALSE(host::isShortage(failureOf("/nonexistent").value()));
+    EXPECT_TRUE(isGone(catchFailure("/nonexistent")));
+    EXPECT_TRUE(isGone(catchFailure("/dev/null/file")));
+    EXPECT_FALSE(isGone(catchFailure("/tmp"))) << "a folder";
+    EXPECT_FALSE(host::isShortage(catchFailure("/tmp").value()));
+    EXPECT_FALSE(host::isShortage(catchFailure("/nonexistent").value()));
     const test::NoMoreDescriptors shortage;
-    EXPECT_TRUE(host::isShortage(failureOf("/proc/meminfo").value()));
-    EXPECT_FALSE(isGone(failureOf("/proc/meminfo")));
+    EXPECT_TRUE(host::isShortage(catchFailure("/proc/meminfo").value()));
+    EXPECT_FALSE(isGone(catchFailure("/proc/meminfo")));
 }
 
 TEST(NumberInAText, IsFinite)

@@ -15,7 +15,7 @@ Config parse(const std::string& text)
     return parseConfig(text, "f");
 }
 
-std::string errorOf(const std::string& text)
+std::string catchError(const std::string& text)
 {
     try
     {
@@ -46,12 +46,12 @@ TEST(LogConfig, TakesCapacityAndOverflow)
 TEST(LogConfig, NamesTheLineAndTheKeyThatAreWrong)
 {
     const std::string range = "must be a whole number from 1 to 65534";
-    EXPECT_EQ(errorOf("capacity = 0"), "f:1: capacity: " + range);
-    EXPECT_EQ(errorOf("\ncapacity = 65535"), "f:2: capacity: " + range);
-    EXPECT_EQ(errorOf("capacity = \"4\""), "f:1: capacity: " + range);
-    EXPECT_EQ(errorOf("overflow = \"drop\""),
+    EXPECT_EQ(catchError("capacity = 0"), "f:1: capacity: " + range);
+    EXPECT_EQ(catchError("\ncapacity = 65535"), "f:2: capacity: " + range);
+    EXPECT_EQ(catchError("capacity = \"4\""), "f:1: capacity: " + range);
+    EXPECT_EQ(catchError("overflow = \"drop\""),
               "f:1: overflow: must be one of \"refuse\", \"wrap\"");
-    EXPECT_EQ(errorOf("size = 4"), "f:1: size: is no known key");
+    EXPECT_EQ(catchError("size = 4"), "f:1: size: is no known key");
 }
 
 TEST(LogConfig, MayBeMissingAtTheDefaultPath)

@@ -29,7 +29,7 @@ using Kind = Refusal::Kind;
 
 /** The kind and the text of a refusal. */
 std::pair<std::optional<Kind>, std::string>
-refusalOf(const std::function<void()>& work)
+catchRefusal(const std::function<void()>& work)
 {
     try
     {
@@ -142,7 +142,7 @@ TEST_F(Log, RefusesRecordsOfAnyOtherSize)
 {
     for (const std::size_t size : {0, 1, 15, 17, 100000})
     {
-        const auto [kind, why] = refusalOf([&] {
+        const auto [kind, why] = catchRefusal([&] {
             makeEvent({}, std::vector<uint8_t>(size), std::nullopt);
         });
         EXPECT_EQ(kind, Kind::invalidRecord);
@@ -157,11 +157,11 @@ TEST_F(Log, RefusesTextsThatAreTooLong)
     open();
     log->add(makeEvent({longest, longest, 0, 0}, sampleRecord(), {}));
     EXPECT_EQ(log->list(1, 1).entries.at(0).sensor.path, longest);
-    EXPECT_EQ(refusalOf([&] {
+    EXPECT_EQ(catchRefusal([&] {
                   makeEvent({longest + "x", "", 0, 0}, sampleRecord(), {});
               }).second,
               "the name of the sensor has 512 bytes, more than 511");
-    EXPECT_EQ(refusalOf([&] {
+    EXPECT_EQ(catchRefusal([&] {
                   makeEvent({"", longest + "x", 0, 0}, sampleRecord(), {});
               }).second,
               "the path of the sensor has 512 bytes, more than 511");
@@ -172,7 +172,7 @@ TEST_F(Log, RefusesEventsWhenItIsFullUntilItIsCleared)
     open(3);
     add(3);
     EXPECT_FALSE(log->state().overflow);
-    const auto [kind, why] = refusalOf([&] {
+    const auto [kind, why] = catchRefusal([&] {
         add(1);
     });
     EXPECT_EQ(kind, Kind::full);
@@ -218,7 +218,7 @@ TEST_F(Log, LosesNothingToASmallerCapacityUntilThereIsAnEvent)
     add(6);
     open(3);
     EXPECT_EQ(ids().size(), 6U);
-    EXPECT_EQ(refusalOf([&] {
+    EXPECT_EQ(catchRefusal([&] {
                   add(1);
               }).second,
               "the log is full: it holds 6 of 3 entries; Clear empties it");
@@ -233,7 +233,7 @@ TEST_F(Log, TakesAnEventAfterItsFileWasOverwritten)
     open();
     add(3);
     const std::filesystem::path file = folder.path() / "data.mdb";
-    const std::string backup = test::contentOf(file);
+    const std::string backup = test::readContent(file);
     add(5);
     std::fstream(file, std::ios::in | std::ios::out | std::ios::binary)
         << backup;
@@ -247,14 +247,14 @@ TEST_F(Log, ClearsTheContentOfAnOverwrittenFile)
     open();
     add(3);
     const std::filesystem::path file = folder.path() / "data.mdb";
-    const std::string backup = test::contentOf(file);
+    const std::string backup = test::readContent(file);
     const auto overwrite = [&] {
         std::fstream(file, std::ios::in | std::ios::out | std::ios::binary)
             << backup;
     };
     add(5);
     overwrite();
-    EXPECT_EQ(refusalOf([&] {
+    EXPECT_EQ(catchRefusal([&] {
                   log->clearUpTo(anyGeneration, 8);
               }).first,
               Kind::grown);
@@ -293,7 +293,7 @@ TEST_F(Log, FindsEntriesByTheirIdentifiersAcrossTheWrap)
     EXPECT_THAT(ids(lastEntry), ElementsAre(6));
     for (const uint16_t gone : {2, 7, 65534})
     {
-        const auto [kind, why] = refusalOf([&] {
+        const auto [kind, why] = catchRefusal([&] {
             log->list(gone, 1);
         });
         EXPECT_EQ(kind, Kind::noSuchEntry);
@@ -312,7 +312,7 @@ TEST_F(Log, DoesNotLogAtEachEventThatItIsFullWhenItCannotStoreThat)
                       int refused = 0;
                       for (int i = 0; i < 100; ++i)
                       {
-                          refused += static_cast<int>(refusalOf([this] {
+                          refused += static_cast<int>(catchRefusal([this] {
                                                           add(1);
                                                       }).first == Kind::full);
                       }
@@ -333,7 +333,7 @@ TEST_F(Log, ReportsADamagedEntryAsMissing)
     odd.sensor.name = "a\xff";
     store->append(odd, 0, store->state());
     add(1);
-    EXPECT_EQ(refusalOf([this] {
+    EXPECT_EQ(catchRefusal([this] {
                   log->entry(2);
               }),
               std::pair(std::optional(Kind::noSuchEntry),
@@ -363,7 +363,7 @@ TEST_F(Log, SkipsAnEntryWithADamagedText)
     EXPECT_EQ(log->listFrom(anyGeneration, 1, 0).entries.size(), 1U);
     for (const uint16_t id : {2, 3, 5, 6})
     {
-        EXPECT_EQ(refusalOf([&] {
+        EXPECT_EQ(catchRefusal([&] {
                       log->entry(id);
                   }).first,
                   Kind::noSuchEntry);
@@ -380,7 +380,7 @@ TEST_F(Log, ListsNothingWhenAllEntriesAreDamaged)
     store->append(odd, 0, store->state());
     for (const uint16_t id : {firstEntry, uint16_t{1}, lastEntry})
     {
-        EXPECT_EQ(refusalOf([&] {
+        EXPECT_EQ(catchRefusal([&] {
                       log->entry(id);
                   }).second,
                   "the entry " + std::to_string(id) + " of the log is damaged");
@@ -429,7 +429,7 @@ TEST_F(Log, HasNoEntriesWhenItIsEmpty)
     open();
     EXPECT_THAT(log->list(firstEntry, 5).entries, IsEmpty());
     EXPECT_EQ(log->list(firstEntry, 5).next, noEntry);
-    EXPECT_EQ(refusalOf([&] {
+    EXPECT_EQ(catchRefusal([&] {
                   log->list(lastEntry, 1);
               }).first,
               Kind::noSuchEntry);
@@ -442,7 +442,7 @@ TEST_F(Log, SurvivesAnEventThatCannotBeStored)
         open(identifiers);
         std::pair<std::optional<Kind>, std::string> refused;
         uint32_t added = 0;
-        while (!(refused = refusalOf([&] {
+        while (!(refused = catchRefusal([&] {
                      add(1);
                  })).first)
         {
@@ -458,13 +458,13 @@ TEST_F(Log, SurvivesAnEventThatCannotBeStored)
     });
 }
 
-TEST_F(Log, SaysThatItIsToBeExportedWhileItsFileIsGoneAndCannotBeMadeAnew)
+TEST_F(Log, AsksForAnExportWhileItsMissingFileCannotBeRewritten)
 {
     open(2);
     add(1);
     std::filesystem::remove_all(folder.path());
     std::ofstream(folder.path()) << "no folder";
-    const auto refused = refusalOf([&] {
+    const auto refused = catchRefusal([&] {
         add(1);
     });
     EXPECT_EQ(refused.first, Kind::notStored);
@@ -487,7 +487,7 @@ TEST_F(Log, IsListedBySequenceNumbersThatAreNotGivenAgain)
     store->append(nextEntry(*store), 3, {});
     EXPECT_EQ(log->listFrom(anyGeneration, 0, 0).entries.front().recordId, 4);
     const auto refused = [this](uint64_t first) {
-        return refusalOf([&] {
+        return catchRefusal([&] {
                    log->listFrom(anyGeneration, first, 0);
                })
             .first;
@@ -508,7 +508,7 @@ TEST_F(Log, HasANewGenerationWhenItIsCleared)
     log->clear();
     add(3);
     EXPECT_NE(log->generation(), before);
-    EXPECT_EQ(refusalOf([&] {
+    EXPECT_EQ(catchRefusal([&] {
                   log->listFrom(before, 1, 0);
               }),
               std::pair(std::optional(Kind::oldGeneration),
@@ -522,7 +522,7 @@ TEST_F(Log, IsClearedOnlyUpToTheEntryThatIsNamed)
     add(3);
     EXPECT_EQ(log->lastIdentifier(), 3);
     const auto refused = [this](uint64_t generation, uint16_t last) {
-        return refusalOf([&] {
+        return catchRefusal([&] {
                    log->clearUpTo(generation, last);
                })
             .first;

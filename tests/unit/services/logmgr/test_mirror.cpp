@@ -35,7 +35,7 @@ Ids mirrored()
     return ids;
 }
 
-/** The names of their sensors. */
+/** The sensor names of the entries that other processes read. */
 std::vector<std::string> mirroredNames()
 {
     std::map<std::string, SELEntry_gen> entries;
@@ -172,15 +172,15 @@ TEST_F(LogMirror, IsRebuiltForAnotherLog)
               0);
 }
 
-TEST_F(LogMirror, IsMadeAnewWhenTheLogIsAnEarlierOneOfTheSameLength)
+TEST_F(LogMirror, IsRebuiltForAnEarlierLogOfTheSameLength)
 {
     const std::filesystem::path file = folder.path() / "state" / "data.mdb";
     EXPECT_EQ(withLog([&file](EventLog& log) {
                   Event event = sampleEvent();
-                  const std::string empty = test::contentOf(file);
+                  const std::string empty = test::readContent(file);
                   event.sensor.name = "earlier";
                   log.add(event);
-                  const std::string earlier = test::contentOf(file);
+                  const std::string earlier = test::readContent(file);
                   int time = 0;
                   const auto overwrite = [&](const std::string& content) {
                       std::fstream(file, std::ios::in | std::ios::out |
@@ -205,8 +205,8 @@ TEST_F(LogMirror, IsMadeAnewWhenTheLogIsAnEarlierOneOfTheSameLength)
               0);
 }
 
-/** How many bytes of the filesystem a file uses. */
-std::size_t bytesOf(const std::filesystem::path& file)
+/** The disk space that a file uses, in bytes. */
+std::size_t countBytes(const std::filesystem::path& file)
 {
     struct stat found
     {};
@@ -234,9 +234,9 @@ TEST_F(LogMirror, ReleasesTheSpaceOfEntriesOfOtherSizes)
                       }
                   }
                   const auto file = folder.path() / "sel" / "log";
-                  const std::size_t before = bytesOf(file);
+                  const std::size_t before = countBytes(file);
                   mirror.check();
-                  const std::size_t after = bytesOf(file);
+                  const std::size_t after = countBytes(file);
                   mirror.addEntry(log.add(sampleEvent()));
                   const auto ids = mirrored();
                   return after * 4 < before && ids.size() == 100 &&

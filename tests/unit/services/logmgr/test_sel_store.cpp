@@ -24,7 +24,7 @@ namespace
 
 namespace fs = std::filesystem;
 using test::Child;
-using test::contentOf;
+using test::readContent;
 using test::inChild;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -67,7 +67,7 @@ std::string parseKey(char last)
 std::string writtenIn(const fs::path& file)
 {
     constexpr std::size_t page = 4096;
-    std::string content = contentOf(file);
+    std::string content = readContent(file);
     const std::size_t last = content.find_last_not_of('\0');
     content.resize((last / page + 1) * page);
     return content;
@@ -112,7 +112,7 @@ class Store : public testing::Test
         // free list, whose last field is the number of its root page.
         constexpr std::size_t rootAt = 16 + 24 + 40;
         constexpr std::size_t changeAt = 16 + 24 + 2 * 48 + 8;
-        const std::string content = contentOf(file);
+        const std::string content = readContent(file);
         const auto numberAt = [&content](std::size_t at) {
             std::size_t number = 0;
             std::memcpy(&number, &content[at], sizeof(number));
@@ -287,7 +287,7 @@ TEST_F(Store, SetsAFileAsideThatIsTooShort)
 {
     append(open(), 100);
     store.reset();
-    const std::string whole = contentOf(file);
+    const std::string whole = readContent(file);
     for (const std::size_t size : {1U, 4096U, 5000U, 8192U, 12288U})
     {
         std::ofstream(file, std::ios::binary) << whole.substr(0, size);
@@ -339,14 +339,15 @@ TEST_F(Store, SetsAsideAFileThatIsNoLog)
     EXPECT_EQ(open().size(), 0U);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 HasSubstr("is damaged"));
-    EXPECT_EQ(contentOf(file.string() + ".damaged"), std::string(100000, 'x'));
+    EXPECT_EQ(readContent(file.string() + ".damaged"),
+              std::string(100000, 'x'));
 }
 
 TEST_F(Store, SetsAsideALogThatWouldCrashLmdb)
 {
     append(open(), 200);
     store.reset();
-    std::string content = contentOf(file);
+    std::string content = readContent(file);
     markFirstNodes(content);
     folder.write("deep/sel/data.mdb", content);
     testing::internal::CaptureStderr();
@@ -408,7 +409,7 @@ TEST_F(Store, KeepsItsEntriesWhereAnAdditionWouldCrashTheProcess)
     constexpr std::size_t endAt = 15;
     append(open(), 200);
     store.reset();
-    const std::string content = contentOf(file);
+    const std::string content = readContent(file);
     const std::string lastKey = parseKey('\xc7');
     for (std::size_t at = content.find(lastKey); at != std::string::npos;
          at = content.find(lastKey, at + 1))
@@ -620,7 +621,7 @@ TEST_F(Store, SetsAFileAsideThatTookThePlaceOfItsOwn)
     fs::rename(folder.path() / "other", file);
     store->clear({1, 2, false});
     append(*store, 1);
-    EXPECT_EQ(contentOf(file.string() + ".damaged"), "another");
+    EXPECT_EQ(readContent(file.string() + ".damaged"), "another");
     EXPECT_THAT(idsIn(open()), ElementsAre(1));
 }
 
@@ -634,7 +635,7 @@ void overwrite(const fs::path& file, const std::string& content)
 TEST_F(Store, ContinuesWithTheContentOfAnOverwrittenFile)
 {
     append(open(), 3);
-    const std::string backup = contentOf(file);
+    const std::string backup = readContent(file);
     const uint64_t generation = store->generation();
     store->clear({});
     append(*store, 5);
@@ -653,7 +654,7 @@ TEST_F(Store, ContinuesWithTheContentOfAnOverwrittenFile)
     EXPECT_FALSE(fs::exists(file.string() + ".damaged"));
 }
 
-/** As a copy with the times of the original. */
+/** Overwrites a file as a copy that keeps the original's times. */
 void overwriteAt(int seconds, const fs::path& file, const std::string& content)
 {
     overwrite(file, content);
@@ -661,16 +662,16 @@ void overwriteAt(int seconds, const fs::path& file, const std::string& content)
                         fs::file_time_type(std::chrono::seconds(seconds)));
 }
 
-TEST_F(Store, GoesOnWithAnotherLogThatWasChangedAsOften)
+TEST_F(Store, ContinuesWithAnotherLogWithAsManyChanges)
 {
     append(open(), 5);
-    const std::string five = contentOf(file);
+    const std::string five = readContent(file);
     store.reset();
     fs::remove(file);
     append(open(), 2);
     store->clear({});
     append(*store, 2);
-    const std::string two = contentOf(file);
+    const std::string two = readContent(file);
     overwriteAt(1, file, five);
     store->restoreFile();
     EXPECT_EQ(store->size(), 5u);
@@ -682,7 +683,7 @@ TEST_F(Store, GoesOnWithAnotherLogThatWasChangedAsOften)
     EXPECT_FALSE(fs::exists(file.string() + ".damaged"));
 }
 
-TEST_F(Store, TakesNoChangeOfItsOwnForOneOfOthers)
+TEST_F(Store, DoesNotTakeItsOwnChangeForAnothers)
 {
     append(open(), 3);
     testing::internal::CaptureStderr();
@@ -697,10 +698,10 @@ TEST_F(Store, TakesNoChangeOfItsOwnForOneOfOthers)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-TEST_F(Store, ChangesNothingBeforeItHasSeenThatItsFileWasOverwritten)
+TEST_F(Store, RefusesTheFirstChangeAfterItsFileWasOverwritten)
 {
     append(open(), 3);
-    const std::string backup = contentOf(file);
+    const std::string backup = readContent(file);
     append(*store, 5);
     overwrite(file, backup);
     EXPECT_THROW(append(*store, 1), std::runtime_error);

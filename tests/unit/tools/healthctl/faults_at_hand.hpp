@@ -12,9 +12,9 @@
 namespace healthintf::healthctl
 {
 
-inline Fault faultOf(const std::string& key, const std::string& name,
-                     uint32_t severity, uint64_t timestamp = 0,
-                     bool hidden = false)
+inline Fault makeFault(const std::string& key, const std::string& name,
+                       uint32_t severity, uint64_t timestamp = 0,
+                       bool hidden = false)
 {
     FaultEntryProperties properties;
     properties.messageID = name;

@@ -37,8 +37,8 @@ inline RawRecord recordOfEvent(uint16_t id, uint32_t time, uint8_t sensorType)
             0x22};
 }
 
-inline SELEntry_gen entryOf(const RawRecord& record,
-                            SELInterface::SensorInfo sensor = {})
+inline SELEntry_gen makeEntry(const RawRecord& record,
+                              SELInterface::SensorInfo sensor = {})
 {
     return SELEntry_gen(
         {.recordId = readId(record),
@@ -47,10 +47,10 @@ inline SELEntry_gen entryOf(const RawRecord& record,
          .record = record});
 }
 
-inline ReadEvent eventOf(uint16_t id, uint32_t time, uint8_t sensorType,
-                         std::optional<EventWords> words = std::nullopt)
+inline ReadEvent makeEvent(uint16_t id, uint32_t time, uint8_t sensorType,
+                           std::optional<EventWords> words = std::nullopt)
 {
-    return {entryOf(recordOfEvent(id, time, sensorType)), std::move(words)};
+    return {makeEntry(recordOfEvent(id, time, sensorType)), std::move(words)};
 }
 
 } // namespace healthintf::healthctl

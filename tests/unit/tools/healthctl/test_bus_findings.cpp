@@ -41,7 +41,7 @@ TEST(BusFindings, DoNotAskToStartABusThatHangs)
     EXPECT_THAT(finding.remedy, HasSubstr("is stopped"));
 }
 
-TEST(BusFindings, GradeAServiceByHowItCanBeHad)
+TEST(BusFindings, GradeAServiceByWhetherItRunsAndAnswers)
 {
     ServiceState service{.program = "logmgr",
                          .name = "com.vexa.olvar.logmgr",

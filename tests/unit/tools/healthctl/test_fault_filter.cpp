@@ -14,10 +14,11 @@ namespace
 
 using testing::ElementsAre;
 
-const Faults all{
-    faultOf("/a/fan", "new", 3, 30), faultOf("/a/fan", "old", 3, 10),
-    faultOf("/a/fan2", "worst", 4, 20),
-    faultOf("/a/fan2", "hidden", 4, 5, true), faultOf("/a", "unknown", 1, 1)};
+const Faults all{makeFault("/a/fan", "new", 3, 30),
+                 makeFault("/a/fan", "old", 3, 10),
+                 makeFault("/a/fan2", "worst", 4, 20),
+                 makeFault("/a/fan2", "hidden", 4, 5, true),
+                 makeFault("/a", "unknown", 1, 1)};
 
 std::vector<std::string> chosen(const FaultFilter& filter)
 {
@@ -77,7 +78,7 @@ TEST(ChosenFaults, AreTurnedRoundBeforeTheyAreLimited)
 
 TEST(ChosenFaults, AreOrderedByTheirPathsWhenAllElseIsTheSame)
 {
-    const Faults twins{faultOf("/b", "x", 3), faultOf("/a", "x", 3)};
+    const Faults twins{makeFault("/b", "x", 3), makeFault("/a", "x", 3)};
     EXPECT_EQ(chooseFaults(twins, {}).front().path, "/a/entry/x");
 }
 

@@ -29,14 +29,14 @@ std::string printed(const Faults& faults)
 
 TEST(FaultOutput, IsARowAndTheMessage)
 {
-    EXPECT_EQ(printed({faultOf("/com/vexa/olvar/health/fan", "Slow", 3)}),
+    EXPECT_EQ(printed({makeFault("/com/vexa/olvar/health/fan", "Slow", 3)}),
               "• warning  1970-01-01 00:00:00  fan  Slow\n"
               "  The message of Slow\n");
 }
 
 TEST(FaultOutput, MarksHiddenFaults)
 {
-    EXPECT_THAT(printed({faultOf("/a", "Slow", 3, 0, true)}),
+    EXPECT_THAT(printed({makeFault("/a", "Slow", 3, 0, true)}),
                 HasSubstr("Slow  hidden\n"));
 }
 
@@ -59,7 +59,7 @@ TEST(FaultOutput, EscapesControlCharactersInMessages)
 
 TEST(FaultOutput, HasEverythingInJson)
 {
-    const auto json = toJson(faultOf("/a", "Slow", 4, 1, true));
+    const auto json = toJson(makeFault("/a", "Slow", 4, 1, true));
     EXPECT_EQ(json["component"], "/a");
     EXPECT_EQ(json["severity"], "critical");
     EXPECT_EQ(json["time"], "1970-01-01T00:00:01Z");

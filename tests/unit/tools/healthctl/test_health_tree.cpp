@@ -47,7 +47,7 @@ TEST(HealthTree, AddsTheMissingAncestorsOfANode)
 TEST(HealthTree, KeepsFaultsOfAKeyWithoutANode)
 {
     const auto trees =
-        buildTrees({{root, healthy(2)}}, {faultOf(root + "/a", "x", 3)});
+        buildTrees({{root, healthy(2)}}, {makeFault(root + "/a", "x", 3)});
     const TreeNode* found = findNode(trees, root + "/a");
     ASSERT_NE(found, nullptr);
     EXPECT_FALSE(found->recorded);
@@ -67,7 +67,7 @@ TEST(HealthTree, CountsVisibleAndHiddenFaultsOfEachNode)
 {
     const auto trees =
         buildTrees({{root, healthy(3)}},
-                   {faultOf(root, "x", 3), faultOf(root, "y", 4, 0, true)});
+                   {makeFault(root, "x", 3), makeFault(root, "y", 4, 0, true)});
     EXPECT_EQ(trees[0].visible(), 1U);
     EXPECT_EQ(trees[0].hidden(), 1U);
 }
@@ -81,17 +81,17 @@ Origin getOrigin(uint32_t health, uint32_t child, const Faults& faults)
 
 TEST(HealthOrigin, IsEverythingWithTheSameHealth)
 {
-    const Origin faults = getOrigin(4, 2, {faultOf(root, "x", 4)});
+    const Origin faults = getOrigin(4, 2, {makeFault(root, "x", 4)});
     EXPECT_TRUE(faults.faults && !faults.children && !faults.base);
-    const Origin child = getOrigin(3, 3, {faultOf(root, "x", 1)});
+    const Origin child = getOrigin(3, 3, {makeFault(root, "x", 1)});
     EXPECT_TRUE(!child.faults && child.children && !child.base);
-    const Origin both = getOrigin(3, 3, {faultOf(root, "x", 3)});
+    const Origin both = getOrigin(3, 3, {makeFault(root, "x", 3)});
     EXPECT_TRUE(both.faults && both.children && !both.base);
 }
 
 TEST(HealthOrigin, IsTheBaseHealthWhenNothingElseIsAsBad)
 {
-    const Origin base = getOrigin(3, 2, {faultOf(root, "x", 4, 0, true)});
+    const Origin base = getOrigin(3, 2, {makeFault(root, "x", 4, 0, true)});
     EXPECT_TRUE(!base.faults && !base.children && base.base);
 }
 

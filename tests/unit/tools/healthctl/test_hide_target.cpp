@@ -11,9 +11,9 @@ namespace healthintf::healthctl
 namespace
 {
 
-Fault faultOf(const std::string& key, const std::string& name,
-              const std::string& sensorPath, uint32_t sensorNumber,
-              bool hidden = false)
+Fault makeFault(const std::string& key, const std::string& name,
+                const std::string& sensorPath, uint32_t sensorNumber,
+                bool hidden = false)
 {
     FaultEntryProperties properties;
     properties.messageID = name;
@@ -24,11 +24,11 @@ Fault faultOf(const std::string& key, const std::string& name,
 }
 
 const Faults all{
-    faultOf("/rack/fan", "slow", "/sensors/fan", 7),
-    faultOf("/rack/fan", "hot", "/sensors/heat", 8),
-    faultOf("/rack/fan2", "slow", "/sensors/fan", 7),
-    faultOf("/rack/fan2", "gone", "/sensors/fan", 9, true),
-    faultOf("/rack", "open", "", 0),
+    makeFault("/rack/fan", "slow", "/sensors/fan", 7),
+    makeFault("/rack/fan", "hot", "/sensors/heat", 8),
+    makeFault("/rack/fan2", "slow", "/sensors/fan", 7),
+    makeFault("/rack/fan2", "gone", "/sensors/fan", 9, true),
+    makeFault("/rack", "open", "", 0),
 };
 
 void expectCounts(const HideTarget& target, std::size_t faults,

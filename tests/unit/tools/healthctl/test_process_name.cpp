@@ -22,7 +22,7 @@ TEST(ProcessName, IsNameAndNumber)
         return 0;
     });
     child.hear();
-    EXPECT_EQ(nameOfProcess(child.pid()),
+    EXPECT_EQ(readProcessName(child.pid()),
               "hostmon[" + std::to_string(child.pid()) + "]");
 }
 
@@ -30,14 +30,14 @@ TEST(ProcessName, IsTheNumberAloneWhereProcDoesNotShowTheProcess)
 {
     // Larger than any process id.
     constexpr auto nobody = std::numeric_limits<pid_t>::max();
-    EXPECT_EQ(nameOfProcess(nobody), std::to_string(nobody));
+    EXPECT_EQ(readProcessName(nobody), std::to_string(nobody));
 }
 
 TEST(UserName, IsTheNumberWhereTheSystemKnowsNone)
 {
     constexpr uid_t nobody = 4'000'000'000;
-    EXPECT_EQ(nameOfUser(0), "root");
-    EXPECT_EQ(nameOfUser(nobody), "4000000000");
+    EXPECT_EQ(readUserName(0), "root");
+    EXPECT_EQ(readUserName(nobody), "4000000000");
 }
 
 } // namespace

@@ -19,7 +19,7 @@ constexpr RawRecord fanRecord{0x34, 0x12, 0x02, 0x01, 0x02, 0x03, 0x04, 0x20,
 
 /** The error message of a failed read. */
 template <typename Read>
-std::string complaintOf(Read&& read)
+std::string catchComplaint(Read&& read)
 {
     try
     {
@@ -51,11 +51,11 @@ TEST(RawRecords, AreNoneInAnEmptyFile)
 TEST(RawRecords, NameThePlaceWhereTheLastOneIsCut)
 {
     const std::string content = formatRecords({fanRecord, fanRecord});
-    EXPECT_THAT(complaintOf([&] {
+    EXPECT_THAT(catchComplaint([&] {
                     recordsIn(content.substr(0, 31));
                 }),
                 HasSubstr("offset 16 is cut: it has 15 bytes"));
-    EXPECT_THAT(complaintOf([&] {
+    EXPECT_THAT(catchComplaint([&] {
                     recordsIn(content.substr(0, 1));
                 }),
                 HasSubstr("offset 0 is cut: it has 1 bytes"));
@@ -73,23 +73,23 @@ TEST(RawRecords, AreReadHoweverTheirDigitsAreGrouped)
 
 TEST(RawRecords, NameTextThatIsNoRecord)
 {
-    EXPECT_THAT(complaintOf([] {
+    EXPECT_THAT(catchComplaint([] {
                     parseRecord({"0102"});
                 }),
                 HasSubstr("16 bytes, and 2 are given"));
-    EXPECT_THAT(complaintOf([] {
+    EXPECT_THAT(catchComplaint([] {
                     parseRecord({});
                 }),
                 HasSubstr("0 are given"));
-    EXPECT_THAT(complaintOf([] {
+    EXPECT_THAT(catchComplaint([] {
                     parseRecord({"123"});
                 }),
                 HasSubstr("odd number of digits"));
-    EXPECT_THAT(complaintOf([] {
+    EXPECT_THAT(catchComplaint([] {
                     parseRecord({"0g"});
                 }),
                 HasSubstr("\"0g\" is no byte"));
-    EXPECT_THAT(complaintOf([] {
+    EXPECT_THAT(catchComplaint([] {
                     parseRecord({"0x"});
                 }),
                 HasSubstr("\"\" is no byte"));

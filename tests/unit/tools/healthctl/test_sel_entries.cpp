@@ -31,14 +31,14 @@ class SelEntries : public testing::Test
     /** An event that the platform describes. */
     static ReadEvent fanEvent()
     {
-        return eventOf(17, 5, 0x04,
-                       EventWords{.severity = EventSeverity::warning,
-                                  .messageId = "FAN0107",
-                                  .text = "The fan is slow.",
-                                  .arguments = {"Fan", "0x11"},
-                                  .component = "Fan.Sensor.0x07",
-                                  .ledState = 1,
-                                  .lcd = "Fan slow"});
+        return makeEvent(17, 5, 0x04,
+                         EventWords{.severity = EventSeverity::warning,
+                                    .messageId = "FAN0107",
+                                    .text = "The fan is slow.",
+                                    .arguments = {"Fan", "0x11"},
+                                    .component = "Fan.Sensor.0x07",
+                                    .ledState = 1,
+                                    .lcd = "Fan slow"});
     }
 
     /** An OEM record, which has no time. */
@@ -46,7 +46,7 @@ class SelEntries : public testing::Test
     {
         RawRecord record = recordOfEvent(18, 6, 0x04);
         record[2] = 0xE5;
-        return {entryOf(record), std::nullopt};
+        return {makeEntry(record), std::nullopt};
     }
 };
 
@@ -54,12 +54,12 @@ TEST_F(SelEntries, NameTheSensorByTheBestAvailableName)
 {
     ReadEvent event = fanEvent();
     EXPECT_EQ(describeSensor(event), "Fan.Sensor.0x07");
-    event.entry = entryOf(event.entry.record(), {.name = "", .path = "/fan"});
+    event.entry = makeEntry(event.entry.record(), {.name = "", .path = "/fan"});
     EXPECT_EQ(describeSensor(event), "/fan");
     event.entry =
-        entryOf(event.entry.record(), {.name = "Fan 7", .path = "/fan"});
+        makeEntry(event.entry.record(), {.name = "Fan 7", .path = "/fan"});
     EXPECT_EQ(describeSensor(event), "Fan 7");
-    EXPECT_EQ(describeSensor(eventOf(1, 1, 0x04)), "type 0x04, number 0x07");
+    EXPECT_EQ(describeSensor(makeEvent(1, 1, 0x04)), "type 0x04, number 0x07");
     EXPECT_EQ(describeSensor(makersRecord()), "");
 }
 
@@ -125,11 +125,11 @@ TEST_F(SelEntries, HaveNumbersAsNumbersInJson)
 TEST_F(SelEntries, ShowTimesBeforeTheClockWasSetAsSuch)
 {
     constexpr uint32_t last = 536870912;
-    const ReadEvent before = eventOf(1, last, 0x04);
+    const ReadEvent before = makeEvent(1, last, 0x04);
     EXPECT_EQ(describeTime(before), "clock not set, 536870912 s");
     EXPECT_EQ(toJson(before)["timestamp"], last);
     EXPECT_TRUE(toJson(before)["time"].is_null());
-    const ReadEvent after = eventOf(1, last + 1, 0x04);
+    const ReadEvent after = makeEvent(1, last + 1, 0x04);
     EXPECT_EQ(toJson(after)["time"], "1987-01-05T18:48:33Z");
     EXPECT_EQ(describeTime(after), momentText(last + 1));
 }

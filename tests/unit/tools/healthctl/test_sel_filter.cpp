@@ -28,17 +28,18 @@ EventWords words(EventSeverity severity, const std::string& component)
 const std::vector<ReadEvent>& events()
 {
     static const std::vector<ReadEvent> all{
-        eventOf(1, 100, 0x04,
-                words(EventSeverity::critical, "Fan.Sensor.0x07")),
-        eventOf(2, 200, 0x08,
-                words(EventSeverity::warning, "PowerSupply.Sensor.0x07")),
-        eventOf(3, 300, 0x01,
-                words(EventSeverity::informational, "Temperature.Sensor.0x07")),
-        eventOf(4, 400, 0x04)};
+        makeEvent(1, 100, 0x04,
+                  words(EventSeverity::critical, "Fan.Sensor.0x07")),
+        makeEvent(2, 200, 0x08,
+                  words(EventSeverity::warning, "PowerSupply.Sensor.0x07")),
+        makeEvent(
+            3, 300, 0x01,
+            words(EventSeverity::informational, "Temperature.Sensor.0x07")),
+        makeEvent(4, 400, 0x04)};
     return all;
 }
 
-std::vector<uint16_t> idsOf(const SelFilter& filter)
+std::vector<uint16_t> listIds(const SelFilter& filter)
 {
     std::vector<uint16_t> ids;
     for (const ReadEvent& event : filtered(events(), filter))
@@ -50,21 +51,21 @@ std::vector<uint16_t> idsOf(const SelFilter& filter)
 
 TEST(SelFilter, WantsEverythingUnlessToldOtherwise)
 {
-    EXPECT_THAT(idsOf({}), ElementsAre(1, 2, 3, 4));
+    EXPECT_THAT(listIds({}), ElementsAre(1, 2, 3, 4));
 }
 
 TEST(SelFilter, WantsEntriesWithinItsTimes)
 {
-    EXPECT_THAT(idsOf({.since = 200}), ElementsAre(2, 3, 4));
-    EXPECT_THAT(idsOf({.until = 200}), ElementsAre(1, 2));
-    EXPECT_THAT(idsOf({.since = 101, .until = 399}), ElementsAre(2, 3));
-    EXPECT_THAT(idsOf({.since = 401}), IsEmpty());
+    EXPECT_THAT(listIds({.since = 200}), ElementsAre(2, 3, 4));
+    EXPECT_THAT(listIds({.until = 200}), ElementsAre(1, 2));
+    EXPECT_THAT(listIds({.since = 101, .until = 399}), ElementsAre(2, 3));
+    EXPECT_THAT(listIds({.since = 401}), IsEmpty());
 }
 
 TEST(SelFilter, KnowsSensorTypesByNumberAndByName)
 {
     const auto of = [](const std::string& type) {
-        return idsOf({.sensorTypes = {SensorTypeChoice(type)}});
+        return listIds({.sensorTypes = {SensorTypeChoice(type)}});
     };
     EXPECT_THAT(of("4"), ElementsAre(1, 4));
     EXPECT_THAT(of("0x08"), ElementsAre(2));
@@ -76,8 +77,8 @@ TEST(SelFilter, KnowsSensorTypesByNumberAndByName)
 
 TEST(SelFilter, WantsAnyOfSeveralSensorTypes)
 {
-    EXPECT_THAT(idsOf({.sensorTypes = {SensorTypeChoice("fan"),
-                                       SensorTypeChoice("1")}}),
+    EXPECT_THAT(listIds({.sensorTypes = {SensorTypeChoice("fan"),
+                                         SensorTypeChoice("1")}}),
                 ElementsAre(1, 3));
 }
 
@@ -85,24 +86,24 @@ TEST(SelFilter, TakesNoOemRecordForASensorsEvent)
 {
     RawRecord record = recordOfEvent(5, 500, 0x04);
     record[2] = 0xC0;
-    const ReadEvent event{entryOf(record), std::nullopt};
+    const ReadEvent event{makeEntry(record), std::nullopt};
     EXPECT_FALSE(SensorTypeChoice("4").fits(event));
 }
 
 TEST(SelFilter, WantsTheSeveritiesThatItNames)
 {
-    EXPECT_THAT(idsOf({.severities = {EventSeverity::critical}}),
+    EXPECT_THAT(listIds({.severities = {EventSeverity::critical}}),
                 ElementsAre(1));
-    EXPECT_THAT(idsOf({.severities = {EventSeverity::critical,
-                                      EventSeverity::informational}}),
+    EXPECT_THAT(listIds({.severities = {EventSeverity::critical,
+                                        EventSeverity::informational}}),
                 ElementsAre(1, 3));
 }
 
 TEST(SelFilter, CountsTheLastOnesAfterAllOtherConditions)
 {
-    EXPECT_THAT(idsOf({.last = 2}), ElementsAre(3, 4));
-    EXPECT_THAT(idsOf({.last = 9}), ElementsAre(1, 2, 3, 4));
-    EXPECT_THAT(idsOf({.until = 300, .last = 1}), ElementsAre(3));
+    EXPECT_THAT(listIds({.last = 2}), ElementsAre(3, 4));
+    EXPECT_THAT(listIds({.last = 9}), ElementsAre(1, 2, 3, 4));
+    EXPECT_THAT(listIds({.until = 300, .last = 1}), ElementsAre(3));
 }
 
 TEST(SensorTypeChoice, IsANumberOfAByteOrAName)

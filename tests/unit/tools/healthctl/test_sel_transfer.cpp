@@ -97,7 +97,7 @@ TEST_F(SelTransfer, KeepsAnExistingFileWhenItCannotWrite)
             const bool alone = std::distance(begin(files), end(files)) == 2;
             const bool said = std::string(e.what()).find("No space left") !=
                               std::string::npos;
-            return alone && said && test::contentOf(file) == before ? 0 : 2;
+            return alone && said && test::readContent(file) == before ? 0 : 2;
         }
     });
 }

@@ -26,12 +26,13 @@ class TreeOutput : public testing::Test
         return out.str();
     }
 
-    std::vector<TreeNode> trees = buildTrees(
-        {{root, {3, "manager[1]"}},
-         {root + "/a", {3, "daemon[2]"}},
-         {root + "/a/deep", {2, "daemon[2]"}},
-         {root + "/gap/b", {2, "daemon[2]"}}},
-        {faultOf(root + "/a", "x", 3), faultOf(root + "/a", "y", 4, 0, true)});
+    std::vector<TreeNode> trees =
+        buildTrees({{root, {3, "manager[1]"}},
+                    {root + "/a", {3, "daemon[2]"}},
+                    {root + "/a/deep", {2, "daemon[2]"}},
+                    {root + "/gap/b", {2, "daemon[2]"}}},
+                   {makeFault(root + "/a", "x", 3),
+                    makeFault(root + "/a", "y", 4, 0, true)});
 };
 
 TEST_F(TreeOutput, DrawsTheTree)

@@ -14,7 +14,7 @@ using testing::SizeIs;
 
 using Kind = Change::Kind;
 
-std::vector<Kind> kindsOf(const Changes& changes)
+std::vector<Kind> listKinds(const Changes& changes)
 {
     std::vector<Kind> kinds;
     for (const Change& change : changes)
@@ -24,8 +24,8 @@ std::vector<Kind> kindsOf(const Changes& changes)
     return kinds;
 }
 
-WatchedFault faultOf(const std::string& id, bool hidden = false,
-                     const std::string& connection = "")
+WatchedFault makeFault(const std::string& id, bool hidden = false,
+                       const std::string& connection = "")
 {
     WatchedFault fault;
     fault.properties.messageID = id;
@@ -34,7 +34,7 @@ WatchedFault faultOf(const std::string& id, bool hidden = false,
     return fault;
 }
 
-Node nodeOf(uint32_t health, const std::string& connection = "")
+Node makeNode(uint32_t health, const std::string& connection = "")
 {
     return {health, "", connection};
 }
@@ -42,7 +42,7 @@ Node nodeOf(uint32_t health, const std::string& connection = "")
 TEST(WatchedTree, ReportsOnlyChangesOfHealth)
 {
     WatchedTree tree;
-    EXPECT_THAT(kindsOf(tree.addNode("/a", nodeOf(2))),
+    EXPECT_THAT(listKinds(tree.addNode("/a", makeNode(2))),
                 ElementsAre(Kind::nodeAdded));
     EXPECT_THAT(tree.setHealth("/a", 2), IsEmpty());
     const Changes changes = tree.setHealth("/a", 4);
@@ -56,9 +56,9 @@ TEST(WatchedTree, ReportsOnlyChangesOfHealth)
 TEST(WatchedTree, ReportsEachFaultOnce)
 {
     WatchedTree tree;
-    EXPECT_THAT(kindsOf(tree.addFault("/a/entry/1", faultOf("X"))),
+    EXPECT_THAT(listKinds(tree.addFault("/a/entry/1", makeFault("X"))),
                 ElementsAre(Kind::faultAdded));
-    EXPECT_THAT(tree.addFault("/a/entry/1", faultOf("X")), IsEmpty());
+    EXPECT_THAT(tree.addFault("/a/entry/1", makeFault("X")), IsEmpty());
     const Changes changes = tree.removeFault("/a/entry/1");
     ASSERT_THAT(changes, SizeIs(1));
     EXPECT_EQ(changes[0].kind, Kind::faultRemoved);
@@ -70,28 +70,28 @@ TEST(WatchedTree, ReportsWhenAKnownFaultIsHiddenAndShown)
 {
     WatchedTree tree;
     EXPECT_THAT(tree.setHidden("/a/entry/1", true), IsEmpty());
-    tree.addFault("/a/entry/1", faultOf("X"));
+    tree.addFault("/a/entry/1", makeFault("X"));
     EXPECT_THAT(tree.setHidden("/a/entry/1", false), IsEmpty());
     const Changes changes = tree.setHidden("/a/entry/1", true);
     ASSERT_THAT(changes, SizeIs(1));
     EXPECT_EQ(changes[0].kind, Kind::faultHidden);
     EXPECT_TRUE(changes[0].fault->hidden);
-    EXPECT_THAT(kindsOf(tree.setHidden("/a/entry/1", false)),
+    EXPECT_THAT(listKinds(tree.setHidden("/a/entry/1", false)),
                 ElementsAre(Kind::faultShown));
 }
 
 TEST(WatchedTree, TakesOverTheInitialState)
 {
     WatchedTree tree;
-    tree.addNode("/gone", nodeOf(2));
-    tree.addNode("/worse", nodeOf(2));
-    tree.addFault("/gone/entry/1", faultOf("G"));
-    tree.addFault("/worse/entry/1", faultOf("H"));
+    tree.addNode("/gone", makeNode(2));
+    tree.addNode("/worse", makeNode(2));
+    tree.addFault("/gone/entry/1", makeFault("G"));
+    tree.addFault("/worse/entry/1", makeFault("H"));
     const Changes changes =
-        tree.takeOver({{"/new", nodeOf(2)}, {"/worse", nodeOf(4)}},
-                      {{"/worse/entry/1", faultOf("H", true)},
-                       {"/new/entry/1", faultOf("N", true)}});
-    EXPECT_THAT(kindsOf(changes),
+        tree.takeOver({{"/new", makeNode(2)}, {"/worse", makeNode(4)}},
+                      {{"/worse/entry/1", makeFault("H", true)},
+                       {"/new/entry/1", makeFault("N", true)}});
+    EXPECT_THAT(listKinds(changes),
                 ElementsAre(Kind::faultRemoved, Kind::nodeRemoved,
                             Kind::nodeAdded, Kind::health, Kind::faultAdded,
                             Kind::faultHidden));
@@ -104,8 +104,8 @@ TEST(WatchedTree, TakesOverTheInitialState)
 TEST(WatchedTree, ReportsNothingWhenItKnewEverything)
 {
     WatchedTree tree;
-    const Nodes nodes{{"/a", nodeOf(3)}};
-    const WatchedTree::Faults faults{{"/a/entry/1", faultOf("X", true)}};
+    const Nodes nodes{{"/a", makeNode(3)}};
+    const WatchedTree::Faults faults{{"/a/entry/1", makeFault("X", true)}};
     tree.takeOver(nodes, faults);
     EXPECT_THAT(tree.takeOver(nodes, faults), IsEmpty());
     EXPECT_THAT(tree.nodes(), SizeIs(1));
@@ -121,10 +121,10 @@ TEST(WatchedTree, AddsNoNodeThatIsKnownByAReportOnly)
 TEST(WatchedTree, KeepsTheObjectsOfASilentProcess)
 {
     WatchedTree tree;
-    tree.takeOver({{"/a", nodeOf(3, ":1.1")}, {"/b", nodeOf(2, ":1.2")}},
-                  {{"/a/entry/1", faultOf("X", false, ":1.1")}});
+    tree.takeOver({{"/a", makeNode(3, ":1.1")}, {"/b", makeNode(2, ":1.2")}},
+                  {{"/a/entry/1", makeFault("X", false, ":1.1")}});
     const Changes silent = tree.takeOver({}, {}, {{":1.1", "fan[1]"}});
-    EXPECT_THAT(kindsOf(silent),
+    EXPECT_THAT(listKinds(silent),
                 ElementsAre(Kind::nodeRemoved, Kind::processSilent));
     EXPECT_EQ(silent[0].path, "/b");
     EXPECT_EQ(silent[1].path, "fan[1]");
@@ -133,7 +133,7 @@ TEST(WatchedTree, KeepsTheObjectsOfASilentProcess)
     EXPECT_THAT(tree.takeOver({}, {}, {{":1.1", "fan[1]"}}), IsEmpty());
 
     // The process has left the bus.
-    EXPECT_THAT(kindsOf(tree.takeOver({}, {})),
+    EXPECT_THAT(listKinds(tree.takeOver({}, {})),
                 ElementsAre(Kind::processSilentEnded, Kind::faultRemoved,
                             Kind::nodeRemoved));
 }
@@ -141,7 +141,7 @@ TEST(WatchedTree, KeepsTheObjectsOfASilentProcess)
 TEST(WatchedTree, KeepsAnAnnouncedFaultOfASilentProcess)
 {
     WatchedTree tree;
-    tree.addFault("/a/entry/1", faultOf("X", false, ":1.1"));
+    tree.addFault("/a/entry/1", makeFault("X", false, ":1.1"));
     tree.takeOver({}, {}, {{":1.1", "fan[1]"}});
     EXPECT_THAT(tree.faults(), SizeIs(1));
 }
@@ -149,8 +149,8 @@ TEST(WatchedTree, KeepsAnAnnouncedFaultOfASilentProcess)
 TEST(WatchedTree, GivesASilentProcesssKeyToAnAnsweringOne)
 {
     WatchedTree tree;
-    tree.addNode("/a", nodeOf(3, ":1.1"));
-    tree.takeOver({{"/a", nodeOf(2, ":1.2")}}, {}, {{":1.1", "fan[1]"}});
+    tree.addNode("/a", makeNode(3, ":1.1"));
+    tree.takeOver({{"/a", makeNode(2, ":1.2")}}, {}, {{":1.1", "fan[1]"}});
     EXPECT_EQ(tree.nodes().at("/a").health, 2);
     EXPECT_FALSE(tree.nodes().at("/a").silent);
 }

@@ -38,7 +38,7 @@ class WholeFile : public testing::Test
 TEST_F(WholeFile, IsCreatedWhereThereIsNone)
 {
     writeWholeFile(file, "content");
-    EXPECT_EQ(test::contentOf(file), "content");
+    EXPECT_EQ(test::readContent(file), "content");
     EXPECT_EQ(files(), 1U);
 }
 
@@ -53,7 +53,7 @@ TEST_F(WholeFile, ReplacesAnotherFileAtomically)
     writeWholeFile(link, "after");
     EXPECT_EQ((std::ostringstream() << reader.rdbuf()).str(), "before");
     EXPECT_TRUE(fs::is_symlink(link));
-    EXPECT_EQ(test::contentOf(file), "after");
+    EXPECT_EQ(test::readContent(file), "after");
     EXPECT_EQ(fs::status(file).permissions(), mode);
     EXPECT_EQ(files(), 2U);
 }
