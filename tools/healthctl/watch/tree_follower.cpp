@@ -34,7 +34,7 @@ std::size_t countBytes(const std::string& path, const WatchedFault& fault)
                         texts.sensorPath.size();
     for (const std::string& argument : texts.args)
     {
-        bytes += sizeof argument + argument.size();
+        bytes += sizeof(std::string) + argument.size();
     }
     return bytes;
 }

@@ -24,8 +24,8 @@ namespace
 
 namespace fs = std::filesystem;
 using test::Child;
-using test::readContent;
 using test::inChild;
+using test::readContent;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
