@@ -72,7 +72,8 @@ TEST_F(AddSel, LogsWhyARecordIsRefused)
     EXPECT_EQ(store(makeRecord(2)), failed + ENOSPC);
     const std::string lines = testing::internal::GetCapturedStderr();
     EXPECT_THAT(lines, HasSubstr("the record has 15 bytes, not 16"));
-    EXPECT_THAT(lines, Not(HasSubstr("17 bytes"))) << "once in a row";
+    EXPECT_THAT(lines, Not(HasSubstr("17 bytes")))
+        << "equal refusals in a row are logged once";
     EXPECT_THAT(lines, HasSubstr("it holds 1 of 1 entries"));
 }
 
@@ -105,7 +106,7 @@ TEST_F(AddSel, ReportsThatThereIsNoLogManager)
 TEST_F(AddSel, ConnectsAgainAfterTheBusWasLost)
 {
     auto first = std::make_unique<PrivateBus>();
-    EXPECT_GT(store(makeRecord(1)), failed) << "nobody is there";
+    EXPECT_GT(store(makeRecord(1)), failed) << "there is no logmgr";
     first.reset();
     const PrivateBus second;
     LogClient other;

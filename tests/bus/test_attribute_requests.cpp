@@ -151,7 +151,8 @@ TEST_F(AttributeRequests, AreRefusedWithAnInvalidName)
               "none");
     client.catchUp();
     EXPECT_EQ(announced.size(), 1U);
-    EXPECT_EQ(running.errors(), "") << "it is said to who asked";
+    EXPECT_EQ(running.errors(), "")
+        << "the caller gets the error; nothing is logged";
 }
 
 TEST_F(AttributeRequests, AreRefusedWithWrongArguments)

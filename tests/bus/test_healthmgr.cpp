@@ -168,7 +168,7 @@ TEST_F(Healthmgr, RefusesANodeThatTheBusHasNoRoomFor)
     std::string cause;
     while ((cause = refusal(key(made))).empty())
     {
-        ASSERT_LT(++made, 512) << "a node takes more than one match rule";
+        ASSERT_LT(++made, 512) << "a node needs more than one match rule";
     }
     EXPECT_THAT(cause,
                 HasSubstr("org.freedesktop.DBus.Error.Failed: unable to make "

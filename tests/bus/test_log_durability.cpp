@@ -148,7 +148,8 @@ TEST_F(LogDurability, KeepsTheMirrorWhenItIsKilled)
         running.kill();
         client.waitUntilGone();
     }
-    EXPECT_THAT(recordedEvents(), ElementsAre(1)) << "what it mirrors lasts";
+    EXPECT_THAT(recordedEvents(), ElementsAre(1))
+        << "the mirror holds the same entry";
     const Process again = client.start();
     EXPECT_THAT(recordedEvents(), ElementsAre(1));
 }

@@ -69,7 +69,8 @@ TEST_F(RequestedNodes, AreRemovedAMinuteAfterTheirRequesterEnds)
     request(*client, root + "/a/b");
     look(seconds(0));
     look(seconds(100));
-    EXPECT_TRUE(nodes.hosts(root + "/a/b")) << "who asked is there";
+    EXPECT_TRUE(nodes.hosts(root + "/a/b"))
+        << "the requester is still on the bus";
     nodes.forget(readName(*client));
     look(seconds(101));
     look(seconds(160));

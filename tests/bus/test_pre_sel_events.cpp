@@ -86,7 +86,7 @@ class PreSelEvents : public testing::Test
     /** Processes messages until the final event, sensor 200's, has arrived.
      *
      *  @return the sensor numbers received before it */
-    Numbers toldUntilLast()
+    Numbers takeReceived()
     {
         announceAndTake(200);
         heard.pop_back();
@@ -107,7 +107,7 @@ TEST_F(PreSelEvents, AreReceivedFromAnyProcess)
     listen(0);
     announce(5);
     announce(6);
-    EXPECT_EQ(toldUntilLast(), (Numbers{5, 6}));
+    EXPECT_EQ(takeReceived(), (Numbers{5, 6}));
 }
 
 TEST_F(PreSelEvents, OfOtherSensorsAreNotReceived)
@@ -125,7 +125,7 @@ TEST_F(PreSelEvents, OfOtherSensorsAreNotReceived)
     announce(6);
     announce(5);
     announce(50);
-    EXPECT_EQ(toldUntilLast(), (Numbers{6, 5, 50}));
+    EXPECT_EQ(takeReceived(), (Numbers{6, 5, 50}));
     EXPECT_EQ(narrowly, Numbers{5});
 }
 
@@ -134,7 +134,7 @@ TEST_F(PreSelEvents, StayFilteredAfterARegistrationForAll)
     listen(200);
     listen(0);
     announce(5);
-    EXPECT_EQ(toldUntilLast(), Numbers{});
+    EXPECT_EQ(takeReceived(), Numbers{});
 }
 
 TEST_F(PreSelEvents, OfTheLatestRegisteredSensorAreReceived)
@@ -146,7 +146,7 @@ TEST_F(PreSelEvents, OfTheLatestRegisteredSensorAreReceived)
     }
     EXPECT_EQ(std::exchange(heard, {}), (Numbers{5, 200, 5, 200}));
     announce(5);
-    EXPECT_EQ(toldUntilLast(), Numbers{});
+    EXPECT_EQ(takeReceived(), Numbers{});
 }
 
 TEST_F(PreSelEvents, OfOneSensorAreReceivedAfterARegistrationForAll)
@@ -154,7 +154,7 @@ TEST_F(PreSelEvents, OfOneSensorAreReceivedAfterARegistrationForAll)
     listen(0);
     listen(200);
     announce(5);
-    EXPECT_EQ(toldUntilLast(), Numbers{});
+    EXPECT_EQ(takeReceived(), Numbers{});
 }
 
 TEST_F(PreSelEvents, AreReceivedAsBeforeAfterAFailedRegistration)
@@ -171,7 +171,7 @@ TEST_F(PreSelEvents, AreReceivedAsBeforeAfterAFailedRegistration)
                      5),
                  sdbusplus::exception::exception);
     announce(5);
-    EXPECT_EQ(toldUntilLast(), Numbers{});
+    EXPECT_EQ(takeReceived(), Numbers{});
 }
 
 /** Two objects on one connection; the test destroys one. */
@@ -207,7 +207,7 @@ TEST_P(PreSelEventsOfTwo, AreReceivedByTheRemainingObject)
         listenOther();
     }
     other.reset();
-    EXPECT_EQ(toldUntilLast(), Numbers{});
+    EXPECT_EQ(takeReceived(), Numbers{});
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -233,7 +233,7 @@ TEST_F(PreSelEvents, ReachOnceACallbackThatRegistersAgainAtEachEvent)
     // One at a time: an event that is under way during a registration is lost.
     announceAndTake(5);
     announceAndTake(6);
-    EXPECT_EQ(toldUntilLast(), (Numbers{5, 6}));
+    EXPECT_EQ(takeReceived(), (Numbers{5, 6}));
 }
 
 TEST_F(PreSelEvents, DoNotEndTheDaemonWhenTheyAreMalformed)
@@ -249,7 +249,7 @@ TEST_F(PreSelEvents, DoNotEndTheDaemonWhenTheyAreMalformed)
     announce(7, 15);
     announce(troublesome);
     announce(8, 16);
-    EXPECT_EQ(toldUntilLast(), (Numbers{troublesome, 8}));
+    EXPECT_EQ(takeReceived(), (Numbers{troublesome, 8}));
 }
 
 TEST_F(PreSelEvents, WithExtraBytesAreAccepted)
@@ -262,7 +262,7 @@ TEST_F(PreSelEvents, WithExtraBytesAreAccepted)
     const MessagePtr message(made);
     sd_bus_message_append_array(made, 'y', many.data(), many.size());
     ASSERT_GE(sd_bus_send(client.get(), made, nullptr), 0);
-    EXPECT_EQ(toldUntilLast(), Numbers{9});
+    EXPECT_EQ(takeReceived(), Numbers{9});
 }
 
 } // namespace

@@ -187,7 +187,7 @@ class SilentRecords : public KeptTree
 
     /** Reports a health of /d/c, and waits until the daemon of /d has reported
      *  the same health itself. */
-    void tellAsAnotherHolder(uint32_t health)
+    void reportAsAnotherHolder(uint32_t health)
     {
         const std::string key = root + "/d/c";
         other.updates.clear();
@@ -263,7 +263,7 @@ TEST_F(SilentRecords, CountInADaemonsNodeHoweverOftenAnotherHolderReports)
         service.runUntil("health of the child", [] {
             return recordedHealth(root + "/d") == 4;
         });
-        tellAsAnotherHolder(2u);
+        reportAsAnotherHolder(2u);
     }
 }
 
@@ -277,7 +277,7 @@ TEST_F(SilentRecords, CountAlsoWhereAnotherHolderReportsWorse)
         service.runUntil("health of the child", [] {
             return recordedHealth(root + "/d") == 2;
         });
-        tellAsAnotherHolder(4u);
+        reportAsAnotherHolder(4u);
     }
     const auto start = std::chrono::steady_clock::now();
     service.runUntil("health of the child", [] {
@@ -307,7 +307,7 @@ TEST_F(SilentRecords, CountOnlyForTheirOwnParent)
     datacache_healthstatus_remove(root + "/p/c");
     nodes.release(root + "/p");
     EXPECT_EQ(nodes.host(root + "/p"), HostedNodes::Outcome::there);
-    EXPECT_EQ(recordedHealth(root + "/p"), 3U) << "which begins alike";
+    EXPECT_EQ(recordedHealth(root + "/p"), 3U) << "/p1 is no child of /p";
     service.runUntil("end of the mistake", [] {
         return recordedHealth(root + "/p") == 0;
     });
@@ -327,7 +327,7 @@ TEST_F(KeptTree, GetsTheNodeOnceTheBusHasRoomForItsRules)
         int made = 0;
         while (nodes.host(key(made)) == HostedNodes::Outcome::there)
         {
-            ASSERT_LT(++made, 512) << "a node takes more than one match rule";
+            ASSERT_LT(++made, 512) << "a node needs more than one match rule";
         }
         EXPECT_FALSE(host::findHealthRecord(key(made)));
         nodes.release(key(0));

@@ -191,7 +191,7 @@ TEST_F(EventFlood, LeavesTenFaultsAndLosesNoAcknowledgedRecord)
 
     const std::vector<unsigned int> log = logged();
     const std::set<unsigned int> stored(log.begin(), log.end());
-    EXPECT_EQ(stored.size(), log.size()) << "none is there twice";
+    EXPECT_EQ(stored.size(), log.size()) << "no event is stored twice";
     EXPECT_TRUE(std::ranges::is_sorted(log));
     EXPECT_TRUE(std::ranges::includes(stored, acknowledged));
     EXPECT_LE(stored.size(), acknowledged.size() + refusals);

@@ -151,7 +151,8 @@ TEST_F(Reading, ShowsNothingOfADeadProcessWhileHealthmgrIsStopped)
     const auto before = segments();
     daemon.process.kill();
     expectNothingOfTheDaemon();
-    EXPECT_EQ(segments(), before) << "nobody cleared up";
+    EXPECT_EQ(segments(), before)
+        << "the stopped healthmgr has removed no segment";
 }
 
 TEST_F(Reading, TreeMarksANodeWithoutAParent)

@@ -266,7 +266,7 @@ TEST_P(Injection, KeepsThePromisesAtEveryFailure)
     RecordProperty("injected", static_cast<int>(failures));
     if (road.send && seam != Seam::platform)
     {
-        EXPECT_GT(failures, 0u) << "nothing came, or it was taken before";
+        EXPECT_GT(failures, 0u) << "no message, or it was read before";
     }
     EXPECT_FALSE(leaked());
 }

@@ -105,13 +105,13 @@ TEST(BusText, RefusesMalformedSequences)
     EXPECT_FALSE(isBusText("\xC3")) << "cut short";
     EXPECT_FALSE(isBusText("\xE2\x82")) << "cut short";
     EXPECT_FALSE(isBusText("\xF0\x9F\x98")) << "cut short";
-    EXPECT_FALSE(isBusText("\xC3(")) << "no continuation";
+    EXPECT_FALSE(isBusText("\xC3(")) << "no continuation byte";
     EXPECT_FALSE(isBusText("\xE2\x82(")) << "no third byte";
     EXPECT_FALSE(isBusText("\xF0\x9F\x98(")) << "no fourth byte";
-    EXPECT_FALSE(isBusText("\xE0\xC0\x80")) << "no continuation";
-    EXPECT_FALSE(isBusText("\xED\x7F\x80")) << "no continuation";
-    EXPECT_FALSE(isBusText("\xF0\xC0\x80\x80")) << "no continuation";
-    EXPECT_FALSE(isBusText("\xF4\x7F\x80\x80")) << "no continuation";
+    EXPECT_FALSE(isBusText("\xE0\xC0\x80")) << "no continuation byte";
+    EXPECT_FALSE(isBusText("\xED\x7F\x80")) << "no continuation byte";
+    EXPECT_FALSE(isBusText("\xF0\xC0\x80\x80")) << "no continuation byte";
+    EXPECT_FALSE(isBusText("\xF4\x7F\x80\x80")) << "no continuation byte";
     EXPECT_FALSE(isBusText("\xFF"));
 }
 

@@ -333,7 +333,7 @@ TEST_F(FaultAddition, RefusesTextsThatTheBusCannotCarry)
     EXPECT_EQ(object->addFault("a\0b"s, ok, none, ok, ok, 1, 1, ok, 1, ok, 0),
               4);
     EXPECT_EQ(faults(), Lines{});
-    EXPECT_EQ(journal().count("signal"), 1u) << "the node's start alone";
+    EXPECT_EQ(journal().count("signal"), 1u) << "only the node's first update";
     EXPECT_EQ(journal().count("log 2 271 EXCEPTION "
                               "hmi_fault_health.#.addFault: MessageID is not "
                               "UTF-8 text without NUL"),

@@ -163,7 +163,8 @@ TEST_F(FlatFaults, CheckTheirArgumentsInOrder)
     expect(1, "noofArgs is negative: -2");
     report.noofArgs = 1;
     EXPECT_EQ(report.add(), 0);
-    EXPECT_EQ(messages(), Lines{"FAN0001"}) << "and only now is there one";
+    EXPECT_EQ(messages(), Lines{"FAN0001"})
+        << "the refused calls have added nothing";
 }
 
 TEST_F(FlatFaults, AreRemovedByMessageAndSensor)

@@ -597,7 +597,7 @@ TEST_F(SecondComponent, KeepsItsRecordWhenTheFirstEnds)
     component = makeOnOther(2);
     EXPECT_EQ(health(), 2U);
     EXPECT_EQ(journal().take("signal " + key).back(), update(2))
-        << "the parent hears last what counts";
+        << "the parent's last update is the younger node's";
     add(*component, 1);
     EXPECT_EQ(health(), 4U);
     component.reset();

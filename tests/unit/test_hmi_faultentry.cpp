@@ -55,7 +55,7 @@ TEST_F(FaultEntryObject, NotesItsConstructionLast)
               "constructor called");
     EXPECT_EQ(entry->objectPath(), path);
     EXPECT_EQ(journal().count("InterfacesAdded"), 0u)
-        << "that is its creator's to do";
+        << "its creator sends this signal";
 }
 
 TEST_F(FaultEntryObject, AnnouncesItsInitialValues)

@@ -226,7 +226,7 @@ TEST_F(HealthNode, ReadsItsChildrensHealthFromTheDataCache)
     EXPECT_EQ(node->healthStatus(), 4u);
     journal().take();
     node->print();
-    EXPECT_EQ(journal().take().size(), 5u) << "itself, x and y";
+    EXPECT_EQ(journal().take().size(), 5u) << "the node, x and y";
 }
 
 TEST_F(HealthNode, KeepsAChildOfHealthZeroInTheDataCache)
@@ -625,7 +625,7 @@ TEST_F(HealthRecords, ExistByTheirWholePath)
                      "path:/a/b",
                      "datacache_healthstatus_exists '/a/b'"}));
     EXPECT_FALSE(HealthStatus::CheckHealthStatusExist("/a"))
-        << "what is below does not count";
+        << "only its descendant has a record";
     EXPECT_FALSE(HealthStatus::CheckHealthStatusExist("/a/b/c"));
     EXPECT_EQ(journal().count("log 2"), 0) << "it is no failure";
 }

@@ -160,7 +160,7 @@ TEST_F(LmiSelFault, ClearsTheFaultOfAnAssertionByItsDeassertion)
                       "Fan 1 works."},
               ended,
               {sel7 + "addSELAndFault: Exiting from addSELAndFault"}}));
-    EXPECT_EQ(messages(), Lines{"FAN0001"}) << "of the other fan";
+    EXPECT_EQ(messages(), Lines{"FAN0001"}) << "the other fan's fault stays";
 }
 
 TEST_F(LmiSelFault, RefusesARecordOfAnotherSizeAndStoresNothing)
@@ -307,7 +307,7 @@ TEST_F(LmiSelFault, EndsWhenTheEventHasNoDescription)
                      sel1 + "findFaultInfoAndAddFault: Error in Fetching Event "
                             "Data : -9"},
                     ended}));
-    EXPECT_EQ(faults(), Lines{}) << "what was removed stays so";
+    EXPECT_EQ(faults(), Lines{}) << "the removed fault is not added again";
 }
 
 TEST_F(LmiSelFault, EndsWhenTheFrontPanelHasNoDescription)

@@ -132,7 +132,7 @@ TEST_F(HoldersOfARecord, DoNotIncludeTheParentsInAChild)
                   return !hadOthers && platform().healthRecords.empty() ? 0 : 1;
               }),
               0)
-        << "the child's record would stay with what the parent's node said";
+        << "the child process counts its parent's nodes";
     EXPECT_EQ(parents.healthWithout(&youngest, path), 2U);
     parents.remove(&oldest, path);
 }

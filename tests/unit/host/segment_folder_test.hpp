@@ -4,11 +4,11 @@
 /** @file The fixture of tests that read a folder of segments. */
 
 #include "child.hpp"
+#include "child_identity.hpp"
 #include "data_cache/own_records.hpp"
 #include "data_cache/segment_folder.hpp"
 #include "segment_bytes.hpp"
 #include "temporary_folder.hpp"
-#include "told_identity.hpp"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -49,7 +49,7 @@ class SegmentFolderTest : public testing::Test
             {
                 own.put({.kind = fault, .path = path, .payload = payload});
             }
-            tellIdentity(parent);
+            sendIdentity(parent);
             Child::Parent::waitForever();
             return 0;
         });

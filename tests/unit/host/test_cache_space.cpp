@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "cache_test.hpp"
+#include "child_identity.hpp"
 #include "data_cache/cache_space.hpp"
 #include "directories.hpp"
-#include "told_identity.hpp"
 
 #include <platform/data_abstraction/fault_entry.hpp>
 #include <platform/data_abstraction/health_status.hpp>
@@ -28,7 +28,7 @@ class CacheSpaceTest : public test::CacheTest
         return Child([path, text](const Child::Parent& parent) {
             datacache_faultentry_create(path,
                                         {{"Message", std::string(text, 'x')}});
-            test::tellIdentity(parent);
+            test::sendIdentity(parent);
             Child::Parent::waitForever();
             return 0;
         });
@@ -84,7 +84,7 @@ TEST_F(CacheSpaceTest, IsAlmostUnusedAtFirst)
 {
     unsetenv("HEALTHINTF_CACHE_MIB");
     Child first = user();
-    const ProcessIdentity owner = test::hearIdentity(first);
+    const ProcessIdentity owner = test::receiveIdentity(first);
     const CacheSpace space = *measureCache();
     EXPECT_EQ(space.fullestCapacity,
               sizeof(void*) > 4 ? 256U << 20 : 64U << 20);
@@ -117,7 +117,7 @@ TEST_F(CacheSpaceTest, IsTheSumOfAllAndNamesTheFullest)
     Child large = user("/b", 50'000);
     Child smallToo = user("/c");
     small.hear();
-    const ProcessIdentity largest = test::hearIdentity(large);
+    const ProcessIdentity largest = test::receiveIdentity(large);
     smallToo.hear();
     const CacheSpace space = *measureCache();
     EXPECT_EQ(space.segments, 3U);

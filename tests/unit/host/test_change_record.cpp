@@ -82,7 +82,7 @@ TEST(ChangeRecord, IsRefusedWhenItsSourceIsOutside)
         EXPECT_EQ(nameSource(recordWith(offset, me)), nullptr) << offset;
     }
     EXPECT_EQ(nameSource(recordWith(fieldsSize)), nullptr)
-        << "where the record ends";
+        << "the record ends there";
 }
 
 TEST(ChangeRecord, IsRefusedWhenItsSourceIsWithinTheFields)

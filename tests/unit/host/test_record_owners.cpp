@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "cache_test.hpp"
+#include "child_identity.hpp"
 #include "data_cache/record_owners.hpp"
 #include "data_cache/withdrawal.hpp"
-#include "told_identity.hpp"
 
 #include <platform/data_abstraction/fault_entry.hpp>
 #include <platform/data_abstraction/health_status.hpp>
@@ -30,7 +30,7 @@ class RecordOwnersTest : public test::CacheTest
         return Child([key](const Child::Parent& parent) {
             datacache_healthstatus_create(key, {{"HealthStatus", 3u}});
             datacache_faultentry_create(key + "/entry/1", {});
-            test::tellIdentity(parent);
+            test::sendIdentity(parent);
             Child::Parent::waitForever();
             return 0;
         });
@@ -65,8 +65,8 @@ TEST_F(RecordOwnersTest, AreFoundForNodes)
 {
     Child first = daemon("/a");
     Child second = daemon("/b");
-    const ProcessIdentity one = test::hearIdentity(first);
-    const ProcessIdentity other = test::hearIdentity(second);
+    const ProcessIdentity one = test::receiveIdentity(first);
+    const ProcessIdentity other = test::receiveIdentity(second);
     EXPECT_EQ(inChild([&] {
                   RecordOwners nodes{{"/old", {1, 1}}};
                   const RecordOwners both{{"/a", one}, {"/b", other}};
@@ -90,8 +90,8 @@ TEST_F(RecordOwnersTest, AreAllNamedWhenTheyShareAKey)
     Child second = daemon("/a");
     Child other = daemon("/b");
     other.hear();
-    std::vector<ProcessIdentity> both{test::hearIdentity(first),
-                                      test::hearIdentity(second)};
+    std::vector<ProcessIdentity> both{test::receiveIdentity(first),
+                                      test::receiveIdentity(second)};
     std::ranges::sort(both);
     EXPECT_EQ(inChild([&] {
                   ClaimedKeys claimed{.count = 7, .keys = {{}, {}}};

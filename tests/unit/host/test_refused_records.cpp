@@ -127,7 +127,8 @@ TEST_F(Refused, RecordsAreKeptUpToALimit)
     EXPECT_THAT(tryAgain().size(), 2U);
     keep(fault, "/a", half);
     keep(fault, "/b", half);
-    EXPECT_THAT(tryAgain().size(), 2U) << "what succeeded takes no room";
+    EXPECT_THAT(tryAgain().size(), 2U)
+        << "records that were made count no more";
 }
 
 } // namespace

@@ -170,7 +170,7 @@ TEST_F(SegmentTest, ReplacesAnExistingOne)
                  [&visited](const ReadRecord& each) {
                      visited += each.path == "/first" ? 1 : 100;
                  });
-    EXPECT_EQ(visited, 1) << "who has the old one open reads that";
+    EXPECT_EQ(visited, 1) << "an open reader still sees the old file";
 }
 
 TEST_F(SegmentTest, IsRemovedByItsOwner)

@@ -55,8 +55,8 @@ TEST_F(SegmentFolder, HoldsTheRecordsOfAllProcesses)
 {
     const auto first = telling({{"/a", "1"}, {"/b", "2"}});
     const auto second = telling({{"/c", "3"}});
-    const ProcessIdentity one = test::hearIdentity(*first);
-    const ProcessIdentity other = test::hearIdentity(*second);
+    const ProcessIdentity one = test::receiveIdentity(*first);
+    const ProcessIdentity other = test::receiveIdentity(*second);
     EXPECT_EQ(read(), (Map{{"/a", "1"}, {"/b", "2"}, {"/c", "3"}}));
     EXPECT_EQ(livingSegments(), 2U);
     std::map<std::string, ProcessIdentity> owners;
@@ -90,7 +90,7 @@ TEST_F(SegmentFolder, HoldsNothingOfTheDeadWhileOthersHoldALock)
     shared.l_type = F_RDLCK;
     shared.l_whence = SEEK_SET;
     EXPECT_NE(fcntl(opened.get(), F_OFD_SETLK, &shared), 0)
-        << "nobody takes the owner's lock away";
+        << "the owner keeps its lock";
     dead->kill();
     ASSERT_EQ(fcntl(opened.get(), F_OFD_SETLK, &shared), 0);
     EXPECT_TRUE(read().empty());
@@ -243,7 +243,7 @@ TEST_F(SegmentFolder, TakesOtherFilesForDead)
     ASSERT_EQ(mkfifo((cache / "pipe").c_str(), 0666), 0);
     fs::create_directory(cache / "folder");
     EXPECT_EQ(deadNames(), (Names{"text", "empty", "link", "pipe"}))
-        << "what cannot be removed does not count";
+        << "a folder is not removed";
     fs::remove(cache / "folder");
     for (const DeadSegment& dead : findDeadSegments(cache))
     {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "cache_test.hpp"
+#include "child_identity.hpp"
 #include "data_cache/record_table.hpp"
 #include "data_cache/withdrawal.hpp"
-#include "told_identity.hpp"
 
 #include <platform/data_abstraction/fault_entry.hpp>
 #include <platform/data_abstraction/health_status.hpp>
@@ -17,8 +17,8 @@ namespace
 {
 
 using test::Child;
-using test::hearIdentity;
 using test::inChild;
+using test::receiveIdentity;
 
 class WithdrawalTest : public test::CacheTest
 {
@@ -30,7 +30,7 @@ class WithdrawalTest : public test::CacheTest
             datacache_healthstatus_create(key, {{"HealthStatus", 3u}});
             datacache_healthstatus_create(key + "/sub", {{"HealthStatus", 2u}});
             datacache_faultentry_create(key + "/entry/1", {});
-            test::tellIdentity(parent);
+            test::sendIdentity(parent);
             Child::Parent::waitForever();
             return 0;
         });
@@ -65,9 +65,9 @@ using Keys = std::vector<std::string>;
 TEST_F(WithdrawalTest, FindsOnlyTheNodesOfADeadProcess)
 {
     Child living = daemon("/a");
-    hearIdentity(living);
+    receiveIdentity(living);
     Child dead = daemon("/b");
-    const ProcessIdentity owner = hearIdentity(dead);
+    const ProcessIdentity owner = receiveIdentity(dead);
     dead.kill();
     EXPECT_EQ(inChild([&] {
                   Withdrawal withdrawal;
@@ -91,9 +91,9 @@ TEST_F(WithdrawalTest, FindsOnlyTheNodesOfADeadProcess)
 TEST_F(WithdrawalTest, IsNotNeededForRecordsToBeGone)
 {
     Child living = daemon("/a");
-    hearIdentity(living);
+    receiveIdentity(living);
     Child dead = daemon("/b");
-    hearIdentity(dead);
+    receiveIdentity(dead);
     dead.kill();
     EXPECT_EQ(inChild([] {
                   return paths(RecordKind::healthStatus) ==
@@ -111,7 +111,7 @@ TEST_F(WithdrawalTest, IsNotNeededForRecordsToBeGone)
 TEST_F(WithdrawalTest, LeavesAKeyThatAnotherProcessTookOver)
 {
     Child dead = daemon("/a");
-    hearIdentity(dead);
+    receiveIdentity(dead);
     Child successor([](const Child::Parent& parent) {
         datacache_healthstatus_create("/a", {{"HealthStatus", 4u}});
         parent.tell("there");
@@ -136,7 +136,7 @@ TEST_F(WithdrawalTest, LogsOnceWhatItCannotRemove)
         GTEST_SKIP() << "needs root, to become another user";
     }
     Child dead = daemon("/b");
-    hearIdentity(dead);
+    receiveIdentity(dead);
     dead.kill();
     std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
     EXPECT_EQ(inChild([] {
@@ -178,7 +178,7 @@ TEST_F(WithdrawalTest, ReportsThatTheDataCacheCannotBeRead)
 TEST_F(WithdrawalTest, LetsTheRecordsOfDaemonsCount)
 {
     Child daemons = daemon("/a");
-    const ProcessIdentity owner = hearIdentity(daemons);
+    const ProcessIdentity owner = receiveIdentity(daemons);
     EXPECT_EQ(inChild([&owner] {
                   giveWayToOthers();
                   datacache_healthstatus_create("/a", {{"HealthStatus", 1u}});
@@ -197,7 +197,7 @@ TEST_F(WithdrawalTest, LetsTheRecordsOfDaemonsCount)
 TEST_F(WithdrawalTest, GivesWayWithExistingRecordsToo)
 {
     Child daemons = daemon("/a");
-    hearIdentity(daemons);
+    receiveIdentity(daemons);
     EXPECT_EQ(inChild([] {
                   datacache_healthstatus_create("/a", {{"HealthStatus", 1u}});
                   const bool before = findHealthRecord("/a")->health == 1;

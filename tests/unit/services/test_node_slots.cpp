@@ -124,7 +124,7 @@ TEST_F(SlotsOfNodes, StayWhileTheirRequesterRuns)
     slots.remove(root + "/c");
     slots.forget(somebody.name);
     EXPECT_THAT(idle({"a", "a/b"}, minutes(2)), IsEmpty())
-        << "the minute begins when who asked is gone";
+        << "the minute begins when the requester leaves the bus";
 }
 
 TEST_F(SlotsOfNodes, StayWhileADescendantIsKept)
@@ -143,7 +143,7 @@ TEST_F(SlotsOfNodes, DoNotCountForTheUserOnceTheyHaveChildren)
     EXPECT_FALSE(slots.hasRoom(somebody, 1));
     slots.forget(somebody.name);
     idle({"a", "a/deep/child", "b"}, seconds(0));
-    EXPECT_TRUE(slots.hasRoom(somebody, 1)) << "one does not count any more";
+    EXPECT_TRUE(slots.hasRoom(somebody, 1)) << "one requester is gone";
     EXPECT_FALSE(slots.hasRoom(somebody, 2));
     EXPECT_THAT(idle({"a", "a/deep/child", "b"}, minutes(2)),
                 ElementsAre(root + "/b"));
@@ -178,7 +178,7 @@ TEST_F(SlotsOfNodes, AreKeptForTheRequesterWhileADaemonHoldsTheNode)
     slots.forget(somebody.name);
     idle({"a", "a/b"}, seconds(0));
     EXPECT_THAT(idle({"a", "a/b"}, minutes(2)), ElementsAre(root + "/a/b"))
-        << "its daemon needs what is above it";
+        << "a is kept: the daemon at a/b needs it";
     EXPECT_TRUE(slots.takeBack(root + "/a/b"));
     EXPECT_THAT(slots.lent(), IsEmpty());
     EXPECT_FALSE(slots.takeBack(root + "/a/b"));

@@ -34,7 +34,7 @@ class WatchedSegments : public test::CacheTest
     }
 
     /** How often the watch has reported changes so far. */
-    int toldSoFar()
+    int countNotices()
     {
         // inotify reports changes at once, so there is nothing to wait for.
         while (sd_event_run(loop.get(), 0) > 0)
@@ -59,16 +59,16 @@ TEST_F(WatchedSegments, AreReportedWhenTheirOwnerIsKilled)
     const auto owner = reporter([] {
         Child::Parent::waitForever();
     });
-    EXPECT_EQ(toldSoFar(), 0);
+    EXPECT_EQ(countNotices(), 0);
     owner->kill();
-    EXPECT_EQ(toldSoFar(), 1);
+    EXPECT_EQ(countNotices(), 1);
 }
 
 TEST_F(WatchedSegments, AreReportedWhenTheirOwnerExits)
 {
     const auto owner = reporter([] {});
     EXPECT_EQ(owner->wait(), 0);
-    EXPECT_EQ(toldSoFar(), 1);
+    EXPECT_EQ(countNotices(), 1);
 }
 
 TEST_F(WatchedSegments, AreReportedOnceForSeveralOwners)
@@ -80,7 +80,7 @@ TEST_F(WatchedSegments, AreReportedOnceForSeveralOwners)
     const auto other = reporter(wait);
     one->kill();
     other->kill();
-    EXPECT_EQ(toldSoFar(), 1);
+    EXPECT_EQ(countNotices(), 1);
 }
 
 TEST_F(WatchedSegments, AreReportedWhenAHealthRecordIsRemoved)
@@ -107,7 +107,7 @@ TEST_F(WatchedSegments, AreNotReportedForReaders)
                   return found.size() == 1 ? 0 : 1;
               }),
               0);
-    EXPECT_EQ(toldSoFar(), 0);
+    EXPECT_EQ(countNotices(), 0);
 }
 
 TEST_F(WatchedSegments, AreLostWithTheirFolder)
@@ -115,17 +115,17 @@ TEST_F(WatchedSegments, AreLostWithTheirFolder)
     EXPECT_FALSE(watch.isLost());
     const auto aside = folder.path() / "aside";
     std::filesystem::rename(cacheFolder(), aside);
-    EXPECT_EQ(toldSoFar(), 1);
+    EXPECT_EQ(countNotices(), 1);
     EXPECT_TRUE(watch.isLost());
 
     SegmentWatch another(loop, cacheFolder(), [this] {
         ++changes;
     });
     folder.write("datacache/segment", "");
-    toldSoFar();
+    countNotices();
     changes = 0;
     std::filesystem::remove_all(cacheFolder());
-    EXPECT_EQ(toldSoFar(), 1);
+    EXPECT_EQ(countNotices(), 1);
     EXPECT_TRUE(another.isLost());
 }
 

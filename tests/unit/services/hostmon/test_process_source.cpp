@@ -78,8 +78,7 @@ TEST_F(Processes, AreFoundByTheIdInAFile)
     EXPECT_FALSE(lives(""));
     EXPECT_FALSE(lives("x"));
     EXPECT_FALSE(lives("../10"));
-    EXPECT_FALSE(lives(std::string(300, '1')))
-        << "no process has such a number";
+    EXPECT_FALSE(lives(std::string(300, '1'))) << "no process has this id";
     EXPECT_FALSE(PidfileProcess(folder.path(), "/nonexistent").isAlive());
 }
 
@@ -101,7 +100,7 @@ TEST_F(Processes, AreNotTakenForLaterOnesWithTheSameId)
     folder.write("10/stat", makeStat("6000"));
     EXPECT_FALSE(process.isAlive());
     folder.write("10/stat", makeStat("5000"));
-    EXPECT_TRUE(process.isAlive()) << "only hidden meanwhile";
+    EXPECT_TRUE(process.isAlive()) << "it was hidden in the meantime";
 
     folder.write("10/stat", makeStat("7000"));
     std::filesystem::rename(folder.write("new", "10\n"), pidfile);

@@ -109,7 +109,7 @@ TEST_F(Sources, RememberThePidfilesProcessWhenTheirReaderEnds)
 
     writeStart("6000");
     killChildren();
-    EXPECT_EQ(source.read(), 0) << "another process has the number";
+    EXPECT_EQ(source.read(), 0) << "another process has the process id now";
 }
 
 TEST(SourcesOfThisMachine, ReadWithoutARoot)

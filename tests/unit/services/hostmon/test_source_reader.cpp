@@ -84,7 +84,7 @@ TEST(ReaderOfASource, IsBusyAndEndsWhileTheSourceBlocks)
                 return answer->get_future().get();
             },
             [] {
-                ADD_FAILURE() << "told after the end";
+                ADD_FAILURE() << "called after the reader's end";
             });
         EXPECT_EQ(reader.busyFor(), std::chrono::seconds(0));
         reader.start();

@@ -209,7 +209,7 @@ TEST_F(Log, WrapsAtACapacityOfOne)
     EXPECT_THAT(ids(), ElementsAre(5));
     open(1, Overflow::wrap);
     add(1);
-    EXPECT_THAT(ids(), ElementsAre(6)) << "it counts on";
+    EXPECT_THAT(ids(), ElementsAre(6)) << "identifiers go on rising";
 }
 
 TEST_F(Log, LosesNothingToASmallerCapacityUntilThereIsAnEvent)
@@ -369,7 +369,7 @@ TEST_F(Log, SkipsAnEntryWithADamagedText)
                   Kind::noSuchEntry);
     }
     EXPECT_EQ(log->entry(lastEntry).entries.at(0).recordId, 4)
-        << "the last one that makes sense";
+        << "the last entry that is not damaged";
 }
 
 TEST_F(Log, ListsNothingWhenAllEntriesAreDamaged)

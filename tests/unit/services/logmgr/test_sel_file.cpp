@@ -130,7 +130,7 @@ TEST_F(LogFile, RemovesAnUnfinishedReplacement)
     folder.write("data.mdb.new", "unfinished");
     removeUnfinishedFile(folder.path());
     EXPECT_TRUE(fs::exists(folder.path() / "data.mdb.new"))
-        << "it may hold what the missing file held";
+        << "it may hold the missing file's entries";
     fill();
     removeUnfinishedFile(folder.path());
     EXPECT_FALSE(fs::exists(folder.path() / "data.mdb.new"));

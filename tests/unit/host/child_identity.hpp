@@ -13,7 +13,7 @@ namespace healthintf::test
 {
 
 /** Sends this process's identity to the parent as one line. */
-inline void tellIdentity(const Child::Parent& parent)
+inline void sendIdentity(const Child::Parent& parent)
 {
     const auto self = host::ProcessIdentity::self();
     parent.tell(std::to_string(self.pid) + " " +
@@ -21,7 +21,7 @@ inline void tellIdentity(const Child::Parent& parent)
 }
 
 /** Waits for the identity that a child reports. */
-inline host::ProcessIdentity hearIdentity(Child& child)
+inline host::ProcessIdentity receiveIdentity(Child& child)
 {
     std::istringstream line(child.hear());
     host::ProcessIdentity identity;
