@@ -23,7 +23,9 @@ namespace healthintf::test
 namespace
 {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
+using testing::Not;
 namespace fs = std::filesystem;
 
 class InstalledUnit : public testing::TestWithParam<std::string>
@@ -106,9 +108,8 @@ TEST_P(InstalledUnit, MayWriteOnlyItsOwnFolders)
     {
         EXPECT_EQ(found[1], wanted->second);
         // systemd starts no unit whose folders are missing.
-        EXPECT_THAT(text,
-                    HasSubstr("\nExecStartPre=+-systemd-tmpfiles --create "
-                              "healthintf.conf\n"));
+        EXPECT_THAT(text, ContainsRegex("\nWants=.*healthintf-folders"));
+        EXPECT_THAT(text, ContainsRegex("\nAfter=.*healthintf-folders"));
     }
     EXPECT_THAT(text, HasSubstr("\nUMask=0022\n"));
 }
@@ -124,6 +125,25 @@ TEST(InstalledForSystemd, LogmgrsFoldersAreCreatedAtEachStart)
     {
         EXPECT_THAT(text, HasSubstr(wanted));
     }
+}
+
+TEST(InstalledForSystemd, FoldersAreMadeByAUnitThatMayRunAtEachStart)
+{
+    const fs::path unit =
+        installation().at(UNIT_FOLDER "/healthintf-folders.service");
+    const std::string text = readContent(unit);
+    for (const char* wanted :
+         {"\nType=oneshot\n", "\nStartLimitIntervalSec=0\n",
+          "\nExecStart=systemd-tmpfiles --create healthintf.conf\n"})
+    {
+        EXPECT_THAT(text, HasSubstr(wanted));
+    }
+    // Once it has run it must not count as started.
+    EXPECT_THAT(text, Not(HasSubstr("RemainAfterExit")));
+    Process verify({"systemd-analyze", "verify", "--man=no",
+                    "--recursive-errors=no", unit});
+    EXPECT_EQ(verify.wait(), 0);
+    EXPECT_EQ(verify.errors(), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, InstalledUnit, testing::ValuesIn(words(UNITS)),

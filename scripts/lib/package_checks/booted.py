@@ -177,6 +177,16 @@ class Booted(BusView):
         self.machine.run("systemctl", "start", "logmgr")
         assert "Fan 7" in self.as_stranger("call", *LOG, "GetEntry", "q", "1")
 
+    def check_health_services_start_where_their_folders_were_removed(self):
+        self.need_machine()
+        services = ["healthmgr", "hostmon"]
+        self.machine.run("systemctl", "stop", *services)
+        self.machine.run("rm", "--recursive", "/run/healthintf/datacache",
+                         STATE + "/config")
+        self.machine.run("systemctl", "start", *services)
+        expect_folders(self.machine)
+        eventually("critical health", lambda: self.health(TREE) == "u 4")
+
     def check_attribute_is_set_by_the_sandboxed_health_manager(self):
         """It answers the change of an attribute by another change."""
         self.need_machine()
