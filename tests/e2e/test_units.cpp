@@ -95,8 +95,8 @@ TEST_P(InstalledUnit, RunsAsAUserOfItsOwn)
 TEST_P(InstalledUnit, MayWriteOnlyItsOwnFolders)
 {
     const std::map<std::string, std::string> writable{
-        {"healthmgr", "/run/healthintf/datacache /var/lib/healthintf/config"},
-        {"hostmon", "/run/healthintf/datacache"},
+        {"healthmgr", "/run/healthintf /var/lib/healthintf/config"},
+        {"hostmon", "/run/healthintf"},
     };
     const std::string text = readContent(unit());
     std::smatch found;
