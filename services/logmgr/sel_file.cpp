@@ -235,12 +235,22 @@ int64_t readWriteTime(MDB_env* environment)
     return found.st_mtim.tv_sec * second + found.st_mtim.tv_nsec;
 }
 
-void removeUnfinishedFile(const fs::path& folder)
+bool settleUnfinishedFile(const fs::path& folder)
 {
-    if (fs::exists(folder / dataFile))
+    const fs::path file = folder / dataFile;
+    const fs::path made = madeFile(folder);
+    if (fs::exists(file))
     {
-        fs::remove(madeFile(folder));
+        fs::remove(made);
+        return false;
     }
+    if (!fs::exists(made))
+    {
+        return false;
+    }
+    fs::rename(made, file);
+    host::syncFolder(folder);
+    return true;
 }
 
 void rewriteLogFile(MDB_env* environment, const fs::path& folder)

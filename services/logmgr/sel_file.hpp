@@ -69,9 +69,11 @@ void rewriteLogFile(MDB_env* environment, const std::filesystem::path& folder);
  *  @throws std::system_error when that cannot be read */
 int64_t readWriteTime(MDB_env* environment);
 
-/** Removes the file that a process was writing when it was killed, unless that
- *  was to take the place of a missing one. */
-void removeUnfinishedFile(const std::filesystem::path& folder);
+/** Removes the file that a process was writing when it was killed, or puts it
+ * in the place of a missing one, whose content it may have.
+ *
+ *  @return whether it is in that place now; it may be incomplete */
+bool settleUnfinishedFile(const std::filesystem::path& folder);
 
 /** Copies the entries of a damaged file, as far as they can be read, to a new
  *  file in its place, and sets the damaged one aside. Afterwards the open file

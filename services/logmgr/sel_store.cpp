@@ -167,7 +167,13 @@ SelStore::SelStore(fs::path path) :
 
 void SelStore::openOrStartAnew()
 {
-    removeUnfinishedFile(folder);
+    if (settleUnfinishedFile(folder))
+    {
+        SERVICE_LOG(log::error,
+                    "%s.%d.%s: the file of the log %s was missing: the one "
+                    "that was to replace it is taken",
+                    folder.c_str());
+    }
     if (isEmptyLogFile(folder))
     {
         SERVICE_LOG(log::error,

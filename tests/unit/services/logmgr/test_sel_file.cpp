@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "child.hpp"
+#include "file_content.hpp"
 #include "logmgr/sel_file.hpp"
 #include "process.hpp"
 #include "storage/files.hpp"
@@ -21,6 +22,7 @@ namespace
 {
 
 namespace fs = std::filesystem;
+using test::readContent;
 
 constexpr std::size_t mapSize = 16UL << 20;
 
@@ -125,16 +127,18 @@ TEST_F(LogFile, IsSetAsideUnderAnotherName)
     EXPECT_FALSE(fs::exists(file()));
 }
 
-TEST_F(LogFile, RemovesAnUnfinishedReplacement)
+TEST_F(LogFile, IsReplacedByAnUnfinishedOneOnlyWhenItIsMissing)
 {
+    const fs::path made = folder.path() / "data.mdb.new";
+    EXPECT_FALSE(settleUnfinishedFile(folder.path())) << "there is none";
     folder.write("data.mdb.new", "unfinished");
-    removeUnfinishedFile(folder.path());
-    EXPECT_TRUE(fs::exists(folder.path() / "data.mdb.new"))
-        << "it may hold the missing file's entries";
-    fill();
-    removeUnfinishedFile(folder.path());
-    EXPECT_FALSE(fs::exists(folder.path() / "data.mdb.new"));
-    removeUnfinishedFile(folder.path());
+    EXPECT_TRUE(settleUnfinishedFile(folder.path()));
+    EXPECT_EQ(readContent(file()), "unfinished");
+    EXPECT_FALSE(fs::exists(made));
+    folder.write("data.mdb.new", "another");
+    EXPECT_FALSE(settleUnfinishedFile(folder.path()));
+    EXPECT_EQ(readContent(file()), "unfinished");
+    EXPECT_FALSE(fs::exists(made));
 }
 
 TEST_F(LogFile, CreatesItsFolderAndItsParents)

@@ -614,6 +614,28 @@ TEST_F(Store, IsRewrittenWhenItsFileIsGone)
     EXPECT_FALSE(fs::exists(file.string() + ".new"));
 }
 
+TEST_F(Store, TakesTheFileThatWasToReplaceAMissingOne)
+{
+    const fs::path made = file.string() + ".new";
+    append(open(), 3);
+    store.reset();
+    // As when the process is killed before it renames the file.
+    fs::rename(file, made);
+    testing::internal::CaptureStderr();
+    EXPECT_THAT(idsIn(open()), ElementsAre(1, 2, 3));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("the file of the log " + path.string() +
+                          " was missing: the one that was to replace it is "
+                          "taken"));
+    EXPECT_FALSE(fs::exists(made));
+    store.reset();
+    fs::rename(file, made);
+    constexpr std::size_t page = 4096;
+    fs::resize_file(made, 3 * page);
+    EXPECT_EQ(open().size(), 0U) << "the process was killed while it wrote";
+    EXPECT_EQ(fs::file_size(file.string() + ".damaged"), 3 * page);
+}
+
 TEST_F(Store, SetsAFileAsideThatTookThePlaceOfItsOwn)
 {
     append(open(), 3);
