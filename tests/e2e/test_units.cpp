@@ -114,6 +114,12 @@ TEST_P(InstalledUnit, MayWriteOnlyItsOwnFolders)
     EXPECT_THAT(text, HasSubstr("\nUMask=0022\n"));
 }
 
+TEST(InstalledForSystemd, HostMonitorMayReportAsWhateverUserItRuns)
+{
+    EXPECT_THAT(readContent(installation().at(UNIT_FOLDER "/hostmon.service")),
+                HasSubstr("\nSupplementaryGroups=healthintf\n"));
+}
+
 TEST(InstalledForSystemd, LogmgrsFoldersAreCreatedAtEachStart)
 {
     const std::string text =
