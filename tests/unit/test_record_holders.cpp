@@ -44,6 +44,14 @@ class HoldersOfARecord : public LibraryTest
     const int youngest = 0;
 };
 
+TEST_F(HoldersOfARecord, PassTheRemovalOnWhereNoObjectHoldsIt)
+{
+    journal().answer("datacache_healthstatus_remove", 7);
+    EXPECT_EQ(holders.remove(&oldest, path), 7);
+    EXPECT_EQ(journal().take(), Lines{"datacache_healthstatus_remove /a"});
+    EXPECT_EQ(holders.healthWithout(&oldest, path), 0U);
+}
+
 TEST_F(HoldersOfARecord, PassEachCallOnForOneObject)
 {
     journal().answer("datacache_healthstatus_create", 5);
