@@ -311,13 +311,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     askEverything();
     const std::size_t living = held.size();
     Withdrawal withdrawal;
-    withdrawal.removeTheDead();
+    const auto removeTheDead = [&withdrawal] {
+        if (const auto nodes = withdrawal.removeTheDead())
+        {
+            withdrawal.noteAnnounced(*nodes);
+        }
+        withdrawal.removeTheDead();
+    };
+    removeTheDead();
     const auto left = std::distance(fs::directory_iterator(cache), {});
     if (static_cast<std::size_t>(left) != living)
     {
         std::abort();
     }
     held.clear();
-    withdrawal.removeTheDead();
+    removeTheDead();
     return 0;
 }

@@ -299,7 +299,7 @@ bool TreeKeeper::withdrawTheDead()
         return false;
     }
     std::vector<std::string> keys;
-    for (const auto& [key, owner] : *left)
+    for (const auto& [key, owner, segment] : *left)
     {
         // A segment of another user may contain any text.
         if (!isKey(key.c_str()))
@@ -314,6 +314,15 @@ bool TreeKeeper::withdrawTheDead()
         keys.push_back(key);
     }
     announcer.announce(keys);
+    if (!left->empty())
+    {
+        // If this process ends before the bus has the announcements, the next
+        // healthmgr must find the nodes.
+        connection.afterBus(lifetime.guard([this, nodes = *left] {
+            withdrawal.noteAnnounced(nodes);
+            reconciliation.request();
+        }));
+    }
     return true;
 }
 

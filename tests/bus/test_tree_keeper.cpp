@@ -5,6 +5,7 @@
 #include "bus_client.hpp"
 #include "component.hpp"
 #include "data_cache/withdrawal.hpp"
+#include "directories.hpp"
 #include "hidden_cache.hpp"
 #include "listing_peer.hpp"
 #include "service_on_bus.hpp"
@@ -16,6 +17,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
+#include <filesystem>
 #include <set>
 #include <string>
 
@@ -425,6 +428,38 @@ TEST_F(KeptTree, WithdrawsDeadDaemonsWhenTheDataCacheIsReadableAgain)
     });
     EXPECT_FALSE(host::findHealthRecord(root + "/leaf"));
     service.catchUp();
+    service.catchUp();
+}
+
+/** The number of segments in the data cache. */
+std::ptrdiff_t countSegments()
+{
+    return std::ranges::count_if(
+        std::filesystem::directory_iterator(host::dataCacheFolder()),
+        [](const auto& file) {
+            return file.is_regular_file();
+        });
+}
+
+TEST(NodesOfADeadProcess, AreRemovedOnceTheBusHasTheirAnnouncement)
+{
+    test::ServiceOnBus& service = test::ServiceOnBus::instance();
+    HostedNodes nodes(service.connection.bus());
+    PeerUsers users(service.connection);
+    std::ptrdiff_t before = 0;
+    {
+        TreeKeeper earlier(service.connection, service.loop, nodes, users);
+        before = countSegments();
+        test::Component leaf(root + "/leaf", 4);
+        leaf.process.kill();
+        EXPECT_EQ(countSegments(), before + 1);
+    }
+    const TreeKeeper keeper(service.connection, service.loop, nodes, users);
+    EXPECT_EQ(countSegments(), before + 1)
+        << "for the next healthmgr, if this one ends now";
+    service.runUntil("removal", [&] {
+        return countSegments() == before;
+    });
     service.catchUp();
 }
 

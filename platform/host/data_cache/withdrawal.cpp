@@ -33,26 +33,41 @@ std::optional<std::vector<LeftNode>> Withdrawal::removeTheDead()
     std::vector<LeftNode> nodes;
     const int result = useCache([&] {
         const auto folder = dataCacheFolder();
-        std::set<std::string> stillThere;
+        std::map<std::string, bool> stillThere;
         for (const DeadSegment& dead : findDeadSegments(folder))
         {
-            if (!removeSegment(folder, dead.name))
+            const auto known = left.find(dead.name);
+            const bool announced =
+                dead.nodes.empty() || (known != left.end() && known->second);
+            if (!announced || !removeSegment(folder, dead.name))
             {
-                stillThere.insert(dead.name);
+                stillThere.emplace(dead.name, announced);
             }
-            if (unremovable.contains(dead.name))
+            if (known != left.end())
             {
                 continue;
             }
             for (const std::string& key : dead.nodes)
             {
-                nodes.push_back({.key = key, .owner = dead.owner});
+                nodes.push_back(
+                    {.key = key, .owner = dead.owner, .segment = dead.name});
             }
         }
-        unremovable = std::move(stillThere);
+        left = std::move(stillThere);
         return 0;
     });
     return result == 0 ? std::optional(std::move(nodes)) : std::nullopt;
+}
+
+void Withdrawal::noteAnnounced(const std::vector<LeftNode>& nodes)
+{
+    for (const LeftNode& node : nodes)
+    {
+        if (const auto found = left.find(node.segment); found != left.end())
+        {
+            found->second = true;
+        }
+    }
 }
 
 } // namespace healthintf::host

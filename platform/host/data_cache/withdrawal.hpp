@@ -8,8 +8,8 @@
 
 #include <platform/api.h>
 
+#include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -38,6 +38,8 @@ struct LeftNode
 {
     std::string key;
     ProcessIdentity owner;
+    /** The name of the segment that it is in. */
+    std::string segment;
 };
 
 /** Removes the segments of dead processes. Readers ignore these already, but
@@ -45,17 +47,22 @@ struct LeftNode
 class Withdrawal
 {
   public:
-    /** Removes the files that belong to no living process.
+    /** Removes the files that belong to no living process. A file with nodes
+     *  stays until noteAnnounced(): if this process ended before, another one
+     *  must find the nodes.
      *
-     *  @return the nodes in them; a node is returned only once, also when its
-     *          file cannot be removed. Nothing when the data cache cannot be
-     *          read, which is logged */
+     *  @return the nodes in them; a node is returned only once. Nothing when
+     *          the data cache cannot be read, which is logged */
     PLATFORM_API std::optional<std::vector<LeftNode>> removeTheDead();
 
+    /** Notes that the parents were told of all the nodes that one call of
+     *  removeTheDead() returned: the next call may remove their files. */
+    PLATFORM_API void noteAnnounced(const std::vector<LeftNode>& nodes);
+
   private:
-    /** Files that could not be removed, and whose nodes were returned
-     *  already. */
-    std::set<std::string> unremovable;
+    /** The files that are still there, and whether the nodes in them were
+     *  announced. The nodes were returned already. */
+    std::map<std::string, bool> left;
 };
 
 } // namespace healthintf::host

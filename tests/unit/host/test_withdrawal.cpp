@@ -7,6 +7,7 @@
 #include <platform/data_abstraction/fault_entry.hpp>
 #include <platform/data_abstraction/health_status.hpp>
 
+#include <csignal>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -85,7 +86,74 @@ TEST_F(WithdrawalTest, FindsOnlyTheNodesOfADeadProcess)
                              : 1;
               }),
               0);
+}
+
+TEST_F(WithdrawalTest, KeepsTheNodesOfADeadProcessUntilTheyWereAnnounced)
+{
+    Child dead = daemon("/b");
+    receiveIdentity(dead);
+    dead.kill();
+    for (int i = 0; i < 2; ++i)
+    {
+        EXPECT_EQ(inChild([] {
+                      Withdrawal withdrawal;
+                      return withdrawal.removeTheDead()->size() == 2 &&
+                                     withdrawal.removeTheDead()->empty()
+                                 ? 0
+                                 : 1;
+                  }),
+                  0)
+            << "a process that ended before it announced them is not the last";
+        EXPECT_EQ(files(), 1);
+    }
+    EXPECT_EQ(inChild([] {
+                  Withdrawal withdrawal;
+                  withdrawal.noteAnnounced(withdrawal.removeTheDead().value());
+                  return withdrawal.removeTheDead()->empty() ? 0 : 1;
+              }),
+              0);
+    EXPECT_EQ(files(), 0);
+}
+
+TEST_F(WithdrawalTest, KeepsTheNodesOfTheNextDeadProcessForItsAnnouncement)
+{
+    Child first = daemon("/a");
+    receiveIdentity(first);
+    Child second = daemon("/b");
+    receiveIdentity(second);
+    first.kill();
+    EXPECT_EQ(inChild([&second] {
+                  Withdrawal withdrawal;
+                  const auto earlier = withdrawal.removeTheDead().value();
+                  kill(second.pid(), SIGKILL);
+                  std::size_t later = 0;
+                  while (later == 0)
+                  {
+                      later = withdrawal.removeTheDead()->size();
+                  }
+                  withdrawal.noteAnnounced(earlier);
+                  withdrawal.removeTheDead();
+                  return later == 2 ? 0 : 1;
+              }),
+              0);
     EXPECT_EQ(files(), 1);
+}
+
+TEST_F(WithdrawalTest, RemovesAFileWithoutNodesAtOnce)
+{
+    Child dead([](const Child::Parent& parent) {
+        datacache_faultentry_create("/b/entry/1", {});
+        test::sendIdentity(parent);
+        Child::Parent::waitForever();
+        return 0;
+    });
+    receiveIdentity(dead);
+    dead.kill();
+    EXPECT_EQ(inChild([] {
+                  return Withdrawal().removeTheDead()->empty() ? 0 : 1;
+              }),
+              0);
+    EXPECT_EQ(files(), 0);
 }
 
 TEST_F(WithdrawalTest, IsNotNeededForRecordsToBeGone)
@@ -142,7 +210,9 @@ TEST_F(WithdrawalTest, LogsOnceWhatItCannotRemove)
     EXPECT_EQ(inChild([] {
                   test::leaveRoot();
                   Withdrawal withdrawal;
-                  return withdrawal.removeTheDead()->size() == 2 &&
+                  const auto found = withdrawal.removeTheDead().value();
+                  withdrawal.noteAnnounced(found);
+                  return found.size() == 2 &&
                                  withdrawal.removeTheDead()->empty()
                              ? 0
                              : 1;
