@@ -284,6 +284,9 @@ bool TreeKeeper::reconcile()
     compareSoon();
     keepWatching();
     const bool withdrawn = withdrawTheDead();
+    // If somebody removed the files of the data cache, the nodes are to be
+    // searched for when the root has a record again.
+    hasRoot = hasRoot && host::findHealthRecord(names::root).has_value();
     // A daemon may have taken a node over before this process subscribed.
     handover.giveAllToDaemons();
     missing.hostNow();

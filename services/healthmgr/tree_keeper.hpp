@@ -94,7 +94,7 @@ class TreeKeeper
     HealthComparison comparison;
     ReportComparison reportComparison;
     NodeSearch search;
-    /** Whether the root had a record at the last search or comparison. */
+    /** Whether the root had a record at the last check. */
     bool hasRoot = false;
     /** Nodes that were asked to publish their health again. */
     std::set<std::string> askedForRecords;

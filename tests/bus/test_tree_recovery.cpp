@@ -497,6 +497,29 @@ TEST_F(TreeRecovery, TakesBackARequestedNodeWhenItsDaemonEnds)
     }
 }
 
+TEST_F(TreeRecovery, RestoresTheRemovedRecordsOfNodesThatHaveNotReportedYet)
+{
+    startManager();
+    Component leaf(root + "/a/b", 2);
+    leaf.add(root + "/a/b", "BAD", "/sensor", 1);
+    client.waitForHealth(root, 4);
+    manager->kill();
+    startManager();
+    client.waitForHealth(root, 4);
+    // Each replies after all earlier messages: then the search for nodes at the
+    // manager's start is over.
+    for (const auto& owner :
+         {std::string(service), leaf.name(), std::string(service)})
+    {
+        client.objects(owner);
+    }
+    std::filesystem::remove_all(host::dataCacheFolder());
+    client.waitUntil("records", [&] {
+        client.catchUp();
+        return recordedFaults().size() == 1 && recordedHealth(root) == 4;
+    });
+}
+
 TEST_F(TreeRecovery, RestoresTheRemovedRecordsOfAllProcesses)
 {
     startManager();
