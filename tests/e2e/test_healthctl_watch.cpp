@@ -518,5 +518,29 @@ TEST_F(HealthctlWatch, RestoresTheTerminalOnASignal)
     }
 }
 
+TEST_F(HealthctlWatch, EndsOnASignalWhileTheTerminalIsStopped)
+{
+    Process watcher({WATCH_ON_TERMINAL, HEALTHCTL, "watch", "--faults"});
+    while (watcher.hear().find("fan") == std::string::npos)
+    {}
+    // Ctrl-S
+    watcher.tell("keys \x13");
+    // It may have ended its drawing before, or wait within the next one.
+    constexpr int rounds = 200;
+    for (int round = 0; round < rounds; ++round)
+    {
+        daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
+        daemon.remove(fan, "Test.1.0.Slow", "/sensors/fan");
+    }
+    watcher.tell("signal TERM");
+    std::string line;
+    do
+    {
+        line = watcher.hear();
+    } while (!line.starts_with("ended"));
+    // A stopped terminal takes nothing, not even what restores its screen.
+    EXPECT_EQ(line, "ended 0, screens not restored, keyboard restored");
+}
+
 } // namespace
 } // namespace healthintf::test

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ending_signals.hpp"
 
+#include <atomic>
 #include <cstdlib>
 
 namespace healthintf::healthctl
@@ -18,8 +19,13 @@ bool isIgnored(int number)
            action.sa_handler == SIG_IGN;
 }
 
+/** What is done before the process ends. */
+constinit std::atomic<ImmediateEnd::LastAct> lastAct{nullptr};
+static_assert(decltype(lastAct)::is_always_lock_free);
+
 void endProcess(int /*number*/)
 {
+    lastAct.load()();
     std::_Exit(EXIT_SUCCESS);
 }
 
@@ -38,8 +44,9 @@ std::vector<int> listEndingSignals()
     return signals;
 }
 
-ImmediateEnd::ImmediateEnd()
+ImmediateEnd::ImmediateEnd(LastAct act)
 {
+    lastAct = act;
     sigset_t ending;
     sigemptyset(&ending);
     for (const int number : listEndingSignals())

@@ -19,7 +19,11 @@ std::vector<int> listEndingSignals();
 class ImmediateEnd
 {
   public:
-    ImmediateEnd();
+    using LastAct = void (*)();
+
+    /** @param[in] act is done before the process ends, and may do only what
+     *             a signal's handler may */
+    explicit ImmediateEnd(LastAct act = [] {});
     ~ImmediateEnd();
     ImmediateEnd(const ImmediateEnd&) = delete;
     ImmediateEnd& operator=(const ImmediateEnd&) = delete;

@@ -2,12 +2,18 @@
 #include "screen.hpp"
 
 #include "../output/text.hpp"
+#include "ending_signals.hpp"
 
 #include <sys/ioctl.h>
 
+#include <poll.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
+#include <optional>
+#include <string_view>
 
 namespace healthintf::healthctl
 {
@@ -17,10 +23,50 @@ namespace
 // Control sequences: to change to the other screen and back, to hide and
 // show the cursor, to go to the first line, and to clear what is behind.
 constexpr const char* otherScreen = "\033[?1049h\033[?25l";
-constexpr const char* firstScreen = "\033[?25h\033[?1049l";
+constexpr std::string_view firstScreen = "\033[?25h\033[?1049l";
 constexpr const char* home = "\033[H";
 constexpr const char* clearLine = "\033[K";
 constexpr const char* clearBelow = "\033[J";
+
+// What is to be restored. There is one terminal, and a signal's handler has to
+// find it.
+/** Whether the terminal shows the other screen. */
+constinit bool showsOther = false;
+/** How the keyboard was set; nothing when there is none. */
+constinit std::optional<termios> keyboard;
+
+/** Whether the terminal takes output, or does so in time. */
+bool takesOutput(std::chrono::milliseconds patience)
+{
+    pollfd terminal{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
+    return poll(&terminal, 1, static_cast<int>(patience.count())) == 1 &&
+           terminal.revents == POLLOUT;
+}
+
+/** Gives the first screen and the keyboard back. A terminal that is stopped, or
+ *  whose reader does not read, keeps nobody waiting for longer than a second.
+ *  It does only what a signal's handler may. */
+void restoreTerminal()
+{
+    if (showsOther)
+    {
+        showsOther = false;
+        if (!takesOutput(std::chrono::seconds(1)))
+        {
+            // What waits there is for the other screen.
+            tcflush(STDOUT_FILENO, TCOFLUSH);
+        }
+        if (takesOutput(std::chrono::milliseconds(0)))
+        {
+            [[maybe_unused]] const ssize_t written =
+                ::write(STDOUT_FILENO, firstScreen.data(), firstScreen.size());
+        }
+    }
+    if (keyboard)
+    {
+        tcsetattr(STDIN_FILENO, TCSANOW, &*keyboard);
+    }
+}
 
 std::size_t terminalLines()
 {
@@ -78,20 +124,19 @@ void Screen::take()
         settings.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON);
         tcsetattr(STDIN_FILENO, TCSANOW, &settings);
     }
+    const ImmediateEnd ending(restoreTerminal);
+    showsOther = true;
     out << otherScreen << std::flush;
 }
 
 void Screen::giveBack()
 {
-    out << firstScreen << std::flush;
-    if (keyboard)
-    {
-        tcsetattr(STDIN_FILENO, TCSADRAIN, &*keyboard);
-    }
+    restoreTerminal();
 }
 
 void Screen::draw(const std::string& text, std::size_t columns)
 {
+    const ImmediateEnd ending(restoreTerminal);
     out << home << cutPage(text, terminalLines(), columns) << clearBelow
         << std::flush;
 }

@@ -3,10 +3,7 @@
 
 /** @file Draws on the terminal again and again. */
 
-#include <termios.h>
-
 #include <cstddef>
-#include <optional>
 #include <ostream>
 #include <string>
 
@@ -23,7 +20,8 @@ std::string cutPage(const std::string& text, std::size_t lines,
                     std::size_t columns);
 
 /** Takes the terminal's other screen, and gives the first one back with all
- *  that stood there. What is typed meanwhile is not shown. */
+ *  that stood there. What is typed meanwhile is not shown. A signal that ends
+ *  the command does so too while the terminal lets it wait. */
 class Screen
 {
   public:
@@ -34,7 +32,7 @@ class Screen
 
     /** Take and give back the screen as constructor and destructor do. */
     void take();
-    void giveBack();
+    static void giveBack();
 
     /** Draws a text in the place of what was drawn before.
      *
@@ -43,8 +41,6 @@ class Screen
 
   private:
     std::ostream& out;
-    /** How the keyboard was set; nothing when there is none. */
-    std::optional<termios> keyboard;
 };
 
 } // namespace healthintf::healthctl

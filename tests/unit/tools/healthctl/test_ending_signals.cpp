@@ -40,6 +40,17 @@ TEST(EndingSignals, EndTheProcessThoughTheyCameBefore)
     EXPECT_EXIT(endLate(), testing::ExitedWithCode(0), "");
 }
 
+TEST(EndingSignals, LetTheLastActBeDone)
+{
+    const auto end = [] {
+        const ImmediateEnd ending([] {
+            std::_Exit(7);
+        });
+        raise(SIGTERM);
+    };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(7), "");
+}
+
 TEST(EndingSignals, AreBlockedAgainAfterwards)
 {
     const auto goOn = [] {
