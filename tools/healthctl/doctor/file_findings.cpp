@@ -70,7 +70,9 @@ Finding makeFolderFinding(const CacheState& cache)
                 .grade = Grade::warning,
                 .text = "this user may not read " + folder +
                         "; healthctl asks the bus instead",
-                .remedy = "let everybody read that folder: mode 1775"};
+                .remedy =
+                    "let everybody read that folder, mode 1775, and enter "
+                    "those above it"};
     }
     return {.check = "cache.folder",
             .grade = Grade::ok,

@@ -117,7 +117,9 @@ CacheState probeCache()
     try
     {
         state.folder = host::dataCacheFolder();
-        state.there = fs::exists(state.folder);
+        std::error_code forbidden;
+        // A folder above it may keep this user out.
+        state.there = fs::exists(state.folder, forbidden) || forbidden;
         const host::CacheUse use = host::cacheUse(state.folder);
         state.usable = use != host::CacheUse::forbidden;
         state.inUse = use == host::CacheUse::open;

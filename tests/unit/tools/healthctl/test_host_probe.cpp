@@ -68,6 +68,22 @@ TEST_F(HostProbe, FindsADataCacheThatNobodyHasOpen)
     EXPECT_FALSE(cache.inUse);
 }
 
+TEST_F(HostProbe, FindsADataCacheWhoseFolderAboveKeepsThisUserOut)
+{
+    fs::create_directory(folder.path() / "datacache");
+    chmod(folder.path().c_str(), 0);
+    const auto probe = [] {
+        test::leaveRoot();
+        const CacheState cache = probeCache();
+        EXPECT_THAT(cache.failure, IsEmpty());
+        EXPECT_TRUE(cache.there);
+        EXPECT_FALSE(cache.usable);
+        return testing::Test::HasFailure() ? 1 : 0;
+    };
+    EXPECT_EQ(test::inChild(probe), 0);
+    chmod(folder.path().c_str(), forAll);
+}
+
 TEST_F(HostProbe, NamesTheProcessesThatHoldOneKey)
 {
     const auto holder = [](const test::Child::Parent& parent) {
