@@ -2,6 +2,7 @@
 #include "bus_probe.hpp"
 
 #include "../context.hpp"
+#include "../source/bus_survey.hpp"
 #include "../source/process_name.hpp"
 #include "match_quotas.hpp"
 
@@ -31,7 +32,7 @@ using Names = std::vector<std::string>;
 constexpr const char* busName = "org.freedesktop.DBus";
 constexpr const char* busPath = "/org/freedesktop/DBus";
 
-/** How long a service may take to answer, in microseconds. */
+/** How long the bus or a service may take to answer, in microseconds. */
 constexpr uint64_t patience = 5'000'000;
 
 /** The result of a call. */
@@ -58,12 +59,12 @@ MessagePtr newCall(sd_bus* bus, const char* service, const char* path,
     return owned;
 }
 
-/** @param[in] timeout microseconds; 0 for the usual time */
-Answer call(sd_bus* bus, const MessagePtr& message, uint64_t timeout = 0)
+Answer call(sd_bus* bus, const MessagePtr& message)
 {
     sd_bus_error error = SD_BUS_ERROR_NULL;
     sd_bus_message* reply = nullptr;
-    const int result = sd_bus_call(bus, message.get(), timeout, &error, &reply);
+    const int result =
+        sd_bus_call(bus, message.get(), patience, &error, &reply);
     Answer answer{.reply = MessagePtr(reply),
                   .late = result == -ETIMEDOUT,
                   .error = "",
@@ -78,6 +79,20 @@ Answer call(sd_bus* bus, const MessagePtr& message, uint64_t timeout = 0)
     return answer;
 }
 
+/** Calls the bus itself.
+ *
+ *  @throws Error when it does not answer: nothing can be said of the services
+ *          then */
+Answer callBus(sd_bus* bus, const MessagePtr& message)
+{
+    Answer answer = call(bus, message);
+    if (answer.late)
+    {
+        expectAnswer(-ETIMEDOUT);
+    }
+    return answer;
+}
+
 Answer ask(sd_bus* bus, const char* interface, const char* member,
            const char* name)
 {
@@ -85,7 +100,7 @@ Answer ask(sd_bus* bus, const char* interface, const char* member,
         newCall(bus, busName, busPath, interface, member);
     host::checkBus("sd_bus_message_append",
                    sd_bus_message_append(message.get(), "s", name));
-    return call(bus, message);
+    return callBus(bus, message);
 }
 
 uint32_t findProcessId(sd_bus* bus, const std::string& name)
@@ -103,10 +118,8 @@ uint32_t findProcessId(sd_bus* bus, const std::string& name)
 /** Whether a service answers in time, with an error too. */
 bool isResponding(sd_bus* bus, const std::string& name)
 {
-    return !call(bus,
-                 newCall(bus, name.c_str(), "/", "org.freedesktop.DBus.Peer",
-                         "Ping"),
-                 patience)
+    return !call(bus, newCall(bus, name.c_str(), "/",
+                              "org.freedesktop.DBus.Peer", "Ping"))
                 .late;
 }
 
@@ -114,7 +127,7 @@ bool isResponding(sd_bus* bus, const std::string& name)
 Names listNames(sd_bus* bus, const char* member)
 {
     const Answer answer =
-        call(bus, newCall(bus, busName, busPath, busName, member));
+        callBus(bus, newCall(bus, busName, busPath, busName, member));
     Names names;
     if (answer.reply &&
         sd_bus_message_enter_container(answer.reply.get(), 'a', "s") > 0)
@@ -212,6 +225,10 @@ Answer readLogEntries(sd_bus* bus)
 void tryToOwn(sd_bus* bus, const std::string& name, Attempt& attempt)
 {
     const int result = sd_bus_request_name(bus, name.c_str(), 0);
+    if (result == -ETIMEDOUT)
+    {
+        expectAnswer(result);
+    }
     if (result >= 0)
     {
         // Its owner has just ended.
@@ -278,6 +295,8 @@ BusProbe::BusProbe()
         bus.reset();
         return;
     }
+    host::checkBus("sd_bus_set_method_call_timeout",
+                   sd_bus_set_method_call_timeout(connection, patience));
     const char* address = nullptr;
     if (sd_bus_get_address(connection, &address) >= 0)
     {
@@ -375,7 +394,7 @@ MatchUses BusProbe::matchRules() const
 
 MatchQuotas BusProbe::matchQuotas() const
 {
-    const Answer answer = call(
+    const Answer answer = callBus(
         bus.get(), newCall(bus.get(), busName, busPath,
                            "org.freedesktop.DBus.Debug.Stats", "GetStats"));
     return answer.reply ? matchQuotasIn(answer.reply.get()) : MatchQuotas();
