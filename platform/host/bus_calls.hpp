@@ -7,6 +7,8 @@
 
 #include <systemd/sd-bus.h>
 
+#include <cerrno>
+#include <string_view>
 #include <system_error>
 
 namespace healthintf::host
@@ -19,6 +21,22 @@ inline void checkBus(const char* call, int result)
     {
         throw std::system_error(-result, std::generic_category(), call);
     }
+}
+
+/** Whether an error says that systemd could not start a service for the bus,
+ *  for example because its unit is masked. */
+inline bool isErrorOfSystemd(std::string_view name)
+{
+    return name.starts_with("org.freedesktop.systemd1.");
+}
+
+/** The errno of an error reply; EHOSTUNREACH when the bus or systemd could not
+ *  start the service. libsystemd has other numbers for systemd's errors, such
+ *  as ERFKILL for a masked unit. */
+inline int getErrno(const sd_bus_error& error)
+{
+    return isErrorOfSystemd(error.name) ? EHOSTUNREACH
+                                        : sd_bus_error_get_errno(&error);
 }
 
 /** Returns this thread's default connection; opens it when there is none.

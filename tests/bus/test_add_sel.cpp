@@ -19,6 +19,7 @@ namespace healthintf::test
 namespace
 {
 
+using testing::AllOf;
 using testing::HasSubstr;
 
 constexpr uint32_t failed = 0x10000;
@@ -173,6 +174,20 @@ TEST_F(AddSel, ReportsALogManagerThatDiesBeforeItAnswers)
     EXPECT_EQ(store(makeRecord(1)), failed + ETIMEDOUT);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 HasSubstr("it may be stored nevertheless"));
+}
+
+TEST_F(AddSel, ReportsThatSystemdCannotStartTheLogManager)
+{
+    const FakeLogManager masked([](sd_bus_message*, void*,
+                                   sd_bus_error* error) {
+        return sd_bus_error_set(error, "org.freedesktop.systemd1.UnitMasked",
+                                "Unit logmgr.service is masked.");
+    });
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(store(makeRecord(1)), failed + EHOSTUNREACH);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                AllOf(HasSubstr("Unit logmgr.service is masked."),
+                      HasSubstr("(check that the bus and logmgr run)")));
 }
 
 TEST_F(AddSel, ReturnsANumberForAnUnknownError)

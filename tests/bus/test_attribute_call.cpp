@@ -190,6 +190,9 @@ TEST_F(AttributeCall, PassesOnNumberAndTextOfTheHealthManagersError)
     EXPECT_THAT(findAnswer("com.example.Other"),
                 isAnswer(EIO, "an attribute was not set: its own words (see "
                               "what healthmgr logs)"));
+    EXPECT_THAT(findAnswer("org.freedesktop.systemd1.UnitMasked"),
+                isAnswer(EHOSTUNREACH, "an attribute was not set: its own "
+                                       "words (check that healthmgr runs)"));
 }
 
 TEST_F(AttributeCall, NamesTheAllowedUsersWhenTheBusPolicyDeniesIt)

@@ -97,7 +97,7 @@ AttributeOutcome makeOutcome(const sd_bus_error& error)
     {
         return {*number, error.message != nullptr ? error.message : ""};
     }
-    const int code = sd_bus_error_get_errno(&error);
+    const int code = getErrno(error);
     return makeFailure(code, describeBusError(error, code));
 }
 

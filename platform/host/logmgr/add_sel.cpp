@@ -83,7 +83,7 @@ int errnoFor(const sd_bus_error& error)
     {
         return EINVAL;
     }
-    return sd_bus_error_get_errno(&error);
+    return getErrno(error);
 }
 
 /** Sends a call and waits for its reply.
