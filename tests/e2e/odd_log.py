@@ -3,12 +3,13 @@
 """A log manager that answers wrongly. Prints "ready" and ends when its input
 ends.
 
-    odd_log.py [gaps | late | once | always | dies]
+    odd_log.py [gaps | late | once | always | dies | masked]
 
 Without an argument it announces further entries for ever without sending any,
 and its numbers are texts. gaps: two of its entries cannot be decoded. late:
 its first two cannot. once, always: it is cleared while it is listed, once or
-each time. dies: it ends instead of answering."""
+each time. dies: it ends instead of answering. masked: it answers with the error
+of a bus whose systemd may not start it."""
 
 import os
 import sys
@@ -102,6 +103,20 @@ class LogThatDies(dbus.service.Object):
         os._exit(1)
 
 
+class UnitMasked(dbus.DBusException):
+    _dbus_error_name = "org.freedesktop.systemd1.UnitMasked"
+
+
+class MaskedLog(dbus.service.Object):
+    @dbus.service.method(INTERFACE, in_signature="ttu", out_signature="t")
+    def ListLog(self, generation, first, count):
+        raise UnitMasked("Unit logmgr.service is masked.")
+
+    @dbus.service.method(INTERFACE, in_signature="tq", out_signature="uq")
+    def ClearUpTo(self, generation, last):
+        raise UnitMasked("Unit logmgr.service is masked.")
+
+
 def main():
     dbus.mainloop.glib.DBusGMainLoop(set_as_default=True)
     bus = dbus.SystemBus()
@@ -113,6 +128,7 @@ def main():
         "once": lambda: LogWithEntries(bus, path, 1, [1, 2, 3, 4]),
         "always": lambda: LogWithEntries(bus, path, 1000, [1, 2, 3, 4]),
         "dies": lambda: LogThatDies(bus, path),
+        "masked": lambda: MaskedLog(bus, path),
     }
     mode = sys.argv[1] if len(sys.argv) > 1 else ""
     service = services.get(mode, lambda: OddLog(bus, path))()

@@ -24,6 +24,7 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
+using testing::StartsWith;
 
 const std::string fanRecord = "00000200000000200004040701570000";
 const std::string hotRecord = "00000200000000200004010601595a55";
@@ -361,6 +362,24 @@ TEST_F(HealthctlSel, ListsTheMirrorWithANoteWithoutALogManager)
               "mirror");
 }
 
+TEST_F(HealthctlSel, ListsTheMirrorWhenTheLogManagerDoesNotStart)
+{
+    addThree();
+    logmgr.kill();
+    client.waitUntilGone();
+    // The bus waits for a service whose program has ended well.
+    bus.activate(logService, "/bin/true");
+    const Answer listed = healthctl({"sel", "list"});
+    EXPECT_EQ(listed.status, 0);
+    EXPECT_THAT(listed.errors,
+                StartsWith("healthctl: logmgr does not start; see its log; "
+                           "what follows is the mirror"));
+    const Answer cleared = healthctl({"sel", "clear", "--yes"});
+    EXPECT_EQ(cleared.status, 5);
+    EXPECT_EQ(cleared.errors, "healthctl: logmgr does not start, and may still "
+                              "do it once it does; see its log\n");
+}
+
 TEST_F(HealthctlSel, InfoSummarisesTheLog)
 {
     json info = toJson({"sel", "info"});
@@ -469,6 +488,22 @@ TEST(HealthctlSelAlone, SaysThatThereIsNoLogManager)
     for (const char* command : {"list", "info"})
     {
         const Answer answer = healthctl({"sel", command});
+        EXPECT_EQ(answer.status, 3);
+        EXPECT_EQ(answer.errors,
+                  "healthctl: logmgr is not running; start it\n");
+    }
+}
+
+TEST(HealthctlSelAlone, SaysThatSystemdCannotStartTheLogManager)
+{
+    const PrivateBus bus;
+    Process log({ODD_LOG, "masked"});
+    ASSERT_EQ(log.hear(), "ready");
+    const std::vector<std::vector<std::string>> commands{
+        {"sel", "list"}, {"sel", "clear", "--yes"}};
+    for (const auto& command : commands)
+    {
+        const Answer answer = healthctl(command);
         EXPECT_EQ(answer.status, 3);
         EXPECT_EQ(answer.errors,
                   "healthctl: logmgr is not running; start it\n");

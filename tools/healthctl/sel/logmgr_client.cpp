@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <string_view>
 #include <system_error>
 
@@ -53,6 +54,25 @@ bool isChange(std::string_view member)
            member == host::addSelWithTimestamp;
 }
 
+/** Whether logmgr owns its name, or it cannot be found out. */
+bool hasOwner(const BusPtr& bus)
+{
+    return sd_bus_get_name_creds(bus.get(), names::logmgrService, 0, nullptr) !=
+           -ENXIO;
+}
+
+/** The bus waits for logmgr, which it has told to start.
+ *
+ *  @param[in] member the method that was called */
+[[noreturn]] void failToStart(const char* member)
+{
+    throw Error(
+        isChange(member) ? ExitCode::failed : ExitCode::unavailable,
+        std::string("logmgr does not start") +
+            (isChange(member) ? ", and may still do it once it does" : "") +
+            "; see its log");
+}
+
 /** @param[in] member the method that was called */
 [[noreturn]] void failWith(const sd_bus_error& error, int result,
                            const char* member)
@@ -75,6 +95,7 @@ bool isChange(std::string_view member)
     }
     if (name == SD_BUS_ERROR_SERVICE_UNKNOWN ||
         name == SD_BUS_ERROR_NAME_HAS_NO_OWNER ||
+        host::isErrorOfSystemd(name) ||
         name.starts_with("org.freedesktop.DBus.Error.Spawn"))
     {
         throw Error(ExitCode::unavailable, "logmgr is not running; start it");
@@ -141,7 +162,14 @@ MessagePtr reply(const BusPtr& bus, const MessagePtr& call)
                 sd_bus_error_free(&error);
             }
         } atEnd{error};
-        failWith(error, result, sd_bus_message_get_member(call.get()));
+        const char* member = sd_bus_message_get_member(call.get());
+        const bool ended =
+            sd_bus_error_has_name(&error, SD_BUS_ERROR_NO_REPLY) > 0;
+        if (result == -ETIMEDOUT && !ended && !hasOwner(bus))
+        {
+            failToStart(member);
+        }
+        failWith(error, result, member);
     }
     return MessagePtr(sd_bus_message_ref(answer));
 }
