@@ -438,6 +438,14 @@ void TreeKeeper::compareHealths()
     }
     announcer.announce(findings.untold);
     announcer.announce(findings.gone);
+    // Nobody reported their end: somebody may have removed their file.
+    for (const std::string& key : findings.gone)
+    {
+        if (isKey(key.c_str()))
+        {
+            askForRecord(key);
+        }
+    }
     // A node's record may be removed some time after the report of its end.
     comparing = findings.unsettled ||
                 services::Retry::Clock::now() - lastChange < afterChange;

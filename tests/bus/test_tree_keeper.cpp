@@ -14,6 +14,7 @@
 #include <platform/data_abstraction/health_status.hpp>
 
 #include <gtest/gtest.h>
+#include <sys/types.h>
 
 #include <algorithm>
 #include <chrono>
@@ -71,6 +72,54 @@ TEST(ListedNodes, AreAskedForTheirRecordsUpToALimit)
     EXPECT_EQ(askedWhenListing(TreeKeeper::mostAsked), TreeKeeper::mostAsked);
     EXPECT_EQ(askedWhenListing(TreeKeeper::mostAsked + 1),
               TreeKeeper::mostAsked);
+}
+
+/** Removes a process's file from the data cache. */
+void removeFileOf(pid_t pid)
+{
+    const std::string begin = std::to_string(pid) + "-";
+    for (const auto& entry :
+         std::filesystem::directory_iterator(host::dataCacheFolder()))
+    {
+        if (entry.path().filename().string().starts_with(begin))
+        {
+            std::filesystem::remove(entry.path());
+        }
+    }
+}
+
+TEST(UnreportedNode, IsAskedForItsRecordOnceThatIsGone)
+{
+    test::ServiceOnBus& service = test::ServiceOnBus::instance();
+    HostedNodes nodes(service.connection.bus());
+    ASSERT_EQ(nodes.host(root), HostedNodes::Outcome::there);
+    const test::Component daemon(root + "/d", 2);
+    service.runUntil("report, before the keeper could hear it", [] {
+        return recordedHealth(root) == 2;
+    });
+    PeerUsers users(service.connection);
+    const TreeKeeper keeper(service.connection, service.loop, nodes, users);
+    // The keeper's first announcement of all records may tell of the first one,
+    // and only a comparison of the second one.
+    uint32_t health = 3;
+    const std::set<std::string> silent{root + "/p", root + "/q"};
+    for (const std::string& key : silent)
+    {
+        datacache_healthstatus_create(key, {{"HealthStatus", health}});
+        service.runUntil("health of " + key, [health] {
+            return recordedHealth(root) == health;
+        });
+        ++health;
+    }
+    removeFileOf(daemon.process.pid());
+    ASSERT_FALSE(host::findHealthRecord(root + "/d").has_value());
+    service.runUntil("record", [] {
+        return host::findHealthRecord(root + "/d").has_value();
+    });
+    for (const std::string& key : silent)
+    {
+        datacache_healthstatus_remove(key);
+    }
 }
 
 TEST_F(KeptTree, GetsAParentThatEndedAfterItsChildHadFoundIt)
