@@ -88,8 +88,10 @@ std::vector<std::string> withAncestors(const std::string& key)
     return keys;
 }
 
-HostedNodes::HostedNodes(sdbusplus::bus_t& bus, NodeSlots::Bounds bounds) :
-    bus(bus), slots(bounds, geteuid())
+HostedNodes::HostedNodes(sdbusplus::bus_t& bus, NodeSlots::Bounds bounds,
+                         std::function<void()> onDeafNode) :
+    bus(bus),
+    slots(bounds, geteuid()), onDeafNode(std::move(onDeafNode))
 {}
 
 HostedNodes::Outcome HostedNodes::host(const std::string& key,
@@ -215,10 +217,25 @@ bool HostedNodes::make(const std::string& key)
         FaultAndHealth::Init(bus, key, health_namespace::healthNone, true));
     if (!node)
     {
+        noteIfDeaf(key);
         return false;
     }
     nodes.insert_or_assign(key, std::move(node));
     return host::findHealthRecord(key).has_value();
+}
+
+/** Ends the vain wait for a node that could not be made but is there. */
+void HostedNodes::noteIfDeaf(const std::string& key) const
+{
+    const auto record = host::findHealthRecord(key);
+    if (record && record->owner == host::ProcessIdentity::self())
+    {
+        SERVICE_LOG(log::error,
+                    "%s.%d.%s: %s is on the bus but cannot hear its children: "
+                    "the next start of healthmgr makes it anew",
+                    key.c_str());
+        onDeafNode();
+    }
 }
 
 bool HostedNodes::hosts(const std::string& key) const

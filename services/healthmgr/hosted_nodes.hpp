@@ -10,6 +10,7 @@
 
 #include <sdbusplus/bus.hpp>
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -43,9 +44,13 @@ class HostedNodes
   public:
     /** @param[in] bus the nodes' connection; must outlive this object
      *  @param[in] bounds how many nodes may be requested, and how long they
-     *             stay */
-    explicit HostedNodes(sdbusplus::bus_t& bus,
-                         NodeSlots::Bounds bounds = NodeSlots::Bounds());
+     *             stay
+     *  @param[in] onDeafNode called when a node stays on the bus without its
+     *             subscription, because the bus hung meanwhile: it never hears
+     *             its children, and only the end of this process removes it */
+    explicit HostedNodes(
+        sdbusplus::bus_t& bus, NodeSlots::Bounds bounds = NodeSlots::Bounds(),
+        std::function<void()> onDeafNode = [] {});
 
     /** The result of a request for a node. */
     enum class Outcome
@@ -97,6 +102,7 @@ class HostedNodes
 
   private:
     bool make(const std::string& key);
+    void noteIfDeaf(const std::string& key) const;
     bool hasRoomForRules();
     bool busAnswers();
     Outcome makeAll(const std::vector<std::string>& keys,
@@ -105,6 +111,7 @@ class HostedNodes
 
     sdbusplus::bus_t& bus;
     NodeSlots slots;
+    std::function<void()> onDeafNode;
     services::GrowingPause pauses;
     /** No node is made before this time. */
     NodeSlots::Clock::time_point pauseEnd;

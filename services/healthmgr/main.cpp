@@ -38,7 +38,9 @@ int serve()
     services::Connection connection(loop);
     loop.exitOn({SIGINT, SIGTERM});
     host::giveWayToOthers();
-    healthmgr::HostedNodes nodes(connection.bus());
+    healthmgr::HostedNodes nodes(connection.bus(), {}, [&loop] {
+        loop.exit(EXIT_FAILURE);
+    });
     healthmgr::PeerUsers users(connection);
     const healthmgr::NodeRequests requests(connection, nodes, users);
     connection.requestName(names::managerService);

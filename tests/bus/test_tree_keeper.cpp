@@ -17,11 +17,13 @@
 #include <sys/types.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
 #include <set>
 #include <string>
+#include <thread>
 
 namespace healthintf::healthmgr
 {
@@ -170,6 +172,41 @@ TEST_F(KeptTree, RecreatesANodeWhoseRecordIsGone)
     service.runUntil("end", [] {
         return recordedHealth(root) == 0;
     });
+}
+
+TEST(HostedNode, IsKnownToBeDeafWhenTheBusHangsWhileItIsMade)
+{
+    test::ServiceOnBus& service = test::ServiceOnBus::instance();
+    bool deaf = false;
+    HostedNodes nodes(service.connection.bus(), {}, [&deaf] {
+        deaf = true;
+    });
+    ASSERT_EQ(nodes.host(root), HostedNodes::Outcome::there);
+    uint64_t patience = 0;
+    sd_bus_get_method_call_timeout(service.connection.get(), &patience);
+    sd_bus_set_method_call_timeout(service.connection.get(), 100'000);
+    std::string key;
+    for (int i = 0; !deaf; ++i)
+    {
+        nodes.release(key);
+        ASSERT_LT(i, 10'000) << "the bus was never stopped in time";
+        key = root + "/deaf" + std::to_string(i);
+        std::thread hang([&] {
+            while (!host::findHealthRecord(key))
+            {}
+            service.bus.freeze();
+        });
+        nodes.host(key);
+        hang.join();
+        service.bus.thaw();
+        // The bus may have been stopped too late: after the subscription, or
+        // when the library could still remove the node.
+        while (!deaf && nodes.host(key) != HostedNodes::Outcome::there)
+        {}
+    }
+    sd_bus_set_method_call_timeout(service.connection.get(), patience);
+    EXPECT_FALSE(nodes.hosts(key));
+    datacache_healthstatus_remove(key);
 }
 
 TEST_F(KeptTree, KeepsANodeThatCannotBeRecreatedWhileTheBusHangs)
