@@ -20,8 +20,9 @@ namespace healthintf::healthctl
 namespace
 {
 
-/** The user that logmgr runs as; root when that is not known. */
-uid_t findLogmgrUser(const std::vector<ServiceState>& services)
+/** The user that logmgr runs as, root when that is not known; nothing when
+ *  logmgr does not run. */
+std::optional<uid_t> findLogmgrUser(const std::vector<ServiceState>& services)
 {
     for (const ServiceState& service : services)
     {
@@ -30,7 +31,7 @@ uid_t findLogmgrUser(const std::vector<ServiceState>& services)
             return readUser(service.pid).value_or(0);
         }
     }
-    return geteuid();
+    return std::nullopt;
 }
 
 Finding examineMatchRules(const BusProbe& bus)
@@ -95,7 +96,7 @@ Finding examineHolders(const BusProbe& bus,
                                            : probeConnections(bus, pids));
 }
 
-Findings examineHost(uid_t logmgr)
+Findings examineHost(std::optional<uid_t> logmgr)
 {
     const CacheState cache = probeCache();
     Findings findings = makeFindings(cache);

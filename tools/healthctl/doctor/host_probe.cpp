@@ -79,6 +79,14 @@ bool isInGroup(const Account& account, gid_t group)
     return std::ranges::find(groups, group) != groups.end();
 }
 
+/** Whom a folder belongs to; root when that cannot be found out. */
+uid_t readOwner(const fs::path& folder)
+{
+    struct stat found
+    {};
+    return stat(folder.c_str(), &found) == 0 ? found.st_uid : 0;
+}
+
 /** Whether the modes of a folder let a user make files there. */
 bool modesLetWrite(const fs::path& folder, uid_t user)
 {
@@ -173,7 +181,7 @@ Findings probeSharedKeys()
     return {sharedKeys(shared, claimed.count)};
 }
 
-StateFolder probeStateFolder(uid_t user)
+StateFolder probeStateFolder(std::optional<uid_t> logmgr)
 {
     StateFolder state;
     try
@@ -186,6 +194,7 @@ StateFolder probeStateFolder(uid_t user)
         return state;
     }
     state.nearest = nearestFolder(state.folder);
+    const uid_t user = logmgr.value_or(readOwner(state.nearest));
     state.user = readAccount(user).name;
     if (const auto filesystem = readFilesystem(state.nearest))
     {

@@ -8,6 +8,7 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <set>
 #include <string>
 
@@ -26,8 +27,10 @@ Findings probeSharedKeys();
 
 /** Looks whether a user may write where the log is kept.
  *
- *  @param[in] user whom logmgr runs as */
-StateFolder probeStateFolder(uid_t user);
+ *  @param[in] logmgr the user that logmgr runs as. While it does not run, it is
+ *             taken to be the folder's owner: whoever asks need not be allowed
+ *             to start it */
+StateFolder probeStateFolder(std::optional<uid_t> logmgr);
 
 LibraryState probeLibrary();
 

@@ -14,6 +14,8 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
+#include <string>
 
 namespace healthintf::healthctl
 {
@@ -134,6 +136,22 @@ TEST_F(HostProbe, KnowsWhoMayWriteTheLog)
     EXPECT_FALSE(probeStateFolder(stranger).writable);
     EXPECT_TRUE(probeStateFolder(getuid()).writable);
     EXPECT_TRUE(probeStateFolder(0).writable);
+}
+
+TEST_F(HostProbe, LetsTheOwnerOfTheLogsFolderWriteThereWhileLogmgrDoesNotRun)
+{
+    const fs::path log = folder.path() / "sel";
+    fs::create_directory(log);
+    chmod(log.c_str(), forOwner);
+    const std::string owner = probeStateFolder(getuid()).user;
+    const auto probe = [&owner] {
+        test::leaveRoot();
+        const StateFolder state = probeStateFolder(std::nullopt);
+        EXPECT_EQ(state.user, owner);
+        EXPECT_TRUE(state.writable);
+        return testing::Test::HasFailure() ? 1 : 0;
+    };
+    EXPECT_EQ(test::inChild(probe), 0);
 }
 
 TEST_F(HostProbe, NamesTheLibraryThatItRunsWith)
