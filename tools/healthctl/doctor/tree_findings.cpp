@@ -56,14 +56,29 @@ std::string inWords(const SharedKey& key)
 Findings missingParents(const std::set<std::string>& keys)
 {
     std::map<std::string, std::vector<std::string>> missing;
+    std::vector<std::string> outside;
     for (const std::string& key : keys)
     {
-        if (key != names::root && !keys.contains(getParent(key)))
+        if (!isAtOrBelow(key, names::root))
+        {
+            outside.push_back(key);
+        }
+        else if (key != names::root && !keys.contains(getParent(key)))
         {
             missing[getParent(key)].push_back(key);
         }
     }
     Findings findings;
+    if (!outside.empty())
+    {
+        const std::string root = names::root;
+        findings.push_back(
+            {.check = "tree.parents",
+             .grade = Grade::problem,
+             .text = "nobody hears of what is not below " + root + ": " +
+                     listed(outside),
+             .remedy = "let the daemons use keys below " + root});
+    }
     for (const auto& [parent, children] : missing)
     {
         findings.push_back({.check = "tree.parents",

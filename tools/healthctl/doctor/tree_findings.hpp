@@ -13,8 +13,8 @@
 namespace healthintf::healthctl
 {
 
-/** The nodes without a parent, one finding for each missing parent; or that
- *  there are none.
+/** The nodes without a parent, one finding for each missing parent and one for
+ *  all outside of the tree; or that there are none.
  *
  *  @param[in] keys those of all nodes */
 Findings missingParents(const std::set<std::string>& keys);

@@ -38,6 +38,18 @@ TEST(TreeFindings, ReportAMissingRoot)
     EXPECT_THAT(findings[0].text, HasSubstr("no node " + root + ","));
 }
 
+TEST(TreeFindings, SayThatKeysOutsideOfTheTreeGetNoParents)
+{
+    const Findings findings =
+        missingParents({root, "/", "/a/b", root + "y/c", root + "/d"});
+    ASSERT_THAT(findings, SizeIs(1));
+    EXPECT_EQ(findings[0].check, "tree.parents");
+    EXPECT_EQ(findings[0].grade, Grade::problem);
+    EXPECT_EQ(findings[0].text,
+              "nobody hears of what is not below " + root + ": / and 2 more");
+    EXPECT_THAT(findings[0].remedy, HasSubstr("keys below " + root));
+}
+
 TEST(TreeFindings, FindNothingWrongWithHoldersThatAnswer)
 {
     EXPECT_EQ(makeFinding(HolderStates{}).grade, Grade::ok);
