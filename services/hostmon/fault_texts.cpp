@@ -100,7 +100,10 @@ std::string makeSensorPath(const std::string& kind, const std::string& id)
 std::string makeDeviceKey(const std::string& component,
                           const std::string& device)
 {
-    return appendPart(component, device);
+    // A new node takes each node whose key begins with its own for a child. No
+    // escaped name has this end within, so no device's key begins another
+    // one's.
+    return appendPart(component, device) + "__";
 }
 
 std::string describeTimeout(std::chrono::microseconds time)

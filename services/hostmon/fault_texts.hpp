@@ -48,7 +48,8 @@ inline constexpr uint32_t ipmiSubsystemHealth = 0x28;
  *  different ids give different paths. */
 std::string makeSensorPath(const std::string& kind, const std::string& id);
 
-/** Makes the key of a device's component, escaped like a sensor path. */
+/** Makes the key of a device's component, escaped like a sensor path. It does
+ *  not begin with the key of any other device. */
 std::string makeDeviceKey(const std::string& component,
                           const std::string& device);
 

@@ -34,6 +34,12 @@ using testing::HasSubstr;
 const std::string root = "/com/vexa/olvar/health";
 const std::string host = root + "/host";
 
+/** The key of the component of a device that has a chip. */
+std::string deviceKey(const std::string& device)
+{
+    return host + "/temperature/chip_2f" + device + "__";
+}
+
 class HostMonitor : public testing::Test
 {
   protected:
@@ -245,7 +251,7 @@ TEST_F(HostMonitor, IsRefusedWhereAnotherReportsOnADevicesComponent)
     config("interval = 0.1\n[[temperature]]\ncomponents = \"each device\"\n"
            "warning = 80\ncritical = 90\n");
     const Process first = hostmon();
-    const std::string key = host + "/temperature/chip_2fhwmon0";
+    const std::string key = deviceKey("hwmon0");
     client.waitForHealth(key, 4);
 
     config("interval = 0.1\n[[memory]]\ncomponent = \"" + key +
@@ -263,6 +269,25 @@ TEST_F(HostMonitor, IsRefusedWhereAnotherReportsOnADevicesComponent)
     memory(15);
     const Process third = hostmon();
     client.waitForHealth(key, 3);
+}
+
+TEST_F(HostMonitor, KeepsDevicesApartWhoseNamesBeginAlike)
+{
+    const std::string chips = "sys/class/hwmon/";
+    machine.write(chips + "hwmon10/name", "chip\n");
+    machine.write(chips + "hwmon10/temp1_input", "97000\n");
+    config("interval = 0.1\n[[temperature]]\ncomponents = \"each device\"\n"
+           "warning = 80\ncritical = 90\n");
+    const Process running = hostmon();
+    client.waitForHealth(deviceKey("hwmon10"), 4);
+
+    machine.write(chips + "hwmon1/name", "chip\n");
+    machine.write(chips + "hwmon1/temp1_input", "40000\n");
+    client.waitForHealth(deviceKey("hwmon1"), 2);
+    machine.write(chips + "hwmon10/temp1_input", "40000\n");
+    client.waitForHealth(deviceKey("hwmon10"), 2);
+    client.waitForHealth(host + "/temperature", 2);
+    EXPECT_EQ(recordedHealth(deviceKey("hwmon1")), 2u);
 }
 
 TEST_F(HostMonitor, MayRunTwiceForDifferentComponents)

@@ -60,6 +60,17 @@ TEST(SensorPathOfTheHost, KeepsDifferentNamesDifferent)
               "/com/vexa/olvar/sensors/filesystem/_c3_a9");
 }
 
+TEST(KeyOfADevice, BeginsWithNoOtherDevicesKey)
+{
+    EXPECT_EQ(makeDeviceKey("/a", "nvme/0000:02"), "/a/nvme_2f0000_3a02__");
+    for (const std::string longer : {"1-10", "1-1.2", "1-1_", "1-1__", "1-1/"})
+    {
+        EXPECT_FALSE(
+            makeDeviceKey("/a", longer).starts_with(makeDeviceKey("/a", "1-1")))
+            << longer;
+    }
+}
+
 TEST(SensorTypeOfTheHost, IsThatOfIpmi)
 {
     EXPECT_EQ(selectFaultTexts(Temperature{}).sensorType, 0x01u);

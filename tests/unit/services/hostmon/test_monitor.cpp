@@ -246,10 +246,10 @@ TEST_F(MonitorOfAMachine, HasAComponentForEachDeviceOnRequest)
     watch(Temperature{"*", true}, root + "/a");
     start();
     EXPECT_TRUE(platform().healthRecords.contains(root + "/a"));
-    EXPECT_TRUE(platform().healthRecords.contains(root + "/a/nvme_2fhwmon0"));
-    EXPECT_TRUE(platform().healthRecords.contains(root + "/a/nvme_2fhwmon1"));
-    EXPECT_THAT(claims, testing::ElementsAre(root + "/a/nvme_2fhwmon0",
-                                             root + "/a/nvme_2fhwmon1"));
+    EXPECT_TRUE(platform().healthRecords.contains(root + "/a/nvme_2fhwmon0__"));
+    EXPECT_TRUE(platform().healthRecords.contains(root + "/a/nvme_2fhwmon1__"));
+    EXPECT_THAT(claims, testing::ElementsAre(root + "/a/nvme_2fhwmon0__",
+                                             root + "/a/nvme_2fhwmon1__"));
 }
 
 TEST_F(MonitorOfAMachine, ThrowsWhereAnotherReportsOnADevice)
@@ -259,7 +259,8 @@ TEST_F(MonitorOfAMachine, ThrowsWhereAnotherReportsOnADevice)
     watch(Temperature{"*", true}, root + "/a");
     refusesClaims = true;
     EXPECT_THROW(start(), std::runtime_error);
-    EXPECT_FALSE(platform().healthRecords.contains(root + "/a/nvme_2fhwmon0"));
+    EXPECT_FALSE(
+        platform().healthRecords.contains(root + "/a/nvme_2fhwmon0__"));
 }
 
 TEST_F(MonitorOfAMachine, WatchesANewDeviceUnlessAnotherProgramReportsOnIt)
@@ -278,7 +279,7 @@ TEST_F(MonitorOfAMachine, WatchesANewDeviceUnlessAnotherProgramReportsOnIt)
     EXPECT_EQ(texts(), Lines{});
     EXPECT_THAT(journal().take("log 2 310"),
                 testing::ElementsAre(HasSubstr("another reports on " + root +
-                                               "/a/nvme_2fhwmon0")));
+                                               "/a/nvme_2fhwmon0__")));
     refusesClaims = false;
     runUntil([] {
         return texts() == Lines{"nvme/temp1 (hwmon0): 97.0!"};
@@ -406,10 +407,10 @@ TEST_F(MonitorOfAMachine, FollowsDevicesThatComeAndGo)
     runUntil([] {
         return texts() == Lines{"nvme/temp1 (hwmon1): 97.0!"};
     });
-    EXPECT_TRUE(platform().healthRecords.contains(root + "/a/nvme_2fhwmon1"));
+    EXPECT_TRUE(platform().healthRecords.contains(root + "/a/nvme_2fhwmon1__"));
     std::filesystem::remove_all(machine.path() / "sys/class/hwmon/hwmon1");
     runUntil([] {
-        return !platform().healthRecords.contains(root + "/a/nvme_2fhwmon1");
+        return !platform().healthRecords.contains(root + "/a/nvme_2fhwmon1__");
     });
     EXPECT_EQ(texts(), Lines{});
     EXPECT_TRUE(platform().healthRecords.contains(root + "/a"));
@@ -502,7 +503,7 @@ TEST_F(MonitorOfAMachine, WithdrawsGoneDevicesThoughANewOneGetsNoComponent)
         return line.find("unable to make the component") == std::string::npos;
     });
     EXPECT_THAT(own,
-                testing::ElementsAre(HasSubstr(root + "/a/chip_2fhwmon1")));
+                testing::ElementsAre(HasSubstr(root + "/a/chip_2fhwmon1__")));
     journal().clear();
     runUntil([] {
         return texts() == Lines{"chip/temp1 (hwmon1): 97.0!"};
