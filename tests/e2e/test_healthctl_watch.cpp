@@ -362,6 +362,20 @@ TEST_F(HealthctlWatch, WithdrawsAMadeUpFault)
     EXPECT_EQ(lines.next("fault-removed", fan)["path"], fault);
 }
 
+TEST_F(HealthctlWatch, WithdrawsAMadeUpHealthThatIsNone)
+{
+    Lines lines;
+    lines.next();
+    constexpr uint32_t invalid = 7;
+    sd_bus_emit_signal(client.get(), fan.c_str(),
+                       "org.freedesktop.DBus.Properties", "PropertiesChanged",
+                       "sa{sv}as", "com.vexa.olvar.healthmgr.HealthStatus", 1,
+                       "HealthStatus", "u", invalid, 0);
+    client.catchUp();
+    EXPECT_EQ(lines.next("health", fan)["now"], "invalid");
+    EXPECT_EQ(lines.next("health", fan)["now"], "OK");
+}
+
 TEST_F(HealthctlWatch, IgnoresPathsTooLongForARecord)
 {
     std::string deep = fan;
