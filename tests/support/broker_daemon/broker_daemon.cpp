@@ -18,7 +18,9 @@
 #include "unit_starter.hpp"
 #include "unix_socket.hpp"
 
+#include <sys/epoll.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 
 #include <fcntl.h>
@@ -238,7 +240,29 @@ class Broker
         checkResult(sd_bus_attach_event(bus.get(), loop.get(), 0), "loop");
         journal.attach(loop.get());
         handleSignals();
-        print(options, address, findBroker(launcher));
+        const pid_t broker = findBroker(launcher);
+        endWith(broker);
+        print(options, address, broker);
+    }
+
+    /** Ends the launcher when the broker ends. The launcher does so itself, but
+     *  if its own connection to the broker is not accepted yet, it first waits
+     *  90 seconds for the answer. */
+    void endWith(pid_t broker)
+    {
+        brokersEnd.emplace(
+            checkErrno(static_cast<int>(syscall(SYS_pidfd_open, broker, 0)),
+                       "pidfd_open"));
+        checkResult(sd_event_add_io(loop.get(), nullptr, brokersEnd->get(),
+                                    EPOLLIN, killLauncher, this),
+                    "sd_event_add_io");
+    }
+
+    static int killLauncher(sd_event_source* source, int /*fd*/,
+                            uint32_t /*events*/, void* context)
+    {
+        kill(static_cast<Broker*>(context)->launcher, SIGKILL);
+        return sd_event_source_set_enabled(source, SD_EVENT_OFF);
     }
 
     void handleSignals()
@@ -300,6 +324,7 @@ class Broker
     LoopHandle loop;
     BusHandle bus;
     std::optional<UnitStarter> starter;
+    std::optional<Descriptor> brokersEnd;
     pid_t launcher = -1;
     int status = EXIT_SUCCESS;
 };
