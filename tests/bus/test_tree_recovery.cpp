@@ -5,8 +5,7 @@
 #include "bus_client.hpp"
 #include "cache_view.hpp"
 #include "component.hpp"
-#include "directories.hpp"
-#include "private_bus.hpp"
+#include "managed_tree.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,35 +22,9 @@ namespace healthintf::test
 namespace
 {
 
-const std::string root = "/com/vexa/olvar/health";
-constexpr const char* service = "com.vexa.olvar.healthmgr";
-
-class TreeRecovery : public testing::Test
+class TreeRecovery : public ManagedTree
 {
   protected:
-    void startManager()
-    {
-        manager =
-            std::make_unique<Process>(std::vector<std::string>{HEALTHMGR});
-        client.waitUntil("manager", [&] {
-            return managed(root);
-        });
-    }
-
-    /** Whether healthmgr holds the node of a key. */
-    bool managed(const std::string& key)
-    {
-        try
-        {
-            client.health(service, key);
-            return true;
-        }
-        catch (const std::runtime_error&)
-        {
-            return false;
-        }
-    }
-
     void waitUntilManaged(const std::string& key, bool wanted = true)
     {
         client.waitUntil("change of hands of " + key, [&] {
@@ -77,10 +50,6 @@ class TreeRecovery : public testing::Test
             sender.get(), key.c_str(), "com.vexa.olvar.healthmgr.HealthStatus",
             "HealthStatusUpdate", "ssu", parent.c_str(), key.c_str(), health);
     }
-
-    PrivateBus bus;
-    BusClient client;
-    std::unique_ptr<Process> manager;
 };
 
 TEST_F(TreeRecovery, GivesALeafItsParentsUpToTheRoot)
@@ -495,151 +464,6 @@ TEST_F(TreeRecovery, TakesBackARequestedNodeWhenItsDaemonEnds)
         waitUntilManaged(key);
         client.waitForHealth(root, 0);
     }
-}
-
-TEST_F(TreeRecovery, RestoresTheRemovedRecordsOfNodesThatHaveNotReportedYet)
-{
-    startManager();
-    Component leaf(root + "/a/b", 2);
-    leaf.add(root + "/a/b", "BAD", "/sensor", 1);
-    client.waitForHealth(root, 4);
-    manager->kill();
-    startManager();
-    client.waitForHealth(root, 4);
-    // Each replies after all earlier messages: then the search for nodes at the
-    // manager's start is over.
-    for (const auto& owner :
-         {std::string(service), leaf.name(), std::string(service)})
-    {
-        client.objects(owner);
-    }
-    std::filesystem::remove_all(host::dataCacheFolder());
-    client.waitUntil("records", [&] {
-        client.catchUp();
-        return recordedFaults().size() == 1 && recordedHealth(root) == 4;
-    });
-}
-
-TEST_F(TreeRecovery, RestoresTheRemovedRecordsOfAllProcesses)
-{
-    startManager();
-    Component leaf(root + "/a/b", 2);
-    leaf.add(root + "/a/b", "BAD", "/sensor", 1);
-    client.waitForHealth(root, 4);
-    std::filesystem::remove_all(host::dataCacheFolder());
-    client.waitUntil("records", [&] {
-        client.catchUp();
-        return recordedFaults().size() == 1 && recordedKeys().size() == 3 &&
-               recordedHealth(root) == 4;
-    });
-    leaf.process.kill();
-    client.waitUntil("withdrawal", [&] {
-        client.catchUp();
-        return recordedFaults().empty() && recordedHealth(root) == 0;
-    });
-}
-
-TEST_F(TreeRecovery, ShowsAFaultOnceTheDataCacheHasRoomForItsNode)
-{
-    startManager();
-    const std::string key = root + "/a/b";
-    Component daemon(std::vector<std::string>{"env", "--ignore-signal=XFSZ",
-                                              "prlimit", "--fsize=0:unlimited",
-                                              COMPONENT_DAEMON, "sd-event"});
-    daemon.init(key, 2);
-    daemon.add(key, "BAD", "/sensor", 1);
-    EXPECT_THAT(recordedKeys(), testing::Not(testing::Contains(key)));
-    const rlimit enough{RLIM_INFINITY, RLIM_INFINITY};
-    ASSERT_EQ(prlimit(daemon.process.pid(), RLIMIT_FSIZE, &enough, nullptr), 0);
-    client.waitForHealth(root, 4);
-    EXPECT_EQ(recordedFaults().size(), 1U);
-}
-
-TEST_F(TreeRecovery, ShowsAFaultWhoseRecordsWereRefusedBeforeTheManagerStarted)
-{
-    const std::string key = root + "/a/b";
-    Component daemon(std::vector<std::string>{"env", "--ignore-signal=XFSZ",
-                                              "prlimit", "--fsize=0:unlimited",
-                                              COMPONENT_DAEMON, "sd-event"});
-    daemon.init(key, 2);
-    daemon.init(root, 2);
-    daemon.add(key, "BAD", "/sensor", 1);
-    daemon.add(root, "WARN", "/sensor", 2);
-    const rlimit enough{RLIM_INFINITY, RLIM_INFINITY};
-    ASSERT_EQ(prlimit(daemon.process.pid(), RLIMIT_FSIZE, &enough, nullptr), 0);
-    ASSERT_THAT(recordedKeys(), testing::IsEmpty());
-    manager = std::make_unique<Process>(std::vector<std::string>{HEALTHMGR});
-    client.waitForHealth(root, 4);
-    EXPECT_THAT(recordedKeys(),
-                testing::ElementsAre(root, root + "/a", root + "/a/b"));
-    EXPECT_EQ(recordedFaults().size(), 2U);
-}
-
-TEST_F(TreeRecovery, ShowsANodeWhenItsRecordAndTheManagersWereRefused)
-{
-    const std::vector<std::string> withoutRoom{
-        "env", "--ignore-signal=XFSZ", "prlimit", "--fsize=0:unlimited"};
-    auto command = withoutRoom;
-    command.emplace_back(HEALTHMGR);
-    manager = std::make_unique<Process>(command);
-    client.waitUntil("manager", [&] {
-        return managed(root);
-    });
-    command = withoutRoom;
-    command.insert(command.end(), {COMPONENT_DAEMON, "sd-event"});
-    const std::string key = root + "/a/b";
-    Component daemon(command);
-    daemon.init(key, 2);
-    const rlimit enough{RLIM_INFINITY, RLIM_INFINITY};
-    ASSERT_EQ(prlimit(daemon.process.pid(), RLIMIT_FSIZE, &enough, nullptr), 0);
-    ASSERT_EQ(prlimit(manager->pid(), RLIMIT_FSIZE, &enough, nullptr), 0);
-    client.waitForHealth(root, 2);
-    EXPECT_THAT(recordedKeys(), testing::Contains(key));
-}
-
-/** A daemon without room for records, with a fault at a node that healthmgr
- *  holds. */
-class FaultOfAHostedNode : public TreeRecovery
-{
-  protected:
-    void SetUp() override
-    {
-        TreeRecovery::SetUp();
-        startManager();
-        leaf.emplace(root + "/a/b", 2);
-        client.waitForHealth(root, 2);
-        daemon.emplace(std::vector<std::string>{
-            "env", "--ignore-signal=XFSZ", "prlimit", "--fsize=0:unlimited",
-            COMPONENT_DAEMON, "sd-event"});
-        daemon->init(root + "/a", 3);
-        daemon->add(root + "/a", "BAD", "/sensor", 1);
-    }
-
-    void makeRoom()
-    {
-        const rlimit enough{RLIM_INFINITY, RLIM_INFINITY};
-        ASSERT_EQ(
-            prlimit(daemon->process.pid(), RLIMIT_FSIZE, &enough, nullptr), 0);
-    }
-
-    std::optional<Component> leaf;
-    std::optional<Component> daemon;
-};
-
-TEST_F(FaultOfAHostedNode, IsShownOnceThereIsRoomForIt)
-{
-    makeRoom();
-    client.waitForHealth(root, 4);
-    EXPECT_EQ(recordedFaults().size(), 1U);
-}
-
-TEST_F(FaultOfAHostedNode, IsShownByAManagerThatStartsWhenThereIsRoom)
-{
-    manager->kill();
-    makeRoom();
-    manager = std::make_unique<Process>(std::vector<std::string>{HEALTHMGR});
-    client.waitForHealth(root, 4);
-    EXPECT_EQ(recordedFaults().size(), 1U);
 }
 
 TEST_F(TreeRecovery, KeepsAStoppedDaemonsRecords)

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+/** @file A tree of health whose missing nodes a real healthmgr holds. */
+
+#include "bus_client.hpp"
+#include "private_bus.hpp"
+#include "process.hpp"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace healthintf::test
+{
+
+/** A private bus, a client on it, and a healthmgr that a test starts. */
+class ManagedTree : public testing::Test
+{
+  protected:
+    /** Starts healthmgr and waits until it holds the root.
+     *
+     *  @param[in] launcher the arguments that healthmgr's program is started
+     *                      with, or none */
+    void startManager(std::vector<std::string> launcher = {})
+    {
+        launcher.emplace_back(HEALTHMGR);
+        manager = std::make_unique<Process>(launcher);
+        client.waitUntil("manager", [&] {
+            return managed(root);
+        });
+    }
+
+    /** Whether healthmgr holds the node of a key. */
+    bool managed(const std::string& key)
+    {
+        try
+        {
+            client.health(service, key);
+            return true;
+        }
+        catch (const std::runtime_error&)
+        {
+            return false;
+        }
+    }
+
+    const std::string root = "/com/vexa/olvar/health";
+    const char* const service = "com.vexa.olvar.healthmgr";
+    PrivateBus bus;
+    BusClient client;
+    std::unique_ptr<Process> manager;
+};
+
+} // namespace healthintf::test
