@@ -3,7 +3,7 @@
 
 /** @file The configuration of logmgr: a TOML file. */
 
-#include "sel_store.hpp"
+#include "sel_records.hpp"
 
 #include <cstdint>
 #include <filesystem>

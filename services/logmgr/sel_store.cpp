@@ -2,14 +2,11 @@
 #include "sel_store.hpp"
 
 #include "../common/service_log.hpp"
-#include "data_cache/byte_codec.hpp"
 #include "data_cache/sel_entry_codec.hpp"
 #include "free_pages.hpp"
 #include "line_limit.hpp"
 #include "sel_file.hpp"
 #include "storage/files.hpp"
-
-#include <platform/utf8.hpp>
 
 #include <algorithm>
 #include <cerrno>
@@ -34,40 +31,6 @@ constinit host::LineLimit entryLines;
 
 constexpr const char* lockFile = "lock";
 
-/** Another number for each format of the file's content. */
-constexpr uint32_t formatVersion = 1;
-
-/** The key of the state, which sorts before those of all entries. */
-constexpr std::string_view stateKey("\0", 1);
-
-/** The key of an entry: its sequence number with the highest byte first, so
- *  that the keys sort like the entries. */
-std::string encodeKey(uint64_t sequence)
-{
-    std::string key(sizeof(sequence), '\0');
-    for (std::size_t at = key.size(); at > 0; --at)
-    {
-        key[at - 1] = static_cast<char>(sequence);
-        sequence >>= 8;
-    }
-    return key;
-}
-
-/** @throws DamagedFile when the key has the wrong size */
-uint64_t decodeKey(std::string_view key)
-{
-    if (key.size() != sizeof(uint64_t))
-    {
-        throw DamagedFile("an entry has no sequence number");
-    }
-    uint64_t sequence = 0;
-    for (const char byte : key)
-    {
-        sequence = sequence << 8 | static_cast<uint8_t>(byte);
-    }
-    return sequence;
-}
-
 void put(MDB_txn* transaction, MDB_dbi table, std::string_view key,
          std::string_view value, unsigned int flags)
 {
@@ -91,62 +54,6 @@ std::size_t lastChangeNumber(MDB_env* environment)
     MDB_envinfo info{};
     checkLmdb("mdb_env_info", mdb_env_info(environment, &info));
     return info.me_last_txnid;
-}
-
-std::string encodeState(const LogState& state, uint64_t generation)
-{
-    std::string value;
-    host::ByteWriter writer(value);
-    writer.put(formatVersion);
-    writer.put(state.lastAddition);
-    writer.put(state.lastErase);
-    writer.put(static_cast<uint8_t>(state.overflow));
-    writer.put(generation);
-    return value;
-}
-
-/** Reads the state and the generation into a log's content. */
-template <typename Content>
-void decodeState(std::string_view value, Content& content)
-{
-    host::ByteReader reader(value);
-    if (const auto version = reader.get<uint32_t>(); version != formatVersion)
-    {
-        throw std::system_error(ENOTSUP, std::generic_category(),
-                                "it is of version " + std::to_string(version) +
-                                    " and this program needs version " +
-                                    std::to_string(formatVersion));
-    }
-    content.state.lastAddition = reader.get<uint32_t>();
-    content.state.lastErase = reader.get<uint32_t>();
-    content.state.overflow = reader.get<uint8_t>() != 0;
-    // Logs of earlier versions have no generation; the next change stores this
-    // one.
-    content.generation =
-        reader.size() > 0 ? reader.get<uint64_t>() : randomGeneration();
-}
-
-/** Whether D-Bus can carry a text. */
-bool isText(std::string_view text)
-{
-    return isUtf8(text) && text.find('\0') == std::string_view::npos;
-}
-
-/** @throws std::exception when the bytes are no entry with this sequence
- *          number */
-SELEntryProperties decodeEntry(uint64_t sequence, std::string_view value)
-{
-    SELEntryProperties entry = host::decodeSelEntry(value);
-    if (entry.recordId != toIdentifier(sequence))
-    {
-        throw std::runtime_error("it has the identifier " +
-                                 std::to_string(entry.recordId));
-    }
-    if (!isText(entry.sensor.name) || !isText(entry.sensor.path))
-    {
-        throw std::runtime_error("a text of its sensor is damaged");
-    }
-    return entry;
 }
 
 } // namespace
@@ -315,8 +222,12 @@ SelStore::Content SelStore::load()
     {
         throw DamagedFile("there is no state");
     }
+    const StoredState stored = decodeState(cursor.value());
     Content content;
-    decodeState(cursor.value(), content);
+    content.state = stored.state;
+    // The next change stores this one.
+    content.generation =
+        stored.generation != 0 ? stored.generation : randomGeneration();
     const std::size_t entries = stat.ms_entries - 1;
     if (cursor.next())
     {
@@ -504,7 +415,7 @@ void SelStore::reserveBlocks()
 void SelStore::putState(MDB_txn* transaction, const Content& content) const
 {
     put(transaction, table, stateKey,
-        encodeState(content.state, content.generation), 0);
+        encodeState({content.state, content.generation}), 0);
 }
 
 void SelStore::append(const SELEntryProperties& entry, uint64_t dropped,

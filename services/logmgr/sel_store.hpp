@@ -4,39 +4,15 @@
 /** @file The System Event Log on the disk. */
 
 #include "lmdb.hpp"
+#include "sel_records.hpp"
 #include "storage/file_lock.hpp"
-
-#include <platform/data_abstraction/sel.hpp>
 
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <string_view>
 
 namespace healthintf::logmgr
 {
-
-/** How many identifiers entries can have: 1 to 65534, as 0 and 65535 have a
- *  special meaning in IPMI. */
-inline constexpr uint16_t identifiers = 65534;
-
-/** The identifier of the entry with a sequence number. A log holds at most as
- *  many entries as there are identifiers, so no two of them share one. */
-constexpr uint16_t toIdentifier(uint64_t sequence)
-{
-    return static_cast<uint16_t>(sequence % identifiers + 1);
-}
-
-/** The stored state of the log apart from its entries. Times are seconds since
- *  the epoch, 0 for never. */
-struct LogState
-{
-    uint32_t lastAddition = 0;
-    uint32_t lastErase = 0;
-    /** Whether events were dropped or refused since the log was last
-     *  cleared. */
-    bool overflow = false;
-};
 
 /** The log of one folder, which only one process may have open. A change is on
  *  the disk when the call returns; a call that throws has changed nothing.
