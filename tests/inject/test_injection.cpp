@@ -83,7 +83,8 @@ std::string freshKey()
     return "/com/vexa/olvar/health/n" + std::to_string(++number);
 }
 
-/** Whether the data cache matches the bus, except where it refused a change. */
+/** Whether the data cache matches the bus, except where it refused a change and
+ *  has not made it since. */
 bool agree(const View& cache, View bus)
 {
     if (failer().refused(Refusal::newFault))
@@ -92,7 +93,7 @@ bool agree(const View& cache, View bus)
             return !cache.faults.contains(fault.first);
         });
     }
-    if (failer().refused(Refusal::newNode))
+    if (failer().refused(Refusal::newNode) && !cache.health)
     {
         bus.health.reset();
     }

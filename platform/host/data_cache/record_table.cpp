@@ -73,17 +73,22 @@ int changeRecord(RecordKind kind, const std::string& path, Work&& work,
 {
     return useCache([&] {
         tryRefusedAgain();
+        RefusedRecords* refused =
+            refusedAny ? &RefusedRecords::ofThisProcess() : nullptr;
         const int result = withOwnRecords(work);
-        if (!refusedAny)
+        if (refused == nullptr)
         {
             return result;
         }
-        const int ofRefused =
-            RefusedRecords::ofThisProcess().edit(kind, path, edit);
+        if (result == 0)
+        {
+            refused->editOrForget(kind, path, edit);
+        }
         if (result != ENOENT)
         {
             return result;
         }
+        const int ofRefused = refused->edit(kind, path, edit);
         // Another thread may have made the record in the meantime.
         return ofRefused == ENOENT ? withOwnRecords(work) : ofRefused;
     });

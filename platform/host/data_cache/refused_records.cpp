@@ -16,10 +16,10 @@ RefusedRecords& RefusedRecords::ofThisProcess()
     return all.get();
 }
 
-RefusedRecords::Key RefusedRecords::parseKey(RecordKind kind,
-                                             std::string_view path)
+RefusedRecords::Records::iterator RefusedRecords::find(RecordKind kind,
+                                                       std::string_view path)
 {
-    return {kind != RecordKind::healthStatus, std::string(path)};
+    return records.find(KeyView(kind != RecordKind::healthStatus, path));
 }
 
 RefusedRecords::Records::iterator
@@ -32,8 +32,8 @@ RefusedRecords::erase(Records::iterator record)
 void RefusedRecords::keep(const NewRecord& record)
 {
     const std::lock_guard lock(mutex);
-    Key key = parseKey(record.kind, record.path);
-    if (const auto before = records.find(key); before != records.end())
+    if (const auto before = find(record.kind, record.path);
+        before != records.end())
     {
         erase(before);
     }
@@ -42,24 +42,15 @@ void RefusedRecords::keep(const NewRecord& record)
     {
         return;
     }
-    records.emplace(std::move(key),
+    records.emplace(Key(record.kind != RecordKind::healthStatus, record.path),
                     Refused{.kind = record.kind,
                             .payload = std::string(record.payload),
                             .live = record.live});
     bytes += size;
 }
 
-int RefusedRecords::edit(
-    RecordKind kind, std::string_view path,
-    const std::function<int(std::string& payload, uint32_t& live)>& edit)
+int RefusedRecords::change(Refused& kept, const Edit& edit)
 {
-    const std::lock_guard lock(mutex);
-    const auto found = records.find(parseKey(kind, path));
-    if (found == records.end())
-    {
-        return ENOENT;
-    }
-    Refused& kept = found->second;
     std::string payload = kept.payload;
     uint32_t live = kept.live;
     if (const int result = edit(payload, live); result != 0)
@@ -77,11 +68,42 @@ int RefusedRecords::edit(
     return 0;
 }
 
+int RefusedRecords::edit(RecordKind kind, std::string_view path,
+                         const Edit& edit)
+{
+    const std::lock_guard lock(mutex);
+    const auto found = find(kind, path);
+    return found == records.end() ? ENOENT : change(found->second, edit);
+}
+
+void RefusedRecords::editOrForget(RecordKind kind, std::string_view path,
+                                  const Edit& edit) noexcept
+{
+    const std::lock_guard lock(mutex);
+    const auto found = find(kind, path);
+    if (found == records.end())
+    {
+        return;
+    }
+    bool changed = false;
+    try
+    {
+        changed = change(found->second, edit) == 0;
+    }
+    catch (const std::exception&)
+    {
+        // There is no memory for it.
+    }
+    if (!changed)
+    {
+        erase(found);
+    }
+}
+
 void RefusedRecords::forget(RecordKind kind, std::string_view path)
 {
     const std::lock_guard lock(mutex);
-    if (const auto found = records.find(parseKey(kind, path));
-        found != records.end())
+    if (const auto found = find(kind, path); found != records.end())
     {
         erase(found);
     }

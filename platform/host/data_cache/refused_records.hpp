@@ -33,15 +33,21 @@ class RefusedRecords
      *  room for it, the record stays refused for good. */
     void keep(const NewRecord& record);
 
+    /** Changes the payload and the live value of a record.
+     *
+     *  @return 0, or an error number that leaves the record as it was */
+    using Edit = std::function<int(std::string& payload, uint32_t& live)>;
+
     /** Changes a kept record, so that it is up to date when it is accepted.
      *
-     *  @param[in] edit changes the payload and the live value; an error number
-     *             leaves the record as it was
      *  @return what @p edit returns; ENOENT when no such record is kept, EDQUOT
      *          when there is no room for its new payload */
-    int
-    edit(RecordKind kind, std::string_view path,
-         const std::function<int(std::string& payload, uint32_t& live)>& edit);
+    int edit(RecordKind kind, std::string_view path, const Edit& edit);
+
+    /** Changes a kept record, or forgets it when that is not possible: the
+     *  record that it was to replace has been changed. */
+    void editOrForget(RecordKind kind, std::string_view path,
+                      const Edit& edit) noexcept;
 
     /** Forgets a record, whose object has ended or has a record now. */
     void forget(RecordKind kind, std::string_view path);
@@ -55,6 +61,18 @@ class RefusedRecords
   private:
     /** Whether the record is not that of a node, and the path. */
     using Key = std::pair<bool, std::string>;
+    using KeyView = std::pair<bool, std::string_view>;
+
+    /** Finds a path without memory for a copy of it. */
+    struct Before
+    {
+        using is_transparent = void;
+
+        bool operator()(const KeyView& left, const KeyView& right) const
+        {
+            return left < right;
+        }
+    };
 
     struct Refused
     {
@@ -63,9 +81,10 @@ class RefusedRecords
         uint32_t live = 0;
     };
 
-    using Records = std::map<Key, Refused>;
+    using Records = std::map<Key, Refused, Before>;
 
-    static Key parseKey(RecordKind kind, std::string_view path);
+    Records::iterator find(RecordKind kind, std::string_view path);
+    int change(Refused& kept, const Edit& edit);
     Records::iterator erase(Records::iterator record);
 
     std::mutex mutex;

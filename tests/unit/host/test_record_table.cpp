@@ -2,6 +2,7 @@
 #include "cache_test.hpp"
 #include "data_cache/data_cache.hpp"
 #include "data_cache/record_table.hpp"
+#include "data_cache/refused_records.hpp"
 
 #include <platform/data_abstraction/results.hpp>
 
@@ -158,6 +159,32 @@ TEST_F(RecordTable, ChangesARefusedRecordThatIsToReplaceAnother)
                              : 2;
               }),
               0);
+}
+
+TEST_F(RecordTable, ForgetsARefusedRecordThatCannotBeChangedLikeTheOther)
+{
+    EXPECT_EQ(
+        inChild([] {
+            putRecord(fault, "/a", "small", 0);
+            setSpace(false);
+            // Together they take all room for refused records.
+            const std::string half(RefusedRecords::most / 2 - 2, 'x');
+            putRecord(fault, "/a", half, 0);
+            putRecord(fault, "/b", half, 0);
+            const auto grow = [](std::string& payload) {
+                payload += "er";
+                return 0;
+            };
+            if (editRecord(fault, "/a", grow) != 0)
+            {
+                return 1;
+            }
+            setSpace(true);
+            removeRecord(fault, "/b");
+            putRecord(fault, "/c", "", 0);
+            return read(fault) == Map{{"/a", "smaller"}, {"/c", ""}} ? 0 : 2;
+        }),
+        0);
 }
 
 TEST_F(RecordTable, DoesNotAddARefusedRecordThatWasRemoved)

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <new>
 #include <stdexcept>
 #include <vector>
 
@@ -95,6 +96,31 @@ TEST_F(Refused, RecordsAreNotChangedBeyondTheRoomForThem)
     EXPECT_EQ(refused.edit(fault, "/a", fill(RefusedRecords::most - 2)), 0);
     EXPECT_EQ(refused.edit(fault, "/a", fill(4)), 0);
     EXPECT_THAT(tryAgain(), ElementsAre("/a xxxx 0"));
+}
+
+TEST_F(Refused, RecordsAreForgottenWhenTheyCannotBeChangedAsTheOnesTheyReplace)
+{
+    const auto change = [](std::string& payload, uint32_t& live) {
+        payload += "!";
+        live = 4;
+        return 0;
+    };
+    refused.editOrForget(health, "/a", change);
+    keep(health, "/a", "text", 2);
+    refused.editOrForget(health, "/a", change);
+    EXPECT_THAT(tryAgain(0), ElementsAre("/a text! 4"));
+    refused.editOrForget(health, "/a",
+                         [](std::string& payload, uint32_t&) -> int {
+                             payload += "?";
+                             throw std::bad_alloc();
+                         });
+    EXPECT_THAT(tryAgain(), IsEmpty());
+    keep(health, "/a", "text", 2);
+    refused.editOrForget(health, "/a", [](std::string& payload, uint32_t&) {
+        payload.assign(RefusedRecords::most, 'x');
+        return 0;
+    });
+    EXPECT_THAT(tryAgain(), IsEmpty());
 }
 
 TEST_F(Refused, RecordsOfOneKindAndPathReplaceEachOther)
