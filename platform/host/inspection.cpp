@@ -5,6 +5,7 @@
 #include "event_description/event_table.hpp"
 #include "message_registry/registry_file.hpp"
 
+#include <string>
 #include <system_error>
 
 namespace healthintf::host
@@ -58,7 +59,13 @@ InstalledFiles inspect(std::vector<fs::path> folders, Parse&& parse)
 InstalledFiles inspectRegistries()
 {
     return inspect(registryFolders(), [](const std::string& text) {
-        return parseRegistry(text).problems;
+        RegistryFile file = parseRegistry(text);
+        if (file.furtherProblems > 0)
+        {
+            file.problems.push_back(std::to_string(file.furtherProblems) +
+                                    " more messages with errors");
+        }
+        return file.problems;
     });
 }
 

@@ -41,6 +41,12 @@ void addFile(MessageCatalog& catalog, const fs::path& path)
             HOST_LOG(log::warning, "%s.%d.%s: %s: %s: message left out",
                      path.c_str(), problem.c_str());
         }
+        if (file.furtherProblems > 0)
+        {
+            HOST_LOG(log::warning,
+                     "%s.%d.%s: %s: %zu more messages with errors: left out",
+                     path.c_str(), file.furtherProblems);
+        }
         catalog.add(file);
     }
     catch (const DataShortage&)

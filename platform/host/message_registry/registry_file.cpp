@@ -164,6 +164,23 @@ std::string describeProblem(std::string_view text, const std::string& key,
            ": " + error.what();
 }
 
+/** Adds a message that is left out to those of the file. */
+void noteProblem(RegistryFile& file, std::string_view text,
+                 const std::string& key, const MessageError& error)
+{
+    // One mistake of a generator is in thousands of messages, and finding the
+    // line of one takes a search through the whole text.
+    constexpr std::size_t most = 10;
+    if (file.problems.size() < most)
+    {
+        file.problems.push_back(describeProblem(text, key, error));
+    }
+    else
+    {
+        ++file.furtherProblems;
+    }
+}
+
 } // namespace
 
 RegistryFile parseRegistry(std::string_view text)
@@ -178,7 +195,8 @@ RegistryFile parseRegistry(std::string_view text)
                           readHeadText(registry, text, "RegistryVersion"),
                       .language = readHeadText(registry, text, "Language"),
                       .messages = {},
-                      .problems = {}};
+                      .problems = {},
+                      .furtherProblems = 0};
     const auto messages = registry.find("Messages");
     if (messages == registry.end() || !messages->is_object())
     {
@@ -194,7 +212,7 @@ RegistryFile parseRegistry(std::string_view text)
         }
         catch (const MessageError& e)
         {
-            file.problems.push_back(describeProblem(text, key, e));
+            noteProblem(file, text, key, e);
         }
     }
     return file;

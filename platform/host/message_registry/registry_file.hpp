@@ -3,6 +3,7 @@
 
 /** @file One Redfish message registry file. */
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -45,8 +46,10 @@ struct RegistryFile
     std::string language;
     /** The messages by their keys. */
     std::map<std::string, Message> messages;
-    /** The messages that were left out: line, key and cause for each. */
+    /** The first messages that were left out: line, key and cause for each. */
     std::vector<std::string> problems;
+    /** How many more were left out. */
+    std::size_t furtherProblems = 0;
 };
 
 /** The whole file cannot be used; the text names line and cause. */

@@ -65,6 +65,22 @@ TEST_F(Inspection, CountsUsableFilesAndNamesThoseLeftOut)
     EXPECT_EQ(inspectEventTable().usable, 0);
 }
 
+TEST_F(Inspection, CountsTheBadMessagesOfAFileAfterTheTenth)
+{
+    std::string messages;
+    for (int i = 0; i < 13; ++i)
+    {
+        messages += (i == 0 ? "\"K" : ",\"K") + std::to_string(i) + "\": {}";
+    }
+    const auto file = folder.write("a/fan.json", R"({"RegistryPrefix": "Fan",
+            "RegistryVersion": "1.0.0", "Language": "en", "Messages": {)" +
+                                                     messages + "}}");
+    const InstalledFiles found = inspectRegistries();
+    ASSERT_EQ(found.problems.size(), 11U);
+    EXPECT_EQ(found.problems.back(),
+              file.string() + ": 3 more messages with errors");
+}
+
 TEST_F(Inspection, NamesTheEventsThatTheTableLeavesOut)
 {
     folder.write(

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+
 namespace healthintf::host
 {
 namespace
@@ -205,6 +207,22 @@ TEST_F(MessageCatalogLines, CountTheBareKeysAfterTheTenth)
     }
     EXPECT_THAT(linesOfLoading(),
                 HasSubstr("3 more keys are in more than one registry"));
+}
+
+TEST_F(MessageCatalogLines, CountTheBadMessagesOfAFileAfterTheTenth)
+{
+    std::string messages;
+    for (int i = 0; i < 13; ++i)
+    {
+        messages += (i == 0 ? "\"K" : ",\"K") + std::to_string(i) + "\": {}";
+    }
+    folder.write("a.json", R"({"RegistryPrefix": "Fan", "Language": "en",
+                               "RegistryVersion": "1.0.0", "Messages": {)" +
+                               messages + "}}");
+    const std::string lines = linesOfLoading();
+    EXPECT_EQ(std::ranges::count(lines, '\n'), 11);
+    EXPECT_THAT(lines, HasSubstr((folder.path() / "a.json").string() +
+                                 ": 3 more messages with errors: left out"));
 }
 
 TEST_F(MessageCatalogFolders, LeaveOutFilesThatAreNotRegular)

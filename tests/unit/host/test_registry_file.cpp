@@ -87,6 +87,22 @@ TEST(RegistryFileText, LeavesOutAMessageAndNamesLineAndKey)
             "OK"}));
 }
 
+TEST(RegistryFileText, MayHaveManyBadMessages)
+{
+    const auto parseBad = [](int count) {
+        std::string messages;
+        for (int i = 0; i < count; ++i)
+        {
+            messages += (i == 0 ? "\"K" : ",\"K") + std::to_string(i) + "\": 1";
+        }
+        return parseRegistry(registry(messages));
+    };
+    EXPECT_EQ(parseBad(10).problems.size(), 10U);
+    EXPECT_EQ(parseBad(10).furtherProblems, 0U);
+    EXPECT_EQ(parseBad(13).problems.size(), 10U);
+    EXPECT_EQ(parseBad(13).furtherProblems, 3U);
+}
+
 TEST(RegistryFileText, MustBeJson)
 {
     EXPECT_EQ(catchError("{\n\n\"a\": }"), "line 3: no valid JSON");
