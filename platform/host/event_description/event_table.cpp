@@ -15,6 +15,9 @@ namespace fs = std::filesystem;
 namespace
 {
 
+/** So many errors of a file are named, and further ones are counted. */
+constexpr std::size_t mostNamed = 10;
+
 /** Throws an error about a quoted word in a file. Names the last line with the
  *  word, as the earlier ones came first and count. */
 [[noreturn]] void refuse(const EventSource& source, const std::string& word,
@@ -153,21 +156,36 @@ void EventTable::tryOrLeaveOut(Work&& work)
     }
     catch (const EventTableError& e)
     {
-        leftOut.emplace_back(e.what());
+        if (++wrongInFile <= mostNamed)
+        {
+            leftOut.emplace_back(e.what());
+        }
     }
 }
 
 void EventTable::add(const EventTableFile& file, const EventSource& source)
 {
+    wrongInFile = 0;
+    // Finding the line of an error takes a search through the whole text.
+    const EventSource withoutText{source.name, {}};
+    const auto choose = [&]() -> const EventSource& {
+        return wrongInFile < mostNamed ? source : withoutText;
+    };
     for (const auto& [code, type] : file.eventTypes)
     {
-        add(type, code, source);
+        add(type, code, choose());
     }
     for (const auto& each : file.sensorTypes)
     {
         tryOrLeaveOut([&] {
-            add(each.second, each.first, source);
+            add(each.second, each.first, choose());
         });
+    }
+    if (wrongInFile > mostNamed)
+    {
+        leftOut.push_back(source.name + ": " +
+                          std::to_string(wrongInFile - mostNamed) +
+                          " more states or sensor types");
     }
 }
 

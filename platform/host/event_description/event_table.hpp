@@ -49,7 +49,8 @@ class EventTable
     /** Adds the content of a file, as load() does. */
     void add(const EventTableFile& file, const EventSource& source);
 
-    /** What was left out, each with file, line and cause. */
+    /** What was left out, with file, line and cause; of many errors in one file
+     *  the first, and how many more there are. */
     const std::vector<std::string>& problems() const
     {
         return leftOut;
@@ -95,6 +96,8 @@ class EventTable
     std::set<uint8_t> namedByFolder;
     std::set<std::pair<const EventStates*, uint8_t>> statesOfFolder;
     std::vector<std::string> leftOut;
+    /** How many states and sensor types of the present file were left out. */
+    std::size_t wrongInFile = 0;
 };
 
 } // namespace healthintf::host

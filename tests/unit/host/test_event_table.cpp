@@ -119,6 +119,27 @@ TEST_F(EventTables, LeaveOutAnInvalidFile)
     EXPECT_EQ(table.find(0xC0, sensorSpecificEvent, 2)->asserted.id, "BLD32");
 }
 
+TEST_F(EventTables, CountWhatIsWrongInAFileAfterTheTenth)
+{
+    const auto writeDoubles = [this](const std::string& file, int count) {
+        std::string states;
+        for (int offset = 0; offset <= count; ++offset)
+        {
+            states += (offset == 0 ? "\"" : ",\"") +
+                      hexByte(static_cast<uint8_t>(offset)) +
+                      "\": " + test::eventState("BLD", "31");
+        }
+        folder.write(file, test::sensorTypeFile("0xC0", "BLD", states));
+    };
+    writeDoubles("own/a.json", 10);
+    EXPECT_EQ(load().problems().size(), 10U);
+    writeDoubles("own/a.json", 13);
+    const EventTable table = load();
+    ASSERT_EQ(table.problems().size(), 11U);
+    EXPECT_EQ(table.problems().back(),
+              makePath("own/a.json") + ": 3 more states or sensor types");
+}
+
 TEST_F(EventTables, LeaveOutAFolderThatIsAFile)
 {
     folder.write("own", "");
