@@ -110,12 +110,6 @@ int closeAllBut(int socket)
     _exit(EXIT_SUCCESS);
 }
 
-void waitForEnd(pid_t process)
-{
-    while (waitpid(process, nullptr, 0) < 0 && errno == EINTR)
-    {}
-}
-
 } // namespace
 
 ReadingProcess::ReadingProcess(KeepingRead ownRead,
@@ -127,10 +121,8 @@ ReadingProcess::ReadingProcess(KeepingRead ownRead,
 ReadingProcess::~ReadingProcess()
 {
     end();
-    for (const pid_t each : left)
-    {
-        waitForEnd(each);
-    }
+    // Others may hang for as long as this process would wait for them.
+    forgetEnded();
 }
 
 double ReadingProcess::read()
@@ -181,7 +173,8 @@ void ReadingProcess::end()
         return;
     }
     kill(process, SIGKILL);
-    waitForEnd(process);
+    while (waitpid(process, nullptr, 0) < 0 && errno == EINTR)
+    {}
     process = -1;
 }
 

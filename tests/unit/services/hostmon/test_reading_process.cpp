@@ -3,8 +3,10 @@
 #include "process.hpp"
 #include "reading_process.hpp"
 #include "temporary_folder.hpp"
+#include "unanswering_filesystem.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/statvfs.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 
@@ -14,9 +16,13 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <future>
 #include <iterator>
+#include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <utility>
 
 namespace healthintf::hostmon
@@ -166,6 +172,45 @@ TEST(ReadInAnotherProcess, LeavesNoZombie)
     }
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
     EXPECT_EQ(errno, ECHILD);
+}
+
+TEST(ReadInAnotherProcess, EndsWithoutWaitingForAProcessThatHangs)
+{
+    const test::TemporaryFolder folder;
+    const auto place = folder.path() / "mounted";
+    const auto tried = folder.path() / "tried";
+    create_directory(place);
+    std::optional<test::UnansweringFilesystem> mounted;
+    try
+    {
+        mounted.emplace(place);
+    }
+    catch (const std::system_error& e)
+    {
+        GTEST_SKIP() << "no filesystem in user space: " << e.what();
+    }
+    struct statvfs status
+    {};
+    ASSERT_EQ(statvfs(place.c_str(), &status), 0);
+    mounted->hang();
+    auto reading = std::make_unique<ReadingProcess>(
+        [&](std::string&) -> double {
+            if (!exists(tried))
+            {
+                folder.write("tried", "");
+                statvfs(place.c_str(), &status);
+            }
+            return 2;
+        },
+        std::chrono::milliseconds(500));
+    ASSERT_EQ(reading->read(), 2);
+
+    auto ended = std::async(std::launch::async, [&] {
+        reading.reset();
+    });
+    EXPECT_EQ(ended.wait_for(std::chrono::seconds(10)),
+              std::future_status::ready);
+    mounted->endServer();
 }
 
 TEST(ReadInAnotherProcess, EndsWithItsOwnerEvenWhenItHangs)
