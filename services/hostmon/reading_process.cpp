@@ -152,7 +152,7 @@ void ReadingProcess::start()
     {
         fail("socketpair");
     }
-    socket = host::FileDescriptor(ends[0]);
+    host::FileDescriptor own(ends[0]);
     const host::FileDescriptor others(ends[1]);
     const pid_t owner = getpid();
     process = fork();
@@ -164,6 +164,7 @@ void ReadingProcess::start()
     {
         fail("fork");
     }
+    socket = std::move(own);
 }
 
 void ReadingProcess::end()
@@ -176,6 +177,7 @@ void ReadingProcess::end()
     while (waitpid(process, nullptr, 0) < 0 && errno == EINTR)
     {}
     process = -1;
+    socket = host::FileDescriptor();
 }
 
 /** Kills the child process without waiting for its end, unless too many were
@@ -187,6 +189,7 @@ void ReadingProcess::leave()
     {
         kill(process, SIGKILL);
         left.push_back(std::exchange(process, -1));
+        socket = host::FileDescriptor();
     }
 }
 

@@ -72,6 +72,8 @@ class ReadingProcess
     KeepingRead childRead;
     std::string kept;
     std::chrono::milliseconds timeout;
+    /** To the child process; none without one, so that a reading never waits
+     *  for one that is not there. */
     host::FileDescriptor socket;
     pid_t process = -1;
     /** Were killed, and may not have ended. */

@@ -15,11 +15,13 @@ namespace healthintf::test
 class NoMoreDescriptors
 {
   public:
-    NoMoreDescriptors()
+    /** @param[in] limit as many as the process has open, at most; with 0 poll()
+     *             fails, too */
+    explicit NoMoreDescriptors(rlim_t limit = 0)
     {
         check(getrlimit(RLIMIT_NOFILE, &before));
         rlimit none = before;
-        none.rlim_cur = 0;
+        none.rlim_cur = limit;
         check(setrlimit(RLIMIT_NOFILE, &none));
     }
 

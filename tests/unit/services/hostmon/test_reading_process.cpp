@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "child.hpp"
+#include "no_more_descriptors.hpp"
 #include "process.hpp"
 #include "reading_process.hpp"
 #include "temporary_folder.hpp"
@@ -10,12 +11,14 @@
 #include <sys/types.h>
 #include <sys/wait.h>
 
+#include <sched.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <future>
 #include <iterator>
 #include <memory>
@@ -211,6 +214,78 @@ TEST(ReadInAnotherProcess, EndsWithoutWaitingForAProcessThatHangs)
     EXPECT_EQ(ended.wait_for(std::chrono::seconds(10)),
               std::future_status::ready);
     mounted->endServer();
+}
+
+/** What becomes of another process while there can be no process in place of
+ *  one that hangs.
+ *
+ *  @param[in] hang makes the filesystem at @p place hang */
+std::string tryWithoutDescriptors(const std::filesystem::path& place,
+                                  const std::function<void()>& hang)
+{
+    const test::Child other([](const test::Child::Parent&) -> int {
+        test::Child::Parent::waitForever();
+    });
+    ReadingProcess reading(
+        [&place, first = true](std::string&) mutable -> double {
+            struct statvfs status
+            {};
+            return std::exchange(first, false)
+                       ? 2
+                       : statvfs(place.c_str(), &status);
+        },
+        std::chrono::milliseconds(500));
+    reading.read();
+    hang();
+    std::string result;
+    try
+    {
+        const test::NoMoreDescriptors none(1);
+        reading.read();
+        result = "there is a reading; ";
+    }
+    catch (const std::system_error&)
+    {}
+    reading.read();
+    return result + (waitpid(other.pid(), nullptr, WNOHANG) == 0 ? "it lives"
+                                                                 : "it ended");
+}
+
+TEST(ReadInAnotherProcess, KillsNoOtherWhenNoneCanReplaceOneThatHangs)
+{
+    const test::TemporaryFolder folder;
+    std::optional<test::UnansweringFilesystem> mounted;
+    try
+    {
+        mounted.emplace(folder.path());
+    }
+    catch (const std::system_error& e)
+    {
+        GTEST_SKIP() << "no filesystem in user space: " << e.what();
+    }
+    struct statvfs status
+    {};
+    ASSERT_EQ(statvfs(folder.path().c_str(), &status), 0);
+    // What kills too many processes finds only these in a namespace.
+    test::Child owner([&](const test::Child::Parent& parent) {
+        if (unshare(CLONE_NEWPID) != 0)
+        {
+            return 1;
+        }
+        const pid_t first = fork();
+        if (first == 0)
+        {
+            parent.tell(tryWithoutDescriptors(folder.path(), [&] {
+                mounted->hang();
+            }));
+            _exit(0);
+        }
+        waitpid(first, nullptr, 0);
+        return 0;
+    });
+    EXPECT_EQ(owner.hear(), "it lives");
+    mounted->endServer();
+    EXPECT_EQ(owner.wait(), 0);
 }
 
 TEST(ReadInAnotherProcess, EndsWithItsOwnerEvenWhenItHangs)
