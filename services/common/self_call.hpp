@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Tells whether a service still replies to calls. */
+/** @file Tells whether a service still handles calls. */
 
 #include "connection.hpp"
 
@@ -11,7 +11,9 @@ namespace healthintf::services
 {
 
 /** Calls this process over the bus, as its clients do. The call queues behind
- *  theirs, so its reply shows that theirs were handled. */
+ *  theirs, so its reply shows that theirs were handled. The call's timeout
+ *  counts as its reply: the bus hangs or has dropped it, which no restart of
+ *  this service would change. */
 class SelfCall
 {
   public:

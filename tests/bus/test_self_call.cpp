@@ -3,7 +3,10 @@
 #include "private_bus.hpp"
 
 #include <gtest/gtest.h>
+#include <systemd/sd-bus.h>
+#include <systemd/sd-event.h>
 
+#include <cstdint>
 #include <optional>
 
 namespace healthintf::services
@@ -52,6 +55,21 @@ TEST_F(CallToItself, IsNotAnsweredWhileTheServiceProcessesNone)
     EXPECT_TRUE(call.isAnswered());
     EXPECT_FALSE(call.isAnswered());
     EXPECT_FALSE(call.isAnswered());
+}
+
+TEST_F(CallToItself, IsAnsweredByItsTimeoutWhileTheBusHangs)
+{
+    constexpr uint64_t soon = 50'000;
+    sd_bus_set_method_call_timeout(connection.get(), soon);
+    SelfCall call(connection);
+    bus.freeze();
+    EXPECT_TRUE(call.isAnswered());
+    while (!call.isAnswered())
+    {
+        constexpr uint64_t patience = 10'000'000;
+        ASSERT_GT(sd_event_run(loop.get(), patience), 0) << "no timeout came";
+    }
+    bus.thaw();
 }
 
 TEST_F(CallToItself, MayBeAnsweredAfterItWasDestroyed)
