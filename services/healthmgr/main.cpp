@@ -24,6 +24,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <optional>
+#include <string>
 
 namespace
 {
@@ -42,14 +44,21 @@ int serve()
         loop.exit(EXIT_FAILURE);
     });
     healthmgr::PeerUsers users(connection);
-    const healthmgr::NodeRequests requests(connection, nodes, users);
+    std::optional<healthmgr::TreeKeeper> keeper;
+    // Whoever cannot read the data cache asks for its parent, but does not
+    // report to it.
+    const auto search = [&keeper](const std::string& asker) {
+        keeper->searchNodesOf(asker);
+    };
+    const healthmgr::NodeRequests requests(connection, nodes, users, search);
     connection.requestName(names::managerService);
     // After the name is acquired: only its owner may use the attributes' file.
     const healthmgr::AttributeRequests attributes(connection);
-    const healthmgr::TreeKeeper keeper(connection, loop, nodes, users);
+    // No request is handled before the loop runs.
+    keeper.emplace(connection, loop, nodes, users);
     services::SelfCall selfCall(connection);
     const services::Supervision supervision(loop, [&] {
-        return selfCall.isAnswered() && keeper.isProgressing();
+        return selfCall.isAnswered() && keeper->isProgressing();
     });
     return loop.run();
 }

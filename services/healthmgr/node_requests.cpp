@@ -12,6 +12,7 @@
 #include <cstring>
 #include <exception>
 #include <memory>
+#include <utility>
 
 namespace healthintf::healthmgr
 {
@@ -20,9 +21,9 @@ namespace log = services::log;
 namespace vtable = sdbusplus::vtable;
 
 NodeRequests::NodeRequests(services::Connection& connection, HostedNodes& nodes,
-                           PeerUsers& users) :
+                           PeerUsers& users, OnRequest onRequest) :
     nodes(nodes),
-    users(users),
+    users(users), onRequest(std::move(onRequest)),
     interface(
         connection.bus(), names::managerPath, host::healthmgrInterface,
         [] {
@@ -97,7 +98,9 @@ int NodeRequests::hostFor(sd_bus_message* message, const std::string& key,
         case HostedNodes::Outcome::there:
             break;
     }
-    return sd_bus_reply_method_return(message, "");
+    const int result = sd_bus_reply_method_return(message, "");
+    onRequest(sd_bus_message_get_sender(message));
+    return result;
 }
 
 } // namespace healthintf::healthmgr

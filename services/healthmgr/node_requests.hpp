@@ -11,6 +11,7 @@
 #include <systemd/sd-bus.h>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -22,11 +23,15 @@ namespace healthintf::healthmgr
 class NodeRequests
 {
   public:
-    /** All arguments must outlive this object.
+    /** Takes the connection that has requested a node and got it. */
+    using OnRequest = std::function<void(const std::string& asker)>;
+
+    /** The first three arguments must outlive this object.
      *
      *  @throws sdbusplus::exception::SdBusError when the object is refused */
-    NodeRequests(services::Connection& connection, HostedNodes& nodes,
-                 PeerUsers& users);
+    NodeRequests(
+        services::Connection& connection, HostedNodes& nodes, PeerUsers& users,
+        OnRequest onRequest = [](const std::string&) {});
 
   private:
     static int take(sd_bus_message* message, void* context,
@@ -37,6 +42,7 @@ class NodeRequests
 
     HostedNodes& nodes;
     PeerUsers& users;
+    OnRequest onRequest;
     sdbusplus::server::interface_t interface;
 };
 

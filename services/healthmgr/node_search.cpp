@@ -156,6 +156,27 @@ void NodeSearch::begin()
         }));
 }
 
+void NodeSearch::ask(const std::string& peer)
+{
+    if (const auto waiting = asked.find(peer); waiting != asked.end())
+    {
+        waiting->second = true;
+        return;
+    }
+    connection.listObjects(
+        peer, names::root, lifetime.guard([this, peer](sd_bus_message* reply) {
+            const bool again = asked.extract(peer).mapped();
+            take(reply);
+            // When the connection is lost, the answer is an
+            // error.
+            if (again && sd_bus_is_open(connection.get()) > 0)
+            {
+                ask(peer);
+            }
+        }));
+    asked.emplace(peer, false);
+}
+
 void NodeSearch::askNext()
 {
     // When the connection is lost, all who were asked answer with an error.

@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -45,6 +46,12 @@ class NodeSearch
      *  @throws std::system_error when the bus cannot be asked */
     void begin();
 
+    /** Asks one connection, once it has handled its messages. Does not wait for
+     *  the answer.
+     *
+     *  @throws std::system_error when the bus cannot be asked */
+    void ask(const std::string& peer);
+
   private:
     void askNext();
     void take(sd_bus_message* reply) const;
@@ -53,6 +60,9 @@ class NodeSearch
     std::function<void(const Keys& keys)> found;
     /** The connections that are still to be asked. */
     std::vector<std::string> peers;
+    /** The connections that ask() waits for, and whether each is to be asked
+     *  again then: it may have listed its nodes before it made another one. */
+    std::map<std::string, bool> asked;
     services::ObjectLifetime lifetime;
 };
 

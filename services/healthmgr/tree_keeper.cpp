@@ -129,6 +129,11 @@ bool TreeKeeper::isProgressing() const
     return reconciliation.isProgressing(longestFailure);
 }
 
+void TreeKeeper::searchNodesOf(const std::string& peer)
+{
+    search.ask(peer);
+}
+
 /** Watches the segments' folder. If that fails, the folder is checked every
  *  second. */
 void TreeKeeper::watchSegments()

@@ -64,6 +64,9 @@ class TreeKeeper
      *  to be for no longer than half a minute. */
     bool isProgressing() const;
 
+    /** Asks those nodes of a connection for their records that have none. */
+    void searchNodesOf(const std::string& peer);
+
   private:
     void takeUpdate(sdbusplus::message_t& message);
     void meet(const std::string& sender);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /** @file The tree after records were removed from the data cache, or refused
- *  because the filesystem had no room. */
+ *  because the filesystem had no room or the process no descriptors. */
 
 #include "cache_view.hpp"
 #include "component.hpp"
@@ -119,6 +119,24 @@ TEST_F(MissingRecords, ShowsANodeWhenItsRecordAndTheManagersWereRefused)
     daemon.init(key, 2);
     makeRoom(daemon.process);
     makeRoom(*manager);
+    client.waitForHealth(root, 2);
+    EXPECT_THAT(recordedKeys(), testing::Contains(key));
+}
+
+TEST_F(MissingRecords, ShowsANodeWhoseDaemonHadNoDescriptorsWhenItMadeIt)
+{
+    startManager();
+    Component daemon;
+    EXPECT_EQ(daemon.process.ask("clear none"), "no component none");
+    rlimit enough{};
+    const pid_t pid = daemon.process.pid();
+    ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, nullptr, &enough), 0);
+    // poll(), with which libsystemd waits, refuses more files than the limit.
+    const rlimit none{3, enough.rlim_max};
+    ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, &none, nullptr), 0);
+    const std::string key = root + "/a/b";
+    daemon.init(key, 2);
+    ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, &enough, nullptr), 0);
     client.waitForHealth(root, 2);
     EXPECT_THAT(recordedKeys(), testing::Contains(key));
 }

@@ -56,6 +56,22 @@ TEST_F(SearchForNodes, FindsTheNodesOfAllProcessesWithoutTheirFaults)
                 UnorderedElementsAre(root + "/a", root + "/a/b", root + "/c"));
 }
 
+TEST_F(SearchForNodes, AsksAProcessAgainThatMayHaveMadeANodeMeanwhile)
+{
+    test::Component asked(root + "/a", 2);
+    const test::Component other(root + "/c", 2);
+    const std::string peer = asked.init(root + "/b", 2);
+    search.ask(peer);
+    search.ask(peer);
+    search.ask(peer);
+    waitForKeys(4);
+    service.catchUp();
+    EXPECT_THAT(found, UnorderedElementsAre(root + "/a", root + "/b",
+                                            root + "/a", root + "/b"));
+    search.ask(peer);
+    waitForKeys(6);
+}
+
 TEST_F(SearchForNodes, ContinuesAfterMalformedReplies)
 {
     int refused = 0;
