@@ -294,6 +294,12 @@ TEST_F(TreeRecovery, GivesANodeToTheDaemonThatComesForIt)
 TEST_F(TreeRecovery, ShowsNoOtherHealthWhileANodeChangesHands)
 {
     startManager();
+    const std::string rootIs = "/com/vexa/olvar " + root + " ";
+    // The manager reports all records some time after its start. It may then
+    // read one that a daemon has just made and not calculated yet.
+    client.waitUntil("reports of the manager's start", [&] {
+        return std::ranges::count(client.updates, rootIs + "0") >= 2;
+    });
     Component leaf(root + "/a/b/c", 4);
     client.waitForHealth(root, 4);
     client.catchUp();
@@ -306,7 +312,6 @@ TEST_F(TreeRecovery, ShowsNoOtherHealthWhileANodeChangesHands)
     }
     waitUntilManaged(root + "/a/b");
     leaf.expect("delete " + root + "/a/b/c", "ok");
-    const std::string rootIs = "/com/vexa/olvar " + root + " ";
     client.waitUntil("end of the fault", [&] {
         return std::ranges::count(client.updates, rootIs + "0") > 0;
     });
