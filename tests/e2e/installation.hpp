@@ -95,7 +95,7 @@ class Installation
         {
             command.push_back(flag);
         }
-        readOutput(command);
+        readOutput(command, {}, compilerPatience);
     }
 
     std::filesystem::path packages() const

@@ -41,7 +41,9 @@ std::string runPage(const std::string& name)
         {"CXX=" COMPILER, "CXXFLAGS=" STANDARD " " SDBUSPLUS_FLAGS,
          "CC=" C_COMPILER,
          "PATH=" + installation().at(PREFIX "/bin").string() + ":" +
-             std::getenv("PATH")});
+             std::getenv("PATH")},
+        // Some pages compile a program.
+        compilerPatience);
 }
 
 class Documents : public testing::TestWithParam<const char*>

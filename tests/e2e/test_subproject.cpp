@@ -68,7 +68,8 @@ class MainProject
             compiler += " " SDBUSPLUS_FLAGS;
         }
         setup.insert(setup.end(), options.begin(), options.end());
-        configured = readOutput(setup, {compiler, "CC=" C_COMPILER});
+        configured =
+            readOutput(setup, {compiler, "CC=" C_COMPILER}, compilerPatience);
     }
 
     /** The output of the configuration. */
@@ -97,7 +98,7 @@ class MainProject
 
     void compile() const
     {
-        readOutput({MESON, "compile", "-C", build});
+        readOutput({MESON, "compile", "-C", build}, {}, compilerPatience);
     }
 
     /** Runs the program with the libraries that were built for it. */
@@ -199,7 +200,7 @@ void buildSkeleton(const TemporaryFolder& folder)
                 "-Dcontract=" SOURCE_FOLDER "/platform/include",
                 "-Dcpp_std=none", "-Dwerror=true"},
                {"CXX=" COMPILER, "CXXFLAGS=" STANDARD " " SDBUSPLUS_FLAGS});
-    readOutput({MESON, "compile", "-C", build});
+    readOutput({MESON, "compile", "-C", build}, {}, compilerPatience);
     lookInto(build / "meson-uninstalled", "PKG_CONFIG_PATH");
     lookInto(build, "LD_LIBRARY_PATH");
 }

@@ -62,18 +62,20 @@ environmentWith(const std::vector<std::string>& changes)
 /** Waits until a descriptor is readable.
  *
  *  @return false after a timeout */
-bool readable(int fd)
+bool readable(int fd, std::chrono::seconds limit)
 {
     pollfd poller{.fd = fd, .events = POLLIN, .revents = 0};
     const auto milliseconds =
-        std::chrono::duration_cast<std::chrono::milliseconds>(patience);
+        std::chrono::duration_cast<std::chrono::milliseconds>(limit);
     return poll(&poller, 1, static_cast<int>(milliseconds.count())) > 0;
 }
 
 } // namespace
 
 Process::Process(const std::vector<std::string>& command,
-                 const std::vector<std::string>& environment)
+                 const std::vector<std::string>& environment,
+                 std::chrono::seconds limit) :
+    limit(limit)
 {
     const auto toProgram = makePipe();
     const auto fromProgram = makePipe();
@@ -104,8 +106,9 @@ Process::Process(const std::vector<std::string>& command,
 }
 
 Process::Process(Process&& other) noexcept :
-    process(other.process), gone(std::exchange(other.gone, true)),
-    status(other.status), input(std::exchange(other.input, -1)),
+    limit(other.limit), process(other.process),
+    gone(std::exchange(other.gone, true)), status(other.status),
+    input(std::exchange(other.input, -1)),
     lines(std::exchange(other.lines, -1)),
     standardError(std::exchange(other.standardError, -1)),
     heard(std::move(other.heard))
@@ -138,7 +141,7 @@ void Process::tell(const std::string& line)
 
 bool Process::readMore()
 {
-    if (!readable(lines))
+    if (!readable(lines, limit))
     {
         throw std::runtime_error("the program says nothing: " + errors());
     }
@@ -182,17 +185,23 @@ void Process::signal(int number) const
     ::kill(process, number);
 }
 
+void Process::awaitEnd(std::chrono::seconds atMost)
+{
+    if (gone)
+    {
+        return;
+    }
+    if (!endsInTime(process, atMost))
+    {
+        throw std::runtime_error("the program does not end: " + errors());
+    }
+    waitpid(process, &status, 0);
+    gone = true;
+}
+
 int Process::wait()
 {
-    if (!gone)
-    {
-        if (!endsInTime(process))
-        {
-            throw std::runtime_error("the program does not end: " + errors());
-        }
-        waitpid(process, &status, 0);
-        gone = true;
-    }
+    awaitEnd(limit);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
@@ -201,7 +210,7 @@ void Process::kill()
     if (!gone)
     {
         signal(SIGKILL);
-        wait();
+        awaitEnd(patience);
     }
 }
 
@@ -232,22 +241,23 @@ std::string Process::output()
     return std::exchange(heard, {});
 }
 
-bool endsInTime(pid_t process)
+bool endsInTime(pid_t process, std::chrono::seconds limit)
 {
     const int handle = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
     if (handle < 0)
     {
         return errno == ESRCH;
     }
-    const bool ended = readable(handle);
+    const bool ended = readable(handle, limit);
     close(handle);
     return ended;
 }
 
 std::string readOutput(const std::vector<std::string>& command,
-                       const std::vector<std::string>& environment)
+                       const std::vector<std::string>& environment,
+                       std::chrono::seconds limit)
 {
-    Process program(command, environment);
+    Process program(command, environment, limit);
     std::string output = program.output();
     if (const int status = program.wait(); status != 0)
     {

@@ -16,6 +16,9 @@ namespace healthintf::test
 /** How long tests wait for an event before they fail. */
 inline constexpr std::chrono::seconds patience{20};
 
+/** How long they wait for a compiler, which other programs may slow down. */
+inline constexpr std::chrono::seconds compilerPatience{180};
+
 /** A running program with its standard input and output connected to the test.
  *  Its standard error is kept. It is killed when the object or the test ends.
  */
@@ -24,9 +27,11 @@ class Process
   public:
     /** @param[in] command program and arguments
      *  @param[in] environment settings NAME=value that change this process's
-     *             environment */
+     *             environment
+     *  @param[in] limit how long to wait for each output and for the end */
     explicit Process(const std::vector<std::string>& command,
-                     const std::vector<std::string>& environment = {});
+                     const std::vector<std::string>& environment = {},
+                     std::chrono::seconds limit = patience);
     ~Process();
     Process(Process&& other) noexcept;
     Process& operator=(Process&& other) = delete;
@@ -71,6 +76,7 @@ class Process
     std::string output();
 
   private:
+    std::chrono::seconds limit;
     pid_t process = -1;
     bool gone = false;
     int status = 0;
@@ -80,12 +86,13 @@ class Process
     std::string heard;
 
     bool readMore();
+    void awaitEnd(std::chrono::seconds atMost);
 };
 
 /** Waits until a process, of any parent, has ended.
  *
  *  @return false after a timeout */
-bool endsInTime(pid_t process);
+bool endsInTime(pid_t process, std::chrono::seconds limit = patience);
 
 /** Runs a program until it ends.
  *
@@ -93,6 +100,7 @@ bool endsInTime(pid_t process);
  *  @throws std::runtime_error with its standard error if it does not exit with
  *  0 */
 std::string readOutput(const std::vector<std::string>& command,
-                       const std::vector<std::string>& environment = {});
+                       const std::vector<std::string>& environment = {},
+                       std::chrono::seconds limit = patience);
 
 } // namespace healthintf::test

@@ -61,6 +61,15 @@ TEST(ProgramOfATest, ReportsItsStandardErrorWhenItFails)
     EXPECT_THROW(Process({"true"}).hear(), std::runtime_error);
 }
 
+TEST(ProgramOfATest, IsWaitedForOnlyAsLongAsTheLimit)
+{
+    Process silent({"cat"}, {}, std::chrono::seconds(0));
+    EXPECT_THROW(silent.hear(), std::runtime_error);
+    EXPECT_THROW(silent.wait(), std::runtime_error);
+    EXPECT_THROW(readOutput({"sleep", "60"}, {}, std::chrono::seconds(0)),
+                 std::runtime_error);
+}
+
 TEST(ProgramOfATest, EndsWithItsObject)
 {
     pid_t pid = 0;
