@@ -81,8 +81,8 @@ Answer call(sd_bus* bus, const MessagePtr& message)
 
 /** Calls the bus itself.
  *
- *  @throws Error when it does not answer: nothing can be said of the services
- *          then */
+ *  @throws Error when it does not answer, or is gone: nothing can be said of
+ *          the services then */
 Answer callBus(sd_bus* bus, const MessagePtr& message)
 {
     Answer answer = call(bus, message);
@@ -90,6 +90,7 @@ Answer callBus(sd_bus* bus, const MessagePtr& message)
     {
         expectAnswer(-ETIMEDOUT);
     }
+    expectConnected(bus);
     return answer;
 }
 

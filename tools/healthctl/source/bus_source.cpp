@@ -40,7 +40,7 @@ struct Unref
 
 /** The process behind a connection, in words; nothing when it has left.
  *
- *  @throws Error when the bus does not answer */
+ *  @throws Error when the bus does not answer, or is gone */
 std::optional<std::string> findProcess(sd_bus* bus, const std::string& peer)
 {
     sd_bus_creds* found = nullptr;
@@ -51,6 +51,7 @@ std::optional<std::string> findProcess(sd_bus* bus, const std::string& peer)
     {
         expectAnswer(result);
     }
+    expectConnected(bus);
     if (result < 0)
     {
         return std::nullopt;

@@ -6,6 +6,7 @@
 #include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
 #include <com/vexa/olvar/healthmgr/names.hpp>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -179,6 +180,14 @@ void expectAnswer(int result)
     }
 }
 
+void expectConnected(sd_bus* bus)
+{
+    if (sd_bus_is_open(bus) <= 0)
+    {
+        expectAnswer(-ENOTCONN);
+    }
+}
+
 MessagePtr makeCallForObjects(sd_bus* bus, const std::string& connection)
 {
     return makeCall(bus, connection, "org.freedesktop.DBus.ObjectManager",
@@ -196,6 +205,8 @@ Survey surveyConnections(sd_bus* bus,
         askFor(pendingCalls, bus, connection, survey.shown);
     }
     pendingCalls.waitForAll(whileWaiting);
+    // The calls that are open when the bus ends fail as if nobody answered.
+    expectConnected(bus);
     return survey;
 }
 

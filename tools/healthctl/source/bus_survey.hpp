@@ -54,13 +54,16 @@ struct Survey
  *  @throws Error saying that the bus does not answer when it failed */
 void expectAnswer(int result);
 
+/** @throws Error when the connection to the bus is lost */
+void expectConnected(sd_bus* bus);
+
 /** A call that asks a connection for its part of the tree. */
 MessagePtr makeCallForObjects(sd_bus* bus, const std::string& connection);
 
 /** Asks all connections at once, so that several that hang take no longer than
  *  one. Later calls on this connection have three seconds, too.
  *
- *  @throws Error when the bus does not answer */
+ *  @throws Error when the bus does not answer, or ends meanwhile */
 Survey surveyBus(sd_bus* bus, const RepeatedReading& reading = {});
 
 /** Asks some connections as surveyBus() asks all. */

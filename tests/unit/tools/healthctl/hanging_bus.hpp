@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file Asks a bus that does not answer. */
+/** @file Asks a bus that does not answer, or that is gone. */
 
 #include "error.hpp"
 #include "private_bus.hpp"
@@ -14,13 +14,9 @@
 namespace healthintf::healthctl
 {
 
-/** Stops a bus and expects that a request fails with ExitCode::unavailable,
- *  sooner than sd-bus gives a call up (25 seconds). */
-inline void expectFailsSoonOnHanging(const test::PrivateBus& bus,
-                                     const std::function<void()>& request)
+/** Expects that a request fails with ExitCode::unavailable. */
+inline void expectUnavailable(const std::function<void()>& request)
 {
-    bus.freeze();
-    const auto begin = std::chrono::steady_clock::now();
     try
     {
         request();
@@ -30,6 +26,16 @@ inline void expectFailsSoonOnHanging(const test::PrivateBus& bus,
     {
         EXPECT_EQ(e.code(), ExitCode::unavailable);
     }
+}
+
+/** Stops a bus and expects that a request fails with ExitCode::unavailable,
+ *  sooner than sd-bus gives a call up (25 seconds). */
+inline void expectFailsSoonOnHanging(const test::PrivateBus& bus,
+                                     const std::function<void()>& request)
+{
+    bus.freeze();
+    const auto begin = std::chrono::steady_clock::now();
+    expectUnavailable(request);
     EXPECT_LT(std::chrono::steady_clock::now() - begin,
               std::chrono::seconds(10));
     bus.thaw();

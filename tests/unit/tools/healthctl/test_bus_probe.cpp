@@ -20,5 +20,17 @@ TEST(BusProbe, FailsSoonOnABusThatHangsMeanwhile)
     });
 }
 
+TEST(BusProbe, FailsOnABusThatEndsMeanwhile)
+{
+    test::PrivateBus bus;
+    const BusProbe probe;
+    ASSERT_TRUE(probe.connected());
+    bus.kill();
+    expectUnavailable([&probe] {
+        // It would say that none runs.
+        probe.services();
+    });
+}
+
 } // namespace
 } // namespace healthintf::healthctl
