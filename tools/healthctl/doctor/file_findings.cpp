@@ -130,7 +130,15 @@ Finding makeFinding(const StateFolder& state)
     {
         return finding;
     }
-    if (!state.writable)
+    if (!state.closed.empty())
+    {
+        finding.text = state.user + " may not enter " + state.closed.string() +
+                       ", below which logmgr keeps the log";
+        finding.remedy = "let " + state.user +
+                         " enter it, or set HEALTHINTF_STATE_DIR to another "
+                         "folder";
+    }
+    else if (!state.writable)
     {
         finding.text = state.user + " may not write in " +
                        state.nearest.string() + ", where logmgr keeps the log";

@@ -44,6 +44,9 @@ struct StateFolder
     /** The user who must be able to write there. */
     std::string user;
     bool writable = false;
+    /** A folder above that the user may not enter; empty when he may enter
+     *  all. */
+    std::filesystem::path closed;
     uint64_t freeBytes = 0;
 };
 

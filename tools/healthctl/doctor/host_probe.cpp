@@ -87,10 +87,11 @@ uid_t readOwner(const fs::path& folder)
     return stat(folder.c_str(), &found) == 0 ? found.st_uid : 0;
 }
 
-/** Whether the modes of a folder let a user make files there. */
-bool modesLetWrite(const fs::path& folder, uid_t user)
+/** Whether the modes of a folder give a user rights.
+ *
+ *  @param[in] needed the rights, as the modes have them for all others */
+bool modesGive(mode_t needed, const fs::path& folder, uid_t user)
 {
-    constexpr mode_t needed = S_IWOTH | S_IXOTH;
     constexpr unsigned int ofOwner = 6;
     constexpr unsigned int ofGroup = 3;
     struct stat found
@@ -108,6 +109,23 @@ bool modesLetWrite(const fs::path& folder, uid_t user)
                                    ? ofGroup
                                    : 0;
     return (found.st_mode >> shift & needed) == needed;
+}
+
+/** Finds the highest folder above another one that a user may not enter; empty
+ *  when he may enter all. */
+fs::path findClosedFolder(const fs::path& folder, uid_t user)
+{
+    std::error_code error;
+    fs::path above;
+    for (const fs::path& part : fs::canonical(folder, error).parent_path())
+    {
+        above /= part;
+        if (!modesGive(S_IXOTH, above, user))
+        {
+            return above;
+        }
+    }
+    return {};
 }
 
 /** A process that has a record, as "fan-daemon[812] (user fans)". */
@@ -196,11 +214,12 @@ StateFolder probeStateFolder(std::optional<uid_t> logmgr)
     state.nearest = nearestFolder(state.folder);
     const uid_t user = logmgr.value_or(readOwner(state.nearest));
     state.user = readAccount(user).name;
+    state.closed = findClosedFolder(state.nearest, user);
     if (const auto filesystem = readFilesystem(state.nearest))
     {
         state.freeBytes = countFreeBytes(*filesystem);
         state.writable = (filesystem->f_flag & ST_RDONLY) == 0 &&
-                         modesLetWrite(state.nearest, user);
+                         modesGive(S_IWOTH | S_IXOTH, state.nearest, user);
     }
     return state;
 }

@@ -34,6 +34,7 @@ StateFolder goodState()
             .nearest = "/var/state",
             .user = "root",
             .writable = true,
+            .closed = "",
             .freeBytes = 100UL << 20};
 }
 
@@ -115,6 +116,16 @@ TEST(FileFindings, ReportALogFolderThatIsNotWritable)
     state.failure = "no state folder";
     EXPECT_EQ(makeFinding(state).grade, Grade::problem);
     EXPECT_EQ(makeFinding(state).text, "no state folder");
+}
+
+TEST(FileFindings, ReportAFolderAboveTheLogThatIsClosed)
+{
+    StateFolder state = goodState();
+    state.closed = "/var/lib";
+    EXPECT_EQ(makeFinding(state).grade, Grade::problem);
+    EXPECT_THAT(makeFinding(state).text,
+                HasSubstr("root may not enter /var/lib"));
+    EXPECT_THAT(makeFinding(state).remedy, HasSubstr("enter it"));
 }
 
 TEST(FileFindings, TakeAMissingEventTableForAProblem)

@@ -138,6 +138,18 @@ TEST_F(HostProbe, KnowsWhoMayWriteTheLog)
     EXPECT_TRUE(probeStateFolder(0).writable);
 }
 
+TEST_F(HostProbe, FindsAFolderAboveTheLogThatKeepsLogmgrOut)
+{
+    const fs::path log = folder.path() / "sel";
+    fs::create_directory(log);
+    chmod(log.c_str(), forAll);
+    EXPECT_TRUE(probeStateFolder(stranger).closed.empty());
+    chmod(folder.path().c_str(), forOwner);
+    EXPECT_EQ(probeStateFolder(stranger).closed, fs::canonical(folder.path()));
+    EXPECT_TRUE(probeStateFolder(getuid()).closed.empty());
+    EXPECT_TRUE(probeStateFolder(0).closed.empty());
+}
+
 TEST_F(HostProbe, LetsTheOwnerOfTheLogsFolderWriteThereWhileLogmgrDoesNotRun)
 {
     const fs::path log = folder.path() / "sel";
