@@ -85,6 +85,7 @@ HolderStates probeHolders(const BusProbe& bus, const std::set<uint32_t>& others)
         asked.push_back(connection);
     }
     const Survey survey = surveyConnections(bus.get(), asked);
+    states.complete = states.complete && survey.refused.empty();
     for (const auto& [pid, connections] : connectionsOf)
     {
         const bool waits = std::ranges::any_of(
@@ -108,7 +109,9 @@ HolderStates probeConnections(const BusProbe& bus,
     states.known = false;
     const auto connections = bus.connections();
     std::set<uint32_t> silent;
-    for (const std::string& connection : surveyBus(bus.get()).silent)
+    const Survey survey = surveyBus(bus.get());
+    states.complete = survey.refused.empty();
+    for (const std::string& connection : survey.silent)
     {
         const auto found = connections.find(connection);
         if (found != connections.end() && !others.contains(found->second))

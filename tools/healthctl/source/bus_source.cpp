@@ -85,7 +85,8 @@ BusSource::BusSource(const RepeatedReading& reading)
     sd_bus* bus = nullptr;
     sd_bus_default(&bus);
     const BusPtr owned(bus);
-    const Survey survey = surveyBus(bus, reading);
+    Survey survey = surveyBus(bus, reading);
+    survey.silent.merge(survey.refused);
     for (const std::string& peer : survey.silent)
     {
         if (const auto process = findProcess(bus, peer))

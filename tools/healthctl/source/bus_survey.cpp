@@ -62,9 +62,8 @@ class PendingCalls
   public:
     using Take = std::function<void(sd_bus_message* reply)>;
 
-    /** @param[out] silent gets the names of those who do not answer */
-    PendingCalls(sd_bus* bus, std::set<std::string>& silent) :
-        bus(bus), silent(silent)
+    /** @param[out] survey gets the names of those who do not answer */
+    PendingCalls(sd_bus* bus, Survey& survey) : bus(bus), survey(survey)
     {}
 
     /** Sends a call; @p take gets the reply unless it is an error. */
@@ -123,7 +122,12 @@ class PendingCalls
             else if (sd_bus_message_is_method_error(reply,
                                                     SD_BUS_ERROR_NO_REPLY) != 0)
             {
-                pending->all->silent.insert(pending->peer);
+                pending->all->survey.silent.insert(pending->peer);
+            }
+            else if (sd_bus_message_is_method_error(
+                         reply, SD_BUS_ERROR_LIMITS_EXCEEDED) != 0)
+            {
+                pending->all->survey.refused.insert(pending->peer);
             }
         }
         catch (const std::exception&)
@@ -134,7 +138,7 @@ class PendingCalls
     }
 
     sd_bus* bus;
-    std::set<std::string>& silent;
+    Survey& survey;
     std::list<PendingCall> calls;
     std::size_t open = 0;
 };
@@ -199,7 +203,7 @@ Survey surveyConnections(sd_bus* bus,
                          const std::function<void()>& whileWaiting)
 {
     Survey survey;
-    PendingCalls pendingCalls(bus, survey.silent);
+    PendingCalls pendingCalls(bus, survey);
     for (const std::string& connection : connections)
     {
         askFor(pendingCalls, bus, connection, survey.shown);

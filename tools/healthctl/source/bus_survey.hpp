@@ -48,6 +48,9 @@ struct Survey
     std::map<std::string, Shown, ByAge> shown;
     /** Those that did not answer in time, or have left meanwhile. */
     std::set<std::string> silent;
+    /** Those of whom not all could be asked: the bus lets a connection wait for
+     *  so many replies only, and goes on waiting for those of silent ones. */
+    std::set<std::string> refused;
 };
 
 /** @param[in] result what a call of libsystemd gave

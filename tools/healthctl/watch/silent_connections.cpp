@@ -23,7 +23,8 @@ void SilentConnections::takeOver(const SilentProcesses& silent)
     });
     for (const auto& [connection, process] : silent)
     {
-        if (!questions.contains(connection))
+        const auto question = questions.find(connection);
+        if (question == questions.end() || question->second.slot == nullptr)
         {
             ask(connection);
         }
@@ -40,10 +41,17 @@ std::set<std::string> SilentConnections::names() const
     return all;
 }
 
-int SilentConnections::takeAnswer(sd_bus_message* /*answer*/, void* question,
+int SilentConnections::takeAnswer(sd_bus_message* answer, void* question,
                                   sd_bus_error* /*error*/)
 {
     auto* answered = static_cast<Question*>(question);
+    if (sd_bus_message_is_method_error(answer, SD_BUS_ERROR_LIMITS_EXCEEDED) !=
+        0)
+    {
+        // The bus waits for too many others. The next reading asks again.
+        answered->slot.reset();
+        return 0;
+    }
     SilentConnections& all = *answered->all;
     // The name is part of what goes.
     const std::string connection = answered->connection;

@@ -40,6 +40,7 @@ class SilentConnections
     {
         SilentConnections* all = nullptr;
         std::string connection;
+        /** Nothing when the bus refused the question. */
         SlotPtr slot;
     };
 

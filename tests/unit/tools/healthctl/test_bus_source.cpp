@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <string>
+
 namespace healthintf::healthctl
 {
 namespace
@@ -32,6 +35,17 @@ TEST(BusSource, FailsOnABusThatEndsWhileOneHasNotAnswered)
                        bus.kill();
                    }});
     });
+}
+
+TEST(BusSource, TellsOfThoseThatTheBusLetsItNotAsk)
+{
+    // Each of two calls is one reply that the bus waits for.
+    const test::PrivateBus bus(
+        std::string(test::openRules) +
+        "<limit name=\"max_replies_per_connection\">5</limit>");
+    const auto connected = connectBus();
+    const std::array<test::BusClient, 4> unanswering;
+    EXPECT_EQ(BusSource().silent().size(), unanswering.size());
 }
 
 } // namespace
