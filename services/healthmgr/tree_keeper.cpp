@@ -73,7 +73,8 @@ constexpr const char* nameLossRule =
 } // namespace
 
 TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
-                       HostedNodes& nodes, PeerUsers& users) :
+                       HostedNodes& nodes, PeerUsers& users,
+                       std::chrono::seconds searchPeriod) :
     connection(connection),
     loop(loop), nodes(nodes), users(users), announcer(connection, loop),
     missing(loop, nodes), handover(nodes, announcer, missing),
@@ -98,6 +99,10 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
                              comparison.beginAnew();
                              askedForRecords.clear();
                              reconciliation.request();
+                         })),
+    searching(loop.every(searchPeriod,
+                         [this] {
+                             searchForNodes();
                          })),
     filter(connection, nodes, announcer,
            {.replace =

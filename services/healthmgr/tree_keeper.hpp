@@ -24,6 +24,7 @@
 
 #include <sdbusplus/message.hpp>
 
+#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <set>
@@ -50,12 +51,17 @@ class TreeKeeper
      *  that finds room. */
     static constexpr std::size_t mostAsked = 256;
 
+    /** How often all connections are asked for their nodes, besides the start
+     *  and other causes. */
+    static constexpr std::chrono::seconds usualSearchPeriod{300};
+
     /** Repairs the tree now and keeps it whole. All arguments must outlive this
      *  object.
      *
      *  @throws std::system_error when the bus refuses a match rule */
     TreeKeeper(services::Connection& connection, services::EventLoop& loop,
-               HostedNodes& nodes, PeerUsers& users);
+               HostedNodes& nodes, PeerUsers& users,
+               std::chrono::seconds searchPeriod = usualSearchPeriod);
 
     TreeKeeper(const TreeKeeper&) = delete;
     TreeKeeper& operator=(const TreeKeeper&) = delete;
@@ -112,6 +118,7 @@ class TreeKeeper
     services::EventSource looking;
     bool looksOften = false;
     services::EventSource idleNodes;
+    services::EventSource searching;
     UpdateFilter filter;
     services::Subscription updates;
     services::Subscription nameLosses;

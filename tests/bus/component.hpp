@@ -5,6 +5,8 @@
 
 #include "process.hpp"
 
+#include <sys/resource.h>
+
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -38,6 +40,21 @@ class Component
     {
         uniqueName = process.ask("init " + key + " " + std::to_string(base));
         return uniqueName;
+    }
+
+    /** The same while the daemon cannot open a file. */
+    void initWithoutDescriptors(const std::string& key, uint32_t base)
+    {
+        // It has opened what it needs when it answers.
+        expect("clear none", "no component none");
+        // poll(), with which libsystemd waits, refuses more files than the
+        // limit.
+        constexpr rlim_t least = 3;
+        rlimit usual{};
+        prlimit(process.pid(), RLIMIT_NOFILE, nullptr, &usual);
+        setFileLimit({least, usual.rlim_max});
+        init(key, base);
+        setFileLimit(usual);
     }
 
     void add(const std::string& key, const std::string& id,
@@ -85,6 +102,14 @@ class Component
     Process process;
 
   private:
+    void setFileLimit(const rlimit& limit) const
+    {
+        if (prlimit(process.pid(), RLIMIT_NOFILE, &limit, nullptr) != 0)
+        {
+            throw std::runtime_error("unable to limit the daemon's files");
+        }
+    }
+
     std::string uniqueName;
 };
 

@@ -124,6 +124,22 @@ TEST(UnreportedNode, IsAskedForItsRecordOnceThatIsGone)
     }
 }
 
+TEST(UnreportedNode, IsFoundByTheNextSearch)
+{
+    test::ServiceOnBus& service = test::ServiceOnBus::instance();
+    HostedNodes nodes(service.connection.bus());
+    PeerUsers users(service.connection);
+    const TreeKeeper keeper(service.connection, service.loop, nodes, users,
+                            std::chrono::seconds(1));
+    test::Component daemon;
+    // Nobody hears the daemon's request for the parent.
+    daemon.initWithoutDescriptors(root + "/d", 2);
+    ASSERT_FALSE(host::findHealthRecord(root + "/d").has_value());
+    service.runUntil("record", [] {
+        return host::findHealthRecord(root + "/d").has_value();
+    });
+}
+
 TEST_F(KeptTree, GetsAParentThatEndedAfterItsChildHadFoundIt)
 {
     const test::BusClient daemon;
