@@ -202,8 +202,9 @@ EnvironmentPtr openLogFile(const fs::path& folder, std::size_t mapSize)
     checkLmdb("mdb_env_create", mdb_env_create(&raw));
     EnvironmentPtr environment(raw);
     checkLmdb("mdb_env_set_mapsize", mdb_env_set_mapsize(raw, mapSize));
-    checkLmdb("mdb_env_open", mdb_env_open(raw, folder.c_str(), openFlags,
-                                           host::storeFileMode));
+    checkLmdb(
+        ("mdb_env_open of " + file.string()).c_str(),
+        mdb_env_open(raw, folder.c_str(), openFlags, host::storeFileMode));
     MDB_envinfo info{};
     MDB_stat stat{};
     checkLmdb("mdb_env_info", mdb_env_info(raw, &info));

@@ -130,9 +130,10 @@ Finding makeFinding(const StateFolder& state)
     {
         return finding;
     }
-    if (!state.closed.empty())
+    if (!state.closedFolder.empty())
     {
-        finding.text = state.user + " may not enter " + state.closed.string() +
+        finding.text = state.user + " may not enter " +
+                       state.closedFolder.string() +
                        ", below which logmgr keeps the log";
         finding.remedy = "let " + state.user +
                          " enter it, or set HEALTHINTF_STATE_DIR to another "
@@ -150,6 +151,14 @@ Finding makeFinding(const StateFolder& state)
             finding.remedy += "; export the log first, if logmgr runs: a "
                               "restart loses it, since its folder is gone";
         }
+    }
+    else if (!state.closedFile.empty())
+    {
+        const std::string file = state.closedFile.string();
+        finding.text = state.user + " may not read and write " + file +
+                       ", which logmgr needs";
+        finding.remedy = "give the file to " + state.user + ": chown " +
+                         state.user + " " + file;
     }
     else if (state.freeBytes < growthOfLog)
     {

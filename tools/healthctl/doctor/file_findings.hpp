@@ -46,7 +46,10 @@ struct StateFolder
     bool writable = false;
     /** A folder above that the user may not enter; empty when he may enter
      *  all. */
-    std::filesystem::path closed;
+    std::filesystem::path closedFolder;
+    /** A file of the log that the user may not read and write, as after root
+     *  restored it; empty when there is none, or this user may not know. */
+    std::filesystem::path closedFile;
     uint64_t freeBytes = 0;
 };
 

@@ -87,16 +87,16 @@ uid_t readOwner(const fs::path& folder)
     return stat(folder.c_str(), &found) == 0 ? found.st_uid : 0;
 }
 
-/** Whether the modes of a folder give a user rights.
+/** Whether the modes of a file or folder give a user rights.
  *
  *  @param[in] needed the rights, as the modes have them for all others */
-bool modesGive(mode_t needed, const fs::path& folder, uid_t user)
+bool modesGive(mode_t needed, const fs::path& path, uid_t user)
 {
     constexpr unsigned int ofOwner = 6;
     constexpr unsigned int ofGroup = 3;
     struct stat found
     {};
-    if (stat(folder.c_str(), &found) != 0)
+    if (stat(path.c_str(), &found) != 0)
     {
         return false;
     }
@@ -123,6 +123,21 @@ fs::path findClosedFolder(const fs::path& folder, uid_t user)
         if (!modesGive(S_IXOTH, above, user))
         {
             return above;
+        }
+    }
+    return {};
+}
+
+/** Finds a file of the log that a user may not read and write. */
+fs::path findClosedFile(const fs::path& log, uid_t user)
+{
+    for (const char* name : {"lock", "data.mdb"})
+    {
+        std::error_code error;
+        if (fs::exists(log / name, error) &&
+            !modesGive(S_IROTH | S_IWOTH, log / name, user))
+        {
+            return log / name;
         }
     }
     return {};
@@ -214,7 +229,8 @@ StateFolder probeStateFolder(std::optional<uid_t> logmgr)
     state.nearest = nearestFolder(state.folder);
     const uid_t user = logmgr.value_or(readOwner(state.nearest));
     state.user = readAccount(user).name;
-    state.closed = findClosedFolder(state.nearest, user);
+    state.closedFolder = findClosedFolder(state.nearest, user);
+    state.closedFile = findClosedFile(state.folder, user);
     if (const auto filesystem = readFilesystem(state.nearest))
     {
         state.freeBytes = countFreeBytes(*filesystem);

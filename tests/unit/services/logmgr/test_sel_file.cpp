@@ -65,6 +65,29 @@ TEST_F(LogFile, IsRecreatedWhenItIsEmpty)
     EXPECT_NE(openLogFile(folder.path(), mapSize), nullptr);
 }
 
+TEST_F(LogFile, IsNamedWhenItMayNotBeOpened)
+{
+    fill();
+    ASSERT_EQ(chmod(file().c_str(), 0), 0);
+    const auto open = [this] {
+        test::leaveRoot();
+        try
+        {
+            openLogFile(folder.path(), mapSize);
+        }
+        catch (const LmdbError& e)
+        {
+            EXPECT_EQ(e.code().value(), EACCES);
+            EXPECT_EQ(e.what(), "mdb_env_open of " + file().string() +
+                                    ": Permission denied");
+            return testing::Test::HasFailure() ? 1 : 0;
+        }
+        return 2;
+    };
+    ASSERT_EQ(chmod(folder.path().c_str(), 0777), 0);
+    EXPECT_EQ(test::inChild(open), 0);
+}
+
 TEST_F(LogFile, IsDamagedWhenPagesAreMissing)
 {
     fill();

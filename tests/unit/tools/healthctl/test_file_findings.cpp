@@ -34,7 +34,8 @@ StateFolder goodState()
             .nearest = "/var/state",
             .user = "root",
             .writable = true,
-            .closed = "",
+            .closedFolder = "",
+            .closedFile = "",
             .freeBytes = 100UL << 20};
 }
 
@@ -121,11 +122,23 @@ TEST(FileFindings, ReportALogFolderThatIsNotWritable)
 TEST(FileFindings, ReportAFolderAboveTheLogThatIsClosed)
 {
     StateFolder state = goodState();
-    state.closed = "/var/lib";
+    state.closedFolder = "/var/lib";
     EXPECT_EQ(makeFinding(state).grade, Grade::problem);
     EXPECT_THAT(makeFinding(state).text,
                 HasSubstr("root may not enter /var/lib"));
     EXPECT_THAT(makeFinding(state).remedy, HasSubstr("enter it"));
+}
+
+TEST(FileFindings, ReportAFileOfTheLogThatLogmgrMayNotWriteTo)
+{
+    StateFolder state = goodState();
+    state.closedFile = "/var/state/sel/data.mdb";
+    const Finding finding = makeFinding(state);
+    EXPECT_EQ(finding.grade, Grade::problem);
+    EXPECT_EQ(finding.text, "root may not read and write "
+                            "/var/state/sel/data.mdb, which logmgr needs");
+    EXPECT_EQ(finding.remedy,
+              "give the file to root: chown root /var/state/sel/data.mdb");
 }
 
 TEST(FileFindings, TakeAMissingEventTableForAProblem)

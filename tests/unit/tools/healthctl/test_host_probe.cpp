@@ -143,11 +143,29 @@ TEST_F(HostProbe, FindsAFolderAboveTheLogThatKeepsLogmgrOut)
     const fs::path log = folder.path() / "sel";
     fs::create_directory(log);
     chmod(log.c_str(), forAll);
-    EXPECT_TRUE(probeStateFolder(stranger).closed.empty());
+    EXPECT_TRUE(probeStateFolder(stranger).closedFolder.empty());
     chmod(folder.path().c_str(), forOwner);
-    EXPECT_EQ(probeStateFolder(stranger).closed, fs::canonical(folder.path()));
-    EXPECT_TRUE(probeStateFolder(getuid()).closed.empty());
-    EXPECT_TRUE(probeStateFolder(0).closed.empty());
+    EXPECT_EQ(probeStateFolder(stranger).closedFolder,
+              fs::canonical(folder.path()));
+    EXPECT_TRUE(probeStateFolder(getuid()).closedFolder.empty());
+    EXPECT_TRUE(probeStateFolder(0).closedFolder.empty());
+}
+
+TEST_F(HostProbe, FindsAFileOfTheLogThatLogmgrMayNotWriteTo)
+{
+    constexpr mode_t readable = 0644;
+    constexpr mode_t open = 0666;
+    fs::create_directory(folder.path() / "sel");
+    for (const char* name : {"sel/data.mdb", "sel/lock"})
+    {
+        const fs::path file = folder.write(name, "");
+        chmod(file.c_str(), readable);
+        EXPECT_EQ(probeStateFolder(stranger).closedFile, file);
+        EXPECT_EQ(probeStateFolder(getuid()).closedFile, "");
+        EXPECT_EQ(probeStateFolder(0).closedFile, "");
+        chmod(file.c_str(), open);
+        EXPECT_EQ(probeStateFolder(stranger).closedFile, "");
+    }
 }
 
 TEST_F(HostProbe, LetsTheOwnerOfTheLogsFolderWriteThereWhileLogmgrDoesNotRun)
