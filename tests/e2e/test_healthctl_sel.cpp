@@ -598,5 +598,27 @@ TEST(HealthctlSelAlone, ImportIntoALogWithoutRoomStoresNothing)
     EXPECT_EQ(client.property("Entries"), "1");
 }
 
+TEST(HealthctlSelAlone, ImportDropsNoRecordsOfItsOwnFile)
+{
+    const PrivateBus bus;
+    LogClient client;
+    const std::string config = bus.folder().write(
+        "logmgr.toml", "capacity = 2\noverflow = \"wrap\"\n");
+    const Process logmgr = client.start({"--config", config});
+    healthctl({"sel", "add", fanRecord});
+    const std::string record = healthctl({"sel", "export", "-"}).output;
+    const std::string three =
+        bus.folder().write("three.raw", record + record + record);
+    const Answer refused = healthctl({"sel", "import", three});
+    EXPECT_EQ(refused.status, 5);
+    EXPECT_EQ(refused.errors,
+              "healthctl: nothing was imported: the log has room for 2 of 3 "
+              "records; configure logmgr with a larger capacity\n");
+    EXPECT_EQ(client.property("Entries"), "1");
+    const std::string two = bus.folder().write("two.raw", record + record);
+    EXPECT_EQ(healthctl({"sel", "import", two}).status, 0);
+    EXPECT_EQ(client.property("Entries"), "2");
+}
+
 } // namespace
 } // namespace healthintf::test

@@ -79,18 +79,23 @@ std::string readContent(const std::string& file)
     return content;
 }
 
-/** @throws Error unless all fit into the log */
+/** @throws Error unless all fit into the log. One that wraps drops its own
+ *          entries for them. */
 void checkRoom(const services::LogStatus& status, std::size_t records)
 {
     const std::size_t room =
-        status.capacity - std::min(status.capacity, status.entries);
-    if (status.policy == "refuse" && records > room)
+        status.policy == "refuse"
+            ? status.capacity - std::min(status.capacity, status.entries)
+            : status.capacity;
+    if (records > room)
     {
+        const char* remedy = records > status.capacity
+                                 ? "configure logmgr with a larger capacity"
+                                 : "\"healthctl sel clear\" empties it";
         throw Error(ExitCode::failed,
                     "nothing was imported: the log has room for " +
                         std::to_string(room) + " of " +
-                        std::to_string(records) +
-                        " records; \"healthctl sel clear\" empties it");
+                        std::to_string(records) + " records; " + remedy);
     }
 }
 
