@@ -9,7 +9,8 @@ namespace
 std::string wakeUp(const ServiceState& service)
 {
     return "busctl call " + service.name +
-           " / org.freedesktop.DBus.Peer Ping starts it";
+           " / org.freedesktop.DBus.Peer Ping starts it, or says that it does "
+           "not start; see its log then";
 }
 
 } // namespace
@@ -63,7 +64,7 @@ Finding makeFinding(const ServiceState& service)
         return {.check = check,
                 .grade = Grade::warning,
                 .text = service.program +
-                        " does not run; the bus starts it when it is called",
+                        " does not run; the bus knows how to start it",
                 .remedy = wakeUp(service)};
     }
     return {.check = check,

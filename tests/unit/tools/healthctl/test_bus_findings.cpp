@@ -56,7 +56,12 @@ TEST(BusFindings, GradeAServiceByWhetherItRunsAndAnswers)
     service.pid = 0;
     service.activatable = true;
     EXPECT_EQ(makeFinding(service).grade, Grade::warning);
-    EXPECT_THAT(makeFinding(service).remedy, HasSubstr(service.name));
+    EXPECT_EQ(makeFinding(service).text,
+              "logmgr does not run; the bus knows how to start it");
+    EXPECT_EQ(makeFinding(service).remedy,
+              "busctl call com.vexa.olvar.logmgr / org.freedesktop.DBus.Peer "
+              "Ping starts it, or says that it does not start; see its log "
+              "then");
     service.activatable = false;
     EXPECT_EQ(makeFinding(service).grade, Grade::problem);
     EXPECT_THAT(makeFinding(service).remedy, HasSubstr("start logmgr"));
