@@ -229,7 +229,8 @@ TEST_F(ForOthers, SettingIsRefusedInOneLine)
     EXPECT_EQ(answer.errors,
               "healthctl: system.embedded.1#lcd.1#hideerrs was not set: it is "
               "not permitted; try again as root or as a member of the group "
-              "healthintf-operators\n");
+              "healthintf-operators, and where that fails, too, see "
+              "healthmgr's log\n");
 }
 
 } // namespace

@@ -113,9 +113,11 @@ Error makeError(const std::string& attribute, int code)
     {
         case EACCES:
         case EPERM:
+            // Of the bus, or of healthmgr, which may not write its file.
             return {ExitCode::notPermitted,
                     line + "it is not permitted; try again as root or as a "
-                           "member of the group healthintf-operators"};
+                           "member of the group healthintf-operators, and "
+                           "where that fails, too, see healthmgr's log"};
         case EHOSTUNREACH:
         case ENXIO:
             return {ExitCode::unavailable,
