@@ -13,6 +13,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <system_error>
 
 namespace healthintf::test
 {
@@ -36,6 +37,14 @@ void makeRoom(const Process& program)
     ASSERT_EQ(prlimit(program.pid(), RLIMIT_FSIZE, &enough, nullptr), 0);
 }
 
+/** Removes all files of the data cache, whose processes may make new ones at
+ *  once, so that the folder stays. */
+void removeRecords()
+{
+    std::error_code notEmpty;
+    std::filesystem::remove_all(host::dataCacheFolder(), notEmpty);
+}
+
 using MissingRecords = ManagedTree;
 
 TEST_F(MissingRecords, RestoresTheRemovedRecordsOfNodesThatHaveNotReportedYet)
@@ -54,7 +63,7 @@ TEST_F(MissingRecords, RestoresTheRemovedRecordsOfNodesThatHaveNotReportedYet)
     {
         client.objects(owner);
     }
-    std::filesystem::remove_all(host::dataCacheFolder());
+    removeRecords();
     client.waitUntil("records", [&] {
         client.catchUp();
         return recordedFaults().size() == 1 && recordedHealth(root) == 4;
@@ -67,7 +76,7 @@ TEST_F(MissingRecords, RestoresTheRemovedRecordsOfAllProcesses)
     Component leaf(root + "/a/b", 2);
     leaf.add(root + "/a/b", "BAD", "/sensor", 1);
     client.waitForHealth(root, 4);
-    std::filesystem::remove_all(host::dataCacheFolder());
+    removeRecords();
     client.waitUntil("records", [&] {
         client.catchUp();
         return recordedFaults().size() == 1 && recordedKeys().size() == 3 &&
