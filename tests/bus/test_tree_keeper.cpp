@@ -2,6 +2,7 @@
 /** @file Cases of TreeKeeper that cannot be produced with processes; those are
  *  in test_tree_recovery.cpp. */
 
+#include "address_sanitizer.hpp"
 #include "bus_client.hpp"
 #include "component.hpp"
 #include "data_cache/withdrawal.hpp"
@@ -126,6 +127,10 @@ TEST(UnreportedNode, IsAskedForItsRecordOnceThatIsGone)
 
 TEST(UnreportedNode, IsFoundByTheNextSearch)
 {
+    if (test::isAddressSanitized)
+    {
+        GTEST_SKIP() << "the sanitizer needs files to look at objects";
+    }
     test::ServiceOnBus& service = test::ServiceOnBus::instance();
     HostedNodes nodes(service.connection.bus());
     PeerUsers users(service.connection);
