@@ -105,19 +105,28 @@ void Connection::releaseName(const char* owned) noexcept
 void Connection::call(const char* peer, const char* path, const char* interface,
                       const char* method,
                       std::function<void(sd_bus_message*)> onReply,
-                      const char* argument)
+                      const char* argument, uint64_t longestWait)
 {
+    sd_bus_message* made = nullptr;
+    check(sd_bus_message_new_method_call(raw.get(), &made, peer, path,
+                                         interface, method),
+          "sd_bus_message_new_method_call");
+    const MessagePtr message(made);
+    if (argument != nullptr)
+    {
+        check(sd_bus_message_append(made, "s", argument),
+              "sd_bus_message_append");
+    }
     PendingCall& pending = pendingCalls.emplace_back(
         PendingCall{this, std::move(onReply), nullptr});
     sd_bus_slot* slot = nullptr;
-    const int result = sd_bus_call_method_async(
-        raw.get(), &slot, peer, path, interface, method, takeReply, &pending,
-        argument == nullptr ? "" : "s", argument);
+    const int result = sd_bus_call_async(raw.get(), &slot, made, takeReply,
+                                         &pending, longestWait);
     pending.slot.reset(slot);
     if (result < 0)
     {
         pendingCalls.pop_back();
-        check(result, "sd_bus_call_method_async");
+        check(result, "sd_bus_call_async");
     }
 }
 
@@ -181,7 +190,7 @@ void Connection::listObjects(const std::string& peer, const char* path,
                              std::function<void(sd_bus_message*)> onReply)
 {
     call(peer.c_str(), path, "org.freedesktop.DBus.ObjectManager",
-         "GetManagedObjects", std::move(onReply));
+         "GetManagedObjects", std::move(onReply), nullptr, UINT64_MAX);
 }
 
 int Connection::takeReply(sd_bus_message* message, void* context,

@@ -23,8 +23,8 @@ namespace healthintf::services
 {
 
 /** This thread's default connection, processed by an event loop. A call without
- *  a reply after 5 seconds has failed. Failures throw std::system_error naming
- *  the call. */
+ *  a reply after 5 seconds has failed, except listObjects(). Failures throw
+ *  std::system_error naming the call. */
 class Connection
 {
   public:
@@ -80,7 +80,9 @@ class Connection
     void
     listNames(std::function<void(const std::vector<std::string>&)> onReply);
 
-    /** Asks a connection for its objects.
+    /** Asks a connection for its objects and waits for the reply as long as the
+     *  connection is there: a call that is given up counts on the bus as
+     *  unanswered until then.
      *
      *  @param[in] peer its unique name
      *  @param[in] path where its object manager is
@@ -110,9 +112,11 @@ class Connection
         SlotPtr slot;
     };
 
+    /** @param[in] longestWait microseconds; 0 is the usual wait, and
+     *             UINT64_MAX waits without end */
     void call(const char* peer, const char* path, const char* interface,
               const char* method, std::function<void(sd_bus_message*)> onReply,
-              const char* argument = nullptr);
+              const char* argument = nullptr, uint64_t longestWait = 0);
 
     static int takeReply(sd_bus_message* message, void* context,
                          sd_bus_error* error);

@@ -130,30 +130,55 @@ NodeSearch::Keys readNodes(sd_bus_message* reply)
 } // namespace
 
 NodeSearch::NodeSearch(services::Connection& connection,
-                       std::function<void(const Keys& keys)> found) :
+                       services::EventLoop& loop,
+                       std::function<void(const Keys& keys)> found,
+                       std::chrono::milliseconds turn) :
     connection(connection),
-    found(std::move(found))
+    found(std::move(found)), turn(turn), turnEnd(loop.onceLater([this] {
+        beginTurn();
+    }))
 {}
 
 void NodeSearch::begin()
 {
-    // A connection that does not answer holds up only its own turn.
-    constexpr std::size_t atOnce = 8;
     connection.listNames(
         lifetime.guard([this](const std::vector<std::string>& names) {
-            peers.clear();
-            for (const std::string& name : names)
-            {
-                if (name.starts_with(':') && name != connection.uniqueName())
-                {
-                    peers.push_back(name);
-                }
-            }
-            for (std::size_t i = 0; i < atOnce; ++i)
-            {
-                askNext();
-            }
+            fill(names);
+            beginTurn();
         }));
+}
+
+/** Notes which connections are to be asked. */
+void NodeSearch::fill(const std::vector<std::string>& names)
+{
+    peers.clear();
+    std::set<std::string> stillBarred;
+    for (const std::string& name : names)
+    {
+        if (barred.contains(name))
+        {
+            stillBarred.insert(name);
+        }
+        else if (name.starts_with(':') && name != connection.uniqueName())
+        {
+            peers.push_back(name);
+        }
+    }
+    barred = std::move(stillBarred);
+}
+
+/** Asks a few connections. Those that do not answer hold up only this turn. */
+void NodeSearch::beginTurn()
+{
+    constexpr std::size_t atOnce = 8;
+    for (std::size_t i = 0; i < atOnce; ++i)
+    {
+        askNext();
+    }
+    if (!peers.empty())
+    {
+        services::EventLoop::after(turnEnd, turn);
+    }
 }
 
 void NodeSearch::ask(const std::string& peer)
@@ -166,6 +191,11 @@ void NodeSearch::ask(const std::string& peer)
     connection.listObjects(
         peer, names::root, lifetime.guard([this, peer](sd_bus_message* reply) {
             const bool again = asked.extract(peer).mapped();
+            if (sd_bus_message_is_method_error(reply,
+                                               SD_BUS_ERROR_ACCESS_DENIED) != 0)
+            {
+                barred.insert(peer);
+            }
             take(reply);
             // When the connection is lost, the answer is an
             // error.
@@ -173,6 +203,7 @@ void NodeSearch::ask(const std::string& peer)
             {
                 ask(peer);
             }
+            askNext();
         }));
     asked.emplace(peer, false);
 }
@@ -180,17 +211,17 @@ void NodeSearch::ask(const std::string& peer)
 void NodeSearch::askNext()
 {
     // When the connection is lost, all who were asked answer with an error.
-    if (peers.empty() || sd_bus_is_open(connection.get()) <= 0)
+    while (!peers.empty() && sd_bus_is_open(connection.get()) > 0)
     {
-        return;
+        const std::string peer = std::move(peers.back());
+        peers.pop_back();
+        const bool isSilent = asked.contains(peer);
+        ask(peer);
+        if (!isSilent)
+        {
+            return;
+        }
     }
-    const std::string peer = std::move(peers.back());
-    peers.pop_back();
-    connection.listObjects(peer, names::root,
-                           lifetime.guard([this](sd_bus_message* reply) {
-                               take(reply);
-                               askNext();
-                           }));
 }
 
 void NodeSearch::take(sd_bus_message* reply) const

@@ -78,7 +78,7 @@ TreeKeeper::TreeKeeper(services::Connection& connection, EventLoop& loop,
     connection(connection),
     loop(loop), nodes(nodes), users(users), announcer(connection, loop),
     missing(loop, nodes), handover(nodes, announcer, missing),
-    search(connection,
+    search(connection, loop,
            [this](const NodeSearch::Keys& keys) {
                askNodes(keys);
            }),

@@ -343,6 +343,26 @@ TEST_F(ServiceConnection, FindsNoObjectsOfAPeerThatIsGone)
     EXPECT_TRUE(failed);
 }
 
+TEST_F(ServiceConnection, WaitsForTheObjectsOfAPeerLongerThanForOtherReplies)
+{
+    BusClient silent;
+    sd_bus_set_method_call_timeout(connection->get(), 1);
+    std::string error;
+    connection->listObjects(readName(silent), "/", [&](sd_bus_message* reply) {
+        error = sd_bus_message_get_error(reply)->name;
+        loop.exit(0);
+    });
+    connection->awaitWork(readName(silent), [&] {
+        constexpr uint64_t enough = 20'000'000;
+        sd_bus_set_method_call_timeout(connection->get(), enough);
+        connection->afterBus([&] {
+            silent.catchUp();
+        });
+    });
+    EXPECT_EQ(loop.run(), 0);
+    EXPECT_EQ(error, SD_BUS_ERROR_UNKNOWN_OBJECT);
+}
+
 TEST_F(ServiceConnection, SendsQueuedMessagesAtOnce)
 {
     const std::string large(16UL << 20, 'x');

@@ -7,7 +7,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -38,9 +40,11 @@ class SearchForNodes : public testing::Test
 
     ServiceOnBus& service = ServiceOnBus::instance();
     std::vector<std::string> found;
-    NodeSearch search{service.connection, [this](const NodeSearch::Keys& keys) {
+    NodeSearch search{service.connection, service.loop,
+                      [this](const NodeSearch::Keys& keys) {
                           found.insert(found.end(), keys.begin(), keys.end());
-                      }};
+                      },
+                      std::chrono::milliseconds(100)};
 };
 
 TEST_F(SearchForNodes, FindsTheNodesOfAllProcessesWithoutTheirFaults)
@@ -107,6 +111,94 @@ TEST_F(SearchForNodes, ContinuesAfterMalformedReplies)
     });
     service.catchUp();
     EXPECT_EQ(found.size(), many);
+}
+
+/** A connection that answers the search when it is told to. */
+class SilentPeer
+{
+  public:
+    void answer()
+    {
+        sd_bus_reply_method_return(call.get(), "a{oa{sa{sv}}}", 1, "/late", 1,
+                                   node, 0);
+        peer.catchUp();
+    }
+
+    void catchUp()
+    {
+        peer.catchUp();
+    }
+
+    int asked = 0;
+
+  private:
+    MessagePtr call;
+    Peer peer{[this](sd_bus_message* received) {
+        ++asked;
+        call.reset(sd_bus_message_ref(received));
+        return 1;
+    }};
+};
+
+TEST_F(SearchForNodes, AsksASilentConnectionAgainOnlyAfterItsAnswer)
+{
+    SilentPeer silent;
+    const Peer other([](sd_bus_message* call) {
+        return Peer::list(call, root, 1);
+    });
+    search.begin();
+    service.runUntil("question and node", [&] {
+        return silent.asked == 1 && found.size() == 1;
+    });
+    search.begin();
+    waitForKeys(2);
+    silent.catchUp();
+    EXPECT_EQ(silent.asked, 1);
+    silent.answer();
+    service.runUntil("node", [&] {
+        return std::ranges::count(found, "/late") == 1;
+    });
+    // It may have made a node after it was asked first.
+    service.runUntil("next question", [&] {
+        return silent.asked == 2;
+    });
+}
+
+TEST_F(SearchForNodes, AsksNoConnectionAgainThatThePolicyKeepsItFrom)
+{
+    // As the bus answers then.
+    int asked = 0;
+    Peer barred([&asked](sd_bus_message* call) {
+        ++asked;
+        return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_ACCESS_DENIED,
+                                          "Rejected send message");
+    });
+    const Peer other([](sd_bus_message* call) {
+        return Peer::list(call, root, 1);
+    });
+    for (std::size_t searches = 1; searches <= 3; ++searches)
+    {
+        search.begin();
+        waitForKeys(searches);
+        barred.catchUp();
+        service.catchUp();
+    }
+    EXPECT_EQ(asked, 1);
+}
+
+TEST_F(SearchForNodes, GoesOnWhileManyConnectionsAreSilent)
+{
+    constexpr std::size_t many = 20;
+    std::vector<SilentPeer> silent(many);
+    const test::Component daemon(root + "/a", 2);
+    search.begin();
+    service.runUntil("questions", [&] {
+        return std::ranges::all_of(silent, [](const SilentPeer& each) {
+            return each.asked == 1;
+        });
+    });
+    waitForKeys(1);
+    EXPECT_THAT(found, UnorderedElementsAre(root + "/a"));
 }
 
 TEST_F(SearchForNodes, ReadsABoundedNumberOfObjectsOfAConnection)
@@ -207,9 +299,10 @@ TEST_F(SearchForNodes, EndsWithItsOwner)
 {
     const test::Component daemon(root + "/a", 2);
     {
-        NodeSearch brief(service.connection, [this](const auto& keys) {
-            found.insert(found.end(), keys.begin(), keys.end());
-        });
+        NodeSearch brief(
+            service.connection, service.loop, [this](const auto& keys) {
+                found.insert(found.end(), keys.begin(), keys.end());
+            });
         brief.begin();
     }
     service.catchUp();
