@@ -350,7 +350,7 @@ void TreeKeeper::askForRecord(const std::string& key)
 void TreeKeeper::searchForNodes()
 {
     // The root is not among the objects that connections list.
-    askForRecord(names::root);
+    askNodes({names::root});
     search.begin();
     hasRoot = host::findHealthRecord(names::root).has_value();
 }
