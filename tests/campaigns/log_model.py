@@ -213,8 +213,10 @@ class Campaign:
         if not self.backup.exists():
             return
         marks = [mark for _, mark in self.records()]
-        room = self.model.capacity - len(self.model.entries)
-        refused = not self.model.wraps and len(marks) > room
+        room = self.model.capacity
+        if not self.model.wraps:
+            room -= len(self.model.entries)
+        refused = len(marks) > room
         self.healthctl("import", str(self.backup), expected=(5,) if refused else (0,))
         if not refused:
             for mark in marks:
