@@ -25,6 +25,12 @@ std::string shortage(const std::filesystem::path& folder, uint64_t freeBytes)
            sizeText(freeBytes) + " left";
 }
 
+std::string lackOfFiles(const std::filesystem::path& folder)
+{
+    return "the filesystem of " + folder.string() +
+           " holds as many files as it can";
+}
+
 Finding makeSpaceFinding(const host::CacheSpace& space)
 {
     const bool near = isNear(space.fullestUsedBytes, space.fullestCapacity);
@@ -117,6 +123,14 @@ Findings makeFindings(const CacheState& cache)
                                       "HEALTHINTF_RUNTIME_DIR to another "
                                       "folder"});
     }
+    if (cache.lacksFiles)
+    {
+        findings.push_back({.check = "cache.filesystem",
+                            .grade = Grade::warning,
+                            .text = lackOfFiles(cache.folder),
+                            .remedy = "remove some files there: a process "
+                                      "needs one before its first record"});
+    }
     return findings;
 }
 
@@ -165,6 +179,13 @@ Finding makeFinding(const StateFolder& state)
         finding.grade = Grade::warning;
         finding.text = shortage(state.nearest, state.freeBytes);
         finding.remedy = "free some space there";
+    }
+    else if (state.lacksFiles)
+    {
+        finding.grade = Grade::warning;
+        finding.text = lackOfFiles(state.nearest);
+        finding.remedy = "remove some files there: logmgr may have to make "
+                         "some at its start";
     }
     else
     {

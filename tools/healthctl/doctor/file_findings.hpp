@@ -31,6 +31,8 @@ struct CacheState
     std::optional<host::CacheSpace> space;
     /** What its filesystem has left. */
     uint64_t freeBytes = 0;
+    /** Whether its filesystem holds as many files as it can. */
+    bool lacksFiles = false;
 };
 
 /** The folder of the data that outlasts a restart. */
@@ -50,7 +52,10 @@ struct StateFolder
     /** A file of the log that the user may not read and write, as after root
      *  restored it; empty when there is none, or this user may not know. */
     std::filesystem::path closedFile;
+    /** What its filesystem has left. */
     uint64_t freeBytes = 0;
+    /** Whether its filesystem holds as many files as it can. */
+    bool lacksFiles = false;
 };
 
 /** The library that this program runs with. */

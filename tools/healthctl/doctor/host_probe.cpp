@@ -53,6 +53,13 @@ uint64_t countFreeBytes(const struct statvfs& filesystem)
     return uint64_t{filesystem.f_bavail} * filesystem.f_frsize;
 }
 
+/** Whether a filesystem holds as many files as it can. Some have no such limit,
+ *  and say that they have room for 0. */
+bool lacksFiles(const struct statvfs& filesystem)
+{
+    return filesystem.f_files > 0 && filesystem.f_favail == 0;
+}
+
 struct Account
 {
     std::string name;
@@ -172,6 +179,7 @@ CacheState probeCache()
     if (const auto filesystem = readFilesystem(state.folder))
     {
         state.freeBytes = countFreeBytes(*filesystem);
+        state.lacksFiles = lacksFiles(*filesystem);
     }
     if (state.inUse)
     {
@@ -234,6 +242,7 @@ StateFolder probeStateFolder(std::optional<uid_t> logmgr)
     if (const auto filesystem = readFilesystem(state.nearest))
     {
         state.freeBytes = countFreeBytes(*filesystem);
+        state.lacksFiles = lacksFiles(*filesystem);
         state.writable = (filesystem->f_flag & ST_RDONLY) == 0 &&
                          modesGive(S_IWOTH | S_IXOTH, state.nearest, user);
     }

@@ -82,6 +82,21 @@ TEST(FileFindings, WarnOfAFilesystemInWhichTheCacheCannotGrow)
     EXPECT_THAT(findings[2].remedy, HasSubstr("HEALTHINTF_RUNTIME_DIR"));
 }
 
+TEST(FileFindings, WarnOfFilesystemsThatHoldNoMoreFiles)
+{
+    CacheState cache = cacheInUse();
+    cache.lacksFiles = true;
+    ASSERT_THAT(makeFindings(cache), SizeIs(3));
+    StateFolder state = goodState();
+    state.lacksFiles = true;
+    for (const Finding& finding : {makeFindings(cache)[2], makeFinding(state)})
+    {
+        EXPECT_EQ(finding.grade, Grade::warning);
+        EXPECT_THAT(finding.text, HasSubstr("holds as many files as it can"));
+        EXPECT_THAT(finding.remedy, HasSubstr("remove some files"));
+    }
+}
+
 TEST(FileFindings, ReportWhyThereIsNoCache)
 {
     CacheState cache = cacheInUse();

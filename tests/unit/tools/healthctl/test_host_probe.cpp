@@ -121,6 +121,26 @@ TEST_F(HostProbe, ReadsTheFreeSpaceOfTheFilesystems)
     });
 }
 
+TEST_F(HostProbe, FindsFilesystemsThatHoldNoMoreFiles)
+{
+    const auto expectLack = [this](bool lacks) {
+        return [this, lacks] {
+            fs::create_directory(folder.path() / "datacache");
+            return probeCache().lacksFiles == lacks &&
+                           probeStateFolder(getuid()).lacksFiles == lacks
+                       ? 0
+                       : 1;
+        };
+    };
+    // The mounted folder and the one of the data cache count, too.
+    test::expectOnSmallFilesystem(folder.path(), "nr_inodes=2",
+                                  expectLack(true));
+    test::expectOnSmallFilesystem(folder.path(), "nr_inodes=3",
+                                  expectLack(false));
+    constexpr const char* unlimited = "nr_inodes=0";
+    test::expectOnSmallFilesystem(folder.path(), unlimited, expectLack(false));
+}
+
 TEST_F(HostProbe, LooksAtTheFolderInWhichThatOfTheLogWillBeMade)
 {
     const StateFolder state = probeStateFolder(getuid());
