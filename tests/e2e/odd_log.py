@@ -3,12 +3,14 @@
 """A log manager that answers wrongly. Prints "ready" and ends when its input
 ends.
 
-    odd_log.py [gaps | late | once | always | dies | masked]
+    odd_log.py [gaps | late | once | always | dies | silent |
+               masked]
 
 Without an argument it announces further entries for ever without sending any,
 and its numbers are texts. gaps: two of its entries cannot be decoded. late:
 its first two cannot. once, always: it is cleared while it is listed, once or
-each time. dies: it ends instead of answering. masked: it answers with the error
+each time. dies: it ends instead of answering. silent: it prints "asked" instead
+of answering. masked: it answers with the error
 of a bus whose systemd may not start it."""
 
 import os
@@ -103,6 +105,28 @@ class LogThatDies(dbus.service.Object):
         os._exit(1)
 
 
+class SilentLog(dbus.service.Object):
+    """A log that tells of a call and never answers it."""
+
+    @dbus.service.method(
+        INTERFACE,
+        in_signature="ttu",
+        out_signature="t",
+        async_callbacks=("answer", "fail"),
+    )
+    def ListLog(self, generation, first, count, answer, fail):
+        print("asked", flush=True)
+
+    @dbus.service.method(
+        INTERFACE,
+        in_signature="tq",
+        out_signature="uq",
+        async_callbacks=("answer", "fail"),
+    )
+    def ClearUpTo(self, generation, last, answer, fail):
+        print("asked", flush=True)
+
+
 class UnitMasked(dbus.DBusException):
     _dbus_error_name = "org.freedesktop.systemd1.UnitMasked"
 
@@ -128,6 +152,7 @@ def main():
         "once": lambda: LogWithEntries(bus, path, 1, [1, 2, 3, 4]),
         "always": lambda: LogWithEntries(bus, path, 1000, [1, 2, 3, 4]),
         "dies": lambda: LogThatDies(bus, path),
+        "silent": lambda: SilentLog(bus, path),
         "masked": lambda: MaskedLog(bus, path),
     }
     mode = sys.argv[1] if len(sys.argv) > 1 else ""

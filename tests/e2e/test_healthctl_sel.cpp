@@ -545,6 +545,29 @@ TEST(HealthctlSelAlone, ReportsALogManagerThatEndsInsteadOfAnswering)
                               "may have done it; see its log\n");
 }
 
+TEST(HealthctlSelAlone, ReportsABusThatEndsBeforeTheLogManagerAnswers)
+{
+    const auto endBusDuring = [](const std::vector<std::string>& command) {
+        PrivateBus bus;
+        Process log({ODD_LOG, "silent"});
+        EXPECT_EQ(log.hear(), "ready");
+        Process asking(command);
+        EXPECT_EQ(log.hear(), "asked");
+        bus.kill();
+        const int status = asking.wait();
+        return Answer{status, asking.output(), asking.errors()};
+    };
+    const Answer listed = endBusDuring({HEALTHCTL, "sel", "list"});
+    EXPECT_EQ(listed.status, 3);
+    EXPECT_EQ(listed.errors, "healthctl: the bus ended before logmgr answered; "
+                             "see the log of the bus\n");
+    const Answer cleared = endBusDuring({HEALTHCTL, "sel", "clear", "--yes"});
+    EXPECT_EQ(cleared.status, 5);
+    EXPECT_EQ(cleared.errors,
+              "healthctl: the bus ended before logmgr answered, which may have "
+              "done it; see the log of the bus\n");
+}
+
 TEST(HealthctlSelAlone, ListsAgainWhenTheLogIsClearedMeanwhile)
 {
     const PrivateBus bus;

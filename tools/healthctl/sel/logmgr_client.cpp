@@ -74,6 +74,15 @@ bool hasOwner(const BusPtr& bus)
 }
 
 /** @param[in] member the method that was called */
+[[noreturn]] void failOnLostBus(const char* member)
+{
+    throw Error(isChange(member) ? ExitCode::failed : ExitCode::unavailable,
+                std::string("the bus ended before logmgr answered") +
+                    (isChange(member) ? ", which may have done it" : "") +
+                    "; see the log of the bus");
+}
+
+/** @param[in] member the method that was called */
 [[noreturn]] void failWith(const sd_bus_error& error, int result,
                            const char* member)
 {
@@ -163,6 +172,10 @@ MessagePtr reply(const BusPtr& bus, const MessagePtr& call)
             }
         } atEnd{error};
         const char* member = sd_bus_message_get_member(call.get());
+        if (sd_bus_is_open(bus.get()) <= 0)
+        {
+            failOnLostBus(member);
+        }
         const bool ended =
             sd_bus_error_has_name(&error, SD_BUS_ERROR_NO_REPLY) > 0;
         if (result == -ETIMEDOUT && !ended && !hasOwner(bus))
