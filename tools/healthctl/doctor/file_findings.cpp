@@ -153,6 +153,13 @@ Finding makeFinding(const StateFolder& state)
                          " enter it, or set HEALTHINTF_STATE_DIR to another "
                          "folder";
     }
+    else if (state.readOnly)
+    {
+        finding.text = "the filesystem of " + state.nearest.string() +
+                       ", where logmgr keeps the log, takes no changes";
+        finding.remedy = "see in the kernel's log whether it failed, and mount "
+                         "it anew; export the log first, if logmgr runs";
+    }
     else if (!state.writable)
     {
         finding.text = state.user + " may not write in " +

@@ -45,6 +45,8 @@ struct StateFolder
     std::filesystem::path nearest;
     /** The user who must be able to write there. */
     std::string user;
+    /** Whether nobody can write there, as after the filesystem failed. */
+    bool readOnly = false;
     bool writable = false;
     /** A folder above that the user may not enter; empty when he may enter
      *  all. */

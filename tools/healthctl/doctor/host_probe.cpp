@@ -2,6 +2,7 @@
 #include "host_probe.hpp"
 
 #include "../source/process_name.hpp"
+#include "failed_mount.hpp"
 
 #include <hmi_faultentry.hpp>
 
@@ -15,6 +16,7 @@
 #include <pwd.h>
 
 #include <algorithm>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -58,6 +60,16 @@ uint64_t countFreeBytes(const struct statvfs& filesystem)
 bool lacksFiles(const struct statvfs& filesystem)
 {
     return filesystem.f_files > 0 && filesystem.f_favail == 0;
+}
+
+bool isReadOnly(const struct statvfs& filesystem, const fs::path& folder)
+{
+    struct stat found
+    {};
+    std::ifstream mounts("/proc/self/mountinfo");
+    return (filesystem.f_flag & ST_RDONLY) != 0 ||
+           (stat(folder.c_str(), &found) == 0 &&
+            isFailedMount(mounts, found.st_dev));
 }
 
 struct Account
@@ -243,7 +255,8 @@ StateFolder probeStateFolder(std::optional<uid_t> logmgr)
     {
         state.freeBytes = countFreeBytes(*filesystem);
         state.lacksFiles = lacksFiles(*filesystem);
-        state.writable = (filesystem->f_flag & ST_RDONLY) == 0 &&
+        state.readOnly = isReadOnly(*filesystem, state.nearest);
+        state.writable = !state.readOnly &&
                          modesGive(S_IWOTH | S_IXOTH, state.nearest, user);
     }
     return state;

@@ -33,6 +33,7 @@ StateFolder goodState()
             .failure = "",
             .nearest = "/var/state",
             .user = "root",
+            .readOnly = false,
             .writable = true,
             .closedFolder = "",
             .closedFile = "",
@@ -80,6 +81,16 @@ TEST(FileFindings, WarnOfAFilesystemInWhichTheCacheCannotGrow)
     EXPECT_EQ(findings[2].grade, Grade::warning);
     EXPECT_THAT(findings[2].text, HasSubstr("/run/cache has only 100 KiB"));
     EXPECT_THAT(findings[2].remedy, HasSubstr("HEALTHINTF_RUNTIME_DIR"));
+}
+
+TEST(FileFindings, ReportALogFolderWhoseFilesystemTakesNoChanges)
+{
+    StateFolder state = goodState();
+    state.readOnly = true;
+    state.writable = false;
+    EXPECT_EQ(makeFinding(state).grade, Grade::problem);
+    EXPECT_THAT(makeFinding(state).text, HasSubstr("takes no changes"));
+    EXPECT_THAT(makeFinding(state).remedy, HasSubstr("export the log first"));
 }
 
 TEST(FileFindings, WarnOfFilesystemsThatHoldNoMoreFiles)
