@@ -71,7 +71,8 @@ def long_hide_texts(seconds):
         attacker = attack.world.attacker(OPERATOR, "hide", 25 << 20, 6)
         attacker.hear(120)
         # The bus has to deliver 300 MiB to each of them.
-        attack.client.ping(attack.client.owner(MANAGER), 60)
+        for name in (attack.client.owner(MANAGER), attack.colleague_name):
+            attack.client.ping(name, 60)
         attack.manager_answers()
         attack.fault_comes_and_goes()
         for name, program in daemons.items():

@@ -33,6 +33,7 @@ class Attack(Observation):
         self._number = 0
         self.services = {}
         self.colleague = None
+        self.colleague_name = ""
         self.key = f"{ROOT}/colleague/fan"
         if up:
             self.raise_services()
@@ -51,7 +52,7 @@ class Attack(Observation):
 
     def raise_colleague(self):
         self.colleague = self.world.start_daemon()
-        self.colleague.ask(f"init {self.key} 2")
+        self.colleague_name = self.colleague.ask(f"init {self.key} 2")
         self.expect(self.colleague.ask(f"add {self.key} M /s 2") == "0", "no fault is added")
         self.wait_until("the root is at warning", lambda: self.root_health() == 3, 10)
 

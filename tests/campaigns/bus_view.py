@@ -2,6 +2,7 @@
 """The health tree and the log as a D-Bus client sees them."""
 
 import contextlib
+import time
 
 import gi
 
@@ -88,11 +89,22 @@ class Client:
     def ping(self, name, patience=20.0):
         """Waits until a connection has processed all earlier messages, or is
         gone."""
-        try:
-            self.call(name, "/", "org.freedesktop.DBus.Peer", "Ping", None, patience)
-        except GLib.Error as error:
-            if error.matches(Gio.io_error_quark(), Gio.IOErrorEnum.TIMED_OUT):
-                raise
+        end = time.monotonic() + patience
+        while True:
+            try:
+                self.call(name, "/", "org.freedesktop.DBus.Peer", "Ping", None, patience)
+            except GLib.Error as error:
+                # The bus refuses a message to a connection for which it keeps
+                # too many.
+                if (
+                    error.matches(Gio.dbus_error_quark(), Gio.DBusError.LIMITS_EXCEEDED)
+                    and time.monotonic() < end
+                ):
+                    time.sleep(0.05)
+                    continue
+                if error.matches(Gio.io_error_quark(), Gio.IOErrorEnum.TIMED_OUT):
+                    raise
+            return
 
     def objects(self, name, patience=20.0):
         """The objects of a connection below the root; empty if it has no
