@@ -36,17 +36,9 @@ class Healthmgr : public testing::Test
         return started;
     }
 
-    bool nodeIsThere(const std::string& key)
+    bool nodeIsThere(const std::string& key) const
     {
-        try
-        {
-            client.health(service, key);
-            return true;
-        }
-        catch (const std::runtime_error&)
-        {
-            return false;
-        }
+        return client.hasNode(service, key);
     }
 
     void request(const std::string& key)

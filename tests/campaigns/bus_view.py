@@ -93,18 +93,17 @@ class Client:
         while True:
             try:
                 self.call(name, "/", "org.freedesktop.DBus.Peer", "Ping", None, patience)
+                return
             except GLib.Error as error:
                 # The bus refuses a message to a connection for which it keeps
                 # too many.
-                if (
-                    error.matches(Gio.dbus_error_quark(), Gio.DBusError.LIMITS_EXCEEDED)
-                    and time.monotonic() < end
-                ):
-                    time.sleep(0.05)
-                    continue
-                if error.matches(Gio.io_error_quark(), Gio.IOErrorEnum.TIMED_OUT):
+                full = error.matches(Gio.dbus_error_quark(), Gio.DBusError.LIMITS_EXCEEDED)
+                late = error.matches(Gio.io_error_quark(), Gio.IOErrorEnum.TIMED_OUT)
+                if late or (full and time.monotonic() > end):
                     raise
-            return
+                if not full:
+                    return
+            time.sleep(0.05)
 
     def objects(self, name, patience=20.0):
         """The objects of a connection below the root; empty if it has no

@@ -118,6 +118,19 @@ uint32_t BusClient::health(const std::string& owner,
     return value;
 }
 
+bool BusClient::hasNode(const std::string& owner, const std::string& key) const
+{
+    try
+    {
+        health(owner, key);
+        return true;
+    }
+    catch (const std::runtime_error&)
+    {
+        return false;
+    }
+}
+
 std::map<std::string, std::vector<std::string>>
 BusClient::objects(const std::string& owner) const
 {

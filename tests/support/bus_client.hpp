@@ -44,6 +44,9 @@ class BusClient
     /** Reads the health of a node from the connection @p owner. */
     uint32_t health(const std::string& owner, const std::string& key) const;
 
+    /** Whether the connection @p owner has the node of a key. */
+    bool hasNode(const std::string& owner, const std::string& key) const;
+
     /** The objects below the health tree's root that @p owner exports, each
      *  with the names of its com.vexa interfaces. */
     std::map<std::string, std::vector<std::string>>
