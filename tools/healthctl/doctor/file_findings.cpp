@@ -25,7 +25,7 @@ std::string shortage(const std::filesystem::path& folder, uint64_t freeBytes)
            sizeText(freeBytes) + " left";
 }
 
-std::string lackOfFiles(const std::filesystem::path& folder)
+std::string describeLackOfFiles(const std::filesystem::path& folder)
 {
     return "the filesystem of " + folder.string() +
            " holds as many files as it can";
@@ -127,7 +127,7 @@ Findings makeFindings(const CacheState& cache)
     {
         findings.push_back({.check = "cache.filesystem",
                             .grade = Grade::warning,
-                            .text = lackOfFiles(cache.folder),
+                            .text = describeLackOfFiles(cache.folder),
                             .remedy = "remove some files there: a process "
                                       "needs one before its first record"});
     }
@@ -190,7 +190,7 @@ Finding makeFinding(const StateFolder& state)
     else if (state.lacksFiles)
     {
         finding.grade = Grade::warning;
-        finding.text = lackOfFiles(state.nearest);
+        finding.text = describeLackOfFiles(state.nearest);
         finding.remedy = "remove some files there: logmgr may have to make "
                          "some at its start";
     }
