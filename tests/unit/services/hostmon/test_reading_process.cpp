@@ -168,13 +168,19 @@ TEST(ReadInAnotherProcess, FailsWhenEachProcessEnds)
 
 TEST(ReadInAnotherProcess, LeavesNoZombie)
 {
+    pid_t killed = -1;
+    pid_t used = -1;
     {
         ReadingProcess reading(ownNumber);
-        kill(findProcess(reading), SIGKILL);
-        reading.read();
+        killed = findProcess(reading);
+        kill(killed, SIGKILL);
+        used = findProcess(reading);
     }
-    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
-    EXPECT_EQ(errno, ECHILD);
+    for (const pid_t each : {killed, used})
+    {
+        EXPECT_EQ(waitpid(each, nullptr, WNOHANG), -1);
+        EXPECT_EQ(errno, ECHILD);
+    }
 }
 
 TEST(ReadInAnotherProcess, EndsWithoutWaitingForAProcessThatHangs)
