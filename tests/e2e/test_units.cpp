@@ -120,6 +120,13 @@ TEST(InstalledForSystemd, HostMonitorMayReportAsWhateverUserItRuns)
                 HasSubstr("\nSupplementaryGroups=healthintf\n"));
 }
 
+TEST(InstalledForSystemd, HostMonitorSeesWhichFilesystemAFolderIsOn)
+{
+    // What a unit may not access is a folder of /run to it.
+    EXPECT_THAT(readContent(installation().at(UNIT_FOLDER "/hostmon.service")),
+                Not(HasSubstr("\nInaccessiblePaths=")));
+}
+
 TEST(InstalledForSystemd, LogmgrsFoldersAreCreatedAtEachStart)
 {
     const std::string text =

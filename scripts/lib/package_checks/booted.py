@@ -146,6 +146,15 @@ class Booted(BusView):
             assert kind in objects, (kind, objects)
         assert "ReadingUnavailable" not in objects, objects
 
+    def check_sandboxed_hostmon_sees_which_filesystem_a_folder_is_on(self):
+        self.need_machine()
+        process = str(self.process_id("hostmon"))
+        for folder in ["/", "/home", "/tmp", STATE + "/sel"]:
+            ask = ["stat", "--format=%d", folder]
+            seen = self.machine.run("nsenter", "--target", process, "--mount",
+                                    *ask)
+            assert seen == self.machine.run(*ask), folder
+
     def check_sandboxed_exporter_serves_the_fault(self):
         self.need_machine()
         expect_fault(TREE + "/packaged/memory")
