@@ -3,6 +3,7 @@
 
 #include "bus_client.hpp"
 #include "config_manager/protocol.hpp"
+#include "false_manager.hpp"
 #include "private_bus.hpp"
 #include "process.hpp"
 
@@ -12,9 +13,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <memory>
 #include <string>
-#include <utility>
 
 namespace healthintf::test
 {
@@ -42,48 +41,6 @@ class Setter
     }
 
     Process process{{NOTIFICATION_CLIENT, "own-loop"}};
-};
-
-/** Owns healthmgr's name. */
-class FalseManager
-{
-  public:
-    /** @param[in] name the D-Bus error of each reply; empty for no reply */
-    explicit FalseManager(std::string name = "") : error(std::move(name))
-    {
-        sd_bus_slot* slot = nullptr;
-        EXPECT_GE(sd_bus_add_object(client.get(), &slot,
-                                    "/com/vexa/olvar/healthmgr", take, this),
-                  0);
-        object.reset(slot);
-        EXPECT_GE(sd_bus_request_name(client.get(), service, 0), 0);
-    }
-
-    /** Waits until somebody has called it. */
-    void waitForACall()
-    {
-        client.waitUntil("call", [this] {
-            return called;
-        });
-        sd_bus_flush(client.get());
-    }
-
-  private:
-    static int take(sd_bus_message* message, void* context,
-                    sd_bus_error* /*error*/)
-    {
-        auto* self = static_cast<FalseManager*>(context);
-        self->called = true;
-        return self->error.empty()
-                   ? 1
-                   : sd_bus_reply_method_errorf(message, self->error.c_str(),
-                                                "%s", "its own words");
-    }
-
-    BusClient client;
-    std::string error;
-    bool called = false;
-    std::unique_ptr<sd_bus_slot, Unref> object;
 };
 
 class AttributeCall : public testing::Test
@@ -166,6 +123,18 @@ TEST_F(AttributeCall, FailsWhenTheHealthManagerEndsDuringTheCall)
         manager.waitForACall();
     }
     EXPECT_EQ(setter.process.hear(), std::to_string(ETIMEDOUT));
+}
+
+TEST_F(AttributeCall, MayHaveSetTheAttributeWhenTheBusEndsDuringTheCall)
+{
+    FalseManager manager;
+    setter.process.tell("set a 5");
+    manager.waitForACall();
+    bus.kill();
+    EXPECT_EQ(setter.process.hear(), std::to_string(ECONNRESET));
+    EXPECT_THAT(setter.errors(), HasSubstr("the bus ended before healthmgr "
+                                           "answered (it may be set "
+                                           "nevertheless)"));
 }
 
 TEST_F(AttributeCall, PassesOnNumberAndTextOfTheHealthManagersError)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /** @file healthctl's commands that change something, on a running tree. */
 
+#include "false_manager.hpp"
 #include "healthctl.hpp"
 #include "installed_policy.hpp"
 
@@ -165,6 +166,20 @@ TEST(ChangingWhereNothingRuns, HidesNothing)
     const Answer answer = healthctl({"hide", "--sensor-number", "7"});
     EXPECT_EQ(answer.status, 3);
     EXPECT_THAT(answer.errors, HasSubstr("nothing runs"));
+}
+
+TEST(ChangingWhereNothingRuns, DoesNotKnowWhatIsSetWhenTheBusEnds)
+{
+    PrivateBus bus;
+    FalseManager manager;
+    Process setting({HEALTHCTL, "lcd", "set", "hideerrs", "0"});
+    manager.waitForACall();
+    bus.kill();
+    EXPECT_EQ(setting.wait(), 3);
+    EXPECT_EQ(setting.errors(),
+              "healthctl: system.embedded.1#lcd.1#hideerrs was not set: the "
+              "bus ended before healthmgr answered; \"healthctl lcd get\" "
+              "shows whether it is set all the same\n");
 }
 
 /** A system bus with the installed policy. */

@@ -126,6 +126,12 @@ Error makeError(const std::string& attribute, int code)
             return {ExitCode::unavailable,
                     line + "healthmgr did not answer; \"healthctl lcd "
                            "get\" shows whether it is set all the same"};
+        case ECONNRESET:
+        case ENOTCONN:
+            return {ExitCode::unavailable,
+                    line + "the bus ended before healthmgr answered; "
+                           "\"healthctl lcd get\" shows whether it is set all "
+                           "the same"};
         case EDQUOT:
             return {ExitCode::failed,
                     line + "there is no room for another attribute; take one "
