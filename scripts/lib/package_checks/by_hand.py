@@ -4,6 +4,7 @@
 import glob
 import os
 import signal
+import subprocess
 
 from bus import BUS, MANAGER, TREE, BusView
 from folders import USERS, expect_folders, user_of
@@ -38,6 +39,20 @@ severity = "warning"
 
 class Beginning:
     """Checks from nothing to units that run, with a fault of hostmon."""
+
+    def check_programs_come_with_the_library_of_their_version(self):
+        for package in self.packages:
+            name, version, depends = [
+                self.field_of(package, field)
+                for field in ("Package", "Version", "Depends")]
+            if name != "libhealthintf1":
+                assert f"libhealthintf1 (= {version})" in depends, name
+
+    @staticmethod
+    def field_of(package, field):
+        return subprocess.run(["dpkg-deb", "--field", package, field],
+                              stdout=subprocess.PIPE, text=True,
+                              check=True).stdout.strip()
 
     def check_they_install(self):
         self.root.install(self.packages)
