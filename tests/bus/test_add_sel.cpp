@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /** @file The host platform's calls to logmgr. */
 
+#include "bus_calls.hpp"
 #include "child.hpp"
 #include "log_client.hpp"
 #include "private_bus.hpp"
@@ -114,6 +115,19 @@ TEST_F(AddSel, ConnectsAgainAfterTheBusWasLost)
     const Process running = other.start();
     EXPECT_EQ(store(makeRecord(1)), 1u);
     EXPECT_EQ(other.page(0, 0), (Ids{1, 65535}));
+}
+
+TEST_F(AddSel, AsksToRestartAProgramThatKeepsALostConnection)
+{
+    auto lost = std::make_unique<PrivateBus>();
+    const auto kept = host::openDefaultBus();
+    lost.reset();
+    const PrivateBus second;
+    store(makeRecord(1));
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(store(makeRecord(1)), failed + ENOTCONN);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("restart this program"));
 }
 
 /** A log manager with scripted answers. */

@@ -144,6 +144,8 @@ const char* remedyForCall(int code)
         case ENOENT:
         case ECONNREFUSED:
             return "check that the bus and logmgr run";
+        case ENOTCONN:
+            return "restart this program: it keeps a lost connection";
         case EPIPE:
         case ECONNRESET:
         case ETIMEDOUT:
