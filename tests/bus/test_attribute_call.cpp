@@ -137,6 +137,18 @@ TEST_F(AttributeCall, MayHaveSetTheAttributeWhenTheBusEndsDuringTheCall)
                                            "nevertheless)"));
 }
 
+TEST_F(AttributeCall, AsksToRestartAProgramThatKeepsALostConnection)
+{
+    EXPECT_EQ(setter.set("a 5"), EHOSTUNREACH);
+    bus.kill();
+    const PrivateBus second;
+    setter.set("a 5");
+    EXPECT_EQ(setter.set("a 5"), ENOTCONN);
+    EXPECT_THAT(setter.errors(),
+                HasSubstr("Transport endpoint is not connected (restart this "
+                          "program: it keeps a lost connection)"));
+}
+
 TEST_F(AttributeCall, PassesOnNumberAndTextOfTheHealthManagersError)
 {
     const auto findAnswer = [](const std::string& error) {

@@ -86,8 +86,9 @@ std::string describeBusError(const sd_bus_error& error, int code)
             return text + " (check that healthmgr runs)";
         case ETIMEDOUT:
             return "no answer of healthmgr (it may be set nevertheless)";
-        case ECONNRESET:
         case ENOTCONN:
+            return text + " (restart this program: it keeps a lost connection)";
+        case ECONNRESET:
             return "the bus ended before healthmgr answered (it may be set "
                    "nevertheless)";
         default:
