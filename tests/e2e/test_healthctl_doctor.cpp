@@ -194,6 +194,23 @@ TEST_F(HealthctlDoctor, NamesADaemonThatIsStopped)
                       Not(HasSubstr(std::to_string(psu.process.pid())))));
 }
 
+TEST_F(HealthctlDoctor, NamesADaemonThatHasLostTheBus)
+{
+    const Process healthmgr({HEALTHMGR});
+    Component fan(root + "/fan", 2);
+    Component psu(root + "/psu", 2);
+    client.waitForHealth(root, 2);
+    EXPECT_EQ(findings(1).at("tree.holders")["grade"], "ok");
+    fan.expect("close", "ok");
+    const json found = findings(1).at("tree.holders");
+    EXPECT_EQ(found["grade"], "problem");
+    EXPECT_THAT(std::string(found["text"]),
+                AllOf(HasSubstr("1 process with nodes is not on the bus"),
+                      HasSubstr("[" + std::to_string(fan.process.pid()) +
+                                "] with 1 node"),
+                      Not(HasSubstr(std::to_string(psu.process.pid())))));
+}
+
 TEST_F(HealthctlDoctor, NamesStoppedDaemonsWhereTheRecordsCannotBeRead)
 {
     const Process healthmgr({HEALTHMGR});

@@ -2,13 +2,13 @@
 #include "process_identity.hpp"
 
 #include "../storage/file_descriptor.hpp"
+#include "start_time.hpp"
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -31,24 +31,7 @@ std::optional<uint64_t> readStartTime()
     {
         return std::nullopt;
     }
-    const std::string text(line.data(), static_cast<std::size_t>(length));
-    // The name is in parentheses and may contain blanks and parentheses.
-    const auto nameEnd = text.rfind(')');
-    if (nameEnd == std::string::npos)
-    {
-        return std::nullopt;
-    }
-    std::istringstream fields(text.substr(nameEnd + 1));
-    // proc(5): the name is field 2, the start time field 22.
-    constexpr int fieldsBetween = 19;
-    std::string skipped;
-    for (int i = 0; i < fieldsBetween; ++i)
-    {
-        fields >> skipped;
-    }
-    uint64_t startTime = 0;
-    fields >> startTime;
-    return fields ? std::optional(startTime) : std::nullopt;
+    return parseStartTime({line.data(), static_cast<std::size_t>(length)});
 }
 
 } // namespace

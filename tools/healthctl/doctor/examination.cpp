@@ -84,16 +84,16 @@ Findings examineLog(const std::vector<ServiceState>& services)
 
 /** Asks the processes with nodes, but for the services, which have findings of
  *  their own. */
-Finding examineHolders(const BusProbe& bus,
-                       const std::vector<ServiceState>& services)
+Findings examineHolders(const BusProbe& bus,
+                        const std::vector<ServiceState>& services)
 {
     std::set<uint32_t> pids;
     for (const ServiceState& service : services)
     {
         pids.insert(service.pid);
     }
-    return makeFinding(probeCache().usable ? probeHolders(bus, pids)
-                                           : probeConnections(bus, pids));
+    return makeFindings(probeCache().usable ? probeHolders(bus, pids)
+                                            : probeConnections(bus, pids));
 }
 
 Findings examineHost(std::optional<uid_t> logmgr)
@@ -127,7 +127,7 @@ Findings examine()
     {
         services = bus.services();
         append(findings, examineBus(bus, services));
-        findings.push_back(examineHolders(bus, services));
+        append(findings, examineHolders(bus, services));
     }
     append(findings, examineHost(findLogmgrUser(services)));
     append(findings, examineLog(services));

@@ -3,10 +3,13 @@
 
 #include "../source/bus_survey.hpp"
 #include "../source/process_name.hpp"
+#include "process_probe.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
 
 #include <data_cache/record_owners.hpp>
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <map>
@@ -21,9 +24,11 @@ namespace
 using Keys = std::set<std::string>;
 
 /** The keys of the nodes of each process. */
-std::map<uint32_t, Keys> listHolders(const std::set<uint32_t>& others)
+using Holders = std::map<host::ProcessIdentity, Keys>;
+
+Holders listHolders(const std::set<uint32_t>& others)
 {
-    std::map<uint32_t, Keys> holders;
+    Holders holders;
     host::RecordOwners owners;
     if (host::listNodeOwners(owners) == 0)
     {
@@ -31,7 +36,7 @@ std::map<uint32_t, Keys> listHolders(const std::set<uint32_t>& others)
         {
             if (!others.contains(owner.pid))
             {
-                holders[owner.pid].insert(key);
+                holders[owner].insert(key);
             }
         }
     }
@@ -61,18 +66,52 @@ Keys keysNotShown(Keys keys, const std::vector<std::string>& connections,
     return keys;
 }
 
+SilentHolder describe(const host::ProcessIdentity& process, const Keys& keys)
+{
+    return {readProcessName(static_cast<pid_t>(process.pid)), keys.size()};
+}
+
+/** Whether the bus tells the processes of all connections, by the numbers that
+ *  they have here: it may run in another PID namespace. */
+bool tellsProcesses(const std::map<std::string, uint32_t>& connections)
+{
+    const auto isOf = [&connections](uint32_t pid) {
+        return std::ranges::any_of(connections, [pid](const auto& each) {
+            return each.second == pid;
+        });
+    };
+    constexpr uint32_t unknown = 0;
+    return isOf(static_cast<uint32_t>(getpid())) && !isOf(unknown);
+}
+
+/** Whether a process of this PID namespace is still there and has the same
+ *  nodes. */
+bool isUnchanged(const Holders& now, const host::ProcessIdentity& process,
+                 const Keys& keys)
+{
+    const auto found = now.find(process);
+    return found != now.end() && found->second == keys &&
+           readStartTime(process.pid) == process.startTime;
+}
+
 } // namespace
 
 HolderStates probeHolders(const BusProbe& bus, const std::set<uint32_t>& others)
 {
     constexpr std::size_t mostAsked = 1000;
     HolderStates states;
-    const auto holders = listHolders(others);
+    const Holders holders = listHolders(others);
+    std::set<uint32_t> pids;
+    for (const auto& [process, keys] : holders)
+    {
+        pids.insert(process.pid);
+    }
     std::map<uint32_t, std::vector<std::string>> connectionsOf;
     std::vector<std::string> asked;
-    for (const auto& [connection, pid] : bus.connections())
+    const auto all = bus.connections();
+    for (const auto& [connection, pid] : all)
     {
-        if (!holders.contains(pid))
+        if (!pids.contains(pid))
         {
             continue;
         }
@@ -86,17 +125,28 @@ HolderStates probeHolders(const BusProbe& bus, const std::set<uint32_t>& others)
     }
     const Survey survey = surveyConnections(bus.get(), asked);
     states.complete = states.complete && survey.refused.empty();
-    for (const auto& [pid, connections] : connectionsOf)
+    const Holders after = listHolders(others);
+    const bool seesAll = states.complete && tellsProcesses(all);
+    for (const auto& [process, keys] : holders)
     {
+        const auto found = connectionsOf.find(process.pid);
+        if (found == connectionsOf.end())
+        {
+            if (seesAll && isUnchanged(after, process, keys))
+            {
+                states.absent.push_back(describe(process, keys));
+            }
+            continue;
+        }
+        const auto& connections = found->second;
         const bool waits = std::ranges::any_of(
             connections, [&survey](const std::string& connection) {
                 return survey.silent.contains(connection);
             });
-        const Keys keys = keysNotShown(holders.at(pid), connections, survey);
-        if (waits && !keys.empty())
+        const Keys unseen = keysNotShown(keys, connections, survey);
+        if (waits && !unseen.empty())
         {
-            states.silent.push_back(
-                {readProcessName(static_cast<pid_t>(pid)), keys.size()});
+            states.silent.push_back(describe(process, unseen));
         }
     }
     return states;

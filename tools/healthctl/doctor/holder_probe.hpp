@@ -14,7 +14,7 @@ namespace healthintf::healthctl
 
 /** Asks the connections of all processes with records of nodes at once. A
  *  process is silent when a connection of it does not answer in time and the
- *  others do not show its nodes.
+ *  others do not show its nodes. A process is absent when it has no connection.
  *
  *  @param[in] others processes that are not asked */
 HolderStates probeHolders(const BusProbe& bus,

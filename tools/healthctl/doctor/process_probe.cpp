@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "process_probe.hpp"
 
+#include <data_cache/start_time.hpp>
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -59,6 +60,11 @@ std::optional<OpenFiles> countOpenFiles(const std::string& program,
                      .open = static_cast<std::size_t>(
                          std::distance(begin(files), end(files))),
                      .limit = *limit};
+}
+
+std::optional<uint64_t> readStartTime(uint32_t pid)
+{
+    return host::parseStartTime(readText(getFolder(pid) / "stat"));
 }
 
 std::optional<uid_t> readUser(uint32_t pid)

@@ -21,6 +21,10 @@ std::optional<std::size_t> openFileLimitIn(const std::string& limits);
 std::optional<OpenFiles> countOpenFiles(const std::string& program,
                                         uint32_t pid);
 
+/** When a process of this PID namespace started, as the data cache has it;
+ *  nothing when this user may not know. */
+std::optional<uint64_t> readStartTime(uint32_t pid);
+
 /** The user that a process runs as; nothing when it is gone. */
 std::optional<uid_t> readUser(uint32_t pid);
 

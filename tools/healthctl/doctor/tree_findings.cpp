@@ -99,30 +99,35 @@ Findings missingParents(const std::set<std::string>& keys)
     return findings;
 }
 
-Finding makeFinding(const HolderStates& holders)
+namespace
 {
-    const std::string unasked =
-        holders.complete ? "" : "; there are too many to ask all";
-    const auto& silent = holders.silent;
-    if (silent.empty())
-    {
-        return {.check = "tree.holders",
-                .grade = Grade::ok,
-                .text = (holders.known ? "the processes with nodes answer"
-                                       : "all processes on the bus answer") +
-                        unasked,
-                .remedy = ""};
-    }
+
+constexpr const char* holdersCheck = "tree.holders";
+
+/** Lists processes, and how many nodes they have if that is @p known. */
+std::string listHolders(const std::vector<SilentHolder>& holders, bool known)
+{
     std::vector<std::string> named;
-    for (const SilentHolder& holder : silent)
+    for (const SilentHolder& holder : holders)
     {
         named.push_back(holder.process);
-        if (holders.known)
+        if (known)
         {
             named.back() += " with " + std::to_string(holder.nodes) +
                             (holder.nodes == 1 ? " node" : " nodes");
         }
     }
+    return listFirst(named, named.size());
+}
+
+std::string tellUnasked(const HolderStates& holders)
+{
+    return holders.complete ? "" : "; there are too many to ask all";
+}
+
+Finding findSilent(const HolderStates& holders)
+{
+    const auto& silent = holders.silent;
     const bool one = silent.size() == 1;
     const std::string doubt =
         holders.known
@@ -130,14 +135,55 @@ Finding makeFinding(const HolderStates& holders)
                   " nodes may be an old one"
             : std::string("whether ") + (one ? "it has" : "they have") +
                   " nodes is not known";
-    return {.check = "tree.holders",
+    return {.check = holdersCheck,
             .grade = holders.known ? Grade::problem : Grade::warning,
             .text = std::to_string(silent.size()) +
                     (one ? " process does" : " processes do") +
                     " not answer, and " + doubt + ": " +
-                    listFirst(named, named.size()) + unasked,
+                    listHolders(silent, holders.known) + tellUnasked(holders),
             .remedy = one ? "see whether it is stopped, or restart it"
                           : "see whether they are stopped, or restart them"};
+}
+
+Finding findAbsent(const std::vector<SilentHolder>& absent)
+{
+    const bool one = absent.size() == 1;
+    return {.check = holdersCheck,
+            .grade = Grade::problem,
+            .text =
+                std::to_string(absent.size()) +
+                (one ? " process with nodes is" : " processes with nodes are") +
+                " not on the bus, and the health of " +
+                (one ? "its" : "their") +
+                " nodes may be an old one: " + listHolders(absent, true),
+            .remedy = one ? "restart it: it may keep a lost connection"
+                          : "restart them: they may keep lost connections"};
+}
+
+} // namespace
+
+Findings makeFindings(const HolderStates& holders)
+{
+    Findings findings;
+    if (!holders.silent.empty())
+    {
+        findings.push_back(findSilent(holders));
+    }
+    if (!holders.absent.empty())
+    {
+        findings.push_back(findAbsent(holders.absent));
+    }
+    if (findings.empty())
+    {
+        findings.push_back(
+            {.check = holdersCheck,
+             .grade = Grade::ok,
+             .text = (holders.known ? "the processes with nodes answer"
+                                    : "all processes on the bus answer") +
+                     tellUnasked(holders),
+             .remedy = ""});
+    }
+    return findings;
 }
 
 Finding sharedKeys(const std::vector<SharedKey>& keys, std::size_t count)

@@ -19,7 +19,7 @@ namespace healthintf::healthctl
  *  @param[in] keys those of all nodes */
 Findings missingParents(const std::set<std::string>& keys);
 
-/** A process that does not answer. */
+/** A process whose nodes may have changed without anybody hearing of it. */
 struct SilentHolder
 {
     /** In words. */
@@ -32,13 +32,15 @@ struct SilentHolder
 struct HolderStates
 {
     std::vector<SilentHolder> silent;
+    /** Those that have no connection to the bus. */
+    std::vector<SilentHolder> absent;
     /** Whether it is known which processes have nodes. Else all were asked. */
     bool known = true;
     /** Whether all were asked, and not only the first. */
     bool complete = true;
 };
 
-Finding makeFinding(const HolderStates& holders);
+Findings makeFindings(const HolderStates& holders);
 
 /** A key that several processes have a health record of. */
 struct SharedKey

@@ -52,16 +52,23 @@ TEST(TreeFindings, SayThatKeysOutsideOfTheTreeGetNoParents)
 
 TEST(TreeFindings, FindNothingWrongWithHoldersThatAnswer)
 {
-    EXPECT_EQ(makeFinding(HolderStates{}).grade, Grade::ok);
-    EXPECT_EQ(makeFinding(HolderStates{}).check, "tree.holders");
-    EXPECT_THAT(makeFinding(HolderStates{.silent = {}, .complete = false}).text,
+    const Findings findings = makeFindings(HolderStates{});
+    ASSERT_THAT(findings, SizeIs(1));
+    EXPECT_EQ(findings[0].grade, Grade::ok);
+    EXPECT_EQ(findings[0].check, "tree.holders");
+    EXPECT_THAT(makeFindings(
+                    HolderStates{.silent = {}, .absent = {}, .complete = false})
+                    .at(0)
+                    .text,
                 HasSubstr("too many to ask all"));
 }
 
 TEST(TreeFindings, NameTheHoldersThatDoNotAnswer)
 {
-    const Finding finding =
-        makeFinding(HolderStates{.silent = {{"fan[1]", 1}, {"psu[2]", 3}}});
+    const Findings findings = makeFindings(
+        HolderStates{.silent = {{"fan[1]", 1}, {"psu[2]", 3}}, .absent = {}});
+    ASSERT_THAT(findings, SizeIs(1));
+    const Finding& finding = findings[0];
     EXPECT_EQ(finding.grade, Grade::problem);
     EXPECT_EQ(finding.text, "2 processes do not answer, and the health of "
                             "their nodes may be an old one: fan[1] with 1 "
@@ -71,13 +78,31 @@ TEST(TreeFindings, NameTheHoldersThatDoNotAnswer)
 
 TEST(TreeFindings, NameSilentProcessesWithUnknownNodes)
 {
-    const Finding finding =
-        makeFinding(HolderStates{.silent = {{"fan[1]", 0}}, .known = false});
+    const Finding finding = makeFindings(HolderStates{.silent = {{"fan[1]", 0}},
+                                                      .absent = {},
+                                                      .known = false})
+                                .at(0);
     EXPECT_EQ(finding.grade, Grade::warning);
     EXPECT_EQ(finding.text, "1 process does not answer, and whether it has "
                             "nodes is not known: fan[1]");
-    EXPECT_EQ(makeFinding(HolderStates{.silent = {}, .known = false}).grade,
-              Grade::ok);
+    EXPECT_EQ(
+        makeFindings(HolderStates{.silent = {}, .absent = {}, .known = false})
+            .at(0)
+            .grade,
+        Grade::ok);
+}
+
+TEST(TreeFindings, NameTheHoldersThatAreNotOnTheBus)
+{
+    const Findings findings = makeFindings(
+        HolderStates{.silent = {{"fan[1]", 1}}, .absent = {{"psu[2]", 3}}});
+    ASSERT_THAT(findings, SizeIs(2));
+    EXPECT_EQ(findings[1].check, "tree.holders");
+    EXPECT_EQ(findings[1].grade, Grade::problem);
+    EXPECT_EQ(findings[1].text,
+              "1 process with nodes is not on the bus, and the health of its "
+              "nodes may be an old one: psu[2] with 3 nodes");
+    EXPECT_THAT(findings[1].remedy, HasSubstr("restart it"));
 }
 
 TEST(TreeFindings, FindNothingWrongWithKeysThatOneProcessHolds)
