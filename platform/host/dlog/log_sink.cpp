@@ -10,7 +10,9 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <string>
 
 // The record has its own origin fields, so libsystemd must not add this line's.
@@ -19,6 +21,48 @@
 
 namespace healthintf::host
 {
+namespace
+{
+
+/** Keeps SIGPIPE from this thread until it goes out of scope. */
+class PipeSignalBlocker
+{
+  public:
+    PipeSignalBlocker()
+    {
+        sigset_t waiting;
+        sigpending(&waiting);
+        wasWaiting = sigismember(&waiting, SIGPIPE) == 1;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &signals, &before);
+    }
+
+    ~PipeSignalBlocker()
+    {
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    }
+
+    PipeSignalBlocker(const PipeSignalBlocker&) = delete;
+    PipeSignalBlocker& operator=(const PipeSignalBlocker&) = delete;
+
+    /** Drops the signal of a write that has failed, and no earlier one. */
+    void drop() const
+    {
+        constexpr timespec now{};
+        if (!wasWaiting)
+        {
+            sigtimedwait(&signals, nullptr, &now);
+        }
+    }
+
+  private:
+    sigset_t signals{};
+    sigset_t before{};
+    bool wasWaiting = false;
+};
+
+} // namespace
 
 bool standardErrorIsJournal()
 {
@@ -57,9 +101,15 @@ int writeAsText(int fd, const LogRecord& record)
     const std::string line = std::string(program_invocation_short_name) + ": " +
                              levelWord(record.level) + ": " +
                              printable(record.text) + "\n";
+    // A lost line must not end the daemon.
+    const PipeSignalBlocker blocker;
     // One write(), so that lines of several processes do not mix.
-    const ssize_t written = write(fd, line.data(), line.size());
-    return written < 0 ? -errno : 0;
+    const int error = write(fd, line.data(), line.size()) < 0 ? errno : 0;
+    if (error == EPIPE)
+    {
+        blocker.drop();
+    }
+    return -error;
 }
 
 } // namespace healthintf::host

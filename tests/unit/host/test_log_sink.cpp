@@ -10,6 +10,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 
 namespace healthintf::host
@@ -57,6 +58,45 @@ TEST(LogAsText, IsOneLineForAnyText)
 TEST(LogAsText, ReportsAFailure)
 {
     EXPECT_EQ(writeAsText(-1, example), -EBADF);
+}
+
+/** Writes a record to a pipe whose reader has ended. */
+int writeToNobody()
+{
+    std::array<int, 2> ends{};
+    EXPECT_EQ(pipe(ends.data()), 0);
+    close(ends[0]);
+    const int result = writeAsText(ends[1], example);
+    close(ends[1]);
+    return result;
+}
+
+TEST(LogAsText, DoesNotEndTheProcessWhenItsReaderHasEnded)
+{
+    EXPECT_EQ(inChild([] {
+                  return writeToNobody() == -EPIPE ? 0 : 1;
+              }),
+              0);
+}
+
+TEST(LogAsText, LeavesTheSignalOfAPipeToTheProgram)
+{
+    EXPECT_EQ(inChild([] {
+                  sigset_t pipeSignal;
+                  sigemptyset(&pipeSignal);
+                  sigaddset(&pipeSignal, SIGPIPE);
+                  sigprocmask(SIG_BLOCK, &pipeSignal, nullptr);
+                  raise(SIGPIPE);
+                  writeToNobody();
+                  sigset_t waiting;
+                  sigpending(&waiting);
+                  return sigismember(&waiting, SIGPIPE) == 1 ? 0 : 1;
+              }),
+              0);
+    sigset_t blocked;
+    writeToNobody();
+    sigprocmask(SIG_SETMASK, nullptr, &blocked);
+    EXPECT_EQ(sigismember(&blocked, SIGPIPE), 0);
 }
 
 TEST(LogToTheJournal, TakesARecordWithOrWithoutOrigin)
