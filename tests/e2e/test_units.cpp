@@ -78,6 +78,15 @@ TEST_P(InstalledUnit, HasAWatchdogAndRestartsForEver)
     }
 }
 
+TEST_P(InstalledUnit, StartsAgainAlsoAfterABusThatDidNotStart)
+{
+    // systemd gives up a service for good when what it requires fails.
+    const std::string text = readContent(unit());
+    EXPECT_THAT(text, Not(HasSubstr("\nRequires=")));
+    EXPECT_THAT(text, ContainsRegex("\nWants=(.* )?dbus[.]socket"));
+    EXPECT_THAT(text, ContainsRegex("\nAfter=(.* )?dbus[.]socket"));
+}
+
 TEST_P(InstalledUnit, RunsAsAUserOfItsOwn)
 {
     const std::string user = GetParam() == "healthmgr" ? "healthintf"
