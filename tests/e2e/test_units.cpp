@@ -104,7 +104,7 @@ TEST_P(InstalledUnit, RunsAsAUserOfItsOwn)
 TEST_P(InstalledUnit, MayWriteOnlyItsOwnFolders)
 {
     const std::map<std::string, std::string> writable{
-        {"healthmgr", "/run/healthintf /var/lib/healthintf/config"},
+        {"healthmgr", "/run/healthintf /var/lib/healthintf"},
         {"hostmon", "/run/healthintf"},
     };
     const std::string text = readContent(unit());
