@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "logmgr_client.hpp"
 
-#include "../context.hpp"
 #include "../error.hpp"
 
 #include <com/vexa/olvar/logmgr/names.hpp>
@@ -10,9 +9,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <string_view>
-#include <system_error>
+#include <string>
+
+#include <bus_calls.hpp>
 
 namespace healthintf::healthctl
 {
@@ -24,8 +23,35 @@ using host::checkBus;
 /** How often the log is read when it changes during each reading. */
 constexpr int mostListings = 10;
 
-/** How many seconds each reply of logmgr may take. */
-constexpr uint64_t replySeconds = 5;
+constexpr Service logmgr{.busName = names::logmgrService,
+                         .name = "logmgr",
+                         .role = "the log manager"};
+
+constexpr ServiceMethod listMethod{.path = names::selPath,
+                                   .interface = names::selInterface,
+                                   .member = host::listLog};
+
+constexpr ServiceMethod statusMethod{.path = names::selPath,
+                                     .interface =
+                                         "org.freedesktop.DBus.Properties",
+                                     .member = "GetAll"};
+
+constexpr ServiceMethod clearMethod{
+    .path = names::selPath,
+    .interface = names::selInterface,
+    .member = host::clearUpTo,
+    .changes = true,
+    .callers = "root or as a member of the group healthintf-operators"};
+
+/** One of the two methods that store a record. */
+constexpr ServiceMethod makeAddMethod(const char* member)
+{
+    return {.path = names::selPath,
+            .interface = names::selInterface,
+            .member = member,
+            .changes = true,
+            .callers = "root or as a member of the group healthintf"};
+}
 
 /** The next entries to read are gone, or the log was cleared. */
 class LogChanged : public Error
@@ -34,185 +60,41 @@ class LogChanged : public Error
     using Error::Error;
 };
 
-/** Who may call a method of logmgr, for the error of a user who may not. */
-std::string whoMayCall(std::string_view member)
+/** @throws Error for an error that this program knows what to do about */
+void throwWithRemedy(const Refusal& refusal)
 {
-    if (member == host::clearUpTo)
-    {
-        return "root or as a member of the group healthintf-operators";
-    }
-    if (member == names::addSelMethod || member == host::addSelWithTimestamp)
-    {
-        return "root or as a member of the group healthintf";
-    }
-    return "root";
-}
-
-bool isChange(std::string_view member)
-{
-    return member == host::clearUpTo || member == names::addSelMethod ||
-           member == host::addSelWithTimestamp;
-}
-
-/** Whether logmgr owns its name, or it cannot be found out. */
-bool hasOwner(const BusPtr& bus)
-{
-    return sd_bus_get_name_creds(bus.get(), names::logmgrService, 0, nullptr) !=
-           -ENXIO;
-}
-
-/** The bus waits for logmgr, which it has told to start.
- *
- *  @param[in] member the method that was called */
-[[noreturn]] void failToStart(const char* member)
-{
-    throw Error(
-        isChange(member) ? ExitCode::failed : ExitCode::unavailable,
-        std::string("logmgr does not start") +
-            (isChange(member) ? ", and may still do it once it does" : "") +
-            "; see its log");
-}
-
-/** @param[in] member the method that was called */
-[[noreturn]] void failOnLostBus(const char* member)
-{
-    throw Error(isChange(member) ? ExitCode::failed : ExitCode::unavailable,
-                std::string("the bus ended before logmgr answered") +
-                    (isChange(member) ? ", which may have done it" : "") +
-                    "; see the log of the bus");
-}
-
-/** @param[in] member the method that was called */
-[[noreturn]] void failWith(const sd_bus_error& error, int result,
-                           const char* member)
-{
-    const std::string_view name = error.name != nullptr ? error.name : "";
-    const std::string text = error.message != nullptr
-                                 ? error.message
-                                 : std::generic_category().message(-result);
-    if (name == host::selFull)
+    const std::string text = refusal.what();
+    if (refusal.name() == host::selFull)
     {
         throw Error(ExitCode::failed,
                     text + "; \"healthctl sel clear\" does that");
     }
-    if (name == SD_BUS_ERROR_ACCESS_DENIED)
-    {
-        throw Error(ExitCode::notPermitted,
-                    "the bus policy does not let this user do that; try again "
-                    "as " +
-                        whoMayCall(member));
-    }
-    if (name == SD_BUS_ERROR_SERVICE_UNKNOWN ||
-        name == SD_BUS_ERROR_NAME_HAS_NO_OWNER ||
-        host::isErrorOfSystemd(name) ||
-        name.starts_with("org.freedesktop.DBus.Error.Spawn"))
-    {
-        throw Error(ExitCode::unavailable, "logmgr is not running; start it");
-    }
-    if (name == host::selGrown)
+    if (refusal.name() == host::selGrown)
     {
         throw Error(ExitCode::failed, text + "; export it anew");
     }
-    if (name == host::selOldGeneration || name == host::selNoSuchEntry)
+    if (refusal.name() == host::selOldGeneration ||
+        refusal.name() == host::selNoSuchEntry)
     {
         throw LogChanged(ExitCode::failed, text + "; try again");
     }
-    if (name == SD_BUS_ERROR_NO_REPLY)
-    {
-        // So the bus says when the process is gone.
-        throw Error(isChange(member) ? ExitCode::failed : ExitCode::unavailable,
-                    std::string("logmgr ended before it answered") +
-                        (isChange(member) ? ", and may have done it" : "") +
-                        "; see its log");
-    }
-    if (result == -ETIMEDOUT)
-    {
-        throw Error(
-            ExitCode::failed,
-            "the log manager did not answer within " +
-                std::to_string(replySeconds) + " seconds" +
-                (isChange(member) ? ", and may still do it" : std::string()) +
-                "; see the log of logmgr");
-    }
-    if (name.starts_with("com.vexa.olvar.logmgr."))
-    {
-        throw Error(ExitCode::failed, text);
-    }
-    throw Error(ExitCode::failed,
-                "logmgr did not answer: " + text + "; see the log of logmgr");
-}
-
-MessagePtr newCall(const BusPtr& bus, const char* interface, const char* member)
-{
-    sd_bus_message* message = nullptr;
-    checkBus("sd_bus_message_new_method_call",
-             sd_bus_message_new_method_call(bus.get(), &message,
-                                            names::logmgrService,
-                                            names::selPath, interface, member));
-    return MessagePtr(message);
 }
 
 /** Calls and waits for the reply.
  *
  *  @throws Error for an error reply */
-MessagePtr reply(const BusPtr& bus, const MessagePtr& call)
-{
-    sd_bus_error error = SD_BUS_ERROR_NULL;
-    sd_bus_message* answer = nullptr;
-    const int result = sd_bus_call(bus.get(), call.get(), 0, &error, &answer);
-    const MessagePtr owned(answer);
-    if (result < 0)
-    {
-        const struct Free
-        {
-            sd_bus_error& error;
-            ~Free()
-            {
-                sd_bus_error_free(&error);
-            }
-        } atEnd{error};
-        const char* member = sd_bus_message_get_member(call.get());
-        if (sd_bus_is_open(bus.get()) <= 0)
-        {
-            failOnLostBus(member);
-        }
-        const bool ended =
-            sd_bus_error_has_name(&error, SD_BUS_ERROR_NO_REPLY) > 0;
-        if (result == -ETIMEDOUT && !ended && !hasOwner(bus))
-        {
-            failToStart(member);
-        }
-        failWith(error, result, member);
-    }
-    return MessagePtr(sd_bus_message_ref(answer));
-}
-
-/** Calls a function that reads an answer of logmgr.
- *
- *  @throws Error when it throws std::system_error */
-template <typename Read>
-auto parseAnswer(Read&& read)
+MessagePtr reply(const ServiceClient& client, const ServiceMethod& method,
+                 const MessagePtr& call)
 {
     try
     {
-        return read();
+        return client.reply(method, call);
     }
-    catch (const std::system_error& e)
+    catch (const Refusal& e)
     {
-        throw Error(
-            ExitCode::failed,
-            std::string("the answer of logmgr cannot be read: ") + e.what() +
-                "; see whether logmgr and healthctl are of one version");
+        throwWithRemedy(e);
+        throw;
     }
-}
-
-uint32_t readNumber(const MessagePtr& message)
-{
-    return parseAnswer([&] {
-        uint32_t number = 0;
-        checkBus("number", sd_bus_message_read(message.get(), "u", &number));
-        return number;
-    });
 }
 
 /** Reads the next entry of a list. */
@@ -259,24 +141,16 @@ uint64_t readPage(sd_bus_message* message, LogContent& content)
 
 } // namespace
 
-LogmgrClient::LogmgrClient()
-{
-    // This is the connection that the library uses, too.
-    const auto operators = connectBus();
-    bus = host::openDefaultBus();
-    constexpr uint64_t microseconds = 1'000'000;
-    checkBus(
-        "sd_bus_set_method_call_timeout",
-        sd_bus_set_method_call_timeout(bus.get(), replySeconds * microseconds));
-}
+LogmgrClient::LogmgrClient() : client(logmgr)
+{}
 
 uint32_t LogmgrClient::add(const SELInterface::SensorInfo& sensor,
                            const RawRecord& record,
                            const std::optional<uint32_t>& time)
 {
-    const MessagePtr call =
-        newCall(bus, names::selInterface,
-                time ? host::addSelWithTimestamp : names::addSelMethod);
+    const ServiceMethod method =
+        makeAddMethod(time ? host::addSelWithTimestamp : names::addSelMethod);
+    const MessagePtr call = client.newCall(method);
     if (sd_bus_message_append(call.get(), "(ssyy)", sensor.name.c_str(),
                               sensor.path.c_str(), sensor.firstByte,
                               sensor.secondByte) < 0)
@@ -292,19 +166,24 @@ uint32_t LogmgrClient::add(const SELInterface::SensorInfo& sensor,
         checkBus("sd_bus_message_append",
                  sd_bus_message_append(call.get(), "u", *time));
     }
-    return readNumber(reply(bus, call));
+    const MessagePtr answer = reply(client, method, call);
+    return client.parse([&] {
+        uint32_t number = 0;
+        checkBus("number", sd_bus_message_read(answer.get(), "u", &number));
+        return number;
+    });
 }
 
 Clearing LogmgrClient::clear(const std::optional<uint16_t>& last,
                              const std::optional<uint64_t>& generation)
 {
-    const MessagePtr call = newCall(bus, names::selInterface, host::clearUpTo);
+    const MessagePtr call = client.newCall(clearMethod);
     checkBus("sd_bus_message_append",
              sd_bus_message_append(call.get(), "tq",
                                    generation.value_or(host::anySelGeneration),
                                    last.value_or(host::anyLastSelEntry)));
-    const MessagePtr answer = reply(bus, call);
-    return parseAnswer([&] {
+    const MessagePtr answer = reply(client, clearMethod, call);
+    return client.parse([&] {
         Clearing clearing;
         checkBus("numbers",
                  sd_bus_message_read(answer.get(), "uq", &clearing.erased,
@@ -315,12 +194,11 @@ Clearing LogmgrClient::clear(const std::optional<uint16_t>& last,
 
 services::LogStatus LogmgrClient::status()
 {
-    const MessagePtr call =
-        newCall(bus, "org.freedesktop.DBus.Properties", "GetAll");
+    const MessagePtr call = client.newCall(statusMethod);
     checkBus("sd_bus_message_append",
              sd_bus_message_append(call.get(), "s", names::selInterface));
-    const MessagePtr answer = reply(bus, call);
-    return parseAnswer([&] {
+    const MessagePtr answer = reply(client, statusMethod, call);
+    return client.parse([&] {
         return services::readLogStatus(answer.get());
     });
 }
@@ -349,14 +227,13 @@ LogContent LogmgrClient::readContent()
     content.generation = host::anySelGeneration;
     for (uint64_t next = 0; next != host::noSelSequence;)
     {
-        const MessagePtr call =
-            newCall(bus, names::selInterface, host::listLog);
+        const MessagePtr call = client.newCall(listMethod);
         checkBus("sd_bus_message_append",
                  sd_bus_message_append(call.get(), "ttu", content.generation,
                                        next, 0U));
         const std::size_t before = content.entries.size();
-        const MessagePtr page = reply(bus, call);
-        next = parseAnswer([&] {
+        const MessagePtr page = reply(client, listMethod, call);
+        next = client.parse([&] {
             return readPage(page.get(), content);
         });
         if (next != host::noSelSequence && content.entries.size() == before)

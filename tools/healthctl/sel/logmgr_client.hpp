@@ -4,6 +4,7 @@
 /** @file Calls logmgr. Every failure becomes an Error that says what to do. */
 
 #include "../../../services/common/log_status.hpp"
+#include "../service_client.hpp"
 #include "raw_records.hpp"
 
 #include <platform/data_abstraction/sel.hpp>
@@ -12,8 +13,6 @@
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <bus_calls.hpp>
 
 namespace healthintf::healthctl
 {
@@ -78,7 +77,7 @@ class LogmgrClient
   private:
     LogContent readContent();
 
-    BusPtr bus;
+    ServiceClient client;
 };
 
 } // namespace healthintf::healthctl
