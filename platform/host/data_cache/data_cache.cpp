@@ -80,9 +80,9 @@ void removeLeftovers(const fs::path& folder)
     for (const DeadSegment& segment : dead)
     {
         bool isNeeded = !segment.nodes.empty() && dead.size() <= many;
-        for (const std::string& key : segment.nodes)
+        for (const DeadNode& node : segment.nodes)
         {
-            isNeeded |= known.insert(key).second;
+            isNeeded |= known.insert(node.path).second;
         }
         if (!isNeeded || left == mostLeft)
         {

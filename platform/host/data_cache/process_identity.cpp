@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <optional>
 #include <stdexcept>
@@ -44,6 +45,21 @@ ProcessIdentity ProcessIdentity::self()
         throw std::runtime_error(std::string("unable to read ") + ownStat);
     }
     return {static_cast<uint32_t>(getpid()), *startTime};
+}
+
+ProcessName ownProcessName()
+{
+    ProcessName name{};
+    const FileDescriptor file(open("/proc/self/comm", O_RDONLY | O_CLOEXEC));
+    const ssize_t size =
+        file.get() < 0 ? -1 : read(file.get(), name.data(), name.size());
+    if (size < 0)
+    {
+        return {};
+    }
+    // The name ends with a line end.
+    name.at(static_cast<std::size_t>(std::max<ssize_t>(size - 1, 0))) = '\0';
+    return name;
 }
 
 } // namespace healthintf::host

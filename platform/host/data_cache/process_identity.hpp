@@ -5,7 +5,9 @@
 
 #include <platform/api.h>
 
+#include <array>
 #include <compare>
+#include <cstddef>
 #include <cstdint>
 
 namespace healthintf::host
@@ -29,5 +31,14 @@ struct PLATFORM_API ProcessIdentity
      *  @throws std::runtime_error when /proc cannot be read */
     static ProcessIdentity self();
 };
+
+/** How many bytes the kernel keeps of a process's name, the NUL included. */
+inline constexpr std::size_t processNameSize = 16;
+
+using ProcessName = std::array<char, processNameSize>;
+
+/** The name of this process as "ps" shows it, NUL-padded. Zeros when /proc
+ *  cannot be read. */
+ProcessName ownProcessName();
 
 } // namespace healthintf::host

@@ -186,7 +186,8 @@ void Segment::map()
                 .capacity = capacity,
                 .usedBytes = end,
                 .generation = 0,
-                .tables = {}};
+                .tables = {},
+                .processName = ownProcessName()};
 }
 
 void Segment::publish()

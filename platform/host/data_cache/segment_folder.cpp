@@ -5,6 +5,7 @@
 #include "../host_log.hpp"
 #include "../line_limit.hpp"
 #include "../storage/shortage.hpp"
+#include "fault_entry_codec.hpp"
 #include "kept_segments.hpp"
 #include "living_owner.hpp"
 
@@ -412,6 +413,56 @@ void keepByRank(const fs::path& folder, const RecordQuery& query,
     }
 }
 
+/** Counts a fault entry for its node. */
+void countFault(const ReadRecord& record,
+                const std::map<std::string_view, DeadNode*>& nodes)
+{
+    // An entry is an object below its node.
+    const auto found =
+        nodes.find(record.path.substr(0, record.path.rfind("/entry/")));
+    if (found == nodes.end())
+    {
+        return;
+    }
+    DeadNode& node = *found->second;
+    ++node.faults;
+    try
+    {
+        const auto fault = decodeFaultEntry(record.payload, record.live);
+        if (!fault.hidden)
+        {
+            node.worst = std::max(node.worst, fault.severity);
+        }
+    }
+    catch (const std::out_of_range& e)
+    {
+        logInvalidRecord(record, e.what());
+    }
+}
+
+/** Reads the segment of a dead process. */
+void readDead(DeadSegment& dead, const SegmentReader& segment,
+              ReadingBudget& budget)
+{
+    dead.owner = segment.owner();
+    dead.process = segment.processName();
+    dead.user = segment.user();
+    dead.isPlaceholder = segment.hasPlaceholders();
+    segment.read(RecordQuery::below(RecordKind::healthStatus, {}), budget,
+                 [&dead](const ReadRecord& record) {
+                     dead.nodes.push_back({.path = std::string(record.path)});
+                 });
+    std::map<std::string_view, DeadNode*> nodes;
+    for (DeadNode& node : dead.nodes)
+    {
+        nodes.emplace(node.path, &node);
+    }
+    segment.read(RecordQuery::below(RecordKind::faultEntry, {}), budget,
+                 [&nodes](const ReadRecord& record) {
+                     countFault(record, nodes);
+                 });
+}
+
 } // namespace
 
 void forEachLivingSegment(
@@ -459,7 +510,7 @@ std::vector<DeadSegment> findDeadSegments(const fs::path& folder)
         {
             if (isUnfinishedLeftover(names.descriptor(), name))
             {
-                dead.push_back({.name = name, .owner = {}, .nodes = {}});
+                dead.emplace_back().name = name;
             }
             continue;
         }
@@ -470,16 +521,11 @@ std::vector<DeadSegment> findDeadSegments(const fs::path& folder)
             owned.insert(entry->d_ino);
             continue;
         }
-        DeadSegment& made = dead.emplace_back(
-            DeadSegment{.name = name, .owner = {}, .nodes = {}});
+        DeadSegment& found = dead.emplace_back();
+        found.name = name;
         if (segment)
         {
-            made.owner = segment->owner();
-            segment->read(RecordQuery::below(RecordKind::healthStatus, {}),
-                          budgets.of(segment->user()),
-                          [&made](const ReadRecord& record) {
-                              made.nodes.emplace_back(record.path);
-                          });
+            readDead(found, *segment, budgets.of(segment->user()));
         }
     }
     return dead;

@@ -37,6 +37,17 @@ using KeepRecord = std::function<bool(
 bool readLivingRecords(const std::filesystem::path& folder,
                        const RecordQuery& query, const KeepRecord& keep);
 
+/** A health record of a dead process. */
+struct DeadNode
+{
+    std::string path;
+    /** How many fault entries the node had. */
+    std::size_t faults = 0;
+    /** The health by the worst of them that was not hidden; 0 when there was
+     *  none. */
+    uint32_t worst = 0;
+};
+
 /** A file that belongs to no living process. */
 struct DeadSegment
 {
@@ -44,8 +55,13 @@ struct DeadSegment
     /** The process that wrote the segment, by the segment's header; empty for a
      *  file that is not a segment. */
     ProcessIdentity owner;
-    /** The paths of the health records in it. */
-    std::vector<std::string> nodes;
+    /** The name of that process; any bytes. */
+    std::string process;
+    /** The user who owns the file; 0 for a file that is not a segment. */
+    uid_t user = 0;
+    /** Whether its records are placeholders. */
+    bool isPlaceholder = false;
+    std::vector<DeadNode> nodes;
 };
 
 /** Finds the files that belong to no living process.

@@ -15,6 +15,8 @@
  *
  *  Numbers are in the byte order of the machine. */
 
+#include "process_identity.hpp"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -70,6 +72,9 @@ struct SegmentHeader
     /** Where the tables of slots begin, in bytes; 0 for a table that does not
      *  exist yet. */
     std::array<uint64_t, slotTables> tables;
+    /** The owner's name by its own account, NUL-padded; see
+     *  ownProcessName(). */
+    ProcessName processName;
 };
 
 /** One record of a segment. The numbers `place` and `live` are each written in
@@ -174,13 +179,13 @@ struct PathSignature
     uint64_t mask = 0;
 };
 
-static_assert(sizeof(SegmentHeader) == 176);
+static_assert(sizeof(SegmentHeader) == 192);
 static_assert(sizeof(Slot) == 24);
 static_assert(sizeof(BlockHeader) == 32);
 
 /** Where the first table of slots begins, in bytes. */
 inline constexpr std::size_t firstTable = 192;
-static_assert(firstTable >= sizeof(SegmentHeader));
+static_assert(firstTable == sizeof(SegmentHeader));
 
 /** A slot's table and its index there. */
 struct SlotPosition

@@ -198,6 +198,12 @@ void SegmentReader::copyRecords()
     copy.emplace();
 }
 
+std::string_view SegmentReader::processName() const
+{
+    const ProcessName& name = header().processName;
+    return {name.data(), strnlen(name.data(), name.size())};
+}
+
 bool SegmentReader::isOwned() const
 {
     return isOwnerAlive(file.get());

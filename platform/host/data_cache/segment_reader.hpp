@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -75,6 +76,10 @@ class SegmentReader
         return {.pid = header().pid, .startTime = header().startTime};
     }
 
+    /** The name of that process, by its own account; any bytes, at most 16.
+     *  Empty when it is not known. */
+    std::string_view processName() const;
+
     /** Whether its records are placeholders. */
     bool hasPlaceholders() const
     {
@@ -125,7 +130,6 @@ class SegmentReader
     struct Begin
     {
         SegmentHeader header;
-        std::array<char, firstTable - sizeof(SegmentHeader)> padding;
         std::array<SlotHash, slotsOfFirstTable> hashes;
         std::array<Slot, slotsOfFirstTable> slots;
     };

@@ -2,6 +2,7 @@
 #include "withdrawal.hpp"
 
 #include "../directories.hpp"
+#include "../printable.hpp"
 #include "data_cache.hpp"
 #include "record_table.hpp"
 #include "segment_folder.hpp"
@@ -47,10 +48,16 @@ std::optional<std::vector<LeftNode>> Withdrawal::removeTheDead()
             {
                 continue;
             }
-            for (const std::string& key : dead.nodes)
+            for (const DeadNode& node : dead.nodes)
             {
-                nodes.push_back(
-                    {.key = key, .owner = dead.owner, .segment = dead.name});
+                nodes.push_back({.key = node.path,
+                                 .owner = dead.owner,
+                                 .segment = dead.name,
+                                 .process = printable(dead.process),
+                                 .user = dead.user,
+                                 .isPlaceholder = dead.isPlaceholder,
+                                 .faults = node.faults,
+                                 .worst = node.worst});
             }
         }
         left = std::move(stillThere);

@@ -8,6 +8,10 @@
 
 #include <platform/api.h>
 
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -40,6 +44,18 @@ struct LeftNode
     ProcessIdentity owner;
     /** The name of the segment that it is in. */
     std::string segment;
+    /** The name of the process by its own account, safe to print; empty when it
+     *  is not known. */
+    std::string process;
+    /** The user who owns the segment's file. */
+    uid_t user = 0;
+    /** Whether its record was a placeholder. */
+    bool isPlaceholder = false;
+    /** How many faults it had, hidden ones among them. */
+    std::size_t faults = 0;
+    /** The health by the worst fault that was not hidden; 0 when there was
+     *  none. */
+    uint32_t worst = 0;
 };
 
 /** Removes the segments of dead processes. Readers ignore these already, but

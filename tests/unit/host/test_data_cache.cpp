@@ -261,7 +261,10 @@ std::vector<std::string> leftNodes(const std::filesystem::path& folder)
     std::vector<std::string> left;
     for (const DeadSegment& dead : findDeadSegments(folder))
     {
-        left.insert(left.end(), dead.nodes.begin(), dead.nodes.end());
+        for (const DeadNode& node : dead.nodes)
+        {
+            left.push_back(node.path);
+        }
     }
     return left;
 }

@@ -49,6 +49,37 @@ TEST(ProcessIdentityOfAProcess, IsNotThatOfItsChild)
               0);
 }
 
+TEST(NameOfAProcess, IsWhatTheKernelKeeps)
+{
+    EXPECT_EQ(inChild([] {
+                  prctl(PR_SET_NAME, "fan-daemon");
+                  return std::string(ownProcessName().data()) == "fan-daemon"
+                             ? 0
+                             : 1;
+              }),
+              0);
+    EXPECT_EQ(inChild([] {
+                  prctl(PR_SET_NAME, "a name of sixteen");
+                  return std::string(ownProcessName().data()) ==
+                                 "a name of sixte"
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+TEST(NameOfAProcess, IsEmptyWithoutAFileDescriptor)
+{
+    EXPECT_EQ(inChild([] {
+                  rlimit usual{};
+                  getrlimit(RLIMIT_NOFILE, &usual);
+                  const rlimit none{0, usual.rlim_max};
+                  setrlimit(RLIMIT_NOFILE, &none);
+                  return ownProcessName() == ProcessName{} ? 0 : 1;
+              }),
+              0);
+}
+
 TEST(ProcessIdentityOfAProcess, CannotBeReadWithoutAFileDescriptor)
 {
     EXPECT_EQ(inChild([] {

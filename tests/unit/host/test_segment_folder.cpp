@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "data_cache/fault_entry_codec.hpp"
+#include "segment_bytes.hpp"
 #include "segment_folder_test.hpp"
 
 #include <sys/resource.h>
@@ -14,10 +16,12 @@
 #include <ctime>
 #include <fstream>
 #include <list>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace healthintf::host
@@ -229,10 +233,52 @@ TEST_F(SegmentFolder, FindsTheDeadWithTheirNodes)
     ASSERT_EQ(found.size(), 1U);
     EXPECT_EQ(found.front().name, "dead");
     EXPECT_EQ(found.front().owner.pid, static_cast<uint32_t>(getpid()));
-    EXPECT_EQ(found.front().nodes, std::vector<std::string>{"/a"});
+    ASSERT_EQ(found.front().nodes.size(), 1U);
+    EXPECT_EQ(found.front().nodes.front().path, "/a");
     removeSegment(cache, "dead");
     removeSegment(cache, "dead");
     EXPECT_TRUE(fs::is_empty(cache));
+}
+
+TEST_F(SegmentFolder, CountsTheFaultsOfTheDeadByTheirNodes)
+{
+    const auto bytes = test::segmentBytes(folder.path(), [](Segment& segment) {
+        const auto add = [&segment](RecordKind kind, const std::string& path,
+                                    const std::string& payload,
+                                    uint32_t live = 0) {
+            segment.add(
+                {.kind = kind, .path = path, .payload = payload, .live = live});
+        };
+        const auto fault = [](uint32_t severity) {
+            FaultEntryProperties properties;
+            properties.severity = severity;
+            return encodeFaultEntry(makeView(properties));
+        };
+        add(RecordKind::healthStatus, "/a", "");
+        add(RecordKind::healthStatus, "/a/b", "");
+        add(RecordKind::faultEntry, "/a/entry/1", fault(3));
+        add(RecordKind::faultEntry, "/a/entry/2", fault(4), 1);
+        add(RecordKind::faultEntry, "/a/entry/3", "damaged");
+        add(RecordKind::faultEntry, "/other/entry/4", fault(4));
+        segment.makePlaceholders();
+    });
+    write("dead", bytes);
+    testing::internal::CaptureStderr();
+    const auto found = findDeadSegments(cache);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find(
+                  "the record of /a/entry/3 was left out"),
+              std::string::npos);
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_TRUE(found.front().isPlaceholder);
+    EXPECT_EQ(found.front().user, geteuid());
+    EXPECT_EQ(found.front().process, std::string(ownProcessName().data()));
+    std::map<std::string, std::pair<std::size_t, uint32_t>> nodes;
+    for (const DeadNode& node : found.front().nodes)
+    {
+        nodes[node.path] = {node.faults, node.worst};
+    }
+    const decltype(nodes) expected{{"/a", {3, 3}}, {"/a/b", {0, 0}}};
+    EXPECT_EQ(nodes, expected) << "a hidden fault is not the worst";
 }
 
 TEST_F(SegmentFolder, TakesOtherFilesForDead)
