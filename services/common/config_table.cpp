@@ -98,6 +98,43 @@ int ConfigTable::whole(const std::string& key, int least, int most, int usual)
     return static_cast<int>(*value);
 }
 
+bool ConfigTable::flag(const std::string& key, bool usual)
+{
+    const toml::node* node = find(key);
+    if (node == nullptr)
+    {
+        return usual;
+    }
+    const auto value = node->value_exact<bool>();
+    if (!value)
+    {
+        fail(key, "must be true or false");
+    }
+    return *value;
+}
+
+std::vector<std::string> ConfigTable::texts(const std::string& key,
+                                            std::vector<std::string> usual)
+{
+    const toml::node* node = find(key);
+    if (node == nullptr)
+    {
+        return usual;
+    }
+    const toml::array* elements = node->as_array();
+    if (elements == nullptr)
+    {
+        fail(key, "must be a list of texts");
+    }
+    std::vector<std::string> values;
+    for (const toml::node& element : *elements)
+    {
+        values.push_back(requireText(key, element.value_exact<std::string>(),
+                                     "must be a list of texts"));
+    }
+    return values;
+}
+
 int ConfigTable::readChoice(const std::string& key,
                             std::initializer_list<int> allowed, int usual)
 {
@@ -125,18 +162,25 @@ std::string ConfigTable::text(const std::string& key,
     {
         return *usual;
     }
-    auto value =
-        node == nullptr ? std::nullopt : node->value_exact<std::string>();
+    return requireText(
+        key, node == nullptr ? std::nullopt : node->value_exact<std::string>(),
+        "must be a text");
+}
+
+std::string ConfigTable::requireText(const std::string& key,
+                                     std::optional<std::string> value,
+                                     const std::string& cause) const
+{
     if (!value || value->empty())
     {
-        fail(key, "must be a text");
+        fail(key, cause);
     }
     // The kernel and the bus would cut a name or path at the NUL.
     if (value->find('\0') != std::string::npos)
     {
         fail(key, "must have no NUL");
     }
-    return *value;
+    return std::move(*value);
 }
 
 std::string

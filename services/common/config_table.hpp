@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace healthintf::services
 {
@@ -42,6 +43,13 @@ class ConfigTable
     /** A whole number within a range. */
     int whole(const std::string& key, int least, int most, int usual);
 
+    /** True or false. */
+    bool flag(const std::string& key, bool usual);
+
+    /** A list of texts that are not empty. */
+    std::vector<std::string> texts(const std::string& key,
+                                   std::vector<std::string> usual);
+
     /** A whole number that is one of several. */
     int readChoice(const std::string& key, std::initializer_list<int> allowed,
                    int usual);
@@ -68,6 +76,12 @@ class ConfigTable
   private:
     const toml::node* find(const std::string& key);
     std::string place(const std::string& key) const;
+    /** The value of a key when it is a text that can be used.
+     *
+     *  @param[in] cause what the error says when it is none or empty */
+    std::string requireText(const std::string& key,
+                            std::optional<std::string> value,
+                            const std::string& cause) const;
 
     const toml::table& table;
     std::string file;

@@ -1,15 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/config_table.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 #include <tuple>
+#include <utility>
 
 namespace healthintf::services
 {
 namespace
 {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 class ConfigTableText : public testing::Test
 {
@@ -101,6 +106,60 @@ TEST_F(ConfigTableText, GivesTexts)
                   table.text("number", "usual");
               }),
               "f:1: t.number: must be a text");
+}
+
+TEST_F(ConfigTableText, GivesFlags)
+{
+    EXPECT_TRUE(table.flag("truth", false));
+    EXPECT_TRUE(table.flag("missing", true));
+    EXPECT_FALSE(table.flag("missing", false));
+    EXPECT_EQ(catchError([&] {
+                  table.flag("number", true);
+              }),
+              "f:1: t.number: must be true or false");
+    EXPECT_EQ(catchError([&] {
+                  table.flag("text", true);
+              }),
+              "f:2: t.text: must be true or false");
+}
+
+TEST_F(ConfigTableText, GivesListsOfTexts)
+{
+    const toml::table lists = toml::parse(R"(words = ["one", "two"]
+none = []
+mixed = ["one", 2]
+blank = ["one", ""]
+cut = ["one\u0000two"]
+)");
+    ConfigTable texts(lists, "f", "t");
+    EXPECT_THAT(texts.texts("words", {"usual"}), ElementsAre("one", "two"));
+    EXPECT_THAT(texts.texts("none", {"usual"}), IsEmpty());
+    EXPECT_THAT(texts.texts("missing", {"usual"}), ElementsAre("usual"));
+    for (const auto& [where, cause] :
+         {std::pair{"3: t.mixed", "must be a list of texts"},
+          std::pair{"4: t.blank", "must be a list of texts"},
+          std::pair{"5: t.cut", "must have no NUL"}})
+    {
+        const std::string place(where);
+        EXPECT_EQ(catchError([&] {
+                      texts.texts(place.substr(place.find('.') + 1), {});
+                  }),
+                  "f:" + place + ": " + cause);
+    }
+    EXPECT_EQ(catchError([&] {
+                  table.texts("text", {});
+              }),
+              "f:2: t.text: must be a list of texts");
+}
+
+TEST_F(ConfigTableText, KnowsTheFlagsAndListsThatWereRead)
+{
+    const toml::table own = toml::parse("truth = true\nwords = []");
+    ConfigTable both(own, "f", "");
+    both.flag("truth", false);
+    EXPECT_THROW(both.finish(), ConfigError);
+    both.texts("words", {});
+    EXPECT_NO_THROW(both.finish());
 }
 
 TEST_F(ConfigTableText, GivesOneOfSeveralTexts)
