@@ -4,6 +4,7 @@
 #include "../services/common/connection.hpp"
 #include "../services/common/event_loop.hpp"
 #include "attribute_requests.hpp"
+#include "dismissal.hpp"
 #include "hosted_nodes.hpp"
 #include "node_requests.hpp"
 #include "peer_users.hpp"
@@ -37,6 +38,8 @@ const std::vector<KnownMessage> known{
      "org.freedesktop.DBus.Properties", "GetAll", "s"},
     {SD_BUS_MESSAGE_METHOD_CALL, "/com/vexa/olvar/healthmgr",
      "com.vexa.olvar.healthmgr.Attributes", "Set", "sis"},
+    {SD_BUS_MESSAGE_METHOD_CALL, "/com/vexa/olvar/healthmgr",
+     "com.vexa.olvar.healthmgr.LostMonitors", "Dismiss", "s"},
 };
 
 } // namespace
@@ -52,6 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     healthmgr::PeerUsers users(connection);
     const healthmgr::NodeRequests requests(connection, nodes, users);
     const healthmgr::AttributeRequests attributes(connection);
+    const healthmgr::Dismissal dismissal(connection, nodes);
     const healthmgr::TreeKeeper keeper(connection, loop, nodes, users);
     Stranger stranger(connection.bus(), [&loop] {
         while (sd_event_run(loop.get(), 0) > 0)

@@ -49,7 +49,8 @@ class HealthComparison
      *  than its children, but not better.
      *
      *  @param[in] records the health of all nodes
-     *  @param[in] isHosted whether a node is hosted by this process */
+     *  @param[in] isHosted whether a node is hosted by this process and has no
+     *             faults */
     Findings compare(const Healths& records,
                      const std::function<bool(const std::string&)>& isHosted);
 

@@ -3,8 +3,9 @@
 
 #include "../common/service_log.hpp"
 #include "data_cache/record_owners.hpp"
-#include "data_cache/segment_format.hpp"
 #include "data_cache/withdrawal.hpp"
+#include "lost_monitor_fault.hpp"
+#include "node_key.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
 #include <hmi_health_value.hpp>
@@ -17,7 +18,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -27,71 +27,20 @@ namespace healthintf::healthmgr
 namespace log = services::log;
 
 using health_namespace::FaultAndHealth;
-using health_namespace::HealthStatus;
 
-namespace
+bool hasNodesBelow(const std::string& key)
 {
-
-constexpr std::size_t entrySuffix =
-    std::string_view("/entry/Fault_4194304FFFF_4").size();
-static_assert(maxKey + entrySuffix <= host::maxRecordPath + 1);
-
-bool isBelowTheRoot(std::string_view path)
-{
-    const std::string_view root = names::root;
-    return path.starts_with(root) &&
-           (path.size() == root.size() || path[root.size()] == '/');
-}
-
-} // namespace
-
-bool isKey(const char* text)
-{
-    const std::string_view path = text;
-    return path.size() <= maxKey && isBelowTheRoot(path) &&
-           sd_bus_object_path_is_valid(text) > 0;
-}
-
-std::string explainInvalidKey(const std::string& key)
-{
-    const std::string root = names::root;
-    if (key.size() > maxKey)
-    {
-        return "more than " + std::to_string(maxKey) + " bytes long";
-    }
-    if (sd_bus_object_path_is_valid(key.c_str()) <= 0)
-    {
-        return "no object path";
-    }
-    if (!isBelowTheRoot(key))
-    {
-        return "not below " + root;
-    }
-    const auto depth = std::count(
-        key.begin() + static_cast<std::ptrdiff_t>(root.size()), key.end(), '/');
-    if (static_cast<std::size_t>(depth) > maxDepth)
-    {
-        return "more than " + std::to_string(maxDepth) + " levels deep";
-    }
-    return {};
-}
-
-std::vector<std::string> withAncestors(const std::string& key)
-{
-    std::vector<std::string> keys;
-    for (std::string next = key; !next.empty();
-         next = HealthStatus::GetParentKey(next))
-    {
-        keys.push_back(next);
-    }
-    std::ranges::reverse(keys);
-    return keys;
+    std::map<std::string, HealthStatus_gen> below;
+    DataAbstraction::HealthStatus::get_map_by_path_prefixes({}, {key + "/"},
+                                                            below);
+    return !below.empty();
 }
 
 HostedNodes::HostedNodes(sdbusplus::bus_t& bus, NodeSlots::Bounds bounds,
-                         std::function<void()> onDeafNode) :
+                         std::function<void()> onDeafNode, LostMonitors lost) :
     bus(bus),
-    slots(bounds, geteuid()), onDeafNode(std::move(onDeafNode))
+    slots(bounds, geteuid()), lost(std::move(lost)),
+    onDeafNode(std::move(onDeafNode))
 {}
 
 HostedNodes::Outcome HostedNodes::host(const std::string& key,
@@ -206,7 +155,7 @@ bool HostedNodes::hasRoomForRules()
 bool HostedNodes::make(const std::string& key)
 {
     // An old node without a record would occupy the path on the bus.
-    nodes.erase(key);
+    remove(key);
     if (!hasRoomForRules())
     {
         return false;
@@ -221,6 +170,7 @@ bool HostedNodes::make(const std::string& key)
         return false;
     }
     nodes.insert_or_assign(key, std::move(node));
+    reportLost(key);
     return host::findHealthRecord(key).has_value();
 }
 
@@ -272,6 +222,10 @@ std::vector<std::string> HostedNodes::withoutRecord() const
     {
         keys.push_back(key);
     }
+    for (const auto& [key, monitor] : lost.all())
+    {
+        keys.push_back(key);
+    }
     std::erase_if(keys, [&owners](const std::string& key) {
         return owners.contains(key);
     });
@@ -280,8 +234,103 @@ std::vector<std::string> HostedNodes::withoutRecord() const
 
 void HostedNodes::lend(const std::string& key)
 {
+    remove(key);
+    if (lost.remove(key))
+    {
+        // The node was needed only for the daemon's sake.
+        slots.remove(key);
+    }
+    else
+    {
+        slots.lend(key);
+    }
+}
+
+void HostedNodes::remove(const std::string& key)
+{
     nodes.erase(key);
-    slots.lend(key);
+    reportedLost.erase(key);
+}
+
+/** Whether a living process other than this one has a record of a key. */
+bool HostedNodes::isHeldByDaemon(const std::string& key) const
+{
+    const auto record = host::findHealthRecord(key);
+    return record && !(record->owner == host::ProcessIdentity::self());
+}
+
+void HostedNodes::noteLost(const std::vector<host::LeftNode>& left)
+{
+    auto unwatched = left;
+    std::erase_if(unwatched, [this](const host::LeftNode& node) {
+        return isHeldByDaemon(node.key);
+    });
+    for (const std::string& key : lost.add(std::move(unwatched)))
+    {
+        // Another daemon of the component may have been lost before.
+        takeLostBack(key);
+        reportLost(key);
+    }
+}
+
+/** Reports the fault of a lost monitor, if the node is hosted here and does not
+ *  have it. */
+void HostedNodes::reportLost(const std::string& key)
+{
+    const auto node = nodes.find(key);
+    const LostMonitor* monitor = lost.find(key);
+    if (node != nodes.end() && monitor != nullptr &&
+        !reportedLost.contains(key) &&
+        reportLostMonitor(*node->second, *monitor))
+    {
+        reportedLost.insert(key);
+    }
+}
+
+/** Takes the fault of a lost monitor back, if the node has it. */
+void HostedNodes::takeLostBack(const std::string& key)
+{
+    if (reportedLost.erase(key) > 0)
+    {
+        withdrawLostMonitor(*nodes.at(key));
+    }
+}
+
+void HostedNodes::keepLost()
+{
+    std::vector<std::string> watched;
+    for (const auto& [key, monitor] : lost.all())
+    {
+        if (isHeldByDaemon(key))
+        {
+            watched.push_back(key);
+        }
+        // It may have failed before.
+        reportLost(key);
+    }
+    for (const std::string& key : watched)
+    {
+        lost.remove(key);
+    }
+    lost.save();
+}
+
+bool HostedNodes::dismissLost(const std::string& key)
+{
+    if (!lost.remove(key))
+    {
+        return false;
+    }
+    lost.save();
+    if (hasNodesBelow(key))
+    {
+        takeLostBack(key);
+    }
+    else
+    {
+        release(key);
+    }
+    return true;
 }
 
 /** Whether the bus answers at once. */
@@ -323,7 +372,7 @@ HostedNodes::Outcome HostedNodes::renew(const std::string& key)
 
 void HostedNodes::release(const std::string& key)
 {
-    nodes.erase(key);
+    remove(key);
     slots.remove(key);
 }
 
@@ -344,7 +393,12 @@ void HostedNodes::releaseIdle(NodeSlots::Clock::time_point now)
     {
         keys.insert(keys.end(), key);
     }
-    for (const std::string& key : slots.idle(keys, now))
+    std::set<std::string> needed;
+    for (const auto& [key, monitor] : lost.all())
+    {
+        needed.insert(needed.end(), key);
+    }
+    for (const std::string& key : slots.idle(keys, needed, now))
     {
         if (hosts(key))
         {

@@ -4,6 +4,7 @@
 /** @file The nodes that healthmgr hosts itself, because no daemon does. */
 
 #include "../common/growing_pause.hpp"
+#include "lost_monitors.hpp"
 #include "node_slots.hpp"
 
 #include <hmi_fault_health.hpp>
@@ -14,29 +15,15 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 namespace healthintf::healthmgr
 {
 
-/** How many levels below the root a key may lie. */
-inline constexpr std::size_t maxDepth = 32;
-
-/** How many bytes a key may have: the records of its fault entries have 25
- *  bytes more. */
-inline constexpr std::size_t maxKey = 485;
-
-/** Whether a text is the root of the health tree or a path below it, of at most
- *  maxKey bytes. */
-bool isKey(const char* text);
-
-/** Why no node may have a key; empty when the key is the root of the health
- *  tree or a valid path below it. */
-std::string explainInvalidKey(const std::string& key);
-
-/** A key with its ancestors, the root first. */
-std::vector<std::string> withAncestors(const std::string& key);
+/** Whether any process has a node below a key. */
+bool hasNodesBelow(const std::string& key);
 
 /** The nodes of this process by their keys. */
 class HostedNodes
@@ -47,10 +34,13 @@ class HostedNodes
      *             stay
      *  @param[in] onDeafNode called when a node stays on the bus without its
      *             subscription, because the bus hung meanwhile: it never hears
-     *             its children, and only the end of this process removes it */
+     *             its children, and only the end of this process removes it
+     *  @param[in] lost the components that are hosted because their daemons
+     *             ended without giving them up */
     explicit HostedNodes(
         sdbusplus::bus_t& bus, NodeSlots::Bounds bounds = NodeSlots::Bounds(),
-        std::function<void()> onDeafNode = [] {});
+        std::function<void()> onDeafNode = [] {},
+        LostMonitors lost = LostMonitors());
 
     /** The result of a request for a node. */
     enum class Outcome
@@ -80,12 +70,34 @@ class HostedNodes
 
     /** The nodes that should be hosted here but have no record in any process:
      *  the record could not be made or is lost, or the daemon that took the
-     *  node over has ended. */
+     *  node over, or that watched the component, has ended. */
     std::vector<std::string> withoutRecord() const;
 
     /** Removes a node that a daemon has taken over. Its slot stays, so that the
-     *  node is made again when the daemon ends. */
+     *  node is made again when the daemon ends. The component has a monitor
+     *  again. */
     void lend(const std::string& key);
+
+    /** Notes the nodes that dead processes have left, and reports the faults of
+     *  those that are hosted here. The others are to be made:
+     *  withoutRecord() has them now. */
+    void noteLost(const std::vector<host::LeftNode>& left);
+
+    /** Forgets the lost monitors of components that have a daemon again, and
+     *  keeps the others for the next healthmgr. */
+    void keepLost();
+
+    /** Takes the fault of a lost monitor back. The node goes if nothing is
+     *  below it.
+     *
+     *  @return whether there was one */
+    bool dismissLost(const std::string& key);
+
+    /** Whether a component's daemon has ended without giving it up. */
+    bool hasLostMonitor(const std::string& key) const
+    {
+        return lost.find(key) != nullptr;
+    }
 
     /** Replaces a hosted node by a new one. Without an answer of the bus, the
      *  node stays. */
@@ -107,10 +119,15 @@ class HostedNodes
     bool busAnswers();
     Outcome makeAll(const std::vector<std::string>& keys,
                     const std::optional<Asker>& asker);
+    void remove(const std::string& key);
+    void reportLost(const std::string& key);
+    void takeLostBack(const std::string& key);
+    bool isHeldByDaemon(const std::string& key) const;
     bool knowsRecords(const std::vector<std::string>& missing) const;
 
     sdbusplus::bus_t& bus;
     NodeSlots slots;
+    LostMonitors lost;
     std::function<void()> onDeafNode;
     services::GrowingPause pauses;
     /** No node is made before this time. */
@@ -119,6 +136,8 @@ class HostedNodes
     std::map<std::string, std::unique_ptr<health_namespace::FaultAndHealth>,
              std::greater<>>
         nodes;
+    /** The nodes that have the fault of a lost monitor. */
+    std::set<std::string> reportedLost;
 };
 
 } // namespace healthintf::healthmgr

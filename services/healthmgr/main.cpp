@@ -10,7 +10,11 @@
 #include "../common/standard_streams.hpp"
 #include "../common/supervision.hpp"
 #include "attribute_requests.hpp"
+#include "config.hpp"
 #include "data_cache/withdrawal.hpp"
+#include "directories.hpp"
+#include "dismissal.hpp"
+#include "healthmgr_config.hpp"
 #include "hosted_nodes.hpp"
 #include "node_requests.hpp"
 #include "peer_users.hpp"
@@ -32,7 +36,7 @@ namespace
 
 using namespace healthintf;
 
-int serve()
+int serve(const healthmgr::Config& config)
 {
     services::EventLoop loop;
     // Before the loop takes over signals: a signal must be able to end the
@@ -40,9 +44,14 @@ int serve()
     services::Connection connection(loop);
     loop.exitOn({SIGINT, SIGTERM});
     host::giveWayToOthers();
-    healthmgr::HostedNodes nodes(connection.bus(), {}, [&loop] {
-        loop.exit(EXIT_FAILURE);
-    });
+    healthmgr::HostedNodes nodes(
+        connection.bus(), {},
+        [&loop] {
+            loop.exit(EXIT_FAILURE);
+        },
+        healthmgr::LostMonitors(host::runtimeDirectory() / "healthmgr" /
+                                    "lost-monitors.toml",
+                                config));
     healthmgr::PeerUsers users(connection);
     std::optional<healthmgr::TreeKeeper> keeper;
     // Whoever cannot read the data cache asks for its parent, but does not
@@ -54,6 +63,7 @@ int serve()
     connection.requestName(names::managerService);
     // After the name is acquired: only its owner may use the attributes' file.
     const healthmgr::AttributeRequests attributes(connection);
+    const healthmgr::Dismissal dismissal(connection, nodes);
     // No request is handled before the loop runs.
     keeper.emplace(connection, loop, nodes, users);
     services::SelfCall selfCall(connection);
@@ -76,8 +86,13 @@ int main(int argc, char** argv)
                      "and withdraws what dead daemons left behind.",
                      "healthmgr");
         app.set_version_flag("--version", HEALTHINTF_VERSION);
+        std::string config;
+        app.add_option("-c,--config", config,
+                       std::string("What lost monitors are reported, instead "
+                                   "of ") +
+                           healthmgr::usualConfig);
         CLI11_PARSE(app, argc, argv);
-        return serve();
+        return serve(healthmgr::loadConfig(config, healthmgr::usualConfig));
     }
     catch (const std::exception& e)
     {

@@ -2,6 +2,7 @@
 #include "missing_nodes.hpp"
 
 #include "data_cache/withdrawal.hpp"
+#include "node_key.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
 #include <hmi_health.hpp>

@@ -4,10 +4,6 @@
 #include "../common/service_log.hpp"
 #include "data_cache/withdrawal.hpp"
 
-#include <platform/data_abstraction/health_status.hpp>
-
-#include <map>
-
 namespace healthintf::healthmgr
 {
 
@@ -44,10 +40,7 @@ void NodeHandover::giveAllToDaemons()
 
 void NodeHandover::takeBack(const std::string& key)
 {
-    std::map<std::string, HealthStatus_gen> below;
-    DataAbstraction::HealthStatus::get_map_by_path_prefixes({}, {key + "/"},
-                                                            below);
-    if (!below.empty())
+    if (hasNodesBelow(key))
     {
         missing.hostNow();
     }

@@ -3,6 +3,7 @@
 
 #include "../common/service_log.hpp"
 #include "healthmgr/protocol.hpp"
+#include "node_key.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
 

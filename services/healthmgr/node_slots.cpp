@@ -97,6 +97,7 @@ void NodeSlots::forget(const std::string& name)
 }
 
 std::vector<std::string> NodeSlots::idle(const std::set<std::string>& records,
+                                         const std::set<std::string>& needed,
                                          Clock::time_point now)
 {
     std::set<std::string> aboveOthers;
@@ -108,7 +109,11 @@ std::vector<std::string> NodeSlots::idle(const std::set<std::string>& records,
             insertAncestors(aboveOthers, key);
         }
     }
-    std::set<std::string> kept;
+    std::set<std::string> kept = needed;
+    for (const std::string& key : needed)
+    {
+        insertAncestors(kept, key);
+    }
     for (const auto& [key, slot] : slots)
     {
         if (!slot.asker.empty())

@@ -90,8 +90,10 @@ class NodeSlots
      *  the tree from now on, not to its requester.
      *
      *  @param[in] records the keys of all nodes in all processes
+     *  @param[in] needed the keys of nodes that stay, with those above them
      *  @return their keys, children first */
     std::vector<std::string> idle(const std::set<std::string>& records,
+                                  const std::set<std::string>& needed,
                                   Clock::time_point now);
 
   private:

@@ -3,6 +3,7 @@
 
 #include "../common/service_log.hpp"
 #include "directories.hpp"
+#include "node_key.hpp"
 
 #include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
 #include <com/vexa/olvar/healthmgr/names.hpp>
@@ -293,12 +294,13 @@ bool TreeKeeper::reconcile()
 {
     compareSoon();
     keepWatching();
-    const bool withdrawn = withdrawTheDead();
     // If somebody removed the files of the data cache, the nodes are to be
     // searched for when the root has a record again.
     hasRoot = hasRoot && host::findHealthRecord(names::root).has_value();
+    const bool withdrawn = withdrawTheDead();
     // A daemon may have taken a node over before this process subscribed.
     handover.giveAllToDaemons();
+    nodes.keepLost();
     missing.hostNow();
     return withdrawn;
 }
@@ -312,8 +314,9 @@ bool TreeKeeper::withdrawTheDead()
         return false;
     }
     std::vector<std::string> keys;
-    for (const auto& [key, owner, segment] : *left)
+    for (const host::LeftNode& node : *left)
     {
+        const std::string& key = node.key;
         // A segment of another user may contain any text.
         if (!isKey(key.c_str()))
         {
@@ -321,21 +324,26 @@ bool TreeKeeper::withdrawTheDead()
         }
         SERVICE_LOG(log::lifetime,
                     "%s.%d.%s: process %d is gone, withdrawing %s",
-                    static_cast<int>(owner.pid), key.c_str());
+                    static_cast<int>(node.owner.pid), key.c_str());
         reported.forget(key);
         comparison.noteEnd(key);
         keys.push_back(key);
     }
-    announcer.announce(keys);
-    if (!left->empty())
+    if (left->empty())
     {
-        // If this process ends before the bus has the announcements, the next
-        // healthmgr must find the nodes.
-        connection.afterBus(lifetime.guard([this, nodes = *left] {
-            withdrawal.noteAnnounced(nodes);
-            reconciliation.request();
-        }));
+        return true;
     }
+    // First, so that a lost monitor's fault takes the place of the daemon's
+    // health above the component.
+    nodes.noteLost(*left);
+    missing.hostNow();
+    announcer.announce(keys);
+    // If this process ends before the bus has the announcements, the next
+    // healthmgr must find the nodes.
+    connection.afterBus(lifetime.guard([this, nodes = *left] {
+        withdrawal.noteAnnounced(nodes);
+        reconciliation.request();
+    }));
     return true;
 }
 
@@ -413,7 +421,8 @@ void TreeKeeper::compareHealths()
     if (const auto healths = readHealths())
     {
         findings = comparison.compare(*healths, [this](const std::string& key) {
-            return nodes.hosts(key);
+            // One with a fault may be worse than its children, as a daemon's.
+            return nodes.hosts(key) && !nodes.hasLostMonitor(key);
         });
         askForRecords(*healths);
         const bool hadRoot =

@@ -4,6 +4,7 @@
 #include "../common/service_log.hpp"
 #include "data_cache/segment_format.hpp"
 #include "data_cache/withdrawal.hpp"
+#include "node_key.hpp"
 
 #include <com/vexa/olvar/healthmgr/HealthStatus/common.hpp>
 #include <hmi_health_value.hpp>

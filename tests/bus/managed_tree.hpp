@@ -21,17 +21,25 @@ namespace healthintf::test
 class ManagedTree : public testing::Test
 {
   protected:
-    /** Starts healthmgr and waits until it holds the root.
+    /** Starts healthmgr, which ignores lost monitors, and waits until it holds
+     *  the root.
      *
      *  @param[in] launcher the arguments that healthmgr's program is started
      *                      with, or none */
-    void startManager(std::vector<std::string> launcher = {})
+    void startManager(const std::vector<std::string>& launcher = {})
     {
-        launcher.emplace_back(HEALTHMGR);
-        manager = std::make_unique<Process>(launcher);
+        launchManager(launcher);
         client.waitUntil("manager", [&] {
             return managed(root);
         });
+    }
+
+    /** Starts healthmgr as startManager() does, without waiting. */
+    void launchManager(std::vector<std::string> launcher = {})
+    {
+        launcher.insert(launcher.end(),
+                        {HEALTHMGR, "--config", IGNORE_LOST_MONITORS});
+        manager = std::make_unique<Process>(launcher);
     }
 
     /** Whether healthmgr holds the node of a key. */

@@ -114,7 +114,7 @@ TEST_F(MissingRecords,
     daemon.add(root, "WARN", "/sensor", 2);
     makeRoom(daemon.process);
     ASSERT_THAT(recordedKeys(), testing::IsEmpty());
-    manager = std::make_unique<Process>(std::vector<std::string>{HEALTHMGR});
+    launchManager();
     client.waitForHealth(root, 4);
     EXPECT_THAT(recordedKeys(),
                 testing::ElementsAre(root, root + "/a", root + "/a/b"));

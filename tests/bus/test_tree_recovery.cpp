@@ -497,8 +497,7 @@ TEST_F(TreeRecovery, KeepsTheTreeWholeWithoutAFileDescriptorForEachDaemon)
         leaves.push_back(std::make_unique<Component>(key, 2));
         leaves.back()->add(key, "BAD", "/sensor", 2);
     }
-    manager = std::make_unique<Process>(
-        std::vector<std::string>{"prlimit", "--nofile=20:20", HEALTHMGR});
+    launchManager({"prlimit", "--nofile=20:20"});
     client.waitForHealth(root, 3);
     client.waitUntil("all parents", [&] {
         client.catchUp();

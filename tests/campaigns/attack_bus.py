@@ -166,6 +166,8 @@ CALLS = {
                         f"{ROOT}/forged"),
     "Set": (MANAGER, "/com/vexa/olvar/healthmgr", f"{MANAGER}.Attributes", "Set", "sis", "any",
             "1", "any"),
+    "Dismiss": (MANAGER, "/com/vexa/olvar/healthmgr", f"{MANAGER}.LostMonitors", "Dismiss", "s",
+                ROOT),
     **{f"own {name}": (*bus_view.BUS, "RequestName", "su", name, "0")
        for name in (MANAGER, LOG[0])},
 }
@@ -186,7 +188,7 @@ NODES = {"HealthStatusUpdate", "FaultEntryAdded", "InterfacesRemoved"}
 RIGHTS = {
     OUTSIDER: set(),
     REPORTER: {"AddSEL", "AddHealthObject"} | NODES,
-    OPERATOR: {"Clear", "Set", "HideFaultForSensor"},
+    OPERATOR: {"Clear", "Set", "Dismiss", "HideFaultForSensor"},
 }
 
 

@@ -145,8 +145,8 @@ TEST(Manual, HasAPageForEachServiceWithAllOfItsOptions)
 
 TEST(Manual, HasPagesForTheLibraryAndTheConfigurations)
 {
-    for (const char* page :
-         {"man3/healthintf.3", "man5/hostmon.toml.5", "man5/logmgr.toml.5"})
+    for (const char* page : {"man3/healthintf.3", "man5/healthmgr.toml.5",
+                             "man5/hostmon.toml.5", "man5/logmgr.toml.5"})
     {
         EXPECT_TRUE(fs::exists(installation().at(MAN_FOLDER "/") / page))
             << page;

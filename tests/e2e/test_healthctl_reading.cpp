@@ -136,11 +136,30 @@ TEST_F(Reading, TreeStopsAtTheRequestedDepth)
     EXPECT_EQ(nodes.count(rack), 1U);
 }
 
-TEST_F(Reading, ShowsNothingOfADeadProcess)
+TEST_F(Reading, ShowsLostMonitorsInPlaceOfADeadProcess)
 {
-    const Component other(root + "/other", 2);
+    constexpr const char* manager = "com.vexa.olvar.healthmgr";
+    constexpr const char* lostMonitor = "HealthManager.1.0.MonitorLost";
     daemon.process.kill();
-    expectNothingOfTheDaemon();
+    for (const std::string& key : {fan, psu})
+    {
+        client.waitUntil("lost monitor of " + key, [&] {
+            return client.hasNode(manager, key) &&
+                   client.health(manager, key) == 3;
+        });
+    }
+    const auto nodes = flat(toJson({"tree"})["trees"]);
+    for (const std::string& key : {fan, psu})
+    {
+        EXPECT_THAT(nodes.at(key)["holder"].get<std::string>(),
+                    HasSubstr("healthmgr["));
+        EXPECT_EQ(nodes.at(key)["health"], "warning");
+        EXPECT_EQ(nodes.at(key)["visibleFaults"], 1);
+        EXPECT_EQ(nodes.at(key)["hiddenFaults"], 0);
+    }
+    EXPECT_THAT(listIds(toJson({"faults", "--all"})),
+                ElementsAre(lostMonitor, lostMonitor));
+    EXPECT_EQ(toJson({"count"})["visible"], 2);
 }
 
 TEST_F(Reading, ShowsNothingOfADeadProcessWhileHealthmgrIsStopped)

@@ -143,17 +143,25 @@ TEST(Installed, HeadersForCAreSelfContained)
                                 "-I" + include.string(), source}));
 }
 
-/** Runs the README's daemon beside healthmgr and expects its fault. */
+/** Runs the README's daemon beside healthmgr and expects its fault, and then
+ *  that of its end. */
 void expectFaultOfDaemon(const std::string& program)
 {
     const PrivateBus bus;
     BusClient client;
-    Process manager({installation().program("healthmgr")});
+    Process manager(
+        {installation().program("healthmgr"), "--config",
+         installation().at(SYSCONF_FOLDER "/healthintf/healthmgr.toml")});
     Process daemon({program});
     client.waitForHealth(root + "/chassis", 4);
     client.waitForHealth(root, 4);
     daemon.kill();
-    client.waitForHealth(root, 0);
+    const char* const owner = "com.vexa.olvar.healthmgr";
+    const std::string fan = root + "/chassis/fan7";
+    client.waitUntil("lost monitor", [&] {
+        return client.hasNode(owner, fan) && client.health(owner, fan) == 4;
+    });
+    EXPECT_EQ(client.health(owner, root), 4U);
 }
 
 TEST(Installed, DaemonOfTheReadmeReportsItsFault)

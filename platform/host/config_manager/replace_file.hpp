@@ -3,6 +3,8 @@
 
 /** @file Replaces a file in one step. */
 
+#include <platform/api.h>
+
 #include <filesystem>
 #include <string_view>
 
@@ -16,6 +18,7 @@ namespace healthintf::host
  *  Only one process at a time may replace a file.
  *
  *  @throws std::system_error when it cannot be written; the old file stays */
-void replaceFile(const std::filesystem::path& file, std::string_view content);
+PLATFORM_API void replaceFile(const std::filesystem::path& file,
+                              std::string_view content);
 
 } // namespace healthintf::host

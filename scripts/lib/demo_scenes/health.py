@@ -87,7 +87,7 @@ class Health:
     def wait_for(self, key, health):
         self.wait(f"{key} {health}", lambda: self.nodes().get(key) == health)
 
-    def expect_faults(self, *ids):
+    def expect_faults(self, *ids, registry="HostMonitor"):
         found = sorted(fault["messageId"] for fault in self.faults())
-        wanted = sorted("HostMonitor.1.0." + i for i in ids)
+        wanted = sorted(f"{registry}.1.0.{i}" for i in ids)
         expect(f"faults {wanted}, found {found}", found == wanted)

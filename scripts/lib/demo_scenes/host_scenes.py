@@ -98,9 +98,19 @@ def crash(stage):
     terminal.line("Before:")
     stage.draw()
     stage.daemons.kill("hostmon process")
+    health.wait(
+        "its fault is gone",
+        lambda: [fault["messageId"] for fault in health.faults()]
+        == ["HealthManager.1.0.MonitorLost"],
+    )
+    terminal.line("After: nobody watches the component, so the root stays critical.")
+    stage.draw()
+    health.expect_faults("MonitorLost", registry="HealthManager")
+    expect("the root stays critical", health.nodes()[ROOT] == "critical")
+    terminal.line("The process and the daemon are started again:")
+    stage.start_worker()
+    stage.watch_worker()
     health.wait_for(ROOT, "OK")
-    health.wait("its node is gone", lambda: f"{DEMO}/process" not in health.nodes())
-    terminal.line("After: the health manager withdrew what the daemon left.")
     stage.draw()
     health.expect_faults()
 

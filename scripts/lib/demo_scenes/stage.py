@@ -88,6 +88,9 @@ class Stage:
         """A daemon that watches a process by its name."""
         os.symlink(shutil.which("sleep"), os.path.join(self.folder, "demo-worker"))
         self.start_worker()
+        self.watch_worker()
+
+    def watch_worker(self):
         self.start_monitor(
             "process", '[[process]]\nname = "demo-worker"\nseverity = "critical"\n'
         )

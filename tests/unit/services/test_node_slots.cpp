@@ -47,8 +47,11 @@ class SlotsOfNodes : public testing::Test
     std::vector<std::string> idle(const std::set<std::string>& names,
                                   NodeSlots::Clock::duration time)
     {
-        return slots.idle(records(names), start + time);
+        return slots.idle(records(names), needed, start + time);
     }
+
+    /** The keys of nodes that stay. */
+    std::set<std::string> needed;
 
     NodeSlots slots{{.nodes = 8, .ofOneUser = 2}, self};
 };
@@ -191,6 +194,21 @@ TEST_F(SlotsOfNodes, StayLentWhenTheyNoLongerCount)
     slots.lend(root + "/a");
     idle({"a", "a/b"}, seconds(0));
     EXPECT_TRUE(slots.takeBack(root + "/a"));
+}
+
+TEST_F(SlotsOfNodes, KeepWhatIsNeededWithTheNodesAboveIt)
+{
+    add("a", std::nullopt);
+    add("a/b", std::nullopt);
+    add("c", std::nullopt);
+    needed = {root + "/a/b"};
+    EXPECT_THAT(idle({"a", "a/b", "c"}, seconds(0)), IsEmpty());
+    EXPECT_THAT(idle({"a", "a/b", "c"}, seconds(60)), ElementsAre(root + "/c"));
+    slots.remove(root + "/c");
+    needed.clear();
+    EXPECT_THAT(idle({"a", "a/b"}, seconds(60)), IsEmpty());
+    EXPECT_THAT(idle({"a", "a/b"}, seconds(120)),
+                ElementsAre(root + "/a/b", root + "/a"));
 }
 
 } // namespace

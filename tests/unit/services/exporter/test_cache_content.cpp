@@ -62,6 +62,20 @@ TEST_F(CacheContentTest, CountsTheFaultsOfEachComponent)
               0);
 }
 
+TEST_F(CacheContentTest, CountsTheComponentsThatHaveLostTheirMonitors)
+{
+    EXPECT_EQ(
+        inChild([] {
+            const std::string lost = "HealthManager.1.0.MonitorLost";
+            datacache_faultentry_create("/r/a/entry/1", {{"MessageID", lost}});
+            datacache_faultentry_create(
+                "/r/b/entry/1", {{"MessageID", lost}, {"Hidden", true}});
+            put("/r/c/entry/1", 4, false);
+            return readCacheContent()->lostMonitors == 2 ? 0 : 1;
+        }),
+        0);
+}
+
 TEST_F(CacheContentTest, NamesTheEntries)
 {
     EXPECT_EQ(

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "hosted_nodes.hpp"
+#include "node_key.hpp"
 
 #include <gtest/gtest.h>
 
