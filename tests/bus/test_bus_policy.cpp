@@ -46,6 +46,13 @@ const Words setAttribute{"call",
                          "any",
                          "1",
                          "busctl"};
+const Words dismissLeaf{"call",
+                        manager,
+                        "/com/vexa/olvar/healthmgr",
+                        std::string(manager) + ".LostMonitors",
+                        "Dismiss",
+                        "s",
+                        leafKey};
 const Words tellCritical{"emit", "/mine", nodeInterface,  "HealthStatusUpdate",
                          "ssu",  root,    root + "/mine", "4"};
 
@@ -229,6 +236,20 @@ TEST_F(BusPolicyOfOthers, KeepsAllButOperatorsFromSettingAttributes)
         refusal = error.what();
     }
     EXPECT_THAT(refusal, Not(HasSubstr("Access denied")));
+}
+
+TEST_F(BusPolicyOfOthers, LetsOnlyOperatorsDismissLostMonitors)
+{
+    leaf.process.kill();
+    client.waitForHealth(root, 3);
+    for (const Caller caller : {Caller::stranger, Caller::reporter,
+                                Caller::healthmgr, Caller::logmgr})
+    {
+        expectDenied(caller, dismissLeaf);
+    }
+    EXPECT_EQ(client.health(manager, leafKey), 3U);
+    busctlAs(Caller::operatorUser, dismissLeaf);
+    client.waitForHealth(root, 0);
 }
 
 TEST_F(BusPolicyOfOthers, LetsReportersAskForNodesAndReportHealth)

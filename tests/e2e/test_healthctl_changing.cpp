@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 
+#include <csignal>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,17 @@ class Changing : public HealthctlTest
     {
         daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 1, 7);
         client.waitForHealth(root, 4);
+    }
+
+    /** Kills the daemon and waits until healthmgr has its components. */
+    void loseMonitors()
+    {
+        daemon.process.kill();
+        client.waitUntil("change of hands", [this] {
+            client.catchUp();
+            return client.hasNode("com.vexa.olvar.healthmgr", fan) &&
+                   client.hasNode("com.vexa.olvar.healthmgr", psu);
+        });
     }
 
     void expectHidden(const std::vector<std::string>& by)
@@ -160,6 +172,63 @@ TEST_F(Changing, SetsNothingWithoutAHealthManager)
               "hideerrs     not set\n");
 }
 
+TEST_F(Changing, DismissesALostMonitor)
+{
+    loseMonitors();
+    const Answer first = healthctl({"dismiss", "rack/fan"});
+    EXPECT_EQ(first.status, 0);
+    EXPECT_EQ(first.output, "Dismissed the lost monitor of rack/fan.\n");
+    client.waitForHealth(root, 3);
+    EXPECT_EQ(toJson({"dismiss", psu})["component"], psu);
+    client.waitForHealth(root, 0);
+    const Answer second = healthctl({"dismiss", "rack/fan"});
+    EXPECT_EQ(second.status, 6);
+    EXPECT_EQ(second.errors,
+              "healthctl: the component \"rack/fan\" has no lost monitor; "
+              "\"healthctl faults\" shows those that have one\n");
+}
+
+TEST_F(Changing, DismissesNothingOfAWatchedOrMissingComponent)
+{
+    for (const char* component : {"rack/fan", "rack/fam", "rack", "/elsewhere"})
+    {
+        EXPECT_EQ(healthctl({"dismiss", component}).status, 6) << component;
+    }
+    EXPECT_EQ(client.health(daemon.name(), fan), 4U);
+}
+
+TEST_F(Changing, DismissesNothingWithoutAComponent)
+{
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"dismiss"},
+          {"dismiss", "rack//fan"},
+          {"dismiss", "rack/fan", "rack/psu"}})
+    {
+        EXPECT_EQ(healthctl(words).status, 2);
+    }
+}
+
+TEST_F(Changing, DismissesNothingWhileTheHealthManagerIsStopped)
+{
+    loseMonitors();
+    healthmgr.signal(SIGSTOP);
+    const Answer answer = healthctl({"dismiss", "rack/fan"});
+    EXPECT_EQ(answer.status, 5);
+    EXPECT_EQ(answer.errors,
+              "healthctl: the health manager did not answer within 5 seconds, "
+              "and may still do it; see the log of healthmgr\n");
+    healthmgr.signal(SIGCONT);
+    client.waitForHealth(root, 3);
+}
+
+TEST(ChangingWhereNothingRuns, DismissesNothing)
+{
+    const PrivateBus bus;
+    const Answer answer = healthctl({"dismiss", "rack/fan"});
+    EXPECT_EQ(answer.status, 3);
+    EXPECT_EQ(answer.errors, "healthctl: healthmgr is not running; start it\n");
+}
+
 TEST(ChangingWhereNothingRuns, HidesNothing)
 {
     const PrivateBus bus;
@@ -231,6 +300,20 @@ TEST_F(ForOthers, HidingIsRefusedInOneLine)
     EXPECT_EQ(answer.errors, "healthctl: the bus did not pass it on for this "
                              "user; try again as root or as a member of the "
                              "group healthintf-operators\n");
+}
+
+TEST_F(ForOthers, DismissingIsRefusedInOneLine)
+{
+    if (getuid() != 0)
+    {
+        GTEST_SKIP() << "only root can become another user";
+    }
+    const Answer answer = asOther({"dismiss", "rack/fan"});
+    EXPECT_EQ(answer.status, 4);
+    EXPECT_EQ(answer.errors,
+              "healthctl: the bus policy does not let this user do that; try "
+              "again as root or as a member of the group "
+              "healthintf-operators\n");
 }
 
 TEST_F(ForOthers, SettingIsRefusedInOneLine)

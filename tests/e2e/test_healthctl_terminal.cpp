@@ -20,6 +20,7 @@ namespace
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
+using testing::UnorderedElementsAre;
 
 /** The width of the widest line, with one column for each character. */
 std::size_t widest(const std::string& text)
@@ -213,7 +214,8 @@ TEST_F(Terminal, ShellCompletesTheLogsCommandsWatchAndDoctor)
     EXPECT_THAT(listCompletions("healthctl watch --d"), ElementsAre("--depth"));
     EXPECT_THAT(listCompletions("healthctl doctor --b"),
                 ElementsAre("--brief"));
-    EXPECT_THAT(listCompletions("healthctl d"), ElementsAre("doctor"));
+    EXPECT_THAT(listCompletions("healthctl d"),
+                ElementsAre("dismiss", "doctor"));
 }
 
 TEST_F(Terminal, ShellCompletesFilesForRecords)
@@ -229,6 +231,22 @@ TEST_F(Terminal, ShellCompletesComponents)
                 ElementsAre("rack/fan"));
     EXPECT_THAT(listCompletions("healthctl hide --component rack/p"),
                 ElementsAre("rack/psu"));
+}
+
+TEST_F(Terminal, ShellCompletesLostMonitors)
+{
+    EXPECT_THAT(listCompletions("healthctl dismiss ''"), ElementsAre(""));
+    const std::string hidden = rack + "/hidden";
+    for (const std::string& key : {rack + "/lost", hidden})
+    {
+        Component lost(key, 2);
+        lost.process.kill();
+        client.waitForHealth(key, 3);
+    }
+    healthctl({"hide", "--component", hidden});
+    client.waitForHealth(hidden, 0);
+    EXPECT_THAT(listCompletions("healthctl dismiss ''"),
+                UnorderedElementsAre("rack/lost", "rack/hidden"));
 }
 
 TEST_F(Terminal, ClosedOutputDoesNotReachTheBus)
@@ -264,6 +282,7 @@ TEST(WrongUsage, IncludesEmptyArguments)
           {"top", "-c", ""},
           {"hide", "-c", "", "--sensor-path", "/sensors/fan"},
           {"unhide", "--sensor-path", ""},
+          {"dismiss", ""},
           {"lcd", "get", ""},
           {"sel", "list", "--since", ""},
           {"watch", "--depth", ""}})
@@ -280,10 +299,11 @@ TEST(WrongUsage, IncludesEmptyArguments)
 TEST(Help, HasExamplesForEveryCommand)
 {
     for (const char* command :
-         {"tree",       "faults",     "top",      "count",   "leds",
-          "hide",       "unhide",     "lcd",      "lcd get", "lcd set",
-          "sel",        "sel list",   "sel show", "sel add", "sel clear",
-          "sel export", "sel import", "sel info", "watch",   "doctor"})
+         {"tree",      "faults",     "top",        "count",    "leds",
+          "hide",      "unhide",     "dismiss",    "lcd",      "lcd get",
+          "lcd set",   "sel",        "sel list",   "sel show", "sel add",
+          "sel clear", "sel export", "sel import", "sel info", "watch",
+          "doctor"})
     {
         const Answer help = runProgram(
             {"sh", "-c", std::string(HEALTHCTL " ") + command + " --help"});

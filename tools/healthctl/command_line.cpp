@@ -27,7 +27,7 @@ constexpr const char* summary =
 constexpr const char* footer =
     "Exit status: 0 done; 1 nothing found, or not all is well; 2 wrong usage;\n"
     "3 nothing runs (no bus, service or data cache); 4 not permitted;\n"
-    "5 anything else; 6 no such component or entry.\n"
+    "5 anything else; 6 no such component, lost monitor or entry.\n"
     "\n"
     "\"healthctl help COMMAND\" shows options and examples of a command.";
 

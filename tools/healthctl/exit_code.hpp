@@ -21,7 +21,8 @@ enum class ExitCode : int
     notPermitted = 4,
     /** Anything else that went wrong. */
     failed = 5,
-    /** There is no such component, or no such entry of the log. */
+    /** There is no such component, it has no lost monitor, or there is no such
+     *  entry of the log. */
     notThere = 6,
 };
 

@@ -4,6 +4,7 @@
 #include "../../services/common/standard_streams.hpp"
 #include "command_line.hpp"
 #include "commands/count.hpp"
+#include "commands/dismiss.hpp"
 #include "commands/doctor.hpp"
 #include "commands/faults.hpp"
 #include "commands/hide.hpp"
@@ -33,6 +34,7 @@ int main(int argc, char** argv)
         addLeds(commands);
         addHide(commands);
         addUnhide(commands);
+        addDismiss(commands);
         addLcd(commands);
         addSel(commands);
         addWatch(commands);

@@ -33,9 +33,9 @@ struct ServiceMethod
     const char* member;
     /** Whether it changes something, which it may have done even when no
      *  answer comes. */
-    bool changes = false;
+    bool changes;
     /** Who may call it, as "try again as" continues. */
-    const char* callers = "root";
+    const char* callers;
 };
 
 /** A service's own error: it has done nothing, and says why. */

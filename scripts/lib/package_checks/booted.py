@@ -191,7 +191,7 @@ class Booted(BusView):
         services = ["healthmgr", "hostmon"]
         self.machine.run("systemctl", "stop", *services)
         self.machine.run("rm", "--recursive", "/run/healthintf/datacache",
-                         STATE + "/config")
+                         "/run/healthintf/healthmgr", STATE + "/config")
         self.machine.run("systemctl", "start", *services)
         expect_folders(self.machine)
         # hostmon, which runs on, writes to the next data cache.

@@ -15,6 +15,7 @@ LOGS = "healthintf-logmgr:healthintf-logmgr"
 FOLDERS = {
     "/run/healthintf": (0o755, "root:root"),
     "/run/healthintf/datacache": (0o1775, MANAGERS),
+    "/run/healthintf/healthmgr": (0o755, MANAGERS),
     "/run/healthintf/sel": (0o755, LOGS),
     STATE: (0o755, "root:root"),
     STATE + "/config": (0o755, MANAGERS),

@@ -46,7 +46,7 @@ class OperatorsTool:
         before = self.tool("sel", "list"), self.tool("lcd", "get")
         for command in ["sel clear --yes", f"sel add {RECORD}",
                         "hide --component packaged/process",
-                        "lcd set hideerrs 1"]:
+                        "dismiss packaged/process", "lcd set hideerrs 1"]:
             self.refused(*command.split())
         assert (self.tool("sel", "list"), self.tool("lcd", "get")) == before
         assert self.health(TREE) == "u 4"
@@ -55,7 +55,7 @@ class OperatorsTool:
         before = self.tool("sel", "list"), self.tool("lcd", "get")
         self.refused("sel", "add", RECORD, **OPERATOR)
         for command in ["sel clear --yes", "hide --component packaged/process",
-                        "lcd set hideerrs 1"]:
+                        "dismiss packaged/process", "lcd set hideerrs 1"]:
             self.refused(*command.split(), **REPORTER)
         assert (self.tool("sel", "list"), self.tool("lcd", "get")) == before
 

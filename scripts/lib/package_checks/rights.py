@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """What users may do on the bus and with the files of the packages."""
 
-from bus import (BUS, LOG, MANAGER, NODE, OPERATOR, RECORD, REPORTER, STATE,
-                 TREE)
+from bus import (BUS, DISMISS, LOG, MANAGER, NODE, OPERATOR, RECORD, REPORTER,
+                 STATE, TREE)
 from places import Refused, eventually
 
 
@@ -22,6 +22,7 @@ class Rights:
     def check_stranger_changes_nothing(self):
         self.denied("call", *LOG, "Clear")
         self.denied("call", *LOG, "ClearUpTo", "tq", "0", "65535")
+        self.denied("call", *DISMISS, TREE + "/packaged")
         self.denied("call", *LOG, "AddSEL", "(ssyy)ay", "", "", "0", "0", "0")
         self.denied("call", MANAGER, TREE, MANAGER, "AddHealthObject", "s",
                     TREE + "/mine")
@@ -44,6 +45,7 @@ class Rights:
                             ["touch", STATE + "/any"],
                             ["ls", STATE + "/sel"],
                             ["touch", "/run/healthintf/any"],
+                            ["touch", "/run/healthintf/healthmgr/any"],
                             ["touch", "/run/healthintf/sel/any"]]:
                 self.refused_by_the_files(command, user)
         for user in [stranger, OPERATOR]:
@@ -67,6 +69,7 @@ class Rights:
         self.denied("call", MANAGER, "/com/vexa/olvar/healthmgr",
                     MANAGER + ".Attributes", "Set", "sis", "any", "1", "any",
                     **REPORTER)
+        self.denied("call", *DISMISS, TREE + "/packaged", **REPORTER)
         self.as_reporter("emit", TREE, MANAGER, "HideFaultForSensor", "bssi",
                          "true", TREE + "/packaged/process", "", "0")
         assert "Hidden\" b false" in self.objects_of(
@@ -86,3 +89,11 @@ class Rights:
                          "true", TREE + "/packaged/process", "", "0")
         eventually("hidden", lambda: self.health(TREE) == "u 3")
         assert self.as_operator("call", *LOG, "Clear") == "u 1\n"
+
+    def check_operator_dismisses_lost_monitors(self):
+        try:
+            self.as_operator("call", *DISMISS, TREE + "/packaged")
+        except Refused as refusal:
+            assert "has no lost monitor" in str(refusal), refusal
+            return
+        raise AssertionError("dismissed what was not lost")

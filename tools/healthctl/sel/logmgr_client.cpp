@@ -29,12 +29,16 @@ constexpr Service logmgr{.busName = names::logmgrService,
 
 constexpr ServiceMethod listMethod{.path = names::selPath,
                                    .interface = names::selInterface,
-                                   .member = host::listLog};
+                                   .member = host::listLog,
+                                   .changes = false,
+                                   .callers = "root"};
 
 constexpr ServiceMethod statusMethod{.path = names::selPath,
                                      .interface =
                                          "org.freedesktop.DBus.Properties",
-                                     .member = "GetAll"};
+                                     .member = "GetAll",
+                                     .changes = false,
+                                     .callers = "root"};
 
 constexpr ServiceMethod clearMethod{
     .path = names::selPath,

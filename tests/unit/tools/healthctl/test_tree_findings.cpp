@@ -105,6 +105,26 @@ TEST(TreeFindings, NameTheHoldersThatAreNotOnTheBus)
     EXPECT_THAT(findings[1].remedy, HasSubstr("restart it"));
 }
 
+TEST(TreeFindings, FindNothingWrongWithoutALostMonitor)
+{
+    EXPECT_EQ(lostMonitors({}).grade, Grade::ok);
+    EXPECT_EQ(lostMonitors({}).check, "tree.monitors");
+}
+
+TEST(TreeFindings, NameTheComponentsThatHaveLostTheirMonitors)
+{
+    const Finding one = lostMonitors({{"/a", "fan[1]"}});
+    EXPECT_EQ(one.grade, Grade::warning);
+    EXPECT_EQ(one.text, "nobody watches 1 component: /a, since fan[1] ended");
+    EXPECT_EQ(one.remedy, "start its daemon again, or \"healthctl dismiss\" "
+                          "where nothing is to watch");
+    EXPECT_EQ(lostMonitors({{"/a", "fan[1]"}, {"/b", "psu[2]"}}).text,
+              "nobody watches 2 components: /a, since fan[1] ended; /b, since "
+              "psu[2] ended");
+    EXPECT_THAT(lostMonitors(std::vector<LostComponent>(12, {"/a", "x"})).text,
+                testing::EndsWith("; and 2 more"));
+}
+
 TEST(TreeFindings, FindNothingWrongWithKeysThatOneProcessHolds)
 {
     EXPECT_EQ(sharedKeys({}, 0).grade, Grade::ok);
