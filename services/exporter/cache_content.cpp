@@ -2,6 +2,7 @@
 #include "cache_content.hpp"
 
 #include "eviction_count.hpp"
+#include "healthmgr/protocol.hpp"
 
 #include <platform/data_abstraction/fault_entry.hpp>
 #include <platform/data_abstraction/health_status.hpp>
@@ -38,6 +39,8 @@ std::optional<CacheContent> readCacheContent()
     {
         FaultCounts& counts = content.faults[std::string(getComponent(path))];
         ++counts[{entry.severity(), entry.hidden()}];
+        content.lostMonitors +=
+            entry.messageID() == host::monitorLostMessage ? 1 : 0;
     }
     return content;
 }

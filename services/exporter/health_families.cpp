@@ -134,6 +134,10 @@ void appendCache(std::vector<Family>& families, const Snapshot& snapshot)
     {
         families.push_back(nodeHealth(*snapshot.cache));
         families.push_back(faults(*snapshot.cache));
+        families.push_back(
+            gauge("healthintf_lost_monitors",
+                  "Components whose daemons ended without giving them up.",
+                  static_cast<double>(snapshot.cache->lostMonitors)));
     }
 }
 

@@ -25,6 +25,8 @@ struct CacheContent
     std::map<std::string, uint32_t> health;
     /** The faults of each component, by key; only components with faults. */
     std::map<std::string, FaultCounts> faults;
+    /** How many components have lost their monitors. */
+    uint64_t lostMonitors = 0;
 };
 
 /** The data of one scrape, without what could not be read. */

@@ -325,10 +325,22 @@ TEST_F(ExporterTest, ShowsThatNobodyWithdrawsTheHealthOfADeadDaemon)
     EXPECT_EQ(health(key), -1);
     EXPECT_EQ(value("healthintf_healthmgr_up"), 0);
 
-    const Process healthmgr({HEALTHMGR});
+    const Process healthmgr({HEALTHMGR, "--config", IGNORE_LOST_MONITORS});
     client.waitForHealth(root, 2);
     EXPECT_EQ(health(root), 2);
     EXPECT_EQ(value("healthintf_healthmgr_up"), 1);
+}
+
+TEST_F(ExporterTest, CountsTheComponentsThatHaveLostTheirMonitors)
+{
+    const Process healthmgr({HEALTHMGR});
+    {
+        const Component daemon(key, 2);
+        client.waitForHealth(root, 2);
+        EXPECT_EQ(value("healthintf_lost_monitors"), 0);
+    }
+    client.waitForHealth(root, 3);
+    EXPECT_EQ(value("healthintf_lost_monitors"), 1);
 }
 
 TEST_F(ExporterTest, IsScrapedByCurl)

@@ -104,6 +104,7 @@ Findings examineHost(std::optional<uid_t> logmgr)
     {
         append(findings, missingParents(probeNodes()));
         append(findings, probeSharedKeys());
+        findings.push_back(lostMonitors(probeLostMonitors()));
     }
     append(findings,
            makeFindings("files.registries", "message registry",

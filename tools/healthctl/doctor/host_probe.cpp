@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host_probe.hpp"
 
+#include "../model/component.hpp"
 #include "../source/process_name.hpp"
 #include "failed_mount.hpp"
 
 #include <hmi_faultentry.hpp>
+#include <platform/data_abstraction/fault_entry.hpp>
 
 #include <data_cache/cache_space.hpp>
 #include <data_cache/record_owners.hpp>
+#include <healthmgr/protocol.hpp>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
@@ -17,6 +20,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <map>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -212,6 +216,23 @@ std::set<std::string> probeNodes()
         }
     }
     return keys;
+}
+
+std::vector<LostComponent> probeLostMonitors()
+{
+    std::map<std::string, FaultEntry_gen> entries;
+    DataAbstraction::FaultEntry::get_map_by_path_prefixes({}, {}, entries);
+    std::vector<LostComponent> lost;
+    for (const auto& [path, entry] : entries)
+    {
+        const auto& args = entry.args();
+        if (entry.messageID() == host::monitorLostMessage && args.size() >= 2)
+        {
+            lost.push_back({.key = getComponent(path),
+                            .process = args[0] + "[" + args[1] + "]"});
+        }
+    }
+    return lost;
 }
 
 Findings probeSharedKeys()

@@ -11,6 +11,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace healthintf::healthctl
 {
@@ -20,6 +21,10 @@ CacheState probeCache();
 
 /** The keys of all nodes; none when the data cache cannot be read. */
 std::set<std::string> probeNodes();
+
+/** The components that have lost their monitors; none when the data cache
+ *  cannot be read. */
+std::vector<LostComponent> probeLostMonitors();
 
 /** Looks for keys that several processes hold; nothing when the data cache
  *  cannot be read. */

@@ -99,6 +99,34 @@ Findings missingParents(const std::set<std::string>& keys)
     return findings;
 }
 
+Finding lostMonitors(const std::vector<LostComponent>& components)
+{
+    if (components.empty())
+    {
+        return {.check = "tree.monitors",
+                .grade = Grade::ok,
+                .text = "no daemon has ended without giving its components up",
+                .remedy = ""};
+    }
+    std::vector<std::string> named;
+    named.reserve(components.size());
+    for (const LostComponent& component : components)
+    {
+        named.push_back(component.key + ", since " + component.process +
+                        " ended");
+    }
+    const bool one = components.size() == 1;
+    return {.check = "tree.monitors",
+            .grade = Grade::warning,
+            .text = "nobody watches " + std::to_string(components.size()) +
+                    (one ? " component: " : " components: ") +
+                    listFirst(named, named.size()),
+            .remedy = std::string("start ") +
+                      (one ? "its daemon" : "their daemons") +
+                      " again, or \"healthctl dismiss\" where nothing is to "
+                      "watch"};
+}
+
 namespace
 {
 

@@ -19,6 +19,17 @@ namespace healthintf::healthctl
  *  @param[in] keys those of all nodes */
 Findings missingParents(const std::set<std::string>& keys);
 
+/** A component whose daemon ended without giving it up. */
+struct LostComponent
+{
+    std::string key;
+    /** The process in words. */
+    std::string process;
+};
+
+/** The components that nobody watches any more. */
+Finding lostMonitors(const std::vector<LostComponent>& components);
+
 /** A process whose nodes may have changed without anybody hearing of it. */
 struct SilentHolder
 {
