@@ -309,17 +309,25 @@ std::vector<ServiceState> BusProbe::services() const
 {
     const Names activatable = listNames(bus.get(), "ListActivatableNames");
     std::vector<ServiceState> found{
-        {.program = "healthmgr", .name = names::managerService},
-        {.program = "logmgr", .name = names::logmgrService}};
+        healthmgr(), look({.program = "logmgr", .name = names::logmgrService})};
     for (ServiceState& service : found)
     {
-        service.pid = findProcessId(bus.get(), service.name);
         service.activatable =
             std::ranges::find(activatable, service.name) != activatable.end();
-        service.answers =
-            service.pid == 0 || isResponding(bus.get(), service.name);
     }
     return found;
+}
+
+ServiceState BusProbe::healthmgr() const
+{
+    return look({.program = "healthmgr", .name = names::managerService});
+}
+
+ServiceState BusProbe::look(ServiceState service) const
+{
+    service.pid = findProcessId(bus.get(), service.name);
+    service.answers = service.pid == 0 || isResponding(bus.get(), service.name);
+    return service;
 }
 
 std::vector<Attempt>

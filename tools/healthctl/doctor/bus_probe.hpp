@@ -47,6 +47,10 @@ class BusProbe
      *  connection. */
     std::vector<ServiceState> services() const;
 
+    /** Whether healthmgr runs and answers. Does not tell whether the bus can
+     *  start it. */
+    ServiceState healthmgr() const;
+
     /** Tries what the policies are about.
      *
      *  @param[in] services what is not running is not called */
@@ -62,6 +66,8 @@ class BusProbe
     MatchQuotas matchQuotas() const;
 
   private:
+    ServiceState look(ServiceState service) const;
+
     BusPtr bus;
     BusState reached;
 };

@@ -32,5 +32,13 @@ TEST(BusProbe, FailsOnABusThatEndsMeanwhile)
     });
 }
 
+TEST(BusProbe, TellsThatHealthmgrDoesNotRun)
+{
+    const test::PrivateBus bus;
+    const ServiceState healthmgr = BusProbe().healthmgr();
+    EXPECT_EQ(healthmgr.program, "healthmgr");
+    EXPECT_EQ(healthmgr.pid, 0U);
+}
+
 } // namespace
 } // namespace healthintf::healthctl
