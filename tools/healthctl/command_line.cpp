@@ -75,11 +75,28 @@ CLI::App& CommandLine::add(const CommandText& text, Work work)
 
 CLI::App& CommandLine::add(CLI::App& parent, const CommandText& text, Work work)
 {
+    return addRun(parent, text, [work = std::move(work)](const Context& at) {
+        return static_cast<int>(work(at));
+    });
+}
+
+CLI::App& CommandLine::addCheck(const CommandText& text, Check check)
+{
+    CLI::App& command = addRun(app, text, [run = check.run](const Context& at) {
+        return static_cast<int>(run(at));
+    });
+    checks.emplace(&command, std::move(check));
+    return command;
+}
+
+CLI::App& CommandLine::addRun(CLI::App& parent, const CommandText& text,
+                              Run run)
+{
     CLI::App& command = *parent.add_subcommand(text.name, text.summary);
     command.footer(text.more);
     addCommonOptions(command);
-    command.callback([this, work = std::move(work)] {
-        chosen = work;
+    command.callback([this, run = std::move(run)] {
+        chosen = run;
     });
     return command;
 }
@@ -108,30 +125,30 @@ int CommandLine::run(int argc, const char* const* argv)
         const std::vector<const char*> words = withHelpOption(argc, argv);
         app.parse(static_cast<int>(words.size()), words.data());
         services::refuseEmptyArguments(argc, argv);
-        return static_cast<int>(work());
+        return work();
     }
     catch (const CLI::ParseError& e)
     {
-        return static_cast<int>(refuse(e));
+        return refuse(e);
     }
     catch (const Error& e)
     {
-        return static_cast<int>(fail(e.code(), e.what()));
+        return fail(e.code(), e.what());
     }
     catch (const std::exception& e)
     {
-        return static_cast<int>(fail(ExitCode::failed, e.what()));
+        return fail(ExitCode::failed, e.what());
     }
 }
 
-ExitCode CommandLine::work()
+int CommandLine::work()
 {
     choosePlaces();
     // What fails becomes one line of ours, and not one of the log before it.
     setenv("HEALTHINTF_LOG_LEVEL", "0", 0);
-    const ExitCode code = chosen(context());
+    const int status = chosen(context());
     flush(out);
-    return code;
+    return status;
 }
 
 void CommandLine::choosePlaces() const
@@ -154,14 +171,24 @@ Context CommandLine::context() const
             .json = json};
 }
 
-ExitCode CommandLine::fail(ExitCode code, const std::string& line)
+int CommandLine::fail(ExitCode code, const std::string& line)
 {
-    out.flush();
-    errors << "healthctl: " << host::printable(firstLine(line)) << '\n';
-    return code;
+    const auto check = checks.find(&appInUse());
+    const bool isCheck = check != checks.end();
+    if (isCheck)
+    {
+        check->second.tellFailure(context(), firstLine(line));
+    }
+    // A check's line that cannot be written must not be lost.
+    if (!out.flush() || !isCheck)
+    {
+        errors << "healthctl: " << host::printable(firstLine(line)) << '\n';
+    }
+    return isCheck ? static_cast<int>(CheckState::unknown)
+                   : static_cast<int>(code);
 }
 
-ExitCode CommandLine::refuse(const CLI::ParseError& error)
+int CommandLine::refuse(const CLI::ParseError& error)
 {
     // The word that is no command tells more than that there is none, and than
     // the help of others.
@@ -179,7 +206,7 @@ ExitCode CommandLine::refuse(const CLI::ParseError& error)
                     "; see \"" + commandInUse() + " --help\"");
 }
 
-ExitCode CommandLine::tell(const CLI::ParseError& help)
+int CommandLine::tell(const CLI::ParseError& help)
 {
     std::stringstream text;
     app.exit(help, text, text);
@@ -195,7 +222,7 @@ ExitCode CommandLine::tell(const CLI::ParseError& help)
     {
         return fail(e.code(), e.what());
     }
-    return ExitCode::ok;
+    return static_cast<int>(ExitCode::ok);
 }
 
 const CLI::App& CommandLine::appInUse() const

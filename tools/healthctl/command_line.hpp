@@ -3,6 +3,7 @@
 
 /** @file The commands of healthctl and what they have in common. */
 
+#include "check_state.hpp"
 #include "context.hpp"
 #include "exit_code.hpp"
 #include "output/terminal.hpp"
@@ -11,6 +12,7 @@
 
 #include <functional>
 #include <iosfwd>
+#include <map>
 #include <string>
 
 namespace healthintf::healthctl
@@ -30,6 +32,17 @@ struct CommandText
 /** Does what a command is for. */
 using Work = std::function<ExitCode(const Context& context)>;
 
+/** A command for monitoring systems, which read one line on standard output and
+ *  the exit status of their own convention, whatever went wrong. */
+struct Check
+{
+    /** Tells how things are. */
+    std::function<CheckState(const Context& context)> run;
+    /** Tells why nobody knows. */
+    std::function<void(const Context& context, const std::string& why)>
+        tellFailure;
+};
+
 /** The command line: commands are added, then one of them is run. */
 class CommandLine
 {
@@ -48,6 +61,10 @@ class CommandLine
     /** Adds a command below another, as "get" below "lcd". */
     CLI::App& add(CLI::App& parent, const CommandText& text, Work work);
 
+    /** Adds a command that ends with a CheckState in place of an ExitCode. Its
+     *  failures, wrong usage too, end with CheckState::unknown. */
+    CLI::App& addCheck(const CommandText& text, Check check);
+
     /** Adds a command that only has others below it. */
     CLI::App& addGroup(const CommandText& text);
 
@@ -58,20 +75,26 @@ class CommandLine
     int run(int argc, const char* const* argv);
 
   private:
+    /** Does what a command is for, and returns the status to exit with. */
+    using Run = std::function<int(const Context& context)>;
+
+    CLI::App& addRun(CLI::App& parent, const CommandText& text, Run run);
     void addCommonOptions(CLI::App& command);
-    ExitCode work();
+    int work();
     void choosePlaces() const;
     Context context() const;
-    ExitCode fail(ExitCode code, const std::string& line);
-    ExitCode refuse(const CLI::ParseError& error);
-    ExitCode tell(const CLI::ParseError& help);
+    int fail(ExitCode code, const std::string& line);
+    int refuse(const CLI::ParseError& error);
+    int tell(const CLI::ParseError& help);
     const CLI::App& appInUse() const;
     std::string commandInUse() const;
 
     std::ostream& out;
     std::ostream& errors;
     CLI::App app;
-    Work chosen;
+    /** The commands that are checks. */
+    std::map<const CLI::App*, Check> checks;
+    Run chosen;
     bool json = false;
     bool userBus = false;
     ColorChoice color = ColorChoice::automatic;

@@ -7,9 +7,12 @@
 
 #include <array>
 #include <cstdlib>
+#include <functional>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include <directories.hpp>
 
@@ -191,6 +194,104 @@ TEST_F(CommandLineTest, ShowsHelpOnStandardOutput)
     EXPECT_EQ(run({"work", "--help"}, good), 0);
     EXPECT_THAT(out.str(), HasSubstr("Examples:\n  healthctl work"));
     EXPECT_EQ(errors.str(), "");
+}
+
+/** A program with the command "work" and the check "look". */
+class CheckTest : public CommandLineTest
+{
+  protected:
+    int run(std::vector<const char*> words,
+            const std::function<CheckState(const Context&)>& look)
+    {
+        CommandLine commands(out, errors);
+        commands.add({"work", "Works.", ""}, good);
+        commands
+            .addCheck({"look", "Looks.", "Examples:\n  healthctl look"},
+                      {.run = look,
+                       .tellFailure =
+                           [](const Context& context, const std::string& why) {
+                               context.out
+                                   << (context.json ? "json: " : "line: ")
+                                   << why << '\n';
+                           }})
+            .add_option("KEY");
+        words.insert(words.begin(), "healthctl");
+        return commands.run(static_cast<int>(words.size()), words.data());
+    }
+
+    static CheckState isBad(const Context& /*context*/)
+    {
+        return CheckState::critical;
+    }
+};
+
+TEST_F(CheckTest, EndsWithItsState)
+{
+    for (const CheckState state : {CheckState::ok, CheckState::warning,
+                                   CheckState::critical, CheckState::unknown})
+    {
+        EXPECT_EQ(run({"look"},
+                      [state](const Context&) {
+                          return state;
+                      }),
+                  static_cast<int>(state));
+    }
+    EXPECT_EQ(errors.str() + out.str(), "");
+}
+
+TEST_F(CheckTest, TellsFailuresInItsOwnWay)
+{
+    EXPECT_EQ(run({"look"},
+                  [](const Context&) -> CheckState {
+                      throw Error(ExitCode::notPermitted, "not for you\nmore");
+                  }),
+              3);
+    EXPECT_EQ(run({"look", "--json"},
+                  [](const Context&) -> CheckState {
+                      throw std::runtime_error("broken");
+                  }),
+              3);
+    EXPECT_EQ(out.str(), "line: not for you\njson: broken\n");
+    EXPECT_EQ(errors.str(), "");
+}
+
+TEST_F(CheckTest, TellsWrongUsageInItsOwnWay)
+{
+    using Words = std::vector<const char*>;
+    for (const Words& words :
+         {Words{"look", "--loud"}, Words{"look", "a", "b"}, Words{"look", ""},
+          Words{"--loud", "look"}, Words{"look", "--color", "pink"}})
+    {
+        out.str("");
+        EXPECT_EQ(run(words, isBad), 3) << words.back();
+        EXPECT_THAT(out.str(), testing::StartsWith("line: "));
+        EXPECT_THAT(out.str(), HasSubstr("see \"healthctl look --help\"\n"));
+        EXPECT_EQ(errors.str(), "") << words.back();
+    }
+}
+
+TEST_F(CheckTest, LeavesOtherCommandsAsTheyAre)
+{
+    EXPECT_EQ(run({"work", "--loud"}, isBad), 2);
+    EXPECT_EQ(out.str(), "");
+    EXPECT_THAT(errors.str(), HasSubstr("see \"healthctl work --help\"\n"));
+}
+
+TEST_F(CheckTest, TellsOnStandardErrorThatItsLineCannotBeWritten)
+{
+    EXPECT_EQ(run({"look"},
+                  [this](const Context&) {
+                      out.setstate(std::ios::badbit);
+                      return CheckState::ok;
+                  }),
+              3);
+    EXPECT_THAT(errors.str(), HasSubstr("unable to write the output"));
+}
+
+TEST_F(CheckTest, ShowsItsHelpAsOthersDo)
+{
+    EXPECT_EQ(run({"look", "--help"}, isBad), 0);
+    EXPECT_THAT(out.str(), HasSubstr("Examples:\n  healthctl look"));
 }
 
 } // namespace
