@@ -229,6 +229,8 @@ TEST_F(Terminal, ShellCompletesComponents)
 {
     EXPECT_THAT(listCompletions("healthctl tree rack/f"),
                 ElementsAre("rack/fan"));
+    EXPECT_THAT(listCompletions("healthctl check rack/p"),
+                ElementsAre("rack/psu"));
     EXPECT_THAT(listCompletions("healthctl hide --component rack/p"),
                 ElementsAre("rack/psu"));
 }
@@ -303,7 +305,7 @@ TEST(Help, HasExamplesForEveryCommand)
           "hide",      "unhide",     "dismiss",    "lcd",      "lcd get",
           "lcd set",   "sel",        "sel list",   "sel show", "sel add",
           "sel clear", "sel export", "sel import", "sel info", "watch",
-          "doctor"})
+          "doctor",    "check"})
     {
         const Answer help = runProgram(
             {"sh", "-c", std::string(HEALTHCTL " ") + command + " --help"});

@@ -28,6 +28,8 @@ constexpr const char* footer =
     "Exit status: 0 done; 1 nothing found, or not all is well; 2 wrong usage;\n"
     "3 nothing runs (no bus, service or data cache); 4 not permitted;\n"
     "5 anything else; 6 no such component, lost monitor or entry.\n"
+    "\"check\" ends as monitoring plugins do: 0 OK, 1 warning, 2 critical,\n"
+    "3 unknown.\n"
     "\n"
     "\"healthctl help COMMAND\" shows options and examples of a command.";
 

@@ -3,6 +3,7 @@
 
 #include "../../services/common/standard_streams.hpp"
 #include "command_line.hpp"
+#include "commands/check.hpp"
 #include "commands/count.hpp"
 #include "commands/dismiss.hpp"
 #include "commands/doctor.hpp"
@@ -31,6 +32,7 @@ int main(int argc, char** argv)
         addFaults(commands);
         addTop(commands);
         addCount(commands);
+        addCheck(commands);
         addLeds(commands);
         addHide(commands);
         addUnhide(commands);
