@@ -53,4 +53,15 @@ std::string readConfigFile(const std::filesystem::path& file)
     return content;
 }
 
+ConfigText readConfig(const std::filesystem::path& file,
+                      const std::filesystem::path& usual)
+{
+    if (file.empty() && !std::filesystem::exists(usual))
+    {
+        return {.text = "", .name = usual.string()};
+    }
+    const std::filesystem::path& used = file.empty() ? usual : file;
+    return {.text = readConfigFile(used), .name = used.string()};
+}
+
 } // namespace healthintf::services

@@ -24,4 +24,20 @@ toml::table parseToml(std::string_view text, const std::string& name);
  *          than 1 MiB */
 std::string readConfigFile(const std::filesystem::path& file);
 
+/** A configuration's text, and the name for its errors. */
+struct ConfigText
+{
+    std::string text;
+    std::string name;
+};
+
+/** Reads a configuration.
+ *
+ *  @param[in] file empty for the default file, which need not exist: without it
+ *             the text is empty
+ *  @param[in] usual the default file
+ *  @throws ConfigError as readConfigFile() */
+ConfigText readConfig(const std::filesystem::path& file,
+                      const std::filesystem::path& usual);
+
 } // namespace healthintf::services

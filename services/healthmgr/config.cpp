@@ -46,12 +46,8 @@ Config parseConfig(std::string_view text, const std::string& name)
 
 Config loadConfig(const fs::path& file, const fs::path& usual)
 {
-    if (file.empty() && !fs::exists(usual))
-    {
-        return parseConfig("", usual.string());
-    }
-    const fs::path& used = file.empty() ? usual : file;
-    return parseConfig(services::readConfigFile(used), used.string());
+    const auto [text, name] = services::readConfig(file, usual);
+    return parseConfig(text, name);
 }
 
 } // namespace healthintf::healthmgr

@@ -73,6 +73,20 @@ TEST(ConfigFile, IsRefusedWhenItIsNoRegularFile)
     }
 }
 
+TEST(ConfigFile, IsTheDefaultOneWhereNoneIsNamed)
+{
+    const test::TemporaryFolder folder;
+    const auto named = folder.write("named.toml", "a = 1");
+    const auto usual = folder.path() / "usual.toml";
+    EXPECT_EQ(readConfig("", usual).text, "");
+    EXPECT_EQ(readConfig("", usual).name, usual.string());
+    folder.write("usual.toml", "b = 2");
+    EXPECT_EQ(readConfig("", usual).text, "b = 2");
+    EXPECT_EQ(readConfig(named, usual).text, "a = 1");
+    EXPECT_EQ(readConfig(named, usual).name, named.string());
+    EXPECT_THROW(readConfig(folder.path() / "missing", usual), ConfigError);
+}
+
 TEST(ConfigFile, IsNamedWithTheLineThatIsNoToml)
 {
     EXPECT_EQ(parseToml("a = 1\n", "f").size(), 1U);
