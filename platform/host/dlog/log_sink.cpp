@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <string>
+#include <string_view>
 
 // The record has its own origin fields, so libsystemd must not add this line's.
 #define SD_JOURNAL_SUPPRESS_LOCATION
@@ -46,7 +47,8 @@ class PipeSignalBlocker
     PipeSignalBlocker(const PipeSignalBlocker&) = delete;
     PipeSignalBlocker& operator=(const PipeSignalBlocker&) = delete;
 
-    /** Drops the signal of a write that has failed, and no earlier one. */
+    /** Drops the signal of a write that has not written all, and no earlier
+     *  one. */
     void drop() const
     {
         constexpr timespec now{};
@@ -101,11 +103,18 @@ int writeAsText(int fd, const LogRecord& record)
     const std::string line = std::string(program_invocation_short_name) + ": " +
                              levelWord(record.level) + ": " +
                              printable(record.text) + "\n";
+    return writeText(fd, line);
+}
+
+int writeText(int fd, std::string_view text)
+{
     // A lost line must not end the daemon.
     const PipeSignalBlocker blocker;
     // One write(), so that lines of several processes do not mix.
-    const int error = write(fd, line.data(), line.size()) < 0 ? errno : 0;
-    if (error == EPIPE)
+    const ssize_t written = write(fd, text.data(), text.size());
+    const int error = written < 0 ? errno : 0;
+    // The reader may also end when it has read the beginning of a long line.
+    if (written < static_cast<ssize_t>(text.size()))
     {
         blocker.drop();
     }

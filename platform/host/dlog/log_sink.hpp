@@ -5,6 +5,8 @@
 
 #include "log_record.hpp"
 
+#include <string_view>
+
 namespace healthintf::host
 {
 
@@ -20,5 +22,11 @@ int writeToJournal(const LogRecord& record);
  *
  *  @return 0, or a negative errno */
 int writeAsText(int fd, const LogRecord& record);
+
+/** Writes a text to a file descriptor; no signal ends the process when it is a
+ *  pipe whose reader has ended.
+ *
+ *  @return 0, or a negative errno */
+int writeText(int fd, std::string_view text);
 
 } // namespace healthintf::host

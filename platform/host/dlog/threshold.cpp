@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "threshold.hpp"
 
+#include "log_sink.hpp"
+
+#include <unistd.h>
+
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 
@@ -20,10 +25,14 @@ int thresholdFromEnvironment()
     {
         return *level;
     }
-    // Not logged, as the log is being set up here.
-    std::fprintf(stderr,
-                 "HEALTHINTF_LOG_LEVEL=%s is no level from 0 to 9, using %d\n",
-                 text, defaultLogLevel);
+    // Not logged, as the log is being set up here. Allocates no memory, as a
+    // failure of that would end the program.
+    std::array<char, 200> line{};
+    std::snprintf(
+        line.data(), line.size(),
+        "HEALTHINTF_LOG_LEVEL=%.100s is no level from 0 to 9, using %d\n", text,
+        defaultLogLevel);
+    writeText(STDERR_FILENO, line.data());
     return defaultLogLevel;
 }
 

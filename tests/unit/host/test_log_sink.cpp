@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <thread>
 
 namespace healthintf::host
 {
@@ -75,6 +76,29 @@ TEST(LogAsText, DoesNotEndTheProcessWhenItsReaderHasEnded)
 {
     EXPECT_EQ(inChild([] {
                   return writeToNobody() == -EPIPE ? 0 : 1;
+              }),
+              0);
+}
+
+TEST(LogAsText, DoesNotEndTheProcessWhenItsReaderEndsAmidALongLine)
+{
+    EXPECT_EQ(inChild([] {
+                  std::array<int, 2> ends{};
+                  if (pipe(ends.data()) != 0)
+                  {
+                      return 1;
+                  }
+                  const int size = fcntl(ends[1], F_GETPIPE_SZ);
+                  LogRecord record = example;
+                  record.text.assign(2 * size, 'x');
+                  std::thread reader([&ends] {
+                      char first = 0;
+                      const bool read = ::read(ends[0], &first, 1) == 1;
+                      close(read ? ends[0] : -1);
+                  });
+                  const int result = writeAsText(ends[1], record);
+                  reader.join();
+                  return result;
               }),
               0);
 }

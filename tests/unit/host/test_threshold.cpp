@@ -5,6 +5,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <array>
 #include <cstdlib>
 
 namespace healthintf::host
@@ -55,6 +58,19 @@ TEST(LogThreshold, IsTheDefaultForAWrongLevelAndReportsIt)
               defaultLogLevel);
     EXPECT_EQ(errors,
               "HEALTHINTF_LOG_LEVEL=loud is no level from 0 to 9, using 4\n");
+}
+
+TEST(LogThreshold, EndsNoProcessWhenNobodyReadsItsReport)
+{
+    setenv("HEALTHINTF_LOG_LEVEL", "loud", 1);
+    EXPECT_EQ(inChild([] {
+                  std::array<int, 2> ends{};
+                  const bool made = pipe(ends.data()) == 0;
+                  close(ends[0]);
+                  dup2(ends[1], STDERR_FILENO);
+                  return made ? logThreshold() : -1;
+              }),
+              defaultLogLevel);
 }
 
 } // namespace
