@@ -48,8 +48,9 @@ extern "C"
 #endif
 
     /** Creates the object of a component, with the health healthOk (2) as long
-     *  as it has no fault. Writes the returned pointer to standard output, as
-     *  C++'s std::cout writes a pointer, without a newline.
+     *  as it has no fault. Writes the returned pointer to standard output at
+     *  once, as C++'s std::cout writes a pointer, without a newline; nothing
+     *  happens when nobody reads it.
      *
      *  All objects of a thread use the connection of its first call; the
      *  connection of a later call is ignored. The library takes a reference to

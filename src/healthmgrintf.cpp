@@ -6,6 +6,7 @@
 #include <hmi_fault_health.hpp>
 #include <hmi_health_value.hpp>
 #include <hmi_status.hpp>
+#include <platform/pipe_signal_blocker.hpp>
 
 #include <algorithm>
 #include <exception>
@@ -56,6 +57,25 @@ bool bindBus(sd_bus* bus)
     return bound;
 }
 
+/** Writes a pointer to standard output, which may be a pipe whose reader has
+ *  ended. What stayed in the buffer would end the process later. */
+void print(const void* pointer) noexcept
+{
+    const healthintf::PipeSignalBlocker blocker;
+    try
+    {
+        std::cout << pointer << std::flush;
+    }
+    catch (const std::exception&)
+    {
+        // The stream keeps the failure for its owner, the program.
+    }
+    if (!std::cout)
+    {
+        blocker.drop();
+    }
+}
+
 std::string orEmpty(const char* text)
 {
     return text == nullptr ? "" : text;
@@ -90,7 +110,7 @@ FaultAndHealth* FaultAndHealth_Initialization(sd_bus* bus,
         return bindBus(bus) ? FaultAndHealth::Init(gbus, name, healthOk, false)
                             : none;
     });
-    std::cout << static_cast<const void*>(object);
+    print(object);
     return object;
 }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bus_client.hpp"
+#include "child.hpp"
 #include "component_test.hpp"
 #include "private_bus.hpp"
 #include "raw_bus.hpp"
@@ -9,6 +10,10 @@
 
 #include <gmock/gmock.h>
 
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
 #include <functional>
 #include <iostream>
 #include <sstream>
@@ -374,6 +379,20 @@ class FlatInitialization : public LibraryTest
     BusClient client;
     Output output;
 };
+
+TEST(FlatOutput, EndsNoProcessWhenNobodyReadsIt)
+{
+    EXPECT_EQ(inChild([] {
+                  std::array<int, 2> ends{};
+                  const bool made = pipe(ends.data()) == 0;
+                  close(ends[0]);
+                  dup2(ends[1], STDOUT_FILENO);
+                  FaultAndHealth_Initialization(nullptr, "none");
+                  // As at the end of the process.
+                  return made ? std::fflush(stdout) : 1;
+              }),
+              0);
+}
 
 TEST_F(FlatInitialization, CreatesAComponentWithHealthOk)
 {

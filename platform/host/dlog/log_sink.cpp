@@ -3,6 +3,8 @@
 
 #include "../printable.hpp"
 
+#include <platform/pipe_signal_blocker.hpp>
+
 #include <sys/stat.h>
 #include <sys/uio.h>
 
@@ -10,9 +12,7 @@
 
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
-#include <ctime>
 #include <string>
 #include <string_view>
 
@@ -22,49 +22,6 @@
 
 namespace healthintf::host
 {
-namespace
-{
-
-/** Keeps SIGPIPE from this thread until it goes out of scope. */
-class PipeSignalBlocker
-{
-  public:
-    PipeSignalBlocker()
-    {
-        sigset_t waiting;
-        sigpending(&waiting);
-        wasWaiting = sigismember(&waiting, SIGPIPE) == 1;
-        sigemptyset(&signals);
-        sigaddset(&signals, SIGPIPE);
-        pthread_sigmask(SIG_BLOCK, &signals, &before);
-    }
-
-    ~PipeSignalBlocker()
-    {
-        pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    }
-
-    PipeSignalBlocker(const PipeSignalBlocker&) = delete;
-    PipeSignalBlocker& operator=(const PipeSignalBlocker&) = delete;
-
-    /** Drops the signal of a write that has not written all, and no earlier
-     *  one. */
-    void drop() const
-    {
-        constexpr timespec now{};
-        if (!wasWaiting)
-        {
-            sigtimedwait(&signals, nullptr, &now);
-        }
-    }
-
-  private:
-    sigset_t signals{};
-    sigset_t before{};
-    bool wasWaiting = false;
-};
-
-} // namespace
 
 bool standardErrorIsJournal()
 {
