@@ -155,6 +155,26 @@ void Segment::create()
     {
         fail(errno, hiddenName.string());
     }
+    leaveStandardStreams();
+}
+
+/** Moves the file to another descriptor if it has that of a standard stream,
+ *  which this process was started without: texts for the stream would be
+ *  written into the file. */
+void Segment::leaveStandardStreams()
+{
+    if (file.get() > STDERR_FILENO)
+    {
+        return;
+    }
+    FileDescriptor moved(fcntl(file.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    if (moved.get() < 0)
+    {
+        const int refused = errno;
+        discard();
+        fail(refused, hiddenName.string());
+    }
+    file = std::move(moved);
 }
 
 void Segment::map()

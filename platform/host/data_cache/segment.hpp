@@ -121,6 +121,7 @@ class Segment
 
   private:
     void create();
+    void leaveStandardStreams();
     void map();
     void discard() noexcept;
     SegmentHeader& header() const;

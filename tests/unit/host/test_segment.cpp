@@ -500,5 +500,21 @@ TEST_F(SegmentTest, UsesBlocksOfOtherSizesAsALastResort)
     EXPECT_EQ(readFrom(file).size(), again);
 }
 
+TEST_F(SegmentTest, IsNoStandardStreamOfAProcessWithoutThem)
+{
+    EXPECT_EQ(inChild([this] {
+                  close(STDIN_FILENO);
+                  close(STDOUT_FILENO);
+                  close(STDERR_FILENO);
+                  const Segment segment(file, capacity);
+                  return fcntl(STDIN_FILENO, F_GETFD) < 0 &&
+                                 fcntl(STDOUT_FILENO, F_GETFD) < 0 &&
+                                 fcntl(STDERR_FILENO, F_GETFD) < 0
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
 } // namespace
 } // namespace healthintf::host
