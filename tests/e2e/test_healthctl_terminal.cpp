@@ -4,6 +4,8 @@
 #include "healthctl.hpp"
 #include "log_client.hpp"
 
+#include <platform/data_abstraction/health_status.hpp>
+
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -249,6 +251,22 @@ TEST_F(Terminal, ShellCompletesLostMonitors)
     client.waitForHealth(hidden, 0);
     EXPECT_THAT(listCompletions("healthctl dismiss ''"),
                 UnorderedElementsAre("rack/lost", "rack/hidden"));
+}
+
+TEST_F(Terminal, ShellRunsNothingOfAComponentsKey)
+{
+    // Whoever may report can give a record any key.
+    for (const std::string& key : {rack + "/fa$(echo${IFS}x)",
+                                   rack + "/fa`echo${IFS}x`", rack + "/fa;x"})
+    {
+        ASSERT_EQ(datacache_healthstatus_create(key, {{"HealthStatus", 2U}}),
+                  0);
+        EXPECT_THAT(healthctl({"tree", "--paths"}).output,
+                    HasSubstr(key.substr(root.size() + 1)));
+        EXPECT_THAT(listCompletions("healthctl tree rack/f"),
+                    ElementsAre("rack/fan"));
+        EXPECT_EQ(datacache_healthstatus_remove(key), 0);
+    }
 }
 
 TEST_F(Terminal, ClosedOutputDoesNotReachTheBus)
