@@ -87,6 +87,14 @@ TEST_P(InstalledUnit, StartsAgainAlsoAfterABusThatDidNotStart)
     EXPECT_THAT(text, ContainsRegex("\nAfter=(.* )?dbus[.]socket"));
 }
 
+TEST_P(InstalledUnit, EndsBeforeTheBusWhenTheMachineShutsDown)
+{
+    // systemd ends units that have an order in the opposite one. The order
+    // after the socket alone does not hold for the bus itself.
+    EXPECT_THAT(readContent(unit()),
+                ContainsRegex("\nAfter=(.* )?dbus[.]service( |\n)"));
+}
+
 TEST_P(InstalledUnit, RunsAsAUserOfItsOwn)
 {
     const std::string user = GetParam() == "healthmgr" ? "healthintf"
