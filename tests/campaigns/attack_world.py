@@ -144,6 +144,7 @@ class AttackWorld(programs.World):
         text = (SEEN / f"data/systemd/{name}.service.in").read_text()
         unit.read_string(text.replace("\n@sandbox@\n", "\n"))
         program = self.build / "services" / name.removeprefix("health-") / name
+        arguments = arguments or programs.usual_arguments(name, SEEN / "source")
         return self.start_as(unit["Service"]["User"], name, [program, *arguments])
 
     def start_daemon(self, name="component-daemon", loop="sd-event", user=COLLEAGUE):

@@ -5,7 +5,7 @@ from gi.repository import GLib
 
 from load_scene import Scene
 from observation import ROOT, errors_of
-from programs import IGNORE_LOST_MONITORS
+from programs import usual_arguments
 
 KEY = f"{ROOT}/c"
 RECORD = bytes([0, 0, 2, 0, 0, 0, 0, 0, 0, 4, 1, 1, 1, 0x59, 0, 0])
@@ -119,7 +119,7 @@ def no_descriptors_of_manager(build):
         first = scene.daemon([KEY])
         first.collect()
         program = scene.world.build / "services/healthmgr/healthmgr"
-        manager = _with_descriptors(scene, 24, "healthmgr", [program, "--config", IGNORE_LOST_MONITORS])
+        manager = _with_descriptors(scene, 24, "healthmgr", [program, *usual_arguments("healthmgr")])
         scene.wait_until(
             "healthmgr owns its name", lambda: scene.client.owner("com.vexa.olvar.healthmgr")
         )

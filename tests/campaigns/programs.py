@@ -12,8 +12,6 @@ import subprocess
 import time
 
 SOURCE = pathlib.Path(__file__).parents[2]
-# The configuration of healthmgr for daemons that are killed all the time.
-IGNORE_LOST_MONITORS = SOURCE / "tests/support/ignore-lost-monitors.toml"
 # Seconds until a missing event counts as a failure.
 PATIENCE = 20.0
 
@@ -32,6 +30,14 @@ BUS_CONFIG = """\
 {limits}
 </busconfig>
 """
+
+
+def usual_arguments(name, source=SOURCE):
+    """How a service is started. healthmgr ignores lost monitors: campaigns kill
+    daemons all the time."""
+    if name == "healthmgr":
+        return ["--config", source / "tests/support/ignore-lost-monitors.toml"]
+    return []
 
 
 class Gone(Exception):
@@ -225,11 +231,8 @@ class World:
         return self._add(Bus(self.folder / "bus.conf", self))
 
     def start_service(self, name, *arguments):
-        """Starts a service. Without arguments healthmgr ignores lost monitors:
-        campaigns kill daemons all the time."""
-        if name == "healthmgr" and not arguments:
-            arguments = ("--config", IGNORE_LOST_MONITORS)
-        return self.start(name, [self.build / "services" / name / name, *arguments])
+        program = self.build / "services" / name / name
+        return self.start(name, [program, *(arguments or usual_arguments(name))])
 
     def start_daemon(self, name="component-daemon", loop="sd-event"):
         return self.start(name, [self.build / "tests/bus/component-daemon", loop])
