@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Reads any event table file and adds it to a table. */
+/** @file Reads any event table file, adds it to a table, and finds its
+ *  messages. */
 
 #include "event_description/event_table.hpp"
 #include "event_description/event_table_file.hpp"
@@ -13,6 +14,21 @@ namespace
 
 using namespace healthintf::host;
 
+/** Expects each message of a sensor type, unless it was left out, to be found
+ *  by its identifier. */
+void findMessages(const EventTable& table, const SensorType* type)
+{
+    for (const auto& [offset, state] :
+         type != nullptr ? type->states : EventStates{})
+    {
+        if (!table.findMessage(state.asserted.id) ||
+            !table.findMessage(state.deasserted.id))
+        {
+            std::abort();
+        }
+    }
+}
+
 void readAll(std::string_view text)
 {
     const EventTableFile file = parseEventTable(text);
@@ -25,6 +41,7 @@ void readAll(std::string_view text)
         {
             std::abort();
         }
+        findMessages(table, table.sensorType(code));
     }
 }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/** @file Reads any message registry and fills in each of its messages. */
+/** @file Reads any message registry with its notes, and fills in each of its
+ *  messages. */
 
 #include "fuzz_input.hpp"
 #include "message_registry/message_arguments.hpp"
@@ -27,13 +28,15 @@ void fill(const Message& message)
 
 void readAll(std::string_view text)
 {
-    const RegistryFile file = parseRegistry(text);
+    RegistryNotes notes;
+    const RegistryFile file = parseRegistry(text, &notes);
     MessageCatalog catalog;
     catalog.add(file);
     for (const auto& [key, message] : file.messages)
     {
         fill(message);
-        if (catalog.find(key, file.language) == nullptr)
+        if (catalog.find(key, file.language) == nullptr ||
+            notes.at(key).arguments.size() != message.arguments)
         {
             std::abort();
         }

@@ -38,6 +38,10 @@ int main(int argc, char** argv)
                           {"message", entry.message()},
                           {"args", entry.args()},
                           {"severity", entry.severity()},
+                          {"sensorPath", entry.sensorPath()},
+                          {"sensorNumber", entry.sensorNumber()},
+                          {"sensorType", entry.sensorType()},
+                          {"fqdd", entry.fqdd()},
                           {"hidden", entry.hidden()}});
     }
     std::map<std::string, SELEntry_gen> events;

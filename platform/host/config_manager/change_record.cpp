@@ -54,6 +54,20 @@ std::vector<uint8_t> encodeChange(const AttributeChange& change,
     return record;
 }
 
+std::optional<AttributeChange> decodeChange(const uint8_t* data,
+                                            uint64_t length)
+{
+    if (data == nullptr || length < fieldsSize)
+    {
+        return std::nullopt;
+    }
+    const auto read = [data](std::size_t offset) {
+        return static_cast<int32_t>(get32(data + offset));
+    };
+    return AttributeChange{read(CFGMGR_CHANGE_NEW_VALUE_OFFSET),
+                           read(CFGMGR_CHANGE_PREVIOUS_VALUE_OFFSET)};
+}
+
 const char* findSource(const uint8_t* data, uint64_t length)
 {
     if (data == nullptr || length < fieldsSize)

@@ -4,7 +4,10 @@
 /** @file The record that announces the change of an attribute; see
  *  platform/config_manager.h for its fields. */
 
+#include <platform/api.h>
+
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -26,6 +29,12 @@ struct AttributeChange
  *  @param[in] source who made it, without NUL; empty when that is not known */
 std::vector<uint8_t> encodeChange(const AttributeChange& change,
                                   std::string_view source);
+
+/** The values of a change in a record.
+ *
+ *  @return nothing when the record is too short */
+PLATFORM_API std::optional<AttributeChange> decodeChange(const uint8_t* data,
+                                                         uint64_t length);
 
 /** Finds the source name in a record, which any process may have sent.
  *

@@ -86,6 +86,12 @@ class SegmentReader
         return header().placeholders != 0;
     }
 
+    /** Changes with each change of the records. */
+    uint64_t generation() const
+    {
+        return header().generation;
+    }
+
     /** The bytes in use and the capacity, by the owner's account. */
     uint64_t usedBytes() const
     {

@@ -77,6 +77,24 @@ withdraw(std::map<std::string, std::string>& numbers, const EventState& state)
     return withdrawn;
 }
 
+/** Finds the message of an identifier without its category; the state's offset,
+ *  and whether it is asserted. */
+std::optional<std::pair<uint8_t, bool>> findNumber(const EventStates& states,
+                                                   const std::string& number)
+{
+    for (const auto& [offset, state] : states)
+    {
+        for (const bool assertion : {true, false})
+        {
+            if (withoutCategory(state.message(assertion).id) == number)
+            {
+                return std::pair{offset, assertion};
+            }
+        }
+    }
+    return std::nullopt;
+}
+
 std::string joinFolders(const std::vector<fs::path>& folders)
 {
     std::string list;
@@ -297,6 +315,46 @@ const EventState* EventTable::find(uint8_t sensor, uint8_t event,
     }
     const auto found = states->find(offset);
     return found == states->end() ? nullptr : &found->second;
+}
+
+std::optional<TableMessage> EventTable::findMessage(const std::string& id) const
+{
+    const auto category = categories.find(id.substr(0, categorySize));
+    if (category == categories.end())
+    {
+        return std::nullopt;
+    }
+    const uint8_t code = category->second;
+    const std::string number = id.substr(categorySize);
+    const SensorType& sensor = *sensorTypes.at(code);
+    const auto make = [&](const EventType* type, const EventStates& states,
+                          const Numbers& numbers) {
+        const auto found = findNumber(states, number);
+        return found ? std::optional(TableMessage{
+                           .message =
+                               states.at(found->first).message(found->second),
+                           .sensorType = sensor,
+                           .eventType = type,
+                           .offset = found->first,
+                           .assertion = found->second,
+                           .file = numbers.at(number)})
+                     : std::nullopt;
+    };
+    if (auto own = make(nullptr, sensor.states, sensorTypeNumbers.at(code)))
+    {
+        return own;
+    }
+    for (const std::unique_ptr<EventType>& type : eventTypes)
+    {
+        if (type != nullptr)
+        {
+            if (auto common = make(type.get(), type->states, commonNumbers))
+            {
+                return common;
+            }
+        }
+    }
+    return std::nullopt;
 }
 
 } // namespace healthintf::host

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -30,6 +31,19 @@ struct EventSource
 {
     std::string name;
     std::string_view text;
+};
+
+/** A message of the table, and where it belongs. It refers to the table. */
+struct TableMessage
+{
+    const EventMessage& message;
+    const SensorType& sensorType;
+    /** Null for a state that only sensors of this type have. */
+    const EventType* eventType;
+    uint8_t offset;
+    bool assertion;
+    /** The name of the file that describes the state. */
+    const std::string& file;
 };
 
 /** The events of all files. When several files describe a state, the first one
@@ -69,6 +83,10 @@ class EventTable
     /** Finds a state of a sensor; null when the table has none. */
     const EventState* find(uint8_t sensorType, uint8_t eventType,
                            uint8_t offset) const;
+
+    /** Finds the message that events have as their identifier, which begins
+     *  with the category of a sensor type; nothing when the table has none. */
+    std::optional<TableMessage> findMessage(const std::string& id) const;
 
   private:
     /** Identifiers without their categories, with the files that use them. */

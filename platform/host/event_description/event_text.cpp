@@ -123,6 +123,19 @@ collectArguments(const std::vector<std::string_view>& names,
 
 } // namespace
 
+std::vector<Placeholder> findPlaceholders(std::string_view text)
+{
+    std::vector<Placeholder> found;
+    for (const std::string_view name : argumentNames)
+    {
+        if (text.find("{" + std::string(name) + "}") != std::string_view::npos)
+        {
+            found.push_back({.name = name, .optional = isOptional(name)});
+        }
+    }
+    return found;
+}
+
 std::string textProblem(std::string_view text, TextUse use)
 {
     bool inBrackets = false;

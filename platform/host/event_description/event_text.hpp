@@ -35,6 +35,17 @@ enum class TextUse
     lcd,
 };
 
+/** A placeholder of a message. */
+struct Placeholder
+{
+    std::string_view name;
+    /** Whether some records lack a value for it. */
+    bool optional;
+};
+
+/** The placeholders of a valid message, in the order of the arguments. */
+std::vector<Placeholder> findPlaceholders(std::string_view text);
+
 /** What is wrong with a text of the table; empty when it is valid. */
 std::string textProblem(std::string_view text, TextUse use);
 

@@ -66,15 +66,6 @@ std::string catalogKey(const std::string& language, const std::string& id)
     return language + '\n' + id;
 }
 
-/** The first two numbers of a version, which Redfish uses in identifiers. */
-std::string shortVersion(const std::string& version)
-{
-    const auto first = version.find('.');
-    return first == std::string::npos
-               ? version
-               : version.substr(0, version.find('.', first + 1));
-}
-
 /** Removes the first number from a version and returns it. */
 unsigned int takeNumber(std::string_view& version)
 {
@@ -88,6 +79,14 @@ unsigned int takeNumber(std::string_view& version)
 }
 
 } // namespace
+
+std::string shortVersion(const std::string& version)
+{
+    const auto first = version.find('.');
+    return first == std::string::npos
+               ? version
+               : version.substr(0, version.find('.', first + 1));
+}
 
 bool isNewer(std::string_view version, std::string_view than)
 {
@@ -123,11 +122,9 @@ void MessageCatalog::add(const RegistryFile& file)
     {
         const auto message = std::make_shared<const Message>(content);
         noteSharedKey(key, file);
-        addUnder(key, file, message);
-        addUnder(file.prefix + "." + key, file, message);
-        addUnder(file.prefix + "." + shortVersion(file.version) + "." + key,
-                 file, message);
-        addUnder(file.prefix + "." + file.version + "." + key, file, message);
+        forEachIdentifier(file, key, [&](const std::string& id) {
+            addUnder(id, file, message);
+        });
     }
 }
 
@@ -180,6 +177,13 @@ const Message* MessageCatalog::find(const std::string& id,
 {
     const auto found = messages.find(catalogKey(language, id));
     return found == messages.end() ? nullptr : found->second.message.get();
+}
+
+std::string MessageCatalog::findFile(const std::string& id,
+                                     const std::string& language) const
+{
+    const auto found = messages.find(catalogKey(language, id));
+    return found == messages.end() ? std::string() : found->second.file;
 }
 
 } // namespace healthintf::host

@@ -36,6 +36,11 @@ class MessageCatalog
     const Message* find(const std::string& id,
                         const std::string& language) const;
 
+    /** The name of the file whose message find() finds; empty when there is no
+     *  such message. */
+    std::string findFile(const std::string& id,
+                         const std::string& language) const;
+
     std::size_t size() const
     {
         return messages.size();
@@ -69,6 +74,20 @@ class MessageCatalog
     std::unordered_map<std::string, Entry> messages;
     std::vector<SharedKey> sharedKeys;
 };
+
+/** The first two numbers of a version, which Redfish uses in identifiers. */
+std::string shortVersion(const std::string& version);
+
+/** Calls @p work with each identifier of a message; see MessageCatalog. */
+template <typename Work>
+void forEachIdentifier(const RegistryFile& file, const std::string& key,
+                       Work&& work)
+{
+    work(key);
+    work(file.prefix + "." + key);
+    work(file.prefix + "." + shortVersion(file.version) + "." + key);
+    work(file.prefix + "." + file.version + "." + key);
+}
 
 /** Whether a version, numbers separated by dots, is newer than another. */
 bool isNewer(std::string_view version, std::string_view than);

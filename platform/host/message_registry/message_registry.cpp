@@ -2,6 +2,7 @@
 #include "../data_files.hpp"
 #include "../failure_log.hpp"
 #include "../host_log.hpp"
+#include "known_message.hpp"
 #include "message_arguments.hpp"
 #include "message_catalog.hpp"
 
@@ -114,6 +115,18 @@ int fetch(const char* id, const char* language, const char* block,
 }
 
 } // namespace
+
+std::optional<KnownMessage> findMessage(const std::string& id)
+{
+    const Message* message = catalog().find(id, "en");
+    if (message == nullptr)
+    {
+        return std::nullopt;
+    }
+    return KnownMessage{.severity = message->severity,
+                        .arguments = message->arguments};
+}
+
 } // namespace healthintf::host
 
 int MsgRegGetContentWNByMsgID(const char* msgId, const char* language,

@@ -151,6 +151,43 @@ Message readMessage(const json& message)
             .arguments = readArgumentCount(message, *text)};
 }
 
+/** A text that only people need; empty when it is missing or no text. */
+std::string readNote(const json& value)
+{
+    return value.is_string() ? value.get<std::string>() : std::string();
+}
+
+/** A member of a message; null when it is missing. */
+json findMember(const json& message, const char* name)
+{
+    const auto found = message.find(name);
+    return found == message.end() ? json() : *found;
+}
+
+/** The text at a place of a list; empty when there is none. */
+std::string readListed(const json& list, std::size_t place)
+{
+    return list.is_array() && place < list.size() ? readNote(list[place])
+                                                  : std::string();
+}
+
+/** Reads what people are told of a valid message. */
+MessageNotes readNotes(const json& message, unsigned int arguments)
+{
+    MessageNotes notes{
+        .description = readNote(findMember(message, "Description")),
+        .resolution = readNote(findMember(message, "Resolution")),
+        .arguments = {}};
+    const json types = findMember(message, "ParamTypes");
+    const json descriptions = findMember(message, "ArgDescriptions");
+    for (unsigned int i = 0; i < arguments; ++i)
+    {
+        notes.arguments.push_back({.type = readListed(types, i),
+                                   .description = readListed(descriptions, i)});
+    }
+    return notes;
+}
+
 /** Describes what is wrong with a message, with its line. */
 std::string describeProblem(std::string_view text, const std::string& key,
                             const MessageError& error)
@@ -183,7 +220,7 @@ void noteProblem(RegistryFile& file, std::string_view text,
 
 } // namespace
 
-RegistryFile parseRegistry(std::string_view text)
+RegistryFile parseRegistry(std::string_view text, RegistryNotes* notes)
 {
     const json registry = parseJson(text);
     if (!registry.is_object())
@@ -208,7 +245,13 @@ RegistryFile parseRegistry(std::string_view text)
     {
         try
         {
-            file.messages.emplace(key, readMessage(message));
+            const auto added =
+                file.messages.emplace(key, readMessage(message)).first;
+            if (notes != nullptr)
+            {
+                notes->emplace(key,
+                               readNotes(message, added->second.arguments));
+            }
         }
         catch (const MessageError& e)
         {

@@ -33,6 +33,27 @@ struct Message
     unsigned int arguments = 0;
 };
 
+/** What a registry says of an argument; empty what it does not say. */
+struct ArgumentNotes
+{
+    /** "string" or "number". */
+    std::string type;
+    std::string description;
+};
+
+/** What a registry tells people of a message besides its text; empty what it
+ *  does not tell. */
+struct MessageNotes
+{
+    std::string description;
+    std::string resolution;
+    /** As many as the message takes. */
+    std::vector<ArgumentNotes> arguments;
+};
+
+/** The notes of a file's messages by their keys. */
+using RegistryNotes = std::map<std::string, MessageNotes>;
+
 /** The content of a registry file. */
 struct RegistryFile
 {
@@ -60,7 +81,10 @@ class RegistryError : public std::runtime_error
 
 /** Reads the text of a registry file.
  *
+ *  @param[out] notes unless it is null, gets those of the messages that are not
+ *              left out; daemons do not need them
  *  @throws RegistryError when it is no valid registry */
-RegistryFile parseRegistry(std::string_view text);
+RegistryFile parseRegistry(std::string_view text,
+                           RegistryNotes* notes = nullptr);
 
 } // namespace healthintf::host

@@ -48,6 +48,17 @@ TEST(ChangeRecord, HoldsTheValuesAsLittleEndianNumbers)
     EXPECT_EQ(previous, (Record{0xFE, 0xFF, 0xFF, 0xFF}));
 }
 
+TEST(ChangeRecord, GivesItsValuesBack)
+{
+    const Record record = encodeChange({0x01020304, -2}, "me");
+    const auto change = decodeChange(record.data(), record.size());
+    ASSERT_TRUE(change);
+    EXPECT_EQ(change->value, 0x01020304);
+    EXPECT_EQ(change->previous, -2);
+    EXPECT_FALSE(decodeChange(record.data(), fieldsSize - 1));
+    EXPECT_FALSE(decodeChange(nullptr, fieldsSize));
+}
+
 TEST(ChangeRecord, NamesItsSourceAfterTheFields)
 {
     const Record record = encodeChange({1, 0}, "me");

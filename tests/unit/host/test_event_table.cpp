@@ -330,5 +330,44 @@ TEST_F(EventTables, KeepOneCategoryForASensorType)
     EXPECT_EQ(table.sensorType(0xC0)->category, "BLD");
 }
 
+TEST_F(EventTables, FindTheMessageOfAnIdentifier)
+{
+    writeState("own/a.json", "0x01", "31");
+    folder.write(
+        "shipped/c.json",
+        eventTypeFile("0x03", "\"0x02\": " + eventState("{category}", "41")));
+    const EventTable table = load();
+
+    const auto own = table.findMessage("BLD931");
+    ASSERT_TRUE(own);
+    EXPECT_EQ(own->message.text, "{sensor} works.");
+    EXPECT_EQ(own->sensorType.name, "Blade");
+    EXPECT_EQ(own->eventType, nullptr);
+    EXPECT_EQ(own->offset, 1);
+    EXPECT_FALSE(own->assertion);
+    EXPECT_EQ(own->file, makePath("own/a.json"));
+
+    const auto common = table.findMessage("BLD41");
+    ASSERT_TRUE(common);
+    EXPECT_EQ(common->message.text, "{sensor} broke.");
+    EXPECT_EQ(common->sensorType.name, "Blade");
+    ASSERT_NE(common->eventType, nullptr);
+    EXPECT_EQ(common->eventType->name, "Own");
+    EXPECT_EQ(common->offset, 2);
+    EXPECT_TRUE(common->assertion);
+    EXPECT_EQ(common->file, makePath("shipped/c.json"));
+}
+
+TEST_F(EventTables, FindNoMessageOfAnUnknownIdentifier)
+{
+    writeState("own/a.json", "0x01", "31");
+    const EventTable table = load();
+    for (const char* id : {"", "B", "BLD", "BLD3", "BLD311", "bld31", "TMP31",
+                           "BLDx}31", "{category}31"})
+    {
+        EXPECT_FALSE(table.findMessage(id)) << id;
+    }
+}
+
 } // namespace
 } // namespace healthintf::host

@@ -91,5 +91,19 @@ TEST(EventText, MustCloseItsBrackets)
     }
 }
 
+TEST(EventText, HasItsPlaceholdersInTheOrderOfTheArguments)
+{
+    const auto found = findPlaceholders(
+        "At {number}, {sensor} is hot[: {reading}], {sensor} said.");
+    ASSERT_EQ(found.size(), 3U);
+    EXPECT_EQ(found[0].name, "sensor");
+    EXPECT_FALSE(found[0].optional);
+    EXPECT_EQ(found[1].name, "number");
+    EXPECT_FALSE(found[1].optional);
+    EXPECT_EQ(found[2].name, "reading");
+    EXPECT_TRUE(found[2].optional);
+    EXPECT_THAT(findPlaceholders("plain"), IsEmpty());
+}
+
 } // namespace
 } // namespace healthintf::host

@@ -233,5 +233,15 @@ TEST_F(MessageCatalogFolders, LeaveOutFilesThatAreNotRegular)
     EXPECT_EQ(formatText(MessageCatalog::load({folder.path()}), "Failed"), "c");
 }
 
+TEST_F(MessageCatalogFolders, TellWhichFileAMessageIsFrom)
+{
+    const std::string first = folder.write("a.json", content("First", "a"));
+    const std::string second = folder.write("b.json", content("Second", "b"));
+    const MessageCatalog catalog = MessageCatalog::load({folder.path()});
+    EXPECT_EQ(catalog.findFile("Failed", "en"), first);
+    EXPECT_EQ(catalog.findFile("Second.1.0.Failed", "en"), second);
+    EXPECT_EQ(catalog.findFile("Failed", "de"), "");
+}
+
 } // namespace
 } // namespace healthintf::host

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "address_sanitizer.hpp"
 #include "child.hpp"
+#include "message_registry/known_message.hpp"
 #include "no_more_descriptors.hpp"
 #include "temporary_folder.hpp"
 
@@ -242,6 +243,19 @@ TEST_F(MessageRegistry, LooksInTheSystemsFoldersWhenNoOthersAreNamed)
                   },
                   &errors),
               ENOENT);
+}
+
+TEST_F(MessageRegistry, TellsOfAMessageWhatItTakesAndHowBadItIs)
+{
+    EXPECT_TRUE(inChild([] {
+        using namespace healthintf::host;
+        const auto failed = findMessage("Fan.1.0.Failed");
+        const auto fine = findMessage("Fine");
+        return failed && failed->arguments == 2 &&
+               failed->severity == MessageSeverity::critical && fine &&
+               fine->arguments == 0 && fine->severity == MessageSeverity::ok &&
+               !findMessage("Fan.1.0.Unheard");
+    }));
 }
 
 } // namespace

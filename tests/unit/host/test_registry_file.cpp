@@ -127,5 +127,27 @@ TEST(RegistryFileText, MustHaveAHead)
               "line 3: Messages is no object");
 }
 
+TEST(RegistryFileText, GivesTheNotesOfTheMessagesThatAreNotLeftOut)
+{
+    RegistryNotes notes;
+    parseRegistry(registry(R"(
+"Failed": {"Message": "Fan %1 failed.", "MessageSeverity": "Critical",
+           "NumberOfArgs": 1, "Description": "It failed.",
+           "Resolution": "Replace it.", "ParamTypes": ["number"],
+           "ArgDescriptions": ["Which one."]},
+"Bad": {"Description": "Left out."},
+"Slow": {"Message": "Slow at %1.", "Severity": "Warning",
+         "NumberOfArgs": 2})"),
+                  &notes);
+    ASSERT_EQ(notes.size(), 2U);
+    EXPECT_EQ(notes.at("Failed").description, "It failed.");
+    EXPECT_EQ(notes.at("Failed").resolution, "Replace it.");
+    ASSERT_EQ(notes.at("Failed").arguments.size(), 1U);
+    EXPECT_EQ(notes.at("Failed").arguments[0].type, "number");
+    EXPECT_EQ(notes.at("Failed").arguments[0].description, "Which one.");
+    EXPECT_EQ(notes.at("Slow").resolution, "");
+    EXPECT_EQ(notes.at("Slow").arguments.size(), 2U);
+}
+
 } // namespace
 } // namespace healthintf::host
