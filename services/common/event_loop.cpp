@@ -154,9 +154,7 @@ EventSource EventLoop::onReadable(int fd, std::function<void()> action)
 EventSource EventLoop::onWritable(int fd, std::function<void()> action)
 {
     EventSource made = onIo(fd, EPOLLOUT, std::move(action));
-    checked(
-        sd_event_source_set_priority(made.source.get(), SD_EVENT_PRIORITY_IDLE),
-        "sd_event_source_set_priority");
+    yield(made);
     return made;
 }
 
@@ -194,6 +192,13 @@ void EventLoop::request(EventSource& source)
 {
     checked(sd_event_source_set_enabled(source.source.get(), SD_EVENT_ONESHOT),
             "sd_event_source_set_enabled");
+}
+
+void EventLoop::yield(EventSource& source)
+{
+    checked(sd_event_source_set_priority(source.source.get(),
+                                         SD_EVENT_PRIORITY_IDLE),
+            "sd_event_source_set_priority");
 }
 
 EventSource EventLoop::onTime(std::chrono::microseconds delay, uint64_t slack,

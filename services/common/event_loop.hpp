@@ -95,6 +95,9 @@ class EventLoop
     [[nodiscard]] EventSource onRequest(std::function<void()> action);
     static void request(EventSource& source);
 
+    /** Lets a source call only when nothing else waits. */
+    static void yield(EventSource& source);
+
     /** Calls @p action again and again, first after one @p period. */
     [[nodiscard]] EventSource every(std::chrono::microseconds period,
                                     std::function<void()> action);

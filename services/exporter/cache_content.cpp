@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "cache_content.hpp"
 
-#include "eviction_count.hpp"
+#include "../common/entry_path.hpp"
 #include "healthmgr/protocol.hpp"
 
 #include <platform/data_abstraction/fault_entry.hpp>
@@ -37,7 +37,8 @@ std::optional<CacheContent> readCacheContent()
     }
     for (const auto& [path, entry] : entries)
     {
-        FaultCounts& counts = content.faults[std::string(getComponent(path))];
+        FaultCounts& counts =
+            content.faults[std::string(services::getComponent(path))];
         ++counts[{entry.severity(), entry.hidden()}];
         content.lostMonitors +=
             entry.messageID() == host::monitorLostMessage ? 1 : 0;

@@ -3,9 +3,9 @@
 
 /** @file Collects the data of a scrape. */
 
+#include "../common/bus_link.hpp"
 #include "../common/event_loop.hpp"
 #include "brief_call.hpp"
-#include "bus_link.hpp"
 #include "fault_listener.hpp"
 #include "log_question.hpp"
 #include "snapshot.hpp"
@@ -28,7 +28,7 @@ class Collector
   private:
     // The connection calls the listener.
     FaultListener listener;
-    BusLink link;
+    services::BusLink link;
     BriefCall driver;
     BriefCall healthmgr;
     LogQuestion question;

@@ -1,16 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "eviction_count.hpp"
 
+#include "../common/entry_path.hpp"
+
 #include <hmi_fault_health.hpp>
 
 #include <data_cache/segment_format.hpp>
+
+#include <string_view>
 
 namespace healthintf::exporter
 {
 namespace
 {
-
-constexpr std::string_view entryFolder = "/entry/";
 
 /** The part of an entry's path that the component's entries share. It is
  *  another one after another process has taken the component over. */
@@ -25,13 +27,6 @@ std::string_view parseGroup(std::string_view entry)
 }
 
 } // namespace
-
-std::string_view getComponent(std::string_view entry)
-{
-    const std::size_t end = entry.rfind(entryFolder);
-    return end == std::string_view::npos ? std::string_view()
-                                         : entry.substr(0, end);
-}
 
 void EvictionCount::startAnew()
 {
@@ -93,7 +88,7 @@ void EvictionCount::removed(const std::string& entry)
     followed -= known ? 1 : 0;
     if (known && tooMany && counting)
     {
-        ++counted[std::string(getComponent(entry))];
+        ++counted[std::string(services::getComponent(entry))];
     }
     if (entries.empty())
     {

@@ -8,13 +8,9 @@
 #include <map>
 #include <set>
 #include <string>
-#include <string_view>
 
 namespace healthintf::exporter
 {
-
-/** The component of a fault entry's object path; empty when it is none. */
-std::string_view getComponent(std::string_view entry);
 
 /** Tells evicted faults from those that were removed. The signals of both are
  *  the same. But a component has more faults than its limit only after it

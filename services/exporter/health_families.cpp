@@ -136,7 +136,7 @@ void appendCache(std::vector<Family>& families, const Snapshot& snapshot)
         families.push_back(faults(*snapshot.cache));
         families.push_back(
             gauge("healthintf_lost_monitors",
-                  "Components whose daemons ended without giving them up.",
+                  "Components with the fault of a lost monitor.",
                   static_cast<double>(snapshot.cache->lostMonitors)));
     }
 }

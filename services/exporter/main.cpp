@@ -52,6 +52,8 @@ std::unique_ptr<exporter::Listener> makeListener(const Options& options)
 
 int serve(const Options& options)
 {
+    // Standard output may be a pipe whose reader has ended.
+    std::signal(SIGPIPE, SIG_IGN);
     const auto listener = makeListener(options);
     services::EventLoop loop;
     loop.exitOn({SIGINT, SIGTERM});

@@ -5,9 +5,9 @@
  *  on. */
 
 #include "../common/event_loop.hpp"
+#include "../common/loop_wakeup.hpp"
 #include "component_faults.hpp"
 #include "config.hpp"
-#include "loop_wakeup.hpp"
 #include "source_reader.hpp"
 #include "watch.hpp"
 
@@ -102,7 +102,8 @@ class Monitor
     Config config;
     std::filesystem::path root;
     ClaimOfDevice claim;
-    std::shared_ptr<LoopWakeup> wakeup = std::make_shared<LoopWakeup>();
+    std::shared_ptr<services::LoopWakeup> wakeup =
+        std::make_shared<services::LoopWakeup>();
     std::map<std::string, Component> components;
     std::map<SourceKey, WatchedSource> watchedSources;
     /** Also of sources that are gone, so that one that returns gets the same

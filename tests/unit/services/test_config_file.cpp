@@ -1,30 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/config_file.hpp"
 #include "common/config_table.hpp"
+#include "config_refusal.hpp"
 #include "temporary_folder.hpp"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <functional>
-
 namespace healthintf::services
 {
 namespace
 {
-
-std::string catchError(const std::function<void()>& read)
-{
-    try
-    {
-        read();
-    }
-    catch (const ConfigError& e)
-    {
-        return e.what();
-    }
-    return "read";
-}
 
 TEST(ConfigFile, IsReadWhole)
 {
@@ -37,11 +23,11 @@ TEST(ConfigFile, IsNamedWhenItCannotBeRead)
 {
     const test::TemporaryFolder folder;
     const std::string file = folder.path() / "none";
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   readConfigFile(file);
               }),
               file + ": unable to read it: No such file or directory");
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   readConfigFile(folder.path());
               }),
               folder.path().string() + ": unable to read it: Is a directory");
@@ -53,7 +39,7 @@ TEST(ConfigFile, MayHaveOneMebibyte)
     const std::string most(1 << 20, '#');
     EXPECT_EQ(readConfigFile(folder.write("most", most)), most);
     const std::string file = folder.write("more", most + "#");
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   readConfigFile(file);
               }),
               file + ": unable to read it: it has more than 1 MiB");
@@ -66,7 +52,7 @@ TEST(ConfigFile, IsRefusedWhenItIsNoRegularFile)
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     for (const std::string& endless : {pipe, std::string("/dev/zero")})
     {
-        EXPECT_EQ(catchError([&] {
+        EXPECT_EQ(test::catchConfigError([&] {
                       readConfigFile(endless);
                   }),
                   endless + ": unable to read it: it is no regular file");
@@ -90,7 +76,7 @@ TEST(ConfigFile, IsTheDefaultOneWhereNoneIsNamed)
 TEST(ConfigFile, IsNamedWithTheLineThatIsNoToml)
 {
     EXPECT_EQ(parseToml("a = 1\n", "f").size(), 1U);
-    EXPECT_EQ(catchError([] {
+    EXPECT_EQ(test::catchConfigError([] {
                   parseToml("a = 1\nb =\n", "f");
               }).substr(0, 5),
               "f:2: ");

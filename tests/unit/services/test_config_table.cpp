@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/config_table.hpp"
+#include "config_refusal.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,20 +20,6 @@ using testing::IsEmpty;
 class ConfigTableText : public testing::Test
 {
   protected:
-    template <typename Read>
-    std::string catchError(Read&& read)
-    {
-        try
-        {
-            read();
-        }
-        catch (const ConfigError& e)
-        {
-            return e.what();
-        }
-        return "read";
-    }
-
     toml::table parsed = toml::parse(R"(number = 5
 text = "word"
 empty = ""
@@ -47,15 +34,15 @@ TEST_F(ConfigTableText, GivesNumbersWithinTheirRange)
     EXPECT_EQ(table.number("number", 0, 5), 5);
     EXPECT_EQ(table.number("half", 0, 5), 0.5);
     EXPECT_EQ(table.number("missing", 0, 5, 3), 3);
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   table.number("number", 0, 4.5);
               }),
               "f:1: t.number: must be a number from 0 to 4.5");
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   table.number("text", 0, 4);
               }),
               "f:2: t.text: must be a number from 0 to 4");
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   table.number("missing", 0, 4);
               }),
               "f:1: t.missing: must be a number from 0 to 4");
@@ -68,13 +55,14 @@ TEST_F(ConfigTableText, GivesWholeNumbersWithinTheirRange)
     for (const auto& [key, least, most] :
          {std::tuple{"number", 6, 7}, std::tuple{"number", 3, 4}})
     {
-        EXPECT_EQ(catchError([&, key = key, least = least, most = most] {
-                      table.whole(key, least, most, least);
-                  }),
-                  "f:1: t.number: must be a whole number from " +
-                      std::to_string(least) + " to " + std::to_string(most));
+        EXPECT_EQ(
+            test::catchConfigError([&, key = key, least = least, most = most] {
+                table.whole(key, least, most, least);
+            }),
+            "f:1: t.number: must be a whole number from " +
+                std::to_string(least) + " to " + std::to_string(most));
     }
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   table.whole("half", 0, 1, 1);
               }),
               "f:4: t.half: must be a whole number from 0 to 1");
@@ -84,11 +72,11 @@ TEST_F(ConfigTableText, GivesOneOfSeveralNumbers)
 {
     EXPECT_EQ(table.readChoice("number", {1, 5}, 1), 5);
     EXPECT_EQ(table.readChoice("missing", {1, 5}, 1), 1);
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   table.readChoice("number", {1, 2}, 1);
               }),
               "f:1: t.number: must be one of 1, 2");
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   table.readChoice("half", {1, 2}, 1);
               }),
               "f:4: t.half: must be one of 1, 2");
@@ -98,11 +86,11 @@ TEST_F(ConfigTableText, GivesTexts)
 {
     EXPECT_EQ(table.text("text"), "word");
     EXPECT_EQ(table.text("missing", "usual"), "usual");
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   table.text("empty");
               }),
               "f:3: t.empty: must be a text");
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   table.text("number", "usual");
               }),
               "f:1: t.number: must be a text");
@@ -113,11 +101,11 @@ TEST_F(ConfigTableText, GivesFlags)
     EXPECT_TRUE(table.flag("truth", false));
     EXPECT_TRUE(table.flag("missing", true));
     EXPECT_FALSE(table.flag("missing", false));
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   table.flag("number", true);
               }),
               "f:1: t.number: must be true or false");
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   table.flag("text", true);
               }),
               "f:2: t.text: must be true or false");
@@ -141,12 +129,12 @@ cut = ["one\u0000two"]
           std::pair{"5: t.cut", "must have no NUL"}})
     {
         const std::string place(where);
-        EXPECT_EQ(catchError([&] {
+        EXPECT_EQ(test::catchConfigError([&] {
                       texts.texts(place.substr(place.find('.') + 1), {});
                   }),
                   "f:" + place + ": " + cause);
     }
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   table.texts("text", {});
               }),
               "f:2: t.text: must be a list of texts");
@@ -166,11 +154,11 @@ TEST_F(ConfigTableText, GivesOneOfSeveralTexts)
 {
     EXPECT_EQ(table.readChoice("text", {"word", "other"}), "word");
     EXPECT_EQ(table.readChoice("missing", {"word"}, "word"), "word");
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   table.readChoice("text", {"a", "b"});
               }),
               "f:2: t.text: must be one of \"a\", \"b\"");
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   table.readChoice("missing", {"a"});
               }),
               "f:1: t.missing: must be one of \"a\"");
@@ -181,7 +169,7 @@ TEST_F(ConfigTableText, RefusesAnUnknownKey)
     table.number("number", 0, 9);
     table.text("text");
     table.number("half", 0, 9);
-    EXPECT_EQ(catchError([&] {
+    EXPECT_EQ(test::catchConfigError([&] {
                   table.finish();
               }),
               "f:3: t.empty: is no known key");

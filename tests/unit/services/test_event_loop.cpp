@@ -73,6 +73,24 @@ TEST(EventLoopOfAThread, CallsForWritableDescriptorsAfterAllElse)
     close(readable);
 }
 
+TEST(EventLoopOfAThread, CallsWhoYieldsWhenNothingElseWaits)
+{
+    EventLoop loop;
+    std::string order;
+    auto last = loop.onRequest([&] {
+        order += 'l';
+        loop.exit(0);
+    });
+    EventLoop::yield(last);
+    auto first = loop.onRequest([&] {
+        order += 'f';
+    });
+    EventLoop::request(last);
+    EventLoop::request(first);
+    loop.run();
+    EXPECT_EQ(order, "fl");
+}
+
 TEST(EventLoopOfAThread, CallsOnceForAnyNumberOfRequests)
 {
     EventLoop loop;

@@ -214,12 +214,5 @@ TEST_F(Evictions, ForgetRemovalsBeyondTheLimitBeforeTheyCount)
     EXPECT_EQ(count.removals(), EvictionCount::mostEntries);
 }
 
-TEST(ComponentOf, IsThePathBeforeTheEntry)
-{
-    EXPECT_EQ(getComponent(entry(1)), fan);
-    EXPECT_EQ(getComponent("/a/entry/b/entry/Fault_04D20001_4"), "/a/entry/b");
-    EXPECT_EQ(getComponent("/a/b"), "");
-}
-
 } // namespace
 } // namespace healthintf::exporter

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "../config_refusal.hpp"
 #include "common/config_table.hpp"
 #include "config.hpp"
 #include "temporary_folder.hpp"
@@ -23,15 +24,9 @@ Config parse(const std::string& text)
 
 std::string catchError(const std::string& text)
 {
-    try
-    {
+    return test::catchConfigError([&text] {
         parse(text);
-    }
-    catch (const services::ConfigError& e)
-    {
-        return e.what();
-    }
-    return "read";
+    });
 }
 
 TEST(ConfigText, DescribesEveryKindOfWatch)

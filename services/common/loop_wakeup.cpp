@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <system_error>
 
-namespace healthintf::hostmon
+namespace healthintf::services
 {
 
 LoopWakeup::LoopWakeup() : fd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
@@ -37,4 +37,4 @@ void LoopWakeup::reset() const
     static_cast<void>(eventfd_read(fd, &count));
 }
 
-} // namespace healthintf::hostmon
+} // namespace healthintf::services

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "loop_wakeup.hpp"
+#include "common/loop_wakeup.hpp"
 
 #include <gtest/gtest.h>
 
 #include <poll.h>
 
-namespace healthintf::hostmon
+namespace healthintf::services
 {
 namespace
 {
@@ -29,4 +29,4 @@ TEST(LoopWakeup, IsReadableFromTheFirstWakeToTheReset)
 }
 
 } // namespace
-} // namespace healthintf::hostmon
+} // namespace healthintf::services

@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bus_link.hpp"
 
-#include "../common/service_log.hpp"
+#include "service_log.hpp"
 
 #include <cstring>
 #include <utility>
 
-namespace healthintf::exporter
+namespace healthintf::services
 {
 
-BusLink::BusLink(services::EventLoop& loop, Opened opened) :
-    loop(loop), opened(std::move(opened)), clock(loop.every(pause, [this] {
+BusLink::BusLink(EventLoop& loop, Opened opened, int priority) :
+    loop(loop), opened(std::move(opened)), priority(priority),
+    clock(loop.every(pause, [this] {
         openIfLost();
     }))
 {
@@ -42,14 +43,14 @@ void BusLink::open()
         bus.reset(raw);
         // The end of the loop would wait until a bus that hangs has greeted.
         sd_bus_set_close_on_exit(raw, 0);
-        result = sd_bus_attach_event(raw, loop.get(), SD_EVENT_PRIORITY_NORMAL);
+        result = sd_bus_attach_event(raw, loop.get(), priority);
     }
     if (result < 0)
     {
         bus.reset();
         if (!std::exchange(told, true))
         {
-            SERVICE_LOG(services::log::warning, "%s.%d.%s: no bus: %s",
+            SERVICE_LOG(log::warning, "%s.%d.%s: no bus: %s",
                         std::strerror(-result));
         }
         return;
@@ -58,4 +59,4 @@ void BusLink::open()
     opened(raw);
 }
 
-} // namespace healthintf::exporter
+} // namespace healthintf::services

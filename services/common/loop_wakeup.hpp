@@ -3,7 +3,7 @@
 
 /** @file Wakes the event loop from other threads. */
 
-namespace healthintf::hostmon
+namespace healthintf::services
 {
 
 /** A descriptor that is readable from wake() on until reset(). */
@@ -29,4 +29,4 @@ class LoopWakeup
     int fd;
 };
 
-} // namespace healthintf::hostmon
+} // namespace healthintf::services

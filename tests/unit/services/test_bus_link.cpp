@@ -1,17 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "bus_link.hpp"
-#include "listener.hpp"
+#include "common/bus_link.hpp"
 #include "private_bus.hpp"
+#include "storage/file_descriptor.hpp"
+#include "temporary_folder.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
-namespace healthintf::exporter
+namespace healthintf::services
 {
 namespace
 {
@@ -45,6 +52,24 @@ class BusLinkTest : public testing::Test
         });
     }
 
+    /** A socket that takes connections and answers none. */
+    static host::FileDescriptor listenAt(const std::filesystem::path& name)
+    {
+        host::FileDescriptor listening(
+            socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        name.string().copy(address.sun_path, sizeof(address.sun_path) - 1);
+        const void* const any = &address;
+        if (bind(listening.get(), static_cast<const sockaddr*>(any),
+                 sizeof(address)) != 0 ||
+            listen(listening.get(), 1) != 0)
+        {
+            throw std::system_error(errno, std::generic_category(), name);
+        }
+        return listening;
+    }
+
     BusLink::Opened count()
     {
         return [this](sd_bus*) {
@@ -68,7 +93,7 @@ class BusLinkTest : public testing::Test
         setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
     }
 
-    services::EventLoop loop;
+    EventLoop loop;
     int opened = 0;
 };
 
@@ -117,7 +142,7 @@ TEST_F(BusLinkTest, LetsItsLoopEndWhileTheBusDoesNotAnswerHello)
 {
     const test::TemporaryFolder folder;
     const auto name = folder.path() / "bus";
-    const Listener silent(name);
+    const host::FileDescriptor silent = listenAt(name);
     useBusAt(name);
     const BusLink link(loop, count());
 
@@ -128,4 +153,4 @@ TEST_F(BusLinkTest, LetsItsLoopEndWhileTheBusDoesNotAnswerHello)
 }
 
 } // namespace
-} // namespace healthintf::exporter
+} // namespace healthintf::services

@@ -3,7 +3,7 @@
 
 /** @file A connection to the bus that is made again when it is lost. */
 
-#include "../common/event_loop.hpp"
+#include "event_loop.hpp"
 
 #include <platform/bus_handles.hpp>
 
@@ -13,7 +13,7 @@
 #include <functional>
 #include <memory>
 
-namespace healthintf::exporter
+namespace healthintf::services
 {
 
 /** A connection to the bus, run by an event loop. Nothing here waits: a bus
@@ -30,8 +30,10 @@ class BusLink
      *
      *  @param[in] loop runs the connection; must outlive this object
      *  @param[in] opened is given each new connection, before anything is
-     *             received on it */
-    BusLink(services::EventLoop& loop, Opened opened);
+     *             received on it
+     *  @param[in] priority of what is received, as sd-event has it */
+    BusLink(EventLoop& loop, Opened opened,
+            int priority = SD_EVENT_PRIORITY_NORMAL);
     ~BusLink();
     BusLink(const BusLink&) = delete;
     BusLink& operator=(const BusLink&) = delete;
@@ -44,12 +46,13 @@ class BusLink
     void openIfLost();
     void open();
 
-    services::EventLoop& loop;
+    EventLoop& loop;
     Opened opened;
+    int priority;
     ClosedBusPtr bus;
     /** Whether the log has a line about the missing bus. */
     bool told = false;
-    services::EventSource clock;
+    EventSource clock;
 };
 
-} // namespace healthintf::exporter
+} // namespace healthintf::services
