@@ -3,17 +3,26 @@
 
 #include "../services/common/connection.hpp"
 #include "../services/common/event_loop.hpp"
+#include "acknowledgement_requests.hpp"
+#include "acknowledgements.hpp"
 #include "attribute_requests.hpp"
+#include "boot_clock.hpp"
+#include "directories.hpp"
 #include "dismissal.hpp"
 #include "hosted_nodes.hpp"
 #include "node_requests.hpp"
 #include "peer_users.hpp"
+#include "raise_requests.hpp"
+#include "raised_faults.hpp"
+#include "silence_requests.hpp"
+#include "silences.hpp"
 #include "stranger.hpp"
 #include "surroundings.hpp"
 #include "tree_keeper.hpp"
 
 #include <platform/signal_blocker.hpp>
 
+#include <filesystem>
 #include <optional>
 #include <utility>
 
@@ -21,6 +30,7 @@ namespace
 {
 
 using namespace healthintf;
+namespace fs = std::filesystem;
 using namespace healthintf::test;
 
 const std::vector<KnownMessage> known{
@@ -40,6 +50,22 @@ const std::vector<KnownMessage> known{
      "com.vexa.olvar.healthmgr.Attributes", "Set", "sis"},
     {SD_BUS_MESSAGE_METHOD_CALL, "/com/vexa/olvar/healthmgr",
      "com.vexa.olvar.healthmgr.LostMonitors", "Dismiss", "s"},
+    {SD_BUS_MESSAGE_METHOD_CALL, "/com/vexa/olvar/healthmgr",
+     "com.vexa.olvar.healthmgr.Silences", "Add", "a{sv}"},
+    {SD_BUS_MESSAGE_METHOD_CALL, "/com/vexa/olvar/healthmgr",
+     "com.vexa.olvar.healthmgr.Silences", "End", "t"},
+    {SD_BUS_MESSAGE_METHOD_CALL, "/com/vexa/olvar/healthmgr",
+     "com.vexa.olvar.healthmgr.Silences", "List", ""},
+    {SD_BUS_MESSAGE_METHOD_CALL, "/com/vexa/olvar/healthmgr",
+     "com.vexa.olvar.healthmgr.Acknowledgements", "Acknowledge", "ss"},
+    {SD_BUS_MESSAGE_METHOD_CALL, "/com/vexa/olvar/healthmgr",
+     "com.vexa.olvar.healthmgr.Acknowledgements", "Withdraw", "s"},
+    {SD_BUS_MESSAGE_SIGNAL, "/com/vexa/olvar/health/a/entry/b",
+     "com.vexa.olvar.healthmgr.FaultEntry", "FaultEntryAdded", "sssastusuu"},
+    {SD_BUS_MESSAGE_METHOD_CALL, "/com/vexa/olvar/healthmgr",
+     "com.vexa.olvar.healthmgr.RaisedFaults", "Raise", "ssassuub"},
+    {SD_BUS_MESSAGE_METHOD_CALL, "/com/vexa/olvar/healthmgr",
+     "com.vexa.olvar.healthmgr.RaisedFaults", "Clear", "ss"},
 };
 
 } // namespace
@@ -56,6 +82,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     const healthmgr::NodeRequests requests(connection, nodes, users);
     const healthmgr::AttributeRequests attributes(connection);
     const healthmgr::Dismissal dismissal(connection, nodes);
+    const fs::path folder = host::stateDirectory() / "healthmgr";
+    healthmgr::Silences silences(folder / "silences.toml",
+                                 healthmgr::systemClocks(folder / "boot"));
+    const healthmgr::SilenceRequests silenceRequests(connection, loop, users,
+                                                     silences);
+    healthmgr::Acknowledgements acknowledgements(folder /
+                                                 "acknowledgements.toml");
+    const healthmgr::AcknowledgementRequests acknowledgementRequests(
+        connection, loop, users, acknowledgements);
+    healthmgr::RaisedFaults raised(loop, nodes, {});
+    const healthmgr::RaiseRequests raiseRequests(connection, raised);
     const healthmgr::TreeKeeper keeper(connection, loop, nodes, users);
     Stranger stranger(connection.bus(), [&loop] {
         while (sd_event_run(loop.get(), 0) > 0)

@@ -52,6 +52,16 @@ void forEachBeside(const Healths& records, const std::string& text,
     }
 }
 
+/** Whether the key of a sibling begins with the key. */
+bool hasStranger(const Healths& records, const std::string& key)
+{
+    bool found = false;
+    forEachBeside(records, key, [&found](const std::string&) {
+        found = true;
+    });
+    return found;
+}
+
 void tell(const Healths& records, const std::string& key,
           HealthComparison::Findings& findings)
 {
@@ -115,9 +125,11 @@ HealthComparison::Findings HealthComparison::compare(
     {
         const auto found = worst.find(key);
         const uint32_t expected = found == worst.end() ? 0 : found->second;
-        // A daemon's node may be worse than its children, by its own faults.
+        // A daemon's node may be worse than its children, by its own faults, or
+        // because it took a sibling for its child.
         const bool hosted = isHosted(key);
-        if (held == expected || (held > expected && !hosted))
+        if (held == expected ||
+            (held > expected && !hosted && !hasStranger(records, key)))
         {
             continue;
         }

@@ -54,15 +54,18 @@ class HealthComparison
     Findings compare(const Healths& records,
                      const std::function<bool(const std::string&)>& isHosted);
 
-    /** Notes that a node has ended and its parent was told so. */
+    /** Notes that a node has ended and its parent was told so. The next node of
+     *  the key may have the same health. */
     void noteEnd(const std::string& key)
     {
         known.erase(key);
+        noteUpdate(key);
     }
 
-    /** Notes that a node heard an update of a child. If it is a daemon's, the
-     *  update may have undone its repair, as that of an older holder of the
-     *  child's key does. */
+    /** Notes that a node heard an update of a child, or reported its health. If
+     *  it is a daemon's, the update may have undone its repair, as that of an
+     *  older holder of the child's key does; and a node that reports may be a
+     *  new one, with the same health as the one that was told. */
     void noteUpdate(const std::string& key);
 
     /** Forgets the repairs of this process's nodes that did not help, so that

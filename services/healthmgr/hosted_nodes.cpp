@@ -28,6 +28,19 @@ namespace log = services::log;
 
 using health_namespace::FaultAndHealth;
 
+namespace
+{
+
+/** Whether a living process other than this one has a record of a key. */
+bool isHeldByDaemon(const std::string& key, const host::RecordOwners& owners)
+{
+    const auto owner = owners.find(key);
+    return owner != owners.end() &&
+           !(owner->second == host::ProcessIdentity::self());
+}
+
+} // namespace
+
 bool hasNodesBelow(const std::string& key)
 {
     std::map<std::string, HealthStatus_gen> below;
@@ -171,6 +184,7 @@ bool HostedNodes::make(const std::string& key)
     }
     nodes.insert_or_assign(key, std::move(node));
     reportLost(key);
+    reportOthers(key);
     return host::findHealthRecord(key).has_value();
 }
 
@@ -200,9 +214,7 @@ std::vector<std::string> HostedNodes::overtaken() const
     std::vector<std::string> keys;
     for (const auto& [key, node] : nodes)
     {
-        const auto owner = owners.find(key);
-        if (owner != owners.end() &&
-            !(owner->second == host::ProcessIdentity::self()))
+        if (isHeldByDaemon(key, owners))
         {
             keys.push_back(key);
         }
@@ -222,7 +234,7 @@ std::vector<std::string> HostedNodes::withoutRecord() const
     {
         keys.push_back(key);
     }
-    for (const auto& [key, monitor] : lost.all())
+    for (const std::string& key : withFaults())
     {
         keys.push_back(key);
     }
@@ -232,12 +244,35 @@ std::vector<std::string> HostedNodes::withoutRecord() const
     return keys;
 }
 
+/** The components that healthmgr itself reports faults of. */
+std::vector<std::string> HostedNodes::withFaults() const
+{
+    std::vector<std::string> keys;
+    if (faults != nullptr)
+    {
+        keys = faults->components();
+    }
+    for (const auto& [key, monitor] : lost.all())
+    {
+        keys.push_back(key);
+    }
+    return keys;
+}
+
+FaultAndHealth* HostedNodes::find(const std::string& key) const
+{
+    const auto node = nodes.find(key);
+    return node == nodes.end() ? nullptr : node->second.get();
+}
+
 void HostedNodes::lend(const std::string& key)
 {
     remove(key);
-    if (lost.remove(key))
+    const bool wasLost = lost.remove(key);
+    const bool hadOthers = faults != nullptr && faults->giveUp(key);
+    if ((wasLost || hadOthers) && !slots.hasAsker(key))
     {
-        // The node was needed only for the daemon's sake.
+        // The node was needed only until a daemon has the component.
         slots.remove(key);
     }
     else
@@ -252,18 +287,13 @@ void HostedNodes::remove(const std::string& key)
     reportedLost.erase(key);
 }
 
-/** Whether a living process other than this one has a record of a key. */
-bool HostedNodes::isHeldByDaemon(const std::string& key) const
-{
-    const auto record = host::findHealthRecord(key);
-    return record && !(record->owner == host::ProcessIdentity::self());
-}
-
 void HostedNodes::noteLost(const std::vector<host::LeftNode>& left)
 {
+    host::RecordOwners owners;
+    host::listNodeOwners(owners);
     auto unwatched = left;
-    std::erase_if(unwatched, [this](const host::LeftNode& node) {
-        return isHeldByDaemon(node.key);
+    std::erase_if(unwatched, [&owners](const host::LeftNode& node) {
+        return isHeldByDaemon(node.key, owners);
     });
     for (const std::string& key : lost.add(std::move(unwatched)))
     {
@@ -293,24 +323,41 @@ void HostedNodes::takeLostBack(const std::string& key)
     if (reportedLost.erase(key) > 0)
     {
         withdrawLostMonitor(*nodes.at(key));
+        // It has taken all faults of the node back.
+        reportOthers(key);
+    }
+}
+
+/** Reports the other faults of healthmgr on a node that has none. */
+void HostedNodes::reportOthers(const std::string& key)
+{
+    if (faults != nullptr && faults->has(key))
+    {
+        faults->report(key, *nodes.at(key));
     }
 }
 
 void HostedNodes::keepLost()
 {
-    std::vector<std::string> watched;
-    for (const auto& [key, monitor] : lost.all())
+    host::RecordOwners owners;
+    const std::vector<std::string> keys = withFaults();
+    if (!keys.empty())
     {
-        if (isHeldByDaemon(key))
-        {
-            watched.push_back(key);
-        }
+        host::listNodeOwners(owners);
+    }
+    for (const std::string& key : keys)
+    {
         // It may have failed before.
         reportLost(key);
-    }
-    for (const std::string& key : watched)
-    {
-        lost.remove(key);
+        // A node that is still hosted here ends with lend().
+        if (isHeldByDaemon(key, owners) && !hosts(key))
+        {
+            lost.remove(key);
+            if (faults != nullptr)
+            {
+                faults->giveUp(key);
+            }
+        }
     }
     lost.save();
 }
@@ -322,14 +369,8 @@ bool HostedNodes::dismissLost(const std::string& key)
         return false;
     }
     lost.save();
-    if (hasNodesBelow(key))
-    {
-        takeLostBack(key);
-    }
-    else
-    {
-        release(key);
-    }
+    takeLostBack(key);
+    releaseUnneeded(key);
     return true;
 }
 
@@ -370,6 +411,15 @@ HostedNodes::Outcome HostedNodes::renew(const std::string& key)
     return makeAll({key}, std::nullopt);
 }
 
+void HostedNodes::releaseUnneeded(const std::string& key)
+{
+    if (key != names::root && !hasFault(key) && !slots.hasAsker(key) &&
+        !hasNodesBelow(key))
+    {
+        release(key);
+    }
+}
+
 void HostedNodes::release(const std::string& key)
 {
     remove(key);
@@ -394,9 +444,9 @@ void HostedNodes::releaseIdle(NodeSlots::Clock::time_point now)
         keys.insert(keys.end(), key);
     }
     std::set<std::string> needed;
-    for (const auto& [key, monitor] : lost.all())
+    for (const std::string& key : withFaults())
     {
-        needed.insert(needed.end(), key);
+        needed.insert(key);
     }
     for (const std::string& key : slots.idle(keys, needed, now))
     {

@@ -4,6 +4,7 @@
 /** @file The nodes that healthmgr hosts itself, because no daemon does. */
 
 #include "../common/growing_pause.hpp"
+#include "hosted_faults.hpp"
 #include "lost_monitors.hpp"
 #include "node_slots.hpp"
 
@@ -88,16 +89,33 @@ class HostedNodes
     void keepLost();
 
     /** Takes the fault of a lost monitor back. The node goes if nothing is
-     *  below it.
+     *  below it and no client requested it.
      *
      *  @return whether there was one */
     bool dismissLost(const std::string& key);
 
-    /** Whether a component's daemon has ended without giving it up. */
-    bool hasLostMonitor(const std::string& key) const
+    /** Whether healthmgr itself reports a fault of a component. */
+    bool hasFault(const std::string& key) const
     {
-        return lost.find(key) != nullptr;
+        return lost.find(key) != nullptr ||
+               (faults != nullptr && faults->has(key));
     }
+
+    /** Hosts the components that have other faults of healthmgr, too.
+     *
+     *  @param[in] others may be null; otherwise they must outlive this object,
+     *             or the call that replaces them */
+    void holdFor(HostedFaults* others)
+    {
+        faults = others;
+    }
+
+    /** @return null when the node is not hosted here */
+    health_namespace::FaultAndHealth* find(const std::string& key) const;
+
+    /** Removes a node, unless it is the root, has a fault of healthmgr, or
+     *  nodes below it. */
+    void releaseUnneeded(const std::string& key);
 
     /** Replaces a hosted node by a new one. Without an answer of the bus, the
      *  node stays. */
@@ -122,12 +140,14 @@ class HostedNodes
     void remove(const std::string& key);
     void reportLost(const std::string& key);
     void takeLostBack(const std::string& key);
-    bool isHeldByDaemon(const std::string& key) const;
+    void reportOthers(const std::string& key);
+    std::vector<std::string> withFaults() const;
     bool knowsRecords(const std::vector<std::string>& missing) const;
 
     sdbusplus::bus_t& bus;
     NodeSlots slots;
     LostMonitors lost;
+    HostedFaults* faults = nullptr;
     std::function<void()> onDeafNode;
     services::GrowingPause pauses;
     /** No node is made before this time. */

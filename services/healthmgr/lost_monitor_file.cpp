@@ -3,30 +3,29 @@
 
 #include "../common/config_file.hpp"
 #include "../common/config_table.hpp"
+#include "kept_file.hpp"
 
 #include <limits>
-#include <sstream>
 #include <utility>
 
 namespace healthintf::healthmgr
 {
 
-namespace fs = std::filesystem;
 using services::ConfigTable;
 
 namespace
 {
 
 /** The array of tables. */
-constexpr const char* tableName = "lost";
+constexpr const char* tableOfLostMonitor = "lost";
 
 /** The names of a table's values. */
-constexpr const char* keyName = "component";
-constexpr const char* processName = "process";
-constexpr const char* pidName = "pid";
-constexpr const char* userName = "user";
-constexpr const char* faultsName = "faults";
-constexpr const char* worstName = "worst";
+constexpr const char* keyOfLostMonitor = "component";
+constexpr const char* processOfLostMonitor = "process";
+constexpr const char* pidOfLostMonitor = "pid";
+constexpr const char* userOfLostMonitor = "user";
+constexpr const char* faultsOfLostMonitor = "faults";
+constexpr const char* worstOfLostMonitor = "worst";
 
 constexpr double mostNumber = std::numeric_limits<uint32_t>::max();
 
@@ -35,34 +34,33 @@ void readMonitor(ConfigTable& table, LostMonitorMap& monitors)
     const auto number = [&table](const char* name) {
         return static_cast<uint32_t>(table.number(name, 0, mostNumber, 0));
     };
-    std::string key = table.text(keyName);
+    std::string key = table.text(keyOfLostMonitor);
     // An empty name is left out.
-    LostMonitor monitor{.process = table.has(processName)
-                                       ? table.text(processName)
+    LostMonitor monitor{.process = table.has(processOfLostMonitor)
+                                       ? table.text(processOfLostMonitor)
                                        : std::string(),
-                        .pid = number(pidName),
-                        .user = number(userName),
-                        .faults = number(faultsName),
-                        .worst = number(worstName)};
-    table.finish();
+                        .pid = number(pidOfLostMonitor),
+                        .user = number(userOfLostMonitor),
+                        .faults = number(faultsOfLostMonitor),
+                        .worst = number(worstOfLostMonitor)};
     monitors.insert_or_assign(std::move(key), std::move(monitor));
 }
 
 toml::table format(const std::string& key, const LostMonitor& monitor)
 {
     toml::table table;
-    table.insert(keyName, key);
+    table.insert(keyOfLostMonitor, key);
     if (!monitor.process.empty())
     {
-        table.insert(processName, monitor.process);
+        table.insert(processOfLostMonitor, monitor.process);
     }
     const auto put = [&table](const char* name, auto value) {
         table.insert(name, static_cast<int64_t>(value));
     };
-    put(pidName, monitor.pid);
-    put(userName, monitor.user);
-    put(faultsName, monitor.faults);
-    put(worstName, monitor.worst);
+    put(pidOfLostMonitor, monitor.pid);
+    put(userOfLostMonitor, monitor.user);
+    put(faultsOfLostMonitor, monitor.faults);
+    put(worstOfLostMonitor, monitor.worst);
     return table;
 }
 
@@ -70,50 +68,24 @@ toml::table format(const std::string& key, const LostMonitor& monitor)
 
 LostMonitorMap parseLostMonitors(std::string_view text, const std::string& name)
 {
-    const toml::table root = services::parseToml(text, name);
-    const toml::node* tables = root.get(tableName);
-    if (tables == nullptr)
-    {
-        return {};
-    }
-    if (!tables->is_array_of_tables())
-    {
-        ConfigTable(root, name, "").fail(tableName, "must be tables");
-    }
     LostMonitorMap monitors;
-    for (const toml::node& each : *tables->as_array())
-    {
-        ConfigTable table(*each.as_table(), name, tableName);
-        readMonitor(table, monitors);
-    }
+    forEachTable(services::parseToml(text, name), name, tableOfLostMonitor,
+                 [&monitors](ConfigTable& table) {
+                     readMonitor(table, monitors);
+                 });
     return monitors;
-}
-
-LostMonitorMap readLostMonitors(const fs::path& file)
-{
-    std::error_code error;
-    if (!fs::exists(file, error) && !error)
-    {
-        return {};
-    }
-    return parseLostMonitors(services::readConfigFile(file), file.string());
 }
 
 std::string formatLostMonitors(const LostMonitorMap& monitors)
 {
-    toml::table root;
-    if (!monitors.empty())
+    toml::array tables;
+    for (const auto& [key, monitor] : monitors)
     {
-        toml::array tables;
-        for (const auto& [key, monitor] : monitors)
-        {
-            tables.push_back(format(key, monitor));
-        }
-        root.insert(tableName, std::move(tables));
+        tables.push_back(format(key, monitor));
     }
-    std::ostringstream text;
-    text << root << '\n';
-    return text.str();
+    toml::table root;
+    insertTables(root, tableOfLostMonitor, std::move(tables));
+    return formatToml(root);
 }
 
 } // namespace healthintf::healthmgr

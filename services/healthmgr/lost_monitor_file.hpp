@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <map>
 #include <string>
 #include <string_view>
@@ -40,12 +39,6 @@ using LostMonitorMap = std::map<std::string, LostMonitor>;
  *  @throws services::ConfigError when it is damaged */
 LostMonitorMap parseLostMonitors(std::string_view text,
                                  const std::string& name);
-
-/** Reads the file.
- *
- *  @return nothing when there is no file
- *  @throws services::ConfigError when it cannot be read or is damaged */
-LostMonitorMap readLostMonitors(const std::filesystem::path& file);
 
 /** The file's content. */
 std::string formatLostMonitors(const LostMonitorMap& monitors);

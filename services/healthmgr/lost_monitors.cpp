@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lost_monitors.hpp"
 
-#include "../common/config_table.hpp"
 #include "../common/service_log.hpp"
-#include "config_manager/replace_file.hpp"
 #include "line_limit.hpp"
 #include "node_key.hpp"
 
@@ -13,7 +11,6 @@
 #include <functional>
 #include <map>
 #include <set>
-#include <system_error>
 #include <utility>
 
 namespace healthintf::healthmgr
@@ -24,23 +21,6 @@ namespace log = services::log;
 
 namespace
 {
-
-/** Reads the file; renames it when it is damaged. */
-LostMonitorMap readOrSetAside(const fs::path& file)
-{
-    try
-    {
-        return readLostMonitors(file);
-    }
-    catch (const services::ConfigError& e)
-    {
-        std::error_code error;
-        fs::rename(file, file.string() + ".damaged", error);
-        SERVICE_LOG(log::error,
-                    "%s.%d.%s: the lost monitors cannot be read: %s", e.what());
-        return {};
-    }
-}
 
 /** Logs that processes ended without giving these components up. */
 void logLost(const std::vector<host::LeftNode>& nodes)
@@ -70,15 +50,18 @@ void logLost(const std::vector<host::LeftNode>& nodes)
 
 } // namespace
 
-LostMonitors::LostMonitors(fs::path ownFile, Config ownConfig) :
-    file(std::move(ownFile)), config(std::move(ownConfig)),
-    monitors(readOrSetAside(file))
+LostMonitors::LostMonitors(fs::path path, Config ownConfig) :
+    file(std::move(path), "the lost monitors"), config(std::move(ownConfig)),
+    monitors(file.read(parseLostMonitors))
 {
     const auto erased = std::erase_if(monitors, [this](const auto& each) {
         return !explainInvalidKey(each.first).empty() ||
                !config.reportsLostMonitorOf(each.first);
     });
-    changed = erased > 0;
+    if (erased > 0)
+    {
+        file.noteChange();
+    }
 }
 
 std::set<std::string> LostMonitors::add(std::vector<host::LeftNode> nodes)
@@ -123,7 +106,10 @@ std::set<std::string> LostMonitors::add(std::vector<host::LeftNode> nodes)
                     "than are remembered",
                     left);
     }
-    changed |= !added.empty();
+    if (!added.empty())
+    {
+        file.noteChange();
+    }
     return added;
 }
 
@@ -139,7 +125,10 @@ bool LostMonitors::hasRoom(uint32_t user) const
 bool LostMonitors::remove(const std::string& key)
 {
     const bool removed = monitors.erase(key) > 0;
-    changed |= removed;
+    if (removed)
+    {
+        file.noteChange();
+    }
     return removed;
 }
 
@@ -151,27 +140,9 @@ const LostMonitor* LostMonitors::find(const std::string& key) const
 
 void LostMonitors::save()
 {
-    if (!changed || file.empty())
-    {
-        return;
-    }
-    try
-    {
-        fs::create_directories(file.parent_path());
-        host::replaceFile(file, formatLostMonitors(monitors));
-        changed = false;
-        failed = false;
-    }
-    catch (const std::system_error& e)
-    {
-        if (!std::exchange(failed, true))
-        {
-            SERVICE_LOG(log::error,
-                        "%s.%d.%s: unable to write the lost monitors: %s; a "
-                        "restart of healthmgr would forget them",
-                        e.what());
-        }
-    }
+    file.save([this] {
+        return formatLostMonitors(monitors);
+    });
 }
 
 } // namespace healthintf::healthmgr

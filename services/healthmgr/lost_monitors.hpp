@@ -5,6 +5,7 @@
 
 #include "config.hpp"
 #include "data_cache/withdrawal.hpp"
+#include "kept_file.hpp"
 #include "lost_monitor_file.hpp"
 
 #include <cstddef>
@@ -34,9 +35,9 @@ class LostMonitors
     /** Reads the file that an earlier healthmgr has left. A file that cannot be
      *  read counts as an empty one, which is logged; a damaged one is renamed.
      *
-     *  @param[in] file in a folder that healthmgr may write to
+     *  @param[in] path in a folder that healthmgr may write to
      *  @param[in] config which components to remember */
-    LostMonitors(std::filesystem::path file, Config config);
+    LostMonitors(std::filesystem::path path, Config config);
 
     /** Remembers the components among the nodes that dead processes have left,
      *  the worst first.
@@ -63,12 +64,9 @@ class LostMonitors
   private:
     bool hasRoom(uint32_t user) const;
 
-    std::filesystem::path file;
+    KeptFile file;
     Config config;
     LostMonitorMap monitors;
-    bool changed = false;
-    /** Whether the last attempt to write them failed, which was logged. */
-    bool failed = false;
 };
 
 } // namespace healthintf::healthmgr

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /** @file healthmgr: hosts the nodes of the health tree that no daemon hosts,
- *  withdraws the nodes of dead daemons, and sets the configuration
- *  attributes. */
+ *  withdraws the nodes of dead daemons, sets the configuration attributes, and
+ *  keeps raised faults, silences and acknowledgements. */
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
@@ -9,7 +9,10 @@
 #include "../common/service_log.hpp"
 #include "../common/standard_streams.hpp"
 #include "../common/supervision.hpp"
+#include "acknowledgement_requests.hpp"
+#include "acknowledgements.hpp"
 #include "attribute_requests.hpp"
+#include "boot_clock.hpp"
 #include "config.hpp"
 #include "data_cache/withdrawal.hpp"
 #include "directories.hpp"
@@ -18,6 +21,10 @@
 #include "hosted_nodes.hpp"
 #include "node_requests.hpp"
 #include "peer_users.hpp"
+#include "raise_requests.hpp"
+#include "raised_faults.hpp"
+#include "silence_requests.hpp"
+#include "silences.hpp"
 #include "tree_keeper.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
@@ -28,6 +35,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -35,6 +43,7 @@ namespace
 {
 
 using namespace healthintf;
+namespace fs = std::filesystem;
 
 int serve(const healthmgr::Config& config)
 {
@@ -44,14 +53,15 @@ int serve(const healthmgr::Config& config)
     services::Connection connection(loop);
     loop.exitOn({SIGINT, SIGTERM});
     host::giveWayToOthers();
+    // The second one survives a reboot.
+    const fs::path runtimeFolder = host::runtimeDirectory() / "healthmgr";
+    const fs::path stateFolder = host::stateDirectory() / "healthmgr";
     healthmgr::HostedNodes nodes(
         connection.bus(), {},
         [&loop] {
             loop.exit(EXIT_FAILURE);
         },
-        healthmgr::LostMonitors(host::runtimeDirectory() / "healthmgr" /
-                                    "lost-monitors.toml",
-                                config));
+        healthmgr::LostMonitors(runtimeFolder / "lost-monitors.toml", config));
     healthmgr::PeerUsers users(connection);
     std::optional<healthmgr::TreeKeeper> keeper;
     // Whoever cannot read the data cache asks for its parent, but does not
@@ -64,6 +74,18 @@ int serve(const healthmgr::Config& config)
     // After the name is acquired: only its owner may use the attributes' file.
     const healthmgr::AttributeRequests attributes(connection);
     const healthmgr::Dismissal dismissal(connection, nodes);
+    healthmgr::RaisedFaults raised(loop, nodes,
+                                   runtimeFolder / "raised-faults.toml");
+    const healthmgr::RaiseRequests raiseRequests(connection, raised);
+    healthmgr::Silences silences(
+        stateFolder / "silences.toml",
+        healthmgr::systemClocks(runtimeFolder / "boot"));
+    const healthmgr::SilenceRequests silenceRequests(connection, loop, users,
+                                                     silences);
+    healthmgr::Acknowledgements acknowledgements(runtimeFolder /
+                                                 "acknowledgements.toml");
+    const healthmgr::AcknowledgementRequests acknowledgementRequests(
+        connection, loop, users, acknowledgements);
     // No request is handled before the loop runs.
     keeper.emplace(connection, loop, nodes, users);
     services::SelfCall selfCall(connection);

@@ -72,6 +72,12 @@ bool NodeSlots::takeBack(const std::string& key)
     return found != slots.end() && std::exchange(found->second.lent, false);
 }
 
+bool NodeSlots::hasAsker(const std::string& key) const
+{
+    const auto found = slots.find(key);
+    return found != slots.end() && !found->second.asker.empty();
+}
+
 std::vector<std::string> NodeSlots::lent() const
 {
     std::vector<std::string> keys;

@@ -79,6 +79,9 @@ class NodeSlots
         return slots.contains(key);
     }
 
+    /** Whether a client that requested the node is still there. */
+    bool hasAsker(const std::string& key) const;
+
     /** The nodes that are lent to daemons. */
     std::vector<std::string> lent() const;
 

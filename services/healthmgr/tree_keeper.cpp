@@ -187,6 +187,7 @@ void TreeKeeper::takeUpdate(sdbusplus::message_t& message)
     uint32_t health = 0;
     message.read(parent, key, health);
     comparison.noteUpdate(parent);
+    comparison.noteUpdate(key);
     reportComparison.noteUpdate(key);
     compareSoon();
     if (reported.meet(sender))
@@ -422,7 +423,7 @@ void TreeKeeper::compareHealths()
     {
         findings = comparison.compare(*healths, [this](const std::string& key) {
             // One with a fault may be worse than its children, as a daemon's.
-            return nodes.hosts(key) && !nodes.hasLostMonitor(key);
+            return nodes.hosts(key) && !nodes.hasFault(key);
         });
         askForRecords(*healths);
         const bool hadRoot =

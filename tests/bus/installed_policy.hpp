@@ -51,12 +51,10 @@ inline void replaceAll(std::string& text, const std::string& what,
     }
 }
 
-/** An installed file as a part of a bus configuration, where the user who runs
- *  the test stands for root. */
-inline std::string installedRules(const std::string& name)
+/** A configuration file of the bus as a part of another one, where the user who
+ *  runs the test stands for root. */
+inline std::string innerRules(const std::string& file)
 {
-    const std::string file =
-        readContent(std::filesystem::path(BUS_POLICIES) / (name + ".conf"));
     const std::string open = "<busconfig>";
     const std::size_t start = file.find(open) + open.size();
     std::string rules = file.substr(start, file.rfind("</") - start);
@@ -72,6 +70,13 @@ inline std::string installedRules(const std::string& name)
     put("group", "healthintf", reportersGroup);
     put("group", "healthintf-operators", operatorsGroup);
     return rules;
+}
+
+/** The rules of an installed file. */
+inline std::string installedRules(const std::string& name)
+{
+    return innerRules(
+        readContent(std::filesystem::path(BUS_POLICIES) / (name + ".conf")));
 }
 
 /** Users of a bus besides root. */

@@ -53,6 +53,52 @@ const Words dismissLeaf{"call",
                         "Dismiss",
                         "s",
                         leafKey};
+const std::string silencesInterface = std::string(manager) + ".Silences";
+const Words silenceLeaf{"call",
+                        manager,
+                        "/com/vexa/olvar/healthmgr",
+                        silencesInterface,
+                        "Add",
+                        "a{sv}",
+                        "3",
+                        "SensorPath",
+                        "s",
+                        "/sensor",
+                        "Seconds",
+                        "u",
+                        "600",
+                        "Comment",
+                        "s",
+                        "why"};
+const Words endSilence{
+    "call", manager, "/com/vexa/olvar/healthmgr", silencesInterface, "End",
+    "t",    "1"};
+const Words listSilences{"call", manager, "/com/vexa/olvar/healthmgr",
+                         silencesInterface, "List"};
+const Words raiseFault{"call",
+                       manager,
+                       "/com/vexa/olvar/healthmgr",
+                       std::string(manager) + ".RaisedFaults",
+                       "Raise",
+                       "ssassuub",
+                       root + "/raised",
+                       "HostMonitor.1.0.ProcessMissing",
+                       "3",
+                       "pumpd",
+                       "0",
+                       "1",
+                       "",
+                       "0",
+                       "0",
+                       "true"};
+const Words clearFaults{"call",
+                        manager,
+                        "/com/vexa/olvar/healthmgr",
+                        std::string(manager) + ".RaisedFaults",
+                        "Clear",
+                        "ss",
+                        "",
+                        ""};
 const Words tellCritical{"emit", "/mine", nodeInterface,  "HealthStatusUpdate",
                          "ssu",  root,    root + "/mine", "4"};
 
@@ -71,7 +117,8 @@ class BusPolicy : public testing::Test
 
     PrivateBus bus{systemRules + installedRules(manager)};
     BusClient client;
-    Process healthmgr{{HEALTHMGR}};
+    Process healthmgr{{HEALTHMGR},
+                      {"HEALTHINTF_REGISTRY_PATH=" SHIPPED_REGISTRIES}};
     Component leaf{leafKey, 2};
 };
 
@@ -250,6 +297,112 @@ TEST_F(BusPolicyOfOthers, LetsOnlyOperatorsDismissLostMonitors)
     EXPECT_EQ(client.health(manager, leafKey), 3U);
     busctlAs(Caller::operatorUser, dismissLeaf);
     client.waitForHealth(root, 0);
+}
+
+TEST_F(BusPolicyOfOthers, LetsOnlyOperatorsSilenceAndEverybodyList)
+{
+    leaf.add(leafKey, "fault", "/sensor", 1);
+    client.waitForHealth(root, 4);
+    for (const Caller caller : {Caller::stranger, Caller::reporter,
+                                Caller::healthmgr, Caller::logmgr})
+    {
+        expectDenied(caller, silenceLeaf);
+        EXPECT_EQ(busctlAs(caller, listSilences), "aa{sv} 0\n");
+    }
+    busctlAs(Caller::operatorUser, silenceLeaf);
+    client.waitForHealth(root, 2);
+    expectDenied(Caller::reporter, endSilence);
+    EXPECT_THAT(busctlAs(Caller::stranger, listSilences),
+                HasSubstr("\"Comment\" s \"why\""));
+    busctlAs(Caller::operatorUser, endSilence);
+    client.waitForHealth(root, 4);
+}
+
+TEST_F(BusPolicyOfOthers, LetsOnlyOperatorsAcknowledgeAndEverybodyList)
+{
+    leaf.add(leafKey, "fault", "/sensor", 1);
+    client.waitForHealth(root, 4);
+    std::string entry;
+    for (const auto& [path, interfaces] : client.objects(leaf.name()))
+    {
+        entry = path.find("/entry/") == std::string::npos ? entry : path;
+    }
+    const Words object{"call", manager, "/com/vexa/olvar/healthmgr",
+                       std::string(manager) + ".Acknowledgements"};
+    const auto with = [&object](const Words& more) {
+        Words words = object;
+        words.insert(words.end(), more.begin(), more.end());
+        return words;
+    };
+    const Words acknowledge = with({"Acknowledge", "ss", entry, "why"});
+    const Words withdraw = with({"Withdraw", "s", entry});
+    for (const Caller caller : {Caller::stranger, Caller::reporter,
+                                Caller::healthmgr, Caller::logmgr})
+    {
+        expectDenied(caller, acknowledge);
+        EXPECT_EQ(busctlAs(caller, with({"List"})), "aa{sv} 0\n");
+    }
+    busctlAs(Caller::operatorUser, acknowledge);
+    expectDenied(Caller::reporter, withdraw);
+    EXPECT_THAT(busctlAs(Caller::stranger, with({"List"})),
+                HasSubstr("\"Comment\" s \"why\""));
+    busctlAs(Caller::operatorUser, withdraw);
+    EXPECT_EQ(busctlAs(Caller::stranger, with({"List"})), "aa{sv} 0\n");
+}
+
+TEST_F(BusPolicyOfOthers, LetsTheHealthManagersUserAloneAnnounceSilences)
+{
+    std::size_t heard = 0;
+    const std::string rule =
+        "type='signal',interface='" + silencesInterface + "'";
+    sd_bus_add_match(
+        client.get(), nullptr, rule.c_str(),
+        [](sd_bus_message*, void* count, sd_bus_error*) {
+            ++*static_cast<std::size_t*>(count);
+            return 0;
+        },
+        &heard);
+    const Words announce{"emit",
+                         "/com/vexa/olvar/healthmgr",
+                         silencesInterface,
+                         "SilenceEnded",
+                         "a{sv}",
+                         "0"};
+    for (const Caller caller : {Caller::stranger, Caller::reporter,
+                                Caller::operatorUser, Caller::logmgr})
+    {
+        busctlAs(caller, announce);
+    }
+    client.catchUp();
+    EXPECT_EQ(heard, 0U);
+    busctlAs(Caller::healthmgr, announce);
+    client.waitUntil("signal", [&heard] {
+        return heard == 1;
+    });
+}
+
+TEST_F(BusPolicyOfOthers, LetsTheHealthManagersUserHideFaults)
+{
+    leaf.add(leafKey, "fault", "/sensor", 1);
+    client.waitForHealth(root, 4);
+    busctlAs(Caller::healthmgr, hideLeaf);
+    client.waitForHealth(root, 2);
+}
+
+TEST_F(BusPolicyOfOthers, LetsOnlyOperatorsRaiseAndClearFaults)
+{
+    const std::string raised = root + "/raised";
+    for (const Caller caller : {Caller::stranger, Caller::reporter,
+                                Caller::healthmgr, Caller::logmgr})
+    {
+        expectDenied(caller, raiseFault);
+        expectDenied(caller, clearFaults);
+    }
+    EXPECT_FALSE(client.hasNode(manager, raised));
+    busctlAs(Caller::operatorUser, raiseFault);
+    EXPECT_EQ(client.health(manager, raised), 3U);
+    busctlAs(Caller::operatorUser, clearFaults);
+    EXPECT_FALSE(client.hasNode(manager, raised));
 }
 
 TEST_F(BusPolicyOfOthers, LetsReportersAskForNodesAndReportHealth)

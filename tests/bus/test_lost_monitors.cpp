@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -66,6 +67,15 @@ class LostMonitor : public ManagedTree
         }
     }
 
+    /** Requests a node of the key. The requester stays on the bus. */
+    void requestNode()
+    {
+        client.call(service, "/com/vexa/olvar/healthmgr",
+                    "com.vexa.olvar.healthmgr", "AddHealthObject", "s",
+                    key.c_str());
+        waitUntilManaged(true);
+    }
+
     /** A daemon that holds the key with a critical fault and a warning. */
     std::unique_ptr<Component> faultyDaemon()
     {
@@ -81,6 +91,30 @@ class LostMonitor : public ManagedTree
         client.waitUntil("change of hands", [&] {
             client.catchUp();
             return managed(key) == wanted;
+        });
+    }
+
+    /** A daemon whose component has a fault of its own, beside another bad one
+     *  whose key begins with its key. */
+    std::unique_ptr<Component> daemonBeside(Component& other)
+    {
+        const std::string sibling = key + "0";
+        other.init(sibling, 2);
+        other.add(sibling, "WARN", "/sensor", 2);
+        auto daemon = std::make_unique<Component>(key, 2);
+        const std::string disowned = key + " " + sibling + " 0";
+        client.waitUntil("correction", [&] {
+            return std::ranges::count(client.updates, disowned) > 0;
+        });
+        daemon->add(key, "WARN", "/sensor", 2);
+        return daemon;
+    }
+
+    void waitForRecord(uint32_t health)
+    {
+        client.waitUntil("record", [&] {
+            client.catchUp();
+            return recordedHealth(key) == health;
         });
     }
 
@@ -164,6 +198,77 @@ TEST_F(LostMonitor, GoesWhenADaemonHasTheComponentAgain)
     }
     client.waitForHealth(root, 0);
     EXPECT_FALSE(managed(key)) << "nobody needs it";
+}
+
+TEST_F(LostMonitor, LeavesNoHealthAtASiblingWhoseKeyItBeginsWith)
+{
+    startReporting();
+    const auto startDaemon = [this] {
+        auto daemon = std::make_unique<Component>(root + "/fan1", 2);
+        daemon->init(root + "/fan10", 2);
+        return daemon;
+    };
+    startDaemon()->process.kill();
+    // healthmgr tells its own node fan1 that fan10 is no child.
+    const std::string told = root + "/fan1 " + root + "/fan10 0";
+    client.waitUntil("correction", [&] {
+        return std::ranges::count(client.updates, told) > 0;
+    });
+    const auto daemon = startDaemon();
+    client.waitForHealth(root, 2);
+}
+
+TEST_F(LostMonitor, LeavesNoHealthOfASiblingWhoseKeyBeginsAlike)
+{
+    startReporting();
+    Component other;
+    const auto daemon = daemonBeside(other);
+    daemon->process.kill();
+    waitUntilManaged(true);
+    const Component next(key, 2);
+    waitForRecord(2);
+}
+
+TEST_F(LostMonitor, IsNoneOfAComponentMadeAnewBesideASibling)
+{
+    startReporting();
+    Component other;
+    const auto daemon = daemonBeside(other);
+    daemon->process.ask("delete " + key);
+    daemon->init(key, 2);
+    waitForRecord(2);
+}
+
+TEST_F(LostMonitor, LeavesNoNodesWhenADaemonOfManyComponentsEnds)
+{
+    startReporting();
+    constexpr std::size_t number = 150;
+    const auto startDaemon = [this] {
+        auto daemon = std::make_unique<Component>(root + "/fan0", 2);
+        for (std::size_t i = 1; i < number; ++i)
+        {
+            daemon->init(root + "/fan" + std::to_string(i), 2);
+        }
+        return daemon;
+    };
+    // Nodes and their faults; the root is not among them.
+    const auto countObjects = [this] {
+        client.catchUp();
+        return client.objects(service).size();
+    };
+    startDaemon()->process.kill();
+    client.waitUntil("lost monitors", [&] {
+        return countObjects() == 2 * number;
+    });
+    const auto daemon = startDaemon();
+    client.waitUntil("change of hands", [&] {
+        return countObjects() == 0;
+    });
+    daemon->end();
+    // The next loss is reported after what the end needs.
+    Component(key, 2).process.kill();
+    client.waitForHealth(key, 3);
+    EXPECT_EQ(countObjects(), 3u) << "the key, the one above it, and a fault";
 }
 
 TEST_F(LostMonitor, StaysOverRestartsOfTheManager)
@@ -259,6 +364,32 @@ TEST_F(LostMonitor, ReportsTheLastOfSeveralThatWereLost)
     waitUntilManaged(true);
     client.waitForHealth(root, 3);
     EXPECT_THAT(faultTexts(), ElementsAre(HasSubstr("(" + pid + ")")));
+}
+
+TEST_F(LostMonitor, LeavesARequestedNodeToItsRequester)
+{
+    startReporting();
+    requestNode();
+    faultyDaemon()->process.kill();
+    waitUntilManaged(true);
+    const auto daemon = faultyDaemon();
+    waitUntilManaged(false);
+    daemon->end();
+    client.waitForHealth(root, 0);
+    waitUntilManaged(true);
+    EXPECT_EQ(client.health(service, key), 0u);
+}
+
+TEST_F(LostMonitor, LeavesARequestedNodeToItsRequesterWhenItIsDismissed)
+{
+    startReporting();
+    requestNode();
+    faultyDaemon()->process.kill();
+    waitUntilManaged(true);
+    EXPECT_EQ(dismiss(key), "");
+    client.waitForHealth(root, 0);
+    EXPECT_TRUE(managed(key));
+    EXPECT_THAT(faultTexts(), IsEmpty());
 }
 
 TEST_F(LostMonitor, IsHiddenWithItsComponent)

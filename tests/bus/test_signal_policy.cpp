@@ -39,7 +39,8 @@ using Names = std::set<std::string>;
 
 // healthmgr's user is in the group of reporters.
 const Names reporters{"reporter", "healthmgr"};
-const Names operators{"operator"};
+// healthmgr hides what operators have silenced.
+const Names operators{"operator", "healthmgr"};
 const Names healthmgr{"healthmgr"};
 const Names logmgr{"logmgr"};
 const Names nobodyElse;
@@ -144,7 +145,7 @@ TEST_F(SignalPolicy, LetsOnlyReportersAnnounceFaultEntries)
         reporters);
 }
 
-TEST_F(SignalPolicy, LetsOnlyOperatorsHideFaults)
+TEST_F(SignalPolicy, LetsOnlyOperatorsAndTheHealthManagerHideFaults)
 {
     expectSenders({root, manager, "HideFaultForSensor"}, operators);
     expectSenders({"/else", manager, "HideFaultForSensor"}, nobodyElse);

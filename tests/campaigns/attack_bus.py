@@ -168,6 +168,15 @@ CALLS = {
             "1", "any"),
     "Dismiss": (MANAGER, "/com/vexa/olvar/healthmgr", f"{MANAGER}.LostMonitors", "Dismiss", "s",
                 ROOT),
+    # Each of them is refused by healthmgr itself, if by anybody.
+    "Add of silences": (MANAGER, "/com/vexa/olvar/healthmgr", f"{MANAGER}.Silences", "Add",
+                        "a{sv}", "0"),
+    "End of silences": (MANAGER, "/com/vexa/olvar/healthmgr", f"{MANAGER}.Silences", "End", "t",
+                        "1"),
+    "Acknowledge": (MANAGER, "/com/vexa/olvar/healthmgr", f"{MANAGER}.Acknowledgements",
+                    "Acknowledge", "ss", ROOT, "why"),
+    "Withdraw": (MANAGER, "/com/vexa/olvar/healthmgr", f"{MANAGER}.Acknowledgements",
+                 "Withdraw", "s", ROOT),
     **{f"own {name}": (*bus_view.BUS, "RequestName", "su", name, "0")
        for name in (MANAGER, LOG[0])},
 }
@@ -182,13 +191,20 @@ SIGNALS = {
     "SignalSELEvent": (LOG[1], LOG[2], "SignalSELEvent", "(ay)", (bytes(16),)),
     "SignalSELEvent of any interface": (LOG[1], "any.Interface", "SignalSELEvent", "(ay)",
                                         (bytes(16),)),
+    "SilenceEnded": ("/com/vexa/olvar/healthmgr", f"{MANAGER}.Silences", "SilenceEnded",
+                     "(a{sv})", ({},)),
+    "Withdrawn": ("/com/vexa/olvar/healthmgr", f"{MANAGER}.Acknowledgements", "Withdrawn",
+                  "(a{sv})", ({},)),
     "ClearedSelEntries": (LOG[1], LOG[2], "ClearedSelEntries", "()", ()),
 }
+OWN_ANSWERS = ("has no lost monitor", "a silence is of one", "there is no silence",
+               "there is no such fault", "is not acknowledged")
 NODES = {"HealthStatusUpdate", "FaultEntryAdded", "InterfacesRemoved"}
 RIGHTS = {
     OUTSIDER: set(),
     REPORTER: {"AddSEL", "AddHealthObject"} | NODES,
-    OPERATOR: {"Clear", "Set", "Dismiss", "HideFaultForSensor"},
+    OPERATOR: {"Clear", "Set", "Dismiss", "HideFaultForSensor", "Add of silences",
+               "End of silences", "Acknowledge", "Withdraw"},
 }
 
 
@@ -201,8 +217,8 @@ def forging(seconds):
         for user, rights in RIGHTS.items():
             for right, call in CALLS.items():
                 status, text = attack.world.run_as(user, "busctl", "--system", "call", *call)
-                # This answer is healthmgr's own.
-                served = status == 0 or "has no lost monitor" in text
+                # These answers are healthmgr's own.
+                served = status == 0 or any(answer in text for answer in OWN_ANSWERS)
                 attack.expect(served == (right in rights),
                               f"{user}: {right}: status {status}: {text[-200:]}")
                 attack.expect(served or "ccess denied" in text or "not allowed" in text,

@@ -97,6 +97,30 @@ TEST_F(ComparedHealth, IsKeptApartForKeysWithACommonPrefix)
     EXPECT_THAT(compare(2).strangers, ElementsAre(Pair("/r/a", "/r/a1")));
 }
 
+TEST_F(ComparedHealth, OfADaemonsNodeIsKeptApartFromAKeyThatBeginsWithItsKey)
+{
+    records["/r/a/daemon3"] = 3;
+    records["/r/a/daemon30"] = 2;
+    const Findings findings = compare(2);
+    EXPECT_THAT(findings.strangers,
+                ElementsAre(Pair("/r/a/daemon3", "/r/a/daemon30")));
+    EXPECT_THAT(findings.untold, IsEmpty());
+    // It may be worse by its own faults: it is told once.
+    EXPECT_TRUE(asksForNothing(compare()));
+    EXPECT_TRUE(asksForNothing(compare(9)));
+    EXPECT_FALSE(compare().unsettled);
+}
+
+TEST_F(ComparedHealth, IsKeptApartAnewInTheNextNodeOfAKey)
+{
+    records["/r/a/daemon3"] = 3;
+    records["/r/a/daemon30"] = 2;
+    compare(3);
+    comparison.noteEnd("/r/a/daemon3");
+    EXPECT_THAT(compare(2).strangers,
+                ElementsAre(Pair("/r/a/daemon3", "/r/a/daemon30")));
+}
+
 TEST_F(ComparedHealth, OfADaemonsNodeMayBeWorseThanThatOfItsChildren)
 {
     records["/r/daemon"] = 3;

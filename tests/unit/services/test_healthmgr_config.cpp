@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/config_table.hpp"
 #include "config.hpp"
+#include "config_refusal.hpp"
 #include "temporary_folder.hpp"
 
 #include <gmock/gmock.h>
@@ -22,15 +23,9 @@ Config parse(const std::string& text)
 
 std::string catchError(const std::string& text)
 {
-    try
-    {
+    return test::catchConfigError([&text] {
         parse(text);
-    }
-    catch (const services::ConfigError& e)
-    {
-        return e.what();
-    }
-    return "read";
+    });
 }
 
 TEST(ManagerConfig, ReportsAllLostMonitorsByDefault)

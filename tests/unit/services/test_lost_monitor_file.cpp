@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "common/config_table.hpp"
+#include "config_refusal.hpp"
 #include "lost_monitor_file.hpp"
-#include "temporary_folder.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,25 +20,17 @@ const std::string key = "/com/vexa/olvar/health/fan1";
 class LostMonitorFile : public testing::Test
 {
   protected:
-    LostMonitorMap readBack(const std::string& text) const
+    static LostMonitorMap readBack(const std::string& text)
     {
-        return readLostMonitors(folder.write("lost-monitors.toml", text));
+        return parseLostMonitors(text, "lost-monitors.toml");
     }
 
-    std::string refusal(const std::string& text) const
+    static std::string refusal(const std::string& text)
     {
-        try
-        {
+        return test::catchConfigError([&] {
             readBack(text);
-            return "";
-        }
-        catch (const services::ConfigError& e)
-        {
-            return e.what();
-        }
+        });
     }
-
-    test::TemporaryFolder folder;
 };
 
 TEST_F(LostMonitorFile, KeepsWhatIsKnownOfEachMonitor)
@@ -65,11 +56,6 @@ TEST_F(LostMonitorFile, MayBeWithoutMonitors)
     EXPECT_THAT(readBack(formatLostMonitors({})), IsEmpty());
 }
 
-TEST_F(LostMonitorFile, IsEmptyWhenItIsMissing)
-{
-    EXPECT_THAT(readLostMonitors(folder.path() / "missing"), IsEmpty());
-}
-
 TEST_F(LostMonitorFile, NamesTheLineThatIsDamaged)
 {
     EXPECT_THAT(refusal("lost"), HasSubstr("lost-monitors.toml:1"));
@@ -81,11 +67,6 @@ TEST_F(LostMonitorFile, NamesTheLineThatIsDamaged)
                 HasSubstr("lost-monitors.toml:3: lost.pid: must be a number"));
     EXPECT_THAT(refusal("[[lost]]\ncomponent = 'a'\nother = 1"),
                 HasSubstr("lost.other: is no known key"));
-}
-
-TEST_F(LostMonitorFile, IsNoFolder)
-{
-    EXPECT_THROW(readLostMonitors(folder.path()), services::ConfigError);
 }
 
 } // namespace

@@ -178,7 +178,10 @@ TEST_F(SlotsOfNodes, AreKeptForTheRequesterWhileADaemonHoldsTheNode)
     slots.lend(root + "/no/slot");
     EXPECT_THAT(slots.lent(), ElementsAre(root + "/a/b"));
     EXPECT_FALSE(slots.hasRoom(somebody, 1)) << "both still count";
+    EXPECT_TRUE(slots.hasAsker(root + "/a/b"));
+    EXPECT_FALSE(slots.hasAsker(root + "/no/slot"));
     slots.forget(somebody.name);
+    EXPECT_FALSE(slots.hasAsker(root + "/a/b"));
     idle({"a", "a/b"}, seconds(0));
     EXPECT_THAT(idle({"a", "a/b"}, minutes(2)), ElementsAre(root + "/a/b"))
         << "a is kept: the daemon at a/b needs it";

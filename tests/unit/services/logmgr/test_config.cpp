@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "../config_refusal.hpp"
 #include "common/config_table.hpp"
 #include "logmgr/config.hpp"
 #include "temporary_folder.hpp"
@@ -17,15 +18,9 @@ Config parse(const std::string& text)
 
 std::string catchError(const std::string& text)
 {
-    try
-    {
+    return test::catchConfigError([&text] {
         parse(text);
-    }
-    catch (const services::ConfigError& e)
-    {
-        return e.what();
-    }
-    return "read";
+    });
 }
 
 TEST(LogConfig, HasDefaultValues)
@@ -41,6 +36,21 @@ TEST(LogConfig, TakesCapacityAndOverflow)
     EXPECT_EQ(config.overflow, Overflow::wrap);
     EXPECT_EQ(parse("capacity = 1\noverflow = \"refuse\"\n").overflow,
               Overflow::refuse);
+}
+
+TEST(LogConfig, BoundsTheHistory)
+{
+    EXPECT_TRUE(parse("").keepsHistory);
+    EXPECT_FALSE(parse("history = false").keepsHistory);
+    const Config config =
+        parse("history-records = 1000\nhistory-mebibytes = 1024\n");
+    EXPECT_EQ(config.historyLimits.records, 1000U);
+    EXPECT_EQ(config.historyLimits.bytes, 1UL << 30);
+    EXPECT_EQ(catchError("history-records = 999"),
+              "f:1: history-records: must be a whole number from 1000 to "
+              "1000000");
+    EXPECT_EQ(catchError("history-mebibytes = 3"),
+              "f:1: history-mebibytes: must be a whole number from 4 to 1024");
 }
 
 TEST(LogConfig, NamesTheLineAndTheKeyThatAreWrong)

@@ -189,6 +189,31 @@ TEST_F(Log, RefusesEventsWhenItIsFullUntilItIsCleared)
     EXPECT_THAT(ids(), ElementsAre(1));
 }
 
+TEST_F(Log, SaysEachTimeThatItHasBecomeFull)
+{
+    std::string lines;
+    const auto fill = [this](uint16_t capacity) {
+        open(capacity);
+        add(1);
+        const auto refuse = [this] {
+            add(1);
+        };
+        return catchRefusal(refuse).first == Kind::full &&
+               catchRefusal(refuse).first == Kind::full;
+    };
+    EXPECT_EQ(test::inChild(
+                  [&fill] {
+                      return fill(1) && fill(2) ? 0 : 1;
+                  },
+                  &lines),
+              0);
+    const std::string line = "the log is full and refuses events";
+    const std::size_t first = lines.find(line);
+    const std::size_t second = lines.find(line, first + 1);
+    EXPECT_NE(second, std::string::npos) << lines;
+    EXPECT_EQ(lines.find(line, second + 1), std::string::npos) << lines;
+}
+
 TEST_F(Log, DropsTheOldestWhenItIsFullAndWraps)
 {
     open(3, Overflow::wrap);

@@ -1,0 +1,347 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "child.hpp"
+#include "file_content.hpp"
+#include "logmgr/history/history_store.hpp"
+#include "sample_records.hpp"
+#include "temporary_folder.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <vector>
+
+namespace healthintf::history
+{
+namespace
+{
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class HistoryStoreTest : public testing::Test
+{
+  protected:
+    /** Opens the history, or opens it again. */
+    HistoryStore& open(const HistoryLimits& limits = {})
+    {
+        store.reset();
+        store = std::make_unique<HistoryStore>(place, limits);
+        return *store;
+    }
+
+    /** Adds a record.
+     *
+     *  @return its sequence number */
+    uint64_t add(Record record)
+    {
+        store->add(record);
+        return record.sequence;
+    }
+
+    FollowedFault follow(const Fault& fault, bool hidden = false)
+    {
+        FollowedFault followed;
+        followed.appeared = makeRecord(Kind::appeared, 1, fault);
+        followed.hidden = hidden;
+        followed.processStart = 77;
+        store->add(followed.appeared);
+        store->follow(followed);
+        return followed;
+    }
+
+    std::vector<uint64_t> numbers(HistoryQuery query = {})
+    {
+        query.limit = query.limit == 0 ? 10'000 : query.limit;
+        std::vector<uint64_t> found;
+        for (const Record& record : store->read(query).records)
+        {
+            found.push_back(record.sequence);
+        }
+        return found;
+    }
+
+    test::TemporaryFolder folder;
+    fs::path place = folder.path() / "deep" / "history";
+    fs::path file = place / "history.db";
+    std::unique_ptr<HistoryStore> store;
+};
+
+TEST_F(HistoryStoreTest, GivesBackAllOfARecord)
+{
+    open();
+    Record record = makeRecord(Kind::cleared, 1'795'455'317'326);
+    record.lasted = 1500;
+    record.occurrence = 7;
+    record.missed = true;
+    record.comment = "seen";
+    add(record);
+    store->commit();
+    open();
+    const auto page = store->read({.limit = 1});
+    ASSERT_EQ(page.records.size(), 1U);
+    const Record& found = page.records.front();
+    EXPECT_EQ(found.sequence, 1U);
+    EXPECT_EQ(found.time, record.time);
+    EXPECT_EQ(found.kind, Kind::cleared);
+    EXPECT_EQ(found.lasted, 1500);
+    EXPECT_EQ(found.occurrence, 7U);
+    EXPECT_TRUE(found.missed);
+    EXPECT_EQ(found.comment, "seen");
+    const Fault fault = makeFault();
+    EXPECT_EQ(found.fault.component, fault.component);
+    EXPECT_EQ(found.fault.entry, fault.entry);
+    EXPECT_EQ(found.fault.messageId, fault.messageId);
+    EXPECT_EQ(found.fault.args, fault.args);
+    EXPECT_EQ(found.fault.message, fault.message);
+    EXPECT_EQ(found.fault.severity, fault.severity);
+    EXPECT_EQ(found.fault.sensorPath, fault.sensorPath);
+    EXPECT_EQ(found.fault.sensorNumber, fault.sensorNumber);
+    EXPECT_EQ(found.fault.sensorType, fault.sensorType);
+    EXPECT_EQ(found.fault.process, fault.process);
+    EXPECT_EQ(found.fault.pid, fault.pid);
+    EXPECT_EQ(found.fault.user, fault.user);
+}
+
+TEST_F(HistoryStoreTest, CountsTheOccurrencesOfAFault)
+{
+    open();
+    for (uint64_t occurrence = 1; occurrence <= 3; ++occurrence)
+    {
+        Record appeared = makeRecord(Kind::appeared, 1);
+        store->add(appeared);
+        EXPECT_EQ(appeared.occurrence, occurrence);
+        Record cleared = appeared;
+        cleared.kind = Kind::cleared;
+        store->add(cleared);
+        EXPECT_EQ(cleared.occurrence, occurrence);
+    }
+    Record other = makeRecord(Kind::appeared, 1, makeFault(fan, "2"));
+    store->add(other);
+    EXPECT_EQ(other.occurrence, 1U);
+}
+
+TEST_F(HistoryStoreTest, LosesNoCommittedGroupWhenItsProcessIsKilled)
+{
+    const auto path = place;
+    test::Child child([path](const test::Child::Parent& parent) {
+        HistoryStore writer(path, {});
+        Record record = makeRecord(Kind::appeared, 1);
+        writer.add(record);
+        writer.commit();
+        writer.add(record);
+        parent.tell("ready");
+        test::Child::Parent::waitForever();
+        return 0;
+    });
+    child.hear();
+    child.kill();
+    open();
+    EXPECT_THAT(numbers(), ElementsAre(1));
+    EXPECT_GT(add(makeRecord(Kind::cleared, 2)), 2U);
+}
+
+TEST_F(HistoryStoreTest, RemembersTheFaultsThatLast)
+{
+    open();
+    follow(makeFault(fan, "1"), true);
+    const FollowedFault ended = follow(makeFault(fan, "2"));
+    store->forget(ended);
+    store->commit();
+    open();
+    const auto faults = store->followed();
+    ASSERT_EQ(faults.size(), 1U);
+    EXPECT_EQ(faults.front().appeared.fault.entry, makeFault().entry);
+    EXPECT_EQ(faults.front().appeared.sequence, 1U);
+    EXPECT_TRUE(faults.front().hidden);
+    EXPECT_EQ(faults.front().processStart, 77U);
+}
+
+TEST_F(HistoryStoreTest, RemovesTheOldestBeyondItsLimit)
+{
+    open({.records = 4});
+    follow(makeFault(fan, "1"));
+    for (int i = 0; i < 3; ++i)
+    {
+        add(makeRecord(Kind::logCleared, i, {}));
+    }
+    EXPECT_THAT(numbers(), ElementsAre(1, 2, 3, 4));
+    add(makeRecord(Kind::logCleared, 4, {}));
+    EXPECT_EQ(store->records(), 4U);
+    // The first one is that of a fault that lasts.
+    EXPECT_THAT(numbers(), ElementsAre(1, 3, 4, 5));
+}
+
+TEST_F(HistoryStoreTest, LetsNoComponentCrowdOthersOut)
+{
+    open({.records = 40});
+    const uint64_t rare = add(makeRecord(Kind::appeared, 1, makeFault(fan)));
+    for (int i = 0; i < 200; ++i)
+    {
+        add(makeRecord(Kind::appeared, i, makeFault("/busy")));
+    }
+    EXPECT_EQ(store->records(), 40U);
+    EXPECT_EQ(numbers().front(), rare);
+}
+
+TEST_F(HistoryStoreTest, LetsNoUserCrowdOthersOut)
+{
+    open({.records = 40});
+    const uint64_t rare = add(makeRecord(Kind::appeared, 1, makeFault(fan)));
+    for (int i = 0; i < 200; ++i)
+    {
+        add(makeRecord(Kind::appeared, i,
+                       makeFault("/busy" + std::to_string(i), "1", 1001)));
+    }
+    EXPECT_EQ(store->records(), 40U);
+    EXPECT_EQ(numbers().front(), rare);
+}
+
+TEST_F(HistoryStoreTest, StaysBelowItsBytes)
+{
+    constexpr uint64_t most = 1UL << 20;
+    open({.records = 100'000, .bytes = most});
+    Fault large = makeFault();
+    large.args.assign(mostArguments, std::string(longestText, 'x'));
+    for (int i = 0; i < 200; ++i)
+    {
+        add(makeRecord(Kind::appeared, i, large));
+        if (i % 10 == 0)
+        {
+            store->commit();
+            store->sync();
+        }
+    }
+    store->commit();
+    store->sync();
+    EXPECT_LT(store->records(), 50U);
+    EXPECT_LE(fs::file_size(file), most + most / 4);
+}
+
+TEST_F(HistoryStoreTest, ClearsAllButWhatLasts)
+{
+    open();
+    follow(makeFault(fan, "1"));
+    add(makeRecord(Kind::logCleared, 1, {}));
+    store->clear();
+    EXPECT_THAT(numbers(), ElementsAre(1));
+    EXPECT_EQ(store->records(), 1U);
+    // Its number does not come again.
+    EXPECT_EQ(add(makeRecord(Kind::historyCleared, 1, {})), 3U);
+}
+
+TEST_F(HistoryStoreTest, ReadsForwardsAndBackwardsInPages)
+{
+    open();
+    for (int i = 0; i < 5; ++i)
+    {
+        add(makeRecord(Kind::appeared, i));
+    }
+    EXPECT_THAT(numbers({.from = 2, .limit = 2}), ElementsAre(2, 3));
+    EXPECT_EQ(store->read({.from = 2, .limit = 2}).next, 4U);
+    EXPECT_EQ(store->read({.from = 2, .limit = 4}).next, 0U);
+    EXPECT_THAT(numbers({.from = 4, .backwards = true, .limit = 2}),
+                ElementsAre(4, 3));
+    EXPECT_EQ(store->read({.from = 4, .backwards = true, .limit = 2}).next, 2U);
+    EXPECT_THAT(numbers({.from = UINT64_MAX, .backwards = true, .limit = 1}),
+                ElementsAre(5));
+    EXPECT_THAT(numbers({.from = 6}), IsEmpty());
+}
+
+TEST_F(HistoryStoreTest, EndsAPageBeforeItBecomesTooLarge)
+{
+    open();
+    Fault large = makeFault();
+    large.args.assign(mostArguments, std::string(longestText, 'x'));
+    for (int i = 0; i < 100; ++i)
+    {
+        add(makeRecord(Kind::appeared, i, large));
+    }
+    const auto page = store->read({.limit = 100});
+    EXPECT_LT(page.records.size(), 40U);
+    EXPECT_EQ(page.next, page.records.size() + 1);
+}
+
+TEST_F(HistoryStoreTest, FiltersByAllThatAQueryNames)
+{
+    open();
+    Fault other = makeFault("/com/vexa/olvar/health/fan/blade", "2");
+    other.severity = 3;
+    other.messageId = "FAN.1.0.Slow";
+    add(makeRecord(Kind::appeared, 100));
+    add(makeRecord(Kind::cleared, 200, other));
+    add(makeRecord(Kind::hidden, 300,
+                   makeFault("/com/vexa/olvar/health/fans")));
+    EXPECT_THAT(numbers({.component = fan}), ElementsAre(1, 2));
+    EXPECT_THAT(numbers({.component = other.component}), ElementsAre(2));
+    EXPECT_THAT(numbers({.kinds = {Kind::appeared, Kind::hidden}}),
+                ElementsAre(1, 3));
+    EXPECT_THAT(numbers({.severities = {3}}), ElementsAre(2));
+    EXPECT_THAT(numbers({.messageId = "FAN.1.0.Slow"}), ElementsAre(2));
+    EXPECT_THAT(numbers({.since = 200}), ElementsAre(2, 3));
+    EXPECT_THAT(numbers({.until = 200}), ElementsAre(1));
+    EXPECT_THAT(numbers({.component = fan, .severities = {3}, .since = 201}),
+                IsEmpty());
+}
+
+TEST_F(HistoryStoreTest, TakesATextOfAQueryForNothingElse)
+{
+    open();
+    add(makeRecord(Kind::appeared, 1));
+    EXPECT_THAT(numbers({.component = "' OR 1 = 1 --"}), IsEmpty());
+}
+
+TEST_F(HistoryStoreTest, SetsADamagedDatabaseAsideAndGivesNoNumberTwice)
+{
+    open();
+    const uint64_t last = add(makeRecord(Kind::appeared, 1));
+    store->commit();
+    store.reset();
+    std::ofstream(file) << std::string(8192, 'x');
+    open();
+    EXPECT_EQ(store->records(), 0U);
+    EXPECT_GT(add(makeRecord(Kind::appeared, 1)), last);
+    EXPECT_TRUE(fs::exists(place / "history.db.damaged"));
+}
+
+TEST_F(HistoryStoreTest, NoticesThatItsFileWasRemoved)
+{
+    open();
+    EXPECT_TRUE(store->isInPlace());
+    fs::remove(file);
+    EXPECT_FALSE(store->isInPlace());
+}
+
+TEST_F(HistoryStoreTest, KnowsWhetherItHasTheSame)
+{
+    open();
+    Record record = makeRecord(Kind::acknowledged, 5);
+    record.comment = "seen";
+    EXPECT_FALSE(store->has(record));
+    add(record);
+    EXPECT_TRUE(store->has(record));
+    const auto hasOther = [&](auto&& change) {
+        Record other = record;
+        change(other);
+        return store->has(other);
+    };
+    EXPECT_FALSE(hasOther([](Record& r) {
+        r.kind = Kind::silenced;
+    }));
+    EXPECT_FALSE(hasOther([](Record& r) {
+        r.time = 6;
+    }));
+    EXPECT_FALSE(hasOther([](Record& r) {
+        r.fault.entry = "other";
+    }));
+    EXPECT_FALSE(hasOther([](Record& r) {
+        r.comment = "other";
+    }));
+}
+
+} // namespace
+} // namespace healthintf::history

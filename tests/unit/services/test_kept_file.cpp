@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "file_content.hpp"
+#include "kept_file.hpp"
+#include "temporary_folder.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace healthintf::healthmgr
+{
+namespace
+{
+
+using testing::HasSubstr;
+
+class KeptFileTest : public testing::Test
+{
+  protected:
+    /** Takes every text but "damaged". */
+    static std::string parse(const std::string& text, const std::string& name)
+    {
+        if (text == "damaged")
+        {
+            throw services::ConfigError(name + ": it is damaged");
+        }
+        return text;
+    }
+
+    static void saveText(KeptFile& kept, const std::string& text)
+    {
+        kept.save([&text] {
+            return text;
+        });
+    }
+
+    test::TemporaryFolder folder;
+    const std::filesystem::path path = folder.path() / "made" / "kept.toml";
+    KeptFile file{path, "the things"};
+};
+
+TEST_F(KeptFileTest, IsReadAgainAsItWasWritten)
+{
+    file.noteChange();
+    saveText(file, "text");
+    EXPECT_EQ(KeptFile(path, "the things").read(parse), "text");
+}
+
+TEST_F(KeptFileTest, IsWrittenOnlyAfterAChange)
+{
+    saveText(file, "text");
+    EXPECT_FALSE(exists(path));
+    file.noteChange();
+    saveText(file, "text");
+    std::filesystem::remove(path);
+    saveText(file, "text");
+    EXPECT_FALSE(exists(path));
+}
+
+TEST_F(KeptFileTest, IsEmptyWhenItIsMissing)
+{
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(file.read(parse), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(KeptFileTest, IsSetAsideWhenItIsDamaged)
+{
+    std::filesystem::create_directory(path.parent_path());
+    folder.write("made/kept.toml", "damaged");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(file.read(parse), "");
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("the things cannot be read: " + path.string() +
+                          ": it is damaged"));
+    EXPECT_FALSE(exists(path));
+    EXPECT_EQ(test::readContent(path.string() + ".damaged"), "damaged");
+}
+
+TEST_F(KeptFileTest, IsSetAsideWhenItIsAFolder)
+{
+    std::filesystem::create_directories(path);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(file.read(parse), "");
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("the things cannot be read: "));
+    file.noteChange();
+    saveText(file, "text");
+    EXPECT_EQ(file.read(parse), "text");
+}
+
+TEST_F(KeptFileTest, IsWrittenLaterWhenThatFailed)
+{
+    const auto blocked = folder.write("made", "no folder");
+    file.noteChange();
+    testing::internal::CaptureStderr();
+    saveText(file, "text");
+    saveText(file, "text");
+    const std::string lines = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(lines, HasSubstr("unable to write the things"));
+    EXPECT_EQ(lines.find('\n'), lines.size() - 1) << "once";
+    std::filesystem::remove(blocked);
+    saveText(file, "text");
+    EXPECT_EQ(file.read(parse), "text");
+}
+
+TEST_F(KeptFileTest, IsNoneByDefault)
+{
+    KeptFile none;
+    none.noteChange();
+    saveText(none, "text");
+    EXPECT_EQ(none.read(parse), "");
+}
+
+} // namespace
+} // namespace healthintf::healthmgr
