@@ -14,6 +14,26 @@ const char* overflowName(Overflow overflow)
     return overflow == Overflow::refuse ? "refuse" : "wrap";
 }
 
+namespace
+{
+
+void readHistory(services::ConfigTable& table, Config& config)
+{
+    constexpr int fewest = 1000;
+    constexpr int most = 1'000'000;
+    constexpr int smallest = 4;
+    constexpr int largest = 1024;
+    constexpr uint64_t mebibyte = 1UL << 20;
+    auto& [records, bytes] = config.historyLimits;
+    config.keepsHistory = table.flag("history", config.keepsHistory);
+    records =
+        table.whole("history-records", fewest, most, static_cast<int>(records));
+    bytes = mebibyte * table.whole("history-mebibytes", smallest, largest,
+                                   static_cast<int>(bytes / mebibyte));
+}
+
+} // namespace
+
 Config parseConfig(std::string_view text, const std::string& name)
 {
     const toml::table root = services::parseToml(text, name);
@@ -28,6 +48,7 @@ Config parseConfig(std::string_view text, const std::string& name)
     {
         config.overflow = Overflow::wrap;
     }
+    readHistory(table, config);
     table.finish();
     return config;
 }

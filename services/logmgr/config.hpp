@@ -3,6 +3,7 @@
 
 /** @file The configuration of logmgr: a TOML file. */
 
+#include "history/history_limits.hpp"
 #include "sel_records.hpp"
 
 #include <cstdint>
@@ -31,6 +32,9 @@ struct Config
      *  identifiers. */
     uint16_t capacity = 4096;
     Overflow overflow = Overflow::refuse;
+    /** Whether the history of faults is kept. */
+    bool keepsHistory = true;
+    history::HistoryLimits historyLimits = {};
 };
 
 /** Reads a configuration; keys that it leaves out have their default values.

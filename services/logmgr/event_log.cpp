@@ -163,7 +163,11 @@ EventLog::Addition EventLog::add(const Event& event)
     const uint64_t size = store.size();
     LogState state = store.state();
     std::vector<uint16_t> dropped;
-    if (size >= settings.capacity)
+    if (size < settings.capacity)
+    {
+        refusing = false;
+    }
+    else
     {
         if (settings.overflow == Overflow::refuse)
         {
@@ -188,7 +192,8 @@ EventLog::Addition EventLog::add(const Event& event)
 
 void EventLog::refuseFull()
 {
-    if (!store.state().overflow)
+    // The state may be another one after the file was overwritten.
+    if (!refusing || !store.state().overflow)
     {
         noteOverflow();
     }
@@ -204,10 +209,14 @@ void EventLog::noteOverflow()
     state.overflow = true;
     try
     {
-        changeStore(store, [&] {
-            store.setState(state);
-        });
-        // Logged once until the log is cleared: the stored state remembers it.
+        // The state may be an older one, from before the log had more room.
+        if (!store.state().overflow)
+        {
+            changeStore(store, [&] {
+                store.setState(state);
+            });
+        }
+        refusing = true;
         SERVICE_LOG(log::warning,
                     "%s.%d.%s: the log is full and refuses events until it is "
                     "cleared");

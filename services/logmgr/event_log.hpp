@@ -238,6 +238,8 @@ class EventLog
     SelStore& store;
     Config settings;
     Clock clock;
+    /** Whether it was logged that events are refused, since there was room. */
+    bool refusing = false;
 };
 
 } // namespace healthintf::logmgr

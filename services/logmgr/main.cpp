@@ -11,6 +11,7 @@
 #include "config.hpp"
 #include "directories.hpp"
 #include "event_log.hpp"
+#include "history/history_thread.hpp"
 #include "list_responder.hpp"
 #include "logmgr_config.hpp"
 #include "mirror.hpp"
@@ -27,6 +28,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <exception>
+#include <optional>
 #include <string>
 
 namespace
@@ -71,6 +73,12 @@ int serve(const logmgr::Config& config)
     // The mirror belongs to the process that owns the bus name, so it is
     // written only now, and before the first call is answered.
     mirror.rebuild();
+    std::optional<history::HistoryThread> faults;
+    if (config.keepsHistory)
+    {
+        faults.emplace(host::stateDirectory() / "history",
+                       config.historyLimits);
+    }
     const services::EventSource look = loop.every(lookPeriod, [&] {
         events.restoreFile();
         mirror.check();

@@ -2,8 +2,10 @@
 /** @file Who may do what with the System Event Log under the installed policy.
  */
 
+#include "file_content.hpp"
 #include "installed_policy.hpp"
 #include "log_client.hpp"
+#include "logmgr/history_protocol.hpp"
 #include "private_bus.hpp"
 #include "process.hpp"
 
@@ -12,6 +14,7 @@
 
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -24,16 +27,35 @@ using testing::HasSubstr;
 using testing::ThrowsMessage;
 using Words = std::vector<std::string>;
 
+/** The file of an administrator's own that keeps operators from clearing the
+ *  log, as the page on installing has it. */
+std::string rulesOfThePage()
+{
+    const std::string page = readContent(std::filesystem::path(BUS_POLICIES) /
+                                         "../../docs/install.md");
+    const std::size_t begin =
+        page.rfind("<busconfig>", page.find("<deny send_type"));
+    const std::string end = "</busconfig>";
+    return innerRules(
+        page.substr(begin, page.find(end, begin) + end.size() - begin));
+}
+
 /** logmgr on a bus with the installed policy. */
 class LogPolicy : public testing::Test
 {
+  public:
+    /** @param[in] more rules that the bus reads after the installed ones */
+    explicit LogPolicy(const std::string& more = "") :
+        bus(systemRules + installedRules(logService) + more)
+    {}
+
   protected:
     void SetUp() override
     {
         client.waitUntilReady();
     }
 
-    PrivateBus bus{systemRules + installedRules(logService)};
+    PrivateBus bus;
     LogClient client;
     Process logmgr{{LOGMGR}};
 };
@@ -41,6 +63,9 @@ class LogPolicy : public testing::Test
 /** The same bus with other users. */
 class LogPolicyOfOthers : public LogPolicy
 {
+  public:
+    using LogPolicy::LogPolicy;
+
   protected:
     void SetUp() override
     {
@@ -58,6 +83,14 @@ class LogPolicyOfOthers : public LogPolicy
         command.insert(command.end(), arguments.begin(), arguments.end());
         return busctlAs(caller, command);
     }
+};
+
+/** The same with the rules of the page. */
+class LogPolicyOfThePage : public LogPolicyOfOthers
+{
+  public:
+    LogPolicyOfThePage() : LogPolicyOfOthers(rulesOfThePage())
+    {}
 };
 
 /** The arguments of a call that adds the record of an unnamed sensor. */
@@ -133,6 +166,31 @@ TEST_F(LogPolicyOfOthers, DeniesEverybodyTheCallsOfOtherGroups)
     EXPECT_EQ(client.property("Entries"), "1");
 }
 
+TEST_F(LogPolicyOfOthers, LetsEverybodyReadTheHistoryAndOperatorsClearIt)
+{
+    const auto callHistory = [](Caller caller, Words arguments) {
+        arguments.insert(arguments.begin(),
+                         {"call", host::historyService, host::historyPath,
+                          host::historyInterface});
+        return busctlAs(caller, arguments);
+    };
+    const Words read{"Read", "tbua{sv}", "0", "false", "10", "0"};
+    client.waitUntil("history", [this] {
+        return !client.findOwner(host::historyService).empty();
+    });
+    EXPECT_EQ(callHistory(Caller::stranger, read), "aa{sv}t 0 0\n");
+    for (const Caller caller : {Caller::stranger, Caller::reporter,
+                                Caller::healthmgr, Caller::logmgr})
+    {
+        EXPECT_THAT(
+            [&] {
+                callHistory(caller, {"Clear"});
+            },
+            ThrowsMessage<std::runtime_error>(HasSubstr("Access denied")));
+    }
+    EXPECT_EQ(callHistory(Caller::operatorUser, {"Clear"}), "");
+}
+
 TEST_F(LogPolicyOfOthers, LetsReportersAddAndOperatorsClear)
 {
     EXPECT_EQ(callAs(Caller::reporter, addition), "u 1\n");
@@ -141,6 +199,23 @@ TEST_F(LogPolicyOfOthers, LetsReportersAddAndOperatorsClear)
     EXPECT_EQ(client.property("Entries"), "0");
     EXPECT_EQ(callAs(Caller::operatorUser, {"ClearUpTo", "tq", "0", "0"}),
               "uq 0 0\n");
+}
+
+TEST_F(LogPolicyOfThePage, KeepsOperatorsFromClearing)
+{
+    client.add(makeRecord(7));
+    const std::vector<Words> clearings{{"Clear"},
+                                       {"ClearUpTo", "tq", "0", "65535"}};
+    for (const Words& clearing : clearings)
+    {
+        EXPECT_THAT(
+            [&] {
+                callAs(Caller::operatorUser, clearing);
+            },
+            ThrowsMessage<std::runtime_error>(HasSubstr("Access denied")))
+            << clearing[0];
+    }
+    EXPECT_EQ(client.property("Entries"), "1");
 }
 
 TEST_F(LogPolicyOfOthers, GivesTheNameOnlyToTheLogManagersUser)

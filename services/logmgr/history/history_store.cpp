@@ -1,0 +1,406 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "history_store.hpp"
+
+#include "../../common/service_log.hpp"
+#include "history_rows.hpp"
+#include "storage/files.hpp"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <system_error>
+#include <utility>
+
+namespace healthintf::history
+{
+
+namespace fs = std::filesystem;
+namespace log = services::log;
+
+namespace
+{
+
+constexpr uint64_t pageSize = 4096;
+
+/** The most bytes of texts in a page. */
+constexpr std::size_t mostOfPage = 1UL << 20;
+
+/** What SQLite keeps beside a database while it is open. */
+constexpr std::array companions{"-wal", "-shm"};
+
+/** The layout; its number is SQLite's user_version. */
+constexpr const char* layout = R"(
+PRAGMA page_size = 4096;
+PRAGMA journal_mode = WAL;
+PRAGMA synchronous = NORMAL;
+PRAGMA wal_autocheckpoint = 0;
+PRAGMA journal_size_limit = 1048576;
+PRAGMA cache_size = -1024;
+PRAGMA trusted_schema = OFF;
+CREATE TABLE IF NOT EXISTS records (
+    sequence INTEGER PRIMARY KEY, time INTEGER, kind INTEGER,
+    component TEXT, entry TEXT, message_id TEXT, args TEXT, message TEXT,
+    severity INTEGER, sensor_path TEXT, sensor_number INTEGER,
+    sensor_type INTEGER, process TEXT, pid INTEGER, user INTEGER,
+    lasted INTEGER, occurrence INTEGER, missed INTEGER, comment TEXT,
+    identity INTEGER);
+CREATE INDEX IF NOT EXISTS by_component ON records (component, sequence);
+CREATE INDEX IF NOT EXISTS by_user ON records (user, sequence);
+CREATE INDEX IF NOT EXISTS by_identity ON records (identity, sequence);
+CREATE TABLE IF NOT EXISTS followed (
+    sequence INTEGER PRIMARY KEY, hidden INTEGER, process_start INTEGER);
+PRAGMA user_version = 1;
+)";
+
+/** Sets a damaged database aside, so that a new one can be made. */
+void setDamagedAside(const fs::path& file, const char* why)
+{
+    const fs::path aside = host::setAside(file);
+    for (const char* ending : companions)
+    {
+        std::error_code ignored;
+        fs::remove(file.string() + ending, ignored);
+    }
+    SERVICE_LOG(log::error,
+                "%s.%d.%s: the history is damaged (%s): it was set aside as "
+                "%s, and a new one begins",
+                why, aside.c_str());
+}
+
+/** Opens a database and makes what is missing in it.
+ *
+ *  @throws SqliteError, also when it is damaged */
+Database openChecked(const fs::path& file)
+{
+    Database database(file);
+    database.run(layout);
+    Statement question(database, "PRAGMA quick_check(1)");
+    if (question.step(); question.text(0) != "ok")
+    {
+        throw SqliteError(nullptr, SQLITE_CORRUPT, question.text(0));
+    }
+    return database;
+}
+
+/** Removes a record if it belongs to no lasting fault, and gives its component
+ *  and user. */
+std::string removeFirstWhere(const std::string& condition)
+{
+    return "DELETE FROM records WHERE sequence = (SELECT sequence FROM records "
+           "WHERE " +
+           condition +
+           " sequence NOT IN (SELECT sequence FROM followed) "
+           "ORDER BY sequence LIMIT 1) RETURNING component, user";
+}
+
+/** The key and value with the highest value. */
+template <typename Key>
+std::pair<Key, uint64_t> findMost(const std::map<Key, uint64_t>& counts)
+{
+    std::pair<Key, uint64_t> most;
+    for (const auto& [key, value] : counts)
+    {
+        if (value > most.second)
+        {
+            most = {key, value};
+        }
+    }
+    return most;
+}
+
+template <typename Key>
+void countDown(std::map<Key, uint64_t>& counts, const Key& key)
+{
+    const auto found = counts.find(key);
+    if (found != counts.end() && --found->second == 0)
+    {
+        counts.erase(found);
+    }
+}
+
+} // namespace
+
+/** The database and what is prepared for it. */
+struct HistoryStore::Opened
+{
+    explicit Opened(const fs::path& file) :
+        database(openChecked(file)), descriptor(host::openFile(file))
+    {}
+
+    Statement prepare(const std::string& text) const
+    {
+        return {database, text};
+    }
+
+    Database database;
+    /** To notice that the file was removed. */
+    host::FileDescriptor descriptor;
+    Statement insertion = prepare(insertRow);
+    Statement lastOccurrence =
+        prepare("SELECT occurrence FROM records WHERE identity = ? "
+                "ORDER BY sequence DESC LIMIT 1");
+    Statement oldest = prepare(removeFirstWhere(""));
+    Statement oldestOfComponent =
+        prepare(removeFirstWhere("component = ? AND"));
+    Statement oldestOfUser = prepare(removeFirstWhere("user = ? AND"));
+    Statement follow = prepare("INSERT OR REPLACE INTO followed "
+                               "VALUES (?, ?, ?)");
+    Statement forget = prepare("DELETE FROM followed WHERE sequence = ?");
+    Statement pages = prepare("PRAGMA page_count");
+    Statement freePages = prepare("PRAGMA freelist_count");
+};
+
+HistoryStore::HistoryStore(const fs::path& folder,
+                           const HistoryLimits& limits) :
+    file(folder / "history.db"),
+    limits(limits)
+{
+    fs::create_directories(folder);
+    try
+    {
+        opened = std::make_unique<Opened>(file);
+    }
+    catch (const SqliteError& e)
+    {
+        if (!e.isDamage())
+        {
+            throw;
+        }
+        setDamagedAside(file, e.what());
+        opened = std::make_unique<Opened>(file);
+    }
+    countRecords();
+    numbers.emplace(folder / "next-number", last() + 1);
+}
+
+HistoryStore::~HistoryStore()
+{
+    try
+    {
+        if (!grouped)
+        {
+            sync();
+            numbers->end();
+        }
+    }
+    catch (const std::exception& e)
+    {
+        SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+    }
+}
+
+void HistoryStore::countRecords()
+{
+    countOfComponent.clear();
+    countOfUser.clear();
+    count = 0;
+    Statement question = opened->prepare(
+        "SELECT component, user, count(*) FROM records GROUP BY component, "
+        "user");
+    while (question.step())
+    {
+        const auto records = static_cast<uint64_t>(question.number(2));
+        countOfComponent[question.text(0)] += records;
+        countOfUser[static_cast<uint32_t>(question.number(1))] += records;
+        count += records;
+    }
+}
+
+void HistoryStore::begin()
+{
+    if (!grouped)
+    {
+        opened->database.run("BEGIN IMMEDIATE");
+        grouped = true;
+    }
+}
+
+void HistoryStore::add(Record& record)
+{
+    begin();
+    makeRoom();
+    if (record.kind == Kind::appeared || record.kind == Kind::monitorLost)
+    {
+        record.occurrence = countOccurrences(identityOf(record.fault)) + 1;
+    }
+    record.sequence = numbers->take();
+    bindRow(opened->insertion, record);
+    opened->insertion.run();
+    ++countOfComponent[record.fault.component];
+    ++countOfUser[record.fault.user];
+    ++count;
+    ++sinceSync;
+}
+
+/** How often the same fault has come so far. */
+uint64_t HistoryStore::countOccurrences(uint64_t identity)
+{
+    Statement& question = opened->lastOccurrence;
+    question.bind(static_cast<int64_t>(identity));
+    const int64_t found = question.step() ? question.number(0) : 0;
+    question.reset();
+    return static_cast<uint64_t>(found);
+}
+
+void HistoryStore::makeRoom()
+{
+    while (count >= limits.records && removeOldest())
+    {}
+    while (bytes() > limits.bytes && removeOldest())
+    {}
+}
+
+/** Removes the record that is to go first.
+ *
+ *  @return false when all records belong to lasting faults */
+bool HistoryStore::removeOldest()
+{
+    const auto [component, ofComponent] = findMost(countOfComponent);
+    const auto [user, ofUser] = findMost(countOfUser);
+    return (ofComponent > count / 4 &&
+            removeBy(opened->oldestOfComponent.bind(component))) ||
+           (ofUser > count / 2 &&
+            removeBy(opened->oldestOfUser.bind(int64_t{user}))) ||
+           removeBy(opened->oldest);
+}
+
+/** Runs a removal.
+ *
+ *  @return whether there was a record to remove */
+bool HistoryStore::removeBy(Statement& removal)
+{
+    const bool removed = removal.step();
+    if (removed)
+    {
+        countDown(countOfComponent, removal.text(0));
+        countDown(countOfUser, static_cast<uint32_t>(removal.number(1)));
+        --count;
+    }
+    removal.reset();
+    return removed;
+}
+
+void HistoryStore::follow(const FollowedFault& fault)
+{
+    begin();
+    opened->follow
+        .bind(static_cast<int64_t>(fault.appeared.sequence),
+              fault.hidden ? int64_t{1} : int64_t{0},
+              static_cast<int64_t>(fault.processStart))
+        .run();
+}
+
+void HistoryStore::forget(const FollowedFault& fault)
+{
+    begin();
+    opened->forget.bind(static_cast<int64_t>(fault.appeared.sequence)).run();
+}
+
+void HistoryStore::clear()
+{
+    begin();
+    opened->database.run("DELETE FROM records WHERE sequence NOT IN "
+                         "(SELECT sequence FROM followed)");
+    countRecords();
+}
+
+void HistoryStore::commit()
+{
+    if (grouped)
+    {
+        opened->database.run("COMMIT");
+        grouped = false;
+    }
+}
+
+void HistoryStore::sync()
+{
+    // Writes the journal to the disk, and then its pages into the database.
+    const int result =
+        sqlite3_wal_checkpoint_v2(opened->database.get(), nullptr,
+                                  SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+    if (result != SQLITE_OK)
+    {
+        throw SqliteError(opened->database.get(), result, file.string());
+    }
+    sinceSync = 0;
+}
+
+std::vector<FollowedFault> HistoryStore::followed()
+{
+    std::vector<FollowedFault> faults;
+    Statement question = opened->prepare(
+        selectRows("followed.hidden, followed.process_start") +
+        " JOIN followed ON followed.sequence = records.sequence");
+    while (question.step())
+    {
+        FollowedFault fault;
+        fault.appeared = readRow(question);
+        fault.hidden = question.number(columnsOfRow) != 0;
+        fault.processStart =
+            static_cast<uint64_t>(question.number(columnsOfRow + 1));
+        faults.push_back(std::move(fault));
+    }
+    return faults;
+}
+
+HistoryPage HistoryStore::read(const HistoryQuery& query)
+{
+    Statement question = prepareQuery(opened->database, query);
+    HistoryPage page;
+    std::size_t bytes = 0;
+    while (question.step())
+    {
+        Record record = readRow(question);
+        bytes += countBytes(record);
+        if (page.records.size() == query.limit ||
+            (bytes > mostOfPage && !page.records.empty()))
+        {
+            page.next = record.sequence;
+            break;
+        }
+        page.records.push_back(std::move(record));
+    }
+    return page;
+}
+
+bool HistoryStore::has(const Record& record)
+{
+    Statement question =
+        opened->prepare("SELECT 1 FROM records WHERE kind = ? AND time = ? "
+                        "AND entry = ? AND comment = ?");
+    return question
+        .bind(static_cast<int64_t>(record.kind), record.time,
+              record.fault.entry, record.comment)
+        .step();
+}
+
+uint64_t HistoryStore::first()
+{
+    return static_cast<uint64_t>(
+        opened->database.ask("SELECT min(sequence) FROM records"));
+}
+
+uint64_t HistoryStore::last()
+{
+    return static_cast<uint64_t>(
+        opened->database.ask("SELECT max(sequence) FROM records"));
+}
+
+uint64_t HistoryStore::bytes()
+{
+    const auto ask = [](Statement& question) {
+        question.step();
+        const auto answer = static_cast<uint64_t>(question.number(0));
+        question.reset();
+        return answer;
+    };
+    return (ask(opened->pages) - ask(opened->freePages)) * pageSize;
+}
+
+bool HistoryStore::isInPlace() const
+{
+    return host::namedFile(opened->descriptor.get(), file).has_value();
+}
+
+} // namespace healthintf::history

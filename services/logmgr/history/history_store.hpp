@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+/** @file The history on the disk: a database of records. */
+
+#include "history_limits.hpp"
+#include "history_query.hpp"
+#include "record.hpp"
+#include "sequence_numbers.hpp"
+#include "sqlite.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace healthintf::history
+{
+
+/** What is known of a fault that lasts. */
+struct FollowedFault
+{
+    /** The record of its appearance. */
+    Record appeared;
+    bool hidden = false;
+    /** When its process started, see host::ProcessIdentity. */
+    uint64_t processStart = 0;
+};
+
+/** The records of the history, and the faults that last. Changes are grouped: a
+ *  kill loses no group that was committed, and a loss of power none that was
+ *  synced. All calls may throw SqliteError, and std::system_error when a file
+ *  cannot be written; then the group is lost, and the store is to be opened
+ *  again. */
+class HistoryStore
+{
+  public:
+    /** Opens the history in a folder. Sets a damaged one aside and begins
+     *  anew. */
+    HistoryStore(const std::filesystem::path& folder,
+                 const HistoryLimits& limits);
+    ~HistoryStore();
+    HistoryStore(const HistoryStore&) = delete;
+    HistoryStore& operator=(const HistoryStore&) = delete;
+
+    /** Adds a record to the group and gives it a sequence number. One of a
+     *  fault's appearance also gets the number of the occurrence. When there is
+     *  too much, the oldest record goes: of a component that has a quarter of
+     *  all, else of a user who has half, else of all. Those of lasting faults
+     *  stay. */
+    void add(Record& record);
+
+    /** Notes in the group that a fault lasts, or changes what is noted. */
+    void follow(const FollowedFault& fault);
+    /** Notes in the group that it lasts no longer. */
+    void forget(const FollowedFault& fault);
+
+    /** Removes in the group all records but those of lasting faults. */
+    void clear();
+
+    /** Whether there is a group that is not committed. */
+    bool hasGroup() const
+    {
+        return grouped;
+    }
+    void commit();
+
+    /** How many records were committed since the last sync. */
+    std::size_t unsynced() const
+    {
+        return sinceSync;
+    }
+    void sync();
+
+    /** The faults that lasted at the last commit. */
+    std::vector<FollowedFault> followed();
+
+    /** Reads the first records of a query, not more than fit well into one
+     *  message. */
+    HistoryPage read(const HistoryQuery& query);
+
+    /** Whether there is a record of the same thing: of this kind and time,
+     * about this entry, and with this comment. */
+    bool has(const Record& record);
+
+    /** The lowest and the highest sequence number; 0 without records. */
+    uint64_t first();
+    uint64_t last();
+    uint64_t records() const
+    {
+        return count;
+    }
+    uint64_t bytes();
+
+    /** Whether the files are still in their places. */
+    bool isInPlace() const;
+
+  private:
+    struct Opened;
+
+    void countRecords();
+    void begin();
+    void makeRoom();
+    bool removeOldest();
+    bool removeBy(Statement& removal);
+    uint64_t countOccurrences(uint64_t identity);
+
+    std::filesystem::path file;
+    HistoryLimits limits;
+    std::unique_ptr<Opened> opened;
+    std::optional<SequenceNumbers> numbers;
+    std::map<std::string, uint64_t> countOfComponent;
+    std::map<uint32_t, uint64_t> countOfUser;
+    uint64_t count = 0;
+    bool grouped = false;
+    std::size_t sinceSync = 0;
+};
+
+} // namespace healthintf::history
