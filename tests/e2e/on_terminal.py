@@ -15,6 +15,8 @@ import termios
 def main(columns, command):
     pid, terminal = pty.fork()
     if pid == 0:
+        # A pager would wait for keys.
+        os.environ.setdefault("HEALTHCTL_PAGER", "")
         # The size must be set before the program reads it.
         size = struct.pack("HHHH", 24, columns, 0, 0)
         fcntl.ioctl(1, termios.TIOCSWINSZ, size)

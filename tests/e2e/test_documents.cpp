@@ -39,7 +39,7 @@ std::string runPage(const std::string& name)
          "--let=c++20 build=none build", SOURCE_FOLDER "/docs/" + name,
          project.path()},
         {"CXX=" COMPILER, "CXXFLAGS=" STANDARD " " SDBUSPLUS_FLAGS,
-         "CC=" C_COMPILER,
+         "CC=" C_COMPILER, "PYTHONPATH=" SOURCE_FOLDER "/python",
          "PATH=" + installation().at(PREFIX "/bin").string() + ":" +
              std::getenv("PATH")},
         // Some pages compile a program.
@@ -56,9 +56,9 @@ TEST_P(Documents, ShowTheActualOutput)
 }
 
 INSTANTIATE_TEST_SUITE_P(Pages, Documents,
-                         testing::Values("alarm.md", "dbus.md", "healthctl.md",
-                                         "hostmon.md", "logmgr.md",
-                                         "tutorial.md"));
+                         testing::Values("alarm.md", "component.md", "dbus.md",
+                                         "healthctl.md", "hostmon.md",
+                                         "logmgr.md", "tutorial.md"));
 
 /** The help text of a program or of one of its commands. */
 std::string readHelp(std::vector<std::string> command)
@@ -185,6 +185,41 @@ std::string programOfFragments(const std::string& page)
     return includes + body + ends;
 }
 
+/** The code blocks of a page that are no files of their own. */
+std::vector<std::string> quotations(const std::string& page)
+{
+    std::vector<std::string> found;
+    const std::regex block("(-->)?\n```(cpp|python)\n([^`]*)```\n");
+    for (auto each = std::sregex_iterator(page.begin(), page.end(), block);
+         each != std::sregex_iterator(); ++each)
+    {
+        if (!(*each)[1].matched)
+        {
+            found.push_back((*each)[3]);
+        }
+    }
+    return found;
+}
+
+TEST(Fragments, OfLoopsAreQuotedFromTheExamples)
+{
+    std::string examples;
+    for (const auto& file : fs::directory_iterator(SOURCE_FOLDER "/examples"))
+    {
+        if (file.is_regular_file())
+        {
+            examples += readContent(file);
+        }
+    }
+    const auto quoted =
+        quotations(readContent(SOURCE_FOLDER "/docs/component.md"));
+    EXPECT_THAT(quoted, testing::SizeIs(3));
+    for (const std::string& lines : quoted)
+    {
+        EXPECT_NE(examples.find(lines), std::string::npos) << lines;
+    }
+}
+
 TEST(Fragments, CanBeCompiled)
 {
     for (const char* page : {"queries.md", "sel.md"})
@@ -213,9 +248,10 @@ TEST(DocumentsList, IncludesEveryPageWithTranscripts)
             pages.push_back(file.path().filename());
         }
     }
-    EXPECT_THAT(pages, testing::UnorderedElementsAre(
-                           "alarm.md", "dbus.md", "healthctl.md", "hostmon.md",
-                           "logmgr.md", "tutorial.md"));
+    EXPECT_THAT(pages, testing::UnorderedElementsAre("alarm.md", "component.md",
+                                                     "dbus.md", "healthctl.md",
+                                                     "hostmon.md", "logmgr.md",
+                                                     "tutorial.md"));
 }
 
 } // namespace

@@ -366,6 +366,22 @@ TEST_F(ExporterTest, IsScrapedOverAUnixSocket)
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
+TEST_F(ExporterTest, OutlivesTheReaderOfItsOutput)
+{
+    const std::string folder = bus.folder().path();
+    const NotifySocket manager;
+    // The pipe has had a reader, which has ended.
+    Process unread({"/bin/sh", "-c",
+                    "mkfifo \"$1\" && exec 4<>\"$1\" >\"$1\" 4<&- && "
+                    "exec \"$2\" --unix \"$3\"",
+                    "sh", folder + "/pipe", HEALTH_EXPORTER,
+                    folder + "/metrics.sock"},
+                   {manager.setting()});
+    EXPECT_EQ(manager.hear(), "READY=1");
+    unread.signal(SIGTERM);
+    EXPECT_EQ(unread.wait(), 0);
+}
+
 TEST_F(ExporterTest, IsScrapedBesideAThousandIdleConnections)
 {
     Process crowd({"/usr/bin/python3", "-c",

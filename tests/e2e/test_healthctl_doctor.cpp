@@ -262,6 +262,17 @@ TEST_F(HealthctlDoctor, FindsAMirrorThatIsBehindTheLog)
                           "cache 1; 1 of the log"));
 }
 
+TEST_F(HealthctlDoctor, FindsALogThatRefusesEvents)
+{
+    const Process logmgr = client.start(
+        {"--config", bus.folder().write("two.toml", "capacity = 2\n")});
+    client.add(makeRecord(1));
+    client.add(makeRecord(2));
+    const json found = findings(1).at("log.room");
+    EXPECT_EQ(found["grade"], "problem");
+    EXPECT_EQ(found["text"], "the log has 2 of 2 entries and refuses events");
+}
+
 TEST_F(HealthctlDoctor, FindsAMissingParent)
 {
     const Component fan(root + "/rack/fan", 2);

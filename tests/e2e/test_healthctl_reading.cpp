@@ -2,12 +2,14 @@
 /** @file healthctl's commands that change nothing, on a running tree. */
 
 #include "healthctl.hpp"
+#include "log_client.hpp"
 
 #include <gmock/gmock.h>
 #include <sys/wait.h>
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -136,6 +138,21 @@ TEST_F(Reading, TreeStopsAtTheRequestedDepth)
     EXPECT_EQ(nodes.count(rack), 1U);
 }
 
+TEST_F(Reading, TreeHasOnlyProblemsOnDemand)
+{
+    const auto nodes = flat(toJson({"tree", "--problems"})["trees"]);
+    EXPECT_EQ(nodes.size(), 4U);
+    daemon.remove(psu, "Test.1.0.Low", "/sensors/volt");
+    client.waitForHealth(psu, 2);
+    const auto fewer = flat(toJson({"tree", "--problems"})["trees"]);
+    EXPECT_EQ(fewer.size(), 3U);
+    EXPECT_FALSE(fewer.contains(psu));
+    EXPECT_EQ(healthctl({"tree", "-p", "rack/psu"}).output, "No problems.\n");
+    EXPECT_EQ(healthctl({"tree", "-p", "rack/psu", "--paths"}).output, "");
+    EXPECT_TRUE(toJson({"tree", "-p", "rack/psu"})["trees"].empty());
+    EXPECT_EQ(healthctl({"tree", "-p", "rack/nothing"}).status, 6);
+}
+
 TEST_F(Reading, ShowsLostMonitorsInPlaceOfADeadProcess)
 {
     constexpr const char* manager = "com.vexa.olvar.healthmgr";
@@ -219,7 +236,177 @@ TEST_F(Reading, FaultsReportsThatThereAreNoneByItsExitCode)
 {
     EXPECT_TRUE(toJson({"faults", "-s", "unknown"}, 1)["faults"].empty());
     EXPECT_EQ(healthctl({"faults", "-s", "unknown"}).output,
-              "No such faults.\n");
+              "No such faults.\n0 of 2 faults\n");
+}
+
+TEST_F(Reading, FaultsAreChosenByWhatTheySay)
+{
+    EXPECT_THAT(listIds(toJson({"faults", "--message", "Slow"})),
+                ElementsAre("Test.1.0.Slow"));
+    EXPECT_THAT(listIds(toJson({"faults", "-m", "Test.1.0.Slow", "-m", "Low"})),
+                ElementsAre("Test.1.0.Slow", "Test.1.0.Low"));
+    EXPECT_THAT(listIds(toJson({"faults", "--text", "OF /SENSORS/V"})),
+                ElementsAre("Test.1.0.Low"));
+}
+
+TEST_F(Reading, FaultsAreChosenByWhenTheyAppeared)
+{
+    EXPECT_EQ(toJson({"faults", "--since", "10m"})["faults"].size(), 2U);
+    EXPECT_TRUE(toJson({"faults", "--until", "10m"}, 1)["faults"].empty());
+    const Answer wrong = healthctl({"faults", "--since", "soon"});
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_THAT(wrong.errors, HasSubstr("\"soon\" is no time; write it as"));
+}
+
+TEST_F(Reading, FaultsSaysHowManyItListsOfHowMany)
+{
+    EXPECT_EQ(toJson({"faults", "--limit", "1"})["total"], 2);
+    EXPECT_EQ(toJson({"faults", "--hidden"})["total"], 1);
+    EXPECT_THAT(healthctl({"faults", "--all"}).output,
+                HasSubstr("\n3 faults\n"));
+    EXPECT_THAT(healthctl({"faults", "--limit", "1"}).output,
+                HasSubstr("\n1 of 2 faults\n"
+                          "1 hidden fault is not shown (see --all)\n"));
+    EXPECT_THAT(healthctl({"faults", "--hidden"}).output,
+                Not(HasSubstr("1 fault")));
+}
+
+TEST_F(Reading, FaultsAreInShortALineEach)
+{
+    const std::string lines = healthctl({"faults", "--short"}).output;
+    EXPECT_THAT(lines, HasSubstr("  rack/fan  A fault of /sensors/fan"));
+    EXPECT_THAT(lines, Not(HasSubstr("sensor /sensors/fan")));
+    EXPECT_EQ(healthctl({"faults", "--short", "--long"}).status, 2);
+}
+
+/** A registry with one of the messages of the daemon's faults. */
+constexpr const char* testRegistry = R"({
+    "RegistryPrefix": "Test", "RegistryVersion": "1.0.7", "Language": "en",
+    "Messages": {"Slow": {
+        "Message": "%1 turns at %2.", "MessageSeverity": "Warning",
+        "NumberOfArgs": 2, "Description": "It turns slowly.",
+        "Resolution": "Clean \u001b[2J it.", "ParamTypes": ["string"],
+        "ArgDescriptions": ["The fan."]}}})";
+
+/** The same with a registry of healthctl's own. */
+class Explaining : public Reading
+{
+  protected:
+    Explaining() :
+        file(bus.folder().write("registries/test.json", testRegistry))
+    {
+        setenv("HEALTHINTF_REGISTRY_PATH", file.parent_path().c_str(), 1);
+        setenv("HEALTHINTF_EVENT_PATH", SHIPPED_EVENTS, 1);
+    }
+
+    ~Explaining() override
+    {
+        unsetenv("HEALTHINTF_REGISTRY_PATH");
+        unsetenv("HEALTHINTF_EVENT_PATH");
+    }
+
+    std::filesystem::path file;
+};
+
+TEST_F(Explaining, FaultsAreExplainedByTheirRegistry)
+{
+    EXPECT_THAT(healthctl({"faults", "--explain"}).output,
+                HasSubstr("  A fault of /sensors/fan\n"
+                          "  sensor /sensors/fan, number 7\n"
+                          "    Description  It turns slowly.\n"
+                          "    Resolution   Clean \\x1b[2J it.\n"
+                          "    %1           The fan: one\n"
+                          "    %2           two\n"));
+    const json explained = toJson({"faults", "--explain"})["faults"];
+    EXPECT_EQ(explained[0]["explanation"]["id"], "Test.1.0.7.Slow");
+    EXPECT_EQ(explained[0]["explanation"]["arguments"][0]["value"], "one");
+    EXPECT_FALSE(toJson({"faults"})["faults"][0].contains("explanation"));
+}
+
+TEST_F(Explaining, FaultsOfNoRegistryAreSaidToBeSo)
+{
+    const std::vector<std::string> words{"faults", "-c", "rack/psu",
+                                         "--explain"};
+    EXPECT_THAT(healthctl(words).output,
+                HasSubstr("\n    Not explained: no message registry and no "
+                          "event table has this message.\n"));
+    EXPECT_EQ(toJson(words)["faults"][0]["explanation"], nullptr);
+}
+
+TEST_F(Explaining, AMessageIsExplainedByEveryFormOfItsIdentifier)
+{
+    for (const char* id :
+         {"Slow", "Test.Slow", "Test.1.0.Slow", "Test.1.0.7.Slow"})
+    {
+        EXPECT_EQ(healthctl({"explain", id}).output,
+                  "Identifier   Test.1.0.7.Slow\n"
+                  "Severity     warning\n"
+                  "Message      %1 turns at %2.\n"
+                  "Description  It turns slowly.\n"
+                  "Resolution   Clean \\x1b[2J it.\n"
+                  "%1           string: The fan.\n"
+                  "%2           not given\n"
+                  "File         " +
+                      file.string() + "\n");
+    }
+    EXPECT_EQ(toJson({"explain", "Slow"})["file"], file.string());
+}
+
+TEST_F(Explaining, AnEventIsExplainedByTheEventTable)
+{
+    EXPECT_EQ(healthctl({"explain", "SEC1031"}).output,
+              "Identifier   SEC1031\n"
+              "Severity     informational\n"
+              "Message      The chassis is closed again ({sensor}).\n"
+              "Sensor type  Physical Security\n"
+              "State        offset 0x00, deasserted\n"
+              "{sensor}     string: The name of the sensor.\n"
+              "File         " SHIPPED_EVENTS "/ipmi-sensor-types.json\n");
+    const json event = toJson({"explain", "SEC1031"})["event"];
+    EXPECT_EQ(event["sensorType"], "Physical Security");
+    EXPECT_EQ(event["eventType"], nullptr);
+}
+
+TEST_F(Explaining, TheFaultOfAnEventIsExplainedByTheEventTable)
+{
+    LogClient log;
+    const Process running = log.start();
+    Component reporter(rack + "/air", 2);
+    EXPECT_EQ(reporter.process.ask("event " + rack +
+                                   "/air /sensors/air "
+                                   "00000200000000200004013001595A55"),
+              "0");
+    client.waitForHealth(rack + "/air", 4);
+    const Answer answer = healthctl({"faults", "-c", "rack/air", "--explain"});
+    EXPECT_THAT(answer.output,
+                HasSubstr("TMP0109\n"
+                          "  Temperature sensor 0x30 went above its upper "
+                          "critical threshold, raw reading 0x5A, threshold "
+                          "0x55.\n"));
+    EXPECT_THAT(
+        answer.output,
+        HasSubstr(
+            "    {sensor}     The name of the sensor: Temperature sensor 0x30\n"
+            "    {reading}    The raw reading that caused the event: 0x5A\n"
+            "    {threshold}  The raw threshold that was crossed: 0x55\n"));
+}
+
+TEST_F(Explaining, AnUnknownMessageIsNotThere)
+{
+    const Answer answer = healthctl({"explain", "Test.1.1.Sl\x1bow"});
+    EXPECT_EQ(answer.status, 6);
+    EXPECT_EQ(answer.output, "");
+    EXPECT_EQ(answer.errors,
+              "healthctl: no message registry and no event table has a message "
+              "\"Test.1.1.Sl\\x1bow\"; \"healthctl faults\" shows the "
+              "identifiers of faults, and \"healthctl doctor\" the files that "
+              "cannot be used\n");
+}
+
+TEST_F(Explaining, AMessageIsExplainedWithoutABus)
+{
+    bus.kill();
+    EXPECT_EQ(healthctl({"explain", "Slow"}).status, 0);
 }
 
 TEST_F(Reading, TopIsTheMostImportantBelowAComponent)

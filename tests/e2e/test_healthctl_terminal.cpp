@@ -19,9 +19,13 @@ namespace healthintf::test
 namespace
 {
 
+using testing::Contains;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
+using testing::SizeIs;
+using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
 /** The width of the widest line, with one column for each character. */
@@ -87,7 +91,10 @@ class Terminal : public HealthctlTest
 TEST_F(Terminal, FitsEveryLineIntoItsWidth)
 {
     for (const std::vector<std::string>& command :
-         {std::vector<std::string>{"tree", "--faults"}, {"faults"}, {"top"}})
+         {std::vector<std::string>{"tree", "--faults"},
+          {"faults"},
+          {"faults", "--explain"},
+          {"top"}})
     {
         for (const int columns : {80, 200})
         {
@@ -101,12 +108,15 @@ TEST_F(Terminal, FitsEveryLineIntoItsWidth)
 
 TEST_F(Terminal, FitsEveryLineIntoANarrowWidth)
 {
+    setenv("HEALTHINTF_REGISTRY_PATH", SHIPPED_REGISTRIES, 1);
     healthctl({"hide", "--sensor-number", "7"});
     client.waitForHealth(root, 2);
     for (const std::vector<std::string>& command :
          {std::vector<std::string>{"tree", "--faults"},
           {"faults"},
           {"faults", "--all"},
+          {"faults", "--all", "--explain"},
+          {"explain", "MonitorLost"},
           {"top"},
           {"count"},
           {"leds"},
@@ -144,6 +154,68 @@ TEST_F(Terminal, KeepsBothEndsOfANameThatIsTooLong)
     const std::string shown = onTerminal(80, {"tree"});
     EXPECT_THAT(shown, HasSubstr("begin"));
     EXPECT_THAT(shown, HasSubstr("xend"));
+}
+
+TEST_F(Terminal, FaultsAreALineEachWhereItIsWide)
+{
+    const std::string sensor = "sensor /sensors/s";
+    EXPECT_THAT(onTerminal(159, {"faults"}), HasSubstr(sensor));
+    EXPECT_THAT(onTerminal(160, {"faults"}), Not(HasSubstr(sensor)));
+    EXPECT_THAT(onTerminal(160, {"faults", "--long"}), HasSubstr(sensor));
+    EXPECT_THAT(onTerminal(80, {"faults", "--short"}), Not(HasSubstr(sensor)));
+}
+
+TEST_F(Terminal, PagesLongOutput)
+{
+    const std::string mark = "HEALTHCTL_PAGER=sed s/^/paged:/";
+    const std::string paged = onTerminal(80, {"tree", "--json"}, mark);
+    EXPECT_THAT(paged, StartsWith("paged:{\npaged:  \"schema\""));
+    EXPECT_THAT(paged, EndsWith("\npaged:}\n"));
+    const Answer other =
+        runProgram({ON_TERMINAL, "80", "env", "-u", "HEALTHCTL_PAGER",
+                    HEALTHCTL, "tree", "--json"},
+                   {"TERM=xterm", "PAGER=sed s/^/other:/"});
+    EXPECT_THAT(other.output, StartsWith("other:{\n"));
+}
+
+TEST_F(Terminal, DoesWithoutAPagerWhereItIsNotWanted)
+{
+    const std::string mark = "HEALTHCTL_PAGER=sed s/^/paged:/";
+    for (const auto& words :
+         {std::vector<std::string>{"tree", "--json", "--no-pager"},
+          {"tree"},
+          {"count", "--json"},
+          {"--no-pager", "tree", "--json"},
+          {"tree", "--help"}})
+    {
+        EXPECT_THAT(onTerminal(80, words, mark), Not(HasSubstr("paged:")))
+            << words[0];
+    }
+    EXPECT_THAT(healthctl({"tree", "--json"}, {mark}).output,
+                Not(HasSubstr("paged:")));
+    EXPECT_THAT(onTerminal(80, {"tree", "--json"}, "HEALTHCTL_PAGER=cat"),
+                StartsWith("{\n"));
+}
+
+TEST_F(Terminal, NeedsNoPager)
+{
+    const std::string missing =
+        onTerminal(80, {"tree", "--json"}, "HEALTHCTL_PAGER=/nonexistent");
+    EXPECT_THAT(missing, HasSubstr("\n  \"schema\": \"healthctl.tree/1\""));
+    EXPECT_THAT(missing, EndsWith("\n}\n"));
+    const Answer early =
+        runProgram({ON_TERMINAL, "80", HEALTHCTL, "tree", "--json"},
+                   {"TERM=xterm", "HEALTHCTL_PAGER=true"});
+    EXPECT_EQ(early.status, 0) << early.output;
+    const Answer nothing = runProgram(
+        {ON_TERMINAL, "80", HEALTHCTL, "faults", "--json", "-s", "OK"},
+        {"TERM=xterm", "HEALTHCTL_PAGER=false"});
+    EXPECT_EQ(nothing.status, 1) << "the status is the command's";
+    const Answer failed =
+        runProgram({ON_TERMINAL, "80", HEALTHCTL, "tree", "nothing"},
+                   {"TERM=xterm", "HEALTHCTL_PAGER=cat >/dev/null"});
+    EXPECT_EQ(failed.status, 6);
+    EXPECT_THAT(failed.output, HasSubstr("there is no component \"nothing\""));
 }
 
 TEST_F(Terminal, ShowsColoursUnlessTheyAreTurnedOff)
@@ -196,8 +268,9 @@ TEST_F(Terminal, ShellCompletesCommandsAndOptions)
 {
     EXPECT_THAT(listCompletions("healthctl t"), ElementsAre("tree", "top"));
     EXPECT_THAT(listCompletions("healthctl lcd s"), ElementsAre("set"));
-    EXPECT_THAT(listCompletions("healthctl faults --s"),
-                ElementsAre("--severity", "--sort", "--source"));
+    EXPECT_THAT(
+        listCompletions("healthctl faults --s"),
+        ElementsAre("--severity", "--since", "--sort", "--short", "--source"));
     EXPECT_THAT(listCompletions("healthctl faults --severity c"),
                 ElementsAre("critical"));
 }
@@ -214,10 +287,31 @@ TEST_F(Terminal, ShellCompletesTheLogsCommandsWatchAndDoctor)
     EXPECT_THAT(listCompletions("healthctl sel list --since ''"),
                 ElementsAre(""));
     EXPECT_THAT(listCompletions("healthctl watch --d"), ElementsAre("--depth"));
+    EXPECT_THAT(listCompletions("healthctl watch --severity w"),
+                ElementsAre("warning"));
     EXPECT_THAT(listCompletions("healthctl doctor --b"),
                 ElementsAre("--brief"));
     EXPECT_THAT(listCompletions("healthctl d"),
                 ElementsAre("dismiss", "doctor"));
+}
+
+TEST_F(Terminal, ShellCompletesTheHistory)
+{
+    EXPECT_THAT(listCompletions("healthctl history c"), ElementsAre("clear"));
+    EXPECT_THAT(listCompletions("healthctl history rack/f"),
+                ElementsAre("rack/fan"));
+    EXPECT_THAT(listCompletions("healthctl history --kind s"),
+                UnorderedElementsAre("shown", "silenced", "silence-ended"));
+    EXPECT_THAT(listCompletions("healthctl history --kind g"),
+                ElementsAre("gave-way"));
+    EXPECT_THAT(listCompletions("healthctl history --severity c"),
+                ElementsAre("critical"));
+    EXPECT_THAT(listCompletions("healthctl history --p"),
+                ElementsAre("--picture"));
+    EXPECT_THAT(listCompletions("healthctl history --limit ''"),
+                ElementsAre(""));
+    EXPECT_THAT(listCompletions("healthctl history clear --y"),
+                ElementsAre("--yes"));
 }
 
 TEST_F(Terminal, ShellCompletesFilesForRecords)
@@ -231,10 +325,33 @@ TEST_F(Terminal, ShellCompletesComponents)
 {
     EXPECT_THAT(listCompletions("healthctl tree rack/f"),
                 ElementsAre("rack/fan"));
+    EXPECT_THAT(listCompletions("healthctl watch rack/p"),
+                ElementsAre("rack/psu"));
     EXPECT_THAT(listCompletions("healthctl check rack/p"),
                 ElementsAre("rack/psu"));
     EXPECT_THAT(listCompletions("healthctl hide --component rack/p"),
                 ElementsAre("rack/psu"));
+}
+
+TEST_F(Terminal, ShellCompletesMessages)
+{
+    EXPECT_THAT(listCompletions("healthctl explain T"),
+                ElementsAre("Test.1.0.Slow"));
+    EXPECT_THAT(listCompletions("healthctl faults --message ''"),
+                ElementsAre("Test.1.0.Slow"));
+    EXPECT_THAT(listCompletions("healthctl faults --text ''"), ElementsAre(""));
+}
+
+TEST_F(Terminal, ShellCompletesRaisedFaults)
+{
+    EXPECT_THAT(listCompletions("healthctl rai"), ElementsAre("raise"));
+    EXPECT_THAT(listCompletions("healthctl raise rack/p"),
+                ElementsAre("rack/psu"));
+    EXPECT_THAT(listCompletions("healthctl clear rack/p"),
+                ElementsAre("rack/psu"));
+    EXPECT_THAT(listCompletions("healthctl sel clear ''"), ElementsAre(""));
+    EXPECT_THAT(listCompletions("healthctl raise --t"), ElementsAre("--trial"));
+    EXPECT_THAT(listCompletions("healthctl raise --for ''"), ElementsAre(""));
 }
 
 TEST_F(Terminal, ShellCompletesLostMonitors)
@@ -251,6 +368,28 @@ TEST_F(Terminal, ShellCompletesLostMonitors)
     client.waitForHealth(hidden, 0);
     EXPECT_THAT(listCompletions("healthctl dismiss ''"),
                 UnorderedElementsAre("rack/lost", "rack/hidden"));
+}
+
+TEST_F(Terminal, ShellCompletesSilences)
+{
+    EXPECT_THAT(listCompletions("healthctl silence end ''"), ElementsAre(""));
+    for (const char* number : {"7", "8"})
+    {
+        healthctl({"silence", "add", "--sensor-number", number, "--for", "2h",
+                   "--comment", "1 of 2"});
+    }
+    EXPECT_THAT(listCompletions("healthctl silence end ''"),
+                UnorderedElementsAre("1", "2"));
+    EXPECT_THAT(listCompletions("healthctl silence add --for ''"),
+                ElementsAre(""));
+}
+
+TEST_F(Terminal, ShellCompletesFaults)
+{
+    daemon.add(psu, "Test.1.0.Slow", "/sensors/a", 1, 1);
+    EXPECT_THAT(listCompletions("healthctl ack ''"), Contains("rack/psu"));
+    daemon.add(psu, "Test.1.0.Hot", "/sensors/b", 1, 2);
+    EXPECT_THAT(listCompletions("healthctl ack Fault"), SizeIs(2));
 }
 
 TEST_F(Terminal, ShellRunsNothingOfAComponentsKey)
@@ -303,8 +442,12 @@ TEST(WrongUsage, IncludesEmptyArguments)
           {"hide", "-c", "", "--sensor-path", "/sensors/fan"},
           {"unhide", "--sensor-path", ""},
           {"dismiss", ""},
+          {"explain", ""},
+          {"raise", "rack", "A.1.0.B", ""},
+          {"clear", ""},
           {"lcd", "get", ""},
           {"sel", "list", "--since", ""},
+          {"history", ""},
           {"watch", "--depth", ""}})
     {
         const Answer answer = healthctl(words);
@@ -319,11 +462,14 @@ TEST(WrongUsage, IncludesEmptyArguments)
 TEST(Help, HasExamplesForEveryCommand)
 {
     for (const char* command :
-         {"tree",      "faults",     "top",        "count",    "leds",
-          "hide",      "unhide",     "dismiss",    "lcd",      "lcd get",
-          "lcd set",   "sel",        "sel list",   "sel show", "sel add",
-          "sel clear", "sel export", "sel import", "sel info", "watch",
-          "doctor",    "check"})
+         {"tree",         "faults",        "top",      "count",
+          "leds",         "hide",          "unhide",   "dismiss",
+          "lcd",          "lcd get",       "lcd set",  "sel",
+          "sel list",     "sel show",      "sel add",  "sel clear",
+          "sel export",   "sel import",    "sel info", "watch",
+          "doctor",       "check",         "silence",  "silence add",
+          "silence list", "silence end",   "ack",      "explain",
+          "history",      "history clear", "raise",    "clear"})
     {
         const Answer help = runProgram(
             {"sh", "-c", std::string(HEALTHCTL " ") + command + " --help"});

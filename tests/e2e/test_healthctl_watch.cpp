@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <regex>
 #include <string>
 
 namespace healthintf::test
@@ -33,7 +34,8 @@ class Lines
 {
   public:
     explicit Lines(const std::vector<std::string>& command = {HEALTHCTL,
-                                                              "watch"}) :
+                                                              "watch",
+                                                              "--json"}) :
         watcher(command)
     {}
 
@@ -78,7 +80,7 @@ class Lines
 
 /** A watch that cannot read the data cache. */
 const std::vector<std::string> watchingTheBus{
-    "env", "HEALTHINTF_RUNTIME_DIR=/nonexistent", HEALTHCTL, "watch"};
+    "env", "HEALTHINTF_RUNTIME_DIR=/nonexistent", HEALTHCTL, "watch", "--json"};
 
 class HealthctlWatch : public HealthctlTest
 {};
@@ -109,6 +111,74 @@ TEST_F(HealthctlWatch, WritesALineForEachChange)
     daemon.remove(fan, "Test.1.0.Slow", "/sensors/fan");
     EXPECT_EQ(lines.next("fault-removed", fan)["path"], added["path"]);
     EXPECT_EQ(lines.next("health", root)["now"], "OK");
+}
+
+TEST_F(HealthctlWatch, HasTheTimeInEveryLine)
+{
+    Lines lines;
+    const std::string time = R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ)";
+    EXPECT_TRUE(
+        std::regex_match(lines.next().value("time", ""), std::regex(time)));
+    daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
+    EXPECT_TRUE(std::regex_match(
+        lines.next("fault-added", fan).value("time", ""), std::regex(time)));
+}
+
+TEST_F(HealthctlWatch, WritesPlainLinesIntoAPipe)
+{
+    Process watcher({HEALTHCTL, "watch"});
+    const auto hear = [&] {
+        const std::string line = watcher.hear();
+        const std::regex time(R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d  )");
+        EXPECT_TRUE(std::regex_search(line, time)) << line;
+        return std::regex_replace(line, time, "");
+    };
+    EXPECT_EQ(hear(), "begin     4 components, 0 faults");
+    daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
+    EXPECT_EQ(hear(), "warning   rack/fan  fault: A fault of /sensors/fan");
+    EXPECT_EQ(hear(), "warning   rack/fan  was OK");
+    EXPECT_EQ(hear(), "warning   rack  was OK");
+    EXPECT_EQ(hear(), "warning   " + root + "  was OK");
+    daemon.remove(fan, "Test.1.0.Slow", "/sensors/fan");
+    EXPECT_EQ(hear(), "warning   rack/fan  fault gone: A fault of "
+                      "/sensors/fan");
+}
+
+TEST_F(HealthctlWatch, WatchesOneComponent)
+{
+    Lines lines({HEALTHCTL, "watch", "--json", "rack/fan"});
+    EXPECT_EQ(lines.next()["nodes"], 1);
+    daemon.add(psu, "Test.1.0.Low", "/sensors/volt", 1, 9);
+    client.waitForHealth(root, 4);
+    daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
+    EXPECT_EQ(lines.next()["component"], fan);
+    EXPECT_EQ(lines.next()["component"], fan);
+}
+
+TEST_F(HealthctlWatch, WatchesSeverities)
+{
+    Lines lines({HEALTHCTL, "watch", "--json", "-s", "critical"});
+    EXPECT_EQ(lines.next()["nodes"], 0);
+    daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
+    client.waitForHealth(root, 3);
+    daemon.add(psu, "Test.1.0.Low", "/sensors/volt", 1, 9);
+    const json added = lines.next();
+    EXPECT_EQ(added["change"], "fault-added");
+    EXPECT_EQ(added["fault"]["severity"], "critical");
+    EXPECT_EQ(lines.next()["now"], "critical");
+}
+
+TEST_F(HealthctlWatch, WaitsForAComponentThatIsNotThereYet)
+{
+    Lines lines({HEALTHCTL, "watch", "--json", "disk"});
+    EXPECT_EQ(lines.next()["nodes"], 0);
+    const Component disk(root + "/disk", 3);
+    EXPECT_EQ(lines.next()["component"], root + "/disk");
+}
+
+TEST_F(HealthctlWatch, RefusesAKeyThatIsNone)
+{
+    EXPECT_EQ(healthctl({"watch", "rack//fan"}).status, 2);
 }
 
 TEST_F(HealthctlWatch, BeginsWithTheInitialStateDespiteChangesMeanwhile)
@@ -297,9 +367,10 @@ TEST_F(HealthctlWatch, LimitsTheSignalsThatItKeepsMeanwhile)
     Component silent(root + "/silent", 2);
     client.waitForHealth(root + "/silent", 2);
     // grep drops the long lines about these faults.
-    Lines lines({"env", "HEALTHINTF_RUNTIME_DIR=/nonexistent", "bash", "-c",
-                 R"(exec "$0" watch > >(grep --line-buffered -v Made.Up))",
-                 HEALTHCTL});
+    Lines lines(
+        {"env", "HEALTHINTF_RUNTIME_DIR=/nonexistent", "bash", "-c",
+         R"(exec "$0" watch --json > >(grep --line-buffered -v Made.Up))",
+         HEALTHCTL});
     lines.next();
     silent.process.signal(SIGSTOP);
     Component other(root + "/other", 2);
@@ -326,7 +397,8 @@ TEST_F(HealthctlWatch, ShowsNoComponentThatIsOnlyNamedInSignals)
     const std::string madeUp = root + "/made_up";
     const std::string fault = madeUp + "/entry/Fault_1";
     for (const auto& command :
-         {std::vector<std::string>{HEALTHCTL, "watch"}, watchingTheBus})
+         {std::vector<std::string>{HEALTHCTL, "watch", "--json"},
+          watchingTheBus})
     {
         Lines lines(command);
         lines.next();
@@ -444,7 +516,7 @@ TEST_F(HealthctlWatch, EndsWhenTheBusIsGone)
 
 TEST_F(HealthctlWatch, ContinuesAtAnIgnoredSignal)
 {
-    Lines lines({"nohup", HEALTHCTL, "watch"});
+    Lines lines({"nohup", HEALTHCTL, "watch", "--json"});
     lines.next();
     lines.watcher.signal(SIGHUP);
     daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
@@ -472,7 +544,8 @@ TEST_F(HealthctlWatch, WritesLinesOnADumbTerminal)
 {
     Process watcher(
         {WATCH_ON_TERMINAL, "env", "TERM=dumb", HEALTHCTL, "watch"});
-    EXPECT_EQ(json::parse(watcher.hear())["change"], "begin");
+    EXPECT_THAT(watcher.hear(),
+                HasSubstr("  begin     4 components, 0 faults"));
 }
 
 TEST_F(HealthctlWatch, RestoresTheTerminalWhileItIsStopped)
@@ -519,6 +592,57 @@ TEST_F(HealthctlWatch, RedrawsTheTreeOnATerminal)
     watcher.tell("keys q");
     EXPECT_THAT(hearUntil("ended 0"), HasSubstr("screens restored"));
     EXPECT_EQ(watcher.wait(), 0);
+}
+
+TEST_F(HealthctlWatch, ScrollsByKeys)
+{
+    daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
+    daemon.add(psu, "Test.1.0.Low", "/sensors/volt", 2, 9);
+    client.waitForHealth(root, 3);
+    Process watcher({WATCH_ON_TERMINAL, HEALTHCTL, "watch", "--faults"});
+    const auto hearUntil = [&](const std::string& text) {
+        std::string line;
+        do
+        {
+            line = watcher.hear();
+        } while (line.find(text) == std::string::npos);
+        return line;
+    };
+    hearUntil("psu");
+    // Of the six lines of the tree there is room for three.
+    watcher.tell("size 80 5");
+    hearUntil("3 more lines");
+    watcher.tell("keys \x1b[B");
+    hearUntil("2 more lines, 1 above");
+    watcher.tell("keys G");
+    hearUntil("A fault of /sensors/volt");
+    hearUntil("end, 3 above");
+    watcher.tell("keys \x1b[5~");
+    hearUntil("/com/vexa/olvar/health  warning");
+    hearUntil("3 more lines");
+    watcher.tell("keys q");
+    hearUntil("ended 0");
+}
+
+TEST_F(HealthctlWatch, DrawsOnlyWhatIsWatched)
+{
+    daemon.add(psu, "Test.1.0.Low", "/sensors/volt", 1, 9);
+    client.waitForHealth(root, 4);
+    Process watcher(
+        {WATCH_ON_TERMINAL, HEALTHCTL, "watch", "rack/psu", "--faults"});
+    EXPECT_THAT(watcher.hear(), HasSubstr("q ends"));
+    EXPECT_THAT(watcher.hear(), HasSubstr(psu + "  critical"));
+    watcher.tell("keys q");
+    Process none({WATCH_ON_TERMINAL, HEALTHCTL, "watch", "-s", "unknown"});
+    EXPECT_THAT(none.hear(), HasSubstr("q ends"));
+    EXPECT_THAT(none.hear(), HasSubstr("No such components."));
+    none.tell("keys q");
+}
+
+TEST_F(HealthctlWatch, WritesLinesOnATerminalOnDemand)
+{
+    Process watcher({WATCH_ON_TERMINAL, HEALTHCTL, "watch", "--lines"});
+    EXPECT_THAT(watcher.hear(), HasSubstr("  begin     4 components"));
 }
 
 TEST_F(HealthctlWatch, RestoresTheTerminalOnASignal)

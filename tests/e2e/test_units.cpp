@@ -23,6 +23,7 @@ namespace healthintf::test
 namespace
 {
 
+using testing::AnyOf;
 using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
@@ -149,7 +150,7 @@ TEST(InstalledForSystemd, LogmgrsFoldersAreCreatedAtEachStart)
     const std::string text =
         readContent(installation().at(UNIT_FOLDER "/logmgr.service"));
     for (const char* wanted :
-         {"\nStateDirectory=healthintf/sel\n",
+         {"\nStateDirectory=healthintf/sel healthintf/history\n",
           "\nRuntimeDirectory=healthintf/sel\n",
           "\nRuntimeDirectoryMode=0755\n", "\nRuntimeDirectoryPreserve=yes\n"})
     {
@@ -196,6 +197,25 @@ TEST(InstalledForSystemd, ActivationFilesNameTheUnits)
                     HasSubstr("SystemdService=" + name + ".service\n"));
         EXPECT_TRUE(
             fs::exists(installation().at(UNIT_FOLDER "/" + name + ".service")));
+    }
+}
+
+TEST(InstalledForSystemd, UnitsAreEachInAPackageOfTheYoctoRecipe)
+{
+    // bitbake packs the units that are to be enabled, and none that they want.
+    const std::string recipe =
+        readContent(SOURCE_FOLDER "/examples/yocto/meta-healthintf/"
+                                  "recipes-healthintf/healthintf/"
+                                  "healthintf.inc");
+    for (const auto& unit :
+         fs::directory_iterator(installation().at(UNIT_FOLDER)))
+    {
+        const std::string name = unit.path().filename();
+        EXPECT_THAT(
+            recipe,
+            AnyOf(ContainsRegex("\nSYSTEMD_SERVICE:[^ ]* = \"" + name + "\"\n"),
+                  HasSubstr("{systemd_system_unitdir}/" + name)))
+            << name;
     }
 }
 
@@ -257,7 +277,9 @@ class InstalledFolders : public testing::Test
         expect("run/healthintf/sel", "755", "healthintf-logmgr");
         expect("var/lib/healthintf", "755", "root");
         expect("var/lib/healthintf/config", "755", "healthintf");
+        expect("var/lib/healthintf/healthmgr", "755", "healthintf");
         expect("var/lib/healthintf/sel", "700", "healthintf-logmgr");
+        expect("var/lib/healthintf/history", "700", "healthintf-logmgr");
     }
 
     const fs::path root = installation().files().path() / "root";

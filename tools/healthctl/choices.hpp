@@ -6,7 +6,9 @@
 #include <CLI/CLI.hpp>
 
 #include <map>
+#include <set>
 #include <string>
+#include <vector>
 
 namespace healthintf::healthctl
 {
@@ -51,6 +53,31 @@ CLI::Option* addChoice(CLI::App& command, const std::string& option,
             },
             description)
         ->type_name("WORD");
+}
+
+/** Adds an option for words of a few, which may be given several times.
+ *
+ *  @param[in] choices in static storage
+ *  @param[in,out] chosen must live until the command line is parsed */
+template <typename Value>
+CLI::Option* addChoices(CLI::App& command, const std::string& option,
+                        std::set<Value>& chosen, const Choices<Value>& choices,
+                        const std::string& description)
+{
+    const std::string name = option.substr(option.find("--"));
+    return command
+        .add_option_function<std::vector<std::string>>(
+            option,
+            [&chosen, &choices, name](const std::vector<std::string>& words) {
+                for (const std::string& word : words)
+                {
+                    chosen.insert(parseChoice(name, word, choices));
+                }
+            },
+            description)
+        ->type_name("WORD")
+        ->expected(1)
+        ->take_all();
 }
 
 } // namespace healthintf::healthctl

@@ -5,6 +5,7 @@
 #include "choices.hpp"
 #include "error.hpp"
 #include "output/line_output.hpp"
+#include "output/pager.hpp"
 
 #include <cstdlib>
 #include <ostream>
@@ -27,7 +28,7 @@ constexpr const char* summary =
 constexpr const char* footer =
     "Exit status: 0 done; 1 nothing found, or not all is well; 2 wrong usage;\n"
     "3 nothing runs (no bus, service or data cache); 4 not permitted;\n"
-    "5 anything else; 6 no such component, lost monitor or entry.\n"
+    "5 anything else; 6 no such component, fault, entry or the like.\n"
     "\"check\" ends as monitoring plugins do: 0 OK, 1 warning, 2 critical,\n"
     "3 unknown.\n"
     "\n"
@@ -68,6 +69,7 @@ CommandLine::CommandLine(std::ostream& out, std::ostream& errors) :
     app.require_subcommand(1);
     app.footer(footer);
     addCommonOptions(app);
+    addNoPager(app);
 }
 
 CLI::App& CommandLine::add(const CommandText& text, Work work)
@@ -97,8 +99,17 @@ CLI::App& CommandLine::addRun(CLI::App& parent, const CommandText& text,
     CLI::App& command = *parent.add_subcommand(text.name, text.summary);
     command.footer(text.more);
     addCommonOptions(command);
-    command.callback([this, run = std::move(run)] {
-        chosen = run;
+    if (text.paged)
+    {
+        paged.insert(&command);
+        addNoPager(command);
+    }
+    command.callback([this, &command, run = std::move(run)] {
+        // A command below this one was chosen instead.
+        if (command.get_subcommands().empty())
+        {
+            chosen = run;
+        }
     });
     return command;
 }
@@ -109,6 +120,11 @@ void CommandLine::addCommonOptions(CLI::App& command)
     addChoice(command, "--color", color, colorChoices(),
               "When to colour: auto, always or never");
     command.add_flag("--user", userBus, "Use the user's own bus and folders");
+}
+
+void CommandLine::addNoPager(CLI::App& command)
+{
+    command.add_flag("--no-pager", noPager, "Write long output at once");
 }
 
 CLI::App& CommandLine::addGroup(const CommandText& text)
@@ -148,9 +164,31 @@ int CommandLine::work()
     choosePlaces();
     // What fails becomes one line of ours, and not one of the log before it.
     setenv("HEALTHINTF_LOG_LEVEL", "0", 0);
-    const int status = chosen(context());
+    const std::string pager = chosenPager();
+    const int status = pager.empty() ? chosen(context(out)) : runPaged(pager);
     flush(out);
     return status;
+}
+
+std::string CommandLine::chosenPager() const
+{
+    return paged.contains(&appInUse()) && !noPager ? choosePager() : "";
+}
+
+int CommandLine::runPaged(const std::string& pager)
+{
+    std::ostringstream text;
+    try
+    {
+        const int status = chosen(context(text));
+        showPaged(text.str(), pager, terminalLines(), out);
+        return status;
+    }
+    catch (const std::exception&)
+    {
+        out << text.str();
+        throw;
+    }
 }
 
 void CommandLine::choosePlaces() const
@@ -165,9 +203,9 @@ void CommandLine::choosePlaces() const
     }
 }
 
-Context CommandLine::context() const
+Context CommandLine::context(std::ostream& to) const
 {
-    return {.out = out,
+    return {.out = to,
             .style = Style(!json && wantsColor(color), hasUnicode()),
             .width = terminalWidth(),
             .json = json};
@@ -179,7 +217,7 @@ int CommandLine::fail(ExitCode code, const std::string& line)
     const bool isCheck = check != checks.end();
     if (isCheck)
     {
-        check->second.tellFailure(context(), firstLine(line));
+        check->second.tellFailure(context(out), firstLine(line));
     }
     // A check's line that cannot be written must not be lost.
     if (!out.flush() || !isCheck)
@@ -214,7 +252,7 @@ int CommandLine::tell(const CLI::ParseError& help)
     app.exit(help, text, text);
     for (std::string line; std::getline(text, line);)
     {
-        writeLine(context(), line);
+        writeLine(context(out), line);
     }
     try
     {

@@ -13,6 +13,7 @@
 #include <functional>
 #include <iosfwd>
 #include <map>
+#include <set>
 #include <string>
 
 namespace healthintf::healthctl
@@ -27,6 +28,8 @@ struct CommandText
     /** What else there is to know, and examples: whole lines of at most 80
      *  columns. */
     std::string more;
+    /** Whether the output may be long and goes through a pager then. */
+    bool paged = false;
 };
 
 /** Does what a command is for. */
@@ -80,9 +83,12 @@ class CommandLine
 
     CLI::App& addRun(CLI::App& parent, const CommandText& text, Run run);
     void addCommonOptions(CLI::App& command);
+    void addNoPager(CLI::App& command);
     int work();
+    int runPaged(const std::string& pager);
     void choosePlaces() const;
-    Context context() const;
+    Context context(std::ostream& to) const;
+    std::string chosenPager() const;
     int fail(ExitCode code, const std::string& line);
     int refuse(const CLI::ParseError& error);
     int tell(const CLI::ParseError& help);
@@ -94,8 +100,11 @@ class CommandLine
     CLI::App app;
     /** The commands that are checks. */
     std::map<const CLI::App*, Check> checks;
+    /** The commands whose output goes through a pager. */
+    std::set<const CLI::App*> paged;
     Run chosen;
     bool json = false;
+    bool noPager = false;
     bool userBus = false;
     ColorChoice color = ColorChoice::automatic;
 };

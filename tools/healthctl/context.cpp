@@ -138,17 +138,19 @@ std::string escaped(std::string_view document)
 
 } // namespace
 
+std::string jsonText(const nlohmann::ordered_json& value, int indent)
+{
+    return escaped(value.dump(
+        indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+}
+
 void writeJson(const Context& context, const char* schema,
                const nlohmann::ordered_json& content)
 {
     constexpr int indent = 2;
     nlohmann::ordered_json document{{"schema", schema}};
     document.update(content);
-    // Bytes that are not UTF-8 are replaced, so that the rest can be read.
-    context.out << escaped(document.dump(
-                       context.compact ? -1 : indent, ' ', false,
-                       nlohmann::ordered_json::error_handler_t::replace))
-                << '\n';
+    context.out << jsonText(document, context.compact ? -1 : indent) << '\n';
 }
 
 } // namespace healthintf::healthctl

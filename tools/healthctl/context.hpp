@@ -47,6 +47,13 @@ int waitForBus(sd_bus* bus);
  *  @throws Error when that is not possible */
 void flush(std::ostream& out);
 
+/** A JSON value as text without characters that mislead who reads it on a
+ *  terminal. Bytes that are not UTF-8 are replaced, so that the rest can be
+ *  read.
+ *
+ *  @param[in] indent as for nlohmann::json::dump() */
+std::string jsonText(const nlohmann::ordered_json& value, int indent = -1);
+
 /** Writes one JSON document.
  *
  *  @param[in] schema its name and version, such as "healthctl.count/1"

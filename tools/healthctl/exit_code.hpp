@@ -21,8 +21,9 @@ enum class ExitCode : int
     notPermitted = 4,
     /** Anything else that went wrong. */
     failed = 5,
-    /** There is no such component, it has no lost monitor, or there is no such
-     *  entry of the log. */
+    /** There is no such component, fault, silence, message or entry of the log;
+     *  or the component has no lost monitor, or the fault no acknowledgement.
+     */
     notThere = 6,
 };
 

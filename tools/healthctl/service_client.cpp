@@ -149,6 +149,14 @@ MessagePtr ServiceClient::newCall(const ServiceMethod& method) const
     return MessagePtr(message);
 }
 
+MessagePtr ServiceClient::newQuestion(const ServiceMethod& method) const
+{
+    MessagePtr call = newCall(method);
+    checkBus("sd_bus_message_set_auto_start",
+             sd_bus_message_set_auto_start(call.get(), 0));
+    return call;
+}
+
 MessagePtr ServiceClient::reply(const ServiceMethod& method,
                                 const MessagePtr& call) const
 {

@@ -68,6 +68,9 @@ class ServiceClient
      *  @throws std::system_error */
     MessagePtr newCall(const ServiceMethod& method) const;
 
+    /** The same call, which does not start a service that is not running. */
+    MessagePtr newQuestion(const ServiceMethod& method) const;
+
     /** Calls and waits for the reply.
      *
      *  @param[in] call of newCall() for the same method

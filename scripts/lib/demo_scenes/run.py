@@ -41,6 +41,8 @@ def main(build):
     # So that commands can be shown as an operator writes them.
     tools = os.path.abspath(os.path.join(build, "tools/healthctl"))
     os.environ["PATH"] = tools + os.pathsep + os.environ["PATH"]
+    # Nobody presses keys for long output.
+    os.environ["HEALTHCTL_PAGER"] = ""
     with tempfile.TemporaryDirectory(prefix="demo.") as folder:
         daemons = Daemons(build, folder)
         health = Health(Terminal())

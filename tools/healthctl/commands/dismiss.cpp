@@ -2,11 +2,10 @@
 #include "dismiss.hpp"
 
 #include "../error.hpp"
+#include "../healthmgr_service.hpp"
 #include "../model/component.hpp"
 #include "../output/line_output.hpp"
-#include "../service_client.hpp"
 
-#include <healthmgr/protocol.hpp>
 #include <nlohmann/json.hpp>
 #include <systemd/sd-bus.h>
 
@@ -20,16 +19,8 @@ namespace healthintf::healthctl
 namespace
 {
 
-constexpr Service healthmgr{.busName = host::healthmgrService,
-                            .name = "healthmgr",
-                            .role = "the health manager"};
-
-constexpr ServiceMethod dismissMethod{
-    .path = host::healthmgrPath,
-    .interface = host::lostMonitorsInterface,
-    .member = host::dismissMethod,
-    .changes = true,
-    .callers = "root or as a member of the group healthintf-operators"};
+constexpr ServiceMethod dismissMethod =
+    healthmgrMethod(host::lostMonitorsInterface, host::dismissMethod, true);
 
 /** @param[in] written the component as the operator wrote it
  *  @throws Error when it was not dismissed */

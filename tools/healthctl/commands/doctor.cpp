@@ -52,11 +52,6 @@ std::size_t countFindings(const Findings& findings, Grade grade)
         std::ranges::count(findings, grade, &Finding::grade));
 }
 
-std::string number(std::size_t count, const std::string& word)
-{
-    return std::to_string(count) + " " + word + (count == 1 ? "" : "s");
-}
-
 void writeText(const Context& context, const Findings& findings, bool brief)
 {
     constexpr std::size_t column = 9;
@@ -79,8 +74,8 @@ void writeText(const Context& context, const Findings& findings, bool brief)
     table.print(context.out, context.style, context.width);
     writeLine(
         context,
-        number(countFindings(findings, Grade::problem), "problem") + ", " +
-            number(countFindings(findings, Grade::warning), "warning") + ", " +
+        counted(countFindings(findings, Grade::problem), "problem") + ", " +
+            counted(countFindings(findings, Grade::warning), "warning") + ", " +
             std::to_string(countFindings(findings, Grade::ok)) + " ok");
 }
 
@@ -131,7 +126,8 @@ void addDoctor(CommandLine& commands)
     CLI::App& command = commands.add(
         {.name = "doctor",
          .summary = "Looks for what may be wrong, and says what to do.",
-         .more = doctorHelp},
+         .more = doctorHelp,
+         .paged = true},
         [brief](const Context& context) {
             return examineAndTell(context, *brief);
         });

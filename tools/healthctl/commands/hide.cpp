@@ -3,11 +3,11 @@
 
 #include "../echo.hpp"
 #include "../error.hpp"
-#include "../model/component.hpp"
 #include "../model/hide_target.hpp"
-#include "../numbers.hpp"
 #include "../output/line_output.hpp"
-#include "../source/health_source.hpp"
+#include "../output/silence_output.hpp"
+#include "../source/operator_notes.hpp"
+#include "target_options.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
 #include <hmi_fault_health.hpp>
@@ -21,27 +21,6 @@ namespace healthintf::healthctl
 {
 namespace
 {
-
-/** The faults that an operator names. */
-struct Options
-{
-    /** The component as it was written; empty for none. */
-    std::string component;
-    HideTarget target;
-};
-
-/** @throws Error for a text that is longer than components accept */
-void checkLength(const std::string& text)
-{
-    using health_namespace::FaultAndHealth;
-    if (text.size() > FaultAndHealth::maxHideText)
-    {
-        throw Error(ExitCode::usage,
-                    "a name has " + std::to_string(text.size()) +
-                        " bytes; components obey names of up to " +
-                        std::to_string(FaultAndHealth::maxHideText));
-    }
-}
 
 void send(bool hide, const HideTarget& target)
 {
@@ -59,37 +38,27 @@ void send(bool hide, const HideTarget& target)
     echo.expect();
 }
 
-/** Counts what the signal will meet, because nobody answers it.
- *
- *  @throws Error when there is no component of that name */
-TargetCounts count(const Options& options)
+/** The silences that hide again what was asked to be shown. */
+Silences findSilences(bool hide, const HideTarget& target)
 {
-    const auto source = openSourceWithWarning(SourceChoice::automatic);
-    if (!options.component.empty())
+    try
     {
-        checkComponent(*source, options.component);
+        return hide ? Silences() : chooseSilences(readSilences(), target);
     }
-    return countTargets(options.target, source->faults());
+    catch (const Error&)
+    {
+        // Nobody hides anything again then.
+        return {};
+    }
 }
 
-ExitCode setHidden(const Context& context, bool hide, Options options)
+ExitCode setHidden(const Context& context, bool hide,
+                   const TargetOptions& options)
 {
-    HideTarget& target = options.target;
-    if (options.component.empty() && target.sensorPath.empty() &&
-        target.sensorNumber == 0)
-    {
-        throw Error(ExitCode::usage,
-                    "nothing is named; give --component, --sensor-path or "
-                    "--sensor-number");
-    }
-    checkLength(options.component);
-    checkLength(target.sensorPath);
-    if (!options.component.empty())
-    {
-        target.key = parseKey(options.component);
-    }
-    const TargetCounts counts = count(options);
+    const HideTarget target = chooseTarget(options);
+    const TargetCounts counts = countNamed(options, target);
     send(hide, target);
+    const Silences silences = findSilences(hide, target);
     if (context.json)
     {
         writeJson(context, "healthctl.hide/1",
@@ -98,33 +67,25 @@ ExitCode setHidden(const Context& context, bool hide, Options options)
                    {"sensorPath", target.sensorPath},
                    {"sensorNumber", target.sensorNumber},
                    {"components", counts.components},
-                   {"faults", counts.faults}});
+                   {"faults", counts.faults},
+                   {"silences", toJson(silences)}});
     }
     else
     {
         writeLine(context, describeTargets(hide, counts));
+        writeSilences(context, silences);
     }
     return ExitCode::ok;
 }
 
 void addTo(CommandLine& commands, bool hide, const CommandText& text)
 {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<TargetOptions>();
     CLI::App& command =
         commands.add(text, [hide, options](const Context& context) {
             return setHidden(context, hide, *options);
         });
-    command
-        .add_option("-c,--component", options->component,
-                    "All faults of this component, but not below it")
-        ->type_name("PATH");
-    command
-        .add_option("--sensor-path", options->target.sensorPath,
-                    "The faults of this sensor")
-        ->type_name("PATH");
-    addNumber(command, "--sensor-number", options->target.sensorNumber, {1},
-              "The faults of the sensors with this IPMI number")
-        ->type_name("N");
+    addTargetOptions(command, *options);
 }
 
 } // namespace
@@ -154,7 +115,9 @@ void addUnhide(CommandLine& commands)
          .summary = "Shows faults again that were hidden.",
          .more =
              "Undoes \"healthctl hide\" with the same names. A component shows "
-             "then\nwhat nothing else hides, faults of other sensors, too.\n"
+             "then\nwhat nothing else hides, faults of other sensors, too. A "
+             "silence of\n"
+             "these names hides its faults again, and is named.\n"
              "\n"
              "Examples:\n"
              "  healthctl unhide --component chassis/psu1\n"

@@ -75,7 +75,7 @@ ExitCode get(const Context& context, const std::string& name)
     auto all = nlohmann::ordered_json::array();
     // Values are aligned alike for one setting and for all.
     constexpr std::size_t longestName = 11;
-    std::vector<std::pair<std::string, std::string>> fields;
+    Fields fields;
     for (const auto& [shown, attribute] : listSettings(name))
     {
         std::optional<int32_t> value;

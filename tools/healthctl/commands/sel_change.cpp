@@ -4,14 +4,12 @@
 #include "../output/line_output.hpp"
 #include "../sel/logmgr_client.hpp"
 #include "arguments.hpp"
+#include "confirmation.hpp"
 #include "sel.hpp"
 
 #include <nlohmann/json.hpp>
 
-#include <unistd.h>
-
 #include <cstdint>
-#include <iostream>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -80,21 +78,9 @@ struct ClearOptions
 /** Whether the operator wants the log emptied. */
 bool confirmed(const Context& context, const services::LogStatus& log)
 {
-    if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0)
-    {
-        throw Error(ExitCode::usage,
-                    "nobody can be asked whether to remove all entries; say "
-                    "so with --yes");
-    }
-    context.out << "Remove all " << log.entries << " entries of the log"
-                << upTo(log.lastEntry) << "? [y/N] " << std::flush;
-    std::string answer;
-    if (!std::getline(std::cin, answer))
-    {
-        // The end of the input leaves the cursor behind the question.
-        context.out << '\n';
-    }
-    return answer == "y" || answer == "Y" || answer == "yes";
+    return isConfirmed(context, "remove all entries",
+                       "Remove all " + std::to_string(log.entries) +
+                           " entries of the log" + upTo(log.lastEntry));
 }
 
 ExitCode clear(const Context& context, const ClearOptions& options)

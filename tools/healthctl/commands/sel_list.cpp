@@ -7,6 +7,7 @@
 #include "../output/text.hpp"
 #include "../sel/log_reader.hpp"
 #include "../sel/sel_entries.hpp"
+#include "../time_argument.hpp"
 #include "arguments.hpp"
 #include "sel.hpp"
 
@@ -28,11 +29,6 @@ namespace
 {
 
 constexpr const char* listHelp =
-    "TIME is one of\n"
-    "  2026-01-31, '2026-01-31 13:45', '2026-01-31 13:45:10'  in local time\n"
-    "  90s, 10m, 2h, 3d                                       that long ago\n"
-    "  @1700000000                                            seconds since "
-    "1970\n"
     "A sensor type is a number, as 4 or 0x04, or a name, as fan.\n"
     "\n"
     "Examples:\n"
@@ -44,8 +40,7 @@ constexpr const char* listHelp =
 /** The options as they were given. */
 struct ListOptions
 {
-    std::string since;
-    std::string until;
+    PeriodOptions period;
     std::vector<std::string> sensorTypes;
     std::set<EventSeverity> severities;
     std::size_t last = 0;
@@ -53,8 +48,7 @@ struct ListOptions
 
 SelFilter makeFilter(const ListOptions& options)
 {
-    SelFilter filter{.since = givenMoment(options.since),
-                     .until = givenMoment(options.until),
+    SelFilter filter{.period = readPeriod(options.period),
                      .sensorTypes = argument(
                          [&] {
                              return std::vector<SensorTypeChoice>(
@@ -196,20 +190,8 @@ void addSeverity(CLI::App& command, ListOptions& options)
         {wordFor(EventSeverity::critical), EventSeverity::critical},
         {wordFor(EventSeverity::warning), EventSeverity::warning},
         {wordFor(EventSeverity::informational), EventSeverity::informational}};
-    command
-        .add_option_function<std::vector<std::string>>(
-            "-s,--severity",
-            [&options](const std::vector<std::string>& chosen) {
-                for (const std::string& word : chosen)
-                {
-                    options.severities.insert(
-                        parseChoice("--severity", word, words));
-                }
-            },
-            "critical, warning or informational; repeatable")
-        ->type_name("WORD")
-        ->expected(1)
-        ->take_all();
+    addChoices(command, "-s,--severity", options.severities, words,
+               "critical, warning or informational; repeatable");
 }
 
 } // namespace
@@ -221,14 +203,12 @@ void addSelList(CommandLine& commands, CLI::App& sel)
         commands.add(sel,
                      {.name = "list",
                       .summary = "Lists the entries, the oldest first.",
-                      .more = listHelp},
+                      .more = std::string(timeArgumentHelp) + listHelp,
+                      .paged = true},
                      [options](const Context& context) {
                          return list(context, *options);
                      });
-    command.add_option("--since", options->since, "Only from this time on")
-        ->type_name("TIME");
-    command.add_option("--until", options->until, "Only up to this time")
-        ->type_name("TIME");
+    addPeriod(command, options->period);
     command
         .add_option("--sensor-type", options->sensorTypes,
                     "Only of sensors of this type; repeatable")

@@ -5,6 +5,7 @@
 #include "../numbers.hpp"
 #include "../output/fault_output.hpp"
 #include "../output/line_output.hpp"
+#include "../source/operator_notes.hpp"
 #include "../source/source_option.hpp"
 
 #include <memory>
@@ -28,7 +29,8 @@ ExitCode top(const Context& context, const TopOptions& options)
     const std::string key =
         options.component.empty() ? "" : parseKey(options.component);
     const auto source = openSourceWithWarning(options.source);
-    const Faults faults = source->top(key, options.n, options.severe);
+    Faults faults = source->top(key, options.n, options.severe);
+    addNotes(faults, *source);
     if (faults.empty() && !options.component.empty())
     {
         checkComponent(*source, options.component);
@@ -62,7 +64,8 @@ void addTop(CommandLine& commands)
                  "Examples:\n"
                  "  healthctl top\n"
                  "  healthctl top 3 --component chassis/psu1\n"
-                 "  healthctl top 0 --severe --json"},
+                 "  healthctl top 0 --severe --json",
+         .paged = true},
         [options](const Context& context) {
             return top(context, *options);
         });

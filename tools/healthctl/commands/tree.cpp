@@ -3,8 +3,12 @@
 
 #include "../error.hpp"
 #include "../model/component.hpp"
+#include "../model/tree_choice.hpp"
 #include "../numbers.hpp"
+#include "../output/line_output.hpp"
+#include "../output/silence_output.hpp"
 #include "../output/tree_output.hpp"
+#include "../source/operator_notes.hpp"
 #include "../source/source_option.hpp"
 
 #include <cstddef>
@@ -25,6 +29,7 @@ struct TreeOptions
     std::string root;
     TreeView view;
     bool paths = false;
+    bool problems = false;
     SourceChoice source = SourceChoice::automatic;
 };
 
@@ -36,14 +41,9 @@ using Tops = std::vector<const TreeNode*>;
 Tops chooseTops(const HealthSource& source, const std::vector<TreeNode>& trees,
                 const std::string& written)
 {
-    Tops tops;
     if (written.empty())
     {
-        for (const TreeNode& tree : trees)
-        {
-            tops.push_back(&tree);
-        }
-        return tops;
+        return listTops(trees);
     }
     const TreeNode* found = findNode(trees, parseKey(written));
     if (found == nullptr)
@@ -68,8 +68,30 @@ void printPaths(std::ostream& out, const TreeNode& node, const TreeView& view,
     }
 }
 
+/** The faults of the trees that are drawn. */
+void collectFaults(const TreeNode& node, Faults& faults)
+{
+    faults.insert(faults.end(), node.faults.begin(), node.faults.end());
+    for (const TreeNode& child : node.children)
+    {
+        collectFaults(child, faults);
+    }
+}
+
+/** The silences that hide faults of the trees. */
+Silences chooseSilences(const Silences& silences, const Tops& tops)
+{
+    Faults faults;
+    for (const TreeNode* top : tops)
+    {
+        collectFaults(*top, faults);
+    }
+    return chooseSilences(silences, faults);
+}
+
 void writeTrees(const Context& context, const HealthSource& source,
-                const Tops& tops, const TreeView& view)
+                const Tops& tops, const TreeView& view,
+                const Silences& silences)
 {
     auto trees = nlohmann::ordered_json::array();
     for (const TreeNode* top : tops)
@@ -77,7 +99,37 @@ void writeTrees(const Context& context, const HealthSource& source,
         trees.push_back(toJson(*top, view));
     }
     writeJson(context, "healthctl.tree/1",
-              {{"source", source.name()}, {"trees", trees}});
+              {{"source", source.name()},
+               {"trees", trees},
+               {"silences", toJson(silences)}});
+}
+
+/** Writes trees in the form that is wanted. */
+void writeChosen(const Context& context, const HealthSource& source,
+                 const Tops& tops, const TreeOptions& options,
+                 const Silences& all)
+{
+    const Silences silences = chooseSilences(all, tops);
+    if (options.paths)
+    {
+        for (const TreeNode* top : tops)
+        {
+            printPaths(context.out, *top, options.view, 0);
+        }
+    }
+    else if (context.json)
+    {
+        writeTrees(context, source, tops, options.view, silences);
+    }
+    else if (options.problems && tops.empty())
+    {
+        writeLine(context, "No problems.");
+    }
+    else
+    {
+        printTrees(context, tops, options.view);
+        writeSilences(context, silences);
+    }
 }
 
 ExitCode tree(const Context& context, const TreeOptions& options)
@@ -88,22 +140,18 @@ ExitCode tree(const Context& context, const TreeOptions& options)
                                      "tree --help\"");
     }
     const auto source = openSourceWithWarning(options.source);
-    const auto trees = buildTrees(source->nodes(), source->faults());
+    Faults faults = source->faults();
+    const Silences all = options.paths ? Silences() : addNotes(faults, *source);
+    const auto trees = buildTrees(source->nodes(), faults);
     const Tops tops = chooseTops(*source, trees, options.root);
-    if (options.paths)
+    if (options.problems)
     {
-        for (const TreeNode* top : tops)
-        {
-            printPaths(context.out, *top, options.view, 0);
-        }
-    }
-    else if (context.json)
-    {
-        writeTrees(context, *source, tops, options.view);
+        const auto problems = keepNodes(tops, hasProblem);
+        writeChosen(context, *source, listTops(problems), options, all);
     }
     else
     {
-        printTrees(context, tops, options.view);
+        writeChosen(context, *source, tops, options, all);
     }
     return ExitCode::ok;
 }
@@ -117,6 +165,7 @@ constexpr const char* treeHelp =
     "Examples:\n"
     "  healthctl tree\n"
     "  healthctl tree --faults chassis/psu1\n"
+    "  healthctl tree --problems --faults\n"
     "  healthctl tree --depth 2 --json";
 
 } // namespace
@@ -124,11 +173,13 @@ constexpr const char* treeHelp =
 void addTree(CommandLine& commands)
 {
     const auto options = std::make_shared<TreeOptions>();
-    CLI::App& command = commands.add(
-        {.name = "tree", .summary = "Draws the health tree.", .more = treeHelp},
-        [options](const Context& context) {
-            return tree(context, *options);
-        });
+    CLI::App& command = commands.add({.name = "tree",
+                                      .summary = "Draws the health tree.",
+                                      .more = treeHelp,
+                                      .paged = true},
+                                     [options](const Context& context) {
+                                         return tree(context, *options);
+                                     });
     command
         .add_option("PATH", options->root,
                     "Only this component and what is below it")
@@ -138,6 +189,8 @@ void addTree(CommandLine& commands)
     addNumber(command, "-d,--depth", options->view.depth, {0},
               "How many levels below the topmost node")
         ->type_name("N");
+    command.add_flag("-p,--problems", options->problems,
+                     "Only what is not OK, and the way to it");
     command.add_flag("--paths", options->paths,
                      "Write only the components, one a line");
     addSourceOption(command, options->source);

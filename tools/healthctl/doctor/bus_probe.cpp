@@ -116,12 +116,16 @@ uint32_t findProcessId(sd_bus* bus, const std::string& name)
     return pid;
 }
 
-/** Whether a service answers in time, with an error too. */
+/** Whether a service answers in time, with an error too.
+ *
+ *  @throws Error when the bus is gone */
 bool isResponding(sd_bus* bus, const std::string& name)
 {
-    return !call(bus, newCall(bus, name.c_str(), "/",
-                              "org.freedesktop.DBus.Peer", "Ping"))
-                .late;
+    const bool late = call(bus, newCall(bus, name.c_str(), "/",
+                                        "org.freedesktop.DBus.Peer", "Ping"))
+                          .late;
+    expectConnected(bus);
+    return !late;
 }
 
 /** The names that a method of the bus lists. */

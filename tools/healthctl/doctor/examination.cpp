@@ -69,14 +69,20 @@ Findings examineBus(const BusProbe& bus,
     return findings;
 }
 
-/** Compares the log with its mirror, if logmgr answers. */
+/** Looks at the log and compares it with its mirror, if logmgr answers. */
 Findings examineLog(const std::vector<ServiceState>& services)
 {
     for (const ServiceState& service : services)
     {
         if (service.program == "logmgr" && service.pid != 0 && service.answers)
         {
-            return {makeFinding(compareLogWithMirror())};
+            Findings findings;
+            if (const auto status = askLogStatus())
+            {
+                findings.push_back(makeFinding(*status));
+            }
+            findings.push_back(makeFinding(compareLogWithMirror()));
+            return findings;
         }
     }
     return {};

@@ -94,59 +94,83 @@ bool isUnchanged(const Holders& now, const host::ProcessIdentity& process,
            readStartTime(process.pid) == process.startTime;
 }
 
-} // namespace
-
-HolderStates probeHolders(const BusProbe& bus, const std::set<uint32_t>& others)
+/** The connections of some processes, by process. */
+struct Connections
 {
-    constexpr std::size_t mostAsked = 1000;
-    HolderStates states;
-    const Holders holders = listHolders(others);
+    std::map<uint32_t, std::vector<std::string>> byProcess;
+    std::vector<std::string> all;
+    /** Whether there are no more of them. */
+    bool complete = true;
+};
+
+/** Chooses the connections to ask: those of processes with nodes, and not too
+ *  many. */
+Connections chooseConnections(const std::map<std::string, uint32_t>& onTheBus,
+                              const Holders& holders)
+{
+    constexpr std::size_t most = 1000;
     std::set<uint32_t> pids;
     for (const auto& [process, keys] : holders)
     {
         pids.insert(process.pid);
     }
-    std::map<uint32_t, std::vector<std::string>> connectionsOf;
-    std::vector<std::string> asked;
-    const auto all = bus.connections();
-    for (const auto& [connection, pid] : all)
+    Connections chosen;
+    for (const auto& [connection, pid] : onTheBus)
     {
         if (!pids.contains(pid))
         {
             continue;
         }
-        if (asked.size() == mostAsked)
+        if (chosen.all.size() == most)
         {
-            states.complete = false;
+            chosen.complete = false;
             break;
         }
-        connectionsOf[pid].push_back(connection);
-        asked.push_back(connection);
+        chosen.byProcess[pid].push_back(connection);
+        chosen.all.push_back(connection);
     }
-    const Survey survey = surveyConnections(bus.get(), asked);
-    states.complete = states.complete && survey.refused.empty();
+    return chosen;
+}
+
+/** Notes a process if one of its connections is silent and it has nodes that
+ *  no other connection has shown. */
+void noteIfSilent(const host::ProcessIdentity& process, const Keys& keys,
+                  const std::vector<std::string>& connections,
+                  const Survey& survey, HolderStates& states)
+{
+    const bool waits = std::ranges::any_of(
+        connections, [&survey](const std::string& connection) {
+            return survey.silent.contains(connection);
+        });
+    const Keys unseen = keysNotShown(keys, connections, survey);
+    if (waits && !unseen.empty())
+    {
+        states.silent.push_back(describe(process, unseen));
+    }
+}
+
+} // namespace
+
+HolderStates probeHolders(const BusProbe& bus, const std::set<uint32_t>& others)
+{
+    const Holders holders = listHolders(others);
+    const auto onTheBus = bus.connections();
+    const Connections asked = chooseConnections(onTheBus, holders);
+    const Survey survey = surveyConnections(bus.get(), asked.all);
     const Holders after = listHolders(others);
-    const bool seesAll = states.complete && tellsProcesses(all);
+    HolderStates states;
+    states.complete = asked.complete && survey.refused.empty();
+    const bool seesAll = states.complete && tellsProcesses(onTheBus);
     for (const auto& [process, keys] : holders)
     {
-        const auto found = connectionsOf.find(process.pid);
-        if (found == connectionsOf.end())
+        const auto found = asked.byProcess.find(process.pid);
+        if (found != asked.byProcess.end())
         {
-            if (seesAll && isUnchanged(after, process, keys))
-            {
-                states.absent.push_back(describe(process, keys));
-            }
-            continue;
+            noteIfSilent(process, keys, found->second, survey, states);
         }
-        const auto& connections = found->second;
-        const bool waits = std::ranges::any_of(
-            connections, [&survey](const std::string& connection) {
-                return survey.silent.contains(connection);
-            });
-        const Keys unseen = keysNotShown(keys, connections, survey);
-        if (waits && !unseen.empty())
+        else if (seesAll && isUnchanged(after, process, keys))
         {
-            states.silent.push_back(describe(process, unseen));
+            states.absent.push_back(describe(process, keys));
         }
     }
     return states;

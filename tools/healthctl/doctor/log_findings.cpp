@@ -36,4 +36,30 @@ Finding makeFinding(const LogComparison& comparison)
     return finding;
 }
 
+Finding makeFinding(const services::LogStatus& log)
+{
+    Finding finding{.check = "log.room",
+                    .grade = Grade::ok,
+                    .text = "the log has " + std::to_string(log.entries) +
+                            " of " + std::to_string(log.capacity) + " entries",
+                    .remedy = ""};
+    if (log.policy != "refuse" || !isNear(log.entries, log.capacity))
+    {
+        return finding;
+    }
+    if (log.entries >= log.capacity)
+    {
+        finding.grade = Grade::problem;
+        finding.text += " and refuses events";
+    }
+    else
+    {
+        finding.grade = Grade::warning;
+        finding.text += ", and refuses events when it is full";
+    }
+    finding.remedy = "export it by \"healthctl sel export\" and clear it, or "
+                     "configure logmgr with overflow = \"wrap\"";
+    return finding;
+}
+
 } // namespace healthintf::healthctl

@@ -3,6 +3,7 @@
 
 /** @file Judges the log and its mirror. */
 
+#include "../../../services/common/log_status.hpp"
 #include "finding.hpp"
 
 #include <cstddef>
@@ -23,5 +24,8 @@ struct LogComparison
 };
 
 Finding makeFinding(const LogComparison& comparison);
+
+/** Judges how full the log is. */
+Finding makeFinding(const services::LogStatus& log);
 
 } // namespace healthintf::healthctl

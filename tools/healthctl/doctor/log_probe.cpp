@@ -89,4 +89,16 @@ LogComparison compareLogWithMirror()
     }
 }
 
+std::optional<services::LogStatus> askLogStatus()
+{
+    try
+    {
+        return LogmgrClient().status();
+    }
+    catch (const Error&)
+    {
+        return std::nullopt;
+    }
+}
+
 } // namespace healthintf::healthctl

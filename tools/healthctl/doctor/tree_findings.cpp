@@ -105,7 +105,7 @@ Finding lostMonitors(const std::vector<LostComponent>& components)
     {
         return {.check = "tree.monitors",
                 .grade = Grade::ok,
-                .text = "no daemon has ended without giving its components up",
+                .text = "no component has the fault of a lost monitor",
                 .remedy = ""};
     }
     std::vector<std::string> named;

@@ -4,11 +4,13 @@
 /** @file Chooses and sorts faults. */
 
 #include "../source/health_source.hpp"
+#include "../time_argument.hpp"
 
 #include <cstddef>
 #include <cstdint>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace healthintf::healthctl
 {
@@ -39,12 +41,21 @@ struct FaultFilter
     std::string key;
     /** The health values; empty for all. */
     std::set<uint32_t> severities;
+    /** When the faults appeared. */
+    Period period;
+    /** Identifiers of messages as isSameMessage() takes them; empty for all. */
+    std::vector<std::string> messages;
+    /** A part of the message; letters of ASCII match small and large. */
+    std::string text;
     Visibility visibility = Visibility::visible;
     FaultOrder order = FaultOrder::severity;
     bool reverse = false;
     /** How many at most; 0 for all. */
     std::size_t limit = 0;
 };
+
+/** How many faults there are of a visibility. */
+std::size_t countFaults(const Faults& faults, Visibility visibility);
 
 /** The faults that match a filter, sorted. */
 Faults chooseFaults(const Faults& faults, const FaultFilter& filter);

@@ -10,10 +10,16 @@ namespace healthintf::healthctl
 namespace
 {
 
-bool isNamed(const Fault& fault, const std::string& key,
-             const HideTarget& target)
+std::string describeCount(std::size_t count, const char* thing)
 {
-    if (!target.key.empty() && key == target.key)
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+} // namespace
+
+bool isNamed(const Fault& fault, const HideTarget& target)
+{
+    if (!target.key.empty() && getComponent(fault.path) == target.key)
     {
         return true;
     }
@@ -26,13 +32,6 @@ bool isNamed(const Fault& fault, const std::string& key,
                static_cast<uint32_t>(target.sensorNumber);
 }
 
-std::string describeCount(std::size_t count, const char* thing)
-{
-    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
-
-} // namespace
-
 TargetCounts countTargets(const HideTarget& target, const Faults& faults)
 {
     TargetCounts counts;
@@ -43,11 +42,10 @@ TargetCounts countTargets(const HideTarget& target, const Faults& faults)
     }
     for (const Fault& fault : faults)
     {
-        const std::string key = getComponent(fault.path);
-        if (isNamed(fault, key, target))
+        if (isNamed(fault, target))
         {
             ++counts.faults;
-            components.insert(key);
+            components.insert(getComponent(fault.path));
         }
     }
     counts.components = components.size();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file The faults that "hide" and "unhide" name. */
+/** @file The faults that "hide", "unhide" and "silence" name. */
 
 #include "../source/health_source.hpp"
 
@@ -23,6 +23,9 @@ struct HideTarget
     /** The IPMI number; 0 for none. */
     int sensorNumber = 0;
 };
+
+/** Whether a target names a fault. */
+bool isNamed(const Fault& fault, const HideTarget& target);
 
 /** How many faults a target names, hidden ones too, and of how many
  *  components. */

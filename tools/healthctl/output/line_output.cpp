@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "line_output.hpp"
 
-#include "table.hpp"
-
 #include <algorithm>
 
 namespace healthintf::healthctl
@@ -18,20 +16,26 @@ void writeLine(const Context& context, const std::string& text, Tone tone)
     table.print(context.out, context.style, context.width);
 }
 
-void writeFields(const Context& context,
-                 const std::vector<std::pair<std::string, std::string>>& fields)
+void addFields(Table& table, const std::string& margin, const Fields& fields)
 {
     std::size_t widest = 0;
     for (const auto& [name, value] : fields)
     {
         widest = std::max(widest, name.size());
     }
-    Table table({});
+    const std::string rest = margin + std::string(widest + 2, ' ');
     for (const auto& [name, value] : fields)
     {
-        table.addText(name + std::string(widest + 2 - name.size(), ' '),
-                      std::string(widest + 2, ' '), value, Tone::plain);
+        table.addText(margin + name +
+                          std::string(widest + 2 - name.size(), ' '),
+                      rest, value, Tone::plain);
     }
+}
+
+void writeFields(const Context& context, const Fields& fields)
+{
+    Table table({});
+    addFields(table, "", fields);
     table.print(context.out, context.style, context.width);
 }
 

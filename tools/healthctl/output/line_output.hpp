@@ -4,6 +4,7 @@
 /** @file Single lines and named values for people. */
 
 #include "../context.hpp"
+#include "table.hpp"
 
 #include <string>
 #include <utility>
@@ -17,9 +18,13 @@ namespace healthintf::healthctl
 void writeLine(const Context& context, const std::string& text,
                Tone tone = Tone::plain);
 
+/** Names and their values. */
+using Fields = std::vector<std::pair<std::string, std::string>>;
+
+/** Adds names and their values below each other, behind a margin. */
+void addFields(Table& table, const std::string& margin, const Fields& fields);
+
 /** Writes names and their values below each other. */
-void writeFields(
-    const Context& context,
-    const std::vector<std::pair<std::string, std::string>>& fields);
+void writeFields(const Context& context, const Fields& fields);
 
 } // namespace healthintf::healthctl

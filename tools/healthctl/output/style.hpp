@@ -53,6 +53,12 @@ class Style
 
     const Glyphs& glyphs() const;
 
+    /** Whether the terminal has more characters than ASCII. */
+    bool hasUnicode() const
+    {
+        return unicode;
+    }
+
   private:
     bool coloured;
     bool unicode;

@@ -89,4 +89,13 @@ std::optional<std::size_t> terminalWidth()
     return columns == 0 ? usual : columns;
 }
 
+std::size_t terminalLines()
+{
+    constexpr std::size_t usual = 24;
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0
+               ? size.ws_row
+               : usual;
+}
+
 } // namespace healthintf::healthctl

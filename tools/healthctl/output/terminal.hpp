@@ -32,4 +32,8 @@ bool hasUnicode();
  *  none, as in a pipe. */
 std::optional<std::size_t> terminalWidth();
 
+/** How many lines the terminal on standard output has; 24 when it does not
+ *  know. */
+std::size_t terminalLines();
+
 } // namespace healthintf::healthctl

@@ -156,4 +156,9 @@ std::vector<std::string> wrapped(std::string_view text, std::size_t columns)
     return lines.empty() ? std::vector<std::string>{""} : lines;
 }
 
+std::string counted(std::size_t number, const std::string& noun)
+{
+    return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+}
+
 } // namespace healthintf::healthctl

@@ -29,4 +29,7 @@ std::string shortened(std::string_view text, std::size_t columns,
  */
 std::vector<std::string> wrapped(std::string_view text, std::size_t columns);
 
+/** How many there are of something, as "1 fault" or "2 faults". */
+std::string counted(std::size_t number, const std::string& noun);
+
 } // namespace healthintf::healthctl

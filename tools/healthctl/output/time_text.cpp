@@ -33,6 +33,15 @@ std::string localTime(uint64_t seconds)
     return timeText(seconds, "%Y-%m-%d %H:%M:%S", localtime_r);
 }
 
+std::string briefTime(uint64_t seconds, uint64_t now)
+{
+    constexpr const char* day = "%Y-%m-%d";
+    const std::string then = timeText(seconds, day, localtime_r);
+    return then == timeText(now, day, localtime_r)
+               ? timeText(seconds, "%H:%M:%S", localtime_r)
+               : then;
+}
+
 std::string utcTime(uint64_t seconds)
 {
     return timeText(seconds, "%Y-%m-%dT%H:%M:%SZ", gmtime_r);

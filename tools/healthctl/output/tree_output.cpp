@@ -9,6 +9,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -34,6 +35,14 @@ std::string originWord(const TreeNode& of)
     return own ? "own" : of.origin.children ? "inherited" : "";
 }
 
+std::size_t countAcknowledged(const Faults& faults)
+{
+    return static_cast<std::size_t>(
+        std::ranges::count_if(faults, [](const Fault& fault) {
+            return fault.acknowledgement.has_value();
+        }));
+}
+
 std::string faultsInWords(const TreeNode& node)
 {
     std::string words;
@@ -46,6 +55,10 @@ std::string faultsInWords(const TreeNode& node)
     {
         words += (words.empty() ? "" : ", ") + std::to_string(node.hidden()) +
                  " hidden";
+    }
+    if (const std::size_t count = countAcknowledged(node.faults); count > 0)
+    {
+        words += ", " + std::to_string(count) + " acknowledged";
     }
     return words;
 }
@@ -116,11 +129,18 @@ class Drawing
     void addFault(const Fault& fault, const std::string& indent)
     {
         const bool hidden = fault.record.hidden();
+        const std::string marks = marksInWords(fault);
         const std::string bullet = std::string(style.glyphs().bullet) + " ";
         table.addText(
             indent + bullet, indent + std::string(countColumns(bullet), ' '),
-            fault.record.message() + (hidden ? " (hidden)" : ""),
+            fault.record.message() + (marks.empty() ? "" : " (" + marks + ")"),
             hidden ? Tone::faint : healthTone(fault.record.severity()));
+        if (const std::string who = acknowledgementInWords(fault); !who.empty())
+        {
+            const std::string lead =
+                indent + std::string(countColumns(bullet), ' ');
+            table.addText(lead, lead, who, Tone::faint);
+        }
     }
 
     static constexpr std::size_t nameColumn = 0;

@@ -12,7 +12,6 @@ namespace healthintf::healthctl
 namespace
 {
 
-using Fields = std::vector<std::pair<std::string, std::string>>;
 using Json = nlohmann::ordered_json;
 
 constexpr uint8_t eventTypeBits = 0x7F;
@@ -172,8 +171,7 @@ std::string describeText(const ReadEvent& event)
     return event.words ? event.words->text : formatDigits(event.entry.record());
 }
 
-std::vector<std::pair<std::string, std::string>>
-listFields(const ReadEvent& event)
+Fields listFields(const ReadEvent& event)
 {
     const SELInterface::SensorInfo& sensor = event.entry.sensor();
     const RawRecord& record = event.entry.record();

@@ -3,13 +3,13 @@
 
 /** @file Entries of the log in words, for people and for programs. */
 
+#include "../output/line_output.hpp"
 #include "sel_filter.hpp"
 
 #include <nlohmann/json_fwd.hpp>
 
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace healthintf::healthctl
@@ -39,8 +39,7 @@ std::string describeTime(const ReadEvent& event);
 std::string describeText(const ReadEvent& event);
 
 /** Every field of an entry: what it is, and its value. */
-std::vector<std::pair<std::string, std::string>>
-listFields(const ReadEvent& event);
+Fields listFields(const ReadEvent& event);
 
 /** Every field of an entry, for programs. */
 nlohmann::ordered_json toJson(const ReadEvent& event);

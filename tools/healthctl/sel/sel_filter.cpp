@@ -43,13 +43,6 @@ std::string bareName(const std::string& name)
     return bare;
 }
 
-bool fitsTime(const ReadEvent& event, const SelFilter& filter)
-{
-    const int64_t time = event.entry.timestamp();
-    return (!filter.since || time >= *filter.since) &&
-           (!filter.until || time <= *filter.until);
-}
-
 bool fitsSensorType(const ReadEvent& event, const SelFilter& filter)
 {
     return filter.sensorTypes.empty() ||
@@ -103,8 +96,8 @@ std::vector<ReadEvent> filtered(const std::vector<ReadEvent>& events,
     std::vector<ReadEvent> wanted;
     std::ranges::copy_if(
         events, std::back_inserter(wanted), [&](const ReadEvent& event) {
-            return fitsTime(event, filter) && fitsSensorType(event, filter) &&
-                   fitsSeverity(event, filter);
+            return filter.period.contains(event.entry.timestamp()) &&
+                   fitsSensorType(event, filter) && fitsSeverity(event, filter);
         });
     if (filter.last && *filter.last < wanted.size())
     {

@@ -3,6 +3,7 @@
 
 /** @file Chooses entries of the log. */
 
+#include "../time_argument.hpp"
 #include "event_words.hpp"
 
 #include <platform/data_abstraction/sel.hpp>
@@ -57,8 +58,7 @@ class SensorTypeChoice
  *  wants everything. An entry without a time is older than any. */
 struct SelFilter
 {
-    std::optional<int64_t> since = std::nullopt;
-    std::optional<int64_t> until = std::nullopt;
+    Period period = {};
     std::vector<SensorTypeChoice> sensorTypes = {};
     std::set<EventSeverity> severities = {};
     /** How many at most, of those at the end. */

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,16 @@ struct Node
 /** Nodes by their keys. */
 using Nodes = std::map<std::string, Node>;
 
+/** What an operator says who sees to a fault. */
+struct Acknowledgement
+{
+    /** Seconds since the epoch. */
+    int64_t time = 0;
+    /** The operator's user id. */
+    uint32_t user = 0;
+    std::string comment;
+};
+
 /** A fault entry as it was read. */
 struct Fault
 {
@@ -42,6 +53,9 @@ struct Fault
     FaultEntry_gen record;
     /** As of a node. */
     std::string connection = {};
+    /** The numbers of the silences that hide it. */
+    std::vector<uint64_t> silences = {};
+    std::optional<Acknowledgement> acknowledgement = {};
 };
 
 using Faults = std::vector<Fault>;

@@ -2,6 +2,7 @@
 #include "change_line.hpp"
 
 #include "../model/component.hpp"
+#include "../model/trial.hpp"
 
 #include <hmi_health_value.hpp>
 
@@ -56,7 +57,8 @@ Json faultJson(const FaultEntryProperties& fault)
             {"sensorPath", fault.sensorPath},
             {"sensorNumber", fault.sensorNumber},
             {"sensorType", fault.sensorType},
-            {"hidden", fault.hidden}};
+            {"hidden", fault.hidden},
+            {"trial", isForTrial(fault.fqdd)}};
 }
 
 } // namespace
@@ -85,11 +87,12 @@ nlohmann::ordered_json toJson(const Change& change)
     return json;
 }
 
-nlohmann::ordered_json describeBeginning(const WatchedTree& tree)
+nlohmann::ordered_json beginningJson(const WatchedTree& tree,
+                                     const WatchFilter& filter)
 {
     return {{"change", "begin"},
-            {"nodes", tree.nodes().size()},
-            {"faults", tree.faults().size()}};
+            {"nodes", countNodes(tree, filter)},
+            {"faults", countFaults(tree, filter)}};
 }
 
 } // namespace healthintf::healthctl

@@ -3,7 +3,7 @@
 
 /** @file Changes for programs. */
 
-#include "watched_tree.hpp"
+#include "watch_filter.hpp"
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -16,8 +16,9 @@ inline constexpr const char* watchSchema = "healthctl.watch/1";
 /** A change as an object. */
 nlohmann::ordered_json toJson(const Change& change);
 
-/** The first line, with the numbers of nodes and faults. Each later change
- *  gives a line. */
-nlohmann::ordered_json describeBeginning(const WatchedTree& tree);
+/** The first line, with the numbers of nodes and faults that are watched. Each
+ *  later change of them gives a line. */
+nlohmann::ordered_json beginningJson(const WatchedTree& tree,
+                                     const WatchFilter& filter);
 
 } // namespace healthintf::healthctl

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "screen.hpp"
 
+#include "../output/terminal.hpp"
 #include "../output/text.hpp"
 #include "ending_signals.hpp"
-
-#include <sys/ioctl.h>
 
 #include <poll.h>
 #include <termios.h>
@@ -14,6 +13,7 @@
 #include <chrono>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 namespace healthintf::healthctl
 {
@@ -68,41 +68,62 @@ void restoreTerminal()
     }
 }
 
-std::size_t terminalLines()
+using Lines = std::vector<std::string>;
+using Offset = Lines::difference_type;
+
+/** The lines of a text without their ends. */
+Lines splitLines(const std::string& text)
 {
-    constexpr std::size_t usual = 24;
-    winsize size{};
-    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0
-               ? size.ws_row
-               : usual;
+    Lines lines;
+    for (std::size_t begin = 0; begin < text.size();)
+    {
+        const std::size_t end = text.find('\n', begin);
+        lines.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return lines;
+}
+
+/** Lines for a screen with other text on it. */
+std::string join(const Lines& lines)
+{
+    std::string text;
+    for (const std::string& line : lines)
+    {
+        text += (text.empty() ? "" : "\n") + line + clearLine;
+    }
+    return text;
+}
+
+/** Says how many lines are below and above those on the screen. */
+std::string describeRest(std::size_t below, std::size_t above)
+{
+    const std::string more = below > 0 ? counted(below, "more line") : "end";
+    return above > 0 ? more + ", " + std::to_string(above) + " above" : more;
 }
 
 } // namespace
 
-std::string cutPage(const std::string& text, std::size_t lines,
-                    std::size_t columns)
+std::string cutPage(const std::string& text, const ScreenSize& size,
+                    Scrolling& scrolling)
 {
-    const auto total = static_cast<std::size_t>(std::ranges::count(text, '\n'));
-    const bool fits = total <= lines;
-    const std::size_t shown =
-        fits ? total : std::max<std::size_t>(lines, 1) - 1;
-    std::string page;
-    std::size_t begin = 0;
-    for (std::size_t line = 0; line < shown; ++line)
+    const Lines lines = splitLines(text);
+    if (lines.size() <= size.lines)
     {
-        const std::size_t end = text.find('\n', begin);
-        page += (line == 0 ? "" : "\n") + text.substr(begin, end - begin) +
-                clearLine;
-        begin = end + 1;
+        scrolling.fit(lines.size(), lines.size());
+        return join(lines);
     }
-    if (!fits)
-    {
-        page +=
-            (shown == 0 ? "" : "\n") +
-            beginning(std::to_string(total - shown) + " more lines", columns) +
-            clearLine;
-    }
-    return page;
+    // The first line and the one about the rest are always there.
+    const std::size_t head = size.lines > 1 ? 1 : 0;
+    const std::size_t room = size.lines - std::min(size.lines, head + 1);
+    const std::size_t body = lines.size() - head;
+    const std::size_t above = scrolling.fit(body, room);
+    Lines page(lines.begin(), lines.begin() + static_cast<Offset>(head));
+    const auto shown = lines.begin() + static_cast<Offset>(head + above);
+    page.insert(page.end(), shown, shown + static_cast<Offset>(room));
+    page.push_back(
+        beginning(describeRest(body - above - room, above), size.columns));
+    return join(page);
 }
 
 Screen::Screen(std::ostream& out) : out(out)
@@ -134,11 +155,12 @@ void Screen::giveBack()
     restoreTerminal();
 }
 
-void Screen::draw(const std::string& text, std::size_t columns)
+void Screen::draw(const std::string& text, std::size_t columns,
+                  Scrolling& scrolling)
 {
     const ImmediateEnd ending(restoreTerminal);
-    out << home << cutPage(text, terminalLines(), columns) << clearBelow
-        << std::flush;
+    out << home << cutPage(text, {terminalLines(), columns}, scrolling)
+        << clearBelow << std::flush;
 }
 
 } // namespace healthintf::healthctl

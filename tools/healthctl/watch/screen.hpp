@@ -3,6 +3,8 @@
 
 /** @file Draws on the terminal again and again. */
 
+#include "scrolling.hpp"
+
 #include <cstddef>
 #include <ostream>
 #include <string>
@@ -10,14 +12,21 @@
 namespace healthintf::healthctl
 {
 
-/** The part of a text that fits onto a screen: the first lines, each from the
- *  screen's left edge, and if there are more, a last one that says so.
+/** The size of a screen. */
+struct ScreenSize
+{
+    std::size_t lines;
+    std::size_t columns;
+};
+
+/** The part of a text that fits onto a screen: its first line, as many others
+ *  as there is room for, each from the screen's left edge, and if that is not
+ *  all, a last line that says so.
  *
  *  @param[in] text lines that are no wider than the screen
- *  @param[in] lines how many the screen has
- *  @param[in] columns how wide it is */
-std::string cutPage(const std::string& text, std::size_t lines,
-                    std::size_t columns);
+ *  @param[in,out] scrolling where the part begins */
+std::string cutPage(const std::string& text, const ScreenSize& size,
+                    Scrolling& scrolling);
 
 /** Takes the terminal's other screen, and gives the first one back with all
  *  that stood there. What is typed meanwhile is not shown. A signal that ends
@@ -36,8 +45,10 @@ class Screen
 
     /** Draws a text in the place of what was drawn before.
      *
-     *  @param[in] columns the width of the terminal */
-    void draw(const std::string& text, std::size_t columns);
+     *  @param[in] columns the width of the terminal
+     *  @param[in,out] scrolling which part is drawn */
+    void draw(const std::string& text, std::size_t columns,
+              Scrolling& scrolling);
 
   private:
     std::ostream& out;

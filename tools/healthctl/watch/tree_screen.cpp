@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tree_screen.hpp"
 
-#include "../model/health_tree.hpp"
+#include "../model/tree_choice.hpp"
 #include "../output/line_output.hpp"
 #include "../output/terminal.hpp"
 #include "../output/time_text.hpp"
@@ -48,45 +48,50 @@ SilentProcesses listSilent(const WatchedTree& tree)
     return unknown;
 }
 
-/** Draws the tree, or the reason why there is none. */
-void drawTree(const Context& context, const TreeView& view,
-              const TreeFollower& follower)
+/** All trees that are known. */
+std::vector<TreeNode> buildTrees(const WatchedTree& known)
 {
-    const WatchedTree& known = follower.tree();
     Faults faults;
     for (const auto& [path, fault] : known.faults())
     {
         faults.push_back({path, FaultEntry_gen(fault.properties)});
     }
-    const auto trees = buildTrees(known.nodes(), faults);
-    std::vector<const TreeNode*> tops;
-    tops.reserve(trees.size());
-    for (const TreeNode& tree : trees)
-    {
-        tops.push_back(&tree);
-    }
-    if (tops.empty() && !follower.nothing().empty())
+    return buildTrees(known.nodes(), faults);
+}
+
+/** Draws the tree, or the reason why there is none. */
+void drawTree(const Context& context, const TreeView& view,
+              const WatchFilter& filter, const TreeFollower& follower)
+{
+    const WatchedTree& known = follower.tree();
+    const auto trees = chooseTrees(buildTrees(known), filter);
+    if (trees.empty() && known.nodes().empty() && !follower.nothing().empty())
     {
         // The services may start later.
         writeLine(context, follower.nothing());
         return;
     }
+    if (trees.empty())
+    {
+        writeLine(context, "No such components.");
+    }
     if (const SilentProcesses unknown = listSilent(known); !unknown.empty())
     {
         writeLine(context, describeMissing(unknown), Tone::warning);
     }
-    printTrees(context, tops, view);
+    printTrees(context, listTops(trees), view);
 }
 
 } // namespace
 
 TreeScreen::TreeScreen(const Context& context, const TreeView& view,
-                       sd_bus* bus, services::EventLoop& loop) :
+                       const WatchFilter& filter, sd_bus* bus,
+                       services::EventLoop& loop) :
     context(context),
-    view(view), loop(loop), drawing(loop, drawingPace,
-                                    [this] {
-                                        draw();
-                                    }),
+    view(view), filter(filter), loop(loop), drawing(loop, drawingPace,
+                                                    [this] {
+                                                        draw();
+                                                    }),
     follower(
         bus, loop,
         [this](const Changes& /*changes*/) {
@@ -127,9 +132,10 @@ void TreeScreen::draw()
                  .json = false,
                  .compact = false};
     const auto now = static_cast<uint64_t>(std::time(nullptr));
-    writeLine(page, localTime(now) + "  q ends", Tone::faint);
-    drawTree(page, view, follower);
-    screen.draw(text.str(), page.width.value_or(std::string::npos));
+    writeLine(page, localTime(now) + "  q ends, arrow keys scroll",
+              Tone::faint);
+    drawTree(page, view, filter, follower);
+    screen.draw(text.str(), page.width.value_or(std::string::npos), scrolling);
 }
 
 void TreeScreen::pause()
@@ -142,13 +148,22 @@ void TreeScreen::pause()
 
 void TreeScreen::takeKeys()
 {
-    std::array<char, 64> keys{};
-    const ssize_t count = read(STDIN_FILENO, keys.data(), keys.size());
-    const std::string_view typed(
-        keys.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
-    if (typed.empty() || typed.find('q') != std::string_view::npos)
+    std::array<char, 64> bytes{};
+    const ssize_t count = read(STDIN_FILENO, bytes.data(), bytes.size());
+    if (count <= 0)
     {
         loop.exit(0);
+        return;
+    }
+    for (const Key key :
+         keys.take({bytes.data(), static_cast<std::size_t>(count)}))
+    {
+        if (key == Key::quit)
+        {
+            loop.exit(0);
+        }
+        scrolling.move(key);
+        drawing.request();
     }
 }
 

@@ -5,9 +5,12 @@
 
 #include "../context.hpp"
 #include "../output/tree_output.hpp"
+#include "keys.hpp"
 #include "paced_action.hpp"
 #include "screen.hpp"
+#include "scrolling.hpp"
 #include "tree_follower.hpp"
+#include "watch_filter.hpp"
 
 #include <chrono>
 #include <vector>
@@ -16,13 +19,15 @@ namespace healthintf::healthctl
 {
 
 /** Draws the tree, and draws it anew when it or the terminal's size changes, at
- *  most ten times a second. The key q ends the loop; while the process is
- *  stopped, the terminal is as it was before. */
+ *  most ten times a second. The key q ends the loop, and others scroll; while
+ *  the process is stopped, the terminal is as it was before. */
 class TreeScreen
 {
   public:
-    /** @param[in] loop runs the changes; all must outlive this object */
-    TreeScreen(const Context& context, const TreeView& view, sd_bus* bus,
+    /** @param[in] filter what is watched
+     *  @param[in] loop runs the changes; all must outlive this object */
+    TreeScreen(const Context& context, const TreeView& view,
+               const WatchFilter& filter, sd_bus* bus,
                services::EventLoop& loop);
 
   private:
@@ -34,6 +39,7 @@ class TreeScreen
 
     const Context& context;
     TreeView view;
+    const WatchFilter& filter;
     services::EventLoop& loop;
     PacedAction drawing;
     /** Whether something changed since it was drawn. */
@@ -41,6 +47,8 @@ class TreeScreen
     Clock::time_point drawn;
     TreeFollower follower;
     Screen screen;
+    KeyReader keys;
+    Scrolling scrolling;
     std::vector<services::EventSource> sources;
 };
 

@@ -25,10 +25,19 @@ TEST(GivenMoment, NamesTheFormatOfATime)
     catch (const Error& e)
     {
         EXPECT_EQ(e.code(), ExitCode::usage);
-        EXPECT_EQ(std::string(e.what()),
-                  "\"soon\" is no time; write it as 2026-01-31, 10m or "
-                  "@1700000000");
+        EXPECT_EQ(
+            std::string(e.what()),
+            "\"soon\" is no time; write it as 2026-01-31, yesterday, 10m or "
+            "@1700000000");
     }
+}
+
+TEST(Period, IsReadOfTheOptionsThatWereGiven)
+{
+    const Period period = readPeriod({.since = "@5", .until = ""});
+    EXPECT_EQ(period.since, 5);
+    EXPECT_EQ(period.until, std::nullopt);
+    EXPECT_THROW(readPeriod({.since = "", .until = "soon"}), Error);
 }
 
 } // namespace

@@ -64,10 +64,11 @@ TEST(ChangeLine, BeginsWithTheNumbersOfComponentsAndFaults)
 {
     WatchedTree tree;
     tree.addNode(key, {2, ""});
-    const nlohmann::json begin = describeBeginning(tree);
+    const nlohmann::json begin = beginningJson(tree, {});
     EXPECT_EQ(begin["change"], "begin");
     EXPECT_EQ(begin["nodes"], 1);
     EXPECT_EQ(begin["faults"], 0);
+    EXPECT_EQ(beginningJson(tree, {.key = "/b", .severities = {}})["nodes"], 0);
 }
 
 } // namespace

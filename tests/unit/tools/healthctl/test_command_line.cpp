@@ -55,6 +55,23 @@ TEST_F(CommandLineTest, RunsTheCommandThatWasChosen)
     EXPECT_EQ(out.str(), "textjson");
 }
 
+TEST_F(CommandLineTest, RunsTheCommandBelowInPlaceOfTheOneAbove)
+{
+    CommandLine commands(out, errors);
+    const auto write = [](const char* text) {
+        return [text](const Context& context) {
+            context.out << text;
+            return ExitCode::ok;
+        };
+    };
+    CLI::App& above = commands.add({"list", "Lists.", ""}, write("above"));
+    commands.add(above, {"clear", "Clears.", ""}, write("below"));
+    const std::vector<const char*> words{"healthctl", "list", "clear"};
+    EXPECT_EQ(commands.run(3, words.data()), 0);
+    EXPECT_EQ(commands.run(2, words.data()), 0);
+    EXPECT_EQ(out.str(), "belowabove");
+}
+
 TEST_F(CommandLineTest, ExitsWithTheCommandsExitCode)
 {
     EXPECT_EQ(run({"work"},

@@ -59,6 +59,48 @@ TEST(ChosenFaults, AreOfAnyOfTheSeverities)
     EXPECT_THAT(chosen(filter), ElementsAre("worst", "unknown"));
 }
 
+TEST(ChosenFaults, AppearedWithinAPeriod)
+{
+    FaultFilter filter;
+    filter.period = {.since = 10, .until = 20};
+    EXPECT_THAT(chosen(filter), ElementsAre("worst", "old"));
+    filter.period = {.since = 30, .until = std::nullopt};
+    EXPECT_THAT(chosen(filter), ElementsAre("new"));
+}
+
+TEST(ChosenFaults, AreNewestWhenTheirTimeIsBeyondAllPeriods)
+{
+    const Faults odd{makeFault("/a", "odd", 3, UINT64_MAX)};
+    FaultFilter filter;
+    filter.period.since = 1;
+    EXPECT_EQ(chooseFaults(odd, filter).size(), 1U);
+}
+
+TEST(ChosenFaults, HaveAnyOfTheMessages)
+{
+    FaultFilter filter;
+    filter.messages = {"Fans.1.0.new", "worst"};
+    EXPECT_THAT(chosen(filter), ElementsAre("worst", "new"));
+}
+
+TEST(ChosenFaults, HaveATextInTheirMessage)
+{
+    FaultFilter filter;
+    filter.text = "OF O";
+    EXPECT_THAT(chosen(filter), ElementsAre("old"));
+    filter.text = "The Message";
+    EXPECT_EQ(chosen(filter).size(), 4U);
+    filter.text = ".*";
+    EXPECT_TRUE(chosen(filter).empty());
+}
+
+TEST(ChosenFaults, AreCountedByTheirVisibility)
+{
+    EXPECT_EQ(countFaults(all, Visibility::visible), 4U);
+    EXPECT_EQ(countFaults(all, Visibility::hidden), 1U);
+    EXPECT_EQ(countFaults(all, Visibility::all), 5U);
+}
+
 TEST(ChosenFaults, ComeByTimeOrByComponent)
 {
     FaultFilter filter;

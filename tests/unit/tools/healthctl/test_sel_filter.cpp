@@ -56,10 +56,11 @@ TEST(SelFilter, WantsEverythingUnlessToldOtherwise)
 
 TEST(SelFilter, WantsEntriesWithinItsTimes)
 {
-    EXPECT_THAT(listIds({.since = 200}), ElementsAre(2, 3, 4));
-    EXPECT_THAT(listIds({.until = 200}), ElementsAre(1, 2));
-    EXPECT_THAT(listIds({.since = 101, .until = 399}), ElementsAre(2, 3));
-    EXPECT_THAT(listIds({.since = 401}), IsEmpty());
+    EXPECT_THAT(listIds({.period = {.since = 200}}), ElementsAre(2, 3, 4));
+    EXPECT_THAT(listIds({.period = {.until = 200}}), ElementsAre(1, 2));
+    EXPECT_THAT(listIds({.period = {.since = 101, .until = 399}}),
+                ElementsAre(2, 3));
+    EXPECT_THAT(listIds({.period = {.since = 401}}), IsEmpty());
 }
 
 TEST(SelFilter, KnowsSensorTypesByNumberAndByName)
@@ -103,7 +104,7 @@ TEST(SelFilter, CountsTheLastOnesAfterAllOtherConditions)
 {
     EXPECT_THAT(listIds({.last = 2}), ElementsAre(3, 4));
     EXPECT_THAT(listIds({.last = 9}), ElementsAre(1, 2, 3, 4));
-    EXPECT_THAT(listIds({.until = 300, .last = 1}), ElementsAre(3));
+    EXPECT_THAT(listIds({.period = {.until = 300}, .last = 1}), ElementsAre(3));
 }
 
 TEST(SensorTypeChoice, IsANumberOfAByteOrAName)

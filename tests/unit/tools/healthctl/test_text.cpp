@@ -87,5 +87,12 @@ TEST(Wrapped, IsOneLineAtLeast)
     EXPECT_THAT(wrapped("ab", 0), ElementsAre("a", "b"));
 }
 
+TEST(Counted, HasAPluralButForOne)
+{
+    EXPECT_EQ(counted(0, "fault"), "0 faults");
+    EXPECT_EQ(counted(1, "fault"), "1 fault");
+    EXPECT_EQ(counted(2, "fault"), "2 faults");
+}
+
 } // namespace
 } // namespace healthintf::healthctl

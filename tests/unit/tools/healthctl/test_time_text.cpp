@@ -25,6 +25,17 @@ TEST(TimeText, IsLocalTimeOnTheTerminal)
     EXPECT_EQ(localTime(0), "1970-01-01 01:00:00");
 }
 
+TEST(TimeText, IsBrieflyTheTimeOfTodayOrElseTheDate)
+{
+    setenv("TZ", "XST-1", 1);
+    tzset();
+    constexpr uint64_t lastSecond = 86400 - 3600 - 1;
+    EXPECT_EQ(briefTime(0, lastSecond), "01:00:00");
+    EXPECT_EQ(briefTime(lastSecond, 0), "23:59:59");
+    EXPECT_EQ(briefTime(lastSecond, lastSecond + 1), "1970-01-01");
+    EXPECT_EQ(briefTime(lastSecond + 1, lastSecond), "1970-01-02");
+}
+
 TEST(TimeText, IsTheNumberWhereTheCalendarEnds)
 {
     EXPECT_EQ(utcTime(253402300799), "9999-12-31T23:59:59Z");

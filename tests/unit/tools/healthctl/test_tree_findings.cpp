@@ -109,6 +109,9 @@ TEST(TreeFindings, FindNothingWrongWithoutALostMonitor)
 {
     EXPECT_EQ(lostMonitors({}).grade, Grade::ok);
     EXPECT_EQ(lostMonitors({}).check, "tree.monitors");
+    // A daemon may have ended without a healthmgr that reports it.
+    EXPECT_EQ(lostMonitors({}).text,
+              "no component has the fault of a lost monitor");
 }
 
 TEST(TreeFindings, NameTheComponentsThatHaveLostTheirMonitors)
