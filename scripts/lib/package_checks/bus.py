@@ -14,6 +14,7 @@ LOG = ["com.vexa.olvar.logmgr", "/com/vexa/olvar/logmgr/SEL",
        "com.vexa.olvar.logmgr.SEL"]
 DISMISS = [MANAGER, "/com/vexa/olvar/healthmgr", MANAGER + ".LostMonitors",
            "Dismiss", "s"]
+SILENCES = [MANAGER, "/com/vexa/olvar/healthmgr", MANAGER + ".Silences"]
 RECORD = "16 0 0 2 0 0 0 0 0x20 0 4 4 7 1 0 0 0".split()
 # Users in the groups of those who report and of those who operate; any other is
 # "nobody".

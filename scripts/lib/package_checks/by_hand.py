@@ -11,6 +11,7 @@ from folders import USERS, expect_folders, user_of
 from metrics import Metrics
 from operators_tool import OperatorsTool
 from places import Unit, eventually
+from python_module import PythonModule
 from removal import Removal
 from rights import Rights
 from upgrade import Upgrade
@@ -45,7 +46,10 @@ class Beginning:
             name, version, depends = [
                 self.field_of(package, field)
                 for field in ("Package", "Version", "Depends")]
-            if name != "libhealthintf1":
+            if name == "python3-healthintf":
+                # It calls what no later version takes away.
+                assert f"libhealthintf1 (>= {version})" in depends, name
+            elif name != "libhealthintf1":
                 assert f"libhealthintf1 (= {version})" in depends, name
 
     @staticmethod
@@ -125,11 +129,12 @@ class Beginning:
                 assert "ermission" not in file.read(), log
 
 
-class ByHand(Beginning, Metrics, OperatorsTool, Rights, Removal, Upgrade,
-             BusView):
+class ByHand(Beginning, Metrics, OperatorsTool, PythonModule, Rights, Removal,
+             Upgrade, BusView):
     """The checks in their order; each builds on those before."""
 
-    parts = (Beginning, Metrics, OperatorsTool, Rights, Removal, Upgrade)
+    parts = (Beginning, Metrics, OperatorsTool, PythonModule, Rights, Removal,
+             Upgrade)
 
     def __init__(self, root, packages):
         super().__init__(root)

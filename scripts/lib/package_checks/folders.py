@@ -20,6 +20,7 @@ FOLDERS = {
     STATE: (0o755, "root:root"),
     STATE + "/config": (0o755, MANAGERS),
     STATE + "/sel": (0o700, LOGS),
+    STATE + "/history": (0o700, LOGS),
 }
 
 

@@ -46,7 +46,9 @@ class OperatorsTool:
         before = self.tool("sel", "list"), self.tool("lcd", "get")
         for command in ["sel clear --yes", f"sel add {RECORD}",
                         "hide --component packaged/process",
-                        "dismiss packaged/process", "lcd set hideerrs 1"]:
+                        "dismiss packaged/process", "lcd set hideerrs 1",
+                        "raise a HostMonitor.1.0.ProcessMissing x 0 1",
+                        "clear --all"]:
             self.refused(*command.split())
         assert (self.tool("sel", "list"), self.tool("lcd", "get")) == before
         assert self.health(TREE) == "u 4"
@@ -55,7 +57,8 @@ class OperatorsTool:
         before = self.tool("sel", "list"), self.tool("lcd", "get")
         self.refused("sel", "add", RECORD, **OPERATOR)
         for command in ["sel clear --yes", "hide --component packaged/process",
-                        "dismiss packaged/process", "lcd set hideerrs 1"]:
+                        "dismiss packaged/process", "lcd set hideerrs 1",
+                        "raise a HostMonitor.1.0.ProcessMissing x 0 1"]:
             self.refused(*command.split(), **REPORTER)
         assert (self.tool("sel", "list"), self.tool("lcd", "get")) == before
 
@@ -64,6 +67,13 @@ class OperatorsTool:
             self.tool(name, "--component", "packaged/process", **OPERATOR)
             eventually(name, lambda health=health:
                        self.health(TREE) == health)
+
+    def check_operator_raises_and_clears_by_the_tool(self):
+        self.tool("raise", "--trial", "drill",
+                  "HostMonitor.1.0.ProcessMissing", "x", "0", "1", **OPERATOR)
+        assert "(trial)" in self.tool("tree", "--faults", user="nobody")
+        self.tool("clear", "drill", **OPERATOR)
+        assert "(trial)" not in self.tool("tree", "--faults", user="nobody")
 
     def check_operator_sets_attributes_by_the_tool(self):
         for value, health in [("0", "u 2"), ("1", "u 4")]:

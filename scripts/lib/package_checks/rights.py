@@ -2,7 +2,7 @@
 """What users may do on the bus and with the files of the packages."""
 
 from bus import (BUS, DISMISS, LOG, MANAGER, NODE, OPERATOR, RECORD, REPORTER,
-                 STATE, TREE)
+                 SILENCES, STATE, TREE)
 from places import Refused, eventually
 
 
@@ -23,6 +23,7 @@ class Rights:
         self.denied("call", *LOG, "Clear")
         self.denied("call", *LOG, "ClearUpTo", "tq", "0", "65535")
         self.denied("call", *DISMISS, TREE + "/packaged")
+        self.denied("call", *SILENCES, "End", "t", "1")
         self.denied("call", *LOG, "AddSEL", "(ssyy)ay", "", "", "0", "0", "0")
         self.denied("call", MANAGER, TREE, MANAGER, "AddHealthObject", "s",
                     TREE + "/mine")
@@ -42,6 +43,7 @@ class Rights:
         for user in [stranger, REPORTER, OPERATOR]:
             for command in [["touch", STATE + "/config/attributes.json"],
                             ["touch", STATE + "/config/any"],
+                            ["touch", STATE + "/healthmgr/any"],
                             ["touch", STATE + "/any"],
                             ["ls", STATE + "/sel"],
                             ["touch", "/run/healthintf/any"],
@@ -89,6 +91,15 @@ class Rights:
                          "true", TREE + "/packaged/process", "", "0")
         eventually("hidden", lambda: self.health(TREE) == "u 3")
         assert self.as_operator("call", *LOG, "Clear") == "u 1\n"
+
+    def check_operator_silences(self):
+        # Of no sensor that there is.
+        number = self.as_operator(
+            "call", *SILENCES, "Add", "a{sv}", "3", "SensorNumber", "u",
+            "99999", "Seconds", "u", "600", "Comment", "s", "why").split()[1]
+        assert "why" in self.as_stranger("call", *SILENCES, "List")
+        self.as_operator("call", *SILENCES, "End", "t", number)
+        assert "why" not in self.as_stranger("call", *SILENCES, "List")
 
     def check_operator_dismisses_lost_monitors(self):
         try:
