@@ -3,103 +3,57 @@
 
 #include "bus_calls.hpp"
 #include "logmgr/history_protocol.hpp"
+#include "member_writer.hpp"
 
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace healthintf::history
 {
 
 using host::checkBus;
+using host::MemberWriter;
 namespace member = host::history;
 namespace filter = host::history_filter;
 
 namespace
 {
 
-/** Appends one member of a record with the D-Bus type of its value. */
-class MemberWriter
+void addText(MemberWriter& members, const char* name, const std::string& text)
 {
-  public:
-    explicit MemberWriter(sd_bus_message* message) : message(message)
-    {}
-
-    void add(const char* name, const char* type, auto value)
+    if (!text.empty())
     {
-        checkBus("sd_bus_message_append",
-                 sd_bus_message_append(message, "{sv}", name, type, value));
+        members.add(name, text);
     }
+}
 
-    void add(const char* name, const std::string& text)
+void addNumber(MemberWriter& members, const char* name, uint32_t number)
+{
+    if (number != 0)
     {
-        if (!text.empty())
-        {
-            add(name, "s", text.c_str());
-        }
+        members.add(name, "u", number);
     }
-
-    void addNumber(const char* name, uint32_t number)
-    {
-        if (number != 0)
-        {
-            add(name, "u", number);
-        }
-    }
-
-    void add(const char* name, const std::vector<std::string>& texts)
-    {
-        if (texts.empty())
-        {
-            return;
-        }
-        open('e', "sv");
-        checkBus("sd_bus_message_append",
-                 sd_bus_message_append(message, "s", name));
-        open('v', "as");
-        open('a', "s");
-        for (const std::string& text : texts)
-        {
-            checkBus("sd_bus_message_append",
-                     sd_bus_message_append(message, "s", text.c_str()));
-        }
-        close();
-        close();
-        close();
-    }
-
-    void open(char type, const char* content)
-    {
-        checkBus("sd_bus_message_open_container",
-                 sd_bus_message_open_container(message, type, content));
-    }
-
-    void close()
-    {
-        checkBus("sd_bus_message_close_container",
-                 sd_bus_message_close_container(message));
-    }
-
-  private:
-    sd_bus_message* message;
-};
+}
 
 void appendFault(MemberWriter& members, const Fault& fault)
 {
-    members.add(member::component, fault.component);
-    members.add(member::entry, fault.entry);
-    members.add(member::messageId, fault.messageId);
-    members.add(member::args, fault.args);
-    members.add(member::message, fault.message);
-    members.addNumber(member::severity, fault.severity);
-    members.add(member::sensorPath, fault.sensorPath);
-    members.addNumber(member::sensorNumber, fault.sensorNumber);
-    members.addNumber(member::sensorType, fault.sensorType);
-    members.add(member::process, fault.process);
-    members.addNumber(member::processId, fault.pid);
+    addText(members, member::component, fault.component);
+    addText(members, member::entry, fault.entry);
+    addText(members, member::messageId, fault.messageId);
+    if (!fault.args.empty())
+    {
+        members.addTexts(member::args, fault.args);
+    }
+    addText(members, member::message, fault.message);
+    addNumber(members, member::severity, fault.severity);
+    addText(members, member::sensorPath, fault.sensorPath);
+    addNumber(members, member::sensorNumber, fault.sensorNumber);
+    addNumber(members, member::sensorType, fault.sensorType);
+    addText(members, member::process, fault.process);
+    addNumber(members, member::processId, fault.pid);
     members.add(member::user, "u", fault.user);
 }
 
@@ -261,7 +215,6 @@ class FilterReader
 void appendRecord(sd_bus_message* message, const Record& record)
 {
     MemberWriter members(message);
-    members.open('a', "{sv}");
     members.add(member::sequence, "t", record.sequence);
     members.add(member::time, "x", record.time);
     members.add(member::kind, "s", kindName(record.kind));
@@ -278,8 +231,8 @@ void appendRecord(sd_bus_message* message, const Record& record)
     {
         members.add(member::missed, "b", 1);
     }
-    members.add(member::comment, record.comment);
-    members.close();
+    addText(members, member::comment, record.comment);
+    members.finish();
 }
 
 HistoryQuery readQuery(sd_bus_message* message)

@@ -21,6 +21,7 @@
 #include <string>
 
 #include <bus_calls.hpp>
+#include <member_writer.hpp>
 
 namespace healthintf::healthctl
 {
@@ -42,22 +43,21 @@ struct SilenceOptions
     std::string comment;
 };
 
-/** Appends the target's member of a silence. */
-void appendTarget(sd_bus_message* call, const HideTarget& target)
+void addTarget(host::MemberWriter& members, const HideTarget& target)
 {
     if (target.sensorNumber != 0)
     {
-        checkBus(
-            "sd_bus_message_append",
-            sd_bus_message_append(call, "{sv}", member::sensorNumber, "u",
-                                  static_cast<uint32_t>(target.sensorNumber)));
-        return;
+        members.add(member::sensorNumber, "u",
+                    static_cast<uint32_t>(target.sensorNumber));
     }
-    const bool isKey = !target.key.empty();
-    checkBus("sd_bus_message_append",
-             sd_bus_message_append(
-                 call, "{sv}", isKey ? member::component : member::sensorPath,
-                 "s", isKey ? target.key.c_str() : target.sensorPath.c_str()));
+    else if (!target.key.empty())
+    {
+        members.add(member::component, target.key);
+    }
+    else
+    {
+        members.add(member::sensorPath, target.sensorPath);
+    }
 }
 
 /** @return the silence's number
@@ -67,15 +67,11 @@ uint64_t callAdd(const HideTarget& target, uint32_t seconds,
 {
     const ServiceClient client(healthmgr);
     const MessagePtr call = client.newCall(addSilenceMethod);
-    checkBus("sd_bus_message_open_container",
-             sd_bus_message_open_container(call.get(), 'a', "{sv}"));
-    appendTarget(call.get(), target);
-    checkBus("sd_bus_message_append",
-             sd_bus_message_append(call.get(), "{sv}{sv}", member::seconds, "u",
-                                   seconds, member::comment, "s",
-                                   comment.c_str()));
-    checkBus("sd_bus_message_close_container",
-             sd_bus_message_close_container(call.get()));
+    host::MemberWriter members(call.get());
+    addTarget(members, target);
+    members.add(member::seconds, "u", seconds);
+    members.add(member::comment, comment);
+    members.finish();
     const MessagePtr answer = replyOrUsage(client, addSilenceMethod, call);
     return client.parse([&answer] {
         uint64_t id = 0;

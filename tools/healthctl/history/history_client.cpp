@@ -11,6 +11,7 @@
 #include <utility>
 
 #include <bus_calls.hpp>
+#include <member_writer.hpp>
 
 namespace healthintf::healthctl
 {
@@ -44,58 +45,6 @@ constexpr ServiceMethod clearHistoryMethod{
     .changes = true,
     .callers = "root or as a member of the group healthintf-operators"};
 
-/** Appends the members of a filter that say something. */
-class FilterMembers
-{
-  public:
-    explicit FilterMembers(sd_bus_message* message) : message(message)
-    {}
-
-    void add(const char* name, const char* type, auto value)
-    {
-        checkBus("sd_bus_message_append",
-                 sd_bus_message_append(message, "{sv}", name, type, value));
-    }
-
-    /** @param[in] type of each value
-     *  @param[in] append appends one value */
-    void addSet(const char* name, const std::string& type, const auto& values,
-                auto&& append)
-    {
-        if (values.empty())
-        {
-            return;
-        }
-        open('e', "sv");
-        checkBus("sd_bus_message_append",
-                 sd_bus_message_append(message, "s", name));
-        open('v', ("a" + type).c_str());
-        open('a', type.c_str());
-        for (const auto& value : values)
-        {
-            checkBus("sd_bus_message_append", append(value));
-        }
-        close();
-        close();
-        close();
-    }
-
-    void open(char type, const char* content)
-    {
-        checkBus("sd_bus_message_open_container",
-                 sd_bus_message_open_container(message, type, content));
-    }
-
-    void close()
-    {
-        checkBus("sd_bus_message_close_container",
-                 sd_bus_message_close_container(message));
-    }
-
-  private:
-    sd_bus_message* message;
-};
-
 /** Milliseconds since the epoch. */
 int64_t toMilliseconds(int64_t seconds)
 {
@@ -106,20 +55,19 @@ int64_t toMilliseconds(int64_t seconds)
 
 void appendFilter(sd_bus_message* message, const HistoryFilter& filter)
 {
-    FilterMembers members(message);
-    members.open('a', "{sv}");
+    host::MemberWriter members(message);
     if (!filter.component.empty())
     {
-        members.add(filter_member::component, "s", filter.component.c_str());
+        members.add(filter_member::component, filter.component);
     }
-    members.addSet(filter_member::kinds, "s", filter.kinds,
-                   [message](const std::string& kind) {
-                       return sd_bus_message_append(message, "s", kind.c_str());
-                   });
-    members.addSet(filter_member::severities, "u", filter.severities,
-                   [message](uint32_t severity) {
-                       return sd_bus_message_append(message, "u", severity);
-                   });
+    if (!filter.kinds.empty())
+    {
+        members.addTexts(filter_member::kinds, filter.kinds);
+    }
+    if (!filter.severities.empty())
+    {
+        members.addNumbers(filter_member::severities, filter.severities);
+    }
     if (filter.period.since)
     {
         members.add(filter_member::since, "x",
@@ -132,7 +80,7 @@ void appendFilter(sd_bus_message* message, const HistoryFilter& filter)
             toMilliseconds(*filter.period.until) + millisecondsOfSecond;
         members.add(filter_member::until, "x", end);
     }
-    members.close();
+    members.finish();
 }
 
 HistoryPage parsePage(sd_bus_message* message)
