@@ -231,16 +231,25 @@ def test_timeout_is_that_of_the_call_that_waits(bus):
     assert bus.timeout() is None
 
 
-def test_asyncio_loop_processes_messages(bus, fan):
+def test_asyncio_loop_processes_messages(bus, fan, monkeypatch):
+    processed = asyncio.Event()
+    process = bus.process
+
+    def process_and_tell():
+        process()
+        processed.set()
+
     async def wait():
         bus.attach(asyncio.get_running_loop())
         fan.add(MESSAGE, ARGUMENTS, sensor=SENSOR)
         healthintf.hide(sensor=SENSOR)
         while healthintf.count().hidden == 0:
-            await asyncio.sleep(0.01)
+            processed.clear()
+            await processed.wait()
         fan.close()
         bus.close()
 
+    monkeypatch.setattr(bus, "process", process_and_tell)
     asyncio.run(asyncio.wait_for(wait(), 20))
 
 
