@@ -88,7 +88,7 @@ TEST(FaultOutput, NamesTheSilencesThatHideAFault)
     EXPECT_THAT(printed({fault}), HasSubstr("Slow  silence 3\n"));
     fault.silences = {3, 12};
     EXPECT_THAT(printed({fault}), HasSubstr("Slow  silences 3 12\n"));
-    EXPECT_EQ(toJson(fault)["silences"], nlohmann::json({3, 12}));
+    EXPECT_EQ(toJson(fault)["silences"], nlohmann::ordered_json({3, 12}));
 }
 
 TEST(FaultOutput, TellsWhoHasAcknowledgedAFault)
@@ -161,7 +161,7 @@ TEST(FaultOutput, HasEverythingInJson)
     EXPECT_EQ(json["severity"], "critical");
     EXPECT_EQ(json["time"], "1970-01-01T00:00:01Z");
     EXPECT_EQ(json["hidden"], true);
-    EXPECT_EQ(json["silences"], nlohmann::json::array());
+    EXPECT_EQ(json["silences"], nlohmann::ordered_json::array());
     EXPECT_EQ(json["acknowledgement"], nullptr);
     EXPECT_EQ(json.size(), 18U);
 }
