@@ -2,20 +2,19 @@
 /** @file The exporter beside running daemons, scraped by curl and Python. */
 
 #include "component.hpp"
+#include "exporter.hpp"
 #include "log_client.hpp"
 #include "notify_socket.hpp"
 #include "private_bus.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <set>
-#include <stdexcept>
 
 namespace healthintf::test
 {
@@ -28,57 +27,6 @@ using testing::StartsWith;
 
 const std::string root = "/com/vexa/olvar/health";
 const std::string key = root + "/fan";
-
-/** A running exporter on a free port. */
-class Exporter
-{
-  public:
-    Exporter() : Exporter({"--listen", "127.0.0.1:0"})
-    {}
-
-    explicit Exporter(std::vector<std::string> options) :
-        process(command(std::move(options)))
-    {
-        const std::string line = process.hear();
-        where = line.substr(line.rfind(' ') + 1);
-        waitUntilItListensToTheBus();
-    }
-
-    nlohmann::json scrape() const
-    {
-        return nlohmann::json::parse(
-            readOutput({"/usr/bin/python3", SCRAPER, where}));
-    }
-
-    /** @return the number of complete scrapes among several at once */
-    nlohmann::json scrapeAtOnce(int number) const
-    {
-        return nlohmann::json::parse(readOutput(
-            {"/usr/bin/python3", SCRAPER, where, std::to_string(number)}));
-    }
-
-    Process process;
-    std::string where;
-
-  private:
-    void waitUntilItListensToTheBus() const
-    {
-        const auto begin = std::chrono::steady_clock::now();
-        while (!scrape()["types"].contains("healthintf_fault_evictions"))
-        {
-            if (std::chrono::steady_clock::now() - begin > patience)
-            {
-                throw std::runtime_error("the exporter counts no evictions");
-            }
-        }
-    }
-
-    static std::vector<std::string> command(std::vector<std::string> options)
-    {
-        options.insert(options.begin(), HEALTH_EXPORTER);
-        return options;
-    }
-};
 
 class ExporterTest : public testing::Test
 {

@@ -2,6 +2,7 @@
 /** @file healthctl history, with a running logmgr and a daemon with faults. */
 
 #include "healthctl.hpp"
+#include "history_follower.hpp"
 #include "log_client.hpp"
 
 #include <gmock/gmock.h>
@@ -24,57 +25,10 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
 
-constexpr const char* historyService = "com.vexa.olvar.logmgr.History";
 constexpr const char* historyPath = "/com/vexa/olvar/logmgr/history";
 
 /** The most records that logmgr sends at once. */
 constexpr std::size_t recordsOfPage = 1000;
-
-/** A running "history --follow", of which each line must fit the schema. */
-class Follower
-{
-  public:
-    explicit Follower(const std::vector<std::string>& options = {}) :
-        process(makeCommand(options))
-    {}
-
-    json next()
-    {
-        const std::string line = process.hear();
-        Process checker({CHECK_SCHEMA, SCHEMAS});
-        checker.tell(line);
-        checker.endInput();
-        EXPECT_EQ(checker.wait(), 0) << line << checker.errors();
-        return json::parse(line)["records"].at(0);
-    }
-
-    /** Reads up to a record of a kind and component. */
-    json next(const std::string& kind, const std::string& component)
-    {
-        for (;;)
-        {
-            json record = next();
-            if (record["kind"] == kind && record["component"] == component)
-            {
-                return record;
-            }
-        }
-    }
-
-    Process process;
-
-  private:
-    static std::vector<std::string>
-    makeCommand(const std::vector<std::string>& options)
-    {
-        // Tests may run with the signal ignored, as a shell's background jobs.
-        std::vector<std::string> command{"env",      "--default-signal=INT",
-                                         HEALTHCTL,  "history",
-                                         "--follow", "--json"};
-        command.insert(command.end(), options.begin(), options.end());
-        return command;
-    }
-};
 
 std::vector<std::string> listKinds(const json& document)
 {
@@ -89,18 +43,6 @@ std::vector<std::string> listKinds(const json& document)
 class HealthctlHistory : public HealthctlTest
 {
   protected:
-    HealthctlHistory()
-    {
-        waitForHistory();
-    }
-
-    void waitForHistory()
-    {
-        log.waitUntil("history", [this] {
-            return !log.findOwner(historyService).empty();
-        });
-    }
-
     void addFan()
     {
         daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
@@ -128,7 +70,7 @@ class HealthctlHistory : public HealthctlTest
     }
 
     LogClient log;
-    Process logmgr = log.start();
+    Process logmgr = startWithHistory(log);
 };
 
 TEST_F(HealthctlHistory, ListsWhatHappened)

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bus_client.hpp"
 
-#include "process.hpp"
-
-#include <chrono>
 #include <stdexcept>
 
 namespace healthintf::test
@@ -50,8 +47,10 @@ int BusClient::takeProperty(sd_bus_message* message, void* context,
         sd_bus_message_enter_container(message, 'e', "sv") > 0 &&
         sd_bus_message_read(message, "sv", &name, "u", &health) > 0)
     {
-        static_cast<BusClient*>(context)
-            ->announced[sd_bus_message_get_path(message)] = health;
+        auto* client = static_cast<BusClient*>(context);
+        const std::string key = sd_bus_message_get_path(message);
+        client->announced[key] = health;
+        client->publications.push_back(key + " " + std::to_string(health));
     }
     return 0;
 }
@@ -71,9 +70,10 @@ int BusClient::takeUpdate(sd_bus_message* message, void* context,
 }
 
 void BusClient::waitUntil(const std::string& what,
-                          const std::function<bool()>& done)
+                          const std::function<bool()>& done,
+                          std::chrono::seconds limit)
 {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto deadline = std::chrono::steady_clock::now() + limit;
     while (!done())
     {
         if (sd_bus_process(bus.get(), nullptr) > 0)

@@ -4,9 +4,11 @@
 /** @file A client of the bus that uses libsystemd alone. */
 
 #include "direct_connection.hpp"
+#include "process.hpp"
 
 #include <systemd/sd-bus.h>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -35,8 +37,9 @@ class BusClient
 
     /** Processes messages until @p done.
      *
-     *  @throws std::runtime_error naming @p what, after a timeout */
-    void waitUntil(const std::string& what, const std::function<bool()>& done);
+     *  @throws std::runtime_error naming @p what, after @p limit */
+    void waitUntil(const std::string& what, const std::function<bool()>& done,
+                   std::chrono::seconds limit = patience);
 
     /** Processes every message that the bus had accepted before this call. */
     void catchUp();
@@ -75,6 +78,9 @@ class BusClient
 
     /** Every HealthStatusUpdate received: "parent key health". */
     std::vector<std::string> updates;
+
+    /** Every health that a node has published as its property: "key health". */
+    std::vector<std::string> publications;
 
   protected:
     /** @throws std::runtime_error with the error's text if @p error is set */
