@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <stdexcept>
+#include <string>
 #include <system_error>
 #include <utility>
 
@@ -28,7 +30,10 @@ constexpr std::size_t mostOfPage = 1UL << 20;
 /** What SQLite keeps beside a database while it is open. */
 constexpr std::array companions{"-wal", "-shm"};
 
-/** The layout; its number is SQLite's user_version. */
+/** The number of the layout, which is SQLite's user_version; that of a new
+ *  database is 0. */
+constexpr int64_t layoutVersion = 1;
+
 constexpr const char* layout = R"(
 PRAGMA page_size = 4096;
 PRAGMA journal_mode = WAL;
@@ -51,6 +56,7 @@ CREATE TABLE IF NOT EXISTS followed (
     sequence INTEGER PRIMARY KEY, hidden INTEGER, process_start INTEGER);
 PRAGMA user_version = 1;
 )";
+static_assert(layoutVersion == 1, "the layout sets another version");
 
 /** Sets a damaged database aside, so that a new one can be made. */
 void setDamagedAside(const fs::path& file, const char* why)
@@ -67,12 +73,29 @@ void setDamagedAside(const fs::path& file, const char* why)
                 why, aside.c_str());
 }
 
+/** Refuses a database of another layout before anything is changed in it.
+ *
+ *  @throws std::runtime_error naming both versions */
+void checkVersion(Database& database, const fs::path& file)
+{
+    const int64_t version = database.ask("PRAGMA user_version");
+    if (version != 0 && version != layoutVersion)
+    {
+        throw std::runtime_error(
+            "the history " + file.string() +
+            " is left alone: it is of version " + std::to_string(version) +
+            " and this program needs version " + std::to_string(layoutVersion));
+    }
+}
+
 /** Opens a database and makes what is missing in it.
  *
- *  @throws SqliteError, also when it is damaged */
+ *  @throws SqliteError, also when it is damaged
+ *  @throws std::runtime_error when it has another layout */
 Database openChecked(const fs::path& file)
 {
     Database database(file);
+    checkVersion(database, file);
     database.run(layout);
     Statement question(database, "PRAGMA quick_check(1)");
     if (question.step(); question.text(0) != "ok")

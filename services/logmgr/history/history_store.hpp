@@ -40,7 +40,10 @@ class HistoryStore
 {
   public:
     /** Opens the history in a folder. Sets a damaged one aside and begins
-     *  anew. */
+     *  anew.
+     *
+     *  @throws std::runtime_error when another version of this program has
+     *          written it; it is left alone then */
     HistoryStore(const std::filesystem::path& folder,
                  const HistoryLimits& limits);
     ~HistoryStore();

@@ -12,6 +12,8 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace healthintf::history
@@ -306,6 +308,33 @@ TEST_F(HistoryStoreTest, SetsADamagedDatabaseAsideAndGivesNoNumberTwice)
     EXPECT_EQ(store->records(), 0U);
     EXPECT_GT(add(makeRecord(Kind::appeared, 1)), last);
     EXPECT_TRUE(fs::exists(place / "history.db.damaged"));
+}
+
+TEST_F(HistoryStoreTest, LeavesADatabaseOfALaterLayoutAlone)
+{
+    open();
+    add(makeRecord(Kind::appeared, 1));
+    store->commit();
+    store.reset();
+    Database(file).run("ALTER TABLE records ADD COLUMN later TEXT;"
+                       "PRAGMA user_version = 2");
+    const std::string before = test::readContent(file);
+    try
+    {
+        open();
+        ADD_FAILURE() << "it was opened";
+    }
+    catch (const std::runtime_error& e)
+    {
+        EXPECT_EQ(e.what(), "the history " + file.string() +
+                                " is left alone: it is of version 2 and this "
+                                "program needs version 1");
+    }
+    EXPECT_EQ(test::readContent(file), before);
+    Database(file).run("ALTER TABLE records DROP COLUMN later;"
+                       "PRAGMA user_version = 1");
+    open();
+    EXPECT_THAT(numbers(), ElementsAre(1));
 }
 
 TEST_F(HistoryStoreTest, NoticesThatItsFileWasRemoved)
