@@ -46,6 +46,13 @@ uint32_t readSmall(const Statement& row, int column)
     return static_cast<uint32_t>(row.number(column));
 }
 
+/** A number that is 0 or more; a negative one, which is none of ours, counts as
+ *  0. */
+uint64_t readLarge(const Statement& row, int column)
+{
+    return static_cast<uint64_t>(std::max(row.number(column), int64_t{0}));
+}
+
 Kind readKind(const Statement& row, int column)
 {
     const int64_t number = row.number(column);
@@ -176,7 +183,7 @@ Record readRow(const Statement& row)
 {
     Record record;
     Fault& fault = record.fault;
-    record.sequence = static_cast<uint64_t>(row.number(0));
+    record.sequence = readLarge(row, 0);
     record.time = row.number(1);
     record.kind = readKind(row, 2);
     fault.component = row.text(3);
@@ -192,9 +199,12 @@ Record readRow(const Statement& row)
     fault.pid = readSmall(row, 13);
     fault.user = readSmall(row, 14);
     record.lasted = row.numberIfAny(15);
-    record.occurrence = static_cast<uint64_t>(row.number(16));
+    record.occurrence = readLarge(row, 16);
     record.missed = row.number(17) != 0;
     record.comment = row.text(18);
+    // A damaged text would make D-Bus refuse all records of the answer.
+    trim(fault);
+    trimText(record.comment);
     return record;
 }
 

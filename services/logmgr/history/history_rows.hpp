@@ -26,8 +26,8 @@ void bindRow(Statement& insertion, const Record& record);
  *  @param[in] further columns behind those of the row; empty for none */
 std::string selectRows(const std::string& further = {});
 
-/** Reads a row that selectRows() gives. Texts that cannot be read become
- *  empty. */
+/** Reads a row that selectRows() gives, whatever it holds: arguments that
+ *  cannot be read become none, and texts what a record may have. */
 Record readRow(const Statement& row);
 
 /** The statement that selects the records of a query, and one more. */

@@ -109,6 +109,19 @@ TEST_F(HistoryStoreTest, GivesBackAllOfARecord)
     EXPECT_EQ(found.fault.user, fault.user);
 }
 
+TEST_F(HistoryStoreTest, GivesDamagedTextsAsARecordMayHaveThem)
+{
+    open();
+    add(makeRecord(Kind::appeared, 1));
+    store->commit();
+    Database(file).run("UPDATE records SET message = CAST(x'46FF' AS TEXT), "
+                       "comment = CAST(x'C3' AS TEXT), args = '[\"'");
+    const Record found = store->read({.limit = 1}).records.at(0);
+    EXPECT_EQ(found.fault.message, "F?");
+    EXPECT_EQ(found.comment, "?");
+    EXPECT_THAT(found.fault.args, IsEmpty());
+}
+
 TEST_F(HistoryStoreTest, CountsTheOccurrencesOfAFault)
 {
     open();
