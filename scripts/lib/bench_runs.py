@@ -3,11 +3,12 @@
 
     bench_runs.py FOLDER-OF-THE-PROGRAMS [instructions] [growth] [time] [hops]
                   [buses] [queries] [events] [sel-queries] [durability]
+                  [history]
 """
 
 import sys
 
-from benchmarks import buses, events, faults, growth, plot, queries
+from benchmarks import buses, events, faults, growth, history, plot, queries
 from benchmarks.report import Report
 from campaign import write_result
 
@@ -21,6 +22,7 @@ MEASUREMENTS = {
     "events": events.measure_events,
     "sel-queries": queries.measure_sel_queries,
     "durability": events.measure_durability,
+    "history": history.measure_history,
 }
 
 
