@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "direct_connection.hpp"
+#include "local_messages.hpp"
 #include "message_body.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>
-#include <memory>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -20,32 +19,18 @@ namespace
 class MessageBody : public testing::Test
 {
   protected:
-    MessageBody()
-    {
-        sd_bus* made = nullptr;
-        sd_bus_new(&made);
-        bus.reset(made);
-        // sd-bus creates messages only for a connection that has been started.
-        sd_bus_set_address(made, "unix:path=/nonexistent");
-        sd_bus_start(made);
-    }
-
     /** The signature of a message after values of @p signature were appended.
      */
     std::string signatureOfMessage(const std::string& signature,
                                    const std::vector<uint8_t>& bytes) const
     {
-        sd_bus_message* made = nullptr;
-        orThrow(
-            sd_bus_message_new(bus.get(), &made, SD_BUS_MESSAGE_METHOD_CALL),
-            "message");
-        const MessagePtr message(made);
+        const MessagePtr message = messages.make();
         FuzzInput input(bytes.data(), bytes.size());
-        appendValues(made, signature, input);
-        return sd_bus_message_get_signature(made, 1);
+        appendValues(message.get(), signature, input);
+        return sd_bus_message_get_signature(message.get(), 1);
     }
 
-    std::unique_ptr<sd_bus, Unref> bus;
+    LocalMessages messages;
 };
 
 TEST_F(MessageBody, HasTheRequestedSignature)
