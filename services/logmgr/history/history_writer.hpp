@@ -30,6 +30,7 @@ class HistoryWriter
     void add(Record record)
     {
         addTo(record);
+        commitIfLarge();
     }
 
     /** The same for the appearance of a fault, which is followed from then
@@ -40,6 +41,7 @@ class HistoryWriter
     {
         addTo(fault.appeared);
         store.follow(fault);
+        commitIfLarge();
     }
 
     /** Notes what has changed of a followed fault. */
@@ -54,10 +56,10 @@ class HistoryWriter
         store.forget(fault);
     }
 
-    /** Whether something is not committed. */
+    /** Whether something is not committed, or nobody was told of it. */
     bool hasGroup() const
     {
-        return store.hasGroup();
+        return store.hasGroup() || !added.empty();
     }
 
     /** Commits the group; syncs the store when a loss of power would take a
@@ -75,6 +77,16 @@ class HistoryWriter
     }
 
   private:
+    /** In a storm nobody has time to ask for it. */
+    void commitIfLarge()
+    {
+        if (store.unsynced() >= mostInGroup)
+        {
+            store.commit();
+            store.sync();
+        }
+    }
+
     void addTo(Record& record)
     {
         trim(record.fault);
