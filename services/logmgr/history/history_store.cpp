@@ -51,7 +51,7 @@ CREATE TABLE IF NOT EXISTS records (
     identity INTEGER);
 CREATE INDEX IF NOT EXISTS by_component ON records (component, sequence);
 CREATE INDEX IF NOT EXISTS by_user ON records (user, sequence);
-CREATE INDEX IF NOT EXISTS by_identity ON records (identity, sequence);
+CREATE INDEX IF NOT EXISTS by_occurrence ON records (identity, occurrence);
 CREATE TABLE IF NOT EXISTS followed (
     sequence INTEGER PRIMARY KEY, hidden INTEGER, process_start INTEGER);
 PRAGMA user_version = 1;
@@ -159,9 +159,10 @@ struct HistoryStore::Opened
     /** To notice that the file was removed. */
     host::FileDescriptor descriptor;
     Statement insertion = prepare(insertRow);
+    // Not that of the last record: it may be the end of an earlier occurrence.
     Statement lastOccurrence =
         prepare("SELECT occurrence FROM records WHERE identity = ? "
-                "ORDER BY sequence DESC LIMIT 1");
+                "ORDER BY occurrence DESC LIMIT 1");
     Statement oldest = prepare(removeFirstWhere(""));
     Statement oldestOfComponent =
         prepare(removeFirstWhere("component = ? AND"));

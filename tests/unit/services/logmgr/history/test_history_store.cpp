@@ -140,6 +140,19 @@ TEST_F(HistoryStoreTest, CountsTheOccurrencesOfAFault)
     EXPECT_EQ(other.occurrence, 1U);
 }
 
+TEST_F(HistoryStoreTest, GivesNoOccurrenceTwiceWhenAnEarlierOneEndsLate)
+{
+    open();
+    Record first = makeRecord(Kind::appeared, 1);
+    store->add(first);
+    add(makeRecord(Kind::appeared, 2));
+    first.kind = Kind::cleared;
+    add(first);
+    Record third = makeRecord(Kind::appeared, 3);
+    store->add(third);
+    EXPECT_EQ(third.occurrence, 3U);
+}
+
 TEST_F(HistoryStoreTest, LosesNoCommittedGroupWhenItsProcessIsKilled)
 {
     const auto path = place;
