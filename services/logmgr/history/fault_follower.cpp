@@ -182,6 +182,10 @@ void FaultFollower::takeRemoved(const Sender& sender, const std::string& entry,
     const auto found = open.find({entry, sender.user});
     if (found != open.end())
     {
+        if (removed.size() < mostOfUser)
+        {
+            removed.insert(found->first);
+        }
         end(found, kindOfRemoval(found->second.fault), now, false);
     }
 }
@@ -276,6 +280,7 @@ void FaultFollower::compareWithCache(const Now& now, bool missed)
         each = ended ? end(each, kindOfEnd(fault.fault), now, missed)
                      : std::next(each);
     }
+    removed.clear();
 }
 
 void FaultFollower::compareFault(const host::Reporter& reporter,
@@ -289,7 +294,7 @@ void FaultFollower::compareFault(const host::Reporter& reporter,
         end(at, Kind::withdrawn, now, missed);
         at = open.end();
     }
-    if (at == open.end())
+    if (at == open.end() && !removed.contains({entry, reporter.user}))
     {
         const int64_t age = toMilliseconds(now.steady - found.made);
         appear(begin(reporter, makeFault(reporter, entry, found.properties),

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -61,7 +62,8 @@ class FaultFollower
 
     /** Records what the data cache shows and no signal has told. A fault that
      *  is missing there is given time until the next call, because its signal
-     *  may be on the way. */
+     *  may be on the way; so is one that is still there after its removal was
+     *  announced, because daemons announce it first. */
     void compare(const Now& now);
 
     /** The fault of an entry; null when it is not followed. */
@@ -111,6 +113,8 @@ class FaultFollower
     HistoryWriter& writer;
     host::OpenFaults& cache;
     OpenFaults open;
+    /** Whose removal was announced since the last comparison. */
+    std::set<Key> removed;
     std::map<uint32_t, std::size_t> ofUser;
     /** How many lasting faults a component has in a process. */
     std::map<std::pair<std::string, uint32_t>, std::size_t> ofComponent;

@@ -207,6 +207,31 @@ TEST_F(FaultFollowerTest, GivesTheSignalOfARemovalTimeToCome)
     EXPECT_THAT(kinds(), ElementsAre(Kind::cleared));
 }
 
+TEST_F(FaultFollowerTest,
+       RecordsAFaultOnceWhoseRemovalIsAnnouncedBeforeItIsGone)
+{
+    start();
+    makeEntry("1");
+    follower->compare(now);
+    remove("1");
+    follower->compare(now);
+    datacache_faultentry_remove(makeFault(fan, "1").entry);
+    settle();
+    EXPECT_THAT(kinds(), ElementsAre(Kind::appeared, Kind::cleared));
+}
+
+TEST_F(FaultFollowerTest,
+       RecordsAgainAFaultThatStaysAfterItsRemovalWasAnnounced)
+{
+    start();
+    makeEntry("1");
+    follower->compare(now);
+    remove("1");
+    settle();
+    EXPECT_THAT(kinds(),
+                ElementsAre(Kind::appeared, Kind::cleared, Kind::appeared));
+}
+
 TEST_F(FaultFollowerTest, TellsAFaultThatGaveWayFromOneThatWasRemoved)
 {
     start();
