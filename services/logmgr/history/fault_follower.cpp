@@ -98,26 +98,31 @@ const Record* FaultFollower::find(const std::string& entry) const
                : &found->second.fault.appeared;
 }
 
-/** The process that has sent a signal about a component: one of the sender's
- *  user that has the component's node, if possible the one with the sender's
- *  id. */
+/** The process that has sent a signal about a component: the one with the
+ *  sender's id, although another process of its user may have taken the node
+ *  over meanwhile; else one of its user that has the node.
+ *
+ *  @return null when the sender's user does not have the node */
 const host::Reporter*
 FaultFollower::findReporter(const Sender& sender,
                             const std::string& component) const
 {
-    const host::Reporter* found = nullptr;
+    const host::Reporter* holder = nullptr;
+    const host::Reporter* sending = nullptr;
     for (const auto& [inode, reporter] : cache.reporters())
     {
-        if (reporter.user == sender.user && reporter.nodes.contains(component))
+        if (reporter.user != sender.user)
         {
-            found = &reporter;
-            if (reporter.process.pid == sender.pid)
-            {
-                break;
-            }
+            continue;
+        }
+        const bool holds = reporter.nodes.contains(component);
+        holder = holds ? &reporter : holder;
+        if (reporter.process.pid == sender.pid && (holds || sending == nullptr))
+        {
+            sending = &reporter;
         }
     }
-    return found;
+    return holder != nullptr && sending != nullptr ? sending : holder;
 }
 
 void FaultFollower::takeAdded(const Sender& sender, Fault fault, const Now& now)
@@ -137,8 +142,13 @@ void FaultFollower::takeAdded(const Sender& sender, Fault fault, const Now& now)
     }
     if (reporter != nullptr)
     {
-        fault.process = reporter->name;
-        fault.pid = reporter->process.pid;
+        // A sender that has ended left neither itself nor the fault. Another
+        // process that has the component now is not the one that reported it.
+        const bool isSender = reporter->process.pid == sender.pid ||
+                              sender.pid == 0 ||
+                              reporter->faults.contains(fault.entry);
+        fault.process = isSender ? reporter->name : "";
+        fault.pid = isSender ? reporter->process.pid : sender.pid;
         fault.user = reporter->user;
         appear(begin(*reporter, std::move(fault), now.wall, false), now.steady);
     }

@@ -175,6 +175,40 @@ TEST_F(FaultFollowerTest, IgnoresSignalsOfAUserWithoutTheComponent)
     EXPECT_THAT(kinds(), ElementsAre(Kind::appeared));
 }
 
+TEST_F(FaultFollowerTest, NamesTheSenderWhoseNodeAnotherProcessHasTakenOver)
+{
+    const std::string left = std::string(fan) + "/left";
+    datacache_healthstatus_create(left, {});
+    datacache_healthstatus_remove(fan);
+    const auto successor = startReporter(fan);
+    start();
+    kinds();
+    add("9");
+    datacache_healthstatus_remove(left);
+    EXPECT_THAT(kinds(), ElementsAre(Kind::appeared));
+    EXPECT_EQ(last.front().fault.pid, static_cast<uint32_t>(getpid()));
+}
+
+TEST_F(FaultFollowerTest, NamesNoSuccessorAsTheSenderThatHasEnded)
+{
+    start();
+    const Sender ended{.user = getuid(), .pid = 4'000'000'000};
+    follower->takeAdded(ended, makeFault(fan, "9"), now);
+    EXPECT_THAT(kinds(), ElementsAre(Kind::appeared));
+    EXPECT_EQ(last.front().fault.pid, ended.pid);
+    EXPECT_EQ(last.front().fault.process, "");
+}
+
+TEST_F(FaultFollowerTest, FindsASenderWithAnotherIdByItsFault)
+{
+    start();
+    makeEntry("9");
+    const Sender contained{.user = getuid(), .pid = 4'000'000'000};
+    follower->takeAdded(contained, makeFault(fan, "9"), now);
+    EXPECT_THAT(kinds(), ElementsAre(Kind::appeared));
+    EXPECT_EQ(last.front().fault.pid, static_cast<uint32_t>(getpid()));
+}
+
 TEST_F(FaultFollowerTest, RecordsAFaultOnceThatIsTwiceAnnouncedAndThenSeen)
 {
     start();
