@@ -3,6 +3,7 @@
 
 #include "../../common/entry_path.hpp"
 #include "../../common/service_log.hpp"
+#include "line_limit.hpp"
 
 #include <systemd/sd-event.h>
 
@@ -90,9 +91,19 @@ History::History(services::EventLoop& loop, std::filesystem::path folder,
 
 History::~History()
 {
-    use([this](Session& session) {
-        publish(session);
-    });
+    if (!opened)
+    {
+        return;
+    }
+    try
+    {
+        publish(*opened);
+    }
+    catch (const std::exception& e)
+    {
+        // Without another attempt: the event loop has ended.
+        close(e);
+    }
 }
 
 /** Opens the files, and takes up what they tell.
@@ -131,13 +142,19 @@ void History::use(const std::function<void(Session&)>& work) noexcept
     }
     catch (const std::exception& e)
     {
-        SERVICE_LOG(log::error,
-                    "%s.%d.%s: the history was not written: %s; what is "
-                    "missing will be marked",
-                    e.what());
-        opened.reset();
+        close(e);
         opening.fail();
     }
+}
+
+/** Closes the files after a failure. */
+void History::close(const std::exception& why) noexcept
+{
+    SERVICE_LOG(log::error,
+                "%s.%d.%s: the history was not written: %s; what is "
+                "missing will be marked",
+                why.what());
+    opened.reset();
 }
 
 /** The open files, for somebody who reads.
@@ -181,7 +198,27 @@ void History::publish(Session& session)
     }
     if (sd_bus* bus = answering.get(); bus != nullptr)
     {
+        announce(bus, records);
+    }
+}
+
+/** Tells of records that were written. When the bus is lost nobody is there to
+ *  hear of them; whoever follows the history reads on when it is back. */
+void History::announce(sd_bus* bus, const std::vector<Record>& records) noexcept
+{
+    static constinit host::LineLimit lines;
+    try
+    {
         HistoryObject::announce(bus, records);
+    }
+    catch (const std::exception& e)
+    {
+        if (lines.admits())
+        {
+            SERVICE_LOG(log::warning,
+                        "%s.%d.%s: new records were not announced: %s",
+                        e.what());
+        }
     }
 }
 

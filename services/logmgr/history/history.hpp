@@ -57,9 +57,12 @@ class History
     void record(Session& session, Record record);
     HistoryObject::Source makeSource();
     void use(const std::function<void(Session&)>& work) noexcept;
+    void close(const std::exception& why) noexcept;
     Session& session();
     void compare();
     void publish(Session& session);
+    static void announce(sd_bus* bus,
+                         const std::vector<Record>& records) noexcept;
 
     std::filesystem::path folder;
     HistoryLimits limits;
