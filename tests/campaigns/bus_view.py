@@ -13,9 +13,16 @@ ROOT = "/com/vexa/olvar/health"
 HEALTH = "com.vexa.olvar.healthmgr.HealthStatus"
 FAULT = "com.vexa.olvar.healthmgr.FaultEntry"
 LOG = ("com.vexa.olvar.logmgr", "/com/vexa/olvar/logmgr/SEL", "com.vexa.olvar.logmgr.SEL")
+HISTORY = (
+    "com.vexa.olvar.logmgr.History",
+    "/com/vexa/olvar/logmgr/history",
+    "com.vexa.olvar.logmgr.History",
+)
 MANAGER = "com.vexa.olvar.healthmgr"
 BUS = ("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus")
 NO_ENTRY = 65535
+# As many records as a page of the history may have.
+MOST_RECORDS = 1000
 
 
 class Client:
@@ -171,3 +178,14 @@ class Client:
             page, following = self.call(*LOG, "ListEntries", asked)
             entries += page
         return entries
+
+    def history(self, first):
+        """The records of the history from a sequence number on."""
+        records = []
+        while True:
+            asked = GLib.Variant("(tbua{sv})", (first, False, MOST_RECORDS, {}))
+            page, following = self.call(*HISTORY, "Read", asked)
+            records += page
+            if following == 0:
+                return records
+            first = following

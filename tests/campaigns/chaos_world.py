@@ -7,6 +7,10 @@ import json
 import re
 
 import bus_view
+import chronicle
+import history_check
+import history_view
+import lost_monitors
 import model
 import programs
 
@@ -15,6 +19,8 @@ NODES = 60
 DEEPEST = 5
 # Daemons and services log this when their connection is gone.
 LOST = "the connection to the bus is lost"
+# More than a world makes, so that no record has to go.
+LOG_CONFIG = "capacity = 65534\nhistory-records = 1000000\nhistory-mebibytes = 1024\n"
 LOG_LINE = re.compile(r"^(?P<who>\S+): (?P<what>\S+: (?:EXCEPTION )?[\w.~<>]+): ")
 
 
@@ -85,25 +91,46 @@ class Daemon:
 
         self.program.tell(f"init {key} {model.OK}", take)
 
+    def loss(self, key, busy):
+        """The loss of a component when the process is killed; what it has had
+        is not known if it was busy."""
+        component = self.components.get(key)
+        if component is None or busy:
+            return lost_monitors.Loss(self.program.pid, None, None)
+        return lost_monitors.loss_of(self.program.pid, component)
+
 
 class ChaosWorld(programs.World):
     """All running programs by name."""
 
     SERVICES = ("healthmgr", "logmgr")
 
-    def __init__(self, build, folder, generator, slots=10):
+    def __init__(self, build, folder, generator, reports_losses=False, slots=10):
         super().__init__(build, folder)
-        (self.folder / "logmgr.toml").write_text("capacity = 65534\n")
+        self.reports_losses = reports_losses
+        self._write_configurations()
         self.tree = make_tree(generator, slots)
         self.daemons = {}
         self.services = {}
         self.log = Log()
+        self.chronicle = chronicle.Chronicle()
+        self.losses = lost_monitors.LostMonitors(self.chronicle, chronicle.now())
+        # The faults of lost monitors that were last seen on D-Bus.
+        self._lost = {}
+        self.history = history_view.HistoryView()
+        self.watch = history_check.Watch()
+        self.comparison = history_check.Comparison(self.chronicle, self.history, self.watch)
         self.serial = 0
         self.starts = collections.Counter()
         # Counts of the programs' log lines by origin.
         self.lines = collections.Counter()
         self.bus = None
         self.client = None
+
+    def _write_configurations(self):
+        (self.folder / "logmgr.toml").write_text(LOG_CONFIG)
+        reports = str(self.reports_losses).lower()
+        (self.folder / "healthmgr.toml").write_text(f"report-lost-monitors = {reports}\n")
 
     def raise_bus(self):
         self.bus = self.start_bus()
@@ -122,9 +149,7 @@ class ChaosWorld(programs.World):
     def raise_one(self, what, generator):
         """Starts a service or a daemon; a daemon gets its components later."""
         if what in self.SERVICES:
-            options = ["--config", self.folder / "logmgr.toml"] if what == "logmgr" else []
-            self.services[what] = self.start_service(what, *options)
-            self.starts[what] += 1
+            self._raise_service(what)
             return
         loop = generator.choice(("sd-event", "own-loop"))
         daemon = Daemon(self.start_daemon(loop=loop), self.tree[what])
@@ -133,26 +158,82 @@ class ChaosWorld(programs.World):
         for key in generator.sample(daemon.keys, len(daemon.keys)):
             daemon.make(key)
 
+    def _raise_service(self, name):
+        options = ["--config", self.folder / f"{name}.toml"]
+        self.services[name] = self.start_service(name, *options)
+        self.starts[name] += 1
+        if name == "healthmgr" and self.reports_losses:
+            self.losses.manager_started(self.services[name].pid)
+
+    def keys(self):
+        return [key for keys in self.tree.values() for key in keys]
+
+    def held_keys(self):
+        """The keys of the tree that running daemons hold."""
+        return {component.key for component in self.components()}
+
     def free_keys(self):
         """The keys of the tree that no running daemon holds."""
-        held = {component.key for component in self.components()}
-        return [key for keys in self.tree.values() for key in keys if key not in held]
+        held = self.held_keys()
+        return [key for key in self.keys() if key not in held]
 
     def raise_for_a_moment(self, key):
         """Starts a daemon that holds a key with a fault. It is not part of the
-        model, so it must be gone before a comparison."""
-        program = self.start_daemon(name="moment")
+        tree's model, so it must be gone before a comparison."""
+        daemon = Daemon(self.start_daemon(name="moment"), [key])
         self.starts["daemon of a moment"] += 1
-        program.tell(f"init {key} {model.OK}")
-        program.tell(f"add {key} MOMENT /sensors/moment 1")
-        return program
+        pid = daemon.program.pid
+        daemon.make(key)
+        fault = model.Fault("MOMENT", "/sensors/moment", 48, 4, args=model.ADDED)
+        command = self.chronicle.tell(pid, key, [fault])
 
-    def drop(self, what):
-        """Forgets a program that has ended, after reading its log."""
-        if what in self.services:
-            program = self.services.pop(what)
+        def take(answer):
+            assert answer == "0", f"moment: {answer}"
+            component = daemon.components[key]
+            component.add(fault)
+            self.chronicle.take(pid, command, component.take_changes())
+
+        daemon.program.tell(f"add {key} {fault.message} {fault.sensor} 1", take)
+        return daemon
+
+    def kill(self, what):
+        """Kills a service or the daemon of a slot, and forgets it."""
+        if what in self.daemons:
+            self.kill_daemon(self.daemons.pop(what))
         else:
-            program = self.daemons.pop(what).program
+            since = chronicle.now()
+            self.services[what].kill()
+            self.forget_service(what, since)
+
+    def kill_daemon(self, daemon):
+        since = chronicle.now()
+        daemon.program.kill()
+        self._forget_daemon(daemon, since, killed=True)
+
+    def end_daemon(self, daemon):
+        since = chronicle.now()
+        assert daemon.program.end() == 0, daemon.program.log()
+        self._forget_daemon(daemon, since, killed=False)
+
+    def _forget_daemon(self, daemon, since, killed):
+        pid = daemon.program.pid
+        for key in daemon.keys if self.reports_losses else []:
+            if killed:
+                loss = daemon.loss(key, self.chronicle.is_busy(pid, key))
+                self.losses.lost(key, loss, key in daemon.components)
+            else:
+                self.losses.given_up(key)
+        kind = "withdrawn" if killed else "cleared"
+        self.chronicle.gone(pid, daemon.components.values(), since, {kind})
+        self.read_log(daemon.program)
+
+    def forget_service(self, name, since):
+        """Forgets a service that has ended since a time; returns it."""
+        program = self.services.pop(name)
+        if name == "logmgr":
+            self.watch.end(since)
+        else:
+            self.losses.manager_gone(since, chronicle.now())
         self.read_log(program)
         return program
 
@@ -204,7 +285,13 @@ class ChaosWorld(programs.World):
         """The differences between bus, data cache and model, a line each."""
         cache = json.loads(self.dump_cache())
         nodes, faults = self.client.tree()
-        found = list(self._node_differences(nodes, cache["health"]))
+        self._lost = {
+            path: (pid, fault)
+            for path, (pid, fault) in faults.items()
+            if fault["MessageID"] == lost_monitors.MESSAGE
+        }
+        found = list(self.losses.differences(self.keys(), self.held_keys(), self._lost))
+        found += self._node_differences(nodes, cache["health"])
         found += self._fault_differences(faults, cache["faults"])
         mirrored = [bytes(entry["record"]) for entry in cache["sel"].values()]
         found += self.log.differences(mirrored, "mirror of the log")
@@ -215,14 +302,53 @@ class ChaosWorld(programs.World):
                 found.append("the log and its mirror differ")
         else:
             found.append("there is no log manager")
+        found += self._history_differences(cache["faults"])
         # Daemons' own nodes could make the tree look right without it.
         if not self.client.owner(bus_view.MANAGER):
             found.append("there is no health manager")
         return found
 
+    def _history_differences(self, cached):
+        if not self.client.owner(bus_view.HISTORY[0]):
+            return ["there is no history"]
+        self._read_history()
+        return self.history.differences(cached)
+
+    def _read_history(self):
+        self.history.take(self.client.history(self.history.following()))
+        self.watch.begin(chronicle.now())
+
+    def reread_history(self):
+        """Reads the whole history; what was read before must be in it as it
+        was."""
+        records = self.client.history(0)
+        if records != self.history.records:
+            return ["history: what was read before is not there any more as it was"]
+        return []
+
+    def await_history(self):
+        """Waits until logmgr follows the faults."""
+        end = chronicle.now() + 1000 * programs.PATIENCE
+        while not self.client.owner(bus_view.HISTORY[0]):
+            if chronicle.now() > end:
+                raise programs.Gone("logmgr does not offer its history")
+        self._read_history()
+
+    def agree(self):
+        """All views agree; returns how the history differs from the chronicle,
+        a line each."""
+        time = chronicle.now()
+        self.losses.agree(self.held_keys(), self._lost, time)
+        return list(self.comparison.differences(time))
+
     def _node_differences(self, nodes, cached):
         owners = {d.program.pid: d for d in self.daemons.values()}
-        own = {c.key: c.health() for c in self.components()}
+        lost = {
+            lost_monitors.component_of(path): fault["Severity"]
+            for path, (_, fault) in self._lost.items()
+        }
+        held = {component.key: component.health() for component in self.components()}
+        own = lost | held
         manager = self.services["healthmgr"].pid
         hosted = {key for key, pid in nodes if pid == manager}
         parents = {each for key in own for each in model.ancestors(key, ROOT)} | {ROOT}
@@ -230,7 +356,7 @@ class ChaosWorld(programs.World):
         for key, pid in nodes:
             if pid != manager and (pid not in owners or key not in owners[pid].components):
                 yield f"D-Bus: the process {pid} has a ghost of {key}"
-        yield from (f"two hold {key}" for key in sorted(hosted & set(own)))
+        yield from (f"two hold {key}" for key in sorted(hosted & set(held)))
         yield from (f"nobody holds {key}" for key in sorted(parents - hosted - set(own)))
         yield from (f"healthmgr holds {key}" for key in sorted(hosted - allowed))
         expected = model.expected_health(own, hosted)
@@ -246,17 +372,12 @@ class ChaosWorld(programs.World):
             for c in daemon.components.values()
             for f in c.faults
         )
+        manager = self.services["healthmgr"].pid
+        for path, (_, fault) in self._lost.items():
+            # Which ones there are to be was compared before.
+            expected[manager, *content_of(path, fault)] += 1
         shown = collections.Counter(
-            (
-                pid,
-                path.split("/entry/")[0],
-                fault["MessageID"],
-                fault["SensorPath"],
-                fault["SensorNumber"],
-                fault["Severity"],
-                fault["Hidden"],
-            )
-            for path, (pid, fault) in faults.items()
+            (pid, *content_of(path, fault)) for path, (pid, fault) in faults.items()
         )
         yield from (f"D-Bus: lacks {fault}" for fault in expected - shown)
         yield from (f"D-Bus: has a ghost {fault}" for fault in shown - expected)
@@ -269,6 +390,11 @@ class ChaosWorld(programs.World):
             for f in cached
         }
         yield from differing("cache", on_bus, in_cache)
+
+
+def content_of(path, fault):
+    names = ("MessageID", "SensorPath", "SensorNumber", "Severity", "Hidden")
+    return (lost_monitors.component_of(path), *(fault[name] for name in names))
 
 
 def differing(where, expected, shown):

@@ -6,6 +6,8 @@ import collections
 import signal
 import time
 
+import chronicle
+import history_check
 import model
 import programs
 from chaos_world import LOST
@@ -13,6 +15,7 @@ from chaos_world import LOST
 SENSORS = [f"/sensors/s{number}" for number in range(6)]
 NUMBERS = [1, 2, 3, 48]
 WARNING = "HostMonitor.1.0.MemoryLow"
+MEMORY = ("memory", "5", "10")
 TOO_HOT = "TMP0109"
 TOO_HOT_HEALTH, WARNING_HEALTH = 4, 3
 # The sensor number of a fault that is reported by its message alone.
@@ -51,6 +54,8 @@ class Rounds:
             self.take_over_for_a_moment: 3,
             self.kill_manager: 3,
             self.kill_log: 3,
+            self.kill_log_often: 4,
+            self.kill_unwatched: 3,
             self.kill_bus: 2,
             self.stop_some: 3,
             self.kill_everything: 2,
@@ -66,14 +71,15 @@ class Rounds:
             generator.choice(SENSORS),
             generator.choice(NUMBERS),
             5 - severity,
+            args=model.ADDED,
         )
         line = f"add {component.key} {fault.message} {fault.sensor} {severity} {fault.number}"
         self._tell_fault(daemon, component, line, fault)
 
     def message(self, daemon, component):
         sensor = self.generator.choice(SENSORS)
-        fault = model.Fault(WARNING, sensor, MESSAGE_NUMBER, WARNING_HEALTH)
-        line = f"message {component.key} {WARNING} {sensor} memory 5 10"
+        fault = model.Fault(WARNING, sensor, MESSAGE_NUMBER, WARNING_HEALTH, args=MEMORY)
+        line = f"message {component.key} {WARNING} {sensor} {' '.join(MEMORY)}"
         self._tell_fault(daemon, component, line, fault)
 
     def _tell_fault(self, daemon, component, line, fault):
@@ -81,7 +87,7 @@ class Rounds:
         # answers.
         daemon.program.collect()
         if component.room_for(fault.health):
-            self._tell(daemon, line, lambda: component.add(fault))
+            self._tell(daemon, component, line, lambda: component.add(fault), faults=[fault])
 
     def event(self, daemon, component):
         world = self.world
@@ -94,20 +100,25 @@ class Rounds:
         number = self.generator.choice(NUMBERS)
         asserted = self.generator.random() < 0.6
         digits = world.log.record(serial, number, asserted).hex()
+        pid = daemon.program.pid
+        fault = model.Fault(TOO_HOT, sensor, number, TOO_HOT_HEALTH)
+        command = world.chronicle.tell(pid, component.key, [fault] if asserted else [])
 
         def take(answer):
             # Any other answer means that the record may be in the log and that
             # no fault was changed.
             if answer == "4":
                 self.notes["events not acknowledged"] += 1
+                world.chronicle.take(pid, command, [])
                 return
             assert answer == "0", f"event: {answer}"
             world.log.acknowledged.append(serial)
             if asserted:
                 component.remove("TMP1109", sensor)
-                component.add(model.Fault(TOO_HOT, sensor, number, TOO_HOT_HEALTH))
+                component.add(fault)
             else:
                 component.remove(TOO_HOT, sensor)
+            world.chronicle.take(pid, command, component.take_changes())
 
         daemon.program.tell(f"event {component.key} {sensor} {digits}", take)
 
@@ -119,25 +130,31 @@ class Rounds:
         else:
             message, sensor = "M0", self.generator.choice(SENSORS)
         line = f"remove {component.key} {message} {sensor}"
-        self._tell(daemon, line, lambda: component.remove(message, sensor))
+        self._tell(daemon, component, line, lambda: component.remove(message, sensor))
 
     def clear(self, daemon, component):
-        self._tell(daemon, f"clear {component.key}", component.clear, "ok")
+        self._tell(daemon, component, f"clear {component.key}", component.clear, "ok")
 
     def disable(self, daemon, component):
         disabled = self.generator.random() < 0.5
         word = "disable" if disabled else "enable"
-        self._tell(
-            daemon, f"{word} {component.key}", lambda: component.disable(disabled), None
-        )
+        line = f"{word} {component.key}"
+        self._tell(daemon, component, line, lambda: component.disable(disabled), None)
 
-    def _tell(self, daemon, line, done, wanted="0"):
+    def _tell(self, daemon, component, line, done, wanted="0", faults=()):
+        """Tells a daemon something that may add faults; @p done when it was
+        done."""
+        told = self.world.chronicle
+        pid = daemon.program.pid
+        command = told.tell(pid, component.key, faults)
+
         def take(answer):
             if answer != wanted and self.bus_is_gone:
                 # Without a bus nothing is done, and everything starts anew.
                 return
             assert wanted in (answer, None), f"{line}: {answer}"
             done()
+            told.take(pid, command, component.take_changes())
 
         daemon.program.tell(line, take)
 
@@ -188,14 +205,15 @@ class Rounds:
         return self.generator.sample(slots, self.generator.randint(1, len(slots)))
 
     def kill(self, what):
-        world = self.world
-        program = world.services[what] if what in world.services else world.daemons[what].program
-        program.kill()
         self.kills[what if isinstance(what, str) else "daemon"] += 1
-        world.drop(what)
+        self.world.kill(what)
 
     def nothing(self):
+        """Nobody is disturbed for longer than a fault must last to be recorded.
+        """
         self.work(10)
+        self.world.collect()
+        time.sleep(1.2 * history_check.LASTING / 1000)
 
     def kill_daemons(self):
         victims = self.some_slots()
@@ -207,9 +225,7 @@ class Rounds:
         self.work(10)
         self.world.collect()
         for slot in self.some_slots():
-            program = self.world.daemons[slot].program
-            assert program.end() == 0, program.log()
-            self.world.drop(slot)
+            self.world.end_daemon(self.world.daemons.pop(slot))
             self.operations["end"] += 1
 
     def take_over_for_a_moment(self):
@@ -221,16 +237,15 @@ class Rounds:
         for _ in range(self.generator.randint(1, 3)):
             moments = [world.raise_for_a_moment(key) for key in world.free_keys()]
             self.generator.shuffle(moments)
-            for program in moments:
+            for daemon in moments:
                 if self.generator.random() < 0.5:
-                    program.collect(down_to=self.generator.randrange(2))
+                    daemon.program.collect(down_to=self.generator.randrange(2))
                 if self.generator.random() < 0.5:
-                    program.kill()
+                    world.kill_daemon(daemon)
                     self.kills["daemon of a moment"] += 1
                 else:
-                    assert program.end() == 0, program.log()
+                    world.end_daemon(daemon)
                     self.operations["end"] += 1
-                world.read_log(program)
 
     def kill_manager(self):
         victims = self.some_slots() if self.generator.random() < 0.6 else []
@@ -250,25 +265,47 @@ class Rounds:
                 self.operations["event"] += 1
         self.kill("logmgr")
 
+    def kill_log_often(self):
+        """Kills logmgr again and again, before it is ready or after that, while
+        faults come and go."""
+        world = self.world
+        for _ in range(self.generator.randint(1, 4)):
+            self.work(self.generator.randrange(15))
+            self.kill("logmgr")
+            self.work(self.generator.randrange(10))
+            world.raise_one("logmgr", self.generator)
+            if self.generator.random() < 0.7:
+                world.await_history()
+
+    def kill_unwatched(self):
+        """Kills daemons while there is no healthmgr."""
+        victims = self.some_slots()
+        self.work(25)
+        self.kill("healthmgr")
+        for slot in victims:
+            self.kill(slot)
+        self.world.raise_one("healthmgr", self.generator)
+
     def kill_bus(self):
         world = self.world
         self.work(25)
         self.bus_is_gone = True
+        since = chronicle.now()
         world.kill_bus()
         self.kills["bus"] += 1
         for name in list(world.services):
             status = world.services[name].wait()
             assert status == 1, f"{name} ended with {status}"
-            self._check_loss(world.drop(name))
+            self._check_loss(world.forget_service(name, since))
         for slot in list(world.daemons):
-            program = world.daemons[slot].program
-            program.collect()
-            self._hear_of_loss(program)
+            daemon = world.daemons.pop(slot)
+            daemon.program.collect()
+            self._hear_of_loss(daemon.program)
             if self.generator.random() < 0.5:
-                assert program.end() == 0, program.log()
+                world.end_daemon(daemon)
             else:
-                program.kill()
-            self._check_loss(world.drop(slot))
+                world.kill_daemon(daemon)
+            self._check_loss(daemon.program)
         self.bus_is_gone = False
         world.raise_bus()
 
@@ -360,6 +397,8 @@ class Rounds:
             if now - begin > deadline:
                 raise Disagreement(f"{kind}\n" + "\n".join(different))
         self.times[kind].append(now - begin)
+        if wrong := world.agree():
+            raise Disagreement(f"{kind}\n" + "\n".join(wrong))
 
     def run(self):
         kinds = list(self.kinds)
@@ -376,3 +415,8 @@ class Rounds:
         self.start_dead()
         self.settle(f"{name}: all again")
         return name
+
+    def end(self):
+        """Reads everything once more."""
+        if wrong := self.world.reread_history():
+            raise Disagreement("\n".join(wrong))

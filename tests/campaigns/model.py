@@ -6,14 +6,20 @@ import dataclasses
 
 MOST_FAULTS = 10
 OK = 2
+# The arguments of faults that are added with their text.
+ADDED = ("one", "two")
 
 
-@dataclasses.dataclass
+@dataclasses.dataclass(eq=False)
 class Fault:
+    """A fault; equal ones are different all the same."""
+
     message: str
     sensor: str
     number: int
     health: int
+    # Unknown of faults that an event makes.
+    args: tuple | None = None
     hidden: bool = False
 
 
@@ -24,6 +30,9 @@ class Component:
         self.key = key
         self.base = base
         self.faults = []
+        # What has happened to the faults, as the history calls it; for whoever
+        # takes it away.
+        self.changes = []
         self.disabled = False
         self.hidden_numbers = set()
         self.hidden_sensors = set()
@@ -44,16 +53,26 @@ class Component:
 
     def add(self, fault):
         self.faults.append(fault)
+        self.changes.append(("appeared", fault))
         if len(self.faults) > MOST_FAULTS:
-            self.faults.remove(min(self.faults, key=lambda each: each.health))
+            least = min(self.faults, key=lambda each: each.health)
+            self.faults.remove(least)
+            self.changes.append(("gave-way", least))
 
     def remove(self, message, sensor):
-        self.faults = [f for f in self.faults if (f.message, f.sensor) != (message, sensor)]
-        self.stale = False
+        self._clear(lambda fault: (fault.message, fault.sensor) == (message, sensor))
 
     def clear(self):
-        self.faults = []
+        self._clear(lambda fault: True)
+
+    def _clear(self, chosen):
+        self.changes += [("cleared", fault) for fault in self.faults if chosen(fault)]
+        self.faults = [fault for fault in self.faults if not chosen(fault)]
         self.stale = False
+
+    def take_changes(self):
+        taken, self.changes = self.changes, []
+        return taken
 
     def disable(self, disabled):
         if disabled != self.disabled:
