@@ -15,8 +15,8 @@ def expect_good(project, document, *options):
     assert result.returncode == 0, result.stdout
 
 
-def expect_wrong(project, document, complaint):
-    result = check(project, document)
+def expect_wrong(project, document, complaint, *options):
+    result = check(project, document, *options)
     assert result.returncode == 1
     assert complaint in result.stdout
 
@@ -67,6 +67,18 @@ def test_takes_commands_of_several_lines(project):
 
 def test_treats_a_run_of_blanks_as_one(project):
     expect_good(project, "```console\n$ echo 'a    b '\na b\n```\n")
+
+
+def test_takes_blanks_exactly_when_asked(project):
+    document = "```console\n$ echo 'a   b'\na   b\n```\n"
+    expect_good(project, document, "--exact")
+    for other in ("a  b", "a   b "):
+        expect_wrong(
+            project,
+            document.replace("\na   b", "\n" + other),
+            "and prints\na   b\n",
+            "--exact",
+        )
 
 
 def test_writes_files_in_steps(project):
