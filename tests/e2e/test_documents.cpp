@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /** @file The commands on the pages of docs/ print what the pages show. */
 
+#include "help_text.hpp"
 #include "installation.hpp"
 #include "private_bus.hpp"
 
@@ -60,13 +61,6 @@ INSTANTIATE_TEST_SUITE_P(Pages, Documents,
                                          "healthctl.md", "hostmon.md",
                                          "logmgr.md", "tutorial.md"));
 
-/** The help text of a program or of one of its commands. */
-std::string readHelp(std::vector<std::string> command)
-{
-    command.emplace_back("--help");
-    return readOutput(command);
-}
-
 /** Every option in a help text. */
 std::vector<std::string> optionsIn(const std::string& help)
 {
@@ -81,21 +75,6 @@ void expectOptions(const std::string& help, const std::string& page)
     {
         EXPECT_THAT(page, testing::HasSubstr("Fl Fl " + option)) << help;
     }
-}
-
-/** The commands that a help text lists. */
-std::vector<std::string> commandsIn(const std::string& help)
-{
-    std::istringstream lines(help);
-    std::string line;
-    while (line != "Subcommands:" && std::getline(lines, line))
-    {}
-    std::vector<std::string> commands;
-    while (std::getline(lines, line) && line.starts_with("  "))
-    {
-        commands.push_back(line.substr(2, line.find(' ', 2) - 2));
-    }
-    return commands;
 }
 
 /** Expects that a page describes a command, its options and its subcommands.

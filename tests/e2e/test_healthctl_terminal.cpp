@@ -116,6 +116,8 @@ TEST_F(Terminal, FitsEveryLineIntoANarrowWidth)
           {"faults"},
           {"faults", "--all"},
           {"faults", "--all", "--explain"},
+          {"faults", "--all", "--short"},
+          {"tree", "--problems"},
           {"explain", "MonitorLost"},
           {"top"},
           {"count"},
@@ -147,6 +149,42 @@ TEST_F(Terminal, FitsEveryLineOfTheLogIntoANarrowWidth)
     addAndExpect({"sel", "export", file});
     addAndExpect({"sel", "import", file});
     addAndExpect({"sel", "clear", "--yes"});
+}
+
+TEST_F(Terminal, FitsEveryLineOfTheHistoryIntoANarrowWidth)
+{
+    LogClient log;
+    const Process running = log.start();
+    client.waitUntil("the history", [] {
+        return healthctl({"history"}).output.find(" Test.1.0.Slow ") !=
+               std::string::npos;
+    });
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"history"},
+          {"history", "--summary"},
+          {"history", "--picture"},
+          {"history", "clear", "--yes"}})
+    {
+        expectToFitNarrowOnes(command);
+    }
+}
+
+TEST_F(Terminal, FitsEveryLineOfNotesIntoANarrowWidth)
+{
+    const std::string comment = "is " + std::string(200, 'l') + "ong";
+    healthctl({"ack", longKey, "--comment", comment});
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"tree", "--faults"},
+          {"faults"},
+          {"silence", "add", "--sensor-number", "7", "--for", "2h", "--comment",
+           comment},
+          {"silence", "list"},
+          {"faults", "--all"},
+          {"unhide", "--sensor-number", "7"},
+          {"ack", longKey, "--comment", comment}})
+    {
+        expectToFitNarrowOnes(command);
+    }
 }
 
 TEST_F(Terminal, KeepsBothEndsOfANameThatIsTooLong)

@@ -9,6 +9,7 @@ commands from standard input, one a line:
 
     size COLUMNS LINES   sets the terminal's size
     keys TEXT            types the text
+    keys-when-drawn TEXT types the text once a screen was drawn
     enter TEXT           types the text and the Enter key
     signal NAME          sends the signal to the program
 
@@ -42,6 +43,7 @@ class Terminal:
         self.keyboard = termios.tcgetattr(slave)
         self.everything = b""
         self.line = b""
+        self.keys_when_drawn = b""
         self.pid = os.fork()
         if self.pid == 0:
             os.setsid()
@@ -63,6 +65,12 @@ class Terminal:
         *lines, self.line = re.split(rb"\r\n|\033\[J", self.line)
         for line in lines:
             self.tell(re.sub(rb"\033\[[0-9;?]*[a-zA-Z]", b"", line))
+        self.type_when_drawn()
+
+    def type_when_drawn(self):
+        if self.keys_when_drawn and b"\033[J" in self.everything:
+            os.write(self.master, self.keys_when_drawn)
+            self.keys_when_drawn = b""
 
     def tell(self, line):
         sys.stdout.buffer.write(line + b"\n")
@@ -74,6 +82,9 @@ class Terminal:
             set_size(self.master, *map(int, arguments))
         elif verb == "keys":
             os.write(self.master, arguments[0].encode())
+        elif verb == "keys-when-drawn":
+            self.keys_when_drawn = arguments[0].encode()
+            self.type_when_drawn()
         elif verb == "enter":
             os.write(self.master, arguments[0].encode() + b"\n")
         elif verb == "signal":
