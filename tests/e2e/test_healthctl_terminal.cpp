@@ -235,6 +235,24 @@ TEST_F(Terminal, DoesWithoutAPagerWhereItIsNotWanted)
                 StartsWith("{\n"));
 }
 
+TEST_F(Terminal, PagesTheHistoryUnlessItIsFollowed)
+{
+    const std::string mark = "HEALTHCTL_PAGER=sed s/^/paged:/";
+    LogClient log;
+    const Process running = log.start();
+    client.waitUntil("the history", [] {
+        return healthctl({"history"}).output.find(" Test.1.0.Slow ") !=
+               std::string::npos;
+    });
+    // More lines than the screen has.
+    EXPECT_THAT(onTerminal(10, {"history"}, mark), StartsWith("paged:"));
+    EXPECT_THAT(onTerminal(10, {"history", "--no-pager"}, mark),
+                Not(HasSubstr("paged:")));
+    Process follower({WATCH_ON_TERMINAL, HEALTHCTL, "history", "--follow"},
+                     {"LC_ALL=", mark});
+    EXPECT_THAT(follower.hear(), HasSubstr("appeared"));
+}
+
 TEST_F(Terminal, NeedsNoPager)
 {
     const std::string missing =

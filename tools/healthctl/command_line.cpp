@@ -172,7 +172,12 @@ int CommandLine::work()
 
 std::string CommandLine::chosenPager() const
 {
-    return paged.contains(&appInUse()) && !noPager ? choosePager() : "";
+    const CLI::App& command = appInUse();
+    // A pager would show what is to come only at its end.
+    const CLI::Option* follow = command.get_option_no_throw("--follow");
+    const bool follows = follow != nullptr && follow->count() > 0;
+    return paged.contains(&command) && !noPager && !follows ? choosePager()
+                                                            : "";
 }
 
 int CommandLine::runPaged(const std::string& pager)

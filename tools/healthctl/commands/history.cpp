@@ -483,7 +483,8 @@ void addHistory(CommandLine& commands)
     CLI::App& command =
         commands.add({.name = "history",
                       .summary = "Shows which faults came and went.",
-                      .more = historyHelp()},
+                      .more = historyHelp(),
+                      .paged = true},
                      [options](const Context& context) {
                          return history(context, *options);
                      });
