@@ -179,13 +179,26 @@ TEST_F(Changing, DismissesALostMonitor)
     EXPECT_EQ(first.status, 0);
     EXPECT_EQ(first.output, "Dismissed the lost monitor of rack/fan.\n");
     client.waitForHealth(root, 3);
-    EXPECT_EQ(toJson({"dismiss", psu})["component"], psu);
+    EXPECT_EQ(toJson({"dismiss", psu})["components"], nlohmann::json({psu}));
     client.waitForHealth(root, 0);
     const Answer second = healthctl({"dismiss", "rack/fan"});
     EXPECT_EQ(second.status, 6);
     EXPECT_EQ(second.errors,
               "healthctl: the component \"rack/fan\" has no lost monitor; "
               "\"healthctl faults\" shows those that have one\n");
+}
+
+TEST_F(Changing, DismissesSeveralLostMonitorsAndNamesThoseThatAreNone)
+{
+    loseMonitors();
+    const Answer answer = healthctl({"dismiss", "rack/fan", "rack", psu});
+    EXPECT_EQ(answer.status, 6);
+    EXPECT_EQ(answer.output, "Dismissed the lost monitor of rack/fan.\n"
+                             "Dismissed the lost monitor of rack/psu.\n");
+    EXPECT_EQ(answer.errors,
+              "healthctl: the component \"rack\" has no lost monitor; "
+              "\"healthctl faults\" shows those that have one\n");
+    client.waitForHealth(root, 0);
 }
 
 TEST_F(Changing, DismissesNothingOfAWatchedOrMissingComponent)
@@ -202,7 +215,7 @@ TEST_F(Changing, DismissesNothingWithoutAComponent)
     for (const std::vector<std::string>& words :
          {std::vector<std::string>{"dismiss"},
           {"dismiss", "rack//fan"},
-          {"dismiss", "rack/fan", "rack/psu"}})
+          {"dismiss", "rack/fan", "rack//psu"}})
     {
         EXPECT_EQ(healthctl(words).status, 2);
     }

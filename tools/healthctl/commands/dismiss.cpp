@@ -9,10 +9,16 @@
 #include <nlohmann/json.hpp>
 #include <systemd/sd-bus.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <iostream>
+#include <iterator>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <bus_calls.hpp>
+#include <printable.hpp>
 
 namespace healthintf::healthctl
 {
@@ -47,20 +53,53 @@ void callDismiss(const std::string& key, const std::string& written)
     }
 }
 
-ExitCode dismiss(const Context& context, const std::string& written)
+/** Dismisses what has a lost monitor, and says of each component what came of
+ *  it.
+ *
+ *  @return the keys of those that were dismissed
+ *  @throws Error when healthmgr dismisses nothing at all */
+std::vector<std::string> dismissEach(const Context& context,
+                                     const std::vector<std::string>& written)
 {
-    const std::string key = parseKey(written);
-    callDismiss(key, written);
+    std::vector<std::string> keys;
+    // Nothing is dismissed by a command line that is wrong.
+    std::ranges::transform(written, std::back_inserter(keys), parseKey);
+    std::vector<std::string> dismissed;
+    for (std::size_t i = 0; i < keys.size(); ++i)
+    {
+        try
+        {
+            callDismiss(keys[i], written[i]);
+        }
+        catch (const Error& e)
+        {
+            if (e.code() != ExitCode::notThere || keys.size() == 1)
+            {
+                throw;
+            }
+            std::cerr << "healthctl: " << host::printable(e.what()) << '\n';
+            continue;
+        }
+        dismissed.push_back(keys[i]);
+        if (!context.json)
+        {
+            writeLine(context, "Dismissed the lost monitor of " +
+                                   shownKey(keys[i]) + ".");
+        }
+    }
+    return dismissed;
+}
+
+ExitCode dismiss(const Context& context,
+                 const std::vector<std::string>& written)
+{
+    const std::vector<std::string> dismissed = dismissEach(context, written);
     if (context.json)
     {
-        writeJson(context, "healthctl.dismiss/1", {{"component", key}});
+        writeJson(context, "healthctl.dismiss/1", {{"components", dismissed}});
     }
-    else
-    {
-        writeLine(context,
-                  "Dismissed the lost monitor of " + shownKey(key) + ".");
-    }
-    return ExitCode::ok;
+    return dismissed.size() == written.size() ? ExitCode::ok
+                                              : ExitCode::notThere;
 }
 
 constexpr const char* dismissHelp =
@@ -68,16 +107,19 @@ constexpr const char* dismissHelp =
     "component gets the fault HealthManager.1.0.MonitorLost, which stays "
     "until\n"
     "a process has the component again. Dismiss it when none is to come.\n"
+    "Exits with 6 when one of the components has no lost monitor; the others\n"
+    "are dismissed.\n"
     "\n"
     "Examples:\n"
     "  healthctl dismiss chassis/psu1\n"
+    "  healthctl dismiss chassis/psu1 chassis/psu2\n"
     "  healthctl dismiss chassis/psu1 --json";
 
 } // namespace
 
 void addDismiss(CommandLine& commands)
 {
-    const auto written = std::make_shared<std::string>();
+    const auto written = std::make_shared<std::vector<std::string>>();
     commands
         .add({.name = "dismiss",
               .summary = "Ends the fault of a lost monitor.",
@@ -85,7 +127,7 @@ void addDismiss(CommandLine& commands)
              [written](const Context& context) {
                  return dismiss(context, *written);
              })
-        .add_option("KEY", *written, "The component")
+        .add_option("KEY", *written, "The components")
         ->required()
         ->type_name("");
 }
