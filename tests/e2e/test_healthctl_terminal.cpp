@@ -403,6 +403,8 @@ TEST_F(Terminal, ShellCompletesRaisedFaults)
     EXPECT_THAT(listCompletions("healthctl rai"), ElementsAre("raise"));
     EXPECT_THAT(listCompletions("healthctl raise rack/p"),
                 ElementsAre("rack/psu"));
+    EXPECT_THAT(listCompletions("healthctl raise rack/psu T"),
+                ElementsAre("Test.1.0.Slow"));
     EXPECT_THAT(listCompletions("healthctl clear rack/p"),
                 ElementsAre("rack/psu"));
     EXPECT_THAT(listCompletions("healthctl sel clear ''"), ElementsAre(""));
