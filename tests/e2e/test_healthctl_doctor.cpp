@@ -273,6 +273,50 @@ TEST_F(HealthctlDoctor, FindsALogThatRefusesEvents)
     EXPECT_EQ(found["text"], "the log has 2 of 2 entries and refuses events");
 }
 
+TEST_F(HealthctlDoctor, FindsAHistoryThatCannotBeOpened)
+{
+    const std::filesystem::path database =
+        bus.folder().path() / "state" / "history" / "history.db";
+    std::filesystem::create_directories(database);
+    const Process logmgr = client.start();
+    client.waitUntil("history", [this] {
+        return !client.findOwner("com.vexa.olvar.logmgr.History").empty();
+    });
+    const json found = findings(1).at("history");
+    EXPECT_EQ(found["grade"], "problem");
+    EXPECT_EQ(found["text"],
+              "the history of faults cannot be read: logmgr answered with an "
+              "error: the history cannot be opened; see the log of logmgr");
+}
+
+TEST_F(HealthctlDoctor, TakesAHistoryThatIsSwitchedOffForNoProblem)
+{
+    const Process logmgr = client.start(
+        {"--config", bus.folder().write("off.toml", "history = false\n")});
+    const auto found = findings(1);
+    EXPECT_EQ(found.at("history")["grade"], "ok");
+    EXPECT_THAT(std::string(found.at("history")["text"]),
+                HasSubstr("keeps no history"));
+    EXPECT_FALSE(found.contains("state.history"));
+}
+
+TEST_F(HealthctlDoctor, FindsThatHealthmgrCannotKeepWhatItIsTold)
+{
+    const Process healthmgr({HEALTHMGR});
+    const std::map<std::string, std::string> folders{
+        {"state.silences", "state/healthmgr"},
+        {"state.attributes", "state/config"},
+        {"runtime.healthmgr", "run/healthmgr"}};
+    for (const auto& [check, folder] : folders)
+    {
+        EXPECT_EQ(findings(1).at(check)["grade"], "ok");
+        const std::filesystem::path path = bus.folder().path() / folder;
+        std::filesystem::remove_all(path);
+        bus.folder().write(folder, "no folder");
+        EXPECT_EQ(findings(1).at(check)["grade"], "problem") << check;
+    }
+}
+
 TEST_F(HealthctlDoctor, FindsAMissingParent)
 {
     const Component fan(root + "/rack/fan", 2);

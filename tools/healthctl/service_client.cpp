@@ -84,6 +84,16 @@ bool isMissing(std::string_view error)
            error.starts_with("org.freedesktop.DBus.Error.Spawn");
 }
 
+/** Whether an error is one that a service answers with. */
+bool isAnswer(std::string_view error)
+{
+    return error == SD_BUS_ERROR_FAILED || error == SD_BUS_ERROR_INVALID_ARGS ||
+           error == SD_BUS_ERROR_UNKNOWN_METHOD ||
+           error == SD_BUS_ERROR_UNKNOWN_OBJECT ||
+           error == SD_BUS_ERROR_UNKNOWN_INTERFACE ||
+           error == SD_BUS_ERROR_UNKNOWN_PROPERTY;
+}
+
 /** @param[in] result what sd_bus_call() returned */
 [[noreturn]] void failWith(const sd_bus_error& error, int result,
                            const Service& service, const ServiceMethod& method)
@@ -117,9 +127,11 @@ bool isMissing(std::string_view error)
     {
         throw makeTooLate(service, method);
     }
-    throw Error(ExitCode::failed, std::string(service.name) +
-                                      " did not answer: " + text +
-                                      "; see the log of " + service.name);
+    throw Error(ExitCode::failed,
+                std::string(service.name) +
+                    (isAnswer(name) ? " answered with an error: "
+                                    : " did not answer: ") +
+                    text + "; see the log of " + service.name);
 }
 
 } // namespace

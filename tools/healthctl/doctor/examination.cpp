@@ -2,16 +2,20 @@
 #include "examination.hpp"
 
 #include "bus_probe.hpp"
+#include "history_probe.hpp"
 #include "holder_probe.hpp"
 #include "host_probe.hpp"
+#include "kept_folder.hpp"
 #include "log_probe.hpp"
 #include "match_limit.hpp"
 #include "process_probe.hpp"
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <optional>
 #include <set>
+#include <string>
 
 #include <inspection.hpp>
 
@@ -20,18 +24,28 @@ namespace healthintf::healthctl
 namespace
 {
 
-/** The user that logmgr runs as, root when that is not known; nothing when
- *  logmgr does not run. */
-std::optional<uid_t> findLogmgrUser(const std::vector<ServiceState>& services)
+/** The user that a service runs as, root when that is not known; nothing when
+ *  it does not run. */
+std::optional<uid_t> findUser(const std::vector<ServiceState>& services,
+                              const std::string& program)
 {
     for (const ServiceState& service : services)
     {
-        if (service.program == "logmgr" && service.pid != 0)
+        if (service.program == program && service.pid != 0)
         {
             return readUser(service.pid).value_or(0);
         }
     }
     return std::nullopt;
+}
+
+bool isAnswering(const std::vector<ServiceState>& services,
+                 const std::string& program)
+{
+    return std::ranges::any_of(services, [&](const ServiceState& service) {
+        return service.program == program && service.pid != 0 &&
+               service.answers;
+    });
 }
 
 Finding examineMatchRules(const BusProbe& bus)
@@ -72,20 +86,43 @@ Findings examineBus(const BusProbe& bus,
 /** Looks at the log and compares it with its mirror, if logmgr answers. */
 Findings examineLog(const std::vector<ServiceState>& services)
 {
-    for (const ServiceState& service : services)
+    if (!isAnswering(services, "logmgr"))
     {
-        if (service.program == "logmgr" && service.pid != 0 && service.answers)
+        return {};
+    }
+    Findings findings;
+    if (const auto status = askLogStatus())
+    {
+        findings.push_back(makeFinding(*status));
+    }
+    findings.push_back(makeFinding(compareLogWithMirror()));
+    return findings;
+}
+
+/** Looks whether the services can keep what they are to keep, and whether
+ *  logmgr keeps the history. */
+Findings examineState(const std::vector<ServiceState>& services)
+{
+    std::optional<HistoryState> history;
+    if (isAnswering(services, "logmgr"))
+    {
+        history = askHistory();
+    }
+    Findings findings;
+    for (const KeptFolder* kept : keptFolders)
+    {
+        // Nothing is written there without a history.
+        if (kept != &historyFolder || !history || history->offered)
         {
-            Findings findings;
-            if (const auto status = askLogStatus())
-            {
-                findings.push_back(makeFinding(*status));
-            }
-            findings.push_back(makeFinding(compareLogWithMirror()));
-            return findings;
+            findings.push_back(makeFinding(
+                probeStateFolder(*kept, findUser(services, kept->service))));
         }
     }
-    return {};
+    if (history)
+    {
+        findings.push_back(makeFinding(*history));
+    }
+    return findings;
 }
 
 /** Asks the processes with nodes, but for the services, which have findings of
@@ -102,7 +139,7 @@ Findings examineHolders(const BusProbe& bus,
                                             : probeConnections(bus, pids));
 }
 
-Findings examineHost(std::optional<uid_t> logmgr)
+Findings examineHost()
 {
     const CacheState cache = probeCache();
     Findings findings = makeFindings(cache);
@@ -118,7 +155,6 @@ Findings examineHost(std::optional<uid_t> logmgr)
     append(findings,
            makeFindings("files.events", "event table", "HEALTHINTF_EVENT_PATH",
                         host::inspectEventTable()));
-    findings.push_back(makeFinding(probeStateFolder(logmgr)));
     return findings;
 }
 
@@ -136,7 +172,8 @@ Findings examine()
         append(findings, examineBus(bus, services));
         append(findings, examineHolders(bus, services));
     }
-    append(findings, examineHost(findLogmgrUser(services)));
+    append(findings, examineHost());
+    append(findings, examineState(services));
     append(findings, examineLog(services));
     return findings;
 }

@@ -7,8 +7,7 @@ namespace
 {
 
 constexpr uint64_t mebibyte = 1UL << 20;
-/** By how much the files of the log and of the data cache grow at once. */
-constexpr uint64_t growthOfLog = 4 * mebibyte;
+/** By how much the files of the data cache grow at once. */
 constexpr uint64_t growthOfCache = 2 * mebibyte;
 
 /** A size in the unit that leaves few digits. */
@@ -86,6 +85,23 @@ Finding makeFolderFinding(const CacheState& cache)
             .remedy = ""};
 }
 
+/** Who keeps what in a folder. */
+std::string keeps(const KeptFolder& kept)
+{
+    return std::string(kept.service) + " keeps " + kept.content;
+}
+
+/** How to save a folder's content first, as a remedy continues.
+ *
+ *  @param[in] why why that is needed, behind it */
+std::string rescueOf(const KeptFolder& kept, const std::string& why)
+{
+    const std::string rescue = kept.rescue;
+    return rescue.empty()
+               ? ""
+               : "; " + rescue + ", if " + kept.service + " runs" + why;
+}
+
 } // namespace
 
 Findings makeFindings(const CacheState& cache)
@@ -136,10 +152,15 @@ Findings makeFindings(const CacheState& cache)
 
 Finding makeFinding(const StateFolder& state)
 {
-    Finding finding{.check = "state.folder",
+    const KeptFolder& kept = state.kept;
+    const std::string service = kept.service;
+    const std::string variable =
+        kept.lasting ? "HEALTHINTF_STATE_DIR" : "HEALTHINTF_RUNTIME_DIR";
+    const std::string otherwise = ", or set " + variable + " to another folder";
+    Finding finding{.check = kept.check,
                     .grade = Grade::problem,
                     .text = state.failure,
-                    .remedy = "set HEALTHINTF_STATE_DIR as logmgr has it"};
+                    .remedy = "set " + variable + " as " + service + " has it"};
     if (!state.failure.empty())
     {
         return finding;
@@ -147,41 +168,39 @@ Finding makeFinding(const StateFolder& state)
     if (!state.closedFolder.empty())
     {
         finding.text = state.user + " may not enter " +
-                       state.closedFolder.string() +
-                       ", below which logmgr keeps the log";
-        finding.remedy = "let " + state.user +
-                         " enter it, or set HEALTHINTF_STATE_DIR to another "
-                         "folder";
+                       state.closedFolder.string() + ", below which " +
+                       keeps(kept);
+        finding.remedy = "let " + state.user + " enter it" + otherwise;
     }
     else if (state.readOnly)
     {
         finding.text = "the filesystem of " + state.nearest.string() +
-                       ", where logmgr keeps the log, takes no changes";
+                       ", where " + keeps(kept) + ", takes no changes";
         finding.remedy = "see in the kernel's log whether it failed, and mount "
-                         "it anew; export the log first, if logmgr runs";
+                         "it anew" +
+                         rescueOf(kept, "");
     }
     else if (!state.writable)
     {
         finding.text = state.user + " may not write in " +
-                       state.nearest.string() + ", where logmgr keeps the log";
-        finding.remedy = "let " + state.user +
-                         " write there, or set HEALTHINTF_STATE_DIR to another "
-                         "folder";
+                       state.nearest.string() + ", where " + keeps(kept);
+        finding.remedy = "let " + state.user + " write there" + otherwise;
         if (state.nearest != state.folder)
         {
-            finding.remedy += "; export the log first, if logmgr runs: a "
-                              "restart loses it, since its folder is gone";
+            finding.remedy += rescueOf(
+                kept, ": a restart loses it, since its folder is gone");
         }
     }
     else if (!state.closedFile.empty())
     {
         const std::string file = state.closedFile.string();
-        finding.text = state.user + " may not read and write " + file +
-                       ", which logmgr needs";
+        finding.text = state.user + " may not read " +
+                       (kept.replacing ? "" : "and write ") + file +
+                       ", which " + service + " needs";
         finding.remedy = "give the file to " + state.user + ": chown " +
                          state.user + " " + file;
     }
-    else if (state.freeBytes < growthOfLog)
+    else if (state.freeBytes < kept.growth)
     {
         finding.grade = Grade::warning;
         finding.text = shortage(state.nearest, state.freeBytes);
@@ -191,8 +210,8 @@ Finding makeFinding(const StateFolder& state)
     {
         finding.grade = Grade::warning;
         finding.text = describeLackOfFiles(state.nearest);
-        finding.remedy = "remove some files there: logmgr may have to make "
-                         "some at its start";
+        finding.remedy =
+            "remove some files there: " + service + " may have to make some";
     }
     else
     {

@@ -4,6 +4,7 @@
 /** @file Judges folders and files. */
 
 #include "finding.hpp"
+#include "kept_folder.hpp"
 
 #include <data_cache/cache_space.hpp>
 
@@ -35,9 +36,10 @@ struct CacheState
     bool lacksFiles = false;
 };
 
-/** The folder of the data that outlasts a restart. */
+/** The folder of the data that outlasts a restart of a service. */
 struct StateFolder
 {
+    KeptFolder kept = logFolder;
     std::filesystem::path folder;
     /** Why nothing could be found out; empty when it could. */
     std::string failure;
@@ -51,8 +53,8 @@ struct StateFolder
     /** A folder above that the user may not enter; empty when he may enter
      *  all. */
     std::filesystem::path closedFolder;
-    /** A file of the log that the user may not read and write, as after root
-     *  restored it; empty when there is none, or this user may not know. */
+    /** A file there that the user may not use, as after root restored it; empty
+     *  when there is none, or this user may not know. */
     std::filesystem::path closedFile;
     /** What its filesystem has left. */
     uint64_t freeBytes = 0;

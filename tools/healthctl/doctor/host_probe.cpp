@@ -151,16 +151,18 @@ fs::path findClosedFolder(const fs::path& folder, uid_t user)
     return {};
 }
 
-/** Finds a file of the log that a user may not read and write. */
-fs::path findClosedFile(const fs::path& log, uid_t user)
+/** Finds a file of a service that its user may not use. */
+fs::path findClosedFile(const KeptFolder& kept, const fs::path& folder,
+                        uid_t user)
 {
-    for (const char* name : {"lock", "data.mdb"})
+    const mode_t needed = kept.replacing ? S_IROTH : S_IROTH | S_IWOTH;
+    for (const char* name : kept.files)
     {
         std::error_code error;
-        if (fs::exists(log / name, error) &&
-            !modesGive(S_IROTH | S_IWOTH, log / name, user))
+        if (name != nullptr && fs::exists(folder / name, error) &&
+            !modesGive(needed, folder / name, user))
         {
-            return log / name;
+            return folder / name;
         }
     }
     return {};
@@ -255,12 +257,16 @@ Findings probeSharedKeys()
     return {sharedKeys(shared, claimed.count)};
 }
 
-StateFolder probeStateFolder(std::optional<uid_t> logmgr)
+StateFolder probeStateFolder(const KeptFolder& kept,
+                             std::optional<uid_t> service)
 {
     StateFolder state;
+    state.kept = kept;
     try
     {
-        state.folder = host::stateDirectory() / "sel";
+        state.folder =
+            (kept.lasting ? host::stateDirectory() : host::runtimeDirectory()) /
+            kept.name;
     }
     catch (const std::exception& e)
     {
@@ -268,16 +274,18 @@ StateFolder probeStateFolder(std::optional<uid_t> logmgr)
         return state;
     }
     state.nearest = nearestFolder(state.folder);
-    const uid_t user = logmgr.value_or(readOwner(state.nearest));
+    const uid_t user = service.value_or(readOwner(state.nearest));
     state.user = readAccount(user).name;
     state.closedFolder = findClosedFolder(state.nearest, user);
-    state.closedFile = findClosedFile(state.folder, user);
+    state.closedFile = findClosedFile(kept, state.folder, user);
     if (const auto filesystem = readFilesystem(state.nearest))
     {
         state.freeBytes = countFreeBytes(*filesystem);
         state.lacksFiles = lacksFiles(*filesystem);
         state.readOnly = isReadOnly(*filesystem, state.nearest);
+        std::error_code ignored;
         state.writable = !state.readOnly &&
+                         fs::is_directory(state.nearest, ignored) &&
                          modesGive(S_IWOTH | S_IXOTH, state.nearest, user);
     }
     return state;

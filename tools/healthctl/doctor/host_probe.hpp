@@ -4,6 +4,7 @@
 /** @file Looks at the host platform's folders and records. */
 
 #include "file_findings.hpp"
+#include "kept_folder.hpp"
 #include "tree_findings.hpp"
 
 #include <sys/types.h>
@@ -30,12 +31,13 @@ std::vector<LostComponent> probeLostMonitors();
  *  cannot be read. */
 Findings probeSharedKeys();
 
-/** Looks whether a user may write where the log is kept.
+/** Looks whether a service may write where it keeps something.
  *
- *  @param[in] logmgr the user that logmgr runs as. While it does not run, it is
- *             taken to be the folder's owner: whoever asks need not be allowed
- *             to start it */
-StateFolder probeStateFolder(std::optional<uid_t> logmgr);
+ *  @param[in] service the user that the service runs as. While it does not run,
+ *             it is taken to be the folder's owner: whoever asks need not be
+ *             allowed to start it */
+StateFolder probeStateFolder(const KeptFolder& kept,
+                             std::optional<uid_t> service);
 
 LibraryState probeLibrary();
 

@@ -29,7 +29,8 @@ CacheState cacheInUse()
 
 StateFolder goodState()
 {
-    return {.folder = "/var/state/sel",
+    return {.kept = logFolder,
+            .folder = "/var/state/sel",
             .failure = "",
             .nearest = "/var/state",
             .user = "root",
@@ -165,6 +166,48 @@ TEST(FileFindings, ReportAFileOfTheLogThatLogmgrMayNotWriteTo)
                             "/var/state/sel/data.mdb, which logmgr needs");
     EXPECT_EQ(finding.remedy,
               "give the file to root: chown root /var/state/sel/data.mdb");
+}
+
+TEST(FileFindings, SayWhatIsNotKept)
+{
+    StateFolder state = goodState();
+    state.kept = silenceFolder;
+    state.nearest = state.folder = "/var/state/healthmgr";
+    state.user = "hm";
+    state.writable = false;
+    Finding finding = makeFinding(state);
+    EXPECT_EQ(finding.check, "state.silences");
+    EXPECT_EQ(finding.text, "hm may not write in /var/state/healthmgr, where "
+                            "healthmgr keeps the silences");
+    EXPECT_EQ(finding.remedy, "let hm write there, or set HEALTHINTF_STATE_DIR "
+                              "to another folder");
+    state.kept = runtimeFolder;
+    EXPECT_THAT(makeFinding(state).remedy, HasSubstr("HEALTHINTF_RUNTIME_DIR"));
+    state.writable = true;
+    state.closedFile = "/run/acknowledgements.toml";
+    finding = makeFinding(state);
+    EXPECT_EQ(finding.grade, Grade::problem);
+    EXPECT_EQ(finding.text, "hm may not read /run/acknowledgements.toml, which "
+                            "healthmgr needs");
+}
+
+TEST(FileFindings, SpeakOfAnExportOnlyForTheLog)
+{
+    StateFolder state = goodState();
+    state.kept = historyFolder;
+    state.writable = false;
+    EXPECT_THAT(makeFinding(state).remedy, Not(HasSubstr("export")));
+    state.readOnly = true;
+    EXPECT_THAT(makeFinding(state).remedy, Not(HasSubstr("export")));
+}
+
+TEST(FileFindings, AskForNoMoreRoomThanIsNeeded)
+{
+    StateFolder state = goodState();
+    state.freeBytes = 100UL << 10;
+    EXPECT_EQ(makeFinding(state).grade, Grade::warning);
+    state.kept = attributeFolder;
+    EXPECT_EQ(makeFinding(state).grade, Grade::ok);
 }
 
 TEST(FileFindings, TakeAMissingEventTableForAProblem)

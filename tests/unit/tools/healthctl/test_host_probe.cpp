@@ -116,7 +116,7 @@ TEST_F(HostProbe, ReadsTheFreeSpaceOfTheFilesystems)
         fs::create_directory(folder.path() / "datacache");
         constexpr uint64_t most = 64 << 10;
         const uint64_t cache = probeCache().freeBytes;
-        const uint64_t state = probeStateFolder(getuid()).freeBytes;
+        const uint64_t state = probeStateFolder(logFolder, getuid()).freeBytes;
         return cache > 0 && cache <= most && cache == state ? 0 : 1;
     });
 }
@@ -127,7 +127,8 @@ TEST_F(HostProbe, FindsFilesystemsThatHoldNoMoreFiles)
         return [this, lacks] {
             fs::create_directory(folder.path() / "datacache");
             return probeCache().lacksFiles == lacks &&
-                           probeStateFolder(getuid()).lacksFiles == lacks
+                           probeStateFolder(logFolder, getuid()).lacksFiles ==
+                               lacks
                        ? 0
                        : 1;
         };
@@ -143,7 +144,7 @@ TEST_F(HostProbe, FindsFilesystemsThatHoldNoMoreFiles)
 
 TEST_F(HostProbe, LooksAtTheFolderInWhichThatOfTheLogWillBeMade)
 {
-    const StateFolder state = probeStateFolder(getuid());
+    const StateFolder state = probeStateFolder(logFolder, getuid());
     EXPECT_THAT(state.folder.string(), EndsWith("/sel"));
     EXPECT_EQ(state.nearest, folder.path());
     EXPECT_TRUE(state.writable);
@@ -151,11 +152,11 @@ TEST_F(HostProbe, LooksAtTheFolderInWhichThatOfTheLogWillBeMade)
 
 TEST_F(HostProbe, KnowsWhoMayWriteTheLog)
 {
-    EXPECT_TRUE(probeStateFolder(stranger).writable);
+    EXPECT_TRUE(probeStateFolder(logFolder, stranger).writable);
     chmod(folder.path().c_str(), forOwner);
-    EXPECT_FALSE(probeStateFolder(stranger).writable);
-    EXPECT_TRUE(probeStateFolder(getuid()).writable);
-    EXPECT_TRUE(probeStateFolder(0).writable);
+    EXPECT_FALSE(probeStateFolder(logFolder, stranger).writable);
+    EXPECT_TRUE(probeStateFolder(logFolder, getuid()).writable);
+    EXPECT_TRUE(probeStateFolder(logFolder, 0).writable);
 }
 
 TEST_F(HostProbe, FindsAFolderAboveTheLogThatKeepsLogmgrOut)
@@ -163,12 +164,12 @@ TEST_F(HostProbe, FindsAFolderAboveTheLogThatKeepsLogmgrOut)
     const fs::path log = folder.path() / "sel";
     fs::create_directory(log);
     chmod(log.c_str(), forAll);
-    EXPECT_TRUE(probeStateFolder(stranger).closedFolder.empty());
+    EXPECT_TRUE(probeStateFolder(logFolder, stranger).closedFolder.empty());
     chmod(folder.path().c_str(), forOwner);
-    EXPECT_EQ(probeStateFolder(stranger).closedFolder,
+    EXPECT_EQ(probeStateFolder(logFolder, stranger).closedFolder,
               fs::canonical(folder.path()));
-    EXPECT_TRUE(probeStateFolder(getuid()).closedFolder.empty());
-    EXPECT_TRUE(probeStateFolder(0).closedFolder.empty());
+    EXPECT_TRUE(probeStateFolder(logFolder, getuid()).closedFolder.empty());
+    EXPECT_TRUE(probeStateFolder(logFolder, 0).closedFolder.empty());
 }
 
 TEST_F(HostProbe, FindsAFileOfTheLogThatLogmgrMayNotWriteTo)
@@ -180,11 +181,11 @@ TEST_F(HostProbe, FindsAFileOfTheLogThatLogmgrMayNotWriteTo)
     {
         const fs::path file = folder.write(name, "");
         chmod(file.c_str(), readable);
-        EXPECT_EQ(probeStateFolder(stranger).closedFile, file);
-        EXPECT_EQ(probeStateFolder(getuid()).closedFile, "");
-        EXPECT_EQ(probeStateFolder(0).closedFile, "");
+        EXPECT_EQ(probeStateFolder(logFolder, stranger).closedFile, file);
+        EXPECT_EQ(probeStateFolder(logFolder, getuid()).closedFile, "");
+        EXPECT_EQ(probeStateFolder(logFolder, 0).closedFile, "");
         chmod(file.c_str(), open);
-        EXPECT_EQ(probeStateFolder(stranger).closedFile, "");
+        EXPECT_EQ(probeStateFolder(logFolder, stranger).closedFile, "");
     }
 }
 
@@ -193,15 +194,63 @@ TEST_F(HostProbe, LetsTheOwnerOfTheLogsFolderWriteThereWhileLogmgrDoesNotRun)
     const fs::path log = folder.path() / "sel";
     fs::create_directory(log);
     chmod(log.c_str(), forOwner);
-    const std::string owner = probeStateFolder(getuid()).user;
+    const std::string owner = probeStateFolder(logFolder, getuid()).user;
     const auto probe = [&owner] {
         test::leaveRoot();
-        const StateFolder state = probeStateFolder(std::nullopt);
+        const StateFolder state = probeStateFolder(logFolder, std::nullopt);
         EXPECT_EQ(state.user, owner);
         EXPECT_TRUE(state.writable);
         return testing::Test::HasFailure() ? 1 : 0;
     };
     EXPECT_EQ(test::inChild(probe), 0);
+}
+
+TEST_F(HostProbe, KnowsWhoMayWriteWhatTheServicesKeep)
+{
+    for (const KeptFolder* kept : keptFolders)
+    {
+        SCOPED_TRACE(kept->check);
+        const fs::path path = folder.path() / kept->name;
+        fs::create_directory(path);
+        chmod(path.c_str(), forOwner);
+        EXPECT_EQ(probeStateFolder(*kept, stranger).folder, path);
+        EXPECT_FALSE(probeStateFolder(*kept, stranger).writable);
+        chmod(path.c_str(), forAll);
+        EXPECT_TRUE(probeStateFolder(*kept, stranger).writable);
+    }
+}
+
+TEST_F(HostProbe, FindsThatNobodyWritesWhereAFileTakesTheFoldersPlace)
+{
+    folder.write("history", "");
+    EXPECT_FALSE(probeStateFolder(historyFolder, 0).writable);
+}
+
+TEST_F(HostProbe, LooksForLastingFilesInTheStateFolderOnly)
+{
+    const fs::path other = folder.path() / "other";
+    setenv("HEALTHINTF_RUNTIME_DIR", other.c_str(), 1);
+    EXPECT_EQ(probeStateFolder(silenceFolder, 0).folder,
+              folder.path() / "healthmgr");
+    EXPECT_EQ(probeStateFolder(runtimeFolder, 0).folder, other / "healthmgr");
+}
+
+TEST_F(HostProbe, FindsAHistoryThatLogmgrMayNotWriteTo)
+{
+    const fs::path file = folder.write("history/history.db", "");
+    chmod(file.c_str(), forOwner);
+    EXPECT_EQ(probeStateFolder(historyFolder, stranger).closedFile, file);
+    EXPECT_EQ(probeStateFolder(historyFolder, getuid()).closedFile, "");
+}
+
+TEST_F(HostProbe, LetsHealthmgrReplaceAFileThatItMayOnlyRead)
+{
+    constexpr mode_t readable = 0644;
+    const fs::path file = folder.write("healthmgr/silences.toml", "");
+    chmod(file.c_str(), forOwner);
+    EXPECT_EQ(probeStateFolder(silenceFolder, stranger).closedFile, file);
+    chmod(file.c_str(), readable);
+    EXPECT_EQ(probeStateFolder(silenceFolder, stranger).closedFile, "");
 }
 
 TEST_F(HostProbe, NamesTheLibraryThatItRunsWith)
