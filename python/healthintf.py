@@ -25,6 +25,7 @@ _library = ctypes.CDLL("libhealthintf.so.1")
 _systemd = ctypes.CDLL("libsystemd.so.0")
 
 _FOREVER = 2**64 - 1
+_LARGEST = 2**32 - 1
 
 
 def _declare(library, name, result, *arguments):
@@ -110,6 +111,13 @@ def _bytes(text):
     return text.encode()
 
 
+def _checked(number, what):
+    """A number for C, which would take it modulo 2**32."""
+    if not 0 <= number <= _LARGEST:
+        raise ValueError(f"the {what} is {number}, not from 0 to {_LARGEST}")
+    return number
+
+
 def count():
     """Counts the faults of all components in all processes. Needs no Bus, and
     may be called from any thread."""
@@ -126,12 +134,13 @@ def hide(*, component="", sensor="", sensor_number=0, hidden=True):
     has."""
     if not (component or sensor or sensor_number):
         _require(1, "hide faults")
+    number = _checked(sensor_number, "sensor number")
     bus = _connect()
     try:
         _done(_emit(bus, b"/com/vexa/olvar/health",
                     b"com.vexa.olvar.healthmgr", b"HideFaultForSensor",
                     b"bssi", ctypes.c_int(hidden), _bytes(component),
-                    _bytes(sensor), ctypes.c_int32(sensor_number)),
+                    _bytes(sensor), ctypes.c_int32(number)),
               "sd_bus_emit_signal")
         _done(_flush(bus), "sd_bus_flush")
     finally:
@@ -327,7 +336,8 @@ class Component:
         _require(
             _add(self._pointer(), _bytes(message), _bytes(sensor),
                  (ctypes.c_char_p * len(texts))(*texts), len(texts),
-                 _bytes(fqdd), b"", sensor_number, sensor_type),
+                 _bytes(fqdd), b"", _checked(sensor_number, "sensor number"),
+                 _checked(sensor_type, "sensor type")),
             f"report {message}")
         self._bus._settle()
 

@@ -122,6 +122,28 @@ def test_text_that_c_cannot_take_is_an_error(bus, fan, text):
     assert dumped("faults") == []
 
 
+@pytest.mark.parametrize("number", [-1, 2**32, 2**32 + 48])
+def test_number_that_c_cannot_take_is_an_error(bus, fan, number):
+    fan.add(MESSAGE, ARGUMENTS, sensor=SENSOR, sensor_number=48)
+    for call in [lambda: healthintf.hide(sensor_number=number),
+                 lambda: fan.add(MESSAGE, ARGUMENTS, sensor_number=number),
+                 lambda: fan.add(MESSAGE, ARGUMENTS, sensor_type=number)]:
+        with pytest.raises(ValueError, match="not from 0 to 4294967295"):
+            call()
+    told(bus)
+    assert healthintf.count() == (1, 0)
+
+
+def test_largest_number_of_a_sensor_can_be_reported_and_hidden(bus, fan):
+    fan.add(MESSAGE, ARGUMENTS, sensor=SENSOR, sensor_number=2**32 - 1,
+            sensor_type=2**32 - 1)
+    [fault] = dumped("faults")
+    assert fault["sensorNumber"] == fault["sensorType"] == 2**32 - 1
+    healthintf.hide(sensor_number=2**32 - 1)
+    told(bus)
+    assert healthintf.count() == (0, 1)
+
+
 def test_key_that_is_no_path_is_an_error(bus):
     with pytest.raises(healthintf.Error, match="unable to hold.* no key"):
         bus.component("no key")
