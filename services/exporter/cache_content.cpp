@@ -7,12 +7,21 @@
 #include <platform/data_abstraction/fault_entry.hpp>
 #include <platform/data_abstraction/health_status.hpp>
 
+#include <systemd/sd-bus.h>
+
 namespace healthintf::exporter
 {
 namespace
 {
 
 namespace da = DataAbstraction;
+
+/** Whether a record is one of the library's. Others can only be made up: two of
+ *  them may have labels that look the same. */
+bool isObjectPath(const std::string& path)
+{
+    return sd_bus_object_path_is_valid(path.c_str()) > 0;
+}
 
 bool isAnswer(long result)
 {
@@ -33,10 +42,17 @@ std::optional<CacheContent> readCacheContent()
     CacheContent content;
     for (const auto& [key, node] : nodes)
     {
-        content.health.emplace(key, node.healthStatus());
+        if (isObjectPath(key))
+        {
+            content.health.emplace(key, node.healthStatus());
+        }
     }
     for (const auto& [path, entry] : entries)
     {
+        if (!isObjectPath(path))
+        {
+            continue;
+        }
         FaultCounts& counts =
             content.faults[std::string(services::getComponent(path))];
         ++counts[{entry.severity(), entry.hidden()}];

@@ -7,6 +7,8 @@
 #include "fault_entry_codec.hpp"
 #include "segment_folder.hpp"
 
+#include <systemd/sd-bus.h>
+
 #include <stdexcept>
 #include <utility>
 
@@ -15,14 +17,20 @@ namespace healthintf::host
 namespace
 {
 
-/** Adds a fault entry, unless its bytes are damaged. */
+/** Adds a fault entry, unless its bytes are damaged or nobody could be told of
+ *  it. */
 void addFault(const ReadRecord& record,
               std::map<std::string, OpenFault>& faults)
 {
+    std::string path(record.path);
+    if (sd_bus_object_path_is_valid(path.c_str()) <= 0)
+    {
+        return;
+    }
     try
     {
         faults.insert_or_assign(
-            std::string(record.path),
+            std::move(path),
             OpenFault{.properties =
                           decodeFaultEntry(record.payload, record.live),
                       .made = std::chrono::nanoseconds(record.created)});

@@ -41,7 +41,8 @@ struct Reporter
     bool isPlaceholder = false;
     /** The keys of its health nodes. */
     std::set<std::string> nodes;
-    /** Its fault entries by their object paths. */
+    /** Its fault entries by their object paths; a record with another path is
+     *  left out. */
     std::map<std::string, OpenFault> faults;
 };
 

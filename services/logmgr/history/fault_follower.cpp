@@ -76,6 +76,11 @@ std::pair<std::string, uint32_t> groupOf(const Fault& fault)
 
 } // namespace
 
+FaultFollower::Key FaultFollower::keyOf(const Fault& fault)
+{
+    return {fault.entry, fault.user};
+}
+
 FaultFollower::FaultFollower(HistoryWriter& writer,
                              std::vector<FollowedFault> followed,
                              host::OpenFaults& cache, const Now& now) :
@@ -85,7 +90,9 @@ FaultFollower::FaultFollower(HistoryWriter& writer,
     for (FollowedFault& fault : followed)
     {
         // Whatever the data cache does not have now has ended.
-        insert({.fault = std::move(fault), .since = {}, .missing = true});
+        Key key = keyOf(fault.appeared.fault);
+        insert(std::move(key),
+               {.fault = std::move(fault), .since = {}, .missing = true});
     }
     compareWithCache(now, true);
 }
@@ -172,18 +179,23 @@ void FaultFollower::appear(FollowedFault fault,
 {
     if (admits(fault.appeared.fault.user))
     {
+        // The writer may cut the texts, by which it would not be found again.
+        Key key = keyOf(fault.appeared.fault);
         writer.addAppearance(fault);
-        insert({.fault = std::move(fault), .since = since, .missing = false});
+        insert(std::move(key),
+               {.fault = std::move(fault), .since = since, .missing = false});
     }
 }
 
-void FaultFollower::insert(Open fault)
+void FaultFollower::insert(Key key, Open fault)
 {
-    const Fault& known = fault.fault.appeared.fault;
-    ++ofUser[known.user];
-    ++ofComponent[groupOf(known)];
-    const Key key(known.entry, known.user);
-    open.emplace(key, std::move(fault));
+    const auto [at, inserted] = open.emplace(std::move(key), std::move(fault));
+    if (inserted)
+    {
+        const Fault& known = at->second.fault.appeared.fault;
+        ++ofUser[known.user];
+        ++ofComponent[groupOf(known)];
+    }
 }
 
 void FaultFollower::takeRemoved(const Sender& sender, const std::string& entry,

@@ -98,7 +98,8 @@ class FaultFollower
     bool admits(uint32_t user);
     void appear(FollowedFault fault,
                 std::optional<std::chrono::nanoseconds> since);
-    void insert(Open fault);
+    static Key keyOf(const Fault& fault);
+    void insert(Key key, Open fault);
     void compareWithCache(const Now& now, bool missed);
     void compareFault(const host::Reporter& reporter, const std::string& entry,
                       const host::OpenFault& found, const Now& now,

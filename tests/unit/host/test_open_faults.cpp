@@ -100,6 +100,21 @@ TEST_F(OpenFaultsTest, AreReadAgainWhenTheyChange)
         0);
 }
 
+TEST_F(OpenFaultsTest, HaveObjectPathsOnly)
+{
+    EXPECT_EQ(test::inChild([this] {
+                  makeFault("/a");
+                  makeFault("/bad\xFF");
+                  makeFault("no/path");
+                  faults.refresh();
+                  return only().faults.size() == 1 &&
+                                 only().faults.contains("/a/entry/1")
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
 TEST_F(OpenFaultsTest, EndWithTheirProcess)
 {
     const auto first = startDaemon("/a");

@@ -47,6 +47,23 @@ TEST_F(CacheContentTest, HasTheHealthOfEachNode)
               0);
 }
 
+TEST_F(CacheContentTest, LeavesOutRecordsWhosePathIsNoObjectPath)
+{
+    EXPECT_EQ(inChild([] {
+                  datacache_healthstatus_create("/r", {{"HealthStatus", 4u}});
+                  for (const std::string key : {"/bad\xFF", "/bad\xFE", "x"})
+                  {
+                      datacache_healthstatus_create(key, {});
+                      put(key + "/entry/a", 4, false);
+                  }
+                  const auto content = readCacheContent();
+                  return content->health.size() == 1 && content->faults.empty()
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
 TEST_F(CacheContentTest, CountsTheFaultsOfEachComponent)
 {
     EXPECT_EQ(inChild([] {
