@@ -258,6 +258,15 @@ TEST_F(HealthctlHistory, FollowEndsWhenNobodyReads)
     EXPECT_THAT(answer.output, HasSubstr("appeared      warning   rack/fan"));
 }
 
+TEST_F(HealthctlHistory, FollowEndsWhenItsReaderWasGoneBefore)
+{
+    fail();
+    Process follower({"bash", "-c",
+                      "exec 3> >(true); wait $!; exec " HEALTHCTL
+                      " history --follow >&3"});
+    EXPECT_EQ(follower.wait(), 0) << follower.errors();
+}
+
 TEST_F(HealthctlHistory, FollowIgnoresMadeUpSignals)
 {
     fail();

@@ -533,6 +533,17 @@ TEST_F(HealthctlWatch, EndsWhenItsOutputPipeCloses)
     EXPECT_EQ(both.wait(), 0);
 }
 
+TEST_F(HealthctlWatch, EndsWhenItsReaderWasGoneBefore)
+{
+    for (const std::string options : {"--lines", "--json"})
+    {
+        Process watcher({"bash", "-c",
+                         "exec 3> >(true); wait $!; exec " HEALTHCTL " watch " +
+                             options + " >&3"});
+        EXPECT_EQ(watcher.wait(), 0) << watcher.errors();
+    }
+}
+
 TEST_F(HealthctlWatch, FailsAtOnceWhenItCannotWrite)
 {
     Process watcher({"sh", "-c", HEALTHCTL " watch >/dev/full"});

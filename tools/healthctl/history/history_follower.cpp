@@ -38,6 +38,8 @@ HistoryFollower::HistoryFollower(sd_bus* bus, services::EventLoop& loop,
         readOn();
     })
 {
+    // The reader may be gone before the loop runs.
+    endWithReader();
     match(std::string("type='signal',sender='") + host::historyService +
           "',path='" + host::historyPath + "',interface='" +
           host::historyInterface + "',member='" + host::historyRecorded + "'");

@@ -63,4 +63,15 @@ ImmediateEnd::~ImmediateEnd()
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
+void endWithReader()
+{
+    std::signal(SIGPIPE, [](int) {
+        std::_Exit(EXIT_SUCCESS);
+    });
+    sigset_t ending;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGPIPE);
+    pthread_sigmask(SIG_UNBLOCK, &ending, nullptr);
+}
+
 } // namespace healthintf::healthctl

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/** @file The signals that end "healthctl watch". */
+/** @file The signals that end "healthctl watch" and "history --follow". */
 
 #include <csignal>
 #include <vector>
@@ -31,5 +31,9 @@ class ImmediateEnd
   private:
     sigset_t before{};
 };
+
+/** From now on a write to a pipe that nobody reads ends the process with 0,
+ * also when the parent process has it ignore SIGPIPE. */
+void endWithReader();
 
 } // namespace healthintf::healthctl

@@ -69,6 +69,8 @@ LineWatcher::LineWatcher(const Context& context, const WatchFilter& filter,
         write(changes);
     })
 {
+    // The reader may be gone before the loop runs.
+    endWithReader();
     writeBeginning();
     write(follower.tree().silence());
 }

@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <array>
 #include <csignal>
 #include <cstdlib>
 
@@ -67,6 +70,21 @@ TEST(EndingSignals, AreBlockedAgainAfterwards)
         std::_Exit(1);
     };
     EXPECT_EXIT(goOn(), testing::ExitedWithCode(1), "");
+}
+
+TEST(EndingSignals, AreFollowedByTheEndOfTheReader)
+{
+    const auto write = [] {
+        std::array<int, 2> ends{};
+        ASSERT_EQ(pipe(ends.data()), 0);
+        close(ends[0]);
+        std::signal(SIGPIPE, SIG_IGN);
+        block(SIGPIPE);
+        endWithReader();
+        const bool written = ::write(ends[1], "x", 1) == 1;
+        std::_Exit(written ? 1 : 2);
+    };
+    EXPECT_EXIT(write(), testing::ExitedWithCode(0), "");
 }
 
 TEST(EndingSignals, DoNotEndAProcessThatIgnoresThem)
