@@ -129,6 +129,8 @@ TEST_F(Acknowledging, RequiresACommentOrNone)
               "--withdraw takes no --comment"},
              {{"ack", name, "--comment", "two\nlines"},
               "a comment must be one line"},
+             {{"ack", name, "--comment", "\xFF"},
+              "a comment must be one line of printable UTF-8"},
              {{"ack", name, "--comment", std::string(513, 'x')},
               "the comment has 513 bytes, more than 512"},
              {{"ack"}, "FAULT is required"}})

@@ -179,6 +179,9 @@ TEST_F(Silencing, RequiresOneTargetALengthAndAComment)
              {{"silence", "add", "--sensor-number", "7", "--for", "2h",
                "--comment", "two\nlines"},
               "a comment must be one line of printable"},
+             {{"silence", "add", "--sensor-number", "7", "--for", "2h",
+               "--comment", "\xFF"},
+              "a comment must be one line of printable UTF-8"},
              {{"silence", "end", "x"}, "\"x\" is no number"},
              {{"silence"}, "subcommand is required"}})
     {

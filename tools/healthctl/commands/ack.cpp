@@ -7,6 +7,7 @@
 #include "../model/fault_name.hpp"
 #include "../output/line_output.hpp"
 #include "../source/health_source.hpp"
+#include "arguments.hpp"
 
 #include <nlohmann/json.hpp>
 #include <systemd/sd-bus.h>
@@ -46,7 +47,8 @@ void callFor(const Fault& fault, const AckOptions& options)
     {
         host::checkBus(
             "sd_bus_message_append",
-            sd_bus_message_append(call.get(), "s", options.comment.c_str()));
+            sd_bus_message_append(call.get(), "s",
+                                  givenComment(options.comment).c_str()));
     }
     try
     {

@@ -2,9 +2,11 @@
 #include "arguments.hpp"
 
 #include "../choices.hpp"
+#include "../error.hpp"
 #include "../time_argument.hpp"
 
 #include <hmi_health_value.hpp>
+#include <platform/utf8.hpp>
 
 #include <ctime>
 
@@ -47,6 +49,16 @@ void addSeverities(CLI::App& command, std::set<uint32_t>& chosen)
         {"unknown", health_namespace::healthUnknown}};
     addChoices(command, "-s,--severity", chosen, words,
                "critical, warning, OK or unknown; repeatable");
+}
+
+const std::string& givenComment(const std::string& text)
+{
+    if (!isUtf8(text))
+    {
+        throw Error(ExitCode::usage, "a comment must be one line of printable "
+                                     "UTF-8 characters");
+    }
+    return text;
 }
 
 uint32_t givenSpan(const std::string& text)

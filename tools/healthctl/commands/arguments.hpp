@@ -60,6 +60,13 @@ Period readPeriod(const PeriodOptions& options);
  *
  *  @param[in,out] chosen must live until the command line is parsed */
 void addSeverities(CLI::App& command, std::set<uint32_t>& chosen);
+
+/** The text of an option that is for people to read; whether it may be a
+ *  comment otherwise, healthmgr says.
+ *
+ *  @throws Error when D-Bus cannot carry it */
+const std::string& givenComment(const std::string& text);
+
 /** The length of time that an option names, in seconds.
  *
  *  @throws Error when that is none */

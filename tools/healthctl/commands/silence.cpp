@@ -70,7 +70,7 @@ uint64_t callAdd(const HideTarget& target, uint32_t seconds,
     host::MemberWriter members(call.get());
     addTarget(members, target);
     members.add(member::seconds, "u", seconds);
-    members.add(member::comment, comment);
+    members.add(member::comment, givenComment(comment));
     members.finish();
     const MessagePtr answer = replyOrUsage(client, addSilenceMethod, call);
     return client.parse([&answer] {
