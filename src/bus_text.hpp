@@ -10,8 +10,9 @@
 namespace health_namespace::details
 {
 
-/** Whether a text is UTF-8 without NUL. sd-bus fails on any other text while a
- *  message is built, and a bus daemon disconnects a client that sends one. */
+/** Whether a text is UTF-8 without NUL and noncharacters. sd-bus fails on any
+ *  other text while a message is built; a bus daemon disconnects a client that
+ *  sends one, but for noncharacters. */
 bool isBusText(std::string_view text);
 
 /** Checks the texts of one message, each by itself and their total size: a bus

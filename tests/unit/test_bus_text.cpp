@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bus_text.hpp"
+#include "direct_connection.hpp"
 
 #include <gtest/gtest.h>
+#include <systemd/sd-bus.h>
 
+#include <array>
+#include <cstdint>
 #include <ios>
 #include <stdexcept>
 #include <string>
@@ -22,8 +26,8 @@ TEST(BusText, TakesWellFormedText)
     EXPECT_TRUE(isBusText("\x01\x7f"));
     EXPECT_TRUE(isBusText("\xC2\x80 \xDF\xBF"));
     EXPECT_TRUE(isBusText("\xE0\xA0\x80 \xED\x9F\xBF \xEE\x80\x80"));
-    EXPECT_TRUE(isBusText("\xEF\xBF\xBF"));
-    EXPECT_TRUE(isBusText("\xF0\x90\x80\x80 \xF4\x8F\xBF\xBF"));
+    EXPECT_TRUE(isBusText("\xEF\xBF\xBD"));
+    EXPECT_TRUE(isBusText("\xF0\x90\x80\x80 \xF4\x8F\xBF\xBD"));
 }
 
 TEST(BusText, ChecksEveryByteOfALongText)
@@ -89,6 +93,50 @@ TEST(BusText, TakesTheSecondBytesThatUnicodeAllows)
             text += first < 0xE0 ? "" : first < 0xF0 ? "\x80" : "\x80\x80";
             EXPECT_EQ(isBusText(text), second >= lowest && second <= highest)
                 << std::hex << first << " " << second;
+        }
+    }
+}
+
+/** A number as UTF-8 would encode it, whether or not it is a character's. */
+std::string encode(uint32_t code)
+{
+    constexpr std::array<uint32_t, 4> heads{0, 0xC0, 0xE0, 0xF0};
+    const uint32_t further = code < 0x80      ? 0
+                             : code < 0x800   ? 1
+                             : code < 0x10000 ? 2
+                                              : 3;
+    std::string text(
+        1, static_cast<char>(heads.at(further) | code >> (6 * further)));
+    for (uint32_t left = further; left-- > 0;)
+    {
+        text += static_cast<char>(0x80 | (code >> (6 * left) & 0x3F));
+    }
+    return text;
+}
+
+/** Whether sd-bus takes a text into a message. */
+bool isTaken(sd_bus* bus, const std::string& text)
+{
+    sd_bus_message* raw = nullptr;
+    EXPECT_GE(sd_bus_message_new_signal(bus, &raw, "/a", "a.b", "C"), 0);
+    const healthintf::test::MessagePtr message(raw);
+    return sd_bus_message_append_basic(raw, 's', text.c_str()) >= 0;
+}
+
+TEST(BusText, IsWhatTheBusTakes)
+{
+    healthintf::test::DirectConnection connection;
+    constexpr uint32_t planeSize = 0x10000;
+    constexpr uint32_t planes = 0x12;
+    // All of the first plane, and the end of each further one.
+    constexpr uint32_t end = 0x100;
+    for (uint32_t code = 1; code < planes * planeSize; ++code)
+    {
+        if (code < planeSize || code % planeSize >= planeSize - end)
+        {
+            const std::string text = encode(code);
+            ASSERT_EQ(isBusText(text), isTaken(connection.peer(), text))
+                << std::hex << code;
         }
     }
 }

@@ -338,6 +338,9 @@ TEST_F(FaultAddition, RefusesTextsThatTheBusCannotCarry)
                               "hmi_fault_health.#.addFault: MessageID is not "
                               "UTF-8 text without NUL"),
               2u);
+    EXPECT_EQ(object->addFault(ok, ok, {"\uFDD0"}, ok, ok, 1, 1, ok, 1, ok, 0),
+              4)
+        << "a noncharacter";
     EXPECT_EQ(object->addFault(ok, ok, none, ok, bad, 1, 1, ok, 1, ok, 0), 0)
         << "the subsystem is not used";
 }

@@ -64,8 +64,8 @@ TEST(FirstCharacter, MayBeTheLastOfEachLength)
 {
     EXPECT_EQ(validBytes("\x7F"), 1u);
     EXPECT_EQ(validBytes("\xDF\xBF"), 2u);
-    EXPECT_EQ(validBytes("\xEF\xBF\xBF"), 3u);
-    EXPECT_EQ(validBytes("\xF4\x8F\xBF\xBF"), 4u);
+    EXPECT_EQ(validBytes("\xEF\xBF\xBD"), 3u);
+    EXPECT_EQ(validBytes("\xF4\x8F\xBF\xBD"), 4u);
 }
 
 TEST(FirstCharacter, IsNotValidWithInvalidBytes)
@@ -90,6 +90,20 @@ TEST(FirstCharacter, IsNoSurrogateNorTooLarge)
     EXPECT_FALSE(firstCharacter("\xED\xA0\x80").valid);
     EXPECT_FALSE(firstCharacter("\xED\xBF\xBF").valid);
     EXPECT_FALSE(firstCharacter("\xF4\x90\x80\x80").valid);
+}
+
+TEST(FirstCharacter, IsNoNoncharacter)
+{
+    for (const char* text :
+         {"\uFDD0", "\uFDEF", "\uFFFE", "\uFFFF", "\U0001FFFE", "\U0010FFFF"})
+    {
+        EXPECT_FALSE(firstCharacter(text).valid) << text;
+    }
+    for (const char* text : {"\uFDCF", "\uFDF0", "\uFFFD", "\U00010000",
+                             "\U0001FFFD", "\U0001FDD0"})
+    {
+        EXPECT_TRUE(firstCharacter(text).valid) << text;
+    }
 }
 
 TEST(TruncateUtf8, KeepsAShortText)

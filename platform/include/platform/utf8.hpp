@@ -18,8 +18,8 @@ struct Character
     std::string_view bytes;
     /** Its number in Unicode. */
     uint32_t code;
-    /** False for a byte that is not part of well-formed UTF-8; each such byte
-     *  counts as one character. */
+    /** False for a byte that is not part of a character in well-formed UTF-8;
+     *  each such byte counts as one character. */
     bool valid;
 };
 
@@ -38,12 +38,22 @@ constexpr std::size_t lengthBy(unsigned char first)
     return first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
 }
 
+/** Whether Unicode keeps a number from ever being a character's. sd-bus fails
+ *  on a message with one, although others carry it. */
+constexpr bool isNoncharacter(uint32_t code)
+{
+    constexpr uint32_t lastOfPlane = 0xFFFE;
+    return (code >= 0xFDD0 && code <= 0xFDEF) ||
+           (code & lastOfPlane) == lastOfPlane;
+}
+
 /** Whether a number is a character's and is encoded in so many bytes. */
 constexpr bool isCharacter(uint32_t code, std::size_t length)
 {
     constexpr std::array<uint32_t, 5> least{0, 0, 0x80, 0x800, 0x10000};
     const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
-    return code >= least.at(length) && code <= 0x10FFFF && !surrogate;
+    return code >= least.at(length) && code <= 0x10FFFF && !surrogate &&
+           !isNoncharacter(code);
 }
 
 /** Decodes the first character of a text.
@@ -100,7 +110,8 @@ constexpr std::string_view truncateUtf8(std::string_view text, std::size_t size)
     return text.substr(0, size);
 }
 
-/** Whether a text is well-formed UTF-8, which D-Bus and JSON can carry. */
+/** Whether a text is well-formed UTF-8 without noncharacters, which D-Bus and
+ *  JSON can carry. */
 constexpr bool isUtf8(std::string_view text)
 {
     bool valid = true;

@@ -13,7 +13,7 @@ TEST(Printable, LeavesOrdinaryTextUnchanged)
     for (const char* text :
          {"", "Lüfter 7: 95 °C", "風扇", "\\x1b \"~\"", "\u00A0",
           "\u061B\u061D", "\u200B\u200D\u2010", "\u2027\u202F", "\u2065\u206A",
-          "\uFFFD", "\U0001F600", "\U000DFFFF\U000E0080", "\U0010FFFF"})
+          "\uFFFD", "\U0001F600", "\U000DFFFD\U000E0080", "\U0010FFFD"})
     {
         EXPECT_EQ(printable(text), text);
     }
@@ -58,6 +58,7 @@ TEST(Printable, ReplacesInvalidUtf8)
     EXPECT_EQ(printable("a\xFF\xC3"), "a??");
     EXPECT_EQ(printable("\xE2\x82"), "??");
     EXPECT_EQ(printable("\xED\xA0\x80"), "???");
+    EXPECT_EQ(printable("d\uFFFFx"), "d???x");
     // U+202E and a line end in overlong encodings.
     EXPECT_EQ(printable("\xF0\x82\x80\xAE"), "????");
     EXPECT_EQ(printable("\xC0\x8A"), "??");

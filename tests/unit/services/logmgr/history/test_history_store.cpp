@@ -122,6 +122,18 @@ TEST_F(HistoryStoreTest, GivesDamagedTextsAsARecordMayHaveThem)
     EXPECT_THAT(found.fault.args, IsEmpty());
 }
 
+TEST_F(HistoryStoreTest, GivesTextsOfAnEarlierVersionAsTheBusCarriesThem)
+{
+    open();
+    add(makeRecord(Kind::appeared, 1));
+    store->commit();
+    Database(file).run("UPDATE records SET message = CAST(x'46EFB790' AS TEXT)"
+                       ", args = CAST(x'5B22EFBFBF225D' AS TEXT)");
+    const Record found = store->read({.limit = 1}).records.at(0);
+    EXPECT_EQ(found.fault.message, "F???");
+    EXPECT_THAT(found.fault.args, ElementsAre("???"));
+}
+
 TEST_F(HistoryStoreTest, CountsTheOccurrencesOfAFault)
 {
     open();

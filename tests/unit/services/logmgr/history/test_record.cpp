@@ -42,6 +42,9 @@ TEST(TrimText, ReplacesWhatIsNoUtf8)
     std::string text = "a\xff\u00e9";
     trimText(text);
     EXPECT_EQ(text, "a?\u00e9");
+    text = "a\ufdd0b";
+    trimText(text);
+    EXPECT_EQ(text, "a???b");
 }
 
 TEST(TrimFault, BoundsAllTextsAndArguments)
