@@ -68,6 +68,15 @@ bool isOfEarlierProcess(const FollowedFault& fault,
            fault.processStart != reporter.process.startTime;
 }
 
+/** Whether a record keeps an entry's path as it is. One that it cuts would
+ *  never be found again, and could take the place of another one. */
+bool keepsWhole(const std::string& entry)
+{
+    std::string kept = entry;
+    trimText(kept);
+    return kept == entry;
+}
+
 /** A component's faults in a process. */
 std::pair<std::string, uint32_t> groupOf(const Fault& fault)
 {
@@ -89,6 +98,13 @@ FaultFollower::FaultFollower(HistoryWriter& writer,
 {
     for (FollowedFault& fault : followed)
     {
+        const Fault& known = fault.appeared.fault;
+        if (open.contains({known.entry, known.user}))
+        {
+            // Nobody would ever end it, and its record would stay for good.
+            writer.forget(fault);
+            continue;
+        }
         // Whatever the data cache does not have now has ended.
         Key key = keyOf(fault.appeared.fault);
         insert(std::move(key),
@@ -177,7 +193,8 @@ bool FaultFollower::admits(uint32_t user)
 void FaultFollower::appear(FollowedFault fault,
                            std::optional<nanoseconds> since)
 {
-    if (admits(fault.appeared.fault.user))
+    const Fault& known = fault.appeared.fault;
+    if (keepsWhole(known.entry) && admits(known.user))
     {
         // The writer may cut the texts, by which it would not be found again.
         Key key = keyOf(fault.appeared.fault);

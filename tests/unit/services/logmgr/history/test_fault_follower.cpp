@@ -360,6 +360,36 @@ TEST_F(FaultFollowerTest, TellsWhoseComponentLostItsMonitorAndWhoHasItAgain)
     EXPECT_THAT(kinds(), ElementsAre(Kind::monitorLost, Kind::cleared));
 }
 
+TEST_F(FaultFollowerTest, IgnoresAnEntryWhosePathARecordCannotKeep)
+{
+    start();
+    Fault fault = makeFault();
+    fault.entry = fan + "/entry/";
+    fault.entry.resize(longestText + 1, 'A');
+    follower->takeAdded(me, fault, now);
+    follower->takeAdded(me, fault, now);
+    EXPECT_THAT(kinds(), IsEmpty());
+    EXPECT_EQ(follower->size(), 0U);
+    fault.entry.pop_back();
+    follower->takeAdded(me, fault, now);
+    EXPECT_THAT(kinds(), ElementsAre(Kind::appeared));
+}
+
+TEST_F(FaultFollowerTest, ForgetsAtItsStartWhatHasNoPlaceOfItsOwn)
+{
+    start();
+    FollowedFault lasting;
+    lasting.appeared = makeRecord(Kind::appeared, 1);
+    for (int i = 0; i < 3; ++i)
+    {
+        writer->addAppearance(lasting);
+    }
+    start();
+    EXPECT_THAT(kinds(), ElementsAre(Kind::withdrawn));
+    EXPECT_EQ(follower->size(), 0U);
+    EXPECT_THAT(store->followed(), IsEmpty());
+}
+
 TEST_F(FaultFollowerTest, FollowsOnlySoManyFaultsOfAUser)
 {
     start();
