@@ -4,7 +4,6 @@
 #include "config_table.hpp"
 
 #include <cerrno>
-#include <cstddef>
 #include <cstring>
 #include <fstream>
 #include <system_error>
@@ -25,9 +24,10 @@ toml::table parseToml(std::string_view text, const std::string& name)
     }
 }
 
-std::string readConfigFile(const std::filesystem::path& file)
+std::string readConfigFile(const std::filesystem::path& file,
+                           std::size_t mostMebibytes)
 {
-    constexpr std::size_t most = 1 << 20;
+    const std::size_t most = mostMebibytes << 20U;
     const auto fail = [&](const std::string& cause) {
         throw ConfigError(file.string() + ": unable to read it: " + cause);
     };
@@ -48,7 +48,7 @@ std::string readConfigFile(const std::filesystem::path& file)
     content.resize(static_cast<std::size_t>(stream.gcount()));
     if (content.size() > most)
     {
-        fail("it has more than 1 MiB");
+        fail("it has more than " + std::to_string(mostMebibytes) + " MiB");
     }
     return content;
 }

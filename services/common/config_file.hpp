@@ -5,6 +5,7 @@
 
 #include <toml++/toml.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -20,9 +21,11 @@ toml::table parseToml(std::string_view text, const std::string& name);
 
 /** Reads a configuration file.
  *
- *  @throws ConfigError when it cannot be read, is no regular file, or has more
- *          than 1 MiB */
-std::string readConfigFile(const std::filesystem::path& file);
+ *  @param[in] mostMebibytes how large it may be
+ *  @throws ConfigError when it cannot be read, is no regular file, or is
+ *          larger */
+std::string readConfigFile(const std::filesystem::path& file,
+                           std::size_t mostMebibytes = 1);
 
 /** A configuration's text, and the name for its errors. */
 struct ConfigText

@@ -5,6 +5,7 @@
 #include "../common/service_log.hpp"
 #include "config_manager/replace_file.hpp"
 
+#include <cstddef>
 #include <sstream>
 #include <system_error>
 #include <utility>
@@ -15,6 +16,15 @@ namespace healthintf::healthmgr
 namespace fs = std::filesystem;
 namespace log = services::log;
 using services::ConfigTable;
+
+namespace
+{
+
+/** How large a file may be: more than the longest texts that healthmgr keeps,
+ *  with six characters for each byte. */
+constexpr std::size_t mostMebibytes = 4;
+
+} // namespace
 
 void forEachTable(const toml::table& root, const std::string& file,
                   const char* name,
@@ -39,8 +49,12 @@ void forEachTable(const toml::table& root, const std::string& file,
 
 std::string formatToml(const toml::table& root)
 {
+    // Without literal and multi-line strings: they cannot hold every text, and
+    // the library writes some of them so that it cannot read them again.
+    constexpr auto flags = toml::format_flags::allow_unicode_strings |
+                           toml::format_flags::indentation;
     std::ostringstream text;
-    text << root << '\n';
+    text << toml::toml_formatter(root, flags) << '\n';
     return text.str();
 }
 
@@ -66,7 +80,7 @@ void KeptFile::readOrSetAside(
     }
     try
     {
-        take(services::readConfigFile(path));
+        take(services::readConfigFile(path, mostMebibytes));
     }
     catch (const services::ConfigError& e)
     {

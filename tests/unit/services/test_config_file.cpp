@@ -45,6 +45,19 @@ TEST(ConfigFile, MayHaveOneMebibyte)
               file + ": unable to read it: it has more than 1 MiB");
 }
 
+TEST(ConfigFile, MayHaveWhatItsReaderAllows)
+{
+    const test::TemporaryFolder folder;
+    constexpr std::size_t two = 2;
+    const std::string most(two << 20U, '#');
+    EXPECT_EQ(readConfigFile(folder.write("most", most), two), most);
+    const std::string file = folder.write("more", most + "#");
+    EXPECT_EQ(test::catchConfigError([&] {
+                  readConfigFile(file, two);
+              }),
+              file + ": unable to read it: it has more than 2 MiB");
+}
+
 TEST(ConfigFile, IsRefusedWhenItIsNoRegularFile)
 {
     const test::TemporaryFolder folder;

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "config_refusal.hpp"
+#include "kept_file.hpp"
+#include "node_key.hpp"
 #include "raised_fault_file.hpp"
+#include "raised_faults.hpp"
+#include "temporary_folder.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -41,6 +45,28 @@ TEST(RaisedFaultFile, KeepsWhatIsKnownOfEachFault)
     const RaisedFaultMap faults{{key, {endless, ending}},
                                 {key + "/motor", {ending}}};
     EXPECT_EQ(parseRaisedFaults(formatRaisedFaults(faults), "file"), faults);
+}
+
+TEST(RaisedFaultFile, IsReadAgainWithAsMuchTextAsThereMayBe)
+{
+    const RaisedFault longest{
+        .message = "M",
+        .arguments = {std::string(RaisedFaults::mostText, '\x01')},
+        .sensorPath = "/s",
+        .end = std::chrono::seconds(static_cast<int64_t>(mostExact))};
+    RaisedFaultMap faults;
+    for (std::size_t i = 0; i < RaisedFaults::most; ++i)
+    {
+        const std::string number = std::to_string(i);
+        faults[std::string(maxKey - number.size(), 'k') + number] = {longest};
+    }
+    const test::TemporaryFolder folder;
+    KeptFile file(folder.path() / "kept.toml", "the raised faults");
+    file.noteChange();
+    file.save([&faults] {
+        return formatRaisedFaults(faults);
+    });
+    EXPECT_TRUE(file.read(parseRaisedFaults) == faults);
 }
 
 TEST(RaisedFaultFile, MayBeWithoutFaults)
