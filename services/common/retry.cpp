@@ -29,10 +29,14 @@ void Retry::request()
 
 void Retry::attempt()
 {
-    if (paused)
+    if (!paused)
     {
-        return;
+        insist();
     }
+}
+
+void Retry::insist()
+{
     if (tryWork())
     {
         failingSince.reset();

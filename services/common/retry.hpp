@@ -38,6 +38,10 @@ class Retry
     /** Does the work at once, unless there is a pause. */
     void attempt();
 
+    /** Does the work at once, even in a pause, which a failure does not
+     *  lengthen. */
+    void insist();
+
     /** Counts a failure that was found after the work had returned. */
     void fail();
 

@@ -106,6 +106,10 @@ AcknowledgementRequests::AcknowledgementRequests(
     users(users), acknowledgements(acknowledgements),
     interface(connection.bus(), host::healthmgrPath,
               host::acknowledgementsInterface, table(), this),
+    saving(loop,
+           [this] {
+               return this->acknowledgements.save();
+           }),
     looking(loop.onceLater([this] {
         looksSoon = false;
         removeGone();
@@ -201,7 +205,7 @@ void AcknowledgementRequests::removeGone()
 /** Writes the file and sets the time of the next look, after any change. */
 void AcknowledgementRequests::settle()
 {
-    acknowledgements.save();
+    saving.insist();
     listen();
     if (!acknowledgements.all().empty() && !looksSoon)
     {

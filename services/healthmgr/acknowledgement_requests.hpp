@@ -5,6 +5,7 @@
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
+#include "../common/retry.hpp"
 #include "../common/subscription.hpp"
 #include "acknowledgements.hpp"
 #include "peer_users.hpp"
@@ -57,6 +58,8 @@ class AcknowledgementRequests
     PeerUsers& users;
     Acknowledgements& acknowledgements;
     sdbusplus::server::interface_t interface;
+    /** Writes the file, again and again if that fails. */
+    services::Retry saving;
     services::EventSource looking;
     /** Whether it was asked for by an event. */
     bool looksSoon = false;

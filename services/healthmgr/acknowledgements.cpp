@@ -99,9 +99,9 @@ std::vector<Acknowledgements::ByPath> Acknowledgements::removeGone()
     return gone;
 }
 
-void Acknowledgements::save()
+bool Acknowledgements::save()
 {
-    file.save([this] {
+    return file.save([this] {
         return formatAcknowledgements(acknowledgements);
     });
 }

@@ -72,8 +72,10 @@ class Acknowledgements
     }
 
     /** Writes the changes to the file. A failure is logged, and the next call
-     *  tries it again. */
-    void save();
+     *  tries it again.
+     *
+     *  @return whether the file has all changes */
+    bool save();
 
   private:
     bool hasRoom(uint32_t user) const;

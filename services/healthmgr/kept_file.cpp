@@ -90,11 +90,11 @@ void KeptFile::readOrSetAside(
     }
 }
 
-void KeptFile::save(const std::function<std::string()>& format)
+bool KeptFile::save(const std::function<std::string()>& format)
 {
     if (!changed || path.empty())
     {
-        return;
+        return true;
     }
     try
     {
@@ -113,6 +113,7 @@ void KeptFile::save(const std::function<std::string()>& format)
                         content, e.what());
         }
     }
+    return !changed;
 }
 
 } // namespace healthintf::healthmgr

@@ -67,11 +67,12 @@ class KeptFile
         changed = true;
     }
 
-    /** Writes the file if there was a change. A failure is logged, and the next
-     *  call tries it again.
+    /** Writes the file if there was a change. The first failure is logged, and
+     *  the next call tries it again.
      *
-     *  @param[in] format returns the file's text */
-    void save(const std::function<std::string()>& format);
+     *  @param[in] format returns the file's text
+     *  @return whether the file has all changes */
+    bool save(const std::function<std::string()>& format);
 
   private:
     void readOrSetAside(

@@ -118,7 +118,14 @@ RaisedFaults::RaisedFaults(services::EventLoop& loop, HostedNodes& nodes,
                            fs::path path) :
     nodes(nodes),
     file(std::move(path), "the raised faults"),
-    faults(file.read(parseRaisedFaults)), timer(loop.onceLater([this] {
+    faults(file.read(parseRaisedFaults)),
+    saving(loop,
+           [this] {
+               return file.save([this] {
+                   return formatRaisedFaults(faults);
+               });
+           }),
+    timer(loop.onceLater([this] {
         endExpired();
     }))
 {
@@ -369,9 +376,7 @@ bool RaisedFaults::giveUp(const std::string& key)
 void RaisedFaults::save()
 {
     file.noteChange();
-    file.save([this] {
-        return formatRaisedFaults(faults);
-    });
+    saving.insist();
 }
 
 /** Lets the loop wake up when the next fault ends. */

@@ -5,6 +5,7 @@
  *  place. */
 
 #include "../common/event_loop.hpp"
+#include "../common/retry.hpp"
 #include "hosted_faults.hpp"
 #include "hosted_nodes.hpp"
 #include "kept_file.hpp"
@@ -80,6 +81,8 @@ class RaisedFaults : public HostedFaults
     HostedNodes& nodes;
     KeptFile file;
     RaisedFaultMap faults;
+    /** Writes the file, again and again if that fails. */
+    services::Retry saving;
     services::EventSource timer;
 };
 

@@ -151,6 +151,10 @@ SilenceRequests::SilenceRequests(services::Connection& connection,
     silences(silences), faults(connection, loop, silences),
     interface(connection.bus(), host::healthmgrPath, host::silencesInterface,
               table(), this),
+    saving(loop,
+           [this] {
+               return this->silences.save();
+           }),
     looking(loop.onceLater([this] {
         look();
     }))
@@ -238,7 +242,7 @@ void SilenceRequests::finish(const Silence& silence, const Members& ended)
 /** Writes the file and sets the time of the next look, after any change. */
 void SilenceRequests::settle()
 {
-    silences.save();
+    saving.insist();
     if (const auto next = silences.untilNext())
     {
         services::EventLoop::after(looking,

@@ -5,6 +5,7 @@
 
 #include "../common/connection.hpp"
 #include "../common/event_loop.hpp"
+#include "../common/retry.hpp"
 #include "peer_users.hpp"
 #include "silenced_faults.hpp"
 #include "silences.hpp"
@@ -55,6 +56,8 @@ class SilenceRequests
     Silences& silences;
     SilencedFaults faults;
     sdbusplus::server::interface_t interface;
+    /** Writes the file, again and again if that fails. */
+    services::Retry saving;
     services::EventSource looking;
 };
 

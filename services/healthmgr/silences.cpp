@@ -126,10 +126,10 @@ SilenceMap Silences::withPresentEnds() const
     return silences;
 }
 
-void Silences::save()
+bool Silences::save()
 {
     followClock();
-    file.save([this] {
+    return file.save([this] {
         return formatSilences(kept);
     });
 }

@@ -78,8 +78,10 @@ class Silences
     }
 
     /** Writes the changes to the file, and the ends by the time of day if the
-     *  clock was set. A failure is logged, and the next call tries it again. */
-    void save();
+     *  clock was set. A failure is logged, and the next call tries it again.
+     *
+     *  @return whether the file has all changes */
+    bool save();
 
   private:
     void carryOverBoot(Silence& silence);

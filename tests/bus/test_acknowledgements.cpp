@@ -2,8 +2,10 @@
 /** @file Faults that operators acknowledge, with a real healthmgr and real
  *  daemons. */
 
+#include "blocked_file.hpp"
 #include "cache_view.hpp"
 #include "component.hpp"
+#include "file_content.hpp"
 #include "managed_tree.hpp"
 #include "operator_records.hpp"
 
@@ -12,7 +14,9 @@
 
 #include <unistd.h>
 
+#include <cstdlib>
 #include <ctime>
+#include <filesystem>
 
 namespace healthintf::test
 {
@@ -149,6 +153,23 @@ TEST_F(AcknowledgementsOnBus, StayOverARestartOfTheManager)
     manager->kill();
     startManager();
     EXPECT_EQ(interface.list(), before);
+}
+
+TEST_F(AcknowledgementsOnBus, StayWithdrawnAfterAFullDisk)
+{
+    const std::filesystem::path file =
+        std::filesystem::path(getenv("HEALTHINTF_RUNTIME_DIR")) / "healthmgr" /
+        "acknowledgements.toml";
+    acknowledge(entry);
+    EXPECT_THAT(readContent(file), HasSubstr(entry));
+    const BlockedFile blocked(file);
+    withdraw(entry);
+    EXPECT_THAT(readContent(file), HasSubstr(entry));
+    blocked.free();
+    EXPECT_TRUE(blocked.loses(entry));
+    manager->kill();
+    startManager();
+    EXPECT_THAT(interface.list(), IsEmpty());
 }
 
 TEST_F(AcknowledgementsOnBus, GoWhenTheFaultWentWithoutAManager)

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 /** @file Faults that an operator raises, held by a real healthmgr. */
 
+#include "blocked_file.hpp"
 #include "cache_view.hpp"
 #include "component.hpp"
+#include "file_content.hpp"
 #include "history_client.hpp"
 #include "managed_tree.hpp"
 
@@ -375,6 +377,22 @@ TEST_F(RaisedFault, EndsAtTheNextStartWhenItsTimeHasPassed)
         return recordedFaults().empty();
     });
     EXPECT_EQ(clear(key), std::nullopt);
+}
+
+TEST_F(RaisedFault, StaysClearedAfterAFullDisk)
+{
+    startManager();
+    EXPECT_EQ(raise({.key = key}), "");
+    const BlockedFile blocked(file());
+    EXPECT_EQ(clear(key), 1u);
+    EXPECT_THAT(readContent(file()), HasSubstr(key));
+    blocked.free();
+    EXPECT_TRUE(blocked.loses(key));
+    EXPECT_THAT(manager->errors(),
+                HasSubstr("unable to write the raised faults"));
+    endManager(SIGKILL);
+    startManager();
+    EXPECT_EQ(clear(""), std::nullopt);
 }
 
 TEST_F(RaisedFault, IsForgottenWithADamagedFile)

@@ -2,8 +2,10 @@
 /** @file Faults that operators silence for a time, with a real healthmgr and
  *  real daemons. */
 
+#include "blocked_file.hpp"
 #include "cache_view.hpp"
 #include "component.hpp"
+#include "file_content.hpp"
 #include "managed_tree.hpp"
 #include "operator_records.hpp"
 
@@ -127,6 +129,12 @@ class SilencesOnBus : public ManagedTree
         });
         client.catchUp();
         client.updates.clear();
+    }
+
+    static std::filesystem::path file()
+    {
+        return std::filesystem::path(getenv("HEALTHINTF_STATE_DIR")) /
+               "healthmgr" / "silences.toml";
     }
 
     /** The reports of trouble since waitUntilHidden(). */
@@ -402,15 +410,25 @@ TEST_F(SilencesOnBus, AreForgottenBesideADamagedFileWhichIsSetAside)
 {
     add(component);
     manager->kill();
-    const std::filesystem::path file =
-        std::filesystem::path(getenv("HEALTHINTF_STATE_DIR")) / "healthmgr" /
-        "silences.toml";
-    ASSERT_TRUE(exists(file));
-    std::ofstream(file) << "damaged";
+    ASSERT_TRUE(exists(file()));
+    std::ofstream(file()) << "damaged";
     startReporting();
     EXPECT_THAT(silences.list(), IsEmpty());
     EXPECT_THAT(manager->errors(), HasSubstr("the silences cannot be read"));
-    EXPECT_TRUE(exists(std::filesystem::path(file.string() + ".damaged")));
+    EXPECT_TRUE(exists(std::filesystem::path(file().string() + ".damaged")));
+}
+
+TEST_F(SilencesOnBus, StayEndedAfterAFullDisk)
+{
+    add(component);
+    EXPECT_THAT(readContent(file()), HasSubstr("a new fan comes"));
+    const BlockedFile blocked(file());
+    end(1);
+    EXPECT_THAT(readContent(file()), HasSubstr("a new fan comes"));
+    blocked.free();
+    EXPECT_TRUE(blocked.loses("a new fan comes"));
+    replaceManager();
+    EXPECT_THAT(silences.list(), IsEmpty());
 }
 
 TEST_F(SilencesOnBus, SendFewSignalsInAStormOfFaults)

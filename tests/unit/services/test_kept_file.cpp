@@ -27,9 +27,9 @@ class KeptFileTest : public testing::Test
         return text;
     }
 
-    static void saveText(KeptFile& kept, const std::string& text)
+    static bool saveText(KeptFile& kept, const std::string& text)
     {
-        kept.save([&text] {
+        return kept.save([&text] {
             return text;
         });
     }
@@ -48,10 +48,10 @@ TEST_F(KeptFileTest, IsReadAgainAsItWasWritten)
 
 TEST_F(KeptFileTest, IsWrittenOnlyAfterAChange)
 {
-    saveText(file, "text");
+    EXPECT_TRUE(saveText(file, "text"));
     EXPECT_FALSE(exists(path));
     file.noteChange();
-    saveText(file, "text");
+    EXPECT_TRUE(saveText(file, "text"));
     std::filesystem::remove(path);
     saveText(file, "text");
     EXPECT_FALSE(exists(path));
@@ -94,13 +94,13 @@ TEST_F(KeptFileTest, IsWrittenLaterWhenThatFailed)
     const auto blocked = folder.write("made", "no folder");
     file.noteChange();
     testing::internal::CaptureStderr();
-    saveText(file, "text");
-    saveText(file, "text");
+    EXPECT_FALSE(saveText(file, "text"));
+    EXPECT_FALSE(saveText(file, "text"));
     const std::string lines = testing::internal::GetCapturedStderr();
     EXPECT_THAT(lines, HasSubstr("unable to write the things"));
     EXPECT_EQ(lines.find('\n'), lines.size() - 1) << "once";
     std::filesystem::remove(blocked);
-    saveText(file, "text");
+    EXPECT_TRUE(saveText(file, "text"));
     EXPECT_EQ(file.read(parse), "text");
 }
 
@@ -126,7 +126,7 @@ TEST_F(KeptFileTest, IsNoneByDefault)
 {
     KeptFile none;
     none.noteChange();
-    saveText(none, "text");
+    EXPECT_TRUE(saveText(none, "text"));
     EXPECT_EQ(none.read(parse), "");
 }
 

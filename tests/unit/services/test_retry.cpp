@@ -78,6 +78,31 @@ TEST_F(RepeatedWork, IsDoneAtOnceWhenItCannotWaitForTheLoop)
     EXPECT_EQ(attempts.size(), 1U);
 }
 
+TEST_F(RepeatedWork, IsDoneInAPauseWhenItIsInsistedOn)
+{
+    failures = 2;
+    Retry retry = make(GrowingPause(hours(1), hours(1)));
+    retry.attempt();
+    retry.attempt();
+    EXPECT_EQ(attempts.size(), 1U);
+    retry.insist();
+    EXPECT_EQ(attempts.size(), 2U);
+    EXPECT_FALSE(retry.isProgressing(milliseconds(0)));
+    retry.insist();
+    EXPECT_EQ(attempts.size(), 3U);
+    EXPECT_TRUE(retry.isProgressing(milliseconds(0)));
+}
+
+TEST_F(RepeatedWork, KeepsItsPauseWhenItIsInsistedOnInVain)
+{
+    failures = 2;
+    Retry retry = make(GrowingPause(milliseconds(4), hours(1)));
+    retry.attempt();
+    retry.insist();
+    runUntilAttempted(3);
+    EXPECT_GE(attempts[2] - attempts[0], milliseconds(4));
+}
+
 TEST_F(RepeatedWork, IsTriedAgainAfterPausesThatGrow)
 {
     failures = 3;
