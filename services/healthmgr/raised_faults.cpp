@@ -132,8 +132,9 @@ RaisedFaults::RaisedFaults(services::EventLoop& loop, HostedNodes& nodes,
     std::erase_if(faults, [](const auto& each) {
         return !explainInvalidKey(each.first).empty();
     });
+    // Before any node is made for them: what is over is not announced anew.
+    endExpired();
     nodes.holdFor(this);
-    setTimer();
 }
 
 RaisedFaults::~RaisedFaults()

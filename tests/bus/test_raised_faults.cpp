@@ -25,6 +25,7 @@ namespace
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
@@ -393,6 +394,29 @@ TEST_F(RaisedFault, StaysClearedAfterAFullDisk)
     endManager(SIGKILL);
     startManager();
     EXPECT_EQ(clear(""), std::nullopt);
+}
+
+TEST_F(RaisedFault, IsNotAnnouncedAnewWhenItsTimeHasPassed)
+{
+    std::filesystem::create_directories(file().parent_path());
+    std::ofstream(file()) << "[[raised]]\ncomponent = '" << key
+                          << "'\nmessage = '" << missing
+                          << "'\narguments = ['pumpd', '0', '1']\n"
+                             "sensor = '/s'\nend = 0\n";
+    std::size_t announced = 0;
+    sd_bus_add_match(
+        client.get(), nullptr, "type='signal',member='FaultEntryAdded'",
+        [](sd_bus_message*, void* count, sd_bus_error*) {
+            ++*static_cast<std::size_t*>(count);
+            return 0;
+        },
+        &announced);
+    startManager();
+    EXPECT_EQ(clear(""), std::nullopt);
+    EXPECT_EQ(raise({.key = key, .sensor = "/t"}), "");
+    client.catchUp();
+    EXPECT_EQ(announced, 1U) << "only the other one";
+    EXPECT_THAT(readContent(file()), Not(HasSubstr("end")));
 }
 
 TEST_F(RaisedFault, IsForgottenWithADamagedFile)
