@@ -20,13 +20,23 @@ constexpr const char* columns =
 
 using Args = std::vector<std::string>;
 
+/** Stands before each argument. The texts of a record are UTF-8, which has no
+ *  such byte, so none has to be written in a longer way. */
+constexpr char argumentMark = '\xFF';
+
 std::string encodeArgs(const Args& args)
 {
-    return nlohmann::json(args).dump(-1, ' ', false,
-                                     nlohmann::json::error_handler_t::replace);
+    std::string text;
+    for (const std::string& each : args)
+    {
+        text += argumentMark + each;
+    }
+    return text;
 }
 
-Args decodeArgs(const std::string& text)
+/** Reads arguments as a JSON array: earlier versions of this program wrote
+ *  them so. */
+Args decodeJsonArgs(const std::string& text)
 {
     const auto read = nlohmann::json::parse(text, nullptr, false);
     Args args;
@@ -37,6 +47,23 @@ Args decodeArgs(const std::string& text)
             args.push_back(each.is_string() ? each.get<std::string>()
                                             : std::string());
         }
+    }
+    return args;
+}
+
+Args decodeArgs(const std::string& text)
+{
+    if (!text.starts_with(argumentMark))
+    {
+        return decodeJsonArgs(text);
+    }
+    Args args;
+    for (std::size_t begin = 1; begin <= text.size();)
+    {
+        const std::size_t end =
+            std::min(text.find(argumentMark, begin), text.size());
+        args.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
     }
     return args;
 }

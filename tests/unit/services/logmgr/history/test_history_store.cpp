@@ -134,6 +134,32 @@ TEST_F(HistoryStoreTest, GivesTextsOfAnEarlierVersionAsTheBusCarriesThem)
     EXPECT_THAT(found.fault.args, ElementsAre("???"));
 }
 
+TEST_F(HistoryStoreTest, StoresEachTextInItsOwnSize)
+{
+    open();
+    Fault fault = makeFault();
+    fault.args.assign(mostArguments, std::string(longestText, '\x01'));
+    fault.args[0] = "";
+    constexpr uint64_t records = 40;
+    for (uint64_t i = 0; i < records; ++i)
+    {
+        add(makeRecord(Kind::appeared, 1, fault));
+    }
+    store->commit();
+    EXPECT_LT(store->bytes(), records * (mostArguments + 4) * longestText);
+    EXPECT_EQ(store->read({.limit = 1}).records.at(0).fault.args, fault.args);
+}
+
+TEST_F(HistoryStoreTest, ReadsArgumentsAsEarlierVersionsWroteThem)
+{
+    open();
+    add(makeRecord(Kind::appeared, 1));
+    store->commit();
+    Database(file).run(R"(UPDATE records SET args = '["Fan \"1\"","","2"]')");
+    EXPECT_THAT(store->read({.limit = 1}).records.at(0).fault.args,
+                ElementsAre("Fan \"1\"", "", "2"));
+}
+
 TEST_F(HistoryStoreTest, CountsTheOccurrencesOfAFault)
 {
     open();
