@@ -185,6 +185,15 @@ const std::string insertRow =
     "INSERT INTO records VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, "
     "?, ?, ?, ?, ?)";
 
+// The cast counts bytes, not characters. An index has the component once more;
+// the rest of a row is numbers.
+const std::string sizeOfRow =
+    "(120 + 2 * length(CAST(component AS BLOB)) + "
+    "length(CAST(entry AS BLOB)) + length(CAST(message_id AS BLOB)) + "
+    "length(CAST(args AS BLOB)) + length(CAST(message AS BLOB)) + "
+    "length(CAST(sensor_path AS BLOB)) + length(CAST(process AS BLOB)) + "
+    "length(CAST(comment AS BLOB)))";
+
 void bindRow(Statement& insertion, const Record& record)
 {
     const Fault& fault = record.fault;

@@ -18,6 +18,10 @@ inline constexpr int columnsOfRow = 20;
 /** The statement that adds a row; see bindRow(). */
 extern const std::string insertRow;
 
+/** An expression for about how many bytes a row takes, with those in the
+ *  indexes. */
+extern const std::string sizeOfRow;
+
 /** Binds a record to insertRow. */
 void bindRow(Statement& insertion, const Record& record);
 

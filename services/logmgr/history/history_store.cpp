@@ -105,40 +105,16 @@ Database openChecked(const fs::path& file)
     return database;
 }
 
-/** Removes a record if it belongs to no lasting fault, and gives its component
- *  and user. */
+/** Removes a record if it belongs to no lasting fault, and gives its component,
+ *  user and size. */
 std::string removeFirstWhere(const std::string& condition)
 {
     return "DELETE FROM records WHERE sequence = (SELECT sequence FROM records "
            "WHERE " +
            condition +
            " sequence NOT IN (SELECT sequence FROM followed) "
-           "ORDER BY sequence LIMIT 1) RETURNING component, user";
-}
-
-/** The key and value with the highest value. */
-template <typename Key>
-std::pair<Key, uint64_t> findMost(const std::map<Key, uint64_t>& counts)
-{
-    std::pair<Key, uint64_t> most;
-    for (const auto& [key, value] : counts)
-    {
-        if (value > most.second)
-        {
-            most = {key, value};
-        }
-    }
-    return most;
-}
-
-template <typename Key>
-void countDown(std::map<Key, uint64_t>& counts, const Key& key)
-{
-    const auto found = counts.find(key);
-    if (found != counts.end() && --found->second == 0)
-    {
-        counts.erase(found);
-    }
+           "ORDER BY sequence LIMIT 1) RETURNING component, user, " +
+           sizeOfRow;
 }
 
 } // namespace
@@ -158,7 +134,7 @@ struct HistoryStore::Opened
     Database database;
     /** To notice that the file was removed. */
     host::FileDescriptor descriptor;
-    Statement insertion = prepare(insertRow);
+    Statement insertion = prepare(insertRow + " RETURNING " + sizeOfRow);
     // Not that of the last record: it may be the end of an earlier occurrence.
     Statement lastOccurrence =
         prepare("SELECT occurrence FROM records WHERE identity = ? "
@@ -215,19 +191,25 @@ HistoryStore::~HistoryStore()
 
 void HistoryStore::countRecords()
 {
-    countOfComponent.clear();
-    countOfUser.clear();
-    count = 0;
-    Statement question = opened->prepare(
-        "SELECT component, user, count(*) FROM records GROUP BY component, "
-        "user");
+    all = {};
+    ofComponent.clear();
+    ofUser.clear();
+    // Without GROUP BY, which would sort whole rows.
+    Statement question = opened->prepare("SELECT component, user, " +
+                                         sizeOfRow + " FROM records");
     while (question.step())
     {
-        const auto records = static_cast<uint64_t>(question.number(2));
-        countOfComponent[question.text(0)] += records;
-        countOfUser[static_cast<uint32_t>(question.number(1))] += records;
-        count += records;
+        count(question.text(0), static_cast<uint32_t>(question.number(1)),
+              static_cast<uint64_t>(question.number(2)));
     }
+}
+
+void HistoryStore::count(const std::string& component, uint32_t user,
+                         uint64_t size)
+{
+    all.add(size);
+    ofComponent.add(component, size);
+    ofUser.add(user, size);
 }
 
 void HistoryStore::begin()
@@ -249,10 +231,10 @@ void HistoryStore::add(Record& record)
     }
     record.sequence = numbers->take();
     bindRow(opened->insertion, record);
-    opened->insertion.run();
-    ++countOfComponent[record.fault.component];
-    ++countOfUser[record.fault.user];
-    ++count;
+    opened->insertion.step();
+    count(record.fault.component, record.fault.user,
+          static_cast<uint64_t>(opened->insertion.number(0)));
+    opened->insertion.reset();
     ++sinceSync;
 }
 
@@ -268,22 +250,23 @@ uint64_t HistoryStore::countOccurrences(uint64_t identity)
 
 void HistoryStore::makeRoom()
 {
-    while (count >= limits.records && removeOldest())
+    while (all.records >= limits.records && removeOldest(&Amount::records))
     {}
-    while (bytes() > limits.bytes && removeOldest())
+    while (bytes() > limits.bytes && removeOldest(&Amount::bytes))
     {}
 }
 
 /** Removes the record that is to go first.
  *
+ *  @param[in] measure what there is too much of
  *  @return false when all records belong to lasting faults */
-bool HistoryStore::removeOldest()
+bool HistoryStore::removeOldest(Measure measure)
 {
-    const auto [component, ofComponent] = findMost(countOfComponent);
-    const auto [user, ofUser] = findMost(countOfUser);
-    return (ofComponent > count / 4 &&
+    const auto [component, amountOfComponent] = ofComponent.findMost(measure);
+    const auto [user, amountOfUser] = ofUser.findMost(measure);
+    return (amountOfComponent > all.*measure / 4 &&
             removeBy(opened->oldestOfComponent.bind(component))) ||
-           (ofUser > count / 2 &&
+           (amountOfUser > all.*measure / 2 &&
             removeBy(opened->oldestOfUser.bind(int64_t{user}))) ||
            removeBy(opened->oldest);
 }
@@ -296,9 +279,10 @@ bool HistoryStore::removeBy(Statement& removal)
     const bool removed = removal.step();
     if (removed)
     {
-        countDown(countOfComponent, removal.text(0));
-        countDown(countOfUser, static_cast<uint32_t>(removal.number(1)));
-        --count;
+        const auto size = static_cast<uint64_t>(removal.number(2));
+        all.remove(size);
+        ofComponent.remove(removal.text(0), size);
+        ofUser.remove(static_cast<uint32_t>(removal.number(1)), size);
     }
     removal.reset();
     return removed;

@@ -7,12 +7,12 @@
 #include "history_query.hpp"
 #include "record.hpp"
 #include "sequence_numbers.hpp"
+#include "shares.hpp"
 #include "sqlite.hpp"
 
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -53,8 +53,9 @@ class HistoryStore
     /** Adds a record to the group and gives it a sequence number. One of a
      *  fault's appearance also gets the number of the occurrence. When there is
      *  too much, the oldest record goes: of a component that has a quarter of
-     *  all, else of a user who has half, else of all. Those of lasting faults
-     *  stay. */
+     *  all, else of a user who has half, else of all. Records count when there
+     *  are too many, and their bytes when those are too many. Those of lasting
+     *  faults stay. */
     void add(Record& record);
 
     /** Notes in the group that a fault lasts, or changes what is noted. */
@@ -95,7 +96,7 @@ class HistoryStore
     uint64_t last();
     uint64_t records() const
     {
-        return count;
+        return all.records;
     }
     uint64_t bytes();
 
@@ -106,9 +107,10 @@ class HistoryStore
     struct Opened;
 
     void countRecords();
+    void count(const std::string& component, uint32_t user, uint64_t size);
     void begin();
     void makeRoom();
-    bool removeOldest();
+    bool removeOldest(Measure measure);
     bool removeBy(Statement& removal);
     uint64_t countOccurrences(uint64_t identity);
 
@@ -116,9 +118,9 @@ class HistoryStore
     HistoryLimits limits;
     std::unique_ptr<Opened> opened;
     std::optional<SequenceNumbers> numbers;
-    std::map<std::string, uint64_t> countOfComponent;
-    std::map<uint32_t, uint64_t> countOfUser;
-    uint64_t count = 0;
+    Amount all;
+    Shares<std::string> ofComponent;
+    Shares<uint32_t> ofUser;
     bool grouped = false;
     std::size_t sinceSync = 0;
 };

@@ -8,6 +8,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -66,6 +69,38 @@ class HistoryStoreTest : public testing::Test
         }
         return found;
     }
+
+    /** A fault with as much text as a record may have. */
+    static Fault makeLarge(const std::string& component)
+    {
+        Fault large = makeFault(component, "1", 1001);
+        large.args.assign(mostArguments, std::string(longestText, 'x'));
+        return large;
+    }
+
+    /** Adds small records of another user than makeLarge() has. */
+    void addOfOthers()
+    {
+        for (std::size_t i = 0; i < recordsOfOthers; ++i)
+        {
+            add(makeRecord(Kind::appeared, 1,
+                           makeFault(fan + std::to_string(i), "1", 0)));
+        }
+    }
+
+    std::size_t countOfOthers()
+    {
+        return std::ranges::count(store->read({.limit = 10'000}).records, 0U,
+                                  [](const Record& record) {
+                                      return record.fault.user;
+                                  });
+    }
+
+    static constexpr std::size_t recordsOfOthers = 300;
+    static constexpr HistoryLimits oneMebibyte{.records = 100'000,
+                                               .bytes = 1UL << 20};
+    /** The bytes are found to be too many when a record is added. */
+    static constexpr uint64_t largestRecord = 40UL << 10;
 
     test::TemporaryFolder folder;
     fs::path place = folder.path() / "deep" / "history";
@@ -265,6 +300,34 @@ TEST_F(HistoryStoreTest, LetsNoUserCrowdOthersOut)
     }
     EXPECT_EQ(store->records(), 40U);
     EXPECT_EQ(numbers().front(), rare);
+}
+
+TEST_F(HistoryStoreTest, LetsNoComponentCrowdOthersOutByTheSizeOfItsTexts)
+{
+    open(oneMebibyte);
+    addOfOthers();
+    for (int i = 0; i < 100; ++i)
+    {
+        add(makeRecord(Kind::appeared, i, makeLarge("/busy")));
+    }
+    EXPECT_EQ(countOfOthers(), recordsOfOthers);
+    EXPECT_LE(store->bytes(), oneMebibyte.bytes + largestRecord);
+}
+
+TEST_F(HistoryStoreTest, LetsNoUserCrowdOthersOutByTheSizeOfHisTexts)
+{
+    open(oneMebibyte);
+    addOfOthers();
+    // What was counted at the addition counts also when it is opened again.
+    store->commit();
+    open(oneMebibyte);
+    for (int i = 0; i < 100; ++i)
+    {
+        add(makeRecord(Kind::appeared, i,
+                       makeLarge("/busy" + std::to_string(i))));
+    }
+    EXPECT_EQ(countOfOthers(), recordsOfOthers);
+    EXPECT_LE(store->bytes(), oneMebibyte.bytes + largestRecord);
 }
 
 TEST_F(HistoryStoreTest, StaysBelowItsBytes)
