@@ -179,7 +179,7 @@ void FaultFollower::takeAdded(const Sender& sender, Fault fault, const Now& now)
 
 bool FaultFollower::admits(uint32_t user)
 {
-    const bool admitted = ofUser[user] < mostOfUser;
+    const bool admitted = ofUser[user] < mostOfUser && writer.mayFollow(user);
     if (!admitted && tooManyLines.admits())
     {
         SERVICE_LOG(log::warning,

@@ -146,6 +146,10 @@ struct HistoryStore::Opened
     Statement follow = prepare("INSERT OR REPLACE INTO followed "
                                "VALUES (?, ?, ?)");
     Statement forget = prepare("DELETE FROM followed WHERE sequence = ?");
+    Statement followedSize =
+        prepare("SELECT " + sizeOfRow +
+                " FROM records WHERE sequence = ? AND "
+                "sequence IN (SELECT sequence FROM followed)");
     Statement pages = prepare("PRAGMA page_count");
     Statement freePages = prepare("PRAGMA freelist_count");
 };
@@ -170,6 +174,7 @@ HistoryStore::HistoryStore(const fs::path& folder,
         opened = std::make_unique<Opened>(file);
     }
     countRecords();
+    countFollowed();
     numbers.emplace(folder / "next-number", last() + 1);
 }
 
@@ -288,20 +293,61 @@ bool HistoryStore::removeBy(Statement& removal)
     return removed;
 }
 
+bool HistoryStore::mayFollow(uint32_t user) const
+{
+    const Amount followed = followedOfUser.of(user);
+    return followed.records < limits.records / 4 &&
+           followed.bytes < limits.bytes / 4;
+}
+
+/** Counts what lasts. */
+void HistoryStore::countFollowed()
+{
+    followedOfUser.clear();
+    Statement question = opened->prepare(
+        "SELECT user, " + sizeOfRow +
+        " FROM records WHERE sequence IN (SELECT sequence FROM followed)");
+    while (question.step())
+    {
+        followedOfUser.add(static_cast<uint32_t>(question.number(0)),
+                           static_cast<uint64_t>(question.number(1)));
+    }
+}
+
 void HistoryStore::follow(const FollowedFault& fault)
 {
     begin();
+    const auto sequence = static_cast<int64_t>(fault.appeared.sequence);
+    const bool known = sizeOfFollowed(sequence) != 0;
     opened->follow
-        .bind(static_cast<int64_t>(fault.appeared.sequence),
-              fault.hidden ? int64_t{1} : int64_t{0},
+        .bind(sequence, fault.hidden ? int64_t{1} : int64_t{0},
               static_cast<int64_t>(fault.processStart))
         .run();
+    const uint64_t size = sizeOfFollowed(sequence);
+    if (!known && size != 0)
+    {
+        followedOfUser.add(fault.appeared.fault.user, size);
+    }
 }
 
 void HistoryStore::forget(const FollowedFault& fault)
 {
     begin();
-    opened->forget.bind(static_cast<int64_t>(fault.appeared.sequence)).run();
+    const auto sequence = static_cast<int64_t>(fault.appeared.sequence);
+    if (const uint64_t size = sizeOfFollowed(sequence); size != 0)
+    {
+        followedOfUser.remove(fault.appeared.fault.user, size);
+    }
+    opened->forget.bind(sequence).run();
+}
+
+/** The size of a lasting fault's record; 0 when there is none. */
+uint64_t HistoryStore::sizeOfFollowed(int64_t sequence)
+{
+    Statement& question = opened->followedSize.bind(sequence);
+    const int64_t size = question.step() ? question.number(0) : 0;
+    question.reset();
+    return static_cast<uint64_t>(size);
 }
 
 void HistoryStore::clear()

@@ -58,6 +58,11 @@ class HistoryStore
      *  faults stay. */
     void add(Record& record);
 
+    /** Whether another lasting fault of a user may be followed. His lasting
+     *  faults may have a quarter of what the history holds, because their
+     *  records do not make room for others. */
+    bool mayFollow(uint32_t user) const;
+
     /** Notes in the group that a fault lasts, or changes what is noted. */
     void follow(const FollowedFault& fault);
     /** Notes in the group that it lasts no longer. */
@@ -112,6 +117,8 @@ class HistoryStore
     void makeRoom();
     bool removeOldest(Measure measure);
     bool removeBy(Statement& removal);
+    void countFollowed();
+    uint64_t sizeOfFollowed(int64_t sequence);
     uint64_t countOccurrences(uint64_t identity);
 
     std::filesystem::path file;
@@ -121,6 +128,8 @@ class HistoryStore
     Amount all;
     Shares<std::string> ofComponent;
     Shares<uint32_t> ofUser;
+    /** The part of it that belongs to lasting faults. */
+    Shares<uint32_t> followedOfUser;
     bool grouped = false;
     std::size_t sinceSync = 0;
 };

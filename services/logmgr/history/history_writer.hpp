@@ -7,6 +7,7 @@
 #include "record.hpp"
 
 #include <cstddef>
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -25,6 +26,12 @@ class HistoryWriter
     /** @param[in] store must outlive this object */
     explicit HistoryWriter(HistoryStore& store) : store(store)
     {}
+
+    /** Whether another lasting fault of a user may be followed. */
+    bool mayFollow(uint32_t user) const
+    {
+        return store.mayFollow(user);
+    }
 
     /** Adds a record to the group, which is committed when it is large. */
     void add(Record record)

@@ -408,5 +408,23 @@ TEST_F(FaultFollowerTest, FollowsOnlySoManyFaultsOfAUser)
     EXPECT_NE(follower->find(makeFault().entry), nullptr);
 }
 
+TEST_F(FaultFollowerTest, FollowsAQuarterOfTheHistoryOfAUser)
+{
+    start();
+    Fault large = makeFault();
+    large.args.assign(mostArguments, std::string(longestText, 'x'));
+    for (int i = 0; i < 300; ++i)
+    {
+        large.entry = fan + "/entry/" + std::to_string(i);
+        follower->takeAdded(me, large, now);
+    }
+    EXPECT_GT(follower->size(), 100U);
+    EXPECT_LT(follower->size(), 150U);
+    EXPECT_EQ(store->records(), follower->size());
+    follower->takeRemoved(me, fan + "/entry/0", now);
+    add("1");
+    EXPECT_NE(follower->find(makeFault().entry), nullptr);
+}
+
 } // namespace
 } // namespace healthintf::history

@@ -262,6 +262,43 @@ TEST_F(HistoryStoreTest, RemembersTheFaultsThatLast)
     EXPECT_EQ(faults.front().processStart, 77U);
 }
 
+TEST_F(HistoryStoreTest, LetsLastingFaultsOfAUserHaveAQuarterOfItsBytes)
+{
+    open(oneMebibyte);
+    std::vector<FollowedFault> followed;
+    while (store->mayFollow(1001))
+    {
+        followed.push_back(
+            follow(makeLarge("/" + std::to_string(followed.size()))));
+    }
+    EXPECT_GT(store->bytes(), oneMebibyte.bytes / 5);
+    EXPECT_LT(store->bytes(), oneMebibyte.bytes / 3);
+    EXPECT_TRUE(store->mayFollow(0));
+    // What is noted anew counts once, and what is opened again counts, too.
+    for (const FollowedFault& each : followed)
+    {
+        store->follow(each);
+    }
+    store->commit();
+    open(oneMebibyte);
+    EXPECT_FALSE(store->mayFollow(1001));
+    store->forget(followed.back());
+    store->forget(followed.back());
+    EXPECT_TRUE(store->mayFollow(1001));
+    follow(makeLarge("/another"));
+    EXPECT_FALSE(store->mayFollow(1001));
+}
+
+TEST_F(HistoryStoreTest, LetsLastingFaultsOfAUserHaveAQuarterOfItsRecords)
+{
+    open({.records = 8});
+    follow(makeFault(fan, "1"));
+    EXPECT_TRUE(store->mayFollow(1000));
+    follow(makeFault(fan, "2"));
+    EXPECT_FALSE(store->mayFollow(1000));
+    EXPECT_TRUE(store->mayFollow(1001));
+}
+
 TEST_F(HistoryStoreTest, RemovesTheOldestBeyondItsLimit)
 {
     open({.records = 4});
