@@ -84,6 +84,14 @@ class HistoryTest : public testing::Test
                     "u", uint32_t{600}, "Comment", "s", "for the test");
     }
 
+    static void removeFiles()
+    {
+        for (const auto& each : fs::directory_iterator(historyFolder()))
+        {
+            fs::remove(each);
+        }
+    }
+
     /** The folder of the history's files. */
     static fs::path historyFolder()
     {
@@ -345,14 +353,38 @@ TEST_F(HistoryTest, GoesOnWhenItsFileWasRemoved)
     Component daemon(key, 2);
     daemon.add(key, "FAN", "/sensor", 1);
     waitFor(1);
-    for (const auto& file : fs::directory_iterator(historyFolder()))
-    {
-        fs::remove(file);
-    }
+    removeFiles();
     // What lasts is found again.
     waitFor(2);
     EXPECT_EQ(client.heard[1].at("Kind"), "appeared");
     EXPECT_EQ(client.heard[1].at("Missed"), "1");
+}
+
+TEST_F(HistoryTest, FindsASilenceAgainWhenItsFileWasRemoved)
+{
+    start();
+    startManager();
+    silence("/sensor");
+    waitFor(1);
+    removeFiles();
+    waitFor(2);
+    EXPECT_THAT(heardKinds(), ElementsAre("silenced", "silenced"));
+    EXPECT_EQ(client.heard[1].at("Missed"), "1");
+}
+
+TEST_F(HistoryTest, FindsASilenceWhenHealthmgrBeginsLater)
+{
+    startManager();
+    silence("/sensor");
+    healthmgr->kill();
+    client.waitUntil("end of healthmgr", [this] {
+        return client.findOwner(manager).empty();
+    });
+    start();
+    startManager();
+    waitFor(1);
+    EXPECT_THAT(heardKinds(), ElementsAre("silenced"));
+    EXPECT_EQ(client.heard[0].at("Missed"), "1");
 }
 
 TEST_F(HistoryTest, LeavesTheEventLogAloneWhenItCannotBeKept)

@@ -121,7 +121,25 @@ bool History::open()
     }
     opened.emplace(folder, limits, cache);
     services::EventLoop::request(publication);
+    findOperators();
     return true;
+}
+
+/** Asks what operators have done: these files may not tell it. Without a bus it
+ *  is asked when there is one. */
+void History::findOperators() noexcept
+{
+    try
+    {
+        if (sd_bus* bus = listening.get(); bus != nullptr)
+        {
+            operators.ask(bus);
+        }
+    }
+    catch (const std::exception& e)
+    {
+        SERVICE_LOG(log::warning, "EXCEPTION %s.%d.%s: %s", e.what());
+    }
 }
 
 /** Works with the open files. When that fails they are closed and opened

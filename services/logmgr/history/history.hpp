@@ -51,6 +51,7 @@ class History
     };
 
     bool open();
+    void findOperators() noexcept;
     void listen(sd_bus* bus);
     FaultSignals::Handlers makeHandlers();
     OperatorSignals::Handlers makeOperatorHandlers();

@@ -34,6 +34,14 @@ constinit host::LineLimit failureLines;
 
 constexpr int64_t millisecondsOfSecond = 1000;
 
+/** Matches the beginning and the end of healthmgr. */
+std::string ownerRule()
+{
+    return std::string("type='signal',sender='org.freedesktop.DBus',"
+                       "member='NameOwnerChanged',arg0='") +
+           host::healthmgrService + "'";
+}
+
 int64_t getTime(const host::Members& members, const char* name)
 {
     return getMember<int64_t>(members, name) * millisecondsOfSecond;
@@ -125,6 +133,14 @@ void OperatorSignals::listen(sd_bus* bus)
            takeSignal<makeSilenceEnded>);
     listen(bus, host::acknowledgementsInterface, host::acknowledgedSignal,
            takeSignal<makeAcknowledged>);
+    checkBus("sd_bus_add_match_async",
+             sd_bus_add_match_async(bus, nullptr, ownerRule().c_str(),
+                                    takeOwner, nullptr, this));
+    ask(bus);
+}
+
+void OperatorSignals::ask(sd_bus* bus)
+{
     ask(bus, host::silencesInterface, host::listSilencesMethod,
         takeList<makeSilenced>);
     ask(bus, host::acknowledgementsInterface, host::listAcknowledgementsMethod,
@@ -153,6 +169,24 @@ void OperatorSignals::ask(sd_bus* bus, const char* interface,
     sd_bus_message_set_auto_start(raw, 0);
     checkBus("sd_bus_call_async",
              sd_bus_call_async(bus, nullptr, raw, take, this, 0));
+}
+
+/** Asks a healthmgr that has just begun: it may know more than the last one has
+ *  told, and there may have been none. */
+int OperatorSignals::takeOwner(sd_bus_message* message, void* context,
+                               sd_bus_error* /*error*/) noexcept
+{
+    return handle([&] {
+        std::string name;
+        std::string before;
+        std::string after;
+        sdbusplus::message_t(message).read(name, before, after);
+        if (!after.empty())
+        {
+            static_cast<OperatorSignals*>(context)->ask(
+                sd_bus_message_get_bus(message));
+        }
+    });
 }
 
 template <OperatorSignals::MakeRecord Make>

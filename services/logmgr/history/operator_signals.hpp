@@ -34,8 +34,14 @@ class OperatorSignals
     OperatorSignals& operator=(const OperatorSignals&) = delete;
 
     /** Listens on a new connection instead of the last one, which must end
-     *  before this object. */
+     *  before this object. Asks for what is there already, and again whenever
+     *  healthmgr begins. */
     void listen(sd_bus* bus);
+
+    /** Asks for what is there already.
+     *
+     *  @throws std::exception when that cannot be sent */
+    void ask(sd_bus* bus);
 
   private:
     using MakeRecord = Record (*)(const host::Members&);
@@ -46,6 +52,8 @@ class OperatorSignals
     template <MakeRecord Make>
     static int takeList(sd_bus_message* reply, void* context,
                         sd_bus_error* error) noexcept;
+    static int takeOwner(sd_bus_message* message, void* context,
+                         sd_bus_error* error) noexcept;
     void listen(sd_bus* bus, const char* interface, const char* signal,
                 sd_bus_message_handler_t take);
     void ask(sd_bus* bus, const char* interface, const char* method,
