@@ -68,27 +68,6 @@ void printPaths(std::ostream& out, const TreeNode& node, const TreeView& view,
     }
 }
 
-/** The faults of the trees that are drawn. */
-void collectFaults(const TreeNode& node, Faults& faults)
-{
-    faults.insert(faults.end(), node.faults.begin(), node.faults.end());
-    for (const TreeNode& child : node.children)
-    {
-        collectFaults(child, faults);
-    }
-}
-
-/** The silences that hide faults of the trees. */
-Silences chooseSilences(const Silences& silences, const Tops& tops)
-{
-    Faults faults;
-    for (const TreeNode* top : tops)
-    {
-        collectFaults(*top, faults);
-    }
-    return chooseSilences(silences, faults);
-}
-
 void writeTrees(const Context& context, const HealthSource& source,
                 const Tops& tops, const TreeView& view,
                 const Silences& silences)
@@ -109,7 +88,7 @@ void writeChosen(const Context& context, const HealthSource& source,
                  const Tops& tops, const TreeOptions& options,
                  const Silences& all)
 {
-    const Silences silences = chooseSilences(all, tops);
+    const Silences silences = chooseSilences(all, listFaults(tops));
     if (options.paths)
     {
         for (const TreeNode* top : tops)

@@ -51,6 +51,15 @@ void removeOtherFaults(TreeNode& node, const std::set<uint32_t>& severities)
     }
 }
 
+void collectFaults(const TreeNode& node, Faults& faults)
+{
+    faults.insert(faults.end(), node.faults.begin(), node.faults.end());
+    for (const TreeNode& child : node.children)
+    {
+        collectFaults(child, faults);
+    }
+}
+
 } // namespace
 
 bool hasProblem(const TreeNode& node)
@@ -100,6 +109,16 @@ std::vector<const TreeNode*> listTops(const std::vector<TreeNode>& trees)
         tops.push_back(&tree);
     }
     return tops;
+}
+
+Faults listFaults(const std::vector<const TreeNode*>& tops)
+{
+    Faults faults;
+    for (const TreeNode* top : tops)
+    {
+        collectFaults(*top, faults);
+    }
+    return faults;
 }
 
 } // namespace healthintf::healthctl

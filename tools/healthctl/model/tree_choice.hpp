@@ -31,4 +31,7 @@ std::vector<TreeNode> keepSeverities(const std::vector<const TreeNode*>& tops,
 /** The addresses of trees, which must outlive what is returned. */
 std::vector<const TreeNode*> listTops(const std::vector<TreeNode>& trees);
 
+/** The faults of trees. */
+Faults listFaults(const std::vector<const TreeNode*>& tops);
+
 } // namespace healthintf::healthctl

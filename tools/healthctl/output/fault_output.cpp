@@ -69,19 +69,6 @@ void addExplanation(Table& table, const Fault& fault,
     addFields(table, margin, listFields(found->second, fault.record.args()));
 }
 
-nlohmann::ordered_json
-toJson(const std::optional<Acknowledgement>& acknowledgement)
-{
-    if (!acknowledgement)
-    {
-        return nullptr;
-    }
-    return {{"time", utcTime(clockTime(acknowledgement->time))},
-            {"uid", acknowledgement->user},
-            {"user", readUserName(acknowledgement->user)},
-            {"comment", acknowledgement->comment}};
-}
-
 /** @param[in] named whether to name the entry, because the component has other
  *             faults */
 void addFault(Table& table, const Fault& fault, const Style& style, bool named)
@@ -142,6 +129,14 @@ std::string acknowledgementInWords(const Fault& fault)
            readUserName(given.user) + ": " + given.comment;
 }
 
+nlohmann::ordered_json toJson(const Acknowledgement& acknowledgement)
+{
+    return {{"time", utcTime(clockTime(acknowledgement.time))},
+            {"uid", acknowledgement.user},
+            {"user", readUserName(acknowledgement.user)},
+            {"comment", acknowledgement.comment}};
+}
+
 nlohmann::ordered_json toJson(const Fault& fault)
 {
     const FaultEntry_gen& record = fault.record;
@@ -162,7 +157,9 @@ nlohmann::ordered_json toJson(const Fault& fault)
             {"hidden", record.hidden()},
             {"trial", isForTrial(record.fqdd())},
             {"silences", fault.silences},
-            {"acknowledgement", toJson(fault.acknowledgement)}};
+            {"acknowledgement", fault.acknowledgement
+                                    ? toJson(*fault.acknowledgement)
+                                    : nlohmann::ordered_json(nullptr)}};
 }
 
 nlohmann::ordered_json toJson(const Faults& faults)

@@ -24,6 +24,9 @@ std::string marksInWords(const Fault& fault);
 /** Who has acknowledged a fault, in words; empty for nobody. */
 std::string acknowledgementInWords(const Fault& fault);
 
+/** Who has acknowledged a fault, for programs. */
+nlohmann::ordered_json toJson(const Acknowledgement& acknowledgement);
+
 /** A fault with all that it says. */
 nlohmann::ordered_json toJson(const Fault& fault);
 

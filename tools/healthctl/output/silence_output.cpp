@@ -34,20 +34,25 @@ std::string targetInWords(const HideTarget& target)
                : "sensor " + target.sensorPath;
 }
 
+nlohmann::ordered_json toJson(const Silence& silence)
+{
+    return {{"id", silence.id},
+            {"component", silence.target.key},
+            {"sensorPath", silence.target.sensorPath},
+            {"sensorNumber", silence.target.sensorNumber},
+            {"since", utcTime(clockTime(silence.since))},
+            {"until", utcTime(clockTime(silence.until))},
+            {"uid", silence.user},
+            {"user", readUserName(silence.user)},
+            {"comment", silence.comment}};
+}
+
 nlohmann::ordered_json toJson(const Silences& silences)
 {
     auto all = nlohmann::ordered_json::array();
     for (const Silence& silence : silences)
     {
-        all.push_back({{"id", silence.id},
-                       {"component", silence.target.key},
-                       {"sensorPath", silence.target.sensorPath},
-                       {"sensorNumber", silence.target.sensorNumber},
-                       {"since", utcTime(clockTime(silence.since))},
-                       {"until", utcTime(clockTime(silence.until))},
-                       {"uid", silence.user},
-                       {"user", readUserName(silence.user)},
-                       {"comment", silence.comment}});
+        all.push_back(toJson(silence));
     }
     return all;
 }

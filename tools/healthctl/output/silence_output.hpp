@@ -17,6 +17,8 @@ namespace healthintf::healthctl
  *  number 48". */
 std::string targetInWords(const HideTarget& target);
 
+nlohmann::ordered_json toJson(const Silence& silence);
+
 nlohmann::ordered_json toJson(const Silences& silences);
 
 /** Writes silences for people: a row about each, then its comment. */

@@ -3,15 +3,13 @@
 
 #include "../healthmgr_service.hpp"
 #include "member_list.hpp"
+#include "note_members.hpp"
 
 #include <systemd/sd-bus.h>
 
 #include <algorithm>
 #include <iostream>
-#include <map>
 #include <memory>
-#include <string>
-#include <utility>
 
 #include <bus_calls.hpp>
 #include <printable.hpp>
@@ -21,50 +19,10 @@ namespace healthintf::healthctl
 namespace
 {
 
-namespace member = host::members;
-
 constexpr ServiceMethod listSilencesMethod =
     healthmgrMethod(host::silencesInterface, host::listSilencesMethod, false);
 constexpr ServiceMethod listAcknowledgementsMethod = healthmgrMethod(
     host::acknowledgementsInterface, host::listAcknowledgementsMethod, false);
-
-Silence makeSilence(const host::Members& members)
-{
-    return {
-        .id = host::getMember<uint64_t>(members, member::id),
-        .target = {.key =
-                       host::getMember<std::string>(members, member::component),
-                   .sensorPath = host::getMember<std::string>(
-                       members, member::sensorPath),
-                   .sensorNumber = static_cast<int>(host::getMember<uint32_t>(
-                       members, member::sensorNumber))},
-        .comment = host::getMember<std::string>(members, member::comment),
-        .user = host::getMember<uint32_t>(members, member::user),
-        .since = host::getMember<int64_t>(members, member::since),
-        .until = host::getMember<int64_t>(members, member::until)};
-}
-
-void noteAcknowledgements(Faults& faults)
-{
-    std::map<std::string, Acknowledgement> all;
-    for (const host::Members& members : readList(listAcknowledgementsMethod))
-    {
-        all.emplace(
-            host::getMember<std::string>(members, member::fault),
-            Acknowledgement{
-                .time = host::getMember<int64_t>(members, member::time),
-                .user = host::getMember<uint32_t>(members, member::user),
-                .comment =
-                    host::getMember<std::string>(members, member::comment)});
-    }
-    for (Fault& fault : faults)
-    {
-        if (const auto found = all.find(fault.path); found != all.end())
-        {
-            fault.acknowledgement = found->second;
-        }
-    }
-}
 
 /** Whether healthmgr is among processes that did not answer. */
 bool isKnownSilent(const SilentProcesses& silent)
@@ -90,12 +48,7 @@ bool isKnownSilent(const SilentProcesses& silent)
 
 Silences readSilences()
 {
-    Silences silences;
-    for (const host::Members& members : readList(listSilencesMethod))
-    {
-        silences.push_back(makeSilence(members));
-    }
-    return silences;
+    return makeSilences(readList(listSilencesMethod));
 }
 
 Silences addNotes(Faults& faults, const HealthSource& source)
@@ -106,7 +59,8 @@ Silences addNotes(Faults& faults, const HealthSource& source)
     }
     try
     {
-        noteAcknowledgements(faults);
+        noteAcknowledgements(
+            faults, makeAcknowledgements(readList(listAcknowledgementsMethod)));
         Silences silences;
         if (std::ranges::any_of(faults, [](const Fault& fault) {
                 return fault.record.hidden();
