@@ -2,6 +2,7 @@
 #include "collector.hpp"
 
 #include "cache_content.hpp"
+#include "healthmgr/protocol.hpp"
 
 #include <com/vexa/olvar/healthmgr/names.hpp>
 
@@ -22,8 +23,25 @@ Collector::Collector(services::EventLoop& loop) :
     healthmgr({.service = names::managerService,
                .path = "/",
                .interface = "org.freedesktop.DBus.Peer",
-               .member = "Ping"})
+               .member = "Ping"}),
+    silences(host::silencesInterface, host::listSilencesMethod),
+    acknowledgements(host::acknowledgementsInterface,
+                     host::listAcknowledgementsMethod)
 {}
+
+void Collector::askHealthmgr(sd_bus* bus, Snapshot& snapshot)
+{
+    // One that hangs is waited for once.
+    snapshot.healthmgr = healthmgr.make(bus) != nullptr;
+    if (snapshot.healthmgr)
+    {
+        snapshot.silences = silences.ask(bus);
+    }
+    if (snapshot.silences)
+    {
+        snapshot.acknowledgements = acknowledgements.ask(bus);
+    }
+}
 
 Snapshot Collector::collect()
 {
@@ -36,7 +54,7 @@ Snapshot Collector::collect()
     snapshot.bus = driver.make(bus) != nullptr;
     if (snapshot.bus)
     {
-        snapshot.healthmgr = healthmgr.make(bus) != nullptr;
+        askHealthmgr(bus, snapshot);
         snapshot.log = question.ask(bus);
     }
     if (snapshot.cache)

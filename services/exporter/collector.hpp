@@ -7,6 +7,7 @@
 #include "../common/event_loop.hpp"
 #include "brief_call.hpp"
 #include "fault_listener.hpp"
+#include "list_question.hpp"
 #include "log_question.hpp"
 #include "snapshot.hpp"
 
@@ -26,11 +27,15 @@ class Collector
     Snapshot collect();
 
   private:
+    void askHealthmgr(sd_bus* bus, Snapshot& snapshot);
+
     // The connection calls the listener.
     FaultListener listener;
     services::BusLink link;
     BriefCall driver;
     BriefCall healthmgr;
+    ListQuestion silences;
+    ListQuestion acknowledgements;
     LogQuestion question;
 };
 

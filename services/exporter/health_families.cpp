@@ -141,6 +141,23 @@ void appendCache(std::vector<Family>& families, const Snapshot& snapshot)
     }
 }
 
+void appendNotes(std::vector<Family>& families, const Snapshot& snapshot)
+{
+    if (snapshot.silences)
+    {
+        families.push_back(gauge("healthintf_silences",
+                                 "Silences that are in force.",
+                                 static_cast<double>(*snapshot.silences)));
+    }
+    if (snapshot.acknowledgements)
+    {
+        families.push_back(
+            gauge("healthintf_acknowledged_faults",
+                  "Faults that an operator has acknowledged.",
+                  static_cast<double>(*snapshot.acknowledgements)));
+    }
+}
+
 void appendTime(std::vector<Family>& families, const char* name,
                 const char* help, uint32_t time)
 {
@@ -189,6 +206,7 @@ std::vector<Family> makeFamilies(const Snapshot& snapshot,
                              "Whether healthmgr answered; without it "
                              "nodes above others may be out of date.",
                              snapshot.healthmgr ? 1 : 0));
+    appendNotes(families, snapshot);
     if (snapshot.evictions)
     {
         families.push_back(

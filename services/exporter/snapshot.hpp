@@ -38,6 +38,9 @@ struct Snapshot
     bool bus = false;
     /** Whether healthmgr answered. */
     bool healthmgr = false;
+    /** How many silences hide faults, and how many faults are acknowledged. */
+    std::optional<uint64_t> silences;
+    std::optional<uint64_t> acknowledgements;
     std::optional<services::LogStatus> log;
     /** The evictions of each component that had some; nothing while they are
      *  not counted. */

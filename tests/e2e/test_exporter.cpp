@@ -259,6 +259,37 @@ TEST_F(ExporterTest, ReportsWhetherTheHealthManagerAnswers)
     EXPECT_EQ(value(up), 0);
 }
 
+TEST_F(ExporterTest, CountsSilencesAndAcknowledgements)
+{
+    const std::string silences = "healthintf_silences";
+    const std::string acknowledged = "healthintf_acknowledged_faults";
+    EXPECT_EQ(value(silences), -1);
+    EXPECT_EQ(value(acknowledged), -1);
+    Process healthmgr({HEALTHMGR});
+    Component daemon(key, 2);
+    daemon.add(key, "FAN0001", "/sensor", 1);
+    client.waitForHealth(root, 4);
+    EXPECT_EQ(value(silences), 0);
+    EXPECT_EQ(value(acknowledged), 0);
+
+    readOutput({HEALTHCTL, "ack", "fan", "--comment", "Olga looks"});
+    readOutput({HEALTHCTL, "silence", "add", "--sensor-number", "7", "--for",
+                "2h", "--comment", "a new fan comes"});
+    EXPECT_EQ(value(acknowledged), 1);
+    EXPECT_EQ(value(silences), 1);
+    readOutput({HEALTHCTL, "silence", "end", "1"});
+    daemon.remove(key, "FAN0001", "/sensor");
+    EXPECT_EQ(value(silences), 0);
+    EXPECT_EQ(value(acknowledged), 0);
+
+    healthmgr.signal(SIGSTOP);
+    const auto all = exporter.scrape()["samples"];
+    EXPECT_EQ(all["healthintf_healthmgr_up"], 0);
+    EXPECT_FALSE(all.contains(silences));
+    EXPECT_FALSE(all.contains(acknowledged));
+    EXPECT_LT(all["healthintf_scrape_duration_seconds"], 2);
+}
+
 /** The root's node, in a living process, keeps the health of its dead child
  *  until healthmgr withdraws that. */
 TEST_F(ExporterTest, ShowsThatNobodyWithdrawsTheHealthOfADeadDaemon)

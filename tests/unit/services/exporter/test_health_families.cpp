@@ -154,6 +154,18 @@ TEST(HealthFamilies, ReportWhetherTheHealthManagerAnswers)
     EXPECT_THAT(writeSamples(snapshot), Contains("healthintf_healthmgr_up 1"));
 }
 
+TEST(HealthFamilies, CountWhatOperatorsNoted)
+{
+    Snapshot snapshot;
+    snapshot.silences = 2;
+    EXPECT_THAT(writeSamples(snapshot), Contains("healthintf_silences 2"));
+    EXPECT_THAT(writeSamples(snapshot),
+                Not(Contains(StartsWith("healthintf_acknowledged_faults"))));
+    snapshot.acknowledgements = 0;
+    EXPECT_THAT(writeSamples(snapshot),
+                Contains("healthintf_acknowledged_faults 0"));
+}
+
 TEST(HealthFamilies, LeaveOutUnsetTimes)
 {
     Snapshot snapshot;
