@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <regex>
 #include <string>
@@ -142,6 +143,106 @@ TEST_F(HealthctlWatch, WritesPlainLinesIntoAPipe)
     daemon.remove(fan, "Test.1.0.Slow", "/sensors/fan");
     EXPECT_EQ(hear(), "warning   rack/fan  fault gone: A fault of "
                       "/sensors/fan");
+}
+
+TEST_F(HealthctlWatch, WritesALineForWhatOperatorsNote)
+{
+    daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
+    client.waitForHealth(root, 3);
+    Lines lines;
+    lines.next();
+    const auto nextOf = [&](const std::string& change) {
+        json line = lines.next();
+        while (line["change"] != change)
+        {
+            line = lines.next();
+        }
+        return line;
+    };
+    EXPECT_EQ(healthctl({"ack", "rack/fan", "--comment", "Olga looks"}).status,
+              0);
+    const json given = nextOf("acknowledged");
+    EXPECT_EQ(given["component"], fan);
+    EXPECT_EQ(given["fault"]["messageId"], "Test.1.0.Slow");
+    EXPECT_EQ(given["acknowledgement"]["comment"], "Olga looks");
+    EXPECT_EQ(given["acknowledgement"]["uid"], geteuid());
+    EXPECT_EQ(healthctl({"ack", "rack/fan", "--withdraw"}).status, 0);
+    const json withdrawn = nextOf("withdrawn");
+    EXPECT_EQ(withdrawn["path"], given["path"]);
+    EXPECT_EQ(withdrawn["uid"], geteuid());
+
+    EXPECT_EQ(healthctl({"silence", "add", "--sensor-number", "7", "--for",
+                         "2h", "--comment", "a new fan comes"})
+                  .status,
+              0);
+    const json begun = nextOf("silenced");
+    EXPECT_EQ(begun["components"], json::array({fan}));
+    EXPECT_EQ(begun["silence"]["comment"], "a new fan comes");
+    EXPECT_EQ(healthctl({"silence", "end", "1"}).status, 0);
+    const json ended = nextOf("silence-ended");
+    EXPECT_EQ(ended["silence"]["id"], 1);
+    EXPECT_EQ(ended["uid"], geteuid());
+}
+
+TEST_F(HealthctlWatch, DrawsWhatOperatorsNote)
+{
+    daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
+    client.waitForHealth(root, 3);
+    EXPECT_EQ(healthctl({"ack", "rack/fan", "--comment", "Olga looks"}).status,
+              0);
+    Process watcher({WATCH_ON_TERMINAL, HEALTHCTL, "watch", "--faults"});
+    const auto hearUntil = [&](const std::string& text) {
+        std::string line;
+        do
+        {
+            line = watcher.hear();
+        } while (line.find(text) == std::string::npos);
+        return line;
+    };
+    // From before, and then from a signal.
+    EXPECT_THAT(hearUntil("Olga"), HasSubstr("acknowledged"));
+    EXPECT_EQ(healthctl({"ack", "rack/fan", "--comment", "Paul looks"}).status,
+              0);
+    hearUntil("Paul looks");
+    EXPECT_EQ(healthctl({"silence", "add", "--component", "rack/fan", "--for",
+                         "2h", "--comment", "a new fan comes"})
+                  .status,
+              0);
+    hearUntil("(silence 1)");
+    EXPECT_THAT(hearUntil("silence 1 hides rack/fan"), HasSubstr("since"));
+    watcher.tell("keys q");
+    hearUntil("ended 0");
+}
+
+TEST_F(HealthctlWatch, DrawsWithoutWaitingForWhatOperatorsNote)
+{
+    daemon.add(fan, "Test.1.0.Slow", "/sensors/fan", 2, 7);
+    client.waitForHealth(root, 3);
+    EXPECT_EQ(healthctl({"ack", "rack/fan", "--comment", "Olga looks"}).status,
+              0);
+    healthmgr.signal(SIGSTOP);
+    waitpid(healthmgr.pid(), nullptr, WUNTRACED);
+    Process watcher({WATCH_ON_TERMINAL, HEALTHCTL, "watch", "--faults"});
+    const auto hearUntil = [&](const std::string& text) {
+        std::string line;
+        do
+        {
+            line = watcher.hear();
+        } while (line.find(text) == std::string::npos);
+        return line;
+    };
+    const auto begin = std::chrono::steady_clock::now();
+    hearUntil("A fault of /sensors/fan");
+    daemon.add(psu, "Test.1.0.Low", "/sensors/volt", 1, 9);
+    hearUntil("A fault of /sensors/volt");
+    // A call waits for 25 seconds.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin,
+              std::chrono::seconds(10));
+    // The answer comes when it can.
+    healthmgr.signal(SIGCONT);
+    hearUntil("Olga looks");
+    watcher.tell("keys q");
+    hearUntil("ended 0");
 }
 
 TEST_F(HealthctlWatch, WatchesOneComponent)

@@ -3,6 +3,9 @@
 
 #include "../model/component.hpp"
 #include "../model/trial.hpp"
+#include "../output/fault_output.hpp"
+#include "../output/silence_output.hpp"
+#include "../source/process_name.hpp"
 
 #include <hmi_health_value.hpp>
 
@@ -37,6 +40,14 @@ const char* wordFor(Change::Kind kind)
             return "process-silent";
         case Change::Kind::processSilentEnded:
             return "process-silent-ended";
+        case Change::Kind::acknowledged:
+            return "acknowledged";
+        case Change::Kind::withdrawn:
+            return "withdrawn";
+        case Change::Kind::silenced:
+            return "silenced";
+        case Change::Kind::silenceEnded:
+            return "silence-ended";
     }
     return "unknown";
 }
@@ -61,6 +72,13 @@ Json faultJson(const FaultEntryProperties& fault)
             {"trial", isForTrial(fault.fqdd)}};
 }
 
+/** Adds who ended something: null when its time had come. */
+void addEnder(Json& json, const std::optional<uint32_t>& user)
+{
+    json["uid"] = user ? Json(*user) : Json(nullptr);
+    json["user"] = user ? Json(readUserName(*user)) : Json(nullptr);
+}
+
 } // namespace
 
 nlohmann::ordered_json toJson(const Change& change)
@@ -72,17 +90,31 @@ nlohmann::ordered_json toJson(const Change& change)
         json["process"] = change.path;
         json["components"] = change.components;
     }
+    else if (change.silence)
+    {
+        json["components"] = change.components;
+        json["silence"] = toJson(*change.silence);
+    }
     else if (change.fault)
     {
         json["component"] = getComponent(change.path);
         json["path"] = change.path;
         json["fault"] = faultJson(*change.fault);
+        if (change.acknowledgement)
+        {
+            json["acknowledgement"] = toJson(*change.acknowledgement);
+        }
     }
     else
     {
         json["component"] = change.path;
         json["before"] = wordOrNull(change.before);
         json["now"] = wordOrNull(change.now);
+    }
+    if (change.kind == Change::Kind::withdrawn ||
+        change.kind == Change::Kind::silenceEnded)
+    {
+        addEnder(json, change.endedBy);
     }
     return json;
 }

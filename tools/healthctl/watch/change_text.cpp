@@ -3,7 +3,10 @@
 
 #include "../model/component.hpp"
 #include "../model/trial.hpp"
+#include "../output/silence_output.hpp"
 #include "../output/text.hpp"
+#include "../output/time_text.hpp"
+#include "../source/process_name.hpp"
 
 #include <hmi_health_value.hpp>
 
@@ -23,9 +26,15 @@ ChangeText describeNode(const Change& change)
                                    : std::string("is new"))};
 }
 
-const char* describeFaultChange(Change::Kind kind)
+/** " by " and a user; empty for nobody. */
+std::string byUser(const std::optional<uint32_t>& user)
 {
-    switch (kind)
+    return user ? " by " + readUserName(*user) : "";
+}
+
+std::string describeFaultChange(const Change& change)
+{
+    switch (change.kind)
     {
         case Change::Kind::faultRemoved:
             return "fault gone: ";
@@ -33,6 +42,11 @@ const char* describeFaultChange(Change::Kind kind)
             return "fault hidden: ";
         case Change::Kind::faultShown:
             return "fault shown: ";
+        case Change::Kind::acknowledged:
+            return "acknowledged" + byUser(change.acknowledgement->user) +
+                   " (" + change.acknowledgement->comment + "): ";
+        case Change::Kind::withdrawn:
+            return "acknowledgement withdrawn" + byUser(change.endedBy) + ": ";
         default:
             return "fault: ";
     }
@@ -42,8 +56,22 @@ ChangeText describeFault(const Change& change)
 {
     return {.word = health_namespace::healthWord(change.fault->severity),
             .text = shownKey(getComponent(change.path)) + "  " +
-                    describeFaultChange(change.kind) + change.fault->message +
+                    describeFaultChange(change) + change.fault->message +
                     (isForTrial(change.fault->fqdd) ? " (trial)" : "")};
+}
+
+ChangeText describeSilence(const Change& change)
+{
+    const Silence& silence = *change.silence;
+    const bool begins = change.kind == Change::Kind::silenced;
+    const std::string what =
+        begins ? " until " + localTime(clockTime(silence.until)) +
+                     byUser(silence.user) + ": " + silence.comment
+        : change.endedBy ? " ended" + byUser(change.endedBy)
+                         : " is over";
+    return {.word = begins ? "silenced" : "ended",
+            .text = targetInWords(silence.target) + "  silence " +
+                    std::to_string(silence.id) + what};
 }
 
 ChangeText describeProcess(const Change& change)
@@ -67,6 +95,10 @@ ChangeText describeChange(const Change& change)
     if (change.fault)
     {
         return describeFault(change);
+    }
+    if (change.silence)
+    {
+        return describeSilence(change);
     }
     const bool isProcess = change.kind == Change::Kind::processSilent ||
                            change.kind == Change::Kind::processSilentEnded;

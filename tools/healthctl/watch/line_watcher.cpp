@@ -6,6 +6,7 @@
 #include "change_line.hpp"
 #include "change_text.hpp"
 #include "ending_signals.hpp"
+#include "note_change.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -65,8 +66,12 @@ LineWatcher::LineWatcher(const Context& context, const WatchFilter& filter,
                          [&loop] {
                              loop.exit(0);
                          })),
-    follower(bus, loop, [this](const Changes& changes) {
-        write(changes);
+    follower(bus, loop,
+             [this](const Changes& changes) {
+                 write(changes);
+             }),
+    notes(bus, loop, [this](Change::Kind kind, const host::Members& told) {
+        write(makeNoteChanges(kind, told, follower.tree()));
     })
 {
     // The reader may be gone before the loop runs.

@@ -4,6 +4,7 @@
 /** @file Changes as lines. */
 
 #include "../context.hpp"
+#include "note_signals.hpp"
 #include "tree_follower.hpp"
 #include "watch_filter.hpp"
 
@@ -30,6 +31,7 @@ class LineWatcher
     const WatchFilter& filter;
     services::EventSource hangup;
     TreeFollower follower;
+    NoteSignals notes;
 };
 
 } // namespace healthintf::healthctl

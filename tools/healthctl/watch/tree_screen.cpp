@@ -3,6 +3,7 @@
 
 #include "../model/tree_choice.hpp"
 #include "../output/line_output.hpp"
+#include "../output/silence_output.hpp"
 #include "../output/terminal.hpp"
 #include "../output/time_text.hpp"
 #include "../source/health_source.hpp"
@@ -49,22 +50,25 @@ SilentProcesses listSilent(const WatchedTree& tree)
 }
 
 /** All trees that are known. */
-std::vector<TreeNode> buildTrees(const WatchedTree& known)
+std::vector<TreeNode> buildTrees(const WatchedTree& known,
+                                 const NoteFollower& notes)
 {
     Faults faults;
     for (const auto& [path, fault] : known.faults())
     {
         faults.push_back({path, FaultEntry_gen(fault.properties)});
     }
+    notes.note(faults);
     return buildTrees(known.nodes(), faults);
 }
 
 /** Draws the tree, or the reason why there is none. */
 void drawTree(const Context& context, const TreeView& view,
-              const WatchFilter& filter, const TreeFollower& follower)
+              const WatchFilter& filter, const TreeFollower& follower,
+              const NoteFollower& notes)
 {
     const WatchedTree& known = follower.tree();
-    const auto trees = chooseTrees(buildTrees(known), filter);
+    const auto trees = chooseTrees(buildTrees(known, notes), filter);
     if (trees.empty() && known.nodes().empty() && !follower.nothing().empty())
     {
         // The services may start later.
@@ -79,7 +83,9 @@ void drawTree(const Context& context, const TreeView& view,
     {
         writeLine(context, describeMissing(unknown), Tone::warning);
     }
-    printTrees(context, listTops(trees), view);
+    const auto tops = listTops(trees);
+    printTrees(context, tops, view);
+    writeSilences(context, chooseSilences(notes.silences(), listFaults(tops)));
 }
 
 } // namespace
@@ -92,9 +98,18 @@ TreeScreen::TreeScreen(const Context& context, const TreeView& view,
                                                     [this] {
                                                         draw();
                                                     }),
+    notes(bus, loop,
+          [this] {
+              // The first drawing waits for the answers.
+              if (drawn != Clock::time_point())
+              {
+                  drawing.request();
+              }
+          }),
     follower(
         bus, loop,
-        [this](const Changes& /*changes*/) {
+        [this](const Changes& changes) {
+            notes.take(changes);
             due = true;
             drawing.request();
         },
@@ -118,6 +133,7 @@ TreeScreen::TreeScreen(const Context& context, const TreeView& view,
             takeKeys();
         }));
     }
+    notes.await();
     draw();
 }
 
@@ -134,7 +150,7 @@ void TreeScreen::draw()
     const auto now = static_cast<uint64_t>(std::time(nullptr));
     writeLine(page, localTime(now) + "  q ends, arrow keys scroll",
               Tone::faint);
-    drawTree(page, view, filter, follower);
+    drawTree(page, view, filter, follower, notes);
     screen.draw(text.str(), page.width.value_or(std::string::npos), scrolling);
 }
 

@@ -6,6 +6,7 @@
 #include "../context.hpp"
 #include "../output/tree_output.hpp"
 #include "keys.hpp"
+#include "note_follower.hpp"
 #include "paced_action.hpp"
 #include "screen.hpp"
 #include "scrolling.hpp"
@@ -45,6 +46,7 @@ class TreeScreen
     /** Whether something changed since it was drawn. */
     bool due = false;
     Clock::time_point drawn;
+    NoteFollower notes;
     TreeFollower follower;
     Screen screen;
     KeyReader keys;

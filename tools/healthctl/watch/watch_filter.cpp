@@ -22,12 +22,11 @@ bool hasSeverity(const std::optional<uint32_t>& health,
     return health && hasSeverity(*health, filter);
 }
 
-bool isProcessWatched(const Change& change, const WatchFilter& filter)
+bool hasWatchedComponent(const Change& change, const WatchFilter& filter)
 {
-    return change.components.empty() ||
-           std::ranges::any_of(change.components, [&](const std::string& key) {
-               return isAtOrBelow(key, filter.key);
-           });
+    return std::ranges::any_of(change.components, [&](const std::string& key) {
+        return isAtOrBelow(key, filter.key);
+    });
 }
 
 } // namespace
@@ -38,7 +37,11 @@ bool isWatched(const Change& change, const WatchFilter& filter)
     {
         case Change::Kind::processSilent:
         case Change::Kind::processSilentEnded:
-            return isProcessWatched(change, filter);
+            return change.components.empty() ||
+                   hasWatchedComponent(change, filter);
+        case Change::Kind::silenced:
+        case Change::Kind::silenceEnded:
+            return filter.key.empty() || hasWatchedComponent(change, filter);
         case Change::Kind::nodeAdded:
         case Change::Kind::nodeRemoved:
         case Change::Kind::health:

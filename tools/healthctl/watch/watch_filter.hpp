@@ -26,7 +26,8 @@ struct WatchFilter
 
 /** Whether a change is of that part. A node's health is when it has or had one
  *  of the severities, and a process when one of its components is below the
- *  key, or nothing is known of its components. */
+ *  key, or nothing is known of its components. A
+ *  silence is when it names such a component, or a fault there. */
 bool isWatched(const Change& change, const WatchFilter& filter);
 
 /** How many nodes and faults of that part there are. */

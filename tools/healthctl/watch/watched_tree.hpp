@@ -3,6 +3,7 @@
 
 /** @file The tree as far as a watcher knows it. */
 
+#include "../model/silence.hpp"
 #include "../source/health_source.hpp"
 
 #include <platform/data_abstraction/fault_entry.hpp>
@@ -16,7 +17,8 @@
 namespace healthintf::healthctl
 {
 
-/** One change of a node, a fault, or a process. */
+/** One change of a node, a fault, or a process, or of what operators have noted
+ *  of faults. */
 struct Change
 {
     enum class Kind
@@ -33,18 +35,29 @@ struct Change
         processSilent,
         /** It answers again, or has left the bus. */
         processSilentEnded,
+        /** An operator sees to a fault, or does so no longer. */
+        acknowledged,
+        withdrawn,
+        silenced,
+        silenceEnded,
     };
 
     Kind kind;
-    /** A node's key, a fault entry's path, or a process in words. */
+    /** A node's key, a fault entry's path, or a process in words; empty for a
+     *  silence. */
     std::string path;
     /** Of a node. */
     std::optional<uint32_t> before;
     std::optional<uint32_t> now;
     /** Of a fault. */
     std::optional<FaultEntryProperties> fault;
-    /** The keys of the nodes of a process. */
+    /** The keys of the nodes of a process, or of the components of which a
+     *  silence names faults. */
     std::vector<std::string> components = {};
+    std::optional<Silence> silence = {};
+    std::optional<Acknowledgement> acknowledgement = {};
+    /** The user id of who ended a silence, or took an acknowledgement back. */
+    std::optional<uint32_t> endedBy = {};
 };
 
 using Changes = std::vector<Change>;

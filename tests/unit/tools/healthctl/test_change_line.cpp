@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <watch/change_line.hpp>
+#include <watch/note_change.hpp>
 
 namespace healthintf::healthctl
 {
@@ -58,6 +59,54 @@ TEST(ChangeLine, NamesASilentProcessAndItsComponents)
     EXPECT_EQ(silent["components"], nlohmann::json::array({key}));
     EXPECT_EQ(toJson(tree.takeOver({}, {}).at(0))["change"],
               "process-silent-ended");
+}
+
+TEST(ChangeLine, DescribesAnAcknowledgementThatIsGivenAndWithdrawn)
+{
+    WatchedTree tree;
+    WatchedFault fault;
+    fault.properties.messageID = "FanSlow";
+    const std::string path = key + "/entry/Fault_1";
+    tree.addFault(path, fault);
+    host::Members told{{"Fault", path},
+                       {"Time", int64_t{0}},
+                       {"User", uint32_t{0}},
+                       {"Comment", std::string("Olga looks")}};
+    const nlohmann::json given =
+        toJson(makeNoteChanges(Change::Kind::acknowledged, told, tree).at(0));
+    EXPECT_EQ(given["change"], "acknowledged");
+    EXPECT_EQ(given["component"], key);
+    EXPECT_EQ(given["path"], path);
+    EXPECT_EQ(given["fault"]["messageId"], "FanSlow");
+    EXPECT_EQ(given["acknowledgement"]["user"], "root");
+    EXPECT_EQ(given["acknowledgement"]["comment"], "Olga looks");
+    EXPECT_FALSE(given.contains("user"));
+    told["WithdrawnBy"] = uint32_t{0};
+    const nlohmann::json withdrawn =
+        toJson(makeNoteChanges(Change::Kind::withdrawn, told, tree).at(0));
+    EXPECT_EQ(withdrawn["change"], "withdrawn");
+    EXPECT_EQ(withdrawn["acknowledgement"]["comment"], "Olga looks");
+    EXPECT_EQ(withdrawn["uid"], 0);
+    EXPECT_EQ(withdrawn["user"], "root");
+}
+
+TEST(ChangeLine, DescribesASilenceThatBeginsAndEnds)
+{
+    host::Members told{{"Id", uint64_t{3}}, {"Component", key}};
+    const nlohmann::json begins =
+        toJson(makeNoteChanges(Change::Kind::silenced, told, {}).at(0));
+    EXPECT_EQ(begins["change"], "silenced");
+    EXPECT_EQ(begins["components"], nlohmann::json::array({key}));
+    EXPECT_EQ(begins["silence"]["id"], 3);
+    EXPECT_EQ(begins["silence"]["component"], key);
+    const auto end = [&told] {
+        return nlohmann::json(toJson(
+            makeNoteChanges(Change::Kind::silenceEnded, told, {}).at(0)));
+    };
+    EXPECT_EQ(end()["change"], "silence-ended");
+    EXPECT_TRUE(end()["user"].is_null()) << "its time had come";
+    told["EndedBy"] = uint32_t{0};
+    EXPECT_EQ(end()["user"], "root");
 }
 
 TEST(ChangeLine, BeginsWithTheNumbersOfComponentsAndFaults)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 #include <watch/change_text.hpp>
+#include <watch/note_change.hpp>
 
 namespace healthintf::healthctl
 {
@@ -56,6 +57,41 @@ TEST(ChangeText, NamesASilentProcessAndItsComponents)
     WatchedTree unknown;
     EXPECT_EQ(describe(unknown.takeOver({}, {}, {{":1.9", "disk[9]"}})),
               "silent: disk[9]  does not answer");
+}
+
+TEST(ChangeText, DescribesAnAcknowledgementThatIsGivenAndWithdrawn)
+{
+    WatchedTree tree;
+    WatchedFault fault;
+    fault.properties.message = "It is slow.";
+    fault.properties.severity = 3;
+    const std::string path = key + "/entry/Fault_1";
+    tree.addFault(path, fault);
+    host::Members told{{"Fault", path},
+                       {"User", uint32_t{0}},
+                       {"Comment", std::string("Olga looks")}};
+    EXPECT_EQ(describe(makeNoteChanges(Change::Kind::acknowledged, told, tree)),
+              "warning: a  acknowledged by root (Olga looks): It is slow.");
+    told["WithdrawnBy"] = uint32_t{0};
+    EXPECT_EQ(describe(makeNoteChanges(Change::Kind::withdrawn, told, tree)),
+              "warning: a  acknowledgement withdrawn by root: It is slow.");
+}
+
+TEST(ChangeText, DescribesASilenceThatBeginsAndEnds)
+{
+    host::Members told{{"Id", uint64_t{3}},
+                       {"Component", key},
+                       {"User", uint32_t{0}},
+                       {"Comment", std::string("a new fan comes")}};
+    const std::string begins =
+        describe(makeNoteChanges(Change::Kind::silenced, told, {}));
+    EXPECT_TRUE(begins.starts_with("silenced: a  silence 3 until ")) << begins;
+    EXPECT_TRUE(begins.ends_with(" by root: a new fan comes")) << begins;
+    EXPECT_EQ(describe(makeNoteChanges(Change::Kind::silenceEnded, told, {})),
+              "ended: a  silence 3 is over");
+    told["EndedBy"] = uint32_t{0};
+    EXPECT_EQ(describe(makeNoteChanges(Change::Kind::silenceEnded, told, {})),
+              "ended: a  silence 3 ended by root");
 }
 
 TEST(ChangeText, BeginsWithTheNumbersOfComponentsAndFaults)

@@ -131,5 +131,22 @@ TEST_F(WatchedPart, IsATree)
     EXPECT_EQ(chooseTop({.key = root + "/none", .severities = {}}), "");
 }
 
+TEST(WatchFilter, WatchesSilencesThatNameAComponentThere)
+{
+    Change silenced{.kind = Change::Kind::silenced,
+                    .path = {},
+                    .before = std::nullopt,
+                    .now = std::nullopt,
+                    .fault = std::nullopt};
+    const auto watches = [&silenced](const std::string& top) {
+        return isWatched(silenced, {.key = top, .severities = {}});
+    };
+    EXPECT_TRUE(watches(""));
+    EXPECT_FALSE(watches("/r/a"));
+    silenced.components = {"/r/a/b"};
+    EXPECT_TRUE(watches("/r/a"));
+    EXPECT_FALSE(watches("/r/b"));
+}
+
 } // namespace
 } // namespace healthintf::healthctl
