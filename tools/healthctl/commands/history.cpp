@@ -367,7 +367,7 @@ ExitCode clearHistory(const Context& context, bool withoutQuestion)
     {
         writeLine(context, "The history was cleared; it has " +
                                std::to_string(left) +
-                               (left == 1 ? " record now" : " records now"));
+                               (left == 1 ? " record now." : " records now."));
     }
     return ExitCode::ok;
 }
