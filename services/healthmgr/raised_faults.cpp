@@ -25,11 +25,10 @@ using health_namespace::FaultAndHealth;
 namespace
 {
 
-/** Whether two faults cannot be there at once. */
-bool isSame(const RaisedFault& one, const RaisedFault& other)
-{
-    return one.message == other.message && one.sensorPath == other.sensorPath;
-}
+/** How long to wait before a fault that could not be made is tried again. Each
+ *  failure has its log lines. */
+constexpr services::GrowingPause untilMade{std::chrono::seconds(1),
+                                           std::chrono::minutes(10)};
 
 bool addTo(FaultAndHealth& node, const RaisedFault& fault)
 {
@@ -127,7 +126,13 @@ RaisedFaults::RaisedFaults(services::EventLoop& loop, HostedNodes& nodes,
            }),
     timer(loop.onceLater([this] {
         endExpired();
-    }))
+    })),
+    making(
+        loop,
+        [this] {
+            return makeUnmade();
+        },
+        untilMade)
 {
     std::erase_if(faults, [](const auto& each) {
         return !explainInvalidKey(each.first).empty();
@@ -178,7 +183,7 @@ RaisedFault* RaisedFaults::find(const std::string& key, const RaisedFault& like)
     }
     const auto found =
         std::ranges::find_if(component->second, [&](const RaisedFault& each) {
-            return isSame(each, like);
+            return identify(each) == identify(like);
         });
     return found == component->second.end() ? nullptr : &*found;
 }
@@ -194,7 +199,7 @@ void RaisedFaults::requireRoom(const std::string& key,
         for (const RaisedFault& each : raised)
         {
             const bool here = component == key;
-            if (here && isSame(each, fault))
+            if (here && identify(each) == identify(fault))
             {
                 return;
             }
@@ -232,18 +237,21 @@ bool RaisedFaults::place(const std::string& key, const RaisedFault& fault)
     {
         // What goes on has no new entry.
         same.end = old->end;
-        if (*old == same)
+        if (*old == same && !isUnmade(key, *old))
         {
             old->end = fault.end;
             return true;
         }
-        removeFrom(*node, *old);
+        if (!isUnmade(key, *old))
+        {
+            removeFrom(*node, *old);
+        }
     }
     if (!addTo(*node, fault))
     {
         if (old != nullptr)
         {
-            addTo(*node, *old);
+            addOrRetry(key, *node, *old);
         }
         else if (!has(key))
         {
@@ -251,6 +259,7 @@ bool RaisedFaults::place(const std::string& key, const RaisedFault& fault)
         }
         return false;
     }
+    forgetUnmade(key, fault);
     if (old != nullptr)
     {
         *old = fault;
@@ -300,10 +309,11 @@ std::size_t RaisedFaults::endOf(const std::string& key, const Test& ends)
                                              });
     for (auto each = going; each != raised.end(); ++each)
     {
-        if (node != nullptr)
+        if (node != nullptr && !isUnmade(key, *each))
         {
             removeFrom(*node, *each);
         }
+        forgetUnmade(key, *each);
         SERVICE_LOG(log::lifetime,
                     "%s.%d.%s: the raised fault %s of %s has ended",
                     each->message.c_str(), key.c_str());
@@ -342,6 +352,7 @@ bool RaisedFaults::has(const std::string& key) const
 
 void RaisedFaults::report(const std::string& key, FaultAndHealth& node)
 {
+    unmade.erase(key);
     const auto component = faults.find(key);
     if (component == faults.end())
     {
@@ -349,14 +360,67 @@ void RaisedFaults::report(const std::string& key, FaultAndHealth& node)
     }
     for (const RaisedFault& fault : component->second)
     {
-        if (!addTo(node, fault))
+        addOrRetry(key, node, fault);
+    }
+}
+
+/** Puts a fault on a node that has had it; later if that fails now. */
+void RaisedFaults::addOrRetry(const std::string& key, FaultAndHealth& node,
+                              const RaisedFault& fault)
+{
+    if (addTo(node, fault))
+    {
+        forgetUnmade(key, fault);
+        return;
+    }
+    if (unmade[key].insert(identify(fault)).second)
+    {
+        SERVICE_LOG(log::error,
+                    "%s.%d.%s: unable to make the raised fault %s of %s anew; "
+                    "it is tried again",
+                    fault.message.c_str(), key.c_str());
+    }
+    making.fail();
+}
+
+bool RaisedFaults::isUnmade(const std::string& key,
+                            const RaisedFault& fault) const
+{
+    const auto component = unmade.find(key);
+    return component != unmade.end() &&
+           component->second.contains(identify(fault));
+}
+
+void RaisedFaults::forgetUnmade(const std::string& key,
+                                const RaisedFault& fault)
+{
+    const auto component = unmade.find(key);
+    if (component != unmade.end() &&
+        component->second.erase(identify(fault)) > 0 &&
+        component->second.empty())
+    {
+        unmade.erase(component);
+    }
+}
+
+/** Tries again to make the faults that could not be made anew.
+ *
+ *  @return whether all are there */
+bool RaisedFaults::makeUnmade()
+{
+    for (const auto& [key, raised] : faults)
+    {
+        // Without a node, they wait for the next one.
+        FaultAndHealth* node = nodes.find(key);
+        for (const RaisedFault& fault : raised)
         {
-            SERVICE_LOG(log::error,
-                        "%s.%d.%s: unable to make the raised fault %s of %s "
-                        "anew",
-                        fault.message.c_str(), key.c_str());
+            if (node != nullptr && isUnmade(key, fault) && addTo(*node, fault))
+            {
+                forgetUnmade(key, fault);
+            }
         }
     }
+    return unmade.empty();
 }
 
 bool RaisedFaults::giveUp(const std::string& key)
@@ -365,6 +429,7 @@ bool RaisedFaults::giveUp(const std::string& key)
     {
         return false;
     }
+    unmade.erase(key);
     SERVICE_LOG(log::warning,
                 "%s.%d.%s: a process holds %s now: the raised faults of it "
                 "have ended",

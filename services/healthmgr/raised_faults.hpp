@@ -14,7 +14,10 @@
 #include <cstddef>
 #include <filesystem>
 #include <functional>
+#include <map>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace healthintf::healthmgr
@@ -69,6 +72,20 @@ class RaisedFaults : public HostedFaults
     using Test =
         std::function<bool(const std::string& key, const RaisedFault& fault)>;
 
+    /** What two faults of one component cannot share: message and sensor. */
+    using Identity = std::pair<std::string, std::string>;
+
+    static Identity identify(const RaisedFault& fault)
+    {
+        return {fault.message, fault.sensorPath};
+    }
+
+    bool isUnmade(const std::string& key, const RaisedFault& fault) const;
+    void forgetUnmade(const std::string& key, const RaisedFault& fault);
+    bool makeUnmade();
+    void addOrRetry(const std::string& key,
+                    health_namespace::FaultAndHealth& node,
+                    const RaisedFault& fault);
     RaisedFault* find(const std::string& key, const RaisedFault& like);
     void requireRoom(const std::string& key, const RaisedFault& fault) const;
     bool place(const std::string& key, const RaisedFault& fault);
@@ -84,6 +101,10 @@ class RaisedFaults : public HostedFaults
     /** Writes the file, again and again if that fails. */
     services::Retry saving;
     services::EventSource timer;
+    /** The faults that their hosted nodes do not have, by component: they could
+     *  not be made anew. */
+    std::map<std::string, std::set<Identity>> unmade;
+    services::Retry making;
 };
 
 } // namespace healthintf::healthmgr
