@@ -11,11 +11,14 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <set>
+#include <string>
+#include <vector>
 
 namespace healthintf::test
 {
@@ -64,8 +67,64 @@ class HistoryTest : public testing::Test
     void emit(const char* member, const char* types, auto... values)
     {
         sd_bus_emit_signal(client.get(), (key + "/entry/Fault_1_4").c_str(),
-                           "com.vexa.olvar.healthmgr.FaultEntry", member, types,
-                           values...);
+                           faultEntry, member, types, values...);
+    }
+
+    /** Emits signals of that entry from so many further connections, each of
+     *  which has ended when this returns. */
+    static void emitFromShortLived(int senders, int signals)
+    {
+        for (int sender = 0; sender < senders; ++sender)
+        {
+            const BusClient gone;
+            for (int signal = 0; signal < signals; ++signal)
+            {
+                sd_bus_emit_signal(gone.get(),
+                                   "/com/vexa/olvar/health/x/entry/F",
+                                   faultEntry, "FaultEntryRemoved", "");
+            }
+            sd_bus_flush(gone.get());
+        }
+    }
+
+    /** How often the bus is asked for a sender while logmgr finds
+     *  all these signals at once. */
+    std::ptrdiff_t countQuestions(int senders, int signals)
+    {
+        BusClient watcher;
+        std::vector<std::string> seen;
+        const auto note = [](sd_bus_message* message, void* members,
+                             sd_bus_error*) {
+            const char* member = sd_bus_message_get_member(message);
+            static_cast<std::vector<std::string>*>(members)->emplace_back(
+                member == nullptr ? "" : member);
+            // Keeps sd-bus from replying to messages meant for others.
+            return 1;
+        };
+        sd_bus_slot* filter = nullptr;
+        sd_bus_add_filter(watcher.get(), &filter, note, &seen);
+        const std::unique_ptr<sd_bus_slot, Unref> owner(filter);
+        watcher.call("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                     "org.freedesktop.DBus.Monitoring", "BecomeMonitor", "asu",
+                     1, "destination='org.freedesktop.DBus'", 0U);
+        logmgr->signal(SIGSTOP);
+        emitFromShortLived(senders, signals);
+        logmgr->signal(SIGCONT);
+        // This signal comes behind the others, and needs no sender.
+        clearLog();
+        waitFor(1);
+        const char* const marker = "GetId";
+        client.catchUp();
+        watcher.waitUntil("the marker", [&] {
+            return std::ranges::count(seen, marker) > 0;
+        });
+        return std::ranges::count(seen, "GetConnectionCredentials");
+    }
+
+    void clearLog() const
+    {
+        client.call("com.vexa.olvar.logmgr", "/com/vexa/olvar/logmgr/SEL",
+                    "com.vexa.olvar.logmgr.SEL", "Clear", "");
     }
 
     void startManager()
@@ -98,6 +157,8 @@ class HistoryTest : public testing::Test
         return fs::path(getenv("HEALTHINTF_STATE_DIR")) / "history";
     }
 
+    static constexpr const char* faultEntry =
+        "com.vexa.olvar.healthmgr.FaultEntry";
     const std::string key = "/com/vexa/olvar/health/fans/fan1";
     PrivateBus bus;
     HistoryClient client;
@@ -212,11 +273,22 @@ TEST_F(HistoryTest, BelievesNoSignalOfWhoHasNoSuchComponent)
     EXPECT_EQ(client.heard[0].at("MessageID"), "FAN");
 }
 
+TEST_F(HistoryTest, AsksOnceForASenderThatIsGone)
+{
+    start();
+    EXPECT_EQ(countQuestions(3, 20), 3);
+}
+
+TEST_F(HistoryTest, AsksForNoSenderWhileManyMessagesWait)
+{
+    start();
+    EXPECT_LE(countQuestions(600, 1), 300);
+}
+
 TEST_F(HistoryTest, TellsThatTheEventLogWasCleared)
 {
     start();
-    client.call("com.vexa.olvar.logmgr", "/com/vexa/olvar/logmgr/SEL",
-                "com.vexa.olvar.logmgr.SEL", "Clear", "");
+    clearLog();
     waitFor(1);
     EXPECT_THAT(heardKinds(), ElementsAre("log-cleared"));
 }
@@ -395,8 +467,7 @@ TEST_F(HistoryTest, LeavesTheEventLogAloneWhenItCannotBeKept)
     client.waitUntil("logmgr", [this] {
         return !client.findOwner("com.vexa.olvar.logmgr").empty();
     });
-    client.call("com.vexa.olvar.logmgr", "/com/vexa/olvar/logmgr/SEL",
-                "com.vexa.olvar.logmgr.SEL", "Clear", "");
+    clearLog();
     client.waitUntilReady();
     EXPECT_THROW(client.readAll(), std::runtime_error);
     Component daemon(key, 2);

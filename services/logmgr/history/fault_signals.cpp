@@ -11,8 +11,10 @@
 #include <com/vexa/olvar/healthmgr/names.hpp>
 #include <com/vexa/olvar/logmgr/names.hpp>
 
+#include <cerrno>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <string_view>
@@ -36,6 +38,11 @@ constexpr std::chrono::microseconds longestQuestion = std::chrono::seconds(1);
 
 /** How many senders are remembered. */
 constexpr std::size_t mostSenders = 1024;
+
+/** How many messages may wait when the bus is asked for a sender. Each question
+ *  reads all that has come before its answer into the memory, and a flood of
+ *  signals from ever new senders would fill it. */
+constexpr uint64_t mostWaiting = 256;
 
 struct UnrefCredentials
 {
@@ -68,6 +75,35 @@ std::vector<std::string> readTexts(sd_bus_message* message)
     checkBus("sd_bus_message_exit_container",
              sd_bus_message_exit_container(message));
     return texts;
+}
+
+/** Whether so little waits on a connection that it may be asked. */
+bool mayAsk(sd_bus* bus)
+{
+    uint64_t waiting = 0;
+    return sd_bus_get_n_queued_read(bus, &waiting) >= 0 &&
+           waiting <= mostWaiting;
+}
+
+/** Asks the bus for the owner of a unique name.
+ *
+ *  @param[out] sender nothing when the bus has no such name any more
+ *  @return whether the bus has answered that or who it is */
+bool ask(sd_bus* bus, const char* name, std::optional<Sender>& sender)
+{
+    sd_bus_creds* raw = nullptr;
+    const int result = sd_bus_get_name_creds(
+        bus, name, SD_BUS_CREDS_PID | SD_BUS_CREDS_EUID, &raw);
+    const std::unique_ptr<sd_bus_creds, UnrefCredentials> credentials(raw);
+    uid_t user = 0;
+    if (result >= 0 && sd_bus_creds_get_euid(raw, &user) >= 0)
+    {
+        pid_t pid = 0;
+        // Not known of a process in a container.
+        sd_bus_creds_get_pid(raw, &pid);
+        sender = Sender{.user = user, .pid = static_cast<uint32_t>(pid)};
+    }
+    return result >= 0 || result == -ENXIO;
 }
 
 /** Reads the signal FaultEntryAdded. */
@@ -140,7 +176,8 @@ int FaultSignals::take(sd_bus_message* message, void* context,
     return 0;
 }
 
-/** Who has sent a message; nothing when the bus does not know it any more. */
+/** Who has sent a message; nothing when the bus does not know it any more, or
+ *  cannot be asked now. Then the data cache tells what the message would. */
 std::optional<Sender> FaultSignals::findSender(sd_bus_message* message)
 {
     const char* name = sd_bus_message_get_sender(message);
@@ -152,26 +189,17 @@ std::optional<Sender> FaultSignals::findSender(sd_bus_message* message)
     {
         return known->second;
     }
-    sd_bus_creds* raw = nullptr;
-    if (sd_bus_get_name_creds(sd_bus_message_get_bus(message), name,
-                              SD_BUS_CREDS_PID | SD_BUS_CREDS_EUID, &raw) < 0)
+    sd_bus* bus = sd_bus_message_get_bus(message);
+    std::optional<Sender> sender;
+    if (!mayAsk(bus) || !ask(bus, name, sender))
     {
         return std::nullopt;
     }
-    const std::unique_ptr<sd_bus_creds, UnrefCredentials> credentials(raw);
-    uid_t user = 0;
-    pid_t pid = 0;
-    if (sd_bus_creds_get_euid(raw, &user) < 0)
-    {
-        return std::nullopt;
-    }
-    // Not known of a process in a container.
-    sd_bus_creds_get_pid(raw, &pid);
     if (senders.size() >= mostSenders)
     {
         senders.clear();
     }
-    return senders[name] = {.user = user, .pid = static_cast<uint32_t>(pid)};
+    return senders[name] = sender;
 }
 
 void FaultSignals::takeAdded(sd_bus_message* message)

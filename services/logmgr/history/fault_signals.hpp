@@ -51,9 +51,9 @@ class FaultSignals
     std::optional<Sender> findSender(sd_bus_message* message);
 
     Handlers handlers;
-    /** Those that the bus was asked for already; the bus gives no unique name
-     *  twice. */
-    std::map<std::string, Sender> senders;
+    /** Those that the bus was asked for already, also those that were gone; the
+     *  bus gives no unique name twice. */
+    std::map<std::string, std::optional<Sender>> senders;
 };
 
 } // namespace healthintf::history
