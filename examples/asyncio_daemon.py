@@ -45,12 +45,13 @@ class ReadingFault:
 
 async def read_lines(take):
     """Hands each line of standard input over until its end."""
-    reader = asyncio.StreamReader()
+    # A line of any length: the usual limit would end this task.
+    reader = asyncio.StreamReader(sys.maxsize)
     loop = asyncio.get_running_loop()
     await loop.connect_read_pipe(
         lambda: asyncio.StreamReaderProtocol(reader), sys.stdin)
     async for line in reader:
-        take(line.decode().rstrip("\n"))
+        take(line.decode(errors="backslashreplace").rstrip("\n"))
 
 
 async def serve(key):

@@ -104,6 +104,18 @@ TEST_P(ExampleDaemon, KeepsOneFaultWhileItIsHot)
     EXPECT_EQ(announced(4), 1);
 }
 
+TEST_P(ExampleDaemon, PassesOverALineOfAnyBytesAndLength)
+{
+    // Longer than the usual limit of a line in asyncio.
+    const std::string words(100'000, 'x');
+    daemon.tell("\xFF\n" + words);
+    awaitErrors("no reading: " + words + "\n");
+    daemon.tell("96");
+    client.waitForHealth(key, 4);
+    daemon.endInput();
+    EXPECT_EQ(daemon.wait(), 0) << daemon.errors();
+}
+
 TEST_P(ExampleDaemon, TakesItsNodeBackAtTheEndOfItsInput)
 {
     client.waitForHealth(key, 2);
