@@ -9,6 +9,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <csignal>
 #include <cstddef>
@@ -136,11 +138,11 @@ class HistoryTest : public testing::Test
         });
     }
 
-    void silence(const char* sensor)
+    void silence(const char* sensor, uint32_t seconds = 600)
     {
         client.call(manager, managerPath, "com.vexa.olvar.healthmgr.Silences",
                     "Add", "a{sv}", 3, "SensorPath", "s", sensor, "Seconds",
-                    "u", uint32_t{600}, "Comment", "s", "for the test");
+                    "u", seconds, "Comment", "s", "for the test");
     }
 
     static void removeFiles()
@@ -329,7 +331,22 @@ TEST_F(HistoryTest, TellsWhatOperatorsDo)
                 "End", "t", uint64_t{1});
     waitFor(6);
     EXPECT_EQ(client.heard[4].at("Kind"), "silence-ended");
+    EXPECT_EQ(client.heard[4].at("User"), std::to_string(getuid()));
     EXPECT_EQ(client.heard[5].at("Kind"), "shown");
+}
+
+TEST_F(HistoryTest, NamesNobodyForASilenceWhoseTimeIsOver)
+{
+    start();
+    startManager();
+    silence("/sensor", 1);
+    waitFor(2);
+    EXPECT_EQ(client.heard[0].at("User"), std::to_string(getuid()));
+    EXPECT_EQ(client.heard[1].at("Kind"), "silence-ended");
+    EXPECT_FALSE(client.heard[1].contains("User"));
+    EXPECT_FALSE(
+        client.readFiltered("Kinds", "as", 1, "silence-ended")[0].contains(
+            "User"));
 }
 
 TEST_F(HistoryTest, FindsWhatOperatorsDidWhileItWasDown)

@@ -82,7 +82,7 @@ Record makeSilenceEnded(const host::Members& silence)
     const bool early =
         getMember<std::string>(silence, members::reason) == host::endedReason;
     record.fault.user =
-        getMember<uint32_t>(silence, early ? members::endedBy : members::user);
+        early ? getMember<uint32_t>(silence, members::endedBy) : noUser;
     record.comment += early ? " (ended early)" : "";
     return record;
 }

@@ -72,6 +72,9 @@ struct Fault
     uint32_t user = 0;
 };
 
+/** The user of what nobody did. The kernel gives this number to no user. */
+inline constexpr uint32_t noUser = ~uint32_t{0};
+
 /** The longest text of a record, in bytes; longer ones are cut. */
 inline constexpr std::size_t longestText = 1024;
 /** The most arguments of a record. */

@@ -54,7 +54,10 @@ void appendFault(MemberWriter& members, const Fault& fault)
     addNumber(members, member::sensorType, fault.sensorType);
     addText(members, member::process, fault.process);
     addNumber(members, member::processId, fault.pid);
-    members.add(member::user, "u", fault.user);
+    if (fault.user != noUser)
+    {
+        members.add(member::user, "u", fault.user);
+    }
 }
 
 /** Reads the members of a filter. */
