@@ -461,6 +461,29 @@ TEST_F(HistoryTest, FindsASilenceAgainWhenItsFileWasRemoved)
     EXPECT_EQ(client.heard[1].at("Missed"), "1");
 }
 
+TEST_F(HistoryTest, MarksNoSilenceAsMissedThatWasCleared)
+{
+    start();
+    startManager();
+    Component daemon(key, 2);
+    daemon.add(key, "FAN", "/another", 1);
+    waitFor(1);
+    silence("/sensor");
+    waitFor(2);
+    client.call(host::historyService, host::historyPath, host::historyInterface,
+                host::historyClear, "");
+    kill();
+    client.call(manager, managerPath,
+                "com.vexa.olvar.healthmgr.Acknowledgements", "Acknowledge",
+                "ss", client.heard[0].at("Entry").c_str(), "I see to it");
+    start();
+    // healthmgr is asked for silences first.
+    client.waitUntil("the acknowledgement", [this] {
+        return !client.readFiltered("Kinds", "as", 1, "acknowledged").empty();
+    });
+    EXPECT_THAT(client.readFiltered("Kinds", "as", 1, "silenced"), IsEmpty());
+}
+
 TEST_F(HistoryTest, FindsASilenceWhenHealthmgrBeginsLater)
 {
     startManager();

@@ -30,6 +30,10 @@ constexpr std::size_t mostOfPage = 1UL << 20;
 /** What SQLite keeps beside a database while it is open. */
 constexpr std::array companions{"-wal", "-shm"};
 
+/** How many records of operators are remembered. healthmgr keeps some hundred
+ *  silences and acknowledgements. */
+constexpr int64_t mostRemembered = 4096;
+
 /** The number of the layout, which is SQLite's user_version; that of a new
  *  database is 0. */
 constexpr int64_t layoutVersion = 1;
@@ -54,6 +58,8 @@ CREATE INDEX IF NOT EXISTS by_user ON records (user, sequence);
 CREATE INDEX IF NOT EXISTS by_occurrence ON records (identity, occurrence);
 CREATE TABLE IF NOT EXISTS followed (
     sequence INTEGER PRIMARY KEY, hidden INTEGER, process_start INTEGER);
+CREATE TABLE IF NOT EXISTS recorded_operations (
+    number INTEGER PRIMARY KEY, hash INTEGER UNIQUE);
 PRAGMA user_version = 1;
 )";
 static_assert(layoutVersion == 1, "the layout sets another version");
@@ -150,6 +156,11 @@ struct HistoryStore::Opened
         prepare("SELECT " + sizeOfRow +
                 " FROM records WHERE sequence = ? AND "
                 "sequence IN (SELECT sequence FROM followed)");
+    Statement remember =
+        prepare("INSERT OR IGNORE INTO recorded_operations (hash) VALUES (?)");
+    Statement forgetOldest =
+        prepare("DELETE FROM recorded_operations WHERE number <= "
+                "(SELECT max(number) FROM recorded_operations) - ?");
     Statement pages = prepare("PRAGMA page_count");
     Statement freePages = prepare("PRAGMA freelist_count");
 };
@@ -240,6 +251,7 @@ void HistoryStore::add(Record& record)
     count(record.fault.component, record.fault.user,
           static_cast<uint64_t>(opened->insertion.number(0)));
     opened->insertion.reset();
+    remember(record);
     ++sinceSync;
 }
 
@@ -420,6 +432,13 @@ HistoryPage HistoryStore::read(const HistoryQuery& query)
 
 bool HistoryStore::has(const Record& record)
 {
+    Statement remembered =
+        opened->prepare("SELECT 1 FROM recorded_operations WHERE hash = ?");
+    if (remembered.bind(static_cast<int64_t>(hashOf(record))).step())
+    {
+        return true;
+    }
+    // An earlier version of this program has remembered none.
     Statement question =
         opened->prepare("SELECT 1 FROM records WHERE kind = ? AND time = ? "
                         "AND entry = ? AND comment = ?");
@@ -427,6 +446,16 @@ bool HistoryStore::has(const Record& record)
         .bind(static_cast<int64_t>(record.kind), record.time,
               record.fault.entry, record.comment)
         .step();
+}
+
+/** Remembers a record of what can be found again, in case it goes. */
+void HistoryStore::remember(const Record& record)
+{
+    if (record.kind == Kind::silenced || record.kind == Kind::acknowledged)
+    {
+        opened->remember.bind(static_cast<int64_t>(hashOf(record))).run();
+        opened->forgetOldest.bind(mostRemembered).run();
+    }
 }
 
 uint64_t HistoryStore::first()

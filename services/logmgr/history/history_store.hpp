@@ -92,8 +92,9 @@ class HistoryStore
      *  message. */
     HistoryPage read(const HistoryQuery& query);
 
-    /** Whether there is a record of the same thing: of this kind and time,
-     * about this entry, and with this comment. */
+    /** Whether the same silence or acknowledgement was recorded: of this kind
+     *  and time, about this entry, and with this comment. Its record may have
+     *  gone since. */
     bool has(const Record& record);
 
     /** The lowest and the highest sequence number; 0 without records. */
@@ -118,6 +119,7 @@ class HistoryStore
     bool removeOldest(Measure measure);
     bool removeBy(Statement& removal);
     void countFollowed();
+    void remember(const Record& record);
     uint64_t sizeOfFollowed(int64_t sequence);
     uint64_t countOccurrences(uint64_t identity);
 

@@ -130,6 +130,16 @@ uint64_t identityOf(const Fault& fault)
     return hash.value();
 }
 
+uint64_t hashOf(const Record& record)
+{
+    Hash hash;
+    hash.add(kindName(record.kind));
+    hash.add(std::to_string(record.time));
+    hash.add(record.fault.entry);
+    hash.add(record.comment);
+    return hash.value();
+}
+
 std::size_t countBytes(const Record& record)
 {
     const Fault& fault = record.fault;

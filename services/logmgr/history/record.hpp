@@ -111,6 +111,10 @@ struct Record
     std::string comment;
 };
 
+/** What distinguishes what an operator has done from the rest: kind, time,
+ *  entry and comment. */
+uint64_t hashOf(const Record& record);
+
 /** How many bytes the texts of a record have. */
 std::size_t countBytes(const Record& record);
 

@@ -509,6 +509,45 @@ TEST_F(HistoryStoreTest, NoticesThatItsFileWasRemoved)
     EXPECT_FALSE(store->isInPlace());
 }
 
+TEST_F(HistoryStoreTest, KnowsWhatItHasRecordedAfterAClear)
+{
+    open();
+    const Record silenced = makeRecord(Kind::silenced, 5);
+    add(silenced);
+    const Record acknowledged = makeRecord(Kind::acknowledged, 5);
+    add(acknowledged);
+    store->clear();
+    store->commit();
+    open();
+    EXPECT_TRUE(store->has(silenced));
+    EXPECT_TRUE(store->has(acknowledged));
+    EXPECT_FALSE(store->has(makeRecord(Kind::silenced, 6)));
+}
+
+TEST_F(HistoryStoreTest, RemembersTheNewestThatItHasRecorded)
+{
+    open({.records = 10});
+    for (int64_t time = 0; time <= 4096; ++time)
+    {
+        add(makeRecord(Kind::silenced, time));
+    }
+    EXPECT_FALSE(store->has(makeRecord(Kind::silenced, 0)));
+    EXPECT_TRUE(store->has(makeRecord(Kind::silenced, 1)));
+    EXPECT_TRUE(store->has(makeRecord(Kind::silenced, 4096)));
+}
+
+TEST_F(HistoryStoreTest, KnowsWhatAnEarlierVersionHasRecorded)
+{
+    open();
+    const Record silenced = makeRecord(Kind::silenced, 5);
+    add(silenced);
+    store->commit();
+    store.reset();
+    Database(file).run("DROP TABLE recorded_operations");
+    open();
+    EXPECT_TRUE(store->has(silenced));
+}
+
 TEST_F(HistoryStoreTest, KnowsWhetherItHasTheSame)
 {
     open();
