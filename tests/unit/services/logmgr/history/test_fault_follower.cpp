@@ -219,17 +219,6 @@ TEST_F(FaultFollowerTest, RecordsAFaultOnceThatIsTwiceAnnouncedAndThenSeen)
     EXPECT_THAT(kinds(), ElementsAre(Kind::appeared));
 }
 
-TEST_F(FaultFollowerTest, RecordsAFaultOnceWhosePathIsCutInItsRecord)
-{
-    start();
-    const std::string number(2 * longestText, '1');
-    add(number);
-    add(number);
-    EXPECT_THAT(kinds(), ElementsAre(Kind::appeared));
-    remove(number);
-    EXPECT_THAT(kinds(), ElementsAre(Kind::cleared));
-}
-
 TEST_F(FaultFollowerTest, SeesAFaultThatWasNotAnnounced)
 {
     start();
