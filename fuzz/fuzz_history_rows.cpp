@@ -126,7 +126,7 @@ void checkMessage(const Record& record)
     const auto received = healthctl::readHistoryRecord(message.get());
     require(valuesOf(received) == valuesOf(record));
     require(received.kind == kindName(record.kind));
-    require(received.user == record.fault.user);
+    require(received.user.value_or(history::noUser) == record.fault.user);
 }
 
 /** Stores a record in the place of the row that it was read from. */
